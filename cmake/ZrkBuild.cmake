@@ -1,0 +1,45 @@
+# What every target of the project shares: flags, and the shape of a library and of its tests.
+
+# Flags that are part of the results: no fast-math, no contraction of multiply-add.
+add_library(zrk_flags INTERFACE)
+target_include_directories(zrk_flags INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(zrk_flags INTERFACE -fno-math-errno -fno-trapping-math -ffp-contract=off)
+if(ZRK_ARCH)
+    target_compile_options(zrk_flags INTERFACE "-march=${ZRK_ARCH}")
+endif()
+if(ZRK_SANITIZE)
+    target_compile_options(zrk_flags INTERFACE "-fsanitize=${ZRK_SANITIZE}" -fno-omit-frame-pointer
+        -fno-sanitize-recover=all)
+    target_link_options(zrk_flags INTERFACE "-fsanitize=${ZRK_SANITIZE}")
+endif()
+
+add_library(zrk_warnings INTERFACE)
+# -Wno-psabi: passing wide vectors by value is internal to this build.
+target_compile_options(zrk_warnings INTERFACE -Wall -Wextra -Wpedantic -Wnon-virtual-dtor
+    -Woverloaded-virtual=1 -Wno-psabi)
+if(ZRK_WERROR)
+    target_compile_options(zrk_warnings INTERFACE -Werror)
+endif()
+
+# zrk_library(NAME SOURCES... [PUBLIC libs...] [PRIVATE libs...])
+function(zrk_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+    add_library(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PUBLIC zrk_flags ${ARG_PUBLIC} PRIVATE zrk_warnings ${ARG_PRIVATE})
+    set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+endfunction()
+
+# zrk_tests(NAME DIR libs...): one test program from DIR/*_test.cpp.
+function(zrk_tests name dir)
+    if(NOT ZRK_TESTS)
+        return()
+    endif()
+    file(GLOB sources CONFIGURE_DEPENDS "${dir}/*_test.cpp")
+    if(NOT sources)
+        return()
+    endif()
+    add_executable(${name} ${sources})
+    target_link_libraries(${name} PRIVATE ${ARGN} zrk_warnings GTest::gtest GTest::gmock GTest::gtest_main)
+    target_compile_definitions(${name} PRIVATE "ZRK_SOURCE_DIR=\"${PROJECT_SOURCE_DIR}\"")
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+endfunction()
