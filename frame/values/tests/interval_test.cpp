@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <random>
@@ -189,6 +190,40 @@ TEST(Interval, BoundsComposedFormulas)
     EXPECT_BOUNDS(x - 2.0 * round(x / 2.0) + minimum(floor(y), y * y - trunc(x)));
     EXPECT_BOUNDS(minimum(sqrt(x), y) + maximum(sqrt(y), 1.0)); // NaN travels by the literal rules
     EXPECT_BOUNDS(select(abs(sin(3 * x)) > 0.5, tan(y), acos(y)));
+}
+
+// Where the C library and the batch may disagree by more than units in the last place (begin of
+// overflow and underflow), and where the reduction of large angles is coarse.
+TEST(Interval, BoundsNarrowBoxesAtTheEdges)
+{
+    std::mt19937_64 random(12);
+    std::uniform_real_distribution<double> unit(-1, 1);
+    const auto check = [&](const char* name, double centre, double reach, double width, auto f) {
+        for (int i = 0; i < 20000; ++i) {
+            const double x = centre + reach * unit(random);
+            const Range box(x, x + width * std::abs(unit(random)));
+            const double inside = std::min(box.upper, x + 0.5 * width * std::abs(unit(random)));
+            const Range bounds = f(box);
+            for (double point : {box.lower, inside, box.upper}) {
+                ASSERT_TRUE(bounds.contains(f(point))) << name << " of " << point << " over " << box;
+                ASSERT_TRUE(bounds.contains(f(Batch(point)).lane(0)))
+                    << name << " of " << point << " in a batch over " << box << " within " << bounds;
+            }
+        }
+    };
+    const auto exponential = [](const auto& x) { return exp(x); };
+    const auto power = [](const auto& x) { return pow(x, 100.0); };
+    const auto sine = [](const auto& x) { return sin(x); };
+    const auto tangent = [](const auto& x) { return tan(x); };
+    check("exp", 709.782712, 2e-6, 1e-9, exponential);
+    check("exp", -745.13, 1, 1e-3, exponential);
+    check("exp", -708.4, 1, 1e-3, exponential);
+    check("pow", 1209.0, 1, 1e-9, power);
+    check("pow", 5.8e-4, 1e-5, 1e-9, power);
+    for (double centre : {0.0, 1e3, 9.99e5, 1e7, 1e12, 1e15}) {
+        check("sin", centre, 100, 3, sine);
+        check("tan", centre, 100, 1, tangent);
+    }
 }
 
 TEST(Interval, TheEntireIntervalStaysEntire)
