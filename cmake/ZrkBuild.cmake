@@ -16,7 +16,7 @@ endif()
 add_library(zrk_warnings INTERFACE)
 # -Wno-psabi: passing wide vectors by value is internal to this build.
 target_compile_options(zrk_warnings INTERFACE -Wall -Wextra -Wpedantic -Wnon-virtual-dtor
-    -Woverloaded-virtual=1 -Wno-psabi)
+    -Wno-psabi)
 if(ZRK_WERROR)
     target_compile_options(zrk_warnings INTERFACE -Werror)
 endif()

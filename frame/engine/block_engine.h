@@ -1,0 +1,113 @@
+#pragma once
+
+#include "frame/engine/block.h"
+#include "frame/engine/evaluation_context.h"
+#include "frame/engine/kernel.h"
+
+#include <bitset>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace zrk {
+
+class ProgressManager;
+
+/// Takes the target's blocks, in ascending order within one call of `sweep`.
+class BlockSink {
+public:
+    virtual ~BlockSink() = default;
+    virtual void take(std::int32_t firstSample, std::size_t sampleCount, const Block& block) = 0;
+};
+
+/// Writes blocks as records of a buffer.
+class BufferSink final : public BlockSink {
+public:
+    explicit BufferSink(SampleBufferData<double>& buffer) : _buffer(buffer) {}
+    void take(std::int32_t firstSample, std::size_t sampleCount, const Block& block) override;
+
+private:
+    SampleBufferData<double>& _buffer;
+};
+
+/// Computes a chain by blocks of samples beneath a context.
+///
+/// For a target slot it plans once which slots are read, upstream first, and then computes
+/// them block by block. A row is given back as soon as its last reader has run, so a chain
+/// works in few rows. Closures that aren't kernels run sample by sample in ascending order,
+/// each once a sample; what they read comes out of the blocks.
+class BlockEngine {
+public:
+    explicit BlockEngine(EvaluationContext& context);
+
+    /// Blocks of `target` for the samples first to last. With `settle` the slots are left
+    /// as a run sample by sample would leave them. False when interrupted.
+    bool sweep(std::size_t target, std::int32_t first, std::int32_t last, BlockSink& sink,
+               ProgressManager* manager, bool settle);
+
+    /// True while a block is being computed, so records can be read out of blocks.
+    bool isRunning() const { return _running; }
+    /// Record of a slot at the context's running sample, which lies in the running block.
+    const double* readRecord(std::size_t slot);
+
+private:
+    enum class Source : std::uint8_t { Kernel, Closure, Constant, Buffer, Positions };
+
+    /// What a closure that isn't a kernel has done in the running block.
+    struct ClosureState {
+        std::bitset<kBlockSamples> done;
+        double gathered[kMaxRecord];
+    };
+    struct SlotState {
+        Block block;
+        Source source = Source::Kernel;
+        const Kernel* kernel = nullptr;
+        std::int32_t first = -1; ///< first sample of the block held; -1 none
+        std::int32_t uses = 0;   ///< reads by kernels of the plan
+        std::int32_t remaining = 0;
+        bool pinned = false; ///< may be read by a closure at any time, so never given back
+        bool left = false;   ///< the kernel wrote nothing
+        std::unique_ptr<ClosureState> closure;
+    };
+
+    EvaluationContext& _context;
+    std::vector<SlotState> _states;
+    RowPool _pool;
+    std::vector<std::size_t> _plan; ///< slots to compute for a block, upstream first
+    std::vector<std::size_t> _held; ///< slots that hold rows of the running block
+    std::size_t _target = static_cast<std::size_t>(-1);
+    std::int32_t _first = 0;
+    std::size_t _count = 0;
+    bool _running = false;
+    bool _keepRows = false;
+    ProgressManager* _manager = nullptr;
+
+    void plan(std::size_t target);
+    void classify(std::size_t slot, std::size_t target);
+    void pinWhatClosuresRead();
+    void planUpstream(std::size_t slot, std::vector<std::size_t>& order);
+    template <class Visit>
+    void forEachRead(std::size_t slot, Visit visit) const;
+
+    void beginBlock(std::int32_t first, std::size_t count);
+    bool isCurrent(std::size_t slot) const { return _states[slot].first == _first; }
+    bool compute(std::size_t slot);
+    void ensure(std::size_t slot);
+    void computeKernel(std::size_t slot);
+    bool computeClosure(std::size_t slot);
+    void runClosure(std::size_t slot, std::size_t lane);
+    void fillConstant(std::size_t slot);
+    void fillFromBuffer(std::size_t slot);
+    void fillPositions(std::size_t slot);
+    void leave(std::size_t slot);
+    void takeRows(std::size_t slot);
+    void releaseBlock(std::size_t slot);
+    void releaseInputs(std::size_t slot);
+    void settle(std::int32_t last);
+    std::size_t componentCountOf(std::size_t slot) const;
+    void gather(std::size_t slot, std::size_t lane, double* record) const;
+
+    friend class BlockRun;
+};
+
+} // namespace zrk

@@ -1,0 +1,253 @@
+#pragma once
+
+#include "frame/engine/evaluation_context.h"
+#include "frame/engine/kernel.h"
+#include "frame/values/batch.h"
+#include "frame/values/interval.h"
+#include "frame/values/tensor.h"
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+namespace zrk {
+
+/// A value with its weight, for formulas that look at weights or write them.
+template <std::uint32_t N, class V>
+struct Record {
+    Tensor<N, V> value;
+    V weight;
+};
+
+namespace formula_detail {
+
+/// How an argument or a result of a formula stands in a record.
+template <class V, class A>
+struct Form;
+
+template <class V>
+struct Form<V, V> {
+    static constexpr std::uint32_t shape = 1;
+    static constexpr bool hasWeight = false;
+};
+template <class V, std::uint32_t N>
+struct Form<V, Tensor<N, V>> {
+    static constexpr std::uint32_t shape = N;
+    static constexpr bool hasWeight = false;
+};
+template <class V, std::uint32_t N>
+struct Form<V, Record<N, V>> {
+    static constexpr std::uint32_t shape = N;
+    static constexpr bool hasWeight = true;
+};
+
+/// Fills an argument from load(component); the weight is the component after the last.
+template <class A, class V, class Load>
+A makeArgument(Load load)
+{
+    if constexpr (std::is_same_v<A, V>) {
+        return load(0);
+    } else {
+        A argument;
+        if constexpr (Form<V, A>::hasWeight) {
+            for (std::size_t c = 0; c < argument.value.count; ++c) {
+                argument.value[c] = load(c);
+            }
+            argument.weight = load(argument.value.count);
+        } else {
+            for (std::size_t c = 0; c < A::count; ++c) {
+                argument[c] = load(c);
+            }
+        }
+        return argument;
+    }
+}
+
+/// Hands the components of a result to store(component, value), the weight not included.
+template <class V, class R, class Store>
+void storeResult(const R& result, Store store)
+{
+    if constexpr (std::is_same_v<R, V>) {
+        store(0, result);
+    } else if constexpr (Form<V, R>::hasWeight) {
+        for (std::size_t c = 0; c < result.value.count; ++c) {
+            store(c, result.value[c]);
+        }
+    } else {
+        for (std::size_t c = 0; c < R::count; ++c) {
+            store(c, result[c]);
+        }
+    }
+}
+
+template <class V, class Signature>
+struct Call;
+
+/// A formula's call operator, taken apart.
+template <class V, class F, class R, class... A>
+struct Call<V, R (F::*)(A...) const> {
+    using Result = R;
+    using ResultForm = Form<V, R>;
+    static constexpr std::size_t arity = sizeof...(A);
+    using Indices = std::index_sequence_for<A...>;
+    template <std::size_t K>
+    using Argument = std::remove_cvref_t<std::tuple_element_t<K, std::tuple<A...>>>;
+
+    /// Calls the formula with arguments from load(input, component).
+    template <class Load>
+    static R call(const F& formula, Load load)
+    {
+        return callWith(formula, load, Indices{});
+    }
+
+private:
+    template <class Load, std::size_t... K>
+    static R callWith(const F& formula, Load& load, std::index_sequence<K...>)
+    {
+        return formula(makeArgument<Argument<K>, V>([&](std::size_t c) { return load(K, c); })...);
+    }
+};
+
+template <class F, class V>
+concept RunsOver = requires { &F::template operator()<V>; };
+
+template <class F, class V>
+using CallOf = Call<V, decltype(&F::template operator()<V>)>;
+
+template <class F>
+concept KeepsUnitWeight = requires { requires F::kKeepsUnitWeight; };
+
+} // namespace formula_detail
+
+/// A kernel from a formula: a struct whose call operator is a template over the value type V
+/// and takes, for each input pin it reads, a V, a Tensor<N, V> or a Record<N, V>. It returns one of these;
+/// without a weight in the result, the weight of the first input is handed on.
+///
+/// A formula that returns a Record may state `static constexpr bool kKeepsUnitWeight = true`:
+/// where all weights it reads are 1, the weight it returns is 1.
+template <class F>
+class FormulaKernel final : public Kernel {
+    using BatchCall = formula_detail::CallOf<F, Batch>;
+    static constexpr std::size_t kArity = BatchCall::arity;
+    static constexpr bool kWritesWeight = BatchCall::ResultForm::hasWeight;
+
+public:
+    explicit FormulaKernel(F formula) : _formula(std::move(formula)) {}
+
+    KernelReads reads() const override { return {kArity, false}; }
+
+    void sample(EvaluationContext& context) const override
+    {
+        // Copied, as a record may be gone after the next read.
+        double records[kArity][kMaxRecord];
+        readRecords(context, records, typename BatchCall::Indices{});
+        const auto result = BatchCall::call(
+            _formula, [&](std::size_t k, std::size_t c) { return Batch(records[k][c]); });
+        Tensor<BatchCall::ResultForm::shape, double> value;
+        formula_detail::storeResult<Batch>(result,
+                                           [&](std::size_t c, const Batch& v) { value[c] = v.lane(0); });
+        if constexpr (kWritesWeight) {
+            context.writeOutput(value, result.weight.lane(0));
+        } else {
+            context.writeOutput(value, records[0][inputCount<0>()]);
+        }
+    }
+
+    void block(BlockRun& run) const override
+    {
+        blockOver(run, typename BatchCall::Indices{});
+    }
+
+    bool bounds(const BoundsRun& run) const override
+    {
+        if constexpr (formula_detail::RunsOver<F, Interval<double>>) {
+            using IntervalCall = formula_detail::CallOf<F, Interval<double>>;
+            const auto result = IntervalCall::call(_formula, [&](std::size_t k, std::size_t c) {
+                const IntervalRecord& input = run.input(k);
+                return c < input.components.size() ? input.components[c] : input.weight;
+            });
+            IntervalRecord& out = run.output();
+            formula_detail::storeResult<Interval<double>>(
+                result, [&](std::size_t c, const Interval<double>& v) { out.components[c] = v; });
+            if constexpr (kWritesWeight) {
+                out.weight = result.weight;
+            } else {
+                out.weight = run.input(0).weight;
+            }
+            return true;
+        } else {
+            return false;
+        }
+    }
+
+private:
+    F _formula;
+
+    template <std::size_t K>
+    static constexpr std::size_t inputCount()
+    {
+        return componentCount(formula_detail::Form<Batch, typename BatchCall::template Argument<K>>::shape);
+    }
+
+    template <std::size_t... K>
+    static void readRecords(EvaluationContext& context, double (&records)[kArity][kMaxRecord],
+                            std::index_sequence<K...>)
+    {
+        ((std::copy_n(context.readInput(K), inputCount<K>() + 1, records[K])), ...);
+    }
+
+    /// Rows of an input: its components, then its weights.
+    template <std::size_t K>
+    static void inputRows(const Block& block, const double** rows)
+    {
+        constexpr std::size_t n = inputCount<K>();
+        for (std::size_t c = 0; c < n; ++c) {
+            rows[c] = block.row(c);
+        }
+        if constexpr (formula_detail::Form<Batch, typename BatchCall::template Argument<K>>::hasWeight) {
+            rows[n] = block.weights();
+        }
+    }
+
+    template <std::size_t... K>
+    void blockOver(BlockRun& run, std::index_sequence<K...>) const
+    {
+        const double* rows[kArity][5];
+        (inputRows<K>(run.input(K), rows[K]), ...);
+        double* out[BatchCall::ResultForm::shape];
+        for (std::size_t c = 0; c < BatchCall::ResultForm::shape; ++c) {
+            out[c] = run.output(c);
+        }
+        double* outWeight = nullptr;
+        if constexpr (!kWritesWeight) {
+            run.forwardWeights(run.input(0));
+        } else if (!(formula_detail::KeepsUnitWeight<F> && (run.input(K).hasUnitWeight() && ...))) {
+            outWeight = run.outputWeights();
+        }
+        // A copy of its own, which the rows written below can't alias.
+        const F formula = _formula;
+        for (std::size_t i = 0; i < run.sampleCount(); i += Batch::size) {
+            const auto result = BatchCall::call(
+                formula, [&](std::size_t k, std::size_t c) { return Batch::loadAligned(rows[k][c] + i); });
+            formula_detail::storeResult<Batch>(
+                result, [&](std::size_t c, const Batch& v) { v.storeAligned(out[c] + i); });
+            if constexpr (kWritesWeight) {
+                if (outWeight) {
+                    result.weight.storeAligned(outWeight + i);
+                }
+            }
+        }
+    }
+};
+
+/// The evaluator of a formula; the formula is taken by value and outlives later edits.
+template <class F>
+Evaluation evaluator(F formula)
+{
+    return Evaluator(std::make_shared<FormulaKernel<F>>(std::move(formula)));
+}
+
+} // namespace zrk
