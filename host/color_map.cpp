@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <numbers>
 
 namespace zrkmodel {
@@ -11,11 +12,9 @@ namespace {
 using zrk::Tensor;
 
 constexpr int kSteps = 1024;
+constexpr double kMiddleGap = 0.2; // strength of the diverging map right beside its middle
 
-Rgb fromHex(unsigned hex)
-{
-    return {(hex >> 16) / 255.0, (hex >> 8 & 0xff) / 255.0, (hex & 0xff) / 255.0};
-}
+Rgb fromHex(unsigned hex) { return {(hex >> 16) / 255.0, (hex >> 8 & 0xff) / 255.0, (hex & 0xff) / 255.0}; }
 
 // CIELAB under the white of sRGB (IEC 61966-2-1, D65).
 using Lab = Tensor<3, double>;
@@ -23,7 +22,9 @@ constexpr double kWhite[3] = {0.95047, 1.0, 1.08883};
 
 Lab toLab(const Rgb& color)
 {
-    const auto linear = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
+    const auto linear = [](double c) {
+        return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+    };
     const double r = linear(color[0]);
     const double g = linear(color[1]);
     const double b = linear(color[2]);
@@ -74,8 +75,7 @@ Msh toMsh(const Lab& lab)
 Lab fromMsh(const Msh& msh)
 {
     const double chroma = msh.magnitude * std::sin(msh.saturation);
-    return {msh.magnitude * std::cos(msh.saturation), chroma * std::cos(msh.hue),
-            chroma * std::sin(msh.hue)};
+    return {msh.magnitude * std::cos(msh.saturation), chroma * std::cos(msh.hue), chroma * std::sin(msh.hue)};
 }
 
 // The hue that an unsaturated colour takes for an even path to `end` (the paper's AdjustHue).
@@ -84,8 +84,7 @@ double hueTowards(const Msh& end, double magnitude)
     if (end.magnitude >= magnitude) {
         return end.hue;
     }
-    const double spin = end.saturation *
-                        std::sqrt(magnitude * magnitude - end.magnitude * end.magnitude) /
+    const double spin = end.saturation * std::sqrt(magnitude * magnitude - end.magnitude * end.magnitude) /
                         (end.magnitude * std::sin(end.saturation));
     return end.hue > -std::numbers::pi / 3 ? end.hue + spin : end.hue - spin;
 }
@@ -122,7 +121,8 @@ std::vector<Rgb> blueToOrange()
     std::vector<Rgb> colors;
     for (int i = 0; i <= kSteps; ++i) {
         const double t = 2.0 * i / kSteps - 1;
-        colors.push_back(fromMiddle(t < 0 ? low : high, middle, std::abs(t)));
+        const double strength = kMiddleGap + (1 - kMiddleGap) * std::abs(t);
+        colors.push_back(fromMiddle(t < 0 ? low : high, middle, strength));
     }
     return colors;
 }

@@ -29,12 +29,12 @@ private:
 /// colours, with straight lines between them in CIELAB.
 const ColorMap& sequentialMap();
 
-/// Blue over a light neutral to orange; equally far from the middle is equally strong. For values
-/// on two sides of a level.
+/// Blue to orange, pale on both sides of the middle, where it steps from one hue to the other;
+/// equally far from the middle is equally strong. For values on two sides of a level.
 ///
 /// Source: K. Moreland, "Diverging color maps for scientific visualization", ISVC 2009,
 /// doi:10.1007/978-3-642-10520-3_9. Here: his interpolation, with end colours that colour-blind
-/// readers tell apart as well.
+/// readers tell apart as well, and without the neutral middle, so that the sides differ in thin parts too.
 const ColorMap& divergingMap();
 
 } // namespace zrkmodel

@@ -6,6 +6,7 @@
 #include <cassert>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -14,6 +15,7 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr Rgb kInk = {0.07, 0.08, 0.11};
+constexpr Rgb kChalk = {1, 1, 1};
 constexpr double kContourWidth = 1.75; // pixels
 constexpr double kLineWidth = 1.0;
 constexpr double kLineOpacity = 0.22;
@@ -34,8 +36,8 @@ std::vector<double> finiteValues(std::span<const double> values)
 
 double quantile(std::vector<double>& values, double fraction)
 {
-    const auto place = values.begin() + static_cast<std::ptrdiff_t>(
-                                            fraction * static_cast<double>(values.size() - 1));
+    const auto place =
+        values.begin() + static_cast<std::ptrdiff_t>(fraction * static_cast<double>(values.size() - 1));
     std::nth_element(values.begin(), place, values.end());
     return *place;
 }
@@ -129,7 +131,8 @@ public:
         const double around[4] = {at(grid, x - 1, y), at(grid, x + 1, y), at(grid, x, y - 1),
                                   at(grid, x, y + 1)};
         std::copy(around, around + 4, neighbours);
-        slope = std::hypot(difference(neighbours[0], neighbours[1]), difference(neighbours[2], neighbours[3]));
+        slope =
+            std::hypot(difference(neighbours[0], neighbours[1]), difference(neighbours[2], neighbours[3]));
     }
 
     // Pixels from here to where the value is `level`: by the slope, and by the change of sign
@@ -175,7 +178,8 @@ private:
 
     double bySlope(double offset) const
     {
-        return slope > 0 && std::isfinite(slope) && std::isfinite(offset) ? std::abs(offset) / slope : kInfinity;
+        return slope > 0 && std::isfinite(slope) && std::isfinite(offset) ? std::abs(offset) / slope
+                                                                          : kInfinity;
     }
 
     double neighbours[4];
@@ -185,19 +189,18 @@ private:
 
 Rgb hatch(int x, int y) { return (x + y) / 4 % 2 == 0 ? Rgb{0.56, 0.56, 0.57} : Rgb{0.64, 0.64, 0.65}; }
 
-Rgb chequer(int x, int y)
-{
-    return (x / 8 + y / 8) % 2 == 0 ? Rgb{0.97, 0.97, 0.97} : Rgb{0.82, 0.82, 0.82};
-}
+Rgb chequer(int x, int y) { return (x / 8 + y / 8) % 2 == 0 ? Rgb{0.97, 0.97, 0.97} : Rgb{0.82, 0.82, 0.82}; }
 
 class ScalarPainter {
 public:
     ScalarPainter(const SliceGrid& grid, const ValueRange& range, std::optional<double> contour,
                   double lineStep)
-        : grid(grid), range(range), contour(contour), lineStep(lineStep),
+        : grid(grid),
+          range(range),
+          contour(contour),
+          lineStep(lineStep),
           diverging(contour && range.low < *contour && *contour < range.high)
-    {
-    }
+    {}
 
     Rgb color(int x, int y) const
     {
@@ -208,7 +211,8 @@ public:
             const double gap = lineStep / here.slope;
             const double calm = std::clamp((gap - 4) / 6, 0.0, 1.0);
             const double share = coverage(here.distanceToSteps(contour.value_or(0), lineStep), kLineWidth);
-            color = mix(color, kInk, kLineOpacity * calm * share);
+            const bool onDark = dot(color, Rgb{0.3, 0.6, 0.1}) < 0.38;
+            color = mix(color, onDark ? kChalk : kInk, kLineOpacity * calm * share);
         }
         if (contour) {
             color = mix(color, kInk, coverage(here.distanceTo(*contour), kContourWidth));
@@ -259,7 +263,8 @@ SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style)
             const std::size_t place = static_cast<std::size_t>(row) * static_cast<std::size_t>(grid.width) +
                                       static_cast<std::size_t>(x);
             const std::span<const double> values = grid.values.subspan(place * components, components);
-            const bool hasNan = std::any_of(values.begin(), values.end(), [](double v) { return std::isnan(v); });
+            const bool hasNan =
+                std::any_of(values.begin(), values.end(), [](double v) { return std::isnan(v); });
             const Rgb color = hasNan            ? hatch(x, y)
                               : components == 1 ? painter.color(x, row)
                                                 : componentColor(values, result.range, x, y);

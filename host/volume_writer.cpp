@@ -32,10 +32,9 @@ double spacing(const Volume& volume, int axis)
 
 Frame npyFrame(const Volume& volume)
 {
-    std::string description =
-        fmt::format("{{'descr': '<f8', 'fortran_order': False, 'shape': ({}, {}, {}{}), }}", volume.dims[2],
-                    volume.dims[1], volume.dims[0],
-                    volume.components > 1 ? fmt::format(", {}", volume.components) : "");
+    std::string description = fmt::format(
+        "{{'descr': '<f8', 'fortran_order': False, 'shape': ({}, {}, {}{}), }}", volume.dims[2],
+        volume.dims[1], volume.dims[0], volume.components > 1 ? fmt::format(", {}", volume.components) : "");
     // Magic, version and length take 10 bytes; the data begin at a multiple of 64.
     const std::size_t size = (10 + description.size() + 1 + 63) / 64 * 64 - 10;
     description.resize(size - 1, ' ');
@@ -48,7 +47,8 @@ Frame npyFrame(const Volume& volume)
 // A field of the header ends with its line.
 std::string oneLine(std::string text)
 {
-    std::replace_if(text.begin(), text.end(), [](unsigned char c) { return c < ' '; }, ' ');
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < ' '; }, ' ');
     return text;
 }
 
@@ -102,10 +102,9 @@ Frame vtiFrame(const Volume& volume)
     std::string head = "<?xml version=\"1.0\"?>\n"
                        "<VTKFile type=\"ImageData\" version=\"1.0\" byte_order=\"LittleEndian\" "
                        "header_type=\"UInt64\">\n";
-    head +=
-        fmt::format("  <ImageData WholeExtent=\"{}\" Origin=\"{} {} {}\" Spacing=\"{} {} {}\">\n", extent,
-                    volume.lower[0], volume.lower[1], volume.lower[2], spacing(volume, 0), spacing(volume, 1),
-                    spacing(volume, 2));
+    head += fmt::format("  <ImageData WholeExtent=\"{}\" Origin=\"{} {} {}\" Spacing=\"{} {} {}\">\n", extent,
+                        volume.lower[0], volume.lower[1], volume.lower[2], spacing(volume, 0),
+                        spacing(volume, 1), spacing(volume, 2));
     head += fmt::format("    <Piece Extent=\"{}\">\n      <PointData {}=\"{}\">\n", extent, role, name);
     head += fmt::format("        <DataArray type=\"Float64\" Name=\"{}\" NumberOfComponents=\"{}\" "
                         "format=\"appended\" offset=\"0\"/>\n",
@@ -159,9 +158,9 @@ WriteOutcome writeVolume(const std::string& path, const Volume& volume,
                          const std::function<bool(double fraction)>& keepGoing)
 {
     const std::span<const double> values = volume.values;
-    assert(values.size() == static_cast<std::size_t>(volume.dims[0]) * static_cast<std::size_t>(volume.dims[1]) *
-                                static_cast<std::size_t>(volume.dims[2]) *
-                                static_cast<std::size_t>(volume.components));
+    assert(values.size() ==
+           static_cast<std::size_t>(volume.dims[0]) * static_cast<std::size_t>(volume.dims[1]) *
+               static_cast<std::size_t>(volume.dims[2]) * static_cast<std::size_t>(volume.components));
     const Frame frame = frameFor(volumeFormat(path), volume);
     AtomicFile file(path);
     file.write(frame.head.data(), frame.head.size());
