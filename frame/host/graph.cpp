@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <unordered_set>
+#include <utility>
 
 namespace zrkmodel {
 
@@ -216,9 +217,11 @@ void ZRKGraph::unlink(Pin_handle output, Pin_handle input)
     std::erase(pin_ref(input).pin()->connections, output);
 }
 
+bool ZRKGraph::setSilent(bool silent) { return std::exchange(_silent, silent); }
+
 void ZRKGraph::notifyDownstream(std::uint16_t id, const ZRKEvent& event) const
 {
-    if (!_byId.contains(id)) {
+    if (_silent || !_byId.contains(id)) {
         return;
     }
     Walk walk(*this, id, true);

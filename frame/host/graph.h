@@ -189,6 +189,9 @@ public:
     /// The pin linked to an input; invalid when the input is unconnected or missing.
     Pin_ref<0> upstream(Pin_handle input) const;
 
+    /// While silent, nothing is passed downstream. Returns the former state. For loading: to
+    /// tell all nodes downstream of each new link costs the square of a graph's length.
+    bool setSilent(bool silent);
     /// Tells every object downstream of the node, each once, nearer ones first.
     void notifyDownstream(std::uint16_t id, const ZRKEvent& event) const;
 
@@ -202,6 +205,7 @@ private:
     std::unordered_map<std::uint16_t, std::shared_ptr<ZRKGraphNode>> _byId;
     std::unordered_map<std::uint16_t, nod::scoped_connection> _changes;
     int _highestId = -1;
+    bool _silent = false;
 };
 
 } // namespace zrkmodel
