@@ -1,5 +1,6 @@
 #pragma once
 
+#include "frame/host/context.h"
 #include "frame/host/event.h"
 #include "frame/host/signal.h"
 #include "frame/host/tag.h"
@@ -192,6 +193,11 @@ public:
     /// While silent, nothing is passed downstream. Returns the former state. For loading: to
     /// tell all nodes downstream of each new link costs the square of a graph's length.
     bool setSilent(bool silent);
+    /// What the components may know about the model. Without one every answer is "no value".
+    const ZRKContext& context() const { return *_context; }
+    /// Takes effect in evaluators built from now on. Must not be null.
+    void setContext(std::shared_ptr<const ZRKContext> context) { _context = std::move(context); }
+
     /// Tells every object downstream of the node, each once, nearer ones first.
     void notifyDownstream(std::uint16_t id, const ZRKEvent& event) const;
 
@@ -199,11 +205,13 @@ private:
     ZRKGraph() = default;
     std::optional<std::uint16_t> chooseId(std::optional<unsigned> wanted) const;
     bool wouldCloseCycle(std::uint16_t from, std::uint16_t to) const;
+    void notify(std::uint16_t id, const ZRKEvent& event, bool alsoItself) const;
     void unlink(Pin_handle output, Pin_handle input);
 
     std::vector<std::shared_ptr<ZRKGraphNode>> _nodes;
     std::unordered_map<std::uint16_t, std::shared_ptr<ZRKGraphNode>> _byId;
     std::unordered_map<std::uint16_t, nod::scoped_connection> _changes;
+    std::shared_ptr<const ZRKContext> _context = std::make_shared<ZRKContext>();
     int _highestId = -1;
     bool _silent = false;
 };

@@ -24,7 +24,7 @@ std::shared_ptr<ZRKObject> ZRKPropertyBase::owner() const
     return _owner ? _owner->weak_from_this().lock() : nullptr;
 }
 
-nlohmann::json ZRKPropertyBase::valueJson() const
+ZRKJson ZRKPropertyBase::valueJson() const
 {
     ZRKSerialization s;
     s.beginArray("value");

@@ -59,7 +59,7 @@ public:
     void serialize(ZRKSerialization& s) const { write(s, _name); }
     bool deserialize(const ZRKDeserialization& d) { return read(d, _name); }
     /// The stored form of the value; in a fresh object this is the default.
-    nlohmann::json valueJson() const;
+    ZRKJson valueJson() const;
 
 protected:
     bool ownerIsSilent() const { return _owner && _owner->isSilent(); }

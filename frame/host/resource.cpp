@@ -37,7 +37,7 @@ void ZRKValueSerializer<ZRKResourceHandle>::write(ZRKSerialization& s, const ZRK
 bool ZRKValueSerializer<ZRKResourceHandle>::read(const ZRKDeserialization& d, ZRKResourceHandle& value,
                                                  const ZRKSerializationPos& pos)
 {
-    const nlohmann::json* stored = d.at(pos);
+    const ZRKJson* stored = d.at(pos);
     if (!stored) {
         return false;
     }

@@ -53,13 +53,13 @@ std::string ZRKSerializableObject::to_json(const std::shared_ptr<ZRKResourceLibr
 void ZRKSerializableObject::from_json(const std::string& text, bool preserveUuid,
                                       const std::shared_ptr<ZRKResourceLibrary>& library, const ZRKAnyData&)
 {
-    const nlohmann::json root = nlohmann::json::parse(text);
+    const ZRKJson root = ZRKJson::parse(text);
     const ZRKDeserialization d(root, library);
     if (d.beginObject("values")) {
         deserialize(d);
         d.end();
     }
-    const nlohmann::json* uuid = d.at("uuid");
+    const ZRKJson* uuid = d.at("uuid");
     if (!preserveUuid && uuid && uuid->is_string()) {
         _uuid = ZRKuuid(uuid->get<std::string>());
     }

@@ -18,7 +18,7 @@ std::string ZRKSerializationPos::text() const
     }
 }
 
-std::string describeKind(const nlohmann::json& value)
+std::string describeKind(const ZRKJson& value)
 {
     std::string kind = value.type_name();
     if (value.is_array()) {
@@ -27,7 +27,7 @@ std::string describeKind(const nlohmann::json& value)
     return kind;
 }
 
-void ZRKSerialization::write(nlohmann::json value, const ZRKSerializationPos& pos)
+void ZRKSerialization::write(ZRKJson value, const ZRKSerializationPos& pos)
 {
     if (pos.isString()) {
         current()[pos.string()] = std::move(value);
@@ -36,10 +36,10 @@ void ZRKSerialization::write(nlohmann::json value, const ZRKSerializationPos& po
     }
 }
 
-void ZRKSerialization::begin(nlohmann::json child, const ZRKSerializationPos& pos)
+void ZRKSerialization::begin(ZRKJson child, const ZRKSerializationPos& pos)
 {
     if (pos.isString()) {
-        nlohmann::json& place = current()[pos.string()];
+        ZRKJson& place = current()[pos.string()];
         place = std::move(child);
         _open.push_back(&place);
     } else if (pos.isBack()) {
@@ -58,7 +58,7 @@ void ZRKSerialization::end()
     }
 }
 
-ZRKDeserialization::ZRKDeserialization(const nlohmann::json& root,
+ZRKDeserialization::ZRKDeserialization(const ZRKJson& root,
                                        std::shared_ptr<ZRKResourceLibrary> library,
                                        ZRKReadDiagnostics diagnostics)
     : _library(std::move(library)), _diagnostics(std::move(diagnostics))
@@ -67,9 +67,9 @@ ZRKDeserialization::ZRKDeserialization(const nlohmann::json& root,
     _entered.insert(&root);
 }
 
-const nlohmann::json* ZRKDeserialization::find(const ZRKSerializationPos& pos) const
+const ZRKJson* ZRKDeserialization::find(const ZRKSerializationPos& pos) const
 {
-    const nlohmann::json& current = *_open.back().value;
+    const ZRKJson& current = *_open.back().value;
     if (pos.isString() && current.is_object()) {
         const auto member = current.find(pos.string());
         return member == current.end() ? nullptr : &*member;
@@ -81,24 +81,24 @@ const nlohmann::json* ZRKDeserialization::find(const ZRKSerializationPos& pos) c
     return nullptr;
 }
 
-const nlohmann::json* ZRKDeserialization::at(const ZRKSerializationPos& pos) const
+const ZRKJson* ZRKDeserialization::at(const ZRKSerializationPos& pos) const
 {
-    const nlohmann::json* value = find(pos);
+    const ZRKJson* value = find(pos);
     if (value) {
         _asked.insert(value);
     }
     return value;
 }
 
-bool ZRKDeserialization::enter(const ZRKSerializationPos& pos, nlohmann::json::value_t kind) const
+bool ZRKDeserialization::enter(const ZRKSerializationPos& pos, ZRKJson::value_t kind) const
 {
-    const nlohmann::json* value = find(pos);
+    const ZRKJson* value = find(pos);
     if (!value) {
         return false;
     }
     if (value->type() != kind) {
         _asked.insert(value); // asked for, if in vain: it is reported once, as refused
-        refuse(pos, kind == nlohmann::json::value_t::object ? "object" : "array");
+        refuse(pos, kind == ZRKJson::value_t::object ? "object" : "array");
         return false;
     }
     _entered.insert(value);
@@ -108,12 +108,12 @@ bool ZRKDeserialization::enter(const ZRKSerializationPos& pos, nlohmann::json::v
 
 bool ZRKDeserialization::beginObject(const ZRKSerializationPos& pos) const
 {
-    return enter(pos, nlohmann::json::value_t::object);
+    return enter(pos, ZRKJson::value_t::object);
 }
 
 bool ZRKDeserialization::beginArray(const ZRKSerializationPos& pos) const
 {
-    return enter(pos, nlohmann::json::value_t::array);
+    return enter(pos, ZRKJson::value_t::array);
 }
 
 void ZRKDeserialization::end() const
@@ -126,7 +126,7 @@ void ZRKDeserialization::end() const
 void ZRKDeserialization::refuse(const ZRKSerializationPos& pos, const std::string& expected) const
 {
     if (_diagnostics) {
-        if (const nlohmann::json* value = find(pos)) {
+        if (const ZRKJson* value = find(pos)) {
             refuse(pos, describeKind(*value), expected);
         }
     }
@@ -152,7 +152,7 @@ std::vector<std::string> ZRKDeserialization::unreadPlaces() const
     return places;
 }
 
-void ZRKDeserialization::collectUnread(const nlohmann::json& value, const std::string& place,
+void ZRKDeserialization::collectUnread(const ZRKJson& value, const std::string& place,
                                        std::vector<std::string>& places) const
 {
     for (const auto& [key, child] : value.items()) {

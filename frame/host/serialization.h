@@ -1,6 +1,6 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include "frame/host/json.h"
 
 #include <deque>
 #include <functional>
@@ -48,27 +48,27 @@ public:
     ZRKSerialization& operator=(const ZRKSerialization&) = delete;
 
     /// The value being written.
-    nlohmann::json& current() { return *_open.back(); }
+    ZRKJson& current() { return *_open.back(); }
     /// The whole value.
-    const nlohmann::json& root() const { return _root; }
+    const ZRKJson& root() const { return _root; }
 
     /// Puts a value in its place: a key replaces that member of the current object, the
     /// back appends to the current array, an index writes nothing.
-    void write(nlohmann::json value, const ZRKSerializationPos& pos);
+    void write(ZRKJson value, const ZRKSerializationPos& pos);
 
     /// Creates an empty child at pos and makes it current. At an index, where nothing is
     /// written, the child takes what follows and is dropped. Each needs its end().
-    void beginObject(const ZRKSerializationPos& pos) { begin(nlohmann::json::object(), pos); }
-    void beginArray(const ZRKSerializationPos& pos) { begin(nlohmann::json::array(), pos); }
+    void beginObject(const ZRKSerializationPos& pos) { begin(ZRKJson::object(), pos); }
+    void beginArray(const ZRKSerializationPos& pos) { begin(ZRKJson::array(), pos); }
     /// Returns to the parent; at the root it does nothing.
     void end();
 
 private:
-    void begin(nlohmann::json child, const ZRKSerializationPos& pos);
+    void begin(ZRKJson child, const ZRKSerializationPos& pos);
 
-    nlohmann::json _root = nlohmann::json::object();
-    std::deque<nlohmann::json> _dropped; // children begun at an index
-    std::vector<nlohmann::json*> _open;  // from the root to the current value
+    ZRKJson _root = ZRKJson::object();
+    std::deque<ZRKJson> _dropped; // children begun at an index
+    std::vector<ZRKJson*> _open;  // from the root to the current value
 };
 
 /// A stored value that a reader refused.
@@ -87,14 +87,14 @@ public:
     /// @param root         usually an object; not copied.
     /// @param library      finds resources by uuid; without one every resource stays pending.
     /// @param diagnostics  is told of each value that is present and refused; may be empty.
-    explicit ZRKDeserialization(const nlohmann::json& root,
+    explicit ZRKDeserialization(const ZRKJson& root,
                                 std::shared_ptr<ZRKResourceLibrary> library = nullptr,
                                 ZRKReadDiagnostics diagnostics = nullptr);
     ZRKDeserialization(const ZRKDeserialization&) = delete;
     ZRKDeserialization& operator=(const ZRKDeserialization&) = delete;
 
     /// The value at pos in the current one; null if there is none, and always at the back.
-    const nlohmann::json* at(const ZRKSerializationPos& pos) const;
+    const ZRKJson* at(const ZRKSerializationPos& pos) const;
     /// Enters a child if it exists with that kind. Only an entered child needs its end().
     bool beginObject(const ZRKSerializationPos& pos) const;
     bool beginArray(const ZRKSerializationPos& pos) const;
@@ -116,23 +116,23 @@ public:
 
 private:
     struct Level {
-        const nlohmann::json* value;
+        const ZRKJson* value;
         std::string name;
     };
 
-    const nlohmann::json* find(const ZRKSerializationPos& pos) const;
-    bool enter(const ZRKSerializationPos& pos, nlohmann::json::value_t kind) const;
-    void collectUnread(const nlohmann::json& value, const std::string& place,
+    const ZRKJson* find(const ZRKSerializationPos& pos) const;
+    bool enter(const ZRKSerializationPos& pos, ZRKJson::value_t kind) const;
+    void collectUnread(const ZRKJson& value, const std::string& place,
                        std::vector<std::string>& places) const;
 
     std::shared_ptr<ZRKResourceLibrary> _library;
     ZRKReadDiagnostics _diagnostics;
     mutable std::vector<Level> _open; // from the root to the current value
-    mutable std::unordered_set<const nlohmann::json*> _asked;
-    mutable std::unordered_set<const nlohmann::json*> _entered;
+    mutable std::unordered_set<const ZRKJson*> _asked;
+    mutable std::unordered_set<const ZRKJson*> _entered;
 };
 
 /// "number", "string", "array of 2" ...: a JSON value's kind in words.
-std::string describeKind(const nlohmann::json& value);
+std::string describeKind(const ZRKJson& value);
 
 } // namespace zrkmodel

@@ -18,7 +18,7 @@ int clampToInt(Number number)
                                                  : static_cast<int>(number);
 }
 
-int toInt(const nlohmann::json& number)
+int toInt(const ZRKJson& number)
 {
     if (number.is_number_unsigned()) {
         const auto value = number.get<std::uint64_t>();
@@ -38,7 +38,7 @@ void ZRKValueSerializer<double>::write(ZRKSerialization& s, double value, const 
 bool ZRKValueSerializer<double>::read(const ZRKDeserialization& d, double& value,
                                       const ZRKSerializationPos& pos)
 {
-    const nlohmann::json* stored = d.at(pos);
+    const ZRKJson* stored = d.at(pos);
     if (!stored) {
         return false;
     }
@@ -57,7 +57,7 @@ void ZRKValueSerializer<int>::write(ZRKSerialization& s, int value, const ZRKSer
 
 bool ZRKValueSerializer<int>::read(const ZRKDeserialization& d, int& value, const ZRKSerializationPos& pos)
 {
-    const nlohmann::json* stored = d.at(pos);
+    const ZRKJson* stored = d.at(pos);
     if (!stored) {
         return false;
     }
@@ -76,7 +76,7 @@ void ZRKValueSerializer<bool>::write(ZRKSerialization& s, bool value, const ZRKS
 
 bool ZRKValueSerializer<bool>::read(const ZRKDeserialization& d, bool& value, const ZRKSerializationPos& pos)
 {
-    const nlohmann::json* stored = d.at(pos);
+    const ZRKJson* stored = d.at(pos);
     if (!stored) {
         return false;
     }
@@ -97,7 +97,7 @@ void ZRKValueSerializer<std::string>::write(ZRKSerialization& s, const std::stri
 bool ZRKValueSerializer<std::string>::read(const ZRKDeserialization& d, std::string& value,
                                            const ZRKSerializationPos& pos)
 {
-    const nlohmann::json* stored = d.at(pos);
+    const ZRKJson* stored = d.at(pos);
     if (!stored) {
         return false;
     }
@@ -111,7 +111,7 @@ bool ZRKValueSerializer<std::string>::read(const ZRKDeserialization& d, std::str
 void writeNumbers(ZRKSerialization& s, const double* values, std::size_t count,
                   const ZRKSerializationPos& pos)
 {
-    nlohmann::json array = nlohmann::json::array();
+    ZRKJson array = ZRKJson::array();
     for (std::size_t i = 0; i < count; ++i) {
         array.push_back(values[i]);
     }
@@ -121,7 +121,7 @@ void writeNumbers(ZRKSerialization& s, const double* values, std::size_t count,
 bool readNumbers(const ZRKDeserialization& d, double* values, std::size_t count,
                  const ZRKSerializationPos& pos)
 {
-    const nlohmann::json* stored = d.at(pos);
+    const ZRKJson* stored = d.at(pos);
     if (!stored) {
         return false;
     }
@@ -132,7 +132,7 @@ bool readNumbers(const ZRKDeserialization& d, double* values, std::size_t count,
     }
     bool complete = true;
     for (std::size_t i = 0; i < count; ++i) {
-        const nlohmann::json& element = (*stored)[i];
+        const ZRKJson& element = (*stored)[i];
         if (element.is_number()) {
             values[i] = element.get<double>();
         } else {

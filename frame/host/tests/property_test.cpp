@@ -201,7 +201,7 @@ TEST(Serializable, TextGoesThereAndBack)
     EXPECT_EQ(other.uuid(), ZRKuuid("abc"));
     EXPECT_EQ(other.to_json(nullptr), widget.to_json(nullptr));
     EXPECT_EQ(other.at.value(), widget.at.value());
-    EXPECT_THROW(other.from_json("{", false, nullptr, {}), nlohmann::json::parse_error);
+    EXPECT_THROW(other.from_json("{", false, nullptr, {}), ZRKJson::parse_error);
 }
 
 struct Shape : ZRKGeometry {
@@ -247,22 +247,22 @@ protected:
         made->setUuid(ZRKuuid(uuid));
         return made;
     }
-    bool read(const nlohmann::json& values)
+    bool read(const ZRKJson& values)
     {
         const ZRKDeserialization d(values, library, [this](const ZRKReadIssue& issue) {
             issues.push_back(issue.place + ": " + issue.found + ", not " + issue.expected);
         });
         return holder->shape.deserialize(d);
     }
-    nlohmann::json stored() const { return holder->shape.valueJson(); }
+    ZRKJson stored() const { return holder->shape.valueJson(); }
 };
 
 TEST_F(ResourceProperty, NilKeepsTheValueAndCountsAsFailed)
 {
     const auto kept = shape("a");
     holder->shape.set(kept, false);
-    for (const nlohmann::json& nil : {nlohmann::json::object(), nlohmann::json{{"shape", ""}},
-                                      nlohmann::json{{"shape", nullptr}}, nlohmann::json{{"shape", 5}}}) {
+    for (const ZRKJson& nil : {ZRKJson::object(), ZRKJson{{"shape", ""}},
+                                      ZRKJson{{"shape", nullptr}}, ZRKJson{{"shape", 5}}}) {
         EXPECT_FALSE(read(nil)) << nil;
         EXPECT_EQ(holder->shape.value(), kept);
     }

@@ -11,7 +11,7 @@
 namespace zrkmodel {
 namespace {
 
-using nlohmann::json;
+using json = zrkmodel::ZRKJson;
 using Vector = zrk::Tensor<3, double>;
 
 enum class Mode { Zero, One, Two };
