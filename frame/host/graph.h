@@ -199,6 +199,7 @@ private:
     ZRKGraph() = default;
     std::optional<std::uint16_t> chooseId(std::optional<unsigned> wanted) const;
     bool wouldCloseCycle(std::uint16_t from, std::uint16_t to) const;
+    void notify(std::uint16_t id, const ZRKEvent& event, bool alsoItself) const;
     void unlink(Pin_handle output, Pin_handle input);
 
     std::vector<std::shared_ptr<ZRKGraphNode>> _nodes;
