@@ -195,7 +195,7 @@ ZRKLinkResult ZRKGraph::connect(Pin_handle output, Pin_handle input)
     }
     from.pin()->connections.push_back(input);
     to.pin()->connections.push_back(output);
-    notifyDownstream(output.node(), {"links", nullptr});
+    notify(input.node(), {"links", nullptr}, true);
     return ZRKLinkResult::Done;
 }
 
@@ -206,8 +206,8 @@ bool ZRKGraph::disconnect(Pin_handle input)
         return false;
     }
     const Pin_handle output = to.pin()->connections.front();
-    notifyDownstream(output.node(), {"links", nullptr}); // while the link still leads there
     unlink(output, input);
+    notify(input.node(), {"links", nullptr}, true);
     return true;
 }
 
@@ -219,13 +219,17 @@ void ZRKGraph::unlink(Pin_handle output, Pin_handle input)
 
 bool ZRKGraph::setSilent(bool silent) { return std::exchange(_silent, silent); }
 
-void ZRKGraph::notifyDownstream(std::uint16_t id, const ZRKEvent& event) const
+void ZRKGraph::notifyDownstream(std::uint16_t id, const ZRKEvent& event) const { notify(id, event, false); }
+
+void ZRKGraph::notify(std::uint16_t id, const ZRKEvent& event, bool alsoItself) const
 {
     if (_silent || !_byId.contains(id)) {
         return;
     }
     Walk walk(*this, id, true);
-    walk.advance(); // the node itself isn't told
+    if (!alsoItself) {
+        walk.advance();
+    }
     std::vector<std::uint16_t> downstream;
     while (!walk.isDone()) {
         downstream.push_back(walk.advance());

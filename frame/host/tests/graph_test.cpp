@@ -214,7 +214,7 @@ TEST(Graph, TellsEachObjectDownstreamOnce)
     EXPECT_EQ(object(1)->upstreamChanges, 2); // it has lost its input, and is told so
     EXPECT_FALSE(graph->setSilent(true));
     object(0)->strength.set(3);
-    EXPECT_EQ(object(2)->upstreamChanges, 2); // by the link, not by the property
+    EXPECT_EQ(object(2)->upstreamChanges, 1); // neither the link nor the property
 }
 
 TEST(EffectiveTag, ResolvesWildcards)

@@ -188,6 +188,16 @@ TEST(Object, PropertiesListThemselvesInOrderWithTypesAndDefaults)
                        "at:vector3=[1.0,2.0,3.0] ");
 }
 
+TEST(Object, ForgetsAPropertyThatIsGone)
+{
+    Widget widget;
+    {
+        ZRKProperty<bool> passing{"passing", true, &widget};
+        EXPECT_EQ(widget.findProperty("passing"), &passing);
+    }
+    EXPECT_EQ(widget.findProperty("passing"), nullptr);
+}
+
 TEST(Serializable, TextGoesThereAndBack)
 {
     Widget widget;
