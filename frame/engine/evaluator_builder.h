@@ -57,8 +57,12 @@ public:
 
     std::vector<EvaluationSlot>& slots() { return _slots; }
 
+    /// Whatever a host's generators want to keep while this chain is built.
+    std::any& hostData() { return _hostData; }
+
 private:
     std::any _bounds;
+    std::any _hostData;
     std::deque<EvaluationNode*> _coordinates;
     std::deque<EvaluationNode*> _nodes;
     std::vector<EvaluationNode*> _waiting; ///< nodes to build

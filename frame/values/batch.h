@@ -73,7 +73,8 @@ public:
     friend BatchMask operator>(Batch a, Batch b) { return BatchMask(a._lanes > b._lanes); }
     friend BatchMask operator>=(Batch a, Batch b) { return BatchMask(a._lanes >= b._lanes); }
     friend BatchMask operator==(Batch a, Batch b) { return BatchMask(a._lanes == b._lanes); }
-    friend BatchMask operator!=(Batch a, Batch b) { return BatchMask(a._lanes != b._lanes); }
+    // xsimd's own inequality of wide registers is false for NaN.
+    friend BatchMask operator!=(Batch a, Batch b) { return !(a == b); }
 
 private:
     lanes::Lanes _lanes;

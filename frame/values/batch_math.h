@@ -6,7 +6,6 @@
 // GCC 12 takes the deliberately undefined registers of its own AVX-512 header for mistakes.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wuninitialized"
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <sleef.h>
 #include <xsimd/xsimd.hpp>
 #pragma GCC diagnostic pop

@@ -35,6 +35,9 @@ double movedUp(double x)
     if (x > 0.999 * Limits::max()) {
         return Limits::infinity();
     }
+    if (std::isinf(x)) {
+        return x;
+    }
     const double moved = x + widening(x);
     return x <= 0 && (x == 0 || moved > 0) ? 0 : moved;
 }
@@ -78,8 +81,8 @@ Interval<double> operator*(const Interval<double>& a, const Interval<double>& b)
         const Range magnitude = abs(a);
         return a.isEntire() ? a : Range{magnitude.lower * magnitude.lower, magnitude.upper * magnitude.upper};
     }
-    // With an infinite end the corners give either NaN or both infinities if 0 * inf is possible,
-    // but for a zero end, whose corner is NaN.
+    // Where 0 * inf is possible the result is entire: a zero end gives a NaN corner, a zero
+    // within gives corners of both infinities.
     return hullOfCorners(a.lower * b.lower, a.lower * b.upper, a.upper * b.lower, a.upper * b.upper);
 }
 

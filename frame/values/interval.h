@@ -157,7 +157,7 @@ inline Interval<double> select(IntervalMask mask, const Interval<double>& a, con
     return all(mask) ? a : none(mask) ? b : hull(a, b);
 }
 
-/// Of a NaN first argument stays NaN, of a NaN second one the first is the result and lies within.
+/// A NaN first argument is the result; of a NaN second one the first is and lies within.
 inline Interval<double> minimum(const Interval<double>& a, const Interval<double>& b)
 {
     return a.isEntire() ? a : Interval<double>{minimum(a.lower, b.lower), minimum(a.upper, b.upper)};

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "frame/values/bbox.h"
+#include "frame/values/tensor.h"
+#include "host/graph_document.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zrkcli {
+
+/// What every command that samples takes.
+struct SamplingOptions {
+    std::string document;
+    std::string pin;
+    std::size_t threads = 0; ///< 0: all processors
+    bool quiet = false;
+
+    void addTo(CLI::App& command);
+};
+
+/// A document, and the output of it that a command samples.
+struct Job {
+    zrkmodel::GraphDocument document;
+    zrkmodel::OutputField output;
+
+    /// Loads the document, prints its warnings, and takes the pin of the options or the document's.
+    explicit Job(const SamplingOptions& options);
+};
+
+/// `text` as exactly `count` finite numbers with commas between them, blanks allowed around
+/// them; nothing when it isn't.
+std::optional<std::vector<double>> parseNumbers(const std::string& text, std::size_t count);
+
+/// Prints warnings of a document to standard error.
+void printWarnings(const std::vector<std::string>& warnings);
+
+/// The program's arguments as CLI11 takes them, last one first. A number such as `-.5,0,0`
+/// is written with a digit in front, so that it isn't taken for an option.
+std::vector<std::string> argumentsInParsingOrder(int argc, char** argv);
+
+} // namespace zrkcli

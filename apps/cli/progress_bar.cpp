@@ -1,0 +1,75 @@
+#include "apps/cli/progress_bar.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <unistd.h>
+
+namespace zrkcli {
+
+namespace {
+
+std::atomic<bool> interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
+
+extern "C" void onInterrupt(int)
+{
+    interrupted.store(true, std::memory_order_relaxed);
+}
+
+} // namespace
+
+void catchInterrupts()
+{
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    sigemptyset(&action.sa_mask);
+    // A second Ctrl-C ends the program the ordinary way.
+    action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
+    sigaction(SIGINT, &action, nullptr);
+}
+
+bool isInterrupted()
+{
+    return interrupted.load(std::memory_order_relaxed);
+}
+
+ProgressBar::ProgressBar(std::string title, bool quiet)
+    : _title(std::move(title)),
+      _visible(!quiet && isatty(STDERR_FILENO) == 1),
+      _started(std::chrono::steady_clock::now()),
+      _lastDrawn(_started)
+{
+}
+
+ProgressBar::~ProgressBar()
+{
+    if (_drawn) {
+        fmt::print(stderr, "\r\x1b[K");
+    }
+}
+
+void ProgressBar::progress(double fraction)
+{
+    constexpr int kWidth = 32;
+    constexpr auto kInterval = std::chrono::milliseconds(100);
+    const auto now = std::chrono::steady_clock::now();
+    if (!_visible || now - _lastDrawn < kInterval) {
+        return;
+    }
+    _lastDrawn = now;
+    _drawn = true;
+    const double share = std::clamp(fraction, 0.0, 1.0);
+    const int filled = static_cast<int>(share * kWidth);
+    std::string bar(static_cast<std::size_t>(filled), '#');
+    bar.resize(kWidth, '.');
+    const double elapsed = std::chrono::duration<double>(now - _started).count();
+    const std::string left = share > 0.02 ? fmt::format("  {:.0f} s left", elapsed / share - elapsed) : "";
+    fmt::print(stderr, "\r\x1b[K{} [{}] {:3.0f} %{}", _title, bar, 100 * share, left);
+    std::fflush(stderr);
+}
+
+} // namespace zrkcli

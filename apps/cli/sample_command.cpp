@@ -1,0 +1,104 @@
+#include "apps/cli/commands.h"
+#include "apps/cli/options.h"
+#include "apps/cli/progress_bar.h"
+#include "host/error.h"
+#include "host/field_grid.h"
+#include "host/volume_writer.h"
+
+#include <fmt/core.h>
+
+#include <memory>
+
+namespace zrkcli {
+
+using zrkmodel::hostError;
+using zrkmodel::HostError;
+
+namespace {
+
+constexpr int kDefaultResolution = 64;
+
+struct SampleOptions : SamplingOptions {
+    std::string file;
+    int resolution = 0;
+    std::string dims;
+    std::string bounds;
+};
+
+zrk::BBox<double> parseBounds(const std::string& text)
+{
+    const auto n = parseNumbers(text, 6);
+    if (!n) {
+        throw hostError(HostError::kBadInput, "--bounds",
+                        fmt::format("found \"{}\", expected six finite numbers", text),
+                        "write the two corners as x0,y0,z0,x1,y1,z1");
+    }
+    return {{(*n)[0], (*n)[1], (*n)[2]}, {(*n)[3], (*n)[4], (*n)[5]}};
+}
+
+std::array<std::int32_t, 3> parseDims(const std::string& text)
+{
+    const auto n = parseNumbers(text, 3);
+    std::array<std::int32_t, 3> dims{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        if (!n || (*n)[i] != static_cast<double>(static_cast<std::int32_t>((*n)[i])) || (*n)[i] < 2) {
+            throw hostError(HostError::kBadInput, "--dims",
+                            fmt::format("found \"{}\", expected three whole numbers of at least 2", text),
+                            "write the node counts as NX,NY,NZ, e.g. --dims 64,64,32");
+        }
+        dims[i] = static_cast<std::int32_t>((*n)[i]);
+    }
+    return dims;
+}
+
+int sample(const SampleOptions& options)
+{
+    zrkmodel::volumeFormat(options.file); // refused before any work is done
+    const Job job(options);
+    const zrk::BBox<double> bounds =
+        options.bounds.empty() ? job.document.samplingBounds() : parseBounds(options.bounds);
+    const auto dims = options.dims.empty()
+                          ? zrkmodel::gridDims(bounds, options.resolution > 0 ? options.resolution : kDefaultResolution)
+                          : parseDims(options.dims);
+    const zrk::Region<3, 3, double, 1> region(bounds.min, bounds.max, dims[0], dims[1], dims[2]);
+
+    std::optional<std::vector<double>> values;
+    {
+        ProgressBar bar("sampling", options.quiet);
+        values = zrkmodel::sampleField(job.output.field, region, &bar, options.threads);
+    }
+    if (!values) {
+        return kInterruptedStatus;
+    }
+    const zrkmodel::Volume volume{{dims[0], dims[1], dims[2]},
+                                  static_cast<int>(job.output.tag.components),
+                                  {bounds.min[0], bounds.min[1], bounds.min[2]},
+                                  {bounds.max[0], bounds.max[1], bounds.max[2]},
+                                  job.output.name,
+                                  *values};
+    ProgressBar bar("writing", options.quiet);
+    const auto outcome = zrkmodel::writeVolume(options.file, volume, [&bar](double fraction) {
+        bar.progress(fraction);
+        return !isInterrupted();
+    });
+    return outcome == zrkmodel::WriteOutcome::Written ? 0 : kInterruptedStatus;
+}
+
+} // namespace
+
+void addSampleCommand(const Program& program)
+{
+    CLI::App* command = program.app.add_subcommand("sample", "sample a field over a grid and write the volume");
+    auto options = std::make_shared<SampleOptions>();
+    options->addTo(*command);
+    command->add_option("-o,--output", options->file, "volume to write: .npy, .nrrd or .vti")->required();
+    auto* resolution = command->add_option("--resolution", options->resolution,
+                                           fmt::format("nodes along the longest side (default {})", kDefaultResolution));
+    resolution->check(CLI::Range(1, 1000000));
+    command->add_option("--dims", options->dims, "node counts NX,NY,NZ")->excludes(resolution);
+    command->add_option("--bounds", options->bounds,
+                        "corners x0,y0,z0,x1,y1,z1; without them the document's modelBounds, or the unit cube");
+    command->callback([&work = program.work, options] { work = [options] { return sample(*options); }; });
+}
+
+} // namespace zrkcli

@@ -1,0 +1,93 @@
+#include "apps/cli/commands.h"
+#include "apps/cli/options.h"
+#include "apps/cli/progress_bar.h"
+#include "host/error.h"
+#include "host/field_grid.h"
+#include "host/slice_picture.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+namespace zrkcli {
+
+using zrkmodel::hostError;
+using zrkmodel::HostError;
+
+namespace {
+
+struct SliceOptions : SamplingOptions {
+    std::string file;
+    std::string axis = "z";
+    double at = 0.5;
+    int size = 512;
+    std::string range;
+};
+
+zrkmodel::ValueRange parseRange(const std::string& text)
+{
+    const auto n = parseNumbers(text, 2);
+    if (!n || !((*n)[0] < (*n)[1])) {
+        throw hostError(HostError::kBadInput, "--range",
+                        fmt::format("found \"{}\", expected two finite numbers, the smaller one first", text),
+                        "write it as LO,HI, e.g. --range -1,1");
+    }
+    return {(*n)[0], (*n)[1]};
+}
+
+int slice(const SliceOptions& options)
+{
+    if (!options.file.ends_with(".png")) {
+        throw hostError(HostError::kBadInput, "-o", fmt::format("found \"{}\", expected a file name ending in .png", options.file),
+                        "slices are written as PNG; `zrk sample` writes volumes");
+    }
+    zrkmodel::SliceStyle style;
+    if (!options.range.empty()) {
+        style.range = parseRange(options.range);
+    }
+    const Job job(options);
+    const int axis = options.axis[0] - 'x';
+    const zrkmodel::SlicePlane plane(job.document.samplingBounds(), axis, options.at, options.size);
+    std::optional<std::vector<double>> values;
+    {
+        ProgressBar bar("sampling", options.quiet);
+        values = zrkmodel::sampleField(job.output.field, plane, &bar, options.threads);
+    }
+    if (!values) {
+        return kInterruptedStatus;
+    }
+    if (job.output.tag == zrkmodel::Tag::Scalar) {
+        style.contour = job.output.surfaceLevel;
+    }
+    const zrkmodel::SliceGrid grid{plane.width(), plane.height(), static_cast<int>(job.output.tag.components), *values};
+    const zrkmodel::SlicePicture slice = zrkmodel::drawSlice(grid, style);
+    zrkmodel::writePng(options.file, slice.picture);
+    if (!options.quiet) {
+        fmt::print(stderr, "{}: {} x {} pixels, {} = {:g}, colours from {:.4g} to {:.4g}{}\n", options.file,
+                   plane.width(), plane.height(), options.axis, plane.coordinate(), slice.range.low,
+                   slice.range.high,
+                   style.contour ? fmt::format(", dark line at {:g}", *style.contour) : "");
+    }
+    return 0;
+}
+
+} // namespace
+
+void addSliceCommand(const Program& program)
+{
+    CLI::App* command = program.app.add_subcommand("slice", "draw one slice of a field as a picture");
+    auto options = std::make_shared<SliceOptions>();
+    options->addTo(*command);
+    command->add_option("-o,--output", options->file, "picture to write, .png")->required();
+    command->add_option("--axis", options->axis, "axis that the slice is across: x, y or z (default)")
+        ->check(CLI::IsMember({"x", "y", "z"}));
+    command->add_option("--at", options->at, "place along the axis, 0..1 (default 0.5)")->check(CLI::Range(0.0, 1.0));
+    command->add_option("--size", options->size, "pixels along the longer side (default 512)")
+        ->check(CLI::Range(16, 16384));
+    command->add_option("--range", options->range, "values LO,HI at the ends of the colours");
+    command->callback([&work = program.work, options] { work = [options] { return slice(*options); }; });
+}
+
+} // namespace zrkcli

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace zrkmodel {
+
+/// A failure as the user sees it: one message, and the status the program ends with.
+/// what() reads `PLACE: FINDING`, a line break, `  remedy: REMEDY`.
+struct HostError : std::runtime_error {
+    static constexpr int kFailedWork = 1; ///< the work was understood and could not be done
+    static constexpr int kBadInput = 2;   ///< wrong usage or a bad document
+
+    int exitStatus;
+
+    HostError(int status, const std::string& text) : std::runtime_error(text), exitStatus(status) {}
+};
+
+/// A HostError from its three parts, none of which ends in a full stop or a line break.
+///
+/// @param place    where: a file, a node, a key, an option.
+/// @param finding  "found X, expected Y".
+/// @param remedy   what the user can do about it.
+inline HostError hostError(int status, std::string_view place, std::string_view finding,
+                           std::string_view remedy)
+{
+    std::string text(place);
+    text.append(": ").append(finding).append("\n  remedy: ").append(remedy);
+    return {status, text};
+}
+
+} // namespace zrkmodel

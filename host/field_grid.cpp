@@ -1,0 +1,162 @@
+#include "host/field_grid.h"
+
+#include "frame/engine/field_sampler.h"
+#include "host/error.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <limits>
+#include <memory>
+#include <string>
+
+namespace zrkmodel {
+
+namespace {
+
+/// Bytes that programs may still take without swapping; nothing where the system doesn't tell.
+std::optional<double> freeMemory()
+{
+    std::ifstream info("/proc/meminfo");
+    std::string key;
+    double kilobytes = 0;
+    std::string unit;
+    while (info >> key >> kilobytes >> unit) {
+        if (key == "MemAvailable:") {
+            return kilobytes * 1024;
+        }
+    }
+    return std::nullopt;
+}
+
+/// Refuses grids that can't be sampled, before anything is allocated.
+void checkSize(double samples, std::size_t components)
+{
+    constexpr double kGigabyte = 1024.0 * 1024.0 * 1024.0;
+    const double bytes = samples * static_cast<double>(components) * sizeof(double);
+    const auto refuse = [&](const std::string& limit) {
+        throw hostError(HostError::kFailedWork, "sampling",
+                        fmt::format("found a grid of {:.0f} samples, which needs {:.1f} GiB, expected {}", samples,
+                                    bytes / kGigabyte, limit),
+                        "ask for a lower resolution or smaller bounds");
+    };
+    if (samples > std::numeric_limits<std::int32_t>::max()) {
+        refuse("at most 2147483647 samples");
+    }
+    const auto available = freeMemory();
+    if (available && bytes > *available) {
+        refuse(fmt::format("at most the {:.1f} GiB of memory that are free", *available / kGigabyte));
+    }
+}
+
+/// Stores the components of each record side by side.
+class ComponentSink final : public zrk::BlockSink {
+public:
+    ComponentSink(double* values, std::size_t components) : _values(values), _components(components) {}
+
+    void take(std::int32_t firstSample, std::size_t sampleCount, const zrk::Block& block) override
+    {
+        double* out = _values + static_cast<std::size_t>(firstSample) * _components;
+        if (_components == 1) {
+            std::copy_n(block.row(0), sampleCount, out);
+            return;
+        }
+        for (std::size_t c = 0; c < _components; ++c) {
+            const double* row = block.row(c);
+            for (std::size_t i = 0; i < sampleCount; ++i) {
+                out[i * _components + c] = row[i];
+            }
+        }
+    }
+
+private:
+    double* _values;
+    std::size_t _components;
+};
+
+std::optional<std::vector<double>> sampleDomain(const zrk::IField& field,
+                                                std::shared_ptr<zrk::EvaluationDomain<3, double>> domain,
+                                                zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    const auto samples = static_cast<std::size_t>(domain->sampleCount());
+    zrk::FieldSampler sampler(field.generator(), std::move(domain));
+    const std::size_t components = zrk::componentCount(sampler.generator->descriptor().outputShape);
+    checkSize(static_cast<double>(samples), components);
+    std::vector<double> values(samples * components);
+    if (threads > 0) {
+        sampler.threadCount = threads;
+    }
+    ComponentSink sink(values.data(), components);
+    if (!sampler.sweep(sink, monitor)) {
+        return std::nullopt;
+    }
+    return values;
+}
+
+} // namespace
+
+std::array<std::int32_t, 3> gridDims(const zrk::BBox<double>& bounds, int resolution)
+{
+    const double longest = std::max({bounds.size[0], bounds.size[1], bounds.size[2]});
+    std::array<std::int32_t, 3> dims{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const double share = longest > 0 ? bounds.size[i] / longest : 1.0;
+        dims[i] = std::max(2, static_cast<std::int32_t>(std::round(resolution * share)));
+    }
+    return dims;
+}
+
+SlicePlane::SlicePlane(const zrk::BBox<double>& bounds, int axis, double at, int size)
+    : _bounds(bounds),
+      _axis(axis),
+      _across(axis == 0 ? 1 : 0),
+      _up(axis == 2 ? 1 : 2),
+      _coordinate(bounds.min[axis] + (bounds.max[axis] - bounds.min[axis]) * at)
+{
+    const double across = bounds.size[_across];
+    const double up = bounds.size[_up];
+    const double longer = std::max(across, up);
+    const auto pixels = [&](double length) {
+        return longer > 0 ? std::max(1, static_cast<int>(std::round(size * (length / longer)))) : size;
+    };
+    _width = pixels(across);
+    _height = pixels(up);
+}
+
+std::optional<zrk::Corners<double>> SlicePlane::bounds() const
+{
+    zrk::Corners<double> corners{_bounds.min, _bounds.max};
+    corners.first[_axis] = _coordinate;
+    corners.second[_axis] = _coordinate;
+    return corners;
+}
+
+zrk::Tensor<4, double> SlicePlane::position(std::int32_t i) const
+{
+    const double u = ((i % _width) + 0.5) / _width;
+    const double v = ((i / _width) + 0.5) / _height;
+    zrk::Tensor<4, double> p{0, 0, 0, 1};
+    p[_axis] = _coordinate;
+    p[_across] = _bounds.min[_across] + (_bounds.max[_across] - _bounds.min[_across]) * u;
+    p[_up] = _bounds.min[_up] + (_bounds.max[_up] - _bounds.min[_up]) * v;
+    return p;
+}
+
+std::optional<std::vector<double>> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
+                                               zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    const auto& n = region.dimensions();
+    // Before the domain is made, which refuses such a grid without the size.
+    checkSize(static_cast<double>(n[0]) * n[1] * n[2], 1);
+    return sampleDomain(field, std::make_shared<zrk::GridDomain>(region), monitor, threads);
+}
+
+std::optional<std::vector<double>> sampleField(const zrk::IField& field, const SlicePlane& plane,
+                                               zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    return sampleDomain(field, std::make_shared<SlicePlane>(plane), monitor, threads);
+}
+
+} // namespace zrkmodel

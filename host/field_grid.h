@@ -1,0 +1,60 @@
+#pragma once
+
+#include "frame/engine/evaluation_domain.h"
+#include "frame/engine/field_generator.h"
+#include "frame/engine/progress.h"
+#include "frame/values/bbox.h"
+#include "frame/values/region.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace zrkmodel {
+
+/// Node counts of a grid over a box with cubic cells as far as possible: axis i gets
+/// max(2, round(resolution * length_i / longest length)) nodes, halves away from zero.
+std::array<std::int32_t, 3> gridDims(const zrk::BBox<double>& bounds, int resolution);
+
+/// The pixels of a picture that is a cut across one axis of a box. Samples lie at the middle of
+/// each pixel; the picture's first axis is the lower of the two remaining ones, and the second
+/// goes upwards. Row 0 is at the bottom.
+class SlicePlane final : public zrk::EvaluationDomain<3, double> {
+public:
+    using EvaluationDomain<3, double>::position;
+
+    /// @param axis  0, 1 or 2: the axis cut across.
+    /// @param at    where along it, 0 to 1.
+    /// @param size  pixels along the longer side; the other side has at least one.
+    SlicePlane(const zrk::BBox<double>& bounds, int axis, double at, int size);
+
+    int width() const { return _width; }
+    int height() const { return _height; }
+    double coordinate() const { return _coordinate; } ///< where the axis is cut
+
+    std::optional<zrk::Corners<double>> bounds() const override;
+    std::int32_t sampleCount() const override { return _width * _height; }
+    zrk::Tensor<4, double> position(std::int32_t i) const override;
+
+private:
+    zrk::BBox<double> _bounds;
+    int _axis;
+    int _across;
+    int _up;
+    int _width = 1;
+    int _height = 1;
+    double _coordinate;
+};
+
+/// Samples all components of a field, without the weights; those of one sample stand side by
+/// side. Nothing when the monitor interrupted. `threads` 0 means all processors.
+///
+/// Throws HostError, before it allocates, when the values wouldn't fit into the memory that
+/// is free.
+std::optional<std::vector<double>> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
+                                               zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+std::optional<std::vector<double>> sampleField(const zrk::IField& field, const SlicePlane& plane,
+                                               zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+
+} // namespace zrkmodel

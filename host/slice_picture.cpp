@@ -1,0 +1,279 @@
+#include "host/slice_picture.h"
+
+#include "host/color_map.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <cstddef>
+#include <iterator>
+#include <limits>
+#include <vector>
+
+namespace zrkmodel {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr Rgb kInk = {0.07, 0.08, 0.11};
+constexpr Rgb kChalk = {1, 1, 1};
+constexpr double kContourWidth = 1.75; // pixels
+constexpr double kLineWidth = 1.0;
+constexpr double kLineOpacity = 0.22;
+constexpr int kLinesAcross = 16; // at most, over the whole range
+
+Rgb mix(const Rgb& a, const Rgb& b, double t) { return a * (1 - t) + b * t; }
+
+// --- ranges ---
+
+std::vector<double> finiteValues(std::span<const double> values)
+{
+    std::vector<double> finite;
+    finite.reserve(values.size());
+    std::copy_if(values.begin(), values.end(), std::back_inserter(finite),
+                 [](double v) { return std::isfinite(v); });
+    return finite;
+}
+
+double quantile(std::vector<double>& values, double fraction)
+{
+    const auto place =
+        values.begin() + static_cast<std::ptrdiff_t>(fraction * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), place, values.end());
+    return *place;
+}
+
+ValueRange scalarRange(std::span<const double> values, std::optional<double> contour)
+{
+    constexpr double kFarOut = 20; // times the width of the bulk
+    std::vector<double> finite = finiteValues(values);
+    if (finite.empty()) {
+        return {0, 1};
+    }
+    const auto [least, greatest] = std::minmax_element(finite.begin(), finite.end());
+    ValueRange range = {*least, *greatest};
+    const ValueRange bulk = {quantile(finite, 0.01), quantile(finite, 0.99)};
+    if (bulk.high > bulk.low && range.high - range.low > kFarOut * (bulk.high - bulk.low)) {
+        range = bulk;
+    }
+    if (contour && range.low < *contour && *contour < range.high) {
+        const double reach = std::max(range.high - *contour, *contour - range.low);
+        range = {*contour - reach, *contour + reach};
+    }
+    return range;
+}
+
+ValueRange vectorRange(std::span<const double> values)
+{
+    bool withinUnit = true;
+    double greatest = 0;
+    for (const double v : values) {
+        if (std::isfinite(v)) {
+            withinUnit = withinUnit && v >= 0 && v <= 1;
+            greatest = std::max(greatest, std::abs(v));
+        }
+    }
+    return withinUnit ? ValueRange{0, 1} : ValueRange{-greatest, greatest};
+}
+
+ValueRange automaticRange(const SliceGrid& grid, const SliceStyle& style)
+{
+    switch (grid.components) {
+    case 1:
+        return scalarRange(grid.values, style.contour);
+    case 3:
+        return vectorRange(grid.values);
+    default:
+        return {0, 1};
+    }
+}
+
+// Where v lies in the range, 0 to 1; the middle of a range without width.
+double placeIn(const ValueRange& range, double v)
+{
+    if (v <= range.low || v >= range.high) {
+        return v < range.high ? 0 : v > range.low ? 1 : 0.5;
+    }
+    return (v - range.low) / (range.high - range.low);
+}
+
+// The smallest of 1, 2, 5 times a power of ten that cuts the range into at most kLinesAcross steps;
+// 0 where the range is too narrow for numbers to be told apart, or too wide.
+double lineStepFor(const ValueRange& range)
+{
+    const double width = range.high - range.low;
+    const double size = std::max(std::abs(range.low), std::abs(range.high));
+    if (!(width > 1e-9 * size) || !std::isfinite(width)) {
+        return 0;
+    }
+    const double least = width / kLinesAcross;
+    const double decade = std::pow(10, std::floor(std::log10(least)));
+    for (const double factor : {1.0, 2.0, 5.0}) {
+        if (factor * decade >= least) {
+            return factor * decade;
+        }
+    }
+    return 10 * decade;
+}
+
+// --- lines of equal value ---
+
+// Share of a pixel that a line covers whose middle passes at `distance` pixels.
+double coverage(double distance, double width)
+{
+    return std::clamp((width + 1) / 2 - distance, 0.0, std::min(width, 1.0));
+}
+
+// The values around one pixel.
+class Neighbourhood {
+public:
+    Neighbourhood(const SliceGrid& grid, int x, int y) : value(at(grid, x, y))
+    {
+        const double around[4] = {at(grid, x - 1, y), at(grid, x + 1, y), at(grid, x, y - 1),
+                                  at(grid, x, y + 1)};
+        std::copy(around, around + 4, neighbours);
+        slope =
+            std::hypot(difference(neighbours[0], neighbours[1]), difference(neighbours[2], neighbours[3]));
+    }
+
+    // Pixels from here to where the value is `level`: by the slope, and by the change of sign
+    // towards a neighbour, which holds at jumps and kinks too.
+    double distanceTo(double level) const
+    {
+        double distance = bySlope(value - level);
+        for (const double neighbour : neighbours) {
+            const double here = value - level;
+            const double there = neighbour - level;
+            if ((here < 0 && there > 0) || (here > 0 && there < 0)) {
+                distance = std::min(distance, std::abs(here) / (std::abs(here) + std::abs(there)));
+            }
+        }
+        return distance;
+    }
+
+    // Pixels to the nearest of the levels base + k * step.
+    double distanceToSteps(double base, double step) const
+    {
+        return bySlope(std::remainder(value - base, step));
+    }
+
+    double value;
+    double slope; // change of the value over one pixel
+
+private:
+    static double at(const SliceGrid& grid, int x, int y)
+    {
+        const bool inside = x >= 0 && y >= 0 && x < grid.width && y < grid.height;
+        return inside ? grid.values[static_cast<std::size_t>(y) * static_cast<std::size_t>(grid.width) +
+                                    static_cast<std::size_t>(x)]
+                      : std::numeric_limits<double>::quiet_NaN();
+    }
+
+    double difference(double before, double after) const
+    {
+        if (std::isfinite(before) && std::isfinite(after)) {
+            return (after - before) / 2;
+        }
+        return std::isfinite(after) ? after - value : std::isfinite(before) ? value - before : 0;
+    }
+
+    double bySlope(double offset) const
+    {
+        return slope > 0 && std::isfinite(slope) && std::isfinite(offset) ? std::abs(offset) / slope
+                                                                          : kInfinity;
+    }
+
+    double neighbours[4];
+};
+
+// --- pixels ---
+
+Rgb hatch(int x, int y) { return (x + y) / 4 % 2 == 0 ? Rgb{0.56, 0.56, 0.57} : Rgb{0.64, 0.64, 0.65}; }
+
+Rgb chequer(int x, int y) { return (x / 8 + y / 8) % 2 == 0 ? Rgb{0.97, 0.97, 0.97} : Rgb{0.82, 0.82, 0.82}; }
+
+class ScalarPainter {
+public:
+    ScalarPainter(const SliceGrid& grid, const ValueRange& range, std::optional<double> contour,
+                  double lineStep)
+        : grid(grid),
+          range(range),
+          contour(contour),
+          lineStep(lineStep),
+          diverging(contour && range.low < *contour && *contour < range.high)
+    {}
+
+    Rgb color(int x, int y) const
+    {
+        const Neighbourhood here(grid, x, y);
+        Rgb color = mapped(here.value);
+        if (lineStep > 0) {
+            // Lines that crowd would turn into a pattern of their own.
+            const double gap = lineStep / here.slope;
+            const double calm = std::clamp((gap - 4) / 6, 0.0, 1.0);
+            const double share = coverage(here.distanceToSteps(contour.value_or(0), lineStep), kLineWidth);
+            const bool onDark = dot(color, Rgb{0.3, 0.6, 0.1}) < 0.38;
+            color = mix(color, onDark ? kChalk : kInk, kLineOpacity * calm * share);
+        }
+        if (contour) {
+            color = mix(color, kInk, coverage(here.distanceTo(*contour), kContourWidth));
+        }
+        return color;
+    }
+
+private:
+    Rgb mapped(double v) const
+    {
+        if (!diverging) {
+            return sequentialMap().at(placeIn(range, v));
+        }
+        return divergingMap().at(v < *contour ? placeIn({range.low, *contour}, v) / 2
+                                              : 0.5 + placeIn({*contour, range.high}, v) / 2);
+    }
+
+    const SliceGrid& grid;
+    ValueRange range;
+    std::optional<double> contour;
+    double lineStep;
+    bool diverging;
+};
+
+Rgb componentColor(std::span<const double> values, const ValueRange& range, int x, int y)
+{
+    const Rgb color = {placeIn(range, values[0]), placeIn(range, values[1]), placeIn(range, values[2])};
+    return values.size() < 4 ? color : mix(chequer(x, y), color, std::clamp(values[3], 0.0, 1.0));
+}
+
+} // namespace
+
+SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style)
+{
+    const std::size_t components = static_cast<std::size_t>(grid.components);
+    assert(grid.values.size() ==
+           static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height) * components);
+    SlicePicture result;
+    result.picture = Picture(grid.width, grid.height);
+    result.range = style.range ? *style.range : automaticRange(grid, style);
+    result.lineStep = components == 1 ? lineStepFor(result.range) : 0;
+    const ScalarPainter painter(grid, result.range, style.contour, result.lineStep);
+
+    unsigned char* pixel = result.picture.data.data();
+    for (int y = 0; y < grid.height; ++y) {
+        const int row = grid.height - 1 - y;
+        for (int x = 0; x < grid.width; ++x) {
+            const std::size_t place = static_cast<std::size_t>(row) * static_cast<std::size_t>(grid.width) +
+                                      static_cast<std::size_t>(x);
+            const std::span<const double> values = grid.values.subspan(place * components, components);
+            const bool hasNan =
+                std::any_of(values.begin(), values.end(), [](double v) { return std::isnan(v); });
+            const Rgb color = hasNan            ? hatch(x, y)
+                              : components == 1 ? painter.color(x, row)
+                                                : componentColor(values, result.range, x, y);
+            for (const double c : color) {
+                *pixel++ = static_cast<unsigned char>(std::lround(255 * c));
+            }
+        }
+    }
+    return result;
+}
+
+} // namespace zrkmodel

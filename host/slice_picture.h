@@ -1,0 +1,53 @@
+#pragma once
+
+#include "host/picture.h"
+
+#include <optional>
+#include <span>
+
+namespace zrkmodel {
+
+/// Samples of a field over a plane, one a pixel. Views its values.
+struct SliceGrid {
+    int width;
+    int height;
+    int components;                 ///< 1 scalar, 3 vector, 4 colour with opacity
+    std::span<const double> values; ///< row 0 at the bottom, each from left to right, components side by side
+};
+
+struct ValueRange {
+    double low;
+    double high;
+};
+
+struct SliceStyle {
+    /// The values that take the ends of the colour map; values beyond them take the nearer end.
+    /// low is less than high. Without it the range follows from the values, see SlicePicture.
+    std::optional<ValueRange> range;
+    /// The level to draw as a line, of scalars only: 0 for a distance, the iso value for a density.
+    std::optional<double> contour;
+};
+
+struct SlicePicture {
+    Picture picture;
+    /// What was used. Chosen from the finite values where not given: all of them for scalars, but
+    /// 1 and 99 % where single values far out would drown the rest, and equally far to both sides
+    /// of a contour among them; 0 to 1 for colours and for vectors that lie in it; -m to m for
+    /// other vectors, m their largest absolute component. Without finite values 0 to 1.
+    ValueRange range;
+    /// Distance between two faint lines of equal value; 0 where none are drawn.
+    double lineStep;
+};
+
+/// Draws a slice for the eye; the top row shows the last row of the grid.
+///
+/// - Scalars: colour-mapped, diverging around the contour where it lies inside the range, else
+///   sequential; faint lines at even steps, and the contour as a crisp dark line.
+/// - Vectors: x, y, z as red, green, blue over the range.
+/// - Colours: clipped to the range, over a chequered ground by their opacity.
+///
+/// A pixel with a NaN component is hatched grey; infinities take the ends of the range.
+/// Precondition: the number of values is width * height * components. Debug builds assert it.
+SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style = {});
+
+} // namespace zrkmodel
