@@ -1,0 +1,180 @@
+#include "apps/cli/commands.h"
+#include "components/registration.h"
+#include "frame/host/graph.h"
+#include "frame/host/property.h"
+#include "frame/host/registry.h"
+#include "host/error.h"
+#include "host/type_lookup.h"
+
+#include <fmt/core.h>
+#include <nlohmann/json.hpp>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace zrkcli {
+
+using zrkmodel::ComponentEntry;
+using zrkmodel::Tag;
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+struct TypesOptions {
+    std::string name;
+    bool json = false;
+};
+
+Json tagNames(const std::vector<Tag>& tags)
+{
+    Json names = Json::array();
+    for (const Tag tag : tags) {
+        names.push_back(tag.name());
+    }
+    return names;
+}
+
+std::string tagList(const std::vector<Tag>& tags)
+{
+    std::string text;
+    for (const Tag tag : tags) {
+        text += (text.empty() ? "" : ", ") + std::string(tag.name());
+    }
+    return text.empty() ? "none" : text;
+}
+
+Json entryJson(const ComponentEntry& entry)
+{
+    return {{"class", entry.className},
+            {"type", entry.typeName},
+            {"uuid", entry.uuid},
+            {"signature", {{"inputs", tagNames(entry.inputs)}, {"outputs", tagNames(entry.outputs)}}},
+            {"available", entry.isBuilt()}};
+}
+
+const char* optionName(zrkmodel::ZRKPinOpt option)
+{
+    switch (option) {
+    case zrkmodel::ZRKPinOpt::DefaultValue:
+        return "DefaultValue";
+    case zrkmodel::ZRKPinOpt::Coordinates:
+        return "Coordinates";
+    case zrkmodel::ZRKPinOpt::None:
+        break;
+    }
+    return "None";
+}
+
+/// A fresh node of the type, with its pins declared, and the graph that it lives in.
+struct Specimen {
+    std::shared_ptr<zrkmodel::ZRKGraph> graph = zrkmodel::ZRKGraph::create();
+    std::shared_ptr<zrkmodel::ZRKGraphObject> object;
+    std::shared_ptr<zrkmodel::ZRKGraphNode> node;
+
+    explicit Specimen(const ComponentEntry& entry)
+        : object(zrkmodel::ZRKGraphObject::registry().findByClass(entry.className)->factory())
+    {
+        node = graph->getNodePtr(graph->addNode(object).id());
+    }
+};
+
+Json detailsJson(const ComponentEntry& entry)
+{
+    Json details = entryJson(entry);
+    const Specimen specimen(entry);
+    details["inputs"] = Json::array();
+    for (const auto& pin : specimen.node->inputs) {
+        Json input{{"name", pin.name}, {"tag", pin.tag.name()}, {"option", optionName(pin.opt)}};
+        input["default"] = pin.defaultValue.isEmpty() ? Json() : Json(pin.defaultValue.components[0]);
+        details["inputs"].push_back(input);
+    }
+    details["outputs"] = Json::array();
+    for (const auto& pin : specimen.node->outputs) {
+        details["outputs"].push_back({{"name", pin.name}, {"tag", pin.tag.name()}});
+    }
+    details["properties"] = Json::array();
+    for (const auto* property : specimen.object->properties()) {
+        details["properties"].push_back(
+            {{"name", property->name()}, {"type", property->valueType()}, {"default", property->valueJson()}});
+    }
+    return details;
+}
+
+void printDetails(const ComponentEntry& entry)
+{
+    const auto strings = zrkmodel::ZRKGraphObject::registry().findByClass(entry.className)->strings;
+    fmt::print("{}: {}\n\n", strings.title, strings.description);
+    fmt::print("class      {}\ntype       \"{}\"\nuuid       {}\nsignature  {} -> {}\n", entry.className,
+               entry.typeName, entry.uuid, tagList(entry.inputs), tagList(entry.outputs));
+    const Json details = detailsJson(entry);
+    const auto section = [&](const char* title, const char* key, auto line) {
+        fmt::print("\n{}\n", title);
+        for (std::size_t i = 0; i < details[key].size(); ++i) {
+            fmt::print("  {}\n", line(i, details[key][i]));
+        }
+        if (details[key].empty()) {
+            fmt::print("  none\n");
+        }
+    };
+    section("inputs", "inputs", [](std::size_t i, const Json& pin) {
+        const std::string option = pin["option"].get<std::string>();
+        const std::string unconnected = option == "Coordinates" ? "the position, when unconnected"
+                                        : option == "None"      ? ""
+                                                                : pin["default"].dump() + ", when unconnected";
+        return fmt::format("{} {:<12} {:<9} {}", i, pin["name"].get<std::string>(), pin["tag"].get<std::string>(),
+                           unconnected);
+    });
+    section("outputs", "outputs", [](std::size_t i, const Json& pin) {
+        return fmt::format("{} {:<12} {}", i, pin["name"].get<std::string>(), pin["tag"].get<std::string>());
+    });
+    section("properties", "properties", [](std::size_t, const Json& property) {
+        return fmt::format("{:<20} {:<9} {}", "\"" + property["name"].get<std::string>() + "\"",
+                           property["type"].get<std::string>(), property["default"].dump());
+    });
+}
+
+void printTable()
+{
+    fmt::print("{:<27}{:<27}{:<38}{}\n", "class", "type", "uuid", "signature");
+    for (const ComponentEntry& entry : zrkmodel::allComponents()) {
+        fmt::print("{:<27}{:<27}{:<38}{} -> {}{}\n", entry.className, entry.typeName, entry.uuid,
+                   tagList(entry.inputs), tagList(entry.outputs), entry.isBuilt() ? "" : "  (not in this version)");
+    }
+}
+
+int listTypes(const TypesOptions& options)
+{
+    if (options.name.empty() && !options.json) {
+        printTable();
+        return 0;
+    }
+    if (options.name.empty()) {
+        Json all = Json::array();
+        for (const ComponentEntry& entry : zrkmodel::allComponents()) {
+            all.push_back(entryJson(entry));
+        }
+        fmt::print("{}\n", all.dump(2));
+        return 0;
+    }
+    const ComponentEntry& entry = zrkmodel::findComponent("zrk types", options.name, "");
+    if (options.json) {
+        fmt::print("{}\n", detailsJson(entry).dump(2));
+    } else {
+        printDetails(entry);
+    }
+    return 0;
+}
+
+} // namespace
+
+void addTypesCommand(const Program& program)
+{
+    CLI::App* command = program.app.add_subcommand("types", "list the component types, or describe one");
+    auto options = std::make_shared<TypesOptions>();
+    command->add_option("NAME", options->name, "class, or unambiguous type name, to describe");
+    command->add_flag("--json", options->json, "as JSON");
+    command->callback([&work = program.work, options] { work = [options] { return listTypes(*options); }; });
+}
+
+} // namespace zrkcli

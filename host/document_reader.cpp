@@ -1,0 +1,409 @@
+#include "host/document_reader.h"
+
+#include "frame/host/pins.h"
+#include "frame/host/registry.h"
+#include "host/document_context.h"
+#include "host/error.h"
+#include "host/type_lookup.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <unordered_set>
+
+namespace zrkmodel {
+
+namespace {
+
+constexpr int kFormatVersion = 1;
+constexpr std::size_t kMaxNesting = 200;
+
+/// Deepest nesting of arrays and objects in a JSON text, found without building it.
+std::size_t nesting(const std::string& text)
+{
+    std::size_t depth = 0;
+    std::size_t deepest = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            if (c == '\\') {
+                ++i;
+            } else if (c == '"') {
+                inString = false;
+            }
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '[' || c == '{') {
+            deepest = std::max(deepest, ++depth);
+        } else if ((c == ']' || c == '}') && depth > 0) {
+            --depth;
+        }
+    }
+    return deepest;
+}
+
+/// "line 3, column 7" of a byte offset.
+std::string linePlace(const std::string& text, std::size_t offset)
+{
+    const std::size_t end = std::min(offset > 0 ? offset - 1 : 0, text.size());
+    const auto begin = text.begin();
+    const auto stop = begin + static_cast<std::ptrdiff_t>(end);
+    const auto lineBreak = std::find(std::make_reverse_iterator(stop), text.rend(), '\n');
+    return fmt::format("line {}, column {}", std::count(begin, stop, '\n') + 1, stop - lineBreak.base() + 1);
+}
+
+/// A value as found, cut short.
+std::string shown(const ZRKJson& value)
+{
+    const std::string text = value.dump(-1, ' ', false, ZRKJson::error_handler_t::replace);
+    return text.size() > 60 ? text.substr(0, 57) + "..." : text;
+}
+
+bool isNumbers(const ZRKJson& value, std::size_t count)
+{
+    return value.is_array() && value.size() == count &&
+           std::all_of(value.begin(), value.end(), [](const ZRKJson& v) { return v.is_number(); });
+}
+
+/// The text that nlohmann gives of its errors without its own codes in front.
+std::string plainReason(const std::string& what)
+{
+    const std::size_t bracket = what.find("] ");
+    std::string text = bracket == std::string::npos ? what : what.substr(bracket + 2);
+    const std::size_t colon = text.find(": ");
+    if (text.starts_with("parse error at") && colon != std::string::npos) {
+        text = text.substr(colon + 2);
+    }
+    return text;
+}
+
+std::string quoted(const std::string& text)
+{
+    return "\"" + text + "\"";
+}
+
+} // namespace
+
+void DocumentReader::refuse(const std::string& place, const std::string& finding, const std::string& remedy) const
+{
+    throw hostError(HostError::kBadInput, where(place), finding, remedy);
+}
+
+void DocumentReader::read(const std::string& text)
+{
+    parseJson(text);
+    _document._graph = ZRKGraph::create();
+    readVersion();
+    readContext();
+    readResources();
+    readNodes();
+    readLinks();
+    readOutput();
+}
+
+void DocumentReader::parseJson(const std::string& text)
+{
+    if (const std::size_t depth = nesting(text); depth > kMaxNesting) {
+        refuse("JSON", fmt::format("found values nested {} deep, expected at most {}", depth, kMaxNesting),
+               "flatten the document; a graph needs no such depth");
+    }
+    try {
+        _document._root = ZRKJson::parse(text);
+    } catch (const ZRKJson::parse_error& error) {
+        refuse(linePlace(text, error.byte), "found broken JSON: " + plainReason(error.what()),
+               "mend the JSON at that place");
+    } catch (const ZRKJson::exception& error) {
+        refuse("JSON", "found " + plainReason(error.what()), "mend the value named");
+    }
+    if (!_document._root.is_object()) {
+        refuse("top level", "found " + shown(_document._root) + ", expected an object",
+               "a graph document begins with {\"zrkGraph\": 1, ...}");
+    }
+}
+
+void DocumentReader::readVersion()
+{
+    const ZRKJson& root = _document._root;
+    const auto version = root.find("zrkGraph");
+    if (version == root.end()) {
+        refuse("\"zrkGraph\"", "found no such member, expected the format version",
+               fmt::format("add \"zrkGraph\": {} to the document", kFormatVersion));
+    }
+    if (!version->is_number_integer()) {
+        refuse("\"zrkGraph\"", "found " + shown(*version) + ", expected a whole number",
+               fmt::format("write \"zrkGraph\": {}", kFormatVersion));
+    }
+    if (*version > kFormatVersion) {
+        refuse("\"zrkGraph\"",
+               fmt::format("found format version {}, expected at most {}", shown(*version), kFormatVersion),
+               fmt::format("open it with a newer zrk, or save it as version {}", kFormatVersion));
+    }
+    if (*version != kFormatVersion) {
+        refuse("\"zrkGraph\"", fmt::format("found format version {}, expected {}", shown(*version), kFormatVersion),
+               fmt::format("write \"zrkGraph\": {}", kFormatVersion));
+    }
+}
+
+/// The array under a key of the document; null when the key is missing.
+const ZRKJson* DocumentReader::arrayMember(const char* key) const
+{
+    const auto member = _document._root.find(key);
+    if (member == _document._root.end()) {
+        return nullptr;
+    }
+    if (!member->is_array()) {
+        refuse(quoted(key), "found " + shown(*member) + ", expected an array",
+               fmt::format("write \"{}\": [ ... ], or leave it out", key));
+    }
+    return &*member;
+}
+
+void DocumentReader::readContext()
+{
+    const ZRKJson& root = _document._root;
+    const auto context = root.find("context");
+    if (context == root.end()) {
+        return;
+    }
+    if (!context->is_object()) {
+        refuse("\"context\"", "found " + shown(*context) + ", expected an object",
+               "write \"context\": {\"modelBounds\": [[-1, -1, -1], [1, 1, 1]]}, or leave it out");
+    }
+    auto answers = std::make_shared<DocumentContext>();
+    const auto readBox = [&](const char* key, std::optional<zrk::BBox<double>>& box) {
+        const auto member = context->find(key);
+        if (member == context->end()) {
+            return;
+        }
+        if (!member->is_array() || member->size() != 2 || !isNumbers((*member)[0], 3) || !isNumbers((*member)[1], 3)) {
+            refuse(fmt::format("\"context\", \"{}\"", key), "found " + shown(*member) + ", expected two corners of three numbers",
+                   fmt::format("write \"{}\": [[x0, y0, z0], [x1, y1, z1]]", key));
+        }
+        zrk::Tensor<3, double> corners[2];
+        for (std::size_t i = 0; i < 2; ++i) {
+            for (std::size_t c = 0; c < 3; ++c) {
+                corners[i][c] = (*member)[i][c].get<double>();
+            }
+        }
+        box.emplace(corners[0], corners[1]);
+    };
+    readBox("modelBounds", answers->bounds);
+    readBox("modelLocalBounds", answers->localBounds);
+    if (const auto matrix = context->find("modelTransform"); matrix != context->end()) {
+        if (!isNumbers(*matrix, 16)) {
+            refuse("\"context\", \"modelTransform\"", "found " + shown(*matrix) + ", expected 16 numbers",
+                   "write the matrix column by column: 1,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,0,1 is the identity");
+        }
+        answers->transform.emplace();
+        for (std::size_t i = 0; i < 16; ++i) {
+            (*answers->transform)[i] = (*matrix)[i].get<double>();
+        }
+    }
+    _document._graph->setContext(std::move(answers));
+}
+
+void DocumentReader::readResources()
+{
+    const ZRKJson* resources = arrayMember("resources");
+    for (std::size_t i = 0; resources && i < resources->size(); ++i) {
+        const ZRKJson& entry = (*resources)[i];
+        const std::string place = fmt::format("resources[{}]", i);
+        if (!entry.is_object()) {
+            refuse(place, "found " + shown(entry) + ", expected an object", "write {\"uuid\": ..., \"kind\": ..., ...}");
+        }
+        const std::string kind = entry.contains("kind") ? shown(entry["kind"]) : "none";
+        if (kind != "\"image2d\"" && kind != "\"image3d\"" && kind != "\"geometry\"") {
+            refuse(place + ", \"kind\"", "found " + kind + ", expected \"image2d\", \"image3d\" or \"geometry\"",
+                   "write one of these kinds");
+        }
+        refuse(place + ", \"kind\"", "found " + kind + ", which this version can't load yet, expected no resources",
+               "remove the resource; no component of this version uses one");
+    }
+}
+
+void DocumentReader::readNodes()
+{
+    const ZRKJson* nodes = arrayMember("nodes");
+    for (std::size_t i = 0; nodes && i < nodes->size(); ++i) {
+        readNode((*nodes)[i], i);
+    }
+}
+
+void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
+{
+    std::string place = fmt::format("nodes[{}]", index);
+    if (!entry.is_object()) {
+        refuse(place, "found " + shown(entry) + ", expected an object", "write {\"id\": 1, \"type\": \"SphereSDF\"}");
+    }
+    const auto id = entry.find("id");
+    if (id == entry.end() || !id->is_number_integer() || *id < 0 || *id > kMaxNodeId) {
+        refuse(place + ", \"id\"", "found " + (id == entry.end() ? std::string("none") : shown(*id)) + fmt::format(", expected a whole number from 0 to {}", kMaxNodeId),
+               "give each node an id of its own");
+    }
+    const auto number = id->get<std::uint16_t>();
+    place = fmt::format("node {} (nodes[{}])", number, index);
+    if (const auto earlier = _document._nodeIndex.find(number); earlier != _document._nodeIndex.end()) {
+        refuse(place + ", \"id\"", fmt::format("found the id {} a second time, expected one that no other node has", number),
+               fmt::format("nodes[{}] has it already; the next free one is {}", earlier->second,
+                           [&] {
+                               unsigned free = 0;
+                               while (_document._nodeIndex.count(static_cast<std::uint16_t>(free)) > 0) {
+                                   ++free;
+                               }
+                               return free;
+                           }()));
+    }
+    const auto text = [&](const char* key, bool isRequired) -> std::string {
+        const auto member = entry.find(key);
+        if (member == entry.end() && !isRequired) {
+            return "";
+        }
+        if (member == entry.end() || !member->is_string()) {
+            refuse(fmt::format("{}, \"{}\"", place, key),
+                   "found " + (member == entry.end() ? std::string("none") : shown(*member)) + ", expected a string",
+                   "`zrk types` lists the types with their UUIDs");
+        }
+        return member->get<std::string>();
+    };
+    const std::string type = text("type", true);
+    const ComponentEntry& component = findComponent(where(place + ", \"type\""), type, text("uuid", false));
+    place = fmt::format("node {} ({})", number, component.typeName);
+
+    const auto object = ZRKGraphObject::registry().findByClass(component.className)->factory();
+    _document._graph->addNode(object, number);
+    _document._nodeIndex[number] = index;
+    if (const auto values = entry.find("values"); values != entry.end()) {
+        readValues(*values, *object, place + ", \"values\"");
+    }
+    if (entry.contains("import")) {
+        _warnings.push_back(where(place + ", \"import\"") + ": found paths, but the type takes nothing from files; they are kept and not read");
+    }
+}
+
+void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, const std::string& place)
+{
+    if (!values.is_object()) {
+        refuse(place, "found " + shown(values) + ", expected an object", "write \"values\": {\"name\": value, ...}, or leave it out");
+    }
+    const ZRKReadDiagnostics tell = [&](const ZRKReadIssue& issue) {
+        _warnings.push_back(fmt::format("{}, \"{}\": found {}, expected {}; the value is left out of account",
+                                        where(place), issue.place, issue.found, issue.expected));
+    };
+    const ZRKDeserialization stored(values, nullptr, tell);
+    try {
+        object.deserialize(stored);
+    } catch (const ZRKJson::exception& error) {
+        refuse(place, "found a value of the wrong kind: " + plainReason(error.what()),
+               "give the value the kind named; `zrk types NAME` lists the properties");
+    }
+    for (const std::string& unread : stored.unreadPlaces()) {
+        _warnings.push_back(fmt::format("{}, \"{}\": found a key that the type doesn't know; it is kept and not used",
+                                        where(place), unread));
+    }
+}
+
+std::string DocumentReader::nodeText(std::uint16_t id) const
+{
+    const auto node = _document._graph->getNodePtr(id);
+    return fmt::format("node {} ({})", id, node->object->typeInfo().name);
+}
+
+/// A pair [node, index] as the handle of a pin that exists.
+Pin_handle DocumentReader::readPin(const ZRKJson& pair, const std::string& place, bool isOutput) const
+{
+    const char* kind = isOutput ? "output" : "input";
+    const auto isIndex = [](const ZRKJson& v) { return v.is_number_integer() && v >= 0; };
+    if (!pair.is_array() || pair.size() != 2 || !isIndex(pair[0]) || !isIndex(pair[1])) {
+        refuse(place, fmt::format("found {}, expected a pair of a node's id and the index of an {}", shown(pair), kind),
+               fmt::format("write [ID, INDEX], e.g. [1, 0] for {} 0 of node 1", kind));
+    }
+    const bool isNode = pair[0] <= kMaxNodeId && _document._graph->getNodePtr(pair[0].get<std::uint16_t>());
+    if (!isNode) {
+        refuse(place, fmt::format("found node {}, expected the id of a node of this document", shown(pair[0])),
+               _document._nodeIndex.empty() ? "the document has no nodes" : fmt::format("its ids go from {} to {}", _document._nodeIndex.begin()->first, _document._nodeIndex.rbegin()->first));
+    }
+    const auto id = pair[0].get<std::uint16_t>();
+    const auto node = _document._graph->getNodePtr(id);
+    const std::size_t count = isOutput ? node->outputs.size() : node->inputs.size();
+    if (pair[1] >= count) {
+        const std::string expected = count == 0   ? fmt::format("none, as it has no {}s", kind)
+                                     : count == 1 ? fmt::format("{} 0, its only one", kind)
+                                                  : fmt::format("{} 0 to {}", kind, count - 1);
+        refuse(place, fmt::format("found {} {} of {}, expected {}", kind, shown(pair[1]), nodeText(id), expected),
+               fmt::format("`zrk types {}` lists its pins", node->object->typeInfo().name));
+    }
+    const auto index = pair[1].get<std::uint8_t>();
+    return isOutput ? Pin_handle::output(id, index) : Pin_handle::input(id, index);
+}
+
+void DocumentReader::readLinks()
+{
+    const ZRKJson* links = arrayMember("links");
+    for (std::size_t i = 0; links && i < links->size(); ++i) {
+        readLink((*links)[i], i);
+    }
+}
+
+void DocumentReader::readLink(const ZRKJson& entry, std::size_t index)
+{
+    const std::string place = fmt::format("links[{}]", index);
+    if (!entry.is_object()) {
+        refuse(place, "found " + shown(entry) + ", expected an object", "write {\"from\": [1, 0], \"to\": [2, 0]}");
+    }
+    const auto end = [&](const char* key, bool isOutput) {
+        const auto member = entry.find(key);
+        const std::string endPlace = fmt::format("{}, \"{}\"", place, key);
+        if (member == entry.end()) {
+            refuse(endPlace, "found none, expected the pin at that end of the link",
+                   "write {\"from\": [1, 0], \"to\": [2, 0]}");
+        }
+        return readPin(*member, endPlace, isOutput);
+    };
+    const Pin_handle from = end("from", true);
+    const Pin_handle to = end("to", false);
+    const ZRKLinkResult result = _document._graph->connect(from, to);
+    if (result != ZRKLinkResult::Done) {
+        refuseLink(result, from, to, place);
+    }
+}
+
+void DocumentReader::refuseLink(ZRKLinkResult result, Pin_handle from, Pin_handle to, const std::string& place) const
+{
+    const auto& graph = *_document._graph;
+    switch (result) {
+    case ZRKLinkResult::InputTaken: {
+        const Pin_handle other = graph.upstream(to).handle;
+        refuse(place + ", \"to\"",
+               fmt::format("found a second link into input {} of {}, expected one", to.index(), nodeText(to.node())),
+               fmt::format("output {} of {} is linked to it already: remove one of the links", other.index(), nodeText(other.node())));
+    }
+    case ZRKLinkResult::TagsDiffer: {
+        const Tag fromTag = graph.getNodePtr(from.node())->outputs[from.index()].tag;
+        const Tag toTag = graph.getNodePtr(to.node())->inputs[to.index()].tag;
+        refuse(place,
+               fmt::format("found a link from {} ({}) to {} ({}), expected the same tag at both ends", nodeText(from.node()),
+                           fromTag.name(), nodeText(to.node()), toTag.name()),
+               "link pins of one tag, or put a component between them that converts");
+    }
+    case ZRKLinkResult::Cycle:
+        refuse(place,
+               fmt::format("found a link from {} to {} that closes a cycle, expected links that lead one way", nodeText(from.node()), nodeText(to.node())),
+               "remove one of the links of the cycle");
+    default:
+        refuse(place, std::string("found a link that can't be made: ") + describe(result), "remove the link");
+    }
+}
+
+void DocumentReader::readOutput()
+{
+    const ZRKJson& root = _document._root;
+    const auto output = root.find("output");
+    if (output == root.end() || output->is_null()) {
+        return;
+    }
+    const Pin_handle handle = readPin(*output, "\"output\"", true);
+    _document._output = PinAddress{handle.node(), handle.index()};
+}
+
+} // namespace zrkmodel

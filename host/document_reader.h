@@ -1,0 +1,46 @@
+#pragma once
+
+#include "host/graph_document.h"
+
+#include <string>
+#include <string_view>
+
+namespace zrkmodel {
+
+/// Turns the JSON of a document into a graph. One reader reads one document.
+class DocumentReader {
+public:
+    /// @param name  of the file, for messages.
+    DocumentReader(GraphDocument& document, const std::string& name, DocumentWarnings& warnings)
+        : _document(document), _name(name), _warnings(warnings)
+    {
+    }
+
+    /// Parses the text and reads all of it. Throws HostError with status kBadInput.
+    void read(const std::string& text);
+
+private:
+    GraphDocument& _document;
+    const std::string& _name;
+    DocumentWarnings& _warnings;
+
+    void parseJson(const std::string& text);
+    void readVersion();
+    void readContext();
+    void readResources();
+    void readNodes();
+    void readNode(const ZRKJson& entry, std::size_t index);
+    void readValues(const ZRKJson& values, ZRKGraphObject& object, const std::string& place);
+    void readLinks();
+    void readLink(const ZRKJson& entry, std::size_t index);
+    void readOutput();
+
+    Pin_handle readPin(const ZRKJson& pair, const std::string& place, bool isOutput) const;
+    [[noreturn]] void refuseLink(ZRKLinkResult result, Pin_handle from, Pin_handle to, const std::string& place) const;
+    std::string nodeText(std::uint16_t id) const;
+    const ZRKJson* arrayMember(const char* key) const;
+    std::string where(const std::string& place) const { return _name + ", " + place; }
+    [[noreturn]] void refuse(const std::string& place, const std::string& finding, const std::string& remedy) const;
+};
+
+} // namespace zrkmodel

@@ -1,0 +1,208 @@
+#include "host/graph_document.h"
+
+#include "frame/host/extension_base.h"
+#include "frame/host/pins.h"
+#include "frame/host/serialization.h"
+#include "frame/host/type_info.h"
+#include "host/atomic_file.h"
+#include "host/document_reader.h"
+#include "host/error.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <set>
+
+namespace zrkmodel {
+
+namespace {
+
+constexpr std::size_t kMaxDocumentBytes = std::size_t{256} << 20;
+constexpr std::size_t kLineLength = 110;
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw hostError(HostError::kBadInput, path,
+                        fmt::format("found no readable file ({}), expected a graph document", std::strerror(errno)),
+                        "check the path");
+    }
+    std::string text;
+    char buffer[1 << 16];
+    while (file.read(buffer, sizeof buffer) || file.gcount() > 0) {
+        text.append(buffer, static_cast<std::size_t>(file.gcount()));
+        if (text.size() > kMaxDocumentBytes) {
+            throw hostError(HostError::kBadInput, path,
+                            fmt::format("found more than {} MiB, expected a graph document", kMaxDocumentBytes >> 20),
+                            "check that the path names a graph document");
+        }
+    }
+    if (file.bad()) {
+        throw hostError(HostError::kBadInput, path, "found something that can't be read, expected a graph document",
+                        "check that the path doesn't name a folder");
+    }
+    return text;
+}
+
+/// JSON text with short values on one line, so that a node or a link is a line.
+void print(const ZRKJson& value, std::size_t indent, std::string& out)
+{
+    const std::string line = value.dump(-1, ' ', false, ZRKJson::error_handler_t::replace);
+    if (!value.is_structured() || value.empty() || (indent > 0 && line.size() + indent <= kLineLength)) {
+        out += line;
+        return;
+    }
+    const std::string margin(indent + 2, ' ');
+    out += value.is_object() ? "{" : "[";
+    bool isFirst = true;
+    for (const auto& [key, member] : value.items()) {
+        out += isFirst ? "\n" : ",\n";
+        isFirst = false;
+        out += margin;
+        if (value.is_object()) {
+            out += ZRKJson(key).dump() + ": ";
+        }
+        print(member, indent + 2, out);
+    }
+    out += "\n" + std::string(indent, ' ') + (value.is_object() ? "}" : "]");
+}
+
+/// The component's stored form, and after it the keys of the document that it doesn't know.
+ZRKJson currentValues(const ZRKGraphObject& object, const ZRKJson& entry)
+{
+    ZRKSerialization stored;
+    object.serialize(stored);
+    ZRKJson values = stored.root();
+    if (const auto former = entry.find("values"); former != entry.end() && former->is_object()) {
+        for (const auto& [key, member] : former->items()) {
+            if (!values.contains(key)) {
+                values[key] = member;
+            }
+        }
+    }
+    return values;
+}
+
+ZRKJson linkJson(Pin_handle from, Pin_handle to)
+{
+    return {{"from", {from.node(), from.index()}}, {"to", {to.node(), to.index()}}};
+}
+
+} // namespace
+
+GraphDocument GraphDocument::load(const std::string& path, DocumentWarnings& warnings)
+{
+    return parse(readFile(path), path, warnings);
+}
+
+GraphDocument GraphDocument::parse(const std::string& text, const std::string& name, DocumentWarnings& warnings)
+{
+    GraphDocument document;
+    document._name = name;
+    DocumentReader(document, name, warnings).read(text);
+    return document;
+}
+
+std::string GraphDocument::toText() const
+{
+    ZRKJson root = _root;
+    ZRKJson nodes = ZRKJson::array();
+    std::set<std::string> current;
+    ZRKJson links = ZRKJson::array();
+    ZRKJson newLinks = ZRKJson::array();
+    for (const auto& node : _graph->nodes()) {
+        const auto index = _nodeIndex.find(node->id);
+        ZRKJson entry = index == _nodeIndex.end() ? ZRKJson::object() : _root["nodes"][index->second];
+        const ZRKTypeInfo& type = node->object->typeInfo();
+        entry["id"] = node->id;
+        entry["type"] = type.name;
+        entry["uuid"] = type.uuid;
+        entry["values"] = currentValues(*node->object, entry);
+        nodes.push_back(std::move(entry));
+        for (const ZRKGraphPin& input : node->inputs) {
+            for (const Pin_handle upstream : input.connections) {
+                newLinks.push_back(linkJson(upstream, input.handle));
+                current.insert(newLinks.back().dump());
+            }
+        }
+    }
+    // Links that stay keep their place and what else stands beside them; new ones follow.
+    if (const auto former = _root.find("links"); former != _root.end()) {
+        for (const ZRKJson& link : *former) {
+            const ZRKJson ends{{"from", link["from"]}, {"to", link["to"]}};
+            if (current.erase(ends.dump()) > 0) {
+                links.push_back(link);
+            }
+        }
+    }
+    for (ZRKJson& link : newLinks) {
+        if (current.count(link.dump()) > 0) {
+            links.push_back(std::move(link));
+        }
+    }
+    root["nodes"] = std::move(nodes);
+    root["links"] = std::move(links);
+    std::string text;
+    print(root, 0, text);
+    return text + "\n";
+}
+
+void GraphDocument::save(const std::string& path) const
+{
+    const std::string text = toText();
+    AtomicFile file(path);
+    file.write(text.data(), text.size());
+    file.commit();
+}
+
+zrk::BBox<double> GraphDocument::samplingBounds() const
+{
+    return _graph->context().modelBounds().value_or(zrk::BBox<double>({0, 0, 0}, {1, 1, 1}));
+}
+
+std::vector<OutputPin> GraphDocument::outputPins() const
+{
+    const EffectiveTagScope tags;
+    std::vector<OutputPin> pins;
+    for (const auto& node : _graph->nodes()) {
+        for (const ZRKGraphPin& pin : node->outputs) {
+            pins.push_back({{node->id, pin.handle.index()}, pin.name, effectiveTag(_graph->pin_ref(pin.handle))});
+        }
+    }
+    return pins;
+}
+
+OutputField GraphDocument::outputField() const
+{
+    if (!_output) {
+        throw hostError(HostError::kBadInput, _name + ", \"output\"", "found none, expected the pin to sample",
+                        "add \"output\": [NODE, OUT] to the document, or give --pin NODE:OUT");
+    }
+    return outputField(*_output);
+}
+
+OutputField GraphDocument::outputField(PinAddress address) const
+{
+    const std::string place = fmt::format("{}, output {} of node {}", _name, address.output, address.node);
+    const Pin_ref<0> pin = _graph->pin_ref(Pin_handle::output(address.node, address.output));
+    if (!pin.isValid()) {
+        throw hostError(HostError::kBadInput, place, "found no such pin, expected an output of a node of the document",
+                        fmt::format("`zrk check {}` lists the outputs", _name));
+    }
+    const Tag tag = effectiveTag(pin);
+    const auto object = std::dynamic_pointer_cast<ZRKFieldObject>(pin.node.object());
+    OutputField output{object ? object->realizeField(pin.node, address.output) : zrk::IField(), tag, pin.pin()->name};
+    if (!output.field) {
+        throw hostError(HostError::kFailedWork, place,
+                        fmt::format("found a pin without a data type ({}), expected one that carries values", tag.name()),
+                        "link inputs of one type to the node, so that the pin takes it on");
+    }
+    output.surfaceLevel = output.name == "density" ? 0.5 : 0.0;
+    return output;
+}
+
+} // namespace zrkmodel

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "frame/engine/field_generator.h"
+#include "frame/host/graph.h"
+#include "frame/host/json.h"
+#include "frame/host/tag.h"
+#include "frame/values/bbox.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zrkmodel {
+
+inline constexpr unsigned kMaxNodeId = ZRKGraph::kMaxId;
+
+/// What a document says that is taken otherwise than its author may think, one message each.
+using DocumentWarnings = std::vector<std::string>;
+
+/// An output of a node, as documents write it: [node, output index].
+struct PinAddress {
+    std::uint16_t node = 0;
+    std::uint8_t output = 0;
+};
+
+/// An output of a document's graph and the tag that it carries now.
+struct OutputPin {
+    PinAddress address;
+    std::string name;
+    Tag tag;
+};
+
+/// A field that can be sampled.
+struct OutputField {
+    zrk::IField field;
+    Tag tag;          ///< Scalar, Vector3d or Color
+    std::string name; ///< of the pin
+    /// Where the surface of the field lies: 0.5 for a pin named as a density, else 0.
+    double surfaceLevel = 0.0;
+};
+
+/// A graph document: a JSON file with nodes, their values and the links between them.
+///
+/// A document is read whole or not at all; every fault throws HostError with status
+/// kBadInput and a message that names the file, the place and what would be right. Keys that
+/// aren't known are kept and written back.
+class GraphDocument {
+public:
+    /// Reads a file. Values that a component leaves out of account, unknown keys and the like
+    /// are told in `warnings`.
+    static GraphDocument load(const std::string& path, DocumentWarnings& warnings);
+    /// Reads a document from text; `name` stands for it in messages, relative paths start from its folder.
+    static GraphDocument parse(const std::string& text, const std::string& name, DocumentWarnings& warnings);
+
+    /// The document as text, with the values that its components have now. Saving what was
+    /// read from a saved document gives the same bytes.
+    std::string toText() const;
+    /// Writes it beside the target and renames; throws HostError and leaves the target when that fails.
+    void save(const std::string& path) const;
+
+    const std::shared_ptr<ZRKGraph>& graph() const { return _graph; }
+    /// Where sampling runs unless told otherwise: the model's bounds, or the unit cube.
+    zrk::BBox<double> samplingBounds() const;
+
+    /// All outputs of all nodes, in the order of the document.
+    std::vector<OutputPin> outputPins() const;
+    /// The field of an output, or of the document's own "output". Throws HostError: status
+    /// kBadInput when there is no such pin, kFailedWork when the pin carries no type.
+    OutputField outputField(PinAddress address) const;
+    OutputField outputField() const;
+
+private:
+    std::string _name;
+    std::shared_ptr<ZRKGraph> _graph;
+    ZRKJson _root;                            ///< as it was read, for what isn't known
+    std::map<std::uint16_t, std::size_t> _nodeIndex; ///< place of a node in "nodes"
+    std::optional<PinAddress> _output;
+
+    friend class DocumentReader;
+};
+
+} // namespace zrkmodel

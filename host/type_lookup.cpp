@@ -1,0 +1,118 @@
+#include "host/type_lookup.h"
+
+#include "frame/host/uuid.h"
+#include "host/error.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <numeric>
+#include <vector>
+
+namespace zrkmodel {
+
+namespace {
+
+using Candidates = std::vector<const ComponentEntry*>;
+
+template <class Test>
+Candidates select(Test test)
+{
+    Candidates found;
+    for (const ComponentEntry& entry : allComponents()) {
+        if (test(entry)) {
+            found.push_back(&entry);
+        }
+    }
+    return found;
+}
+
+std::string list(const Candidates& candidates)
+{
+    std::string text;
+    for (const ComponentEntry* entry : candidates) {
+        text += fmt::format("{}{} (type \"{}\", uuid {})", text.empty() ? "" : ", ", entry->className,
+                            entry->typeName, entry->uuid);
+    }
+    return text;
+}
+
+/// Edits (insert, remove, replace) that turn one text into the other, without regard to case.
+std::size_t editDistance(std::string_view a, std::string_view b)
+{
+    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t replaced = diagonal + (lower(a[i]) == lower(b[j]) ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({row[j] + 1, diagonal + 1, replaced});
+        }
+    }
+    return row[b.size()];
+}
+
+std::string nearestNames(std::string_view name)
+{
+    std::vector<std::pair<std::size_t, const ComponentEntry*>> ranked;
+    for (const ComponentEntry& entry : allComponents()) {
+        const std::size_t distance = std::min(editDistance(name, entry.typeName), editDistance(name, entry.className));
+        ranked.emplace_back(distance, &entry);
+    }
+    std::stable_sort(ranked.begin(), ranked.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::string text;
+    for (std::size_t i = 0; i < 3; ++i) {
+        text += fmt::format("{}\"{}\"", i == 0 ? "" : ", ", ranked[i].second->typeName);
+    }
+    return text;
+}
+
+[[noreturn]] void refuse(std::string_view place, const std::string& finding, const std::string& remedy)
+{
+    throw hostError(HostError::kBadInput, place, finding, remedy);
+}
+
+const ComponentEntry& unambiguous(std::string_view place, const std::string& name, const std::string& uuid)
+{
+    const Candidates byClass = select([&](const ComponentEntry& e) { return e.className == name; });
+    const Candidates byName = select([&](const ComponentEntry& e) { return e.typeName == name; });
+    const Candidates& named = byClass.empty() ? byName : byClass;
+    if (named.empty()) {
+        refuse(place, fmt::format("found the unknown type \"{}\", expected a known one", name.substr(0, 80)),
+               fmt::format("did you mean {}? `zrk types` lists all", nearestNames(name)));
+    }
+    if (uuid.empty()) {
+        if (named.size() > 1) {
+            refuse(place, fmt::format("found the type \"{}\", which {} types share, expected a unique name", name, named.size()),
+                   fmt::format("add the \"uuid\" or write the class name: {}", list(named)));
+        }
+        return *named.front();
+    }
+    for (const ComponentEntry* entry : named) {
+        if (equalIgnoringCase(entry->uuid, uuid)) {
+            return *entry;
+        }
+    }
+    const Candidates byUuid = select([&](const ComponentEntry& e) { return equalIgnoringCase(e.uuid, uuid); });
+    refuse(place, fmt::format("found the type \"{}\" with the uuid {}, expected a pair that belongs together", name, uuid.substr(0, 80)),
+           fmt::format("by name it could be {}{}", list(named),
+                       byUuid.empty() ? "; no type has that uuid" : "; by uuid " + list(byUuid)));
+}
+
+} // namespace
+
+const ComponentEntry& findComponent(std::string_view place, const std::string& name, const std::string& uuid)
+{
+    const ComponentEntry& entry = unambiguous(place, name, uuid);
+    if (!entry.isBuilt()) {
+        refuse(place, fmt::format("found the type \"{}\" ({}), which this version doesn't have yet", entry.typeName, entry.className),
+               "`zrk types` lists the types and marks those that are still missing");
+    }
+    return entry;
+}
+
+} // namespace zrkmodel

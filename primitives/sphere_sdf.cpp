@@ -1,0 +1,30 @@
+#include "primitives/sphere_sdf.h"
+
+#include "frame/engine/formula.h"
+#include "primitives/distance_pins.h"
+#include "primitives/sphere_sdf_kernel.h"
+
+namespace zrkmodel {
+
+ComponentIdentity ZRKSphereSDF::identity()
+{
+    return {"ZRKSphereSDF",
+            "SphereSDF",
+            "6E8C3D87-C1B8-4F58-A88A-E8E774076AFF",
+            IconResources::sc_sdf_sphere,
+            &ZRKUIStrings::sphere_sdf,
+            {Tag::Vector3d},
+            {Tag::Scalar}};
+}
+
+void ZRKSphereSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    addDistancePins(node);
+}
+
+zrk::Evaluation ZRKSphereSDF::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
+{
+    return zrk::evaluator(zrk::SphereDistance{center.value(), radius.value()});
+}
+
+} // namespace zrkmodel
