@@ -1,0 +1,119 @@
+#pragma once
+
+#include "frame/engine/formula.h"
+#include "frame/values/scalar_math.h"
+
+namespace zrk {
+
+// One operation on components a and b: `plain` for equal weights, `weighted` for weights that
+// differ, a weighted mean of its kind. An operation without `weighted` ignores the weights.
+
+struct Addition {
+    template <class V>
+    V plain(const V& a, const V& b) const
+    {
+        return a + b;
+    }
+    template <class V>
+    V weighted(const V& a, const V& wa, const V& b, const V& wb) const
+    {
+        return (wa * a + wb * b) * 2.0 / (wa + wb);
+    }
+};
+
+struct Subtraction {
+    template <class V>
+    V plain(const V& a, const V& b) const
+    {
+        return a - b;
+    }
+    template <class V>
+    V weighted(const V& a, const V& wa, const V& b, const V& wb) const
+    {
+        return (wa * a - wb * b) * 2.0 / (wa + wb);
+    }
+};
+
+struct Multiplication {
+    template <class V>
+    V plain(const V& a, const V& b) const
+    {
+        return a * b;
+    }
+    /// The weighted geometric mean; NaN for a negative component.
+    template <class V>
+    V weighted(const V& a, const V& wa, const V& b, const V& wb) const
+    {
+        return pow(pow(a, wa) * pow(b, wb), 1.0 / (wa + wb));
+    }
+};
+
+/// From a at the factor 0 to b at 1; other factors extrapolate.
+struct Blend {
+    double factor;
+
+    template <class V>
+    V plain(const V& a, const V& b) const
+    {
+        return (1.0 - factor) * a + factor * b;
+    }
+    template <class V>
+    V weighted(const V& a, const V& wa, const V& b, const V& wb) const
+    {
+        return ((1.0 - factor) * wa * a + factor * wb * b) * 2.0 / (wa + wb);
+    }
+};
+
+/// Of equal components, or if one is NaN, a.
+struct Minimum {
+    template <class V>
+    V plain(const V& a, const V& b) const
+    {
+        return minimum(a, b);
+    }
+};
+
+/// Of equal components, or if one is NaN, b.
+struct Maximum {
+    template <class V>
+    V plain(const V& a, const V& b) const
+    {
+        return maximum(a, b);
+    }
+};
+
+/// Two records combined component by component, after scaling their components, not their
+/// weights, by a strength each.
+///
+/// The result's weight is the larger one, wa > wb ? wa : wb: if one is NaN, that of b.
+/// NaN weights count as unequal.
+template <class Operation, std::uint32_t N>
+struct BinaryCombination {
+    static constexpr bool kKeepsUnitWeight = true;
+
+    double strengthA;
+    double strengthB;
+    Operation operation;
+
+    template <class V>
+    Record<N, V> operator()(const Record<N, V>& a, const Record<N, V>& b) const
+    {
+        Record<N, V> result;
+        const auto equalWeights = a.weight == b.weight;
+        for (std::size_t i = 0; i < result.value.count; ++i) {
+            const V x = strengthA * a.value[i];
+            const V y = strengthB * b.value[i];
+            result.value[i] = operation.plain(x, y);
+            if constexpr (requires { operation.weighted(x, a.weight, y, b.weight); }) {
+                if (!all(equalWeights)) {
+                    result.value[i] =
+                        select(equalWeights, result.value[i], operation.weighted(x, a.weight, y, b.weight));
+                }
+            }
+        }
+        result.weight = maximum(a.weight, b.weight);
+        return result;
+    }
+};
+
+} // namespace zrk
