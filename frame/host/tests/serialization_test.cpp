@@ -147,8 +147,8 @@ TEST(Writing, EveryKindGoesThereAndBack)
     EXPECT_TRUE(read(json::parse(root.dump()), back, "matrix"));
     EXPECT_EQ(back, matrix);
     root.erase("matrix");
-    EXPECT_EQ(root.dump(), R"({"bool":true,"double":2.0,"four":[1.0,2.0,3.0,4.0],"mode":2,)"
-                           R"("string":"text","vector":[1.0,2.0,3.0]})");
+    EXPECT_EQ(root.dump(), R"({"double":2.0,"mode":2,"bool":true,"string":"text",)"
+                           R"("vector":[1.0,2.0,3.0],"four":[1.0,2.0,3.0,4.0]})");
 }
 
 TEST(Writing, KeyReplacesBackAppendsIndexWritesNothing)
