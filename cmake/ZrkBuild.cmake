@@ -15,8 +15,9 @@ endif()
 
 add_library(zrk_warnings INTERFACE)
 # -Wno-psabi: passing wide vectors by value is internal to this build.
+# -Wno-maybe-uninitialized: GCC 12 reports its own AVX-512 headers.
 target_compile_options(zrk_warnings INTERFACE -Wall -Wextra -Wpedantic -Wnon-virtual-dtor
-    -Wno-psabi)
+    -Woverloaded-virtual -Wno-psabi -Wno-maybe-uninitialized)
 if(ZRK_WERROR)
     target_compile_options(zrk_warnings INTERFACE -Werror)
 endif()

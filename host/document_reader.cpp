@@ -1,7 +1,10 @@
 #include "host/document_reader.h"
 
+#include "frame/host/graph_object.h"
 #include "frame/host/pins.h"
 #include "frame/host/registry.h"
+#include "frame/host/serialization.h"
+#include "frame/host/type_info.h"
 #include "host/document_context.h"
 #include "host/error.h"
 #include "host/type_lookup.h"
@@ -94,12 +97,15 @@ void DocumentReader::read(const std::string& text)
 {
     parseJson(text);
     _document._graph = ZRKGraph::create();
+    // Nobody listens yet; telling every node of every link would take a time that grows with the square.
+    _document._graph->setSilent(true);
     readVersion();
     readContext();
     readResources();
     readNodes();
     readLinks();
     readOutput();
+    _document._graph->setSilent(false);
 }
 
 void DocumentReader::parseJson(const std::string& text)

@@ -1,6 +1,7 @@
 #include "host/graph_document.h"
 
 #include "frame/host/extension_base.h"
+#include "frame/host/graph_object.h"
 #include "frame/host/pins.h"
 #include "frame/host/serialization.h"
 #include "frame/host/type_info.h"

@@ -1,6 +1,7 @@
 #include "apps/cli/commands.h"
 #include "components/registration.h"
 #include "frame/host/graph.h"
+#include "frame/host/graph_object.h"
 #include "frame/host/property.h"
 #include "frame/host/registry.h"
 #include "host/error.h"
