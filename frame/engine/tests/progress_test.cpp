@@ -180,7 +180,7 @@ IField slowField(bool isForeign)
     return literal::node(1, isForeign ? closure : Evaluator(std::make_shared<SlowKernel>()), {});
 }
 
-const Region<3, 3, double, 1> kLargeBox({0, 0, 0}, {1, 1, 1}, 200, 200, 200);
+const Region<3, 3, double, 1> kLargeBox({0, 0, 0}, {1, 1, 1}, 64, 64, 64);
 
 TEST(Interrupt, StopsSlowFieldsWithin50Milliseconds)
 {
