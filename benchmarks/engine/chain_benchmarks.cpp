@@ -52,7 +52,7 @@ template <class V, class Chain>
 std::vector<double> fused(const Chain& chain)
 {
     std::vector<double> values(static_cast<std::size_t>(kNodes) * kNodes * kNodes);
-    fillFused<V>(chain, GridLines(cube(kNodes)), values.data());
+    fillFused<V>(chain, GridSteps(cube(kNodes)), values.data());
     return values;
 }
 
@@ -86,7 +86,7 @@ constexpr double kSamples = double{kNodes} * kNodes * kNodes;
 template <class V, class Chain>
 void benchmarkFused(benchmark::State& state, const Chain& chain)
 {
-    const GridLines grid(cube(kNodes));
+    const GridSteps grid(cube(kNodes));
     std::vector<double> values(static_cast<std::size_t>(kSamples));
     for (auto _ : state) {
         fillFused<V>(chain, grid, values.data());

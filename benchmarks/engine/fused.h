@@ -39,42 +39,59 @@ struct TwoBatches {
     }
 };
 
-/// Coordinates of the nodes of a grid without rotation, an axis each.
-struct GridLines {
-    std::vector<double> axes[3];
+/// What each axis of a grid adds to each coordinate of a node, for any grid, turned ones too.
+struct GridSteps {
+    std::vector<double> along[3][3]; ///< [axis][component][node]
 
-    explicit GridLines(const Region<3, 3, double, 1>& grid)
+    explicit GridSteps(const Region<3, 3, double, 1>& grid)
     {
         for (int axis = 0; axis < 3; ++axis) {
             for (std::int32_t i = 0; i < grid.dimensions()[axis]; ++i) {
-                double local[3] = {};
-                local[axis] = i;
-                axes[axis].push_back(grid.localToWorld(local[0], local[1], local[2])[axis]);
+                const double u = i * grid.spacing()[axis];
+                const double v = grid.lower[axis] + (grid.upper[axis] - grid.lower[axis]) * u;
+                for (int c = 0; c < 3; ++c) {
+                    const double step = v * grid.axes[axis][c];
+                    along[axis][c].push_back(axis == 0 ? grid.origin[c] + step : step);
+                }
             }
         }
     }
 };
 
+template <class V>
+V loadStep(const double* from)
+{
+    if constexpr (std::is_same_v<V, TwoBatches>) {
+        return {Batch::load(from), Batch::load(from + Batch::size)};
+    } else {
+        return Batch::load(from);
+    }
+}
+
+inline void storeStep(const Batch& value, double* out) { value.store(out); }
+inline void storeStep(const TwoBatches& value, double* out)
+{
+    value.a.store(out);
+    value.b.store(out + Batch::size);
+}
+
 /// The values of the expression at all nodes, x fastest. The length of an x line must be a multiple of
 /// what V holds.
 template <class V, class Chain>
-[[gnu::noinline]] void fillFused(const Chain& parameters, const GridLines& grid, double* out)
+[[gnu::noinline]] void fillFused(const Chain& parameters, const GridSteps& grid, double* out)
 {
-    constexpr bool kTwo = std::is_same_v<V, TwoBatches>;
-    constexpr std::size_t kStep = kTwo ? 2 * Batch::size : Batch::size;
+    constexpr std::size_t kStep = std::is_same_v<V, TwoBatches> ? 2 * Batch::size : Batch::size;
     const Chain chain = parameters; // a copy that `out` can't alias
-    const std::vector<double>& xs = grid.axes[0];
-    for (const double z : grid.axes[2]) {
-        for (const double y : grid.axes[1]) {
-            for (std::size_t i = 0; i < xs.size(); i += kStep, out += kStep) {
-                if constexpr (kTwo) {
-                    const V x(Batch::load(&xs[i]), Batch::load(&xs[i] + Batch::size));
-                    const V value = chain(Tensor<3, V>{x, V(y), V(z)});
-                    value.a.store(out);
-                    value.b.store(out + Batch::size);
-                } else {
-                    chain(Tensor<3, V>{Batch::load(&xs[i]), V(y), V(z)}).store(out);
-                }
+    const auto& x = grid.along[0];
+    const auto& y = grid.along[1];
+    const auto& z = grid.along[2];
+    for (std::size_t k = 0; k < z[0].size(); ++k) {
+        for (std::size_t j = 0; j < y[0].size(); ++j) {
+            for (std::size_t i = 0; i < x[0].size(); i += kStep, out += kStep) {
+                const Tensor<3, V> p{loadStep<V>(&x[0][i]) + y[0][j] + z[0][k],
+                                     loadStep<V>(&x[1][i]) + y[1][j] + z[1][k],
+                                     loadStep<V>(&x[2][i]) + y[2][j] + z[2][k]};
+                storeStep(chain(p), out);
             }
         }
     }

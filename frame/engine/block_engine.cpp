@@ -34,18 +34,21 @@ BlockEngine::BlockEngine(EvaluationContext& context) : _context(context), _state
 
 // ---------------------------------------------------------------- planning
 
-/// Calls visit(slot) for every slot whose block the kernel of `slot` announces to read.
-template <class Visit>
-void BlockEngine::forEachRead(std::size_t slot, Visit visit) const
+/// Finds the blocks that the kernel of `slot` announces to read.
+void BlockEngine::resolveReads(std::size_t slot)
 {
+    SlotState& state = _states[slot];
+    state.inputs.clear();
     const EvaluationNode& node = *_context.slots[slot].node;
-    const KernelReads reads = _states[slot].kernel->reads();
+    const KernelReads reads = state.kernel->reads();
     const std::size_t count = std::min(reads.inputs, node.inputs.size());
     for (std::size_t k = 0; k < count; ++k) {
-        visit(static_cast<std::size_t>(node.inputs[k]->slotIndex));
+        state.reads.push_back(static_cast<std::size_t>(node.inputs[k]->slotIndex));
+        state.inputs.push_back(&_states[state.reads.back()].block);
     }
     if (reads.coordinates && node.coordinates) {
-        visit(static_cast<std::size_t>(node.coordinates->slotIndex));
+        state.reads.push_back(static_cast<std::size_t>(node.coordinates->slotIndex));
+        state.coordinates = &_states[state.reads.back()].block;
     }
 }
 
@@ -54,6 +57,7 @@ void BlockEngine::classify(std::size_t slot, std::size_t target)
     SlotState& state = _states[slot];
     const EvaluationSlot& s = _context.slots[slot];
     state.kernel = nullptr;
+    state.reads.clear();
     state.uses = 0;
     state.pinned = slot == target;
     state.planned = false;
@@ -67,6 +71,7 @@ void BlockEngine::classify(std::size_t slot, std::size_t target)
     } else if (const Kernel* kernel = recognisedKernel(s.evaluator)) {
         state.source = Source::Kernel;
         state.kernel = kernel;
+        resolveReads(slot);
     } else {
         state.source = Source::Closure;
     }
@@ -98,10 +103,8 @@ void BlockEngine::runBetweenClosures()
     std::vector<bool> readsClosure(_states.size(), false);
     for (std::size_t slot = 0; slot < _states.size(); ++slot) {
         SlotState& state = _states[slot];
-        if (state.kernel) {
-            forEachRead(slot, [&](std::size_t read) {
-                readsClosure[slot] = readsClosure[slot] || readsClosure[read];
-            });
+        for (const std::size_t read : state.reads) {
+            readsClosure[slot] = readsClosure[slot] || readsClosure[read];
         }
         const bool between = readsClosure[slot] && state.upstreamOfClosure;
         if (state.source == Source::Closure || between) {
@@ -134,7 +137,9 @@ void BlockEngine::planUpstream(std::size_t slot, std::vector<std::size_t>& order
             order.push_back(current);
         } else {
             top.expanded = true;
-            forEachRead(current, [&](std::size_t read) { stack.push_back({read, false}); });
+            for (const std::size_t read : _states[current].reads) {
+                stack.push_back({read, false});
+            }
         }
     }
 }
@@ -161,7 +166,9 @@ void BlockEngine::plan(std::size_t target)
         }
         _plan.push_back(slot);
         if (_states[slot].source == Source::Kernel) {
-            forEachRead(slot, [&](std::size_t read) { ++_states[read].uses; });
+            for (const std::size_t read : _states[slot].reads) {
+                ++_states[read].uses;
+            }
         }
     }
     std::sort(_planClosures.begin(), _planClosures.end());
@@ -286,7 +293,7 @@ void BlockEngine::ensure(std::size_t slot)
 void BlockEngine::computeKernel(std::size_t slot)
 {
     SlotState& state = _states[slot];
-    BlockRun run(*this, slot, state.block, _first, _count);
+    BlockRun run(_pool, state.block, state.inputs, state.coordinates, state.constant, _first, _count);
     state.kernel->block(run);
     if (state.block._componentCount == 0) {
         leave(slot);
@@ -329,12 +336,12 @@ void BlockEngine::runLane(std::size_t slot, std::size_t lane)
     while (_lane.size() > bottom) {
         const std::size_t current = _lane.back();
         const std::size_t size = _lane.size();
-        if (!isDone(current, lane) && _states[current].kernel) {
-            forEachRead(current, [&](std::size_t read) {
+        if (!isDone(current, lane)) {
+            for (const std::size_t read : _states[current].reads) {
                 if (_states[read].source == Source::Closure && !isDone(read, lane)) {
                     _lane.push_back(read);
                 }
-            });
+            }
         }
         if (_lane.size() > size) {
             continue;
@@ -475,12 +482,12 @@ void BlockEngine::releaseBlock(std::size_t slot)
 
 void BlockEngine::releaseInputs(std::size_t slot)
 {
-    forEachRead(slot, [&](std::size_t read) {
+    for (const std::size_t read : _states[slot].reads) {
         SlotState& state = _states[read];
         if (--state.remaining == 0 && !state.pinned) {
             releaseBlock(read);
         }
-    });
+    }
 }
 
 void BlockEngine::gather(std::size_t slot, std::size_t lane, double* record) const
@@ -506,8 +513,9 @@ void BlockEngine::settle()
         if (asked < 0) {
             continue;
         }
-        forEachRead(slot,
-                    [&](std::size_t read) { _states[read].asked = std::max(_states[read].asked, asked); });
+        for (const std::size_t read : _states[slot].reads) {
+            _states[read].asked = std::max(_states[read].asked, asked);
+        }
         if (!state.left) {
             gather(slot, static_cast<std::size_t>(asked - _first), _context.slots[slot].value);
             _context.slots[slot].lastSample = asked;
@@ -517,46 +525,14 @@ void BlockEngine::settle()
 
 // ---------------------------------------------------------------- what a kernel sees
 
-const Block& BlockRun::input(std::size_t k)
+void BlockRun::outputConstant(std::size_t component, double value)
 {
-    const EvaluationNode& node = *_engine._context.slots[_slot].node;
-    if (k >= node.inputs.size()) {
-        static const Block nothing;
-        return nothing;
+    if (!_constant) {
+        _constant = _pool.take();
+        std::fill_n(_constant->samples, kRowLength, value);
     }
-    const auto slot = static_cast<std::size_t>(node.inputs[k]->slotIndex);
-    assert(_engine.isCurrent(slot) && "the kernel reads an input that reads() doesn't announce");
-    return _engine._states[slot].block;
-}
-
-const Block& BlockRun::coordinates()
-{
-    const EvaluationNode& node = *_engine._context.slots[_slot].node;
-    const auto slot = static_cast<std::size_t>(node.coordinates->slotIndex);
-    assert(_engine.isCurrent(slot) && "the kernel reads coordinates that reads() doesn't announce");
-    return _engine._states[slot].block;
-}
-
-double* BlockRun::output(std::size_t component)
-{
-    Row* row = _engine._pool.take();
-    _out._rows[component] = row;
-    _out._componentCount = std::max(_out._componentCount, component + 1);
-    return row->samples;
-}
-
-double* BlockRun::outputWeights()
-{
-    _out._weight = _engine._pool.take();
-    return _out._weight->samples;
-}
-
-void BlockRun::forwardWeights(const Block& from)
-{
-    if (from._weight) {
-        _engine._pool.share(from._weight);
-        _out._weight = from._weight;
-    }
+    _pool.share(_constant);
+    take(component, _constant);
 }
 
 void BlockRun::forwardRow(std::size_t component, const Block& from, std::size_t fromComponent)
@@ -565,9 +541,8 @@ void BlockRun::forwardRow(std::size_t component, const Block& from, std::size_t 
         std::fill_n(output(component), kRowLength, 0.0);
         return;
     }
-    _engine._pool.share(from._rows[fromComponent]);
-    _out._rows[component] = from._rows[fromComponent];
-    _out._componentCount = std::max(_out._componentCount, component + 1);
+    _pool.share(from._rows[fromComponent]);
+    take(component, from._rows[fromComponent]);
 }
 
 void BlockRun::forward(const Block& from)

@@ -65,6 +65,10 @@ private:
         Block block;
         Source source = Source::Kernel;
         const Kernel* kernel = nullptr;
+        std::vector<std::size_t> reads;   ///< slots that the kernel reads
+        std::vector<const Block*> inputs; ///< their blocks, the coordinates not included
+        const Block* coordinates = nullptr;
+        Row* constant = nullptr; ///< filled once by a kernel that always writes one number
         std::int32_t first = -1; ///< first sample of the block held; -1 none
         std::int32_t uses = 0;   ///< reads by kernels of the plan
         std::int32_t remaining = 0;
@@ -92,11 +96,10 @@ private:
 
     void plan(std::size_t target);
     void classify(std::size_t slot, std::size_t target);
+    void resolveReads(std::size_t slot);
     void pinWhatClosuresRead();
     void runBetweenClosures();
     void planUpstream(std::size_t slot, std::vector<std::size_t>& order);
-    template <class Visit>
-    void forEachRead(std::size_t slot, Visit visit) const;
 
     bool hasClosures() const { return !_planClosures.empty(); }
     bool computeBlock();

@@ -3,8 +3,6 @@
 #include "frame/engine/evaluation_context.h"
 #include "frame/engine/evaluator_builder.h"
 
-#include <algorithm>
-
 namespace zrk {
 
 namespace {
@@ -37,7 +35,7 @@ public:
     }
     void block(BlockRun& run) const override
     {
-        std::fill_n(run.output(0), kRowLength, _value);
+        run.outputConstant(0, _value);
         run.forwardWeights(run.coordinates());
     }
     bool bounds(const BoundsRun& run) const override
@@ -100,7 +98,8 @@ void SolidField<1, 3>::build(EvaluatorBuilder<double>& builder)
 
 const FieldTypeDescriptor& SolidField<1, 3>::descriptor() const
 {
-    static const FieldTypeDescriptor descriptor{1, 3, "solid", [] { return std::make_shared<SolidField<1, 3>>(); }};
+    static const FieldTypeDescriptor descriptor{1, 3, "solid",
+                                                [] { return std::make_shared<SolidField<1, 3>>(); }};
     return descriptor;
 }
 

@@ -46,32 +46,66 @@ public:
     std::int32_t firstSample() const { return _first; }
 
     /// Block of input pin k, which `reads()` must announce. A pin without a node reads as zeros.
-    const Block& input(std::size_t k);
-    const Block& coordinates();
+    const Block& input(std::size_t k) const
+    {
+        static const Block nothing;
+        return k < _inputCount ? *_inputs[k] : nothing;
+    }
+    /// Blocks of the positions, which `reads()` must announce.
+    const Block& coordinates() const { return *_coordinates; }
 
     /// A fresh row for component c, which the kernel fills for `sampleCount()` samples,
     /// rounded up to whole vectors. Each component is written or shared exactly once.
-    double* output(std::size_t component);
+    double* output(std::size_t component) { return take(component, _pool.take())->samples; }
+    /// The same number for every sample and in every block; the row is filled once.
+    void outputConstant(std::size_t component, double value);
     /// A fresh row of weights; without one of the weight calls every weight is 1.
-    double* outputWeights();
+    double* outputWeights()
+    {
+        _out._weight = _pool.take();
+        return _out._weight->samples;
+    }
 
     /// Hands the weights of `from` on, without a copy.
-    void forwardWeights(const Block& from);
+    void forwardWeights(const Block& from)
+    {
+        if (from._weight) {
+            _pool.share(from._weight);
+            _out._weight = from._weight;
+        }
+    }
     /// Hands one row of `from` on as component c.
     void forwardRow(std::size_t component, const Block& from, std::size_t fromComponent);
     /// Hands the whole record on.
     void forward(const Block& from);
 
 private:
-    BlockEngine& _engine;
-    std::size_t _slot;
+    RowPool& _pool;
     Block& _out;
+    const Block* const* _inputs;
+    std::size_t _inputCount;
+    const Block* _coordinates;
+    Row*& _constant; ///< the row of a constant, kept from block to block
     std::int32_t _first;
     std::size_t _count;
 
-    BlockRun(BlockEngine& engine, std::size_t slot, Block& out, std::int32_t first, std::size_t count)
-        : _engine(engine), _slot(slot), _out(out), _first(first), _count(count)
+    BlockRun(RowPool& pool, Block& out, const std::vector<const Block*>& inputs, const Block* coordinates,
+             Row*& constant, std::int32_t first, std::size_t count)
+        : _pool(pool),
+          _out(out),
+          _inputs(inputs.data()),
+          _inputCount(inputs.size()),
+          _coordinates(coordinates),
+          _constant(constant),
+          _first(first),
+          _count(count)
     {}
+    Row* take(std::size_t component, Row* row)
+    {
+        _out._rows[component] = row;
+        _out._componentCount = _out._componentCount > component ? _out._componentCount : component + 1;
+        return row;
+    }
     friend class BlockEngine;
 };
 
