@@ -43,6 +43,15 @@ public:
     std::vector<Point> points;
     std::int32_t nextOrdinal = 0;
 
+    /// A curve through the points, with one function for all.
+    static PointInterpolator through(const std::vector<std::pair<X, Y>>& keysAndValues,
+                                     const F& function = F())
+    {
+        PointInterpolator curve;
+        curve.addPoints(keysAndValues, function);
+        return curve;
+    }
+
     void addPoints(const std::vector<std::pair<X, Y>>& keysAndValues, const F& function)
     {
         for (const auto& [key, value] : keysAndValues) {
