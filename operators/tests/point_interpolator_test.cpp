@@ -158,6 +158,24 @@ TEST(KeyPointCurve, BoundsAreTight)
     EXPECT_EQ(steps(zrk::Interval<double>(-1, 1)).lower, 1);
 }
 
+// Rounded, the mean of two equal numbers isn't quite that number, nor is a rise always one.
+TEST(KeyPointCurve, BoundsHoldRoundedValues)
+{
+    std::mt19937_64 random(6);
+    for (const Kind kind : {linear, cubic, smooth}) {
+        for (const double end : {0.1, 0.7}) {
+            const zrk::KeyPointCurve curve(curveOf({{-0.3, 0.1, kind}, {0.9, end, kind}}));
+            for (int i = 0; i < 2000; ++i) {
+                double x = zrk::agreement::uniform(random, -0.3, 0.9);
+                const auto bounds = curve(zrk::Interval<double>(x, x + 1e-15));
+                for (const double last = x + 1e-15; x <= last; x = std::nextafter(x, kInfinity)) {
+                    ASSERT_TRUE(bounds.contains(curve(x))) << "kind " << kind << " at " << x;
+                }
+            }
+        }
+    }
+}
+
 struct CurveOwner : ZRKSerializableObject {
     ZRKProperty<ScalarCurve> curve{"curve", curveOf({{5, 5, smooth}}), this};
 };

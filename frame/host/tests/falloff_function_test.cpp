@@ -68,6 +68,23 @@ TEST(FallOffFunction, BoundsAreTight)
     EXPECT_EQ(smooth(zrk::Interval<double>(-7, -1)).lower, 1);
 }
 
+// Rounded, the ramp isn't quite monotone.
+TEST(FallOffFunction, BoundsHoldRoundedValues)
+{
+    std::mt19937_64 random(6);
+    for (const FallOffCurve curve : {FallOffCurve::linear, FallOffCurve::smooth, FallOffCurve::gauss}) {
+        const ZRKFallOffFunction function{-0.3, 0.9, curve};
+        for (int i = 0; i < 2000; ++i) {
+            double d = zrk::agreement::uniform(random, -0.3, 0.9);
+            const auto bounds = function(zrk::Interval<double>(d, d + 1e-15));
+            for (const double last = d + 1e-15; d <= last; d = std::nextafter(d, kInfinity)) {
+                ASSERT_TRUE(bounds.contains(function(d)))
+                    << "curve " << static_cast<int>(curve) << " at " << d;
+            }
+        }
+    }
+}
+
 struct FallOffOwner : ZRKSerializableObject {
     ZRKProperty<ZRKFallOffFunction> function{"f", {-1, 2, FallOffCurve::smooth}, this};
 };
