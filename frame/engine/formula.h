@@ -112,15 +112,37 @@ private:
 };
 
 template <class F, class V>
-concept RunsOver = requires { &F::template operator()<V>; };
+concept RunsOver = requires
+{
+    &F::template operator()<V>;
+};
 
 template <class F, class V>
 using CallOf = Call<V, decltype(&F::template operator()<V>)>;
 
 template <class F>
-concept KeepsUnitWeight = requires { requires F::kKeepsUnitWeight; };
+concept KeepsUnitWeight = requires
+{
+    requires F::kKeepsUnitWeight;
+};
 
 } // namespace formula_detail
+
+/// Where a formula's arguments come from: the node's input pins, in order.
+struct FromInputs {
+    static constexpr KernelReads reads(std::size_t arity) { return {arity, false}; }
+    static const double* record(EvaluationContext& context, std::size_t k) { return context.readInput(k); }
+    static const Block& block(BlockRun& run, std::size_t k) { return run.input(k); }
+    static const IntervalRecord& bounds(const BoundsRun& run, std::size_t k) { return run.input(k); }
+};
+
+/// The one argument is the position that the node is asked at: for a node without input pins.
+struct FromCoordinates {
+    static constexpr KernelReads reads(std::size_t) { return {0, true}; }
+    static const double* record(EvaluationContext& context, std::size_t) { return context.readCoordinates(); }
+    static const Block& block(BlockRun& run, std::size_t) { return run.coordinates(); }
+    static const IntervalRecord& bounds(const BoundsRun& run, std::size_t) { return run.coordinates(); }
+};
 
 /// A kernel from a formula: a struct whose call operator is a template over the value type V
 /// and takes, for each input pin it reads, a V, a Tensor<N, V> or a Record<N, V>. It returns one of these;
@@ -128,7 +150,7 @@ concept KeepsUnitWeight = requires { requires F::kKeepsUnitWeight; };
 ///
 /// A formula that returns a Record may state `static constexpr bool kKeepsUnitWeight = true`:
 /// where all weights it reads are 1, the weight it returns is 1.
-template <class F>
+template <class F, class Arguments = FromInputs>
 class FormulaKernel final : public Kernel {
     using BatchCall = formula_detail::CallOf<F, Batch>;
     static constexpr std::size_t kArity = BatchCall::arity;
@@ -137,15 +159,15 @@ class FormulaKernel final : public Kernel {
 public:
     explicit FormulaKernel(F formula) : _formula(std::move(formula)) {}
 
-    KernelReads reads() const override { return {kArity, false}; }
+    KernelReads reads() const override { return Arguments::reads(kArity); }
 
     void sample(EvaluationContext& context) const override
     {
         // Copied, as a record may be gone after the next read.
         double records[kArity][kMaxRecord];
         readRecords(context, records, typename BatchCall::Indices{});
-        const auto result = BatchCall::call(
-            _formula, [&](std::size_t k, std::size_t c) { return Batch(records[k][c]); });
+        const auto result =
+            BatchCall::call(_formula, [&](std::size_t k, std::size_t c) { return Batch(records[k][c]); });
         Tensor<BatchCall::ResultForm::shape, double> value;
         formula_detail::storeResult<Batch>(result,
                                            [&](std::size_t c, const Batch& v) { value[c] = v.lane(0); });
@@ -156,17 +178,14 @@ public:
         }
     }
 
-    void block(BlockRun& run) const override
-    {
-        blockOver(run, typename BatchCall::Indices{});
-    }
+    void block(BlockRun& run) const override { blockOver(run, typename BatchCall::Indices{}); }
 
     bool bounds(const BoundsRun& run) const override
     {
         if constexpr (formula_detail::RunsOver<F, Interval<double>>) {
             using IntervalCall = formula_detail::CallOf<F, Interval<double>>;
             const auto result = IntervalCall::call(_formula, [&](std::size_t k, std::size_t c) {
-                const IntervalRecord& input = run.input(k);
+                const IntervalRecord& input = Arguments::bounds(run, k);
                 return c < input.components.size() ? input.components[c] : input.weight;
             });
             IntervalRecord& out = run.output();
@@ -175,7 +194,7 @@ public:
             if constexpr (kWritesWeight) {
                 out.weight = result.weight;
             } else {
-                out.weight = run.input(0).weight;
+                out.weight = Arguments::bounds(run, 0).weight;
             }
             return true;
         } else {
@@ -196,7 +215,7 @@ private:
     static void readRecords(EvaluationContext& context, double (&records)[kArity][kMaxRecord],
                             std::index_sequence<K...>)
     {
-        ((std::copy_n(context.readInput(K), inputCount<K>() + 1, records[K])), ...);
+        ((std::copy_n(Arguments::record(context, K), inputCount<K>() + 1, records[K])), ...);
     }
 
     /// Rows of an input: its components, then its weights.
@@ -216,15 +235,16 @@ private:
     void blockOver(BlockRun& run, std::index_sequence<K...>) const
     {
         const double* rows[kArity][5];
-        (inputRows<K>(run.input(K), rows[K]), ...);
+        (inputRows<K>(Arguments::block(run, K), rows[K]), ...);
         double* out[BatchCall::ResultForm::shape];
         for (std::size_t c = 0; c < BatchCall::ResultForm::shape; ++c) {
             out[c] = run.output(c);
         }
         double* outWeight = nullptr;
         if constexpr (!kWritesWeight) {
-            run.forwardWeights(run.input(0));
-        } else if (!(formula_detail::KeepsUnitWeight<F> && (run.input(K).hasUnitWeight() && ...))) {
+            run.forwardWeights(Arguments::block(run, 0));
+        } else if (!(formula_detail::KeepsUnitWeight<F> &&
+                     (Arguments::block(run, K).hasUnitWeight() && ...))) {
             outWeight = run.outputWeights();
         }
         // A copy of its own, which the rows written below can't alias.
@@ -248,6 +268,14 @@ template <class F>
 Evaluation evaluator(F formula)
 {
     return Evaluator(std::make_shared<FormulaKernel<F>>(std::move(formula)));
+}
+
+/// The evaluator of a formula of the position itself, for a component without input pins.
+template <class F>
+Evaluation positionEvaluator(F formula)
+{
+    static_assert(formula_detail::CallOf<F, Batch>::arity == 1, "a formula of one position");
+    return Evaluator(std::make_shared<FormulaKernel<F, FromCoordinates>>(std::move(formula)));
 }
 
 } // namespace zrk
