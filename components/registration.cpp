@@ -1,12 +1,14 @@
 #include "components/registration.h"
 
 #include "coordinates/cylinder_uvw.h"
+#include "coordinates/multipole_uvw.h"
 #include "coordinates/sphere_uvw.h"
 #include "coordinates/torus_uvw.h"
 #include "frame/host/component.h"
 #include "operators/binary_operator.h"
 #include "patterns/cross.h"
 #include "patterns/gyroid.h"
+#include "patterns/pattern_designer.h"
 #include "primitives/box_sdf.h"
 #include "primitives/plane_sdf.h"
 #include "primitives/sphere_sdf.h"
@@ -67,8 +69,8 @@ const std::vector<ComponentEntry>& allComponents()
         planned("ZRKMultiply", "Multiply", "CD969AF7-D5C0-40A0-B03C-A59C0E3BA1F4", {Tag::Any}, {Tag::Any}),
         planned("ZRKMatrixTransform", "MatrixTransform", "A85E7973-181A-4891-9D5E-395A0E24F73B", {Tag::Vector3d}, {Tag::Vector3d}),
         planned("ZRKMeshSDF", "MeshSDF", "BC569064-23FF-426D-8301-9C92F9913E33", {Tag::Vector3d}, {Tag::Scalar}),
-        planned("ZRKMultipoleUVW", "Multipole UVW", "DD3B8046-432A-40DC-864C-C70DF0E6E0EC", {Tag::Vector3d}, {Tag::Vector3d}),
-        planned("ZRKPatternDesigner", "PatternDesigner", "AE4FDE65-6F8E-4F44-B786-0C3F41F584FF", {}, {Tag::Scalar}),
+        built<ZRKMultipoleUVW>(),
+        built<ZRKPatternDesigner>(),
         built<ZRKSphereSDF>(),
         built<ZRKBoxSDF>(),
         built<ZRKPlaneSDF>(),
