@@ -155,6 +155,8 @@ class FormulaKernel final : public Kernel {
     using BatchCall = formula_detail::CallOf<F, Batch>;
     static constexpr std::size_t kArity = BatchCall::arity;
     static constexpr bool kWritesWeight = BatchCall::ResultForm::hasWeight;
+    static_assert(kArity > 0, "a formula reads at least one input");
+    static_assert(BatchCall::ResultForm::shape <= 4, "formulas are over vectors of up to 4 components");
 
 public:
     explicit FormulaKernel(F formula) : _formula(std::move(formula)) {}
