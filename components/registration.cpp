@@ -1,5 +1,9 @@
 #include "components/registration.h"
 
+#include "coordinates/cylinder_uvw.h"
+#include "coordinates/multipole_uvw.h"
+#include "coordinates/sphere_uvw.h"
+#include "coordinates/torus_uvw.h"
 #include "frame/host/component.h"
 #include "operators/binary_operator.h"
 #include "operators/falloff.h"
@@ -10,6 +14,7 @@
 #include "operators/shell.h"
 #include "patterns/cross.h"
 #include "patterns/gyroid.h"
+#include "patterns/pattern_designer.h"
 #include "primitives/box_sdf.h"
 #include "primitives/cylinder_sdf.h"
 #include "primitives/pipe_sdf.h"
@@ -53,9 +58,9 @@ const bool registered = [] {
 const std::vector<ComponentEntry>& allComponents()
 {
     static const std::vector<ComponentEntry> components{
-        planned("ZRKSphereUVW", "ZRKSphereUVW", "65FE6E5A-E3F7-4C12-89E7-3B899AEDA5B4", {Tag::Vector3d}, {Tag::Vector3d}),
-        planned("ZRKTorusUVW", "ZRKTorusUVW", "B1360CF0-36E7-4B0E-9A94-6814A5137397", {Tag::Vector3d}, {Tag::Vector3d}),
-        planned("ZRKCylinderUVW", "CylinderUVW", "98790207-7A9E-47EF-B7CB-A9676CDBEF08", {Tag::Vector3d}, {Tag::Vector3d}),
+        built<ZRKSphereUVW>(),
+        built<ZRKTorusUVW>(),
+        built<ZRKCylinderUVW>(),
         planned("ZRKRasterFX", "RasterFX", "245E6576-8E77-4C71-8AC3-5D25D92F40BA", {Tag::Scalar}, {Tag::Scalar}),
         planned("ZRKVector3SplitComponents", "Vector3SplitComponents", "FFC2A888-571E-415E-A0B7-1287877D793C", {Tag::Vector3d}, {Tag::Scalar}),
         planned("ZRKRGBASplitComponents", "RGBASplitComponents", "5C9C3D16-3A8E-4307-B13A-75D9C11CF3A6", {Tag::Color}, {Tag::Scalar}),
@@ -72,8 +77,8 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKMultiply>(),
         planned("ZRKMatrixTransform", "MatrixTransform", "A85E7973-181A-4891-9D5E-395A0E24F73B", {Tag::Vector3d}, {Tag::Vector3d}),
         planned("ZRKMeshSDF", "MeshSDF", "BC569064-23FF-426D-8301-9C92F9913E33", {Tag::Vector3d}, {Tag::Scalar}),
-        planned("ZRKMultipoleUVW", "Multipole UVW", "DD3B8046-432A-40DC-864C-C70DF0E6E0EC", {Tag::Vector3d}, {Tag::Vector3d}),
-        planned("ZRKPatternDesigner", "PatternDesigner", "AE4FDE65-6F8E-4F44-B786-0C3F41F584FF", {}, {Tag::Scalar}),
+        built<ZRKMultipoleUVW>(),
+        built<ZRKPatternDesigner>(),
         built<ZRKSphereSDF>(),
         built<ZRKBoxSDF>(),
         built<ZRKPlaneSDF>(),

@@ -128,13 +128,29 @@ concept KeepsUnitWeight = requires
 
 } // namespace formula_detail
 
+/// Where a formula's arguments come from: the node's input pins, in order.
+struct FromInputs {
+    static constexpr KernelReads reads(std::size_t arity) { return {arity, false}; }
+    static const double* record(EvaluationContext& context, std::size_t k) { return context.readInput(k); }
+    static const Block& block(BlockRun& run, std::size_t k) { return run.input(k); }
+    static const IntervalRecord& bounds(const BoundsRun& run, std::size_t k) { return run.input(k); }
+};
+
+/// The one argument is the position that the node is asked at: for a node without input pins.
+struct FromCoordinates {
+    static constexpr KernelReads reads(std::size_t) { return {0, true}; }
+    static const double* record(EvaluationContext& context, std::size_t) { return context.readCoordinates(); }
+    static const Block& block(BlockRun& run, std::size_t) { return run.coordinates(); }
+    static const IntervalRecord& bounds(const BoundsRun& run, std::size_t) { return run.coordinates(); }
+};
+
 /// A kernel from a formula: a struct whose call operator is a template over the value type V
 /// and takes, for each input pin it reads, a V, a Tensor<N, V> or a Record<N, V>. It returns one of these;
 /// without a weight in the result, the weight of the first input is handed on.
 ///
 /// A formula that returns a Record may state `static constexpr bool kKeepsUnitWeight = true`:
 /// where all weights it reads are 1, the weight it returns is 1.
-template <class F>
+template <class F, class Arguments = FromInputs>
 class FormulaKernel final : public Kernel {
     using BatchCall = formula_detail::CallOf<F, Batch>;
     static constexpr std::size_t kArity = BatchCall::arity;
@@ -145,7 +161,7 @@ class FormulaKernel final : public Kernel {
 public:
     explicit FormulaKernel(F formula) : _formula(std::move(formula)) {}
 
-    KernelReads reads() const override { return {kArity, false}; }
+    KernelReads reads() const override { return Arguments::reads(kArity); }
 
     void sample(EvaluationContext& context) const override
     {
@@ -171,7 +187,7 @@ public:
         if constexpr (formula_detail::RunsOver<F, Interval<double>>) {
             using IntervalCall = formula_detail::CallOf<F, Interval<double>>;
             const auto result = IntervalCall::call(_formula, [&](std::size_t k, std::size_t c) {
-                const IntervalRecord& input = run.input(k);
+                const IntervalRecord& input = Arguments::bounds(run, k);
                 return c < input.components.size() ? input.components[c] : input.weight;
             });
             IntervalRecord& out = run.output();
@@ -180,7 +196,7 @@ public:
             if constexpr (kWritesWeight) {
                 out.weight = result.weight;
             } else {
-                out.weight = run.input(0).weight;
+                out.weight = Arguments::bounds(run, 0).weight;
             }
             return true;
         } else {
@@ -201,7 +217,7 @@ private:
     static void readRecords(EvaluationContext& context, double (&records)[kArity][kMaxRecord],
                             std::index_sequence<K...>)
     {
-        ((std::copy_n(context.readInput(K), inputCount<K>() + 1, records[K])), ...);
+        ((std::copy_n(Arguments::record(context, K), inputCount<K>() + 1, records[K])), ...);
     }
 
     /// Rows of an input: its components, then its weights.
@@ -221,15 +237,16 @@ private:
     void blockOver(BlockRun& run, std::index_sequence<K...>) const
     {
         const double* rows[kArity][5];
-        (inputRows<K>(run.input(K), rows[K]), ...);
+        (inputRows<K>(Arguments::block(run, K), rows[K]), ...);
         double* out[BatchCall::ResultForm::shape];
         for (std::size_t c = 0; c < BatchCall::ResultForm::shape; ++c) {
             out[c] = run.output(c);
         }
         double* outWeight = nullptr;
         if constexpr (!kWritesWeight) {
-            run.forwardWeights(run.input(0));
-        } else if (!(formula_detail::KeepsUnitWeight<F> && (run.input(K).hasUnitWeight() && ...))) {
+            run.forwardWeights(Arguments::block(run, 0));
+        } else if (!(formula_detail::KeepsUnitWeight<F> &&
+                     (Arguments::block(run, K).hasUnitWeight() && ...))) {
             outWeight = run.outputWeights();
         }
         // A copy of its own, which the rows written below can't alias.
@@ -253,6 +270,14 @@ template <class F>
 Evaluation evaluator(F formula)
 {
     return Evaluator(std::make_shared<FormulaKernel<F>>(std::move(formula)));
+}
+
+/// The evaluator of a formula of the position itself, for a component without input pins.
+template <class F>
+Evaluation positionEvaluator(F formula)
+{
+    static_assert(formula_detail::CallOf<F, Batch>::arity == 1, "a formula of one position");
+    return Evaluator(std::make_shared<FormulaKernel<F, FromCoordinates>>(std::move(formula)));
 }
 
 } // namespace zrk
