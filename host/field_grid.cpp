@@ -1,6 +1,7 @@
 #include "host/field_grid.h"
 
 #include "frame/engine/field_sampler.h"
+#include "frame/values/large_pages.h"
 #include "host/error.h"
 
 #include <fmt/core.h>
@@ -84,7 +85,9 @@ std::optional<std::vector<double>> sampleDomain(const zrk::IField& field,
     zrk::FieldSampler sampler(field.generator(), std::move(domain));
     const std::size_t components = zrk::componentCount(sampler.generator->descriptor().outputShape);
     checkSize(static_cast<double>(samples), components);
-    std::vector<double> values(samples * components);
+    std::vector<double> values;
+    zrk::reserveOnLargePages(values, samples * components);
+    values.resize(samples * components);
     if (threads > 0) {
         sampler.threadCount = threads;
     }
