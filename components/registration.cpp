@@ -7,6 +7,7 @@
 #include "frame/host/component.h"
 #include "operators/binary_operator.h"
 #include "operators/falloff.h"
+#include "operators/grad_derivative.h"
 #include "operators/invert.h"
 #include "operators/levelset_iso_value.h"
 #include "operators/mask.h"
@@ -21,8 +22,17 @@
 #include "primitives/plane_sdf.h"
 #include "primitives/sphere_sdf.h"
 #include "primitives/torus_sdf.h"
+#include "transforms/affine_transform.h"
+#include "transforms/apply_transform.h"
 #include "transforms/bend_transform.h"
+#include "transforms/color_from_vec3.h"
+#include "transforms/combine_components.h"
+#include "transforms/matrix_transform.h"
+#include "transforms/norm_vec3.h"
+#include "transforms/normalize_vec3.h"
+#include "transforms/position_vec3.h"
 #include "transforms/quantize_transform.h"
+#include "transforms/split_components.h"
 #include "transforms/twist_transform.h"
 
 namespace zrkmodel {
@@ -62,20 +72,20 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKTorusUVW>(),
         built<ZRKCylinderUVW>(),
         planned("ZRKRasterFX", "RasterFX", "245E6576-8E77-4C71-8AC3-5D25D92F40BA", {Tag::Scalar}, {Tag::Scalar}),
-        planned("ZRKVector3SplitComponents", "Vector3SplitComponents", "FFC2A888-571E-415E-A0B7-1287877D793C", {Tag::Vector3d}, {Tag::Scalar}),
-        planned("ZRKRGBASplitComponents", "RGBASplitComponents", "5C9C3D16-3A8E-4307-B13A-75D9C11CF3A6", {Tag::Color}, {Tag::Scalar}),
+        built<ZRKVector3SplitComponents>(),
+        built<ZRKRGBASplitComponents>(),
         built<ZRKQuantizeTransform>(),
         built<ZRKTwistTransform>(),
         built<ZRKBendTransform>(),
-        planned("ZRKNormalizeVec3", "NormalizeVec3", "031925FC-C101-4C3E-A80D-0D0F3AB4E05E", {Tag::Vector3d}, {Tag::Vector3d}),
-        planned("ZRKNormVec3", "NormVec3", "8436CEDC-2A2B-4F7A-A41D-B82B8428CA91", {Tag::Vector3d}, {Tag::Scalar}),
+        built<ZRKNormalizeVec3>(),
+        built<ZRKNormVec3>(),
         // The UUID of ZRKNormalizeVec3 once more: saved documents carry it.
-        planned("ZRKColorFromVec3", "ColorFromVec3", "031925FC-C101-4C3E-A80D-0D0F3AB4E05E", {Tag::Vector3d}, {Tag::Color}),
-        planned("ZRKPositionVec3", "PositionVec3", "268591C2-C91D-4B9A-B498-9F0A3C917785", {}, {Tag::Vector3d}),
+        built<ZRKColorFromVec3>(),
+        built<ZRKPositionVec3>(),
         built<ZRKMask>(),
         built<ZRKBinaryOperator>(),
         built<ZRKMultiply>(),
-        planned("ZRKMatrixTransform", "MatrixTransform", "A85E7973-181A-4891-9D5E-395A0E24F73B", {Tag::Vector3d}, {Tag::Vector3d}),
+        built<ZRKMatrixTransform>(),
         planned("ZRKMeshSDF", "MeshSDF", "BC569064-23FF-426D-8301-9C92F9913E33", {Tag::Vector3d}, {Tag::Scalar}),
         built<ZRKMultipoleUVW>(),
         built<ZRKPatternDesigner>(),
@@ -88,7 +98,7 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKGyroid>(),
         built<ZRKCross>(),
         planned("ZRKCurveUVW", "Curve UVW", "BEF9FB2E-3341-45CA-A705-8095C01BAE92", {}, {Tag::Vector3d}),
-        planned("ZRKGradDerivative", "GradDerivative", "DEB32B4F-6A7B-490A-A25C-2F026CDFF30C", {Tag::Scalar}, {Tag::Vector3d}),
+        built<ZRKGradDerivative>(),
         planned("ZRKFaceUVW", "Face UVW", "C68B78B3-58D5-4CBB-A5AE-D944CC69D379", {}, {Tag::Vector3d}),
         built<ZRKShell>(),
         built<ZRKFallOff>(),
@@ -103,12 +113,12 @@ const std::vector<ComponentEntry>& allComponents()
         planned("ZRK2DImageExtrude", "2DImageExtrude", "11CAA672-4ABD-4161-9BBB-AB3D24FD3B81", {}, {Tag::Scalar}),
         // The type name of ZRK2DImageExtrude once more.
         planned("ZRK3DImage", "2DImageExtrude", "494094F4-A6E5-4388-980F-7CEE65934F97", {}, {Tag::Scalar}),
-        planned("ZRKAffineTransform", "AffineTransform", "527CC3B7-95C3-44FC-93BC-E1888B31DDD5", {Tag::Vector3d}, {Tag::Vector3d}),
-        planned("ZRKApplyTransform", "ApplyTransform", "AB6F6413-0642-4CEE-9880-BBFDE9019667", {Tag::Vector3d, Tag::Any}, {Tag::Vector3d}),
+        built<ZRKAffineTransform>(),
+        built<ZRKApplyTransform>(),
         // 35 characters, the first group one short: kept as documents have it.
         planned("ZRKBeamSDF", "BeamSDF", "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", {Tag::Vector3d}, {Tag::Scalar}),
-        planned("ZRKVector3CombineComponents", "Vector3CombineComponents", "7CF3D8F6-00BD-411A-A6A3-63675F96231C", {Tag::Scalar}, {Tag::Vector3d}),
-        planned("ZRKRGBACombineComponents", "RGBACombineComponents", "71DA975C-E73E-4252-8409-691DEF5031A4", {Tag::Scalar}, {Tag::Color}),
+        built<ZRKVector3CombineComponents>(),
+        built<ZRKRGBACombineComponents>(),
         planned("ZRKCurveLength", "Curve Length", "659C17DF-6560-4ADD-B4D3-0378730CE97F", {}, {Tag::Scalar}),
     };
     return components;

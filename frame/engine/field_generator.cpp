@@ -66,6 +66,12 @@ const Evaluation& doNothing()
     return evaluation;
 }
 
+const Evaluation& passThrough()
+{
+    static const Evaluation evaluation = Evaluator(std::make_shared<PassThroughKernel>());
+    return evaluation;
+}
+
 void IFieldGenerator::build(EvaluatorBuilder<double>&) {}
 
 std::shared_ptr<IFieldGenerator> IFieldGenerator::clone(bool deep) const
@@ -81,7 +87,7 @@ std::shared_ptr<IFieldGenerator> IFieldGenerator::clone(bool deep) const
 
 void PassThroughField<3>::build(EvaluatorBuilder<double>& builder)
 {
-    builder.setEvaluator(Evaluator(std::make_shared<PassThroughKernel>()));
+    builder.setEvaluator(passThrough());
 }
 
 const FieldTypeDescriptor& PassThroughField<3>::descriptor() const

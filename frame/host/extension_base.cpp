@@ -110,15 +110,19 @@ void ZRKExtensionBase::onBuildEvaluator(zrk::EvaluatorBuilder<double>& builder, 
     }
     builder.setEvaluator(getEvaluatorForPin(pin, graph->context()));
     const auto& inputs = pin.node.record()->inputs;
+    std::vector<zrk::EvaluationNode*> arriving(inputs.size(), nullptr); // null where nothing does
     for (std::size_t k = 0; k < inputs.size(); ++k) {
         const zrk::IField field = inputField(pin.node, static_cast<int>(k));
         if (field) {
-            builder.addInput(field);
+            const std::optional<std::size_t> at = coordinatesInput(k);
+            arriving[k] = builder.addInput(field, at ? arriving[*at] : nullptr).get();
         } else {
             builder.addEmptyInput(std::max(1u, inputs[k].tag.components));
         }
     }
 }
+
+std::optional<std::size_t> ZRKExtensionBase::coordinatesInput(std::size_t) const { return std::nullopt; }
 
 std::shared_ptr<zrk::FieldGenerator<1, 3>> scalarInputField(const Pin_ref<1>& pin)
 {

@@ -7,6 +7,7 @@
 #include "frame/host/graph_object.h"
 #include "frame/host/pins.h"
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -46,6 +47,10 @@ protected:
     ZRKExtensionBase() = default;
     ZRKExtensionBase(const ZRKExtensionBase&) = default;
     ZRKExtensionBase& operator=(const ZRKExtensionBase&) = default;
+
+    /// The earlier input whose values are the positions that input k, with all that is behind it, is
+    /// asked at. Nothing, or an input that nothing arrives at: the node's own positions.
+    virtual std::optional<std::size_t> coordinatesInput(std::size_t k) const;
 };
 
 /// The field that arrives at input pin k: the upstream output's; the positions for an

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "frame/values/scalar_math.h"
+
 #include <array>
 #include <cmath>
 #include <cstddef>
@@ -140,6 +142,19 @@ double normalize(Tensor<N, double>& v)
         c = c / length;
     }
     return length;
+}
+
+/// v scaled to unit length, for every value type of a formula; a zero vector stays as it is.
+template <std::uint32_t N, class V>
+Tensor<N, V> normalized(const Tensor<N, V>& v)
+{
+    const V length = sqrt(dot(v, v));
+    const auto isZero = length == V(0.0);
+    Tensor<N, V> unit;
+    for (std::size_t i = 0; i < Tensor<N, V>::count; ++i) {
+        unit[i] = select(isZero, v[i], v[i] / length);
+    }
+    return unit;
 }
 
 } // namespace zrk
