@@ -1,5 +1,8 @@
 #include "components/registration.h"
 
+#include "coordinates/curve_length.h"
+#include "coordinates/curve_uvw.h"
+#include "coordinates/face_uvw.h"
 #include "frame/host/component.h"
 #include "operators/binary_operator.h"
 #include "patterns/cross.h"
@@ -74,9 +77,9 @@ const std::vector<ComponentEntry>& allComponents()
         planned("ZRKPipeSDF", "PipeSDF", "5F0E65B0-DAE5-4B6A-A475-2471D28D1D08", {Tag::Vector3d}, {Tag::Scalar}),
         built<ZRKGyroid>(),
         built<ZRKCross>(),
-        planned("ZRKCurveUVW", "Curve UVW", "BEF9FB2E-3341-45CA-A705-8095C01BAE92", {}, {Tag::Vector3d}),
+        built<ZRKCurveUVW>(),
         planned("ZRKGradDerivative", "GradDerivative", "DEB32B4F-6A7B-490A-A25C-2F026CDFF30C", {Tag::Scalar}, {Tag::Vector3d}),
-        planned("ZRKFaceUVW", "Face UVW", "C68B78B3-58D5-4CBB-A5AE-D944CC69D379", {}, {Tag::Vector3d}),
+        built<ZRKFaceUVW>(),
         planned("ZRKShell", "Shell", "B00F743F-1B53-4430-BB0D-8C729EBC099B", {Tag::Scalar}, {Tag::Scalar}),
         planned("ZRKFallOff", "FallOff", "2D1DEAEA-8E22-4856-8261-07E67671B5C7", {Tag::Scalar}, {Tag::Scalar}),
         planned("ZRKInvert", "Invert", "BD624C1E-A801-44C6-954A-14A44BE779BB", {Tag::Scalar}, {Tag::Scalar}),
@@ -96,7 +99,7 @@ const std::vector<ComponentEntry>& allComponents()
         planned("ZRKBeamSDF", "BeamSDF", "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", {Tag::Vector3d}, {Tag::Scalar}),
         planned("ZRKVector3CombineComponents", "Vector3CombineComponents", "7CF3D8F6-00BD-411A-A6A3-63675F96231C", {Tag::Scalar}, {Tag::Vector3d}),
         planned("ZRKRGBACombineComponents", "RGBACombineComponents", "71DA975C-E73E-4252-8409-691DEF5031A4", {Tag::Scalar}, {Tag::Color}),
-        planned("ZRKCurveLength", "Curve Length", "659C17DF-6560-4ADD-B4D3-0378730CE97F", {}, {Tag::Scalar}),
+        built<ZRKCurveLength>(),
     };
     return components;
 }
