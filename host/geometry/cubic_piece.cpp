@@ -119,12 +119,14 @@ Box3 CubicPiece::hull() const
     return box;
 }
 
-double CubicPiece::squaredBound(const Vector3& p) const
+CubicPiece::SquaredBounds CubicPiece::squaredBounds(const Vector3& p) const
 {
-    // The distance to the chord is convex, so over the hull it is largest at a Bezier point.
+    // No point of the hull is farther from the chord than the Bezier points are, as the distance to it is
+    // convex; and across each point of the chord the piece passes at some place.
     const double chord = std::sqrt(squaredDistanceToChord(p, _points[0], _points[3], _perSquaredChord));
-    const double bound = chord * (1 - 1e-14) - _sag;
-    return bound > 0 ? bound * bound : 0;
+    const double lower = chord * (1 - 1e-14) - _sag;
+    const double upper = chord * (1 + 1e-14) + _sag;
+    return {lower > 0 ? lower * lower : 0, upper * upper};
 }
 
 /// The minima are where (c(u) - p) . c'(u), a polynomial of degree 5, rises through zero. Its

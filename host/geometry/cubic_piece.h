@@ -23,8 +23,12 @@ public:
     /// The piece lies within it.
     Box3 hull() const;
 
-    /// Squared distance that no point of the piece is nearer than, from the chord.
-    double squaredBound(const Vector3& p) const;
+    /// Two squared distances, found from the chord, between which that of the piece's closest point lies.
+    struct SquaredBounds {
+        double lower;
+        double upper;
+    };
+    SquaredBounds squaredBounds(const Vector3& p) const;
     /// Calls offer(u) for 0, 1 and each u within where the distance to p has a local minimum.
     template <class Offer>
     void forClosestParameters(const Vector3& p, Offer offer) const

@@ -33,7 +33,7 @@ double lengthOver(const CubicPiece& piece, double from, double to)
     return integral(from, to, [&](double u) { return length(piece.first(u)); });
 }
 
-/// Angle by which a frame that doesn't turn lies behind the one carried by the smallest rotation
+/// Angle by which a frame that does not turn lies ahead of the one carried by the smallest rotation
 /// from the tangent at `from` to that at `to`.
 double turnOver(const CubicPiece& piece, const Vector3& start, double from, double to)
 {
@@ -51,7 +51,7 @@ Vector3 transportedNormal(const CubicPiece& piece, const Vector3& start, const V
 {
     const Vector3 carried = carriedNormal(normal, start, tangent);
     const double turn = turnOver(piece, start, from, u);
-    return carried * std::cos(turn) - cross(tangent, carried) * std::sin(turn);
+    return carried * std::cos(turn) + cross(tangent, carried) * std::sin(turn);
 }
 
 /// The Bezier points between b and c of the segment whose neighbours are a and d, over knots that lie
@@ -166,9 +166,6 @@ const Spline::Stretch& Spline::stretchAt(double t) const
 void Spline::offerSegment(std::size_t index, const Vector3& p, NearestOnCurve& nearest) const
 {
     const CubicPiece& segment = _segments[index];
-    if (segment.squaredBound(p) > nearest.squared) {
-        return;
-    }
     segment.forClosestParameters(p, [&](double u) {
         nearest.offer(squaredDistance(p, segment.position(u)), static_cast<double>(index) + u);
     });
@@ -179,11 +176,40 @@ NearestOnCurve Spline::nearest(const Vector3& p, double near) const
     if (hasNaN(p)) {
         return {kNaN, kNaN};
     }
+    // The search is led by bounds alone; the few segments that these can't tell apart are solved.
+    struct Candidate {
+        std::size_t index;
+        double lower;
+    };
+    constexpr std::size_t kMaxCandidates = 32;
+    Candidate candidates[kMaxCandidates];
+    std::size_t count = 0;
     NearestOnCurve nearest{std::numeric_limits<double>::infinity(), tMin()};
+    double limit = nearest.squared;
+    const auto solve = [&] {
+        for (std::size_t i = 0; i < count; ++i) {
+            if (candidates[i].lower <= limit) {
+                offerSegment(candidates[i].index, p, nearest);
+                limit = std::min(limit, nearest.squared);
+            }
+        }
+        count = 0;
+    };
+    const auto consider = [&](std::size_t index) {
+        const auto [lower, upper] = _segments[index].squaredBounds(p);
+        if (lower <= limit) {
+            limit = std::min(limit, upper);
+            if (count == kMaxCandidates) {
+                solve();
+            }
+            candidates[count++] = {index, lower};
+        }
+    };
     if (!std::isnan(near)) {
-        offerSegment(CurvePlace(near, _segments.size()).index, p, nearest);
+        consider(CurvePlace(near, _segments.size()).index);
     }
-    _tree.search(p, nearest.squared, [&](std::size_t index) { offerSegment(index, p, nearest); });
+    _tree.search(p, limit, consider);
+    solve();
     return nearest;
 }
 
