@@ -5,9 +5,17 @@
 #include "coordinates/face_uvw.h"
 #include "frame/host/component.h"
 #include "operators/binary_operator.h"
+#include "operators/falloff.h"
+#include "operators/invert.h"
+#include "operators/levelset_iso_value.h"
+#include "operators/mask.h"
+#include "operators/multiply.h"
+#include "operators/shell.h"
 #include "patterns/cross.h"
 #include "patterns/gyroid.h"
 #include "primitives/box_sdf.h"
+#include "primitives/cylinder_sdf.h"
+#include "primitives/pipe_sdf.h"
 #include "primitives/plane_sdf.h"
 #include "primitives/sphere_sdf.h"
 #include "primitives/torus_sdf.h"
@@ -62,9 +70,9 @@ const std::vector<ComponentEntry>& allComponents()
         // The UUID of ZRKNormalizeVec3 once more: saved documents carry it.
         planned("ZRKColorFromVec3", "ColorFromVec3", "031925FC-C101-4C3E-A80D-0D0F3AB4E05E", {Tag::Vector3d}, {Tag::Color}),
         planned("ZRKPositionVec3", "PositionVec3", "268591C2-C91D-4B9A-B498-9F0A3C917785", {}, {Tag::Vector3d}),
-        planned("ZRKMask", "mask", "4B550F53-36E0-44FE-A3AE-6794BD09FFF0", {Tag::Any}, {Tag::Any}),
+        built<ZRKMask>(),
         built<ZRKBinaryOperator>(),
-        planned("ZRKMultiply", "Multiply", "CD969AF7-D5C0-40A0-B03C-A59C0E3BA1F4", {Tag::Any}, {Tag::Any}),
+        built<ZRKMultiply>(),
         planned("ZRKMatrixTransform", "MatrixTransform", "A85E7973-181A-4891-9D5E-395A0E24F73B", {Tag::Vector3d}, {Tag::Vector3d}),
         planned("ZRKMeshSDF", "MeshSDF", "BC569064-23FF-426D-8301-9C92F9913E33", {Tag::Vector3d}, {Tag::Scalar}),
         planned("ZRKMultipoleUVW", "Multipole UVW", "DD3B8046-432A-40DC-864C-C70DF0E6E0EC", {Tag::Vector3d}, {Tag::Vector3d}),
@@ -73,18 +81,18 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKBoxSDF>(),
         built<ZRKPlaneSDF>(),
         built<ZRKTorusSDF>(),
-        planned("ZRKCylinderSDF", "CylinderSDF", "30011FD2-A3B6-4C43-A917-5F5D83C4F37A", {Tag::Vector3d}, {Tag::Scalar}),
-        planned("ZRKPipeSDF", "PipeSDF", "5F0E65B0-DAE5-4B6A-A475-2471D28D1D08", {Tag::Vector3d}, {Tag::Scalar}),
+        built<ZRKCylinderSDF>(),
+        built<ZRKPipeSDF>(),
         built<ZRKGyroid>(),
         built<ZRKCross>(),
         built<ZRKCurveUVW>(),
         planned("ZRKGradDerivative", "GradDerivative", "DEB32B4F-6A7B-490A-A25C-2F026CDFF30C", {Tag::Scalar}, {Tag::Vector3d}),
         built<ZRKFaceUVW>(),
-        planned("ZRKShell", "Shell", "B00F743F-1B53-4430-BB0D-8C729EBC099B", {Tag::Scalar}, {Tag::Scalar}),
-        planned("ZRKFallOff", "FallOff", "2D1DEAEA-8E22-4856-8261-07E67671B5C7", {Tag::Scalar}, {Tag::Scalar}),
-        planned("ZRKInvert", "Invert", "BD624C1E-A801-44C6-954A-14A44BE779BB", {Tag::Scalar}, {Tag::Scalar}),
+        built<ZRKShell>(),
+        built<ZRKFallOff>(),
+        built<ZRKInvert>(),
         // The type name of ZRKInvert once more.
-        planned("ZRKLevelsetIsoValue", "Invert", "A72F2EDE-422B-487F-8CBB-4642CA90A7E7", {Tag::Scalar}, {Tag::Scalar}),
+        built<ZRKLevelsetIsoValue>(),
         planned("ZRKGeometryBlend", "geometry blend", "B4E613F3-592C-4214-B323-15644932F6AC", {}, {Tag::Scalar}),
         planned("ZRKScalarImageSampler", "ScalarImageSampler", "F47194BC-F7C9-458D-A8EF-9E38169F3A2B", {Tag::Any}, {Tag::Scalar}),
         planned("ZRKVector3ImageSampler", "Vector3ImageSampler", "78EC2DBE-A2C0-4F50-8902-0122395634FC", {Tag::Any}, {Tag::Vector3d}),
