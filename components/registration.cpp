@@ -6,6 +6,7 @@
 #include "frame/host/component.h"
 #include "operators/binary_operator.h"
 #include "operators/falloff.h"
+#include "operators/geometry_blend.h"
 #include "operators/invert.h"
 #include "operators/levelset_iso_value.h"
 #include "operators/mask.h"
@@ -93,7 +94,7 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKInvert>(),
         // The type name of ZRKInvert once more.
         built<ZRKLevelsetIsoValue>(),
-        planned("ZRKGeometryBlend", "geometry blend", "B4E613F3-592C-4214-B323-15644932F6AC", {}, {Tag::Scalar}),
+        built<ZRKGeometryBlend>(),
         planned("ZRKScalarImageSampler", "ScalarImageSampler", "F47194BC-F7C9-458D-A8EF-9E38169F3A2B", {Tag::Any}, {Tag::Scalar}),
         planned("ZRKVector3ImageSampler", "Vector3ImageSampler", "78EC2DBE-A2C0-4F50-8902-0122395634FC", {Tag::Any}, {Tag::Vector3d}),
         planned("ZRKRGBAImageSampler", "RGBAImageSampler", "B9893F8A-2F45-42B1-B94B-870AE0D8ED0C", {Tag::Any}, {Tag::Color}),
