@@ -1,12 +1,16 @@
 #include "components/registration.h"
 
+#include "coordinates/curve_length.h"
+#include "coordinates/curve_uvw.h"
 #include "coordinates/cylinder_uvw.h"
+#include "coordinates/face_uvw.h"
 #include "coordinates/multipole_uvw.h"
 #include "coordinates/sphere_uvw.h"
 #include "coordinates/torus_uvw.h"
 #include "frame/host/component.h"
 #include "operators/binary_operator.h"
 #include "operators/falloff.h"
+#include "operators/geometry_blend.h"
 #include "operators/grad_derivative.h"
 #include "operators/invert.h"
 #include "operators/levelset_iso_value.h"
@@ -97,15 +101,15 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKPipeSDF>(),
         built<ZRKGyroid>(),
         built<ZRKCross>(),
-        planned("ZRKCurveUVW", "Curve UVW", "BEF9FB2E-3341-45CA-A705-8095C01BAE92", {}, {Tag::Vector3d}),
+        built<ZRKCurveUVW>(),
         built<ZRKGradDerivative>(),
-        planned("ZRKFaceUVW", "Face UVW", "C68B78B3-58D5-4CBB-A5AE-D944CC69D379", {}, {Tag::Vector3d}),
+        built<ZRKFaceUVW>(),
         built<ZRKShell>(),
         built<ZRKFallOff>(),
         built<ZRKInvert>(),
         // The type name of ZRKInvert once more.
         built<ZRKLevelsetIsoValue>(),
-        planned("ZRKGeometryBlend", "geometry blend", "B4E613F3-592C-4214-B323-15644932F6AC", {}, {Tag::Scalar}),
+        built<ZRKGeometryBlend>(),
         planned("ZRKScalarImageSampler", "ScalarImageSampler", "F47194BC-F7C9-458D-A8EF-9E38169F3A2B", {Tag::Any}, {Tag::Scalar}),
         planned("ZRKVector3ImageSampler", "Vector3ImageSampler", "78EC2DBE-A2C0-4F50-8902-0122395634FC", {Tag::Any}, {Tag::Vector3d}),
         planned("ZRKRGBAImageSampler", "RGBAImageSampler", "B9893F8A-2F45-42B1-B94B-870AE0D8ED0C", {Tag::Any}, {Tag::Color}),
@@ -119,7 +123,7 @@ const std::vector<ComponentEntry>& allComponents()
         planned("ZRKBeamSDF", "BeamSDF", "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", {Tag::Vector3d}, {Tag::Scalar}),
         built<ZRKVector3CombineComponents>(),
         built<ZRKRGBACombineComponents>(),
-        planned("ZRKCurveLength", "Curve Length", "659C17DF-6560-4ADD-B4D3-0378730CE97F", {}, {Tag::Scalar}),
+        built<ZRKCurveLength>(),
     };
     return components;
 }

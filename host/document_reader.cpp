@@ -6,6 +6,7 @@
 #include "frame/host/serialization.h"
 #include "frame/host/type_info.h"
 #include "host/document_context.h"
+#include "host/document_values.h"
 #include "host/error.h"
 #include "host/type_lookup.h"
 
@@ -54,19 +55,6 @@ std::string linePlace(const std::string& text, std::size_t offset)
     const auto stop = begin + static_cast<std::ptrdiff_t>(end);
     const auto lineBreak = std::find(std::make_reverse_iterator(stop), text.rend(), '\n');
     return fmt::format("line {}, column {}", std::count(begin, stop, '\n') + 1, stop - lineBreak.base() + 1);
-}
-
-/// A value as found, cut short.
-std::string shown(const ZRKJson& value)
-{
-    const std::string text = value.dump(-1, ' ', false, ZRKJson::error_handler_t::replace);
-    return text.size() > 60 ? text.substr(0, 57) + "..." : text;
-}
-
-bool isNumbers(const ZRKJson& value, std::size_t count)
-{
-    return value.is_array() && value.size() == count &&
-           std::all_of(value.begin(), value.end(), [](const ZRKJson& v) { return v.is_number(); });
 }
 
 /// The text that nlohmann gives of its errors without its own codes in front.
@@ -212,20 +200,7 @@ void DocumentReader::readContext()
 void DocumentReader::readResources()
 {
     const ZRKJson* resources = arrayMember("resources");
-    for (std::size_t i = 0; resources && i < resources->size(); ++i) {
-        const ZRKJson& entry = (*resources)[i];
-        const std::string place = fmt::format("resources[{}]", i);
-        if (!entry.is_object()) {
-            refuse(place, "found " + shown(entry) + ", expected an object", "write {\"uuid\": ..., \"kind\": ..., ...}");
-        }
-        const std::string kind = entry.contains("kind") ? shown(entry["kind"]) : "none";
-        if (kind != "\"image2d\"" && kind != "\"image3d\"" && kind != "\"geometry\"") {
-            refuse(place + ", \"kind\"", "found " + kind + ", expected \"image2d\", \"image3d\" or \"geometry\"",
-                   "write one of these kinds");
-        }
-        refuse(place + ", \"kind\"", "found " + kind + ", which this version can't load yet, expected no resources",
-               "remove the resource; no component of this version uses one");
-    }
+    _document._resources = DocumentResources::load(resources ? *resources : ZRKJson::array(), _name);
 }
 
 void DocumentReader::readNodes()
@@ -296,7 +271,7 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
         _warnings.push_back(fmt::format("{}, \"{}\": found {}, expected {}; the value is left out of account",
                                         where(place), issue.place, issue.found, issue.expected));
     };
-    const ZRKDeserialization stored(values, nullptr, tell);
+    const ZRKDeserialization stored(values, _document._resources, tell);
     try {
         object.deserialize(stored);
     } catch (const ZRKJson::exception& error) {

@@ -5,6 +5,7 @@
 #include "frame/host/json.h"
 #include "frame/host/tag.h"
 #include "frame/values/bbox.h"
+#include "host/document_resources.h"
 
 #include <cstdint>
 #include <map>
@@ -64,6 +65,7 @@ public:
     void save(const std::string& path) const;
 
     const std::shared_ptr<ZRKGraph>& graph() const { return _graph; }
+    const std::shared_ptr<DocumentResources>& resources() const { return _resources; }
     /// Where sampling runs unless told otherwise: the model's bounds, or the unit cube.
     zrk::BBox<double> samplingBounds() const;
 
@@ -77,6 +79,7 @@ public:
 private:
     std::string _name;
     std::shared_ptr<ZRKGraph> _graph;
+    std::shared_ptr<DocumentResources> _resources;
     ZRKJson _root;                            ///< as it was read, for what isn't known
     std::map<std::uint16_t, std::size_t> _nodeIndex; ///< place of a node in "nodes"
     std::optional<PinAddress> _output;

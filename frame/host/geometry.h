@@ -34,6 +34,9 @@ struct CurveParametrization {
     double length = 0;
     bool closed = false;
     Vector bounds[2] = {};
+    /// What closestParameter answers, to the bit, found sooner when `near` is its answer for a
+    /// neighbouring position. May be empty.
+    std::function<double(const Vector&, double near)> closestParameterNear;
 };
 
 class IParametricCurve : public IGeometry3d {

@@ -1,0 +1,39 @@
+#include "coordinates/curve_length.h"
+
+#include "coordinates/curve_measures.h"
+#include "coordinates/position_kernel.h"
+#include "frame/host/channel_names.h"
+#include "frame/host/pins.h"
+
+namespace zrkmodel {
+
+ComponentIdentity ZRKCurveLength::identity()
+{
+    return {"ZRKCurveLength",
+            "Curve Length",
+            "659C17DF-6560-4ADD-B4D3-0378730CE97F",
+            IconResources::sc_curve_gradient,
+            &ZRKUIStrings::curve_length_gradient,
+            {},
+            {Tag::Scalar}};
+}
+
+void ZRKCurveLength::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    addOutputPin(node, Tag::Scalar, ChannelNames::pin_density());
+}
+
+zrk::Evaluation ZRKCurveLength::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
+{
+    const auto shape = geometryAs<IParametricCurve>(curve);
+    if (!shape) {
+        return zrk::doNothing();
+    }
+    const CurveParametrization record = shape->parametrization();
+    if (useLength.value()) {
+        return zrk::positionEvaluator(LengthMeasure{record, normalize.value() ? 1 / shape->length() : 1});
+    }
+    return zrk::positionEvaluator(ParameterMeasure{record, normalize.value()});
+}
+
+} // namespace zrkmodel

@@ -1,0 +1,40 @@
+#include "coordinates/curve_uvw.h"
+
+#include "coordinates/curve_measures.h"
+#include "coordinates/position_kernel.h"
+#include "frame/host/channel_names.h"
+#include "frame/host/pins.h"
+
+namespace zrkmodel {
+
+ComponentIdentity ZRKCurveUVW::identity()
+{
+    return {"ZRKCurveUVW",
+            "Curve UVW",
+            "BEF9FB2E-3341-45CA-A705-8095C01BAE92",
+            IconResources::uvw_curve2,
+            &ZRKUIStrings::curve_coordinates,
+            {},
+            {Tag::Vector3d}};
+}
+
+void ZRKCurveUVW::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    addOutputPin(node, Tag::Vector3d, ChannelNames::pin_coords());
+}
+
+zrk::Evaluation ZRKCurveUVW::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
+{
+    const auto shape = geometryAs<IParametricCurve>(curve);
+    if (!shape) {
+        return zrk::doNothing();
+    }
+    const CurveParametrization record = shape->parametrization();
+    const double scale = normalizeLength.value() ? 1 / record.length : 1;
+    if (mode.value() == Mode::extrude) {
+        return zrk::positionEvaluator(ExtrudeMeasure{record, scale});
+    }
+    return zrk::positionEvaluator(WrapMeasure{record, scale});
+}
+
+} // namespace zrkmodel

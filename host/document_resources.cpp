@@ -1,0 +1,223 @@
+#include "host/document_resources.h"
+
+#include "host/document_values.h"
+#include "host/error.h"
+#include "host/geometry/geometry_reader.h"
+
+#include <fmt/core.h>
+
+#include <utility>
+
+namespace zrkmodel {
+
+namespace {
+
+/// Groups of groups could otherwise grow without end.
+constexpr std::size_t kMaxGroupMembers = 1'000'000;
+
+} // namespace
+
+/// Reads the entries of one document.
+class ResourceReader {
+public:
+    ResourceReader(const ZRKJson& entries, const std::string& file, DocumentResources& resources)
+        : _entries(entries), _file(file), _resources(resources)
+    {}
+
+    void read()
+    {
+        // Uuids first, as groups may name members that stand below them.
+        for (std::size_t i = 0; i < _entries.size(); ++i) {
+            readIdentity(i);
+        }
+        for (std::size_t i = 0; i < _entries.size(); ++i) {
+            if (!isGroup(_entries[i])) {
+                loaded(i, readGeometry(_entries[i], place(i)));
+            }
+        }
+        for (std::size_t i = 0; i < _entries.size(); ++i) {
+            if (isGroup(_entries[i])) {
+                readGroups(i);
+            }
+        }
+    }
+
+private:
+    struct OpenGroup {
+        std::size_t index;
+        std::vector<std::size_t> members;
+        std::size_t next = 0; ///< member to look at
+    };
+
+    const ZRKJson& _entries;
+    const std::string& _file;
+    DocumentResources& _resources;
+    std::vector<std::shared_ptr<DocumentGeometry>> _geometries;
+    std::vector<bool> _isOpen;
+    std::size_t _memberCount = 0;
+
+    std::string place(std::size_t i, const char* key = nullptr) const
+    {
+        return key ? fmt::format("{}, resources[{}], \"{}\"", _file, i, key)
+                   : fmt::format("{}, resources[{}]", _file, i);
+    }
+
+    [[noreturn]] static void refuse(const std::string& where, const std::string& finding,
+                                    const std::string& remedy)
+    {
+        throw hostError(HostError::kBadInput, where, finding, remedy);
+    }
+
+    void readIdentity(std::size_t i)
+    {
+        const ZRKJson& entry = _entries[i];
+        if (!entry.is_object()) {
+            refuse(place(i), "found " + shown(entry) + ", expected an object",
+                   "write {\"uuid\": ..., \"kind\": ..., ...}");
+        }
+        const std::string kind = entry.contains("kind") ? shown(entry["kind"]) : "none";
+        if (kind != "\"image2d\"" && kind != "\"image3d\"" && kind != "\"geometry\"") {
+            refuse(place(i, "kind"), "found " + kind + ", expected \"image2d\", \"image3d\" or \"geometry\"",
+                   "write one of these kinds");
+        }
+        if (kind != "\"geometry\"") {
+            refuse(place(i, "kind"),
+                   "found " + kind + ", which this version can't load yet, expected \"geometry\"",
+                   "remove the resource; no component of this version uses one");
+        }
+        const auto member = entry.find("uuid");
+        const ZRKuuid uuid(member != entry.end() && member->is_string() ? member->get<std::string>()
+                                                                        : std::string());
+        if (uuid.isNil()) {
+            refuse(place(i, "uuid"),
+                   "found " + (member == entry.end() ? "none" : shown(*member)) +
+                       ", expected the resource's uuid",
+                   "write a uuid that no other resource has; nodes refer to it");
+        }
+        const auto [earlier, isNew] = _resources._index.emplace(uuid, i);
+        if (!isNew) {
+            refuse(place(i, "uuid"),
+                   fmt::format("found {} a second time, expected a uuid that no other resource has",
+                               shown(*member)),
+                   fmt::format("resources[{}] has it already; case makes no difference", earlier->second));
+        }
+        _resources._entries.push_back(std::make_shared<ZRKResourceEntry>(uuid));
+        _geometries.emplace_back();
+        _isOpen.push_back(false);
+    }
+
+    void loaded(std::size_t i, std::shared_ptr<DocumentGeometry> geometry)
+    {
+        geometry->setUuid(_resources._entries[i]->uuid());
+        _geometries[i] = geometry;
+        _resources._entries[i]->resolve(std::move(geometry));
+    }
+
+    /// Loads a group and the groups within it, innermost first, without recursion.
+    void readGroups(std::size_t outermost)
+    {
+        std::vector<OpenGroup> open;
+        enter(outermost, open);
+        while (!open.empty()) {
+            OpenGroup& group = open.back();
+            if (group.next == group.members.size()) {
+                close(group);
+                open.pop_back();
+                continue;
+            }
+            const std::size_t member = group.members[group.next++];
+            if (_isOpen[member]) {
+                refuse(
+                    place(group.index, "members"),
+                    fmt::format(
+                        "found resources[{}], which contains this group, expected groups that lead one way",
+                        member),
+                    "remove the member that closes the cycle");
+            }
+            enter(member, open);
+        }
+    }
+
+    /// Opens a group unless it, or another shape in its place, is loaded already.
+    void enter(std::size_t i, std::vector<OpenGroup>& open)
+    {
+        if (!_geometries[i]) {
+            open.push_back({i, membersOf(i)});
+            _isOpen[i] = true;
+        }
+    }
+
+    std::vector<std::size_t> membersOf(std::size_t i) const
+    {
+        const auto members = _entries[i].find("members");
+        if (members == _entries[i].end() || !members->is_array()) {
+            refuse(place(i, "members"),
+                   "found " + (members == _entries[i].end() ? "none" : shown(*members)) +
+                       ", expected an array of uuids",
+                   "write \"members\": [\"uuid of a geometry\", ...]");
+        }
+        std::vector<std::size_t> indices;
+        for (const ZRKJson& member : *members) {
+            const ZRKuuid uuid(member.is_string() ? member.get<std::string>() : std::string());
+            const auto index = _resources._index.find(uuid);
+            if (index == _resources._index.end()) {
+                refuse(
+                    place(i, "members"),
+                    fmt::format("found {}, expected the uuid of a geometry of this document", shown(member)),
+                    "remove the member, or add the geometry to \"resources\"");
+            }
+            indices.push_back(index->second);
+        }
+        return indices;
+    }
+
+    /// All members are loaded: the group is their distances in order.
+    void close(const OpenGroup& group)
+    {
+        std::size_t count = 0;
+        for (const std::size_t member : group.members) {
+            count += _geometries[member]->distanceCount();
+        }
+        _memberCount += count;
+        if (_memberCount > kMaxGroupMembers) {
+            refuse(place(group.index, "members"),
+                   fmt::format("found groups of {} members in all, counted through groups within groups, "
+                               "expected at most {}",
+                               _memberCount, kMaxGroupMembers),
+                   "name fewer members, or nest groups less");
+        }
+        std::vector<ZRKGeometry::SignedDistance> distances;
+        distances.reserve(count);
+        for (const std::size_t member : group.members) {
+            for (auto& distance : _geometries[member]->getSDFUngroup()) {
+                distances.push_back(std::move(distance));
+            }
+        }
+        _isOpen[group.index] = false;
+        loaded(group.index, std::make_shared<DocumentGeometry>(nullptr, std::move(distances)));
+    }
+};
+
+std::shared_ptr<DocumentResources> DocumentResources::load(const ZRKJson& entries, const std::string& file)
+{
+    auto resources = std::make_shared<DocumentResources>();
+    ResourceReader(entries, file, *resources).read();
+    return resources;
+}
+
+ZRKResourceHandle DocumentResources::find(const ZRKuuid& uuid)
+{
+    const auto index = _index.find(uuid);
+    return index == _index.end() ? ZRKResourceHandle() : ZRKResourceHandle(_entries[index->second]);
+}
+
+std::vector<std::shared_ptr<ZRKSerializableObject>> DocumentResources::objects() const
+{
+    std::vector<std::shared_ptr<ZRKSerializableObject>> objects;
+    for (const auto& entry : _entries) {
+        objects.push_back(entry->object());
+    }
+    return objects;
+}
+
+} // namespace zrkmodel

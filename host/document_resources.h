@@ -1,0 +1,37 @@
+#pragma once
+
+#include "frame/host/json.h"
+#include "frame/host/resource.h"
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace zrkmodel {
+
+/// The resources of one document, found by uuid. Used on one thread; the objects themselves are
+/// safe to share.
+class DocumentResources final : public ZRKResourceLibrary {
+public:
+    /// Loads the entries of a document's "resources". Whole or not at all: throws HostError with status
+    /// kBadInput, and a message that names the entry and the key.
+    ///
+    /// @param file  for messages.
+    static std::shared_ptr<DocumentResources> load(const ZRKJson& entries, const std::string& file);
+
+    /// Nil for a uuid that no entry has.
+    ZRKResourceHandle find(const ZRKuuid& uuid) override;
+
+    /// The loaded objects in the order of the document.
+    std::vector<std::shared_ptr<ZRKSerializableObject>> objects() const;
+
+private:
+    std::vector<std::shared_ptr<ZRKResourceEntry>> _entries;
+    std::unordered_map<ZRKuuid, std::size_t> _index; ///< place of an entry
+
+    friend class ResourceReader;
+};
+
+} // namespace zrkmodel

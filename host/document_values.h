@@ -1,0 +1,16 @@
+#pragma once
+
+#include "frame/host/json.h"
+
+#include <cstddef>
+#include <string>
+
+namespace zrkmodel {
+
+/// A value of a document as a message shows it, cut short.
+std::string shown(const ZRKJson& value);
+
+/// True for an array of exactly so many numbers.
+bool isNumbers(const ZRKJson& value, std::size_t count);
+
+} // namespace zrkmodel

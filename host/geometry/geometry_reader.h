@@ -1,0 +1,23 @@
+#pragma once
+
+#include "frame/host/json.h"
+#include "host/geometry/document_geometry.h"
+
+#include <memory>
+#include <string>
+
+namespace zrkmodel {
+
+/// A geometry from its resource entry, of any shape but a group.
+///
+/// @param place  of the entry, for messages: file and index.
+///
+/// Throws HostError with status kBadInput for a shape that is unknown or that this version can't
+/// load, and for malformed or degenerate geometry: no box without all corners in order, no circle without an
+/// axis.
+std::shared_ptr<DocumentGeometry> readGeometry(const ZRKJson& entry, const std::string& place);
+
+/// True for an entry of the shape "group", whose members are other entries.
+bool isGroup(const ZRKJson& entry);
+
+} // namespace zrkmodel
