@@ -81,6 +81,23 @@ std::string plainReason(const std::string& what)
     return text;
 }
 
+/// The key whose value a component of this kind refuses to read; empty when it is none of them alone.
+std::string unreadableKey(const ZRKGraphObject& object, const ZRKJson& values)
+{
+    const ZRKTypeInfo& type = object.typeInfo();
+    const auto* registration = ZRKGraphObject::registry().find(type.uuid, type.name);
+    for (const auto& [key, value] : values.items()) {
+        ZRKJson single = ZRKJson::object();
+        single[key] = value;
+        try {
+            registration->factory()->deserialize(ZRKDeserialization(single));
+        } catch (const ZRKJson::exception&) {
+            return key;
+        }
+    }
+    return "";
+}
+
 std::string quoted(const std::string& text)
 {
     return "\"" + text + "\"";
@@ -251,14 +268,7 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
     place = fmt::format("node {} (nodes[{}])", number, index);
     if (const auto earlier = _document._nodeIndex.find(number); earlier != _document._nodeIndex.end()) {
         refuse(place + ", \"id\"", fmt::format("found the id {} a second time, expected one that no other node has", number),
-               fmt::format("nodes[{}] has it already; the next free one is {}", earlier->second,
-                           [&] {
-                               unsigned free = 0;
-                               while (_document._nodeIndex.count(static_cast<std::uint16_t>(free)) > 0) {
-                                   ++free;
-                               }
-                               return free;
-                           }()));
+               fmt::format("nodes[{}] has it already; give this one another, and its links too", earlier->second));
     }
     const auto text = [&](const char* key, bool isRequired) -> std::string {
         const auto member = entry.find(key);
@@ -300,8 +310,11 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
     try {
         object.deserialize(stored);
     } catch (const ZRKJson::exception& error) {
-        refuse(place, "found a value of the wrong kind: " + plainReason(error.what()),
-               "give the value the kind named; `zrk types NAME` lists the properties");
+        const std::string key = unreadableKey(object, values);
+        refuse(key.empty() ? place : place + ", " + quoted(key),
+               fmt::format("found {}: {}", key.empty() ? "a value of the wrong kind" : shown(values[key]),
+                           plainReason(error.what())),
+               "give the value the kind named, or leave it out");
     }
     for (const std::string& unread : stored.unreadPlaces()) {
         _warnings.push_back(fmt::format("{}, \"{}\": found a key that the type doesn't know; it is kept and not used",
