@@ -116,7 +116,7 @@ void printRecords(const zrk::SampleBufferData<double>& records)
 int probe(const ProbeOptions& options)
 {
     if (options.at.empty() == options.pointsFile.empty()) {
-        throw hostError(HostError::kBadInput, "zrk probe",
+        throw hostError(HostError::kBadInput, "probe",
                         options.at.empty() ? "found no positions, expected --at or --points"
                                            : "found both --at and --points, expected one of them",
                         "give positions, e.g. --at 0,0,0, or a file of them, --points FILE");
@@ -124,7 +124,7 @@ int probe(const ProbeOptions& options)
     const Job job(options);
     std::vector<zrk::Tensor<3, double>> points = positions(options);
     if (points.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
-        throw hostError(HostError::kFailedWork, "zrk probe",
+        throw hostError(HostError::kFailedWork, "probe",
                         fmt::format("found {} positions, expected at most 2147483647", points.size()),
                         "divide the list");
     }
