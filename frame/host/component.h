@@ -47,7 +47,7 @@ public:
         return std::make_shared<Derived>(static_cast<const Derived&>(*this));
     }
 
-    const ZRKTypeInfo& typeInfo() const override { return _typeInfo; }
+    const ZRKTypeInfo& typeInfo() const override { return _typeInfo(); }
 
     void onTypeRegistration(ZRKTypeInfo& info) const override
     {
@@ -61,17 +61,24 @@ public:
     static void registerType()
     {
         const ComponentIdentity self = Derived::identity();
-        _typeInfo.uuid = self.uuid;
-        _typeInfo.name = self.typeName;
-        _typeInfo.factory = [](const ZRKDeserialization&) -> std::shared_ptr<ZRKSerializable> {
+        ZRKTypeInfo& info = _typeInfo();
+        info.uuid = self.uuid;
+        info.name = self.typeName;
+        info.factory = [](const ZRKDeserialization&) -> std::shared_ptr<ZRKSerializable> {
             return std::make_shared<Derived>();
         };
         const auto prototype = std::make_shared<Derived>();
-        prototype->onTypeRegistration(_typeInfo);
-        ZRKTypeInfo::registerType(_typeInfo);
+        prototype->onTypeRegistration(info);
+        ZRKTypeInfo::registerType(info);
     }
 
-    inline static ZRKTypeInfo _typeInfo;
+    /// The class's one type info. A local static: registration runs before the static members
+    /// of a template would be constructed.
+    static ZRKTypeInfo& _typeInfo()
+    {
+        static ZRKTypeInfo info;
+        return info;
+    }
 
 protected:
     ZRKComponent() = default;

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "frame/host/channel_names.h"
+#include "frame/host/pins.h"
+
+namespace zrkmodel {
+
+/// The pins of a warp: coordinates in, moved coordinates out.
+inline void addPositionPins(const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    addCoordinatesPin(node, Tag::Vector3d, ChannelNames::pin_coords());
+    addOutputPin(node, Tag::Vector3d, ChannelNames::pin_coords());
+}
+
+} // namespace zrkmodel
