@@ -134,10 +134,17 @@ void DocumentReader::parseJson(const std::string& text)
     try {
         _document._root = ZRKJson::parse(text);
     } catch (const ZRKJson::parse_error& error) {
-        refuse(linePlace(text, error.byte), "found broken JSON: " + plainReason(error.what()),
-               "mend the JSON at that place");
-    } catch (const ZRKJson::exception& error) {
-        refuse("JSON", "found " + plainReason(error.what()), "mend the value named");
+        refuse(linePlace(text, error.byte), fmt::format("found broken JSON ({}), expected one whole JSON object",
+                                                        plainReason(error.what())),
+               "mend the text at that place");
+    } catch (const ZRKJson::out_of_range& error) {
+        // A number beyond a double's range, the only such error of the parser; it quotes the number.
+        const std::string reason = error.what();
+        const std::size_t quote = std::min(reason.find('\''), reason.size() - 1) + 1;
+        const std::string number = reason.substr(quote, reason.find('\'', quote) - quote);
+        refuse(linePlace(text, text.find(number) + 1),
+               fmt::format("found the number {}, expected one between -1.8e308 and 1.8e308", number),
+               "write a number of a smaller size");
     }
     if (!_document._root.is_object()) {
         refuse("top level", "found " + shown(_document._root) + ", expected an object",
@@ -312,7 +319,8 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
     } catch (const ZRKJson::exception& error) {
         const std::string key = unreadableKey(object, values);
         refuse(key.empty() ? place : place + ", " + quoted(key),
-               fmt::format("found {}: {}", key.empty() ? "a value of the wrong kind" : shown(values[key]),
+               fmt::format("found {}, expected another kind of value: {}",
+                           key.empty() ? "a value that can't be read" : shown(values[key]),
                            plainReason(error.what())),
                "give the value the kind named, or leave it out");
     }

@@ -76,7 +76,7 @@ private:
     std::size_t _components;
 };
 
-std::optional<std::vector<double>> sampleDomain(const zrk::IField& field,
+std::optional<FieldValues> sampleDomain(const zrk::IField& field,
                                                 std::shared_ptr<zrk::EvaluationDomain<3, double>> domain,
                                                 zrk::ProgressMonitor* monitor, std::size_t threads)
 {
@@ -84,7 +84,7 @@ std::optional<std::vector<double>> sampleDomain(const zrk::IField& field,
     zrk::FieldSampler sampler(field.generator(), std::move(domain));
     const std::size_t components = zrk::componentCount(sampler.generator->descriptor().outputShape);
     checkSize(static_cast<double>(samples), components);
-    std::vector<double> values(samples * components);
+    FieldValues values(samples * components);
     if (threads > 0) {
         sampler.threadCount = threads;
     }
@@ -144,7 +144,7 @@ zrk::Tensor<4, double> SlicePlane::position(std::int32_t i) const
     return p;
 }
 
-std::optional<std::vector<double>> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
+std::optional<FieldValues> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
                                                zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     const auto& n = region.dimensions();
@@ -153,7 +153,7 @@ std::optional<std::vector<double>> sampleField(const zrk::IField& field, const z
     return sampleDomain(field, std::make_shared<zrk::GridDomain>(region), monitor, threads);
 }
 
-std::optional<std::vector<double>> sampleField(const zrk::IField& field, const SlicePlane& plane,
+std::optional<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
                                                zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     return sampleDomain(field, std::make_shared<SlicePlane>(plane), monitor, threads);

@@ -23,6 +23,13 @@ int report(const std::string& text, int status)
     return status;
 }
 
+int reportLostOutput()
+{
+    return report("standard output: found no room for all results, expected a place that takes them\n"
+                  "  remedy: make room, or send them somewhere else",
+                  kFailed);
+}
+
 std::string commandList(const CLI::App& app)
 {
     std::string list;
@@ -74,18 +81,13 @@ int runWork(const zrkcli::Work& work)
 {
     try {
         const int status = work();
-        if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-            return report("standard output: couldn't write the results\n"
-                          "  remedy: make room, or send them somewhere else",
-                          kFailed);
-        }
-        return status;
+        return std::fflush(stdout) == 0 && !std::ferror(stdout) ? status : reportLostOutput();
     } catch (const zrkmodel::HostError& error) {
         return report(error.what(), error.exitStatus);
     } catch (const std::bad_alloc&) {
         return report("not enough memory for this work\n  remedy: ask for fewer samples", kFailed);
     } catch (const std::exception& error) {
-        return report(error.what(), kFailed);
+        return std::ferror(stdout) ? reportLostOutput() : report(error.what(), kFailed);
     }
 }
 

@@ -67,7 +67,7 @@ int sample(const SampleOptions& options)
             : parseDims(options.dims);
     const zrk::Region<3, 3, double, 1> region(bounds.min, bounds.max, dims[0], dims[1], dims[2]);
 
-    std::optional<std::vector<double>> values;
+    std::optional<zrkmodel::FieldValues> values;
     {
         ProgressBar bar("sampling", options.quiet);
         values = zrkmodel::sampleField(job.output.field, region, &bar, options.threads);

@@ -50,7 +50,7 @@ int slice(const SliceOptions& options)
     const Job job(options);
     const int axis = options.axis[0] - 'x';
     const zrkmodel::SlicePlane plane(job.document.samplingBounds(), axis, options.at, options.size);
-    std::optional<std::vector<double>> values;
+    std::optional<zrkmodel::FieldValues> values;
     {
         ProgressBar bar("sampling", options.quiet);
         values = zrkmodel::sampleField(job.output.field, plane, &bar, options.threads);
