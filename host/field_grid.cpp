@@ -1,6 +1,7 @@
 #include "host/field_grid.h"
 
 #include "frame/engine/field_sampler.h"
+#include "frame/values/large_pages.h"
 #include "host/error.h"
 
 #include <fmt/core.h>
@@ -96,6 +97,11 @@ std::optional<FieldValues> sampleDomain(const zrk::IField& field,
 }
 
 } // namespace
+
+FieldValues::FieldValues(std::size_t count) : _values(new double[count]), _count(count)
+{
+    zrk::wishLargePages(_values.get(), count);
+}
 
 std::array<std::int32_t, 3> gridDims(const zrk::BBox<double>& bounds, int resolution)
 {

@@ -53,7 +53,7 @@ private:
 /// that a large grid begins at once.
 class FieldValues {
 public:
-    explicit FieldValues(std::size_t count) : _values(new double[count]), _count(count) {}
+    explicit FieldValues(std::size_t count);
 
     double* data() { return _values.get(); }
     operator std::span<const double>() const { return {_values.get(), _count}; }

@@ -1,5 +1,6 @@
 #include "host/graph_document.h"
 
+#include "frame/host/channel_names.h"
 #include "frame/host/extension_base.h"
 #include "frame/host/graph_object.h"
 #include "frame/host/pins.h"
@@ -202,7 +203,8 @@ OutputField GraphDocument::outputField(PinAddress address) const
                         fmt::format("found a pin without a data type ({}), expected one that carries values", tag.name()),
                         "link inputs of one type to the node, so that the pin takes it on");
     }
-    output.surfaceLevel = output.name == "density" ? 0.5 : 0.0;
+    output.isDensity = output.name == ChannelNames::pin_density();
+    output.surfaceLevel = output.isDensity ? 0.5 : 0.0;
     return output;
 }
 

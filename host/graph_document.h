@@ -38,7 +38,9 @@ struct OutputField {
     zrk::IField field;
     Tag tag;          ///< Scalar, Vector3d or Color
     std::string name; ///< of the pin
-    /// Where the surface of the field lies: 0.5 for a pin named as a density, else 0.
+    /// Named as a density: the inside lies above 0.5. Else the inside lies below 0.
+    bool isDensity = false;
+    /// Where the surface of the field lies.
     double surfaceLevel = 0.0;
 };
 

@@ -193,11 +193,12 @@ Rgb chequer(int x, int y) { return (x / 8 + y / 8) % 2 == 0 ? Rgb{0.97, 0.97, 0.
 
 class ScalarPainter {
 public:
-    ScalarPainter(const SliceGrid& grid, const ValueRange& range, std::optional<double> contour,
+    ScalarPainter(const SliceGrid& grid, const ValueRange& range, const SliceStyle& style,
                   double lineStep)
         : grid(grid),
           range(range),
-          contour(contour),
+          contour(style.contour),
+          insideAbove(style.insideAbove),
           lineStep(lineStep),
           diverging(contour && range.low < *contour && *contour < range.high)
     {}
@@ -226,13 +227,16 @@ private:
         if (!diverging) {
             return sequentialMap().at(placeIn(range, v));
         }
-        return divergingMap().at(v < *contour ? placeIn({range.low, *contour}, v) / 2
-                                              : 0.5 + placeIn({*contour, range.high}, v) / 2);
+        const double place = v < *contour ? placeIn({range.low, *contour}, v) / 2
+                                          : 0.5 + placeIn({*contour, range.high}, v) / 2;
+        // The map's low end is the inside, on whichever side of the level that lies.
+        return divergingMap().at(insideAbove ? 1 - place : place);
     }
 
     const SliceGrid& grid;
     ValueRange range;
     std::optional<double> contour;
+    bool insideAbove;
     double lineStep;
     bool diverging;
 };
@@ -254,7 +258,7 @@ SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style)
     result.picture = Picture(grid.width, grid.height);
     result.range = style.range ? *style.range : automaticRange(grid, style);
     result.lineStep = components == 1 ? lineStepFor(result.range) : 0;
-    const ScalarPainter painter(grid, result.range, style.contour, result.lineStep);
+    const ScalarPainter painter(grid, result.range, style, result.lineStep);
 
     unsigned char* pixel = result.picture.data.data();
     for (int y = 0; y < grid.height; ++y) {

@@ -26,6 +26,8 @@ struct SliceStyle {
     std::optional<ValueRange> range;
     /// The level to draw as a line, of scalars only: 0 for a distance, the iso value for a density.
     std::optional<double> contour;
+    /// The inside lies above the contour, as in a density; else below it, as in a distance.
+    bool insideAbove = false;
 };
 
 struct SlicePicture {
@@ -41,7 +43,7 @@ struct SlicePicture {
 
 /// Draws a slice for the eye; the top row shows the last row of the grid.
 ///
-/// - Scalars: colour-mapped, diverging around the contour where it lies inside the range, else
+/// - Scalars: colour-mapped, diverging around the contour where it lies inside the range (blue inside), else
 ///   sequential; faint lines at even steps, and the contour as a crisp dark line.
 /// - Vectors: x, y, z as red, green, blue over the range.
 /// - Colours: clipped to the range, over a chequered ground by their opacity.

@@ -20,7 +20,7 @@ namespace zrkmodel {
 /// 0 at a cell's corner. Smooth: the sum of exp(-100 * smoothness * each), from 0 to 3. The two
 /// aren't limits of each other. With the weight of `coords`.
 ///
-/// A lattice without bars along z, seen in cells of side 1:
+/// A lattice without bars along z:
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "Cross", "values": {"thickness ratios": [1, 1, -3]}}],

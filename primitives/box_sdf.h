@@ -17,8 +17,8 @@ namespace zrkmodel {
 /// | dimensions     | mu   | (1, 1, 1)       | full side lengths; 0 makes a sheet, a negative one moves  |
 /// |                |      |                 | every value up                                            |
 /// | wireframe      |      | false           | true: the twelve edges as square bars; radius is unused   |
-/// | edge thickness | mu   | 0.1             | half the width of a bar, which lies within the box; half  |
-/// |                |      |                 | a side or more fills it                                   |
+/// | edge thickness | mu   | 0.1             | half the width of a bar, which lies within the box; a     |
+/// |                |      |                 | quarter of the longest side or more fills it              |
 ///
 /// Solid, with q = |p - center| - (dimensions / 2 - radius) per axis: d is the length of the positive
 /// parts of q, plus max(q.x, q.y, q.z) where that isn't positive, minus radius. In model units (mu),

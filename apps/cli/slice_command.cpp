@@ -60,6 +60,7 @@ int slice(const SliceOptions& options)
     }
     if (job.output.tag == zrkmodel::Tag::Scalar) {
         style.contour = job.output.surfaceLevel;
+        style.insideAbove = job.output.isDensity;
     }
     const zrkmodel::SliceGrid grid{plane.width(), plane.height(), static_cast<int>(job.output.tag.components), *values};
     const zrkmodel::SlicePicture slice = zrkmodel::drawSlice(grid, style);

@@ -47,11 +47,16 @@ std::string tagList(const std::vector<Tag>& tags)
 
 Json entryJson(const ComponentEntry& entry)
 {
-    return {{"class", entry.className},
-            {"type", entry.typeName},
-            {"uuid", entry.uuid},
-            {"signature", {{"inputs", tagNames(entry.inputs)}, {"outputs", tagNames(entry.outputs)}}},
-            {"available", entry.isBuilt()}};
+    Json json{{"class", entry.className},
+              {"type", entry.typeName},
+              {"uuid", entry.uuid},
+              {"signature", {{"inputs", tagNames(entry.inputs)}, {"outputs", tagNames(entry.outputs)}}},
+              {"available", entry.isBuilt()}};
+    if (const auto* registration = zrkmodel::ZRKGraphObject::registry().findByClass(entry.className)) {
+        json["title"] = registration->strings.title;
+        json["description"] = registration->strings.description;
+    }
+    return json;
 }
 
 const char* optionName(zrkmodel::ZRKPinOpt option)
@@ -96,8 +101,9 @@ Json detailsJson(const ComponentEntry& entry)
     }
     details["properties"] = Json::array();
     for (const auto* property : specimen.object->properties()) {
-        details["properties"].push_back(
-            {{"name", property->name()}, {"type", property->valueType()}, {"default", property->valueJson()}});
+        details["properties"].push_back({{"name", property->name()},
+                                         {"type", property->valueType()},
+                                         {"default", property->valueJson()}});
     }
     return details;
 }
@@ -122,9 +128,9 @@ void printDetails(const ComponentEntry& entry)
         const std::string option = pin["option"].get<std::string>();
         const std::string unconnected = option == "Coordinates" ? "the position, when unconnected"
                                         : option == "None"      ? ""
-                                                                : pin["default"].dump() + ", when unconnected";
-        return fmt::format("{} {:<12} {:<9} {}", i, pin["name"].get<std::string>(), pin["tag"].get<std::string>(),
-                           unconnected);
+                                                           : pin["default"].dump() + ", when unconnected";
+        return fmt::format("{} {:<12} {:<9} {}", i, pin["name"].get<std::string>(),
+                           pin["tag"].get<std::string>(), unconnected);
     });
     section("outputs", "outputs", [](std::size_t i, const Json& pin) {
         return fmt::format("{} {:<12} {}", i, pin["name"].get<std::string>(), pin["tag"].get<std::string>());
@@ -140,7 +146,8 @@ void printTable()
     fmt::print("{:<29}{:<27}{:<38}{}\n", "class", "type", "uuid", "signature");
     for (const ComponentEntry& entry : zrkmodel::allComponents()) {
         fmt::print("{:<29}{:<27}{:<38}{} -> {}{}\n", entry.className, entry.typeName, entry.uuid,
-                   tagList(entry.inputs), tagList(entry.outputs), entry.isBuilt() ? "" : "  (not in this version)");
+                   tagList(entry.inputs), tagList(entry.outputs),
+                   entry.isBuilt() ? "" : "  (not in this version)");
     }
 }
 

@@ -9,7 +9,7 @@
 namespace zrk {
 
 /// Samples that one pass through a chain computes together.
-inline constexpr std::size_t kBlockSamples = 512;
+inline constexpr std::size_t kBlockSamples = 1024;
 
 /// Doubles of a row: a block and one cache line more. Rows at a power-of-two distance
 /// would compete for the same cache sets.

@@ -56,6 +56,8 @@ void BlockEngine::classify(std::size_t slot, std::size_t target)
     state.kernel = nullptr;
     state.uses = 0;
     state.pinned = slot == target;
+    state.planned = false;
+    state.upstreamOfClosure = false;
     if (s.node->constant) {
         state.source = Source::Constant;
     } else if (s.buffer && slot != target) {
@@ -67,9 +69,6 @@ void BlockEngine::classify(std::size_t slot, std::size_t target)
         state.kernel = kernel;
     } else {
         state.source = Source::Closure;
-        if (!state.closure) {
-            state.closure = std::make_unique<ClosureState>();
-        }
     }
 }
 
@@ -77,18 +76,40 @@ void BlockEngine::classify(std::size_t slot, std::size_t target)
 /// must stay until the block is done.
 void BlockEngine::pinWhatClosuresRead()
 {
-    std::vector<bool> upstreamOfClosure(_states.size(), false);
     for (std::size_t slot = _states.size(); slot-- > 0;) {
-        if (!upstreamOfClosure[slot] && _states[slot].source != Source::Closure) {
+        SlotState& state = _states[slot];
+        if (!state.upstreamOfClosure && state.source != Source::Closure) {
             continue;
         }
-        _states[slot].pinned = true;
+        state.pinned = true;
         const EvaluationNode& node = *_context.slots[slot].node;
         for (const auto& input : node.inputs) {
-            upstreamOfClosure[static_cast<std::size_t>(input->slotIndex)] = true;
+            _states[static_cast<std::size_t>(input->slotIndex)].upstreamOfClosure = true;
         }
         if (node.coordinates) {
-            upstreamOfClosure[static_cast<std::size_t>(node.coordinates->slotIndex)] = true;
+            _states[static_cast<std::size_t>(node.coordinates->slotIndex)].upstreamOfClosure = true;
+        }
+    }
+}
+
+/// Lets kernels that read a closure and are read by one run sample by sample.
+void BlockEngine::runBetweenClosures()
+{
+    std::vector<bool> readsClosure(_states.size(), false);
+    for (std::size_t slot = 0; slot < _states.size(); ++slot) {
+        SlotState& state = _states[slot];
+        if (state.kernel) {
+            forEachRead(slot, [&](std::size_t read) {
+                readsClosure[slot] = readsClosure[slot] || readsClosure[read];
+            });
+        }
+        const bool between = readsClosure[slot] && state.upstreamOfClosure;
+        if (state.source == Source::Closure || between) {
+            state.source = Source::Closure;
+            readsClosure[slot] = true;
+        }
+        if (state.source == Source::Closure && !state.closure) {
+            state.closure = std::make_unique<ClosureState>();
         }
     }
 }
@@ -107,7 +128,7 @@ void BlockEngine::planUpstream(std::size_t slot, std::vector<std::size_t>& order
         const std::size_t current = top.slot;
         if (listed[current] || (_running && isCurrent(current))) {
             stack.pop_back();
-        } else if (top.expanded || !_states[current].kernel) {
+        } else if (top.expanded || _states[current].source != Source::Kernel) {
             stack.pop_back();
             listed[current] = true;
             order.push_back(current);
@@ -127,13 +148,23 @@ void BlockEngine::plan(std::size_t target)
         classify(slot, target);
     }
     pinWhatClosuresRead();
+    runBetweenClosures();
+    std::vector<std::size_t> order;
+    planUpstream(target, order);
     _plan.clear();
-    planUpstream(target, _plan);
-    for (const std::size_t slot : _plan) {
-        if (_states[slot].kernel) {
+    _planClosures.clear();
+    for (const std::size_t slot : order) {
+        _states[slot].planned = true;
+        if (_states[slot].source == Source::Closure) {
+            _planClosures.push_back(slot);
+            continue;
+        }
+        _plan.push_back(slot);
+        if (_states[slot].source == Source::Kernel) {
             forEachRead(slot, [&](std::size_t read) { ++_states[read].uses; });
         }
     }
+    std::sort(_planClosures.begin(), _planClosures.end());
     _target = target;
 }
 
@@ -142,36 +173,53 @@ void BlockEngine::plan(std::size_t target)
 bool BlockEngine::sweep(std::size_t target, std::int32_t first, std::int32_t last, BlockSink& sink,
                         ProgressManager* manager, bool settleSlots)
 {
+    // Also after an exception the rows go back and the context can be used again.
+    struct End {
+        BlockEngine& engine;
+        ~End() { engine.endSweep(); }
+    };
     plan(target);
     _manager = manager;
     _running = true;
-    bool finished = true;
+    const End end{*this};
     // 64 bit: the block after the last one may begin beyond the largest sample index.
-    for (std::int64_t start = first; start <= last && finished; start += kBlockSamples) {
+    for (std::int64_t start = first; start <= last; start += kBlockSamples) {
         if (_manager && _manager->shouldInterrupt()) {
-            finished = false;
-            break;
+            return false;
         }
         const std::int64_t left = std::int64_t{last} - start + 1;
         const std::size_t count = static_cast<std::size_t>(std::min<std::int64_t>(left, kBlockSamples));
-        _keepRows = settleSlots && left <= static_cast<std::int64_t>(kBlockSamples);
+        // Closures may ask for a slot in any block, for the last time.
+        const bool settles = settleSlots && (left == static_cast<std::int64_t>(count) || hasClosures());
+        _keepRows = settles;
         beginBlock(static_cast<std::int32_t>(start), count);
-        for (const std::size_t slot : _plan) {
-            if (!isCurrent(slot) && !compute(slot)) {
-                finished = false;
-                break;
-            }
+        if (!computeBlock()) {
+            return false;
         }
-        if (finished) {
+        // A kernel that wrote nothing leaves a buffer as it was.
+        if (!(_states[target].left && _states[target].source == Source::Kernel &&
+              _context.slots[target].buffer)) {
             sink.take(_first, _count, _states[target].block);
         }
+        if (settles) {
+            settle();
+        }
     }
-    if (finished && settleSlots && first <= last) {
-        settle(last);
+    return true;
+}
+
+/// False when it was interrupted half way.
+bool BlockEngine::computeBlock()
+{
+    if (!computeClosures()) {
+        return false;
     }
-    beginBlock(-1, 0);
-    _running = false;
-    return finished;
+    for (const std::size_t slot : _plan) {
+        if (!isCurrent(slot)) {
+            compute(slot);
+        }
+    }
+    return true;
 }
 
 void BlockEngine::beginBlock(std::int32_t first, std::size_t count)
@@ -185,16 +233,22 @@ void BlockEngine::beginBlock(std::int32_t first, std::size_t count)
     _count = count;
 }
 
-/// False when a closure was interrupted half way.
-bool BlockEngine::compute(std::size_t slot)
+void BlockEngine::endSweep()
+{
+    beginBlock(-1, 0);
+    _lane.clear();
+    _running = false;
+    _manager = nullptr;
+}
+
+/// Computes the block of a slot that doesn't run sample by sample.
+void BlockEngine::compute(std::size_t slot)
 {
     SlotState& state = _states[slot];
-    if (state.source == Source::Closure) {
-        return computeClosure(slot);
-    }
     state.first = _first;
     state.remaining = state.uses;
     state.left = false;
+    state.asked = -1;
     _held.push_back(slot);
     switch (state.source) {
     case Source::Kernel:
@@ -212,7 +266,6 @@ bool BlockEngine::compute(std::size_t slot)
     case Source::Closure:
         break;
     }
-    return true;
 }
 
 /// Computes the block of a slot that a closure reads, with all that it needs.
@@ -243,23 +296,54 @@ void BlockEngine::computeKernel(std::size_t slot)
     }
 }
 
-/// Runs a closure for the samples of the block that it hasn't run for yet.
-bool BlockEngine::computeClosure(std::size_t slot)
+/// Runs the closures that every sample needs, sample by sample. False when interrupted.
+bool BlockEngine::computeClosures()
 {
+    if (_planClosures.empty()) {
+        return true;
+    }
     const std::int32_t resume = _context.sampleIndex;
     bool finished = true;
-    for (std::size_t lane = 0; lane < _count; ++lane) {
-        if (_manager && _manager->shouldInterrupt()) {
-            finished = false;
-            break;
-        }
+    for (std::size_t lane = 0; lane < _count && finished; ++lane) {
         _context.sampleIndex = _first + static_cast<std::int32_t>(lane);
-        if (!isCurrent(slot) || !_states[slot].closure->done[lane]) {
-            runClosure(slot, lane);
+        for (const std::size_t slot : _planClosures) {
+            runLane(slot, lane);
         }
+        finished = !_manager || !_manager->shouldInterrupt();
     }
     _context.sampleIndex = resume;
     return finished;
+}
+
+bool BlockEngine::isDone(std::size_t slot, std::size_t lane) const
+{
+    return isCurrent(slot) && _states[slot].closure->done[lane];
+}
+
+/// Runs a slot for one sample, unless it has. Ahead of a kernel run its inputs, from a list
+/// instead of one inside the other.
+void BlockEngine::runLane(std::size_t slot, std::size_t lane)
+{
+    const std::size_t bottom = _lane.size();
+    _lane.push_back(slot);
+    while (_lane.size() > bottom) {
+        const std::size_t current = _lane.back();
+        const std::size_t size = _lane.size();
+        if (!isDone(current, lane) && _states[current].kernel) {
+            forEachRead(current, [&](std::size_t read) {
+                if (_states[read].source == Source::Closure && !isDone(read, lane)) {
+                    _lane.push_back(read);
+                }
+            });
+        }
+        if (_lane.size() > size) {
+            continue;
+        }
+        _lane.pop_back();
+        if (!isDone(current, lane)) {
+            runClosure(current, lane);
+        }
+    }
 }
 
 void BlockEngine::runClosure(std::size_t slot, std::size_t lane)
@@ -279,13 +363,16 @@ void BlockEngine::runClosure(std::size_t slot, std::size_t lane)
     state.closure->done.set(lane);
 
     // A closure that wrote nothing leaves its readers what the slot held, and a buffer as it was.
-    const bool wrote = s.lastSample == _context.sampleIndex;
-    const bool fresh = wrote || slot != _target;
+    static constexpr double kUntouched[kMaxRecord] = {};
+    const double* record = s.value;
+    if (slot == _target && s.lastSample != _context.sampleIndex) {
+        record = s.buffer ? s.buffer->record(static_cast<std::uint64_t>(_context.sampleIndex)) : kUntouched;
+    }
     const std::size_t n = state.block._componentCount;
     for (std::size_t c = 0; c < n; ++c) {
-        state.block._rows[c]->samples[lane] = fresh ? s.value[c] : 0.0;
+        state.block._rows[c]->samples[lane] = record[c];
     }
-    state.block._weight->samples[lane] = fresh ? s.value[n] : 0.0;
+    state.block._weight->samples[lane] = record[n];
 }
 
 const double* BlockEngine::readRecord(std::size_t slot)
@@ -295,15 +382,16 @@ const double* BlockEngine::readRecord(std::size_t slot)
     const std::size_t lane = static_cast<std::size_t>(_context.sampleIndex - _first);
     assert(lane < _count);
     if (state.source == Source::Closure) {
-        if (isCurrent(slot) && state.closure->done[lane]) {
+        if (isDone(slot, lane)) {
             // Beside the slot's value, which a later sample may still have to be left with.
             gather(slot, lane, state.closure->gathered);
             return state.closure->gathered;
         }
-        runClosure(slot, lane);
+        runLane(slot, lane);
         return s.value;
     }
     ensure(slot);
+    state.asked = _context.sampleIndex;
     if (!state.left) {
         gather(slot, lane, s.value);
         s.lastSample = _context.sampleIndex;
@@ -328,10 +416,7 @@ void BlockEngine::takeRows(std::size_t slot)
     block._weight = _pool.take();
 }
 
-void BlockEngine::fillConstant(std::size_t slot)
-{
-    leave(slot);
-}
+void BlockEngine::fillConstant(std::size_t slot) { leave(slot); }
 
 /// Every sample reads what the slot holds.
 void BlockEngine::leave(std::size_t slot)
@@ -408,14 +493,24 @@ void BlockEngine::gather(std::size_t slot, std::size_t lane, double* record) con
     record[n] = block.weights()[lane];
 }
 
-/// Leaves in every computed slot the record and the index of the last sample.
-void BlockEngine::settle(std::int32_t last)
+/// Leaves in every computed slot the record and the index of the last sample it was asked for.
+void BlockEngine::settle()
 {
-    for (const std::size_t slot : _plan) {
+    const std::int32_t last = _first + static_cast<std::int32_t>(_count) - 1;
+    for (std::size_t slot = _states.size(); slot-- > 0;) {
         const SlotState& state = _states[slot];
-        if (state.source == Source::Kernel && isCurrent(slot) && !state.left) {
-            gather(slot, static_cast<std::size_t>(last - _first), _context.slots[slot].value);
-            _context.slots[slot].lastSample = last;
+        if (state.source != Source::Kernel || !isCurrent(slot)) {
+            continue;
+        }
+        const std::int32_t asked = state.planned ? last : state.asked;
+        if (asked < 0) {
+            continue;
+        }
+        forEachRead(slot,
+                    [&](std::size_t read) { _states[read].asked = std::max(_states[read].asked, asked); });
+        if (!state.left) {
+            gather(slot, static_cast<std::size_t>(asked - _first), _context.slots[slot].value);
+            _context.slots[slot].lastSample = asked;
         }
     }
 }

@@ -34,8 +34,11 @@ private:
 ///
 /// For a target slot it plans once which slots are read, upstream first, and then computes
 /// them block by block. A row is given back as soon as its last reader has run, so a chain
-/// works in few rows. Closures that aren't kernels run sample by sample in ascending order,
-/// each once a sample; what they read comes out of the blocks.
+/// works in few rows.
+///
+/// Closures that aren't kernels run sample by sample in ascending order, once at every sample
+/// at which they are asked for. So do kernels between two of them: which samples the later
+/// closure will ask for isn't known. What closures read of other kernels comes out of blocks.
 class BlockEngine {
 public:
     explicit BlockEngine(EvaluationContext& context);
@@ -53,7 +56,7 @@ public:
 private:
     enum class Source : std::uint8_t { Kernel, Closure, Constant, Buffer, Positions };
 
-    /// What a closure that isn't a kernel has done in the running block.
+    /// What a slot that runs sample by sample has done in the running block.
     struct ClosureState {
         std::bitset<kBlockSamples> done;
         double gathered[kMaxRecord];
@@ -66,15 +69,20 @@ private:
         std::int32_t uses = 0;   ///< reads by kernels of the plan
         std::int32_t remaining = 0;
         bool pinned = false; ///< may be read by a closure at any time, so never given back
-        bool left = false;   ///< the kernel wrote nothing
+        bool upstreamOfClosure = false;
+        bool planned = false;    ///< part of the plan, so every sample is asked for
+        bool left = false;       ///< the kernel wrote nothing
+        std::int32_t asked = -1; ///< last sample of the block that a reader asked for
         std::unique_ptr<ClosureState> closure;
     };
 
     EvaluationContext& _context;
     std::vector<SlotState> _states;
     RowPool _pool;
-    std::vector<std::size_t> _plan; ///< slots to compute for a block, upstream first
-    std::vector<std::size_t> _held; ///< slots that hold rows of the running block
+    std::vector<std::size_t> _plan;         ///< slots to compute as blocks, upstream first
+    std::vector<std::size_t> _planClosures; ///< slots to run at every sample before that
+    std::vector<std::size_t> _lane;         ///< inputs still to run for one sample
+    std::vector<std::size_t> _held;         ///< slots that hold rows of the running block
     std::size_t _target = static_cast<std::size_t>(-1);
     std::int32_t _first = 0;
     std::size_t _count = 0;
@@ -85,16 +93,22 @@ private:
     void plan(std::size_t target);
     void classify(std::size_t slot, std::size_t target);
     void pinWhatClosuresRead();
+    void runBetweenClosures();
     void planUpstream(std::size_t slot, std::vector<std::size_t>& order);
     template <class Visit>
     void forEachRead(std::size_t slot, Visit visit) const;
 
+    bool hasClosures() const { return !_planClosures.empty(); }
+    bool computeBlock();
     void beginBlock(std::int32_t first, std::size_t count);
+    void endSweep();
     bool isCurrent(std::size_t slot) const { return _states[slot].first == _first; }
-    bool compute(std::size_t slot);
+    void compute(std::size_t slot);
     void ensure(std::size_t slot);
     void computeKernel(std::size_t slot);
-    bool computeClosure(std::size_t slot);
+    bool computeClosures();
+    void runLane(std::size_t slot, std::size_t lane);
+    bool isDone(std::size_t slot, std::size_t lane) const;
     void runClosure(std::size_t slot, std::size_t lane);
     void fillConstant(std::size_t slot);
     void fillFromBuffer(std::size_t slot);
@@ -103,7 +117,7 @@ private:
     void takeRows(std::size_t slot);
     void releaseBlock(std::size_t slot);
     void releaseInputs(std::size_t slot);
-    void settle(std::int32_t last);
+    void settle();
     std::size_t componentCountOf(std::size_t slot) const;
     void gather(std::size_t slot, std::size_t lane, double* record) const;
 

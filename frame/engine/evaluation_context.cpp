@@ -95,11 +95,19 @@ bool EvaluationContextT<T>::_fill(std::size_t target, std::int32_t first, std::i
     return _engine().sweep(target, first, last, sink, manager, true);
 }
 
+/// The slots are open to everyone and may have changed since the last run.
+template <class T>
+void EvaluationContextT<T>::beginRun()
+{
+    _blocks.reset();
+    slotStack.clear();
+    pushSlot(0);
+}
+
 template <class T>
 void EvaluationContextT<T>::run(std::int32_t first, std::int32_t last)
 {
-    slotStack.clear();
-    pushSlot(0);
+    beginRun();
     for (std::size_t i = 0; i < slots.size(); ++i) {
         if (slots[i].buffer && slots[i].pending) {
             pushSlot(static_cast<std::int32_t>(i));
@@ -116,8 +124,7 @@ void EvaluationContextT<T>::run(std::int32_t first, std::int32_t last, ProgressM
     const std::int64_t count = std::int64_t{last} - first + 1;
     const auto chunk = static_cast<std::int64_t>(std::ceil(static_cast<double>(count) * 0.01));
     const std::thread::id thread = std::this_thread::get_id();
-    slotStack.clear();
-    pushSlot(0);
+    beginRun();
     for (std::size_t i = 0; i < slots.size(); ++i) {
         if (!slots[i].buffer || !slots[i].pending) {
             continue;

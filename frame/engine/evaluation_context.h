@@ -23,9 +23,9 @@ class ProgressManager;
 template <class T>
 class EvaluationContextT {
 public:
-    std::int32_t slotIndex = -1;      ///< index of the running slot
-    EvaluationNode* node = nullptr;   ///< node of the running slot
-    EvaluationSlot* slot = nullptr;   ///< the running slot
+    std::int32_t slotIndex = -1;         ///< index of the running slot
+    EvaluationNode* node = nullptr;      ///< node of the running slot
+    EvaluationSlot* slot = nullptr;      ///< the running slot
     std::vector<std::int32_t> slotStack; ///< running slots, innermost last
     std::int32_t sampleIndex = 0;
     std::vector<EvaluationSlot> slots; ///< the chain, upstream first
@@ -72,6 +72,7 @@ private:
     std::unique_ptr<BlockEngine> _blocks;
 
     BlockEngine& _engine();
+    void beginRun();
     void _finishOutput(std::size_t recordLength);
     bool _fill(std::size_t target, std::int32_t first, std::int32_t last, ProgressManager* manager);
 };

@@ -1,5 +1,7 @@
 #include "frame/engine/evaluation_domain.h"
 
+#include "frame/values/batch.h"
+
 #include <algorithm>
 #include <limits>
 #include <stdexcept>
@@ -58,6 +60,19 @@ void extend(std::optional<Corners<double>>& box, const Tensor<3, double>& p)
     for (int c = 0; c < 3; ++c) {
         box->first[c] = std::min(box->first[c], p[c]);
         box->second[c] = std::max(box->second[c], p[c]);
+    }
+}
+
+/// along[i] + stepY + stepZ for the nodes of a piece of an x line.
+void addSteps(const double* along, double stepY, double stepZ, std::int32_t length, double* sums)
+{
+    constexpr auto kLanes = static_cast<std::int32_t>(Batch::size);
+    std::int32_t i = 0;
+    for (; i + kLanes <= length; i += kLanes) {
+        (Batch::load(along + i) + stepY + stepZ).store(sums + i);
+    }
+    for (; i < length; ++i) {
+        sums[i] = along[i] + stepY + stepZ;
     }
 }
 
@@ -127,10 +142,7 @@ void GridDomain::positions(std::int32_t first, std::int32_t count, double* x, do
             const double* along = _steps[0][c].data() + ix;
             const double stepY = _steps[1][c][static_cast<std::size_t>(iy)];
             const double stepZ = _steps[2][c][static_cast<std::size_t>(iz)];
-            double* row = rows[c] + done;
-            for (std::int32_t i = 0; i < length; ++i) {
-                row[i] = along[i] + stepY + stepZ;
-            }
+            addSteps(along, stepY, stepZ, length, rows[c] + done);
         }
         done += length;
         ix = 0;

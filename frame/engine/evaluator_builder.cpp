@@ -14,7 +14,8 @@ void EvaluatorBuilder<T>::setEvaluator(Evaluation evaluation)
 }
 
 template <class T>
-std::shared_ptr<EvaluationNode> EvaluatorBuilder<T>::addInput(const IField& field, EvaluationNode* coordinates)
+std::shared_ptr<EvaluationNode> EvaluatorBuilder<T>::addInput(const IField& field,
+                                                              EvaluationNode* coordinates)
 {
     const std::shared_ptr<IFieldGenerator>& generator = field.generator();
     if (!generator) {
@@ -79,7 +80,8 @@ void EvaluatorBuilder<T>::appendSlots(EvaluationNode* target)
     std::unordered_map<EvaluationNode*, Mark> marks;
     std::vector<EvaluationNode*> stack{target};
     bool foundCycle = false;
-    while (!stack.empty() && !foundCycle) {
+    // Goes on after a cycle was found, so that all nodes are known.
+    while (!stack.empty()) {
         EvaluationNode* node = stack.back();
         const auto [mark, isNew] = marks.try_emplace(node, Mark::Open);
         if (!isNew) {

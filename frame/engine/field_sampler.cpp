@@ -26,12 +26,12 @@ struct SampleRange {
     SampleRange(std::int64_t first, std::int64_t last) : next(first), end(last) {}
 };
 
-/// Runs work(worker) on so many threads, joined before it returns. The first exception of a
-/// worker is thrown again here. With a monitor, this thread reports meanwhile.
+/// Runs work(worker) on so many threads, joined before it returns. With a monitor, this thread
+/// reports meanwhile. An exception stops all workers; the first worker's one is thrown again here.
 template <class Work>
-void runWorkers(std::size_t workers, AsyncProgressManager* manager, const Work& work)
+void runWorkers(std::size_t workers, AsyncProgressManager& manager, const Work& work)
 {
-    std::vector<std::exception_ptr> failures(workers);
+    std::vector<std::exception_ptr> failures(workers + 1);
     {
         std::vector<std::jthread> threads;
         threads.reserve(workers);
@@ -41,14 +41,15 @@ void runWorkers(std::size_t workers, AsyncProgressManager* manager, const Work& 
                     work(w);
                 } catch (...) {
                     failures[w] = std::current_exception();
-                    if (manager) {
-                        manager->abandon();
-                    }
+                    manager.abandon();
                 }
             });
         }
-        if (manager) {
-            manager->monitorProgress();
+        try {
+            manager.monitorProgress();
+        } catch (...) {
+            failures.back() = std::current_exception();
+            manager.abandon();
         }
     }
     for (const std::exception_ptr& failure : failures) {
@@ -150,27 +151,27 @@ bool FieldSampler::runRanges(ProgressMonitor* monitor)
                                        [](const EvaluationSlot& s) { return s.buffer && s.pending; });
     const auto total = static_cast<std::size_t>(n * buffers);
     needsBuild = false;
-    const auto fill = [&](std::int64_t first, std::int64_t end, ProgressManager* manager) {
+    const auto fill = [&](std::int64_t first, std::int64_t end, ProgressManager& manager) {
         EvaluationContext context(slots);
         const auto from = static_cast<std::int32_t>(first);
         const auto to = static_cast<std::int32_t>(end - 1);
-        if (manager && end > first) {
-            context.run(from, to, *manager);
+        if (manager.getProgressMonitor() && end > first) {
+            context.run(from, to, manager);
         } else {
             context.run(from, to);
         }
     };
     if (threadCount < 2 || n < kMinParallelSamples) {
         ProgressManager manager(monitor, total);
-        fill(0, n, monitor ? &manager : nullptr);
-        return !monitor || !monitor->isInterruptAcknowledged();
+        fill(0, n, manager);
+        return !manager.wasInterrupted();
     }
     const auto workers = std::min<std::int64_t>(n, static_cast<std::int64_t>(threadCount));
     const std::int64_t per = n / workers;
     AsyncProgressManager manager(static_cast<std::size_t>(workers), monitor, total, kReportIntervalMs);
-    runWorkers(static_cast<std::size_t>(workers), &manager, [&](std::size_t worker) {
+    runWorkers(static_cast<std::size_t>(workers), manager, [&](std::size_t worker) {
         const auto w = static_cast<std::int64_t>(worker);
-        fill(w * per, w + 1 == workers ? n : (w + 1) * per, monitor ? &manager : nullptr);
+        fill(w * per, w + 1 == workers ? n : (w + 1) * per, manager);
     });
     return !manager.shouldInterrupt();
 }
@@ -178,6 +179,14 @@ bool FieldSampler::runRanges(ProgressMonitor* monitor)
 bool FieldSampler::sweep(BlockSink& sink, ProgressMonitor* monitor)
 {
     buildChain();
+    if (hasInnerBuffers()) {
+        if (!runRanges(monitor)) {
+            return false;
+        }
+        for (EvaluationSlot& slot : slots) {
+            slot.pending = slot.pending && !slot.buffer;
+        }
+    }
     return sweepChain(sink, monitor);
 }
 
@@ -186,7 +195,7 @@ bool FieldSampler::sweepChain(BlockSink& sink, ProgressMonitor* monitor)
     const std::int64_t n = domain->sampleCount();
     const auto target = static_cast<std::size_t>(targetNode.slotIndex);
     needsBuild = false;
-    const auto drain = [&](SampleRange& range, std::int64_t take, ProgressManager* manager) {
+    const auto drain = [&](SampleRange& range, std::int64_t take, ProgressManager& manager) {
         EvaluationContext context(slots);
         for (;;) {
             const std::int64_t first = range.next.fetch_add(take, std::memory_order_relaxed);
@@ -195,27 +204,27 @@ bool FieldSampler::sweepChain(BlockSink& sink, ProgressMonitor* monitor)
             }
             const std::int64_t end = std::min(first + take, range.end);
             if (!context.sweep(target, static_cast<std::int32_t>(first), static_cast<std::int32_t>(end - 1),
-                               sink, manager)) {
+                               sink, &manager)) {
                 return;
             }
-            if (manager) {
-                manager->notifyProgressUpdate(std::this_thread::get_id(), static_cast<std::size_t>(end - first));
-            }
+            manager.notifyProgressUpdate(std::this_thread::get_id(), static_cast<std::size_t>(end - first));
         }
     };
 
     const bool fixedRanges = hasForeignClosure();
     const std::int64_t unit = fixedRanges ? 1 : static_cast<std::int64_t>(kBlockSamples);
-    const std::int64_t workers = std::min<std::int64_t>((n + unit - 1) / unit, static_cast<std::int64_t>(threadCount));
+    // A closure may be slow; about a hundred reports then.
+    std::int64_t take = fixedRanges ? std::clamp<std::int64_t>(n / 100, 1, kMaxTake) : kMaxTake;
+    const std::int64_t workers =
+        std::min<std::int64_t>((n + unit - 1) / unit, static_cast<std::int64_t>(threadCount));
     if (workers < 2 || n < kMinParallelSamples) {
         SampleRange all(0, n);
         ProgressManager manager(monitor, static_cast<std::size_t>(n));
-        drain(all, kMaxTake, monitor ? &manager : nullptr);
-        return !monitor || !monitor->isInterruptAcknowledged();
+        drain(all, take, manager);
+        return !manager.wasInterrupted();
     }
 
     std::deque<SampleRange> ranges;
-    std::int64_t take = kMaxTake;
     if (fixedRanges) {
         for (std::int64_t w = 0; w < workers; ++w) {
             ranges.emplace_back(w * (n / workers), w + 1 == workers ? n : (w + 1) * (n / workers));
@@ -227,9 +236,8 @@ bool FieldSampler::sweepChain(BlockSink& sink, ProgressMonitor* monitor)
     }
     AsyncProgressManager manager(static_cast<std::size_t>(workers), monitor, static_cast<std::size_t>(n),
                                  kReportIntervalMs);
-    runWorkers(static_cast<std::size_t>(workers), &manager, [&](std::size_t worker) {
-        drain(ranges[worker % ranges.size()], take, monitor ? &manager : nullptr);
-    });
+    runWorkers(static_cast<std::size_t>(workers), manager,
+               [&](std::size_t worker) { drain(ranges[worker % ranges.size()], take, manager); });
     return !manager.shouldInterrupt();
 }
 

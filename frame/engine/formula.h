@@ -112,13 +112,19 @@ private:
 };
 
 template <class F, class V>
-concept RunsOver = requires { &F::template operator()<V>; };
+concept RunsOver = requires
+{
+    &F::template operator()<V>;
+};
 
 template <class F, class V>
 using CallOf = Call<V, decltype(&F::template operator()<V>)>;
 
 template <class F>
-concept KeepsUnitWeight = requires { requires F::kKeepsUnitWeight; };
+concept KeepsUnitWeight = requires
+{
+    requires F::kKeepsUnitWeight;
+};
 
 } // namespace formula_detail
 
@@ -133,6 +139,8 @@ class FormulaKernel final : public Kernel {
     using BatchCall = formula_detail::CallOf<F, Batch>;
     static constexpr std::size_t kArity = BatchCall::arity;
     static constexpr bool kWritesWeight = BatchCall::ResultForm::hasWeight;
+    static_assert(kArity > 0, "a formula reads at least one input");
+    static_assert(BatchCall::ResultForm::shape <= 4, "formulas are over vectors of up to 4 components");
 
 public:
     explicit FormulaKernel(F formula) : _formula(std::move(formula)) {}
@@ -144,8 +152,8 @@ public:
         // Copied, as a record may be gone after the next read.
         double records[kArity][kMaxRecord];
         readRecords(context, records, typename BatchCall::Indices{});
-        const auto result = BatchCall::call(
-            _formula, [&](std::size_t k, std::size_t c) { return Batch(records[k][c]); });
+        const auto result =
+            BatchCall::call(_formula, [&](std::size_t k, std::size_t c) { return Batch(records[k][c]); });
         Tensor<BatchCall::ResultForm::shape, double> value;
         formula_detail::storeResult<Batch>(result,
                                            [&](std::size_t c, const Batch& v) { value[c] = v.lane(0); });
@@ -156,10 +164,7 @@ public:
         }
     }
 
-    void block(BlockRun& run) const override
-    {
-        blockOver(run, typename BatchCall::Indices{});
-    }
+    void block(BlockRun& run) const override { blockOver(run, typename BatchCall::Indices{}); }
 
     bool bounds(const BoundsRun& run) const override
     {

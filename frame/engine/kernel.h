@@ -45,7 +45,7 @@ public:
     std::size_t sampleCount() const { return _count; }
     std::int32_t firstSample() const { return _first; }
 
-    /// Block of input pin k. An input that `reads()` didn't announce is computed now.
+    /// Block of input pin k, which `reads()` must announce. A pin without a node reads as zeros.
     const Block& input(std::size_t k);
     const Block& coordinates();
 
@@ -71,8 +71,8 @@ private:
 
     BlockRun(BlockEngine& engine, std::size_t slot, Block& out, std::int32_t first, std::size_t count)
         : _engine(engine), _slot(slot), _out(out), _first(first), _count(count)
-    {
-    }    friend class BlockEngine;
+    {}
+    friend class BlockEngine;
 };
 
 /// The running node's view while bounds over a box of positions are computed.
@@ -89,8 +89,7 @@ private:
 
     BoundsRun(const EvaluationNode* node, const std::vector<IntervalRecord>* records, IntervalRecord* out)
         : _node(node), _records(records), _out(out)
-    {
-    }
+    {}
     friend class FieldBounds;
 };
 

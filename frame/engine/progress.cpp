@@ -16,6 +16,7 @@ bool ProgressManager::shouldInterrupt()
 {
     if (_monitor && _monitor->interruptRequested()) {
         _monitor->interruptAcknowledged();
+        _wasInterrupted = true;
         return true;
     }
     return false;

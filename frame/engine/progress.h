@@ -42,11 +42,16 @@ public:
     virtual void notifyProgressUpdate(std::thread::id thread, std::size_t steps);
     /// True when the work is to stop; the monitor then knows that it was heard.
     virtual bool shouldInterrupt();
+    /// True after `shouldInterrupt` was, here and not in an earlier run with the same monitor.
+    bool wasInterrupted() const { return _wasInterrupted; }
 
 protected:
     std::uint64_t _completed = 0;
     std::uint64_t _total;
     ProgressMonitor* _monitor;
+
+private:
+    bool _wasInterrupted = false;
 };
 
 /// Serves several worker threads. They count and look at a flag only; the calling thread
@@ -56,8 +61,7 @@ public:
     AsyncProgressManager(std::size_t threadCount, ProgressMonitor* monitor, std::size_t total,
                          unsigned intervalMs)
         : ProgressManager(monitor, total), _threadCount(threadCount), _intervalMs(intervalMs)
-    {
-    }
+    {}
 
     void notifyProgressUpdate(std::thread::id thread, std::size_t steps) override;
     bool shouldInterrupt() override { return _interrupted.load(std::memory_order_relaxed); }

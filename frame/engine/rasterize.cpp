@@ -1,6 +1,7 @@
 #include "frame/engine/rasterize.h"
 
 #include "frame/engine/field_sampler.h"
+#include "frame/values/large_pages.h"
 
 #include <algorithm>
 #include <memory>
@@ -34,8 +35,10 @@ bool rasterizeField(const IField& field, const Region<3, 3, double, 1>& gridBox,
                     ProgressMonitor* monitor, std::size_t threads)
 {
     const auto& extents = gridBox.dimensions();
-    gridSampleCount(extents[0], extents[1], extents[2]);
-    if (!std::equal(std::begin(extents), std::end(extents), std::begin(raster.dims))) {
+    const auto count = static_cast<std::size_t>(gridSampleCount(extents[0], extents[1], extents[2]));
+    if (!std::equal(std::begin(extents), std::end(extents), std::begin(raster.dims)) ||
+        raster.data.size() != count) {
+        reserveOnLargePages(raster.data, count);
         raster.resize(extents);
     }
     if (!field) {

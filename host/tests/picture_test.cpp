@@ -143,6 +143,27 @@ TEST(SlicePicture, DrawsTheContourAtItsLevel)
     }
 }
 
+// The inside has one colour whether it lies below the level or above it.
+TEST(SlicePicture, ShowsTheInsideOfADensityLikeThatOfADistance)
+{
+    std::vector<double> distances;
+    std::vector<double> densities;
+    for (int i = 0; i < 32 * 8; ++i) {
+        distances.push_back((i % 32) / 16.0 - 0.75);
+        densities.push_back(0.5 - distances.back());
+    }
+    SliceStyle density;
+    density.contour = 0.5;
+    density.insideAbove = true;
+    SliceStyle distance;
+    distance.contour = 0.0;
+    const SlicePicture a = drawSlice({32, 8, 1, distances}, distance);
+    const SlicePicture b = drawSlice({32, 8, 1, densities}, density);
+    EXPECT_EQ(a.picture.data, b.picture.data);
+    density.insideAbove = false;
+    EXPECT_NE(drawSlice({32, 8, 1, densities}, density).picture.data, a.picture.data);
+}
+
 // At a jump the slope says little; the change of sign tells where the contour is.
 TEST(SlicePicture, DrawsTheContourAlongAJump)
 {

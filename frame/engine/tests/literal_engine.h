@@ -14,8 +14,7 @@ class NodeField final : public IFieldGenerator {
 public:
     NodeField(std::uint32_t shape, Evaluation evaluation, std::vector<IField> inputs)
         : _descriptor{shape, 3, "node", {}}, _evaluation(std::move(evaluation)), _inputs(std::move(inputs))
-    {
-    }
+    {}
     ~NodeField() override
     {
         // One after the other, so that a long chain doesn't need a deep stack.
@@ -50,10 +49,7 @@ inline IField node(std::uint32_t shape, Evaluation evaluation, std::vector<IFiel
     return IField(std::make_shared<NodeField>(shape, std::move(evaluation), std::move(inputs)));
 }
 
-inline IField position()
-{
-    return IField(std::make_shared<PassThroughField<3>>());
-}
+inline IField position() { return IField(std::make_shared<PassThroughField<3>>()); }
 
 /// The closure of a formula as it is written by hand: one sample in plain doubles with the
 /// C library's mathematics. The engine doesn't know it.
@@ -79,11 +75,10 @@ Evaluation closure(F formula)
     };
 }
 
-/// Runs the target of a prepared sampler sample by sample, without blocks: every closure is
+/// Fills the pending buffers of a context sample by sample, without blocks: every closure is
 /// called for every sample, memoised on the sample index.
-inline void run(FieldSampler& sampler, std::int32_t first, std::int32_t last)
+inline void run(EvaluationContext& context, std::int32_t first, std::int32_t last)
 {
-    EvaluationContext context(sampler.slots);
     context.pushSlot(0);
     for (std::size_t i = 0; i < context.slots.size(); ++i) {
         EvaluationSlot& slot = context.slots[i];
@@ -97,6 +92,13 @@ inline void run(FieldSampler& sampler, std::int32_t first, std::int32_t last)
         slot.pending = false;
         context.popSlot();
     }
+}
+
+/// The same for the target of a prepared sampler.
+inline void run(FieldSampler& sampler, std::int32_t first, std::int32_t last)
+{
+    EvaluationContext context(sampler.slots);
+    run(context, first, last);
 }
 
 } // namespace zrk::literal

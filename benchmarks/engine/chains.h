@@ -1,0 +1,102 @@
+#pragma once
+
+#include "benchmarks/engine/formulas.h"
+#include "frame/engine/field_generator.h"
+#include "frame/engine/tests/literal_engine.h"
+#include "operators/binary_operator_kernel.h"
+#include "patterns/gyroid_kernel.h"
+#include "primitives/box_sdf_kernel.h"
+#include "primitives/sphere_sdf_kernel.h"
+#include "primitives/torus_sdf_kernel.h"
+#include "transforms/twist_transform_kernel.h"
+
+/// The measured chains, each in two forms made of the same formulas: as one expression over any
+/// value type, the way a person would fuse it by hand, and as a field of nodes, whose closures
+/// `wrap(formula)` makes.
+namespace zrk::bench {
+
+using literal::node;
+using literal::position;
+
+template <class Operation, class Wrap>
+IField combined(Wrap wrap, const IField& a, const IField& b)
+{
+    return node(1, wrap(BinaryCombination<Operation, 1>{1.0, 1.0, {}}), {a, b});
+}
+
+/// (i) A sphere and a gyroid seen through a twist: few nodes, sines.
+struct TwistedGyroid {
+    SphereDistance sphere{{0.1, -0.05, 0.2}, 0.9};
+    TwistPosition twist = TwistPosition::about({0, 0, 0}, {0, 0, 1}, 5.0);
+    GyroidDensity gyroid = GyroidDensity::withContour(0.0);
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return minimum(sphere(p), gyroid(twist(p)));
+    }
+    template <class Wrap>
+    IField field(Wrap wrap) const
+    {
+        const IField twisted = node(3, wrap(twist), {position()});
+        return combined<Minimum>(wrap, node(1, wrap(sphere), {position()}), node(1, wrap(gyroid), {twisted}));
+    }
+};
+
+/// (ii) Twelve cheap nodes: three spheres, two boxes, two minima, two maxima, a difference, a
+/// shell with its two unconnected pins, an iso value.
+struct CheapNodes {
+    SphereDistance spheres[3] = {{{0.1, -0.05, 0.2}, 0.9}, {{-0.6, 0.3, -0.2}, 0.5}, {{0.4, 0.5, -0.5}, 0.4}};
+    BoxDistance boxes[2] = {BoxDistance::rounded({0, 0, 0}, {1.4, 1.1, 1.7}, 0.1),
+                            BoxDistance::rounded({0.3, 0.2, -0.4}, {0.8, 0.6, 0.9}, 0.05)};
+    Shell shell{0.02, -0.04, 0.06};
+    IsoValue iso{0.5};
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        const V united = minimum(minimum(spheres[0](p), boxes[0](p)), spheres[1](p));
+        const V common = maximum(maximum(united, boxes[1](p)), spheres[2](p));
+        return iso(shell(united - common, V(1.0), V(1.0)));
+    }
+    template <class Wrap>
+    IField field(Wrap wrap) const
+    {
+        const IField p = position();
+        const auto shape = [&](const auto& formula) { return node(1, wrap(formula), {p}); };
+        const auto unconnected = [] { return IField(std::make_shared<SolidField<1, 3>>(1.0)); };
+        const IField united = combined<Minimum>(
+            wrap, combined<Minimum>(wrap, shape(spheres[0]), shape(boxes[0])), shape(spheres[1]));
+        const IField common =
+            combined<Maximum>(wrap, combined<Maximum>(wrap, united, shape(boxes[1])), shape(spheres[2]));
+        const IField difference = combined<Subtraction>(wrap, united, common);
+        return node(1, wrap(iso), {node(1, wrap(shell), {difference, unconnected(), unconnected()})});
+    }
+};
+
+/// (iii) Torus and sphere coordinates feeding a distance: inverse trigonometric functions.
+struct CurvedCoordinates {
+    TorusCoordinates torus{{0.05, 0.1, -0.1}, 0.8, 0.25};
+    SphereCoordinates sphere{{0.1, 0.05, 0.02}, 0.3};
+    LogSquaredLength length{};
+    TorusDistance ring{{0, 0, 0}, 0.9, 0.2};
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return minimum(length(sphere(torus(p))), ring(p));
+    }
+    template <class Wrap>
+    IField field(Wrap wrap) const
+    {
+        const IField curved = node(3, wrap(sphere), {node(3, wrap(torus), {position()})});
+        return combined<Minimum>(wrap, node(1, wrap(length), {curved}), node(1, wrap(ring), {position()}));
+    }
+};
+
+/// Closures that the engine runs by blocks.
+inline constexpr auto kernel = [](auto formula) { return evaluator(formula); };
+/// Closures as a person would write them, with the C library's mathematics.
+inline constexpr auto handWritten = [](auto formula) { return literal::closure(formula); };
+
+} // namespace zrk::bench

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// What the benchmark programs share: how they are run, and the table that compares entries with
+/// each other and with the goals.
+namespace zrk::bench {
+
+/// Names of entries; where there are several, the fastest counts.
+using Entries = std::vector<std::string>;
+
+/// One row of the table: a ratio of two times, or a counter of one entry.
+struct Row {
+    std::string what;
+    Entries entries;
+    Entries baseline;    ///< the row is time of `entries` over time of `baseline`; empty: a counter
+    std::string counter; ///< without a baseline, which counter
+    std::optional<double> limit;
+    bool atLeast = false; ///< the limit is a lower one
+
+    Row atMost(double value) const;
+    Row noLess(double value) const;
+};
+
+/// Time of `entries` over that of `baseline`.
+Row ratio(const std::string& what, const Entries& entries, const Entries& baseline);
+/// A counter of the entry.
+Row counter(const std::string& what, const std::string& entry, const std::string& name);
+
+/// Counters "ns/sample" and "samples/s" of an entry that computes so many samples an iteration.
+void countSamples(benchmark::State& state, double samples);
+
+/// Runs the registered benchmarks in rounds, the entries of a round in random order, prints the
+/// medians and then those rows whose entries were all run. Takes Google Benchmark's options.
+/// @return the program's exit status; a missed goal isn't a failure.
+int run(int argc, char** argv, const std::vector<Row>& rows);
+
+} // namespace zrk::bench
