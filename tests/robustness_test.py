@@ -1,6 +1,7 @@
 """What goes wrong outside the program: disks, signals, terminals, sizes. Nothing half-written stays."""
 
 import os
+import pathlib
 import pty
 import select
 import signal
@@ -60,10 +61,24 @@ class Targets(ZrkTest):
         self.assertEqual(self.files(), [])
 
 
-class Interrupts(ZrkTest):
-    # About 700 million samples: minutes of work, and 5 GiB that are touched as they are computed.
-    LONG = ["sample", str(BLEND), "--pin", "2:0", "--resolution", "900"]
+def free_memory():
+    lines = pathlib.Path("/proc/meminfo").read_text().splitlines()
+    return next(int(line.split()[1]) * 1024 for line in lines if line.startswith("MemAvailable:"))
 
+
+class LongWork(ZrkTest):
+    def slow_field(self):
+        """Half a minute of work in little memory: 10 million samples of 1000 twists."""
+        nodes = [{"id": i, "type": "TwistTransform"} for i in range(1000)] + [{"id": 1000, "type": "Gyroid"}]
+        path = self.put(graph(nodes, [(i, 0, i + 1, 0) for i in range(1000)], (1000, 0)))
+        return ["sample", str(path), "--resolution", "220", "-o", str(self.folder / "v.npy")]
+
+    def large_grid(self):
+        """Seconds of work, and 5 GiB that must not be touched before the work begins."""
+        return ["sample", str(BLEND), "--pin", "2:0", "--resolution", "900", "-o", str(self.folder / "v.npy")]
+
+
+class Interrupts(LongWork):
     def interrupt(self, arguments, after):
         process = subprocess.Popen([PROGRAM, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         time.sleep(after)
@@ -76,14 +91,18 @@ class Interrupts(ZrkTest):
 
     def test_leave_the_old_file_and_no_other(self):
         target = self.put("old", "v.npy")
-        for after in (0.1, 1.0):
+        work = self.slow_field()
+        before = self.files()
+        for after in (0.2, 1.0):
             with self.subTest(after=after):
-                self.interrupt([*self.LONG, "-o", str(target)], after)
+                self.interrupt(work, after)
+        if free_memory() > 8 << 30:
+            self.interrupt(self.large_grid(), 0.2)
         self.assertEqual(target.read_text(), "old")
-        self.assertEqual(self.files(), ["v.npy"])
+        self.assertEqual(self.files(), before)
 
 
-class Progress(ZrkTest):
+class Progress(LongWork):
     def on_a_terminal(self, *arguments, seconds=1.5):
         """What the program writes to a terminal before it is interrupted."""
         master, slave = pty.openpty()
@@ -100,7 +119,7 @@ class Progress(ZrkTest):
         return shown
 
     def test_shows_on_a_terminal_only_and_not_when_quiet(self):
-        work = [*Interrupts.LONG, "-o", str(self.folder / "v.npy")]
+        work = self.slow_field()
         self.assertRegex(self.on_a_terminal(*work, seconds=5), rb"sampling \[[#.]+\] +\d+ %")
         self.assertEqual(self.on_a_terminal(*work, "--quiet"), b"")
         piped = subprocess.Popen([PROGRAM, *work], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
