@@ -39,8 +39,8 @@ void checkSize(double samples, std::size_t components)
     const double bytes = samples * static_cast<double>(components) * sizeof(double);
     const auto refuse = [&](const std::string& limit) {
         throw hostError(HostError::kFailedWork, "sampling",
-                        fmt::format("found a grid of {:.0f} samples, which needs {:.1f} GiB, expected {}", samples,
-                                    bytes / kGigabyte, limit),
+                        fmt::format("found a grid of {:.0f} samples, which needs {:.1f} GiB, expected {}",
+                                    samples, bytes / kGigabyte, limit),
                         "ask for a lower resolution or smaller bounds");
     };
     if (samples > std::numeric_limits<std::int32_t>::max()) {
@@ -78,8 +78,8 @@ private:
 };
 
 std::optional<FieldValues> sampleDomain(const zrk::IField& field,
-                                                std::shared_ptr<zrk::EvaluationDomain<3, double>> domain,
-                                                zrk::ProgressMonitor* monitor, std::size_t threads)
+                                        std::shared_ptr<zrk::EvaluationDomain<3, double>> domain,
+                                        zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     const auto samples = static_cast<std::size_t>(domain->sampleCount());
     zrk::FieldSampler sampler(field.generator(), std::move(domain));
@@ -151,7 +151,7 @@ zrk::Tensor<4, double> SlicePlane::position(std::int32_t i) const
 }
 
 std::optional<FieldValues> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
-                                               zrk::ProgressMonitor* monitor, std::size_t threads)
+                                       zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     const auto& n = region.dimensions();
     // Before the domain is made, which refuses such a grid without the size.
@@ -160,7 +160,7 @@ std::optional<FieldValues> sampleField(const zrk::IField& field, const zrk::Regi
 }
 
 std::optional<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
-                                               zrk::ProgressMonitor* monitor, std::size_t threads)
+                                       zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     return sampleDomain(field, std::make_shared<SlicePlane>(plane), monitor, threads);
 }

@@ -116,10 +116,12 @@ const ComponentEntry& findComponent(std::string_view place, const std::string& n
 {
     const ComponentEntry& entry = unambiguous(place, name, uuid);
     if (!entry.isBuilt()) {
-        refuse(place,
-               fmt::format("found the type \"{}\" ({}), which this version doesn't have yet, expected one that it has", entry.typeName,
-                           entry.className),
-               "`zrk types` lists the types and marks those that are still missing");
+        refuse(
+            place,
+            fmt::format(
+                "found the type \"{}\" ({}), which this version doesn't have yet, expected one that it has",
+                entry.typeName, entry.className),
+            "`zrk types` lists the types and marks those that are still missing");
     }
     return entry;
 }

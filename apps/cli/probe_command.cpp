@@ -41,9 +41,10 @@ std::vector<zrk::Tensor<3, double>> readPoints(std::istream& stream, const std::
         }
         const auto numbers = parseNumbers(line, 3);
         if (!numbers) {
-            throw hostError(HostError::kBadInput, fmt::format("{}, line {}", name, number),
-                            fmt::format("found \"{}\", expected three finite numbers x,y,z", line.substr(0, 80)),
-                            "write one position a line, e.g. 0.5,-1,2; lines that begin with # are skipped");
+            throw hostError(
+                HostError::kBadInput, fmt::format("{}, line {}", name, number),
+                fmt::format("found \"{}\", expected three finite numbers x,y,z", line.substr(0, 80)),
+                "write one position a line, e.g. 0.5,-1,2; lines that begin with # are skipped");
         }
         points.push_back(toPoint(*numbers));
     }
