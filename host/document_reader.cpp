@@ -69,14 +69,29 @@ std::string plainReason(const std::string& what)
     return text;
 }
 
-std::string quoted(const std::string& text)
+/// The key whose value a component of this kind refuses to read; empty when it is none of them alone.
+std::string unreadableKey(const ZRKGraphObject& object, const ZRKJson& values)
 {
-    return "\"" + text + "\"";
+    const ZRKTypeInfo& type = object.typeInfo();
+    const auto* registration = ZRKGraphObject::registry().find(type.uuid, type.name);
+    for (const auto& [key, value] : values.items()) {
+        ZRKJson single = ZRKJson::object();
+        single[key] = value;
+        try {
+            registration->factory()->deserialize(ZRKDeserialization(single));
+        } catch (const ZRKJson::exception&) {
+            return key;
+        }
+    }
+    return "";
 }
+
+std::string quoted(const std::string& text) { return "\"" + text + "\""; }
 
 } // namespace
 
-void DocumentReader::refuse(const std::string& place, const std::string& finding, const std::string& remedy) const
+void DocumentReader::refuse(const std::string& place, const std::string& finding,
+                            const std::string& remedy) const
 {
     throw hostError(HostError::kBadInput, where(place), finding, remedy);
 }
@@ -105,10 +120,18 @@ void DocumentReader::parseJson(const std::string& text)
     try {
         _document._root = ZRKJson::parse(text);
     } catch (const ZRKJson::parse_error& error) {
-        refuse(linePlace(text, error.byte), "found broken JSON: " + plainReason(error.what()),
-               "mend the JSON at that place");
-    } catch (const ZRKJson::exception& error) {
-        refuse("JSON", "found " + plainReason(error.what()), "mend the value named");
+        refuse(
+            linePlace(text, error.byte),
+            fmt::format("found broken JSON ({}), expected one whole JSON object", plainReason(error.what())),
+            "mend the text at that place");
+    } catch (const ZRKJson::out_of_range& error) {
+        // A number beyond a double's range, the only such error of the parser; it quotes the number.
+        const std::string reason = error.what();
+        const std::size_t quote = std::min(reason.find('\''), reason.size() - 1) + 1;
+        const std::string number = reason.substr(quote, reason.find('\'', quote) - quote);
+        refuse(linePlace(text, text.find(number) + 1),
+               fmt::format("found the number {}, expected one between -1.8e308 and 1.8e308", number),
+               "write a number of a smaller size");
     }
     if (!_document._root.is_object()) {
         refuse("top level", "found " + shown(_document._root) + ", expected an object",
@@ -134,7 +157,8 @@ void DocumentReader::readVersion()
                fmt::format("open it with a newer zrk, or save it as version {}", kFormatVersion));
     }
     if (*version != kFormatVersion) {
-        refuse("\"zrkGraph\"", fmt::format("found format version {}, expected {}", shown(*version), kFormatVersion),
+        refuse("\"zrkGraph\"",
+               fmt::format("found format version {}, expected {}", shown(*version), kFormatVersion),
                fmt::format("write \"zrkGraph\": {}", kFormatVersion));
     }
 }
@@ -170,8 +194,10 @@ void DocumentReader::readContext()
         if (member == context->end()) {
             return;
         }
-        if (!member->is_array() || member->size() != 2 || !isNumbers((*member)[0], 3) || !isNumbers((*member)[1], 3)) {
-            refuse(fmt::format("\"context\", \"{}\"", key), "found " + shown(*member) + ", expected two corners of three numbers",
+        if (!member->is_array() || member->size() != 2 || !isNumbers((*member)[0], 3) ||
+            !isNumbers((*member)[1], 3)) {
+            refuse(fmt::format("\"context\", \"{}\"", key),
+                   "found " + shown(*member) + ", expected two corners of three numbers",
                    fmt::format("write \"{}\": [[x0, y0, z0], [x1, y1, z1]]", key));
         }
         zrk::Tensor<3, double> corners[2];
@@ -215,25 +241,23 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
 {
     std::string place = fmt::format("nodes[{}]", index);
     if (!entry.is_object()) {
-        refuse(place, "found " + shown(entry) + ", expected an object", "write {\"id\": 1, \"type\": \"SphereSDF\"}");
+        refuse(place, "found " + shown(entry) + ", expected an object",
+               "write {\"id\": 1, \"type\": \"SphereSDF\"}");
     }
     const auto id = entry.find("id");
     if (id == entry.end() || !id->is_number_integer() || *id < 0 || *id > kMaxNodeId) {
-        refuse(place + ", \"id\"", "found " + (id == entry.end() ? std::string("none") : shown(*id)) + fmt::format(", expected a whole number from 0 to {}", kMaxNodeId),
+        refuse(place + ", \"id\"",
+               "found " + (id == entry.end() ? std::string("none") : shown(*id)) +
+                   fmt::format(", expected a whole number from 0 to {}", kMaxNodeId),
                "give each node an id of its own");
     }
     const auto number = id->get<std::uint16_t>();
     place = fmt::format("node {} (nodes[{}])", number, index);
     if (const auto earlier = _document._nodeIndex.find(number); earlier != _document._nodeIndex.end()) {
-        refuse(place + ", \"id\"", fmt::format("found the id {} a second time, expected one that no other node has", number),
-               fmt::format("nodes[{}] has it already; the next free one is {}", earlier->second,
-                           [&] {
-                               unsigned free = 0;
-                               while (_document._nodeIndex.count(static_cast<std::uint16_t>(free)) > 0) {
-                                   ++free;
-                               }
-                               return free;
-                           }()));
+        refuse(place + ", \"id\"",
+               fmt::format("found the id {} a second time, expected one that no other node has", number),
+               fmt::format("nodes[{}] has it already; give this one another, and its links too",
+                           earlier->second));
     }
     const auto text = [&](const char* key, bool isRequired) -> std::string {
         const auto member = entry.find(key);
@@ -242,7 +266,8 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
         }
         if (member == entry.end() || !member->is_string()) {
             refuse(fmt::format("{}, \"{}\"", place, key),
-                   "found " + (member == entry.end() ? std::string("none") : shown(*member)) + ", expected a string",
+                   "found " + (member == entry.end() ? std::string("none") : shown(*member)) +
+                       ", expected a string",
                    "`zrk types` lists the types with their UUIDs");
         }
         return member->get<std::string>();
@@ -258,14 +283,17 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
         readValues(*values, *object, place + ", \"values\"");
     }
     if (entry.contains("import")) {
-        _warnings.push_back(where(place + ", \"import\"") + ": found paths, but the type takes nothing from files; they are kept and not read");
+        _warnings.push_back(
+            where(place + ", \"import\"") +
+            ": found paths, but the type takes nothing from files; they are kept and not read");
     }
 }
 
 void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, const std::string& place)
 {
     if (!values.is_object()) {
-        refuse(place, "found " + shown(values) + ", expected an object", "write \"values\": {\"name\": value, ...}, or leave it out");
+        refuse(place, "found " + shown(values) + ", expected an object",
+               "write \"values\": {\"name\": value, ...}, or leave it out");
     }
     const ZRKReadDiagnostics tell = [&](const ZRKReadIssue& issue) {
         _warnings.push_back(fmt::format("{}, \"{}\": found {}, expected {}; the value is left out of account",
@@ -275,12 +303,17 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
     try {
         object.deserialize(stored);
     } catch (const ZRKJson::exception& error) {
-        refuse(place, "found a value of the wrong kind: " + plainReason(error.what()),
-               "give the value the kind named; `zrk types NAME` lists the properties");
+        const std::string key = unreadableKey(object, values);
+        refuse(key.empty() ? place : place + ", " + quoted(key),
+               fmt::format("found {}, expected another kind of value: {}",
+                           key.empty() ? "a value that can't be read" : shown(values[key]),
+                           plainReason(error.what())),
+               "give the value the kind named, or leave it out");
     }
     for (const std::string& unread : stored.unreadPlaces()) {
-        _warnings.push_back(fmt::format("{}, \"{}\": found a key that the type doesn't know; it is kept and not used",
-                                        where(place), unread));
+        _warnings.push_back(
+            fmt::format("{}, \"{}\": found a key that the type doesn't know; it is kept and not used",
+                        where(place), unread));
     }
 }
 
@@ -296,13 +329,19 @@ Pin_handle DocumentReader::readPin(const ZRKJson& pair, const std::string& place
     const char* kind = isOutput ? "output" : "input";
     const auto isIndex = [](const ZRKJson& v) { return v.is_number_integer() && v >= 0; };
     if (!pair.is_array() || pair.size() != 2 || !isIndex(pair[0]) || !isIndex(pair[1])) {
-        refuse(place, fmt::format("found {}, expected a pair of a node's id and the index of an {}", shown(pair), kind),
-               fmt::format("write [ID, INDEX], e.g. [1, 0] for {} 0 of node 1", kind));
+        refuse(
+            place,
+            fmt::format("found {}, expected a pair of a node's id and the index of an {}", shown(pair), kind),
+            fmt::format("write [ID, INDEX], e.g. [1, 0] for {} 0 of node 1", kind));
     }
     const bool isNode = pair[0] <= kMaxNodeId && _document._graph->getNodePtr(pair[0].get<std::uint16_t>());
     if (!isNode) {
-        refuse(place, fmt::format("found node {}, expected the id of a node of this document", shown(pair[0])),
-               _document._nodeIndex.empty() ? "the document has no nodes" : fmt::format("its ids go from {} to {}", _document._nodeIndex.begin()->first, _document._nodeIndex.rbegin()->first));
+        refuse(place,
+               fmt::format("found node {}, expected the id of a node of this document", shown(pair[0])),
+               _document._nodeIndex.empty()
+                   ? "the document has no nodes"
+                   : fmt::format("its ids go from {} to {}", _document._nodeIndex.begin()->first,
+                                 _document._nodeIndex.rbegin()->first));
     }
     const auto id = pair[0].get<std::uint16_t>();
     const auto node = _document._graph->getNodePtr(id);
@@ -311,7 +350,8 @@ Pin_handle DocumentReader::readPin(const ZRKJson& pair, const std::string& place
         const std::string expected = count == 0   ? fmt::format("none, as it has no {}s", kind)
                                      : count == 1 ? fmt::format("{} 0, its only one", kind)
                                                   : fmt::format("{} 0 to {}", kind, count - 1);
-        refuse(place, fmt::format("found {} {} of {}, expected {}", kind, shown(pair[1]), nodeText(id), expected),
+        refuse(place,
+               fmt::format("found {} {} of {}, expected {}", kind, shown(pair[1]), nodeText(id), expected),
                fmt::format("`zrk types {}` lists its pins", node->object->typeInfo().name));
     }
     const auto index = pair[1].get<std::uint8_t>();
@@ -330,7 +370,8 @@ void DocumentReader::readLink(const ZRKJson& entry, std::size_t index)
 {
     const std::string place = fmt::format("links[{}]", index);
     if (!entry.is_object()) {
-        refuse(place, "found " + shown(entry) + ", expected an object", "write {\"from\": [1, 0], \"to\": [2, 0]}");
+        refuse(place, "found " + shown(entry) + ", expected an object",
+               "write {\"from\": [1, 0], \"to\": [2, 0]}");
     }
     const auto end = [&](const char* key, bool isOutput) {
         const auto member = entry.find(key);
@@ -349,27 +390,31 @@ void DocumentReader::readLink(const ZRKJson& entry, std::size_t index)
     }
 }
 
-void DocumentReader::refuseLink(ZRKLinkResult result, Pin_handle from, Pin_handle to, const std::string& place) const
+void DocumentReader::refuseLink(ZRKLinkResult result, Pin_handle from, Pin_handle to,
+                                const std::string& place) const
 {
     const auto& graph = *_document._graph;
     switch (result) {
     case ZRKLinkResult::InputTaken: {
         const Pin_handle other = graph.upstream(to).handle;
         refuse(place + ", \"to\"",
-               fmt::format("found a second link into input {} of {}, expected one", to.index(), nodeText(to.node())),
-               fmt::format("output {} of {} is linked to it already: remove one of the links", other.index(), nodeText(other.node())));
+               fmt::format("found a second link into input {} of {}, expected one", to.index(),
+                           nodeText(to.node())),
+               fmt::format("output {} of {} is linked to it already: remove one of the links", other.index(),
+                           nodeText(other.node())));
     }
     case ZRKLinkResult::TagsDiffer: {
         const Tag fromTag = graph.getNodePtr(from.node())->outputs[from.index()].tag;
         const Tag toTag = graph.getNodePtr(to.node())->inputs[to.index()].tag;
         refuse(place,
-               fmt::format("found a link from {} ({}) to {} ({}), expected the same tag at both ends", nodeText(from.node()),
-                           fromTag.name(), nodeText(to.node()), toTag.name()),
+               fmt::format("found a link from {} ({}) to {} ({}), expected the same tag at both ends",
+                           nodeText(from.node()), fromTag.name(), nodeText(to.node()), toTag.name()),
                "link pins of one tag, or put a component between them that converts");
     }
     case ZRKLinkResult::Cycle:
         refuse(place,
-               fmt::format("found a link from {} to {} that closes a cycle, expected links that lead one way", nodeText(from.node()), nodeText(to.node())),
+               fmt::format("found a link from {} to {} that closes a cycle, expected links that lead one way",
+                           nodeText(from.node()), nodeText(to.node())),
                "remove one of the links of the cycle");
     default:
         refuse(place, std::string("found a link that can't be made: ") + describe(result), "remove the link");

@@ -17,6 +17,18 @@ struct HostError : std::runtime_error {
     HostError(int status, const std::string& text) : std::runtime_error(text), exitStatus(status) {}
 };
 
+/// `text` with a question mark for each control character: a name or a value that is quoted in a
+/// message can't break its lines, cut it off or reach the terminal.
+inline std::string printable(std::string_view text)
+{
+    std::string clean(text);
+    for (char& c : clean) {
+        const auto byte = static_cast<unsigned char>(c);
+        c = byte < 0x20 || byte == 0x7f ? '?' : c;
+    }
+    return clean;
+}
+
 /// A HostError from its three parts, none of which ends in a full stop or a line break.
 ///
 /// @param place    where: a file, a node, a key, an option.
@@ -25,9 +37,7 @@ struct HostError : std::runtime_error {
 inline HostError hostError(int status, std::string_view place, std::string_view finding,
                            std::string_view remedy)
 {
-    std::string text(place);
-    text.append(": ").append(finding).append("\n  remedy: ").append(remedy);
-    return {status, text};
+    return {status, printable(place) + ": " + printable(finding) + "\n  remedy: " + printable(remedy)};
 }
 
 } // namespace zrkmodel

@@ -39,8 +39,8 @@ void checkSize(double samples, std::size_t components)
     const double bytes = samples * static_cast<double>(components) * sizeof(double);
     const auto refuse = [&](const std::string& limit) {
         throw hostError(HostError::kFailedWork, "sampling",
-                        fmt::format("found a grid of {:.0f} samples, which needs {:.1f} GiB, expected {}", samples,
-                                    bytes / kGigabyte, limit),
+                        fmt::format("found a grid of {:.0f} samples, which needs {:.1f} GiB, expected {}",
+                                    samples, bytes / kGigabyte, limit),
                         "ask for a lower resolution or smaller bounds");
     };
     if (samples > std::numeric_limits<std::int32_t>::max()) {
@@ -77,17 +77,15 @@ private:
     std::size_t _components;
 };
 
-std::optional<std::vector<double>> sampleDomain(const zrk::IField& field,
-                                                std::shared_ptr<zrk::EvaluationDomain<3, double>> domain,
-                                                zrk::ProgressMonitor* monitor, std::size_t threads)
+std::optional<FieldValues> sampleDomain(const zrk::IField& field,
+                                        std::shared_ptr<zrk::EvaluationDomain<3, double>> domain,
+                                        zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     const auto samples = static_cast<std::size_t>(domain->sampleCount());
     zrk::FieldSampler sampler(field.generator(), std::move(domain));
     const std::size_t components = zrk::componentCount(sampler.generator->descriptor().outputShape);
     checkSize(static_cast<double>(samples), components);
-    std::vector<double> values;
-    zrk::reserveOnLargePages(values, samples * components);
-    values.resize(samples * components);
+    FieldValues values(samples * components);
     if (threads > 0) {
         sampler.threadCount = threads;
     }
@@ -99,6 +97,11 @@ std::optional<std::vector<double>> sampleDomain(const zrk::IField& field,
 }
 
 } // namespace
+
+FieldValues::FieldValues(std::size_t count) : _values(new double[count]), _count(count)
+{
+    zrk::wishLargePages(_values.get(), count);
+}
 
 std::array<std::int32_t, 3> gridDims(const zrk::BBox<double>& bounds, int resolution)
 {
@@ -147,8 +150,8 @@ zrk::Tensor<4, double> SlicePlane::position(std::int32_t i) const
     return p;
 }
 
-std::optional<std::vector<double>> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
-                                               zrk::ProgressMonitor* monitor, std::size_t threads)
+std::optional<FieldValues> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
+                                       zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     const auto& n = region.dimensions();
     // Before the domain is made, which refuses such a grid without the size.
@@ -156,8 +159,8 @@ std::optional<std::vector<double>> sampleField(const zrk::IField& field, const z
     return sampleDomain(field, std::make_shared<zrk::GridDomain>(region), monitor, threads);
 }
 
-std::optional<std::vector<double>> sampleField(const zrk::IField& field, const SlicePlane& plane,
-                                               zrk::ProgressMonitor* monitor, std::size_t threads)
+std::optional<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
+                                       zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     return sampleDomain(field, std::make_shared<SlicePlane>(plane), monitor, threads);
 }

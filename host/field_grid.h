@@ -7,9 +7,11 @@
 #include "frame/values/region.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
-#include <vector>
+#include <span>
 
 namespace zrkmodel {
 
@@ -47,14 +49,28 @@ private:
     double _coordinate;
 };
 
+/// Values that are written once each by what computes them. The memory is taken up as that happens, so
+/// that a large grid begins at once.
+class FieldValues {
+public:
+    explicit FieldValues(std::size_t count);
+
+    double* data() { return _values.get(); }
+    operator std::span<const double>() const { return {_values.get(), _count}; }
+
+private:
+    std::unique_ptr<double[]> _values;
+    std::size_t _count;
+};
+
 /// Samples all components of a field, without the weights; those of one sample stand side by
 /// side. Nothing when the monitor interrupted. `threads` 0 means all processors.
 ///
 /// Throws HostError, before it allocates, when the values wouldn't fit into the memory that
 /// is free.
-std::optional<std::vector<double>> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
-                                               zrk::ProgressMonitor* monitor, std::size_t threads = 0);
-std::optional<std::vector<double>> sampleField(const zrk::IField& field, const SlicePlane& plane,
-                                               zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+std::optional<FieldValues> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
+                                       zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+std::optional<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
+                                       zrk::ProgressMonitor* monitor, std::size_t threads = 0);
 
 } // namespace zrkmodel

@@ -6,7 +6,9 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <iterator>
 #include <numeric>
+#include <set>
 #include <vector>
 
 namespace zrkmodel {
@@ -37,7 +39,8 @@ std::string list(const Candidates& candidates)
     return text;
 }
 
-/// Edits (insert, remove, replace) that turn one text into the other, without regard to case.
+/// Edits (insert, remove, replace) that turn a text into a beginning of another one, without regard
+/// to case: a name is often written without its ending.
 std::size_t editDistance(std::string_view a, std::string_view b)
 {
     const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
@@ -52,21 +55,20 @@ std::size_t editDistance(std::string_view a, std::string_view b)
             row[j + 1] = std::min({row[j] + 1, diagonal + 1, replaced});
         }
     }
-    return row[b.size()];
+    return *std::min_element(row.begin(), row.end());
 }
 
+/// The three type names nearest to a text.
 std::string nearestNames(std::string_view name)
 {
-    std::vector<std::pair<std::size_t, const ComponentEntry*>> ranked;
+    std::set<std::pair<std::size_t, std::string>> ranked;
     for (const ComponentEntry& entry : allComponents()) {
-        const std::size_t distance = std::min(editDistance(name, entry.typeName), editDistance(name, entry.className));
-        ranked.emplace_back(distance, &entry);
+        ranked.emplace(std::min(editDistance(name, entry.typeName), editDistance(name, entry.className)),
+                       entry.typeName);
     }
-    std::stable_sort(ranked.begin(), ranked.end(),
-                     [](const auto& a, const auto& b) { return a.first < b.first; });
     std::string text;
-    for (std::size_t i = 0; i < 3; ++i) {
-        text += fmt::format("{}\"{}\"", i == 0 ? "" : ", ", ranked[i].second->typeName);
+    for (auto nearest = ranked.begin(); nearest != std::next(ranked.begin(), 3); ++nearest) {
+        text += fmt::format("{}\"{}\"", text.empty() ? "" : ", ", nearest->second);
     }
     return text;
 }
@@ -83,12 +85,14 @@ const ComponentEntry& unambiguous(std::string_view place, const std::string& nam
     const Candidates& named = byClass.empty() ? byName : byClass;
     if (named.empty()) {
         refuse(place, fmt::format("found the unknown type \"{}\", expected a known one", name.substr(0, 80)),
-               fmt::format("did you mean {}? `zrk types` lists all", nearestNames(name)));
+               fmt::format("did you mean {}? `zrk types` lists all", nearestNames(name.substr(0, 80))));
     }
     if (uuid.empty()) {
         if (named.size() > 1) {
-            refuse(place, fmt::format("found the type \"{}\", which {} types share, expected a unique name", name, named.size()),
-                   fmt::format("add the \"uuid\" or write the class name: {}", list(named)));
+            refuse(place,
+                   fmt::format("found the type \"{}\", which {} types share, expected a unique name", name,
+                               named.size()),
+                   fmt::format("write the class name of the one that is meant: {}", list(named)));
         }
         return *named.front();
     }
@@ -97,8 +101,11 @@ const ComponentEntry& unambiguous(std::string_view place, const std::string& nam
             return *entry;
         }
     }
-    const Candidates byUuid = select([&](const ComponentEntry& e) { return equalIgnoringCase(e.uuid, uuid); });
-    refuse(place, fmt::format("found the type \"{}\" with the uuid {}, expected a pair that belongs together", name, uuid.substr(0, 80)),
+    const Candidates byUuid =
+        select([&](const ComponentEntry& e) { return equalIgnoringCase(e.uuid, uuid); });
+    refuse(place,
+           fmt::format("found the type \"{}\" with the uuid {}, expected a pair that belongs together", name,
+                       uuid.substr(0, 80)),
            fmt::format("by name it could be {}{}", list(named),
                        byUuid.empty() ? "; no type has that uuid" : "; by uuid " + list(byUuid)));
 }
@@ -109,8 +116,12 @@ const ComponentEntry& findComponent(std::string_view place, const std::string& n
 {
     const ComponentEntry& entry = unambiguous(place, name, uuid);
     if (!entry.isBuilt()) {
-        refuse(place, fmt::format("found the type \"{}\" ({}), which this version doesn't have yet", entry.typeName, entry.className),
-               "`zrk types` lists the types and marks those that are still missing");
+        refuse(
+            place,
+            fmt::format(
+                "found the type \"{}\" ({}), which this version doesn't have yet, expected one that it has",
+                entry.typeName, entry.className),
+            "`zrk types` lists the types and marks those that are still missing");
     }
     return entry;
 }

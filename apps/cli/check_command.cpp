@@ -9,7 +9,8 @@ namespace zrkcli {
 
 void addCheckCommand(const Program& program)
 {
-    CLI::App* command = program.app.add_subcommand("check", "load a document, report what is wrong, list its outputs");
+    CLI::App* command =
+        program.app.add_subcommand("check", "load a document, report what is wrong, list its outputs");
     auto path = std::make_shared<std::string>();
     command->add_option("DOC", *path, "graph document (.zrk.json)")->required();
     command->callback([&work = program.work, path] {

@@ -6,19 +6,74 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string>
 
 namespace {
 
 constexpr int kFailed = zrkmodel::HostError::kFailedWork;
 constexpr int kWrongUsage = zrkmodel::HostError::kBadInput;
 
-int report(const char* text, int status)
+int report(const std::string& text, int status)
 {
     fmt::print(stderr, "zrk: {}\n", text);
     return status;
+}
+
+int reportLostOutput()
+{
+    return report("standard output: found no room for all results, expected a place that takes them\n"
+                  "  remedy: make room, or send them somewhere else",
+                  kFailed);
+}
+
+std::string commandList(const CLI::App& app)
+{
+    std::string list;
+    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+        list += (list.empty() ? "" : ", ") + command->get_name();
+    }
+    return list;
+}
+
+/// What is wrong with a command line that names no command.
+std::string missingCommand(const CLI::App& app, int argc, char** argv)
+{
+    const auto* word = std::find_if(argv + 1, argv + argc, [](const char* text) { return text[0] != '-'; });
+    const std::string found = argc == 1             ? "no command"
+                              : word == argv + argc ? fmt::format("\"{}\"", argv[1])
+                                                    : fmt::format("the unknown command \"{}\"", *word);
+    return fmt::format("found {}, expected one of {}", found, commandList(app));
+}
+
+/// Says what is wrong with a command line, where CLI11 doesn't.
+std::string usageFault(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv)
+{
+    const auto called = app.get_subcommands();
+    if (called.empty()) {
+        return missingCommand(app, argc, argv);
+    }
+    const auto extras = called.front()->remaining();
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) && !extras.empty()) {
+        const auto option = std::find_if(extras.begin(), extras.end(),
+                                         [](const std::string& word) { return word.starts_with("-"); });
+        return fmt::format("found \"{}\", which it doesn't take",
+                           option != extras.end() ? *option : extras.front());
+    }
+    return error.what();
+}
+
+int reportUsage(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv)
+{
+    const auto called = app.get_subcommands();
+    const std::string name = called.empty() ? "" : called.front()->get_name();
+    return report(fmt::format("{}{}\n  remedy: `zrk {}--help` shows how to call it",
+                              name.empty() ? "" : name + ": ", usageFault(app, error, argc, argv),
+                              name.empty() ? "" : name + " "),
+                  kWrongUsage);
 }
 
 /// Runs a command; every failure becomes one message and a status.
@@ -26,18 +81,13 @@ int runWork(const zrkcli::Work& work)
 {
     try {
         const int status = work();
-        if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-            return report("standard output: couldn't write the results\n"
-                          "  remedy: make room, or send them somewhere else",
-                          kFailed);
-        }
-        return status;
+        return std::fflush(stdout) == 0 && !std::ferror(stdout) ? status : reportLostOutput();
     } catch (const zrkmodel::HostError& error) {
         return report(error.what(), error.exitStatus);
     } catch (const std::bad_alloc&) {
         return report("not enough memory for this work\n  remedy: ask for fewer samples", kFailed);
     } catch (const std::exception& error) {
-        return report(error.what(), kFailed);
+        return std::ferror(stdout) ? reportLostOutput() : report(error.what(), kFailed);
     }
 }
 
@@ -66,8 +116,7 @@ int main(int argc, char** argv)
         app.parse(zrkcli::argumentsInParsingOrder(argc, argv));
     } catch (const CLI::ParseError& error) {
         const bool isHelp = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
-        app.exit(error);
-        return isHelp ? 0 : kWrongUsage;
+        return isHelp ? app.exit(error) : reportUsage(app, error, argc, argv);
     }
     return runWork(work);
 }

@@ -32,7 +32,7 @@ std::string_view trimmed(std::string_view text)
 std::optional<double> parseNumber(std::string_view text)
 {
     text = trimmed(text);
-    if (!text.empty() && text.front() == '+') {
+    if (text.size() > 1 && text.front() == '+' && text[1] != '-') {
         text.remove_prefix(1);
     }
     double value = 0;
@@ -55,7 +55,8 @@ zrkmodel::PinAddress parsePin(const std::string& text)
         const char* middle = begin + colon;
         const auto first = std::from_chars(begin, middle, node);
         const auto second = std::from_chars(middle + 1, end, output);
-        isPin = first.ec == std::errc() && first.ptr == middle && second.ec == std::errc() && second.ptr == end;
+        isPin =
+            first.ec == std::errc() && first.ptr == middle && second.ec == std::errc() && second.ptr == end;
     }
     if (!isPin || node > zrkmodel::kMaxNodeId || output > 255) {
         throw hostError(HostError::kBadInput, "--pin", fmt::format("found \"{}\", expected NODE:OUT", text),
@@ -83,8 +84,7 @@ Job::Job(const SamplingOptions& options)
           return loaded;
       }()),
       output(options.pin.empty() ? document.outputField() : document.outputField(parsePin(options.pin)))
-{
-}
+{}
 
 std::optional<std::vector<double>> parseNumbers(const std::string& text, std::size_t count)
 {
@@ -113,7 +113,8 @@ std::vector<std::string> argumentsInParsingOrder(int argc, char** argv)
 {
     std::vector<std::string> arguments(argv + 1, argv + argc);
     for (std::string& argument : arguments) {
-        if (argument.size() > 2 && argument[0] == '-' && argument[1] == '.' && std::isdigit(argument[2])) {
+        const bool isDigit = argument.size() > 2 && argument[2] >= '0' && argument[2] <= '9';
+        if (isDigit && argument.starts_with("-.")) {
             argument.insert(1, "0");
         }
     }

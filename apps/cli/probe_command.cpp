@@ -41,9 +41,10 @@ std::vector<zrk::Tensor<3, double>> readPoints(std::istream& stream, const std::
         }
         const auto numbers = parseNumbers(line, 3);
         if (!numbers) {
-            throw hostError(HostError::kBadInput, fmt::format("{}, line {}", name, number),
-                            fmt::format("found \"{}\", expected three finite numbers x,y,z", line.substr(0, 80)),
-                            "write one position a line, e.g. 0.5,-1,2; lines that begin with # are skipped");
+            throw hostError(
+                HostError::kBadInput, fmt::format("{}, line {}", name, number),
+                fmt::format("found \"{}\", expected three finite numbers x,y,z", line.substr(0, 80)),
+                "write one position a line, e.g. 0.5,-1,2; lines that begin with # are skipped");
         }
         points.push_back(toPoint(*numbers));
     }
@@ -116,7 +117,7 @@ void printRecords(const zrk::SampleBufferData<double>& records)
 int probe(const ProbeOptions& options)
 {
     if (options.at.empty() == options.pointsFile.empty()) {
-        throw hostError(HostError::kBadInput, "zrk probe",
+        throw hostError(HostError::kBadInput, "probe",
                         options.at.empty() ? "found no positions, expected --at or --points"
                                            : "found both --at and --points, expected one of them",
                         "give positions, e.g. --at 0,0,0, or a file of them, --points FILE");
@@ -124,7 +125,7 @@ int probe(const ProbeOptions& options)
     const Job job(options);
     std::vector<zrk::Tensor<3, double>> points = positions(options);
     if (points.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max())) {
-        throw hostError(HostError::kFailedWork, "zrk probe",
+        throw hostError(HostError::kFailedWork, "probe",
                         fmt::format("found {} positions, expected at most 2147483647", points.size()),
                         "divide the list");
     }

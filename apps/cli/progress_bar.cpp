@@ -15,10 +15,7 @@ namespace {
 std::atomic<bool> interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
 
-extern "C" void onInterrupt(int)
-{
-    interrupted.store(true, std::memory_order_relaxed);
-}
+extern "C" void onInterrupt(int) { interrupted.store(true, std::memory_order_relaxed); }
 
 } // namespace
 
@@ -32,18 +29,14 @@ void catchInterrupts()
     sigaction(SIGINT, &action, nullptr);
 }
 
-bool isInterrupted()
-{
-    return interrupted.load(std::memory_order_relaxed);
-}
+bool isInterrupted() { return interrupted.load(std::memory_order_relaxed); }
 
 ProgressBar::ProgressBar(std::string title, bool quiet)
     : _title(std::move(title)),
       _visible(!quiet && isatty(STDERR_FILENO) == 1),
       _started(std::chrono::steady_clock::now()),
       _lastDrawn(_started)
-{
-}
+{}
 
 ProgressBar::~ProgressBar()
 {

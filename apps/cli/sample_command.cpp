@@ -7,6 +7,8 @@
 
 #include <fmt/core.h>
 
+#include <cmath>
+#include <limits>
 #include <memory>
 
 namespace zrkcli {
@@ -39,12 +41,14 @@ zrk::BBox<double> parseBounds(const std::string& text)
 std::array<std::int32_t, 3> parseDims(const std::string& text)
 {
     const auto n = parseNumbers(text, 3);
+    constexpr double kMost = std::numeric_limits<std::int32_t>::max();
     std::array<std::int32_t, 3> dims{};
     for (std::size_t i = 0; i < 3; ++i) {
-        if (!n || (*n)[i] != static_cast<double>(static_cast<std::int32_t>((*n)[i])) || (*n)[i] < 2) {
-            throw hostError(HostError::kBadInput, "--dims",
-                            fmt::format("found \"{}\", expected three whole numbers of at least 2", text),
-                            "write the node counts as NX,NY,NZ, e.g. --dims 64,64,32");
+        if (!n || (*n)[i] != std::floor((*n)[i]) || (*n)[i] < 2 || (*n)[i] > kMost) {
+            throw hostError(
+                HostError::kBadInput, "--dims",
+                fmt::format("found \"{}\", expected three whole numbers from 2 to {}", text, kMost),
+                "write the node counts as NX,NY,NZ, e.g. --dims 64,64,32");
         }
         dims[i] = static_cast<std::int32_t>((*n)[i]);
     }
@@ -57,12 +61,13 @@ int sample(const SampleOptions& options)
     const Job job(options);
     const zrk::BBox<double> bounds =
         options.bounds.empty() ? job.document.samplingBounds() : parseBounds(options.bounds);
-    const auto dims = options.dims.empty()
-                          ? zrkmodel::gridDims(bounds, options.resolution > 0 ? options.resolution : kDefaultResolution)
-                          : parseDims(options.dims);
+    const auto dims =
+        options.dims.empty()
+            ? zrkmodel::gridDims(bounds, options.resolution > 0 ? options.resolution : kDefaultResolution)
+            : parseDims(options.dims);
     const zrk::Region<3, 3, double, 1> region(bounds.min, bounds.max, dims[0], dims[1], dims[2]);
 
-    std::optional<std::vector<double>> values;
+    std::optional<zrkmodel::FieldValues> values;
     {
         ProgressBar bar("sampling", options.quiet);
         values = zrkmodel::sampleField(job.output.field, region, &bar, options.threads);
@@ -88,16 +93,19 @@ int sample(const SampleOptions& options)
 
 void addSampleCommand(const Program& program)
 {
-    CLI::App* command = program.app.add_subcommand("sample", "sample a field over a grid and write the volume");
+    CLI::App* command =
+        program.app.add_subcommand("sample", "sample a field over a grid and write the volume");
     auto options = std::make_shared<SampleOptions>();
     options->addTo(*command);
     command->add_option("-o,--output", options->file, "volume to write: .npy, .nrrd or .vti")->required();
-    auto* resolution = command->add_option("--resolution", options->resolution,
-                                           fmt::format("nodes along the longest side (default {})", kDefaultResolution));
+    auto* resolution =
+        command->add_option("--resolution", options->resolution,
+                            fmt::format("nodes along the longest side (default {})", kDefaultResolution));
     resolution->check(CLI::Range(1, 1000000));
     command->add_option("--dims", options->dims, "node counts NX,NY,NZ")->excludes(resolution);
-    command->add_option("--bounds", options->bounds,
-                        "corners x0,y0,z0,x1,y1,z1; without them the document's modelBounds, or the unit cube");
+    command->add_option(
+        "--bounds", options->bounds,
+        "corners x0,y0,z0,x1,y1,z1; without them the document's modelBounds, or the unit cube");
     command->callback([&work = program.work, options] { work = [options] { return sample(*options); }; });
 }
 

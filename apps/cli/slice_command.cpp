@@ -40,7 +40,8 @@ zrkmodel::ValueRange parseRange(const std::string& text)
 int slice(const SliceOptions& options)
 {
     if (!options.file.ends_with(".png")) {
-        throw hostError(HostError::kBadInput, "-o", fmt::format("found \"{}\", expected a file name ending in .png", options.file),
+        throw hostError(HostError::kBadInput, "-o",
+                        fmt::format("found \"{}\", expected a file name ending in .png", options.file),
                         "slices are written as PNG; `zrk sample` writes volumes");
     }
     zrkmodel::SliceStyle style;
@@ -50,7 +51,7 @@ int slice(const SliceOptions& options)
     const Job job(options);
     const int axis = options.axis[0] - 'x';
     const zrkmodel::SlicePlane plane(job.document.samplingBounds(), axis, options.at, options.size);
-    std::optional<std::vector<double>> values;
+    std::optional<zrkmodel::FieldValues> values;
     {
         ProgressBar bar("sampling", options.quiet);
         values = zrkmodel::sampleField(job.output.field, plane, &bar, options.threads);
@@ -62,14 +63,14 @@ int slice(const SliceOptions& options)
         style.contour = job.output.surfaceLevel;
         style.insideAbove = job.output.isDensity;
     }
-    const zrkmodel::SliceGrid grid{plane.width(), plane.height(), static_cast<int>(job.output.tag.components), *values};
+    const zrkmodel::SliceGrid grid{plane.width(), plane.height(), static_cast<int>(job.output.tag.components),
+                                   *values};
     const zrkmodel::SlicePicture slice = zrkmodel::drawSlice(grid, style);
     zrkmodel::writePng(options.file, slice.picture);
     if (!options.quiet) {
         fmt::print(stderr, "{}: {} x {} pixels, {} = {:g}, colours from {:.4g} to {:.4g}{}\n", options.file,
                    plane.width(), plane.height(), options.axis, plane.coordinate(), slice.range.low,
-                   slice.range.high,
-                   style.contour ? fmt::format(", dark line at {:g}", *style.contour) : "");
+                   slice.range.high, style.contour ? fmt::format(", dark line at {:g}", *style.contour) : "");
     }
     return 0;
 }
@@ -84,7 +85,8 @@ void addSliceCommand(const Program& program)
     command->add_option("-o,--output", options->file, "picture to write, .png")->required();
     command->add_option("--axis", options->axis, "axis that the slice is across: x, y or z (default)")
         ->check(CLI::IsMember({"x", "y", "z"}));
-    command->add_option("--at", options->at, "place along the axis, 0..1 (default 0.5)")->check(CLI::Range(0.0, 1.0));
+    command->add_option("--at", options->at, "place along the axis, 0..1 (default 0.5)")
+        ->check(CLI::Range(0.0, 1.0));
     command->add_option("--size", options->size, "pixels along the longer side (default 512)")
         ->check(CLI::Range(16, 16384));
     command->add_option("--range", options->range, "values LO,HI at the ends of the colours");

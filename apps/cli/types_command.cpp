@@ -143,9 +143,9 @@ void printDetails(const ComponentEntry& entry)
 
 void printTable()
 {
-    fmt::print("{:<27}{:<27}{:<38}{}\n", "class", "type", "uuid", "signature");
+    fmt::print("{:<29}{:<27}{:<38}{}\n", "class", "type", "uuid", "signature");
     for (const ComponentEntry& entry : zrkmodel::allComponents()) {
-        fmt::print("{:<27}{:<27}{:<38}{} -> {}{}\n", entry.className, entry.typeName, entry.uuid,
+        fmt::print("{:<29}{:<27}{:<38}{} -> {}{}\n", entry.className, entry.typeName, entry.uuid,
                    tagList(entry.inputs), tagList(entry.outputs),
                    entry.isBuilt() ? "" : "  (not in this version)");
     }
@@ -165,7 +165,7 @@ int listTypes(const TypesOptions& options)
         fmt::print("{}\n", all.dump(2));
         return 0;
     }
-    const ComponentEntry& entry = zrkmodel::findComponent("zrk types", options.name, "");
+    const ComponentEntry& entry = zrkmodel::findComponent("types", options.name, "");
     if (options.json) {
         fmt::print("{}\n", detailsJson(entry).dump(2));
     } else {

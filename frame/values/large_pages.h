@@ -5,6 +5,9 @@
 
 namespace zrk {
 
+/// Asks the system for large pages behind memory that nobody has touched yet.
+void wishLargePages(double* values, std::size_t count);
+
 /// Makes room for `count` values and asks the system for large pages behind those that are new:
 /// touching a large raster for the first time otherwise takes about as long as computing a
 /// cheap field. Throws std::bad_alloc or std::length_error when there is no room.

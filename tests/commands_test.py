@@ -1,0 +1,180 @@
+"""Usage, `types`, `check` and `probe`: what they print and how they end."""
+
+import json
+import unittest
+
+from zrk_program import SPHERE, TWIST, ZrkTest, graph, records, run
+
+
+class Usage(ZrkTest):
+    def test_help_and_version_answer_on_standard_output(self):
+        for arguments in (["--help"], ["--version"], *([c, "--help"] for c in
+                          ("types", "check", "probe", "sample", "slice"))):
+            answer = self.succeed(*arguments)
+            self.assertEqual(answer.err, "")
+            self.assertIn("zrk", answer.out)
+        self.assertRegex(run("--version").out, r"^zrk \d+\.\d+\.\d+\n$")
+
+    def test_wrong_usage_is_status_2_with_a_remedy(self):
+        document = self.put(graph([SPHERE], output=(1, 0)))
+        volume = self.folder / "v.npy"
+        picture = self.folder / "p.png"
+        cases = [
+            ([], ["command", "zrk --help"]),
+            (["sampel", document], ["sampel", "zrk --help"]),
+            (["probe", document, "--att", "0,0,0"], ["--att", "zrk probe --help"]),
+            (["probe"], ["DOC", "zrk probe --help"]),
+            (["probe", document], ["--at or --points"]),
+            (["probe", document, "--at", "0,0,0", "--points", "-"], ["both --at and --points"]),
+            (["probe", document, "--at", "0,0"], ["--at", '"0,0"']),
+            (["probe", document, "--at", "0,0,zero"], ["--at", '"0,0,zero"']),
+            (["probe", document, "--at", "0,0,inf"], ["--at", '"0,0,inf"']),
+            (["probe", document, "--at", "0,0,0,0"], ["--at", '"0,0,0,0"']),
+            (["probe", document, "--at", "0,0,+-1"], ["--at", '"0,0,+-1"']),
+            (["probe", document, "--at", "0,0,0", "--pin", "1"], ["--pin", "NODE:OUT"]),
+            (["probe", document, "--at", "0,0,0", "--pin", "-1:0"], ["--pin", "NODE:OUT"]),
+            (["probe", document, "--at", "0,0,0", "--pin", "1:1"], ["output 1 of node 1", "zrk check"]),
+            (["probe", document, "--at", "0,0,0", "--pin", "9:0"], ["output 0 of node 9", "zrk check"]),
+            (["probe", document, "--at", "0,0,0", "--threads", "0"], ["--threads"]),
+            (["probe", document, "--points", self.folder / "none"], ["none", "--points"]),
+            (["sample", document], ["--output"]),
+            (["sample", document, "-o", self.folder / "v.xyz"], [".xyz", ".npy, .nrrd or .vti"]),
+            (["sample", document, "-o", volume, "--dims", "2,2"], ["--dims", '"2,2"']),
+            (["sample", document, "-o", volume, "--dims", "2,2,1"], ["--dims", "from 2 to"]),
+            (["sample", document, "-o", volume, "--dims", "2,2,2.5"], ["--dims", "whole numbers"]),
+            (["sample", document, "-o", volume, "--dims", "1e10,2,2"], ["--dims", "2147483647"]),
+            (["sample", document, "-o", volume, "--dims", "2,2,2", "--resolution", "4"], ["--dims"]),
+            (["sample", document, "-o", volume, "--resolution", "0"], ["--resolution"]),
+            (["sample", document, "-o", volume, "--bounds", "0,0,0,1,1"], ["--bounds", "six"]),
+            (["slice", document, "-o", self.folder / "p.jpg"], ["p.jpg", ".png"]),
+            (["slice", document, "-o", picture, "--axis", "w"], ["--axis"]),
+            (["slice", document, "-o", picture, "--at", "2"], ["--at"]),
+            (["slice", document, "-o", picture, "--range", "1,1"], ["--range"]),
+        ]
+        for arguments, parts in cases:
+            with self.subTest(arguments=arguments[:1] + [str(a) for a in arguments[2:]]):
+                self.refused(2, *arguments, contains=parts)
+        self.assertEqual(self.files(), ["case.zrk.json"])
+
+
+class Types(ZrkTest):
+    def test_lists_all_types_in_registration_order(self):
+        listed = json.loads(self.succeed("types", "--json").out)
+        self.assertEqual(len(listed), 48)
+        self.assertEqual([listed[i]["class"] for i in (0, 6, 7, 8, 14, 20, 26, 27, 47)],
+                         ["ZRKSphereUVW", "ZRKQuantizeTransform", "ZRKTwistTransform", "ZRKBendTransform",
+                          "ZRKBinaryOperator", "ZRKSphereSDF", "ZRKGyroid", "ZRKCross", "ZRKCurveLength"])
+        self.assertEqual(len({entry["class"] for entry in listed}), 48)
+        twice = [name for name in {e["type"] for e in listed}
+                 if sum(e["type"] == name for e in listed) == 2]
+        self.assertEqual(sorted(twice), ["2DImageExtrude", "Invert"])
+        shared = [e["class"] for e in listed if e["uuid"] == "031925FC-C101-4C3E-A80D-0D0F3AB4E05E"]
+        self.assertEqual(shared, ["ZRKNormalizeVec3", "ZRKColorFromVec3"])
+        tags = {"None", "Any", "Scalar", "Vector3d", "Color"}
+        for entry in listed:
+            self.assertLessEqual({*entry["signature"]["inputs"], *entry["signature"]["outputs"]}, tags)
+        apply = next(e for e in listed if e["class"] == "ZRKApplyTransform")
+        self.assertEqual(apply["signature"], {"inputs": ["Vector3d", "Any"], "outputs": ["Vector3d"]})
+
+    def test_table_and_json_tell_the_same(self):
+        lines = self.succeed("types").out.splitlines()[1:]
+        listed = json.loads(run("types", "--json").out)
+        self.assertEqual(len(lines), len(listed))
+        for line, entry in zip(lines, listed):
+            # Two blanks between columns: type names hold single ones.
+            columns = [column.strip() for column in line.split("  ") if column.strip()]
+            self.assertEqual(columns[:3], [entry["class"], entry["type"], entry["uuid"]])
+
+    def test_describes_a_type_by_class_and_by_name(self):
+        by_name = json.loads(self.succeed("types", "--json", "BoxSDF").out)
+        self.assertEqual(by_name, json.loads(self.succeed("types", "--json", "ZRKBoxSDF").out))
+        self.assertEqual(by_name["inputs"], [{"name": "coords", "tag": "Vector3d",
+                                              "option": "Coordinates", "default": None}])
+        self.assertEqual(by_name["outputs"], [{"name": "sdf", "tag": "Scalar"}])
+        self.assertEqual([(p["name"], p["default"]) for p in by_name["properties"]],
+                         [("radius", 0), ("center", [0.5, 0.5, 0.5]), ("dimensions", [1, 1, 1]),
+                          ("wireframe", False), ("edge thickness", 0.1)])
+        text = self.succeed("types", "BoxSDF").out
+        for part in ("ZRKBoxSDF", "643A5F35-7A73-481F-8D10-DACAA3EF38AB", "coords", "sdf", '"edge thickness"'):
+            self.assertIn(part, text)
+
+    def test_refuses_names_that_mean_no_one_type(self):
+        self.refused(2, "types", "Invert", contains=["ZRKInvert", "ZRKLevelsetIsoValue", "2 types share"])
+        self.refused(2, "types", "Shpere", contains=['"SphereSDF"', "zrk types"])
+        self.refused(2, "types", "boxsdf", contains=['"BoxSDF"'])
+        self.refused(2, "types", "x" * 100_000, contains=["zrk types"])
+
+
+class Check(ZrkTest):
+    def test_lists_outputs_in_the_order_of_the_document(self):
+        path = self.put(graph([{"id": 7, "type": "BinaryOperator"}, {"id": 2, "type": "SphereSDF"},
+                               {"id": 0, "type": "TwistTransform"}, {"id": 3, "type": "BinaryOperator"}],
+                              [(2, 0, 3, 0), (2, 0, 3, 1), (0, 0, 7, 0), (2, 0, 7, 1)]))
+        answer = self.succeed("check", path)
+        self.assertEqual(answer.out, "7:0 None\n2:0 Scalar\n0:0 Vector3d\n3:0 Scalar\n")
+        self.assertEqual(answer.err, "")
+
+    def test_an_empty_graph_has_no_outputs(self):
+        self.assertEqual(self.succeed("check", self.put({"zrkGraph": 1})).out, "")
+
+
+class Probe(ZrkTest):
+    sphere_at_origin = [("0,0,0", -1), ("-1,0,0", 0), ("-.5,0,0", -0.5), ("3,4,0", 4), ("-3,-4,-0", 4),
+                        ("1e1,0,0", 9), (" 0 , 2.5 ,0", 1.5)]
+
+    def test_positions_after_at(self):
+        path = self.put(graph([SPHERE], output=(1, 0)))
+        expected = [(d, 1) for _, d in self.sphere_at_origin]
+        together = ["--at", *(p for p, _ in self.sphere_at_origin)]
+        repeated = [word for p, _ in self.sphere_at_origin for word in ("--at", p)]
+        joined = [f"--at={p}" for p, _ in self.sphere_at_origin]
+        for arguments in (together, repeated, joined):
+            self.assertEqual(records(self.succeed("probe", path, *arguments)), expected)
+        self.assertEqual(run("probe", "--at", "3,4,0", path).out, "4,1\n")
+
+    def test_positions_from_a_file_and_from_standard_input(self):
+        path = self.put(graph([SPHERE], output=(1, 0)))
+        text = "# x,y,z\n\n0,0,0\r\n   \n  # more\n\t-3 ,\t4, +0  \n0,0,2"
+        for arguments, stdin in (["--points", self.put(text, "points.txt")], b""), (["--points", "-"], text.encode()):
+            self.assertEqual(self.succeed("probe", path, *arguments, stdin=stdin).out, "-1,1\n4,1\n1,1\n")
+        self.assertEqual(self.succeed("probe", path, "--points", "-", stdin=b"# none\n").out, "")
+
+    def test_a_malformed_line_is_named_by_its_number(self):
+        path = self.put(graph([SPHERE], output=(1, 0)))
+        for line in ("1,2", "1,2,3,4", "1 2 3", "a,b,c", "nan,0,0", "0,inf,0", "0,0,-inf", "1e999,0,0",
+                     "0,0,0 # centre", "1,,2", "1,2,3,", "0x10,0,0", "\xff,0,0", "1,2,\x003"):
+            with self.subTest(line=line):
+                points = self.put(f"0,0,0\n\n# a\n{line}\n5,5,5\n", "points.txt")
+                self.refused(2, "probe", path, "--points", points, contains=["points.txt, line 4:"])
+
+    def test_records_hold_all_components_and_the_weight(self):
+        path = self.put(graph([{**TWIST, "values": {"angle": 0.0}}], output=(1, 0)))
+        self.assertEqual(self.succeed("probe", path, "--at", "0.1,-2,1e300").out,
+                         "0.10000000000000001,-2,1.0000000000000001e+300,1\n")
+
+    def test_special_values_have_plain_names(self):
+        # The distance to a sphere so far away overflows; near - far and far - far follow from it.
+        far = {"id": 1, "type": "SphereSDF", "values": {"center": [1e300, 0, 0]}}
+        difference = {"type": "BinaryOperator", "values": {"op_name": "subtract"}}
+        path = self.put(graph([far, {"id": 2, "type": "SphereSDF"}, {"id": 3, **difference}, {"id": 4, **difference}],
+                              [(2, 0, 3, 0), (1, 0, 3, 1), (1, 0, 4, 0), (1, 0, 4, 1)]))
+        for pin, expected in (("1:0", "inf,1\n"), ("3:0", "-inf,1\n"), ("4:0", "nan,1\n")):
+            self.assertEqual(self.succeed("probe", path, "--pin", pin, "--at", "0,0,0").out, expected)
+
+    def test_the_pin_is_chosen_by_option_then_document(self):
+        path = self.put(graph([TWIST, {"id": 2, "type": "SphereSDF"}], [(1, 0, 2, 0)], (2, 0)))
+        self.assertEqual(self.succeed("probe", path, "--at", "0,0,0").out, "-1,1\n")
+        self.assertEqual(self.succeed("probe", path, "--at", "0,0,0", "--pin", "1:0").out, "0,0,0,1\n")
+        without = self.put(graph([SPHERE]), "without.zrk.json")
+        self.refused(2, "probe", without, "--at", "0,0,0", contains=['without.zrk.json, "output"', "--pin NODE:OUT"])
+
+    def test_a_pin_without_a_type_is_failed_work(self):
+        path = self.put(graph([{"id": 1, "type": "BinaryOperator"}], output=(1, 0)))
+        for arguments in (["probe", path, "--at", "0,0,0"], ["sample", path, "-o", self.folder / "v.npy"],
+                          ["slice", path, "-o", self.folder / "p.png"]):
+            self.refused(1, *arguments, contains=["output 0 of node 1", "without a data type", "link inputs"])
+        self.assertEqual(self.files(), ["case.zrk.json"])
+
+
+if __name__ == "__main__":
+    unittest.main()

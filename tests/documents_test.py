@@ -1,0 +1,167 @@
+"""Malformed documents: one message with file, place and remedy, status 2, nothing written.
+Odd but readable ones: warnings, and the result that the rest of the document gives."""
+
+import json
+import unittest
+
+from zrk_program import SPHERE, TWIST, ZrkTest, graph
+
+OPERATOR = {"id": 2, "type": "BinaryOperator"}
+
+
+def chain(*links):
+    """Two transforms, 1 and 2, a sphere, 3, and the links."""
+    return graph([TWIST, {"id": 2, "type": "BendTransform"}, {"id": 3, "type": "SphereSDF"}], links)
+
+
+def node(**members):
+    return graph([{**SPHERE, **members}])
+
+
+# Name, document, what the message must tell.
+MALFORMED = [
+    ("empty file", "", ["line 1, column 1", "broken JSON"]),
+    ("not JSON", "zrkGraph: 1", ["line 1, column 1", "broken JSON"]),
+    ("comma too many", '{\n  "zrkGraph": 1,\n  "nodes": [],\n}', ["line 4, column 1", "broken JSON"]),
+    ("cut off", '{"zrkGraph": 1, "nodes": [', ["line 1, column", "broken JSON"]),
+    ("two documents", '{"zrkGraph": 1} {"zrkGraph": 1}', ["line 1, column 17", "broken JSON"]),
+    ("NUL byte", b'{"zrkGraph":\x00 1}', ["line 1, column 13", "broken JSON"]),
+    ("NUL byte in a string", b'{"zrkGraph": 1, "nodes": [{"id": 1, "type": "Sph\x00ere"}]}', ["line 1, column 49"]),
+    ("invalid UTF-8", b'{"zrkGraph": 1, "name": "\xff\xfe"}', ["line 1, column", "UTF-8"]),
+    ("UTF-16", '{"zrkGraph": 1}'.encode("utf-16"), ["broken JSON"]),
+    ("number too large", '{"zrkGraph": 1, "context": {"modelBounds": [[0, 0, 0], [1e999, 1, 1]]}}', ["line 1, column 57", "1e999"]),
+    ("nested too deep", '{"zrkGraph": 1, "x": ' + "[" * 100_000 + "]" * 100_000 + "}", ["nested 100001 deep"]),
+    ("an array", "[1, 2]", ["top level", "[1,2]", '{"zrkGraph": 1, ...}']),
+    ("no version", "{}", ['"zrkGraph"', 'add "zrkGraph": 1']),
+    ("newer version", '{"zrkGraph": 2}', ['"zrkGraph"', "version 2", "at most 1", "newer zrk"]),
+    ("older version", '{"zrkGraph": 0}', ['"zrkGraph"', "version 0", "expected 1"]),
+    ("version as text", '{"zrkGraph": "1"}', ['"zrkGraph"', '"1"', "whole number"]),
+
+    ("context no object", {"zrkGraph": 1, "context": []}, ['"context"', "expected an object"]),
+    ("bounds of two numbers", {"zrkGraph": 1, "context": {"modelBounds": [[0, 0], [1, 1]]}},
+     ['"modelBounds"', "[[x0, y0, z0], [x1, y1, z1]]"]),
+    ("local bounds as text", {"zrkGraph": 1, "context": {"modelLocalBounds": "unit"}}, ['"modelLocalBounds"', '"unit"']),
+    ("matrix of 15", {"zrkGraph": 1, "context": {"modelTransform": [0] * 15}}, ['"modelTransform"', "16 numbers"]),
+    ("resources no array", {"zrkGraph": 1, "resources": {}}, ['"resources"', "expected an array"]),
+    ("resource of unknown kind", {"zrkGraph": 1, "resources": [{"uuid": "a", "kind": "sound"}]},
+     ["resources[0]", '"sound"', '"geometry"']),
+
+    ("nodes no array", {"zrkGraph": 1, "nodes": {"id": 1}}, ['"nodes"', "expected an array"]),
+    ("node no object", graph([SPHERE, 7]), ["nodes[1]", "found 7", "expected an object"]),
+    ("no id", graph([{"type": "SphereSDF"}]), ["nodes[0]", '"id"', "0 to 65534"]),
+    ("negative id", node(id=-1), ["nodes[0]", '"id"', "found -1"]),
+    ("id too large", node(id=65535), ["nodes[0]", '"id"', "found 65535"]),
+    ("id far too large", node(id=2**64 + 1), ["nodes[0]", '"id"']),
+    ("fraction as id", node(id=1.5), ["nodes[0]", '"id"', "found 1.5"]),
+    ("double id", graph([SPHERE, TWIST]), ["nodes[1]", '"id"', "nodes[0] has it already"]),
+    ("no type", graph([{"id": 1}]), ["node 1", '"type"', "zrk types"]),
+    ("type no text", node(type=5), ["node 1", '"type"', "found 5"]),
+    ("unknown type", node(type="Shpere"), ["node 1", '"type"', '"Shpere"', 'did you mean "SphereSDF"']),
+    ("ambiguous type", node(type="Invert"), ["node 1", "ZRKInvert", "ZRKLevelsetIsoValue"]),
+    ("type of a later version", node(type="MeshSDF"), ["node 1", '"MeshSDF"', "this version"]),
+    ("uuid no text", node(uuid=[]), ["node 1", '"uuid"']),
+    ("unknown uuid", node(uuid="0"), ["node 1", "6E8C3D87-C1B8-4F58-A88A-E8E774076AFF"]),
+    ("uuid of another type", node(uuid="643A5F35-7A73-481F-8D10-DACAA3EF38AB"),
+     ["node 1", "ZRKSphereSDF", "ZRKBoxSDF"]),
+    ("values no object", node(values=[1]), ["node 1 (SphereSDF)", '"values"', "expected an object"]),
+    ("number as a name", graph([{**OPERATOR, "values": {"op_name": 5}}]),
+     ["node 2 (BinaryOperator)", '"op_name"', "found 5", "string"]),
+    ("text as a parameter", graph([{**OPERATOR, "values": {"strengthA": "x", "op_params": [0, "a", 0, 0]}}]),
+     ["node 2 (BinaryOperator)", '"op_params"', "number"]),
+
+    ("links no array", {**graph([SPHERE]), "links": "none"}, ['"links"', "expected an array"]),
+    ("link no object", {**graph([SPHERE]), "links": [[1, 0]]}, ["links[0]", "[1,0]", '{"from"']),
+    ("link without an end", {**graph([SPHERE]), "links": [{"from": [1, 0]}]}, ["links[0]", '"to"']),
+    ("end of one number", {**graph([SPHERE]), "links": [{"from": [1], "to": [1, 0]}]}, ["links[0]", '"from"', "[1]"]),
+    ("end of texts", {**graph([SPHERE]), "links": [{"from": ["1", 0], "to": [1, 0]}]}, ["links[0]", '"from"']),
+    ("link from a missing node", chain((9, 0, 3, 0)), ["links[0]", '"from"', "node 9", "1 to 3"]),
+    ("link to a missing node", chain((1, 0, 9, 0)), ["links[0]", '"to"', "node 9"]),
+    ("node id beyond all", chain((65536 + 1, 0, 3, 0)), ["links[0]", '"from"', "node 65537"]),
+    ("missing output", chain((1, 0, 2, 0), (2, 1, 3, 0)),
+     ["links[1]", '"from"', "output 1 of node 2 (BendTransform)", "expected output 0", "zrk types BendTransform"]),
+    ("missing input", chain((1, 0, 3, 1)), ["links[0]", '"to"', "input 1 of node 3 (SphereSDF)"]),
+    ("pin index beyond a byte", chain((1, 256, 3, 0)), ["links[0]", '"from"', "output 256"]),
+    ("second link into an input", chain((1, 0, 3, 0), (2, 0, 3, 0)),
+     ["links[1]", "second link into input 0 of node 3 (SphereSDF)", "output 0 of node 1 (TwistTransform)"]),
+    ("the same link twice", chain((1, 0, 3, 0), (1, 0, 3, 0)), ["links[1]", "second link"]),
+    ("link to itself", chain((1, 0, 1, 0)), ["links[0]", "cycle"]),
+    ("cycle", chain((1, 0, 2, 0), (2, 0, 1, 0)), ["links[1]", "node 2 (BendTransform)", "cycle"]),
+    ("tags that differ", chain((3, 0, 1, 0)), ["links[0]", "Scalar", "Vector3d"]),
+
+    ("output no pair", graph([SPHERE], output=[1]), ['"output"', "[1]"]),
+    ("output of a missing node", graph([SPHERE], output=(2, 0)), ['"output"', "node 2"]),
+    ("output in a graph without nodes", graph([], output=(2, 0)), ['"output"', "no nodes"]),
+    ("missing output pin", graph([SPHERE], output=(1, 1)), ['"output"', "output 1 of node 1 (SphereSDF)"]),
+    ("output no number", graph([SPHERE], output=("1", 0)), ['"output"']),
+]
+
+
+class MalformedDocuments(ZrkTest):
+    def test_every_fault_is_one_message(self):
+        for name, document, parts in MALFORMED:
+            with self.subTest(name):
+                path = self.put(document)
+                message = self.refused(2, "check", path, contains=["case.zrk.json", *parts])
+                self.assertIn("expected", message)
+                self.assertLess(len(message), 1000)
+
+    def test_no_command_works_on_one(self):
+        path = self.put(chain((3, 0, 1, 0)))
+        for arguments in (["probe", path, "--at", "0,0,0"], ["sample", path, "-o", self.folder / "v.npy"],
+                          ["slice", path, "-o", self.folder / "p.png"]):
+            self.refused(2, *arguments, contains=["links[0]"])
+        self.assertEqual(self.files(), ["case.zrk.json"])
+
+    def test_a_file_that_is_none(self):
+        self.refused(2, "check", self.folder / "missing.zrk.json", contains=["missing.zrk.json", "No such file"])
+        self.refused(2, "check", self.folder, contains=[self.folder.name, "folder"])
+        self.refused(2, "check", "/dev/zero", contains=["/dev/zero", "256 MiB"])
+        self.refused(2, "check", "", contains=["expected a graph document"])
+
+    def test_control_characters_of_a_document_stay_out_of_the_message(self):
+        message = self.refused(2, "check", self.put(node(type="a\x00b\nzrk: c\x1b[31m")), contains=["a?b?zrk: c?[31m"])
+        self.assertNotIn("\x1b", message)
+
+
+class Warnings(ZrkTest):
+    def check(self, document, *warnings):
+        """`check` must succeed with these warnings, each given by its parts."""
+        answer = self.succeed("check", self.put(document))
+        lines = answer.err.splitlines()
+        self.assertEqual(len(lines), len(warnings), answer.err)
+        for line, parts in zip(lines, warnings):
+            self.assertTrue(line.startswith("warning: "), line)
+            for part in ("case.zrk.json", *parts):
+                self.assertIn(part, line)
+
+    def test_values_of_the_wrong_kind_are_left_out_of_account(self):
+        document = graph([{**SPHERE, "values": {"radius": "2", "center": [1, 2]}}], output=(1, 0))
+        self.check(document, ("node 1 (SphereSDF)", '"radius"', "found string", "expected number"),
+                   ('"center"', "array of 2", "array of 3 numbers"))
+        self.assertEqual(self.succeed("probe", self.put(document), "--at", "0,0,0").out, "-1,1\n")
+        # Element by element in an array of the right length.
+        document = graph([{**SPHERE, "values": {"center": [3, None, 4]}}], output=(1, 0))
+        self.check(document, ('"center"', "null as element 1"))
+        self.assertEqual(self.succeed("probe", self.put(document), "--at", "0,0,0").out, "4,1\n")
+
+    def test_keys_and_names_that_a_type_does_not_know(self):
+        self.check(graph([{**SPHERE, "values": {"raduis": 2}}]), ("node 1 (SphereSDF)", '"raduis"'))
+        self.check(graph([{**OPERATOR, "values": {"op_name": "plus"}}]), ('"op_name"', '"plus"', '"add"'))
+        self.check(graph([{**SPHERE, "import": "part.obj"}]), ("node 1 (SphereSDF)", '"import"'))
+
+    def test_what_others_may_add_is_no_matter(self):
+        self.check({**graph([{**SPHERE, "position": [3, 4], "comment": "x"}]), "author": {"name": "a"}})
+        self.check(graph([{**SPHERE, "values": {}}], resources=[], context={}))
+        self.check(graph([{**SPHERE, "uuid": "6e8c3d87-c1b8-4f58-a88a-e8e774076aff"}]))
+        self.check(graph([{**SPHERE, "type": "ZRKSphereSDF"}]))
+        self.check("\ufeff" + json.dumps(graph([SPHERE])))
+
+    def test_other_commands_tell_them_too(self):
+        path = self.put(graph([{**SPHERE, "values": {"radius": "2"}}], output=(1, 0)))
+        answer = self.succeed("probe", path, "--at", "0,0,0")
+        self.assertEqual(answer.out, "-1,1\n")
+        self.assertIn("warning: ", answer.err)
+
+
+if __name__ == "__main__":
+    unittest.main()
