@@ -31,9 +31,9 @@ zrk::Evaluation ZRKCurveLength::getEvaluatorForPin(const Pin_ref<1>&, const ZRKC
     }
     const CurveParametrization record = shape->parametrization();
     if (useLength.value()) {
-        return zrk::positionEvaluator(LengthMeasure{record, normalize.value() ? 1 / shape->length() : 1});
+        return zrk::measureEvaluator(LengthMeasure{record, normalize.value() ? 1 / shape->length() : 1});
     }
-    return zrk::positionEvaluator(ParameterMeasure{record, normalize.value()});
+    return zrk::measureEvaluator(ParameterMeasure{record, normalize.value()});
 }
 
 } // namespace zrkmodel

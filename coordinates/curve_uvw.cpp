@@ -32,9 +32,9 @@ zrk::Evaluation ZRKCurveUVW::getEvaluatorForPin(const Pin_ref<1>&, const ZRKCont
     const CurveParametrization record = shape->parametrization();
     const double scale = normalizeLength.value() ? 1 / record.length : 1;
     if (mode.value() == Mode::extrude) {
-        return zrk::positionEvaluator(ExtrudeMeasure{record, scale});
+        return zrk::measureEvaluator(ExtrudeMeasure{record, scale});
     }
-    return zrk::positionEvaluator(WrapMeasure{record, scale});
+    return zrk::measureEvaluator(WrapMeasure{record, scale});
 }
 
 } // namespace zrkmodel

@@ -48,7 +48,7 @@ void ZRKFaceUVW::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
 zrk::Evaluation ZRKFaceUVW::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
     const auto shape = geometryAs<IParametricSurface>(face);
-    return shape ? zrk::positionEvaluator(FaceMeasure{shape->parametrization()}) : zrk::doNothing();
+    return shape ? zrk::measureEvaluator(FaceMeasure{shape->parametrization()}) : zrk::doNothing();
 }
 
 } // namespace zrkmodel

@@ -62,7 +62,7 @@ private:
 
 /// The evaluator of a measure.
 template <class Measure>
-Evaluation positionEvaluator(Measure measure)
+Evaluation measureEvaluator(Measure measure)
 {
     return Evaluator(std::make_shared<PositionKernel<Measure>>(std::move(measure)));
 }

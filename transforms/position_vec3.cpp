@@ -1,6 +1,6 @@
 #include "transforms/position_vec3.h"
 
-#include "frame/engine/position_formula.h"
+#include "frame/engine/formula.h"
 #include "frame/host/channel_names.h"
 #include "frame/host/pins.h"
 #include "frame/values/matrix4.h"

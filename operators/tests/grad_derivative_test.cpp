@@ -2,7 +2,7 @@
 
 #include "components/tests/component_checks.h"
 #include "frame/engine/field_bounds.h"
-#include "frame/engine/position_formula.h"
+#include "frame/engine/formula.h"
 #include "frame/engine/tests/literal_engine.h"
 #include "primitives/sphere_sdf.h"
 #include "transforms/affine_transform.h"

@@ -1,6 +1,6 @@
 #include "components/tests/component_checks.h"
 #include "frame/engine/field_bounds.h"
-#include "frame/engine/position_formula.h"
+#include "frame/engine/formula.h"
 #include "frame/engine/tests/literal_engine.h"
 #include "frame/values/matrix4.h"
 #include "transforms/color_from_vec3.h"
