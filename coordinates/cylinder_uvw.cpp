@@ -1,6 +1,6 @@
 #include "coordinates/cylinder_uvw.h"
 
-#include "coordinates/coordinate_pins.h"
+#include "frame/host/position_pins.h"
 #include "coordinates/cylinder_uvw_kernel.h"
 #include "frame/engine/formula.h"
 
@@ -19,7 +19,7 @@ ComponentIdentity ZRKCylinderUVW::identity()
 
 void ZRKCylinderUVW::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
 {
-    addCoordinateSystemPins(node);
+    addPositionPins(node);
 }
 
 zrk::Evaluation ZRKCylinderUVW::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const

@@ -1,6 +1,6 @@
 #include "coordinates/multipole_uvw.h"
 
-#include "coordinates/coordinate_pins.h"
+#include "frame/host/position_pins.h"
 #include "coordinates/multipole_uvw_kernel.h"
 #include "frame/engine/formula.h"
 
@@ -77,7 +77,7 @@ ComponentIdentity ZRKMultipoleUVW::identity()
 
 void ZRKMultipoleUVW::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
 {
-    addCoordinateSystemPins(node);
+    addPositionPins(node);
 }
 
 zrk::Evaluation ZRKMultipoleUVW::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const

@@ -2,7 +2,7 @@
 
 #include "frame/engine/formula.h"
 #include "transforms/bend_transform_kernel.h"
-#include "transforms/position_pins.h"
+#include "frame/host/position_pins.h"
 
 namespace zrkmodel {
 

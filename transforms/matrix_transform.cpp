@@ -1,7 +1,7 @@
 #include "transforms/matrix_transform.h"
 
 #include "frame/engine/formula.h"
-#include "transforms/position_pins.h"
+#include "frame/host/position_pins.h"
 
 namespace zrkmodel {
 

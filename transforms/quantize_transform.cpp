@@ -1,7 +1,7 @@
 #include "transforms/quantize_transform.h"
 
 #include "frame/engine/formula.h"
-#include "transforms/position_pins.h"
+#include "frame/host/position_pins.h"
 #include "transforms/quantize_transform_kernel.h"
 
 namespace zrkmodel {

@@ -5,7 +5,7 @@
 
 namespace zrkmodel {
 
-/// The pins of a warp: coordinates in, moved coordinates out.
+/// The pins of a warp or a coordinate system: positions in, moved or re-expressed positions out.
 inline void addPositionPins(const ZRKNodeBase<0, ZRKGraphObject>& node)
 {
     addCoordinatesPin(node, Tag::Vector3d, ChannelNames::pin_coords());
