@@ -26,6 +26,7 @@
 #include "primitives/plane_sdf.h"
 #include "primitives/sphere_sdf.h"
 #include "primitives/torus_sdf.h"
+#include "raster/raster_fx.h"
 #include "transforms/affine_transform.h"
 #include "transforms/apply_transform.h"
 #include "transforms/bend_transform.h"
@@ -75,7 +76,7 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKSphereUVW>(),
         built<ZRKTorusUVW>(),
         built<ZRKCylinderUVW>(),
-        planned("ZRKRasterFX", "RasterFX", "245E6576-8E77-4C71-8AC3-5D25D92F40BA", {Tag::Scalar}, {Tag::Scalar}),
+        built<ZRKRasterFX>(),
         built<ZRKVector3SplitComponents>(),
         built<ZRKRGBASplitComponents>(),
         built<ZRKQuantizeTransform>(),

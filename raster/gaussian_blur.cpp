@@ -211,12 +211,13 @@ void gaussianBlur(Volume& image, const GridBox<double>& kernelGrid, double radiu
     constexpr double kLeastExactWeight = 1e-290;
     const auto& dims = kernelGrid.region.dimensions();
     const double largest = gaussianWeight(kernelGrid, radius, dims[0] / 2, dims[1] / 2, dims[2] / 2);
+    const bool isNumber = !std::isnan(gaussianWeight(kernelGrid, radius, 0, 0, 0)); // else squares overflow
     const std::size_t workers = workerCount(threads);
     if (!isFinite(image)) {
         std::fill(image.data.begin(), image.data.end(), std::numeric_limits<double>::quiet_NaN());
     } else if (largest == 0.0) {
         std::fill(image.data.begin(), image.data.end(), 0.0);
-    } else if (!(largest > kLeastExactWeight)) {
+    } else if (!(largest > kLeastExactWeight) || !isNumber) {
         convolve(image, kernelGrid, radius, workers);
     } else if (!image.data.empty()) {
         for (int axis = 0; axis < 3; ++axis) {

@@ -208,6 +208,10 @@ TEST(GaussianBlur, AgreesWhereTheWeightsVanish)
         gaussianBlur(odd, withMiddle, radius);
         EXPECT_LT(largestDifference(odd, expected), 1e-14) << radius;
     }
+    Volume wide = image;
+    const GridBox<double> huge({-1e200, -1, -1}, {1e200, 1, 1}, 4, 4, 4); // whose squares aren't finite
+    gaussianBlur(wide, huge, 1e200);
+    EXPECT_LT(largestDifference(wide, convolved(image, gaussianKernel(huge, 1e200))), 1e-13);
 }
 
 TEST(GaussianBlur, SpreadsWhatIsNotFinite)
