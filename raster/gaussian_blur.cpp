@@ -5,6 +5,7 @@
 #include "raster/convolver.h"
 #include "raster/fourier.h"
 #include "raster/gaussian_kernel.h"
+#include "raster/volume_lines.h"
 
 #include <algorithm>
 #include <atomic>
@@ -104,86 +105,30 @@ private:
     std::vector<double> _spectrum; ///< in the transform's order
 };
 
-/// The lines of a volume along one axis. Numbered so that lines of subsequent numbers are neighbours.
-class Lines {
-public:
-    Lines(Volume& volume, int axis)
-        : _values(volume.data.data()),
-          _length(static_cast<std::size_t>(volume.dims[axis])),
-          _step(1),
-          _count(volume.data.size() / _length)
-    {
-        for (int before = 0; before < axis; ++before) {
-            _step *= static_cast<std::size_t>(volume.dims[before]);
-        }
+VolumeLines linesAlong(Volume& volume, int axis)
+{
+    std::size_t dims[3];
+    std::size_t strides[3];
+    for (int i = 0; i < 3; ++i) {
+        dims[i] = static_cast<std::size_t>(volume.dims[i]);
+        strides[i] = i == 0 ? 1 : strides[i - 1] * dims[i - 1];
     }
-
-    std::size_t length() const { return _length; }
-    std::size_t count() const { return _count; }
-
-    /// Reads the lines from `first` on, one a lane, extended at both ends; `extended` values in all. Lanes
-    /// without a line repeat the last one.
-    void read(std::size_t first, std::int32_t before, std::size_t extended, Batch* lines) const
-    {
-        const double* start[Batch::size];
-        bool areNeighbours = true;
-        for (std::size_t lane = 0; lane < Batch::size; ++lane) {
-            start[lane] = _values + offset(std::min(first + lane, _count - 1));
-            areNeighbours = areNeighbours && start[lane] == start[0] + lane;
-        }
-        const auto last = static_cast<std::ptrdiff_t>(_length) - 1;
-        for (std::size_t q = 0; q < extended; ++q) {
-            const auto node = std::clamp<std::ptrdiff_t>(static_cast<std::ptrdiff_t>(q) - before, 0, last);
-            const std::size_t at = static_cast<std::size_t>(node) * _step;
-            if (areNeighbours) {
-                lines[q] = Batch::load(start[0] + at);
-            } else {
-                alignas(64) double lanes[Batch::size];
-                for (std::size_t lane = 0; lane < Batch::size; ++lane) {
-                    lanes[lane] = start[lane][at];
-                }
-                lines[q] = Batch::loadAligned(lanes);
-            }
-        }
-    }
-
-    void write(std::size_t first, const Batch* lines) const
-    {
-        const std::size_t used = std::min(Batch::size, _count - first);
-        double* start[Batch::size];
-        for (std::size_t lane = 0; lane < used; ++lane) {
-            start[lane] = _values + offset(first + lane);
-        }
-        for (std::size_t j = 0; j < _length; ++j) {
-            alignas(64) double lanes[Batch::size];
-            lines[j].storeAligned(lanes);
-            for (std::size_t lane = 0; lane < used; ++lane) {
-                start[lane][j * _step] = lanes[lane];
-            }
-        }
-    }
-
-private:
-    double* _values;
-    std::size_t _length;
-    std::size_t _step; ///< from node to node of a line
-    std::size_t _count;
-
-    std::size_t offset(std::size_t line) const { return line / _step * (_step * _length) + line % _step; }
-};
+    return {volume.data.data(), dims, strides, axis};
+}
 
 void blurAlong(Volume& image, int axis, const LineKernel& kernel, std::size_t threads)
 {
-    const Lines lines(image, axis);
+    const VolumeLines lines = linesAlong(image, axis);
     const LineSums sums(kernel.weights, lines.length());
-    const std::size_t tiles = (lines.count() + Batch::size - 1) / Batch::size;
+    const std::size_t bundles = (lines.count() + Batch::size - 1) / Batch::size;
     std::atomic<std::size_t> next{0};
-    runTeam(std::min(threads, tiles), [&](std::size_t, std::size_t) {
-        std::vector<Batch> tile(sums.extendedLength());
-        for (std::size_t t = next++; t < tiles; t = next++) {
-            lines.read(t * Batch::size, kernel.before, tile.size(), tile.data());
-            sums.run(tile.data());
-            lines.write(t * Batch::size, tile.data());
+    runTeam(std::min(threads, bundles), [&](std::size_t, std::size_t) {
+        std::vector<Batch> bundle(sums.extendedLength());
+        for (std::size_t b = next++; b < bundles; b = next++) {
+            const std::size_t first = b * Batch::size;
+            lines.read(first, lines.bundle(first), kernel.before, bundle.size(), bundle.data());
+            sums.run(bundle.data());
+            lines.write(first, lines.bundle(first), bundle.data());
         }
     });
 }
