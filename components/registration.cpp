@@ -39,6 +39,7 @@
 #include "transforms/quantize_transform.h"
 #include "transforms/split_components.h"
 #include "transforms/twist_transform.h"
+#include "transport/image_sweep.h"
 
 namespace zrkmodel {
 
@@ -114,7 +115,7 @@ const std::vector<ComponentEntry>& allComponents()
         planned("ZRKScalarImageSampler", "ScalarImageSampler", "F47194BC-F7C9-458D-A8EF-9E38169F3A2B", {Tag::Any}, {Tag::Scalar}),
         planned("ZRKVector3ImageSampler", "Vector3ImageSampler", "78EC2DBE-A2C0-4F50-8902-0122395634FC", {Tag::Any}, {Tag::Vector3d}),
         planned("ZRKRGBAImageSampler", "RGBAImageSampler", "B9893F8A-2F45-42B1-B94B-870AE0D8ED0C", {Tag::Any}, {Tag::Color}),
-        planned("ZRKImageSweep", "ImageSweep", "FA437C86-7ABF-4B30-9085-270ADB6606B6", {}, {Tag::Scalar}),
+        built<ZRKImageSweep>(),
         planned("ZRK2DImageExtrude", "2DImageExtrude", "11CAA672-4ABD-4161-9BBB-AB3D24FD3B81", {}, {Tag::Scalar}),
         // The type name of ZRK2DImageExtrude once more.
         planned("ZRK3DImage", "2DImageExtrude", "494094F4-A6E5-4388-980F-7CEE65934F97", {}, {Tag::Scalar}),

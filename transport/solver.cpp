@@ -18,8 +18,8 @@ namespace {
 constexpr double kSigma = 85.0;        ///< dual step
 constexpr double kTau = 0.99 / kSigma; ///< primal step: the interpolation's norm is at most 1
 constexpr int kIterationsPerReport = 20;
-constexpr std::size_t kStrip = 1024;          ///< cells worked on at a time, whole batches
-constexpr std::size_t kMinSharedCells = 8192; ///< below, waiting for each other takes longer than the work
+constexpr std::size_t kStrip = 1024;           ///< cells worked on at a time, whole batches
+constexpr std::size_t kMinSharedCells = 32768; ///< below, waiting for each other takes longer than the work
 
 double sumOf(const double* values, std::size_t count) { return std::accumulate(values, values + count, 0.0); }
 
