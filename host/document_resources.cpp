@@ -3,9 +3,11 @@
 #include "host/document_values.h"
 #include "host/error.h"
 #include "host/geometry/geometry_reader.h"
+#include "host/image_resource.h"
 
 #include <fmt/core.h>
 
+#include <filesystem>
 #include <utility>
 
 namespace zrkmodel {
@@ -20,8 +22,9 @@ constexpr std::size_t kMaxGroupMembers = 1'000'000;
 /// Reads the entries of one document.
 class ResourceReader {
 public:
-    ResourceReader(const ZRKJson& entries, const std::string& file, DocumentResources& resources)
-        : _entries(entries), _file(file), _resources(resources)
+    ResourceReader(const ZRKJson& entries, const std::string& file, DocumentResources& resources,
+                   zrk::ProgressMonitor* monitor)
+        : _entries(entries), _file(file), _resources(resources), _monitor(monitor)
     {}
 
     void read()
@@ -31,12 +34,14 @@ public:
             readIdentity(i);
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
-            if (!isGroup(_entries[i])) {
+            if (!isGeometry(i)) {
+                loadImage(i);
+            } else if (!isGroup(_entries[i])) {
                 loaded(i, readGeometry(_entries[i], place(i)));
             }
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
-            if (isGroup(_entries[i])) {
+            if (isGeometry(i) && isGroup(_entries[i])) {
                 readGroups(i);
             }
         }
@@ -52,7 +57,8 @@ private:
     const ZRKJson& _entries;
     const std::string& _file;
     DocumentResources& _resources;
-    std::vector<std::shared_ptr<DocumentGeometry>> _geometries;
+    zrk::ProgressMonitor* _monitor;
+    std::vector<std::shared_ptr<DocumentGeometry>> _geometries; ///< null for images
     std::vector<bool> _isOpen;
     std::size_t _memberCount = 0;
 
@@ -80,11 +86,6 @@ private:
             refuse(place(i, "kind"), "found " + kind + ", expected \"image2d\", \"image3d\" or \"geometry\"",
                    "write one of these kinds");
         }
-        if (kind != "\"geometry\"") {
-            refuse(place(i, "kind"),
-                   "found " + kind + ", which this version can't load yet, expected \"geometry\"",
-                   "remove the resource; no component of this version uses one");
-        }
         const auto member = entry.find("uuid");
         const ZRKuuid uuid(member != entry.end() && member->is_string() ? member->get<std::string>()
                                                                         : std::string());
@@ -104,6 +105,21 @@ private:
         _resources._entries.push_back(std::make_shared<ZRKResourceEntry>(uuid));
         _geometries.emplace_back();
         _isOpen.push_back(false);
+    }
+
+    bool isGeometry(std::size_t i) const { return _entries[i]["kind"] == "geometry"; }
+
+    void loadImage(std::size_t i)
+    {
+        const std::filesystem::path folder = std::filesystem::path(_file).parent_path();
+        std::shared_ptr<ZRKSerializableObject> image;
+        if (_entries[i]["kind"] == "image2d") {
+            image = readImage2d(_entries[i], folder, place(i));
+        } else {
+            image = readImage3d(_entries[i], folder, place(i), _monitor);
+        }
+        image->setUuid(_resources._entries[i]->uuid());
+        _resources._entries[i]->resolve(std::move(image));
     }
 
     void loaded(std::size_t i, std::shared_ptr<DocumentGeometry> geometry)
@@ -160,7 +176,7 @@ private:
         for (const ZRKJson& member : *members) {
             const ZRKuuid uuid(member.is_string() ? member.get<std::string>() : std::string());
             const auto index = _resources._index.find(uuid);
-            if (index == _resources._index.end()) {
+            if (index == _resources._index.end() || !isGeometry(index->second)) {
                 refuse(
                     place(i, "members"),
                     fmt::format("found {}, expected the uuid of a geometry of this document", shown(member)),
@@ -198,10 +214,11 @@ private:
     }
 };
 
-std::shared_ptr<DocumentResources> DocumentResources::load(const ZRKJson& entries, const std::string& file)
+std::shared_ptr<DocumentResources> DocumentResources::load(const ZRKJson& entries, const std::string& file,
+                                                           zrk::ProgressMonitor* monitor)
 {
     auto resources = std::make_shared<DocumentResources>();
-    ResourceReader(entries, file, *resources).read();
+    ResourceReader(entries, file, *resources, monitor).read();
     return resources;
 }
 

@@ -9,6 +9,10 @@
 #include <unordered_map>
 #include <vector>
 
+namespace zrk {
+class ProgressMonitor;
+}
+
 namespace zrkmodel {
 
 /// The resources of one document, found by uuid. Used on one thread; the objects themselves are
@@ -18,8 +22,10 @@ public:
     /// Loads the entries of a document's "resources". Whole or not at all: throws HostError with status
     /// kBadInput, and a message that names the entry and the key.
     ///
-    /// @param file  for messages.
-    static std::shared_ptr<DocumentResources> load(const ZRKJson& entries, const std::string& file);
+    /// @param file     the document's, for messages; paths start from its folder.
+    /// @param monitor  may be null; throws HostError with status kInterrupted when it interrupts.
+    static std::shared_ptr<DocumentResources> load(const ZRKJson& entries, const std::string& file,
+                                                   zrk::ProgressMonitor* monitor = nullptr);
 
     /// Nil for a uuid that no entry has.
     ZRKResourceHandle find(const ZRKuuid& uuid) override;

@@ -96,16 +96,17 @@ ZRKJson linkJson(Pin_handle from, Pin_handle to)
 
 } // namespace
 
-GraphDocument GraphDocument::load(const std::string& path, DocumentWarnings& warnings)
+GraphDocument GraphDocument::load(const std::string& path, DocumentWarnings& warnings, zrk::ProgressMonitor* monitor)
 {
-    return parse(readFile(path), path, warnings);
+    return parse(readFile(path), path, warnings, monitor);
 }
 
-GraphDocument GraphDocument::parse(const std::string& text, const std::string& name, DocumentWarnings& warnings)
+GraphDocument GraphDocument::parse(const std::string& text, const std::string& name, DocumentWarnings& warnings,
+                                   zrk::ProgressMonitor* monitor)
 {
     GraphDocument document;
     document._name = name;
-    DocumentReader(document, name, warnings).read(text);
+    DocumentReader(document, name, warnings, monitor).read(text);
     return document;
 }
 

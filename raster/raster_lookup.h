@@ -4,11 +4,16 @@
 #include "frame/values/raster.h"
 #include "frame/values/tensor.h"
 
+#include <concepts>
 #include <cstddef>
 #include <memory>
 #include <utility>
 
 namespace zrk {
+
+/// The value types that pixels can be looked up in.
+template <class V>
+concept LooksUp = std::same_as<V, double> || std::same_as<V, Batch>;
 
 /// What stands beyond the last pixel: the nearest pixel, or the raster once more.
 enum class Border { Clamp, Wrap };
@@ -89,7 +94,7 @@ public:
         _data = _raster->data.data();
     }
 
-    template <class V>
+    template <LooksUp V>
     Tensor<C, V> operator()(const Tensor<D, V>& coordinates) const
     {
         AxisTaps<V> taps[D];

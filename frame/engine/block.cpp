@@ -15,12 +15,19 @@ struct alignas(64) ConstantRow {
 
 } // namespace
 
+struct RowPool::Chunk {
+    alignas(64) double samples[kRowsAChunk][kRowLength] = {};
+    Row rows[kRowsAChunk];
+};
+
 void RowPool::grow()
 {
     // Value-initialised: a vector that reaches beyond the last sample reads defined numbers.
-    _chunks.push_back(std::make_unique<Row[]>(kRowsAChunk));
+    _chunks.emplace_back(new Chunk(), [](Chunk* chunk) { delete chunk; });
+    Chunk& chunk = *_chunks.back();
     for (std::size_t i = kRowsAChunk; i-- > 0;) {
-        _free.push_back(&_chunks.back()[i]);
+        chunk.rows[i] = {chunk.samples[i], 0};
+        _free.push_back(&chunk.rows[i]);
     }
 }
 

@@ -20,9 +20,9 @@ inline constexpr std::size_t kMaxRecord = 32;
 
 /// One component of one pin over a block. Rows are shared: a node that forwards its
 /// input holds the input's row. `users` counts the holders; only the owning context,
-/// and so one thread, touches it.
-struct alignas(64) Row {
-    double samples[kRowLength];
+/// and so one thread, touches it. The counts lie together, apart from the samples.
+struct Row {
+    double* samples;
     std::int32_t users;
 };
 
@@ -49,7 +49,8 @@ public:
     }
 
 private:
-    std::vector<std::unique_ptr<Row[]>> _chunks;
+    struct Chunk;
+    std::vector<std::unique_ptr<Chunk, void (*)(Chunk*)>> _chunks;
     std::vector<Row*> _free;
 
     void grow();
@@ -76,9 +77,9 @@ public:
     static const double* oneRow();
 
 private:
-    std::array<Row*, kMaxRecord - 1> _rows{};
-    Row* _weight = nullptr;
     std::size_t _componentCount = 0;
+    Row* _weight = nullptr;
+    std::array<Row*, kMaxRecord - 1> _rows{};
 
     friend class BlockEngine;
     friend class BlockRun;
