@@ -120,7 +120,6 @@ std::array<double, 3> coordinatesOf(std::string_view text)
     for (std::size_t i = 0; i < 3; ++i) {
         skipBlanks(text);
         if (!takeShortNumber(text, coordinates[i]) && !takeNumber(text, coordinates[i])) {
-            coordinates[i] = 0; // from_chars may have left something
             extract(text, &coordinates[i], 3 - i);
             break;
         }
