@@ -8,6 +8,7 @@
 #include "coordinates/sphere_uvw.h"
 #include "coordinates/torus_uvw.h"
 #include "frame/host/component.h"
+#include "mesh/beam_sdf.h"
 #include "operators/binary_operator.h"
 #include "operators/falloff.h"
 #include "operators/geometry_blend.h"
@@ -120,7 +121,7 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKAffineTransform>(),
         built<ZRKApplyTransform>(),
         // 35 characters, the first group one short: kept as documents have it.
-        planned("ZRKBeamSDF", "BeamSDF", "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", {Tag::Vector3d}, {Tag::Scalar}),
+        built<ZRKBeamSDF>(),
         built<ZRKVector3CombineComponents>(),
         built<ZRKRGBACombineComponents>(),
         built<ZRKCurveLength>(),

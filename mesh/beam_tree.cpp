@@ -1,0 +1,188 @@
+#include "mesh/beam_tree.h"
+
+#include "frame/values/batch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace zrk {
+
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kFar = std::numeric_limits<double>::max();
+
+/// Relative error, with room to spare, of a capsule's distance against the size of all that goes into it.
+constexpr double kRounding = 1e-14;
+
+/// Deepest tree over 2^31 beams, and seven boxes left over at each level of it.
+constexpr std::size_t kStackSize = 11 * BeamTree::kWidth;
+
+double squared(double x) { return x * x; }
+
+/// Whether the beam has distances at all. Without a length, or with ends that aren't numbers, they all are
+/// NaN.
+bool hasDistances(const Capsule<double>& beam)
+{
+    return beam.length > 0.0 && !std::isnan(beam.direction[0]) && !std::isnan(beam.direction[1]) &&
+           !std::isnan(beam.direction[2]);
+}
+
+} // namespace
+
+BeamTree::Boxes::Boxes()
+{
+    std::fill_n(&min[0][0], 3 * kWidth, kInfinity);
+    std::fill_n(&max[0][0], 3 * kWidth, -kInfinity);
+}
+
+BeamTree::BeamTree(std::span<const Capsule<double>> beams, double radius) : _radius(radius)
+{
+    addGroups(beams);
+    addLevels();
+}
+
+/// Fills the groups and the boxes around them.
+void BeamTree::addGroups(std::span<const Capsule<double>> beams)
+{
+    std::vector<Boxes> boxes;
+    std::size_t count = 0;
+    for (const Capsule<double>& beam : beams) {
+        if (!hasDistances(beam)) {
+            continue;
+        }
+        // A length beyond all doubles leaves no direction: such a beam is a ball around its start.
+        const Tensor<3, double> end =
+            beam.length == kInfinity ? beam.start : beam.start + beam.length * beam.direction;
+        const std::size_t lane = count % kWidth;
+        const std::size_t group = count / kWidth;
+        ++count;
+        if (lane == 0) {
+            _groups.emplace_back();
+            std::fill_n(&_groups.back().start[0][0], sizeof(Group) / sizeof(double), std::nan(""));
+        }
+        if (group == kWidth * boxes.size()) {
+            boxes.emplace_back();
+        }
+        _groups[group].length[lane] = beam.length;
+        Boxes& block = boxes[group / kWidth];
+        const std::size_t box = group % kWidth;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            _groups[group].start[axis][lane] = beam.start[axis];
+            _groups[group].direction[axis][lane] = beam.direction[axis];
+            const auto [low, high] = std::minmax(beam.start[axis], end[axis]);
+            block.min[axis][box] = std::min(block.min[axis][box], low);
+            block.max[axis][box] = std::max(block.max[axis][box], high);
+            _size = std::max({_size, std::abs(low), std::abs(high)});
+        }
+    }
+    _levels.push_back(std::move(boxes));
+}
+
+/// Boxes around the blocks of the topmost level, until that is one block.
+void BeamTree::addLevels()
+{
+    while (_levels.back().size() > 1) {
+        const std::vector<Boxes>& below = _levels.back();
+        std::vector<Boxes> boxes((below.size() + kWidth - 1) / kWidth);
+        for (std::size_t i = 0; i < below.size(); ++i) {
+            Boxes& block = boxes[i / kWidth];
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                for (std::size_t k = 0; k < kWidth; ++k) {
+                    double& low = block.min[axis][i % kWidth];
+                    double& high = block.max[axis][i % kWidth];
+                    low = std::min(low, below[i].min[axis][k]);
+                    high = std::max(high, below[i].max[axis][k]);
+                }
+            }
+        }
+        _levels.push_back(std::move(boxes));
+    }
+}
+
+double BeamTree::groupDistance(std::size_t group, const Tensor<3, double>& p) const
+{
+    const Group& beams = _groups[group];
+    const Tensor<3, Batch> at{p[0], p[1], p[2]};
+    double nearest = kFar;
+    for (std::size_t k = 0; k < kWidth; k += Batch::size) {
+        Capsule<Batch> capsule;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            capsule.start[axis] = Batch::loadAligned(beams.start[axis] + k);
+            capsule.direction[axis] = Batch::loadAligned(beams.direction[axis] + k);
+        }
+        capsule.length = Batch::loadAligned(beams.length + k);
+        capsule.radius = _radius;
+        alignas(64) double distances[Batch::size];
+        capsule.distance(at).storeAligned(distances);
+        for (const double d : distances) {
+            nearest = d < nearest ? d : nearest;
+        }
+    }
+    return nearest;
+}
+
+/// Puts the boxes of a block that are near enough on the stack, the nearest on top.
+BeamTree::Entry* BeamTree::pushNear(Entry* top, std::size_t level, std::size_t block,
+                                    const Tensor<3, double>& p, double squaredLimit) const
+{
+    const Boxes& boxes = _levels[level][block];
+    alignas(64) double squares[kWidth];
+    for (std::size_t k = 0; k < kWidth; k += Batch::size) {
+        Batch sum = 0.0;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const Batch below = Batch::loadAligned(boxes.min[axis] + k) - p[axis];
+            const Batch above = p[axis] - Batch::loadAligned(boxes.max[axis] + k);
+            const Batch outside = maximum(maximum(below, above), 0.0);
+            sum += outside * outside;
+        }
+        sum.storeAligned(squares + k);
+    }
+    Entry* const first = top;
+    for (std::size_t k = 0; k < kWidth; ++k) {
+        if (squares[k] < squaredLimit) {
+            Entry* place = top++;
+            for (; place != first && (place - 1)->squaredDistance < squares[k]; --place) {
+                *place = *(place - 1);
+            }
+            *place = {squares[k], kWidth * block + k, level};
+        }
+    }
+    return top;
+}
+
+double BeamTree::distance(const Tensor<3, double>& p, std::size_t& hint) const
+{
+    const double sizeOfP = std::abs(p[0]) + std::abs(p[1]) + std::abs(p[2]);
+    if (_groups.empty() || !std::isfinite(sizeOfP)) {
+        return kFar;
+    }
+    hint = hint < _groups.size() ? hint : 0;
+    double nearest = groupDistance(hint, p);
+    // A box farther than this holds no beam whose rounded distance is less than `nearest`.
+    const double reach = _radius + kRounding * (sizeOfP + _size + std::abs(_radius));
+    double squaredLimit = squared(nearest + reach);
+
+    Entry stack[kStackSize];
+    Entry* top = pushNear(stack, _levels.size() - 1, 0, p, squaredLimit);
+    while (top != stack) {
+        const Entry entry = *--top;
+        if (!(entry.squaredDistance < squaredLimit)) {
+            continue;
+        }
+        if (entry.level > 0) {
+            top = pushNear(top, entry.level - 1, entry.index, p, squaredLimit);
+            continue;
+        }
+        const double d = groupDistance(entry.index, p);
+        if (d < nearest) {
+            nearest = d;
+            hint = entry.index;
+            squaredLimit = squared(nearest + reach);
+        }
+    }
+    return nearest;
+}
+
+} // namespace zrk
