@@ -19,8 +19,8 @@ namespace zrk {
 /// smallest of all beams' distances.
 class BeamGrid {
 public:
-    /// Nothing for a grid that rounding could spoil: with spacings that aren't positive, or one that
-    /// lies too far from the origin.
+    /// Nothing for a grid that rounding could spoil: with spacings that aren't positive or whose squares
+    /// could leave the range of doubles, or one that lies too far from the origin.
     static std::optional<BeamGrid> over(const LatticeGrid& grid, double radius)
     {
         BeamGrid beams(grid, radius);
@@ -28,8 +28,8 @@ public:
         for (std::size_t axis = 0; axis < 3; ++axis) {
             const double lower = grid.origin[axis];
             const double upper = grid.coordinate<double>(axis, grid.cells);
-            const bool isGood = least > 0.0 && grid.spacing[axis] > 0.0 && std::abs(lower) < kReach * least &&
-                                std::abs(upper) < kReach * least;
+            const bool isGood = least > 1e-100 && grid.spacing[axis] < 1e100 &&
+                                std::abs(lower) < kReach * least && std::abs(upper) < kReach * least;
             if (!isGood) {
                 return {};
             }

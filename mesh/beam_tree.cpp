@@ -16,6 +16,9 @@ constexpr double kFar = std::numeric_limits<double>::max();
 /// Relative error, with room to spare, of a capsule's distance against the size of all that goes into it.
 constexpr double kRounding = 1e-14;
 
+/// Below this, squares lose digits.
+constexpr double kLeastSize = 1e-150;
+
 /// Deepest tree over 2^31 beams, and seven boxes left over at each level of it.
 constexpr std::size_t kStackSize = 11 * BeamTree::kWidth;
 
@@ -161,7 +164,7 @@ double BeamTree::distance(const Tensor<3, double>& p, std::size_t& hint) const
     hint = hint < _groups.size() ? hint : 0;
     double nearest = groupDistance(hint, p);
     // A box farther than this holds no beam whose rounded distance is less than `nearest`.
-    const double reach = _radius + kRounding * (sizeOfP + _size + std::abs(_radius));
+    const double reach = _radius + kRounding * (sizeOfP + _size + std::abs(_radius)) + kLeastSize;
     double squaredLimit = squared(nearest + reach);
 
     Entry stack[kStackSize];
