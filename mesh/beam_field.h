@@ -20,7 +20,7 @@ namespace zrk {
 /// Immutable; safe to ask from many threads at once.
 class BeamField {
 public:
-    /// @param beams  of one radius, in an order that keeps neighbours together.
+    /// @param beams  of one radius.
     /// @param grid   when the beams are those of a grid, it; else null.
     BeamField(std::span<const Capsule<double>> beams, const LatticeGrid* grid);
 

@@ -128,8 +128,8 @@ void BeamCacheData::makeField(const LatticeGrid* grid)
 {
     std::vector<Capsule<double>> beams;
     beams.reserve(edges.size() / 2);
-    for (const std::int32_t index : bvh->sortedPrimitives()) {
-        beams.push_back(beam(index));
+    for (std::int32_t i = 0; i < beamCount(); ++i) {
+        beams.push_back(beam(i));
     }
     field = std::make_shared<BeamField>(beams, grid);
 }

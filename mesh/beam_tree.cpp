@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace zrk {
 
@@ -42,39 +43,74 @@ BeamTree::Boxes::Boxes()
 
 BeamTree::BeamTree(std::span<const Capsule<double>> beams, double radius) : _radius(radius)
 {
-    addGroups(beams);
+    std::vector<Beam> usable;
+    usable.reserve(beams.size());
+    for (const Capsule<double>& beam : beams) {
+        if (hasDistances(beam)) {
+            // A length beyond all doubles leaves no direction: such a beam is a ball around its start.
+            usable.push_back(
+                {beam, beam.length == kInfinity ? beam.start : beam.start + beam.length * beam.direction});
+        }
+    }
+    bringNeighboursTogether(usable);
+    addGroups(usable);
     addLevels();
 }
 
-/// Fills the groups and the boxes around them.
-void BeamTree::addGroups(std::span<const Capsule<double>> beams)
+/// Splits the beams along the longest side of the box around their middles, so that the first half fills
+/// whole blocks of the tree, and each half again.
+void BeamTree::bringNeighboursTogether(std::span<Beam> beams)
 {
-    std::vector<Boxes> boxes;
-    std::size_t count = 0;
-    for (const Capsule<double>& beam : beams) {
-        if (!hasDistances(beam)) {
-            continue;
+    if (beams.size() <= kWidth) {
+        return;
+    }
+    std::size_t block = kWidth;
+    while (block * kWidth < beams.size()) {
+        block *= kWidth;
+    }
+    std::size_t longest = 0;
+    double longestSide = -1.0;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        double low = kInfinity;
+        double high = -kInfinity;
+        for (const Beam& beam : beams) {
+            const double middle = beam.capsule.start[axis] + beam.end[axis];
+            low = std::min(low, middle);
+            high = std::max(high, middle);
         }
-        // A length beyond all doubles leaves no direction: such a beam is a ball around its start.
-        const Tensor<3, double> end =
-            beam.length == kInfinity ? beam.start : beam.start + beam.length * beam.direction;
-        const std::size_t lane = count % kWidth;
-        const std::size_t group = count / kWidth;
-        ++count;
-        if (lane == 0) {
-            _groups.emplace_back();
-            std::fill_n(&_groups.back().start[0][0], sizeof(Group) / sizeof(double), std::nan(""));
+        if (high - low > longestSide) {
+            longestSide = high - low;
+            longest = axis;
         }
-        if (group == kWidth * boxes.size()) {
-            boxes.emplace_back();
-        }
-        _groups[group].length[lane] = beam.length;
-        Boxes& block = boxes[group / kWidth];
-        const std::size_t box = group % kWidth;
+    }
+    const std::size_t blockCount = (beams.size() + block - 1) / block;
+    const std::size_t half = (blockCount + 1) / 2 * block;
+    std::nth_element(beams.begin(), beams.begin() + static_cast<std::ptrdiff_t>(half), beams.end(),
+                     [longest](const Beam& a, const Beam& b) {
+                         return a.capsule.start[longest] + a.end[longest] <
+                                b.capsule.start[longest] + b.end[longest];
+                     });
+    bringNeighboursTogether(beams.first(half));
+    bringNeighboursTogether(beams.subspan(half));
+}
+
+/// Fills the groups and the boxes around them.
+void BeamTree::addGroups(std::span<const Beam> beams)
+{
+    _groups.resize((beams.size() + kWidth - 1) / kWidth);
+    std::vector<Boxes> boxes((_groups.size() + kWidth - 1) / kWidth);
+    for (std::size_t i = 0; i < kWidth * _groups.size(); ++i) {
+        // The last group is filled up with its last beam.
+        const auto& [capsule, end] = beams[std::min(i, beams.size() - 1)];
+        Group& group = _groups[i / kWidth];
+        Boxes& block = boxes[i / kWidth / kWidth];
+        const std::size_t lane = i % kWidth;
+        const std::size_t box = i / kWidth % kWidth;
+        group.length[lane] = capsule.length;
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            _groups[group].start[axis][lane] = beam.start[axis];
-            _groups[group].direction[axis][lane] = beam.direction[axis];
-            const auto [low, high] = std::minmax(beam.start[axis], end[axis]);
+            group.start[axis][lane] = capsule.start[axis];
+            group.direction[axis][lane] = capsule.direction[axis];
+            const auto [low, high] = std::minmax(capsule.start[axis], end[axis]);
             block.min[axis][box] = std::min(block.min[axis][box], low);
             block.max[axis][box] = std::max(block.max[axis][box], high);
             _size = std::max({_size, std::abs(low), std::abs(high)});

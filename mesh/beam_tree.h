@@ -9,11 +9,9 @@
 
 namespace zrk {
 
-/// Search tree over beams of one radius: groups of eight beams, boxes around the groups, boxes around eight
-/// boxes and so on, so that a step looks at eight of them with vector instructions.
-///
-/// The groups are consecutive beams of the order given, which therefore should keep neighbours together.
-/// There are no links: child k of block i is at 8 i + k of the level below.
+/// Search tree over beams of one radius: groups of eight neighbouring beams, boxes around the groups, boxes
+/// around eight boxes and so on, so that a step looks at eight of them with vector instructions. There are no
+/// links: child k of block i is at 8 i + k of the level below.
 ///
 /// Read-only once built; safe to ask from many threads at once.
 class BeamTree {
@@ -43,6 +41,10 @@ private:
 
         Boxes();
     };
+    struct Beam {
+        Capsule<double> capsule;
+        Tensor<3, double> end;
+    };
     struct Entry {
         double squaredDistance;
         std::size_t index; ///< a group, or a block of the level below
@@ -54,7 +56,8 @@ private:
     double _radius;
     double _size = 0.0; ///< largest coordinate, for the error of rounding
 
-    void addGroups(std::span<const Capsule<double>> beams);
+    static void bringNeighboursTogether(std::span<Beam> beams);
+    void addGroups(std::span<const Beam> beams);
     void addLevels();
     double groupDistance(std::size_t group, const Tensor<3, double>& p) const;
     Entry* pushNear(Entry* top, std::size_t level, std::size_t block, const Tensor<3, double>& p,
