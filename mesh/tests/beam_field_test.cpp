@@ -94,11 +94,13 @@ std::vector<Vector> pointsAround(const BeamCacheData& lattice, std::mt19937& gen
         Vector far;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             p[axis] = beam.start[axis] + along * beam.direction[axis] + off * (share(generator) - 0.5);
-            far[axis] = box.min[axis] +
-                        (box.max[axis] - box.min[axis]) * pick({1.0, 1.0, 30.0, 1e5}) * share(generator);
+            far[axis] = box.min[axis] + (box.max[axis] - box.min[axis]) * pick({1.0, 1.0, 30.0, 1e5, 1e11}) *
+                                            share(generator);
         }
         points.push_back(p);
         points.push_back(far);
+        p[generator() % 3] = far[0];
+        points.push_back(p);
     }
     return points;
 }
