@@ -27,6 +27,9 @@
 #include "primitives/plane_sdf.h"
 #include "primitives/sphere_sdf.h"
 #include "primitives/torus_sdf.h"
+#include "raster/image_extrude.h"
+#include "raster/image_sampler.h"
+#include "raster/image_stack.h"
 #include "transforms/affine_transform.h"
 #include "transforms/apply_transform.h"
 #include "transforms/bend_transform.h"
@@ -111,13 +114,13 @@ const std::vector<ComponentEntry>& allComponents()
         // The type name of ZRKInvert once more.
         built<ZRKLevelsetIsoValue>(),
         built<ZRKGeometryBlend>(),
-        planned("ZRKScalarImageSampler", "ScalarImageSampler", "F47194BC-F7C9-458D-A8EF-9E38169F3A2B", {Tag::Any}, {Tag::Scalar}),
-        planned("ZRKVector3ImageSampler", "Vector3ImageSampler", "78EC2DBE-A2C0-4F50-8902-0122395634FC", {Tag::Any}, {Tag::Vector3d}),
-        planned("ZRKRGBAImageSampler", "RGBAImageSampler", "B9893F8A-2F45-42B1-B94B-870AE0D8ED0C", {Tag::Any}, {Tag::Color}),
+        built<ZRKScalarImageSampler>(),
+        built<ZRKVector3ImageSampler>(),
+        built<ZRKRGBAImageSampler>(),
         planned("ZRKImageSweep", "ImageSweep", "FA437C86-7ABF-4B30-9085-270ADB6606B6", {}, {Tag::Scalar}),
-        planned("ZRK2DImageExtrude", "2DImageExtrude", "11CAA672-4ABD-4161-9BBB-AB3D24FD3B81", {}, {Tag::Scalar}),
+        built<ZRK2DImageExtrude>(),
         // The type name of ZRK2DImageExtrude once more.
-        planned("ZRK3DImage", "2DImageExtrude", "494094F4-A6E5-4388-980F-7CEE65934F97", {}, {Tag::Scalar}),
+        built<ZRK3DImage>(),
         built<ZRKAffineTransform>(),
         built<ZRKApplyTransform>(),
         // 35 characters, the first group one short: kept as documents have it.
