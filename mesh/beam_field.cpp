@@ -1,10 +1,5 @@
 #include "mesh/beam_field.h"
 
-#include "frame/engine/evaluation_context.h"
-
-#include <limits>
-#include <utility>
-
 namespace zrk {
 
 BeamField::BeamField(std::span<const Capsule<double>> beams, const LatticeGrid* grid)
@@ -52,46 +47,6 @@ void BeamField::gridDistances(const double* const (&coordinates)[3], std::size_t
             out[k] = distance({coordinates[0][k], coordinates[1][k], coordinates[2][k]});
         }
     }
-}
-
-namespace {
-
-class BeamKernel final : public Kernel {
-public:
-    explicit BeamKernel(std::shared_ptr<const BeamField> field) : _field(std::move(field)) {}
-
-    KernelReads reads() const override { return {1, false}; }
-
-    void sample(EvaluationContext& context) const override
-    {
-        const double* p = context.readInput(0);
-        const double weight = p[3];
-        context.writeOutput(_field ? _field->distance({p[0], p[1], p[2]}) : kNoBeam, weight);
-    }
-
-    void block(BlockRun& run) const override
-    {
-        const Block& p = run.input(0);
-        if (_field) {
-            const double* const rows[3] = {p.row(0), p.row(1), p.row(2)};
-            _field->distances(rows, run.sampleCount(), run.output(0));
-        } else {
-            run.outputConstant(0, kNoBeam);
-        }
-        run.forwardWeights(p);
-    }
-
-private:
-    static constexpr double kNoBeam = std::numeric_limits<double>::max();
-
-    std::shared_ptr<const BeamField> _field;
-};
-
-} // namespace
-
-Evaluation beamEvaluator(std::shared_ptr<const BeamField> field)
-{
-    return Evaluator(std::make_shared<BeamKernel>(std::move(field)));
 }
 
 } // namespace zrk

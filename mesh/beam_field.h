@@ -1,12 +1,10 @@
 #pragma once
 
-#include "frame/engine/kernel.h"
 #include "mesh/beam_grid.h"
 #include "mesh/beam_lattice.h"
 #include "mesh/beam_tree.h"
 
 #include <cstddef>
-#include <memory>
 #include <optional>
 #include <span>
 
@@ -35,9 +33,5 @@ private:
 
     void gridDistances(const double* const (&coordinates)[3], std::size_t count, double* out) const;
 };
-
-/// The evaluator of a field at the positions of input 0, with their weight. Null gives the largest double
-/// everywhere, the distance to nothing.
-Evaluation beamEvaluator(std::shared_ptr<const BeamField> field);
 
 } // namespace zrk

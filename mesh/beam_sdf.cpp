@@ -1,7 +1,7 @@
 #include "mesh/beam_sdf.h"
 
 #include "frame/values/bbox.h"
-#include "mesh/beam_field.h"
+#include "mesh/beam_kernel.h"
 #include "mesh/obj_reader.h"
 #include "primitives/distance_pins.h"
 

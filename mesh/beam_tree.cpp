@@ -25,12 +25,13 @@ constexpr std::size_t kStackSize = 11 * BeamTree::kWidth;
 
 double squared(double x) { return x * x; }
 
-/// Whether the beam has distances at all. Without a length, or with ends that aren't numbers, they all are
-/// NaN.
+/// Whether the beam has distances at all: those of a segment without extent, or with an end that isn't a
+/// number, all are NaN. A segment so short that its length vanishes still has a direction.
 bool hasDistances(const Capsule<double>& beam)
 {
-    return beam.length > 0.0 && !std::isnan(beam.direction[0]) && !std::isnan(beam.direction[1]) &&
-           !std::isnan(beam.direction[2]);
+    const Tensor<3, double>& u = beam.direction;
+    const bool isPoint = u[0] == 0.0 && u[1] == 0.0 && u[2] == 0.0 && beam.length == 0.0;
+    return !isPoint && !std::isnan(u[0]) && !std::isnan(u[1]) && !std::isnan(u[2]);
 }
 
 } // namespace
