@@ -1,9 +1,9 @@
 #include "mesh/flat_cylinders.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
+#include <span>
 
 namespace zrk {
 
@@ -63,9 +63,10 @@ private:
 
 Vector row(const float (&rows)[3][kLanes], int lane) { return {rows[0][lane], rows[1][lane], rows[2][lane]}; }
 
-Vector middleOf(const WideTree::Node& node, int lane)
+Vector middleOf(const FloatBox& box)
 {
-    return 0.5f * (row(node.lower, lane) + row(node.upper, lane));
+    return {0.5f * (box.lower[0] + box.upper[0]), 0.5f * (box.lower[1] + box.upper[1]),
+            0.5f * (box.lower[2] + box.upper[2])};
 }
 
 Cylinder aroundLeaf(const TriangleBlock& block, int count, const Vector& middle)
@@ -84,15 +85,14 @@ Cylinder aroundLeaf(const TriangleBlock& block, int count, const Vector& middle)
     return extent.cylinder();
 }
 
-Cylinder aroundParts(const std::array<Cylinder, kLanes>& parts, int count, const Vector& middle)
+Cylinder aroundParts(std::span<const Cylinder> parts, const Vector& middle)
 {
     Vector normal{};
-    for (int k = 0; k < count; ++k) {
-        normal = normal + parts[static_cast<std::size_t>(k)].normal;
+    for (const Cylinder& part : parts) {
+        normal = normal + part.normal;
     }
     Extent extent(middle, normal);
-    for (int k = 0; k < count; ++k) {
-        const Cylinder& part = parts[static_cast<std::size_t>(k)];
+    for (const Cylinder& part : parts) {
         const float cosine = std::min(std::abs(dot(part.axis, extent.axis())), 1.0f);
         const float sine = std::sqrt(1.0f - cosine * cosine) + 1e-3f; // 1e-3: the root of its rounding
         extent.include(part.center, part.halfHeight * cosine + part.radius * sine,
@@ -101,31 +101,21 @@ Cylinder aroundParts(const std::array<Cylinder, kLanes>& parts, int count, const
     return extent.cylinder();
 }
 
-int childCount(const WideTree::Node& node)
-{
-    return static_cast<int>(std::find(node.child, node.child + kLanes, WideTree::kNoChild) - node.child);
-}
-
 } // namespace
 
 FlatCylinders::FlatCylinders(const TriangleBlocks& triangles)
 {
-    const std::vector<WideTree::Node>& nodes = triangles.tree.nodes();
-    std::vector<std::array<Cylinder, kLanes>> cylinders(nodes.size());
-    _nodes.resize(nodes.size());
-    // Children stand behind their parents.
-    for (std::size_t n = nodes.size(); n-- > 0;) {
-        const WideTree::Node& node = nodes[n];
-        for (int lane = 0; lane < childCount(node); ++lane) {
-            const Vector middle = middleOf(node, lane);
-            Cylinder& cylinder = cylinders[n][static_cast<std::size_t>(lane)];
-            if (WideTree::isLeaf(node.child[lane])) {
-                const std::size_t leaf = WideTree::leafIndex(node.child[lane]);
-                cylinder = aroundLeaf(triangles.blocks[leaf], triangles.tree.leaves()[leaf].count, middle);
-            } else {
-                const auto child = static_cast<std::size_t>(node.child[lane]);
-                cylinder = aroundParts(cylinders[child], childCount(nodes[child]), middle);
-            }
+    const auto cylinders = triangles.tree.summaries<Cylinder>(
+        [&](std::size_t leaf, const FloatBox& box) {
+            return aroundLeaf(triangles.blocks[leaf], triangles.tree.leaves()[leaf].count, middleOf(box));
+        },
+        [](std::span<const Cylinder> parts, const FloatBox& box) {
+            return aroundParts(parts, middleOf(box));
+        });
+    _nodes.resize(cylinders.size());
+    for (std::size_t n = 0; n < cylinders.size(); ++n) {
+        for (std::size_t lane = 0; lane < kLanes; ++lane) {
+            const Cylinder& cylinder = cylinders[n][lane];
             for (std::size_t i = 0; i < 3; ++i) {
                 _nodes[n].center[i][lane] = cylinder.center[i];
                 _nodes[n].axis[i][lane] = cylinder.axis[i];

@@ -152,7 +152,14 @@ TriangleSearch::TriangleSearch(const Hierarchy& hierarchy) : _hierarchy(hierarch
         _triangles.emplace(hierarchy, frame);
         _cylinders.emplace(*_triangles);
         _seeds.emplace(*_triangles, hierarchy.sortedPrimitives());
+        _hintReach = _seeds->cellSize() / frame.scale();
     }
+}
+
+bool TriangleSearch::isHint(const double* point, const double* other) const
+{
+    const Tensor<3, double> d = pointAt(point) - pointAt(other);
+    return dot(d, d) < _hintReach * _hintReach;
 }
 
 TriangleSearch::Nearest TriangleSearch::nearest(const double* point, std::int32_t hint) const

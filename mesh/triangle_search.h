@@ -35,6 +35,9 @@ public:
     /// @param hint   a triangle that may be near, as that of a near point; -1: one is guessed.
     Nearest nearest(const double* point, std::int32_t hint = -1) const;
 
+    /// Whether the nearest triangle of one point is a better hint for the other than a guess.
+    bool isHint(const double* point, const double* other) const;
+
     /// What the walk works on; null when the mesh has no finite extent.
     const TriangleBlocks* triangles() const { return _triangles ? &*_triangles : nullptr; }
     std::size_t bytes() const;
@@ -46,6 +49,7 @@ private:
     std::optional<TriangleBlocks> _triangles;
     std::optional<FlatCylinders> _cylinders;
     std::optional<SeedTable> _seeds;
+    double _hintReach = 0.0;
 
     Nearest searchHierarchy(const double* point) const;
 };

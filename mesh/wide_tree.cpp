@@ -90,6 +90,7 @@ private:
         FloatBox box;
         std::int32_t left; ///< the leaf where `right` is -1
         std::int32_t right;
+        std::int32_t leafCount;
     };
 
     WideTree& _tree;

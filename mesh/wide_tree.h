@@ -2,6 +2,7 @@
 
 #include "mesh/float8.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -53,6 +54,15 @@ public:
     static constexpr std::int32_t kNoChild = std::numeric_limits<std::int32_t>::max();
     static bool isLeaf(std::int32_t child) { return child < 0; }
     static std::size_t leafIndex(std::int32_t child) { return static_cast<std::size_t>(~child); }
+    /// The children of a node take its first lanes.
+    static int childCount(const Node& node)
+    {
+        int count = 0;
+        while (count < kLanes && node.child[count] != kNoChild) {
+            ++count;
+        }
+        return count;
+    }
 
     WideTree() = default;
     /// @param boxes  a box a primitive, finite; at least one. Neighbours in this order, as of Morton codes,
@@ -74,14 +84,72 @@ public:
     template <class Refine, class Visit>
     void search(const float* p, const float& threshold, Refine refine, Visit visit) const;
 
+    /// Walks down the tree: open(node index) tells which of a node's children to enter, visit(leaf index) is
+    /// called for the leaves among them.
+    template <class Open, class Visit>
+    void descend(Open open, Visit visit) const;
+
+    /// What the caller says of a subtree, for each child of each node, from the leaves up.
+    ///
+    /// @param ofLeaf   Summary(leaf index, box)
+    /// @param ofParts  Summary(span of the children's summaries, box)
+    template <class Summary, class OfLeaf, class OfParts>
+    std::vector<std::array<Summary, kLanes>> summaries(OfLeaf ofLeaf, OfParts ofParts) const;
+
 private:
     static constexpr int kMaxBinaryDepth = 96;
+    static constexpr int kMaxPending = (kLanes - 1) * kMaxBinaryDepth + kLanes;
 
     std::vector<Node> _nodes;
     std::vector<Leaf> _leaves;
 
     friend class WideTreeBuilder;
 };
+
+template <class Open, class Visit>
+void WideTree::descend(Open open, Visit visit) const
+{
+    std::int32_t stack[kMaxPending];
+    int depth = 0;
+    stack[depth++] = 0;
+    while (depth > 0) {
+        const auto index = static_cast<std::size_t>(stack[--depth]);
+        forEachLane(open(index), [&](int lane) {
+            const std::int32_t child = _nodes[index].child[lane];
+            if (isLeaf(child)) {
+                visit(leafIndex(child));
+            } else {
+                stack[depth++] = child;
+            }
+        });
+    }
+}
+
+template <class Summary, class OfLeaf, class OfParts>
+std::vector<std::array<Summary, kLanes>> WideTree::summaries(OfLeaf ofLeaf, OfParts ofParts) const
+{
+    std::vector<std::array<Summary, kLanes>> result(_nodes.size());
+    for (std::size_t n = _nodes.size(); n-- > 0;) {
+        const Node& node = _nodes[n];
+        for (int lane = 0; lane < childCount(node); ++lane) {
+            FloatBox box;
+            for (int i = 0; i < 3; ++i) {
+                box.lower[i] = node.lower[i][lane];
+                box.upper[i] = node.upper[i][lane];
+            }
+            Summary& summary = result[n][static_cast<std::size_t>(lane)];
+            const std::int32_t child = node.child[lane];
+            if (isLeaf(child)) {
+                summary = ofLeaf(leafIndex(child), box);
+            } else {
+                const auto index = static_cast<std::size_t>(child);
+                const auto parts = static_cast<std::size_t>(childCount(_nodes[index]));
+                summary = ofParts(std::span<const Summary>(result[index].data(), parts), box);
+            }
+        }
+    }
+    return result;
+}
 
 template <class Refine, class Visit>
 void WideTree::search(const float* p, const float& threshold, Refine refine, Visit visit) const
@@ -90,7 +158,7 @@ void WideTree::search(const float* p, const float& threshold, Refine refine, Vis
         float bound;
         std::int32_t child;
     };
-    Pending stack[(kLanes - 1) * kMaxBinaryDepth + kLanes];
+    Pending stack[kMaxPending];
     int depth = 0;
     stack[depth++] = {0.0f, 0};
     const Float8Vector position{p[0], p[1], p[2]};
