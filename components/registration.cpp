@@ -8,6 +8,7 @@
 #include "coordinates/sphere_uvw.h"
 #include "coordinates/torus_uvw.h"
 #include "frame/host/component.h"
+#include "mesh/beam_sdf.h"
 #include "operators/binary_operator.h"
 #include "operators/falloff.h"
 #include "operators/geometry_blend.h"
@@ -26,6 +27,9 @@
 #include "primitives/plane_sdf.h"
 #include "primitives/sphere_sdf.h"
 #include "primitives/torus_sdf.h"
+#include "raster/image_extrude.h"
+#include "raster/image_sampler.h"
+#include "raster/image_stack.h"
 #include "transforms/affine_transform.h"
 #include "transforms/apply_transform.h"
 #include "transforms/bend_transform.h"
@@ -110,17 +114,17 @@ const std::vector<ComponentEntry>& allComponents()
         // The type name of ZRKInvert once more.
         built<ZRKLevelsetIsoValue>(),
         built<ZRKGeometryBlend>(),
-        planned("ZRKScalarImageSampler", "ScalarImageSampler", "F47194BC-F7C9-458D-A8EF-9E38169F3A2B", {Tag::Any}, {Tag::Scalar}),
-        planned("ZRKVector3ImageSampler", "Vector3ImageSampler", "78EC2DBE-A2C0-4F50-8902-0122395634FC", {Tag::Any}, {Tag::Vector3d}),
-        planned("ZRKRGBAImageSampler", "RGBAImageSampler", "B9893F8A-2F45-42B1-B94B-870AE0D8ED0C", {Tag::Any}, {Tag::Color}),
+        built<ZRKScalarImageSampler>(),
+        built<ZRKVector3ImageSampler>(),
+        built<ZRKRGBAImageSampler>(),
         planned("ZRKImageSweep", "ImageSweep", "FA437C86-7ABF-4B30-9085-270ADB6606B6", {}, {Tag::Scalar}),
-        planned("ZRK2DImageExtrude", "2DImageExtrude", "11CAA672-4ABD-4161-9BBB-AB3D24FD3B81", {}, {Tag::Scalar}),
+        built<ZRK2DImageExtrude>(),
         // The type name of ZRK2DImageExtrude once more.
-        planned("ZRK3DImage", "2DImageExtrude", "494094F4-A6E5-4388-980F-7CEE65934F97", {}, {Tag::Scalar}),
+        built<ZRK3DImage>(),
         built<ZRKAffineTransform>(),
         built<ZRKApplyTransform>(),
         // 35 characters, the first group one short: kept as documents have it.
-        planned("ZRKBeamSDF", "BeamSDF", "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", {Tag::Vector3d}, {Tag::Scalar}),
+        built<ZRKBeamSDF>(),
         built<ZRKVector3CombineComponents>(),
         built<ZRKRGBACombineComponents>(),
         built<ZRKCurveLength>(),

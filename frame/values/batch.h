@@ -86,6 +86,8 @@ inline bool any(BatchMask mask) { return lanes::any(mask.native()); }
 inline bool all(BatchMask mask) { return lanes::all(mask.native()); }
 inline bool none(BatchMask mask) { return !any(mask); }
 
+inline Batch gather(const double* from, Batch index) { return Batch(lanes::gather(from, index.native())); }
+
 inline Batch select(BatchMask mask, Batch a, Batch b)
 {
     return Batch(lanes::select(mask.native(), a.native(), b.native()));

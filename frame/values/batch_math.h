@@ -12,6 +12,7 @@
 #endif
 
 #include <cstddef>
+#include <cstdint>
 
 /// What `Batch` is made of: the numbers of one vector register with arithmetic by xsimd and
 /// transcendental functions by SLEEF, or, built with ZRK_SIMD=0, one double and the C library.
@@ -45,6 +46,15 @@ inline Lanes load(const double* from) { return Lanes::load_unaligned(from); }
 inline Lanes loadAligned(const double* from) { return Lanes::load_aligned(from); }
 inline void store(Lanes x, double* to) { x.store_unaligned(to); }
 inline void storeAligned(Lanes x, double* to) { x.store_aligned(to); }
+
+// A whole number below 2^52 stands in the lowest bits once 2^52 is added: quicker than a conversion.
+inline Lanes gather(const double* from, Lanes index)
+{
+    using Integers = xsimd::batch<std::int64_t>;
+    const Lanes shift(0x1p52);
+    const auto places = xsimd::bitwise_cast<Integers>(index + shift) ^ xsimd::bitwise_cast<Integers>(shift);
+    return Lanes::gather(from, places);
+}
 
 inline Lanes select(Mask mask, Lanes a, Lanes b) { return xsimd::select(mask, a, b); }
 inline bool any(Mask mask) { return xsimd::any(mask); }
@@ -97,6 +107,7 @@ using zrk::atan2;
 using zrk::cos;
 using zrk::exp;
 using zrk::floor;
+using zrk::gather;
 using zrk::log;
 using zrk::pow;
 using zrk::round;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 
 /// The functions a formula may call, for `double`.
 ///
@@ -47,5 +48,9 @@ inline bool isFinite(double x) { return std::isfinite(x); }
 inline bool any(bool mask) { return mask; }
 inline bool all(bool mask) { return mask; }
 inline bool none(bool mask) { return !mask; }
+
+/// The double that stands `index` places after `from`; the index is a whole number from 0 to below 2^52.
+/// For `double` and `Batch` only.
+inline double gather(const double* from, double index) { return from[static_cast<std::size_t>(index)]; }
 
 } // namespace zrk

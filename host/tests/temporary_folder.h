@@ -11,11 +11,11 @@
 namespace zrkmodel {
 
 /// A test with an empty folder of its own, removed afterwards.
-class TemporaryFolder : public testing::Test {
+class TemporaryFolder : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        std::string pattern = testing::TempDir() + "zrk-XXXXXX";
+        std::string pattern = ::testing::TempDir() + "zrk-XXXXXX";
         ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
         folder = pattern;
     }
