@@ -9,6 +9,7 @@
 #include "coordinates/torus_uvw.h"
 #include "frame/host/component.h"
 #include "mesh/beam_sdf.h"
+#include "mesh/mesh_sdf.h"
 #include "operators/binary_operator.h"
 #include "operators/falloff.h"
 #include "operators/geometry_blend.h"
@@ -94,7 +95,7 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKBinaryOperator>(),
         built<ZRKMultiply>(),
         built<ZRKMatrixTransform>(),
-        planned("ZRKMeshSDF", "MeshSDF", "BC569064-23FF-426D-8301-9C92F9913E33", {Tag::Vector3d}, {Tag::Scalar}),
+        built<ZRKMeshSDF>(),
         built<ZRKMultipoleUVW>(),
         built<ZRKPatternDesigner>(),
         built<ZRKSphereSDF>(),
