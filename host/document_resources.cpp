@@ -6,6 +6,7 @@
 
 #include <fmt/core.h>
 
+#include <filesystem>
 #include <utility>
 
 namespace zrkmodel {
@@ -32,7 +33,7 @@ public:
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
             if (!isGroup(_entries[i])) {
-                loaded(i, readGeometry(_entries[i], place(i)));
+                loaded(i, readGeometry(_entries[i], place(i), std::filesystem::path(_file).parent_path()));
             }
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
