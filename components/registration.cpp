@@ -8,6 +8,8 @@
 #include "coordinates/sphere_uvw.h"
 #include "coordinates/torus_uvw.h"
 #include "frame/host/component.h"
+#include "mesh/beam_sdf.h"
+#include "mesh/mesh_sdf.h"
 #include "operators/binary_operator.h"
 #include "operators/falloff.h"
 #include "operators/geometry_blend.h"
@@ -95,7 +97,7 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKBinaryOperator>(),
         built<ZRKMultiply>(),
         built<ZRKMatrixTransform>(),
-        planned("ZRKMeshSDF", "MeshSDF", "BC569064-23FF-426D-8301-9C92F9913E33", {Tag::Vector3d}, {Tag::Scalar}),
+        built<ZRKMeshSDF>(),
         built<ZRKMultipoleUVW>(),
         built<ZRKPatternDesigner>(),
         built<ZRKSphereSDF>(),
@@ -125,7 +127,7 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKAffineTransform>(),
         built<ZRKApplyTransform>(),
         // 35 characters, the first group one short: kept as documents have it.
-        planned("ZRKBeamSDF", "BeamSDF", "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", {Tag::Vector3d}, {Tag::Scalar}),
+        built<ZRKBeamSDF>(),
         built<ZRKVector3CombineComponents>(),
         built<ZRKRGBACombineComponents>(),
         built<ZRKCurveLength>(),

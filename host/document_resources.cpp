@@ -7,7 +7,8 @@
 
 #include <fmt/core.h>
 
-#include <filesystem>
+#include <random>
+#include <system_error>
 #include <utility>
 
 namespace zrkmodel {
@@ -16,6 +17,29 @@ namespace {
 
 /// Groups of groups could otherwise grow without end.
 constexpr std::size_t kMaxGroupMembers = 1'000'000;
+
+/// One path for one folder, however it is written.
+std::filesystem::path wholePath(const std::filesystem::path& path)
+{
+    std::error_code error;
+    const std::filesystem::path whole = std::filesystem::weakly_canonical(std::filesystem::absolute(path), error);
+    // A slash at the end makes an empty last part.
+    return error ? path : whole.has_filename() ? whole : whole.parent_path();
+}
+
+/// A uuid of 122 random bits.
+std::string newUuid()
+{
+    std::random_device random;
+    std::string text = "xxxxxxxx-xxxx-4xxx-yxxx-xxxxxxxxxxxx";
+    for (char& c : text) {
+        const unsigned digit = random() % 16;
+        if (c == 'x' || c == 'y') {
+            c = "0123456789abcdef"[c == 'x' ? digit : 8 + digit % 4];
+        }
+    }
+    return text;
+}
 
 } // namespace
 
@@ -37,7 +61,7 @@ public:
             if (!isGeometry(i)) {
                 loadImage(i);
             } else if (!isGroup(_entries[i])) {
-                loaded(i, readGeometry(_entries[i], place(i)));
+                loaded(i, readGeometry(_entries[i], place(i), _resources._folder));
             }
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
@@ -111,12 +135,13 @@ private:
 
     void loadImage(std::size_t i)
     {
-        const std::filesystem::path folder = std::filesystem::path(_file).parent_path();
         std::shared_ptr<ZRKSerializableObject> image;
         if (_entries[i]["kind"] == "image2d") {
-            image = readImage2d(_entries[i], folder, place(i));
+            image = readImage2d(_entries[i], _resources._folder, place(i));
         } else {
-            image = readImage3d(_entries[i], folder, place(i), _monitor);
+            image = readImage3d(_entries[i], _resources._folder, place(i), _monitor);
+            _resources._volumes.emplace(wholePath(_resources._folder / _entries[i]["path"].get<std::string>()),
+                                        _resources._entries[i]);
         }
         image->setUuid(_resources._entries[i]->uuid());
         _resources._entries[i]->resolve(std::move(image));
@@ -218,6 +243,7 @@ std::shared_ptr<DocumentResources> DocumentResources::load(const ZRKJson& entrie
                                                            zrk::ProgressMonitor* monitor)
 {
     auto resources = std::make_shared<DocumentResources>();
+    resources->_folder = std::filesystem::path(file).parent_path();
     ResourceReader(entries, file, *resources, monitor).read();
     return resources;
 }
@@ -226,6 +252,31 @@ ZRKResourceHandle DocumentResources::find(const ZRKuuid& uuid)
 {
     const auto index = _index.find(uuid);
     return index == _index.end() ? ZRKResourceHandle() : ZRKResourceHandle(_entries[index->second]);
+}
+
+std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImageFromfolder(const std::string& path)
+{
+    const std::filesystem::path folder = wholePath(path);
+    if (const auto known = _volumes.find(folder); known != _volumes.end()) {
+        return known->second;
+    }
+    const std::filesystem::path relative = folder.lexically_relative(wholePath(_folder));
+    ZRKJson stored{{"uuid", newUuid()}, {"kind", "image3d"}, {"path", (relative.empty() ? folder : relative).string()}};
+    const ZRKuuid uuid(stored["uuid"].get<std::string>());
+    std::shared_ptr<ZRKImage3d> volume;
+    try {
+        volume = readImage3d(stored, _folder, path, nullptr);
+    } catch (const HostError&) {
+        return nullptr;
+    }
+    volume->setUuid(uuid);
+    const auto entry = std::make_shared<ZRKResourceEntry>(uuid);
+    entry->resolve(std::move(volume));
+    _index.emplace(uuid, _entries.size());
+    _entries.push_back(entry);
+    _volumes.emplace(folder, entry);
+    _added.push_back(std::move(stored));
+    return entry;
 }
 
 std::vector<std::shared_ptr<ZRKSerializableObject>> DocumentResources::objects() const

@@ -147,6 +147,9 @@ std::string GraphDocument::toText() const
             links.push_back(std::move(link));
         }
     }
+    for (const ZRKJson& resource : _resources->addedEntries()) {
+        root["resources"].push_back(resource);
+    }
     root["nodes"] = std::move(nodes);
     root["links"] = std::move(links);
     std::string text;

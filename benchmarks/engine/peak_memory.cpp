@@ -1,5 +1,6 @@
 #include "benchmarks/peak_memory.h"
 
+#include "benchmarks/comparison.h"
 #include "benchmarks/engine/chains.h"
 #include "benchmarks/engine/engine_benchmarks.h"
 #include "frame/engine/rasterize.h"

@@ -1,6 +1,6 @@
+#include "benchmarks/raster/blur_benchmarks.h"
 #include "benchmarks/engine/chains.h"
 #include "benchmarks/peak_memory.h"
-#include "benchmarks/raster/raster_benchmarks.h"
 #include "frame/engine/rasterize.h"
 #include "raster/convolver.h"
 #include "raster/gaussian_blur.h"
@@ -19,7 +19,7 @@ namespace {
 
 using Volume = Raster<1, 3, double>;
 
-constexpr int kNodes = 128;
+constexpr int kEdge = 128;
 
 GridBox<double> grid(int n) { return gridOverBox(BBox<double>({-1.5, -1.5, -1.5}, {1.5, 1.5, 1.5}), n); }
 
@@ -34,8 +34,8 @@ Volume frozen(int n, std::size_t threads)
 Volume blurredByVolume(double radius, std::size_t threads)
 {
     RasterConvolver convolver;
-    convolver.image = frozen(kNodes, threads);
-    convolver.kernel = gaussianKernel(grid(kNodes), radius);
+    convolver.image = frozen(kEdge, threads);
+    convolver.kernel = gaussianKernel(grid(kEdge), radius);
     convolver.boundaryMode = 2;
     convolver.threadCount = threads;
     Volume blurred;
@@ -53,7 +53,7 @@ Volume blurredByLines(int n, double radius, std::size_t threads)
 void compareWays(double radius)
 {
     const Volume whole = blurredByVolume(radius, 1);
-    const Volume lines = blurredByLines(kNodes, radius, 1);
+    const Volume lines = blurredByLines(kEdge, radius, 1);
     for (std::size_t i = 0; i < whole.data.size(); ++i) {
         if (!(std::abs(whole.data[i] - lines.data[i]) <= 1e-12)) {
             throw std::runtime_error("blur by lines and by the volume differ at radius " +
@@ -79,9 +79,9 @@ void memoryOfBlur(benchmark::State& state)
 {
     double bytes = 0;
     for (auto _ : state) {
-        bytes = peakMemoryOfCall("--peak-memory-of-blur=" + std::to_string(kNodes));
+        bytes = peakMemoryOfCall("--peak-memory-of-blur=" + std::to_string(kEdge));
     }
-    const double raster = std::pow(kNodes, 3) * sizeof(double);
+    const double raster = std::pow(kEdge, 3) * sizeof(double);
     state.counters["times raster"] = bytes / raster - 1;
 }
 
@@ -93,12 +93,12 @@ std::vector<Row> registerBlurs()
         compareWays(radius);
     }
     const std::size_t all = std::thread::hardware_concurrency();
-    add("freeze/128/one_thread", [] { return frozen(kNodes, 1); });
+    add("freeze/128/one_thread", [] { return frozen(kEdge, 1); });
     add("freeze_blur/128/volume/one_thread", [] { return blurredByVolume(0.2, 1); });
     add("freeze_blur/128/volume/all_threads", [all] { return blurredByVolume(0.2, all); });
-    add("freeze_blur/128/lines/one_thread", [] { return blurredByLines(kNodes, 0.2, 1); });
-    add("freeze_blur/128/lines/all_threads", [all] { return blurredByLines(kNodes, 0.2, all); });
-    add("freeze_blur/128/lines_wide/one_thread", [] { return blurredByLines(kNodes, 2.0, 1); });
+    add("freeze_blur/128/lines/one_thread", [] { return blurredByLines(kEdge, 0.2, 1); });
+    add("freeze_blur/128/lines/all_threads", [all] { return blurredByLines(kEdge, 0.2, all); });
+    add("freeze_blur/128/lines_wide/one_thread", [] { return blurredByLines(kEdge, 2.0, 1); });
     add("freeze_blur/256/lines/one_thread", [] { return blurredByLines(256, 0.2, 1); });
     benchmark::RegisterBenchmark("freeze_blur/128/peak_memory", memoryOfBlur)
         ->Iterations(1)

@@ -1,4 +1,4 @@
-#include "benchmarks/raster/raster_benchmarks.h"
+#include "benchmarks/raster/blur_benchmarks.h"
 
 #include <cstdio>
 #include <cstdlib>

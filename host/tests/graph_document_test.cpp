@@ -13,10 +13,13 @@
 namespace zrkmodel {
 namespace {
 
+/// Beside the examples, whose texts name pictures there.
+const std::string kName = ZRK_SOURCE_DIR "/examples/test.zrk.json";
+
 GraphDocument parsed(const std::string& text)
 {
     DocumentWarnings warnings;
-    return GraphDocument::parse(text, "test.zrk.json", warnings);
+    return GraphDocument::parse(text, kName, warnings);
 }
 
 std::vector<std::string> exampleTexts()
@@ -72,6 +75,18 @@ TEST(GraphDocumentText, KeepsWhatItDoesNotKnow)
     EXPECT_EQ(saved["nodes"][1]["position"].dump(), "[-1,2.5]");
     EXPECT_EQ(saved["links"][0].dump(), R"({"color":"red","to":[4,0],"from":[9,0]})");
     EXPECT_EQ(saved["output"].dump(), "[0,0]");
+}
+
+TEST(GraphDocumentText, KeepsTheFilesOfImports)
+{
+    for (const char* files : {R"("none.obj")", R"(["none.obj","../other.obj"])"}) {
+        DocumentWarnings warnings;
+        const std::string text = R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "BeamSDF", "import": )" +
+                                 std::string(files) + "}]}";
+        const GraphDocument document = GraphDocument::parse(text, "test.zrk.json", warnings);
+        EXPECT_EQ(warnings.size(), 1u) << "no such file";
+        EXPECT_EQ(ZRKJson::parse(document.toText())["nodes"][0]["import"].dump(), files);
+    }
 }
 
 TEST(GraphDocumentText, NamesTypesByLiteralAndUuid)
@@ -187,7 +202,7 @@ bool isDocument(const std::string& text)
     } catch (const HostError& error) {
         const std::string message = error.what();
         EXPECT_EQ(error.exitStatus, HostError::kBadInput);
-        EXPECT_TRUE(message.starts_with("test.zrk.json, ")) << message;
+        EXPECT_TRUE(message.starts_with(kName + ", ")) << message;
         EXPECT_NE(message.find("\n  remedy: "), std::string::npos) << message;
         return false;
     }
