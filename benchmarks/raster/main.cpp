@@ -1,9 +1,11 @@
 #include "benchmarks/raster/blur_benchmarks.h"
+#include "benchmarks/raster/lookup_benchmarks.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <vector>
 
 int main(int argc, char** argv)
 {
@@ -13,7 +15,11 @@ int main(int argc, char** argv)
         return 0;
     }
     try {
-        return zrk::bench::run(argc, argv, zrk::bench::registerBlurs());
+        std::vector<zrk::bench::Row> rows = zrk::bench::registerLookups();
+        for (const zrk::bench::Row& row : zrk::bench::registerBlurs()) {
+            rows.push_back(row);
+        }
+        return zrk::bench::run(argc, argv, rows);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "bench_raster: %s\n", failure.what());
         return 1;
