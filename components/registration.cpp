@@ -57,12 +57,6 @@ ComponentEntry built()
     return {self.className, self.typeName, self.uuid, self.inputs, self.outputs, &Component::registerType};
 }
 
-ComponentEntry planned(const char* className, const char* typeName, const char* uuid, std::vector<Tag> inputs,
-                       std::vector<Tag> outputs)
-{
-    return {className, typeName, uuid, std::move(inputs), std::move(outputs), nullptr};
-}
-
 /// Registers all classes when the library is loaded. The order of the list is the order of the registry.
 const bool registered = [] {
     for (const ComponentEntry& entry : allComponents()) {
