@@ -8,6 +8,8 @@
 #include "coordinates/sphere_uvw.h"
 #include "coordinates/torus_uvw.h"
 #include "frame/host/component.h"
+#include "mesh/beam_sdf.h"
+#include "mesh/mesh_sdf.h"
 #include "operators/binary_operator.h"
 #include "operators/falloff.h"
 #include "operators/geometry_blend.h"
@@ -29,6 +31,7 @@
 #include "raster/image_extrude.h"
 #include "raster/image_sampler.h"
 #include "raster/image_stack.h"
+#include "raster/raster_fx.h"
 #include "transforms/affine_transform.h"
 #include "transforms/apply_transform.h"
 #include "transforms/bend_transform.h"
@@ -41,6 +44,7 @@
 #include "transforms/quantize_transform.h"
 #include "transforms/split_components.h"
 #include "transforms/twist_transform.h"
+#include "transport/image_sweep.h"
 
 namespace zrkmodel {
 
@@ -78,7 +82,7 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKSphereUVW>(),
         built<ZRKTorusUVW>(),
         built<ZRKCylinderUVW>(),
-        planned("ZRKRasterFX", "RasterFX", "245E6576-8E77-4C71-8AC3-5D25D92F40BA", {Tag::Scalar}, {Tag::Scalar}),
+        built<ZRKRasterFX>(),
         built<ZRKVector3SplitComponents>(),
         built<ZRKRGBASplitComponents>(),
         built<ZRKQuantizeTransform>(),
@@ -93,7 +97,7 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKBinaryOperator>(),
         built<ZRKMultiply>(),
         built<ZRKMatrixTransform>(),
-        planned("ZRKMeshSDF", "MeshSDF", "BC569064-23FF-426D-8301-9C92F9913E33", {Tag::Vector3d}, {Tag::Scalar}),
+        built<ZRKMeshSDF>(),
         built<ZRKMultipoleUVW>(),
         built<ZRKPatternDesigner>(),
         built<ZRKSphereSDF>(),
@@ -116,14 +120,14 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKScalarImageSampler>(),
         built<ZRKVector3ImageSampler>(),
         built<ZRKRGBAImageSampler>(),
-        planned("ZRKImageSweep", "ImageSweep", "FA437C86-7ABF-4B30-9085-270ADB6606B6", {}, {Tag::Scalar}),
+        built<ZRKImageSweep>(),
         built<ZRK2DImageExtrude>(),
         // The type name of ZRK2DImageExtrude once more.
         built<ZRK3DImage>(),
         built<ZRKAffineTransform>(),
         built<ZRKApplyTransform>(),
         // 35 characters, the first group one short: kept as documents have it.
-        planned("ZRKBeamSDF", "BeamSDF", "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", {Tag::Vector3d}, {Tag::Scalar}),
+        built<ZRKBeamSDF>(),
         built<ZRKVector3CombineComponents>(),
         built<ZRKRGBACombineComponents>(),
         built<ZRKCurveLength>(),

@@ -1,5 +1,6 @@
 #include "host/document_reader.h"
 
+#include "frame/host/file_import.h"
 #include "frame/host/graph_object.h"
 #include "frame/host/pins.h"
 #include "frame/host/registry.h"
@@ -13,7 +14,9 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <unordered_set>
+#include <vector>
 
 namespace zrkmodel {
 
@@ -282,10 +285,34 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
     if (const auto values = entry.find("values"); values != entry.end()) {
         readValues(*values, *object, place + ", \"values\"");
     }
-    if (entry.contains("import")) {
-        _warnings.push_back(
-            where(place + ", \"import\"") +
-            ": found paths, but the type takes nothing from files; they are kept and not read");
+    if (const auto paths = entry.find("import"); paths != entry.end()) {
+        readImport(*paths, *object, place + ", \"import\"");
+    }
+}
+
+/// Runs the component's import. What it can't read is a warning, as the import's own rule says what becomes of it.
+void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, const std::string& place)
+{
+    auto* import = dynamic_cast<ZRKFileImport*>(&object);
+    if (!import) {
+        _warnings.push_back(where(place) +
+                            ": found paths, but the type takes nothing from files; they are kept and not read");
+        return;
+    }
+    const auto isText = [](const ZRKJson& path) { return path.is_string(); };
+    const bool isList = paths.is_array() && !paths.empty() && std::all_of(paths.begin(), paths.end(), isText);
+    if (!paths.is_string() && !isList) {
+        refuse(place, "found " + shown(paths) + ", expected a path or an array of paths",
+               "write the paths as strings, relative to the document");
+    }
+    const std::filesystem::path folder = std::filesystem::path(_name).parent_path();
+    std::vector<std::filesystem::path> files;
+    for (const ZRKJson& path : isList ? paths : ZRKJson::array({paths})) {
+        files.push_back(folder / path.get<std::string>());
+    }
+    const std::string message = import->importFiles(files, nullptr);
+    if (!message.empty()) {
+        _warnings.push_back(printable(where(place) + ": " + message));
     }
 }
 

@@ -34,6 +34,7 @@ private:
     void readNodes();
     void readNode(const ZRKJson& entry, std::size_t index);
     void readValues(const ZRKJson& values, ZRKGraphObject& object, const std::string& place);
+    void readImport(const ZRKJson& paths, ZRKGraphObject& object, const std::string& place);
     void readLinks();
     void readLink(const ZRKJson& entry, std::size_t index);
     void readOutput();

@@ -61,7 +61,7 @@ public:
             if (!isGeometry(i)) {
                 loadImage(i);
             } else if (!isGroup(_entries[i])) {
-                loaded(i, readGeometry(_entries[i], place(i)));
+                loaded(i, readGeometry(_entries[i], place(i), _resources._folder));
             }
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {

@@ -63,6 +63,10 @@ MALFORMED = [
     ("unknown uuid", node(uuid="0"), ["node 1", "6E8C3D87-C1B8-4F58-A88A-E8E774076AFF"]),
     ("uuid of another type", node(uuid="643A5F35-7A73-481F-8D10-DACAA3EF38AB"),
      ["node 1", "ZRKSphereSDF", "ZRKBoxSDF"]),
+    ("import of a number", graph([{"id": 1, "type": "BeamSDF", "import": 5}]),
+     ["node 1 (BeamSDF)", '"import"', "found 5", "a path or an array of paths"]),
+    ("import of numbers", graph([{"id": 1, "type": "BeamSDF", "import": ["a.obj", 5]}]), ['"import"', "array of paths"]),
+    ("import of nothing", graph([{"id": 1, "type": "BeamSDF", "import": []}]), ['"import"', "found []"]),
     ("values no object", node(values=[1]), ["node 1 (SphereSDF)", '"values"', "expected an object"]),
     ("number as a name", graph([{**OPERATOR, "values": {"op_name": 5}}]),
      ["node 2 (BinaryOperator)", '"op_name"', "found 5", "string"]),
@@ -149,6 +153,17 @@ class Warnings(ZrkTest):
         self.check(graph([{**OPERATOR, "values": {"op_name": "plus"}}]), ('"op_name"', '"plus"', '"add"'))
         self.check(graph([{**SPHERE, "import": "part.obj"}]), ("node 1 (SphereSDF)", '"import"'))
 
+    def test_imports_that_fail(self):
+        def importing(path):
+            return graph([{"id": 1, "type": "BeamSDF", "import": path}], output=(1, 0))
+        self.check(importing("none.obj"), ("node 1 (BeamSDF)", '"import"', str(self.folder / "none.obj"), "no readable file"))
+        nothing = "1.7976931348623157e+308,1\n"
+        self.assertEqual(self.succeed("probe", self.put(importing("none.obj")), "--at", "0,0,0").out, nothing)
+        self.put("v 1 1 1\nf 1 2 3\n", "torn.obj")
+        self.check(importing("torn.obj"), ("torn.obj, line 2: ", "vertex 3"))
+        self.assertEqual(self.succeed("probe", self.put(importing("torn.obj")), "--at", "1,1,1").out,
+                         "-0.34999999999999998,1\n")
+
     def test_what_others_may_add_is_no_matter(self):
         self.check({**graph([{**SPHERE, "position": [3, 4], "comment": "x"}]), "author": {"name": "a"}})
         self.check(graph([{**SPHERE, "values": {}}], resources=[], context={}))
@@ -161,6 +176,28 @@ class Warnings(ZrkTest):
         answer = self.succeed("probe", path, "--at", "0,0,0")
         self.assertEqual(answer.out, "-1,1\n")
         self.assertIn("warning: ", answer.err)
+
+
+class Imports(ZrkTest):
+    TRIANGLE = "v 0 0 0\nv 5 0 0\nv 5 5 5\nf 1 2 3\n"
+
+    def test_paths_are_relative_to_the_document_and_values_come_first(self):
+        (self.folder / "below").mkdir()
+        self.put(self.TRIANGLE, "below/mesh.obj")
+        for path in ("mesh.obj", ["mesh.obj"], "../below/mesh.obj", str(self.folder / "below/mesh.obj")):
+            node = {"import": path, "id": 1, "type": "BeamSDF", "values": {"max": [9, 9, 9]}}
+            document = self.put(graph([node], output=(1, 0)), "below/case.zrk.json")
+            answer = self.succeed("probe", document, "--at", "2,0,-1")
+            self.assertEqual((answer.out, answer.err), ("0.999,1\n", ""))
+
+    def test_complaints_of_importers_stay_out_of_the_results(self):
+        self.put(self.TRIANGLE + "foo bar\n", "mesh.obj")
+        document = self.put(graph([{"id": 1, "type": "BeamSDF", "import": "mesh.obj"}], output=(1, 0)))
+        answer = self.succeed("probe", document, "--at", "2,0,-1")
+        self.assertEqual(answer.out, "0.999,1\n")
+        self.assertIn("Error: does not appear to be a valid Wavefront OBJ file!\n(Offending line: foo bar)\n",
+                      answer.err)
+        self.assertIn('mesh.obj, line 5: found "foo bar"', answer.err)
 
 
 if __name__ == "__main__":

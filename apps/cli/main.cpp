@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <new>
 #include <string>
 
@@ -76,9 +77,23 @@ int reportUsage(const CLI::App& app, const CLI::ParseError& error, int argc, cha
                   kWrongUsage);
 }
 
+/// What components print on the standard output, complaints and progress, goes to standard error while this
+/// lives. Results are printed through `stdout`.
+class ComplaintsToStandardError {
+public:
+    ComplaintsToStandardError() : _former(std::cout.rdbuf(std::cerr.rdbuf())) {}
+    ~ComplaintsToStandardError() { std::cout.rdbuf(_former); }
+    ComplaintsToStandardError(const ComplaintsToStandardError&) = delete;
+    ComplaintsToStandardError& operator=(const ComplaintsToStandardError&) = delete;
+
+private:
+    std::streambuf* _former;
+};
+
 /// Runs a command; every failure becomes one message and a status.
 int runWork(const zrkcli::Work& work)
 {
+    const ComplaintsToStandardError complaints;
     try {
         const int status = work();
         return std::fflush(stdout) == 0 && !std::ferror(stdout) ? status : reportLostOutput();
@@ -118,5 +133,7 @@ int main(int argc, char** argv)
         const bool isHelp = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
         return isHelp ? app.exit(error) : reportUsage(app, error, argc, argv);
     }
+    // Results are written through stdio; what components say on the stream isn't one.
+    std::cout.rdbuf(std::cerr.rdbuf());
     return runWork(work);
 }

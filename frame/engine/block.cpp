@@ -1,6 +1,7 @@
 #include "frame/engine/block.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace zrk {
 
@@ -29,6 +30,17 @@ void RowPool::grow()
         chunk.rows[i] = {chunk.samples[i], 0};
         _free.push_back(&chunk.rows[i]);
     }
+}
+
+Row* RowPool::constant(double value)
+{
+    Row*& row = _constants[std::bit_cast<std::uint64_t>(value)];
+    if (!row) {
+        row = take();
+        std::fill_n(row->samples, kRowLength, value);
+    }
+    share(row);
+    return row;
 }
 
 const double* Block::zeroRow()

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -40,6 +41,8 @@ public:
         row->users = 1;
         return row;
     }
+    /// The row of one number, made at its first use; shared by all who ask for that number.
+    Row* constant(double value);
     void share(Row* row) { ++row->users; }
     void release(Row* row)
     {
@@ -52,6 +55,7 @@ private:
     struct Chunk;
     std::vector<std::unique_ptr<Chunk, void (*)(Chunk*)>> _chunks;
     std::vector<Row*> _free;
+    std::map<std::uint64_t, Row*> _constants; ///< by bits
 
     void grow();
 };

@@ -137,11 +137,12 @@ void BlockEngine::compute(std::size_t slot)
 void BlockEngine::computeKernel(std::size_t slot)
 {
     SlotState& state = _states[slot];
-    BlockRun run(_pool, state.block, state.inputs, state.coordinates, state.constant, _first, _count);
+    BlockRun run(_pool, state.block, state.inputs, state.coordinates, _first, _count);
     state.kernel->block(run);
     if (state.block._componentCount == 0) {
         leave(slot);
     }
+    state.steady = state.planned && !state.left && run._isConstant;
     if (!_keepRows) {
         for (const std::size_t read : state.lastReads) {
             releaseBlock(read);
@@ -223,6 +224,9 @@ void BlockEngine::fillPositions(std::size_t slot)
 
 void BlockEngine::releaseBlock(std::size_t slot)
 {
+    if (_states[slot].steady) {
+        return;
+    }
     Block& block = _states[slot].block;
     for (std::size_t c = 0; c < block._componentCount; ++c) {
         _pool.release(block._rows[c]);

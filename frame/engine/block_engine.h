@@ -68,7 +68,6 @@ private:
         std::vector<std::size_t> reads;   ///< slots that the kernel reads
         std::vector<const Block*> inputs; ///< their blocks, the coordinates not included
         const Block* coordinates = nullptr;
-        Row* constant = nullptr;    ///< filled once by a kernel that always writes one number
         std::array<Row*, 3> kept{}; ///< rows of the positions last computed
         std::int32_t keptFirst = -1;
         std::size_t keptCount = 0;
@@ -78,6 +77,7 @@ private:
         bool upstreamOfClosure = false;
         bool planned = false;    ///< part of the plan, so every sample is asked for
         bool left = false;       ///< the kernel wrote nothing
+        bool steady = false;     ///< the block is the same for all samples and kept
         std::int32_t asked = -1; ///< last sample of the block that a reader asked for
         std::unique_ptr<ClosureState> closure;
     };
@@ -108,7 +108,10 @@ private:
     bool computeBlock();
     void beginBlock(std::int32_t first, std::size_t count);
     void endSweep();
-    bool isCurrent(std::size_t slot) const { return _states[slot].computed == _block; }
+    bool isCurrent(std::size_t slot) const
+    {
+        return _states[slot].computed == _block || _states[slot].steady;
+    }
     void compute(std::size_t slot);
     void ensure(std::size_t slot);
     void computeKernel(std::size_t slot);

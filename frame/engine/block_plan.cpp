@@ -27,6 +27,8 @@ void BlockEngine::classify(std::size_t slot, std::size_t target)
     SlotState& state = _states[slot];
     const EvaluationSlot& s = _context.slots[slot];
     state.kernel = nullptr;
+    state.steady = false;
+    releaseBlock(slot);
     state.reads.clear();
     state.lastReads.clear();
     state.pinned = slot == target;

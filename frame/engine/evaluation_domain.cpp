@@ -175,11 +175,12 @@ void GridDomain::positions(std::int32_t first, std::int32_t count, double* x, do
 std::array<bool, 3> GridDomain::repeatedPositions(std::int32_t earlier, std::int32_t first,
                                                   std::int32_t count) const
 {
-    const std::int64_t line = _region.dimensions()[0];
-    const std::int64_t layer = line * _region.dimensions()[1];
-    const std::int64_t distance = std::int64_t{first} - earlier;
-    const std::int64_t low = std::min(earlier, first);
-    const std::int64_t high = std::int64_t{std::max(earlier, first)} + count - 1;
+    // Sample indices fit into 32 bits, and so does a layer.
+    const std::int32_t line = _region.dimensions()[0];
+    const std::int32_t layer = line * _region.dimensions()[1];
+    const std::int32_t distance = first - earlier;
+    const std::int32_t low = std::min(earlier, first);
+    const std::int32_t high = std::max(earlier, first) + count - 1;
     const bool sameNodes[3] = {
         distance % line == 0,
         distance % layer == 0 || low / line == high / line,

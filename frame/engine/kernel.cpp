@@ -4,24 +4,15 @@
 
 namespace zrk {
 
-void BlockRun::outputConstant(std::size_t component, double value)
-{
-    if (!_constant) {
-        _constant = _pool.take();
-        std::fill_n(_constant->samples, kRowLength, value);
-    }
-    _pool.share(_constant);
-    take(component, _constant);
-}
-
 void BlockRun::forwardRow(std::size_t component, const Block& from, std::size_t fromComponent)
 {
     if (fromComponent >= from._componentCount) {
         std::fill_n(output(component), kRowLength, 0.0);
         return;
     }
+    _isConstant = false;
     _pool.share(from._rows[fromComponent]);
-    take(component, from._rows[fromComponent]);
+    set(component, from._rows[fromComponent]);
 }
 
 void BlockRun::forward(const Block& from)

@@ -77,6 +77,18 @@ TEST(GraphDocumentText, KeepsWhatItDoesNotKnow)
     EXPECT_EQ(saved["output"].dump(), "[0,0]");
 }
 
+TEST(GraphDocumentText, KeepsTheFilesOfImports)
+{
+    for (const char* files : {R"("none.obj")", R"(["none.obj","../other.obj"])"}) {
+        DocumentWarnings warnings;
+        const std::string text = R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "BeamSDF", "import": )" +
+                                 std::string(files) + "}]}";
+        const GraphDocument document = GraphDocument::parse(text, "test.zrk.json", warnings);
+        EXPECT_EQ(warnings.size(), 1u) << "no such file";
+        EXPECT_EQ(ZRKJson::parse(document.toText())["nodes"][0]["import"].dump(), files);
+    }
+}
+
 TEST(GraphDocumentText, NamesTypesByLiteralAndUuid)
 {
     const ZRKJson saved = ZRKJson::parse(parsed(kOdd).toText());

@@ -1,0 +1,48 @@
+// A lattice from the edges of any mesh: its distances are the smallest of all beams.
+
+#include "fuzz/bytes_as_file.h"
+#include "mesh/beam_field.h"
+#include "mesh/obj_reader.h"
+
+#include <cstring>
+#include <limits>
+
+namespace {
+
+void expectSmallest(const zrk::BeamCacheData& lattice, const zrk::Tensor<3, double>& p)
+{
+    double smallest = std::numeric_limits<double>::max();
+    for (std::int32_t i = 0; i < lattice.beamCount(); ++i) {
+        const double d = lattice.beam(i).distance(p);
+        smallest = d < smallest ? d : smallest;
+    }
+    if (lattice.field->distance(p) != smallest) {
+        __builtin_trap();
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    const BytesAsFile file(data, size);
+    zrk::WavefrontObj obj = zrk::parseWavefrontObj(file.path());
+    if (!obj.indexProblem.empty()) {
+        return 0;
+    }
+    // The first byte chooses between the mesh as it stands and the fitted one.
+    if (size > 0 && data[0] % 2 == 0) {
+        zrk::fitVerticesToBox(obj.vertexCount, obj.vertices, zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
+    }
+    const auto lattice = zrk::BeamCacheData::ofEdges(obj.vertices, obj.indices);
+    if (!lattice->field) {
+        return 0;
+    }
+    for (std::size_t i = 0; i + 2 < obj.vertices.size() && i < 30; i += 3) {
+        const zrk::Tensor<3, double> vertex = zrk::pointAt(obj.vertices.data() + i);
+        for (const double scale : {1.0, 0.5, 1.0000001, -3.0}) {
+            expectSmallest(*lattice, scale * vertex);
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,214 @@
+#include "mesh/bvh.h"
+
+#include <algorithm>
+#include <bit>
+#include <chrono>
+#include <stdexcept>
+
+namespace zrk {
+
+namespace {
+
+class Stopwatch {
+public:
+    double seconds() const
+    {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - _start).count();
+    }
+
+private:
+    std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
+};
+
+} // namespace
+
+template <class T, int N, int D>
+BVH<T, N, D>::Box::Box()
+{
+    std::fill_n(min, D, std::numeric_limits<T>::infinity());
+    std::fill_n(max, D, -std::numeric_limits<T>::infinity());
+}
+
+template <class T, int N, int D>
+void BVH<T, N, D>::Box::include(const T* point)
+{
+    for (int i = 0; i < D; ++i) {
+        // A NaN changes nothing.
+        min[i] = point[i] < min[i] ? point[i] : min[i];
+        max[i] = point[i] > max[i] ? point[i] : max[i];
+    }
+}
+
+template <class T, int N, int D>
+void BVH<T, N, D>::Box::include(const Box& other)
+{
+    for (int i = 0; i < D; ++i) {
+        min[i] = other.min[i] < min[i] ? other.min[i] : min[i];
+        max[i] = other.max[i] > max[i] ? other.max[i] : max[i];
+    }
+}
+
+template <class T, int N, int D>
+BVH<T, N, D>::BVH(const T* vertices, std::int32_t coordinateCount, const std::int32_t* indices,
+                  std::int32_t indexCount, BoundsCallback boundsCallback)
+    : vertices(vertices),
+      coordinateCount(coordinateCount),
+      vertexCount(coordinateCount / D),
+      indices(indices),
+      indexCount(indexCount),
+      primitiveCount(indexCount / N),
+      boundsCallback(std::move(boundsCallback))
+{
+    if (primitiveCount < 1) {
+        throw std::invalid_argument("a hierarchy needs at least one primitive");
+    }
+    const Stopwatch watch;
+    computeBounds();
+    computeCodes();
+    codeSeconds = watch.seconds();
+}
+
+template <class T, int N, int D>
+typename BVH<T, N, D>::Box BVH<T, N, D>::boxOf(std::int32_t primitive) const
+{
+    Box box;
+    if (boundsCallback) {
+        T corners[2][D];
+        boundsCallback(primitive, corners[0], corners[1]);
+        box.include(corners[0]);
+        box.include(corners[1]);
+    } else {
+        for (int k = 0; k < N; ++k) {
+            box.include(vertexOf(primitive, k));
+        }
+    }
+    return box;
+}
+
+template <class T, int N, int D>
+void BVH<T, N, D>::computeBounds()
+{
+    if (boundsCallback) {
+        for (std::int32_t p = 0; p < primitiveCount; ++p) {
+            bounds.include(boxOf(p));
+        }
+    } else {
+        for (std::int32_t v = 0; v < vertexCount; ++v) {
+            bounds.include(vertices + std::ptrdiff_t{D} * v);
+        }
+    }
+}
+
+template <class T, int N, int D>
+std::uint64_t BVH<T, N, D>::codeOf(std::int32_t primitive) const
+{
+    std::uint32_t cells[D];
+    for (int i = 0; i < D; ++i) {
+        T sum = vertexOf(primitive, 0)[i];
+        for (int k = 1; k < N; ++k) {
+            sum += vertexOf(primitive, k)[i];
+        }
+        const T centroid = sum * (T(1) / T(N));
+        cells[i] = mortonCell(centroid - bounds.min[i], bounds.max[i] - bounds.min[i]);
+    }
+    return interleave(cells[0], cells[1], cells[2]);
+}
+
+template <class T, int N, int D>
+void BVH<T, N, D>::computeCodes()
+{
+    codes.resize(static_cast<std::size_t>(primitiveCount));
+    parallelLoop({0, primitiveCount}, loopThreads(primitiveCount), [this](IndexRange range) {
+        for (std::int32_t p = range.first; p < range.end; ++p) {
+            codes[static_cast<std::size_t>(p)] = {p, codeOf(p)};
+        }
+    });
+    sortByCode(codes);
+}
+
+/// Number of bits that the keys of a sorted position and the next one share, where a key is a code followed
+/// by its position; 0 beyond either end.
+template <class T, int N, int D>
+int BVH<T, N, D>::commonPrefix(std::int32_t position) const
+{
+    if (position < 0 || position + 1 >= primitiveCount) {
+        return 0;
+    }
+    const auto i = static_cast<std::size_t>(position);
+    const std::uint64_t difference = codes[i].code ^ codes[i + 1].code;
+    return difference != 0 ? std::countl_zero(difference) : 64 + std::countl_zero(i ^ (i + 1));
+}
+
+template <class T, int N, int D>
+void BVH<T, N, D>::buildHierarchy()
+{
+    const Stopwatch watch;
+    _order.resize(codes.size());
+    nodes.assign(2 * codes.size() - 1, Node());
+    const std::int32_t threads = loopThreads(primitiveCount);
+    std::vector<std::vector<Subtree>> pending(static_cast<std::size_t>(threads));
+    parallelLoop({0, threads}, threads, [&](IndexRange chunks) {
+        for (std::int32_t k = chunks.first; k < chunks.end; ++k) {
+            linkLeaves(chunkOf({0, primitiveCount}, threads, k), pending[static_cast<std::size_t>(k)]);
+        }
+    });
+    std::vector<Subtree> rest;
+    for (const std::vector<Subtree>& subtrees : pending) {
+        for (const Subtree& subtree : subtrees) {
+            append(subtree, rest);
+        }
+    }
+    buildSeconds = watch.seconds();
+}
+
+/// Makes the leaves of some positions and all nodes that lie within these, and leaves the others' parts.
+template <class T, int N, int D>
+void BVH<T, N, D>::linkLeaves(IndexRange positions, std::vector<Subtree>& pending)
+{
+    for (std::int32_t k = positions.first; k < positions.end; ++k) {
+        const auto position = static_cast<std::size_t>(k);
+        const std::int32_t index = primitiveCount - 1 + k;
+        _order[position] = codes[position].primitive;
+        Node& leaf = nodes[static_cast<std::size_t>(index)];
+        leaf.primitives = {_order.data() + position, 1};
+        leaf.box = boxOf(_order[position]);
+        leaf.isLeaf = true;
+        append({k, k, index, commonPrefix(k - 1), commonPrefix(k)}, pending);
+    }
+}
+
+/// Adds the next subtree to a row of neighbours, and joins those at its end that share more bits with each
+/// other than with their neighbours.
+template <class T, int N, int D>
+void BVH<T, N, D>::append(Subtree last, std::vector<Subtree>& pending)
+{
+    while (!pending.empty() && last.sharedBefore > last.sharedAfter &&
+           last.sharedBefore > pending.back().sharedBefore) {
+        last = join(pending.back(), last);
+        pending.pop_back();
+    }
+    pending.push_back(last);
+}
+
+/// A node over two neighbours. Its number is the last of its positions when it is a first child, else the
+/// first one.
+template <class T, int N, int D>
+typename BVH<T, N, D>::Subtree BVH<T, N, D>::join(const Subtree& left, const Subtree& right)
+{
+    const bool isFirstChild = right.sharedAfter > left.sharedBefore;
+    const std::int32_t index = isFirstChild ? right.last : left.first;
+    Node& node = nodes[static_cast<std::size_t>(index)];
+    node.primitives = {_order.data() + left.first, static_cast<std::size_t>(right.last - left.first + 1)};
+    node.left = left.node;
+    node.right = right.node;
+    for (const std::int32_t child : {left.node, right.node}) {
+        nodes[static_cast<std::size_t>(child)].parent = index;
+        node.box.include(nodes[static_cast<std::size_t>(child)].box);
+    }
+    return {left.first, right.last, index, left.sharedBefore, right.sharedAfter};
+}
+
+template class BVH<double, 3, 3>;
+template class BVH<double, 2, 3>;
+
+} // namespace zrk

@@ -1,0 +1,176 @@
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+#if ZRK_SIMD && defined(__AVX2__) && defined(__FMA__)
+#define ZRK_FLOAT8_AVX2 1
+#include <immintrin.h>
+#else
+#define ZRK_FLOAT8_AVX2 0
+#endif
+
+namespace zrk {
+
+/// Lanes of a `Float8`, and children of a node and primitives of a leaf in a `WideTree`.
+inline constexpr int kLanes = 8;
+
+/// A truth value for each of eight lanes, the first in bit 0.
+using Lanes8 = std::uint32_t;
+
+/// Eight floats worked on together, for searches whose last word has a computation in double: what they
+/// give may differ by rounding from one processor to the other.
+class Float8 {
+public:
+    Float8() = default;
+
+#if ZRK_FLOAT8_AVX2
+    Float8(float everywhere) : _v(_mm256_set1_ps(everywhere)) {}
+    static Float8 load(const float* from) { return _mm256_loadu_ps(from); }
+    void store(float* to) const { _mm256_storeu_ps(to, _v); }
+
+    friend Float8 operator+(Float8 a, Float8 b) { return _mm256_add_ps(a._v, b._v); }
+    friend Float8 operator-(Float8 a, Float8 b) { return _mm256_sub_ps(a._v, b._v); }
+    friend Float8 operator*(Float8 a, Float8 b) { return _mm256_mul_ps(a._v, b._v); }
+    friend Float8 operator/(Float8 a, Float8 b) { return _mm256_div_ps(a._v, b._v); }
+    /// a * b + c
+    friend Float8 fma(Float8 a, Float8 b, Float8 c) { return _mm256_fmadd_ps(a._v, b._v, c._v); }
+    friend Float8 minimum(Float8 a, Float8 b) { return _mm256_min_ps(a._v, b._v); }
+    friend Float8 maximum(Float8 a, Float8 b) { return _mm256_max_ps(a._v, b._v); }
+    friend Float8 sqrt(Float8 a) { return _mm256_sqrt_ps(a._v); }
+    friend Float8 abs(Float8 a) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a._v); }
+    friend Lanes8 lessOrEqual(Float8 a, Float8 b) { return bits(_mm256_cmp_ps(a._v, b._v, _CMP_LE_OQ)); }
+    /// x where a <= b, else y.
+    friend Float8 selectLessOrEqual(Float8 a, Float8 b, Float8 x, Float8 y)
+    {
+        return _mm256_blendv_ps(y._v, x._v, _mm256_cmp_ps(a._v, b._v, _CMP_LE_OQ));
+    }
+
+private:
+    __m256 _v;
+
+    Float8(__m256 v) : _v(v) {}
+    static Lanes8 bits(__m256 mask) { return static_cast<Lanes8>(_mm256_movemask_ps(mask)); }
+#else
+    Float8(float everywhere)
+    {
+        for (float& lane : _v) {
+            lane = everywhere;
+        }
+    }
+    static Float8 load(const float* from)
+    {
+        return each([from](int i) { return from[i]; });
+    }
+    void store(float* to) const
+    {
+        for (int i = 0; i < kLanes; ++i) {
+            to[i] = _v[i];
+        }
+    }
+
+    friend Float8 operator+(const Float8& a, const Float8& b)
+    {
+        return each([&](int i) { return a._v[i] + b._v[i]; });
+    }
+    friend Float8 operator-(const Float8& a, const Float8& b)
+    {
+        return each([&](int i) { return a._v[i] - b._v[i]; });
+    }
+    friend Float8 operator*(const Float8& a, const Float8& b)
+    {
+        return each([&](int i) { return a._v[i] * b._v[i]; });
+    }
+    friend Float8 operator/(const Float8& a, const Float8& b)
+    {
+        return each([&](int i) { return a._v[i] / b._v[i]; });
+    }
+    friend Float8 fma(const Float8& a, const Float8& b, const Float8& c)
+    {
+        return each([&](int i) { return a._v[i] * b._v[i] + c._v[i]; });
+    }
+    friend Float8 minimum(const Float8& a, const Float8& b)
+    {
+        return each([&](int i) { return a._v[i] < b._v[i] ? a._v[i] : b._v[i]; });
+    }
+    friend Float8 maximum(const Float8& a, const Float8& b)
+    {
+        return each([&](int i) { return a._v[i] > b._v[i] ? a._v[i] : b._v[i]; });
+    }
+    friend Float8 sqrt(const Float8& a)
+    {
+        return each([&](int i) { return std::sqrt(a._v[i]); });
+    }
+    friend Float8 abs(const Float8& a)
+    {
+        return each([&](int i) { return std::abs(a._v[i]); });
+    }
+    friend Lanes8 lessOrEqual(const Float8& a, const Float8& b)
+    {
+        Lanes8 lanes = 0;
+        for (int i = 0; i < kLanes; ++i) {
+            lanes |= static_cast<Lanes8>(a._v[i] <= b._v[i]) << i;
+        }
+        return lanes;
+    }
+    friend Float8 selectLessOrEqual(const Float8& a, const Float8& b, const Float8& x, const Float8& y)
+    {
+        return each([&](int i) { return a._v[i] <= b._v[i] ? x._v[i] : y._v[i]; });
+    }
+
+private:
+    float _v[kLanes];
+
+    template <class Lane>
+    static Float8 each(Lane lane)
+    {
+        Float8 result;
+        for (int i = 0; i < kLanes; ++i) {
+            result._v[i] = lane(i);
+        }
+        return result;
+    }
+#endif
+};
+
+/// Eight vectors.
+struct Float8Vector {
+    Float8 x;
+    Float8 y;
+    Float8 z;
+
+    /// From three rows of `kLanes` floats.
+    static Float8Vector load(const float (&rows)[3][kLanes])
+    {
+        return {Float8::load(rows[0]), Float8::load(rows[1]), Float8::load(rows[2])};
+    }
+    friend Float8Vector operator-(const Float8Vector& a, const Float8Vector& b)
+    {
+        return {a.x - b.x, a.y - b.y, a.z - b.z};
+    }
+    friend Float8 dot(const Float8Vector& a, const Float8Vector& b)
+    {
+        return fma(a.x, b.x, fma(a.y, b.y, a.z * b.z));
+    }
+    friend Float8Vector cross(const Float8Vector& a, const Float8Vector& b)
+    {
+        return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+    }
+    /// a - factor * b
+    friend Float8Vector minusScaled(const Float8Vector& a, Float8 factor, const Float8Vector& b)
+    {
+        const Float8 minus = Float8(0.0f) - factor;
+        return {fma(minus, b.x, a.x), fma(minus, b.y, a.y), fma(minus, b.z, a.z)};
+    }
+};
+
+/// Calls use(lane) for each lane that holds, in ascending order.
+template <class Use>
+void forEachLane(Lanes8 lanes, Use use)
+{
+    for (; lanes != 0; lanes &= lanes - 1) {
+        use(__builtin_ctz(lanes));
+    }
+}
+
+} // namespace zrk

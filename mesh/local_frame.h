@@ -1,0 +1,64 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+namespace zrk {
+
+/// Float coordinates for a search in a box: the box's centre at the origin, its longest half edge between a
+/// half and one.
+class LocalFrame {
+public:
+    /// What positions and vertices within the unit box may be off by, and what a distance may be that is
+    /// computed from them in a few dozen operations, with much to spare.
+    static constexpr float kMargin = 2e-6f;
+    /// How far from the origin positions may be, in half edges.
+    static constexpr float kReach = 32.0f;
+
+    LocalFrame() = default;
+    template <class Box>
+    explicit LocalFrame(const Box& box)
+    {
+        double longest = 0.0;
+        for (std::size_t i = 0; i < 3; ++i) {
+            _center[i] = 0.5 * (box.min[i] + box.max[i]);
+            longest = std::max(longest, 0.5 * (box.max[i] - box.min[i]));
+        }
+        // Outside of this range, and for boxes that are empty or not finite, there is no frame.
+        if (longest > 1e-100 && longest < 1e100 && std::isfinite(_center[0] + _center[1] + _center[2])) {
+            _scale = std::ldexp(1.0, -(std::ilogb(longest) + 1));
+        }
+    }
+
+    bool isValid() const { return _scale > 0.0; }
+    /// Lengths in the frame over lengths outside: a power of two.
+    double scale() const { return _scale; }
+
+    /// Coordinates in the frame, in double.
+    template <class T>
+    void toLocal(const double* point, T* local) const
+    {
+        for (std::size_t i = 0; i < 3; ++i) {
+            local[i] = static_cast<T>((point[i] - _center[i]) * _scale);
+        }
+    }
+    /// Whether a position in the frame, NaN included, is too far for a search in float.
+    static bool isOutOfReach(const float* local)
+    {
+        return !(std::abs(local[0]) <= kReach && std::abs(local[1]) <= kReach &&
+                 std::abs(local[2]) <= kReach);
+    }
+    /// What a distance from the position may be off by.
+    static float marginAt(const float* local)
+    {
+        return kMargin * std::max({1.0f, std::abs(local[0]), std::abs(local[1]), std::abs(local[2])});
+    }
+
+private:
+    double _center[3] = {};
+    double _scale = 0.0;
+};
+
+} // namespace zrk

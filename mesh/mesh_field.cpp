@@ -1,0 +1,138 @@
+#include "mesh/mesh_field.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace zrk {
+
+namespace {
+
+using Tree = BVH<double, 3, 3>;
+
+/// Parts of the mesh's size.
+constexpr double kNearSurface = 1e-4;
+/// How far from a half an estimate must be to be believed: three times the largest error seen.
+constexpr float kDoubt = 0.1f;
+
+std::uint64_t scrambled(std::int32_t from, std::int32_t to)
+{
+    // The finalizer of splitmix64, which turns nearby numbers into unrelated ones.
+    std::uint64_t x =
+        (std::uint64_t{static_cast<std::uint32_t>(from)} << 32 | static_cast<std::uint32_t>(to)) +
+        0x9e3779b97f4a7c15u;
+    x = (x ^ x >> 30) * 0xbf58476d1ce4e5b9u;
+    x = (x ^ x >> 27) * 0x94d049bb133111ebu;
+    return x ^ x >> 31;
+}
+
+/// Whether the edges cancel. Each adds a random number of its own, and its reverse the negative of it, so
+/// that a sum of zero by chance is as probable as guessing 64 bits.
+bool edgesCancel(const std::vector<std::int32_t>& indices, std::int32_t triangleCount)
+{
+    std::uint64_t sum = 0;
+    for (std::size_t t = 0; t < static_cast<std::size_t>(triangleCount); ++t) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            const std::int32_t a = indices[3 * t + k];
+            const std::int32_t b = indices[3 * t + (k + 1) % 3];
+            sum += a < b ? scrambled(a, b) : a > b ? ~scrambled(b, a) + 1 : 0;
+        }
+    }
+    return sum == 0;
+}
+
+Tree& built(Tree& tree)
+{
+    tree.buildHierarchy();
+    tree.codes = {}; // a sixth of the memory, and of no more use
+    return tree;
+}
+
+double sizeOf(const Tree::Box& box)
+{
+    double size = 0.0;
+    for (std::size_t i = 0; i < 3; ++i) {
+        size = std::max(size, box.max[i] - box.min[i]);
+    }
+    return size;
+}
+
+double squaredDistance(const double* a, const double* b)
+{
+    const Tensor<3, double> d = pointAt(a) - pointAt(b);
+    return dot(d, d);
+}
+
+} // namespace
+
+MeshWindingField::MeshWindingField(std::vector<double> vertices, std::vector<std::int32_t> indices)
+    : _vertices(std::move(vertices)),
+      _indices(std::move(indices)),
+      _bvh(_vertices.data(), static_cast<std::int32_t>(_vertices.size()), _indices.data(),
+           static_cast<std::int32_t>(_indices.size())),
+      _moments(built(_bvh)),
+      _search(_bvh),
+      _isClosed(edgesCancel(_indices, _bvh.primitiveCount)),
+      _nearSurface(kNearSurface * sizeOf(_bvh.bounds))
+{
+    if (_search.triangles()) {
+        _estimate.emplace(*_search.triangles());
+    }
+}
+
+double MeshWindingField::signedDistance(const double* point) const
+{
+    Trail trail;
+    return signedDistance(point, trail);
+}
+
+double MeshWindingField::signedDistance(const double* point, Trail& trail) const
+{
+    const bool isNear = trail.triangle != -1 && _search.isHint(trail.point, point);
+    const TriangleSearch::Nearest nearest = _search.nearest(point, isNear ? trail.triangle : -1);
+    if (nearest.triangle == -1) {
+        return nearest.distance;
+    }
+    const bool inside = isInside(point, nearest.distance, trail);
+    trail.distance = nearest.distance;
+    trail.triangle = nearest.triangle;
+    trail.isInside = inside;
+    trail.knowsSide = _isClosed && nearest.distance >= _nearSurface;
+    std::copy_n(point, 3, trail.point);
+    return inside ? -nearest.distance : nearest.distance;
+}
+
+bool MeshWindingField::isInside(const double* point, double distance, const Trail& trail) const
+{
+    // A little less than the distance, which is rounded.
+    constexpr double kSurely = 0.999999;
+    if (trail.knowsSide && distance >= _nearSurface &&
+        squaredDistance(point, trail.point) < kSurely * trail.distance * trail.distance) {
+        return trail.isInside;
+    }
+    return isInside(point, distance);
+}
+
+bool MeshWindingField::isInside(const double* point, double distance) const
+{
+    if (_estimate && distance >= _nearSurface) {
+        float local[3];
+        _search.triangles()->frame.toLocal(point, local);
+        if (!LocalFrame::isOutOfReach(local)) {
+            const WindingEstimate::Estimate estimate = _estimate->at(local);
+            if (std::abs(estimate.value - 0.5f) > kDoubt * std::max(1.0f, estimate.total)) {
+                return estimate.value > 0.5f;
+            }
+        }
+    }
+    return windingNumber(point) > 0.5;
+}
+
+std::size_t MeshWindingField::bytes() const
+{
+    return _bvh.nodes.capacity() * sizeof(_bvh.nodes[0]) +
+           _bvh.sortedPrimitives().capacity() * sizeof(std::int32_t) + _moments.bytes() + _search.bytes() +
+           (_estimate ? _estimate->bytes() : 0);
+}
+
+} // namespace zrk

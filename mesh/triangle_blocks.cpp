@@ -1,0 +1,126 @@
+#include "mesh/triangle_blocks.h"
+
+#include <algorithm>
+
+namespace zrk {
+
+namespace {
+
+using Hierarchy = BVH<double, 3, 3>;
+
+/// Rounding of a coordinate in the unit box, and some more.
+constexpr float kRounding = 1.2e-7f;
+
+/// Triangles whose height is below a thirtieth of their longest edge.
+constexpr double kFlatness = 1e-3;
+
+FloatBox localBox(const Hierarchy& hierarchy, const LocalFrame& frame, std::int32_t triangle)
+{
+    const Hierarchy::Box box = hierarchy.boxOf(triangle);
+    FloatBox local;
+    frame.toLocal(box.min, local.lower);
+    frame.toLocal(box.max, local.upper);
+    for (int i = 0; i < 3; ++i) {
+        local.lower[i] -= kRounding;
+        local.upper[i] += kRounding;
+    }
+    return local;
+}
+
+/// Whether the float distance of a triangle differs from the one by the formula in double by more than the
+/// margin: in float because edges almost coincide, in double because the square of the area is cut off.
+bool isSliver(const Tensor<3, double>& e0, const Tensor<3, double>& e1, double scale)
+{
+    const Tensor<3, double> e2 = e1 - e0;
+    const Tensor<3, double> normal = cross(e0, e1);
+    const double longest = std::max({dot(e0, e0), dot(e1, e1), dot(e2, e2)});
+    const double squaredArea = dot(normal, normal); // of the parallelogram
+    const bool isReliable = squaredArea > kFlatness * longest * longest && longest > 1e-16 &&
+                            squaredArea / (scale * scale * scale * scale) > 1e-28;
+    return !isReliable;
+}
+
+void fillBlock(const Hierarchy& hierarchy, const LocalFrame& frame, const WideTree::Leaf& leaf,
+               TriangleBlock& block, std::uint8_t& slivers)
+{
+    for (int lane = 0; lane < kLanes; ++lane) {
+        const std::int32_t position = leaf.first + std::min(lane, leaf.count - 1);
+        const std::int32_t triangle = hierarchy.sortedPrimitives()[static_cast<std::size_t>(position)];
+        Tensor<3, double> corners[3];
+        for (int k = 0; k < 3; ++k) {
+            frame.toLocal(hierarchy.vertexOf(triangle, k), corners[k].begin());
+        }
+        const Tensor<3, double> edges[2] = {corners[1] - corners[0], corners[2] - corners[0]};
+        for (std::size_t i = 0; i < 3; ++i) {
+            block.corner[i][lane] = static_cast<float>(corners[0][i]);
+            block.edges[0][i][lane] = static_cast<float>(edges[0][i]);
+            block.edges[1][i][lane] = static_cast<float>(edges[1][i]);
+        }
+        if (isSliver(edges[0], edges[1], frame.scale())) {
+            slivers = static_cast<std::uint8_t>(slivers | 1u << lane);
+        }
+    }
+}
+
+} // namespace
+
+TriangleBlocks::TriangleBlocks(const Hierarchy& hierarchy, const LocalFrame& localFrame) : frame(localFrame)
+{
+    const std::int32_t count = hierarchy.primitiveCount;
+    std::vector<FloatBox> boxes(static_cast<std::size_t>(count));
+    parallelLoop({0, count}, loopThreads(count), [&](IndexRange range) {
+        for (std::int32_t k = range.first; k < range.end; ++k) {
+            const auto position = static_cast<std::size_t>(k);
+            boxes[position] = localBox(hierarchy, frame, hierarchy.sortedPrimitives()[position]);
+        }
+    });
+    tree = WideTree(boxes);
+
+    blocks.resize(tree.leaves().size());
+    slivers.assign(blocks.size(), 0);
+    const auto leafCount = static_cast<std::int32_t>(blocks.size());
+    parallelLoop({0, leafCount}, loopThreads(count), [&](IndexRange range) {
+        for (std::int32_t k = range.first; k < range.end; ++k) {
+            const auto leaf = static_cast<std::size_t>(k);
+            fillBlock(hierarchy, frame, tree.leaves()[leaf], blocks[leaf], slivers[leaf]);
+        }
+    });
+}
+
+Float8 TriangleBlock::squaredDistances(const Float8Vector& p) const
+{
+    const Float8Vector fromA = p - Float8Vector::load(corner);
+    const Float8Vector ab = Float8Vector::load(edges[0]);
+    const Float8Vector ac = Float8Vector::load(edges[1]);
+    const Float8 abab = dot(ab, ab);
+    const Float8 acac = dot(ac, ac);
+    const Float8 abac = dot(ab, ac);
+    const Float8 alongAB = dot(ab, fromA);
+    const Float8 alongAC = dot(ac, fromA);
+    const Float8 zero = 0.0f;
+    const Float8 one = 1.0f;
+
+    const auto squaredDistanceToEdge = [&](const Float8Vector& from, const Float8Vector& edge, Float8 along,
+                                           Float8 squaredLength) {
+        const Float8 t = minimum(maximum(along / squaredLength, zero), one);
+        const Float8Vector r = minusScaled(from, t, edge);
+        return dot(r, r);
+    };
+    const Float8Vector bc = ac - ab;
+    const Float8Vector fromB = fromA - ab;
+    const Float8 toEdges = minimum(squaredDistanceToEdge(fromA, ab, alongAB, abab),
+                                   minimum(squaredDistanceToEdge(fromA, ac, alongAC, acac),
+                                           squaredDistanceToEdge(fromB, bc, dot(bc, fromB), dot(bc, bc))));
+
+    // Barycentric coordinates of b and c, times the square of the doubled area.
+    const Float8 v = acac * alongAB - abac * alongAC;
+    const Float8 w = abab * alongAC - abac * alongAB;
+    const Float8Vector normal = cross(ab, ac);
+    const Float8 squaredArea = dot(normal, normal);
+    const Float8 height = dot(normal, fromA);
+    // Over the inside where none of the three is negative.
+    const Float8 least = minimum(minimum(v, w), squaredArea - v - w);
+    return selectLessOrEqual(zero, least, height * height / squaredArea, toEdges);
+}
+
+} // namespace zrk

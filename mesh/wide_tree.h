@@ -1,0 +1,195 @@
+#pragma once
+
+#include "mesh/float8.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
+
+namespace zrk {
+
+/// A box in the coordinates of a search tree.
+struct FloatBox {
+    float lower[3] = {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity(),
+                      std::numeric_limits<float>::infinity()};
+    float upper[3] = {-std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(),
+                      -std::numeric_limits<float>::infinity()};
+
+    void include(const FloatBox& other);
+    /// Half of the surface.
+    float area() const;
+};
+
+/// A tree with eight boxes a node over primitives that stand in some spatial order, for searches by
+/// distance that test a node's boxes together. It knows boxes and positions in that order only; what stands
+/// in a leaf is the caller's.
+///
+/// Immutable once built; safe to search from many threads at once.
+class WideTree {
+public:
+    struct alignas(32) Node {
+        float lower[3][kLanes];
+        float upper[3][kLanes];
+        /// A node's index, or ~leaf; kNoChild in lanes that aren't used, whose boxes are infinitely far.
+        std::int32_t child[kLanes];
+
+        Float8 squaredDistances(const Float8Vector& p) const
+        {
+            const auto along = [this](int axis, Float8 position) {
+                return maximum(Float8(0.0f), maximum(Float8::load(lower[axis]) - position,
+                                                     position - Float8::load(upper[axis])));
+            };
+            const Float8Vector outside{along(0, p.x), along(1, p.y), along(2, p.z)};
+            return dot(outside, outside);
+        }
+    };
+    /// Up to kLanes neighbours in the order of the primitives.
+    struct Leaf {
+        std::int32_t first;
+        std::int32_t count;
+    };
+    static constexpr std::int32_t kNoChild = std::numeric_limits<std::int32_t>::max();
+    static bool isLeaf(std::int32_t child) { return child < 0; }
+    static std::size_t leafIndex(std::int32_t child) { return static_cast<std::size_t>(~child); }
+    /// The children of a node take its first lanes.
+    static int childCount(const Node& node)
+    {
+        int count = 0;
+        while (count < kLanes && node.child[count] != kNoChild) {
+            ++count;
+        }
+        return count;
+    }
+
+    WideTree() = default;
+    /// @param boxes  a box a primitive, finite; at least one. Neighbours in this order, as of Morton codes,
+    ///               come into the same leaf.
+    explicit WideTree(std::span<const FloatBox> boxes);
+
+    /// Parents stand before their children; node 0 is the root.
+    const std::vector<Node>& nodes() const { return _nodes; }
+    const std::vector<Leaf>& leaves() const { return _leaves; }
+    std::size_t bytes() const { return _nodes.capacity() * sizeof(Node) + _leaves.capacity() * sizeof(Leaf); }
+
+    /// Walks the tree, nearer children first, and calls visit(leaf index) for the leaves that a nearest
+    /// primitive could be in.
+    ///
+    /// @param p          the position.
+    /// @param threshold  squared distance beyond which nothing is of interest; finite. The visits lower it.
+    /// @param refine     Float8(node index, squared distances to the node's boxes): bounds no smaller than
+    ///                   these. Asked of a node that has a child within the threshold.
+    template <class Refine, class Visit>
+    void search(const float* p, const float& threshold, Refine refine, Visit visit) const;
+
+    /// Walks down the tree: open(node index) tells which of a node's children to enter, visit(leaf index) is
+    /// called for the leaves among them.
+    template <class Open, class Visit>
+    void descend(Open open, Visit visit) const;
+
+    /// What the caller says of a subtree, for each child of each node, from the leaves up.
+    ///
+    /// @param ofLeaf   Summary(leaf index, box)
+    /// @param ofParts  Summary(span of the children's summaries, box)
+    template <class Summary, class OfLeaf, class OfParts>
+    std::vector<std::array<Summary, kLanes>> summaries(OfLeaf ofLeaf, OfParts ofParts) const;
+
+private:
+    static constexpr int kMaxBinaryDepth = 96;
+    static constexpr int kMaxPending = (kLanes - 1) * kMaxBinaryDepth + kLanes;
+
+    std::vector<Node> _nodes;
+    std::vector<Leaf> _leaves;
+
+    friend class WideTreeBuilder;
+};
+
+template <class Open, class Visit>
+void WideTree::descend(Open open, Visit visit) const
+{
+    std::int32_t stack[kMaxPending];
+    int depth = 0;
+    stack[depth++] = 0;
+    while (depth > 0) {
+        const auto index = static_cast<std::size_t>(stack[--depth]);
+        forEachLane(open(index), [&](int lane) {
+            const std::int32_t child = _nodes[index].child[lane];
+            if (isLeaf(child)) {
+                visit(leafIndex(child));
+            } else {
+                stack[depth++] = child;
+            }
+        });
+    }
+}
+
+template <class Summary, class OfLeaf, class OfParts>
+std::vector<std::array<Summary, kLanes>> WideTree::summaries(OfLeaf ofLeaf, OfParts ofParts) const
+{
+    std::vector<std::array<Summary, kLanes>> result(_nodes.size());
+    for (std::size_t n = _nodes.size(); n-- > 0;) {
+        const Node& node = _nodes[n];
+        for (int lane = 0; lane < childCount(node); ++lane) {
+            FloatBox box;
+            for (int i = 0; i < 3; ++i) {
+                box.lower[i] = node.lower[i][lane];
+                box.upper[i] = node.upper[i][lane];
+            }
+            Summary& summary = result[n][static_cast<std::size_t>(lane)];
+            const std::int32_t child = node.child[lane];
+            if (isLeaf(child)) {
+                summary = ofLeaf(leafIndex(child), box);
+            } else {
+                const auto index = static_cast<std::size_t>(child);
+                const auto parts = static_cast<std::size_t>(childCount(_nodes[index]));
+                summary = ofParts(std::span<const Summary>(result[index].data(), parts), box);
+            }
+        }
+    }
+    return result;
+}
+
+template <class Refine, class Visit>
+void WideTree::search(const float* p, const float& threshold, Refine refine, Visit visit) const
+{
+    struct Pending {
+        float bound;
+        std::int32_t child;
+    };
+    Pending stack[kMaxPending];
+    int depth = 0;
+    stack[depth++] = {0.0f, 0};
+    const Float8Vector position{p[0], p[1], p[2]};
+    while (depth > 0) {
+        const Pending top = stack[--depth];
+        if (!(top.bound <= threshold)) {
+            continue;
+        }
+        if (isLeaf(top.child)) {
+            visit(leafIndex(top.child));
+            continue;
+        }
+        const auto index = static_cast<std::size_t>(top.child);
+        const Node& node = _nodes[index];
+        Float8 distances = node.squaredDistances(position);
+        if (lessOrEqual(distances, threshold) == 0) {
+            continue;
+        }
+        distances = refine(index, distances);
+        float bounds[kLanes];
+        distances.store(bounds);
+        // The nearest on top.
+        const int first = depth;
+        forEachLane(lessOrEqual(distances, threshold), [&](int lane) {
+            int place = depth++;
+            for (; place > first && stack[place - 1].bound < bounds[lane]; --place) {
+                stack[place] = stack[place - 1];
+            }
+            stack[place] = {bounds[lane], node.child[lane]};
+        });
+    }
+}
+
+} // namespace zrk

@@ -1,0 +1,201 @@
+#include "mesh/winding_number.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace zrk {
+
+namespace {
+
+using Tree = BVH<double, 3, 3>;
+
+constexpr double kFullAngle = 12.566370614359172; // 4 pi
+
+Tensor<3, double> centroid(const Tree& tree, std::int32_t triangle)
+{
+    return (pointAt(tree.vertexOf(triangle, 0)) + pointAt(tree.vertexOf(triangle, 1)) +
+            pointAt(tree.vertexOf(triangle, 2))) *
+           (1.0 / 3.0);
+}
+
+/// Joins the sums of two groups, but for the radius.
+WindingMoments sumOf(const WindingMoments& a, const WindingMoments& b)
+{
+    WindingMoments sum;
+    sum.area = a.area + b.area;
+    if (!(sum.area > 0.0)) {
+        return sum;
+    }
+    sum.center = (a.area * a.center + b.area * b.center) * (1.0 / sum.area);
+    sum.moment0 = a.moment0 + b.moment0;
+    for (const WindingMoments* part : {&a, &b}) {
+        const Tensor<3, double> shift = part->center - sum.center;
+        for (std::size_t i = 0; i < 3; ++i) {
+            for (std::size_t j = 0; j < 3; ++j) {
+                sum.moment1[i][j] += part->moment1[i][j] + shift[i] * part->moment0[j];
+            }
+        }
+    }
+    return sum;
+}
+
+/// Sums over the subtrees of a mesh, from the leaves up.
+class MomentSums {
+public:
+    MomentSums(const Tree& tree, const std::vector<std::int32_t>& recordOf,
+               std::vector<WindingMoments>& records)
+        : _tree(tree), _recordOf(recordOf), _records(records)
+    {}
+
+    WindingMoments sum(std::int32_t index) const
+    {
+        const Tree::Node& node = nodeAt(index);
+        return node.isLeaf ? ofTriangle(node.primitives[0])
+                           : keep(index, sumOf(sum(node.left), sum(node.right)));
+    }
+
+    /// The same with the subtrees' halves on different threads, as long as `threads` last.
+    WindingMoments sumInParallel(std::int32_t index, std::int32_t threads) const
+    {
+        const Tree::Node& node = nodeAt(index);
+        if (threads < 2 || node.isLeaf) {
+            return sum(index);
+        }
+        WindingMoments halves[2];
+        parallelLoop({0, 2}, 2, [&](IndexRange range) {
+            for (std::int32_t k = range.first; k < range.end; ++k) {
+                halves[k] = sumInParallel(k == 0 ? node.left : node.right, threads / 2);
+            }
+        });
+        return keep(index, sumOf(halves[0], halves[1]));
+    }
+
+private:
+    const Tree& _tree;
+    const std::vector<std::int32_t>& _recordOf;
+    std::vector<WindingMoments>& _records;
+
+    const Tree::Node& nodeAt(std::int32_t index) const
+    {
+        return _tree.nodes[static_cast<std::size_t>(index)];
+    }
+
+    WindingMoments ofTriangle(std::int32_t triangle) const
+    {
+        WindingMoments moments;
+        moments.moment0 =
+            areaVector(_tree.vertexOf(triangle, 0), _tree.vertexOf(triangle, 1), _tree.vertexOf(triangle, 2));
+        moments.area = length(moments.moment0);
+        moments.center = centroid(_tree, triangle);
+        return moments;
+    }
+
+    const WindingMoments& keep(std::int32_t index, const WindingMoments& moments) const
+    {
+        const std::int32_t place = _recordOf[static_cast<std::size_t>(index)];
+        if (place != -1) {
+            WindingMoments& record = _records[static_cast<std::size_t>(place)];
+            record = moments;
+            record.radius = std::sqrt(farthestVertex(index, moments.center, 0.0));
+        }
+        return moments;
+    }
+
+    /// The largest squared distance from the centre to a vertex under the node, if it is above `least`. Boxes
+    /// that don't reach farther are passed over.
+    double farthestVertex(std::int32_t index, const Tensor<3, double>& center, double least) const
+    {
+        const Tree::Node& node = nodeAt(index);
+        if (node.primitives.size() < 2 * MeshMoments::kSmallestGroup) {
+            for (const std::int32_t triangle : node.primitives) {
+                for (int k = 0; k < 3; ++k) {
+                    const Tensor<3, double> d = pointAt(_tree.vertexOf(triangle, k)) - center;
+                    least = std::max(least, dot(d, d));
+                }
+            }
+            return least;
+        }
+        std::pair<double, std::int32_t> halves[2] = {{reach(node.left, center), node.left},
+                                                     {reach(node.right, center), node.right}};
+        if (halves[0].first < halves[1].first) {
+            std::swap(halves[0], halves[1]);
+        }
+        for (const auto& [farthest, child] : halves) {
+            if (farthest > least) {
+                least = farthestVertex(child, center, least);
+            }
+        }
+        return least;
+    }
+
+    /// Squared distance to the farthest corner of a node's box; no vertex within has more, rounding included.
+    double reach(std::int32_t index, const Tensor<3, double>& center) const
+    {
+        const Tree::Box& box = nodeAt(index).box;
+        Tensor<3, double> d;
+        for (std::size_t i = 0; i < 3; ++i) {
+            d[i] = std::max(center[i] - box.min[i], box.max[i] - center[i]);
+        }
+        return dot(d, d);
+    }
+};
+
+/// Winding number of a far group by its expansion.
+double expansion(const WindingMoments& group, const Tensor<3, double>& r, double distance)
+{
+    const double c = 1.0 / (distance * distance * distance * kFullAngle);
+    double sum = c * dot(r, group.moment0);
+    for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t j = 0; j < 3; ++j) {
+            const double diagonal = i == j ? 1.0 : 0.0;
+            sum += c * (diagonal - 3.0 * r[i] * r[j] / (distance * distance)) * group.moment1[i][j];
+        }
+    }
+    return sum;
+}
+
+} // namespace
+
+MeshMoments::MeshMoments(const Tree& tree)
+{
+    const auto innerCount = static_cast<std::size_t>(tree.primitiveCount) - 1;
+    _recordOf.resize(innerCount);
+    std::int32_t count = 0;
+    for (std::size_t i = 0; i < innerCount; ++i) {
+        _recordOf[i] = tree.nodes[i].primitives.size() >= kSmallestGroup ? count++ : -1;
+    }
+    _records.resize(static_cast<std::size_t>(count));
+    MomentSums(tree, _recordOf, _records).sumInParallel(0, loopThreads(tree.primitiveCount));
+}
+
+std::size_t MeshMoments::bytes() const
+{
+    return _recordOf.capacity() * sizeof(_recordOf[0]) + _records.capacity() * sizeof(_records[0]);
+}
+
+double windingNumber(const Tree& tree, const MeshMoments& moments, const double* point, double beta)
+{
+    double sum = 0.0;
+    tree.traverse(0, [&](std::int32_t index, bool isLeaf, const Tree::Box&,
+                         std::span<const std::int32_t> triangles) {
+        if (!isLeaf && triangles.size() >= MeshMoments::kSmallestGroup) {
+            const WindingMoments& group = moments.of(index);
+            const Tensor<3, double> r = group.center - pointAt(point);
+            const double distance = length(r);
+            if (!(distance > beta * group.radius)) {
+                return true;
+            }
+            sum += expansion(group, r, distance);
+            return false;
+        }
+        for (const std::int32_t t : triangles) {
+            sum += triangleSolidAngle(tree.vertexOf(t, 0), tree.vertexOf(t, 1), tree.vertexOf(t, 2), point) /
+                   kFullAngle;
+        }
+        return false;
+    });
+    return sum;
+}
+
+} // namespace zrk
