@@ -1,6 +1,21 @@
 #include "raster/fourier.h"
 
+#include <cstdlib>
+
+namespace {
+
+/// pocketfft asks for sizes that are no multiples of the alignment. The standard library grants them,
+/// sanitizers don't.
+[[maybe_unused]] void* roundedAlignedAlloc(std::size_t alignment, std::size_t size)
+{
+    return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+}
+
+} // namespace
+
+#define aligned_alloc roundedAlignedAlloc
 #include <pocketfft_hdronly.h>
+#undef aligned_alloc
 
 namespace zrk {
 
