@@ -310,7 +310,7 @@ void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, co
     for (const ZRKJson& path : isList ? paths : ZRKJson::array({paths})) {
         files.push_back(folder / path.get<std::string>());
     }
-    const std::string message = import->importFiles(files, nullptr);
+    const std::string message = import->importFiles(files, _monitor);
     if (!message.empty()) {
         _warnings.push_back(printable(where(place) + ": " + message));
     }
