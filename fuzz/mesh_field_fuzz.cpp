@@ -1,4 +1,5 @@
-// A field from any mesh: its distances are those of the hierarchy's search, asked alone or one after the other.
+// A field from any mesh: its distances are those of the hierarchy's search, asked alone or one after the
+// other.
 
 #include "fuzz/bytes_as_file.h"
 #include "mesh/closest_point.h"
