@@ -14,8 +14,6 @@ inline Tensor<3, double> pointAt(const double* coordinates)
     return {coordinates[0], coordinates[1], coordinates[2]};
 }
 
-inline double length(const Tensor<3, double>& v) { return std::sqrt(dot(v, v)); }
-
 /// Squared distance from a point to a box (a type with corners `min` and `max`); 0 inside.
 template <class Box>
 double squaredDistanceToBox(const Box& box, const double* point)

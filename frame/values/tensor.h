@@ -123,6 +123,13 @@ constexpr T dot(const Tensor<N, T>& a, const Tensor<N, T>& b)
     return sum;
 }
 
+/// Euclidean length.
+template <std::uint32_t N>
+double length(const Tensor<N, double>& v)
+{
+    return std::sqrt(dot(v, v));
+}
+
 template <class T>
 constexpr Tensor<3, T> cross(const Tensor<3, T>& a, const Tensor<3, T>& b)
 {

@@ -6,6 +6,8 @@
 #include "host/geometry/point_and_solids.h"
 #include "host/geometry/polyline.h"
 #include "host/geometry/spline.h"
+#include "mesh/mesh_field.h"
+#include "mesh/obj_reader.h"
 
 #include <fmt/core.h>
 
@@ -25,7 +27,9 @@ constexpr double kLargest = 1e100;
 /// Reads the members of one entry.
 class Entry {
 public:
-    Entry(const ZRKJson& json, const std::string& place) : _json(json), _place(place) {}
+    Entry(const ZRKJson& json, const std::string& place, const std::filesystem::path& folder)
+        : _json(json), _place(place), _folder(folder)
+    {}
 
     [[noreturn]] void refuse(const std::string& key, const std::string& finding,
                              const std::string& remedy) const
@@ -87,6 +91,16 @@ public:
         return value != _json.end() && value->get<bool>();
     }
 
+    std::filesystem::path file(const char* key) const
+    {
+        const ZRKJson& value = member(key, "a path", "part.obj");
+        if (!value.is_string()) {
+            refuse(key, "found " + shown(value) + ", expected a path",
+                   fmt::format("write \"{}\": \"part.obj\", relative to the document", key));
+        }
+        return _folder / value.get<std::string>();
+    }
+
     double radius() const
     {
         const double value = number("radius");
@@ -100,6 +114,7 @@ public:
 private:
     const ZRKJson& _json;
     const std::string& _place;
+    const std::filesystem::path& _folder;
 
     const ZRKJson& member(const char* key, const char* expected, const char* example) const
     {
@@ -189,10 +204,29 @@ Geometry readBox(const Entry& entry)
     return std::make_shared<DocumentGeometry>(nullptr, Distances{zrk::CornerBoxDistance{lower, upper}});
 }
 
+/// A mesh as it stands in its file.
 Geometry readMesh(const Entry& entry)
 {
-    entry.refuse("shape", "found \"mesh\", which this version can't load yet, expected another shape",
-                 "remove the resource, or open the document with a newer zrk");
+    zrk::WavefrontObj mesh = zrk::parseWavefrontObj(entry.file("path"));
+    const auto refuse = [&entry](const std::string& finding) {
+        entry.refuse("path", finding, "write the path of an OBJ file of triangles, relative to the document");
+    };
+    if (!mesh.problem.empty() || !mesh.indexProblem.empty()) {
+        refuse(mesh.problem.empty() ? mesh.indexProblem : mesh.problem);
+    }
+    if (mesh.triangleCount == 0) {
+        refuse("found no triangles in the file, expected vertices and faces of three corners");
+    }
+    for (const double coordinate : mesh.vertices) {
+        if (std::abs(coordinate) > kLargest) {
+            refuse(fmt::format("found the coordinate {:g} in the file, expected numbers of at most {:g}",
+                               coordinate, kLargest));
+        }
+    }
+    const auto field =
+        std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
+    return std::make_shared<DocumentGeometry>(
+        nullptr, Distances{[field](const Vector3& p) { return field->signedDistance(p.begin()); }});
 }
 
 struct Shape {
@@ -213,9 +247,10 @@ bool isGroup(const ZRKJson& entry)
     return shape != entry.end() && *shape == "group";
 }
 
-std::shared_ptr<DocumentGeometry> readGeometry(const ZRKJson& json, const std::string& place)
+std::shared_ptr<DocumentGeometry> readGeometry(const ZRKJson& json, const std::string& place,
+                                               const std::filesystem::path& folder)
 {
-    const Entry entry(json, place);
+    const Entry entry(json, place, folder);
     const auto name = json.find("shape");
     for (const Shape& shape : kShapes) {
         if (name != json.end() && *name == shape.name) {

@@ -8,8 +8,6 @@ namespace zrk {
 
 using Vector3 = Tensor<3, double>;
 
-inline double length(const Vector3& v) { return std::sqrt(dot(v, v)); }
-
 inline double squaredDistance(const Vector3& a, const Vector3& b)
 {
     const Vector3 between = a - b;
