@@ -12,12 +12,12 @@ namespace zrkmodel {
 /// A scalar field frozen on a grid over the model bounds, and blurred. What is behind it is computed once,
 /// at the grid's nodes; a sample then costs one lookup, however dear the field is.
 ///
-/// | property    | unit        | default | effect |
-/// |-------------|-------------|---------|-------------------------------------------------------------------|
-/// | auto-update |             | false   | true: a stale raster is rebuilt whenever an evaluator is made | |
-/// resolution  | nodes       | 8       | edge of a cube of as many nodes; at least 2 nodes an axis         |
-/// | blur radius | model units | 0.2     | where the Gaussian's weight falls to exp(-4); 0 or less: no blur.
-/// | |             |             |         | Documents don't carry it: a loaded node has the default |
+/// | property    | unit        | default | effect                                                      |
+/// |-------------|-------------|---------|-------------------------------------------------------------|
+/// | auto-update |             | false   | true: a stale raster is rebuilt with every evaluator        |
+/// | resolution  | nodes       | 8       | edge of a cube of as many nodes; at least 2 nodes an axis   |
+/// | blur radius | model units | 0.2     | where the Gaussian's weight is exp(-4); 0 or less: no blur. |
+/// |             |             |         | Not in documents: a loaded node has the default             |
 ///
 /// The nodes lie on the faces of the bounds and have about equal steps along all axes. Between them the value
 /// is interpolated linearly; beyond the bounds it is that of the nearest border node; the weight is that of

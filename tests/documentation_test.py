@@ -24,8 +24,8 @@ class Examples(ZrkTest):
         self.assertGreaterEqual(len(examples), 10)
         for path in examples:
             with self.subTest(path.name):
-                answer = self.succeed("check", path)
-                self.assertEqual(answer.err, "")
+                told = self.succeed("check", path).err
+                self.assertEqual([line for line in told.splitlines() if not line.isdigit()], [])  # but percents
                 self.succeed("slice", path, "-o", self.folder / "p.png", "--size", 32)
 
     def test_documents_in_the_pages_load_without_a_warning(self):

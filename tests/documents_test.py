@@ -4,7 +4,7 @@ Odd but readable ones: warnings, and the result that the rest of the document gi
 import json
 import unittest
 
-from zrk_program import SPHERE, TWIST, ZrkTest, graph
+from zrk_program import ROOT, SPHERE, TWIST, ZrkTest, graph
 
 OPERATOR = {"id": 2, "type": "BinaryOperator"}
 
@@ -197,6 +197,18 @@ class Imports(ZrkTest):
         self.assertIn("Error: does not appear to be a valid Wavefront OBJ file!\n(Offending line: foo bar)\n",
                       answer.err)
         self.assertIn('mesh.obj, line 5: found "foo bar"', answer.err)
+
+    def test_percents_of_a_solver_stay_out_of_the_results(self):
+        pictures = ROOT / "examples" / "pictures"
+        resources = [{"uuid": name, "kind": "image2d", "path": str(pictures / f"{name}.png")}
+                     for name in ("letter", "ring")]
+        values = {"imageA": "letter", "imageB": "ring", "resolution": 8, "steps": 2,
+                  "scaling": [[0, 1, 0]], "interpolation": [[0, 0, 0], [1, 1, 0]]}
+        document = self.put(graph([{"id": 1, "type": "ImageSweep", "values": values}], output=(1, 0),
+                                  resources=resources))
+        answer = self.succeed("probe", document, "--at", "0.5,0.5,0.5")
+        self.assertRegex(answer.out, r"^0\.\d+,1\n$")
+        self.assertIn("\n42\n", answer.err)
 
 
 if __name__ == "__main__":

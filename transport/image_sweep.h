@@ -20,23 +20,24 @@ namespace zrkmodel {
 /// A volume between two pictures: one moves and deforms into the other along the third axis, by optimal
 /// transport, so that a shape travels where a crossfade would fade out here and in there.
 ///
-/// | property      | unit        | default        | effect |
-/// |---------------|-------------|----------------|------------------------------------------------------------|
-/// | wrap          |             | true           | beyond the volume it starts over; false: its faces go on
-/// | | size x, y, z  | model units | 1              | extent of the volume, which begins at the origin | |
-/// steps         | slices      | 8              | of the stack | | resolution    | pixels      | 32 | edge of
-/// the square pictures the stack is computed from     | | smoothing     |             | 0.5            | the
-/// blur's weight is exp(-4) at 15.5 times as many nodes;  | |               |             |                |
-/// 0 or less: none                                            | | transport     |             | 0.8 | 1 is
-/// the transport alone, 0 a crossfade of the pictures    | | pathCurve     |             | none           | a
-/// curve for the panel; no sample depends on it             | | scaling       |             | 1 everywhere |
-/// size of the slice over the height z / size z; 0 gives NaN  | | interpolation |             | straight 0 to
-/// 1 | place in the stack over the height                         | | imageA, imageB |            | none |
-/// first channels of the pictures; without, nothing is written | | obstacle      |             | none | its
-/// pixels greater than 0 are closed to the transport      |
+/// | property       | unit        | default | effect                                                   |
+/// |----------------|-------------|---------|----------------------------------------------------------|
+/// | wrap           |             | true    | beyond the volume it starts over; false: its faces go on |
+/// | size x, y, z   | model units | 1       | extent of the volume, which begins at the origin         |
+/// | steps          | slices      | 8       | of the stack                                             |
+/// | resolution     | pixels      | 32      | edge of the square pictures that are carried over        |
+/// | smoothing      |             | 0.5     | blur; its weight falls to exp(-4) at 15.5 times as       |
+/// |                |             |         | many nodes of the stack; 0 or less: none                 |
+/// | transport      |             | 0.8     | 1: transport alone, 0: a crossfade of the pictures       |
+/// | pathCurve      |             | none    | a curve for the panel; no sample depends on it           |
+/// | scaling        |             | 1       | curve: the slice's size over z / size z; 0 gives NaN     |
+/// | interpolation  |             | 0 to 1  | curve: the place in the stack over z / size z            |
+/// | imageA, imageB |             | none    | pictures; without both, nothing is written               |
+/// | obstacle       |             | none    | its pixels greater than 0 are closed                     |
 ///
-/// The stack's greatest value becomes 1. Keep the pictures' ground at 0.004 or more (1 of 255): with black
-/// pixels the computation amplifies rounding, and the slices between the ends are then noisy.
+/// Of each picture the first channel counts. The stack's greatest value becomes 1. Keep the pictures' ground
+/// at 0.004 or more (1 of 255): with black pixels the computation amplifies rounding, and the slices between
+/// the ends are then noisy.
 ///
 /// The stack is computed when a document is loaded and by `compute`, and takes 2000 steps over steps times
 /// resolution^2 cells, a second or so with the defaults. All other properties act on the stack that is there.
@@ -44,8 +45,12 @@ namespace zrkmodel {
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "a1", "kind": "image2d", "path": "letter.png"},
 ///                    {"uuid": "b2", "kind": "image2d", "path": "ring.png"}],
-///      "nodes": [{"id": 1, "type": "ImageSweep", "values": {"imageA": "a1", "imageB": "b2"}}],
+///      "nodes": [{"id": 1, "type": "ImageSweep",
+///                 "values": {"scaling": [[0, 1, 0]], "interpolation": [[0, 0, 0], [1, 1, 0]],
+///                            "imageA": "a1", "imageB": "b2"}}],
 ///      "output": [1, 0]}
+///
+/// A document must hold both curves: reading one that is missing leaves it without points, and all is NaN.
 ///
 /// Edits and `compute` belong to the interface thread. Evaluators share the volume and keep it when it is
 /// replaced.

@@ -1,14 +1,11 @@
+#include "benchmarks/peak_memory.h"
+
 #include "benchmarks/comparison.h"
 #include "benchmarks/engine/chains.h"
 #include "benchmarks/engine/engine_benchmarks.h"
 #include "frame/engine/rasterize.h"
 
-#include <array>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <stdexcept>
+#include <string>
 
 namespace zrk::bench {
 
@@ -16,26 +13,9 @@ void printPeakMemoryOfRaster(int n)
 {
     Image image;
     rasterizeField(TwistedGyroid{}.field(kernel), cube(n), image, nullptr, 1);
-    // Of the address space since the program was started; ru_maxrss would include what the
-    // process held before it became this program.
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmHWM:")) {
-            std::printf("%.0f\n", std::stod(line.substr(6)) * 1024);
-        }
-    }
+    printPeakMemory();
 }
 
-double peakMemoryOfRaster(int n)
-{
-    const std::string program = std::filesystem::read_symlink("/proc/self/exe").string();
-    const std::string command = "'" + program + "' --peak-memory-of-raster=" + std::to_string(n);
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    double bytes = 0;
-    if (!pipe || std::fscanf(pipe.get(), "%lf", &bytes) != 1) {
-        throw std::runtime_error("no peak memory from: " + command);
-    }
-    return bytes;
-}
+double peakMemoryOfRaster(int n) { return peakMemoryOfCall("--peak-memory-of-raster=" + std::to_string(n)); }
 
 } // namespace zrk::bench
