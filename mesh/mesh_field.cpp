@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace zrk {
@@ -57,6 +58,27 @@ double sizeOf(const Tree::Box& box)
     return size;
 }
 
+/// Whether the distance to every triangle is, but for what doesn't matter to the sign, the true one. The
+/// formula cuts small areas off, and then may give a corner's distance for an edge's. In meshes of ordinary
+/// size that happens to slivers and dust only.
+bool hasTrueDistances(const Tree& tree, double size)
+{
+    constexpr double kOrdinarySize = 1.0;
+    constexpr double kCutOff = 1e-28;  // of the squared area of the parallelogram
+    constexpr double kNoHeight = 1e-9; // of the mesh's size
+    for (std::int32_t t = 0; size < kOrdinarySize && t < tree.primitiveCount; ++t) {
+        const Tensor<3, double> a = pointAt(tree.vertexOf(t, 0));
+        const Tensor<3, double> b = pointAt(tree.vertexOf(t, 1));
+        const Tensor<3, double> c = pointAt(tree.vertexOf(t, 2));
+        const double area = length(cross(b - a, c - a));
+        const double longest = std::max({length(b - a), length(c - a), length(c - b)});
+        if (area * area < kCutOff && area > kNoHeight * size * longest) {
+            return false;
+        }
+    }
+    return true;
+}
+
 double squaredDistance(const double* a, const double* b)
 {
     const Tensor<3, double> d = pointAt(a) - pointAt(b);
@@ -73,7 +95,8 @@ MeshWindingField::MeshWindingField(std::vector<double> vertices, std::vector<std
       _moments(built(_bvh)),
       _search(_bvh),
       _isClosed(edgesCancel(_indices, _bvh.primitiveCount)),
-      _nearSurface(kNearSurface * sizeOf(_bvh.bounds))
+      _nearSurface(hasTrueDistances(_bvh, sizeOf(_bvh.bounds)) ? kNearSurface * sizeOf(_bvh.bounds)
+                                                               : std::numeric_limits<double>::infinity())
 {
     if (_search.triangles()) {
         _estimate.emplace(*_search.triangles());
