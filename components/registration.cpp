@@ -31,6 +31,7 @@
 #include "raster/image_extrude.h"
 #include "raster/image_sampler.h"
 #include "raster/image_stack.h"
+#include "raster/raster_fx.h"
 #include "transforms/affine_transform.h"
 #include "transforms/apply_transform.h"
 #include "transforms/bend_transform.h"
@@ -43,6 +44,7 @@
 #include "transforms/quantize_transform.h"
 #include "transforms/split_components.h"
 #include "transforms/twist_transform.h"
+#include "transport/image_sweep.h"
 
 namespace zrkmodel {
 
@@ -80,7 +82,7 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKSphereUVW>(),
         built<ZRKTorusUVW>(),
         built<ZRKCylinderUVW>(),
-        planned("ZRKRasterFX", "RasterFX", "245E6576-8E77-4C71-8AC3-5D25D92F40BA", {Tag::Scalar}, {Tag::Scalar}),
+        built<ZRKRasterFX>(),
         built<ZRKVector3SplitComponents>(),
         built<ZRKRGBASplitComponents>(),
         built<ZRKQuantizeTransform>(),
@@ -118,7 +120,7 @@ const std::vector<ComponentEntry>& allComponents()
         built<ZRKScalarImageSampler>(),
         built<ZRKVector3ImageSampler>(),
         built<ZRKRGBAImageSampler>(),
-        planned("ZRKImageSweep", "ImageSweep", "FA437C86-7ABF-4B30-9085-270ADB6606B6", {}, {Tag::Scalar}),
+        built<ZRKImageSweep>(),
         built<ZRK2DImageExtrude>(),
         // The type name of ZRK2DImageExtrude once more.
         built<ZRK3DImage>(),

@@ -229,7 +229,7 @@ void DocumentReader::readContext()
 void DocumentReader::readResources()
 {
     const ZRKJson* resources = arrayMember("resources");
-    _document._resources = DocumentResources::load(resources ? *resources : ZRKJson::array(), _name);
+    _document._resources = DocumentResources::load(resources ? *resources : ZRKJson::array(), _name, _monitor);
 }
 
 void DocumentReader::readNodes()

@@ -11,8 +11,10 @@ namespace zrkmodel {
 class DocumentReader {
 public:
     /// @param name  of the file, for messages.
-    DocumentReader(GraphDocument& document, const std::string& name, DocumentWarnings& warnings)
-        : _document(document), _name(name), _warnings(warnings)
+    /// @param monitor  of what takes long; may be null.
+    DocumentReader(GraphDocument& document, const std::string& name, DocumentWarnings& warnings,
+                   zrk::ProgressMonitor* monitor)
+        : _document(document), _name(name), _warnings(warnings), _monitor(monitor)
     {
     }
 
@@ -23,6 +25,7 @@ private:
     GraphDocument& _document;
     const std::string& _name;
     DocumentWarnings& _warnings;
+    zrk::ProgressMonitor* _monitor;
 
     void parseJson(const std::string& text);
     void readVersion();

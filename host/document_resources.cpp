@@ -3,10 +3,12 @@
 #include "host/document_values.h"
 #include "host/error.h"
 #include "host/geometry/geometry_reader.h"
+#include "host/image_resource.h"
 
 #include <fmt/core.h>
 
-#include <filesystem>
+#include <random>
+#include <system_error>
 #include <utility>
 
 namespace zrkmodel {
@@ -16,13 +18,37 @@ namespace {
 /// Groups of groups could otherwise grow without end.
 constexpr std::size_t kMaxGroupMembers = 1'000'000;
 
+/// One path for one folder, however it is written.
+std::filesystem::path wholePath(const std::filesystem::path& path)
+{
+    std::error_code error;
+    const std::filesystem::path whole = std::filesystem::weakly_canonical(std::filesystem::absolute(path), error);
+    // A slash at the end makes an empty last part.
+    return error ? path : whole.has_filename() ? whole : whole.parent_path();
+}
+
+/// A uuid of 122 random bits.
+std::string newUuid()
+{
+    std::random_device random;
+    std::string text = "xxxxxxxx-xxxx-4xxx-yxxx-xxxxxxxxxxxx";
+    for (char& c : text) {
+        const unsigned digit = random() % 16;
+        if (c == 'x' || c == 'y') {
+            c = "0123456789abcdef"[c == 'x' ? digit : 8 + digit % 4];
+        }
+    }
+    return text;
+}
+
 } // namespace
 
 /// Reads the entries of one document.
 class ResourceReader {
 public:
-    ResourceReader(const ZRKJson& entries, const std::string& file, DocumentResources& resources)
-        : _entries(entries), _file(file), _resources(resources)
+    ResourceReader(const ZRKJson& entries, const std::string& file, DocumentResources& resources,
+                   zrk::ProgressMonitor* monitor)
+        : _entries(entries), _file(file), _resources(resources), _monitor(monitor)
     {}
 
     void read()
@@ -32,12 +58,14 @@ public:
             readIdentity(i);
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
-            if (!isGroup(_entries[i])) {
-                loaded(i, readGeometry(_entries[i], place(i), std::filesystem::path(_file).parent_path()));
+            if (!isGeometry(i)) {
+                loadImage(i);
+            } else if (!isGroup(_entries[i])) {
+                loaded(i, readGeometry(_entries[i], place(i), _resources._folder));
             }
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
-            if (isGroup(_entries[i])) {
+            if (isGeometry(i) && isGroup(_entries[i])) {
                 readGroups(i);
             }
         }
@@ -53,7 +81,8 @@ private:
     const ZRKJson& _entries;
     const std::string& _file;
     DocumentResources& _resources;
-    std::vector<std::shared_ptr<DocumentGeometry>> _geometries;
+    zrk::ProgressMonitor* _monitor;
+    std::vector<std::shared_ptr<DocumentGeometry>> _geometries; ///< null for images
     std::vector<bool> _isOpen;
     std::size_t _memberCount = 0;
 
@@ -81,11 +110,6 @@ private:
             refuse(place(i, "kind"), "found " + kind + ", expected \"image2d\", \"image3d\" or \"geometry\"",
                    "write one of these kinds");
         }
-        if (kind != "\"geometry\"") {
-            refuse(place(i, "kind"),
-                   "found " + kind + ", which this version can't load yet, expected \"geometry\"",
-                   "remove the resource; no component of this version uses one");
-        }
         const auto member = entry.find("uuid");
         const ZRKuuid uuid(member != entry.end() && member->is_string() ? member->get<std::string>()
                                                                         : std::string());
@@ -105,6 +129,22 @@ private:
         _resources._entries.push_back(std::make_shared<ZRKResourceEntry>(uuid));
         _geometries.emplace_back();
         _isOpen.push_back(false);
+    }
+
+    bool isGeometry(std::size_t i) const { return _entries[i]["kind"] == "geometry"; }
+
+    void loadImage(std::size_t i)
+    {
+        std::shared_ptr<ZRKSerializableObject> image;
+        if (_entries[i]["kind"] == "image2d") {
+            image = readImage2d(_entries[i], _resources._folder, place(i));
+        } else {
+            image = readImage3d(_entries[i], _resources._folder, place(i), _monitor);
+            _resources._volumes.emplace(wholePath(_resources._folder / _entries[i]["path"].get<std::string>()),
+                                        _resources._entries[i]);
+        }
+        image->setUuid(_resources._entries[i]->uuid());
+        _resources._entries[i]->resolve(std::move(image));
     }
 
     void loaded(std::size_t i, std::shared_ptr<DocumentGeometry> geometry)
@@ -161,7 +201,7 @@ private:
         for (const ZRKJson& member : *members) {
             const ZRKuuid uuid(member.is_string() ? member.get<std::string>() : std::string());
             const auto index = _resources._index.find(uuid);
-            if (index == _resources._index.end()) {
+            if (index == _resources._index.end() || !isGeometry(index->second)) {
                 refuse(
                     place(i, "members"),
                     fmt::format("found {}, expected the uuid of a geometry of this document", shown(member)),
@@ -199,10 +239,12 @@ private:
     }
 };
 
-std::shared_ptr<DocumentResources> DocumentResources::load(const ZRKJson& entries, const std::string& file)
+std::shared_ptr<DocumentResources> DocumentResources::load(const ZRKJson& entries, const std::string& file,
+                                                           zrk::ProgressMonitor* monitor)
 {
     auto resources = std::make_shared<DocumentResources>();
-    ResourceReader(entries, file, *resources).read();
+    resources->_folder = std::filesystem::path(file).parent_path();
+    ResourceReader(entries, file, *resources, monitor).read();
     return resources;
 }
 
@@ -210,6 +252,31 @@ ZRKResourceHandle DocumentResources::find(const ZRKuuid& uuid)
 {
     const auto index = _index.find(uuid);
     return index == _index.end() ? ZRKResourceHandle() : ZRKResourceHandle(_entries[index->second]);
+}
+
+std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImageFromfolder(const std::string& path)
+{
+    const std::filesystem::path folder = wholePath(path);
+    if (const auto known = _volumes.find(folder); known != _volumes.end()) {
+        return known->second;
+    }
+    const std::filesystem::path relative = folder.lexically_relative(wholePath(_folder));
+    ZRKJson stored{{"uuid", newUuid()}, {"kind", "image3d"}, {"path", (relative.empty() ? folder : relative).string()}};
+    const ZRKuuid uuid(stored["uuid"].get<std::string>());
+    std::shared_ptr<ZRKImage3d> volume;
+    try {
+        volume = readImage3d(stored, _folder, path, nullptr);
+    } catch (const HostError&) {
+        return nullptr;
+    }
+    volume->setUuid(uuid);
+    const auto entry = std::make_shared<ZRKResourceEntry>(uuid);
+    entry->resolve(std::move(volume));
+    _index.emplace(uuid, _entries.size());
+    _entries.push_back(entry);
+    _volumes.emplace(folder, entry);
+    _added.push_back(std::move(stored));
+    return entry;
 }
 
 std::vector<std::shared_ptr<ZRKSerializableObject>> DocumentResources::objects() const

@@ -1,28 +1,42 @@
 #pragma once
 
+#include "frame/host/image_library.h"
 #include "frame/host/json.h"
 #include "frame/host/resource.h"
 
 #include <cstddef>
+#include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+namespace zrk {
+class ProgressMonitor;
+}
+
 namespace zrkmodel {
 
 /// The resources of one document, found by uuid. Used on one thread; the objects themselves are
 /// safe to share.
-class DocumentResources final : public ZRKResourceLibrary {
+class DocumentResources final : public ZRKResourceLibrary, public ZRKImage3dLibraryView {
 public:
     /// Loads the entries of a document's "resources". Whole or not at all: throws HostError with status
     /// kBadInput, and a message that names the entry and the key.
     ///
-    /// @param file  for messages.
-    static std::shared_ptr<DocumentResources> load(const ZRKJson& entries, const std::string& file);
+    /// @param file     the document's, for messages; paths start from its folder.
+    /// @param monitor  may be null; throws HostError with status kInterrupted when it interrupts.
+    static std::shared_ptr<DocumentResources> load(const ZRKJson& entries, const std::string& file,
+                                                   zrk::ProgressMonitor* monitor = nullptr);
 
     /// Nil for a uuid that no entry has.
     ZRKResourceHandle find(const ZRKuuid& uuid) override;
+
+    /// Reads a folder that isn't a resource yet and adds it under a new uuid; null when it can't be read.
+    std::shared_ptr<ZRKResourceEntry> ensureImageFromfolder(const std::string& path) override;
+    /// The entries that were added since the document was read, as it is to store them.
+    const ZRKJson& addedEntries() const { return _added; }
 
     /// The loaded objects in the order of the document.
     std::vector<std::shared_ptr<ZRKSerializableObject>> objects() const;
@@ -30,6 +44,9 @@ public:
 private:
     std::vector<std::shared_ptr<ZRKResourceEntry>> _entries;
     std::unordered_map<ZRKuuid, std::size_t> _index; ///< place of an entry
+    std::filesystem::path _folder;                   ///< the document's
+    std::map<std::filesystem::path, std::shared_ptr<ZRKResourceEntry>> _volumes; ///< by whole path
+    ZRKJson _added = ZRKJson::array();
 
     friend class ResourceReader;
 };

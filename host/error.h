@@ -11,6 +11,7 @@ namespace zrkmodel {
 struct HostError : std::runtime_error {
     static constexpr int kFailedWork = 1; ///< the work was understood and could not be done
     static constexpr int kBadInput = 2;   ///< wrong usage or a bad document
+    static constexpr int kInterrupted = 130; ///< the user stopped the work
 
     int exitStatus;
 

@@ -96,16 +96,17 @@ ZRKJson linkJson(Pin_handle from, Pin_handle to)
 
 } // namespace
 
-GraphDocument GraphDocument::load(const std::string& path, DocumentWarnings& warnings)
+GraphDocument GraphDocument::load(const std::string& path, DocumentWarnings& warnings, zrk::ProgressMonitor* monitor)
 {
-    return parse(readFile(path), path, warnings);
+    return parse(readFile(path), path, warnings, monitor);
 }
 
-GraphDocument GraphDocument::parse(const std::string& text, const std::string& name, DocumentWarnings& warnings)
+GraphDocument GraphDocument::parse(const std::string& text, const std::string& name, DocumentWarnings& warnings,
+                                   zrk::ProgressMonitor* monitor)
 {
     GraphDocument document;
     document._name = name;
-    DocumentReader(document, name, warnings).read(text);
+    DocumentReader(document, name, warnings, monitor).read(text);
     return document;
 }
 
@@ -145,6 +146,9 @@ std::string GraphDocument::toText() const
         if (current.count(link.dump()) > 0) {
             links.push_back(std::move(link));
         }
+    }
+    for (const ZRKJson& resource : _resources->addedEntries()) {
+        root["resources"].push_back(resource);
     }
     root["nodes"] = std::move(nodes);
     root["links"] = std::move(links);

@@ -53,10 +53,13 @@ struct OutputField {
 class GraphDocument {
 public:
     /// Reads a file. Values that a component leaves out of account, unknown keys and the like
-    /// are told in `warnings`.
-    static GraphDocument load(const std::string& path, DocumentWarnings& warnings);
+    /// are told in `warnings`. The monitor, which may be null, is told of the loading of large resources;
+    /// HostError with status kInterrupted is thrown when it interrupts.
+    static GraphDocument load(const std::string& path, DocumentWarnings& warnings,
+                              zrk::ProgressMonitor* monitor = nullptr);
     /// Reads a document from text; `name` stands for it in messages, relative paths start from its folder.
-    static GraphDocument parse(const std::string& text, const std::string& name, DocumentWarnings& warnings);
+    static GraphDocument parse(const std::string& text, const std::string& name, DocumentWarnings& warnings,
+                               zrk::ProgressMonitor* monitor = nullptr);
 
     /// The document as text, with the values that its components have now. Saving what was
     /// read from a saved document gives the same bytes.

@@ -127,18 +127,24 @@ std::array<double, 3> coordinatesOf(std::string_view text)
     return coordinates;
 }
 
-/// The vertex index, from 0, of a corner such as "7", "7/1" or "7//3".
-int cornerIndex(std::string_view word)
+/// Takes a corner such as "7", "7/1" or "7//3" from a text that begins with one: its vertex index, from 0.
+int takeCorner(std::string_view& text)
 {
-    const std::string_view part = word.substr(0, word.find('/'));
     constexpr std::size_t kSafeDigits = 9;
+    std::size_t i = 0;
     int index = 0;
-    if (!part.empty() && part.size() <= kSafeDigits && std::all_of(part.begin(), part.end(), isDigit)) {
-        for (const char c : part) {
-            index = 10 * index + (c - '0');
+    for (; i < text.size() && i < kSafeDigits && isDigit(text[i]); ++i) {
+        index = 10 * index + (text[i] - '0');
+    }
+    if (i > 0 && (i == text.size() || text[i] == '/' || isBlank(text[i]))) {
+        while (i < text.size() && !isBlank(text[i])) {
+            ++i;
         }
+        text.remove_prefix(i);
     } else {
-        extract(part, &index, 1);
+        const std::string_view word = takeWord(text);
+        index = 0;
+        extract(word.substr(0, word.find('/')), &index, 1);
     }
     return index == std::numeric_limits<int>::min() ? index : index - 1;
 }
@@ -194,20 +200,18 @@ private:
     {
         std::string_view rest = _lines.line();
         const std::string_view word = takeWord(rest);
-        const bool isSkipped =
-            (word.empty() && _lines.isWhole()) || word.starts_with('#') ||
-            std::find(std::begin(kSkippedWords), std::end(kSkippedWords), word) != std::end(kSkippedWords);
-        if (isSkipped) {
+        if (word == "v" && _lines.isWhole()) {
+            return readVertex(rest);
+        }
+        if (word == "f" && _lines.isWhole()) {
+            return readFace(rest);
+        }
+        if ((word.empty() && _lines.isWhole()) || word.starts_with('#') ||
+            std::find(std::begin(kSkippedWords), std::end(kSkippedWords), word) != std::end(kSkippedWords)) {
             return true;
         }
         if (!_lines.isWhole()) {
             return refuse("expected lines of at most " + std::to_string(LineReader::kMaxLine >> 20) + " MiB");
-        }
-        if (word == "v") {
-            return readVertex(rest);
-        }
-        if (word == "f") {
-            return readFace(rest);
         }
         return refuse("expected v, f, vt, vn, o, g, s, mtllib, usemtl or # as the first word");
     }
@@ -224,11 +228,11 @@ private:
 
     bool readFace(std::string_view rest)
     {
-        for (std::string_view word = takeWord(rest); !word.empty(); word = takeWord(rest)) {
+        for (skipBlanks(rest); !rest.empty(); skipBlanks(rest)) {
             if (_obj.indices.size() == kMaxCount) {
                 return refuse("expected at most " + std::to_string(kMaxCount) + " corners of faces");
             }
-            const int index = cornerIndex(word);
+            const int index = takeCorner(rest);
             _obj.indices.push_back(index);
             if (index < _lowest.index) {
                 _lowest = {index, _lines.number()};

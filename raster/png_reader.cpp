@@ -4,6 +4,8 @@
 
 #include <spng.h>
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
 #include <memory>
@@ -96,6 +98,11 @@ std::string sizeFault(const spng_ihdr& header, std::uint64_t packedBytes, std::s
 
 std::optional<std::vector<ImageChannel<2>>> readPng(std::span<const std::uint8_t> bytes, std::string* fault)
 {
+    constexpr std::array<std::uint8_t, 8> kSignature = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
+    if (bytes.size() < kSignature.size() ||
+        !std::equal(kSignature.begin(), kSignature.end(), bytes.begin())) {
+        return refused(fault, "found something else, expected a PNG picture");
+    }
     const Context context(spng_ctx_new(0), spng_ctx_free);
     if (!context) {
         throw std::bad_alloc();
@@ -106,9 +113,6 @@ std::optional<std::vector<ImageChannel<2>>> readPng(std::span<const std::uint8_t
     spng_set_chunk_limits(context.get(), kMaxChunkBytes, kMaxChunkBytes);
     int error = spng_set_png_buffer(context.get(), bytes.data(), bytes.size());
     error = error ? error : spng_get_ihdr(context.get(), &header);
-    if (error == SPNG_ESIGNATURE || bytes.empty()) {
-        return refused(fault, "found something else, expected a PNG picture");
-    }
     error = error ? error : spng_decoded_image_size(context.get(), SPNG_FMT_RAW, &packedBytes);
     if (error) {
         return refused(fault, brokenFile(error));

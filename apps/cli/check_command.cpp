@@ -15,9 +15,7 @@ void addCheckCommand(const Program& program)
     command->add_option("DOC", *path, "graph document (.zrk.json)")->required();
     command->callback([&work = program.work, path] {
         work = [path] {
-            zrkmodel::DocumentWarnings warnings;
-            const auto document = zrkmodel::GraphDocument::load(*path, warnings);
-            printWarnings(warnings);
+            const auto document = loadDocument(*path, false);
             for (const zrkmodel::OutputPin& pin : document.outputPins()) {
                 fmt::print("{}:{} {}\n", pin.address.node, pin.address.output, pin.tag.name());
             }

@@ -133,5 +133,7 @@ int main(int argc, char** argv)
         const bool isHelp = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
         return isHelp ? app.exit(error) : reportUsage(app, error, argc, argv);
     }
+    // Results are written through stdio; what components say on the stream isn't one.
+    std::cout.rdbuf(std::cerr.rdbuf());
     return runWork(work);
 }

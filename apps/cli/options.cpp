@@ -1,5 +1,6 @@
 #include "apps/cli/options.h"
 
+#include "apps/cli/progress_bar.h"
 #include "host/error.h"
 
 #include <fmt/core.h>
@@ -76,13 +77,19 @@ void SamplingOptions::addTo(CLI::App& command)
     command.add_flag("--quiet", quiet, "no progress");
 }
 
+zrkmodel::GraphDocument loadDocument(const std::string& path, bool quiet)
+{
+    zrkmodel::DocumentWarnings warnings;
+    auto document = [&] {
+        ProgressBar bar("loading", quiet);
+        return zrkmodel::GraphDocument::load(path, warnings, &bar);
+    }();
+    printWarnings(warnings);
+    return document;
+}
+
 Job::Job(const SamplingOptions& options)
-    : document([&] {
-          zrkmodel::DocumentWarnings warnings;
-          zrkmodel::GraphDocument loaded = zrkmodel::GraphDocument::load(options.document, warnings);
-          printWarnings(warnings);
-          return loaded;
-      }()),
+    : document(loadDocument(options.document, options.quiet)),
       output(options.pin.empty() ? document.outputField() : document.outputField(parsePin(options.pin)))
 {}
 

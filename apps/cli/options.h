@@ -23,6 +23,9 @@ struct SamplingOptions {
     void addTo(CLI::App& command);
 };
 
+/// Loads a document with a progress bar and prints its warnings.
+zrkmodel::GraphDocument loadDocument(const std::string& path, bool quiet);
+
 /// A document, and the output of it that a command samples.
 struct Job {
     zrkmodel::GraphDocument document;

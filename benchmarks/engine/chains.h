@@ -1,9 +1,11 @@
 #pragma once
 
-#include "benchmarks/engine/formulas.h"
+#include "coordinates/sphere_uvw_kernel.h"
+#include "coordinates/torus_uvw_kernel.h"
 #include "frame/engine/field_generator.h"
 #include "frame/engine/tests/literal_engine.h"
 #include "operators/binary_operator_kernel.h"
+#include "operators/levelset_kernel.h"
 #include "patterns/gyroid_kernel.h"
 #include "primitives/box_sdf_kernel.h"
 #include "primitives/sphere_sdf_kernel.h"
@@ -49,8 +51,8 @@ struct CheapNodes {
     SphereDistance spheres[3] = {{{0.1, -0.05, 0.2}, 0.9}, {{-0.6, 0.3, -0.2}, 0.5}, {{0.4, 0.5, -0.5}, 0.4}};
     BoxDistance boxes[2] = {BoxDistance::rounded({0, 0, 0}, {1.4, 1.1, 1.7}, 0.1),
                             BoxDistance::rounded({0.3, 0.2, -0.4}, {0.8, 0.6, 0.9}, 0.05)};
-    Shell shell{0.02, -0.04, 0.06};
-    IsoValue iso{0.5};
+    ShellDistance<LevelSetKind::distance> shell{0.02, -0.04, 0.06};
+    IsoDistance iso{0.5};
 
     template <class V>
     V operator()(const Tensor<3, V>& p) const
@@ -71,6 +73,14 @@ struct CheapNodes {
             combined<Maximum>(wrap, combined<Maximum>(wrap, united, shape(boxes[1])), shape(spheres[2]));
         const IField difference = combined<Subtraction>(wrap, united, common);
         return node(1, wrap(iso), {node(1, wrap(shell), {difference, unconnected(), unconnected()})});
+    }
+};
+
+struct LogSquaredLength {
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return log(p[0] * p[0] + p[1] * p[1] + p[2] * p[2]);
     }
 };
 

@@ -1,18 +1,10 @@
 #pragma once
 
 #include "benchmarks/report.h"
-#include "frame/values/raster.h"
-#include "frame/values/region.h"
 
 #include <vector>
 
 namespace zrk::bench {
-
-using Grid = Region<3, 3, double, 1>;
-using Image = Raster<1, 3, double>;
-
-/// n nodes an axis over [-1.5, 1.5].
-inline Grid cube(int n) { return Grid({-1.5, -1.5, -1.5}, {1.5, 1.5, 1.5}, n, n, n); }
 
 /// The three chains in each variant. Compares their results first; throws std::runtime_error when
 /// they differ. Returns the rows of the table.

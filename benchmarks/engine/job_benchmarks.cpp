@@ -1,3 +1,4 @@
+#include "benchmarks/comparison.h"
 #include "benchmarks/engine/chains.h"
 #include "benchmarks/engine/engine_benchmarks.h"
 #include "frame/engine/evaluation_domain.h"
@@ -112,7 +113,7 @@ void buildLadder(benchmark::State& state)
 {
     IField field = node(1, kernel(SphereDistance{{0, 0, 0}, 1}), {position()});
     for (int step = 0; step < 40; ++step) {
-        const IField side = node(1, kernel(IsoValue{0.5}), {field});
+        const IField side = node(1, kernel(IsoDistance{0.5}), {field});
         field = combined<Minimum>(kernel, side, side);
     }
     buildChain(state, field);
@@ -122,7 +123,7 @@ IField longChain(int nodes)
 {
     IField field = node(1, kernel(SphereDistance{{0, 0, 0}, 1}), {position()});
     for (int i = 1; i < nodes; ++i) {
-        field = node(1, kernel(IsoValue{0.5}), {field});
+        field = node(1, kernel(IsoDistance{0.5}), {field});
     }
     return field;
 }
@@ -145,7 +146,7 @@ void sixteenNodes(benchmark::State& state)
 {
     constexpr int kNodes = 64;
     IField field = longChain(8);
-    const IsoValue iso{0.25};
+    const IsoDistance iso{0.25};
     field = node(1, Foreign ? handWritten(iso) : kernel(iso), {field});
     for (int i = 0; i < 7; ++i) {
         field = node(1, kernel(iso), {field});

@@ -1,3 +1,4 @@
+#include "benchmarks/comparison.h"
 #include "benchmarks/engine/chains.h"
 #include "benchmarks/engine/engine_benchmarks.h"
 #include "frame/engine/rasterize.h"

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -20,9 +21,9 @@ inline constexpr std::size_t kMaxRecord = 32;
 
 /// One component of one pin over a block. Rows are shared: a node that forwards its
 /// input holds the input's row. `users` counts the holders; only the owning context,
-/// and so one thread, touches it.
-struct alignas(64) Row {
-    double samples[kRowLength];
+/// and so one thread, touches it. The counts lie together, apart from the samples.
+struct Row {
+    double* samples;
     std::int32_t users;
 };
 
@@ -40,6 +41,8 @@ public:
         row->users = 1;
         return row;
     }
+    /// The row of one number, made at its first use; shared by all who ask for that number.
+    Row* constant(double value);
     void share(Row* row) { ++row->users; }
     void release(Row* row)
     {
@@ -49,8 +52,10 @@ public:
     }
 
 private:
-    std::vector<std::unique_ptr<Row[]>> _chunks;
+    struct Chunk;
+    std::vector<std::unique_ptr<Chunk, void (*)(Chunk*)>> _chunks;
     std::vector<Row*> _free;
+    std::map<std::uint64_t, Row*> _constants; ///< by bits
 
     void grow();
 };
@@ -76,9 +81,9 @@ public:
     static const double* oneRow();
 
 private:
-    std::array<Row*, kMaxRecord - 1> _rows{};
-    Row* _weight = nullptr;
     std::size_t _componentCount = 0;
+    Row* _weight = nullptr;
+    std::array<Row*, kMaxRecord - 1> _rows{};
 
     friend class BlockEngine;
     friend class BlockRun;

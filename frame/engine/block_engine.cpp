@@ -4,7 +4,6 @@
 #include "frame/engine/progress.h"
 
 #include <algorithm>
-#include <cassert>
 
 namespace zrk {
 
@@ -31,151 +30,6 @@ void BufferSink::take(std::int32_t firstSample, std::size_t sampleCount, const B
 }
 
 BlockEngine::BlockEngine(EvaluationContext& context) : _context(context), _states(context.slots.size()) {}
-
-// ---------------------------------------------------------------- planning
-
-/// Finds the blocks that the kernel of `slot` announces to read.
-void BlockEngine::resolveReads(std::size_t slot)
-{
-    SlotState& state = _states[slot];
-    state.inputs.clear();
-    const EvaluationNode& node = *_context.slots[slot].node;
-    const KernelReads reads = state.kernel->reads();
-    const std::size_t count = std::min(reads.inputs, node.inputs.size());
-    for (std::size_t k = 0; k < count; ++k) {
-        state.reads.push_back(static_cast<std::size_t>(node.inputs[k]->slotIndex));
-        state.inputs.push_back(&_states[state.reads.back()].block);
-    }
-    if (reads.coordinates && node.coordinates) {
-        state.reads.push_back(static_cast<std::size_t>(node.coordinates->slotIndex));
-        state.coordinates = &_states[state.reads.back()].block;
-    }
-}
-
-void BlockEngine::classify(std::size_t slot, std::size_t target)
-{
-    SlotState& state = _states[slot];
-    const EvaluationSlot& s = _context.slots[slot];
-    state.kernel = nullptr;
-    state.reads.clear();
-    state.uses = 0;
-    state.pinned = slot == target;
-    state.planned = false;
-    state.upstreamOfClosure = false;
-    if (s.node->constant) {
-        state.source = Source::Constant;
-    } else if (s.buffer && slot != target) {
-        state.source = Source::Buffer;
-    } else if (s.node->positions) {
-        state.source = Source::Positions;
-    } else if (const Kernel* kernel = recognisedKernel(s.evaluator)) {
-        state.source = Source::Kernel;
-        state.kernel = kernel;
-        resolveReads(slot);
-    } else {
-        state.source = Source::Closure;
-    }
-}
-
-/// A closure may read any of its inputs at any lane, and so whatever lies upstream of them
-/// must stay until the block is done.
-void BlockEngine::pinWhatClosuresRead()
-{
-    for (std::size_t slot = _states.size(); slot-- > 0;) {
-        SlotState& state = _states[slot];
-        if (!state.upstreamOfClosure && state.source != Source::Closure) {
-            continue;
-        }
-        state.pinned = true;
-        const EvaluationNode& node = *_context.slots[slot].node;
-        for (const auto& input : node.inputs) {
-            _states[static_cast<std::size_t>(input->slotIndex)].upstreamOfClosure = true;
-        }
-        if (node.coordinates) {
-            _states[static_cast<std::size_t>(node.coordinates->slotIndex)].upstreamOfClosure = true;
-        }
-    }
-}
-
-/// Lets kernels that read a closure and are read by one run sample by sample.
-void BlockEngine::runBetweenClosures()
-{
-    std::vector<bool> readsClosure(_states.size(), false);
-    for (std::size_t slot = 0; slot < _states.size(); ++slot) {
-        SlotState& state = _states[slot];
-        for (const std::size_t read : state.reads) {
-            readsClosure[slot] = readsClosure[slot] || readsClosure[read];
-        }
-        const bool between = readsClosure[slot] && state.upstreamOfClosure;
-        if (state.source == Source::Closure || between) {
-            state.source = Source::Closure;
-            readsClosure[slot] = true;
-        }
-        if (state.source == Source::Closure && !state.closure) {
-            state.closure = std::make_unique<ClosureState>();
-        }
-    }
-}
-
-/// Appends the slots that `slot` needs and that aren't current, then itself; no recursion.
-void BlockEngine::planUpstream(std::size_t slot, std::vector<std::size_t>& order)
-{
-    struct Visit {
-        std::size_t slot;
-        bool expanded;
-    };
-    std::vector<Visit> stack{{slot, false}};
-    std::vector<bool> listed(_states.size(), false);
-    while (!stack.empty()) {
-        Visit& top = stack.back();
-        const std::size_t current = top.slot;
-        if (listed[current] || (_running && isCurrent(current))) {
-            stack.pop_back();
-        } else if (top.expanded || _states[current].source != Source::Kernel) {
-            stack.pop_back();
-            listed[current] = true;
-            order.push_back(current);
-        } else {
-            top.expanded = true;
-            for (const std::size_t read : _states[current].reads) {
-                stack.push_back({read, false});
-            }
-        }
-    }
-}
-
-void BlockEngine::plan(std::size_t target)
-{
-    if (_target == target) {
-        return;
-    }
-    for (std::size_t slot = 0; slot < _states.size(); ++slot) {
-        classify(slot, target);
-    }
-    pinWhatClosuresRead();
-    runBetweenClosures();
-    std::vector<std::size_t> order;
-    planUpstream(target, order);
-    _plan.clear();
-    _planClosures.clear();
-    for (const std::size_t slot : order) {
-        _states[slot].planned = true;
-        if (_states[slot].source == Source::Closure) {
-            _planClosures.push_back(slot);
-            continue;
-        }
-        _plan.push_back(slot);
-        if (_states[slot].source == Source::Kernel) {
-            for (const std::size_t read : _states[slot].reads) {
-                ++_states[read].uses;
-            }
-        }
-    }
-    std::sort(_planClosures.begin(), _planClosures.end());
-    _target = target;
-}
-
-// ---------------------------------------------------------------- running
 
 bool BlockEngine::sweep(std::size_t target, std::int32_t first, std::int32_t last, BlockSink& sink,
                         ProgressManager* manager, bool settleSlots)
@@ -233,9 +87,9 @@ void BlockEngine::beginBlock(std::int32_t first, std::size_t count)
 {
     for (const std::size_t slot : _held) {
         releaseBlock(slot);
-        _states[slot].first = -1;
     }
     _held.clear();
+    ++_block;
     _first = first;
     _count = count;
 }
@@ -243,6 +97,10 @@ void BlockEngine::beginBlock(std::int32_t first, std::size_t count)
 void BlockEngine::endSweep()
 {
     beginBlock(-1, 0);
+    // After an exception any slot may still hold rows.
+    for (std::size_t slot = 0; slot < _states.size(); ++slot) {
+        releaseBlock(slot);
+    }
     _lane.clear();
     _running = false;
     _manager = nullptr;
@@ -252,11 +110,12 @@ void BlockEngine::endSweep()
 void BlockEngine::compute(std::size_t slot)
 {
     SlotState& state = _states[slot];
-    state.first = _first;
-    state.remaining = state.uses;
+    state.computed = _block;
     state.left = false;
     state.asked = -1;
-    _held.push_back(slot);
+    if (state.pinned || _keepRows) {
+        _held.push_back(slot);
+    }
     switch (state.source) {
     case Source::Kernel:
         computeKernel(slot);
@@ -275,138 +134,21 @@ void BlockEngine::compute(std::size_t slot)
     }
 }
 
-/// Computes the block of a slot that a closure reads, with all that it needs.
-void BlockEngine::ensure(std::size_t slot)
-{
-    if (isCurrent(slot)) {
-        return;
-    }
-    std::vector<std::size_t> order;
-    planUpstream(slot, order);
-    for (const std::size_t upstream : order) {
-        if (!isCurrent(upstream)) {
-            compute(upstream);
-        }
-    }
-}
-
 void BlockEngine::computeKernel(std::size_t slot)
 {
     SlotState& state = _states[slot];
-    BlockRun run(_pool, state.block, state.inputs, state.coordinates, state.constant, _first, _count);
+    BlockRun run(_pool, state.block, state.inputs, state.coordinates, _first, _count);
     state.kernel->block(run);
     if (state.block._componentCount == 0) {
         leave(slot);
     }
+    state.steady = state.planned && !state.left && run._isConstant;
     if (!_keepRows) {
-        releaseInputs(slot);
-    }
-}
-
-/// Runs the closures that every sample needs, sample by sample. False when interrupted.
-bool BlockEngine::computeClosures()
-{
-    if (_planClosures.empty()) {
-        return true;
-    }
-    const std::int32_t resume = _context.sampleIndex;
-    bool finished = true;
-    for (std::size_t lane = 0; lane < _count && finished; ++lane) {
-        _context.sampleIndex = _first + static_cast<std::int32_t>(lane);
-        for (const std::size_t slot : _planClosures) {
-            runLane(slot, lane);
-        }
-        finished = !_manager || !_manager->shouldInterrupt();
-    }
-    _context.sampleIndex = resume;
-    return finished;
-}
-
-bool BlockEngine::isDone(std::size_t slot, std::size_t lane) const
-{
-    return isCurrent(slot) && _states[slot].closure->done[lane];
-}
-
-/// Runs a slot for one sample, unless it has. Ahead of a kernel run its inputs, from a list
-/// instead of one inside the other.
-void BlockEngine::runLane(std::size_t slot, std::size_t lane)
-{
-    const std::size_t bottom = _lane.size();
-    _lane.push_back(slot);
-    while (_lane.size() > bottom) {
-        const std::size_t current = _lane.back();
-        const std::size_t size = _lane.size();
-        if (!isDone(current, lane)) {
-            for (const std::size_t read : _states[current].reads) {
-                if (_states[read].source == Source::Closure && !isDone(read, lane)) {
-                    _lane.push_back(read);
-                }
-            }
-        }
-        if (_lane.size() > size) {
-            continue;
-        }
-        _lane.pop_back();
-        if (!isDone(current, lane)) {
-            runClosure(current, lane);
+        for (const std::size_t read : state.lastReads) {
+            releaseBlock(read);
         }
     }
 }
-
-void BlockEngine::runClosure(std::size_t slot, std::size_t lane)
-{
-    SlotState& state = _states[slot];
-    if (!isCurrent(slot)) {
-        state.first = _first;
-        state.remaining = state.uses;
-        state.closure->done.reset();
-        _held.push_back(slot);
-        takeRows(slot);
-    }
-    EvaluationSlot& s = _context.slots[slot];
-    _context.pushSlot(static_cast<std::int32_t>(slot));
-    s.evaluator(_context);
-    _context.popSlot();
-    state.closure->done.set(lane);
-
-    // A closure that wrote nothing leaves its readers what the slot held, and a buffer as it was.
-    static constexpr double kUntouched[kMaxRecord] = {};
-    const double* record = s.value;
-    if (slot == _target && s.lastSample != _context.sampleIndex) {
-        record = s.buffer ? s.buffer->record(static_cast<std::uint64_t>(_context.sampleIndex)) : kUntouched;
-    }
-    const std::size_t n = state.block._componentCount;
-    for (std::size_t c = 0; c < n; ++c) {
-        state.block._rows[c]->samples[lane] = record[c];
-    }
-    state.block._weight->samples[lane] = record[n];
-}
-
-const double* BlockEngine::readRecord(std::size_t slot)
-{
-    SlotState& state = _states[slot];
-    EvaluationSlot& s = _context.slots[slot];
-    const std::size_t lane = static_cast<std::size_t>(_context.sampleIndex - _first);
-    assert(lane < _count);
-    if (state.source == Source::Closure) {
-        if (isDone(slot, lane)) {
-            // Beside the slot's value, which a later sample may still have to be left with.
-            gather(slot, lane, state.closure->gathered);
-            return state.closure->gathered;
-        }
-        runLane(slot, lane);
-        return s.value;
-    }
-    ensure(slot);
-    state.asked = _context.sampleIndex;
-    if (!state.left) {
-        gather(slot, lane, s.value);
-        s.lastSample = _context.sampleIndex;
-    }
-    return s.value;
-}
-
-// ---------------------------------------------------------------- blocks that no kernel computes
 
 std::size_t BlockEngine::componentCountOf(std::size_t slot) const
 {
@@ -455,20 +197,36 @@ void BlockEngine::fillFromBuffer(std::size_t slot)
     }
 }
 
+/// The rows stay from block to block: along a grid, most of the coordinates repeat.
 void BlockEngine::fillPositions(std::size_t slot)
 {
-    Block& block = _states[slot].block;
-    block._componentCount = 3;
-    for (std::size_t c = 0; c < 3; ++c) {
-        block._rows[c] = _pool.take();
-    }
+    SlotState& state = _states[slot];
     const auto* domain = _context.slots[slot].node->positions;
-    domain->positions(_first, static_cast<std::int32_t>(_count), block._rows[0]->samples,
-                      block._rows[1]->samples, block._rows[2]->samples);
+    const auto count = static_cast<std::int32_t>(_count);
+    std::array<bool, 3> repeated{};
+    if (state.keptFirst >= 0 && _count <= state.keptCount) {
+        repeated = domain->repeatedPositions(state.keptFirst, _first, count);
+    }
+    double* rows[3];
+    for (std::size_t c = 0; c < 3; ++c) {
+        if (!state.kept[c]) {
+            state.kept[c] = _pool.take();
+        }
+        _pool.share(state.kept[c]);
+        state.block._rows[c] = state.kept[c];
+        rows[c] = repeated[c] ? nullptr : state.kept[c]->samples;
+    }
+    state.block._componentCount = 3;
+    domain->positions(_first, count, rows[0], rows[1], rows[2]);
+    state.keptFirst = _first;
+    state.keptCount = _count;
 }
 
 void BlockEngine::releaseBlock(std::size_t slot)
 {
+    if (_states[slot].steady) {
+        return;
+    }
     Block& block = _states[slot].block;
     for (std::size_t c = 0; c < block._componentCount; ++c) {
         _pool.release(block._rows[c]);
@@ -478,16 +236,6 @@ void BlockEngine::releaseBlock(std::size_t slot)
     }
     block._componentCount = 0;
     block._weight = nullptr;
-}
-
-void BlockEngine::releaseInputs(std::size_t slot)
-{
-    for (const std::size_t read : _states[slot].reads) {
-        SlotState& state = _states[read];
-        if (--state.remaining == 0 && !state.pinned) {
-            releaseBlock(read);
-        }
-    }
 }
 
 void BlockEngine::gather(std::size_t slot, std::size_t lane, double* record) const
@@ -521,36 +269,6 @@ void BlockEngine::settle()
             _context.slots[slot].lastSample = asked;
         }
     }
-}
-
-// ---------------------------------------------------------------- what a kernel sees
-
-void BlockRun::outputConstant(std::size_t component, double value)
-{
-    if (!_constant) {
-        _constant = _pool.take();
-        std::fill_n(_constant->samples, kRowLength, value);
-    }
-    _pool.share(_constant);
-    take(component, _constant);
-}
-
-void BlockRun::forwardRow(std::size_t component, const Block& from, std::size_t fromComponent)
-{
-    if (fromComponent >= from._componentCount) {
-        std::fill_n(output(component), kRowLength, 0.0);
-        return;
-    }
-    _pool.share(from._rows[fromComponent]);
-    take(component, from._rows[fromComponent]);
-}
-
-void BlockRun::forward(const Block& from)
-{
-    for (std::size_t c = 0; c < from._componentCount; ++c) {
-        forwardRow(c, from, c);
-    }
-    forwardWeights(from);
 }
 
 } // namespace zrk

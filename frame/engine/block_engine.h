@@ -68,14 +68,16 @@ private:
         std::vector<std::size_t> reads;   ///< slots that the kernel reads
         std::vector<const Block*> inputs; ///< their blocks, the coordinates not included
         const Block* coordinates = nullptr;
-        Row* constant = nullptr; ///< filled once by a kernel that always writes one number
-        std::int32_t first = -1; ///< first sample of the block held; -1 none
-        std::int32_t uses = 0;   ///< reads by kernels of the plan
-        std::int32_t remaining = 0;
-        bool pinned = false; ///< may be read by a closure at any time, so never given back
+        std::array<Row*, 3> kept{}; ///< rows of the positions last computed
+        std::int32_t keptFirst = -1;
+        std::size_t keptCount = 0;
+        std::uint64_t computed = 0;         ///< number of the block held
+        std::vector<std::size_t> lastReads; ///< slots that no later kernel of the plan reads
+        bool pinned = false;                ///< may be read by a closure at any time, so never given back
         bool upstreamOfClosure = false;
         bool planned = false;    ///< part of the plan, so every sample is asked for
         bool left = false;       ///< the kernel wrote nothing
+        bool steady = false;     ///< the block is the same for all samples and kept
         std::int32_t asked = -1; ///< last sample of the block that a reader asked for
         std::unique_ptr<ClosureState> closure;
     };
@@ -86,7 +88,8 @@ private:
     std::vector<std::size_t> _plan;         ///< slots to compute as blocks, upstream first
     std::vector<std::size_t> _planClosures; ///< slots to run at every sample before that
     std::vector<std::size_t> _lane;         ///< inputs still to run for one sample
-    std::vector<std::size_t> _held;         ///< slots that hold rows of the running block
+    std::vector<std::size_t> _held;         ///< slots that hold rows until the running block ends
+    std::uint64_t _block = 0;               ///< number of the running block, over all sweeps
     std::size_t _target = static_cast<std::size_t>(-1);
     std::int32_t _first = 0;
     std::size_t _count = 0;
@@ -105,7 +108,10 @@ private:
     bool computeBlock();
     void beginBlock(std::int32_t first, std::size_t count);
     void endSweep();
-    bool isCurrent(std::size_t slot) const { return _states[slot].first == _first; }
+    bool isCurrent(std::size_t slot) const
+    {
+        return _states[slot].computed == _block || _states[slot].steady;
+    }
     void compute(std::size_t slot);
     void ensure(std::size_t slot);
     void computeKernel(std::size_t slot);
@@ -119,7 +125,7 @@ private:
     void leave(std::size_t slot);
     void takeRows(std::size_t slot);
     void releaseBlock(std::size_t slot);
-    void releaseInputs(std::size_t slot);
+    void planReleases();
     void settle();
     std::size_t componentCountOf(std::size_t slot) const;
     void gather(std::size_t slot, std::size_t lane, double* record) const;

@@ -3,6 +3,7 @@
 #include "frame/values/batch.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -26,9 +27,12 @@ void EvaluationDomain<N, T>::positions(std::int32_t first, std::int32_t count, T
 {
     for (std::int32_t i = 0; i < count; ++i) {
         const Tensor<4, T> p = position(first + i);
-        x[i] = p[0];
-        y[i] = p[1];
-        z[i] = p[2];
+        T* const rows[3] = {x, y, z};
+        for (std::size_t c = 0; c < 3; ++c) {
+            if (rows[c]) {
+                rows[c][i] = p[c];
+            }
+        }
     }
 }
 
@@ -61,6 +65,11 @@ void extend(std::optional<Corners<double>>& box, const Tensor<3, double>& p)
         box->first[c] = std::min(box->first[c], p[c]);
         box->second[c] = std::max(box->second[c], p[c]);
     }
+}
+
+bool areEqual(const std::vector<double>& values)
+{
+    return std::all_of(values.begin(), values.end(), [&](double value) { return value == values.front(); });
 }
 
 /// along[i] + stepY + stepZ for the nodes of a piece of an x line.
@@ -107,6 +116,9 @@ GridDomain::LinearGridDomain(const Region<3, 3, double, 1>& region) : _region(re
                 const double step = v * region.axes[axis][c];
                 steps[static_cast<std::size_t>(i)] = axis == 0 ? region.origin[c] + step : step;
             }
+            // Steps of +0 and -0 differ in the sum only where the origin is -0.
+            const bool isNegativeZero = region.origin[c] == 0.0 && std::signbit(region.origin[c]);
+            _varies[c][axis] = isNegativeZero || !areEqual(steps);
         }
     }
 }
@@ -139,10 +151,17 @@ void GridDomain::positions(std::int32_t first, std::int32_t count, double* x, do
     for (std::int32_t done = 0; done < count;) {
         const std::int32_t length = std::min(count - done, n[0] - ix);
         for (int c = 0; c < 3; ++c) {
+            if (!rows[c]) {
+                continue;
+            }
             const double* along = _steps[0][c].data() + ix;
             const double stepY = _steps[1][c][static_cast<std::size_t>(iy)];
             const double stepZ = _steps[2][c][static_cast<std::size_t>(iz)];
-            addSteps(along, stepY, stepZ, length, rows[c] + done);
+            if (_varies[c][0]) {
+                addSteps(along, stepY, stepZ, length, rows[c] + done);
+            } else {
+                std::fill_n(rows[c] + done, length, *along + stepY + stepZ);
+            }
         }
         done += length;
         ix = 0;
@@ -151,6 +170,29 @@ void GridDomain::positions(std::int32_t first, std::int32_t count, double* x, do
             ++iz;
         }
     }
+}
+
+std::array<bool, 3> GridDomain::repeatedPositions(std::int32_t earlier, std::int32_t first,
+                                                  std::int32_t count) const
+{
+    // Sample indices fit into 32 bits, and so does a layer.
+    const std::int32_t line = _region.dimensions()[0];
+    const std::int32_t layer = line * _region.dimensions()[1];
+    const std::int32_t distance = first - earlier;
+    const std::int32_t low = std::min(earlier, first);
+    const std::int32_t high = std::max(earlier, first) + count - 1;
+    const bool sameNodes[3] = {
+        distance % line == 0,
+        distance % layer == 0 || low / line == high / line,
+        distance == 0 || low / layer == high / layer,
+    };
+    std::array<bool, 3> repeated{true, true, true};
+    for (std::size_t c = 0; c < 3; ++c) {
+        for (int axis = 0; axis < 3; ++axis) {
+            repeated[c] = repeated[c] && (sameNodes[axis] || !_varies[c][axis]);
+        }
+    }
+    return repeated;
 }
 
 std::optional<Corners<double>> PointListDomain::bounds() const

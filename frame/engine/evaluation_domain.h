@@ -36,8 +36,15 @@ public:
     {
         target = source;
     }
-    /// Coordinates of the samples first to first + count - 1, a row each.
+    /// Coordinates of the samples first to first + count - 1, a row each. A null row isn't asked for.
     virtual void positions(std::int32_t first, std::int32_t count, T* x, T* y, T* z) const;
+    /// True where the coordinate of each of `count` samples from `first` on is, bit for bit, that of the
+    /// sample as far behind `earlier`, so that the earlier row serves again. Nothing is promised by false.
+    virtual std::array<bool, 3> repeatedPositions(std::int32_t /*earlier*/, std::int32_t /*first*/,
+                                                  std::int32_t /*count*/) const
+    {
+        return {};
+    }
 
     std::int32_t count() const { return sampleCount(); }
     void position(std::int32_t i, Tensor<4, T>& target) const { target = position(i); }
@@ -76,10 +83,14 @@ public:
     std::int32_t sampleCount() const override { return _sampleCount; }
     Tensor<4, double> position(std::int32_t i) const override;
     void positions(std::int32_t first, std::int32_t count, double* x, double* y, double* z) const override;
+    std::array<bool, 3> repeatedPositions(std::int32_t earlier, std::int32_t first,
+                                          std::int32_t count) const override;
 
 private:
     Region<3, 3, double, 1> _region;
     std::int32_t _sampleCount;
+    /// Whether a world coordinate changes along an axis: [component][axis].
+    bool _varies[3][3] = {};
     /// Share of each axis in a world coordinate: _steps[axis][component][node].
     std::array<std::array<std::vector<double>, 3>, 3> _steps;
 };

@@ -245,15 +245,32 @@ private:
         double* outWeight = nullptr;
         if constexpr (!kWritesWeight) {
             run.forwardWeights(Arguments::block(run, 0));
-        } else if (!(formula_detail::KeepsUnitWeight<F> &&
-                     (Arguments::block(run, K).hasUnitWeight() && ...))) {
+        } else if constexpr (formula_detail::KeepsUnitWeight<F>) {
+            if ((Arguments::block(run, K).hasUnitWeight() && ...)) {
+                // With weights known to be 1 the compiler leaves out what they would decide.
+                constexpr std::size_t kWeight[] = {inputCount<K>()...};
+                loop(run.sampleCount(), out, nullptr, [&](std::size_t k, std::size_t c, std::size_t i) {
+                    return c == kWeight[k] ? Batch(1.0) : Batch::loadAligned(rows[k][c] + i);
+                });
+                return;
+            }
+            outWeight = run.outputWeights();
+        } else {
             outWeight = run.outputWeights();
         }
+        loop(run.sampleCount(), out, outWeight,
+             [&](std::size_t k, std::size_t c, std::size_t i) { return Batch::loadAligned(rows[k][c] + i); });
+    }
+
+    /// The formula over all samples, with arguments from load(input, component, sample).
+    template <class Load>
+    void loop(std::size_t count, double* const* out, double* outWeight, Load load) const
+    {
         // A copy of its own, which the rows written below can't alias.
         const F formula = _formula;
-        for (std::size_t i = 0; i < run.sampleCount(); i += Batch::size) {
-            const auto result = BatchCall::call(
-                formula, [&](std::size_t k, std::size_t c) { return Batch::loadAligned(rows[k][c] + i); });
+        for (std::size_t i = 0; i < count; i += Batch::size) {
+            const auto result =
+                BatchCall::call(formula, [&](std::size_t k, std::size_t c) { return load(k, c, i); });
             formula_detail::storeResult<Batch>(
                 result, [&](std::size_t c, const Batch& v) { v.storeAligned(out[c] + i); });
             if constexpr (kWritesWeight) {

@@ -56,12 +56,17 @@ public:
 
     /// A fresh row for component c, which the kernel fills for `sampleCount()` samples,
     /// rounded up to whole vectors. Each component is written or shared exactly once.
-    double* output(std::size_t component) { return take(component, _pool.take())->samples; }
+    double* output(std::size_t component)
+    {
+        _isConstant = false;
+        return set(component, _pool.take())->samples;
+    }
     /// The same number for every sample and in every block; the row is filled once.
-    void outputConstant(std::size_t component, double value);
+    void outputConstant(std::size_t component, double value) { set(component, _pool.constant(value)); }
     /// A fresh row of weights; without one of the weight calls every weight is 1.
     double* outputWeights()
     {
+        _isConstant = false;
         _out._weight = _pool.take();
         return _out._weight->samples;
     }
@@ -70,6 +75,7 @@ public:
     void forwardWeights(const Block& from)
     {
         if (from._weight) {
+            _isConstant = false;
             _pool.share(from._weight);
             _out._weight = from._weight;
         }
@@ -85,22 +91,21 @@ private:
     const Block* const* _inputs;
     std::size_t _inputCount;
     const Block* _coordinates;
-    Row*& _constant; ///< the row of a constant, kept from block to block
+    bool _isConstant = true; ///< no more than constants were written so far
     std::int32_t _first;
     std::size_t _count;
 
     BlockRun(RowPool& pool, Block& out, const std::vector<const Block*>& inputs, const Block* coordinates,
-             Row*& constant, std::int32_t first, std::size_t count)
+             std::int32_t first, std::size_t count)
         : _pool(pool),
           _out(out),
           _inputs(inputs.data()),
           _inputCount(inputs.size()),
           _coordinates(coordinates),
-          _constant(constant),
           _first(first),
           _count(count)
     {}
-    Row* take(std::size_t component, Row* row)
+    Row* set(std::size_t component, Row* row)
     {
         _out._rows[component] = row;
         _out._componentCount = _out._componentCount > component ? _out._componentCount : component + 1;

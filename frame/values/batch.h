@@ -92,8 +92,8 @@ inline Batch select(BatchMask mask, Batch a, Batch b)
 {
     return Batch(lanes::select(mask.native(), a.native(), b.native()));
 }
-inline Batch minimum(Batch a, Batch b) { return select(a > b, b, a); }
-inline Batch maximum(Batch a, Batch b) { return select(a > b, a, b); }
+inline Batch minimum(Batch a, Batch b) { return Batch(lanes::minimum(a.native(), b.native())); }
+inline Batch maximum(Batch a, Batch b) { return Batch(lanes::maximum(a.native(), b.native())); }
 
 inline Batch abs(Batch x) { return Batch(lanes::abs(x.native())); }
 inline Batch floor(Batch x) { return Batch(lanes::floor(x.native())); }

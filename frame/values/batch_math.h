@@ -62,6 +62,15 @@ inline bool all(Mask mask) { return xsimd::all(mask); }
 
 // xsimd's own negation of wide registers is 0 - x, which loses the sign of zero.
 inline Lanes negative(Lanes x) { return x ^ Lanes(-0.0); }
+// a > b ? b : a and a > b ? a : b, for NaN and for zeros of both signs too.
+#if defined(__x86_64__)
+// The processor's own instructions: of operands that don't compare, or are equal, they give the second.
+inline Lanes minimum(Lanes a, Lanes b) { return xsimd::min(b, a); }
+inline Lanes maximum(Lanes a, Lanes b) { return xsimd::max(a, b); }
+#else
+inline Lanes minimum(Lanes a, Lanes b) { return xsimd::select(a > b, b, a); }
+inline Lanes maximum(Lanes a, Lanes b) { return xsimd::select(a > b, a, b); }
+#endif
 inline Lanes abs(Lanes x) { return xsimd::abs(x); }
 inline Lanes floor(Lanes x) { return xsimd::floor(x); }
 inline Lanes round(Lanes x) { return xsimd::round(x); }
@@ -109,6 +118,8 @@ using zrk::exp;
 using zrk::floor;
 using zrk::gather;
 using zrk::log;
+using zrk::maximum;
+using zrk::minimum;
 using zrk::pow;
 using zrk::round;
 using zrk::select;

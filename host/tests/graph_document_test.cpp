@@ -13,10 +13,13 @@
 namespace zrkmodel {
 namespace {
 
+/// Beside the examples, whose texts name pictures there.
+const std::string kName = ZRK_SOURCE_DIR "/examples/test.zrk.json";
+
 GraphDocument parsed(const std::string& text)
 {
     DocumentWarnings warnings;
-    return GraphDocument::parse(text, "test.zrk.json", warnings);
+    return GraphDocument::parse(text, kName, warnings);
 }
 
 std::vector<std::string> exampleTexts()
@@ -199,7 +202,7 @@ bool isDocument(const std::string& text)
     } catch (const HostError& error) {
         const std::string message = error.what();
         EXPECT_EQ(error.exitStatus, HostError::kBadInput);
-        EXPECT_TRUE(message.starts_with("test.zrk.json, ")) << message;
+        EXPECT_TRUE(message.starts_with(kName + ", ")) << message;
         EXPECT_NE(message.find("\n  remedy: "), std::string::npos) << message;
         return false;
     }

@@ -170,7 +170,7 @@ TEST(BeamField, IsTheSmallestDistanceOverGrids)
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const auto lattice = grid(c.lower, c.upper, c.nodes);
-        expectSmallestDistances(*lattice, pointsAround(*lattice, generator, 2000));
+        expectSmallestDistances(*lattice, pointsAround(*lattice, generator, 800));
     }
 }
 

@@ -146,6 +146,43 @@ TEST(LinearGridDomain, RunsOfPositionsHaveTheBitsOfSinglePositions)
     }
 }
 
+// A row that is said to repeat serves a block elsewhere in its place.
+TEST(LinearGridDomain, RepeatedPositionsHaveTheSameBits)
+{
+    std::mt19937 random(9);
+    int repetitions = 0;
+    for (int round = 0; round < 2000; ++round) {
+        Grid grid = skewedGrid(random, true);
+        if (round % 4 > 0) {
+            const double zeros[] = {0.0, -0.0, 1.5, -2.0};
+            grid = Grid({-1, -2, -0.5}, {1, 0, 0.5}, 1 + static_cast<int>(random() % 4),
+                        1 + static_cast<int>(random() % 4), 1 + static_cast<int>(random() % 3));
+            for (int c = 0; c < 3; ++c) {
+                grid.origin[c] = zeros[random() % 4];
+                grid.axes[c][c] = random() % 2 ? -1.0 : 1.0;
+            }
+        }
+        const GridDomain domain(grid);
+        const auto n = static_cast<unsigned>(domain.sampleCount());
+        const auto count = static_cast<std::int32_t>(1 + random() % n);
+        const auto earlier = static_cast<std::int32_t>(random() % (n - count + 1));
+        const auto first = static_cast<std::int32_t>(random() % (n - count + 1));
+        const auto repeated = domain.repeatedPositions(earlier, first, count);
+        for (std::size_t c = 0; c < 3; ++c) {
+            for (std::int32_t i = 0; repeated[c] && i < count; ++i) {
+                ASSERT_TRUE(
+                    chains::sameBits(&domain.position(earlier + i)[c], &domain.position(first + i)[c], 1))
+                    << "round " << round << ", component " << c << ", from " << earlier << " to " << first;
+                ++repetitions;
+            }
+        }
+    }
+    EXPECT_GT(repetitions, 1000);
+    const GridDomain plain(Grid({-1, -1, -1}, {1, 1, 1}, 16, 16, 16));
+    EXPECT_EQ(plain.repeatedPositions(0, 64, 64), (std::array<bool, 3>{true, false, true}));
+    EXPECT_EQ(plain.repeatedPositions(0, 256, 64), (std::array<bool, 3>{true, true, false}));
+}
+
 TEST(LinearGridDomain, BoundsHoldEveryPositionAndTouchTheCorners)
 {
     std::mt19937 random(5);

@@ -3,6 +3,9 @@
 #include "frame/engine/evaluation_domain.h"
 #include "frame/values/batch.h"
 #include "frame/values/region.h"
+#include "frame/values/tensor.h"
+
+#include <benchmark/benchmark.h>
 
 #include <type_traits>
 #include <vector>
@@ -10,6 +13,11 @@
 /// The limit that a chain is measured against: one hand-fused SIMD loop over the whole
 /// expression, positions made inside, results stored into the raster.
 namespace zrk::bench {
+
+struct TwoMasks {
+    BatchMask a;
+    BatchMask b;
+};
 
 /// Two batches worked on side by side. Their chains of operations don't wait for each other,
 /// which hides the latency that one batch a step leaves.
@@ -28,6 +36,13 @@ struct TwoBatches {
     friend TwoBatches minimum(TwoBatches x, TwoBatches y) { return {minimum(x.a, y.a), minimum(x.b, y.b)}; }
     friend TwoBatches maximum(TwoBatches x, TwoBatches y) { return {maximum(x.a, y.a), maximum(x.b, y.b)}; }
     friend TwoBatches abs(TwoBatches x) { return {abs(x.a), abs(x.b)}; }
+    friend TwoMasks operator<(TwoBatches x, TwoBatches y) { return {x.a < y.a, x.b < y.b}; }
+    friend TwoMasks operator>(TwoBatches x, TwoBatches y) { return {x.a > y.a, x.b > y.b}; }
+    friend TwoBatches select(TwoMasks mask, TwoBatches x, TwoBatches y)
+    {
+        return {select(mask.a, x.a, y.a), select(mask.b, x.b, y.b)};
+    }
+    friend TwoBatches sin(TwoBatches x) { return {sin(x.a), sin(x.b)}; }
     friend TwoBatches sqrt(TwoBatches x) { return {sqrt(x.a), sqrt(x.b)}; }
     friend TwoBatches asin(TwoBatches x) { return {asin(x.a), asin(x.b)}; }
     friend TwoBatches log(TwoBatches x) { return {log(x.a), log(x.b)}; }
@@ -73,6 +88,17 @@ inline void storeStep(const TwoBatches& value, double* out)
 {
     value.a.store(out);
     value.b.store(out + Batch::size);
+}
+
+/// Component 0; the others are computed and let go.
+template <std::uint32_t N, class V>
+void storeStep(const Tensor<N, V>& value, double* out)
+{
+    for (std::size_t c = 1; c < value.count; ++c) {
+        V component = value[c];
+        benchmark::DoNotOptimize(component);
+    }
+    storeStep(value[0], out);
 }
 
 /// The values of the expression at all nodes, x fastest. The length of an x line must be a multiple of

@@ -1,0 +1,18 @@
+#include "benchmarks/mesh/mesh_benchmarks.h"
+
+#include <cstdio>
+#include <exception>
+
+int main(int argc, char** argv)
+{
+    try {
+        std::vector<zrk::bench::Row> rows = zrk::bench::registerBeams();
+        for (const zrk::bench::Row& row : zrk::bench::registerObjReading()) {
+            rows.push_back(row);
+        }
+        return zrk::bench::run(argc, argv, rows);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "bench_mesh: %s\n", failure.what());
+        return 1;
+    }
+}

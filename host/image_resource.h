@@ -1,0 +1,32 @@
+#pragma once
+
+#include "frame/host/json.h"
+#include "frame/host/resource.h"
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace zrk {
+class ProgressMonitor;
+}
+
+namespace zrkmodel {
+
+/// Loads the picture of a resource entry of kind "image2d": a PNG file.
+///
+/// @param folder  that a relative "path" starts from.
+/// @param place   of the entry, for messages.
+///
+/// Throws HostError with status kBadInput, and a message that names the file, when there is no picture to be
+/// had.
+std::shared_ptr<ZRKImage2d> readImage2d(const ZRKJson& entry, const std::filesystem::path& folder,
+                                        const std::string& place);
+
+/// The same for kind "image3d": a folder of PNG slices, or a NumPy array of shape (nz, ny, nx).
+///
+/// @param monitor  may be null; throws HostError with status kInterrupted when it interrupts.
+std::shared_ptr<ZRKImage3d> readImage3d(const ZRKJson& entry, const std::filesystem::path& folder,
+                                        const std::string& place, zrk::ProgressMonitor* monitor);
+
+} // namespace zrkmodel
