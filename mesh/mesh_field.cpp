@@ -103,6 +103,21 @@ MeshWindingField::MeshWindingField(std::vector<double> vertices, std::vector<std
     }
 }
 
+TriangleSearch::Nearest MeshWindingField::nearest(const double* point, const Trail& trail) const
+{
+    const bool isNear = trail.triangle != -1 && _search.isHint(trail.point, point);
+    return _search.nearest(point, isNear ? trail.triangle : -1);
+}
+
+double MeshWindingField::meshDistance(const double* point, Trail& trail) const
+{
+    const TriangleSearch::Nearest found = nearest(point, trail);
+    trail.triangle = found.triangle;
+    std::copy_n(point, 3, trail.point);
+    trail.knowsSide = false;
+    return found.distance;
+}
+
 double MeshWindingField::signedDistance(const double* point) const
 {
     Trail trail;
@@ -111,18 +126,17 @@ double MeshWindingField::signedDistance(const double* point) const
 
 double MeshWindingField::signedDistance(const double* point, Trail& trail) const
 {
-    const bool isNear = trail.triangle != -1 && _search.isHint(trail.point, point);
-    const TriangleSearch::Nearest nearest = _search.nearest(point, isNear ? trail.triangle : -1);
-    if (nearest.triangle == -1) {
-        return nearest.distance;
+    const TriangleSearch::Nearest found = nearest(point, trail);
+    if (found.triangle == -1) {
+        return found.distance;
     }
-    const bool inside = isInside(point, nearest.distance, trail);
-    trail.distance = nearest.distance;
-    trail.triangle = nearest.triangle;
+    const bool inside = isInside(point, found.distance, trail);
+    trail.distance = found.distance;
+    trail.triangle = found.triangle;
     trail.isInside = inside;
-    trail.knowsSide = _isClosed && nearest.distance >= _nearSurface;
+    trail.knowsSide = _isClosed && found.distance >= _nearSurface;
     std::copy_n(point, 3, trail.point);
-    return inside ? -nearest.distance : nearest.distance;
+    return inside ? -found.distance : found.distance;
 }
 
 bool MeshWindingField::isInside(const double* point, double distance, const Trail& trail) const
