@@ -51,7 +51,7 @@ namespace zrkmodel {
 namespace {
 
 template <class Component>
-ComponentEntry built()
+ComponentEntry entry()
 {
     const ComponentIdentity self = Component::identity();
     return {self.className, self.typeName, self.uuid, self.inputs, self.outputs, &Component::registerType};
@@ -59,10 +59,8 @@ ComponentEntry built()
 
 /// Registers all classes when the library is loaded. The order of the list is the order of the registry.
 const bool registered = [] {
-    for (const ComponentEntry& entry : allComponents()) {
-        if (entry.isBuilt()) {
-            entry.registerType();
-        }
+    for (const ComponentEntry& component : allComponents()) {
+        component.registerType();
     }
     return true;
 }();
@@ -73,58 +71,58 @@ const bool registered = [] {
 const std::vector<ComponentEntry>& allComponents()
 {
     static const std::vector<ComponentEntry> components{
-        built<ZRKSphereUVW>(),
-        built<ZRKTorusUVW>(),
-        built<ZRKCylinderUVW>(),
-        built<ZRKRasterFX>(),
-        built<ZRKVector3SplitComponents>(),
-        built<ZRKRGBASplitComponents>(),
-        built<ZRKQuantizeTransform>(),
-        built<ZRKTwistTransform>(),
-        built<ZRKBendTransform>(),
-        built<ZRKNormalizeVec3>(),
-        built<ZRKNormVec3>(),
+        entry<ZRKSphereUVW>(),
+        entry<ZRKTorusUVW>(),
+        entry<ZRKCylinderUVW>(),
+        entry<ZRKRasterFX>(),
+        entry<ZRKVector3SplitComponents>(),
+        entry<ZRKRGBASplitComponents>(),
+        entry<ZRKQuantizeTransform>(),
+        entry<ZRKTwistTransform>(),
+        entry<ZRKBendTransform>(),
+        entry<ZRKNormalizeVec3>(),
+        entry<ZRKNormVec3>(),
         // The UUID of ZRKNormalizeVec3 once more: saved documents carry it.
-        built<ZRKColorFromVec3>(),
-        built<ZRKPositionVec3>(),
-        built<ZRKMask>(),
-        built<ZRKBinaryOperator>(),
-        built<ZRKMultiply>(),
-        built<ZRKMatrixTransform>(),
-        built<ZRKMeshSDF>(),
-        built<ZRKMultipoleUVW>(),
-        built<ZRKPatternDesigner>(),
-        built<ZRKSphereSDF>(),
-        built<ZRKBoxSDF>(),
-        built<ZRKPlaneSDF>(),
-        built<ZRKTorusSDF>(),
-        built<ZRKCylinderSDF>(),
-        built<ZRKPipeSDF>(),
-        built<ZRKGyroid>(),
-        built<ZRKCross>(),
-        built<ZRKCurveUVW>(),
-        built<ZRKGradDerivative>(),
-        built<ZRKFaceUVW>(),
-        built<ZRKShell>(),
-        built<ZRKFallOff>(),
-        built<ZRKInvert>(),
+        entry<ZRKColorFromVec3>(),
+        entry<ZRKPositionVec3>(),
+        entry<ZRKMask>(),
+        entry<ZRKBinaryOperator>(),
+        entry<ZRKMultiply>(),
+        entry<ZRKMatrixTransform>(),
+        entry<ZRKMeshSDF>(),
+        entry<ZRKMultipoleUVW>(),
+        entry<ZRKPatternDesigner>(),
+        entry<ZRKSphereSDF>(),
+        entry<ZRKBoxSDF>(),
+        entry<ZRKPlaneSDF>(),
+        entry<ZRKTorusSDF>(),
+        entry<ZRKCylinderSDF>(),
+        entry<ZRKPipeSDF>(),
+        entry<ZRKGyroid>(),
+        entry<ZRKCross>(),
+        entry<ZRKCurveUVW>(),
+        entry<ZRKGradDerivative>(),
+        entry<ZRKFaceUVW>(),
+        entry<ZRKShell>(),
+        entry<ZRKFallOff>(),
+        entry<ZRKInvert>(),
         // The type name of ZRKInvert once more.
-        built<ZRKLevelsetIsoValue>(),
-        built<ZRKGeometryBlend>(),
-        built<ZRKScalarImageSampler>(),
-        built<ZRKVector3ImageSampler>(),
-        built<ZRKRGBAImageSampler>(),
-        built<ZRKImageSweep>(),
-        built<ZRK2DImageExtrude>(),
+        entry<ZRKLevelsetIsoValue>(),
+        entry<ZRKGeometryBlend>(),
+        entry<ZRKScalarImageSampler>(),
+        entry<ZRKVector3ImageSampler>(),
+        entry<ZRKRGBAImageSampler>(),
+        entry<ZRKImageSweep>(),
+        entry<ZRK2DImageExtrude>(),
         // The type name of ZRK2DImageExtrude once more.
-        built<ZRK3DImage>(),
-        built<ZRKAffineTransform>(),
-        built<ZRKApplyTransform>(),
+        entry<ZRK3DImage>(),
+        entry<ZRKAffineTransform>(),
+        entry<ZRKApplyTransform>(),
         // 35 characters, the first group one short: kept as documents have it.
-        built<ZRKBeamSDF>(),
-        built<ZRKVector3CombineComponents>(),
-        built<ZRKRGBACombineComponents>(),
-        built<ZRKCurveLength>(),
+        entry<ZRKBeamSDF>(),
+        entry<ZRKVector3CombineComponents>(),
+        entry<ZRKRGBACombineComponents>(),
+        entry<ZRKCurveLength>(),
     };
     return components;
 }

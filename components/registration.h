@@ -21,13 +21,10 @@ struct ComponentEntry {
     std::string uuid;
     std::vector<Tag> inputs; ///< registered signature
     std::vector<Tag> outputs;
-    void (*registerType)(); ///< null while this version doesn't have the class
-
-    bool isBuilt() const { return registerType != nullptr; }
+    void (*registerType)();
 };
 
-/// The 48 types in the order in which they are registered. Those that this version doesn't
-/// have keep their place and aren't registered.
+/// The 48 types in the order in which they are registered.
 const std::vector<ComponentEntry>& allComponents();
 
 } // namespace zrkmodel

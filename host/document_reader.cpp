@@ -290,13 +290,15 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
     }
 }
 
-/// Runs the component's import. What it can't read is a warning, as the import's own rule says what becomes of it.
+/// Runs the component's import. What becomes of data that it can't read is its own rule; here it is a
+/// warning.
 void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, const std::string& place)
 {
     auto* import = dynamic_cast<ZRKFileImport*>(&object);
     if (!import) {
-        _warnings.push_back(where(place) +
-                            ": found paths, but the type takes nothing from files; they are kept and not read");
+        _warnings.push_back(
+            where(place) +
+            ": found paths, but the type takes nothing from files; they are kept and not read");
         return;
     }
     const auto isText = [](const ZRKJson& path) { return path.is_string(); };
@@ -310,7 +312,7 @@ void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, co
     for (const ZRKJson& path : isList ? paths : ZRKJson::array({paths})) {
         files.push_back(folder / path.get<std::string>());
     }
-    const std::string message = import->importFiles(files, nullptr);
+    const std::string message = import->importFiles(files, _monitor);
     if (!message.empty()) {
         _warnings.push_back(printable(where(place) + ": " + message));
     }

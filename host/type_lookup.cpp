@@ -78,7 +78,9 @@ std::string nearestNames(std::string_view name)
     throw hostError(HostError::kBadInput, place, finding, remedy);
 }
 
-const ComponentEntry& unambiguous(std::string_view place, const std::string& name, const std::string& uuid)
+} // namespace
+
+const ComponentEntry& findComponent(std::string_view place, const std::string& name, const std::string& uuid)
 {
     const Candidates byClass = select([&](const ComponentEntry& e) { return e.className == name; });
     const Candidates byName = select([&](const ComponentEntry& e) { return e.typeName == name; });
@@ -108,22 +110,6 @@ const ComponentEntry& unambiguous(std::string_view place, const std::string& nam
                        uuid.substr(0, 80)),
            fmt::format("by name it could be {}{}", list(named),
                        byUuid.empty() ? "; no type has that uuid" : "; by uuid " + list(byUuid)));
-}
-
-} // namespace
-
-const ComponentEntry& findComponent(std::string_view place, const std::string& name, const std::string& uuid)
-{
-    const ComponentEntry& entry = unambiguous(place, name, uuid);
-    if (!entry.isBuilt()) {
-        refuse(
-            place,
-            fmt::format(
-                "found the type \"{}\" ({}), which this version doesn't have yet, expected one that it has",
-                entry.typeName, entry.className),
-            "`zrk types` lists the types and marks those that are still missing");
-    }
-    return entry;
 }
 
 } // namespace zrkmodel

@@ -31,6 +31,9 @@ void BeamField::distances(const double* const (&coordinates)[3], std::size_t cou
     for (std::size_t i = 0; i < count; ++i) {
         out[i] = _tree.distance({coordinates[0][i], coordinates[1][i], coordinates[2][i]}, hint);
     }
+    for (std::size_t i = count; i % Batch::size != 0; ++i) {
+        out[i] = 0.0;
+    }
 }
 
 void BeamField::gridDistances(const double* const (&coordinates)[3], std::size_t count, double* out) const
@@ -43,8 +46,8 @@ void BeamField::gridDistances(const double* const (&coordinates)[3], std::size_t
             _grid->distance(p).storeAligned(out + i);
             continue;
         }
-        for (std::size_t k = i; k < i + Batch::size && k < count; ++k) {
-            out[k] = distance({coordinates[0][k], coordinates[1][k], coordinates[2][k]});
+        for (std::size_t k = i; k < i + Batch::size; ++k) {
+            out[k] = k < count ? distance({coordinates[0][k], coordinates[1][k], coordinates[2][k]}) : 0.0;
         }
     }
 }

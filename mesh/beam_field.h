@@ -24,7 +24,7 @@ public:
 
     double distance(const Tensor<3, double>& p) const;
     /// @param coordinates  three rows of `count` positions, rounded up to whole vectors and aligned to them.
-    /// @param out          as long as a row, and aligned.
+    /// @param out          as long as a row, and aligned; what is beyond `count` means nothing.
     void distances(const double* const (&coordinates)[3], std::size_t count, double* out) const;
 
 private:

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace zrk {
@@ -102,10 +103,11 @@ bool BeamCacheData::makeEdgeTable()
     return !edges.empty();
 }
 
-/// The hierarchy over boxes that enclose the beams, round ends included. False without beams.
+/// The hierarchy over boxes that enclose the beams, round ends included. False without beams, and for more
+/// than can be counted.
 bool BeamCacheData::makeBVH()
 {
-    if (edges.empty() || vertices.empty()) {
+    if (edges.empty() || vertices.empty() || edges.size() > std::numeric_limits<std::int32_t>::max()) {
         return false;
     }
     const auto bounds = [this](std::int32_t index, double* lower, double* upper) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace zrk {
@@ -57,6 +58,27 @@ double sizeOf(const Tree::Box& box)
     return size;
 }
 
+/// Whether the distance to every triangle is, but for what doesn't matter to the sign, the true one. The
+/// formula cuts small areas off, and then may give a corner's distance for an edge's. In meshes of ordinary
+/// size that happens to slivers and dust only.
+bool hasTrueDistances(const Tree& tree, double size)
+{
+    constexpr double kOrdinarySize = 1.0;
+    constexpr double kCutOff = 1e-28;  // of the squared area of the parallelogram
+    constexpr double kNoHeight = 1e-9; // of the mesh's size
+    for (std::int32_t t = 0; size < kOrdinarySize && t < tree.primitiveCount; ++t) {
+        const Tensor<3, double> a = pointAt(tree.vertexOf(t, 0));
+        const Tensor<3, double> b = pointAt(tree.vertexOf(t, 1));
+        const Tensor<3, double> c = pointAt(tree.vertexOf(t, 2));
+        const double area = length(cross(b - a, c - a));
+        const double longest = std::max({length(b - a), length(c - a), length(c - b)});
+        if (area * area < kCutOff && area > kNoHeight * size * longest) {
+            return false;
+        }
+    }
+    return true;
+}
+
 double squaredDistance(const double* a, const double* b)
 {
     const Tensor<3, double> d = pointAt(a) - pointAt(b);
@@ -73,11 +95,27 @@ MeshWindingField::MeshWindingField(std::vector<double> vertices, std::vector<std
       _moments(built(_bvh)),
       _search(_bvh),
       _isClosed(edgesCancel(_indices, _bvh.primitiveCount)),
-      _nearSurface(kNearSurface * sizeOf(_bvh.bounds))
+      _nearSurface(hasTrueDistances(_bvh, sizeOf(_bvh.bounds)) ? kNearSurface * sizeOf(_bvh.bounds)
+                                                               : std::numeric_limits<double>::infinity())
 {
     if (_search.triangles()) {
         _estimate.emplace(*_search.triangles());
     }
+}
+
+TriangleSearch::Nearest MeshWindingField::nearest(const double* point, const Trail& trail) const
+{
+    const bool isNear = trail.triangle != -1 && _search.isHint(trail.point, point);
+    return _search.nearest(point, isNear ? trail.triangle : -1);
+}
+
+double MeshWindingField::meshDistance(const double* point, Trail& trail) const
+{
+    const TriangleSearch::Nearest found = nearest(point, trail);
+    trail.triangle = found.triangle;
+    std::copy_n(point, 3, trail.point);
+    trail.knowsSide = false;
+    return found.distance;
 }
 
 double MeshWindingField::signedDistance(const double* point) const
@@ -88,18 +126,17 @@ double MeshWindingField::signedDistance(const double* point) const
 
 double MeshWindingField::signedDistance(const double* point, Trail& trail) const
 {
-    const bool isNear = trail.triangle != -1 && _search.isHint(trail.point, point);
-    const TriangleSearch::Nearest nearest = _search.nearest(point, isNear ? trail.triangle : -1);
-    if (nearest.triangle == -1) {
-        return nearest.distance;
+    const TriangleSearch::Nearest found = nearest(point, trail);
+    if (found.triangle == -1) {
+        return found.distance;
     }
-    const bool inside = isInside(point, nearest.distance, trail);
-    trail.distance = nearest.distance;
-    trail.triangle = nearest.triangle;
+    const bool inside = isInside(point, found.distance, trail);
+    trail.distance = found.distance;
+    trail.triangle = found.triangle;
     trail.isInside = inside;
-    trail.knowsSide = _isClosed && nearest.distance >= _nearSurface;
+    trail.knowsSide = _isClosed && found.distance >= _nearSurface;
     std::copy_n(point, 3, trail.point);
-    return inside ? -nearest.distance : nearest.distance;
+    return inside ? -found.distance : found.distance;
 }
 
 bool MeshWindingField::isInside(const double* point, double distance, const Trail& trail) const

@@ -52,6 +52,8 @@ public:
     /// Distance to the nearest triangle; the largest double for points that aren't finite and for meshes
     /// without a finite triangle.
     double meshDistance(const double* point) const { return _search.nearest(point).distance; }
+    /// The same for one point after the other, each near the one before.
+    double meshDistance(const double* point, Trail& trail) const;
     /// The winding number by the hierarchy.
     double windingNumber(const double* point) const { return zrk::windingNumber(_bvh, _moments, point); }
     /// Distance, negative inside.
@@ -72,6 +74,7 @@ private:
     bool _isClosed;
     double _nearSurface; ///< distance below which the estimate isn't good enough
 
+    TriangleSearch::Nearest nearest(const double* point, const Trail& trail) const;
     bool isInside(const double* point, double distance) const;
     bool isInside(const double* point, double distance, const Trail& trail) const;
 };

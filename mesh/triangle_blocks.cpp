@@ -14,9 +14,8 @@ constexpr float kRounding = 1.2e-7f;
 /// Triangles whose height is below a thirtieth of their longest edge.
 constexpr double kFlatness = 1e-3;
 
-FloatBox localBox(const Hierarchy& hierarchy, const LocalFrame& frame, std::int32_t triangle)
+FloatBox localBox(const Hierarchy::Box& box, const LocalFrame& frame)
 {
-    const Hierarchy::Box box = hierarchy.boxOf(triangle);
     FloatBox local;
     frame.toLocal(box.min, local.lower);
     frame.toLocal(box.max, local.upper);
@@ -71,7 +70,8 @@ TriangleBlocks::TriangleBlocks(const Hierarchy& hierarchy, const LocalFrame& loc
     parallelLoop({0, count}, loopThreads(count), [&](IndexRange range) {
         for (std::int32_t k = range.first; k < range.end; ++k) {
             const auto position = static_cast<std::size_t>(k);
-            boxes[position] = localBox(hierarchy, frame, hierarchy.sortedPrimitives()[position]);
+            const std::size_t leaf = static_cast<std::size_t>(count) - 1 + position;
+            boxes[position] = localBox(hierarchy.nodes[leaf].box, frame);
         }
     });
     tree = WideTree(boxes);

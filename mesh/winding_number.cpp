@@ -19,21 +19,28 @@ Tensor<3, double> centroid(const Tree& tree, std::int32_t triangle)
            (1.0 / 3.0);
 }
 
-/// Joins the sums of two groups, but for the radius.
-WindingMoments sumOf(const WindingMoments& a, const WindingMoments& b)
+/// The moments of a group that isn't complete yet.
+struct GroupSum {
+    double area = 0.0;
+    WindingMoments moments;
+};
+
+/// Joins two groups, but for the radius.
+GroupSum sumOf(const GroupSum& a, const GroupSum& b)
 {
-    WindingMoments sum;
+    GroupSum sum;
     sum.area = a.area + b.area;
     if (!(sum.area > 0.0)) {
         return sum;
     }
-    sum.center = (a.area * a.center + b.area * b.center) * (1.0 / sum.area);
-    sum.moment0 = a.moment0 + b.moment0;
-    for (const WindingMoments* part : {&a, &b}) {
-        const Tensor<3, double> shift = part->center - sum.center;
+    WindingMoments& whole = sum.moments;
+    whole.center = (a.area * a.moments.center + b.area * b.moments.center) * (1.0 / sum.area);
+    whole.moment0 = a.moments.moment0 + b.moments.moment0;
+    for (const WindingMoments* part : {&a.moments, &b.moments}) {
+        const Tensor<3, double> shift = part->center - whole.center;
         for (std::size_t i = 0; i < 3; ++i) {
             for (std::size_t j = 0; j < 3; ++j) {
-                sum.moment1[i][j] += part->moment1[i][j] + shift[i] * part->moment0[j];
+                whole.moment1[i][j] += part->moment1[i][j] + shift[i] * part->moment0[j];
             }
         }
     }
@@ -48,7 +55,7 @@ public:
         : _tree(tree), _recordOf(recordOf), _records(records)
     {}
 
-    WindingMoments sum(std::int32_t index) const
+    GroupSum sum(std::int32_t index) const
     {
         const Tree::Node& node = nodeAt(index);
         return node.isLeaf ? ofTriangle(node.primitives[0])
@@ -56,13 +63,13 @@ public:
     }
 
     /// The same with the subtrees' halves on different threads, as long as `threads` last.
-    WindingMoments sumInParallel(std::int32_t index, std::int32_t threads) const
+    GroupSum sumInParallel(std::int32_t index, std::int32_t threads) const
     {
         const Tree::Node& node = nodeAt(index);
         if (threads < 2 || node.isLeaf) {
             return sum(index);
         }
-        WindingMoments halves[2];
+        GroupSum halves[2];
         parallelLoop({0, 2}, 2, [&](IndexRange range) {
             for (std::int32_t k = range.first; k < range.end; ++k) {
                 halves[k] = sumInParallel(k == 0 ? node.left : node.right, threads / 2);
@@ -81,25 +88,25 @@ private:
         return _tree.nodes[static_cast<std::size_t>(index)];
     }
 
-    WindingMoments ofTriangle(std::int32_t triangle) const
+    GroupSum ofTriangle(std::int32_t triangle) const
     {
-        WindingMoments moments;
-        moments.moment0 =
+        GroupSum sum;
+        sum.moments.moment0 =
             areaVector(_tree.vertexOf(triangle, 0), _tree.vertexOf(triangle, 1), _tree.vertexOf(triangle, 2));
-        moments.area = length(moments.moment0);
-        moments.center = centroid(_tree, triangle);
-        return moments;
+        sum.moments.center = centroid(_tree, triangle);
+        sum.area = length(sum.moments.moment0);
+        return sum;
     }
 
-    const WindingMoments& keep(std::int32_t index, const WindingMoments& moments) const
+    const GroupSum& keep(std::int32_t index, const GroupSum& sum) const
     {
         const std::int32_t place = _recordOf[static_cast<std::size_t>(index)];
         if (place != -1) {
             WindingMoments& record = _records[static_cast<std::size_t>(place)];
-            record = moments;
-            record.radius = std::sqrt(farthestVertex(index, moments.center, 0.0));
+            record = sum.moments;
+            record.radius = std::sqrt(farthestVertex(index, record.center, 0.0));
         }
-        return moments;
+        return sum;
     }
 
     /// The largest squared distance from the centre to a vertex under the node, if it is above `least`. Boxes

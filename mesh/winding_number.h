@@ -10,8 +10,7 @@ namespace zrk {
 
 /// What a far group of triangles looks like from a point: the terms of order 0 and 1 of its solid angle.
 struct WindingMoments {
-    Tensor<3, double> center{}; ///< mean of the triangles' centres, weighted by area
-    double area = 0.0;
+    Tensor<3, double> center{};  ///< mean of the triangles' centres, weighted by area
     double radius = 0.0;         ///< largest distance from `center` to a vertex
     Tensor<3, double> moment0{}; ///< sum of area times normal
     double moment1[3][3] = {};   ///< sum of area times (triangle's centre - `center`) outer normal

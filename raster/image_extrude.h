@@ -14,14 +14,14 @@ namespace zrkmodel {
 /// A volume from up to three pictures, each carried straight through it along the axis that it lacks, in the
 /// manner of a drawing in three views.
 ///
-/// | property               | unit        | default | effect |
-/// |------------------------|-------------|---------|--------------------------------------------------------|
-/// | wrap                   |             | true    | repeat the pictures, or else their border pixels | |
-/// size x, size y, size z | model units | 1       | extent of the volume, from the origin                  |
-/// | compositing            |             | add     | see below; with another name nothing is written | |
-/// imageXY                |             | none    | picture whose columns run along x and rows along y     |
-/// | imageYZ                |             | none    | columns along y, rows along z | | imageXZ | | none    |
-/// columns along x, rows along z                          |
+/// | property               | unit        | default | effect                                           |
+/// |------------------------|-------------|---------|--------------------------------------------------|
+/// | wrap                   |             | true    | repeat the pictures, or else their border pixels |
+/// | size x, size y, size z | model units | 1       | extent of the volume, from the origin            |
+/// | compositing            |             | add     | see below; with another name nothing is written  |
+/// | imageXY                |             | none    | picture whose columns run along x, rows along y  |
+/// | imageYZ                |             | none    | columns along y, rows along z                    |
+/// | imageXZ                |             | none    | columns along x, rows along z                    |
 ///
 /// Of each picture the first channel s counts, looked up as in the image samplers. From a start value a, they
 /// are taken in this order, and the result is cut to 0..1:
@@ -36,8 +36,8 @@ namespace zrkmodel {
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "disc.png"}],
 ///      "nodes": [{"id": 1, "type": "ZRK2DImageExtrude",
-///                 "values": {"wrap": false, "compositing": "multiply", "imageXY": "0b0e", "imageXZ":
-///                 "0b0e"}}],
+///                 "values": {"wrap": false, "compositing": "multiply",
+///                            "imageXY": "0b0e", "imageXZ": "0b0e"}}],
 ///      "output": [1, 0]}
 ///
 /// Edits belong to the interface thread, and so does building evaluators.

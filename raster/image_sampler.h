@@ -9,10 +9,10 @@ namespace zrkmodel {
 
 /// A picture as a field: the first two components of `coords` address it.
 ///
-/// | property | default | effect |
-/// |----------|---------|------------------------------------------------------------------------------------|
-/// | wrap     | true    | repeat the picture beyond its borders, or else its border pixels | | image    |
-/// none    | an image2d resource; without one, or with unequal channels, nothing is written     |
+/// | property | default | effect                                                                          |
+/// |----------|---------|---------------------------------------------------------------------------------|
+/// | wrap     | true    | repeat the picture beyond its borders, or else its border pixels                |
+/// | image    | none    | an image2d resource; without one, or with unequal channels, nothing is written  |
 ///
 /// Coordinates (0, 0) are the centre of the first pixel, (1, 1) that of the last one; between pixels the
 /// value is bilinear. Wrapped, the picture starts over after one more pixel: the period along u is w / (w -

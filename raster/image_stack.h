@@ -16,11 +16,11 @@ namespace zrkmodel {
 
 /// A stack of slices, such as a scan, as a volume.
 ///
-/// | property               | unit        | default | effect |
-/// |------------------------|-------------|---------|--------------------------------------------------------------|
+/// | property               | unit        | default | effect                                               |
+/// |------------------------|-------------|---------|------------------------------------------------------|
 /// | wrap                   |             | true    | repeat the volume along all axes, or else its border |
-/// | size x, size y, size z | model units | 1       | extent of the volume, from the origin | | image | |
-/// none    | an image3d resource: a folder of slices or an array          |
+/// | size x, size y, size z | model units | 1       | extent of the volume, from the origin                |
+/// | image                  |             | none    | an image3d resource: a folder of slices or an array  |
 ///
 /// x runs along the rows of a slice, y along its columns, z through the slices; between voxels the value is
 /// trilinear. Whole numbers of the files arrive as 0 to 1; of several channels the first one counts. Wrapped,

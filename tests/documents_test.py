@@ -58,7 +58,6 @@ MALFORMED = [
     ("type no text", node(type=5), ["node 1", '"type"', "found 5"]),
     ("unknown type", node(type="Shpere"), ["node 1", '"type"', '"Shpere"', 'did you mean "SphereSDF"']),
     ("ambiguous type", node(type="Invert"), ["node 1", "ZRKInvert", "ZRKLevelsetIsoValue"]),
-    ("type of a later version", node(type="MeshSDF"), ["node 1", '"MeshSDF"', "this version"]),
     ("uuid no text", node(uuid=[]), ["node 1", '"uuid"']),
     ("unknown uuid", node(uuid="0"), ["node 1", "6E8C3D87-C1B8-4F58-A88A-E8E774076AFF"]),
     ("uuid of another type", node(uuid="643A5F35-7A73-481F-8D10-DACAA3EF38AB"),

@@ -50,8 +50,7 @@ Json entryJson(const ComponentEntry& entry)
     Json json{{"class", entry.className},
               {"type", entry.typeName},
               {"uuid", entry.uuid},
-              {"signature", {{"inputs", tagNames(entry.inputs)}, {"outputs", tagNames(entry.outputs)}}},
-              {"available", entry.isBuilt()}};
+              {"signature", {{"inputs", tagNames(entry.inputs)}, {"outputs", tagNames(entry.outputs)}}}};
     if (const auto* registration = zrkmodel::ZRKGraphObject::registry().findByClass(entry.className)) {
         json["title"] = registration->strings.title;
         json["description"] = registration->strings.description;
@@ -145,9 +144,8 @@ void printTable()
 {
     fmt::print("{:<29}{:<27}{:<38}{}\n", "class", "type", "uuid", "signature");
     for (const ComponentEntry& entry : zrkmodel::allComponents()) {
-        fmt::print("{:<29}{:<27}{:<38}{} -> {}{}\n", entry.className, entry.typeName, entry.uuid,
-                   tagList(entry.inputs), tagList(entry.outputs),
-                   entry.isBuilt() ? "" : "  (not in this version)");
+        fmt::print("{:<29}{:<27}{:<38}{} -> {}\n", entry.className, entry.typeName, entry.uuid,
+                   tagList(entry.inputs), tagList(entry.outputs));
     }
 }
 

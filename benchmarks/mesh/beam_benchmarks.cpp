@@ -1,7 +1,7 @@
-#include "benchmarks/mesh/generated_meshes.h"
 #include "benchmarks/mesh/mesh_benchmarks.h"
 #include "mesh/beam_field.h"
 #include "mesh/beam_lattice.h"
+#include "mesh/tests/generated_meshes.h"
 
 #include <limits>
 #include <memory>
@@ -164,8 +164,8 @@ std::vector<Row> registerBeams()
 {
     const auto small = BeamCacheData::ofGrid(LatticeGrid::between({0, 0, 0}, {5, 5, 5}, 6));
     const auto large = BeamCacheData::ofGrid(LatticeGrid::between({0, 0, 0}, {5, 5, 5}, 32));
-    GeneratedMesh knot = torusKnot(400, 84);
-    const auto edges = BeamCacheData::ofEdges(std::move(knot.vertices), std::move(knot.triangles));
+    testing::GeneratedMesh knot = testing::torusKnot(400, 84);
+    const auto edges = BeamCacheData::ofEdges(std::move(knot.vertices), std::move(knot.indices));
     const auto gridCase = [](const auto& lattice) {
         return makeCase(lattice, rowsOfGrid(lattice->bvh->bounds, 32));
     };

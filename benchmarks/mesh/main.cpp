@@ -7,8 +7,8 @@ int main(int argc, char** argv)
 {
     try {
         std::vector<zrk::bench::Row> rows = zrk::bench::registerBeams();
-        for (const zrk::bench::Row& row : zrk::bench::registerObjReading()) {
-            rows.push_back(row);
+        for (const auto& others : {zrk::bench::registerMeshFields(), zrk::bench::registerObjReading()}) {
+            rows.insert(rows.end(), others.begin(), others.end());
         }
         return zrk::bench::run(argc, argv, rows);
     } catch (const std::exception& failure) {

@@ -10,6 +10,9 @@ namespace zrk::bench {
 /// results first, throws std::runtime_error when they differ, and returns the rows of the table.
 std::vector<Row> registerBeams();
 
+/// Distance fields of meshes against the told search and, where they are installed, Embree and CGAL.
+std::vector<Row> registerMeshFields();
+
 /// Reading a large OBJ file.
 std::vector<Row> registerObjReading();
 

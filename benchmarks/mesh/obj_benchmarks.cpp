@@ -1,6 +1,6 @@
-#include "benchmarks/mesh/generated_meshes.h"
 #include "benchmarks/mesh/mesh_benchmarks.h"
 #include "mesh/obj_reader.h"
+#include "mesh/tests/generated_meshes.h"
 #include "mesh/tests/literal_obj_reader.h"
 
 #include <unistd.h>
@@ -21,7 +21,7 @@ public:
     KnotFile()
         : _path(std::filesystem::temp_directory_path() / ("zrk_knot_" + std::to_string(getpid()) + ".obj"))
     {
-        const GeneratedMesh mesh = torusKnot(2500, 200);
+        const testing::GeneratedMesh mesh = testing::torusKnot(2500, 200);
         std::FILE* file = std::fopen(_path.c_str(), "w");
         if (!file) {
             throw std::runtime_error("can't write " + _path.string());
@@ -30,9 +30,9 @@ public:
             std::fprintf(file, "v %.6f %.6f %.6f\n", mesh.vertices[i], mesh.vertices[i + 1],
                          mesh.vertices[i + 2]);
         }
-        for (std::size_t i = 0; i < mesh.triangles.size(); i += 3) {
-            std::fprintf(file, "f %d %d %d\n", mesh.triangles[i] + 1, mesh.triangles[i + 1] + 1,
-                         mesh.triangles[i + 2] + 1);
+        for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+            std::fprintf(file, "f %d %d %d\n", mesh.indices[i] + 1, mesh.indices[i + 1] + 1,
+                         mesh.indices[i + 2] + 1);
         }
         std::fclose(file);
     }

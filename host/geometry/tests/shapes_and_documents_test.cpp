@@ -167,6 +167,7 @@ TEST(GeometryDocuments, AreRefusedWithThePlace)
     const Case cases[] = {
         {"[7]", {"resources[0]", "object"}},
         {R"([{"uuid": "a", "kind": "sound"}])", {"resources[0], \"kind\"", "sound"}},
+        {R"([{"uuid": "a", "kind": "image2d", "path": "a.png"}])", {"\"path\"", "found no file"}},
         {R"([{"kind": "geometry", "shape": "point", "position": [0,0,0]}])", {"\"uuid\"", "none"}},
         {R"([{"uuid": "", "kind": "geometry", "shape": "point", "position": [0,0,0]}])", {"\"uuid\""}},
         {"[" + entry("ab", kUnit) + "," + entry("AB", kUnit) + "]",

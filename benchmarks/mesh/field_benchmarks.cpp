@@ -1,0 +1,280 @@
+#include "benchmarks/mesh/mesh_benchmarks.h"
+#include "benchmarks/mesh/peers.h"
+#include "frame/engine/rasterize.h"
+#include "frame/engine/tests/literal_engine.h"
+#include "mesh/mesh_field.h"
+#include "mesh/mesh_kernel.h"
+
+#include <cmath>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+
+namespace zrk::bench {
+
+namespace {
+
+using testing::GeneratedMesh;
+using testing::Point;
+
+constexpr int kGrid = 128;
+constexpr std::size_t kRows = 256;       ///< of the grid that are asked
+constexpr std::size_t kLiteralRows = 32; ///< where the told search is one side
+constexpr double kLower = -0.5;          ///< of the grid over a mesh in the box from 0 to 5
+constexpr double kUpper = 5.5;
+
+/// So many rows of the grid, spread evenly.
+std::vector<Point> gridPoints(std::size_t rows)
+{
+    std::vector<Point> points;
+    for (std::size_t r = 0; r < rows; ++r) {
+        const std::size_t row = r * kGrid * kGrid / rows + r % 7;
+        for (int x = 0; x < kGrid; ++x) {
+            const auto at = [](auto node) {
+                return kLower + (kUpper - kLower) * static_cast<double>(node) / (kGrid - 1);
+            };
+            points.push_back({at(x), at(row % kGrid), at(row / kGrid)});
+        }
+    }
+    return points;
+}
+
+std::vector<Point> randomPoints(std::size_t count)
+{
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> coordinate(kLower, kUpper);
+    std::vector<Point> points(count);
+    for (Point& p : points) {
+        p = {coordinate(random), coordinate(random), coordinate(random)};
+    }
+    return points;
+}
+
+/// The hierarchy's searches taken literally.
+double toldSignedDistance(const MeshWindingField& field, const double* p)
+{
+    const BVH<double, 3, 3>& tree = field.bvh();
+    double distance;
+    tree.closestPrimitive(
+        [&tree](std::int32_t t, const double* point, double* closest) {
+            return closestPointOnTriangle(point, tree.vertexOf(t, 0), tree.vertexOf(t, 1),
+                                          tree.vertexOf(t, 2), closest);
+        },
+        p, distance);
+    return field.windingNumber(p) > 0.5 ? -distance : distance;
+}
+
+/// One mesh with its points, for all its entries.
+struct Case {
+    GeneratedMesh mesh;
+    std::shared_ptr<const MeshWindingField> field;
+    std::unique_ptr<DistancePeer> embree;
+    std::unique_ptr<DistancePeer> cgal;
+    std::vector<Point> grid = gridPoints(kRows);
+    std::vector<Point> random = randomPoints(kGrid * kRows);
+    std::vector<Point> shortGrid = gridPoints(kLiteralRows);
+    std::vector<Point> shortRandom = randomPoints(kGrid * kLiteralRows);
+
+    explicit Case(GeneratedMesh generated)
+        : mesh(std::move(generated)),
+          field(std::make_shared<const MeshWindingField>(mesh.vertices, mesh.indices)),
+          embree(embreePeer(mesh)),
+          cgal(cgalPeer(mesh))
+    {}
+
+    void distances(const std::vector<Point>& points, bool inARow, double* out) const
+    {
+        MeshWindingField::Trail trail;
+        for (const Point& p : points) {
+            *out++ = inARow ? field->meshDistance(p.begin(), trail) : field->meshDistance(p.begin());
+        }
+    }
+    void signedDistances(const std::vector<Point>& points, bool inARow, double* out) const
+    {
+        MeshWindingField::Trail trail;
+        for (const Point& p : points) {
+            *out++ = inARow ? field->signedDistance(p.begin(), trail) : field->signedDistance(p.begin());
+        }
+    }
+};
+
+void compare(const std::string& name, const Case& c)
+{
+    std::vector<double> ours(c.shortRandom.size());
+    std::vector<double> theirs(ours.size());
+    for (const auto* points : {&c.shortRandom, &c.shortGrid}) {
+        c.signedDistances(*points, points == &c.shortGrid, ours.data());
+        for (std::size_t i = 0; i < points->size(); i += 8) {
+            if (ours[i] != toldSignedDistance(*c.field, (*points)[i].begin())) {
+                throw std::runtime_error(name + ": the field differs from the told search");
+            }
+        }
+        for (const auto* peer : {&c.embree, &c.cgal}) {
+            if (*peer) {
+                (*peer)->distances(*points, points == &c.shortGrid, theirs.data());
+                for (std::size_t i = 0; i < ours.size(); ++i) {
+                    if (std::abs(std::abs(ours[i]) - theirs[i]) > 1e-5) {
+                        throw std::runtime_error(name + ": the field differs from another library's");
+                    }
+                }
+            }
+        }
+    }
+}
+
+using Shared = std::shared_ptr<Case>;
+
+/// An entry that computes the values of some points of a case.
+template <class Run>
+std::string add(const std::string& name, const Shared& c, const std::vector<Point> Case::*points, Run run)
+{
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [c, points, run](benchmark::State& state) {
+                                     std::vector<double> values(((*c).*points).size());
+                                     for (auto _ : state) {
+                                         run(*c, (*c).*points, values.data());
+                                         benchmark::DoNotOptimize(values.data());
+                                         benchmark::ClobberMemory();
+                                     }
+                                     countSamples(state, static_cast<double>(values.size()));
+                                 })
+        ->Unit(benchmark::kMillisecond)
+        ->Repetitions(5);
+    return name;
+}
+
+void addDistances(const std::string& name, const Shared& c, std::vector<Row>& rows)
+{
+    for (const bool inARow : {true, false}) {
+        const std::string place = name + (inARow ? "/distance/grid" : "/distance/random");
+        const std::vector<Point> Case::*points = inARow ? &Case::grid : &Case::random;
+        const std::string ours =
+            add(place + "/field", c, points,
+                [inARow](const Case& asked, const auto& p, double* out) { asked.distances(p, inARow, out); });
+        const std::string what = name + ", closest distance, " + (inARow ? "grid" : "random");
+        if (c->embree) {
+            const std::string embree =
+                add(place + "/Embree", c, points, [inARow](const Case& asked, const auto& p, double* out) {
+                    asked.embree->distances(p, inARow, out);
+                });
+            rows.push_back(ratio(what + ": times Embree", {embree}, {ours}).noLess(2));
+        }
+        if (c->cgal) {
+            const std::string cgal =
+                add(place + "/CGAL", c, points, [inARow](const Case& asked, const auto& p, double* out) {
+                    asked.cgal->distances(p, inARow, out);
+                });
+            rows.push_back(ratio(what + ": times CGAL", {cgal}, {ours}));
+        }
+    }
+}
+
+void addSignedDistances(const std::string& name, const Shared& c, std::vector<Row>& rows)
+{
+    for (const bool inARow : {true, false}) {
+        const std::string place = name + (inARow ? "/signed/grid" : "/signed/random");
+        const std::vector<Point> Case::*points = inARow ? &Case::shortGrid : &Case::shortRandom;
+        const std::string ours =
+            add(place + "/field", c, points, [inARow](const Case& asked, const auto& p, double* out) {
+                asked.signedDistances(p, inARow, out);
+            });
+        const std::string literal =
+            add(place + "/literal", c, points, [](const Case& asked, const auto& p, double* out) {
+                for (const Point& point : p) {
+                    *out++ = toldSignedDistance(*asked.field, point.begin());
+                }
+            });
+        rows.push_back(ratio(name + ", signed, " + (inARow ? "grid" : "random") + ": times the told search",
+                             {literal}, {ours})
+                           .noLess(inARow ? 10 : 6));
+    }
+}
+
+void addThreads(const std::string& name, const Shared& c, std::vector<Row>& rows)
+{
+    std::vector<std::string> entries;
+    for (const std::size_t threads : {1, 2}) {
+        entries.push_back(name + "/raster/" + std::to_string(threads) + " threads");
+        benchmark::RegisterBenchmark(
+            entries.back().c_str(),
+            [c, threads](benchmark::State& state) {
+                constexpr int kNodes = 96;
+                const IField field = literal::node(1, meshEvaluator(c->field), {literal::position()});
+                const Region<3, 3, double, 1> grid({kLower, kLower, kLower}, {kUpper, kUpper, kUpper}, kNodes,
+                                                   kNodes, kNodes);
+                Raster<1, 3, double> raster(kNodes, kNodes, kNodes);
+                for (auto _ : state) {
+                    rasterizeField(field, grid, raster, nullptr, threads);
+                    benchmark::ClobberMemory();
+                }
+                countSamples(state, 1.0 * kNodes * kNodes * kNodes);
+            })
+            ->Unit(benchmark::kMillisecond)
+            ->UseRealTime()
+            ->Repetitions(5);
+    }
+    rows.push_back(ratio(name + ", raster: two threads over one", {entries[0]}, {entries[1]}).noLess(1.85));
+}
+
+/// By the clock, as all builds take all processors.
+void addBuild(const std::string& name, const Shared& c, std::vector<Row>& rows)
+{
+    const std::string ours = name + "/build/field";
+    benchmark::RegisterBenchmark(ours.c_str(),
+                                 [c](benchmark::State& state) {
+                                     for (auto _ : state) {
+                                         const MeshWindingField field(c->mesh.vertices, c->mesh.indices);
+                                         benchmark::DoNotOptimize(field.triangleCount());
+                                     }
+                                     state.counters["bytes/triangle"] =
+                                         static_cast<double>(c->field->bytes()) / c->field->triangleCount();
+                                 })
+        ->Unit(benchmark::kMillisecond)
+        ->UseRealTime()
+        ->Repetitions(7);
+    rows.push_back(counter(name + ": bytes a triangle", ours, "bytes/triangle").atMost(300));
+    if (c->embree) {
+        const std::string embree = name + "/build/Embree";
+        benchmark::RegisterBenchmark(embree.c_str(),
+                                     [c](benchmark::State& state) {
+                                         for (auto _ : state) {
+                                             benchmark::DoNotOptimize(embreePeer(c->mesh));
+                                         }
+                                     })
+            ->Unit(benchmark::kMillisecond)
+            ->UseRealTime()
+            ->Repetitions(7);
+        rows.push_back(ratio(name + ", build: over Embree's", {ours}, {embree}).atMost(1.3));
+    }
+}
+
+} // namespace
+
+std::vector<Row> registerMeshFields()
+{
+    struct Kind {
+        std::string name;
+        GeneratedMesh (*make)();
+    };
+    const Kind kinds[] = {
+        {"sphere20k", [] { return testing::icosphere(32); }},
+        {"knot20k", [] { return testing::torusKnot(400, 25); }},
+        {"sphere200k", [] { return testing::icosphere(100); }},
+        {"knot200k", [] { return testing::torusKnot(1240, 80); }},
+        {"sphere1M", [] { return testing::icosphere(224); }},
+        {"knot1M", [] { return testing::torusKnot(2500, 200); }},
+    };
+    std::vector<Row> rows;
+    for (const Kind& kind : kinds) {
+        const auto c = std::make_shared<Case>(kind.make());
+        compare(kind.name, *c);
+        addDistances(kind.name, c, rows);
+        addSignedDistances(kind.name, c, rows);
+        addThreads(kind.name, c, rows);
+        addBuild(kind.name, c, rows);
+    }
+    return rows;
+}
+
+} // namespace zrk::bench

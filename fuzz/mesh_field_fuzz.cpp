@@ -1,0 +1,54 @@
+// A field from any mesh: its distances are those of the hierarchy's search, asked alone or one after the
+// other.
+
+#include "fuzz/bytes_as_file.h"
+#include "mesh/closest_point.h"
+#include "mesh/mesh_field.h"
+#include "mesh/obj_reader.h"
+
+#include <cmath>
+
+namespace {
+
+void expectSearched(const zrk::MeshWindingField& field, const zrk::Tensor<3, double>& p,
+                    zrk::MeshWindingField::Trail& trail)
+{
+    const zrk::BVH<double, 3, 3>& bvh = field.bvh();
+    double searched = 0;
+    bvh.closestPrimitive(
+        [&](std::int32_t i, const double* point, double* closest) {
+            return zrk::closestPointOnTriangle(point, bvh.vertexOf(i, 0), bvh.vertexOf(i, 1),
+                                               bvh.vertexOf(i, 2), closest);
+        },
+        p.begin(), searched);
+    const double distance = field.meshDistance(p.begin());
+    const bool isSame = distance == searched && std::abs(field.signedDistance(p.begin())) == searched &&
+                        std::abs(field.signedDistance(p.begin(), trail)) == searched;
+    if (!isSame) {
+        __builtin_trap();
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    const BytesAsFile file(data, size);
+    zrk::WavefrontObj obj = zrk::parseWavefrontObj(file.path());
+    if (!obj.indexProblem.empty() || obj.triangleCount == 0) {
+        return 0;
+    }
+    // The first byte chooses between the mesh as it stands and the fitted one.
+    if (data[0] % 2 == 0) {
+        zrk::fitVerticesToBox(obj.vertexCount, obj.vertices, zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
+    }
+    const zrk::MeshWindingField field(obj.vertices, obj.indices);
+    zrk::MeshWindingField::Trail trail;
+    for (std::size_t i = 0; i + 2 < obj.vertices.size() && i < 30; i += 3) {
+        const zrk::Tensor<3, double> vertex = zrk::pointAt(obj.vertices.data() + i);
+        for (const double scale : {1.0, 0.5, 1.0000001, -3.0}) {
+            expectSearched(field, scale * vertex, trail);
+        }
+    }
+    return 0;
+}
