@@ -42,13 +42,6 @@ bool edgesCancel(const std::vector<std::int32_t>& indices, std::int32_t triangle
     return sum == 0;
 }
 
-Tree& built(Tree& tree)
-{
-    tree.buildHierarchy();
-    tree.codes = {}; // a sixth of the memory, and of no more use
-    return tree;
-}
-
 double sizeOf(const Tree::Box& box)
 {
     double size = 0.0;
@@ -92,21 +85,36 @@ MeshWindingField::MeshWindingField(std::vector<double> vertices, std::vector<std
       _indices(std::move(indices)),
       _bvh(_vertices.data(), static_cast<std::int32_t>(_vertices.size()), _indices.data(),
            static_cast<std::int32_t>(_indices.size())),
-      _moments(built(_bvh)),
-      _search(_bvh),
       _isClosed(edgesCancel(_indices, _bvh.primitiveCount)),
       _nearSurface(hasTrueDistances(_bvh, sizeOf(_bvh.bounds)) ? kNearSurface * sizeOf(_bvh.bounds)
                                                                : std::numeric_limits<double>::infinity())
 {
-    if (_search.triangles()) {
-        _estimate.emplace(*_search.triangles());
+    _bvh.buildHierarchy();
+    _bvh.codes = {}; // memory that is of no more use
+    // Neither needs the other.
+    parallelLoop({0, 2}, loopThreads(triangleCount()), [this](IndexRange parts) {
+        for (std::int32_t part = parts.first; part < parts.end; ++part) {
+            if (part == 0) {
+                _moments.emplace(_bvh);
+            } else {
+                buildSearch();
+            }
+        }
+    });
+}
+
+void MeshWindingField::buildSearch()
+{
+    _search.emplace(_bvh);
+    if (_search->triangles()) {
+        _estimate.emplace(*_search->triangles());
     }
 }
 
 TriangleSearch::Nearest MeshWindingField::nearest(const double* point, const Trail& trail) const
 {
-    const bool isNear = trail.triangle != -1 && _search.isHint(trail.point, point);
-    return _search.nearest(point, isNear ? trail.triangle : -1);
+    const bool isNear = trail.triangle != -1 && _search->isHint(trail.point, point);
+    return _search->nearest(point, isNear ? trail.triangle : -1);
 }
 
 double MeshWindingField::meshDistance(const double* point, Trail& trail) const
@@ -154,7 +162,7 @@ bool MeshWindingField::isInside(const double* point, double distance) const
 {
     if (_estimate && distance >= _nearSurface) {
         float local[3];
-        _search.triangles()->frame.toLocal(point, local);
+        _search->triangles()->frame.toLocal(point, local);
         if (!LocalFrame::isOutOfReach(local)) {
             const WindingEstimate::Estimate estimate = _estimate->at(local);
             if (std::abs(estimate.value - 0.5f) > kDoubt * std::max(1.0f, estimate.total)) {
@@ -168,7 +176,7 @@ bool MeshWindingField::isInside(const double* point, double distance) const
 std::size_t MeshWindingField::bytes() const
 {
     return _bvh.nodes.capacity() * sizeof(_bvh.nodes[0]) +
-           _bvh.sortedPrimitives().capacity() * sizeof(std::int32_t) + _moments.bytes() + _search.bytes() +
+           _bvh.sortedPrimitives().capacity() * sizeof(std::int32_t) + _moments->bytes() + _search->bytes() +
            (_estimate ? _estimate->bytes() : 0);
 }
 

@@ -51,11 +51,11 @@ public:
 
     /// Distance to the nearest triangle; the largest double for points that aren't finite and for meshes
     /// without a finite triangle.
-    double meshDistance(const double* point) const { return _search.nearest(point).distance; }
+    double meshDistance(const double* point) const { return _search->nearest(point).distance; }
     /// The same for one point after the other, each near the one before.
     double meshDistance(const double* point, Trail& trail) const;
     /// The winding number by the hierarchy.
-    double windingNumber(const double* point) const { return zrk::windingNumber(_bvh, _moments, point); }
+    double windingNumber(const double* point) const { return zrk::windingNumber(_bvh, *_moments, point); }
     /// Distance, negative inside.
     double signedDistance(const double* point) const;
     /// The same for one point after the other, each near the one before.
@@ -68,12 +68,13 @@ private:
     std::vector<double> _vertices;
     std::vector<std::int32_t> _indices;
     BVH<double, 3, 3> _bvh;
-    MeshMoments _moments;
-    TriangleSearch _search;
+    std::optional<MeshMoments> _moments; ///< these two always hold something
+    std::optional<TriangleSearch> _search;
     std::optional<WindingEstimate> _estimate;
     bool _isClosed;
     double _nearSurface; ///< distance below which the estimate isn't good enough
 
+    void buildSearch();
     TriangleSearch::Nearest nearest(const double* point, const Trail& trail) const;
     bool isInside(const double* point, double distance) const;
     bool isInside(const double* point, double distance, const Trail& trail) const;

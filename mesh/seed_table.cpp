@@ -10,7 +10,7 @@ namespace {
 
 /// Leaves that the table takes a triangle of.
 constexpr std::size_t kMaxSamples = 65536;
-constexpr int kMaxCells = 32;
+constexpr int kMaxCells = 24;
 
 /// The best triangle of each cell so far, by the distance of its corner from the cell's centre.
 class Seeds {
@@ -34,7 +34,7 @@ public:
     /// Hands seeds on from cell to cell, forth and back.
     void spread()
     {
-        for (int pass = 0; pass < 4; ++pass) {
+        for (int pass = 0; pass < 2; ++pass) {
             const bool forth = pass % 2 == 0;
             for (std::size_t k = 0; k < _seeds.size(); ++k) {
                 const std::size_t cell = forth ? k : _seeds.size() - 1 - k;

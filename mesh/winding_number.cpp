@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 #include <utility>
 
 namespace zrk {
@@ -25,22 +26,26 @@ struct GroupSum {
     WindingMoments moments;
 };
 
-/// Joins two groups, but for the radius.
-GroupSum sumOf(const GroupSum& a, const GroupSum& b)
+/// Adds groups up, but for the radius.
+GroupSum sumOf(std::span<const GroupSum> parts)
 {
     GroupSum sum;
-    sum.area = a.area + b.area;
-    if (!(sum.area > 0.0)) {
-        return sum;
-    }
     WindingMoments& whole = sum.moments;
-    whole.center = (a.area * a.moments.center + b.area * b.moments.center) * (1.0 / sum.area);
-    whole.moment0 = a.moments.moment0 + b.moments.moment0;
-    for (const WindingMoments* part : {&a.moments, &b.moments}) {
-        const Tensor<3, double> shift = part->center - whole.center;
+    for (const GroupSum& part : parts) {
+        sum.area += part.area;
+        whole.center = whole.center + part.area * part.moments.center;
+    }
+    if (!(sum.area > 0.0)) {
+        return {};
+    }
+    whole.center = whole.center * (1.0 / sum.area);
+    for (const GroupSum& part : parts) {
+        const Tensor<3, double> shift = part.moments.center - whole.center;
+        const Tensor<3, double>& moment0 = part.moments.moment0;
+        whole.moment0 = whole.moment0 + moment0;
         for (std::size_t i = 0; i < 3; ++i) {
             for (std::size_t j = 0; j < 3; ++j) {
-                whole.moment1[i][j] += part->moment1[i][j] + shift[i] * part->moment0[j];
+                whole.moment1[i][j] += part.moments.moment1[i][j] + shift[i] * moment0[j];
             }
         }
     }
@@ -58,15 +63,18 @@ public:
     GroupSum sum(std::int32_t index) const
     {
         const Tree::Node& node = nodeAt(index);
-        return node.isLeaf ? ofTriangle(node.primitives[0])
-                           : keep(index, sumOf(sum(node.left), sum(node.right)));
+        if (node.primitives.size() < MeshMoments::kSmallestGroup) {
+            return ofTriangles(node.primitives);
+        }
+        const GroupSum halves[2] = {sum(node.left), sum(node.right)};
+        return keep(index, sumOf(halves));
     }
 
     /// The same with the subtrees' halves on different threads, as long as `threads` last.
     GroupSum sumInParallel(std::int32_t index, std::int32_t threads) const
     {
         const Tree::Node& node = nodeAt(index);
-        if (threads < 2 || node.isLeaf) {
+        if (threads < 2 || node.primitives.size() < MeshMoments::kSmallestGroup) {
             return sum(index);
         }
         GroupSum halves[2];
@@ -75,7 +83,7 @@ public:
                 halves[k] = sumInParallel(k == 0 ? node.left : node.right, threads / 2);
             }
         });
-        return keep(index, sumOf(halves[0], halves[1]));
+        return keep(index, sumOf(halves));
     }
 
 private:
@@ -88,6 +96,15 @@ private:
         return _tree.nodes[static_cast<std::size_t>(index)];
     }
 
+    GroupSum ofTriangles(std::span<const std::int32_t> triangles) const
+    {
+        GroupSum parts[MeshMoments::kSmallestGroup - 1];
+        for (std::size_t k = 0; k < triangles.size(); ++k) {
+            parts[k] = ofTriangle(triangles[k]);
+        }
+        return triangles.size() == 1 ? parts[0] : sumOf(std::span(parts, triangles.size()));
+    }
+
     GroupSum ofTriangle(std::int32_t triangle) const
     {
         GroupSum sum;
@@ -98,7 +115,7 @@ private:
         return sum;
     }
 
-    const GroupSum& keep(std::int32_t index, const GroupSum& sum) const
+    GroupSum keep(std::int32_t index, const GroupSum& sum) const
     {
         const std::int32_t place = _recordOf[static_cast<std::size_t>(index)];
         if (place != -1) {
