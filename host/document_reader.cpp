@@ -1,5 +1,6 @@
 #include "host/document_reader.h"
 
+#include "frame/engine/progress.h"
 #include "frame/host/file_import.h"
 #include "frame/host/graph_object.h"
 #include "frame/host/pins.h"
@@ -15,6 +16,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <new>
 #include <unordered_set>
 #include <vector>
 
@@ -313,8 +315,17 @@ void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, co
         files.push_back(folder / path.get<std::string>());
     }
     const std::string message = import->importFiles(files, _monitor);
+    refuseIfStopped(place);
     if (!message.empty()) {
         _warnings.push_back(printable(where(place) + ": " + message));
+    }
+}
+
+/// What a node computes or imports while it is read can be stopped; half a document isn't kept.
+void DocumentReader::refuseIfStopped(const std::string& place) const
+{
+    if (_monitor && _monitor->isInterruptAcknowledged()) {
+        throw hostError(HostError::kInterrupted, where(place), "loading was stopped", "start it again");
     }
 }
 
@@ -328,9 +339,14 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
         _warnings.push_back(fmt::format("{}, \"{}\": found {}, expected {}; the value is left out of account",
                                         where(place), issue.place, issue.found, issue.expected));
     };
-    const ZRKDeserialization stored(values, _document._resources, tell);
+    ZRKDeserialization stored(values, _document._resources, tell);
+    stored.setMonitor(_monitor);
     try {
         object.deserialize(stored);
+        refuseIfStopped(place);
+    } catch (const std::bad_alloc&) {
+        refuse(place, "found values that ask for more memory than there is, expected smaller ones",
+               "lower its numbers, such as a resolution or a count");
     } catch (const ZRKJson::exception& error) {
         const std::string key = unreadableKey(object, values);
         refuse(key.empty() ? place : place + ", " + quoted(key),

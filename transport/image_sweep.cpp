@@ -96,7 +96,7 @@ void ZRKImageSweep::onDeserialize(const ZRKDeserialization& d)
     _rasterB.reset();
     _rasterObstacle.reset();
     _ensureRasterCache();
-    rebuildSweep(nullptr);
+    rebuildSweep(d.monitor());
 }
 
 void ZRKImageSweep::_onPropertyChanged(const ZRKEvent& event)

@@ -9,6 +9,10 @@
 #include <unordered_set>
 #include <vector>
 
+namespace zrk {
+class ProgressMonitor;
+}
+
 namespace zrkmodel {
 
 class ZRKResourceLibrary;
@@ -105,6 +109,11 @@ public:
 
     ZRKResourceLibrary* library() const { return _library.get(); }
 
+    /// Is told of what a component computes while it is read, and may stop it; null for none.
+    zrk::ProgressMonitor* monitor() const { return _monitor; }
+    /// The monitor isn't owned.
+    void setMonitor(zrk::ProgressMonitor* monitor) { _monitor = monitor; }
+
     /// Reports the value at pos, which the caller refuses. Silent where nothing is there.
     void refuse(const ZRKSerializationPos& pos, const std::string& expected) const;
     /// The same, with a text of the caller's own for what was found.
@@ -127,6 +136,7 @@ private:
 
     std::shared_ptr<ZRKResourceLibrary> _library;
     ZRKReadDiagnostics _diagnostics;
+    zrk::ProgressMonitor* _monitor = nullptr;
     mutable std::vector<Level> _open; // from the root to the current value
     mutable std::unordered_set<const ZRKJson*> _asked;
     mutable std::unordered_set<const ZRKJson*> _entered;
