@@ -25,7 +25,7 @@ float FloatBox::area() const
 namespace {
 
 /// Cost of a leaf for its own sake, in areas of a primitive's box: what full leaves are worth.
-constexpr float kLeafCost = 4.0f;
+constexpr float kLeafCost = 8.0f;
 
 /// Binary levels that go by area; below them ranges are halved, which bounds the depth.
 constexpr int kDeepestByArea = 60;

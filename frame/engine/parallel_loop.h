@@ -27,7 +27,7 @@ inline IndexRange chunkOf(IndexRange range, std::int32_t chunkCount, std::int32_
 /// Threads worth starting for `count` elements of a loop whose body is short.
 inline std::int32_t loopThreads(std::int32_t count)
 {
-    constexpr std::int32_t kWorthAThread = 8192;
+    constexpr std::int32_t kWorthAThread = 32768;
     const auto processors = static_cast<std::int32_t>(std::thread::hardware_concurrency());
     return processors > 1 && count >= 2 * kWorthAThread ? processors : 1;
 }
