@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <barrier>
 #include <cmath>
 #include <exception>
 #include <limits>
@@ -62,7 +61,7 @@ struct DynamicTransportSolver::Faces {
 /// Workers that go through the parts of an iteration together.
 class DynamicTransportSolver::Team {
 public:
-    explicit Team(std::size_t workers) : _barrier(static_cast<std::ptrdiff_t>(workers)) {}
+    explicit Team(std::size_t workers) : _meetingPoint(workers) {}
 
     /// Does this worker's share and waits for the others.
     template <class Work>
@@ -75,7 +74,7 @@ public:
             _failure = std::current_exception();
             _stopped = true;
         }
-        _barrier.arrive_and_wait();
+        _meetingPoint.wait();
     }
     void stop() { _stopped = true; }
     bool isStopped() const { return _stopped; }
@@ -87,7 +86,7 @@ public:
     }
 
 private:
-    std::barrier<> _barrier;
+    MeetingPoint _meetingPoint;
     std::atomic<bool> _stopped{false};
     std::mutex _mutex;
     std::exception_ptr _failure; ///< guarded by _mutex

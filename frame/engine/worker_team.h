@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <exception>
 #include <system_error>
@@ -15,6 +16,39 @@ inline std::size_t workerCount(std::size_t wanted)
 {
     return wanted > 0 ? wanted : std::max<std::size_t>(1, std::thread::hardware_concurrency());
 }
+
+/// Where the workers of a team wait for each other, time and again. They first wait awake, as being woken
+/// takes tens of microseconds, then asleep, so that a worker without a processor isn't kept from one.
+class MeetingPoint {
+public:
+    explicit MeetingPoint(std::size_t workers) : _workers(workers), _missing(workers) {}
+
+    /// Returns when all workers have called it. What they wrote before is seen by all after.
+    void wait()
+    {
+        const unsigned round = _round.load(std::memory_order_acquire);
+        if (_missing.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+            _missing.store(_workers, std::memory_order_relaxed);
+            _round.fetch_add(1, std::memory_order_release);
+            _round.notify_all();
+            return;
+        }
+        const auto start = std::chrono::steady_clock::now();
+        while (_round.load(std::memory_order_acquire) == round) {
+            const auto waited = std::chrono::steady_clock::now() - start;
+            if (waited > std::chrono::microseconds(100)) {
+                _round.wait(round, std::memory_order_acquire);
+            } else if (waited > std::chrono::microseconds(2)) {
+                std::this_thread::yield(); // to a worker that has to share this processor
+            }
+        }
+    }
+
+private:
+    std::size_t _workers;
+    alignas(64) std::atomic<std::size_t> _missing;
+    alignas(64) std::atomic<unsigned> _round{0};
+};
 
 /// Runs work(worker, workers) once for each of so many workers, at the same time, the first on this
 /// thread, and waits for all. Where the system grants fewer threads, there are fewer workers. Throws
