@@ -208,7 +208,7 @@ class Imports(ZrkTest):
                                   resources=resources))
         answer = self.succeed("probe", document, "--at", "0.5,0.5,0.5")
         self.assertRegex(answer.out, r"^0\.\d+,1\n$")
-        self.assertIn("\n42\n", answer.err)
+        self.assertEqual(answer.err, "")  # a terminal would see a progress bar
 
 
 if __name__ == "__main__":

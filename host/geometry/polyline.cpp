@@ -17,17 +17,48 @@ Polyline::Polyline(std::vector<Vector3> points, bool closed) : _closed(closed)
     }
     _bounds = {points[0], points[0]};
     _starts = {0.0};
-    std::vector<Box3> boxes;
     for (std::size_t i = 0; i + 1 < points.size(); ++i) {
         const double squared = squaredDistance(points[i + 1], points[i]);
         _segments.push_back({points[i], points[i + 1], squared > 0 ? 1 / squared : 0});
         _starts.push_back(_starts.back() + std::sqrt(squared));
-        boxes.push_back({points[i], points[i]});
-        boxes.back().include(points[i + 1]);
-        _bounds.include(boxes.back());
+        _bounds.include(points[i + 1]);
     }
     buildFrames();
-    _tree = SegmentTree(boxes);
+    buildTree();
+}
+
+/// The length that a box of the tree may cover. Segments much longer than the mean distance between
+/// neighbouring ones have boxes that overlap nearly all others; cut up, they don't.
+double Polyline::boxedLength() const
+{
+    constexpr double kSpacings = 3;
+    constexpr double kBoxesPerSegment = 16;
+    double extents[3];
+    for (std::size_t i = 0; i < 3; ++i) {
+        extents[i] = _bounds.upper[i] - _bounds.lower[i];
+    }
+    std::sort(std::begin(extents), std::end(extents));
+    const double volume = extents[0] * extents[1] * extents[2];
+    const double spacing = std::max(std::sqrt(volume / length()), extents[1] * extents[2] / length());
+    return std::max(kSpacings * spacing, length() / (kBoxesPerSegment * static_cast<double>(_segments.size())));
+}
+
+void Polyline::buildTree()
+{
+    const double boxed = boxedLength();
+    std::vector<Box3> boxes;
+    std::vector<std::int32_t> segments;
+    for (std::size_t i = 0; i < _segments.size(); ++i) {
+        const double parts = std::ceil((_starts[i + 1] - _starts[i]) / boxed);
+        const int count = parts > 1 ? static_cast<int>(parts) : 1; // 1 for NaN too
+        for (int part = 0; part < count; ++part) {
+            const Vector3 end = _segments[i].at((part + 1.0) / count);
+            boxes.push_back({end, end});
+            boxes.back().include(_segments[i].at(static_cast<double>(part) / count));
+            segments.push_back(static_cast<std::int32_t>(i));
+        }
+    }
+    _tree = SegmentTree(boxes, segments);
 }
 
 void Polyline::buildFrames()

@@ -65,6 +65,8 @@ private:
     NearestOnCurve nearest(const Vector3& p, double near) const;
     void offerSegment(std::size_t index, const Vector3& p, NearestOnCurve& nearest) const;
     void buildFrames();
+    void buildTree();
+    double boxedLength() const;
 };
 
 } // namespace zrk

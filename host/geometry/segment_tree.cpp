@@ -6,7 +6,7 @@
 
 namespace zrk {
 
-SegmentTree::SegmentTree(const std::vector<Box3>& boxes)
+SegmentTree::SegmentTree(const std::vector<Box3>& boxes, const std::vector<std::int32_t>& pieces)
 {
     double largest = 0;
     for (const Box3& box : boxes) {
@@ -25,6 +25,11 @@ SegmentTree::SegmentTree(const std::vector<Box3>& boxes)
     std::iota(_order.begin(), _order.end(), 0);
     _nodes.reserve(boxes.size() / 2 + 1);
     addNode(widened, 0, static_cast<std::int32_t>(boxes.size()));
+    if (!pieces.empty()) {
+        for (std::int32_t& box : _order) {
+            box = pieces[static_cast<std::size_t>(box)];
+        }
+    }
 }
 
 Box3 SegmentTree::boxAround(const std::vector<Box3>& boxes, std::int32_t first, std::int32_t count) const

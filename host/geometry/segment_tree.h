@@ -15,13 +15,13 @@ namespace zrk {
 class SegmentTree {
 public:
     SegmentTree() = default;
-    /// @param boxes  one a piece; at least one. What the caller computes as a point of a piece may lie
-    /// outside its
-    ///               box by rounding, a few units in the last place of the largest coordinate.
-    explicit SegmentTree(const std::vector<Box3>& boxes);
+    /// @param boxes   at least one. What the caller computes as a point of a piece may lie outside its boxes
+    ///                by rounding, a few units in the last place of the largest coordinate.
+    /// @param pieces  the piece in each box, where a piece has several; empty: one box a piece, in order.
+    explicit SegmentTree(const std::vector<Box3>& boxes, const std::vector<std::int32_t>& pieces = {});
 
     /// Calls visit(piece) for every piece that may be as near to p as `bestSquared`, a squared distance which
-    /// the visits lower; nearer boxes first, otherwise in no told order. No piece is left out whose squared
+    /// the visits lower; nearer boxes first, otherwise in no told order, some more than once. No piece is left out whose squared
     /// distance, as computed, is at most the final `bestSquared`.
     template <class Visit>
     void search(const Vector3& p, const double& bestSquared, Visit visit) const
