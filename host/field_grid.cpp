@@ -100,7 +100,7 @@ std::optional<FieldValues> sampleDomain(const zrk::IField& field,
 
 FieldValues::FieldValues(std::size_t count) : _values(new double[count]), _count(count)
 {
-    zrk::wishLargePages(_values.get(), count);
+    zrk::wishLargePages(_values.get(), count * sizeof(double));
 }
 
 std::array<std::int32_t, 3> gridDims(const zrk::BBox<double>& bounds, int resolution)

@@ -1,5 +1,7 @@
 #include "mesh/bvh.h"
 
+#include "frame/values/large_pages.h"
+
 #include <algorithm>
 #include <bit>
 #include <chrono>
@@ -117,6 +119,7 @@ std::uint64_t BVH<T, N, D>::codeOf(std::int32_t primitive) const
 template <class T, int N, int D>
 void BVH<T, N, D>::computeCodes()
 {
+    reserveOnLargePages(codes, static_cast<std::size_t>(primitiveCount));
     codes.resize(static_cast<std::size_t>(primitiveCount));
     parallelLoop({0, primitiveCount}, loopThreads(primitiveCount), [this](IndexRange range) {
         for (std::int32_t p = range.first; p < range.end; ++p) {
@@ -144,6 +147,7 @@ void BVH<T, N, D>::buildHierarchy()
 {
     const Stopwatch watch;
     _order.resize(codes.size());
+    reserveOnLargePages(nodes, 2 * codes.size() - 1);
     nodes.assign(2 * codes.size() - 1, Node());
     const std::int32_t threads = loopThreads(primitiveCount);
     std::vector<std::vector<Subtree>> pending(static_cast<std::size_t>(threads));

@@ -1,5 +1,7 @@
 #include "mesh/flat_cylinders.h"
 
+#include "frame/values/large_pages.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -112,6 +114,7 @@ FlatCylinders::FlatCylinders(const TriangleBlocks& triangles)
         [](std::span<const Cylinder> parts, const FloatBox& box) {
             return aroundParts(parts, middleOf(box));
         });
+    reserveOnLargePages(_nodes, cylinders.size());
     _nodes.resize(cylinders.size());
     for (std::size_t n = 0; n < cylinders.size(); ++n) {
         for (std::size_t lane = 0; lane < kLanes; ++lane) {

@@ -1,6 +1,7 @@
 #include "mesh/morton_code.h"
 
 #include "frame/engine/parallel_loop.h"
+#include "frame/values/large_pages.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -56,7 +57,9 @@ void sortByDigit(const std::vector<MortonCode>& codes, std::vector<MortonCode>& 
 
 void sortByCode(std::vector<MortonCode>& codes)
 {
-    std::vector<MortonCode> sorted(codes.size());
+    std::vector<MortonCode> sorted;
+    reserveOnLargePages(sorted, codes.size());
+    sorted.resize(codes.size());
     for (int bit = kLowestBit; bit < kHighestBit; bit += kDigitBits) {
         sortByDigit(codes, sorted, bit);
         codes.swap(sorted);

@@ -1,5 +1,7 @@
 #include "mesh/triangle_blocks.h"
 
+#include "frame/values/large_pages.h"
+
 #include <algorithm>
 
 namespace zrk {
@@ -66,7 +68,9 @@ void fillBlock(const Hierarchy& hierarchy, const LocalFrame& frame, const WideTr
 TriangleBlocks::TriangleBlocks(const Hierarchy& hierarchy, const LocalFrame& localFrame) : frame(localFrame)
 {
     const std::int32_t count = hierarchy.primitiveCount;
-    std::vector<FloatBox> boxes(static_cast<std::size_t>(count));
+    std::vector<FloatBox> boxes;
+    reserveOnLargePages(boxes, static_cast<std::size_t>(count));
+    boxes.resize(static_cast<std::size_t>(count));
     parallelLoop({0, count}, loopThreads(count), [&](IndexRange range) {
         for (std::int32_t k = range.first; k < range.end; ++k) {
             const auto position = static_cast<std::size_t>(k);
@@ -76,6 +80,7 @@ TriangleBlocks::TriangleBlocks(const Hierarchy& hierarchy, const LocalFrame& loc
     });
     tree = WideTree(boxes);
 
+    reserveOnLargePages(blocks, tree.leaves().size());
     blocks.resize(tree.leaves().size());
     slivers.assign(blocks.size(), 0);
     const auto leafCount = static_cast<std::int32_t>(blocks.size());

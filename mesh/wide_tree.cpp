@@ -1,6 +1,7 @@
 #include "mesh/wide_tree.h"
 
 #include "frame/engine/parallel_loop.h"
+#include "frame/values/large_pages.h"
 
 #include <algorithm>
 
@@ -78,7 +79,7 @@ public:
     {
         makeLeaves(boxes);
         const auto count = static_cast<std::int32_t>(_boxes.size());
-        _binary.reserve(2 * _boxes.size());
+        reserveOnLargePages(_binary, 2 * _boxes.size());
         _areas.resize(_boxes.size());
         split({0, count}, 0);
         _tree._nodes.reserve(_boxes.size() / 4 + 1);

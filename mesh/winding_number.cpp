@@ -1,5 +1,7 @@
 #include "mesh/winding_number.h"
 
+#include "frame/values/large_pages.h"
+
 #include <algorithm>
 #include <cmath>
 #include <span>
@@ -189,6 +191,7 @@ MeshMoments::MeshMoments(const Tree& tree)
     for (std::size_t i = 0; i < innerCount; ++i) {
         _recordOf[i] = tree.nodes[i].primitives.size() >= kSmallestGroup ? count++ : -1;
     }
+    reserveOnLargePages(_records, static_cast<std::size_t>(count));
     _records.resize(static_cast<std::size_t>(count));
     MomentSums(tree, _recordOf, _records).sumInParallel(0, loopThreads(tree.primitiveCount));
 }
