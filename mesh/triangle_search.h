@@ -12,7 +12,7 @@
 namespace zrk {
 
 /// The nearest triangle of a mesh, found by a walk in float over a tree of its own, which leaves a few
-/// candidates, and the told distance, in double, to these. The distance is that of
+/// candidates, and the exact distance, in double, to these. The distance is that of
 /// `BVH::closestPrimitive` with `closestPointOnTriangle`, bit for bit.
 ///
 /// Why: the hierarchy's search sees the leaves in ascending order of their boxes' distances and ends when the

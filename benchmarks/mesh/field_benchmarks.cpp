@@ -20,7 +20,7 @@ using testing::Point;
 
 constexpr int kGrid = 128;
 constexpr std::size_t kRows = 256;       ///< of the grid that are asked
-constexpr std::size_t kLiteralRows = 32; ///< where the told search is one side
+constexpr std::size_t kLiteralRows = 32; ///< where the literal search is one side
 constexpr double kLower = -0.5;          ///< of the grid over a mesh in the box from 0 to 5
 constexpr double kUpper = 5.5;
 
@@ -52,7 +52,7 @@ std::vector<Point> randomPoints(std::size_t count)
 }
 
 /// The hierarchy's searches taken literally.
-double toldSignedDistance(const MeshWindingField& field, const double* p)
+double literalSignedDistance(const MeshWindingField& field, const double* p)
 {
     const BVH<double, 3, 3>& tree = field.bvh();
     double distance;
@@ -106,8 +106,8 @@ void compare(const std::string& name, const Case& c)
     for (const auto* points : {&c.shortRandom, &c.shortGrid}) {
         c.signedDistances(*points, points == &c.shortGrid, ours.data());
         for (std::size_t i = 0; i < points->size(); i += 8) {
-            if (ours[i] != toldSignedDistance(*c.field, (*points)[i].begin())) {
-                throw std::runtime_error(name + ": the field differs from the told search");
+            if (ours[i] != literalSignedDistance(*c.field, (*points)[i].begin())) {
+                throw std::runtime_error(name + ": the field differs from the literal search");
             }
         }
         for (const auto* peer : {&c.embree, &c.cgal}) {
@@ -182,10 +182,10 @@ void addSignedDistances(const std::string& name, const Shared& c, std::vector<Ro
         const std::string literal =
             add(place + "/literal", c, points, [](const Case& asked, const auto& p, double* out) {
                 for (const Point& point : p) {
-                    *out++ = toldSignedDistance(*asked.field, point.begin());
+                    *out++ = literalSignedDistance(*asked.field, point.begin());
                 }
             });
-        rows.push_back(ratio(name + ", signed, " + (inARow ? "grid" : "random") + ": times the told search",
+        rows.push_back(ratio(name + ", signed, " + (inARow ? "grid" : "random") + ": times the literal search",
                              {literal}, {ours})
                            .noLess(inARow ? 10 : 6));
     }

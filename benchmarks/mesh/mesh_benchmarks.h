@@ -10,7 +10,7 @@ namespace zrk::bench {
 /// results first, throws std::runtime_error when they differ, and returns the rows of the table.
 std::vector<Row> registerBeams();
 
-/// Distance fields of meshes against the told search and, where they are installed, Embree and CGAL.
+/// Distance fields of meshes against the literal search and, where they are installed, Embree and CGAL.
 std::vector<Row> registerMeshFields();
 
 /// Reading a large OBJ file.

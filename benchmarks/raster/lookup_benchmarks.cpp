@@ -76,7 +76,7 @@ struct Stack {
 /// Beyond the volume on all sides.
 Grid grid() { return Grid({-0.1, -0.1, -0.1}, {1.1, 1.1, 1.1}, kGridEdge, kGridEdge, kGridEdge); }
 
-/// The told sum, clamped, one sample after the other.
+/// The plain sum, clamped, one sample after the other.
 double literalLookup(const Volume& volume, const Position& u)
 {
     std::int32_t first[3];
@@ -116,12 +116,12 @@ void literalGrid(const Volume& volume, Volume& out)
 
 void compareFirst()
 {
-    Volume told(kGridEdge, kGridEdge, kGridEdge);
+    Volume plain(kGridEdge, kGridEdge, kGridEdge);
     Volume swept(kGridEdge, kGridEdge, kGridEdge);
-    literalGrid(volumeOf256().voxels(), told);
+    literalGrid(volumeOf256().voxels(), plain);
     rasterizeField(Stack(volumeOf256(), false).field(), grid(), swept, nullptr, 1);
-    if (told.data != swept.data) {
-        throw std::runtime_error("lookups along a grid differ from the told sum");
+    if (plain.data != swept.data) {
+        throw std::runtime_error("lookups along a grid differ from the plain sum");
     }
 }
 
@@ -207,10 +207,10 @@ benchmark::internal::Benchmark* add(const char* name, void (*body)(benchmark::St
 std::vector<Row> registerLookups()
 {
     compareFirst();
-    add("lookup/grid/told", literal);
+    add("lookup/grid/plain", literal);
     add("lookup/grid/clamp", alongGrid<false>);
     add("lookup/grid/wrap", alongGrid<true>);
-    add("lookup/scattered/told", literalScattered);
+    add("lookup/scattered/plain", literalScattered);
     add("lookup/scattered/clamp", atScattered);
     add("lookup/build/512", buildEvaluator)->Unit(benchmark::kMicrosecond)->Repetitions(1);
     return {
@@ -218,9 +218,9 @@ std::vector<Row> registerLookups()
                 "ns/sample")
             .atMost(8),
         counter("the same, wrapped: ns a sample", "lookup/grid/wrap", "ns/sample").atMost(8),
-        ratio("the same, clamped: times faster than one by one", {"lookup/grid/told"}, {"lookup/grid/clamp"}),
+        ratio("the same, clamped: times faster than one by one", {"lookup/grid/plain"}, {"lookup/grid/clamp"}),
         counter("at scattered positions, clamped: ns a sample", "lookup/scattered/clamp", "ns/sample"),
-        ratio("the same: times faster than one by one", {"lookup/scattered/told"},
+        ratio("the same: times faster than one by one", {"lookup/scattered/plain"},
               {"lookup/scattered/clamp"}),
         counter("building an evaluator over 512^3: microseconds", "lookup/build/512", "us").atMost(100),
     };

@@ -142,7 +142,7 @@ void BlockEngine::computeKernel(std::size_t slot)
     if (state.block._componentCount == 0) {
         leave(slot);
     }
-    state.steady = state.planned && !state.left && run._isConstant;
+    state.steady = state.planned && !state.left && state.reads.empty() && run._isConstant;
     if (!_keepRows) {
         for (const std::size_t read : state.lastReads) {
             releaseBlock(read);

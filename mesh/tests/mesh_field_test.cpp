@@ -25,7 +25,7 @@ double triangleDistance(const BVH<double, 3, 3>& tree, std::int32_t t, const dou
     return closestPointOnTriangle(p, tree.vertexOf(t, 0), tree.vertexOf(t, 1), tree.vertexOf(t, 2), closest);
 }
 
-double toldDistance(const MeshWindingField& field, const Point& p)
+double literalDistance(const MeshWindingField& field, const Point& p)
 {
     double distance;
     field.bvh().closestPrimitive(
@@ -170,9 +170,9 @@ TEST(MeshDistance, IsThatOfTheToldSearchBitForBit)
         const MeshWindingField field(mesh.vertices, mesh.indices);
         MeshWindingField::Trail trail;
         for (const Point& p : pointsAround(mesh, 1500, 11)) {
-            const double told = toldDistance(field, p);
-            ASSERT_EQ(field.meshDistance(p.begin()), told) << p[0] << " " << p[1] << " " << p[2];
-            ASSERT_EQ(std::abs(field.signedDistance(p.begin(), trail)), told);
+            const double literal = literalDistance(field, p);
+            ASSERT_EQ(field.meshDistance(p.begin()), literal) << p[0] << " " << p[1] << " " << p[2];
+            ASSERT_EQ(std::abs(field.signedDistance(p.begin(), trail)), literal);
         }
     }
 }
@@ -197,7 +197,7 @@ TEST(MeshDistance, IsTheLargestDoubleWhereThereIsNone)
     for (const double odd : {double(NAN), HUGE_VAL, -HUGE_VAL, 1e200}) {
         const Point p{1, odd, 1};
         EXPECT_EQ(field.signedDistance(p.begin()), kLargest);
-        EXPECT_EQ(toldDistance(field, p), kLargest);
+        EXPECT_EQ(literalDistance(field, p), kLargest);
     }
     // An axis without extent that was stretched.
     std::vector<double> vertices = mesh.vertices;
@@ -206,7 +206,7 @@ TEST(MeshDistance, IsTheLargestDoubleWhereThereIsNone)
     }
     const MeshWindingField lost(vertices, mesh.indices);
     EXPECT_EQ(lost.signedDistance(Point{1, 1, 1}.begin()), kLargest);
-    EXPECT_EQ(toldDistance(lost, {1, 1, 1}), kLargest);
+    EXPECT_EQ(literalDistance(lost, {1, 1, 1}), kLargest);
 
     EXPECT_THROW(MeshWindingField(vertices, {}), std::invalid_argument);
 }
@@ -291,7 +291,7 @@ TEST(MeshSign, KnowsClosedMeshes)
     EXPECT_FALSE(isClosed(doubled));
 }
 
-/// The told sums over a node's list, with the radius by a look at every vertex.
+/// The literal sums over a node's list, with the radius by a look at every vertex.
 WindingMoments momentsOf(const BVH<double, 3, 3>& tree, std::span<const std::int32_t> triangles)
 {
     WindingMoments sum;

@@ -184,7 +184,7 @@ TEST(ImageSamplers, KeepTheirPictureUntilAnotherIsPickedOrRead)
     EXPECT_EQ(sample(scalar, {0, 0, 0})[0], 3);
 }
 
-/// The extrusion of the pictures that are there, told anew in plain steps.
+/// The extrusion of the pictures that are there, computed anew in plain steps.
 double expectedExtrusion(const std::string& compositing, const Numbers& samples)
 {
     double a = compositing == "subtract" || compositing == "multiply" ? 1 : 0;
