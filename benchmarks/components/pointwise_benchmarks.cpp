@@ -18,8 +18,18 @@ namespace {
 using literal::node;
 using literal::position;
 
-/// Walls around walls around x. One shell alone is so little work that it would measure the
-/// positions and the copy into the raster.
+/// One coordinate of the position.
+template <std::size_t C>
+struct Coordinate {
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return p[C];
+    }
+};
+
+/// Walls around walls around x, with the factors y and z. One shell alone is so little work that it
+/// would measure the positions and the copy into the raster.
 struct NestedShells {
     static constexpr int kCount = 8;
     using Shell = ShellDistance<LevelSetKind::distance>;
@@ -36,16 +46,17 @@ struct NestedShells {
     {
         V d = p[0];
         for (const Shell& shell : shells) {
-            d = shell(d, V(1.0), V(1.0));
+            d = shell(d, p[1], p[2]);
         }
         return d;
     }
     IField field() const
     {
         IField d = position();
+        const IField offsetFactor = node(1, evaluator(Coordinate<1>{}), {position()});
+        const IField thicknessFactor = node(1, evaluator(Coordinate<2>{}), {position()});
         for (const Shell& shell : shells) {
-            const auto one = [] { return IField(std::make_shared<SolidField<1, 3>>(1.0)); };
-            d = node(1, evaluator(shell), {d, one(), one()});
+            d = node(1, evaluator(shell), {d, offsetFactor, thicknessFactor});
         }
         return d;
     }
