@@ -9,7 +9,7 @@ import subprocess
 import time
 import unittest
 
-from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, ZrkTest, graph, records
+from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, TWIST, ZrkTest, graph, records, run
 
 BLEND = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
 
@@ -152,6 +152,14 @@ class LargeGraphs(ZrkTest):
         links = [(i - 1, 0, i, side) for i in range(2, 42) for side in (0, 1)]
         answer = self.answer_within(2, graph([SPHERE, *rungs], links, (41, 0)), "probe", "--at", "2,0,0")
         self.assertEqual(answer.out, f"{2 ** 40},1\n")
+
+    def test_fields_applied_to_themselves_again_and_again_are_refused(self):
+        # Each level doubles the nodes, as the field behind it is asked at other positions.
+        levels = [{"id": i, "type": "ApplyTransform"} for i in range(2, 42)]
+        links = [(i - 1, 0, i, side) for i in range(2, 42) for side in (0, 1)]
+        answer = run("probe", self.put(graph([TWIST, *levels], links, (41, 0))), "--at", "1,2,3")
+        self.assertEqual(answer.status, 1)
+        self.assertIn("remedy: fields that are applied to each other", answer.err)
 
     def test_a_long_cycle_is_refused(self):
         nodes = [{"id": i, "type": "TwistTransform"} for i in range(3000)]

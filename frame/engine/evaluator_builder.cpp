@@ -3,9 +3,17 @@
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
+#include <string>
 #include <unordered_map>
 
 namespace zrk {
+
+namespace {
+
+/// Some gigabytes. A field that is applied to itself doubles its nodes, again and again in a row of such.
+constexpr std::size_t kMostNodes = 500'000;
+
+} // namespace
 
 template <class T>
 void EvaluatorBuilder<T>::setEvaluator(Evaluation evaluation)
@@ -26,6 +34,12 @@ std::shared_ptr<EvaluationNode> EvaluatorBuilder<T>::addInput(const IField& fiel
     }
     std::shared_ptr<EvaluationNode>& node = _shared[{generator->identity(), coordinates}];
     if (!node) {
+        if (_shared.size() > kMostNodes) {
+            throw std::length_error(
+                "found a chain of more than " + std::to_string(kMostNodes) +
+                " nodes, expected fewer\n  remedy: fields that are applied to each other, or "
+                "nested gradients, multiply their nodes; put fewer of them in a row");
+        }
         node = std::make_shared<EvaluationNode>();
         node->reset(generator->descriptor().outputShape, coordinates);
         node->generator = generator;
