@@ -50,26 +50,26 @@ VolumeLines PoissonSolver::lines(SpaceTimeArray& values, int axis) const
     return {values.plane(0), {_grid.width, _grid.height, _grid.steps}, {1, _grid.width, _grid.plane}, axis};
 }
 
-void PoissonSolver::transformRows(SpaceTimeArray& values, Share items, Scratch& scratch) const
+template <class Transform>
+void PoissonSolver::forRows(SpaceTimeArray& values, Share items, Scratch& scratch, Transform transform) const
 {
     const VolumeLines rows = lines(values, 0);
     for (std::size_t item = items.first; item < items.last; ++item) {
         const std::size_t first = item * Batch::size;
         rows.read(first, rows.bundle(first), scratch.data());
-        _alongX.forward(scratch.data());
+        transform(scratch.data());
         rows.write(first, rows.bundle(first), scratch.data());
     }
 }
 
+void PoissonSolver::transformRows(SpaceTimeArray& values, Share items, Scratch& scratch) const
+{
+    forRows(values, items, scratch, [this](Batch* row) { _alongX.forward(row); });
+}
+
 void PoissonSolver::transformRowsBack(SpaceTimeArray& values, Share items, Scratch& scratch) const
 {
-    const VolumeLines rows = lines(values, 0);
-    for (std::size_t item = items.first; item < items.last; ++item) {
-        const std::size_t first = item * Batch::size;
-        rows.read(first, rows.bundle(first), scratch.data());
-        _alongX.inverse(scratch.data());
-        rows.write(first, rows.bundle(first), scratch.data());
-    }
+    forRows(values, items, scratch, [this](Batch* row) { _alongX.inverse(row); });
 }
 
 void PoissonSolver::solveColumns(SpaceTimeArray& values, Share items, Scratch& scratch) const

@@ -44,6 +44,9 @@ private:
     std::vector<Batch> _reciprocals; ///< of the pivots, by column bundle, time and wave along y
 
     VolumeLines lines(SpaceTimeArray& values, int axis) const;
+    /// Reads bundles of rows, transforms them in place and writes them back.
+    template <class Transform>
+    void forRows(SpaceTimeArray& values, Share items, Scratch& scratch, Transform transform) const;
     void findReciprocals();
     void solveInTime(Batch* waves, const Batch* reciprocals) const;
     void removeConstant(Batch* waves) const;

@@ -19,6 +19,16 @@ namespace zrkmodel::testing {
 
 using Vector = zrk::Tensor<3, double>;
 
+/// A row of a table of values: what a component with these stored values gives at a position.
+template <class Expected>
+struct ValueAtPosition {
+    const char* name;
+    std::shared_ptr<ZRKGraphObject> component;
+    const char* values;
+    Vector p;
+    Expected expected;
+};
+
 /// A test's own source of a value with a weight, with one output of the given tag.
 class Source final : public ZRKExtensionBase {
 public:

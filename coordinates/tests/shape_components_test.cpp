@@ -48,13 +48,7 @@ TEST(ShapeCoordinateComponents, KeepBuiltEvaluatorsThroughEdits)
 // Every value at once, so that none can stand in for another.
 TEST(ShapeCoordinateComponents, GiveTheCoordinatesOfTheirProperties)
 {
-    struct Case {
-        const char* name;
-        std::shared_ptr<ZRKGraphObject> component;
-        const char* values;
-        Vector p;
-        Vector expected;
-    };
+    using Case = ValueAtPosition<Vector>;
     const char* cone = R"({"start radius": 0.1, "end radius": 0.3})";
     const char* infiniteCone = R"({"start radius": 0.1, "end radius": 0.3, "cap style": 0})";
     const char* unknownCap = R"({"start radius": 0.1, "end radius": 0.3, "cap style": 7})";

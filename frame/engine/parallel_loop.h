@@ -1,9 +1,11 @@
 #pragma once
 
+#include "frame/engine/worker_team.h"
+
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <thread>
-#include <vector>
 
 namespace zrk {
 
@@ -32,42 +34,19 @@ inline std::int32_t loopThreads(std::int32_t count)
     return processors > 1 && count >= 2 * kWorthAThread ? processors : 1;
 }
 
-/// Calls body(IndexRange) for each chunk of the range, on a thread each, and returns when all are done.
-/// The chunks depend on the range and `threadCount` alone, so `chunkOf` tells a body's place. With one
-/// chunk everything runs on the calling thread. Of several exceptions that of the first chunk is thrown.
+/// Calls body(IndexRange) for each chunk of the range, on a thread each where the system grants them, and
+/// returns when all are done. The chunks depend on the range and `threadCount` alone, so `chunkOf` tells a
+/// body's place. With one chunk everything runs on the calling thread. Throws again what a body threw.
 template <class Body>
 void parallelLoop(IndexRange range, std::int32_t threadCount, const Body& body)
 {
-    if (range.count() <= 0) {
-        return;
-    }
-    if (threadCount < 2 || range.count() == 1) {
-        body(range);
-        return;
-    }
-    std::vector<std::exception_ptr> failures(static_cast<std::size_t>(threadCount));
-    {
-        std::vector<std::jthread> threads;
-        threads.reserve(failures.size());
-        for (std::int32_t k = 0; k < threadCount; ++k) {
-            const IndexRange chunk = chunkOf(range, threadCount, k);
-            if (chunk.count() == 0) {
-                break;
-            }
-            threads.emplace_back([&body, &failure = failures[static_cast<std::size_t>(k)], chunk] {
-                try {
-                    body(chunk);
-                } catch (...) {
-                    failure = std::current_exception();
-                }
-            });
+    const std::int32_t chunks = std::min(std::max(threadCount, 1), range.count());
+    runTeam(static_cast<std::size_t>(std::max(chunks, 1)), [&](std::size_t worker, std::size_t workers) {
+        for (auto k = static_cast<std::int32_t>(worker); k < chunks;
+             k += static_cast<std::int32_t>(workers)) {
+            body(chunkOf(range, chunks, k));
         }
-    }
-    for (const std::exception_ptr& failure : failures) {
-        if (failure) {
-            std::rethrow_exception(failure);
-        }
-    }
+    });
 }
 
 } // namespace zrk

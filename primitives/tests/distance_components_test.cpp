@@ -55,13 +55,7 @@ TEST(DistanceComponents, KeepBuiltEvaluatorsThroughEdits)
 // Every value at once, so that none can stand in for another.
 TEST(DistanceComponents, GiveTheDistancesOfTheirProperties)
 {
-    struct Case {
-        const char* name;
-        std::shared_ptr<ZRKGraphObject> component;
-        const char* values;
-        Vector p;
-        double expected;
-    };
+    using Case = ValueAtPosition<double>;
     const Case cases[] = {
         {"default sphere", std::make_shared<ZRKSphereSDF>(), "{}", {0, 3, 4}, 4},
         {"sphere", std::make_shared<ZRKSphereSDF>(), kSphere, {1, 5, 7}, 3},

@@ -45,13 +45,7 @@ TEST(MatrixComponents, HavePinsWeightAndEvaluatorsAsOtherTransforms)
 
 TEST(MatrixComponents, MovePositionsByTheirProperties)
 {
-    struct Case {
-        const char* name;
-        std::shared_ptr<ZRKGraphObject> component;
-        const char* values;
-        Vector p;
-        Vector expected;
-    };
+    using Case = ValueAtPosition<Vector>;
     const auto matrix = [] { return std::make_shared<ZRKMatrixTransform>(); };
     const auto affine = [] { return std::make_shared<ZRKAffineTransform>(); };
     const Case cases[] = {

@@ -48,13 +48,7 @@ TEST(TransformComponents, KeepBuiltEvaluatorsThroughEdits)
 // Every value at once, so that none can stand in for another.
 TEST(TransformComponents, MovePositionsByTheirProperties)
 {
-    struct Case {
-        const char* name;
-        std::shared_ptr<ZRKGraphObject> component;
-        const char* values;
-        Vector p;
-        Vector expected;
-    };
+    using Case = ValueAtPosition<Vector>;
     const Case cases[] = {
         {"default quantize", std::make_shared<ZRKQuantizeTransform>(), "{}", {0.5, -0.5, 1.49}, {1, -1, 1}},
         {"quantize", std::make_shared<ZRKQuantizeTransform>(), kQuantize, {1, 0.3, 2}, {1.25, 0.3, 1.5}},
