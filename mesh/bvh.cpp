@@ -1,7 +1,5 @@
 #include "mesh/bvh.h"
 
-#include "frame/values/large_pages.h"
-
 #include <algorithm>
 #include <bit>
 #include <chrono>
@@ -119,9 +117,8 @@ std::uint64_t BVH<T, N, D>::codeOf(std::int32_t primitive) const
 template <class T, int N, int D>
 void BVH<T, N, D>::computeCodes()
 {
-    reserveOnLargePages(codes, static_cast<std::size_t>(primitiveCount));
     codes.resize(static_cast<std::size_t>(primitiveCount));
-    parallelLoop({0, primitiveCount}, loopThreads(primitiveCount), [this](IndexRange range) {
+    parallelLoop({0, primitiveCount}, buildThreads(primitiveCount), [this](IndexRange range) {
         for (std::int32_t p = range.first; p < range.end; ++p) {
             codes[static_cast<std::size_t>(p)] = {p, codeOf(p)};
         }
@@ -147,9 +144,8 @@ void BVH<T, N, D>::buildHierarchy()
 {
     const Stopwatch watch;
     _order.resize(codes.size());
-    reserveOnLargePages(nodes, 2 * codes.size() - 1);
-    nodes.assign(2 * codes.size() - 1, Node());
-    const std::int32_t threads = loopThreads(primitiveCount);
+    nodes.resize(2 * codes.size() - 1);
+    const std::int32_t threads = buildThreads(primitiveCount);
     std::vector<std::vector<Subtree>> pending(static_cast<std::size_t>(threads));
     parallelLoop({0, threads}, threads, [&](IndexRange chunks) {
         for (std::int32_t k = chunks.first; k < chunks.end; ++k) {
@@ -165,19 +161,35 @@ void BVH<T, N, D>::buildHierarchy()
     buildSeconds = watch.seconds();
 }
 
+/// Asks for what the leaf of a position some steps on is made of, so that it is there in time: the order
+/// jumps about the caller's arrays.
+template <class T, int N, int D>
+void BVH<T, N, D>::prefetch(std::size_t position) const
+{
+    constexpr std::size_t kToIndices = 24;
+    constexpr std::size_t kToVertices = 12;
+    if (position + kToIndices < codes.size()) {
+        __builtin_prefetch(indices + std::ptrdiff_t{N} * codes[position + kToIndices].primitive);
+        for (int k = 0; k < N; ++k) {
+            __builtin_prefetch(vertexOf(codes[position + kToVertices].primitive, k));
+        }
+    }
+}
+
 /// Makes the leaves of some positions and all nodes that lie within these, and leaves the others' parts.
 template <class T, int N, int D>
 void BVH<T, N, D>::linkLeaves(IndexRange positions, std::vector<Subtree>& pending)
 {
+    int sharedBefore = commonPrefix(positions.first - 1);
     for (std::int32_t k = positions.first; k < positions.end; ++k) {
         const auto position = static_cast<std::size_t>(k);
+        prefetch(position);
         const std::int32_t index = primitiveCount - 1 + k;
+        const int sharedAfter = commonPrefix(k);
         _order[position] = codes[position].primitive;
-        Node& leaf = nodes[static_cast<std::size_t>(index)];
-        leaf.primitives = {_order.data() + position, 1};
-        leaf.box = boxOf(_order[position]);
-        leaf.isLeaf = true;
-        append({k, k, index, commonPrefix(k - 1), commonPrefix(k)}, pending);
+        nodes[static_cast<std::size_t>(index)] = {{_order.data() + position, 1}, boxOf(_order[position]), -1, -1, -1, true};
+        append({k, k, index, sharedBefore, sharedAfter}, pending);
+        sharedBefore = sharedAfter;
     }
 }
 
@@ -201,14 +213,15 @@ typename BVH<T, N, D>::Subtree BVH<T, N, D>::join(const Subtree& left, const Sub
 {
     const bool isFirstChild = right.sharedAfter > left.sharedBefore;
     const std::int32_t index = isFirstChild ? right.last : left.first;
-    Node& node = nodes[static_cast<std::size_t>(index)];
-    node.primitives = {_order.data() + left.first, static_cast<std::size_t>(right.last - left.first + 1)};
-    node.left = left.node;
-    node.right = right.node;
-    for (const std::int32_t child : {left.node, right.node}) {
-        nodes[static_cast<std::size_t>(child)].parent = index;
-        node.box.include(nodes[static_cast<std::size_t>(child)].box);
-    }
+    Node& first = nodes[static_cast<std::size_t>(left.node)];
+    Node& second = nodes[static_cast<std::size_t>(right.node)];
+    first.parent = index;
+    second.parent = index;
+    Box box = first.box;
+    box.include(second.box);
+    nodes[static_cast<std::size_t>(index)] = {
+        {_order.data() + left.first, static_cast<std::size_t>(right.last - left.first + 1)},
+        box, left.node, right.node, -1, false};
     return {left.first, right.last, index, left.sharedBefore, right.sharedAfter};
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "frame/engine/parallel_loop.h"
+#include "frame/values/large_pages.h"
 #include "mesh/closest_point.h"
 #include "mesh/morton_code.h"
 
@@ -14,6 +15,13 @@
 #include <vector>
 
 namespace zrk {
+
+/// Threads worth starting to build something over so many primitives.
+inline std::int32_t buildThreads(std::int32_t primitiveCount)
+{
+    constexpr std::int32_t kWorthAThread = 2048; // a few hundred nanoseconds each
+    return primitiveCount >= 2 * kWorthAThread ? static_cast<std::int32_t>(workerCount(0)) : 1;
+}
 
 /// Linear bounding volume hierarchy over primitives of N vertices in D dimensions: a binary radix tree over
 /// the sorted Morton codes of the primitives' centroids, with one primitive a leaf.
@@ -63,8 +71,8 @@ public:
     std::int32_t primitiveCount;
     BoundsCallback boundsCallback;
     std::int32_t codeBits = 63;
-    std::vector<MortonCode> codes; ///< ascending by code, then by primitive; needed until the tree is built
-    std::vector<Node> nodes;
+    LargeArray<MortonCode> codes; ///< ascending by code, then by primitive; needed until the tree is built
+    LargeArray<Node> nodes;
     Box bounds;                ///< of all vertices, used or not, or of the boxes that the callback gives
     double codeSeconds = 0.0;  ///< what computing and sorting the codes took
     double buildSeconds = 0.0; ///< what building the tree took
@@ -85,7 +93,7 @@ public:
     void buildHierarchy();
 
     /// Ids of all primitives, in the order of the leaves.
-    const std::vector<std::int32_t>& sortedPrimitives() const { return _order; }
+    const LargeArray<std::int32_t>& sortedPrimitives() const { return _order; }
     /// Coordinates of the k-th vertex of a primitive.
     const T* vertexOf(std::int32_t primitive, int k) const
     {
@@ -131,12 +139,13 @@ private:
         int sharedAfter;
     };
 
-    std::vector<std::int32_t> _order;
+    LargeArray<std::int32_t> _order;
 
     void computeBounds();
     void computeCodes();
     std::uint64_t codeOf(std::int32_t primitive) const;
     int commonPrefix(std::int32_t position) const;
+    void prefetch(std::size_t position) const;
     void linkLeaves(IndexRange positions, std::vector<Subtree>& pending);
     void append(Subtree last, std::vector<Subtree>& pending);
     Subtree join(const Subtree& left, const Subtree& right);

@@ -1,11 +1,11 @@
 #include "mesh/morton_code.h"
 
 #include "frame/engine/parallel_loop.h"
-#include "frame/values/large_pages.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <utility>
+#include <vector>
 
 namespace zrk {
 
@@ -26,7 +26,7 @@ bool isBefore(const MortonCode& a, const MortonCode& b)
 std::size_t digitOf(const MortonCode& code, int lowestBit) { return code.code >> lowestBit & (kDigits - 1); }
 
 /// Moves the codes to `sorted` in the order of one digit, equal digits in the order they have.
-void sortByDigit(const std::vector<MortonCode>& codes, std::vector<MortonCode>& sorted, int lowestBit)
+void sortByDigit(const LargeArray<MortonCode>& codes, LargeArray<MortonCode>& sorted, int lowestBit)
 {
     const auto count = static_cast<std::int32_t>(codes.size());
     const std::int32_t threads = loopThreads(count);
@@ -55,11 +55,9 @@ void sortByDigit(const std::vector<MortonCode>& codes, std::vector<MortonCode>& 
 
 } // namespace
 
-void sortByCode(std::vector<MortonCode>& codes)
+void sortByCode(LargeArray<MortonCode>& codes)
 {
-    std::vector<MortonCode> sorted;
-    reserveOnLargePages(sorted, codes.size());
-    sorted.resize(codes.size());
+    LargeArray<MortonCode> sorted(codes.size());
     for (int bit = kLowestBit; bit < kHighestBit; bit += kDigitBits) {
         sortByDigit(codes, sorted, bit);
         codes.swap(sorted);

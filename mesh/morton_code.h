@@ -1,8 +1,9 @@
 #pragma once
 
+#include "frame/values/large_pages.h"
+
 #include <array>
 #include <cstdint>
-#include <vector>
 
 namespace zrk {
 
@@ -47,6 +48,6 @@ struct MortonCode {
 
 /// Sorts codes that stand in ascending order of their primitives by code and, for equal codes, by
 /// primitive. Takes as much memory again while it runs, and several threads where there are many codes.
-void sortByCode(std::vector<MortonCode>& codes);
+void sortByCode(LargeArray<MortonCode>& codes);
 
 } // namespace zrk

@@ -78,7 +78,7 @@ private:
 
 } // namespace
 
-SeedTable::SeedTable(const TriangleBlocks& triangles, const std::vector<std::int32_t>& order)
+SeedTable::SeedTable(const TriangleBlocks& triangles, std::span<const std::int32_t> order)
     : _count(std::clamp(static_cast<std::int32_t>(std::cbrt(order.size() / 4.0)), 1, kMaxCells)),
       _triangles(static_cast<std::size_t>(_count * _count * _count))
 {

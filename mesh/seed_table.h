@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace zrk {
@@ -13,7 +14,7 @@ namespace zrk {
 class SeedTable {
 public:
     /// @param order  the triangles in the order of the leaves.
-    SeedTable(const TriangleBlocks& triangles, const std::vector<std::int32_t>& order);
+    SeedTable(const TriangleBlocks& triangles, std::span<const std::int32_t> order);
 
     /// @param local  in the frame of the search; outside of the grid the nearest cell counts.
     std::int32_t near(const float* local) const { return _triangles[cellOf(local)]; }

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace zrk {
@@ -17,5 +20,35 @@ void reserveOnLargePages(std::vector<T>& values, std::size_t count)
     values.reserve(count);
     wishLargePages(values.data() + values.size(), (values.capacity() - values.size()) * sizeof(T));
 }
+
+/// What a `LargeArray` takes its memory from.
+template <class T>
+struct LargePageAllocator : std::allocator<T> {
+    static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
+
+    template <class U>
+    struct rebind {
+        using other = LargePageAllocator<U>;
+    };
+
+    T* allocate(std::size_t count)
+    {
+        T* const memory = std::allocator<T>::allocate(count);
+        wishLargePages(memory, count * sizeof(T));
+        return memory;
+    }
+    /// Elements without a value are left as the memory is.
+    void construct(T*) {}
+    template <class First, class... Rest>
+    void construct(T* place, First&& first, Rest&&... rest)
+    {
+        std::construct_at(place, std::forward<First>(first), std::forward<Rest>(rest)...);
+    }
+};
+
+/// A vector on large pages. The elements that `resize` adds mean nothing until they are written: several
+/// threads can fill them, and each gets its part of the pages cleared.
+template <class T>
+using LargeArray = std::vector<T, LargePageAllocator<T>>;
 
 } // namespace zrk

@@ -42,7 +42,7 @@ Soup randomSoup(std::int32_t count, int steps, unsigned seed)
 /// The published construction, node by node, by binary searches for range and split.
 class BinarySearchTree {
 public:
-    explicit BinarySearchTree(const std::vector<MortonCode>& codes) : _codes(codes) {}
+    explicit BinarySearchTree(const LargeArray<MortonCode>& codes) : _codes(codes) {}
 
     int delta(std::int64_t i, std::int64_t j) const
     {
@@ -89,7 +89,7 @@ public:
     std::int64_t count() const { return static_cast<std::int64_t>(_codes.size()); }
 
 private:
-    const std::vector<MortonCode>& _codes;
+    const LargeArray<MortonCode>& _codes;
 };
 
 void expectSameTree(TriangleTree& tree)
@@ -243,7 +243,7 @@ TEST(Hierarchy, TraversesDepthFirstAndSkipsWhatItIsTold)
     TriangleTree tree = soup.tree();
     tree.buildHierarchy();
 
-    std::vector<std::int32_t> leaves;
+    LargeArray<std::int32_t> leaves;
     tree.traverse(0, [&](std::int32_t, bool isLeaf, const auto&, std::span<const std::int32_t> primitives) {
         if (isLeaf) {
             leaves.push_back(primitives[0]);
