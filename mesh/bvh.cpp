@@ -161,32 +161,19 @@ void BVH<T, N, D>::buildHierarchy()
     buildSeconds = watch.seconds();
 }
 
-/// Asks for what the leaf of a position some steps on is made of, so that it is there in time: the order
-/// jumps about the caller's arrays.
-template <class T, int N, int D>
-void BVH<T, N, D>::prefetch(std::size_t position) const
-{
-    constexpr std::size_t kToIndices = 24;
-    constexpr std::size_t kToVertices = 12;
-    if (position + kToIndices < codes.size()) {
-        __builtin_prefetch(indices + std::ptrdiff_t{N} * codes[position + kToIndices].primitive);
-        for (int k = 0; k < N; ++k) {
-            __builtin_prefetch(vertexOf(codes[position + kToVertices].primitive, k));
-        }
-    }
-}
-
 /// Makes the leaves of some positions and all nodes that lie within these, and leaves the others' parts.
 template <class T, int N, int D>
 void BVH<T, N, D>::linkLeaves(IndexRange positions, std::vector<Subtree>& pending)
 {
+    for (std::int32_t k = positions.first; k < positions.end; ++k) {
+        _order[static_cast<std::size_t>(k)] = codes[static_cast<std::size_t>(k)].primitive;
+    }
     int sharedBefore = commonPrefix(positions.first - 1);
     for (std::int32_t k = positions.first; k < positions.end; ++k) {
         const auto position = static_cast<std::size_t>(k);
-        prefetch(position);
+        prefetch(k, positions.end);
         const std::int32_t index = primitiveCount - 1 + k;
         const int sharedAfter = commonPrefix(k);
-        _order[position] = codes[position].primitive;
         nodes[static_cast<std::size_t>(index)] = {{_order.data() + position, 1}, boxOf(_order[position]), -1, -1, -1, true};
         append({k, k, index, sharedBefore, sharedAfter}, pending);
         sharedBefore = sharedAfter;

@@ -99,6 +99,20 @@ public:
     {
         return vertices + std::ptrdiff_t{D} * indices[std::ptrdiff_t{N} * primitive + k];
     }
+    /// Asks for the vertices of what stands some positions later in the sorted order, if that is before
+    /// `end`. The order jumps about the arrays; so they are there in time.
+    void prefetch(std::int32_t position, std::int32_t end) const
+    {
+        constexpr std::int32_t kToIndices = 24;
+        constexpr std::int32_t kToVertices = 12;
+        if (position + kToIndices < end) {
+            const std::int32_t* order = _order.data() + position;
+            __builtin_prefetch(indices + std::ptrdiff_t{N} * order[kToIndices]);
+            for (int k = 0; k < N; ++k) {
+                __builtin_prefetch(vertexOf(order[kToVertices], k));
+            }
+        }
+    }
     /// The box of one primitive.
     Box boxOf(std::int32_t primitive) const;
 
@@ -145,7 +159,6 @@ private:
     void computeCodes();
     std::uint64_t codeOf(std::int32_t primitive) const;
     int commonPrefix(std::int32_t position) const;
-    void prefetch(std::size_t position) const;
     void linkLeaves(IndexRange positions, std::vector<Subtree>& pending);
     void append(Subtree last, std::vector<Subtree>& pending);
     Subtree join(const Subtree& left, const Subtree& right);

@@ -1,131 +1,249 @@
 #include "mesh/winding_number.h"
 
-#include "frame/values/large_pages.h"
+#include "frame/values/batch.h"
 
 #include <algorithm>
 #include <cmath>
 #include <span>
 #include <utility>
+#include <vector>
 
 namespace zrk {
 
 namespace {
 
 using Tree = BVH<double, 3, 3>;
+using Point = Tensor<3, double>;
 
 constexpr double kFullAngle = 12.566370614359172; // 4 pi
 
-Tensor<3, double> centroid(const Tree& tree, std::int32_t triangle)
-{
-    return (pointAt(tree.vertexOf(triangle, 0)) + pointAt(tree.vertexOf(triangle, 1)) +
-            pointAt(tree.vertexOf(triangle, 2))) *
-           (1.0 / 3.0);
-}
-
-/// The moments of a group that isn't complete yet.
+/// The moments of a group that isn't complete yet. The fourth components are there to make whole vectors
+/// and mean nothing.
 struct GroupSum {
+    using Vector = Tensor<4, double>;
+
     double area = 0.0;
-    WindingMoments moments;
+    Vector center{};
+    Vector moment0{};
+    Vector moment1[3] = {};
 };
 
-/// Adds groups up, but for the radius.
-GroupSum sumOf(std::span<const GroupSum> parts)
+GroupSum ofTriangle(const Point& a, const Point& b, const Point& c)
+{
+    const Point center = (a + b + c) * (1.0 / 3.0);
+    const Point area = 0.5 * cross(b - a, c - a);
+    GroupSum sum;
+    sum.area = length(area);
+    std::copy_n(center.begin(), 3, sum.center.begin());
+    std::copy_n(area.begin(), 3, sum.moment0.begin());
+    return sum;
+}
+
+/// Adds groups up.
+inline GroupSum sumOf(const GroupSum* parts, std::int32_t count)
 {
     GroupSum sum;
-    WindingMoments& whole = sum.moments;
-    for (const GroupSum& part : parts) {
+    for (const GroupSum& part : std::span(parts, static_cast<std::size_t>(count))) {
         sum.area += part.area;
-        whole.center = whole.center + part.area * part.moments.center;
+        sum.center = sum.center + part.area * part.center;
     }
     if (!(sum.area > 0.0)) {
         return {};
     }
-    whole.center = whole.center * (1.0 / sum.area);
-    for (const GroupSum& part : parts) {
-        const Tensor<3, double> shift = part.moments.center - whole.center;
-        const Tensor<3, double>& moment0 = part.moments.moment0;
-        whole.moment0 = whole.moment0 + moment0;
+    sum.center = sum.center * (1.0 / sum.area);
+    for (const GroupSum& part : std::span(parts, static_cast<std::size_t>(count))) {
+        const GroupSum::Vector shift = part.center - sum.center;
+        sum.moment0 = sum.moment0 + part.moment0;
         for (std::size_t i = 0; i < 3; ++i) {
-            for (std::size_t j = 0; j < 3; ++j) {
-                whole.moment1[i][j] += part.moments.moment1[i][j] + shift[i] * moment0[j];
-            }
+            sum.moment1[i] = sum.moment1[i] + (part.moment1[i] + shift[i] * part.moment0);
         }
     }
     return sum;
 }
 
-/// Sums over the subtrees of a mesh, from the leaves up.
-class MomentSums {
+/// The triangles of a subtree that fits into the nearest cache, and their sums.
+class TriangleRun {
 public:
-    MomentSums(const Tree& tree, const std::vector<std::int32_t>& recordOf,
-               std::vector<WindingMoments>& records)
-        : _tree(tree), _recordOf(recordOf), _records(records)
-    {}
+    static constexpr std::int32_t kMaxCount = 64;
 
-    GroupSum sum(std::int32_t index) const
+    /// @param group  positions in the hierarchy's order.
+    void load(const Tree& tree, IndexRange group)
     {
-        const Tree::Node& node = nodeAt(index);
-        if (node.primitives.size() < MeshMoments::kSmallestGroup) {
-            return ofTriangles(node.primitives);
+        _first = group.first;
+        for (std::int32_t position = group.first; position < group.end; ++position) {
+            tree.prefetch(position, tree.primitiveCount);
+            const std::int32_t triangle = tree.sortedPrimitives()[static_cast<std::size_t>(position)];
+            const auto t = static_cast<std::size_t>(position - group.first);
+            Point corners[3];
+            for (std::size_t k = 0; k < 3; ++k) {
+                corners[k] = pointAt(tree.vertexOf(triangle, static_cast<int>(k)));
+                for (std::size_t i = 0; i < 3; ++i) {
+                    _coordinates[i][3 * t + k] = corners[k][i];
+                }
+            }
+            _sums[t] = ofTriangle(corners[0], corners[1], corners[2]);
         }
-        const GroupSum halves[2] = {sum(node.left), sum(node.right)};
-        return keep(index, sumOf(halves));
     }
 
-    /// The same with the subtrees' halves on different threads, as long as `threads` last.
-    GroupSum sumInParallel(std::int32_t index, std::int32_t threads) const
+    /// The sum of a few triangles.
+    GroupSum sum(IndexRange group) const
     {
-        const Tree::Node& node = nodeAt(index);
-        if (threads < 2 || node.primitives.size() < MeshMoments::kSmallestGroup) {
-            return sum(index);
+        const GroupSum* const first = _sums + (group.first - _first);
+        return group.count() == 1 ? *first : sumOf(first, group.count());
+    }
+
+    /// The largest squared distance from the centre to a corner of a group's triangles.
+    double farthestCorner(IndexRange group, const double* center) const
+    {
+        static_assert(Batch::size <= 3 * MeshMoments::kSmallestGroup);
+        const std::size_t begin = 3 * static_cast<std::size_t>(group.first - _first);
+        const std::size_t end = 3 * static_cast<std::size_t>(group.end - _first);
+        Batch farthest = 0.0;
+        for (std::size_t k = begin; k < end; k += Batch::size) {
+            const Batch d = squaredDistances(std::min(k, end - Batch::size), center);
+            farthest = select(d > farthest, d, farthest); // a NaN is never the farthest
         }
-        GroupSum halves[2];
-        parallelLoop({0, 2}, 2, [&](IndexRange range) {
-            for (std::int32_t k = range.first; k < range.end; ++k) {
-                halves[k] = sumInParallel(k == 0 ? node.left : node.right, threads / 2);
-            }
-        });
-        return keep(index, sumOf(halves));
+        double lanes[Batch::size];
+        farthest.store(lanes);
+        return *std::max_element(lanes, lanes + Batch::size);
     }
 
 private:
+    std::int32_t _first = 0;
+    double _coordinates[3][3 * kMaxCount];
+    GroupSum _sums[kMaxCount];
+
+    Batch squaredDistances(std::size_t corner, const double* center) const
+    {
+        Batch d[3];
+        for (std::size_t i = 0; i < 3; ++i) {
+            d[i] = Batch::load(_coordinates[i] + corner) - center[i];
+        }
+        return d[0] * d[0] + d[1] * d[1] + d[2] * d[2];
+    }
+};
+
+/// Sums over the subtrees of a mesh, from the leaves up.
+class MomentSums {
+public:
+    /// @param splits    for each inner node the last position of its first half.
+    /// @param recordOf  for each inner node its place in `records`.
+    MomentSums(const Tree& tree, const LargeArray<std::int32_t>& splits,
+               const LargeArray<std::int32_t>& recordOf, LargeArray<WindingMoments>& records)
+        : _tree(tree), _splits(splits), _recordOf(recordOf), _records(records)
+    {}
+
+    /// All sums, on several threads.
+    void run()
+    {
+        constexpr std::int32_t kTasksPerThread = 16;
+        const std::int32_t count = _tree.primitiveCount;
+        const std::int32_t threads = buildThreads(count);
+        _taskSize = std::max(count / (kTasksPerThread * threads), TriangleRun::kMaxCount);
+        const Subtree root{0, {0, count}};
+        listTasks(root);
+        _taskSums.resize(_tasks.size());
+        parallelTasks(static_cast<std::int32_t>(_tasks.size()), threads, [this](std::int32_t task) {
+            TriangleRun run;
+            const auto k = static_cast<std::size_t>(task);
+            _taskSums[k] = sum(_tasks[k], run);
+        });
+        std::size_t nextTask = 0;
+        sumOfTasks(root, nextTask);
+    }
+
+private:
+    /// A node, which is an inner one if there are several triangles.
+    struct Subtree {
+        std::int32_t node;
+        IndexRange positions;
+    };
+
     const Tree& _tree;
-    const std::vector<std::int32_t>& _recordOf;
-    std::vector<WindingMoments>& _records;
+    const LargeArray<std::int32_t>& _splits;
+    const LargeArray<std::int32_t>& _recordOf;
+    LargeArray<WindingMoments>& _records;
+    std::int32_t _taskSize = 0;
+    std::vector<Subtree> _tasks; ///< from left to right
+    std::vector<GroupSum> _taskSums;
+
+    Subtree firstHalf(const Subtree& whole) const
+    {
+        const std::int32_t split = _splits[static_cast<std::size_t>(whole.node)];
+        return {split, {whole.positions.first, split + 1}};
+    }
+    Subtree secondHalf(const Subtree& whole) const
+    {
+        const std::int32_t split = _splits[static_cast<std::size_t>(whole.node)];
+        return {split + 1, {split + 1, whole.positions.end}};
+    }
+
+    void listTasks(const Subtree& subtree)
+    {
+        if (subtree.positions.count() <= _taskSize) {
+            _tasks.push_back(subtree);
+        } else {
+            listTasks(firstHalf(subtree));
+            listTasks(secondHalf(subtree));
+        }
+    }
+
+    GroupSum sumOfTasks(const Subtree& subtree, std::size_t& nextTask)
+    {
+        if (subtree.positions.count() <= _taskSize) {
+            return _taskSums[nextTask++];
+        }
+        GroupSum halves[2];
+        halves[0] = sumOfTasks(firstHalf(subtree), nextTask);
+        halves[1] = sumOfTasks(secondHalf(subtree), nextTask);
+        return keepLarge(subtree.node, sumOf(halves, 2));
+    }
+
+    GroupSum sum(const Subtree& subtree, TriangleRun& run) const
+    {
+        if (subtree.positions.count() <= TriangleRun::kMaxCount) {
+            run.load(_tree, subtree.positions);
+            return sumInRun(subtree, run);
+        }
+        GroupSum halves[2];
+        halves[0] = sum(firstHalf(subtree), run);
+        halves[1] = sum(secondHalf(subtree), run);
+        return keepLarge(subtree.node, sumOf(halves, 2));
+    }
+
+    /// The same for a subtree whose triangles are loaded.
+    GroupSum sumInRun(const Subtree& subtree, const TriangleRun& run) const
+    {
+        if (subtree.positions.count() < static_cast<std::int32_t>(MeshMoments::kSmallestGroup)) {
+            return run.sum(subtree.positions);
+        }
+        const GroupSum halves[2] = {sumInRun(firstHalf(subtree), run), sumInRun(secondHalf(subtree), run)};
+        const GroupSum whole = sumOf(halves, 2);
+        keep(subtree.node, whole, run.farthestCorner(subtree.positions, whole.center.begin()));
+        return whole;
+    }
+
+    GroupSum keepLarge(std::int32_t index, const GroupSum& whole) const
+    {
+        keep(index, whole, farthestVertex(index, {whole.center[0], whole.center[1], whole.center[2]}, 0.0));
+        return whole;
+    }
+
+    void keep(std::int32_t index, const GroupSum& sum, double squaredRadius) const
+    {
+        const std::int32_t place = _recordOf[static_cast<std::size_t>(index)];
+        WindingMoments& record = _records[static_cast<std::size_t>(place)];
+        record.radius = std::sqrt(squaredRadius);
+        std::copy_n(sum.center.begin(), 3, record.center.begin());
+        std::copy_n(sum.moment0.begin(), 3, record.moment0.begin());
+        for (std::size_t i = 0; i < 3; ++i) {
+            std::copy_n(sum.moment1[i].begin(), 3, record.moment1[i]);
+        }
+    }
 
     const Tree::Node& nodeAt(std::int32_t index) const
     {
         return _tree.nodes[static_cast<std::size_t>(index)];
-    }
-
-    GroupSum ofTriangles(std::span<const std::int32_t> triangles) const
-    {
-        GroupSum parts[MeshMoments::kSmallestGroup - 1];
-        for (std::size_t k = 0; k < triangles.size(); ++k) {
-            parts[k] = ofTriangle(triangles[k]);
-        }
-        return triangles.size() == 1 ? parts[0] : sumOf(std::span(parts, triangles.size()));
-    }
-
-    GroupSum ofTriangle(std::int32_t triangle) const
-    {
-        GroupSum sum;
-        sum.moments.moment0 =
-            areaVector(_tree.vertexOf(triangle, 0), _tree.vertexOf(triangle, 1), _tree.vertexOf(triangle, 2));
-        sum.moments.center = centroid(_tree, triangle);
-        sum.area = length(sum.moments.moment0);
-        return sum;
-    }
-
-    GroupSum keep(std::int32_t index, const GroupSum& sum) const
-    {
-        const std::int32_t place = _recordOf[static_cast<std::size_t>(index)];
-        if (place != -1) {
-            WindingMoments& record = _records[static_cast<std::size_t>(place)];
-            record = sum.moments;
-            record.radius = std::sqrt(farthestVertex(index, record.center, 0.0));
-        }
-        return sum;
     }
 
     /// The largest squared distance from the centre to a vertex under the node, if it is above `least`. Boxes
@@ -133,7 +251,7 @@ private:
     double farthestVertex(std::int32_t index, const Tensor<3, double>& center, double least) const
     {
         const Tree::Node& node = nodeAt(index);
-        if (node.primitives.size() < 2 * MeshMoments::kSmallestGroup) {
+        if (node.primitives.size() < 8) {
             for (const std::int32_t triangle : node.primitives) {
                 for (int k = 0; k < 3; ++k) {
                     const Tensor<3, double> d = pointAt(_tree.vertexOf(triangle, k)) - center;
@@ -185,15 +303,42 @@ double expansion(const WindingMoments& group, const Tensor<3, double>& r, double
 
 MeshMoments::MeshMoments(const Tree& tree)
 {
-    const auto innerCount = static_cast<std::size_t>(tree.primitiveCount) - 1;
-    _recordOf.resize(innerCount);
-    std::int32_t count = 0;
-    for (std::size_t i = 0; i < innerCount; ++i) {
-        _recordOf[i] = tree.nodes[i].primitives.size() >= kSmallestGroup ? count++ : -1;
+    LargeArray<std::int32_t> splits;
+    numberRecords(tree, splits);
+    MomentSums(tree, splits, _recordOf, _records).run();
+}
+
+/// Looks through the inner nodes for those with a record, and on the same way for their splits.
+void MeshMoments::numberRecords(const Tree& tree, LargeArray<std::int32_t>& splits)
+{
+    const std::int32_t innerCount = tree.primitiveCount - 1;
+    const std::int32_t threads = buildThreads(innerCount);
+    splits.resize(static_cast<std::size_t>(innerCount));
+    _recordOf.resize(static_cast<std::size_t>(innerCount));
+    std::vector<std::int32_t> counts(static_cast<std::size_t>(threads), 0);
+    const auto forEachChunk = [&](auto work) {
+        parallelLoop({0, threads}, threads, [&](IndexRange chunks) {
+            for (std::int32_t k = chunks.first; k < chunks.end; ++k) {
+                const IndexRange chunk = chunkOf({0, innerCount}, threads, k);
+                for (std::int32_t i = chunk.first; i < chunk.end; ++i) {
+                    work(static_cast<std::size_t>(i), counts[static_cast<std::size_t>(k)]);
+                }
+            }
+        });
+    };
+    forEachChunk([&](std::size_t index, std::int32_t& count) {
+        const Tree::Node& node = tree.nodes[index];
+        _recordOf[index] = node.primitives.size() >= kSmallestGroup ? count++ : -1;
+        splits[index] = node.left < innerCount ? node.left : node.left - innerCount;
+    });
+    std::int32_t total = 0;
+    for (std::int32_t& count : counts) {
+        total += std::exchange(count, total);
     }
-    reserveOnLargePages(_records, static_cast<std::size_t>(count));
-    _records.resize(static_cast<std::size_t>(count));
-    MomentSums(tree, _recordOf, _records).sumInParallel(0, loopThreads(tree.primitiveCount));
+    forEachChunk([&](std::size_t index, std::int32_t before) {
+        _recordOf[index] += _recordOf[index] != -1 ? before : 0;
+    });
+    _records.resize(static_cast<std::size_t>(total));
 }
 
 std::size_t MeshMoments::bytes() const

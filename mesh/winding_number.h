@@ -1,10 +1,10 @@
 #pragma once
 
+#include "frame/values/large_pages.h"
 #include "frame/values/tensor.h"
 #include "mesh/bvh.h"
 
 #include <cstdint>
-#include <vector>
 
 namespace zrk {
 
@@ -35,8 +35,10 @@ public:
     std::size_t bytes() const;
 
 private:
-    std::vector<std::int32_t> _recordOf; ///< an inner node's place in `_records`, -1 where it has none
-    std::vector<WindingMoments> _records;
+    LargeArray<std::int32_t> _recordOf; ///< an inner node's place in `_records`, -1 where it has none
+    LargeArray<WindingMoments> _records;
+
+    void numberRecords(const BVH<double, 3, 3>& tree, LargeArray<std::int32_t>& splits);
 };
 
 /// Generalized winding number of a triangle mesh at a point: about 1 inside a closed mesh whose triangles

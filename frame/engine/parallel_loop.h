@@ -3,6 +3,7 @@
 #include "frame/engine/worker_team.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <thread>
@@ -47,6 +48,20 @@ void parallelLoop(IndexRange range, std::int32_t threadCount, const Body& body)
             body(chunkOf(range, chunks, k));
         }
     });
+}
+
+/// Calls body(k) for each k below `count`, on up to so many threads, each of which takes the next k when
+/// it is done with one: for work of unequal length. Returns when all are done; throws again what a body threw.
+template <class Body>
+void parallelTasks(std::int32_t count, std::int32_t threadCount, const Body& body)
+{
+    std::atomic<std::int32_t> next{0};
+    runTeam(static_cast<std::size_t>(std::clamp(count, 1, std::max(threadCount, 1))),
+            [&](std::size_t, std::size_t) {
+                for (std::int32_t k = next++; k < count; k = next++) {
+                    body(k);
+                }
+            });
 }
 
 } // namespace zrk
