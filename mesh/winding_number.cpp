@@ -19,46 +19,50 @@ constexpr double kFullAngle = 12.566370614359172; // 4 pi
 
 /// The moments of a group that isn't complete yet. The fourth components are there to make whole vectors
 /// and mean nothing.
-struct GroupSum {
+struct alignas(32) GroupSum {
     using Vector = Tensor<4, double>;
 
-    double area = 0.0;
     Vector center{};
     Vector moment0{};
     Vector moment1[3] = {};
+    double area = 0.0;
 };
 
-GroupSum ofTriangle(const Point& a, const Point& b, const Point& c)
+void sumUp(const Point& a, const Point& b, const Point& c, GroupSum& triangle)
 {
     const Point center = (a + b + c) * (1.0 / 3.0);
     const Point area = 0.5 * cross(b - a, c - a);
-    GroupSum sum;
-    sum.area = length(area);
-    std::copy_n(center.begin(), 3, sum.center.begin());
-    std::copy_n(area.begin(), 3, sum.moment0.begin());
-    return sum;
+    triangle.center = {center[0], center[1], center[2], 0.0};
+    triangle.moment0 = {area[0], area[1], area[2], 0.0};
+    triangle.area = length(area);
 }
 
-/// Adds groups up.
-inline GroupSum sumOf(const GroupSum* parts, std::int32_t count)
+/// Adds groups up, to a sum of zero.
+void sumUp(std::span<const GroupSum> parts, GroupSum& sum)
 {
-    GroupSum sum;
-    for (const GroupSum& part : std::span(parts, static_cast<std::size_t>(count))) {
-        sum.area += part.area;
-        sum.center = sum.center + part.area * part.center;
+    double area = 0.0;
+    GroupSum::Vector center{};
+    for (const GroupSum& part : parts) {
+        area += part.area;
+        center = center + part.area * part.center;
     }
-    if (!(sum.area > 0.0)) {
-        return {};
+    if (!(area > 0.0)) {
+        return;
     }
-    sum.center = sum.center * (1.0 / sum.area);
-    for (const GroupSum& part : std::span(parts, static_cast<std::size_t>(count))) {
-        const GroupSum::Vector shift = part.center - sum.center;
-        sum.moment0 = sum.moment0 + part.moment0;
+    center = center * (1.0 / area);
+    GroupSum::Vector moment0{};
+    GroupSum::Vector moment1[3] = {};
+    for (const GroupSum& part : parts) {
+        const GroupSum::Vector shift = part.center - center;
+        moment0 = moment0 + part.moment0;
         for (std::size_t i = 0; i < 3; ++i) {
-            sum.moment1[i] = sum.moment1[i] + (part.moment1[i] + shift[i] * part.moment0);
+            moment1[i] = moment1[i] + (part.moment1[i] + shift[i] * part.moment0);
         }
     }
-    return sum;
+    sum.center = center;
+    sum.moment0 = moment0;
+    std::copy_n(moment1, 3, sum.moment1);
+    sum.area = area;
 }
 
 /// The triangles of a subtree that fits into the nearest cache, and their sums.
@@ -81,15 +85,14 @@ public:
                     _coordinates[i][3 * t + k] = corners[k][i];
                 }
             }
-            _sums[t] = ofTriangle(corners[0], corners[1], corners[2]);
+            sumUp(corners[0], corners[1], corners[2], _sums[t]);
         }
     }
 
-    /// The sum of a few triangles.
-    GroupSum sum(IndexRange group) const
+    /// The sums of a part of the triangles.
+    std::span<const GroupSum> sums(IndexRange group) const
     {
-        const GroupSum* const first = _sums + (group.first - _first);
-        return group.count() == 1 ? *first : sumOf(first, group.count());
+        return {_sums + (group.first - _first), static_cast<std::size_t>(group.count())};
     }
 
     /// The largest squared distance from the centre to a corner of a group's triangles.
@@ -146,7 +149,7 @@ public:
         parallelTasks(static_cast<std::int32_t>(_tasks.size()), threads, [this](std::int32_t task) {
             TriangleRun run;
             const auto k = static_cast<std::size_t>(task);
-            _taskSums[k] = sum(_tasks[k], run);
+            sum(_tasks[k], run, _taskSums[k]);
         });
         std::size_t nextTask = 0;
         sumOfTasks(root, nextTask);
@@ -196,37 +199,45 @@ private:
         GroupSum halves[2];
         halves[0] = sumOfTasks(firstHalf(subtree), nextTask);
         halves[1] = sumOfTasks(secondHalf(subtree), nextTask);
-        return keepLarge(subtree.node, sumOf(halves, 2));
+        GroupSum whole;
+        sumUpLarge(subtree.node, halves, whole);
+        return whole;
     }
 
-    GroupSum sum(const Subtree& subtree, TriangleRun& run) const
+    void sum(const Subtree& subtree, TriangleRun& run, GroupSum& whole) const
     {
         if (subtree.positions.count() <= TriangleRun::kMaxCount) {
             run.load(_tree, subtree.positions);
-            return sumInRun(subtree, run);
+            sumInRun(subtree, run, whole);
+        } else {
+            GroupSum halves[2];
+            sum(firstHalf(subtree), run, halves[0]);
+            sum(secondHalf(subtree), run, halves[1]);
+            sumUpLarge(subtree.node, halves, whole);
         }
-        GroupSum halves[2];
-        halves[0] = sum(firstHalf(subtree), run);
-        halves[1] = sum(secondHalf(subtree), run);
-        return keepLarge(subtree.node, sumOf(halves, 2));
     }
 
     /// The same for a subtree whose triangles are loaded.
-    GroupSum sumInRun(const Subtree& subtree, const TriangleRun& run) const
+    void sumInRun(const Subtree& subtree, const TriangleRun& run, GroupSum& whole) const
     {
-        if (subtree.positions.count() < static_cast<std::int32_t>(MeshMoments::kSmallestGroup)) {
-            return run.sum(subtree.positions);
+        const std::span<const GroupSum> triangles = run.sums(subtree.positions);
+        if (triangles.size() == 1) {
+            whole = triangles[0];
+        } else if (triangles.size() < MeshMoments::kSmallestGroup) {
+            sumUp(triangles, whole);
+        } else {
+            GroupSum halves[2];
+            sumInRun(firstHalf(subtree), run, halves[0]);
+            sumInRun(secondHalf(subtree), run, halves[1]);
+            sumUp(halves, whole);
+            keep(subtree.node, whole, run.farthestCorner(subtree.positions, whole.center.begin()));
         }
-        const GroupSum halves[2] = {sumInRun(firstHalf(subtree), run), sumInRun(secondHalf(subtree), run)};
-        const GroupSum whole = sumOf(halves, 2);
-        keep(subtree.node, whole, run.farthestCorner(subtree.positions, whole.center.begin()));
-        return whole;
     }
 
-    GroupSum keepLarge(std::int32_t index, const GroupSum& whole) const
+    void sumUpLarge(std::int32_t index, const GroupSum (&halves)[2], GroupSum& whole) const
     {
+        sumUp(halves, whole);
         keep(index, whole, farthestVertex(index, {whole.center[0], whole.center[1], whole.center[2]}, 0.0));
-        return whole;
     }
 
     void keep(std::int32_t index, const GroupSum& sum, double squaredRadius) const
