@@ -1,7 +1,5 @@
 #include "mesh/flat_cylinders.h"
 
-#include "frame/values/large_pages.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -12,17 +10,10 @@ namespace zrk {
 namespace {
 
 using Vector = Tensor<3, float>;
+using Cylinder = FlatCylinders::Cylinder;
 
 /// Slack for rounding in the unit box.
 constexpr float kSlack = 5e-7f;
-
-struct Cylinder {
-    Vector center{};
-    Vector axis{0.0f, 0.0f, 1.0f};
-    float halfHeight = 0.0f;
-    float radius = 0.0f;
-    Vector normal{}; ///< sum of the area vectors
-};
 
 float norm(const Vector& v) { return std::sqrt(dot(v, v)); }
 
@@ -107,25 +98,28 @@ Cylinder aroundParts(std::span<const Cylinder> parts, const Vector& middle)
 
 FlatCylinders::FlatCylinders(const TriangleBlocks& triangles)
 {
-    const auto cylinders = triangles.tree.summaries<Cylinder>(
+    _nodes.resize(triangles.tree.nodes().size());
+    triangles.tree.summarize<Cylinder>(
         [&](std::size_t leaf, const FloatBox& box) {
             return aroundLeaf(triangles.blocks[leaf], triangles.tree.leaves()[leaf].count, middleOf(box));
         },
-        [](std::span<const Cylinder> parts, const FloatBox& box) {
-            return aroundParts(parts, middleOf(box));
+        [&](std::size_t node, std::span<const Cylinder> parts) {
+            keep(parts, _nodes[node]);
+            return aroundParts(parts, middleOf(triangles.tree.boxOf(node)));
         });
-    reserveOnLargePages(_nodes, cylinders.size());
-    _nodes.resize(cylinders.size());
-    for (std::size_t n = 0; n < cylinders.size(); ++n) {
-        for (std::size_t lane = 0; lane < kLanes; ++lane) {
-            const Cylinder& cylinder = cylinders[n][lane];
-            for (std::size_t i = 0; i < 3; ++i) {
-                _nodes[n].center[i][lane] = cylinder.center[i];
-                _nodes[n].axis[i][lane] = cylinder.axis[i];
-            }
-            _nodes[n].halfHeight[lane] = cylinder.halfHeight;
-            _nodes[n].radius[lane] = cylinder.radius;
+}
+
+void FlatCylinders::keep(std::span<const Cylinder> cylinders, Cylinders& node)
+{
+    node = {};
+    for (std::size_t lane = 0; lane < cylinders.size(); ++lane) {
+        const Cylinder& cylinder = cylinders[lane];
+        for (std::size_t i = 0; i < 3; ++i) {
+            node.center[i][lane] = cylinder.center[i];
+            node.axis[i][lane] = cylinder.axis[i];
         }
+        node.halfHeight[lane] = cylinder.halfHeight;
+        node.radius[lane] = cylinder.radius;
     }
 }
 

@@ -4,7 +4,7 @@
 #include "mesh/triangle_blocks.h"
 
 #include <cstddef>
-#include <vector>
+#include <span>
 
 namespace zrk {
 
@@ -13,6 +13,14 @@ namespace zrk {
 /// Immutable.
 class FlatCylinders {
 public:
+    struct Cylinder {
+        Tensor<3, float> center{};
+        Tensor<3, float> axis{0.0f, 0.0f, 1.0f};
+        float halfHeight = 0.0f;
+        float radius = 0.0f;
+        Tensor<3, float> normal{}; ///< sum of the area vectors inside
+    };
+
     explicit FlatCylinders(const TriangleBlocks& triangles);
 
     /// Squared distances from p to the cylinders of a node's children, no smaller than those to the boxes.
@@ -37,7 +45,9 @@ private:
         float radius[kLanes];
     };
 
-    std::vector<Cylinders> _nodes;
+    LargeArray<Cylinders> _nodes;
+
+    static void keep(std::span<const Cylinder> cylinders, Cylinders& node);
 };
 
 } // namespace zrk

@@ -82,14 +82,7 @@ SeedTable::SeedTable(const TriangleBlocks& triangles, std::span<const std::int32
     : _count(std::clamp(static_cast<std::int32_t>(std::cbrt(order.size() / 4.0)), 1, kMaxCells)),
       _triangles(static_cast<std::size_t>(_count * _count * _count))
 {
-    FloatBox box;
-    const WideTree::Node& root = triangles.tree.nodes().front();
-    for (int lane = 0; lane < kLanes; ++lane) {
-        for (int i = 0; i < 3; ++i) {
-            box.lower[i] = std::min(box.lower[i], root.lower[i][lane]);
-            box.upper[i] = std::max(box.upper[i], root.upper[i][lane]);
-        }
-    }
+    const FloatBox box = triangles.tree.boxOf(0);
     float size[3];
     for (int i = 0; i < 3; ++i) {
         size[i] = (box.upper[i] - box.lower[i]) / static_cast<float>(_count);

@@ -1,7 +1,5 @@
 #include "mesh/triangle_blocks.h"
 
-#include "frame/values/large_pages.h"
-
 #include <algorithm>
 
 namespace zrk {
@@ -44,8 +42,10 @@ bool isSliver(const Tensor<3, double>& e0, const Tensor<3, double>& e1, double s
 void fillBlock(const Hierarchy& hierarchy, const LocalFrame& frame, const WideTree::Leaf& leaf,
                TriangleBlock& block, std::uint8_t& slivers)
 {
+    slivers = 0;
     for (int lane = 0; lane < kLanes; ++lane) {
         const std::int32_t position = leaf.first + std::min(lane, leaf.count - 1);
+        hierarchy.prefetch(position, hierarchy.primitiveCount);
         const std::int32_t triangle = hierarchy.sortedPrimitives()[static_cast<std::size_t>(position)];
         Tensor<3, double> corners[3];
         for (int k = 0; k < 3; ++k) {
@@ -68,23 +68,20 @@ void fillBlock(const Hierarchy& hierarchy, const LocalFrame& frame, const WideTr
 TriangleBlocks::TriangleBlocks(const Hierarchy& hierarchy, const LocalFrame& localFrame) : frame(localFrame)
 {
     const std::int32_t count = hierarchy.primitiveCount;
-    std::vector<FloatBox> boxes;
-    reserveOnLargePages(boxes, static_cast<std::size_t>(count));
-    boxes.resize(static_cast<std::size_t>(count));
-    parallelLoop({0, count}, loopThreads(count), [&](IndexRange range) {
-        for (std::int32_t k = range.first; k < range.end; ++k) {
-            const auto position = static_cast<std::size_t>(k);
-            const std::size_t leaf = static_cast<std::size_t>(count) - 1 + position;
-            boxes[position] = localBox(hierarchy.nodes[leaf].box, frame);
-        }
-    });
-    tree = WideTree(boxes);
+    const std::int32_t threads = buildThreads(count);
+    const Hierarchy::Node* const leafNodes = hierarchy.nodes.data() + (count - 1);
+    tree = WideTree(
+        count,
+        [&](IndexRange range, FloatBox* boxes) {
+            for (std::int32_t k = range.first; k < range.end; ++k) {
+                boxes[k - range.first] = localBox(leafNodes[k].box, frame);
+            }
+        },
+        threads);
 
-    reserveOnLargePages(blocks, tree.leaves().size());
     blocks.resize(tree.leaves().size());
-    slivers.assign(blocks.size(), 0);
-    const auto leafCount = static_cast<std::int32_t>(blocks.size());
-    parallelLoop({0, leafCount}, loopThreads(count), [&](IndexRange range) {
+    slivers.resize(blocks.size());
+    parallelLoop({0, static_cast<std::int32_t>(blocks.size())}, threads, [&](IndexRange range) {
         for (std::int32_t k = range.first; k < range.end; ++k) {
             const auto leaf = static_cast<std::size_t>(k);
             fillBlock(hierarchy, frame, tree.leaves()[leaf], blocks[leaf], slivers[leaf]);

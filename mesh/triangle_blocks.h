@@ -6,7 +6,6 @@
 #include "mesh/wide_tree.h"
 
 #include <cstdint>
-#include <vector>
 
 namespace zrk {
 
@@ -24,8 +23,8 @@ struct alignas(32) TriangleBlock {
 struct TriangleBlocks {
     LocalFrame frame;
     WideTree tree;
-    std::vector<TriangleBlock> blocks; ///< one a leaf; unused lanes repeat the last triangle
-    std::vector<std::uint8_t> slivers; ///< for each leaf the lanes whose float distance can't be relied on
+    LargeArray<TriangleBlock> blocks; ///< one a leaf; unused lanes repeat the last triangle
+    LargeArray<std::uint8_t> slivers; ///< for each leaf the lanes whose float distance can't be relied on
 
     /// @param hierarchy  with bounds that a frame can be made of.
     TriangleBlocks(const BVH<double, 3, 3>& hierarchy, const LocalFrame& frame);

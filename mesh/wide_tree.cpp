@@ -1,232 +1,290 @@
 #include "mesh/wide_tree.h"
 
-#include "frame/engine/parallel_loop.h"
-#include "frame/values/large_pages.h"
-
-#include <algorithm>
 
 namespace zrk {
-
-void FloatBox::include(const FloatBox& other)
-{
-    for (int i = 0; i < 3; ++i) {
-        lower[i] = std::min(lower[i], other.lower[i]);
-        upper[i] = std::max(upper[i], other.upper[i]);
-    }
-}
-
-float FloatBox::area() const
-{
-    const float x = upper[0] - lower[0];
-    const float y = upper[1] - lower[1];
-    const float z = upper[2] - lower[2];
-    return x * y + y * z + z * x;
-}
 
 namespace {
 
 /// Cost of a leaf for its own sake, in areas of a primitive's box: what full leaves are worth.
 constexpr float kLeafCost = 8.0f;
 
+/// Primitives that are cut into leaves together.
+constexpr std::int32_t kRun = 1024;
+
 /// Binary levels that go by area; below them ranges are halved, which bounds the depth.
 constexpr int kDeepestByArea = 60;
 
-/// Cuts a run of primitives into leaves of least total area.
-void cutIntoLeaves(std::span<const FloatBox> boxes, IndexRange range, float leafCost,
-                   std::vector<WideTree::Leaf>& leaves)
+/// Leaves that stand one after the other, and their boxes.
+struct LeafRow {
+    std::vector<WideTree::Leaf> leaves;
+    std::vector<FloatBox> boxes;
+
+    void add(const WideTree::Leaf& leaf, std::span<const FloatBox> boxesInside)
+    {
+        FloatBox box;
+        for (const FloatBox& inside : boxesInside) {
+            box.include(inside);
+        }
+        leaves.push_back(leaf);
+        boxes.push_back(box);
+    }
+};
+
+/// Cuts a run of primitives, the first of which is `first`, into leaves of least total area.
+void cutIntoLeaves(std::span<const FloatBox> boxes, std::int32_t first, float leafCost, LeafRow& row)
 {
     struct Step {
         float cost;
         std::int32_t count; ///< of the last leaf, when the run ends here
     };
-    std::vector<Step> steps(static_cast<std::size_t>(range.count()) + 1);
+    Step steps[kRun + 1];
+    const auto boxCount = static_cast<std::int32_t>(boxes.size());
     steps[0] = {0.0f, 0};
-    for (std::int32_t end = 1; end <= range.count(); ++end) {
+    for (std::int32_t end = 1; end <= boxCount; ++end) {
         FloatBox box;
         Step best{std::numeric_limits<float>::infinity(), 1};
         for (std::int32_t count = 1; count <= std::min(end, kLanes); ++count) {
-            const std::int32_t before = end - count;
-            box.include(boxes[static_cast<std::size_t>(range.first + before)]);
-            const float cost = steps[static_cast<std::size_t>(before)].cost + box.area() + leafCost;
+            box.include(boxes[static_cast<std::size_t>(end - count)]);
+            const float cost = steps[end - count].cost + box.area() + leafCost;
             if (cost < best.cost) {
                 best = {cost, count};
             }
         }
-        steps[static_cast<std::size_t>(end)] = best;
-        // Costs are compared over a few steps only; kept small, they stay exact.
-        if (end % 1024 == 0) {
-            for (std::int32_t k = std::max(0, end - kLanes); k <= end; ++k) {
-                steps[static_cast<std::size_t>(k)].cost -= best.cost;
-            }
-        }
+        steps[end] = best;
     }
-    const std::size_t firstLeaf = leaves.size();
-    for (std::int32_t end = range.count(); end > 0;) {
-        const std::int32_t count = steps[static_cast<std::size_t>(end)].count;
-        end -= count;
-        leaves.push_back({range.first + end, count});
+    std::int32_t ends[kRun];
+    std::int32_t leafCount = 0;
+    for (std::int32_t end = boxCount; end > 0; end -= steps[end].count) {
+        ends[leafCount++] = end;
     }
-    std::reverse(leaves.begin() + static_cast<std::ptrdiff_t>(firstLeaf), leaves.end());
+    while (leafCount-- > 0) {
+        const std::int32_t end = ends[leafCount];
+        const std::int32_t count = steps[end].count;
+        row.add({first + end - count, count}, boxes.subspan(static_cast<std::size_t>(end - count),
+                                                            static_cast<std::size_t>(count)));
+    }
 }
 
 } // namespace
 
-/// Builds a binary tree over the leaves by the surface area heuristic, whose splits are between neighbours,
-/// and takes eight of its nodes at a time.
+/// Takes the leaves apart by the surface area heuristic, with splits between neighbours, until there are
+/// eight parts, and so on for each part.
 class WideTreeBuilder {
 public:
-    WideTreeBuilder(std::span<const FloatBox> boxes, WideTree& tree) : _tree(tree)
+    WideTreeBuilder(std::int32_t count, const WideTree::Boxes& boxes, WideTree& tree) : _tree(tree)
     {
-        makeLeaves(boxes);
-        const auto count = static_cast<std::int32_t>(_boxes.size());
-        reserveOnLargePages(_binary, 2 * _boxes.size());
-        _areas.resize(_boxes.size());
-        split({0, count}, 0);
-        _tree._nodes.reserve(_boxes.size() / 4 + 1);
-        collapse(0);
+        makeLeaves(count, boxes);
+        makeNodes();
     }
 
 private:
-    struct Binary {
+    /// Part of the leaves, and how often the whole was split to get it.
+    struct Part {
+        IndexRange leaves;
         FloatBox box;
-        std::int32_t left; ///< the leaf where `right` is -1
-        std::int32_t right;
-        std::int32_t leafCount;
+        int depth;
+    };
+    /// A subtree that is built on its own, and its place.
+    struct Task {
+        Part whole;
+        std::size_t parent;
+        int lane;
+        std::vector<WideTree::Node> nodes;
     };
 
     WideTree& _tree;
-    std::vector<FloatBox> _boxes; ///< of the leaves
-    std::vector<float> _areas;
-    std::vector<Binary> _binary;
+    LargeArray<FloatBox> _boxes; ///< of the leaves
+    LargeArray<FloatBox> _after; ///< while a part is split: around its leaves from each one on
+    std::int32_t _taskSize = 0;
+    std::vector<Task> _tasks;
 
-    void makeLeaves(std::span<const FloatBox> boxes)
+    void makeLeaves(std::int32_t count, const WideTree::Boxes& boxes)
     {
-        const auto count = static_cast<std::int32_t>(boxes.size());
-        double area = 0.0;
-        for (const FloatBox& box : boxes) {
-            area += box.area();
-        }
-        const float leafCost = kLeafCost * static_cast<float>(area / count);
-        const std::int32_t threads = loopThreads(count);
-        std::vector<std::vector<WideTree::Leaf>> parts(static_cast<std::size_t>(threads));
+        const float leafCost = kLeafCost * meanArea(count, boxes);
+        const std::int32_t runs = (count + kRun - 1) / kRun;
+        const std::int32_t threads = std::min(_tree._threads, runs);
+        std::vector<LeafRow> rows(static_cast<std::size_t>(threads));
         parallelLoop({0, threads}, threads, [&](IndexRange chunks) {
+            FloatBox ofRun[kRun];
             for (std::int32_t k = chunks.first; k < chunks.end; ++k) {
-                cutIntoLeaves(boxes, chunkOf({0, count}, threads, k), leafCost,
-                              parts[static_cast<std::size_t>(k)]);
+                const IndexRange chunk = chunkOf({0, runs}, threads, k);
+                for (std::int32_t run = chunk.first; run < chunk.end; ++run) {
+                    const IndexRange range{run * kRun, std::min(count, (run + 1) * kRun)};
+                    boxes(range, ofRun);
+                    cutIntoLeaves({ofRun, static_cast<std::size_t>(range.count())}, range.first, leafCost,
+                                  rows[static_cast<std::size_t>(k)]);
+                }
             }
         });
-        for (const std::vector<WideTree::Leaf>& part : parts) {
-            _tree._leaves.insert(_tree._leaves.end(), part.begin(), part.end());
+        std::size_t leafCount = 0;
+        for (const LeafRow& row : rows) {
+            leafCount += row.leaves.size();
         }
-        for (const WideTree::Leaf& leaf : _tree._leaves) {
+        _tree._leaves.reserve(leafCount);
+        _boxes.reserve(leafCount);
+        for (const LeafRow& row : rows) {
+            _tree._leaves.insert(_tree._leaves.end(), row.leaves.begin(), row.leaves.end());
+            _boxes.insert(_boxes.end(), row.boxes.begin(), row.boxes.end());
+        }
+    }
+
+    /// Of the primitives' boxes, by some of them.
+    static float meanArea(std::int32_t count, const WideTree::Boxes& boxes)
+    {
+        const std::int32_t stride = count / 1024 + 1;
+        float sum = 0.0f;
+        std::int32_t samples = 0;
+        for (std::int32_t k = 0; k < count; k += stride) {
             FloatBox box;
-            for (std::int32_t k = 0; k < leaf.count; ++k) {
-                box.include(boxes[static_cast<std::size_t>(leaf.first + k)]);
-            }
-            _boxes.push_back(box);
+            boxes({k, k + 1}, &box);
+            sum += box.area();
+            ++samples;
         }
+        return sum / static_cast<float>(samples);
     }
 
-    std::int32_t split(IndexRange leaves, int depth)
+    void makeNodes()
     {
-        const auto index = static_cast<std::int32_t>(_binary.size());
-        _binary.emplace_back();
-        if (leaves.count() == 1) {
-            _binary.back() = {_boxes[static_cast<std::size_t>(leaves.first)], leaves.first, -1, 1};
-            return index;
-        }
-        const std::int32_t middle =
-            depth < kDeepestByArea ? bestSplit(leaves) : leaves.first + leaves.count() / 2;
-        const std::int32_t left = split({leaves.first, middle}, depth + 1);
-        const std::int32_t right = split({middle, leaves.end}, depth + 1);
-        Binary& node = _binary[static_cast<std::size_t>(index)];
-        node.left = left;
-        node.right = right;
-        node.leafCount = leaves.count();
-        node.box = _binary[static_cast<std::size_t>(left)].box;
-        node.box.include(_binary[static_cast<std::size_t>(right)].box);
-        return index;
-    }
-
-    /// Where the sum over both sides of area times number of leaves is least. Near the leaves, whole nodes
-    /// are cut off.
-    std::int32_t bestSplit(IndexRange leaves)
-    {
-        const std::int32_t step = leaves.count() <= kLanes            ? 1
-                                  : leaves.count() <= kLanes * kLanes ? kLanes
-                                                                      : 1;
+        constexpr std::int32_t kTasksPerThread = 16;
+        const auto count = static_cast<std::int32_t>(_boxes.size());
+        _after.resize(_boxes.size());
+        _taskSize = _tree._threads == 1 ? 0 : count / (kTasksPerThread * _tree._threads);
         FloatBox box;
-        for (std::int32_t k = leaves.end - 1; k > leaves.first; --k) {
-            box.include(_boxes[static_cast<std::size_t>(k)]);
-            _areas[static_cast<std::size_t>(k)] = box.area();
+        for (const FloatBox& leaf : _boxes) {
+            box.include(leaf);
         }
-        box = FloatBox();
-        float best = std::numeric_limits<float>::infinity();
-        std::int32_t middle = leaves.first + leaves.count() / 2;
-        for (std::int32_t k = leaves.first + 1; k < leaves.end; ++k) {
-            box.include(_boxes[static_cast<std::size_t>(k - 1)]);
-            const float cost = box.area() * static_cast<float>(k - leaves.first) +
-                               _areas[static_cast<std::size_t>(k)] * static_cast<float>(leaves.end - k);
-            if (cost < best && (k - leaves.first) % step == 0) {
-                best = cost;
-                middle = k;
-            }
-        }
-        return middle;
+        std::vector<WideTree::Node> nodes;
+        addNode({{0, count}, box, 0}, nodes, &_tasks);
+        parallelTasks(static_cast<std::int32_t>(_tasks.size()), _tree._threads, [this](std::int32_t k) {
+            Task& task = _tasks[static_cast<std::size_t>(k)];
+            addNode(task.whole, task.nodes, nullptr);
+        });
+        joinTasks(nodes);
     }
 
-    std::int32_t collapse(std::int32_t root)
+    /// Puts the nodes of the tasks behind those that are given.
+    void joinTasks(std::vector<WideTree::Node>& top)
     {
-        std::int32_t slots[kLanes] = {root};
-        int used = 1;
-        while (used < kLanes) {
+        std::size_t count = top.size();
+        for (const Task& task : _tasks) {
+            top[task.parent].child[task.lane] = static_cast<std::int32_t>(count);
+            _tree._subtrees.push_back(static_cast<std::int32_t>(count));
+            count += task.nodes.size();
+        }
+        _tree._nodes.reserve(count);
+        _tree._nodes.insert(_tree._nodes.end(), top.begin(), top.end());
+        for (Task& task : _tasks) {
+            const auto first = static_cast<std::int32_t>(_tree._nodes.size());
+            for (WideTree::Node& node : task.nodes) {
+                for (std::int32_t& child : node.child) {
+                    child += WideTree::isLeaf(child) || child == WideTree::kNoChild ? 0 : first;
+                }
+            }
+            _tree._nodes.insert(_tree._nodes.end(), task.nodes.begin(), task.nodes.end());
+        }
+    }
+
+    /// Adds a node over the leaves of a part, and those below it, but for the subtrees that are left as tasks.
+    /// @return its index.
+    std::int32_t addNode(const Part& whole, std::vector<WideTree::Node>& nodes, std::vector<Task>* tasks)
+    {
+        Part parts[kLanes];
+        const int count = split(whole, parts);
+        const std::size_t index = nodes.size();
+        nodes.emplace_back();
+        for (int lane = 0; lane < kLanes; ++lane) {
+            const Part& part = parts[lane];
+            std::int32_t child = WideTree::kNoChild;
+            if (lane < count && part.leaves.count() == 1) {
+                child = ~part.leaves.first;
+            } else if (lane < count && tasks && part.leaves.count() <= _taskSize) {
+                tasks->push_back({part, index, lane, {}});
+            } else if (lane < count) {
+                child = addNode(part, nodes, tasks);
+            }
+            WideTree::Node& node = nodes[index];
+            for (int i = 0; i < 3; ++i) {
+                node.lower[i][lane] = part.box.lower[i];
+                node.upper[i][lane] = part.box.upper[i];
+            }
+            node.child[lane] = child;
+        }
+        return static_cast<std::int32_t>(index);
+    }
+
+    /// Up to eight parts of the whole. What fits into one node stays together, but for the whole itself.
+    int split(const Part& whole, Part (&parts)[kLanes])
+    {
+        if (whole.leaves.count() <= kLanes) {
+            for (std::int32_t k = whole.leaves.first; k < whole.leaves.end; ++k) {
+                parts[k - whole.leaves.first] = {{k, k + 1}, _boxes[static_cast<std::size_t>(k)], 0};
+            }
+            return whole.leaves.count();
+        }
+        parts[0] = whole;
+        int count = 1;
+        while (count < kLanes) {
             int widest = -1;
-            for (int k = 0; k < used; ++k) {
-                // What fits into one node stays together, but for the root of this one.
-                if (binary(slots[k]).leafCount > (binary(root).leafCount > kLanes ? kLanes : 1) &&
-                    (widest == -1 || binary(slots[k]).box.area() > binary(slots[widest]).box.area())) {
+            for (int k = 0; k < count; ++k) {
+                if (parts[k].leaves.count() > kLanes &&
+                    (widest == -1 || parts[k].box.area() > parts[widest].box.area())) {
                     widest = k;
                 }
             }
             if (widest == -1) {
                 break;
             }
-            const Binary& opened = binary(slots[widest]);
-            slots[widest] = opened.left;
-            slots[used++] = opened.right;
+            halve(parts[widest], parts[count++]);
         }
-        const auto index = static_cast<std::int32_t>(_tree._nodes.size());
-        _tree._nodes.emplace_back();
-        for (int k = 0; k < kLanes; ++k) {
-            fill(static_cast<std::size_t>(index), k, k < used ? slots[k] : -1);
-        }
-        return index;
+        return count;
     }
 
-    void fill(std::size_t node, int lane, std::int32_t slot)
+    /// Leaves the first half of a part in place and puts the second half elsewhere: where the sum over both of
+    /// area times number of leaves is least. Near the leaves, whole nodes are cut off.
+    void halve(Part& part, Part& second)
     {
-        std::int32_t child = WideTree::kNoChild;
+        const IndexRange leaves = part.leaves;
         FloatBox box;
-        if (slot != -1) {
-            box = binary(slot).box;
-            child = binary(slot).right == -1 ? ~binary(slot).left : collapse(slot);
+        for (std::int32_t k = leaves.end - 1; k > leaves.first; --k) {
+            box.include(_boxes[static_cast<std::size_t>(k)]);
+            _after[static_cast<std::size_t>(k)] = box;
         }
-        WideTree::Node& wide = _tree._nodes[node];
-        for (int i = 0; i < 3; ++i) {
-            wide.lower[i][lane] = box.lower[i];
-            wide.upper[i][lane] = box.upper[i];
+        const bool isNearLeaves = leaves.count() <= kLanes * kLanes;
+        const bool isTooDeep = part.depth >= kDeepestByArea;
+        const std::int32_t step = isTooDeep ? (leaves.count() + 1) / 2 : isNearLeaves ? kLanes : 1;
+        box = FloatBox();
+        float best = std::numeric_limits<float>::infinity();
+        std::int32_t middle = leaves.first + step;
+        std::int32_t added = leaves.first;
+        for (std::int32_t k = leaves.first + step; k < leaves.end; k += step) {
+            for (; added < k; ++added) {
+                box.include(_boxes[static_cast<std::size_t>(added)]);
+            }
+            const float cost = box.area() * static_cast<float>(k - leaves.first) +
+                               _after[static_cast<std::size_t>(k)].area() * static_cast<float>(leaves.end - k);
+            if (cost < best) {
+                best = cost;
+                middle = k;
+                part.box = box;
+            }
         }
-        wide.child[lane] = child;
+        part = {{leaves.first, middle}, part.box, part.depth + 1};
+        second = {{middle, leaves.end}, _after[static_cast<std::size_t>(middle)], part.depth};
     }
-
-    const Binary& binary(std::int32_t index) const { return _binary[static_cast<std::size_t>(index)]; }
 };
 
-WideTree::WideTree(std::span<const FloatBox> boxes)
+WideTree::WideTree(std::int32_t count, const Boxes& boxes, std::int32_t threads) : _threads(threads)
 {
-    WideTreeBuilder(boxes, *this);
-    _nodes.shrink_to_fit();
-    _leaves.shrink_to_fit();
+    WideTreeBuilder(count, boxes, *this);
+}
+
+FloatBox WideTree::boxOf(std::size_t node) const
+{
+    FloatBox box;
+    for (int lane = 0; lane < kLanes; ++lane) {
+        box.include(boxOf(_nodes[node], lane));
+    }
+    return box;
 }
 
 } // namespace zrk

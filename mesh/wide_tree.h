@@ -1,10 +1,13 @@
 #pragma once
 
+#include "frame/engine/parallel_loop.h"
+#include "frame/values/large_pages.h"
 #include "mesh/float8.h"
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <span>
 #include <vector>
@@ -18,9 +21,21 @@ struct FloatBox {
     float upper[3] = {-std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(),
                       -std::numeric_limits<float>::infinity()};
 
-    void include(const FloatBox& other);
+    void include(const FloatBox& other)
+    {
+        for (int i = 0; i < 3; ++i) {
+            lower[i] = std::min(lower[i], other.lower[i]);
+            upper[i] = std::max(upper[i], other.upper[i]);
+        }
+    }
     /// Half of the surface.
-    float area() const;
+    float area() const
+    {
+        const float x = upper[0] - lower[0];
+        const float y = upper[1] - lower[1];
+        const float z = upper[2] - lower[2];
+        return x * y + y * z + z * x;
+    }
 };
 
 /// A tree with eight boxes a node over primitives that stand in some spatial order, for searches by
@@ -54,6 +69,15 @@ public:
     static constexpr std::int32_t kNoChild = std::numeric_limits<std::int32_t>::max();
     static bool isLeaf(std::int32_t child) { return child < 0; }
     static std::size_t leafIndex(std::int32_t child) { return static_cast<std::size_t>(~child); }
+    static FloatBox boxOf(const Node& node, int lane)
+    {
+        FloatBox box;
+        for (int i = 0; i < 3; ++i) {
+            box.lower[i] = node.lower[i][lane];
+            box.upper[i] = node.upper[i][lane];
+        }
+        return box;
+    }
     /// The children of a node take its first lanes.
     static int childCount(const Node& node)
     {
@@ -64,14 +88,21 @@ public:
         return count;
     }
 
+    /// Hands out the boxes of a range of primitives. Called from several threads at once.
+    using Boxes = std::function<void(IndexRange, FloatBox*)>;
+
     WideTree() = default;
-    /// @param boxes  a box a primitive, finite; at least one. Neighbours in this order, as of Morton codes,
-    ///               come into the same leaf.
-    explicit WideTree(std::span<const FloatBox> boxes);
+    /// @param count  of primitives; at least one.
+    /// @param boxes  a box a primitive, finite. Neighbours in this order, as of Morton codes, come into the
+    ///               same leaf. The boxes of a primitive are asked for twice at most.
+    /// @param threads  to build on.
+    WideTree(std::int32_t count, const Boxes& boxes, std::int32_t threads);
 
     /// Parents stand before their children; node 0 is the root.
-    const std::vector<Node>& nodes() const { return _nodes; }
-    const std::vector<Leaf>& leaves() const { return _leaves; }
+    const LargeArray<Node>& nodes() const { return _nodes; }
+    const LargeArray<Leaf>& leaves() const { return _leaves; }
+    /// The box around everything below a node.
+    FloatBox boxOf(std::size_t node) const;
     std::size_t bytes() const { return _nodes.capacity() * sizeof(Node) + _leaves.capacity() * sizeof(Leaf); }
 
     /// Walks the tree, nearer children first, and calls visit(leaf index) for the leaves that a nearest
@@ -89,21 +120,28 @@ public:
     template <class Open, class Visit>
     void descend(Open open, Visit visit) const;
 
-    /// What the caller says of a subtree, for each child of each node, from the leaves up.
+    /// What the caller says of the subtrees, from the leaves up and on several threads.
     ///
-    /// @param ofLeaf   Summary(leaf index, box)
-    /// @param ofParts  Summary(span of the children's summaries, box)
-    template <class Summary, class OfLeaf, class OfParts>
-    std::vector<std::array<Summary, kLanes>> summaries(OfLeaf ofLeaf, OfParts ofParts) const;
+    /// @param ofLeaf  Summary(leaf index, box)
+    /// @param ofNode  Summary(node index, span of its children's summaries)
+    template <class Summary, class OfLeaf, class OfNode>
+    void summarize(const OfLeaf& ofLeaf, const OfNode& ofNode) const;
 
 private:
     static constexpr int kMaxBinaryDepth = 96;
     static constexpr int kMaxPending = (kLanes - 1) * kMaxBinaryDepth + kLanes;
 
-    std::vector<Node> _nodes;
-    std::vector<Leaf> _leaves;
+    LargeArray<Node> _nodes;
+    LargeArray<Leaf> _leaves;
+    /// Nodes whose subtrees, one after the other, follow those that stand above all of them.
+    std::vector<std::int32_t> _subtrees;
+    std::int32_t _threads = 1; ///< that the tree was built on
 
     friend class WideTreeBuilder;
+
+    template <class Summary, class OfLeaf, class OfNode>
+    Summary summaryOf(std::size_t index, const OfLeaf& ofLeaf, const OfNode& ofNode,
+                      const Summary*& ofSubtrees) const;
 };
 
 template <class Open, class Visit>
@@ -125,30 +163,42 @@ void WideTree::descend(Open open, Visit visit) const
     }
 }
 
-template <class Summary, class OfLeaf, class OfParts>
-std::vector<std::array<Summary, kLanes>> WideTree::summaries(OfLeaf ofLeaf, OfParts ofParts) const
+template <class Summary, class OfLeaf, class OfNode>
+void WideTree::summarize(const OfLeaf& ofLeaf, const OfNode& ofNode) const
 {
-    std::vector<std::array<Summary, kLanes>> result(_nodes.size());
-    for (std::size_t n = _nodes.size(); n-- > 0;) {
-        const Node& node = _nodes[n];
-        for (int lane = 0; lane < childCount(node); ++lane) {
-            FloatBox box;
-            for (int i = 0; i < 3; ++i) {
-                box.lower[i] = node.lower[i][lane];
-                box.upper[i] = node.upper[i][lane];
-            }
-            Summary& summary = result[n][static_cast<std::size_t>(lane)];
-            const std::int32_t child = node.child[lane];
-            if (isLeaf(child)) {
-                summary = ofLeaf(leafIndex(child), box);
-            } else {
-                const auto index = static_cast<std::size_t>(child);
-                const auto parts = static_cast<std::size_t>(childCount(_nodes[index]));
-                summary = ofParts(std::span<const Summary>(result[index].data(), parts), box);
-            }
+    std::vector<Summary> ofSubtrees(_subtrees.size());
+    parallelTasks(static_cast<std::int32_t>(_subtrees.size()), _threads, [&](std::int32_t k) {
+        const auto subtree = static_cast<std::size_t>(k);
+        const Summary* none = nullptr;
+        ofSubtrees[subtree] =
+            summaryOf(static_cast<std::size_t>(_subtrees[subtree]), ofLeaf, ofNode, none);
+    });
+    const Summary* next = ofSubtrees.data();
+    summaryOf(0, ofLeaf, ofNode, next);
+}
+
+/// @param ofSubtrees  those that are known, in the order in which the walk comes to them.
+template <class Summary, class OfLeaf, class OfNode>
+Summary WideTree::summaryOf(std::size_t index, const OfLeaf& ofLeaf, const OfNode& ofNode,
+                            const Summary*& ofSubtrees) const
+{
+    const std::int32_t firstBelow =
+        _subtrees.empty() ? std::numeric_limits<std::int32_t>::max() : _subtrees.front();
+    const bool isAbove = static_cast<std::int32_t>(index) < firstBelow;
+    const Node& node = _nodes[index];
+    const int count = childCount(node);
+    Summary children[kLanes];
+    for (int lane = 0; lane < count; ++lane) {
+        const std::int32_t child = node.child[lane];
+        if (isLeaf(child)) {
+            children[lane] = ofLeaf(leafIndex(child), boxOf(node, lane));
+        } else if (isAbove && child >= firstBelow) {
+            children[lane] = *ofSubtrees++;
+        } else {
+            children[lane] = summaryOf(static_cast<std::size_t>(child), ofLeaf, ofNode, ofSubtrees);
         }
     }
-    return result;
+    return ofNode(index, std::span<const Summary>(children, static_cast<std::size_t>(count)));
 }
 
 template <class Refine, class Visit>

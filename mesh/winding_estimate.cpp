@@ -10,17 +10,10 @@ namespace zrk {
 namespace {
 
 using Vector = Tensor<3, float>;
+using Group = WindingEstimate::Group;
 
 constexpr float kAccuracy = 2.0f; ///< radii at which a group counts as far
 constexpr float kPerFullAngle = std::numbers::inv_pi_v<float> / 4.0f;
-
-struct Group {
-    Vector center{};
-    float area = 0.0f;
-    float radius = 0.0f;
-    Vector moment0{};
-    float moment1[6] = {};
-};
 
 /// Adds a part with its centre at a distance from the sum's.
 void add(Group& sum, const Group& part)
@@ -136,28 +129,33 @@ private:
 
 WindingEstimate::WindingEstimate(const TriangleBlocks& triangles) : _triangles(triangles)
 {
-    const auto groups = triangles.tree.summaries<Group>(
+    _nodes.resize(triangles.tree.nodes().size());
+    triangles.tree.summarize<Group>(
         [&](std::size_t leaf, const FloatBox&) {
             return ofLeaf(triangles.blocks[leaf],
                           static_cast<std::size_t>(triangles.tree.leaves()[leaf].count));
         },
-        [](std::span<const Group> parts, const FloatBox&) { return sumOf(parts); });
-    _nodes.resize(groups.size());
-    for (std::size_t n = 0; n < groups.size(); ++n) {
-        for (std::size_t lane = 0; lane < kLanes; ++lane) {
-            const Group& group = groups[n][lane];
-            Groups& node = _nodes[n];
-            for (std::size_t i = 0; i < 3; ++i) {
-                // Lanes without a child lie beyond all positions and weigh nothing.
-                const bool isUsed = triangles.tree.nodes()[n].child[lane] != WideTree::kNoChild;
-                node.center[i][lane] = isUsed ? group.center[i] : 2.0f * LocalFrame::kReach;
-                node.moment0[i][lane] = kPerFullAngle * group.moment0[i];
-            }
-            for (std::size_t k = 0; k < 6; ++k) {
-                node.moment1[k][lane] = kPerFullAngle * group.moment1[k];
-            }
-            node.squaredReach[lane] = kAccuracy * kAccuracy * group.radius * group.radius;
+        [this](std::size_t node, std::span<const Group> parts) {
+            keep(parts, _nodes[node]);
+            return sumOf(parts);
+        });
+}
+
+void WindingEstimate::keep(std::span<const Group> groups, Groups& node)
+{
+    node = {};
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+        // Lanes without a child lie beyond all positions and weigh nothing.
+        const bool isUsed = lane < groups.size();
+        const Group group = isUsed ? groups[lane] : Group();
+        for (std::size_t i = 0; i < 3; ++i) {
+            node.center[i][lane] = isUsed ? group.center[i] : 2.0f * LocalFrame::kReach;
+            node.moment0[i][lane] = kPerFullAngle * group.moment0[i];
         }
+        for (std::size_t k = 0; k < 6; ++k) {
+            node.moment1[k][lane] = kPerFullAngle * group.moment1[k];
+        }
+        node.squaredReach[lane] = kAccuracy * kAccuracy * group.radius * group.radius;
     }
 }
 

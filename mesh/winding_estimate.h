@@ -3,7 +3,7 @@
 #include "mesh/triangle_blocks.h"
 
 #include <cstddef>
-#include <vector>
+#include <span>
 
 namespace zrk {
 
@@ -14,6 +14,15 @@ public:
     struct Estimate {
         float value;
         float total; ///< sum of the contributions' sizes: what the error grows with
+    };
+
+    /// Some triangles, as seen from afar.
+    struct Group {
+        Tensor<3, float> center{};
+        float area = 0.0f;
+        float radius = 0.0f;
+        Tensor<3, float> moment0{};
+        float moment1[6] = {}; ///< the symmetric part: xx, yy, zz, xy, yz, zx
     };
 
     /// @param triangles  not owned, must outlive the estimate.
@@ -29,11 +38,13 @@ private:
         float center[3][kLanes];
         float squaredReach[kLanes]; ///< nearer than this they are opened
         float moment0[3][kLanes];
-        float moment1[6][kLanes]; ///< its symmetric part: xx, yy, zz, xy, yz, zx
+        float moment1[6][kLanes];
     };
 
     const TriangleBlocks& _triangles;
-    std::vector<Groups> _nodes;
+    LargeArray<Groups> _nodes;
+
+    static void keep(std::span<const Group> groups, Groups& node);
 };
 
 } // namespace zrk
