@@ -149,7 +149,7 @@ void BVH<T, N, D>::buildHierarchy()
     std::vector<std::vector<Subtree>> pending(static_cast<std::size_t>(threads));
     parallelLoop({0, threads}, threads, [&](IndexRange chunks) {
         for (std::int32_t k = chunks.first; k < chunks.end; ++k) {
-            linkLeaves(chunkOf({0, primitiveCount}, threads, k), pending[static_cast<std::size_t>(k)]);
+            pending[static_cast<std::size_t>(k)] = linkLeaves(chunkOf({0, primitiveCount}, threads, k));
         }
     });
     std::vector<Subtree> rest;
@@ -161,10 +161,12 @@ void BVH<T, N, D>::buildHierarchy()
     buildSeconds = watch.seconds();
 }
 
-/// Makes the leaves of some positions and all nodes that lie within these, and leaves the others' parts.
+/// Makes the leaves of some positions and all nodes that lie within these.
+/// @return what has no parent among them, from left to right.
 template <class T, int N, int D>
-void BVH<T, N, D>::linkLeaves(IndexRange positions, std::vector<Subtree>& pending)
+std::vector<typename BVH<T, N, D>::Subtree> BVH<T, N, D>::linkLeaves(IndexRange positions)
 {
+    std::vector<Subtree> pending;
     for (std::int32_t k = positions.first; k < positions.end; ++k) {
         _order[static_cast<std::size_t>(k)] = codes[static_cast<std::size_t>(k)].primitive;
     }
@@ -178,6 +180,7 @@ void BVH<T, N, D>::linkLeaves(IndexRange positions, std::vector<Subtree>& pendin
         append({k, k, index, sharedBefore, sharedAfter}, pending);
         sharedBefore = sharedAfter;
     }
+    return pending;
 }
 
 /// Adds the next subtree to a row of neighbours, and joins those at its end that share more bits with each

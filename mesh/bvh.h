@@ -159,7 +159,7 @@ private:
     void computeCodes();
     std::uint64_t codeOf(std::int32_t primitive) const;
     int commonPrefix(std::int32_t position) const;
-    void linkLeaves(IndexRange positions, std::vector<Subtree>& pending);
+    std::vector<Subtree> linkLeaves(IndexRange positions);
     void append(Subtree last, std::vector<Subtree>& pending);
     Subtree join(const Subtree& left, const Subtree& right);
 };

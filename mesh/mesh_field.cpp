@@ -1,6 +1,7 @@
 #include "mesh/mesh_field.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -31,14 +32,19 @@ std::uint64_t scrambled(std::int32_t from, std::int32_t to)
 /// that a sum of zero by chance is as probable as guessing 64 bits.
 bool edgesCancel(const std::vector<std::int32_t>& indices, std::int32_t triangleCount)
 {
-    std::uint64_t sum = 0;
-    for (std::size_t t = 0; t < static_cast<std::size_t>(triangleCount); ++t) {
-        for (std::size_t k = 0; k < 3; ++k) {
-            const std::int32_t a = indices[3 * t + k];
-            const std::int32_t b = indices[3 * t + (k + 1) % 3];
-            sum += a < b ? scrambled(a, b) : a > b ? ~scrambled(b, a) + 1 : 0;
+    std::atomic<std::uint64_t> sum{0};
+    parallelLoop({0, triangleCount}, buildThreads(triangleCount), [&](IndexRange triangles) {
+        std::uint64_t part = 0;
+        for (std::int32_t t = triangles.first; t < triangles.end; ++t) {
+            const std::int32_t* corners = indices.data() + std::ptrdiff_t{3} * t;
+            for (std::size_t k = 0; k < 3; ++k) {
+                const std::int32_t a = corners[k];
+                const std::int32_t b = corners[(k + 1) % 3];
+                part += a < b ? scrambled(a, b) : a > b ? ~scrambled(b, a) + 1 : 0;
+            }
         }
-    }
+        sum += part;
+    });
     return sum == 0;
 }
 
@@ -91,20 +97,7 @@ MeshWindingField::MeshWindingField(std::vector<double> vertices, std::vector<std
 {
     _bvh.buildHierarchy();
     _bvh.codes = {}; // memory that is of no more use
-    // Neither needs the other.
-    parallelLoop({0, 2}, loopThreads(triangleCount()), [this](IndexRange parts) {
-        for (std::int32_t part = parts.first; part < parts.end; ++part) {
-            if (part == 0) {
-                _moments.emplace(_bvh);
-            } else {
-                buildSearch();
-            }
-        }
-    });
-}
-
-void MeshWindingField::buildSearch()
-{
+    _moments.emplace(_bvh);
     _search.emplace(_bvh);
     if (_search->triangles()) {
         _estimate.emplace(*_search->triangles());

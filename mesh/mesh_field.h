@@ -74,7 +74,6 @@ private:
     bool _isClosed;
     double _nearSurface; ///< distance below which the estimate isn't good enough
 
-    void buildSearch();
     TriangleSearch::Nearest nearest(const double* point, const Trail& trail) const;
     bool isInside(const double* point, double distance) const;
     bool isInside(const double* point, double distance, const Trail& trail) const;

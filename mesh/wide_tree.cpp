@@ -1,6 +1,8 @@
 #include "mesh/wide_tree.h"
 
 
+#include <utility>
+
 namespace zrk {
 
 namespace {
@@ -108,12 +110,14 @@ private:
             FloatBox ofRun[kRun];
             for (std::int32_t k = chunks.first; k < chunks.end; ++k) {
                 const IndexRange chunk = chunkOf({0, runs}, threads, k);
+                LeafRow row; // grows away from the other threads' rows
                 for (std::int32_t run = chunk.first; run < chunk.end; ++run) {
                     const IndexRange range{run * kRun, std::min(count, (run + 1) * kRun)};
                     boxes(range, ofRun);
                     cutIntoLeaves({ofRun, static_cast<std::size_t>(range.count())}, range.first, leafCost,
-                                  rows[static_cast<std::size_t>(k)]);
+                                  row);
                 }
+                rows[static_cast<std::size_t>(k)] = std::move(row);
             }
         });
         std::size_t leafCount = 0;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -68,7 +69,7 @@ void sumUp(std::span<const GroupSum> parts, GroupSum& sum)
 /// The triangles of a subtree that fits into the nearest cache, and their sums.
 class TriangleRun {
 public:
-    static constexpr std::int32_t kMaxCount = 64;
+    static constexpr std::int32_t kMaxCount = 256;
 
     /// @param group  positions in the hierarchy's order.
     void load(const Tree& tree, IndexRange group)
@@ -237,7 +238,27 @@ private:
     void sumUpLarge(std::int32_t index, const GroupSum (&halves)[2], GroupSum& whole) const
     {
         sumUp(halves, whole);
-        keep(index, whole, farthestVertex(index, {whole.center[0], whole.center[1], whole.center[2]}, 0.0));
+        const Point center{whole.center[0], whole.center[1], whole.center[2]};
+        const std::optional<double> ofAll = index == 0 ? farthestOfAll(center) : std::nullopt;
+        keep(index, whole, ofAll ? *ofAll : farthestVertex(index, center, 0.0));
+    }
+
+    /// The largest squared distance from the centre to any vertex, if that one belongs to a triangle. No box
+    /// can be passed over where a mesh is much like a sphere.
+    std::optional<double> farthestOfAll(const Point& center) const
+    {
+        double largest = 0.0;
+        std::int32_t farthest = -1;
+        for (std::int32_t v = 0; v < _tree.vertexCount; ++v) {
+            const Point d = pointAt(_tree.vertices + std::ptrdiff_t{3} * v) - center;
+            const double square = dot(d, d);
+            if (square > largest) {
+                largest = square;
+                farthest = v;
+            }
+        }
+        const std::int32_t* const end = _tree.indices + std::ptrdiff_t{3} * _tree.primitiveCount;
+        return std::find(_tree.indices, end, farthest) != end ? std::optional(largest) : std::nullopt;
     }
 
     void keep(std::int32_t index, const GroupSum& sum, double squaredRadius) const
@@ -261,8 +282,9 @@ private:
     /// that don't reach farther are passed over.
     double farthestVertex(std::int32_t index, const Tensor<3, double>& center, double least) const
     {
+        constexpr std::size_t kFewTriangles = 16;
         const Tree::Node& node = nodeAt(index);
-        if (node.primitives.size() < 8) {
+        if (node.primitives.size() <= kFewTriangles) {
             for (const std::int32_t triangle : node.primitives) {
                 for (int k = 0; k < 3; ++k) {
                     const Tensor<3, double> d = pointAt(_tree.vertexOf(triangle, k)) - center;
@@ -330,10 +352,12 @@ void MeshMoments::numberRecords(const Tree& tree, LargeArray<std::int32_t>& spli
     const auto forEachChunk = [&](auto work) {
         parallelLoop({0, threads}, threads, [&](IndexRange chunks) {
             for (std::int32_t k = chunks.first; k < chunks.end; ++k) {
+                std::int32_t count = counts[static_cast<std::size_t>(k)];
                 const IndexRange chunk = chunkOf({0, innerCount}, threads, k);
                 for (std::int32_t i = chunk.first; i < chunk.end; ++i) {
-                    work(static_cast<std::size_t>(i), counts[static_cast<std::size_t>(k)]);
+                    work(static_cast<std::size_t>(i), count);
                 }
+                counts[static_cast<std::size_t>(k)] = count;
             }
         });
     };
