@@ -29,6 +29,17 @@ public:
     }
     const Vector& axis() const { return _axis; }
 
+    /// Eight points.
+    void include(const Float8Vector& points)
+    {
+        const Float8Vector axis{_axis[0], _axis[1], _axis[2]};
+        const Float8Vector d = points - Float8Vector{_around[0], _around[1], _around[2]};
+        const Float8 height = dot(d, axis);
+        const Float8Vector across = minusScaled(d, height, axis);
+        _lowest = std::min(_lowest, -largestLane(Float8(0.0f) - height));
+        _highest = std::max(_highest, largestLane(height));
+        _radius = std::max(_radius, std::sqrt(largestLane(dot(across, across))));
+    }
     /// A body that reaches so far from its centre along the axis, and so far from it across.
     void include(const Vector& center, float alongAxis, float across)
     {
@@ -54,8 +65,6 @@ private:
     float _radius = 0.0f;
 };
 
-Vector row(const float (&rows)[3][kLanes], int lane) { return {rows[0][lane], rows[1][lane], rows[2][lane]}; }
-
 Vector middleOf(const FloatBox& box)
 {
     return {0.5f * (box.lower[0] + box.upper[0]), 0.5f * (box.lower[1] + box.upper[1]),
@@ -64,17 +73,14 @@ Vector middleOf(const FloatBox& box)
 
 Cylinder aroundLeaf(const TriangleBlock& block, int count, const Vector& middle)
 {
-    Vector normal{};
-    for (int lane = 0; lane < count; ++lane) {
-        normal = normal + cross(row(block.edges[0], lane), row(block.edges[1], lane));
-    }
-    Extent extent(middle, normal);
-    for (int lane = 0; lane < count; ++lane) {
-        const Vector corner = row(block.corner, lane);
-        extent.include(corner, 0.0f, 0.0f);
-        extent.include(corner + row(block.edges[0], lane), 0.0f, 0.0f);
-        extent.include(corner + row(block.edges[1], lane), 0.0f, 0.0f);
-    }
+    const Float8Vector corner = Float8Vector::load(block.corner);
+    const Float8Vector edges[2] = {Float8Vector::load(block.edges[0]), Float8Vector::load(block.edges[1])};
+    const Float8Vector areas = cross(edges[0], edges[1]);
+    Extent extent(middle, {sumOfLanes(inFirstLanes(count, areas.x)), sumOfLanes(inFirstLanes(count, areas.y)),
+                           sumOfLanes(inFirstLanes(count, areas.z))});
+    extent.include(corner);
+    extent.include(corner + edges[0]);
+    extent.include(corner + edges[1]);
     return extent.cylinder();
 }
 

@@ -45,6 +45,19 @@ public:
     {
         return _mm256_blendv_ps(y._v, x._v, _mm256_cmp_ps(a._v, b._v, _CMP_LE_OQ));
     }
+    /// Of all lanes, in any order.
+    friend float sumOfLanes(Float8 a)
+    {
+        const __m128 four = _mm_add_ps(_mm256_castps256_ps128(a._v), _mm256_extractf128_ps(a._v, 1));
+        const __m128 two = _mm_add_ps(four, _mm_movehl_ps(four, four));
+        return _mm_cvtss_f32(_mm_add_ss(two, _mm_movehdup_ps(two)));
+    }
+    friend float largestLane(Float8 a)
+    {
+        const __m128 four = _mm_max_ps(_mm256_castps256_ps128(a._v), _mm256_extractf128_ps(a._v, 1));
+        const __m128 two = _mm_max_ps(four, _mm_movehl_ps(four, four));
+        return _mm_cvtss_f32(_mm_max_ss(two, _mm_movehdup_ps(two)));
+    }
 
 private:
     __m256 _v;
@@ -117,6 +130,22 @@ private:
     {
         return each([&](int i) { return a._v[i] <= b._v[i] ? x._v[i] : y._v[i]; });
     }
+    friend float sumOfLanes(const Float8& a)
+    {
+        float sum = 0.0f;
+        for (const float lane : a._v) {
+            sum += lane;
+        }
+        return sum;
+    }
+    friend float largestLane(const Float8& a)
+    {
+        float largest = a._v[0];
+        for (const float lane : a._v) {
+            largest = lane > largest ? lane : largest;
+        }
+        return largest;
+    }
 
 private:
     float _v[kLanes];
@@ -144,6 +173,14 @@ struct Float8Vector {
     {
         return {Float8::load(rows[0]), Float8::load(rows[1]), Float8::load(rows[2])};
     }
+    friend Float8Vector operator+(const Float8Vector& a, const Float8Vector& b)
+    {
+        return {a.x + b.x, a.y + b.y, a.z + b.z};
+    }
+    friend Float8Vector operator*(const Float8Vector& a, Float8 factor)
+    {
+        return {a.x * factor, a.y * factor, a.z * factor};
+    }
     friend Float8Vector operator-(const Float8Vector& a, const Float8Vector& b)
     {
         return {a.x - b.x, a.y - b.y, a.z - b.z};
@@ -163,6 +200,13 @@ struct Float8Vector {
         return {fma(minus, b.x, a.x), fma(minus, b.y, a.y), fma(minus, b.z, a.z)};
     }
 };
+
+/// A value in the first `count` lanes, zero in the others.
+inline Float8 inFirstLanes(int count, Float8 value)
+{
+    static constexpr float kNumbers[kLanes] = {0, 1, 2, 3, 4, 5, 6, 7};
+    return selectLessOrEqual(Float8::load(kNumbers), static_cast<float>(count - 1), value, 0.0f);
+}
 
 /// Calls use(lane) for each lane that holds, in ascending order.
 template <class Use>

@@ -43,28 +43,41 @@ Group sumOf(std::span<const Group> parts)
     return sum;
 }
 
-Vector row(const float (&rows)[3][kLanes], std::size_t lane)
+Vector sumOf(const Float8Vector& lanes)
 {
-    return {rows[0][lane], rows[1][lane], rows[2][lane]};
+    return {sumOfLanes(lanes.x), sumOfLanes(lanes.y), sumOfLanes(lanes.z)};
 }
 
-Group ofLeaf(const TriangleBlock& block, std::size_t count)
+Group ofLeaf(const TriangleBlock& block, int count)
 {
-    Group triangles[kLanes];
-    for (std::size_t lane = 0; lane < count; ++lane) {
-        const Vector corner = row(block.corner, lane);
-        const Vector ab = row(block.edges[0], lane);
-        const Vector ac = row(block.edges[1], lane);
-        Group& triangle = triangles[lane];
-        triangle.center = corner + (ab + ac) * (1.0f / 3.0f);
-        triangle.moment0 = 0.5f * cross(ab, ac);
-        triangle.area = std::sqrt(dot(triangle.moment0, triangle.moment0));
-        for (const Vector& vertex : {corner, corner + ab, corner + ac}) {
-            const Vector d = vertex - triangle.center;
-            triangle.radius = std::max(triangle.radius, std::sqrt(dot(d, d)));
-        }
+    const Float8Vector corner = Float8Vector::load(block.corner);
+    const Float8Vector ab = Float8Vector::load(block.edges[0]);
+    const Float8Vector ac = Float8Vector::load(block.edges[1]);
+    const Float8 half = inFirstLanes(count, 0.5f);
+    const Float8Vector moment0 = cross(ab, ac) * half;
+    const Float8 areas = sqrt(dot(moment0, moment0));
+    const Float8Vector center = corner + (ab + ac) * (1.0f / 3.0f);
+
+    Group sum;
+    sum.area = sumOfLanes(areas);
+    const Float8 weights = areas * (1.0f / sum.area);
+    sum.center = sum.area > 0.0f ? sumOf(center * weights) : Vector{block.corner[0][0], block.corner[1][0], block.corner[2][0]};
+    sum.moment0 = sumOf(moment0);
+    const Float8Vector shift = center - Float8Vector{sum.center[0], sum.center[1], sum.center[2]};
+    const auto mixed = [](Float8 d, Float8 e, Float8 m, Float8 n) { return sumOfLanes((d * n + e * m) * 0.5f); };
+    sum.moment1[0] = sumOfLanes(shift.x * moment0.x);
+    sum.moment1[1] = sumOfLanes(shift.y * moment0.y);
+    sum.moment1[2] = sumOfLanes(shift.z * moment0.z);
+    sum.moment1[3] = mixed(shift.x, shift.y, moment0.x, moment0.y);
+    sum.moment1[4] = mixed(shift.y, shift.z, moment0.y, moment0.z);
+    sum.moment1[5] = mixed(shift.z, shift.x, moment0.z, moment0.x);
+    Float8 reach = 0.0f;
+    for (const Float8Vector& vertex : {corner, corner + ab, corner + ac}) {
+        const Float8Vector d = vertex - center;
+        reach = maximum(reach, dot(d, d));
     }
-    return sumOf(std::span<const Group>(triangles, count));
+    sum.radius = largestLane(sqrt(dot(shift, shift)) + sqrt(reach));
+    return sum;
 }
 
 /// Within 1e-5 radians. Source: Abramowitz, Stegun, "Handbook of Mathematical Functions", 1964, 4.4.49.
@@ -107,22 +120,11 @@ public:
         _value = _value + contributions;
         _total = _total + abs(contributions);
     }
-    WindingEstimate::Estimate estimate() const { return {across(_value), across(_total)}; }
+    WindingEstimate::Estimate estimate() const { return {sumOfLanes(_value), sumOfLanes(_total)}; }
 
 private:
     Float8 _value = 0.0f;
     Float8 _total = 0.0f;
-
-    static float across(Float8 lanes)
-    {
-        float values[kLanes];
-        lanes.store(values);
-        float sum = 0.0f;
-        for (const float value : values) {
-            sum += value;
-        }
-        return sum;
-    }
 };
 
 } // namespace
@@ -132,8 +134,7 @@ WindingEstimate::WindingEstimate(const TriangleBlocks& triangles) : _triangles(t
     _nodes.resize(triangles.tree.nodes().size());
     triangles.tree.summarize<Group>(
         [&](std::size_t leaf, const FloatBox&) {
-            return ofLeaf(triangles.blocks[leaf],
-                          static_cast<std::size_t>(triangles.tree.leaves()[leaf].count));
+            return ofLeaf(triangles.blocks[leaf], triangles.tree.leaves()[leaf].count);
         },
         [this](std::size_t node, std::span<const Group> parts) {
             keep(parts, _nodes[node]);
@@ -161,7 +162,6 @@ void WindingEstimate::keep(std::span<const Group> groups, Groups& node)
 
 WindingEstimate::Estimate WindingEstimate::at(const float* local) const
 {
-    static constexpr float kLaneNumbers[kLanes] = {0, 1, 2, 3, 4, 5, 6, 7};
     const Float8Vector p{local[0], local[1], local[2]};
     const Float8 one = 1.0f;
     const Float8 zero = 0.0f;
@@ -186,9 +186,7 @@ WindingEstimate::Estimate WindingEstimate::at(const float* local) const
         },
         [&](std::size_t leaf) {
             const Float8 angles = halfAngles(_triangles.blocks[leaf], p);
-            const auto last = static_cast<float>(_triangles.tree.leaves()[leaf].count - 1);
-            sums.add(
-                selectLessOrEqual(Float8::load(kLaneNumbers), last, angles * (2.0f * kPerFullAngle), zero));
+            sums.add(inFirstLanes(_triangles.tree.leaves()[leaf].count, angles * (2.0f * kPerFullAngle)));
         });
     return sums.estimate();
 }
