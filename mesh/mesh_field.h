@@ -65,6 +65,9 @@ public:
     std::size_t bytes() const;
 
 private:
+    MeshWindingField(std::vector<double>&& vertices, std::vector<std::int32_t>&& indices,
+                     const StandingTeam& builders);
+
     std::vector<double> _vertices;
     std::vector<std::int32_t> _indices;
     BVH<double, 3, 3> _bvh;
