@@ -45,6 +45,12 @@ public:
     {
         return _mm256_blendv_ps(y._v, x._v, _mm256_cmp_ps(a._v, b._v, _CMP_LE_OQ));
     }
+    /// Each lane's value in the next one, and `first` in the first.
+    friend Float8 shiftedUp(Float8 a, float first)
+    {
+        const __m256i from = _mm256_setr_epi32(7, 0, 1, 2, 3, 4, 5, 6);
+        return _mm256_blend_ps(_mm256_permutevar8x32_ps(a._v, from), _mm256_set1_ps(first), 1);
+    }
     /// Of all lanes, in any order.
     friend float sumOfLanes(Float8 a)
     {
@@ -129,6 +135,10 @@ private:
     friend Float8 selectLessOrEqual(const Float8& a, const Float8& b, const Float8& x, const Float8& y)
     {
         return each([&](int i) { return a._v[i] <= b._v[i] ? x._v[i] : y._v[i]; });
+    }
+    friend Float8 shiftedUp(const Float8& a, float first)
+    {
+        return each([&](int i) { return i == 0 ? first : a._v[i - 1]; });
     }
     friend float sumOfLanes(const Float8& a)
     {

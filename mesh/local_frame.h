@@ -41,8 +41,13 @@ public:
     void toLocal(const double* point, T* local) const
     {
         for (std::size_t i = 0; i < 3; ++i) {
-            local[i] = static_cast<T>((point[i] - _center[i]) * _scale);
+            local[i] = static_cast<T>(toLocal(i, point[i]));
         }
+    }
+    /// One coordinate in the frame, in double.
+    double toLocal(std::size_t axis, double coordinate) const
+    {
+        return (coordinate - _center[axis]) * _scale;
     }
     /// Whether a position in the frame, NaN included, is too far for a search in float.
     static bool isOutOfReach(const float* local)

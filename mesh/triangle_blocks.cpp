@@ -26,42 +26,63 @@ FloatBox localBox(const Hierarchy::Box& box, const LocalFrame& frame)
     return local;
 }
 
-/// Whether the float distance of a triangle differs from the one by the formula in double by more than the
-/// margin: in float because edges almost coincide, in double because the square of the area is cut off.
-bool isSliver(const Tensor<3, double>& e0, const Tensor<3, double>& e1, double scale)
-{
-    const Tensor<3, double> e2 = e1 - e0;
-    const Tensor<3, double> normal = cross(e0, e1);
-    const double longest = std::max({dot(e0, e0), dot(e1, e1), dot(e2, e2)});
-    const double squaredArea = dot(normal, normal); // of the parallelogram
-    const bool isReliable = squaredArea > kFlatness * longest * longest && longest > 1e-16 &&
-                            squaredArea / (scale * scale * scale * scale) > 1e-28;
-    return !isReliable;
-}
+/// The triangles of a leaf in double, in the coordinates of the search.
+struct LeafTriangles {
+    double corner[3][kLanes];
+    double edges[2][3][kLanes];
 
-void fillBlock(const Hierarchy& hierarchy, const LocalFrame& frame, const WideTree::Leaf& leaf,
-               TriangleBlock& block, std::uint8_t& slivers)
-{
-    slivers = 0;
-    for (int lane = 0; lane < kLanes; ++lane) {
-        const std::int32_t position = leaf.first + std::min(lane, leaf.count - 1);
-        hierarchy.prefetch(position, hierarchy.primitiveCount);
-        const std::int32_t triangle = hierarchy.sortedPrimitives()[static_cast<std::size_t>(position)];
-        Tensor<3, double> corners[3];
-        for (int k = 0; k < 3; ++k) {
-            frame.toLocal(hierarchy.vertexOf(triangle, k), corners[k].begin());
+    LeafTriangles(const Hierarchy& hierarchy, const LocalFrame& frame, const WideTree::Leaf& leaf)
+    {
+        const double* corners[3][kLanes];
+        for (int lane = 0; lane < kLanes; ++lane) {
+            const std::int32_t position = leaf.first + std::min(lane, leaf.count - 1);
+            hierarchy.prefetch(position, hierarchy.primitiveCount);
+            const std::int32_t triangle = hierarchy.sortedPrimitives()[static_cast<std::size_t>(position)];
+            for (int k = 0; k < 3; ++k) {
+                corners[k][lane] = hierarchy.vertexOf(triangle, k);
+            }
         }
-        const Tensor<3, double> edges[2] = {corners[1] - corners[0], corners[2] - corners[0]};
         for (std::size_t i = 0; i < 3; ++i) {
-            block.corner[i][lane] = static_cast<float>(corners[0][i]);
-            block.edges[0][i][lane] = static_cast<float>(edges[0][i]);
-            block.edges[1][i][lane] = static_cast<float>(edges[1][i]);
-        }
-        if (isSliver(edges[0], edges[1], frame.scale())) {
-            slivers = static_cast<std::uint8_t>(slivers | 1u << lane);
+            for (int lane = 0; lane < kLanes; ++lane) {
+                corner[i][lane] = frame.toLocal(i, corners[0][lane][i]);
+                edges[0][i][lane] = frame.toLocal(i, corners[1][lane][i]) - corner[i][lane];
+                edges[1][i][lane] = frame.toLocal(i, corners[2][lane][i]) - corner[i][lane];
+            }
         }
     }
-}
+
+    /// The lanes whose distance in float differs from the one by the formula in double by more than the
+    /// margin: in float because edges almost coincide, in double because the square of the area is cut off.
+    std::uint8_t slivers(double scale) const
+    {
+        const double leastArea = 1e-28 * (scale * scale * scale * scale);
+        unsigned lanes = 0;
+        for (int lane = 0; lane < kLanes; ++lane) {
+            const auto edge = [&](int k) {
+                return Tensor<3, double>{edges[k][0][lane], edges[k][1][lane], edges[k][2][lane]};
+            };
+            const Tensor<3, double> e2 = edge(1) - edge(0);
+            const Tensor<3, double> normal = cross(edge(0), edge(1));
+            const double longest = std::max({dot(edge(0), edge(0)), dot(edge(1), edge(1)), dot(e2, e2)});
+            const double squaredArea = dot(normal, normal); // of the parallelogram
+            const bool isReliable =
+                squaredArea > kFlatness * longest * longest && longest > 1e-16 && squaredArea > leastArea;
+            lanes |= isReliable ? 0u : 1u << lane;
+        }
+        return static_cast<std::uint8_t>(lanes);
+    }
+
+    void store(TriangleBlock& block) const
+    {
+        for (int i = 0; i < 3; ++i) {
+            for (int lane = 0; lane < kLanes; ++lane) {
+                block.corner[i][lane] = static_cast<float>(corner[i][lane]);
+                block.edges[0][i][lane] = static_cast<float>(edges[0][i][lane]);
+                block.edges[1][i][lane] = static_cast<float>(edges[1][i][lane]);
+            }
+        }
+    }
+};
 
 } // namespace
 
@@ -84,7 +105,9 @@ TriangleBlocks::TriangleBlocks(const Hierarchy& hierarchy, const LocalFrame& loc
     parallelLoop({0, static_cast<std::int32_t>(blocks.size())}, threads, [&](IndexRange range) {
         for (std::int32_t k = range.first; k < range.end; ++k) {
             const auto leaf = static_cast<std::size_t>(k);
-            fillBlock(hierarchy, frame, tree.leaves()[leaf], blocks[leaf], slivers[leaf]);
+            const LeafTriangles triangles(hierarchy, frame, tree.leaves()[leaf]);
+            triangles.store(blocks[leaf]);
+            slivers[leaf] = triangles.slivers(frame.scale());
         }
     });
 }

@@ -32,36 +32,55 @@ struct LeafRow {
     }
 };
 
+/// The cheapest way to cut a run of boxes into leaves, so far as it has come.
+class LeafCut {
+public:
+    explicit LeafCut(float leafCost) : _leafCost(leafCost) {}
+
+    /// @return the number of boxes in the last leaf if the run ends with this box.
+    std::int32_t add(const FloatBox& box)
+    {
+        constexpr float kInfinity = std::numeric_limits<float>::infinity();
+        Float8 extents[3];
+        for (int i = 0; i < 3; ++i) {
+            _lower[i] = minimum(shiftedUp(_lower[i], kInfinity), box.lower[i]);
+            _upper[i] = maximum(shiftedUp(_upper[i], -kInfinity), box.upper[i]);
+            extents[i] = _upper[i] - _lower[i];
+        }
+        const Float8 areas = fma(extents[0], extents[1] + extents[2], extents[1] * extents[2]);
+        _costs = shiftedUp(_costs, _cost);
+        const Float8 costs = _costs + (areas + _leafCost);
+        _cost = -largestLane(Float8(0.0f) - costs);
+        const Lanes8 best = lessOrEqual(costs, _cost);
+        return best != 0 ? 1 + __builtin_ctz(best) : 1;
+    }
+
+private:
+    float _leafCost;
+    float _cost = 0.0f; ///< of the run
+    // In lane k: of the run without its last k + 1 boxes, and the box around these.
+    Float8 _costs = std::numeric_limits<float>::infinity();
+    Float8 _lower[3] = {0.0f, 0.0f, 0.0f};
+    Float8 _upper[3] = {0.0f, 0.0f, 0.0f};
+};
+
 /// Cuts a run of primitives, the first of which is `first`, into leaves of least total area.
 void cutIntoLeaves(std::span<const FloatBox> boxes, std::int32_t first, float leafCost, LeafRow& row)
 {
-    struct Step {
-        float cost;
-        std::int32_t count; ///< of the last leaf, when the run ends here
-    };
-    Step steps[kRun + 1];
+    std::int32_t counts[kRun + 1]; // for each end of a run
+    LeafCut cut(leafCost);
     const auto boxCount = static_cast<std::int32_t>(boxes.size());
-    steps[0] = {0.0f, 0};
     for (std::int32_t end = 1; end <= boxCount; ++end) {
-        FloatBox box;
-        Step best{std::numeric_limits<float>::infinity(), 1};
-        for (std::int32_t count = 1; count <= std::min(end, kLanes); ++count) {
-            box.include(boxes[static_cast<std::size_t>(end - count)]);
-            const float cost = steps[end - count].cost + box.area() + leafCost;
-            if (cost < best.cost) {
-                best = {cost, count};
-            }
-        }
-        steps[end] = best;
+        counts[end] = cut.add(boxes[static_cast<std::size_t>(end - 1)]);
     }
     std::int32_t ends[kRun];
     std::int32_t leafCount = 0;
-    for (std::int32_t end = boxCount; end > 0; end -= steps[end].count) {
+    for (std::int32_t end = boxCount; end > 0; end -= counts[end]) {
         ends[leafCount++] = end;
     }
     while (leafCount-- > 0) {
         const std::int32_t end = ends[leafCount];
-        const std::int32_t count = steps[end].count;
+        const std::int32_t count = counts[end];
         row.add({first + end - count, count}, boxes.subspan(static_cast<std::size_t>(end - count),
                                                             static_cast<std::size_t>(count)));
     }
