@@ -9,6 +9,11 @@
 #else
 #define ZRK_FLOAT8_AVX2 0
 #endif
+#if ZRK_FLOAT8_AVX2 && defined(__AVX512F__) && defined(__AVX512VL__)
+#define ZRK_FLOAT8_AVX512 1
+#else
+#define ZRK_FLOAT8_AVX512 0
+#endif
 
 namespace zrk {
 
@@ -17,6 +22,15 @@ inline constexpr int kLanes = 8;
 
 /// A truth value for each of eight lanes, the first in bit 0.
 using Lanes8 = std::uint32_t;
+
+/// Calls use(lane) for each lane that holds, in ascending order.
+template <class Use>
+void forEachLane(Lanes8 lanes, Use use)
+{
+    for (; lanes != 0; lanes &= lanes - 1) {
+        use(__builtin_ctz(lanes));
+    }
+}
 
 /// Eight floats worked on together, for searches whose last word has a computation in double: what they
 /// give may differ by rounding from one processor to the other.
@@ -28,6 +42,17 @@ public:
     Float8(float everywhere) : _v(_mm256_set1_ps(everywhere)) {}
     static Float8 load(const float* from) { return _mm256_loadu_ps(from); }
     void store(float* to) const { _mm256_storeu_ps(to, _v); }
+    /// As `pack` below.
+    void pack(Lanes8 lanes, float* to) const
+    {
+#if ZRK_FLOAT8_AVX512
+        _mm256_storeu_ps(to, _mm256_maskz_compress_ps(static_cast<__mmask8>(lanes), _v));
+#else
+        float values[kLanes];
+        store(values);
+        forEachLane(lanes, [&](int lane) { *to++ = values[lane]; });
+#endif
+    }
 
     friend Float8 operator+(Float8 a, Float8 b) { return _mm256_add_ps(a._v, b._v); }
     friend Float8 operator-(Float8 a, Float8 b) { return _mm256_sub_ps(a._v, b._v); }
@@ -39,6 +64,14 @@ public:
     friend Float8 maximum(Float8 a, Float8 b) { return _mm256_max_ps(a._v, b._v); }
     friend Float8 sqrt(Float8 a) { return _mm256_sqrt_ps(a._v); }
     friend Float8 abs(Float8 a) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a._v); }
+    /// The lane of the smallest value; none may be NaN.
+    friend int leastLane(Float8 a)
+    {
+        Float8 least = minimum(a, _mm256_permute2f128_ps(a._v, a._v, 0x01));
+        least = minimum(least, _mm256_permute_ps(least._v, 0x4e));
+        least = minimum(least, _mm256_permute_ps(least._v, 0xb1));
+        return __builtin_ctz(lessOrEqual(a, least));
+    }
     friend Lanes8 lessOrEqual(Float8 a, Float8 b) { return bits(_mm256_cmp_ps(a._v, b._v, _CMP_LE_OQ)); }
     /// x where a <= b, else y.
     friend Float8 selectLessOrEqual(Float8 a, Float8 b, Float8 x, Float8 y)
@@ -67,6 +100,10 @@ private:
         for (int i = 0; i < kLanes; ++i) {
             to[i] = _v[i];
         }
+    }
+    void pack(Lanes8 lanes, float* to) const
+    {
+        forEachLane(lanes, [&](int lane) { *to++ = _v[lane]; });
     }
 
     friend Float8 operator+(const Float8& a, const Float8& b)
@@ -104,6 +141,14 @@ private:
     friend Float8 abs(const Float8& a)
     {
         return each([&](int i) { return std::abs(a._v[i]); });
+    }
+    friend int leastLane(const Float8& a)
+    {
+        int least = 0;
+        for (int i = 1; i < kLanes; ++i) {
+            least = a._v[i] < a._v[least] ? i : least;
+        }
+        return least;
     }
     friend Lanes8 lessOrEqual(const Float8& a, const Float8& b)
     {
@@ -164,13 +209,18 @@ struct Float8Vector {
     }
 };
 
-/// Calls use(lane) for each lane that holds, in ascending order.
-template <class Use>
-void forEachLane(Lanes8 lanes, Use use)
+/// Writes the values of the lanes that hold one after the other to `to`, and returns how many. What stands
+/// behind them changes too, eight values from `to` on at most.
+inline int pack(Lanes8 lanes, const std::int32_t* from, std::int32_t* to)
 {
-    for (; lanes != 0; lanes &= lanes - 1) {
-        use(__builtin_ctz(lanes));
-    }
+#if ZRK_FLOAT8_AVX512
+    const __m256i values = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to),
+                        _mm256_maskz_compress_epi32(static_cast<__mmask8>(lanes), values));
+#else
+    forEachLane(lanes, [&](int lane) { *to++ = from[lane]; });
+#endif
+    return __builtin_popcount(lanes);
 }
 
 } // namespace zrk
