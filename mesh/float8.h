@@ -9,11 +9,6 @@
 #else
 #define ZRK_FLOAT8_AVX2 0
 #endif
-#if ZRK_FLOAT8_AVX2 && defined(__AVX512F__) && defined(__AVX512VL__)
-#define ZRK_FLOAT8_AVX512 1
-#else
-#define ZRK_FLOAT8_AVX512 0
-#endif
 
 namespace zrk {
 
@@ -23,14 +18,31 @@ inline constexpr int kLanes = 8;
 /// A truth value for each of eight lanes, the first in bit 0.
 using Lanes8 = std::uint32_t;
 
-/// Calls use(lane) for each lane that holds, in ascending order.
-template <class Use>
-void forEachLane(Lanes8 lanes, Use use)
-{
-    for (; lanes != 0; lanes &= lanes - 1) {
-        use(__builtin_ctz(lanes));
+/// For each set of lanes these lanes one after the other, then zeros.
+class LaneOrders {
+public:
+    constexpr LaneOrders()
+    {
+        for (unsigned lanes = 0; lanes < 1u << kLanes; ++lanes) {
+            for (unsigned lane = 0, place = 0; lane < kLanes; ++lane) {
+                if ((lanes >> lane & 1u) != 0) {
+                    _orders[lanes][place++] = static_cast<std::uint8_t>(lane);
+                }
+            }
+        }
     }
-}
+    const std::uint8_t* of(Lanes8 lanes) const { return _orders[lanes]; }
+#if ZRK_FLOAT8_AVX2
+    __m256i vectorOf(Lanes8 lanes) const
+    {
+        return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(of(lanes))));
+    }
+#endif
+
+private:
+    std::uint8_t _orders[1u << kLanes][kLanes] = {};
+};
+inline constexpr LaneOrders kLaneOrders;
 
 /// Eight floats worked on together, for searches whose last word has a computation in double: what they
 /// give may differ by rounding from one processor to the other.
@@ -45,13 +57,7 @@ public:
     /// As `pack` below.
     void pack(Lanes8 lanes, float* to) const
     {
-#if ZRK_FLOAT8_AVX512
-        _mm256_storeu_ps(to, _mm256_maskz_compress_ps(static_cast<__mmask8>(lanes), _v));
-#else
-        float values[kLanes];
-        store(values);
-        forEachLane(lanes, [&](int lane) { *to++ = values[lane]; });
-#endif
+        _mm256_storeu_ps(to, _mm256_permutevar8x32_ps(_v, kLaneOrders.vectorOf(lanes)));
     }
 
     friend Float8 operator+(Float8 a, Float8 b) { return _mm256_add_ps(a._v, b._v); }
@@ -103,7 +109,9 @@ private:
     }
     void pack(Lanes8 lanes, float* to) const
     {
-        forEachLane(lanes, [&](int lane) { *to++ = _v[lane]; });
+        for (int i = 0; i < kLanes; ++i) {
+            to[i] = _v[kLaneOrders.of(lanes)[i]];
+        }
     }
 
     friend Float8 operator+(const Float8& a, const Float8& b)
@@ -209,16 +217,27 @@ struct Float8Vector {
     }
 };
 
+/// Calls use(lane) for each lane that holds, in ascending order.
+template <class Use>
+void forEachLane(Lanes8 lanes, Use use)
+{
+    for (; lanes != 0; lanes &= lanes - 1) {
+        use(__builtin_ctz(lanes));
+    }
+}
+
 /// Writes the values of the lanes that hold one after the other to `to`, and returns how many. What stands
-/// behind them changes too, eight values from `to` on at most.
+/// behind them changes too, up to the eighth value of `to`, which mustn't overlap `from`.
 inline int pack(Lanes8 lanes, const std::int32_t* from, std::int32_t* to)
 {
-#if ZRK_FLOAT8_AVX512
+#if ZRK_FLOAT8_AVX2
     const __m256i values = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(to),
-                        _mm256_maskz_compress_epi32(static_cast<__mmask8>(lanes), values));
+                        _mm256_permutevar8x32_epi32(values, kLaneOrders.vectorOf(lanes)));
 #else
-    forEachLane(lanes, [&](int lane) { *to++ = from[lane]; });
+    for (int i = 0; i < kLanes; ++i) {
+        to[i] = from[kLaneOrders.of(lanes)[i]];
+    }
 #endif
     return __builtin_popcount(lanes);
 }

@@ -139,7 +139,7 @@ private:
     void evaluateCandidates()
     {
         for (std::size_t k = 0; k < _candidateCount; ++k) {
-            if (_candidates[k].squaredDistance <= _threshold) {
+            if (_candidates[k].squaredDistance <= _threshold && _candidates[k].triangle != _nearest) {
                 evaluate(_candidates[k].triangle);
             }
         }
