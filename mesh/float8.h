@@ -18,6 +18,32 @@ inline constexpr int kLanes = 8;
 /// A truth value for each of eight lanes, the first in bit 0.
 using Lanes8 = std::uint32_t;
 
+/// For each set of lanes these lanes one after the other, then zeros.
+class LaneOrders {
+public:
+    constexpr LaneOrders()
+    {
+        for (unsigned lanes = 0; lanes < 1u << kLanes; ++lanes) {
+            for (unsigned lane = 0, place = 0; lane < kLanes; ++lane) {
+                if ((lanes >> lane & 1u) != 0) {
+                    _orders[lanes][place++] = static_cast<std::uint8_t>(lane);
+                }
+            }
+        }
+    }
+    const std::uint8_t* of(Lanes8 lanes) const { return _orders[lanes]; }
+#if ZRK_FLOAT8_AVX2
+    __m256i vectorOf(Lanes8 lanes) const
+    {
+        return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(of(lanes))));
+    }
+#endif
+
+private:
+    std::uint8_t _orders[1u << kLanes][kLanes] = {};
+};
+inline constexpr LaneOrders kLaneOrders;
+
 /// Eight floats worked on together, for searches whose last word has a computation in double: what they
 /// give may differ by rounding from one processor to the other.
 class Float8 {
@@ -28,6 +54,11 @@ public:
     Float8(float everywhere) : _v(_mm256_set1_ps(everywhere)) {}
     static Float8 load(const float* from) { return _mm256_loadu_ps(from); }
     void store(float* to) const { _mm256_storeu_ps(to, _v); }
+    /// As `pack` below.
+    void pack(Lanes8 lanes, float* to) const
+    {
+        _mm256_storeu_ps(to, _mm256_permutevar8x32_ps(_v, kLaneOrders.vectorOf(lanes)));
+    }
 
     friend Float8 operator+(Float8 a, Float8 b) { return _mm256_add_ps(a._v, b._v); }
     friend Float8 operator-(Float8 a, Float8 b) { return _mm256_sub_ps(a._v, b._v); }
@@ -39,6 +70,14 @@ public:
     friend Float8 maximum(Float8 a, Float8 b) { return _mm256_max_ps(a._v, b._v); }
     friend Float8 sqrt(Float8 a) { return _mm256_sqrt_ps(a._v); }
     friend Float8 abs(Float8 a) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), a._v); }
+    /// The lane of the smallest value; none may be NaN.
+    friend int leastLane(Float8 a)
+    {
+        Float8 least = minimum(a, _mm256_permute2f128_ps(a._v, a._v, 0x01));
+        least = minimum(least, _mm256_permute_ps(least._v, 0x4e));
+        least = minimum(least, _mm256_permute_ps(least._v, 0xb1));
+        return __builtin_ctz(lessOrEqual(a, least));
+    }
     friend Lanes8 lessOrEqual(Float8 a, Float8 b) { return bits(_mm256_cmp_ps(a._v, b._v, _CMP_LE_OQ)); }
     /// x where a <= b, else y.
     friend Float8 selectLessOrEqual(Float8 a, Float8 b, Float8 x, Float8 y)
@@ -87,6 +126,12 @@ private:
             to[i] = _v[i];
         }
     }
+    void pack(Lanes8 lanes, float* to) const
+    {
+        for (int i = 0; i < kLanes; ++i) {
+            to[i] = _v[kLaneOrders.of(lanes)[i]];
+        }
+    }
 
     friend Float8 operator+(const Float8& a, const Float8& b)
     {
@@ -123,6 +168,14 @@ private:
     friend Float8 abs(const Float8& a)
     {
         return each([&](int i) { return std::abs(a._v[i]); });
+    }
+    friend int leastLane(const Float8& a)
+    {
+        int least = 0;
+        for (int i = 1; i < kLanes; ++i) {
+            least = a._v[i] < a._v[least] ? i : least;
+        }
+        return least;
     }
     friend Lanes8 lessOrEqual(const Float8& a, const Float8& b)
     {
@@ -225,6 +278,22 @@ void forEachLane(Lanes8 lanes, Use use)
     for (; lanes != 0; lanes &= lanes - 1) {
         use(__builtin_ctz(lanes));
     }
+}
+
+/// Writes the values of the lanes that hold one after the other to `to`, and returns how many. What stands
+/// behind them changes too, up to the eighth value of `to`, which mustn't overlap `from`.
+inline int pack(Lanes8 lanes, const std::int32_t* from, std::int32_t* to)
+{
+#if ZRK_FLOAT8_AVX2
+    const __m256i values = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to),
+                        _mm256_permutevar8x32_epi32(values, kLaneOrders.vectorOf(lanes)));
+#else
+    for (int i = 0; i < kLanes; ++i) {
+        to[i] = from[kLaneOrders.of(lanes)[i]];
+    }
+#endif
+    return __builtin_popcount(lanes);
 }
 
 } // namespace zrk

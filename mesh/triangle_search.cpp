@@ -33,7 +33,7 @@ public:
         : _search(search),
           _triangles(*search._triangles),
           _point(point),
-          _local(local),
+          _position{local[0], local[1], local[2]},
           _margin(LocalFrame::marginAt(local))
     {}
 
@@ -51,15 +51,17 @@ public:
         }
     }
 
+    /// Takes a near leaf first.
+    void begin() { visit(_triangles.tree.leafNear(_position)); }
+
     void run()
     {
-        const Float8Vector position{_local[0], _local[1], _local[2]};
         _triangles.tree.search(
-            _local, _threshold,
+            _position, _threshold,
             [&](std::size_t node, Float8 toBoxes) {
-                return _search._cylinders->squaredDistances(node, position, toBoxes);
+                return _search._cylinders->squaredDistances(node, _position, toBoxes);
             },
-            [&](std::size_t leaf) { visit(leaf, position); });
+            [&](std::size_t leaf) { visit(leaf); });
         evaluateCandidates();
     }
 
@@ -85,7 +87,7 @@ private:
     const TriangleSearch& _search;
     const TriangleBlocks& _triangles;
     const double* _point;
-    const float* _local;
+    Float8Vector _position;
     float _margin;
     float _bound = std::sqrt(std::numeric_limits<float>::max()); ///< the nearest triangle is no farther
     float _threshold = std::numeric_limits<float>::max();        ///< squared; nothing beyond is the nearest
@@ -104,9 +106,9 @@ private:
         }
     }
 
-    void visit(std::size_t leaf, const Float8Vector& position)
+    void visit(std::size_t leaf)
     {
-        const Float8 distances = _triangles.blocks[leaf].squaredDistances(position);
+        const Float8 distances = _triangles.blocks[leaf].squaredDistances(_position);
         const Lanes8 used = _triangles.usedLanes(leaf);
         const Lanes8 slivers = _triangles.slivers[leaf] & used;
         const Lanes8 near = lessOrEqual(distances, _threshold) & used & ~slivers;
@@ -137,7 +139,7 @@ private:
     void evaluateCandidates()
     {
         for (std::size_t k = 0; k < _candidateCount; ++k) {
-            if (_candidates[k].squaredDistance <= _threshold) {
+            if (_candidates[k].squaredDistance <= _threshold && _candidates[k].triangle != _nearest) {
                 evaluate(_candidates[k].triangle);
             }
         }
@@ -177,6 +179,9 @@ TriangleSearch::Nearest TriangleSearch::nearest(const double* point, std::int32_
     }
     Walk walk(*this, point, local);
     walk.evaluate(hint != -1 ? hint : _seeds->near(local));
+    if (hint == -1) {
+        walk.begin();
+    }
     walk.run();
     return walk.isCertain() ? walk.nearest() : searchHierarchy(point);
 }

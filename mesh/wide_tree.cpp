@@ -310,4 +310,14 @@ FloatBox WideTree::boxOf(std::size_t node) const
     return box;
 }
 
+std::size_t WideTree::leafNear(const Float8Vector& p) const
+{
+    std::int32_t child = 0;
+    while (!isLeaf(child)) {
+        const Node& node = _nodes[static_cast<std::size_t>(child)];
+        child = node.child[leastLane(node.squaredDistances(p))];
+    }
+    return leafIndex(child);
+}
+
 } // namespace zrk

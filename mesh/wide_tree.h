@@ -105,15 +105,19 @@ public:
     FloatBox boxOf(std::size_t node) const;
     std::size_t bytes() const { return _nodes.capacity() * sizeof(Node) + _leaves.capacity() * sizeof(Leaf); }
 
-    /// Walks the tree, nearer children first, and calls visit(leaf index) for the leaves that a nearest
-    /// primitive could be in.
+    /// A leaf near a position: on the way down, always into the nearest box.
+    std::size_t leafNear(const Float8Vector& p) const;
+
+    /// Calls visit(leaf index) for the leaves that a nearest primitive could be in. Walks the tree breadth
+    /// first, as the processor can work on several nodes that wait, but not on one and its child, at a time;
+    /// so the threshold should be close from the beginning.
     ///
     /// @param p          the position.
     /// @param threshold  squared distance beyond which nothing is of interest; finite. The visits lower it.
     /// @param refine     Float8(node index, squared distances to the node's boxes): bounds no smaller than
     ///                   these. Asked of a node that has a child within the threshold.
     template <class Refine, class Visit>
-    void search(const float* p, const float& threshold, Refine refine, Visit visit) const;
+    void search(const Float8Vector& p, const float& threshold, Refine refine, Visit visit) const;
 
     /// Walks down the tree: open(node index) tells which of a node's children to enter, visit(leaf index) is
     /// called for the leaves among them.
@@ -202,43 +206,33 @@ Summary WideTree::summaryOf(std::size_t index, const OfLeaf& ofLeaf, const OfNod
 }
 
 template <class Refine, class Visit>
-void WideTree::search(const float* p, const float& threshold, Refine refine, Visit visit) const
+void WideTree::search(const Float8Vector& p, const float& threshold, Refine refine, Visit visit) const
 {
-    struct Pending {
-        float bound;
-        std::int32_t child;
-    };
-    Pending stack[kMaxPending];
-    int depth = 0;
-    stack[depth++] = {0.0f, 0};
-    const Float8Vector position{p[0], p[1], p[2]};
-    while (depth > 0) {
-        const Pending top = stack[--depth];
-        if (!(top.bound <= threshold)) {
+    // Beyond so many, the last come first, which bounds their number.
+    constexpr int kManyPending = 512;
+    std::int32_t pending[kManyPending + kMaxPending + kLanes];
+    float bounds[kManyPending + kMaxPending + kLanes];
+    pending[0] = 0;
+    bounds[0] = 0.0f;
+    for (int first = 0, end = 1; first < end;) {
+        const int next = end < kManyPending ? first++ : --end;
+        const std::int32_t child = pending[next];
+        if (!(bounds[next] <= threshold)) {
             continue;
         }
-        if (isLeaf(top.child)) {
-            visit(leafIndex(top.child));
+        if (isLeaf(child)) {
+            visit(leafIndex(child));
             continue;
         }
-        const auto index = static_cast<std::size_t>(top.child);
-        const Node& node = _nodes[index];
-        Float8 distances = node.squaredDistances(position);
+        const auto index = static_cast<std::size_t>(child);
+        Float8 distances = _nodes[index].squaredDistances(p);
         if (lessOrEqual(distances, threshold) == 0) {
             continue;
         }
         distances = refine(index, distances);
-        float bounds[kLanes];
-        distances.store(bounds);
-        // The nearest on top.
-        const int first = depth;
-        forEachLane(lessOrEqual(distances, threshold), [&](int lane) {
-            int place = depth++;
-            for (; place > first && stack[place - 1].bound < bounds[lane]; --place) {
-                stack[place] = stack[place - 1];
-            }
-            stack[place] = {bounds[lane], node.child[lane]};
-        });
+        const Lanes8 near = lessOrEqual(distances, threshold);
+        distances.pack(near, bounds + end);
+        end += pack(near, _nodes[index].child, pending + end);
     }
 }
 

@@ -6,9 +6,12 @@
 namespace zrk {
 
 // One operation on components a and b: `plain` for equal weights, `weighted` for weights that
-// differ, a weighted mean of its kind. An operation without `weighted` ignores the weights.
+// differ, a weighted mean of its kind. An operation without `weighted` ignores the weights. `kRowOperation`
+// is the engine's name for `plain`, if it has one.
 
 struct Addition {
+    static constexpr auto kRowOperation = RowOperation::Add;
+
     template <class V>
     V plain(const V& a, const V& b) const
     {
@@ -22,6 +25,8 @@ struct Addition {
 };
 
 struct Subtraction {
+    static constexpr auto kRowOperation = RowOperation::Subtract;
+
     template <class V>
     V plain(const V& a, const V& b) const
     {
@@ -35,6 +40,8 @@ struct Subtraction {
 };
 
 struct Multiplication {
+    static constexpr auto kRowOperation = RowOperation::Multiply;
+
     template <class V>
     V plain(const V& a, const V& b) const
     {
@@ -66,6 +73,8 @@ struct Blend {
 
 /// Of equal components, or if one is NaN, a.
 struct Minimum {
+    static constexpr auto kRowOperation = RowOperation::Minimum;
+
     template <class V>
     V plain(const V& a, const V& b) const
     {
@@ -75,6 +84,8 @@ struct Minimum {
 
 /// Of equal components, or if one is NaN, b.
 struct Maximum {
+    static constexpr auto kRowOperation = RowOperation::Maximum;
+
     template <class V>
     V plain(const V& a, const V& b) const
     {
@@ -94,6 +105,16 @@ struct BinaryCombination {
     double strengthA;
     double strengthB;
     Operation operation;
+
+    RowOperation rowOperation() const
+    {
+        if constexpr (N == 1 && requires { Operation::kRowOperation; }) {
+            if (strengthA == 1.0 && strengthB == 1.0) {
+                return Operation::kRowOperation;
+            }
+        }
+        return RowOperation::None;
+    }
 
     template <class V>
     Record<N, V> operator()(const Record<N, V>& a, const Record<N, V>& b) const

@@ -9,12 +9,17 @@ namespace {
 
 constexpr std::size_t kRowsAChunk = 8;
 
-struct alignas(64) ConstantRow {
+} // namespace
+
+/// Never given back: whoever made it holds it, too.
+struct alignas(64) RowPool::ConstantRow {
     double samples[kRowLength];
+    Row row{samples, 1};
     explicit ConstantRow(double value) { std::fill(std::begin(samples), std::end(samples), value); }
 };
 
-} // namespace
+RowPool::RowPool() = default;
+RowPool::~RowPool() = default;
 
 struct RowPool::Chunk {
     alignas(64) double samples[kRowsAChunk][kRowLength] = {};
@@ -34,24 +39,23 @@ void RowPool::grow()
 
 Row* RowPool::constant(double value)
 {
-    Row*& row = _constants[std::bit_cast<std::uint64_t>(value)];
-    if (!row) {
-        row = take();
-        std::fill_n(row->samples, kRowLength, value);
+    std::unique_ptr<ConstantRow>& constant = _constants[std::bit_cast<std::uint64_t>(value)];
+    if (!constant) {
+        constant = std::make_unique<ConstantRow>(value);
     }
-    share(row);
-    return row;
+    share(&constant->row);
+    return &constant->row;
 }
 
 const double* Block::zeroRow()
 {
-    static const ConstantRow row(0.0);
+    static const RowPool::ConstantRow row(0.0);
     return row.samples;
 }
 
 const double* Block::oneRow()
 {
-    static const ConstantRow row(1.0);
+    static const RowPool::ConstantRow row(1.0);
     return row.samples;
 }
 

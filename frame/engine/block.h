@@ -31,6 +31,9 @@ struct Row {
 /// on the few rows that are still in the cache.
 class RowPool {
 public:
+    RowPool();
+    ~RowPool();
+
     Row* take()
     {
         if (_free.empty()) {
@@ -41,7 +44,8 @@ public:
         row->users = 1;
         return row;
     }
-    /// The row of one number, made at its first use; shared by all who ask for that number.
+    /// The row of one number, shared by all who ask for that number. It is filled at once, so it is none
+    /// that a loop still to be run could read or write.
     Row* constant(double value);
     void share(Row* row) { ++row->users; }
     void release(Row* row)
@@ -55,9 +59,12 @@ private:
     struct Chunk;
     std::vector<std::unique_ptr<Chunk, void (*)(Chunk*)>> _chunks;
     std::vector<Row*> _free;
-    std::map<std::uint64_t, Row*> _constants; ///< by bits
+    struct ConstantRow;
+    std::map<std::uint64_t, std::unique_ptr<ConstantRow>> _constants; ///< by bits
 
     void grow();
+
+    friend class Block;
 };
 
 /// Values of one pin over a block of samples, as a kernel reads them: a row a component

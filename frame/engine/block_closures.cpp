@@ -19,6 +19,7 @@ void BlockEngine::ensure(std::size_t slot)
             compute(upstream);
         }
     }
+    runLoops();
 }
 
 /// Runs the closures that every sample needs, sample by sample. False when interrupted.

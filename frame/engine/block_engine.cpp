@@ -2,12 +2,18 @@
 
 #include "frame/engine/evaluation_domain.h"
 #include "frame/engine/progress.h"
+#include "frame/values/batch.h"
 
 #include <algorithm>
 
 namespace zrk {
 
 namespace {
+
+/// Samples that the loops of a block take in turn.
+constexpr std::size_t kLoopSamples = 256;
+static_assert(kLoopSamples % (kStepVectors * Batch::size) == 0 && kBlockSamples % kLoopSamples == 0,
+              "loops with steps compute whole groups of vectors");
 
 /// One component of a run of records from one row.
 void scatter(const double* row, std::size_t count, double* target, std::size_t stride)
@@ -52,6 +58,9 @@ bool BlockEngine::sweep(std::size_t target, std::int32_t first, std::int32_t las
         const std::size_t count = static_cast<std::size_t>(std::min<std::int64_t>(left, kBlockSamples));
         // Closures may ask for a slot in any block, for the last time.
         const bool settles = settleSlots && (left == static_cast<std::int64_t>(count) || hasClosures());
+        if (settles) {
+            _isBound = false;
+        }
         _keepRows = settles;
         beginBlock(static_cast<std::int32_t>(start), count);
         if (!computeBlock()) {
@@ -72,6 +81,16 @@ bool BlockEngine::sweep(std::size_t target, std::int32_t first, std::int32_t las
 /// False when it was interrupted half way.
 bool BlockEngine::computeBlock()
 {
+    if (_isBound) {
+        for (const std::size_t slot : _plan) {
+            if (_states[slot].source == Source::Positions) {
+                renewPositions(slot);
+            }
+        }
+        runLoops();
+        return true;
+    }
+    _loops.clear();
     if (!computeClosures()) {
         return false;
     }
@@ -80,15 +99,47 @@ bool BlockEngine::computeBlock()
             compute(slot);
         }
     }
+    _isBound = canBind();
+    runLoops();
     return true;
+}
+
+/// Whether the loops of this block are all that later blocks need, over the same rows.
+bool BlockEngine::canBind() const
+{
+    return !_keepRows && _planClosures.empty() &&
+           std::all_of(_plan.begin(), _plan.end(), [this](std::size_t slot) {
+               const SlotState& state = _states[slot];
+               return state.source == Source::Positions || state.source == Source::Constant ||
+                      (runsAsLoops(slot) && !state.left);
+           });
+}
+
+/// Runs the loops that stand in the list, in turn over a few vectors at a time.
+void BlockEngine::runLoops()
+{
+    if (_loops.empty()) {
+        return;
+    }
+    const std::size_t end = (_count + Batch::size - 1) / Batch::size * Batch::size;
+    for (std::size_t first = 0; first < end; first += kLoopSamples) {
+        for (const RowLoop& loop : _loops) {
+            loop.run(loop, first, std::min(first + kLoopSamples, end));
+        }
+    }
+    if (!_isBound) {
+        _loops.clear();
+    }
 }
 
 void BlockEngine::beginBlock(std::int32_t first, std::size_t count)
 {
-    for (const std::size_t slot : _held) {
-        releaseBlock(slot);
+    if (!_isBound) {
+        for (const std::size_t slot : _held) {
+            releaseBlock(slot);
+        }
+        _held.clear();
     }
-    _held.clear();
     ++_block;
     _first = first;
     _count = count;
@@ -98,7 +149,7 @@ void BlockEngine::endSweep()
 {
     beginBlock(-1, 0);
     // After an exception any slot may still hold rows.
-    for (std::size_t slot = 0; slot < _states.size(); ++slot) {
+    for (std::size_t slot = 0; slot < _states.size() && !_isBound; ++slot) {
         releaseBlock(slot);
     }
     _lane.clear();
@@ -110,6 +161,9 @@ void BlockEngine::endSweep()
 void BlockEngine::compute(std::size_t slot)
 {
     SlotState& state = _states[slot];
+    if (!runsAsLoops(slot)) {
+        runLoops();
+    }
     state.computed = _block;
     state.left = false;
     state.asked = -1;
@@ -134,10 +188,24 @@ void BlockEngine::compute(std::size_t slot)
     }
 }
 
+/// Joins the last two loops where the first one's only reader is the second, and nobody else ever asks for
+/// the row between them, that of `slot`.
+void BlockEngine::joinLastLoops(std::size_t slot)
+{
+    const Block& between = _states[slot].block;
+    if (_loops.size() < 2 || between._componentCount != 1 || between._rows[0]->users != 1) {
+        return;
+    }
+    RowLoop& loop = _loops[_loops.size() - 2];
+    if (loop.writes[0] == between._rows[0]->samples && joinLoops(loop, _loops.back())) {
+        _loops.pop_back();
+    }
+}
+
 void BlockEngine::computeKernel(std::size_t slot)
 {
     SlotState& state = _states[slot];
-    BlockRun run(_pool, state.block, state.inputs, state.coordinates, _first, _count);
+    BlockRun run(_pool, _loops, state.block, state.inputs, state.coordinates, _first, _count);
     state.kernel->block(run);
     if (state.block._componentCount == 0) {
         leave(slot);
@@ -145,6 +213,7 @@ void BlockEngine::computeKernel(std::size_t slot)
     state.steady = state.planned && !state.left && state.reads.empty() && run._isConstant;
     if (!_keepRows) {
         for (const std::size_t read : state.lastReads) {
+            joinLastLoops(read);
             releaseBlock(read);
         }
     }
@@ -165,12 +234,17 @@ void BlockEngine::takeRows(std::size_t slot)
     block._weight = _pool.take();
 }
 
-void BlockEngine::fillConstant(std::size_t slot) { leave(slot); }
+void BlockEngine::fillConstant(std::size_t slot)
+{
+    leave(slot);
+    _states[slot].steady = true;
+}
 
 /// Every sample reads what the slot holds.
 void BlockEngine::leave(std::size_t slot)
 {
     SlotState& state = _states[slot];
+    runLoops();
     releaseBlock(slot);
     takeRows(slot);
     state.left = true;
@@ -197,8 +271,22 @@ void BlockEngine::fillFromBuffer(std::size_t slot)
     }
 }
 
-/// The rows stay from block to block: along a grid, most of the coordinates repeat.
 void BlockEngine::fillPositions(std::size_t slot)
+{
+    SlotState& state = _states[slot];
+    for (std::size_t c = 0; c < 3; ++c) {
+        if (!state.kept[c]) {
+            state.kept[c] = _pool.take();
+        }
+        _pool.share(state.kept[c]);
+        state.block._rows[c] = state.kept[c];
+    }
+    state.block._componentCount = 3;
+    renewPositions(slot);
+}
+
+/// The rows stay from block to block: along a grid, most of the coordinates repeat.
+void BlockEngine::renewPositions(std::size_t slot)
 {
     SlotState& state = _states[slot];
     const auto* domain = _context.slots[slot].node->positions;
@@ -209,14 +297,9 @@ void BlockEngine::fillPositions(std::size_t slot)
     }
     double* rows[3];
     for (std::size_t c = 0; c < 3; ++c) {
-        if (!state.kept[c]) {
-            state.kept[c] = _pool.take();
-        }
-        _pool.share(state.kept[c]);
-        state.block._rows[c] = state.kept[c];
         rows[c] = repeated[c] ? nullptr : state.kept[c]->samples;
     }
-    state.block._componentCount = 3;
+    state.keptFirst = -1; // should the domain throw half way
     domain->positions(_first, count, rows[0], rows[1], rows[2]);
     state.keptFirst = _first;
     state.keptCount = _count;

@@ -85,7 +85,9 @@ private:
     EvaluationContext& _context;
     std::vector<SlotState> _states;
     RowPool _pool;
-    std::vector<std::size_t> _plan;         ///< slots to compute as blocks, upstream first
+    std::vector<RowLoop> _loops;    ///< still to be run in this order; all of them where bound
+    bool _isBound = false;          ///< later blocks of the target run the same loops over the same rows
+    std::vector<std::size_t> _plan; ///< slots to compute as blocks, upstream first
     std::vector<std::size_t> _planClosures; ///< slots to run at every sample before that
     std::vector<std::size_t> _lane;         ///< inputs still to run for one sample
     std::vector<std::size_t> _held;         ///< slots that hold rows until the running block ends
@@ -114,7 +116,14 @@ private:
     }
     void compute(std::size_t slot);
     void ensure(std::size_t slot);
+    bool runsAsLoops(std::size_t slot) const
+    {
+        return _states[slot].source == Source::Kernel && _states[slot].kernel->runsAsLoops();
+    }
     void computeKernel(std::size_t slot);
+    bool canBind() const;
+    void joinLastLoops(std::size_t slot);
+    void runLoops();
     bool computeClosures();
     void runLane(std::size_t slot, std::size_t lane);
     bool isDone(std::size_t slot, std::size_t lane) const;
@@ -122,6 +131,7 @@ private:
     void fillConstant(std::size_t slot);
     void fillFromBuffer(std::size_t slot);
     void fillPositions(std::size_t slot);
+    void renewPositions(std::size_t slot);
     void leave(std::size_t slot);
     void takeRows(std::size_t slot);
     void releaseBlock(std::size_t slot);

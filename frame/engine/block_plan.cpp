@@ -109,8 +109,9 @@ void BlockEngine::planUpstream(std::size_t slot, std::vector<std::size_t>& order
             order.push_back(current);
         } else {
             top.expanded = true;
-            for (const std::size_t read : _states[current].reads) {
-                stack.push_back({read, false});
+            const auto& reads = _states[current].reads;
+            for (auto read = reads.rbegin(); read != reads.rend(); ++read) {
+                stack.push_back({*read, false});
             }
         }
     }
@@ -121,6 +122,7 @@ void BlockEngine::plan(std::size_t target)
     if (_target == target) {
         return;
     }
+    _isBound = false;
     for (std::size_t slot = 0; slot < _states.size(); ++slot) {
         classify(slot, target);
     }
@@ -128,6 +130,9 @@ void BlockEngine::plan(std::size_t target)
     runBetweenClosures();
     std::vector<std::size_t> order;
     planUpstream(target, order);
+    // What reads nothing first, so that nothing comes between the loops of kernels.
+    std::stable_partition(order.begin(), order.end(),
+                          [this](std::size_t slot) { return _states[slot].source != Source::Kernel; });
     _plan.clear();
     _planClosures.clear();
     for (const std::size_t slot : order) {

@@ -181,16 +181,15 @@ std::array<bool, 3> GridDomain::repeatedPositions(std::int32_t earlier, std::int
     const std::int32_t distance = first - earlier;
     const std::int32_t low = std::min(earlier, first);
     const std::int32_t high = std::max(earlier, first) + count - 1;
-    const bool sameNodes[3] = {
-        distance % line == 0,
-        distance % layer == 0 || low / line == high / line,
-        distance == 0 || low / layer == high / layer,
+    const bool moved[3] = {
+        distance % line != 0,
+        distance % layer != 0 && low / line != high / line,
+        distance != 0 && low / layer != high / layer,
     };
-    std::array<bool, 3> repeated{true, true, true};
+    std::array<bool, 3> repeated;
     for (std::size_t c = 0; c < 3; ++c) {
-        for (int axis = 0; axis < 3; ++axis) {
-            repeated[c] = repeated[c] && (sameNodes[axis] || !_varies[c][axis]);
-        }
+        // Without branches, which change from block to block.
+        repeated[c] = !((moved[0] & _varies[c][0]) | (moved[1] & _varies[c][1]) | (moved[2] & _varies[c][2]));
     }
     return repeated;
 }

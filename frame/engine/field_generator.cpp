@@ -16,6 +16,7 @@ public:
         context.writeOutput(Tensor<3, double>{p[0], p[1], p[2]}, p[3]);
     }
     void block(BlockRun& run) const override { run.forward(run.coordinates()); }
+    bool runsAsLoops() const override { return true; }
     bool bounds(const BoundsRun& run) const override
     {
         run.output() = run.coordinates();
@@ -38,6 +39,7 @@ public:
         run.outputConstant(0, _value);
         run.forwardWeights(run.coordinates());
     }
+    bool runsAsLoops() const override { return true; }
     bool bounds(const BoundsRun& run) const override
     {
         run.output() = {{Interval<double>(_value)}, run.coordinates().weight};

@@ -46,7 +46,7 @@ struct Form<V, Record<N, V>> {
 
 /// Fills an argument from load(component); the weight is the component after the last.
 template <class A, class V, class Load>
-A makeArgument(Load load)
+[[gnu::always_inline]] inline A makeArgument(Load load)
 {
     if constexpr (std::is_same_v<A, V>) {
         return load(0);
@@ -98,14 +98,14 @@ struct Call<V, R (F::*)(A...) const> {
 
     /// Calls the formula with arguments from load(input, component).
     template <class Load>
-    static R call(const F& formula, Load load)
+    [[gnu::always_inline]] static R call(const F& formula, Load load)
     {
         return callWith(formula, load, Indices{});
     }
 
 private:
     template <class Load, std::size_t... K>
-    static R callWith(const F& formula, Load& load, std::index_sequence<K...>)
+    [[gnu::always_inline]] static R callWith(const F& formula, Load& load, std::index_sequence<K...>)
     {
         return formula(makeArgument<Argument<K>, V>([&](std::size_t c) { return load(K, c); })...);
     }
@@ -149,19 +149,24 @@ struct FromCoordinates {
 /// without a weight in the result, the weight of the first input is handed on.
 ///
 /// A formula that returns a Record may state `static constexpr bool kKeepsUnitWeight = true`:
-/// where all weights it reads are 1, the weight it returns is 1.
+/// where all weights it reads are 1, the weight it returns is 1. Then it may also have
+/// `RowOperation rowOperation() const`: what it computes from the scalars of its two inputs, if all weights
+/// are 1.
 template <class F, class Arguments = FromInputs>
 class FormulaKernel final : public Kernel {
     using BatchCall = formula_detail::CallOf<F, Batch>;
     static constexpr std::size_t kArity = BatchCall::arity;
     static constexpr bool kWritesWeight = BatchCall::ResultForm::hasWeight;
+    static constexpr std::uint32_t kShape = BatchCall::ResultForm::shape;
     static_assert(kArity > 0, "a formula reads at least one input");
-    static_assert(BatchCall::ResultForm::shape <= 4, "formulas are over vectors of up to 4 components");
+    static_assert(kArity <= RowLoop::kInputs, "a loop has rows for so many inputs");
+    static_assert(kShape < RowLoop::kRowsAnInput, "formulas are over vectors of up to 4 components");
 
 public:
     explicit FormulaKernel(F formula) : _formula(std::move(formula)) {}
 
     KernelReads reads() const override { return Arguments::reads(kArity); }
+    bool runsAsLoops() const override { return true; }
 
     void sample(EvaluationContext& context) const override
     {
@@ -222,9 +227,10 @@ private:
 
     /// Rows of an input: its components, then its weights.
     template <std::size_t K>
-    static void inputRows(const Block& block, const double** rows)
+    static void inputRows(const Block& block, RowLoop& loop)
     {
         constexpr std::size_t n = inputCount<K>();
+        const double** rows = &loop.reads[K * RowLoop::kRowsAnInput];
         for (std::size_t c = 0; c < n; ++c) {
             rows[c] = block.row(c);
         }
@@ -233,50 +239,108 @@ private:
         }
     }
 
+    /// Whether the weights written are known to be 1.
+    template <std::size_t... K>
+    static bool keepsUnitWeight(BlockRun& run)
+    {
+        if constexpr (formula_detail::KeepsUnitWeight<F>) {
+            return (Arguments::block(run, K).hasUnitWeight() && ...);
+        } else {
+            return false;
+        }
+    }
+
     template <std::size_t... K>
     void blockOver(BlockRun& run, std::index_sequence<K...>) const
     {
-        const double* rows[kArity][5];
-        (inputRows<K>(Arguments::block(run, K), rows[K]), ...);
-        double* out[BatchCall::ResultForm::shape];
-        for (std::size_t c = 0; c < BatchCall::ResultForm::shape; ++c) {
-            out[c] = run.output(c);
+        RowLoop& loop = run.addLoop();
+        loop.kernel = this;
+        (inputRows<K>(Arguments::block(run, K), loop), ...);
+        for (std::size_t c = 0; c < kShape; ++c) {
+            loop.writes[c] = run.output(c);
         }
-        double* outWeight = nullptr;
         if constexpr (!kWritesWeight) {
             run.forwardWeights(Arguments::block(run, 0));
-        } else if constexpr (formula_detail::KeepsUnitWeight<F>) {
-            if ((Arguments::block(run, K).hasUnitWeight() && ...)) {
-                // With weights known to be 1 the compiler leaves out what they would decide.
-                constexpr std::size_t kWeight[] = {inputCount<K>()...};
-                loop(run.sampleCount(), out, nullptr, [&](std::size_t k, std::size_t c, std::size_t i) {
-                    return c == kWeight[k] ? Batch(1.0) : Batch::loadAligned(rows[k][c] + i);
-                });
-                return;
-            }
-            outWeight = run.outputWeights();
+            setLoop<false, K...>(loop);
+        } else if (keepsUnitWeight<K...>(run)) {
+            setLoop<true, K...>(loop);
         } else {
-            outWeight = run.outputWeights();
+            loop.writes[kShape] = run.outputWeights();
+            loop.run = runLoop<false, K...>;
         }
-        loop(run.sampleCount(), out, outWeight,
-             [&](std::size_t k, std::size_t c, std::size_t i) { return Batch::loadAligned(rows[k][c] + i); });
     }
 
-    /// The formula over all samples, with arguments from load(input, component, sample).
-    template <class Load>
-    void loop(std::size_t count, double* const* out, double* outWeight, Load load) const
+    /// A loop that writes no weights.
+    template <bool kUnitWeights, std::size_t... K>
+    void setLoop(RowLoop& loop) const
     {
-        // A copy of its own, which the rows written below can't alias.
-        const F formula = _formula;
-        for (std::size_t i = 0; i < count; i += Batch::size) {
-            const auto result =
-                BatchCall::call(formula, [&](std::size_t k, std::size_t c) { return load(k, c, i); });
+        loop.run = runLoop<kUnitWeights, K...>;
+        if constexpr (kShape == 1) {
+            loop.runWithSteps = runLoopWithSteps<kUnitWeights, K...>;
+        }
+        if constexpr (requires { _formula.rowOperation(); }) {
+            loop.operation = _formula.rowOperation();
+        }
+    }
+
+    /// The formula over rows. With weights known to be 1 the compiler leaves out what they would decide.
+    template <bool kUnitWeights, std::size_t... K>
+    struct Rows {
+        // Copies of its own, which the rows written can't alias.
+        std::conditional_t<std::is_trivially_copyable_v<F>, const F, const F&> formula;
+        const double* reads[kArity * RowLoop::kRowsAnInput];
+
+        [[gnu::always_inline]] explicit Rows(const RowLoop& loop)
+            : Rows(loop, std::make_index_sequence<kArity * RowLoop::kRowsAnInput>{})
+        {}
+        template <std::size_t... R>
+        [[gnu::always_inline]] Rows(const RowLoop& loop, std::index_sequence<R...>)
+            : formula(static_cast<const FormulaKernel*>(loop.kernel)->_formula), reads{loop.reads[R]...}
+        {}
+        [[gnu::always_inline]] auto operator()(std::size_t i) const
+        {
+            constexpr std::size_t kWeight[] = {inputCount<K>()...};
+            return BatchCall::call(formula, [&](std::size_t k, std::size_t c) {
+                return kUnitWeights && c == kWeight[k]
+                           ? Batch(1.0)
+                           : Batch::loadAligned(reads[k * RowLoop::kRowsAnInput + c] + i);
+            });
+        }
+    };
+
+    template <bool kUnitWeights, std::size_t... K>
+    static void runLoop(const RowLoop& loop, std::size_t first, std::size_t end)
+    {
+        const Rows<kUnitWeights, K...> rows(loop);
+        const auto writes = loop.writes;
+        for (std::size_t i = first; i < end; i += Batch::size) {
+            const auto result = rows(i);
             formula_detail::storeResult<Batch>(
-                result, [&](std::size_t c, const Batch& v) { v.storeAligned(out[c] + i); });
-            if constexpr (kWritesWeight) {
-                if (outWeight) {
-                    result.weight.storeAligned(outWeight + i);
-                }
+                result, [&](std::size_t c, const Batch& v) { v.storeAligned(writes[c] + i); });
+            if constexpr (kWritesWeight && !kUnitWeights) {
+                result.weight.storeAligned(writes[kShape] + i);
+            }
+        }
+    }
+
+    template <bool kUnitWeights, std::size_t... K>
+    static void runLoopWithSteps(const RowLoop& loop, std::size_t first, std::size_t end)
+    {
+        const Rows<kUnitWeights, K...> rows(loop);
+        for (std::size_t i = first; i < end; i += kStepVectors * Batch::size) {
+            Batch results[kStepVectors];
+#pragma GCC unroll 4
+            for (std::size_t v = 0; v < kStepVectors; ++v) {
+                formula_detail::storeResult<Batch>(
+                    rows(i + v * Batch::size),
+                    [&](std::size_t, const Batch& result) { results[v] = result; });
+            }
+            for (std::size_t s = 0; s < loop.stepCount; ++s) {
+                applyStep(loop.steps[s], i, results);
+            }
+#pragma GCC unroll 4
+            for (std::size_t v = 0; v < kStepVectors; ++v) {
+                results[v].storeAligned(loop.writes[0] + i + v * Batch::size);
             }
         }
     }

@@ -7,7 +7,7 @@ namespace zrk {
 void BlockRun::forwardRow(std::size_t component, const Block& from, std::size_t fromComponent)
 {
     if (fromComponent >= from._componentCount) {
-        std::fill_n(output(component), kRowLength, 0.0);
+        outputConstant(component, 0.0);
         return;
     }
     _isConstant = false;

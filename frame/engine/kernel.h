@@ -1,6 +1,7 @@
 #pragma once
 
 #include "frame/engine/block.h"
+#include "frame/engine/row_loop.h"
 #include "frame/values/interval.h"
 
 #include <functional>
@@ -61,6 +62,8 @@ public:
         _isConstant = false;
         return set(component, _pool.take())->samples;
     }
+    /// A loop over rows of this block, which the engine runs afterwards; for kernels that `runsAsLoops`.
+    RowLoop& addLoop() { return _loops.emplace_back(); }
     /// The same number for every sample and in every block; the row is filled once.
     void outputConstant(std::size_t component, double value) { set(component, _pool.constant(value)); }
     /// A fresh row of weights; without one of the weight calls every weight is 1.
@@ -87,6 +90,7 @@ public:
 
 private:
     RowPool& _pool;
+    std::vector<RowLoop>& _loops;
     Block& _out;
     const Block* const* _inputs;
     std::size_t _inputCount;
@@ -95,9 +99,10 @@ private:
     std::int32_t _first;
     std::size_t _count;
 
-    BlockRun(RowPool& pool, Block& out, const std::vector<const Block*>& inputs, const Block* coordinates,
-             std::int32_t first, std::size_t count)
+    BlockRun(RowPool& pool, std::vector<RowLoop>& loops, Block& out, const std::vector<const Block*>& inputs,
+             const Block* coordinates, std::int32_t first, std::size_t count)
         : _pool(pool),
+          _loops(loops),
           _out(out),
           _inputs(inputs.data()),
           _inputCount(inputs.size()),
@@ -147,6 +152,9 @@ public:
     /// Bounds over a box; false when the kernel can't give any, and then its value is unbounded.
     virtual bool bounds(const BoundsRun&) const { return false; }
     virtual KernelReads reads() const { return {}; }
+    /// True when `block` touches no sample itself: it hands rows on and adds loops, which depend only on
+    /// what rows its inputs have. The loops may run later, and again for other blocks over the same rows.
+    virtual bool runsAsLoops() const { return false; }
 };
 
 /// The closure around a kernel. The engine recognises it by its type as the target of an

@@ -44,6 +44,33 @@ struct Blend {
         return {{a.value[0] * a.weight + b.value[0] * V(share)}, a.weight * V(share) + b.weight};
     }
 };
+/// One of the operations that the engine knows by name.
+struct Combined {
+    static constexpr bool kKeepsUnitWeight = true;
+    RowOperation operation;
+
+    RowOperation rowOperation() const { return operation; }
+
+    template <class V>
+    Record<1, V> operator()(const Record<1, V>& a, const Record<1, V>& b) const
+    {
+        const V& x = a.value[0];
+        const V& y = b.value[0];
+        const V weight = maximum(a.weight, b.weight);
+        switch (operation) {
+        case RowOperation::Minimum:
+            return {{select(x > y, y, x)}, weight};
+        case RowOperation::Maximum:
+            return {{select(x > y, x, y)}, weight};
+        case RowOperation::Add:
+            return {{x + y}, weight};
+        case RowOperation::Subtract:
+            return {{x - y}, weight};
+        default:
+            return {{x * y}, weight};
+        }
+    }
+};
 struct Colour {
     double alpha;
     template <class V>
@@ -59,6 +86,53 @@ struct Luminance {
     {
         return {{(c.value[0] + c.value[1] + c.value[2]) * V(gain)}, c.value[3] * c.weight};
     }
+};
+
+/// Hands its first input on.
+class ForwardingKernel final : public Kernel {
+public:
+    void sample(EvaluationContext& context) const override
+    {
+        const double* record = context.readInput(0);
+        context.writeOutput(record[0], record[1]);
+    }
+    void block(BlockRun& run) const override
+    {
+        run.forwardRow(0, run.input(0), 0);
+        run.forwardWeights(run.input(0));
+    }
+    bool bounds(const BoundsRun& run) const override
+    {
+        run.output() = {{run.input(0).components.at(0)}, run.input(0).weight};
+        return true;
+    }
+    KernelReads reads() const override { return {1, false}; }
+    bool runsAsLoops() const override { return true; }
+};
+
+/// Reads and writes its rows itself.
+class NegatingKernel final : public Kernel {
+public:
+    void sample(EvaluationContext& context) const override
+    {
+        const double* record = context.readInput(0);
+        context.writeOutput(-record[0], record[1]);
+    }
+    void block(BlockRun& run) const override
+    {
+        const double* in = run.input(0).row(0);
+        double* out = run.output(0);
+        for (std::size_t i = 0; i < run.sampleCount(); ++i) {
+            out[i] = -in[i];
+        }
+        run.forwardWeights(run.input(0));
+    }
+    bool bounds(const BoundsRun& run) const override
+    {
+        run.output() = {{-run.input(0).components.at(0)}, run.input(0).weight};
+        return true;
+    }
+    KernelReads reads() const override { return {1, false}; }
 };
 
 /// A closure that the engine doesn't recognise, with the same bits as `inner`.
@@ -168,7 +242,7 @@ private:
     void addRandom(Closures closures)
     {
         const double a = std::uniform_real_distribution<double>(-2, 2)(_random);
-        const unsigned kinds = closures == Closures::None ? 6 : closures == Closures::Plain ? 7 : 9;
+        const unsigned kinds = closures == Closures::None ? 9 : closures == Closures::Plain ? 10 : 12;
         switch (_random() % kinds) {
         case 0:
             return add(1, evaluator(Wave{a}), {3});
@@ -183,8 +257,14 @@ private:
         case 5:
             return add(1, evaluator(Luminance{a}), {4});
         case 6:
-            return addClosure(foreign(evaluator(Smaller{a})));
+            return add(1, evaluator(Combined{static_cast<RowOperation>(1 + _random() % 5)}), {1, 1});
         case 7:
+            return add(1, Evaluator(std::make_shared<ForwardingKernel>()), {1});
+        case 8:
+            return add(1, Evaluator(std::make_shared<NegatingKernel>()), {1});
+        case 9:
+            return addClosure(foreign(evaluator(Smaller{a})));
+        case 10:
             return addClosure(writingAtSome(static_cast<std::int32_t>(2 + _random() % 3)));
         default:
             return addClosure(readingAtSome(static_cast<std::int32_t>(2 + _random() % 3)));
