@@ -176,7 +176,8 @@ std::vector<typename BVH<T, N, D>::Subtree> BVH<T, N, D>::linkLeaves(IndexRange 
         prefetch(k, positions.end);
         const std::int32_t index = primitiveCount - 1 + k;
         const int sharedAfter = commonPrefix(k);
-        nodes[static_cast<std::size_t>(index)] = {{_order.data() + position, 1}, boxOf(_order[position]), -1, -1, -1, true};
+        nodes[static_cast<std::size_t>(index)] = {
+            {_order.data() + position, 1}, boxOf(_order[position]), -1, -1, -1, true};
         append({k, k, index, sharedBefore, sharedAfter}, pending);
         sharedBefore = sharedAfter;
     }
@@ -211,7 +212,11 @@ typename BVH<T, N, D>::Subtree BVH<T, N, D>::join(const Subtree& left, const Sub
     box.include(second.box);
     nodes[static_cast<std::size_t>(index)] = {
         {_order.data() + left.first, static_cast<std::size_t>(right.last - left.first + 1)},
-        box, left.node, right.node, -1, false};
+        box,
+        left.node,
+        right.node,
+        -1,
+        false};
     return {left.first, right.last, index, left.sharedBefore, right.sharedAfter};
 }
 

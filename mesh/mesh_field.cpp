@@ -87,9 +87,9 @@ double squaredDistance(const double* a, const double* b)
 } // namespace
 
 MeshWindingField::MeshWindingField(std::vector<double> vertices, std::vector<std::int32_t> indices)
-    : MeshWindingField(std::move(vertices), std::move(indices),
-                       StandingTeam(static_cast<std::size_t>(
-                           buildThreads(static_cast<std::int32_t>(indices.size() / 3)))))
+    : MeshWindingField(
+          std::move(vertices), std::move(indices),
+          StandingTeam(static_cast<std::size_t>(buildThreads(static_cast<std::int32_t>(indices.size() / 3)))))
 {}
 
 MeshWindingField::MeshWindingField(std::vector<double>&& vertices, std::vector<std::int32_t>&& indices,

@@ -1,6 +1,5 @@
 #include "mesh/wide_tree.h"
 
-
 #include <utility>
 
 namespace zrk {
@@ -81,8 +80,8 @@ void cutIntoLeaves(std::span<const FloatBox> boxes, std::int32_t first, float le
     while (leafCount-- > 0) {
         const std::int32_t end = ends[leafCount];
         const std::int32_t count = counts[end];
-        row.add({first + end - count, count}, boxes.subspan(static_cast<std::size_t>(end - count),
-                                                            static_cast<std::size_t>(count)));
+        row.add({first + end - count, count},
+                boxes.subspan(static_cast<std::size_t>(end - count), static_cast<std::size_t>(count)));
     }
 }
 
@@ -207,7 +206,8 @@ private:
         }
     }
 
-    /// Adds a node over the leaves of a part, and those below it, but for the subtrees that are left as tasks.
+    /// Adds a node over the leaves of a part, and those below it, but for the subtrees that are left as
+    /// tasks.
     /// @return its index.
     std::int32_t addNode(const Part& whole, std::vector<WideTree::Node>& nodes, std::vector<Task>* tasks)
     {
@@ -262,8 +262,8 @@ private:
         return count;
     }
 
-    /// Leaves the first half of a part in place and puts the second half elsewhere: where the sum over both of
-    /// area times number of leaves is least. Near the leaves, whole nodes are cut off.
+    /// Leaves the first half of a part in place and puts the second half elsewhere: where the sum over both
+    /// of area times number of leaves is least. Near the leaves, whole nodes are cut off.
     void halve(Part& part, Part& second)
     {
         const IndexRange leaves = part.leaves;
@@ -283,8 +283,9 @@ private:
             for (; added < k; ++added) {
                 box.include(_boxes[static_cast<std::size_t>(added)]);
             }
-            const float cost = box.area() * static_cast<float>(k - leaves.first) +
-                               _after[static_cast<std::size_t>(k)].area() * static_cast<float>(leaves.end - k);
+            const float cost =
+                box.area() * static_cast<float>(k - leaves.first) +
+                _after[static_cast<std::size_t>(k)].area() * static_cast<float>(leaves.end - k);
             if (cost < best) {
                 best = cost;
                 middle = k;

@@ -174,8 +174,7 @@ void WideTree::summarize(const OfLeaf& ofLeaf, const OfNode& ofNode) const
     parallelTasks(static_cast<std::int32_t>(_subtrees.size()), _threads, [&](std::int32_t k) {
         const auto subtree = static_cast<std::size_t>(k);
         const Summary* none = nullptr;
-        ofSubtrees[subtree] =
-            summaryOf(static_cast<std::size_t>(_subtrees[subtree]), ofLeaf, ofNode, none);
+        ofSubtrees[subtree] = summaryOf(static_cast<std::size_t>(_subtrees[subtree]), ofLeaf, ofNode, none);
     });
     const Summary* next = ofSubtrees.data();
     summaryOf(0, ofLeaf, ofNode, next);

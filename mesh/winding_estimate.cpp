@@ -61,10 +61,13 @@ Group ofLeaf(const TriangleBlock& block, int count)
     Group sum;
     sum.area = sumOfLanes(areas);
     const Float8 weights = areas * (1.0f / sum.area);
-    sum.center = sum.area > 0.0f ? sumOf(center * weights) : Vector{block.corner[0][0], block.corner[1][0], block.corner[2][0]};
+    sum.center = sum.area > 0.0f ? sumOf(center * weights)
+                                 : Vector{block.corner[0][0], block.corner[1][0], block.corner[2][0]};
     sum.moment0 = sumOf(moment0);
     const Float8Vector shift = center - Float8Vector{sum.center[0], sum.center[1], sum.center[2]};
-    const auto mixed = [](Float8 d, Float8 e, Float8 m, Float8 n) { return sumOfLanes((d * n + e * m) * 0.5f); };
+    const auto mixed = [](Float8 d, Float8 e, Float8 m, Float8 n) {
+        return sumOfLanes((d * n + e * m) * 0.5f);
+    };
     sum.moment1[0] = sumOfLanes(shift.x * moment0.x);
     sum.moment1[1] = sumOfLanes(shift.y * moment0.y);
     sum.moment1[2] = sumOfLanes(shift.z * moment0.z);

@@ -51,7 +51,8 @@ void parallelLoop(IndexRange range, std::int32_t threadCount, const Body& body)
 }
 
 /// Calls body(k) for each k below `count`, on up to so many threads, each of which takes the next k when
-/// it is done with one: for work of unequal length. Returns when all are done; throws again what a body threw.
+/// it is done with one: for work of unequal length. Returns when all are done; throws again what a body
+/// threw.
 template <class Body>
 void parallelTasks(std::int32_t count, std::int32_t threadCount, const Body& body)
 {

@@ -82,10 +82,7 @@ public:
     StandingTeam& operator=(const StandingTeam&) = delete;
 
     /// The calling thread's, if it isn't at work.
-    static StandingTeam* idle()
-    {
-        return _ofThisThread && !_ofThisThread->_task ? _ofThisThread : nullptr;
-    }
+    static StandingTeam* idle() { return _ofThisThread && !_ofThisThread->_task ? _ofThisThread : nullptr; }
     std::size_t size() const { return _threads.size() + 1; }
 
     /// Calls task(worker), which must not throw, for each worker, and waits for all.

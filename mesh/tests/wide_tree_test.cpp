@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <span>
 #include <string>
+#include <vector>
 
 namespace zrk {
 namespace {
@@ -44,6 +46,16 @@ std::vector<NamedBoxes> boxSets()
     return {helix, row, scattered, nested, equal, {"one", {boxAt(0.5f, 0.5f, 0.5f, 0.25f)}}};
 }
 
+WideTree treeOver(const NamedBoxes& set, std::int32_t threads = 3)
+{
+    return WideTree(
+        static_cast<std::int32_t>(set.boxes.size()),
+        [&set](IndexRange range, FloatBox* boxes) {
+            std::copy(set.boxes.begin() + range.first, set.boxes.begin() + range.end, boxes);
+        },
+        threads);
+}
+
 /// The squared distance that the tree has of a leaf's box, or of one box in it.
 float squaredDistance(const FloatBox& box, const float* p)
 {
@@ -71,11 +83,51 @@ float squaredDistance(const NamedBoxes& set, const WideTree::Leaf& leaf, const f
 
 const auto unrefined = [](std::size_t, Float8 distances) { return distances; };
 
+struct Subtree {
+    std::int32_t primitives = 0;
+    FloatBox box;
+};
+
+// Fails for a subtree of another thread put in the wrong place, and for boxes too small or too large.
+TEST(WideTree, SumsUpItsSubtreesOnAnyNumberOfThreads)
+{
+    for (const NamedBoxes& set : boxSets()) {
+        for (const std::int32_t threads : {1, 3}) {
+            SCOPED_TRACE(set.name + " on " + std::to_string(threads));
+            const WideTree tree = treeOver(set, threads);
+            std::int32_t next = 0;
+            for (const WideTree::Leaf& leaf : tree.leaves()) {
+                ASSERT_EQ(leaf.first, next);
+                next += leaf.count;
+            }
+            std::vector<Subtree> found(tree.nodes().size());
+            std::vector<int> visits(tree.nodes().size(), 0);
+            tree.summarize<Subtree>(
+                [&](std::size_t leaf, const FloatBox& box) {
+                    return Subtree{tree.leaves()[leaf].count, box};
+                },
+                [&](std::size_t node, std::span<const Subtree> parts) {
+                    ++visits[node];
+                    for (const Subtree& part : parts) {
+                        found[node].primitives += part.primitives;
+                        found[node].box.include(part.box);
+                    }
+                    return found[node];
+                });
+            ASSERT_EQ(found[0].primitives, static_cast<std::int32_t>(set.boxes.size()));
+            for (std::size_t node = 0; node < visits.size(); ++node) {
+                ASSERT_EQ(visits[node], 1);
+                ASSERT_EQ(found[node].box.area(), tree.boxOf(node).area());
+            }
+        }
+    }
+}
+
 // Fails for a child lost or taken twice, in particular when the walk has too many nodes waiting.
 TEST(WideTree, VisitsEachLeafWithinTheThresholdOnce)
 {
     for (const NamedBoxes& set : boxSets()) {
-        const WideTree tree(set.boxes);
+        const WideTree tree = treeOver(set);
         for (const float threshold : {0.0f, 0.01f, 0.5f, 100.0f}) {
             SCOPED_TRACE(set.name + " within " + std::to_string(threshold));
             const float p[3] = {0.3f, -0.2f, 0.1f};
@@ -95,7 +147,7 @@ TEST(WideTree, FindsTheNearestWhileVisitsLowerTheThreshold)
     std::uniform_real_distribution<float> coordinate(-2, 2);
     for (const NamedBoxes& set : boxSets()) {
         SCOPED_TRACE(set.name);
-        const WideTree tree(set.boxes);
+        const WideTree tree = treeOver(set);
         for (int k = 0; k < 50; ++k) {
             const float p[3] = {coordinate(random), coordinate(random), coordinate(random)};
             float nearest = 100.0f;
@@ -120,7 +172,7 @@ TEST(WideTree, HasALeafNearAPosition)
     std::mt19937 random(7);
     std::uniform_real_distribution<float> coordinate(-1, 1);
     const NamedBoxes helix = boxSets().front();
-    const WideTree tree(helix.boxes);
+    const WideTree tree = treeOver(helix);
     float excess = 0.0f;
     constexpr int kPoints = 200;
     for (int k = 0; k < kPoints; ++k) {
