@@ -146,11 +146,10 @@ void BVH<T, N, D>::buildHierarchy()
     _order.resize(codes.size());
     nodes.resize(2 * codes.size() - 1);
     const std::int32_t threads = buildThreads(primitiveCount);
-    std::vector<std::vector<Subtree>> pending(static_cast<std::size_t>(threads));
-    parallelLoop({0, threads}, threads, [&](IndexRange chunks) {
-        for (std::int32_t k = chunks.first; k < chunks.end; ++k) {
-            pending[static_cast<std::size_t>(k)] = linkLeaves(chunkOf({0, primitiveCount}, threads, k));
-        }
+    const std::int32_t parts = taskCount(primitiveCount, threads);
+    std::vector<std::vector<Subtree>> pending(static_cast<std::size_t>(parts));
+    parallelTasks(parts, threads, [&](std::int32_t k) {
+        pending[static_cast<std::size_t>(k)] = linkLeaves(chunkOf({0, primitiveCount}, parts, k));
     });
     std::vector<Subtree> rest;
     for (const std::vector<Subtree>& subtrees : pending) {

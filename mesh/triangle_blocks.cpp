@@ -102,7 +102,10 @@ TriangleBlocks::TriangleBlocks(const Hierarchy& hierarchy, const LocalFrame& loc
 
     blocks.resize(tree.leaves().size());
     slivers.resize(blocks.size());
-    parallelLoop({0, static_cast<std::int32_t>(blocks.size())}, threads, [&](IndexRange range) {
+    const auto leafCount = static_cast<std::int32_t>(blocks.size());
+    const std::int32_t parts = taskCount(leafCount, threads);
+    parallelTasks(parts, threads, [&](std::int32_t part) {
+        const IndexRange range = chunkOf({0, leafCount}, parts, part);
         for (std::int32_t k = range.first; k < range.end; ++k) {
             const auto leaf = static_cast<std::size_t>(k);
             const LeafTriangles triangles(hierarchy, frame, tree.leaves()[leaf]);

@@ -122,21 +122,18 @@ private:
     {
         const float leafCost = kLeafCost * meanArea(count, boxes);
         const std::int32_t runs = (count + kRun - 1) / kRun;
-        const std::int32_t threads = std::min(_tree._threads, runs);
-        std::vector<LeafRow> rows(static_cast<std::size_t>(threads));
-        parallelLoop({0, threads}, threads, [&](IndexRange chunks) {
+        const std::int32_t parts = taskCount(runs, _tree._threads);
+        std::vector<LeafRow> rows(static_cast<std::size_t>(parts));
+        parallelTasks(parts, _tree._threads, [&](std::int32_t k) {
             FloatBox ofRun[kRun];
-            for (std::int32_t k = chunks.first; k < chunks.end; ++k) {
-                const IndexRange chunk = chunkOf({0, runs}, threads, k);
-                LeafRow row; // grows away from the other threads' rows
-                for (std::int32_t run = chunk.first; run < chunk.end; ++run) {
-                    const IndexRange range{run * kRun, std::min(count, (run + 1) * kRun)};
-                    boxes(range, ofRun);
-                    cutIntoLeaves({ofRun, static_cast<std::size_t>(range.count())}, range.first, leafCost,
-                                  row);
-                }
-                rows[static_cast<std::size_t>(k)] = std::move(row);
+            LeafRow row; // grows away from the other threads' rows
+            const IndexRange part = chunkOf({0, runs}, parts, k);
+            for (std::int32_t run = part.first; run < part.end; ++run) {
+                const IndexRange range{run * kRun, std::min(count, (run + 1) * kRun)};
+                boxes(range, ofRun);
+                cutIntoLeaves({ofRun, static_cast<std::size_t>(range.count())}, range.first, leafCost, row);
             }
+            rows[static_cast<std::size_t>(k)] = std::move(row);
         });
         std::size_t leafCount = 0;
         for (const LeafRow& row : rows) {

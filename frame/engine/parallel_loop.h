@@ -50,6 +50,14 @@ void parallelLoop(IndexRange range, std::int32_t threadCount, const Body& body)
     });
 }
 
+/// Parts that `count` elements are worth being cut into for `parallelTasks`: several a thread, so that a
+/// thread that is held up leaves its share to the others.
+inline std::int32_t taskCount(std::int32_t count, std::int32_t threadCount)
+{
+    constexpr std::int32_t kPerThread = 16;
+    return threadCount > 1 ? std::clamp(count, 1, kPerThread * threadCount) : 1;
+}
+
 /// Calls body(k) for each k below `count`, on up to so many threads, each of which takes the next k when
 /// it is done with one: for work of unequal length. Returns when all are done; throws again what a body
 /// threw.
