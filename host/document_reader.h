@@ -27,7 +27,6 @@ private:
     DocumentWarnings& _warnings;
     zrk::ProgressMonitor* _monitor;
 
-    void parseJson(const std::string& text);
     void readVersion();
     void readContext();
     void readResources();
