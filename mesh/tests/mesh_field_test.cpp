@@ -163,7 +163,7 @@ std::vector<Point> pointsAround(const GeneratedMesh& mesh, int count, unsigned s
 
 // Fails for a margin that is too small, a triangle lost from the tree, a wrong bound of a cylinder or a
 // hint that changes a result.
-TEST(MeshDistance, IsThatOfTheToldSearchBitForBit)
+TEST(MeshDistance, IsThatOfTheDefinedSearchBitForBit)
 {
     for (const auto& [name, mesh] : meshes()) {
         SCOPED_TRACE(name);
@@ -175,6 +175,58 @@ TEST(MeshDistance, IsThatOfTheToldSearchBitForBit)
             ASSERT_EQ(std::abs(field.signedDistance(p.begin(), trail)), literal);
         }
     }
+}
+
+/// Triangles that lie on each other but for a few last places, far from the origin. Just above them, rounding
+/// makes some of them nearer than their own boxes.
+GeneratedMesh stackOfTriangles(std::mt19937& random)
+{
+    std::uniform_real_distribution<double> unit(-1, 1);
+    const double far = std::pow(10.0, random() % 6);
+    Point corners[3];
+    for (Point& corner : corners) {
+        corner = {far + unit(random), far + unit(random), far};
+    }
+    GeneratedMesh mesh;
+    for (int i = 0; i < 8; ++i) {
+        std::int32_t triangle[3];
+        for (int k = 0; k < 3; ++k) {
+            Point p = corners[k];
+            for (double& x : p) {
+                for (unsigned places = random() % 6; places > 0; --places) {
+                    x = std::nextafter(x, random() % 2 == 0 ? kLargest : -kLargest);
+                }
+            }
+            triangle[k] = mesh.addVertex(p);
+        }
+        mesh.addTriangle(triangle[0], triangle[1], triangle[2]);
+    }
+    return mesh;
+}
+
+// There the defined search ends before it has seen the nearest triangle, and so must a faster one.
+TEST(MeshDistance, IsThatOfTheDefinedSearchAlsoWhereThatMissesTheNearest)
+{
+    std::mt19937 random(17);
+    std::uniform_real_distribution<double> unit(0, 1);
+    int missed = 0;
+    for (int round = 0; round < 60; ++round) {
+        const GeneratedMesh mesh = stackOfTriangles(random);
+        const MeshWindingField field(mesh.vertices, mesh.indices);
+        MeshWindingField::Trail trail;
+        for (int i = 0; i < 200; ++i) {
+            const double s = unit(random);
+            const double t = (1 - s) * unit(random);
+            Point p = pointAt(&mesh.vertices[0]) * s + pointAt(&mesh.vertices[3]) * t +
+                      pointAt(&mesh.vertices[6]) * (1 - s - t);
+            p[2] += std::pow(10.0, -9.0 - static_cast<double>(random() % 6)) * p[2] * unit(random);
+            const double literal = literalDistance(field, p);
+            missed += literal != bruteForceDistance(field, p);
+            ASSERT_EQ(field.meshDistance(p.begin()), literal);
+            ASSERT_EQ(field.meshDistance(p.begin(), trail), literal);
+        }
+    }
+    EXPECT_GT(missed, 20);
 }
 
 TEST(MeshDistance, IsTheSmallestOfAllTriangles)
