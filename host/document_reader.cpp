@@ -65,6 +65,7 @@ void DocumentReader::read(const std::string& text)
     readResources();
     readNodes();
     readLinks();
+    warnOfLinksThatDontFit();
     readOutput();
     _document._graph->setSilent(false);
 }
@@ -388,6 +389,32 @@ void DocumentReader::refuseLink(ZRKLinkResult result, Pin_handle from, Pin_handl
                "remove one of the links of the cycle");
     default:
         refuse(place, std::string("found a link that can't be made: ") + describe(result), "remove the link");
+    }
+}
+
+/// Links are made by the tags that the pins declare, so that through a wildcard a pin can get another number
+/// of components than it reads. Only known when all links are there. An output without a tag passes
+/// nothing on and is none of these.
+void DocumentReader::warnOfLinksThatDontFit()
+{
+    const EffectiveTagScope tags;
+    const ZRKGraph& graph = *_document._graph;
+    for (const auto& node : graph.nodes()) {
+        for (const ZRKGraphPin& input : node->inputs) {
+            const Pin_ref<1> from = graph.upstream(input.handle);
+            if (input.tag == Tag::Any || !from.isValid()) {
+                continue;
+            }
+            const Tag arriving = effectiveTag(from);
+            if (arriving != Tag::None && arriving != input.tag) {
+                const bool isShort = arriving.components < input.tag.components;
+                _warnings.push_back(fmt::format(
+                    "{}, input {}: found {} from output {} of {}, expected {}; {}", where(nodeText(node->id)),
+                    input.handle.index(), arriving.name(), from.handle.index(), nodeText(from.handle.node()),
+                    input.tag.name(),
+                    isShort ? "the missing components read as 0" : "the further components aren't read"));
+            }
+        }
     }
 }
 

@@ -162,6 +162,28 @@ class Warnings(ZrkTest):
         self.check(graph([{**OPERATOR, "values": {"op_name": "plus"}}]), ('"op_name"', '"plus"', '"add"'))
         self.check(graph([{**SPHERE, "import": "part.obj"}]), ("node 1 (SphereSDF)", '"import"'))
 
+    def test_links_that_carry_another_tag_through_a_wildcard(self):
+        def through_wildcards(first, last, pin=0, order=1):
+            """Node 1 into a wildcard into a wildcard into `last`, node 4."""
+            nodes = [{"id": 1, "type": first}, {"id": 2, "type": "Multiply"}, {"id": 3, "type": "mask"},
+                     {"id": 4, "type": last}]
+            return graph(nodes, [(1, 0, 2, 0), (2, 0, 3, 0), (3, 0, 4, pin)][::order], (4, 0))
+
+        scalar = ("node 4 (SphereSDF), input 0: found Scalar from output 0 of node 3 (mask), expected Vector3d", "read as 0")
+        self.check(through_wildcards("Gyroid", "SphereSDF"), scalar)
+        self.check(through_wildcards("Gyroid", "SphereSDF", order=-1), scalar)
+        self.check(through_wildcards("TwistTransform", "ZRKInvert"), ("node 4 (Invert)", "found Vector3d", "expected Scalar", "further components"))
+        self.check(through_wildcards("ColorFromVec3", "SphereSDF"), ("found Color", "expected Vector3d"))
+        self.check(through_wildcards("Gyroid", "ApplyTransform"), ("node 4 (ApplyTransform), input 0", "found Scalar"))
+        # What it gives then: a position on the x axis, where the first field was 2.
+        document = through_wildcards("SphereSDF", "SphereSDF")
+        self.assertEqual(self.succeed("probe", self.put(document), "--at", "0,3,0").out, "1,1\n")
+        # Tags that fit, wildcards that take every tag, and those that have none yet.
+        self.check(through_wildcards("TwistTransform", "SphereSDF"))
+        self.check(through_wildcards("Gyroid", "ZRKInvert"))
+        self.check(through_wildcards("Gyroid", "ApplyTransform", pin=1))
+        self.check(graph([{"id": 1, "type": "mask"}, {**SPHERE, "id": 2}], [(1, 0, 2, 0)]))
+
     def test_imports_that_fail(self):
         def importing(path):
             return graph([{"id": 1, "type": "BeamSDF", "import": path}], output=(1, 0))
