@@ -8,6 +8,7 @@
 #include "frame/host/serialization.h"
 #include "frame/host/type_info.h"
 #include "host/document_context.h"
+#include "host/document_json.h"
 #include "host/document_values.h"
 #include "host/error.h"
 #include "host/type_lookup.h"
@@ -25,54 +26,6 @@ namespace zrkmodel {
 namespace {
 
 constexpr int kFormatVersion = 1;
-constexpr std::size_t kMaxNesting = 200;
-
-/// Deepest nesting of arrays and objects in a JSON text, found without building it.
-std::size_t nesting(const std::string& text)
-{
-    std::size_t depth = 0;
-    std::size_t deepest = 0;
-    bool inString = false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if (inString) {
-            if (c == '\\') {
-                ++i;
-            } else if (c == '"') {
-                inString = false;
-            }
-        } else if (c == '"') {
-            inString = true;
-        } else if (c == '[' || c == '{') {
-            deepest = std::max(deepest, ++depth);
-        } else if ((c == ']' || c == '}') && depth > 0) {
-            --depth;
-        }
-    }
-    return deepest;
-}
-
-/// "line 3, column 7" of a byte offset.
-std::string linePlace(const std::string& text, std::size_t offset)
-{
-    const std::size_t end = std::min(offset > 0 ? offset - 1 : 0, text.size());
-    const auto begin = text.begin();
-    const auto stop = begin + static_cast<std::ptrdiff_t>(end);
-    const auto lineBreak = std::find(std::make_reverse_iterator(stop), text.rend(), '\n');
-    return fmt::format("line {}, column {}", std::count(begin, stop, '\n') + 1, stop - lineBreak.base() + 1);
-}
-
-/// The text that nlohmann gives of its errors without its own codes in front.
-std::string plainReason(const std::string& what)
-{
-    const std::size_t bracket = what.find("] ");
-    std::string text = bracket == std::string::npos ? what : what.substr(bracket + 2);
-    const std::size_t colon = text.find(": ");
-    if (text.starts_with("parse error at") && colon != std::string::npos) {
-        text = text.substr(colon + 2);
-    }
-    return text;
-}
 
 /// The key whose value a component of this kind refuses to read; empty when it is none of them alone.
 std::string unreadableKey(const ZRKGraphObject& object, const ZRKJson& values)
@@ -103,7 +56,7 @@ void DocumentReader::refuse(const std::string& place, const std::string& finding
 
 void DocumentReader::read(const std::string& text)
 {
-    parseJson(text);
+    _document._root = parseDocumentJson(text, _name);
     _document._graph = ZRKGraph::create();
     // Nobody listens yet; telling every node of every link would take a time that grows with the square.
     _document._graph->setSilent(true);
@@ -112,36 +65,9 @@ void DocumentReader::read(const std::string& text)
     readResources();
     readNodes();
     readLinks();
+    warnOfLinksThatDontFit();
     readOutput();
     _document._graph->setSilent(false);
-}
-
-void DocumentReader::parseJson(const std::string& text)
-{
-    if (const std::size_t depth = nesting(text); depth > kMaxNesting) {
-        refuse("JSON", fmt::format("found values nested {} deep, expected at most {}", depth, kMaxNesting),
-               "flatten the document; a graph needs no such depth");
-    }
-    try {
-        _document._root = ZRKJson::parse(text);
-    } catch (const ZRKJson::parse_error& error) {
-        refuse(
-            linePlace(text, error.byte),
-            fmt::format("found broken JSON ({}), expected one whole JSON object", plainReason(error.what())),
-            "mend the text at that place");
-    } catch (const ZRKJson::out_of_range& error) {
-        // A number beyond a double's range, the only such error of the parser; it quotes the number.
-        const std::string reason = error.what();
-        const std::size_t quote = std::min(reason.find('\''), reason.size() - 1) + 1;
-        const std::string number = reason.substr(quote, reason.find('\'', quote) - quote);
-        refuse(linePlace(text, text.find(number) + 1),
-               fmt::format("found the number {}, expected one between -1.8e308 and 1.8e308", number),
-               "write a number of a smaller size");
-    }
-    if (!_document._root.is_object()) {
-        refuse("top level", "found " + shown(_document._root) + ", expected an object",
-               "a graph document begins with {\"zrkGraph\": 1, ...}");
-    }
 }
 
 void DocumentReader::readVersion()
@@ -352,7 +278,7 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
         refuse(key.empty() ? place : place + ", " + quoted(key),
                fmt::format("found {}, expected another kind of value: {}",
                            key.empty() ? "a value that can't be read" : shown(values[key]),
-                           plainReason(error.what())),
+                           plainReason(error)),
                "give the value the kind named, or leave it out");
     }
     for (const std::string& unread : stored.unreadPlaces()) {
@@ -463,6 +389,32 @@ void DocumentReader::refuseLink(ZRKLinkResult result, Pin_handle from, Pin_handl
                "remove one of the links of the cycle");
     default:
         refuse(place, std::string("found a link that can't be made: ") + describe(result), "remove the link");
+    }
+}
+
+/// Links are made by the tags that the pins declare, so that through a wildcard a pin can get another number
+/// of components than it reads. Only known when all links are there. An output without a tag passes
+/// nothing on and is none of these.
+void DocumentReader::warnOfLinksThatDontFit()
+{
+    const EffectiveTagScope tags;
+    const ZRKGraph& graph = *_document._graph;
+    for (const auto& node : graph.nodes()) {
+        for (const ZRKGraphPin& input : node->inputs) {
+            const Pin_ref<1> from = graph.upstream(input.handle);
+            if (input.tag == Tag::Any || !from.isValid()) {
+                continue;
+            }
+            const Tag arriving = effectiveTag(from);
+            if (arriving != Tag::None && arriving != input.tag) {
+                const bool isShort = arriving.components < input.tag.components;
+                _warnings.push_back(fmt::format(
+                    "{}, input {}: found {} from output {} of {}, expected {}; {}", where(nodeText(node->id)),
+                    input.handle.index(), arriving.name(), from.handle.index(), nodeText(from.handle.node()),
+                    input.tag.name(),
+                    isShort ? "the missing components read as 0" : "the further components aren't read"));
+            }
+        }
     }
 }
 

@@ -27,7 +27,6 @@ private:
     DocumentWarnings& _warnings;
     zrk::ProgressMonitor* _monitor;
 
-    void parseJson(const std::string& text);
     void readVersion();
     void readContext();
     void readResources();
@@ -38,6 +37,7 @@ private:
     void readImport(const ZRKJson& paths, ZRKGraphObject& object, const std::string& place);
     void readLinks();
     void readLink(const ZRKJson& entry, std::size_t index);
+    void warnOfLinksThatDontFit();
     void readOutput();
 
     Pin_handle readPin(const ZRKJson& pair, const std::string& place, bool isOutput) const;

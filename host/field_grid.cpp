@@ -3,12 +3,12 @@
 #include "frame/engine/field_sampler.h"
 #include "frame/values/large_pages.h"
 #include "host/error.h"
+#include "host/free_memory.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <limits>
 #include <memory>
 #include <string>
@@ -16,21 +16,6 @@
 namespace zrkmodel {
 
 namespace {
-
-/// Bytes that programs may still take without swapping; nothing where the system doesn't tell.
-std::optional<double> freeMemory()
-{
-    std::ifstream info("/proc/meminfo");
-    std::string key;
-    double kilobytes = 0;
-    std::string unit;
-    while (info >> key >> kilobytes >> unit) {
-        if (key == "MemAvailable:") {
-            return kilobytes * 1024;
-        }
-    }
-    return std::nullopt;
-}
 
 /// Refuses grids that can't be sampled, before anything is allocated.
 void checkSize(double samples, std::size_t components)

@@ -31,6 +31,16 @@ MALFORMED = [
     ("UTF-16", '{"zrkGraph": 1}'.encode("utf-16"), ["broken JSON"]),
     ("number too large", '{"zrkGraph": 1, "context": {"modelBounds": [[0, 0, 0], [1e999, 1, 1]]}}', ["line 1, column 57", "1e999"]),
     ("nested too deep", '{"zrkGraph": 1, "x": ' + "[" * 100_000 + "]" * 100_000 + "}", ["nested 100001 deep"]),
+    ("key twice in the document", '{"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF"}], "nodes": []}',
+     ['case.zrk.json, "nodes": found this key a second time', '[{"id":1,"type":"SphereSDF"}]', "keep the one"]),
+    ("values twice", '{"zrkGraph": 1, "nodes": [{}, {"id": 1, "type": "SphereSDF", "values": {}, "values": {"radius": 2}}]}',
+     ['nodes[1], "values": found this key a second time', "first value is {}"]),
+    ("property twice", '{"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF", "values": {"radius": 1, "radius": 1}}]}',
+     ['nodes[0], "values", "radius": found', "first value is 1"]),
+    ("key twice deep below, once escaped", '{"zrkGraph": 1, "x": {"y": [0, [{"a": [], "b": {"k\u00e9y": 1, "k": 2, "kéy": 3}}]]}}',
+     ['case.zrk.json, "x", y[1][0], "b", "kéy": found', "first value is 1"]),
+    ("key twice before broken JSON", '{"zrkGraph": 1, "": null, "": ', ['case.zrk.json, "": found', "first value is null"]),
+    ("long key twice", '{"' + "k" * 5000 + '": 1, "' + "k" * 5000 + '": 2}', ['kkk...: found this key a second time']),
     ("an array", "[1, 2]", ["top level", "[1,2]", '{"zrkGraph": 1, ...}']),
     ("no version", "{}", ['"zrkGraph"', 'add "zrkGraph": 1']),
     ("newer version", '{"zrkGraph": 2}', ['"zrkGraph"', "version 2", "at most 1", "newer zrk"]),
@@ -152,6 +162,28 @@ class Warnings(ZrkTest):
         self.check(graph([{**OPERATOR, "values": {"op_name": "plus"}}]), ('"op_name"', '"plus"', '"add"'))
         self.check(graph([{**SPHERE, "import": "part.obj"}]), ("node 1 (SphereSDF)", '"import"'))
 
+    def test_links_that_carry_another_tag_through_a_wildcard(self):
+        def through_wildcards(first, last, pin=0, order=1):
+            """Node 1 into a wildcard into a wildcard into `last`, node 4."""
+            nodes = [{"id": 1, "type": first}, {"id": 2, "type": "Multiply"}, {"id": 3, "type": "mask"},
+                     {"id": 4, "type": last}]
+            return graph(nodes, [(1, 0, 2, 0), (2, 0, 3, 0), (3, 0, 4, pin)][::order], (4, 0))
+
+        scalar = ("node 4 (SphereSDF), input 0: found Scalar from output 0 of node 3 (mask), expected Vector3d", "read as 0")
+        self.check(through_wildcards("Gyroid", "SphereSDF"), scalar)
+        self.check(through_wildcards("Gyroid", "SphereSDF", order=-1), scalar)
+        self.check(through_wildcards("TwistTransform", "ZRKInvert"), ("node 4 (Invert)", "found Vector3d", "expected Scalar", "further components"))
+        self.check(through_wildcards("ColorFromVec3", "SphereSDF"), ("found Color", "expected Vector3d"))
+        self.check(through_wildcards("Gyroid", "ApplyTransform"), ("node 4 (ApplyTransform), input 0", "found Scalar"))
+        # What it gives then: a position on the x axis, where the first field was 2.
+        document = through_wildcards("SphereSDF", "SphereSDF")
+        self.assertEqual(self.succeed("probe", self.put(document), "--at", "0,3,0").out, "1,1\n")
+        # Tags that fit, wildcards that take every tag, and those that have none yet.
+        self.check(through_wildcards("TwistTransform", "SphereSDF"))
+        self.check(through_wildcards("Gyroid", "ZRKInvert"))
+        self.check(through_wildcards("Gyroid", "ApplyTransform", pin=1))
+        self.check(graph([{"id": 1, "type": "mask"}, {**SPHERE, "id": 2}], [(1, 0, 2, 0)]))
+
     def test_imports_that_fail(self):
         def importing(path):
             return graph([{"id": 1, "type": "BeamSDF", "import": path}], output=(1, 0))
@@ -169,6 +201,8 @@ class Warnings(ZrkTest):
         self.check(graph([{**SPHERE, "uuid": "6e8c3d87-c1b8-4f58-a88a-e8e774076aff"}]))
         self.check(graph([{**SPHERE, "type": "ZRKSphereSDF"}]))
         self.check("\ufeff" + json.dumps(graph([SPHERE])))
+        # Equal keys of objects beside and within each other.
+        self.check({**graph([{**SPHERE, "a": {"a": {"a": 1}}}, {**TWIST, "id": 2, "a": [{"b": 1}, {"b": 2}]}]), "a": 1, "b": {}})
 
     def test_other_commands_tell_them_too(self):
         path = self.put(graph([{**SPHERE, "values": {"radius": "2"}}], output=(1, 0)))

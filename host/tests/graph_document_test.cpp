@@ -3,6 +3,7 @@
 #include "frame/host/graph_object.h"
 #include "frame/host/property.h"
 #include "frame/host/registry.h"
+#include "host/document_json.h"
 #include "host/error.h"
 #include "host/tests/temporary_folder.h"
 
@@ -191,12 +192,13 @@ private:
 };
 
 /// True when the text is a document; otherwise it must be refused as bad input, with place and remedy.
-/// What is read must also be written, and be one again.
+/// What is read must also be written, and be one again; and be what the JSON library reads.
 bool isDocument(const std::string& text)
 {
     try {
         const GraphDocument document = parsed(text);
         EXPECT_EQ(parsed(document.toText()).toText(), document.toText());
+        EXPECT_EQ(parseDocumentJson(text, kName).dump(), ZRKJson::parse(text).dump());
         document.outputPins();
         return true;
     } catch (const HostError& error) {

@@ -1,0 +1,183 @@
+#include "host/document_json.h"
+
+#include "host/document_values.h"
+#include "host/error.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <utility>
+#include <vector>
+
+namespace zrkmodel {
+
+namespace {
+
+constexpr std::size_t kMaxNesting = 200;
+constexpr int kNumberOverflow = 406; // the library's code
+
+/// Deepest nesting of arrays and objects in a JSON text, found without building it.
+std::size_t nesting(const std::string& text)
+{
+    std::size_t depth = 0;
+    std::size_t deepest = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            if (c == '\\') {
+                ++i;
+            } else if (c == '"') {
+                inString = false;
+            }
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '[' || c == '{') {
+            deepest = std::max(deepest, ++depth);
+        } else if ((c == ']' || c == '}') && depth > 0) {
+            --depth;
+        }
+    }
+    return deepest;
+}
+
+/// "line 3, column 7" of the byte after which `offset` bytes are read.
+std::string linePlace(const std::string& text, std::size_t offset)
+{
+    const std::size_t end = std::min(offset > 0 ? offset - 1 : 0, text.size());
+    const auto begin = text.begin();
+    const auto stop = begin + static_cast<std::ptrdiff_t>(end);
+    const auto lineBreak = std::find(std::make_reverse_iterator(stop), text.rend(), '\n');
+    return fmt::format("line {}, column {}", std::count(begin, stop, '\n') + 1, stop - lineBreak.base() + 1);
+}
+
+/// Builds the same value as ZRKJson::parse(), but refuses an object that has a key twice, where that keeps
+/// the last of them. (The library's parser with a callback can tell too, in a time that grows with the square
+/// of an array's length.)
+class Builder final : public ZRKJson::json_sax_t {
+public:
+    Builder(const std::string& text, const std::string& name) : _text(text), _name(name) {}
+
+    ZRKJson& root() { return _root; }
+
+    bool null() override { return add(nullptr); }
+    bool boolean(bool value) override { return add(value); }
+    bool number_integer(number_integer_t value) override { return add(value); }
+    bool number_unsigned(number_unsigned_t value) override { return add(value); }
+    bool number_float(number_float_t value, const string_t&) override { return add(value); }
+    bool string(string_t& value) override { return add(std::move(value)); }
+    bool binary(binary_t& value) override { return add(std::move(value)); }
+    bool start_object(std::size_t) override { return open(ZRKJson::object()); }
+    bool end_object() override { return close(); }
+    bool start_array(std::size_t) override { return open(ZRKJson::array()); }
+    bool end_array() override { return close(); }
+
+    /// Adds the member with the value null, which the value that comes next replaces.
+    bool key(string_t& key) override
+    {
+        const auto [member, isNew] = _open.back()->emplace(key, nullptr);
+        if (!isNew) {
+            throw hostError(HostError::kBadInput, fmt::format("{}, {}{}", _name, openPlace(), shown(key)),
+                            "found this key a second time, expected each key of an object once",
+                            fmt::format("its first value is {}; keep the one that is meant", shown(*member)));
+        }
+        return true;
+    }
+
+    bool parse_error(std::size_t position, const std::string& token, const ZRKJson::exception& error) override
+    {
+        if (error.id == kNumberOverflow) {
+            throw hostError(
+                HostError::kBadInput, _name + ", " + linePlace(_text, position + 1 - token.size()),
+                fmt::format("found the number {}, expected one between -1.8e308 and 1.8e308", token),
+                "write a number of a smaller size");
+        }
+        throw hostError(
+            HostError::kBadInput, _name + ", " + linePlace(_text, position),
+            fmt::format("found broken JSON ({}), expected one whole JSON object", plainReason(error)),
+            "mend the text at that place");
+    }
+
+private:
+    const std::string& _text;
+    const std::string& _name;
+    ZRKJson _root;
+    std::vector<ZRKJson*>
+        _open; ///< arrays and objects around the place; each is the last element of that before
+
+    bool add(ZRKJson value)
+    {
+        if (_open.empty()) {
+            _root = std::move(value);
+        } else if (_open.back()->is_array()) {
+            _open.back()->push_back(std::move(value));
+        } else {
+            _open.back()->back() = std::move(value);
+        }
+        return true;
+    }
+
+    bool open(ZRKJson empty)
+    {
+        add(std::move(empty));
+        _open.push_back(_open.empty() ? &_root : &_open.back()->back());
+        return true;
+    }
+
+    bool close()
+    {
+        _open.pop_back();
+        return true;
+    }
+
+    /// `nodes[3], "values", ` of the innermost open object; empty for the document's own.
+    std::string openPlace() const
+    {
+        std::string place;
+        for (std::size_t i = 0; i + 1 < _open.size(); ++i) {
+            if (_open[i]->is_array()) {
+                place += fmt::format("[{}]", _open[i]->size() - 1);
+            } else {
+                const std::string key = std::prev(_open[i]->end()).key();
+                place += _open[i + 1]->is_array() ? key : shown(key);
+            }
+            place += _open[i + 1]->is_array() ? "" : ", ";
+        }
+        return place;
+    }
+};
+
+} // namespace
+
+ZRKJson parseDocumentJson(const std::string& text, const std::string& name)
+{
+    if (const std::size_t depth = nesting(text); depth > kMaxNesting) {
+        throw hostError(HostError::kBadInput, name + ", JSON",
+                        fmt::format("found values nested {} deep, expected at most {}", depth, kMaxNesting),
+                        "flatten the document; a graph needs no such depth");
+    }
+    Builder builder(text, name);
+    ZRKJson::sax_parse(text, &builder);
+    if (!builder.root().is_object()) {
+        throw hostError(HostError::kBadInput, name + ", top level",
+                        "found " + shown(builder.root()) + ", expected an object",
+                        "a graph document begins with {\"zrkGraph\": 1, ...}");
+    }
+    return std::move(builder.root());
+}
+
+std::string plainReason(const ZRKJson::exception& error)
+{
+    const std::string what = error.what();
+    const std::size_t bracket = what.find("] ");
+    std::string text = bracket == std::string::npos ? what : what.substr(bracket + 2);
+    const std::size_t colon = text.find(": ");
+    if (text.starts_with("parse error at") && colon != std::string::npos) {
+        text = text.substr(colon + 2);
+    }
+    return text;
+}
+
+} // namespace zrkmodel

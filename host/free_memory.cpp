@@ -1,0 +1,103 @@
+#include "host/free_memory.h"
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace zrkmodel {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The number that a file holds; nothing for a missing file and for the word "max".
+std::optional<double> readNumber(const fs::path& file)
+{
+    std::ifstream in(file);
+    double number = 0;
+    return in >> number ? std::optional(number) : std::nullopt;
+}
+
+/// The number behind a word at the beginning of a line.
+std::optional<double> readNumber(const fs::path& file, const std::string& word)
+{
+    std::ifstream in(file);
+    std::string line;
+    while (std::getline(in, line)) {
+        std::istringstream words(line);
+        std::string first;
+        double number = 0;
+        if (words >> first >> number && first == word) {
+            return number;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<double> least(std::optional<double> a, std::optional<double> b)
+{
+    return a && b ? std::min(*a, *b) : a ? a : b;
+}
+
+/// Where a version of control groups keeps what it knows about memory.
+struct GroupFiles {
+    const char* mount;
+    const char* limit; ///< version 1 writes a number beyond every machine's memory for none
+    const char* used;  ///< copies of files included
+    const char* cache; ///< in memory.stat: copies of files that weren't needed lately
+};
+
+constexpr GroupFiles kVersion1{"sys/fs/cgroup/memory", "memory.limit_in_bytes", "memory.usage_in_bytes",
+                               "total_inactive_file"};
+constexpr GroupFiles kVersion2{"sys/fs/cgroup", "memory.max", "memory.current", "inactive_file"};
+
+std::optional<double> freeInGroup(const fs::path& folder, const GroupFiles& files)
+{
+    const std::optional<double> limit = readNumber(folder / files.limit);
+    if (!limit) {
+        return std::nullopt;
+    }
+    const double used = readNumber(folder / files.used).value_or(0);
+    const double cache = readNumber(folder / "memory.stat", files.cache).value_or(0);
+    return std::max(0.0, *limit - std::max(0.0, used - cache));
+}
+
+/// Of a group and those around it, whose limits hold too. In a container the group's own folder may be out of
+/// sight, and the container's limit be that of the outermost folder.
+std::optional<double> freeInGroups(const fs::path& root, const std::string& group, const GroupFiles& files)
+{
+    std::optional<double> free;
+    fs::path inner = ("/" / fs::path(group)).lexically_normal();
+    for (bool isOutermost = false; !isOutermost; inner = inner.parent_path()) {
+        isOutermost = !inner.has_relative_path();
+        free = least(free, freeInGroup(root / files.mount / inner.relative_path(), files));
+    }
+    return free;
+}
+
+} // namespace
+
+std::optional<double> freeMemory(const fs::path& root)
+{
+    std::optional<double> free = readNumber(root / "proc/meminfo", "MemAvailable:");
+    if (free) {
+        *free *= 1024; // it counts in kB
+    }
+    // Lines of number:controllers:group; version 2 names no controllers.
+    std::ifstream groups(root / "proc/self/cgroup");
+    std::string number;
+    std::string controllers;
+    std::string group;
+    while (std::getline(groups, number, ':') && std::getline(groups, controllers, ':') &&
+           std::getline(groups, group)) {
+        if (controllers.empty()) {
+            free = least(free, freeInGroups(root, group, kVersion2));
+        } else if (("," + controllers + ",").find(",memory,") != std::string::npos) {
+            free = least(free, freeInGroups(root, group, kVersion1));
+        }
+    }
+    return free;
+}
+
+} // namespace zrkmodel
