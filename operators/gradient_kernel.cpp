@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -51,29 +52,59 @@ public:
 
     void block(BlockRun& run) const override
     {
-        const std::size_t n = positions.count;
+        RowLoop& loop = run.addLoop();
+        loop.kernel = this;
+        loop.run = moveToCorners;
         for (std::size_t c = 0; c < 3; ++c) {
-            const double* position = positions.coordinates[c];
-            double* moved = run.output(c);
-            // In ascending order, as the last vector of a corner reaches into the next one.
-            for (std::size_t corner = 0; corner < kCorners; ++corner) {
-                const Batch offset = kCornerSigns[corner][c] * _step;
-                for (std::size_t i = 0; i < n; i += Batch::size) {
-                    (Batch::loadAligned(position + i) + offset).store(moved + corner * n + i);
-                }
-            }
+            loop.writes[c] = run.output(c);
         }
-        if (positions.weights) {
-            double* weights = run.outputWeights();
-            for (std::size_t corner = 0; corner < kCorners; ++corner) {
-                std::copy_n(positions.weights, n, weights + corner * n);
-            }
-        }
+        loop.writes[3] = positions.weights ? run.outputWeights() : nullptr;
     }
+    bool runsAsLoops() const override { return true; }
     KernelReads reads() const override { return {0, false}; }
 
 private:
     double _step;
+
+    /// For the positions of the moment, of which there may be other ones each time. All at the first call,
+    /// which is faster than a corner a call: it is the first loop of its chain, as all others read what it
+    /// writes, so none before it still needs the rows.
+    static void moveToCorners(const RowLoop& loop, std::size_t first, std::size_t)
+    {
+        if (first > 0) {
+            return;
+        }
+        const auto& self = *static_cast<const CornerPositions*>(loop.kernel);
+        const std::size_t n = self.positions.count;
+        for (std::size_t c = 0; c < 3; ++c) {
+            self.move(c, loop.writes[c]);
+        }
+        for (std::size_t corner = 0; loop.writes[3] && corner < kCorners; ++corner) {
+            std::copy_n(self.positions.weights, n, loop.writes[3] + corner * n);
+        }
+    }
+
+    /// One coordinate at all corners.
+    void move(std::size_t c, double* moved) const
+    {
+        const std::size_t n = positions.count;
+        Batch offsets[kCorners];
+        for (std::size_t corner = 0; corner < kCorners; ++corner) {
+            offsets[corner] = kCornerSigns[corner][c] * _step;
+        }
+        const std::size_t whole = n / Batch::size * Batch::size;
+        for (std::size_t i = 0; i < whole; i += Batch::size) {
+            const Batch position = Batch::loadAligned(positions.coordinates[c] + i);
+            for (std::size_t corner = 0; corner < kCorners; ++corner) {
+                (position + offsets[corner]).store(moved + corner * n + i);
+            }
+        }
+        for (std::size_t i = whole; i < n; ++i) {
+            for (std::size_t corner = 0; corner < kCorners; ++corner) {
+                moved[corner * n + i] = positions.coordinates[c][i] + kCornerSigns[corner][c] * _step;
+            }
+        }
+    }
 };
 
 /// The gradient from the values at the corners.
@@ -115,31 +146,31 @@ private:
 class CornerSampler final : BlockSink {
 public:
     CornerSampler(const InnerChain& chain, double step, const CornerDifferences& differences)
-        : _differences(differences),
-          _target(chain.target()),
-          _corners(std::make_shared<CornerPositions>(step)),
-          _context(chain.slots())
-    {
-        _context.slots[chain.coordinates()].evaluator = Evaluator(_corners);
-    }
+        : _chain(chain), _differences(differences), _corners(std::make_shared<CornerPositions>(step))
+    {}
 
     /// The gradients at the positions, a row a component; up to a whole vector more is written.
     void run(const PositionRows& positions, const Tensor<3, double*>& gradients)
     {
+        // The chain's loops are made for rows of weights or for none.
+        if (!_context || (positions.weights == nullptr) != (_corners->positions.weights == nullptr)) {
+            _context.emplace(_chain.slots());
+            _context->slots[_chain.coordinates()].evaluator = Evaluator(_corners);
+        }
         _corners->positions = positions;
         _gradients = gradients;
         // The same sample indices stood for other positions before.
-        for (EvaluationSlot& slot : _context.slots) {
+        for (EvaluationSlot& slot : _context->slots) {
             slot.lastSample = -1;
         }
-        _context.sweep(_target, 0, static_cast<std::int32_t>(kCorners * positions.count) - 1, *this);
+        _context->sweep(_chain.target(), 0, static_cast<std::int32_t>(kCorners * positions.count) - 1, *this);
     }
 
 private:
+    const InnerChain& _chain;
     CornerDifferences _differences;
-    std::size_t _target;
     std::shared_ptr<CornerPositions> _corners;
-    EvaluationContext _context;
+    std::optional<EvaluationContext> _context;
     Tensor<3, double*> _gradients{};
 
     void take(std::int32_t, std::size_t count, const Block& block) override

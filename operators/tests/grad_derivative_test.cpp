@@ -187,6 +187,12 @@ TEST(GradDerivative, GivesTheSameBitsWhereverAndHoweverASampleIsComputed)
         sampler.prepare();
         zrk::literal::run(sampler, 0, static_cast<std::int32_t>(points.size()) - 1);
         EXPECT_EQ(sampler.targetNode.sampleBuffer->data, blocks);
+        // The same evaluators by blocks, after samples by themselves, whose weights were read.
+        sampler.targetNode.sampleBuffer->data.assign(blocks.size(), -1.0);
+        zrk::EvaluationContext context(sampler.slots);
+        context.slots[static_cast<std::size_t>(sampler.targetNode.slotIndex)].pending = true;
+        context.run(0, static_cast<std::int32_t>(points.size()) - 1);
+        EXPECT_EQ(sampler.targetNode.sampleBuffer->data, blocks);
         for (std::size_t i = 0; i < points.size(); i += 97) {
             const std::vector<double> one = sample(gradient, points[i]);
             EXPECT_TRUE(
