@@ -23,7 +23,6 @@ SegmentTree::SegmentTree(const std::vector<Box3>& boxes, const std::vector<std::
     }
     _order.resize(boxes.size());
     std::iota(_order.begin(), _order.end(), 0);
-    _nodes.reserve(boxes.size() / 2 + 1);
     addNode(widened, 0, static_cast<std::int32_t>(boxes.size()));
     if (!pieces.empty()) {
         for (std::int32_t& box : _order) {
@@ -41,8 +40,15 @@ Box3 SegmentTree::boxAround(const std::vector<Box3>& boxes, std::int32_t first, 
     return around;
 }
 
-/// A node over a range of `_order`, halved where the boxes' centres spread most.
-std::int32_t SegmentTree::addNode(const std::vector<Box3>& boxes, std::int32_t first, std::int32_t count)
+SegmentTree::Node::Node()
+{
+    std::fill_n(&lower[0][0], 3 * kWidth, std::numeric_limits<double>::infinity());
+    std::fill_n(&upper[0][0], 3 * kWidth, -std::numeric_limits<double>::infinity());
+}
+
+/// Puts the first half of a range of `_order` before the second, along the axis on which the boxes' centres
+/// spread most.
+void SegmentTree::halve(const std::vector<Box3>& boxes, std::int32_t first, std::int32_t count)
 {
     const auto centre = [&](std::int32_t piece, std::size_t axis) {
         const Box3& box = boxes[static_cast<std::size_t>(piece)];
@@ -59,32 +65,47 @@ std::int32_t SegmentTree::addNode(const std::vector<Box3>& boxes, std::int32_t f
     }
     const auto axis =
         static_cast<std::size_t>(std::max_element(spread.begin(), spread.end()) - spread.begin());
-    const std::int32_t half = count / 2;
-    std::nth_element(begin, begin + half, begin + count,
+    std::nth_element(begin, begin + count / 2, begin + count,
                      [&](std::int32_t a, std::int32_t b) { return centre(a, axis) < centre(b, axis); });
+}
 
+/// A node over a range of `_order`, which is halved until there are eight parts.
+std::int32_t SegmentTree::addNode(const std::vector<Box3>& boxes, std::int32_t first, std::int32_t count)
+{
+    std::int32_t starts[kWidth + 1] = {first, first + count};
+    for (std::size_t parts = 1; parts < kWidth; parts *= 2) {
+        for (std::size_t k = parts; k-- > 0;) {
+            const std::int32_t start = starts[k];
+            const std::int32_t end = starts[k + 1];
+            if (end - start > kLeafPieces) {
+                halve(boxes, start, end - start);
+            }
+            starts[2 * k + 2] = end;
+            starts[2 * k + 1] = end - start > kLeafPieces ? start + (end - start) / 2 : end;
+            starts[2 * k] = start;
+        }
+    }
     const auto node = static_cast<std::int32_t>(_nodes.size());
     _nodes.emplace_back();
-    const std::pair<std::int32_t, std::int32_t> halves[2] = {{first, half}, {first + half, count - half}};
-    for (std::size_t side = 0; side < 2; ++side) {
-        const auto [start, length] = halves[side];
-        if (length > 0) {
-            const Box3 box = boxAround(boxes, start, length);
-            const Child child = addChild(boxes, start, length);
-            _nodes[static_cast<std::size_t>(node)].boxes[side] = box;
-            _nodes[static_cast<std::size_t>(node)].children[side] = child;
+    for (std::size_t k = 0; k < kWidth; ++k) {
+        if (starts[k + 1] > starts[k]) {
+            addChild(node, k, boxes, starts[k], starts[k + 1] - starts[k]);
         }
     }
     return node;
 }
 
-SegmentTree::Child SegmentTree::addChild(const std::vector<Box3>& boxes, std::int32_t first,
-                                         std::int32_t count)
+void SegmentTree::addChild(std::int32_t node, std::size_t lane, const std::vector<Box3>& boxes,
+                           std::int32_t first, std::int32_t count)
 {
-    if (count <= kLeafPieces) {
-        return {first, count};
+    const Box3 box = boxAround(boxes, first, count);
+    const Child child = count <= kLeafPieces ? Child{first, count} : Child{addNode(boxes, first, count), 0};
+    Node& parent = _nodes[static_cast<std::size_t>(node)];
+    for (std::size_t i = 0; i < 3; ++i) {
+        parent.lower[i][lane] = box.lower[i];
+        parent.upper[i][lane] = box.upper[i];
     }
-    return {addNode(boxes, first, count), 0};
+    parent.children[lane] = child;
 }
 
 } // namespace zrk

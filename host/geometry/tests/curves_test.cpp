@@ -143,11 +143,18 @@ TEST(Polyline, FindsWhatWalkingAllSegmentsFinds)
     lines.push_back(randomPoints(7, 1));
     lines.push_back(randomPoints(500, 2));
     lines.push_back(randomWalk(2000, 3));
+    Points circle; // from its centre no piece can be left out
+    for (int i = 0; i < 3000; ++i) {
+        circle.push_back({std::cos(0.002 * i), std::sin(0.002 * i), 0});
+    }
+    lines.push_back(circle);
     for (const Points& points : lines) {
         for (const bool closed : {false, true}) {
             const Polyline curve(points, closed);
             double near = kNaN;
-            for (const Vector3& p : positions(points, 1000, 4)) {
+            Points asked = positions(points, 1000, 4);
+            asked.push_back({0, 0, 0});
+            for (const Vector3& p : asked) {
                 const double t = closestByWalking(points, closed, p);
                 ASSERT_EQ(curve.closestParameter(p), t)
                     << points.size() << " points, p " << p[0] << " " << p[1];
