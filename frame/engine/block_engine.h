@@ -36,6 +36,10 @@ private:
 /// them block by block. A row is given back as soon as its last reader has run, so a chain
 /// works in few rows.
 ///
+/// Kernels that run as loops only say what to do to which rows. Their loops are run together, some samples at
+/// a time, and joined where one is all that reads another. Where a chain is of nothing else, it is bound:
+/// later blocks have new positions and run the same loops over the same rows.
+///
 /// Closures that aren't kernels run sample by sample in ascending order, once at every sample
 /// at which they are asked for. So do kernels between two of them: which samples the later
 /// closure will ask for isn't known. What closures read of other kernels comes out of blocks.
