@@ -148,9 +148,11 @@ void BlockEngine::beginBlock(std::int32_t first, std::size_t count)
 void BlockEngine::endSweep()
 {
     beginBlock(-1, 0);
-    // After an exception any slot may still hold rows.
-    for (std::size_t slot = 0; slot < _states.size() && !_isBound; ++slot) {
-        releaseBlock(slot);
+    if (!_isBound) {
+        // After an exception any slot may still hold rows.
+        for (std::size_t slot = 0; slot < _states.size(); ++slot) {
+            releaseBlock(slot);
+        }
     }
     _lane.clear();
     _running = false;

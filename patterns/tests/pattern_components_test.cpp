@@ -38,14 +38,7 @@ TEST(PatternComponents, KeepBuiltEvaluatorsThroughEdits)
 
 TEST(PatternComponents, GiveTheDensitiesOfTheirProperties)
 {
-    struct Case {
-        const char* name;
-        std::shared_ptr<ZRKGraphObject> component;
-        const char* values;
-        Vector p;
-        double expected;
-    };
-    const Case cases[] = {
+    const ValueAtPosition<double> cases[] = {
         {"default gyroid", std::make_shared<ZRKGyroid>(), "{}", {0, 0, 0}, 0.5},
         {"gyroid", std::make_shared<ZRKGyroid>(), R"({"contour": 0.25})", {0, 0, 0}, 0.75},
         {"default cross", std::make_shared<ZRKCross>(), "{}", {0.5, 0.5, 0.5}, 1},
@@ -61,7 +54,7 @@ TEST(PatternComponents, GiveTheDensitiesOfTheirProperties)
          {0.5, 0.5, 0.5},
          1 + std::exp(-50 * 0.0625) + std::exp(-50 * 0.015625)},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         load(*c.component, ZRKJson::parse(c.values));
         EXPECT_DOUBLE_EQ(sample(c.component, c.p).front(), c.expected);
