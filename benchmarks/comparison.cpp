@@ -1,6 +1,6 @@
 #include "benchmarks/comparison.h"
 
-#include "frame/engine/rasterize.h"
+#include "core/engine/rasterize.h"
 
 #include <algorithm>
 #include <bit>

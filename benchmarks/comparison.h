@@ -2,9 +2,9 @@
 
 #include "benchmarks/fused.h"
 #include "benchmarks/report.h"
-#include "frame/engine/field_generator.h"
-#include "frame/values/raster.h"
-#include "frame/values/region.h"
+#include "core/engine/field_generator.h"
+#include "core/values/raster.h"
+#include "core/values/region.h"
 
 #include <memory>
 #include <string>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "frame/engine/evaluation_domain.h"
-#include "frame/values/batch.h"
-#include "frame/values/region.h"
-#include "frame/values/tensor.h"
+#include "core/engine/evaluation_domain.h"
+#include "core/values/batch.h"
+#include "core/values/region.h"
+#include "core/values/tensor.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "frame/host/tag.h"
+#include "model/tag.h"
 
 #include <string>
 #include <vector>

@@ -1,8 +1,8 @@
 // A lattice from the edges of any mesh: its distances are the smallest of all beams.
 
-#include "fuzz/bytes_as_file.h"
-#include "mesh/beam_field.h"
-#include "mesh/obj_reader.h"
+#include "core/mesh/beams/beam_field.h"
+#include "formats/obj.h"
+#include "testing/bytes_as_file.h"
 
 #include <cstring>
 #include <limits>

@@ -1,10 +1,10 @@
 // A field from any mesh: its distances are those of the hierarchy's search, asked alone or one after the
 // other.
 
-#include "fuzz/bytes_as_file.h"
-#include "mesh/closest_point.h"
-#include "mesh/mesh_field.h"
-#include "mesh/obj_reader.h"
+#include "core/mesh/mesh_field.h"
+#include "core/mesh/search/closest_point.h"
+#include "formats/obj.h"
+#include "testing/bytes_as_file.h"
 
 #include <cmath>
 

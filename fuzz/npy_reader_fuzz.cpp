@@ -1,4 +1,4 @@
-#include "raster/npy_reader.h"
+#include "formats/npy_reader.h"
 
 #include <cstdlib>
 

@@ -1,8 +1,8 @@
 // The OBJ reader on any bytes: it gives what streams give, and the place of what is wrong.
 
-#include "fuzz/bytes_as_file.h"
-#include "mesh/obj_reader.h"
-#include "mesh/tests/literal_obj_reader.h"
+#include "formats/obj.h"
+#include "testing/bytes_as_file.h"
+#include "testing/literal_obj_reader.h"
 
 #include <cstring>
 
@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     const BytesAsFile file(data, size);
     zrk::WavefrontObj obj = zrk::parseWavefrontObj(file.path());
-    const zrk::WavefrontObj literal = zrk::testing::literalWavefrontObj(file.path());
+    const zrk::WavefrontObj literal = zrktest::literalWavefrontObj(file.path());
     const bool isSame = obj.indices == literal.indices && obj.vertices.size() == literal.vertices.size() &&
                         (obj.vertices.empty() || std::memcmp(obj.vertices.data(), literal.vertices.data(),
                                                              obj.vertices.size() * sizeof(double)) == 0) &&

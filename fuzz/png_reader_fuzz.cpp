@@ -1,4 +1,4 @@
-#include "raster/png_reader.h"
+#include "formats/png_reader.h"
 
 #include <zlib.h>
 

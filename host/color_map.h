@@ -1,6 +1,6 @@
 #pragma once
 
-#include "frame/values/tensor.h"
+#include "core/values/tensor.h"
 
 #include <utility>
 #include <vector>

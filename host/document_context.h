@@ -1,6 +1,6 @@
 #pragma once
 
-#include "frame/host/context.h"
+#include "model/context.h"
 
 namespace zrkmodel {
 

@@ -1,17 +1,17 @@
 #include "host/document_reader.h"
 
-#include "frame/engine/progress.h"
-#include "frame/host/file_import.h"
-#include "frame/host/graph_object.h"
-#include "frame/host/pins.h"
-#include "frame/host/registry.h"
-#include "frame/host/serialization.h"
-#include "frame/host/type_info.h"
+#include "core/engine/progress.h"
 #include "host/document_context.h"
 #include "host/document_json.h"
 #include "host/document_values.h"
 #include "host/error.h"
 #include "host/type_lookup.h"
+#include "model/file_import.h"
+#include "model/graph_object.h"
+#include "model/pins.h"
+#include "model/registry.h"
+#include "model/serialization.h"
+#include "model/type_info.h"
 
 #include <fmt/core.h>
 
@@ -157,7 +157,8 @@ void DocumentReader::readContext()
 void DocumentReader::readResources()
 {
     const ZRKJson* resources = arrayMember("resources");
-    _document._resources = DocumentResources::load(resources ? *resources : ZRKJson::array(), _name, _monitor);
+    _document._resources =
+        DocumentResources::load(resources ? *resources : ZRKJson::array(), _name, _monitor);
 }
 
 void DocumentReader::readNodes()

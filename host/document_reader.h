@@ -15,8 +15,7 @@ public:
     DocumentReader(GraphDocument& document, const std::string& name, DocumentWarnings& warnings,
                    zrk::ProgressMonitor* monitor)
         : _document(document), _name(name), _warnings(warnings), _monitor(monitor)
-    {
-    }
+    {}
 
     /// Parses the text and reads all of it. Throws HostError with status kBadInput.
     void read(const std::string& text);
@@ -41,11 +40,13 @@ private:
     void readOutput();
 
     Pin_handle readPin(const ZRKJson& pair, const std::string& place, bool isOutput) const;
-    [[noreturn]] void refuseLink(ZRKLinkResult result, Pin_handle from, Pin_handle to, const std::string& place) const;
+    [[noreturn]] void refuseLink(ZRKLinkResult result, Pin_handle from, Pin_handle to,
+                                 const std::string& place) const;
     std::string nodeText(std::uint16_t id) const;
     const ZRKJson* arrayMember(const char* key) const;
     std::string where(const std::string& place) const { return _name + ", " + place; }
-    [[noreturn]] void refuse(const std::string& place, const std::string& finding, const std::string& remedy) const;
+    [[noreturn]] void refuse(const std::string& place, const std::string& finding,
+                             const std::string& remedy) const;
 };
 
 } // namespace zrkmodel

@@ -2,7 +2,7 @@
 
 #include "host/document_values.h"
 #include "host/error.h"
-#include "host/geometry/geometry_reader.h"
+#include "host/geometry_reader.h"
 #include "host/image_resource.h"
 
 #include <fmt/core.h>
@@ -22,7 +22,8 @@ constexpr std::size_t kMaxGroupMembers = 1'000'000;
 std::filesystem::path wholePath(const std::filesystem::path& path)
 {
     std::error_code error;
-    const std::filesystem::path whole = std::filesystem::weakly_canonical(std::filesystem::absolute(path), error);
+    const std::filesystem::path whole =
+        std::filesystem::weakly_canonical(std::filesystem::absolute(path), error);
     // A slash at the end makes an empty last part.
     return error ? path : whole.has_filename() ? whole : whole.parent_path();
 }
@@ -140,8 +141,9 @@ private:
             image = readImage2d(_entries[i], _resources._folder, place(i));
         } else {
             image = readImage3d(_entries[i], _resources._folder, place(i), _monitor);
-            _resources._volumes.emplace(wholePath(_resources._folder / _entries[i]["path"].get<std::string>()),
-                                        _resources._entries[i]);
+            _resources._volumes.emplace(
+                wholePath(_resources._folder / _entries[i]["path"].get<std::string>()),
+                _resources._entries[i]);
         }
         image->setUuid(_resources._entries[i]->uuid());
         _resources._entries[i]->resolve(std::move(image));
@@ -261,7 +263,8 @@ std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImageFromfolder(const
         return known->second;
     }
     const std::filesystem::path relative = folder.lexically_relative(wholePath(_folder));
-    ZRKJson stored{{"uuid", newUuid()}, {"kind", "image3d"}, {"path", (relative.empty() ? folder : relative).string()}};
+    ZRKJson stored{
+        {"uuid", newUuid()}, {"kind", "image3d"}, {"path", (relative.empty() ? folder : relative).string()}};
     const ZRKuuid uuid(stored["uuid"].get<std::string>());
     std::shared_ptr<ZRKImage3d> volume;
     try {

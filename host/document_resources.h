@@ -1,8 +1,8 @@
 #pragma once
 
-#include "frame/host/image_library.h"
-#include "frame/host/json.h"
-#include "frame/host/resource.h"
+#include "model/image_library.h"
+#include "model/json.h"
+#include "model/resource.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -43,8 +43,8 @@ public:
 
 private:
     std::vector<std::shared_ptr<ZRKResourceEntry>> _entries;
-    std::unordered_map<ZRKuuid, std::size_t> _index; ///< place of an entry
-    std::filesystem::path _folder;                   ///< the document's
+    std::unordered_map<ZRKuuid, std::size_t> _index;                             ///< place of an entry
+    std::filesystem::path _folder;                                               ///< the document's
     std::map<std::filesystem::path, std::shared_ptr<ZRKResourceEntry>> _volumes; ///< by whole path
     ZRKJson _added = ZRKJson::array();
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "frame/host/json.h"
+#include "model/json.h"
 
 #include <cstddef>
 #include <string>

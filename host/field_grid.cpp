@@ -1,7 +1,7 @@
 #include "host/field_grid.h"
 
-#include "frame/engine/field_sampler.h"
-#include "frame/values/large_pages.h"
+#include "core/engine/field_sampler.h"
+#include "core/values/large_pages.h"
 #include "host/error.h"
 #include "host/free_memory.h"
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "frame/engine/evaluation_domain.h"
-#include "frame/engine/field_generator.h"
-#include "frame/engine/progress.h"
-#include "frame/values/bbox.h"
-#include "frame/values/region.h"
+#include "core/engine/evaluation_domain.h"
+#include "core/engine/field_generator.h"
+#include "core/engine/progress.h"
+#include "core/values/bbox.h"
+#include "core/values/region.h"
 
 #include <array>
 #include <cstddef>

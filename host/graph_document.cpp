@@ -1,14 +1,14 @@
 #include "host/graph_document.h"
 
-#include "frame/host/channel_names.h"
-#include "frame/host/extension_base.h"
-#include "frame/host/graph_object.h"
-#include "frame/host/pins.h"
-#include "frame/host/serialization.h"
-#include "frame/host/type_info.h"
-#include "host/atomic_file.h"
+#include "formats/atomic_file.h"
 #include "host/document_reader.h"
 #include "host/error.h"
+#include "model/channel_names.h"
+#include "model/extension_base.h"
+#include "model/graph_object.h"
+#include "model/pins.h"
+#include "model/serialization.h"
+#include "model/type_info.h"
 
 #include <fmt/core.h>
 
@@ -29,22 +29,25 @@ std::string readFile(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        throw hostError(HostError::kBadInput, path,
-                        fmt::format("found no readable file ({}), expected a graph document", std::strerror(errno)),
-                        "check the path");
+        throw hostError(
+            HostError::kBadInput, path,
+            fmt::format("found no readable file ({}), expected a graph document", std::strerror(errno)),
+            "check the path");
     }
     std::string text;
     char buffer[1 << 16];
     while (file.read(buffer, sizeof buffer) || file.gcount() > 0) {
         text.append(buffer, static_cast<std::size_t>(file.gcount()));
         if (text.size() > kMaxDocumentBytes) {
-            throw hostError(HostError::kBadInput, path,
-                            fmt::format("found more than {} MiB, expected a graph document", kMaxDocumentBytes >> 20),
-                            "check that the path names a graph document");
+            throw hostError(
+                HostError::kBadInput, path,
+                fmt::format("found more than {} MiB, expected a graph document", kMaxDocumentBytes >> 20),
+                "check that the path names a graph document");
         }
     }
     if (file.bad()) {
-        throw hostError(HostError::kBadInput, path, "found something that can't be read, expected a graph document",
+        throw hostError(HostError::kBadInput, path,
+                        "found something that can't be read, expected a graph document",
                         "check that the path doesn't name a folder");
     }
     return text;
@@ -96,13 +99,14 @@ ZRKJson linkJson(Pin_handle from, Pin_handle to)
 
 } // namespace
 
-GraphDocument GraphDocument::load(const std::string& path, DocumentWarnings& warnings, zrk::ProgressMonitor* monitor)
+GraphDocument GraphDocument::load(const std::string& path, DocumentWarnings& warnings,
+                                  zrk::ProgressMonitor* monitor)
 {
     return parse(readFile(path), path, warnings, monitor);
 }
 
-GraphDocument GraphDocument::parse(const std::string& text, const std::string& name, DocumentWarnings& warnings,
-                                   zrk::ProgressMonitor* monitor)
+GraphDocument GraphDocument::parse(const std::string& text, const std::string& name,
+                                   DocumentWarnings& warnings, zrk::ProgressMonitor* monitor)
 {
     GraphDocument document;
     document._name = name;
@@ -160,7 +164,7 @@ std::string GraphDocument::toText() const
 void GraphDocument::save(const std::string& path) const
 {
     const std::string text = toText();
-    AtomicFile file(path);
+    zrk::AtomicFile file(path);
     file.write(text.data(), text.size());
     file.commit();
 }
@@ -176,7 +180,8 @@ std::vector<OutputPin> GraphDocument::outputPins() const
     std::vector<OutputPin> pins;
     for (const auto& node : _graph->nodes()) {
         for (const ZRKGraphPin& pin : node->outputs) {
-            pins.push_back({{node->id, pin.handle.index()}, pin.name, effectiveTag(_graph->pin_ref(pin.handle))});
+            pins.push_back(
+                {{node->id, pin.handle.index()}, pin.name, effectiveTag(_graph->pin_ref(pin.handle))});
         }
     }
     return pins;
@@ -185,7 +190,8 @@ std::vector<OutputPin> GraphDocument::outputPins() const
 OutputField GraphDocument::outputField() const
 {
     if (!_output) {
-        throw hostError(HostError::kBadInput, _name + ", \"output\"", "found none, expected the pin to sample",
+        throw hostError(HostError::kBadInput, _name + ", \"output\"",
+                        "found none, expected the pin to sample",
                         "add \"output\": [NODE, OUT] to the document, or give --pin NODE:OUT");
     }
     return outputField(*_output);
@@ -196,16 +202,19 @@ OutputField GraphDocument::outputField(PinAddress address) const
     const std::string place = fmt::format("{}, output {} of node {}", _name, address.output, address.node);
     const Pin_ref<0> pin = _graph->pin_ref(Pin_handle::output(address.node, address.output));
     if (!pin.isValid()) {
-        throw hostError(HostError::kBadInput, place, "found no such pin, expected an output of a node of the document",
+        throw hostError(HostError::kBadInput, place,
+                        "found no such pin, expected an output of a node of the document",
                         fmt::format("`zrk check {}` lists the outputs", _name));
     }
     const Tag tag = effectiveTag(pin);
     const auto object = std::dynamic_pointer_cast<ZRKFieldObject>(pin.node.object());
-    OutputField output{object ? object->realizeField(pin.node, address.output) : zrk::IField(), tag, pin.pin()->name};
+    OutputField output{object ? object->realizeField(pin.node, address.output) : zrk::IField(), tag,
+                       pin.pin()->name};
     if (!output.field) {
-        throw hostError(HostError::kFailedWork, place,
-                        fmt::format("found a pin without a data type ({}), expected one that carries values", tag.name()),
-                        "link inputs of one type to the node, so that the pin takes it on");
+        throw hostError(
+            HostError::kFailedWork, place,
+            fmt::format("found a pin without a data type ({}), expected one that carries values", tag.name()),
+            "link inputs of one type to the node, so that the pin takes it on");
     }
     output.isDensity = output.name == ChannelNames::pin_density();
     output.surfaceLevel = output.isDensity ? 0.5 : 0.0;

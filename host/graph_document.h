@@ -1,11 +1,11 @@
 #pragma once
 
-#include "frame/engine/field_generator.h"
-#include "frame/host/graph.h"
-#include "frame/host/json.h"
-#include "frame/host/tag.h"
-#include "frame/values/bbox.h"
+#include "core/engine/field_generator.h"
+#include "core/values/bbox.h"
 #include "host/document_resources.h"
+#include "model/graph.h"
+#include "model/json.h"
+#include "model/tag.h"
 
 #include <cstdint>
 #include <map>
@@ -83,7 +83,7 @@ private:
     std::string _name;
     std::shared_ptr<ZRKGraph> _graph;
     std::shared_ptr<DocumentResources> _resources;
-    ZRKJson _root;                            ///< as it was read, for what isn't known
+    ZRKJson _root;                                   ///< as it was read, for what isn't known
     std::map<std::uint16_t, std::size_t> _nodeIndex; ///< place of a node in "nodes"
     std::optional<PinAddress> _output;
 

@@ -1,10 +1,10 @@
 #include "host/image_resource.h"
 
+#include "formats/npy_reader.h"
+#include "formats/png_reader.h"
+#include "formats/slice_stack.h"
 #include "host/document_values.h"
 #include "host/error.h"
-#include "raster/npy_reader.h"
-#include "raster/png_reader.h"
-#include "raster/slice_stack.h"
 
 #include <fmt/core.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "frame/host/json.h"
-#include "frame/host/resource.h"
+#include "model/json.h"
+#include "model/resource.h"
 
 #include <filesystem>
 #include <memory>

@@ -193,8 +193,7 @@ Rgb chequer(int x, int y) { return (x / 8 + y / 8) % 2 == 0 ? Rgb{0.97, 0.97, 0.
 
 class ScalarPainter {
 public:
-    ScalarPainter(const SliceGrid& grid, const ValueRange& range, const SliceStyle& style,
-                  double lineStep)
+    ScalarPainter(const SliceGrid& grid, const ValueRange& range, const SliceStyle& style, double lineStep)
         : grid(grid),
           range(range),
           contour(style.contour),
@@ -255,7 +254,7 @@ SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style)
     assert(grid.values.size() ==
            static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height) * components);
     SlicePicture result;
-    result.picture = Picture(grid.width, grid.height);
+    result.picture = zrk::Picture(grid.width, grid.height);
     result.range = style.range ? *style.range : automaticRange(grid, style);
     result.lineStep = components == 1 ? lineStepFor(result.range) : 0;
     const ScalarPainter painter(grid, result.range, style, result.lineStep);

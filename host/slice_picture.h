@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/picture.h"
+#include "formats/png_writer.h"
 
 #include <optional>
 #include <span>
@@ -31,7 +31,7 @@ struct SliceStyle {
 };
 
 struct SlicePicture {
-    Picture picture;
+    zrk::Picture picture;
     /// What was used. Chosen from the finite values where not given: all of them for scalars, but
     /// 1 and 99 % where single values far out would drown the rest, and equally far to both sides
     /// of a contour among them; 0 to 1 for colours and for vectors that lie in it; -m to m for

@@ -1,7 +1,7 @@
 #include "host/type_lookup.h"
 
-#include "frame/host/uuid.h"
 #include "host/error.h"
+#include "model/uuid.h"
 
 #include <fmt/core.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "frame/values/bbox.h"
-#include "frame/values/tensor.h"
+#include "core/values/bbox.h"
+#include "core/values/tensor.h"
 #include "host/graph_document.h"
 
 #include <CLI/CLI.hpp>

@@ -1,7 +1,7 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
-#include "frame/engine/field_sampler.h"
+#include "core/engine/field_sampler.h"
 #include "host/error.h"
 
 #include <fmt/format.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "frame/engine/progress.h"
+#include "core/engine/progress.h"
 
 #include <chrono>
 #include <string>

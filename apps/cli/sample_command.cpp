@@ -1,9 +1,9 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
+#include "formats/volume_writer.h"
 #include "host/error.h"
 #include "host/field_grid.h"
-#include "host/volume_writer.h"
 
 #include <fmt/core.h>
 
@@ -57,7 +57,7 @@ std::array<std::int32_t, 3> parseDims(const std::string& text)
 
 int sample(const SampleOptions& options)
 {
-    zrkmodel::volumeFormat(options.file); // refused before any work is done
+    zrk::volumeFormat(options.file); // refused before any work is done
     const Job job(options);
     const zrk::BBox<double> bounds =
         options.bounds.empty() ? job.document.samplingBounds() : parseBounds(options.bounds);
@@ -75,18 +75,18 @@ int sample(const SampleOptions& options)
     if (!values) {
         return kInterruptedStatus;
     }
-    const zrkmodel::Volume volume{{dims[0], dims[1], dims[2]},
-                                  static_cast<int>(job.output.tag.components),
-                                  {bounds.min[0], bounds.min[1], bounds.min[2]},
-                                  {bounds.max[0], bounds.max[1], bounds.max[2]},
-                                  job.output.name,
-                                  *values};
+    const zrk::Volume volume{{dims[0], dims[1], dims[2]},
+                             static_cast<int>(job.output.tag.components),
+                             {bounds.min[0], bounds.min[1], bounds.min[2]},
+                             {bounds.max[0], bounds.max[1], bounds.max[2]},
+                             job.output.name,
+                             *values};
     ProgressBar bar("writing", options.quiet);
-    const auto outcome = zrkmodel::writeVolume(options.file, volume, [&bar](double fraction) {
+    const auto outcome = zrk::writeVolume(options.file, volume, [&bar](double fraction) {
         bar.progress(fraction);
         return !isInterrupted();
     });
-    return outcome == zrkmodel::WriteOutcome::Written ? 0 : kInterruptedStatus;
+    return outcome == zrk::WriteOutcome::Written ? 0 : kInterruptedStatus;
 }
 
 } // namespace

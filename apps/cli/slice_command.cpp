@@ -66,7 +66,7 @@ int slice(const SliceOptions& options)
     const zrkmodel::SliceGrid grid{plane.width(), plane.height(), static_cast<int>(job.output.tag.components),
                                    *values};
     const zrkmodel::SlicePicture slice = zrkmodel::drawSlice(grid, style);
-    zrkmodel::writePng(options.file, slice.picture);
+    zrk::writePng(options.file, slice.picture);
     if (!options.quiet) {
         fmt::print(stderr, "{}: {} x {} pixels, {} = {:g}, colours from {:.4g} to {:.4g}{}\n", options.file,
                    plane.width(), plane.height(), options.axis, plane.coordinate(), slice.range.low,

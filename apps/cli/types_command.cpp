@@ -1,11 +1,11 @@
 #include "apps/cli/commands.h"
 #include "components/registration.h"
-#include "frame/host/graph.h"
-#include "frame/host/graph_object.h"
-#include "frame/host/property.h"
-#include "frame/host/registry.h"
 #include "host/error.h"
 #include "host/type_lookup.h"
+#include "model/graph.h"
+#include "model/graph_object.h"
+#include "model/property.h"
+#include "model/registry.h"
 
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>

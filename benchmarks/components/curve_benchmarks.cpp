@@ -1,6 +1,6 @@
 #include "benchmarks/components/component_benchmarks.h"
-#include "host/geometry/polyline.h"
-#include "operators/point_interpolator.h"
+#include "core/curves/point_interpolator.h"
+#include "core/curves/polyline.h"
 
 #include <cmath>
 #include <memory>

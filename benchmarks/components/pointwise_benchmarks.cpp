@@ -1,13 +1,13 @@
 #include "benchmarks/comparison.h"
 #include "benchmarks/components/component_benchmarks.h"
-#include "coordinates/torus_uvw_kernel.h"
-#include "frame/engine/formula.h"
-#include "frame/engine/tests/literal_engine.h"
-#include "operators/gradient_kernel.h"
-#include "operators/levelset_kernel.h"
-#include "patterns/pattern_designer_kernel.h"
-#include "primitives/cylinder_sdf_kernel.h"
-#include "primitives/sphere_sdf_kernel.h"
+#include "components/coordinates/torus_uvw_formula.h"
+#include "components/operators/gradient_kernel.h"
+#include "components/operators/levelset_formula.h"
+#include "components/patterns/pattern_designer_formula.h"
+#include "components/primitives/cylinder_sdf_formula.h"
+#include "components/primitives/sphere_sdf_formula.h"
+#include "core/engine/formula.h"
+#include "testing/literal_engine.h"
 
 #include <random>
 

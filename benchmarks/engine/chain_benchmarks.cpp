@@ -1,8 +1,8 @@
 #include "benchmarks/comparison.h"
 #include "benchmarks/engine/chains.h"
 #include "benchmarks/engine/engine_benchmarks.h"
-#include "frame/engine/evaluation_domain.h"
-#include "frame/engine/field_sampler.h"
+#include "core/engine/evaluation_domain.h"
+#include "core/engine/field_sampler.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,16 +1,16 @@
 #pragma once
 
-#include "coordinates/sphere_uvw_kernel.h"
-#include "coordinates/torus_uvw_kernel.h"
-#include "frame/engine/field_generator.h"
-#include "frame/engine/tests/literal_engine.h"
-#include "operators/binary_operator_kernel.h"
-#include "operators/levelset_kernel.h"
-#include "patterns/gyroid_kernel.h"
-#include "primitives/box_sdf_kernel.h"
-#include "primitives/sphere_sdf_kernel.h"
-#include "primitives/torus_sdf_kernel.h"
-#include "transforms/twist_transform_kernel.h"
+#include "components/coordinates/sphere_uvw_formula.h"
+#include "components/coordinates/torus_uvw_formula.h"
+#include "components/operators/binary_operator_formula.h"
+#include "components/operators/levelset_formula.h"
+#include "components/patterns/gyroid_formula.h"
+#include "components/primitives/box_sdf_formula.h"
+#include "components/primitives/sphere_sdf_formula.h"
+#include "components/primitives/torus_sdf_formula.h"
+#include "components/transforms/twist_transform_formula.h"
+#include "core/engine/field_generator.h"
+#include "testing/literal_engine.h"
 
 /// The measured chains, each in two forms made of the same formulas: as one expression over any
 /// value type, the way a person would fuse it by hand, and as a field of nodes, whose closures

@@ -3,7 +3,7 @@
 #include "benchmarks/comparison.h"
 #include "benchmarks/engine/chains.h"
 #include "benchmarks/engine/engine_benchmarks.h"
-#include "frame/engine/rasterize.h"
+#include "core/engine/rasterize.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 #include "benchmarks/mesh/mesh_benchmarks.h"
-#include "mesh/beam_field.h"
-#include "mesh/beam_lattice.h"
-#include "mesh/tests/generated_meshes.h"
+#include "core/mesh/beams/beam_field.h"
+#include "core/mesh/beams/beam_lattice.h"
+#include "testing/generated_meshes.h"
 
 #include <limits>
 #include <memory>
@@ -164,7 +164,7 @@ std::vector<Row> registerBeams()
 {
     const auto small = BeamCacheData::ofGrid(LatticeGrid::between({0, 0, 0}, {5, 5, 5}, 6));
     const auto large = BeamCacheData::ofGrid(LatticeGrid::between({0, 0, 0}, {5, 5, 5}, 32));
-    testing::GeneratedMesh knot = testing::torusKnot(400, 84);
+    zrktest::GeneratedMesh knot = zrktest::torusKnot(400, 84);
     const auto edges = BeamCacheData::ofEdges(std::move(knot.vertices), std::move(knot.indices));
     const auto gridCase = [](const auto& lattice) {
         return makeCase(lattice, rowsOfGrid(lattice->bvh->bounds, 32));

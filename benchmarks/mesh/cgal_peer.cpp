@@ -17,10 +17,10 @@ namespace {
 
 class CgalPeer final : public DistancePeer {
 public:
-    explicit CgalPeer(const testing::GeneratedMesh& mesh)
+    explicit CgalPeer(const zrktest::GeneratedMesh& mesh)
     {
         const auto corner = [&](std::size_t t, std::size_t k) {
-            const testing::Point p = mesh.corner(t, k);
+            const zrktest::Point p = mesh.corner(t, k);
             return Kernel::Point_3(p[0], p[1], p[2]);
         };
         for (std::size_t t = 0; t < mesh.triangleCount(); ++t) {
@@ -30,9 +30,9 @@ public:
         _tree.accelerate_distance_queries();
     }
 
-    void distances(std::span<const testing::Point> points, bool, double* out) override
+    void distances(std::span<const zrktest::Point> points, bool, double* out) override
     {
-        for (const testing::Point& p : points) {
+        for (const zrktest::Point& p : points) {
             *out++ = std::sqrt(_tree.squared_distance(Kernel::Point_3(p[0], p[1], p[2])));
         }
     }
@@ -48,14 +48,14 @@ private:
 
 } // namespace
 
-std::unique_ptr<DistancePeer> cgalPeer(const testing::GeneratedMesh& mesh)
+std::unique_ptr<DistancePeer> cgalPeer(const zrktest::GeneratedMesh& mesh)
 {
     return std::make_unique<CgalPeer>(mesh);
 }
 
 #else
 
-std::unique_ptr<DistancePeer> cgalPeer(const testing::GeneratedMesh&) { return nullptr; }
+std::unique_ptr<DistancePeer> cgalPeer(const zrktest::GeneratedMesh&) { return nullptr; }
 
 #endif
 

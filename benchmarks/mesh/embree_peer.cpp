@@ -59,7 +59,7 @@ float triangleDistance(const Vector& p, const Vector& a, const Vector& b, const 
 
 class EmbreePeer final : public DistancePeer {
 public:
-    explicit EmbreePeer(const testing::GeneratedMesh& mesh)
+    explicit EmbreePeer(const zrktest::GeneratedMesh& mesh)
         : _vertices(mesh.vertices.begin(), mesh.vertices.end()),
           _indices(mesh.indices.begin(), mesh.indices.end()),
           _device(rtcNewDevice(nullptr)),
@@ -85,10 +85,10 @@ public:
     EmbreePeer(const EmbreePeer&) = delete;
     EmbreePeer& operator=(const EmbreePeer&) = delete;
 
-    void distances(std::span<const testing::Point> points, bool inARow, double* out) override
+    void distances(std::span<const zrktest::Point> points, bool inARow, double* out) override
     {
         _nearest = kNone;
-        for (const testing::Point& point : points) {
+        for (const zrktest::Point& point : points) {
             const Vector p{static_cast<float>(point[0]), static_cast<float>(point[1]),
                            static_cast<float>(point[2])};
             float bound = std::numeric_limits<float>::infinity();
@@ -137,14 +137,14 @@ private:
 
 } // namespace
 
-std::unique_ptr<DistancePeer> embreePeer(const testing::GeneratedMesh& mesh)
+std::unique_ptr<DistancePeer> embreePeer(const zrktest::GeneratedMesh& mesh)
 {
     return std::make_unique<EmbreePeer>(mesh);
 }
 
 #else
 
-std::unique_ptr<DistancePeer> embreePeer(const testing::GeneratedMesh&) { return nullptr; }
+std::unique_ptr<DistancePeer> embreePeer(const zrktest::GeneratedMesh&) { return nullptr; }
 
 #endif
 

@@ -1,9 +1,9 @@
 #include "benchmarks/mesh/mesh_benchmarks.h"
 #include "benchmarks/mesh/peers.h"
-#include "frame/engine/rasterize.h"
-#include "frame/engine/tests/literal_engine.h"
-#include "mesh/mesh_field.h"
-#include "mesh/mesh_kernel.h"
+#include "components/mesh/mesh_kernel.h"
+#include "core/engine/rasterize.h"
+#include "core/mesh/mesh_field.h"
+#include "testing/literal_engine.h"
 
 #include <algorithm>
 #include <chrono>
@@ -19,8 +19,8 @@ namespace zrk::bench {
 
 namespace {
 
-using testing::GeneratedMesh;
-using testing::Point;
+using zrktest::GeneratedMesh;
+using zrktest::Point;
 
 constexpr int kGrid = 128;
 constexpr std::size_t kRows = 256;       ///< of the grid that are asked
@@ -282,12 +282,12 @@ std::vector<Row> registerMeshFields()
         GeneratedMesh (*make)();
     };
     const Kind kinds[] = {
-        {"sphere20k", [] { return testing::icosphere(32); }},
-        {"knot20k", [] { return testing::torusKnot(400, 25); }},
-        {"sphere200k", [] { return testing::icosphere(100); }},
-        {"knot200k", [] { return testing::torusKnot(1240, 80); }},
-        {"sphere1M", [] { return testing::icosphere(224); }},
-        {"knot1M", [] { return testing::torusKnot(2500, 200); }},
+        {"sphere20k", [] { return zrktest::icosphere(32); }},
+        {"knot20k", [] { return zrktest::torusKnot(400, 25); }},
+        {"sphere200k", [] { return zrktest::icosphere(100); }},
+        {"knot200k", [] { return zrktest::torusKnot(1240, 80); }},
+        {"sphere1M", [] { return zrktest::icosphere(224); }},
+        {"knot1M", [] { return zrktest::torusKnot(2500, 200); }},
     };
     std::vector<Row> rows;
     for (const Kind& kind : kinds) {

@@ -1,7 +1,7 @@
 #include "benchmarks/mesh/mesh_benchmarks.h"
-#include "mesh/obj_reader.h"
-#include "mesh/tests/generated_meshes.h"
-#include "mesh/tests/literal_obj_reader.h"
+#include "formats/obj.h"
+#include "testing/generated_meshes.h"
+#include "testing/literal_obj_reader.h"
 
 #include <unistd.h>
 
@@ -21,7 +21,7 @@ public:
     KnotFile()
         : _path(std::filesystem::temp_directory_path() / ("zrk_knot_" + std::to_string(getpid()) + ".obj"))
     {
-        const testing::GeneratedMesh mesh = testing::torusKnot(2500, 200);
+        const zrktest::GeneratedMesh mesh = zrktest::torusKnot(2500, 200);
         std::FILE* file = std::fopen(_path.c_str(), "w");
         if (!file) {
             throw std::runtime_error("can't write " + _path.string());
@@ -64,14 +64,14 @@ std::vector<Row> registerObjReading()
 {
     const auto file = std::make_shared<const KnotFile>();
     const WavefrontObj obj = parseWavefrontObj(file->path());
-    const WavefrontObj literal = testing::literalWavefrontObj(file->path());
+    const WavefrontObj literal = zrktest::literalWavefrontObj(file->path());
     if (obj.vertices != literal.vertices || obj.indices != literal.indices ||
         obj.triangleCount != 1'000'000) {
         throw std::runtime_error("the OBJ reader differs from its baseline");
     }
     addEntry("obj/1M triangles/reader", file, [](const KnotFile& f) { return parseWavefrontObj(f.path()); });
     addEntry("obj/1M triangles/streams", file,
-             [](const KnotFile& f) { return testing::literalWavefrontObj(f.path()); });
+             [](const KnotFile& f) { return zrktest::literalWavefrontObj(f.path()); });
     return {ratio("OBJ file of a million triangles: times a stream a line", {"obj/1M triangles/streams"},
                   {"obj/1M triangles/reader"})
                 .noLess(20)};

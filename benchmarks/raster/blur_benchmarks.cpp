@@ -1,10 +1,10 @@
 #include "benchmarks/raster/blur_benchmarks.h"
 #include "benchmarks/engine/chains.h"
 #include "benchmarks/peak_memory.h"
-#include "frame/engine/rasterize.h"
-#include "raster/convolver.h"
-#include "raster/gaussian_blur.h"
-#include "raster/gaussian_kernel.h"
+#include "core/engine/rasterize.h"
+#include "core/raster/convolver.h"
+#include "core/raster/gaussian_blur.h"
+#include "core/raster/gaussian_kernel.h"
 
 #include <benchmark/benchmark.h>
 

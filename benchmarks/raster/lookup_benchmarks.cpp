@@ -1,12 +1,12 @@
 #include "benchmarks/raster/lookup_benchmarks.h"
 
-#include "frame/engine/evaluation_domain.h"
-#include "frame/engine/field_sampler.h"
-#include "frame/engine/rasterize.h"
-#include "frame/host/graph.h"
-#include "frame/host/image_library.h"
-#include "frame/host/pins.h"
-#include "raster/image_stack.h"
+#include "components/raster/image_stack.h"
+#include "core/engine/evaluation_domain.h"
+#include "core/engine/field_sampler.h"
+#include "core/engine/rasterize.h"
+#include "model/graph.h"
+#include "model/image_library.h"
+#include "model/pins.h"
 
 #include <algorithm>
 #include <cmath>
@@ -218,7 +218,8 @@ std::vector<Row> registerLookups()
                 "ns/sample")
             .atMost(8),
         counter("the same, wrapped: ns a sample", "lookup/grid/wrap", "ns/sample").atMost(8),
-        ratio("the same, clamped: times faster than one by one", {"lookup/grid/plain"}, {"lookup/grid/clamp"}),
+        ratio("the same, clamped: times faster than one by one", {"lookup/grid/plain"},
+              {"lookup/grid/clamp"}),
         counter("at scattered positions, clamped: ns a sample", "lookup/scattered/clamp", "ns/sample"),
         ratio("the same: times faster than one by one", {"lookup/scattered/plain"},
               {"lookup/scattered/clamp"}),

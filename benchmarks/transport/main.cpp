@@ -1,7 +1,7 @@
 #include "benchmarks/report.h"
-#include "transport/cosine_transform.h"
-#include "transport/solver.h"
-#include "transport/tests/literal_transport.h"
+#include "core/transport/cosine_transform.h"
+#include "core/transport/solver.h"
+#include "testing/literal_transport.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,8 +1,8 @@
-#include "frame/engine/field_sampler.h"
-#include "frame/host/extension_base.h"
-#include "frame/host/graph.h"
-#include "frame/host/property.h"
-#include "frame/host/registry.h"
+#include "core/engine/field_sampler.h"
+#include "model/extension_base.h"
+#include "model/graph.h"
+#include "model/property.h"
+#include "model/registry.h"
 
 #include "components/registration.h"
 
@@ -96,8 +96,9 @@ struct Bench {
     {
         constexpr double nan = std::numeric_limits<double>::quiet_NaN();
         constexpr double inf = std::numeric_limits<double>::infinity();
-        std::vector<zrk::Tensor<3, double>> points{{0, 0, 0},  {nan, 0, 0}, {0, nan, 0},  {0, 0, nan},
-                                                   {nan, nan, nan}, {inf, 0, 0}, {-inf, inf, 1}, {1e300, -1e300, 1e-300}};
+        std::vector<zrk::Tensor<3, double>> points{
+            {0, 0, 0},       {nan, 0, 0}, {0, nan, 0},    {0, 0, nan},
+            {nan, nan, nan}, {inf, 0, 0}, {-inf, inf, 1}, {1e300, -1e300, 1e-300}};
         std::mt19937_64 random(11);
         std::uniform_real_distribution<double> coordinate(-2, 2);
         for (int i = 0; i < 1200; ++i) {
@@ -193,8 +194,9 @@ TEST_P(Conformance, EvaluatorsKeepWhatTheyCaptured)
             if (!field) {
                 return std::vector<double>();
             }
-            zrk::FieldSampler sampler(field.generator(), std::make_shared<zrk::PointListDomain>(
-                                                             std::vector<zrk::Tensor<3, double>>{{0.3, -0.2, 0.7}}));
+            zrk::FieldSampler sampler(field.generator(),
+                                      std::make_shared<zrk::PointListDomain>(
+                                          std::vector<zrk::Tensor<3, double>>{{0.3, -0.2, 0.7}}));
             sampler.prepare();
             zrk::EvaluationContext context(sampler.slots);
             context.slots[static_cast<std::size_t>(sampler.targetNode.slotIndex)].evaluator = evaluation;

@@ -1,8 +1,8 @@
 #include "components/registration.h"
 
-#include "frame/host/graph_object.h"
-#include "frame/host/registry.h"
-#include "frame/host/type_info.h"
+#include "model/graph_object.h"
+#include "model/registry.h"
+#include "model/type_info.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,8 @@ namespace {
 const ComponentEntry& entryOf(const std::string& className)
 {
     const auto& all = allComponents();
-    return *std::find_if(all.begin(), all.end(), [&](const ComponentEntry& e) { return e.className == className; });
+    return *std::find_if(all.begin(), all.end(),
+                         [&](const ComponentEntry& e) { return e.className == className; });
 }
 
 TEST(Registration, ListsTheTypesInTheOrderThatTheRegistryHas)

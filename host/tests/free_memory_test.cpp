@@ -1,12 +1,14 @@
 #include "host/free_memory.h"
 
-#include "host/tests/temporary_folder.h"
+#include "testing/temporary_folder.h"
 
 #include <utility>
 #include <vector>
 
 namespace zrkmodel {
 namespace {
+
+using zrktest::TemporaryFolder;
 
 class FreeMemory : public TemporaryFolder {
 protected:

@@ -1,11 +1,12 @@
 #include "host/graph_document.h"
 
-#include "frame/host/graph_object.h"
-#include "frame/host/property.h"
-#include "frame/host/registry.h"
 #include "host/document_json.h"
 #include "host/error.h"
-#include "host/tests/temporary_folder.h"
+#include "model/graph_object.h"
+#include "model/property.h"
+#include "model/registry.h"
+#include "testing/source_folder.h"
+#include "testing/temporary_folder.h"
 
 #include <algorithm>
 #include <random>
@@ -14,8 +15,10 @@
 namespace zrkmodel {
 namespace {
 
+using zrktest::TemporaryFolder;
+
 /// Beside the examples, whose texts name pictures there.
-const std::string kName = ZRK_SOURCE_DIR "/examples/test.zrk.json";
+const std::string kName = zrktest::sourceFolder() / "examples" / "test.zrk.json";
 
 GraphDocument parsed(const std::string& text)
 {
@@ -26,7 +29,7 @@ GraphDocument parsed(const std::string& text)
 std::vector<std::string> exampleTexts()
 {
     std::vector<std::string> texts;
-    for (const auto& entry : std::filesystem::directory_iterator(ZRK_SOURCE_DIR "/examples")) {
+    for (const auto& entry : std::filesystem::directory_iterator(zrktest::sourceFolder() / "examples")) {
         if (entry.path().string().ends_with(".zrk.json")) {
             std::ifstream file(entry.path(), std::ios::binary);
             texts.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
@@ -215,7 +218,8 @@ TEST(BrokenDocuments, AreReadOrRefused)
     std::vector<std::string> sources = exampleTexts();
     sources.push_back(kOdd);
     // A sweep between pictures is computed while it is read, which takes a fifth of a second.
-    std::erase_if(sources, [](const std::string& text) { return text.find("ImageSweep") != std::string::npos; });
+    std::erase_if(sources,
+                  [](const std::string& text) { return text.find("ImageSweep") != std::string::npos; });
     int read = 0;
     int refused = 0;
     for (unsigned seed = 1; seed <= 12000; ++seed) {

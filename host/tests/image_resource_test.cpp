@@ -1,10 +1,11 @@
+#include "components/raster/image_stack.h"
 #include "components/registration.h"
-#include "frame/engine/progress.h"
-#include "frame/host/serializable.h"
+#include "core/engine/progress.h"
 #include "host/error.h"
 #include "host/graph_document.h"
-#include "host/tests/temporary_folder.h"
-#include "raster/image_stack.h"
+#include "model/serializable.h"
+#include "testing/source_folder.h"
+#include "testing/temporary_folder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,9 +13,11 @@
 namespace zrkmodel {
 namespace {
 
+using zrktest::TemporaryFolder;
+
 using ::testing::HasSubstr;
 
-const std::filesystem::path kSeeds = std::filesystem::path(ZRK_SOURCE_DIR) / "fuzz/corpus";
+const std::filesystem::path kSeeds = zrktest::sourceFolder() / "fuzz/corpus";
 
 /// Documents beside copies of the pictures and arrays that tools/make-fuzz-seeds writes.
 class ImageResources : public TemporaryFolder {

@@ -1,8 +1,8 @@
-#include "host/picture.h"
+#include "formats/png_writer.h"
 
 #include "host/error.h"
 #include "host/slice_picture.h"
-#include "host/tests/temporary_folder.h"
+#include "testing/temporary_folder.h"
 
 #include <gmock/gmock.h>
 #include <spng.h>
@@ -16,6 +16,8 @@
 
 namespace zrkmodel {
 namespace {
+
+using zrktest::TemporaryFolder;
 
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
@@ -32,7 +34,7 @@ protected:
         for (unsigned char& value : picture.data) {
             value = static_cast<unsigned char>(random());
         }
-        writePng(path("p.png"), picture);
+        zrk::writePng(path("p.png"), picture);
         const std::string bytes = content("p.png");
         const std::unique_ptr<spng_ctx, void (*)(spng_ctx*)> context(spng_ctx_new(0), spng_ctx_free);
         spng_set_png_buffer(context.get(), bytes.data(), bytes.size());
@@ -58,7 +60,7 @@ TEST_F(PictureFile, KeepsTheOldFileWhenThereIsNothingToWrite)
 {
     put("p.png", "old");
     try {
-        writePng(path("p.png"), Picture(0, 5));
+        zrk::writePng(path("p.png"), zrk::Picture(0, 5));
         ADD_FAILURE() << "wrote a picture without pixels";
     } catch (const HostError& error) {
         EXPECT_EQ(error.exitStatus, HostError::kFailedWork);

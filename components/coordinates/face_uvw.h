@@ -1,0 +1,40 @@
+#pragma once
+
+#include "components/coordinates/geometry_property.h"
+#include "model/component.h"
+#include "model/property.h"
+
+namespace zrkmodel {
+
+/// Coordinates on and above a surface: patterns that lie on it, layers over it.
+///
+/// | property | unit | default | effect                                |
+/// |----------|------|---------|---------------------------------------|
+/// | face     |      | none    | without a surface nothing is written   |
+///
+/// U and V are the parameters of the closest surface point, from 0 to 1 over the surface's range; W is the
+/// distance to that point, never negative. A range of width 0 gives infinities and NaN. Measures the
+/// positions themselves, with their weight.
+///
+///     {"zrkGraph": 1,
+///      "resources": [{"uuid": "2d20", "kind": "geometry", "shape": "sphere",
+///                     "center": [0, 0, 0], "radius": 1}],
+///      "nodes": [{"id": 1, "type": "Face UVW", "values": {"face": "2d20"}}],
+///      "output": [1, 0]}
+class ZRKFaceUVW final : public ZRKComponent<ZRKFaceUVW> {
+public:
+    ZRKGeometryProperty face{"face", nullptr, this};
+
+    ZRKFaceUVW() = default;
+    ZRKFaceUVW(const ZRKFaceUVW& other) : ZRKComponent(other) {}
+    ZRKFaceUVW& operator=(const ZRKFaceUVW&) = default;
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+
+    /// The selection of a surface picker, empty for none.
+    void pick(const PickedGeometries& selection) { takePick(face, selection); }
+};
+
+} // namespace zrkmodel

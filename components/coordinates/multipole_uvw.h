@@ -1,0 +1,114 @@
+#pragma once
+
+#include "core/values/tensor.h"
+#include "model/component.h"
+#include "model/geometry.h"
+#include "model/property.h"
+#include "model/value_list.h"
+
+#include <cstddef>
+#include <memory>
+#include <unordered_map>
+
+namespace zrkmodel {
+
+/// Coordinates spun from several poles, points with a signed strength: between poles of opposite
+/// sign they flow from one to the other as in the potential of a multipole.
+///
+/// | property        | unit | default | effect                                                        |
+/// |-----------------|------|---------|---------------------------------------------------------------|
+/// | const direction |      | false   | true: every pole measures its angles in the world's frame     |
+/// | poles (a list)  |      | empty   | without a usable pole the output isn't written                |
+///
+/// A pole is {"strength": 1, "is_ref": false, "point": [0, 0, 0]}, or it follows a point of the
+/// document: {"is_ref": true, "point_handle": UUID}. One whose reference doesn't resolve is skipped;
+/// what is referenced but is no point counts as the origin.
+///
+/// With d = p - pole and r = |d|, sums over all poles, in radians, not divided by the strengths:
+///
+///     U = sum of strength * atan2(d . b, d . a)
+///     V = sum of strength * log(r)
+///     W = sum of strength * asin((d . c) / r)
+///
+/// A pole adds nothing at its own position. Unless "const direction" is set, two or more poles turn
+/// c away from their centroid (zrk::aimFromCentroid); the centroid counts skipped poles as if they
+/// were at the origin. The weight of `coords` is handed on.
+///
+/// Two poles of opposite sign, and a gyroid that follows them:
+///
+///     {"zrkGraph": 1,
+///      "nodes": [{"id": 1, "type": "Multipole UVW", "values": {"poles": [
+///                    {"strength": 1, "point": [-0.5, 0, 0]}, {"strength": -1, "point": [0.5, 0, 0]}]}},
+///                {"id": 2, "type": "Gyroid"}],
+///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
+///
+/// Edits and listeners belong to the interface thread.
+class ZRKMultipoleUVW final : public ZRKComponent<ZRKMultipoleUVW> {
+public:
+    /// A fixed position, or a reference to a geometry, with a signed strength.
+    class Pole {
+    public:
+        double strength = 1.0;
+
+        Pole() = default; ///< fixed, at the origin
+        Pole(const zrk::Tensor<3, double>& point, double strength) : strength(strength), _point(point) {}
+        Pole(const std::shared_ptr<ZRKGeometry>& geometry, double strength)
+            : strength(strength), _isReference(true), _handle(geometry)
+        {}
+
+        /// Sets coordinate i of a fixed pole. False, and nothing done, for a reference or another i.
+        bool set(int i, double value);
+        void set_ref(const std::shared_ptr<ZRKGeometry>& geometry);
+
+        bool is_ref() const { return _isReference; }
+        /// False for a reference that doesn't resolve now.
+        bool is_valid() const { return !_isReference || _handle.ready(); }
+        const ZRKuuid& ref_uuid() const { return _handle.uuid(); }
+        /// Null where the reference doesn't resolve to a geometry.
+        std::shared_ptr<ZRKGeometry> geometry() const { return _handle.object(); }
+        /// Where the pole is now; the origin for a reference to what is no point or isn't there.
+        zrk::Tensor<3, double> get_point() const;
+
+    private:
+        friend struct ZRKValueSerializer<Pole>;
+        bool _isReference = false;
+        ZRKResourceHandleOf<ZRKGeometry> _handle;
+        zrk::Tensor<3, double> _point{};
+    };
+
+    ZRKProperty<bool> constDirection{"const direction", false, this};
+    /// Announced as "poles", as is a change of a geometry that a pole refers to.
+    ZRKValueList<Pole> poles{"poles", this, [this] { followReferences(); }};
+
+    ZRKMultipoleUVW() = default;
+    /// A copy, and so a clone, starts without poles.
+    ZRKMultipoleUVW(const ZRKMultipoleUVW& other) : ZRKComponent(other) {}
+    ~ZRKMultipoleUVW() override { unregister_all_refs(); }
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+    void onSerialize(ZRKSerialization& s) const override;
+    void onDeserialize(const ZRKDeserialization& d) override;
+
+protected:
+    /// Listens to the geometry of a reference that resolves, once for each geometry.
+    void register_pole(const Pole& pole);
+    void unregister_all_refs() { refListeners.clear(); }
+
+private:
+    std::unordered_map<ZRKuuid, nod::scoped_connection> refListeners; // by the geometry's uuid
+
+    void followReferences();
+};
+
+/// An object with the members "strength", "is_ref", "point" (where the pole is now) and, for a
+/// reference only, "point_handle".
+template <>
+struct ZRKValueSerializer<ZRKMultipoleUVW::Pole> {
+    using Pole = ZRKMultipoleUVW::Pole;
+    static void write(ZRKSerialization& s, const Pole& pole, const ZRKSerializationPos& pos);
+    static bool read(const ZRKDeserialization& d, Pole& pole, const ZRKSerializationPos& pos);
+};
+
+} // namespace zrkmodel

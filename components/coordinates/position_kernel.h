@@ -1,0 +1,70 @@
+#pragma once
+
+#include "core/engine/evaluation_context.h"
+#include "core/engine/kernel.h"
+#include "core/values/batch.h"
+#include "core/values/tensor.h"
+
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <utility>
+
+namespace zrk {
+
+/// A kernel that measures the positions themselves, sample by sample, and hands their weights on.
+///
+/// `Measure` has `static constexpr std::uint32_t kShape` and
+/// `Tensor<kShape, double> operator()(const Tensor<3, double>& p, double& near) const`. `near` is its own
+/// note from the neighbouring sample, NaN for the first: it may make the measure faster and never changes it.
+template <class Measure>
+class PositionKernel final : public Kernel {
+public:
+    explicit PositionKernel(Measure measure) : _measure(std::move(measure)) {}
+
+    KernelReads reads() const override { return {0, true}; }
+
+    void sample(EvaluationContext& context) const override
+    {
+        const double* record = context.readCoordinates();
+        const double weight = record[3];
+        double near = std::numeric_limits<double>::quiet_NaN();
+        context.writeOutput(_measure({record[0], record[1], record[2]}, near), weight);
+    }
+
+    void block(BlockRun& run) const override
+    {
+        const Block& positions = run.coordinates();
+        double* rows[Measure::kShape];
+        for (std::size_t c = 0; c < Measure::kShape; ++c) {
+            rows[c] = run.output(c);
+        }
+        run.forwardWeights(positions);
+        double near = std::numeric_limits<double>::quiet_NaN();
+        std::size_t i = 0;
+        for (; i < run.sampleCount(); ++i) {
+            const auto value =
+                _measure({positions.row(0)[i], positions.row(1)[i], positions.row(2)[i]}, near);
+            for (std::size_t c = 0; c < Measure::kShape; ++c) {
+                rows[c][i] = value[c];
+            }
+        }
+        for (; i % Batch::size != 0; ++i) {
+            for (double* row : rows) {
+                row[i] = 0;
+            }
+        }
+    }
+
+private:
+    Measure _measure;
+};
+
+/// The evaluator of a measure.
+template <class Measure>
+Evaluation measureEvaluator(Measure measure)
+{
+    return Evaluator(std::make_shared<PositionKernel<Measure>>(std::move(measure)));
+}
+
+} // namespace zrk

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "core/values/tensor.h"
+#include "model/component.h"
+#include "model/property.h"
+
+namespace zrkmodel {
+
+/// Positions in the coordinates of a torus about the z direction: angle around the ring, angle
+/// around the tube, and distance to its surface.
+///
+/// | property    | unit | default   | effect                                    |
+/// |-------------|------|-----------|-------------------------------------------|
+/// | center      | mu   | (0, 0, 0) |                                           |
+/// | ring radius | mu   | 0.4       | from the centre to the middle of the tube |
+/// | tube radius | mu   | 0.1       | where W is 0                              |
+/// | inverse     |      | false     | stored only                               |
+///
+/// With d = p - center and q = sqrt(d.x^2 + d.y^2) - ring radius:
+///
+///     U = atan2(d.y, d.x) / pi           -1 to 1
+///     V = atan2(d.z, q) / pi             -1 to 1, 0 on the outer side
+///     W = sqrt(d.z^2 + q^2) - tube radius
+///
+/// The weight of `coords` is handed on. A gyroid wound around a torus:
+///
+///     {"zrkGraph": 1,
+///      "nodes": [{"id": 1, "type": "ZRKTorusUVW", "values": {"ring radius": 0.8}},
+///                {"id": 2, "type": "Gyroid"}],
+///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
+class ZRKTorusUVW final : public ZRKComponent<ZRKTorusUVW> {
+public:
+    ZRKProperty<zrk::Tensor<3, double>> center{"center", {0, 0, 0}, this};
+    ZRKProperty<double> ringRadius{"ring radius", 0.4, this};
+    ZRKProperty<double> tubeRadius{"tube radius", 0.1, this};
+    ZRKProperty<bool> inverse{"inverse", false, this}; ///< kept for saved documents; changes nothing
+
+    ZRKTorusUVW() = default;
+    ZRKTorusUVW(const ZRKTorusUVW& other) : ZRKComponent(other) {}
+    ZRKTorusUVW& operator=(const ZRKTorusUVW&) = default;
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+    void onSerialize(ZRKSerialization& s) const override;
+    void onDeserialize(const ZRKDeserialization& d) override;
+};
+
+} // namespace zrkmodel

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "core/mesh/beams/beam_lattice.h"
+#include "core/values/tensor.h"
+#include "model/component.h"
+#include "model/file_import.h"
+#include "model/property.h"
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace zrkmodel {
+
+/// Signed distance to a lattice of round beams: the edges of a grid, or those of an imported mesh.
+///
+/// | property   | unit | default   | effect                                                             |
+/// |------------|------|-----------|--------------------------------------------------------------------|
+/// | min        | mu   | (0, 0, 0) | first node of the grid                                             |
+/// | max        | mu   | (5, 5, 5) | the grid's sixth node on each axis; a seventh follows beyond it.   |
+/// |            |      |           | Below `min` the grid runs backwards from `min`                     |
+/// | resolution |      | 3         | stored, and without effect                                         |
+///
+/// Each beam is a capsule: a cylinder with round ends. d is the smallest distance of all beams in model units
+/// (mu), negative inside, with the weight of `coords`. The grid has a spacing of (max - min) / 5 on each axis
+/// and beams between neighbouring nodes, of 0.35 times the largest spacing for a radius.
+///
+/// An import takes the edges of a Wavefront OBJ file instead, stretched into the box (0, 0, 0) to (5, 5, 5),
+/// with radius 0.001. It isn't stored with the component and lasts until the inspector is opened. A document
+/// that names the file under "import" has it read again. Without a beam, as after an import of a file without
+/// faces, d is the largest double.
+///
+/// The lattice is built when it is first asked for, and kept: a later edit of `min` or `max` has no effect on
+/// it until the inspector is opened.
+///
+///     {"zrkGraph": 1,
+///      "nodes": [{"id": 1, "type": "BeamSDF", "values": {"min": [-1, -1, -1], "max": [1, 1, 1]}}],
+///      "output": [1, 0]}
+///
+/// Evaluators hold the lattice they were built with. Imports belong to the interface thread; evaluators may
+/// be asked for on any.
+class ZRKBeamSDF final : public ZRKComponent<ZRKBeamSDF>, public ZRKFileImport {
+public:
+    ZRKProperty<int> resolution{"resolution", 3, this};
+    ZRKProperty<zrk::Tensor<3, double>> min{"min", {0, 0, 0}, this};
+    ZRKProperty<zrk::Tensor<3, double>> max{"max", {5, 5, 5}, this};
+
+    ZRKBeamSDF() = default;
+    /// A copy, and so a clone, starts without a lattice.
+    ZRKBeamSDF(const ZRKBeamSDF& other) : ZRKComponent(other) {}
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+    void onSerialize(ZRKSerialization& s) const override;
+    void onDeserialize(const ZRKDeserialization& d) override;
+    /// Drops the lattice, an imported one too.
+    bool onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+
+    /// Replaces the lattice by the edges of the first file; without a file by a grid of four nodes over
+    /// (0, 0, 0) to (5, 5, 5). A file that can't be read leaves a lattice without beams; one whose faces name
+    /// vertices that aren't there leaves the former lattice. Sends no event of a change.
+    std::string importFiles(const std::vector<std::filesystem::path>& paths,
+                            zrk::ProgressMonitor* monitor) override;
+
+private:
+    using Cache = std::shared_ptr<const zrk::BeamCacheData>;
+
+    mutable std::mutex _mutex;
+    mutable Cache _cache; ///< null until it is asked for; guarded by _mutex
+
+    static Cache makeLatticeBeam(const zrk::LatticeGrid& grid);
+    std::string makeLatticeBeam(const std::filesystem::path& path);
+    void replaceCache(Cache cache);
+    Cache cacheMadeIfMissing() const;
+};
+
+} // namespace zrkmodel

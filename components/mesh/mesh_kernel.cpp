@@ -1,0 +1,60 @@
+#include "components/mesh/mesh_kernel.h"
+
+#include "core/engine/evaluation_context.h"
+#include "core/values/batch.h"
+
+#include <utility>
+
+namespace zrk {
+
+namespace {
+
+class MeshKernel final : public Kernel {
+public:
+    explicit MeshKernel(std::shared_ptr<const MeshWindingField> field) : _field(std::move(field)) {}
+
+    KernelReads reads() const override { return {1, false}; }
+
+    void sample(EvaluationContext& context) const override
+    {
+        const double* p = context.readInput(0);
+        const double weight = p[3];
+        context.writeOutput(_field ? _field->signedDistance(p) : 0.0, weight);
+    }
+
+    void block(BlockRun& run) const override
+    {
+        const Block& p = run.input(0);
+        if (_field) {
+            distances(p, run.sampleCount(), run.output(0));
+        } else {
+            run.outputConstant(0, 0.0);
+        }
+        run.forwardWeights(p);
+    }
+
+private:
+    std::shared_ptr<const MeshWindingField> _field;
+
+    void distances(const Block& positions, std::size_t count, double* out) const
+    {
+        MeshWindingField::Trail trail;
+        for (std::size_t i = 0; i < count; ++i) {
+            const double point[3] = {positions.row(0)[i], positions.row(1)[i], positions.row(2)[i]};
+            out[i] = _field->signedDistance(point, trail);
+        }
+        // The rest of the last vector.
+        for (std::size_t i = count; i % Batch::size != 0; ++i) {
+            out[i] = 0.0;
+        }
+    }
+};
+
+} // namespace
+
+Evaluation meshEvaluator(std::shared_ptr<const MeshWindingField> field)
+{
+    return Evaluator(std::make_shared<MeshKernel>(std::move(field)));
+}
+
+} // namespace zrk

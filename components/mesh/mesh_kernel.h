@@ -1,0 +1,13 @@
+#pragma once
+
+#include "core/engine/kernel.h"
+#include "core/mesh/mesh_field.h"
+
+#include <memory>
+
+namespace zrk {
+
+/// The evaluator of a field at the positions of input 0, with their weight. Null gives 0 everywhere.
+Evaluation meshEvaluator(std::shared_ptr<const MeshWindingField> field);
+
+} // namespace zrk

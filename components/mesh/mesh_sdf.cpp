@@ -1,0 +1,68 @@
+#include "components/mesh/mesh_sdf.h"
+
+#include "components/distance_pins.h"
+#include "components/mesh/mesh_kernel.h"
+#include "core/engine/progress.h"
+#include "core/values/bbox.h"
+#include "formats/obj.h"
+
+#include <utility>
+
+namespace zrkmodel {
+
+ComponentIdentity ZRKMeshSDF::identity()
+{
+    return {"ZRKMeshSDF",
+            "MeshSDF",
+            "BC569064-23FF-426D-8301-9C92F9913E33",
+            IconResources::sc_sdf_sphere,
+            &ZRKUIStrings::mesh_sdf,
+            {Tag::Vector3d},
+            {Tag::Scalar}};
+}
+
+void ZRKMeshSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }
+
+zrk::Evaluation ZRKMeshSDF::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
+{
+    return zrk::meshEvaluator(field());
+}
+
+ZRKMeshSDF::Field ZRKMeshSDF::field() const
+{
+    const std::lock_guard lock(_mutex);
+    return _field;
+}
+
+std::string ZRKMeshSDF::importFiles(const std::vector<std::filesystem::path>& paths,
+                                    zrk::ProgressMonitor* monitor)
+{
+    if (paths.empty()) {
+        return "";
+    }
+    const std::string file = paths.front().string();
+    zrk::WavefrontObj mesh = zrk::readWavefrontObj(paths.front());
+    if (!mesh.indexProblem.empty()) {
+        return mesh.indexProblem + "; the mesh stays as it was";
+    }
+    if (mesh.triangleCount == 0) {
+        return (mesh.problem.empty()
+                    ? file + ": found no triangles, expected vertices and faces of three corners"
+                    : mesh.problem) +
+               "; the mesh stays as it was";
+    }
+    if (monitor && monitor->interruptRequested()) {
+        monitor->interruptAcknowledged();
+        return file + ": the import was stopped; the mesh stays as it was";
+    }
+    zrk::fitVerticesToBox(mesh.vertexCount, mesh.vertices, zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
+    Field field =
+        std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
+    {
+        const std::lock_guard lock(_mutex);
+        _field.swap(field);
+    }
+    return mesh.problem;
+}
+
+} // namespace zrkmodel

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "core/mesh/mesh_field.h"
+#include "model/component.h"
+#include "model/file_import.h"
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace zrkmodel {
+
+/// Signed distance to an imported triangle mesh.
+///
+/// There are no properties. The mesh is read from a Wavefront OBJ file and stretched, axis by axis, into the
+/// box from (0, 0, 0) to (5, 5, 5), where the origin counts as part of the mesh. It isn't stored with the
+/// component: a document that names the file under "import" has it read again.
+///
+/// d is the distance to the nearest triangle in model units, negative where the winding number exceeds a
+/// half, with the weight of `coords`. Triangles that run counter-clockwise as seen from outside have their
+/// inside inside, and meshes with holes still have one; with reversed triangles d is positive everywhere.
+/// Without a mesh d is 0. At NaN and at infinity d is the largest double.
+///
+///     {"zrkGraph": 1,
+///      "nodes": [{"id": 1, "type": "MeshSDF", "import": "part.obj"}],
+///      "output": [1, 0]}
+///
+/// Evaluators hold the mesh they were built with. Imports belong to the interface thread; evaluators may be
+/// asked for on any.
+class ZRKMeshSDF final : public ZRKComponent<ZRKMeshSDF>, public ZRKFileImport {
+public:
+    using Field = std::shared_ptr<const zrk::MeshWindingField>;
+
+    ZRKMeshSDF() = default;
+    /// A copy, and so a clone, starts without a mesh.
+    ZRKMeshSDF(const ZRKMeshSDF& other) : ZRKComponent(other) {}
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+
+    /// The mesh with what makes queries fast; null without a mesh.
+    Field field() const;
+
+    /// Replaces the mesh by that of the first file; without a file nothing happens. The mesh stays as it was
+    /// when the file can't be read, has no vertices or no faces, or has faces that name vertices that aren't
+    /// there. A line that isn't understood ends the reading, and what stands before it is taken. Sends no
+    /// event of a change.
+    std::string importFiles(const std::vector<std::filesystem::path>& paths,
+                            zrk::ProgressMonitor* monitor) override;
+
+private:
+    mutable std::mutex _mutex;
+    Field _field; ///< guarded by _mutex
+};
+
+} // namespace zrkmodel

@@ -1,0 +1,141 @@
+#include "components/operators/binary_operator.h"
+
+#include "model/graph_item.h"
+#include "model/pins.h"
+
+#include <algorithm>
+
+namespace zrkmodel {
+
+namespace {
+
+constexpr const char* kNameKey = "op_name";
+constexpr const char* kParametersKey = "op_params";
+
+} // namespace
+
+ZRKBinaryOperator::ZRKBinaryOperator() : _operation(BinaryOperationTable::instance().find("add")) {}
+
+ZRKBinaryOperator::ZRKBinaryOperator(const ZRKBinaryOperator& other)
+    : ZRKComponent(other), _operation(other._operation)
+{}
+
+ComponentIdentity ZRKBinaryOperator::identity()
+{
+    return {"ZRKBinaryOperator",
+            "BinaryOperator",
+            "FD99F113-273B-43E6-8A40-D978F004230E",
+            IconResources::comp_x_binary_operator,
+            &ZRKUIStrings::binary_operator,
+            {Tag::Any}, // one, although there are two pins
+            {Tag::Any}};
+}
+
+void ZRKBinaryOperator::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    addInputPin(node, Tag::Any, "a");
+    addInputPin(node, Tag::Any, "b");
+    addOutputPin(node, Tag::Any, "a<>b");
+}
+
+Tag ZRKBinaryOperator::queryEffectiveOutputPinTag(const Pin_ref<1>& pin)
+{
+    const Tag a = effectiveTag(inputPin(pin.node, 0));
+    const Tag b = effectiveTag(inputPin(pin.node, 1));
+    return a == b ? a : Tag::None;
+}
+
+void ZRKBinaryOperator::onUpdateGraphItem(zrkui::ZRKExtensionBaseGraphItem* item,
+                                          const ZRKNodeBase<0, ZRKGraphObject>&) const
+{
+    if (item) {
+        item->setText(_operation.symbol);
+    }
+}
+
+void ZRKBinaryOperator::onSerialize(ZRKSerialization& s) const
+{
+    ZRKComponent::onSerialize(s);
+    s.write(_operation.name, kNameKey);
+    writeNumbers(s, _operation.params.data(), _operation.params.size(), kParametersKey);
+}
+
+void ZRKBinaryOperator::onDeserialize(const ZRKDeserialization& d)
+{
+    ZRKComponent::onDeserialize(d);
+    readOperation(d);
+    readParameters(d);
+}
+
+void ZRKBinaryOperator::readOperation(const ZRKDeserialization& d)
+{
+    std::string name;
+    ZRKValueSerializer<std::string>::read(d, name, kNameKey);
+    _operation = BinaryOperationTable::instance().find(name);
+    if (_operation.name != name) {
+        std::string expected = "one of";
+        for (const std::string& known : operationNames()) {
+            expected += " \"" + known + "\"";
+        }
+        d.refuse(kNameKey, "\"" + name + "\"", expected);
+    }
+}
+
+void ZRKBinaryOperator::readParameters(const ZRKDeserialization& d)
+{
+    const ZRKJson* stored = d.at(kParametersKey);
+    if (!stored) {
+        return;
+    }
+    BinaryOperation::Params params;
+    if (!stored->is_array() || stored->size() != params.size()) {
+        d.refuse(kParametersKey, "array of 4 numbers");
+        return;
+    }
+    std::transform(stored->begin(), stored->end(), params.begin(),
+                   [](const ZRKJson& number) { return number.get<double>(); });
+    _operation.params = params;
+}
+
+zrk::Evaluation ZRKBinaryOperator::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext&) const
+{
+    // The pin is a wildcard, so this asks the node's object, which is this one.
+    const Tag tag = effectiveTag(pin);
+    if (!_operation.factory) {
+        return {};
+    }
+    return _operation.factory(tag, _operation.params, strengthA.value(), strengthB.value());
+}
+
+std::vector<std::string> ZRKBinaryOperator::operationNames()
+{
+    return BinaryOperationTable::instance().names();
+}
+
+int ZRKBinaryOperator::operationIndex() const
+{
+    const std::vector<std::string> names = operationNames();
+    const auto found = std::find(names.begin(), names.end(), _operation.name);
+    return found == names.end() ? -1 : static_cast<int>(found - names.begin());
+}
+
+void ZRKBinaryOperator::selectOperation(int index)
+{
+    const std::vector<std::string> names = operationNames();
+    if (index < 0 || index >= static_cast<int>(names.size())) {
+        return;
+    }
+    _operation = BinaryOperationTable::instance().find(names[static_cast<std::size_t>(index)]);
+    emitChange({"op", this});
+}
+
+void ZRKBinaryOperator::setParameter(int index, double value)
+{
+    if (index < 0 || index >= static_cast<int>(_operation.paramNames.size())) {
+        return;
+    }
+    _operation.params[static_cast<std::size_t>(index)] = value;
+    emitChange({"op", this});
+}
+
+} // namespace zrkmodel

@@ -1,0 +1,31 @@
+#include "components/operators/fall_off.h"
+
+#include "core/engine/formula.h"
+#include "model/channel_names.h"
+#include "model/pins.h"
+
+namespace zrkmodel {
+
+ComponentIdentity ZRKFallOff::identity()
+{
+    return {"ZRKFallOff",
+            "FallOff",
+            "2D1DEAEA-8E22-4856-8261-07E67671B5C7",
+            IconResources::sc_x_falloff,
+            &ZRKUIStrings::falloff_gradient,
+            {Tag::Scalar},
+            {Tag::Scalar}};
+}
+
+void ZRKFallOff::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    addInputPin(node, Tag::Scalar, ChannelNames::pin_sdf());
+    addOutputPin(node, Tag::Scalar, "");
+}
+
+zrk::Evaluation ZRKFallOff::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
+{
+    return zrk::evaluator(function.value());
+}
+
+} // namespace zrkmodel

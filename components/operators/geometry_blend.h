@@ -1,0 +1,47 @@
+#pragma once
+
+#include "model/component.h"
+#include "model/fall_off_function.h"
+#include "model/geometry.h"
+#include "model/property.h"
+
+#include <memory>
+#include <vector>
+
+namespace zrkmodel {
+
+/// A soft, additive union of picked geometry: overlapping members sum and aren't clamped.
+///
+/// | property       | unit | default            | effect                                            |
+/// |----------------|------|--------------------|---------------------------------------------------|
+/// | geometries     |      | none               | one geometry or a group; without, nothing is written |
+/// | falloff params | mu   | -0.5, 0.5, linear  | turns each signed distance into a density           |
+///
+/// density = sum over the members of falloff(signed distance to the member), in their order, with the
+/// weight of `coords`. Two members at one place give twice the density of one. Unconnected coordinates are
+/// those of the domain.
+///
+///     {"zrkGraph": 1,
+///      "resources": [{"uuid": "2d20", "kind": "geometry", "shape": "sphere",
+///                     "center": [0, 0, 0], "radius": 1}],
+///      "nodes": [{"id": 1, "type": "geometry blend", "values": {"geometries": "2d20"}}],
+///      "output": [1, 0]}
+class ZRKGeometryBlend final : public ZRKComponent<ZRKGeometryBlend> {
+public:
+    ZRKProperty<std::shared_ptr<ZRKGeometry>> geometries{"geometries", nullptr, this};
+    ZRKProperty<ZRKFallOffFunction> falloff{"falloff params", {}, this};
+
+    ZRKGeometryBlend() = default;
+    ZRKGeometryBlend(const ZRKGeometryBlend& other) : ZRKComponent(other) {}
+    ZRKGeometryBlend& operator=(const ZRKGeometryBlend&) = default;
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    void onSerialize(ZRKSerialization& s) const override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+
+    /// The selection of a geometry picker: takes the first over; an empty one keeps what is there.
+    void pick(const std::vector<std::shared_ptr<ZRKGeometry>>& selection);
+};
+
+} // namespace zrkmodel

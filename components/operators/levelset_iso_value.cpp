@@ -1,0 +1,33 @@
+#include "components/operators/levelset_iso_value.h"
+
+#include "components/operators/levelset_formula.h"
+#include "core/engine/formula.h"
+#include "model/channel_names.h"
+#include "model/pins.h"
+
+namespace zrkmodel {
+
+ComponentIdentity ZRKLevelsetIsoValue::identity()
+{
+    return {"ZRKLevelsetIsoValue",
+            "Invert", // as ZRKInvert: the UUID tells them apart
+            "A72F2EDE-422B-487F-8CBB-4642CA90A7E7",
+            IconResources::sc_x_levelset_from_density,
+            &ZRKUIStrings::density_to_levelset,
+            {Tag::Scalar},
+            {Tag::Scalar}};
+}
+
+void ZRKLevelsetIsoValue::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    addInputPin(node, Tag::Scalar, ChannelNames::pin_density());
+    addOutputPin(node, Tag::Scalar, ChannelNames::pin_sdf());
+}
+
+zrk::Evaluation ZRKLevelsetIsoValue::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
+{
+    return invertInterior.value() ? zrk::evaluator(zrk::InvertedIsoDistance{isoValue.value()})
+                                  : zrk::evaluator(zrk::IsoDistance{isoValue.value()});
+}
+
+} // namespace zrkmodel

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "core/engine/formula.h"
+#include "core/values/scalar_math.h"
+
+namespace zrk {
+
+/// Whether a mask may only lower weights, or sets them.
+enum class MaskMode { lower, replace };
+
+/// A record with another weight, between 0 and 1; its components stay.
+///
+/// The mask's own weight tells how much of the mask applies. A NaN weight stays NaN.
+template <MaskMode Mode, std::uint32_t N>
+struct Masking {
+    double multiplier;
+
+    template <class V>
+    Record<N, V> operator()(const Record<N, V>& f, const Record<1, V>& mask) const
+    {
+        const V k = multiplier * mask.value[0];
+        const V target = Mode == MaskMode::replace ? k : minimum(f.weight, k);
+        const V weight = (1.0 - mask.weight) * f.weight + mask.weight * target;
+        // The orders of arguments that keep NaN.
+        return {f.value, maximum(V(0.0), minimum(weight, V(1.0)))};
+    }
+};
+
+} // namespace zrk

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "core/values/tensor.h"
+#include "model/component.h"
+#include "model/property.h"
+
+namespace zrkmodel {
+
+/// Signed distance to a box with sides along the axes, solid or just its edges.
+///
+/// | property       | unit | default         | effect                                                    |
+/// |----------------|------|-----------------|-----------------------------------------------------------|
+/// | radius         | mu   | 0.0             | rounds edges and corners of a solid box, which keeps its  |
+/// |                |      |                 | outer size; half the smallest side makes that side round, |
+/// |                |      |                 | more or a negative one goes through the formula as it is  |
+/// | center         | mu   | (0.5, 0.5, 0.5) |                                                           |
+/// | dimensions     | mu   | (1, 1, 1)       | full side lengths; 0 makes a sheet, a negative one moves  |
+/// |                |      |                 | every value up                                            |
+/// | wireframe      |      | false           | true: the twelve edges as square bars; radius is unused   |
+/// | edge thickness | mu   | 0.1             | half the width of a bar, which lies within the box; a     |
+/// |                |      |                 | quarter of the longest side or more fills it              |
+///
+/// Solid, with q = |p - center| - (dimensions / 2 - radius) per axis: d is the length of the positive
+/// parts of q, plus max(q.x, q.y, q.z) where that isn't positive, minus radius. In model units (mu),
+/// negative inside, with the weight of `coords`. The default box fills the unit cube from the origin.
+///
+/// The frame of a crate:
+///
+///     {"zrkGraph": 1,
+///      "nodes": [{"id": 1, "type": "BoxSDF",
+///                 "values": {"center": [0, 0, 0], "dimensions": [2, 1, 1], "wireframe": true}}],
+///      "output": [1, 0]}
+class ZRKBoxSDF final : public ZRKComponent<ZRKBoxSDF> {
+public:
+    ZRKProperty<double> radius{"radius", 0.0, this};
+    ZRKProperty<zrk::Tensor<3, double>> center{"center", {0.5, 0.5, 0.5}, this};
+    ZRKProperty<zrk::Tensor<3, double>> dimensions{"dimensions", {1, 1, 1}, this};
+    ZRKProperty<bool> wireframe{"wireframe", false, this};
+    ZRKProperty<double> edgeThickness{"edge thickness", 0.1, this};
+
+    ZRKBoxSDF() = default;
+    ZRKBoxSDF(const ZRKBoxSDF& other) : ZRKComponent(other) {}
+    ZRKBoxSDF& operator=(const ZRKBoxSDF&) = default;
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+};
+
+} // namespace zrkmodel

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "core/values/scalar_math.h"
+#include "core/values/tensor.h"
+
+namespace zrk {
+
+/// Distance to a corner region from the signed distances (u, v, s) to its three faces: outside the
+/// length of the positive ones, inside the largest.
+///
+/// A NaN isn't positive and adds nothing to the length. The largest is taken over u and v first,
+/// each time the second where the two don't compare; where that leaves NaN the result is NaN.
+template <class V>
+V cornerDistance(const V& u, const V& v, const V& s)
+{
+    // maximum(NaN, 0) is 0.
+    const V outsideU = maximum(u, V(0.0));
+    const V outsideV = maximum(v, V(0.0));
+    const V outsideS = maximum(s, V(0.0));
+    const V outside = sqrt(outsideU * outsideU + outsideV * outsideV + outsideS * outsideS);
+    const V inside = minimum(maximum(maximum(u, v), s), V(0.0));
+    return outside + inside;
+}
+
+/// Signed distance to a solid box with rounded corners, negative inside. Lengths in model units.
+///
+/// The half sizes are those of the box without its rounding, so that the outer size includes it.
+/// No limit is set: a negative radius or half size goes through the formula as it is.
+struct BoxDistance {
+    Tensor<3, double> center;
+    Tensor<3, double> innerHalfSizes;
+    double radius;
+
+    /// From full side lengths, rounding included.
+    static BoxDistance rounded(const Tensor<3, double>& center, const Tensor<3, double>& dimensions,
+                               double radius)
+    {
+        return {center, dimensions * 0.5 - Tensor<3, double>{radius, radius, radius}, radius};
+    }
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        const V x = abs(p[0] - center[0]) - innerHalfSizes[0];
+        const V y = abs(p[1] - center[1]) - innerHalfSizes[1];
+        const V z = abs(p[2] - center[2]) - innerHalfSizes[2];
+        return cornerDistance(x, y, z) - radius;
+    }
+};
+
+/// Signed distance to the twelve edges of a box, each a square bar. Lengths in model units.
+///
+/// The bars lie inside the box's outer size and are twice `thickness` wide.
+struct WireframeBoxDistance {
+    Tensor<3, double> center;
+    Tensor<3, double> halfSizes;
+    double thickness; ///< half the width of a bar
+
+    /// From full side lengths.
+    static WireframeBoxDistance around(const Tensor<3, double>& center, const Tensor<3, double>& dimensions,
+                                       double thickness)
+    {
+        return {center, dimensions * 0.5, thickness};
+    }
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        // Distances to the outer faces, and to the sides of the bars behind them.
+        const V ax = abs(p[0] - center[0]) - halfSizes[0];
+        const V ay = abs(p[1] - center[1]) - halfSizes[1];
+        const V az = abs(p[2] - center[2]) - halfSizes[2];
+        const V bx = abs(ax + thickness) - thickness;
+        const V by = abs(ay + thickness) - thickness;
+        const V bz = abs(az + thickness) - thickness;
+        return minimum(minimum(cornerDistance(bx, by, az), cornerDistance(bx, ay, bz)),
+                       cornerDistance(ax, by, bz));
+    }
+};
+
+} // namespace zrk

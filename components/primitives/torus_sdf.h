@@ -1,0 +1,43 @@
+#pragma once
+
+#include "core/values/tensor.h"
+#include "model/component.h"
+#include "model/property.h"
+
+namespace zrkmodel {
+
+/// Signed distance to a torus: a ring about the z axis through its centre.
+///
+/// | property    | unit | default   | effect                                                       |
+/// |-------------|------|-----------|--------------------------------------------------------------|
+/// | center      | mu   | (0, 0, 0) |                                                              |
+/// | ring radius | mu   | 0.4       | of the circle in the middle of the tube; 0 makes a sphere    |
+/// | tube radius | mu   | 0.1       | larger than the ring closes the hole; a negative one moves   |
+/// |             |      |           | every value up                                               |
+///
+/// With q = p - center and a = sqrt(q.x^2 + q.y^2) - ring radius: d = sqrt(q.z^2 + a^2) - tube radius,
+/// in model units (mu), negative inside the tube, with the weight of `coords`.
+///
+/// A thick ring:
+///
+///     {"zrkGraph": 1,
+///      "nodes": [{"id": 1, "type": "TorusSDF", "values": {"ring radius": 1, "tube radius": 0.3}}],
+///      "output": [1, 0]}
+class ZRKTorusSDF final : public ZRKComponent<ZRKTorusSDF> {
+public:
+    ZRKProperty<zrk::Tensor<3, double>> center{"center", {0, 0, 0}, this};
+    ZRKProperty<double> ringRadius{"ring radius", 0.4, this};
+    ZRKProperty<double> tubeRadius{"tube radius", 0.1, this};
+
+    ZRKTorusSDF() = default;
+    ZRKTorusSDF(const ZRKTorusSDF& other) : ZRKComponent(other) {}
+    ZRKTorusSDF& operator=(const ZRKTorusSDF&) = default;
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    void onSerialize(ZRKSerialization& s) const override;
+    void onDeserialize(const ZRKDeserialization& d) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+};
+
+} // namespace zrkmodel

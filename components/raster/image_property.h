@@ -1,0 +1,13 @@
+#pragma once
+
+#include "model/property.h"
+#include "model/resource.h"
+
+#include <memory>
+
+namespace zrkmodel {
+
+using ZRKImage2dProperty = ZRKProperty<std::shared_ptr<ZRKImage2d>>;
+using ZRKImage3dProperty = ZRKProperty<std::shared_ptr<ZRKImage3d>>;
+
+} // namespace zrkmodel

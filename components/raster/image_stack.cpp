@@ -1,0 +1,163 @@
+#include "components/raster/image_stack.h"
+
+#include "components/channel_conversion.h"
+#include "core/engine/formula.h"
+#include "core/raster/raster_lookup.h"
+#include "model/channel_names.h"
+#include "model/pins.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <utility>
+
+namespace zrkmodel {
+
+namespace {
+
+/// The value of a volume that stands at the origin with a given size.
+template <zrk::Border kBorder>
+struct VolumeValue {
+    zrk::RasterLookup<1, 3, kBorder> lookup;
+    zrk::Tensor<3, double> inverseSize; ///< per model unit
+
+    template <zrk::LooksUp V>
+    zrk::Tensor<1, V> operator()(const zrk::Tensor<3, V>& p) const
+    {
+        return lookup(zrk::Tensor<3, V>{p[0] * inverseSize[0], p[1] * inverseSize[1], p[2] * inverseSize[2]});
+    }
+};
+
+std::uint8_t greyOf(double value)
+{
+    const double share = value > 0 ? std::min(value, 1.0) : 0.0; // NaN is black
+    return static_cast<std::uint8_t>(std::lround(share * 255.0));
+}
+
+} // namespace
+
+ComponentIdentity ZRK3DImage::identity()
+{
+    return {"ZRK3DImage",
+            "2DImageExtrude", // the name of another class: saved documents carry it
+            "494094F4-A6E5-4388-980F-7CEE65934F97",
+            IconResources::sc_image3d,
+            &ZRKUIStrings::image_volume,
+            {},
+            {Tag::Scalar}};
+}
+
+void ZRK3DImage::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    addCoordinatesPin(node, Tag::Vector3d, ChannelNames::pin_coords());
+    addOutputPin(node, Tag::Scalar, "");
+}
+
+void ZRK3DImage::onDeserialize(const ZRKDeserialization& d)
+{
+    ZRKComponent::onDeserialize(d);
+    _raster.reset();
+    _ensureRasterCache();
+}
+
+bool ZRK3DImage::onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    _ensureRasterCache();
+    return ZRKComponent::onInspection(view, node);
+}
+
+zrk::Evaluation ZRK3DImage::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
+{
+    using zrk::Border;
+    // Not filled here: a volume that was removed stays away until the next inspection or load.
+    if (!_raster) {
+        return zrk::doNothing();
+    }
+    const zrk::Tensor<3, double> inverseSize{1 / sizeX.value(), 1 / sizeY.value(), 1 / sizeZ.value()};
+    if (wrap.value()) {
+        return zrk::evaluator(
+            VolumeValue<Border::Wrap>{zrk::RasterLookup<1, 3, Border::Wrap>(_raster), inverseSize});
+    }
+    return zrk::evaluator(
+        VolumeValue<Border::Clamp>{zrk::RasterLookup<1, 3, Border::Clamp>(_raster), inverseSize});
+}
+
+void ZRK3DImage::_ensureRasterCache() const
+{
+    if (!_raster) {
+        _raster = firstChannel(image.value());
+    }
+}
+
+void ZRK3DImage::announceRaster() const { emitChange({"raster", this}); }
+
+void ZRK3DImage::removeImage()
+{
+    _raster.reset();
+    announceRaster();
+}
+
+void ZRK3DImage::loadFolder(ZRKImage3dLibraryView& library, const std::string& path)
+{
+    const auto entry = library.ensureImageFromfolder(path);
+    const auto volume = entry ? std::dynamic_pointer_cast<ZRKImage3d>(entry->object()) : nullptr;
+    image.set(volume, false);
+    _raster = firstChannel(volume);
+    announceRaster();
+}
+
+std::vector<zrk::SliceFault> ZRK3DImage::loadSlices(const zrk::Paths& paths, zrk::ProgressMonitor* monitor)
+{
+    if (paths.empty()) {
+        return {};
+    }
+    zrk::GreyStack stack = zrk::readGreyStack(paths, monitor);
+    if (stack.state == zrk::StackState::Stopped) {
+        return {};
+    }
+    std::vector<ZRKImage3d::Channel> channels;
+    channels.emplace_back(std::move(stack.voxels));
+    _raster = firstChannel(std::make_shared<const ZRKImage3d>(std::move(channels)));
+    announceRaster();
+    return std::move(stack.leftOut);
+}
+
+std::string ZRK3DImage::importFiles(const std::vector<std::filesystem::path>& paths,
+                                    zrk::ProgressMonitor* monitor)
+{
+    try {
+        const std::vector<zrk::SliceFault> leftOut = loadSlices(paths, monitor);
+        if (leftOut.empty()) {
+            return "";
+        }
+        const std::string others =
+            leftOut.size() == 1 ? ""
+                                : "; " + std::to_string(leftOut.size() - 1) + " more files are left out too";
+        return leftOut.front().path.string() + ": " + leftOut.front().finding + "; the slice is left out" +
+               others;
+    } catch (const std::filesystem::filesystem_error& error) {
+        return error.path1().string() + ": found a path that can't be followed (" + error.code().message() +
+               "), expected a PNG file; no slice is loaded";
+    } catch (const std::bad_alloc&) {
+        return paths.front().string() +
+               ": found more slices than memory holds, expected a smaller stack; none is loaded";
+    }
+}
+
+std::optional<zrk::Raster<1, 2, std::uint8_t>> ZRK3DImage::preview(double share) const
+{
+    if (!_raster) {
+        return std::nullopt;
+    }
+    const std::int32_t* dims = _raster->dims;
+    const double last = dims[2] - 1;
+    const double k = std::trunc(dims[2] * share);
+    const auto slice = static_cast<std::size_t>(k > 0 ? std::min(k, last) : 0.0);
+    zrk::Raster<1, 2, std::uint8_t> picture(dims[0], dims[1]);
+    const auto from = _raster->data.begin() + static_cast<std::ptrdiff_t>(slice * picture.data.size());
+    std::transform(from, from + static_cast<std::ptrdiff_t>(picture.data.size()), picture.data.begin(),
+                   greyOf);
+    return picture;
+}
+
+} // namespace zrkmodel

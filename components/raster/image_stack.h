@@ -1,0 +1,85 @@
+#pragma once
+
+#include "components/raster/image_property.h"
+#include "formats/slice_stack.h"
+#include "model/component.h"
+#include "model/file_import.h"
+#include "model/image_library.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zrkmodel {
+
+/// A stack of slices, such as a scan, as a volume.
+///
+/// | property               | unit        | default | effect                                               |
+/// |------------------------|-------------|---------|------------------------------------------------------|
+/// | wrap                   |             | true    | repeat the volume along all axes, or else its border |
+/// | size x, size y, size z | model units | 1       | extent of the volume, from the origin                |
+/// | image                  |             | none    | an image3d resource: a folder of slices or an array  |
+///
+/// x runs along the rows of a slice, y along its columns, z through the slices; between voxels the value is
+/// trilinear. Whole numbers of the files arrive as 0 to 1; of several channels the first one counts. Wrapped,
+/// the volume starts over after one more voxel. The weight is that of `coords`. Without a volume nothing is
+/// written.
+///
+/// Slices that are loaded by themselves aren't stored with the document. In documents this class shares its
+/// type name with the extrusion of pictures; the UUID, or the class name, tells them apart.
+///
+///     {"zrkGraph": 1,
+///      "resources": [{"uuid": "1c1f", "kind": "image3d", "path": "scan/"}],
+///      "nodes": [{"id": 1, "type": "ZRK3DImage", "values": {"wrap": false, "image": "1c1f"}}],
+///      "output": [1, 0]}
+///
+/// Edits belong to the interface thread, and so does building evaluators.
+class ZRK3DImage final : public ZRKComponent<ZRK3DImage>, public ZRKFileImport {
+public:
+    ZRKProperty<bool> wrap{"wrap", true, this};
+    ZRKProperty<double> sizeX{"size x", 1.0, this};
+    ZRKProperty<double> sizeY{"size y", 1.0, this};
+    ZRKProperty<double> sizeZ{"size z", 1.0, this};
+    ZRKImage3dProperty image{"image", nullptr, this};
+
+    ZRK3DImage() = default;
+    /// A copy, and so a clone, has the volume, slices that were loaded included.
+    ZRK3DImage(const ZRK3DImage& other) : ZRKComponent(other), ZRKFileImport(other), _raster(other._raster) {}
+    ZRK3DImage& operator=(const ZRK3DImage&) = default;
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+    void onDeserialize(const ZRKDeserialization& d) override;
+    bool onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+
+    /// Button "remove image": drops the volume. "image" keeps its value, so that the volume returns with the
+    /// next inspection or load.
+    void removeImage();
+    /// Button "load folder": takes the folder's volume from the document; none, where it has none, empties
+    /// "image".
+    void loadFolder(ZRKImage3dLibraryView& library, const std::string& path);
+    /// Button "load slices": takes PNG files as slices (see zrk::readGreyStack); "image" is left alone.
+    /// Without paths, or when the monitor interrupts, nothing changes; without a fit slice the volume is
+    /// dropped.
+    /// @param monitor  may be null.
+    /// @return the files that were left out.
+    /// Throws std::filesystem::filesystem_error as readGreyStack does, and changes nothing then.
+    std::vector<zrk::SliceFault> loadSlices(const zrk::Paths& paths, zrk::ProgressMonitor* monitor);
+    /// The same for documents that name slices.
+    std::string importFiles(const std::vector<std::filesystem::path>& paths,
+                            zrk::ProgressMonitor* monitor) override;
+
+    /// The slice at a share of the stack, 0 to 1, as grey from 0 to 255; nothing without a volume.
+    std::optional<zrk::Raster<1, 2, std::uint8_t>> preview(double share) const;
+
+private:
+    mutable std::shared_ptr<const zrk::Raster<1, 3, double>> _raster; ///< shared with evaluators
+
+    void _ensureRasterCache() const;
+    void announceRaster() const;
+};
+
+} // namespace zrkmodel

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "core/values/bbox.h"
+#include "core/values/raster.h"
+#include "model/component.h"
+#include "model/property.h"
+
+#include <memory>
+
+namespace zrkmodel {
+
+/// A scalar field frozen on a grid over the model bounds, and blurred. What is behind it is computed once,
+/// at the grid's nodes; a sample then costs one lookup, however dear the field is.
+///
+/// | property    | unit        | default | effect                                                      |
+/// |-------------|-------------|---------|-------------------------------------------------------------|
+/// | auto-update |             | false   | true: a stale raster is rebuilt with every evaluator        |
+/// | resolution  | nodes       | 8       | edge of a cube of as many nodes; at least 2 nodes an axis   |
+/// | blur radius | model units | 0.2     | where the Gaussian's weight is exp(-4); 0 or less: no blur. |
+/// |             |             |         | Not in documents: a loaded node has the default             |
+///
+/// The nodes lie on the faces of the bounds and have about equal steps along all axes. Between them the value
+/// is interpolated linearly; beyond the bounds it is that of the nearest border node; the weight is that of
+/// the position. On an axis with an even number of nodes the blur moves the field up by half a step. In
+/// bounds that are flat along an axis every sample is NaN.
+///
+/// The raster is built with the first evaluator after loading. Later it becomes stale by changes upstream,
+/// not by those of its own properties, and is rebuilt on request (`update`, or always with "auto-update");
+/// until then the former one is read. Without an input or without bounds there is no raster and nothing is
+/// written.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
+///      "nodes": [{"id": 1, "type": "Gyroid"},
+///                {"id": 2, "type": "RasterFX", "values": {"resolution": 32}}],
+///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
+///
+/// The raster is built on the thread that asks for the evaluator, one at a time; its nodes on all processors.
+/// Evaluators share it and keep it when it is replaced.
+class ZRKRasterFX final : public ZRKComponent<ZRKRasterFX> {
+public:
+    ZRKProperty<bool> autoUpdate{"auto-update", false, this};
+    ZRKProperty<int> resolution{"resolution", 8, this};
+    ZRKProperty<double> blurRadius{"blur radius", 0.2, this};
+
+    ZRKRasterFX() = default;
+    /// A copy reads the same raster, but has forgotten the grid, and is stale.
+    ZRKRasterFX(const ZRKRasterFX& other) : ZRKComponent(other), _raster(other._raster) {}
+
+    /// Asks for a stale raster to be rebuilt with the next evaluator; announced as "update".
+    void update();
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    void onUpstreamChange(const ZRKNodeBase<0, ZRKGraphObject>& node, const ZRKEvent& event) override;
+    void onSerialize(ZRKSerialization& s) const override;
+    void onDeserialize(const ZRKDeserialization& d) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+
+protected:
+    /// Rebuilds the raster if it is stale. What the field throws comes through, and leaves all as it was.
+    void _ensureRasterCache(const ZRKNodeBase<1, ZRKGraphObject>& node, const ZRKContext& context) const;
+
+private:
+    using Volume = zrk::Raster<1, 3, double>;
+
+    mutable std::shared_ptr<const Volume> _raster;
+    mutable zrk::GridBox<double> _gridBox; ///< the raster's
+    mutable bool _cacheDirty = true;
+    mutable bool _updateRequested = false;
+};
+
+} // namespace zrkmodel

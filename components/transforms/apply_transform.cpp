@@ -1,0 +1,84 @@
+#include "components/transforms/apply_transform.h"
+
+#include "core/engine/evaluation_context.h"
+#include "model/channel_names.h"
+#include "model/pins.h"
+
+namespace zrkmodel {
+
+namespace {
+
+constexpr std::size_t kCoordinates = 0;
+constexpr std::size_t kField = 1;
+
+/// The record of the field as it is, N components and the weight.
+template <std::uint32_t N>
+class ForwardField final : public zrk::Kernel {
+public:
+    void sample(zrk::EvaluationContext& context) const override
+    {
+        const double* record = context.readInput(kField);
+        zrk::Tensor<N, double> value;
+        std::copy_n(record, N, value.begin());
+        context.writeOutput(value, record[N]);
+    }
+    void block(zrk::BlockRun& run) const override { run.forward(run.input(kField)); }
+    bool bounds(const zrk::BoundsRun& run) const override
+    {
+        run.output() = run.input(kField);
+        return true;
+    }
+};
+
+template <std::uint32_t N>
+zrk::Evaluation forwardField()
+{
+    return zrk::Evaluator(std::make_shared<ForwardField<N>>());
+}
+
+} // namespace
+
+ComponentIdentity ZRKApplyTransform::identity()
+{
+    return {"ZRKApplyTransform",
+            "ApplyTransform",
+            "AB6F6413-0642-4CEE-9880-BBFDE9019667",
+            IconResources::uvw_x_apply_instance,
+            &ZRKUIStrings::apply_transformation,
+            {Tag::Vector3d, Tag::Any},
+            {Tag::Vector3d}}; // although the pin is a wildcard
+}
+
+void ZRKApplyTransform::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    addInputPin(node, Tag::Vector3d, ChannelNames::pin_coords());
+    addInputPin(node, Tag::Any, "");
+    addOutputPin(node, Tag::Any, "");
+}
+
+Tag ZRKApplyTransform::queryEffectiveOutputPinTag(const Pin_ref<1>& pin)
+{
+    return effectiveTag(inputPin(pin.node, kField));
+}
+
+zrk::Evaluation ZRKApplyTransform::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext&) const
+{
+    const Tag tag = effectiveTag(pin);
+    if (tag == Tag::Scalar) {
+        return forwardField<1>();
+    }
+    if (tag == Tag::Vector3d) {
+        return forwardField<3>();
+    }
+    if (tag == Tag::Color) {
+        return forwardField<4>();
+    }
+    return zrk::doNothing();
+}
+
+std::optional<std::size_t> ZRKApplyTransform::coordinatesInput(std::size_t k) const
+{
+    return k == kField ? std::optional(kCoordinates) : std::nullopt;
+}
+
+} // namespace zrkmodel

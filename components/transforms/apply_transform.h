@@ -1,0 +1,36 @@
+#pragma once
+
+#include "model/component.h"
+
+namespace zrkmodel {
+
+/// Lets a field read its positions from `coords`, at any depth: everything behind the second input is
+/// asked at the moved positions, without being connected to them.
+///
+/// No properties. Without coordinates the field is asked at the positions as they come; without a field
+/// nothing is written. The output is of the field's type, and so are value and weight.
+///
+/// A union of two solids, twisted as one:
+///
+///     {"zrkGraph": 1,
+///      "nodes": [{"id": 1, "type": "BoxSDF"}, {"id": 2, "type": "TorusSDF"},
+///                {"id": 3, "type": "BinaryOperator", "values": {"op_name": "minimum"}},
+///                {"id": 4, "type": "TwistTransform"}, {"id": 5, "type": "ApplyTransform"}],
+///      "links": [{"from": [1, 0], "to": [3, 0]}, {"from": [2, 0], "to": [3, 1]},
+///                {"from": [4, 0], "to": [5, 0]}, {"from": [3, 0], "to": [5, 1]}], "output": [5, 0]}
+class ZRKApplyTransform final : public ZRKComponent<ZRKApplyTransform> {
+public:
+    ZRKApplyTransform() = default;
+    ZRKApplyTransform(const ZRKApplyTransform& other) : ZRKComponent(other) {}
+    ZRKApplyTransform& operator=(const ZRKApplyTransform&) = default;
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    Tag queryEffectiveOutputPinTag(const Pin_ref<1>& pin) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+
+protected:
+    std::optional<std::size_t> coordinatesInput(std::size_t k) const override;
+};
+
+} // namespace zrkmodel

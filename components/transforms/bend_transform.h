@@ -1,0 +1,47 @@
+#pragma once
+
+#include "core/values/tensor.h"
+#include "model/component.h"
+#include "model/property.h"
+
+namespace zrkmodel {
+
+/// Turns positions about an axis by an angle that grows along a second direction: what is seen
+/// through it is bent.
+///
+/// | property       | unit    | default   | effect                                                  |
+/// |----------------|---------|-----------|---------------------------------------------------------|
+/// | angle          | degrees | 5.0       | right-handed about the axis                             |
+/// | axis           |         | (1, 0, 0) | only its direction counts; a zero axis maps every       |
+/// |                |         |           | position to center                                      |
+/// | bend direction | mu      | (0, 0, 1) | its length is the distance over which angle is reached; |
+/// |                |         |           | zero bends nothing; parallel to axis it is a twist      |
+/// | center         | mu      | (0, 0, 0) | a point on the axis, where the rotation is zero         |
+///
+/// With b the distance of p from center along the bend direction, the offset from center is turned
+/// about the axis by b * angle / |bend direction|. No arc length is kept. Positions in model units
+/// (mu), with the weight of `coords`.
+///
+/// A bent bar:
+///
+///     {"zrkGraph": 1,
+///      "nodes": [{"id": 1, "type": "BendTransform", "values": {"angle": 10}},
+///                {"id": 2, "type": "BoxSDF", "values": {"center": [0, 0, 0], "dimensions": [1, 1, 8]}}],
+///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
+class ZRKBendTransform final : public ZRKComponent<ZRKBendTransform> {
+public:
+    ZRKProperty<double> angle{"angle", 5.0, this};
+    ZRKProperty<zrk::Tensor<3, double>> axis{"axis", {1, 0, 0}, this};
+    ZRKProperty<zrk::Tensor<3, double>> bendDirection{"bend direction", {0, 0, 1}, this};
+    ZRKProperty<zrk::Tensor<3, double>> center{"center", {0, 0, 0}, this};
+
+    ZRKBendTransform() = default;
+    ZRKBendTransform(const ZRKBendTransform& other) : ZRKComponent(other) {}
+    ZRKBendTransform& operator=(const ZRKBendTransform&) = default;
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+};
+
+} // namespace zrkmodel

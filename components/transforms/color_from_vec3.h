@@ -1,0 +1,29 @@
+#pragma once
+
+#include "model/component.h"
+
+namespace zrkmodel {
+
+/// A colour from the components of a vector: red, green, blue = x, y, z.
+///
+/// No properties. The opacity is the value of `alpha` where it is connected, else 1. The weight is that
+/// of `rgb`, the weight of `alpha` doesn't count.
+///
+/// The place in the model as a colour:
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
+///      "nodes": [{"id": 1, "type": "PositionVec3", "values": {"normalized": true}},
+///                {"id": 2, "type": "ColorFromVec3"}],
+///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
+class ZRKColorFromVec3 final : public ZRKComponent<ZRKColorFromVec3> {
+public:
+    ZRKColorFromVec3() = default;
+    ZRKColorFromVec3(const ZRKColorFromVec3& other) : ZRKComponent(other) {}
+    ZRKColorFromVec3& operator=(const ZRKColorFromVec3&) = default;
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+};
+
+} // namespace zrkmodel

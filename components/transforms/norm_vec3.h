@@ -1,0 +1,25 @@
+#pragma once
+
+#include "model/component.h"
+
+namespace zrkmodel {
+
+/// The length of a vector: sqrt(x^2 + y^2 + z^2), with the weight of `coords`.
+///
+/// No properties. The distance from the origin:
+///
+///     {"zrkGraph": 1,
+///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "NormVec3"}],
+///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
+class ZRKNormVec3 final : public ZRKComponent<ZRKNormVec3> {
+public:
+    ZRKNormVec3() = default;
+    ZRKNormVec3(const ZRKNormVec3& other) : ZRKComponent(other) {}
+    ZRKNormVec3& operator=(const ZRKNormVec3&) = default;
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+};
+
+} // namespace zrkmodel

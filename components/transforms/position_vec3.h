@@ -1,0 +1,38 @@
+#pragma once
+
+#include "model/component.h"
+#include "model/property.h"
+
+namespace zrkmodel {
+
+/// The position at which the field is asked, in a chosen space, with its weight.
+///
+/// | property           | default | effect                                                              |
+/// |--------------------|---------|---------------------------------------------------------------------|
+/// | normalized         | false   | 0 to 1 from the lower to the upper corner of the model's box        |
+/// | object space coords| false   | coordinates in the model's own space, and its box there             |
+///
+/// Where the model has no transform, or no box, the property that needs it is left out of account. A flat
+/// box gives infinities or NaN across it.
+///
+/// The height in the model, from 0 to 1:
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, 0], [1, 1, 4]]},
+///      "nodes": [{"id": 1, "type": "PositionVec3", "values": {"normalized": true}},
+///                {"id": 2, "type": "Vector3SplitComponents"}],
+///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 2]}
+class ZRKPositionVec3 final : public ZRKComponent<ZRKPositionVec3> {
+public:
+    ZRKProperty<bool> normalized{"normalized", false, this};
+    ZRKProperty<bool> objectSpace{"object space coords", false, this};
+
+    ZRKPositionVec3() = default;
+    ZRKPositionVec3(const ZRKPositionVec3& other) : ZRKComponent(other) {}
+    ZRKPositionVec3& operator=(const ZRKPositionVec3&) = default;
+
+    static ComponentIdentity identity();
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+};
+
+} // namespace zrkmodel

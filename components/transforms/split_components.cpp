@@ -1,0 +1,80 @@
+#include "components/transforms/split_components.h"
+
+#include "components/transforms/component_pins.h"
+#include "core/engine/evaluation_context.h"
+#include "model/pins.h"
+
+namespace zrkmodel {
+
+namespace {
+
+/// One component of an N-component record, with the record's weight. Nothing is copied in a block.
+template <int N>
+class OneComponent final : public zrk::Kernel {
+public:
+    explicit OneComponent(std::size_t index) : _index(index) {}
+
+    void sample(zrk::EvaluationContext& context) const override
+    {
+        const double* record = context.readInput(0);
+        context.writeOutput(record[_index], record[N]);
+    }
+    void block(zrk::BlockRun& run) const override
+    {
+        run.forwardRow(0, run.input(0), _index);
+        run.forwardWeights(run.input(0));
+    }
+    bool bounds(const zrk::BoundsRun& run) const override
+    {
+        const zrk::IntervalRecord& input = run.input(0);
+        run.output() = {{input.components[_index]}, input.weight};
+        return true;
+    }
+
+private:
+    std::size_t _index;
+};
+
+} // namespace
+
+template <int N>
+void ZRKSplitComponents<N>::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    addInputPin(node, ComponentPins<N>::tag, ComponentPins<N>::name);
+    for (const char* component : ComponentPins<N>::components) {
+        addOutputPin(node, Tag::Scalar, component);
+    }
+}
+
+template <int N>
+zrk::Evaluation ZRKSplitComponents<N>::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext&) const
+{
+    return zrk::Evaluator(std::make_shared<OneComponent<N>>(pin.handle.index()));
+}
+
+template class ZRKSplitComponents<3>;
+template class ZRKSplitComponents<4>;
+
+ComponentIdentity ZRKVector3SplitComponents::identity()
+{
+    return {"ZRKVector3SplitComponents",
+            "Vector3SplitComponents",
+            "FFC2A888-571E-415E-A0B7-1287877D793C",
+            IconResources::uvw_x_split,
+            &ZRKUIStrings::split_vector,
+            {Tag::Vector3d},
+            {Tag::Scalar}}; // one, although there are three pins
+}
+
+ComponentIdentity ZRKRGBASplitComponents::identity()
+{
+    return {"ZRKRGBASplitComponents",
+            "RGBASplitComponents",
+            "5C9C3D16-3A8E-4307-B13A-75D9C11CF3A6",
+            IconResources::rgb_x_split,
+            &ZRKUIStrings::split_color,
+            {Tag::Color},
+            {Tag::Scalar}}; // one, although there are four pins
+}
+
+} // namespace zrkmodel

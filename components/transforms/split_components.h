@@ -1,0 +1,58 @@
+#pragma once
+
+#include "model/component.h"
+
+namespace zrkmodel {
+
+/// A vector (N = 3) or a colour (N = 4) taken apart: one output a component, each with the weight of the
+/// input. No properties.
+template <int N>
+class ZRKSplitComponents : public ZRKExtensionBase {
+public:
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+    zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
+
+protected:
+    ZRKSplitComponents() = default;
+    ZRKSplitComponents(const ZRKSplitComponents&) = default;
+    ZRKSplitComponents& operator=(const ZRKSplitComponents&) = default;
+};
+
+extern template class ZRKSplitComponents<3>;
+extern template class ZRKSplitComponents<4>;
+
+/// A vector's components as scalars.
+///
+/// The height above the plane z = 0:
+///
+///     {"zrkGraph": 1,
+///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "Vector3SplitComponents"}],
+///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 2]}
+class ZRKVector3SplitComponents final
+    : public ZRKComponent<ZRKVector3SplitComponents, ZRKSplitComponents<3>> {
+public:
+    ZRKVector3SplitComponents() = default;
+    ZRKVector3SplitComponents(const ZRKVector3SplitComponents& other) : ZRKComponent(other) {}
+    ZRKVector3SplitComponents& operator=(const ZRKVector3SplitComponents&) = default;
+
+    static ComponentIdentity identity();
+};
+
+/// A colour's components as scalars: red, green, blue and alpha.
+///
+/// The red part of a colour, which here is x:
+///
+///     {"zrkGraph": 1,
+///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "ColorFromVec3"},
+///                {"id": 3, "type": "RGBASplitComponents"}],
+///      "links": [{"from": [1, 0], "to": [2, 0]}, {"from": [2, 0], "to": [3, 0]}], "output": [3, 0]}
+class ZRKRGBASplitComponents final : public ZRKComponent<ZRKRGBASplitComponents, ZRKSplitComponents<4>> {
+public:
+    ZRKRGBASplitComponents() = default;
+    ZRKRGBASplitComponents(const ZRKRGBASplitComponents& other) : ZRKComponent(other) {}
+    ZRKRGBASplitComponents& operator=(const ZRKRGBASplitComponents&) = default;
+
+    static ComponentIdentity identity();
+};
+
+} // namespace zrkmodel

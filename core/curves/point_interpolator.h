@@ -1,0 +1,192 @@
+#pragma once
+
+#include "core/curves/curve_segment.h"
+
+#include <algorithm>
+#include <array>
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zrkmodel {
+
+template <class T>
+struct InterpolationFunction;
+
+} // namespace zrkmodel
+
+namespace zrk {
+
+/// A key point of a curve, and the kind of curve that leaves it.
+template <class X, class Y, class F>
+struct InterpolationPoint {
+    X key{};
+    Y value{};
+    F function;
+    std::int32_t ordinal = 0; ///< order of creation; decides between equal keys
+};
+
+/// A piecewise function of one variable through key points. Between two points the left one's
+/// function applies; outside the keys the curve is flat. A value type: copies share nothing.
+///
+/// Reading is safe from many threads. To evaluate whole blocks, make a KeyPointCurve of it.
+template <class X, class Y, class F>
+class PointInterpolator {
+public:
+    using Point = InterpolationPoint<X, Y, F>;
+
+    /// Ascending by key, and by ordinal where keys are equal.
+    std::vector<Point> points;
+    std::int32_t nextOrdinal = 0;
+
+    /// A curve through the points, with one function for all.
+    static PointInterpolator through(const std::vector<std::pair<X, Y>>& keysAndValues,
+                                     const F& function = F())
+    {
+        PointInterpolator curve;
+        curve.addPoints(keysAndValues, function);
+        return curve;
+    }
+
+    void addPoints(const std::vector<std::pair<X, Y>>& keysAndValues, const F& function)
+    {
+        for (const auto& [key, value] : keysAndValues) {
+            points.push_back({key, value, function, nextOrdinal++});
+        }
+        sort();
+    }
+
+    void clear()
+    {
+        points.clear();
+        nextOrdinal = 0;
+    }
+
+    /// Puts the points in order after they were changed by hand. NaN keys go last.
+    void sort()
+    {
+        std::sort(points.begin(), points.end(), [](const Point& a, const Point& b) {
+            const std::weak_ordering order = std::weak_order(a.key, b.key);
+            return order != 0 ? order < 0 : a.ordinal < b.ordinal;
+        });
+    }
+
+    /// 0 without points. At a key that several points share, the first one's value.
+    /// NaN gives NaN where there are two points or more.
+    Y operator()(X x) const
+    {
+        if (points.empty()) {
+            return Y{};
+        }
+        if (points.size() == 1 || x <= points.front().key) {
+            return points.front().value;
+        }
+        if (x >= points.back().key) {
+            return points.back().value;
+        }
+        for (std::size_t i = 0; i + 1 < points.size(); ++i) {
+            if (points[i + 1].key >= x) {
+                return points[i].function.evaluate(x, {&points, static_cast<int>(i)});
+            }
+        }
+        return Y(x); // NaN: every comparison failed
+    }
+};
+
+} // namespace zrk
+
+namespace zrkmodel {
+
+/// One kind of curve between two key points. `kind` is what documents store.
+///
+/// | kind | name    | curve                         | slope for a "smooth" neighbour          |
+/// |------|---------|-------------------------------|-----------------------------------------|
+/// | 0    | linear  | straight                      | its own                                 |
+/// | 1    | nearest | value of the closer point     | 0                                       |
+/// | 2    | cubic   | smoothstep                    | 0                                       |
+/// | 3    | smooth  | Hermite, by neighbours' slope | over the points before and after        |
+template <>
+struct InterpolationFunction<double> {
+    using Points = std::vector<zrk::InterpolationPoint<double, double, InterpolationFunction>>;
+    /// The segment from point `index` to the next; points before the first are the first,
+    /// those behind the last the last.
+    struct Segment {
+        const Points* points;
+        int index;
+    };
+
+    std::string name;
+    std::int32_t kind;
+    double (*evaluate)(double x, Segment segment); ///< value on the segment that starts at the point
+    double (*slopeBack)(Segment segment);          ///< here, for a "smooth" segment that ends here
+    double (*slopeForward)(Segment segment);       ///< here, for a "smooth" segment that starts here
+
+    /// "linear".
+    InterpolationFunction() : InterpolationFunction(kinds()[0]) {}
+
+    /// All kinds, at the index of their number.
+    static const std::array<InterpolationFunction, 4>& kinds();
+
+private:
+    InterpolationFunction(const char* name, zrk::CurveKind kind, double (*evaluate)(double, Segment),
+                          double (*slopeBack)(Segment), double (*slopeForward)(Segment))
+        : name(name),
+          kind(static_cast<std::int32_t>(kind)),
+          evaluate(evaluate),
+          slopeBack(slopeBack),
+          slopeForward(slopeForward)
+    {}
+};
+
+/// A curve that the user edits: a number over a number.
+using ScalarCurve = zrk::PointInterpolator<double, double, InterpolationFunction<double>>;
+
+/// The formula of the segment from point `index` to the next, by the kind of that point.
+zrk::CurveSegment curveSegment(InterpolationFunction<double>::Segment segment);
+
+} // namespace zrkmodel
+
+namespace zrk {
+
+/// A curve made ready for blocks: the same bits as the PointInterpolator it was made of, with
+/// the segments' slopes found beforehand. Part of formulas, which call it with their value type.
+///
+/// Immutable; safe from many threads. A batch costs two comparisons a segment, and the
+/// formulas of those segments that its lanes lie in.
+class KeyPointCurve {
+public:
+    explicit KeyPointCurve(const zrkmodel::ScalarCurve& curve);
+
+    template <class V>
+    V operator()(const V& x) const
+    {
+        if (_segments->empty()) {
+            return V(_first);
+        }
+        V y = x; // stays where x is NaN
+        for (const CurveSegment& segment : *_segments) {
+            const auto within = x > segment.fromKey && x <= segment.toKey;
+            if (any(within)) {
+                y = select(within, segment(x), y);
+            }
+        }
+        y = select(x >= _lastKey, V(_last), y);
+        return select(x <= _firstKey, V(_first), y);
+    }
+
+    /// Each segment that the interval touches, over the keys they share.
+    Interval<double> operator()(const Interval<double>& x) const;
+
+private:
+    std::shared_ptr<const std::vector<CurveSegment>> _segments; // none for a constant curve
+    double _firstKey = 0;
+    double _lastKey = 0;
+    double _first = 0;
+    double _last = 0;
+};
+
+} // namespace zrk

@@ -1,0 +1,62 @@
+#include "core/engine/block.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace zrk {
+
+namespace {
+
+constexpr std::size_t kRowsAChunk = 8;
+
+} // namespace
+
+/// Never given back: whoever made it holds it, too.
+struct alignas(64) RowPool::ConstantRow {
+    double samples[kRowLength];
+    Row row{samples, 1};
+    explicit ConstantRow(double value) { std::fill(std::begin(samples), std::end(samples), value); }
+};
+
+RowPool::RowPool() = default;
+RowPool::~RowPool() = default;
+
+struct RowPool::Chunk {
+    alignas(64) double samples[kRowsAChunk][kRowLength] = {};
+    Row rows[kRowsAChunk];
+};
+
+void RowPool::grow()
+{
+    // Value-initialised: a vector that reaches beyond the last sample reads defined numbers.
+    _chunks.emplace_back(new Chunk(), [](Chunk* chunk) { delete chunk; });
+    Chunk& chunk = *_chunks.back();
+    for (std::size_t i = kRowsAChunk; i-- > 0;) {
+        chunk.rows[i] = {chunk.samples[i], 0};
+        _free.push_back(&chunk.rows[i]);
+    }
+}
+
+Row* RowPool::constant(double value)
+{
+    std::unique_ptr<ConstantRow>& constant = _constants[std::bit_cast<std::uint64_t>(value)];
+    if (!constant) {
+        constant = std::make_unique<ConstantRow>(value);
+    }
+    share(&constant->row);
+    return &constant->row;
+}
+
+const double* Block::zeroRow()
+{
+    static const RowPool::ConstantRow row(0.0);
+    return row.samples;
+}
+
+const double* Block::oneRow()
+{
+    static const RowPool::ConstantRow row(1.0);
+    return row.samples;
+}
+
+} // namespace zrk

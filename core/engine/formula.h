@@ -1,0 +1,364 @@
+#pragma once
+
+#include "core/engine/evaluation_context.h"
+#include "core/engine/kernel.h"
+#include "core/values/batch.h"
+#include "core/values/interval.h"
+#include "core/values/tensor.h"
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+namespace zrk {
+
+/// A value with its weight, for formulas that look at weights or write them.
+template <std::uint32_t N, class V>
+struct Record {
+    Tensor<N, V> value;
+    V weight;
+};
+
+namespace formula_detail {
+
+/// How an argument or a result of a formula stands in a record.
+template <class V, class A>
+struct Form;
+
+template <class V>
+struct Form<V, V> {
+    static constexpr std::uint32_t shape = 1;
+    static constexpr bool hasWeight = false;
+};
+template <class V, std::uint32_t N>
+struct Form<V, Tensor<N, V>> {
+    static constexpr std::uint32_t shape = N;
+    static constexpr bool hasWeight = false;
+};
+template <class V, std::uint32_t N>
+struct Form<V, Record<N, V>> {
+    static constexpr std::uint32_t shape = N;
+    static constexpr bool hasWeight = true;
+};
+
+/// Fills an argument from load(component); the weight is the component after the last.
+template <class A, class V, class Load>
+[[gnu::always_inline]] inline A makeArgument(Load load)
+{
+    if constexpr (std::is_same_v<A, V>) {
+        return load(0);
+    } else {
+        A argument;
+        if constexpr (Form<V, A>::hasWeight) {
+            for (std::size_t c = 0; c < argument.value.count; ++c) {
+                argument.value[c] = load(c);
+            }
+            argument.weight = load(argument.value.count);
+        } else {
+            for (std::size_t c = 0; c < A::count; ++c) {
+                argument[c] = load(c);
+            }
+        }
+        return argument;
+    }
+}
+
+/// Hands the components of a result to store(component, value), the weight not included.
+template <class V, class R, class Store>
+void storeResult(const R& result, Store store)
+{
+    if constexpr (std::is_same_v<R, V>) {
+        store(0, result);
+    } else if constexpr (Form<V, R>::hasWeight) {
+        for (std::size_t c = 0; c < result.value.count; ++c) {
+            store(c, result.value[c]);
+        }
+    } else {
+        for (std::size_t c = 0; c < R::count; ++c) {
+            store(c, result[c]);
+        }
+    }
+}
+
+template <class V, class Signature>
+struct Call;
+
+/// A formula's call operator, taken apart.
+template <class V, class F, class R, class... A>
+struct Call<V, R (F::*)(A...) const> {
+    using Result = R;
+    using ResultForm = Form<V, R>;
+    static constexpr std::size_t arity = sizeof...(A);
+    using Indices = std::index_sequence_for<A...>;
+    template <std::size_t K>
+    using Argument = std::remove_cvref_t<std::tuple_element_t<K, std::tuple<A...>>>;
+
+    /// Calls the formula with arguments from load(input, component).
+    template <class Load>
+    [[gnu::always_inline]] static R call(const F& formula, Load load)
+    {
+        return callWith(formula, load, Indices{});
+    }
+
+private:
+    template <class Load, std::size_t... K>
+    [[gnu::always_inline]] static R callWith(const F& formula, Load& load, std::index_sequence<K...>)
+    {
+        return formula(makeArgument<Argument<K>, V>([&](std::size_t c) { return load(K, c); })...);
+    }
+};
+
+template <class F, class V>
+concept RunsOver = requires
+{
+    &F::template operator()<V>;
+};
+
+template <class F, class V>
+using CallOf = Call<V, decltype(&F::template operator()<V>)>;
+
+template <class F>
+concept KeepsUnitWeight = requires
+{
+    requires F::kKeepsUnitWeight;
+};
+
+} // namespace formula_detail
+
+/// Where a formula's arguments come from: the node's input pins, in order.
+struct FromInputs {
+    static constexpr KernelReads reads(std::size_t arity) { return {arity, false}; }
+    static const double* record(EvaluationContext& context, std::size_t k) { return context.readInput(k); }
+    static const Block& block(BlockRun& run, std::size_t k) { return run.input(k); }
+    static const IntervalRecord& bounds(const BoundsRun& run, std::size_t k) { return run.input(k); }
+};
+
+/// The one argument is the position that the node is asked at: for a node without input pins.
+struct FromCoordinates {
+    static constexpr KernelReads reads(std::size_t) { return {0, true}; }
+    static const double* record(EvaluationContext& context, std::size_t) { return context.readCoordinates(); }
+    static const Block& block(BlockRun& run, std::size_t) { return run.coordinates(); }
+    static const IntervalRecord& bounds(const BoundsRun& run, std::size_t) { return run.coordinates(); }
+};
+
+/// A kernel from a formula: a struct whose call operator is a template over the value type V
+/// and takes, for each input pin it reads, a V, a Tensor<N, V> or a Record<N, V>. It returns one of these;
+/// without a weight in the result, the weight of the first input is handed on.
+///
+/// A formula that returns a Record may state `static constexpr bool kKeepsUnitWeight = true`:
+/// where all weights it reads are 1, the weight it returns is 1. Then it may also have
+/// `RowOperation rowOperation() const`: what it computes from the scalars of its two inputs, if all weights
+/// are 1.
+template <class F, class Arguments = FromInputs>
+class FormulaKernel final : public Kernel {
+    using BatchCall = formula_detail::CallOf<F, Batch>;
+    static constexpr std::size_t kArity = BatchCall::arity;
+    static constexpr bool kWritesWeight = BatchCall::ResultForm::hasWeight;
+    static constexpr std::uint32_t kShape = BatchCall::ResultForm::shape;
+    static_assert(kArity > 0, "a formula reads at least one input");
+    static_assert(kArity <= RowLoop::kInputs, "a loop has rows for so many inputs");
+    static_assert(kShape < RowLoop::kRowsAnInput, "formulas are over vectors of up to 4 components");
+
+public:
+    explicit FormulaKernel(F formula) : _formula(std::move(formula)) {}
+
+    KernelReads reads() const override { return Arguments::reads(kArity); }
+    bool runsAsLoops() const override { return true; }
+
+    void sample(EvaluationContext& context) const override
+    {
+        // Copied, as a record may be gone after the next read.
+        double records[kArity][kMaxRecord];
+        readRecords(context, records, typename BatchCall::Indices{});
+        const auto result =
+            BatchCall::call(_formula, [&](std::size_t k, std::size_t c) { return Batch(records[k][c]); });
+        Tensor<BatchCall::ResultForm::shape, double> value;
+        formula_detail::storeResult<Batch>(result,
+                                           [&](std::size_t c, const Batch& v) { value[c] = v.lane(0); });
+        if constexpr (kWritesWeight) {
+            context.writeOutput(value, result.weight.lane(0));
+        } else {
+            context.writeOutput(value, records[0][inputCount<0>()]);
+        }
+    }
+
+    void block(BlockRun& run) const override { blockOver(run, typename BatchCall::Indices{}); }
+
+    bool bounds(const BoundsRun& run) const override
+    {
+        if constexpr (formula_detail::RunsOver<F, Interval<double>>) {
+            using IntervalCall = formula_detail::CallOf<F, Interval<double>>;
+            const auto result = IntervalCall::call(_formula, [&](std::size_t k, std::size_t c) {
+                const IntervalRecord& input = Arguments::bounds(run, k);
+                return c < input.components.size() ? input.components[c] : input.weight;
+            });
+            IntervalRecord& out = run.output();
+            formula_detail::storeResult<Interval<double>>(
+                result, [&](std::size_t c, const Interval<double>& v) { out.components[c] = v; });
+            if constexpr (kWritesWeight) {
+                out.weight = result.weight;
+            } else {
+                out.weight = Arguments::bounds(run, 0).weight;
+            }
+            return true;
+        } else {
+            return false;
+        }
+    }
+
+private:
+    F _formula;
+
+    template <std::size_t K>
+    static constexpr std::size_t inputCount()
+    {
+        return componentCount(formula_detail::Form<Batch, typename BatchCall::template Argument<K>>::shape);
+    }
+
+    template <std::size_t... K>
+    static void readRecords(EvaluationContext& context, double (&records)[kArity][kMaxRecord],
+                            std::index_sequence<K...>)
+    {
+        ((std::copy_n(Arguments::record(context, K), inputCount<K>() + 1, records[K])), ...);
+    }
+
+    /// Rows of an input: its components, then its weights.
+    template <std::size_t K>
+    static void inputRows(const Block& block, RowLoop& loop)
+    {
+        constexpr std::size_t n = inputCount<K>();
+        const double** rows = &loop.reads[K * RowLoop::kRowsAnInput];
+        for (std::size_t c = 0; c < n; ++c) {
+            rows[c] = block.row(c);
+        }
+        if constexpr (formula_detail::Form<Batch, typename BatchCall::template Argument<K>>::hasWeight) {
+            rows[n] = block.weights();
+        }
+    }
+
+    /// Whether the weights written are known to be 1.
+    template <std::size_t... K>
+    static bool keepsUnitWeight(BlockRun& run)
+    {
+        if constexpr (formula_detail::KeepsUnitWeight<F>) {
+            return (Arguments::block(run, K).hasUnitWeight() && ...);
+        } else {
+            return false;
+        }
+    }
+
+    template <std::size_t... K>
+    void blockOver(BlockRun& run, std::index_sequence<K...>) const
+    {
+        RowLoop& loop = run.addLoop();
+        loop.kernel = this;
+        (inputRows<K>(Arguments::block(run, K), loop), ...);
+        for (std::size_t c = 0; c < kShape; ++c) {
+            loop.writes[c] = run.output(c);
+        }
+        if constexpr (!kWritesWeight) {
+            run.forwardWeights(Arguments::block(run, 0));
+            setLoop<false, K...>(loop);
+        } else if (keepsUnitWeight<K...>(run)) {
+            setLoop<true, K...>(loop);
+        } else {
+            loop.writes[kShape] = run.outputWeights();
+            loop.run = runLoop<false, K...>;
+        }
+    }
+
+    /// A loop that writes no weights.
+    template <bool kUnitWeights, std::size_t... K>
+    void setLoop(RowLoop& loop) const
+    {
+        loop.run = runLoop<kUnitWeights, K...>;
+        if constexpr (kShape == 1) {
+            loop.runWithSteps = runLoopWithSteps<kUnitWeights, K...>;
+        }
+        if constexpr (requires { _formula.rowOperation(); }) {
+            loop.operation = _formula.rowOperation();
+        }
+    }
+
+    /// The formula over rows. With weights known to be 1 the compiler leaves out what they would decide.
+    template <bool kUnitWeights, std::size_t... K>
+    struct Rows {
+        // Copies of its own, which the rows written can't alias.
+        std::conditional_t<std::is_trivially_copyable_v<F>, const F, const F&> formula;
+        const double* reads[kArity * RowLoop::kRowsAnInput];
+
+        [[gnu::always_inline]] explicit Rows(const RowLoop& loop)
+            : Rows(loop, std::make_index_sequence<kArity * RowLoop::kRowsAnInput>{})
+        {}
+        template <std::size_t... R>
+        [[gnu::always_inline]] Rows(const RowLoop& loop, std::index_sequence<R...>)
+            : formula(static_cast<const FormulaKernel*>(loop.kernel)->_formula), reads{loop.reads[R]...}
+        {}
+        [[gnu::always_inline]] auto operator()(std::size_t i) const
+        {
+            constexpr std::size_t kWeight[] = {inputCount<K>()...};
+            return BatchCall::call(formula, [&](std::size_t k, std::size_t c) {
+                return kUnitWeights && c == kWeight[k]
+                           ? Batch(1.0)
+                           : Batch::loadAligned(reads[k * RowLoop::kRowsAnInput + c] + i);
+            });
+        }
+    };
+
+    template <bool kUnitWeights, std::size_t... K>
+    static void runLoop(const RowLoop& loop, std::size_t first, std::size_t end)
+    {
+        const Rows<kUnitWeights, K...> rows(loop);
+        const auto writes = loop.writes;
+        for (std::size_t i = first; i < end; i += Batch::size) {
+            const auto result = rows(i);
+            formula_detail::storeResult<Batch>(
+                result, [&](std::size_t c, const Batch& v) { v.storeAligned(writes[c] + i); });
+            if constexpr (kWritesWeight && !kUnitWeights) {
+                result.weight.storeAligned(writes[kShape] + i);
+            }
+        }
+    }
+
+    template <bool kUnitWeights, std::size_t... K>
+    static void runLoopWithSteps(const RowLoop& loop, std::size_t first, std::size_t end)
+    {
+        const Rows<kUnitWeights, K...> rows(loop);
+        for (std::size_t i = first; i < end; i += kStepVectors * Batch::size) {
+            Batch results[kStepVectors];
+#pragma GCC unroll 4
+            for (std::size_t v = 0; v < kStepVectors; ++v) {
+                formula_detail::storeResult<Batch>(
+                    rows(i + v * Batch::size),
+                    [&](std::size_t, const Batch& result) { results[v] = result; });
+            }
+            for (std::size_t s = 0; s < loop.stepCount; ++s) {
+                applyStep(loop.steps[s], i, results);
+            }
+#pragma GCC unroll 4
+            for (std::size_t v = 0; v < kStepVectors; ++v) {
+                results[v].storeAligned(loop.writes[0] + i + v * Batch::size);
+            }
+        }
+    }
+};
+
+/// The evaluator of a formula; the formula is taken by value and outlives later edits.
+template <class F>
+Evaluation evaluator(F formula)
+{
+    return Evaluator(std::make_shared<FormulaKernel<F>>(std::move(formula)));
+}
+
+/// The evaluator of a formula of the position itself, for a component without input pins.
+template <class F>
+Evaluation positionEvaluator(F formula)
+{
+    static_assert(formula_detail::CallOf<F, Batch>::arity == 1, "a formula of one position");
+    return Evaluator(std::make_shared<FormulaKernel<F, FromCoordinates>>(std::move(formula)));
+}
+
+} // namespace zrk

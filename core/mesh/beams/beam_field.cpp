@@ -1,0 +1,55 @@
+#include "core/mesh/beams/beam_field.h"
+
+namespace zrk {
+
+BeamField::BeamField(std::span<const Capsule<double>> beams, const LatticeGrid* grid)
+    : _tree(beams, beams.empty() ? 0.0 : beams.front().radius)
+{
+    if (grid && !beams.empty()) {
+        _grid = BeamGrid::over(*grid, beams.front().radius);
+    }
+}
+
+double BeamField::distance(const Tensor<3, double>& p) const
+{
+    const Tensor<3, Batch> everywhere{p[0], p[1], p[2]};
+    if (_grid && all(_grid->covers(everywhere))) {
+        return _grid->distance(everywhere).lane(0);
+    }
+    std::size_t hint = 0;
+    return _tree.distance(p, hint);
+}
+
+void BeamField::distances(const double* const (&coordinates)[3], std::size_t count, double* out) const
+{
+    if (_grid) {
+        gridDistances(coordinates, count, out);
+        return;
+    }
+    // Neighbours have the same beams near them.
+    std::size_t hint = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        out[i] = _tree.distance({coordinates[0][i], coordinates[1][i], coordinates[2][i]}, hint);
+    }
+    for (std::size_t i = count; i % Batch::size != 0; ++i) {
+        out[i] = 0.0;
+    }
+}
+
+void BeamField::gridDistances(const double* const (&coordinates)[3], std::size_t count, double* out) const
+{
+    for (std::size_t i = 0; i < count; i += Batch::size) {
+        const Tensor<3, Batch> p{Batch::loadAligned(coordinates[0] + i),
+                                 Batch::loadAligned(coordinates[1] + i),
+                                 Batch::loadAligned(coordinates[2] + i)};
+        if (all(_grid->covers(p))) {
+            _grid->distance(p).storeAligned(out + i);
+            continue;
+        }
+        for (std::size_t k = i; k < i + Batch::size; ++k) {
+            out[k] = k < count ? distance({coordinates[0][k], coordinates[1][k], coordinates[2][k]}) : 0.0;
+        }
+    }
+}
+
+} // namespace zrk

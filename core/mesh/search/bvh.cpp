@@ -1,0 +1,225 @@
+#include "core/mesh/search/bvh.h"
+
+#include <algorithm>
+#include <bit>
+#include <chrono>
+#include <stdexcept>
+
+namespace zrk {
+
+namespace {
+
+class Stopwatch {
+public:
+    double seconds() const
+    {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - _start).count();
+    }
+
+private:
+    std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
+};
+
+} // namespace
+
+template <class T, int N, int D>
+BVH<T, N, D>::Box::Box()
+{
+    std::fill_n(min, D, std::numeric_limits<T>::infinity());
+    std::fill_n(max, D, -std::numeric_limits<T>::infinity());
+}
+
+template <class T, int N, int D>
+void BVH<T, N, D>::Box::include(const T* point)
+{
+    for (int i = 0; i < D; ++i) {
+        // A NaN changes nothing.
+        min[i] = point[i] < min[i] ? point[i] : min[i];
+        max[i] = point[i] > max[i] ? point[i] : max[i];
+    }
+}
+
+template <class T, int N, int D>
+void BVH<T, N, D>::Box::include(const Box& other)
+{
+    for (int i = 0; i < D; ++i) {
+        min[i] = other.min[i] < min[i] ? other.min[i] : min[i];
+        max[i] = other.max[i] > max[i] ? other.max[i] : max[i];
+    }
+}
+
+template <class T, int N, int D>
+BVH<T, N, D>::BVH(const T* vertices, std::int32_t coordinateCount, const std::int32_t* indices,
+                  std::int32_t indexCount, BoundsCallback boundsCallback)
+    : vertices(vertices),
+      coordinateCount(coordinateCount),
+      vertexCount(coordinateCount / D),
+      indices(indices),
+      indexCount(indexCount),
+      primitiveCount(indexCount / N),
+      boundsCallback(std::move(boundsCallback))
+{
+    if (primitiveCount < 1) {
+        throw std::invalid_argument("a hierarchy needs at least one primitive");
+    }
+    const Stopwatch watch;
+    computeBounds();
+    computeCodes();
+    codeSeconds = watch.seconds();
+}
+
+template <class T, int N, int D>
+typename BVH<T, N, D>::Box BVH<T, N, D>::boxOf(std::int32_t primitive) const
+{
+    Box box;
+    if (boundsCallback) {
+        T corners[2][D];
+        boundsCallback(primitive, corners[0], corners[1]);
+        box.include(corners[0]);
+        box.include(corners[1]);
+    } else {
+        for (int k = 0; k < N; ++k) {
+            box.include(vertexOf(primitive, k));
+        }
+    }
+    return box;
+}
+
+template <class T, int N, int D>
+void BVH<T, N, D>::computeBounds()
+{
+    if (boundsCallback) {
+        for (std::int32_t p = 0; p < primitiveCount; ++p) {
+            bounds.include(boxOf(p));
+        }
+    } else {
+        for (std::int32_t v = 0; v < vertexCount; ++v) {
+            bounds.include(vertices + std::ptrdiff_t{D} * v);
+        }
+    }
+}
+
+template <class T, int N, int D>
+std::uint64_t BVH<T, N, D>::codeOf(std::int32_t primitive) const
+{
+    std::uint32_t cells[D];
+    for (int i = 0; i < D; ++i) {
+        T sum = vertexOf(primitive, 0)[i];
+        for (int k = 1; k < N; ++k) {
+            sum += vertexOf(primitive, k)[i];
+        }
+        const T centroid = sum * (T(1) / T(N));
+        cells[i] = mortonCell(centroid - bounds.min[i], bounds.max[i] - bounds.min[i]);
+    }
+    return interleave(cells[0], cells[1], cells[2]);
+}
+
+template <class T, int N, int D>
+void BVH<T, N, D>::computeCodes()
+{
+    codes.resize(static_cast<std::size_t>(primitiveCount));
+    parallelLoop({0, primitiveCount}, buildThreads(primitiveCount), [this](IndexRange range) {
+        for (std::int32_t p = range.first; p < range.end; ++p) {
+            codes[static_cast<std::size_t>(p)] = {p, codeOf(p)};
+        }
+    });
+    sortByCode(codes);
+}
+
+/// Number of bits that the keys of a sorted position and the next one share, where a key is a code followed
+/// by its position; 0 beyond either end.
+template <class T, int N, int D>
+int BVH<T, N, D>::commonPrefix(std::int32_t position) const
+{
+    if (position < 0 || position + 1 >= primitiveCount) {
+        return 0;
+    }
+    const auto i = static_cast<std::size_t>(position);
+    const std::uint64_t difference = codes[i].code ^ codes[i + 1].code;
+    return difference != 0 ? std::countl_zero(difference) : 64 + std::countl_zero(i ^ (i + 1));
+}
+
+template <class T, int N, int D>
+void BVH<T, N, D>::buildHierarchy()
+{
+    const Stopwatch watch;
+    _order.resize(codes.size());
+    nodes.resize(2 * codes.size() - 1);
+    const std::int32_t threads = buildThreads(primitiveCount);
+    const std::int32_t parts = taskCount(primitiveCount, threads);
+    std::vector<std::vector<Subtree>> pending(static_cast<std::size_t>(parts));
+    parallelTasks(parts, threads, [&](std::int32_t k) {
+        pending[static_cast<std::size_t>(k)] = linkLeaves(chunkOf({0, primitiveCount}, parts, k));
+    });
+    std::vector<Subtree> rest;
+    for (const std::vector<Subtree>& subtrees : pending) {
+        for (const Subtree& subtree : subtrees) {
+            append(subtree, rest);
+        }
+    }
+    buildSeconds = watch.seconds();
+}
+
+/// Makes the leaves of some positions and all nodes that lie within these.
+/// @return what has no parent among them, from left to right.
+template <class T, int N, int D>
+std::vector<typename BVH<T, N, D>::Subtree> BVH<T, N, D>::linkLeaves(IndexRange positions)
+{
+    std::vector<Subtree> pending;
+    for (std::int32_t k = positions.first; k < positions.end; ++k) {
+        _order[static_cast<std::size_t>(k)] = codes[static_cast<std::size_t>(k)].primitive;
+    }
+    int sharedBefore = commonPrefix(positions.first - 1);
+    for (std::int32_t k = positions.first; k < positions.end; ++k) {
+        const auto position = static_cast<std::size_t>(k);
+        prefetch(k, positions.end);
+        const std::int32_t index = primitiveCount - 1 + k;
+        const int sharedAfter = commonPrefix(k);
+        nodes[static_cast<std::size_t>(index)] = {
+            {_order.data() + position, 1}, boxOf(_order[position]), -1, -1, -1, true};
+        append({k, k, index, sharedBefore, sharedAfter}, pending);
+        sharedBefore = sharedAfter;
+    }
+    return pending;
+}
+
+/// Adds the next subtree to a row of neighbours, and joins those at its end that share more bits with each
+/// other than with their neighbours.
+template <class T, int N, int D>
+void BVH<T, N, D>::append(Subtree last, std::vector<Subtree>& pending)
+{
+    while (!pending.empty() && last.sharedBefore > last.sharedAfter &&
+           last.sharedBefore > pending.back().sharedBefore) {
+        last = join(pending.back(), last);
+        pending.pop_back();
+    }
+    pending.push_back(last);
+}
+
+/// A node over two neighbours. Its number is the last of its positions when it is a first child, else the
+/// first one.
+template <class T, int N, int D>
+typename BVH<T, N, D>::Subtree BVH<T, N, D>::join(const Subtree& left, const Subtree& right)
+{
+    const bool isFirstChild = right.sharedAfter > left.sharedBefore;
+    const std::int32_t index = isFirstChild ? right.last : left.first;
+    Node& first = nodes[static_cast<std::size_t>(left.node)];
+    Node& second = nodes[static_cast<std::size_t>(right.node)];
+    first.parent = index;
+    second.parent = index;
+    Box box = first.box;
+    box.include(second.box);
+    nodes[static_cast<std::size_t>(index)] = {
+        {_order.data() + left.first, static_cast<std::size_t>(right.last - left.first + 1)},
+        box,
+        left.node,
+        right.node,
+        -1,
+        false};
+    return {left.first, right.last, index, left.sharedBefore, right.sharedAfter};
+}
+
+template class BVH<double, 3, 3>;
+template class BVH<double, 2, 3>;
+
+} // namespace zrk

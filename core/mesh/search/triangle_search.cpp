@@ -1,0 +1,207 @@
+#include "core/mesh/search/triangle_search.h"
+
+#include <array>
+#include <cmath>
+#include <limits>
+
+namespace zrk {
+
+namespace {
+
+using Hierarchy = BVH<double, 3, 3>;
+
+double triangleDistance(const Hierarchy& hierarchy, std::int32_t triangle, const double* point)
+{
+    double closest[3];
+    return closestPointOnTriangle(point, hierarchy.vertexOf(triangle, 0), hierarchy.vertexOf(triangle, 1),
+                                  hierarchy.vertexOf(triangle, 2), closest);
+}
+
+/// Positions whose squared distance to a mesh of reasonable size is beyond every double.
+bool isInfinitelyFar(const double* point)
+{
+    constexpr double kFar = 1e155;
+    return !(std::abs(point[0]) < kFar && std::abs(point[1]) < kFar && std::abs(point[2]) < kFar);
+}
+
+} // namespace
+
+/// One query.
+class TriangleSearch::Walk {
+public:
+    Walk(const TriangleSearch& search, const double* point, const float* local)
+        : _search(search),
+          _triangles(*search._triangles),
+          _point(point),
+          _position{local[0], local[1], local[2]},
+          _margin(LocalFrame::marginAt(local))
+    {}
+
+    /// Evaluates a triangle in double.
+    void evaluate(std::int32_t triangle)
+    {
+        const double distance = triangleDistance(_search._hierarchy, triangle, _point);
+        if (distance < _distance) {
+            _second = _distance;
+            _distance = distance;
+            _nearest = triangle;
+            lower(static_cast<float>(distance * _triangles.frame.scale()));
+        } else if (distance > _distance && distance < _second) {
+            _second = distance;
+        }
+    }
+
+    /// Takes a near leaf first.
+    void begin() { visit(_triangles.tree.leafNear(_position)); }
+
+    void run()
+    {
+        _triangles.tree.search(
+            _position, _threshold,
+            [&](std::size_t node, Float8 toBoxes) {
+                return _search._cylinders->squaredDistances(node, _position, toBoxes);
+            },
+            [&](std::size_t leaf) { visit(leaf); });
+        evaluateCandidates();
+    }
+
+    Nearest nearest() const { return {_distance, _nearest}; }
+
+    /// Whether the hierarchy's search is certain to give the same distance.
+    bool isCertain() const
+    {
+        if (_nearest == -1) {
+            return false;
+        }
+        const double toBox = squaredDistanceToBox(_search._hierarchy.boxOf(_nearest), _point);
+        return toBox <= _distance * _distance || !(_second * _second < toBox);
+    }
+
+private:
+    struct Candidate {
+        float squaredDistance;
+        std::int32_t triangle;
+    };
+    static constexpr std::size_t kMaxCandidates = 64;
+
+    const TriangleSearch& _search;
+    const TriangleBlocks& _triangles;
+    const double* _point;
+    Float8Vector _position;
+    float _margin;
+    float _bound = std::sqrt(std::numeric_limits<float>::max()); ///< the nearest triangle is no farther
+    float _threshold = std::numeric_limits<float>::max();        ///< squared; nothing beyond is the nearest
+    double _distance = std::numeric_limits<double>::max();
+    double _second = std::numeric_limits<double>::max(); ///< the smallest that is larger, of those evaluated
+    std::int32_t _nearest = -1;
+    std::size_t _candidateCount = 0;
+    std::array<Candidate, kMaxCandidates> _candidates;
+
+    /// Some triangle is, but for the margin, no farther than this.
+    void lower(float distance)
+    {
+        if (distance < _bound) {
+            _bound = distance;
+            _threshold = (distance + 2 * _margin) * (distance + 2 * _margin);
+        }
+    }
+
+    void visit(std::size_t leaf)
+    {
+        const Float8 distances = _triangles.blocks[leaf].squaredDistances(_position);
+        const Lanes8 used = _triangles.usedLanes(leaf);
+        const Lanes8 slivers = _triangles.slivers[leaf] & used;
+        const Lanes8 near = lessOrEqual(distances, _threshold) & used & ~slivers;
+        if ((near | slivers) == 0) {
+            return;
+        }
+        const std::int32_t* triangle =
+            _search._hierarchy.sortedPrimitives().data() + _triangles.tree.leaves()[leaf].first;
+        forEachLane(slivers, [&](int lane) { evaluate(triangle[lane]); });
+        float squares[kLanes];
+        distances.store(squares);
+        float least = std::numeric_limits<float>::max();
+        forEachLane(near, [&](int lane) {
+            least = squares[lane] < least ? squares[lane] : least;
+            add({squares[lane], triangle[lane]});
+        });
+        lower(std::sqrt(least));
+    }
+
+    void add(const Candidate& candidate)
+    {
+        if (_candidateCount == kMaxCandidates) {
+            evaluateCandidates();
+        }
+        _candidates[_candidateCount++] = candidate;
+    }
+
+    void evaluateCandidates()
+    {
+        for (std::size_t k = 0; k < _candidateCount; ++k) {
+            if (_candidates[k].squaredDistance <= _threshold && _candidates[k].triangle != _nearest) {
+                evaluate(_candidates[k].triangle);
+            }
+        }
+        _candidateCount = 0;
+    }
+};
+
+TriangleSearch::TriangleSearch(const Hierarchy& hierarchy) : _hierarchy(hierarchy)
+{
+    const LocalFrame frame(hierarchy.bounds);
+    if (frame.isValid()) {
+        _triangles.emplace(hierarchy, frame);
+        _cylinders.emplace(*_triangles);
+        _seeds.emplace(*_triangles, hierarchy.sortedPrimitives());
+        _hintReach = _seeds->cellSize() / frame.scale();
+    }
+}
+
+bool TriangleSearch::isHint(const double* point, const double* other) const
+{
+    const Tensor<3, double> d = pointAt(point) - pointAt(other);
+    return dot(d, d) < _hintReach * _hintReach;
+}
+
+TriangleSearch::Nearest TriangleSearch::nearest(const double* point, std::int32_t hint) const
+{
+    if (isInfinitelyFar(point)) {
+        return {std::numeric_limits<double>::max(), -1};
+    }
+    if (!_triangles) {
+        return searchHierarchy(point);
+    }
+    float local[3];
+    _triangles->frame.toLocal(point, local);
+    if (LocalFrame::isOutOfReach(local)) {
+        return searchHierarchy(point);
+    }
+    Walk walk(*this, point, local);
+    walk.evaluate(hint != -1 ? hint : _seeds->near(local));
+    if (hint == -1) {
+        walk.begin();
+    }
+    walk.run();
+    return walk.isCertain() ? walk.nearest() : searchHierarchy(point);
+}
+
+TriangleSearch::Nearest TriangleSearch::searchHierarchy(const double* point) const
+{
+    Nearest nearest;
+    nearest.triangle =
+        _hierarchy.closestPrimitive([this](std::int32_t triangle, const double* p,
+                                           double*) { return triangleDistance(_hierarchy, triangle, p); },
+                                    point, nearest.distance);
+    return nearest;
+}
+
+std::size_t TriangleSearch::bytes() const
+{
+    if (!_triangles) {
+        return 0;
+    }
+    return _triangles->bytes() + _cylinders->bytes() + _seeds->bytes();
+}
+
+} // namespace zrk

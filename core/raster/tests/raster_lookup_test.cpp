@@ -1,0 +1,193 @@
+#include "core/raster/raster_lookup.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+
+namespace zrk {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+/// Pixels of random size; a lookup that swaps two of them gives another value.
+template <int C, int D>
+std::shared_ptr<const Raster<C, D, double>> randomRaster(const std::int32_t (&dims)[D], unsigned seed)
+{
+    auto raster = std::make_shared<Raster<C, D, double>>();
+    raster->resize(dims);
+    std::mt19937_64 random(seed);
+    for (double& value : raster->data) {
+        value = std::uniform_real_distribution<double>(-1, 1)(random);
+    }
+    return raster;
+}
+
+/// The sum as it is told, in whole-number indices. For coordinates within the integer range.
+template <int C, int D>
+Tensor<C, double> literalLookup(const Raster<C, D, double>& raster, Border border, const Tensor<D, double>& u)
+{
+    Tensor<C, double> sum{};
+    for (unsigned corner = 0; corner < 1u << D; ++corner) {
+        double weight = 1;
+        std::size_t pixel = 0;
+        for (unsigned d = 0; d < D; ++d) {
+            const double x = (raster.dims[d] - 1) * u[d];
+            const auto x0 = static_cast<std::int32_t>(std::floor(x));
+            const double share = x - std::floor(x);
+            const auto step = static_cast<std::int32_t>(corner >> d & 1u);
+            std::int32_t index = x0 + step;
+            if (border == Border::Clamp) {
+                index = std::clamp(index, 0, raster.dims[d] - 1);
+            } else {
+                index %= raster.dims[d];
+                index += index < 0 ? raster.dims[d] : 0;
+            }
+            weight *= step == 1 ? share : 1 - share;
+            pixel += static_cast<std::size_t>(index) * static_cast<std::size_t>(raster.strides[d]);
+        }
+        for (std::size_t c = 0; c < C; ++c) {
+            sum[c] += raster.data[pixel * C + c] * weight;
+        }
+    }
+    return sum;
+}
+
+std::uint64_t bits(double x) { return std::bit_cast<std::uint64_t>(std::isnan(x) ? kNaN : x); }
+
+/// Coordinates in, at and around the raster; on pixels as often as between them.
+double randomCoordinate(std::mt19937_64& random, std::int32_t pixels)
+{
+    const double far = random() % 8 == 0 ? 1e6 : 3;
+    const double u = std::uniform_real_distribution<double>(-far, far)(random);
+    return random() % 2 == 0 || pixels == 1 ? u : std::round(u * (pixels - 1)) / (pixels - 1);
+}
+
+template <int C, int D, Border kBorder>
+void expectLiteralValues(const std::int32_t (&dims)[D], unsigned seed)
+{
+    const auto raster = randomRaster<C, D>(dims, seed);
+    const RasterLookup<C, D, kBorder> lookup(raster);
+    std::mt19937_64 random(seed);
+    for (int round = 0; round < 500; ++round) {
+        Tensor<D, double> u[Batch::size];
+        Tensor<D, Batch> batch;
+        for (std::size_t d = 0; d < D; ++d) {
+            double lanes[Batch::size];
+            for (std::size_t lane = 0; lane < Batch::size; ++lane) {
+                lanes[lane] = u[lane][d] = randomCoordinate(random, dims[d]);
+            }
+            batch[d] = Batch::load(lanes);
+        }
+        const Tensor<C, Batch> values = lookup(batch);
+        for (std::size_t lane = 0; lane < Batch::size; ++lane) {
+            const Tensor<C, double> expected = literalLookup<C, D>(*raster, kBorder, u[lane]);
+            const Tensor<C, double> one = lookup(u[lane]);
+            for (std::size_t c = 0; c < C; ++c) {
+                ASSERT_EQ(bits(one[c]), bits(expected[c]))
+                    << "seed " << seed << " u " << u[lane][0] << " " << u[lane][1];
+                ASSERT_EQ(bits(values[c].lane(lane)), bits(expected[c]))
+                    << "seed " << seed << " lane " << lane;
+            }
+        }
+    }
+}
+
+template <Border kBorder>
+void expectLiteralValuesOfAllShapes()
+{
+    expectLiteralValues<1, 2, kBorder>({4, 3}, 1);
+    expectLiteralValues<3, 2, kBorder>({5, 2}, 2);
+    expectLiteralValues<4, 2, kBorder>({2, 7}, 3);
+    expectLiteralValues<1, 3, kBorder>({4, 3, 5}, 4);
+    expectLiteralValues<1, 3, kBorder>({49, 1, 2}, 5);
+    expectLiteralValues<1, 2, kBorder>({1, 1}, 6);
+}
+
+TEST(RasterLookup, IsTheToldSumInEveryLane)
+{
+    expectLiteralValuesOfAllShapes<Border::Clamp>();
+    expectLiteralValuesOfAllShapes<Border::Wrap>();
+}
+
+TEST(RasterLookup, AtPlacesWithExactAnswers)
+{
+    const auto row = std::make_shared<Raster<1, 2, double>>(4, 1);
+    row->data = {1, 2, 4, 8};
+    const RasterLookup<1, 2, Border::Clamp> clamp(row);
+    const RasterLookup<1, 2, Border::Wrap> wrap(row);
+    struct Case {
+        const char* name;
+        double u, clamped, wrapped;
+    };
+    const Case cases[] = {
+        {"first pixel", 0, 1, 1},
+        {"last pixel", 1, 8, 8},
+        {"half a cell past the last", 3.5 / 3, 8, 4.5},
+        {"far to the left", -3, 1, 8}, // pixel -9
+        {"far to the right", 7, 8, 2}, // pixel 21
+        {"one period on", 4.0 / 3, 8, 1},
+        {"beyond all integers", 1e300, 8, row->data[static_cast<std::size_t>(std::fmod(3e300, 4))]},
+        {"beyond them to the left", -1e18 / 3, 1, 1},
+        {"not a number", kNaN, kNaN, kNaN},
+        {"infinity", kInfinity, kNaN, kNaN},
+        {"minus infinity", -kInfinity, kNaN, kNaN},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const Tensor<2, double> u{c.u, 0.25};
+        const Tensor<2, Batch> lanes{c.u, 0.25};
+        EXPECT_EQ(bits(clamp(u)[0]), bits(c.clamped));
+        EXPECT_EQ(bits(wrap(u)[0]), bits(c.wrapped));
+        EXPECT_EQ(bits(clamp(lanes)[0].lane(0)), bits(c.clamped));
+        EXPECT_EQ(bits(wrap(lanes)[0].lane(Batch::size - 1)), bits(c.wrapped));
+    }
+}
+
+// An index that isn't computed in double, or not kept within the raster, reads outside here.
+TEST(RasterLookup, ReadsNothingOutsideForAnyCoordinate)
+{
+    const auto volume = randomRaster<1, 3>({7, 3, 5}, 11);
+    const RasterLookup<1, 3, Border::Clamp> clamp(volume);
+    const RasterLookup<1, 3, Border::Wrap> wrap(volume);
+    const auto [least, most] = std::minmax_element(volume->data.begin(), volume->data.end());
+    std::mt19937_64 random(12);
+    for (int round = 0; round < 20000; ++round) {
+        Tensor<3, double> u;
+        Tensor<3, Batch> lanes;
+        for (std::size_t d = 0; d < 3; ++d) {
+            u[d] = std::bit_cast<double>(random());
+            lanes[d] = u[d];
+        }
+        const bool isFinite = std::isfinite(6 * u[0]) && std::isfinite(2 * u[1]) && std::isfinite(4 * u[2]);
+        for (const double value :
+             {clamp(u)[0], wrap(u)[0], clamp(lanes)[0].lane(0), wrap(lanes)[0].lane(0)}) {
+            if (isFinite) {
+                ASSERT_GE(value, *least - 1e-15);
+                ASSERT_LE(value, *most + 1e-15);
+            } else {
+                ASSERT_TRUE(std::isnan(value));
+            }
+        }
+    }
+}
+
+TEST(RasterLookup, KeepsItsRasterAlive)
+{
+    auto raster = randomRaster<1, 2>({64, 64}, 13);
+    const std::weak_ptr<const Raster<1, 2, double>> watch = raster;
+    const double corner = raster->data.back();
+    auto lookup = std::make_unique<RasterLookup<1, 2, Border::Clamp>>(std::move(raster));
+    EXPECT_EQ((*lookup)(Tensor<2, double>{1, 1})[0], corner);
+    EXPECT_EQ(watch.use_count(), 1) << "shared, not copied";
+    lookup.reset();
+    EXPECT_TRUE(watch.expired());
+}
+
+} // namespace
+} // namespace zrk

@@ -1,0 +1,125 @@
+#pragma once
+
+#include "core/values/batch_math.h"
+
+#include <concepts>
+#include <limits>
+
+namespace zrk {
+
+/// One truth value a lane: the result of comparing batches.
+class BatchMask {
+public:
+    BatchMask() = default;
+    /// From a bool, the same in every lane, or from the native form. Nothing else converts.
+    template <class Mask>
+    requires std::same_as<Mask, bool> || std::same_as<Mask, lanes::Mask> BatchMask(Mask mask) : _lanes(mask)
+    {}
+
+    lanes::Mask native() const { return _lanes; }
+
+    friend BatchMask operator&&(BatchMask a, BatchMask b) { return BatchMask(a._lanes && b._lanes); }
+    friend BatchMask operator||(BatchMask a, BatchMask b) { return BatchMask(a._lanes || b._lanes); }
+    friend BatchMask operator!(BatchMask a) { return BatchMask(!a._lanes); }
+
+private:
+    lanes::Mask _lanes;
+};
+
+/// A few doubles worked on together: as many as a vector register of the processor compiled for
+/// holds, or one where SIMD is off. A double converts to a batch of equal lanes.
+///
+/// Arithmetic, comparisons, square root and rounding give each lane exactly what they give a
+/// double. The other functions lie within a few units in the last place of the C library's and
+/// equal them at special values (NaN, infinities, zeros, ends of the domain). In every function
+/// a lane's bits depend on that lane's arguments alone, not on its place or its neighbours.
+class Batch {
+public:
+    static constexpr std::size_t size = lanes::kCount;
+
+    Batch() = default;
+    Batch(double everywhere) : _lanes(everywhere) {}
+    template <std::same_as<lanes::Lanes> Native>
+    explicit Batch(Native native) : _lanes(native)
+    {}
+
+    /// Takes `size` consecutive doubles.
+    static Batch load(const double* from) { return Batch(lanes::load(from)); }
+    /// The same, from an address that is a multiple of the batch's bytes.
+    static Batch loadAligned(const double* from) { return Batch(lanes::loadAligned(from)); }
+    void store(double* to) const { lanes::store(_lanes, to); }
+    void storeAligned(double* to) const { lanes::storeAligned(_lanes, to); }
+
+    double lane(std::size_t index) const
+    {
+        double values[size];
+        store(values);
+        return values[index];
+    }
+    lanes::Lanes native() const { return _lanes; }
+
+    friend Batch operator+(Batch a, Batch b) { return Batch(a._lanes + b._lanes); }
+    friend Batch operator-(Batch a, Batch b) { return Batch(a._lanes - b._lanes); }
+    friend Batch operator*(Batch a, Batch b) { return Batch(a._lanes * b._lanes); }
+    friend Batch operator/(Batch a, Batch b) { return Batch(a._lanes / b._lanes); }
+    friend Batch operator-(Batch a) { return Batch(lanes::negative(a._lanes)); }
+    Batch& operator+=(Batch b) { return *this = *this + b; }
+    Batch& operator-=(Batch b) { return *this = *this - b; }
+    Batch& operator*=(Batch b) { return *this = *this * b; }
+    Batch& operator/=(Batch b) { return *this = *this / b; }
+
+    friend BatchMask operator<(Batch a, Batch b) { return BatchMask(a._lanes < b._lanes); }
+    friend BatchMask operator<=(Batch a, Batch b) { return BatchMask(a._lanes <= b._lanes); }
+    friend BatchMask operator>(Batch a, Batch b) { return BatchMask(a._lanes > b._lanes); }
+    friend BatchMask operator>=(Batch a, Batch b) { return BatchMask(a._lanes >= b._lanes); }
+    friend BatchMask operator==(Batch a, Batch b) { return BatchMask(a._lanes == b._lanes); }
+    // xsimd's own inequality of wide registers is false for NaN.
+    friend BatchMask operator!=(Batch a, Batch b) { return !(a == b); }
+
+private:
+    lanes::Lanes _lanes;
+};
+
+// The meaning of these functions is told in frame/values/scalar_math.h.
+
+inline bool any(BatchMask mask) { return lanes::any(mask.native()); }
+inline bool all(BatchMask mask) { return lanes::all(mask.native()); }
+inline bool none(BatchMask mask) { return !any(mask); }
+
+inline Batch gather(const double* from, Batch index) { return Batch(lanes::gather(from, index.native())); }
+
+inline Batch select(BatchMask mask, Batch a, Batch b)
+{
+    return Batch(lanes::select(mask.native(), a.native(), b.native()));
+}
+inline Batch minimum(Batch a, Batch b) { return Batch(lanes::minimum(a.native(), b.native())); }
+inline Batch maximum(Batch a, Batch b) { return Batch(lanes::maximum(a.native(), b.native())); }
+
+inline Batch abs(Batch x) { return Batch(lanes::abs(x.native())); }
+inline Batch floor(Batch x) { return Batch(lanes::floor(x.native())); }
+inline Batch round(Batch x) { return Batch(lanes::round(x.native())); }
+inline Batch sqrt(Batch x) { return Batch(lanes::sqrt(x.native())); }
+inline Batch trunc(Batch x) { return Batch(lanes::trunc(x.native())); }
+
+inline BatchMask isNaN(Batch x) { return x != x; }
+inline BatchMask isFinite(Batch x) { return abs(x) < std::numeric_limits<double>::infinity(); }
+
+inline Batch acos(Batch x) { return Batch(lanes::acos(x.native())); }
+inline Batch asin(Batch x) { return Batch(lanes::asin(x.native())); }
+inline Batch atan2(Batch y, Batch x) { return Batch(lanes::atan2(y.native(), x.native())); }
+inline Batch cos(Batch x) { return Batch(lanes::cos(x.native())); }
+inline Batch exp(Batch x) { return Batch(lanes::exp(x.native())); }
+inline Batch log(Batch x) { return Batch(lanes::log(x.native())); }
+inline Batch pow(Batch x, Batch y) { return Batch(lanes::pow(x.native(), y.native())); }
+inline Batch sin(Batch x) { return Batch(lanes::sin(x.native())); }
+inline Batch tan(Batch x) { return Batch(lanes::tan(x.native())); }
+inline void sincos(Batch x, Batch& sine, Batch& cosine)
+{
+    lanes::Lanes s;
+    lanes::Lanes c;
+    lanes::sincos(x.native(), s, c);
+    sine = Batch(s);
+    cosine = Batch(c);
+}
+
+} // namespace zrk

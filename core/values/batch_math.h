@@ -1,0 +1,134 @@
+#pragma once
+
+#include "core/values/scalar_math.h"
+
+#if ZRK_SIMD
+// GCC 12 takes the deliberately undefined registers of its own AVX-512 header for mistakes.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#include <sleef.h>
+#include <xsimd/xsimd.hpp>
+#pragma GCC diagnostic pop
+#endif
+
+#include <cstddef>
+#include <cstdint>
+
+/// What `Batch` is made of: the numbers of one vector register with arithmetic by xsimd and
+/// transcendental functions by SLEEF, or, built with ZRK_SIMD=0, one double and the C library.
+///
+/// Every function treats each lane alone: a lane's bits depend on that lane's arguments only.
+/// SLEEF's ordinary functions break this, as they choose a path by all lanes together; its
+/// reproducible forms (finz with fused multiply-add, cinz without) keep it, and the finz forms
+/// of 4 and 8 lanes give the same bits too.
+namespace zrk::lanes {
+
+#if ZRK_SIMD
+
+using Lanes = xsimd::batch<double>;
+using Mask = Lanes::batch_bool_type;
+inline constexpr std::size_t kCount = Lanes::size;
+
+#if defined(__AVX512F__)
+#define ZRK_SLEEF(function, accuracy) Sleef_finz_##function##d8_##accuracy##avx512f
+#elif defined(__AVX2__) && defined(__FMA__)
+#define ZRK_SLEEF(function, accuracy) Sleef_finz_##function##d4_##accuracy##avx2
+#elif defined(__AVX__)
+#define ZRK_SLEEF(function, accuracy) Sleef_cinz_##function##d4_##accuracy##avx
+#elif defined(__SSE4_1__)
+#define ZRK_SLEEF(function, accuracy) Sleef_cinz_##function##d2_##accuracy##sse4
+#else
+#error                                                                                                       \
+    "SIMD batches need x86-64-v2 or later: set ZRK_ARCH to native, x86-64-v2 or -v3, or build with ZRK_SIMD=OFF."
+#endif
+
+inline Lanes load(const double* from) { return Lanes::load_unaligned(from); }
+inline Lanes loadAligned(const double* from) { return Lanes::load_aligned(from); }
+inline void store(Lanes x, double* to) { x.store_unaligned(to); }
+inline void storeAligned(Lanes x, double* to) { x.store_aligned(to); }
+
+// A whole number below 2^52 stands in the lowest bits once 2^52 is added: quicker than a conversion.
+inline Lanes gather(const double* from, Lanes index)
+{
+    using Integers = xsimd::batch<std::int64_t>;
+    const Lanes shift(0x1p52);
+    const auto places = xsimd::bitwise_cast<Integers>(index + shift) ^ xsimd::bitwise_cast<Integers>(shift);
+    return Lanes::gather(from, places);
+}
+
+inline Lanes select(Mask mask, Lanes a, Lanes b) { return xsimd::select(mask, a, b); }
+inline bool any(Mask mask) { return xsimd::any(mask); }
+inline bool all(Mask mask) { return xsimd::all(mask); }
+
+// xsimd's own negation of wide registers is 0 - x, which loses the sign of zero.
+inline Lanes negative(Lanes x) { return x ^ Lanes(-0.0); }
+// a > b ? b : a and a > b ? a : b, for NaN and for zeros of both signs too.
+#if defined(__x86_64__)
+// The processor's own instructions: of operands that don't compare, or are equal, they give the second.
+inline Lanes minimum(Lanes a, Lanes b) { return xsimd::min(b, a); }
+inline Lanes maximum(Lanes a, Lanes b) { return xsimd::max(a, b); }
+#else
+inline Lanes minimum(Lanes a, Lanes b) { return xsimd::select(a > b, b, a); }
+inline Lanes maximum(Lanes a, Lanes b) { return xsimd::select(a > b, a, b); }
+#endif
+inline Lanes abs(Lanes x) { return xsimd::abs(x); }
+inline Lanes floor(Lanes x) { return xsimd::floor(x); }
+inline Lanes round(Lanes x) { return xsimd::round(x); }
+inline Lanes sqrt(Lanes x) { return xsimd::sqrt(x); }
+inline Lanes trunc(Lanes x) { return xsimd::trunc(x); }
+
+inline Lanes acos(Lanes x) { return ZRK_SLEEF(acos, u35)(x); }
+inline Lanes asin(Lanes x) { return ZRK_SLEEF(asin, u35)(x); }
+inline Lanes atan2(Lanes y, Lanes x) { return ZRK_SLEEF(atan2, u35)(y, x); }
+inline Lanes cos(Lanes x) { return ZRK_SLEEF(cos, u35)(x); }
+inline Lanes exp(Lanes x) { return ZRK_SLEEF(exp, u10)(x); }
+inline Lanes log(Lanes x) { return ZRK_SLEEF(log, u35)(x); }
+inline Lanes pow(Lanes x, Lanes y) { return ZRK_SLEEF(pow, u10)(x, y); }
+inline Lanes sin(Lanes x) { return ZRK_SLEEF(sin, u35)(x); }
+inline Lanes tan(Lanes x) { return ZRK_SLEEF(tan, u35)(x); }
+inline void sincos(Lanes x, Lanes& sine, Lanes& cosine)
+{
+    const auto both = ZRK_SLEEF(sincos, u35)(x);
+    sine = both.x;
+    cosine = both.y;
+}
+
+#undef ZRK_SLEEF
+
+#else
+
+using Lanes = double;
+using Mask = bool;
+inline constexpr std::size_t kCount = 1;
+
+inline Lanes load(const double* from) { return *from; }
+inline Lanes loadAligned(const double* from) { return *from; }
+inline void store(Lanes x, double* to) { *to = x; }
+inline void storeAligned(Lanes x, double* to) { *to = x; }
+
+inline Lanes negative(Lanes x) { return -x; }
+using zrk::abs;
+using zrk::acos;
+using zrk::all;
+using zrk::any;
+using zrk::asin;
+using zrk::atan2;
+using zrk::cos;
+using zrk::exp;
+using zrk::floor;
+using zrk::gather;
+using zrk::log;
+using zrk::maximum;
+using zrk::minimum;
+using zrk::pow;
+using zrk::round;
+using zrk::select;
+using zrk::sin;
+using zrk::sincos;
+using zrk::sqrt;
+using zrk::tan;
+using zrk::trunc;
+
+#endif
+
+} // namespace zrk::lanes

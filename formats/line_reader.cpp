@@ -1,0 +1,85 @@
+#include "formats/line_reader.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace zrk {
+
+namespace {
+
+constexpr std::size_t kBlock = std::size_t{1} << 20;
+
+} // namespace
+
+LineReader::LineReader(const std::filesystem::path& path) : _file(path, std::ios::binary)
+{
+    if (isOpen()) {
+        _buffer.resize(kBlock);
+    }
+}
+
+/// Reads on behind what isn't given yet; false at the end of the file.
+bool LineReader::readBlock()
+{
+    if (_begin > 0) {
+        std::memmove(_buffer.data(), _buffer.data() + _begin, _end - _begin);
+        _end -= _begin;
+        _begin = 0;
+    }
+    if (_end == _buffer.size()) {
+        _buffer.resize(std::min(2 * _buffer.size(), kMaxLine + kBlock));
+    }
+    if (!_file.good()) {
+        return false;
+    }
+    _file.read(_buffer.data() + _end, static_cast<std::streamsize>(_buffer.size() - _end));
+    _end += static_cast<std::size_t>(_file.gcount());
+    return _file.gcount() > 0;
+}
+
+void LineReader::skipRestOfLine()
+{
+    for (;;) {
+        const char* rest = _buffer.data() + _begin;
+        if (const void* feed = std::memchr(rest, '\n', _end - _begin)) {
+            _begin += static_cast<std::size_t>(static_cast<const char*>(feed) - rest) + 1;
+            return;
+        }
+        _begin = _end;
+        if (!readBlock()) {
+            return;
+        }
+    }
+}
+
+bool LineReader::next()
+{
+    if (!isOpen()) {
+        return false;
+    }
+    if (!_isWhole) {
+        skipRestOfLine();
+    }
+    _isWhole = true;
+    std::size_t searched = 0;
+    const void* feed = nullptr;
+    while (!(feed = std::memchr(_buffer.data() + _begin + searched, '\n', _end - _begin - searched))) {
+        searched = _end - _begin;
+        if (searched > kMaxLine || !readBlock()) {
+            break;
+        }
+    }
+    const char* first = _buffer.data() + _begin;
+    const std::size_t length =
+        feed ? static_cast<std::size_t>(static_cast<const char*>(feed) - first) : _end - _begin;
+    if (!feed && length == 0) {
+        return false;
+    }
+    _isWhole = length <= kMaxLine;
+    _line = {first, std::min(length, kMaxLine)};
+    _begin += !_isWhole ? kMaxLine : feed ? length + 1 : length;
+    ++_number;
+    return true;
+}
+
+} // namespace zrk

@@ -1,0 +1,320 @@
+#include "formats/obj.h"
+
+#include "formats/line_reader.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+#include <iostream>
+#include <limits>
+#include <locale>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+namespace zrk {
+
+namespace {
+
+constexpr std::size_t kMaxCount = std::numeric_limits<int>::max();
+constexpr std::string_view kSkippedWords[] = {"vt", "vn", "o", "g", "s", "mtllib", "usemtl"};
+
+/// The blanks of the C locale.
+bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+void skipBlanks(std::string_view& text)
+{
+    std::size_t i = 0;
+    while (i < text.size() && isBlank(text[i])) {
+        ++i;
+    }
+    text.remove_prefix(i);
+}
+
+/// The first word of the text, which goes on behind it; empty at the end.
+std::string_view takeWord(std::string_view& text)
+{
+    skipBlanks(text);
+    std::size_t i = 0;
+    while (i < text.size() && !isBlank(text[i])) {
+        ++i;
+    }
+    const std::string_view word = text.substr(0, i);
+    text.remove_prefix(i);
+    return word;
+}
+
+/// What `std::istream` extracts from the text, one value after the other.
+template <class T>
+void extract(std::string_view text, T* values, std::size_t count)
+{
+    std::istringstream stream{std::string(text)};
+    stream.imbue(std::locale::classic());
+    for (std::size_t i = 0; i < count; ++i) {
+        stream >> values[i];
+    }
+}
+
+/// Takes a number of digits, at most one point and no exponent, few enough that one correctly rounded
+/// division gives its value. False, and the text stays, for any other form or where more follows than a
+/// blank.
+bool takeShortNumber(std::string_view& text, double& number)
+{
+    constexpr double kPowers[] = {1e0, 1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7, 1e8,
+                                  1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16};
+    constexpr std::ptrdiff_t kMaxDigits = 15; // below 2^53
+    const char* c = text.data();
+    const char* const end = c + text.size();
+    const bool isNegative = c != end && *c == '-';
+    c += isNegative;
+    const char* const first = c;
+    std::uint64_t digits = 0;
+    // More digits than fit may wrap around here; they are refused below.
+    for (; c != end && isDigit(*c); ++c) {
+        digits = 10 * digits + static_cast<std::uint64_t>(*c - '0');
+    }
+    std::ptrdiff_t digitCount = c - first;
+    std::ptrdiff_t decimals = 0;
+    if (c != end && *c == '.') {
+        const char* const point = c++;
+        for (; c != end && isDigit(*c); ++c) {
+            digits = 10 * digits + static_cast<std::uint64_t>(*c - '0');
+        }
+        decimals = c - point - 1;
+        digitCount += decimals;
+    }
+    if (digitCount == 0 || digitCount > kMaxDigits || (c != end && !isBlank(*c))) {
+        return false;
+    }
+    const double size = static_cast<double>(digits) / kPowers[decimals];
+    number = isNegative ? -size : size;
+    text.remove_prefix(static_cast<std::size_t>(c - text.data()));
+    return true;
+}
+
+/// Takes a number in the common form of streams and `from_chars`. False, and the text stays, where they could
+/// differ.
+bool takeNumber(std::string_view& text, double& number)
+{
+    const char* const end = text.data() + text.size();
+    const std::size_t sign = !text.empty() && text[0] == '-';
+    if (text.size() == sign || (!isDigit(text[sign]) && text[sign] != '.')) {
+        return false; // "inf", "nan", a plus sign
+    }
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || (stop != end && !isBlank(*stop))) {
+        return false;
+    }
+    text.remove_prefix(static_cast<std::size_t>(stop - text.data()));
+    return true;
+}
+
+/// The three coordinates behind the word "v".
+std::array<double, 3> coordinatesOf(std::string_view text)
+{
+    std::array<double, 3> coordinates{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        skipBlanks(text);
+        if (!takeShortNumber(text, coordinates[i]) && !takeNumber(text, coordinates[i])) {
+            extract(text, &coordinates[i], 3 - i);
+            break;
+        }
+    }
+    return coordinates;
+}
+
+/// Takes a corner such as "7", "7/1" or "7//3" from a text that begins with one: its vertex index, from 0.
+int takeCorner(std::string_view& text)
+{
+    constexpr std::size_t kSafeDigits = 9;
+    std::size_t i = 0;
+    int index = 0;
+    for (; i < text.size() && i < kSafeDigits && isDigit(text[i]); ++i) {
+        index = 10 * index + (text[i] - '0');
+    }
+    if (i > 0 && (i == text.size() || text[i] == '/' || isBlank(text[i]))) {
+        while (i < text.size() && !isBlank(text[i])) {
+            ++i;
+        }
+        text.remove_prefix(i);
+    } else {
+        const std::string_view word = takeWord(text);
+        index = 0;
+        extract(word.substr(0, word.find('/')), &index, 1);
+    }
+    return index == std::numeric_limits<int>::min() ? index : index - 1;
+}
+
+/// A line as messages quote it: its beginning, a question mark for each byte that a terminal might obey.
+std::string quoted(std::string_view line)
+{
+    constexpr std::size_t kLength = 60;
+    std::string text(line.substr(0, kLength));
+    for (char& c : text) {
+        c = c >= 0 && (c < 0x20 || c == 0x7f) ? '?' : c;
+    }
+    return '"' + text + '"' + (line.size() > kLength ? "..." : "");
+}
+
+/// An index with the line it stands in.
+struct PlacedIndex {
+    int index;
+    std::int64_t line = 0;
+};
+
+class ObjParser {
+public:
+    explicit ObjParser(const std::filesystem::path& path) : _name(path.string()), _lines(path) {}
+
+    WavefrontObj read()
+    {
+        if (!_lines.isOpen()) {
+            _obj.problem = _name + ": found no readable file (" + std::strerror(errno) +
+                           "), expected a Wavefront OBJ file";
+            return std::move(_obj);
+        }
+        while (_lines.next() && readLine()) {
+        }
+        if (_lines.hasFailed()) {
+            _obj.problem = _name + ": found something that can't be read, expected a Wavefront OBJ file";
+        }
+        _obj.vertexCount = static_cast<int>(_obj.vertices.size() / 3);
+        _obj.triangleCount = static_cast<int>(_obj.indices.size() / 3);
+        tellIndexProblem();
+        return std::move(_obj);
+    }
+
+private:
+    std::string _name;
+    LineReader _lines;
+    WavefrontObj _obj;
+    PlacedIndex _lowest{std::numeric_limits<int>::max()};
+    PlacedIndex _highest{std::numeric_limits<int>::min()};
+
+    /// False when the line ends the reading.
+    bool readLine()
+    {
+        std::string_view rest = _lines.line();
+        const std::string_view word = takeWord(rest);
+        if (word == "v" && _lines.isWhole()) {
+            return readVertex(rest);
+        }
+        if (word == "f" && _lines.isWhole()) {
+            return readFace(rest);
+        }
+        if ((word.empty() && _lines.isWhole()) || word.starts_with('#') ||
+            std::find(std::begin(kSkippedWords), std::end(kSkippedWords), word) != std::end(kSkippedWords)) {
+            return true;
+        }
+        if (!_lines.isWhole()) {
+            return refuse("expected lines of at most " + std::to_string(LineReader::kMaxLine >> 20) + " MiB");
+        }
+        return refuse("expected v, f, vt, vn, o, g, s, mtllib, usemtl or # as the first word");
+    }
+
+    bool readVertex(std::string_view rest)
+    {
+        if (_obj.vertices.size() > kMaxCount - 3) {
+            return refuse("expected at most " + std::to_string(kMaxCount / 3) + " vertices");
+        }
+        const std::array<double, 3> vertex = coordinatesOf(rest);
+        _obj.vertices.insert(_obj.vertices.end(), vertex.begin(), vertex.end());
+        return true;
+    }
+
+    bool readFace(std::string_view rest)
+    {
+        for (skipBlanks(rest); !rest.empty(); skipBlanks(rest)) {
+            if (_obj.indices.size() == kMaxCount) {
+                return refuse("expected at most " + std::to_string(kMaxCount) + " corners of faces");
+            }
+            const int index = takeCorner(rest);
+            _obj.indices.push_back(index);
+            if (index < _lowest.index) {
+                _lowest = {index, _lines.number()};
+            }
+            if (index > _highest.index) {
+                _highest = {index, _lines.number()};
+            }
+        }
+        return true;
+    }
+
+    std::string place(std::int64_t line) const
+    {
+        return _name + ", line " + std::to_string(line) + ": found ";
+    }
+
+    bool refuse(const std::string& expected)
+    {
+        _obj.offendingLine = _lines.line();
+        _obj.problem = place(_lines.number()) + quoted(_lines.line()) + ", " + expected +
+                       "; the rest of the file is left out";
+        return false;
+    }
+
+    void tellIndexProblem()
+    {
+        const PlacedIndex& worst = _lowest.index < 0 ? _lowest : _highest;
+        if (_obj.indices.empty() || (worst.index >= 0 && worst.index < _obj.vertexCount)) {
+            return;
+        }
+        _obj.indexProblem = place(worst.line) + "a face with the vertex " +
+                            std::to_string(std::int64_t{worst.index} + 1) + ", expected 1 to " +
+                            std::to_string(_obj.vertexCount) + ", the vertices of the file";
+    }
+};
+
+} // namespace
+
+WavefrontObj parseWavefrontObj(const std::filesystem::path& path) { return ObjParser(path).read(); }
+
+WavefrontObj readWavefrontObj(const std::filesystem::path& path)
+{
+    WavefrontObj obj = parseWavefrontObj(path);
+    if (obj.offendingLine) {
+        std::cout << "Error: does not appear to be a valid Wavefront OBJ file!\n"
+                  << "(Offending line: " << *obj.offendingLine << ")" << std::endl;
+    }
+    return obj;
+}
+
+void readWavefrontObj(const std::string& path, int& vertexCount, std::vector<double>& vertices,
+                      int& triangleCount, std::vector<int>& indices)
+{
+    WavefrontObj obj = readWavefrontObj(std::filesystem::path(path));
+    vertexCount = obj.vertexCount;
+    vertices = std::move(obj.vertices);
+    triangleCount = obj.triangleCount;
+    indices = std::move(obj.indices);
+}
+
+bool fitVerticesToBox(int vertexCount, std::vector<double>& vertices, const BBox<double>& box)
+{
+    if (vertices.empty()) {
+        return false;
+    }
+    const std::size_t count =
+        std::min(static_cast<std::size_t>(std::max(vertexCount, 0)), vertices.size() / 3);
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        double low = 0;
+        double high = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            low = std::min(low, vertices[3 * i + axis]);
+            high = std::max(high, vertices[3 * i + axis]);
+        }
+        const double size = high - low;
+        const double scale = (box.max[axis] - box.min[axis]) / size;
+        const double shift = (box.min[axis] + box.max[axis]) * 0.5 - (low + high) * 0.5 * scale;
+        for (std::size_t i = 0; i < count; ++i) {
+            vertices[3 * i + axis] = vertices[3 * i + axis] * scale + shift;
+        }
+    }
+    return true;
+}
+
+} // namespace zrk

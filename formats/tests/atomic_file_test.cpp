@@ -1,0 +1,240 @@
+#include "formats/atomic_file.h"
+
+#include "formats/error.h"
+#include "testing/temporary_folder.h"
+
+#include <gmock/gmock.h>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <functional>
+
+namespace zrk {
+namespace {
+
+using zrktest::TemporaryFolder;
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class AtomicFileTest : public TemporaryFolder {};
+
+void save(const std::string& path, const std::string& text)
+{
+    AtomicFile file(path);
+    file.write(text.data(), text.size());
+    file.commit();
+}
+
+// The message of the failure that `work` must end in.
+std::string failureOf(const std::function<void()>& work)
+{
+    try {
+        work();
+    } catch (const HostError& error) {
+        EXPECT_EQ(error.exitStatus, HostError::kFailedWork);
+        return error.what();
+    }
+    return "no failure";
+}
+
+mode_t modeOf(const std::string& path)
+{
+    struct stat status = {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0);
+    return status.st_mode & 07777;
+}
+
+// Pieces below, at and above the buffer's size, so that a lost flush or a swapped order shows.
+TEST_F(AtomicFileTest, KeepsEveryByteInOrder)
+{
+    std::string expected;
+    AtomicFile file(path("out"));
+    for (const std::size_t size : {1u, 100'000u, 262'144u, 0u, 7u, 1'000'000u, 262'143u, 2u}) {
+        const std::string piece(size, static_cast<char>('a' + expected.size() % 26));
+        file.write(piece.data(), piece.size());
+        expected += piece;
+    }
+    EXPECT_FALSE(fs::exists(path("out")));
+    file.commit();
+    EXPECT_TRUE(content("out") == expected);
+    EXPECT_EQ(entryCount(), 1);
+}
+
+TEST_F(AtomicFileTest, WithoutCommitNothingChanges)
+{
+    put("out", "old");
+    {
+        AtomicFile file(path("out"));
+        const std::string large(1'000'000, 'x');
+        file.write(large.data(), large.size());
+        EXPECT_EQ(content("out"), "old");
+    }
+    EXPECT_EQ(content("out"), "old");
+    EXPECT_EQ(entryCount(), 1);
+}
+
+TEST_F(AtomicFileTest, RefusesPlacesThatCantHoldAFile)
+{
+    fs::create_directory(path("folder"));
+    put("plain", "old");
+    fs::create_symlink("ring2", path("ring1"));
+    fs::create_symlink("ring1", path("ring2"));
+    struct Case {
+        const char* name;
+        std::string path;
+        const char* found;
+        const char* remedy;
+    };
+    const Case cases[] = {
+        {"folder missing", path("missing/out"), "No such file or directory", "create the folder"},
+        {"file as folder", path("plain/out"), "Not a directory", "create the folder"},
+        {"a folder", path("folder"), "found a folder", "name a file inside it"},
+        {"a folder to be", path("new/"), "found a folder", "name a file inside it"},
+        {"links in a circle", path("ring1"), "links in a circle", "remove the link"},
+        {"name too long", path(std::string(300, 'n')), "name too long", "shorter name"},
+    };
+    const std::ptrdiff_t before = entryCount();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_THAT(failureOf([&] { save(c.path, "new"); }),
+                    AllOf(StartsWith(c.path + ": found"), HasSubstr(c.found), HasSubstr("\n  remedy: "),
+                          HasSubstr(c.remedy)));
+        EXPECT_EQ(entryCount(), before);
+    }
+    EXPECT_EQ(content("plain"), "old");
+    EXPECT_THAT(failureOf([] { save("", "new"); }), HasSubstr("empty name"));
+}
+
+TEST_F(AtomicFileTest, RefusesAReadOnlyTarget)
+{
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "root may write everywhere";
+    }
+    put("out", "old");
+    fs::permissions(path("out"), fs::perms::owner_read);
+    EXPECT_THAT(failureOf([&] { save(path("out"), "new"); }), HasSubstr("Permission denied"));
+    EXPECT_EQ(content("out"), "old");
+}
+
+// A limit on file size stands for a full disk: it strikes in the midst of the work and at its end.
+TEST_F(AtomicFileTest, KeepsTheOldFileWhenTheDiskIsFull)
+{
+    put("out", "old");
+    rlimit before = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit small = {1000, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    std::string failures[2];
+    for (const int i : {0, 1}) {
+        const std::string text(i == 0 ? 1'000'000 : 1001, 'x');
+        failures[i] = failureOf([&] { save(path("out"), text); });
+    }
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, oldHandler);
+    for (const std::string& failure : failures) {
+        EXPECT_THAT(failure, AllOf(StartsWith(path("out")), HasSubstr("File too large"),
+                                   HasSubstr("free some space")));
+    }
+    EXPECT_EQ(content("out"), "old");
+    EXPECT_EQ(entryCount(), 1);
+}
+
+// The device is reached through a descriptor, never by its name: a fault that replaces what it
+// should write to must not replace a device of the machine when the tests run as root.
+TEST_F(AtomicFileTest, ReportsAFullDevice)
+{
+    const int descriptor = ::open("/dev/full", O_WRONLY);
+    if (descriptor < 0) {
+        GTEST_SKIP() << "no /dev/full here";
+    }
+    const std::string full = "/proc/self/fd/" + std::to_string(descriptor);
+    for (const std::size_t size : {10u, 1'000'000u}) { // at the end, in the midst
+        EXPECT_THAT(failureOf([&] { save(full, std::string(size, 'x')); }),
+                    AllOf(StartsWith(full + ": "), HasSubstr("No space left"), HasSubstr("free some space")));
+    }
+    ::close(descriptor);
+}
+
+TEST_F(AtomicFileTest, WritesStraightIntoAPipe)
+{
+    ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+    const int reader = ::open(path("pipe").c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    save(path("pipe"), "text");
+    char read[8] = {};
+    EXPECT_EQ(::read(reader, read, sizeof read), 4);
+    ::close(reader);
+    EXPECT_STREQ(read, "text");
+    EXPECT_TRUE(fs::is_fifo(path("pipe")));
+    EXPECT_EQ(entryCount(), 1);
+}
+
+// What /dev/stdout is to a shell that redirected it: a descriptor into a file that holds something.
+TEST_F(AtomicFileTest, AppendsToAnOpenDescriptor)
+{
+    put("log", "before ");
+    const int descriptor = ::open(path("log").c_str(), O_WRONLY | O_APPEND);
+    ASSERT_GE(descriptor, 0);
+    const std::string alias = "/proc/self/fd/" + std::to_string(descriptor);
+    fs::create_symlink(alias, path("stdout"));
+    save(path("stdout"), "after");
+    EXPECT_EQ(::write(descriptor, "!", 1), 1);
+    ::close(descriptor);
+    EXPECT_EQ(content("log"), "before after!");
+}
+
+TEST_F(AtomicFileTest, ReplacesWhatALinkPointsTo)
+{
+    fs::create_directory(path("folder"));
+    put("folder/old", "old");
+    fs::create_symlink("folder/old", path("link"));
+    fs::create_symlink("folder/new", path("dangling"));
+    save(path("link"), "1");
+    save(path("dangling"), "2");
+    EXPECT_TRUE(fs::is_symlink(path("link")));
+    EXPECT_TRUE(fs::is_symlink(path("dangling")));
+    EXPECT_EQ(content("folder/old"), "1");
+    EXPECT_EQ(content("folder/new"), "2");
+}
+
+TEST_F(AtomicFileTest, GivesTheUsualPermissions)
+{
+    const mode_t oldMask = ::umask(027);
+    save(path("new"), "1");
+    put("kept", "old");
+    ::chmod(path("kept").c_str(), 0604);
+    save(path("kept"), "1");
+    ::umask(oldMask);
+    EXPECT_EQ(modeOf(path("new")), 0640u);
+    EXPECT_EQ(modeOf(path("kept")), 0604u);
+}
+
+TEST_F(AtomicFileTest, TwoWritersOfOneTargetDontMeet)
+{
+    AtomicFile first(path("out"));
+    AtomicFile second(path("out"));
+    first.write("first", 5);
+    second.write("second", 6);
+    first.commit();
+    EXPECT_EQ(content("out"), "first");
+    second.commit();
+    EXPECT_EQ(content("out"), "second");
+}
+
+TEST_F(AtomicFileTest, ALongNameFits)
+{
+    const std::string name(250, 'n');
+    save(path(name), "1");
+    EXPECT_EQ(content(name), "1");
+}
+
+} // namespace
+} // namespace zrk

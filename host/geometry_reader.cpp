@@ -1,0 +1,270 @@
+#include "host/geometry_reader.h"
+
+#include "core/curves/circle.h"
+#include "core/curves/point_and_solids.h"
+#include "core/curves/polyline.h"
+#include "core/curves/spline.h"
+#include "core/mesh/mesh_field.h"
+#include "formats/obj.h"
+#include "host/document_values.h"
+#include "host/error.h"
+
+#include <fmt/core.h>
+
+#include <cmath>
+#include <iterator>
+#include <vector>
+
+namespace zrkmodel {
+
+namespace {
+
+using zrk::Vector3;
+
+/// Larger coordinates would overflow where lengths are squared.
+constexpr double kLargest = 1e100;
+
+/// Reads the members of one entry.
+class Entry {
+public:
+    Entry(const ZRKJson& json, const std::string& place, const std::filesystem::path& folder)
+        : _json(json), _place(place), _folder(folder)
+    {}
+
+    [[noreturn]] void refuse(const std::string& key, const std::string& finding,
+                             const std::string& remedy) const
+    {
+        throw hostError(HostError::kBadInput, fmt::format("{}, \"{}\"", _place, key), finding, remedy);
+    }
+
+    double number(const char* key) const
+    {
+        const ZRKJson& value = member(key, "a number", "1.0");
+        if (!isCoordinate(value)) {
+            refuse(key, "found " + shown(value) + ", expected a number" + limit(),
+                   fmt::format("write \"{}\": 1.0", key));
+        }
+        return value.get<double>();
+    }
+
+    Vector3 vector(const char* key) const
+    {
+        const ZRKJson& value = member(key, "three numbers", "[0, 0, 0]");
+        if (!isVector(value)) {
+            refuse(key, "found " + shown(value) + ", expected three numbers" + limit(),
+                   fmt::format("write \"{}\": [x, y, z]", key));
+        }
+        return toVector(value);
+    }
+
+    std::vector<Vector3> points() const
+    {
+        constexpr const char* kRemedy = "write \"points\": [[0, 0, 0], [1, 0, 0]]";
+        const ZRKJson& value = member("points", "an array of points", "[[0, 0, 0], [1, 0, 0]]");
+        if (!value.is_array()) {
+            refuse("points", "found " + shown(value) + ", expected an array of points", kRemedy);
+        }
+        std::vector<Vector3> points;
+        for (const ZRKJson& point : value) {
+            if (!isVector(point)) {
+                refuse("points",
+                       fmt::format("found {} as point {}, expected three numbers{}", shown(point),
+                                   points.size(), limit()),
+                       kRemedy);
+            }
+            points.push_back(toVector(point));
+        }
+        if (points.size() < 2) {
+            refuse("points", fmt::format("found {} of them, expected at least two", points.size()), kRemedy);
+        }
+        return points;
+    }
+
+    /// False where it is missing.
+    bool closed() const
+    {
+        const auto value = _json.find("closed");
+        if (value != _json.end() && !value->is_boolean()) {
+            refuse("closed", "found " + shown(*value) + ", expected true or false",
+                   "write \"closed\": false");
+        }
+        return value != _json.end() && value->get<bool>();
+    }
+
+    std::filesystem::path file(const char* key) const
+    {
+        const ZRKJson& value = member(key, "a path", "part.obj");
+        if (!value.is_string()) {
+            refuse(key, "found " + shown(value) + ", expected a path",
+                   fmt::format("write \"{}\": \"part.obj\", relative to the document", key));
+        }
+        return _folder / value.get<std::string>();
+    }
+
+    double radius() const
+    {
+        const double value = number("radius");
+        if (value < 0) {
+            refuse("radius", fmt::format("found {}, expected no negative number", value),
+                   "write \"radius\": 1.0");
+        }
+        return value;
+    }
+
+private:
+    const ZRKJson& _json;
+    const std::string& _place;
+    const std::filesystem::path& _folder;
+
+    const ZRKJson& member(const char* key, const char* expected, const char* example) const
+    {
+        const auto value = _json.find(key);
+        if (value == _json.end()) {
+            refuse(key, fmt::format("found none, expected {}", expected),
+                   fmt::format("add \"{}\": {}", key, example));
+        }
+        return *value;
+    }
+
+    static std::string limit() { return fmt::format(" of at most {:g}", kLargest); }
+    static bool isCoordinate(const ZRKJson& value)
+    {
+        return value.is_number() && std::abs(value.get<double>()) <= kLargest;
+    }
+    static bool isVector(const ZRKJson& value)
+    {
+        return value.is_array() && value.size() == 3 && isCoordinate(value[0]) && isCoordinate(value[1]) &&
+               isCoordinate(value[2]);
+    }
+    static Vector3 toVector(const ZRKJson& value)
+    {
+        return {value[0].get<double>(), value[1].get<double>(), value[2].get<double>()};
+    }
+};
+
+using Geometry = std::shared_ptr<DocumentGeometry>;
+using Distances = std::vector<ZRKGeometry::SignedDistance>;
+
+Geometry readPoint(const Entry& entry)
+{
+    const Vector3 position = entry.vector("position");
+    return std::make_shared<DocumentGeometry>(std::make_shared<PointShape>(position),
+                                              Distances{zrk::PointDistance{position}});
+}
+
+Geometry readPolyline(const Entry& entry)
+{
+    return curveGeometry(std::make_shared<const zrk::Polyline>(entry.points(), entry.closed()));
+}
+
+Geometry readSpline(const Entry& entry)
+{
+    return curveGeometry(std::make_shared<const zrk::Spline>(entry.points(), entry.closed()));
+}
+
+Geometry readCircle(const Entry& entry)
+{
+    const Vector3 axis = entry.vector("axis");
+    if (!(dot(axis, axis) > 0)) {
+        entry.refuse("axis", "found a vector of length 0, expected a direction", "write \"axis\": [0, 0, 1]");
+    }
+    return curveGeometry(std::make_shared<const zrk::Circle>(entry.vector("center"), axis, entry.radius()));
+}
+
+Geometry readPlane(const Entry& entry)
+{
+    constexpr double kLeastSine = 1e-12;
+    const Vector3 u = entry.vector("u");
+    const Vector3 v = entry.vector("v");
+    const double area = zrk::length(cross(u, v));
+    if (!(area > kLeastSine * zrk::length(u) * zrk::length(v)) || !std::isnormal(area * area)) {
+        entry.refuse("v", "found u and v on one line, expected two directions that span a plane",
+                     "write \"u\": [1, 0, 0], \"v\": [0, 1, 0]");
+    }
+    return surfaceGeometry(zrk::PlanePatch(entry.vector("origin"), u, v));
+}
+
+Geometry readSphere(const Entry& entry)
+{
+    return surfaceGeometry(zrk::SphereSurface(entry.vector("center"), entry.radius()));
+}
+
+Geometry readBox(const Entry& entry)
+{
+    const Vector3 lower = entry.vector("min");
+    const Vector3 upper = entry.vector("max");
+    for (std::size_t i = 0; i < 3; ++i) {
+        if (lower[i] > upper[i]) {
+            entry.refuse("max",
+                         fmt::format("found {} along {}, expected at least the {} of \"min\"", upper[i],
+                                     "xyz"[i], lower[i]),
+                         "write the lower corner as \"min\" and the upper one as \"max\"");
+        }
+    }
+    return std::make_shared<DocumentGeometry>(nullptr, Distances{zrk::CornerBoxDistance{lower, upper}});
+}
+
+/// A mesh as it stands in its file.
+Geometry readMesh(const Entry& entry)
+{
+    zrk::WavefrontObj mesh = zrk::parseWavefrontObj(entry.file("path"));
+    const auto refuse = [&entry](const std::string& finding) {
+        entry.refuse("path", finding, "write the path of an OBJ file of triangles, relative to the document");
+    };
+    if (!mesh.problem.empty() || !mesh.indexProblem.empty()) {
+        refuse(mesh.problem.empty() ? mesh.indexProblem : mesh.problem);
+    }
+    if (mesh.triangleCount == 0) {
+        refuse("found no triangles in the file, expected vertices and faces of three corners");
+    }
+    for (const double coordinate : mesh.vertices) {
+        if (std::abs(coordinate) > kLargest) {
+            refuse(fmt::format("found the coordinate {:g} in the file, expected numbers of at most {:g}",
+                               coordinate, kLargest));
+        }
+    }
+    const auto field =
+        std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
+    return std::make_shared<DocumentGeometry>(
+        nullptr, Distances{[field](const Vector3& p) { return field->signedDistance(p.begin()); }});
+}
+
+struct Shape {
+    const char* name;
+    Geometry (*read)(const Entry&);
+};
+
+constexpr Shape kShapes[] = {
+    {"point", readPoint}, {"polyline", readPolyline}, {"spline", readSpline}, {"circle", readCircle},
+    {"plane", readPlane}, {"sphere", readSphere},     {"box", readBox},       {"mesh", readMesh},
+};
+
+} // namespace
+
+bool isGroup(const ZRKJson& entry)
+{
+    const auto shape = entry.find("shape");
+    return shape != entry.end() && *shape == "group";
+}
+
+std::shared_ptr<DocumentGeometry> readGeometry(const ZRKJson& json, const std::string& place,
+                                               const std::filesystem::path& folder)
+{
+    const Entry entry(json, place, folder);
+    const auto name = json.find("shape");
+    for (const Shape& shape : kShapes) {
+        if (name != json.end() && *name == shape.name) {
+            return shape.read(entry);
+        }
+    }
+    std::string known;
+    for (const Shape& shape : kShapes) {
+        known += fmt::format("\"{}\", ", shape.name);
+    }
+    entry.refuse(
+        "shape",
+        fmt::format("found {}, expected the name of a shape", name == json.end() ? "none" : shown(*name)),
+        "write one of " + known + "\"group\"");
+}
+
+} // namespace zrkmodel

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "model/extension_base.h"
+#include "model/icons.h"
+#include "model/registry.h"
+#include "model/tag.h"
+#include "model/type_info.h"
+#include "model/ui_strings.h"
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zrkmodel {
+
+/// What a component class says of itself. Type name and UUID are what saved documents carry:
+/// letter by letter, odd ones included.
+struct ComponentIdentity {
+    const char* className;
+    const char* typeName;
+    const char* uuid;
+    const unsigned int* icon; ///< from IconResources; null for none
+    ZRKUIStrings::info_t (*strings)();
+    std::vector<Tag> inputs; ///< the registered signature, which need not equal the pins
+    std::vector<Tag> outputs;
+};
+
+/// The part that is the same in every component: cloning, type information, registration and
+/// the stored form. `Derived` supplies `static ComponentIdentity identity()`, the pins and the evaluator:
+///
+///     class ZRKSphereSDF final : public ZRKComponent<ZRKSphereSDF> {
+///     public:
+///         ZRKProperty<double> radius{"radius", 1.0, this};
+///         static ComponentIdentity identity();
+///         void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+///         zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const override;
+///     };
+///
+/// `Base` is a template level between components and ZRKExtensionBase, where several share one.
+template <class Derived, class Base = ZRKExtensionBase>
+class ZRKComponent : public Base {
+public:
+    /// A copy starts from the defaults; values arrive through `_copyTo`.
+    std::shared_ptr<ZRKObject> onClone() const override
+    {
+        return std::make_shared<Derived>(static_cast<const Derived&>(*this));
+    }
+
+    const ZRKTypeInfo& typeInfo() const override { return _typeInfo(); }
+
+    void onTypeRegistration(ZRKTypeInfo& info) const override
+    {
+        const ComponentIdentity self = Derived::identity();
+        ZRKGraphObject::registry().add(
+            info, ZRKGraphObjectSignature(self.inputs, self.outputs),
+            [] { return std::make_shared<Derived>(); }, self.strings(),
+            self.icon ? ZRKIcon(ZRKIcon::create(self.icon)) : ZRKIcon());
+    }
+
+    /// Enters the class in the type table and the registry. Called once, while the library loads.
+    static void registerType()
+    {
+        const ComponentIdentity self = Derived::identity();
+        ZRKTypeInfo& info = _typeInfo();
+        info.uuid = self.uuid;
+        info.name = self.typeName;
+        info.factory = [](const ZRKDeserialization&) -> std::shared_ptr<ZRKSerializable> {
+            return std::make_shared<Derived>();
+        };
+        const auto prototype = std::make_shared<Derived>();
+        prototype->onTypeRegistration(info);
+        ZRKTypeInfo::registerType(info);
+    }
+
+    /// The class's one type info. A local static: registration runs before the static members
+    /// of a template would be constructed.
+    static ZRKTypeInfo& _typeInfo()
+    {
+        static ZRKTypeInfo info;
+        return info;
+    }
+
+protected:
+    ZRKComponent() = default;
+    ZRKComponent(const ZRKComponent&) = default;
+};
+
+} // namespace zrkmodel

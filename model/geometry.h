@@ -1,0 +1,76 @@
+#pragma once
+
+#include "core/values/tensor.h"
+#include "model/resource.h"
+
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace zrkmodel {
+
+/// What a geometry is, beyond its distance. Cast it to one of the interfaces below.
+/// Their operations, and the functions they hand out, are safe to call from many threads.
+class IGeometry3d {
+public:
+    virtual ~IGeometry3d() = default;
+};
+
+class IPoint : public IGeometry3d {
+public:
+    virtual zrk::Tensor<3, double> position() const = 0;
+};
+
+/// A curve by its parameter t; positions in document space.
+struct CurveParametrization {
+    using Vector = zrk::Tensor<3, double>;
+    std::function<double(const Vector&)> closestParameter; ///< t of the curve point closest to a position
+    std::function<Vector(double)> position;
+    std::function<void(double, Vector& tangent, Vector& normal, Vector& binormal)> frame;
+    std::function<double(double)> arcLength; ///< length from the curve's start to t
+    double tMin = 0;
+    double tMax = 0;
+    double length = 0;
+    bool closed = false;
+    Vector bounds[2] = {};
+    /// What closestParameter answers, to the bit, found sooner when `near` is its answer for a
+    /// neighbouring position. May be empty.
+    std::function<double(const Vector&, double near)> closestParameterNear;
+};
+
+class IParametricCurve : public IGeometry3d {
+public:
+    virtual CurveParametrization parametrization() const = 0;
+    /// Total length.
+    virtual double length() const = 0;
+};
+
+/// A surface by its parameters (u, v); positions in document space.
+struct SurfaceParametrization {
+    using Vector = zrk::Tensor<3, double>;
+    using Parameters = zrk::Tensor<2, double>;
+    std::function<void(Parameters& uv, const Vector& p)> closestParameters;
+    std::function<Vector(const Parameters&)> position;
+    std::pair<double, double> uvMin;
+    std::pair<double, double> uvMax;
+};
+
+class IParametricSurface : public IGeometry3d {
+public:
+    virtual SurfaceParametrization parametrization() const = 0;
+};
+
+/// A geometry of the document, or a group of them.
+class ZRKGeometry : public ZRKSerializableObject {
+public:
+    using SignedDistance = std::function<double(const zrk::Tensor<3, double>&)>;
+
+    /// One signed distance, negative inside, per element of the geometry, in document
+    /// space. The functions own what they need and are safe to call from many threads.
+    virtual std::vector<SignedDistance> getSDFUngroup() const = 0;
+    /// Null for what has no such interface, a group for one.
+    virtual std::shared_ptr<IGeometry3d> geometry() const { return nullptr; }
+};
+
+} // namespace zrkmodel

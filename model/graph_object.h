@@ -1,0 +1,39 @@
+#pragma once
+
+#include "model/graph.h"
+#include "model/serializable.h"
+
+namespace zrkui {
+class ZRKExtensionBaseGraphItem;
+class ZRKPropertyView;
+} // namespace zrkui
+
+namespace zrkmodel {
+
+class ZRKGraphObjectRegistry;
+
+/// The object of a graph's node.
+class ZRKGraphObject : public ZRKSerializableObject {
+public:
+    /// The process's one registry. Filled while libraries load; read-only afterwards.
+    static ZRKGraphObjectRegistry& registry();
+
+    /// Declares the node's pins.
+    virtual void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node);
+    /// Something upstream of the node, a property or a link, has changed.
+    virtual void onUpstreamChange(const ZRKNodeBase<0, ZRKGraphObject>& node, const ZRKEvent& event);
+    /// The tag that an output carries now. The base answers the declared tag.
+    virtual Tag queryEffectiveOutputPinTag(const Pin_ref<1>& pin);
+
+    /// The node's picture in an editor; null leaves it to the editor.
+    virtual zrkui::ZRKExtensionBaseGraphItem*
+    createGraphItem(const ZRKNodeBase<0, ZRKGraphObject>& node) const;
+    virtual void onUpdateGraphItem(zrkui::ZRKExtensionBaseGraphItem* item,
+                                   const ZRKNodeBase<0, ZRKGraphObject>& node) const;
+    /// Fills the view with the panel that a library has entered for this class in
+    /// zrkui::ZRKPanelTable; adds nothing without one. Returns true.
+    virtual bool onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node);
+    virtual void onInspectionEnd(zrkui::ZRKPropertyView* view);
+};
+
+} // namespace zrkmodel

@@ -1,0 +1,116 @@
+#pragma once
+
+#include "model/object.h"
+#include "model/value_serializer.h"
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zrkmodel {
+
+/// An array of stored values. Reading replaces the target by as many default values as the array
+/// has entries and reads each over its default: a bad entry stays a default one.
+template <class T>
+struct ZRKValueSerializer<std::vector<T>> {
+    static void write(ZRKSerialization& s, const std::vector<T>& values, const ZRKSerializationPos& pos)
+    {
+        s.beginArray(pos);
+        for (const T& value : values) {
+            ZRKValueSerializer<T>::write(s, value, {});
+        }
+        s.end();
+    }
+    static bool read(const ZRKDeserialization& d, std::vector<T>& values, const ZRKSerializationPos& pos)
+    {
+        if (!d.beginArray(pos)) {
+            return false;
+        }
+        values = std::vector<T>(d.currentSize());
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            ZRKValueSerializer<T>::read(d, values[i], static_cast<int>(i));
+        }
+        d.end();
+        return true;
+    }
+};
+
+/// Values that an object holds beside its properties, edited one by one in a panel. Each edit is
+/// announced once, by a change event of the owner under the list's name.
+///
+/// Edits belong to one thread, and so does building evaluators from the list meanwhile.
+template <class T>
+class ZRKValueList {
+public:
+    /// @param owner    outlives the list, of which it usually is a member.
+    /// @param changed  is called when the values have changed, before that is announced, and after reading.
+    ZRKValueList(std::string name, ZRKObject* owner, std::function<void()> changed = nullptr)
+        : _name(std::move(name)), _owner(owner), _changed(std::move(changed))
+    {}
+    ZRKValueList(const ZRKValueList&) = delete;
+    ZRKValueList& operator=(const ZRKValueList&) = delete;
+
+    const std::vector<T>& values() const { return _values; }
+
+    /// Takes over an edit from a view that shows `items`: the item at `index`, the others being left as
+    /// they are here; all items, if there are more or less of them than here or `index` is none of theirs.
+    void edit(const std::vector<T>& items, int index)
+    {
+        const bool isOne = items.size() == _values.size() && contains(index);
+        if (isOne) {
+            _values[static_cast<std::size_t>(index)] = items[static_cast<std::size_t>(index)];
+        } else {
+            _values = items;
+        }
+        adapt();
+        _owner->emitPropertyChange(_name);
+    }
+
+    void add(const T& value)
+    {
+        std::vector<T> items = _values;
+        items.push_back(value);
+        edit(items, static_cast<int>(_values.size()));
+    }
+    /// Without a value at `index` it does nothing.
+    void remove(int index)
+    {
+        if (contains(index)) {
+            std::vector<T> items = _values;
+            items.erase(items.begin() + index);
+            edit(items, -1);
+        }
+    }
+    void clear() { edit({}, -1); }
+
+    void serialize(ZRKSerialization& s) const
+    {
+        ZRKValueSerializer<std::vector<T>>::write(s, _values, _name);
+    }
+    /// Replaces the values; without a stored array by none. Announces nothing.
+    void deserialize(const ZRKDeserialization& d)
+    {
+        std::vector<T> stored;
+        ZRKValueSerializer<std::vector<T>>::read(d, stored, _name);
+        _values = std::move(stored);
+        adapt();
+    }
+
+private:
+    bool contains(int index) const { return index >= 0 && static_cast<std::size_t>(index) < _values.size(); }
+    void adapt() const
+    {
+        if (_changed) {
+            _changed();
+        }
+    }
+
+    std::string _name;
+    ZRKObject* _owner;
+    std::function<void()> _changed;
+    std::vector<T> _values;
+};
+
+} // namespace zrkmodel

@@ -1,0 +1,156 @@
+#pragma once
+
+#include "core/engine/formula.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+/// The check that every formula has to pass: its three value types agree. Over random boxes of
+/// arguments, wide and narrow, with infinities and NaN, a batch gives in every lane what doubles
+/// give, and the interval contains what both give.
+namespace zrk::agreement {
+
+/// Arguments of a formula: for each input its components and its weight, in as many doubles as the
+/// longest record takes.
+template <class V>
+using Arguments = std::vector<std::array<V, 5>>;
+
+using Random = std::mt19937_64;
+
+inline double uniform(Random& random, double from, double to)
+{
+    return std::uniform_real_distribution<double>(from, to)(random);
+}
+
+/// An end of a box: often round, so that edges of cells and equal arguments come up.
+inline double randomEnd(Random& random)
+{
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    const double round[] = {-1, -0.5, -0.0, 0, 0.25, 0.5, 1, 1, 1, 2, 3};
+    const double extreme[] = {-kInfinity, -1e300, -1e-310, 1e-310, 1e18, 1e300, kInfinity};
+    const std::uint64_t kind = random() % 40;
+    if (kind == 0) {
+        return extreme[random() % std::size(extreme)];
+    }
+    return kind < 20 ? round[random() % std::size(round)] : uniform(random, -3, 3);
+}
+
+inline Interval<double> randomBox(Random& random)
+{
+    const double end = randomEnd(random);
+    const std::uint64_t kind = random() % 16;
+    if (kind == 0) {
+        return Interval<double>::entire();
+    }
+    if (kind < 5) {
+        return end;
+    }
+    const double other = kind < 10 ? end + uniform(random, 0, 0.1) : randomEnd(random);
+    return {std::min(end, other), std::max(end, other)};
+}
+
+inline double randomWithin(Random& random, const Interval<double>& box)
+{
+    const std::uint64_t kind = random() % 4;
+    if (box.isEntire() && kind == 0) {
+        return std::numeric_limits<double>::quiet_NaN();
+    }
+    if (kind < 2 || box.lower == box.upper) {
+        return kind == 0 ? box.lower : box.upper;
+    }
+    const double from = std::max(box.lower, -1e6);
+    const double to = std::min(box.upper, 1e6);
+    return from < to ? uniform(random, from, to) : box.lower;
+}
+
+/// The components of a formula's result and, if it writes one, its weight.
+template <class V, class F>
+std::vector<V> valuesOf(const F& formula, const Arguments<V>& arguments)
+{
+    using Call = formula_detail::CallOf<F, V>;
+    const auto result = Call::call(formula, [&](std::size_t k, std::size_t c) { return arguments[k][c]; });
+    std::vector<V> values;
+    formula_detail::storeResult<V>(result, [&](std::size_t, const V& value) { values.push_back(value); });
+    if constexpr (Call::ResultForm::hasWeight) {
+        values.push_back(result.weight);
+    }
+    return values;
+}
+
+inline std::string describe(const Arguments<double>& arguments)
+{
+    std::ostringstream text;
+    text.precision(17);
+    for (const auto& input : arguments) {
+        text << " (" << input[0] << ", " << input[1] << ", " << input[2] << ", " << input[3] << ", "
+             << input[4] << ")";
+    }
+    return text.str();
+}
+
+inline double largest(const Arguments<double>& arguments)
+{
+    double size = 1;
+    for (const auto& input : arguments) {
+        for (const double value : input) {
+            size = std::isfinite(value) ? std::max(size, std::abs(value)) : size;
+        }
+    }
+    return size;
+}
+
+/// @param tolerance  by which a batch and doubles may differ, relative to the largest of the
+///                   arguments, the result and 1: 0 for arithmetic, a few 1e-15 where sines, powers
+///                   or exponentials take part.
+template <class F>
+void expectAgreement(const F& formula, double tolerance)
+{
+    constexpr std::size_t kInputs = formula_detail::CallOf<F, double>::arity;
+    constexpr int kBoxes = 2000;
+    Random random(20240611);
+    for (int round = 0; round < kBoxes && !testing::Test::HasFailure(); ++round) {
+        Arguments<Interval<double>> box(kInputs);
+        Arguments<Batch> batch(kInputs);
+        Arguments<double> samples[Batch::size];
+        for (auto& sample : samples) {
+            sample.resize(kInputs);
+        }
+        for (std::size_t k = 0; k < kInputs; ++k) {
+            for (std::size_t c = 0; c < 5; ++c) {
+                box[k][c] = randomBox(random);
+                double lanes[Batch::size];
+                for (std::size_t lane = 0; lane < Batch::size; ++lane) {
+                    lanes[lane] = samples[lane][k][c] = randomWithin(random, box[k][c]);
+                }
+                batch[k][c] = Batch::load(lanes);
+            }
+        }
+
+        const std::vector<Interval<double>> bounds = valuesOf(formula, box);
+        const std::vector<Batch> batched = valuesOf(formula, batch);
+        for (std::size_t lane = 0; lane < Batch::size; ++lane) {
+            const std::vector<double> values = valuesOf(formula, samples[lane]);
+            for (std::size_t i = 0; i < values.size(); ++i) {
+                const double one = batched[i].lane(lane);
+                const double scale = std::max(largest(samples[lane]), std::abs(values[i]));
+                const bool agree = (std::isnan(one) && std::isnan(values[i])) || one == values[i] ||
+                                   std::abs(one - values[i]) <= tolerance * scale;
+                if (!agree || !bounds[i].contains(one) || !bounds[i].contains(values[i])) {
+                    ADD_FAILURE() << "box " << round << ", result " << i << ", arguments"
+                                  << describe(samples[lane]) << ": batch " << one << ", double " << values[i]
+                                  << ", interval [" << bounds[i].lower << ", " << bounds[i].upper << "]";
+                }
+            }
+        }
+    }
+}
+
+} // namespace zrk::agreement

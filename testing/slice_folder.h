@@ -1,0 +1,35 @@
+#pragma once
+
+#include "core/engine/progress.h"
+#include "testing/source_folder.h"
+#include "testing/temporary_folder.h"
+
+#include <filesystem>
+#include <string>
+
+namespace zrktest {
+
+/// Stops after a number of questions.
+class Impatient final : public zrk::ProgressMonitor {
+public:
+    explicit Impatient(int patience) : _patience(patience) {}
+    void progress(double fraction) override { last = fraction; }
+    bool interruptRequested() override { return _patience-- <= 0; }
+    double last = -1;
+
+private:
+    int _patience;
+};
+
+/// Slices are copies of the pictures that tools/make-fuzz-seeds writes, of 5 x 3 pixels but for "one_pixel".
+class SliceFolder : public TemporaryFolder {
+protected:
+    std::filesystem::path slice(const std::string& name, const std::string& seed)
+    {
+        const auto corpus = sourceFolder() / "fuzz/corpus/png_reader";
+        std::filesystem::copy_file(corpus / (seed + ".png"), folder / name);
+        return folder / name;
+    }
+};
+
+} // namespace zrktest

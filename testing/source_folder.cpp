@@ -1,0 +1,7 @@
+#include "testing/source_folder.h"
+
+namespace zrktest {
+
+std::filesystem::path sourceFolder() { return ZRK_SOURCE_DIR; }
+
+} // namespace zrktest
