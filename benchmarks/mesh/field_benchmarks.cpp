@@ -205,7 +205,7 @@ void addThreads(const std::string& name, const Shared& c, std::vector<Row>& rows
             entries.back().c_str(),
             [c, threads](benchmark::State& state) {
                 constexpr int kNodes = 96;
-                const IField field = literal::node(1, meshEvaluator(c->field), {literal::position()});
+                const IField field = literal::node(1, Evaluator(meshKernel(c->field)), {literal::position()});
                 const Region<3, 3, double, 1> grid({kLower, kLower, kLower}, {kUpper, kUpper, kUpper}, kNodes,
                                                    kNodes, kNodes);
                 Raster<1, 3, double> raster(kNodes, kNodes, kNodes);

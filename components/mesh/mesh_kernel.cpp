@@ -52,9 +52,9 @@ private:
 
 } // namespace
 
-Evaluation meshEvaluator(std::shared_ptr<const MeshWindingField> field)
+std::shared_ptr<const Kernel> meshKernel(std::shared_ptr<const MeshWindingField> field)
 {
-    return Evaluator(std::make_shared<MeshKernel>(std::move(field)));
+    return std::make_shared<MeshKernel>(std::move(field));
 }
 
 } // namespace zrk
