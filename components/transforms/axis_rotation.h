@@ -3,9 +3,11 @@
 #include "core/values/scalar_math.h"
 #include "core/values/tensor.h"
 
+#include <numbers>
+
 namespace zrk {
 
-inline constexpr double kRadiansPerDegree = 0.017453292519943295;
+inline constexpr double kRadiansPerDegree = std::numbers::pi / 180;
 
 /// Radians of rotation per model unit, for an angle that is reached over a length.
 /// Over the length 0 the angle itself.
