@@ -19,7 +19,7 @@ public:
     {
         const double* p = context.readInput(0);
         const double weight = p[3];
-        context.writeOutput(_field ? _field->signedDistance(p) : 0.0, weight);
+        context.writeOutput(_field ? _field->value({p[0], p[1], p[2]}) : 0.0, weight);
     }
 
     void block(BlockRun& run) const override
@@ -40,13 +40,9 @@ private:
     {
         MeshWindingField::Trail trail;
         for (std::size_t i = 0; i < count; ++i) {
-            const double point[3] = {positions.row(0)[i], positions.row(1)[i], positions.row(2)[i]};
-            out[i] = _field->signedDistance(point, trail);
+            out[i] = _field->value({positions.row(0)[i], positions.row(1)[i], positions.row(2)[i]}, trail);
         }
-        // The rest of the last vector.
-        for (std::size_t i = count; i % Batch::size != 0; ++i) {
-            out[i] = 0.0;
-        }
+        fillLastBatch(out, count);
     }
 };
 

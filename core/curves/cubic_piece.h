@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/box.h"
 #include "core/values/vector3.h"
 
 #include <array>
@@ -21,7 +22,7 @@ public:
     Vector3 tangent(double u) const;
     bool isPoint() const { return _isPoint; }
     /// The piece lies within it.
-    Box3 hull() const;
+    Box<double> hull() const;
 
     /// Two squared distances, found from the chord, between which that of the piece's closest point lies.
     struct SquaredBounds {

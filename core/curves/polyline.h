@@ -2,6 +2,7 @@
 
 #include "core/curves/curve_place.h"
 #include "core/curves/segment_tree.h"
+#include "core/values/box.h"
 #include "core/values/vector3.h"
 
 #include <cmath>
@@ -13,7 +14,7 @@ namespace zrk {
 /// Straight segments through points, in document space; the parameter t is the segment's index plus the
 /// fraction of its length, from 0 to the number of segments.
 ///
-/// Frames: the tangent T along the segment. On the first, N = startNormal(T); each further segment carries N
+/// Frames: the tangent T along the segment. On the first, N = sideOf(T); each further segment carries N
 /// along by the smallest rotation that takes one tangent to the next; B = T x N. A segment of length 0 has
 /// the tangent of the one before it, or, at the curve's start, of the first one that has a length.
 ///
@@ -38,7 +39,7 @@ public:
     double tMax() const { return static_cast<double>(_segments.size()); }
     double length() const { return _starts.back(); }
     bool closed() const { return _closed; }
-    const Box3& bounds() const { return _bounds; }
+    const Box<double>& bounds() const { return _bounds; }
 
 private:
     struct Segment {
@@ -57,7 +58,7 @@ private:
     std::vector<Frame> _frames;  ///< one a segment
     std::vector<double> _starts; ///< length up to each segment, and the whole
     SegmentTree _tree;
-    Box3 _bounds;
+    Box<double> _bounds;
     bool _closed;
 
     static constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();

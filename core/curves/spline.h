@@ -3,6 +3,7 @@
 #include "core/curves/cubic_piece.h"
 #include "core/curves/curve_place.h"
 #include "core/curves/segment_tree.h"
+#include "core/values/box.h"
 #include "core/values/vector3.h"
 
 #include <cmath>
@@ -15,7 +16,7 @@ namespace zrk {
 /// index plus a fraction, from 0 to the number of segments. An open curve mirrors the neighbouring point at
 /// each end.
 ///
-/// Frames: N = startNormal(T) at the start, from there carried along without turning about
+/// Frames: N = sideOf(T) at the start, from there carried along without turning about
 /// the tangent; B = T x N. The frame of a closed curve need not close. Where points repeat, a segment is a
 /// single point with the tangent of the one before it, or, at the curve's start, of the first that has a
 /// length.
@@ -49,7 +50,7 @@ public:
     double tMax() const { return static_cast<double>(_segments.size()); }
     double length() const { return _length; }
     bool closed() const { return _closed; }
-    const Box3& bounds() const { return _bounds; }
+    const Box<double>& bounds() const { return _bounds; }
 
 private:
     /// The begin of a stretch over which length and turn are integrated in one step.
@@ -63,7 +64,7 @@ private:
     std::vector<CubicPiece> _segments;
     std::vector<Stretch> _stretches;
     SegmentTree _tree;
-    Box3 _bounds;
+    Box<double> _bounds;
     double _length = 0;
     bool _closed;
 

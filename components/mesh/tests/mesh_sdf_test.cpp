@@ -149,7 +149,7 @@ TEST_F(MeshSDF, GivesBlocksTheBitsOfSingleSamples)
     const std::vector<double>& records = sampler.targetNode.sampleBuffer->data;
     int insideCount = 0;
     for (std::size_t i = 0; i < points.size(); ++i) {
-        ASSERT_EQ(records[2 * i], mesh->field()->signedDistance(points[i].begin())) << "point " << i;
+        ASSERT_EQ(records[2 * i], mesh->field()->signedDistance(points[i])) << "point " << i;
         insideCount += records[2 * i] < 0;
     }
     EXPECT_GT(insideCount, 100);
