@@ -9,7 +9,7 @@
 
 namespace zrktest {
 
-/// Stops after a number of questions.
+/// A monitor that asks to stop once it has been asked a number of times.
 class Impatient final : public zrk::ProgressMonitor {
 public:
     explicit Impatient(int patience) : _patience(patience) {}

@@ -6,7 +6,8 @@
 
 namespace zrkmodel {
 
-/// Turns positions about an axis, the more the farther along it: what is seen through it is twisted.
+/// Turns positions about an axis by an angle that grows along the axis. What is seen through it looks
+/// twisted.
 ///
 /// | property | unit    | default   | effect                                                         |
 /// |----------|---------|-----------|----------------------------------------------------------------|
@@ -16,7 +17,7 @@ namespace zrkmodel {
 /// | angle    | degrees | 5.0       | right-handed about the axis; negative turns the other way      |
 ///
 /// With h the height of p over center along the axis, the offset from center is turned about the axis
-/// by h * angle / |axis|. Positions in model units (mu), with the weight of `coords`.
+/// by h * angle / |axis|. Positions are in model units (mu); the weight is that of `coords`.
 ///
 /// A twisted bar:
 ///

@@ -4,7 +4,7 @@ namespace zrk {
 
 namespace {
 
-/// Minors of two columns: of rows 0 and 1 (upper) and of rows 2 and 3 (lower).
+/// The two minors of columns a and b: that of rows 0 and 1 (upper) and that of rows 2 and 3 (lower).
 struct Minors {
     double upper;
     double lower;
