@@ -10,7 +10,7 @@
 
 namespace zrk::chains {
 
-/// A generator made of a function, for what a host's own generator may do and the library's don't.
+/// A generator made of a function, for tests of what only the generator of a host can do.
 class HostField final : public IFieldGenerator {
 public:
     using Body = std::function<void(EvaluatorBuilder<double>&)>;

@@ -11,7 +11,7 @@ namespace zrkmodel {
 /// | property        | unit | default | effect                                                        |
 /// |-----------------|------|---------|---------------------------------------------------------------|
 /// | curve           |      | none    | the curve; without one nothing is written                      |
-/// | mode            |      | extrude | 0 extrude; 1, or any other number, wrap                        |
+/// | mode            |      | 0       | 0 extrude; 1, or any other number, wrap                        |
 /// | normalizeLength |      | true    | true: U is a share of the curve's length; false: model units   |
 ///
 /// With (T, N, B) the frame at the curve's closest point and d the offset from that point to the position:

@@ -13,8 +13,8 @@ namespace zrk {
 
 /// The centripetal Catmull-Rom curve through points. Positions and lengths are in model units. The parameter
 /// t is the index of a segment plus a fraction of its own parameter, from 0 to the number of segments; a t
-/// outside is taken as the nearest end. At each end of an open curve, the point before the end is mirrored to
-/// give the end segment the neighbour that it lacks.
+/// outside is taken as the nearest end. At each end of an open curve, the point next to the end is mirrored
+/// at it, which gives the last segment the neighbour that it lacks.
 ///
 /// The frame (T, N, B) has the unit tangent T. N is startNormal(T) at the start and is carried along from
 /// there without turning about the tangent; B = T x N. After one round of a closed curve the frame need not

@@ -6,14 +6,14 @@
 
 namespace zrk {
 
-/// v scaled to unit length; a zero vector stays as it is.
+/// Returns v scaled to unit length. A zero vector stays as it is.
 inline Tensor<3, double> normalized(Tensor<3, double> v)
 {
     normalize(v);
     return v;
 }
 
-/// A unit vector at right angles to a unit axis, the first of the two that measure an angle about it.
+/// Returns a unit vector at right angles to a unit axis, the first of the two that measure an angle about it.
 ///
 /// It also lies at right angles to z, or to y where the axis is nearly vertical (|axis.z| > 0.9). A zero
 /// axis gives zero.
@@ -24,14 +24,14 @@ inline Tensor<3, double> sideOf(const Tensor<3, double>& axis)
     return normalized(cross(std::abs(axis[2]) > 0.9 ? y : z, axis));
 }
 
-/// Component of p along a unit direction, added in the order x, y, z.
+/// Returns the component of p along a unit direction, added in the order x, y, z.
 template <class V>
 V along(const Tensor<3, double>& direction, const Tensor<3, V>& p)
 {
     return p[0] * direction[0] + p[1] * direction[1] + p[2] * direction[2];
 }
 
-/// p - origin.
+/// Returns p - origin.
 template <class V>
 Tensor<3, V> relativeTo(const Tensor<3, double>& origin, const Tensor<3, V>& p)
 {

@@ -54,7 +54,7 @@ public:
     }
 };
 
-/// A box with a regular grid over it; the node counts are kept when the box changes.
+/// A box with a regular grid over it. The node counts stay when the box changes.
 template <class T>
 class GridBox : public BBox<T> {
 public:

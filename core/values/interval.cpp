@@ -66,8 +66,8 @@ constexpr double kLargestAngle = 1e6;
 bool isLarge(const Range& x) { return x.lower < -kLargestAngle || x.upper > kLargestAngle; }
 bool hasInfinity(const Range& x) { return std::isinf(x.lower) || std::isinf(x.upper); }
 
-/// Range of a wave of period 2 pi that is 1 at `crest` and -1 half a period later,
-/// from its values at the ends.
+/// Returns the range of a wave of period 2 pi that is 1 at `crest` and -1 half a period later. `ends` are its
+/// values at the ends of x.
 Range wave(const Range& x, double crest, const Range& ends)
 {
     const bool high = isLarge(x) || mayReach(x, crest, 2 * kPi);
@@ -122,7 +122,7 @@ Interval<double> atan2(const Interval<double>& y, const Interval<double>& x)
     if (x.lower <= 0 && y.lower <= 0 && y.upper >= 0) {
         return widened({-kPi, kPi});
     }
-    // Seen from the origin, outside it, a box spans the angles between its corners.
+    // The box doesn't hold the origin. Seen from there, it spans the angles between its corners.
     return widened(hullOfCorners(atan2(y.lower, x.lower), atan2(y.lower, x.upper), atan2(y.upper, x.lower),
                                  atan2(y.upper, x.upper)));
 }
@@ -143,7 +143,7 @@ Interval<double> pow(const Interval<double>& base, const Interval<double>& expon
     if (!defined || exponent.isEntire()) {
         return Range::entire();
     }
-    // Monotone in each argument while the other is kept, so the extremes are at corners.
+    // The power is monotone in each argument while the other is fixed, so the extremes are at corners.
     return widenedPositive(hullOfCorners(pow(base.lower, exponent.lower), pow(base.lower, exponent.upper),
                                          pow(base.upper, exponent.lower), pow(base.upper, exponent.upper)));
 }

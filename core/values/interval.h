@@ -50,8 +50,8 @@ struct IntervalMask {
 /// - Infinite ends belong to the interval: a value may have overflowed. NaN belongs to the entire
 ///   interval [-inf, inf] only. An operation that could give NaN somewhere (inf - inf, 0 * inf,
 ///   a divisor that may be 0, the root or logarithm of something that may be negative, the sine
-///   of infinity ...) gives the entire interval, and every function takes the entire interval to
-///   itself, as its operand may be NaN.
+///   of infinity ...) gives the entire interval. So does every function of an entire interval, which
+///   may hold NaN; only minimum and maximum can drop a NaN.
 /// - An end of 0 stands for zeros of both signs.
 /// - `x * x` with one object on both sides is a square and never negative.
 ///
@@ -164,14 +164,14 @@ inline Interval<double> select(IntervalMask mask, const Interval<double>& a, con
     return all(mask) ? a : none(mask) ? b : hull(a, b);
 }
 
-/// If a value of a is NaN, the minimum is that NaN, so a may be entire. If a value of b is NaN, the
-/// minimum is a's value, which lies within the result anyway.
+/// The entire interval if a is entire, since the minimum is NaN if the value from a is. If only the value
+/// from b is NaN, the minimum is the one from a, which the result holds in any case.
 inline Interval<double> minimum(const Interval<double>& a, const Interval<double>& b)
 {
     return a.isEntire() ? a : Interval<double>{minimum(a.lower, b.lower), minimum(a.upper, b.upper)};
 }
-/// If a value of b is NaN, the maximum is that NaN, so b may be entire. If a value of a is NaN, the
-/// maximum is b's value, which lies within the result anyway.
+/// The entire interval if b is entire, since the maximum is NaN if the value from b is. If only the value
+/// from a is NaN, the maximum is the one from b, which the result holds in any case.
 inline Interval<double> maximum(const Interval<double>& a, const Interval<double>& b)
 {
     return b.isEntire() ? b : Interval<double>{maximum(a.lower, b.lower), maximum(a.upper, b.upper)};

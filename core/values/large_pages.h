@@ -47,8 +47,8 @@ struct LargePageAllocator : std::allocator<T> {
     }
 };
 
-/// A vector on large pages. The elements that `resize` adds mean nothing until they are written: several
-/// threads can fill them, and each gets its part of the pages cleared.
+/// A vector on large pages. The elements that `resize` adds have no defined value until they are written.
+/// Several threads can fill them, and the pages are then cleared by the threads that touch them first.
 template <class T>
 using LargeArray = std::vector<T, LargePageAllocator<T>>;
 
