@@ -8,11 +8,11 @@ namespace zrkmodel {
 
 /// How far along a curve the point closest to the position lies, for gradients that follow a path.
 ///
-/// | property   | unit | default | effect                                                     |
-/// |------------|------|---------|------------------------------------------------------------|
-/// | curve      |      | none    | the curve; without one nothing is written                   |
-/// | normalize  |      | true    | true: from 0 at the curve's start to 1 at its end           |
-/// | use length |      | false   | true: measures length; false: the curve's parameter         |
+/// | property   | unit | default | effect                                              |
+/// |------------|------|---------|-----------------------------------------------------|
+/// | curve      |      | none    | the curve; without one nothing is written           |
+/// | normalize  |      | true    | true: from 0 at the curve's start to 1 at its end   |
+/// | use length |      | false   | true: measures length; false: the curve's parameter |
 ///
 /// With t the parameter of the closest point, the density is
 ///

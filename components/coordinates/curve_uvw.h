@@ -8,11 +8,11 @@ namespace zrkmodel {
 
 /// Positions in coordinates along and around a curve, for textures, threads and coils that follow a path.
 ///
-/// | property        | unit | default | effect                                                        |
-/// |-----------------|------|---------|---------------------------------------------------------------|
-/// | curve           |      | none    | the curve; without one nothing is written                      |
-/// | mode            |      | 0       | 0 extrude; 1, or any other number, wrap                        |
-/// | normalizeLength |      | true    | true: U is a share of the curve's length; false: model units   |
+/// | property        | unit | default | effect                                                       |
+/// |-----------------|------|---------|--------------------------------------------------------------|
+/// | curve           |      | none    | the curve; without one nothing is written                    |
+/// | mode            |      | 0       | 0 extrude; 1, or any other number, wrap                      |
+/// | normalizeLength |      | true    | true: U is a share of the curve's length; false: model units |
 ///
 /// With (T, N, B) the frame at the curve's closest point and d the offset from that point to the position:
 ///

@@ -9,15 +9,15 @@ namespace zrkmodel {
 /// Positions in the coordinates of a cylinder or cone between two points: height along the axis,
 /// angle around it, and distance to the wall.
 ///
-/// | property     | unit | default   | effect                                                       |
-/// |--------------|------|-----------|--------------------------------------------------------------|
-/// | start point  | mu   | (0, 0, 0) | where the height is 0; if the ends are equal, V, W are NaN   |
-/// | end point    | mu   | (0, 0, 1) | the other end of the axis                                    |
-/// | start radius | mu   | 0.1       | radius at the start                                          |
-/// | end radius   | mu   | 0.1       | radius at the end; it goes on changing beyond the ends       |
-/// | inverse      |      | false     | is stored and changes nothing                                |
-/// | twist        | rad  | 0.0       | added to V from the start to the end, in proportion          |
-/// | cap style    |      | 1, round  | 0 none: the wall goes on beyond the ends; round otherwise    |
+/// | property     | unit | default   | effect                                                     |
+/// |--------------|------|-----------|------------------------------------------------------------|
+/// | start point  | mu   | (0, 0, 0) | where the height is 0; if the ends are equal, V, W are NaN |
+/// | end point    | mu   | (0, 0, 1) | the other end of the axis                                  |
+/// | start radius | mu   | 0.1       | radius at the start                                        |
+/// | end radius   | mu   | 0.1       | radius at the end; it goes on changing beyond the ends     |
+/// | inverse      |      | false     | is stored and changes nothing                              |
+/// | twist        | rad  | 0.0       | added to V from the start to the end, in proportion        |
+/// | cap style    |      | 1, round  | 0 none: the wall goes on beyond the ends; round otherwise  |
 ///
 /// With d = p - start, n the direction and L the length of the axis, h = d . n and t = h / L:
 ///

@@ -15,10 +15,10 @@ namespace zrkmodel {
 /// Positions in coordinates spun from several poles, which are points with a signed strength. Between poles
 /// of opposite sign the coordinates flow from one to the other, as in the potential of a multipole.
 ///
-/// | property        | unit | default | effect                                                        |
-/// |-----------------|------|---------|---------------------------------------------------------------|
-/// | const direction |      | false   | true: every pole measures its angles in the world's frame     |
-/// | poles (a list)  |      | empty   | the poles; without a usable one the output isn't written      |
+/// | property        | unit | default | effect                                                    |
+/// |-----------------|------|---------|-----------------------------------------------------------|
+/// | const direction |      | false   | true: every pole measures its angles in the world's frame |
+/// | poles (a list)  |      | empty   | the poles; without a usable one the output isn't written  |
 ///
 /// A pole is {"strength": 1, "is_ref": false, "point": [0, 0, 0]}, or it follows a point of the
 /// document: {"is_ref": true, "point_handle": UUID}. The strength is a factor without a unit, the point is in

@@ -9,12 +9,12 @@ namespace zrkmodel {
 /// Positions in the coordinates of a sphere: longitude, latitude, and distance to its surface.
 /// Patterns and pictures that read these coordinates run around the sphere.
 ///
-/// | property | unit | default   | effect                                                     |
-/// |----------|------|-----------|------------------------------------------------------------|
-/// | radius   | mu   | 1.0       | where W is 0                                               |
-/// | poles    |      | 0.0       | is stored and changes nothing                              |
-/// | center   | mu   | (0, 0, 0) | the middle of the sphere                                   |
-/// | inverse  |      | false     | true: maps from (U, V, W) to a position                    |
+/// | property | unit | default   | effect                                  |
+/// |----------|------|-----------|-----------------------------------------|
+/// | radius   | mu   | 1.0       | where W is 0                            |
+/// | poles    |      | 0.0       | is stored and changes nothing           |
+/// | center   | mu   | (0, 0, 0) | the middle of the sphere                |
+/// | inverse  |      | false     | true: maps from (U, V, W) to a position |
 ///
 /// With d = p - center and r = |d|:
 ///

@@ -7,10 +7,10 @@ namespace zrkmodel {
 
 /// Density of a gyroid, repeated with period 1 along each axis.
 ///
-/// | property | unit | default | effect                                                               |
-/// |----------|------|---------|----------------------------------------------------------------------|
-/// | contour  |      | 0.0     | added to the density; at about 0.5 everything is inside, at about    |
-/// |          |      |         | -0.5 nothing is                                                      |
+/// | property | unit | default | effect                                                            |
+/// |----------|------|---------|-------------------------------------------------------------------|
+/// | contour  |      | 0.0     | added to the density; at about 0.5 everything is inside, at about |
+/// |          |      |         | -0.5 nothing is                                                   |
 ///
 /// With X = 2 pi p.x, Y = 2 pi p.y and Z = 2 pi p.z,
 ///

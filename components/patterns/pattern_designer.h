@@ -8,10 +8,10 @@ namespace zrkmodel {
 
 /// A density made of plane waves, which are chosen by hand or drawn at random by `randomize`.
 ///
-/// | property       | unit | default | effect                                                          |
-/// |----------------|------|---------|-----------------------------------------------------------------|
-/// | mutliply       |      | false   | false: waves add; true: they multiply; documents spell it so    |
-/// | waves (a list) |      | empty   | the waves; without one the output isn't written                 |
+/// | property       | unit | default | effect                                                       |
+/// |----------------|------|---------|--------------------------------------------------------------|
+/// | mutliply       |      | false   | false: waves add; true: they multiply; documents spell it so |
+/// | waves (a list) |      | empty   | the waves; without one the output isn't written              |
 ///
 /// A wave is {"fx": 1, "fy": 0, "fz": 0, "amplitude": 1, "phase": 0}: the cycles per model unit along each
 /// axis, the amplitude without a unit, and the phase in cycles. The value of a wave is

@@ -8,13 +8,13 @@ namespace zrkmodel {
 
 /// Signed distance to a cylinder or cone between two points.
 ///
-/// | property     | unit | default   | effect                                                     |
-/// |--------------|------|-----------|------------------------------------------------------------|
-/// | start point  | mu   | (0, 0, 0) | one end of the axis                                        |
-/// | end point    | mu   | (0, 0, 1) | the other end; equal ends give NaN everywhere              |
-/// | start radius | mu   | 0.1       | radius at the start; a negative one moves the values up    |
-/// | end radius   | mu   | 0.1       | radius at the end; another than at the start makes a cone  |
-/// | cap style    |      | 2, round  | 0 none, 1 flat; every other number is round                |
+/// | property     | unit | default   | effect                                                  |
+/// |--------------|------|-----------|---------------------------------------------------------|
+/// | start point  | mu   | (0, 0, 0) | one end of the axis                                     |
+/// | end point    | mu   | (0, 0, 1) | the other end; equal ends give NaN everywhere           |
+/// | start radius | mu   | 0.1       | radius at the start; a negative one moves the values up |
+/// | end radius   | mu   | 0.1       | radius at the end; if it differs from the other, a cone |
+/// | cap style    |      | 2, round  | 0 none, 1 flat; every other number is round             |
 ///
 /// The distance is in model units (mu) and negative inside; the weight is that of `coords`. Along the axis s
 /// runs from 0 at the start to 1 at the end; r is the distance from the axis, and

@@ -8,11 +8,11 @@ namespace zrkmodel {
 
 /// Signed distance to a plane. What lies behind the plane is inside, so that it serves to cut other solids.
 ///
-/// | property | unit | default   | effect                                                          |
-/// |----------|------|-----------|-----------------------------------------------------------------|
-/// | origin   | mu   | (0, 0, 0) | a point on the plane                                            |
-/// | normal   |      | (0, 0, 1) | points outwards; only its direction counts; zero gives 0        |
-/// |          |      |           | everywhere                                                      |
+/// | property | unit | default   | effect                                                   |
+/// |----------|------|-----------|----------------------------------------------------------|
+/// | origin   | mu   | (0, 0, 0) | a point on the plane                                     |
+/// | normal   |      | (0, 0, 1) | points outwards; only its direction counts; zero gives 0 |
+/// |          |      |           | everywhere                                               |
 ///
 /// d = (p - origin) . normal / |normal|. The distance is in model units (mu) and negative behind the plane;
 /// the weight is that of `coords`.

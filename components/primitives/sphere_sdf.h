@@ -8,11 +8,11 @@ namespace zrkmodel {
 
 /// Signed distance to a sphere, the simplest solid.
 ///
-/// | property | unit | default   | effect                                             |
-/// |----------|------|-----------|----------------------------------------------------|
-/// | radius   | mu   | 1.0       | a negative radius moves every value up, so that    |
-/// |          |      |           | nothing is inside                                  |
-/// | center   | mu   | (0, 0, 0) | the middle of the sphere                           |
+/// | property | unit | default   | effect                                          |
+/// |----------|------|-----------|-------------------------------------------------|
+/// | radius   | mu   | 1.0       | a negative radius moves every value up, so that |
+/// |          |      |           | nothing is inside                               |
+/// | center   | mu   | (0, 0, 0) | the middle of the sphere                        |
 ///
 /// d = |p - center| - radius. The distance is in model units (mu) and negative inside; the weight is that of
 /// `coords`.

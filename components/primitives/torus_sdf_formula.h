@@ -11,9 +11,8 @@ namespace zrk {
 /// The ring, a circle of radius `ringRadius` in the plane z = center.z, is the middle of the
 /// tube. Negative radii are legal. NaN in any coordinate gives NaN.
 ///
-/// Source: Hart, "Sphere tracing: a geometric method for the antialiased ray tracing of implicit
-/// surfaces", The Visual Computer 12(10), 1996, doi:10.1007/s003710050084,
-/// appendix A.
+/// Source: Hart, "Sphere tracing: a geometric method for the antialiased ray tracing of implicit surfaces",
+/// The Visual Computer 12(10), 1996, doi:10.1007/s003710050084, appendix A.
 struct TorusDistance {
     Tensor<3, double> center;
     double ringRadius;

@@ -9,13 +9,13 @@ namespace zrkmodel {
 /// Scales, turns and moves positions, in this order. What is seen through the inverse looks scaled,
 /// turned and moved.
 ///
-/// | property    | unit    | default   | effect                                                           |
-/// |-------------|---------|-----------|------------------------------------------------------------------|
-/// | inverse     |         | true      | true: the inverse of the map; false: the map itself              |
-/// | translation | mu      | (0, 0, 0) | how far positions are moved                                      |
-/// | rotation    | degrees | (0, 0, 0) | about x, y and z, right-handed: first about z, then y, then x    |
-/// | scaling     |         | (1, 1, 1) | a factor for each axis; a negative one mirrors; a 0 gives        |
-/// |             |         |           | infinities or NaN in the inverse                                 |
+/// | property    | unit    | default   | effect                                                        |
+/// |-------------|---------|-----------|---------------------------------------------------------------|
+/// | inverse     |         | true      | true: the inverse of the map; false: the map itself           |
+/// | translation | mu      | (0, 0, 0) | how far positions are moved                                   |
+/// | rotation    | degrees | (0, 0, 0) | about x, y and z, right-handed: first about z, then y, then x |
+/// | scaling     |         | (1, 1, 1) | a factor for each axis; a negative one mirrors; a 0 gives     |
+/// |             |         |           | infinities or NaN in the inverse                              |
 ///
 /// p' = Rx Ry Rz S p + translation, or the inverse of this map. Positions are in model units (mu); the weight
 /// is that of `coords`.

@@ -8,12 +8,12 @@ namespace zrkmodel {
 
 /// Maps positions through a matrix. What is seen through the inverse looks moved by the matrix itself.
 ///
-/// | property | unit | default  | effect                                                             |
-/// |----------|------|----------|--------------------------------------------------------------------|
-/// | inverse  |      | true     | true: the inverse of the matrix, which is infinite or NaN for a    |
-/// |          |      |          | singular one; false: the matrix itself                             |
-/// | matrix   |      | identity | 16 numbers, column by column; the last column is the translation,  |
-/// |          |      |          | in model units (mu)                                                |
+/// | property | unit | default  | effect                                                            |
+/// |----------|------|----------|-------------------------------------------------------------------|
+/// | inverse  |      | true     | true: the inverse of the matrix, which is infinite or NaN for a   |
+/// |          |      |          | singular one; false: the matrix itself                            |
+/// | matrix   |      | identity | 16 numbers, column by column; the last column is the translation, |
+/// |          |      |          | in model units (mu)                                               |
 ///
 /// p' = M p for the position with a 1 appended. The last row of M takes no part except in the inverse, so
 /// there is no perspective. Positions are in model units (mu); the weight is that of `coords`.
