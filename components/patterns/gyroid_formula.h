@@ -10,7 +10,7 @@ namespace zrk {
 ///
 /// Source: the gyroid is due to Schoen, "Infinite periodic minimal surfaces without self-intersections", NASA
 /// TN D-5541, 1970. The formula is its nodal approximation, the leading term of a Fourier series (von
-/// Schnering, Nesper, "Nodal surfaces of Fourier series", Zeitschrift für Physik B 83, 1991), here divided
+/// Schnering, Nesper, "Nodal surfaces of Fourier series", Zeitschrift fuer Physik B 83, 1991), here divided
 /// by 3 and moved to a density.
 struct GyroidDensity {
     double offset;

@@ -22,7 +22,7 @@ namespace zrkmodel {
 ///   if that sum is 0. The density runs from 0 to 1.
 /// - Waves that multiply give 0.5 + 0.5 * (product of all w) with k = 1 / (product of |amplitude|). Waves of
 ///   amplitude 0 are left out; if none is left, the output isn't written. As k stands in every factor, the
-///   product of two waves of amplitude 0.5 reaches 4.
+///   product of two waves of amplitude 0.5 reaches 4 and the density 2.5.
 ///
 /// The density isn't cut to 0..1. There is no input: the waves are those at the positions of the domain, and
 /// the weight is that of the positions.

@@ -25,9 +25,9 @@ V heightAlong(const Tensor<3, double>& direction, const Tensor<3, V>& offset)
 
 /// An axis of rotation: a unit direction through a point. A zero direction maps every position to the point.
 ///
-/// Source: the rotation formula of Rodrigues, "Des lois géométriques qui régissent les déplacements d'un
-/// système solide dans l'espace", Journal de Mathématiques Pures et Appliquées 5, 1840. Here the part of
-/// the offset across the axis is (n x offset) x n, not the offset less its part along the axis.
+/// Source: the rotation formula of Rodrigues, Journal de Mathematiques Pures et Appliquees 5, 1840, pages 380
+/// to 440. Here the part of the offset across the axis is (n x offset) x n, not the offset less its part
+/// along the axis.
 struct RotationAxis {
     Tensor<3, double> center;
     Tensor<3, double> direction;
