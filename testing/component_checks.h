@@ -109,20 +109,6 @@ inline void load(ZRKSerializableObject& component, const ZRKJson& values)
     component.deserialize(ZRKDeserialization(values));
 }
 
-/// Pins in order, each as "name Tag", an input that passes positions through with a star.
-inline std::vector<std::string> pinsOf(const std::shared_ptr<ZRKGraphObject>& component)
-{
-    const auto graph = ZRKGraph::create();
-    const ZRKGraph::Node node = graph->addNode(component);
-    std::vector<std::string> pins;
-    for (const auto* side : {&node.record()->inputs, &node.record()->outputs}) {
-        for (const ZRKGraphPin& pin : *side) {
-            pins.push_back(pin.name + " " + pin.tag.name() + (pin.allowsPassthrough() ? "*" : ""));
-        }
-    }
-    return pins;
-}
-
 /// A fresh component stores `defaults`. One that reads `edited`, in which every value differs, stores
 /// just that, and so does its clone. A value of a wrong kind or a missing one is left alone.
 /// Both texts are in the stored order of the keys.

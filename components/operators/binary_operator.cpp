@@ -1,5 +1,6 @@
 #include "components/operators/binary_operator.h"
 
+#include "components/categories.h"
 #include "model/graph_item.h"
 #include "model/pins.h"
 
@@ -22,13 +23,17 @@ ZRKBinaryOperator::ZRKBinaryOperator(const ZRKBinaryOperator& other)
 
 ComponentIdentity ZRKBinaryOperator::identity()
 {
-    return {"ZRKBinaryOperator",
-            "BinaryOperator",
-            "FD99F113-273B-43E6-8A40-D978F004230E",
-            IconResources::comp_x_binary_operator,
-            &ZRKUIStrings::binary_operator,
-            {Tag::Any}, // one, although there are two pins
-            {Tag::Any}};
+    return {
+        .className = "ZRKBinaryOperator",
+        .typeName = "BinaryOperator",
+        .uuid = "FD99F113-273B-43E6-8A40-D978F004230E",
+        .icon = icon<IconColor::AnyTag, 0x00007EFFFF7E0000>("comp_x_binary_operator"),
+        .strings = {"binary_operator", "Binary operator",
+                    "Combines two fields: sum, difference, product, minimum, maximum or blend.",
+                    category::kOperators},
+        .inputs = {Tag::Any}, // one, although there are two pins
+        .outputs = {Tag::Any},
+    };
 }
 
 void ZRKBinaryOperator::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

@@ -67,12 +67,6 @@ TEST(BinaryOperationTable, FindsEachRowAndNoOther)
     }
 }
 
-TEST(BinaryOperator, HasItsPins)
-{
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKBinaryOperator>()),
-              (std::vector<std::string>{"a Any", "b Any", "a<>b Any"}));
-}
-
 TEST(BinaryOperator, StoresItsStrengthsThenItsOperation)
 {
     const std::string edited =
