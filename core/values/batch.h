@@ -80,7 +80,7 @@ private:
     lanes::Lanes _lanes;
 };
 
-// The meaning of these functions is told in frame/values/scalar_math.h.
+// The meaning of these functions is told in core/values/scalar_math.h.
 
 inline bool any(BatchMask mask) { return lanes::any(mask.native()); }
 inline bool all(BatchMask mask) { return lanes::all(mask.native()); }

@@ -6,7 +6,7 @@
 /// The functions a formula may call, for `double`.
 ///
 /// A formula is written once, as a template over its value type V, and runs with V = `double`,
-/// `Batch` (frame/values/batch.h) and `Interval<double>` (frame/values/interval.h). All three
+/// `Batch` (core/values/batch.h) and `Interval<double>` (core/values/interval.h). All three
 /// offer the functions of this header under the same names. Masks, the results of comparisons,
 /// combine with `&&`, `||` and `!`; both operands of these are always evaluated.
 namespace zrk {
