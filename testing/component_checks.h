@@ -108,20 +108,6 @@ inline void load(ZRKSerializableObject& component, const ZRKJson& values)
     component.deserialize(ZRKDeserialization(values));
 }
 
-/// Returns the pins in order, each as "name Tag". A star marks an input that passes positions through.
-inline std::vector<std::string> pinsOf(const std::shared_ptr<ZRKGraphObject>& component)
-{
-    const auto graph = ZRKGraph::create();
-    const ZRKGraph::Node node = graph->addNode(component);
-    std::vector<std::string> pins;
-    for (const auto* side : {&node.record()->inputs, &node.record()->outputs}) {
-        for (const ZRKGraphPin& pin : *side) {
-            pins.push_back(pin.name + " " + pin.tag.name() + (pin.allowsPassthrough() ? "*" : ""));
-        }
-    }
-    return pins;
-}
-
 /// Checks that a fresh component stores `defaults`; that one which reads `edited`, where every value differs,
 /// stores just that, and so does its clone; and that a missing value, or one of a wrong kind, changes
 /// nothing. Both texts have their keys in the stored order.

@@ -24,7 +24,7 @@ namespace zrkmodel {
 /// Without a mesh d is 0. At NaN and at infinity d is the largest double.
 ///
 ///     {"zrkGraph": 1,
-///      "nodes": [{"id": 1, "type": "MeshSDF", "import": "part.obj"}],
+///      "nodes": [{"id": 1, "type": "MeshSDF", "import": "torus_knot.obj"}],
 ///      "output": [1, 0]}
 ///
 /// Evaluators hold the mesh they were built with. Imports belong to the interface thread; evaluators may be

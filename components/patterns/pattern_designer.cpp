@@ -1,5 +1,6 @@
 #include "components/patterns/pattern_designer.h"
 
+#include "components/categories.h"
 #include "components/patterns/pattern_designer_formula.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
@@ -75,13 +76,16 @@ bool ZRKValueSerializer<ZRKPatternDesigner::Wave>::read(const ZRKDeserialization
 
 ComponentIdentity ZRKPatternDesigner::identity()
 {
-    return {"ZRKPatternDesigner",
-            "PatternDesigner",
-            "AE4FDE65-6F8E-4F44-B786-0C3F41F584FF",
-            IconResources::pattern_waves,
-            &ZRKUIStrings::periodic_wave_pattern,
-            {},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKPatternDesigner",
+        .typeName = "PatternDesigner",
+        .uuid = "AE4FDE65-6F8E-4F44-B786-0C3F41F584FF",
+        .icon = icon<IconColor::Pattern, 0xCC993264C993264C>("pattern_waves"),
+        .strings = {"periodic_wave_pattern", "Pattern designer",
+                    "A periodic pattern summed from waves of your own.", category::kPatterns},
+        .inputs = {},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKPatternDesigner::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

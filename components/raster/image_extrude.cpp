@@ -1,5 +1,6 @@
 #include "components/raster/image_extrude.h"
 
+#include "components/categories.h"
 #include "components/channel_conversion.h"
 #include "components/raster/image_extrude_formula.h"
 #include "core/engine/formula.h"
@@ -72,13 +73,16 @@ auto findCompositing(const std::string& name)
 
 ComponentIdentity ZRK2DImageExtrude::identity()
 {
-    return {"ZRK2DImageExtrude",
-            "2DImageExtrude",
-            "11CAA672-4ABD-4161-9BBB-AB3D24FD3B81",
-            IconResources::sc_image_extrude,
-            &ZRKUIStrings::image_triaxial_blend,
-            {},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRK2DImageExtrude",
+        .typeName = "2DImageExtrude",
+        .uuid = "11CAA672-4ABD-4161-9BBB-AB3D24FD3B81",
+        .icon = icon<IconColor::Scalar, 0x060C193264C890FF>("sc_image_extrude"),
+        .strings = {"image_triaxial_blend", "Image extrude",
+                    "Extrudes up to three pictures along the axes and combines them.", category::kImages},
+        .inputs = {},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRK2DImageExtrude::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

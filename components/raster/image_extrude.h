@@ -34,7 +34,7 @@ namespace zrkmodel {
 /// The weight is that of `coords`. Without a picture nothing is written.
 ///
 ///     {"zrkGraph": 1,
-///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "disc.png"}],
+///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/gear.png"}],
 ///      "nodes": [{"id": 1, "type": "ZRK2DImageExtrude",
 ///                 "values": {"wrap": false, "compositing": "multiply",
 ///                            "imageXY": "0b0e", "imageXZ": "0b0e"}}],

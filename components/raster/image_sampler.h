@@ -55,7 +55,7 @@ extern template class ZRKImageSamplerBase<4>;
 /// The first channel of a picture, as a density or a height.
 ///
 ///     {"zrkGraph": 1,
-///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "disc.png"}],
+///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/gear.png"}],
 ///      "nodes": [{"id": 1, "type": "ScalarImageSampler", "values": {"image": "0b0e"}}],
 ///      "output": [1, 0]}
 class ZRKScalarImageSampler final : public ZRKComponent<ZRKScalarImageSampler, ZRKImageSamplerBase<1>> {
@@ -70,7 +70,7 @@ public:
 /// The first three channels of a picture as a vector, such as an offset or a normal map.
 ///
 ///     {"zrkGraph": 1,
-///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "normals.png"}],
+///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/flower_normals.png"}],
 ///      "nodes": [{"id": 1, "type": "Vector3ImageSampler", "values": {"image": "0b0e", "wrap": false}}],
 ///      "output": [1, 0]}
 class ZRKVector3ImageSampler final : public ZRKComponent<ZRKVector3ImageSampler, ZRKImageSamplerBase<3>> {
@@ -87,7 +87,7 @@ public:
 /// Wound around a cylinder:
 ///
 ///     {"zrkGraph": 1,
-///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "tiles.png"}],
+///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/tile.png"}],
 ///      "nodes": [{"id": 1, "type": "CylinderUVW"},
 ///                {"id": 2, "type": "RGBAImageSampler", "values": {"image": "0b0e"}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}

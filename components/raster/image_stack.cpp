@@ -1,5 +1,6 @@
 #include "components/raster/image_stack.h"
 
+#include "components/categories.h"
 #include "components/channel_conversion.h"
 #include "core/engine/formula.h"
 #include "core/raster/raster_lookup.h"
@@ -38,13 +39,16 @@ std::uint8_t greyOf(double value)
 
 ComponentIdentity ZRK3DImage::identity()
 {
-    return {"ZRK3DImage",
-            "2DImageExtrude", // the name of another class: saved documents carry it
-            "494094F4-A6E5-4388-980F-7CEE65934F97",
-            IconResources::sc_image3d,
-            &ZRKUIStrings::image_volume,
-            {},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRK3DImage",
+        .typeName = "2DImageExtrude", // the name of another class: saved documents carry it
+        .uuid = "494094F4-A6E5-4388-980F-7CEE65934F97",
+        .icon = icon<IconColor::Scalar, 0xFF8181FF8181FF81>("sc_image3d"),
+        .strings = {"image_volume", "Image stack", "Samples a volume made of picture slices.",
+                    category::kImages},
+        .inputs = {},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRK3DImage::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

@@ -31,7 +31,7 @@ namespace zrkmodel {
 /// type name with the extrusion of pictures; the UUID, or the class name, tells them apart.
 ///
 ///     {"zrkGraph": 1,
-///      "resources": [{"uuid": "1c1f", "kind": "image3d", "path": "scan/"}],
+///      "resources": [{"uuid": "1c1f", "kind": "image3d", "path": "pictures/shell/"}],
 ///      "nodes": [{"id": 1, "type": "ZRK3DImage", "values": {"wrap": false, "image": "1c1f"}}],
 ///      "output": [1, 0]}
 ///

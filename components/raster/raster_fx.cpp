@@ -1,5 +1,6 @@
 #include "components/raster/raster_fx.h"
 
+#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "core/engine/rasterize.h"
 #include "core/raster/gaussian_blur.h"
@@ -34,13 +35,16 @@ struct VolumeInBox {
 
 ComponentIdentity ZRKRasterFX::identity()
 {
-    return {"ZRKRasterFX",
-            "RasterFX",
-            "245E6576-8E77-4C71-8AC3-5D25D92F40BA",
-            nullptr,
-            &ZRKUIStrings::image_rasterFX,
-            {Tag::Scalar},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKRasterFX",
+        .typeName = "RasterFX",
+        .uuid = "245E6576-8E77-4C71-8AC3-5D25D92F40BA",
+        .icon = {},
+        .strings = {"image_rasterFX", "Raster effects", "Freezes a field into a raster and filters it.",
+                    category::kImages},
+        .inputs = {Tag::Scalar},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKRasterFX::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

@@ -1,5 +1,6 @@
 #include "components/transport/image_sweep.h"
 
+#include "components/categories.h"
 #include "components/channel_conversion.h"
 #include "components/transport/image_sweep_formula.h"
 #include "core/engine/formula.h"
@@ -68,13 +69,16 @@ ZRKImageSweep::ZRKImageSweep(const ZRKImageSweep& other)
 
 ComponentIdentity ZRKImageSweep::identity()
 {
-    return {"ZRKImageSweep",
-            "ImageSweep",
-            "FA437C86-7ABF-4B30-9085-270ADB6606B6",
-            IconResources::sc_image_sweep,
-            &ZRKUIStrings::image_blend_sweep,
-            {}, // none, though there is an input pin
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKImageSweep",
+        .typeName = "ImageSweep",
+        .uuid = "FA437C86-7ABF-4B30-9085-270ADB6606B6",
+        .icon = icon<IconColor::Scalar, 0xC3C3C3C3FFC3C3C3>("sc_image_sweep"),
+        .strings = {"image_blend_sweep", "Image sweep",
+                    "Sweeps one picture into another by optimal transport.", category::kImages},
+        .inputs = {}, // none, though there is an input pin
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKImageSweep::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

@@ -43,8 +43,8 @@ namespace zrkmodel {
 /// resolution^2 cells, a second or so with the defaults. All other properties act on the stack that is there.
 ///
 ///     {"zrkGraph": 1,
-///      "resources": [{"uuid": "a1", "kind": "image2d", "path": "letter.png"},
-///                    {"uuid": "b2", "kind": "image2d", "path": "ring.png"}],
+///      "resources": [{"uuid": "a1", "kind": "image2d", "path": "pictures/letter.png"},
+///                    {"uuid": "b2", "kind": "image2d", "path": "pictures/ring.png"}],
 ///      "nodes": [{"id": 1, "type": "ImageSweep",
 ///                 "values": {"scaling": [[0, 1, 0]], "interpolation": [[0, 0, 0], [1, 1, 0]],
 ///                            "imageA": "a1", "imageB": "b2"}}],

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -119,7 +119,7 @@ struct InterpolationFunction<double> {
         int index;
     };
 
-    std::string name;
+    std::string_view name;
     std::int32_t kind;
     double (*evaluate)(double x, Segment segment); ///< value on the segment that starts at the point
     double (*slopeBack)(Segment segment);          ///< here, for a "smooth" segment that ends here
@@ -128,12 +128,13 @@ struct InterpolationFunction<double> {
     /// "linear".
     InterpolationFunction() : InterpolationFunction(kinds()[0]) {}
 
-    /// All kinds, at the index of their number.
+    /// All kinds, at the index of their number. Constant-initialised.
     static const std::array<InterpolationFunction, 4>& kinds();
 
 private:
-    InterpolationFunction(const char* name, zrk::CurveKind kind, double (*evaluate)(double, Segment),
-                          double (*slopeBack)(Segment), double (*slopeForward)(Segment))
+    constexpr InterpolationFunction(std::string_view name, zrk::CurveKind kind,
+                                    double (*evaluate)(double, Segment), double (*slopeBack)(Segment),
+                                    double (*slopeForward)(Segment))
         : name(name),
           kind(static_cast<std::int32_t>(kind)),
           evaluate(evaluate),

@@ -27,12 +27,8 @@ TEST(ShapeCoordinateComponents, HaveTheirStoredForm)
         kCylinder);
 }
 
-TEST(ShapeCoordinateComponents, HaveTheSamePinsAndForwardTheWeight)
+TEST(ShapeCoordinateComponents, ForwardTheWeight)
 {
-    const std::vector<std::string> pins{"coords Vector3d*", "coords Vector3d"};
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKSphereUVW>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKTorusUVW>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKCylinderUVW>()), pins);
     expectForwardedWeight<ZRKSphereUVW>();
     expectForwardedWeight<ZRKTorusUVW>();
     expectForwardedWeight<ZRKCylinderUVW>();

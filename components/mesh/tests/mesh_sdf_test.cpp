@@ -49,7 +49,6 @@ protected:
 TEST_F(MeshSDF, HasItsPlaceInGraphsAndDocuments)
 {
     EXPECT_EQ(stored(*mesh), stored(ZRKMeshSDF()));
-    EXPECT_EQ(pinsOf(mesh), (std::vector<std::string>{"coords Vector3d*", "sdf Scalar"}));
     expectForwardedWeight<ZRKMeshSDF>();
 }
 

@@ -39,7 +39,6 @@ TEST(PatternDesigner, HasItsStoredForm)
     EXPECT_EQ(stored(*component),
               R"({"mutliply":true,"waves":[{"fx":1.0,"fy":0.0,"fz":0.0,"amplitude":1.0,"phase":0.0},)"
               R"({"fx":1.0,"fy":2.0,"fz":0.0,"amplitude":1.0,"phase":0.0}]})");
-    EXPECT_EQ(pinsOf(component), std::vector<std::string>{"density Scalar"});
 }
 
 // The sines are of whole quarters of a turn, and the waves differ in every number.

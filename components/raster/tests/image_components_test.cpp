@@ -74,7 +74,6 @@ void loadWith(ZRKSerializableObject& component, const char* values,
 
 TEST(ImageComponents, HaveTheirPinsAndStoredForm)
 {
-    using Pins = std::vector<std::string>;
     const std::string sampler = R"({"wrap":true,"image":""})";
     EXPECT_EQ(stored(ZRKScalarImageSampler()), sampler);
     EXPECT_EQ(stored(ZRKVector3ImageSampler()), sampler);
@@ -83,11 +82,6 @@ TEST(ImageComponents, HaveTheirPinsAndStoredForm)
         stored(ZRK2DImageExtrude()),
         R"({"wrap":true,"size x":1.0,"size y":1.0,"size z":1.0,"compositing":"add","imageXY":"","imageYZ":"","imageXZ":""})");
     EXPECT_EQ(stored(ZRK3DImage()), R"({"wrap":true,"size x":1.0,"size y":1.0,"size z":1.0,"image":""})");
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKScalarImageSampler>()), (Pins{"coords Vector3d*", " Scalar"}));
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKVector3ImageSampler>()), (Pins{"coords Vector3d*", " Vector3d"}));
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKRGBAImageSampler>()), (Pins{"coords Vector3d*", " Color"}));
-    EXPECT_EQ(pinsOf(std::make_shared<ZRK2DImageExtrude>()), (Pins{"coords Vector3d*", " Scalar"}));
-    EXPECT_EQ(pinsOf(std::make_shared<ZRK3DImage>()), (Pins{"coords Vector3d*", " Scalar"}));
 
     const auto extrude = std::make_shared<ZRK2DImageExtrude>();
     const char* edited =

@@ -23,14 +23,6 @@ TEST(TransformComponents, HaveTheirStoredForm)
         R"({"angle":5.0,"axis":[1.0,0.0,0.0],"bend direction":[0.0,0.0,1.0],"center":[0.0,0.0,0.0]})", kBend);
 }
 
-TEST(TransformComponents, HaveTheSamePins)
-{
-    const std::vector<std::string> pins{"coords Vector3d*", "coords Vector3d"};
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKQuantizeTransform>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKTwistTransform>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKBendTransform>()), pins);
-}
-
 TEST(TransformComponents, ForwardTheWeightOfTheirCoordinates)
 {
     expectForwardedWeight<ZRKQuantizeTransform>();
