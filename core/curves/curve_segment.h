@@ -8,7 +8,7 @@ namespace zrk {
 /// How a curve runs from one key point to the next; the numbers are what documents store.
 enum class CurveKind { linear = 0, nearest = 1, smoothstep = 2, hermite = 3 };
 
-/// Formula of a curve between two neighbouring key points, for keys within them.
+/// The formula of a curve between two neighbouring key points, for keys within them.
 ///
 /// Where the points have the same key the value is that of the first.
 struct CurveSegment {
