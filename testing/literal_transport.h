@@ -104,13 +104,13 @@ inline void projectDivergenceFree(Field& u, DCT<double>& dct)
 }
 
 /// Runs the whole iteration and returns the density at cell centres in the order of a raster. The slices at
-/// the ends aren't exchanged for the pictures.
-inline Raster<1, 3, double> solve(Picture a, Picture b, int steps, const Picture* obstacle)
+/// the ends aren't exchanged for the images.
+inline Raster<1, 3, double> solve(Image a, Image b, int steps, const Image* obstacle)
 {
     const int nx = a.dims[0];
     const int ny = a.dims[1];
     double minimum = 1e9;
-    for (Picture* image : {&a, &b}) {
+    for (Image* image : {&a, &b}) {
         double mass = 0.0;
         for (double v : image->data) {
             mass += v;
@@ -120,7 +120,7 @@ inline Raster<1, 3, double> solve(Picture a, Picture b, int steps, const Picture
             minimum = std::min(minimum, v);
         }
     }
-    const auto pixel = [nx](const Picture& image, int i, int j) {
+    const auto pixel = [nx](const Image& image, int i, int j) {
         return image.data[static_cast<std::size_t>(j * nx + i)];
     };
     Field u = faces(nx, ny, steps);

@@ -26,24 +26,24 @@ struct Size {
 };
 
 /// A soft blob on a ground bright enough for a stable iteration.
-Picture blob(int n, double cx, double cy)
+Image blob(int n, double cx, double cy)
 {
-    Picture picture(n, n);
+    Image image(n, n);
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < n; ++i) {
             const double x = (i + 0.5) / n - cx;
             const double y = (j + 0.5) / n - cy;
-            picture.data[static_cast<std::size_t>(j * n + i)] = 0.05 + std::exp(-30 * (x * x + y * y));
+            image.data[static_cast<std::size_t>(j * n + i)] = 0.05 + std::exp(-30 * (x * x + y * y));
         }
     }
-    return picture;
+    return image;
 }
 
 /// Checks that the solver gives the same numbers as the iteration written down step by step.
 void compareWithLiteral()
 {
-    const Picture a = blob(16, 0.3, 0.4);
-    const Picture b = blob(16, 0.7, 0.6);
+    const Image a = blob(16, 0.3, 0.4);
+    const Image b = blob(16, 0.7, 0.6);
     DynamicTransportSolver solver(a, b, 5, nullptr);
     solver.solve(1, nullptr, nullptr);
     const Raster<1, 3, double> expected = literal::solve(a, b, 5, nullptr);

@@ -86,6 +86,12 @@ void ZRKGeometryBlend::onSerialize(ZRKSerialization& s) const
     geometries.serialize(s);
 }
 
+void ZRKGeometryBlend::onDeserialize(const ZRKDeserialization& d)
+{
+    falloff.deserialize(d);
+    geometries.deserialize(d);
+}
+
 zrk::Evaluation ZRKGeometryBlend::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
     auto distances =

@@ -196,7 +196,7 @@ public:
         : _chain(field), _step(step), _differences{1 / (4 * step), unit}
     {}
 
-    KernelReads reads() const override { return {1, true}; }
+    KernelReads reads() const override { return {1, true, ReadOrder::coordinatesFirst}; }
 
     void sample(EvaluationContext& context) const override
     {

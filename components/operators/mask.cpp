@@ -33,9 +33,11 @@ Tag ZRKMask::queryEffectiveOutputPinTag(const Pin_ref<1>& pin) { return effectiv
 zrk::Evaluation ZRKMask::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext&) const
 {
     using zrk::MaskMode;
+    using Arguments = zrk::FromSecondInputFirst;
     return evaluatorForTag(effectiveTag(pin), [this](auto n) {
-        return replace.value() ? zrk::evaluator(zrk::Masking<MaskMode::replace, n()>{multiplier.value()})
-                               : zrk::evaluator(zrk::Masking<MaskMode::lower, n()>{multiplier.value()});
+        const double factor = multiplier.value();
+        return replace.value() ? zrk::evaluator<Arguments>(zrk::Masking<MaskMode::replace, n()>{factor})
+                               : zrk::evaluator<Arguments>(zrk::Masking<MaskMode::lower, n()>{factor});
     });
 }
 

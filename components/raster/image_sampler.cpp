@@ -11,7 +11,7 @@ namespace zrkmodel {
 
 namespace {
 
-/// The colour of a picture at the first two coordinates.
+/// The colour of an image at the first two coordinates.
 template <int N, zrk::Border kBorder>
 struct ImageValue {
     zrk::RasterLookup<N, 2, kBorder> lookup;
@@ -41,36 +41,39 @@ template <int N>
 void ZRKImageSamplerBase<N>::onDeserialize(const ZRKDeserialization& d)
 {
     ZRKExtensionBase::onDeserialize(d);
-    _raster.reset();
+    _raster.set(nullptr);
 }
 
 template <int N>
 void ZRKImageSamplerBase<N>::pick(const std::shared_ptr<ZRKImage2d>& picked)
 {
-    _raster.reset();
+    _raster.set(nullptr);
     image.set(picked);
 }
 
 template <int N>
-void ZRKImageSamplerBase<N>::_ensureRasterCache() const
+auto ZRKImageSamplerBase<N>::_ensureRasterCache() const -> SharedPixels
 {
-    if (!_raster) {
-        _raster = interleavedChannels<N>(image.value());
-    }
+    return _raster.use([this](SharedPixels& raster) {
+        if (!raster) {
+            raster = interleavedChannels<N>(image.value());
+        }
+        return raster;
+    });
 }
 
 template <int N>
 zrk::Evaluation ZRKImageSamplerBase<N>::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
     using zrk::Border;
-    _ensureRasterCache();
-    if (!_raster) {
+    const SharedPixels raster = _ensureRasterCache();
+    if (!raster) {
         return zrk::doNothing();
     }
     if (wrap.value()) {
-        return zrk::evaluator(ImageValue<N, Border::Wrap>{zrk::RasterLookup<N, 2, Border::Wrap>(_raster)});
+        return zrk::evaluator(ImageValue<N, Border::Wrap>{zrk::RasterLookup<N, 2, Border::Wrap>(raster)});
     }
-    return zrk::evaluator(ImageValue<N, Border::Clamp>{zrk::RasterLookup<N, 2, Border::Clamp>(_raster)});
+    return zrk::evaluator(ImageValue<N, Border::Clamp>{zrk::RasterLookup<N, 2, Border::Clamp>(raster)});
 }
 
 template class ZRKImageSamplerBase<1>;
