@@ -66,7 +66,7 @@ double literalSignedDistance(const MeshWindingField& field, const double* p)
                                           tree.vertexOf(t, 2), closest);
         },
         p, distance);
-    return field.windingNumber(p) > 0.5 ? -distance : distance;
+    return field.windingNumber(pointAt(p)) > 0.5 ? -distance : distance;
 }
 
 /// One mesh with its points, for all its entries.
@@ -91,14 +91,14 @@ struct Case {
     {
         MeshWindingField::Trail trail;
         for (const Point& p : points) {
-            *out++ = inARow ? field->meshDistance(p.begin(), trail) : field->meshDistance(p.begin());
+            *out++ = inARow ? field->meshDistance(p, trail) : field->meshDistance(p);
         }
     }
     void signedDistances(const std::vector<Point>& points, bool inARow, double* out) const
     {
         MeshWindingField::Trail trail;
         for (const Point& p : points) {
-            *out++ = inARow ? field->signedDistance(p.begin(), trail) : field->signedDistance(p.begin());
+            *out++ = inARow ? field->signedDistance(p, trail) : field->signedDistance(p);
         }
     }
 };
@@ -205,7 +205,7 @@ void addThreads(const std::string& name, const Shared& c, std::vector<Row>& rows
             entries.back().c_str(),
             [c, threads](benchmark::State& state) {
                 constexpr int kNodes = 96;
-                const IField field = literal::node(1, meshEvaluator(c->field), {literal::position()});
+                const IField field = literal::node(1, Evaluator(meshKernel(c->field)), {literal::position()});
                 const Region<3, 3, double, 1> grid({kLower, kLower, kLower}, {kUpper, kUpper, kUpper}, kNodes,
                                                    kNodes, kNodes);
                 Raster<1, 3, double> raster(kNodes, kNodes, kNodes);

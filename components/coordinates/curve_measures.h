@@ -4,6 +4,7 @@
 #include "model/geometry.h"
 
 #include <cmath>
+#include <numbers>
 
 /// What the curve components compute of a position, on any curve that a host supplies.
 namespace zrkmodel {
@@ -60,7 +61,7 @@ struct WrapMeasure {
 
     zrk::Tensor<3, double> operator()(const zrk::Tensor<3, double>& p, double& near) const
     {
-        constexpr double kPi = 3.141592653589793;
+        constexpr double kPi = std::numbers::pi;
         const CurveOffset at(curve, p, near);
         const double angle = std::abs(std::atan2(dot(at.offset, at.binormal), dot(at.offset, at.normal)));
         return {at.along * scale, (angle + angle) / kPi, std::sqrt(dot(at.offset, at.offset))};

@@ -43,18 +43,15 @@ public:
         }
         run.forwardWeights(positions);
         double near = std::numeric_limits<double>::quiet_NaN();
-        std::size_t i = 0;
-        for (; i < run.sampleCount(); ++i) {
+        for (std::size_t i = 0; i < run.sampleCount(); ++i) {
             const auto value =
                 _measure({positions.row(0)[i], positions.row(1)[i], positions.row(2)[i]}, near);
             for (std::size_t c = 0; c < Measure::kShape; ++c) {
                 rows[c][i] = value[c];
             }
         }
-        for (; i % Batch::size != 0; ++i) {
-            for (double* row : rows) {
-                row[i] = 0;
-            }
+        for (double* row : rows) {
+            fillLastBatch(row, run.sampleCount());
         }
     }
 

@@ -5,6 +5,8 @@
 #include "core/values/scalar_math.h"
 #include "core/values/tensor.h"
 
+#include <numbers>
+
 namespace zrk {
 
 inline constexpr double kInversePi = 0.3183098861837907;
@@ -55,7 +57,7 @@ struct SpherePosition {
     template <class V>
     Tensor<3, V> operator()(const Tensor<3, V>& uvw) const
     {
-        constexpr double kPi = 3.141592653589793;
+        constexpr double kPi = std::numbers::pi;
         V sineU, cosineU, sineV, cosineV;
         sincos(uvw[0] * kPi, sineU, cosineU);
         sincos(uvw[1] * kPi, sineV, cosineV);

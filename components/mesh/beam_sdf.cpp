@@ -2,7 +2,6 @@
 
 #include "components/categories.h"
 #include "components/distance_pins.h"
-#include "components/mesh/beam_kernel.h"
 #include "core/values/bbox.h"
 #include "formats/obj.h"
 
@@ -36,30 +35,34 @@ void ZRKBeamSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { ad
 
 zrk::Evaluation ZRKBeamSDF::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
-    return zrk::beamEvaluator(cacheMadeIfMissing()->field);
+    makeCacheIfMissing();
+    return zrk::slotEvaluator(_slot);
 }
 
-ZRKBeamSDF::Cache ZRKBeamSDF::cacheMadeIfMissing() const
+void ZRKBeamSDF::makeCacheIfMissing() const
 {
     const std::lock_guard lock(_mutex);
     if (!_cache) {
-        _cache = makeLatticeBeam(zrk::LatticeGrid::between(min.value(), max.value(), kNodes));
+        setCache(zrk::BeamCacheData::ofGrid(zrk::LatticeGrid::between(min.value(), max.value(), kNodes)));
     }
-    return _cache;
 }
 
 void ZRKBeamSDF::replaceCache(Cache cache)
 {
     const std::lock_guard lock(_mutex);
+    setCache(std::move(cache));
+}
+
+/// For a caller that holds _mutex.
+void ZRKBeamSDF::setCache(Cache cache) const
+{
+    if (cache) {
+        _slot->fill(zrk::beamKernel(cache->field));
+    }
     _cache = std::move(cache);
 }
 
-ZRKBeamSDF::Cache ZRKBeamSDF::makeLatticeBeam(const zrk::LatticeGrid& grid)
-{
-    return zrk::BeamCacheData::ofGrid(grid);
-}
-
-std::string ZRKBeamSDF::makeLatticeBeam(const std::filesystem::path& path)
+std::string ZRKBeamSDF::importLattice(const std::filesystem::path& path)
 {
     zrk::WavefrontObj mesh = zrk::readWavefrontObj(path);
     if (!mesh.indexProblem.empty()) {
@@ -77,9 +80,10 @@ std::string ZRKBeamSDF::makeLatticeBeam(const std::filesystem::path& path)
 std::string ZRKBeamSDF::importFiles(const std::vector<std::filesystem::path>& paths, zrk::ProgressMonitor*)
 {
     if (!paths.empty()) {
-        return makeLatticeBeam(paths.front());
+        return importLattice(paths.front());
     }
-    replaceCache(makeLatticeBeam(zrk::LatticeGrid::between(kImportBox.min, kImportBox.max, kNodesOfImport)));
+    replaceCache(zrk::BeamCacheData::ofGrid(
+        zrk::LatticeGrid::between(kImportBox.min, kImportBox.max, kNodesOfImport)));
     return "";
 }
 

@@ -2,7 +2,6 @@
 
 #include "components/categories.h"
 #include "components/distance_pins.h"
-#include "components/mesh/mesh_kernel.h"
 #include "components/shared_icons.h"
 #include "core/engine/progress.h"
 #include "core/values/bbox.h"
@@ -29,7 +28,7 @@ void ZRKMeshSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { ad
 
 zrk::Evaluation ZRKMeshSDF::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
-    return zrk::meshEvaluator(field());
+    return zrk::slotEvaluator(_slot);
 }
 
 ZRKMeshSDF::Field ZRKMeshSDF::field() const
@@ -64,6 +63,7 @@ std::string ZRKMeshSDF::importFiles(const std::vector<std::filesystem::path>& pa
         std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
     {
         const std::lock_guard lock(_mutex);
+        _slot->fill(zrk::meshKernel(field));
         _field.swap(field);
     }
     return mesh.problem;

@@ -3,6 +3,8 @@
 #include "core/values/scalar_math.h"
 #include "core/values/tensor.h"
 
+#include <numbers>
+
 namespace zrk {
 
 /// Density of a gyroid of period 1 along each axis, which runs from about offset - 0.5 to offset + 0.5.
@@ -21,7 +23,7 @@ struct GyroidDensity {
     template <class V>
     V operator()(const Tensor<3, V>& p) const
     {
-        constexpr double kTurn = 6.283185307179586;
+        constexpr double kTurn = 2 * std::numbers::pi;
         constexpr double kThird = 0.333333333; // these nine digits are part of the results
         V sine[3];
         V cosine[3];

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <memory>
+#include <numbers>
 #include <vector>
 
 namespace zrk {
@@ -58,7 +59,7 @@ struct WaveDensity {
 /// Turns waves in cycles into records in radians, whose amplitudes are multiplied by `scale`.
 inline std::vector<PlaneWave> waveRecords(std::vector<PlaneWave> waves, double scale)
 {
-    constexpr double kTurn = 6.283185307179586;
+    constexpr double kTurn = 2 * std::numbers::pi;
     for (PlaneWave& wave : waves) {
         wave = {wave.fx * kTurn, wave.fy * kTurn, wave.fz * kTurn, wave.amplitude * scale,
                 wave.phase * kTurn};

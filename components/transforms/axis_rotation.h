@@ -3,10 +3,12 @@
 #include "core/values/scalar_math.h"
 #include "core/values/tensor.h"
 
+#include <numbers>
+
 namespace zrk {
 
 /// The factor from degrees to radians.
-inline constexpr double kRadiansPerDegree = 0.017453292519943295;
+inline constexpr double kRadiansPerDegree = std::numbers::pi / 180;
 
 /// Returns the rotation in radians per model unit that reaches an angle over a length in model units. For the
 /// length 0 it returns the angle itself in radians.

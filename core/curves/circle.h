@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/box.h"
 #include "core/values/vector3.h"
 
 #include <numbers>
@@ -35,7 +36,7 @@ public:
     double tMax() const { return 2 * std::numbers::pi; }
     double length() const { return _radius * tMax(); }
     bool closed() const { return true; }
-    Box3 bounds() const;
+    Box<double> bounds() const;
 
 private:
     Vector3 _center;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/box.h"
 #include "core/values/vector3.h"
 
 #include <array>
@@ -29,7 +30,7 @@ public:
     Vector3 tangent(double u) const;
     bool isPoint() const { return _isPoint; }
     /// Returns the box of the Bezier points, which holds the whole piece.
-    Box3 hull() const;
+    Box<double> hull() const;
 
     /// Two squared distances, between which the squared distance to the piece lies.
     struct SquaredBounds {

@@ -2,6 +2,7 @@
 
 #include "core/curves/curve_place.h"
 #include "core/curves/segment_tree.h"
+#include "core/values/box.h"
 #include "core/values/vector3.h"
 
 #include <cmath>
@@ -15,7 +16,7 @@ namespace zrk {
 /// the nearest end.
 ///
 /// The frame (T, N, B) is one for each segment. T is the unit tangent. On the first segment N is
-/// startNormal(T); on each further one N is carried along by the smallest rotation that takes one tangent to
+/// sideOf(T); on each further one N is carried along by the smallest rotation that takes one tangent to
 /// the next. B = T x N. A segment of length 0 has the tangent of the one before it or, at the curve's start,
 /// of the first one that has a length.
 ///
@@ -47,7 +48,7 @@ public:
     double tMax() const { return static_cast<double>(_segments.size()); }
     double length() const { return _starts.back(); }
     bool closed() const { return _closed; }
-    const Box3& bounds() const { return _bounds; }
+    const Box<double>& bounds() const { return _bounds; }
 
 private:
     struct Segment {
@@ -66,7 +67,7 @@ private:
     std::vector<Frame> _frames;  ///< one for each segment
     std::vector<double> _starts; ///< length up to each segment, and last the whole length
     SegmentTree _tree;
-    Box3 _bounds;
+    Box<double> _bounds;
     bool _closed;
 
     static constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();

@@ -3,6 +3,7 @@
 #include "core/curves/cubic_piece.h"
 #include "core/curves/curve_place.h"
 #include "core/curves/segment_tree.h"
+#include "core/values/box.h"
 #include "core/values/vector3.h"
 
 #include <cmath>
@@ -16,7 +17,7 @@ namespace zrk {
 /// outside is taken as the nearest end. At each end of an open curve, the point next to the end is mirrored
 /// at it, which gives the last segment the neighbour that it lacks.
 ///
-/// The frame (T, N, B) has the unit tangent T. N is startNormal(T) at the start and is carried along from
+/// The frame (T, N, B) has the unit tangent T. N is sideOf(T) at the start and is carried along from
 /// there without turning about the tangent; B = T x N. After one round of a closed curve the frame need not
 /// meet itself. Where points repeat, a segment is a single point: it has the tangent of the segment before it
 /// or, at the curve's start, of the first one that has a length.
@@ -56,7 +57,7 @@ public:
     double tMax() const { return static_cast<double>(_segments.size()); }
     double length() const { return _length; }
     bool closed() const { return _closed; }
-    const Box3& bounds() const { return _bounds; }
+    const Box<double>& bounds() const { return _bounds; }
 
 private:
     /// Where a stretch begins over which length and turn are integrated in one step.
@@ -70,7 +71,7 @@ private:
     std::vector<CubicPiece> _segments;
     std::vector<Stretch> _stretches;
     SegmentTree _tree;
-    Box3 _bounds;
+    Box<double> _bounds;
     double _length = 0;
     bool _closed;
 

@@ -84,7 +84,11 @@ void BlockEngine::runClosure(std::size_t slot, std::size_t lane)
     }
     EvaluationSlot& s = _context.slots[slot];
     _context.pushSlot(static_cast<std::int32_t>(slot));
-    s.evaluator(_context);
+    if (state.ofRun) {
+        state.ofRun->sample(_context);
+    } else {
+        s.evaluator(_context);
+    }
     _context.popSlot();
     state.closure->done.set(lane);
 

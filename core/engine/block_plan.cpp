@@ -48,7 +48,10 @@ void BlockEngine::classify(std::size_t slot, std::size_t target)
         state.source = Source::Positions;
     } else if (const Kernel* kernel = recognisedKernel(s.evaluator)) {
         state.source = Source::Kernel;
-        state.kernel = kernel;
+        if (!state.ofRun) {
+            state.ofRun = kernel->forRun();
+        }
+        state.kernel = state.ofRun ? state.ofRun.get() : kernel;
         resolveReads(slot);
     } else {
         state.source = Source::Closure;

@@ -160,6 +160,9 @@ public:
     /// True when `block` touches no sample itself: it hands rows on and adds loops, which depend only on
     /// what rows its inputs have. The loops may run later, and again for other blocks over the same rows.
     virtual bool runsAsLoops() const { return false; }
+    /// The kernel that a whole run uses in this one's place, where this one may change between runs; null:
+    /// this one itself. The engine asks once when a run begins.
+    virtual std::shared_ptr<const Kernel> forRun() const { return nullptr; }
 };
 
 /// The closure around a kernel. The engine recognises it by its type as the target of an

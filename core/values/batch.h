@@ -85,11 +85,27 @@ private:
     lanes::Lanes _lanes;
 };
 
+/// Returns `count` rounded up to whole batches.
+constexpr std::size_t wholeBatches(std::size_t count)
+{
+    return (count + Batch::size - 1) / Batch::size * Batch::size;
+}
+
+/// Fills the rest of a row's last batch with zeros, from `count` on.
+inline void fillLastBatch(double* row, std::size_t count)
+{
+    for (; count % Batch::size != 0; ++count) {
+        row[count] = 0.0;
+    }
+}
+
 // core/values/scalar_math.h says what these functions mean.
 
 inline bool any(BatchMask mask) { return lanes::any(mask.native()); }
 inline bool all(BatchMask mask) { return lanes::all(mask.native()); }
 inline bool none(BatchMask mask) { return !any(mask); }
+/// A bit a lane, the first lane's the lowest.
+inline unsigned bitsOf(BatchMask mask) { return lanes::bitsOf(mask.native()); }
 
 inline Batch gather(const double* from, Batch index) { return Batch(lanes::gather(from, index.native())); }
 

@@ -59,6 +59,16 @@ inline Lanes gather(const double* from, Lanes index)
 inline Lanes select(Mask mask, Lanes a, Lanes b) { return xsimd::select(mask, a, b); }
 inline bool any(Mask mask) { return xsimd::any(mask); }
 inline bool all(Mask mask) { return xsimd::all(mask); }
+inline unsigned bitsOf(Mask mask)
+{
+#if defined(__AVX512F__)
+    return static_cast<unsigned>(mask.data);
+#elif defined(__AVX__)
+    return static_cast<unsigned>(_mm256_movemask_pd(mask));
+#else
+    return static_cast<unsigned>(_mm_movemask_pd(mask));
+#endif
+}
 
 // xsimd's own negation of wide registers is 0 - x, which loses the sign of zero.
 inline Lanes negative(Lanes x) { return x ^ Lanes(-0.0); }
@@ -107,6 +117,7 @@ inline void store(Lanes x, double* to) { *to = x; }
 inline void storeAligned(Lanes x, double* to) { *to = x; }
 
 inline Lanes negative(Lanes x) { return -x; }
+inline unsigned bitsOf(Mask mask) { return mask ? 1u : 0u; }
 using zrk::abs;
 using zrk::acos;
 using zrk::all;

@@ -4,12 +4,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <random>
 
 namespace zrk::optimalTransport {
 namespace {
 
-constexpr double kPi = 3.141592653589793;
+constexpr double kPi = std::numbers::pi;
 
 /// Mode m of a cosine along each axis.
 std::vector<double> mode(const int (&n)[3], const int (&m)[3])

@@ -163,7 +163,7 @@ const Binary kBinary[] = {BINARY(atan2, 4), BINARY(pow, 2)};
 std::vector<double> run(Batch (*f)(Batch, Batch), std::vector<double> a, std::vector<double> b)
 {
     const std::size_t count = a.size();
-    const std::size_t padded = (count + Batch::size - 1) / Batch::size * Batch::size;
+    const std::size_t padded = wholeBatches(count);
     a.resize(padded);
     b.resize(padded);
     std::vector<double> result(padded);
