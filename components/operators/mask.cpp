@@ -1,6 +1,5 @@
 #include "components/operators/mask.h"
 
-#include "components/evaluator_for_tag.h"
 #include "components/operators/mask_formula.h"
 #include "model/pins.h"
 
@@ -29,7 +28,7 @@ Tag ZRKMask::queryEffectiveOutputPinTag(const Pin_ref<1>& pin) { return effectiv
 zrk::Evaluation ZRKMask::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext&) const
 {
     using zrk::MaskMode;
-    return evaluatorForTag(effectiveTag(pin), [this](auto n) {
+    return makeForTag(effectiveTag(pin), [this](auto n) {
         return replace.value() ? zrk::evaluator(zrk::Masking<MaskMode::replace, n()>{multiplier.value()})
                                : zrk::evaluator(zrk::Masking<MaskMode::lower, n()>{multiplier.value()});
     });
