@@ -83,6 +83,12 @@ public:
     ZRKMultipoleUVW() = default;
     /// A copy, and so a clone, starts without poles.
     ZRKMultipoleUVW(const ZRKMultipoleUVW& other) : ZRKComponent(other) {}
+    /// Assigns what a clone gets, telling no one. The target keeps the poles that it has.
+    ZRKMultipoleUVW& operator=(const ZRKMultipoleUVW& other)
+    {
+        other._copyTo(this);
+        return *this;
+    }
     ~ZRKMultipoleUVW() override { unregister_all_refs(); }
 
     static ComponentIdentity identity();
@@ -102,8 +108,9 @@ private:
     void followReferences();
 };
 
-/// An object with the members "strength", "is_ref", "point" (where the pole is now) and, for a
-/// reference only, "point_handle".
+/// An object with the members "strength", "is_ref", "point" and, for a reference only, "point_handle".
+/// "point" is where the pole is now; for a reference that doesn't resolve it is what was read, so that the
+/// point that was known last goes from one document to the next.
 template <>
 struct ZRKValueSerializer<ZRKMultipoleUVW::Pole> {
     using Pole = ZRKMultipoleUVW::Pole;
