@@ -45,6 +45,12 @@ public:
     ZRKPatternDesigner() = default;
     /// A copy, and so a clone, starts without waves.
     ZRKPatternDesigner(const ZRKPatternDesigner& other) : ZRKComponent(other) {}
+    /// Assigns what a clone gets, telling no one. The target keeps the waves that it has.
+    ZRKPatternDesigner& operator=(const ZRKPatternDesigner& other)
+    {
+        other._copyTo(this);
+        return *this;
+    }
 
     /// Throws all waves anew and adds none: whole frequencies from -3 to 3, amplitude and phase from 0 to
     /// below 1. The numbers go on from call to call of one thread, and are the same in every thread.

@@ -45,6 +45,7 @@ public:
     ZRKRasterFX() = default;
     /// A copy reads the same raster, but has forgotten the grid, and is stale.
     ZRKRasterFX(const ZRKRasterFX& other) : ZRKComponent(other), _raster(other._raster) {}
+    ZRKRasterFX& operator=(const ZRKRasterFX&) = default;
 
     /// Asks for a stale raster to be rebuilt with the next evaluator; announced as "update".
     void update();

@@ -76,6 +76,7 @@ public:
     ZRKImageSweep() = default;
     /// A copy has the stack, but not the pictures that a crossfade mixes in, until it computes.
     ZRKImageSweep(const ZRKImageSweep& other);
+    ZRKImageSweep& operator=(const ZRKImageSweep&) = default;
 
     /// Computes the stack from the pictures; announced as "raster".
     /// @param monitor  told of the progress, may stop the computation; without one, percents go to the
