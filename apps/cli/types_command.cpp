@@ -71,7 +71,7 @@ const char* optionName(zrkmodel::ZRKPinOpt option)
     return "None";
 }
 
-/// A fresh node of the type, with its pins declared, and the graph that it lives in.
+/// A fresh node of a type, with its pins declared, and the graph that it lives in.
 struct Specimen {
     std::shared_ptr<zrkmodel::ZRKGraph> graph = zrkmodel::ZRKGraph::create();
     std::shared_ptr<zrkmodel::ZRKGraphObject> object;

@@ -10,7 +10,7 @@ namespace zrkmodel {
 
 namespace {
 
-/// (share of the range of u, share of the range of v, distance to the closest surface point)
+/// The triple (u as a share of its range, v as a share of its range, distance to the closest surface point).
 struct FaceMeasure {
     static constexpr std::uint32_t kShape = 3;
     SurfaceParametrization surface;

@@ -19,7 +19,8 @@ double drawFrequency()
     return std::uniform_int_distribution<int>(-3, 3)(generator);
 }
 
-/// From 0 to below 1. Written out, as libraries differ in how they make a double of two draws.
+/// Returns a number from 0 to below 1. The formula is written out because standard libraries differ in how
+/// they make a double of two draws.
 double drawShare()
 {
     thread_local std::mt19937 generator;
@@ -28,7 +29,7 @@ double drawShare()
     return std::min((low + high * 4294967296.0) / 18446744073709551616.0, std::nextafter(1.0, 0.0));
 }
 
-/// The wave's numbers with their keys, in the stored order.
+/// Calls visit(key, number) for the wave's numbers in the order in which they are stored.
 template <class Wave, class Visit>
 void forEachNumber(Wave& wave, Visit visit)
 {

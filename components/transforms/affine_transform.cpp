@@ -10,7 +10,7 @@ namespace zrkmodel {
 
 namespace {
 
-/// Scaling first, then the rotations about z, y and x, then the translation.
+/// Returns the matrix that scales first, then turns about z, y and x, and then translates.
 zrk::Matrix4 composed(const zrk::Tensor<3, double>& translation,
                       const zrk::Tensor<3, double>& rotationDegrees, const zrk::Tensor<3, double>& scaling)
 {

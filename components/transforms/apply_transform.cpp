@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kCoordinates = 0;
 constexpr std::size_t kField = 1;
 
-/// The record of the field as it is, N components and the weight.
+/// Hands on the record of the field as it is: N components and the weight.
 template <std::uint32_t N>
 class ForwardField final : public zrk::Kernel {
 public:

@@ -11,7 +11,8 @@ namespace {
 
 using zrk::Batch;
 
-/// N scalars as one record, with the largest of 0 and their weights. Only weights are computed in a block.
+/// Makes one record of N scalars, with the largest of 0 and their weights. In a block the components are
+/// forwarded, and only the weights are computed.
 template <int N>
 class CombinedComponents final : public zrk::Kernel {
 public:
@@ -62,7 +63,7 @@ public:
     }
 
 private:
-    /// The input's weight only if it is greater, which NaN isn't.
+    /// Returns the input's weight if it is greater, which a NaN isn't, and otherwise the largest so far.
     template <class V>
     static V larger(const V& input, const V& soFar)
     {

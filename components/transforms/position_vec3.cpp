@@ -9,7 +9,7 @@ namespace zrkmodel {
 
 namespace {
 
-/// The place of a position in a box: 0 at the lower, 1 at the upper corner.
+/// The place of a position in a box, from 0 at the lower to 1 at the upper corner.
 struct PlaceInBox {
     zrk::Tensor<3, double> lower;
     zrk::Tensor<3, double> inverseSize;
@@ -24,6 +24,7 @@ struct PlaceInBox {
     }
 };
 
+/// The place in the model's local box of a position that is first taken to the model's own space.
 struct PlaceInObject {
     zrk::MatrixPosition toObject;
     PlaceInBox place;

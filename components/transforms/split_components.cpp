@@ -8,7 +8,7 @@ namespace zrkmodel {
 
 namespace {
 
-/// One component of an N-component record, with the record's weight. Nothing is copied in a block.
+/// Gives one component of an N-component record, with the record's weight. In a block nothing is copied.
 template <int N>
 class OneComponent final : public zrk::Kernel {
 public:

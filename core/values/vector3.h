@@ -16,10 +16,12 @@ inline double squaredDistance(const Vector3& a, const Vector3& b)
 
 inline bool hasNaN(const Vector3& v) { return std::isnan(v[0]) || std::isnan(v[1]) || std::isnan(v[2]); }
 
+/// A box along the axes by its lower and upper corner, in the units of what it holds.
 struct Box3 {
     Vector3 lower;
     Vector3 upper;
 
+    /// Grows the box so that it holds p. A NaN coordinate changes nothing.
     void include(const Vector3& p)
     {
         for (std::size_t i = 0; i < 3; ++i) {

@@ -45,7 +45,7 @@ TEST(ShapeCoordinateComponents, KeepBuiltEvaluatorsThroughEdits)
     expectEditsReachOnlyNewEvaluators<ZRKCylinderUVW>(kCylinder, {4, 5, 6});
 }
 
-// Every value at once, so that none can stand in for another.
+// All values are set at once, so that none can stand in for another.
 TEST(ShapeCoordinateComponents, GiveTheCoordinatesOfTheirProperties)
 {
     using Case = ValueAtPosition<Vector>;

@@ -13,7 +13,7 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 using Vector = Tensor<3, double>;
 
-/// The distances of one cylinder with its three kinds of ends.
+/// The distances of one cylinder with each of the three kinds of ends.
 struct Answers {
     double open;
     double flat;
@@ -71,7 +71,7 @@ TEST(CylinderDistance, HasTheSlopeOfADistance)
     expectSlopeOfDistance(RoundCylinderDistance(oblique));
 }
 
-// Which end is the start doesn't matter, but for rounding.
+// Except for rounding, it doesn't matter which end is the start.
 TEST(CylinderDistance, IsTheSameFromBothEnds)
 {
     const Vector a{-1, 0.5, 0.25};

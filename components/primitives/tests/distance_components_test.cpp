@@ -52,7 +52,7 @@ TEST(DistanceComponents, KeepBuiltEvaluatorsThroughEdits)
     expectEditsReachOnlyNewEvaluators<ZRKTorusSDF>(kTorus, {1, 2, 4});
 }
 
-// Every value at once, so that none can stand in for another.
+// All values are set at once, so that none can stand in for another.
 TEST(DistanceComponents, GiveTheDistancesOfTheirProperties)
 {
     using Case = ValueAtPosition<double>;

@@ -45,7 +45,7 @@ TEST(TransformComponents, KeepBuiltEvaluatorsThroughEdits)
     expectEditsReachOnlyNewEvaluators<ZRKBendTransform>(kBend, {4, 5, 6});
 }
 
-// Every value at once, so that none can stand in for another.
+// All values are set at once, so that none can stand in for another.
 TEST(TransformComponents, MovePositionsByTheirProperties)
 {
     using Case = ValueAtPosition<Vector>;

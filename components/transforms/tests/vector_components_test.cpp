@@ -22,7 +22,7 @@ using Pins = std::vector<std::string>;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-/// Values for the inputs of a component; an empty one leaves its pin unconnected.
+/// Values for the inputs of a component. An empty one leaves its pin unconnected.
 zrk::IField fieldOf(const std::shared_ptr<ZRKGraphObject>& component, const std::vector<Record>& inputs,
                     unsigned char output, const std::shared_ptr<ZRKGraph>& graph)
 {
@@ -38,7 +38,7 @@ zrk::IField fieldOf(const std::shared_ptr<ZRKGraphObject>& component, const std:
     return std::dynamic_pointer_cast<ZRKFieldObject>(component)->realizeField(node, output);
 }
 
-/// In a block and sample by sample; NaN reads as -77.
+/// Returns the record, which must be the same in a block and sample by sample. NaN is returned as -77.
 Record sampleOf(const std::shared_ptr<ZRKGraphObject>& component, const std::vector<Record>& inputs,
                 unsigned char output = 0)
 {
@@ -192,7 +192,7 @@ TEST(PositionVec3, ChoosesItsFormByPropertiesAndContext)
     }
 }
 
-/// Both engines over more samples than a block, with a formula that no component has.
+/// Compares both engines over more samples than a block has, with a formula that no component has.
 struct Product {
     template <class V>
     V operator()(const zrk::Tensor<3, V>& p) const
