@@ -39,6 +39,12 @@ public:
     ZRKMeshSDF() = default;
     /// A copy, and so a clone, starts without a mesh.
     ZRKMeshSDF(const ZRKMeshSDF& other) : ZRKComponent(other) {}
+    /// Assigns what a clone gets, telling no one. The target keeps the mesh that it has.
+    ZRKMeshSDF& operator=(const ZRKMeshSDF& other)
+    {
+        other._copyTo(this);
+        return *this;
+    }
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;

@@ -78,6 +78,7 @@ public:
     ZRKImageSweep() = default;
     /// A copy has the stack, but not the images that a crossfade mixes in, until it computes.
     ZRKImageSweep(const ZRKImageSweep& other);
+    ZRKImageSweep& operator=(const ZRKImageSweep&) = default;
 
     /// What the button "compute >>" does: it computes the stack from the images and announces "raster". Takes
     /// a second or so with the defaults, and returns when all is done.
