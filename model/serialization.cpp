@@ -122,6 +122,13 @@ void ZRKDeserialization::end() const
     }
 }
 
+ZRKDeserialization::Scope::~Scope()
+{
+    while (_deserialization._open.size() > _depth) {
+        _deserialization.end();
+    }
+}
+
 void ZRKDeserialization::refuse(const ZRKSerializationPos& pos, const std::string& expected) const
 {
     if (_diagnostics) {

@@ -57,7 +57,8 @@ public:
     const ZRKJson& root() const { return _root; }
 
     /// Puts a value in its place: a key replaces that member of the current object, the
-    /// back appends to the current array, an index writes nothing.
+    /// back appends to the current array, an index writes nothing. A key in an array, or the back of an
+    /// object, throws nlohmann's type_error.
     void write(ZRKJson value, const ZRKSerializationPos& pos);
 
     /// Creates an empty child at pos and makes it current. At an index, where nothing is
@@ -98,14 +99,31 @@ public:
 
     /// The value at pos in the current one; null if there is none, and always at the back.
     const ZRKJson* at(const ZRKSerializationPos& pos) const;
-    /// Enters a child if it exists with that kind. Only an entered child needs its end().
+    /// @{ Enter a child and answer whether it exists with that kind; of another kind it is refused. Only a
+    /// child that was entered needs its end().
     bool beginObject(const ZRKSerializationPos& pos) const;
     bool beginArray(const ZRKSerializationPos& pos) const;
+    /// @}
     /// Number of members or elements of the current value.
     std::size_t currentSize() const { return _open.back().value->size(); }
     /// Returns to the parent; at the root it does nothing.
     void end() const;
 
+    /// Brings a deserialization back, when it goes out of scope, to the value that was the current one
+    /// when it was made: what an exception has left open is closed.
+    class Scope {
+    public:
+        explicit Scope(const ZRKDeserialization& d) : _deserialization(d), _depth(d._open.size()) {}
+        ~Scope();
+        Scope(const Scope&) = delete;
+        Scope& operator=(const Scope&) = delete;
+
+    private:
+        const ZRKDeserialization& _deserialization;
+        std::size_t _depth;
+    };
+
+    /// Null without one.
     ZRKResourceLibrary* library() const { return _library.get(); }
 
     /// Is told of what a component computes while it is read, and may stop it; null for none.

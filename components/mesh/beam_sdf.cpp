@@ -1,5 +1,6 @@
 #include "components/mesh/beam_sdf.h"
 
+#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "core/values/bbox.h"
 #include "formats/obj.h"
@@ -18,13 +19,16 @@ const zrk::BBox<double> kImportBox({0, 0, 0}, {5, 5, 5});
 
 ComponentIdentity ZRKBeamSDF::identity()
 {
-    return {"ZRKBeamSDF",
-            "BeamSDF",
-            "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", // one digit short, as documents have it
-            IconResources::sc_sdf_beam,
-            &ZRKUIStrings::beam_sdf,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKBeamSDF",
+        .typeName = "BeamSDF",
+        .uuid = "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", // one digit short, as documents have it
+        .icon = icon<IconColor::Scalar, 0xFF422418182442FF>("sc_sdf_beam"),
+        .strings = {"beam_sdf", "Beam lattice",
+                    "Signed distance to a lattice of beams along the edges of a mesh.", category::kMesh},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKBeamSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }

@@ -53,6 +53,12 @@ public:
     ZRKBeamSDF() = default;
     /// A copy, and so a clone, starts without a lattice.
     ZRKBeamSDF(const ZRKBeamSDF& other) : ZRKComponent(other) {}
+    /// Assigns what a clone gets, telling no one. The target keeps the lattice that it has.
+    ZRKBeamSDF& operator=(const ZRKBeamSDF& other)
+    {
+        other._copyTo(this);
+        return *this;
+    }
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;

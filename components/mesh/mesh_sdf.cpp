@@ -1,6 +1,8 @@
 #include "components/mesh/mesh_sdf.h"
 
+#include "components/categories.h"
 #include "components/distance_pins.h"
+#include "components/shared_icons.h"
 #include "core/engine/progress.h"
 #include "core/values/bbox.h"
 #include "formats/obj.h"
@@ -11,13 +13,15 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKMeshSDF::identity()
 {
-    return {"ZRKMeshSDF",
-            "MeshSDF",
-            "BC569064-23FF-426D-8301-9C92F9913E33",
-            IconResources::sc_sdf_sphere,
-            &ZRKUIStrings::mesh_sdf,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKMeshSDF",
+        .typeName = "MeshSDF",
+        .uuid = "BC569064-23FF-426D-8301-9C92F9913E33",
+        .icon = kSphereIcon,
+        .strings = {"mesh_sdf", "Mesh", "Signed distance to an imported triangle mesh.", category::kMesh},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKMeshSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }

@@ -26,7 +26,7 @@ namespace zrkmodel {
 /// Without a mesh d is 0. At NaN and at infinity d is the largest double.
 ///
 ///     {"zrkGraph": 1,
-///      "nodes": [{"id": 1, "type": "MeshSDF", "import": "part.obj"}],
+///      "nodes": [{"id": 1, "type": "MeshSDF", "import": "torus_knot.obj"}],
 ///      "output": [1, 0]}
 ///
 /// An import reaches evaluators that are already built: their next run, not one under way, has the new mesh.
@@ -39,6 +39,12 @@ public:
     ZRKMeshSDF() = default;
     /// A copy, and so a clone, starts without a mesh.
     ZRKMeshSDF(const ZRKMeshSDF& other) : ZRKComponent(other) {}
+    /// Assigns what a clone gets, telling no one. The target keeps the mesh that it has.
+    ZRKMeshSDF& operator=(const ZRKMeshSDF& other)
+    {
+        other._copyTo(this);
+        return *this;
+    }
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;

@@ -217,7 +217,7 @@ public:
         return std::make_shared<GradientKernel>(std::move(ofRun), _step, _differences);
     }
 
-    KernelReads reads() const override { return {1, true}; }
+    KernelReads reads() const override { return {1, true, ReadOrder::coordinatesFirst}; }
 
     void sample(EvaluationContext& context) const override
     {

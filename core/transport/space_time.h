@@ -10,8 +10,8 @@
 
 namespace zrk::optimalTransport {
 
-/// Cells over a picture and over time, x running fastest and time slowest, so that a plane of one time has
-/// the order of a picture's raster. Planes are padded to whole batches.
+/// Cells over an image and over time, x running fastest and time slowest, so that a plane of one time has
+/// the order of an image's raster. Planes are padded to whole batches.
 struct SpaceTimeGrid {
     std::size_t width;
     std::size_t height;

@@ -47,7 +47,6 @@ protected:
 TEST_F(MeshSDF, HasItsPlaceInGraphsAndDocuments)
 {
     EXPECT_EQ(stored(*mesh), stored(ZRKMeshSDF()));
-    EXPECT_EQ(pinsOf(mesh), (std::vector<std::string>{"coords Vector3d*", "sdf Scalar"}));
     expectForwardedWeight<ZRKMeshSDF>();
 }
 
