@@ -173,7 +173,8 @@ protected:
         _value = ZRKResourceHandleOf<R>(stored).object();
         _handle = stored;
         if (!_value) {
-            d.refuse(pos, "a resource of another kind", ZRKValueName<Value>::text);
+            d.refuse(pos, "a resource of another kind", ZRKValueName<Value>::text,
+                     "it is kept and stands for no resource");
         }
         return true;
     }

@@ -81,6 +81,7 @@ struct ZRKReadIssue {
     std::string place;    ///< keys and indices from the root, e.g. "poles/1/strength"
     std::string found;    ///< e.g. "string", "array of 2"
     std::string expected; ///< e.g. "number", "array of 3 numbers"
+    std::string outcome;  ///< what becomes of it, e.g. "the value is left out of account"
 };
 
 using ZRKReadDiagnostics = std::function<void(const ZRKReadIssue&)>;
@@ -131,10 +132,11 @@ public:
     /// The monitor isn't owned.
     void setMonitor(zrk::ProgressMonitor* monitor) { _monitor = monitor; }
 
-    /// Reports the value at pos, which the caller refuses. Silent where nothing is there.
+    /// Reports the value at pos, which the caller leaves out of account. Silent where nothing is there.
     void refuse(const ZRKSerializationPos& pos, const std::string& expected) const;
-    /// The same, with a text of the caller's own for what was found.
-    void refuse(const ZRKSerializationPos& pos, const std::string& found, const std::string& expected) const;
+    /// The same, with texts of the caller's own for what was found and for what becomes of it.
+    void refuse(const ZRKSerializationPos& pos, const std::string& found, const std::string& expected,
+                const std::string& outcome = "the value is left out of account") const;
 
     /// Places of members that nobody has asked for so far, in the order of the JSON value.
     /// A value taken whole counts as asked for with all that is in it.
