@@ -1,12 +1,11 @@
 #include "formats/slice_stack.h"
 
-#include "core/engine/progress.h"
+#include "core/engine/worker_team.h"
 #include "formats/png_reader.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -40,26 +39,15 @@ std::string shown(const Extents& extents)
 class ParallelDecoder {
 public:
     ParallelDecoder(const Paths& paths, ProgressMonitor* monitor)
-        : _paths(paths),
-          _workers(std::min<std::size_t>(std::max(1u, std::thread::hardware_concurrency()), paths.size())),
-          _progress(_workers, monitor, paths.size(), kReportMilliseconds),
-          _slices(paths.size())
+        : _paths(paths), _monitor(monitor), _slices(paths.size())
     {}
 
     /// False when the monitor interrupts. Throws std::bad_alloc when a slice doesn't fit into memory.
     bool run()
     {
-        {
-            std::vector<std::jthread> threads;
-            for (std::size_t i = 0; i < _workers; ++i) {
-                threads.emplace_back([this] { work(); });
-            }
-            _progress.monitorProgress();
-        }
-        if (_isOutOfMemory) {
-            throw std::bad_alloc();
-        }
-        return _next >= _slices.size() && !_progress.shouldInterrupt();
+        return runReportedTeam(
+            std::min(workerCount(0), _paths.size()), {_monitor, _paths.size(), kReportMilliseconds},
+            [this](std::size_t, std::size_t, ProgressManager& progress) { return decodeRest(progress); });
     }
     std::vector<DecodedSlice>& slices() { return _slices; }
 
@@ -67,28 +55,22 @@ private:
     static constexpr unsigned kReportMilliseconds = 20;
 
     const Paths& _paths;
-    std::size_t _workers;
-    AsyncProgressManager _progress;
+    ProgressMonitor* _monitor;
     std::vector<DecodedSlice> _slices;
     std::atomic<std::size_t> _next{0};
     std::atomic<std::uint64_t> _pixels{0};
-    std::atomic<bool> _isOutOfMemory{false};
 
-    void work()
+    bool decodeRest(ProgressManager& progress)
     {
-        try {
-            while (!_progress.shouldInterrupt()) {
-                const std::size_t i = _next.fetch_add(1);
-                if (i >= _slices.size()) {
-                    return;
-                }
-                decode(i);
-                _progress.notifyProgressUpdate(std::this_thread::get_id(), 1);
+        while (!progress.shouldInterrupt()) {
+            const std::size_t i = _next.fetch_add(1);
+            if (i >= _slices.size()) {
+                return true;
             }
-        } catch (const std::bad_alloc&) {
-            _isOutOfMemory = true;
-            _progress.abandon();
+            decode(i);
+            progress.notifyProgressUpdate(std::this_thread::get_id(), 1);
         }
+        return false;
     }
 
     void decode(std::size_t i)

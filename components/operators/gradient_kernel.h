@@ -9,9 +9,8 @@ namespace zrk {
 /// The gradient of a scalar field by finite differences at four alternate corners of a cube of half
 /// edge `step` around each position: half of the eight, and two less than central differences need.
 ///
-/// Input 0 of the node must be the same field; only its weight is used. The chain that is asked at the
-/// corners is built here, once, and shared by all threads; each works in a context of its own. The
-/// bounds of a gradient aren't known.
+/// Input 0 of the node must be the same field; only its weight is used. The field's chain for the corners
+/// is built here, once, and shared by all threads. The bounds of a gradient aren't known.
 ///
 /// @param field  not null.
 /// @param step   model units; 0 gives NaN.

@@ -55,7 +55,11 @@ void EvaluationNode::enableBuffer()
 }
 
 EvaluationSlot::EvaluationSlot(EvaluationNode& from)
-    : pending(from.dirty), evaluator(from.evaluator), node(&from), buffer(from.sampleBuffer.get())
+    : pending(from.dirty),
+      evaluator(from.evaluator),
+      node(&from),
+      buffer(from.sampleBuffer.get()),
+      positions(from.positions)
 {
     if (from.constant) {
         const auto& data = from.constantValue.data;
