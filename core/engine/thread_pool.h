@@ -30,7 +30,7 @@ public:
             while (_threads.size() + 1 < wanted) {
                 _threads.emplace_back([this, index = _threads.size() + 1] { serve(index); });
             }
-        } catch (const std::bad_alloc&) {
+        } catch (const std::system_error&) {
             // The threads that were started do the work.
         }
         _barrier.emplace(_threads.size() + 1);

@@ -270,8 +270,8 @@ TEST(EvaluatorBuilder, ACycleIsRefusedAndReleased)
     const IField below = host(1, [](EvaluatorBuilder<double>& builder) {
         const auto input = std::make_shared<EvaluationNode>();
         input->reset(1, builder.currentNode());
-        builder.currentNode()->inputs.push_back(input);
         builder.visit(input.get());
+        builder.currentNode()->inputs.push_back(input);
     });
     for (const IField& field : {self, visited, below}) {
         FieldSampler sampler(field.generator(), onePoint());
