@@ -21,9 +21,9 @@ void expectSearched(const zrk::MeshWindingField& field, const zrk::Tensor<3, dou
                                                bvh.vertexOf(i, 2), closest);
         },
         p.begin(), searched);
-    const double distance = field.meshDistance(p.begin());
-    const bool isSame = distance == searched && std::abs(field.signedDistance(p.begin())) == searched &&
-                        std::abs(field.signedDistance(p.begin(), trail)) == searched;
+    const double distance = field.meshDistance(p);
+    const bool isSame = distance == searched && std::abs(field.signedDistance(p)) == searched &&
+                        std::abs(field.signedDistance(p, trail)) == searched;
     if (!isSame) {
         __builtin_trap();
     }
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     const BytesAsFile file(data, size);
     zrk::WavefrontObj obj = zrk::parseWavefrontObj(file.path());
-    if (!obj.indexProblem.empty() || obj.triangleCount == 0) {
+    if (obj.indexFault || obj.triangleCount == 0) {
         return 0;
     }
     // The first byte chooses between the mesh as it stands and the fitted one.

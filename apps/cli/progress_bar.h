@@ -4,17 +4,17 @@
 
 #include <chrono>
 #include <string>
+#include <utility>
 
 namespace zrkcli {
 
-/// Lets Ctrl-C set a flag instead of ending the program, so that nothing half-written stays.
+/// Makes Ctrl-C set a flag instead of ending the program, so that no half-written file stays.
 void catchInterrupts();
-/// True once Ctrl-C was pressed.
+/// Returns true once Ctrl-C has been pressed.
 bool isInterrupted();
-/// Exit status of an interrupted command.
-inline constexpr int kInterruptedStatus = 130;
 
-/// Shows how far a work is on standard error, when that is a terminal, and passes Ctrl-C on.
+/// Shows the progress of a piece of work on standard error if that is a terminal, and stops the work after
+/// Ctrl-C.
 class ProgressBar final : public zrk::ProgressMonitor {
 public:
     ProgressBar(std::string title, bool quiet);
@@ -32,5 +32,13 @@ private:
     std::chrono::steady_clock::time_point _started;
     std::chrono::steady_clock::time_point _lastDrawn;
 };
+
+/// What work(bar) gives, with a progress bar while it runs.
+template <class Work>
+auto withProgress(std::string title, bool quiet, const Work& work)
+{
+    ProgressBar bar(std::move(title), quiet);
+    return work(bar);
+}
 
 } // namespace zrkcli

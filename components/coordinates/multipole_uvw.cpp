@@ -1,5 +1,6 @@
 #include "components/coordinates/multipole_uvw.h"
 
+#include "components/categories.h"
 #include "components/coordinates/multipole_uvw_formula.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
@@ -40,7 +41,8 @@ void ZRKValueSerializer<ZRKMultipoleUVW::Pole>::write(ZRKSerialization& s, const
     s.beginObject(pos);
     ZRKValueSerializer<double>::write(s, pole.strength, "strength");
     ZRKValueSerializer<bool>::write(s, pole._isReference, "is_ref");
-    ZRKValueSerializer<zrk::Tensor<3, double>>::write(s, pole.get_point(), "point");
+    ZRKValueSerializer<zrk::Tensor<3, double>>::write(s, pole.is_valid() ? pole.get_point() : pole._point,
+                                                      "point");
     if (pole._isReference) {
         ZRKValueSerializer<ZRKResourceHandle>::write(s, pole._handle, "point_handle");
     }
@@ -66,13 +68,16 @@ bool ZRKValueSerializer<ZRKMultipoleUVW::Pole>::read(const ZRKDeserialization& d
 
 ComponentIdentity ZRKMultipoleUVW::identity()
 {
-    return {"ZRKMultipoleUVW",
-            "Multipole UVW",
-            "DD3B8046-432A-40DC-864C-C70DF0E6E0EC",
-            IconResources::uvw_multipole,
-            &ZRKUIStrings::multipole_coordinates,
-            {Tag::Vector3d},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKMultipoleUVW",
+        .typeName = "Multipole UVW",
+        .uuid = "DD3B8046-432A-40DC-864C-C70DF0E6E0EC",
+        .icon = icon<IconColor::Vector, 0x60F0F060060F0F06>("uvw_multipole"),
+        .strings = {"multipole_coordinates", "Multipole coordinates",
+                    "Expresses a position in coordinates spanned by weighted poles.", category::kCoordinates},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKMultipoleUVW::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addPositionPins(node); }

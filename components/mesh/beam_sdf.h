@@ -1,5 +1,7 @@
 #pragma once
 
+#include "components/mesh/beam_kernel.h"
+#include "core/engine/kernel_slot.h"
 #include "core/mesh/beams/beam_lattice.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
@@ -39,8 +41,9 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "BeamSDF", "values": {"min": [-1, -1, -1], "max": [1, 1, 1]}}],
 ///      "output": [1, 0]}
 ///
-/// Evaluators hold the lattice they were built with. Imports belong to the interface thread; evaluators may
-/// be asked for on any.
+/// A lattice that is imported, or built anew after the inspector was opened, reaches evaluators that are
+/// already built: their next run, not one under way, has it. They go on with the last lattice when the
+/// component is gone. Imports belong to the interface thread; evaluators may be asked for and run on any.
 class ZRKBeamSDF final : public ZRKComponent<ZRKBeamSDF>, public ZRKFileImport {
 public:
     ZRKProperty<int> resolution{"resolution", 3, this};
@@ -50,6 +53,12 @@ public:
     ZRKBeamSDF() = default;
     /// A copy, and so a clone, starts without a lattice.
     ZRKBeamSDF(const ZRKBeamSDF& other) : ZRKComponent(other) {}
+    /// Assigns what a clone gets, telling no one. The target keeps the lattice that it has.
+    ZRKBeamSDF& operator=(const ZRKBeamSDF& other)
+    {
+        other._copyTo(this);
+        return *this;
+    }
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
@@ -62,19 +71,21 @@ public:
     /// Replaces the lattice by the edges of the first file; without a file by a grid of four nodes over
     /// (0, 0, 0) to (5, 5, 5). A file that can't be read leaves a lattice without beams; one whose faces name
     /// vertices that aren't there leaves the former lattice. Sends no event of a change.
-    std::string importFiles(const std::vector<std::filesystem::path>& paths,
-                            zrk::ProgressMonitor* monitor) override;
+    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
+                                  zrk::ProgressMonitor* monitor) override;
 
 private:
     using Cache = std::shared_ptr<const zrk::BeamCacheData>;
 
     mutable std::mutex _mutex;
     mutable Cache _cache; ///< null until it is asked for; guarded by _mutex
+    /// Holds the last lattice there was.
+    std::shared_ptr<zrk::KernelSlot> _slot = std::make_shared<zrk::KernelSlot>(zrk::beamKernel(nullptr));
 
-    static Cache makeLatticeBeam(const zrk::LatticeGrid& grid);
-    std::string makeLatticeBeam(const std::filesystem::path& path);
+    zrk::Result<void> importLattice(const std::filesystem::path& path);
     void replaceCache(Cache cache);
-    Cache cacheMadeIfMissing() const;
+    void setCache(Cache cache) const;
+    void makeCacheIfMissing() const;
 };
 
 } // namespace zrkmodel

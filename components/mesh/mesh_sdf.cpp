@@ -1,7 +1,8 @@
 #include "components/mesh/mesh_sdf.h"
 
+#include "components/categories.h"
 #include "components/distance_pins.h"
-#include "components/mesh/mesh_kernel.h"
+#include "components/shared_icons.h"
 #include "core/engine/progress.h"
 #include "core/values/bbox.h"
 #include "formats/obj.h"
@@ -12,20 +13,22 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKMeshSDF::identity()
 {
-    return {"ZRKMeshSDF",
-            "MeshSDF",
-            "BC569064-23FF-426D-8301-9C92F9913E33",
-            IconResources::sc_sdf_sphere,
-            &ZRKUIStrings::mesh_sdf,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKMeshSDF",
+        .typeName = "MeshSDF",
+        .uuid = "BC569064-23FF-426D-8301-9C92F9913E33",
+        .icon = kSphereIcon,
+        .strings = {"mesh_sdf", "Mesh", "Signed distance to an imported triangle mesh.", category::kMesh},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKMeshSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }
 
 zrk::Evaluation ZRKMeshSDF::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
-    return zrk::meshEvaluator(field());
+    return zrk::slotEvaluator(_slot);
 }
 
 ZRKMeshSDF::Field ZRKMeshSDF::field() const
@@ -34,35 +37,38 @@ ZRKMeshSDF::Field ZRKMeshSDF::field() const
     return _field;
 }
 
-std::string ZRKMeshSDF::importFiles(const std::vector<std::filesystem::path>& paths,
-                                    zrk::ProgressMonitor* monitor)
+zrk::Result<void> ZRKMeshSDF::importFiles(const std::vector<std::filesystem::path>& paths,
+                                          zrk::ProgressMonitor* monitor)
 {
     if (paths.empty()) {
-        return "";
+        return {};
     }
+    const auto refuse = [](zrk::Fault fault) {
+        fault.remedy += "; the mesh stays as it was";
+        return zrk::refused(std::move(fault));
+    };
     const std::string file = paths.front().string();
     zrk::WavefrontObj mesh = zrk::readWavefrontObj(paths.front());
-    if (!mesh.indexProblem.empty()) {
-        return mesh.indexProblem + "; the mesh stays as it was";
+    if (mesh.indexFault) {
+        return refuse(std::move(*mesh.indexFault));
     }
     if (mesh.triangleCount == 0) {
-        return (mesh.problem.empty()
-                    ? file + ": found no triangles, expected vertices and faces of three corners"
-                    : mesh.problem) +
-               "; the mesh stays as it was";
+        return refuse(mesh.fault.value_or(zrk::Fault{
+            file, "no triangles", "vertices and faces of three corners", "export a mesh of triangles"}));
     }
     if (monitor && monitor->interruptRequested()) {
         monitor->interruptAcknowledged();
-        return file + ": the import was stopped; the mesh stays as it was";
+        return refuse(zrk::interruptedAt(file));
     }
     zrk::fitVerticesToBox(mesh.vertexCount, mesh.vertices, zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
     Field field =
         std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
     {
         const std::lock_guard lock(_mutex);
+        _slot->fill(zrk::meshKernel(field));
         _field.swap(field);
     }
-    return mesh.problem;
+    return mesh.fault ? zrk::Result<void>(zrk::refused(std::move(*mesh.fault))) : zrk::Result<void>();
 }
 
 } // namespace zrkmodel

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "components/mesh/mesh_kernel.h"
+#include "core/engine/kernel_slot.h"
 #include "core/mesh/mesh_field.h"
 #include "model/component.h"
 #include "model/file_import.h"
@@ -24,11 +26,12 @@ namespace zrkmodel {
 /// Without a mesh d is 0. At NaN and at infinity d is the largest double.
 ///
 ///     {"zrkGraph": 1,
-///      "nodes": [{"id": 1, "type": "MeshSDF", "import": "part.obj"}],
+///      "nodes": [{"id": 1, "type": "MeshSDF", "import": "torus_knot.obj"}],
 ///      "output": [1, 0]}
 ///
-/// Evaluators hold the mesh they were built with. Imports belong to the interface thread; evaluators may be
-/// asked for on any.
+/// An import reaches evaluators that are already built: their next run, not one under way, has the new mesh.
+/// They go on with the last mesh when the component is gone. Imports belong to the interface thread;
+/// evaluators may be asked for and run on any.
 class ZRKMeshSDF final : public ZRKComponent<ZRKMeshSDF>, public ZRKFileImport {
 public:
     using Field = std::shared_ptr<const zrk::MeshWindingField>;
@@ -36,6 +39,12 @@ public:
     ZRKMeshSDF() = default;
     /// A copy, and so a clone, starts without a mesh.
     ZRKMeshSDF(const ZRKMeshSDF& other) : ZRKComponent(other) {}
+    /// Assigns what a clone gets, telling no one. The target keeps the mesh that it has.
+    ZRKMeshSDF& operator=(const ZRKMeshSDF& other)
+    {
+        other._copyTo(this);
+        return *this;
+    }
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
@@ -48,12 +57,13 @@ public:
     /// when the file can't be read, has no vertices or no faces, or has faces that name vertices that aren't
     /// there. A line that isn't understood ends the reading, and what stands before it is taken. Sends no
     /// event of a change.
-    std::string importFiles(const std::vector<std::filesystem::path>& paths,
-                            zrk::ProgressMonitor* monitor) override;
+    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
+                                  zrk::ProgressMonitor* monitor) override;
 
 private:
     mutable std::mutex _mutex;
     Field _field; ///< guarded by _mutex
+    std::shared_ptr<zrk::KernelSlot> _slot = std::make_shared<zrk::KernelSlot>(zrk::meshKernel(nullptr));
 };
 
 } // namespace zrkmodel

@@ -1,6 +1,6 @@
 #include "components/operators/multiply.h"
 
-#include "components/evaluator_for_tag.h"
+#include "components/categories.h"
 #include "components/operators/multiply_formula.h"
 #include "core/engine/formula.h"
 #include "model/pins.h"
@@ -9,13 +9,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKMultiply::identity()
 {
-    return {"ZRKMultiply",
-            "Multiply",
-            "CD969AF7-D5C0-40A0-B03C-A59C0E3BA1F4",
-            IconResources::comp_x_multiply_scalar,
-            &ZRKUIStrings::multiply_with_scalar,
-            {Tag::Any}, // one, although there are two pins
-            {Tag::Any}};
+    return {
+        .className = "ZRKMultiply",
+        .typeName = "Multiply",
+        .uuid = "CD969AF7-D5C0-40A0-B03C-A59C0E3BA1F4",
+        .icon = icon<IconColor::AnyTag, 0x8142241818244281>("comp_x_multiply_scalar"),
+        .strings = {"multiply_with_scalar", "Multiply", "Multiplies a field with a scalar.",
+                    category::kOperators},
+        .inputs = {Tag::Any}, // one, although there are two pins
+        .outputs = {Tag::Any},
+    };
 }
 
 void ZRKMultiply::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
@@ -32,8 +35,8 @@ Tag ZRKMultiply::queryEffectiveOutputPinTag(const Pin_ref<1>& pin)
 
 zrk::Evaluation ZRKMultiply::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext&) const
 {
-    const bool byField = upstreamPin(inputPin(pin.node, 1)).isValid();
-    return evaluatorForTag(effectiveTag(pin), [&](auto n) {
+    const bool byField = isConnected(inputPin(pin.node, 1));
+    return makeForTag(effectiveTag(pin), [&](auto n) {
         return byField ? zrk::evaluator(zrk::ScalingByField<n()>{multiplier.value()})
                        : zrk::evaluator(zrk::Scaling<n()>{multiplier.value()});
     });

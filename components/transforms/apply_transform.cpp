@@ -1,5 +1,6 @@
 #include "components/transforms/apply_transform.h"
 
+#include "components/categories.h"
 #include "core/engine/evaluation_context.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -11,7 +12,7 @@ namespace {
 constexpr std::size_t kCoordinates = 0;
 constexpr std::size_t kField = 1;
 
-/// The record of the field as it is, N components and the weight.
+/// Hands on the record of the field as it is: N components and the weight.
 template <std::uint32_t N>
 class ForwardField final : public zrk::Kernel {
 public:
@@ -30,23 +31,20 @@ public:
     }
 };
 
-template <std::uint32_t N>
-zrk::Evaluation forwardField()
-{
-    return zrk::Evaluator(std::make_shared<ForwardField<N>>());
-}
-
 } // namespace
 
 ComponentIdentity ZRKApplyTransform::identity()
 {
-    return {"ZRKApplyTransform",
-            "ApplyTransform",
-            "AB6F6413-0642-4CEE-9880-BBFDE9019667",
-            IconResources::uvw_x_apply_instance,
-            &ZRKUIStrings::apply_transformation,
-            {Tag::Vector3d, Tag::Any},
-            {Tag::Vector3d}}; // although the pin is a wildcard
+    return {
+        .className = "ZRKApplyTransform",
+        .typeName = "ApplyTransform",
+        .uuid = "AB6F6413-0642-4CEE-9880-BBFDE9019667",
+        .icon = icon<IconColor::Vector, 0x007070700E0E0E00>("uvw_x_apply_instance"),
+        .strings = {"apply_transformation", "Apply transform",
+                    "Evaluates one field at the positions that another one gives.", category::kTransforms},
+        .inputs = {Tag::Vector3d, Tag::Any},
+        .outputs = {Tag::Vector3d}, // although the pin is a wildcard
+    };
 }
 
 void ZRKApplyTransform::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
@@ -63,17 +61,10 @@ Tag ZRKApplyTransform::queryEffectiveOutputPinTag(const Pin_ref<1>& pin)
 
 zrk::Evaluation ZRKApplyTransform::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext&) const
 {
-    const Tag tag = effectiveTag(pin);
-    if (tag == Tag::Scalar) {
-        return forwardField<1>();
-    }
-    if (tag == Tag::Vector3d) {
-        return forwardField<3>();
-    }
-    if (tag == Tag::Color) {
-        return forwardField<4>();
-    }
-    return zrk::doNothing();
+    const auto forward = [](auto n) -> zrk::Evaluation {
+        return zrk::Evaluator(std::make_shared<ForwardField<n()>>());
+    };
+    return makeForTag(effectiveTag(pin), forward, zrk::doNothing());
 }
 
 std::optional<std::size_t> ZRKApplyTransform::coordinatesInput(std::size_t k) const

@@ -46,11 +46,20 @@ public:
         return {};
     }
 
+    /// False if `position(i)[3]` may be another weight than 1.
+    virtual bool hasUnitWeights() const { return true; }
+    /// The weights of the samples first to first + count - 1; asked for only if they may be other than 1.
+    virtual void weights(std::int32_t first, std::int32_t count, T* weights) const
+    {
+        for (std::int32_t i = 0; i < count; ++i) {
+            weights[i] = position(first + i)[3];
+        }
+    }
+
     std::int32_t count() const { return sampleCount(); }
     void position(std::int32_t i, Tensor<4, T>& target) const { target = position(i); }
 
-    /// All positions as records. Made at the first call and kept until the domain is stale;
-    /// a run over the domain doesn't need them.
+    /// All positions as records. Made at the first call and kept until the domain is stale.
     std::shared_ptr<SampleBufferData<T>> samples();
     /// Lets the next `samples()` fill the buffer anew.
     void markStale() { _stale = true; }
@@ -62,7 +71,7 @@ private:
 
 extern template class EvaluationDomain<3, double>;
 
-/// Number of nodes of a grid; an axis without nodes gives 0. Throws std::length_error when
+/// Number of nodes of a grid; an axis without nodes gives 0. Throws FaultError when
 /// sample indices of 32 bits don't reach over it.
 std::int32_t gridSampleCount(std::int32_t nx, std::int32_t ny, std::int32_t nz);
 
@@ -75,7 +84,7 @@ class LinearGridDomain<1, Region<3, 3, double, 1>> final : public EvaluationDoma
 public:
     using EvaluationDomain<3, double>::position;
 
-    /// Throws std::length_error for a grid that is too large (see gridSampleCount).
+    /// Throws FaultError for a grid that is too large (see gridSampleCount).
     explicit LinearGridDomain(const Region<3, 3, double, 1>& region);
 
     /// Box around the region's eight corners in space.

@@ -3,6 +3,7 @@
 #include "core/engine/field_generator.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zrk {
 
@@ -54,8 +55,25 @@ void EvaluationNode::enableBuffer()
     }
 }
 
+bool fixForRun(std::vector<EvaluationSlot>& slots)
+{
+    bool isAny = false;
+    for (EvaluationSlot& slot : slots) {
+        const std::shared_ptr<const Kernel> kernel = recognisedKernel(slot.evaluator);
+        if (std::shared_ptr<const Kernel> fixed = kernel ? kernel->forRun() : nullptr) {
+            slot.evaluator = Evaluator(std::move(fixed));
+            isAny = true;
+        }
+    }
+    return isAny;
+}
+
 EvaluationSlot::EvaluationSlot(EvaluationNode& from)
-    : pending(from.dirty), evaluator(from.evaluator), node(&from), buffer(from.sampleBuffer.get())
+    : pending(from.dirty),
+      evaluator(from.evaluator),
+      node(&from),
+      buffer(from.sampleBuffer.get()),
+      positions(from.positions)
 {
     if (from.constant) {
         const auto& data = from.constantValue.data;

@@ -28,8 +28,8 @@ struct EvaluationNode {
     bool constant = false; ///< the value never changes and is never computed
     SampleBufferData<double> constantValue;
 
-    /// Where a coordinates node takes its positions from while it has no buffer; not owned.
-    EvaluationDomain<3, double>* positions = nullptr;
+    /// Where a coordinates node takes its positions from if it has no buffer; not owned.
+    const EvaluationDomain<3, double>* positions = nullptr;
 
     EvaluationNode() = default;
     EvaluationNode(const EvaluationNode&) = delete;
@@ -51,7 +51,14 @@ struct EvaluationSlot {
     std::int32_t lastSample = -1;               ///< sample that `value` belongs to
     double value[kMaxRecord] = {};              ///< last computed record, or the constant
 
+    /// Where this context takes the positions of a coordinates node from; the node's own at first.
+    const EvaluationDomain<3, double>* positions = nullptr;
+
     explicit EvaluationSlot(EvaluationNode& node);
 };
+
+/// Puts in place of each kernel that may change between runs the one for the run that begins now.
+/// @return whether there was any.
+bool fixForRun(std::vector<EvaluationSlot>& slots);
 
 } // namespace zrk

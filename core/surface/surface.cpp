@@ -4,13 +4,14 @@
 #include "core/engine/worker_team.h"
 #include "core/surface/leaf_polygons.h"
 #include "core/surface/leaf_pruning.h"
+#include "core/values/fault.h"
 
 #include <algorithm>
 #include <atomic>
 #include <limits>
 #include <memory>
 #include <span>
-#include <stdexcept>
+#include <string>
 
 namespace zrk {
 
@@ -197,7 +198,8 @@ private:
             }
         }
         if (next > std::numeric_limits<std::uint32_t>::max()) {
-            throw std::length_error("a surface of more than 4294967295 vertices");
+            throw FaultError({"surface", std::to_string(next) + " vertices", "at most 4294967295",
+                              "ask for fewer cells or smaller bounds", FaultKind::FailedWork});
         }
     }
 

@@ -50,7 +50,7 @@ struct SurfaceSettings {
 ///
 /// @param monitor  may be null. Nothing is returned when it interrupts, which is asked at least every few
 ///                 tens of milliseconds, or after some ten thousand samples where a sample takes longer.
-/// Throws std::length_error for more than 4294967295 vertices.
+/// Throws FaultError for more than 4294967295 vertices.
 ///
 /// Source: Nielson, "Dual marching cubes", IEEE Visualization 2004; Schaefer, Ju, Warren, "Manifold dual
 /// contouring", IEEE Transactions on Visualization and Computer Graphics 13(3), 2007; Ju, Udeshi,

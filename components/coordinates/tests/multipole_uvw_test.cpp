@@ -10,7 +10,7 @@ namespace {
 using namespace zrkmodel::testing;
 using Pole = ZRKMultipoleUVW::Pole;
 
-/// A geometry at one position; a point, or with `isPoint` false something else.
+/// A geometry at one position. It is a point unless `isPoint` is false.
 class Spot final : public ZRKGeometry {
 public:
     Vector where;
@@ -72,7 +72,7 @@ protected:
         const ZRKJson json = ZRKJson::parse(values);
         multipole->deserialize(ZRKDeserialization(json, library));
     }
-    /// Events that a change of the geometry brings.
+    /// Returns the events that a change of the geometry causes.
     std::size_t eventsOf(const std::shared_ptr<Spot>& spot)
     {
         told.clear();
@@ -93,7 +93,7 @@ TEST_F(MultipoleUVW, HasItsStoredForm)
               R"({"const direction":true,"poles":[]})")
         << "a clone starts without poles";
 
-    // A reference stores where it is now, a bad entry is a default pole, a fixed pole has no handle.
+    // A reference stores where it is now, a bad entry becomes a default pole, and a fixed pole has no handle.
     read(R"({"poles": [{"is_ref": true, "point": [9, 9, 9], "point_handle": "a"}, 7,
                        {"strength": "x", "point": [1, 2], "point_handle": "a"}]})");
     const std::string fixed = R"({"strength":1.0,"is_ref":false,"point":[0.0,0.0,0.0]})";
@@ -102,6 +102,28 @@ TEST_F(MultipoleUVW, HasItsStoredForm)
               R"("point_handle":"a"},)" +
                   fixed + "," + fixed + "]}");
     EXPECT_TRUE(told.empty());
+}
+
+TEST_F(MultipoleUVW, KeepsTheLastKnownPointOfAReferenceThatDoesntResolve)
+{
+    const auto pole = [](const char* point, const char* handle) {
+        return std::string(R"({"const direction":false,"poles":[{"strength":1.0,"is_ref":true,"point":)") +
+               point + R"(,"point_handle":")" + handle + R"("}]})";
+    };
+    const std::string gone = pole("[4.0,5.0,6.0]", "gone");
+    read(gone.c_str());
+    EXPECT_EQ(stored(*multipole), gone);
+    EXPECT_EQ(multipole->poles.values()[0].get_point(), (Vector{0, 0, 0})) << "it isn't used meanwhile";
+
+    read(pole("[4.0,5.0,6.0]", "a").c_str());
+    EXPECT_EQ(stored(*multipole), pole("[1.0,0.0,0.0]", "a")) << "one that resolves is where it is now";
+    read(pole("[4.0,5.0,6.0]", "").c_str());
+    EXPECT_EQ(stored(*multipole), pole("[4.0,5.0,6.0]", ""));
+
+    a = std::make_shared<Spot>("a", Vector{1, 0, 0}, false);
+    read(pole("[4.0,5.0,6.0]", "a").c_str());
+    EXPECT_EQ(stored(*multipole), pole("[0.0,0.0,0.0]", "a"))
+        << "what is there but no point is at the origin";
 }
 
 TEST_F(MultipoleUVW, HasFixedPolesAndReferences)
