@@ -42,6 +42,23 @@ std::string newUuid()
     return text;
 }
 
+/// What lists call the resource of an entry.
+std::string listedName(const ZRKJson& entry)
+{
+    const auto text = [&](const char* key) {
+        const auto member = entry.find(key);
+        return member != entry.end() && member->is_string() ? member->get<std::string>() : std::string();
+    };
+    if (!text("name").empty()) {
+        return text("name");
+    }
+    const std::filesystem::path path(text("path"));
+    if (!path.empty()) {
+        return (path.has_filename() ? path : path.parent_path()).filename().string();
+    }
+    return text("shape") + " " + text("uuid").substr(0, 8);
+}
+
 } // namespace
 
 /// Reads the entries of one document.
@@ -128,6 +145,7 @@ private:
                    fmt::format("resources[{}] has it already; case makes no difference", earlier->second));
         }
         _resources._entries.push_back(std::make_shared<ZRKResourceEntry>(uuid));
+        _resources._names.push_back(listedName(entry));
         _geometries.emplace_back();
         _isOpen.push_back(false);
     }
@@ -141,10 +159,9 @@ private:
             image = readImage2d(_entries[i], _resources._folder, place(i));
         } else {
             image = readImage3d(_entries[i], _resources._folder, place(i), _monitor);
-            _resources._volumes.emplace(
-                wholePath(_resources._folder / _entries[i]["path"].get<std::string>()),
-                _resources._entries[i]);
         }
+        _resources._byPath.emplace(wholePath(_resources._folder / _entries[i]["path"].get<std::string>()),
+                                   _resources._entries[i]);
         image->setUuid(_resources._entries[i]->uuid());
         _resources._entries[i]->resolve(std::move(image));
     }
@@ -256,30 +273,71 @@ ZRKResourceHandle DocumentResources::find(const ZRKuuid& uuid)
     return index == _index.end() ? ZRKResourceHandle() : ZRKResourceHandle(_entries[index->second]);
 }
 
-std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImageFromfolder(const std::string& path)
+std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImage(const char* kind, const std::string& path)
 {
-    const std::filesystem::path folder = wholePath(path);
-    if (const auto known = _volumes.find(folder); known != _volumes.end()) {
+    const std::filesystem::path whole = wholePath(path);
+    if (const auto known = _byPath.find(whole); known != _byPath.end()) {
         return known->second;
     }
-    const std::filesystem::path relative = folder.lexically_relative(wholePath(_folder));
+    const std::filesystem::path relative = whole.lexically_relative(wholePath(_folder));
     ZRKJson stored{
-        {"uuid", newUuid()}, {"kind", "image3d"}, {"path", (relative.empty() ? folder : relative).string()}};
+        {"uuid", newUuid()}, {"kind", kind}, {"path", (relative.empty() ? whole : relative).string()}};
     const ZRKuuid uuid(stored["uuid"].get<std::string>());
-    std::shared_ptr<ZRKImage3d> volume;
+    std::shared_ptr<ZRKSerializableObject> image;
+    if (stored["kind"] == "image2d") {
+        image = readImage2d(stored, _folder, path);
+    } else {
+        image = readImage3d(stored, _folder, path, nullptr);
+    }
+    image->setUuid(uuid);
+    const auto entry = std::make_shared<ZRKResourceEntry>(uuid);
+    entry->resolve(std::move(image));
+    _index.emplace(uuid, _entries.size());
+    _entries.push_back(entry);
+    _names.push_back(listedName(stored));
+    _byPath.emplace(whole, entry);
+    _added.push_back(std::move(stored));
+    return entry;
+}
+
+std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImageFromfolder(const std::string& path)
+{
     try {
-        volume = readImage3d(stored, _folder, path, nullptr);
+        return ensureImage("image3d", path);
     } catch (const HostError&) {
         return nullptr;
     }
-    volume->setUuid(uuid);
-    const auto entry = std::make_shared<ZRKResourceEntry>(uuid);
-    entry->resolve(std::move(volume));
-    _index.emplace(uuid, _entries.size());
-    _entries.push_back(entry);
-    _volumes.emplace(folder, entry);
-    _added.push_back(std::move(stored));
-    return entry;
+}
+
+ZRKAddedImage DocumentResources::ensureImage2d(const std::string& path)
+{
+    try {
+        const auto image = std::dynamic_pointer_cast<ZRKImage2d>(ensureImage("image2d", path)->object());
+        return {image, image ? "" : path + ": found a volume, expected a picture"};
+    } catch (const HostError& error) {
+        return {nullptr, error.what()};
+    }
+}
+
+template <class R>
+std::vector<ZRKNamedResource<R>> DocumentResources::named() const
+{
+    std::vector<ZRKNamedResource<R>> found;
+    for (std::size_t i = 0; i < _entries.size(); ++i) {
+        if (auto object = std::dynamic_pointer_cast<R>(_entries[i]->object())) {
+            found.push_back({_names[i], std::move(object)});
+        }
+    }
+    return found;
+}
+
+std::vector<ZRKNamedResource<ZRKImage2d>> DocumentResources::images2d() const { return named<ZRKImage2d>(); }
+
+std::vector<ZRKNamedResource<ZRKGeometry>> DocumentResources::geometries(unsigned filter) const
+{
+    auto found = named<ZRKGeometry>();
+    std::erase_if(found, [&](const auto& entry) { return (geometryKind(*entry.object) & filter) == 0; });
+    return found;
 }
 
 std::vector<std::shared_ptr<ZRKSerializableObject>> DocumentResources::objects() const
