@@ -10,21 +10,21 @@
 #include <string>
 #include <vector>
 
-/// What compares a field, computed by blocks, with other ways to the same values.
+/// Compares a field, which is computed in blocks, with other ways of computing the same values.
 namespace zrk::bench {
 
 using Grid = Region<3, 3, double, 1>;
 using Image = Raster<1, 3, double>;
 
-/// n nodes an axis over [-1.5, 1.5].
+/// A grid of n nodes along each axis over [-1.5, 1.5].
 inline Grid cube(int n) { return Grid({-1.5, -1.5, -1.5}, {1.5, 1.5, 1.5}, n, n, n); }
 
-/// Nodes an axis of the grid that fields are compared on.
+/// The number of nodes along each axis of the grid that fields are compared on.
 inline constexpr int kNodes = 128;
 static_assert(kNodes % (2 * Batch::size) == 0);
 inline constexpr double kSamples = double{kNodes} * kNodes * kNodes;
 
-/// Component 0 of a field over the grid, on one thread.
+/// Returns component 0 of a field over the grid, computed on one thread.
 std::vector<double> byBlocks(const IField& field);
 
 /// Throws std::runtime_error when the results of `what` differ.
@@ -32,7 +32,7 @@ std::vector<double> byBlocks(const IField& field);
 void expectEqual(const std::string& what, const std::vector<double>& expected,
                  const std::vector<double>& found, double tolerance);
 
-/// The field over the grid, again and again, on one thread.
+/// Times the field over the grid on one thread.
 void benchmarkBlocks(benchmark::State& state, const IField& field);
 
 template <class V, class Formula>
@@ -55,8 +55,8 @@ void benchmarkFused(benchmark::State& state, const Formula& formula)
     countSamples(state, kSamples);
 }
 
-/// Entries STEM/blocks, STEM/fused and STEM/fused_x2 of a field and the formula that it computes, once
-/// their values are found equal. Throws std::runtime_error when they aren't.
+/// Registers the entries STEM/blocks, STEM/fused and STEM/fused_x2 for a field and the formula that it
+/// computes, after checking that their values are equal. Throws std::runtime_error if they aren't.
 /// @return the row of the field's time over that of the faster loop.
 template <class Formula>
 Row registerFused(const std::string& stem, const IField& field, const std::shared_ptr<const Formula>& formula)

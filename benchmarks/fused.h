@@ -10,8 +10,8 @@
 #include <type_traits>
 #include <vector>
 
-/// The limit that a chain is measured against: one hand-fused SIMD loop over the whole
-/// expression, positions made inside, results stored into the raster.
+/// The limit that a chain is measured against: one hand-fused SIMD loop that computes the whole expression,
+/// makes the positions itself and stores the results into the raster.
 namespace zrk::bench {
 
 struct TwoMasks {
@@ -54,7 +54,7 @@ struct TwoBatches {
     }
 };
 
-/// What each axis of a grid adds to each coordinate of a node, for any grid, turned ones too.
+/// What each axis of a grid adds to each coordinate of a node. It serves any grid, also one that is turned.
 struct GridSteps {
     std::vector<double> along[3][3]; ///< [axis][component][node]
 
@@ -90,7 +90,7 @@ inline void storeStep(const TwoBatches& value, double* out)
     value.b.store(out + Batch::size);
 }
 
-/// Component 0; the others are computed and let go.
+/// Returns component 0; the others are computed and dropped.
 template <std::uint32_t N, class V>
 void storeStep(const Tensor<N, V>& value, double* out)
 {
@@ -101,8 +101,8 @@ void storeStep(const Tensor<N, V>& value, double* out)
     storeStep(value[0], out);
 }
 
-/// The values of the expression at all nodes, x fastest. The length of an x line must be a multiple of
-/// what V holds.
+/// Computes the expression at all nodes, x fastest. The length of an x line must be a multiple of the number
+/// of values that V holds.
 template <class V, class Chain>
 [[gnu::noinline]] void fillFused(const Chain& parameters, const GridSteps& grid, double* out)
 {

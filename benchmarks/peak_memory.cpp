@@ -10,8 +10,8 @@ namespace zrk::bench {
 
 void printPeakMemory()
 {
-    // Of the address space since the program was started; ru_maxrss would include what the
-    // process held before it became this program.
+    // VmHWM counts from the start of the program. ru_maxrss would include what the process held before it
+    // became this program.
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);) {
         if (line.starts_with("VmHWM:")) {

@@ -43,7 +43,7 @@ void countSamples(benchmark::State& state, double samples)
 
 namespace {
 
-/// Medians of the entries that were run.
+/// The medians of the entries that were run.
 class Medians final : public benchmark::ConsoleReporter {
 public:
     Medians() : ConsoleReporter(OO_Tabular) {}
@@ -134,7 +134,7 @@ void printRows(const Medians& medians, const std::vector<Row>& rows)
 
 int run(int argc, char** argv, const std::vector<Row>& rows)
 {
-    // Later options win, so the caller's come last.
+    // Later options win, so those of the caller come last.
     std::string defaults[] = {"--benchmark_repetitions=11", "--benchmark_enable_random_interleaving=true",
                               "--benchmark_min_time=0.05", "--benchmark_display_aggregates_only=true"};
     std::vector<char*> arguments{argv[0]};

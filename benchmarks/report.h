@@ -10,28 +10,28 @@
 /// each other and with the goals.
 namespace zrk::bench {
 
-/// Names of entries; where there are several, the fastest counts.
+/// Names of entries. If there are several, the fastest one counts.
 using Entries = std::vector<std::string>;
 
 /// One row of the table: a ratio of two times, or a counter of one entry.
 struct Row {
     std::string what;
     Entries entries;
-    Entries baseline;    ///< the row is time of `entries` over time of `baseline`; empty: a counter
-    std::string counter; ///< without a baseline, which counter
+    Entries baseline;    ///< the row is the time of `entries` over that of `baseline`; empty for a counter
+    std::string counter; ///< the counter that the row shows if there is no baseline
     std::optional<double> limit;
-    bool atLeast = false; ///< the limit is a lower one
+    bool atLeast = false; ///< true if the limit is a lower one
 
     Row atMost(double value) const;
     Row noLess(double value) const;
 };
 
-/// Time of `entries` over that of `baseline`.
+/// Returns the row with the time of `entries` over that of `baseline`.
 Row ratio(const std::string& what, const Entries& entries, const Entries& baseline);
-/// A counter of the entry.
+/// Returns the row with a counter of the entry.
 Row counter(const std::string& what, const std::string& entry, const std::string& name);
 
-/// Counters "ns/sample" and "samples/s" of an entry that computes so many samples an iteration.
+/// Sets the counters "ns/sample" and "samples/s" of an entry that computes so many samples in an iteration.
 void countSamples(benchmark::State& state, double samples);
 
 /// Runs the registered benchmarks in rounds, the entries of a round in random order, prints the

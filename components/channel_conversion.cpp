@@ -52,7 +52,7 @@ std::shared_ptr<const zrk::Raster<1, D, double>> convertFirst(const std::shared_
         image->channel(0));
 }
 
-/// Extents of a channel of a picture.
+/// Extents of a channel of an image.
 std::array<std::int32_t, 2> extents(const ZRKImage2d::Channel& channel)
 {
     return std::visit([](const auto& raster) { return std::array{raster.dims[0], raster.dims[1]}; }, channel);

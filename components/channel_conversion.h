@@ -7,19 +7,19 @@
 
 namespace zrkmodel {
 
-/// The first channel of a picture or a volume as doubles: 8 bit values over 255, 16 bit ones over 65535,
-/// float and double as they are. A channel of doubles is shared with the image, not copied.
+/// Returns the first channel of an image as doubles: 8 bit values over 255, 16 bit ones over 65535, float and
+/// double as they are. A channel of doubles is shared with the image, not copied.
 ///
-/// Null without an image, without a channel, or without pixels. Throws std::bad_variant_access for a channel
-/// that holds nothing.
+/// Returns null without an image, without a channel, or without pixels. Throws std::bad_variant_access for a
+/// channel that holds nothing.
 std::shared_ptr<const zrk::Raster<1, 2, double>> firstChannel(const std::shared_ptr<const ZRKImage2d>& image);
 std::shared_ptr<const zrk::Raster<1, 3, double>> firstChannel(const std::shared_ptr<const ZRKImage3d>& image);
 
-/// A picture as pixels of N = 1, 3 or 4 channels, converted like `firstChannel`. An image of fewer channels
-/// repeats its last one; of four, the last is then 1 everywhere, so that grey and coloured pictures are
-/// opaque.
+/// Returns an image as pixels of N = 1, 3 or 4 channels, converted like `firstChannel`. An image of fewer
+/// channels repeats its last one. Where a colour's fourth channel is missing, it is 1 everywhere, so that
+/// grey and coloured images are opaque.
 ///
-/// Null also when a channel that is used has other extents than the first.
+/// Returns null also when a channel that is read has other extents than the first.
 template <int N>
 std::shared_ptr<const zrk::Raster<N, 2, double>>
 interleavedChannels(const std::shared_ptr<const ZRKImage2d>& image);

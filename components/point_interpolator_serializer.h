@@ -8,9 +8,9 @@ namespace zrkmodel {
 
 /// A curve as an array of points, each an array [key, value, kind].
 ///
-/// Reading replaces the curve, also by an empty one where nothing is stored. It ends with
-/// false at the first point that is cut short, holds something other than numbers or is of an
-/// unknown kind; the points before it are kept. A kind's fraction is cut off.
+/// Reading replaces the curve, and by an empty one where nothing is stored. It ends with false at the first
+/// point that is cut short, holds something other than numbers or is of an unknown kind; the points before it
+/// are kept. The fraction of a kind's number is cut off.
 template <>
 struct ZRKValueSerializer<ScalarCurve> {
     static void write(ZRKSerialization& s, const ScalarCurve& curve, const ZRKSerializationPos& pos);

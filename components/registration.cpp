@@ -44,89 +44,76 @@
 #include "components/transforms/split_components.h"
 #include "components/transforms/twist_transform.h"
 #include "components/transport/image_sweep.h"
-#include "model/component.h"
 
 namespace zrkmodel {
 
 namespace {
 
-template <class Component>
-ComponentEntry entry()
-{
-    const ComponentIdentity self = Component::identity();
-    return {self.className, self.typeName, self.uuid, self.inputs, self.outputs, &Component::registerType};
-}
+/// All components. The order is the order of the registry, which hosts and documents rely on.
+constexpr void (*kComponents[])() = {
+    &ZRKSphereUVW::registerType,
+    &ZRKTorusUVW::registerType,
+    &ZRKCylinderUVW::registerType,
+    &ZRKRasterFX::registerType,
+    &ZRKVector3SplitComponents::registerType,
+    &ZRKRGBASplitComponents::registerType,
+    &ZRKQuantizeTransform::registerType,
+    &ZRKTwistTransform::registerType,
+    &ZRKBendTransform::registerType,
+    &ZRKNormalizeVec3::registerType,
+    &ZRKNormVec3::registerType,
+    // The UUID of ZRKNormalizeVec3 once more: saved documents carry it.
+    &ZRKColorFromVec3::registerType,
+    &ZRKPositionVec3::registerType,
+    &ZRKMask::registerType,
+    &ZRKBinaryOperator::registerType,
+    &ZRKMultiply::registerType,
+    &ZRKMatrixTransform::registerType,
+    &ZRKMeshSDF::registerType,
+    &ZRKMultipoleUVW::registerType,
+    &ZRKPatternDesigner::registerType,
+    &ZRKSphereSDF::registerType,
+    &ZRKBoxSDF::registerType,
+    &ZRKPlaneSDF::registerType,
+    &ZRKTorusSDF::registerType,
+    &ZRKCylinderSDF::registerType,
+    &ZRKPipeSDF::registerType,
+    &ZRKGyroid::registerType,
+    &ZRKCross::registerType,
+    &ZRKCurveUVW::registerType,
+    &ZRKGradDerivative::registerType,
+    &ZRKFaceUVW::registerType,
+    &ZRKShell::registerType,
+    &ZRKFallOff::registerType,
+    &ZRKInvert::registerType,
+    // The type name of ZRKInvert once more.
+    &ZRKLevelsetIsoValue::registerType,
+    &ZRKGeometryBlend::registerType,
+    &ZRKScalarImageSampler::registerType,
+    &ZRKVector3ImageSampler::registerType,
+    &ZRKRGBAImageSampler::registerType,
+    &ZRKImageSweep::registerType,
+    &ZRK2DImageExtrude::registerType,
+    // The type name of ZRK2DImageExtrude once more.
+    &ZRK3DImage::registerType,
+    &ZRKAffineTransform::registerType,
+    &ZRKApplyTransform::registerType,
+    // 35 characters, the first group one short: kept as documents have it.
+    &ZRKBeamSDF::registerType,
+    &ZRKVector3CombineComponents::registerType,
+    &ZRKRGBACombineComponents::registerType,
+    &ZRKCurveLength::registerType,
+};
 
-/// Registers all classes when the library is loaded. The order of the list is the order of the registry.
+/// Registers all classes when the library is loaded.
 const bool registered = [] {
-    for (const ComponentEntry& component : allComponents()) {
-        component.registerType();
+    for (const auto registerType : kComponents) {
+        registerType();
     }
     return true;
 }();
 
 } // namespace
-
-// clang-format off
-const std::vector<ComponentEntry>& allComponents()
-{
-    static const std::vector<ComponentEntry> components{
-        entry<ZRKSphereUVW>(),
-        entry<ZRKTorusUVW>(),
-        entry<ZRKCylinderUVW>(),
-        entry<ZRKRasterFX>(),
-        entry<ZRKVector3SplitComponents>(),
-        entry<ZRKRGBASplitComponents>(),
-        entry<ZRKQuantizeTransform>(),
-        entry<ZRKTwistTransform>(),
-        entry<ZRKBendTransform>(),
-        entry<ZRKNormalizeVec3>(),
-        entry<ZRKNormVec3>(),
-        // The UUID of ZRKNormalizeVec3 once more: saved documents carry it.
-        entry<ZRKColorFromVec3>(),
-        entry<ZRKPositionVec3>(),
-        entry<ZRKMask>(),
-        entry<ZRKBinaryOperator>(),
-        entry<ZRKMultiply>(),
-        entry<ZRKMatrixTransform>(),
-        entry<ZRKMeshSDF>(),
-        entry<ZRKMultipoleUVW>(),
-        entry<ZRKPatternDesigner>(),
-        entry<ZRKSphereSDF>(),
-        entry<ZRKBoxSDF>(),
-        entry<ZRKPlaneSDF>(),
-        entry<ZRKTorusSDF>(),
-        entry<ZRKCylinderSDF>(),
-        entry<ZRKPipeSDF>(),
-        entry<ZRKGyroid>(),
-        entry<ZRKCross>(),
-        entry<ZRKCurveUVW>(),
-        entry<ZRKGradDerivative>(),
-        entry<ZRKFaceUVW>(),
-        entry<ZRKShell>(),
-        entry<ZRKFallOff>(),
-        entry<ZRKInvert>(),
-        // The type name of ZRKInvert once more.
-        entry<ZRKLevelsetIsoValue>(),
-        entry<ZRKGeometryBlend>(),
-        entry<ZRKScalarImageSampler>(),
-        entry<ZRKVector3ImageSampler>(),
-        entry<ZRKRGBAImageSampler>(),
-        entry<ZRKImageSweep>(),
-        entry<ZRK2DImageExtrude>(),
-        // The type name of ZRK2DImageExtrude once more.
-        entry<ZRK3DImage>(),
-        entry<ZRKAffineTransform>(),
-        entry<ZRKApplyTransform>(),
-        // 35 characters, the first group one short: kept as documents have it.
-        entry<ZRKBeamSDF>(),
-        entry<ZRKVector3CombineComponents>(),
-        entry<ZRKRGBACombineComponents>(),
-        entry<ZRKCurveLength>(),
-    };
-    return components;
-}
-// clang-format on
 
 void ZRKGraphComponentsInit::initializeModule() {}
 

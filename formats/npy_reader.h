@@ -1,6 +1,6 @@
 #pragma once
 
-#include "formats/image_channel.h"
+#include "core/values/image_channel.h"
 
 #include <cstdint>
 #include <filesystem>

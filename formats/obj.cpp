@@ -162,7 +162,7 @@ std::string quoted(std::string_view line)
 
 /// An index with the line it stands in.
 struct PlacedIndex {
-    int index;
+    int index = 0;
     std::int64_t line = 0;
 };
 
@@ -194,6 +194,7 @@ private:
     WavefrontObj _obj;
     PlacedIndex _lowest{std::numeric_limits<int>::max()};
     PlacedIndex _highest{std::numeric_limits<int>::min()};
+    PlacedIndex _corners[3]; ///< of the triangle that isn't complete yet
 
     /// False when the line ends the reading.
     bool readLine()
@@ -233,15 +234,21 @@ private:
                 return refuse("expected at most " + std::to_string(kMaxCount) + " corners of faces");
             }
             const int index = takeCorner(rest);
+            _corners[_obj.indices.size() % 3] = {index, _lines.number()};
             _obj.indices.push_back(index);
-            if (index < _lowest.index) {
-                _lowest = {index, _lines.number()};
-            }
-            if (index > _highest.index) {
-                _highest = {index, _lines.number()};
+            if (_obj.indices.size() % 3 == 0) {
+                noteTriangle();
             }
         }
         return true;
+    }
+
+    void noteTriangle()
+    {
+        for (const PlacedIndex& corner : _corners) {
+            _lowest = corner.index < _lowest.index ? corner : _lowest;
+            _highest = corner.index > _highest.index ? corner : _highest;
+        }
     }
 
     std::string place(std::int64_t line) const
@@ -260,7 +267,7 @@ private:
     void tellIndexProblem()
     {
         const PlacedIndex& worst = _lowest.index < 0 ? _lowest : _highest;
-        if (_obj.indices.empty() || (worst.index >= 0 && worst.index < _obj.vertexCount)) {
+        if (_obj.triangleCount == 0 || (worst.index >= 0 && worst.index < _obj.vertexCount)) {
             return;
         }
         _obj.indexProblem = place(worst.line) + "a face with the vertex " +

@@ -20,8 +20,9 @@ struct WavefrontObj {
     std::string problem;
     /// The line that ended the reading before the end of the file.
     std::optional<std::string> offendingLine;
-    /// What is wrong with the indices when one of them names no vertex, in the form of `problem`. Else empty.
-    /// An importer refuses such faces.
+    /// What is wrong with the indices when one of a triangle names no vertex, in the form of `problem`. Else
+    /// empty. An importer refuses such faces. One or two indices at the end that make no whole triangle take
+    /// no part in anything.
     std::string indexProblem;
 };
 

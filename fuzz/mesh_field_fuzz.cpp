@@ -21,9 +21,9 @@ void expectSearched(const zrk::MeshWindingField& field, const zrk::Tensor<3, dou
                                                bvh.vertexOf(i, 2), closest);
         },
         p.begin(), searched);
-    const double distance = field.meshDistance(p.begin());
-    const bool isSame = distance == searched && std::abs(field.signedDistance(p.begin())) == searched &&
-                        std::abs(field.signedDistance(p.begin(), trail)) == searched;
+    const double distance = field.meshDistance(p);
+    const bool isSame = distance == searched && std::abs(field.signedDistance(p)) == searched &&
+                        std::abs(field.signedDistance(p, trail)) == searched;
     if (!isSame) {
         __builtin_trap();
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/curves/surfaces.h"
+#include "core/values/box.h"
 #include "model/geometry.h"
 
 #include <memory>
@@ -55,9 +56,9 @@ public:
         record.tMax = _curve->tMax();
         record.length = _curve->length();
         record.closed = _curve->closed();
-        const zrk::Box3 bounds = _curve->bounds();
-        record.bounds[0] = bounds.lower;
-        record.bounds[1] = bounds.upper;
+        const zrk::Box<double> bounds = _curve->bounds();
+        record.bounds[0] = bounds.min;
+        record.bounds[1] = bounds.max;
         record.closestParameterNear = [curve = _curve](const Vector& p, double near) {
             return curve->closestParameter(p, near);
         };

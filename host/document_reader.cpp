@@ -32,6 +32,9 @@ std::string unreadableKey(const ZRKGraphObject& object, const ZRKJson& values)
 {
     const ZRKTypeInfo& type = object.typeInfo();
     const auto* registration = ZRKGraphObject::registry().find(type.uuid, type.name);
+    if (!registration) {
+        return "";
+    }
     for (const auto& [key, value] : values.items()) {
         ZRKJson single = ZRKJson::object();
         single[key] = value;
@@ -205,10 +208,11 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
         return member->get<std::string>();
     };
     const std::string type = text("type", true);
-    const ComponentEntry& component = findComponent(where(place + ", \"type\""), type, text("uuid", false));
-    place = fmt::format("node {} ({})", number, component.typeName);
+    const ZRKGraphObjectRegistration& registration =
+        findType(where(place + ", \"type\""), type, text("uuid", false));
+    place = fmt::format("node {} ({})", number, registration.info.name);
 
-    const auto object = ZRKGraphObject::registry().findByClass(component.className)->factory();
+    const auto object = registration.factory();
     _document._graph->addNode(object, number);
     _document._nodeIndex[number] = index;
     if (const auto values = entry.find("values"); values != entry.end()) {

@@ -22,8 +22,10 @@ constexpr std::size_t kMaxGroupMembers = 1'000'000;
 std::filesystem::path wholePath(const std::filesystem::path& path)
 {
     std::error_code error;
+    // An empty path is the current folder: that of a document opened by its bare name.
+    const std::filesystem::path start = path.empty() ? "." : path;
     const std::filesystem::path whole =
-        std::filesystem::weakly_canonical(std::filesystem::absolute(path), error);
+        std::filesystem::weakly_canonical(std::filesystem::absolute(start), error);
     // A slash at the end makes an empty last part.
     return error ? path : whole.has_filename() ? whole : whole.parent_path();
 }
@@ -302,6 +304,9 @@ std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImage(const char* kin
 
 std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImageFromfolder(const std::string& path)
 {
+    if (path.empty()) {
+        return nullptr; // none was chosen
+    }
     try {
         return ensureImage("image3d", path);
     } catch (const HostError&) {

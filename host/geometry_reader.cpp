@@ -226,7 +226,7 @@ Geometry readMesh(const Entry& entry)
     const auto field =
         std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
     return std::make_shared<DocumentGeometry>(
-        nullptr, Distances{[field](const Vector3& p) { return field->signedDistance(p.begin()); }});
+        nullptr, Distances{[field](const Vector3& p) { return field->signedDistance(p); }});
 }
 
 struct Shape {

@@ -1,12 +1,13 @@
 #include "host/type_lookup.h"
 
+#include "components/registration.h"
 #include "host/error.h"
+#include "model/graph_object.h"
 #include "model/uuid.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <iterator>
 #include <numeric>
 #include <set>
 #include <vector>
@@ -15,26 +16,15 @@ namespace zrkmodel {
 
 namespace {
 
-using Candidates = std::vector<const ComponentEntry*>;
-
-template <class Test>
-Candidates select(Test test)
-{
-    Candidates found;
-    for (const ComponentEntry& entry : allComponents()) {
-        if (test(entry)) {
-            found.push_back(&entry);
-        }
-    }
-    return found;
-}
+using Candidates = ZRKGraphObjectRegistry::Matches;
 
 std::string list(const Candidates& candidates)
 {
     std::string text;
-    for (const ComponentEntry* entry : candidates) {
-        text += fmt::format("{}{} (type \"{}\", uuid {})", text.empty() ? "" : ", ", entry->className,
-                            entry->typeName, entry->uuid);
+    for (const ZRKGraphObjectRegistration* entry : candidates) {
+        const std::string& className = entry->className.empty() ? entry->info.name : entry->className;
+        text += fmt::format("{}{} (type \"{}\", uuid {})", text.empty() ? "" : ", ", className,
+                            entry->info.name, entry->info.uuid);
     }
     return text;
 }
@@ -62,12 +52,13 @@ std::size_t editDistance(std::string_view a, std::string_view b)
 std::string nearestNames(std::string_view name)
 {
     std::set<std::pair<std::size_t, std::string>> ranked;
-    for (const ComponentEntry& entry : allComponents()) {
-        ranked.emplace(std::min(editDistance(name, entry.typeName), editDistance(name, entry.className)),
-                       entry.typeName);
+    for (const ZRKGraphObjectRegistration& entry : knownTypes()) {
+        ranked.emplace(std::min(editDistance(name, entry.info.name), editDistance(name, entry.className)),
+                       entry.info.name);
     }
     std::string text;
-    for (auto nearest = ranked.begin(); nearest != std::next(ranked.begin(), 3); ++nearest) {
+    int count = 0;
+    for (auto nearest = ranked.begin(); nearest != ranked.end() && count < 3; ++nearest, ++count) {
         text += fmt::format("{}\"{}\"", text.empty() ? "" : ", ", nearest->second);
     }
     return text;
@@ -80,31 +71,46 @@ std::string nearestNames(std::string_view name)
 
 } // namespace
 
-const ComponentEntry& findComponent(std::string_view place, const std::string& name, const std::string& uuid)
+const std::deque<ZRKGraphObjectRegistration>& knownTypes()
 {
-    const Candidates byClass = select([&](const ComponentEntry& e) { return e.className == name; });
-    const Candidates byName = select([&](const ComponentEntry& e) { return e.typeName == name; });
-    const Candidates& named = byClass.empty() ? byName : byClass;
+    ZRKGraphComponentsInit::initializeModule(); // links the components in
+    return ZRKGraphObject::registry().entries();
+}
+
+const ZRKGraphObjectRegistration& findType(std::string_view place, const std::string& name,
+                                           const std::string& uuid)
+{
+    Candidates byClass;
+    Candidates named; // by class or by type name
+    for (const ZRKGraphObjectRegistration& entry : knownTypes()) {
+        const bool isClass = !name.empty() && entry.className == name; // not every type states a class
+        if (isClass) {
+            byClass.push_back(&entry);
+        }
+        if (isClass || entry.info.name == name) {
+            named.push_back(&entry);
+        }
+    }
     if (named.empty()) {
         refuse(place, fmt::format("found the unknown type \"{}\", expected a known one", name.substr(0, 80)),
                fmt::format("did you mean {}? `zrk types` lists all", nearestNames(name.substr(0, 80))));
     }
     if (uuid.empty()) {
-        if (named.size() > 1) {
+        const Candidates& meant = byClass.empty() ? named : byClass;
+        if (meant.size() > 1) {
             refuse(place,
                    fmt::format("found the type \"{}\", which {} types share, expected a unique name", name,
-                               named.size()),
-                   fmt::format("write the class name of the one that is meant: {}", list(named)));
+                               meant.size()),
+                   fmt::format("write the class name of the one that is meant: {}", list(meant)));
         }
-        return *named.front();
+        return *meant.front();
     }
-    for (const ComponentEntry* entry : named) {
-        if (equalIgnoringCase(entry->uuid, uuid)) {
+    for (const ZRKGraphObjectRegistration* entry : named) {
+        if (equalIgnoringCase(entry->info.uuid, uuid)) {
             return *entry;
         }
     }
-    const Candidates byUuid =
-        select([&](const ComponentEntry& e) { return equalIgnoringCase(e.uuid, uuid); });
+    const Candidates byUuid = ZRKGraphObject::registry().findByUuid(uuid);
     refuse(place,
            fmt::format("found the type \"{}\" with the uuid {}, expected a pair that belongs together", name,
                        uuid.substr(0, 80)),

@@ -31,6 +31,10 @@ QWidget { color: {text}; }
 QToolTip { background: {popup}; color: {text}; border: 1px solid {edge}; padding: 4u; }
 QMainWindow, QDialog, QScrollArea, QScrollArea > QWidget > QWidget { background: {panel}; }
 QScrollArea { border: none; }
+QScrollArea#Items { border: 1px solid {paneLine}; border-radius: 6u; }
+QLabel#Thumbnail { background: {field}; border: 1px solid {paneLine}; border-radius: 4u; }
+QPushButton#Picker { text-align: left; padding-right: 20u; }
+QPushButton#Picker::menu-indicator { image: none; }
 QAbstractSpinBox, QLineEdit, QComboBox {
     background: {field}; border: 1px solid {edge}; border-radius: 4u; padding: 0 6u;
     min-height: 22u; max-height: 22u; selection-background-color: {accentFill}; selection-color: {text}; }
@@ -57,11 +61,11 @@ QPushButton#Warning { color: {error}; }
 QCheckBox { spacing: 8u; min-height: 24u; }
 QCheckBox::indicator { width: 14u; height: 14u; border: 1px solid {edgeHovered}; border-radius: 3u; background: {field}; }
 QCheckBox::indicator:focus { border: 2px solid {accent}; }
-QCheckBox::indicator:checked { background: {accent}; border-color: {accent}; image: url({tick}); }
+QCheckBox::indicator:checked { background: {accent}; border-color: {accent}; }
 QCheckBox:focus { color: {link}; }
 QTabWidget::pane { border: none; border-top: 1px solid {paneLine}; }
 QTabBar::tab { background: transparent; color: {secondText}; padding: 5u 10u; border-bottom: 2px solid transparent; }
-QTabBar::tab:selected { color: {text}; font-weight: 600; border-bottom-color: {accent}; }
+QTabBar::tab:selected { color: {text}; border-bottom-color: {accent}; }
 QTabBar::tab:focus { color: {link}; }
 QFrame#Item, QFrame#SelectedItem { background: {popup}; border-radius: 6u; }
 QFrame#Item { border: 1px solid {paneLine}; }
@@ -161,7 +165,6 @@ QString ZRKCSSStyle::sheet(double scale) const
     for (const auto& [name, role] : kNames) {
         sheet.replace("{" + QString::fromLatin1(name) + "}", color(role).name());
     }
-    sheet.remove(" image: url({tick});");
     static const QRegularExpression length("(\\d+)u\\b");
     QString result;
     int done = 0;

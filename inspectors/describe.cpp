@@ -1,6 +1,5 @@
 #include "inspectors/describe.h"
 
-#include "components/registration.h"
 #include "inspectors/described.h"
 #include "inspectors/field.h"
 #include "inspectors/property_view.h"

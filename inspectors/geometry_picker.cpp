@@ -37,6 +37,9 @@ ZRKGeometryPicker::ZRKGeometryPicker(unsigned filter, int limit, const Selection
     row->setSpacing(scaled(*this, 8));
     const int side = scaled(*this, 32);
     _thumbnail->setFixedSize(side, side);
+    _thumbnail->setAlignment(Qt::AlignCenter);
+    _thumbnail->setObjectName("Thumbnail");
+    _button->setObjectName("Picker");
     row->addWidget(_thumbnail);
     row->addWidget(_button, 1);
     _button->setAutoDefault(false);
@@ -83,7 +86,7 @@ void ZRKGeometryPicker::setThumbnail(const Selection& objects, int size)
     const double ratio = devicePixelRatioF();
     QPixmap pixmap = QPixmap::fromImage(image);
     if (!pixmap.isNull()) {
-        const int side = static_cast<int>(_thumbnail->width() * ratio);
+        const int side = static_cast<int>((_thumbnail->width() - 4) * ratio);
         pixmap = pixmap.scaled(side, side, Qt::KeepAspectRatio, Qt::SmoothTransformation);
         pixmap.setDevicePixelRatio(ratio);
     }

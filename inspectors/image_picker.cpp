@@ -29,7 +29,7 @@ ZRKImagePicker::ZRKImagePicker(const Image& image, int flags, QWidget* parent)
     setAutoDefault(false);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     // The sheet's height is that of a line of text.
-    setStyleSheet("QPushButton { max-height: 16777215px; }");
+    setStyleSheet("QPushButton { max-height: 4000px; }");
     setMenu(new QMenu(this));
     connect(menu(), &QMenu::aboutToShow, this, [this] { fillMenu(); });
     display(image);

@@ -100,6 +100,7 @@ public:
         _area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         _area->setWidgetResizable(true);
         _area->setFocusPolicy(Qt::NoFocus);
+        _area->setObjectName("Items");
         auto* container = new QWidget;
         _rows = new QVBoxLayout(container);
         _rows->setSpacing(1);

@@ -4,10 +4,35 @@
 #include "inspectors/property_view.h"
 
 #include <QMenu>
+#include <QPainter>
 #include <QSignalBlocker>
+#include <QStyle>
+#include <QStyleOptionButton>
+#include <QTabBar>
 #include <QWheelEvent>
 
+#include <algorithm>
+
 namespace zrkui {
+
+using Role = ZRKCSSStyle::Role;
+
+namespace {
+
+/// A line with round ends through points given in pixels at scale 1 around the centre.
+void drawStroke(QPainter& painter, const QPolygonF& points, const QPointF& center, double scale,
+                const QColor& color)
+{
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(color, 1.5 * scale, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    QPolygonF placed;
+    for (const QPointF& point : points) {
+        placed << center + point * scale;
+    }
+    painter.drawPolyline(placed);
+}
+
+} // namespace
 
 QLabelWrapper::QLabelWrapper(const std::string& text, QWidget* parent)
     : QLabel(QString::fromStdString(text), parent)
@@ -81,7 +106,26 @@ void QComboBoxWrapper::describe(zrkmodel::ZRKJson& out) const
     }
 }
 
-QSize QComboBoxWrapper::minimumSizeHint() const { return {scaled(*this, 72), scaled(*this, 24)}; }
+QSize QComboBoxWrapper::sizeHint() const { return minimumSizeHint(); }
+
+QSize QComboBoxWrapper::minimumSizeHint() const
+{
+    int widest = 0;
+    for (int i = 0; i < count(); ++i) {
+        widest = std::max(widest, fontMetrics().horizontalAdvance(itemText(i)));
+    }
+    return {widest + scaled(*this, 32), scaled(*this, 24)};
+}
+
+void QComboBoxWrapper::paintEvent(QPaintEvent* event)
+{
+    QComboBox::paintEvent(event);
+    // The sheet's own arrow would be a file.
+    QPainter painter(this);
+    drawStroke(painter, {{-3.5, -2}, {0, 1.5}, {3.5, -2}},
+               QPointF(width() - scaled(*this, 12), height() / 2.0), uiScale(*this),
+               ZRKCSSStyle::current().color(isEnabled() ? Role::secondText : Role::hint));
+}
 
 void QComboBoxWrapper::wheelEvent(QWheelEvent* event)
 {
@@ -106,6 +150,19 @@ void QCheckBoxWrapper::display(bool value)
     setChecked(value);
 }
 
+void QCheckBoxWrapper::paintEvent(QPaintEvent* event)
+{
+    QCheckBox::paintEvent(event);
+    if (isChecked()) {
+        QStyleOptionButton option;
+        initStyleOption(&option);
+        const QRect box = style()->subElementRect(QStyle::SE_CheckBoxIndicator, &option, this);
+        QPainter painter(this);
+        drawStroke(painter, {{-3.5, 0}, {-1, 2.5}, {3.5, -2.5}}, QRectF(box).center(), uiScale(*this),
+                   ZRKCSSStyle::current().color(Role::field));
+    }
+}
+
 void QCheckBoxWrapper::describe(zrkmodel::ZRKJson& out) const
 {
     out["widget"] = "check";
@@ -116,6 +173,8 @@ void QCheckBoxWrapper::describe(zrkmodel::ZRKJson& out) const
 TabHelper::TabHelper(const std::vector<std::string>& labels, QWidget* parent) : QTabWidget(parent)
 {
     setDocumentMode(true);
+    tabBar()->setDrawBase(false);
+    setUsesScrollButtons(false);
     for (const std::string& label : labels) {
         auto* page = new ZRKPropertyView;
         page->setMargins(8);

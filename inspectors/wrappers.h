@@ -47,9 +47,11 @@ public:
     /// Shows another choice without calling the listeners.
     void display(int index);
     void describe(zrkmodel::ZRKJson& out) const override;
+    QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
 protected:
+    void paintEvent(QPaintEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
 
 private:
@@ -62,6 +64,9 @@ public:
     void connectToListener(std::function<void(const bool&)> listener) { _set.connect(std::move(listener)); }
     void display(bool value);
     void describe(zrkmodel::ZRKJson& out) const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
 
 private:
     nod::signal<void(const bool&)> _set;

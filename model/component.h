@@ -14,14 +14,15 @@
 
 namespace zrkmodel {
 
-/// What a component class says of itself. Type name and UUID are what saved documents carry:
-/// letter by letter, odd ones included.
+/// What a component class says of itself: all that there is to edit for it to be known, shown and found.
 struct ComponentIdentity {
     const char* className;
+    /// @{ What saved documents carry: letter by letter, odd ones included.
     const char* typeName;
     const char* uuid;
-    const unsigned int* icon; ///< from IconResources; null for none
-    ZRKUIStrings::info_t (*strings)();
+    /// @}
+    IconResource icon; ///< `{}` for none
+    ZRKUIStrings::info_t strings;
     std::vector<Tag> inputs; ///< the registered signature, which need not equal the pins
     std::vector<Tag> outputs;
 };
@@ -32,6 +33,11 @@ struct ComponentIdentity {
 ///     class ZRKSphereSDF final : public ZRKComponent<ZRKSphereSDF> {
 ///     public:
 ///         ZRKProperty<double> radius{"radius", 1.0, this};
+///
+///         ZRKSphereSDF() = default;
+///         ZRKSphereSDF(const ZRKSphereSDF& other) : ZRKComponent(other) {}
+///         ZRKSphereSDF& operator=(const ZRKSphereSDF&) = default;
+///
 ///         static ComponentIdentity identity();
 ///         void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
 ///         zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const override;
@@ -52,13 +58,16 @@ public:
     void onTypeRegistration(ZRKTypeInfo& info) const override
     {
         const ComponentIdentity self = Derived::identity();
-        ZRKGraphObject::registry().add(
+        ZRKGraphObjectRegistration* registration = ZRKGraphObject::registry().add(
             info, ZRKGraphObjectSignature(self.inputs, self.outputs),
-            [] { return std::make_shared<Derived>(); }, self.strings(),
-            self.icon ? ZRKIcon(ZRKIcon::create(self.icon)) : ZRKIcon());
+            [] { return std::make_shared<Derived>(); }, self.strings,
+            self.icon.pixels ? ZRKIcon(ZRKIcon::create(self.icon.pixels)) : ZRKIcon());
+        registration->className = self.className;
+        registration->iconResource = self.icon;
     }
 
-    /// Enters the class in the type table and the registry. Called once, while the library loads.
+    /// Enters the class in the registry and in the type table, with one prototype that lives for as long as
+    /// that takes. Called once, while the library loads.
     static void registerType()
     {
         const ComponentIdentity self = Derived::identity();

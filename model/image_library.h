@@ -7,13 +7,13 @@
 
 namespace zrkmodel {
 
-/// The volumes among the resources of a document.
+/// The images of voxels among the resources of a document.
 class ZRKImage3dLibraryView {
 public:
     virtual ~ZRKImage3dLibraryView() = default;
 
-    /// The volume of the slices in a folder, which becomes a resource of the document unless it is one
-    /// already. Null, or an entry without an object, when the folder can't be read.
+    /// The image made of the slices in a folder, which becomes a resource of the document unless it is one
+    /// already. Null, or an entry without an object, when the folder can't be read or the path is empty.
     virtual std::shared_ptr<ZRKResourceEntry> ensureImageFromfolder(const std::string& path) = 0;
 };
 

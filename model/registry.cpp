@@ -3,24 +3,9 @@
 #include "model/graph_object.h"
 #include "model/uuid.h"
 
-#include <cxxabi.h>
-
-#include <cstdlib>
-#include <typeinfo>
-
 namespace zrkmodel {
 
 namespace {
-
-std::string classNameOf(const ZRKGraphObject& object)
-{
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> full(
-        abi::__cxa_demangle(typeid(object).name(), nullptr, nullptr, &status), &std::free);
-    const std::string name = full ? full.get() : typeid(object).name();
-    const std::size_t end = name.rfind("::");
-    return end == std::string::npos ? name : name.substr(end + 2);
-}
 
 template <class Predicate>
 ZRKGraphObjectRegistry::Matches select(const std::deque<ZRKGraphObjectRegistration>& entries,
@@ -47,9 +32,7 @@ ZRKGraphObjectRegistry::add(const ZRKTypeInfo& info, const ZRKGraphObjectSignatu
                             const std::function<std::shared_ptr<ZRKGraphObject>()>& factory,
                             const ZRKUIStrings::info_t& strings, ZRKIcon icon)
 {
-    const std::shared_ptr<ZRKGraphObject> prototype = factory ? factory() : nullptr;
-    const std::string className = prototype ? classNameOf(*prototype) : std::string();
-    _entries.push_back({info, className, signature, factory, strings, std::move(icon)});
+    _entries.push_back({info, "", signature, factory, strings, std::move(icon), {}});
     return &_entries.back();
 }
 

@@ -30,11 +30,12 @@ struct ZRKGraphObjectSignature {
 /// All that is known about a type of graph object.
 struct ZRKGraphObjectRegistration {
     ZRKTypeInfo info;
-    std::string className; ///< without namespaces, e.g. "ZRKSphereSDF"
+    std::string className; ///< without namespaces, e.g. "ZRKSphereSDF"; empty where it isn't stated
     ZRKGraphObjectSignature signature;
     std::function<std::shared_ptr<ZRKGraphObject>()> factory;
     ZRKUIStrings::info_t strings;
     ZRKIcon icon;
+    IconResource iconResource; ///< what the icon was drawn from; none where it isn't stated
 };
 
 /// The types of graph objects in order of registration. Type name and uuid may each occur
@@ -43,7 +44,8 @@ class ZRKGraphObjectRegistry {
 public:
     using Matches = std::vector<const ZRKGraphObjectRegistration*>;
 
-    /// Enters a type. Never refuses one; the class name comes from an object of the factory.
+    /// Enters a type. Never refuses one, and makes no object of it. Class name and icon resource are stated
+    /// through the result.
     ZRKGraphObjectRegistration* add(const ZRKTypeInfo& info, const ZRKGraphObjectSignature& signature,
                                     const std::function<std::shared_ptr<ZRKGraphObject>()>& factory,
                                     const ZRKUIStrings::info_t& strings, ZRKIcon icon);

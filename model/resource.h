@@ -1,16 +1,14 @@
 #pragma once
 
-#include "core/values/raster.h"
+#include "core/values/image_channel.h"
 #include "model/property.h"
 #include "model/serializable.h"
 #include "model/uuid.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <utility>
-#include <variant>
 #include <vector>
 
 namespace zrkmodel {
@@ -91,13 +89,12 @@ struct ZRKValueSerializer<ZRKResourceHandle> {
     static bool read(const ZRKDeserialization& d, ZRKResourceHandle& value, const ZRKSerializationPos& pos);
 };
 
-/// A picture or a volume: an ordered list of channels, each a raster of one of four
-/// number types. Immutable once handed out, thus safe to read from many threads.
+/// An image that comes in, of pixels (D = 2) or voxels (D = 3): an ordered list of channels, which may differ
+/// in their type of number. Immutable once handed out, thus safe to read from many threads.
 template <int D>
 class ZRKImage : public ZRKSerializableObject {
 public:
-    using Channel = std::variant<zrk::Raster<1, D, std::uint8_t>, zrk::Raster<1, D, std::uint16_t>,
-                                 zrk::Raster<1, D, float>, zrk::Raster<1, D, double>>;
+    using Channel = zrk::ImageChannel<D>;
 
     ZRKImage() = default;
     explicit ZRKImage(std::vector<Channel> channels) : _channels(std::move(channels)) {}

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-/// Bytes as a file that needs no place on a disk, for readers that take a path.
+/// A file in memory with the given bytes, for readers that take a path.
 class BytesAsFile {
 public:
     BytesAsFile(const std::uint8_t* bytes, std::size_t count) : _descriptor(memfd_create("fuzz", 0))

@@ -13,13 +13,12 @@
 #include <utility>
 #include <vector>
 
-/// What the tests of components share: reading and writing stored values, and asking a node
-/// of a graph for samples.
+/// What the tests of components share: they read and write stored values, and sample a node of a graph.
 namespace zrkmodel::testing {
 
 using Vector = zrk::Tensor<3, double>;
 
-/// A row of a table of values: what a component with these stored values gives at a position.
+/// A row of a table: what a component with these stored values gives at a position.
 template <class Expected>
 struct ValueAtPosition {
     const char* name;
@@ -29,7 +28,7 @@ struct ValueAtPosition {
     Expected expected;
 };
 
-/// A test's own source of a value with a weight, with one output of the given tag.
+/// A component of the tests' own that gives a value with a weight at its one output, of the given tag.
 class Source final : public ZRKExtensionBase {
 public:
     Source(Tag tag, std::vector<double> record) : _tag(tag), _record(std::move(record)) {}
@@ -72,7 +71,7 @@ inline zrk::IField outputField(const ZRKGraph::Node& node)
     return std::dynamic_pointer_cast<ZRKFieldObject>(node.object())->realizeField(node, 0);
 }
 
-/// The record, components and weight, that a field gives at p. Empty for an empty field.
+/// Returns the record that a field gives at p: components and weight. It is empty for an empty field.
 inline std::vector<double> sample(const zrk::IField& field, const Vector& p)
 {
     if (!field) {
@@ -84,8 +83,8 @@ inline std::vector<double> sample(const zrk::IField& field, const Vector& p)
     return sampler.targetNode.sampleBuffer->data;
 }
 
-/// The same of a component that stands alone in a graph, with its first input, if there is
-/// a source for it, connected.
+/// Returns the same for a component that stands alone in a graph. Its first input is connected to `source` if
+/// there is one.
 inline std::vector<double> sample(const std::shared_ptr<ZRKGraphObject>& component, const Vector& p,
                                   const std::shared_ptr<Source>& source = nullptr)
 {
@@ -109,23 +108,9 @@ inline void load(ZRKSerializableObject& component, const ZRKJson& values)
     component.deserialize(ZRKDeserialization(values));
 }
 
-/// Pins in order, each as "name Tag", an input that passes positions through with a star.
-inline std::vector<std::string> pinsOf(const std::shared_ptr<ZRKGraphObject>& component)
-{
-    const auto graph = ZRKGraph::create();
-    const ZRKGraph::Node node = graph->addNode(component);
-    std::vector<std::string> pins;
-    for (const auto* side : {&node.record()->inputs, &node.record()->outputs}) {
-        for (const ZRKGraphPin& pin : *side) {
-            pins.push_back(pin.name + " " + pin.tag.name() + (pin.allowsPassthrough() ? "*" : ""));
-        }
-    }
-    return pins;
-}
-
-/// A fresh component stores `defaults`. One that reads `edited`, in which every value differs, stores
-/// just that, and so does its clone. A value of a wrong kind or a missing one is left alone.
-/// Both texts are in the stored order of the keys.
+/// Checks that a fresh component stores `defaults`; that one which reads `edited`, where every value differs,
+/// stores just that, and so does its clone; and that a missing value, or one of a wrong kind, changes
+/// nothing. Both texts have their keys in the stored order.
 template <class Component>
 void expectStoredForm(const std::string& defaults, const std::string& edited)
 {
@@ -148,7 +133,7 @@ void expectStoredForm(const std::string& defaults, const std::string& edited)
     }
 }
 
-/// The weight of the first input arrives at the output unchanged.
+/// Checks that the weight of the first input arrives at the output unchanged.
 template <class Component>
 void expectForwardedWeight()
 {
@@ -158,7 +143,7 @@ void expectForwardedWeight()
     EXPECT_EQ(sample(std::make_shared<Component>(), {0, 0, 0}).back(), 1);
 }
 
-/// Reading `edited` changes the field at p, but not that of an evaluator built before.
+/// Checks that reading `edited` changes the field at p, but not that of an evaluator built before.
 template <class Component>
 void expectEditsReachOnlyNewEvaluators(const std::string& edited, const Vector& p)
 {

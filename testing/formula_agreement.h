@@ -14,12 +14,12 @@
 #include <vector>
 
 /// The check that every formula has to pass: its three value types agree. Over random boxes of
-/// arguments, wide and narrow, with infinities and NaN, a batch gives in every lane what doubles
+/// arguments, wide and narrow, with infinities and NaN, every lane of a batch gives what doubles
 /// give, and the interval contains what both give.
 namespace zrk::agreement {
 
-/// Arguments of a formula: for each input its components and its weight, in as many doubles as the
-/// longest record takes.
+/// The arguments of a formula: the components and the weight of each input, in as many doubles as the longest
+/// record takes.
 template <class V>
 using Arguments = std::vector<std::array<V, 5>>;
 
@@ -30,7 +30,7 @@ inline double uniform(Random& random, double from, double to)
     return std::uniform_real_distribution<double>(from, to)(random);
 }
 
-/// An end of a box: often round, so that edges of cells and equal arguments come up.
+/// Draws an end of a box. It is often a round number, so that edges of cells and equal arguments come up.
 inline double randomEnd(Random& random)
 {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -71,7 +71,7 @@ inline double randomWithin(Random& random, const Interval<double>& box)
     return from < to ? uniform(random, from, to) : box.lower;
 }
 
-/// The components of a formula's result and, if it writes one, its weight.
+/// Returns the components of a formula's result and, if the formula gives one, its weight.
 template <class V, class F>
 std::vector<V> valuesOf(const F& formula, const Arguments<V>& arguments)
 {
@@ -107,7 +107,7 @@ inline double largest(const Arguments<double>& arguments)
     return size;
 }
 
-/// @param tolerance  by which a batch and doubles may differ, relative to the largest of the
+/// @param tolerance  how far a batch and doubles may differ, relative to the largest of the
 ///                   arguments, the result and 1: 0 for arithmetic, a few 1e-15 where sines, powers
 ///                   or exponentials take part.
 template <class F>

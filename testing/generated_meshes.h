@@ -34,7 +34,7 @@ struct GeneratedMesh {
     }
     std::size_t triangleCount() const { return indices.size() / 3; }
 
-    /// Stretches the mesh into the box from 0 to 5 on every axis.
+    /// Stretches the mesh, axis by axis, into the box from 0 to 5.
     void fit()
     {
         for (std::size_t axis = 0; axis < 3; ++axis) {

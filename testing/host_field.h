@@ -10,12 +10,12 @@
 
 namespace zrk::chains {
 
-/// A generator from a function, for what only a host's generator does.
+/// A generator made of a function, for tests of what only the generator of a host can do.
 class HostField final : public IFieldGenerator {
 public:
     using Body = std::function<void(EvaluatorBuilder<double>&)>;
 
-    std::vector<IField> keep; ///< fields that shall live as long as this one
+    std::vector<IField> keep; ///< fields that live as long as this one
 
     HostField(std::uint32_t shape, Body body) : _descriptor{shape, 3, "host", {}}, _body(std::move(body)) {}
     void build(EvaluatorBuilder<double>& builder) override { _body(builder); }

@@ -9,7 +9,7 @@
 
 namespace zrk::literal {
 
-/// A field made of one closure and its inputs, as a host would give it.
+/// Makes a field of one closure and its inputs, as a host would.
 class NodeField final : public IFieldGenerator {
 public:
     NodeField(std::uint32_t shape, Evaluation evaluation, std::vector<IField> inputs)
@@ -17,7 +17,7 @@ public:
     {}
     ~NodeField() override
     {
-        // One after the other, so that a long chain doesn't need a deep stack.
+        // The inputs go one after the other, so that a long chain doesn't need a deep stack.
         while (!_inputs.empty()) {
             IField input = std::move(_inputs.back());
             _inputs.pop_back();
@@ -51,8 +51,8 @@ inline IField node(std::uint32_t shape, Evaluation evaluation, std::vector<IFiel
 
 inline IField position() { return IField(std::make_shared<PassThroughField<3>>()); }
 
-/// The closure of a formula as it is written by hand: one sample in plain doubles with the
-/// C library's mathematics. The engine doesn't know it.
+/// Returns the closure of a formula as a person would write it: it computes one sample in plain doubles with
+/// the C library's mathematics, and the engine doesn't recognise it.
 template <class F>
 Evaluation closure(F formula)
 {
@@ -94,7 +94,7 @@ inline void run(EvaluationContext& context, std::int32_t first, std::int32_t las
     }
 }
 
-/// The same for the target of a prepared sampler.
+/// Does the same for the target of a prepared sampler.
 inline void run(FieldSampler& sampler, std::int32_t first, std::int32_t last)
 {
     EvaluationContext context(sampler.slots);

@@ -9,8 +9,8 @@
 
 namespace zrktest {
 
-/// The OBJ format taken literally: a stream a line, a stream a corner. What the reader is compared with, by
-/// tests for its results and by the benchmarks for its speed.
+/// The plainest reader of OBJ files: it makes a stream of each line and of each corner. Tests compare the
+/// results of the library's reader with it, benchmarks its speed.
 inline zrk::WavefrontObj literalWavefrontObj(const std::string& path)
 {
     zrk::WavefrontObj obj;

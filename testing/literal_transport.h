@@ -7,8 +7,8 @@
 #include <cmath>
 #include <vector>
 
-/// The iteration written down step by step, on whole arrays with their outer faces, with transforms along all
-/// axes and without any regard to time. What the solver is compared with.
+/// The transport iteration written down step by step: on whole arrays with their outer faces, with transforms
+/// along all axes, and without regard to speed. Tests and benchmarks compare the solver with it.
 namespace zrk::optimalTransport::literal {
 
 /// Numbers on a block, the last axis fastest.
@@ -44,7 +44,7 @@ inline Field faces(int nx, int ny, int nt)
     return {Grid(nx + 1, ny, nt), Grid(nx, ny + 1, nt), Grid(nx, ny, nt + 1)};
 }
 
-/// The cell before a face, or the face before a cell's upper one.
+/// Returns the index of the cell before a face, or of the face before a cell's upper one.
 inline double& shifted(Grid& grid, int axis, int by, int i, int j, int k)
 {
     return grid(i + (axis == 0 ? by : 0), j + (axis == 1 ? by : 0), k + (axis == 2 ? by : 0));
@@ -65,7 +65,7 @@ inline void interpolate(Field& field, Field& centred, bool skipOuterFaces)
     }
 }
 
-/// Adjoint of the interpolation, outer faces cleared.
+/// The adjoint of the interpolation, with the outer faces cleared.
 inline void spread(Field& centred, Field& field)
 {
     for (int axis = 0; axis < 3; ++axis) {
@@ -103,14 +103,14 @@ inline void projectDivergenceFree(Field& u, DCT<double>& dct)
     });
 }
 
-/// All of the iteration, then the density at cell centres, in the order of a raster. Without the exchange of
-/// the end slices.
-inline Raster<1, 3, double> solve(Picture a, Picture b, int steps, const Picture* obstacle)
+/// Runs the whole iteration and returns the density at cell centres in the order of a raster. The slices at
+/// the ends aren't exchanged for the images.
+inline Raster<1, 3, double> solve(Image a, Image b, int steps, const Image* obstacle)
 {
     const int nx = a.dims[0];
     const int ny = a.dims[1];
     double minimum = 1e9;
-    for (Picture* image : {&a, &b}) {
+    for (Image* image : {&a, &b}) {
         double mass = 0.0;
         for (double v : image->data) {
             mass += v;
@@ -120,7 +120,7 @@ inline Raster<1, 3, double> solve(Picture a, Picture b, int steps, const Picture
             minimum = std::min(minimum, v);
         }
     }
-    const auto pixel = [nx](const Picture& image, int i, int j) {
+    const auto pixel = [nx](const Image& image, int i, int j) {
         return image.data[static_cast<std::size_t>(j * nx + i)];
     };
     Field u = faces(nx, ny, steps);

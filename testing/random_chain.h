@@ -35,7 +35,7 @@ struct Smaller {
         return select(a > b, b, a) - V(offset);
     }
 };
-/// Weights that aren't 1.
+/// A formula whose weights aren't 1.
 struct Blend {
     double share;
     template <class V>
@@ -44,7 +44,7 @@ struct Blend {
         return {{a.value[0] * a.weight + b.value[0] * V(share)}, a.weight * V(share) + b.weight};
     }
 };
-/// One of the operations that the engine knows by name.
+/// A kernel of one of the operations that the engine knows by name.
 struct Combined {
     static constexpr bool kKeepsUnitWeight = true;
     RowOperation operation;
@@ -88,7 +88,7 @@ struct Luminance {
     }
 };
 
-/// Hands its first input on.
+/// A kernel that hands its first input on.
 class ForwardingKernel final : public Kernel {
 public:
     void sample(EvaluationContext& context) const override
@@ -110,7 +110,7 @@ public:
     bool runsAsLoops() const override { return true; }
 };
 
-/// Reads and writes its rows itself.
+/// A kernel that reads and writes its rows itself.
 class NegatingKernel final : public Kernel {
 public:
     void sample(EvaluationContext& context) const override
@@ -135,19 +135,19 @@ public:
     KernelReads reads() const override { return {1, false}; }
 };
 
-/// A closure that the engine doesn't recognise, with the same bits as `inner`.
+/// Wraps `inner` in a closure that the engine doesn't recognise and that gives the same bits.
 inline Evaluation foreign(Evaluation inner)
 {
     return [inner](EvaluationContext& context) { inner(context); };
 }
 
-/// Samples at which a closure ran, in order.
+/// Records the samples at which a closure ran, in order.
 using Log = std::vector<std::int32_t>;
 
 inline Evaluation logged(Evaluation inner, std::shared_ptr<Log> log)
 {
     return [inner, log](EvaluationContext& context) {
-        // One that writes nothing may be asked again at the same sample.
+        // A closure that writes nothing may run again at the same sample.
         if (log->empty() || log->back() != context.sampleIndex) {
             log->push_back(context.sampleIndex);
         }
@@ -158,13 +158,13 @@ inline Evaluation logged(Evaluation inner, std::shared_ptr<Log> log)
 /// One node of a chain before it is a field.
 struct NodePlan {
     std::uint32_t shape;
-    Evaluation evaluation;           ///< none: `field` stands for the node
+    Evaluation evaluation;           ///< empty if `field` stands for the node
     std::vector<std::size_t> inputs; ///< earlier nodes
     IField field;
     bool isKernel = true;
 };
 
-/// What the closures of a random chain may do beside computing formulas.
+/// What the closures of a random chain may do besides computing formulas.
 enum class Closures { None, Plain, Selective };
 
 /// A random graph of formulas with shared nodes, in which each node reads earlier ones and the
@@ -193,7 +193,7 @@ public:
         }
     }
 
-    /// The field of the whole chain, with nodes for which `change` may give another closure.
+    /// Returns the field of the whole chain. `change` may replace the closure of any node.
     IField field(const std::function<Evaluation(std::size_t, const NodePlan&)>& change = {}) const
     {
         std::vector<IField> fields;
@@ -225,7 +225,7 @@ private:
         nodes.push_back({shape, std::move(evaluation), inputs, IField()});
     }
 
-    /// An earlier node of a shape, a late one more often.
+    /// Picks an earlier node of a shape, late ones more often.
     std::size_t pick(std::uint32_t shape)
     {
         std::vector<std::size_t> fitting;
@@ -317,7 +317,7 @@ inline bool sameBits(const std::vector<double>& a, const std::vector<double>& b)
     return a.size() == b.size() && sameBits(a.data(), b.data(), a.size());
 }
 
-/// All records of a field over a domain, by the sampler.
+/// Returns all records of a field over a domain, computed by the sampler.
 inline std::vector<double> records(const IField& field,
                                    const std::shared_ptr<EvaluationDomain<3, double>>& domain,
                                    std::size_t threads = 1)

@@ -9,7 +9,7 @@
 
 namespace zrktest {
 
-/// Stops after a number of questions.
+/// A monitor that asks to stop once it has been asked a number of times.
 class Impatient final : public zrk::ProgressMonitor {
 public:
     explicit Impatient(int patience) : _patience(patience) {}
@@ -21,7 +21,8 @@ private:
     int _patience;
 };
 
-/// Slices are copies of the pictures that tools/make-fuzz-seeds writes, of 5 x 3 pixels but for "one_pixel".
+/// A folder of slices, each a copy of a picture that tools/make-fuzz-seeds writes. The pictures have 5 x 3
+/// pixels, except for "one_pixel".
 class SliceFolder : public TemporaryFolder {
 protected:
     std::filesystem::path slice(const std::string& name, const std::string& seed)

@@ -10,7 +10,7 @@
 
 namespace zrktest {
 
-/// A test with an empty folder of its own, removed afterwards.
+/// A test with an empty folder of its own, which is removed afterwards.
 class TemporaryFolder : public ::testing::Test {
 protected:
     void SetUp() override

@@ -1,10 +1,15 @@
-"""The documentation is true: examples load, command lines run, quoted code and linked files are there."""
+"""The documentation is true: examples load, command lines run, tables are whole, linked files are there."""
 
+import json
 import os
+import pathlib
 import re
 import subprocess
+import sys
 import unittest
 
+sys.path.append(str(pathlib.Path(__file__).parent / "new_component"))
+import apply_page
 from zrk_program import PATIENCE, PROGRAM, ROOT, ZrkTest, run
 
 PAGES = sorted(path for path in ROOT.rglob("*.md")
@@ -29,7 +34,8 @@ class Examples(ZrkTest):
                 self.succeed("slice", path, "-o", self.folder / "p.png", "--size", 32)
 
     def test_documents_in_the_pages_load_without_a_warning(self):
-        documents = [(page, text) for page in PAGES for _, text in blocks(page, "json") if '"zrkGraph"' in text]
+        documents = [(page, text) for page in PAGES for before, text in blocks(page, "json")
+                     if '"zrkGraph"' in text and not re.search(r"^New file `[^`]+`:\n\n$", before, re.M)]
         self.assertGreaterEqual(len(documents), 2)
         for page, text in documents:
             with self.subTest(page=page.name):
@@ -58,28 +64,69 @@ class CommandLines(ZrkTest):
                     self.assertIn(f"`{option}", page)
 
 
-class QuotedCode(unittest.TestCase):
-    def test_stands_in_the_file_that_is_named_above_it(self):
-        """`From [path](link):` before a block of C++; a line `// ...` stands for lines left out."""
-        count = 0
-        for page in PAGES:
-            for before, code in blocks(page, "cpp"):
-                named = re.search(r"From \[[^\]]*\]\(([^)]+)\)[^\n]*:\n\n$", before)
-                if not named:
-                    continue
-                count += 1
-                source = (page.parent / named.group(1)).read_text()
-                for part in re.split(r"^ *// \.\.\.\n", code, flags=re.M):
-                    with self.subTest(page=page.name, file=named.group(1)):
-                        self.assertTrue(part.strip(), "an empty quotation")
-                        self.assertIn(part, source)
-        self.assertGreaterEqual(count, 5)
+def families():
+    """(folder, classes that its headers define), for each family of components."""
+    for readme in sorted((ROOT / "components").glob("*/README.md")):
+        headers = "".join(header.read_text() for header in sorted(readme.parent.glob("*.h")))
+        yield readme.parent, re.findall(r"^class (ZRK\w+) final\b", headers, re.M)
+
+
+def types():
+    return json.loads(run("types", "--json").out)
+
+
+def means(node, entry):
+    """Whether a node of a document is of the type."""
+    return node["type"] == entry["class"] or \
+        (node["type"], node.get("uuid", entry["uuid"])) == (entry["type"], entry["uuid"])
+
+
+class Families(unittest.TestCase):
+    def test_every_component_stands_in_the_table_of_its_family(self):
+        found = []
+        for folder, names in families():
+            rows = re.findall(r"^\| (`ZRK.*?) \|", (folder / "README.md").read_text(), re.M)
+            self.assertEqual(sorted(re.findall(r"`(\w+)`", " ".join(rows))), sorted(names), folder.name)
+            found += names
+        self.assertEqual(sorted(found), sorted(entry["class"] for entry in types()))
+
+
+class ClassComments(ZrkTest):
+    def test_every_class_has_a_document_that_loads_without_a_warning(self):
+        """The lines `///     {"zrkGraph": ...` of its comment. Files that it names are those of the examples."""
+        for file in (ROOT / "examples").iterdir():
+            (self.folder / file.name).symlink_to(file)
+        headers = "".join(header.read_text() for header in sorted((ROOT / "components").glob("*/*.h")))
+        for entry in types():
+            name = entry["class"]
+            with self.subTest(name):
+                comment = re.search(rf"((?:^///.*\n)*)^class {name} final\b", headers, re.M).group(1)
+                documents = re.findall(r'^///     \{"zrkGraph".*\n(?:^///     .*\n)*', comment, re.M)
+                self.assertGreaterEqual(len(documents), 1)
+                for document in documents:
+                    document = json.loads(re.sub("^///", "", document, flags=re.M))
+                    self.assertEqual(self.succeed("check", self.put(document)).err, "")
+                    self.assertTrue(any(means(node, entry) for node in document["nodes"]), "doesn't use the class")
+
+
+class NewComponent(unittest.TestCase):
+    def test_the_code_of_the_page_is_laid_out(self):
+        """What CMake doesn't ask of the files of docs/adding-a-component.md, which tests/new_component builds."""
+        style = f"--style=file:{ROOT}/.clang-format"
+        texts, _ = apply_page.apply((ROOT / "docs/adding-a-component.md").read_text(), ROOT)
+        for path, text in texts.items():
+            if path.endswith((".h", ".cpp")):
+                with self.subTest(path):
+                    laid_out = subprocess.run(["clang-format", style, f"--assume-filename={path}"], input=text,
+                                              capture_output=True, text=True, check=True).stdout
+                    self.assertEqual(text, laid_out)
 
 
 class Links(unittest.TestCase):
     def test_lead_to_files_that_are_there(self):
         for page in PAGES:
-            for target in re.findall(r"\]\(([^)#]+)(?:#[^)]*)?\)", page.read_text()):
+            prose = re.sub(r"^```.*?^```$", "", page.read_text(), flags=re.M | re.S)
+            for target in re.findall(r"\]\(([^)#]+)(?:#[^)]*)?\)", prose):
                 if not re.match(r"[a-z]+:", target):
                     with self.subTest(page=str(page.relative_to(ROOT)), target=target):
                         self.assertTrue((page.parent / target).exists())

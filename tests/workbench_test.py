@@ -41,7 +41,7 @@ class Workbench(unittest.TestCase):
             (("--describe-panels", "Invert"), ["ambiguous"]),
             (("--screenshot", "/tmp/never.png", "/nowhere.zrk.json"), ["/nowhere.zrk.json"]),
             (("--screenshot", "/tmp/never.png", "--select", "99", EXAMPLE), ["--select", "99"]),
-            (("--screenshot", "/tmp/never.png", "--size", "9x9", EXAMPLE), ["--size", "1000x760"]),
+            (("--screenshot", "/tmp/never.png", "--size", "9x9", EXAMPLE), ["--size", "1280x800"]),
         ):
             done = run(*arguments)
             self.assertEqual(done.returncode, 2, arguments)

@@ -4,13 +4,13 @@
 
 #include <functional>
 
-/// The commands of `zrk`. Each adds its options to the program and the work to do when it is
-/// called; the work returns an exit status or throws HostError.
+/// The commands of `zrk`. Each function adds a command with its options to the program. A command that is
+/// called leaves its work in the program; the work returns an exit status or throws HostError.
 namespace zrkcli {
 
 using Work = std::function<int()>;
 
-/// Where the command that was called leaves its work.
+/// The program that commands are added to, and where the command that was called leaves its work.
 struct Program {
     CLI::App& app;
     Work& work;

@@ -40,7 +40,7 @@ std::string commandList(const CLI::App& app)
     return list;
 }
 
-/// What is wrong with a command line that names no command.
+/// Returns what is wrong with a command line that names no command.
 std::string missingCommand(const CLI::App& app, int argc, char** argv)
 {
     const auto* word = std::find_if(argv + 1, argv + argc, [](const char* text) { return text[0] != '-'; });
@@ -50,7 +50,7 @@ std::string missingCommand(const CLI::App& app, int argc, char** argv)
     return fmt::format("found {}, expected one of {}", found, commandList(app));
 }
 
-/// Says what is wrong with a command line, where CLI11 doesn't.
+/// Returns what is wrong with a command line in cases that CLI11 doesn't explain.
 std::string usageFault(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv)
 {
     const auto called = app.get_subcommands();
@@ -77,8 +77,8 @@ int reportUsage(const CLI::App& app, const CLI::ParseError& error, int argc, cha
                   kWrongUsage);
 }
 
-/// What components print on the standard output, complaints and progress, goes to standard error while this
-/// lives. Results are printed through `stdout`.
+/// While it lives, what components print on std::cout, complaints and progress, goes to standard error.
+/// Results are printed through `stdout` and aren't affected.
 class ComplaintsToStandardError {
 public:
     ComplaintsToStandardError() : _former(std::cout.rdbuf(std::cerr.rdbuf())) {}
@@ -90,7 +90,7 @@ private:
     std::streambuf* _former;
 };
 
-/// Runs a command; every failure becomes one message and a status.
+/// Runs a command and returns its exit status. Every failure becomes one message and a status.
 int runWork(const zrkcli::Work& work)
 {
     const ComplaintsToStandardError complaints;
@@ -133,7 +133,7 @@ int main(int argc, char** argv)
         const bool isHelp = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
         return isHelp ? app.exit(error) : reportUsage(app, error, argc, argv);
     }
-    // Results are written through stdio; what components say on the stream isn't one.
+    // Results are written through stdio. What components print on the stream isn't a result.
     std::cout.rdbuf(std::cerr.rdbuf());
     return runWork(work);
 }

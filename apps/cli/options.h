@@ -13,11 +13,11 @@
 
 namespace zrkcli {
 
-/// What every command that samples takes.
+/// The options that every command that samples takes.
 struct SamplingOptions {
     std::string document;
     std::string pin;
-    std::size_t threads = 0; ///< 0: all processors
+    std::size_t threads = 0; ///< number of workers; 0 for all processors
     bool quiet = false;
 
     void addTo(CLI::App& command);
@@ -26,7 +26,7 @@ struct SamplingOptions {
 /// Loads a document with a progress bar and prints its warnings.
 zrkmodel::GraphDocument loadDocument(const std::string& path, bool quiet);
 
-/// A document, and the output of it that a command samples.
+/// A document and that output of it which a command samples.
 struct Job {
     zrkmodel::GraphDocument document;
     zrkmodel::OutputField output;
@@ -35,15 +35,15 @@ struct Job {
     explicit Job(const SamplingOptions& options);
 };
 
-/// `text` as exactly `count` finite numbers with commas between them, blanks allowed around
-/// them; nothing when it isn't.
+/// Reads `text` as exactly `count` finite numbers with commas between them and blanks allowed around them.
+/// Returns nothing if it is anything else.
 std::optional<std::vector<double>> parseNumbers(const std::string& text, std::size_t count);
 
 /// Prints warnings of a document to standard error.
 void printWarnings(const std::vector<std::string>& warnings);
 
-/// The program's arguments as CLI11 takes them, last one first. A number such as `-.5,0,0`
-/// is written with a digit in front, so that it isn't taken for an option.
+/// Returns the program's arguments as CLI11 takes them, last one first. A number such as `-.5,0,0`
+/// gets a digit in front of its point, so that it isn't taken for an option.
 std::vector<std::string> argumentsInParsingOrder(int argc, char** argv);
 
 } // namespace zrkcli

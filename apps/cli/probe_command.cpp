@@ -95,7 +95,7 @@ void appendNumber(fmt::memory_buffer& out, double value)
     }
 }
 
-/// The records as text, components and weight with commas between them, a line each.
+/// Returns the records as text, a line for each: its components and its weight with commas between them.
 void printRecords(const zrk::SampleBufferData<double>& records)
 {
     fmt::memory_buffer out;

@@ -24,7 +24,7 @@ void catchInterrupts()
     struct sigaction action {};
     action.sa_handler = onInterrupt;
     sigemptyset(&action.sa_mask);
-    // A second Ctrl-C ends the program the ordinary way.
+    // A second Ctrl-C ends the program in the ordinary way.
     action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
 }

@@ -7,14 +7,15 @@
 
 namespace zrkcli {
 
-/// Lets Ctrl-C set a flag instead of ending the program, so that nothing half-written stays.
+/// Makes Ctrl-C set a flag instead of ending the program, so that no half-written file stays.
 void catchInterrupts();
-/// True once Ctrl-C was pressed.
+/// Returns true once Ctrl-C has been pressed.
 bool isInterrupted();
-/// Exit status of an interrupted command.
+/// The exit status of an interrupted command.
 inline constexpr int kInterruptedStatus = 130;
 
-/// Shows how far a work is on standard error, when that is a terminal, and passes Ctrl-C on.
+/// Shows the progress of a piece of work on standard error if that is a terminal, and stops the work after
+/// Ctrl-C.
 class ProgressBar final : public zrk::ProgressMonitor {
 public:
     ProgressBar(std::string title, bool quiet);

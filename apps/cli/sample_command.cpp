@@ -57,7 +57,7 @@ std::array<std::int32_t, 3> parseDims(const std::string& text)
 
 int sample(const SampleOptions& options)
 {
-    zrk::volumeFormat(options.file); // refused before any work is done
+    zrk::volumeFormat(options.file); // throws before any work is done if the format is unknown
     const Job job(options);
     const zrk::BBox<double> bounds =
         options.bounds.empty() ? job.document.samplingBounds() : parseBounds(options.bounds);

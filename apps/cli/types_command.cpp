@@ -1,5 +1,4 @@
 #include "apps/cli/commands.h"
-#include "components/registration.h"
 #include "host/error.h"
 #include "host/type_lookup.h"
 #include "model/graph.h"
@@ -16,8 +15,8 @@
 
 namespace zrkcli {
 
-using zrkmodel::ComponentEntry;
 using zrkmodel::Tag;
+using Registration = zrkmodel::ZRKGraphObjectRegistration;
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -45,17 +44,15 @@ std::string tagList(const std::vector<Tag>& tags)
     return text.empty() ? "none" : text;
 }
 
-Json entryJson(const ComponentEntry& entry)
+Json entryJson(const Registration& entry)
 {
-    Json json{{"class", entry.className},
-              {"type", entry.typeName},
-              {"uuid", entry.uuid},
-              {"signature", {{"inputs", tagNames(entry.inputs)}, {"outputs", tagNames(entry.outputs)}}}};
-    if (const auto* registration = zrkmodel::ZRKGraphObject::registry().findByClass(entry.className)) {
-        json["title"] = registration->strings.title;
-        json["description"] = registration->strings.description;
-    }
-    return json;
+    const auto& [inputs, outputs] = entry.signature;
+    return {{"class", entry.className},
+            {"type", entry.info.name},
+            {"uuid", entry.info.uuid},
+            {"signature", {{"inputs", tagNames(inputs)}, {"outputs", tagNames(outputs)}}},
+            {"title", entry.strings.title},
+            {"description", entry.strings.description}};
 }
 
 const char* optionName(zrkmodel::ZRKPinOpt option)
@@ -71,20 +68,19 @@ const char* optionName(zrkmodel::ZRKPinOpt option)
     return "None";
 }
 
-/// A fresh node of the type, with its pins declared, and the graph that it lives in.
+/// A fresh node of a type, with its pins declared, and the graph that it lives in.
 struct Specimen {
     std::shared_ptr<zrkmodel::ZRKGraph> graph = zrkmodel::ZRKGraph::create();
     std::shared_ptr<zrkmodel::ZRKGraphObject> object;
     std::shared_ptr<zrkmodel::ZRKGraphNode> node;
 
-    explicit Specimen(const ComponentEntry& entry)
-        : object(zrkmodel::ZRKGraphObject::registry().findByClass(entry.className)->factory())
+    explicit Specimen(const Registration& entry) : object(entry.factory())
     {
         node = graph->getNodePtr(graph->addNode(object).id());
     }
 };
 
-Json detailsJson(const ComponentEntry& entry)
+Json detailsJson(const Registration& entry)
 {
     Json details = entryJson(entry);
     const Specimen specimen(entry);
@@ -107,12 +103,12 @@ Json detailsJson(const ComponentEntry& entry)
     return details;
 }
 
-void printDetails(const ComponentEntry& entry)
+void printDetails(const Registration& entry)
 {
-    const auto strings = zrkmodel::ZRKGraphObject::registry().findByClass(entry.className)->strings;
-    fmt::print("{}: {}\n\n", strings.title, strings.description);
+    fmt::print("{}: {}\n\n", entry.strings.title, entry.strings.description);
     fmt::print("class      {}\ntype       \"{}\"\nuuid       {}\nsignature  {} -> {}\n", entry.className,
-               entry.typeName, entry.uuid, tagList(entry.inputs), tagList(entry.outputs));
+               entry.info.name, entry.info.uuid, tagList(entry.signature.inputs),
+               tagList(entry.signature.outputs));
     const Json details = detailsJson(entry);
     const auto section = [&](const char* title, const char* key, auto line) {
         fmt::print("\n{}\n", title);
@@ -143,9 +139,9 @@ void printDetails(const ComponentEntry& entry)
 void printTable()
 {
     fmt::print("{:<29}{:<27}{:<38}{}\n", "class", "type", "uuid", "signature");
-    for (const ComponentEntry& entry : zrkmodel::allComponents()) {
-        fmt::print("{:<29}{:<27}{:<38}{} -> {}\n", entry.className, entry.typeName, entry.uuid,
-                   tagList(entry.inputs), tagList(entry.outputs));
+    for (const Registration& entry : zrkmodel::knownTypes()) {
+        fmt::print("{:<29}{:<27}{:<38}{} -> {}\n", entry.className, entry.info.name, entry.info.uuid,
+                   tagList(entry.signature.inputs), tagList(entry.signature.outputs));
     }
 }
 
@@ -157,13 +153,13 @@ int listTypes(const TypesOptions& options)
     }
     if (options.name.empty()) {
         Json all = Json::array();
-        for (const ComponentEntry& entry : zrkmodel::allComponents()) {
+        for (const Registration& entry : zrkmodel::knownTypes()) {
             all.push_back(entryJson(entry));
         }
         fmt::print("{}\n", all.dump(2));
         return 0;
     }
-    const ComponentEntry& entry = zrkmodel::findComponent("types", options.name, "");
+    const Registration& entry = zrkmodel::findType("types", options.name, "");
     if (options.json) {
         fmt::print("{}\n", detailsJson(entry).dump(2));
     } else {

@@ -30,7 +30,7 @@ struct Options {
     std::string document;
     std::string screenshot;
     std::optional<std::uint16_t> select;
-    std::string size = "1000x760";
+    std::string size = "1280x800";
     std::string palette = "system";
     std::string picturesFolder;
     std::vector<std::string> types;
@@ -143,7 +143,7 @@ int runWindow(const Options& options)
     const std::optional<QSize> size = parseSize(options.size);
     if (!size) {
         return report(fmt::format("--size: found \"{}\", expected WIDTHxHEIGHT, each from 200 to 16384\n"
-                                  "  remedy: write it as --size 1000x760",
+                                  "  remedy: write it as --size 1280x800",
                                   options.size),
                       kWrongUsage);
     }
@@ -190,7 +190,7 @@ int main(int argc, char** argv)
     commands.add_option("--screenshot", options.screenshot,
                         "render the settled window into this file and exit");
     commands.add_option("--select", options.select, "node to select, by its id");
-    commands.add_option("--size", options.size, "of the window, WIDTHxHEIGHT (default 1000x760)");
+    commands.add_option("--size", options.size, "of the window, WIDTHxHEIGHT (default 1280x800)");
     commands.add_option("--palette", options.palette, "light, dark or system (default)")
         ->check(CLI::IsMember({"light", "dark", "system"}));
     auto* describe = commands.add_option("--describe-panels", options.types,
@@ -206,6 +206,7 @@ int main(int argc, char** argv)
         return isHelp ? status : kWrongUsage;
     }
     options.describe = describe->count() > 0;
+    std::erase(options.types, std::string()); // CLI11 gives one for an option without words
     const bool needsNoScreen = options.describe || pictures->count() > 0 || !options.screenshot.empty();
     if (needsNoScreen && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");

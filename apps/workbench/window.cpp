@@ -66,19 +66,18 @@ Window::Window()
     _area->setFocusPolicy(Qt::NoFocus);
     column->addWidget(_area, 1);
 
-    auto* right = new QSplitter(Qt::Vertical);
-    right->addWidget(_slice);
-    right->addWidget(inspector);
-    right->setStretchFactor(0, 3);
-    right->setStretchFactor(1, 2);
     auto* all = new QSplitter(Qt::Horizontal);
     _nodes->setAccessibleName("nodes of the document");
     _nodes->setIconSize(QSize(scaled(*this, 16), scaled(*this, 16)));
+    all->setHandleWidth(1);
+    all->setChildrenCollapsible(false);
     all->addWidget(_nodes);
-    all->addWidget(right);
-    all->setStretchFactor(0, 0);
+    all->addWidget(_slice);
+    all->addWidget(inspector);
     all->setStretchFactor(1, 1);
-    all->setSizes({scaled(*this, 208), scaled(*this, 640)});
+    inspector->setMinimumWidth(scaled(*this, 416));
+    _slice->setMinimumWidth(scaled(*this, 240));
+    all->setSizes({scaled(*this, 208), scaled(*this, 640), scaled(*this, 432)});
     setCentralWidget(all);
     statusBar()->addWidget(_message, 1);
     addMenus();
@@ -102,7 +101,7 @@ Window::Window()
         }
     });
     _slice->say("no document is open");
-    resize(scaled(*this, 1000), scaled(*this, 760));
+    resize(scaled(*this, 1280), scaled(*this, 800));
     showTitle();
 }
 
@@ -227,7 +226,6 @@ void Window::fillNodes()
         item->setData(kNodeRole, node->id);
         _nodes->addItem(item);
     }
-    const auto selected = _document->outputPins();
     if (_nodes->count() > 0) {
         _nodes->setCurrentRow(_nodes->count() - 1);
     } else {
@@ -275,6 +273,8 @@ void Window::showPanel(std::uint16_t id)
     column->addWidget(_panel);
     column->addStretch(1);
     _area->setWidget(holder);
+    // No panel is cut at its right.
+    _area->setMinimumWidth(holder->minimumSizeHint().width() + scaled(*this, 12));
     const auto* registration = registrationOf(*node.object());
     _title->setText(registration ? registration->strings.title : "");
     _subtitle->setText(registration ? QString("%1 · %2").arg(QString::fromStdString(registration->info.name),

@@ -6,11 +6,11 @@
 
 namespace zrk::bench {
 
-/// Formulas of single components over one fused loop, and the gradient over the field it is of.
-/// Throws std::runtime_error when their results differ.
+/// Measures formulas of single components against one fused loop, and the gradient against its own field.
+/// Throws std::runtime_error if their results differ.
 std::vector<Row> registerPointwise();
 
-/// Closest points on long curves, and key-point curves of many points.
+/// Measures closest points on long curves, and key-point curves of many points.
 std::vector<Row> registerCurves();
 
 } // namespace zrk::bench

@@ -37,7 +37,8 @@ std::vector<Vector3> randomWalk()
     return points;
 }
 
-/// Each segment crosses a good part of the box: the hardest case for a hierarchy of boxes.
+/// A curve whose segments each cross a good part of the box, which is the hardest case for a hierarchy of
+/// boxes.
 std::vector<Vector3> scattered()
 {
     std::mt19937 random(2);

@@ -28,8 +28,8 @@ struct Coordinate {
     }
 };
 
-/// Walls around walls around x, with the factors y and z. One shell alone is so little work that it
-/// would measure the positions and the copy into the raster.
+/// Shells around shells around x, with the factors y and z. One shell alone is so little work that the
+/// positions and the copy into the raster would be measured instead.
 struct NestedShells {
     static constexpr int kCount = 8;
     using Shell = ShellDistance<LevelSetKind::distance>;
@@ -78,7 +78,7 @@ WaveDensity<AddWaves> eightWaves()
     return {std::make_shared<const std::vector<PlaneWave>>(addedWaves(waves))};
 }
 
-/// A node with one formula of the position.
+/// Makes a node with one formula of the position.
 template <class Formula>
 Row registerNode(const std::string& name, std::uint32_t shape, const Formula& formula)
 {

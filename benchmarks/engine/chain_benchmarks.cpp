@@ -18,10 +18,10 @@ namespace {
 struct Goals {
     double overLiteral;
     double overFused;
-    double nanoseconds; ///< a sample, on a core with AVX-512
+    double nanoseconds; ///< time of a sample on a core with AVX-512
 };
 
-/// Component 0 of a field, computed sample by sample.
+/// Returns component 0 of a field, computed sample by sample.
 std::vector<double> sampleBySample(const IField& field)
 {
     FieldSampler sampler(field.generator(), std::make_shared<GridDomain>(cube(kNodes)));
@@ -50,7 +50,7 @@ void benchmarkLiteral(benchmark::State& state, const IField& field)
 template <class Chain>
 void registerChain(const std::string& name, double tolerance, const Goals& goals, std::vector<Row>& rows)
 {
-    // On the heap and captured, so that no loop is compiled for its very numbers.
+    // The chain is on the heap and captured, so that no loop can be compiled for its particular numbers.
     const auto chain = std::make_shared<const Chain>();
     const std::vector<double> blocks = byBlocks(chain->field(kernel));
     expectEqual(name + " by blocks and sample by sample", blocks, sampleBySample(chain->field(kernel)), 0);
@@ -75,8 +75,8 @@ void registerChain(const std::string& name, double tolerance, const Goals& goals
 
 std::vector<Row> registerChains()
 {
-    // Arithmetic and square roots give the same bits everywhere; vector mathematics is a few
-    // units in the last place away from the C library's.
+    // Arithmetic and square roots give the same bits everywhere. The vector library's other functions are a
+    // few units in the last place away from those of the C library.
     constexpr double kSameBits = 0;
     constexpr double kMathematics = 1e-12;
     std::vector<Row> rows;

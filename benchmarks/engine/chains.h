@@ -12,9 +12,8 @@
 #include "core/engine/field_generator.h"
 #include "testing/literal_engine.h"
 
-/// The measured chains, each in two forms made of the same formulas: as one expression over any
-/// value type, the way a person would fuse it by hand, and as a field of nodes, whose closures
-/// `wrap(formula)` makes.
+/// The chains that are measured. Each has two forms made of the same formulas: one expression over any
+/// value type, as a person would fuse it by hand, and a field of nodes, whose closures `wrap(formula)` makes.
 namespace zrk::bench {
 
 using literal::node;
@@ -104,9 +103,9 @@ struct CurvedCoordinates {
     }
 };
 
-/// Closures that the engine runs by blocks.
+/// Makes closures that the engine runs in blocks.
 inline constexpr auto kernel = [](auto formula) { return evaluator(formula); };
-/// Closures as a person would write them, with the C library's mathematics.
+/// Makes closures as a person would write them, with the C library's mathematics.
 inline constexpr auto handWritten = [](auto formula) { return literal::closure(formula); };
 
 } // namespace zrk::bench

@@ -6,18 +6,18 @@
 
 namespace zrk::bench {
 
-/// The three chains in each variant. Compares their results first; throws std::runtime_error when
-/// they differ. Returns the rows of the table.
+/// Measures the three chains in each variant and returns the rows of the table. It compares their results
+/// first and throws std::runtime_error if they differ.
 std::vector<Row> registerChains();
 
-/// Whole rasters, memory, threads, single points, long and shared chains.
+/// Measures whole rasters, memory, threads, single points, and long and shared chains.
 std::vector<Row> registerJobs();
 
-/// Prints the most memory in bytes that this process has held, after one raster of n nodes an
-/// axis. For a process of its own.
+/// Computes one raster with n nodes along each axis and prints the most memory, in bytes, that this process
+/// has held. For a process of its own.
 void printPeakMemoryOfRaster(int n);
 
-/// The same, measured in such a process. Throws std::runtime_error when it can't be had.
+/// Returns that number, measured in such a process. Throws std::runtime_error if there is none.
 double peakMemoryOfRaster(int n);
 
 } // namespace zrk::bench

@@ -22,7 +22,7 @@ benchmark::internal::Benchmark* add(const std::string& name, void (*body)(benchm
 
 IField twistedGyroid() { return TwistedGyroid{}.field(kernel); }
 
-/// Into a raster that is there already.
+/// Samples into a raster that exists already.
 template <int N, std::size_t Threads>
 void sweepRaster(benchmark::State& state)
 {
@@ -35,7 +35,7 @@ void sweepRaster(benchmark::State& state)
     countSamples(state, sampleCount(N));
 }
 
-/// With the raster's allocation, first touch and release.
+/// Includes the raster's allocation, first touch and release.
 template <int N>
 void wholeRaster(benchmark::State& state)
 {
@@ -77,7 +77,7 @@ std::vector<Row> registerRasters()
 
 std::vector<Row> registerThreads()
 {
-    // By the clock, since the work isn't on the thread that is measured.
+    // Wall-clock time, since the work isn't on the thread that is measured.
     add("threads/256/one", sweepRaster<256, 1>)->UseRealTime()->Unit(benchmark::kMillisecond);
     add("threads/256/two", sweepRaster<256, 2>)->UseRealTime()->Unit(benchmark::kMillisecond);
     add("threads/32/one", sweepRaster<32, 1>)->UseRealTime()->Unit(benchmark::kMicrosecond);
@@ -86,7 +86,7 @@ std::vector<Row> registerThreads()
             ratio("two threads, 32^3: times faster than one", {"threads/32/one"}, {"threads/32/two"})};
 }
 
-/// One point, with the building of the chain.
+/// Evaluates one point, which includes building the chain.
 void probe(benchmark::State& state)
 {
     const IField field = twistedGyroid();
@@ -140,7 +140,7 @@ void runLongChain(benchmark::State& state)
     }
 }
 
-/// Sixteen nodes, the middle one a closure that the engine doesn't know, or a kernel.
+/// A chain of sixteen nodes. The middle one is a closure that the engine doesn't recognise, or a kernel.
 template <bool Foreign>
 void sixteenNodes(benchmark::State& state)
 {

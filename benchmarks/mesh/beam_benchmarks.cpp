@@ -18,7 +18,7 @@ using Vector = Tensor<3, double>;
 
 constexpr std::size_t kRow = 128;
 
-/// Positions in rows, as blocks have them.
+/// Positions in rows of x, y and z, as blocks have them.
 struct Positions {
     struct alignas(64) Row {
         double coordinates[3][kRow];
@@ -33,7 +33,7 @@ struct Positions {
     std::size_t count() const { return kRow * rows.size(); }
 };
 
-/// A lattice with the positions it is asked at.
+/// A lattice with the positions at which its distance is measured.
 struct Case {
     std::shared_ptr<const BeamCacheData> lattice;
     std::vector<Capsule<double>> beams;
@@ -58,7 +58,7 @@ struct Case {
         }
         return nearest;
     }
-    /// The distances of one row.
+    /// Computes the distances of one row.
     void byField(std::size_t row, double* out) const
     {
         const auto& c = positions.rows[row].coordinates;
@@ -66,7 +66,8 @@ struct Case {
     }
 };
 
-/// So many rows of a grid of kRow^3 nodes, spread evenly, over the lattice's bounds grown by a tenth.
+/// Returns a number of rows, spread evenly, of a grid of kRow^3 nodes over the lattice's bounds grown by a
+/// tenth.
 Positions rowsOfGrid(const BVH<double, 2, 3>::Box& box, std::size_t rowCount)
 {
     Positions positions;
@@ -136,7 +137,7 @@ void addEntry(const std::string& name, const std::shared_ptr<const Case>& c, Ask
     })->Unit(benchmark::kMillisecond);
 }
 
-/// The entries "NAME/field" and "NAME/BASELINE" and the row that compares them.
+/// Registers the entries "NAME/field" and "NAME/BASELINE" and returns the row that compares them.
 Row addCase(const std::string& name, const std::string& what, const std::shared_ptr<const Case>& c,
             bool withAll, double goal)
 {

@@ -23,12 +23,12 @@ using zrktest::GeneratedMesh;
 using zrktest::Point;
 
 constexpr int kGrid = 128;
-constexpr std::size_t kRows = 256;       ///< of the grid that are asked
-constexpr std::size_t kLiteralRows = 32; ///< where the literal search is one side
-constexpr double kLower = -0.5;          ///< of the grid over a mesh in the box from 0 to 5
+constexpr std::size_t kRows = 256;       ///< rows of the grid that are measured
+constexpr std::size_t kLiteralRows = 32; ///< rows where the exact search is one side
+constexpr double kLower = -0.5;          ///< lower corner of the grid over a mesh in the box from 0 to 5
 constexpr double kUpper = 5.5;
 
-/// So many rows of the grid, spread evenly.
+/// Returns a number of rows of the grid, spread evenly.
 std::vector<Point> gridPoints(std::size_t rows)
 {
     std::vector<Point> points;
@@ -55,7 +55,7 @@ std::vector<Point> randomPoints(std::size_t count)
     return points;
 }
 
-/// The hierarchy's searches taken literally.
+/// Returns the signed distance by the exact searches of the hierarchy, one position at a time.
 double literalSignedDistance(const MeshWindingField& field, const double* p)
 {
     const BVH<double, 3, 3>& tree = field.bvh();
@@ -66,7 +66,7 @@ double literalSignedDistance(const MeshWindingField& field, const double* p)
                                           tree.vertexOf(t, 2), closest);
         },
         p, distance);
-    return field.windingNumber(p) > 0.5 ? -distance : distance;
+    return field.windingNumber(pointAt(p)) > 0.5 ? -distance : distance;
 }
 
 /// One mesh with its points, for all its entries.
@@ -91,14 +91,14 @@ struct Case {
     {
         MeshWindingField::Trail trail;
         for (const Point& p : points) {
-            *out++ = inARow ? field->meshDistance(p.begin(), trail) : field->meshDistance(p.begin());
+            *out++ = inARow ? field->meshDistance(p, trail) : field->meshDistance(p);
         }
     }
     void signedDistances(const std::vector<Point>& points, bool inARow, double* out) const
     {
         MeshWindingField::Trail trail;
         for (const Point& p : points) {
-            *out++ = inARow ? field->signedDistance(p.begin(), trail) : field->signedDistance(p.begin());
+            *out++ = inARow ? field->signedDistance(p, trail) : field->signedDistance(p);
         }
     }
 };
@@ -129,7 +129,7 @@ void compare(const std::string& name, const Case& c)
 
 using Shared = std::shared_ptr<Case>;
 
-/// An entry that computes the values of some points of a case.
+/// Registers an entry that computes the values of some points of a case.
 template <class Run>
 std::string add(const std::string& name, const Shared& c, const std::vector<Point> Case::*points, Run run)
 {
@@ -205,7 +205,7 @@ void addThreads(const std::string& name, const Shared& c, std::vector<Row>& rows
             entries.back().c_str(),
             [c, threads](benchmark::State& state) {
                 constexpr int kNodes = 96;
-                const IField field = literal::node(1, meshEvaluator(c->field), {literal::position()});
+                const IField field = literal::node(1, Evaluator(meshKernel(c->field)), {literal::position()});
                 const Region<3, 3, double, 1> grid({kLower, kLower, kLower}, {kUpper, kUpper, kUpper}, kNodes,
                                                    kNodes, kNodes);
                 Raster<1, 3, double> raster(kNodes, kNodes, kNodes);
@@ -235,8 +235,8 @@ double median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-/// By the clock, as all builds take all processors. The two in turns, so that both find memory as the other
-/// one left it: after some seconds without use it costs much more.
+/// Measures wall-clock time, as all builds take all processors. The two sides take turns, so that each finds
+/// memory as the other one left it: after some seconds without use, memory costs much more.
 void benchmarkBuild(benchmark::State& state, const Case& c)
 {
     std::vector<double> ours;

@@ -6,14 +6,16 @@
 
 namespace zrk::bench {
 
-/// Lattices of beams against the best-first search and against asking every beam. As all of these, compares
-/// results first, throws std::runtime_error when they differ, and returns the rows of the table.
+/// Measures lattices of beams against the best-first search and against asking every beam. As all functions
+/// here, it compares results first, throws std::runtime_error if they differ, and returns the rows of the
+/// table.
 std::vector<Row> registerBeams();
 
-/// Distance fields of meshes against the literal search and, where they are installed, Embree and CGAL.
+/// Measures distance fields of meshes against the exact search and, where they are installed, Embree and
+/// CGAL.
 std::vector<Row> registerMeshFields();
 
-/// Reading a large OBJ file.
+/// Measures reading a large OBJ file.
 std::vector<Row> registerObjReading();
 
 } // namespace zrk::bench

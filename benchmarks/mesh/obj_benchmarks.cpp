@@ -15,7 +15,7 @@ namespace zrk::bench {
 
 namespace {
 
-/// The knot of a million triangles as a file, removed with this.
+/// A file with the knot of a million triangles, which is removed with this object.
 class KnotFile {
 public:
     KnotFile()

@@ -11,18 +11,17 @@ namespace zrk::bench {
 class DistancePeer {
 public:
     virtual ~DistancePeer() = default;
-    /// Distances of one point after the other.
-    /// @param inARow  each is near the one before, whose nearest triangle then bounds the search, if the
-    /// library
-    ///                takes a bound.
+    /// Computes the distances of one point after the other.
+    /// @param inARow  true if each point is near the one before. The search is then bounded by the nearest
+    ///                triangle of that one, if the library takes a bound.
     virtual void distances(std::span<const zrktest::Point> points, bool inARow, double* out) = 0;
 };
 
-/// Embree's point query with a triangle's closest point in float; null where Embree isn't there. Building it
-/// takes all processors.
+/// Returns Embree's point query with the closest point of a triangle in float, or null if Embree isn't
+/// installed. Building it takes all processors.
 std::unique_ptr<DistancePeer> embreePeer(const zrktest::GeneratedMesh& mesh);
 
-/// CGAL's AABB tree in double; null where CGAL isn't there.
+/// Returns CGAL's AABB tree in double, or null if CGAL isn't installed.
 std::unique_ptr<DistancePeer> cgalPeer(const zrktest::GeneratedMesh& mesh);
 
 } // namespace zrk::bench

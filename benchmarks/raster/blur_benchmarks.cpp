@@ -30,7 +30,7 @@ Volume frozen(int n, std::size_t threads)
     return volume;
 }
 
-/// By transforms of the whole volume.
+/// Blurs by transforms of the whole volume.
 Volume blurredByVolume(double radius, std::size_t threads)
 {
     RasterConvolver convolver;

@@ -6,12 +6,12 @@
 
 namespace zrk::bench {
 
-/// Freezing a field and blurring it. Compares the ways' results first; throws std::runtime_error when they
-/// differ. Returns the rows of the table.
+/// Measures freezing a field and blurring it, and returns the rows of the table. It compares the results of
+/// the different ways first and throws std::runtime_error if they differ.
 std::vector<Row> registerBlurs();
 
-/// Prints the most memory in bytes that this process has held, after one volume of n nodes an axis
-/// was frozen and blurred. For a process of its own.
+/// Freezes and blurs one volume with n nodes along each axis and prints the most memory, in bytes, that this
+/// process has held. For a process of its own.
 void printPeakMemoryOfBlur(int n);
 
 } // namespace zrk::bench

@@ -27,7 +27,7 @@ constexpr int kGridEdge = 160;
 constexpr double kGridSamples = static_cast<double>(kGridEdge) * kGridEdge * kGridEdge;
 constexpr std::size_t kScattered = 1'000'000;
 
-/// A library that has one volume of random numbers.
+/// An image library that has one volume of random numbers.
 class OneVolume final : public zrkmodel::ZRKImage3dLibraryView {
 public:
     std::shared_ptr<zrkmodel::ZRKImage3d> volume;
@@ -59,7 +59,7 @@ OneVolume& volumeOf256()
     return volume;
 }
 
-/// A stack component alone in a graph.
+/// A stack component that stands alone in a graph.
 struct Stack {
     std::shared_ptr<ZRK3DImage> component = std::make_shared<ZRK3DImage>();
     std::shared_ptr<zrkmodel::ZRKGraph> graph = zrkmodel::ZRKGraph::create();
@@ -76,7 +76,7 @@ struct Stack {
 /// Beyond the volume on all sides.
 Grid grid() { return Grid({-0.1, -0.1, -0.1}, {1.1, 1.1, 1.1}, kGridEdge, kGridEdge, kGridEdge); }
 
-/// The plain sum, clamped, one sample after the other.
+/// Returns the trilinear value as a plain sum, clamped at the faces.
 double literalLookup(const Volume& volume, const Position& u)
 {
     std::int32_t first[3];
@@ -184,7 +184,7 @@ void literalScattered(benchmark::State& state)
     countSamples(state, kScattered);
 }
 
-/// Over a volume of 512^3, a gigabyte, that is shared.
+/// Reads a shared volume of 512^3, which is a gigabyte.
 void buildEvaluator(benchmark::State& state)
 {
     OneVolume volume(512);

@@ -6,8 +6,8 @@
 
 namespace zrk::bench {
 
-/// Reading a volume through the component of stacks. Compares its values with the plain sum, sample by
-/// sample, first; throws std::runtime_error when they differ. Returns the rows of the table.
+/// Measures reading a volume through the component of stacks, and returns the rows of the table. It first
+/// compares the values with the plain sum, sample by sample, and throws std::runtime_error if they differ.
 std::vector<Row> registerLookups();
 
 } // namespace zrk::bench

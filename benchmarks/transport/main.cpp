@@ -26,24 +26,24 @@ struct Size {
 };
 
 /// A soft blob on a ground bright enough for a stable iteration.
-Picture blob(int n, double cx, double cy)
+Image blob(int n, double cx, double cy)
 {
-    Picture picture(n, n);
+    Image image(n, n);
     for (int j = 0; j < n; ++j) {
         for (int i = 0; i < n; ++i) {
             const double x = (i + 0.5) / n - cx;
             const double y = (j + 0.5) / n - cy;
-            picture.data[static_cast<std::size_t>(j * n + i)] = 0.05 + std::exp(-30 * (x * x + y * y));
+            image.data[static_cast<std::size_t>(j * n + i)] = 0.05 + std::exp(-30 * (x * x + y * y));
         }
     }
-    return picture;
+    return image;
 }
 
-/// The solver gives the numbers of the iteration written down step by step.
+/// Checks that the solver gives the same numbers as the iteration written down step by step.
 void compareWithLiteral()
 {
-    const Picture a = blob(16, 0.3, 0.4);
-    const Picture b = blob(16, 0.7, 0.6);
+    const Image a = blob(16, 0.3, 0.4);
+    const Image b = blob(16, 0.7, 0.6);
     DynamicTransportSolver solver(a, b, 5, nullptr);
     solver.solve(1, nullptr, nullptr);
     const Raster<1, 3, double> expected = literal::solve(a, b, 5, nullptr);
@@ -55,10 +55,10 @@ void compareWithLiteral()
     }
 }
 
-/// Iterations at a time, so that starting threads doesn't count.
+/// The number of iterations that are timed together, so that starting threads doesn't count.
 constexpr int kAtOnce = 100;
 
-/// Time of one iteration.
+/// Times one iteration.
 void iterate(benchmark::State& state, Size size, std::size_t threads)
 {
     DynamicTransportSolver solver(blob(size.edge, 0.3, 0.4), blob(size.edge, 0.7, 0.6), size.steps, nullptr);
@@ -68,7 +68,7 @@ void iterate(benchmark::State& state, Size size, std::size_t threads)
     }
 }
 
-/// The two transforms along all axes of so many iterations, by pocketfft.
+/// Times the two transforms along all axes of these iterations, by pocketfft.
 void transformOnly(benchmark::State& state, Size size)
 {
     DCT<double> dct;
@@ -81,7 +81,7 @@ void transformOnly(benchmark::State& state, Size size)
     }
 }
 
-/// The Poisson solves of so many iterations.
+/// Times the Poisson solves of these iterations.
 void poissonOnly(benchmark::State& state, Size size)
 {
     const SpaceTimeGrid grid(size.edge, size.edge, size.steps);
@@ -94,7 +94,7 @@ void poissonOnly(benchmark::State& state, Size size)
             poisson.transformRows(values, {0, poisson.rowItems()}, scratch);
             poisson.solveColumns(values, {0, poisson.columnItems()}, scratch);
             poisson.transformRowsBack(values, {0, poisson.rowItems()}, scratch);
-            values.plane(0)[0] = 1; // else it fades to numbers too small to be quick
+            values.plane(0)[0] = 1; // otherwise the values fade to denormal numbers, which are slow
         }
     }
 }
@@ -102,7 +102,7 @@ void poissonOnly(benchmark::State& state, Size size)
 template <class Body>
 void add(const std::string& name, Body body)
 {
-    // By the clock, as not all work is on the thread that is measured.
+    // Wall-clock time, as not all work is on the thread that is measured.
     benchmark::RegisterBenchmark(name.c_str(), body)->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 

@@ -1,5 +1,6 @@
 #include "components/coordinates/curve_length.h"
 
+#include "components/categories.h"
 #include "components/coordinates/curve_measures.h"
 #include "components/coordinates/position_kernel.h"
 #include "model/channel_names.h"
@@ -9,13 +10,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKCurveLength::identity()
 {
-    return {"ZRKCurveLength",
-            "Curve Length",
-            "659C17DF-6560-4ADD-B4D3-0378730CE97F",
-            IconResources::sc_curve_gradient,
-            &ZRKUIStrings::curve_length_gradient,
-            {},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKCurveLength",
+        .typeName = "Curve Length",
+        .uuid = "659C17DF-6560-4ADD-B4D3-0378730CE97F",
+        .icon = icon<IconColor::Scalar, 0xFF1F037F0F013F07>("sc_curve_gradient"),
+        .strings = {"curve_length_gradient", "Curve length",
+                    "How far along a curve its point closest to a position lies.", category::kCoordinates},
+        .inputs = {},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKCurveLength::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

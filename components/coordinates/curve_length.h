@@ -6,17 +6,23 @@
 
 namespace zrkmodel {
 
-/// How far along a curve its point closest to the position lies: gradients that follow a path.
+/// How far along a curve the point closest to the position lies, for gradients that follow a path.
 ///
-/// | property   | unit | default | effect                                                     |
-/// |------------|------|---------|------------------------------------------------------------|
-/// | curve      |      | none    | without a curve nothing is written                          |
-/// | normalize  |      | true    | from 0 at the curve's start to 1 at its end                 |
-/// | use length |      | false   | the length in model units, else the curve's parameter       |
+/// | property   | unit | default | effect                                              |
+/// |------------|------|---------|-----------------------------------------------------|
+/// | curve      |      | none    | the curve; without one nothing is written           |
+/// | normalize  |      | true    | true: from 0 at the curve's start to 1 at its end   |
+/// | use length |      | false   | true: measures length; false: the curve's parameter |
 ///
-/// With t the closest parameter: t, (t - tMin) / (tMax - tMin), length(t) or length(t) / length. Where the
-/// curve's parameters are one value, the normalized one is that value. Measures the positions themselves,
-/// with their weight.
+/// With t the parameter of the closest point, the density is
+///
+///     normalize   use length
+///     false       false        t
+///     false       true         length(t), in model units
+///     true        false        (t - tMin) / (tMax - tMin), or tMin where tMax equals tMin
+///     true        true         length(t) / length
+///
+/// There is no input: the component measures the positions of the domain and keeps their weight.
 ///
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "2d20", "kind": "geometry", "shape": "polyline",
@@ -37,7 +43,7 @@ public:
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
     zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
 
-    /// The selection of a curve picker, empty for none.
+    /// Takes over the selection of a curve picker: its first geometry, or none if it is empty.
     void pick(const PickedGeometries& selection) { takePick(curve, selection); }
 };
 

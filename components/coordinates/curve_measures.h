@@ -4,11 +4,14 @@
 #include "model/geometry.h"
 
 #include <cmath>
+#include <numbers>
 
 /// What the curve components compute of a position, on any curve that a host supplies.
 namespace zrkmodel {
 
-/// t of the closest point; `near` is that of a neighbouring position, or NaN, and takes this one.
+/// Returns the parameter of the curve's point closest to p. `near` comes in as the parameter found for a
+/// neighbouring position, or NaN, and goes out as this one; it may speed up the search and never changes
+/// the answer.
 inline double closestParameter(const CurveParametrization& curve, const zrk::Tensor<3, double>& p,
                                double& near)
 {
@@ -16,11 +19,12 @@ inline double closestParameter(const CurveParametrization& curve, const zrk::Ten
     return near;
 }
 
-/// A position against the closest point of a curve.
+/// A position seen from the closest point of a curve. Lengths are in model units.
 struct CurveOffset {
     zrk::Tensor<3, double> offset; ///< from that point to the position
     zrk::Tensor<3, double> tangent, normal, binormal;
-    double along; ///< length up to that point; on a closed curve from mid-length, either way
+    double along; ///< length of the curve up to that point; on a closed curve the length from its middle,
+                  ///< the same on both sides, so that it is continuous across the seam
 
     CurveOffset(const CurveParametrization& curve, const zrk::Tensor<3, double>& p, double& near)
     {
@@ -32,11 +36,12 @@ struct CurveOffset {
     }
 };
 
-/// (length along the curve, distance from the sheet that the binormals sweep, height on it)
+/// The triple (length along the curve, distance from the sheet that the curve sweeps along its binormals,
+/// height along the binormal). The length is multiplied by `scale`.
 struct ExtrudeMeasure {
     static constexpr std::uint32_t kShape = 3;
     CurveParametrization curve;
-    double scale; ///< of the length
+    double scale;
 
     zrk::Tensor<3, double> operator()(const zrk::Tensor<3, double>& p, double& near) const
     {
@@ -47,7 +52,8 @@ struct ExtrudeMeasure {
     }
 };
 
-/// (length along the curve, angle about it from 0 at the normal to 2 opposite, distance)
+/// The triple (length along the curve times `scale`, angle about it, distance from it). The angle is in
+/// right angles: 0 on the side of the normal, 1 along either binormal, 2 on the opposite side.
 struct WrapMeasure {
     static constexpr std::uint32_t kShape = 3;
     CurveParametrization curve;
@@ -55,14 +61,15 @@ struct WrapMeasure {
 
     zrk::Tensor<3, double> operator()(const zrk::Tensor<3, double>& p, double& near) const
     {
-        constexpr double kPi = 3.141592653589793;
+        constexpr double kPi = std::numbers::pi;
         const CurveOffset at(curve, p, near);
         const double angle = std::abs(std::atan2(dot(at.offset, at.binormal), dot(at.offset, at.normal)));
         return {at.along * scale, (angle + angle) / kPi, std::sqrt(dot(at.offset, at.offset))};
     }
 };
 
-/// The parameter, from 0 to 1 where normalized. A curve whose parameters are one value gives that value.
+/// The parameter of the closest point, from 0 to 1 if it is normalized. If the curve's parameters are all one
+/// value, the result is that value.
 struct ParameterMeasure {
     static constexpr std::uint32_t kShape = 1;
     CurveParametrization curve;
@@ -78,7 +85,7 @@ struct ParameterMeasure {
     }
 };
 
-/// The length up to the closest point.
+/// The length of the curve up to the closest point, times `scale`.
 struct LengthMeasure {
     static constexpr std::uint32_t kShape = 1;
     CurveParametrization curve;

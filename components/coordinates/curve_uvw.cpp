@@ -1,5 +1,6 @@
 #include "components/coordinates/curve_uvw.h"
 
+#include "components/categories.h"
 #include "components/coordinates/curve_measures.h"
 #include "components/coordinates/position_kernel.h"
 #include "model/channel_names.h"
@@ -9,13 +10,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKCurveUVW::identity()
 {
-    return {"ZRKCurveUVW",
-            "Curve UVW",
-            "BEF9FB2E-3341-45CA-A705-8095C01BAE92",
-            IconResources::uvw_curve2,
-            &ZRKUIStrings::curve_coordinates,
-            {},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKCurveUVW",
+        .typeName = "Curve UVW",
+        .uuid = "BEF9FB2E-3341-45CA-A705-8095C01BAE92",
+        .icon = icon<IconColor::Vector, 0x04068E8A51716020>("uvw_curve2"),
+        .strings = {"curve_coordinates", "Curve coordinates",
+                    "Expresses a position in coordinates along and around a curve.", category::kCoordinates},
+        .inputs = {},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKCurveUVW::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

@@ -6,22 +6,24 @@
 
 namespace zrkmodel {
 
-/// Coordinates along and around a curve: textures, threads and coils that follow a path.
+/// Positions in coordinates along and around a curve, for textures, threads and coils that follow a path.
 ///
-/// | property        | unit | default | effect                                                        |
-/// |-----------------|------|---------|---------------------------------------------------------------|
-/// | curve           |      | none    | without a curve nothing is written                             |
-/// | mode            |      | extrude | 0 extrude; 1, or any other number, wrap                        |
-/// | normalizeLength |      | true    | U as a share of the curve's length, else in model units        |
+/// | property        | unit | default | effect                                                       |
+/// |-----------------|------|---------|--------------------------------------------------------------|
+/// | curve           |      | none    | the curve; without one nothing is written                    |
+/// | mode            |      | 0       | 0 extrude; 1, or any other number, wrap                      |
+/// | normalizeLength |      | true    | true: U is a share of the curve's length; false: model units |
 ///
-/// At the curve's closest point with the frame (T, N, B), for the offset d from there:
+/// With (T, N, B) the frame at the curve's closest point and d the offset from that point to the position:
 ///
-/// - U is the length along the curve; on a closed curve the length from mid-length, either way, so
-///   that it is continuous across the seam;
-/// - extrude: V = |d - (d . B) B|, W = d . B;
-/// - wrap: V = 2 |atan2(d . B, d . N)| / pi, from 0 on the normal's side to 2 opposite, W = |d|.
+/// - U is the length along the curve. On a closed curve it is the length from the middle of the curve, the
+///   same on both sides, so that it is continuous across the seam.
+/// - extrude: V = |d - (d . B) B| and W = d . B, both in model units.
+/// - wrap: V = 2 |atan2(d . B, d . N)| / pi, in right angles, from 0 on the normal's side to 2 on the
+///   opposite one; W = |d|, in model units.
 ///
-/// Measures the positions themselves, with their weight. A curve of length 0 has the scale infinity.
+/// There is no input: the component measures the positions of the domain and keeps their weight. If the
+/// length of the curve is 0, a normalized U is infinite or NaN.
 ///
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "2d20", "kind": "geometry", "shape": "circle",
@@ -44,7 +46,7 @@ public:
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
     zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
 
-    /// The selection of a curve picker, empty for none.
+    /// Takes over the selection of a curve picker: its first geometry, or none if it is empty.
     void pick(const PickedGeometries& selection) { takePick(curve, selection); }
 };
 

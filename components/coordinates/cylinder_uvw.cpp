@@ -1,5 +1,6 @@
 #include "components/coordinates/cylinder_uvw.h"
 
+#include "components/categories.h"
 #include "components/coordinates/cylinder_uvw_formula.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKCylinderUVW::identity()
 {
-    return {"ZRKCylinderUVW",
-            "CylinderUVW",
-            "98790207-7A9E-47EF-B7CB-A9676CDBEF08",
-            IconResources::uvw_cylinder,
-            &ZRKUIStrings::cylindrical_coordinates,
-            {Tag::Vector3d},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKCylinderUVW",
+        .typeName = "CylinderUVW",
+        .uuid = "98790207-7A9E-47EF-B7CB-A9676CDBEF08",
+        .icon = icon<IconColor::Vector, 0x7E7E7E7E7E7E7E7E>("uvw_cylinder"),
+        .strings = {"cylindrical_coordinates", "Cylindrical coordinates",
+                    "Expresses a position in the coordinates of a cylinder.", category::kCoordinates},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKCylinderUVW::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addPositionPins(node); }

@@ -9,25 +9,28 @@ namespace zrkmodel {
 /// Positions in the coordinates of a cylinder or cone between two points: height along the axis,
 /// angle around it, and distance to the wall.
 ///
-/// | property     | unit | default   | effect                                                       |
-/// |--------------|------|-----------|--------------------------------------------------------------|
-/// | start point  | mu   | (0, 0, 0) | height 0; equal to the end point, V and W are NaN            |
-/// | end point    | mu   | (0, 0, 1) |                                                              |
-/// | start radius | mu   | 0.1       | radius at the start                                          |
-/// | end radius   | mu   | 0.1       | radius at the end; it goes on changing beyond                |
-/// | inverse      |      | false     | stored only                                                  |
-/// | twist        | rad  | 0.0       | turns V for each length of the axis                          |
-/// | cap style    |      | round     | 0 none: the wall goes on beyond the ends; round otherwise    |
+/// | property     | unit | default   | effect                                                     |
+/// |--------------|------|-----------|------------------------------------------------------------|
+/// | start point  | mu   | (0, 0, 0) | where the height is 0; if the ends are equal, V, W are NaN |
+/// | end point    | mu   | (0, 0, 1) | the other end of the axis                                  |
+/// | start radius | mu   | 0.1       | radius at the start                                        |
+/// | end radius   | mu   | 0.1       | radius at the end; it goes on changing beyond the ends     |
+/// | inverse      |      | false     | is stored and changes nothing                              |
+/// | twist        | rad  | 0.0       | added to V from the start to the end, in proportion        |
+/// | cap style    |      | 1, round  | 0 none: the wall goes on beyond the ends; round otherwise  |
 ///
 /// With d = p - start, n the direction and L the length of the axis, h = d . n and t = h / L:
 ///
 ///     U = h                                  model units
-///     V = atan2(d . b, d . a) + t * twist    radians, not wrapped
-///     W = e - ((1 - t) * start radius + t * end radius)
+///     V = atan2(d . b, d . a) + t * twist    radians, -pi to pi without a twist, not wrapped
+///     W = e - ((1 - t) * start radius + t * end radius)    model units, negative inside
 ///
-/// a = normalize(reference x n) and b = n x a, with reference y for |n.z| > 0.9 and z otherwise. The
-/// distance e is to the axis, or with round caps to the nearer end for t < 0 and t > 1.
-/// The weight of `coords` is handed on. A pattern around a pipe:
+/// a = normalize(reference x n) and b = n x a; the reference is y if |n.z| > 0.9 and z otherwise. The
+/// distance e is measured from the axis or, with round caps, from the nearer end for t < 0 and t > 1. The
+/// weight is that of `coords`. V is in radians, while the angles of sphere and torus coordinates are in
+/// units of pi.
+///
+/// A pattern around a pipe:
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "CylinderUVW", "values": {"end point": [0, 1, 1], "twist": 3.14}},

@@ -6,14 +6,14 @@
 
 namespace zrk {
 
-/// Where a cylinder's axis runs, with two directions across it that measure the angle.
+/// The axis of a cylinder, with two directions at right angles to it from which the angle is measured.
 struct CylinderAxis {
     Tensor<3, double> start;
     Tensor<3, double> end;
-    Tensor<3, double> direction; ///< from start to end, zero where the two are equal
+    Tensor<3, double> direction; ///< unit vector from start to end; zero if the two are equal
     double length;
-    Tensor<3, double> a; ///< angle 0
-    Tensor<3, double> b; ///< a quarter turn on
+    Tensor<3, double> a; ///< where the angle is 0
+    Tensor<3, double> b; ///< where the angle is pi / 2
 
     static CylinderAxis between(const Tensor<3, double>& start, const Tensor<3, double>& end)
     {
@@ -24,15 +24,18 @@ struct CylinderAxis {
     }
 };
 
-/// What the distance does beyond the ends of the axis.
+/// How the distance is measured beyond the ends of the axis: still from the line (Infinite), or from the end
+/// (Round).
 enum class CylinderEnds { Infinite, Round };
 
-/// Height along the axis in model units, angle around it in radians, and the distance to the wall of
-/// a cylinder or cone, negative inside.
+/// Cylindrical coordinates about an axis: the height along it in model units, the angle around it in radians,
+/// and the distance to the wall of a cylinder or cone in model units, negative inside.
 ///
-/// The angle is turned on by `twist` for each length of the axis and isn't wrapped then. The wall's
-/// radius goes from start to end radius and on beyond, with round ends too. An axis without
-/// length has height 0 and NaN for the rest.
+/// From start to end the angle grows by `twist` beside its own -pi to pi, and it isn't wrapped. The wall's
+/// radius changes linearly from the start radius to the end radius and goes on changing beyond, with round
+/// ends too. If the axis has no length, the height is 0 and the rest is NaN.
+///
+/// The third coordinate takes the place of the distance from the axis in the usual cylindrical coordinates.
 template <CylinderEnds ends>
 struct CylinderCoordinates {
     CylinderAxis axis;
@@ -52,7 +55,7 @@ struct CylinderCoordinates {
     }
 
 private:
-    /// From the axis, or with round ends from the nearer end where that is outside.
+    /// Squared distance from the axis or, with round ends and a position beyond one, from that end.
     template <class V>
     V squaredDistance(const Tensor<3, V>& p, const Tensor<3, V>& d, const V& h, const V& t) const
     {

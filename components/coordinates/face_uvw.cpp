@@ -1,5 +1,6 @@
 #include "components/coordinates/face_uvw.h"
 
+#include "components/categories.h"
 #include "components/coordinates/position_kernel.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -10,7 +11,7 @@ namespace zrkmodel {
 
 namespace {
 
-/// (share of the range of u, share of the range of v, distance to the closest surface point)
+/// The triple (u as a share of its range, v as a share of its range, distance to the closest surface point).
 struct FaceMeasure {
     static constexpr std::uint32_t kShape = 3;
     SurfaceParametrization surface;
@@ -31,13 +32,16 @@ struct FaceMeasure {
 
 ComponentIdentity ZRKFaceUVW::identity()
 {
-    return {"ZRKFaceUVW",
-            "Face UVW",
-            "C68B78B3-58D5-4CBB-A5AE-D944CC69D379",
-            IconResources::uvw_surface,
-            &ZRKUIStrings::surface_coordinates,
-            {},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKFaceUVW",
+        .typeName = "Face UVW",
+        .uuid = "C68B78B3-58D5-4CBB-A5AE-D944CC69D379",
+        .icon = icon<IconColor::Vector, 0x00183C7EFFC38100>("uvw_surface"),
+        .strings = {"surface_coordinates", "Surface coordinates",
+                    "Expresses a position in coordinates on and above a surface.", category::kCoordinates},
+        .inputs = {},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKFaceUVW::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

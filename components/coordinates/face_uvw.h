@@ -6,15 +6,16 @@
 
 namespace zrkmodel {
 
-/// Coordinates on and above a surface: patterns that lie on it, layers over it.
+/// Positions in coordinates on and above a surface, for patterns that lie on it and layers over it.
 ///
-/// | property | unit | default | effect                                |
-/// |----------|------|---------|---------------------------------------|
-/// | face     |      | none    | without a surface nothing is written   |
+/// | property | unit | default | effect                                      |
+/// |----------|------|---------|---------------------------------------------|
+/// | face     |      | none    | the surface; without one nothing is written |
 ///
-/// U and V are the parameters of the closest surface point, from 0 to 1 over the surface's range; W is the
-/// distance to that point, never negative. A range of width 0 gives infinities and NaN. Measures the
-/// positions themselves, with their weight.
+/// U and V are the parameters of the closest surface point, each scaled so that it runs from 0 to 1 over the
+/// surface's range: on a sphere, U is the longitude and V the latitude. W is the distance to that point in
+/// model units and never negative. A range of width 0 gives infinities and NaN. There is no input: the
+/// component measures the positions of the domain and keeps their weight.
 ///
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "2d20", "kind": "geometry", "shape": "sphere",
@@ -33,7 +34,7 @@ public:
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
     zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
 
-    /// The selection of a surface picker, empty for none.
+    /// Takes over the selection of a surface picker: its first geometry, or none if it is empty.
     void pick(const PickedGeometries& selection) { takePick(face, selection); }
 };
 

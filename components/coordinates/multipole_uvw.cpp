@@ -1,5 +1,6 @@
 #include "components/coordinates/multipole_uvw.h"
 
+#include "components/categories.h"
 #include "components/coordinates/multipole_uvw_formula.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
@@ -66,13 +67,16 @@ bool ZRKValueSerializer<ZRKMultipoleUVW::Pole>::read(const ZRKDeserialization& d
 
 ComponentIdentity ZRKMultipoleUVW::identity()
 {
-    return {"ZRKMultipoleUVW",
-            "Multipole UVW",
-            "DD3B8046-432A-40DC-864C-C70DF0E6E0EC",
-            IconResources::uvw_multipole,
-            &ZRKUIStrings::multipole_coordinates,
-            {Tag::Vector3d},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKMultipoleUVW",
+        .typeName = "Multipole UVW",
+        .uuid = "DD3B8046-432A-40DC-864C-C70DF0E6E0EC",
+        .icon = icon<IconColor::Vector, 0x60F0F060060F0F06>("uvw_multipole"),
+        .strings = {"multipole_coordinates", "Multipole coordinates",
+                    "Expresses a position in coordinates spanned by weighted poles.", category::kCoordinates},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKMultipoleUVW::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addPositionPins(node); }

@@ -12,27 +12,29 @@
 
 namespace zrkmodel {
 
-/// Coordinates spun from several poles, points with a signed strength: between poles of opposite
-/// sign they flow from one to the other as in the potential of a multipole.
+/// Positions in coordinates spun from several poles, which are points with a signed strength. Between poles
+/// of opposite sign the coordinates flow from one to the other, as in the potential of a multipole.
 ///
-/// | property        | unit | default | effect                                                        |
-/// |-----------------|------|---------|---------------------------------------------------------------|
-/// | const direction |      | false   | true: every pole measures its angles in the world's frame     |
-/// | poles (a list)  |      | empty   | without a usable pole the output isn't written                |
+/// | property        | unit | default | effect                                                    |
+/// |-----------------|------|---------|-----------------------------------------------------------|
+/// | const direction |      | false   | true: every pole measures its angles in the world's frame |
+/// | poles (a list)  |      | empty   | the poles; without a usable one the output isn't written  |
 ///
 /// A pole is {"strength": 1, "is_ref": false, "point": [0, 0, 0]}, or it follows a point of the
-/// document: {"is_ref": true, "point_handle": UUID}. One whose reference doesn't resolve is skipped;
-/// what is referenced but is no point counts as the origin.
+/// document: {"is_ref": true, "point_handle": UUID}. The strength is a factor without a unit, the point is in
+/// model units. A pole whose reference doesn't resolve is skipped. A reference to something that isn't a
+/// point counts as the origin.
 ///
-/// With d = p - pole and r = |d|, sums over all poles, in radians, not divided by the strengths:
+/// With d = p - pole, r = |d| and (a, b, c) the pole's frame, the coordinates are sums over all poles. They
+/// aren't divided by the strengths:
 ///
-///     U = sum of strength * atan2(d . b, d . a)
-///     V = sum of strength * log(r)
-///     W = sum of strength * asin((d . c) / r)
+///     U = sum of strength * atan2(d . b, d . a)    azimuth, radians
+///     V = sum of strength * log(r)                 natural logarithm of the distance in model units
+///     W = sum of strength * asin((d . c) / r)      elevation, radians
 ///
-/// A pole adds nothing at its own position. Unless "const direction" is set, two or more poles turn
-/// c away from their centroid (zrk::aimFromCentroid); the centroid counts skipped poles as if they
-/// were at the origin. The weight of `coords` is handed on.
+/// A pole adds nothing at its own position. Unless "const direction" is set, the frames of two or more poles
+/// are turned so that c points away from their centroid (zrk::aimFromCentroid); a skipped pole pulls the
+/// centroid towards the origin. The weight is that of `coords`.
 ///
 /// Two poles of opposite sign, and a gyroid that follows them:
 ///
@@ -45,7 +47,7 @@ namespace zrkmodel {
 /// Edits and listeners belong to the interface thread.
 class ZRKMultipoleUVW final : public ZRKComponent<ZRKMultipoleUVW> {
 public:
-    /// A fixed position, or a reference to a geometry, with a signed strength.
+    /// A fixed position or a reference to a geometry, with a signed strength.
     class Pole {
     public:
         double strength = 1.0;
@@ -56,17 +58,20 @@ public:
             : strength(strength), _isReference(true), _handle(geometry)
         {}
 
-        /// Sets coordinate i of a fixed pole. False, and nothing done, for a reference or another i.
+        /// Sets coordinate i of a fixed pole, 0 to 2. Returns false and changes nothing for a reference and
+        /// for any other i.
         bool set(int i, double value);
+        /// Makes the pole a reference to the geometry.
         void set_ref(const std::shared_ptr<ZRKGeometry>& geometry);
 
         bool is_ref() const { return _isReference; }
-        /// False for a reference that doesn't resolve now.
+        /// Returns false for a reference that doesn't resolve now, and true otherwise.
         bool is_valid() const { return !_isReference || _handle.ready(); }
         const ZRKuuid& ref_uuid() const { return _handle.uuid(); }
-        /// Null where the reference doesn't resolve to a geometry.
+        /// Returns the geometry that the pole refers to, or null if there is none.
         std::shared_ptr<ZRKGeometry> geometry() const { return _handle.object(); }
-        /// Where the pole is now; the origin for a reference to what is no point or isn't there.
+        /// Returns where the pole is now. A reference to something that isn't a point, or isn't there, is at
+        /// the origin.
         zrk::Tensor<3, double> get_point() const;
 
     private:
@@ -77,7 +82,7 @@ public:
     };
 
     ZRKProperty<bool> constDirection{"const direction", false, this};
-    /// Announced as "poles", as is a change of a geometry that a pole refers to.
+    /// A change of the list is announced as "poles", and so is a change of a geometry that a pole refers to.
     ZRKValueList<Pole> poles{"poles", this, [this] { followReferences(); }};
 
     ZRKMultipoleUVW() = default;
@@ -92,7 +97,7 @@ public:
     void onDeserialize(const ZRKDeserialization& d) override;
 
 protected:
-    /// Listens to the geometry of a reference that resolves, once for each geometry.
+    /// Starts to listen to the geometry of a reference that resolves, unless it is listened to already.
     void register_pole(const Pole& pole);
     void unregister_all_refs() { refListeners.clear(); }
 
@@ -102,8 +107,8 @@ private:
     void followReferences();
 };
 
-/// An object with the members "strength", "is_ref", "point" (where the pole is now) and, for a
-/// reference only, "point_handle".
+/// A pole is stored as an object with the members "strength", "is_ref", "point" (where the pole is now) and,
+/// if it is a reference, "point_handle".
 template <>
 struct ZRKValueSerializer<ZRKMultipoleUVW::Pole> {
     using Pole = ZRKMultipoleUVW::Pole;

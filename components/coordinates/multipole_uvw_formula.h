@@ -10,7 +10,8 @@
 
 namespace zrk {
 
-/// A pole as the samples see it: elevation is measured along c, azimuth from a towards b.
+/// A pole with its frame: the elevation is measured along c, the azimuth from a towards b. The position is in
+/// model units.
 struct PoleRecord {
     Tensor<3, double> position;
     double strength;
@@ -19,12 +20,13 @@ struct PoleRecord {
     Tensor<3, double> c{0, 0, 1};
 };
 
-/// Turns the frames of two or more poles so that c points away from their centroid. One at the
-/// centroid keeps its frame. Of exactly two, the first has its c reversed, alone: both then share
-/// the direction from the first to the second, and the first frame is left-handed.
+/// Turns the frames of two or more poles so that c points away from their centroid. A pole at the
+/// centroid keeps its frame. If there are exactly two poles, the c of the first one is reversed and its a and
+/// b stay: both poles then share the direction from the first to the second, and the first frame is
+/// left-handed.
 ///
-/// @param divisor  what the sum of positions is divided by; more than the number of poles
-///                 pulls the centroid towards the origin.
+/// @param divisor  what the sum of the positions is divided by. If it is greater than the number of poles,
+///                 the centroid is pulled towards the origin.
 inline void aimFromCentroid(std::vector<PoleRecord>& poles, std::size_t divisor)
 {
     if (poles.size() < 2) {
@@ -50,11 +52,11 @@ inline void aimFromCentroid(std::vector<PoleRecord>& poles, std::size_t divisor)
     }
 }
 
-/// Sums over all poles of azimuth, natural logarithm of the distance, and elevation, each times the
-/// pole's strength. Angles in radians. A pole adds nothing at its own position.
+/// Sums over all poles of the azimuth, the natural logarithm of the distance and the elevation, each times
+/// the pole's strength. The angles are in radians. A pole adds nothing at its own position.
 ///
-/// Elevation is the arcsine of a quotient, which in a turned frame may pass 1 by rounding where
-/// the sample lies in line with c: then it is NaN.
+/// The elevation is the arcsine of a quotient. In a turned frame, rounding may take the quotient beyond 1
+/// where the sample lies in line with c; then the elevation is NaN.
 struct MultipoleCoordinates {
     std::shared_ptr<const std::vector<PoleRecord>> poles;
 

@@ -12,11 +12,13 @@
 
 namespace zrk {
 
-/// A kernel that measures the positions themselves, sample by sample, and hands their weights on.
+/// A kernel that measures the positions of the domain sample by sample and keeps their weights. It has no
+/// input and gives no bounds.
 ///
-/// `Measure` has `static constexpr std::uint32_t kShape` and
-/// `Tensor<kShape, double> operator()(const Tensor<3, double>& p, double& near) const`. `near` is its own
-/// note from the neighbouring sample, NaN for the first: it may make the measure faster and never changes it.
+/// `Measure` has a `static constexpr std::uint32_t kShape` and a
+/// `Tensor<kShape, double> operator()(const Tensor<3, double>& p, double& near) const` that is safe to call
+/// from many threads at once. `near` is what the measure left there at the neighbouring sample, or NaN at the
+/// first one. It may make the measure faster and never changes its result.
 template <class Measure>
 class PositionKernel final : public Kernel {
 public:
@@ -41,18 +43,15 @@ public:
         }
         run.forwardWeights(positions);
         double near = std::numeric_limits<double>::quiet_NaN();
-        std::size_t i = 0;
-        for (; i < run.sampleCount(); ++i) {
+        for (std::size_t i = 0; i < run.sampleCount(); ++i) {
             const auto value =
                 _measure({positions.row(0)[i], positions.row(1)[i], positions.row(2)[i]}, near);
             for (std::size_t c = 0; c < Measure::kShape; ++c) {
                 rows[c][i] = value[c];
             }
         }
-        for (; i % Batch::size != 0; ++i) {
-            for (double* row : rows) {
-                row[i] = 0;
-            }
+        for (double* row : rows) {
+            fillLastBatch(row, run.sampleCount());
         }
     }
 
@@ -60,7 +59,7 @@ private:
     Measure _measure;
 };
 
-/// The evaluator of a measure.
+/// Returns the evaluator of a measure.
 template <class Measure>
 Evaluation measureEvaluator(Measure measure)
 {

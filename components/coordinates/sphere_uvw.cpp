@@ -1,5 +1,6 @@
 #include "components/coordinates/sphere_uvw.h"
 
+#include "components/categories.h"
 #include "components/coordinates/sphere_uvw_formula.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKSphereUVW::identity()
 {
-    return {"ZRKSphereUVW",
-            "ZRKSphereUVW",
-            "65FE6E5A-E3F7-4C12-89E7-3B899AEDA5B4",
-            IconResources::uvw_sphere,
-            &ZRKUIStrings::spherical_coordinates,
-            {Tag::Vector3d},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKSphereUVW",
+        .typeName = "ZRKSphereUVW",
+        .uuid = "65FE6E5A-E3F7-4C12-89E7-3B899AEDA5B4",
+        .icon = icon<IconColor::Vector, 0x187E7EFFFF7E7E18>("uvw_sphere"),
+        .strings = {"spherical_coordinates", "Spherical coordinates",
+                    "Expresses a position in the coordinates of a sphere.", category::kCoordinates},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKSphereUVW::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addPositionPins(node); }

@@ -7,24 +7,24 @@
 namespace zrkmodel {
 
 /// Positions in the coordinates of a sphere: longitude, latitude, and distance to its surface.
-/// Feeds patterns and images that are to run around the sphere.
+/// Patterns and pictures that read these coordinates run around the sphere.
 ///
-/// | property | unit | default   | effect                                                     |
-/// |----------|------|-----------|------------------------------------------------------------|
-/// | radius   | mu   | 1.0       | where W is 0                                               |
-/// | poles    |      | 0.0       | stored only                                                |
-/// | center   | mu   | (0, 0, 0) |                                                            |
-/// | inverse  |      | false     | true: from (U, V, W) to a position                         |
+/// | property | unit | default   | effect                                  |
+/// |----------|------|-----------|-----------------------------------------|
+/// | radius   | mu   | 1.0       | where W is 0                            |
+/// | poles    |      | 0.0       | is stored and changes nothing           |
+/// | center   | mu   | (0, 0, 0) | the middle of the sphere                |
+/// | inverse  |      | false     | true: maps from (U, V, W) to a position |
 ///
 /// With d = p - center and r = |d|:
 ///
-///     U = atan2(d.y, d.x) / pi    longitude, -1 to 1
-///     V = asin(d.z / r) / pi      latitude, -0.5 to 0.5; NaN at the centre
-///     W = r - radius              negative inside
+///     U = atan2(d.y, d.x) / pi    longitude in units of pi, -1 to 1; 0 on the axis
+///     V = asin(d.z / r) / pi      latitude in units of pi, -0.5 to 0.5; NaN at the centre
+///     W = r - radius              model units, negative inside
 ///
-/// Inverse, with q = W - radius: center + q (cos pi U cos pi V, sin pi U cos pi V, sin pi V). The minus
-/// is deliberate: W = 0 gives the antipode of the surface point, and only radius 0 undoes the other way.
-/// The weight of `coords` is handed on.
+/// The inverse maps to center + q (cos pi U cos pi V, sin pi U cos pi V, sin pi V) with q = W - radius. The
+/// minus is deliberate: W = 0 gives the point opposite the one with these angles, and the inverse undoes the
+/// forward map only for radius 0. The weight is that of `coords`.
 ///
 /// A gyroid that runs around a sphere:
 ///

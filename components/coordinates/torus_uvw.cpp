@@ -1,5 +1,6 @@
 #include "components/coordinates/torus_uvw.h"
 
+#include "components/categories.h"
 #include "components/coordinates/torus_uvw_formula.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKTorusUVW::identity()
 {
-    return {"ZRKTorusUVW",
-            "ZRKTorusUVW",
-            "B1360CF0-36E7-4B0E-9A94-6814A5137397",
-            IconResources::uvw_torus,
-            &ZRKUIStrings::toroidal_coordinates,
-            {Tag::Vector3d},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKTorusUVW",
+        .typeName = "ZRKTorusUVW",
+        .uuid = "B1360CF0-36E7-4B0E-9A94-6814A5137397",
+        .icon = icon<IconColor::Vector, 0x3C7EFFE7E7FF7E3C>("uvw_torus"),
+        .strings = {"toroidal_coordinates", "Toroidal coordinates",
+                    "Expresses a position in the coordinates of a torus.", category::kCoordinates},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKTorusUVW::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addPositionPins(node); }

@@ -11,18 +11,20 @@ namespace zrkmodel {
 ///
 /// | property    | unit | default   | effect                                    |
 /// |-------------|------|-----------|-------------------------------------------|
-/// | center      | mu   | (0, 0, 0) |                                           |
+/// | center      | mu   | (0, 0, 0) | the middle of the ring                    |
 /// | ring radius | mu   | 0.4       | from the centre to the middle of the tube |
 /// | tube radius | mu   | 0.1       | where W is 0                              |
-/// | inverse     |      | false     | stored only                               |
+/// | inverse     |      | false     | is stored and changes nothing             |
 ///
 /// With d = p - center and q = sqrt(d.x^2 + d.y^2) - ring radius:
 ///
-///     U = atan2(d.y, d.x) / pi           -1 to 1
-///     V = atan2(d.z, q) / pi             -1 to 1, 0 on the outer side
-///     W = sqrt(d.z^2 + q^2) - tube radius
+///     U = atan2(d.y, d.x) / pi               angle around the ring in units of pi, -1 to 1
+///     V = atan2(d.z, q) / pi                 angle around the tube in units of pi, -1 to 1
+///     W = sqrt(d.z^2 + q^2) - tube radius    model units, negative inside
 ///
-/// The weight of `coords` is handed on. A gyroid wound around a torus:
+/// V is 0 on the outer side and 0.5 on top. The weight is that of `coords`.
+///
+/// A gyroid wound around a torus:
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "ZRKTorusUVW", "values": {"ring radius": 0.8}},

@@ -7,8 +7,11 @@
 
 namespace zrk {
 
-/// Angles around the ring and around the tube in units of pi, -1 to 1, and the signed distance to
-/// a torus about the z direction. The tube's angle is 0 on its outer side and 0.5 on top.
+/// Angles around the ring and around the tube of a torus about the z direction, in units of pi from -1 to 1,
+/// and the signed distance to it in model units, negative inside. The tube's angle is 0 on its outer side and
+/// 0.5 on top.
+///
+/// These are the simple toroidal coordinates of a tube, not the orthogonal ones of bipolar circles.
 struct TorusCoordinates {
     Tensor<3, double> center;
     double ringRadius;

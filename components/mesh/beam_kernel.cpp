@@ -42,9 +42,9 @@ private:
 
 } // namespace
 
-Evaluation beamEvaluator(std::shared_ptr<const BeamField> field)
+std::shared_ptr<const Kernel> beamKernel(std::shared_ptr<const BeamField> field)
 {
-    return Evaluator(std::make_shared<BeamKernel>(std::move(field)));
+    return std::make_shared<BeamKernel>(std::move(field));
 }
 
 } // namespace zrk

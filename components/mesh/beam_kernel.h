@@ -7,8 +7,8 @@
 
 namespace zrk {
 
-/// The evaluator of a field at the positions of input 0, with their weight. Null gives the largest double
-/// everywhere, the distance to nothing.
-Evaluation beamEvaluator(std::shared_ptr<const BeamField> field);
+/// A field at the positions of input 0, with their weight. Null gives the largest double everywhere, the
+/// distance to nothing.
+std::shared_ptr<const Kernel> beamKernel(std::shared_ptr<const BeamField> field);
 
 } // namespace zrk

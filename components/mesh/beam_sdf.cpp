@@ -1,7 +1,7 @@
 #include "components/mesh/beam_sdf.h"
 
+#include "components/categories.h"
 #include "components/distance_pins.h"
-#include "components/mesh/beam_kernel.h"
 #include "core/values/bbox.h"
 #include "formats/obj.h"
 
@@ -19,43 +19,50 @@ const zrk::BBox<double> kImportBox({0, 0, 0}, {5, 5, 5});
 
 ComponentIdentity ZRKBeamSDF::identity()
 {
-    return {"ZRKBeamSDF",
-            "BeamSDF",
-            "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", // one digit short, as documents have it
-            IconResources::sc_sdf_beam,
-            &ZRKUIStrings::beam_sdf,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKBeamSDF",
+        .typeName = "BeamSDF",
+        .uuid = "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", // one digit short, as documents have it
+        .icon = icon<IconColor::Scalar, 0xFF422418182442FF>("sc_sdf_beam"),
+        .strings = {"beam_sdf", "Beam lattice",
+                    "Signed distance to a lattice of beams along the edges of a mesh.", category::kMesh},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKBeamSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }
 
 zrk::Evaluation ZRKBeamSDF::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
-    return zrk::beamEvaluator(cacheMadeIfMissing()->field);
+    makeCacheIfMissing();
+    return zrk::slotEvaluator(_slot);
 }
 
-ZRKBeamSDF::Cache ZRKBeamSDF::cacheMadeIfMissing() const
+void ZRKBeamSDF::makeCacheIfMissing() const
 {
     const std::lock_guard lock(_mutex);
     if (!_cache) {
-        _cache = makeLatticeBeam(zrk::LatticeGrid::between(min.value(), max.value(), kNodes));
+        setCache(zrk::BeamCacheData::ofGrid(zrk::LatticeGrid::between(min.value(), max.value(), kNodes)));
     }
-    return _cache;
 }
 
 void ZRKBeamSDF::replaceCache(Cache cache)
 {
     const std::lock_guard lock(_mutex);
+    setCache(std::move(cache));
+}
+
+/// For a caller that holds _mutex.
+void ZRKBeamSDF::setCache(Cache cache) const
+{
+    if (cache) {
+        _slot->fill(zrk::beamKernel(cache->field));
+    }
     _cache = std::move(cache);
 }
 
-ZRKBeamSDF::Cache ZRKBeamSDF::makeLatticeBeam(const zrk::LatticeGrid& grid)
-{
-    return zrk::BeamCacheData::ofGrid(grid);
-}
-
-std::string ZRKBeamSDF::makeLatticeBeam(const std::filesystem::path& path)
+std::string ZRKBeamSDF::importLattice(const std::filesystem::path& path)
 {
     zrk::WavefrontObj mesh = zrk::readWavefrontObj(path);
     if (!mesh.indexProblem.empty()) {
@@ -73,9 +80,10 @@ std::string ZRKBeamSDF::makeLatticeBeam(const std::filesystem::path& path)
 std::string ZRKBeamSDF::importFiles(const std::vector<std::filesystem::path>& paths, zrk::ProgressMonitor*)
 {
     if (!paths.empty()) {
-        return makeLatticeBeam(paths.front());
+        return importLattice(paths.front());
     }
-    replaceCache(makeLatticeBeam(zrk::LatticeGrid::between(kImportBox.min, kImportBox.max, kNodesOfImport)));
+    replaceCache(zrk::BeamCacheData::ofGrid(
+        zrk::LatticeGrid::between(kImportBox.min, kImportBox.max, kNodesOfImport)));
     return "";
 }
 

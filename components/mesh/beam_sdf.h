@@ -1,5 +1,7 @@
 #pragma once
 
+#include "components/mesh/beam_kernel.h"
+#include "core/engine/kernel_slot.h"
 #include "core/mesh/beams/beam_lattice.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
@@ -39,8 +41,9 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "BeamSDF", "values": {"min": [-1, -1, -1], "max": [1, 1, 1]}}],
 ///      "output": [1, 0]}
 ///
-/// Evaluators hold the lattice they were built with. Imports belong to the interface thread; evaluators may
-/// be asked for on any.
+/// A lattice that is imported, or built anew after the inspector was opened, reaches evaluators that are
+/// already built: their next run, not one under way, has it. They go on with the last lattice when the
+/// component is gone. Imports belong to the interface thread; evaluators may be asked for and run on any.
 class ZRKBeamSDF final : public ZRKComponent<ZRKBeamSDF>, public ZRKFileImport {
 public:
     ZRKProperty<int> resolution{"resolution", 3, this};
@@ -70,11 +73,13 @@ private:
 
     mutable std::mutex _mutex;
     mutable Cache _cache; ///< null until it is asked for; guarded by _mutex
+    /// Holds the last lattice there was.
+    std::shared_ptr<zrk::KernelSlot> _slot = std::make_shared<zrk::KernelSlot>(zrk::beamKernel(nullptr));
 
-    static Cache makeLatticeBeam(const zrk::LatticeGrid& grid);
-    std::string makeLatticeBeam(const std::filesystem::path& path);
+    std::string importLattice(const std::filesystem::path& path);
     void replaceCache(Cache cache);
-    Cache cacheMadeIfMissing() const;
+    void setCache(Cache cache) const;
+    void makeCacheIfMissing() const;
 };
 
 } // namespace zrkmodel

@@ -19,7 +19,7 @@ public:
     {
         const double* p = context.readInput(0);
         const double weight = p[3];
-        context.writeOutput(_field ? _field->signedDistance(p) : 0.0, weight);
+        context.writeOutput(_field ? _field->value({p[0], p[1], p[2]}) : 0.0, weight);
     }
 
     void block(BlockRun& run) const override
@@ -40,21 +40,17 @@ private:
     {
         MeshWindingField::Trail trail;
         for (std::size_t i = 0; i < count; ++i) {
-            const double point[3] = {positions.row(0)[i], positions.row(1)[i], positions.row(2)[i]};
-            out[i] = _field->signedDistance(point, trail);
+            out[i] = _field->value({positions.row(0)[i], positions.row(1)[i], positions.row(2)[i]}, trail);
         }
-        // The rest of the last vector.
-        for (std::size_t i = count; i % Batch::size != 0; ++i) {
-            out[i] = 0.0;
-        }
+        fillLastBatch(out, count);
     }
 };
 
 } // namespace
 
-Evaluation meshEvaluator(std::shared_ptr<const MeshWindingField> field)
+std::shared_ptr<const Kernel> meshKernel(std::shared_ptr<const MeshWindingField> field)
 {
-    return Evaluator(std::make_shared<MeshKernel>(std::move(field)));
+    return std::make_shared<MeshKernel>(std::move(field));
 }
 
 } // namespace zrk

@@ -7,7 +7,7 @@
 
 namespace zrk {
 
-/// The evaluator of a field at the positions of input 0, with their weight. Null gives 0 everywhere.
-Evaluation meshEvaluator(std::shared_ptr<const MeshWindingField> field);
+/// A field at the positions of input 0, with their weight. Null gives 0 everywhere.
+std::shared_ptr<const Kernel> meshKernel(std::shared_ptr<const MeshWindingField> field);
 
 } // namespace zrk

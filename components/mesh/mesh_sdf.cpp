@@ -1,7 +1,8 @@
 #include "components/mesh/mesh_sdf.h"
 
+#include "components/categories.h"
 #include "components/distance_pins.h"
-#include "components/mesh/mesh_kernel.h"
+#include "components/shared_icons.h"
 #include "core/engine/progress.h"
 #include "core/values/bbox.h"
 #include "formats/obj.h"
@@ -12,20 +13,22 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKMeshSDF::identity()
 {
-    return {"ZRKMeshSDF",
-            "MeshSDF",
-            "BC569064-23FF-426D-8301-9C92F9913E33",
-            IconResources::sc_sdf_sphere,
-            &ZRKUIStrings::mesh_sdf,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKMeshSDF",
+        .typeName = "MeshSDF",
+        .uuid = "BC569064-23FF-426D-8301-9C92F9913E33",
+        .icon = kSphereIcon,
+        .strings = {"mesh_sdf", "Mesh", "Signed distance to an imported triangle mesh.", category::kMesh},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKMeshSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }
 
 zrk::Evaluation ZRKMeshSDF::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
-    return zrk::meshEvaluator(field());
+    return zrk::slotEvaluator(_slot);
 }
 
 ZRKMeshSDF::Field ZRKMeshSDF::field() const
@@ -60,6 +63,7 @@ std::string ZRKMeshSDF::importFiles(const std::vector<std::filesystem::path>& pa
         std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
     {
         const std::lock_guard lock(_mutex);
+        _slot->fill(zrk::meshKernel(field));
         _field.swap(field);
     }
     return mesh.problem;

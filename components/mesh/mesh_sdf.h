@@ -1,5 +1,7 @@
 #pragma once
 
+#include "components/mesh/mesh_kernel.h"
+#include "core/engine/kernel_slot.h"
 #include "core/mesh/mesh_field.h"
 #include "model/component.h"
 #include "model/file_import.h"
@@ -24,11 +26,12 @@ namespace zrkmodel {
 /// Without a mesh d is 0. At NaN and at infinity d is the largest double.
 ///
 ///     {"zrkGraph": 1,
-///      "nodes": [{"id": 1, "type": "MeshSDF", "import": "part.obj"}],
+///      "nodes": [{"id": 1, "type": "MeshSDF", "import": "torus_knot.obj"}],
 ///      "output": [1, 0]}
 ///
-/// Evaluators hold the mesh they were built with. Imports belong to the interface thread; evaluators may be
-/// asked for on any.
+/// An import reaches evaluators that are already built: their next run, not one under way, has the new mesh.
+/// They go on with the last mesh when the component is gone. Imports belong to the interface thread;
+/// evaluators may be asked for and run on any.
 class ZRKMeshSDF final : public ZRKComponent<ZRKMeshSDF>, public ZRKFileImport {
 public:
     using Field = std::shared_ptr<const zrk::MeshWindingField>;
@@ -54,6 +57,7 @@ public:
 private:
     mutable std::mutex _mutex;
     Field _field; ///< guarded by _mutex
+    std::shared_ptr<zrk::KernelSlot> _slot = std::make_shared<zrk::KernelSlot>(zrk::meshKernel(nullptr));
 };
 
 } // namespace zrkmodel

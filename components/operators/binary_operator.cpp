@@ -1,5 +1,6 @@
 #include "components/operators/binary_operator.h"
 
+#include "components/categories.h"
 #include "model/graph_item.h"
 #include "model/pins.h"
 
@@ -14,7 +15,7 @@ constexpr const char* kParametersKey = "op_params";
 
 } // namespace
 
-ZRKBinaryOperator::ZRKBinaryOperator() : _operation(BinaryOperationTable::instance().find("add")) {}
+ZRKBinaryOperator::ZRKBinaryOperator() : _operation(findBinaryOperation("add")) {}
 
 ZRKBinaryOperator::ZRKBinaryOperator(const ZRKBinaryOperator& other)
     : ZRKComponent(other), _operation(other._operation)
@@ -22,13 +23,17 @@ ZRKBinaryOperator::ZRKBinaryOperator(const ZRKBinaryOperator& other)
 
 ComponentIdentity ZRKBinaryOperator::identity()
 {
-    return {"ZRKBinaryOperator",
-            "BinaryOperator",
-            "FD99F113-273B-43E6-8A40-D978F004230E",
-            IconResources::comp_x_binary_operator,
-            &ZRKUIStrings::binary_operator,
-            {Tag::Any}, // one, although there are two pins
-            {Tag::Any}};
+    return {
+        .className = "ZRKBinaryOperator",
+        .typeName = "BinaryOperator",
+        .uuid = "FD99F113-273B-43E6-8A40-D978F004230E",
+        .icon = icon<IconColor::AnyTag, 0x00007EFFFF7E0000>("comp_x_binary_operator"),
+        .strings = {"binary_operator", "Binary operator",
+                    "Combines two fields: sum, difference, product, minimum, maximum or blend.",
+                    category::kOperators},
+        .inputs = {Tag::Any}, // one, although there are two pins
+        .outputs = {Tag::Any},
+    };
 }
 
 void ZRKBinaryOperator::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
@@ -49,14 +54,14 @@ void ZRKBinaryOperator::onUpdateGraphItem(zrkui::ZRKExtensionBaseGraphItem* item
                                           const ZRKNodeBase<0, ZRKGraphObject>&) const
 {
     if (item) {
-        item->setText(_operation.symbol);
+        item->setText(std::string(_operation.symbol));
     }
 }
 
 void ZRKBinaryOperator::onSerialize(ZRKSerialization& s) const
 {
     ZRKComponent::onSerialize(s);
-    s.write(_operation.name, kNameKey);
+    s.write(std::string(_operation.name), kNameKey);
     writeNumbers(s, _operation.params.data(), _operation.params.size(), kParametersKey);
 }
 
@@ -71,7 +76,7 @@ void ZRKBinaryOperator::readOperation(const ZRKDeserialization& d)
 {
     std::string name;
     ZRKValueSerializer<std::string>::read(d, name, kNameKey);
-    _operation = BinaryOperationTable::instance().find(name);
+    _operation = findBinaryOperation(name);
     if (_operation.name != name) {
         std::string expected = "one of";
         for (const std::string& known : operationNames()) {
@@ -109,23 +114,28 @@ zrk::Evaluation ZRKBinaryOperator::getEvaluatorForPin(const Pin_ref<1>& pin, con
 
 std::vector<std::string> ZRKBinaryOperator::operationNames()
 {
-    return BinaryOperationTable::instance().names();
+    std::vector<std::string> names;
+    for (const BinaryOperation& row : binaryOperations()) {
+        names.emplace_back(row.name);
+    }
+    return names;
 }
 
 int ZRKBinaryOperator::operationIndex() const
 {
-    const std::vector<std::string> names = operationNames();
-    const auto found = std::find(names.begin(), names.end(), _operation.name);
-    return found == names.end() ? -1 : static_cast<int>(found - names.begin());
+    const auto rows = binaryOperations();
+    const auto found = std::find_if(
+        rows.begin(), rows.end(), [this](const BinaryOperation& row) { return row.name == _operation.name; });
+    return found == rows.end() ? -1 : static_cast<int>(found - rows.begin());
 }
 
 void ZRKBinaryOperator::selectOperation(int index)
 {
-    const std::vector<std::string> names = operationNames();
-    if (index < 0 || index >= static_cast<int>(names.size())) {
+    const auto rows = binaryOperations();
+    if (index < 0 || index >= static_cast<int>(rows.size())) {
         return;
     }
-    _operation = BinaryOperationTable::instance().find(names[static_cast<std::size_t>(index)]);
+    _operation = rows[static_cast<std::size_t>(index)];
     emitChange({"op", this});
 }
 

@@ -71,7 +71,7 @@ struct Blend {
     }
 };
 
-/// Of equal components, or if one is NaN, a.
+/// Returns a if the components are equal or either is NaN.
 struct Minimum {
     static constexpr auto kRowOperation = RowOperation::Minimum;
 
@@ -82,7 +82,7 @@ struct Minimum {
     }
 };
 
-/// Of equal components, or if one is NaN, b.
+/// Returns b if the components are equal or either is NaN.
 struct Maximum {
     static constexpr auto kRowOperation = RowOperation::Maximum;
 
@@ -96,8 +96,8 @@ struct Maximum {
 /// Two records combined component by component, after scaling their components, not their
 /// weights, by a strength each.
 ///
-/// The result's weight is the larger one, wa > wb ? wa : wb: if one is NaN, that of b.
-/// NaN weights count as unequal.
+/// The weight of the result is the larger one, wa > wb ? wa : wb, and so that of b if either is NaN. NaN
+/// weights count as unequal.
 template <class Operation, std::uint32_t N>
 struct BinaryCombination {
     static constexpr bool kKeepsUnitWeight = true;

@@ -1,5 +1,6 @@
 #include "components/operators/geometry_blend.h"
 
+#include "components/categories.h"
 #include "core/engine/evaluation_context.h"
 #include "core/values/batch.h"
 #include "model/channel_names.h"
@@ -61,13 +62,16 @@ private:
 
 ComponentIdentity ZRKGeometryBlend::identity()
 {
-    return {"ZRKGeometryBlend",
-            "geometry blend",
-            "B4E613F3-592C-4214-B323-15644932F6AC",
-            IconResources::sc_geometry_blend,
-            &ZRKUIStrings::geometry_blend,
-            {}, // none, though there is an input pin
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKGeometryBlend",
+        .typeName = "geometry blend",
+        .uuid = "B4E613F3-592C-4214-B323-15644932F6AC",
+        .icon = icon<IconColor::Scalar, 0x70F0F0F00F0F0F0F>("sc_geometry_blend"),
+        .strings = {"geometry_blend", "Geometry blend", "A soft sum of picked geometries.",
+                    category::kOperators},
+        .inputs = {}, // none, though there is an input pin
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKGeometryBlend::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
@@ -80,6 +84,12 @@ void ZRKGeometryBlend::onSerialize(ZRKSerialization& s) const
 {
     falloff.serialize(s);
     geometries.serialize(s);
+}
+
+void ZRKGeometryBlend::onDeserialize(const ZRKDeserialization& d)
+{
+    falloff.deserialize(d);
+    geometries.deserialize(d);
 }
 
 zrk::Evaluation ZRKGeometryBlend::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const

@@ -12,9 +12,9 @@ namespace zrkmodel {
 
 /// A soft, additive union of picked geometry: overlapping members sum and aren't clamped.
 ///
-/// | property       | unit | default            | effect                                            |
-/// |----------------|------|--------------------|---------------------------------------------------|
-/// | geometries     |      | none               | one geometry or a group; without, nothing is written |
+/// | property       | unit | default            | effect                                              |
+/// |----------------|------|--------------------|-----------------------------------------------------|
+/// | geometries     |      | none               | a geometry or a group; without, nothing is written  |
 /// | falloff params | mu   | -0.5, 0.5, linear  | turns each signed distance into a density           |
 ///
 /// density = sum over the members of falloff(signed distance to the member), in their order, with the
@@ -38,9 +38,11 @@ public:
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
     void onSerialize(ZRKSerialization& s) const override;
+    void onDeserialize(const ZRKDeserialization& d) override;
     zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
 
-    /// The selection of a geometry picker: takes the first over; an empty one keeps what is there.
+    /// What a geometry picker does: it assigns the first of the selection. An empty selection changes
+    /// nothing.
     void pick(const std::vector<std::shared_ptr<ZRKGeometry>>& selection);
 };
 

@@ -1,5 +1,6 @@
 #include "components/operators/grad_derivative.h"
 
+#include "components/categories.h"
 #include "components/operators/gradient_kernel.h"
 #include "model/pins.h"
 
@@ -22,13 +23,16 @@ double stepIn(const ZRKContext& context)
 
 ComponentIdentity ZRKGradDerivative::identity()
 {
-    return {"ZRKGradDerivative",
-            "GradDerivative",
-            "DEB32B4F-6A7B-490A-A25C-2F026CDFF30C",
-            IconResources::uvw_x_vector_Dgradient,
-            &ZRKUIStrings::derivative_gradient,
-            {Tag::Scalar},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKGradDerivative",
+        .typeName = "GradDerivative",
+        .uuid = "DEB32B4F-6A7B-490A-A25C-2F026CDFF30C",
+        .icon = icon<IconColor::Vector, 0x0103070F1F1F1F1F>("uvw_x_vector_Dgradient"),
+        .strings = {"derivative_gradient", "Gradient",
+                    "The gradient of a scalar field by finite differences.", category::kVectors},
+        .inputs = {Tag::Scalar},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKGradDerivative::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

@@ -120,25 +120,30 @@ struct CornerDifferences {
     }
 };
 
-/// The field behind a gradient as a chain of its own. Immutable.
+/// The field behind a gradient as a chain of its own.
 class InnerChain {
 public:
-    explicit InnerChain(const std::shared_ptr<IFieldGenerator>& field)
+    explicit InnerChain(const std::shared_ptr<IFieldGenerator>& field) : _nodes(std::make_shared<Nodes>())
     {
-        _coordinates.reset(3, nullptr);
-        _target.reset(1, &_coordinates);
-        _target.generator = field;
+        _nodes->coordinates.reset(3, nullptr);
+        _nodes->target.reset(1, &_nodes->coordinates);
+        _nodes->target.generator = field;
         EvaluatorBuilder<double> builder;
-        builder.visit(&_target);
+        builder.visit(&_nodes->target);
         _slots = std::move(builder.slots());
     }
     const std::vector<EvaluationSlot>& slots() const { return _slots; }
-    std::size_t target() const { return static_cast<std::size_t>(_target.slotIndex); }
-    std::size_t coordinates() const { return static_cast<std::size_t>(_coordinates.slotIndex); }
+    std::size_t target() const { return static_cast<std::size_t>(_nodes->target.slotIndex); }
+    std::size_t coordinates() const { return static_cast<std::size_t>(_nodes->coordinates.slotIndex); }
+    /// As the function of the same name.
+    bool fixForRun() { return zrk::fixForRun(_slots); }
 
 private:
-    EvaluationNode _coordinates;
-    EvaluationNode _target;
+    struct Nodes {
+        EvaluationNode coordinates;
+        EvaluationNode target;
+    };
+    std::shared_ptr<Nodes> _nodes; ///< shared by copies
     std::vector<EvaluationSlot> _slots;
 };
 
@@ -193,13 +198,33 @@ private:
 class GradientKernel final : public Kernel {
 public:
     GradientKernel(const std::shared_ptr<IFieldGenerator>& field, double step, bool unit)
-        : _chain(field), _step(step), _differences{1 / (4 * step), unit}
+        : GradientKernel(InnerChain(field), step, {1 / (4 * step), unit})
     {}
+    GradientKernel(InnerChain chain, double step, const CornerDifferences& differences)
+        : _chain(std::move(chain)), _step(step), _differences(differences)
+    {
+        InnerChain ofRun = _chain;
+        _changesBetweenRuns = ofRun.fixForRun();
+    }
 
-    KernelReads reads() const override { return {1, true}; }
+    std::shared_ptr<const Kernel> forRun() const override
+    {
+        if (!_changesBetweenRuns) {
+            return nullptr;
+        }
+        InnerChain ofRun = _chain;
+        ofRun.fixForRun();
+        return std::make_shared<GradientKernel>(std::move(ofRun), _step, _differences);
+    }
+
+    KernelReads reads() const override { return {1, true, ReadOrder::coordinatesFirst}; }
 
     void sample(EvaluationContext& context) const override
     {
+        if (_changesBetweenRuns) {
+            forRun()->sample(context);
+            return;
+        }
         alignas(64) double rows[4][Batch::size] = {};
         const double* p = context.readCoordinates();
         for (std::size_t c = 0; c < 4; ++c) {
@@ -233,6 +258,7 @@ private:
     InnerChain _chain;
     double _step;
     CornerDifferences _differences;
+    bool _changesBetweenRuns = false;
     mutable std::mutex _mutex;
     mutable std::vector<std::unique_ptr<CornerSampler>> _idle; ///< guarded by _mutex
 

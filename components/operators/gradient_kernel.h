@@ -6,12 +6,15 @@
 
 namespace zrk {
 
-/// The gradient of a scalar field by finite differences at four alternate corners of a cube of half
-/// edge `step` around each position: half of the eight, and two less than central differences need.
+/// Returns the evaluator of the gradient of a scalar field, by finite differences at four alternate corners
+/// of a cube of half edge `step` around each position: two evaluations less than central differences need.
 ///
 /// Input 0 of the node must be the same field; only its weight is used. The chain that is asked at the
 /// corners is built here, once, and shared by all threads; each works in a context of its own. The
 /// bounds of a gradient aren't known.
+///
+/// Source of the method: Quilez, "Normals for an SDF", iquilezles.org/articles/normalsSDF, the tetrahedron
+/// technique. Here divided by 4 * step, so that the length is the field's slope.
 ///
 /// @param field  not null.
 /// @param step   model units; 0 gives NaN.

@@ -1,5 +1,6 @@
 #include "components/operators/invert.h"
 
+#include "components/categories.h"
 #include "components/operators/levelset_formula.h"
 #include "core/engine/formula.h"
 #include "model/pins.h"
@@ -8,13 +9,15 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKInvert::identity()
 {
-    return {"ZRKInvert",
-            "Invert", // as ZRKLevelsetIsoValue: the UUID tells them apart
-            "BD624C1E-A801-44C6-954A-14A44BE779BB",
-            IconResources::sc_x_invert,
-            &ZRKUIStrings::invert,
-            {Tag::Scalar},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKInvert",
+        .typeName = "Invert", // as ZRKLevelsetIsoValue: the UUID tells them apart
+        .uuid = "BD624C1E-A801-44C6-954A-14A44BE779BB",
+        .icon = icon<IconColor::Scalar, 0xF0E8CC8E8ECCE8F0>("sc_x_invert"),
+        .strings = {"invert", "Invert", "Turns a field inside out.", category::kOperators},
+        .inputs = {Tag::Scalar},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKInvert::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

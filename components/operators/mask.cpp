@@ -1,5 +1,6 @@
 #include "components/operators/mask.h"
 
+#include "components/categories.h"
 #include "components/evaluator_for_tag.h"
 #include "components/operators/mask_formula.h"
 #include "model/pins.h"
@@ -8,13 +9,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKMask::identity()
 {
-    return {"ZRKMask",
-            "mask", // lower case: documents carry it
-            "4B550F53-36E0-44FE-A3AE-6794BD09FFF0",
-            IconResources::comp_x_mask,
-            &ZRKUIStrings::apply_mask,
-            {Tag::Any}, // one, although there are two pins
-            {Tag::Any}};
+    return {
+        .className = "ZRKMask",
+        .typeName = "mask", // lower case: documents carry it
+        .uuid = "4B550F53-36E0-44FE-A3AE-6794BD09FFF0",
+        .icon = icon<IconColor::AnyTag, 0xE7818100008181E7>("comp_x_mask"),
+        .strings = {"apply_mask", "Mask", "Limits the weight of a field to where a mask lies.",
+                    category::kOperators},
+        .inputs = {Tag::Any}, // one, although there are two pins
+        .outputs = {Tag::Any},
+    };
 }
 
 void ZRKMask::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
@@ -29,9 +33,11 @@ Tag ZRKMask::queryEffectiveOutputPinTag(const Pin_ref<1>& pin) { return effectiv
 zrk::Evaluation ZRKMask::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext&) const
 {
     using zrk::MaskMode;
+    using Arguments = zrk::FromSecondInputFirst;
     return evaluatorForTag(effectiveTag(pin), [this](auto n) {
-        return replace.value() ? zrk::evaluator(zrk::Masking<MaskMode::replace, n()>{multiplier.value()})
-                               : zrk::evaluator(zrk::Masking<MaskMode::lower, n()>{multiplier.value()});
+        const double factor = multiplier.value();
+        return replace.value() ? zrk::evaluator<Arguments>(zrk::Masking<MaskMode::replace, n()>{factor})
+                               : zrk::evaluator<Arguments>(zrk::Masking<MaskMode::lower, n()>{factor});
     });
 }
 

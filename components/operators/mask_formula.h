@@ -8,15 +8,16 @@ namespace zrk {
 /// Whether a mask may only lower weights, or sets them.
 enum class MaskMode { lower, replace };
 
-/// A record with another weight, between 0 and 1; its components stay.
+/// A record with another weight, cut to 0..1; its components stay as they are.
 ///
-/// The mask's own weight tells how much of the mask applies. A NaN weight stays NaN.
+/// The mask's own weight says how much of the mask applies. A NaN weight stays NaN. The mask comes first
+/// because it is read first.
 template <MaskMode Mode, std::uint32_t N>
 struct Masking {
     double multiplier;
 
     template <class V>
-    Record<N, V> operator()(const Record<N, V>& f, const Record<1, V>& mask) const
+    Record<N, V> operator()(const Record<1, V>& mask, const Record<N, V>& f) const
     {
         const V k = multiplier * mask.value[0];
         const V target = Mode == MaskMode::replace ? k : minimum(f.weight, k);

@@ -1,5 +1,6 @@
 #include "components/operators/multiply.h"
 
+#include "components/categories.h"
 #include "components/evaluator_for_tag.h"
 #include "components/operators/multiply_formula.h"
 #include "core/engine/formula.h"
@@ -9,13 +10,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKMultiply::identity()
 {
-    return {"ZRKMultiply",
-            "Multiply",
-            "CD969AF7-D5C0-40A0-B03C-A59C0E3BA1F4",
-            IconResources::comp_x_multiply_scalar,
-            &ZRKUIStrings::multiply_with_scalar,
-            {Tag::Any}, // one, although there are two pins
-            {Tag::Any}};
+    return {
+        .className = "ZRKMultiply",
+        .typeName = "Multiply",
+        .uuid = "CD969AF7-D5C0-40A0-B03C-A59C0E3BA1F4",
+        .icon = icon<IconColor::AnyTag, 0x8142241818244281>("comp_x_multiply_scalar"),
+        .strings = {"multiply_with_scalar", "Multiply", "Multiplies a field with a scalar.",
+                    category::kOperators},
+        .inputs = {Tag::Any}, // one, although there are two pins
+        .outputs = {Tag::Any},
+    };
 }
 
 void ZRKMultiply::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

@@ -1,5 +1,6 @@
 #include "components/operators/shell.h"
 
+#include "components/categories.h"
 #include "components/operators/levelset_formula.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
@@ -9,13 +10,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKShell::identity()
 {
-    return {"ZRKShell",
-            "Shell",
-            "B00F743F-1B53-4430-BB0D-8C729EBC099B",
-            IconResources::sc_x_shell,
-            &ZRKUIStrings::shell,
-            {Tag::Scalar}, // one, although there are three pins
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKShell",
+        .typeName = "Shell",
+        .uuid = "B00F743F-1B53-4430-BB0D-8C729EBC099B",
+        .icon = icon<IconColor::Scalar, 0x3C66C38181C3663C>("sc_x_shell"),
+        .strings = {"shell", "Shell", "Turns a distance into that to a shell around its surface.",
+                    category::kOperators},
+        .inputs = {Tag::Scalar}, // one, although there are three pins
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKShell::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

@@ -1,5 +1,6 @@
 #include "components/patterns/cross.h"
 
+#include "components/categories.h"
 #include "components/patterns/cross_formula.h"
 #include "components/patterns/density_pins.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKCross::identity()
 {
-    return {"ZRKCross",
-            "Cross",
-            "E22BE999-A552-4034-ADA4-2DB5E2AF90C7",
-            IconResources::pattern_cross,
-            &ZRKUIStrings::tricross_pattern,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKCross",
+        .typeName = "Cross",
+        .uuid = "E22BE999-A552-4034-ADA4-2DB5E2AF90C7",
+        .icon = icon<IconColor::Pattern, 0x181818FFFF181818>("pattern_cross"),
+        .strings = {"tricross_pattern", "Cross", "A lattice of crossing bars, repeated in all directions.",
+                    category::kPatterns},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKCross::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDensityPins(node); }

@@ -6,19 +6,25 @@
 
 namespace zrkmodel {
 
-/// Density of a lattice of three crossing bars, repeated with period 1 along each axis.
+/// Density of three bars that cross in the middle of a cell, repeated with period 1 along each axis.
 ///
 /// | property         | unit | default   | effect                                                       |
 /// |------------------|------|-----------|--------------------------------------------------------------|
-/// | smoothness       |      | 0.0       | above 0.0001 the sum of three soft bars, with a narrower     |
-/// |                  |      |           | peak the larger it is; else the distance from the nearest    |
-/// | thickness ratios |      | (1, 1, 1) | of the bars along x, y and z; the farther from 1, on either  |
-/// |                  |      |           | side, the thinner                                            |
+/// | smoothness       |      | 0.0       | up to 0.0001 the hard form, above it the smooth one, whose   |
+/// |                  |      |           | bars are narrower the larger it is                           |
+/// | thickness ratios |      | (1, 1, 1) | thickness of the bars along x, y and z; a bar is thinner the |
+/// |                  |      |           | farther its ratio is from 1, on either side                  |
 ///
-/// With f = p - floor(p) - 0.5 and e = ((1 - ratio) / 4)^2 per axis, the squared distance from the bar
-/// along x is f.y^2 + f.z^2 + e.x, and so on. Hard: 1 - sqrt(2) * sqrt(the smallest), 1 on a bar's axis and
-/// 0 at a cell's corner. Smooth: the sum of exp(-100 * smoothness * each), from 0 to 3. The two
-/// aren't limits of each other. With the weight of `coords`.
+/// With f = p - floor(p) - 0.5 and e = ((1 - ratio) / 4)^2 on each axis, the squared distance from the bar
+/// along x is f.y^2 + f.z^2 + e.x; those from the bars along y and z follow the same pattern.
+///
+/// - The hard form is 1 - sqrt(2) * sqrt(the smallest squared distance). With ratios of 1 it is 1 on a bar's
+///   axis and 0 at a cell's corner.
+/// - The smooth form is the sum of exp(-100 * smoothness * squared distance) over the three bars, from 0
+///   to 3.
+///
+/// The two forms aren't limits of each other: the density jumps where smoothness passes 0.0001. The period is
+/// 1 in the units of the coordinates. The weight is that of `coords`.
 ///
 /// A lattice without bars along z:
 ///

@@ -7,11 +7,11 @@
 
 namespace zrk {
 
-/// Three bars along x, y and z that cross in the centre of every unit cell.
+/// Three bars along x, y and z that cross in the centre of every unit cell of the coordinates.
 struct CrossBars {
-    Tensor<3, double> terms; ///< added to a bar's squared distances
+    Tensor<3, double> terms; ///< added to the squared distances from the bars along x, y and z
 
-    /// @param ratios  thickness of each bar; 1 adds nothing to its squared distance.
+    /// @param ratios  thickness of each bar; a ratio of 1 adds nothing to the squared distance from it.
     static CrossBars withThickness(const Tensor<3, double>& ratios)
     {
         CrossBars bars{};
@@ -22,14 +22,14 @@ struct CrossBars {
         return bars;
     }
 
-    /// Position relative to the centre of its cell, -0.5 to 0.5 on each axis.
+    /// Returns the position relative to the centre of its cell, from -0.5 to below 0.5 on each axis.
     template <class V>
     static Tensor<3, V> folded(const Tensor<3, V>& p)
     {
         return {p[0] - floor(p[0]) - 0.5, p[1] - floor(p[1]) - 0.5, p[2] - floor(p[2]) - 0.5};
     }
 
-    /// Squared distance of a folded position from each bar, with the bar's term.
+    /// Returns the squared distance of a folded position from each bar, plus the bar's term.
     template <class V>
     Tensor<3, V> squaredDistances(const Tensor<3, V>& f) const
     {
@@ -40,8 +40,8 @@ struct CrossBars {
     }
 };
 
-/// Density that falls linearly with the distance from the nearest bar: with thickness ratios of
-/// 1 it is 1 on the bars and 0 at a cell's corner. NaN in any coordinate gives NaN.
+/// Density that falls linearly with the distance from the nearest bar. With thickness ratios of 1, it is 1 on
+/// the axes of the bars and 0 at a cell's corner. NaN in any coordinate gives NaN.
 struct HardCrossDensity {
     CrossBars bars;
 
@@ -52,13 +52,13 @@ struct HardCrossDensity {
         const Tensor<3, V> d = bars.squaredDistances(f);
         const V nearest = minimum(minimum(d[0], d[1]), d[2]);
         const V density = 1.0 - std::numbers::sqrt2 * sqrt(nearest);
-        // A NaN y or z reaches the result through d[0]; the minimum drops one of x.
+        // A NaN in y or z reaches the result through d[0]. The minimum would drop a NaN in x.
         return select(isNaN(f[0]), f[0], density);
     }
 };
 
-/// Sum of the three bars' densities, each exp(falloff * squared distance): from 0 up to 3 where
-/// they cross. NaN in any coordinate gives NaN.
+/// Sum of the densities of the three bars, each exp(falloff * squared distance). It runs from 0 to 3, which
+/// it reaches where the bars cross if the ratios are 1. NaN in any coordinate gives NaN.
 struct SmoothCrossDensity {
     CrossBars bars;
     double falloff; ///< negative; the larger its size, the narrower the bars

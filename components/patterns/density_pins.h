@@ -5,7 +5,7 @@
 
 namespace zrkmodel {
 
-/// The pins of a pattern in space: coordinates in, a density out.
+/// Declares the pins of a pattern in space: coordinates in, a density out.
 inline void addDensityPins(const ZRKNodeBase<0, ZRKGraphObject>& node)
 {
     addCoordinatesPin(node, Tag::Vector3d, ChannelNames::pin_coords());

@@ -1,5 +1,6 @@
 #include "components/patterns/gyroid.h"
 
+#include "components/categories.h"
 #include "components/patterns/density_pins.h"
 #include "components/patterns/gyroid_formula.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,15 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKGyroid::identity()
 {
-    return {"ZRKGyroid",
-            "Gyroid",
-            "D5364AB6-2EC3-4FDD-93B9-A8EDA9026EC8",
-            IconResources::pattern_gyroid,
-            &ZRKUIStrings::gyroid_pattern,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKGyroid",
+        .typeName = "Gyroid",
+        .uuid = "D5364AB6-2EC3-4FDD-93B9-A8EDA9026EC8",
+        .icon = icon<IconColor::Pattern, 0xFF310004CEFF7100>("pattern_gyroid"),
+        .strings = {"gyroid_pattern", "Gyroid", "A gyroid, repeated in all directions.", category::kPatterns},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKGyroid::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDensityPins(node); }

@@ -7,13 +7,17 @@ namespace zrkmodel {
 
 /// Density of a gyroid, repeated with period 1 along each axis.
 ///
-/// | property | unit | default | effect                                                               |
-/// |----------|------|---------|----------------------------------------------------------------------|
-/// | contour  |      | 0.0     | added to the density; at 0.5 or more, or -0.5 or less, about nothing |
-/// |          |      |         | crosses the level 0.5 any longer                                     |
+/// | property | unit | default | effect                                                            |
+/// |----------|------|---------|-------------------------------------------------------------------|
+/// | contour  |      | 0.0     | added to the density; at about 0.5 everything is inside, at about |
+/// |          |      |         | -0.5 nothing is                                                   |
 ///
-/// With X = 2 pi p.x and so on: density = (sin X cos Y + sin Y cos Z + cos X sin Z) / 3 + contour + 0.5,
-/// with the weight of `coords`. Scale the coordinates to scale the pattern.
+/// With X = 2 pi p.x, Y = 2 pi p.y and Z = 2 pi p.z,
+///
+///     density = (sin X cos Y + sin Y cos Z + cos X sin Z) / 3 + contour + 0.5
+///
+/// from about 0 to 1 for contour 0. The period is 1 in the units of the coordinates: scale the coordinates to
+/// scale the pattern. The weight is that of `coords`.
 ///
 /// A twisted gyroid:
 ///

@@ -1,5 +1,6 @@
 #include "components/patterns/pattern_designer.h"
 
+#include "components/categories.h"
 #include "components/patterns/pattern_designer_formula.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
@@ -19,7 +20,8 @@ double drawFrequency()
     return std::uniform_int_distribution<int>(-3, 3)(generator);
 }
 
-/// From 0 to below 1. Written out, as libraries differ in how they make a double of two draws.
+/// Returns a number from 0 to below 1. The formula is written out because standard libraries differ in how
+/// they make a double of two draws.
 double drawShare()
 {
     thread_local std::mt19937 generator;
@@ -28,7 +30,7 @@ double drawShare()
     return std::min((low + high * 4294967296.0) / 18446744073709551616.0, std::nextafter(1.0, 0.0));
 }
 
-/// The wave's numbers with their keys, in the stored order.
+/// Calls visit(key, number) for the wave's numbers in the order in which they are stored.
 template <class Wave, class Visit>
 void forEachNumber(Wave& wave, Visit visit)
 {
@@ -74,13 +76,16 @@ bool ZRKValueSerializer<ZRKPatternDesigner::Wave>::read(const ZRKDeserialization
 
 ComponentIdentity ZRKPatternDesigner::identity()
 {
-    return {"ZRKPatternDesigner",
-            "PatternDesigner",
-            "AE4FDE65-6F8E-4F44-B786-0C3F41F584FF",
-            IconResources::pattern_waves,
-            &ZRKUIStrings::periodic_wave_pattern,
-            {},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKPatternDesigner",
+        .typeName = "PatternDesigner",
+        .uuid = "AE4FDE65-6F8E-4F44-B786-0C3F41F584FF",
+        .icon = icon<IconColor::Pattern, 0xCC993264C993264C>("pattern_waves"),
+        .strings = {"periodic_wave_pattern", "Pattern designer",
+                    "A periodic pattern summed from waves of your own.", category::kPatterns},
+        .inputs = {},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKPatternDesigner::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

@@ -6,31 +6,36 @@
 
 namespace zrkmodel {
 
-/// A periodic density of plane waves, chosen by hand or thrown by `randomize`.
+/// A density made of plane waves, which are chosen by hand or drawn at random by `randomize`.
 ///
-/// | property       | unit | default | effect                                                          |
-/// |----------------|------|---------|-----------------------------------------------------------------|
-/// | mutliply       |      | false   | false: waves add; true: they multiply. Spelled so in documents  |
-/// | waves (a list) |      | empty   | without a wave the output isn't written                         |
+/// | property       | unit | default | effect                                                       |
+/// |----------------|------|---------|--------------------------------------------------------------|
+/// | mutliply       |      | false   | false: waves add; true: they multiply; documents spell it so |
+/// | waves (a list) |      | empty   | the waves; without one the output isn't written              |
 ///
-/// A wave is {"fx": 1, "fy": 0, "fz": 0, "amplitude": 1, "phase": 0}: cycles per model unit along
-/// each axis, weight, and an offset in cycles. With w the wave's value
+/// A wave is {"fx": 1, "fy": 0, "fz": 0, "amplitude": 1, "phase": 0}: the cycles per model unit along each
+/// axis, the amplitude without a unit, and the phase in cycles. The value of a wave is
 ///
 ///     w = k * amplitude * sin(2 pi (fy y + fx x + fz z + phase))
 ///
-/// the density is 0.5 + 0.5 * (sum of all w), with k = 1 / (sum of |amplitude|), or 0 where that is 0; or
-/// 0.5 + 0.5 * (product of all w), with k = 1 / (product of |amplitude|), where waves of amplitude 0 are
-/// left out. k stands in every factor: two waves of amplitude 0.5 reach 4 in the product. The density isn't
-/// clamped. It is that at the positions of the domain, with their weight; there is no input.
+/// - Waves that add give the density 0.5 + 0.5 * (sum of all w) with k = 1 / (sum of |amplitude|), or k = 0
+///   if that sum is 0. The density runs from 0 to 1.
+/// - Waves that multiply give 0.5 + 0.5 * (product of all w) with k = 1 / (product of |amplitude|). Waves of
+///   amplitude 0 are left out; if none is left, the output isn't written. As k stands in every factor, the
+///   product of two waves of amplitude 0.5 reaches 4 and the density 2.5.
+///
+/// The density isn't cut to 0..1. There is no input: the waves are those at the positions of the domain, and
+/// the weight is that of the positions.
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PatternDesigner",
 ///                 "values": {"waves": [{"fx": 1}, {"fx": 0, "fy": 1}, {"fx": 0, "fz": 1}]}}],
 ///      "output": [1, 0]}
 ///
-/// Edits belong to the interface thread.
+/// Edits belong to the interface thread. Evaluators own their waves.
 class ZRKPatternDesigner final : public ZRKComponent<ZRKPatternDesigner> {
 public:
+    /// Frequencies in cycles per model unit, amplitude without a unit, phase in cycles.
     struct Wave {
         double fx = 1.0;
         double fy = 0.0;
@@ -40,14 +45,22 @@ public:
     };
 
     ZRKProperty<bool> multiply{"mutliply", false, this}; // spelled as documents have it
-    ZRKValueList<Wave> waves{"waves", this};             ///< announced as "waves"
+    ZRKValueList<Wave> waves{"waves", this};             ///< a change is announced as "waves"
 
     ZRKPatternDesigner() = default;
     /// A copy, and so a clone, starts without waves.
     ZRKPatternDesigner(const ZRKPatternDesigner& other) : ZRKComponent(other) {}
 
-    /// Throws all waves anew and adds none: whole frequencies from -3 to 3, amplitude and phase from 0 to
-    /// below 1. The numbers go on from call to call of one thread, and are the same in every thread.
+    /// Draws new values for all waves and adds none: whole frequencies from -3 to 3, amplitude and phase from
+    /// 0 to below 1. It announces "waves", even if there is no wave.
+    ///
+    /// Each thread has generators of its own with the standard seed 5489. They go on from call to call, so
+    /// that every thread draws the same sequence.
+    ///
+    /// Source: std::mt19937, which is Matsumoto, Nishimura, "Mersenne Twister: a 623-dimensionally
+    /// equidistributed uniform pseudo-random number generator", ACM Transactions on Modeling and Computer
+    /// Simulation 8(1), 1998, doi:10.1145/272991.272995. One generator draws the frequencies, by the standard
+    /// library's uniform integers; another draws the shares, each from two numbers of 32 bits.
     void randomize();
 
     static ComponentIdentity identity();
@@ -57,7 +70,7 @@ public:
     void onDeserialize(const ZRKDeserialization& d) override;
 };
 
-/// An object with the members "fx", "fy", "fz", "amplitude", "phase".
+/// A wave is stored as an object with the members "fx", "fy", "fz", "amplitude" and "phase".
 template <>
 struct ZRKValueSerializer<ZRKPatternDesigner::Wave> {
     using Wave = ZRKPatternDesigner::Wave;

@@ -5,11 +5,13 @@
 
 #include <cmath>
 #include <memory>
+#include <numbers>
 #include <vector>
 
 namespace zrk {
 
-/// A sine over space. As a record of a WaveDensity: angles in radians, amplitude normalised.
+/// A sine over space. As the user states it, frequencies are in cycles per model unit and the phase is in
+/// cycles. As a record of a WaveDensity, both are in radians and the amplitude is normalised.
 struct PlaneWave {
     double fx;
     double fy;
@@ -18,7 +20,7 @@ struct PlaneWave {
     double phase;
 };
 
-/// What waves do to each other.
+/// How the values of several waves are combined, and what they start from.
 struct AddWaves {
     static constexpr double kStart = 0;
     template <class V>
@@ -36,7 +38,8 @@ struct MultiplyWaves {
     }
 };
 
-/// Density of plane waves, 0.5 where they are 0. Not clamped.
+/// Density of plane waves: 0.5 plus half of the combined value. It isn't cut to 0..1. An infinite or NaN
+/// coordinate gives NaN.
 template <class Combine>
 struct WaveDensity {
     std::shared_ptr<const std::vector<PlaneWave>> waves;
@@ -53,10 +56,10 @@ struct WaveDensity {
     }
 };
 
-/// Waves in cycles become records in radians, with amplitudes times `scale`.
+/// Turns waves in cycles into records in radians, whose amplitudes are multiplied by `scale`.
 inline std::vector<PlaneWave> waveRecords(std::vector<PlaneWave> waves, double scale)
 {
-    constexpr double kTurn = 6.283185307179586;
+    constexpr double kTurn = 2 * std::numbers::pi;
     for (PlaneWave& wave : waves) {
         wave = {wave.fx * kTurn, wave.fy * kTurn, wave.fz * kTurn, wave.amplitude * scale,
                 wave.phase * kTurn};
@@ -64,7 +67,7 @@ inline std::vector<PlaneWave> waveRecords(std::vector<PlaneWave> waves, double s
     return waves;
 }
 
-/// Records whose amplitudes add up to 1 in size; all 0 where all were 0.
+/// Returns records whose amplitudes add up to 1 in size, or are all 0 if all were 0.
 inline std::vector<PlaneWave> addedWaves(std::vector<PlaneWave> waves)
 {
     double sum = 0;
@@ -74,8 +77,8 @@ inline std::vector<PlaneWave> addedWaves(std::vector<PlaneWave> waves)
     return waveRecords(std::move(waves), sum == 0 ? 0 : 1 / sum);
 }
 
-/// Records of the waves with an amplitude, each divided by the product of all amplitudes' sizes:
-/// several amplitudes below 1 thus give densities beyond 0 and 1.
+/// Returns records of the waves whose amplitude isn't 0. Each amplitude is divided by the product of the
+/// sizes of all of them, so that several amplitudes below 1 give densities below 0 and above 1.
 inline std::vector<PlaneWave> multipliedWaves(std::vector<PlaneWave> waves)
 {
     std::erase_if(waves, [](const PlaneWave& wave) { return wave.amplitude == 0; });

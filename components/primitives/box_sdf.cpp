@@ -1,5 +1,6 @@
 #include "components/primitives/box_sdf.h"
 
+#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/primitives/box_sdf_formula.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,15 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKBoxSDF::identity()
 {
-    return {"ZRKBoxSDF",
-            "BoxSDF",
-            "643A5F35-7A73-481F-8D10-DACAA3EF38AB",
-            IconResources::sc_sdf_box,
-            &ZRKUIStrings::box_sdf,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKBoxSDF",
+        .typeName = "BoxSDF",
+        .uuid = "643A5F35-7A73-481F-8D10-DACAA3EF38AB",
+        .icon = icon<IconColor::Scalar, 0x007E7E7E7E7E7E00>("sc_sdf_box"),
+        .strings = {"box_sdf", "Box", "Signed distance to a box.", category::kPrimitives},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKBoxSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }

@@ -6,23 +6,25 @@
 
 namespace zrkmodel {
 
-/// Signed distance to a box with sides along the axes, solid or just its edges.
+/// Signed distance to a box whose sides lie along the axes: a solid box, or a frame made of its edges.
 ///
 /// | property       | unit | default         | effect                                                    |
 /// |----------------|------|-----------------|-----------------------------------------------------------|
 /// | radius         | mu   | 0.0             | rounds edges and corners of a solid box, which keeps its  |
-/// |                |      |                 | outer size; half the smallest side makes that side round, |
-/// |                |      |                 | more or a negative one goes through the formula as it is  |
-/// | center         | mu   | (0.5, 0.5, 0.5) |                                                           |
+/// |                |      |                 | outer size; half the smallest side makes that side round; |
+/// |                |      |                 | larger and negative values go through the formula as well |
+/// | center         | mu   | (0.5, 0.5, 0.5) | the middle of the box                                     |
 /// | dimensions     | mu   | (1, 1, 1)       | full side lengths; 0 makes a sheet, a negative one moves  |
 /// |                |      |                 | every value up                                            |
 /// | wireframe      |      | false           | true: the twelve edges as square bars; radius is unused   |
 /// | edge thickness | mu   | 0.1             | half the width of a bar, which lies within the box; a     |
-/// |                |      |                 | quarter of the longest side or more fills it              |
+/// |                |      |                 | quarter of the second longest side or more fills the box; |
+/// |                |      |                 | a solid box doesn't use it                                |
 ///
-/// Solid, with q = |p - center| - (dimensions / 2 - radius) per axis: d is the length of the positive
-/// parts of q, plus max(q.x, q.y, q.z) where that isn't positive, minus radius. In model units (mu),
-/// negative inside, with the weight of `coords`. The default box fills the unit cube from the origin.
+/// The solid box: with q = |p - center| - (dimensions / 2 - radius) on each axis, d is the length of the
+/// positive parts of q, plus max(q.x, q.y, q.z) where that isn't positive, minus radius. The distance is in
+/// model units (mu) and negative inside; the weight is that of `coords`. The default box fills the unit cube
+/// from the origin.
 ///
 /// The frame of a crate:
 ///

@@ -5,11 +5,11 @@
 
 namespace zrk {
 
-/// Distance to a corner region from the signed distances (u, v, s) to its three faces: outside the
-/// length of the positive ones, inside the largest.
+/// Distance to the corner of a box, given the signed distances (u, v, s) to its three faces. Outside it is
+/// the length of the positive ones, inside the largest of the three.
 ///
-/// A NaN isn't positive and adds nothing to the length. The largest is taken over u and v first,
-/// each time the second where the two don't compare; where that leaves NaN the result is NaN.
+/// A NaN isn't positive and adds nothing to the length. The largest is maximum(maximum(u, v), s), which
+/// takes its second argument if either is NaN. If it is NaN, so is the result.
 template <class V>
 V cornerDistance(const V& u, const V& v, const V& s)
 {
@@ -22,16 +22,19 @@ V cornerDistance(const V& u, const V& v, const V& s)
     return outside + inside;
 }
 
-/// Signed distance to a solid box with rounded corners, negative inside. Lengths in model units.
+/// Signed distance to a solid box with rounded corners, negative inside. Lengths are in model units.
 ///
 /// The half sizes are those of the box without its rounding, so that the outer size includes it.
 /// No limit is set: a negative radius or half size goes through the formula as it is.
+///
+/// Source: the box with rounded edges in Quilez, "Distance functions",
+/// https://iquilezles.org/articles/distfunctions/.
 struct BoxDistance {
     Tensor<3, double> center;
     Tensor<3, double> innerHalfSizes;
     double radius;
 
-    /// From full side lengths, rounding included.
+    /// Makes the box from its full side lengths, which include the rounding.
     static BoxDistance rounded(const Tensor<3, double>& center, const Tensor<3, double>& dimensions,
                                double radius)
     {
@@ -48,15 +51,18 @@ struct BoxDistance {
     }
 };
 
-/// Signed distance to the twelve edges of a box, each a square bar. Lengths in model units.
+/// Signed distance to the twelve edges of a box, each a square bar, negative inside the bars. Lengths are in
+/// model units.
 ///
 /// The bars lie inside the box's outer size and are twice `thickness` wide.
+///
+/// Source: the box frame in Quilez, "Distance functions", https://iquilezles.org/articles/distfunctions/.
 struct WireframeBoxDistance {
     Tensor<3, double> center;
     Tensor<3, double> halfSizes;
     double thickness; ///< half the width of a bar
 
-    /// From full side lengths.
+    /// Makes the frame from the box's full side lengths.
     static WireframeBoxDistance around(const Tensor<3, double>& center, const Tensor<3, double>& dimensions,
                                        double thickness)
     {

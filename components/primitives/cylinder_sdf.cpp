@@ -1,5 +1,6 @@
 #include "components/primitives/cylinder_sdf.h"
 
+#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/primitives/cylinder_sdf_formula.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKCylinderSDF::identity()
 {
-    return {"ZRKCylinderSDF",
-            "CylinderSDF",
-            "30011FD2-A3B6-4C43-A917-5F5D83C4F37A",
-            IconResources::sc_sdf_cylinder,
-            &ZRKUIStrings::cylinder_sdf,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKCylinderSDF",
+        .typeName = "CylinderSDF",
+        .uuid = "30011FD2-A3B6-4C43-A917-5F5D83C4F37A",
+        .icon = icon<IconColor::Scalar, 0x7E7E7E7E7E7E7E7E>("sc_sdf_cylinder"),
+        .strings = {"cylinder_sdf", "Cylinder", "Signed distance to a cylinder or cone.",
+                    category::kPrimitives},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKCylinderSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }

@@ -8,23 +8,24 @@ namespace zrkmodel {
 
 /// Signed distance to a cylinder or cone between two points.
 ///
-/// | property     | unit | default   | effect                                                     |
-/// |--------------|------|-----------|------------------------------------------------------------|
-/// | start point  | mu   | (0, 0, 0) |                                                            |
-/// | end point    | mu   | (0, 0, 1) | equal to the start point: NaN everywhere                   |
-/// | start radius | mu   | 0.1       |                                                            |
-/// | end radius   | mu   | 0.1       | other than the start radius: a cone                        |
-/// | cap style    |      | 2, round  | 0 none, 1 flat; every other number is round                |
+/// | property     | unit | default   | effect                                                  |
+/// |--------------|------|-----------|---------------------------------------------------------|
+/// | start point  | mu   | (0, 0, 0) | one end of the axis                                     |
+/// | end point    | mu   | (0, 0, 1) | the other end; equal ends give NaN everywhere           |
+/// | start radius | mu   | 0.1       | radius at the start; a negative one moves the values up |
+/// | end radius   | mu   | 0.1       | radius at the end; if it differs from the other, a cone |
+/// | cap style    |      | 2, round  | 0 none, 1 flat; every other number is round             |
 ///
-/// In model units (mu), negative inside, with the weight of `coords`. With s, 0 at the start and 1
-/// at the end, r the distance from the axis and R = (1 - s) start radius + s end radius:
+/// The distance is in model units (mu) and negative inside; the weight is that of `coords`. Along the axis s
+/// runs from 0 at the start to 1 at the end; r is the distance from the axis, and
+/// R = (1 - s) start radius + s end radius:
 ///
-///     none    r - R; the side goes on without end, and R with it
-///     flat    from g = r - R and k, the distance from the slab between the ends: inside
-///             -min(|g|, |k|), outside the length of the positive ones of g and k
-///     round   spheres of the end radii beyond the ends, between them r - R
+///     none    r - R; the side goes on beyond the ends, and R goes on changing
+///     flat    with g = r - R and k the signed distance from the slab between the ends:
+///             -min(|g|, |k|) inside, the length of the positive ones of g and k outside
+///     round   r - R between the ends, and the distance to a sphere of the end's radius beyond each
 ///
-/// A cone's distance is measured across its axis, so it is larger than the true one.
+/// The side of a cone is measured across the axis, which gives more than the true distance.
 ///
 /// A cone with flat ends:
 ///

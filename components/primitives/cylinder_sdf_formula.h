@@ -7,9 +7,10 @@
 
 namespace zrk {
 
-/// A tapered cylinder from a to b, digested for the distances below.
+/// What the distances below have in common: the axis of a tapered cylinder and its two radii. Lengths are in
+/// model units.
 ///
-/// With equal ends its length is 0 and every position has the distance NaN.
+/// If the ends are equal, the length is 0 and every position has the distance NaN.
 struct TaperedCylinder {
     using Vector = Tensor<3, double>;
 
@@ -28,12 +29,12 @@ struct TaperedCylinder {
         return {start, direction, length, startRadius, endRadius};
     }
 
-    /// A position seen from the axis.
+    /// Where a position lies with respect to the axis.
     template <class V>
     struct Place {
-        V along; ///< from the start, in units of length
-        V share; ///< the same in lengths of the cylinder: 0 at the start, 1 at the end
-        V side;  ///< signed distance to the side, which goes on beyond the ends; measured across the axis
+        V along; ///< height over the start, in model units
+        V share; ///< the same as a share of the axis: 0 at the start, 1 at the end
+        V side;  ///< signed distance to the side, measured across the axis; the side goes on beyond the ends
     };
 
     template <class V>
@@ -52,7 +53,8 @@ struct TaperedCylinder {
     }
 };
 
-/// The side alone: an open cone without end, whose radius turns negative somewhere.
+/// Signed distance to the side alone: an open, endless cylinder or cone. The radius of a cone turns negative
+/// beyond its tip.
 struct OpenCylinderDistance {
     TaperedCylinder cylinder;
 
@@ -63,7 +65,8 @@ struct OpenCylinderDistance {
     }
 };
 
-/// Ends cut off flat. The side goes on beyond the ends with its taper.
+/// Signed distance to a cylinder or cone with flat ends, negative inside. Beyond the ends, the distance to
+/// the side is that to the side going on with its taper.
 struct FlatCylinderDistance {
     TaperedCylinder cylinder;
 
@@ -73,7 +76,7 @@ struct FlatCylinderDistance {
         const auto place = cylinder.place(p);
         const V side = place.side;
         const V cap = (abs(place.share - 0.5) - 0.5) * cylinder.length;
-        // This order of arguments keeps NaN.
+        // The maximum gives its second argument if that is NaN, so this order keeps NaN.
         const V outsideSide = maximum(V(0.0), side);
         const V outsideCap = maximum(V(0.0), cap);
         const V outside = sqrt(outsideSide * outsideSide + outsideCap * outsideCap);
@@ -82,7 +85,11 @@ struct FlatCylinderDistance {
     }
 };
 
-/// Ends closed by spheres of the end radii, which don't blend into a tapered side.
+/// Signed distance to a cylinder or cone with a sphere of the end's radius at each end, negative inside.
+///
+/// A cylinder is a capsule. The spheres of a cone don't meet its side in a tangent, as those of the round
+/// cone in Quilez, "Distance functions", https://iquilezles.org/articles/distfunctions/, do: between the ends
+/// the surface is the cone through the two end circles, where it has an edge.
 struct RoundCylinderDistance {
     TaperedCylinder cylinder;
     Tensor<3, double> end;

@@ -1,18 +1,21 @@
 #include "components/primitives/pipe_sdf.h"
 
+#include "components/categories.h"
 #include "components/distance_pins.h"
 
 namespace zrkmodel {
 
 ComponentIdentity ZRKPipeSDF::identity()
 {
-    return {"ZRKPipeSDF",
-            "PipeSDF",
-            "5F0E65B0-DAE5-4B6A-A475-2471D28D1D08",
-            IconResources::sc_sdf_curve,
-            &ZRKUIStrings::pipe_sdf,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKPipeSDF",
+        .typeName = "PipeSDF",
+        .uuid = "5F0E65B0-DAE5-4B6A-A475-2471D28D1D08",
+        .icon = icon<IconColor::Scalar, 0x206071518A8E0604>("sc_sdf_curve"),
+        .strings = {"pipe_sdf", "Pipe", "Signed distance to a pipe along a curve.", category::kPrimitives},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKPipeSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }

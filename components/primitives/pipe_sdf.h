@@ -7,15 +7,15 @@
 
 namespace zrkmodel {
 
-/// A pipe along a curve, under construction: its values are edited and stored, and its field
-/// is not computed. Nothing is written, so that it reads 0 with weight 0.
+/// A pipe along a curve. This component is under construction: its values are edited and stored, but its
+/// field isn't computed. It writes nothing, so that its output reads 0 with weight 0.
 ///
-/// | property  | unit | default            | meaning                                            |
-/// |-----------|------|--------------------|----------------------------------------------------|
-/// | radius    | mu   | 0.1                |                                                    |
-/// | pathCurve |      | none               | the curve                                          |
-/// | cap style |      | 2, round           | 0 none, 1 flat, 2 round                            |
-/// | scaling   |      | (0, 1) to (1, 1)   | factor of the radius along the curve, key points   |
+/// | property  | unit | default          | meaning; no value changes the output yet         |
+/// |-----------|------|------------------|--------------------------------------------------|
+/// | radius    | mu   | 0.1              | radius of the pipe                               |
+/// | pathCurve |      | none             | the curve that the pipe follows                  |
+/// | cap style |      | 2, round         | 0 none, 1 flat, 2 round                          |
+/// | scaling   |      | (0, 1) to (1, 1) | key points: factor of the radius along the curve |
 ///
 ///     {"zrkGraph": 1, "nodes": [{"id": 1, "type": "PipeSDF", "values": {"radius": 0.2}}],
 ///      "output": [1, 0]}

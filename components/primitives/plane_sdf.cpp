@@ -1,5 +1,6 @@
 #include "components/primitives/plane_sdf.h"
 
+#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/primitives/plane_sdf_formula.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,15 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKPlaneSDF::identity()
 {
-    return {"ZRKPlaneSDF",
-            "PlaneSDF",
-            "70E951B9-FC76-416E-9A80-B6A070DC68F3",
-            IconResources::sc_sdf_plane,
-            &ZRKUIStrings::plane_sdf,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKPlaneSDF",
+        .typeName = "PlaneSDF",
+        .uuid = "70E951B9-FC76-416E-9A80-B6A070DC68F3",
+        .icon = icon<IconColor::Scalar, 0x0000000000FFFF00>("sc_sdf_plane"),
+        .strings = {"plane_sdf", "Plane", "Signed distance to a plane.", category::kPrimitives},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKPlaneSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }

@@ -6,17 +6,18 @@
 
 namespace zrkmodel {
 
-/// Signed distance to a plane: a half space, to cut others with.
+/// Signed distance to a plane. What lies behind the plane is inside, so that it serves to cut other solids.
 ///
-/// | property | unit | default   | effect                                                          |
-/// |----------|------|-----------|-----------------------------------------------------------------|
-/// | origin   | mu   | (0, 0, 0) | a point on the plane                                            |
-/// | normal   |      | (0, 0, 1) | points outwards; its length doesn't count; zero gives 0 all over |
+/// | property | unit | default   | effect                                                   |
+/// |----------|------|-----------|----------------------------------------------------------|
+/// | origin   | mu   | (0, 0, 0) | a point on the plane                                     |
+/// | normal   |      | (0, 0, 1) | points outwards; only its direction counts; zero gives 0 |
+/// |          |      |           | everywhere                                               |
 ///
-/// d = (p - origin) . normal / |normal|, in model units (mu), negative behind the plane, with the
-/// weight of `coords`.
+/// d = (p - origin) . normal / |normal|. The distance is in model units (mu) and negative behind the plane;
+/// the weight is that of `coords`.
 ///
-/// All that lies below z = 0.5:
+/// Everything below z = 0.5:
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PlaneSDF", "values": {"origin": [0, 0, 0.5]}}],

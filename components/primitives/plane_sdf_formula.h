@@ -5,14 +5,14 @@
 
 namespace zrk {
 
-/// Signed distance to a plane, positive on the side its unit normal points to.
+/// Signed distance to a plane in model units, positive on the side that its unit normal points to.
 ///
 /// A zero normal gives 0 at every finite position. NaN in any coordinate gives NaN.
 struct PlaneDistance {
     Tensor<3, double> origin;
     Tensor<3, double> unitNormal;
 
-    /// With a normal of any length; a zero normal stays zero.
+    /// Takes a normal of any length. A zero normal stays zero.
     static PlaneDistance through(const Tensor<3, double>& origin, Tensor<3, double> normal)
     {
         normalize(normal);

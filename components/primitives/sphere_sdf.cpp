@@ -1,20 +1,24 @@
 #include "components/primitives/sphere_sdf.h"
 
+#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/primitives/sphere_sdf_formula.h"
+#include "components/shared_icons.h"
 #include "core/engine/formula.h"
 
 namespace zrkmodel {
 
 ComponentIdentity ZRKSphereSDF::identity()
 {
-    return {"ZRKSphereSDF",
-            "SphereSDF",
-            "6E8C3D87-C1B8-4F58-A88A-E8E774076AFF",
-            IconResources::sc_sdf_sphere,
-            &ZRKUIStrings::sphere_sdf,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKSphereSDF",
+        .typeName = "SphereSDF",
+        .uuid = "6E8C3D87-C1B8-4F58-A88A-E8E774076AFF",
+        .icon = kSphereIcon,
+        .strings = {"sphere_sdf", "Sphere", "Signed distance to a sphere.", category::kPrimitives},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKSphereSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }

@@ -6,16 +6,18 @@
 
 namespace zrkmodel {
 
-/// Signed distance to a sphere: the simplest solid, and the start of most others.
+/// Signed distance to a sphere, the simplest solid.
 ///
-/// | property | unit | default   | effect                                             |
-/// |----------|------|-----------|----------------------------------------------------|
-/// | radius   | mu   | 1.0       | a negative radius moves every value up: no inside  |
-/// | center   | mu   | (0, 0, 0) |                                                    |
+/// | property | unit | default   | effect                                          |
+/// |----------|------|-----------|-------------------------------------------------|
+/// | radius   | mu   | 1.0       | a negative radius moves every value up, so that |
+/// |          |      |           | nothing is inside                               |
+/// | center   | mu   | (0, 0, 0) | the middle of the sphere                        |
 ///
-/// d = |p - center| - radius, in model units (mu), negative inside, with the weight of `coords`.
+/// d = |p - center| - radius. The distance is in model units (mu) and negative inside; the weight is that of
+/// `coords`.
 ///
-/// A sphere of radius 2 around (1, 0, 0), at the positions of the domain:
+/// A sphere of radius 2 around (1, 0, 0):
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "SphereSDF", "values": {"radius": 2, "center": [1, 0, 0]}}],

@@ -5,7 +5,7 @@
 
 namespace zrk {
 
-/// Signed distance to a sphere, negative inside. Lengths in model units.
+/// Signed distance to a sphere, negative inside. Lengths are in model units.
 ///
 /// A negative radius is legal and moves every value up. NaN in any coordinate gives NaN.
 struct SphereDistance {

@@ -1,5 +1,6 @@
 #include "components/primitives/torus_sdf.h"
 
+#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/primitives/torus_sdf_formula.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,15 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKTorusSDF::identity()
 {
-    return {"ZRKTorusSDF",
-            "TorusSDF",
-            "890BF42A-366D-47B9-BE62-4007C09F9710",
-            IconResources::sc_sdf_torus,
-            &ZRKUIStrings::torus_sdf,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKTorusSDF",
+        .typeName = "TorusSDF",
+        .uuid = "890BF42A-366D-47B9-BE62-4007C09F9710",
+        .icon = icon<IconColor::Scalar, 0x3C7EFFE7E7FF7E3C>("sc_sdf_torus"),
+        .strings = {"torus_sdf", "Torus", "Signed distance to a torus.", category::kPrimitives},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKTorusSDF::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addDistancePins(node); }

@@ -6,17 +6,18 @@
 
 namespace zrkmodel {
 
-/// Signed distance to a torus: a ring about the z axis through its centre.
+/// Signed distance to a torus, a ring around the z direction through its centre.
 ///
-/// | property    | unit | default   | effect                                                       |
-/// |-------------|------|-----------|--------------------------------------------------------------|
-/// | center      | mu   | (0, 0, 0) |                                                              |
-/// | ring radius | mu   | 0.4       | of the circle in the middle of the tube; 0 makes a sphere    |
-/// | tube radius | mu   | 0.1       | larger than the ring closes the hole; a negative one moves   |
-/// |             |      |           | every value up                                               |
+/// | property    | unit | default   | effect                                                      |
+/// |-------------|------|-----------|-------------------------------------------------------------|
+/// | center      | mu   | (0, 0, 0) | the middle of the ring                                      |
+/// | ring radius | mu   | 0.4       | radius of the circle in the middle of the tube; 0 makes a   |
+/// |             |      |           | sphere                                                      |
+/// | tube radius | mu   | 0.1       | one larger than the ring radius closes the hole; a negative |
+/// |             |      |           | one moves every value up                                    |
 ///
-/// With q = p - center and a = sqrt(q.x^2 + q.y^2) - ring radius: d = sqrt(q.z^2 + a^2) - tube radius,
-/// in model units (mu), negative inside the tube, with the weight of `coords`.
+/// With q = p - center and a = sqrt(q.x^2 + q.y^2) - ring radius, d = sqrt(q.z^2 + a^2) - tube radius. The
+/// distance is in model units (mu) and negative inside the tube; the weight is that of `coords`.
 ///
 /// A thick ring:
 ///

@@ -5,10 +5,14 @@
 
 namespace zrk {
 
-/// Signed distance to a torus around the z axis through its centre, negative inside the tube.
+/// Signed distance to a torus around the z direction through its centre, negative inside the tube. Lengths
+/// are in model units.
 ///
-/// The ring, the circle of radius `ringRadius` in the plane z = center.z, is the middle of the
+/// The ring, a circle of radius `ringRadius` in the plane z = center.z, is the middle of the
 /// tube. Negative radii are legal. NaN in any coordinate gives NaN.
+///
+/// Source: Hart, "Sphere tracing: a geometric method for the antialiased ray tracing of implicit surfaces",
+/// The Visual Computer 12(10), 1996, doi:10.1007/s003710050084, appendix A.
 struct TorusDistance {
     Tensor<3, double> center;
     double ringRadius;

@@ -1,5 +1,6 @@
 #include "components/raster/image_extrude.h"
 
+#include "components/categories.h"
 #include "components/channel_conversion.h"
 #include "components/raster/image_extrude_formula.h"
 #include "core/engine/formula.h"
@@ -13,7 +14,7 @@ namespace zrkmodel {
 
 namespace {
 
-/// What a slot's picture shows: the components of the position along its columns and rows.
+/// What a slot's image shows: the components of the position along a row, and from row to row.
 struct Slot {
     std::size_t u;
     std::size_t v;
@@ -29,7 +30,7 @@ constexpr Slot kSlotTable[ZRK2DImageExtrude::kSlots] = {
 
 using SharedRaster = std::shared_ptr<const zrk::Raster<1, 2, double>>;
 
-/// A picture that takes part, with the slot it is in.
+/// An image that takes part, with the slot it is in.
 struct ActiveImage {
     SharedRaster raster;
     Slot slot;
@@ -72,13 +73,16 @@ auto findCompositing(const std::string& name)
 
 ComponentIdentity ZRK2DImageExtrude::identity()
 {
-    return {"ZRK2DImageExtrude",
-            "2DImageExtrude",
-            "11CAA672-4ABD-4161-9BBB-AB3D24FD3B81",
-            IconResources::sc_image_extrude,
-            &ZRKUIStrings::image_triaxial_blend,
-            {},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRK2DImageExtrude",
+        .typeName = "2DImageExtrude",
+        .uuid = "11CAA672-4ABD-4161-9BBB-AB3D24FD3B81",
+        .icon = icon<IconColor::Scalar, 0x060C193264C890FF>("sc_image_extrude"),
+        .strings = {"image_triaxial_blend", "Image extrude",
+                    "Extrudes up to three pictures along the axes and combines them.", category::kImages},
+        .inputs = {},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRK2DImageExtrude::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
@@ -90,7 +94,7 @@ void ZRK2DImageExtrude::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& nod
 void ZRK2DImageExtrude::onDeserialize(const ZRKDeserialization& d)
 {
     ZRKComponent::onDeserialize(d);
-    _rasters = {};
+    _rasters.set({});
 }
 
 const char* ZRK2DImageExtrude::pickerLabel(std::size_t slot) { return kSlotTable[slot].label; }
@@ -107,7 +111,7 @@ ZRKImage2dProperty& ZRK2DImageExtrude::image(std::size_t slot)
 
 void ZRK2DImageExtrude::pick(std::size_t slot, const std::shared_ptr<ZRKImage2d>& picked)
 {
-    _rasters[slot] = firstChannel(picked);
+    _rasters.use([&](SharedRasters& rasters) { rasters[slot] = firstChannel(picked); });
     image(slot).set(picked);
 }
 
@@ -137,22 +141,25 @@ void ZRK2DImageExtrude::chooseCompositing(int row)
     }
 }
 
-void ZRK2DImageExtrude::_ensureRasterCache() const
+auto ZRK2DImageExtrude::_ensureRasterCache() const -> SharedRasters
 {
-    for (std::size_t slot = 0; slot < kSlots; ++slot) {
-        if (!_rasters[slot]) {
-            _rasters[slot] = firstChannel(image(slot).value());
+    return _rasters.use([this](SharedRasters& rasters) {
+        for (std::size_t slot = 0; slot < kSlots; ++slot) {
+            if (!rasters[slot]) {
+                rasters[slot] = firstChannel(image(slot).value());
+            }
         }
-    }
+        return rasters;
+    });
 }
 
 zrk::Evaluation ZRK2DImageExtrude::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
-    _ensureRasterCache();
+    const SharedRasters rasters = _ensureRasterCache();
     std::vector<ActiveImage> images;
     for (std::size_t slot = 0; slot < kSlots; ++slot) {
-        if (_rasters[slot]) {
-            images.push_back({_rasters[slot], kSlotTable[slot]});
+        if (rasters[slot]) {
+            images.push_back({rasters[slot], kSlotTable[slot]});
         }
     }
     const auto row = findCompositing(compositing.value());

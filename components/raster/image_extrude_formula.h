@@ -7,7 +7,8 @@
 
 namespace zrk {
 
-/// How pictures that cross in a volume are put together: from `start`, one picture after the other.
+/// How images that cross in a volume are put together: `combine` is applied to `start` and each image in
+/// turn.
 struct Compositing {
     const char* name;
     double start;
@@ -22,7 +23,7 @@ inline constexpr std::array<Compositing, 4> kCompositings = {{
     {"union", 0.0, [](Batch a, Batch s) { return maximum(a, s); }},
 }};
 
-/// A picture, and which components of the position are its u and v.
+/// An image, and which components of the position are its u and v.
 template <Border kBorder>
 struct ProjectedImage {
     RasterLookup<1, 2, kBorder> lookup;
@@ -30,7 +31,7 @@ struct ProjectedImage {
     std::size_t v;
 };
 
-/// Pictures carried straight through a volume and composited, the result cut to 0..1. NaN stays NaN.
+/// Images carried straight through a volume and composited. The result is cut to 0..1; NaN stays NaN.
 template <std::size_t Count, Border kBorder>
 struct ImageExtrusion {
     std::array<ProjectedImage<kBorder>, Count> images;

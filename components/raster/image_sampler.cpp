@@ -1,5 +1,6 @@
 #include "components/raster/image_sampler.h"
 
+#include "components/categories.h"
 #include "components/channel_conversion.h"
 #include "core/engine/formula.h"
 #include "core/raster/raster_lookup.h"
@@ -10,7 +11,7 @@ namespace zrkmodel {
 
 namespace {
 
-/// The colour of a picture at the first two coordinates.
+/// The colour of an image at the first two coordinates.
 template <int N, zrk::Border kBorder>
 struct ImageValue {
     zrk::RasterLookup<N, 2, kBorder> lookup;
@@ -40,36 +41,39 @@ template <int N>
 void ZRKImageSamplerBase<N>::onDeserialize(const ZRKDeserialization& d)
 {
     ZRKExtensionBase::onDeserialize(d);
-    _raster.reset();
+    _raster.set(nullptr);
 }
 
 template <int N>
 void ZRKImageSamplerBase<N>::pick(const std::shared_ptr<ZRKImage2d>& picked)
 {
-    _raster.reset();
+    _raster.set(nullptr);
     image.set(picked);
 }
 
 template <int N>
-void ZRKImageSamplerBase<N>::_ensureRasterCache() const
+auto ZRKImageSamplerBase<N>::_ensureRasterCache() const -> SharedPixels
 {
-    if (!_raster) {
-        _raster = interleavedChannels<N>(image.value());
-    }
+    return _raster.use([this](SharedPixels& raster) {
+        if (!raster) {
+            raster = interleavedChannels<N>(image.value());
+        }
+        return raster;
+    });
 }
 
 template <int N>
 zrk::Evaluation ZRKImageSamplerBase<N>::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
     using zrk::Border;
-    _ensureRasterCache();
-    if (!_raster) {
+    const SharedPixels raster = _ensureRasterCache();
+    if (!raster) {
         return zrk::doNothing();
     }
     if (wrap.value()) {
-        return zrk::evaluator(ImageValue<N, Border::Wrap>{zrk::RasterLookup<N, 2, Border::Wrap>(_raster)});
+        return zrk::evaluator(ImageValue<N, Border::Wrap>{zrk::RasterLookup<N, 2, Border::Wrap>(raster)});
     }
-    return zrk::evaluator(ImageValue<N, Border::Clamp>{zrk::RasterLookup<N, 2, Border::Clamp>(_raster)});
+    return zrk::evaluator(ImageValue<N, Border::Clamp>{zrk::RasterLookup<N, 2, Border::Clamp>(raster)});
 }
 
 template class ZRKImageSamplerBase<1>;
@@ -80,35 +84,42 @@ template class ZRKImageSamplerBase<4>;
 
 ComponentIdentity ZRKScalarImageSampler::identity()
 {
-    return {"ZRKScalarImageSampler",
-            "ScalarImageSampler",
-            "F47194BC-F7C9-458D-A8EF-9E38169F3A2B",
-            IconResources::sc_image2d,
-            &ZRKUIStrings::scalar_image,
-            {Tag::Any},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKScalarImageSampler",
+        .typeName = "ScalarImageSampler",
+        .uuid = "F47194BC-F7C9-458D-A8EF-9E38169F3A2B",
+        .icon = icon<IconColor::Scalar, 0xFF8181818199BDFF>("sc_image2d"),
+        .strings = {"scalar_image", "Scalar image", "Samples one channel of a picture.", category::kImages},
+        .inputs = {Tag::Any},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 ComponentIdentity ZRKVector3ImageSampler::identity()
 {
-    return {"ZRKVector3ImageSampler",
-            "Vector3ImageSampler",
-            "78EC2DBE-A2C0-4F50-8902-0122395634FC",
-            IconResources::uvw_image2d,
-            &ZRKUIStrings::vector_image,
-            {Tag::Any},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKVector3ImageSampler",
+        .typeName = "Vector3ImageSampler",
+        .uuid = "78EC2DBE-A2C0-4F50-8902-0122395634FC",
+        .icon = icon<IconColor::Vector, 0xFF8181818199BDFF>("uvw_image2d"),
+        .strings = {"vector_image", "Vector image", "Samples three channels of a picture as a vector.",
+                    category::kImages},
+        .inputs = {Tag::Any},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 ComponentIdentity ZRKRGBAImageSampler::identity()
 {
-    return {"ZRKRGBAImageSampler",
-            "RGBAImageSampler",
-            "B9893F8A-2F45-42B1-B94B-870AE0D8ED0C",
-            IconResources::rgb_image2d,
-            &ZRKUIStrings::color_image,
-            {Tag::Any},
-            {Tag::Color}};
+    return {
+        .className = "ZRKRGBAImageSampler",
+        .typeName = "RGBAImageSampler",
+        .uuid = "B9893F8A-2F45-42B1-B94B-870AE0D8ED0C",
+        .icon = icon<IconColor::Color, 0xFF8181818199BDFF>("rgb_image2d"),
+        .strings = {"color_image", "Colour image", "Samples a picture as a colour.", category::kImages},
+        .inputs = {Tag::Any},
+        .outputs = {Tag::Color},
+    };
 }
 
 } // namespace zrkmodel

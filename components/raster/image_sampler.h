@@ -1,5 +1,6 @@
 #pragma once
 
+#include "components/guarded.h"
 #include "components/raster/image_property.h"
 #include "model/component.h"
 
@@ -7,21 +8,21 @@
 
 namespace zrkmodel {
 
-/// A picture as a field: the first two components of `coords` address it.
+/// An image as a field: the first two components of `coords` address it.
 ///
 /// | property | default | effect                                                                          |
 /// |----------|---------|---------------------------------------------------------------------------------|
-/// | wrap     | true    | repeat the picture beyond its borders, or else its border pixels                |
+/// | wrap     | true    | true repeats the image beyond its borders, false its border pixels              |
 /// | image    | none    | an image2d resource; without one, or with unequal channels, nothing is written  |
 ///
-/// Coordinates (0, 0) are the centre of the first pixel, (1, 1) that of the last one; between pixels the
-/// value is bilinear. Wrapped, the picture starts over after one more pixel: the period along u is w / (w -
-/// 1) for a width of w pixels. Whole numbers of the file arrive as 0 to 1. The weight is that of `coords`.
+/// Coordinates (0, 0) are the centre of the first pixel, and (1, 1) that of the last one. Between pixels the
+/// value is bilinear. A wrapped image starts over after one more pixel, so its period along u is w / (w - 1)
+/// for a width of w pixels. Whole numbers of the file arrive as 0 to 1. The weight is that of `coords`.
 ///
-/// N is the number of channels: 1, 3 or 4. A picture of fewer repeats its last channel; the opacity that a
-/// colour needs is then 1.
+/// N is the number of channels: 1, 3 or 4. An image of fewer channels repeats its last one; the opacity that
+/// a colour needs is then 1.
 ///
-/// Edits belong to the interface thread, and so does building evaluators.
+/// Any number of threads may build evaluators at once, but none while a property is edited.
 template <int N>
 class ZRKImageSamplerBase : public ZRKExtensionBase {
 public:
@@ -32,30 +33,32 @@ public:
     zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
     void onDeserialize(const ZRKDeserialization& d) override;
 
-    /// What the picker of the panel does: takes another picture, or none.
+    /// What the picker of the panel does: takes another image, or none.
     void pick(const std::shared_ptr<ZRKImage2d>& picked);
 
 protected:
     ZRKImageSamplerBase() = default;
-    /// The copy converts its picture itself, once it is asked.
+    /// The copy converts its image itself, once it is asked.
     ZRKImageSamplerBase(const ZRKImageSamplerBase& other) : ZRKExtensionBase(other) {}
     ZRKImageSamplerBase& operator=(const ZRKImageSamplerBase&) = default;
 
-    /// Converts the picture, unless that is done already.
-    void _ensureRasterCache() const;
+    using SharedPixels = std::shared_ptr<const zrk::Raster<N, 2, double>>;
+
+    /// The image as doubles, converted unless that is done already; null without a usable image.
+    SharedPixels _ensureRasterCache() const;
 
 private:
-    mutable std::shared_ptr<const zrk::Raster<N, 2, double>> _raster; ///< shared with evaluators
+    mutable Guarded<SharedPixels> _raster; ///< the evaluators share what it points to
 };
 
 extern template class ZRKImageSamplerBase<1>;
 extern template class ZRKImageSamplerBase<3>;
 extern template class ZRKImageSamplerBase<4>;
 
-/// The first channel of a picture, as a density or a height.
+/// The first channel of an image, as a density or a height.
 ///
 ///     {"zrkGraph": 1,
-///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "disc.png"}],
+///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/gear.png"}],
 ///      "nodes": [{"id": 1, "type": "ScalarImageSampler", "values": {"image": "0b0e"}}],
 ///      "output": [1, 0]}
 class ZRKScalarImageSampler final : public ZRKComponent<ZRKScalarImageSampler, ZRKImageSamplerBase<1>> {
@@ -67,10 +70,10 @@ public:
     static ComponentIdentity identity();
 };
 
-/// The first three channels of a picture as a vector, such as an offset or a normal map.
+/// The first three channels of an image as a vector, such as an offset or a normal map.
 ///
 ///     {"zrkGraph": 1,
-///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "normals.png"}],
+///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/flower_normals.png"}],
 ///      "nodes": [{"id": 1, "type": "Vector3ImageSampler", "values": {"image": "0b0e", "wrap": false}}],
 ///      "output": [1, 0]}
 class ZRKVector3ImageSampler final : public ZRKComponent<ZRKVector3ImageSampler, ZRKImageSamplerBase<3>> {
@@ -82,12 +85,12 @@ public:
     static ComponentIdentity identity();
 };
 
-/// A picture's colours with their opacity.
+/// An image's colours with their opacity.
 ///
 /// Wound around a cylinder:
 ///
 ///     {"zrkGraph": 1,
-///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "tiles.png"}],
+///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/tile.png"}],
 ///      "nodes": [{"id": 1, "type": "CylinderUVW"},
 ///                {"id": 2, "type": "RGBAImageSampler", "values": {"image": "0b0e"}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}

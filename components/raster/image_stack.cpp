@@ -1,5 +1,6 @@
 #include "components/raster/image_stack.h"
 
+#include "components/categories.h"
 #include "components/channel_conversion.h"
 #include "core/engine/formula.h"
 #include "core/raster/raster_lookup.h"
@@ -38,13 +39,16 @@ std::uint8_t greyOf(double value)
 
 ComponentIdentity ZRK3DImage::identity()
 {
-    return {"ZRK3DImage",
-            "2DImageExtrude", // the name of another class: saved documents carry it
-            "494094F4-A6E5-4388-980F-7CEE65934F97",
-            IconResources::sc_image3d,
-            &ZRKUIStrings::image_volume,
-            {},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRK3DImage",
+        .typeName = "2DImageExtrude", // the name of another class: saved documents carry it
+        .uuid = "494094F4-A6E5-4388-980F-7CEE65934F97",
+        .icon = icon<IconColor::Scalar, 0xFF8181FF8181FF81>("sc_image3d"),
+        .strings = {"image_volume", "Image stack", "Samples a volume made of picture slices.",
+                    category::kImages},
+        .inputs = {},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRK3DImage::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
@@ -56,7 +60,7 @@ void ZRK3DImage::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
 void ZRK3DImage::onDeserialize(const ZRKDeserialization& d)
 {
     ZRKComponent::onDeserialize(d);
-    _raster.reset();
+    _raster.set(nullptr);
     _ensureRasterCache();
 }
 
@@ -70,40 +74,43 @@ zrk::Evaluation ZRK3DImage::getEvaluatorForPin(const Pin_ref<1>&, const ZRKConte
 {
     using zrk::Border;
     // Not filled here: a volume that was removed stays away until the next inspection or load.
-    if (!_raster) {
+    const SharedVolume raster = _raster.copy();
+    if (!raster) {
         return zrk::doNothing();
     }
     const zrk::Tensor<3, double> inverseSize{1 / sizeX.value(), 1 / sizeY.value(), 1 / sizeZ.value()};
     if (wrap.value()) {
         return zrk::evaluator(
-            VolumeValue<Border::Wrap>{zrk::RasterLookup<1, 3, Border::Wrap>(_raster), inverseSize});
+            VolumeValue<Border::Wrap>{zrk::RasterLookup<1, 3, Border::Wrap>(raster), inverseSize});
     }
     return zrk::evaluator(
-        VolumeValue<Border::Clamp>{zrk::RasterLookup<1, 3, Border::Clamp>(_raster), inverseSize});
+        VolumeValue<Border::Clamp>{zrk::RasterLookup<1, 3, Border::Clamp>(raster), inverseSize});
 }
 
 void ZRK3DImage::_ensureRasterCache() const
 {
-    if (!_raster) {
-        _raster = firstChannel(image.value());
-    }
+    _raster.use([this](SharedVolume& raster) {
+        if (!raster) {
+            raster = firstChannel(image.value());
+        }
+    });
 }
 
-void ZRK3DImage::announceRaster() const { emitChange({"raster", this}); }
-
-void ZRK3DImage::removeImage()
+/// Announced as "raster".
+void ZRK3DImage::replaceRaster(SharedVolume volume)
 {
-    _raster.reset();
-    announceRaster();
+    _raster.set(std::move(volume));
+    emitChange({"raster", this});
 }
+
+void ZRK3DImage::removeImage() { replaceRaster(nullptr); }
 
 void ZRK3DImage::loadFolder(ZRKImage3dLibraryView& library, const std::string& path)
 {
     const auto entry = library.ensureImageFromfolder(path);
     const auto volume = entry ? std::dynamic_pointer_cast<ZRKImage3d>(entry->object()) : nullptr;
     image.set(volume, false);
-    _raster = firstChannel(volume);
-    announceRaster();
+    replaceRaster(firstChannel(volume));
 }
 
 std::vector<zrk::SliceFault> ZRK3DImage::loadSlices(const zrk::Paths& paths, zrk::ProgressMonitor* monitor)
@@ -117,8 +124,7 @@ std::vector<zrk::SliceFault> ZRK3DImage::loadSlices(const zrk::Paths& paths, zrk
     }
     std::vector<ZRKImage3d::Channel> channels;
     channels.emplace_back(std::move(stack.voxels));
-    _raster = firstChannel(std::make_shared<const ZRKImage3d>(std::move(channels)));
-    announceRaster();
+    replaceRaster(firstChannel(std::make_shared<const ZRKImage3d>(std::move(channels))));
     return std::move(stack.leftOut);
 }
 
@@ -146,15 +152,16 @@ std::string ZRK3DImage::importFiles(const std::vector<std::filesystem::path>& pa
 
 std::optional<zrk::Raster<1, 2, std::uint8_t>> ZRK3DImage::preview(double share) const
 {
-    if (!_raster) {
+    const SharedVolume raster = _raster.copy();
+    if (!raster) {
         return std::nullopt;
     }
-    const std::int32_t* dims = _raster->dims;
+    const std::int32_t* dims = raster->dims;
     const double last = dims[2] - 1;
     const double k = std::trunc(dims[2] * share);
     const auto slice = static_cast<std::size_t>(k > 0 ? std::min(k, last) : 0.0);
     zrk::Raster<1, 2, std::uint8_t> picture(dims[0], dims[1]);
-    const auto from = _raster->data.begin() + static_cast<std::ptrdiff_t>(slice * picture.data.size());
+    const auto from = raster->data.begin() + static_cast<std::ptrdiff_t>(slice * picture.data.size());
     std::transform(from, from + static_cast<std::ptrdiff_t>(picture.data.size()), picture.data.begin(),
                    greyOf);
     return picture;

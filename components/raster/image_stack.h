@@ -1,5 +1,6 @@
 #pragma once
 
+#include "components/guarded.h"
 #include "components/raster/image_property.h"
 #include "formats/slice_stack.h"
 #include "model/component.h"
@@ -28,14 +29,14 @@ namespace zrkmodel {
 /// written.
 ///
 /// Slices that are loaded by themselves aren't stored with the document. In documents this class shares its
-/// type name with the extrusion of pictures; the UUID, or the class name, tells them apart.
+/// type name with the extrusion of images; the UUID, or the class name, tells them apart.
 ///
 ///     {"zrkGraph": 1,
-///      "resources": [{"uuid": "1c1f", "kind": "image3d", "path": "scan/"}],
+///      "resources": [{"uuid": "1c1f", "kind": "image3d", "path": "pictures/shell/"}],
 ///      "nodes": [{"id": 1, "type": "ZRK3DImage", "values": {"wrap": false, "image": "1c1f"}}],
 ///      "output": [1, 0]}
 ///
-/// Edits belong to the interface thread, and so does building evaluators.
+/// Any number of threads may build evaluators at once, but none while a property is edited.
 class ZRK3DImage final : public ZRKComponent<ZRK3DImage>, public ZRKFileImport {
 public:
     ZRKProperty<bool> wrap{"wrap", true, this};
@@ -55,15 +56,16 @@ public:
     void onDeserialize(const ZRKDeserialization& d) override;
     bool onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node) override;
 
-    /// Button "remove image": drops the volume. "image" keeps its value, so that the volume returns with the
-    /// next inspection or load.
+    /// What the button "remove image" does: it drops the volume and announces "raster". "image" keeps its
+    /// value, so that the volume returns with the next inspection or load.
     void removeImage();
-    /// Button "load folder": takes the folder's volume from the document; none, where it has none, empties
-    /// "image".
+    /// What the button "load folder" does: it assigns "image" without a notification, replaces the volume by
+    /// the image's first channel and announces "raster". Where the document has no image for the folder, as
+    /// for the empty path of a dialog without a choice, both become empty.
     void loadFolder(ZRKImage3dLibraryView& library, const std::string& path);
-    /// Button "load slices": takes PNG files as slices (see zrk::readGreyStack); "image" is left alone.
-    /// Without paths, or when the monitor interrupts, nothing changes; without a fit slice the volume is
-    /// dropped.
+    /// What the button "load slices" does: it replaces the volume by the slices of PNG files (see
+    /// zrk::readGreyStack) and announces "raster"; "image" is left alone. Without paths, or when the monitor
+    /// interrupts, nothing changes. Without a fit slice the volume is dropped.
     /// @param monitor  may be null.
     /// @return the files that were left out.
     /// Throws std::filesystem::filesystem_error as readGreyStack does, and changes nothing then.
@@ -76,10 +78,13 @@ public:
     std::optional<zrk::Raster<1, 2, std::uint8_t>> preview(double share) const;
 
 private:
-    mutable std::shared_ptr<const zrk::Raster<1, 3, double>> _raster; ///< shared with evaluators
+    using SharedVolume = std::shared_ptr<const zrk::Raster<1, 3, double>>;
 
+    mutable Guarded<SharedVolume> _raster; ///< the evaluators share what it points to
+
+    /// Converts the image, unless there is a volume already.
     void _ensureRasterCache() const;
-    void announceRaster() const;
+    void replaceRaster(SharedVolume volume);
 };
 
 } // namespace zrkmodel

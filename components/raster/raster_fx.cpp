@@ -1,5 +1,6 @@
 #include "components/raster/raster_fx.h"
 
+#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "core/engine/rasterize.h"
 #include "core/raster/gaussian_blur.h"
@@ -30,17 +31,36 @@ struct VolumeInBox {
     }
 };
 
+/// The field at the nodes of the grid, blurred where the radius is greater than 0.
+std::shared_ptr<const zrk::Raster<1, 3, double>> frozen(const zrk::IField& field,
+                                                        const zrk::GridBox<double>& grid, double blurRadius)
+{
+    auto raster = std::make_shared<zrk::Raster<1, 3, double>>();
+    zrk::rasterizeField(field, grid.region, *raster);
+    if (blurRadius > 0.0) {
+        zrk::gaussianBlur(*raster, grid, blurRadius);
+    }
+    return raster;
+}
+
 } // namespace
+
+ZRKRasterFX::ZRKRasterFX(const ZRKRasterFX& other)
+    : ZRKComponent(other), _cache(Cache{other._cache.copy().raster})
+{}
 
 ComponentIdentity ZRKRasterFX::identity()
 {
-    return {"ZRKRasterFX",
-            "RasterFX",
-            "245E6576-8E77-4C71-8AC3-5D25D92F40BA",
-            nullptr,
-            &ZRKUIStrings::image_rasterFX,
-            {Tag::Scalar},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKRasterFX",
+        .typeName = "RasterFX",
+        .uuid = "245E6576-8E77-4C71-8AC3-5D25D92F40BA",
+        .icon = {},
+        .strings = {"image_rasterFX", "Raster effects", "Freezes a field into a raster and filters it.",
+                    category::kImages},
+        .inputs = {Tag::Scalar},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKRasterFX::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
@@ -51,7 +71,7 @@ void ZRKRasterFX::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
 
 void ZRKRasterFX::onUpstreamChange(const ZRKNodeBase<0, ZRKGraphObject>&, const ZRKEvent&)
 {
-    _cacheDirty = true;
+    _cache.use([](Cache& cache) { cache.isDirty = true; });
 }
 
 void ZRKRasterFX::onSerialize(ZRKSerialization& s) const
@@ -64,51 +84,51 @@ void ZRKRasterFX::onDeserialize(const ZRKDeserialization& d)
 {
     autoUpdate.deserialize(d);
     resolution.deserialize(d);
-    _raster.reset();
-    _cacheDirty = true;
-    _updateRequested = true;
+    _cache.use([](Cache& cache) {
+        cache.raster.reset();
+        cache.isDirty = true;
+        cache.isUpdateRequested = true;
+    });
 }
 
 void ZRKRasterFX::update()
 {
-    _updateRequested = true;
+    _cache.use([](Cache& cache) { cache.isUpdateRequested = true; });
     emitPropertyChange("update");
 }
 
 void ZRKRasterFX::_ensureRasterCache(const ZRKNodeBase<1, ZRKGraphObject>& node,
                                      const ZRKContext& context) const
 {
-    if (_raster && !_cacheDirty) {
-        return;
-    }
-    const zrk::IField field = inputField(node, 0);
-    const auto bounds = context.modelBounds();
-    if (!field || !bounds || !bounds->valid) {
-        _raster.reset();
-    } else {
-        const zrk::GridBox<double> grid = zrk::gridOverBox(*bounds, resolution.value());
-        auto raster = std::make_shared<Volume>();
-        zrk::rasterizeField(field, grid.region, *raster);
-        if (blurRadius.value() > 0.0) {
-            zrk::gaussianBlur(*raster, grid, blurRadius.value());
+    _cache.use([&](Cache& cache) {
+        if (cache.raster && !cache.isDirty) {
+            return;
         }
-        _raster = std::move(raster);
-        _gridBox = grid;
-    }
-    _cacheDirty = false;
-    _updateRequested = false;
+        const zrk::IField field = inputField(node, 0);
+        const auto bounds = context.modelBounds();
+        if (!field || !bounds || !bounds->valid) {
+            cache.raster.reset();
+        } else {
+            const zrk::GridBox<double> grid = zrk::gridOverBox(*bounds, resolution.value());
+            cache.raster = frozen(field, grid, blurRadius.value());
+            cache.gridBox = grid;
+        }
+        cache.isDirty = false;
+        cache.isUpdateRequested = false;
+    });
 }
 
 zrk::Evaluation ZRKRasterFX::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const
 {
-    if (autoUpdate.value() || _updateRequested) {
+    if (autoUpdate.value() || _cache.copy().isUpdateRequested) {
         _ensureRasterCache(pin.node, context);
     }
-    if (!_raster || _raster->data.empty()) {
+    const Cache cache = _cache.copy();
+    if (!cache.raster || cache.raster->data.empty()) {
         return zrk::doNothing();
     }
-    return zrk::positionEvaluator(
-        VolumeInBox{zrk::RasterLookup<1, 3, zrk::Border::Clamp>(_raster), _gridBox.min, _gridBox.size});
+    return zrk::positionEvaluator(VolumeInBox{zrk::RasterLookup<1, 3, zrk::Border::Clamp>(cache.raster),
+                                              cache.gridBox.min, cache.gridBox.size});
 }
 
 } // namespace zrkmodel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "components/guarded.h"
 #include "core/values/bbox.h"
 #include "core/values/raster.h"
 #include "model/component.h"
@@ -9,8 +10,8 @@
 
 namespace zrkmodel {
 
-/// A scalar field frozen on a grid over the model bounds, and blurred. What is behind it is computed once,
-/// at the grid's nodes; a sample then costs one lookup, however dear the field is.
+/// A scalar field frozen on a grid over the model bounds, and blurred. The field behind it is computed once,
+/// at the grid's nodes; a sample then costs one lookup, however slow the field is.
 ///
 /// | property    | unit        | default | effect                                                      |
 /// |-------------|-------------|---------|-------------------------------------------------------------|
@@ -25,8 +26,8 @@ namespace zrkmodel {
 /// bounds that are flat along an axis every sample is NaN.
 ///
 /// The raster is built with the first evaluator after loading. Later it becomes stale by changes upstream,
-/// not by those of its own properties, and is rebuilt on request (`update`, or always with "auto-update");
-/// until then the former one is read. Without an input or without bounds there is no raster and nothing is
+/// not by those of its own properties, and is rebuilt on request (`update`, or always with "auto-update").
+/// Until then the former one is read. Without an input or without bounds there is no raster and nothing is
 /// written.
 ///
 ///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
@@ -34,8 +35,9 @@ namespace zrkmodel {
 ///                {"id": 2, "type": "RasterFX", "values": {"resolution": 32}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
 ///
-/// The raster is built on the thread that asks for the evaluator, one at a time; its nodes on all processors.
-/// Evaluators share it and keep it when it is replaced.
+/// The thread that asks for an evaluator builds the raster, its nodes on all processors; others that ask
+/// meanwhile wait for it. The field behind it must not announce a change while it is sampled. Evaluators
+/// share the raster and keep it when it is replaced.
 class ZRKRasterFX final : public ZRKComponent<ZRKRasterFX> {
 public:
     ZRKProperty<bool> autoUpdate{"auto-update", false, this};
@@ -44,7 +46,8 @@ public:
 
     ZRKRasterFX() = default;
     /// A copy reads the same raster, but has forgotten the grid, and is stale.
-    ZRKRasterFX(const ZRKRasterFX& other) : ZRKComponent(other), _raster(other._raster) {}
+    ZRKRasterFX(const ZRKRasterFX& other);
+    ZRKRasterFX& operator=(const ZRKRasterFX&) = default;
 
     /// Asks for a stale raster to be rebuilt with the next evaluator; announced as "update".
     void update();
@@ -57,16 +60,19 @@ public:
     zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
 
 protected:
-    /// Rebuilds the raster if it is stale. What the field throws comes through, and leaves all as it was.
+    /// Rebuilds the raster if it is stale. What the field throws passes through, and all stays as it was.
     void _ensureRasterCache(const ZRKNodeBase<1, ZRKGraphObject>& node, const ZRKContext& context) const;
 
 private:
     using Volume = zrk::Raster<1, 3, double>;
 
-    mutable std::shared_ptr<const Volume> _raster;
-    mutable zrk::GridBox<double> _gridBox; ///< the raster's
-    mutable bool _cacheDirty = true;
-    mutable bool _updateRequested = false;
+    struct Cache {
+        std::shared_ptr<const Volume> raster{};
+        zrk::GridBox<double> gridBox{}; ///< the raster's
+        bool isDirty = true;
+        bool isUpdateRequested = false;
+    };
+    mutable Guarded<Cache> _cache;
 };
 
 } // namespace zrkmodel

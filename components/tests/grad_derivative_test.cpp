@@ -1,5 +1,6 @@
 #include "components/operators/grad_derivative.h"
 
+#include "components/mesh/mesh_sdf.h"
 #include "components/primitives/sphere_sdf.h"
 #include "components/transforms/affine_transform.h"
 #include "components/transforms/apply_transform.h"
@@ -8,6 +9,7 @@
 #include "core/engine/formula.h"
 #include "testing/component_checks.h"
 #include "testing/literal_engine.h"
+#include "testing/temporary_folder.h"
 
 #include <functional>
 #include <stdexcept>
@@ -164,7 +166,6 @@ TEST(GradDerivative, WithoutAScalarInputWritesNothing)
 {
     const auto component = std::make_shared<ZRKGradDerivative>();
     EXPECT_EQ(sample(component, {1, 2, 3}), (std::vector<double>{0, 0, 0, 0}));
-    EXPECT_EQ(pinsOf(component), (std::vector<std::string>{" Scalar", "grad Vector3d"}));
     expectStoredForm<ZRKGradDerivative>(R"({"normalize":false})", R"({"normalize":true})");
 }
 
@@ -259,6 +260,37 @@ TEST(GradDerivative, HasNoBounds)
         outputField(built.gradientOf(built.linked(std::make_shared<ZRKSphereSDF>())));
     const zrk::Interval<double> unit{0, 1};
     EXPECT_TRUE(zrk::FieldBounds(gradient.generator()).over({unit, unit, unit}).components[0].isEntire());
+}
+
+class GradientOfAMesh : public zrktest::TemporaryFolder {};
+
+// The mesh's evaluator stands in a chain that the gradient's evaluator keeps.
+TEST_F(GradientOfAMesh, FollowsImports)
+{
+    const std::string vertices = "v 0 0 0\nv 5 0 0\nv 5 5 0\nv 0 5 0\nv 0 5 5\n";
+    put("across_z.obj", vertices + "f 1 2 3\n");
+    put("across_x.obj", vertices + "f 1 4 5\n");
+    Built built;
+    const auto mesh = std::make_shared<ZRKMeshSDF>();
+    const Node gradient = built.gradientOf(built.linked(mesh));
+    const zrk::IField field = zrk::literal::node(
+        3,
+        std::dynamic_pointer_cast<ZRKGradDerivative>(gradient.object())
+            ->getEvaluatorForPin(built.graph->pin_ref(out(gradient)), built.graph->context()),
+        {zrk::IField(std::make_shared<zrk::SolidField<1, 3>>(0.0))});
+    zrk::FieldSampler prepared(field.generator(),
+                               std::make_shared<zrk::PointListDomain>(std::vector<Vector>{{3, 2, 1}}));
+    prepared.prepare();
+    for (const auto& [file, expected] :
+         {std::pair("across_z.obj", Vector{0, 0, 1}), std::pair("across_x.obj", Vector{1, 0, 0})}) {
+        SCOPED_TRACE(file);
+        EXPECT_EQ(mesh->importFiles({folder / file}, nullptr), "");
+        const std::vector<double> record = sample(field, {3, 2, 1});
+        expectNear({record[0], record[1], record[2]}, expected);
+        zrk::literal::run(prepared, 0, 0);
+        const std::vector<double>& alone = prepared.targetNode.sampleBuffer->data;
+        expectNear({alone[0], alone[1], alone[2]}, expected);
+    }
 }
 
 } // namespace

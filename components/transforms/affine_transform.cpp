@@ -1,5 +1,6 @@
 #include "components/transforms/affine_transform.h"
 
+#include "components/categories.h"
 #include "components/position_pins.h"
 #include "components/transforms/axis_rotation.h"
 #include "core/engine/formula.h"
@@ -10,7 +11,7 @@ namespace zrkmodel {
 
 namespace {
 
-/// Scaling first, then the rotations about z, y and x, then the translation.
+/// Returns the matrix that scales first, then turns about z, y and x, and then translates.
 zrk::Matrix4 composed(const zrk::Tensor<3, double>& translation,
                       const zrk::Tensor<3, double>& rotationDegrees, const zrk::Tensor<3, double>& scaling)
 {
@@ -36,13 +37,16 @@ zrk::Matrix4 composed(const zrk::Tensor<3, double>& translation,
 
 ComponentIdentity ZRKAffineTransform::identity()
 {
-    return {"ZRKAffineTransform",
-            "AffineTransform",
-            "527CC3B7-95C3-44FC-93BC-E1888B31DDD5",
-            IconResources::uvw_x_affine2,
-            &ZRKUIStrings::basic_transformation,
-            {Tag::Vector3d},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKAffineTransform",
+        .typeName = "AffineTransform",
+        .uuid = "527CC3B7-95C3-44FC-93BC-E1888B31DDD5",
+        .icon = icon<IconColor::Vector, 0x00F87C7C3E3E1F00>("uvw_x_affine2"),
+        .strings = {"basic_transformation", "Transform", "Moves, turns and scales positions.",
+                    category::kTransforms},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKAffineTransform::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addPositionPins(node); }

@@ -7,17 +7,18 @@
 namespace zrkmodel {
 
 /// Scales, turns and moves positions, in this order. What is seen through the inverse looks scaled,
-/// turned and moved itself.
+/// turned and moved.
 ///
-/// | property    | unit    | default   | effect                                                           |
-/// |-------------|---------|-----------|------------------------------------------------------------------|
-/// | inverse     |         | true      | use the inverse of the map                                       |
-/// | translation | mu      | (0, 0, 0) |                                                                  |
-/// | rotation    | degrees | (0, 0, 0) | about x, y and z, right-handed: first about z, then y, then x    |
-/// | scaling     |         | (1, 1, 1) | a factor an axis; a 0 gives infinities or NaN in the inverse     |
+/// | property    | unit    | default   | effect                                                        |
+/// |-------------|---------|-----------|---------------------------------------------------------------|
+/// | inverse     |         | true      | true: the inverse of the map; false: the map itself           |
+/// | translation | mu      | (0, 0, 0) | how far positions are moved                                   |
+/// | rotation    | degrees | (0, 0, 0) | about x, y and z, right-handed: first about z, then y, then x |
+/// | scaling     |         | (1, 1, 1) | a factor for each axis; a negative one mirrors; a 0 gives     |
+/// |             |         |           | infinities or NaN in the inverse                              |
 ///
-/// p' = Rx Ry Rz S p + translation, or the inverse of this map, with the weight of `coords`.
-/// Positions in model units (mu).
+/// p' = Rx Ry Rz S p + translation, or the inverse of this map. Positions are in model units (mu); the weight
+/// is that of `coords`.
 ///
 /// A torus turned upright:
 ///
@@ -40,8 +41,8 @@ public:
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
     zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
 
-    /// Sets the default translation, rotation and scaling, and notifies of each unless the component is
-    /// silent.
+    /// Sets translation, rotation and scaling to their defaults and announces each of them, unless the
+    /// component is silent. For the interface thread.
     void reset();
 };
 

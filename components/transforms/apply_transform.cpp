@@ -1,5 +1,6 @@
 #include "components/transforms/apply_transform.h"
 
+#include "components/categories.h"
 #include "core/engine/evaluation_context.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -11,7 +12,7 @@ namespace {
 constexpr std::size_t kCoordinates = 0;
 constexpr std::size_t kField = 1;
 
-/// The record of the field as it is, N components and the weight.
+/// Hands on the record of the field as it is: N components and the weight.
 template <std::uint32_t N>
 class ForwardField final : public zrk::Kernel {
 public:
@@ -40,13 +41,16 @@ zrk::Evaluation forwardField()
 
 ComponentIdentity ZRKApplyTransform::identity()
 {
-    return {"ZRKApplyTransform",
-            "ApplyTransform",
-            "AB6F6413-0642-4CEE-9880-BBFDE9019667",
-            IconResources::uvw_x_apply_instance,
-            &ZRKUIStrings::apply_transformation,
-            {Tag::Vector3d, Tag::Any},
-            {Tag::Vector3d}}; // although the pin is a wildcard
+    return {
+        .className = "ZRKApplyTransform",
+        .typeName = "ApplyTransform",
+        .uuid = "AB6F6413-0642-4CEE-9880-BBFDE9019667",
+        .icon = icon<IconColor::Vector, 0x007070700E0E0E00>("uvw_x_apply_instance"),
+        .strings = {"apply_transformation", "Apply transform",
+                    "Evaluates one field at the positions that another one gives.", category::kTransforms},
+        .inputs = {Tag::Vector3d, Tag::Any},
+        .outputs = {Tag::Vector3d}, // although the pin is a wildcard
+    };
 }
 
 void ZRKApplyTransform::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

@@ -4,11 +4,11 @@
 
 namespace zrkmodel {
 
-/// Lets a field read its positions from `coords`, at any depth: everything behind the second input is
-/// asked at the moved positions, without being connected to them.
+/// Evaluates a field at the positions that `coords` gives. This reaches every component behind the second
+/// input, at any depth, though none of them is linked to the coordinates.
 ///
-/// No properties. Without coordinates the field is asked at the positions as they come; without a field
-/// nothing is written. The output is of the field's type, and so are value and weight.
+/// It has no properties. Without coordinates the field is evaluated at the positions as they come; without a
+/// field nothing is written. The output has the field's type, value and weight.
 ///
 /// A union of two solids, twisted as one:
 ///

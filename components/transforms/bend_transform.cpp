@@ -1,5 +1,6 @@
 #include "components/transforms/bend_transform.h"
 
+#include "components/categories.h"
 #include "components/position_pins.h"
 #include "components/transforms/bend_transform_formula.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,15 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKBendTransform::identity()
 {
-    return {"ZRKBendTransform",
-            "BendTransform",
-            "56344C70-CEF0-4CF9-89FB-80A636B9C76C",
-            IconResources::uvw_x_bend,
-            &ZRKUIStrings::bend,
-            {Tag::Vector3d},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKBendTransform",
+        .typeName = "BendTransform",
+        .uuid = "56344C70-CEF0-4CF9-89FB-80A636B9C76C",
+        .icon = icon<IconColor::Vector, 0x00C0F0F83C1C0E0E>("uvw_x_bend"),
+        .strings = {"bend", "Bend", "Bends space around an axis.", category::kTransforms},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKBendTransform::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addPositionPins(node); }

@@ -6,8 +6,8 @@
 
 namespace zrkmodel {
 
-/// Turns positions about an axis by an angle that grows along a second direction: what is seen
-/// through it is bent.
+/// Turns positions about an axis by an angle that grows along a second direction. What is seen through it
+/// looks bent.
 ///
 /// | property       | unit    | default   | effect                                                  |
 /// |----------------|---------|-----------|---------------------------------------------------------|
@@ -15,12 +15,13 @@ namespace zrkmodel {
 /// | axis           |         | (1, 0, 0) | only its direction counts; a zero axis maps every       |
 /// |                |         |           | position to center                                      |
 /// | bend direction | mu      | (0, 0, 1) | its length is the distance over which angle is reached; |
-/// |                |         |           | zero bends nothing; parallel to axis it is a twist      |
+/// |                |         |           | a zero vector bends nothing; parallel to the axis it    |
+/// |                |         |           | makes a twist                                           |
 /// | center         | mu      | (0, 0, 0) | a point on the axis, where the rotation is zero         |
 ///
 /// With b the distance of p from center along the bend direction, the offset from center is turned
-/// about the axis by b * angle / |bend direction|. No arc length is kept. Positions in model units
-/// (mu), with the weight of `coords`.
+/// about the axis by b * angle / |bend direction|. Lengths aren't preserved. Positions are in model units
+/// (mu); the weight is that of `coords`.
 ///
 /// A bent bar:
 ///

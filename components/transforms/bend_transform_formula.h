@@ -4,10 +4,15 @@
 
 namespace zrk {
 
-/// Turns a position about an axis by an angle that grows along a second direction.
+/// Turns a position about an axis by an angle that grows along a second direction. Lengths are in model
+/// units.
 ///
-/// The two directions aren't made perpendicular: where they are parallel, a bend is a twist.
-/// A zero axis maps every position to the centre, a zero bend direction leaves it where it is.
+/// The two directions aren't made perpendicular; if they are parallel, a bend is a twist.
+/// A zero axis maps every position to the centre; a zero bend direction leaves it where it is.
+///
+/// Source: a relative of the bend in Barr, "Global and local deformations of solid primitives", Computer
+/// Graphics 18(3) (SIGGRAPH), 1984, doi:10.1145/964965.808573. Barr's keeps the length of a centre line and
+/// bends between two planes; this one keeps no length and has no limits.
 struct BendPosition {
     RotationAxis axis;
     Tensor<3, double> bendDirection; ///< of unit length or zero

@@ -1,5 +1,6 @@
 #include "components/transforms/color_from_vec3.h"
 
+#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -28,13 +29,16 @@ struct ColorWithAlpha {
 
 ComponentIdentity ZRKColorFromVec3::identity()
 {
-    return {"ZRKColorFromVec3",
-            "ColorFromVec3",
-            "031925FC-C101-4C3E-A80D-0D0F3AB4E05E", // the one of ZRKNormalizeVec3: saved documents carry it
-            IconResources::rgb_x_from_uvw,
-            &ZRKUIStrings::color_from_vector,
-            {Tag::Vector3d},
-            {Tag::Color}};
+    return {
+        .className = "ZRKColorFromVec3",
+        .typeName = "ColorFromVec3",
+        .uuid = "031925FC-C101-4C3E-A80D-0D0F3AB4E05E", // as ZRKNormalizeVec3: documents carry it
+        .icon = icon<IconColor::Color, 0x9224499224499224>("rgb_x_from_uvw"),
+        .strings = {"color_from_vector", "Colour from vector",
+                    "Takes the components of a vector as red, green and blue.", category::kVectors},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Color},
+    };
 }
 
 void ZRKColorFromVec3::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

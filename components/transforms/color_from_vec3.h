@@ -4,10 +4,10 @@
 
 namespace zrkmodel {
 
-/// A colour from the components of a vector: red, green, blue = x, y, z.
+/// A colour whose red, green and blue are the components x, y and z of a vector.
 ///
-/// No properties. The opacity is the value of `alpha` where it is connected, else 1. The weight is that
-/// of `rgb`, the weight of `alpha` doesn't count.
+/// It has no properties. The opacity is the value of `alpha` if that is connected and 1 otherwise. The weight
+/// is that of `rgb`; the weight of `alpha` doesn't count. Values are neither scaled nor cut to 0..1.
 ///
 /// The place in the model as a colour:
 ///

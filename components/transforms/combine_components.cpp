@@ -1,5 +1,6 @@
 #include "components/transforms/combine_components.h"
 
+#include "components/categories.h"
 #include "components/transforms/component_pins.h"
 #include "core/engine/evaluation_context.h"
 #include "core/values/batch.h"
@@ -11,7 +12,8 @@ namespace {
 
 using zrk::Batch;
 
-/// N scalars as one record, with the largest of 0 and their weights. Only weights are computed in a block.
+/// Makes one record of N scalars, with the largest of 0 and their weights. In a block the components are
+/// forwarded, and only the weights are computed.
 template <int N>
 class CombinedComponents final : public zrk::Kernel {
 public:
@@ -62,7 +64,7 @@ public:
     }
 
 private:
-    /// The input's weight only if it is greater, which NaN isn't.
+    /// Returns the input's weight if it is greater, which a NaN isn't, and otherwise the largest so far.
     template <class V>
     static V larger(const V& input, const V& soFar)
     {
@@ -92,24 +94,30 @@ template class ZRKCombineComponents<4>;
 
 ComponentIdentity ZRKVector3CombineComponents::identity()
 {
-    return {"ZRKVector3CombineComponents",
-            "Vector3CombineComponents",
-            "7CF3D8F6-00BD-411A-A6A3-63675F96231C",
-            IconResources::uvw_x_assemble,
-            &ZRKUIStrings::assemble_vector,
-            {Tag::Scalar}, // one, although there are three pins
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKVector3CombineComponents",
+        .typeName = "Vector3CombineComponents",
+        .uuid = "7CF3D8F6-00BD-411A-A6A3-63675F96231C",
+        .icon = icon<IconColor::Vector, 0x08F80808FF08F808>("uvw_x_assemble"),
+        .strings = {"assemble_vector", "Assemble vector", "Makes a vector of three scalars.",
+                    category::kVectors},
+        .inputs = {Tag::Scalar}, // one, although there are three pins
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 ComponentIdentity ZRKRGBACombineComponents::identity()
 {
-    return {"ZRKRGBACombineComponents",
-            "RGBACombineComponents",
-            "71DA975C-E73E-4252-8409-691DEF5031A4",
-            IconResources::rgb_x_assemble,
-            &ZRKUIStrings::assemble_color,
-            {Tag::Scalar}, // one, although there are four pins
-            {Tag::Color}};
+    return {
+        .className = "ZRKRGBACombineComponents",
+        .typeName = "RGBACombineComponents",
+        .uuid = "71DA975C-E73E-4252-8409-691DEF5031A4",
+        .icon = icon<IconColor::Color, 0x08F80808FF08F808>("rgb_x_assemble"),
+        .strings = {"assemble_color", "Assemble colour", "Makes a colour of four scalars.",
+                    category::kVectors},
+        .inputs = {Tag::Scalar}, // one, although there are four pins
+        .outputs = {Tag::Color},
+    };
 }
 
 } // namespace zrkmodel

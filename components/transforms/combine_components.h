@@ -4,9 +4,9 @@
 
 namespace zrkmodel {
 
-/// A vector (N = 3) or a colour (N = 4) put together of scalars. Its weight is the largest of the inputs'
-/// weights, at least 0; weights that are NaN don't count. No properties. An unconnected input is 0 with
-/// weight 0.
+/// Puts a vector (N = 3) or a colour (N = 4) together from scalars. Its weight is the largest of the inputs'
+/// weights and at least 0; weights that are NaN don't count. An unconnected input reads 0 with weight 0.
+/// It has no properties.
 template <int N>
 class ZRKCombineComponents : public ZRKExtensionBase {
 public:
@@ -22,7 +22,7 @@ protected:
 extern template class ZRKCombineComponents<3>;
 extern template class ZRKCombineComponents<4>;
 
-/// A vector of three scalars.
+/// A vector made of three scalars: x, y and z.
 ///
 /// Coordinates with y and z exchanged, for what is modelled with another axis up:
 ///
@@ -42,7 +42,7 @@ public:
     static ComponentIdentity identity();
 };
 
-/// A colour of four scalars: red, green, blue and alpha.
+/// A colour made of four scalars: red, green, blue and alpha.
 ///
 /// A gyroid as the green of an otherwise black, transparent colour:
 ///

@@ -5,7 +5,8 @@
 
 namespace zrkmodel {
 
-/// The N-component value that is taken apart or put together: its tag, and the names of its components.
+/// The pins of what takes an N-component value apart or puts it together: the tag and name of the value, and
+/// the names of its components.
 template <int N>
 struct ComponentPins;
 

@@ -1,5 +1,6 @@
 #include "components/transforms/matrix_transform.h"
 
+#include "components/categories.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
 
@@ -7,13 +8,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKMatrixTransform::identity()
 {
-    return {"ZRKMatrixTransform",
-            "MatrixTransform",
-            "A85E7973-181A-4891-9D5E-395A0E24F73B",
-            IconResources::uvw_x_affine,
-            &ZRKUIStrings::matrix_transformation,
-            {Tag::Vector3d},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKMatrixTransform",
+        .typeName = "MatrixTransform",
+        .uuid = "A85E7973-181A-4891-9D5E-395A0E24F73B",
+        .icon = icon<IconColor::Vector, 0x001F3E3E7C7CF800>("uvw_x_affine"),
+        .strings = {"matrix_transformation", "Matrix transform", "Applies a 4 by 4 matrix to positions.",
+                    category::kTransforms},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKMatrixTransform::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addPositionPins(node); }

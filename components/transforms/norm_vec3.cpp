@@ -1,5 +1,6 @@
 #include "components/transforms/norm_vec3.h"
 
+#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -20,13 +21,15 @@ struct Length {
 
 ComponentIdentity ZRKNormVec3::identity()
 {
-    return {"ZRKNormVec3",
-            "NormVec3",
-            "8436CEDC-2A2B-4F7A-A41D-B82B8428CA91",
-            IconResources::uvw_x_vector_norm,
-            &ZRKUIStrings::norm_of_vector,
-            {Tag::Vector3d},
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKNormVec3",
+        .typeName = "NormVec3",
+        .uuid = "8436CEDC-2A2B-4F7A-A41D-B82B8428CA91",
+        .icon = icon<IconColor::Vector, 0x4242425A5A424242>("uvw_x_vector_norm"),
+        .strings = {"norm_of_vector", "Length", "The length of a vector.", category::kVectors},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKNormVec3::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

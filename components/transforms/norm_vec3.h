@@ -4,9 +4,9 @@
 
 namespace zrkmodel {
 
-/// The length of a vector: sqrt(x^2 + y^2 + z^2), with the weight of `coords`.
+/// The length of a vector, sqrt(x^2 + y^2 + z^2), in the units of the vector. The weight is that of `coords`.
 ///
-/// No properties. The distance from the origin:
+/// It has no properties. The distance from the origin:
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "NormVec3"}],

@@ -1,5 +1,6 @@
 #include "components/transforms/normalize_vec3.h"
 
+#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -20,13 +21,15 @@ struct Direction {
 
 ComponentIdentity ZRKNormalizeVec3::identity()
 {
-    return {"ZRKNormalizeVec3",
-            "NormalizeVec3",
-            "031925FC-C101-4C3E-A80D-0D0F3AB4E05E", // ZRKColorFromVec3 has the same
-            IconResources::uvw_x_vector_normalize,
-            &ZRKUIStrings::normalize_vector,
-            {Tag::Vector3d},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKNormalizeVec3",
+        .typeName = "NormalizeVec3",
+        .uuid = "031925FC-C101-4C3E-A80D-0D0F3AB4E05E", // ZRKColorFromVec3 has the same
+        .icon = icon<IconColor::Vector, 0x0F03050910204080>("uvw_x_vector_normalize"),
+        .strings = {"normalize_vector", "Normalize", "Scales a vector to unit length.", category::kVectors},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKNormalizeVec3::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

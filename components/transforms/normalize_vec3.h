@@ -4,9 +4,10 @@
 
 namespace zrkmodel {
 
-/// The direction of a vector: v / |v|, with the weight of `coords`. A zero vector stays zero.
+/// The direction of a vector: v / |v|, without a unit. A zero vector stays zero. The weight is that of
+/// `coords`.
 ///
-/// No properties. The direction from the origin to each position, as a colour:
+/// It has no properties. The direction from the origin to each position, as a colour:
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "NormalizeVec3"},

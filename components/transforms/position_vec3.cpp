@@ -1,5 +1,6 @@
 #include "components/transforms/position_vec3.h"
 
+#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "core/values/matrix4.h"
 #include "model/channel_names.h"
@@ -9,7 +10,7 @@ namespace zrkmodel {
 
 namespace {
 
-/// The place of a position in a box: 0 at the lower, 1 at the upper corner.
+/// The place of a position in a box, from 0 at the lower to 1 at the upper corner.
 struct PlaceInBox {
     zrk::Tensor<3, double> lower;
     zrk::Tensor<3, double> inverseSize;
@@ -24,6 +25,7 @@ struct PlaceInBox {
     }
 };
 
+/// The place in the model's local box of a position that is first taken to the model's own space.
 struct PlaceInObject {
     zrk::MatrixPosition toObject;
     PlaceInBox place;
@@ -39,13 +41,16 @@ struct PlaceInObject {
 
 ComponentIdentity ZRKPositionVec3::identity()
 {
-    return {"ZRKPositionVec3",
-            "PositionVec3",
-            "268591C2-C91D-4B9A-B498-9F0A3C917785",
-            IconResources::uvw_coord_system,
-            &ZRKUIStrings::coordinate_system,
-            {},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKPositionVec3",
+        .typeName = "PositionVec3",
+        .uuid = "268591C2-C91D-4B9A-B498-9F0A3C917785",
+        .icon = icon<IconColor::Vector, 0x404040404040FF40>("uvw_coord_system"),
+        .strings = {"coordinate_system", "Position", "The position itself, as a vector.",
+                    category::kCoordinates},
+        .inputs = {},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKPositionVec3::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

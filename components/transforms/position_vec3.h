@@ -5,15 +5,17 @@
 
 namespace zrkmodel {
 
-/// The position at which the field is asked, in a chosen space, with its weight.
+/// The position at which the field is evaluated, in a space of choice, with its weight.
 ///
-/// | property           | default | effect                                                              |
-/// |--------------------|---------|---------------------------------------------------------------------|
-/// | normalized         | false   | 0 to 1 from the lower to the upper corner of the model's box        |
-/// | object space coords| false   | coordinates in the model's own space, and its box there             |
+/// | property            | unit | default | effect                                                         |
+/// |---------------------|------|---------|----------------------------------------------------------------|
+/// | normalized          |      | false   | true: 0 to 1 from the lower to the upper corner of the model's |
+/// |                     |      |         | box; false: model units                                        |
+/// | object space coords |      | false   | true: coordinates in the model's own space, and its box there; |
+/// |                     |      |         | false: coordinates of the domain                               |
 ///
-/// Where the model has no transform, or no box, the property that needs it is left out of account. A flat
-/// box gives infinities or NaN across it.
+/// If the model has no transform or no box, the property that needs it acts as if it were false. A flat
+/// box gives infinities or NaN across it. There is no input.
 ///
 /// The height in the model, from 0 to 1:
 ///

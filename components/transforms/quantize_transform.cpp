@@ -1,5 +1,6 @@
 #include "components/transforms/quantize_transform.h"
 
+#include "components/categories.h"
 #include "components/position_pins.h"
 #include "components/transforms/quantize_transform_formula.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,15 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKQuantizeTransform::identity()
 {
-    return {"ZRKQuantizeTransform",
-            "QuantizeTransform",
-            "115C2121-9BF9-416D-A8D4-51CE55819748",
-            IconResources::uvw_x_quantize,
-            &ZRKUIStrings::voxelate,
-            {Tag::Vector3d},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKQuantizeTransform",
+        .typeName = "QuantizeTransform",
+        .uuid = "115C2121-9BF9-416D-A8D4-51CE55819748",
+        .icon = icon<IconColor::Vector, 0xCCCC3333CCCC3333>("uvw_x_quantize"),
+        .strings = {"voxelate", "Quantize", "Moves positions to the steps of a grid.", category::kTransforms},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKQuantizeTransform::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)

@@ -6,17 +6,18 @@
 
 namespace zrkmodel {
 
-/// Moves positions towards the nearest point of a lattice: what is seen through it turns into blocks.
+/// Moves positions towards the nearest point of a lattice. What is seen through it turns into blocks.
 ///
 /// | property | unit  | default   | effect                                                           |
 /// |----------|-------|-----------|------------------------------------------------------------------|
-/// | strength |       | 1.0       | 0 leaves the position, 1 snaps it; others extrapolate            |
-/// | step     | mu    | (1, 1, 1) | cell size per axis; 0 leaves that axis alone at any strength     |
-/// | shift    | cells | (0, 0, 0) | moves the lattice back; only the part behind the point counts    |
+/// | strength |       | 1.0       | 0 leaves the position, 1 snaps it; others aren't cut off and     |
+/// |          |       |           | extrapolate                                                      |
+/// | step     | mu    | (1, 1, 1) | cell size of each axis; 0 leaves that axis alone at any strength |
+/// | shift    | cells | (0, 0, 0) | moves the lattice backwards; only its fractional part counts     |
 ///
-/// Per axis, with f the fractional part of shift: q = (round(p / step + f) - f) * step, where round
-/// takes halves away from zero, and the output q * strength + p * (1 - strength), in model units (mu),
-/// with the weight of `coords`.
+/// On each axis, with f the fractional part of shift, q = (round(p / step + f) - f) * step, where round
+/// takes halves away from zero. The output is q * strength + p * (1 - strength) in model units (mu); the
+/// weight is that of `coords`.
 ///
 /// A sphere of cubes of side 0.25:
 ///

@@ -7,9 +7,9 @@ namespace zrk {
 
 /// Moves a position towards the nearest point of a lattice, axis by axis.
 ///
-/// The lattice points of an axis lie at (n - shift) * step for whole n; halfway between two the
-/// one away from -shift * step is taken. A strength of 0 stays, of 1 snaps; others extrapolate.
-/// An axis whose step is 0 is left alone; a NaN step gives NaN.
+/// The lattice points of an axis lie at (n - shift) * step for whole numbers n. Halfway between two of them,
+/// the one that is farther from -shift * step is taken. A strength of 0 leaves the position, a strength of 1
+/// snaps it, others extrapolate. An axis whose step is 0 is left alone; a NaN step gives NaN.
 struct QuantizePosition {
     double strength;
     double keep; ///< 1 - strength
@@ -17,8 +17,9 @@ struct QuantizePosition {
     Tensor<3, double> step;
     Tensor<3, double> inverseStep;
 
-    /// @param step   cell size per axis in model units.
-    /// @param shift  in cells; only its part behind the point counts, -0.25 is 0.75.
+    /// @param step   cell size of each axis in model units.
+    /// @param shift  offset of the lattice in cells; only its fractional part counts, so that -0.25 acts like
+    ///               0.75.
     static QuantizePosition toLattice(double strength, const Tensor<3, double>& step,
                                       const Tensor<3, double>& shift)
     {

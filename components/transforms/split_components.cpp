@@ -1,5 +1,6 @@
 #include "components/transforms/split_components.h"
 
+#include "components/categories.h"
 #include "components/transforms/component_pins.h"
 #include "core/engine/evaluation_context.h"
 #include "model/pins.h"
@@ -8,7 +9,7 @@ namespace zrkmodel {
 
 namespace {
 
-/// One component of an N-component record, with the record's weight. Nothing is copied in a block.
+/// Gives one component of an N-component record, with the record's weight. In a block nothing is copied.
 template <int N>
 class OneComponent final : public zrk::Kernel {
 public:
@@ -57,24 +58,30 @@ template class ZRKSplitComponents<4>;
 
 ComponentIdentity ZRKVector3SplitComponents::identity()
 {
-    return {"ZRKVector3SplitComponents",
-            "Vector3SplitComponents",
-            "FFC2A888-571E-415E-A0B7-1287877D793C",
-            IconResources::uvw_x_split,
-            &ZRKUIStrings::split_vector,
-            {Tag::Vector3d},
-            {Tag::Scalar}}; // one, although there are three pins
+    return {
+        .className = "ZRKVector3SplitComponents",
+        .typeName = "Vector3SplitComponents",
+        .uuid = "FFC2A888-571E-415E-A0B7-1287877D793C",
+        .icon = icon<IconColor::Vector, 0x101F1010FF101F10>("uvw_x_split"),
+        .strings = {"split_vector", "Split vector", "The components of a vector as three scalars.",
+                    category::kVectors},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Scalar}, // one, although there are three pins
+    };
 }
 
 ComponentIdentity ZRKRGBASplitComponents::identity()
 {
-    return {"ZRKRGBASplitComponents",
-            "RGBASplitComponents",
-            "5C9C3D16-3A8E-4307-B13A-75D9C11CF3A6",
-            IconResources::rgb_x_split,
-            &ZRKUIStrings::split_color,
-            {Tag::Color},
-            {Tag::Scalar}}; // one, although there are four pins
+    return {
+        .className = "ZRKRGBASplitComponents",
+        .typeName = "RGBASplitComponents",
+        .uuid = "5C9C3D16-3A8E-4307-B13A-75D9C11CF3A6",
+        .icon = icon<IconColor::Color, 0x101F1010FF101F10>("rgb_x_split"),
+        .strings = {"split_color", "Split colour", "The channels of a colour as four scalars.",
+                    category::kVectors},
+        .inputs = {Tag::Color},
+        .outputs = {Tag::Scalar}, // one, although there are four pins
+    };
 }
 
 } // namespace zrkmodel

@@ -4,8 +4,8 @@
 
 namespace zrkmodel {
 
-/// A vector (N = 3) or a colour (N = 4) taken apart: one output a component, each with the weight of the
-/// input. No properties.
+/// Takes a vector (N = 3) or a colour (N = 4) apart. There is one output for each component, with the weight
+/// of the input. It has no properties.
 template <int N>
 class ZRKSplitComponents : public ZRKExtensionBase {
 public:
@@ -21,7 +21,7 @@ protected:
 extern template class ZRKSplitComponents<3>;
 extern template class ZRKSplitComponents<4>;
 
-/// A vector's components as scalars.
+/// The components x, y and z of a vector as scalars.
 ///
 /// The height above the plane z = 0:
 ///
@@ -38,9 +38,9 @@ public:
     static ComponentIdentity identity();
 };
 
-/// A colour's components as scalars: red, green, blue and alpha.
+/// The components of a colour as scalars: red, green, blue and alpha.
 ///
-/// The red part of a colour, which here is x:
+/// The red channel of a colour, which here is x:
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "ColorFromVec3"},

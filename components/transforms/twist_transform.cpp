@@ -1,5 +1,6 @@
 #include "components/transforms/twist_transform.h"
 
+#include "components/categories.h"
 #include "components/position_pins.h"
 #include "components/transforms/twist_transform_formula.h"
 #include "core/engine/formula.h"
@@ -8,13 +9,16 @@ namespace zrkmodel {
 
 ComponentIdentity ZRKTwistTransform::identity()
 {
-    return {"ZRKTwistTransform",
-            "TwistTransform",
-            "C84CB689-1D93-4026-BBAE-3D6B2F5F29F4",
-            IconResources::uvw_x_twist,
-            &ZRKUIStrings::twist,
-            {Tag::Vector3d},
-            {Tag::Vector3d}};
+    return {
+        .className = "ZRKTwistTransform",
+        .typeName = "TwistTransform",
+        .uuid = "C84CB689-1D93-4026-BBAE-3D6B2F5F29F4",
+        .icon = icon<IconColor::Vector, 0x3C24423C3C42243C>("uvw_x_twist"),
+        .strings = {"twist", "Twist", "Turns positions about an axis, the more the farther along it.",
+                    category::kTransforms},
+        .inputs = {Tag::Vector3d},
+        .outputs = {Tag::Vector3d},
+    };
 }
 
 void ZRKTwistTransform::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) { addPositionPins(node); }

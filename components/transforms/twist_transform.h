@@ -6,17 +6,18 @@
 
 namespace zrkmodel {
 
-/// Turns positions about an axis, the more the farther along it: what is seen through it is twisted.
+/// Turns positions about an axis by an angle that grows along the axis. What is seen through it looks
+/// twisted.
 ///
-/// | property | unit    | default   | effect                                                         |
-/// |----------|---------|-----------|----------------------------------------------------------------|
-/// | center   | mu      | (0, 0, 0) | a point on the axis, where the twist is zero                   |
-/// | axis     | mu      | (0, 0, 1) | its length is the height over which angle is reached; a zero   |
-/// |          |         |           | axis maps every position to center                             |
-/// | angle    | degrees | 5.0       | right-handed about the axis; negative turns the other way      |
+/// | property | unit    | default   | effect                                                       |
+/// |----------|---------|-----------|--------------------------------------------------------------|
+/// | center   | mu      | (0, 0, 0) | a point on the axis, where the twist is zero                 |
+/// | axis     | mu      | (0, 0, 1) | its length is the height over which angle is reached; a zero |
+/// |          |         |           | axis maps every position to center                           |
+/// | angle    | degrees | 5.0       | right-handed about the axis; negative turns the other way    |
 ///
 /// With h the height of p over center along the axis, the offset from center is turned about the axis
-/// by h * angle / |axis|. Positions in model units (mu), with the weight of `coords`.
+/// by h * angle / |axis|. Positions are in model units (mu); the weight is that of `coords`.
 ///
 /// A twisted bar:
 ///

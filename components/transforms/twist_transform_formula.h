@@ -4,10 +4,13 @@
 
 namespace zrk {
 
-/// Turns a position about an axis by an angle that grows with its height along the axis:
-/// 0 in the plane through the centre, of opposite sign on its two sides.
+/// Turns a position about an axis by an angle that grows with its height along the axis: the angle is 0 in
+/// the plane through the centre and has opposite signs on its two sides. Lengths are in model units.
 ///
 /// A zero axis maps every position to the centre.
+///
+/// Source: the twist in Barr, "Global and local deformations of solid primitives", Computer Graphics 18(3)
+/// (SIGGRAPH), 1984, doi:10.1145/964965.808573, with a constant rate and about any axis.
 struct TwistPosition {
     RotationAxis axis;
     double rate; ///< radians per model unit of height

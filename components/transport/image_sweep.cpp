@@ -1,5 +1,6 @@
 #include "components/transport/image_sweep.h"
 
+#include "components/categories.h"
 #include "components/channel_conversion.h"
 #include "components/transport/image_sweep_formula.h"
 #include "core/engine/formula.h"
@@ -16,23 +17,24 @@
 #include <optional>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace zrkmodel {
 
 namespace {
 
-using Picture = zrk::Raster<1, 2, double>;
+using Pixels = zrk::Raster<1, 2, double>;
 using Volume = zrk::Raster<1, 3, double>;
 
-/// A picture of so many nodes along both edges, from end to end of the other.
-Picture resampled(const std::shared_ptr<const Picture>& picture, int nodes)
+/// An image of `nodes` pixels along both edges, which reach from end to end of the other's.
+Pixels resampled(const std::shared_ptr<const Pixels>& image, int nodes)
 {
-    if (picture->dims[0] == nodes && picture->dims[1] == nodes) {
-        return *picture;
+    if (image->dims[0] == nodes && image->dims[1] == nodes) {
+        return *image;
     }
-    const zrk::RasterLookup<1, 2, zrk::Border::Clamp> lookup(picture);
+    const zrk::RasterLookup<1, 2, zrk::Border::Clamp> lookup(image);
     const int edge = std::max(nodes, 0);
-    Picture square(edge, edge);
+    Pixels square(edge, edge);
     double* out = square.data.data();
     for (int j = 0; j < edge; ++j) {
         for (int i = 0; i < edge; ++i) {
@@ -63,18 +65,21 @@ ZRKImageSweep::ZRKImageSweep(const ZRKImageSweep& other)
       _rasterA(other._rasterA),
       _rasterB(other._rasterB),
       _rasterObstacle(other._rasterObstacle),
-      _sweepRaster(other._sweepRaster)
+      _sweep(Sweep{other._sweep.copy().stack})
 {}
 
 ComponentIdentity ZRKImageSweep::identity()
 {
-    return {"ZRKImageSweep",
-            "ImageSweep",
-            "FA437C86-7ABF-4B30-9085-270ADB6606B6",
-            IconResources::sc_image_sweep,
-            &ZRKUIStrings::image_blend_sweep,
-            {}, // none, though there is an input pin
-            {Tag::Scalar}};
+    return {
+        .className = "ZRKImageSweep",
+        .typeName = "ImageSweep",
+        .uuid = "FA437C86-7ABF-4B30-9085-270ADB6606B6",
+        .icon = icon<IconColor::Scalar, 0xC3C3C3C3FFC3C3C3>("sc_image_sweep"),
+        .strings = {"image_blend_sweep", "Image sweep",
+                    "Sweeps one picture into another by optimal transport.", category::kImages},
+        .inputs = {}, // none, though there is an input pin
+        .outputs = {Tag::Scalar},
+    };
 }
 
 void ZRKImageSweep::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
@@ -99,12 +104,21 @@ void ZRKImageSweep::onDeserialize(const ZRKDeserialization& d)
     rebuildSweep(d.monitor());
 }
 
-void ZRKImageSweep::_onPropertyChanged(const ZRKEvent& event)
+void ZRKImageSweep::invalidateOutputRaster() const
 {
-    if (event.name == smoothing.name() || event.name == transport.name()) {
-        invalidateOutputRaster();
-    }
-    ZRKComponent::_onPropertyChanged(event);
+    _sweep.use([](Sweep& sweep) { sweep.isOutputDirty = true; });
+}
+
+void ZRKImageSweep::moveSmoothing(double value)
+{
+    invalidateOutputRaster();
+    smoothing.set(value);
+}
+
+void ZRKImageSweep::moveTransport(double value)
+{
+    invalidateOutputRaster();
+    transport.set(value);
 }
 
 void ZRKImageSweep::pick(ZRKProperty<Image>& property, const Image& image)
@@ -126,7 +140,7 @@ bool ZRKImageSweep::compute(zrk::ProgressMonitor* monitor)
 
 void ZRKImageSweep::_ensureRasterCache() const
 {
-    const auto fill = [](std::shared_ptr<const Picture>& raster, const ZRKProperty<Image>& image) {
+    const auto fill = [](std::shared_ptr<const Pixels>& raster, const ZRKProperty<Image>& image) {
         if (!raster) {
             raster = firstChannel(image.value());
         }
@@ -139,13 +153,15 @@ void ZRKImageSweep::_ensureRasterCache() const
 bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
 {
     if (!_rasterA || !_rasterB) {
-        _sweepRaster.reset();
-        _outputRaster.reset();
+        _sweep.use([](Sweep& sweep) {
+            sweep.stack.reset();
+            sweep.output.reset();
+        });
         return true;
     }
-    Picture a = resampled(_rasterA, resolution.value());
-    Picture b = resampled(_rasterB, resolution.value());
-    std::optional<Picture> closed;
+    Pixels a = resampled(_rasterA, resolution.value());
+    Pixels b = resampled(_rasterB, resolution.value());
+    std::optional<Pixels> closed;
     if (_rasterObstacle) {
         closed = resampled(_rasterObstacle, resolution.value());
     }
@@ -168,51 +184,65 @@ bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
         return false;
     }
     normalize(*stack);
-    _sweepRaster = std::move(stack);
-    _resampledA = std::move(a);
-    _resampledB = std::move(b);
-    updateOutputRaster();
+    _sweep.use([&](Sweep& sweep) {
+        sweep.stack = std::move(stack);
+        sweep.resampledA = std::move(a);
+        sweep.resampledB = std::move(b);
+        updateOutputRaster(sweep);
+    });
     return true;
 }
 
-/// Values of slice k go from the pictures as they stand, not from what the stack was scaled to.
-void ZRKImageSweep::mixInCrossfade(Volume& stack) const
+/// The crossfade is one of the images as they are, not scaled as the stack is.
+void ZRKImageSweep::mixInCrossfade(const Sweep& sweep, Volume& volume) const
 {
     const double t = transport.value();
-    const double lastSlice = stack.dims[2] - 1;
-    double* out = stack.data.data();
-    for (std::int32_t k = 0; k < stack.dims[2]; ++k) {
+    const double lastSlice = volume.dims[2] - 1;
+    const std::vector<double>& a = sweep.resampledA.data;
+    const std::vector<double>& b = sweep.resampledB.data;
+    double* out = volume.data.data();
+    for (std::int32_t k = 0; k < volume.dims[2]; ++k) {
         const double s = k / lastSlice;
-        for (std::size_t p = 0; p < _resampledA.data.size(); ++p, ++out) {
-            const double crossfade = s * _resampledB.data[p] + (1 - s) * _resampledA.data[p];
+        for (std::size_t p = 0; p < a.size(); ++p, ++out) {
+            const double crossfade = s * b[p] + (1 - s) * a[p];
             *out = crossfade * (1 - t) + t * *out;
         }
     }
 }
 
-void ZRKImageSweep::updateOutputRaster() const
+void ZRKImageSweep::updateOutputRaster(Sweep& sweep) const
 {
-    if (!_sweepRaster) {
+    if (!sweep.stack) {
         return;
     }
-    auto output = std::make_shared<Volume>(*_sweepRaster);
+    auto output = std::make_shared<Volume>(*sweep.stack);
     if (transport.value() < 1.0) {
-        mixInCrossfade(*output);
+        mixInCrossfade(sweep, *output);
     }
     if (smoothing.value() > 0.0) {
-        // The kernel's grid is fixed: the blur is measured in nodes of the stack, not in model units.
+        // The grid of the weights is fixed: the blur is measured in nodes of the stack, not in model units.
         const zrk::BBox<double> cube({-1, -1, -1}, {1, 1, 1});
         zrk::gaussianBlur(*output, zrk::gridOverBox(cube, 32), smoothing.value());
     }
-    _outputRaster = std::move(output);
-    _outputDirty = false;
+    sweep.output = std::move(output);
+    sweep.isOutputDirty = false;
+}
+
+std::shared_ptr<const Volume> ZRKImageSweep::_ensureOutputRaster() const
+{
+    return _sweep.use([this](Sweep& sweep) {
+        if (sweep.isOutputDirty) {
+            updateOutputRaster(sweep);
+        }
+        return sweep.output;
+    });
 }
 
 template <class Lookup>
-zrk::Evaluation ZRKImageSweep::sweptEvaluator() const
+zrk::Evaluation ZRKImageSweep::sweptEvaluator(const std::shared_ptr<const Volume>& volume) const
 {
     return zrk::evaluator(
-        zrk::SweptStack<Lookup>{Lookup(_outputRaster),
+        zrk::SweptStack<Lookup>{Lookup(volume),
                                 {1.0 / sizeX.value(), 1.0 / sizeY.value(), 1.0 / sizeZ.value()},
                                 zrk::KeyPointCurve(scaling.value()),
                                 zrk::KeyPointCurve(interpolation.value())});
@@ -220,14 +250,12 @@ zrk::Evaluation ZRKImageSweep::sweptEvaluator() const
 
 zrk::Evaluation ZRKImageSweep::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
-    if (_outputDirty) {
-        updateOutputRaster();
-    }
-    if (!_outputRaster || _outputRaster->data.empty()) {
+    const std::shared_ptr<const Volume> volume = _ensureOutputRaster();
+    if (!volume || volume->data.empty()) {
         return zrk::doNothing();
     }
-    return wrap.value() ? sweptEvaluator<zrk::RasterLookup<1, 3, zrk::Border::Wrap>>()
-                        : sweptEvaluator<zrk::RasterLookup<1, 3, zrk::Border::Clamp>>();
+    return wrap.value() ? sweptEvaluator<zrk::RasterLookup<1, 3, zrk::Border::Wrap>>(volume)
+                        : sweptEvaluator<zrk::RasterLookup<1, 3, zrk::Border::Clamp>>(volume);
 }
 
 } // namespace zrkmodel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "components/guarded.h"
 #include "components/point_interpolator_serializer.h"
 #include "core/values/raster.h"
 #include "model/component.h"
@@ -17,34 +18,35 @@ class ProgressMonitor;
 
 namespace zrkmodel {
 
-/// A volume between two pictures: one moves and deforms into the other along the third axis, by optimal
+/// A volume between two images: one moves and deforms into the other along the third axis, by optimal
 /// transport, so that a shape travels where a crossfade would fade out here and in there.
 ///
 /// | property       | unit        | default | effect                                                   |
 /// |----------------|-------------|---------|----------------------------------------------------------|
-/// | wrap           |             | true    | beyond the volume it starts over; false: its faces go on |
+/// | wrap           |             | true    | true repeats the volume, false its faces                 |
 /// | size x, y, z   | model units | 1       | extent of the volume, which begins at the origin         |
-/// | steps          | slices      | 8       | of the stack                                             |
-/// | resolution     | pixels      | 32      | edge of the square pictures that are carried over        |
+/// | steps          | slices      | 8       | number of slices of the stack                            |
+/// | resolution     | pixels      | 32      | edge of the square images that are carried over          |
 /// | smoothing      |             | 0.5     | blur; its weight falls to exp(-4) at 15.5 times as       |
 /// |                |             |         | many nodes of the stack; 0 or less: none                 |
-/// | transport      |             | 0.8     | 1: transport alone, 0: a crossfade of the pictures       |
+/// | transport      |             | 0.8     | 1: transport alone, 0: a crossfade of the images         |
 /// | pathCurve      |             | none    | a curve for the panel; no sample depends on it           |
 /// | scaling        |             | 1       | curve: the slice's size over z / size z; 0 gives NaN     |
 /// | interpolation  |             | 0 to 1  | curve: the place in the stack over z / size z            |
-/// | imageA, imageB |             | none    | pictures; without both, nothing is written               |
-/// | obstacle       |             | none    | its pixels greater than 0 are closed                     |
+/// | imageA, imageB |             | none    | the images; without both, nothing is written             |
+/// | obstacle       |             | none    | an image whose pixels greater than 0 are closed          |
 ///
-/// Of each picture the first channel counts. The stack's greatest value becomes 1. Keep the pictures' ground
-/// at 0.004 or more (1 of 255): with black pixels the computation amplifies rounding, and the slices between
-/// the ends are then noisy.
+/// The first channel of each image is read. The stack is scaled so that its greatest value is 1. Keep the
+/// images' ground at 0.004 or more (1 of 255): with black pixels the computation amplifies rounding, and the
+/// slices between the ends are then noisy.
 ///
 /// The stack is computed when a document is loaded and by `compute`, and takes 2000 steps over steps times
-/// resolution^2 cells, a second or so with the defaults. All other properties act on the stack that is there.
+/// resolution^2 cells, a second or so with the defaults. All other properties act on the stack that is there:
+/// "smoothing" and "transport" when their sliders are moved, the rest with the next evaluator.
 ///
 ///     {"zrkGraph": 1,
-///      "resources": [{"uuid": "a1", "kind": "image2d", "path": "letter.png"},
-///                    {"uuid": "b2", "kind": "image2d", "path": "ring.png"}],
+///      "resources": [{"uuid": "a1", "kind": "image2d", "path": "pictures/letter.png"},
+///                    {"uuid": "b2", "kind": "image2d", "path": "pictures/ring.png"}],
 ///      "nodes": [{"id": 1, "type": "ImageSweep",
 ///                 "values": {"scaling": [[0, 1, 0]], "interpolation": [[0, 0, 0], [1, 1, 0]],
 ///                            "imageA": "a1", "imageB": "b2"}}],
@@ -52,8 +54,8 @@ namespace zrkmodel {
 ///
 /// A document must hold both curves: reading one that is missing leaves it without points, and all is NaN.
 ///
-/// Edits and `compute` belong to the interface thread. Evaluators share the volume and keep it when it is
-/// replaced.
+/// Edits and `compute` belong to the interface thread. Any number of threads may build evaluators at once,
+/// but none while a property is edited. Evaluators share the volume and keep it when it is replaced.
 class ZRKImageSweep final : public ZRKComponent<ZRKImageSweep> {
 public:
     using Image = std::shared_ptr<ZRKImage2d>;
@@ -74,46 +76,57 @@ public:
     ZRKProperty<Image> obstacle{"obstacle", nullptr, this};
 
     ZRKImageSweep() = default;
-    /// A copy has the stack, but not the pictures that a crossfade mixes in, until it computes.
+    /// A copy has the stack, but not the images that a crossfade mixes in, until it computes.
     ZRKImageSweep(const ZRKImageSweep& other);
 
-    /// Computes the stack from the pictures; announced as "raster".
-    /// @param monitor  told of the progress, may stop the computation; without one, percents go to the
-    /// standard
-    ///                 output stream, a line each.
-    /// @return false when it was stopped; the former stack is then kept and nothing announced.
+    /// What the button "compute >>" does: it computes the stack from the images and announces "raster". Takes
+    /// a second or so with the defaults, and returns when all is done.
+    /// @param monitor  is told of the progress and may stop the computation. Without one, percents go to the
+    ///                 standard output stream, a line each.
+    /// @return false when it was stopped; the former stack is then kept and nothing is announced.
     bool compute(zrk::ProgressMonitor* monitor = nullptr);
-    /// Takes another picture for one of the three image properties; the stack stays until the next `compute`.
+    /// What a picker does: it assigns another image, or none, to one of the three image properties. The stack
+    /// stays until the next `compute`.
     void pick(ZRKProperty<Image>& property, const Image& image);
-    /// Has the volume made anew from the stack with the next evaluator. "smoothing" and "transport" call it.
-    void invalidateOutputRaster() const { _outputDirty = true; }
+    /// What the sliders do: they assign the value, and the next evaluator makes the volume anew from the
+    /// stack.
+    void moveSmoothing(double value);
+    void moveTransport(double value);
+    /// Has the next evaluator make the volume anew from the stack. Assigning "smoothing" or "transport"
+    /// doesn't do this; moving their sliders does.
+    void invalidateOutputRaster() const;
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
     bool onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node) override;
     void onDeserialize(const ZRKDeserialization& d) override;
-    void _onPropertyChanged(const ZRKEvent& event) override;
     zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
 
 private:
-    using Picture = zrk::Raster<1, 2, double>;
+    using Pixels = zrk::Raster<1, 2, double>;
     using Volume = zrk::Raster<1, 3, double>;
 
-    mutable std::shared_ptr<const Picture> _rasterA;
-    mutable std::shared_ptr<const Picture> _rasterB;
-    mutable std::shared_ptr<const Picture> _rasterObstacle;
-    std::shared_ptr<const Volume> _sweepRaster; ///< the solver's result, its greatest value 1
-    mutable std::shared_ptr<const Volume> _outputRaster;
-    Picture _resampledA; ///< square, as the solver had them
-    Picture _resampledB;
-    mutable bool _outputDirty = true;
+    /// What was computed, and the volume that is made of it for evaluators.
+    struct Sweep {
+        std::shared_ptr<const Volume> stack{}; ///< the solver's result, its greatest value 1
+        Pixels resampledA{};                   ///< square, as the solver had them
+        Pixels resampledB{};
+        std::shared_ptr<const Volume> output{};
+        bool isOutputDirty = true;
+    };
+
+    mutable std::shared_ptr<const Pixels> _rasterA;
+    mutable std::shared_ptr<const Pixels> _rasterB;
+    mutable std::shared_ptr<const Pixels> _rasterObstacle;
+    mutable Guarded<Sweep> _sweep;
 
     void _ensureRasterCache() const;
+    std::shared_ptr<const Volume> _ensureOutputRaster() const;
     bool rebuildSweep(zrk::ProgressMonitor* monitor);
-    void updateOutputRaster() const;
-    void mixInCrossfade(Volume& stack) const;
+    void updateOutputRaster(Sweep& sweep) const;
+    void mixInCrossfade(const Sweep& sweep, Volume& volume) const;
     template <class Lookup>
-    zrk::Evaluation sweptEvaluator() const;
+    zrk::Evaluation sweptEvaluator(const std::shared_ptr<const Volume>& volume) const;
 };
 
 } // namespace zrkmodel

@@ -1,6 +1,6 @@
 #include "core/curves/circle.h"
 
-#include "core/curves/curve_frame.h"
+#include "core/values/axis_frame.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,7 +11,7 @@ Circle::Circle(const Vector3& center, const Vector3& axis, double radius)
     : _center(center), _axis(axis), _radius(radius)
 {
     normalize(_axis);
-    _a = startNormal(_axis);
+    _a = sideOf(_axis);
     _b = cross(_axis, _a);
 }
 
@@ -46,7 +46,7 @@ double Circle::distance(const Vector3& p) const
     return std::hypot(fromAxis - _radius, height);
 }
 
-Box3 Circle::bounds() const
+Box<double> Circle::bounds() const
 {
     Vector3 reach;
     for (std::size_t i = 0; i < 3; ++i) {

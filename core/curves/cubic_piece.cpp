@@ -110,9 +110,9 @@ Vector3 CubicPiece::tangent(double u) const
     return direction;
 }
 
-Box3 CubicPiece::hull() const
+Box<double> CubicPiece::hull() const
 {
-    Box3 box{_points[0], _points[0]};
+    Box<double> box{_points[0], _points[0]};
     for (const Vector3& point : _points) {
         box.include(point);
     }

@@ -6,16 +6,6 @@
 
 namespace zrk {
 
-/// The normal that a frame begins with at the unit tangent T: normalize(ref x T), where the reference
-/// axis is y for a tangent near the z axis, else z.
-inline Vector3 startNormal(const Vector3& tangent)
-{
-    const Vector3 reference = std::abs(tangent[2]) > 0.9 ? Vector3{0, 1, 0} : Vector3{0, 0, 1};
-    Vector3 normal = cross(reference, tangent);
-    normalize(normal);
-    return normal;
-}
-
 /// The normal after the smallest rotation that takes one unit tangent to another. Between
 /// opposite tangents, where there are many, the normal stays.
 inline Vector3 carriedNormal(const Vector3& normal, const Vector3& from, const Vector3& to)

@@ -5,19 +5,22 @@
 
 namespace zrk {
 
-/// How a curve runs from one key point to the next; the numbers are what documents store.
+/// How a curve runs from one key point to the next. Documents store the numbers.
 enum class CurveKind { linear = 0, nearest = 1, smoothstep = 2, hermite = 3 };
 
-/// Formula of a curve between two neighbouring key points, for keys within them.
+/// The formula of a curve between two neighbouring key points, for x from the key of the first to that of the
+/// second. If the points have the same key, the value is that of the first.
 ///
-/// Where the points have the same key the value is that of the first.
+/// linear interpolates; nearest takes the value of the point whose key is nearer, and of the second one in
+/// the middle; smoothstep interpolates with the share s^2 (3 - 2 s); hermite is the cubic with the given
+/// values and slopes at the ends.
 struct CurveSegment {
     CurveKind kind;
     double fromKey;
     double toKey;
     double fromValue;
     double toValue;
-    double fromSlope = 0; ///< slopes are of the Hermite kind only
+    double fromSlope = 0; ///< only the Hermite kind uses slopes
     double toSlope = 0;
 
     template <class V>
@@ -39,7 +42,7 @@ struct CurveSegment {
     }
 
 private:
-    /// Share of the first point: 1 at its key, 0 at the other.
+    /// Returns the share of the first point, 1 at its key and 0 at that of the second.
     template <class V>
     V share(const V& x) const
     {
@@ -69,7 +72,7 @@ private:
         return (((m1 + m0 - 2.0 * rise) * t + (3.0 * rise - m1 - 2.0 * m0)) * t + m0) * t + fromValue;
     }
 
-    // Monotone, which interval arithmetic doesn't see: the values at the ends bound all.
+    // These are monotone, which interval arithmetic can't see, so the values at the ends bound all others.
     static Interval<double> smoothstep(const Interval<double>& s);
     Interval<double> mix(const Interval<double>& s) const;
 };

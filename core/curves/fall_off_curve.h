@@ -7,15 +7,17 @@
 
 namespace zrk {
 
+/// The shape of a fall-off between its ends.
 enum class FallOffCurve { linear, smooth, gauss };
 
-/// A number that falls from 1 at `start` to 0 at `end` and is flat outside: a distance becomes a
-/// density. Where `start` isn't below `end`, a step at `start`, which itself gives 1.
+/// A function that falls from 1 at `start` to 0 at `end` and is flat outside, which turns a distance into a
+/// density. If `start` isn't below `end`, it is a step at `start`, where its value is 1.
 ///
-/// The default maps a distance d to the density 0.5 - d, cut to 0 and 1. NaN gives NaN.
-/// A value type; safe from many threads.
+/// With s the share of the way from start to end, linear is 1 - s, smooth is 1 - s^2 (3 - 2 s), and gauss is
+/// exp(-4 s^2), moved and scaled so that it ends at 0. The default maps a distance d to the density 0.5 - d,
+/// cut to 0..1. NaN gives NaN. A value type; safe to use from many threads at once.
 struct FallOff {
-    double start = -0.5;
+    double start = -0.5; ///< in the units of the argument, such as model units
     double end = 0.5;
     FallOffCurve curve = FallOffCurve::linear;
 

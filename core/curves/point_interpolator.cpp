@@ -34,13 +34,13 @@ const std::array<Function, 4>& Function::kinds()
 {
     using zrk::CurveKind;
     // "cubic" names the smoothstep and "smooth" the Hermite curve: documents and editors rely on it.
-    static const std::array<Function, 4> table{
+    static constexpr std::array<Function, 4> kTable{
         Function{"linear", CurveKind::linear, evaluateSegment, segmentSlope, segmentSlope},
         Function{"nearest", CurveKind::nearest, evaluateSegment, flat, flat},
         Function{"cubic", CurveKind::smoothstep, evaluateSegment, flat, flat},
         Function{"smooth", CurveKind::hermite, evaluateSegment, centralSlope, forwardSlope},
     };
-    return table;
+    return kTable;
 }
 
 zrk::CurveSegment curveSegment(Segment segment)

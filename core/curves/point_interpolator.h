@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -43,7 +43,7 @@ public:
     std::vector<Point> points;
     std::int32_t nextOrdinal = 0;
 
-    /// A curve through the points, with one function for all.
+    /// Returns a curve through the points, with one function for all.
     static PointInterpolator through(const std::vector<std::pair<X, Y>>& keysAndValues,
                                      const F& function = F())
     {
@@ -52,6 +52,7 @@ public:
         return curve;
     }
 
+    /// Adds the points in this order, with one function for all.
     void addPoints(const std::vector<std::pair<X, Y>>& keysAndValues, const F& function)
     {
         for (const auto& [key, value] : keysAndValues) {
@@ -109,8 +110,8 @@ public:
         });
     }
 
-    /// 0 without points. At a key that several points share, the first one's value.
-    /// NaN gives NaN where there are two points or more.
+    /// Returns the value at x; 0 without points. At a key that several points share, it is the value of the
+    /// first of them. NaN gives NaN where there are two points or more. Linear in the number of points.
     Y operator()(X x) const
     {
         if (points.empty()) {
@@ -143,7 +144,10 @@ private:
 
 namespace zrkmodel {
 
-/// One kind of curve between two key points. `kind` is what documents store.
+/// One kind of curve between two key points. `kind` is the number that documents store.
+///
+/// A "smooth" segment is a cubic Hermite curve. Its slope at each end is what the kind of curve on the other
+/// side of that point gives, by this table:
 ///
 /// | kind | name    | curve                         | slope for a "smooth" neighbour          |
 /// |------|---------|-------------------------------|-----------------------------------------|
@@ -151,6 +155,10 @@ namespace zrkmodel {
 /// | 1    | nearest | value of the closer point     | 0                                       |
 /// | 2    | cubic   | smoothstep                    | 0                                       |
 /// | 3    | smooth  | Hermite, by neighbours' slope | over the points before and after        |
+///
+/// Source: among smooth segments these are the slopes of Catmull and Rom, "A class of local interpolating
+/// splines", Computer Aided Geometric Design, 1974, doi:10.1016/B978-0-12-079050-0.50020-5. Here a segment of
+/// another kind beside a smooth one gives its own slope.
 template <>
 struct InterpolationFunction<double> {
     using Points = std::vector<zrk::InterpolationPoint<double, double, InterpolationFunction>>;
@@ -161,7 +169,7 @@ struct InterpolationFunction<double> {
         int index;
     };
 
-    std::string name;
+    std::string_view name;
     std::int32_t kind;
     double (*evaluate)(double x, Segment segment); ///< value on the segment that starts at the point
     double (*slopeBack)(Segment segment);          ///< here, for a "smooth" segment that ends here
@@ -170,12 +178,13 @@ struct InterpolationFunction<double> {
     /// "linear".
     InterpolationFunction() : InterpolationFunction(kinds()[0]) {}
 
-    /// All kinds, at the index of their number.
+    /// All kinds, at the index of their number. Constant-initialised.
     static const std::array<InterpolationFunction, 4>& kinds();
 
 private:
-    InterpolationFunction(const char* name, zrk::CurveKind kind, double (*evaluate)(double, Segment),
-                          double (*slopeBack)(Segment), double (*slopeForward)(Segment))
+    constexpr InterpolationFunction(std::string_view name, zrk::CurveKind kind,
+                                    double (*evaluate)(double, Segment), double (*slopeBack)(Segment),
+                                    double (*slopeForward)(Segment))
         : name(name),
           kind(static_cast<std::int32_t>(kind)),
           evaluate(evaluate),
@@ -187,7 +196,7 @@ private:
 /// A curve that the user edits: a number over a number.
 using ScalarCurve = zrk::PointInterpolator<double, double, InterpolationFunction<double>>;
 
-/// The formula of the segment from point `index` to the next, by the kind of that point.
+/// Returns the formula of the segment from point `index` to the next, by the kind of that point.
 zrk::CurveSegment curveSegment(InterpolationFunction<double>::Segment segment);
 
 } // namespace zrkmodel

@@ -1,6 +1,7 @@
 #include "core/curves/polyline.h"
 
 #include "core/curves/curve_frame.h"
+#include "core/values/axis_frame.h"
 
 #include <algorithm>
 #include <cassert>
@@ -35,7 +36,7 @@ double Polyline::boxedLength() const
     constexpr double kBoxesPerSegment = 16;
     double extents[3];
     for (std::size_t i = 0; i < 3; ++i) {
-        extents[i] = _bounds.upper[i] - _bounds.lower[i];
+        extents[i] = _bounds.max[i] - _bounds.min[i];
     }
     std::sort(std::begin(extents), std::end(extents));
     const double volume = extents[0] * extents[1] * extents[2];
@@ -47,7 +48,7 @@ double Polyline::boxedLength() const
 void Polyline::buildTree()
 {
     const double boxed = boxedLength();
-    std::vector<Box3> boxes;
+    std::vector<Box<double>> boxes;
     std::vector<std::int32_t> segments;
     for (std::size_t i = 0; i < _segments.size(); ++i) {
         const double parts = std::ceil((_starts[i + 1] - _starts[i]) / boxed);
@@ -73,7 +74,7 @@ void Polyline::buildFrames()
                                     [](const Segment& segment) { return segment.perSquaredLength > 0; });
     Frame frame;
     frame.tangent = first == _segments.end() ? kAnyTangent : tangentOf(*first);
-    frame.normal = startNormal(frame.tangent);
+    frame.normal = sideOf(frame.tangent);
     for (const Segment& segment : _segments) {
         if (segment.perSquaredLength > 0) {
             const Vector3 tangent = tangentOf(segment);

@@ -6,20 +6,26 @@
 
 namespace zrk {
 
-SegmentTree::SegmentTree(const std::vector<Box3>& boxes, const std::vector<std::int32_t>& pieces)
+namespace {
+
+constexpr std::int32_t kLeafPieces = 4;
+
+} // namespace
+
+SegmentTree::SegmentTree(const std::vector<Box<double>>& boxes, const std::vector<std::int32_t>& pieces)
 {
     double largest = 0;
-    for (const Box3& box : boxes) {
+    for (const Box<double>& box : boxes) {
         for (std::size_t i = 0; i < 3; ++i) {
-            largest = std::max({largest, std::abs(box.lower[i]), std::abs(box.upper[i])});
+            largest = std::max({largest, std::abs(box.min[i]), std::abs(box.max[i])});
         }
     }
     // What rounding may put outside the box of a piece.
     const double margin = 8 * std::numeric_limits<double>::epsilon() * largest;
-    std::vector<Box3> widened = boxes;
-    for (Box3& box : widened) {
-        box.lower = box.lower - Vector3{margin, margin, margin};
-        box.upper = box.upper + Vector3{margin, margin, margin};
+    std::vector<Box<double>> widened = boxes;
+    for (Box<double>& box : widened) {
+        box.min = box.min - Vector3{margin, margin, margin};
+        box.max = box.max + Vector3{margin, margin, margin};
     }
     _order.resize(boxes.size());
     std::iota(_order.begin(), _order.end(), 0);
@@ -31,28 +37,23 @@ SegmentTree::SegmentTree(const std::vector<Box3>& boxes, const std::vector<std::
     }
 }
 
-Box3 SegmentTree::boxAround(const std::vector<Box3>& boxes, std::int32_t first, std::int32_t count) const
+Box<double> SegmentTree::boxAround(const std::vector<Box<double>>& boxes, std::int32_t first,
+                                   std::int32_t count) const
 {
-    Box3 around = boxes[static_cast<std::size_t>(_order[static_cast<std::size_t>(first)])];
-    for (std::int32_t i = 1; i < count; ++i) {
+    Box<double> around;
+    for (std::int32_t i = 0; i < count; ++i) {
         around.include(boxes[static_cast<std::size_t>(_order[static_cast<std::size_t>(first + i)])]);
     }
     return around;
 }
 
-SegmentTree::Node::Node()
-{
-    std::fill_n(&lower[0][0], 3 * kWidth, std::numeric_limits<double>::infinity());
-    std::fill_n(&upper[0][0], 3 * kWidth, -std::numeric_limits<double>::infinity());
-}
-
 /// Puts the first half of a range of `_order` before the second, along the axis on which the boxes' centres
 /// spread most.
-void SegmentTree::halve(const std::vector<Box3>& boxes, std::int32_t first, std::int32_t count)
+void SegmentTree::halve(const std::vector<Box<double>>& boxes, std::int32_t first, std::int32_t count)
 {
     const auto centre = [&](std::int32_t piece, std::size_t axis) {
-        const Box3& box = boxes[static_cast<std::size_t>(piece)];
-        return box.lower[axis] / 2 + box.upper[axis] / 2;
+        const Box<double>& box = boxes[static_cast<std::size_t>(piece)];
+        return box.min[axis] / 2 + box.max[axis] / 2;
     };
     const auto begin = _order.begin() + first;
     Vector3 spread{};
@@ -70,10 +71,11 @@ void SegmentTree::halve(const std::vector<Box3>& boxes, std::int32_t first, std:
 }
 
 /// A node over a range of `_order`, which is halved until there are eight parts.
-std::int32_t SegmentTree::addNode(const std::vector<Box3>& boxes, std::int32_t first, std::int32_t count)
+std::int32_t SegmentTree::addNode(const std::vector<Box<double>>& boxes, std::int32_t first,
+                                  std::int32_t count)
 {
-    std::int32_t starts[kWidth + 1] = {first, first + count};
-    for (std::size_t parts = 1; parts < kWidth; parts *= 2) {
+    std::int32_t starts[kLanes + 1] = {first, first + count};
+    for (std::size_t parts = 1; parts < kLanes; parts *= 2) {
         for (std::size_t k = parts; k-- > 0;) {
             const std::int32_t start = starts[k];
             const std::int32_t end = starts[k + 1];
@@ -85,27 +87,27 @@ std::int32_t SegmentTree::addNode(const std::vector<Box3>& boxes, std::int32_t f
             starts[2 * k] = start;
         }
     }
-    const auto node = static_cast<std::int32_t>(_nodes.size());
-    _nodes.emplace_back();
-    for (std::size_t k = 0; k < kWidth; ++k) {
-        if (starts[k + 1] > starts[k]) {
-            addChild(node, k, boxes, starts[k], starts[k + 1] - starts[k]);
+    const auto index = static_cast<std::int32_t>(_nodes.size());
+    _nodes.push_back(Node());
+    int lane = 0;
+    for (std::size_t k = 0; k < kLanes; ++k) {
+        const std::int32_t start = starts[k];
+        const std::int32_t size = starts[k + 1] - start;
+        if (size == 0) {
+            continue;
         }
+        std::int32_t child = 0;
+        if (size <= kLeafPieces) {
+            child = ~static_cast<std::int32_t>(_leaves.size());
+            _leaves.push_back({start, size});
+        } else {
+            child = addNode(boxes, start, size);
+        }
+        Node& node = _nodes[static_cast<std::size_t>(index)];
+        node.set(lane, boxAround(boxes, start, size));
+        node.child[lane++] = child;
     }
-    return node;
-}
-
-void SegmentTree::addChild(std::int32_t node, std::size_t lane, const std::vector<Box3>& boxes,
-                           std::int32_t first, std::int32_t count)
-{
-    const Box3 box = boxAround(boxes, first, count);
-    const Child child = count <= kLeafPieces ? Child{first, count} : Child{addNode(boxes, first, count), 0};
-    Node& parent = _nodes[static_cast<std::size_t>(node)];
-    for (std::size_t i = 0; i < 3; ++i) {
-        parent.lower[i][lane] = box.lower[i];
-        parent.upper[i][lane] = box.upper[i];
-    }
-    parent.children[lane] = child;
+    return index;
 }
 
 } // namespace zrk

@@ -1,6 +1,7 @@
 #include "core/curves/spline.h"
 
 #include "core/curves/curve_frame.h"
+#include "core/values/axis_frame.h"
 
 #include <algorithm>
 #include <cassert>
@@ -11,7 +12,8 @@ namespace zrk {
 
 namespace {
 
-/// Sum of f over [from, to] by Gauss-Legendre's rule of 8 points.
+/// The integral of f over [from, to] by the Gauss-Legendre quadrature of 8 points. Source of nodes and
+/// weights: Abramowitz, Stegun, "Handbook of Mathematical Functions", 1964, table 25.4.
 template <class F>
 double integral(double from, double to, const F& f)
 {
@@ -92,7 +94,7 @@ Spline::Spline(const std::vector<Vector3>& points, bool closed) : _closed(closed
         return i > last ? points[n - 1] * 2.0 - points[n - 2] : points[static_cast<std::size_t>(i)];
     };
     const auto count = static_cast<std::ptrdiff_t>(closed ? n : n - 1);
-    std::vector<Box3> boxes;
+    std::vector<Box<double>> boxes;
     _bounds = {points[0], points[0]};
     for (std::ptrdiff_t i = 0; i < count; ++i) {
         _segments.push_back(catmullRomSegment(point(i - 1), point(i), point(i + 1), point(i + 2)));
@@ -108,7 +110,7 @@ void Spline::buildStretches()
     const auto first = std::find_if(_segments.begin(), _segments.end(),
                                     [](const CubicPiece& segment) { return !segment.isPoint(); });
     Stretch end{0, 0, first == _segments.end() ? kAnyTangent : first->tangent(0), {}};
-    end.normal = startNormal(end.tangent);
+    end.normal = sideOf(end.tangent);
     for (std::size_t i = 0; i < _segments.size(); ++i) {
         addStretches(i, 0, 1, 1e-13 * lengthOver(_segments[i], 0, 1), 0, end);
     }

@@ -56,9 +56,10 @@ void BlockEngine::runLane(std::size_t slot, std::size_t lane)
         const std::size_t current = _lane.back();
         const std::size_t size = _lane.size();
         if (!isDone(current, lane)) {
-            for (const std::size_t read : _states[current].reads) {
-                if (_states[read].source == Source::Closure && !isDone(read, lane)) {
-                    _lane.push_back(read);
+            const auto& reads = _states[current].reads;
+            for (auto read = reads.rbegin(); read != reads.rend(); ++read) { // the last one is run first
+                if (_states[*read].source == Source::Closure && !isDone(*read, lane)) {
+                    _lane.push_back(*read);
                 }
             }
         }
@@ -83,7 +84,11 @@ void BlockEngine::runClosure(std::size_t slot, std::size_t lane)
     }
     EvaluationSlot& s = _context.slots[slot];
     _context.pushSlot(static_cast<std::int32_t>(slot));
-    s.evaluator(_context);
+    if (state.ofRun) {
+        state.ofRun->sample(_context);
+    } else {
+        s.evaluator(_context);
+    }
     _context.popSlot();
     state.closure->done.set(lane);
 

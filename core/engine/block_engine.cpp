@@ -121,7 +121,7 @@ void BlockEngine::runLoops()
     if (_loops.empty()) {
         return;
     }
-    const std::size_t end = (_count + Batch::size - 1) / Batch::size * Batch::size;
+    const std::size_t end = wholeBatches(_count);
     for (std::size_t first = 0; first < end; first += kLoopSamples) {
         for (const RowLoop& loop : _loops) {
             loop.run(loop, first, std::min(first + kLoopSamples, end));

@@ -69,8 +69,9 @@ private:
         Block block;
         Source source = Source::Kernel;
         const Kernel* kernel = nullptr;
-        std::vector<std::size_t> reads;   ///< slots that the kernel reads
-        std::vector<const Block*> inputs; ///< their blocks, the coordinates not included
+        std::shared_ptr<const Kernel> ofRun; ///< the kernel, where the slot's own may change between runs
+        std::vector<std::size_t> reads;      ///< slots that the kernel reads
+        std::vector<const Block*> inputs;    ///< their blocks, the coordinates not included
         const Block* coordinates = nullptr;
         std::array<Row*, 3> kept{}; ///< rows of the positions last computed
         std::int32_t keptFirst = -1;

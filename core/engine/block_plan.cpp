@@ -16,9 +16,15 @@ void BlockEngine::resolveReads(std::size_t slot)
         state.reads.push_back(static_cast<std::size_t>(node.inputs[k]->slotIndex));
         state.inputs.push_back(&_states[state.reads.back()].block);
     }
+    if (reads.order == ReadOrder::lastInputFirst) {
+        std::reverse(state.reads.begin(), state.reads.end());
+    }
     if (reads.coordinates && node.coordinates) {
-        state.reads.push_back(static_cast<std::size_t>(node.coordinates->slotIndex));
-        state.coordinates = &_states[state.reads.back()].block;
+        const auto slotOfCoordinates = static_cast<std::size_t>(node.coordinates->slotIndex);
+        state.coordinates = &_states[slotOfCoordinates].block;
+        state.reads.insert(reads.order == ReadOrder::coordinatesFirst ? state.reads.begin()
+                                                                      : state.reads.end(),
+                           slotOfCoordinates);
     }
 }
 
@@ -42,7 +48,10 @@ void BlockEngine::classify(std::size_t slot, std::size_t target)
         state.source = Source::Positions;
     } else if (const Kernel* kernel = recognisedKernel(s.evaluator)) {
         state.source = Source::Kernel;
-        state.kernel = kernel;
+        if (!state.ofRun) {
+            state.ofRun = kernel->forRun();
+        }
+        state.kernel = state.ofRun ? state.ofRun.get() : kernel;
         resolveReads(slot);
     } else {
         state.source = Source::Closure;
@@ -143,7 +152,6 @@ void BlockEngine::plan(std::size_t target)
         }
         _plan.push_back(slot);
     }
-    std::sort(_planClosures.begin(), _planClosures.end());
     planReleases();
     _target = target;
 }

@@ -3,6 +3,7 @@
 #include "core/engine/field_generator.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zrk {
 
@@ -52,6 +53,19 @@ void EvaluationNode::enableBuffer()
     if (!sampleBuffer) {
         sampleBuffer = std::make_shared<SampleBufferData<double>>(outputShape);
     }
+}
+
+bool fixForRun(std::vector<EvaluationSlot>& slots)
+{
+    bool isAny = false;
+    for (EvaluationSlot& slot : slots) {
+        const Kernel* const kernel = recognisedKernel(slot.evaluator);
+        if (std::shared_ptr<const Kernel> fixed = kernel ? kernel->forRun() : nullptr) {
+            slot.evaluator = Evaluator(std::move(fixed));
+            isAny = true;
+        }
+    }
+    return isAny;
 }
 
 EvaluationSlot::EvaluationSlot(EvaluationNode& from)

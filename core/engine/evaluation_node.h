@@ -54,4 +54,8 @@ struct EvaluationSlot {
     explicit EvaluationSlot(EvaluationNode& node);
 };
 
+/// Puts in place of each kernel that may change between runs the one for the run that begins now.
+/// @return whether there was any.
+bool fixForRun(std::vector<EvaluationSlot>& slots);
+
 } // namespace zrk

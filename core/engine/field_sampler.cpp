@@ -121,11 +121,20 @@ void FieldSampler::prepare()
 bool FieldSampler::run(ProgressMonitor* monitor)
 {
     prepare();
+    const std::vector<EvaluationSlot> chain = chainOfRun();
     if (hasInnerBuffers()) {
-        return runRanges(monitor);
+        return runRanges(chain, monitor);
     }
     BufferSink sink(*targetNode.sampleBuffer);
-    return sweepChain(sink, monitor);
+    return sweepChain(chain, sink, monitor);
+}
+
+/// What all contexts of a run are copies of, so that they have the same kernels.
+std::vector<EvaluationSlot> FieldSampler::chainOfRun() const
+{
+    std::vector<EvaluationSlot> chain = slots;
+    fixForRun(chain);
+    return chain;
 }
 
 /// A closure of somebody else's could observe how the samples are divided.
@@ -144,15 +153,15 @@ bool FieldSampler::hasInnerBuffers() const
 }
 
 /// Equal ranges, each filled buffer after buffer, so that a buffer is full before it is read.
-bool FieldSampler::runRanges(ProgressMonitor* monitor)
+bool FieldSampler::runRanges(const std::vector<EvaluationSlot>& chain, ProgressMonitor* monitor)
 {
     const std::int64_t n = domain->sampleCount();
-    const auto buffers = std::count_if(slots.begin(), slots.end(),
+    const auto buffers = std::count_if(chain.begin(), chain.end(),
                                        [](const EvaluationSlot& s) { return s.buffer && s.pending; });
     const auto total = static_cast<std::size_t>(n * buffers);
     needsBuild = false;
     const auto fill = [&](std::int64_t first, std::int64_t end, ProgressManager& manager) {
-        EvaluationContext context(slots);
+        EvaluationContext context(chain);
         const auto from = static_cast<std::int32_t>(first);
         const auto to = static_cast<std::int32_t>(end - 1);
         if (manager.getProgressMonitor() && end > first) {
@@ -179,24 +188,26 @@ bool FieldSampler::runRanges(ProgressMonitor* monitor)
 bool FieldSampler::sweep(BlockSink& sink, ProgressMonitor* monitor)
 {
     buildChain();
+    std::vector<EvaluationSlot> chain = chainOfRun();
     if (hasInnerBuffers()) {
-        if (!runRanges(monitor)) {
+        if (!runRanges(chain, monitor)) {
             return false;
         }
-        for (EvaluationSlot& slot : slots) {
+        for (EvaluationSlot& slot : chain) {
             slot.pending = slot.pending && !slot.buffer;
         }
     }
-    return sweepChain(sink, monitor);
+    return sweepChain(chain, sink, monitor);
 }
 
-bool FieldSampler::sweepChain(BlockSink& sink, ProgressMonitor* monitor)
+bool FieldSampler::sweepChain(const std::vector<EvaluationSlot>& chain, BlockSink& sink,
+                              ProgressMonitor* monitor)
 {
     const std::int64_t n = domain->sampleCount();
     const auto target = static_cast<std::size_t>(targetNode.slotIndex);
     needsBuild = false;
     const auto drain = [&](SampleRange& range, std::int64_t take, ProgressManager& manager) {
-        EvaluationContext context(slots);
+        EvaluationContext context(chain);
         for (;;) {
             const std::int64_t first = range.next.fetch_add(take, std::memory_order_relaxed);
             if (first >= range.end) {

@@ -53,10 +53,11 @@ public:
 private:
     void buildChain();
     void propagateDirty();
+    std::vector<EvaluationSlot> chainOfRun() const;
     bool hasForeignClosure() const;
     bool hasInnerBuffers() const;
-    bool runRanges(ProgressMonitor* monitor);
-    bool sweepChain(BlockSink& sink, ProgressMonitor* monitor);
+    bool runRanges(const std::vector<EvaluationSlot>& chain, ProgressMonitor* monitor);
+    bool sweepChain(const std::vector<EvaluationSlot>& chain, BlockSink& sink, ProgressMonitor* monitor);
 };
 
 } // namespace zrk

@@ -144,6 +144,19 @@ struct FromCoordinates {
     static const IntervalRecord& bounds(const BoundsRun& run, std::size_t) { return run.coordinates(); }
 };
 
+/// Two input pins, of which the second is read first, and then the position, which no argument takes. The
+/// formula's first argument is the second pin.
+struct FromSecondInputFirst {
+    static constexpr KernelReads reads(std::size_t) { return {2, true, ReadOrder::lastInputFirst}; }
+    static const double* record(EvaluationContext& context, std::size_t k)
+    {
+        return context.readInput(1 - k);
+    }
+    static const Block& block(BlockRun& run, std::size_t k) { return run.input(1 - k); }
+    static const IntervalRecord& bounds(const BoundsRun& run, std::size_t k) { return run.input(1 - k); }
+    static void readTheRest(EvaluationContext& context) { context.readCoordinates(); }
+};
+
 /// A kernel from a formula: a struct whose call operator is a template over the value type V
 /// and takes, for each input pin it reads, a V, a Tensor<N, V> or a Record<N, V>. It returns one of these;
 /// without a weight in the result, the weight of the first input is handed on.
@@ -173,6 +186,9 @@ public:
         // Copied, as a record may be gone after the next read.
         double records[kArity][kMaxRecord];
         readRecords(context, records, typename BatchCall::Indices{});
+        if constexpr (requires { Arguments::readTheRest(context); }) {
+            Arguments::readTheRest(context);
+        }
         const auto result =
             BatchCall::call(_formula, [&](std::size_t k, std::size_t c) { return Batch(records[k][c]); });
         Tensor<BatchCall::ResultForm::shape, double> value;
@@ -347,10 +363,10 @@ private:
 };
 
 /// The evaluator of a formula; the formula is taken by value and outlives later edits.
-template <class F>
+template <class Arguments = FromInputs, class F>
 Evaluation evaluator(F formula)
 {
-    return Evaluator(std::make_shared<FormulaKernel<F>>(std::move(formula)));
+    return Evaluator(std::make_shared<FormulaKernel<F, Arguments>>(std::move(formula)));
 }
 
 /// The evaluator of a formula of the position itself, for a component without input pins.
@@ -358,7 +374,7 @@ template <class F>
 Evaluation positionEvaluator(F formula)
 {
     static_assert(formula_detail::CallOf<F, Batch>::arity == 1, "a formula of one position");
-    return Evaluator(std::make_shared<FormulaKernel<F, FromCoordinates>>(std::move(formula)));
+    return evaluator<FromCoordinates>(std::move(formula));
 }
 
 } // namespace zrk

@@ -32,11 +32,16 @@ struct IntervalRecord {
     Interval<double> weight{0.0, 0.0};
 };
 
+/// In which order a kernel reads: inputs from the first to the last and then coordinates, coordinates first,
+/// or inputs from the last to the first. Seen by closures that aren't ours, which are run in this order.
+enum class ReadOrder { inputsFirst, coordinatesFirst, lastInputFirst };
+
 /// What a kernel reads of its node. The engine computes these blocks before it asks the kernel.
 struct KernelReads {
     static constexpr std::size_t kAll = static_cast<std::size_t>(-1);
     std::size_t inputs = kAll; ///< the first so many input pins
     bool coordinates = false;  ///< the positions that the node is asked at
+    ReadOrder order = ReadOrder::inputsFirst;
 };
 
 /// The running node's view of one block: its inputs, and the rows it writes. A kernel that
@@ -155,6 +160,9 @@ public:
     /// True when `block` touches no sample itself: it hands rows on and adds loops, which depend only on
     /// what rows its inputs have. The loops may run later, and again for other blocks over the same rows.
     virtual bool runsAsLoops() const { return false; }
+    /// The kernel that a whole run uses in this one's place, where this one may change between runs; null:
+    /// this one itself. The engine asks once when a run begins.
+    virtual std::shared_ptr<const Kernel> forRun() const { return nullptr; }
 };
 
 /// The closure around a kernel. The engine recognises it by its type as the target of an

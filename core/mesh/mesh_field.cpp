@@ -12,14 +12,16 @@ namespace {
 
 using Tree = BVH<double, 3, 3>;
 
-/// Parts of the mesh's size.
+/// Nearer to the surface than this part of the mesh's size, the winding number is computed in double.
 constexpr double kNearSurface = 1e-4;
-/// How far from a half an estimate must be to be believed: three times the largest error seen.
+/// An estimate of the winding number decides the sign if it differs from a half by more than this, which is
+/// three times the largest error seen.
 constexpr float kDoubt = 0.1f;
 
 std::uint64_t scrambled(std::int32_t from, std::int32_t to)
 {
-    // The finalizer of splitmix64, which turns nearby numbers into unrelated ones.
+    // The finalizer of splitmix64, which turns nearby numbers into unrelated ones. Source: Steele, Lea,
+    // Flood, "Fast splittable pseudorandom number generators", OOPSLA 2014, doi:10.1145/2660193.2660195.
     std::uint64_t x =
         (std::uint64_t{static_cast<std::uint32_t>(from)} << 32 | static_cast<std::uint32_t>(to)) +
         0x9e3779b97f4a7c15u;
@@ -28,8 +30,9 @@ std::uint64_t scrambled(std::int32_t from, std::int32_t to)
     return x ^ x >> 31;
 }
 
-/// Whether the edges cancel. Each adds a random number of its own, and its reverse the negative of it, so
-/// that a sum of zero by chance is as probable as guessing 64 bits.
+/// Whether each edge occurs as often in one direction as in the other. Each edge has a random number, which
+/// is added in one direction and subtracted in the other. The sum then is zero, and otherwise it is zero
+/// only as probably as one guesses 64 bits.
 bool edgesCancel(const std::vector<std::int32_t>& indices, std::int32_t triangleCount)
 {
     std::atomic<std::uint64_t> sum{0};
@@ -48,18 +51,15 @@ bool edgesCancel(const std::vector<std::int32_t>& indices, std::int32_t triangle
     return sum == 0;
 }
 
-double sizeOf(const Tree::Box& box)
+double sizeOf(const Box<double>& box)
 {
-    double size = 0.0;
-    for (std::size_t i = 0; i < 3; ++i) {
-        size = std::max(size, box.max[i] - box.min[i]);
-    }
-    return size;
+    const Vector3 size = box.size();
+    return std::max({0.0, size[0], size[1], size[2]});
 }
 
-/// Whether the distance to every triangle is, but for what doesn't matter to the sign, the true one. The
-/// formula cuts small areas off, and then may give a corner's distance for an edge's. In meshes of ordinary
-/// size that happens to slivers and dust only.
+/// Whether `closestPointOnTriangle` gives the true distance of every triangle, but for errors too small to
+/// matter to the sign. For triangles of very small area it may give the distance of a corner where that of an
+/// edge is smaller. In meshes of ordinary size such triangles are slivers, or tiny altogether.
 bool hasTrueDistances(const Tree& tree, double size)
 {
     constexpr double kOrdinarySize = 1.0;
@@ -76,12 +76,6 @@ bool hasTrueDistances(const Tree& tree, double size)
         }
     }
     return true;
-}
-
-double squaredDistance(const double* a, const double* b)
-{
-    const Tensor<3, double> d = pointAt(a) - pointAt(b);
-    return dot(d, d);
 }
 
 } // namespace
@@ -103,7 +97,7 @@ MeshWindingField::MeshWindingField(std::vector<double>&& vertices, std::vector<s
                                                                : std::numeric_limits<double>::infinity())
 {
     _bvh.buildHierarchy();
-    _bvh.codes = {}; // memory that is of no more use
+    _bvh.codes = {}; // only the build needed them
     _moments.emplace(_bvh);
     _search.emplace(_bvh);
     if (_search->triangles()) {
@@ -111,28 +105,28 @@ MeshWindingField::MeshWindingField(std::vector<double>&& vertices, std::vector<s
     }
 }
 
-TriangleSearch::Nearest MeshWindingField::nearest(const double* point, const Trail& trail) const
+TriangleSearch::Nearest MeshWindingField::nearest(const Vector3& point, const Trail& trail) const
 {
     const bool isNear = trail.triangle != -1 && _search->isHint(trail.point, point);
     return _search->nearest(point, isNear ? trail.triangle : -1);
 }
 
-double MeshWindingField::meshDistance(const double* point, Trail& trail) const
+double MeshWindingField::meshDistance(const Vector3& point, Trail& trail) const
 {
     const TriangleSearch::Nearest found = nearest(point, trail);
     trail.triangle = found.triangle;
-    std::copy_n(point, 3, trail.point);
+    trail.point = point;
     trail.knowsSide = false;
     return found.distance;
 }
 
-double MeshWindingField::signedDistance(const double* point) const
+double MeshWindingField::signedDistance(const Vector3& point) const
 {
     Trail trail;
     return signedDistance(point, trail);
 }
 
-double MeshWindingField::signedDistance(const double* point, Trail& trail) const
+double MeshWindingField::signedDistance(const Vector3& point, Trail& trail) const
 {
     const TriangleSearch::Nearest found = nearest(point, trail);
     if (found.triangle == -1) {
@@ -142,12 +136,30 @@ double MeshWindingField::signedDistance(const double* point, Trail& trail) const
     trail.distance = found.distance;
     trail.triangle = found.triangle;
     trail.isInside = inside;
-    trail.knowsSide = _isClosed && found.distance >= _nearSurface;
-    std::copy_n(point, 3, trail.point);
+    trail.knowsSide = _isClosed && isAccurate() && found.distance >= _nearSurface;
+    trail.point = point;
     return inside ? -found.distance : found.distance;
 }
 
-bool MeshWindingField::isInside(const double* point, double distance, const Trail& trail) const
+double MeshWindingField::value(const Vector3& point) const
+{
+    Trail trail;
+    return value(point, trail);
+}
+
+double MeshWindingField::value(const Vector3& point, Trail& trail) const
+{
+    if (mode >= 2) {
+        return meshDistance(point, trail);
+    }
+    const double distance = signedDistance(point, trail);
+    return mode == 0 ? std::copysign(1.0, distance) : distance;
+}
+
+/// Whether the winding number is near enough to the true one for a sign to be taken from an estimate of that.
+bool MeshWindingField::isAccurate() const { return order != 0 && beta >= 2.0; }
+
+bool MeshWindingField::isInside(const Vector3& point, double distance, const Trail& trail) const
 {
     // A little less than the distance, which is rounded.
     constexpr double kSurely = 0.999999;
@@ -158,11 +170,10 @@ bool MeshWindingField::isInside(const double* point, double distance, const Trai
     return isInside(point, distance);
 }
 
-bool MeshWindingField::isInside(const double* point, double distance) const
+bool MeshWindingField::isInside(const Vector3& point, double distance) const
 {
-    if (_estimate && distance >= _nearSurface) {
-        float local[3];
-        _search->triangles()->frame.toLocal(point, local);
+    if (_estimate && isAccurate() && distance >= _nearSurface) {
+        const Tensor<3, float> local = _search->triangles()->frame.toLocal(point);
         if (!LocalFrame::isOutOfReach(local)) {
             const WindingEstimate::Estimate estimate = _estimate->at(local);
             if (std::abs(estimate.value - 0.5f) > kDoubt * std::max(1.0f, estimate.total)) {

@@ -3,7 +3,9 @@
 #include "core/mesh/search/bvh.h"
 #include "core/mesh/search/triangle_search.h"
 #include "core/mesh/winding/winding_estimate.h"
+#include "core/mesh/winding/winding_moments.h"
 #include "core/mesh/winding/winding_number.h"
+#include "core/values/vector3.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,28 +15,37 @@
 
 namespace zrk {
 
-/// The signed distance field of a triangle mesh, and the data that make it fast. The distance is that of the
-/// hierarchy's search, bit for bit; the sign is negative where the winding number exceeds a half, so that
-/// open and imperfect meshes have an inside too. Lengths in model units.
+/// The signed distance field of a triangle mesh, and the data that make it fast. The distance has the bits of
+/// the hierarchy's exact search. It is negative where the winding number exceeds a half, so that open and
+/// imperfect meshes have an inside too. Lengths in model units.
 ///
-/// Immutable; safe to query from many threads at once.
+/// Safe to query from many threads at once. The three settings are made before it is shared.
 class MeshWindingField {
 public:
-    /// What a query of a near point leaves for the next one. It makes queries faster and changes no result.
+    /// Of the winding number's expansion: 0, 1 or 2 (see `windingNumber`).
+    std::int32_t order = 1;
+    /// What `value` gives: 0 the sign alone, as -1 and 1; 1 the signed distance; 2 the distance without a
+    /// sign.
+    std::int32_t mode = 1;
+    /// Accuracy of the winding number: a group of triangles is far when it is farther than so many times its
+    /// radius.
+    double beta = 2.0;
+
+    /// What a query leaves for the next one, at a point nearby. It makes that one faster and changes no
+    /// result. A new one serves any point; one trail belongs to one field, as it is set up, and one thread.
     struct Trail {
-        double point[3] = {};
+        Vector3 point{};
         double distance = 0.0;
         std::int32_t triangle = -1;
         bool isInside = false;
-        bool knowsSide = false; ///< `isInside` holds everywhere nearer to the point than `distance`
+        bool knowsSide = false; ///< `isInside` holds for all points nearer to `point` than `distance`
     };
 
-    /// Takes a mesh; builds on several threads and returns when all is done.
+    /// Takes a mesh over, builds all on several threads and returns when they are done.
     ///
     /// @param vertices  three coordinates a vertex.
     /// @param indices   three vertices a triangle, counter-clockwise as seen from outside; each in range. One
-    /// or
-    ///                  two at the end that make no triangle are left out.
+    ///                  or two at the end that make no whole triangle take no part.
     /// Throws std::invalid_argument when there is no triangle.
     MeshWindingField(std::vector<double> vertices, std::vector<std::int32_t> indices);
     MeshWindingField(const MeshWindingField&) = delete;
@@ -45,23 +56,34 @@ public:
     const std::vector<double>& vertices() const { return _vertices; }
     const BVH<double, 3, 3>& bvh() const { return _bvh; }
 
-    /// Whether every edge is run along as often in one direction as in the other. Then the winding number
-    /// can't change but where the mesh is crossed.
+    /// Whether the triangles run along every edge as often in one direction as in the other. If so, the
+    /// winding number changes nowhere but across a triangle.
     bool isClosed() const { return _isClosed; }
 
     /// Distance to the nearest triangle; the largest double for points that aren't finite and for meshes
     /// without a finite triangle.
-    double meshDistance(const double* point) const { return _search->nearest(point).distance; }
+    double meshDistance(const Vector3& point) const { return _search->nearest(point).distance; }
     /// The same for one point after the other, each near the one before.
-    double meshDistance(const double* point, Trail& trail) const;
-    /// The winding number by the hierarchy.
-    double windingNumber(const double* point) const { return zrk::windingNumber(_bvh, *_moments, point); }
-    /// Distance, negative inside.
-    double signedDistance(const double* point) const;
+    double meshDistance(const Vector3& point, Trail& trail) const;
+    /// The winding number by the hierarchy, with `order` and `beta`.
+    double windingNumber(const Vector3& point) const
+    {
+        return zrk::windingNumber(_bvh, *_moments, point, order, beta);
+    }
+    /// Distance, negative where the winding number exceeds a half.
+    double signedDistance(const Vector3& point) const;
     /// The same for one point after the other, each near the one before.
-    double signedDistance(const double* point, Trail& trail) const;
+    double signedDistance(const Vector3& point, Trail& trail) const;
+    /// What `mode` asks for.
+    double value(const Vector3& point) const;
+    /// The same for one point after the other, each near the one before.
+    double value(const Vector3& point, Trail& trail) const;
 
-    /// Memory beside vertices and indices.
+    /// The record of inner node `index` of the hierarchy or, with n triangles, of triangle `index - (n - 1)`.
+    /// Not kept as a whole: takes O(triangles below the node).
+    WindingMoments moments(std::int32_t index) const { return _moments->record(_bvh, index); }
+
+    /// The memory that it takes beside vertices and indices.
     std::size_t bytes() const;
 
 private:
@@ -71,15 +93,16 @@ private:
     std::vector<double> _vertices;
     std::vector<std::int32_t> _indices;
     BVH<double, 3, 3> _bvh;
-    std::optional<MeshMoments> _moments; ///< these two always hold something
-    std::optional<TriangleSearch> _search;
+    std::optional<MeshMoments> _moments;   ///< there once the hierarchy is
+    std::optional<TriangleSearch> _search; ///< likewise
     std::optional<WindingEstimate> _estimate;
     bool _isClosed;
-    double _nearSurface; ///< distance below which the estimate isn't good enough
+    double _nearSurface; ///< at smaller distances the estimate of the winding number isn't good enough
 
-    TriangleSearch::Nearest nearest(const double* point, const Trail& trail) const;
-    bool isInside(const double* point, double distance) const;
-    bool isInside(const double* point, double distance, const Trail& trail) const;
+    TriangleSearch::Nearest nearest(const Vector3& point, const Trail& trail) const;
+    bool isAccurate() const;
+    bool isInside(const Vector3& point, double distance) const;
+    bool isInside(const Vector3& point, double distance, const Trail& trail) const;
 };
 
 } // namespace zrk

@@ -87,15 +87,15 @@ void RasterConvolver::padKernel()
 }
 
 /// The middle of a padded volume comes to its start, and the nodes of the image are taken from there.
-void RasterConvolver::cropResult(Volume& output) const
+void RasterConvolver::crop(const Volume& padded, Volume& output) const
 {
-    const auto& n = paddedImage.dims;
+    const auto& n = padded.dims;
     output.resize(image.dims);
     double* out = output.data.data();
     forEachNode(image.dims, [&](std::int32_t i, std::int32_t j, std::int32_t k) {
-        *out++ = paddedImage.data[index(paddedImage, (i + leading(padding(0)) + n[0] / 2) % n[0],
-                                        (j + leading(padding(1)) + n[1] / 2) % n[1],
-                                        (k + leading(padding(2)) + n[2] / 2) % n[2])];
+        *out++ = padded.data[index(padded, (i + leading(padding(0)) + n[0] / 2) % n[0],
+                                   (j + leading(padding(1)) + n[1] / 2) % n[1],
+                                   (k + leading(padding(2)) + n[2] / 2) % n[2])];
     });
 }
 
@@ -115,8 +115,10 @@ void RasterConvolver::convolve(Volume& output)
     for (std::size_t i = 0; i < imageSpectrum.size(); ++i) {
         imageSpectrum[i] *= kernelSpectrum[i];
     }
-    complexToReal(paddedImage.dims, imageSpectrum.data(), paddedImage.data.data(), threadCount);
-    cropResult(output);
+    Volume result;
+    result.resize(paddedImage.dims);
+    complexToReal(result.dims, imageSpectrum.data(), result.data.data(), threadCount);
+    crop(result, output);
 }
 
 } // namespace zrk

@@ -9,21 +9,25 @@
 
 namespace zrk {
 
-/// Convolution of a volume with any kernel, by Fourier transforms of both, which are padded to the sum of
-/// their sizes. Memory is some thirty times the image's; for a Gaussian, `gaussianBlur` gives the same
-/// numbers with hardly any.
+/// Convolution of a volume with any weights (its kernel), by Fourier transforms of both, which are padded to
+/// the sum of their sizes. This takes some thirty times the image's memory; for Gaussian weights,
+/// `gaussianBlur` gives the same numbers with hardly any.
 ///
-/// The kernel's middle is between its two middle nodes where their number is even, so that the result lies
-/// half a node further along that axis; by a whole node where the image's number of nodes is even and the
-/// kernel's odd.
+/// The middle of the weights lies between the two middle nodes of an axis where their number is even, so that
+/// the result lies half a node further along that axis; by a whole node where the image's number of nodes is
+/// even and that of the weights odd.
 ///
-/// Fill in `image`, `kernel`, `threadCount` and `boundaryMode`, and set `kernelDirty` whenever the kernel or
-/// the size of the image has changed. An object belongs to one thread.
+/// The caller fills in `image`, `kernel`, `threadCount` and `boundaryMode`, and sets `kernelDirty` whenever
+/// the weights or the size of the image have changed. An object belongs to one thread.
+///
+/// Source of the method: the convolution theorem, as in Press, Teukolsky, Vetterling, Flannery, "Numerical
+/// Recipes", 3rd edition, 2007, section 13.1. Here the weights stand in the middle of the padded volume,
+/// which is where the shifts come from.
 class RasterConvolver {
 public:
     using Volume = Raster<1, 3, double>;
 
-    Volume kernel;
+    Volume kernel; ///< the weights, in any size
     Volume paddedKernel;
     Volume image;
     Volume paddedImage;
@@ -32,17 +36,18 @@ public:
     std::size_t threadCount = 1;
     bool kernelDirty = true;
     /// What lies beyond the image: 2 repeats its border, 1 is zero; 0 is zero too, but only as far as the
-    /// kernel is larger than the image, whose ends meet otherwise.
+    /// weights are larger than the image, whose ends meet otherwise.
     std::int32_t boundaryMode = 0;
 
-    /// @param output  takes the size of the image, which it may not be.
+    /// Replaces `output`, which must not be `image`, by the convolved image in the same size. Without image
+    /// or without weights, it becomes a copy of the image.
     void convolve(Volume& output);
 
 private:
     std::int32_t padding(int axis) const;
     void padImage();
     void padKernel();
-    void cropResult(Volume& output) const;
+    void crop(const Volume& padded, Volume& output) const;
 };
 
 } // namespace zrk

@@ -10,7 +10,7 @@
 /// The transforms that rasters and transport use, all by pocketfft.
 namespace zrk {
 
-/// The smallest length from n on whose real transform is quick.
+/// Returns the smallest length from n on whose real transform is quick.
 std::size_t quickTransformLength(std::size_t n);
 
 /// Fourier transform of real lines of one length, as many side by side as a batch has lanes.
@@ -50,18 +50,20 @@ private:
     std::unique_ptr<const Plan> _plan;
 };
 
-/// Half spectrum of a block, axis 0 running fastest in both; axis 2 is the halved one, with dims[2] / 2 + 1
-/// coefficients. A block without values is left alone.
+/// Writes the half spectrum of a block, axis 0 running fastest in both. Axis 2 is the halved one, with
+/// dims[2] / 2 + 1 coefficients. Nothing is written for a block without values.
+///
+/// @param threads  0 means all processors.
 void realToComplex(const std::int32_t (&dims)[3], const double* block, std::complex<double>* spectrum,
                    std::size_t threads);
-/// Undoes `realToComplex`. The spectrum is kept.
+/// Undoes `realToComplex`. The spectrum stays as it is.
 void complexToReal(const std::int32_t (&dims)[3], const std::complex<double>* spectrum, double* block,
                    std::size_t threads);
 
-/// Cosine transform of type 2 of a block in place along its three axes, axis 2 running fastest; not
-/// normalized. A block without values is left alone.
+/// Transforms a block in place along its three axes, axis 2 running fastest, by the cosine transform of type
+/// 2, not normalized. A block without values is left alone.
 void cosineTransform(const std::int32_t (&dims)[3], double* block, std::size_t threads);
-/// Type 3 over 8 * dims[0] * dims[1] * dims[2]: undoes `cosineTransform`.
+/// Undoes `cosineTransform`, by the cosine transform of type 3 over 8 * dims[0] * dims[1] * dims[2].
 void inverseCosineTransform(const std::int32_t (&dims)[3], double* block, std::size_t threads);
 
 } // namespace zrk

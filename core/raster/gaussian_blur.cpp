@@ -19,16 +19,16 @@ namespace {
 
 using Volume = Raster<1, 3, double>;
 
-/// A kernel along one axis, for sums over a line that is read ahead: output j is the sum of
+/// Weights along one axis, for sums over a line that is read ahead: output j is the sum of
 /// weights[u] * line[j + u - before], indices beyond the line being those of its ends.
-struct LineKernel {
+struct LineWeights {
     std::vector<double> weights;
     std::int32_t before;
 };
 
 /// The part of the Gaussian that varies along an axis, with sum 1, without the ends that can't be seen in a
 /// double.
-LineKernel lineKernel(const GridBox<double>& grid, double radius, int axis, std::int32_t imageNodes)
+LineWeights lineWeights(const GridBox<double>& grid, double radius, int axis, std::int32_t imageNodes)
 {
     constexpr double kUnseen = 1e-19;
     const std::int32_t n = grid.region.dimensions()[axis];
@@ -48,24 +48,24 @@ LineKernel lineKernel(const GridBox<double>& grid, double radius, int axis, std:
     const auto last = std::find_if(weights.rbegin(), weights.rend(), isSeen).base();
 
     // RasterConvolver's padding, rotation and cropping together: output j is the sum of
-    // kernel[k] * line[j + ahead - k].
+    // weights[k] * line[j + ahead - k].
     const std::int32_t ahead = (imageNodes + n) / 2 - imageNodes / 2 - 1;
-    LineKernel kernel;
-    kernel.before = static_cast<std::int32_t>(last - weights.begin()) - 1 - ahead;
-    kernel.weights.assign(std::make_reverse_iterator(last), std::make_reverse_iterator(first));
-    for (double& weight : kernel.weights) {
+    LineWeights line;
+    line.before = static_cast<std::int32_t>(last - weights.begin()) - 1 - ahead;
+    line.weights.assign(std::make_reverse_iterator(last), std::make_reverse_iterator(first));
+    for (double& weight : line.weights) {
         weight /= sum;
     }
-    return kernel;
+    return line;
 }
 
-/// Sums of a LineKernel over lines side by side, by their transforms.
+/// Sums of a LineWeights over lines side by side, by their transforms.
 class LineSums {
 public:
     LineSums(const std::vector<double>& weights, std::size_t outputs)
         : _transform(quickTransformLength(outputs + weights.size() - 1))
     {
-        // Sums that read ahead are a convolution with the mirrored kernel.
+        // Sums that read ahead are a convolution with the mirrored weights.
         const std::size_t n = _transform.length();
         std::vector<Batch> mirrored(n, Batch(0.0));
         for (std::size_t u = 0; u < weights.size(); ++u) {
@@ -116,17 +116,17 @@ VolumeLines linesAlong(Volume& volume, int axis)
     return {volume.data.data(), dims, strides, axis};
 }
 
-void blurAlong(Volume& image, int axis, const LineKernel& kernel, std::size_t threads)
+void blurAlong(Volume& image, int axis, const LineWeights& line, std::size_t threads)
 {
     const VolumeLines lines = linesAlong(image, axis);
-    const LineSums sums(kernel.weights, lines.length());
+    const LineSums sums(line.weights, lines.length());
     const std::size_t bundles = (lines.count() + Batch::size - 1) / Batch::size;
     std::atomic<std::size_t> next{0};
     runTeam(std::min(threads, bundles), [&](std::size_t, std::size_t) {
         std::vector<Batch> bundle(sums.extendedLength());
         for (std::size_t b = next++; b < bundles; b = next++) {
             const std::size_t first = b * Batch::size;
-            lines.read(first, lines.bundle(first), kernel.before, bundle.size(), bundle.data());
+            lines.read(first, lines.bundle(first), line.before, bundle.size(), bundle.data());
             sums.run(bundle.data());
             lines.write(first, lines.bundle(first), bundle.data());
         }
@@ -138,11 +138,11 @@ bool isFinite(const Volume& volume)
     return std::all_of(volume.data.begin(), volume.data.end(), [](double v) { return std::isfinite(v); });
 }
 
-void convolve(Volume& image, const GridBox<double>& kernelGrid, double radius, std::size_t threads)
+void convolve(Volume& image, const GridBox<double>& weightGrid, double radius, std::size_t threads)
 {
     RasterConvolver convolver;
     convolver.image = std::move(image);
-    convolver.kernel = gaussianKernel(kernelGrid, radius);
+    convolver.kernel = gaussianKernel(weightGrid, radius);
     convolver.threadCount = threads;
     convolver.boundaryMode = 2;
     convolver.convolve(image);
@@ -150,23 +150,23 @@ void convolve(Volume& image, const GridBox<double>& kernelGrid, double radius, s
 
 } // namespace
 
-void gaussianBlur(Volume& image, const GridBox<double>& kernelGrid, double radius, std::size_t threads)
+void gaussianBlur(Volume& image, const GridBox<double>& weightGrid, double radius, std::size_t threads)
 {
     // Below this a weight has lost digits to the smallest exponent, and products of lines' weights differ.
     constexpr double kLeastExactWeight = 1e-290;
-    const auto& dims = kernelGrid.region.dimensions();
-    const double largest = gaussianWeight(kernelGrid, radius, dims[0] / 2, dims[1] / 2, dims[2] / 2);
-    const bool isNumber = !std::isnan(gaussianWeight(kernelGrid, radius, 0, 0, 0)); // else squares overflow
+    const auto& dims = weightGrid.region.dimensions();
+    const double largest = gaussianWeight(weightGrid, radius, dims[0] / 2, dims[1] / 2, dims[2] / 2);
+    const bool isNumber = !std::isnan(gaussianWeight(weightGrid, radius, 0, 0, 0)); // else squares overflow
     const std::size_t workers = workerCount(threads);
     if (!isFinite(image)) {
         std::fill(image.data.begin(), image.data.end(), std::numeric_limits<double>::quiet_NaN());
     } else if (largest == 0.0) {
         std::fill(image.data.begin(), image.data.end(), 0.0);
     } else if (!(largest > kLeastExactWeight) || !isNumber) {
-        convolve(image, kernelGrid, radius, workers);
+        convolve(image, weightGrid, radius, workers);
     } else if (!image.data.empty()) {
         for (int axis = 0; axis < 3; ++axis) {
-            blurAlong(image, axis, lineKernel(kernelGrid, radius, axis, image.dims[axis]), workers);
+            blurAlong(image, axis, lineWeights(weightGrid, radius, axis, image.dims[axis]), workers);
         }
     }
 }

@@ -37,9 +37,9 @@ double gaussianWeight(const GridBox<double>& grid, double radius, std::int32_t i
 Raster<1, 3, double> gaussianKernel(const GridBox<double>& grid, double radius)
 {
     const auto& dims = grid.region.dimensions();
-    Raster<1, 3, double> kernel(dims[0], dims[1], dims[2]);
+    Raster<1, 3, double> weights(dims[0], dims[1], dims[2]);
     double sum = 0.0;
-    double* weight = kernel.data.data();
+    double* weight = weights.data.data();
     for (std::int32_t k = 0; k < dims[2]; ++k) {
         for (std::int32_t j = 0; j < dims[1]; ++j) {
             for (std::int32_t i = 0; i < dims[0]; ++i) {
@@ -50,11 +50,11 @@ Raster<1, 3, double> gaussianKernel(const GridBox<double>& grid, double radius)
     }
     if (sum != 0.0) {
         const double factor = 1.0 / sum;
-        for (double& value : kernel.data) {
+        for (double& value : weights.data) {
             value *= factor;
         }
     }
-    return kernel;
+    return weights;
 }
 
 } // namespace zrk

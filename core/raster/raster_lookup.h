@@ -11,7 +11,7 @@
 
 namespace zrk {
 
-/// The value types that pixels can be looked up in.
+/// The value types that a lookup can compute in.
 template <class V>
 concept LooksUp = std::same_as<V, double> || std::same_as<V, Batch>;
 
@@ -38,8 +38,8 @@ struct LookupAxis {
     {}
 };
 
-/// The remainder of a whole number by `count`, from 0 to count - 1, exact for every finite index; NaN gives
-/// 0.
+/// Returns the remainder of a whole number by `count`, from 0 to count - 1, exact for every finite index. NaN
+/// gives 0.
 double wrappedIndex(double index, const LookupAxis& axis);
 /// The same lane by lane, without a limit on the index.
 Batch wrappedLanes(const Batch& index, const LookupAxis& axis);
@@ -57,7 +57,7 @@ inline Batch wrappedIndex(const Batch& index, const LookupAxis& axis)
     return select(remainder < axis.count, remainder, remainder - axis.count);
 }
 
-/// The nearest number from 0 to count - 1; NaN gives 0.
+/// Returns the nearest number from 0 to count - 1. NaN gives 0.
 template <class V>
 V clampedIndex(const V& index, const LookupAxis& axis)
 {
@@ -65,7 +65,7 @@ V clampedIndex(const V& index, const LookupAxis& axis)
 }
 
 /// Linear interpolation between the pixels of a raster of D axes with C channels, D and C from 1 to 4:
-/// bilinear in a picture, trilinear in a volume.
+/// bilinear in an image, trilinear in a volume.
 ///
 /// The coordinates run from 0 at the centre of the first pixel to 1 at the centre of the last. Beyond these,
 /// `Border::Clamp` repeats the last pixel. `Border::Wrap` starts over after one more cell, between the last
@@ -76,8 +76,11 @@ V clampedIndex(const V& index, const LookupAxis& axis)
 /// 0; the weight is the product over the axes, axis 0 first. A neighbour of weight 0 takes part, so a pixel
 /// that isn't finite spreads to its whole neighbourhood.
 ///
-/// A formula over double and Batch, with the same bits. Holds the raster by shared ownership; safe from many
-/// threads at once. Without an allocation; copying costs a count.
+/// A formula over double and Batch, with the same bits. It holds the raster by shared ownership and is safe
+/// from many threads at once. A call allocates nothing; a copy costs one count of the owners.
+///
+/// Source of the method: Press, Teukolsky, Vetterling, Flannery, "Numerical Recipes", 3rd edition, 2007,
+/// section 3.6. Here coordinates outside of the raster have a value, too.
 template <int C, int D, Border kBorder>
 class RasterLookup {
 public:

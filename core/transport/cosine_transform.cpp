@@ -3,6 +3,7 @@
 #include "core/raster/fourier.h"
 
 #include <cmath>
+#include <numbers>
 
 namespace zrk::fft {
 
@@ -26,7 +27,7 @@ namespace zrk::optimalTransport {
 
 std::vector<double> laplacianEigenvalues(std::int32_t n)
 {
-    constexpr double kPi = 3.141592653589793;
+    constexpr double kPi = std::numbers::pi;
     std::vector<double> values;
     for (std::int32_t m = 0; m < n; ++m) {
         values.push_back((2.0 * std::cos(kPi * m / n) - 2.0) * n * n);

@@ -50,8 +50,10 @@ private:
 
 namespace zrk::optimalTransport {
 
-/// Eigenvalues of the second difference with step 1 / n, over cosines of m half waves on n cells whose ends
-/// let nothing pass: (2 cos(pi m / n) - 2) n^2 for m = 0 to n - 1.
+/// Returns the eigenvalues of the second difference with step 1 / n on n cells whose ends let nothing pass.
+/// Its eigenvectors are cosines of m half waves: (2 cos(pi m / n) - 2) n^2 for m = 0 to n - 1.
+///
+/// Source: Strang, "The discrete cosine transform", SIAM Review 41(1), 1999, doi:10.1137/S0036144598336745.
 std::vector<double> laplacianEigenvalues(std::int32_t n);
 
 /// A cosine transform that knows the spectrum of the Laplacian on the unit box without flux through its
@@ -63,15 +65,19 @@ template <>
 class DCT<double> final : public fft::DCTPocket<double> {
 public:
     void resize(std::int32_t n0, std::int32_t n1, std::int32_t n2) override;
-    /// Of one axis, as many as its extent.
+    /// Those of one axis, as many as its extent.
     const std::vector<double>& eigenvalues(int axis) const { return _eigenvalues[axis]; }
 
 private:
     std::vector<double> _eigenvalues[3];
 };
 
-/// Replaces the values r of the transform by phi with -Laplacian(phi) = r, up to a constant. What r has of a
-/// constant, for which there is no phi, comes out negated.
+/// Replaces the values r of the transform by a phi with -Laplacian(phi) = r. The mean of r, for which there
+/// is no phi, comes out negated.
+///
+/// Source of the method: Press, Teukolsky, Vetterling, Flannery, "Numerical Recipes", 3rd edition, 2007,
+/// section 20.4: a cosine transform, a division of each coefficient by its eigenvalue, and the transform
+/// back.
 void applyInverseLaplacian(DCT<double>& dct);
 
 } // namespace zrk::optimalTransport

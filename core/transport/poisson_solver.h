@@ -10,15 +10,19 @@
 
 namespace zrk::optimalTransport {
 
-/// Solves -Laplacian(phi) = r on the unit box of space and time without flux through its faces: the
-/// differences that `applyInverseLaplacian` gives, to within rounding. What r has of a constant is ignored.
+/// Solves -Laplacian(phi) = r on the unit box of space and time without flux through its faces. The result
+/// has the differences that `applyInverseLaplacian` gives, to within rounding. The mean of r is ignored.
 ///
 /// Cosine transforms along x and y leave a tridiagonal system in time for each pair of waves, which is solved
 /// by elimination with reciprocals that are found once. This takes about half the time of transforms along
 /// all three axes and a division.
 ///
 /// The three parts are to be run one after the other, each on all its items, which any number of threads may
-/// share. Immutable; memory is one double a cell.
+/// share. A solver is immutable and takes one double a cell.
+///
+/// Source of the method: Hockney, "A fast direct solution of Poisson's equation using Fourier analysis",
+/// Journal of the ACM 12(1), 1965, doi:10.1145/321250.321259. Here with cosines along two axes, and with
+/// plain elimination, without his cyclic reduction.
 class PoissonSolver {
 public:
     explicit PoissonSolver(const SpaceTimeGrid& grid);

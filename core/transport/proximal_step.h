@@ -12,19 +12,23 @@ struct CellFlow {
     V density;
 };
 
-/// One step of the dual variable: ascent, and what remains of it beyond the proximal point of the cost
-/// |momentum|^2 / density.
+/// One step of the dual variable: it ascends, and then keeps what lies beyond the proximal point of the cost
+/// |momentum|^2 / density (Moreau's decomposition).
 ///
 /// The density of that point is the root of a cubic, approached by exactly three Newton steps from the
-/// density before. From near or below -2 / sigma they don't converge, which pictures with black
-/// pixels can reach; the iteration then amplifies rounding.
+/// density before. From near or below -2 / sigma they don't converge. Images with black pixels can get there;
+/// the iteration then amplifies rounding.
+///
+/// Source: Papadakis, Peyre, Oudet, cited at DynamicTransportSolver. Here without their factor 1/2 of the
+/// cost, and with a floor and a ceiling of the density.
 struct ProximalStep {
     double sigma;
     double minimumDensity; ///< floor of the density
 
+    /// @param dual     is replaced by the dual variable after the step.
     /// @param flow     the interpolated flow.
-    /// @param offset   what the fixed faces of first and last time add to the density.
-    /// @param ceiling  greatest density; infinity, or the minimum where a cell is closed.
+    /// @param offset   what the fixed faces of the first and the last time add to the density.
+    /// @param ceiling  the greatest density; infinity, or `minimumDensity` where a cell is closed.
     template <class V>
     void operator()(CellFlow<V>& dual, const CellFlow<V>& flow, const V& offset, const V& ceiling) const
     {

@@ -29,7 +29,7 @@ void scaleTo(double total, double* values, std::size_t count)
     std::transform(values, values + count, values, [factor](double v) { return v * factor; });
 }
 
-bool haveSameExtents(const Picture& a, const Picture& b)
+bool haveSameExtents(const Image& a, const Image& b)
 {
     return a.dims[0] == b.dims[0] && a.dims[1] == b.dims[1];
 }
@@ -92,8 +92,8 @@ private:
     std::exception_ptr _failure; ///< guarded by _mutex
 };
 
-DynamicTransportSolver::DynamicTransportSolver(const Picture& imageA, const Picture& imageB,
-                                               std::int32_t steps, const Picture* obstacle)
+DynamicTransportSolver::DynamicTransportSolver(const Image& imageA, const Image& imageB, std::int32_t steps,
+                                               const Image* obstacle)
     : _grid(imageA.dims[0], imageA.dims[1], steps),
       _solution(_grid),
       _extrapolated(_grid),
@@ -105,15 +105,14 @@ DynamicTransportSolver::DynamicTransportSolver(const Picture& imageA, const Pict
       _planes(_grid, kPlaneCount),
       _proximalStep{kSigma, 1e9}
 {
-    takePictures(imageA, imageB, obstacle);
+    takeImages(imageA, imageB, obstacle);
     start();
 }
 
-void DynamicTransportSolver::takePictures(const Picture& imageA, const Picture& imageB,
-                                          const Picture* obstacle)
+void DynamicTransportSolver::takeImages(const Image& imageA, const Image& imageB, const Image* obstacle)
 {
     const std::size_t cells = _grid.planeCells();
-    const auto take = [&](const Picture& image, Plane to) {
+    const auto take = [&](const Image& image, Plane to) {
         std::copy_n(image.data.data(), cells, _planes.plane(to));
         const double mass = sumOf(image.data.data(), cells);
         const double factor = mass == 0.0 ? 1.0 : 1.0 / mass;
@@ -123,12 +122,12 @@ void DynamicTransportSolver::takePictures(const Picture& imageA, const Picture& 
             _proximalStep.minimumDensity = std::min(_proximalStep.minimumDensity, pixel);
         }
     };
-    take(imageA, kFirstPicture);
-    take(imageB, kLastPicture);
+    take(imageA, kFirstImage);
+    take(imageB, kLastImage);
     for (std::size_t n = 0; n < cells; ++n) {
         const bool isClosed = obstacle && obstacle->data[n] > 0.0;
-        _planes.plane(kFirstOffset)[n] = 0.5 * plane(kFirstPicture)[n];
-        _planes.plane(kLastOffset)[n] = 0.5 * plane(kLastPicture)[n];
+        _planes.plane(kFirstOffset)[n] = 0.5 * plane(kFirstImage)[n];
+        _planes.plane(kLastOffset)[n] = 0.5 * plane(kLastImage)[n];
         _planes.plane(kCeiling)[n] =
             isClosed ? _proximalStep.minimumDensity : std::numeric_limits<double>::infinity();
         _openX.plane(0)[n] = (n + 1) % _grid.width != 0 ? 1.0 : 0.0;
@@ -143,7 +142,7 @@ void DynamicTransportSolver::start()
     for (std::size_t k = 1; k < _grid.steps; ++k) {
         const double t = static_cast<double>(k) / static_cast<double>(_grid.steps);
         for (std::size_t n = 0; n < _grid.planeCells(); ++n) {
-            const double rho = (1.0 - t) * plane(kFirstPicture)[n] + t * plane(kLastPicture)[n];
+            const double rho = (1.0 - t) * plane(kFirstImage)[n] + t * plane(kLastImage)[n];
             _solution.density.plane(k - 1)[n] = rho;
             _extrapolated.density.plane(k - 1)[n] = rho;
         }
@@ -181,12 +180,12 @@ DynamicTransportSolver::Faces DynamicTransportSolver::facesY(std::size_t k) cons
     return {_solution.momentumY.plane(k), _openY.plane(0), dual, dual + _grid.width};
 }
 
-/// Before time step k; those of 0 and of the number of steps are the pictures.
+/// Before time step k; those of 0 and of the number of steps are the images.
 DynamicTransportSolver::Faces DynamicTransportSolver::facesInTime(std::size_t k) const
 {
     if (k == 0 || k == _grid.steps) {
         const double* nothing = plane(kZeros);
-        return {plane(k == 0 ? kFirstPicture : kLastPicture), nothing, nothing, nothing};
+        return {plane(k == 0 ? kFirstImage : kLastImage), nothing, nothing, nothing};
     }
     return {_solution.density.plane(k - 1), plane(kOnes), _dual.density.plane(k - 1), _dual.density.plane(k)};
 }
@@ -338,8 +337,8 @@ Raster<1, 3, double> DynamicTransportSolver::density() const
     return stack;
 }
 
-Raster<1, 3, double> transportInterpolate(const Picture& imageA, const Picture& imageB, std::int32_t steps,
-                                          std::optional<Picture> obstacle, std::uint32_t threadCount,
+Raster<1, 3, double> transportInterpolate(const Image& imageA, const Image& imageB, std::int32_t steps,
+                                          std::optional<Image> obstacle, std::uint32_t threadCount,
                                           std::function<void(double)> progress,
                                           std::function<bool()> shouldStop)
 {

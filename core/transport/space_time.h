@@ -10,8 +10,8 @@
 
 namespace zrk::optimalTransport {
 
-/// Cells over a picture and over time, x running fastest and time slowest, so that a plane of one time has
-/// the order of a picture's raster. Planes are padded to whole batches.
+/// Cells over an image and over time, x running fastest and time slowest, so that a plane of one time has
+/// the order of an image's raster. Planes are padded to whole batches.
 struct SpaceTimeGrid {
     std::size_t width;
     std::size_t height;
@@ -22,7 +22,7 @@ struct SpaceTimeGrid {
         : width(static_cast<std::size_t>(nx)),
           height(static_cast<std::size_t>(ny)),
           steps(static_cast<std::size_t>(nt)),
-          plane((width * height + Batch::size - 1) / Batch::size * Batch::size)
+          plane(wholeBatches(width * height))
     {}
 
     std::size_t planeCells() const { return width * height; }
@@ -36,7 +36,7 @@ public:
     SpaceTimeArray(const SpaceTimeGrid& grid, std::size_t planes) : _plane(grid.plane)
     {
         constexpr std::size_t kAlignment = 64;
-        const std::size_t row = (grid.width + Batch::size - 1) / Batch::size * Batch::size;
+        const std::size_t row = wholeBatches(grid.width);
         const std::size_t margin = row + Batch::size;
         const std::size_t count = planes * _plane + 2 * margin + kAlignment / sizeof(double);
         reserveOnLargePages(_values, count);

@@ -7,11 +7,11 @@
 
 namespace zrk {
 
-/// One truth value a lane: the result of comparing batches.
+/// One truth value for each lane of a batch: the result of comparing two batches.
 class BatchMask {
 public:
     BatchMask() = default;
-    /// From a bool, the same in every lane, or from the native form. Nothing else converts.
+    /// Takes a bool, which then holds for every lane, or the native form. Nothing else converts.
     template <class Mask>
     requires std::same_as<Mask, bool> || std::same_as<Mask, lanes::Mask> BatchMask(Mask mask) : _lanes(mask)
     {}
@@ -26,13 +26,18 @@ private:
     lanes::Mask _lanes;
 };
 
-/// A few doubles worked on together: as many as a vector register of the processor compiled for
-/// holds, or one where SIMD is off. A double converts to a batch of equal lanes.
+/// A few doubles that are worked on together: as many as fill a vector register of the processor that
+/// the code is compiled for, or one where SIMD is off. A double converts to a batch of equal lanes.
 ///
 /// Arithmetic, comparisons, square root and rounding give each lane exactly what they give a
 /// double. The other functions lie within a few units in the last place of the C library's and
 /// equal them at special values (NaN, infinities, zeros, ends of the domain). In every function
 /// a lane's bits depend on that lane's arguments alone, not on its place or its neighbours.
+/// A value type; safe to use from many threads at once.
+///
+/// Sources: xsimd for arithmetic; SLEEF for the other functions (Shibata, Petrogalli, "SLEEF: A portable
+/// vectorized library of C standard mathematical functions", IEEE Transactions on Parallel and Distributed
+/// Systems 31(6), 2020, doi:10.1109/TPDS.2019.2960333), in the forms that batch_math.h names.
 class Batch {
 public:
     static constexpr std::size_t size = lanes::kCount;
@@ -43,9 +48,9 @@ public:
     explicit Batch(Native native) : _lanes(native)
     {}
 
-    /// Takes `size` consecutive doubles.
+    /// Reads `size` consecutive doubles.
     static Batch load(const double* from) { return Batch(lanes::load(from)); }
-    /// The same, from an address that is a multiple of the batch's bytes.
+    /// Does the same from an address that is a multiple of the batch's size in bytes.
     static Batch loadAligned(const double* from) { return Batch(lanes::loadAligned(from)); }
     void store(double* to) const { lanes::store(_lanes, to); }
     void storeAligned(double* to) const { lanes::storeAligned(_lanes, to); }
@@ -80,11 +85,27 @@ private:
     lanes::Lanes _lanes;
 };
 
-// The meaning of these functions is told in frame/values/scalar_math.h.
+/// Returns `count` rounded up to whole batches.
+constexpr std::size_t wholeBatches(std::size_t count)
+{
+    return (count + Batch::size - 1) / Batch::size * Batch::size;
+}
+
+/// Fills the rest of a row's last batch with zeros, from `count` on.
+inline void fillLastBatch(double* row, std::size_t count)
+{
+    for (; count % Batch::size != 0; ++count) {
+        row[count] = 0.0;
+    }
+}
+
+// core/values/scalar_math.h says what these functions mean.
 
 inline bool any(BatchMask mask) { return lanes::any(mask.native()); }
 inline bool all(BatchMask mask) { return lanes::all(mask.native()); }
 inline bool none(BatchMask mask) { return !any(mask); }
+/// A bit a lane, the first lane's the lowest.
+inline unsigned bitsOf(BatchMask mask) { return lanes::bitsOf(mask.native()); }
 
 inline Batch gather(const double* from, Batch index) { return Batch(lanes::gather(from, index.native())); }
 

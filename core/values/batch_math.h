@@ -14,13 +14,12 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What `Batch` is made of: the numbers of one vector register with arithmetic by xsimd and
-/// transcendental functions by SLEEF, or, built with ZRK_SIMD=0, one double and the C library.
+/// What `Batch` is made of: one vector register of doubles, with arithmetic by xsimd and
+/// transcendental functions by SLEEF; or, built with ZRK_SIMD=0, one double and the C library.
 ///
-/// Every function treats each lane alone: a lane's bits depend on that lane's arguments only.
-/// SLEEF's ordinary functions break this, as they choose a path by all lanes together; its
-/// reproducible forms (finz with fused multiply-add, cinz without) keep it, and the finz forms
-/// of 4 and 8 lanes give the same bits too.
+/// A lane's bits depend on that lane's arguments only. SLEEF's ordinary functions break this rule, as
+/// they choose a path by all lanes together. Its reproducible forms (finz with fused multiply-add, cinz
+/// without) keep it, and the finz forms of 4 and 8 lanes give the same bits as each other.
 namespace zrk::lanes {
 
 #if ZRK_SIMD
@@ -47,7 +46,8 @@ inline Lanes loadAligned(const double* from) { return Lanes::load_aligned(from);
 inline void store(Lanes x, double* to) { x.store_unaligned(to); }
 inline void storeAligned(Lanes x, double* to) { x.store_aligned(to); }
 
-// A whole number below 2^52 stands in the lowest bits once 2^52 is added: quicker than a conversion.
+// Once 2^52 is added, a whole number below 2^52 stands in the lowest bits. That is quicker than a
+// conversion.
 inline Lanes gather(const double* from, Lanes index)
 {
     using Integers = xsimd::batch<std::int64_t>;
@@ -59,12 +59,22 @@ inline Lanes gather(const double* from, Lanes index)
 inline Lanes select(Mask mask, Lanes a, Lanes b) { return xsimd::select(mask, a, b); }
 inline bool any(Mask mask) { return xsimd::any(mask); }
 inline bool all(Mask mask) { return xsimd::all(mask); }
+inline unsigned bitsOf(Mask mask)
+{
+#if defined(__AVX512F__)
+    return static_cast<unsigned>(mask.data);
+#elif defined(__AVX__)
+    return static_cast<unsigned>(_mm256_movemask_pd(mask));
+#else
+    return static_cast<unsigned>(_mm_movemask_pd(mask));
+#endif
+}
 
 // xsimd's own negation of wide registers is 0 - x, which loses the sign of zero.
 inline Lanes negative(Lanes x) { return x ^ Lanes(-0.0); }
-// a > b ? b : a and a > b ? a : b, for NaN and for zeros of both signs too.
+// The minimum is a > b ? b : a and the maximum a > b ? a : b, for NaN and for zeros of both signs too.
 #if defined(__x86_64__)
-// The processor's own instructions: of operands that don't compare, or are equal, they give the second.
+// The processor's own instructions give the second operand where the two are equal or don't compare.
 inline Lanes minimum(Lanes a, Lanes b) { return xsimd::min(b, a); }
 inline Lanes maximum(Lanes a, Lanes b) { return xsimd::max(a, b); }
 #else
@@ -107,6 +117,7 @@ inline void store(Lanes x, double* to) { *to = x; }
 inline void storeAligned(Lanes x, double* to) { *to = x; }
 
 inline Lanes negative(Lanes x) { return -x; }
+inline unsigned bitsOf(Mask mask) { return mask ? 1u : 0u; }
 using zrk::abs;
 using zrk::acos;
 using zrk::all;

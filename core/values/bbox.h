@@ -8,8 +8,8 @@
 
 namespace zrk {
 
-/// Axis-aligned box. `valid` is false until finite corners have been set.
-/// A flat box has an infinite `inverseSize`.
+/// A box along the axes, in model units. `valid` is false until finite corners have been set.
+/// The `inverseSize` of a flat box is infinite across it.
 template <class T>
 class BBox {
 public:
@@ -25,14 +25,15 @@ public:
     BBox& operator=(const BBox&) = default;
     virtual ~BBox() = default;
 
-    /// Takes the corners of another box.
+    /// Sets the corners to those of another box.
     virtual void set(const BBox& other) { set(other.min, other.max); }
-    /// Any two opposite corners, in any order.
+    /// Sets two opposite corners, which may come in any order.
     virtual void set(const Tensor<3, T>& a, const Tensor<3, T>& b)
     {
         set(a[0], a[1], a[2], b[0], b[1], b[2]);
     }
-    /// Corners by coordinates. An infinite or NaN number clears `valid` and changes nothing else.
+    /// Sets two opposite corners by their coordinates. If one of the six numbers is infinite or NaN, it
+    /// clears `valid` and changes nothing else.
     virtual void set(T x0, T y0, T z0, T x1, T y1, T z1)
     {
         const Tensor<3, T> a{x0, y0, z0};
@@ -53,7 +54,7 @@ public:
     }
 };
 
-/// A box with a regular grid over it; the node counts are kept when the box changes.
+/// A box with a regular grid over it. The node counts stay when the box changes.
 template <class T>
 class GridBox : public BBox<T> {
 public:

@@ -14,12 +14,13 @@ Range hullOfCorners(double a, double b, double c, double d)
     return hull(hull(Range(a), Range(b)), hull(Range(c), Range(d)));
 }
 
-/// The distance by which a bound at x moves outwards. In units of the last place of x or a little
-/// more; the second term counts where x is denormal.
+/// The distance by which a bound at x moves outwards: kWidening units in the last place of x or a little
+/// more. The second term counts where x is denormal.
 double widening(double x) { return kWidening * (Limits::epsilon() * std::fabs(x) + Limits::denorm_min()); }
 
-// Bounds never cross or leave zero: the functions have relative errors and keep their signs.
-// Overflow begins a little below the largest number in some implementations and not in others.
+// Bounds never cross or leave zero, since the functions have relative errors and keep their signs.
+// The C library and SLEEF begin to overflow at slightly different arguments, so a bound just below the
+// largest number becomes infinite.
 
 double movedDown(double x)
 {
@@ -44,14 +45,15 @@ double movedUp(double x)
 
 Range widened(const Range& x) { return {movedDown(x.lower), movedUp(x.upper)}; }
 
-/// For functions that underflow to zero: a computed 0 may be the smallest number elsewhere.
+/// For functions that underflow to zero: where one library gives 0, the other may give the smallest
+/// number.
 Range widenedPositive(const Range& x)
 {
     return {movedDown(x.lower), movedUp(x.upper == 0 ? Limits::denorm_min() : x.upper)};
 }
 
-/// Whether phase + n * period lies in the interval for a whole n; says yes if it nearly does.
-/// The quotients' rounding is below 1e-9 for the arguments in use.
+/// Whether phase + n * period lies in the interval for a whole number n. The answer is yes if it nearly
+/// does: the rounding of the quotients stays below 1e-9 for the arguments in use.
 bool mayReach(const Range& x, double phase, double period)
 {
     constexpr double kSlack = 1e-9;
@@ -64,8 +66,8 @@ constexpr double kLargestAngle = 1e6;
 bool isLarge(const Range& x) { return x.lower < -kLargestAngle || x.upper > kLargestAngle; }
 bool hasInfinity(const Range& x) { return std::isinf(x.lower) || std::isinf(x.upper); }
 
-/// Range of a wave of period 2 pi that is 1 at `crest` and -1 half a period later,
-/// from its values at the ends.
+/// Returns the range of a wave of period 2 pi that is 1 at `crest` and -1 half a period later. `ends` are its
+/// values at the ends of x.
 Range wave(const Range& x, double crest, const Range& ends)
 {
     const bool high = isLarge(x) || mayReach(x, crest, 2 * kPi);
@@ -81,8 +83,8 @@ Interval<double> operator*(const Interval<double>& a, const Interval<double>& b)
         const Range magnitude = abs(a);
         return a.isEntire() ? a : Range{magnitude.lower * magnitude.lower, magnitude.upper * magnitude.upper};
     }
-    // Where 0 * inf is possible the result is entire: a zero end gives a NaN corner, a zero
-    // within gives corners of both infinities.
+    // Where 0 * inf is possible the result is the entire interval: a zero at an end gives a NaN corner,
+    // a zero within gives corners of both infinities.
     return hullOfCorners(a.lower * b.lower, a.lower * b.upper, a.upper * b.lower, a.upper * b.upper);
 }
 
@@ -120,7 +122,7 @@ Interval<double> atan2(const Interval<double>& y, const Interval<double>& x)
     if (x.lower <= 0 && y.lower <= 0 && y.upper >= 0) {
         return widened({-kPi, kPi});
     }
-    // Seen from the origin, outside it, a box spans the angles between its corners.
+    // The box doesn't hold the origin. Seen from there, it spans the angles between its corners.
     return widened(hullOfCorners(atan2(y.lower, x.lower), atan2(y.lower, x.upper), atan2(y.upper, x.lower),
                                  atan2(y.upper, x.upper)));
 }
@@ -141,7 +143,7 @@ Interval<double> pow(const Interval<double>& base, const Interval<double>& expon
     if (!defined || exponent.isEntire()) {
         return Range::entire();
     }
-    // Monotone in each argument while the other is kept, so the extremes are at corners.
+    // The power is monotone in each argument while the other is fixed, so the extremes are at corners.
     return widenedPositive(hullOfCorners(pow(base.lower, exponent.lower), pow(base.lower, exponent.upper),
                                          pow(base.upper, exponent.lower), pow(base.upper, exponent.upper)));
 }

@@ -7,14 +7,15 @@
 
 namespace zrk {
 
-/// Two values, lower and upper; for numbers other than double only a carrier of ranges.
+/// Two values, lower and upper. Only Interval<double> computes; other types just carry a range.
 template <class T, class = void>
 struct Interval {
     T lower{};
     T upper{};
 };
 
-/// Three-valued result of comparing intervals: what may hold for some values within them.
+/// The three-valued result of comparing intervals: whether a comparison can be true, and whether it can
+/// be false, for some values within them.
 struct IntervalMask {
     bool canBeTrue = true;
     bool canBeFalse = true;
@@ -36,10 +37,10 @@ struct IntervalMask {
     friend IntervalMask operator!(IntervalMask a) { return {a.canBeFalse, a.canBeTrue}; }
 };
 
-/// Bounds of a formula over a box: every value that the formula, computed in `double` or `Batch`
-/// at any point of the box, takes there lies within the result.
+/// Bounds of a formula over a box: whatever the formula gives at a point of the box, computed in `double`
+/// or `Batch`, lies within the result.
 ///
-/// - It is the rounded value that is bounded. Addition, subtraction, multiplication, division and
+/// - The bounds hold for the rounded value. Addition, subtraction, multiplication, division and
 ///   square root stay monotone when rounded to nearest, so the same operation on the ends bounds
 ///   them and nothing is widened. Floor, round, trunc, minimum and maximum are exact.
 /// - The other functions are computed within 3.5 units in the last place (u35) or 1 (u10) by
@@ -49,13 +50,18 @@ struct IntervalMask {
 /// - Infinite ends belong to the interval: a value may have overflowed. NaN belongs to the entire
 ///   interval [-inf, inf] only. An operation that could give NaN somewhere (inf - inf, 0 * inf,
 ///   a divisor that may be 0, the root or logarithm of something that may be negative, the sine
-///   of infinity ...) gives the entire interval, and every function takes the entire interval to
-///   itself, as its operand may be NaN.
+///   of infinity ...) gives the entire interval. So does every function of an entire interval, which
+///   may hold NaN; only minimum and maximum can drop a NaN.
 /// - An end of 0 stands for zeros of both signs.
 /// - `x * x` with one object on both sides is a square and never negative.
 ///
 /// A double converts to the interval of just that number; NaN to the entire interval. The same
-/// type carries the ranges of panel widgets; there only the two fields are used.
+/// type carries the ranges of panel widgets, which use nothing but the two fields. A value type; safe to
+/// use from many threads at once.
+///
+/// Source: Moore, "Interval Analysis", Prentice-Hall, 1966. Here the bounds are those of rounded results,
+/// so that no rounding mode is switched; there is no empty interval; and what isn't defined everywhere
+/// gives the entire interval instead of the range over the part of the domain where it is.
 template <>
 struct Interval<double, void> {
     double lower = 0;
@@ -63,7 +69,7 @@ struct Interval<double, void> {
 
     Interval() = default;
     Interval(double value) : Interval(value, value) {}
-    /// Precondition: from <= to. A NaN on either side gives the entire interval.
+    /// Precondition: from <= to. If either is NaN, the interval is the entire one.
     Interval(double from, double to) : lower(from), upper(to)
     {
         if (std::isnan(from) || std::isnan(to)) {
@@ -78,9 +84,9 @@ struct Interval<double, void> {
         all.upper = std::numeric_limits<double>::infinity();
         return all;
     }
-    /// Unbounded on both sides; only then may values be NaN.
+    /// True if the interval is unbounded on both sides. Only then may a value be NaN.
     bool isEntire() const { return std::isinf(lower) && std::isinf(upper) && lower < upper; }
-    /// Also true for NaN in the entire interval.
+    /// True if the value lies within, ends included. The entire interval contains NaN too.
     bool contains(double value) const { return isEntire() || (lower <= value && value <= upper); }
 
     Interval& operator+=(const Interval& other);
@@ -101,7 +107,8 @@ inline Interval<double> hull(const Interval<double>& a, const Interval<double>& 
 inline Interval<double> operator-(const Interval<double>& a) { return {-a.upper, -a.lower}; }
 inline Interval<double> operator+(const Interval<double>& a, const Interval<double>& b)
 {
-    // The two infinities meet in one of the ends if they can meet at all, and NaN gives entire.
+    // If infinities of both signs can meet, they do so in one of the ends, and its NaN gives the entire
+    // interval.
     return {a.lower + b.lower, a.upper + b.upper};
 }
 inline Interval<double> operator-(const Interval<double>& a, const Interval<double>& b)
@@ -116,7 +123,7 @@ inline Interval<double>& Interval<double>::operator-=(const Interval& other) { r
 inline Interval<double>& Interval<double>::operator*=(const Interval& other) { return *this = *this * other; }
 inline Interval<double>& Interval<double>::operator/=(const Interval& other) { return *this = *this / other; }
 
-// Comparisons; unknown if an operand may be NaN.
+// A comparison is unknown if an operand may be NaN.
 
 inline IntervalMask operator<(const Interval<double>& a, const Interval<double>& b)
 {
@@ -147,7 +154,7 @@ inline IntervalMask isFinite(const Interval<double>& x)
     return {someFinite, std::isinf(x.lower) || std::isinf(x.upper)};
 }
 
-/// True if it may hold, surely holds, surely doesn't hold, in this order.
+/// Whether a comparison may hold (any), surely holds (all), surely doesn't hold (none).
 inline bool any(IntervalMask mask) { return mask.canBeTrue; }
 inline bool all(IntervalMask mask) { return !mask.canBeFalse; }
 inline bool none(IntervalMask mask) { return !mask.canBeTrue; }
@@ -157,12 +164,14 @@ inline Interval<double> select(IntervalMask mask, const Interval<double>& a, con
     return all(mask) ? a : none(mask) ? b : hull(a, b);
 }
 
-/// A NaN first argument is the result; of a NaN second one the first is and lies within.
+/// The entire interval if a is entire, since the minimum is NaN if the value from a is. If only the value
+/// from b is NaN, the minimum is the one from a, which the result holds in any case.
 inline Interval<double> minimum(const Interval<double>& a, const Interval<double>& b)
 {
     return a.isEntire() ? a : Interval<double>{minimum(a.lower, b.lower), minimum(a.upper, b.upper)};
 }
-/// A NaN second argument is the result; of a NaN first one the second is and lies within.
+/// The entire interval if b is entire, since the maximum is NaN if the value from b is. If only the value
+/// from a is NaN, the maximum is the one from b, which the result holds in any case.
 inline Interval<double> maximum(const Interval<double>& a, const Interval<double>& b)
 {
     return b.isEntire() ? b : Interval<double>{maximum(a.lower, b.lower), maximum(a.upper, b.upper)};
@@ -179,13 +188,15 @@ Interval<double> abs(const Interval<double>& x);
 
 Interval<double> acos(const Interval<double>& x);
 Interval<double> asin(const Interval<double>& x);
-/// The whole turn if the box touches the cut, the negative x axis with the origin.
+/// From -pi to pi if the box touches the cut, which is the negative x axis with the origin.
 Interval<double> atan2(const Interval<double>& y, const Interval<double>& x);
 Interval<double> exp(const Interval<double>& x);
 Interval<double> log(const Interval<double>& x);
-/// Entire unless the base is surely positive, or may be 0 and the exponent is surely positive.
+/// The entire interval, unless the base is surely positive, or may be 0 and the exponent is surely
+/// positive.
 Interval<double> pow(const Interval<double>& base, const Interval<double>& exponent);
-/// Sine and cosine are tight within a million radians; beyond, the full swing. Tangent is entire beyond.
+/// Sine and cosine are tight for angles up to a million radians and give -1 to 1 beyond; the tangent
+/// gives the entire interval beyond.
 Interval<double> sin(const Interval<double>& x);
 Interval<double> cos(const Interval<double>& x);
 Interval<double> tan(const Interval<double>& x);

@@ -17,7 +17,7 @@ void wishLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t 
     const std::uintptr_t first = (begin + kLargePage - 1) / kLargePage * kLargePage;
     const std::uintptr_t last = end / kLargePage * kLargePage;
     if (first < last) {
-        // A wish only; where it isn't granted, ordinary pages do.
+        // The result is ignored: where large pages aren't granted, ordinary ones do.
         madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
     }
 #endif

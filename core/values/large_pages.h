@@ -8,12 +8,13 @@
 
 namespace zrk {
 
-/// Asks the system for large pages behind memory that nobody has touched yet.
+/// Asks the system to put large pages behind memory that nobody has touched yet. It may decline; then
+/// ordinary pages serve. Does nothing where the system isn't Linux.
 void wishLargePages(void* memory, std::size_t bytes);
 
-/// Makes room for `count` values and asks the system for large pages behind those that are new:
-/// touching a large raster for the first time otherwise takes about as long as computing a
-/// cheap field. Throws std::bad_alloc or std::length_error when there is no room.
+/// Makes room for `count` values and asks the system for large pages behind the new ones. With ordinary
+/// pages, touching a large raster for the first time takes about as long as computing a cheap field.
+/// Throws std::bad_alloc or std::length_error when there is no room.
 template <class T>
 void reserveOnLargePages(std::vector<T>& values, std::size_t count)
 {
@@ -21,7 +22,7 @@ void reserveOnLargePages(std::vector<T>& values, std::size_t count)
     wishLargePages(values.data() + values.size(), (values.capacity() - values.size()) * sizeof(T));
 }
 
-/// What a `LargeArray` takes its memory from.
+/// The allocator of a `LargeArray`.
 template <class T>
 struct LargePageAllocator : std::allocator<T> {
     static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
@@ -37,7 +38,7 @@ struct LargePageAllocator : std::allocator<T> {
         wishLargePages(memory, count * sizeof(T));
         return memory;
     }
-    /// Elements without a value are left as the memory is.
+    /// Leaves an element that is given no value as the memory is.
     void construct(T*) {}
     template <class First, class... Rest>
     void construct(T* place, First&& first, Rest&&... rest)
@@ -46,8 +47,8 @@ struct LargePageAllocator : std::allocator<T> {
     }
 };
 
-/// A vector on large pages. The elements that `resize` adds mean nothing until they are written: several
-/// threads can fill them, and each gets its part of the pages cleared.
+/// A vector on large pages. The elements that `resize` adds have no defined value until they are written.
+/// Several threads can fill them, and the pages are then cleared by the threads that touch them first.
 template <class T>
 using LargeArray = std::vector<T, LargePageAllocator<T>>;
 

@@ -4,7 +4,7 @@ namespace zrk {
 
 namespace {
 
-/// Minors of two columns: of rows 0 and 1 (upper) and of rows 2 and 3 (lower).
+/// The two minors of columns a and b: that of rows 0 and 1 (upper) and that of rows 2 and 3 (lower).
 struct Minors {
     double upper;
     double lower;
@@ -19,7 +19,7 @@ struct Minors {
 
 Matrix4 inverse(const Matrix4& m)
 {
-    // Laplace expansion along the upper two rows; m01 stands for columns 0 and 1.
+    // Laplace expansion along the upper two rows. m01 holds the minors of columns 0 and 1.
     const Minors m01(m, 0, 1), m02(m, 0, 2), m03(m, 0, 3), m12(m, 1, 2), m13(m, 1, 3), m23(m, 2, 3);
     const double determinant = m01.upper * m23.lower - m02.upper * m13.lower + m03.upper * m12.lower +
                                m12.upper * m03.lower - m13.upper * m02.lower + m23.upper * m01.lower;

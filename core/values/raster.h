@@ -6,10 +6,10 @@
 
 namespace zrk {
 
-/// Image with C interleaved channels of T over D axes; axis 0 runs fastest.
+/// An image with C interleaved channels of T over D axes. Axis 0 runs fastest.
 ///
 /// The pixel at (i, j, k) starts at element C * (i * strides[0] + j * strides[1] +
-/// k * strides[2]) of `data`. Zero pixels are legal. Copying copies the pixels.
+/// k * strides[2]) of `data`. A raster may have zero pixels. A copy has pixels of its own.
 template <int C, int D, class T>
 struct Raster {
     std::int32_t dims[D] = {};
@@ -24,7 +24,8 @@ struct Raster {
         resize(extents);
     }
 
-    /// Takes new extents; existing values stay in place in the flat array, growth is zero-filled.
+    /// Sets new extents. Existing values stay where they are in the flat array, and new ones are 0; an extent
+    /// of 0 or less gives zero pixels.
     /// Throws std::bad_alloc or std::length_error when the pixels don't fit into memory.
     void resize(const std::int32_t (&extents)[D])
     {

@@ -6,12 +6,14 @@
 
 namespace zrk {
 
-/// Regular grid of nodes over a box, carried into space by an origin and three axes.
-/// D and N are the dimensions of the grid and of space, K is reserved; one instance is in use.
+/// A regular grid of nodes over a box, carried into space by an origin and three axes.
+///
+/// D and N are the dimensions of the grid and of space, T is the type of coordinates. K is always 1. The
+/// specialisation below is the only one.
 template <int D, int N, class T, int K>
 class Region;
 
-/// The grid over three dimensions. Nodes lie on the faces of the box; x runs fastest.
+/// The grid over three dimensions. The outermost nodes lie on the faces of the box; x runs fastest.
 template <class T>
 class Region<3, 3, T, 1> {
 public:
@@ -27,8 +29,9 @@ public:
         setDimensions(nx, ny, nz);
     }
 
-    /// Node counts; what follows from them (cells, strides, spacing) is recomputed.
-    /// A count of 1 has infinite spacing, so its positions aren't finite.
+    /// Sets the node counts along x, y and z and recomputes what follows from them: cell counts, strides and
+    /// spacing, which is the share of the box from node to node. A count of 1 has infinite spacing, so that
+    /// its positions aren't finite.
     void setDimensions(std::int32_t nx, std::int32_t ny, std::int32_t nz)
     {
         const std::int32_t n[3] = {nx, ny, nz};
@@ -37,7 +40,7 @@ public:
             _cellCounts[i] = n[i] - 1;
             _spacing[i] = T(1) / T(n[i] - 1);
         }
-        // Wrapping products: a grid whose strides overflow can't be sampled and is refused earlier.
+        // The products wrap: a grid whose strides overflow is refused before it is sampled.
         _strides[0] = 1;
         _strides[1] = nx;
         _strides[2] = wrappingProduct(nx, ny);
@@ -52,7 +55,7 @@ public:
     const std::int32_t (&cellStrides() const)[3] { return _cellStrides; }
     const Tensor<3, T>& spacing() const { return _spacing; }
 
-    /// Position of a node, or of a fractional grid coordinate, in space.
+    /// The position in space of a node, or of a place between nodes.
     Tensor<3, T> localToWorld(T ix, T iy, T iz) const
     {
         const T v0 = lower[0] + (upper[0] - lower[0]) * (ix * _spacing[0]);

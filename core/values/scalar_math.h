@@ -6,7 +6,7 @@
 /// The functions a formula may call, for `double`.
 ///
 /// A formula is written once, as a template over its value type V, and runs with V = `double`,
-/// `Batch` (frame/values/batch.h) and `Interval<double>` (frame/values/interval.h). All three
+/// `Batch` (core/values/batch.h) and `Interval<double>` (core/values/interval.h). All three
 /// offer the functions of this header under the same names. Masks, the results of comparisons,
 /// combine with `&&`, `||` and `!`; both operands of these are always evaluated.
 namespace zrk {
@@ -32,25 +32,27 @@ inline void sincos(double x, double& sine, double& cosine)
     cosine = std::cos(x);
 }
 
-/// a where the mask holds, b elsewhere.
+/// Returns a where the mask holds and b elsewhere.
 inline double select(bool mask, double a, double b) { return mask ? a : b; }
 
-/// The smaller of two numbers; a if they are equal (zeros of either sign are) or one is NaN.
+/// Returns the smaller of two numbers. Returns a if either is NaN, or if they are equal, as zeros of either
+/// sign are.
 inline double minimum(double a, double b) { return a > b ? b : a; }
 
-/// The larger of two numbers; b if they are equal (zeros of either sign are) or one is NaN.
+/// Returns the larger of two numbers. Returns b if either is NaN, or if they are equal, as zeros of either
+/// sign are.
 inline double maximum(double a, double b) { return a > b ? a : b; }
 
 inline bool isNaN(double x) { return std::isnan(x); }
 inline bool isFinite(double x) { return std::isfinite(x); }
 
-/// Whether a mask holds in some lane, in every lane, in no lane.
+/// Whether a mask holds in some lane (any), in every lane (all), in no lane (none).
 inline bool any(bool mask) { return mask; }
 inline bool all(bool mask) { return mask; }
 inline bool none(bool mask) { return !mask; }
 
-/// The double that stands `index` places after `from`; the index is a whole number from 0 to below 2^52.
-/// For `double` and `Batch` only.
+/// Returns the double that stands `index` places after `from`. The index is a whole number from 0 to below
+/// 2^52. Only `double` and `Batch` have this function.
 inline double gather(const double* from, double index) { return from[static_cast<std::size_t>(index)]; }
 
 } // namespace zrk

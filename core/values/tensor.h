@@ -12,11 +12,11 @@ namespace zrk {
 /// Shape code of the 4-by-4 matrix: rank 2, sizes 4 and 4, not symmetric.
 inline constexpr std::uint32_t kMatrix4 = 0x10000044;
 
-/// Number of components of a tensor with the given shape code.
+/// Returns the number of components of a tensor with the given shape code.
 ///
-/// A code below 16 is a plain vector of that length. Otherwise bits 28-30 hold the
-/// rank minus 1, bits 0-3, 4-7, 8-11 and 12-15 the sizes of the dimensions, and bit 31
-/// marks a symmetric tensor, which stores each distinct component once.
+/// A code below 16 is a plain vector of that length. In any other code, bits 28-30 hold the rank minus 1,
+/// and bits 0-3, 4-7, 8-11 and 12-15 hold the sizes of the dimensions. Bit 31 marks a symmetric tensor,
+/// which stores each distinct component once.
 constexpr std::uint32_t componentCount(std::uint32_t code)
 {
     if (code < 16) {
@@ -32,7 +32,7 @@ constexpr std::uint32_t componentCount(std::uint32_t code)
         }
         return product;
     }
-    // Distinct components of a symmetric tensor: n + r - 1 over r.
+    // A symmetric tensor has as many distinct components as the binomial coefficient of n + r - 1 over r.
     const std::uint64_t n = code & 15u;
     if (n == 0) {
         return 0;
@@ -44,7 +44,7 @@ constexpr std::uint32_t componentCount(std::uint32_t code)
     return static_cast<std::uint32_t>(binomial);
 }
 
-/// Fixed-size tensor with value semantics; N is a shape code (see componentCount).
+/// A tensor of fixed size with value semantics. N is a shape code (see componentCount).
 ///
 /// A 4-by-4 matrix (kMatrix4) is stored column by column: the entry of row r and
 /// column c stands at 4 * c + r.
@@ -112,7 +112,7 @@ constexpr Tensor<N, T> operator*(const T& factor, const Tensor<N, T>& a)
     return a * factor;
 }
 
-/// Sum of products, added in ascending order of the components.
+/// Returns the sum of the products of components, added in ascending order.
 template <std::uint32_t N, class T>
 constexpr T dot(const Tensor<N, T>& a, const Tensor<N, T>& b)
 {
@@ -123,13 +123,14 @@ constexpr T dot(const Tensor<N, T>& a, const Tensor<N, T>& b)
     return sum;
 }
 
-/// Euclidean length.
+/// Returns the Euclidean length.
 template <std::uint32_t N>
 double length(const Tensor<N, double>& v)
 {
     return std::sqrt(dot(v, v));
 }
 
+/// Returns the vector product a x b.
 template <class T>
 constexpr Tensor<3, T> cross(const Tensor<3, T>& a, const Tensor<3, T>& b)
 {
@@ -137,7 +138,7 @@ constexpr Tensor<3, T> cross(const Tensor<3, T>& a, const Tensor<3, T>& b)
 }
 
 /// Scales v to unit length in place and returns its old length.
-/// A zero vector stays as it is and gives 0; nothing is divided.
+/// A zero vector stays as it is, and 0 is returned without a division.
 template <std::uint32_t N>
 double normalize(Tensor<N, double>& v)
 {
@@ -151,7 +152,7 @@ double normalize(Tensor<N, double>& v)
     return length;
 }
 
-/// v scaled to unit length, for every value type of a formula; a zero vector stays as it is.
+/// Returns v scaled to unit length, for every value type of a formula. A zero vector stays as it is.
 template <std::uint32_t N, class V>
 Tensor<N, V> normalized(const Tensor<N, V>& v)
 {

@@ -7,7 +7,7 @@
 
 namespace zrk {
 
-/// A tensor whose shape is known at run time only. Shape 0 means empty.
+/// A tensor whose shape is only known at run time. Shape 0 means that it is empty.
 template <class T>
 struct TensorVariant {
     std::uint32_t shape = 0;

@@ -16,22 +16,4 @@ inline double squaredDistance(const Vector3& a, const Vector3& b)
 
 inline bool hasNaN(const Vector3& v) { return std::isnan(v[0]) || std::isnan(v[1]) || std::isnan(v[2]); }
 
-struct Box3 {
-    Vector3 lower;
-    Vector3 upper;
-
-    void include(const Vector3& p)
-    {
-        for (std::size_t i = 0; i < 3; ++i) {
-            lower[i] = p[i] < lower[i] ? p[i] : lower[i];
-            upper[i] = p[i] > upper[i] ? p[i] : upper[i];
-        }
-    }
-    void include(const Box3& other)
-    {
-        include(other.lower);
-        include(other.upper);
-    }
-};
-
 } // namespace zrk

@@ -118,6 +118,10 @@ TEST_F(ObjReader, NamesFileAndLineOfWhatIsWrong)
                 HasSubstr(place + "found a face with the vertex 3, expected 1 to 2, "));
     EXPECT_THAT(read("v 1 2 3\nf 1 -1 2\nf 1 1 1").indexProblem,
                 HasSubstr(place + "found a face with the vertex -1,"));
+    EXPECT_EQ(read("v 1 2 3\nf 1 1 1\nf 9 -9").indexProblem, "") << "no whole triangle has them";
+    EXPECT_EQ(read("f 9 9").indexProblem, "");
+    EXPECT_THAT(read("v 1 2 3\nf 1 1 1 1 9\nf 1").indexProblem,
+                HasSubstr(place + "found a face with the vertex 9,"));
 
     for (const std::string& wrong : {path("none.obj"), folder.string()}) {
         const WavefrontObj obj = parseWavefrontObj(wrong);

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <numbers>
 #include <random>
 
 namespace zrkmodel {
@@ -17,7 +18,7 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using zrk::Vector3;
 
-constexpr double kPi = 3.141592653589793;
+constexpr double kPi = std::numbers::pi;
 
 GraphDocument parse(const std::string& resources, DocumentWarnings& warnings, const std::string& nodes = "[]")
 {

@@ -141,6 +141,15 @@ TEST_F(ImageResources, TakeAFolderThatAComponentLoads)
     EXPECT_EQ(resources.ensureImageFromfolder(path("./other/"))->object(), stack->image.value())
         << "one resource";
 
+    const auto loadedFolder = stack->image.value();
+    stack->loadFolder(resources, "");
+    EXPECT_EQ(stack->image.value(), nullptr) << "no folder was chosen";
+    stack->loadFolder(resources, path("other"));
+    EXPECT_EQ(stack->image.value(), loadedFolder);
+    DocumentWarnings none;
+    const GraphDocument bare = GraphDocument::parse(R"({"zrkGraph": 1, "nodes": []})", "bare.zrk.json", none);
+    EXPECT_NE(bare.resources()->ensureImageFromfolder(path("other")), nullptr) << "beside no folder by name";
+
     loaded.save(path("b.zrk.json"));
     DocumentWarnings warnings;
     const GraphDocument again = GraphDocument::load(path("b.zrk.json"), warnings);

@@ -209,6 +209,7 @@ TEST(Controls, DragAndTurnNumbers)
     turn(Qt::NoModifier);
     EXPECT_EQ(mask.component->multiplier.value(), 0.5) << "the panel scrolls, the field doesn't";
     mask.view->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(mask.view.get()));
     slider->setFocus();
     turn(Qt::NoModifier);
     EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.51);
@@ -242,9 +243,13 @@ TEST(BinaryPanel, HasTheSlidersOfItsOperation)
 TEST(GradientEditor, EditsItsCurve)
 {
     OpenedPanel<ZRKImageSweep> panel;
-    auto* editor = panel.find<ZRKScalarGradientEditor>(0);
     auto* tabs = panel.find<QTabWidget>();
     tabs->setCurrentIndex(1);
+    ZRKScalarGradientEditor* editor = nullptr;
+    for (QWidget* widget : tabs->widget(1)->findChildren<QWidget*>()) {
+        editor = editor ? editor : dynamic_cast<ZRKScalarGradientEditor*>(widget);
+    }
+    ASSERT_NE(editor, nullptr);
     QApplication::processEvents();
     UIPlot& plot = editor->plot();
     const auto stored = [&] {

@@ -1,5 +1,6 @@
-#include "components/registration.h"
 #include "inspectors/describe.h"
+#include "model/graph_object.h"
+#include "model/registry.h"
 
 #include <gtest/gtest.h>
 
@@ -297,7 +298,7 @@ TEST(Panels, HoldTheirControls)
     for (const std::string& name : without) {
         EXPECT_EQ(printed(name), "none\n") << name;
     }
-    EXPECT_EQ(std::size(cases) + without.size(), zrkmodel::allComponents().size());
+    EXPECT_EQ(std::size(cases) + without.size(), zrkmodel::ZRKGraphObject::registry().entries().size());
 }
 
 TEST(Panels, TellWhatTheirControlsHold)

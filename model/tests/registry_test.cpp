@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace zrkmodel {
 namespace {
 
@@ -17,21 +19,20 @@ struct Alpha : ZRKGraphObject {
 struct Beta : ZRKGraphObject {};
 
 template <class Object>
-void enter(ZRKGraphObjectRegistry& registry, const char* uuid, const char* name)
+ZRKGraphObjectRegistration* enter(ZRKGraphObjectRegistry& registry, const char* uuid, const char* name)
 {
     ZRKTypeInfo info;
     info.uuid = uuid;
     info.name = name;
-    registry.add(
-        info, {{Tag::Any}, {Tag::Scalar}}, [] { return std::make_shared<Object>(); },
-        ZRKUIStrings::sphere_sdf(), ZRKIcon(ZRKIcon::create(IconResources::sc_sdf_sphere)));
+    return registry.add(
+        info, {{Tag::Any}, {Tag::Scalar}}, [] { return std::make_shared<Object>(); }, {}, ZRKIcon());
 }
 
 TEST(Registry, AcceptsDuplicatesAndTellsThemApartByThePair)
 {
     ZRKGraphObjectRegistry registry;
-    enter<Alpha>(registry, "AA-1", "same");
-    enter<Beta>(registry, "BB-2", "same");
+    enter<Alpha>(registry, "AA-1", "same")->className = "Alpha";
+    enter<Beta>(registry, "BB-2", "same")->className = "Beta";
     enter<Beta>(registry, "aa-1", "other");
     ASSERT_EQ(registry.entries().size(), 3u);
     EXPECT_EQ(registry.findByName("same").size(), 2u);
@@ -43,6 +44,7 @@ TEST(Registry, AcceptsDuplicatesAndTellsThemApartByThePair)
     EXPECT_EQ(registry.findByName("Same").size(), 0u);
     EXPECT_EQ(registry.findByClass("Beta"), &registry.entries()[1]);
     EXPECT_EQ(registry.entries()[2].info.uuid, "aa-1"); // as given
+    EXPECT_EQ(registry.entries()[2].className, "");     // nobody stated one
     EXPECT_TRUE(std::dynamic_pointer_cast<Alpha>(registry.entries()[0].factory()));
 }
 
@@ -56,16 +58,22 @@ TEST(TypeInfo, TableIsSearchedLikeTheRegistry)
     EXPECT_EQ(ZRKTypeInfo::find("test-2", "single"), nullptr);
 }
 
-TEST(Icons, HaveTheSizeTheyStateAndShowSomething)
+TEST(Icons, AreDrawnFromTheirBitmaps)
 {
-    const ZRKIcon::Image image = ZRKIcon::create(IconResources::uvw_torus);
+    // A ring: transparent in the middle, opaque blue beside it.
+    constexpr IconResource kRing = icon<IconColor::Vector, 0x3C7EFFE7E7FF7E3C>("ring");
+    const ZRKIcon::Image image = ZRKIcon::create(kRing.pixels);
     EXPECT_EQ(image.dims[0], 16);
     EXPECT_EQ(image.dims[1], 16);
-    // The torus has a hole: transparent in the middle, opaque blue beside it.
     const auto pixel = [&](int i, int j) { return &image.data[static_cast<std::size_t>(4 * (i + 16 * j))]; };
     EXPECT_EQ(pixel(7, 7)[3], 0);
     EXPECT_EQ(pixel(3, 7)[3], 0xFF);
     EXPECT_GT(pixel(3, 7)[2], pixel(3, 7)[0]);
+    // Rows from the top, columns from the left: only the first pixel of the first row.
+    const ZRKIcon::Image corner =
+        ZRKIcon::create(icon<IconColor::Scalar, 0x8000000000000000>("corner").pixels);
+    EXPECT_EQ(std::count(corner.data.begin(), corner.data.end(), 0xFF), 4);
+    EXPECT_EQ(corner.data[3], 0xFF);
 }
 
 TEST(PropertyPack, DescribesThePropertiesThatHaveAnEntry)

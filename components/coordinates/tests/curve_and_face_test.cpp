@@ -12,7 +12,7 @@ namespace {
 
 using namespace zrkmodel::testing;
 
-/// A geometry of the test's own around one interface.
+/// A geometry of the test's own that offers one interface.
 struct ShapeGeometry final : ZRKGeometry {
     std::shared_ptr<IGeometry3d> shape;
 
@@ -157,7 +157,8 @@ TEST(GeometryCoordinates, WriteNothingWithoutAUsableGeometry)
     EXPECT_EQ(sample(face, {1, 2, 3}), (std::vector<double>{0, 0, 0, 0}));
 }
 
-// The note from the neighbour goes from sample to sample, starts as NaN and changes nothing.
+// The parameter of the neighbouring sample is handed on from sample to sample, starts as NaN and changes no
+// result.
 TEST(GeometryCoordinates, GiveABlockTheBitsOfItsSamples)
 {
     const auto curve = line();

@@ -10,7 +10,7 @@ namespace {
 using namespace zrkmodel::testing;
 using Pole = ZRKMultipoleUVW::Pole;
 
-/// A geometry at one position; a point, or with `isPoint` false something else.
+/// A geometry at one position. It is a point unless `isPoint` is false.
 class Spot final : public ZRKGeometry {
 public:
     Vector where;
@@ -72,7 +72,7 @@ protected:
         const ZRKJson json = ZRKJson::parse(values);
         multipole->deserialize(ZRKDeserialization(json, library));
     }
-    /// Events that a change of the geometry brings.
+    /// Returns the events that a change of the geometry causes.
     std::size_t eventsOf(const std::shared_ptr<Spot>& spot)
     {
         told.clear();
@@ -93,7 +93,7 @@ TEST_F(MultipoleUVW, HasItsStoredForm)
               R"({"const direction":true,"poles":[]})")
         << "a clone starts without poles";
 
-    // A reference stores where it is now, a bad entry is a default pole, a fixed pole has no handle.
+    // A reference stores where it is now, a bad entry becomes a default pole, and a fixed pole has no handle.
     read(R"({"poles": [{"is_ref": true, "point": [9, 9, 9], "point_handle": "a"}, 7,
                        {"strength": "x", "point": [1, 2], "point_handle": "a"}]})");
     const std::string fixed = R"({"strength":1.0,"is_ref":false,"point":[0.0,0.0,0.0]})";

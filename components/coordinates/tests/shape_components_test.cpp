@@ -27,12 +27,8 @@ TEST(ShapeCoordinateComponents, HaveTheirStoredForm)
         kCylinder);
 }
 
-TEST(ShapeCoordinateComponents, HaveTheSamePinsAndForwardTheWeight)
+TEST(ShapeCoordinateComponents, ForwardTheWeight)
 {
-    const std::vector<std::string> pins{"coords Vector3d*", "coords Vector3d"};
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKSphereUVW>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKTorusUVW>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKCylinderUVW>()), pins);
     expectForwardedWeight<ZRKSphereUVW>();
     expectForwardedWeight<ZRKTorusUVW>();
     expectForwardedWeight<ZRKCylinderUVW>();
@@ -45,7 +41,7 @@ TEST(ShapeCoordinateComponents, KeepBuiltEvaluatorsThroughEdits)
     expectEditsReachOnlyNewEvaluators<ZRKCylinderUVW>(kCylinder, {4, 5, 6});
 }
 
-// Every value at once, so that none can stand in for another.
+// All values are set at once, so that none can stand in for another.
 TEST(ShapeCoordinateComponents, GiveTheCoordinatesOfTheirProperties)
 {
     using Case = ValueAtPosition<Vector>;

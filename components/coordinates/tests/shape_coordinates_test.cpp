@@ -119,7 +119,7 @@ TEST(CylinderAxis, HasTwoDirectionsAcross)
         expectNear(axis.a, c.a, 0);
         expectNear(axis.b, c.b, 0);
     }
-    // The reference changes beyond 0.9, not at it.
+    // The reference changes beyond 0.9, not at 0.9.
     EXPECT_EQ(sideOf({std::sqrt(0.19), 0, 0.9})[1], 1);
     EXPECT_LT(sideOf({std::sqrt(0.18), 0, std::nextafter(0.9, 1)})[1], 0.5);
 }
@@ -150,7 +150,7 @@ TEST(CylinderCoordinates, AtPointsWithKnownAnswers)
         expectNear(Infinite{up, 0.1, 0.3, 1.5}(c.p), c.none);
         expectNear(Round{up, 0.1, 0.3, 1.5}(c.p), c.round);
     }
-    // U is a length, while radius and twist go by the share of it.
+    // U is a length, while the radius and the twist depend on the share of the axis.
     expectNear(Round{tall, 1, 3, 0.5}(Vector{1, 4, 3}), {2, kPi / 2 + 0.25, 1});
     expectNear(Round{none, 1, 1, 0}(Vector{2, 3, 4}), {0, kNaN, kNaN});
 }
@@ -181,7 +181,7 @@ TEST(ShapeCoordinates, AgreeInAllValueTypes)
     agreement::expectAgreement(Round{CylinderAxis::between({0, 0, 0}, {0, 0, 0}), 1, 1, 0}, kRounding);
 }
 
-// A box that leaves the centre out has a latitude for every point, and its bounds say so.
+// Every point of a box without the centre has a latitude, and the bounds show it.
 TEST(SphereCoordinates, HaveBoundedLatitudeAwayFromTheCentre)
 {
     using Range = Interval<double>;

@@ -91,16 +91,6 @@ TEST(LevelSetOperators, HaveTheirStoredForm)
                                           R"({"levelset isovalue":2.0,"invert interior":true})");
 }
 
-TEST(LevelSetOperators, HaveTheirPins)
-{
-    using Pins = std::vector<std::string>;
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKShell>()),
-              (Pins{"sdf Scalar", "offset Scalar", "thickness Scalar", "sdf Scalar"}));
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKFallOff>()), (Pins{"sdf Scalar", " Scalar"}));
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKInvert>()), (Pins{" Scalar", " Scalar"}));
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKLevelsetIsoValue>()), (Pins{"density Scalar", "sdf Scalar"}));
-}
-
 TEST(LevelSetOperators, AgreeInAllValueTypes)
 {
     using zrk::agreement::expectAgreement;

@@ -17,13 +17,6 @@ TEST(PatternComponents, HaveTheirStoredForm)
     expectStoredForm<ZRKCross>(R"({"thickness ratios":[1.0,1.0,1.0],"smoothness":0.0})", kCross);
 }
 
-TEST(PatternComponents, HaveTheSamePins)
-{
-    const std::vector<std::string> pins{"coords Vector3d*", "density Scalar"};
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKGyroid>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKCross>()), pins);
-}
-
 TEST(PatternComponents, ForwardTheWeightOfTheirCoordinates)
 {
     expectForwardedWeight<ZRKGyroid>();

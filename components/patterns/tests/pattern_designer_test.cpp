@@ -39,10 +39,9 @@ TEST(PatternDesigner, HasItsStoredForm)
     EXPECT_EQ(stored(*component),
               R"({"mutliply":true,"waves":[{"fx":1.0,"fy":0.0,"fz":0.0,"amplitude":1.0,"phase":0.0},)"
               R"({"fx":1.0,"fy":2.0,"fz":0.0,"amplitude":1.0,"phase":0.0}]})");
-    EXPECT_EQ(pinsOf(component), std::vector<std::string>{"density Scalar"});
 }
 
-// Sines of whole quarters, all waves different in every axis and number.
+// The sines are of whole quarters of a turn, and the waves differ in every number.
 TEST(PatternDesigner, AtPointsWithKnownAnswers)
 {
     struct Case {
@@ -125,7 +124,8 @@ TEST(WaveDensity, AgreesInAllValueTypes)
                                     1e-14);
 }
 
-/// What a thread of its own, whose generators are fresh, stores after `draws` throws of three waves.
+/// Returns what a thread of its own, whose generators are fresh, stores after three waves were drawn `draws`
+/// times.
 std::string thrown(int draws)
 {
     std::string text;

@@ -47,7 +47,7 @@ TEST(BoxDistance, KeepsItsOuterSizeForEveryRadius)
     }
 }
 
-// A NaN isn't positive, so it adds nothing outside, and the largest is passed on by comparing.
+// A NaN isn't positive, so it adds nothing to the length outside; the largest is found by comparisons.
 TEST(BoxDistance, TreatsNaNAsNotPositive)
 {
     const BoxDistance box = BoxDistance::rounded({0, 0, 0}, {2, 2, 2}, 0);
@@ -82,7 +82,7 @@ TEST(WireframeBoxDistance, AtPointsWithExactAnswers)
     }
 }
 
-// No point of the frame lies outside the box, and bars that meet in the middle fill it.
+// No point of the frame lies outside the box, and a frame whose bars meet in the middle fills the box.
 TEST(WireframeBoxDistance, LiesWithinItsBox)
 {
     const Tensor<3, double> center{0.25, 0, -0.5};
@@ -91,7 +91,8 @@ TEST(WireframeBoxDistance, LiesWithinItsBox)
     const WireframeBoxDistance thick = WireframeBoxDistance::around(center, {2, 2, 2}, 0.5);
     forRandomPositions([&](const Tensor<3, double>& p) {
         EXPECT_GE(thin(p), box(p));
-        EXPECT_NEAR(std::max(thick(p), 0.0), std::max(box(p), 0.0), 1e-14); // other sums, other rounding
+        EXPECT_NEAR(std::max(thick(p), 0.0), std::max(box(p), 0.0),
+                    1e-14); // different sums, so different rounding
     });
 }
 

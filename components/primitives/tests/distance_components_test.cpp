@@ -27,15 +27,6 @@ TEST(DistanceComponents, HaveTheirStoredForm)
     expectStoredForm<ZRKTorusSDF>(R"({"ring radius":0.4,"tube radius":0.1,"center":[0.0,0.0,0.0]})", kTorus);
 }
 
-TEST(DistanceComponents, HaveTheSamePins)
-{
-    const std::vector<std::string> pins{"coords Vector3d*", "sdf Scalar"};
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKSphereSDF>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKBoxSDF>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKPlaneSDF>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKTorusSDF>()), pins);
-}
-
 TEST(DistanceComponents, ForwardTheWeightOfTheirCoordinates)
 {
     expectForwardedWeight<ZRKSphereSDF>();
@@ -52,7 +43,7 @@ TEST(DistanceComponents, KeepBuiltEvaluatorsThroughEdits)
     expectEditsReachOnlyNewEvaluators<ZRKTorusSDF>(kTorus, {1, 2, 4});
 }
 
-// Every value at once, so that none can stand in for another.
+// All values are set at once, so that none can stand in for another.
 TEST(DistanceComponents, GiveTheDistancesOfTheirProperties)
 {
     using Case = ValueAtPosition<double>;

@@ -29,7 +29,7 @@ TEST(PlaneDistance, AtPointsWithExactAnswers)
     }
 }
 
-// x and y are added first: with z last, what is small beside it survives or not accordingly.
+// x and y are added first and z last, which decides whether a small number beside a large z survives.
 TEST(PlaneDistance, AddsTheAxesInItsOwnOrder)
 {
     const PlaneDistance plane{{0, 0, 0}, {1, 1, 1}};

@@ -18,8 +18,8 @@ using Numbers = std::vector<double>;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-/// A picture of doubles, one list of values a channel.
-std::shared_ptr<ZRKImage2d> picture(int width, int height, const std::vector<Numbers>& channels)
+/// An image of doubles, one list of values a channel.
+std::shared_ptr<ZRKImage2d> imageOf(int width, int height, const std::vector<Numbers>& channels)
 {
     std::vector<ZRKImage2d::Channel> rasters;
     for (const Numbers& values : channels) {
@@ -74,7 +74,6 @@ void loadWith(ZRKSerializableObject& component, const char* values,
 
 TEST(ImageComponents, HaveTheirPinsAndStoredForm)
 {
-    using Pins = std::vector<std::string>;
     const std::string sampler = R"({"wrap":true,"image":""})";
     EXPECT_EQ(stored(ZRKScalarImageSampler()), sampler);
     EXPECT_EQ(stored(ZRKVector3ImageSampler()), sampler);
@@ -83,16 +82,11 @@ TEST(ImageComponents, HaveTheirPinsAndStoredForm)
         stored(ZRK2DImageExtrude()),
         R"({"wrap":true,"size x":1.0,"size y":1.0,"size z":1.0,"compositing":"add","imageXY":"","imageYZ":"","imageXZ":""})");
     EXPECT_EQ(stored(ZRK3DImage()), R"({"wrap":true,"size x":1.0,"size y":1.0,"size z":1.0,"image":""})");
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKScalarImageSampler>()), (Pins{"coords Vector3d*", " Scalar"}));
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKVector3ImageSampler>()), (Pins{"coords Vector3d*", " Vector3d"}));
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKRGBAImageSampler>()), (Pins{"coords Vector3d*", " Color"}));
-    EXPECT_EQ(pinsOf(std::make_shared<ZRK2DImageExtrude>()), (Pins{"coords Vector3d*", " Scalar"}));
-    EXPECT_EQ(pinsOf(std::make_shared<ZRK3DImage>()), (Pins{"coords Vector3d*", " Scalar"}));
 
     const auto extrude = std::make_shared<ZRK2DImageExtrude>();
     const char* edited =
         R"({"wrap":false,"size x":2.0,"size y":3.0,"size z":4.0,"compositing":"union","imageXY":"","imageYZ":"a-1","imageXZ":""})";
-    loadWith(*extrude, edited, picture(1, 1, {{1}}));
+    loadWith(*extrude, edited, imageOf(1, 1, {{1}}));
     EXPECT_EQ(stored(*extrude), edited);
     EXPECT_EQ(stored(dynamic_cast<ZRK2DImageExtrude&>(*extrude->clone())), edited);
     EXPECT_THROW(load(*extrude, ZRKJson{{"compositing", 3}}), ZRKJson::type_error);
@@ -100,7 +94,7 @@ TEST(ImageComponents, HaveTheirPinsAndStoredForm)
 
 TEST(ImageSamplers, ReadTheFirstTwoCoordinates)
 {
-    const auto image = picture(4, 2, {{0, 1, 2, 3, 10, 11, 12, 13}});
+    const auto image = imageOf(4, 2, {{0, 1, 2, 3, 10, 11, 12, 13}});
     const auto scalar = std::make_shared<ZRKScalarImageSampler>();
     scalar->pick(image);
     EXPECT_EQ(sample(scalar, {0, 0, 7}), (Numbers{0, 1}));
@@ -115,19 +109,19 @@ TEST(ImageSamplers, ReadTheFirstTwoCoordinates)
     EXPECT_TRUE(std::isnan(sample(scalar, {kNaN, 0, 0})[0]));
 
     const auto vector = std::make_shared<ZRKVector3ImageSampler>();
-    vector->pick(picture(1, 1, {{0.25}, {0.5}}));
+    vector->pick(imageOf(1, 1, {{0.25}, {0.5}}));
     EXPECT_EQ(sample(vector, {0.3, 0.3, 0}), (Numbers{0.25, 0.5, 0.5, 1}));
     const auto colour = std::make_shared<ZRKRGBAImageSampler>();
-    colour->pick(picture(1, 1, {{0.25}, {0.5}, {0.75}}));
+    colour->pick(imageOf(1, 1, {{0.25}, {0.5}, {0.75}}));
     EXPECT_EQ(sample(colour, {0.3, 0.3, 0}), (Numbers{0.25, 0.5, 0.75, 1, 1}));
 }
 
-TEST(ImageSamplers, WriteNothingWithoutAUsablePicture)
+TEST(ImageSamplers, WriteNothingWithoutAUsableImage)
 {
     const auto colour = std::make_shared<ZRKRGBAImageSampler>();
     const Numbers nothing{0, 0, 0, 0, 0};
     EXPECT_EQ(sample(colour, {0, 0, 0}), nothing);
-    colour->pick(picture(0, 4, {{}}));
+    colour->pick(imageOf(0, 4, {{}}));
     EXPECT_EQ(sample(colour, {0, 0, 0}), nothing);
     colour->pick(std::make_shared<ZRKImage2d>());
     EXPECT_EQ(sample(colour, {0, 0, 0}), nothing);
@@ -157,34 +151,37 @@ void expectBuiltFieldStays(const std::shared_ptr<Component>& component, const Ve
 TEST(ImageComponents, KeepBuiltEvaluatorsThroughEdits)
 {
     const auto sampler = std::make_shared<ZRKScalarImageSampler>();
-    sampler->pick(picture(2, 1, {{1, 2}}));
+    sampler->pick(imageOf(2, 1, {{1, 2}}));
     expectBuiltFieldStays<ZRKScalarImageSampler>(sampler, {1.5, 0, 0}, [](auto& c) { c.wrap.set(false); });
     expectBuiltFieldStays<ZRKScalarImageSampler>(sampler, {0, 0, 0},
-                                                 [](auto& c) { c.pick(picture(1, 1, {{5}})); });
+                                                 [](auto& c) { c.pick(imageOf(1, 1, {{5}})); });
     const auto extrude = std::make_shared<ZRK2DImageExtrude>();
-    extrude->pick(1, picture(1, 1, {{0.25}}));
+    extrude->pick(1, imageOf(1, 1, {{0.25}}));
     expectBuiltFieldStays<ZRK2DImageExtrude>(extrude, {0, 0, 0}, [](auto& c) { c.pick(1, nullptr); });
     const auto stack = std::make_shared<ZRK3DImage>();
     loadWith(*stack, R"({"image":"a-1"})", volume(1, 1, 1, {0.5}));
     expectBuiltFieldStays<ZRK3DImage>(stack, {0, 0, 0}, [](auto& c) { c.removeImage(); });
 }
 
-TEST(ImageSamplers, KeepTheirPictureUntilAnotherIsPickedOrRead)
+TEST(ImageSamplers, KeepTheirImageUntilAnotherIsPickedOrRead)
 {
     const auto scalar = std::make_shared<ZRKScalarImageSampler>();
-    scalar->pick(picture(1, 1, {{1}}));
+    scalar->pick(imageOf(1, 1, {{1}}));
     EXPECT_EQ(sample(scalar, {0, 0, 0})[0], 1);
     int changes = 0;
-    scalar->addListener([&](const ZRKEvent& event) { changes += event.name == "image"; });
-    scalar->pick(picture(1, 1, {{2}}));
+    scalar->addListener([&](const ZRKEvent& event) {
+        ++changes;
+        EXPECT_EQ(event.name, "image");
+    });
+    scalar->pick(imageOf(1, 1, {{2}}));
     EXPECT_EQ(changes, 1);
     EXPECT_EQ(sample(scalar, {0, 0, 0})[0], 2);
     EXPECT_EQ(sample(std::dynamic_pointer_cast<ZRKScalarImageSampler>(scalar->clone()), {0, 0, 0})[0], 2);
-    loadWith(*scalar, R"({"image":"a-1"})", picture(1, 1, {{3}}));
+    loadWith(*scalar, R"({"image":"a-1"})", imageOf(1, 1, {{3}}));
     EXPECT_EQ(sample(scalar, {0, 0, 0})[0], 3);
 }
 
-/// The extrusion of the pictures that are there, computed anew in plain steps.
+/// The extrusion of the images that are there, computed anew in plain steps.
 double expectedExtrusion(const std::string& compositing, const Numbers& samples)
 {
     double a = compositing == "subtract" || compositing == "multiply" ? 1 : 0;
@@ -197,9 +194,9 @@ double expectedExtrusion(const std::string& compositing, const Numbers& samples)
     return std::min(1.0, std::max(0.0, a));
 }
 
-TEST(ImageExtrude, CompositesEverySetOfPictures)
+TEST(ImageExtrude, CompositesEverySetOfImages)
 {
-    // Two pixels along each axis: at a corner of the unit cube, a picture's value is one of its pixels.
+    // Two pixels along each axis: at a corner of the unit cube, an image's value is one of its pixels.
     const Numbers pixels[3] = {randomNumbers(4, 1), randomNumbers(4, 2), randomNumbers(4, 3)};
     const std::size_t axes[3][2] = {{0, 1}, {1, 2}, {0, 2}};
     for (unsigned set = 1; set < 8; ++set) {
@@ -211,7 +208,7 @@ TEST(ImageExtrude, CompositesEverySetOfPictures)
             extrude->sizeY.set(4);
             extrude->sizeZ.set(8);
             for (std::size_t slot = 0; slot < 3; ++slot) {
-                extrude->pick(slot, (set >> slot & 1u) != 0 ? picture(2, 2, {pixels[slot]}) : nullptr);
+                extrude->pick(slot, (set >> slot & 1u) != 0 ? imageOf(2, 2, {pixels[slot]}) : nullptr);
             }
             for (unsigned corner = 0; corner < 8; ++corner) {
                 const std::size_t at[3] = {corner & 1u, corner >> 1 & 1u, corner >> 2 & 1u};
@@ -229,12 +226,12 @@ TEST(ImageExtrude, CompositesEverySetOfPictures)
     }
 }
 
-TEST(ImageExtrude, WritesNothingWithoutPictureOrOperator)
+TEST(ImageExtrude, WritesNothingWithoutImageOrOperator)
 {
     const auto extrude = std::make_shared<ZRK2DImageExtrude>();
     extrude->compositing.set("subtract");
     EXPECT_EQ(sample(extrude, {0, 0, 0}), (Numbers{0, 0}));
-    extrude->pick(2, picture(1, 1, {{0.25}}));
+    extrude->pick(2, imageOf(1, 1, {{0.25}}));
     EXPECT_EQ(sample(extrude, {5, 5, 5}), (Numbers{0.75, 1}));
     extrude->compositing.set("Subtract");
     EXPECT_EQ(sample(extrude, {0, 0, 0}), (Numbers{0, 0}));
@@ -255,8 +252,29 @@ TEST(ImageExtrude, OffersItsCompositings)
     extrude->compositing.set("screen");
     EXPECT_EQ(extrude->shownCompositing(), 0u);
     EXPECT_EQ(extrude->compositing.value(), "add");
-    EXPECT_STREQ(ZRK2DImageExtrude::pickerLabel(0), "y\u00e2\u2020\u2018x\u00e2\u2020\u2019")
-        << "UTF-8 encoded twice";
+}
+
+// A picker's label names the axes of its image: up along the rows, then right along the columns. The arrows
+// are UTF-8 encoded twice.
+TEST(ImageExtrude, LabelsItsPickersByTheAxesOfTheirImages)
+{
+    const char* labels[] = {"y\u00e2\u2020\u2018x\u00e2\u2020\u2019",
+                            "z\u00e2\u2020\u2018y\u00e2\u2020\u2019",
+                            "z\u00e2\u2020\u2018x\u00e2\u2020\u2019"};
+    const auto axisOf = [](char name) { return static_cast<std::size_t>(name - 'x') % 3; };
+    for (std::size_t slot = 0; slot < ZRK2DImageExtrude::kSlots; ++slot) {
+        const std::string label = ZRK2DImageExtrude::pickerLabel(slot);
+        EXPECT_EQ(label, labels[slot]);
+        const auto extrude = std::make_shared<ZRK2DImageExtrude>();
+        extrude->wrap.set(false);
+        extrude->pick(slot, imageOf(2, 2, {{0, 0.25, 0.5, 0.75}}));
+        Vector right{0, 0, 0};
+        Vector up{0, 0, 0};
+        up[axisOf(label[0])] = 1;
+        right[axisOf(label[label.size() / 2])] = 1;
+        EXPECT_EQ(sample(extrude, right)[0], 0.25);
+        EXPECT_EQ(sample(extrude, up)[0], 0.5);
+    }
 }
 
 TEST(ImageStack, IsScaledByItsSizes)

@@ -32,11 +32,8 @@ TEST(MatrixComponents, TakeMatricesOfSixteenEntriesOnly)
     }
 }
 
-TEST(MatrixComponents, HavePinsWeightAndEvaluatorsAsOtherTransforms)
+TEST(MatrixComponents, HaveWeightAndEvaluatorsAsOtherTransforms)
 {
-    const std::vector<std::string> pins{"coords Vector3d*", "coords Vector3d"};
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKMatrixTransform>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKAffineTransform>()), pins);
     expectForwardedWeight<ZRKMatrixTransform>();
     expectForwardedWeight<ZRKAffineTransform>();
     expectEditsReachOnlyNewEvaluators<ZRKMatrixTransform>(kMatrix, {4, 5, 6});

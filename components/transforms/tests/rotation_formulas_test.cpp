@@ -9,7 +9,7 @@ using Vector = Tensor<3, double>;
 
 double length(const Vector& v) { return std::sqrt(dot(v, v)); }
 
-/// Cosines of right angles and the like come out as rounding errors of this size.
+/// Cosines of right angles and similar values are rounding errors of this size instead of 0.
 void expectNear(const Vector& result, const Vector& expected, double tolerance = 1e-14)
 {
     for (std::size_t i = 0; i < 3; ++i) {

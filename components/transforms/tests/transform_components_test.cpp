@@ -23,14 +23,6 @@ TEST(TransformComponents, HaveTheirStoredForm)
         R"({"angle":5.0,"axis":[1.0,0.0,0.0],"bend direction":[0.0,0.0,1.0],"center":[0.0,0.0,0.0]})", kBend);
 }
 
-TEST(TransformComponents, HaveTheSamePins)
-{
-    const std::vector<std::string> pins{"coords Vector3d*", "coords Vector3d"};
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKQuantizeTransform>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKTwistTransform>()), pins);
-    EXPECT_EQ(pinsOf(std::make_shared<ZRKBendTransform>()), pins);
-}
-
 TEST(TransformComponents, ForwardTheWeightOfTheirCoordinates)
 {
     expectForwardedWeight<ZRKQuantizeTransform>();
@@ -45,7 +37,7 @@ TEST(TransformComponents, KeepBuiltEvaluatorsThroughEdits)
     expectEditsReachOnlyNewEvaluators<ZRKBendTransform>(kBend, {4, 5, 6});
 }
 
-// Every value at once, so that none can stand in for another.
+// All values are set at once, so that none can stand in for another.
 TEST(TransformComponents, MovePositionsByTheirProperties)
 {
     using Case = ValueAtPosition<Vector>;

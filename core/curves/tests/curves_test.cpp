@@ -2,6 +2,7 @@
 #include "core/curves/curve_frame.h"
 #include "core/curves/polyline.h"
 #include "core/curves/spline.h"
+#include "core/values/axis_frame.h"
 
 #include <gtest/gtest.h>
 
@@ -278,7 +279,7 @@ void expectLengthsAndFrames(const Curve& curve, bool isSmooth)
     double chords = 0;
     Vector3 tangent, normal, binormal, lastTangent, lastNormal;
     curve.frame(curve.tMin(), lastTangent, lastNormal, binormal);
-    EXPECT_LE(length(lastNormal - startNormal(lastTangent)), 1e-12);
+    EXPECT_LE(length(lastNormal - sideOf(lastTangent)), 1e-12);
     for (int i = 1; i <= kSteps; ++i) {
         const double former = curve.tMax() * (i - 1) / kSteps;
         const double t = curve.tMax() * i / kSteps;

@@ -31,9 +31,7 @@ void BeamField::distances(const double* const (&coordinates)[3], std::size_t cou
     for (std::size_t i = 0; i < count; ++i) {
         out[i] = _tree.distance({coordinates[0][i], coordinates[1][i], coordinates[2][i]}, hint);
     }
-    for (std::size_t i = count; i % Batch::size != 0; ++i) {
-        out[i] = 0.0;
-    }
+    fillLastBatch(out, count);
 }
 
 void BeamField::gridDistances(const double* const (&coordinates)[3], std::size_t count, double* out) const

@@ -110,12 +110,13 @@ bool BeamCacheData::makeBVH()
     if (edges.empty() || vertices.empty() || edges.size() > std::numeric_limits<std::int32_t>::max()) {
         return false;
     }
-    const auto bounds = [this](std::int32_t index, double* lower, double* upper) {
-        const std::int32_t* ends = edges.data() + std::ptrdiff_t{2} * index;
-        const double reach = std::abs(radius);
+    // The hierarchy keeps this; what it points to stays where it is when the data are moved.
+    const auto bounds = [points = vertices.data(), edge = edges.data(),
+                         reach = std::abs(radius)](std::int32_t index, double* lower, double* upper) {
+        const std::int32_t* ends = edge + std::ptrdiff_t{2} * index;
         for (std::ptrdiff_t axis = 0; axis < 3; ++axis) {
-            const double a = vertices[static_cast<std::size_t>(3 * std::ptrdiff_t{ends[0]} + axis)];
-            const double b = vertices[static_cast<std::size_t>(3 * std::ptrdiff_t{ends[1]} + axis)];
+            const double a = points[3 * std::ptrdiff_t{ends[0]} + axis];
+            const double b = points[3 * std::ptrdiff_t{ends[1]} + axis];
             lower[axis] = std::min(a, b) - reach;
             upper[axis] = std::max(a, b) + reach;
         }

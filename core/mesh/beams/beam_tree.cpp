@@ -29,18 +29,12 @@ double squared(double x) { return x * x; }
 /// number, all are NaN. A segment so short that its length vanishes still has a direction.
 bool hasDistances(const Capsule<double>& beam)
 {
-    const Tensor<3, double>& u = beam.direction;
+    const Vector3& u = beam.direction;
     const bool isPoint = u[0] == 0.0 && u[1] == 0.0 && u[2] == 0.0 && beam.length == 0.0;
     return !isPoint && !std::isnan(u[0]) && !std::isnan(u[1]) && !std::isnan(u[2]);
 }
 
 } // namespace
-
-BeamTree::Boxes::Boxes()
-{
-    std::fill_n(&min[0][0], 3 * kWidth, kInfinity);
-    std::fill_n(&max[0][0], 3 * kWidth, -kInfinity);
-}
 
 BeamTree::BeamTree(std::span<const Capsule<double>> beams, double radius) : _radius(radius)
 {
@@ -106,15 +100,16 @@ void BeamTree::addGroups(std::span<const Beam> beams)
         Group& group = _groups[i / kWidth];
         Boxes& block = boxes[i / kWidth / kWidth];
         const std::size_t lane = i % kWidth;
-        const std::size_t box = i / kWidth % kWidth;
+        const int box = static_cast<int>(i / kWidth % kWidth);
+        Box<double> around = block.box(box);
+        around.include(capsule.start);
+        around.include(end);
+        block.set(box, around);
         group.length[lane] = capsule.length;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             group.start[axis][lane] = capsule.start[axis];
             group.direction[axis][lane] = capsule.direction[axis];
-            const auto [low, high] = std::minmax(capsule.start[axis], end[axis]);
-            block.min[axis][box] = std::min(block.min[axis][box], low);
-            block.max[axis][box] = std::max(block.max[axis][box], high);
-            _size = std::max({_size, std::abs(low), std::abs(high)});
+            _size = std::max({_size, std::abs(capsule.start[axis]), std::abs(end[axis])});
         }
     }
     _levels.push_back(std::move(boxes));
@@ -127,21 +122,17 @@ void BeamTree::addLevels()
         const std::vector<Boxes>& below = _levels.back();
         std::vector<Boxes> boxes((below.size() + kWidth - 1) / kWidth);
         for (std::size_t i = 0; i < below.size(); ++i) {
-            Boxes& block = boxes[i / kWidth];
-            for (std::size_t axis = 0; axis < 3; ++axis) {
-                for (std::size_t k = 0; k < kWidth; ++k) {
-                    double& low = block.min[axis][i % kWidth];
-                    double& high = block.max[axis][i % kWidth];
-                    low = std::min(low, below[i].min[axis][k]);
-                    high = std::max(high, below[i].max[axis][k]);
-                }
+            Box<double> around;
+            for (int lane = 0; lane < kLanes; ++lane) {
+                around.include(below[i].box(lane));
             }
+            boxes[i / kWidth].set(static_cast<int>(i % kWidth), around);
         }
         _levels.push_back(std::move(boxes));
     }
 }
 
-double BeamTree::groupDistance(std::size_t group, const Tensor<3, double>& p) const
+double BeamTree::groupDistance(std::size_t group, const Vector3& p) const
 {
     const Group& beams = _groups[group];
     const Tensor<3, Batch> at{p[0], p[1], p[2]};
@@ -164,21 +155,11 @@ double BeamTree::groupDistance(std::size_t group, const Tensor<3, double>& p) co
 }
 
 /// Puts the boxes of a block that are near enough on the stack, the nearest on top.
-BeamTree::Entry* BeamTree::pushNear(Entry* top, std::size_t level, std::size_t block,
-                                    const Tensor<3, double>& p, double squaredLimit) const
+BeamTree::Entry* BeamTree::pushNear(Entry* top, std::size_t level, std::size_t block, const Vector3& p,
+                                    double squaredLimit) const
 {
-    const Boxes& boxes = _levels[level][block];
     alignas(64) double squares[kWidth];
-    for (std::size_t k = 0; k < kWidth; k += Batch::size) {
-        Batch sum = 0.0;
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            const Batch below = Batch::loadAligned(boxes.min[axis] + k) - p[axis];
-            const Batch above = p[axis] - Batch::loadAligned(boxes.max[axis] + k);
-            const Batch outside = maximum(maximum(below, above), 0.0);
-            sum += outside * outside;
-        }
-        sum.storeAligned(squares + k);
-    }
+    _levels[level][block].squaredDistances(p).store(squares);
     Entry* const first = top;
     for (std::size_t k = 0; k < kWidth; ++k) {
         if (squares[k] < squaredLimit) {
@@ -192,7 +173,7 @@ BeamTree::Entry* BeamTree::pushNear(Entry* top, std::size_t level, std::size_t b
     return top;
 }
 
-double BeamTree::distance(const Tensor<3, double>& p, std::size_t& hint) const
+double BeamTree::distance(const Vector3& p, std::size_t& hint) const
 {
     const double sizeOfP = std::abs(p[0]) + std::abs(p[1]) + std::abs(p[2]);
     if (_groups.empty() || !std::isfinite(sizeOfP)) {

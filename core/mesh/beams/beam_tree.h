@@ -1,7 +1,8 @@
 #pragma once
 
 #include "core/mesh/beams/capsule.h"
-#include "core/values/tensor.h"
+#include "core/values/box_tree.h"
+#include "core/values/vector3.h"
 
 #include <cstddef>
 #include <span>
@@ -16,7 +17,7 @@ namespace zrk {
 /// Read-only once built; safe to ask from many threads at once.
 class BeamTree {
 public:
-    static constexpr std::size_t kWidth = 8;
+    static constexpr std::size_t kWidth = kLanes;
 
     BeamTree(std::span<const Capsule<double>> beams, double radius);
 
@@ -26,7 +27,7 @@ public:
     /// @param p     position in model units.
     /// @param hint  group to ask first, any number; receives the nearest beam's. That of a position nearby
     ///              makes the search shorter.
-    double distance(const Tensor<3, double>& p, std::size_t& hint) const;
+    double distance(const Vector3& p, std::size_t& hint) const;
 
 private:
     struct alignas(64) Group {
@@ -34,16 +35,11 @@ private:
         double direction[3][kWidth];
         double length[kWidth];
     };
-    /// Boxes around the segments, without the radius; empty ones where there is nothing.
-    struct alignas(64) Boxes {
-        double min[3][kWidth];
-        double max[3][kWidth];
-
-        Boxes();
-    };
+    /// Around the segments, without the radius; empty ones where there is nothing.
+    using Boxes = EightBoxes<double>;
     struct Beam {
         Capsule<double> capsule;
-        Tensor<3, double> end;
+        Vector3 end;
     };
     struct Entry {
         double squaredDistance;
@@ -59,8 +55,8 @@ private:
     static void bringNeighboursTogether(std::span<Beam> beams);
     void addGroups(std::span<const Beam> beams);
     void addLevels();
-    double groupDistance(std::size_t group, const Tensor<3, double>& p) const;
-    Entry* pushNear(Entry* top, std::size_t level, std::size_t block, const Tensor<3, double>& p,
+    double groupDistance(std::size_t group, const Vector3& p) const;
+    Entry* pushNear(Entry* top, std::size_t level, std::size_t block, const Vector3& p,
                     double squaredLimit) const;
 };
 

@@ -23,32 +23,6 @@ private:
 } // namespace
 
 template <class T, int N, int D>
-BVH<T, N, D>::Box::Box()
-{
-    std::fill_n(min, D, std::numeric_limits<T>::infinity());
-    std::fill_n(max, D, -std::numeric_limits<T>::infinity());
-}
-
-template <class T, int N, int D>
-void BVH<T, N, D>::Box::include(const T* point)
-{
-    for (int i = 0; i < D; ++i) {
-        // A NaN changes nothing.
-        min[i] = point[i] < min[i] ? point[i] : min[i];
-        max[i] = point[i] > max[i] ? point[i] : max[i];
-    }
-}
-
-template <class T, int N, int D>
-void BVH<T, N, D>::Box::include(const Box& other)
-{
-    for (int i = 0; i < D; ++i) {
-        min[i] = other.min[i] < min[i] ? other.min[i] : min[i];
-        max[i] = other.max[i] > max[i] ? other.max[i] : max[i];
-    }
-}
-
-template <class T, int N, int D>
 BVH<T, N, D>::BVH(const T* vertices, std::int32_t coordinateCount, const std::int32_t* indices,
                   std::int32_t indexCount, BoundsCallback boundsCallback)
     : vertices(vertices),
@@ -73,13 +47,13 @@ typename BVH<T, N, D>::Box BVH<T, N, D>::boxOf(std::int32_t primitive) const
 {
     Box box;
     if (boundsCallback) {
-        T corners[2][D];
-        boundsCallback(primitive, corners[0], corners[1]);
+        Tensor<3, T> corners[2];
+        boundsCallback(primitive, corners[0].begin(), corners[1].begin());
         box.include(corners[0]);
         box.include(corners[1]);
     } else {
         for (int k = 0; k < N; ++k) {
-            box.include(vertexOf(primitive, k));
+            box.include(pointAt(vertexOf(primitive, k)));
         }
     }
     return box;
@@ -94,7 +68,7 @@ void BVH<T, N, D>::computeBounds()
         }
     } else {
         for (std::int32_t v = 0; v < vertexCount; ++v) {
-            bounds.include(vertices + std::ptrdiff_t{D} * v);
+            bounds.include(pointAt(vertices + std::ptrdiff_t{D} * v));
         }
     }
 }
@@ -126,8 +100,8 @@ void BVH<T, N, D>::computeCodes()
     sortByCode(codes);
 }
 
-/// Number of bits that the keys of a sorted position and the next one share, where a key is a code followed
-/// by its position; 0 beyond either end.
+/// The number of leading bits that the keys of a sorted position and of the next one share; 0 beyond either
+/// end. A key is a Morton code followed by its position, so that no two keys are equal.
 template <class T, int N, int D>
 int BVH<T, N, D>::commonPrefix(std::int32_t position) const
 {
@@ -160,8 +134,8 @@ void BVH<T, N, D>::buildHierarchy()
     buildSeconds = watch.seconds();
 }
 
-/// Makes the leaves of some positions and all nodes that lie within these.
-/// @return what has no parent among them, from left to right.
+/// Makes the leaves of some positions, and those nodes all of whose leaves are among them.
+/// @return the subtrees that have no parent yet, from left to right.
 template <class T, int N, int D>
 std::vector<typename BVH<T, N, D>::Subtree> BVH<T, N, D>::linkLeaves(IndexRange positions)
 {
@@ -183,8 +157,8 @@ std::vector<typename BVH<T, N, D>::Subtree> BVH<T, N, D>::linkLeaves(IndexRange 
     return pending;
 }
 
-/// Adds the next subtree to a row of neighbours, and joins those at its end that share more bits with each
-/// other than with their neighbours.
+/// Adds the next subtree to a row of neighbours. Then joins the last two for as long as they share more bits
+/// with each other than either does with its other neighbour.
 template <class T, int N, int D>
 void BVH<T, N, D>::append(Subtree last, std::vector<Subtree>& pending)
 {
@@ -196,8 +170,8 @@ void BVH<T, N, D>::append(Subtree last, std::vector<Subtree>& pending)
     pending.push_back(last);
 }
 
-/// A node over two neighbours. Its number is the last of its positions when it is a first child, else the
-/// first one.
+/// Makes a node over two neighbours. The node's number is its last position when it will be a first child,
+/// else its first position.
 template <class T, int N, int D>
 typename BVH<T, N, D>::Subtree BVH<T, N, D>::join(const Subtree& left, const Subtree& right)
 {

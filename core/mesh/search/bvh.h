@@ -3,6 +3,7 @@
 #include "core/engine/parallel_loop.h"
 #include "core/mesh/search/closest_point.h"
 #include "core/mesh/search/morton_code.h"
+#include "core/values/box.h"
 #include "core/values/large_pages.h"
 
 #include <cstddef>
@@ -16,10 +17,10 @@
 
 namespace zrk {
 
-/// Threads worth starting to build something over so many primitives.
+/// The number of threads that it is worth building something over so many primitives on.
 inline std::int32_t buildThreads(std::int32_t primitiveCount)
 {
-    constexpr std::int32_t kWorthAThread = 2048; // a few hundred nanoseconds each
+    constexpr std::int32_t kWorthAThread = 2048; // each takes a few hundred nanoseconds
     return primitiveCount >= 2 * kWorthAThread ? static_cast<std::int32_t>(workerCount(0)) : 1;
 }
 
@@ -29,26 +30,20 @@ inline std::int32_t buildThreads(std::int32_t primitiveCount)
 /// With n primitives there are 2n - 1 nodes: the inner ones first, node 0 the root, then the leaves in
 /// sorted order. Two instances exist: over triangles, `BVH<double, 3, 3>`, and segments, `BVH<double, 2, 3>`.
 ///
-/// Vertices and indices stay the caller's, and must outlive the hierarchy. Built by one call on one thread,
-/// which starts others; read-only afterwards, and then safe to query from many threads at once.
+/// The hierarchy refers to the caller's vertices and indices, which must outlive it. One thread builds it and
+/// starts others to help. Afterwards it is read-only, and safe to query from many threads at once.
 ///
 /// Source: Karras, "Maximizing parallelism in the construction of BVHs, octrees, and k-d trees", High
-/// Performance Graphics 2012: the same tree with the same numbering, but linked in one pass from the leaves
-/// up, each node when both its children are there, so that boxes come along.
+/// Performance Graphics 2012, doi:10.2312/EGGH/HPG12/033-037. The tree and the numbers of its nodes are those
+/// of the paper. They are found differently: each node is linked as soon as both its children are, from the
+/// leaves up, so that one pass makes the boxes too. Morton codes for hierarchies (LBVH): Lauterbach, Garland,
+/// Sengupta, Luebke, Manocha, "Fast BVH construction on GPUs", Computer Graphics Forum 28(2), 2009.
 template <class T, int N, int D>
 class BVH {
     static_assert(D == 3, "Morton codes and box distances are over three dimensions");
 
 public:
-    struct Box {
-        T min[D];
-        T max[D];
-
-        /// The empty box.
-        Box();
-        void include(const T* point);
-        void include(const Box& other);
-    };
+    using Box = zrk::Box<T>;
 
     struct Node {
         /// Ids of all primitives below this node: a range of the sorted order.
@@ -60,7 +55,7 @@ public:
         bool isLeaf = false;
     };
 
-    /// Two corners of a box around a primitive.
+    /// Writes two opposite corners of a box around a primitive.
     using BoundsCallback = std::function<void(std::int32_t primitive, T* cornerA, T* cornerB)>;
 
     const T* vertices;
@@ -99,8 +94,8 @@ public:
     {
         return vertices + std::ptrdiff_t{D} * indices[std::ptrdiff_t{N} * primitive + k];
     }
-    /// Asks for the vertices of what stands some positions later in the sorted order, if that is before
-    /// `end`. The order jumps about the arrays; so they are there in time.
+    /// Asks the processor to load what a loop over the sorted order up to `end` will soon need: neighbours in
+    /// that order lie far apart in the arrays of indices and vertices.
     void prefetch(std::int32_t position, std::int32_t end) const
     {
         constexpr std::int32_t kToIndices = 24;
@@ -116,8 +111,8 @@ public:
     /// The box of one primitive.
     Box boxOf(std::int32_t primitive) const;
 
-    /// Depth first, first child before second. visitor(nodeIndex, isLeaf, box, primitives) returns whether
-    /// to enter the subtree.
+    /// Visits nodes depth first, a node's first child before its second. visitor(nodeIndex, isLeaf, box,
+    /// primitives) returns whether to go on to the node's children.
     template <class Visitor>
     void traverse(std::int32_t startNode, Visitor&& visitor) const
     {
@@ -132,7 +127,11 @@ public:
         }
     }
 
-    /// Best-first search of the primitive nearest to a point, in ascending order of the leaves' boxes.
+    /// Searches the primitive nearest to a point: the exact search, which fixes the results of all faster
+    /// ones. It visits leaves in ascending order of the distances of their boxes.
+    ///
+    /// Source: Hjaltason, Samet, "Distance browsing in spatial databases", ACM Transactions on Database
+    /// Systems 24(2), 1999, doi:10.1145/320248.320255.
     ///
     /// @param primitiveDistance  double(primitive, point, closest): the distance, which may be negative,
     ///                           and the closest point. NaN is never the nearest.
@@ -144,13 +143,14 @@ public:
                                   double& distance) const;
 
 private:
-    /// Part of the tree that has no parent yet: the sorted positions `first` to `last`, both included.
+    /// A part of the tree that has no parent yet. It covers the sorted positions `first` to `last`, both
+    /// included.
     struct Subtree {
         std::int32_t first;
         std::int32_t last;
         std::int32_t node;
-        int sharedBefore; ///< bits shared by the keys across its beginning, and across its end
-        int sharedAfter;
+        int sharedBefore; ///< bits that the keys of its first position and of the one before share
+        int sharedAfter;  ///< bits that the keys of its last position and of the next one share
     };
 
     LargeArray<std::int32_t> _order;

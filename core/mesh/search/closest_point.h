@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/box.h"
 #include "core/values/tensor.h"
 
 #include <cmath>
@@ -14,9 +15,8 @@ inline Tensor<3, double> pointAt(const double* coordinates)
     return {coordinates[0], coordinates[1], coordinates[2]};
 }
 
-/// Squared distance from a point to a box (a type with corners `min` and `max`); 0 inside.
-template <class Box>
-double squaredDistanceToBox(const Box& box, const double* point)
+/// Squared distance from a point to a box; 0 inside.
+inline double squaredDistanceToBox(const Box<double>& box, const double* point)
 {
     double sum = 0.0;
     for (std::size_t i = 0; i < 3; ++i) {
@@ -47,8 +47,12 @@ inline double closestPointOnSegment(const double* point, const double* a, const 
     return length(p - answer);
 }
 
-/// Distance from a point to the triangle a, b, c, and where on it, by barycentric coordinates. Triangles
-/// of (almost) zero area give a point of the triangle too, if not always the nearest.
+/// Distance from a point to the triangle a, b, c, and where on it. Triangles of (almost) zero area give a
+/// point of the triangle too, if not always the nearest.
+///
+/// Source: barycentric coordinates by dot products, as in Ericson, "Real-Time Collision Detection", 2005,
+/// section 3.4; outside of the triangle their signs choose two edges here, and the nearer one's point is
+/// taken.
 inline double closestPointOnTriangle(const double* point, const double* a, const double* b, const double* c,
                                      double* closest)
 {
@@ -86,35 +90,6 @@ inline double closestPointOnTriangle(const double* point, const double* a, const
         closest[i] = onSecond[i];
     }
     return second;
-}
-
-/// Signed solid angle of the triangle a, b, c seen from p, -2 pi to 2 pi: positive on the side opposite
-/// to the normal (b - a) x (c - a), and 0 on a corner and in the triangle's plane.
-///
-/// Source: Van Oosterom, Strackee, "The solid angle of a plane triangle", IEEE Transactions on
-/// Biomedical Engineering BME-30(2), 1983.
-inline double triangleSolidAngle(const double* a, const double* b, const double* c, const double* p)
-{
-    const Tensor<3, double> eye = pointAt(p);
-    Tensor<3, double> corners[3] = {pointAt(a) - eye, pointAt(b) - eye, pointAt(c) - eye};
-    double lengths[3];
-    for (std::size_t i = 0; i < 3; ++i) {
-        lengths[i] = length(corners[i]);
-    }
-    if (lengths[0] == 0.0 || lengths[1] == 0.0 || lengths[2] == 0.0) {
-        return 0.0;
-    }
-    for (std::size_t i = 0; i < 3; ++i) {
-        for (double& component : corners[i]) {
-            component = component / lengths[i];
-        }
-    }
-    const double y = dot(corners[0], cross(corners[1], corners[2]));
-    if (y == 0.0) {
-        return 0.0;
-    }
-    return 2.0 * std::atan2(y, 1.0 + dot(corners[0], corners[1]) + dot(corners[1], corners[2]) +
-                                   dot(corners[2], corners[0]));
 }
 
 } // namespace zrk

@@ -65,11 +65,7 @@ private:
     float _radius = 0.0f;
 };
 
-Vector middleOf(const FloatBox& box)
-{
-    return {0.5f * (box.lower[0] + box.upper[0]), 0.5f * (box.lower[1] + box.upper[1]),
-            0.5f * (box.lower[2] + box.upper[2])};
-}
+Vector middleOf(const Box<float>& box) { return 0.5f * (box.min + box.max); }
 
 Cylinder aroundLeaf(const TriangleBlock& block, int count, const Vector& middle)
 {
@@ -106,7 +102,7 @@ FlatCylinders::FlatCylinders(const TriangleBlocks& triangles)
 {
     _nodes.resize(triangles.tree.nodes().size());
     triangles.tree.summarize<Cylinder>(
-        [&](std::size_t leaf, const FloatBox& box) {
+        [&](std::size_t leaf, const Box<float>& box) {
             return aroundLeaf(triangles.blocks[leaf], triangles.tree.leaves()[leaf].count, middleOf(box));
         },
         [&](std::size_t node, std::span<const Cylinder> parts) {

@@ -1,16 +1,16 @@
 #pragma once
 
-#include "core/mesh/search/float8.h"
 #include "core/mesh/search/triangle_blocks.h"
+#include "core/values/float8.h"
 
 #include <cstddef>
 #include <span>
 
 namespace zrk {
 
-/// Around each child of each node of a tree of triangles a cylinder with its axis along the mean normal:
-/// where a surface is smooth, much flatter than the box, so that it tells better how near the surface comes.
-/// Immutable.
+/// A cylinder around each child of each node of a tree of triangles, its axis along the children's mean
+/// normal. Where a surface is smooth, the cylinder is much flatter than the box, and tells better how near
+/// the surface comes. Immutable.
 class FlatCylinders {
 public:
     struct Cylinder {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "core/values/box.h"
+#include "core/values/vector3.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -7,8 +10,8 @@
 
 namespace zrk {
 
-/// Float coordinates for a search in a box: the box's centre at the origin, its longest half edge between a
-/// half and one.
+/// Float coordinates for a search in a box. The box's centre is the origin, and its longest half edge becomes
+/// a number between a half and one.
 class LocalFrame {
 public:
     /// What positions and vertices within the unit box may be off by, and what a distance may be that is
@@ -18,8 +21,7 @@ public:
     static constexpr float kReach = 32.0f;
 
     LocalFrame() = default;
-    template <class Box>
-    explicit LocalFrame(const Box& box)
+    explicit LocalFrame(const Box<double>& box)
     {
         double longest = 0.0;
         for (std::size_t i = 0; i < 3; ++i) {
@@ -36,33 +38,31 @@ public:
     /// Lengths in the frame over lengths outside: a power of two.
     double scale() const { return _scale; }
 
-    /// Coordinates in the frame, in double.
-    template <class T>
-    void toLocal(const double* point, T* local) const
+    /// A position in the frame.
+    Tensor<3, float> toLocal(const Vector3& point) const
     {
-        for (std::size_t i = 0; i < 3; ++i) {
-            local[i] = static_cast<T>(toLocal(i, point[i]));
-        }
+        return {static_cast<float>(toLocal(0, point[0])), static_cast<float>(toLocal(1, point[1])),
+                static_cast<float>(toLocal(2, point[2]))};
     }
-    /// One coordinate in the frame, in double.
+    /// One coordinate in the frame, still in double.
     double toLocal(std::size_t axis, double coordinate) const
     {
         return (coordinate - _center[axis]) * _scale;
     }
     /// Whether a position in the frame, NaN included, is too far for a search in float.
-    static bool isOutOfReach(const float* local)
+    static bool isOutOfReach(const Tensor<3, float>& local)
     {
         return !(std::abs(local[0]) <= kReach && std::abs(local[1]) <= kReach &&
                  std::abs(local[2]) <= kReach);
     }
     /// What a distance from the position may be off by.
-    static float marginAt(const float* local)
+    static float marginAt(const Tensor<3, float>& local)
     {
         return kMargin * std::max({1.0f, std::abs(local[0]), std::abs(local[1]), std::abs(local[2])});
     }
 
 private:
-    double _center[3] = {};
+    Vector3 _center{};
     double _scale = 0.0;
 };
 

@@ -18,7 +18,11 @@ inline std::uint32_t mortonCell(double offset, double extent)
     return cell > 0.0 ? static_cast<std::uint32_t>(cell < kMortonCells ? cell : kMortonCells) : 0;
 }
 
-/// The bits of three numbers of 21 bits, interleaved: x in bit 0, y in bit 1, z in bit 2 and so on.
+/// The Morton code of three numbers of 21 bits: their bits interleaved, x in bit 0, y in bit 1, z in bit 2
+/// and so on. Cells whose codes are near each other are near each other in space.
+///
+/// Source: Morton, "A computer oriented geodetic data base and a new technique in file sequencing", IBM,
+/// 1966.
 inline std::uint64_t interleave(std::uint32_t x, std::uint32_t y, std::uint32_t z)
 {
     static constexpr auto kSpread = [] {

@@ -15,7 +15,7 @@ constexpr int kMaxCells = 24;
 /// The best triangle of each cell so far, by the distance of its corner from the cell's centre.
 class Seeds {
 public:
-    Seeds(std::int32_t count, const float* lower, const float* size)
+    Seeds(std::int32_t count, const Tensor<3, float>& lower, const Tensor<3, float>& size)
         : _count(static_cast<std::size_t>(count)), _seeds(_count * _count * _count)
     {
         for (std::size_t i = 0; i < 3; ++i) {
@@ -25,11 +25,11 @@ public:
         }
     }
 
-    void offer(std::size_t cell, std::int32_t triangle, const float* corner)
+    void offer(std::size_t cell, std::int32_t triangle, const Tensor<3, float>& corner)
     {
         const std::size_t z = cell / (_count * _count);
         const std::size_t y = cell / _count % _count;
-        offer(_seeds[cell], {{corner[0], corner[1], corner[2]}, 0.0f, triangle}, cell % _count, y, z);
+        take(_seeds[cell], {corner, 0.0f, triangle}, cell % _count, y, z);
     }
 
     /// Hands seeds on from cell to cell, forth and back.
@@ -48,7 +48,7 @@ public:
                     Seed& seed = _seeds[row + x];
                     for (std::size_t axis = 0; axis < 3; ++axis) {
                         if (places[axis] != (forth ? 0 : last)) {
-                            offer(seed, *(forth ? &seed - steps[axis] : &seed + steps[axis]), x, y, z);
+                            take(seed, *(forth ? &seed - steps[axis] : &seed + steps[axis]), x, y, z);
                         }
                     }
                 }
@@ -60,7 +60,7 @@ public:
 
 private:
     struct Seed {
-        float corner[3] = {};
+        Tensor<3, float> corner{};
         float squaredDistance = std::numeric_limits<float>::infinity(); ///< from the cell's centre
         std::int32_t triangle = -1;
     };
@@ -70,14 +70,14 @@ private:
     std::vector<Seed> _seeds;
 
     /// Takes a seed for the cell at (x, y, z) if it is nearer than the one there.
-    void offer(Seed& seed, const Seed& other, std::size_t x, std::size_t y, std::size_t z) const
+    void take(Seed& seed, const Seed& other, std::size_t x, std::size_t y, std::size_t z) const
     {
         const float dx = other.corner[0] - _centers[0][x];
         const float dy = other.corner[1] - _centers[1][y];
         const float dz = other.corner[2] - _centers[2][z];
         const float square = dx * dx + dy * dy + dz * dz;
         if (other.triangle != -1 && square < seed.squaredDistance) {
-            seed = {{other.corner[0], other.corner[1], other.corner[2]}, square, other.triangle};
+            seed = {other.corner, square, other.triangle};
         }
     }
 };
@@ -88,20 +88,20 @@ SeedTable::SeedTable(const TriangleBlocks& triangles, std::span<const std::int32
     : _count(std::clamp(static_cast<std::int32_t>(std::cbrt(order.size() / 4.0)), 1, kMaxCells)),
       _triangles(static_cast<std::size_t>(_count * _count * _count))
 {
-    const FloatBox box = triangles.tree.boxOf(0);
-    float size[3];
-    for (int i = 0; i < 3; ++i) {
-        size[i] = (box.upper[i] - box.lower[i]) / static_cast<float>(_count);
-        _lower[i] = box.lower[i];
+    const Box<float> box = triangles.tree.boxOf(0);
+    Tensor<3, float> size;
+    for (std::size_t i = 0; i < 3; ++i) {
+        size[i] = (box.max[i] - box.min[i]) / static_cast<float>(_count);
         _cellsPerLength[i] = 1.0f / size[i];
         _cellSize = std::max(_cellSize, size[i]);
     }
 
+    _lower = box.min;
     Seeds seeds(_count, _lower, size);
     const std::size_t stride = triangles.blocks.size() / kMaxSamples + 1;
     for (std::size_t leaf = 0; leaf < triangles.blocks.size(); leaf += stride) {
         const TriangleBlock& block = triangles.blocks[leaf];
-        const float corner[3] = {block.corner[0][0], block.corner[1][0], block.corner[2][0]};
+        const Tensor<3, float> corner{block.corner[0][0], block.corner[1][0], block.corner[2][0]};
         const auto first = static_cast<std::size_t>(triangles.tree.leaves()[leaf].first);
         seeds.offer(cellOf(corner), order[first], corner);
     }

@@ -14,14 +14,12 @@ constexpr float kRounding = 1.2e-7f;
 /// Triangles whose height is below a thirtieth of their longest edge.
 constexpr double kFlatness = 1e-3;
 
-FloatBox localBox(const Hierarchy::Box& box, const LocalFrame& frame)
+Box<float> localBox(const Box<double>& box, const LocalFrame& frame)
 {
-    FloatBox local;
-    frame.toLocal(box.min, local.lower);
-    frame.toLocal(box.max, local.upper);
-    for (int i = 0; i < 3; ++i) {
-        local.lower[i] -= kRounding;
-        local.upper[i] += kRounding;
+    Box<float> local{frame.toLocal(box.min), frame.toLocal(box.max)};
+    for (std::size_t i = 0; i < 3; ++i) {
+        local.min[i] -= kRounding;
+        local.max[i] += kRounding;
     }
     return local;
 }
@@ -93,7 +91,7 @@ TriangleBlocks::TriangleBlocks(const Hierarchy& hierarchy, const LocalFrame& loc
     const Hierarchy::Node* const leafNodes = hierarchy.nodes.data() + (count - 1);
     tree = WideTree(
         count,
-        [&](IndexRange range, FloatBox* boxes) {
+        [&](IndexRange range, Box<float>* boxes) {
             for (std::int32_t k = range.first; k < range.end; ++k) {
                 boxes[k - range.first] = localBox(leafNodes[k].box, frame);
             }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "core/mesh/search/bvh.h"
-#include "core/mesh/search/float8.h"
 #include "core/mesh/search/local_frame.h"
 #include "core/mesh/search/wide_tree.h"
+#include "core/values/float8.h"
 
 #include <cstdint>
 

@@ -18,7 +18,7 @@ double triangleDistance(const Hierarchy& hierarchy, std::int32_t triangle, const
 }
 
 /// Positions whose squared distance to a mesh of reasonable size is beyond every double.
-bool isInfinitelyFar(const double* point)
+bool isInfinitelyFar(const Vector3& point)
 {
     constexpr double kFar = 1e155;
     return !(std::abs(point[0]) < kFar && std::abs(point[1]) < kFar && std::abs(point[2]) < kFar);
@@ -29,10 +29,11 @@ bool isInfinitelyFar(const double* point)
 /// One query.
 class TriangleSearch::Walk {
 public:
-    Walk(const TriangleSearch& search, const double* point, const float* local)
+    Walk(const TriangleSearch& search, const Vector3& point, const Tensor<3, float>& local)
         : _search(search),
           _triangles(*search._triangles),
           _point(point),
+          _local(local),
           _position{local[0], local[1], local[2]},
           _margin(LocalFrame::marginAt(local))
     {}
@@ -40,7 +41,7 @@ public:
     /// Evaluates a triangle in double.
     void evaluate(std::int32_t triangle)
     {
-        const double distance = triangleDistance(_search._hierarchy, triangle, _point);
+        const double distance = triangleDistance(_search._hierarchy, triangle, _point.begin());
         if (distance < _distance) {
             _second = _distance;
             _distance = distance;
@@ -52,12 +53,12 @@ public:
     }
 
     /// Takes a near leaf first.
-    void begin() { visit(_triangles.tree.leafNear(_position)); }
+    void begin() { visit(_triangles.tree.leafNear(_local)); }
 
     void run()
     {
         _triangles.tree.search(
-            _position, _threshold,
+            _local, _threshold,
             [&](std::size_t node, Float8 toBoxes) {
                 return _search._cylinders->squaredDistances(node, _position, toBoxes);
             },
@@ -73,7 +74,7 @@ public:
         if (_nearest == -1) {
             return false;
         }
-        const double toBox = squaredDistanceToBox(_search._hierarchy.boxOf(_nearest), _point);
+        const double toBox = squaredDistanceToBox(_search._hierarchy.boxOf(_nearest), _point.begin());
         return toBox <= _distance * _distance || !(_second * _second < toBox);
     }
 
@@ -86,8 +87,9 @@ private:
 
     const TriangleSearch& _search;
     const TriangleBlocks& _triangles;
-    const double* _point;
-    Float8Vector _position;
+    const Vector3& _point;
+    Tensor<3, float> _local;
+    Float8Vector _position; ///< the same in every lane
     float _margin;
     float _bound = std::sqrt(std::numeric_limits<float>::max()); ///< the nearest triangle is no farther
     float _threshold = std::numeric_limits<float>::max();        ///< squared; nothing beyond is the nearest
@@ -158,13 +160,12 @@ TriangleSearch::TriangleSearch(const Hierarchy& hierarchy) : _hierarchy(hierarch
     }
 }
 
-bool TriangleSearch::isHint(const double* point, const double* other) const
+bool TriangleSearch::isHint(const Vector3& point, const Vector3& other) const
 {
-    const Tensor<3, double> d = pointAt(point) - pointAt(other);
-    return dot(d, d) < _hintReach * _hintReach;
+    return squaredDistance(point, other) < _hintReach * _hintReach;
 }
 
-TriangleSearch::Nearest TriangleSearch::nearest(const double* point, std::int32_t hint) const
+TriangleSearch::Nearest TriangleSearch::nearest(const Vector3& point, std::int32_t hint) const
 {
     if (isInfinitelyFar(point)) {
         return {std::numeric_limits<double>::max(), -1};
@@ -172,8 +173,7 @@ TriangleSearch::Nearest TriangleSearch::nearest(const double* point, std::int32_
     if (!_triangles) {
         return searchHierarchy(point);
     }
-    float local[3];
-    _triangles->frame.toLocal(point, local);
+    const Tensor<3, float> local = _triangles->frame.toLocal(point);
     if (LocalFrame::isOutOfReach(local)) {
         return searchHierarchy(point);
     }
@@ -186,13 +186,13 @@ TriangleSearch::Nearest TriangleSearch::nearest(const double* point, std::int32_
     return walk.isCertain() ? walk.nearest() : searchHierarchy(point);
 }
 
-TriangleSearch::Nearest TriangleSearch::searchHierarchy(const double* point) const
+TriangleSearch::Nearest TriangleSearch::searchHierarchy(const Vector3& point) const
 {
     Nearest nearest;
     nearest.triangle =
         _hierarchy.closestPrimitive([this](std::int32_t triangle, const double* p,
                                            double*) { return triangleDistance(_hierarchy, triangle, p); },
-                                    point, nearest.distance);
+                                    point.begin(), nearest.distance);
     return nearest;
 }
 

@@ -11,14 +11,15 @@
 
 namespace zrk {
 
-/// The nearest triangle of a mesh, found by a walk in float over a tree of its own, which leaves a few
-/// candidates, and the exact distance, in double, to these. The distance is that of
-/// `BVH::closestPrimitive` with `closestPointOnTriangle`, bit for bit.
+/// Finds the nearest triangle of a mesh. A search in float over a tree of its own leaves a few candidates,
+/// whose distances are then computed in double. The result has the bits of the exact search, which is
+/// `BVH::closestPrimitive` with `closestPointOnTriangle`.
 ///
-/// Why: the hierarchy's search sees the leaves in ascending order of their boxes' distances and ends when the
-/// next box is farther than the smallest distance so far. So it sees the nearest triangle of all if that
-/// one's box isn't farther than the triangle itself. Rounding can make the box seem farther; it then still
-/// sees it unless another triangle's distance lies between, and only in this case the search itself is run.
+/// Why the bits are the same: the exact search visits leaves in ascending order of their boxes' distances,
+/// and ends when the next box is farther than the smallest distance so far. So it visits the nearest triangle
+/// of all if that triangle's box isn't farther away than the triangle. Rounding can make the box seem
+/// farther. Even then the exact search visits it, unless the distance of another triangle lies between the
+/// two; in this case alone the exact search itself is run.
 ///
 /// Immutable; safe to query from many threads at once.
 class TriangleSearch {
@@ -31,14 +32,14 @@ public:
     /// @param hierarchy  built, with boxes of its own vertices; not owned, must outlive the search.
     explicit TriangleSearch(const BVH<double, 3, 3>& hierarchy);
 
-    /// @param point  three coordinates, NaN and infinity included.
+    /// @param point  NaN and infinity included.
     /// @param hint   a triangle that may be near, as that of a near point; -1: one is guessed.
-    Nearest nearest(const double* point, std::int32_t hint = -1) const;
+    Nearest nearest(const Vector3& point, std::int32_t hint = -1) const;
 
     /// Whether the nearest triangle of one point is a better hint for the other than a guess.
-    bool isHint(const double* point, const double* other) const;
+    bool isHint(const Vector3& point, const Vector3& other) const;
 
-    /// What the walk works on; null when the mesh has no finite extent.
+    /// What the search in float works on; null when the mesh has no finite extent.
     const TriangleBlocks* triangles() const { return _triangles ? &*_triangles : nullptr; }
     std::size_t bytes() const;
 
@@ -51,7 +52,7 @@ private:
     std::optional<SeedTable> _seeds;
     double _hintReach = 0.0;
 
-    Nearest searchHierarchy(const double* point) const;
+    Nearest searchHierarchy(const Vector3& point) const;
 };
 
 } // namespace zrk

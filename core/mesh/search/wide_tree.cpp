@@ -6,24 +6,26 @@ namespace zrk {
 
 namespace {
 
-/// Cost of a leaf for its own sake, in areas of a primitive's box: what full leaves are worth.
+/// The cost of one more leaf, in mean areas of the primitives' boxes. The larger it is, the fuller are the
+/// leaves.
 constexpr float kLeafCost = 8.0f;
 
-/// Primitives that are cut into leaves together.
+/// The number of primitives that are cut into leaves together.
 constexpr std::int32_t kRun = 1024;
 
-/// Binary levels that go by area; below them ranges are halved, which bounds the depth.
+/// Down to this depth parts are split where the surface area heuristic says; below it they are halved, which
+/// bounds the depth of the tree.
 constexpr int kDeepestByArea = 60;
 
-/// Leaves that stand one after the other, and their boxes.
+/// Neighbouring leaves and their boxes.
 struct LeafRow {
     std::vector<WideTree::Leaf> leaves;
-    std::vector<FloatBox> boxes;
+    std::vector<Box<float>> boxes;
 
-    void add(const WideTree::Leaf& leaf, std::span<const FloatBox> boxesInside)
+    void add(const WideTree::Leaf& leaf, std::span<const Box<float>> boxesInside)
     {
-        FloatBox box;
-        for (const FloatBox& inside : boxesInside) {
+        Box<float> box;
+        for (const Box<float>& inside : boxesInside) {
             box.include(inside);
         }
         leaves.push_back(leaf);
@@ -31,19 +33,21 @@ struct LeafRow {
     }
 };
 
-/// The cheapest way to cut a run of boxes into leaves, so far as it has come.
+/// Finds the cheapest way to cut a run of boxes into leaves of one to eight neighbours, box after box, by
+/// dynamic programming: the cheapest way to cut the run up to a box ends with a leaf of k boxes, before which
+/// stands the cheapest way to cut the rest. The eight values of k are the eight lanes.
 class LeafCut {
 public:
     explicit LeafCut(float leafCost) : _leafCost(leafCost) {}
 
     /// @return the number of boxes in the last leaf if the run ends with this box.
-    std::int32_t add(const FloatBox& box)
+    std::int32_t add(const Box<float>& box)
     {
         constexpr float kInfinity = std::numeric_limits<float>::infinity();
         Float8 extents[3];
-        for (int i = 0; i < 3; ++i) {
-            _lower[i] = minimum(shiftedUp(_lower[i], kInfinity), box.lower[i]);
-            _upper[i] = maximum(shiftedUp(_upper[i], -kInfinity), box.upper[i]);
+        for (std::size_t i = 0; i < 3; ++i) {
+            _lower[i] = minimum(shiftedUp(_lower[i], kInfinity), box.min[i]);
+            _upper[i] = maximum(shiftedUp(_upper[i], -kInfinity), box.max[i]);
             extents[i] = _upper[i] - _lower[i];
         }
         const Float8 areas = fma(extents[0], extents[1] + extents[2], extents[1] * extents[2]);
@@ -56,17 +60,17 @@ public:
 
 private:
     float _leafCost;
-    float _cost = 0.0f; ///< of the run
-    // In lane k: of the run without its last k + 1 boxes, and the box around these.
+    float _cost = 0.0f; ///< of the run up to the last box
+    // Lane k holds the cost of the run without its last k + 1 boxes, and the box around these.
     Float8 _costs = std::numeric_limits<float>::infinity();
     Float8 _lower[3] = {0.0f, 0.0f, 0.0f};
     Float8 _upper[3] = {0.0f, 0.0f, 0.0f};
 };
 
-/// Cuts a run of primitives, the first of which is `first`, into leaves of least total area.
-void cutIntoLeaves(std::span<const FloatBox> boxes, std::int32_t first, float leafCost, LeafRow& row)
+/// Cuts a run of primitives, the first of which is `first`, into leaves of the least total cost.
+void cutIntoLeaves(std::span<const Box<float>> boxes, std::int32_t first, float leafCost, LeafRow& row)
 {
-    std::int32_t counts[kRun + 1]; // for each end of a run
+    std::int32_t counts[kRun + 1]; // of the last leaf when the run ends here
     LeafCut cut(leafCost);
     const auto boxCount = static_cast<std::int32_t>(boxes.size());
     for (std::int32_t end = 1; end <= boxCount; ++end) {
@@ -87,24 +91,24 @@ void cutIntoLeaves(std::span<const FloatBox> boxes, std::int32_t first, float le
 
 } // namespace
 
-/// Takes the leaves apart by the surface area heuristic, with splits between neighbours, until there are
-/// eight parts, and so on for each part.
+/// Builds the tree from the root down. The row of leaves is split by the surface area heuristic until there
+/// are eight parts, which become the children of a node, and so on for each part.
 class WideTreeBuilder {
 public:
-    WideTreeBuilder(std::int32_t count, const WideTree::Boxes& boxes, WideTree& tree) : _tree(tree)
+    WideTreeBuilder(std::int32_t count, const WideTree::BoxSource& boxes, WideTree& tree) : _tree(tree)
     {
         makeLeaves(count, boxes);
         makeNodes();
     }
 
 private:
-    /// Part of the leaves, and how often the whole was split to get it.
+    /// Neighbouring leaves, and how many splits led to them.
     struct Part {
         IndexRange leaves;
-        FloatBox box;
+        Box<float> box;
         int depth;
     };
-    /// A subtree that is built on its own, and its place.
+    /// A subtree that is built on its own, and where it belongs.
     struct Task {
         Part whole;
         std::size_t parent;
@@ -113,19 +117,19 @@ private:
     };
 
     WideTree& _tree;
-    LargeArray<FloatBox> _boxes; ///< of the leaves
-    LargeArray<FloatBox> _after; ///< while a part is split: around its leaves from each one on
+    LargeArray<Box<float>> _boxes; ///< of the leaves
+    LargeArray<Box<float>> _after; ///< while a part is split: the box around its leaves from each one on
     std::int32_t _taskSize = 0;
     std::vector<Task> _tasks;
 
-    void makeLeaves(std::int32_t count, const WideTree::Boxes& boxes)
+    void makeLeaves(std::int32_t count, const WideTree::BoxSource& boxes)
     {
         const float leafCost = kLeafCost * meanArea(count, boxes);
         const std::int32_t runs = (count + kRun - 1) / kRun;
         const std::int32_t parts = taskCount(runs, _tree._threads);
         std::vector<LeafRow> rows(static_cast<std::size_t>(parts));
         parallelTasks(parts, _tree._threads, [&](std::int32_t k) {
-            FloatBox ofRun[kRun];
+            Box<float> ofRun[kRun];
             LeafRow row; // grows away from the other threads' rows
             const IndexRange part = chunkOf({0, runs}, parts, k);
             for (std::int32_t run = part.first; run < part.end; ++run) {
@@ -147,16 +151,16 @@ private:
         }
     }
 
-    /// Of the primitives' boxes, by some of them.
-    static float meanArea(std::int32_t count, const WideTree::Boxes& boxes)
+    /// The mean area of the primitives' boxes, from about a thousand of them.
+    static float meanArea(std::int32_t count, const WideTree::BoxSource& boxes)
     {
         const std::int32_t stride = count / 1024 + 1;
         float sum = 0.0f;
         std::int32_t samples = 0;
         for (std::int32_t k = 0; k < count; k += stride) {
-            FloatBox box;
+            Box<float> box;
             boxes({k, k + 1}, &box);
-            sum += box.area();
+            sum += box.halfArea();
             ++samples;
         }
         return sum / static_cast<float>(samples);
@@ -168,8 +172,8 @@ private:
         const auto count = static_cast<std::int32_t>(_boxes.size());
         _after.resize(_boxes.size());
         _taskSize = _tree._threads == 1 ? 0 : count / (kTasksPerThread * _tree._threads);
-        FloatBox box;
-        for (const FloatBox& leaf : _boxes) {
+        Box<float> box;
+        for (const Box<float>& leaf : _boxes) {
             box.include(leaf);
         }
         std::vector<WideTree::Node> nodes;
@@ -181,7 +185,7 @@ private:
         joinTasks(nodes);
     }
 
-    /// Puts the nodes of the tasks behind those that are given.
+    /// Puts the nodes of all tasks behind those at the top of the tree.
     void joinTasks(std::vector<WideTree::Node>& top)
     {
         std::size_t count = top.size();
@@ -203,9 +207,9 @@ private:
         }
     }
 
-    /// Adds a node over the leaves of a part, and those below it, but for the subtrees that are left as
-    /// tasks.
-    /// @return its index.
+    /// Adds a node over the leaves of a part, and all nodes below it. Where `tasks` isn't null, small
+    /// subtrees are added to it instead, to be built later.
+    /// @return the index of the node.
     std::int32_t addNode(const Part& whole, std::vector<WideTree::Node>& nodes, std::vector<Task>* tasks)
     {
         Part parts[kLanes];
@@ -222,17 +226,14 @@ private:
             } else if (lane < count) {
                 child = addNode(part, nodes, tasks);
             }
-            WideTree::Node& node = nodes[index];
-            for (int i = 0; i < 3; ++i) {
-                node.lower[i][lane] = part.box.lower[i];
-                node.upper[i][lane] = part.box.upper[i];
-            }
-            node.child[lane] = child;
+            nodes[index].set(lane, part.box);
+            nodes[index].child[lane] = child;
         }
         return static_cast<std::int32_t>(index);
     }
 
-    /// Up to eight parts of the whole. What fits into one node stays together, but for the whole itself.
+    /// Splits a whole into up to eight parts and returns their number. A part of up to eight leaves isn't
+    /// split further, as they fit into one node.
     int split(const Part& whole, Part (&parts)[kLanes])
     {
         if (whole.leaves.count() <= kLanes) {
@@ -247,7 +248,7 @@ private:
             int widest = -1;
             for (int k = 0; k < count; ++k) {
                 if (parts[k].leaves.count() > kLanes &&
-                    (widest == -1 || parts[k].box.area() > parts[widest].box.area())) {
+                    (widest == -1 || parts[k].box.halfArea() > parts[widest].box.halfArea())) {
                     widest = k;
                 }
             }
@@ -259,12 +260,12 @@ private:
         return count;
     }
 
-    /// Leaves the first half of a part in place and puts the second half elsewhere: where the sum over both
-    /// of area times number of leaves is least. Near the leaves, whole nodes are cut off.
+    /// Splits a part where the sum over both halves of area times number of leaves is least; `part` becomes
+    /// the first half, `second` the other one. A part of few nodes is split between full nodes only.
     void halve(Part& part, Part& second)
     {
         const IndexRange leaves = part.leaves;
-        FloatBox box;
+        Box<float> box;
         for (std::int32_t k = leaves.end - 1; k > leaves.first; --k) {
             box.include(_boxes[static_cast<std::size_t>(k)]);
             _after[static_cast<std::size_t>(k)] = box;
@@ -272,7 +273,7 @@ private:
         const bool isNearLeaves = leaves.count() <= kLanes * kLanes;
         const bool isTooDeep = part.depth >= kDeepestByArea;
         const std::int32_t step = isTooDeep ? (leaves.count() + 1) / 2 : isNearLeaves ? kLanes : 1;
-        box = FloatBox();
+        box = Box<float>();
         float best = std::numeric_limits<float>::infinity();
         std::int32_t middle = leaves.first + step;
         std::int32_t added = leaves.first;
@@ -281,8 +282,8 @@ private:
                 box.include(_boxes[static_cast<std::size_t>(added)]);
             }
             const float cost =
-                box.area() * static_cast<float>(k - leaves.first) +
-                _after[static_cast<std::size_t>(k)].area() * static_cast<float>(leaves.end - k);
+                box.halfArea() * static_cast<float>(k - leaves.first) +
+                _after[static_cast<std::size_t>(k)].halfArea() * static_cast<float>(leaves.end - k);
             if (cost < best) {
                 best = cost;
                 middle = k;
@@ -294,28 +295,9 @@ private:
     }
 };
 
-WideTree::WideTree(std::int32_t count, const Boxes& boxes, std::int32_t threads) : _threads(threads)
+WideTree::WideTree(std::int32_t count, const BoxSource& boxes, std::int32_t threads) : _threads(threads)
 {
     WideTreeBuilder(count, boxes, *this);
-}
-
-FloatBox WideTree::boxOf(std::size_t node) const
-{
-    FloatBox box;
-    for (int lane = 0; lane < kLanes; ++lane) {
-        box.include(boxOf(_nodes[node], lane));
-    }
-    return box;
-}
-
-std::size_t WideTree::leafNear(const Float8Vector& p) const
-{
-    std::int32_t child = 0;
-    while (!isLeaf(child)) {
-        const Node& node = _nodes[static_cast<std::size_t>(child)];
-        child = node.child[leastLane(node.squaredDistances(p))];
-    }
-    return leafIndex(child);
 }
 
 } // namespace zrk

@@ -145,6 +145,20 @@ TEST(BeamLattice, OverAMeshHasEachEdgeOnce)
     }
 }
 
+// Fails where the hierarchy keeps a reference to the data it was built in.
+TEST(BeamLattice, IsAValueWhoseCopiesShareTheHierarchy)
+{
+    auto lattice = BeamCacheData::ofEdges({0, 0, 0, 1, 0, 0, 0, 2, 0}, {0, 1, 2});
+    const BeamCacheData copy = *lattice;
+    EXPECT_EQ(copy.bvh, lattice->bvh);
+    EXPECT_EQ(copy.vertexCount, 3);
+    EXPECT_EQ(copy.edges, lattice->edges);
+    const BeamCacheData moved = std::move(*lattice);
+    lattice = nullptr;
+    EXPECT_EQ(moved.bvh->boxOf(1).max, (Vector{0.001, 2 + 0.001, 0.001})) << "of the edge from 0 to 2";
+    EXPECT_EQ(moved.beam(1).distance({0, 1, 3}), 3 - 0.001);
+}
+
 TEST(BeamField, IsTheSmallestDistanceOverGrids)
 {
     std::mt19937 generator(11);

@@ -1,5 +1,7 @@
 #include "core/mesh/search/closest_point.h"
 
+#include "core/mesh/winding/solid_angle.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -114,10 +116,7 @@ TEST(ClosestPoint, OnADegenerateTriangleIsFinite)
 
 TEST(ClosestPoint, OfABox)
 {
-    const struct {
-        double min[3] = {0, 0, 0};
-        double max[3] = {1, 2, 3};
-    } box;
+    const Box<double> box{{0, 0, 0}, {1, 2, 3}};
     EXPECT_EQ(squaredDistanceToBox(box, Point{0.5, 2, 3}.begin()), 0.0);
     EXPECT_EQ(squaredDistanceToBox(box, Point{-1, 4, 6}.begin()), 1.0 + 4.0 + 9.0);
 }

@@ -1,5 +1,6 @@
 #include "core/mesh/mesh_field.h"
 
+#include "core/mesh/winding/solid_angle.h"
 #include "testing/generated_meshes.h"
 
 #include <gtest/gtest.h>
@@ -163,7 +164,7 @@ std::vector<Point> pointsAround(const GeneratedMesh& mesh, int count, unsigned s
 
 // Fails for a margin that is too small, a triangle lost from the tree, a wrong bound of a cylinder or a
 // hint that changes a result.
-TEST(MeshDistance, IsThatOfTheDefinedSearchBitForBit)
+TEST(MeshDistance, IsThatOfTheExactSearchBitForBit)
 {
     for (const auto& [name, mesh] : meshes()) {
         SCOPED_TRACE(name);
@@ -171,8 +172,8 @@ TEST(MeshDistance, IsThatOfTheDefinedSearchBitForBit)
         MeshWindingField::Trail trail;
         for (const Point& p : pointsAround(mesh, 1500, 11)) {
             const double literal = literalDistance(field, p);
-            ASSERT_EQ(field.meshDistance(p.begin()), literal) << p[0] << " " << p[1] << " " << p[2];
-            ASSERT_EQ(std::abs(field.signedDistance(p.begin(), trail)), literal);
+            ASSERT_EQ(field.meshDistance(p), literal) << p[0] << " " << p[1] << " " << p[2];
+            ASSERT_EQ(std::abs(field.signedDistance(p, trail)), literal);
         }
     }
 }
@@ -204,8 +205,8 @@ GeneratedMesh stackOfTriangles(std::mt19937& random)
     return mesh;
 }
 
-// There the defined search ends before it has seen the nearest triangle, and so must a faster one.
-TEST(MeshDistance, IsThatOfTheDefinedSearchAlsoWhereThatMissesTheNearest)
+// There the exact search ends before it has seen the nearest triangle, and so must a faster one.
+TEST(MeshDistance, IsThatOfTheExactSearchAlsoWhereThatMissesTheNearest)
 {
     std::mt19937 random(17);
     std::uniform_real_distribution<double> unit(0, 1);
@@ -222,8 +223,8 @@ TEST(MeshDistance, IsThatOfTheDefinedSearchAlsoWhereThatMissesTheNearest)
             p[2] += std::pow(10.0, -9.0 - static_cast<double>(random() % 6)) * p[2] * unit(random);
             const double literal = literalDistance(field, p);
             missed += literal != bruteForceDistance(field, p);
-            ASSERT_EQ(field.meshDistance(p.begin()), literal);
-            ASSERT_EQ(field.meshDistance(p.begin(), trail), literal);
+            ASSERT_EQ(field.meshDistance(p), literal);
+            ASSERT_EQ(field.meshDistance(p, trail), literal);
         }
     }
     EXPECT_GT(missed, 20);
@@ -237,7 +238,7 @@ TEST(MeshDistance, IsTheSmallestOfAllTriangles)
         for (const Point& p : pointsAround(mesh, 100, 13)) {
             const double brute = bruteForceDistance(field, p);
             // Where rounding lets a box seem farther than its triangle, the search may take a neighbour.
-            ASSERT_NEAR(field.meshDistance(p.begin()), brute, 1e-15 * (1 + brute));
+            ASSERT_NEAR(field.meshDistance(p), brute, 1e-15 * (1 + brute));
         }
     }
 }
@@ -248,7 +249,7 @@ TEST(MeshDistance, IsTheLargestDoubleWhereThereIsNone)
     const MeshWindingField field(mesh.vertices, mesh.indices);
     for (const double odd : {double(NAN), HUGE_VAL, -HUGE_VAL, 1e200}) {
         const Point p{1, odd, 1};
-        EXPECT_EQ(field.signedDistance(p.begin()), kLargest);
+        EXPECT_EQ(field.signedDistance(p), kLargest);
         EXPECT_EQ(literalDistance(field, p), kLargest);
     }
     // An axis without extent that was stretched.
@@ -257,7 +258,7 @@ TEST(MeshDistance, IsTheLargestDoubleWhereThereIsNone)
         vertices[i] = NAN;
     }
     const MeshWindingField lost(vertices, mesh.indices);
-    EXPECT_EQ(lost.signedDistance(Point{1, 1, 1}.begin()), kLargest);
+    EXPECT_EQ(lost.signedDistance(Point{1, 1, 1}), kLargest);
     EXPECT_EQ(literalDistance(lost, {1, 1, 1}), kLargest);
 
     EXPECT_THROW(MeshWindingField(vertices, {}), std::invalid_argument);
@@ -266,19 +267,19 @@ TEST(MeshDistance, IsTheLargestDoubleWhereThereIsNone)
 double sizeOf(const MeshWindingField& field)
 {
     const auto& box = field.bvh().bounds;
-    return length(pointAt(box.max) - pointAt(box.min));
+    return length(box.size());
 }
 
-TEST(MeshSign, IsThatOfTheToldWindingNumber)
+TEST(MeshSign, IsThatOfTheWindingNumber)
 {
     int insideCount = 0;
     for (const auto& [name, mesh] : meshes()) {
         SCOPED_TRACE(name);
         const MeshWindingField field(mesh.vertices, mesh.indices);
         for (const Point& p : pointsAround(mesh, 1500, 17)) {
-            const double d = field.signedDistance(p.begin());
+            const double d = field.signedDistance(p);
             if (std::abs(d) > 1e-6 * sizeOf(field)) {
-                ASSERT_EQ(d<0, field.windingNumber(p.begin())> 0.5) << p[0] << " " << p[1] << " " << p[2];
+                ASSERT_EQ(d<0, field.windingNumber(p)> 0.5) << p[0] << " " << p[1] << " " << p[2];
                 insideCount += d < 0;
             }
         }
@@ -297,8 +298,8 @@ TEST(MeshSign, IsTheSameForOnePointAndForManyInARow)
             MeshWindingField::Trail trail;
             for (int k = 0; k < 40; ++k) {
                 const Point p = ends[i] + (k / 40.0) * (ends[i + 1] - ends[i]);
-                const double along = field.signedDistance(p.begin(), trail);
-                ASSERT_EQ(along, field.signedDistance(p.begin())) << p[0] << " " << p[1] << " " << p[2];
+                const double along = field.signedDistance(p, trail);
+                ASSERT_EQ(along, field.signedDistance(p)) << p[0] << " " << p[1] << " " << p[2];
             }
         }
     }
@@ -308,17 +309,17 @@ TEST(MeshSign, OfACubeAndOfOneInsideOut)
 {
     GeneratedMesh mesh = cube(0, 2);
     const MeshWindingField field(mesh.vertices, mesh.indices);
-    EXPECT_EQ(field.signedDistance(Point{1, 1, 1}.begin()), -1);
-    EXPECT_NEAR(field.windingNumber(Point{1, 1, 1}.begin()), 1, 1e-12);
-    EXPECT_EQ(field.signedDistance(Point{1, 1, 4}.begin()), 2);
-    EXPECT_EQ(field.signedDistance(Point{2, 2, 2}.begin()), 0);
+    EXPECT_EQ(field.signedDistance(Point{1, 1, 1}), -1);
+    EXPECT_NEAR(field.windingNumber(Point{1, 1, 1}), 1, 1e-12);
+    EXPECT_EQ(field.signedDistance(Point{1, 1, 4}), 2);
+    EXPECT_EQ(field.signedDistance(Point{2, 2, 2}), 0);
     EXPECT_TRUE(field.isClosed());
     for (std::size_t t = 0; t < mesh.triangleCount(); ++t) {
         std::swap(mesh.indices[3 * t], mesh.indices[3 * t + 1]);
     }
     const MeshWindingField reversed(mesh.vertices, mesh.indices);
-    EXPECT_EQ(reversed.signedDistance(Point{1, 1, 1}.begin()), 1);
-    EXPECT_NEAR(reversed.windingNumber(Point{1, 1, 1}.begin()), -1, 1e-12);
+    EXPECT_EQ(reversed.signedDistance(Point{1, 1, 1}), 1);
+    EXPECT_NEAR(reversed.windingNumber(Point{1, 1, 1}), -1, 1e-12);
 }
 
 TEST(MeshSign, KnowsClosedMeshes)
@@ -343,23 +344,22 @@ TEST(MeshSign, KnowsClosedMeshes)
     EXPECT_FALSE(isClosed(doubled));
 }
 
-/// The literal sums over a node's list, with the radius by a look at every vertex.
+/// The record of a node by sums over its list, with the radius by a look at every vertex.
 WindingMoments momentsOf(const BVH<double, 3, 3>& tree, std::span<const std::int32_t> triangles)
 {
     WindingMoments sum;
     std::vector<Point> centers;
     std::vector<Point> vectors;
-    double area = 0.0;
     for (const std::int32_t t : triangles) {
         const Point a = pointAt(tree.vertexOf(t, 0));
         const Point b = pointAt(tree.vertexOf(t, 1));
         const Point c = pointAt(tree.vertexOf(t, 2));
         centers.push_back((a + b + c) * (1.0 / 3.0));
         vectors.push_back(0.5 * cross(b - a, c - a));
-        area += length(vectors.back());
+        sum.area += length(vectors.back());
         sum.center = sum.center + length(vectors.back()) * centers.back();
     }
-    sum.center = sum.center * (1 / area);
+    sum.center = sum.center * (1 / sum.area);
     for (std::size_t k = 0; k < centers.size(); ++k) {
         sum.moment0 = sum.moment0 + vectors[k];
         for (std::size_t i = 0; i < 3; ++i) {
@@ -374,29 +374,128 @@ WindingMoments momentsOf(const BVH<double, 3, 3>& tree, std::span<const std::int
     return sum;
 }
 
-TEST(WindingNumber, HasTheMomentsOfItsGroups)
+void expectNear(const WindingMoments& found, const WindingMoments& expected)
 {
-    const GeneratedMesh mesh = soup(700, 23);
-    BVH<double, 3, 3> tree(mesh.vertices.data(), static_cast<std::int32_t>(mesh.vertices.size()),
-                           mesh.indices.data(), static_cast<std::int32_t>(mesh.indices.size()));
-    tree.buildHierarchy();
-    const MeshMoments moments(tree);
-    for (std::int32_t n = 0; n < tree.primitiveCount - 1; ++n) {
-        const auto triangles = tree.nodes[static_cast<std::size_t>(n)].primitives;
-        if (triangles.size() < MeshMoments::kSmallestGroup) {
-            continue;
-        }
-        const WindingMoments expected = momentsOf(tree, triangles);
-        const WindingMoments& found = moments.of(n);
-        ASSERT_NEAR(found.radius, expected.radius, 1e-13);
-        for (std::size_t i = 0; i < 3; ++i) {
-            ASSERT_NEAR(found.center[i], expected.center[i], 1e-13);
-            ASSERT_NEAR(found.moment0[i], expected.moment0[i], 1e-12);
-            for (std::size_t j = 0; j < 3; ++j) {
-                ASSERT_NEAR(found.moment1[i][j], expected.moment1[i][j], 1e-11) << "node " << n;
-            }
+    ASSERT_NEAR(found.area, expected.area, 1e-12);
+    ASSERT_NEAR(found.radius, expected.radius, 1e-13);
+    for (std::size_t i = 0; i < 3; ++i) {
+        ASSERT_NEAR(found.center[i], expected.center[i], 1e-13);
+        ASSERT_NEAR(found.moment0[i], expected.moment0[i], 1e-12);
+        for (std::size_t j = 0; j < 3; ++j) {
+            ASSERT_NEAR(found.moment1[i][j], expected.moment1[i][j], 1e-11);
         }
     }
+}
+
+TEST(WindingNumber, HasTheMomentsOfAllNodes)
+{
+    const MeshWindingField field(soup(700, 23).vertices, soup(700, 23).indices);
+    const auto& tree = field.bvh();
+    const std::int32_t innerCount = tree.primitiveCount - 1;
+    for (std::int32_t n = 0; n < innerCount; ++n) {
+        SCOPED_TRACE(n);
+        const WindingMoments found = field.moments(n);
+        expectNear(found, momentsOf(tree, tree.nodes[static_cast<std::size_t>(n)].primitives));
+        ASSERT_FALSE(found.isLeaf);
+    }
+    for (std::int32_t t = 0; t < tree.primitiveCount; ++t) {
+        SCOPED_TRACE(t);
+        const WindingMoments found = field.moments(innerCount + t);
+        const WindingMoments expected = momentsOf(tree, {&t, 1});
+        ASSERT_TRUE(found.isLeaf);
+        ASSERT_NEAR(found.area, expected.area, 1e-13);
+        ASSERT_NEAR(length(found.center - expected.center), 0, 1e-13);
+        ASSERT_NEAR(length(found.area * found.normal - expected.moment0), 0, 1e-13);
+        ASSERT_NEAR(length(found.normal), 1, 1e-13);
+    }
+}
+
+/// The winding number by a walk over literal records, whose far groups are replaced by an expansion.
+double literalWinding(const MeshWindingField& field, const Point& p, int order, double beta,
+                      std::int32_t node = 0)
+{
+    const auto& tree = field.bvh();
+    const auto& [triangles, box, left, right, parent, isLeaf] = tree.nodes[static_cast<std::size_t>(node)];
+    if (isLeaf || triangles.size() < 4) {
+        double sum = 0;
+        for (const std::int32_t t : triangles) {
+            sum +=
+                triangleSolidAngle(tree.vertexOf(t, 0), tree.vertexOf(t, 1), tree.vertexOf(t, 2), p.begin());
+        }
+        return sum / (4 * std::numbers::pi);
+    }
+    const WindingMoments group = momentsOf(tree, triangles);
+    const Point r = group.center - p;
+    const double distance = length(r);
+    if (!(distance > beta * group.radius)) {
+        return literalWinding(field, p, order, beta, left) + literalWinding(field, p, order, beta, right);
+    }
+    const double c = 1 / (4 * std::numbers::pi * distance * distance * distance);
+    double sum = c * dot(r, group.moment0);
+    for (std::size_t i = 0; i < 3 && order > 0; ++i) {
+        for (std::size_t j = 0; j < 3; ++j) {
+            sum += c * ((i == j) - 3 * r[i] * r[j] / (distance * distance)) * group.moment1[i][j];
+        }
+    }
+    return sum;
+}
+
+TEST(WindingNumber, IsThatOfItsOrderAndAccuracy)
+{
+    double error[3] = {};
+    for (const GeneratedMesh& mesh : {cube(1, 2), soup(40, 41), icosphere(3), torusKnot(24, 6)}) {
+        MeshWindingField field(mesh.vertices, mesh.indices);
+        for (const double beta : {0.5, 1.0, 2.0, 3.5}) {
+            field.beta = beta;
+            for (const int order : {0, 1, 2}) {
+                SCOPED_TRACE(testing::Message()
+                             << mesh.triangleCount() << " triangles, beta " << beta << ", order " << order);
+                field.order = order;
+                for (const Point& p : pointsAround(mesh, 60, 37)) {
+                    const double found = field.windingNumber(p);
+                    ASSERT_NEAR(found, literalWinding(field, p, order, beta), 1e-12);
+                    error[order] = std::max(error[order], std::abs(found - exactWinding(field, p)));
+                    // The sign is that of this very number, however coarse it is.
+                    const double d = field.signedDistance(p);
+                    if (std::abs(d) > 1e-6 * sizeOf(field)) {
+                        ASSERT_EQ(d<0, found> 0.5);
+                    }
+                }
+            }
+        }
+        EXPECT_EQ(error[2], error[1]);
+        EXPECT_LT(error[1], 0.7 * error[0] + 1e-12);
+    }
+}
+
+TEST(MeshWindingField, GivesWhatItsModeAsksFor)
+{
+    const GeneratedMesh mesh = torusKnot(60, 8);
+    MeshWindingField field(mesh.vertices, mesh.indices);
+    ASSERT_EQ(field.mode, 1);
+    ASSERT_EQ(field.order, 1);
+    ASSERT_EQ(field.beta, 2.0);
+    std::vector<Point> points = pointsAround(mesh, 500, 43);
+    points.push_back({NAN, 0, 0});
+    points.push_back({0, HUGE_VAL, 0});
+    int insideCount = 0;
+    for (const int mode : {0, 1, 2}) {
+        SCOPED_TRACE(mode);
+        field.mode = mode;
+        MeshWindingField::Trail trail;
+        for (const Point& p : points) {
+            const double magnitude = mode == 0 ? 1.0 : bruteForceDistance(field, p);
+            const bool isInside = mode < 2 && exactWinding(field, p) > 0.5;
+            const double value = field.value(p);
+            ASSERT_NEAR(std::abs(value), magnitude, 1e-14 * magnitude);
+            if (field.meshDistance(p) > 1e-6 * sizeOf(field)) {
+                ASSERT_EQ(std::signbit(value), isInside);
+                insideCount += isInside;
+            }
+            ASSERT_EQ(field.value(p, trail), value);
+        }
+    }
+    EXPECT_GT(insideCount, 100);
 }
 
 // The expansions err by the second order; with a higher accuracy less. A wrong sign or term of the first
@@ -412,8 +511,8 @@ TEST(WindingNumber, ConvergesToTheSumOfSolidAngles)
     double worst[2] = {0, 0};
     for (const Point& p : pointsAround(mesh, 400, 29)) {
         const double exact = exactWinding(field, p);
-        worst[0] = std::max(worst[0], std::abs(windingNumber(tree, moments, p.begin(), 2.0) - exact));
-        worst[1] = std::max(worst[1], std::abs(windingNumber(tree, moments, p.begin(), 8.0) - exact));
+        worst[0] = std::max(worst[0], std::abs(windingNumber(tree, moments, p, 1, 2.0) - exact));
+        worst[1] = std::max(worst[1], std::abs(windingNumber(tree, moments, p, 1, 8.0) - exact));
     }
     EXPECT_LT(worst[0], 0.1);
     EXPECT_LT(worst[1], worst[0] / 10);
@@ -433,9 +532,8 @@ TEST(WindingNumber, IsEstimatedWithinAFewHundredths)
         const TriangleBlocks blocks(field.bvh(), frame);
         const WindingEstimate estimate(blocks);
         for (const Point& p : pointsAround(mesh, 300, 31)) {
-            float local[3];
-            frame.toLocal(p.begin(), local);
-            if (!LocalFrame::isOutOfReach(local) && field.meshDistance(p.begin()) > 1e-3 * sizeOf(field)) {
+            const Tensor<3, float> local = frame.toLocal(p);
+            if (!LocalFrame::isOutOfReach(local) && field.meshDistance(p) > 1e-3 * sizeOf(field)) {
                 const WindingEstimate::Estimate found = estimate.at(local);
                 ASSERT_NEAR(found.value, exactWinding(field, p), 0.05) << p[0] << " " << p[1] << " " << p[2];
                 ASSERT_GE(found.total + 1e-5f, std::abs(found.value));

@@ -14,10 +14,13 @@ namespace {
 
 struct NamedBoxes {
     std::string name;
-    std::vector<FloatBox> boxes;
+    std::vector<Box<float>> boxes;
 };
 
-FloatBox boxAt(float x, float y, float z, float size) { return {{x, y, z}, {x + size, y + size, z + size}}; }
+Box<float> boxAt(float x, float y, float z, float size)
+{
+    return {{x, y, z}, {x + size, y + size, z + size}};
+}
 
 /// Of the number of lanes, of more than the walk lets wait breadth first, and of deep trees.
 std::vector<NamedBoxes> boxSets()
@@ -27,7 +30,7 @@ std::vector<NamedBoxes> boxSets()
     NamedBoxes row{"a row", {}};
     NamedBoxes scattered{"scattered", {}};
     NamedBoxes nested{"smaller and smaller", {}};
-    NamedBoxes equal{"all in one place", std::vector<FloatBox>(20000, boxAt(0.25f, 0.5f, 0.75f, 0.01f))};
+    NamedBoxes equal{"all in one place", std::vector<Box<float>>(20000, boxAt(0.25f, 0.5f, 0.75f, 0.01f))};
     for (int k = 0; k < 9; ++k) {
         row.boxes.push_back(boxAt(0.2f * static_cast<float>(k) - 0.9f, 0.0f, 0.0f, 0.1f));
     }
@@ -50,31 +53,29 @@ WideTree treeOver(const NamedBoxes& set, std::int32_t threads = 3)
 {
     return WideTree(
         static_cast<std::int32_t>(set.boxes.size()),
-        [&set](IndexRange range, FloatBox* boxes) {
+        [&set](IndexRange range, Box<float>* boxes) {
             std::copy(set.boxes.begin() + range.first, set.boxes.begin() + range.end, boxes);
         },
         threads);
 }
 
 /// The squared distance that the tree has of a leaf's box, or of one box in it.
-float squaredDistance(const FloatBox& box, const float* p)
+float squaredDistance(const Box<float>& box, const Tensor<3, float>& p)
 {
-    WideTree::Node node;
-    for (int i = 0; i < 3; ++i) {
-        std::fill_n(node.lower[i], kLanes, box.lower[i]);
-        std::fill_n(node.upper[i], kLanes, box.upper[i]);
-    }
+    EightBoxes<float> boxes;
+    boxes.set(0, box);
     float distances[kLanes];
-    node.squaredDistances({p[0], p[1], p[2]}).store(distances);
+    boxes.squaredDistances(p).store(distances);
     return distances[0];
 }
 
-float squaredDistance(const NamedBoxes& set, const WideTree::Leaf& leaf, const float* p, bool toAll)
+float squaredDistance(const NamedBoxes& set, const WideTree::Leaf& leaf, const Tensor<3, float>& p,
+                      bool toAll)
 {
-    FloatBox around;
+    Box<float> around;
     float least = std::numeric_limits<float>::max();
     for (std::int32_t k = leaf.first; k < leaf.first + leaf.count; ++k) {
-        const FloatBox& box = set.boxes[static_cast<std::size_t>(k)];
+        const Box<float>& box = set.boxes[static_cast<std::size_t>(k)];
         around.include(box);
         least = std::min(least, squaredDistance(box, p));
     }
@@ -85,7 +86,7 @@ const auto unrefined = [](std::size_t, Float8 distances) { return distances; };
 
 struct Subtree {
     std::int32_t primitives = 0;
-    FloatBox box;
+    Box<float> box;
 };
 
 // Fails for a subtree of another thread put in the wrong place, and for boxes too small or too large.
@@ -103,7 +104,7 @@ TEST(WideTree, SumsUpItsSubtreesOnAnyNumberOfThreads)
             std::vector<Subtree> found(tree.nodes().size());
             std::vector<int> visits(tree.nodes().size(), 0);
             tree.summarize<Subtree>(
-                [&](std::size_t leaf, const FloatBox& box) {
+                [&](std::size_t leaf, const Box<float>& box) {
                     return Subtree{tree.leaves()[leaf].count, box};
                 },
                 [&](std::size_t node, std::span<const Subtree> parts) {
@@ -117,7 +118,7 @@ TEST(WideTree, SumsUpItsSubtreesOnAnyNumberOfThreads)
             ASSERT_EQ(found[0].primitives, static_cast<std::int32_t>(set.boxes.size()));
             for (std::size_t node = 0; node < visits.size(); ++node) {
                 ASSERT_EQ(visits[node], 1);
-                ASSERT_EQ(found[node].box.area(), tree.boxOf(node).area());
+                ASSERT_EQ(found[node].box.halfArea(), tree.boxOf(node).halfArea());
             }
         }
     }
@@ -130,9 +131,9 @@ TEST(WideTree, VisitsEachLeafWithinTheThresholdOnce)
         const WideTree tree = treeOver(set);
         for (const float threshold : {0.0f, 0.01f, 0.5f, 100.0f}) {
             SCOPED_TRACE(set.name + " within " + std::to_string(threshold));
-            const float p[3] = {0.3f, -0.2f, 0.1f};
+            const Tensor<3, float> p{0.3f, -0.2f, 0.1f};
             std::vector<int> visits(tree.leaves().size(), 0);
-            tree.search({p[0], p[1], p[2]}, threshold, unrefined, [&](std::size_t leaf) { ++visits[leaf]; });
+            tree.search(p, threshold, unrefined, [&](std::size_t leaf) { ++visits[leaf]; });
             for (std::size_t leaf = 0; leaf < visits.size(); ++leaf) {
                 const bool isNear = squaredDistance(set, tree.leaves()[leaf], p, true) <= threshold;
                 ASSERT_EQ(visits[leaf], isNear ? 1 : 0) << "leaf " << leaf;
@@ -149,15 +150,15 @@ TEST(WideTree, FindsTheNearestWhileVisitsLowerTheThreshold)
         SCOPED_TRACE(set.name);
         const WideTree tree = treeOver(set);
         for (int k = 0; k < 50; ++k) {
-            const float p[3] = {coordinate(random), coordinate(random), coordinate(random)};
+            const Tensor<3, float> p{coordinate(random), coordinate(random), coordinate(random)};
             float nearest = 100.0f;
             std::size_t visits = 0;
-            tree.search({p[0], p[1], p[2]}, nearest, unrefined, [&](std::size_t leaf) {
+            tree.search(p, nearest, unrefined, [&](std::size_t leaf) {
                 nearest = std::min(nearest, squaredDistance(set, tree.leaves()[leaf], p, false));
                 ++visits;
             });
             float expected = 100.0f;
-            for (const FloatBox& box : set.boxes) {
+            for (const Box<float>& box : set.boxes) {
                 expected = std::min(expected, squaredDistance(box, p));
             }
             ASSERT_EQ(nearest, expected);
@@ -176,34 +177,16 @@ TEST(WideTree, HasALeafNearAPosition)
     float excess = 0.0f;
     constexpr int kPoints = 200;
     for (int k = 0; k < kPoints; ++k) {
-        const float p[3] = {coordinate(random), coordinate(random), coordinate(random)};
+        const Tensor<3, float> p{coordinate(random), coordinate(random), coordinate(random)};
         float nearest = 100.0f;
-        for (const FloatBox& box : helix.boxes) {
+        for (const Box<float>& box : helix.boxes) {
             nearest = std::min(nearest, squaredDistance(box, p));
         }
-        const WideTree::Leaf& leaf = tree.leaves()[tree.leafNear({p[0], p[1], p[2]})];
+        const WideTree::Leaf& leaf = tree.leaves()[tree.leafNear(p)];
         excess += std::sqrt(squaredDistance(helix, leaf, p, false)) - std::sqrt(nearest);
     }
     // The mean of a leaf taken by chance is 1.1.
     EXPECT_LT(excess / kPoints, 0.05f);
-}
-
-TEST(Float8, PacksTheLanesThatHold)
-{
-    const float values[kLanes] = {1, 2, 3, 4, 5, 6, 7, 8};
-    const std::int32_t numbers[kLanes] = {-1, -2, -3, -4, -5, -6, -7, -8};
-    for (Lanes8 lanes = 0; lanes < 256; ++lanes) {
-        float packedValues[kLanes];
-        std::int32_t packedNumbers[kLanes];
-        Float8::load(values).pack(lanes, packedValues);
-        const int count = pack(lanes, numbers, packedNumbers);
-        int place = 0;
-        forEachLane(lanes, [&](int lane) {
-            ASSERT_EQ(packedValues[place], values[lane]);
-            ASSERT_EQ(packedNumbers[place++], numbers[lane]);
-        });
-        ASSERT_EQ(count, place);
-    }
 }
 
 } // namespace

@@ -43,7 +43,7 @@ Group sumOf(std::span<const Group> parts)
     return sum;
 }
 
-Vector sumOf(const Float8Vector& lanes)
+Vector sumsOfLanes(const Float8Vector& lanes)
 {
     return {sumOfLanes(lanes.x), sumOfLanes(lanes.y), sumOfLanes(lanes.z)};
 }
@@ -61,9 +61,9 @@ Group ofLeaf(const TriangleBlock& block, int count)
     Group sum;
     sum.area = sumOfLanes(areas);
     const Float8 weights = areas * (1.0f / sum.area);
-    sum.center = sum.area > 0.0f ? sumOf(center * weights)
+    sum.center = sum.area > 0.0f ? sumsOfLanes(center * weights)
                                  : Vector{block.corner[0][0], block.corner[1][0], block.corner[2][0]};
-    sum.moment0 = sumOf(moment0);
+    sum.moment0 = sumsOfLanes(moment0);
     const Float8Vector shift = center - Float8Vector{sum.center[0], sum.center[1], sum.center[2]};
     const auto mixed = [](Float8 d, Float8 e, Float8 m, Float8 n) {
         return sumOfLanes((d * n + e * m) * 0.5f);
@@ -136,7 +136,7 @@ WindingEstimate::WindingEstimate(const TriangleBlocks& triangles) : _triangles(t
 {
     _nodes.resize(triangles.tree.nodes().size());
     triangles.tree.summarize<Group>(
-        [&](std::size_t leaf, const FloatBox&) {
+        [&](std::size_t leaf, const Box<float>&) {
             return ofLeaf(triangles.blocks[leaf], triangles.tree.leaves()[leaf].count);
         },
         [this](std::size_t node, std::span<const Group> parts) {
@@ -163,7 +163,7 @@ void WindingEstimate::keep(std::span<const Group> groups, Groups& node)
     }
 }
 
-WindingEstimate::Estimate WindingEstimate::at(const float* local) const
+WindingEstimate::Estimate WindingEstimate::at(const Tensor<3, float>& local) const
 {
     const Float8Vector p{local[0], local[1], local[2]};
     const Float8 one = 1.0f;

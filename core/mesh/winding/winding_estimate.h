@@ -29,7 +29,7 @@ public:
     explicit WindingEstimate(const TriangleBlocks& triangles);
 
     /// @param local  a position in the frame of the search, and within its reach.
-    Estimate at(const float* local) const;
+    Estimate at(const Tensor<3, float>& local) const;
     std::size_t bytes() const { return _nodes.capacity() * sizeof(Groups); }
 
 private:

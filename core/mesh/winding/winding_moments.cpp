@@ -3,6 +3,7 @@
 #include "core/values/batch.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <optional>
 #include <span>
@@ -27,7 +28,7 @@ struct alignas(32) GroupSum {
     double area = 0.0;
 };
 
-void sumUp(const Point& a, const Point& b, const Point& c, GroupSum& triangle)
+void sumTriangle(const Point& a, const Point& b, const Point& c, GroupSum& triangle)
 {
     const Point center = (a + b + c) * (1.0 / 3.0);
     const Point areaVector = 0.5 * cross(b - a, c - a);
@@ -84,7 +85,7 @@ public:
                     _coordinates[i][3 * t + k] = corners[k][i];
                 }
             }
-            sumUp(corners[0], corners[1], corners[2], _sums[t]);
+            sumTriangle(corners[0], corners[1], corners[2], _sums[t]);
         }
     }
 
@@ -129,10 +130,10 @@ private:
 class MomentSums {
 public:
     /// @param splits    for each inner node the last position of its first half.
-    /// @param recordOf  for each inner node its place in `records`.
+    /// @param groupOf  for each inner node its place in `groups`.
     MomentSums(const Tree& tree, const LargeArray<std::int32_t>& splits,
-               const LargeArray<std::int32_t>& recordOf, LargeArray<WindingMoments>& records)
-        : _tree(tree), _splits(splits), _recordOf(recordOf), _records(records)
+               const LargeArray<std::int32_t>& groupOf, LargeArray<FarGroup>& groups)
+        : _tree(tree), _splits(splits), _groupOf(groupOf), _groups(groups)
     {}
 
     /// All sums, on several threads.
@@ -163,8 +164,8 @@ private:
 
     const Tree& _tree;
     const LargeArray<std::int32_t>& _splits;
-    const LargeArray<std::int32_t>& _recordOf;
-    LargeArray<WindingMoments>& _records;
+    const LargeArray<std::int32_t>& _groupOf;
+    LargeArray<FarGroup>& _groups;
     std::int32_t _taskSize = 0;
     std::vector<Subtree> _tasks; ///< from left to right
     std::vector<GroupSum> _taskSums;
@@ -261,13 +262,13 @@ private:
 
     void keep(std::int32_t index, const GroupSum& sum, double squaredRadius) const
     {
-        const std::int32_t place = _recordOf[static_cast<std::size_t>(index)];
-        WindingMoments& record = _records[static_cast<std::size_t>(place)];
-        record.radius = std::sqrt(squaredRadius);
-        std::copy_n(sum.center.begin(), 3, record.center.begin());
-        std::copy_n(sum.moment0.begin(), 3, record.moment0.begin());
+        const std::int32_t place = _groupOf[static_cast<std::size_t>(index)];
+        FarGroup& group = _groups[static_cast<std::size_t>(place)];
+        group.radius = std::sqrt(squaredRadius);
+        std::copy_n(sum.center.begin(), 3, group.center.begin());
+        std::copy_n(sum.moment0.begin(), 3, group.moment0.begin());
         for (std::size_t i = 0; i < 3; ++i) {
-            std::copy_n(sum.moment1[i].begin(), 3, record.moment1[i]);
+            std::copy_n(sum.moment1[i].begin(), 3, group.moment1[i]);
         }
     }
 
@@ -321,17 +322,17 @@ private:
 MeshMoments::MeshMoments(const Tree& tree)
 {
     LargeArray<std::int32_t> splits;
-    numberRecords(tree, splits);
-    MomentSums(tree, splits, _recordOf, _records).run();
+    numberGroups(tree, splits);
+    MomentSums(tree, splits, _groupOf, _groups).run();
 }
 
-/// Looks through the inner nodes for those with a record, and on the same way for their splits.
-void MeshMoments::numberRecords(const Tree& tree, LargeArray<std::int32_t>& splits)
+/// Looks through the inner nodes for those with an expansion, and on the same way for their splits.
+void MeshMoments::numberGroups(const Tree& tree, LargeArray<std::int32_t>& splits)
 {
     const std::int32_t innerCount = tree.primitiveCount - 1;
     const std::int32_t threads = buildThreads(innerCount);
     splits.resize(static_cast<std::size_t>(innerCount));
-    _recordOf.resize(static_cast<std::size_t>(innerCount));
+    _groupOf.resize(static_cast<std::size_t>(innerCount));
     std::vector<std::int32_t> counts(static_cast<std::size_t>(threads), 0);
     const auto forEachChunk = [&](auto work) {
         parallelLoop({0, threads}, threads, [&](IndexRange chunks) {
@@ -347,7 +348,7 @@ void MeshMoments::numberRecords(const Tree& tree, LargeArray<std::int32_t>& spli
     };
     forEachChunk([&](std::size_t index, std::int32_t& count) {
         const Tree::Node& node = tree.nodes[index];
-        _recordOf[index] = node.primitives.size() >= kSmallestGroup ? count++ : -1;
+        _groupOf[index] = node.primitives.size() >= kSmallestGroup ? count++ : -1;
         splits[index] = node.left < innerCount ? node.left : node.left - innerCount;
     });
     std::int32_t total = 0;
@@ -355,14 +356,67 @@ void MeshMoments::numberRecords(const Tree& tree, LargeArray<std::int32_t>& spli
         total += std::exchange(count, total);
     }
     forEachChunk([&](std::size_t index, std::int32_t before) {
-        _recordOf[index] += _recordOf[index] != -1 ? before : 0;
+        _groupOf[index] += _groupOf[index] != -1 ? before : 0;
     });
-    _records.resize(static_cast<std::size_t>(total));
+    _groups.resize(static_cast<std::size_t>(total));
+}
+
+WindingMoments MeshMoments::record(const Tree& tree, std::int32_t index) const
+{
+    WindingMoments record;
+    const std::int32_t innerCount = tree.primitiveCount - 1;
+    const auto cornersOf = [&tree](std::int32_t triangle) {
+        return std::array<Point, 3>{pointAt(tree.vertexOf(triangle, 0)), pointAt(tree.vertexOf(triangle, 1)),
+                                    pointAt(tree.vertexOf(triangle, 2))};
+    };
+    const auto copySum = [&record](const GroupSum& sum) {
+        std::copy_n(sum.center.begin(), 3, record.center.begin());
+        std::copy_n(sum.moment0.begin(), 3, record.moment0.begin());
+        for (std::size_t i = 0; i < 3; ++i) {
+            std::copy_n(sum.moment1[i].begin(), 3, record.moment1[i]);
+        }
+        record.area = sum.area;
+    };
+    if (index >= innerCount) {
+        const auto [a, b, c] = cornersOf(index - innerCount);
+        GroupSum triangle;
+        sumTriangle(a, b, c, triangle);
+        copySum(triangle);
+        record.normal = std::exchange(record.moment0, {});
+        normalize(record.normal);
+        record.isLeaf = true;
+        return record;
+    }
+    const std::span<const std::int32_t> triangles = tree.nodes[static_cast<std::size_t>(index)].primitives;
+    std::vector<GroupSum> parts(triangles.size());
+    for (std::size_t k = 0; k < parts.size(); ++k) {
+        const auto [a, b, c] = cornersOf(triangles[k]);
+        sumTriangle(a, b, c, parts[k]);
+    }
+    GroupSum sum;
+    sumUp(parts, sum);
+    copySum(sum);
+    if (triangles.size() >= kSmallestGroup) {
+        const FarGroup& group = groupOf(index);
+        record.center = group.center;
+        record.radius = group.radius;
+        record.moment0 = group.moment0;
+        for (std::size_t i = 0; i < 3; ++i) {
+            std::copy_n(group.moment1[i], 3, record.moment1[i]);
+        }
+        return record;
+    }
+    for (const std::int32_t triangle : triangles) {
+        for (const Point& corner : cornersOf(triangle)) {
+            record.radius = std::max(record.radius, length(corner - record.center));
+        }
+    }
+    return record;
 }
 
 std::size_t MeshMoments::bytes() const
 {
-    return _recordOf.capacity() * sizeof(_recordOf[0]) + _records.capacity() * sizeof(_records[0]);
+    return _groupOf.capacity() * sizeof(_groupOf[0]) + _groups.capacity() * sizeof(_groups[0]);
 }
 
 } // namespace zrk

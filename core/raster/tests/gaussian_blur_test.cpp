@@ -92,6 +92,87 @@ TEST(RasterConvolver, RepeatsOrLeavesOutWhatIsBeyondTheBorder)
     EXPECT_NEAR(dark.data[3], 3.0 / 5 * std::pow(2.0 / 5, 2) * 4 / 3, 1e-14);
 }
 
+/// One axis of the recipe: what is padded and where, in nodes.
+struct PaddedAxis {
+    int image, kernel, size, imageAt, kernelAt;
+
+    static PaddedAxis of(int image, int kernel, int boundaryMode)
+    {
+        const int padding = boundaryMode == 0 ? std::max(0, kernel - image) : kernel;
+        const int rest = image + padding - kernel; // beside the kernel
+        return {image, kernel, image + padding, padding > 0 ? padding / 2 + 1 : 0,
+                rest > 0 ? rest / 2 + 1 : 0};
+    }
+    /// The node of the padded image that a node of the result takes, multiplied by kernel node k.
+    int source(int result, int k) const
+    {
+        const int rotated = (result + imageAt + size / 2) % size;
+        return (rotated - (k + kernelAt) + 2 * size) % size;
+    }
+};
+
+/// The convolution by its sum: padding, cyclic convolution, rotation by half and cropping, node by node.
+Volume literallyConvolved(const Volume& image, const Volume& kernel, int boundaryMode)
+{
+    PaddedAxis axes[3];
+    for (int a = 0; a < 3; ++a) {
+        axes[a] = PaddedAxis::of(image.dims[a], kernel.dims[a], boundaryMode);
+    }
+    const auto at = [](const Volume& v, const int(&n)[3]) {
+        return v.data[static_cast<std::size_t>(n[0] + v.dims[0] * (n[1] + v.dims[1] * n[2]))];
+    };
+    const auto paddedImage = [&](const int(&q)[3]) {
+        int inside[3];
+        bool isInside = true;
+        for (int a = 0; a < 3; ++a) {
+            inside[a] = std::clamp(q[a] - axes[a].imageAt, 0, axes[a].image - 1);
+            isInside = isInside && inside[a] == q[a] - axes[a].imageAt;
+        }
+        return isInside || boundaryMode == 2 ? at(image, inside) : 0.0;
+    };
+    Volume result(image.dims[0], image.dims[1], image.dims[2]);
+    const auto forAll = [](const std::int32_t(&dims)[3], auto visit) {
+        for (int z = 0; z < dims[2]; ++z) {
+            for (int y = 0; y < dims[1]; ++y) {
+                for (int x = 0; x < dims[0]; ++x) {
+                    visit({x, y, z});
+                }
+            }
+        }
+    };
+    double* out = result.data.data();
+    forAll(result.dims, [&](const int(&to)[3]) {
+        forAll(kernel.dims, [&](const int(&k)[3]) {
+            const int from[3] = {axes[0].source(to[0], k[0]), axes[1].source(to[1], k[1]),
+                                 axes[2].source(to[2], k[2])};
+            *out += at(kernel, k) * paddedImage(from);
+        });
+        ++out;
+    });
+    return result;
+}
+
+// Kernels without any symmetry, so that a mirrored or a shifted one shows; all parities, larger and smaller
+// than the image.
+TEST(RasterConvolver, AgreesWithTheSumInAllModes)
+{
+    const int images[][3] = {{4, 5, 3}, {3, 4, 6}, {1, 2, 5}};
+    const int kernels[][3] = {{3, 2, 4}, {2, 3, 1}, {5, 7, 6}, {1, 1, 1}};
+    for (const auto& n : images) {
+        for (const auto& k : kernels) {
+            const Volume image = noise(n[0], n[1], n[2], 3);
+            const Volume kernel = noise(k[0], k[1], k[2], 4);
+            for (const int mode : {0, 1, 2}) {
+                EXPECT_LT(largestDifference(convolved(image, kernel, mode),
+                                            literallyConvolved(image, kernel, mode)),
+                          1e-13)
+                    << n[0] << " " << n[1] << " " << n[2] << ", kernel " << k[0] << " " << k[1] << " " << k[2]
+                    << ", mode " << mode;
+            }
+        }
+    }
+}
+
 TEST(RasterConvolver, KeepsASpectrumUntilItIsTold)
 {
     RasterConvolver convolver;
@@ -102,6 +183,8 @@ TEST(RasterConvolver, KeepsASpectrumUntilItIsTold)
     Volume result;
     convolver.convolve(result);
     EXPECT_LT(largestDifference(result, convolver.image), 1e-14);
+    EXPECT_EQ(convolver.paddedImage.dims[0], 6);
+    EXPECT_EQ(convolver.paddedImage.data[0], convolver.image.data[0]) << "the image, not the result";
     convolver.kernel.data[13] = 2.0;
     convolver.convolve(result);
     EXPECT_LT(largestDifference(result, convolver.image), 1e-14);
@@ -212,6 +295,28 @@ TEST(GaussianBlur, AgreesWhereTheWeightsVanish)
     const GridBox<double> huge({-1e200, -1, -1}, {1e200, 1, 1}, 4, 4, 4); // whose squares aren't finite
     gaussianBlur(wide, huge, 1e200);
     EXPECT_LT(largestDifference(wide, convolved(image, gaussianKernel(huge, 1e200))), 1e-13);
+}
+
+// A radius that reaches no other node leaves the image as it is; one far larger than the box weighs all
+// alike.
+TEST(GaussianBlur, FromNoBlurToTheMean)
+{
+    const GridBox<double> cube({-1, -1, -1}, {1, 1, 1}, 5, 5, 5);
+    const Volume image = noise(5, 5, 5);
+    Volume same = image;
+    gaussianBlur(same, cube, 0.05); // the next node's weight is exp(-400)
+    EXPECT_LT(largestDifference(same, image), 1e-14);
+    Volume constant(5, 5, 5);
+    std::fill(constant.data.begin(), constant.data.end(), 3.25);
+    for (double radius : {0.05, 0.7, 1e3}) {
+        Volume blurred = constant;
+        gaussianBlur(blurred, cube, radius);
+        EXPECT_LT(largestDifference(blurred, constant), 1e-13) << radius;
+    }
+    Volume mean = image;
+    gaussianBlur(mean, cube, 1e9);
+    EXPECT_NEAR(mean.data[62], std::accumulate(image.data.begin(), image.data.end(), 0.0) / 125, 1e-14)
+        << "the middle node sees the image alone, every node of it alike";
 }
 
 TEST(GaussianBlur, SpreadsWhatIsNotFinite)

@@ -28,7 +28,7 @@ std::shared_ptr<const Raster<C, D, double>> randomRaster(const std::int32_t (&di
     return raster;
 }
 
-/// The sum as it is told, in whole-number indices. For coordinates within the integer range.
+/// The sum over the neighbours, in whole-number indices. For coordinates within the integer range.
 template <int C, int D>
 Tensor<C, double> literalLookup(const Raster<C, D, double>& raster, Border border, const Tensor<D, double>& u)
 {
@@ -109,7 +109,7 @@ void expectLiteralValuesOfAllShapes()
     expectLiteralValues<1, 2, kBorder>({1, 1}, 6);
 }
 
-TEST(RasterLookup, IsTheToldSumInEveryLane)
+TEST(RasterLookup, IsTheSumOverTheNeighboursInEveryLane)
 {
     expectLiteralValuesOfAllShapes<Border::Clamp>();
     expectLiteralValuesOfAllShapes<Border::Wrap>();
@@ -147,6 +147,37 @@ TEST(RasterLookup, AtPlacesWithExactAnswers)
         EXPECT_EQ(bits(clamp(lanes)[0].lane(0)), bits(c.clamped));
         EXPECT_EQ(bits(wrap(lanes)[0].lane(Batch::size - 1)), bits(c.wrapped));
     }
+}
+
+/// On every pixel of a raster, in reach of u = i / (n - 1) without rounding, the lookup is the pixel itself;
+/// along an axis of one pixel, any coordinate is on it.
+template <int D, Border kBorder>
+void expectPixels(const std::int32_t (&dims)[D])
+{
+    const auto raster = randomRaster<1, D>(dims, 21);
+    const RasterLookup<1, D, kBorder> lookup(raster);
+    for (std::size_t pixel = 0; pixel < raster->data.size(); ++pixel) {
+        Tensor<D, double> u;
+        std::size_t rest = pixel;
+        for (std::size_t d = 0; d < D; ++d) {
+            const auto n = static_cast<std::size_t>(dims[d]);
+            u[d] = n == 1 ? 7.25 : static_cast<double>(rest % n) / static_cast<double>(n - 1);
+            rest /= n;
+        }
+        ASSERT_EQ(lookup(u)[0], raster->data[pixel]) << "pixel " << pixel;
+    }
+}
+
+TEST(RasterLookup, IsExactOnPixels)
+{
+    expectPixels<2, Border::Clamp>({5, 3});
+    expectPixels<2, Border::Wrap>({3, 9});
+    expectPixels<2, Border::Wrap>({1, 2});
+    expectPixels<3, Border::Clamp>({2, 5, 3});
+    expectPixels<3, Border::Wrap>({9, 3, 2});
+    expectPixels<3, Border::Clamp>({1, 3, 1});
+    expectPixels<3, Border::Wrap>({3, 1, 5});
+    expectPixels<3, Border::Wrap>({1, 1, 1});
 }
 
 // An index that isn't computed in double, or not kept within the raster, reads outside here.

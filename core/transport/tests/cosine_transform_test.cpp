@@ -4,12 +4,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <random>
 
 namespace zrk::optimalTransport {
 namespace {
 
-constexpr double kPi = 3.141592653589793;
+constexpr double kPi = std::numbers::pi;
 
 /// Mode m of a cosine along each axis.
 std::vector<double> mode(const int (&n)[3], const int (&m)[3])
@@ -51,6 +52,43 @@ TEST(CosineTransform, InverseUndoesForward)
             EXPECT_NEAR(dct.data()[i], values[i], 1e-14);
         }
     }
+}
+
+// Neither normalized nor orthogonal: a single 1 has the coefficient 2 cos(pi m (i + 1/2) / n) along each
+// axis, also for m = 0, and a single coefficient of 1 gives back 1 / n for m = 0 and cosines of twice that
+// otherwise, in all over 8. The last axis runs fastest.
+TEST(CosineTransform, IsNotNormalized)
+{
+    const int n[3] = {3, 4, 5};
+    const int at[3] = {2, 1, 3};
+    DCT<double> dct;
+    dct.resize(n[0], n[1], n[2]);
+    const auto setOne = [&] {
+        std::fill_n(dct.data(), 60, 0.0);
+        dct.data()[(at[0] * n[1] + at[1]) * n[2] + at[2]] = 1.0;
+    };
+    const auto expectProducts = [&](auto factor) {
+        for (int i = 0; i < n[0]; ++i) {
+            for (int j = 0; j < n[1]; ++j) {
+                for (int k = 0; k < n[2]; ++k) {
+                    EXPECT_NEAR(dct.data()[(i * n[1] + j) * n[2] + k],
+                                factor(0, i) * factor(1, j) * factor(2, k), 1e-14);
+                }
+            }
+        }
+    };
+    setOne();
+    dct.forward();
+    expectProducts([&](int axis, int m) { return 2 * std::cos(kPi * m * (at[axis] + 0.5) / n[axis]); });
+    setOne();
+    dct.inverse();
+    expectProducts([&](int axis, int i) {
+        return 2 * std::cos(kPi * at[axis] * (i + 0.5) / n[axis]) / (2.0 * n[axis]);
+    });
+    std::fill_n(dct.data(), 60, 0.0);
+    dct.data()[0] = 1.0;
+    dct.inverse();
+    expectProducts([&](int axis, int) { return 1 / (2.0 * n[axis]); });
 }
 
 TEST(CosineTransform, LeavesEmptyBlocksAlone)

@@ -17,21 +17,21 @@ namespace {
 using Stack = Raster<1, 3, double>;
 
 /// A soft blob on a ground bright enough for the iteration to be stable.
-Picture blob(int nx, int ny, double cx, double cy, double radius = 0.2)
+Image blob(int nx, int ny, double cx, double cy, double radius = 0.2)
 {
-    Picture picture(nx, ny);
+    Image image(nx, ny);
     for (int j = 0; j < ny; ++j) {
         for (int i = 0; i < nx; ++i) {
             const double x = (i + 0.5) / nx - cx;
             const double y = (j + 0.5) / ny - cy;
-            picture.data[static_cast<std::size_t>(j * nx + i)] =
+            image.data[static_cast<std::size_t>(j * nx + i)] =
                 0.05 + std::exp(-(x * x + y * y) / (radius * radius));
         }
     }
-    return picture;
+    return image;
 }
 
-Stack interpolated(const Picture& a, const Picture& b, int steps, std::optional<Picture> obstacle = {},
+Stack interpolated(const Image& a, const Image& b, int steps, std::optional<Image> obstacle = {},
                    unsigned threads = 1)
 {
     return transportInterpolate(a, b, steps, std::move(obstacle), threads, nullptr);
@@ -102,9 +102,9 @@ TEST(TransportSolver, AgreesWithTheIterationStepByStep)
     for (const Extents& n : {Extents{8, 8, 4}, Extents{7, 5, 6}, Extents{13, 9, 3}, Extents{17, 3, 2},
                              Extents{1, 6, 4}, Extents{6, 1, 3}, Extents{1, 1, 4}, Extents{6, 5, 1}}) {
         for (const bool isBlocked : {false, true}) {
-            const Picture a = blob(n.nx, n.ny, 0.3, 0.4);
-            const Picture b = blob(n.nx, n.ny, 0.8, 0.6, 0.3);
-            Picture obstacle(n.nx, n.ny);
+            const Image a = blob(n.nx, n.ny, 0.3, 0.4);
+            const Image b = blob(n.nx, n.ny, 0.8, 0.6, 0.3);
+            Image obstacle(n.nx, n.ny);
             obstacle.data[obstacle.data.size() / 2] = isBlocked ? 0.5 : 0.0;
             DynamicTransportSolver solver(a, b, n.steps, &obstacle);
             EXPECT_TRUE(solver.solve(1, nullptr, nullptr));
@@ -171,16 +171,16 @@ TEST(TransportSolver, TheProjectionKeepsMassAndIsDoneOnce)
     }
 }
 
-TEST(Transport, EqualPicturesStay)
+TEST(Transport, EqualImagesStay)
 {
-    const Picture picture = blob(12, 10, 0.4, 0.5);
-    const Stack stack = interpolated(picture, picture, 5);
+    const Image image = blob(12, 10, 0.4, 0.5);
+    const Stack stack = interpolated(image, image, 5);
     EXPECT_NEAR(sliceSum(stack, 2), 1.0, 1e-12);
-    const double sum = std::accumulate(picture.data.begin(), picture.data.end(), 0.0);
+    const double sum = std::accumulate(image.data.begin(), image.data.end(), 0.0);
     for (int k = 0; k < 5; ++k) {
-        for (std::size_t n = 0; n < picture.data.size(); ++n) {
-            const double pixel = picture.data[n] / sum;
-            EXPECT_NEAR(stack.data[static_cast<std::size_t>(k) * picture.data.size() + n], pixel, 1e-6);
+        for (std::size_t n = 0; n < image.data.size(); ++n) {
+            const double pixel = image.data[n] / sum;
+            EXPECT_NEAR(stack.data[static_cast<std::size_t>(k) * image.data.size() + n], pixel, 1e-6);
         }
     }
 }
@@ -196,10 +196,10 @@ TEST(Transport, BlobsMeetHalfWayAndMassIsKept)
     EXPECT_GT(middle, 3 * at(stack, 18, 6, 3));
 }
 
-TEST(Transport, EndsAreThePicturesInTheScaleOfTheirSlices)
+TEST(Transport, EndsAreTheImagesInTheScaleOfTheirSlices)
 {
-    const Picture a = blob(9, 11, 0.3, 0.3);
-    const Picture b = blob(9, 11, 0.6, 0.7);
+    const Image a = blob(9, 11, 0.3, 0.3);
+    const Image b = blob(9, 11, 0.6, 0.7);
     DynamicTransportSolver solver(a, b, 4, nullptr);
     EXPECT_TRUE(solver.solve(1, nullptr, nullptr));
     const Stack computed = solver.density();
@@ -215,9 +215,9 @@ TEST(Transport, EndsAreThePicturesInTheScaleOfTheirSlices)
 
 TEST(Transport, GoesAroundAnObstacle)
 {
-    const Picture a = blob(16, 16, 0.2, 0.5, 0.15);
-    const Picture b = blob(16, 16, 0.8, 0.5, 0.15);
-    Picture wall(16, 16);
+    const Image a = blob(16, 16, 0.2, 0.5, 0.15);
+    const Image b = blob(16, 16, 0.8, 0.5, 0.15);
+    Image wall(16, 16);
     for (int j = 4; j < 12; ++j) {
         wall.data[static_cast<std::size_t>(j * 16 + 7)] = 1.0;
         wall.data[static_cast<std::size_t>(j * 16 + 8)] = 1.0;
@@ -231,10 +231,10 @@ TEST(Transport, GoesAroundAnObstacle)
     EXPECT_GT(at(around, 7, 3, 2) + at(around, 7, 12, 2), 20 * ground) << "closely past its ends";
 }
 
-TEST(Transport, ReversedPicturesReverseTheStack)
+TEST(Transport, ReversedImagesReverseTheStack)
 {
-    const Picture a = blob(10, 14, 0.3, 0.2);
-    const Picture b = blob(10, 14, 0.7, 0.6, 0.3);
+    const Image a = blob(10, 14, 0.3, 0.2);
+    const Image b = blob(10, 14, 0.7, 0.6, 0.3);
     const Stack there = interpolated(a, b, 6);
     const Stack back = interpolated(b, a, 6);
     for (int k = 0; k < 6; ++k) {
@@ -245,10 +245,10 @@ TEST(Transport, ReversedPicturesReverseTheStack)
 }
 
 // With black pixels the iteration amplifies rounding, so only sums and ends are compared.
-TEST(Transport, BlackPicturesKeepTheirEnds)
+TEST(Transport, BlackImagesKeepTheirEnds)
 {
-    Picture a(8, 8);
-    Picture b(8, 8);
+    Image a(8, 8);
+    Image b(8, 8);
     a.data[18] = 1.0;
     b.data[45] = 3.0;
     const Stack stack = interpolated(a, b, 4);
@@ -256,24 +256,24 @@ TEST(Transport, BlackPicturesKeepTheirEnds)
     EXPECT_EQ(at(stack, 3, 2, 0), 0.0);
     EXPECT_EQ(at(stack, 2, 2, 3), 0.0);
     EXPECT_NEAR(sliceSum(stack, 1), 1.0, 0.05);
-    const Stack dark = interpolated(Picture(8, 8), b, 4); // mass 0 isn't scaled
+    const Stack dark = interpolated(Image(8, 8), b, 4); // mass 0 isn't scaled
     EXPECT_EQ(dark.data.size(), 256u);
 }
 
-TEST(Transport, RefusesPicturesThatDontFit)
+TEST(Transport, RefusesImagesThatDontFit)
 {
-    const Picture a = blob(6, 5, 0.3, 0.5);
+    const Image a = blob(6, 5, 0.3, 0.5);
     EXPECT_TRUE(interpolated(a, blob(5, 6, 0.3, 0.5), 3).data.empty());
     EXPECT_TRUE(interpolated(a, a, 3, blob(6, 6, 0.3, 0.5)).data.empty());
     EXPECT_TRUE(interpolated(a, a, 0).data.empty());
     EXPECT_TRUE(interpolated(a, a, -1).data.empty());
-    EXPECT_TRUE(interpolated(Picture(), Picture(), 3).data.empty());
+    EXPECT_TRUE(interpolated(Image(), Image(), 3).data.empty());
 }
 
 TEST(Transport, HasTheSameBitsForAnyNumberOfThreads)
 {
-    const Picture a = blob(75, 60, 0.3, 0.5);
-    const Picture b = blob(75, 60, 0.7, 0.5);
+    const Image a = blob(75, 60, 0.3, 0.5);
+    const Image b = blob(75, 60, 0.7, 0.5);
     int asked = 0;
     // Large enough to be shared among threads; some steps tell as much as all.
     const auto after = [&asked](int steps) { return [&asked, steps] { return asked++ >= steps; }; };
@@ -287,10 +287,10 @@ TEST(Transport, HasTheSameBitsForAnyNumberOfThreads)
 
 TEST(Transport, ReportsAndStops)
 {
-    const Picture a = blob(70, 60, 0.3, 0.5);
+    const Image a = blob(70, 60, 0.3, 0.5);
     std::vector<double> told;
     const auto tell = [&told](double percent) { told.push_back(percent); };
-    const Picture small = blob(4, 4, 0.3, 0.5);
+    const Image small = blob(4, 4, 0.3, 0.5);
     EXPECT_FALSE(transportInterpolate(small, small, 2, {}, 1, tell).data.empty());
     ASSERT_EQ(told.size(), 100u);
     for (std::size_t i = 0; i < told.size(); ++i) {

@@ -62,7 +62,7 @@ const std::vector<double> kSpecial = {
     kPi / 6,
 };
 
-/// Equal to the last bit, zeros of different sign being different; all NaN are one.
+/// Whether two numbers are equal to the last bit. Zeros of different sign differ; all NaN are equal.
 bool identical(double a, double b)
 {
     return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b) || (isNaN(a) && isNaN(b));
@@ -72,7 +72,7 @@ struct Unary {
     const char* name;
     double (*scalar)(double);
     Batch (*batch)(Batch);
-    int ulps; ///< from the C library: both sides' error, rounded up
+    int ulps; ///< largest distance from the C library: the errors of both sides, rounded up
 };
 #define UNARY(f, ulps)                                                                                       \
     {                                                                                                        \
@@ -163,7 +163,7 @@ const Binary kBinary[] = {BINARY(atan2, 4), BINARY(pow, 2)};
 std::vector<double> run(Batch (*f)(Batch, Batch), std::vector<double> a, std::vector<double> b)
 {
     const std::size_t count = a.size();
-    const std::size_t padded = (count + Batch::size - 1) / Batch::size * Batch::size;
+    const std::size_t padded = wholeBatches(count);
     a.resize(padded);
     b.resize(padded);
     std::vector<double> result(padded);
@@ -174,7 +174,7 @@ std::vector<double> run(Batch (*f)(Batch, Batch), std::vector<double> a, std::ve
     return result;
 }
 
-/// All pairs of special values.
+/// Returns all pairs of special values.
 void specialPairs(std::vector<double>& a, std::vector<double>& b)
 {
     for (double x : kSpecial) {
@@ -185,7 +185,7 @@ void specialPairs(std::vector<double>& a, std::vector<double>& b)
     }
 }
 
-/// Steps between neighbouring doubles; huge for NaN against a number.
+/// Returns the number of steps from one double to another; huge for NaN against a number.
 std::uint64_t ulpsApart(double a, double b)
 {
     if (a == b || (isNaN(a) && isNaN(b))) {
@@ -205,7 +205,7 @@ TEST(Batch, ArithmeticAndComparisonsEqualTheScalar)
     std::vector<double> b;
     specialPairs(a, b);
     std::mt19937_64 random(1);
-    for (int i = 0; i < 20000; ++i) { // any bits: all magnitudes
+    for (int i = 0; i < 20000; ++i) { // random bits give all magnitudes
         a.push_back(std::bit_cast<double>(random()));
         b.push_back(i % 2 ? std::bit_cast<double>(random()) : a.back() * 0.75);
     }
@@ -225,7 +225,7 @@ TEST(Batch, ArithmeticAndComparisonsEqualTheScalar)
 
 TEST(Batch, SpecialValuesEqualTheScalar)
 {
-    // Where the answer is a matter of definition, not of accuracy: at or from zero and infinity.
+    // At zero and infinity the answer is a matter of definition, not of accuracy.
     const auto isEdge = [](double x) { return !isFinite(x) || x == 0; };
     for (const Unary& f : kUnary) {
         for (double x : kSpecial) {
@@ -295,7 +295,7 @@ TEST(Batch, FunctionsLieWithinTheirUnitsOfTheScalar)
     }
 }
 
-// Fails for functions that take another path as soon as one lane needs it.
+// Fails for functions in which all lanes take another path as soon as one of them needs it.
 TEST(Batch, LanesDoNotSeeTheirNeighbours)
 {
     std::vector<double> values = kSpecial;

@@ -13,7 +13,7 @@
 
 namespace zrk {
 
-// gtest prints failing values by this.
+// gtest prints failing values with this.
 static std::ostream& operator<<(std::ostream& out, const Interval<double>& x)
 {
     return out << '[' << x.lower << ", " << x.upper << ']';
@@ -93,8 +93,8 @@ private:
     }
 };
 
-/// Every value of the formula f(x, y) at points of random boxes, as double and in each lane of a
-/// batch, lies within the formula's interval, and NaN only in the entire one.
+/// Checks that every value of the formula f(x, y) at points of random boxes, as a double and in each lane of
+/// a batch, lies within the formula's interval, and that NaN lies only in the entire one.
 template <class Formula>
 void expectBounds(const char* name, Formula f)
 {
@@ -188,12 +188,12 @@ TEST(Interval, BoundsComposedFormulas)
     EXPECT_BOUNDS(atan2(y, x) / 3.0 + asin(y / sqrt(x * x + y * y)));
     EXPECT_BOUNDS(exp(-0.5 * (x * x)) * pow(abs(y), 1.7) + log(y * y + 1));
     EXPECT_BOUNDS(x - 2.0 * round(x / 2.0) + minimum(floor(y), y * y - trunc(x)));
-    EXPECT_BOUNDS(minimum(sqrt(x), y) + maximum(sqrt(y), 1.0)); // NaN travels by the literal rules
+    EXPECT_BOUNDS(minimum(sqrt(x), y) + maximum(sqrt(y), 1.0)); // the rules for NaN matter here
     EXPECT_BOUNDS(select(abs(sin(3 * x)) > 0.5, tan(y), acos(y)));
 }
 
-// Where the C library and the batch may disagree by more than units in the last place (begin of
-// overflow and underflow), and where the reduction of large angles is coarse.
+// Arguments at which the C library and the batch may disagree by more than units in the last place, where
+// overflow and underflow begin, and large angles, whose reduction is coarse.
 TEST(Interval, BoundsNarrowBoxesAtTheEdges)
 {
     std::mt19937_64 random(12);
@@ -267,7 +267,7 @@ TEST(Interval, TheEntireIntervalStaysEntire)
     for (const Range& result : results) {
         EXPECT_TRUE(result.isEntire()) << &result - results << ": " << result;
     }
-    // The only two where a NaN operand isn't the result.
+    // These are the only two cases in which a NaN operand isn't the result.
     EXPECT_EQ(minimum(two, e).upper, 2);
     EXPECT_EQ(maximum(e, two).lower, 2);
 }
@@ -318,7 +318,7 @@ TEST(Interval, IsTight)
         EXPECT_NEAR(c.actual.lower, c.expected.lower, c.tolerance);
         EXPECT_NEAR(c.actual.upper, c.expected.upper, c.tolerance);
     }
-    // Zero ends stay, so that roots and logarithms of these stay defined.
+    // Ends at zero stay, so that their roots and logarithms stay defined.
     EXPECT_EQ(sin(Range(0, 0.5)).lower, 0);
     EXPECT_EQ(exp(Range(-1000, -800)).lower, 0);
     EXPECT_EQ(acos(Range(0, 1)).lower, 0);

@@ -7,7 +7,7 @@
 namespace zrk {
 namespace {
 
-/// By Gauss-Jordan elimination with full rows exchanged, in extended precision.
+/// Returns the inverse by Gauss-Jordan elimination with exchange of rows, in extended precision.
 Matrix4 inverseByElimination(const Matrix4& matrix)
 {
     long double rows[4][8] = {};

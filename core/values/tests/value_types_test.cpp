@@ -102,7 +102,7 @@ TEST(BBox, NonFiniteNumbersClearValidAndKeepTheRest)
 TEST(GridBox, KeepsItsNodeCountsThroughEveryWayOfSetting)
 {
     GridBox<double> grid({0, 0, 0}, {1, 1, 1}, 3, 4, 5);
-    BBox<double>& box = grid; // a caller that knows the base only
+    BBox<double>& box = grid; // as seen by a caller that only knows the base
     box.set(BBox<double>({2, 0, 0}, {4, 3, 8}));
     EXPECT_EQ(grid.region.lower, (Point{2, 0, 0}));
     EXPECT_EQ(grid.region.upper, (Point{4, 3, 8}));

@@ -1,48 +1,10 @@
 #pragma once
 
-#include <cmath>
-#include <cstdint>
+#include "core/values/eight_lanes.h"
 
-#if ZRK_SIMD && defined(__AVX2__) && defined(__FMA__)
-#define ZRK_FLOAT8_AVX2 1
-#include <immintrin.h>
-#else
-#define ZRK_FLOAT8_AVX2 0
-#endif
+#include <cmath>
 
 namespace zrk {
-
-/// Lanes of a `Float8`, and children of a node and primitives of a leaf in a `WideTree`.
-inline constexpr int kLanes = 8;
-
-/// A truth value for each of eight lanes, the first in bit 0.
-using Lanes8 = std::uint32_t;
-
-/// For each set of lanes these lanes one after the other, then zeros.
-class LaneOrders {
-public:
-    constexpr LaneOrders()
-    {
-        for (unsigned lanes = 0; lanes < 1u << kLanes; ++lanes) {
-            for (unsigned lane = 0, place = 0; lane < kLanes; ++lane) {
-                if ((lanes >> lane & 1u) != 0) {
-                    _orders[lanes][place++] = static_cast<std::uint8_t>(lane);
-                }
-            }
-        }
-    }
-    const std::uint8_t* of(Lanes8 lanes) const { return _orders[lanes]; }
-#if ZRK_FLOAT8_AVX2
-    __m256i vectorOf(Lanes8 lanes) const
-    {
-        return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(of(lanes))));
-    }
-#endif
-
-private:
-    std::uint8_t _orders[1u << kLanes][kLanes] = {};
-};
-inline constexpr LaneOrders kLaneOrders;
 
 /// Eight floats worked on together, for searches whose last word has a computation in double: what they
 /// give may differ by rounding from one processor to the other.
@@ -50,7 +12,7 @@ class Float8 {
 public:
     Float8() = default;
 
-#if ZRK_FLOAT8_AVX2
+#if ZRK_EIGHT_LANES_AVX2
     Float8(float everywhere) : _v(_mm256_set1_ps(everywhere)) {}
     static Float8 load(const float* from) { return _mm256_loadu_ps(from); }
     void store(float* to) const { _mm256_storeu_ps(to, _v); }
@@ -269,31 +231,6 @@ inline Float8 inFirstLanes(int count, Float8 value)
 {
     static constexpr float kNumbers[kLanes] = {0, 1, 2, 3, 4, 5, 6, 7};
     return selectLessOrEqual(Float8::load(kNumbers), static_cast<float>(count - 1), value, 0.0f);
-}
-
-/// Calls use(lane) for each lane that holds, in ascending order.
-template <class Use>
-void forEachLane(Lanes8 lanes, Use use)
-{
-    for (; lanes != 0; lanes &= lanes - 1) {
-        use(__builtin_ctz(lanes));
-    }
-}
-
-/// Writes the values of the lanes that hold one after the other to `to`, and returns how many. What stands
-/// behind them changes too, up to the eighth value of `to`, which mustn't overlap `from`.
-inline int pack(Lanes8 lanes, const std::int32_t* from, std::int32_t* to)
-{
-#if ZRK_FLOAT8_AVX2
-    const __m256i values = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(from));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to),
-                        _mm256_permutevar8x32_epi32(values, kLaneOrders.vectorOf(lanes)));
-#else
-    for (int i = 0; i < kLanes; ++i) {
-        to[i] = from[kLaneOrders.of(lanes)[i]];
-    }
-#endif
-    return __builtin_popcount(lanes);
 }
 
 } // namespace zrk
