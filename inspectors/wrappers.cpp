@@ -12,6 +12,7 @@
 #include <QWheelEvent>
 
 #include <algorithm>
+#include <initializer_list>
 
 namespace zrkui {
 
@@ -20,7 +21,7 @@ using Role = ZRKCSSStyle::Role;
 namespace {
 
 /// A line with round ends through points given in pixels at scale 1 around the centre.
-void drawStroke(QPainter& painter, const QPolygonF& points, const QPointF& center, double scale,
+void drawStroke(QPainter& painter, std::initializer_list<QPointF> points, const QPointF& center, double scale,
                 const QColor& color)
 {
     painter.setRenderHint(QPainter::Antialiasing);

@@ -4,6 +4,7 @@
 #include "formats/png_writer.h"
 #include "host/graph_document.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
