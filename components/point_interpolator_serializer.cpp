@@ -14,7 +14,8 @@ bool readEntries(const ZRKDeserialization& d, ScalarCurve::Point& point)
     }
     const auto& kinds = InterpolationFunction<double>::kinds();
     if (kind < 0 || kind >= static_cast<int>(kinds.size())) {
-        d.refuse(2, std::to_string(kind), "kind of curve, 0 to " + std::to_string(kinds.size() - 1));
+        d.refuse(2, std::to_string(kind), "kind of curve, 0 to " + std::to_string(kinds.size() - 1),
+                 "this point and those after it are left out of account");
         return false;
     }
     point.function = kinds[static_cast<std::size_t>(kind)];

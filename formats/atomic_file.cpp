@@ -1,7 +1,5 @@
 #include "formats/atomic_file.h"
 
-#include "formats/error.h"
-
 #include <fmt/format.h>
 
 #include <fcntl.h>
@@ -67,42 +65,57 @@ std::optional<std::string> followLinks(const std::string& path)
 
 } // namespace
 
-AtomicFile::AtomicFile(const std::string& path) : path(path)
+Result<AtomicFile> AtomicFile::create(const std::string& path)
 {
-    const std::string expectation = "expected the name of a file to write";
+    AtomicFile file;
+    const Result<void> opened = file.open(path);
+    return opened ? Result<AtomicFile>(std::move(file)) : refused(opened.error());
+}
+
+AtomicFile::AtomicFile(AtomicFile&& other) noexcept
+    : path(std::move(other.path)),
+      target(std::move(other.target)),
+      temporary(std::exchange(other.temporary, {})),
+      buffer(std::move(other.buffer)),
+      outcome(std::move(other.outcome)),
+      descriptor(std::exchange(other.descriptor, -1))
+{}
+
+Result<void> AtomicFile::open(const std::string& name)
+{
+    path = name;
+    const auto refuse = [this](const char* found, const char* remedy) {
+        return refused({path.empty() ? "output" : path, found, "the name of a file to write", remedy,
+                        FaultKind::FailedWork});
+    };
     if (path.empty()) {
-        throw hostError(HostError::kFailedWork, "output", "found an empty name, " + expectation,
-                        "name a file, for example out.npy");
+        return refuse("an empty name", "name a file, for example out.npy");
     }
     const std::optional<std::string> followed = followLinks(path);
     if (!followed) {
-        throw hostError(HostError::kFailedWork, path, "found links in a circle, " + expectation,
-                        "remove the link, or write to another place");
+        return refuse("links in a circle", "remove the link, or write to another place");
     }
     target = *followed;
     struct stat status = {};
     const bool exists = ::stat(target.c_str(), &status) == 0;
     if (path.back() == '/' || (exists && S_ISDIR(status.st_mode))) {
-        throw hostError(HostError::kFailedWork, path, "found a folder, " + expectation,
-                        "name a file inside it, or remove the folder");
+        return refuse("a folder", "name a file inside it, or remove the folder");
     }
     buffer.reserve(kBufferSize);
     if (target.starts_with("/proc/") || (exists && !S_ISREG(status.st_mode))) {
         // Appending keeps what a redirected standard output already holds.
         descriptor = ::open(target.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-        if (descriptor < 0) {
-            fail("opening it");
-        }
-        return;
+        return descriptor < 0 ? failure("opening it") : Result<void>();
     }
     if (exists && ::access(target.c_str(), W_OK) != 0) {
-        fail("replacing it");
+        return failure("replacing it");
     }
-    createTemporary();
-    if (exists) {
-        // Some file systems have no permissions to set; the file is good without them.
-        (void)::fchmod(descriptor, status.st_mode & 07777);
-    }
+    return createTemporary().map([&] {
+        if (exists) {
+            // Some file systems have no permissions to set; the file is good without them.
+            (void)::fchmod(descriptor, status.st_mode & 07777);
+        }
+    });
 }
 
 AtomicFile::~AtomicFile()
@@ -115,37 +128,42 @@ AtomicFile::~AtomicFile()
     }
 }
 
-void AtomicFile::write(const void* bytes, std::size_t size)
+bool AtomicFile::write(const void* bytes, std::size_t size)
 {
-    if (buffer.size() + size > kBufferSize) {
-        flush();
+    if (outcome && buffer.size() + size > kBufferSize) {
+        outcome = flush();
     }
     const char* first = static_cast<const char*>(bytes);
-    if (size > kBufferSize) {
-        writeThrough(first, size);
-    } else {
+    if (outcome && size > kBufferSize) {
+        outcome = writeThrough(first, size);
+    } else if (outcome) {
         buffer.insert(buffer.end(), first, first + size);
     }
+    return outcome.has_value();
 }
 
-void AtomicFile::commit()
+Result<void> AtomicFile::commit()
 {
-    flush();
+    outcome = outcome.and_then([this] { return flush(); });
+    if (!outcome) {
+        return outcome;
+    }
     const bool replaces = !temporary.empty();
     // EINVAL and ENOTSUP: the file system has no such operation.
     if (replaces && ::fsync(descriptor) != 0 && errno != EINVAL && errno != ENOTSUP) {
-        fail("writing it");
+        return failure("writing it");
     }
     if (::close(std::exchange(descriptor, -1)) != 0 && errno != EINTR) {
-        fail("closing it");
+        return failure("closing it");
     }
     if (replaces && ::rename(temporary.c_str(), target.c_str()) != 0) {
-        fail("putting the finished file in its place");
+        return failure("putting the finished file in its place");
     }
     temporary.clear();
+    return {};
 }
 
-void AtomicFile::createTemporary()
+Result<void> AtomicFile::createTemporary()
 {
     static std::atomic<unsigned> counter = 0;
     // A name near the limit of 255 bytes must leave room for the ending.
@@ -156,37 +174,39 @@ void AtomicFile::createTemporary()
     } while (descriptor < 0 && errno == EEXIST);
     if (descriptor < 0) {
         temporary.clear();
-        fail("creating a file in its folder");
+        return failure("creating a file in its folder");
     }
+    return {};
 }
 
-void AtomicFile::flush()
+Result<void> AtomicFile::flush()
 {
-    writeThrough(buffer.data(), buffer.size());
+    const Result<void> written = writeThrough(buffer.data(), buffer.size());
     buffer.clear();
+    return written;
 }
 
-void AtomicFile::writeThrough(const char* bytes, std::size_t size)
+Result<void> AtomicFile::writeThrough(const char* bytes, std::size_t size)
 {
     while (size > 0) {
         const ssize_t written = ::write(descriptor, bytes, size);
         if (written < 0 && errno != EINTR) {
-            fail("writing it");
+            return failure("writing it");
         }
         if (written > 0) {
             bytes += written;
             size -= static_cast<std::size_t>(written);
         }
     }
+    return {};
 }
 
-void AtomicFile::fail(const char* deed) const
+/// What the system's last call failed with.
+tl::unexpected<Fault> AtomicFile::failure(const char* deed) const
 {
     const int reason = errno;
-    throw hostError(HostError::kFailedWork, path,
-                    fmt::format("found \"{}\" on {}, expected a file that can be written",
-                                std::generic_category().message(reason), deed),
-                    remedyFor(reason, target));
+    return refused({path, fmt::format("\"{}\" on {}", std::generic_category().message(reason), deed),
+                    "a file that can be written", remedyFor(reason, target), FaultKind::FailedWork});
 }
 
 } // namespace zrk

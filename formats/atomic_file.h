@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/fault.h"
+
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -16,32 +18,37 @@ namespace zrk {
 /// A device, a pipe or an open descriptor (/dev/stdout) can't be replaced: bytes go straight
 /// to it, and what it took before a failure can't be taken back.
 ///
-/// Every failure throws HostError with status kFailedWork, with the path, the system's reason and a remedy.
+/// Faults are of the kind FailedWork, with the path, the system's reason and a remedy.
 /// One thread at a time for one object.
 class AtomicFile {
 public:
     /// Creates the temporary file.
-    explicit AtomicFile(const std::string& path);
+    static Result<AtomicFile> create(const std::string& path);
     ~AtomicFile();
-    AtomicFile(const AtomicFile&) = delete;
-    AtomicFile& operator=(const AtomicFile&) = delete;
+    AtomicFile(AtomicFile&& other) noexcept;
+    AtomicFile& operator=(AtomicFile&&) = delete;
 
-    /// Appends `size` bytes, through a buffer.
-    void write(const void* bytes, std::size_t size);
+    /// Appends `size` bytes, through a buffer. False when a write has failed: commit() tells why, and what
+    /// is written then is lost.
+    bool write(const void* bytes, std::size_t size);
 
     /// Brings everything to the disk and puts the file in the target's place. Once, as the last call.
-    void commit();
+    Result<void> commit();
 
 private:
-    void createTemporary();
-    void flush();
-    void writeThrough(const char* bytes, std::size_t size);
-    [[noreturn]] void fail(const char* deed) const;
+    AtomicFile() = default;
+
+    Result<void> open(const std::string& path);
+    Result<void> createTemporary();
+    Result<void> flush();
+    Result<void> writeThrough(const char* bytes, std::size_t size);
+    tl::unexpected<Fault> failure(const char* deed) const;
 
     std::string path;      // as the caller named it, for messages
     std::string target;    // what the path's links lead to
     std::string temporary; // empty while there is none to remove
     std::vector<char> buffer;
+    Result<void> outcome; // of all writes so far
     int descriptor = -1;
 };
 

@@ -1,5 +1,7 @@
 #include "formats/line_reader.h"
 
+#include "formats/limits.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -13,10 +15,13 @@ constexpr std::size_t kBlock = std::size_t{1} << 20;
 
 LineReader::LineReader(const std::filesystem::path& path) : _file(path, std::ios::binary)
 {
-    if (isOpen()) {
+    if (_file.is_open()) {
+        _stream = &_file;
         _buffer.resize(kBlock);
     }
 }
+
+LineReader::LineReader(std::istream& stream) : _stream(&stream), _buffer(kBlock) {}
 
 /// Reads on behind what isn't given yet; false at the end of the file.
 bool LineReader::readBlock()
@@ -27,14 +32,14 @@ bool LineReader::readBlock()
         _begin = 0;
     }
     if (_end == _buffer.size()) {
-        _buffer.resize(std::min(2 * _buffer.size(), kMaxLine + kBlock));
+        _buffer.resize(std::min(2 * _buffer.size(), kMaxLineBytes + kBlock));
     }
-    if (!_file.good()) {
+    if (!_stream->good()) {
         return false;
     }
-    _file.read(_buffer.data() + _end, static_cast<std::streamsize>(_buffer.size() - _end));
-    _end += static_cast<std::size_t>(_file.gcount());
-    return _file.gcount() > 0;
+    _stream->read(_buffer.data() + _end, static_cast<std::streamsize>(_buffer.size() - _end));
+    _end += static_cast<std::size_t>(_stream->gcount());
+    return _stream->gcount() > 0;
 }
 
 void LineReader::skipRestOfLine()
@@ -65,7 +70,7 @@ bool LineReader::next()
     const void* feed = nullptr;
     while (!(feed = std::memchr(_buffer.data() + _begin + searched, '\n', _end - _begin - searched))) {
         searched = _end - _begin;
-        if (searched > kMaxLine || !readBlock()) {
+        if (searched > kMaxLineBytes || !readBlock()) {
             break;
         }
     }
@@ -75,9 +80,9 @@ bool LineReader::next()
     if (!feed && length == 0) {
         return false;
     }
-    _isWhole = length <= kMaxLine;
-    _line = {first, std::min(length, kMaxLine)};
-    _begin += !_isWhole ? kMaxLine : feed ? length + 1 : length;
+    _isWhole = length <= kMaxLineBytes;
+    _line = {first, std::min(length, kMaxLineBytes)};
+    _begin += !_isWhole ? kMaxLineBytes : feed ? length + 1 : length;
     ++_number;
     return true;
 }

@@ -1,5 +1,6 @@
 #include "formats/obj.h"
 
+#include "formats/limits.h"
 #include "formats/line_reader.h"
 
 #include <algorithm>
@@ -19,7 +20,7 @@ namespace zrk {
 
 namespace {
 
-constexpr std::size_t kMaxCount = std::numeric_limits<int>::max();
+constexpr const char* kDivide = "divide the mesh";
 constexpr std::string_view kSkippedWords[] = {"vt", "vn", "o", "g", "s", "mtllib", "usemtl"};
 
 /// The blanks of the C locale.
@@ -149,17 +150,6 @@ int takeCorner(std::string_view& text)
     return index == std::numeric_limits<int>::min() ? index : index - 1;
 }
 
-/// A line as messages quote it: its beginning, a question mark for each byte that a terminal might obey.
-std::string quoted(std::string_view line)
-{
-    constexpr std::size_t kLength = 60;
-    std::string text(line.substr(0, kLength));
-    for (char& c : text) {
-        c = c >= 0 && (c < 0x20 || c == 0x7f) ? '?' : c;
-    }
-    return '"' + text + '"' + (line.size() > kLength ? "..." : "");
-}
-
 /// An index with the line it stands in.
 struct PlacedIndex {
     int index = 0;
@@ -173,18 +163,19 @@ public:
     WavefrontObj read()
     {
         if (!_lines.isOpen()) {
-            _obj.problem = _name + ": found no readable file (" + std::strerror(errno) +
-                           "), expected a Wavefront OBJ file";
+            _obj.fault = {_name, std::string("no readable file (") + std::strerror(errno) + ")",
+                          "a Wavefront OBJ file", "check the path"};
             return std::move(_obj);
         }
         while (_lines.next() && readLine()) {
         }
         if (_lines.hasFailed()) {
-            _obj.problem = _name + ": found something that can't be read, expected a Wavefront OBJ file";
+            _obj.fault = {_name, "something that can't be read", "a Wavefront OBJ file",
+                          "check that the path doesn't name a folder"};
         }
         _obj.vertexCount = static_cast<int>(_obj.vertices.size() / 3);
         _obj.triangleCount = static_cast<int>(_obj.indices.size() / 3);
-        tellIndexProblem();
+        tellIndexFault();
         return std::move(_obj);
     }
 
@@ -212,15 +203,17 @@ private:
             return true;
         }
         if (!_lines.isWhole()) {
-            return refuse("expected lines of at most " + std::to_string(LineReader::kMaxLine >> 20) + " MiB");
+            return refuse("lines of at most " + std::to_string(kMaxLineBytes >> 20) + " MiB",
+                          "divide the line");
         }
-        return refuse("expected v, f, vt, vn, o, g, s, mtllib, usemtl or # as the first word");
+        return refuse("v, f, vt, vn, o, g, s, mtllib, usemtl or # as the first word",
+                      "remove the line, or begin it with #");
     }
 
     bool readVertex(std::string_view rest)
     {
-        if (_obj.vertices.size() > kMaxCount - 3) {
-            return refuse("expected at most " + std::to_string(kMaxCount / 3) + " vertices");
+        if (_obj.vertices.size() > kMaxMeshNumbers - 3) {
+            return refuse("at most " + std::to_string(kMaxMeshNumbers / 3) + " vertices", kDivide);
         }
         const std::array<double, 3> vertex = coordinatesOf(rest);
         _obj.vertices.insert(_obj.vertices.end(), vertex.begin(), vertex.end());
@@ -230,8 +223,8 @@ private:
     bool readFace(std::string_view rest)
     {
         for (skipBlanks(rest); !rest.empty(); skipBlanks(rest)) {
-            if (_obj.indices.size() == kMaxCount) {
-                return refuse("expected at most " + std::to_string(kMaxCount) + " corners of faces");
+            if (_obj.indices.size() == kMaxMeshNumbers) {
+                return refuse("at most " + std::to_string(kMaxMeshNumbers) + " corners of faces", kDivide);
             }
             const int index = takeCorner(rest);
             _corners[_obj.indices.size() % 3] = {index, _lines.number()};
@@ -251,28 +244,26 @@ private:
         }
     }
 
-    std::string place(std::int64_t line) const
-    {
-        return _name + ", line " + std::to_string(line) + ": found ";
-    }
+    std::string place(std::int64_t line) const { return _name + ", line " + std::to_string(line); }
 
-    bool refuse(const std::string& expected)
+    bool refuse(const std::string& expected, const std::string& remedy)
     {
         _obj.offendingLine = _lines.line();
-        _obj.problem = place(_lines.number()) + quoted(_lines.line()) + ", " + expected +
-                       "; the rest of the file is left out";
+        _obj.fault = {place(_lines.number()), quotation(_lines.line()), expected,
+                      remedy + "; the rest of the file is left out"};
         return false;
     }
 
-    void tellIndexProblem()
+    void tellIndexFault()
     {
         const PlacedIndex& worst = _lowest.index < 0 ? _lowest : _highest;
         if (_obj.triangleCount == 0 || (worst.index >= 0 && worst.index < _obj.vertexCount)) {
             return;
         }
-        _obj.indexProblem = place(worst.line) + "a face with the vertex " +
-                            std::to_string(std::int64_t{worst.index} + 1) + ", expected 1 to " +
-                            std::to_string(_obj.vertexCount) + ", the vertices of the file";
+        _obj.indexFault = {place(worst.line),
+                           "a face with the vertex " + std::to_string(std::int64_t{worst.index} + 1),
+                           "1 to " + std::to_string(_obj.vertexCount) + ", the vertices of the file",
+                           "count the vertices of the whole file from 1, or export the mesh anew"};
     }
 };
 

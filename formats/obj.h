@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/values/bbox.h"
+#include "core/values/fault.h"
 
 #include <filesystem>
 #include <optional>
@@ -16,14 +17,13 @@ struct WavefrontObj {
     int triangleCount = 0;        ///< a third of the indices, rounded down
     std::vector<int> indices;     ///< of vertices from 0, as they stand in the file: any number
 
-    /// Why the file was not read, or not to its end: "FILE, line 3: found ..., expected ...". Else empty.
-    std::string problem;
+    /// Why the file was not read, or not to its end: what was read so far counts nevertheless.
+    std::optional<Fault> fault;
     /// The line that ended the reading before the end of the file.
     std::optional<std::string> offendingLine;
-    /// What is wrong with the indices when one of a triangle names no vertex, in the form of `problem`. Else
-    /// empty. An importer refuses such faces. One or two indices at the end that make no whole triangle take
-    /// no part in anything.
-    std::string indexProblem;
+    /// What is wrong with the indices when one of a triangle names no vertex. An importer refuses such faces.
+    /// One or two indices at the end that make no whole triangle take no part in anything.
+    std::optional<Fault> indexFault;
 };
 
 /// Reads the vertices ("v") and faces ("f") of a text OBJ file and nothing else of it.

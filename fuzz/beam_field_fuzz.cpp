@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     const BytesAsFile file(data, size);
     zrk::WavefrontObj obj = zrk::parseWavefrontObj(file.path());
-    if (!obj.indexProblem.empty()) {
+    if (obj.indexFault) {
         return 0;
     }
     // The first byte chooses between the mesh as it stands and the fitted one.

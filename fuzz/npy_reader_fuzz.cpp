@@ -1,13 +1,12 @@
-#include "formats/npy_reader.h"
+#include "formats/npy.h"
 
 #include <cstdlib>
 
 /// Any bytes give either a volume no larger than they are or a fault.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
-    std::string fault;
-    const auto channel = zrk::readNpy({bytes, size}, &fault);
-    if (channel.has_value() != fault.empty()) {
+    const auto channel = zrk::readNpy({bytes, size}, "bytes");
+    if (!channel && channel.error().kind != zrk::FaultKind::BadInput) {
         std::abort();
     }
     const auto length = [](const auto& raster) { return raster.data.size() * sizeof raster.data[0]; };

@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                                              obj.vertices.size() * sizeof(double)) == 0) &&
                         obj.offendingLine == literal.offendingLine &&
                         obj.vertexCount == literal.vertexCount && obj.triangleCount == literal.triangleCount;
-    if (!isSame || obj.offendingLine.has_value() == obj.problem.empty()) {
+    if (!isSame || obj.offendingLine.has_value() != obj.fault.has_value()) {
         __builtin_trap();
     }
     zrk::fitVerticesToBox(obj.vertexCount, obj.vertices, zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));

@@ -1,4 +1,4 @@
-#include "formats/png_reader.h"
+#include "formats/png.h"
 
 #include <zlib.h>
 
@@ -31,9 +31,8 @@ std::vector<std::uint8_t> withChecksums(std::vector<std::uint8_t> bytes)
 /// Any bytes give either channels of equal extents or a fault.
 void check(std::span<const std::uint8_t> bytes)
 {
-    std::string fault;
-    const auto channels = zrk::readPng(bytes, &fault);
-    if (channels.has_value() != fault.empty()) {
+    const auto channels = zrk::readPng(bytes, "bytes");
+    if (!channels && channels.error().kind != zrk::FaultKind::BadInput) {
         std::abort();
     }
     for (std::size_t c = 0; channels && c < channels->size(); ++c) {

@@ -1,7 +1,7 @@
 #include "host/document_json.h"
 
+#include "formats/limits.h"
 #include "host/document_values.h"
-#include "host/error.h"
 
 #include <fmt/core.h>
 
@@ -15,7 +15,6 @@ namespace zrkmodel {
 
 namespace {
 
-constexpr std::size_t kMaxNesting = 200;
 constexpr int kNumberOverflow = 406; // the library's code
 
 /// Deepest nesting of arrays and objects in a JSON text, found without building it.
@@ -79,9 +78,10 @@ public:
     {
         const auto [member, isNew] = _open.back()->emplace(key, nullptr);
         if (!isNew) {
-            throw hostError(HostError::kBadInput, fmt::format("{}, {}{}", _name, openPlace(), shown(key)),
-                            "found this key a second time, expected each key of an object once",
-                            fmt::format("its first value is {}; keep the one that is meant", shown(*member)));
+            throw zrk::FaultError(
+                {fmt::format("{}, {}{}", _name, openPlace(), shown(key)), "this key a second time",
+                 "each key of an object once",
+                 fmt::format("its first value is {}; keep the one that is meant", shown(*member))});
         }
         return true;
     }
@@ -89,15 +89,13 @@ public:
     bool parse_error(std::size_t position, const std::string& token, const ZRKJson::exception& error) override
     {
         if (error.id == kNumberOverflow) {
-            throw hostError(
-                HostError::kBadInput, _name + ", " + linePlace(_text, position + 1 - token.size()),
-                fmt::format("found the number {}, expected one between -1.8e308 and 1.8e308", token),
-                "write a number of a smaller size");
+            throw zrk::FaultError({_name + ", " + linePlace(_text, position + 1 - token.size()),
+                                   "the number " + zrk::printable(token, zrk::kMaxQuotation),
+                                   "one between -1.8e308 and 1.8e308", "write a number of a smaller size"});
         }
-        throw hostError(
-            HostError::kBadInput, _name + ", " + linePlace(_text, position),
-            fmt::format("found broken JSON ({}), expected one whole JSON object", plainReason(error)),
-            "mend the text at that place");
+        throw zrk::FaultError({_name + ", " + linePlace(_text, position),
+                               fmt::format("broken JSON ({})", plainReason(error)), "one whole JSON object",
+                               "mend the text at that place"});
     }
 
 private:
@@ -151,21 +149,22 @@ private:
 
 } // namespace
 
-ZRKJson parseDocumentJson(const std::string& text, const std::string& name)
+zrk::Result<ZRKJson> parseDocumentJson(const std::string& text, const std::string& name)
 {
-    if (const std::size_t depth = nesting(text); depth > kMaxNesting) {
-        throw hostError(HostError::kBadInput, name + ", JSON",
-                        fmt::format("found values nested {} deep, expected at most {}", depth, kMaxNesting),
-                        "flatten the document; a graph needs no such depth");
+    if (const std::size_t depth = nesting(text); depth > zrk::kMaxDocumentNesting) {
+        return zrk::refused({name + ", JSON", fmt::format("values nested {} deep", depth),
+                             fmt::format("at most {}", zrk::kMaxDocumentNesting),
+                             "flatten the document; a graph needs no such depth"});
     }
-    Builder builder(text, name);
-    ZRKJson::sax_parse(text, &builder);
-    if (!builder.root().is_object()) {
-        throw hostError(HostError::kBadInput, name + ", top level",
-                        "found " + shown(builder.root()) + ", expected an object",
-                        "a graph document begins with {\"zrkGraph\": 1, ...}");
-    }
-    return std::move(builder.root());
+    return zrk::attempt(name, [&]() -> zrk::Result<ZRKJson> {
+        Builder builder(text, name);
+        ZRKJson::sax_parse(text, &builder);
+        if (!builder.root().is_object()) {
+            return zrk::refused({name + ", top level", shown(builder.root()), "an object",
+                                 "a graph document begins with {\"zrkGraph\": 1, ...}"});
+        }
+        return std::move(builder.root());
+    });
 }
 
 std::string plainReason(const ZRKJson::exception& error)

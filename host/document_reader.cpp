@@ -4,7 +4,6 @@
 #include "host/document_context.h"
 #include "host/document_json.h"
 #include "host/document_values.h"
-#include "host/error.h"
 #include "host/type_lookup.h"
 #include "model/file_import.h"
 #include "model/graph_object.h"
@@ -16,9 +15,9 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
-#include <new>
-#include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace zrkmodel {
@@ -26,6 +25,20 @@ namespace zrkmodel {
 namespace {
 
 constexpr int kFormatVersion = 1;
+
+/// The key of the greatest number among values; empty where none is a number.
+std::string keyOfGreatest(const ZRKJson& values)
+{
+    std::string greatest;
+    double size = 0;
+    for (const auto& [key, value] : values.items()) {
+        if (value.is_number() && std::abs(value.get<double>()) > size) {
+            greatest = key;
+            size = std::abs(value.get<double>());
+        }
+    }
+    return greatest;
+}
 
 /// The key whose value a component of this kind refuses to read; empty when it is none of them alone.
 std::string unreadableKey(const ZRKGraphObject& object, const ZRKJson& values)
@@ -47,19 +60,28 @@ std::string unreadableKey(const ZRKGraphObject& object, const ZRKJson& values)
     return "";
 }
 
-std::string quoted(const std::string& text) { return "\"" + text + "\""; }
+std::string keyPlace(const std::string& place, const std::string& key)
+{
+    return key.empty() ? place : fmt::format("{}, \"{}\"", place, key);
+}
 
 } // namespace
 
-void DocumentReader::refuse(const std::string& place, const std::string& finding,
+void DocumentReader::refuse(const std::string& place, const std::string& found, const std::string& expected,
                             const std::string& remedy) const
 {
-    throw hostError(HostError::kBadInput, where(place), finding, remedy);
+    throw zrk::FaultError({where(place), found, expected, remedy});
+}
+
+void DocumentReader::warn(const std::string& place, const std::string& found, const std::string& expected,
+                          const std::string& remedy)
+{
+    _warnings.push_back({where(place), found, expected, remedy});
 }
 
 void DocumentReader::read(const std::string& text)
 {
-    _document._root = parseDocumentJson(text, _name);
+    _document._root = zrk::valueOrThrow(parseDocumentJson(text, _name));
     _document._graph = ZRKGraph::create();
     // Nobody listens yet; telling every node of every link would take a time that grows with the square.
     _document._graph->setSilent(true);
@@ -78,22 +100,21 @@ void DocumentReader::readVersion()
     const ZRKJson& root = _document._root;
     const auto version = root.find("zrkGraph");
     if (version == root.end()) {
-        refuse("\"zrkGraph\"", "found no such member, expected the format version",
+        refuse("\"zrkGraph\"", "no such member", "the format version",
                fmt::format("add \"zrkGraph\": {} to the document", kFormatVersion));
     }
     if (!version->is_number_integer()) {
-        refuse("\"zrkGraph\"", "found " + shown(*version) + ", expected a whole number",
+        refuse("\"zrkGraph\"", shown(*version), "a whole number",
                fmt::format("write \"zrkGraph\": {}", kFormatVersion));
     }
     if (*version > kFormatVersion) {
-        refuse("\"zrkGraph\"",
-               fmt::format("found format version {}, expected at most {}", shown(*version), kFormatVersion),
+        refuse("\"zrkGraph\"", fmt::format("format version {}", shown(*version)),
+               fmt::format("at most {}", kFormatVersion),
                fmt::format("open it with a newer zrk, or save it as version {}", kFormatVersion));
     }
     if (*version != kFormatVersion) {
-        refuse("\"zrkGraph\"",
-               fmt::format("found format version {}, expected {}", shown(*version), kFormatVersion),
-               fmt::format("write \"zrkGraph\": {}", kFormatVersion));
+        refuse("\"zrkGraph\"", fmt::format("format version {}", shown(*version)),
+               fmt::format("{}", kFormatVersion), fmt::format("write \"zrkGraph\": {}", kFormatVersion));
     }
 }
 
@@ -105,7 +126,7 @@ const ZRKJson* DocumentReader::arrayMember(const char* key) const
         return nullptr;
     }
     if (!member->is_array()) {
-        refuse(quoted(key), "found " + shown(*member) + ", expected an array",
+        refuse(fmt::format("\"{}\"", key), shown(*member), "an array",
                fmt::format("write \"{}\": [ ... ], or leave it out", key));
     }
     return &*member;
@@ -119,7 +140,7 @@ void DocumentReader::readContext()
         return;
     }
     if (!context->is_object()) {
-        refuse("\"context\"", "found " + shown(*context) + ", expected an object",
+        refuse("\"context\"", shown(*context), "an object",
                "write \"context\": {\"modelBounds\": [[-1, -1, -1], [1, 1, 1]]}, or leave it out");
     }
     auto answers = std::make_shared<DocumentContext>();
@@ -130,8 +151,7 @@ void DocumentReader::readContext()
         }
         if (!member->is_array() || member->size() != 2 || !isNumbers((*member)[0], 3) ||
             !isNumbers((*member)[1], 3)) {
-            refuse(fmt::format("\"context\", \"{}\"", key),
-                   "found " + shown(*member) + ", expected two corners of three numbers",
+            refuse(fmt::format("\"context\", \"{}\"", key), shown(*member), "two corners of three numbers",
                    fmt::format("write \"{}\": [[x0, y0, z0], [x1, y1, z1]]", key));
         }
         zrk::Tensor<3, double> corners[2];
@@ -146,7 +166,7 @@ void DocumentReader::readContext()
     readBox("modelLocalBounds", answers->localBounds);
     if (const auto matrix = context->find("modelTransform"); matrix != context->end()) {
         if (!isNumbers(*matrix, 16)) {
-            refuse("\"context\", \"modelTransform\"", "found " + shown(*matrix) + ", expected 16 numbers",
+            refuse("\"context\", \"modelTransform\"", shown(*matrix), "16 numbers",
                    "write the matrix column by column: 1,0,0,0, 0,1,0,0, 0,0,1,0, 0,0,0,1 is the identity");
         }
         answers->transform.emplace();
@@ -160,8 +180,8 @@ void DocumentReader::readContext()
 void DocumentReader::readResources()
 {
     const ZRKJson* resources = arrayMember("resources");
-    _document._resources =
-        DocumentResources::load(resources ? *resources : ZRKJson::array(), _name, _monitor);
+    _document._resources = zrk::valueOrThrow(
+        DocumentResources::load(resources ? *resources : ZRKJson::array(), _name, _monitor));
 }
 
 void DocumentReader::readNodes()
@@ -176,21 +196,18 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
 {
     std::string place = fmt::format("nodes[{}]", index);
     if (!entry.is_object()) {
-        refuse(place, "found " + shown(entry) + ", expected an object",
-               "write {\"id\": 1, \"type\": \"SphereSDF\"}");
+        refuse(place, shown(entry), "an object", "write {\"id\": 1, \"type\": \"SphereSDF\"}");
     }
     const auto id = entry.find("id");
     if (id == entry.end() || !id->is_number_integer() || *id < 0 || *id > kMaxNodeId) {
-        refuse(place + ", \"id\"",
-               "found " + (id == entry.end() ? std::string("none") : shown(*id)) +
-                   fmt::format(", expected a whole number from 0 to {}", kMaxNodeId),
-               "give each node an id of its own");
+        refuse(place + ", \"id\"", shownMember(entry, "id"),
+               fmt::format("a whole number from 0 to {}", kMaxNodeId), "give each node an id of its own");
     }
     const auto number = id->get<std::uint16_t>();
     place = fmt::format("node {} (nodes[{}])", number, index);
     if (const auto earlier = _document._nodeIndex.find(number); earlier != _document._nodeIndex.end()) {
-        refuse(place + ", \"id\"",
-               fmt::format("found the id {} a second time, expected one that no other node has", number),
+        refuse(place + ", \"id\"", fmt::format("the id {} a second time", number),
+               "one that no other node has",
                fmt::format("nodes[{}] has it already; give this one another, and its links too",
                            earlier->second));
     }
@@ -200,19 +217,17 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
             return "";
         }
         if (member == entry.end() || !member->is_string()) {
-            refuse(fmt::format("{}, \"{}\"", place, key),
-                   "found " + (member == entry.end() ? std::string("none") : shown(*member)) +
-                       ", expected a string",
+            refuse(fmt::format("{}, \"{}\"", place, key), shownMember(entry, key), "a string",
                    "`zrk types` lists the types with their UUIDs");
         }
         return member->get<std::string>();
     };
     const std::string type = text("type", true);
-    const ZRKGraphObjectRegistration& registration =
-        findType(where(place + ", \"type\""), type, text("uuid", false));
-    place = fmt::format("node {} ({})", number, registration.info.name);
+    const auto* registration =
+        zrk::valueOrThrow(findType(where(place + ", \"type\""), type, text("uuid", false)));
+    place = fmt::format("node {} ({})", number, registration->info.name);
 
-    const auto object = registration.factory();
+    const auto object = registration->factory();
     _document._graph->addNode(object, number);
     _document._nodeIndex[number] = index;
     if (const auto values = entry.find("values"); values != entry.end()) {
@@ -229,15 +244,14 @@ void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, co
 {
     auto* import = dynamic_cast<ZRKFileImport*>(&object);
     if (!import) {
-        _warnings.push_back(
-            where(place) +
-            ": found paths, but the type takes nothing from files; they are kept and not read");
+        warn(place, "paths", "none, as the type takes nothing from files",
+             "leave the key out; as it stands, the paths are kept and not read");
         return;
     }
     const auto isText = [](const ZRKJson& path) { return path.is_string(); };
     const bool isList = paths.is_array() && !paths.empty() && std::all_of(paths.begin(), paths.end(), isText);
     if (!paths.is_string() && !isList) {
-        refuse(place, "found " + shown(paths) + ", expected a path or an array of paths",
+        refuse(place, shown(paths), "a path or an array of paths",
                "write the paths as strings, relative to the document");
     }
     const std::filesystem::path folder = std::filesystem::path(_name).parent_path();
@@ -245,51 +259,56 @@ void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, co
     for (const ZRKJson& path : isList ? paths : ZRKJson::array({paths})) {
         files.push_back(folder / path.get<std::string>());
     }
-    const std::string message = import->importFiles(files, _monitor);
-    refuseIfStopped(place);
-    if (!message.empty()) {
-        _warnings.push_back(printable(where(place) + ": " + message));
+    const zrk::Result<void> imported =
+        zrk::attempt(files.front().string(), [&] { return import->importFiles(files, _monitor); });
+    if (imported) {
+        return;
     }
+    zrk::Fault fault = zrk::within(where(place), imported.error());
+    if (fault.kind != zrk::FaultKind::BadInput) {
+        throw zrk::FaultError(std::move(fault));
+    }
+    _warnings.push_back(std::move(fault));
 }
 
-/// What a node computes or imports while it is read can be stopped; half a document isn't kept.
+/// What a node computes while it is read can be stopped; half a document isn't kept.
 void DocumentReader::refuseIfStopped(const std::string& place) const
 {
     if (_monitor && _monitor->isInterruptAcknowledged()) {
-        throw hostError(HostError::kInterrupted, where(place), "loading was stopped", "start it again");
+        throw zrk::FaultError(zrk::interruptedAt(where(place)));
     }
 }
 
 void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, const std::string& place)
 {
     if (!values.is_object()) {
-        refuse(place, "found " + shown(values) + ", expected an object",
+        refuse(place, shown(values), "an object",
                "write \"values\": {\"name\": value, ...}, or leave it out");
     }
     const ZRKReadDiagnostics tell = [&](const ZRKReadIssue& issue) {
-        _warnings.push_back(fmt::format("{}, \"{}\": found {}, expected {}; the value is left out of account",
-                                        where(place), issue.place, issue.found, issue.expected));
+        warn(keyPlace(place, issue.place), issue.found, issue.expected,
+             "write what is expected; as it stands, " + issue.outcome);
     };
     ZRKDeserialization stored(values, _document._resources, tell);
     stored.setMonitor(_monitor);
     try {
         object.deserialize(stored);
-        refuseIfStopped(place);
-    } catch (const std::bad_alloc&) {
-        refuse(place, "found values that ask for more memory than there is, expected smaller ones",
-               "lower its numbers, such as a resolution or a count");
     } catch (const ZRKJson::exception& error) {
         const std::string key = unreadableKey(object, values);
-        refuse(key.empty() ? place : place + ", " + quoted(key),
-               fmt::format("found {}, expected another kind of value: {}",
-                           key.empty() ? "a value that can't be read" : shown(values[key]),
-                           plainReason(error)),
+        refuse(keyPlace(place, key), key.empty() ? "a value that can't be read" : shown(values[key]),
+               "another kind of value: " + plainReason(error),
                "give the value the kind named, or leave it out");
+    } catch (const zrk::FaultError& error) {
+        throw zrk::FaultError(zrk::within(where(place), error.fault()));
+    } catch (const std::exception& error) {
+        // Memory is most likely asked for by a count or a resolution.
+        throw zrk::FaultError(zrk::faultOf(error, where(keyPlace(place, keyOfGreatest(values)))));
     }
+    refuseIfStopped(place);
     for (const std::string& unread : stored.unreadPlaces()) {
-        _warnings.push_back(
-            fmt::format("{}, \"{}\": found a key that the type doesn't know; it is kept and not used",
-                        where(place), unread));
+        warn(keyPlace(place, unread), "a key that the type doesn't know", "the name of a property",
+             fmt::format("`zrk types {}` lists them; as it stands, the key is kept and not used",
+                         object.typeInfo().name));
     }
 }
 
@@ -305,15 +324,12 @@ Pin_handle DocumentReader::readPin(const ZRKJson& pair, const std::string& place
     const char* kind = isOutput ? "output" : "input";
     const auto isIndex = [](const ZRKJson& v) { return v.is_number_integer() && v >= 0; };
     if (!pair.is_array() || pair.size() != 2 || !isIndex(pair[0]) || !isIndex(pair[1])) {
-        refuse(
-            place,
-            fmt::format("found {}, expected a pair of a node's id and the index of an {}", shown(pair), kind),
-            fmt::format("write [ID, INDEX], e.g. [1, 0] for {} 0 of node 1", kind));
+        refuse(place, shown(pair), fmt::format("a pair of a node's id and the index of an {}", kind),
+               fmt::format("write [ID, INDEX], e.g. [1, 0] for {} 0 of node 1", kind));
     }
     const bool isNode = pair[0] <= kMaxNodeId && _document._graph->getNodePtr(pair[0].get<std::uint16_t>());
     if (!isNode) {
-        refuse(place,
-               fmt::format("found node {}, expected the id of a node of this document", shown(pair[0])),
+        refuse(place, "node " + shown(pair[0]), "the id of a node of this document",
                _document._nodeIndex.empty()
                    ? "the document has no nodes"
                    : fmt::format("its ids go from {} to {}", _document._nodeIndex.begin()->first,
@@ -326,8 +342,7 @@ Pin_handle DocumentReader::readPin(const ZRKJson& pair, const std::string& place
         const std::string expected = count == 0   ? fmt::format("none, as it has no {}s", kind)
                                      : count == 1 ? fmt::format("{} 0, its only one", kind)
                                                   : fmt::format("{} 0 to {}", kind, count - 1);
-        refuse(place,
-               fmt::format("found {} {} of {}, expected {}", kind, shown(pair[1]), nodeText(id), expected),
+        refuse(place, fmt::format("{} {} of {}", kind, shown(pair[1]), nodeText(id)), expected,
                fmt::format("`zrk types {}` lists its pins", node->object->typeInfo().name));
     }
     const auto index = pair[1].get<std::uint8_t>();
@@ -346,14 +361,13 @@ void DocumentReader::readLink(const ZRKJson& entry, std::size_t index)
 {
     const std::string place = fmt::format("links[{}]", index);
     if (!entry.is_object()) {
-        refuse(place, "found " + shown(entry) + ", expected an object",
-               "write {\"from\": [1, 0], \"to\": [2, 0]}");
+        refuse(place, shown(entry), "an object", "write {\"from\": [1, 0], \"to\": [2, 0]}");
     }
     const auto end = [&](const char* key, bool isOutput) {
         const auto member = entry.find(key);
         const std::string endPlace = fmt::format("{}, \"{}\"", place, key);
         if (member == entry.end()) {
-            refuse(endPlace, "found none, expected the pin at that end of the link",
+            refuse(endPlace, "none", "the pin at that end of the link",
                    "write {\"from\": [1, 0], \"to\": [2, 0]}");
         }
         return readPin(*member, endPlace, isOutput);
@@ -374,8 +388,7 @@ void DocumentReader::refuseLink(ZRKLinkResult result, Pin_handle from, Pin_handl
     case ZRKLinkResult::InputTaken: {
         const Pin_handle other = graph.upstream(to).handle;
         refuse(place + ", \"to\"",
-               fmt::format("found a second link into input {} of {}, expected one", to.index(),
-                           nodeText(to.node())),
+               fmt::format("a second link into input {} of {}", to.index(), nodeText(to.node())), "one",
                fmt::format("output {} of {} is linked to it already: remove one of the links", other.index(),
                            nodeText(other.node())));
     }
@@ -383,17 +396,19 @@ void DocumentReader::refuseLink(ZRKLinkResult result, Pin_handle from, Pin_handl
         const Tag fromTag = graph.getNodePtr(from.node())->outputs[from.index()].tag;
         const Tag toTag = graph.getNodePtr(to.node())->inputs[to.index()].tag;
         refuse(place,
-               fmt::format("found a link from {} ({}) to {} ({}), expected the same tag at both ends",
-                           nodeText(from.node()), fromTag.name(), nodeText(to.node()), toTag.name()),
+               fmt::format("a link from {} ({}) to {} ({})", nodeText(from.node()), fromTag.name(),
+                           nodeText(to.node()), toTag.name()),
+               "the same tag at both ends",
                "link pins of one tag, or put a component between them that converts");
     }
     case ZRKLinkResult::Cycle:
         refuse(place,
-               fmt::format("found a link from {} to {} that closes a cycle, expected links that lead one way",
-                           nodeText(from.node()), nodeText(to.node())),
-               "remove one of the links of the cycle");
+               fmt::format("a link from {} to {} that closes a cycle", nodeText(from.node()),
+                           nodeText(to.node())),
+               "links that lead one way", "remove one of the links of the cycle");
     default:
-        refuse(place, std::string("found a link that can't be made: ") + describe(result), "remove the link");
+        refuse(place, std::string("a link that can't be made: ") + describe(result), "one that can",
+               "remove the link");
     }
 }
 
@@ -413,11 +428,13 @@ void DocumentReader::warnOfLinksThatDontFit()
             const Tag arriving = effectiveTag(from);
             if (arriving != Tag::None && arriving != input.tag) {
                 const bool isShort = arriving.components < input.tag.components;
-                _warnings.push_back(fmt::format(
-                    "{}, input {}: found {} from output {} of {}, expected {}; {}", where(nodeText(node->id)),
-                    input.handle.index(), arriving.name(), from.handle.index(), nodeText(from.handle.node()),
-                    input.tag.name(),
-                    isShort ? "the missing components read as 0" : "the further components aren't read"));
+                warn(fmt::format("{}, input {}", nodeText(node->id), input.handle.index()),
+                     fmt::format("{} from output {} of {}", arriving.name(), from.handle.index(),
+                                 nodeText(from.handle.node())),
+                     input.tag.name(),
+                     isShort
+                         ? "link an output of that tag; as it stands, the missing components read as 0"
+                         : "link an output of that tag; as it stands, the further components aren't read");
             }
         }
     }

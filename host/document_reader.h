@@ -17,7 +17,7 @@ public:
         : _document(document), _name(name), _warnings(warnings), _monitor(monitor)
     {}
 
-    /// Parses the text and reads all of it. Throws HostError with status kBadInput.
+    /// Parses the text and reads all of it. Throws zrk::FaultError.
     void read(const std::string& text);
 
 private:
@@ -45,8 +45,10 @@ private:
     std::string nodeText(std::uint16_t id) const;
     const ZRKJson* arrayMember(const char* key) const;
     std::string where(const std::string& place) const { return _name + ", " + place; }
-    [[noreturn]] void refuse(const std::string& place, const std::string& finding,
+    [[noreturn]] void refuse(const std::string& place, const std::string& found, const std::string& expected,
                              const std::string& remedy) const;
+    void warn(const std::string& place, const std::string& found, const std::string& expected,
+              const std::string& remedy);
 };
 
 } // namespace zrkmodel

@@ -1,7 +1,7 @@
 #include "host/document_resources.h"
 
+#include "formats/limits.h"
 #include "host/document_values.h"
-#include "host/error.h"
 #include "host/geometry_reader.h"
 #include "host/image_resource.h"
 
@@ -14,9 +14,6 @@
 namespace zrkmodel {
 
 namespace {
-
-/// Groups of groups could otherwise grow without end.
-constexpr std::size_t kMaxGroupMembers = 1'000'000;
 
 /// One path for one folder, however it is written.
 std::filesystem::path wholePath(const std::filesystem::path& path)
@@ -81,7 +78,7 @@ public:
             if (!isGeometry(i)) {
                 loadImage(i);
             } else if (!isGroup(_entries[i])) {
-                loaded(i, readGeometry(_entries[i], place(i), _resources._folder));
+                loaded(i, zrk::valueOrThrow(readGeometry(_entries[i], place(i), _resources._folder)));
             }
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
@@ -112,38 +109,33 @@ private:
                    : fmt::format("{}, resources[{}]", _file, i);
     }
 
-    [[noreturn]] static void refuse(const std::string& where, const std::string& finding,
-                                    const std::string& remedy)
+    [[noreturn]] static void refuse(const std::string& where, const std::string& found,
+                                    const std::string& expected, const std::string& remedy)
     {
-        throw hostError(HostError::kBadInput, where, finding, remedy);
+        throw zrk::FaultError({where, found, expected, remedy});
     }
 
     void readIdentity(std::size_t i)
     {
         const ZRKJson& entry = _entries[i];
         if (!entry.is_object()) {
-            refuse(place(i), "found " + shown(entry) + ", expected an object",
-                   "write {\"uuid\": ..., \"kind\": ..., ...}");
+            refuse(place(i), shown(entry), "an object", "write {\"uuid\": ..., \"kind\": ..., ...}");
         }
-        const std::string kind = entry.contains("kind") ? shown(entry["kind"]) : "none";
+        const std::string kind = shownMember(entry, "kind");
         if (kind != "\"image2d\"" && kind != "\"image3d\"" && kind != "\"geometry\"") {
-            refuse(place(i, "kind"), "found " + kind + ", expected \"image2d\", \"image3d\" or \"geometry\"",
+            refuse(place(i, "kind"), kind, "\"image2d\", \"image3d\" or \"geometry\"",
                    "write one of these kinds");
         }
         const auto member = entry.find("uuid");
         const ZRKuuid uuid(member != entry.end() && member->is_string() ? member->get<std::string>()
                                                                         : std::string());
         if (uuid.isNil()) {
-            refuse(place(i, "uuid"),
-                   "found " + (member == entry.end() ? "none" : shown(*member)) +
-                       ", expected the resource's uuid",
+            refuse(place(i, "uuid"), shownMember(entry, "uuid"), "the resource's uuid",
                    "write a uuid that no other resource has; nodes refer to it");
         }
         const auto [earlier, isNew] = _resources._index.emplace(uuid, i);
         if (!isNew) {
-            refuse(place(i, "uuid"),
-                   fmt::format("found {} a second time, expected a uuid that no other resource has",
-                               shown(*member)),
+            refuse(place(i, "uuid"), shown(*member) + " a second time", "a uuid that no other resource has",
                    fmt::format("resources[{}] has it already; case makes no difference", earlier->second));
         }
         _resources._entries.push_back(std::make_shared<ZRKResourceEntry>(uuid));
@@ -158,9 +150,9 @@ private:
     {
         std::shared_ptr<ZRKSerializableObject> image;
         if (_entries[i]["kind"] == "image2d") {
-            image = readImage2d(_entries[i], _resources._folder, place(i));
+            image = zrk::valueOrThrow(readImage2d(_entries[i], _resources._folder, place(i)));
         } else {
-            image = readImage3d(_entries[i], _resources._folder, place(i), _monitor);
+            image = zrk::valueOrThrow(readImage3d(_entries[i], _resources._folder, place(i), _monitor));
         }
         _resources._byPath.emplace(wholePath(_resources._folder / _entries[i]["path"].get<std::string>()),
                                    _resources._entries[i]);
@@ -189,12 +181,9 @@ private:
             }
             const std::size_t member = group.members[group.next++];
             if (_isOpen[member]) {
-                refuse(
-                    place(group.index, "members"),
-                    fmt::format(
-                        "found resources[{}], which contains this group, expected groups that lead one way",
-                        member),
-                    "remove the member that closes the cycle");
+                refuse(place(group.index, "members"),
+                       fmt::format("resources[{}], which contains this group", member),
+                       "groups that lead one way", "remove the member that closes the cycle");
             }
             enter(member, open);
         }
@@ -213,9 +202,7 @@ private:
     {
         const auto members = _entries[i].find("members");
         if (members == _entries[i].end() || !members->is_array()) {
-            refuse(place(i, "members"),
-                   "found " + (members == _entries[i].end() ? "none" : shown(*members)) +
-                       ", expected an array of uuids",
+            refuse(place(i, "members"), shownMember(_entries[i], "members"), "an array of uuids",
                    "write \"members\": [\"uuid of a geometry\", ...]");
         }
         std::vector<std::size_t> indices;
@@ -223,10 +210,8 @@ private:
             const ZRKuuid uuid(member.is_string() ? member.get<std::string>() : std::string());
             const auto index = _resources._index.find(uuid);
             if (index == _resources._index.end() || !isGeometry(index->second)) {
-                refuse(
-                    place(i, "members"),
-                    fmt::format("found {}, expected the uuid of a geometry of this document", shown(member)),
-                    "remove the member, or add the geometry to \"resources\"");
+                refuse(place(i, "members"), shown(member), "the uuid of a geometry of this document",
+                       "remove the member, or add the geometry to \"resources\"");
             }
             indices.push_back(index->second);
         }
@@ -241,11 +226,11 @@ private:
             count += _geometries[member]->distanceCount();
         }
         _memberCount += count;
-        if (_memberCount > kMaxGroupMembers) {
+        if (_memberCount > zrk::kMaxGroupMembers) {
             refuse(place(group.index, "members"),
-                   fmt::format("found groups of {} members in all, counted through groups within groups, "
-                               "expected at most {}",
-                               _memberCount, kMaxGroupMembers),
+                   fmt::format("groups of {} members in all, counted through groups within groups",
+                               _memberCount),
+                   fmt::format("at most {}", zrk::kMaxGroupMembers),
                    "name fewer members, or nest groups less");
         }
         std::vector<ZRKGeometry::SignedDistance> distances;
@@ -260,13 +245,15 @@ private:
     }
 };
 
-std::shared_ptr<DocumentResources> DocumentResources::load(const ZRKJson& entries, const std::string& file,
-                                                           zrk::ProgressMonitor* monitor)
+zrk::Result<std::shared_ptr<DocumentResources>>
+DocumentResources::load(const ZRKJson& entries, const std::string& file, zrk::ProgressMonitor* monitor)
 {
-    auto resources = std::make_shared<DocumentResources>();
-    resources->_folder = std::filesystem::path(file).parent_path();
-    ResourceReader(entries, file, *resources, monitor).read();
-    return resources;
+    return zrk::attempt(file + ", \"resources\"", [&] {
+        auto resources = std::make_shared<DocumentResources>();
+        resources->_folder = std::filesystem::path(file).parent_path();
+        ResourceReader(entries, file, *resources, monitor).read();
+        return resources;
+    });
 }
 
 ZRKResourceHandle DocumentResources::find(const ZRKuuid& uuid)
@@ -275,7 +262,8 @@ ZRKResourceHandle DocumentResources::find(const ZRKuuid& uuid)
     return index == _index.end() ? ZRKResourceHandle() : ZRKResourceHandle(_entries[index->second]);
 }
 
-std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImage(const char* kind, const std::string& path)
+zrk::Result<std::shared_ptr<ZRKResourceEntry>> DocumentResources::ensureImage(const char* kind,
+                                                                              const std::string& path)
 {
     const std::filesystem::path whole = wholePath(path);
     if (const auto known = _byPath.find(whole); known != _byPath.end()) {
@@ -285,15 +273,20 @@ std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImage(const char* kin
     ZRKJson stored{
         {"uuid", newUuid()}, {"kind", kind}, {"path", (relative.empty() ? whole : relative).string()}};
     const ZRKuuid uuid(stored["uuid"].get<std::string>());
-    std::shared_ptr<ZRKSerializableObject> image;
-    if (stored["kind"] == "image2d") {
-        image = readImage2d(stored, _folder, path);
-    } else {
-        image = readImage3d(stored, _folder, path, nullptr);
-    }
-    image->setUuid(uuid);
     const auto entry = std::make_shared<ZRKResourceEntry>(uuid);
-    entry->resolve(std::move(image));
+    const auto take = [&](const auto& image) {
+        if (image) {
+            (*image)->setUuid(uuid);
+            entry->resolve(*image);
+        }
+        return image ? zrk::Result<void>() : zrk::refused(image.error());
+    };
+    const zrk::Result<void> taken = stored["kind"] == "image2d"
+                                        ? take(readImage2d(stored, _folder, path))
+                                        : take(readImage3d(stored, _folder, path, nullptr));
+    if (!taken) {
+        return zrk::refused(taken.error());
+    }
     _index.emplace(uuid, _entries.size());
     _entries.push_back(entry);
     _names.push_back(listedName(stored));
@@ -307,21 +300,17 @@ std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImageFromfolder(const
     if (path.empty()) {
         return nullptr; // none was chosen
     }
-    try {
-        return ensureImage("image3d", path);
-    } catch (const HostError&) {
-        return nullptr;
-    }
+    return ensureImage("image3d", path).value_or(nullptr);
 }
 
 ZRKAddedImage DocumentResources::ensureImage2d(const std::string& path)
 {
-    try {
-        const auto image = std::dynamic_pointer_cast<ZRKImage2d>(ensureImage("image2d", path)->object());
-        return {image, image ? "" : path + ": found a volume, expected a picture"};
-    } catch (const HostError& error) {
-        return {nullptr, error.what()};
+    const auto entry = ensureImage("image2d", path);
+    if (!entry) {
+        return {nullptr, zrk::messageOf(entry.error())};
     }
+    const auto image = std::dynamic_pointer_cast<ZRKImage2d>((*entry)->object());
+    return {image, image ? "" : path + ": found a volume, expected a picture"};
 }
 
 template <class R>

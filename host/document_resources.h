@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/fault.h"
 #include "model/document.h"
 #include "model/image_library.h"
 #include "model/json.h"
@@ -23,13 +24,12 @@ namespace zrkmodel {
 /// safe to share.
 class DocumentResources final : public ZRKResourceLibrary, public ZRKImage3dLibraryView, public ZRKDocument {
 public:
-    /// Loads the entries of a document's "resources". Whole or not at all: throws HostError with status
-    /// kBadInput, and a message that names the entry and the key.
+    /// Loads the entries of a document's "resources", all or none. Faults name the entry and the key.
     ///
     /// @param file     the document's, for messages; paths start from its folder.
-    /// @param monitor  may be null; throws HostError with status kInterrupted when it interrupts.
-    static std::shared_ptr<DocumentResources> load(const ZRKJson& entries, const std::string& file,
-                                                   zrk::ProgressMonitor* monitor = nullptr);
+    /// @param monitor  may be null.
+    static zrk::Result<std::shared_ptr<DocumentResources>>
+    load(const ZRKJson& entries, const std::string& file, zrk::ProgressMonitor* monitor = nullptr);
 
     /// Nil for a uuid that no entry has.
     ZRKResourceHandle find(const ZRKuuid& uuid) override;
@@ -57,7 +57,7 @@ private:
     std::map<std::filesystem::path, std::shared_ptr<ZRKResourceEntry>> _byPath; ///< images, by whole path
     ZRKJson _added = ZRKJson::array();
 
-    std::shared_ptr<ZRKResourceEntry> ensureImage(const char* kind, const std::string& path);
+    zrk::Result<std::shared_ptr<ZRKResourceEntry>> ensureImage(const char* kind, const std::string& path);
     template <class R>
     std::vector<ZRKNamedResource<R>> named() const;
     friend class ResourceReader;

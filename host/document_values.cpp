@@ -1,13 +1,20 @@
 #include "host/document_values.h"
 
+#include "core/values/fault.h"
+
 #include <algorithm>
 
 namespace zrkmodel {
 
 std::string shown(const ZRKJson& value)
 {
-    const std::string text = value.dump(-1, ' ', false, ZRKJson::error_handler_t::replace);
-    return text.size() > 60 ? text.substr(0, 57) + "..." : text;
+    return zrk::printable(value.dump(-1, ' ', false, ZRKJson::error_handler_t::replace), zrk::kMaxQuotation);
+}
+
+std::string shownMember(const ZRKJson& object, const char* key)
+{
+    const auto member = object.find(key);
+    return member == object.end() ? "none" : shown(*member);
 }
 
 bool isNumbers(const ZRKJson& value, std::size_t count)

@@ -2,7 +2,6 @@
 
 #include "core/engine/field_sampler.h"
 #include "core/values/large_pages.h"
-#include "host/error.h"
 #include "host/free_memory.h"
 
 #include <fmt/core.h>
@@ -17,16 +16,18 @@ namespace zrkmodel {
 
 namespace {
 
+const std::string kPlace = "sampling";
+
 /// Refuses grids that can't be sampled, before anything is allocated.
 void checkSize(double samples, std::size_t components)
 {
     constexpr double kGigabyte = 1024.0 * 1024.0 * 1024.0;
     const double bytes = samples * static_cast<double>(components) * sizeof(double);
     const auto refuse = [&](const std::string& limit) {
-        throw hostError(HostError::kFailedWork, "sampling",
-                        fmt::format("found a grid of {:.0f} samples, which needs {:.1f} GiB, expected {}",
-                                    samples, bytes / kGigabyte, limit),
-                        "ask for a lower resolution or smaller bounds");
+        throw zrk::FaultError(
+            {kPlace,
+             fmt::format("a grid of {:.0f} samples, which needs {:.1f} GiB", samples, bytes / kGigabyte),
+             limit, "ask for a lower resolution or smaller bounds", zrk::FaultKind::FailedWork});
     };
     if (samples > std::numeric_limits<std::int32_t>::max()) {
         refuse("at most 2147483647 samples");
@@ -62,9 +63,8 @@ private:
     std::size_t _components;
 };
 
-std::optional<FieldValues> sampleDomain(const zrk::IField& field,
-                                        std::shared_ptr<zrk::EvaluationDomain<3, double>> domain,
-                                        zrk::ProgressMonitor* monitor, std::size_t threads)
+FieldValues sampleDomain(const zrk::IField& field, std::shared_ptr<zrk::EvaluationDomain<3, double>> domain,
+                         zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     const auto samples = static_cast<std::size_t>(domain->sampleCount());
     zrk::FieldSampler sampler(field.generator(), std::move(domain));
@@ -76,7 +76,7 @@ std::optional<FieldValues> sampleDomain(const zrk::IField& field,
     }
     ComponentSink sink(values.data(), components);
     if (!sampler.sweep(sink, monitor)) {
-        return std::nullopt;
+        throw zrk::FaultError(zrk::interruptedAt(kPlace));
     }
     return values;
 }
@@ -135,19 +135,22 @@ zrk::Tensor<4, double> SlicePlane::position(std::int32_t i) const
     return p;
 }
 
-std::optional<FieldValues> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
-                                       zrk::ProgressMonitor* monitor, std::size_t threads)
+zrk::Result<FieldValues> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads)
 {
-    const auto& n = region.dimensions();
-    // Before the domain is made, which refuses such a grid without the size.
-    checkSize(static_cast<double>(n[0]) * n[1] * n[2], 1);
-    return sampleDomain(field, std::make_shared<zrk::GridDomain>(region), monitor, threads);
+    return zrk::attempt(kPlace, [&] {
+        const auto& n = region.dimensions();
+        // Before the domain is made, which refuses such a grid without the size in bytes.
+        checkSize(static_cast<double>(n[0]) * n[1] * n[2], 1);
+        return sampleDomain(field, std::make_shared<zrk::GridDomain>(region), monitor, threads);
+    });
 }
 
-std::optional<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
-                                       zrk::ProgressMonitor* monitor, std::size_t threads)
+zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads)
 {
-    return sampleDomain(field, std::make_shared<SlicePlane>(plane), monitor, threads);
+    return zrk::attempt(
+        kPlace, [&] { return sampleDomain(field, std::make_shared<SlicePlane>(plane), monitor, threads); });
 }
 
 } // namespace zrkmodel

@@ -4,6 +4,7 @@
 #include "core/engine/field_generator.h"
 #include "core/engine/progress.h"
 #include "core/values/bbox.h"
+#include "core/values/fault.h"
 #include "core/values/region.h"
 
 #include <array>
@@ -64,13 +65,11 @@ private:
 };
 
 /// Samples all components of a field, without the weights; those of one sample stand side by
-/// side. Nothing when the monitor interrupted. `threads` 0 means all processors.
-///
-/// Throws HostError, before it allocates, when the values wouldn't fit into the memory that
-/// is free.
-std::optional<FieldValues> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
-                                       zrk::ProgressMonitor* monitor, std::size_t threads = 0);
-std::optional<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
-                                       zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+/// side. `threads` 0 means all processors. Faults are of the kinds FailedWork and Interrupted; a grid whose
+/// values wouldn't fit into the memory that is free is refused before anything is allocated.
+zrk::Result<FieldValues> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads = 0);
 
 } // namespace zrkmodel

@@ -7,7 +7,6 @@
 #include "core/mesh/mesh_field.h"
 #include "formats/obj.h"
 #include "host/document_values.h"
-#include "host/error.h"
 
 #include <fmt/core.h>
 
@@ -31,18 +30,18 @@ public:
         : _json(json), _place(place), _folder(folder)
     {}
 
-    [[noreturn]] void refuse(const std::string& key, const std::string& finding,
+    [[noreturn]] void refuse(const std::string& key, const std::string& found, const std::string& expected,
                              const std::string& remedy) const
     {
-        throw hostError(HostError::kBadInput, fmt::format("{}, \"{}\"", _place, key), finding, remedy);
+        throw zrk::FaultError({placeOf(key), found, expected, remedy});
     }
+    std::string placeOf(const std::string& key) const { return fmt::format("{}, \"{}\"", _place, key); }
 
     double number(const char* key) const
     {
         const ZRKJson& value = member(key, "a number", "1.0");
         if (!isCoordinate(value)) {
-            refuse(key, "found " + shown(value) + ", expected a number" + limit(),
-                   fmt::format("write \"{}\": 1.0", key));
+            refuse(key, shown(value), "a number" + limit(), fmt::format("write \"{}\": 1.0", key));
         }
         return value.get<double>();
     }
@@ -51,8 +50,7 @@ public:
     {
         const ZRKJson& value = member(key, "three numbers", "[0, 0, 0]");
         if (!isVector(value)) {
-            refuse(key, "found " + shown(value) + ", expected three numbers" + limit(),
-                   fmt::format("write \"{}\": [x, y, z]", key));
+            refuse(key, shown(value), "three numbers" + limit(), fmt::format("write \"{}\": [x, y, z]", key));
         }
         return toVector(value);
     }
@@ -62,20 +60,18 @@ public:
         constexpr const char* kRemedy = "write \"points\": [[0, 0, 0], [1, 0, 0]]";
         const ZRKJson& value = member("points", "an array of points", "[[0, 0, 0], [1, 0, 0]]");
         if (!value.is_array()) {
-            refuse("points", "found " + shown(value) + ", expected an array of points", kRemedy);
+            refuse("points", shown(value), "an array of points", kRemedy);
         }
         std::vector<Vector3> points;
         for (const ZRKJson& point : value) {
             if (!isVector(point)) {
-                refuse("points",
-                       fmt::format("found {} as point {}, expected three numbers{}", shown(point),
-                                   points.size(), limit()),
-                       kRemedy);
+                refuse("points", fmt::format("{} as point {}", shown(point), points.size()),
+                       "three numbers" + limit(), kRemedy);
             }
             points.push_back(toVector(point));
         }
         if (points.size() < 2) {
-            refuse("points", fmt::format("found {} of them, expected at least two", points.size()), kRemedy);
+            refuse("points", fmt::format("{} of them", points.size()), "at least two", kRemedy);
         }
         return points;
     }
@@ -85,8 +81,7 @@ public:
     {
         const auto value = _json.find("closed");
         if (value != _json.end() && !value->is_boolean()) {
-            refuse("closed", "found " + shown(*value) + ", expected true or false",
-                   "write \"closed\": false");
+            refuse("closed", shown(*value), "true or false", "write \"closed\": false");
         }
         return value != _json.end() && value->get<bool>();
     }
@@ -95,7 +90,7 @@ public:
     {
         const ZRKJson& value = member(key, "a path", "part.obj");
         if (!value.is_string()) {
-            refuse(key, "found " + shown(value) + ", expected a path",
+            refuse(key, shown(value), "a path",
                    fmt::format("write \"{}\": \"part.obj\", relative to the document", key));
         }
         return _folder / value.get<std::string>();
@@ -105,8 +100,7 @@ public:
     {
         const double value = number("radius");
         if (value < 0) {
-            refuse("radius", fmt::format("found {}, expected no negative number", value),
-                   "write \"radius\": 1.0");
+            refuse("radius", fmt::format("{}", value), "no negative number", "write \"radius\": 1.0");
         }
         return value;
     }
@@ -120,8 +114,7 @@ private:
     {
         const auto value = _json.find(key);
         if (value == _json.end()) {
-            refuse(key, fmt::format("found none, expected {}", expected),
-                   fmt::format("add \"{}\": {}", key, example));
+            refuse(key, "none", expected, fmt::format("add \"{}\": {}", key, example));
         }
         return *value;
     }
@@ -166,7 +159,7 @@ Geometry readCircle(const Entry& entry)
 {
     const Vector3 axis = entry.vector("axis");
     if (!(dot(axis, axis) > 0)) {
-        entry.refuse("axis", "found a vector of length 0, expected a direction", "write \"axis\": [0, 0, 1]");
+        entry.refuse("axis", "a vector of length 0", "a direction", "write \"axis\": [0, 0, 1]");
     }
     return curveGeometry(std::make_shared<const zrk::Circle>(entry.vector("center"), axis, entry.radius()));
 }
@@ -178,7 +171,7 @@ Geometry readPlane(const Entry& entry)
     const Vector3 v = entry.vector("v");
     const double area = zrk::length(cross(u, v));
     if (!(area > kLeastSine * zrk::length(u) * zrk::length(v)) || !std::isnormal(area * area)) {
-        entry.refuse("v", "found u and v on one line, expected two directions that span a plane",
+        entry.refuse("v", "u and v on one line", "two directions that span a plane",
                      "write \"u\": [1, 0, 0], \"v\": [0, 1, 0]");
     }
     return surfaceGeometry(zrk::PlanePatch(entry.vector("origin"), u, v));
@@ -195,9 +188,8 @@ Geometry readBox(const Entry& entry)
     const Vector3 upper = entry.vector("max");
     for (std::size_t i = 0; i < 3; ++i) {
         if (lower[i] > upper[i]) {
-            entry.refuse("max",
-                         fmt::format("found {} along {}, expected at least the {} of \"min\"", upper[i],
-                                     "xyz"[i], lower[i]),
+            entry.refuse("max", fmt::format("{} along {}", upper[i], "xyz"[i]),
+                         fmt::format("at least the {} of \"min\"", lower[i]),
                          "write the lower corner as \"min\" and the upper one as \"max\"");
         }
     }
@@ -208,19 +200,18 @@ Geometry readBox(const Entry& entry)
 Geometry readMesh(const Entry& entry)
 {
     zrk::WavefrontObj mesh = zrk::parseWavefrontObj(entry.file("path"));
-    const auto refuse = [&entry](const std::string& finding) {
-        entry.refuse("path", finding, "write the path of an OBJ file of triangles, relative to the document");
-    };
-    if (!mesh.problem.empty() || !mesh.indexProblem.empty()) {
-        refuse(mesh.problem.empty() ? mesh.indexProblem : mesh.problem);
+    constexpr const char* kRemedy = "write the path of an OBJ file of triangles, relative to the document";
+    if (const auto& fault = mesh.fault ? mesh.fault : mesh.indexFault) {
+        throw zrk::FaultError(
+            zrk::within(entry.placeOf("path"), {fault->place, fault->found, fault->expected, kRemedy}));
     }
     if (mesh.triangleCount == 0) {
-        refuse("found no triangles in the file, expected vertices and faces of three corners");
+        entry.refuse("path", "no triangles in the file", "vertices and faces of three corners", kRemedy);
     }
     for (const double coordinate : mesh.vertices) {
         if (std::abs(coordinate) > kLargest) {
-            refuse(fmt::format("found the coordinate {:g} in the file, expected numbers of at most {:g}",
-                               coordinate, kLargest));
+            entry.refuse("path", fmt::format("the coordinate {:g} in the file", coordinate),
+                         fmt::format("numbers of at most {:g}", kLargest), kRemedy);
         }
     }
     const auto field =
@@ -247,24 +238,22 @@ bool isGroup(const ZRKJson& entry)
     return shape != entry.end() && *shape == "group";
 }
 
-std::shared_ptr<DocumentGeometry> readGeometry(const ZRKJson& json, const std::string& place,
-                                               const std::filesystem::path& folder)
+zrk::Result<std::shared_ptr<DocumentGeometry>> readGeometry(const ZRKJson& json, const std::string& place,
+                                                            const std::filesystem::path& folder)
 {
-    const Entry entry(json, place, folder);
-    const auto name = json.find("shape");
-    for (const Shape& shape : kShapes) {
-        if (name != json.end() && *name == shape.name) {
-            return shape.read(entry);
+    return zrk::attempt(place, [&] {
+        const Entry entry(json, place, folder);
+        const auto name = json.find("shape");
+        std::string known;
+        for (const Shape& shape : kShapes) {
+            if (name != json.end() && *name == shape.name) {
+                return shape.read(entry);
+            }
+            known += fmt::format("\"{}\", ", shape.name);
         }
-    }
-    std::string known;
-    for (const Shape& shape : kShapes) {
-        known += fmt::format("\"{}\", ", shape.name);
-    }
-    entry.refuse(
-        "shape",
-        fmt::format("found {}, expected the name of a shape", name == json.end() ? "none" : shown(*name)),
-        "write one of " + known + "\"group\"");
+        entry.refuse("shape", shownMember(json, "shape"), "the name of a shape",
+                     "write one of " + known + "\"group\"");
+    });
 }
 
 } // namespace zrkmodel

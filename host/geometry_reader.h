@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/fault.h"
 #include "host/document_geometry.h"
 #include "model/json.h"
 
@@ -14,10 +15,10 @@ namespace zrkmodel {
 /// @param place   of the entry, for messages: file and index.
 /// @param folder  that the paths in it are relative to.
 ///
-/// Throws HostError with status kBadInput for a shape that is unknown, for malformed or degenerate geometry:
-/// no box without all corners in order, no circle without an axis; and for a mesh that isn't read whole.
-std::shared_ptr<DocumentGeometry> readGeometry(const ZRKJson& entry, const std::string& place,
-                                               const std::filesystem::path& folder);
+/// Refuses a shape that is unknown, malformed or degenerate geometry: no box without all corners in order, no
+/// circle without an axis; and a mesh that isn't read whole.
+zrk::Result<std::shared_ptr<DocumentGeometry>> readGeometry(const ZRKJson& entry, const std::string& place,
+                                                            const std::filesystem::path& folder);
 
 /// True for an entry of the shape "group", whose members are other entries.
 bool isGroup(const ZRKJson& entry);

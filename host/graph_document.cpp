@@ -1,8 +1,8 @@
 #include "host/graph_document.h"
 
 #include "formats/atomic_file.h"
+#include "formats/limits.h"
 #include "host/document_reader.h"
-#include "host/error.h"
 #include "model/channel_names.h"
 #include "model/extension_base.h"
 #include "model/graph_object.h"
@@ -22,35 +22,39 @@ namespace zrkmodel {
 
 namespace {
 
-constexpr std::size_t kMaxDocumentBytes = std::size_t{256} << 20;
 constexpr std::size_t kLineLength = 110;
 
-std::string readFile(const std::string& path)
+zrk::Result<std::string> readFile(const std::string& path)
 {
+    const auto refuse = [&path](const std::string& found, const char* remedy) {
+        return zrk::refused({path.empty() ? "document" : path, found, "a graph document", remedy});
+    };
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        throw hostError(
-            HostError::kBadInput, path,
-            fmt::format("found no readable file ({}), expected a graph document", std::strerror(errno)),
-            "check the path");
+        return refuse(fmt::format("no readable file ({})", std::strerror(errno)), "check the path");
     }
     std::string text;
     char buffer[1 << 16];
     while (file.read(buffer, sizeof buffer) || file.gcount() > 0) {
         text.append(buffer, static_cast<std::size_t>(file.gcount()));
-        if (text.size() > kMaxDocumentBytes) {
-            throw hostError(
-                HostError::kBadInput, path,
-                fmt::format("found more than {} MiB, expected a graph document", kMaxDocumentBytes >> 20),
-                "check that the path names a graph document");
+        if (text.size() > zrk::kMaxDocumentBytes) {
+            return refuse(fmt::format("more than {} MiB", zrk::kMaxDocumentBytes >> 20),
+                          "check that the path names a graph document");
         }
     }
     if (file.bad()) {
-        throw hostError(HostError::kBadInput, path,
-                        "found something that can't be read, expected a graph document",
-                        "check that the path doesn't name a folder");
+        return refuse("something that can't be read", "check that the path doesn't name a folder");
     }
     return text;
+}
+
+/// Lack of memory is the document's fault, as another one would fit.
+zrk::Fault asDocumentFault(zrk::Fault fault)
+{
+    if (fault.kind == zrk::FaultKind::FailedWork) {
+        fault.kind = zrk::FaultKind::BadInput;
+    }
+    return fault;
 }
 
 /// JSON text with short values on one line, so that a node or a link is a line.
@@ -99,19 +103,25 @@ ZRKJson linkJson(Pin_handle from, Pin_handle to)
 
 } // namespace
 
-GraphDocument GraphDocument::load(const std::string& path, DocumentWarnings& warnings,
-                                  zrk::ProgressMonitor* monitor)
+zrk::Result<GraphDocument> GraphDocument::load(const std::string& path, DocumentWarnings& warnings,
+                                               zrk::ProgressMonitor* monitor)
 {
-    return parse(readFile(path), path, warnings, monitor);
+    return zrk::attempt(path, [&] { return readFile(path); })
+        .map_error(asDocumentFault)
+        .and_then([&](const std::string& text) { return parse(text, path, warnings, monitor); });
 }
 
-GraphDocument GraphDocument::parse(const std::string& text, const std::string& name,
-                                   DocumentWarnings& warnings, zrk::ProgressMonitor* monitor)
+zrk::Result<GraphDocument> GraphDocument::parse(const std::string& text, const std::string& name,
+                                                DocumentWarnings& warnings, zrk::ProgressMonitor* monitor)
 {
-    GraphDocument document;
-    document._name = name;
-    DocumentReader(document, name, warnings, monitor).read(text);
-    return document;
+    return zrk::attempt(name,
+                        [&] {
+                            GraphDocument document;
+                            document._name = name;
+                            DocumentReader(document, name, warnings, monitor).read(text);
+                            return document;
+                        })
+        .map_error(asDocumentFault);
 }
 
 std::string GraphDocument::toText() const
@@ -161,12 +171,15 @@ std::string GraphDocument::toText() const
     return text + "\n";
 }
 
-void GraphDocument::save(const std::string& path) const
+zrk::Result<void> GraphDocument::save(const std::string& path) const
 {
-    const std::string text = toText();
-    zrk::AtomicFile file(path);
-    file.write(text.data(), text.size());
-    file.commit();
+    return zrk::attempt(path, [&] {
+        const std::string text = toText();
+        return zrk::AtomicFile::create(path).and_then([&text](zrk::AtomicFile file) {
+            file.write(text.data(), text.size());
+            return file.commit();
+        });
+    });
 }
 
 zrk::BBox<double> GraphDocument::samplingBounds() const
@@ -187,38 +200,38 @@ std::vector<OutputPin> GraphDocument::outputPins() const
     return pins;
 }
 
-OutputField GraphDocument::outputField() const
+zrk::Result<OutputField> GraphDocument::outputField() const
 {
     if (!_output) {
-        throw hostError(HostError::kBadInput, _name + ", \"output\"",
-                        "found none, expected the pin to sample",
-                        "add \"output\": [NODE, OUT] to the document, or give --pin NODE:OUT");
+        return zrk::refused({_name + ", \"output\"", "none", "the pin to sample",
+                             "add \"output\": [NODE, OUT] to the document, or give --pin NODE:OUT"});
     }
     return outputField(*_output);
 }
 
-OutputField GraphDocument::outputField(PinAddress address) const
+zrk::Result<OutputField> GraphDocument::outputField(PinAddress address) const
 {
     const std::string place = fmt::format("{}, output {} of node {}", _name, address.output, address.node);
-    const Pin_ref<0> pin = _graph->pin_ref(Pin_handle::output(address.node, address.output));
-    if (!pin.isValid()) {
-        throw hostError(HostError::kBadInput, place,
-                        "found no such pin, expected an output of a node of the document",
-                        fmt::format("`zrk check {}` lists the outputs", _name));
-    }
-    const Tag tag = effectiveTag(pin);
-    const auto object = std::dynamic_pointer_cast<ZRKFieldObject>(pin.node.object());
-    OutputField output{object ? object->realizeField(pin.node, address.output) : zrk::IField(), tag,
-                       pin.pin()->name};
-    if (!output.field) {
-        throw hostError(
-            HostError::kFailedWork, place,
-            fmt::format("found a pin without a data type ({}), expected one that carries values", tag.name()),
-            "link inputs of one type to the node, so that the pin takes it on");
-    }
-    output.isDensity = output.name == ChannelNames::pin_density();
-    output.surfaceLevel = output.isDensity ? 0.5 : 0.0;
-    return output;
+    return zrk::attempt(place, [&]() -> zrk::Result<OutputField> {
+        const Pin_ref<0> pin = _graph->pin_ref(Pin_handle::output(address.node, address.output));
+        if (!pin.isValid()) {
+            return zrk::refused({place, "no such pin", "an output of a node of the document",
+                                 fmt::format("`zrk check {}` lists the outputs", _name)});
+        }
+        const Tag tag = effectiveTag(pin);
+        const auto object = std::dynamic_pointer_cast<ZRKFieldObject>(pin.node.object());
+        OutputField output{object ? object->realizeField(pin.node, address.output) : zrk::IField(), tag,
+                           pin.pin()->name};
+        if (!output.field) {
+            return zrk::refused({place, fmt::format("a pin without a data type ({})", tag.name()),
+                                 "one that carries values",
+                                 "link inputs of one type to the node, so that the pin takes it on",
+                                 zrk::FaultKind::FailedWork});
+        }
+        output.isDensity = output.name == ChannelNames::pin_density();
+        output.surfaceLevel = output.isDensity ? 0.5 : 0.0;
+        return output;
+    });
 }
 
 } // namespace zrkmodel

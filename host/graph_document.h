@@ -2,6 +2,7 @@
 
 #include "core/engine/field_generator.h"
 #include "core/values/bbox.h"
+#include "core/values/fault.h"
 #include "host/document_resources.h"
 #include "model/graph.h"
 #include "model/json.h"
@@ -18,8 +19,8 @@ namespace zrkmodel {
 
 inline constexpr unsigned kMaxNodeId = ZRKGraph::kMaxId;
 
-/// What a document says that is taken otherwise than its author may think, one message each.
-using DocumentWarnings = std::vector<std::string>;
+/// What a document says that is taken otherwise than its author may think. The remedy tells how it is taken.
+using DocumentWarnings = std::vector<zrk::Fault>;
 
 /// An output of a node, as documents write it: [node, output index].
 struct PinAddress {
@@ -47,25 +48,25 @@ struct OutputField {
 
 /// A graph document: a JSON file with nodes, their values and the links between them.
 ///
-/// A document is read whole or not at all; every fault throws HostError with status
-/// kBadInput and a message that names the file, the place and what would be right. Keys that
-/// aren't known are kept and written back.
+/// A document is read whole or not at all; a fault names the file, the place and what would be right, and is
+/// of the kind BadInput, lack of memory included. Keys that aren't known are kept and written back.
 class GraphDocument {
 public:
     /// Reads a file. Values that a component leaves out of account, unknown keys and the like
     /// are told in `warnings`. The monitor, which may be null, is told of the loading of large resources;
-    /// HostError with status kInterrupted is thrown when it interrupts.
-    static GraphDocument load(const std::string& path, DocumentWarnings& warnings,
-                              zrk::ProgressMonitor* monitor = nullptr);
+    /// when it interrupts, the fault is of the kind Interrupted.
+    static zrk::Result<GraphDocument> load(const std::string& path, DocumentWarnings& warnings,
+                                           zrk::ProgressMonitor* monitor = nullptr);
     /// Reads a document from text; `name` stands for it in messages, relative paths start from its folder.
-    static GraphDocument parse(const std::string& text, const std::string& name, DocumentWarnings& warnings,
-                               zrk::ProgressMonitor* monitor = nullptr);
+    static zrk::Result<GraphDocument> parse(const std::string& text, const std::string& name,
+                                            DocumentWarnings& warnings,
+                                            zrk::ProgressMonitor* monitor = nullptr);
 
     /// The document as text, with the values that its components have now. Saving what was
     /// read from a saved document gives the same bytes.
     std::string toText() const;
-    /// Writes it beside the target and renames; throws HostError and leaves the target when that fails.
-    void save(const std::string& path) const;
+    /// Writes it beside the target and renames; leaves the target when that fails.
+    zrk::Result<void> save(const std::string& path) const;
 
     const std::shared_ptr<ZRKGraph>& graph() const { return _graph; }
     const std::shared_ptr<DocumentResources>& resources() const { return _resources; }
@@ -74,10 +75,10 @@ public:
 
     /// All outputs of all nodes, in the order of the document.
     std::vector<OutputPin> outputPins() const;
-    /// The field of an output, or of the document's own "output". Throws HostError: status
-    /// kBadInput when there is no such pin, kFailedWork when the pin carries no type.
-    OutputField outputField(PinAddress address) const;
-    OutputField outputField() const;
+    /// The field of an output, or of the document's own "output". BadInput when there is no such pin,
+    /// FailedWork when the pin carries no type or its field can't be had.
+    zrk::Result<OutputField> outputField(PinAddress address) const;
+    zrk::Result<OutputField> outputField() const;
 
 private:
     std::string _name;

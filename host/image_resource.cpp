@@ -1,14 +1,10 @@
 #include "host/image_resource.h"
 
-#include "formats/npy_reader.h"
-#include "formats/png_reader.h"
-#include "formats/slice_stack.h"
+#include "formats/npy.h"
+#include "formats/png.h"
+#include "formats/slices.h"
 #include "host/document_values.h"
-#include "host/error.h"
 
-#include <fmt/core.h>
-
-#include <new>
 #include <utility>
 #include <vector>
 
@@ -16,78 +12,72 @@ namespace zrkmodel {
 
 namespace {
 
-[[noreturn]] void refuse(const std::string& place, const std::filesystem::path& path,
-                         const std::string& fault, const char* remedy)
-{
-    throw hostError(HostError::kBadInput, fmt::format("{}, \"path\", {}", place, path.string()), fault,
-                    remedy);
-}
+using Volume = std::vector<ZRKImage3d::Channel>;
 
 /// The file or folder that an entry names.
-std::filesystem::path pathOf(const ZRKJson& entry, const std::filesystem::path& folder,
-                             const std::string& place)
+zrk::Result<std::filesystem::path> pathOf(const ZRKJson& entry, const std::filesystem::path& folder,
+                                          const std::string& place)
 {
     const auto member = entry.find("path");
     if (member == entry.end() || !member->is_string() || member->get<std::string>().empty()) {
-        throw hostError(HostError::kBadInput, place + ", \"path\"",
-                        "found " + (member == entry.end() ? "none" : shown(*member)) +
-                            ", expected the image's path",
-                        "write \"path\": \"...\", relative to the document");
+        return zrk::refused({place, shownMember(entry, "path"), "the image's path",
+                             "write \"path\": \"...\", relative to the document"});
     }
     return folder / member->get<std::string>();
 }
 
-std::vector<ZRKImage3d::Channel> readStack(const std::filesystem::path& path, const std::string& place,
-                                           zrk::ProgressMonitor* monitor)
+zrk::Result<Volume> readVolume(const std::filesystem::path& path, zrk::ProgressMonitor* monitor)
 {
-    zrk::ChannelStack stack = zrk::readStackFolder(path, monitor);
-    if (stack.state == zrk::StackState::Stopped) {
-        throw hostError(HostError::kInterrupted, path.string(), "loading was stopped", "start it again");
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) {
+        return zrk::readStackFolder(path, monitor);
     }
-    if (stack.state == zrk::StackState::Refused) {
-        refuse(place, stack.fault.path, stack.fault.finding,
-               "name a folder with whole PNG slices that are alike: remove this one, or mend it");
-    }
-    return std::move(stack.channels);
+    return zrk::readNpyFile(path).map([](ZRKImage3d::Channel channel) {
+        Volume channels;
+        channels.push_back(std::move(channel));
+        return channels;
+    });
 }
 
-std::vector<ZRKImage3d::Channel> readArray(const std::filesystem::path& path, const std::string& place)
+/// A file's fault as the document's: at the place of the path, with another remedy for bad files.
+auto ofDocument(const std::string& place, const char* remedy)
 {
-    std::string fault;
-    auto channel = zrk::readNpyFile(path, &fault);
-    if (!channel) {
-        refuse(place, path, fault,
-               "name a folder of PNG slices, or save the volume with numpy.save as uint8, uint16, float32 or "
-               "float64");
-    }
-    std::vector<ZRKImage3d::Channel> channels;
-    channels.push_back(std::move(*channel));
-    return channels;
+    return [&place, remedy](zrk::Fault fault) {
+        if (fault.kind == zrk::FaultKind::BadInput) {
+            fault.remedy = remedy;
+        }
+        return zrk::within(place, std::move(fault));
+    };
 }
 
 } // namespace
 
-std::shared_ptr<ZRKImage2d> readImage2d(const ZRKJson& entry, const std::filesystem::path& folder,
-                                        const std::string& place)
+zrk::Result<std::shared_ptr<ZRKImage2d>>
+readImage2d(const ZRKJson& entry, const std::filesystem::path& folder, const std::string& place)
 {
-    const std::filesystem::path path = pathOf(entry, folder, place);
-    std::string fault;
-    auto channels = zrk::readPngFile(path, &fault);
-    if (!channels) {
-        refuse(place, path, fault,
-               "name a whole PNG picture; relative paths start from the document's folder");
-    }
-    return std::make_shared<ZRKImage2d>(std::move(*channels));
+    const std::string keyPlace = place + ", \"path\"";
+    return pathOf(entry, folder, keyPlace).and_then([&](const std::filesystem::path& path) {
+        return zrk::readPngFile(path)
+            .map([](std::vector<ZRKImage2d::Channel> channels) {
+                return std::make_shared<ZRKImage2d>(std::move(channels));
+            })
+            .map_error(ofDocument(
+                keyPlace, "name a whole PNG picture; relative paths start from the document's folder"));
+    });
 }
 
-std::shared_ptr<ZRKImage3d> readImage3d(const ZRKJson& entry, const std::filesystem::path& folder,
-                                        const std::string& place, zrk::ProgressMonitor* monitor)
+zrk::Result<std::shared_ptr<ZRKImage3d>> readImage3d(const ZRKJson& entry,
+                                                     const std::filesystem::path& folder,
+                                                     const std::string& place, zrk::ProgressMonitor* monitor)
 {
-    const std::filesystem::path path = pathOf(entry, folder, place);
-    std::error_code error;
-    return std::make_shared<ZRKImage3d>(std::filesystem::is_directory(path, error)
-                                            ? readStack(path, place, monitor)
-                                            : readArray(path, place));
+    const std::string keyPlace = place + ", \"path\"";
+    return pathOf(entry, folder, keyPlace).and_then([&](const std::filesystem::path& path) {
+        return readVolume(path, monitor)
+            .map([](Volume channels) { return std::make_shared<ZRKImage3d>(std::move(channels)); })
+            .map_error(ofDocument(keyPlace,
+                                  "name a folder of whole PNG slices that are alike, or a volume that "
+                                  "numpy.save wrote as uint8, uint16, float32 or float64"));
+    });
 }
 
 } // namespace zrkmodel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/fault.h"
 #include "model/json.h"
 #include "model/resource.h"
 
@@ -18,15 +19,15 @@ namespace zrkmodel {
 /// @param folder  that a relative "path" starts from.
 /// @param place   of the entry, for messages.
 ///
-/// Throws HostError with status kBadInput, and a message that names the file, when there is no picture to be
-/// had.
-std::shared_ptr<ZRKImage2d> readImage2d(const ZRKJson& entry, const std::filesystem::path& folder,
-                                        const std::string& place);
+/// The fault of an entry without a picture names the file.
+zrk::Result<std::shared_ptr<ZRKImage2d>>
+readImage2d(const ZRKJson& entry, const std::filesystem::path& folder, const std::string& place);
 
 /// The same for kind "image3d": a folder of PNG slices, or a NumPy array of shape (nz, ny, nx).
 ///
-/// @param monitor  may be null; throws HostError with status kInterrupted when it interrupts.
-std::shared_ptr<ZRKImage3d> readImage3d(const ZRKJson& entry, const std::filesystem::path& folder,
-                                        const std::string& place, zrk::ProgressMonitor* monitor);
+/// @param monitor  may be null.
+zrk::Result<std::shared_ptr<ZRKImage3d>> readImage3d(const ZRKJson& entry,
+                                                     const std::filesystem::path& folder,
+                                                     const std::string& place, zrk::ProgressMonitor* monitor);
 
 } // namespace zrkmodel

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "formats/png_writer.h"
+#include "formats/png.h"
 
 #include <optional>
 #include <span>

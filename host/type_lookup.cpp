@@ -1,7 +1,6 @@
 #include "host/type_lookup.h"
 
 #include "components/registration.h"
-#include "host/error.h"
 #include "model/graph_object.h"
 #include "model/uuid.h"
 
@@ -10,6 +9,7 @@
 #include <algorithm>
 #include <numeric>
 #include <set>
+#include <string_view>
 #include <vector>
 
 namespace zrkmodel {
@@ -64,11 +64,6 @@ std::string nearestNames(std::string_view name)
     return text;
 }
 
-[[noreturn]] void refuse(std::string_view place, const std::string& finding, const std::string& remedy)
-{
-    throw hostError(HostError::kBadInput, place, finding, remedy);
-}
-
 } // namespace
 
 const std::deque<ZRKGraphObjectRegistration>& knownTypes()
@@ -77,8 +72,8 @@ const std::deque<ZRKGraphObjectRegistration>& knownTypes()
     return ZRKGraphObject::registry().entries();
 }
 
-const ZRKGraphObjectRegistration& findType(std::string_view place, const std::string& name,
-                                           const std::string& uuid)
+zrk::Result<const ZRKGraphObjectRegistration*> findType(const std::string& place, const std::string& name,
+                                                        const std::string& uuid)
 {
     Candidates byClass;
     Candidates named; // by class or by type name
@@ -92,30 +87,31 @@ const ZRKGraphObjectRegistration& findType(std::string_view place, const std::st
         }
     }
     if (named.empty()) {
-        refuse(place, fmt::format("found the unknown type \"{}\", expected a known one", name.substr(0, 80)),
-               fmt::format("did you mean {}? `zrk types` lists all", nearestNames(name.substr(0, 80))));
+        return zrk::refused({place, "the unknown type " + zrk::quotation(name), "a known one",
+                             fmt::format("did you mean {}? `zrk types` lists all",
+                                         nearestNames(name.substr(0, zrk::kMaxQuotation)))});
     }
     if (uuid.empty()) {
         const Candidates& meant = byClass.empty() ? named : byClass;
         if (meant.size() > 1) {
-            refuse(place,
-                   fmt::format("found the type \"{}\", which {} types share, expected a unique name", name,
-                               meant.size()),
-                   fmt::format("write the class name of the one that is meant: {}", list(meant)));
+            return zrk::refused(
+                {place, fmt::format("the type \"{}\", which {} types share", name, meant.size()),
+                 "a unique name", "write the class name of the one that is meant: " + list(meant)});
         }
-        return *meant.front();
+        return meant.front();
     }
     for (const ZRKGraphObjectRegistration* entry : named) {
         if (equalIgnoringCase(entry->info.uuid, uuid)) {
-            return *entry;
+            return entry;
         }
     }
     const Candidates byUuid = ZRKGraphObject::registry().findByUuid(uuid);
-    refuse(place,
-           fmt::format("found the type \"{}\" with the uuid {}, expected a pair that belongs together", name,
-                       uuid.substr(0, 80)),
-           fmt::format("by name it could be {}{}", list(named),
-                       byUuid.empty() ? "; no type has that uuid" : "; by uuid " + list(byUuid)));
+    return zrk::refused(
+        {place,
+         fmt::format("the type \"{}\" with the uuid {}", name, zrk::printable(uuid, zrk::kMaxQuotation)),
+         "a pair that belongs together",
+         fmt::format("by name it could be {}{}", list(named),
+                     byUuid.empty() ? "; no type has that uuid" : "; by uuid " + list(byUuid))});
 }
 
 } // namespace zrkmodel

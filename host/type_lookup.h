@@ -1,10 +1,10 @@
 #pragma once
 
+#include "core/values/fault.h"
 #include "model/registry.h"
 
 #include <deque>
 #include <string>
-#include <string_view>
 
 namespace zrkmodel {
 
@@ -19,10 +19,9 @@ const std::deque<ZRKGraphObjectRegistration>& knownTypes();
 /// @param uuid   type UUID, without regard to case; empty where none is given. With it, both
 ///               together identify the type.
 ///
-/// Throws HostError with status kBadInput for a name that is unknown (the message lists the
-/// nearest known ones), ambiguous (it lists the candidates with their class names) or doesn't belong to the
-/// UUID, and for a type that this version doesn't have.
-const ZRKGraphObjectRegistration& findType(std::string_view place, const std::string& name,
-                                           const std::string& uuid);
+/// The pointer is never null. A name is refused that is unknown (the message lists the nearest known ones),
+/// ambiguous (it lists the candidates with their class names) or doesn't belong to the UUID.
+zrk::Result<const ZRKGraphObjectRegistration*> findType(const std::string& place, const std::string& name,
+                                                        const std::string& uuid);
 
 } // namespace zrkmodel

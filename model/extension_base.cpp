@@ -42,6 +42,22 @@ std::shared_ptr<ZRKFieldObject> fieldObject(const Pin_ref<1>& pin)
     return std::dynamic_pointer_cast<ZRKFieldObject>(pin.node.object());
 }
 
+/// What an input of a chain reads: its field, or its default while it is unconnected. Linked through
+/// enclosing graphs, it is the outermost input that counts.
+zrk::IField fieldOrDefault(const Pin_ref<1>& input)
+{
+    Pin_ref<1> outermost = input;
+    for (Pin_ref<1> next = upstreamPin(input); next.isValid() && !next.handle.isOutput();
+         next = upstreamPin(next)) {
+        outermost = next;
+    }
+    const ZRKGraphPin& pin = *outermost.pin();
+    if (pin.opt == ZRKPinOpt::DefaultValue && !pin.defaultValue.isEmpty() && !isConnected(outermost)) {
+        return zrk::IField(std::make_shared<zrk::SolidField<1, 3>>(pin.defaultValue.components[0]));
+    }
+    return inputField(input.node, input.handle.index());
+}
+
 } // namespace
 
 zrk::IField ZRKExtensionBase::realizeField(const ZRKNodeBase<1, ZRKGraphObject>& node,
@@ -49,16 +65,9 @@ zrk::IField ZRKExtensionBase::realizeField(const ZRKNodeBase<1, ZRKGraphObject>&
 {
     const Pin_ref<1> pin = outputPin(node, outputIndex);
     auto self = std::dynamic_pointer_cast<const ZRKExtensionBase>(shared_from_this());
-    switch (effectiveTag(pin).components) {
-    case 1:
-        return zrk::IField(std::make_shared<GraphField<1>>(std::move(self), pin));
-    case 3:
-        return zrk::IField(std::make_shared<GraphField<3>>(std::move(self), pin));
-    case 4:
-        return zrk::IField(std::make_shared<GraphField<4>>(std::move(self), pin));
-    default:
-        return {};
-    }
+    return makeForTag(effectiveTag(pin), [&](auto n) {
+        return zrk::IField(std::make_shared<GraphField<n()>>(std::move(self), pin));
+    });
 }
 
 zrk::IField inputField(const ZRKNodeBase<1, ZRKGraphObject>& node, int k)
@@ -82,9 +91,6 @@ zrk::IField inputField(const ZRKNodeBase<1, ZRKGraphObject>& node, int k)
     }
     if (pin->allowsPassthrough()) {
         return zrk::IField(std::make_shared<zrk::PassThroughField<3>>());
-    }
-    if (!upstream.isValid() && pin->opt == ZRKPinOpt::DefaultValue && !pin->defaultValue.isEmpty()) {
-        return zrk::IField(std::make_shared<zrk::SolidField<1, 3>>(pin->defaultValue.components[0]));
     }
     return {};
 }
@@ -112,7 +118,7 @@ void ZRKExtensionBase::onBuildEvaluator(zrk::EvaluatorBuilder<double>& builder, 
     const auto& inputs = pin.node.record()->inputs;
     std::vector<zrk::EvaluationNode*> arriving(inputs.size(), nullptr); // null where nothing does
     for (std::size_t k = 0; k < inputs.size(); ++k) {
-        const zrk::IField field = inputField(pin.node, static_cast<int>(k));
+        const zrk::IField field = fieldOrDefault({pin.node, inputs[k].handle});
         if (field) {
             const std::optional<std::size_t> at = coordinatesInput(k);
             arriving[k] = builder.addInput(field, at ? arriving[*at] : nullptr).get();

@@ -14,10 +14,13 @@
 
 namespace zrkmodel {
 
-/// A graph object whose outputs are fields.
+/// A graph object whose outputs are fields. Fields are made, and chains built from them, on any thread
+/// while nothing of the graph changes.
 class ZRKFieldObject : public ZRKGraphObject {
 public:
-    /// The field of one output of the node; empty when the node has no such output or its tag is None.
+    /// The field of one output of the node, which has as many components as the output's effective tag. Empty
+    /// when the node has no such output, or when the tag names no data type. The field keeps the object
+    /// alive.
     virtual zrk::IField realizeField(const ZRKNodeBase<1, ZRKGraphObject>& node,
                                      unsigned char outputIndex) = 0;
 };
@@ -31,18 +34,21 @@ public:
         zrk::IField field;
     };
 
+    /// The object must be held by a shared pointer.
     zrk::IField realizeField(const ZRKNodeBase<1, ZRKGraphObject>& node, unsigned char outputIndex) override;
 
-    /// The fields of all input pins in pin order, connected or not; nothing for a node that is gone.
+    /// What inputField answers for each input pin in pin order; nothing for a node that is gone.
     virtual std::optional<std::vector<InputField>>
     collectInputFields(const ZRKNodeBase<1, ZRKGraphObject>& node);
 
-    /// Sets the evaluator of the builder's current node, which stands for the output `pin`,
-    /// and adds the nodes of all its input pins.
+    /// Sets the evaluator of the builder's current node, which stands for the output `pin`, and adds a node
+    /// for each of its input pins. An unconnected pin with a default value reads as its default; one that
+    /// nothing arrives at reads as zeros. Does nothing when the pin or its graph is gone.
     virtual void onBuildEvaluator(zrk::EvaluatorBuilder<double>& builder, const Pin_ref<1>& pin) const;
 
-    /// The closure of one output. It holds copies of all it needs: a later edit reaches only
-    /// evaluators built after it. May be called from any thread; reads properties without a lock.
+    /// The closure of one output. It holds copies of all it needs, so that a later edit reaches only
+    /// evaluators that are built after it. A component that can't work answers with one that writes nothing.
+    /// May be called from any thread; reads properties without a lock.
     virtual zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const = 0;
 
 protected:
@@ -50,15 +56,17 @@ protected:
     ZRKExtensionBase(const ZRKExtensionBase&) = default;
     ZRKExtensionBase& operator=(const ZRKExtensionBase&) = default;
 
-    /// The earlier input whose values are the positions that input k, with all that is behind it, is
-    /// asked at. Nothing, or an input that nothing arrives at: the node's own positions.
+    /// The earlier input whose values are the positions at which input k, and all that is behind it, is
+    /// asked. Without one, or when nothing arrives at that input, these are the node's own positions.
     virtual std::optional<std::size_t> coordinatesInput(std::size_t k) const;
 };
 
-/// The field that arrives at input pin k: the upstream output's; the positions for an
-/// unconnected coordinates pin; the default for an unconnected pin that has one; else empty.
+/// The field that arrives at input pin k: that of the output upstream, which is looked for through the
+/// inputs of enclosing graphs; without one the positions, for a coordinates pin; else empty. An
+/// unconnected pin with a default value is empty too, though a chain reads its default.
+/// Empty for a pin that isn't there.
 zrk::IField inputField(const ZRKNodeBase<1, ZRKGraphObject>& node, int k);
-/// Field of input 0 of the pin's node when it is a scalar one, else empty.
+/// The field that arrives at input 0 of the pin's node; null unless it is a scalar one.
 std::shared_ptr<zrk::FieldGenerator<1, 3>> scalarInputField(const Pin_ref<1>& pin);
 
 } // namespace zrkmodel

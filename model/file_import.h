@@ -1,7 +1,8 @@
 #pragma once
 
+#include "core/values/fault.h"
+
 #include <filesystem>
-#include <string>
 #include <vector>
 
 namespace zrk {
@@ -19,9 +20,11 @@ public:
     /// component's own rule, and so does what evaluators that are built already compute with. A run under
     /// way isn't touched.
     /// @param monitor  told of the progress, may stop the import, which then changes nothing; may be null.
-    /// @return empty when all went well, else what was found, where, and what would be right.
-    virtual std::string importFiles(const std::vector<std::filesystem::path>& paths,
-                                    zrk::ProgressMonitor* monitor) = 0;
+    /// @return a fault of the kind BadInput where something of the files was left out, which the remedy
+    /// tells; Interrupted when the monitor stopped the import; FailedWork when the data are too large. Lack
+    /// of memory may also be thrown.
+    virtual zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
+                                          zrk::ProgressMonitor* monitor) = 0;
 };
 
 } // namespace zrkmodel

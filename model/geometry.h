@@ -19,6 +19,7 @@ public:
 
 class IPoint : public IGeometry3d {
 public:
+    /// In document space.
     virtual zrk::Tensor<3, double> position() const = 0;
 };
 
@@ -27,6 +28,7 @@ struct CurveParametrization {
     using Vector = zrk::Tensor<3, double>;
     std::function<double(const Vector&)> closestParameter; ///< t of the curve point closest to a position
     std::function<Vector(double)> position;
+    /// Sets the axes of the curve's moving frame at t.
     std::function<void(double, Vector& tangent, Vector& normal, Vector& binormal)> frame;
     std::function<double(double)> arcLength; ///< length from the curve's start to t
     double tMin = 0;
@@ -50,10 +52,11 @@ public:
 struct SurfaceParametrization {
     using Vector = zrk::Tensor<3, double>;
     using Parameters = zrk::Tensor<2, double>;
+    /// Sets uv to the parameters of the surface point closest to p.
     std::function<void(Parameters& uv, const Vector& p)> closestParameters;
     std::function<Vector(const Parameters&)> position;
-    std::pair<double, double> uvMin;
-    std::pair<double, double> uvMax;
+    std::pair<double, double> uvMin; ///< least u and v
+    std::pair<double, double> uvMax; ///< greatest u and v
 };
 
 class IParametricSurface : public IGeometry3d {

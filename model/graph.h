@@ -33,12 +33,13 @@ public:
                     const zrk::TensorVariant<double>& defaultValue)
         : tag(tag), name(name), opt(opt), slot(slot), defaultValue(defaultValue)
     {}
+    /// Whether the pin, while unconnected, passes the domain position through.
     bool allowsPassthrough() const { return opt == ZRKPinOpt::Coordinates; }
 
     Tag tag;
     std::string name;
     ZRKPinOpt opt;
-    std::optional<int> slot;
+    std::optional<int> slot;                 ///< for hosts; nothing here reads it
     zrk::TensorVariant<double> defaultValue; ///< empty without one
 };
 
@@ -170,11 +171,12 @@ public:
     /// The view isn't alive when the id is taken or above kMaxId, or no id is left, or
     /// the object is null; then nothing changes.
     Node addNode(const std::shared_ptr<ZRKGraphObject>& object, std::optional<unsigned> id = std::nullopt);
-    /// Removes a node with its links. False when there is none of this id.
+    /// Removes a node with its links, and tells those who were linked to it. False when there is none of
+    /// this id.
     bool removeNode(std::uint16_t id);
 
-    /// Links an output to an input. Costs little for links added in any order: the search
-    /// for a cycle walks from both ends in step.
+    /// Links an output to an input, or answers why it can't be and changes nothing. Costs little for links
+    /// added in any order: the search for a cycle walks from both ends in step.
     ZRKLinkResult connect(Pin_handle output, Pin_handle input);
     /// Removes an input's link. False when it has none.
     bool disconnect(Pin_handle input);

@@ -19,7 +19,7 @@ class ZRKPropertyBase;
 /// Properties enter themselves in the object's list when they are constructed, in order of
 /// declaration; cloning, documents, panels and listings all walk this list. A copy has a
 /// list of its own and no listeners; assignment leaves both as they are.
-/// Listeners may be added from any thread; everything else needs outside locking.
+/// Listeners may be added from any thread; everything else needs locking from outside.
 class ZRKObject : public std::enable_shared_from_this<ZRKObject> {
 public:
     ZRKObject() = default;
@@ -30,6 +30,7 @@ public:
     /// Null where the class can't be cloned.
     std::shared_ptr<ZRKObject> clone() const;
 
+    /// A new object of the same class, whose properties have their defaults. The base answers null.
     virtual std::shared_ptr<ZRKObject> onClone() const;
     /// Assigns each property of `target` from the one with the same name here, telling no one.
     virtual void _copyTo(ZRKObject* target) const;
@@ -50,8 +51,9 @@ public:
     /// Null when there is none of this name.
     ZRKPropertyBase* findProperty(std::string_view name) const;
 
+    /// The listener is called with each change, on the thread that makes it, until it is disconnected.
     nod::connection addListener(const std::function<void(const ZRKEvent&)>& listener);
-    /// Calls the listeners, also while the object is silent.
+    /// Calls the listeners, even while the object is silent: silence holds for assigned properties only.
     void emitChange(const ZRKEvent& event) const;
     /// emitChange for the named property of this object.
     void emitPropertyChange(const std::string& name) const;

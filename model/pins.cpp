@@ -39,13 +39,13 @@ Pin_ref<1> pinOf(const ZRKNodeBase<1, ZRKGraphObject>& node, bool isOutput, int 
     return pin.isValid() ? pin : Pin_ref<1>{};
 }
 
-/// What the outputs' objects answered, by record and pin index, while a scope lives.
+/// What the pins' objects answered, by record and handle, while a scope lives.
 struct Answers {
-    using Key = std::pair<const ZRKGraphNode*, std::uint8_t>;
+    using Key = std::pair<const ZRKGraphNode*, std::uint32_t>;
     struct Hash {
         std::size_t operator()(const Key& key) const
         {
-            return std::hash<const void*>()(key.first) * 257 + key.second;
+            return std::hash<const void*>()(key.first) * 257 + (key.second >> 16);
         }
     };
     std::unordered_map<Key, Tag, Hash> tags;
@@ -54,7 +54,7 @@ struct Answers {
 
 thread_local Answers answers;
 
-Answers::Key keyOf(const Pin_ref<1>& output) { return {output.node.record(), output.handle.index()}; }
+Answers::Key keyOf(const Pin_ref<1>& pin) { return {pin.node.record(), pin.handle.bits}; }
 
 /// Outputs that the object may ask about in order to answer: those linked to its wildcard inputs.
 std::vector<Pin_ref<1>> outputsBehind(const Pin_ref<1>& output)
@@ -133,6 +133,8 @@ Pin_ref<1> upstreamPin(const Pin_ref<1>& input)
     const auto graph = input.isValid() && !input.handle.isOutput() ? input.node.graph() : nullptr;
     return graph ? Pin_ref<1>(graph->upstream(input.handle)) : Pin_ref<1>{};
 }
+
+bool isConnected(const Pin_ref<1>& input) { return upstreamPin(input).isValid(); }
 
 Tag effectiveTag(const Pin_ref<1>& pin)
 {

@@ -22,8 +22,11 @@ Pin_ref<1> inputPin(const ZRKNodeBase<1, ZRKGraphObject>& node, int k);
 Pin_ref<1> outputPin(const ZRKNodeBase<1, ZRKGraphObject>& node, int k);
 /// @}
 
-/// The pin linked to an input; invalid when the input is unconnected.
+/// The pin linked to an input; invalid when the input is unconnected, for an output, and for a
+/// reference that is invalid itself. It may be an input in its turn, that of an enclosing graph's node.
 Pin_ref<1> upstreamPin(const Pin_ref<1>& input);
+/// Whether a pin is linked to the input.
+bool isConnected(const Pin_ref<1>& input);
 
 /// The tag a pin carries now. A declared tag is the answer; for a wildcard, an output asks
 /// its object and an input asks the object it is linked to. None when nothing answers.

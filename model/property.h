@@ -31,7 +31,7 @@ struct ZRKValueName<T> { static constexpr const char* text = "enum"; };
 // clang-format on
 
 /// A named value of an object. The name is the property's identity: key in documents and
-/// label in panels. Values are read by any thread without a lock.
+/// label in panels. Values are read by any thread without a lock, so that nobody may assign meanwhile.
 class ZRKPropertyBase {
 public:
     /// Enters the property at the end of the owner's list. The owner may be null.
@@ -43,6 +43,7 @@ public:
     /// Assigns the value of another property of the same type, by the rules of
     /// ZRKProperty::set; does nothing for null, another type or this property itself.
     virtual void assignFrom(ZRKPropertyBase* other, bool emit) = 0;
+    /// The value type's name, a ZRKValueName.
     virtual const char* valueType() const = 0;
     /// Writes the stored form of the value.
     virtual void write(ZRKSerialization& s, const ZRKSerializationPos& pos) const = 0;
@@ -62,7 +63,7 @@ public:
     ZRKJson valueJson() const;
 
 protected:
-    bool ownerIsSilent() const { return _owner && _owner->isSilent(); }
+    bool isOwnerSilent() const { return _owner && _owner->isSilent(); }
     void notifyOwner() const;
 
 private:
@@ -88,7 +89,8 @@ protected:
     {
         return ZRKValueSerializer<T>::read(d, _value, pos);
     }
-    void store(T value) { _value = std::move(value); }
+    // Only a property of a resource has a stored reference beside its value.
+    void forgetReference() {}
     void takeReference(const ZRKPropertyBinder&, const Assign&) {}
 
     nod::signal<void(const T&)> _changed;
@@ -96,7 +98,7 @@ protected:
     T _value;
 };
 
-/// A property with a value of type T. Assignment from another property copies the value
+/// A property with a value of type T. Assigning another property copies its value, through the filter,
 /// and tells no one; name, owner, filter and listeners stay.
 ///
 ///     ZRKProperty<double> radius{"radius", 1.0, this};
@@ -122,10 +124,8 @@ public:
     /// the owner's _onPropertyChanged, then this property's listeners with the stored value.
     void set(T value, bool emit = true)
     {
-        if (this->_filter) {
-            value = this->_filter(value);
-        }
-        this->store(std::move(value));
+        store(std::move(value));
+        this->forgetReference();
         if (emit) {
             notify();
         }
@@ -145,7 +145,7 @@ public:
 
     /// A function that every assigned value goes through; stored documents don't.
     void setFilter(std::function<T(const T&)> filter) { this->_filter = std::move(filter); }
-    /// The listener runs on the thread that assigns.
+    /// The listener is called with each value that set or assignFrom announces, on the thread that assigns.
     nod::connection addListener(std::function<void(const T&)> listener)
     {
         return this->_changed.connect(std::move(listener));
@@ -164,18 +164,23 @@ public:
 private:
     typename Binder::Assign lateAssignment()
     {
-        return [this](const T& value) { set(value); };
+        return [this](const T& value) {
+            store(value);
+            notify();
+        };
     }
 
     void take(const ZRKProperty& other)
     {
-        set(other._value, false);
+        store(other._value);
         this->takeReference(other, lateAssignment());
     }
 
+    void store(T value) { this->_value = this->_filter ? this->_filter(value) : std::move(value); }
+
     void notify() const
     {
-        if (!ownerIsSilent()) {
+        if (!isOwnerSilent()) {
             notifyOwner();
             this->_changed(this->_value);
         }

@@ -11,7 +11,8 @@
 
 namespace zrkmodel {
 
-// Descriptors of properties for panels. The properties belong to the pack's owner.
+// Descriptors of properties for panels. The properties belong to the pack's owner, and are never null. What
+// limits are missing is left to the panel.
 
 struct ZRKPDouble {
     ZRKProperty<double>* property;

@@ -1,5 +1,7 @@
 #include "model/resource.h"
 
+#include "core/values/fault.h"
+
 namespace zrkmodel {
 
 void ZRKResourceEntry::resolve(std::shared_ptr<ZRKSerializableObject> object)
@@ -54,7 +56,8 @@ bool ZRKValueSerializer<ZRKResourceHandle>::read(const ZRKDeserialization& d, ZR
         value = d.library()->find(uuid);
     }
     if (value.isNil()) {
-        d.refuse(pos, "\"" + uuid.text() + "\"", "uuid of a resource of this document");
+        d.refuse(pos, zrk::quotation(uuid.text()), "uuid of a resource of this document",
+                 "it is kept and stands for no resource");
         value = ZRKResourceHandle(std::make_shared<ZRKResourceEntry>(uuid));
     }
     return true;

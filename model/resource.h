@@ -20,8 +20,9 @@ public:
 
     const ZRKuuid& uuid() const { return _uuid; }
     const std::shared_ptr<ZRKSerializableObject>& object() const { return _object; }
-    /// Supplies the loaded object and tells everyone who waits for it, on this thread.
+    /// Supplies the loaded object, which may be null, and tells everyone who waits for it, on this thread.
     void resolve(std::shared_ptr<ZRKSerializableObject> object);
+    /// The listener is called whenever the entry is resolved.
     nod::connection addListener(std::function<void()> listener)
     {
         return _resolved.connect(std::move(listener));
@@ -59,7 +60,7 @@ private:
     std::shared_ptr<ZRKResourceEntry> _entry;
 };
 
-/// A handle whose object is asked for as an R.
+/// A handle of a resource that is asked for as an R.
 template <class R>
 class ZRKResourceHandleOf : public ZRKResourceHandle {
 public:
@@ -69,6 +70,7 @@ public:
 
     /// Null when the handle isn't ready or the resource is of another class.
     std::shared_ptr<R> object() const { return std::dynamic_pointer_cast<R>(_resolve()); }
+    /// Points this handle, not its copies, to another object; null makes it nil.
     void reset(const std::shared_ptr<R>& object) { _reset(object); }
 };
 
@@ -80,8 +82,8 @@ public:
     virtual ZRKResourceHandle find(const ZRKuuid& uuid) = 0;
 };
 
-/// The uuid as a string; an empty string stands for nil, and null is read as nil too.
-/// A uuid unknown to the library is reported and gives a handle that never gets ready but
+/// The uuid as a string; an empty string stands for nil, and null is read as nil too. A value of another
+/// kind is refused. A uuid unknown to the library is reported and gives a handle that never gets ready but
 /// keeps the uuid, so that saving loses nothing.
 template <>
 struct ZRKValueSerializer<ZRKResourceHandle> {
@@ -100,6 +102,7 @@ public:
     explicit ZRKImage(std::vector<Channel> channels) : _channels(std::move(channels)) {}
 
     std::size_t channelCount() const { return _channels.size(); }
+    /// Throws std::out_of_range unless i is less than channelCount.
     const Channel& channel(std::size_t i) const { return _channels.at(i); }
 
 private:
@@ -128,17 +131,22 @@ template <> struct ZRKValueName<std::shared_ptr<ZRKImage3d>> { static constexpr 
 /// Reading: a nil reference keeps the value and counts as failed. A ready one is stored
 /// without notification; null, if the resource is of another class. A pending one keeps
 /// the value for now; when the resource arrives it is assigned with notification. Reading
-/// again gives up waiting for the former.
+/// again, a nil reference too, gives up waiting for the former.
 ///
-/// Writing: the reference waited for, else the value's uuid, else a reference of the wrong
-/// class that was read, so that saving a document loses none.
+/// Assigning, null too, gives up what was read before: a resource that arrives later changes
+/// nothing. Assignment from another property takes over what that one waits for.
+///
+/// Writing: the reference waited for; else the value's uuid; else, where the value is null, the
+/// reference that was read last, so that saving a document loses none.
+///
+/// Reading and assigning belong to the thread on which resources arrive.
 template <class R>
 class ZRKPropertyBinder<std::shared_ptr<R>> {
 public:
     virtual ~ZRKPropertyBinder() = default;
 
-    bool isWaiting() const { return _waiting; }
-    const ZRKResourceHandle& handle() const { return _handle; }
+    /// Whether a resource that was read hasn't arrived yet.
+    bool isWaiting() const { return _wait != nullptr; }
 
 protected:
     using Value = std::shared_ptr<R>;
@@ -146,14 +154,14 @@ protected:
 
     void writeValue(ZRKSerialization& s, const ZRKSerializationPos& pos) const
     {
-        const bool byHandle = _waiting || !_value;
+        const bool byHandle = isWaiting() || !_value;
         ZRKValueSerializer<ZRKResourceHandle>::write(s, byHandle ? _handle : ZRKResourceHandle(_value), pos);
     }
 
     bool readValue(const ZRKDeserialization& d, const ZRKSerializationPos& pos, const Assign& assign)
     {
         ZRKResourceHandle stored;
-        _waiting = false;
+        giveUpWaiting();
         ZRKValueSerializer<ZRKResourceHandle>::read(d, stored, pos);
         if (stored.isNil()) {
             return false;
@@ -163,45 +171,53 @@ protected:
             return true;
         }
         _value = ZRKResourceHandleOf<R>(stored).object();
-        _handle = _value ? ZRKResourceHandle() : stored;
+        _handle = stored;
         if (!_value) {
-            d.refuse(pos, "a resource of another kind", ZRKValueName<Value>::text);
+            d.refuse(pos, "a resource of another kind", ZRKValueName<Value>::text,
+                     "it is kept and stands for no resource");
         }
         return true;
     }
 
-    void store(Value value)
+    void forgetReference()
     {
-        _value = std::move(value);
-        if (_value && !_waiting) {
-            _handle = {};
-        }
+        giveUpWaiting();
+        _handle = {};
     }
 
     void takeReference(const ZRKPropertyBinder& other, const Assign& assign)
     {
-        if (other._waiting) {
-            waitFor(other._handle, assign);
-        } else if (!_waiting) {
-            _handle = other._handle;
+        giveUpWaiting();
+        _handle = other._handle;
+        if (other.isWaiting()) {
+            waitFor(_handle, assign);
         }
     }
 
     nod::scoped_connection _arrival;
-    ZRKResourceHandle _handle;
-    bool _waiting = false;
+    ZRKResourceHandle _handle; ///< as it was read last; nil after an assignment
+    struct Wait {};
+    /// Null unless a resource is waited for. What listens holds it weakly: an emission that is under
+    /// way reaches neither a later wait nor a property that is gone.
+    std::shared_ptr<const Wait> _wait;
     nod::signal<void(const Value&)> _changed;
     std::function<Value(const Value&)> _filter;
     Value _value;
 
 private:
+    void giveUpWaiting()
+    {
+        _wait.reset();
+        _arrival.disconnect();
+    }
+
     void waitFor(const ZRKResourceHandle& handle, const Assign& assign)
     {
         _handle = handle;
-        _waiting = true;
-        _arrival = _handle.addListener([this, assign] {
-            if (_waiting && _handle.ready()) {
-                _waiting = false;
+        _wait = std::make_shared<const Wait>();
+        _arrival = _handle.addListener([this, assign, wait = std::weak_ptr(_wait)] {
+            if (!wait.expired() && _handle.ready()) {
+                _wait.reset();
                 assign(ZRKResourceHandleOf<R>(_handle).object());
             }
         });

@@ -21,12 +21,16 @@ void ZRKSerializableObject::onDeserialize(const ZRKDeserialization& d)
 
 void ZRKSerializableObject::serialize(ZRKSerialization& s) const { onSerialize(s); }
 
-void ZRKSerializableObject::deserialize(const ZRKDeserialization& d) { onDeserialize(d); }
+void ZRKSerializableObject::deserialize(const ZRKDeserialization& d)
+{
+    const ZRKDeserialization::Scope scope(d);
+    onDeserialize(d);
+}
 
 void ZRKSerializableObject::deserializeAndPreserveUUID(const ZRKDeserialization& d)
 {
     const ZRKuuid kept = _uuid;
-    onDeserialize(d);
+    deserialize(d);
     _uuid = kept;
 }
 

@@ -23,9 +23,11 @@ public:
 
     /// Writes the values as members of the current object, nothing else.
     virtual void serialize(ZRKSerialization& s) const = 0;
-    /// Reads the values from the current object; see onDeserialize.
+    /// Reads the values from the current object; see onDeserialize. What that throws passes through: the
+    /// deserialization is then at the same place as before, values that were read up to there are kept, and
+    /// those after it are as they were.
     virtual void deserialize(const ZRKDeserialization& d) = 0;
-    /// The same, and the object keeps the uuid it has.
+    /// The same, and the object keeps the uuid that it has.
     virtual void deserializeAndPreserveUUID(const ZRKDeserialization& d) = 0;
 
     /// Identity of this very object; nil unless it was given one.
@@ -38,7 +40,10 @@ public:
     /// "uuid" (the object's, where it has one) and "values".
     virtual std::string to_json(const std::shared_ptr<ZRKResourceLibrary>& library) const = 0;
     /// Reads such a text; the type isn't compared. Takes the stored uuid over unless
-    /// `preserveUuid`. Malformed text throws nlohmann's parse_error and changes nothing.
+    /// `preserveUuid`. Malformed text throws nlohmann's parse_error and changes nothing. A string of another
+    /// kind throws as in deserialize, and the object then keeps its uuid.
+    /// @param library  finds the resources that the values refer to; without one they stay pending.
+    /// @param data     isn't read.
     virtual void from_json(const std::string& text, bool preserveUuid,
                            const std::shared_ptr<ZRKResourceLibrary>& library, const ZRKAnyData& data) = 0;
 };
@@ -53,8 +58,9 @@ public:
     ZRKSerializableObject& operator=(const ZRKSerializableObject&) { return *this; }
 
     virtual void onSerialize(ZRKSerialization& s) const;
-    /// A missing key, or a value of the wrong kind, leaves the property as it is. A string
-    /// property given another kind throws nlohmann's type_error 302. Tells no one.
+    /// A missing key, or a value of the wrong kind, leaves the property as it is; to a string property alone
+    /// a value of another kind is an error, nlohmann's type_error 302: "type must be string, but is number".
+    /// Tells no one.
     virtual void onDeserialize(const ZRKDeserialization& d);
 
     void serialize(ZRKSerialization& s) const override;
@@ -62,6 +68,7 @@ public:
     void deserializeAndPreserveUUID(const ZRKDeserialization& d) override;
 
     const ZRKuuid& uuid() const override { return _uuid; }
+    /// Any uuid is taken, one that another object has too.
     void setUuid(ZRKuuid uuid) { _uuid = std::move(uuid); }
     /// The base has no type: an info with empty texts.
     const ZRKTypeInfo& typeInfo() const override;

@@ -122,6 +122,13 @@ void ZRKDeserialization::end() const
     }
 }
 
+ZRKDeserialization::Scope::~Scope()
+{
+    while (_deserialization._open.size() > _depth) {
+        _deserialization.end();
+    }
+}
+
 void ZRKDeserialization::refuse(const ZRKSerializationPos& pos, const std::string& expected) const
 {
     if (_diagnostics) {
@@ -132,7 +139,7 @@ void ZRKDeserialization::refuse(const ZRKSerializationPos& pos, const std::strin
 }
 
 void ZRKDeserialization::refuse(const ZRKSerializationPos& pos, const std::string& found,
-                                const std::string& expected) const
+                                const std::string& expected, const std::string& outcome) const
 {
     if (!_diagnostics) {
         return;
@@ -141,7 +148,7 @@ void ZRKDeserialization::refuse(const ZRKSerializationPos& pos, const std::strin
     for (std::size_t i = 1; i < _open.size(); ++i) {
         place += _open[i].name + "/";
     }
-    _diagnostics({place + pos.text(), found, expected});
+    _diagnostics({place + pos.text(), found, expected, outcome});
 }
 
 std::vector<std::string> ZRKDeserialization::unreadPlaces() const

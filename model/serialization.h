@@ -57,7 +57,8 @@ public:
     const ZRKJson& root() const { return _root; }
 
     /// Puts a value in its place: a key replaces that member of the current object, the
-    /// back appends to the current array, an index writes nothing.
+    /// back appends to the current array, an index writes nothing. A key in an array, or the back of an
+    /// object, throws nlohmann's type_error.
     void write(ZRKJson value, const ZRKSerializationPos& pos);
 
     /// Creates an empty child at pos and makes it current. At an index, where nothing is
@@ -80,6 +81,7 @@ struct ZRKReadIssue {
     std::string place;    ///< keys and indices from the root, e.g. "poles/1/strength"
     std::string found;    ///< e.g. "string", "array of 2"
     std::string expected; ///< e.g. "number", "array of 3 numbers"
+    std::string outcome;  ///< what becomes of it, e.g. "the value is left out of account"
 };
 
 using ZRKReadDiagnostics = std::function<void(const ZRKReadIssue&)>;
@@ -98,14 +100,31 @@ public:
 
     /// The value at pos in the current one; null if there is none, and always at the back.
     const ZRKJson* at(const ZRKSerializationPos& pos) const;
-    /// Enters a child if it exists with that kind. Only an entered child needs its end().
+    /// @{ Enter a child and answer whether it exists with that kind; of another kind it is refused. Only a
+    /// child that was entered needs its end().
     bool beginObject(const ZRKSerializationPos& pos) const;
     bool beginArray(const ZRKSerializationPos& pos) const;
+    /// @}
     /// Number of members or elements of the current value.
     std::size_t currentSize() const { return _open.back().value->size(); }
     /// Returns to the parent; at the root it does nothing.
     void end() const;
 
+    /// Brings a deserialization back, when it goes out of scope, to the value that was the current one
+    /// when it was made: what an exception has left open is closed.
+    class Scope {
+    public:
+        explicit Scope(const ZRKDeserialization& d) : _deserialization(d), _depth(d._open.size()) {}
+        ~Scope();
+        Scope(const Scope&) = delete;
+        Scope& operator=(const Scope&) = delete;
+
+    private:
+        const ZRKDeserialization& _deserialization;
+        std::size_t _depth;
+    };
+
+    /// Null without one.
     ZRKResourceLibrary* library() const { return _library.get(); }
 
     /// Is told of what a component computes while it is read, and may stop it; null for none.
@@ -113,10 +132,11 @@ public:
     /// The monitor isn't owned.
     void setMonitor(zrk::ProgressMonitor* monitor) { _monitor = monitor; }
 
-    /// Reports the value at pos, which the caller refuses. Silent where nothing is there.
+    /// Reports the value at pos, which the caller leaves out of account. Silent where nothing is there.
     void refuse(const ZRKSerializationPos& pos, const std::string& expected) const;
-    /// The same, with a text of the caller's own for what was found.
-    void refuse(const ZRKSerializationPos& pos, const std::string& found, const std::string& expected) const;
+    /// The same, with texts of the caller's own for what was found and for what becomes of it.
+    void refuse(const ZRKSerializationPos& pos, const std::string& found, const std::string& expected,
+                const std::string& outcome = "the value is left out of account") const;
 
     /// Places of members that nobody has asked for so far, in the order of the JSON value.
     /// A value taken whole counts as asked for with all that is in it.

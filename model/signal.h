@@ -35,7 +35,8 @@ public:
         : _slots(std::move(slots)), _index(index), _id(id)
     {}
 
-    bool connected() const
+    /// False for a default one, and once the signal is gone.
+    bool isConnected() const
     {
         const auto slots = _slots.lock();
         return slots && slots->holds(_index, _id);
@@ -73,7 +74,7 @@ public:
     }
     ~scoped_connection() { _connection.disconnect(); }
 
-    bool connected() const { return _connection.connected(); }
+    bool isConnected() const { return _connection.isConnected(); }
     void disconnect() { _connection.disconnect(); }
 
 private:
@@ -97,6 +98,8 @@ public:
     signal_type(const signal_type&) = delete;
     signal_type& operator=(const signal_type&) = delete;
 
+    /// Adds a slot at the end. An emission that is under way doesn't call it; an empty function is never
+    /// called.
     connection connect(slot_type slot)
     {
         const std::lock_guard lock(_slots->mutex);
@@ -105,6 +108,7 @@ public:
         return {_slots, _slots->entries.size() - 1, id};
     }
 
+    /// Calls the slots on this thread. What a slot throws passes through, and those after it aren't called.
     void operator()(Arguments... arguments) const
     {
         // Nothing of *this is touched after this line: a slot may destroy the signal.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 namespace zrkmodel {
 
@@ -46,6 +47,25 @@ constexpr const char* Tag::name() const
     default:
         return "unknown";
     }
+}
+
+/// make(n) for the data type that a tag names, where n() is the number of its components: 1, 3 or 4.
+/// Every other tag gives `otherwise`, by default an empty result.
+///
+///     return makeForTag(tag, [&](auto n) { return zrk::evaluator(zrk::Scaling<n()>{factor}); });
+template <class Make, class Result = std::invoke_result_t<Make, std::integral_constant<std::uint32_t, 1>>>
+Result makeForTag(Tag tag, Make make, Result otherwise = {})
+{
+    if (tag == Tag::Scalar) {
+        return make(std::integral_constant<std::uint32_t, 1>());
+    }
+    if (tag == Tag::Vector3d) {
+        return make(std::integral_constant<std::uint32_t, 3>());
+    }
+    if (tag == Tag::Color) {
+        return make(std::integral_constant<std::uint32_t, 4>());
+    }
+    return otherwise;
 }
 
 } // namespace zrkmodel

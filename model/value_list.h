@@ -38,7 +38,7 @@ struct ZRKValueSerializer<std::vector<T>> {
 };
 
 /// Values that an object holds beside its properties, edited one by one in a panel. Each edit is
-/// announced once, by a change event of the owner under the list's name.
+/// announced once, by a change event of the owner under the list's name, even while the owner is silent.
 ///
 /// Edits belong to one thread, and so does building evaluators from the list meanwhile.
 template <class T>
@@ -68,6 +68,7 @@ public:
         _owner->emitPropertyChange(_name);
     }
 
+    /// Appends a value.
     void add(const T& value)
     {
         std::vector<T> items = _values;
@@ -83,6 +84,7 @@ public:
             edit(items, -1);
         }
     }
+    /// Removes all values.
     void clear() { edit({}, -1); }
 
     void serialize(ZRKSerialization& s) const

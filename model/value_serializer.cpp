@@ -136,7 +136,8 @@ bool readNumbers(const ZRKDeserialization& d, double* values, std::size_t count,
         if (element.is_number()) {
             values[i] = element.get<double>();
         } else {
-            d.refuse(pos, describeKind(element) + " as element " + std::to_string(i), expected);
+            d.refuse(pos, describeKind(element) + " as element " + std::to_string(i), expected,
+                     "the other elements count");
             complete = false;
         }
     }

@@ -42,7 +42,8 @@ struct ZRKValueSerializer<bool> {
     static bool read(const ZRKDeserialization& d, bool& value, const ZRKSerializationPos& pos);
 };
 
-/// A string. Reading a value of another kind throws nlohmann's type_error 302.
+/// A string. Reading a value of another kind throws nlohmann's type_error 302 and leaves the target as it
+/// was.
 template <>
 struct ZRKValueSerializer<std::string> {
     static void write(ZRKSerialization& s, const std::string& value, const ZRKSerializationPos& pos);
@@ -68,11 +69,12 @@ struct ZRKValueSerializer<T> {
     }
 };
 
-/// Doubles as an array of exactly `count` numbers; see the tensor's serializer.
+/// @{ Doubles as an array of exactly `count` numbers; see the tensor's serializer.
 void writeNumbers(ZRKSerialization& s, const double* values, std::size_t count,
                   const ZRKSerializationPos& pos);
 bool readNumbers(const ZRKDeserialization& d, double* values, std::size_t count,
                  const ZRKSerializationPos& pos);
+/// @}
 
 /// An array of numbers in storage order. An array of another length is refused whole; an
 /// element that isn't a number stays as it was and makes the answer false, while the other

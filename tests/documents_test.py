@@ -82,6 +82,11 @@ MALFORMED = [
     ("text as a parameter", graph([{**OPERATOR, "values": {"strengthA": "x", "op_params": [0, "a", 0, 0]}}]),
      ["node 2 (BinaryOperator)", '"op_params"', "number"]),
 
+    ("a number beyond memory", graph([{"id": 1, "type": "ImageSweep", "values": {
+        "resolution": 2**31 - 1, "imageA": "a", "imageB": "a"}}],
+        resources=[{"uuid": "a", "kind": "image2d", "path": str(ROOT / "examples/pictures/ring.png")}]),
+     ["node 1 (ImageSweep)", '"resolution"', "found 2147483647", "at most 16383"]),
+
     ("links no array", {**graph([SPHERE]), "links": "none"}, ['"links"', "expected an array"]),
     ("link no object", {**graph([SPHERE]), "links": [[1, 0]]}, ["links[0]", "[1,0]", '{"from"']),
     ("link without an end", {**graph([SPHERE]), "links": [{"from": [1, 0]}]}, ["links[0]", '"to"']),
@@ -132,34 +137,36 @@ class MalformedDocuments(ZrkTest):
         self.refused(2, "check", "", contains=["expected a graph document"])
 
     def test_control_characters_of_a_document_stay_out_of_the_message(self):
-        message = self.refused(2, "check", self.put(node(type="a\x00b\nzrk: c\x1b[31m")), contains=["a?b?zrk: c?[31m"])
+        message = self.refused(2, "check", self.put(node(type="a\x00b\nzrk: c\x1b[31m")), contains=[r"a\x00b\nzrk: c\x1b[31m"])
         self.assertNotIn("\x1b", message)
 
 
 class Warnings(ZrkTest):
     def check(self, document, *warnings):
-        """`check` must succeed with these warnings, each given by its parts."""
+        """`check` must succeed with these warnings, each given by its parts. A warning is a line and its remedy."""
         answer = self.succeed("check", self.put(document))
         lines = answer.err.splitlines()
-        self.assertEqual(len(lines), len(warnings), answer.err)
-        for line, parts in zip(lines, warnings):
-            self.assertTrue(line.startswith("warning: "), line)
+        self.assertEqual(len(lines), 2 * len(warnings), answer.err)
+        for line, remedy, parts in zip(lines[::2], lines[1::2], warnings):
+            self.assertRegex(line, "^warning: .*: found .+, expected .+$")
+            self.assertTrue(remedy.startswith("  remedy: "), remedy)
             for part in ("case.zrk.json", *parts):
-                self.assertIn(part, line)
+                self.assertIn(part, line + "\n" + remedy)
 
     def test_values_of_the_wrong_kind_are_left_out_of_account(self):
         document = graph([{**SPHERE, "values": {"radius": "2", "center": [1, 2]}}], output=(1, 0))
-        self.check(document, ("node 1 (SphereSDF)", '"radius"', "found string", "expected number"),
+        self.check(document, ("node 1 (SphereSDF)", '"radius"', "found string", "expected number", "the value is left out of account"),
                    ('"center"', "array of 2", "array of 3 numbers"))
         self.assertEqual(self.succeed("probe", self.put(document), "--at", "0,0,0").out, "-1,1\n")
         # Element by element in an array of the right length.
         document = graph([{**SPHERE, "values": {"center": [3, None, 4]}}], output=(1, 0))
-        self.check(document, ('"center"', "null as element 1"))
+        self.check(document, ('"center"', "null as element 1", "the other elements count"))
         self.assertEqual(self.succeed("probe", self.put(document), "--at", "0,0,0").out, "4,1\n")
 
     def test_keys_and_names_that_a_type_does_not_know(self):
         self.check(graph([{**SPHERE, "values": {"raduis": 2}}]), ("node 1 (SphereSDF)", '"raduis"'))
-        self.check(graph([{**OPERATOR, "values": {"op_name": "plus"}}]), ('"op_name"', '"plus"', '"add"'))
+        self.check(graph([{**OPERATOR, "values": {"op_name": "plus"}}]), ('"op_name"', '"plus"', '"add"', "the node writes nothing"))
+        self.check(graph([{**OPERATOR, "values": {}}]), ('"op_name": found none', '"add"', "the node writes nothing"))
         self.check(graph([{**SPHERE, "import": "part.obj"}]), ("node 1 (SphereSDF)", '"import"'))
 
     def test_links_that_carry_another_tag_through_a_wildcard(self):

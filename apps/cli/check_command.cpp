@@ -19,7 +19,6 @@ void addCheckCommand(const Program& program)
             for (const zrkmodel::OutputPin& pin : document.outputPins()) {
                 fmt::print("{}:{} {}\n", pin.address.node, pin.address.output, pin.tag.name());
             }
-            return 0;
         };
     });
 }

@@ -5,10 +5,10 @@
 #include <functional>
 
 /// The commands of `zrk`. Each function adds a command with its options to the program. A command that is
-/// called leaves its work in the program; the work returns an exit status or throws HostError.
+/// called leaves its work in the program; the work throws zrk::FaultError if it fails.
 namespace zrkcli {
 
-using Work = std::function<int()>;
+using Work = std::function<void()>;
 
 /// The program that commands are added to, and where the command that was called leaves its work.
 struct Program {

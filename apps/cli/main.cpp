@@ -2,33 +2,37 @@
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "components/registration.h"
-#include "host/error.h"
+#include "core/values/fault.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <exception>
 #include <iostream>
-#include <new>
 #include <string>
 
 namespace {
 
-constexpr int kFailed = zrkmodel::HostError::kFailedWork;
-constexpr int kWrongUsage = zrkmodel::HostError::kBadInput;
-
-int report(const std::string& text, int status)
+int statusOf(zrk::FaultKind kind)
 {
-    fmt::print(stderr, "zrk: {}\n", text);
-    return status;
+    switch (kind) {
+    case zrk::FaultKind::BadInput:
+        return 2;
+    case zrk::FaultKind::Interrupted:
+        return 130;
+    case zrk::FaultKind::FailedWork:
+        break;
+    }
+    return 1;
 }
 
-int reportLostOutput()
+/// Tells a fault on standard error and gives the exit status. Who pressed Ctrl-C needs no message.
+int report(const zrk::Fault& fault)
 {
-    return report("standard output: found no room for all results, expected a place that takes them\n"
-                  "  remedy: make room, or send them somewhere else",
-                  kFailed);
+    if (fault.kind != zrk::FaultKind::Interrupted) {
+        fmt::print(stderr, "zrk: {}\n", zrk::messageOf(fault));
+    }
+    return statusOf(fault.kind);
 }
 
 std::string commandList(const CLI::App& app)
@@ -40,41 +44,37 @@ std::string commandList(const CLI::App& app)
     return list;
 }
 
-/// Returns what is wrong with a command line that names no command.
-std::string missingCommand(const CLI::App& app, int argc, char** argv)
+/// Returns what a command line holds in place of a command.
+std::string foundCommand(int argc, char** argv)
 {
     const auto* word = std::find_if(argv + 1, argv + argc, [](const char* text) { return text[0] != '-'; });
-    const std::string found = argc == 1             ? "no command"
-                              : word == argv + argc ? fmt::format("\"{}\"", argv[1])
-                                                    : fmt::format("the unknown command \"{}\"", *word);
-    return fmt::format("found {}, expected one of {}", found, commandList(app));
+    return argc == 1             ? "no command"
+           : word == argv + argc ? zrk::quotation(argv[1])
+                                 : "the unknown command " + zrk::quotation(*word);
 }
 
-/// Returns what is wrong with a command line in cases that CLI11 doesn't explain.
-std::string usageFault(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv)
+/// Returns what a command can't use of its command line, in CLI11's own words if it tells no more.
+std::string foundArguments(const CLI::App& command, const CLI::ParseError& error)
+{
+    const auto extras = command.remaining();
+    if (!dynamic_cast<const CLI::ExtrasError*>(&error) || extras.empty()) {
+        return fmt::format("a wrong command line ({})", error.what());
+    }
+    const auto option = std::find_if(extras.begin(), extras.end(),
+                                     [](const std::string& word) { return word.starts_with("-"); });
+    return zrk::quotation(option != extras.end() ? *option : extras.front());
+}
+
+zrk::Fault usageFault(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv)
 {
     const auto called = app.get_subcommands();
     if (called.empty()) {
-        return missingCommand(app, argc, argv);
+        return {"command line", foundCommand(argc, argv), "one of " + commandList(app),
+                "`zrk --help` shows how to call it"};
     }
-    const auto extras = called.front()->remaining();
-    if (dynamic_cast<const CLI::ExtrasError*>(&error) && !extras.empty()) {
-        const auto option = std::find_if(extras.begin(), extras.end(),
-                                         [](const std::string& word) { return word.starts_with("-"); });
-        return fmt::format("found \"{}\", which it doesn't take",
-                           option != extras.end() ? *option : extras.front());
-    }
-    return error.what();
-}
-
-int reportUsage(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv)
-{
-    const auto called = app.get_subcommands();
-    const std::string name = called.empty() ? "" : called.front()->get_name();
-    return report(fmt::format("{}{}\n  remedy: `zrk {}--help` shows how to call it",
-                              name.empty() ? "" : name + ": ", usageFault(app, error, argc, argv),
-                              name.empty() ? "" : name + " "),
-                  kWrongUsage);
+    const std::string name = called.front()->get_name();
+    return {name, foundArguments(*called.front(), error), "the arguments and options that it takes",
+            fmt::format("`zrk {} --help` shows how to call it", name)};
 }
 
 /// While it lives, what components print on std::cout, complaints and progress, goes to standard error.
@@ -94,16 +94,13 @@ private:
 int runWork(const zrkcli::Work& work)
 {
     const ComplaintsToStandardError complaints;
-    try {
-        const int status = work();
-        return std::fflush(stdout) == 0 && !std::ferror(stdout) ? status : reportLostOutput();
-    } catch (const zrkmodel::HostError& error) {
-        return report(error.what(), error.exitStatus);
-    } catch (const std::bad_alloc&) {
-        return report("not enough memory for this work\n  remedy: ask for fewer samples", kFailed);
-    } catch (const std::exception& error) {
-        return std::ferror(stdout) ? reportLostOutput() : report(error.what(), kFailed);
+    const zrk::Result<void> done = zrk::attempt("zrk", work);
+    // A lost result may also be what the work failed of.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        return report({"standard output", "no room for all results", "a place that takes them",
+                       "make room, or send them somewhere else", zrk::FaultKind::FailedWork});
     }
+    return done ? 0 : report(done.error());
 }
 
 } // namespace
@@ -131,7 +128,7 @@ int main(int argc, char** argv)
         app.parse(zrkcli::argumentsInParsingOrder(argc, argv));
     } catch (const CLI::ParseError& error) {
         const bool isHelp = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
-        return isHelp ? app.exit(error) : reportUsage(app, error, argc, argv);
+        return isHelp ? app.exit(error) : report(usageFault(app, error, argc, argv));
     }
     // Results are written through stdio. What components print on the stream isn't a result.
     std::cout.rdbuf(std::cerr.rdbuf());

@@ -1,48 +1,16 @@
 #include "apps/cli/options.h"
 
 #include "apps/cli/progress_bar.h"
-#include "host/error.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstdio>
-#include <string_view>
 
 namespace zrkcli {
 
-using zrkmodel::hostError;
-using zrkmodel::HostError;
-
 namespace {
-
-std::string_view trimmed(std::string_view text)
-{
-    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
-    while (!text.empty() && isBlank(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && isBlank(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
-}
-
-std::optional<double> parseNumber(std::string_view text)
-{
-    text = trimmed(text);
-    if (text.size() > 1 && text.front() == '+' && text[1] != '-') {
-        text.remove_prefix(1);
-    }
-    double value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
-        return std::nullopt;
-    }
-    return value;
-}
 
 zrkmodel::PinAddress parsePin(const std::string& text)
 {
@@ -60,8 +28,8 @@ zrkmodel::PinAddress parsePin(const std::string& text)
             first.ec == std::errc() && first.ptr == middle && second.ec == std::errc() && second.ptr == end;
     }
     if (!isPin || node > zrkmodel::kMaxNodeId || output > 255) {
-        throw hostError(HostError::kBadInput, "--pin", fmt::format("found \"{}\", expected NODE:OUT", text),
-                        "give a node's id and the index of one of its outputs, e.g. --pin 2:0");
+        throw zrk::FaultError({"--pin", zrk::quotation(text), "NODE:OUT",
+                               "give a node's id and the index of one of its outputs, e.g. --pin 2:0"});
     }
     return {static_cast<std::uint16_t>(node), static_cast<std::uint8_t>(output)};
 }
@@ -80,41 +48,20 @@ void SamplingOptions::addTo(CLI::App& command)
 zrkmodel::GraphDocument loadDocument(const std::string& path, bool quiet)
 {
     zrkmodel::DocumentWarnings warnings;
-    auto document = [&] {
-        ProgressBar bar("loading", quiet);
-        return zrkmodel::GraphDocument::load(path, warnings, &bar);
-    }();
-    printWarnings(warnings);
+    auto document = withProgress("loading", quiet, [&](ProgressBar& bar) {
+        return zrk::valueOrThrow(zrkmodel::GraphDocument::load(path, warnings, &bar));
+    });
+    for (const zrk::Fault& warning : warnings) {
+        fmt::print(stderr, "warning: {}\n", zrk::messageOf(warning));
+    }
     return document;
 }
 
 Job::Job(const SamplingOptions& options)
     : document(loadDocument(options.document, options.quiet)),
-      output(options.pin.empty() ? document.outputField() : document.outputField(parsePin(options.pin)))
+      output(zrk::valueOrThrow(options.pin.empty() ? document.outputField()
+                                                   : document.outputField(parsePin(options.pin))))
 {}
-
-std::optional<std::vector<double>> parseNumbers(const std::string& text, std::size_t count)
-{
-    std::vector<double> numbers;
-    std::size_t start = 0;
-    while (start <= text.size()) {
-        const std::size_t comma = std::min(text.find(',', start), text.size());
-        const auto number = parseNumber(std::string_view(text).substr(start, comma - start));
-        if (!number) {
-            return std::nullopt;
-        }
-        numbers.push_back(*number);
-        start = comma + 1;
-    }
-    return numbers.size() == count ? std::optional(std::move(numbers)) : std::nullopt;
-}
-
-void printWarnings(const std::vector<std::string>& warnings)
-{
-    for (const std::string& warning : warnings) {
-        fmt::print(stderr, "warning: {}\n", warning);
-    }
-}
 
 std::vector<std::string> argumentsInParsingOrder(int argc, char** argv)
 {

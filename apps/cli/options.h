@@ -7,7 +7,6 @@
 #include <CLI/CLI.hpp>
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,7 +22,7 @@ struct SamplingOptions {
     void addTo(CLI::App& command);
 };
 
-/// Loads a document with a progress bar and prints its warnings.
+/// Loads a document with a progress bar and prints its warnings to standard error.
 zrkmodel::GraphDocument loadDocument(const std::string& path, bool quiet);
 
 /// A document and that output of it which a command samples.
@@ -34,13 +33,6 @@ struct Job {
     /// Loads the document, prints its warnings, and takes the pin of the options or the document's.
     explicit Job(const SamplingOptions& options);
 };
-
-/// Reads `text` as exactly `count` finite numbers with commas between them and blanks allowed around them.
-/// Returns nothing if it is anything else.
-std::optional<std::vector<double>> parseNumbers(const std::string& text, std::size_t count);
-
-/// Prints warnings of a document to standard error.
-void printWarnings(const std::vector<std::string>& warnings);
 
 /// Returns the program's arguments as CLI11 takes them, last one first. A number such as `-.5,0,0`
 /// gets a digit in front of its point, so that it isn't taken for an option.

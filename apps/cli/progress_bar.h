@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <string>
+#include <utility>
 
 namespace zrkcli {
 
@@ -11,8 +12,6 @@ namespace zrkcli {
 void catchInterrupts();
 /// Returns true once Ctrl-C has been pressed.
 bool isInterrupted();
-/// The exit status of an interrupted command.
-inline constexpr int kInterruptedStatus = 130;
 
 /// Shows the progress of a piece of work on standard error if that is a terminal, and stops the work after
 /// Ctrl-C.
@@ -33,5 +32,13 @@ private:
     std::chrono::steady_clock::time_point _started;
     std::chrono::steady_clock::time_point _lastDrawn;
 };
+
+/// What work(bar) gives, with a progress bar while it runs.
+template <class Work>
+auto withProgress(std::string title, bool quiet, const Work& work)
+{
+    ProgressBar bar(std::move(title), quiet);
+    return work(bar);
+}
 
 } // namespace zrkcli

@@ -1,8 +1,8 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
-#include "formats/volume_writer.h"
-#include "host/error.h"
+#include "formats/points.h"
+#include "formats/volume.h"
 #include "host/field_grid.h"
 
 #include <fmt/core.h>
@@ -12,9 +12,6 @@
 #include <memory>
 
 namespace zrkcli {
-
-using zrkmodel::hostError;
-using zrkmodel::HostError;
 
 namespace {
 
@@ -29,35 +26,34 @@ struct SampleOptions : SamplingOptions {
 
 zrk::BBox<double> parseBounds(const std::string& text)
 {
-    const auto n = parseNumbers(text, 6);
+    const auto n = zrk::parseNumbers(text, 6);
     if (!n) {
-        throw hostError(HostError::kBadInput, "--bounds",
-                        fmt::format("found \"{}\", expected six finite numbers", text),
-                        "write the two corners as x0,y0,z0,x1,y1,z1");
+        throw zrk::FaultError({"--bounds", zrk::quotation(text), "six finite numbers",
+                               "write the two corners as x0,y0,z0,x1,y1,z1"});
     }
     return {{(*n)[0], (*n)[1], (*n)[2]}, {(*n)[3], (*n)[4], (*n)[5]}};
 }
 
 std::array<std::int32_t, 3> parseDims(const std::string& text)
 {
-    const auto n = parseNumbers(text, 3);
+    const auto n = zrk::parseNumbers(text, 3);
     constexpr double kMost = std::numeric_limits<std::int32_t>::max();
     std::array<std::int32_t, 3> dims{};
     for (std::size_t i = 0; i < 3; ++i) {
         if (!n || (*n)[i] != std::floor((*n)[i]) || (*n)[i] < 2 || (*n)[i] > kMost) {
-            throw hostError(
-                HostError::kBadInput, "--dims",
-                fmt::format("found \"{}\", expected three whole numbers from 2 to {}", text, kMost),
-                "write the node counts as NX,NY,NZ, e.g. --dims 64,64,32");
+            throw zrk::FaultError({"--dims", zrk::quotation(text),
+                                   fmt::format("three whole numbers from 2 to {}", kMost),
+                                   "write the node counts as NX,NY,NZ, e.g. --dims 64,64,32"});
         }
         dims[i] = static_cast<std::int32_t>((*n)[i]);
     }
     return dims;
 }
 
-int sample(const SampleOptions& options)
+void sample(const SampleOptions& options)
 {
-    zrk::volumeFormat(options.file); // throws before any work is done if the format is unknown
+    zrk::valueOrThrow(
+        zrk::volumeFormat(options.file)); // throws before any work is done if the format is unknown
     const Job job(options);
     const zrk::BBox<double> bounds =
         options.bounds.empty() ? job.document.samplingBounds() : parseBounds(options.bounds);
@@ -67,26 +63,21 @@ int sample(const SampleOptions& options)
             : parseDims(options.dims);
     const zrk::Region<3, 3, double, 1> region(bounds.min, bounds.max, dims[0], dims[1], dims[2]);
 
-    std::optional<zrkmodel::FieldValues> values;
-    {
-        ProgressBar bar("sampling", options.quiet);
-        values = zrkmodel::sampleField(job.output.field, region, &bar, options.threads);
-    }
-    if (!values) {
-        return kInterruptedStatus;
-    }
+    const auto values = withProgress("sampling", options.quiet, [&](ProgressBar& bar) {
+        return zrk::valueOrThrow(zrkmodel::sampleField(job.output.field, region, &bar, options.threads));
+    });
     const zrk::Volume volume{{dims[0], dims[1], dims[2]},
                              static_cast<int>(job.output.tag.components),
                              {bounds.min[0], bounds.min[1], bounds.min[2]},
                              {bounds.max[0], bounds.max[1], bounds.max[2]},
                              job.output.name,
-                             *values};
-    ProgressBar bar("writing", options.quiet);
-    const auto outcome = zrk::writeVolume(options.file, volume, [&bar](double fraction) {
-        bar.progress(fraction);
-        return !isInterrupted();
+                             values};
+    withProgress("writing", options.quiet, [&](ProgressBar& bar) {
+        zrk::valueOrThrow(zrk::writeVolume(options.file, volume, [&bar](double fraction) {
+            bar.progress(fraction);
+            return !isInterrupted();
+        }));
     });
-    return outcome == zrk::WriteOutcome::Written ? 0 : kInterruptedStatus;
 }
 
 } // namespace
@@ -106,7 +97,7 @@ void addSampleCommand(const Program& program)
     command->add_option(
         "--bounds", options->bounds,
         "corners x0,y0,z0,x1,y1,z1; without them the document's modelBounds, or the unit cube");
-    command->callback([&work = program.work, options] { work = [options] { return sample(*options); }; });
+    command->callback([&work = program.work, options] { work = [options] { sample(*options); }; });
 }
 
 } // namespace zrkcli

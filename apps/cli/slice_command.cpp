@@ -1,7 +1,7 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
-#include "host/error.h"
+#include "formats/points.h"
 #include "host/field_grid.h"
 #include "host/slice_picture.h"
 
@@ -12,9 +12,6 @@
 #include <memory>
 
 namespace zrkcli {
-
-using zrkmodel::hostError;
-using zrkmodel::HostError;
 
 namespace {
 
@@ -28,21 +25,19 @@ struct SliceOptions : SamplingOptions {
 
 zrkmodel::ValueRange parseRange(const std::string& text)
 {
-    const auto n = parseNumbers(text, 2);
+    const auto n = zrk::parseNumbers(text, 2);
     if (!n || !((*n)[0] < (*n)[1])) {
-        throw hostError(HostError::kBadInput, "--range",
-                        fmt::format("found \"{}\", expected two finite numbers, the smaller one first", text),
-                        "write it as LO,HI, e.g. --range -1,1");
+        throw zrk::FaultError({"--range", zrk::quotation(text), "two finite numbers, the smaller one first",
+                               "write it as LO,HI, e.g. --range -1,1"});
     }
     return {(*n)[0], (*n)[1]};
 }
 
-int slice(const SliceOptions& options)
+void slice(const SliceOptions& options)
 {
     if (!options.file.ends_with(".png")) {
-        throw hostError(HostError::kBadInput, "-o",
-                        fmt::format("found \"{}\", expected a file name ending in .png", options.file),
-                        "slices are written as PNG; `zrk sample` writes volumes");
+        throw zrk::FaultError({"-o", zrk::quotation(options.file), "a file name ending in .png",
+                               "slices are written as PNG; `zrk sample` writes volumes"});
     }
     zrkmodel::SliceStyle style;
     if (!options.range.empty()) {
@@ -51,28 +46,22 @@ int slice(const SliceOptions& options)
     const Job job(options);
     const int axis = options.axis[0] - 'x';
     const zrkmodel::SlicePlane plane(job.document.samplingBounds(), axis, options.at, options.size);
-    std::optional<zrkmodel::FieldValues> values;
-    {
-        ProgressBar bar("sampling", options.quiet);
-        values = zrkmodel::sampleField(job.output.field, plane, &bar, options.threads);
-    }
-    if (!values) {
-        return kInterruptedStatus;
-    }
+    const auto values = withProgress("sampling", options.quiet, [&](ProgressBar& bar) {
+        return zrk::valueOrThrow(zrkmodel::sampleField(job.output.field, plane, &bar, options.threads));
+    });
     if (job.output.tag == zrkmodel::Tag::Scalar) {
         style.contour = job.output.surfaceLevel;
         style.insideAbove = job.output.isDensity;
     }
     const zrkmodel::SliceGrid grid{plane.width(), plane.height(), static_cast<int>(job.output.tag.components),
-                                   *values};
+                                   values};
     const zrkmodel::SlicePicture slice = zrkmodel::drawSlice(grid, style);
-    zrk::writePng(options.file, slice.picture);
+    zrk::valueOrThrow(zrk::writePng(options.file, slice.picture));
     if (!options.quiet) {
         fmt::print(stderr, "{}: {} x {} pixels, {} = {:g}, colours from {:.4g} to {:.4g}{}\n", options.file,
                    plane.width(), plane.height(), options.axis, plane.coordinate(), slice.range.low,
                    slice.range.high, style.contour ? fmt::format(", dark line at {:g}", *style.contour) : "");
     }
-    return 0;
 }
 
 } // namespace
@@ -90,7 +79,7 @@ void addSliceCommand(const Program& program)
     command->add_option("--size", options->size, "pixels along the longer side (default 512)")
         ->check(CLI::Range(16, 16384));
     command->add_option("--range", options->range, "values LO,HI at the ends of the colours");
-    command->callback([&work = program.work, options] { work = [options] { return slice(*options); }; });
+    command->callback([&work = program.work, options] { work = [options] { slice(*options); }; });
 }
 
 } // namespace zrkcli

@@ -1,5 +1,5 @@
 #include "apps/cli/commands.h"
-#include "host/error.h"
+#include "core/values/fault.h"
 #include "host/type_lookup.h"
 #include "model/graph.h"
 #include "model/graph_object.h"
@@ -145,27 +145,24 @@ void printTable()
     }
 }
 
-int listTypes(const TypesOptions& options)
+void listTypes(const TypesOptions& options)
 {
     if (options.name.empty() && !options.json) {
         printTable();
-        return 0;
-    }
-    if (options.name.empty()) {
+    } else if (options.name.empty()) {
         Json all = Json::array();
         for (const Registration& entry : zrkmodel::knownTypes()) {
             all.push_back(entryJson(entry));
         }
         fmt::print("{}\n", all.dump(2));
-        return 0;
-    }
-    const Registration& entry = zrkmodel::findType("types", options.name, "");
-    if (options.json) {
-        fmt::print("{}\n", detailsJson(entry).dump(2));
     } else {
-        printDetails(entry);
+        const Registration& entry = *zrk::valueOrThrow(zrkmodel::findType("types", options.name, ""));
+        if (options.json) {
+            fmt::print("{}\n", detailsJson(entry).dump(2));
+        } else {
+            printDetails(entry);
+        }
     }
-    return 0;
 }
 
 } // namespace
@@ -176,7 +173,7 @@ void addTypesCommand(const Program& program)
     auto options = std::make_shared<TypesOptions>();
     command->add_option("NAME", options->name, "class, or unambiguous type name, to describe");
     command->add_flag("--json", options->json, "as JSON");
-    command->callback([&work = program.work, options] { work = [options] { return listTypes(*options); }; });
+    command->callback([&work = program.work, options] { work = [options] { listTypes(*options); }; });
 }
 
 } // namespace zrkcli

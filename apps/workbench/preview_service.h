@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/values/bbox.h"
-#include "formats/png_writer.h"
+#include "formats/png.h"
 #include "host/graph_document.h"
 
 #include <atomic>

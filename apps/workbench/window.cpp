@@ -1,7 +1,6 @@
 #include "apps/workbench/window.h"
 
 #include "apps/workbench/slice_view.h"
-#include "host/error.h"
 #include "inspectors/app.h"
 #include "inspectors/css_style.h"
 #include "inspectors/images.h"
@@ -175,18 +174,17 @@ void Window::closeEvent(QCloseEvent* event)
 
 bool Window::open(const std::string& path)
 {
-    try {
-        zrkmodel::DocumentWarnings warnings;
-        GraphDocument document = GraphDocument::load(path, warnings);
-        takeOver(std::move(document), path);
-        if (!warnings.empty()) {
-            tell(warnings.front(), true);
-        }
-        return true;
-    } catch (const std::exception& error) {
-        tell(error.what(), true);
+    zrkmodel::DocumentWarnings warnings;
+    auto document = GraphDocument::load(path, warnings);
+    if (!document) {
+        tell(zrk::messageOf(document.error()), true);
         return false;
     }
+    takeOver(std::move(*document), path);
+    if (!warnings.empty()) {
+        tell(zrk::messageOf(warnings.front()), true);
+    }
+    return true;
 }
 
 void Window::takeOver(GraphDocument document, const std::string& path)
@@ -297,32 +295,31 @@ void Window::requestSlice()
         _isSettled = true;
         return;
     }
-    try {
-        SliceRequest request{_document->outputField({*_shown, 0}), _document->samplingBounds()};
-        request.axis = _slice->axis();
-        request.at = _slice->at();
-        request.pixels = _slice->pixels();
-        _previews->request(request);
-    } catch (const std::exception& error) {
+    auto output = _document->outputField({*_shown, 0});
+    if (!output) {
         _previews->cancel();
-        _slice->say(error.what());
+        _slice->say(zrk::messageOf(output.error()));
         _isSettled = true;
+        return;
     }
+    SliceRequest request{std::move(*output), _document->samplingBounds()};
+    request.axis = _slice->axis();
+    request.at = _slice->at();
+    request.pixels = _slice->pixels();
+    _previews->request(request);
 }
 
 bool Window::save(const std::string& path)
 {
-    try {
-        _document->save(path);
-        _path = path;
-        _isChanged = false;
-        showTitle();
-        tell("saved " + path, false);
-        return true;
-    } catch (const std::exception& error) {
-        tell(error.what(), true);
+    if (const auto saved = _document->save(path); !saved) {
+        tell(zrk::messageOf(saved.error()), true);
         return false;
     }
+    _path = path;
+    _isChanged = false;
+    showTitle();
+    tell("saved " + path, false);
+    return true;
 }
 
 void Window::showTitle()

@@ -41,7 +41,8 @@ void ZRKValueSerializer<ZRKMultipoleUVW::Pole>::write(ZRKSerialization& s, const
     s.beginObject(pos);
     ZRKValueSerializer<double>::write(s, pole.strength, "strength");
     ZRKValueSerializer<bool>::write(s, pole._isReference, "is_ref");
-    ZRKValueSerializer<zrk::Tensor<3, double>>::write(s, pole.get_point(), "point");
+    ZRKValueSerializer<zrk::Tensor<3, double>>::write(s, pole.is_valid() ? pole.get_point() : pole._point,
+                                                      "point");
     if (pole._isReference) {
         ZRKValueSerializer<ZRKResourceHandle>::write(s, pole._handle, "point_handle");
     }

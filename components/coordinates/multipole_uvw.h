@@ -88,6 +88,12 @@ public:
     ZRKMultipoleUVW() = default;
     /// A copy, and so a clone, starts without poles.
     ZRKMultipoleUVW(const ZRKMultipoleUVW& other) : ZRKComponent(other) {}
+    /// Assigns what a clone gets, telling no one. The target keeps the poles that it has.
+    ZRKMultipoleUVW& operator=(const ZRKMultipoleUVW& other)
+    {
+        other._copyTo(this);
+        return *this;
+    }
     ~ZRKMultipoleUVW() override { unregister_all_refs(); }
 
     static ComponentIdentity identity();
@@ -107,8 +113,9 @@ private:
     void followReferences();
 };
 
-/// A pole is stored as an object with the members "strength", "is_ref", "point" (where the pole is now) and,
-/// if it is a reference, "point_handle".
+/// A pole is stored as an object with the members "strength", "is_ref", "point" and, if it is a reference,
+/// "point_handle". "point" is where the pole is now. For a reference that doesn't resolve it is the point
+/// that was read, so that the last known point goes from one document to the next.
 template <>
 struct ZRKValueSerializer<ZRKMultipoleUVW::Pole> {
     using Pole = ZRKMultipoleUVW::Pole;

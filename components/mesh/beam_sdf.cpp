@@ -62,29 +62,32 @@ void ZRKBeamSDF::setCache(Cache cache) const
     _cache = std::move(cache);
 }
 
-std::string ZRKBeamSDF::importLattice(const std::filesystem::path& path)
+zrk::Result<void> ZRKBeamSDF::importLattice(const std::filesystem::path& path)
 {
     zrk::WavefrontObj mesh = zrk::readWavefrontObj(path);
-    if (!mesh.indexProblem.empty()) {
-        return mesh.indexProblem + "; the lattice stays as it was";
+    if (mesh.indexFault) {
+        mesh.indexFault->remedy += "; the lattice stays as it was";
+        return zrk::refused(std::move(*mesh.indexFault));
     }
     zrk::fitVerticesToBox(mesh.vertexCount, mesh.vertices, kImportBox);
     const Cache lattice = zrk::BeamCacheData::ofEdges(std::move(mesh.vertices), std::move(mesh.indices));
     replaceCache(lattice);
-    if (mesh.problem.empty() && !lattice->bvh) {
-        return path.string() + ": found no triangles, expected faces of three corners; the lattice is empty";
+    if (!mesh.fault && !lattice->bvh) {
+        mesh.fault = {path.string(), "no triangles", "faces of three corners",
+                      "export a mesh of triangles; the lattice is empty"};
     }
-    return mesh.problem;
+    return mesh.fault ? zrk::Result<void>(zrk::refused(std::move(*mesh.fault))) : zrk::Result<void>();
 }
 
-std::string ZRKBeamSDF::importFiles(const std::vector<std::filesystem::path>& paths, zrk::ProgressMonitor*)
+zrk::Result<void> ZRKBeamSDF::importFiles(const std::vector<std::filesystem::path>& paths,
+                                          zrk::ProgressMonitor*)
 {
     if (!paths.empty()) {
         return importLattice(paths.front());
     }
     replaceCache(zrk::BeamCacheData::ofGrid(
         zrk::LatticeGrid::between(kImportBox.min, kImportBox.max, kNodesOfImport)));
-    return "";
+    return {};
 }
 
 bool ZRKBeamSDF::onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node)

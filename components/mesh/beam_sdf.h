@@ -53,6 +53,12 @@ public:
     ZRKBeamSDF() = default;
     /// A copy, and so a clone, starts without a lattice.
     ZRKBeamSDF(const ZRKBeamSDF& other) : ZRKComponent(other) {}
+    /// Assigns what a clone gets, telling no one. The target keeps the lattice that it has.
+    ZRKBeamSDF& operator=(const ZRKBeamSDF& other)
+    {
+        other._copyTo(this);
+        return *this;
+    }
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
@@ -65,8 +71,8 @@ public:
     /// Replaces the lattice by the edges of the first file; without a file by a grid of four nodes over
     /// (0, 0, 0) to (5, 5, 5). A file that can't be read leaves a lattice without beams; one whose faces name
     /// vertices that aren't there leaves the former lattice. Sends no event of a change.
-    std::string importFiles(const std::vector<std::filesystem::path>& paths,
-                            zrk::ProgressMonitor* monitor) override;
+    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
+                                  zrk::ProgressMonitor* monitor) override;
 
 private:
     using Cache = std::shared_ptr<const zrk::BeamCacheData>;
@@ -76,7 +82,7 @@ private:
     /// Holds the last lattice there was.
     std::shared_ptr<zrk::KernelSlot> _slot = std::make_shared<zrk::KernelSlot>(zrk::beamKernel(nullptr));
 
-    std::string importLattice(const std::filesystem::path& path);
+    zrk::Result<void> importLattice(const std::filesystem::path& path);
     void replaceCache(Cache cache);
     void setCache(Cache cache) const;
     void makeCacheIfMissing() const;

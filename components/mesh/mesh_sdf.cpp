@@ -37,26 +37,28 @@ ZRKMeshSDF::Field ZRKMeshSDF::field() const
     return _field;
 }
 
-std::string ZRKMeshSDF::importFiles(const std::vector<std::filesystem::path>& paths,
-                                    zrk::ProgressMonitor* monitor)
+zrk::Result<void> ZRKMeshSDF::importFiles(const std::vector<std::filesystem::path>& paths,
+                                          zrk::ProgressMonitor* monitor)
 {
     if (paths.empty()) {
-        return "";
+        return {};
     }
+    const auto refuse = [](zrk::Fault fault) {
+        fault.remedy += "; the mesh stays as it was";
+        return zrk::refused(std::move(fault));
+    };
     const std::string file = paths.front().string();
     zrk::WavefrontObj mesh = zrk::readWavefrontObj(paths.front());
-    if (!mesh.indexProblem.empty()) {
-        return mesh.indexProblem + "; the mesh stays as it was";
+    if (mesh.indexFault) {
+        return refuse(std::move(*mesh.indexFault));
     }
     if (mesh.triangleCount == 0) {
-        return (mesh.problem.empty()
-                    ? file + ": found no triangles, expected vertices and faces of three corners"
-                    : mesh.problem) +
-               "; the mesh stays as it was";
+        return refuse(mesh.fault.value_or(zrk::Fault{
+            file, "no triangles", "vertices and faces of three corners", "export a mesh of triangles"}));
     }
     if (monitor && monitor->interruptRequested()) {
         monitor->interruptAcknowledged();
-        return file + ": the import was stopped; the mesh stays as it was";
+        return refuse(zrk::interruptedAt(file));
     }
     zrk::fitVerticesToBox(mesh.vertexCount, mesh.vertices, zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
     Field field =
@@ -66,7 +68,7 @@ std::string ZRKMeshSDF::importFiles(const std::vector<std::filesystem::path>& pa
         _slot->fill(zrk::meshKernel(field));
         _field.swap(field);
     }
-    return mesh.problem;
+    return mesh.fault ? zrk::Result<void>(zrk::refused(std::move(*mesh.fault))) : zrk::Result<void>();
 }
 
 } // namespace zrkmodel

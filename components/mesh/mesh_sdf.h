@@ -39,6 +39,12 @@ public:
     ZRKMeshSDF() = default;
     /// A copy, and so a clone, starts without a mesh.
     ZRKMeshSDF(const ZRKMeshSDF& other) : ZRKComponent(other) {}
+    /// Assigns what a clone gets, telling no one. The target keeps the mesh that it has.
+    ZRKMeshSDF& operator=(const ZRKMeshSDF& other)
+    {
+        other._copyTo(this);
+        return *this;
+    }
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
@@ -51,8 +57,8 @@ public:
     /// when the file can't be read, has no vertices or no faces, or has faces that name vertices that aren't
     /// there. A line that isn't understood ends the reading, and what stands before it is taken. Sends no
     /// event of a change.
-    std::string importFiles(const std::vector<std::filesystem::path>& paths,
-                            zrk::ProgressMonitor* monitor) override;
+    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
+                                  zrk::ProgressMonitor* monitor) override;
 
 private:
     mutable std::mutex _mutex;

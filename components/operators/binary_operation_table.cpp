@@ -14,16 +14,9 @@ using Params = BinaryOperation::Params;
 template <class Operation>
 zrk::Evaluation combination(Tag tag, const Operation& operation, double strengthA, double strengthB)
 {
-    if (tag == Tag::Scalar) {
-        return zrk::evaluator(zrk::BinaryCombination<Operation, 1>{strengthA, strengthB, operation});
-    }
-    if (tag == Tag::Color) {
-        return zrk::evaluator(zrk::BinaryCombination<Operation, 4>{strengthA, strengthB, operation});
-    }
-    if (tag == Tag::Vector3d) {
-        return zrk::evaluator(zrk::BinaryCombination<Operation, 3>{strengthA, strengthB, operation});
-    }
-    return {};
+    return makeForTag(tag, [&](auto n) {
+        return zrk::evaluator(zrk::BinaryCombination<Operation, n()>{strengthA, strengthB, operation});
+    });
 }
 
 template <class Operation>

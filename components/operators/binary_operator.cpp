@@ -1,6 +1,7 @@
 #include "components/operators/binary_operator.h"
 
 #include "components/categories.h"
+#include "core/values/fault.h"
 #include "model/graph_item.h"
 #include "model/pins.h"
 
@@ -75,14 +76,14 @@ void ZRKBinaryOperator::onDeserialize(const ZRKDeserialization& d)
 void ZRKBinaryOperator::readOperation(const ZRKDeserialization& d)
 {
     std::string name;
-    ZRKValueSerializer<std::string>::read(d, name, kNameKey);
+    const bool isThere = ZRKValueSerializer<std::string>::read(d, name, kNameKey);
     _operation = findBinaryOperation(name);
     if (_operation.name != name) {
         std::string expected = "one of";
         for (const std::string& known : operationNames()) {
             expected += " \"" + known + "\"";
         }
-        d.refuse(kNameKey, "\"" + name + "\"", expected);
+        d.refuse(kNameKey, isThere ? zrk::quotation(name) : "none", expected, "the node writes nothing");
     }
 }
 

@@ -1,7 +1,6 @@
 #include "components/operators/mask.h"
 
 #include "components/categories.h"
-#include "components/evaluator_for_tag.h"
 #include "components/operators/mask_formula.h"
 #include "model/pins.h"
 
@@ -34,7 +33,7 @@ zrk::Evaluation ZRKMask::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKCont
 {
     using zrk::MaskMode;
     using Arguments = zrk::FromSecondInputFirst;
-    return evaluatorForTag(effectiveTag(pin), [this](auto n) {
+    return makeForTag(effectiveTag(pin), [this](auto n) {
         const double factor = multiplier.value();
         return replace.value() ? zrk::evaluator<Arguments>(zrk::Masking<MaskMode::replace, n()>{factor})
                                : zrk::evaluator<Arguments>(zrk::Masking<MaskMode::lower, n()>{factor});

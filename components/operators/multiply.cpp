@@ -1,7 +1,6 @@
 #include "components/operators/multiply.h"
 
 #include "components/categories.h"
-#include "components/evaluator_for_tag.h"
 #include "components/operators/multiply_formula.h"
 #include "core/engine/formula.h"
 #include "model/pins.h"
@@ -36,8 +35,8 @@ Tag ZRKMultiply::queryEffectiveOutputPinTag(const Pin_ref<1>& pin)
 
 zrk::Evaluation ZRKMultiply::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext&) const
 {
-    const bool byField = upstreamPin(inputPin(pin.node, 1)).isValid();
-    return evaluatorForTag(effectiveTag(pin), [&](auto n) {
+    const bool byField = isConnected(inputPin(pin.node, 1));
+    return makeForTag(effectiveTag(pin), [&](auto n) {
         return byField ? zrk::evaluator(zrk::ScalingByField<n()>{multiplier.value()})
                        : zrk::evaluator(zrk::Scaling<n()>{multiplier.value()});
     });

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <utility>
 
 namespace zrkmodel {
@@ -113,40 +112,41 @@ void ZRK3DImage::loadFolder(ZRKImage3dLibraryView& library, const std::string& p
     replaceRaster(firstChannel(volume));
 }
 
-std::vector<zrk::SliceFault> ZRK3DImage::loadSlices(const zrk::Paths& paths, zrk::ProgressMonitor* monitor)
+zrk::Result<std::vector<zrk::Fault>> ZRK3DImage::loadSlices(const zrk::Paths& paths,
+                                                            zrk::ProgressMonitor* monitor)
 {
     if (paths.empty()) {
         return {};
     }
-    zrk::GreyStack stack = zrk::readGreyStack(paths, monitor);
-    if (stack.state == zrk::StackState::Stopped) {
-        return {};
-    }
-    std::vector<ZRKImage3d::Channel> channels;
-    channels.emplace_back(std::move(stack.voxels));
-    replaceRaster(firstChannel(std::make_shared<const ZRKImage3d>(std::move(channels))));
-    return std::move(stack.leftOut);
+    return zrk::readGreyStack(paths, monitor).map([this](zrk::GreyStack stack) {
+        std::vector<ZRKImage3d::Channel> channels;
+        channels.emplace_back(std::move(stack.voxels));
+        replaceRaster(firstChannel(std::make_shared<const ZRKImage3d>(std::move(channels))));
+        return std::move(stack.leftOut);
+    });
 }
 
-std::string ZRK3DImage::importFiles(const std::vector<std::filesystem::path>& paths,
-                                    zrk::ProgressMonitor* monitor)
+zrk::Result<void> ZRK3DImage::importFiles(const std::vector<std::filesystem::path>& paths,
+                                          zrk::ProgressMonitor* monitor)
 {
     try {
-        const std::vector<zrk::SliceFault> leftOut = loadSlices(paths, monitor);
-        if (leftOut.empty()) {
-            return "";
-        }
-        const std::string others =
-            leftOut.size() == 1 ? ""
-                                : "; " + std::to_string(leftOut.size() - 1) + " more files are left out too";
-        return leftOut.front().path.string() + ": " + leftOut.front().finding + "; the slice is left out" +
-               others;
+        return loadSlices(paths, monitor)
+            .and_then([](const std::vector<zrk::Fault>& leftOut) -> zrk::Result<void> {
+                if (leftOut.empty()) {
+                    return {};
+                }
+                zrk::Fault fault = leftOut.front();
+                fault.remedy += "; the slice is left out";
+                if (leftOut.size() > 1) {
+                    fault.remedy += ", and so are " + std::to_string(leftOut.size() - 1) + " more";
+                }
+                return zrk::refused(std::move(fault));
+            });
     } catch (const std::filesystem::filesystem_error& error) {
-        return error.path1().string() + ": found a path that can't be followed (" + error.code().message() +
-               "), expected a PNG file; no slice is loaded";
-    } catch (const std::bad_alloc&) {
-        return paths.front().string() +
-               ": found more slices than memory holds, expected a smaller stack; none is loaded";
+        zrk::Fault fault = zrk::faultOf(error, paths.front().string());
+        fault.kind = zrk::FaultKind::BadInput;
+        fault.remedy += "; no slice is loaded";
+        return zrk::refused(std::move(fault));
     }
 }
 

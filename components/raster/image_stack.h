@@ -2,7 +2,7 @@
 
 #include "components/guarded.h"
 #include "components/raster/image_property.h"
-#include "formats/slice_stack.h"
+#include "formats/slices.h"
 #include "model/component.h"
 #include "model/file_import.h"
 #include "model/image_library.h"
@@ -64,15 +64,16 @@ public:
     /// for the empty path of a dialog without a choice, both become empty.
     void loadFolder(ZRKImage3dLibraryView& library, const std::string& path);
     /// What the button "load slices" does: it replaces the volume by the slices of PNG files (see
-    /// zrk::readGreyStack) and announces "raster"; "image" is left alone. Without paths, or when the monitor
-    /// interrupts, nothing changes. Without a fit slice the volume is dropped.
+    /// zrk::readGreyStack) and announces "raster"; "image" is left alone. Nothing changes without paths, and
+    /// when the slices are refused: too many pixels together, too little memory, an interruption. Without a
+    /// fit slice the volume is dropped.
     /// @param monitor  may be null.
-    /// @return the files that were left out.
+    /// @return the slices that were left out.
     /// Throws std::filesystem::filesystem_error as readGreyStack does, and changes nothing then.
-    std::vector<zrk::SliceFault> loadSlices(const zrk::Paths& paths, zrk::ProgressMonitor* monitor);
+    zrk::Result<std::vector<zrk::Fault>> loadSlices(const zrk::Paths& paths, zrk::ProgressMonitor* monitor);
     /// The same for documents that name slices.
-    std::string importFiles(const std::vector<std::filesystem::path>& paths,
-                            zrk::ProgressMonitor* monitor) override;
+    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
+                                  zrk::ProgressMonitor* monitor) override;
 
     /// The slice at a share of the stack, 0 to 1, as grey from 0 to 255; nothing without a volume.
     std::optional<zrk::Raster<1, 2, std::uint8_t>> preview(double share) const;

@@ -31,12 +31,6 @@ public:
     }
 };
 
-template <std::uint32_t N>
-zrk::Evaluation forwardField()
-{
-    return zrk::Evaluator(std::make_shared<ForwardField<N>>());
-}
-
 } // namespace
 
 ComponentIdentity ZRKApplyTransform::identity()
@@ -67,17 +61,10 @@ Tag ZRKApplyTransform::queryEffectiveOutputPinTag(const Pin_ref<1>& pin)
 
 zrk::Evaluation ZRKApplyTransform::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext&) const
 {
-    const Tag tag = effectiveTag(pin);
-    if (tag == Tag::Scalar) {
-        return forwardField<1>();
-    }
-    if (tag == Tag::Vector3d) {
-        return forwardField<3>();
-    }
-    if (tag == Tag::Color) {
-        return forwardField<4>();
-    }
-    return zrk::doNothing();
+    const auto forward = [](auto n) -> zrk::Evaluation {
+        return zrk::Evaluator(std::make_shared<ForwardField<n()>>());
+    };
+    return makeForTag(effectiveTag(pin), forward, zrk::doNothing());
 }
 
 std::optional<std::size_t> ZRKApplyTransform::coordinatesInput(std::size_t k) const

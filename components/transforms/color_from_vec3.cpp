@@ -50,8 +50,7 @@ void ZRKColorFromVec3::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node
 
 zrk::Evaluation ZRKColorFromVec3::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext&) const
 {
-    const Pin_ref<1> alpha = inputPin(pin.node, 1);
-    if (alpha.isValid() && !alpha.pin()->connections.empty()) {
+    if (isConnected(inputPin(pin.node, 1))) {
         return zrk::evaluator(ColorWithAlpha{});
     }
     return zrk::evaluator(OpaqueColor{});

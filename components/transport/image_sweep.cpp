@@ -9,13 +9,17 @@
 #include "core/raster/gaussian_kernel.h"
 #include "core/raster/raster_lookup.h"
 #include "core/transport/solver.h"
+#include "core/values/fault.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iostream>
+#include <limits>
 #include <optional>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -150,6 +154,25 @@ void ZRKImageSweep::_ensureRasterCache() const
     fill(_rasterObstacle, obstacle);
 }
 
+/// Names the greater one of the two numbers that make the size, and how large it may be beside the other.
+void ZRKImageSweep::refuseLargeStack() const
+{
+    constexpr double kMostCells = std::numeric_limits<std::int32_t>::max();
+    const double edge = std::max(resolution.value(), 0);
+    const double slices = std::max(steps.value(), 1);
+    if (edge * edge * slices <= kMostCells) {
+        return;
+    }
+    const bool isEdge = edge >= slices;
+    const double most = std::floor(isEdge ? std::sqrt(kMostCells / slices) : kMostCells / (edge * edge));
+    const auto& [tooLarge, other] = isEdge ? std::tie(resolution, steps) : std::tie(steps, resolution);
+    throw zrk::FaultError({'"' + tooLarge.name() + '"', std::to_string(tooLarge.value()),
+                           "at most " + std::to_string(static_cast<int>(most)) + " where \"" + other.name() +
+                               "\" is " + std::to_string(other.value()),
+                           "lower it; the stack has resolution x resolution x steps cells",
+                           zrk::FaultKind::FailedWork});
+}
+
 bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
 {
     if (!_rasterA || !_rasterB) {
@@ -159,6 +182,7 @@ bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
         });
         return true;
     }
+    refuseLargeStack();
     Pixels a = resampled(_rasterA, resolution.value());
     Pixels b = resampled(_rasterB, resolution.value());
     std::optional<Pixels> closed;

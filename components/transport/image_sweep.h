@@ -78,12 +78,14 @@ public:
     ZRKImageSweep() = default;
     /// A copy has the stack, but not the images that a crossfade mixes in, until it computes.
     ZRKImageSweep(const ZRKImageSweep& other);
+    ZRKImageSweep& operator=(const ZRKImageSweep&) = default;
 
     /// What the button "compute >>" does: it computes the stack from the images and announces "raster". Takes
     /// a second or so with the defaults, and returns when all is done.
     /// @param monitor  is told of the progress and may stop the computation. Without one, percents go to the
     ///                 standard output stream, a line each.
     /// @return false when it was stopped; the former stack is then kept and nothing is announced.
+    /// Throws zrk::FaultError, before memory is taken, for a stack that no raster can hold.
     bool compute(zrk::ProgressMonitor* monitor = nullptr);
     /// What a picker does: it assigns another image, or none, to one of the three image properties. The stack
     /// stays until the next `compute`.
@@ -123,6 +125,7 @@ private:
     void _ensureRasterCache() const;
     std::shared_ptr<const Volume> _ensureOutputRaster() const;
     bool rebuildSweep(zrk::ProgressMonitor* monitor);
+    void refuseLargeStack() const;
     void updateOutputRaster(Sweep& sweep) const;
     void mixInCrossfade(const Sweep& sweep, Volume& volume) const;
     template <class Lookup>

@@ -1,11 +1,11 @@
 #include "core/engine/evaluation_domain.h"
 
 #include "core/values/batch.h"
+#include "core/values/fault.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <stdexcept>
 #include <string>
 
 namespace zrk {
@@ -95,8 +95,10 @@ std::int32_t gridSampleCount(std::int32_t nx, std::int32_t ny, std::int32_t nz)
     // Two factors of 31 bits fit into 64; the third is tested before it is multiplied.
     const std::int64_t layer = std::int64_t{nx} * ny;
     if (layer > std::numeric_limits<std::int32_t>::max() / nz) {
-        throw std::length_error("a grid of " + std::to_string(nx) + " x " + std::to_string(ny) + " x " +
-                                std::to_string(nz) + " nodes has more than 2147483647 samples");
+        throw FaultError(
+            {"grid", std::to_string(nx) + " x " + std::to_string(ny) + " x " + std::to_string(nz) + " nodes",
+             "at most " + std::to_string(std::numeric_limits<std::int32_t>::max()) + " together",
+             "ask for a lower resolution or smaller bounds", FaultKind::FailedWork});
     }
     return static_cast<std::int32_t>(layer * nz);
 }

@@ -62,7 +62,7 @@ private:
 
 extern template class EvaluationDomain<3, double>;
 
-/// Number of nodes of a grid; an axis without nodes gives 0. Throws std::length_error when
+/// Number of nodes of a grid; an axis without nodes gives 0. Throws FaultError when
 /// sample indices of 32 bits don't reach over it.
 std::int32_t gridSampleCount(std::int32_t nx, std::int32_t ny, std::int32_t nz);
 
@@ -75,7 +75,7 @@ class LinearGridDomain<1, Region<3, 3, double, 1>> final : public EvaluationDoma
 public:
     using EvaluationDomain<3, double>::position;
 
-    /// Throws std::length_error for a grid that is too large (see gridSampleCount).
+    /// Throws FaultError for a grid that is too large (see gridSampleCount).
     explicit LinearGridDomain(const Region<3, 3, double, 1>& region);
 
     /// Box around the region's eight corners in space.

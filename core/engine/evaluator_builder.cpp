@@ -1,5 +1,7 @@
 #include "core/engine/evaluator_builder.h"
 
+#include "core/values/fault.h"
+
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
@@ -35,10 +37,11 @@ std::shared_ptr<EvaluationNode> EvaluatorBuilder<T>::addInput(const IField& fiel
     std::shared_ptr<EvaluationNode>& node = _shared[{generator->identity(), coordinates}];
     if (!node) {
         if (_shared.size() > kMostNodes) {
-            throw std::length_error(
-                "found a chain of more than " + std::to_string(kMostNodes) +
-                " nodes, expected fewer\n  remedy: fields that are applied to each other, or "
-                "nested gradients, multiply their nodes; put fewer of them in a row");
+            throw FaultError({"field", "a chain of more than " + std::to_string(kMostNodes) + " nodes",
+                              "fewer",
+                              "fields that are applied to each other, or nested gradients, multiply their "
+                              "nodes; put fewer of them in a row",
+                              FaultKind::FailedWork});
         }
         node = std::make_shared<EvaluationNode>();
         node->reset(generator->descriptor().outputShape, coordinates);

@@ -52,7 +52,7 @@ public:
 
     /// From outside, builds the whole chain of a node whose generator and coordinates are set.
     /// From within a `build`, takes a node that the generator made itself; the current node
-    /// must own it. Throws std::logic_error when the nodes form a cycle, and std::length_error when the
+    /// must own it. Throws std::logic_error when the nodes form a cycle, and FaultError when the
     /// chain has more nodes than memory should hold.
     void visit(EvaluationNode* node);
 

@@ -11,7 +11,7 @@ namespace zrk {
 /// the grid's extents. A field without a generator leaves the values as they are.
 ///
 /// Runs on all processors; memory beside the raster is some hundred kilobytes a worker.
-/// Throws std::length_error for more than 2147483647 nodes, std::bad_alloc when the raster
+/// Throws FaultError for more than 2147483647 nodes, std::bad_alloc when the raster
 /// doesn't fit into memory, and whatever a closure throws.
 void rasterizeField(const IField& field, const Region<3, 3, double, 1>& gridBox,
                     Raster<1, 3, double>& raster);

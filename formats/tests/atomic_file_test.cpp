@@ -1,6 +1,5 @@
 #include "formats/atomic_file.h"
 
-#include "formats/error.h"
 #include "testing/temporary_folder.h"
 
 #include <gmock/gmock.h>
@@ -25,23 +24,20 @@ using testing::StartsWith;
 
 class AtomicFileTest : public TemporaryFolder {};
 
-void save(const std::string& path, const std::string& text)
+Result<void> save(const std::string& path, const std::string& text)
 {
-    AtomicFile file(path);
-    file.write(text.data(), text.size());
-    file.commit();
+    return AtomicFile::create(path).and_then([&text](AtomicFile file) {
+        file.write(text.data(), text.size());
+        return file.commit();
+    });
 }
 
-// The message of the failure that `work` must end in.
-std::string failureOf(const std::function<void()>& work)
+// The message of the failure that saving must end in.
+std::string failureOf(const std::string& path, const std::string& text)
 {
-    try {
-        work();
-    } catch (const HostError& error) {
-        EXPECT_EQ(error.exitStatus, HostError::kFailedWork);
-        return error.what();
-    }
-    return "no failure";
+    const Result<void> saved = save(path, text);
+    EXPECT_TRUE(!saved && saved.error().kind == FaultKind::FailedWork);
+    return saved ? "no failure" : messageOf(saved.error());
 }
 
 mode_t modeOf(const std::string& path)
@@ -55,14 +51,14 @@ mode_t modeOf(const std::string& path)
 TEST_F(AtomicFileTest, KeepsEveryByteInOrder)
 {
     std::string expected;
-    AtomicFile file(path("out"));
+    AtomicFile file = valueOrThrow(AtomicFile::create(path("out")));
     for (const std::size_t size : {1u, 100'000u, 262'144u, 0u, 7u, 1'000'000u, 262'143u, 2u}) {
         const std::string piece(size, static_cast<char>('a' + expected.size() % 26));
         file.write(piece.data(), piece.size());
         expected += piece;
     }
     EXPECT_FALSE(fs::exists(path("out")));
-    file.commit();
+    EXPECT_TRUE(file.commit());
     EXPECT_TRUE(content("out") == expected);
     EXPECT_EQ(entryCount(), 1);
 }
@@ -71,13 +67,28 @@ TEST_F(AtomicFileTest, WithoutCommitNothingChanges)
 {
     put("out", "old");
     {
-        AtomicFile file(path("out"));
+        AtomicFile file = valueOrThrow(AtomicFile::create(path("out")));
         const std::string large(1'000'000, 'x');
         file.write(large.data(), large.size());
         EXPECT_EQ(content("out"), "old");
     }
     EXPECT_EQ(content("out"), "old");
     EXPECT_EQ(entryCount(), 1);
+}
+
+TEST_F(AtomicFileTest, TellsAFailedWriteAtOnceAndAtTheEnd)
+{
+    const int descriptor = ::open("/dev/full", O_WRONLY);
+    if (descriptor < 0) {
+        GTEST_SKIP() << "no /dev/full here";
+    }
+    AtomicFile file = valueOrThrow(AtomicFile::create("/proc/self/fd/" + std::to_string(descriptor)));
+    const std::string large(1'000'000, 'x');
+    EXPECT_TRUE(file.write("text", 4)) << "waits in the buffer";
+    EXPECT_FALSE(file.write(large.data(), large.size()));
+    EXPECT_FALSE(file.write("text", 4));
+    EXPECT_FALSE(file.commit());
+    ::close(descriptor);
 }
 
 TEST_F(AtomicFileTest, RefusesPlacesThatCantHoldAFile)
@@ -103,13 +114,12 @@ TEST_F(AtomicFileTest, RefusesPlacesThatCantHoldAFile)
     const std::ptrdiff_t before = entryCount();
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        EXPECT_THAT(failureOf([&] { save(c.path, "new"); }),
-                    AllOf(StartsWith(c.path + ": found"), HasSubstr(c.found), HasSubstr("\n  remedy: "),
-                          HasSubstr(c.remedy)));
+        EXPECT_THAT(failureOf(c.path, "new"), AllOf(StartsWith(c.path + ": found"), HasSubstr(c.found),
+                                                    HasSubstr("\n  remedy: "), HasSubstr(c.remedy)));
         EXPECT_EQ(entryCount(), before);
     }
     EXPECT_EQ(content("plain"), "old");
-    EXPECT_THAT(failureOf([] { save("", "new"); }), HasSubstr("empty name"));
+    EXPECT_THAT(failureOf("", "new"), HasSubstr("empty name"));
 }
 
 TEST_F(AtomicFileTest, RefusesAReadOnlyTarget)
@@ -119,7 +129,7 @@ TEST_F(AtomicFileTest, RefusesAReadOnlyTarget)
     }
     put("out", "old");
     fs::permissions(path("out"), fs::perms::owner_read);
-    EXPECT_THAT(failureOf([&] { save(path("out"), "new"); }), HasSubstr("Permission denied"));
+    EXPECT_THAT(failureOf(path("out"), "new"), HasSubstr("Permission denied"));
     EXPECT_EQ(content("out"), "old");
 }
 
@@ -135,7 +145,7 @@ TEST_F(AtomicFileTest, KeepsTheOldFileWhenTheDiskIsFull)
     std::string failures[2];
     for (const int i : {0, 1}) {
         const std::string text(i == 0 ? 1'000'000 : 1001, 'x');
-        failures[i] = failureOf([&] { save(path("out"), text); });
+        failures[i] = failureOf(path("out"), text);
     }
     ::setrlimit(RLIMIT_FSIZE, &before);
     std::signal(SIGXFSZ, oldHandler);
@@ -157,7 +167,7 @@ TEST_F(AtomicFileTest, ReportsAFullDevice)
     }
     const std::string full = "/proc/self/fd/" + std::to_string(descriptor);
     for (const std::size_t size : {10u, 1'000'000u}) { // at the end, in the midst
-        EXPECT_THAT(failureOf([&] { save(full, std::string(size, 'x')); }),
+        EXPECT_THAT(failureOf(full, std::string(size, 'x')),
                     AllOf(StartsWith(full + ": "), HasSubstr("No space left"), HasSubstr("free some space")));
     }
     ::close(descriptor);
@@ -168,7 +178,7 @@ TEST_F(AtomicFileTest, WritesStraightIntoAPipe)
     ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
     const int reader = ::open(path("pipe").c_str(), O_RDONLY | O_NONBLOCK);
     ASSERT_GE(reader, 0);
-    save(path("pipe"), "text");
+    EXPECT_TRUE(save(path("pipe"), "text"));
     char read[8] = {};
     EXPECT_EQ(::read(reader, read, sizeof read), 4);
     ::close(reader);
@@ -185,7 +195,7 @@ TEST_F(AtomicFileTest, AppendsToAnOpenDescriptor)
     ASSERT_GE(descriptor, 0);
     const std::string alias = "/proc/self/fd/" + std::to_string(descriptor);
     fs::create_symlink(alias, path("stdout"));
-    save(path("stdout"), "after");
+    EXPECT_TRUE(save(path("stdout"), "after"));
     EXPECT_EQ(::write(descriptor, "!", 1), 1);
     ::close(descriptor);
     EXPECT_EQ(content("log"), "before after!");
@@ -197,8 +207,8 @@ TEST_F(AtomicFileTest, ReplacesWhatALinkPointsTo)
     put("folder/old", "old");
     fs::create_symlink("folder/old", path("link"));
     fs::create_symlink("folder/new", path("dangling"));
-    save(path("link"), "1");
-    save(path("dangling"), "2");
+    EXPECT_TRUE(save(path("link"), "1"));
+    EXPECT_TRUE(save(path("dangling"), "2"));
     EXPECT_TRUE(fs::is_symlink(path("link")));
     EXPECT_TRUE(fs::is_symlink(path("dangling")));
     EXPECT_EQ(content("folder/old"), "1");
@@ -208,10 +218,10 @@ TEST_F(AtomicFileTest, ReplacesWhatALinkPointsTo)
 TEST_F(AtomicFileTest, GivesTheUsualPermissions)
 {
     const mode_t oldMask = ::umask(027);
-    save(path("new"), "1");
+    EXPECT_TRUE(save(path("new"), "1"));
     put("kept", "old");
     ::chmod(path("kept").c_str(), 0604);
-    save(path("kept"), "1");
+    EXPECT_TRUE(save(path("kept"), "1"));
     ::umask(oldMask);
     EXPECT_EQ(modeOf(path("new")), 0640u);
     EXPECT_EQ(modeOf(path("kept")), 0604u);
@@ -219,20 +229,20 @@ TEST_F(AtomicFileTest, GivesTheUsualPermissions)
 
 TEST_F(AtomicFileTest, TwoWritersOfOneTargetDontMeet)
 {
-    AtomicFile first(path("out"));
-    AtomicFile second(path("out"));
+    AtomicFile first = valueOrThrow(AtomicFile::create(path("out")));
+    AtomicFile second = valueOrThrow(AtomicFile::create(path("out")));
     first.write("first", 5);
     second.write("second", 6);
-    first.commit();
+    EXPECT_TRUE(first.commit());
     EXPECT_EQ(content("out"), "first");
-    second.commit();
+    EXPECT_TRUE(second.commit());
     EXPECT_EQ(content("out"), "second");
 }
 
 TEST_F(AtomicFileTest, ALongNameFits)
 {
     const std::string name(250, 'n');
-    save(path(name), "1");
+    EXPECT_TRUE(save(path(name), "1"));
     EXPECT_EQ(content(name), "1");
 }
 

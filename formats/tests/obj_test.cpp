@@ -1,6 +1,6 @@
 #include "formats/obj.h"
 
-#include "formats/line_reader.h"
+#include "formats/limits.h"
 #include "testing/literal_obj_reader.h"
 #include "testing/temporary_folder.h"
 
@@ -107,25 +107,25 @@ TEST_F(ObjReader, TakesPositionsAndFacesAlone)
 
 TEST_F(ObjReader, NamesFileAndLineOfWhatIsWrong)
 {
-    EXPECT_EQ(read("v 1 2 3\nf 1 1 1\n").problem, "");
+    const WavefrontObj whole = read("v 1 2 3\nf 1 1 1\n");
+    EXPECT_FALSE(whole.fault || whole.indexFault);
     const std::string place = path("mesh.obj") + ", line 2: ";
-    EXPECT_THAT(read("#\nfoo \x1b[1m\nf 9 9 9").problem,
-                HasSubstr(place + "found \"foo ?[1m\", expected v, f, "));
-    EXPECT_LT(read("#\n" + std::string(100'000, 'x')).problem.size(), 400u);
+    EXPECT_THAT(messageOf(read("#\nfoo \x1b[1m\nf 9 9 9").fault.value()),
+                HasSubstr(place + "found \"foo \\x1b[1m\", expected v, f, "));
+    EXPECT_LT(messageOf(read("#\n" + std::string(100'000, 'x')).fault.value()).size(), 400u);
 
-    EXPECT_EQ(read("v 1 2 3\nf 1 1 1\n").indexProblem, "");
-    EXPECT_THAT(read("f 1 1 1\nf 1 2 3\nf 3 1 1\nv 0 0 0\nv 0 0 0").indexProblem,
+    EXPECT_THAT(messageOf(read("f 1 1 1\nf 1 2 3\nf 3 1 1\nv 0 0 0\nv 0 0 0").indexFault.value()),
                 HasSubstr(place + "found a face with the vertex 3, expected 1 to 2, "));
-    EXPECT_THAT(read("v 1 2 3\nf 1 -1 2\nf 1 1 1").indexProblem,
+    EXPECT_THAT(messageOf(read("v 1 2 3\nf 1 -1 2\nf 1 1 1").indexFault.value()),
                 HasSubstr(place + "found a face with the vertex -1,"));
-    EXPECT_EQ(read("v 1 2 3\nf 1 1 1\nf 9 -9").indexProblem, "") << "no whole triangle has them";
-    EXPECT_EQ(read("f 9 9").indexProblem, "");
-    EXPECT_THAT(read("v 1 2 3\nf 1 1 1 1 9\nf 1").indexProblem,
+    EXPECT_FALSE(read("v 1 2 3\nf 1 1 1\nf 9 -9").indexFault) << "no whole triangle has them";
+    EXPECT_FALSE(read("f 9 9").indexFault);
+    EXPECT_THAT(messageOf(read("v 1 2 3\nf 1 1 1 1 9\nf 1").indexFault.value()),
                 HasSubstr(place + "found a face with the vertex 9,"));
 
     for (const std::string& wrong : {path("none.obj"), folder.string()}) {
         const WavefrontObj obj = parseWavefrontObj(wrong);
-        EXPECT_THAT(obj.problem, HasSubstr(wrong + ": found "));
+        EXPECT_EQ(obj.fault.value().place, wrong);
         EXPECT_TRUE(obj.vertices.empty());
     }
     int counts[2] = {5, 5};
@@ -252,12 +252,13 @@ TEST_F(ObjReader, ReadsLinesOfAnyLength)
     EXPECT_EQ(read(face + "\nv 4 5 6").indices, std::vector<int>(1'000'000, 0)) << "longer than a block";
     EXPECT_EQ(read(face + "\nv 4 5 6").vertices, (std::vector<double>{1, 2, 3, 4, 5, 6}));
 
-    const std::string rest(LineReader::kMaxLine + 3'000'000, ' ');
+    const std::string rest(kMaxLineBytes + 3'000'000, ' ');
     EXPECT_EQ(read("#" + rest + "\nv 4 5 6").vertices, (std::vector<double>{4, 5, 6}));
     const WavefrontObj tooLong = read("v 1 2 3\nv" + rest + "4 5 6\nv 7 8 9");
     EXPECT_EQ(tooLong.vertices, (std::vector<double>{1, 2, 3}));
-    EXPECT_THAT(tooLong.problem, HasSubstr("line 2: found \"v "));
-    EXPECT_THAT(tooLong.problem, HasSubstr("expected lines of at most 64 MiB"));
+    EXPECT_THAT(
+        messageOf(tooLong.fault.value()),
+        ::testing::AllOf(HasSubstr("line 2: found \"v "), HasSubstr("expected lines of at most 64 MiB")));
 }
 
 TEST(FitVerticesToBox, StretchesTheMeshWithTheOriginPerAxis)

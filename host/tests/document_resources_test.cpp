@@ -21,7 +21,7 @@ class DocumentLists : public zrktest::TemporaryFolder {
 protected:
     std::shared_ptr<DocumentResources> load(const std::string& entries)
     {
-        return DocumentResources::load(ZRKJson::parse(entries), path("a.zrk.json"));
+        return DocumentResources::load(ZRKJson::parse(entries), path("a.zrk.json")).value();
     }
     void copyPicture(const char* name) const
     {

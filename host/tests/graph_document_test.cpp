@@ -1,7 +1,6 @@
 #include "host/graph_document.h"
 
 #include "host/document_json.h"
-#include "host/error.h"
 #include "model/graph_object.h"
 #include "model/property.h"
 #include "model/registry.h"
@@ -23,7 +22,7 @@ const std::string kName = zrktest::sourceFolder() / "examples" / "test.zrk.json"
 GraphDocument parsed(const std::string& text)
 {
     DocumentWarnings warnings;
-    return GraphDocument::parse(text, kName, warnings);
+    return zrk::valueOrThrow(GraphDocument::parse(text, kName, warnings));
 }
 
 std::vector<std::string> exampleTexts()
@@ -87,7 +86,8 @@ TEST(GraphDocumentText, KeepsTheFilesOfImports)
         DocumentWarnings warnings;
         const std::string text = R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "BeamSDF", "import": )" +
                                  std::string(files) + "}]}";
-        const GraphDocument document = GraphDocument::parse(text, "test.zrk.json", warnings);
+        const GraphDocument document =
+            zrk::valueOrThrow(GraphDocument::parse(text, "test.zrk.json", warnings));
         EXPECT_EQ(warnings.size(), 1u) << "no such file";
         EXPECT_EQ(ZRKJson::parse(document.toText())["nodes"][0]["import"].dump(), files);
     }
@@ -130,11 +130,11 @@ TEST_F(GraphDocumentFile, IsReplacedAsAWholeOrStays)
 {
     put("a.zrk.json", kOdd);
     DocumentWarnings warnings;
-    const GraphDocument document = GraphDocument::load(path("a.zrk.json"), warnings);
-    document.save(path("a.zrk.json"));
+    const GraphDocument document = zrk::valueOrThrow(GraphDocument::load(path("a.zrk.json"), warnings));
+    EXPECT_TRUE(document.save(path("a.zrk.json")));
     EXPECT_EQ(content("a.zrk.json"), document.toText());
-    EXPECT_THROW(document.save(path("missing/a.zrk.json")), HostError);
-    EXPECT_THROW(document.save(folder.string()), HostError);
+    EXPECT_FALSE(document.save(path("missing/a.zrk.json")));
+    EXPECT_FALSE(document.save(folder.string()));
     EXPECT_EQ(entryCount(), 1);
 }
 
@@ -198,19 +198,22 @@ private:
 /// What is read must also be written, and be one again; and be what the JSON library reads.
 bool isDocument(const std::string& text)
 {
-    try {
-        const GraphDocument document = parsed(text);
-        EXPECT_EQ(parsed(document.toText()).toText(), document.toText());
-        EXPECT_EQ(parseDocumentJson(text, kName).dump(), ZRKJson::parse(text).dump());
-        document.outputPins();
-        return true;
-    } catch (const HostError& error) {
-        const std::string message = error.what();
-        EXPECT_EQ(error.exitStatus, HostError::kBadInput);
-        EXPECT_TRUE(message.starts_with(kName + ", ")) << message;
-        EXPECT_NE(message.find("\n  remedy: "), std::string::npos) << message;
-        return false;
+    DocumentWarnings warnings;
+    const zrk::Result<GraphDocument> document = GraphDocument::parse(text, kName, warnings);
+    if (document) {
+        EXPECT_EQ(parsed(document->toText()).toText(), document->toText());
+        EXPECT_EQ(parseDocumentJson(text, kName)->dump(), ZRKJson::parse(text).dump());
+        document->outputPins();
+    } else {
+        EXPECT_EQ(document.error().kind, zrk::FaultKind::BadInput);
+        warnings.push_back(document.error());
     }
+    for (const zrk::Fault& fault : warnings) {
+        EXPECT_TRUE(fault.place.starts_with(kName + ", ")) << fault.place;
+        EXPECT_FALSE(fault.found.empty() || fault.expected.empty() || fault.remedy.empty())
+            << zrk::messageOf(fault);
+    }
+    return document.has_value();
 }
 
 TEST(BrokenDocuments, AreReadOrRefused)

@@ -1,7 +1,6 @@
 #include "components/raster/image_stack.h"
 #include "components/registration.h"
 #include "core/engine/progress.h"
-#include "host/error.h"
 #include "host/graph_document.h"
 #include "model/serializable.h"
 #include "testing/source_folder.h"
@@ -29,7 +28,8 @@ protected:
     }
 
     /// With one resource, "a", of these members.
-    GraphDocument document(const std::string& members, zrk::ProgressMonitor* monitor = nullptr) const
+    zrk::Result<GraphDocument> document(const std::string& members,
+                                        zrk::ProgressMonitor* monitor = nullptr) const
     {
         DocumentWarnings warnings;
         const std::string text =
@@ -41,20 +41,18 @@ protected:
     template <class Image>
     std::shared_ptr<Image> resource(const std::string& members) const
     {
-        return ZRKResourceHandleOf<Image>(document(members).resources()->find(ZRKuuid("A"))).object();
+        return ZRKResourceHandleOf<Image>(document(members)->resources()->find(ZRKuuid("A"))).object();
     }
 
     std::string refusal(const std::string& members) const
     {
-        try {
-            document(members);
-        } catch (const HostError& error) {
-            EXPECT_EQ(error.exitStatus, HostError::kBadInput);
-            EXPECT_THAT(error.what(), HasSubstr("a.zrk.json, resources[0], \"path\""));
-            EXPECT_THAT(error.what(), HasSubstr("remedy: "));
-            return error.what();
+        const auto refused = document(members);
+        if (refused) {
+            return "";
         }
-        return "";
+        EXPECT_EQ(refused.error().kind, zrk::FaultKind::BadInput);
+        EXPECT_THAT(refused.error().place, HasSubstr("a.zrk.json, resources[0], \"path\""));
+        return zrk::messageOf(refused.error());
     }
 };
 
@@ -105,7 +103,7 @@ TEST_F(ImageResources, AreNoMembersOfGroups)
     DocumentWarnings warnings;
     const char* text = R"({"zrkGraph": 1, "resources": [{"uuid": "a", "kind": "image2d", "path": "p.png"},
         {"uuid": "g", "kind": "geometry", "shape": "group", "members": ["a"]}]})";
-    EXPECT_THROW(GraphDocument::parse(text, path("a.zrk.json"), warnings), HostError);
+    EXPECT_FALSE(GraphDocument::parse(text, path("a.zrk.json"), warnings));
 }
 
 class Stop final : public zrk::ProgressMonitor {
@@ -118,19 +116,16 @@ TEST_F(ImageResources, StopLoadingWhenTheyAreAskedTo)
 {
     copy("png_reader/grey8.png", "scan/a.png");
     Stop stop;
-    try {
-        document(R"("kind": "image3d", "path": "scan")", &stop);
-        FAIL() << "not stopped";
-    } catch (const HostError& error) {
-        EXPECT_EQ(error.exitStatus, HostError::kInterrupted);
-    }
+    const auto stopped = document(R"("kind": "image3d", "path": "scan")", &stop);
+    ASSERT_FALSE(stopped);
+    EXPECT_EQ(stopped.error().kind, zrk::FaultKind::Interrupted);
 }
 
 TEST_F(ImageResources, TakeAFolderThatAComponentLoads)
 {
     copy("npy_reader/uint8.npy", "scan.npy");
     copy("png_reader/grey8.png", "other/a.png");
-    const GraphDocument loaded = document(R"("kind": "image3d", "path": "scan.npy")");
+    const GraphDocument loaded = zrk::valueOrThrow(document(R"("kind": "image3d", "path": "scan.npy")"));
     const auto stack = std::dynamic_pointer_cast<ZRK3DImage>(loaded.graph()->getNodePtr(1)->object);
     const auto former = stack->image.value();
     ASSERT_NE(former, nullptr);
@@ -142,17 +137,20 @@ TEST_F(ImageResources, TakeAFolderThatAComponentLoads)
         << "one resource";
 
     const auto loadedFolder = stack->image.value();
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(path("other")); // which holds slices, but wasn't chosen
     stack->loadFolder(resources, "");
+    std::filesystem::current_path(before);
     EXPECT_EQ(stack->image.value(), nullptr) << "no folder was chosen";
     stack->loadFolder(resources, path("other"));
     EXPECT_EQ(stack->image.value(), loadedFolder);
     DocumentWarnings none;
-    const GraphDocument bare = GraphDocument::parse(R"({"zrkGraph": 1, "nodes": []})", "bare.zrk.json", none);
-    EXPECT_NE(bare.resources()->ensureImageFromfolder(path("other")), nullptr) << "beside no folder by name";
+    const auto bare = GraphDocument::parse(R"({"zrkGraph": 1, "nodes": []})", "bare.zrk.json", none);
+    EXPECT_NE(bare->resources()->ensureImageFromfolder(path("other")), nullptr) << "beside no folder by name";
 
-    loaded.save(path("b.zrk.json"));
+    EXPECT_TRUE(loaded.save(path("b.zrk.json")));
     DocumentWarnings warnings;
-    const GraphDocument again = GraphDocument::load(path("b.zrk.json"), warnings);
+    const GraphDocument again = zrk::valueOrThrow(GraphDocument::load(path("b.zrk.json"), warnings));
     EXPECT_THAT(warnings, ::testing::IsEmpty());
     EXPECT_EQ(ZRKJson::parse(again.toText())["resources"][1]["path"], "other");
     const auto reread = std::dynamic_pointer_cast<ZRK3DImage>(again.graph()->getNodePtr(1)->object);

@@ -1,11 +1,6 @@
-#include "formats/png_writer.h"
-
-#include "host/error.h"
 #include "host/slice_picture.h"
-#include "testing/temporary_folder.h"
 
 #include <gmock/gmock.h>
-#include <spng.h>
 
 #include <cmath>
 #include <functional>
@@ -17,61 +12,8 @@
 namespace zrkmodel {
 namespace {
 
-using zrktest::TemporaryFolder;
-
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
-
-// --- PNG ---
-
-class PictureFile : public TemporaryFolder {
-protected:
-    template <int C>
-    void expectRoundTrip()
-    {
-        std::mt19937 random(7);
-        zrk::Raster<C, 2, unsigned char> picture(61, 37);
-        for (unsigned char& value : picture.data) {
-            value = static_cast<unsigned char>(random());
-        }
-        zrk::writePng(path("p.png"), picture);
-        const std::string bytes = content("p.png");
-        const std::unique_ptr<spng_ctx, void (*)(spng_ctx*)> context(spng_ctx_new(0), spng_ctx_free);
-        spng_set_png_buffer(context.get(), bytes.data(), bytes.size());
-        spng_ihdr header = {};
-        ASSERT_EQ(spng_get_ihdr(context.get(), &header), 0);
-        EXPECT_EQ(header.width, 61u);
-        EXPECT_EQ(header.height, 37u);
-        const int format = C == 3 ? SPNG_FMT_RGB8 : SPNG_FMT_RGBA8;
-        EXPECT_EQ(header.color_type, C == 3 ? SPNG_COLOR_TYPE_TRUECOLOR : SPNG_COLOR_TYPE_TRUECOLOR_ALPHA);
-        std::vector<unsigned char> decoded(picture.data.size());
-        ASSERT_EQ(spng_decode_image(context.get(), decoded.data(), decoded.size(), format, 0), 0);
-        EXPECT_EQ(decoded, picture.data);
-    }
-};
-
-TEST_F(PictureFile, DecodesToTheSamePixels)
-{
-    expectRoundTrip<3>();
-    expectRoundTrip<4>();
-}
-
-TEST_F(PictureFile, KeepsTheOldFileWhenThereIsNothingToWrite)
-{
-    put("p.png", "old");
-    try {
-        zrk::writePng(path("p.png"), zrk::Picture(0, 5));
-        ADD_FAILURE() << "wrote a picture without pixels";
-    } catch (const HostError& error) {
-        EXPECT_EQ(error.exitStatus, HostError::kFailedWork);
-        EXPECT_THAT(error.what(),
-                    testing::AllOf(testing::HasSubstr("0 x 5"), testing::HasSubstr("remedy: ")));
-    }
-    EXPECT_EQ(content("p.png"), "old");
-    EXPECT_EQ(entryCount(), 1);
-}
-
-// --- slices ---
 
 using Color = std::vector<int>;
 

@@ -2,7 +2,6 @@
 
 #include "core/engine/formula.h"
 #include "core/values/scalar_math.h"
-#include "host/error.h"
 #include "host/graph_document.h"
 #include "model/channel_names.h"
 #include "model/component.h"
@@ -65,18 +64,14 @@ protected:
     static GraphDocument parsed(const std::string& text)
     {
         DocumentWarnings warnings;
-        GraphDocument document = GraphDocument::parse(text, "test.zrk.json", warnings);
+        GraphDocument document = zrk::valueOrThrow(GraphDocument::parse(text, "test.zrk.json", warnings));
         EXPECT_EQ(warnings.size(), 0u);
         return document;
     }
     static std::string refusal(const std::string& name, const std::string& uuid)
     {
-        try {
-            findType("here", name, uuid);
-        } catch (const HostError& error) {
-            return error.what();
-        }
-        return "";
+        const auto found = findType("here", name, uuid);
+        return found ? "" : zrk::messageOf(found.error());
     }
 };
 
@@ -89,11 +84,11 @@ TEST_F(TypesFromOutside, LoadSampleAndSaveInDocuments)
                                               std::string(type) + R"(", "values": {"level": 0.25}},
             {"id": 3, "type": "Shell"}],
           "links": [{"from": [1, 0], "to": [2, 0]}, {"from": [2, 0], "to": [3, 0]}], "output": [2, 0]})");
-        EXPECT_EQ(sample(document.outputField().field, {7, 8, 2}), (std::vector<double>{1.75, 1}));
+        EXPECT_EQ(sample(document.outputField()->field, {7, 8, 2}), (std::vector<double>{1.75, 1}));
 
         const GraphDocument again = parsed(document.toText());
         EXPECT_EQ(again.toText(), document.toText());
-        EXPECT_EQ(sample(again.outputField().field, {7, 8, 2}), (std::vector<double>{1.75, 1}));
+        EXPECT_EQ(sample(again.outputField()->field, {7, 8, 2}), (std::vector<double>{1.75, 1}));
         const ZRKJson node = ZRKJson::parse(document.toText())["nodes"][1];
         EXPECT_EQ(node["type"], "Sphere of elsewhere");
         EXPECT_EQ(node["uuid"], "0B65DFA7-8E30-4C46-9B25-6C2F6F1B8A10");
@@ -104,7 +99,7 @@ TEST_F(TypesFromOutside, AreListedBehindTheComponentsAndSuggested)
 {
     ASSERT_GT(knownTypes().size(), 1u);
     EXPECT_EQ(knownTypes().front().className, "ZRKSphereUVW");
-    EXPECT_EQ(&findType("here", "ZRKOutsider", "0b65dfa7-8e30-4c46-9b25-6c2f6f1b8a10"),
+    EXPECT_EQ(findType("here", "ZRKOutsider", "0b65dfa7-8e30-4c46-9b25-6c2f6f1b8a10").value(),
               ZRKGraphObject::registry().findByClass("ZRKOutsider"));
     EXPECT_THAT(refusal("ZRKOutsidr", ""), HasSubstr("\"Sphere of elsewhere\""));
     EXPECT_THAT(refusal("ZRKOutsider", "E22BE999-A552-4034-ADA4-2DB5E2AF90C7"),
@@ -119,8 +114,9 @@ TEST_F(TypesFromOutside, EnteredByHandAreToldApartByTheirUuid)
     info.name = "Shell";
     const auto* entered = ZRKGraphObject::registry().add(
         info, {}, [] { return std::make_shared<ZRKOutsider>(); }, {}, ZRKIcon());
-    EXPECT_EQ(&findType("here", "Shell", info.uuid), entered);
-    EXPECT_EQ(findType("here", "Shell", "B00F743F-1B53-4430-BB0D-8C729EBC099B").className, "ZRKShell");
+    EXPECT_EQ(findType("here", "Shell", info.uuid).value(), entered);
+    EXPECT_EQ(findType("here", "Shell", "B00F743F-1B53-4430-BB0D-8C729EBC099B").value()->className,
+              "ZRKShell");
     EXPECT_THAT(refusal("Shell", ""), HasSubstr("which 2 types share"));
     EXPECT_THAT(refusal("", ""), HasSubstr("unknown type"));
 }

@@ -4,6 +4,7 @@
 #include "components/mesh/mesh_sdf.h"
 #include "inspectors/app.h"
 #include "inspectors/field.h"
+#include "inspectors/panel_parts.h"
 
 namespace zrkui {
 
@@ -29,7 +30,7 @@ void importPanel(Component& c, ZRKPropertyView& view)
         std::string problem;
         ZRKApp::ui().runLong("importing " + paths.front(), button->window(),
                              [&](zrk::ProgressMonitor& monitor) {
-                                 problem = c.importFiles({paths.begin(), paths.end()}, &monitor);
+                                 problem = problemOf(c.importFiles({paths.begin(), paths.end()}, &monitor));
                              });
         UIField::say(button, problem);
     });

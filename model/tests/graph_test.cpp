@@ -94,8 +94,6 @@ TEST(Graph, IdsAndViews)
     EXPECT_FALSE(last.isAlive());
     graph->addNode(std::make_shared<Operator>(), 65534);
     EXPECT_FALSE(last.isAlive()); // a new node of the same id isn't the old one
-    EXPECT_FALSE(addInputPin(last, Tag::Scalar, "x").isValid());
-    EXPECT_FALSE(addInputPin({}, Tag::Scalar, "x").isValid());
 
     const Pin_ref<1> pin = graph->pin_ref(out(0));
     EXPECT_TRUE(pin.isValid());
@@ -121,6 +119,27 @@ TEST(Graph, PinsAreWhatWasDeclared)
     }
     EXPECT_FALSE(addInputPin(node, Tag::Scalar, "one too many").isValid());
     EXPECT_EQ(node.record()->inputs.size(), 256u);
+}
+
+TEST(Graph, NodesThatArentThereGetNoPins)
+{
+    auto graph = graphOf(1);
+    const ZRKGraph::Node removed = graph->addNode(std::make_shared<Operator>());
+    const auto record = graph->getNodePtr(removed.id());
+    const ZRKGraphNode before = *record;
+    graph->removeNode(removed.id());
+    const ZRKGraph::Node withoutRecord(graph, graph->getNodePtr(0)->object, nullptr);
+    for (const ZRKGraph::Node& node : {removed, withoutRecord, ZRKGraph::Node()}) {
+        EXPECT_FALSE(addInputPin(node, Tag::Scalar, "x").handle.isValid());
+        EXPECT_FALSE(addCoordinatesPin(node, Tag::Vector3d, "x").handle.isValid());
+        EXPECT_FALSE(addDefaultedInputPin(node, Tag::Scalar, "x", 1).handle.isValid());
+        EXPECT_FALSE(addOutputPin(node, Tag::Scalar, "x").handle.isValid());
+        EXPECT_FALSE(inputPin(node, 0).handle.isValid());
+        EXPECT_FALSE(outputPin(node, 0).handle.isValid());
+        EXPECT_FALSE(isConnected({node, in(0, 0)}));
+    }
+    EXPECT_EQ(record->inputs.size(), before.inputs.size());
+    EXPECT_EQ(record->outputs.size(), before.outputs.size());
 }
 
 TEST(Graph, RefusesLinksAndSaysWhy)
@@ -235,6 +254,51 @@ TEST(EffectiveTag, ResolvesWildcards)
     EXPECT_EQ(tag(out(1)), Tag::Vector3d);
     graph->disconnect(in(0, 1)); // nothing is remembered from before
     EXPECT_EQ(tag(out(1)), Tag::None);
+}
+
+/// Answers for a wildcard by the direction of the pin it is asked about.
+struct TwoFaced : ZRKGraphObject {
+    void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override
+    {
+        addInputPin(node, Tag::Any, "a");
+        addInputPin(node, Tag::Scalar, "s");
+        addOutputPin(node, Tag::Any, "out");
+    }
+    Tag queryEffectiveOutputPinTag(const Pin_ref<1>& pin) override
+    {
+        const Tag declared = ZRKGraphObject::queryEffectiveOutputPinTag(pin);
+        return declared != Tag::Any ? declared : pin.handle.isOutput() ? Tag::Color : Tag::Vector3d;
+    }
+};
+
+// A node in a graph within a graph is linked to an input of the node that stands for the inner one.
+TEST(EffectiveTag, ThroughAnEnclosingGraphTheInputsObjectAnswers)
+{
+    auto graph = graphOf(0);
+    const ZRKGraph::Node outer = graph->addNode(std::make_shared<TwoFaced>());
+    const ZRKGraph::Node inner = graph->addNode(std::make_shared<TwoFaced>());
+    const auto linkInner = [&](Pin_handle upstream) { inner.record()->inputs[0].connections = {upstream}; };
+    const Pin_ref<1> pin = inputPin(inner, 0);
+    EXPECT_EQ(effectiveTag(pin), Tag::None);
+    linkInner(in(outer.id(), 1));
+    EXPECT_EQ(effectiveTag(pin), Tag::Scalar);
+    linkInner(in(outer.id(), 0));
+    {
+        const EffectiveTagScope scope; // in which each pin has an answer of its own
+        EXPECT_EQ(effectiveTag(pin), Tag::Vector3d);
+        EXPECT_EQ(effectiveTag(outputPin(outer, 0)), Tag::Color);
+        EXPECT_EQ(effectiveTag(pin), Tag::Vector3d);
+    }
+    linkInner(in(outer.id(), 9));
+    EXPECT_EQ(effectiveTag(pin), Tag::None) << "no such pin";
+    linkInner(out(outer.id()));
+    EXPECT_EQ(effectiveTag(pin), Tag::Color);
+    graph->removeNode(outer.id());
+    linkInner(out(outer.id()));
+    EXPECT_EQ(effectiveTag(pin), Tag::None) << "its node is gone";
+    const Pin_ref<1> orphan{{graph, nullptr, graph->getNodePtr(inner.id())}, out(inner.id())};
+    EXPECT_EQ(effectiveTag(orphan), Tag::None) << "no object to ask";
+    EXPECT_EQ(effectiveTag({}), Tag::None);
 }
 
 // A wildcard read twice at every step would double the queries with each.

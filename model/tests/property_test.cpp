@@ -1,6 +1,7 @@
 #include "model/geometry.h"
 #include "model/property.h"
 #include "model/resource.h"
+#include "model/value_list.h"
 
 #include <gtest/gtest.h>
 
@@ -47,10 +48,37 @@ TEST(Signal, EmissionWorksOnACopyOfTheSlots)
     });
     signal(1);
     EXPECT_EQ(calls, (std::vector<std::string>{"once", "always"}));
-    EXPECT_FALSE(once.connected());
+    EXPECT_FALSE(once.isConnected());
     calls.clear();
     signal(2);
     EXPECT_EQ(calls, (std::vector<std::string>{"always", "late"}));
+}
+
+// Which of its slots an emission calls is settled when it begins.
+TEST(Signal, SlotsMayDisconnectThemselvesAndOthers)
+{
+    nod::signal<void()> signal;
+    std::string calls;
+    nod::connection a;
+    nod::connection b;
+    nod::connection c;
+    a = signal.connect([&] { calls += 'a'; });
+    b = signal.connect([&] {
+        calls += 'b';
+        for (nod::connection* each : {&a, &b, &c}) {
+            each->disconnect();
+        }
+    });
+    c = signal.connect([&] { calls += 'c'; });
+    nod::connection last = signal.connect([&] { calls += "d "; });
+    signal();
+    signal();
+    EXPECT_EQ(calls, "abcd d ");
+    EXPECT_FALSE(a.isConnected() || b.isConnected() || c.isConnected());
+    EXPECT_TRUE(last.isConnected());
+    signal.connect(nullptr);
+    signal();
+    EXPECT_EQ(calls, "abcd d d ") << "an empty function is passed over";
 }
 
 TEST(Signal, OldConnectionsDontTouchNewSlots)
@@ -62,7 +90,7 @@ TEST(Signal, OldConnectionsDontTouchNewSlots)
     first.disconnect(); // trims the tail, so the next slot takes the same place
     nod::connection second = signal.connect([&] { ++calls; });
     copy.disconnect();
-    EXPECT_TRUE(second.connected());
+    EXPECT_TRUE(second.isConnected());
     signal();
     EXPECT_EQ(calls, 1);
     {
@@ -89,7 +117,7 @@ TEST(Signal, ConnectionsOutliveTheSignal)
         (*signal)();
     }
     EXPECT_EQ(calls, 2);
-    EXPECT_FALSE(connection.connected());
+    EXPECT_FALSE(connection.isConnected());
     connection.disconnect();
 }
 
@@ -135,6 +163,41 @@ TEST(Property, AssignsInTheToldOrder)
     EXPECT_EQ(widget->size.value(), 5);
     EXPECT_TRUE(widget->setSilent(false));
     EXPECT_EQ(log, (std::vector<std::string>{"filter", "filter"}));
+}
+
+TEST(Property, FiltersWhatIsAssignedAndNotWhatIsRead)
+{
+    auto widget = std::make_shared<Widget>();
+    Widget other;
+    widget->size.setFilter([](const double& v) { return v > 10 ? 10 : v; });
+    other.size.set(20);
+    widget->size.assignFrom(&other.size, false);
+    EXPECT_EQ(widget->size.value(), 10);
+    widget->size.set(0);
+    widget->size = other.size;
+    EXPECT_EQ(widget->size.value(), 10);
+    EXPECT_EQ(other.size.value(), 20);
+    const ZRKJson values{{"size", 20}};
+    widget->deserialize(ZRKDeserialization(values));
+    EXPECT_EQ(widget->size.value(), 20);
+    EXPECT_EQ(widget->log, (std::vector<std::string>{"owner size"})) << "only set announced its value";
+}
+
+// Silence holds for assigned properties; what an object announces by itself is heard.
+TEST(Property, TellsNoOneWhileItsOwnerIsSilent)
+{
+    auto widget = std::make_shared<Widget>();
+    Widget other;
+    std::vector<std::string> heard;
+    widget->addListener([&](const ZRKEvent& event) { heard.push_back(event.name); });
+    widget->size.addListener([&](const double&) { heard.push_back("slot"); });
+    widget->setSilent(true);
+    widget->size.set(5);
+    widget->size.assignFrom(&other.size, true);
+    EXPECT_TRUE(heard.empty());
+    EXPECT_TRUE(widget->log.empty());
+    widget->emitPropertyChange("raster");
+    EXPECT_EQ(heard, (std::vector<std::string>{"raster"}));
 }
 
 TEST(Property, AssignFromTakesTheSameTypeOnly)
@@ -212,6 +275,52 @@ TEST(Serializable, TextGoesThereAndBack)
     EXPECT_EQ(other.to_json(nullptr), widget.to_json(nullptr));
     EXPECT_EQ(other.at.value(), widget.at.value());
     EXPECT_THROW(other.from_json("{", false, nullptr, {}), ZRKJson::parse_error);
+}
+
+/// Values in a list that are strings, before and after which stands a number.
+struct Labels : ZRKSerializableObject {
+    ZRKProperty<double> before{"before", 1.0, this};
+    ZRKValueList<std::string> names{"names", this};
+    ZRKProperty<double> after{"after", 2.0, this};
+
+    void onDeserialize(const ZRKDeserialization& d) override
+    {
+        before.deserialize(d);
+        if (d.beginObject("inner")) {
+            names.deserialize(d);
+            d.end();
+        }
+        after.deserialize(d);
+    }
+};
+
+TEST(Serializable, KeepsWhatWasReadWhenAStringIsOfAnotherKind)
+{
+    const ZRKJson values{{"outer", {{"before", 5}, {"inner", {{"names", {"a", 7}}}}, {"after", 6}}}};
+    Labels labels;
+    labels.setUuid(ZRKuuid("own"));
+    labels.names.add("old");
+    const ZRKDeserialization d(values);
+    for (const bool isPreserving : {false, true}) {
+        ASSERT_TRUE(d.beginObject("outer"));
+        try {
+            isPreserving ? labels.deserializeAndPreserveUUID(d) : labels.deserialize(d);
+            ADD_FAILURE() << "no error";
+        } catch (const ZRKJson::type_error& error) {
+            EXPECT_STREQ(error.what(), "[json.exception.type_error.302] type must be string, but is number");
+        }
+        EXPECT_NE(d.at("inner"), nullptr) << "back where deserialize was called";
+        d.end();
+        EXPECT_NE(d.at("outer"), nullptr);
+        EXPECT_EQ(labels.before.value(), 5) << "read ahead of the error";
+        EXPECT_EQ(labels.names.values(), (std::vector<std::string>{"old"}));
+        EXPECT_EQ(labels.after.value(), 2) << "behind the error";
+        labels.before.set(1);
+    }
+    EXPECT_THROW(
+        labels.from_json(R"({"uuid": "new", "values": {"inner": {"names": [7]}}})", false, nullptr, {}),
+        ZRKJson::type_error);
+    EXPECT_EQ(labels.uuid(), ZRKuuid("own"));
 }
 
 struct Shape : ZRKGeometry {
@@ -330,9 +439,152 @@ TEST_F(ResourceProperty, ReadingAgainGivesUpTheFormerWait)
     EXPECT_EQ(holder->shape.value()->uuid(), ZRKuuid("y"));
     EXPECT_EQ(holder->changes, 1);
 
+    holder->shape.set(nullptr, false);
+    read({{"shape", "v"}});
+    EXPECT_FALSE(read(ZRKJson::object()));
+    EXPECT_FALSE(holder->shape.isWaiting());
+    EXPECT_EQ(stored(), "v") << "a null value that isn't waited for any more is still saved as it was read";
+
     read({{"shape", "w"}});
     holder.reset(); // a property that is gone hears nothing
     library->add("w")->resolve(shape("w"));
+}
+
+// Whatever was read before, a pick is what counts from then on: it is saved and cloned, and what
+// arrives later doesn't replace it.
+TEST_F(ResourceProperty, APickReplacesWhatWasRead)
+{
+    struct Case {
+        const char* name;
+        const char* read;
+        bool fromAnother;
+        std::shared_ptr<Shape> pick;
+    };
+    const auto picked = shape("picked");
+    const Case cases[] = {
+        {"a pick while one waits", "x", false, picked},
+        {"a cleared pick while one waits", "x", false, nullptr},
+        {"a pick for an unknown one", "unknown", false, picked},
+        {"a cleared pick for an unknown one", "unknown", false, nullptr},
+        {"a cleared pick for one of another class", "image", false, nullptr},
+        {"another's value while one waits", "x", true, picked},
+        {"another's null while one waits", "x", true, nullptr},
+        {"another's null for an unknown one", "unknown", true, nullptr},
+        {"another's null for one of another class", "image", true, nullptr},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        library->entries.clear();
+        library->add("image")->resolve(std::make_shared<ZRKImage2d>());
+        const auto x = library->add("x");
+        holder = std::make_shared<Holder>();
+        holder->shape.set(shape("former"), false);
+        read({{"shape", c.read}});
+        if (c.fromAnother) {
+            Holder other;
+            other.shape.set(c.pick, false);
+            holder->shape.assignFrom(&other.shape, true);
+        } else {
+            holder->shape.set(c.pick);
+        }
+        EXPECT_EQ(holder->changes, 1);
+        EXPECT_FALSE(holder->shape.isWaiting());
+        const auto twin = std::dynamic_pointer_cast<Holder>(holder->clone());
+        x->resolve(shape("x"));
+        for (const auto& each : {holder, twin}) {
+            EXPECT_EQ(each->shape.value(), c.pick);
+            EXPECT_EQ(each->shape.valueJson(), c.pick ? "picked" : "");
+        }
+        EXPECT_EQ(holder->changes, 1) << "the late one tells no one";
+    }
+}
+
+TEST_F(ResourceProperty, AnotherPropertysWaitIsTakenOver)
+{
+    const auto x = library->add("x");
+    const auto y = library->add("y");
+    read({{"shape", "y"}});
+    const auto other = std::make_shared<Holder>();
+    other->shape.set(shape("picked"), false);
+    other->shape.assignFrom(&holder->shape, false);
+    EXPECT_EQ(other->shape.value(), nullptr) << "the value that the other has now";
+    EXPECT_EQ(other->shape.valueJson(), "y");
+    read({{"shape", "x"}});
+    other->shape.assignFrom(&holder->shape, true);
+    other->shape.assignFrom(&other->shape, true); // nothing, the wait goes on
+    EXPECT_EQ(other->changes, 1);
+    y->resolve(shape("y"));
+    EXPECT_EQ(other->shape.value(), nullptr) << "given up for x";
+    other->setSilent(true);
+    x->resolve(shape("x"));
+    ASSERT_NE(other->shape.value(), nullptr);
+    EXPECT_EQ(other->shape.value(), holder->shape.value());
+    EXPECT_EQ(other->changes, 1) << "a silent owner isn't told of an arrival either";
+    EXPECT_EQ(holder->changes, 1);
+}
+
+// One arrival may do away with others that wait for the same resource.
+TEST_F(ResourceProperty, AnArrivalReachesNoPropertyThatIsGoneOrWaitsAnew)
+{
+    const auto x = library->add("x");
+    const auto y = library->add("y");
+    auto gone = std::make_shared<Holder>();
+    auto anew = std::make_shared<Holder>();
+    read({{"shape", "x"}});
+    holder->shape.addListener([&](const std::shared_ptr<ZRKGeometry>&) {
+        gone.reset();
+        const ZRKJson other{{"shape", "y"}};
+        anew->deserialize(ZRKDeserialization(other, library));
+        y->resolve(shape("y"));
+    });
+    for (const auto& each : {gone, anew}) {
+        const ZRKJson same{{"shape", "x"}};
+        each->deserialize(ZRKDeserialization(same, library));
+    }
+    x->resolve(shape("x"));
+    EXPECT_EQ(gone, nullptr);
+    ASSERT_NE(anew->shape.value(), nullptr);
+    EXPECT_EQ(anew->shape.value()->uuid(), ZRKuuid("y"));
+    EXPECT_EQ(anew->changes, 1);
+}
+
+TEST_F(ResourceProperty, ALateOneOfAnotherClassIsNullAndKeepsTheReference)
+{
+    const auto x = library->add("x");
+    holder->shape.set(shape("former"), false);
+    read({{"shape", "x"}});
+    std::string savedMeanwhile;
+    holder->shape.addListener(
+        [&](const std::shared_ptr<ZRKGeometry>&) { savedMeanwhile = stored().get<std::string>(); });
+    x->resolve(std::make_shared<ZRKImage3d>());
+    EXPECT_EQ(holder->shape.value(), nullptr);
+    EXPECT_EQ(holder->changes, 1);
+    EXPECT_EQ(savedMeanwhile, "x");
+    EXPECT_EQ(stored(), "x");
+}
+
+TEST_F(ResourceProperty, PicturesAndVolumesAreReadAlike)
+{
+    struct Images : ZRKSerializableObject {
+        ZRKProperty<std::shared_ptr<ZRKImage2d>> flat{"flat", nullptr, this};
+        ZRKProperty<std::shared_ptr<ZRKImage3d>> deep{"deep", nullptr, this};
+    };
+    const auto picture = std::make_shared<ZRKImage2d>();
+    const auto volume = std::make_shared<ZRKImage3d>();
+    library->add("p")->resolve(picture);
+    const auto late = library->add("v");
+    Images images;
+    const ZRKJson values{{"flat", "p"}, {"deep", "v"}};
+    images.deserialize(ZRKDeserialization(values, library));
+    EXPECT_EQ(images.flat.value(), picture);
+    EXPECT_TRUE(images.deep.isWaiting());
+    late->resolve(volume);
+    EXPECT_EQ(images.deep.value(), volume);
+    const ZRKJson crossed{{"flat", "v"}, {"deep", "p"}};
+    images.deserialize(ZRKDeserialization(crossed, library));
+    EXPECT_EQ(images.flat.value(), nullptr);
+    EXPECT_EQ(images.deep.value(), nullptr);
+    EXPECT_EQ(images.flat.valueJson(), "v");
 }
 
 TEST_F(ResourceProperty, WrongClassStoresNullAndKeepsTheReference)

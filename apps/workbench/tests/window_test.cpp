@@ -121,12 +121,12 @@ TEST_F(Workbench, KeepsTheDocumentWhenAnotherCantBeRead)
 }
 
 /// The field of a document's node 1.
-OutputField fieldOf(const GraphDocument& document) { return document.outputField({1, 0}); }
+OutputField fieldOf(const GraphDocument& document) { return document.outputField({1, 0}).value(); }
 
 GraphDocument parsed(const std::string& text)
 {
     DocumentWarnings warnings;
-    return GraphDocument::parse(text, "test", warnings);
+    return GraphDocument::parse(text, "test", warnings).value();
 }
 
 TEST_F(Workbench, PreviewsComeCoarseFirst)

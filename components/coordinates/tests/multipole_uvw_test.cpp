@@ -104,6 +104,28 @@ TEST_F(MultipoleUVW, HasItsStoredForm)
     EXPECT_TRUE(told.empty());
 }
 
+TEST_F(MultipoleUVW, KeepsTheLastKnownPointOfAReferenceThatDoesntResolve)
+{
+    const auto pole = [](const char* point, const char* handle) {
+        return std::string(R"({"const direction":false,"poles":[{"strength":1.0,"is_ref":true,"point":)") +
+               point + R"(,"point_handle":")" + handle + R"("}]})";
+    };
+    const std::string gone = pole("[4.0,5.0,6.0]", "gone");
+    read(gone.c_str());
+    EXPECT_EQ(stored(*multipole), gone);
+    EXPECT_EQ(multipole->poles.values()[0].get_point(), (Vector{0, 0, 0})) << "it isn't used meanwhile";
+
+    read(pole("[4.0,5.0,6.0]", "a").c_str());
+    EXPECT_EQ(stored(*multipole), pole("[1.0,0.0,0.0]", "a")) << "one that resolves is where it is now";
+    read(pole("[4.0,5.0,6.0]", "").c_str());
+    EXPECT_EQ(stored(*multipole), pole("[4.0,5.0,6.0]", ""));
+
+    a = std::make_shared<Spot>("a", Vector{1, 0, 0}, false);
+    read(pole("[4.0,5.0,6.0]", "a").c_str());
+    EXPECT_EQ(stored(*multipole), pole("[0.0,0.0,0.0]", "a"))
+        << "what is there but no point is at the origin";
+}
+
 TEST_F(MultipoleUVW, HasFixedPolesAndReferences)
 {
     Pole fixed(Vector{1, 2, 3}, 0.5);

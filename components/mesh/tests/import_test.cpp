@@ -35,7 +35,7 @@ protected:
         put("sheets.obj", kSheets);
         const auto valueWith = [this](const char* file) {
             const auto other = std::make_shared<Component>();
-            EXPECT_EQ(other->importFiles({folder / file}, nullptr), "");
+            EXPECT_TRUE(other->importFiles({folder / file}, nullptr));
             return sample(other, kPosition).front();
         };
         ofTetrahedron = valueWith("tetrahedron.obj");

@@ -248,6 +248,34 @@ TEST(ImageSweep, ACopyHasTheStackButNoCrossfade)
     EXPECT_EQ(sample(copy, {0.25, 0.375, 0.25}), sample(sweep.component, {0.25, 0.375, 0.25}));
 }
 
+// Before any memory is taken for it; the message tells how large it may be.
+TEST(ImageSweep, RefusesAStackBeyondAnyRaster)
+{
+    struct Case {
+        int resolution;
+        int steps;
+        const char* place;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {2147483647, 8, "\"resolution\"", "at most 16383 where \"steps\" is 8"},
+        {46341, 1, "\"resolution\"", "at most 46340 where \"steps\" is 1"},
+        {32, 2147483647, "\"steps\"", "at most 2097151 where \"resolution\" is 32"},
+    };
+    for (const Case& c : cases) {
+        Sweep sweep(0.0);
+        sweep.component->resolution.set(c.resolution);
+        sweep.component->steps.set(c.steps);
+        try {
+            sweep.component->compute(&sweep.monitor);
+            ADD_FAILURE() << c.resolution;
+        } catch (const zrk::FaultError& error) {
+            EXPECT_EQ(error.fault().place, c.place);
+            EXPECT_EQ(error.fault().expected, c.expected);
+        }
+    }
+}
+
 TEST(ImageSweep, StoresItsValuesInOrder)
 {
     ZRKImageSweep sweep;

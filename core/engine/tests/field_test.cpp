@@ -1,6 +1,7 @@
 #include "core/engine/evaluation_domain.h"
 #include "core/engine/field_generator.h"
 #include "core/engine/rasterize.h"
+#include "core/values/fault.h"
 #include "testing/random_chain.h"
 
 #include <gtest/gtest.h>
@@ -223,10 +224,10 @@ TEST(LinearGridDomain, TooLargeGridsAreRefused)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         if (c.count < 0) {
-            EXPECT_THROW(gridSampleCount(c.n[0], c.n[1], c.n[2]), std::length_error);
+            EXPECT_THROW(gridSampleCount(c.n[0], c.n[1], c.n[2]), FaultError);
             Raster<1, 3, double> raster(2, 2, 2);
             EXPECT_THROW(rasterizeField(literal::position(), Grid({}, {}, c.n[0], c.n[1], c.n[2]), raster),
-                         std::length_error);
+                         FaultError);
             EXPECT_EQ(raster.data.size(), 8u);
         } else {
             EXPECT_EQ(gridSampleCount(c.n[0], c.n[1], c.n[2]), c.count);

@@ -1,6 +1,5 @@
-#include "formats/volume_writer.h"
+#include "formats/volume.h"
 
-#include "formats/error.h"
 #include "testing/temporary_folder.h"
 
 #include <gmock/gmock.h>
@@ -156,7 +155,7 @@ struct Grid {
     }
 };
 
-class VolumeWriter : public TemporaryFolder {};
+class VolumeFile : public TemporaryFolder {};
 
 struct Format {
     const char* file;
@@ -166,7 +165,7 @@ struct Format {
 const Format kFormats[] = {{"v.npy", readNpy, false}, {"v.nrrd", readNrrd, true}, {"v.VTI", readVti, true}};
 
 // Read by a parser of its own for each format: sizes, order of axes, positions and every bit.
-TEST_F(VolumeWriter, WritesWhatReadersExpect)
+TEST_F(VolumeFile, WritesWhatReadersExpect)
 {
     struct Case {
         int nx, ny, nz, components;
@@ -186,7 +185,7 @@ TEST_F(VolumeWriter, WritesWhatReadersExpect)
             SCOPED_TRACE(testing::Message() << format.file << " " << c.nx << " " << c.ny << " " << c.nz
                                             << " x " << c.components);
             const Grid grid(c.nx, c.ny, c.nz, c.components);
-            EXPECT_EQ(writeVolume(path(format.file), grid.volume), WriteOutcome::Written);
+            EXPECT_TRUE(writeVolume(path(format.file), grid.volume));
             const Readback read = format.read(content(format.file));
             EXPECT_THAT(read.dims, testing::ElementsAre(c.nx, c.ny, c.nz));
             EXPECT_EQ(read.components, c.components);
@@ -202,31 +201,31 @@ TEST_F(VolumeWriter, WritesWhatReadersExpect)
 }
 
 // Readers refuse a spacing of 0.
-TEST_F(VolumeWriter, GivesAFlatBoxASpacing)
+TEST_F(VolumeFile, GivesAFlatBoxASpacing)
 {
     Grid grid(2, 2, 2, 1);
     grid.volume.upper[1] = grid.volume.lower[1];
     for (const Format& format : kFormats) {
-        writeVolume(path(format.file), grid.volume);
+        EXPECT_TRUE(writeVolume(path(format.file), grid.volume));
         const Readback read = format.read(content(format.file));
         EXPECT_EQ(read.spacing[1], format.hasPositions ? 1 : 0) << format.file;
     }
 }
 
-TEST_F(VolumeWriter, KeepsANameFromBreakingTheFile)
+TEST_F(VolumeFile, KeepsANameFromBreakingTheFile)
 {
     Grid grid(2, 2, 2, 1);
     grid.volume.name = "a<b & \"c\"\nencoding: gzip";
-    writeVolume(path("v.nrrd"), grid.volume);
+    EXPECT_TRUE(writeVolume(path("v.nrrd"), grid.volume));
     EXPECT_EQ(readNrrd(content("v.nrrd")).name, "a<b & \"c\" encoding: gzip");
-    writeVolume(path("v.vti"), grid.volume);
+    EXPECT_TRUE(writeVolume(path("v.vti"), grid.volume));
     EXPECT_EQ(readVti(content("v.vti")).name, "a&lt;b &amp; &quot;c&quot; encoding: gzip");
     grid.volume.name = "";
-    writeVolume(path("v.vti"), grid.volume);
+    EXPECT_TRUE(writeVolume(path("v.vti"), grid.volume));
     EXPECT_EQ(readVti(content("v.vti")).name, "values");
 }
 
-TEST_F(VolumeWriter, StopsWhenAskedAndKeepsTheOldFile)
+TEST_F(VolumeFile, StopsWhenAskedAndKeepsTheOldFile)
 {
     const Grid grid(70, 71, 40, 1);
     for (const Format& format : kFormats) {
@@ -239,12 +238,12 @@ TEST_F(VolumeWriter, StopsWhenAskedAndKeepsTheOldFile)
             };
         };
         for (const double last : {0.0, 0.5, 1.0}) {
-            EXPECT_EQ(writeVolume(path(format.file), grid.volume, recordUntil(last)),
-                      WriteOutcome::Interrupted);
+            const Result<void> written = writeVolume(path(format.file), grid.volume, recordUntil(last));
+            EXPECT_TRUE(!written && written.error().kind == FaultKind::Interrupted);
             EXPECT_EQ(content(format.file), "old");
         }
         fractions.clear();
-        EXPECT_EQ(writeVolume(path(format.file), grid.volume, recordUntil(2)), WriteOutcome::Written);
+        EXPECT_TRUE(writeVolume(path(format.file), grid.volume, recordUntil(2)));
         EXPECT_EQ(fractions.front(), 0);
         EXPECT_EQ(fractions.back(), 1);
         EXPECT_TRUE(std::is_sorted(fractions.begin(), fractions.end()));
@@ -252,7 +251,7 @@ TEST_F(VolumeWriter, StopsWhenAskedAndKeepsTheOldFile)
     EXPECT_EQ(entryCount(), 3);
 }
 
-TEST_F(VolumeWriter, ListsTheFormatsForAnyOtherName)
+TEST_F(VolumeFile, ListsTheFormatsForAnyOtherName)
 {
     const Grid grid(2, 2, 2, 1);
     struct Case {
@@ -264,15 +263,12 @@ TEST_F(VolumeWriter, ListsTheFormatsForAnyOtherName)
                           {"v", "no extension"},
                           {".npy", "no extension"}};
     for (const Case& c : cases) {
-        try {
-            writeVolume(path(c.name), grid.volume);
-            ADD_FAILURE() << c.name;
-        } catch (const HostError& error) {
-            EXPECT_EQ(error.exitStatus, HostError::kBadInput);
-            EXPECT_THAT(error.what(), testing::StartsWith(path(c.name)));
-            EXPECT_THAT(error.what(), HasSubstr(c.found));
-            EXPECT_THAT(error.what(), HasSubstr(".npy, .nrrd or .vti"));
-        }
+        const Result<void> written = writeVolume(path(c.name), grid.volume);
+        ASSERT_FALSE(written) << c.name;
+        EXPECT_EQ(written.error().kind, FaultKind::BadInput);
+        EXPECT_EQ(written.error().place, path(c.name));
+        EXPECT_THAT(messageOf(written.error()),
+                    testing::AllOf(HasSubstr(c.found), HasSubstr(".npy, .nrrd or .vti")));
     }
     EXPECT_EQ(entryCount(), 0);
 }

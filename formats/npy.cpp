@@ -1,19 +1,22 @@
-#include "formats/npy_reader.h"
+#include "formats/npy.h"
 
 #include "formats/file_bytes.h"
+#include "formats/limits.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstring>
+#include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zrk {
 
 namespace {
-
-constexpr std::size_t kMaxFileBytes = std::size_t{1} << 35;
 
 /// What the header of an array says.
 struct ArrayHeader {
@@ -144,24 +147,30 @@ std::vector<T> reordered(const std::vector<T>& values, std::size_t nx, std::size
     return ordered;
 }
 
+tl::unexpected<Fault> refuse(const std::string& place, std::string found, std::string expected)
+{
+    return refused({place, std::move(found), std::move(expected),
+                    "save the volume with numpy.save as uint8, uint16, float32 or float64, in three "
+                    "dimensions"});
+}
+
 template <class T>
-std::optional<ImageChannel<3>> volume(const ArrayHeader& header, std::span<const std::uint8_t> data,
-                                      std::string* fault)
+Result<ImageChannel<3>> volume(const ArrayHeader& header, std::span<const std::uint8_t> data,
+                               const std::string& place)
 {
     const std::uint64_t nz = header.shape[0], ny = header.shape[1], nx = header.shape[2];
     // Each factor is below 2^31, so no product overflows before it is found too large.
-    if (std::max({nx, ny, nz}) >= kMaxNpyValues || nx * ny >= kMaxNpyValues || nx * ny * nz > kMaxNpyValues) {
-        return refused(fault, "found a shape of more values than the limit, expected at most " +
-                                  std::to_string(kMaxNpyValues));
+    if (std::max({nx, ny, nz}) >= kMaxVoxels || nx * ny >= kMaxVoxels || nx * ny * nz > kMaxVoxels) {
+        return refuse(place, "a shape of more values than the limit",
+                      "at most " + std::to_string(kMaxVoxels));
     }
     const std::size_t count = nx * ny * nz;
     if (count == 0) {
-        return refused(fault,
-                       "found a shape without values, expected an extent of at least 1 along each axis");
+        return refuse(place, "a shape without values", "an extent of at least 1 along each axis");
     }
     if (data.size() / sizeof(T) < count) {
-        return refused(fault, "found " + std::to_string(data.size()) + " bytes of values, expected " +
-                                  std::to_string(count * sizeof(T)) + " for the shape that the header names");
+        return refuse(place, std::to_string(data.size()) + " bytes of values",
+                      std::to_string(count * sizeof(T)) + " for the shape that the header names");
     }
     Raster<1, 3, T> raster(nx, ny, nz);
     std::memcpy(raster.data.data(), data.data(), count * sizeof(T));
@@ -203,48 +212,65 @@ std::optional<Sections> sections(std::span<const std::uint8_t> bytes)
                     bytes.subspan(begin + length)};
 }
 
-} // namespace
-
-std::optional<ImageChannel<3>> readNpy(std::span<const std::uint8_t> bytes, std::string* fault)
+Result<ImageChannel<3>> decoded(std::span<const std::uint8_t> bytes, const std::string& place)
 {
     const auto parts = sections(bytes);
     if (!parts) {
-        return refused(fault,
-                       "found something else or a damaged file, expected a NumPy array of format 1, 2 or 3");
+        return refuse(place, "something else or a damaged file", "a NumPy array of format 1, 2 or 3");
     }
     const auto header = HeaderReader(parts->header).read();
     if (!header) {
-        return refused(fault,
-                       "found a header that can't be read, expected 'descr', 'fortran_order' and 'shape'");
+        return refuse(place, "a header that can't be read", "'descr', 'fortran_order' and 'shape'");
     }
     if (header->shape.size() != 3) {
-        return refused(fault, "found an array of " + std::to_string(header->shape.size()) +
-                                  " dimensions, expected 3: (nz, ny, nx)");
+        return refuse(place, "an array of " + std::to_string(header->shape.size()) + " dimensions",
+                      "3: (nz, ny, nx)");
     }
     const std::string& type = header->type;
     if (type.size() == 3 && std::string_view("<>|=").find(type[0]) != std::string_view::npos) {
         const std::string kind = type.substr(1);
         if (kind == "u1") {
-            return volume<std::uint8_t>(*header, parts->data, fault);
+            return volume<std::uint8_t>(*header, parts->data, place);
         }
         if (kind == "u2") {
-            return volume<std::uint16_t>(*header, parts->data, fault);
+            return volume<std::uint16_t>(*header, parts->data, place);
         }
         if (kind == "f4") {
-            return volume<float>(*header, parts->data, fault);
+            return volume<float>(*header, parts->data, place);
         }
         if (kind == "f8") {
-            return volume<double>(*header, parts->data, fault);
+            return volume<double>(*header, parts->data, place);
         }
     }
-    return refused(fault, "found values of the type '" + type.substr(0, 20) +
-                              "', expected uint8, uint16, float32 or float64");
+    return refuse(place, "values of the type " + quotation(type), "uint8, uint16, float32 or float64");
 }
 
-std::optional<ImageChannel<3>> readNpyFile(const std::filesystem::path& path, std::string* fault)
+} // namespace
+
+Result<ImageChannel<3>> readNpy(std::span<const std::uint8_t> bytes, const std::string& place)
 {
-    const auto bytes = readFileBytes(path, kMaxFileBytes, fault);
-    return bytes ? readNpy(*bytes, fault) : std::nullopt;
+    return attempt(place, [&] { return decoded(bytes, place); });
+}
+
+Result<ImageChannel<3>> readNpyFile(const std::filesystem::path& path)
+{
+    return readFileBytes(path, kMaxNpyFileBytes).and_then([&](const std::vector<std::uint8_t>& bytes) {
+        return readNpy(bytes, path.string());
+    });
+}
+
+VolumeFrame npyFrame(const Volume& volume)
+{
+    std::string description = fmt::format(
+        "{{'descr': '<f8', 'fortran_order': False, 'shape': ({}, {}, {}{}), }}", volume.dims[2],
+        volume.dims[1], volume.dims[0], volume.components > 1 ? fmt::format(", {}", volume.components) : "");
+    // Magic, version and length take 10 bytes; the data begin at a multiple of 64.
+    const std::size_t size = (10 + description.size() + 1 + 63) / 64 * 64 - 10;
+    description.resize(size - 1, ' ');
+    std::string head("\x93NUMPY\x01\x00", 8);
+    head += static_cast<char>(size & 0xff);
+    head += static_cast<char>(size >> 8);
+    return {head + description + '\n', ""};
 }
 
 } // namespace zrk

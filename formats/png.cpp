@@ -1,15 +1,20 @@
-#include "formats/png_reader.h"
+#include "formats/png.h"
 
+#include "formats/atomic_file.h"
 #include "formats/file_bytes.h"
+#include "formats/limits.h"
 
 #include <spng.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
+#include <utility>
 
 namespace zrk {
 
@@ -17,8 +22,6 @@ namespace {
 
 /// No packing of a PNG's data is tighter than this.
 constexpr std::uint64_t kMostPixelBytesPerByte = 1032;
-constexpr std::size_t kMaxFileBytes = std::size_t{1} << 31;
-constexpr std::size_t kMaxChunkBytes = std::size_t{16} << 20;
 
 using Context = std::unique_ptr<spng_ctx, void (*)(spng_ctx*)>;
 
@@ -72,36 +75,75 @@ std::vector<ImageChannel<2>> separated(const std::vector<std::uint8_t>& samples,
     return channels;
 }
 
-std::string brokenFile(int error)
+/// What is wrong with a picture, as far as it is a fault of its content.
+struct Finding {
+    std::string found;
+    std::string expected;
+};
+
+Finding brokenFile(int error)
 {
-    return std::string("found damaged data (") + spng_strerror(error) + "), expected a whole PNG picture";
+    return {std::string("damaged data (") + spng_strerror(error) + ")", "a whole PNG picture"};
 }
 
-/// Empty when the size is sensible.
-std::string sizeFault(const spng_ihdr& header, std::uint64_t packedBytes, std::size_t fileBytes)
+/// Nothing when the size is sensible.
+std::optional<Finding> sizeFault(const spng_ihdr& header, std::uint64_t packedBytes, std::size_t fileBytes)
 {
     const std::string found =
-        "found " + std::to_string(header.width) + " x " + std::to_string(header.height) + " pixels";
+        std::to_string(header.width) + " x " + std::to_string(header.height) + " pixels";
     if (header.width > kMaxPngSide || header.height > kMaxPngSide ||
         std::uint64_t{header.width} * header.height > kMaxPngPixels) {
-        return found + ", expected at most " + std::to_string(kMaxPngPixels) + ", and at most " +
-               std::to_string(kMaxPngSide) + " along a side";
+        return Finding{found, "at most " + std::to_string(kMaxPngPixels) + ", and at most " +
+                                  std::to_string(kMaxPngSide) + " along a side"};
     }
     if (packedBytes / kMostPixelBytesPerByte > fileBytes) {
-        return found + " in " + std::to_string(fileBytes) +
-               " bytes, expected a file long enough to hold them";
+        return Finding{found + " in " + std::to_string(fileBytes) + " bytes",
+                       "a file long enough to hold them"};
     }
-    return "";
+    return std::nullopt;
 }
 
-} // namespace
-
-std::optional<std::vector<ImageChannel<2>>> readPng(std::span<const std::uint8_t> bytes, std::string* fault)
+template <int C>
+Result<void> write(const std::string& path, const Raster<C, 2, unsigned char>& picture)
 {
+    const Context context(spng_ctx_new(SPNG_CTX_ENCODER), spng_ctx_free);
+    spng_ihdr header = {};
+    header.width = static_cast<std::uint32_t>(picture.dims[0]);
+    header.height = static_cast<std::uint32_t>(picture.dims[1]);
+    header.bit_depth = 8;
+    header.color_type = C == 3 ? SPNG_COLOR_TYPE_TRUECOLOR : SPNG_COLOR_TYPE_TRUECOLOR_ALPHA;
+    int error = context ? spng_set_option(context.get(), SPNG_ENCODE_TO_BUFFER, 1) : SPNG_EMEM;
+    error = error ? error : spng_set_ihdr(context.get(), &header);
+    error = error ? error : spng_set_srgb(context.get(), 0);
+    error = error ? error
+                  : spng_encode_image(context.get(), picture.data.data(), picture.data.size(), SPNG_FMT_PNG,
+                                      SPNG_ENCODE_FINALIZE);
+    std::size_t size = 0;
+    const std::unique_ptr<void, void (*)(void*)> bytes(
+        error ? nullptr : spng_get_png_buffer(context.get(), &size, &error), std::free);
+    if (error) {
+        return refused({path,
+                        std::string("\"") + spng_strerror(error) + "\" on encoding " +
+                            std::to_string(picture.dims[0]) + " x " + std::to_string(picture.dims[1]) +
+                            " pixels",
+                        "a PNG file", "ask for another size", FaultKind::FailedWork});
+    }
+    return AtomicFile::create(path).and_then([&](AtomicFile file) {
+        file.write(bytes.get(), size);
+        return file.commit();
+    });
+}
+
+Result<std::vector<ImageChannel<2>>> decoded(std::span<const std::uint8_t> bytes, const std::string& place)
+{
+    const auto refuse = [&place](Finding finding) {
+        return refused({place, std::move(finding.found), std::move(finding.expected),
+                        "give a whole PNG picture, for example by saving it anew"});
+    };
     constexpr std::array<std::uint8_t, 8> kSignature = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
     if (bytes.size() < kSignature.size() ||
         !std::equal(kSignature.begin(), kSignature.end(), bytes.begin())) {
-        return refused(fault, "found something else, expected a PNG picture");
+        return refuse({"something else", "a PNG picture"});
     }
     const Context context(spng_ctx_new(0), spng_ctx_free);
     if (!context) {
@@ -110,19 +152,19 @@ std::optional<std::vector<ImageChannel<2>>> readPng(std::span<const std::uint8_t
     spng_ihdr header = {};
     spng_trns transparent = {};
     std::size_t packedBytes = 0;
-    spng_set_chunk_limits(context.get(), kMaxChunkBytes, kMaxChunkBytes);
+    spng_set_chunk_limits(context.get(), kMaxPngChunkBytes, kMaxPngChunkBytes);
     int error = spng_set_png_buffer(context.get(), bytes.data(), bytes.size());
     error = error ? error : spng_get_ihdr(context.get(), &header);
     error = error ? error : spng_decoded_image_size(context.get(), SPNG_FMT_RAW, &packedBytes);
     if (error) {
-        return refused(fault, brokenFile(error));
+        return refuse(brokenFile(error));
     }
-    if (std::string problem = sizeFault(header, packedBytes, bytes.size()); !problem.empty()) {
-        return refused(fault, std::move(problem));
+    if (std::optional<Finding> finding = sizeFault(header, packedBytes, bytes.size())) {
+        return refuse(std::move(*finding));
     }
     const int hasTransparent = spng_get_trns(context.get(), &transparent);
     if (hasTransparent != 0 && hasTransparent != SPNG_ECHUNKAVAIL) {
-        return refused(fault, brokenFile(hasTransparent));
+        return refuse(brokenFile(hasTransparent));
     }
     const PixelForm form = pixelForm(header, hasTransparent == 0);
     std::size_t size = 0;
@@ -135,16 +177,30 @@ std::optional<std::vector<ImageChannel<2>>> readPng(std::span<const std::uint8_t
     // What follows the pixels shows whether the file is whole.
     error = error ? error : spng_decode_chunks(context.get());
     if (error) {
-        return refused(fault, brokenFile(error));
+        return refuse(brokenFile(error));
     }
     return form.isWide ? separated<std::uint16_t>(samples, header, form.channels)
                        : separated<std::uint8_t>(samples, header, form.channels);
 }
 
-std::optional<std::vector<ImageChannel<2>>> readPngFile(const std::filesystem::path& path, std::string* fault)
+} // namespace
+
+Result<std::vector<ImageChannel<2>>> readPng(std::span<const std::uint8_t> bytes, const std::string& place)
 {
-    const auto bytes = readFileBytes(path, kMaxFileBytes, fault);
-    return bytes ? readPng(*bytes, fault) : std::nullopt;
+    return attempt(place, [&] { return decoded(bytes, place); });
+}
+
+Result<std::vector<ImageChannel<2>>> readPngFile(const std::filesystem::path& path)
+{
+    return readFileBytes(path, kMaxPngFileBytes).and_then([&](const std::vector<std::uint8_t>& bytes) {
+        return readPng(bytes, path.string());
+    });
+}
+
+Result<void> writePng(const std::string& path, const Picture& picture) { return write(path, picture); }
+Result<void> writePng(const std::string& path, const TransparentPicture& picture)
+{
+    return write(path, picture);
 }
 
 } // namespace zrk

@@ -1,0 +1,29 @@
+#include "formats/nrrd.h"
+
+#include <fmt/format.h>
+
+#include <string>
+
+namespace zrk {
+
+VolumeFrame nrrdFrame(const Volume& volume)
+{
+    const bool plain = volume.components == 1;
+    std::string head = "NRRD0005\n";
+    if (!volume.name.empty()) {
+        head += fmt::format("content: {}\n", volume.nameInOneLine());
+    }
+    head += fmt::format("type: double\ndimension: {}\nspace dimension: 3\n", plain ? 3 : 4);
+    head += fmt::format("sizes: {}{} {} {}\n", plain ? "" : fmt::format("{} ", volume.components),
+                        volume.dims[0], volume.dims[1], volume.dims[2]);
+    head += fmt::format("space directions: {}({},0,0) (0,{},0) (0,0,{})\n", plain ? "" : "none ",
+                        volume.spacing(0), volume.spacing(1), volume.spacing(2));
+    head += fmt::format("kinds: {}domain domain domain\n", plain                    ? ""
+                                                           : volume.components == 3 ? "vector "
+                                                                                    : "RGBA-color ");
+    head += "endian: little\nencoding: raw\n";
+    head += fmt::format("space origin: ({},{},{})\n\n", volume.lower[0], volume.lower[1], volume.lower[2]);
+    return {head, ""};
+}
+
+} // namespace zrk

@@ -1,0 +1,108 @@
+#include "formats/points.h"
+
+#include "formats/limits.h"
+#include "formats/line_reader.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+
+namespace zrk {
+
+namespace {
+
+using Points = std::vector<Tensor<3, double>>;
+
+std::string_view trimmed(std::string_view text)
+{
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
+    while (!text.empty() && isBlank(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && isBlank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+std::optional<double> parseNumber(std::string_view text)
+{
+    text = trimmed(text);
+    if (text.size() > 1 && text.front() == '+' && text[1] != '-') {
+        text.remove_prefix(1);
+    }
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+Result<Points> pointsOf(LineReader& lines, const std::string& place)
+{
+    Points points;
+    while (lines.next()) {
+        const std::string_view text = trimmed(lines.line());
+        if (text.empty() || text.front() == '#') {
+            continue;
+        }
+        const auto numbers = lines.isWhole() ? parseNumbers(text, 3) : std::nullopt;
+        if (!numbers) {
+            return refused({place + ", line " + std::to_string(lines.number()), quotation(lines.line()),
+                            "three finite numbers x,y,z",
+                            "write one position a line, e.g. 0.5,-1,2; lines that begin with # are skipped"});
+        }
+        if (points.size() == kMaxPoints) {
+            return refused({place, "more positions than the limit", "at most " + std::to_string(kMaxPoints),
+                            "divide the list", FaultKind::FailedWork});
+        }
+        points.push_back({(*numbers)[0], (*numbers)[1], (*numbers)[2]});
+    }
+    if (lines.hasFailed()) {
+        return refused({place, "something that can't be read", "a list of positions",
+                        "check that the path doesn't name a folder"});
+    }
+    return points;
+}
+
+} // namespace
+
+std::optional<std::vector<double>> parseNumbers(std::string_view text, std::size_t count)
+{
+    std::vector<double> numbers;
+    std::size_t start = 0;
+    while (start <= text.size() && numbers.size() <= count) {
+        const std::size_t comma = std::min(text.find(',', start), text.size());
+        const auto number = parseNumber(text.substr(start, comma - start));
+        if (!number) {
+            return std::nullopt;
+        }
+        numbers.push_back(*number);
+        start = comma + 1;
+    }
+    return numbers.size() == count ? std::optional(std::move(numbers)) : std::nullopt;
+}
+
+Result<Points> readPoints(std::istream& stream, const std::string& place)
+{
+    return attempt(place, [&] {
+        LineReader lines(stream);
+        return pointsOf(lines, place);
+    });
+}
+
+Result<Points> readPointsFile(const std::filesystem::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        return refused({path.string(), std::string("no readable file (") + std::strerror(errno) + ")",
+                        "a list of positions", "check the path"});
+    }
+    return readPoints(file, path.string());
+}
+
+} // namespace zrk

@@ -1,0 +1,50 @@
+#include "formats/points.h"
+
+#include "testing/temporary_folder.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+namespace zrk {
+namespace {
+
+using Numbers = std::vector<double>;
+
+TEST(PointLists, TakeOnePositionALine)
+{
+    std::istringstream stream("# x,y,z\n\n0,1,2\r\n  # more\n\t-3 ,\t4, +0.5  \n1e-320,0,2");
+    const auto points = readPoints(stream, "list");
+    ASSERT_TRUE(points) << messageOf(points.error());
+    Numbers numbers;
+    for (const Tensor<3, double>& p : *points) {
+        numbers.insert(numbers.end(), p.begin(), p.end());
+    }
+    EXPECT_EQ(numbers, (Numbers{0, 1, 2, -3, 4, 0.5, 1e-320, 0, 2}));
+}
+
+TEST(PointLists, RefuseAnyOtherLineWithItsNumber)
+{
+    for (const char* line : {"1,2", "1,2,3,4", "1 2 3", "1,,3", "1,2,3,", ",1,2,3", "nan,0,0", "0,inf,0",
+                             "1e999,0,0", "+-1,0,0", "++1,0,0", "0x1,0,0", "1,2,3 # centre", "\x1b[31m"}) {
+        std::istringstream stream("0,0,0\n#\n" + std::string(line) + "\n1,1,1");
+        const auto points = readPoints(stream, "list");
+        ASSERT_FALSE(points) << line;
+        EXPECT_EQ(points.error().place, "list, line 3");
+        EXPECT_EQ(points.error().found, quotation(line));
+    }
+    std::istringstream stream(std::string(1 << 20, '7'));
+    EXPECT_LT(messageOf(readPoints(stream, "list").error()).size(), 400u);
+}
+
+class PointFiles : public zrktest::TemporaryFolder {};
+
+TEST_F(PointFiles, SayWhatIsWrongWithAPath)
+{
+    EXPECT_THAT(readPointsFile(folder / "none").error().found, testing::HasSubstr("No such file"));
+    EXPECT_THAT(readPointsFile(folder).error().found, testing::HasSubstr("can't be read"));
+    EXPECT_EQ(readPointsFile(folder).error().place, folder.string());
+}
+
+} // namespace
+} // namespace zrk

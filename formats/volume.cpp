@@ -1,0 +1,105 @@
+#include "formats/volume.h"
+
+#include "formats/atomic_file.h"
+#include "formats/npy.h"
+#include "formats/nrrd.h"
+#include "formats/vti.h"
+
+#include <algorithm>
+#include <bit>
+#include <cassert>
+#include <cctype>
+#include <filesystem>
+
+namespace zrk {
+
+namespace {
+
+static_assert(std::endian::native == std::endian::little, "values are written as they lie in memory");
+
+constexpr std::size_t kChunkValues = 1 << 17; // 1 MiB
+
+VolumeFrame frameFor(VolumeFormat format, const Volume& volume)
+{
+    switch (format) {
+    case VolumeFormat::Nrrd:
+        return nrrdFrame(volume);
+    case VolumeFormat::Vti:
+        return vtiFrame(volume);
+    case VolumeFormat::Npy:
+        break;
+    }
+    return npyFrame(volume);
+}
+
+Result<void> writeTo(AtomicFile& file, const std::string& path, const VolumeFrame& frame,
+                     std::span<const double> values, const std::function<bool(double fraction)>& keepGoing)
+{
+    bool isWritten = file.write(frame.head.data(), frame.head.size());
+    for (std::size_t done = 0; isWritten && done < values.size(); done += kChunkValues) {
+        if (keepGoing && !keepGoing(static_cast<double>(done) / static_cast<double>(values.size()))) {
+            return refused(interruptedAt(path));
+        }
+        const std::span<const double> chunk =
+            values.subspan(done, std::min(kChunkValues, values.size() - done));
+        isWritten = file.write(chunk.data(), chunk.size_bytes());
+    }
+    isWritten = file.write(frame.tail.data(), frame.tail.size());
+    if (isWritten && keepGoing && !keepGoing(1.0)) {
+        return refused(interruptedAt(path));
+    }
+    return file.commit();
+}
+
+} // namespace
+
+double Volume::spacing(int axis) const
+{
+    const double extent = upper[axis] - lower[axis];
+    return dims[axis] > 1 && extent != 0 ? extent / (dims[axis] - 1) : 1.0;
+}
+
+std::string Volume::nameInOneLine() const
+{
+    std::string line = name;
+    std::replace_if(
+        line.begin(), line.end(), [](unsigned char c) { return c < ' '; }, ' ');
+    return line;
+}
+
+Result<VolumeFormat> volumeFormat(const std::string& path)
+{
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (extension == ".npy") {
+        return VolumeFormat::Npy;
+    }
+    if (extension == ".nrrd") {
+        return VolumeFormat::Nrrd;
+    }
+    if (extension == ".vti") {
+        return VolumeFormat::Vti;
+    }
+    const std::string found = extension.empty()     ? "no extension"
+                              : extension == ".vdb" ? ".vdb, which this build can't write"
+                                                    : "the extension " + extension;
+    return refused({path.empty() ? "output" : path, found, ".npy, .nrrd or .vti",
+                    "name the file for the format: .npy for NumPy, .nrrd for 3D Slicer and ITK, .vti for "
+                    "ParaView and VTK"});
+}
+
+Result<void> writeVolume(const std::string& path, const Volume& volume,
+                         const std::function<bool(double fraction)>& keepGoing)
+{
+    assert(volume.values.size() ==
+           static_cast<std::size_t>(volume.dims[0]) * static_cast<std::size_t>(volume.dims[1]) *
+               static_cast<std::size_t>(volume.dims[2]) * static_cast<std::size_t>(volume.components));
+    return volumeFormat(path).and_then([&](VolumeFormat format) {
+        return AtomicFile::create(path).and_then([&](AtomicFile file) {
+            return writeTo(file, path, frameFor(format, volume), volume.values, keepGoing);
+        });
+    });
+}
+
+} // namespace zrk

@@ -1,0 +1,58 @@
+#include "formats/vti.h"
+
+#include <fmt/format.h>
+
+#include <cstdint>
+#include <string>
+
+namespace zrk {
+
+namespace {
+
+std::string xmlAttribute(const std::string& text)
+{
+    std::string escaped;
+    for (const char c : text) {
+        switch (c) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        default:
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
+} // namespace
+
+VolumeFrame vtiFrame(const Volume& volume)
+{
+    const std::string name = volume.name.empty() ? "values" : xmlAttribute(volume.nameInOneLine());
+    const std::string extent =
+        fmt::format("0 {} 0 {} 0 {}", volume.dims[0] - 1, volume.dims[1] - 1, volume.dims[2] - 1);
+    const char* role = volume.components == 3 ? "Vectors" : "Scalars";
+    std::string head = "<?xml version=\"1.0\"?>\n"
+                       "<VTKFile type=\"ImageData\" version=\"1.0\" byte_order=\"LittleEndian\" "
+                       "header_type=\"UInt64\">\n";
+    head += fmt::format("  <ImageData WholeExtent=\"{}\" Origin=\"{} {} {}\" Spacing=\"{} {} {}\">\n", extent,
+                        volume.lower[0], volume.lower[1], volume.lower[2], volume.spacing(0),
+                        volume.spacing(1), volume.spacing(2));
+    head += fmt::format("    <Piece Extent=\"{}\">\n      <PointData {}=\"{}\">\n", extent, role, name);
+    head += fmt::format("        <DataArray type=\"Float64\" Name=\"{}\" NumberOfComponents=\"{}\" "
+                        "format=\"appended\" offset=\"0\"/>\n",
+                        name, volume.components);
+    head += "      </PointData>\n    </Piece>\n  </ImageData>\n  <AppendedData encoding=\"raw\">\n   _";
+    // The block begins with its length in bytes.
+    const std::uint64_t bytes = volume.values.size_bytes();
+    head.append(reinterpret_cast<const char*>(&bytes), sizeof bytes);
+    return {head, "\n  </AppendedData>\n</VTKFile>\n"};
+}
+
+} // namespace zrk
