@@ -25,7 +25,7 @@ std::vector<std::string> kindNames()
 {
     std::vector<std::string> names;
     for (const auto& kind : InterpolationFunction<double>::kinds()) {
-        names.push_back(kind.name);
+        names.emplace_back(kind.name);
     }
     return names;
 }

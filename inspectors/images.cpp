@@ -1,5 +1,6 @@
 #include "inspectors/images.h"
 
+#include "core/values/box.h"
 #include "core/values/vector3.h"
 #include "inspectors/css_style.h"
 
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <type_traits>
 
@@ -205,11 +207,11 @@ struct Solid {
 
 /// A box about what lies within half a cell of the surface, found on coarser and coarser grids around the
 /// origin until the outermost nodes are free.
-std::optional<zrk::Box3> extentOf(const Solid& solid)
+std::optional<zrk::Box<double>> extentOf(const Solid& solid)
 {
     for (double half = 1; half < 1e6; half *= 4) {
         const double cell = 2 * half / (kGridNodes - 1);
-        zrk::Box3 box{{half, half, half}, {-half, -half, -half}};
+        zrk::Box<double> box;
         bool isAny = false;
         bool isCut = false;
         for (int i = 0; i < kGridNodes * kGridNodes * kGridNodes; ++i) {
@@ -218,11 +220,11 @@ std::optional<zrk::Box3> extentOf(const Solid& solid)
             const Vector3 p{-half + cell * node[0], -half + cell * node[1], -half + cell * node[2]};
             if (solid(p) < cell) {
                 isAny = true;
-                for (std::size_t a = 0; a < 3; ++a) {
-                    isCut = isCut || node[a] == 0 || node[a] == kGridNodes - 1;
-                    box.lower[a] = std::min(box.lower[a], p[a] - cell);
-                    box.upper[a] = std::max(box.upper[a], p[a] + cell);
-                }
+                isCut = isCut || std::any_of(node.begin(), node.end(),
+                                             [](int n) { return n == 0 || n == kGridNodes - 1; });
+                const Vector3 margin{cell, cell, cell};
+                box.include(p - margin);
+                box.include(p + margin);
             }
         }
         if (isAny && !isCut) {
@@ -234,12 +236,12 @@ std::optional<zrk::Box3> extentOf(const Solid& solid)
 
 QImage shaded(const Solid& solid, int size)
 {
-    const std::optional<zrk::Box3> box = extentOf(solid);
+    const std::optional<zrk::Box<double>> box = extentOf(solid);
     if (!box) {
         return {};
     }
-    const Vector3 center = (box->lower + box->upper) * 0.5;
-    const Vector3 diagonal = box->upper - box->lower;
+    const Vector3 center = (box->min + box->max) * 0.5;
+    const Vector3 diagonal = box->size();
     const double half = 0.5 * std::sqrt(dot(diagonal, diagonal));
     const QColor color = ZRKCSSStyle::current().color(ZRKCSSStyle::Role::curve);
     QImage image(size, size, QImage::Format_ARGB32);
