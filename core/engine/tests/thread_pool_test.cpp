@@ -39,10 +39,10 @@ void add(IndexRange range, Tally& tally)
     }
 }
 
-TEST(StandingTeam, DoesWhatTeamsOfItsThreadDo)
+TEST(ThreadPool, DoesWhatTeamsOfItsThreadDo)
 {
     std::set<std::thread::id> seen;
-    const StandingTeam team(3);
+    const ThreadPool pool(3);
     for (int round = 0; round < 200; ++round) {
         Tally loop(10);
         parallelLoop({0, 10}, 3, [&](IndexRange range) { add(range, loop); });
@@ -54,13 +54,13 @@ TEST(StandingTeam, DoesWhatTeamsOfItsThreadDo)
         seen.insert(tasks.threads.begin(), tasks.threads.end());
     }
     // Threads started for each loop would be hundreds.
-    EXPECT_EQ(seen.size(), team.size());
+    EXPECT_EQ(seen.size(), pool.size());
 }
 
 // A team inside of another has workers of its own; waiting for those at work would never end.
-TEST(StandingTeam, LeavesTeamsInsideAndLargerOnesAlone)
+TEST(ThreadPool, LeavesTeamsInsideAndLargerOnesAlone)
 {
-    const StandingTeam team(2);
+    const ThreadPool pool(2);
     Tally inside(12);
     parallelLoop({0, 2}, 2, [&](IndexRange outer) {
         parallelLoop({6 * outer.first, 6 * outer.end}, 2, [&](IndexRange range) { add(range, inside); });
@@ -70,7 +70,7 @@ TEST(StandingTeam, LeavesTeamsInsideAndLargerOnesAlone)
     parallelLoop({0, 5}, 5, [&](IndexRange range) { add(range, larger); });
     EXPECT_TRUE(larger.isOnceEach());
     {
-        const StandingTeam second(3);
+        const ThreadPool second(3);
         Tally tally(3);
         parallelLoop({0, 3}, 3, [&](IndexRange range) { add(range, tally); });
         EXPECT_TRUE(tally.isOnceEach());
@@ -80,9 +80,9 @@ TEST(StandingTeam, LeavesTeamsInsideAndLargerOnesAlone)
     EXPECT_TRUE(after.isOnceEach());
 }
 
-TEST(StandingTeam, ThrowsWhatAWorkerThrewAndGoesOn)
+TEST(ThreadPool, ThrowsWhatAWorkerThrewAndGoesOn)
 {
-    const StandingTeam team(2);
+    const ThreadPool pool(2);
     for (const std::int32_t thrower : {0, 1}) {
         EXPECT_THROW(parallelLoop({0, 2}, 2,
                                   [&](IndexRange range) {
