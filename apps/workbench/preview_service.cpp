@@ -1,8 +1,6 @@
 #include "apps/workbench/preview_service.h"
 
-#include "core/engine/block_engine.h"
-#include "core/engine/evaluation_context.h"
-#include "core/engine/field_sampler.h"
+#include "core/engine/prepared_field.h"
 #include "host/field_grid.h"
 #include "host/slice_picture.h"
 
@@ -12,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -26,92 +25,84 @@ constexpr int kPasses[] = {8, 3, 1};
 /// Samples between two looks at whether the pass is still wanted: about a millisecond of a usual chain.
 constexpr std::int32_t kTake = 4 * 1024;
 
-/// Stores the components of each record side by side.
-class ComponentSink final : public zrk::BlockSink {
-public:
-    ComponentSink(std::vector<double>& values, std::size_t components)
-        : _values(values), _components(components)
-    {}
-    void take(std::int32_t first, std::size_t count, const zrk::Block& block) override
-    {
-        for (std::size_t c = 0; c < _components; ++c) {
-            for (std::size_t i = 0; i < count; ++i) {
-                _values[(static_cast<std::size_t>(first) + i) * _components + c] = block.row(c)[i];
-            }
+/// Samples `count` positions of a plane from `first` on; the components of each stand side by side in `out`.
+void sample(const zrk::PreparedField& field, const SlicePlane& plane, std::int32_t first, std::int32_t count,
+            double* out)
+{
+    const auto n = static_cast<std::size_t>(count);
+    const std::size_t components = field.componentCount();
+    std::vector<double> rows((3 + components) * n);
+    const auto row = [&](std::size_t r) { return rows.data() + r * n; };
+    for (std::size_t i = 0; i < n; ++i) {
+        const zrk::Tensor<4, double> p = plane.position(first + static_cast<std::int32_t>(i));
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            row(axis)[i] = p[axis];
         }
     }
-
-private:
-    std::vector<double>& _values;
-    std::size_t _components;
-};
+    zrk::RecordArrays records;
+    for (std::size_t c = 0; c < components; ++c) {
+        records.components[c] = row(3 + c);
+    }
+    field.evaluate(zrk::PositionArrays{row(0), row(1), row(2), n}, records);
+    for (std::size_t i = 0; i < n; ++i) {
+        for (std::size_t c = 0; c < components; ++c) {
+            out[i * components + c] = row(3 + c)[i];
+        }
+    }
+}
 
 } // namespace
 
 /// A request with its evaluators.
 class PreviewService::Job {
 public:
-    Job(const SliceRequest& request, std::uint64_t serial) : serial(serial), _output(request.output)
+    Job(const SliceRequest& request, std::uint64_t serial)
+        : serial(serial), _request(request), _field(request.output.field)
     {
-        for (const int divisor : kPasses) {
-            auto plane = std::make_shared<SlicePlane>(request.bounds, request.axis, request.at,
-                                                      std::max(16, request.pixels / divisor));
-            auto sampler = std::make_unique<zrk::FieldSampler>(request.output.field.generator(), plane);
-            sampler->prepare();
-            _passes.push_back({plane, std::move(sampler)});
-        }
+        _request.output.field = {}; // what runs reads the prepared field only
     }
 
     const std::uint64_t serial;
-
-    std::size_t passes() const { return _passes.size(); }
 
     /// The picture of one pass; nothing when `isWanted` said no.
     template <class IsWanted>
     std::optional<SlicePreview> run(std::size_t pass, const IsWanted& isWanted) const
     {
         const auto begin = std::chrono::steady_clock::now();
-        const auto& [plane, sampler] = _passes[pass];
-        const auto components = static_cast<std::size_t>(_output.tag.components);
-        const std::int32_t count = plane->sampleCount();
-        std::vector<double> values(static_cast<std::size_t>(count) * components);
-        ComponentSink sink(values, components);
-        zrk::EvaluationContext context(sampler->slots);
-        zrk::ProgressManager nobody(nullptr, static_cast<std::size_t>(count));
+        const SlicePlane plane(_request.bounds, _request.axis, _request.at,
+                               std::max(16, _request.pixels / kPasses[pass]));
+        const std::int32_t count = plane.sampleCount();
+        std::vector<double> values(static_cast<std::size_t>(count) * _field.componentCount());
         for (std::int32_t first = 0; first < count; first += kTake) {
             if (!isWanted()) {
                 return std::nullopt;
             }
-            context.sweep(static_cast<std::size_t>(sampler->targetNode.slotIndex), first,
-                          std::min(first + kTake, count) - 1, sink, &nobody);
+            sample(_field, plane, first, std::min(kTake, count - first),
+                   values.data() + static_cast<std::size_t>(first) * _field.componentCount());
         }
         zrkmodel::SliceStyle style;
-        if (_output.tag == zrkmodel::Tag::Scalar) {
-            style.contour = _output.surfaceLevel;
-            style.insideAbove = _output.isDensity;
+        if (_request.output.tag == zrkmodel::Tag::Scalar) {
+            style.contour = _request.output.surfaceLevel;
+            style.insideAbove = _request.output.isDensity;
         }
         zrkmodel::SlicePicture slice = zrkmodel::drawSlice(
-            {plane->width(), plane->height(), static_cast<int>(components), values}, style);
+            {plane.width(), plane.height(), static_cast<int>(_field.componentCount()), values}, style);
         SlicePreview preview;
         preview.picture = std::move(slice.picture);
-        preview.width = plane->width();
-        preview.height = plane->height();
+        preview.width = plane.width();
+        preview.height = plane.height();
         preview.low = slice.range.low;
         preview.high = slice.range.high;
-        preview.coordinate = plane->coordinate();
-        preview.isFinal = pass + 1 == _passes.size();
+        preview.coordinate = plane.coordinate();
+        preview.isFinal = pass + 1 == std::size(kPasses);
         preview.milliseconds =
             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
         return preview;
     }
 
 private:
-    struct Pass {
-        std::shared_ptr<SlicePlane> plane;
-        std::unique_ptr<zrk::FieldSampler> sampler;
-    };
-    zrkmodel::OutputField _output;
-    std::vector<Pass> _passes;
+    SliceRequest _request;
+    zrk::PreparedField _field;
 };
 
 PreviewService::PreviewService(QObject& receiver, Deliver deliver)
@@ -183,7 +174,7 @@ void PreviewService::work()
             job = std::move(_next);
         }
         try {
-            for (std::size_t pass = 0; pass < job->passes(); ++pass) {
+            for (std::size_t pass = 0; pass < std::size(kPasses); ++pass) {
                 auto preview = job->run(pass, [&] { return *_newest == job->serial; });
                 if (!preview) {
                     break;
