@@ -65,6 +65,33 @@ struct Waves {
     }
 };
 
+struct Torus {
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        const V ring = sqrt(p[0] * p[0] + p[1] * p[1]) - 0.7;
+        return sqrt(ring * ring + p[2] * p[2]) - 0.25;
+    }
+};
+
+/// A density around 0.5 at half a unit from the origin.
+struct Density {
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return 1.0 - Sphere{{}, 0.5}(p);
+    }
+};
+
+/// NaN where x is larger.
+struct Holed {
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return select(p[0] > 0.21, V(kNaN), Sphere{{}, 0.8}(p));
+    }
+};
+
 template <class F>
 PreparedField prepared(F formula)
 {
@@ -106,14 +133,6 @@ void expectClean(const SurfaceMesh& mesh)
 
 TEST(Surface, OfShapesHasTheirVolumeAreaAndGenus)
 {
-    struct Torus {
-        template <class V>
-        V operator()(const Tensor<3, V>& p) const
-        {
-            const V ring = sqrt(p[0] * p[0] + p[1] * p[1]) - 0.7;
-            return sqrt(ring * ring + p[2] * p[2]) - 0.25;
-        }
-    };
     constexpr double kPi = std::numbers::pi;
     struct Case {
         const char* name;
@@ -199,13 +218,6 @@ TEST(Surface, IsCutOffAtTheBounds)
 
 TEST(Surface, SolidMayLieAboveTheIsoValue)
 {
-    struct Density {
-        template <class V>
-        V operator()(const Tensor<3, V>& p) const
-        {
-            return 1.0 - Sphere{{}, 0.5}(p);
-        }
-    };
     SurfaceSettings settings = cube(1, 24);
     settings.iso = 0.8;
     settings.solid = SolidSide::Above;
@@ -216,13 +228,6 @@ TEST(Surface, SolidMayLieAboveTheIsoValue)
 
 TEST(Surface, ClosesAroundNaN)
 {
-    struct Holed {
-        template <class V>
-        V operator()(const Tensor<3, V>& p) const
-        {
-            return select(p[0] > 0.21, V(kNaN), Sphere{{}, 0.8}(p));
-        }
-    };
     const auto mesh = extractSurface(prepared(Holed{}), cube(1, 24));
     expectClean(*mesh);
     const double largest = (*std::max_element(mesh->vertices.begin(), mesh->vertices.end(),
