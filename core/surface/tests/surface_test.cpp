@@ -74,7 +74,7 @@ struct Torus {
     }
 };
 
-/// A density around 0.5 at half a unit from the origin.
+/// A density that is 1 at half a unit from the origin and falls from there with slope 1.
 struct Density {
     template <class V>
     V operator()(const Tensor<3, V>& p) const
