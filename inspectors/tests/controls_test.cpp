@@ -317,7 +317,7 @@ TEST(Style, ColoursCanBeRead)
     const Case cases[] = {
         {Role::text, {Role::panel, Role::field, Role::popup, Role::bar, Role::accentFill}, 7.6},
         {Role::secondText, {Role::panel, Role::popup, Role::bar}, 4.5},
-        {Role::hint, {Role::panel, Role::field, Role::fieldOverridden, Role::popup}, 4.5},
+        {Role::hint, {Role::panel, Role::field, Role::fieldOverridden, Role::popup, Role::accentFill}, 4.5},
         {Role::link, {Role::panel, Role::popup}, 4.5},
         {Role::warning, {Role::panel, Role::popup}, 4.5},
         {Role::error, {Role::panel, Role::popup, Role::field, Role::bar}, 4.5},
