@@ -142,7 +142,7 @@ TEST(Controls, KeepWhatTheyCantShowInFull)
 {
     OpenedPanel<ZRKGyroid> gyroid;
     auto* field = gyroid.find<QDoubleSpinBoxWrapper>();
-    for (const double value : {0.123456789, 1e300, kInf, kNaN, -1e-9}) {
+    for (const double value : {0.123456789, 1e300, kInf, kNaN, 1e-9}) {
         SCOPED_TRACE(value);
         gyroid.component->contour.set(value);
         gyroid.events.clear();
@@ -193,6 +193,9 @@ TEST(Controls, DragAndTurnNumbers)
     OpenedPanel<ZRKMask> mask;
     auto* slider = mask.find<SliderFWrapper>();
     auto* line = slider->findChild<QLineEdit*>();
+    mask.view->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(mask.view.get()));
+    slider->clearFocus();
     QTest::mousePress(line, Qt::LeftButton, {}, QPoint(line->width() - 2, 8));
     QMouseEvent move(QEvent::MouseMove, QPointF(line->width() / 4.0, 8), Qt::LeftButton, Qt::LeftButton, {});
     QCoreApplication::sendEvent(line, &move);
@@ -208,8 +211,6 @@ TEST(Controls, DragAndTurnNumbers)
     slider->clearFocus();
     turn(Qt::NoModifier);
     EXPECT_EQ(mask.component->multiplier.value(), 0.5) << "the panel scrolls, the field doesn't";
-    mask.view->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(mask.view.get()));
     slider->setFocus();
     turn(Qt::NoModifier);
     EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.51);
@@ -317,7 +318,7 @@ TEST(Style, ColoursCanBeRead)
     const Case cases[] = {
         {Role::text, {Role::panel, Role::field, Role::popup, Role::bar, Role::accentFill}, 7.6},
         {Role::secondText, {Role::panel, Role::popup, Role::bar}, 4.5},
-        {Role::hint, {Role::panel, Role::field, Role::fieldOverridden, Role::popup}, 4.5},
+        {Role::hint, {Role::panel, Role::field, Role::fieldOverridden, Role::popup, Role::accentFill}, 4.5},
         {Role::link, {Role::panel, Role::popup}, 4.5},
         {Role::warning, {Role::panel, Role::popup}, 4.5},
         {Role::error, {Role::panel, Role::popup, Role::field, Role::bar}, 4.5},

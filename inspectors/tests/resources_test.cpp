@@ -260,7 +260,8 @@ TEST_F(Resources, AreSweptWithProgressAndStop)
     EXPECT_THAT(panel.events, ElementsAre("raster"));
     EXPECT_EQ(UIField::of(button)->message(), "");
 
-    panel.component->resolution.set(64); // seconds, unless it is stopped
+    panel.component->resolution.set(128); // many seconds, unless it is stopped
+    panel.component->steps.set(16);
     panel.events.clear();
     bool stopped = false;
     QTimer presser;
