@@ -7,10 +7,25 @@
 
 namespace zrk {
 
-/// A point at which a fixed number of threads wait for each other, as often as they like.
+/// Returns when the value is no longer `old`; whoever changes it also notifies it.
 ///
-/// A waiting thread first spins, since being woken takes tens of microseconds, then yields its processor,
+/// The calling thread first spins, since being woken takes tens of microseconds, then yields its processor,
 /// and after 100 microseconds sleeps.
+template <class T>
+void waitWhileEqual(const std::atomic<T>& value, T old)
+{
+    const auto start = std::chrono::steady_clock::now();
+    while (value.load(std::memory_order_acquire) == old) {
+        const auto waited = std::chrono::steady_clock::now() - start;
+        if (waited > std::chrono::microseconds(100)) {
+            value.wait(old, std::memory_order_acquire);
+        } else if (waited > std::chrono::microseconds(2)) {
+            std::this_thread::yield(); // to a thread that has to share this processor
+        }
+    }
+}
+
+/// A point at which a fixed number of threads wait for each other, as often as they like.
 class Barrier {
 public:
     explicit Barrier(std::size_t threads) : _threads(threads), _missing(threads) {}
@@ -25,15 +40,7 @@ public:
             _round.notify_all();
             return;
         }
-        const auto start = std::chrono::steady_clock::now();
-        while (_round.load(std::memory_order_acquire) == round) {
-            const auto waited = std::chrono::steady_clock::now() - start;
-            if (waited > std::chrono::microseconds(100)) {
-                _round.wait(round, std::memory_order_acquire);
-            } else if (waited > std::chrono::microseconds(2)) {
-                std::this_thread::yield(); // to a thread that has to share this processor
-            }
-        }
+        waitWhileEqual(_round, round);
     }
 
 private:

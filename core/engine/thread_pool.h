@@ -4,9 +4,8 @@
 
 #include <atomic>
 #include <cstddef>
+#include <exception>
 #include <functional>
-#include <optional>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -30,19 +29,15 @@ public:
             while (_threads.size() + 1 < wanted) {
                 _threads.emplace_back([this, index = _threads.size() + 1] { serve(index); });
             }
-        } catch (const std::system_error&) {
+        } catch (const std::exception&) {
             // The threads that were started do the work.
         }
-        _barrier.emplace(_threads.size() + 1);
-        _isComplete = true;
-        _isComplete.notify_all();
         _ofThisThread = this;
     }
     ~ThreadPool()
     {
         _ofThisThread = _outer;
-        _task = nullptr;
-        _barrier->wait();
+        begin(nullptr);
     }
     ThreadPool(const ThreadPool&) = delete;
     ThreadPool& operator=(const ThreadPool&) = delete;
@@ -57,10 +52,12 @@ public:
     /// returns when all are done. The task must not throw.
     void call(const std::function<void(std::size_t)>& task)
     {
-        _task = &task;
-        _barrier->wait();
+        _running.store(_threads.size(), std::memory_order_relaxed);
+        begin(&task);
         task(0);
-        _barrier->wait();
+        while (const std::size_t running = _running.load(std::memory_order_acquire)) {
+            waitWhileEqual(_running, running);
+        }
         _task = nullptr;
     }
 
@@ -69,16 +66,29 @@ private:
 
     ThreadPool* _outer = _ofThisThread;                      ///< the one that this thread made before
     const std::function<void(std::size_t)>* _task = nullptr; ///< null tells the threads to end
-    std::optional<Barrier> _barrier;                         ///< made when the number of threads is known
-    std::atomic<bool> _isComplete{false};
+    alignas(64) std::atomic<unsigned> _round{0};             ///< number of tasks begun
+    alignas(64) std::atomic<std::size_t> _running{0};        ///< threads that haven't finished the task
     std::vector<std::jthread> _threads;
 
+    void begin(const std::function<void(std::size_t)>* task)
+    {
+        _task = task;
+        _round.fetch_add(1, std::memory_order_release);
+        _round.notify_all();
+    }
+
+    /// A thread that starts late holds up none of the others.
     void serve(std::size_t index)
     {
-        _isComplete.wait(false);
-        for (_barrier->wait(); _task; _barrier->wait()) {
+        for (unsigned round = 0;; ++round) {
+            waitWhileEqual(_round, round);
+            if (!_task) {
+                return;
+            }
             (*_task)(index);
-            _barrier->wait();
+            if (_running.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+                _running.notify_all();
+            }
         }
     }
 };
