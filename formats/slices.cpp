@@ -1,6 +1,6 @@
 #include "formats/slices.h"
 
-#include "core/engine/progress.h"
+#include "core/engine/worker_team.h"
 #include "formats/png.h"
 
 #include <algorithm>
@@ -36,21 +36,17 @@ std::string shown(const Extents& extents)
 class ParallelDecoder {
 public:
     ParallelDecoder(const Paths& paths, ProgressMonitor* monitor, std::uint64_t mostPixels)
-        : _paths(paths),
-          _mostPixels(mostPixels),
-          _workers(std::min<std::size_t>(std::max(1u, std::thread::hardware_concurrency()), paths.size())),
-          _progress(_workers, monitor, paths.size(), kReportMilliseconds),
-          _slices(paths.size())
+        : _paths(paths), _mostPixels(mostPixels), _monitor(monitor), _slices(paths.size())
     {}
 
     Result<DecodedSlices> run()
     {
-        {
-            std::vector<std::jthread> threads;
-            for (std::size_t i = 0; i < _workers; ++i) {
-                threads.emplace_back([this] { work(); });
-            }
-            _progress.monitorProgress();
+        bool isFinished = false;
+        try {
+            isFinished = runReportedTeam(
+                std::min(workerCount(0), _paths.size()), {_monitor, _paths.size(), kReportMilliseconds},
+                [this](std::size_t, std::size_t, ProgressManager& progress) { return decodeRest(progress); });
+        } catch (const Refusal&) {
         }
         if (_pixels > _mostPixels) {
             return refused(
@@ -64,7 +60,7 @@ public:
                 return refused(slice.error());
             }
         }
-        if (_next < _slices.size() || _progress.shouldInterrupt()) {
+        if (!isFinished) {
             return refused(interruptedAt(_paths.front().string()));
         }
         return std::move(_slices);
@@ -75,22 +71,26 @@ private:
 
     const Paths& _paths;
     std::uint64_t _mostPixels;
-    std::size_t _workers;
-    AsyncProgressManager _progress;
+    ProgressMonitor* _monitor;
     DecodedSlices _slices;
     std::atomic<std::size_t> _next{0};
     std::atomic<std::uint64_t> _pixels{0};
 
-    void work()
+    /// Thrown to end the work of all; what stands in the slices tells why.
+    struct Refusal {};
+
+    /// Takes slices until none is left. False when it was stopped before.
+    bool decodeRest(ProgressManager& progress)
     {
-        while (!_progress.shouldInterrupt()) {
+        while (!progress.shouldInterrupt()) {
             const std::size_t i = _next.fetch_add(1);
             if (i >= _slices.size()) {
-                return;
+                return true;
             }
             decode(i);
-            _progress.notifyProgressUpdate(std::this_thread::get_id(), 1);
+            progress.notifyProgressUpdate(std::this_thread::get_id(), 1);
         }
+        return false;
     }
 
     /// For want of memory: that the file could be read later or elsewhere keeps it from being left out.
@@ -108,7 +108,7 @@ private:
             _pixels += static_cast<std::uint64_t>(size[0]) * static_cast<std::uint64_t>(size[1]);
         }
         if (_pixels > _mostPixels || isFailedWork(_slices[i])) {
-            _progress.abandon();
+            throw Refusal();
         }
     }
 };

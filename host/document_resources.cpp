@@ -41,6 +41,23 @@ std::string newUuid()
     return text;
 }
 
+/// What lists call the resource of an entry.
+std::string listedName(const ZRKJson& entry)
+{
+    const auto text = [&](const char* key) {
+        const auto member = entry.find(key);
+        return member != entry.end() && member->is_string() ? member->get<std::string>() : std::string();
+    };
+    if (!text("name").empty()) {
+        return text("name");
+    }
+    const std::filesystem::path path(text("path"));
+    if (!path.empty()) {
+        return (path.has_filename() ? path : path.parent_path()).filename().string();
+    }
+    return text("shape") + " " + text("uuid").substr(0, 8);
+}
+
 } // namespace
 
 /// Reads the entries of one document.
@@ -122,6 +139,7 @@ private:
                    fmt::format("resources[{}] has it already; case makes no difference", earlier->second));
         }
         _resources._entries.push_back(std::make_shared<ZRKResourceEntry>(uuid));
+        _resources._names.push_back(listedName(entry));
         _geometries.emplace_back();
         _isOpen.push_back(false);
     }
@@ -135,10 +153,9 @@ private:
             image = zrk::valueOrThrow(readImage2d(_entries[i], _resources._folder, place(i)));
         } else {
             image = zrk::valueOrThrow(readImage3d(_entries[i], _resources._folder, place(i), _monitor));
-            _resources._volumes.emplace(
-                wholePath(_resources._folder / _entries[i]["path"].get<std::string>()),
-                _resources._entries[i]);
         }
+        _resources._byPath.emplace(wholePath(_resources._folder / _entries[i]["path"].get<std::string>()),
+                                   _resources._entries[i]);
         image->setUuid(_resources._entries[i]->uuid());
         _resources._entries[i]->resolve(std::move(image));
     }
@@ -245,31 +262,76 @@ ZRKResourceHandle DocumentResources::find(const ZRKuuid& uuid)
     return index == _index.end() ? ZRKResourceHandle() : ZRKResourceHandle(_entries[index->second]);
 }
 
+zrk::Result<std::shared_ptr<ZRKResourceEntry>> DocumentResources::ensureImage(const char* kind,
+                                                                              const std::string& path)
+{
+    const std::filesystem::path whole = wholePath(path);
+    if (const auto known = _byPath.find(whole); known != _byPath.end()) {
+        return known->second;
+    }
+    const std::filesystem::path relative = whole.lexically_relative(wholePath(_folder));
+    ZRKJson stored{
+        {"uuid", newUuid()}, {"kind", kind}, {"path", (relative.empty() ? whole : relative).string()}};
+    const ZRKuuid uuid(stored["uuid"].get<std::string>());
+    const auto entry = std::make_shared<ZRKResourceEntry>(uuid);
+    const auto take = [&](const auto& image) {
+        if (image) {
+            (*image)->setUuid(uuid);
+            entry->resolve(*image);
+        }
+        return image ? zrk::Result<void>() : zrk::refused(image.error());
+    };
+    const zrk::Result<void> taken = stored["kind"] == "image2d"
+                                        ? take(readImage2d(stored, _folder, path))
+                                        : take(readImage3d(stored, _folder, path, nullptr));
+    if (!taken) {
+        return zrk::refused(taken.error());
+    }
+    _index.emplace(uuid, _entries.size());
+    _entries.push_back(entry);
+    _names.push_back(listedName(stored));
+    _byPath.emplace(whole, entry);
+    _added.push_back(std::move(stored));
+    return entry;
+}
+
 std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImageFromfolder(const std::string& path)
 {
     if (path.empty()) {
         return nullptr; // none was chosen
     }
-    const std::filesystem::path folder = wholePath(path);
-    if (const auto known = _volumes.find(folder); known != _volumes.end()) {
-        return known->second;
+    return ensureImage("image3d", path).value_or(nullptr);
+}
+
+ZRKAddedImage DocumentResources::ensureImage2d(const std::string& path)
+{
+    const auto entry = ensureImage("image2d", path);
+    if (!entry) {
+        return {nullptr, zrk::messageOf(entry.error())};
     }
-    const std::filesystem::path relative = folder.lexically_relative(wholePath(_folder));
-    ZRKJson stored{
-        {"uuid", newUuid()}, {"kind", "image3d"}, {"path", (relative.empty() ? folder : relative).string()}};
-    const ZRKuuid uuid(stored["uuid"].get<std::string>());
-    const auto volume = readImage3d(stored, _folder, path, nullptr);
-    if (!volume) {
-        return nullptr;
+    const auto image = std::dynamic_pointer_cast<ZRKImage2d>((*entry)->object());
+    return {image, image ? "" : path + ": found a volume, expected a picture"};
+}
+
+template <class R>
+std::vector<ZRKNamedResource<R>> DocumentResources::named() const
+{
+    std::vector<ZRKNamedResource<R>> found;
+    for (std::size_t i = 0; i < _entries.size(); ++i) {
+        if (auto object = std::dynamic_pointer_cast<R>(_entries[i]->object())) {
+            found.push_back({_names[i], std::move(object)});
+        }
     }
-    (*volume)->setUuid(uuid);
-    const auto entry = std::make_shared<ZRKResourceEntry>(uuid);
-    entry->resolve(*volume);
-    _index.emplace(uuid, _entries.size());
-    _entries.push_back(entry);
-    _volumes.emplace(folder, entry);
-    _added.push_back(std::move(stored));
-    return entry;
+    return found;
+}
+
+std::vector<ZRKNamedResource<ZRKImage2d>> DocumentResources::images2d() const { return named<ZRKImage2d>(); }
+
+std::vector<ZRKNamedResource<ZRKGeometry>> DocumentResources::geometries(unsigned filter) const
+{
+    auto found = named<ZRKGeometry>();
+    std::erase_if(found, [&](const auto& entry) { return (geometryKind(*entry.object) & filter) == 0; });
+    return found;
 }
 
 std::vector<std::shared_ptr<ZRKSerializableObject>> DocumentResources::objects() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/values/fault.h"
+#include "model/document.h"
 #include "model/image_library.h"
 #include "model/json.h"
 #include "model/resource.h"
@@ -21,7 +22,7 @@ namespace zrkmodel {
 
 /// The resources of one document, found by uuid. Used on one thread; the objects themselves are
 /// safe to share.
-class DocumentResources final : public ZRKResourceLibrary, public ZRKImage3dLibraryView {
+class DocumentResources final : public ZRKResourceLibrary, public ZRKImage3dLibraryView, public ZRKDocument {
 public:
     /// Loads the entries of a document's "resources", all or none. Faults name the entry and the key.
     ///
@@ -35,6 +36,13 @@ public:
 
     /// Reads a folder that isn't a resource yet and adds it under a new uuid; null when it can't be read.
     std::shared_ptr<ZRKResourceEntry> ensureImageFromfolder(const std::string& path) override;
+
+    /// A resource is listed by its "name", or else its file's name, or else its shape and uuid.
+    std::vector<ZRKNamedResource<ZRKImage2d>> images2d() const override;
+    std::vector<ZRKNamedResource<ZRKGeometry>> geometries(unsigned filter) const override;
+    ZRKImage3dLibraryView& images3d() override { return *this; }
+    ZRKAddedImage ensureImage2d(const std::string& path) override;
+
     /// The entries that were added since the document was read, as it is to store them.
     const ZRKJson& addedEntries() const { return _added; }
 
@@ -43,11 +51,15 @@ public:
 
 private:
     std::vector<std::shared_ptr<ZRKResourceEntry>> _entries;
-    std::unordered_map<ZRKuuid, std::size_t> _index;                             ///< place of an entry
-    std::filesystem::path _folder;                                               ///< the document's
-    std::map<std::filesystem::path, std::shared_ptr<ZRKResourceEntry>> _volumes; ///< by whole path
+    std::vector<std::string> _names;                                            ///< of the entries
+    std::unordered_map<ZRKuuid, std::size_t> _index;                            ///< place of an entry
+    std::filesystem::path _folder;                                              ///< the document's
+    std::map<std::filesystem::path, std::shared_ptr<ZRKResourceEntry>> _byPath; ///< images, by whole path
     ZRKJson _added = ZRKJson::array();
 
+    zrk::Result<std::shared_ptr<ZRKResourceEntry>> ensureImage(const char* kind, const std::string& path);
+    template <class R>
+    std::vector<ZRKNamedResource<R>> named() const;
     friend class ResourceReader;
 };
 

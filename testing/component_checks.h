@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/engine/evaluation_context.h"
 #include "core/engine/field_sampler.h"
 #include "core/values/fault.h"
 #include "model/component.h"

@@ -1,10 +1,13 @@
 # Sourced by ./run, ./test and ./bench from the project's root.
 
+# What `build` asks tools/install-dependencies for beyond its own list; `qt` for what has windows.
+more_dependencies=()
+
 # build PRESET [TARGET...]: dependencies, configuration and build of one preset.
 build() {
     local preset=$1
     shift
-    tools/install-dependencies
+    tools/install-dependencies "${more_dependencies[@]}"
     local launcher=()
     if command -v ccache >/dev/null; then
         launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)

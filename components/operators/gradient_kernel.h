@@ -9,9 +9,8 @@ namespace zrk {
 /// Returns the evaluator of the gradient of a scalar field, by finite differences at four alternate corners
 /// of a cube of half edge `step` around each position: two evaluations less than central differences need.
 ///
-/// Input 0 of the node must be the same field; only its weight is used. The chain that is asked at the
-/// corners is built here, once, and shared by all threads; each works in a context of its own. The
-/// bounds of a gradient aren't known.
+/// Input 0 of the node must be the same field; only its weight is used. The field's chain for the corners
+/// is built here, once, and shared by all threads. The bounds of a gradient aren't known.
 ///
 /// Source of the method: Quilez, "Normals for an SDF", iquilezles.org/articles/normalsSDF, the tetrahedron
 /// technique. Here divided by 4 * step, so that the length is the field's slope.

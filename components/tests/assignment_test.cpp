@@ -29,7 +29,6 @@
 #include "components/raster/image_sampler.h"
 #include "components/raster/image_stack.h"
 #include "components/raster/raster_fx.h"
-#include "components/registration.h"
 #include "components/transforms/affine_transform.h"
 #include "components/transforms/apply_transform.h"
 #include "components/transforms/bend_transform.h"
@@ -120,7 +119,6 @@ void expectAssignable()
 template <class... Components>
 void expectAllAssignable()
 {
-    EXPECT_EQ(sizeof...(Components), allComponents().size());
     (expectAssignable<Components>(), ...);
 }
 

@@ -1,3 +1,4 @@
+#include "core/engine/evaluation_context.h"
 #include "core/engine/field_sampler.h"
 #include "model/extension_base.h"
 #include "model/graph.h"

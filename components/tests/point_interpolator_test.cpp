@@ -4,6 +4,9 @@
 #include "model/serializable.h"
 #include "testing/formula_agreement.h"
 
+#include <array>
+#include <vector>
+
 namespace zrkmodel {
 namespace {
 
@@ -186,6 +189,33 @@ TEST(PointInterpolator, IsStoredInOrder)
     owner.curve.set(curveOf({{1, 0.5, smooth}, {0, 2, linear}, {0, 3, nearest}}));
     EXPECT_STREQ(owner.curve.valueType(), "curve");
     EXPECT_EQ(owner.curve.valueJson().dump(), "[[0.0,2.0,0],[0.0,3.0,1],[1.0,0.5,3]]");
+}
+
+// Points stay in order whatever is done to them, and keep their kind and their rank among equal keys.
+TEST(PointInterpolator, PointsAreInsertedMovedAndRemoved)
+{
+    using Points = std::vector<std::array<double, 3>>;
+    const auto& kinds = InterpolationFunction<double>::kinds();
+    ScalarCurve curve = ScalarCurve::through({{0, 1}, {1, 2}}, kinds[cubic]);
+    const auto points = [&] {
+        Points points;
+        for (const auto& point : curve.points) {
+            points.push_back({point.key, point.value, static_cast<double>(point.function.kind)});
+        }
+        return points;
+    };
+    EXPECT_EQ(curve.insertPoint(0.5, 7, kinds[smooth]), 1u);
+    EXPECT_EQ(curve.insertPoint(1, 3, kinds[linear]), 3u) << "behind the point of the same key";
+    EXPECT_EQ(points(), (Points{{0, 1, cubic}, {0.5, 7, smooth}, {1, 2, cubic}, {1, 3, linear}}));
+    EXPECT_EQ(curve.movePoint(0, 1, 8), 1u) << "the oldest of its key comes first";
+    EXPECT_EQ(points(), (Points{{0.5, 7, smooth}, {1, 8, cubic}, {1, 2, cubic}, {1, 3, linear}}));
+    EXPECT_EQ(curve.movePoint(9, 0, 0), 9u);
+    curve.setFunction(3, kinds[nearest]);
+    curve.setFunction(4, kinds[nearest]);
+    curve.removePoint(1);
+    curve.removePoint(3);
+    EXPECT_EQ(points(), (Points{{0.5, 7, smooth}, {1, 2, cubic}, {1, 3, nearest}}));
+    EXPECT_EQ(curve.insertPoint(1, 4, kinds[linear]), 3u) << "a new rank, not one that was given back";
 }
 
 TEST(PointInterpolator, ReadsPointsUpToTheFirstBadOne)

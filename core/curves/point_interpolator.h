@@ -61,6 +61,40 @@ public:
         sort();
     }
 
+    /// Adds one point, after those of the same key, and returns its place.
+    std::size_t insertPoint(const X& key, const Y& value, const F& function)
+    {
+        addPoints({{key, value}}, function);
+        return placeOf(nextOrdinal - 1);
+    }
+    /// Gives a point another key and value, keeping its kind and its rank among equal keys. Returns its new
+    /// place; an index of no point changes nothing and is returned.
+    std::size_t movePoint(std::size_t index, const X& key, const Y& value)
+    {
+        if (index >= points.size()) {
+            return index;
+        }
+        points[index].key = key;
+        points[index].value = value;
+        const std::int32_t ordinal = points[index].ordinal;
+        sort();
+        return placeOf(ordinal);
+    }
+    /// Does nothing for an index of no point. The last point may go too.
+    void removePoint(std::size_t index)
+    {
+        if (index < points.size()) {
+            points.erase(points.begin() + static_cast<std::ptrdiff_t>(index));
+        }
+    }
+    /// Sets the kind of curve that leaves a point; does nothing for an index of no point.
+    void setFunction(std::size_t index, const F& function)
+    {
+        if (index < points.size()) {
+            points[index].function = function;
+        }
+    }
+
     void clear()
     {
         points.clear();
@@ -95,6 +129,14 @@ public:
             }
         }
         return Y(x); // NaN: every comparison failed
+    }
+
+private:
+    std::size_t placeOf(std::int32_t ordinal) const
+    {
+        const auto found = std::find_if(points.begin(), points.end(),
+                                        [&](const Point& point) { return point.ordinal == ordinal; });
+        return static_cast<std::size_t>(found - points.begin());
     }
 };
 

@@ -11,7 +11,7 @@ constexpr std::size_t kRowsAChunk = 8;
 
 } // namespace
 
-/// Never given back: whoever made it holds it, too.
+/// The pool itself is a user, so that the row is never lent for other values.
 struct alignas(64) RowPool::ConstantRow {
     double samples[kRowLength];
     Row row{samples, 1};
@@ -28,7 +28,7 @@ struct RowPool::Chunk {
 
 void RowPool::grow()
 {
-    // Value-initialised: a vector that reaches beyond the last sample reads defined numbers.
+    // Zeros, so that a vector which reaches beyond the last sample reads numbers.
     _chunks.emplace_back(new Chunk(), [](Chunk* chunk) { delete chunk; });
     Chunk& chunk = *_chunks.back();
     for (std::size_t i = kRowsAChunk; i-- > 0;) {

@@ -9,31 +9,31 @@
 
 namespace zrk {
 
-/// Samples that one pass through a chain computes together.
+/// Number of samples of a block; a chain is computed block by block.
 inline constexpr std::size_t kBlockSamples = 1024;
 
-/// Doubles of a row: a block and one cache line more. Rows at a power-of-two distance
+/// Length of a row in memory: a block and one cache line more. Rows at a distance of a power of two
 /// would compete for the same cache sets.
 inline constexpr std::size_t kRowLength = kBlockSamples + 8;
 
-/// Longest record, components and weight together.
+/// Length of the longest record, its weight included.
 inline constexpr std::size_t kMaxRecord = 32;
 
-/// One component of one pin over a block. Rows are shared: a node that forwards its
-/// input holds the input's row. `users` counts the holders; only the owning context,
-/// and so one thread, touches it. The counts lie together, apart from the samples.
+/// The values of one component over a block. Blocks share rows: a node that forwards its input holds the
+/// input's row.
 struct Row {
     double* samples;
-    std::int32_t users;
+    std::int32_t users; ///< number of blocks and loops that hold the row
 };
 
-/// Hands out rows and takes them back, most recently used first, so that a chain works
-/// on the few rows that are still in the cache.
+/// Lends rows. The row that was given back last is lent next, so that a chain works on the few rows that
+/// are still in the cache. A pool and its rows belong to one thread.
 class RowPool {
 public:
     RowPool();
     ~RowPool();
 
+    /// A row with one user, whose samples are whatever was in it before.
     Row* take()
     {
         if (_free.empty()) {
@@ -44,10 +44,12 @@ public:
         row->users = 1;
         return row;
     }
-    /// The row of one number, shared by all who ask for that number. It is filled at once, so it is none
-    /// that a loop still to be run could read or write.
+    /// A row that holds `value` everywhere and nothing else as long as the pool lives; all who ask for the
+    /// same bits share it.
     Row* constant(double value);
+    /// Counts one more user.
     void share(Row* row) { ++row->users; }
+    /// Counts one user less; without users the row may be lent again.
     void release(Row* row)
     {
         if (--row->users == 0) {
@@ -67,21 +69,20 @@ private:
     friend class Block;
 };
 
-/// Values of one pin over a block of samples, as a kernel reads them: a row a component
-/// and a row of weights. Values beyond the block's last sample, up to a whole vector,
-/// may be read and mean nothing.
+/// The values of one pin over a block of samples: a row for each component and one for the weights.
+/// Rows may be read beyond the last sample, up to a whole vector; what stands there means nothing.
 class Block {
 public:
-    /// Row of a component; one that the pin doesn't have reads as zeros.
+    /// The row of a component; zeros for a component that the pin doesn't have.
     const double* row(std::size_t component) const
     {
         return component < _componentCount ? _rows[component]->samples : zeroRow();
     }
     std::size_t componentCount() const { return _componentCount; }
 
-    /// True when the weight of every sample is 1; then there is no row of weights to read.
+    /// True if the weights are known to be 1 without a row that holds them.
     bool hasUnitWeight() const { return _weight == nullptr; }
-    /// Row of weights, of ones where all are 1.
+    /// The row of weights; ones if `hasUnitWeight()`.
     const double* weights() const { return _weight ? _weight->samples : oneRow(); }
 
     static const double* zeroRow();
@@ -92,8 +93,9 @@ private:
     Row* _weight = nullptr;
     std::array<Row*, kMaxRecord - 1> _rows{};
 
-    friend class BlockEngine;
+    friend class ChainBlocks;
     friend class BlockRun;
+    friend class SourceRows;
 };
 
 } // namespace zrk

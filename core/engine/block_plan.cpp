@@ -1,173 +1,166 @@
-#include "core/engine/block_engine.h"
+#include "core/engine/block_plan.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zrk {
 
-/// Finds the blocks that the kernel of `slot` announces to read.
-void BlockEngine::resolveReads(std::size_t slot)
+namespace {
+
+std::size_t indexOf(const EvaluationNode& node) { return static_cast<std::size_t>(node.slotIndex); }
+
+} // namespace
+
+BlockPlan::BlockPlan(std::span<const EvaluationSlot> slots, std::size_t target)
+    : _target(target), _steps(slots.size())
 {
-    SlotState& state = _states[slot];
-    state.inputs.clear();
-    const EvaluationNode& node = *_context.slots[slot].node;
-    const KernelReads reads = state.kernel->reads();
-    const std::size_t count = std::min(reads.inputs, node.inputs.size());
-    for (std::size_t k = 0; k < count; ++k) {
-        state.reads.push_back(static_cast<std::size_t>(node.inputs[k]->slotIndex));
-        state.inputs.push_back(&_states[state.reads.back()].block);
+    for (std::size_t slot = 0; slot < slots.size(); ++slot) {
+        classify(slots[slot], _steps[slot]);
+        if (slot == target) {
+            _steps[slot].isHeld = true;
+        }
     }
+    runBetweenClosures(holdWhatClosuresRead(slots));
+    makeOrder();
+    planReleases();
+    _canRepeatLoops = _lanes.empty() && std::all_of(_order.begin(), _order.end(), [this](std::size_t slot) {
+                          return _steps[slot].source != Source::Kernel || _steps[slot].runsAsLoops();
+                      });
+}
+
+void BlockPlan::classify(const EvaluationSlot& slot, Step& step) const
+{
+    const EvaluationNode& node = *slot.node;
+    step.componentCount = std::min<std::size_t>(componentCount(node.outputShape), kMaxRecord - 1);
+    if (node.constant) {
+        step.source = Source::Constant;
+        return;
+    }
+    if (slot.buffer && &step != &_steps[_target]) {
+        step.source = Source::Buffer;
+        return;
+    }
+    if (slot.positions) {
+        step.source = Source::Positions;
+        return;
+    }
+    step.kernel = recognisedKernel(slot.evaluator);
+    if (!step.kernel) {
+        step.source = Source::Lanes;
+        return;
+    }
+    if (std::shared_ptr<const Kernel> ofRun = step.kernel->forRun()) {
+        step.kernel = std::move(ofRun);
+    }
+    const KernelReads reads = step.kernel->reads();
+    const std::size_t inputCount = std::min(reads.inputs, node.inputs.size());
+    for (std::size_t k = 0; k < inputCount; ++k) {
+        step.inputs.push_back(indexOf(*node.inputs[k]));
+    }
+    step.reads = step.inputs;
     if (reads.order == ReadOrder::lastInputFirst) {
-        std::reverse(state.reads.begin(), state.reads.end());
+        std::reverse(step.reads.begin(), step.reads.end());
     }
     if (reads.coordinates && node.coordinates) {
-        const auto slotOfCoordinates = static_cast<std::size_t>(node.coordinates->slotIndex);
-        state.coordinates = &_states[slotOfCoordinates].block;
-        state.reads.insert(reads.order == ReadOrder::coordinatesFirst ? state.reads.begin()
-                                                                      : state.reads.end(),
-                           slotOfCoordinates);
+        step.positions = indexOf(*node.coordinates);
+        step.reads.insert(reads.order == ReadOrder::coordinatesFirst ? step.reads.begin() : step.reads.end(),
+                          *step.positions);
     }
 }
 
-void BlockEngine::classify(std::size_t slot, std::size_t target)
+/// A closure may read its inputs at any sample, so their rows, and those of everything upstream of them,
+/// are held. Returns which slots lie upstream of a closure.
+std::vector<bool> BlockPlan::holdWhatClosuresRead(std::span<const EvaluationSlot> slots)
 {
-    SlotState& state = _states[slot];
-    const EvaluationSlot& s = _context.slots[slot];
-    state.kernel = nullptr;
-    state.steady = false;
-    releaseBlock(slot);
-    state.reads.clear();
-    state.lastReads.clear();
-    state.pinned = slot == target;
-    state.planned = false;
-    state.upstreamOfClosure = false;
-    if (s.node->constant) {
-        state.source = Source::Constant;
-    } else if (s.buffer && slot != target) {
-        state.source = Source::Buffer;
-    } else if (s.node->positions) {
-        state.source = Source::Positions;
-    } else if (const Kernel* kernel = recognisedKernel(s.evaluator)) {
-        state.source = Source::Kernel;
-        if (!state.ofRun) {
-            state.ofRun = kernel->forRun();
-        }
-        state.kernel = state.ofRun ? state.ofRun.get() : kernel;
-        resolveReads(slot);
-    } else {
-        state.source = Source::Closure;
-    }
-}
-
-/// A closure may read any of its inputs at any lane, and so whatever lies upstream of them
-/// must stay until the block is done.
-void BlockEngine::pinWhatClosuresRead()
-{
-    for (std::size_t slot = _states.size(); slot-- > 0;) {
-        SlotState& state = _states[slot];
-        if (!state.upstreamOfClosure && state.source != Source::Closure) {
+    std::vector<bool> upstreamOfClosure(slots.size(), false);
+    for (std::size_t slot = slots.size(); slot-- > 0;) {
+        if (!upstreamOfClosure[slot] && _steps[slot].source != Source::Lanes) {
             continue;
         }
-        state.pinned = true;
-        const EvaluationNode& node = *_context.slots[slot].node;
+        _steps[slot].isHeld = true;
+        const EvaluationNode& node = *slots[slot].node;
         for (const auto& input : node.inputs) {
-            _states[static_cast<std::size_t>(input->slotIndex)].upstreamOfClosure = true;
+            upstreamOfClosure[indexOf(*input)] = true;
         }
         if (node.coordinates) {
-            _states[static_cast<std::size_t>(node.coordinates->slotIndex)].upstreamOfClosure = true;
+            upstreamOfClosure[indexOf(*node.coordinates)] = true;
         }
     }
+    return upstreamOfClosure;
 }
 
-/// Lets kernels that read a closure and are read by one run sample by sample.
-void BlockEngine::runBetweenClosures()
+/// A kernel that reads a closure and is read by another one runs sample by sample too: at which samples
+/// the later closure asks for it isn't known.
+void BlockPlan::runBetweenClosures(const std::vector<bool>& upstreamOfClosure)
 {
-    std::vector<bool> readsClosure(_states.size(), false);
-    for (std::size_t slot = 0; slot < _states.size(); ++slot) {
-        SlotState& state = _states[slot];
-        for (const std::size_t read : state.reads) {
-            readsClosure[slot] = readsClosure[slot] || readsClosure[read];
-        }
-        const bool between = readsClosure[slot] && state.upstreamOfClosure;
-        if (state.source == Source::Closure || between) {
-            state.source = Source::Closure;
-            readsClosure[slot] = true;
-        }
-        if (state.source == Source::Closure && !state.closure) {
-            state.closure = std::make_unique<ClosureState>();
+    std::vector<bool> readsClosure(_steps.size(), false);
+    for (std::size_t slot = 0; slot < _steps.size(); ++slot) {
+        Step& step = _steps[slot];
+        readsClosure[slot] =
+            step.source == Source::Lanes || std::any_of(step.reads.begin(), step.reads.end(),
+                                                        [&](std::size_t read) { return readsClosure[read]; });
+        if (readsClosure[slot] && upstreamOfClosure[slot]) {
+            step.source = Source::Lanes;
         }
     }
 }
 
-/// Appends the slots that `slot` needs and that aren't current, then itself; no recursion.
-void BlockEngine::planUpstream(std::size_t slot, std::vector<std::size_t>& order)
+/// The target and the slots that it needs, each after those that it reads. Follows the reads of the slots
+/// for which `expands` is true. Without recursion, as a chain may be long.
+template <class Expands>
+std::vector<std::size_t> BlockPlan::upstreamFirst(Expands expands) const
 {
     struct Visit {
         std::size_t slot;
-        bool expanded;
+        bool isExpanded;
     };
-    std::vector<Visit> stack{{slot, false}};
-    std::vector<bool> listed(_states.size(), false);
+    std::vector<std::size_t> order;
+    std::vector<bool> isListed(_steps.size(), false);
+    std::vector<Visit> stack{{_target, false}};
     while (!stack.empty()) {
         Visit& top = stack.back();
-        const std::size_t current = top.slot;
-        if (listed[current] || (_running && isCurrent(current))) {
+        const std::size_t slot = top.slot;
+        if (isListed[slot]) {
             stack.pop_back();
-        } else if (top.expanded || _states[current].source != Source::Kernel) {
+        } else if (top.isExpanded || !expands(_steps[slot])) {
             stack.pop_back();
-            listed[current] = true;
-            order.push_back(current);
+            isListed[slot] = true;
+            order.push_back(slot);
         } else {
-            top.expanded = true;
-            const auto& reads = _states[current].reads;
+            top.isExpanded = true;
+            const auto& reads = _steps[slot].reads;
             for (auto read = reads.rbegin(); read != reads.rend(); ++read) {
                 stack.push_back({*read, false});
             }
         }
     }
+    return order;
 }
 
-void BlockEngine::plan(std::size_t target)
+void BlockPlan::makeOrder()
 {
-    if (_target == target) {
-        return;
+    _boundsOrder = upstreamFirst([](const Step& step) { return step.kernel != nullptr; });
+    for (const std::size_t slot : upstreamFirst([](const Step& s) { return s.source == Source::Kernel; })) {
+        _steps[slot].isPlanned = true;
+        (_steps[slot].source == Source::Lanes ? _lanes : _order).push_back(slot);
     }
-    _isBound = false;
-    for (std::size_t slot = 0; slot < _states.size(); ++slot) {
-        classify(slot, target);
-    }
-    pinWhatClosuresRead();
-    runBetweenClosures();
-    std::vector<std::size_t> order;
-    planUpstream(target, order);
     // What reads nothing first, so that nothing comes between the loops of kernels.
-    std::stable_partition(order.begin(), order.end(),
-                          [this](std::size_t slot) { return _states[slot].source != Source::Kernel; });
-    _plan.clear();
-    _planClosures.clear();
-    for (const std::size_t slot : order) {
-        _states[slot].planned = true;
-        if (_states[slot].source == Source::Closure) {
-            _planClosures.push_back(slot);
-            continue;
-        }
-        _plan.push_back(slot);
-    }
-    planReleases();
-    _target = target;
+    const auto firstKernel = std::stable_partition(
+        _order.begin(), _order.end(), [this](std::size_t s) { return _steps[s].source != Source::Kernel; });
+    _sourceCount = static_cast<std::size_t>(firstKernel - _order.begin());
 }
 
-/// Finds for each kernel the slots whose rows it is the last to read. What isn't pinned is
-/// computed and read in the order of the plan only.
-void BlockEngine::planReleases()
+/// Finds for each kernel the slots whose rows it is the last to read.
+void BlockPlan::planReleases()
 {
-    std::vector<bool> readLater(_states.size(), false);
-    for (auto slot = _plan.rbegin(); slot != _plan.rend(); ++slot) {
-        SlotState& state = _states[*slot];
-        for (const std::size_t read : state.reads) {
-            if (!readLater[read] && !_states[read].pinned) {
-                state.lastReads.push_back(read);
+    std::vector<bool> isReadLater(_steps.size(), false);
+    for (auto slot = _order.rbegin(); slot != _order.rend(); ++slot) {
+        Step& step = _steps[*slot];
+        for (const std::size_t read : step.reads) {
+            if (!isReadLater[read] && !_steps[read].isHeld) {
+                step.lastReads.push_back(read);
             }
-            readLater[read] = true;
+            isReadLater[read] = true;
         }
     }
 }

@@ -1,10 +1,11 @@
 #include "core/engine/evaluation_context.h"
 
-#include "core/engine/block_engine.h"
+#include "core/engine/block_runner.h"
 #include "core/engine/evaluation_domain.h"
 #include "core/engine/progress.h"
 
 #include <cmath>
+#include <memory>
 #include <thread>
 #include <utility>
 
@@ -14,18 +15,6 @@ template <class T>
 EvaluationContextT<T>::EvaluationContextT(std::vector<EvaluationSlot> chain) : slots(std::move(chain))
 {
     slotStack.reserve(slots.size());
-}
-
-template <class T>
-EvaluationContextT<T>::~EvaluationContextT() = default;
-
-template <class T>
-BlockEngine& EvaluationContextT<T>::_engine()
-{
-    if (!_blocks) {
-        _blocks = std::make_unique<BlockEngine>(*this);
-    }
-    return *_blocks;
 }
 
 template <class T>
@@ -63,11 +52,11 @@ const T* EvaluationContextT<T>::readSlot(std::int32_t index)
     if (s.lastSample == sampleIndex || s.node->constant) {
         return s.value;
     }
-    if (_blocks && _blocks->isRunning()) {
-        return _blocks->readRecord(static_cast<std::size_t>(index));
+    if (_source) {
+        return _source->readRecord(static_cast<std::size_t>(index));
     }
-    if (s.node->positions) {
-        const Tensor<4, double> p = s.node->positions->position(sampleIndex);
+    if (s.positions) {
+        const Tensor<4, double> p = s.positions->position(sampleIndex);
         std::copy(p.begin(), p.end(), s.value);
         s.lastSample = sampleIndex;
         return s.value;
@@ -88,78 +77,76 @@ void EvaluationContextT<T>::_finishOutput(std::size_t recordLength)
 }
 
 template <class T>
-bool EvaluationContextT<T>::_fill(std::size_t target, std::int32_t first, std::int32_t last,
-                                  ProgressManager* manager)
-{
-    BufferSink sink(*slots[target].buffer);
-    return _engine().sweep(target, first, last, sink, manager, true);
-}
-
-/// The slots are open to everyone and may have changed since the last run.
-template <class T>
-void EvaluationContextT<T>::beginRun()
-{
-    _blocks.reset();
-    slotStack.clear();
-    pushSlot(0);
-}
-
-template <class T>
 void EvaluationContextT<T>::run(std::int32_t first, std::int32_t last)
 {
-    beginRun();
-    for (std::size_t i = 0; i < slots.size(); ++i) {
-        if (slots[i].buffer && slots[i].pending) {
-            pushSlot(static_cast<std::int32_t>(i));
-            _fill(i, first, last, nullptr);
-            slots[i].pending = false;
-            popSlot();
-        }
-    }
+    _runSilently(first, last, nullptr);
 }
 
 template <class T>
-void EvaluationContextT<T>::run(std::int32_t first, std::int32_t last, ProgressManager& manager)
+bool EvaluationContextT<T>::runUntilInterrupted(std::int32_t first, std::int32_t last,
+                                                ProgressManager& manager)
 {
-    const std::int64_t count = std::int64_t{last} - first + 1;
-    const auto chunk = static_cast<std::int64_t>(std::ceil(static_cast<double>(count) * 0.01));
-    const std::thread::id thread = std::this_thread::get_id();
-    beginRun();
+    return _runSilently(first, last, &manager);
+}
+
+template <class T>
+bool EvaluationContextT<T>::_runSilently(std::int32_t first, std::int32_t last, ProgressManager* manager)
+{
+    slotStack.clear();
+    pushSlot(0);
     for (std::size_t i = 0; i < slots.size(); ++i) {
         if (!slots[i].buffer || !slots[i].pending) {
             continue;
         }
         pushSlot(static_cast<std::int32_t>(i));
-        std::int64_t next = first;
-        const auto fill = [&](std::int64_t samples) {
-            const bool finished = _fill(i, static_cast<std::int32_t>(next),
-                                        static_cast<std::int32_t>(next + samples - 1), &manager);
-            if (finished) {
-                next += samples;
-                manager.notifyProgressUpdate(thread, static_cast<std::size_t>(samples));
-            }
-            return finished;
-        };
-        for (std::int64_t round = 0; round < count / chunk; ++round) {
-            if (!fill(chunk)) {
-                return;
-            }
-        }
-        if (manager.shouldInterrupt() || !fill(count % chunk)) {
-            return;
+        BlockRunner runner(std::make_shared<BlockPlan>(slots, i), *this);
+        BufferSink sink(*slots[i].buffer);
+        if (!runner.sweep(first, last, sink, manager, SlotsAfter::Settled)) {
+            return false;
         }
         slots[i].pending = false;
         popSlot();
     }
+    return true;
 }
 
 template <class T>
-bool EvaluationContextT<T>::sweep(std::size_t target, std::int32_t first, std::int32_t last, BlockSink& sink,
-                                  ProgressManager* manager)
+bool EvaluationContextT<T>::run(std::int32_t first, std::int32_t last, ProgressManager& manager)
 {
+    const std::int64_t count = std::int64_t{last} - first + 1;
+    const auto chunk = static_cast<std::int64_t>(std::ceil(static_cast<double>(count) * 0.01));
+    bool isComplete = true;
     slotStack.clear();
     pushSlot(0);
-    return _engine().sweep(target, first, last, sink, manager, false);
+    for (std::size_t i = 0; i < slots.size(); ++i) {
+        if (!slots[i].buffer || !slots[i].pending) {
+            continue;
+        }
+        pushSlot(static_cast<std::int32_t>(i));
+        BlockRunner runner(std::make_shared<BlockPlan>(slots, i), *this);
+        BufferSink sink(*slots[i].buffer);
+        std::int64_t next = first;
+        const auto fill = [&](std::int64_t samples) {
+            runner.sweep(static_cast<std::int32_t>(next), static_cast<std::int32_t>(next + samples - 1), sink,
+                         nullptr, SlotsAfter::Settled);
+            next += samples;
+            manager.notifyProgressUpdate(std::this_thread::get_id(), static_cast<std::size_t>(samples));
+        };
+        std::int64_t rounds = count / chunk;
+        while (rounds > 0 && !manager.shouldInterrupt()) {
+            fill(chunk);
+            --rounds;
+        }
+        // Asked once more: a request that was withdrawn meanwhile has cost the samples of the rounds left.
+        if (manager.shouldInterrupt()) {
+            return false;
+        }
+        isComplete = isComplete && rounds == 0;
+        fill(count % chunk);
+        slots[i].pending = false;
+        popSlot();
+    }
+    return isComplete;
 }
 
 template class EvaluationContextT<double>;

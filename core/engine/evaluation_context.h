@@ -6,20 +6,28 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <utility>
 #include <vector>
 
 namespace zrk {
 
-class BlockEngine;
-class BlockSink;
 class ProgressManager;
 
-/// Walks one chain: the slots, and the sample that is being computed. Closures read their
+/// Answers what closures read while their chain is computed by blocks.
+class RecordSource {
+public:
+    /// Record of a slot at the context's running sample, valid until the next read.
+    virtual const double* readRecord(std::size_t slot) = 0;
+
+protected:
+    ~RecordSource() = default;
+};
+
+/// One worker's view of a chain: its slots, and the sample that is being computed. Closures read their
 /// inputs and write their record through it.
 ///
-/// A context belongs to one thread. Contexts of one run share nothing but the buffers, in
-/// which they write disjoint records.
+/// A context belongs to one thread. Contexts of one run share nothing but the buffers, in which they write
+/// disjoint records.
 template <class T>
 class EvaluationContextT {
 public:
@@ -31,7 +39,6 @@ public:
     std::vector<EvaluationSlot> slots; ///< the chain, upstream first
 
     explicit EvaluationContextT(std::vector<EvaluationSlot> chain);
-    ~EvaluationContextT();
     EvaluationContextT(const EvaluationContextT&) = delete;
     EvaluationContextT& operator=(const EvaluationContextT&) = delete;
 
@@ -54,27 +61,31 @@ public:
     void pushSlot(std::int32_t index);
     void popSlot();
 
-    /// Fills the buffers of all pending slots for the samples first to last, both included.
+    /// The bulk pass: fills the buffers of all pending slots, in ascending order of slots, for the samples
+    /// first to last, both included. It plans anew each time, as the slots are open to everyone.
     void run(std::int32_t first, std::int32_t last);
-    /// The same with reports in about a hundred steps; returns early when it is interrupted,
-    /// and then the buffer is partly filled. The range must not be empty.
-    void run(std::int32_t first, std::int32_t last, ProgressManager& manager);
 
-    /// Computes slot `target` for the samples first to last and hands the blocks to a sink,
-    /// without a buffer. False when it was interrupted.
-    bool sweep(std::size_t target, std::int32_t first, std::int32_t last, BlockSink& sink,
-               ProgressManager* manager = nullptr);
+    /// The bulk pass in about a hundred chunks a slot: before each it asks the manager whether to stop, and
+    /// after each it reports its samples. When it is stopped, the buffer stays partly filled, the slot
+    /// pending and on the stack. Returns whether all samples were computed. The range must not be empty.
+    bool run(std::int32_t first, std::int32_t last, ProgressManager& manager);
+
+    /// The bulk pass, which asks the manager once a block whether to stop and reports nothing. Returns
+    /// whether all samples were computed; a slot that wasn't filled stays pending.
+    bool runUntilInterrupted(std::int32_t first, std::int32_t last, ProgressManager& manager);
 
     /// Record of a slot at the running sample.
     const T* readSlot(std::int32_t index);
 
-private:
-    std::unique_ptr<BlockEngine> _blocks;
+    /// While there is one, it answers all reads that neither a buffer nor the slot's own record answers.
+    /// Returns the one before.
+    RecordSource* setRecordSource(RecordSource* source) { return std::exchange(_source, source); }
 
-    BlockEngine& _engine();
-    void beginRun();
+private:
+    RecordSource* _source = nullptr;
+
     void _finishOutput(std::size_t recordLength);
-    bool _fill(std::size_t target, std::int32_t first, std::int32_t last, ProgressManager* manager);
+    bool _runSilently(std::int32_t first, std::int32_t last, ProgressManager* manager);
 };
 
 extern template class EvaluationContextT<double>;

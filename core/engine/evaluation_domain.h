@@ -46,11 +46,20 @@ public:
         return {};
     }
 
+    /// False if `position(i)[3]` may be another weight than 1.
+    virtual bool hasUnitWeights() const { return true; }
+    /// The weights of the samples first to first + count - 1; asked for only if they may be other than 1.
+    virtual void weights(std::int32_t first, std::int32_t count, T* weights) const
+    {
+        for (std::int32_t i = 0; i < count; ++i) {
+            weights[i] = position(first + i)[3];
+        }
+    }
+
     std::int32_t count() const { return sampleCount(); }
     void position(std::int32_t i, Tensor<4, T>& target) const { target = position(i); }
 
-    /// All positions as records. Made at the first call and kept until the domain is stale;
-    /// a run over the domain doesn't need them.
+    /// All positions as records. Made at the first call and kept until the domain is stale.
     std::shared_ptr<SampleBufferData<T>> samples();
     /// Lets the next `samples()` fill the buffer anew.
     void markStale() { _stale = true; }

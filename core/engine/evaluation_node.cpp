@@ -59,7 +59,7 @@ bool fixForRun(std::vector<EvaluationSlot>& slots)
 {
     bool isAny = false;
     for (EvaluationSlot& slot : slots) {
-        const Kernel* const kernel = recognisedKernel(slot.evaluator);
+        const std::shared_ptr<const Kernel> kernel = recognisedKernel(slot.evaluator);
         if (std::shared_ptr<const Kernel> fixed = kernel ? kernel->forRun() : nullptr) {
             slot.evaluator = Evaluator(std::move(fixed));
             isAny = true;
@@ -69,7 +69,11 @@ bool fixForRun(std::vector<EvaluationSlot>& slots)
 }
 
 EvaluationSlot::EvaluationSlot(EvaluationNode& from)
-    : pending(from.dirty), evaluator(from.evaluator), node(&from), buffer(from.sampleBuffer.get())
+    : pending(from.dirty),
+      evaluator(from.evaluator),
+      node(&from),
+      buffer(from.sampleBuffer.get()),
+      positions(from.positions)
 {
     if (from.constant) {
         const auto& data = from.constantValue.data;

@@ -28,8 +28,8 @@ struct EvaluationNode {
     bool constant = false; ///< the value never changes and is never computed
     SampleBufferData<double> constantValue;
 
-    /// Where a coordinates node takes its positions from while it has no buffer; not owned.
-    EvaluationDomain<3, double>* positions = nullptr;
+    /// Where a coordinates node takes its positions from if it has no buffer; not owned.
+    const EvaluationDomain<3, double>* positions = nullptr;
 
     EvaluationNode() = default;
     EvaluationNode(const EvaluationNode&) = delete;
@@ -50,6 +50,9 @@ struct EvaluationSlot {
     SampleBufferData<double>* buffer = nullptr; ///< the node's records, or null
     std::int32_t lastSample = -1;               ///< sample that `value` belongs to
     double value[kMaxRecord] = {};              ///< last computed record, or the constant
+
+    /// Where this context takes the positions of a coordinates node from; the node's own at first.
+    const EvaluationDomain<3, double>* positions = nullptr;
 
     explicit EvaluationSlot(EvaluationNode& node);
 };

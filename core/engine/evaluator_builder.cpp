@@ -64,10 +64,18 @@ std::shared_ptr<EvaluationNode> EvaluatorBuilder<T>::addEmptyInput(std::uint32_t
 template <class T>
 void EvaluatorBuilder<T>::visit(EvaluationNode* node)
 {
-    _waiting.push_back(node);
-    if (currentNode()) {
+    if (_marks.count(node)) {
         return;
     }
+    if (!node->coordinates) {
+        node->coordinates = currentCoordinates();
+    }
+    if (node->coordinates && !node->coordinates->generator) {
+        appendSlots(node->coordinates);
+    }
+    std::erase(_waiting, node); // in case it was added before it is visited
+    buildNode(node);
+    // Also those that other nodes have added: this node may share them.
     while (!_waiting.empty()) {
         EvaluationNode* next = _waiting.back();
         _waiting.pop_back();
@@ -82,6 +90,9 @@ void EvaluatorBuilder<T>::buildNode(EvaluationNode* node)
     if (!node->generator) {
         return;
     }
+    if (std::find(_nodes.begin(), _nodes.end(), node) != _nodes.end()) {
+        refuseCycle();
+    }
     _nodes.push_back(node);
     _coordinates.push_back(node->coordinates);
     node->generator->build(*this);
@@ -93,14 +104,15 @@ void EvaluatorBuilder<T>::buildNode(EvaluationNode* node)
 template <class T>
 void EvaluatorBuilder<T>::appendSlots(EvaluationNode* target)
 {
-    enum class Mark { Open, Done };
-    std::unordered_map<EvaluationNode*, Mark> marks;
+    if (_marks.count(target)) {
+        return;
+    }
     std::vector<EvaluationNode*> stack{target};
     bool foundCycle = false;
     // Goes on after a cycle was found, so that all nodes are known.
     while (!stack.empty()) {
         EvaluationNode* node = stack.back();
-        const auto [mark, isNew] = marks.try_emplace(node, Mark::Open);
+        const auto [mark, isNew] = _marks.try_emplace(node, Mark::Open);
         if (!isNew) {
             stack.pop_back();
             if (mark->second == Mark::Open) {
@@ -110,9 +122,11 @@ void EvaluatorBuilder<T>::appendSlots(EvaluationNode* target)
             }
             continue;
         }
+        // A node that is still being built can't come before one that it reads.
+        foundCycle = foundCycle || std::find(_nodes.begin(), _nodes.end(), node) != _nodes.end();
         const auto push = [&](EvaluationNode* upstream) {
-            const auto found = marks.find(upstream);
-            if (found == marks.end()) {
+            const auto found = _marks.find(upstream);
+            if (found == _marks.end()) {
                 stack.push_back(upstream);
             } else if (found->second == Mark::Open) {
                 foundCycle = true;
@@ -126,16 +140,45 @@ void EvaluatorBuilder<T>::appendSlots(EvaluationNode* target)
         }
     }
     if (foundCycle) {
-        // Nodes that own each other would never be released.
-        std::vector<std::shared_ptr<EvaluationNode>> owned;
-        for (auto& [node, mark] : marks) {
-            std::move(node->inputs.begin(), node->inputs.end(), std::back_inserter(owned));
-            node->inputs.clear();
-        }
-        throw std::logic_error("the nodes of a chain form a cycle");
+        refuseCycle();
     }
 }
 
+/// Nodes that own each other would never be released.
+template <class T>
+void EvaluatorBuilder<T>::refuseCycle()
+{
+    std::vector<std::shared_ptr<EvaluationNode>> owned;
+    const auto separate = [&](EvaluationNode& node) {
+        std::move(node.inputs.begin(), node.inputs.end(), std::back_inserter(owned));
+        node.inputs.clear();
+    };
+    for (auto& [node, mark] : _marks) {
+        separate(*node);
+    }
+    for (EvaluationNode* node : _nodes) {
+        separate(*node);
+    }
+    for (auto& [key, node] : _shared) {
+        separate(*node);
+    }
+    throw std::logic_error("the nodes of a chain form a cycle");
+}
+
 template class EvaluatorBuilder<double>;
+
+std::vector<EvaluationSlot> buildChain(std::shared_ptr<IFieldGenerator> field, EvaluationNode& coordinates,
+                                       EvaluationNode& target, std::any bounds)
+{
+    if (!field) {
+        field = std::make_shared<SolidField<1, 3>>();
+    }
+    coordinates.dirty = false;
+    target.reset(field->descriptor().outputShape, &coordinates);
+    target.generator = std::move(field);
+    EvaluatorBuilder<double> builder(std::move(bounds));
+    builder.visit(&target);
+    return std::move(builder.slots());
+}
 
 } // namespace zrk

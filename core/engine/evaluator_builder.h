@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -22,9 +23,10 @@ struct EvaluationBounds {
 
 /// Flattens the nodes upstream of a node into slots, upstream first.
 ///
-/// A generator's `build` sets the closure of the current node and adds its inputs. Inputs
-/// are built after it returns, one by one, so a chain may be of any length. Fields of the
-/// same identity under the same coordinates share one node.
+/// A generator's `build` sets the closure of the current node and gives it its inputs, in one of two ways:
+/// - `addInput` takes a field. Its node is built after `build` has returned, without recursion, so a chain
+///   may be of any length, and fields of the same identity under the same coordinates share one node.
+/// - `visit` takes a node that the generator made itself, and builds it before it returns.
 template <class T>
 class EvaluatorBuilder {
 public:
@@ -50,10 +52,15 @@ public:
     /// Adds a node that reads as zeros with weight 0 as the next input: an unconnected pin.
     std::shared_ptr<EvaluationNode> addEmptyInput(std::uint32_t shape);
 
-    /// From outside, builds the whole chain of a node whose generator and coordinates are set.
-    /// From within a `build`, takes a node that the generator made itself; the current node
-    /// must own it. Throws std::logic_error when the nodes form a cycle, and FaultError when the
-    /// chain has more nodes than memory should hold.
+    /// Builds a node, whose generator is set, with everything upstream of it, and appends their slots: a
+    /// node's coordinates, then its inputs, then itself. A node has one slot, however often it is visited.
+    ///
+    /// From outside, the node's coordinates are set before. From within a `build`, a node without coordinates
+    /// is asked at those of the current node; the current node is left as it was and must come to own the
+    /// node.
+    ///
+    /// Throws std::logic_error if the nodes form a cycle, and FaultError if the chain has more nodes than
+    /// memory should hold.
     void visit(EvaluationNode* node);
 
     std::vector<EvaluationSlot>& slots() { return _slots; }
@@ -62,18 +69,30 @@ public:
     std::any& hostData() { return _hostData; }
 
 private:
+    enum class Mark { Open, Done };
+
     std::any _bounds;
     std::any _hostData;
     std::deque<EvaluationNode*> _coordinates;
     std::deque<EvaluationNode*> _nodes;
-    std::vector<EvaluationNode*> _waiting; ///< nodes to build
+    std::vector<EvaluationNode*> _waiting;            ///< nodes to build
+    std::unordered_map<EvaluationNode*, Mark> _marks; ///< of all nodes met while slots are appended
     std::map<std::pair<FieldIdentity, EvaluationNode*>, std::shared_ptr<EvaluationNode>> _shared;
     std::vector<EvaluationSlot> _slots;
 
     void buildNode(EvaluationNode* node);
     void appendSlots(EvaluationNode* target);
+    [[noreturn]] void refuseCycle();
 };
 
 extern template class EvaluatorBuilder<double>;
+
+/// Builds the chain of a field, or of a solid 0 if it is null, and returns its slots.
+///
+/// @param coordinates  a fresh coordinates node, which has its positions or their buffer already.
+/// @param target       becomes the field's node. Both nodes must outlive the slots.
+/// @param bounds       what is known of the space: an EvaluationBounds<3, double>, or nothing.
+std::vector<EvaluationSlot> buildChain(std::shared_ptr<IFieldGenerator> field, EvaluationNode& coordinates,
+                                       EvaluationNode& target, std::any bounds = {});
 
 } // namespace zrk

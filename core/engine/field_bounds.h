@@ -1,32 +1,23 @@
 #pragma once
 
-#include "core/engine/evaluation_node.h"
-#include "core/engine/field_generator.h"
-#include "core/engine/kernel.h"
-#include "core/values/interval.h"
-#include "core/values/tensor.h"
+#include "core/engine/prepared_field.h"
 
 #include <memory>
-#include <vector>
+#include <utility>
 
 namespace zrk {
 
-/// Bounds of a field over boxes: every sample whose position lies in a box has its value and
-/// its weight within them. NaN lies within the unbounded interval only.
-///
-/// The chain is built once; `over` may be called from many threads.
+/// Bounds of a field over boxes: a `PreparedField` that is asked for nothing else.
 class FieldBounds {
 public:
     /// An empty generator reads as 0 everywhere.
-    explicit FieldBounds(std::shared_ptr<IFieldGenerator> generator);
+    explicit FieldBounds(std::shared_ptr<IFieldGenerator> generator) : _field(IField(std::move(generator))) {}
 
-    /// Bounds over the box of positions x, y, z. What a node can't bound is unbounded.
-    IntervalRecord over(const Tensor<3, Interval<double>>& box) const;
+    /// Bounds over a box of positions; see `PreparedField::bounds`.
+    IntervalRecord over(const PositionBox& box) const { return _field.bounds(box); }
 
 private:
-    EvaluationNode _coordinates;
-    EvaluationNode _target;
-    std::vector<EvaluationSlot> _slots;
+    PreparedField _field;
 };
 
 } // namespace zrk

@@ -1,23 +1,29 @@
 #include "core/engine/field_sampler.h"
 
+#include "core/engine/block_runner.h"
 #include "core/engine/evaluation_context.h"
+#include "core/engine/worker_team.h"
 
 #include <algorithm>
 #include <atomic>
 #include <deque>
-#include <exception>
+#include <memory>
+#include <system_error>
 #include <thread>
 
 namespace zrk {
 
 namespace {
 
-/// Samples that a worker takes at a time: enough to make the taking free, few enough
-/// that slow fields balance.
+/// Samples that a worker of a sweep takes at a time: enough to make the taking free, few enough that slow
+/// fields balance.
 constexpr std::int64_t kMaxTake = 16 * static_cast<std::int64_t>(kBlockSamples);
 
-/// How long the reporting thread sleeps between reports; half of it is what an interrupt waits.
-constexpr unsigned kReportIntervalMs = 10;
+/// Milliseconds between two reports of a run.
+constexpr unsigned kRunIntervalMs = 100;
+/// The same of a sweep. The reporting thread ends at a report, so a short sweep would last as long as the
+/// interval.
+constexpr unsigned kSweepIntervalMs = 10;
 
 /// A range of samples that one or several workers take pieces of.
 struct SampleRange {
@@ -26,36 +32,28 @@ struct SampleRange {
     SampleRange(std::int64_t first, std::int64_t last) : next(first), end(last) {}
 };
 
-/// Runs work(worker) on so many threads, joined before it returns. With a monitor, this thread
-/// reports meanwhile. An exception stops all workers; the first worker's one is thrown again here.
-template <class Work>
-void runWorkers(std::size_t workers, AsyncProgressManager& manager, const Work& work)
+/// The first sample of the w-th of `workers` equal ranges of n samples, the last of which takes the rest;
+/// n for the range after the last.
+std::int64_t firstOfRange(std::int64_t n, std::int64_t workers, std::int64_t w)
 {
-    std::vector<std::exception_ptr> failures(workers + 1);
-    {
-        std::vector<std::jthread> threads;
-        threads.reserve(workers);
-        for (std::size_t w = 0; w < workers; ++w) {
-            threads.emplace_back([&, w] {
-                try {
-                    work(w);
-                } catch (...) {
-                    failures[w] = std::current_exception();
-                    manager.abandon();
-                }
-            });
+    return w == workers ? n : w * (n / workers);
+}
+
+/// Lets a runner compute what is left of a range, `take` samples at a time. False when interrupted.
+bool drain(SampleRange& range, std::int64_t take, BlockRunner& runner, BlockSink& sink,
+           ProgressManager& manager)
+{
+    for (;;) {
+        const std::int64_t first = range.next.fetch_add(take, std::memory_order_relaxed);
+        if (first >= range.end) {
+            return true;
         }
-        try {
-            manager.monitorProgress();
-        } catch (...) {
-            failures.back() = std::current_exception();
-            manager.abandon();
+        const std::int64_t end = std::min(first + take, range.end);
+        if (!runner.sweep(static_cast<std::int32_t>(first), static_cast<std::int32_t>(end - 1), sink,
+                          &manager)) {
+            return false;
         }
-    }
-    for (const std::exception_ptr& failure : failures) {
-        if (failure) {
-            std::rethrow_exception(failure);
-        }
+        manager.notifyProgressUpdate(std::this_thread::get_id(), static_cast<std::size_t>(end - first));
     }
 }
 
@@ -72,77 +70,57 @@ FieldSampler::FieldSampler(std::shared_ptr<IFieldGenerator> field,
     }
 }
 
-void FieldSampler::buildChain()
+void FieldSampler::buildSlots()
 {
-    coordinatesNode.reset(3, nullptr);
-    coordinatesNode.positions = domain.get();
-    coordinatesNode.dirty = false;
-    targetNode.reset(generator->descriptor().outputShape, &coordinatesNode);
-    targetNode.generator = generator;
-
     EvaluationBounds<3, double> known;
     if (bounds && bounds->valid) {
         known.fixed = Corners<double>{bounds->min, bounds->max};
     }
     known.domain = domain->bounds();
-    EvaluatorBuilder<double> builder{std::any(known)};
-    builder.visit(&targetNode);
-    slots = std::move(builder.slots());
-    propagateDirty();
+    slots = buildChain(generator, coordinatesNode, targetNode, std::any(known));
 }
 
-/// A node is stale when what it reads is. Upstream slots come first, so one pass is enough.
-void FieldSampler::propagateDirty()
+void FieldSampler::attachBuffers()
 {
     for (EvaluationSlot& slot : slots) {
+        if (slot.node->buffered) {
+            slot.node->enableBuffer();
+            slot.node->sampleBuffer->resize(static_cast<std::uint64_t>(domain->sampleCount()));
+            slot.buffer = slot.node->sampleBuffer.get();
+        }
+    }
+}
+
+/// A node is stale when what it reads is. Upstream slots come first, so one pass is enough. Which slots are
+/// pending was settled when they were made.
+void FieldSampler::propagateDirty()
+{
+    for (const EvaluationSlot& slot : slots) {
         EvaluationNode& node = *slot.node;
-        bool dirty = node.dirty || (node.coordinates && node.coordinates->dirty);
-        for (const auto& input : node.inputs) {
-            dirty = dirty || input->dirty;
-        }
-        node.dirty = dirty;
-        slot.pending = dirty;
-        if (node.buffered) {
-            node.enableBuffer();
-            node.sampleBuffer->resize(static_cast<std::uint64_t>(domain->sampleCount()));
-            slot.buffer = node.sampleBuffer.get();
-        }
+        node.dirty = node.dirty || (node.coordinates && node.coordinates->dirty) ||
+                     std::any_of(node.inputs.begin(), node.inputs.end(),
+                                 [](const auto& input) { return input->dirty; });
     }
 }
 
 void FieldSampler::prepare()
 {
-    buildChain();
+    coordinatesNode.reset(3, nullptr);
+    coordinatesNode.sampleBuffer = domain->samples();
+    buildSlots();
     targetNode.enableBuffer();
-    targetNode.sampleBuffer->resize(static_cast<std::uint64_t>(domain->sampleCount()));
-    slots[static_cast<std::size_t>(targetNode.slotIndex)].buffer = targetNode.sampleBuffer.get();
+    attachBuffers();
 }
 
 bool FieldSampler::run(ProgressMonitor* monitor)
 {
     prepare();
-    const std::vector<EvaluationSlot> chain = chainOfRun();
-    if (hasInnerBuffers()) {
-        return runRanges(chain, monitor);
-    }
-    BufferSink sink(*targetNode.sampleBuffer);
-    return sweepChain(chain, sink, monitor);
-}
-
-/// What all contexts of a run are copies of, so that they have the same kernels.
-std::vector<EvaluationSlot> FieldSampler::chainOfRun() const
-{
-    std::vector<EvaluationSlot> chain = slots;
-    fixForRun(chain);
-    return chain;
-}
-
-/// A closure of somebody else's could observe how the samples are divided.
-bool FieldSampler::hasForeignClosure() const
-{
-    return std::any_of(slots.begin(), slots.end(), [](const EvaluationSlot& slot) {
-        return !slot.node->constant && !slot.node->positions && !recognisedKernel(slot.evaluator);
-    });
+    fixForRun(slots);
+    propagateDirty();
+    coordinatesNode.sampleBuffer = domain->samples(); // filled anew if the build has made them stale
+    const bool isFinished = fillBuffers(monitor);
+    needsBuild = false;
+    return isFinished;
 }
 
 bool FieldSampler::hasInnerBuffers() const
@@ -152,104 +130,102 @@ bool FieldSampler::hasInnerBuffers() const
     });
 }
 
-/// Equal ranges, each filled buffer after buffer, so that a buffer is full before it is read.
-bool FieldSampler::runRanges(const std::vector<EvaluationSlot>& chain, ProgressMonitor* monitor)
+/// In each range buffer after buffer, so that a buffer is full before it is read.
+bool FieldSampler::fillBuffers(ProgressMonitor* monitor)
 {
     const std::int64_t n = domain->sampleCount();
-    const auto buffers = std::count_if(chain.begin(), chain.end(),
+    const auto pending = std::count_if(slots.begin(), slots.end(),
                                        [](const EvaluationSlot& s) { return s.buffer && s.pending; });
-    const auto total = static_cast<std::size_t>(n * buffers);
-    needsBuild = false;
+    const auto total = static_cast<std::size_t>(n * pending);
     const auto fill = [&](std::int64_t first, std::int64_t end, ProgressManager& manager) {
-        EvaluationContext context(chain);
+        if (first == end) {
+            return true;
+        }
+        EvaluationContext context(slots);
         const auto from = static_cast<std::int32_t>(first);
         const auto to = static_cast<std::int32_t>(end - 1);
-        if (manager.getProgressMonitor() && end > first) {
-            context.run(from, to, manager);
-        } else {
-            context.run(from, to);
-        }
+        return manager.getProgressMonitor() ? context.run(from, to, manager)
+                                            : context.runUntilInterrupted(from, to, manager);
     };
     if (threadCount < 2 || n < kMinParallelSamples) {
         ProgressManager manager(monitor, total);
-        fill(0, n, manager);
-        return !manager.wasInterrupted();
+        return fill(0, n, manager);
     }
     const auto workers = std::min<std::int64_t>(n, static_cast<std::int64_t>(threadCount));
-    const std::int64_t per = n / workers;
-    AsyncProgressManager manager(static_cast<std::size_t>(workers), monitor, total, kReportIntervalMs);
-    runWorkers(static_cast<std::size_t>(workers), manager, [&](std::size_t worker) {
-        const auto w = static_cast<std::int64_t>(worker);
-        fill(w * per, w + 1 == workers ? n : (w + 1) * per, manager);
-    });
-    return !manager.shouldInterrupt();
+    return runReportedTeam(
+        static_cast<std::size_t>(workers), {monitor, total, kRunIntervalMs},
+        [&](std::size_t worker, std::size_t granted, ProgressManager& manager) {
+            if (granted != static_cast<std::size_t>(workers)) {
+                throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
+                                        "a worker's thread can't be started");
+            }
+            const auto w = static_cast<std::int64_t>(worker);
+            return fill(firstOfRange(n, workers, w), firstOfRange(n, workers, w + 1), manager);
+        });
 }
 
 bool FieldSampler::sweep(BlockSink& sink, ProgressMonitor* monitor)
 {
-    buildChain();
-    std::vector<EvaluationSlot> chain = chainOfRun();
+    coordinatesNode.reset(3, nullptr);
+    coordinatesNode.positions = domain.get();
+    buildSlots();
+    attachBuffers();
+    fixForRun(slots);
+    propagateDirty();
     if (hasInnerBuffers()) {
-        if (!runRanges(chain, monitor)) {
+        if (!fillBuffers(monitor)) {
             return false;
         }
-        for (EvaluationSlot& slot : chain) {
+        for (EvaluationSlot& slot : slots) {
             slot.pending = slot.pending && !slot.buffer;
         }
     }
-    return sweepChain(chain, sink, monitor);
+    const bool isFinished = sweepTarget(sink, monitor);
+    needsBuild = false;
+    return isFinished;
 }
 
-bool FieldSampler::sweepChain(const std::vector<EvaluationSlot>& chain, BlockSink& sink,
-                              ProgressMonitor* monitor)
+bool FieldSampler::sweepTarget(BlockSink& sink, ProgressMonitor* monitor)
 {
     const std::int64_t n = domain->sampleCount();
-    const auto target = static_cast<std::size_t>(targetNode.slotIndex);
-    needsBuild = false;
-    const auto drain = [&](SampleRange& range, std::int64_t take, ProgressManager& manager) {
-        EvaluationContext context(chain);
-        for (;;) {
-            const std::int64_t first = range.next.fetch_add(take, std::memory_order_relaxed);
-            if (first >= range.end) {
-                return;
-            }
-            const std::int64_t end = std::min(first + take, range.end);
-            if (!context.sweep(target, static_cast<std::int32_t>(first), static_cast<std::int32_t>(end - 1),
-                               sink, &manager)) {
-                return;
-            }
-            manager.notifyProgressUpdate(std::this_thread::get_id(), static_cast<std::size_t>(end - first));
-        }
-    };
-
-    const bool fixedRanges = hasForeignClosure();
-    const std::int64_t unit = fixedRanges ? 1 : static_cast<std::int64_t>(kBlockSamples);
-    // A closure may be slow; about a hundred reports then.
-    std::int64_t take = fixedRanges ? std::clamp<std::int64_t>(n / 100, 1, kMaxTake) : kMaxTake;
-    const std::int64_t workers =
+    const auto plan =
+        std::make_shared<const BlockPlan>(slots, static_cast<std::size_t>(targetNode.slotIndex));
+    // A foreign closure could observe how the samples are divided: equal ranges, as in a run.
+    const bool isEqual = !plan->lanes().empty();
+    const std::int64_t unit = isEqual ? 1 : static_cast<std::int64_t>(kBlockSamples);
+    std::int64_t workers =
         std::min<std::int64_t>((n + unit - 1) / unit, static_cast<std::int64_t>(threadCount));
-    if (workers < 2 || n < kMinParallelSamples) {
-        SampleRange all(0, n);
-        ProgressManager manager(monitor, static_cast<std::size_t>(n));
-        drain(all, take, manager);
-        return !manager.wasInterrupted();
-    }
+    workers = n < kMinParallelSamples ? 1 : std::max<std::int64_t>(workers, 1);
 
+    std::int64_t take = kMaxTake;
     std::deque<SampleRange> ranges;
-    if (fixedRanges) {
+    if (isEqual) {
+        take = std::clamp<std::int64_t>(n / 100, 1, kMaxTake); // it may be slow; about a hundred reports then
         for (std::int64_t w = 0; w < workers; ++w) {
-            ranges.emplace_back(w * (n / workers), w + 1 == workers ? n : (w + 1) * (n / workers));
+            ranges.emplace_back(firstOfRange(n, workers, w), firstOfRange(n, workers, w + 1));
         }
     } else {
         ranges.emplace_back(0, n);
-        const std::int64_t fair = n / (8 * workers) / unit * unit;
-        take = std::clamp(fair, unit, kMaxTake);
+        if (workers > 1) {
+            take = std::clamp(n / (8 * workers) / unit * unit, unit, kMaxTake);
+        }
     }
-    AsyncProgressManager manager(static_cast<std::size_t>(workers), monitor, static_cast<std::size_t>(n),
-                                 kReportIntervalMs);
-    runWorkers(static_cast<std::size_t>(workers), manager,
-               [&](std::size_t worker) { drain(ranges[worker % ranges.size()], take, manager); });
-    return !manager.shouldInterrupt();
+    const auto work = [&](std::size_t worker, std::size_t granted, ProgressManager& manager) {
+        EvaluationContext context(slots);
+        BlockRunner runner(plan, context);
+        for (std::size_t r = isEqual ? worker : 0; r < ranges.size(); r += granted) {
+            if (!drain(ranges[r], take, runner, sink, manager)) {
+                return false;
+            }
+        }
+        return true;
+    };
+    if (workers == 1) {
+        ProgressManager manager(monitor, static_cast<std::size_t>(n));
+        return work(0, 1, manager);
+    }
+    return runReportedTeam(static_cast<std::size_t>(workers),
+                           {monitor, static_cast<std::size_t>(n), kSweepIntervalMs}, work);
 }
 
 } // namespace zrk

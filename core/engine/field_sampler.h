@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/engine/block_engine.h"
+#include "core/engine/block_sink.h"
 #include "core/engine/evaluation_domain.h"
 #include "core/engine/evaluation_node.h"
 #include "core/engine/evaluator_builder.h"
@@ -21,9 +21,9 @@ inline constexpr std::int32_t kMinParallelSamples = 32;
 
 /// Samples one field over one domain.
 ///
-/// A run builds the chain anew. It divides the samples among workers, each with a context of
-/// its own; the result doesn't depend on how. One sampler belongs to one thread. Whatever a closure
-/// throws comes out of the run.
+/// Each run builds the chain anew and divides the samples among workers, each on a thread and with a context
+/// of its own; the result doesn't depend on how many there are. A sampler belongs to one thread. Whatever a
+/// closure throws comes out of the run.
 class FieldSampler {
 public:
     std::optional<BBox<double>> bounds; ///< fixed bounds of the evaluation, if any
@@ -39,25 +39,29 @@ public:
     FieldSampler(std::shared_ptr<IFieldGenerator> field,
                  std::shared_ptr<EvaluationDomain<3, double>> positions);
 
-    /// Builds the chain.
+    /// Builds the chain over the domain's samples, which fill the coordinates node's buffer, and gives every
+    /// buffered node, the target among them, its buffer.
     void prepare();
 
-    /// Fills the target's buffer, `targetNode.sampleBuffer`, with all records. With a monitor
-    /// it reports, and returns false when it was interrupted, the buffer partly filled.
+    /// Fills all pending buffers, the target's among them: `targetNode.sampleBuffer` holds all records. Each
+    /// worker has one range of samples, all of equal length but for the last.
+    ///
+    /// With a monitor it reports, and returns false when it was interrupted, the buffers partly filled.
+    /// Throws std::system_error if the system refuses to start the threads.
     bool run(ProgressMonitor* monitor = nullptr);
 
-    /// Computes all samples without a buffer. `sink` is called from several threads at once,
-    /// each time with a different range. False when interrupted.
+    /// Hands all samples of the target to a sink, without a buffer for the target or the positions. `sink` is
+    /// called from several threads at once. Goes on with those threads that could be started. False when
+    /// interrupted.
     bool sweep(BlockSink& sink, ProgressMonitor* monitor = nullptr);
 
 private:
-    void buildChain();
+    void buildSlots();
+    void attachBuffers();
     void propagateDirty();
-    std::vector<EvaluationSlot> chainOfRun() const;
-    bool hasForeignClosure() const;
     bool hasInnerBuffers() const;
-    bool runRanges(const std::vector<EvaluationSlot>& chain, ProgressMonitor* monitor);
-    bool sweepChain(const std::vector<EvaluationSlot>& chain, BlockSink& sink, ProgressMonitor* monitor);
+    bool fillBuffers(ProgressMonitor* monitor);
+    bool sweepTarget(BlockSink& sink, ProgressMonitor* monitor);
 };
 
 } // namespace zrk

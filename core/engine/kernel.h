@@ -4,8 +4,14 @@
 #include "core/engine/row_loop.h"
 #include "core/values/interval.h"
 
+#include <algorithm>
+#include <array>
+#include <cassert>
+#include <cstddef>
 #include <functional>
+#include <initializer_list>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #if defined(_WIN32)
@@ -19,16 +25,48 @@ namespace zrk {
 template <class T>
 class EvaluationContextT;
 struct EvaluationNode;
-class BlockEngine;
 
 using EvaluationContext = EvaluationContextT<double>;
 
 /// What a node answers for one sample: reads records of its inputs, writes one record.
 using Evaluation = std::function<void(EvaluationContext&)>;
 
+/// The bounds of a record's components, at most kMaxRecord - 1, without memory of their own.
+class IntervalComponents {
+public:
+    IntervalComponents() = default;
+    IntervalComponents(std::initializer_list<Interval<double>> values) : _size(values.size())
+    {
+        assert(_size <= _values.size());
+        std::copy(values.begin(), values.end(), _values.begin());
+    }
+    IntervalComponents(const IntervalComponents& other) { *this = other; }
+    IntervalComponents& operator=(const IntervalComponents& other)
+    {
+        _size = other._size;
+        std::copy_n(other._values.begin(), _size, _values.begin());
+        return *this;
+    }
+
+    std::size_t size() const { return _size; }
+    Interval<double>& operator[](std::size_t c) { return _values[c]; }
+    const Interval<double>& operator[](std::size_t c) const { return _values[c]; }
+    const Interval<double>& at(std::size_t c) const
+    {
+        return c < _size ? _values[c] : _values.at(kMaxRecord);
+    }
+    Interval<double>* begin() { return _values.data(); }
+    Interval<double>* end() { return _values.data() + _size; }
+    void push_back(const Interval<double>& value) { _values.at(_size++) = value; }
+
+private:
+    std::size_t _size = 0;
+    std::array<Interval<double>, kMaxRecord - 1> _values;
+};
+
 /// Bounds of a record over a box of positions.
 struct IntervalRecord {
-    std::vector<Interval<double>> components;
+    IntervalComponents components;
     Interval<double> weight{0.0, 0.0};
 };
 
@@ -36,42 +74,43 @@ struct IntervalRecord {
 /// or inputs from the last to the first. Seen by closures that aren't ours, which are run in this order.
 enum class ReadOrder { inputsFirst, coordinatesFirst, lastInputFirst };
 
-/// What a kernel reads of its node. The engine computes these blocks before it asks the kernel.
+/// What a kernel reads of its node. The engine computes these blocks before it calls the kernel.
 struct KernelReads {
     static constexpr std::size_t kAll = static_cast<std::size_t>(-1);
-    std::size_t inputs = kAll; ///< the first so many input pins
-    bool coordinates = false;  ///< the positions that the node is asked at
+    std::size_t inputs = kAll; ///< number of input pins that are read, the first ones
+    bool coordinates = false;  ///< whether the positions of the samples are read
     ReadOrder order = ReadOrder::inputsFirst;
 };
 
-/// The running node's view of one block: its inputs, and the rows it writes. A kernel that
-/// writes no row leaves every sample what the slot held before.
+/// What a kernel sees while it computes one block of its node: the blocks of the inputs, and the rows
+/// that it writes. A kernel that writes no row leaves the slot's record, the same at every sample.
 class BlockRun {
 public:
     std::size_t sampleCount() const { return _count; }
     std::int32_t firstSample() const { return _first; }
 
-    /// Block of input pin k, which `reads()` must announce. A pin without a node reads as zeros.
+    /// The block of input pin k, one of those that `reads()` announces; zeros for a pin without a node.
     const Block& input(std::size_t k) const
     {
         static const Block nothing;
         return k < _inputCount ? *_inputs[k] : nothing;
     }
-    /// Blocks of the positions, which `reads()` must announce.
+    /// The positions of the samples, if `reads()` announces them.
     const Block& coordinates() const { return *_coordinates; }
 
-    /// A fresh row for component c, which the kernel fills for `sampleCount()` samples,
-    /// rounded up to whole vectors. Each component is written or shared exactly once.
+    /// A row for component c, which the kernel fills for `sampleCount()` samples, rounded up to whole
+    /// vectors. Each component is given its row exactly once, by one of the calls below.
     double* output(std::size_t component)
     {
         _isConstant = false;
         return set(component, _pool.take())->samples;
     }
-    /// A loop over rows of this block, which the engine runs afterwards; for kernels that `runsAsLoops`.
+    /// Adds a loop over rows, which the engine runs later; only for kernels that `runsAsLoops()`.
     RowLoop& addLoop() { return _loops.emplace_back(); }
-    /// The same number for every sample and in every block; the row is filled once.
+    /// Makes component c the same number at every sample of every block.
     void outputConstant(std::size_t component, double value) { set(component, _pool.constant(value)); }
-    /// A fresh row of weights; without one of the weight calls every weight is 1.
+    /// A row of weights for the kernel to fill. If neither this nor `forwardWeights` is called, all
+    /// weights are 1.
     double* outputWeights()
     {
         _isConstant = false;
@@ -79,7 +118,7 @@ public:
         return _out._weight->samples;
     }
 
-    /// Hands the weights of `from` on, without a copy.
+    /// Makes the weights those of `from`, without a copy.
     void forwardWeights(const Block& from)
     {
         if (from._weight) {
@@ -88,9 +127,9 @@ public:
             _out._weight = from._weight;
         }
     }
-    /// Hands one row of `from` on as component c.
+    /// Makes a component that of another block, without a copy.
     void forwardRow(std::size_t component, const Block& from, std::size_t fromComponent);
-    /// Hands the whole record on.
+    /// Makes all components and the weights those of `from`, without a copy.
     void forward(const Block& from);
 
 private:
@@ -100,7 +139,7 @@ private:
     const Block* const* _inputs;
     std::size_t _inputCount;
     const Block* _coordinates;
-    bool _isConstant = true; ///< no more than constants were written so far
+    bool _isConstant = true; ///< only constants were written so far
     std::int32_t _first;
     std::size_t _count;
 
@@ -121,70 +160,75 @@ private:
         _out._componentCount = _out._componentCount > component ? _out._componentCount : component + 1;
         return row;
     }
-    friend class BlockEngine;
+    friend class ChainBlocks;
 };
 
-/// The running node's view while bounds over a box of positions are computed.
+/// What a kernel sees while it computes the bounds of its node's record over a box of positions.
 class BoundsRun {
 public:
+    /// Bounds of input pin k, one of those that `reads()` announces.
     const IntervalRecord& input(std::size_t k) const;
+    /// Bounds of the positions, if `reads()` announces them.
     const IntervalRecord& coordinates() const;
+    /// The node's bounds: at first the record that the slot holds, with as many components as the node has.
     IntervalRecord& output() const { return *_out; }
 
 private:
     const EvaluationNode* _node;
-    const std::vector<IntervalRecord>* _records;
+    const std::vector<IntervalRecord>* _records; ///< by slot
     IntervalRecord* _out;
 
     BoundsRun(const EvaluationNode* node, const std::vector<IntervalRecord>* records, IntervalRecord* out)
         : _node(node), _records(records), _out(out)
     {}
-    friend class FieldBounds;
+    friend class BoundsRunner;
 };
 
-/// The body of an evaluator in the forms that the engine knows. All forms of one kernel
-/// give the same bits for the same record read.
+/// What a node computes, in the forms that the engine can run: a sample, a block, bounds over a box.
+/// From the same records, a sample and a block give the same bits.
 ///
-/// Immutable once built; all calls are safe from many threads at once.
+/// A kernel never changes once it is built, and all its calls are safe from many threads at once. What a
+/// call needs for itself is on its stack or in a `PreparedField`, which lends each call a worker.
 class Kernel {
 public:
     virtual ~Kernel() = default;
 
-    /// One sample: reads through the context, writes at most one record.
+    /// Computes one sample: reads its inputs through the context and writes at most one record.
     virtual void sample(EvaluationContext& context) const = 0;
-    /// A whole block.
+    /// Computes a whole block.
     virtual void block(BlockRun& run) const = 0;
-    /// Bounds over a box; false when the kernel can't give any, and then its value is unbounded.
+    /// Computes bounds over a box. False if the kernel can't; its components and weight are then unbounded.
     virtual bool bounds(const BoundsRun&) const { return false; }
+    /// Which inputs the kernel reads, and whether the positions.
     virtual KernelReads reads() const { return {}; }
-    /// True when `block` touches no sample itself: it hands rows on and adds loops, which depend only on
-    /// what rows its inputs have. The loops may run later, and again for other blocks over the same rows.
+    /// True if `block` neither reads nor writes samples, but only forwards rows and adds loops. The engine
+    /// runs these loops later, and runs them again for other blocks that lie in the same rows.
     virtual bool runsAsLoops() const { return false; }
     /// The kernel that a whole run uses in this one's place, where this one may change between runs; null:
     /// this one itself. The engine asks once when a run begins.
     virtual std::shared_ptr<const Kernel> forRun() const { return nullptr; }
 };
 
-/// The closure around a kernel. The engine recognises it by its type as the target of an
-/// `Evaluation` and then runs the kernel by blocks; called as a function it computes one sample.
+/// The closure of a kernel. Called as a function it computes one sample. When the engine finds this type
+/// in an `Evaluation`, it runs the kernel by blocks instead.
 class ZRK_RECOGNISED Evaluator {
 public:
     explicit Evaluator(std::shared_ptr<const Kernel> kernel) : _kernel(std::move(kernel)) {}
     void operator()(EvaluationContext& context) const { _kernel->sample(context); }
-    const Kernel* kernel() const { return _kernel.get(); }
+    const std::shared_ptr<const Kernel>& kernel() const { return _kernel; }
 
 private:
     std::shared_ptr<const Kernel> _kernel;
 };
 
-/// The kernel inside an evaluation, or null when the closure isn't one of ours.
-inline const Kernel* recognisedKernel(const Evaluation& evaluation)
+/// The kernel of an evaluation, or null if the closure is a foreign one: not an `Evaluator`.
+inline std::shared_ptr<const Kernel> recognisedKernel(const Evaluation& evaluation)
 {
     const Evaluator* evaluator = evaluation.target<Evaluator>();
     return evaluator ? evaluator->kernel() : nullptr;
 }
 
-/// The closure that reads nothing and writes nothing: the output stays what the slot held.
+/// The closure that reads nothing and writes nothing, so that the output stays what the slot held.
 const Evaluation& doNothing();
 
 } // namespace zrk

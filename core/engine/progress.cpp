@@ -16,7 +16,6 @@ bool ProgressManager::shouldInterrupt()
 {
     if (_monitor && _monitor->interruptRequested()) {
         _monitor->interruptAcknowledged();
-        _wasInterrupted = true;
         return true;
     }
     return false;
@@ -55,7 +54,7 @@ void AsyncProgressManager::monitorProgress()
             _monitor->interruptAcknowledged();
             return;
         }
-        if (_interrupted.load(std::memory_order_relaxed)) {
+        if (shouldInterrupt()) {
             return;
         }
         if (_intervalMs > 0) {

@@ -1,165 +1,114 @@
 #pragma once
 
+#include "core/engine/progress.h"
+#include "core/engine/thread_pool.h"
+
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstddef>
 #include <exception>
-#include <functional>
 #include <optional>
-#include <system_error>
 #include <thread>
 #include <vector>
 
 namespace zrk {
 
-/// The processors' number, or the number asked for if that isn't 0.
+/// `wanted`, or the number of processors if `wanted` is 0.
 inline std::size_t workerCount(std::size_t wanted)
 {
     return wanted > 0 ? wanted : std::max<std::size_t>(1, std::thread::hardware_concurrency());
 }
 
-/// Where the workers of a team wait for each other, time and again. They first wait awake, as being woken
-/// takes tens of microseconds, then asleep, so that a worker without a processor isn't kept from one.
-class MeetingPoint {
-public:
-    explicit MeetingPoint(std::size_t workers) : _workers(workers), _missing(workers) {}
-
-    /// Returns when all workers have called it. What they wrote before is seen by all after.
-    void wait()
-    {
-        const unsigned round = _round.load(std::memory_order_acquire);
-        if (_missing.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-            _missing.store(_workers, std::memory_order_relaxed);
-            _round.fetch_add(1, std::memory_order_release);
-            _round.notify_all();
-            return;
-        }
-        const auto start = std::chrono::steady_clock::now();
-        while (_round.load(std::memory_order_acquire) == round) {
-            const auto waited = std::chrono::steady_clock::now() - start;
-            if (waited > std::chrono::microseconds(100)) {
-                _round.wait(round, std::memory_order_acquire);
-            } else if (waited > std::chrono::microseconds(2)) {
-                std::this_thread::yield(); // to a worker that has to share this processor
-            }
-        }
-    }
-
-private:
-    std::size_t _workers;
-    alignas(64) std::atomic<std::size_t> _missing;
-    alignas(64) std::atomic<unsigned> _round{0};
-};
-
-/// Workers that stay. While it lives, what its thread runs on a team runs on these workers where they are
-/// enough: calling them takes about a microsecond, starting threads some forty. For a thread that runs many
-/// teams one after the other. Made and destroyed on the same thread, the last made first.
-class StandingTeam {
-public:
-    /// With so many workers, or fewer where the system grants fewer threads.
-    explicit StandingTeam(std::size_t wanted)
-    {
-        _threads.reserve(wanted);
-        try {
-            while (_threads.size() + 1 < wanted) {
-                _threads.emplace_back([this, worker = _threads.size() + 1] { serve(worker); });
-            }
-        } catch (const std::exception&) {
-        }
-        _meetingPoint.emplace(_threads.size() + 1);
-        _isComplete = true;
-        _isComplete.notify_all();
-        _ofThisThread = this;
-    }
-    ~StandingTeam()
-    {
-        _ofThisThread = _before;
-        _task = nullptr;
-        _meetingPoint->wait();
-    }
-    StandingTeam(const StandingTeam&) = delete;
-    StandingTeam& operator=(const StandingTeam&) = delete;
-
-    /// The calling thread's, if it isn't at work.
-    static StandingTeam* idle() { return _ofThisThread && !_ofThisThread->_task ? _ofThisThread : nullptr; }
-    std::size_t size() const { return _threads.size() + 1; }
-
-    /// Calls task(worker), which must not throw, for each worker, and waits for all.
-    void call(const std::function<void(std::size_t)>& task)
-    {
-        _task = &task;
-        _meetingPoint->wait();
-        task(0);
-        _meetingPoint->wait();
-        _task = nullptr;
-    }
-
-private:
-    static inline thread_local StandingTeam* _ofThisThread = nullptr;
-
-    StandingTeam* _before = _ofThisThread;
-    const std::function<void(std::size_t)>* _task = nullptr; ///< none: the workers go home
-    std::optional<MeetingPoint> _meetingPoint;
-    std::atomic<bool> _isComplete{false};
-    std::vector<std::jthread> _threads;
-
-    void serve(std::size_t worker)
-    {
-        _isComplete.wait(false);
-        for (_meetingPoint->wait(); _task; _meetingPoint->wait()) {
-            (*_task)(worker);
-            _meetingPoint->wait();
-        }
-    }
-};
-
-/// Runs work(worker, workers) once for each of so many workers, at the same time, the first on this
-/// thread, and waits for all. Where the system grants fewer threads, there are fewer workers. Throws
-/// again what the first of them threw. A `StandingTeam` of this thread does the work if it is large enough.
+/// Calls work(worker, workers) for each worker below `workers`, at the same time on a thread each, worker 0
+/// on the calling thread, and returns when all are done.
+///
+/// There are `wanted` workers, or fewer where the system refuses to start so many threads, so work is
+/// divided by `workers`. The threads are those of the calling thread's `ThreadPool` if it is idle and
+/// large enough, otherwise new ones. If workers throw, the exception of the one with the lowest number is
+/// thrown again.
 template <class Work>
 void runTeam(std::size_t wanted, const Work& work)
 {
-    std::vector<std::exception_ptr> failures(std::max<std::size_t>(1, wanted));
-    std::atomic<std::size_t> workers{0}; // known once all are started
-    const auto run = [&](std::size_t worker) {
-        workers.wait(0);
+    if (wanted <= 1) {
+        work(std::size_t{0}, std::size_t{1});
+        return;
+    }
+    ThreadPool* pool = ThreadPool::idle();
+    std::optional<ThreadPool> own;
+    if (!pool || pool->size() < wanted) {
+        pool = &own.emplace(wanted);
+    }
+    const std::size_t workers = std::min(wanted, pool->size());
+    std::vector<std::exception_ptr> failures(workers);
+    pool->call([&](std::size_t worker) {
+        if (worker >= workers) {
+            return;
+        }
         try {
-            work(worker, workers.load());
+            work(worker, workers);
         } catch (...) {
             failures[worker] = std::current_exception();
         }
-    };
-    StandingTeam* const standing = StandingTeam::idle();
-    if (failures.size() == 1 || (standing && standing->size() >= failures.size())) {
-        workers = failures.size();
-    }
-    if (failures.size() == 1) {
-        run(0);
-    } else if (workers > 0) {
-        standing->call([&](std::size_t worker) {
-            if (worker < failures.size()) {
-                run(worker);
-            }
-        });
-    } else {
-        std::vector<std::jthread> threads;
-        threads.reserve(failures.size() - 1);
-        try {
-            while (threads.size() + 1 < failures.size()) {
-                threads.emplace_back(run, threads.size() + 1);
-            }
-        } catch (const std::system_error&) {
-        }
-        workers = threads.size() + 1;
-        workers.notify_all();
-        run(0);
-    }
+    });
     for (const std::exception_ptr& failure : failures) {
         if (failure) {
             std::rethrow_exception(failure);
         }
     }
+}
+
+/// The progress of workers that stop when one of them has failed.
+class TeamProgress final : public AsyncProgressManager {
+public:
+    using AsyncProgressManager::AsyncProgressManager;
+
+    bool shouldInterrupt() override
+    {
+        return _hasFailed.load(std::memory_order_relaxed) || AsyncProgressManager::shouldInterrupt();
+    }
+    void fail() { _hasFailed.store(true, std::memory_order_relaxed); }
+
+private:
+    std::atomic<bool> _hasFailed{false};
+};
+
+/// Whom a team reports to.
+struct TeamReport {
+    ProgressMonitor* monitor; ///< not owned; null for nobody
+    std::size_t total;        ///< steps of all workers together
+    unsigned intervalMs;      ///< between two reports
+};
+
+/// Calls work(worker, workers, progress) for each worker, as `runTeam` does, but all on threads of their own,
+/// while the calling thread speaks with the monitor. Work returns whether it was finished: it asks
+/// `progress` when to stop, which is when the monitor interrupts or another worker has thrown. True when all
+/// was finished. If the system refuses to start any thread, the calling one does the work and reports.
+template <class Work>
+bool runReportedTeam(std::size_t wanted, const TeamReport& report, const Work& work)
+{
+    std::atomic<bool> isFinished{true};
+    TeamProgress progress(wanted, report.monitor, report.total, report.intervalMs);
+    const auto workOn = [&](std::size_t worker, std::size_t workers, ProgressManager& manager) {
+        if (!work(worker, workers, manager)) {
+            isFinished = false;
+        }
+    };
+    runTeam(wanted + 1, [&](std::size_t member, std::size_t members) {
+        try {
+            if (members == 1) {
+                ProgressManager alone(report.monitor, report.total);
+                workOn(0, 1, alone);
+            } else if (member == 0) {
+                progress.monitorProgress();
+            } else {
+                workOn(member - 1, members - 1, progress);
+            }
+        } catch (...) {
+            progress.fail();
+            throw;
+        }
+    });
+    return isFinished;
 }
 
 } // namespace zrk

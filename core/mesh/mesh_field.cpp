@@ -83,11 +83,11 @@ bool hasTrueDistances(const Tree& tree, double size)
 MeshWindingField::MeshWindingField(std::vector<double> vertices, std::vector<std::int32_t> indices)
     : MeshWindingField(
           std::move(vertices), std::move(indices),
-          StandingTeam(static_cast<std::size_t>(buildThreads(static_cast<std::int32_t>(indices.size() / 3)))))
+          ThreadPool(static_cast<std::size_t>(buildThreads(static_cast<std::int32_t>(indices.size() / 3)))))
 {}
 
 MeshWindingField::MeshWindingField(std::vector<double>&& vertices, std::vector<std::int32_t>&& indices,
-                                   const StandingTeam&)
+                                   const ThreadPool&)
     : _vertices(std::move(vertices)),
       _indices(std::move(indices)),
       _bvh(_vertices.data(), static_cast<std::int32_t>(_vertices.size()), _indices.data(),

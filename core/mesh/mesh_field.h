@@ -88,7 +88,7 @@ public:
 
 private:
     MeshWindingField(std::vector<double>&& vertices, std::vector<std::int32_t>&& indices,
-                     const StandingTeam& builders);
+                     const ThreadPool& builders);
 
     std::vector<double> _vertices;
     std::vector<std::int32_t> _indices;

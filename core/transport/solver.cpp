@@ -61,7 +61,7 @@ struct DynamicTransportSolver::Faces {
 /// Workers that go through the parts of an iteration together.
 class DynamicTransportSolver::Team {
 public:
-    explicit Team(std::size_t workers) : _meetingPoint(workers) {}
+    explicit Team(std::size_t workers) : _barrier(workers) {}
 
     /// Does this worker's share and waits for the others.
     template <class Work>
@@ -74,7 +74,7 @@ public:
             _failure = std::current_exception();
             _stopped = true;
         }
-        _meetingPoint.wait();
+        _barrier.wait();
     }
     void stop() { _stopped = true; }
     bool isStopped() const { return _stopped; }
@@ -86,7 +86,7 @@ public:
     }
 
 private:
-    MeetingPoint _meetingPoint;
+    Barrier _barrier;
     std::atomic<bool> _stopped{false};
     std::mutex _mutex;
     std::exception_ptr _failure; ///< guarded by _mutex

@@ -137,7 +137,10 @@ TEST_F(ImageResources, TakeAFolderThatAComponentLoads)
         << "one resource";
 
     const auto loadedFolder = stack->image.value();
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(path("other")); // which holds slices, but wasn't chosen
     stack->loadFolder(resources, "");
+    std::filesystem::current_path(before);
     EXPECT_EQ(stack->image.value(), nullptr) << "no folder was chosen";
     stack->loadFolder(resources, path("other"));
     EXPECT_EQ(stack->image.value(), loadedFolder);

@@ -1,7 +1,7 @@
 #include "model/geometry.h"
 #include "model/graph_object.h"
-#include "model/panel.h"
 #include "model/panel_table.h"
+#include "model/property_pack.h"
 #include "model/registry.h"
 
 #include <gtest/gtest.h>

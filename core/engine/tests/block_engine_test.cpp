@@ -1,3 +1,4 @@
+#include "core/engine/block_runner.h"
 #include "testing/random_chain.h"
 
 #include <gtest/gtest.h>
@@ -37,6 +38,26 @@ Outcome byBlocks(const IField& field, std::int32_t first = 0, std::int32_t last 
     return outcomeOf(field, [&](EvaluationContext& context) { context.run(first, last); });
 }
 
+/// The records of a sweep, whose positions come from the domain without weights, one range after the other.
+std::vector<double> bySweep(const IField& field)
+{
+    const std::shared_ptr<GridDomain> grid = chains::grid(31, 11, 9);
+    EvaluationNode coordinates;
+    EvaluationNode target;
+    coordinates.reset(3, nullptr);
+    coordinates.positions = grid.get();
+    EvaluationContext context(buildChain(field.generator(), coordinates, target));
+    BlockRunner runner(std::make_shared<BlockPlan>(context.slots, static_cast<std::size_t>(target.slotIndex)),
+                       context);
+    SampleBufferData<double> records(target.outputShape);
+    records.resize(3069);
+    BufferSink sink(records);
+    for (const auto& [first, last] : {std::pair(0, 2059), std::pair(2060, 3068)}) {
+        EXPECT_TRUE(runner.sweep(first, last, sink));
+    }
+    return records.data;
+}
+
 Outcome literally(const IField& field, std::int32_t first = 0, std::int32_t last = 3068)
 {
     return outcomeOf(field, [&](EvaluationContext& context) { literal::run(context, first, last); });
@@ -60,7 +81,9 @@ TEST(BlockEngine, ChainsOfKernelsAgreeWithOneSampleAtATime)
     for (std::uint32_t seed = 1; seed <= 60; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         const IField field = RandomChain(seed, Closures::None).field();
-        expectSame(byBlocks(field), literally(field));
+        const Outcome expected = literally(field);
+        expectSame(byBlocks(field), expected);
+        EXPECT_TRUE(sameBits(bySweep(field), expected.records));
     }
 }
 
@@ -76,6 +99,8 @@ TEST(BlockEngine, AnyNodeMayBeAForeignClosure)
             const IField field = chain.field([&](std::size_t i, const chains::NodePlan& plan) {
                 return i == node ? chains::logged(plan.evaluation, log) : Evaluation();
             });
+            EXPECT_TRUE(sameBits(bySweep(field), expected));
+            log->clear();
             const Outcome blocks = byBlocks(field);
             EXPECT_TRUE(sameBits(blocks.records, expected));
             EXPECT_TRUE(std::is_sorted(log->begin(), log->end()));
@@ -164,8 +189,14 @@ TEST(BlockEngine, ATargetThatWritesNothingLeavesItsBuffer)
     }
 }
 
-// After an exception the context serves another target: nothing of the broken block is taken for good.
-TEST(BlockEngine, AContextCanBeUsedAfterAnException)
+/// A runner of a prepared sampler's chain.
+BlockRunner runnerOf(EvaluationContext& context, std::size_t target)
+{
+    return BlockRunner(std::make_shared<BlockPlan>(context.slots, target), context);
+}
+
+// After an exception runner and context go on: nothing of the broken block is taken for good.
+TEST(BlockEngine, GoesOnAfterAnException)
 {
     const auto fail = std::make_shared<bool>(true);
     const IField wave = literal::node(1, evaluator(chains::Wave{2}), {literal::position()});
@@ -180,18 +211,20 @@ TEST(BlockEngine, AContextCanBeUsedAfterAnException)
                                        {wave});
     FieldSampler sampler(field.generator(), chains::grid(31, 11, 9));
     sampler.prepare();
+    std::vector<double>& data = sampler.targetNode.sampleBuffer->data;
     BufferSink sink(*sampler.targetNode.sampleBuffer);
     EvaluationContext context(sampler.slots);
     const auto target = static_cast<std::size_t>(sampler.targetNode.slotIndex);
-    EXPECT_THROW(context.sweep(target, 0, 3068, sink), std::runtime_error);
+    BlockRunner runner = runnerOf(context, target);
+    EXPECT_THROW(runner.sweep(0, 3068, sink), std::runtime_error);
+    EXPECT_TRUE(context.slotStack.empty());
     EXPECT_THROW(context.run(0, 3068), std::runtime_error);
     *fail = false;
-    EXPECT_TRUE(context.sweep(target - 1, 0, 3068, sink));
-    const std::vector<double> waves =
-        std::exchange(sampler.targetNode.sampleBuffer->data, std::vector<double>(6138));
+    EXPECT_TRUE(runner.sweep(0, 3068, sink));
+    const std::vector<double> waves = std::exchange(data, std::vector<double>(6138));
     EXPECT_TRUE(sameBits(waves, chains::records(wave, chains::grid(31, 11, 9))));
     context.run(0, 3068);
-    EXPECT_TRUE(sameBits(sampler.targetNode.sampleBuffer->data, waves));
+    EXPECT_TRUE(sameBits(data, waves));
 }
 
 // The slots of a context are open; a closure exchanged between two runs is the one that runs.
@@ -246,28 +279,9 @@ TEST(BlockEngine, JoinedLoopsKeepEveryBit)
             field = literal::node(1, evaluator(chains::Combined{operation}),
                                   {isFirst ? field : other, isFirst ? other : field});
         }
-        expectSame(byBlocks(field), literally(field));
-    }
-}
-
-// What one target needed is of no use to another.
-TEST(BlockEngine, AnotherTargetIsPlannedAnew)
-{
-    const IField wave = literal::node(1, evaluator(chains::Wave{2}), {literal::position()});
-    const IField field =
-        literal::node(1, evaluator(chains::Combined{RowOperation::Subtract}), {wave, literal::position()});
-    FieldSampler sampler(field.generator(), chains::grid(31, 11, 9));
-    sampler.prepare();
-    std::vector<double>& data = sampler.targetNode.sampleBuffer->data;
-    BufferSink sink(*sampler.targetNode.sampleBuffer);
-    EvaluationContext context(sampler.slots);
-    const auto target = static_cast<std::size_t>(sampler.targetNode.slotIndex);
-    const auto waveSlot = static_cast<std::size_t>(sampler.targetNode.inputs[0]->slotIndex);
-    for (int round = 0; round < 2; ++round) {
-        EXPECT_TRUE(context.sweep(target, 0, 3068, sink));
-        EXPECT_TRUE(sameBits(data, chains::records(field, chains::grid(31, 11, 9))));
-        EXPECT_TRUE(context.sweep(waveSlot, 0, 3068, sink));
-        EXPECT_TRUE(sameBits(data, chains::records(wave, chains::grid(31, 11, 9))));
+        const Outcome expected = literally(field);
+        expectSame(byBlocks(field), expected);
+        EXPECT_TRUE(sameBits(bySweep(field), expected.records));
     }
 }
 
@@ -295,16 +309,20 @@ TEST(BlockEngine, PositionsAreWholeAfterAFailure)
     };
     const IField field = literal::node(1, evaluator(chains::Wave{2}), {literal::position()});
     const auto domain = std::make_shared<Failing>();
-    FieldSampler sampler(field.generator(), domain);
-    sampler.prepare();
-    BufferSink sink(*sampler.targetNode.sampleBuffer);
-    EvaluationContext context(sampler.slots);
-    const auto target = static_cast<std::size_t>(sampler.targetNode.slotIndex);
-    EXPECT_THROW(context.sweep(target, 0, 3068, sink), std::runtime_error);
+    EvaluationNode coordinates;
+    EvaluationNode target;
+    coordinates.reset(3, nullptr);
+    coordinates.positions = domain.get();
+    EvaluationContext context(buildChain(field.generator(), coordinates, target));
+    BlockRunner runner = runnerOf(context, static_cast<std::size_t>(target.slotIndex));
+    SampleBufferData<double> records(1);
+    records.resize(3069);
+    BufferSink sink(records);
+    EXPECT_THROW(runner.sweep(0, 3068, sink), std::runtime_error);
     domain->fails = false;
     // The block from 1024 on again, whose coordinates were written before those of the block that failed.
-    EXPECT_TRUE(context.sweep(target, 1024, 3068, sink));
-    EXPECT_TRUE(sameBits(sampler.targetNode.sampleBuffer->data, chains::records(field, domain->grid)));
+    EXPECT_TRUE(runner.sweep(1024, 3068, sink));
+    EXPECT_TRUE(sameBits(records.data, chains::records(field, domain->grid)));
 }
 
 TEST(BlockEngine, SampleIndicesReachToTheLargest)
@@ -331,18 +349,15 @@ TEST(BlockEngine, SampleIndicesReachToTheLargest)
         const Evaluation shear = evaluator(chains::Shear{0});
         const IField field =
             literal::node(3, isForeign ? chains::foreign(shear) : shear, {literal::position()});
-        FieldSampler sampler(field.generator(), std::make_shared<Line>());
+        const Line line;
         Last sink;
-        sampler.generator = field.generator();
-        EvaluatorBuilder<double> builder;
-        sampler.coordinatesNode.reset(3, nullptr);
-        sampler.coordinatesNode.positions = sampler.domain.get();
-        sampler.targetNode.reset(3, &sampler.coordinatesNode);
-        sampler.targetNode.generator = field.generator();
-        builder.visit(&sampler.targetNode);
-        EvaluationContext context(builder.slots());
+        EvaluationNode coordinates;
+        EvaluationNode target;
+        coordinates.reset(3, nullptr);
+        coordinates.positions = &line;
+        EvaluationContext context(buildChain(field.generator(), coordinates, target));
         const std::int32_t end = std::numeric_limits<std::int32_t>::max() - 1;
-        EXPECT_TRUE(context.sweep(context.slots.size() - 1, end - 700, end, sink));
+        EXPECT_TRUE(runnerOf(context, context.slots.size() - 1).sweep(end - 700, end, sink));
         EXPECT_EQ(sink.samples, 701);
         EXPECT_EQ(sink.value, end);
     }

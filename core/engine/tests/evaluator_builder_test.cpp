@@ -162,6 +162,74 @@ TEST(EvaluatorBuilder, EmptyInputsReadAsZerosOfWeightZero)
     EXPECT_EQ(chains::records(field, onePoint()), (std::vector<double>{0, 0}));
 }
 
+/// A field whose generator makes the nodes of its two inputs and visits them itself.
+IField visiting(const IField& a, const IField& b, bool ownsBefore, std::vector<std::int32_t>* slots = nullptr)
+{
+    return host(1, [=](EvaluatorBuilder<double>& builder) {
+        EvaluationNode* self = builder.currentNode();
+        EvaluationNode* coordinates = builder.currentCoordinates();
+        builder.setEvaluator(evaluator(Sum{}));
+        for (const IField& field : {a, b}) {
+            const auto input = std::make_shared<EvaluationNode>();
+            input->reset(field.generator()->descriptor().outputShape, nullptr);
+            input->generator = field.generator();
+            if (ownsBefore) {
+                self->inputs.push_back(input);
+            }
+            builder.visit(input.get());
+            EXPECT_EQ(input->coordinates, coordinates);
+            EXPECT_EQ(builder.currentNode(), self);
+            EXPECT_EQ(builder.currentCoordinates(), coordinates);
+            if (slots) {
+                slots->push_back(input->slotIndex);
+                EXPECT_EQ(builder.slots().back().node, input.get());
+                EXPECT_TRUE(builder.slots().back().pending);
+            }
+            if (!ownsBefore) {
+                self->inputs.push_back(input);
+            }
+        }
+    });
+}
+
+// A node that a host makes and visits is asked at the positions of the node that reads it, and is built,
+// slots and all, when the visit returns.
+TEST(EvaluatorBuilder, ANodeMadeByAHostIsBuiltWhereItIsVisited)
+{
+    const IField x = literal::node(1, evaluator(FirstOf{}), {literal::position()});
+    const IField sum = literal::node(1, evaluator(Sum{}), {x, x});
+    for (const bool ownsBefore : {true, false}) {
+        std::vector<std::int32_t> slots;
+        const IField both = visiting(sum, x, ownsBefore, &slots);
+        EXPECT_EQ(chains::records(both, onePoint())[0], 1.5);
+        // The coordinates; the position, x and their sum; then a node of its own for x, which shares the
+        // position.
+        EXPECT_EQ(slots, (std::vector<std::int32_t>{3, 4}));
+        // Under another node's coordinates, and inside of each other.
+        const IField by10 = literal::node(3, evaluator(Offset{10}), {literal::position()});
+        const IField inner = visiting(both, visiting(x, x, ownsBefore), ownsBefore);
+        EXPECT_EQ(chains::records(seenThrough(by10, inner), onePoint())[0], 5 * 10.5 + 5 * 0.5);
+    }
+}
+
+TEST(EvaluatorBuilder, ANodeThatWasAddedAndIsVisitedIsBuiltOnce)
+{
+    int builds = 0;
+    const IField counted = host(1, [&](EvaluatorBuilder<double>& builder) {
+        ++builds;
+        builder.setEvaluator(evaluator(FirstOf{}));
+        builder.addInput(literal::position());
+    });
+    const IField field = host(1, [&](EvaluatorBuilder<double>& builder) {
+        builder.setEvaluator(evaluator(Sum{}));
+        for (int k = 0; k < 2; ++k) {
+            builder.visit(builder.addInput(counted).get());
+        }
+    });
+    EXPECT_EQ(chains::records(field, onePoint())[0], 1.0);
+    EXPECT_EQ(builds, 1);
+}
+
 /// Two nodes that read each other, `first` among them, as a careless host may wire them.
 IField cycle(std::vector<std::weak_ptr<EvaluationNode>>& made)
 {
@@ -197,8 +265,18 @@ TEST(EvaluatorBuilder, ACycleIsRefusedAndReleased)
     const IField self = host(1, [](EvaluatorBuilder<double>& builder) {
         builder.currentNode()->coordinates = builder.currentNode();
     });
-    FieldSampler sampler(self.generator(), onePoint());
-    EXPECT_THROW(sampler.run(), std::logic_error);
+    const IField visited =
+        host(1, [](EvaluatorBuilder<double>& builder) { builder.visit(builder.currentNode()); });
+    const IField below = host(1, [](EvaluatorBuilder<double>& builder) {
+        const auto input = std::make_shared<EvaluationNode>();
+        input->reset(1, builder.currentNode());
+        builder.visit(input.get());
+        builder.currentNode()->inputs.push_back(input);
+    });
+    for (const IField& field : {self, visited, below}) {
+        FieldSampler sampler(field.generator(), onePoint());
+        EXPECT_THROW(sampler.run(), std::logic_error);
+    }
 }
 
 } // namespace

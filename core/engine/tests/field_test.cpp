@@ -1,6 +1,7 @@
 #include "core/engine/evaluation_domain.h"
 #include "core/engine/field_generator.h"
 #include "core/engine/rasterize.h"
+#include "core/values/fault.h"
 #include "testing/random_chain.h"
 
 #include <gtest/gtest.h>

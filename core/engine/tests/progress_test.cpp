@@ -1,5 +1,6 @@
 #include "core/engine/progress.h"
 #include "core/engine/rasterize.h"
+#include "testing/host_field.h"
 #include "testing/random_chain.h"
 
 #include <gtest/gtest.h>
@@ -132,31 +133,105 @@ TEST(ProgressPass, ReportsEveryChunkAndTheRemainder)
     }
 }
 
-TEST(ProgressPass, AnInterruptLeavesTheSlotPendingAndPushed)
+/// Asks to stop at one question and the next few.
+struct Stopping final : ProgressMonitor {
+    int stopAt;
+    int stopFor;
+    int questions = 0;
+    std::size_t reports = 0;
+    Stopping(int at, int times) : stopAt(at), stopFor(times) {}
+    void progress(double) override { ++reports; }
+    bool interruptRequested() override { return ++questions >= stopAt && questions < stopAt + stopFor; }
+};
+
+// Asked before each of the 99 chunks of 13 samples and once after them; a chunk that was begun is finished.
+TEST(ProgressPass, AsksOnceAChunkAndOnceMore)
 {
-    for (const bool isForeign : {false, true}) {
-        const Evaluation wave = evaluator(chains::Wave{1});
-        const IField field =
-            literal::node(1, isForeign ? chains::foreign(wave) : wave, {literal::position()});
-        FieldSampler sampler(field.generator(), chains::grid(13, 11, 9));
-        sampler.prepare();
-        EvaluationContext context(sampler.slots);
-        Recorder recorder;
-        recorder.stopAt = 30;
-        ProgressManager manager(&recorder, 1287);
-        context.run(0, 1286, manager);
-        EXPECT_TRUE(recorder.isInterruptAcknowledged());
-        EXPECT_TRUE(context.slots.back().pending);
-        EXPECT_EQ(context.slotStack.back(), static_cast<std::int32_t>(context.slots.size() - 1));
-        EXPECT_LT(recorder.reports.size(), 31u);
-        // What was computed stays, the rest is as it was.
-        const std::vector<double>& data = sampler.targetNode.sampleBuffer->data;
-        EXPECT_EQ(data[1], 1.0);
-        EXPECT_EQ(data[2 * 1286 + 1], 0.0);
-        context.run(0, 1286);
-        EXPECT_FALSE(context.slots.back().pending);
-        EXPECT_EQ(data[2 * 1286 + 1], 1.0);
+    struct Case {
+        const char* name;
+        int stopAt, stopFor;
+        int questions;
+        std::size_t reports;
+        bool isComplete, isPending;
+        std::size_t firstUntouched; ///< sample
+    };
+    const Case cases[] = {
+        {"nobody stops it", 200, 1, 100, 100, true, false, 1287},
+        {"stopped before the 30th chunk", 30, 1000, 31, 29, false, true, 29 * 13},
+        {"stopped at once", 1, 1000, 2, 0, false, true, 0},
+        {"stopped after the last chunk", 100, 1000, 100, 99, false, true, 1287},
+        {"a request that is withdrawn", 30, 1, 31, 30, false, false, 29 * 13},
+    };
+    for (const Case& c : cases) {
+        for (const bool isForeign : {false, true}) {
+            SCOPED_TRACE(std::string(c.name) + (isForeign ? ", closure" : ", kernel"));
+            const Evaluation wave = evaluator(chains::Wave{1});
+            const IField field =
+                literal::node(1, isForeign ? chains::foreign(wave) : wave, {literal::position()});
+            FieldSampler sampler(field.generator(), chains::grid(13, 11, 9));
+            sampler.prepare();
+            EvaluationContext context(sampler.slots);
+            Stopping monitor(c.stopAt, c.stopFor);
+            ProgressManager manager(&monitor, 1287);
+            EXPECT_EQ(context.run(0, 1286, manager), c.isComplete);
+            EXPECT_EQ(monitor.questions, c.questions);
+            EXPECT_EQ(monitor.reports, c.reports);
+            EXPECT_EQ(monitor.isInterruptAcknowledged(), !c.isComplete);
+            EXPECT_EQ(context.slots.back().pending, c.isPending);
+            EXPECT_EQ(context.slotStack.size(), c.isPending ? 2u : 1u);
+            const std::vector<double>& data = sampler.targetNode.sampleBuffer->data;
+            for (std::size_t i = 0; i < 1287; ++i) {
+                ASSERT_EQ(data[2 * i + 1], i < c.firstUntouched ? 1.0 : 0.0) << "sample " << i;
+            }
+            context.slots.back().pending = true;
+            context.run(0, 1286);
+            EXPECT_FALSE(context.slots.back().pending);
+            EXPECT_EQ(data[2 * 1286 + 1], 1.0);
+        }
     }
+}
+
+/// Two buffers in a chain: the target's, and that of its input.
+IField withInnerBuffer(const IField& inner)
+{
+    return chains::host(1, [inner](EvaluatorBuilder<double>& builder) {
+        builder.setEvaluator(evaluator(chains::Smaller{0}));
+        for (int k = 0; k < 2; ++k) {
+            builder.addInput(inner)->buffered = true;
+        }
+    });
+}
+
+// The total is the samples times the pending buffers, so the last report is 1.
+TEST(Reports, OfARunCountEveryPendingBuffer)
+{
+    Recorder recorder;
+    const IField wave = literal::node(1, evaluator(chains::Wave{1}), {literal::position()});
+    FieldSampler sampler(withInnerBuffer(wave).generator(), chains::grid(10, 10, 10));
+    sampler.threadCount = 1;
+    EXPECT_TRUE(sampler.run(&recorder));
+    ASSERT_EQ(recorder.reports.size(), 2u * 101u);
+    EXPECT_EQ(recorder.reports[100], 0.5);
+    EXPECT_EQ(recorder.reports.back(), 1.0);
+}
+
+TEST(Reports, OfARunComeEvery100Milliseconds)
+{
+    const IField field = literal::node(1,
+                                       [](EvaluationContext& context) {
+                                           std::this_thread::sleep_for(std::chrono::milliseconds(5));
+                                           context.writeOutput(1.0, 1.0);
+                                       },
+                                       {});
+    Recorder recorder;
+    FieldSampler sampler(field.generator(), chains::grid(10, 10, 1));
+    sampler.threadCount = 2;
+    const auto start = Clock::now();
+    EXPECT_TRUE(sampler.run(&recorder));
+    const auto seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    // One at the start and one after each interval; the work itself takes 250 ms.
+    EXPECT_GE(recorder.reports.size(), 3u);
+    EXPECT_LE(static_cast<double>(recorder.reports.size()), 1 + seconds / 0.1);
 }
 
 /// 5 ms a block.

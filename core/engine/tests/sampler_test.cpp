@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <functional>
@@ -11,6 +13,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 
 namespace zrk {
@@ -181,8 +184,13 @@ TEST(Sampler, ABufferThatIsNotPendingIsReadAsItStands)
         kept->record(i)[0] = static_cast<double>(i * i);
         kept->record(i)[1] = 0.5;
     }
+    EvaluationNode* node = nullptr;
+    bool wasDirtyAtTheEnd = false;
+    // Its input is stale, and so will be the node for whoever asks later; this run takes it as it came.
     const IField buffered = host(1, [&](EvaluatorBuilder<double>& builder) {
         builder.setEvaluator(partition.closure());
+        builder.addInput(literal::node(1, partition.closure(), {}));
+        node = builder.currentNode();
         builder.currentNode()->dirty = false;
         builder.currentNode()->buffered = true;
         builder.currentNode()->sampleBuffer = kept;
@@ -190,13 +198,105 @@ TEST(Sampler, ABufferThatIsNotPendingIsReadAsItStands)
     const Evaluation smaller = evaluator(chains::Smaller{1});
     for (const Evaluation& reader : {smaller, chains::foreign(smaller)}) {
         for (const std::size_t threads : {1u, 3u}) {
-            const std::vector<double> data =
-                chains::records(literal::node(1, reader, {buffered, buffered}), points(700), threads);
+            FieldSampler sampler(literal::node(1, reader, {buffered, buffered}).generator(), points(700));
+            sampler.threadCount = threads;
+            sampler.run();
+            const std::vector<double>& data = sampler.targetNode.sampleBuffer->data;
+            wasDirtyAtTheEnd = node->dirty;
             EXPECT_EQ(data[2 * 699], 699.0 * 699.0 - 1);
             EXPECT_EQ(data[1], 0.5);
+            EXPECT_TRUE(wasDirtyAtTheEnd);
         }
     }
     EXPECT_TRUE(partition.samples.empty());
+}
+
+// The domain's samples stand in the coordinates node's buffer, weights included, and are read there.
+TEST(Sampler, PositionsAreReadFromTheDomainsSamples)
+{
+    const Evaluation shear = evaluator(chains::Shear{2});
+    for (const Evaluation& evaluation : {shear, chains::foreign(shear)}) {
+        FieldSampler sampler(literal::node(3, evaluation, {literal::position()}).generator(), points(2000));
+        sampler.prepare();
+        EXPECT_EQ(sampler.coordinatesNode.sampleBuffer, sampler.domain->samples());
+        EXPECT_FALSE(sampler.slots.front().pending);
+        double* position = sampler.coordinatesNode.sampleBuffer->record(1500);
+        const double p[] = {1, 2, 3, 0.25};
+        std::copy_n(p, 4, position);
+        EvaluationContext context(sampler.slots);
+        context.run(0, 1999);
+        const double* record = sampler.targetNode.sampleBuffer->record(1500);
+        EXPECT_EQ(std::vector<double>(record, record + 4), (std::vector<double>{5, 0, 3, 0.25}));
+    }
+}
+
+// What a closure sees of the slots that run, whether it is read by a kernel or by another closure.
+TEST(Sampler, AClosureSeesTheRunningSlots)
+{
+    std::vector<std::vector<std::int32_t>> stacks;
+    const Evaluation look = [&](EvaluationContext& context) {
+        stacks.push_back(context.slotStack);
+        EXPECT_EQ(context.slot, &context.slots[static_cast<std::size_t>(context.slotIndex)]);
+        EXPECT_EQ(context.node, context.slot->node);
+        context.writeOutput(context.node->inputs.empty() ? 1.0 : context.readInput(0)[0], 1.0);
+    };
+    using Stacks = std::vector<std::vector<std::int32_t>>;
+    const IField leaf = literal::node(1, look, {});
+    chains::records(literal::node(1, look, {leaf}), points(1));
+    EXPECT_EQ(stacks, (Stacks{{0, 2}, {0, 2, 1}}));
+    stacks.clear();
+    chains::records(literal::node(1, evaluator(chains::Smaller{0}), {leaf, leaf}), points(1));
+    EXPECT_EQ(stacks, (Stacks{{0, 2, 1}}));
+}
+
+/// Makes the system refuse new threads, by stacks that are larger than all memory.
+class NoNewThreads {
+public:
+    NoNewThreads()
+    {
+        pthread_attr_t attributes;
+        pthread_getattr_default_np(&attributes);
+        pthread_attr_getstacksize(&attributes, &_before);
+        pthread_attr_setstacksize(&attributes, std::size_t{1} << 46);
+        EXPECT_EQ(pthread_setattr_default_np(&attributes), 0);
+        pthread_attr_destroy(&attributes);
+    }
+    ~NoNewThreads()
+    {
+        pthread_attr_t attributes;
+        pthread_getattr_default_np(&attributes);
+        pthread_attr_setstacksize(&attributes, _before);
+        pthread_setattr_default_np(&attributes);
+        pthread_attr_destroy(&attributes);
+    }
+
+private:
+    std::size_t _before = 0;
+};
+
+// A sweep is done by those threads that there are; a run has promised each worker a thread.
+TEST(Sampler, WithoutThreadsASweepGoesOnAndARunSaysSo)
+{
+    struct Counter final : ProgressMonitor {
+        double last = 0;
+        void progress(double fraction) override { last = fraction; }
+        bool interruptRequested() override { return false; }
+    };
+    const Region<3, 3, double, 1> box({-1, -1, -1}, {1, 1, 1}, 20, 20, 20);
+    for (const chains::Closures closures : {chains::Closures::None, chains::Closures::Plain}) {
+        const IField field = chains::RandomChain(11, closures).field();
+        Raster<1, 3, double> expected;
+        rasterizeField(field, box, expected);
+        const NoNewThreads none;
+        Raster<1, 3, double> raster;
+        Counter monitor;
+        EXPECT_TRUE(rasterizeField(field, box, raster, &monitor, 4));
+        EXPECT_TRUE(sameBits(raster.data, expected.data));
+        EXPECT_EQ(monitor.last, 1.0);
+        FieldSampler sampler(field.generator(), points(100));
+        sampler.threadCount = 4;
+        EXPECT_THROW(sampler.run(), std::system_error);
+    }
 }
 
 // Whoever samples a chain with buffered nodes inside, they are full before they are read.

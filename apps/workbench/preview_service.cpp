@@ -1,0 +1,193 @@
+#include "apps/workbench/preview_service.h"
+
+#include "core/engine/prepared_field.h"
+#include "host/field_grid.h"
+#include "host/slice_picture.h"
+
+#include <QCoreApplication>
+#include <QObject>
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <iterator>
+#include <utility>
+#include <vector>
+
+namespace zrkworkbench {
+
+using zrkmodel::SlicePlane;
+
+namespace {
+
+/// Shares of the wanted resolution, one pass after the other.
+constexpr int kPasses[] = {8, 3, 1};
+/// Samples between two looks at whether the pass is still wanted: about a millisecond of a usual chain.
+constexpr std::int32_t kTake = 4 * 1024;
+
+/// Samples `count` positions of a plane from `first` on; the components of each stand side by side in `out`.
+void sample(const zrk::PreparedField& field, const SlicePlane& plane, std::int32_t first, std::int32_t count,
+            double* out)
+{
+    const auto n = static_cast<std::size_t>(count);
+    const std::size_t components = field.componentCount();
+    std::vector<double> rows((3 + components) * n);
+    const auto row = [&](std::size_t r) { return rows.data() + r * n; };
+    for (std::size_t i = 0; i < n; ++i) {
+        const zrk::Tensor<4, double> p = plane.position(first + static_cast<std::int32_t>(i));
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            row(axis)[i] = p[axis];
+        }
+    }
+    zrk::RecordArrays records;
+    for (std::size_t c = 0; c < components; ++c) {
+        records.components[c] = row(3 + c);
+    }
+    field.evaluate(zrk::PositionArrays{row(0), row(1), row(2), n}, records);
+    for (std::size_t i = 0; i < n; ++i) {
+        for (std::size_t c = 0; c < components; ++c) {
+            out[i * components + c] = row(3 + c)[i];
+        }
+    }
+}
+
+} // namespace
+
+/// A request with its evaluators.
+class PreviewService::Job {
+public:
+    Job(const SliceRequest& request, std::uint64_t serial)
+        : serial(serial), _request(request), _field(request.output.field)
+    {
+        _request.output.field = {}; // what runs reads the prepared field only
+    }
+
+    const std::uint64_t serial;
+
+    /// The picture of one pass; nothing when `isWanted` said no.
+    template <class IsWanted>
+    std::optional<SlicePreview> run(std::size_t pass, const IsWanted& isWanted) const
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        const SlicePlane plane(_request.bounds, _request.axis, _request.at,
+                               std::max(16, _request.pixels / kPasses[pass]));
+        const std::int32_t count = plane.sampleCount();
+        std::vector<double> values(static_cast<std::size_t>(count) * _field.componentCount());
+        for (std::int32_t first = 0; first < count; first += kTake) {
+            if (!isWanted()) {
+                return std::nullopt;
+            }
+            sample(_field, plane, first, std::min(kTake, count - first),
+                   values.data() + static_cast<std::size_t>(first) * _field.componentCount());
+        }
+        zrkmodel::SliceStyle style;
+        if (_request.output.tag == zrkmodel::Tag::Scalar) {
+            style.contour = _request.output.surfaceLevel;
+            style.insideAbove = _request.output.isDensity;
+        }
+        zrkmodel::SlicePicture slice = zrkmodel::drawSlice(
+            {plane.width(), plane.height(), static_cast<int>(_field.componentCount()), values}, style);
+        SlicePreview preview;
+        preview.picture = std::move(slice.picture);
+        preview.width = plane.width();
+        preview.height = plane.height();
+        preview.low = slice.range.low;
+        preview.high = slice.range.high;
+        preview.coordinate = plane.coordinate();
+        preview.isFinal = pass + 1 == std::size(kPasses);
+        preview.milliseconds =
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
+        return preview;
+    }
+
+private:
+    SliceRequest _request;
+    zrk::PreparedField _field;
+};
+
+PreviewService::PreviewService(QObject& receiver, Deliver deliver)
+    : _receiver(receiver), _deliver(std::move(deliver)), _thread([this] { work(); })
+{}
+
+PreviewService::~PreviewService()
+{
+    cancel();
+    {
+        const std::lock_guard lock(_mutex);
+        _isEnding = true;
+    }
+    _wake.notify_one();
+    _thread.join();
+}
+
+void PreviewService::cancel()
+{
+    ++*_newest;
+    const std::lock_guard lock(_mutex);
+    _next.reset();
+}
+
+void PreviewService::request(const SliceRequest& request)
+{
+    cancel();
+    const std::uint64_t serial = *_newest;
+    std::shared_ptr<Job> job;
+    try {
+        job = std::make_shared<Job>(request, serial);
+    } catch (const std::exception& error) {
+        SlicePreview failed;
+        failed.problem = error.what();
+        failed.isFinal = true;
+        send(serial, std::move(failed));
+        return;
+    }
+    {
+        const std::lock_guard lock(_mutex);
+        _next = std::move(job);
+    }
+    _wake.notify_one();
+}
+
+void PreviewService::send(std::uint64_t serial, SlicePreview preview)
+{
+    // The service may be gone when the receiver gets to it: the serial has changed then.
+    QMetaObject::invokeMethod(
+        &_receiver,
+        [newest = _newest, deliver = _deliver, serial, preview = std::move(preview)] {
+            if (*newest == serial) {
+                deliver(preview);
+            }
+        },
+        Qt::QueuedConnection);
+}
+
+void PreviewService::work()
+{
+    for (;;) {
+        std::shared_ptr<Job> job;
+        {
+            std::unique_lock lock(_mutex);
+            _wake.wait(lock, [this] { return _next || _isEnding; });
+            if (_isEnding) {
+                return;
+            }
+            job = std::move(_next);
+        }
+        try {
+            for (std::size_t pass = 0; pass < std::size(kPasses); ++pass) {
+                auto preview = job->run(pass, [&] { return *_newest == job->serial; });
+                if (!preview) {
+                    break;
+                }
+                send(job->serial, std::move(*preview));
+            }
+        } catch (const std::exception& error) {
+            SlicePreview failed;
+            failed.problem = error.what();
+            failed.isFinal = true;
+            send(job->serial, std::move(failed));
+        }
+    }
+}
+
+} // namespace zrkworkbench

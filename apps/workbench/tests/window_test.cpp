@@ -1,0 +1,191 @@
+#include "apps/workbench/preview_service.h"
+#include "apps/workbench/window.h"
+#include "components/primitives/sphere_sdf.h"
+#include "components/registration.h"
+#include "inspectors/css_style.h"
+#include "inspectors/number_field.h"
+#include "inspectors/panels.h"
+#include "inspectors/property_view.h"
+#include "testing/source_folder.h"
+#include "testing/temporary_folder.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QtTest/QtTest>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace zrkworkbench {
+namespace {
+
+using namespace zrkmodel;
+using ::testing::HasSubstr;
+
+const char* const kDocument = R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
+    "nodes": [{"id": 1, "type": "SphereSDF", "values": {"radius": 0.5}},
+              {"id": 2, "type": "Multiply"}, {"id": 7, "type": "NormVec3"}],
+    "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})";
+
+class Workbench : public zrktest::TemporaryFolder {
+protected:
+    std::unique_ptr<QApplication> application;
+
+    void SetUp() override
+    {
+        TemporaryFolder::SetUp();
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        static int argc = 1;
+        static char name[] = "workbench_tests";
+        static char* argv[] = {name, nullptr};
+        application = std::make_unique<QApplication>(argc, argv);
+        ZRKGraphComponentsInit::initializeModule();
+        zrkui::ZRKGraphInspectorsInit::initializeModule();
+        zrkui::ZRKCSSStyle::light().apply(*application);
+        put("a.zrk.json", kDocument);
+        put("broken.zrk.json", "{");
+    }
+    void TearDown() override
+    {
+        application.reset();
+        TemporaryFolder::TearDown();
+    }
+
+    static void settle(const Window& window)
+    {
+        ASSERT_TRUE(QTest::qWaitFor([&] { return window.isSettled(); }, 20000));
+    }
+};
+
+/// The share of a picture's pixels on the inside, which is drawn blue.
+double shareInside(const QImage& image)
+{
+    int inside = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            const QRgb pixel = image.pixel(x, y);
+            inside += qBlue(pixel) > qRed(pixel) + 20 ? 1 : 0;
+        }
+    }
+    return static_cast<double>(inside) / (image.width() * image.height());
+}
+
+TEST_F(Workbench, FollowsEditsAndSavesThem)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json"))) << window.message();
+    ASSERT_TRUE(window.select(1));
+    EXPECT_FALSE(window.select(3));
+    settle(window);
+    const double before = shareInside(window.grab().toImage());
+    ASSERT_GT(before, 0.01);
+
+    auto* radius = window.panel()->findChild<QDoubleSpinBox*>();
+    auto* line = radius->findChild<QLineEdit*>();
+    line->selectAll();
+    QTest::keyClicks(line, "0.9");
+    QTest::keyClick(line, Qt::Key_Return);
+    EXPECT_TRUE(window.isWindowModified());
+    EXPECT_FALSE(window.isSettled());
+    settle(window);
+    EXPECT_GT(shareInside(window.grab().toImage()), 2 * before) << "the slice shows the edit";
+
+    ASSERT_TRUE(window.save(path("b.zrk.json"))) << window.message();
+    EXPECT_FALSE(window.isWindowModified());
+    EXPECT_EQ(ZRKJson::parse(content("b.zrk.json"))["nodes"][0]["values"]["radius"], 0.9);
+    EXPECT_FALSE(window.save(path("gone/b.zrk.json")));
+    EXPECT_THAT(window.message(), HasSubstr("gone"));
+}
+
+TEST_F(Workbench, KeepsTheDocumentWhenAnotherCantBeRead)
+{
+    Window window;
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    for (const char* name : {"broken.zrk.json", "gone.zrk.json"}) {
+        EXPECT_FALSE(window.open(path(name)));
+        EXPECT_THAT(window.message(), HasSubstr(name));
+        EXPECT_EQ(window.document()->graph()->nodes().size(), 3u);
+    }
+    ASSERT_TRUE(window.select(7)); // nothing arrives there, and it has no panel
+    settle(window);
+    ASSERT_TRUE(window.open((zrktest::sourceFolder() / "examples/sphere.zrk.json").string()));
+    settle(window);
+}
+
+/// The field of a document's node 1.
+OutputField fieldOf(const GraphDocument& document) { return document.outputField({1, 0}).value(); }
+
+GraphDocument parsed(const std::string& text)
+{
+    DocumentWarnings warnings;
+    return GraphDocument::parse(text, "test", warnings).value();
+}
+
+TEST_F(Workbench, PreviewsComeCoarseFirst)
+{
+    const GraphDocument document = parsed(kDocument);
+    std::vector<SlicePreview> delivered;
+    PreviewService service(*application, [&](const SlicePreview& preview) { delivered.push_back(preview); });
+    SliceRequest request{fieldOf(document), document.samplingBounds()};
+    request.pixels = 256;
+    service.request(request);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !delivered.empty() && delivered.back().isFinal; }, 20000));
+    std::vector<int> widths;
+    for (const SlicePreview& preview : delivered) {
+        widths.push_back(preview.width);
+    }
+    EXPECT_THAT(widths, ::testing::ElementsAre(32, 85, 256));
+    EXPECT_EQ(delivered.back().coordinate, 0);
+}
+
+// What runs has the values of its request, whatever is edited meanwhile; only the newest is delivered.
+TEST_F(Workbench, PreviewsShowOneStateAndTheNewestOnly)
+{
+    const GraphDocument document = parsed(kDocument);
+    const auto sphere = std::dynamic_pointer_cast<ZRKSphereSDF>(document.graph()->getNodePtr(1)->object);
+    std::vector<SlicePreview> delivered;
+    PreviewService service(*application, [&](const SlicePreview& preview) { delivered.push_back(preview); });
+    for (int i = 1; i <= 50; ++i) {
+        sphere->radius.set(i / 10.0);
+        SliceRequest request{fieldOf(document), document.samplingBounds()};
+        request.pixels = 1024;
+        service.request(request);
+    }
+    sphere->radius.set(100);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !delivered.empty() && delivered.back().isFinal; }, 20000));
+    ASSERT_EQ(delivered.size(), 3u);
+    // The distance at the centre is the least one: -5, the last request's.
+    EXPECT_NEAR(delivered.back().low, -5, 0.01);
+}
+
+TEST_F(Workbench, PreviewsEndSoon)
+{
+    // A blur over a fine grid would take long per sample; here many waves do.
+    std::string waves;
+    for (int i = 0; i < 4000; ++i) {
+        waves += std::string(i == 0 ? "" : ",") + R"({"fx": 1})";
+    }
+    const GraphDocument document =
+        parsed(R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "PatternDesigner", "values": {"waves": [)" +
+               waves + R"(]}}], "output": [1, 0]})");
+    auto service = std::make_unique<PreviewService>(*application, [](const SlicePreview&) {});
+    SliceRequest request{fieldOf(document), document.samplingBounds()};
+    request.pixels = 2048;
+    service->request(request);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    QElapsedTimer clock;
+    clock.start();
+    service.reset();
+    EXPECT_LT(clock.elapsed(), 500); // 200 ms where nothing else runs; whole it takes a minute
+}
+
+} // namespace
+} // namespace zrkworkbench

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "core/engine/block_sink.h"
+#include "core/engine/bounds_runner.h"
+#include "core/engine/evaluation_domain.h"
+#include "core/engine/field_generator.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <utility>
+
+namespace zrk {
+
+/// Positions side by side: three arrays of equal length, in model units.
+struct PositionArrays {
+    const double* x;
+    const double* y;
+    const double* z;
+    std::size_t count;
+};
+
+/// Where the records of samples go, an array for each component, each as long as the positions. Null for
+/// what isn't wanted.
+struct RecordArrays {
+    std::array<double*, kMaxRecord - 1> components{};
+    double* weights = nullptr;
+};
+
+/// A field whose chain is built once, to be evaluated at any positions and bounded over any boxes.
+///
+/// All calls are safe from many threads at once: each borrows a worker of its own and runs on the calling
+/// thread. After the first calls nothing is allocated, unless a closure does. A sample has the same bits as
+/// in a `FieldSampler`, wherever it stands among others.
+///
+/// A copy costs a shared pointer. What the field reads is kept alive: the graph or document that it came
+/// from may be changed or gone. Later edits and imports don't reach it; `forRun` takes imports up. Whatever a
+/// closure throws comes out of the call, and the field can be used again.
+class PreparedField {
+public:
+    /// Builds the chain. An empty field reads as 0. Throws what building a chain throws: std::logic_error
+    /// if it has a cycle, std::length_error if it has too many nodes.
+    explicit PreparedField(const IField& field);
+
+    /// True if an import may change what the field reads.
+    bool changesBetweenRuns() const;
+    /// Returns the field with what imports have brought until now, and none later; itself where none can.
+    PreparedField forRun() const;
+
+    /// Tensor code of the value.
+    std::uint32_t shape() const;
+    /// Components of the value, the weight not among them.
+    std::size_t componentCount() const;
+
+    /// Writes component 0 at each position; `values` has room for `positions.count`.
+    void evaluate(const PositionArrays& positions, double* values) const;
+    void evaluate(const double* x, const double* y, const double* z, std::size_t count, double* values) const
+    {
+        evaluate({x, y, z, count}, values);
+    }
+    /// Writes the components and the weights at each position. A component that the field doesn't have
+    /// reads as zeros.
+    void evaluate(const PositionArrays& positions, const RecordArrays& out) const;
+
+    /// Hands the field's blocks over a domain to a sink, in ascending order. The domain may give weights
+    /// other than 1.
+    void sweep(const EvaluationDomain<3, double>& positions, BlockSink& sink) const;
+
+    /// Bounds of the components and of the weight over a box of positions: every sample in the box, at a
+    /// position of weight 1, has its record within them. What a node can't bound is unbounded, and so is NaN.
+    IntervalRecord bounds(const PositionBox& box) const;
+    /// Bounds of component 0 over each box; `out` has room for as many.
+    void bounds(std::span<const PositionBox> boxes, Interval<double>* out) const;
+
+private:
+    class Chain;
+    class Worker;
+    class Lease;
+    std::shared_ptr<const Chain> _chain;
+
+    explicit PreparedField(std::shared_ptr<const Chain> chain) : _chain(std::move(chain)) {}
+};
+
+} // namespace zrk

@@ -1,0 +1,124 @@
+#include "core/surface/cell_patches.h"
+
+#include <memory>
+
+namespace zrk::surface {
+
+namespace {
+
+FaceCorners makeFaceCorners(int face)
+{
+    const int axis = face / 2;
+    const int u = (axis + 1) % 3;
+    const int v = (axis + 2) % 3;
+    const int base = (face & 1) << axis;
+    FaceCorners corners{};
+    corners.corner = {base, base | 1 << u, base | 1 << u | 1 << v, base | 1 << v};
+    for (std::size_t k = 0; k < 4; ++k) {
+        for (int edge = 0; edge < 12; ++edge) {
+            const int a = corners.corner[k];
+            const int b = corners.corner[(k + 1) % 4];
+            if ((lowerCorner(edge) == a && upperCorner(edge) == b) ||
+                (lowerCorner(edge) == b && upperCorner(edge) == a)) {
+                corners.edge[k] = edge;
+            }
+        }
+    }
+    return corners;
+}
+
+bool isInside(std::uint8_t inside, int corner) { return (inside >> corner & 1) != 0; }
+
+bool isCrossed(std::uint8_t inside, int edge)
+{
+    return isInside(inside, lowerCorner(edge)) != isInside(inside, upperCorner(edge));
+}
+
+CellPatches makePatches(std::uint8_t inside, std::uint8_t faceCenters)
+{
+    CellPatches patches{};
+    patches.patchOf.fill(kNoPatch);
+    for (int start = 0; start < 12; ++start) {
+        if (!isCrossed(inside, start) || patches.patchOf[static_cast<std::size_t>(start)] != kNoPatch) {
+            continue;
+        }
+        // Round the cycle: leave each edge over the face that it wasn't entered by.
+        int edge = start;
+        int enteredBy = -1;
+        do {
+            patches.patchOf[static_cast<std::size_t>(edge)] = patches.count;
+            for (int face = 0; face < 6; ++face) {
+                const auto& edges = faceCorners(face).edge;
+                const bool holds =
+                    edges[0] == edge || edges[1] == edge || edges[2] == edge || edges[3] == edge;
+                if (holds && face != enteredBy) {
+                    edge = partnerEdge(face, edge, inside, (faceCenters >> face & 1) != 0);
+                    enteredBy = face;
+                    break;
+                }
+            }
+        } while (edge != start);
+        ++patches.count;
+    }
+    return patches;
+}
+
+} // namespace
+
+const FaceCorners& faceCorners(int face)
+{
+    static const std::array<FaceCorners, 6> corners = [] {
+        std::array<FaceCorners, 6> all{};
+        for (int f = 0; f < 6; ++f) {
+            all[static_cast<std::size_t>(f)] = makeFaceCorners(f);
+        }
+        return all;
+    }();
+    return corners[static_cast<std::size_t>(face)];
+}
+
+bool isAmbiguous(int face, std::uint8_t inside)
+{
+    const auto& corner = faceCorners(face).corner;
+    const bool first = isInside(inside, corner[0]);
+    return isInside(inside, corner[1]) != first && isInside(inside, corner[2]) == first &&
+           isInside(inside, corner[3]) != first;
+}
+
+int partnerEdge(int face, int edge, std::uint8_t inside, bool centerIsInside)
+{
+    const FaceCorners& corners = faceCorners(face);
+    std::size_t place = 0;
+    while (corners.edge[place] != edge) {
+        ++place;
+    }
+    if (!isAmbiguous(face, inside)) {
+        for (std::size_t k = 0; k < 4; ++k) {
+            if (k != place && isCrossed(inside, corners.edge[k])) {
+                return corners.edge[k];
+            }
+        }
+        return edge;
+    }
+    // The corners that agree with the centre are joined across it, and each of the others is cut off by
+    // itself: the two edges at such a corner belong together. Edge k lies between corners k and k + 1.
+    const bool firstIsCutOff = isInside(inside, corners.corner[place]) != centerIsInside;
+    return corners.edge[(place + (firstIsCutOff ? 3 : 1)) % 4];
+}
+
+const CellPatches& cellPatches(std::uint8_t inside, std::uint8_t faceCenters)
+{
+    static const std::unique_ptr<CellPatches[]> table = [] {
+        auto all = std::make_unique<CellPatches[]>(256 * 64);
+        for (unsigned corners = 0; corners < 256; ++corners) {
+            for (unsigned centers = 0; centers < 64; ++centers) {
+                all[corners * 64 + centers] =
+                    makePatches(static_cast<std::uint8_t>(corners), static_cast<std::uint8_t>(centers));
+            }
+        }
+        return all;
+    }();
+    return table[static_cast<std::size_t>(inside) * 64 + faceCenters];
+}
+
+} // namespace zrk::surface

@@ -1,0 +1,125 @@
+#include "core/surface/leaf_pruning.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace zrk::surface {
+
+namespace {
+
+/// Boxes whose bounds are asked for in one call.
+constexpr std::size_t kBoxes = 64;
+
+/// Leaves from `first` up to before `end`.
+struct LeafBox {
+    Index3 first;
+    Index3 end;
+
+    bool isLeaf() const { return end[0] - first[0] == 1 && end[1] - first[1] == 1 && end[2] - first[2] == 1; }
+};
+
+enum class Content { Nothing, Something };
+
+class Pruning {
+public:
+    Pruning(const SurfaceField& field, const SurfaceGrid& grid) : _field(field), _grid(grid) {}
+
+    std::vector<Index3> run(const std::function<bool()>& keepGoing)
+    {
+        std::vector<LeafBox> open{{{0, 0, 0}, {_grid.leafCount(0), _grid.leafCount(1), _grid.leafCount(2)}}};
+        std::vector<Index3> leaves;
+        while (!open.empty() && keepGoing()) {
+            // The last ones first, so that the list stays short.
+            const std::size_t count = std::min(open.size(), kBoxes);
+            const std::vector<LeafBox> boxes(open.end() - static_cast<std::ptrdiff_t>(count), open.end());
+            open.resize(open.size() - count);
+            PositionBox positions[kBoxes];
+            Interval<double> bounds[kBoxes];
+            for (std::size_t i = 0; i < count; ++i) {
+                positions[i] = positionsOf(boxes[i]);
+            }
+            _field.bounds({positions, count}, bounds);
+            for (std::size_t i = 0; i < count; ++i) {
+                if (contentOf(boxes[i], bounds[i]) == Content::Nothing) {
+                    continue;
+                }
+                if (boxes[i].isLeaf()) {
+                    leaves.push_back(boxes[i].first);
+                } else {
+                    split(boxes[i], open);
+                }
+            }
+        }
+        std::sort(leaves.begin(), leaves.end(), [](const Index3& a, const Index3& b) {
+            return std::tie(a[2], a[1], a[0]) < std::tie(b[2], b[1], b[0]);
+        });
+        return leaves;
+    }
+
+private:
+    const SurfaceField& _field;
+    const SurfaceGrid& _grid;
+
+    /// Of the nodes within the bounds: those without are outside whatever the field is.
+    PositionBox positionsOf(const LeafBox& box) const
+    {
+        PositionBox positions;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const double first = _grid.coordinate(axis, box.first[axis] * kLeafCells);
+            const double last = _grid.coordinate(axis, box.end[axis] * kLeafCells);
+            const double lower = std::clamp(first, _grid.lower[axis], _grid.upper[axis]);
+            positions[axis] = {lower, std::clamp(last, lower, _grid.upper[axis])};
+        }
+        return positions;
+    }
+
+    Content contentOf(const LeafBox& box, const Interval<double>& bounds) const
+    {
+        if (bounds.isEntire()) {
+            return Content::Something;
+        }
+        if (bounds.lower >= 0) {
+            return Content::Nothing;
+        }
+        return bounds.upper < 0 && isWithinBounds(box) ? Content::Nothing : Content::Something;
+    }
+
+    bool isWithinBounds(const LeafBox& box) const
+    {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            if (box.first[axis] == 0 || box.end[axis] * kLeafCells > _grid.cells[axis]) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    static void split(const LeafBox& box, std::vector<LeafBox>& parts)
+    {
+        Index3 middle;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            middle[axis] = box.first[axis] + (box.end[axis] - box.first[axis] + 1) / 2;
+        }
+        for (int part = 0; part < 8; ++part) {
+            LeafBox child = box;
+            bool isEmpty = false;
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                ((part >> axis & 1) != 0 ? child.first : child.end)[axis] = middle[axis];
+                isEmpty = isEmpty || child.first[axis] == child.end[axis];
+            }
+            if (!isEmpty) {
+                parts.push_back(child);
+            }
+        }
+    }
+};
+
+} // namespace
+
+std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
+                                      const std::function<bool()>& keepGoing)
+{
+    return Pruning(field, grid).run(keepGoing);
+}
+
+} // namespace zrk::surface

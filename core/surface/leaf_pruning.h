@@ -1,0 +1,18 @@
+#pragma once
+
+#include "core/surface/surface_field.h"
+#include "core/surface/surface_grid.h"
+
+#include <functional>
+#include <vector>
+
+namespace zrk::surface {
+
+/// The leaves of a grid that may hold a piece of the surface, by the field's bounds over boxes: in ascending
+/// order along z, then y, then x. A leaf that is left out surely has all nodes on one side.
+///
+/// @param keepGoing  asked now and then; false ends the search with what is found so far.
+std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
+                                      const std::function<bool()>& keepGoing);
+
+} // namespace zrk::surface

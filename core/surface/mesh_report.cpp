@@ -1,0 +1,192 @@
+#include "core/surface/mesh_report.h"
+
+#include "core/surface/triangle_pairs.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+#include <numeric>
+
+namespace zrk {
+
+namespace {
+
+using Point = Tensor<3, double>;
+using Triangle = std::array<std::uint32_t, 3>;
+
+/// One side of a triangle: its two corners in ascending order.
+struct Side {
+    std::uint32_t low, high;
+    std::uint32_t triangle;
+    bool ascends; ///< the triangle runs from `low` to `high`
+};
+
+std::vector<Side> sortedSides(const SurfaceMesh& mesh)
+{
+    std::vector<Side> sides;
+    sides.reserve(3 * mesh.triangles.size());
+    for (std::uint32_t t = 0; t < mesh.triangles.size(); ++t) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            const std::uint32_t from = mesh.triangles[t][k];
+            const std::uint32_t to = mesh.triangles[t][(k + 1) % 3];
+            sides.push_back({std::min(from, to), std::max(from, to), t, from < to});
+        }
+    }
+    std::sort(sides.begin(), sides.end(), [](const Side& a, const Side& b) {
+        return a.low != b.low ? a.low < b.low : a.high != b.high ? a.high < b.high : a.triangle < b.triangle;
+    });
+    return sides;
+}
+
+/// Sets that are joined pair by pair.
+class JoinedSets {
+public:
+    explicit JoinedSets(std::size_t count) : _parent(count) { std::iota(_parent.begin(), _parent.end(), 0u); }
+
+    std::uint32_t find(std::uint32_t x)
+    {
+        while (_parent[x] != x) {
+            x = _parent[x] = _parent[_parent[x]];
+        }
+        return x;
+    }
+    void join(std::uint32_t a, std::uint32_t b) { _parent[find(a)] = find(b); }
+
+private:
+    std::vector<std::uint32_t> _parent;
+};
+
+/// Corner k of triangle t, as a number.
+std::uint32_t cornerOf(const SurfaceMesh& mesh, std::uint32_t t, std::uint32_t vertex)
+{
+    const Triangle& triangle = mesh.triangles[t];
+    return 3 * t + (triangle[0] == vertex ? 0u : triangle[1] == vertex ? 1u : 2u);
+}
+
+void countEdges(const SurfaceMesh& mesh, MeshReport& report)
+{
+    const std::vector<Side> sides = sortedSides(mesh);
+    JoinedSets fans(3 * mesh.triangles.size());
+    JoinedSets components(mesh.vertices.size());
+    std::size_t edgeCount = 0;
+    for (std::size_t first = 0, end = 0; first < sides.size(); first = end) {
+        while (end < sides.size() && sides[end].low == sides[first].low &&
+               sides[end].high == sides[first].high) {
+            ++end;
+        }
+        ++edgeCount;
+        components.join(sides[first].low, sides[first].high);
+        report.openEdges += end - first == 1 ? 1 : 0;
+        report.overusedEdges += end - first > 2 ? 1 : 0;
+        if (end - first == 2) {
+            report.turnedEdges += sides[first].ascends == sides[first + 1].ascends ? 1 : 0;
+            for (const std::uint32_t vertex : {sides[first].low, sides[first].high}) {
+                fans.join(cornerOf(mesh, sides[first].triangle, vertex),
+                          cornerOf(mesh, sides[first + 1].triangle, vertex));
+            }
+        }
+    }
+    // A vertex is pinched where its corners fall into more than one fan.
+    std::vector<std::uint32_t> fanCount(mesh.vertices.size(), 0);
+    for (std::uint32_t corner = 0; corner < 3 * mesh.triangles.size(); ++corner) {
+        if (fans.find(corner) == corner) {
+            ++fanCount[mesh.triangles[corner / 3][corner % 3]];
+        }
+    }
+    std::size_t used = 0;
+    for (std::uint32_t vertex = 0; vertex < mesh.vertices.size(); ++vertex) {
+        report.pinchedVertices += fanCount[vertex] > 1 ? 1 : 0;
+        used += fanCount[vertex] > 0 ? 1 : 0;
+        report.componentCount += fanCount[vertex] > 0 && components.find(vertex) == vertex ? 1 : 0;
+    }
+    const std::int64_t euler = static_cast<std::int64_t>(used) - static_cast<std::int64_t>(edgeCount) +
+                               static_cast<std::int64_t>(mesh.triangles.size());
+    report.genus = (2 * static_cast<std::int64_t>(report.componentCount) - euler) / 2;
+}
+
+void measure(const SurfaceMesh& mesh, MeshReport& report)
+{
+    double shortest = HUGE_VAL;
+    double smallestAngle = HUGE_VAL;
+    for (const Triangle& triangle : mesh.triangles) {
+        const Point p[3] = {mesh.vertices[triangle[0]], mesh.vertices[triangle[1]],
+                            mesh.vertices[triangle[2]]};
+        const Point normal = cross(p[1] - p[0], p[2] - p[0]);
+        report.area += 0.5 * length(normal);
+        report.volume += dot(p[0], cross(p[1], p[2])) / 6;
+        for (std::size_t k = 0; k < 3; ++k) {
+            const Point a = p[(k + 1) % 3] - p[k];
+            const Point b = p[(k + 2) % 3] - p[k];
+            shortest = std::min(shortest, length(a));
+            smallestAngle = std::min(smallestAngle, std::atan2(length(cross(a, b)), dot(a, b)));
+        }
+    }
+    if (!mesh.triangles.empty()) {
+        report.shortestEdge = shortest;
+        report.smallestAngleDegrees = smallestAngle * 180 / std::numbers::pi;
+    }
+}
+
+} // namespace
+
+MeshReport reportOn(const SurfaceMesh& mesh)
+{
+    MeshReport report;
+    report.vertexCount = mesh.vertices.size();
+    report.triangleCount = mesh.triangles.size();
+    countEdges(mesh, report);
+    measure(mesh, report);
+    for (const Triangle& triangle : mesh.triangles) {
+        report.degenerateTriangles += surface::isDegenerate(mesh, triangle) ? 1 : 0;
+    }
+    report.selfIntersections = surface::countSelfIntersections(mesh);
+    return report;
+}
+
+DistanceError distanceError(const SurfaceMesh& mesh, const PreparedField& field, double iso, double step)
+{
+    constexpr std::size_t kPoints = 4096;
+    const auto measureAt = [&](std::size_t count, const auto& pointAt, double& rms, double& largest) {
+        double sum = 0;
+        std::vector<double> x, y, z, values;
+        for (std::size_t first = 0; first < count; first += kPoints) {
+            const std::size_t end = std::min(first + kPoints, count);
+            x.clear();
+            y.clear();
+            z.clear();
+            for (std::size_t i = first; i < end; ++i) {
+                const Point p = pointAt(i);
+                for (std::size_t k = 0; k < 4; ++k) {
+                    x.push_back(p[0] + (k == 1 ? step : 0));
+                    y.push_back(p[1] + (k == 2 ? step : 0));
+                    z.push_back(p[2] + (k == 3 ? step : 0));
+                }
+            }
+            values.resize(x.size());
+            field.evaluate(x.data(), y.data(), z.data(), x.size(), values.data());
+            for (std::size_t i = 0; i < values.size(); i += 4) {
+                const Point slope{values[i + 1] - values[i], values[i + 2] - values[i],
+                                  values[i + 3] - values[i]};
+                const double error = std::abs(values[i] - iso) / (length(slope) / step);
+                sum += error * error;
+                largest = std::max(largest, error);
+            }
+        }
+        rms = count > 0 ? std::sqrt(sum / static_cast<double>(count)) : 0;
+    };
+    DistanceError error;
+    measureAt(
+        mesh.vertices.size(), [&](std::size_t i) { return mesh.vertices[i]; }, error.vertexRms,
+        error.vertexLargest);
+    measureAt(
+        mesh.triangles.size(),
+        [&](std::size_t i) {
+            const Triangle& t = mesh.triangles[i];
+            return (mesh.vertices[t[0]] + mesh.vertices[t[1]] + mesh.vertices[t[2]]) * (1.0 / 3);
+        },
+        error.centroidRms, error.centroidLargest);
+    return error;
+}
+
+} // namespace zrk

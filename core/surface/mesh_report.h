@@ -1,0 +1,57 @@
+#pragma once
+
+#include "core/surface/surface.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace zrk {
+
+/// What a mesh is worth. Counts are exact, measures in model units.
+struct MeshReport {
+    std::size_t vertexCount = 0;
+    std::size_t triangleCount = 0;
+
+    std::size_t openEdges = 0;           ///< in one triangle only
+    std::size_t overusedEdges = 0;       ///< in more than two triangles
+    std::size_t turnedEdges = 0;         ///< in two triangles that run along it in the same direction
+    std::size_t pinchedVertices = 0;     ///< whose triangles form more than one fan
+    std::size_t degenerateTriangles = 0; ///< with a corner twice, or all corners on one line
+    std::size_t selfIntersections =
+        0; ///< pairs of triangles that meet elsewhere than in common corners and edges
+
+    std::size_t componentCount = 0;
+    std::int64_t genus = 0; ///< handles of all components together; meaningful for a closed manifold
+
+    double volume = 0; ///< enclosed; positive where triangles are oriented outwards
+    double area = 0;
+    double shortestEdge = 0;
+    double smallestAngleDegrees = 0;
+
+    bool isClosed() const { return openEdges == 0; }
+    bool isManifold() const { return overusedEdges == 0 && pinchedVertices == 0; }
+    /// Fit to be printed.
+    bool isClean() const
+    {
+        return isClosed() && isManifold() && turnedEdges == 0 && degenerateTriangles == 0 &&
+               selfIntersections == 0;
+    }
+};
+
+/// Looks a mesh over. Self-intersections are found by exact predicates, among triangles whose boxes meet.
+/// Precondition: the triangles' indices lie within the vertices, whose coordinates are finite.
+MeshReport reportOn(const SurfaceMesh& mesh);
+
+/// How far a mesh is from the surface of its field, in model units by the field's value over its gradient.
+struct DistanceError {
+    double vertexRms = 0;
+    double vertexLargest = 0;
+    double centroidRms = 0;
+    double centroidLargest = 0;
+};
+
+/// @param step  of the differences for the gradient, model units, e.g. 1e-4 of a cell.
+DistanceError distanceError(const SurfaceMesh& mesh, const PreparedField& field, double iso, double step);
+
+} // namespace zrk

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "core/engine/prepared_field.h"
+#include "core/values/tensor.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace zrk {
+
+class ProgressMonitor;
+
+/// Triangles over shared vertices; positions in model units. Seen from outside, the corners of a triangle run
+/// counterclockwise.
+struct SurfaceMesh {
+    std::vector<Tensor<3, double>> vertices;
+    std::vector<std::array<std::uint32_t, 3>> triangles;
+};
+
+/// Which side of the iso value is solid: the values below it, as for a distance, or those above it, as for a
+/// density.
+enum class SolidSide { Below, Above };
+
+struct SurfaceSettings {
+    Tensor<3, double> lower{}; ///< corners of the bounds, model units
+    Tensor<3, double> upper{1, 1, 1};
+    std::array<std::int32_t, 3> cells{64, 64, 64}; ///< along each axis of the bounds, at least 1
+    double iso = 0;
+    SolidSide solid = SolidSide::Below;
+    bool keepsCreases = false; ///< edges and corners stay sharp; otherwise they are rounded within a cell
+    std::size_t threads = 0;   ///< 0: as many as there are processors
+};
+
+/// The surface of a scalar field at an iso value: closed, every edge in two triangles, oriented outwards, and
+/// without triangles that pass through each other. The solid is cut off at the bounds and closed there.
+///
+/// Dual marching cubes on a uniform grid: one vertex for each piece of surface in a cell, placed by the
+/// tangent planes at the crossings of the cell's edges; polygons as described at `surface::LeafPolygons`. The
+/// bounds lie in the middle of cells. Boxes that the field's bounds prove to be free of the surface aren't
+/// sampled.
+///
+/// The result depends on the field and the settings only: the same bytes for any number of threads. NaN and
+/// the iso value itself count as outside; weights take no part. Features thinner than a cell may be missed. A
+/// field without a surface in the bounds gives no triangle.
+///
+/// Memory beside the mesh: some layers of leaves of 8^3 cells, a few times the share of the mesh in them.
+///
+/// @param monitor  may be null. Nothing is returned when it interrupts, which is asked at least every few
+///                 tens of milliseconds, or after some ten thousand samples where a sample takes longer.
+/// Throws FaultError for more than 4294967295 vertices.
+///
+/// Source: Nielson, "Dual marching cubes", IEEE Visualization 2004; Schaefer, Ju, Warren, "Manifold dual
+/// contouring", IEEE Transactions on Visualization and Computer Graphics 13(3), 2007; Ju, Udeshi,
+/// "Intersection-free contouring on an octree grid", Pacific Graphics 2006.
+std::optional<SurfaceMesh> extractSurface(const PreparedField& field, const SurfaceSettings& settings,
+                                          ProgressMonitor* monitor = nullptr);
+
+} // namespace zrk

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "core/engine/prepared_field.h"
+#include "core/surface/surface_grid.h"
+
+#include <algorithm>
+#include <limits>
+#include <span>
+
+namespace zrk::surface {
+
+/// What the surface is taken of: below 0 inside, 0 or more outside, NaN outside. The field against its iso
+/// value, cut off at the bounds. Safe from many threads.
+class SurfaceField {
+public:
+    /// @param insideIsAbove  for densities; else the values below the iso value are inside.
+    SurfaceField(PreparedField field, double iso, bool insideIsAbove, const Point& lower, const Point& upper)
+        : _field(std::move(field)), _iso(iso), _sign(insideIsAbove ? -1 : 1), _lower(lower), _upper(upper)
+    {}
+
+    void values(const double* x, const double* y, const double* z, std::size_t count, double* out) const
+    {
+        _field.evaluate(x, y, z, count, out);
+        for (std::size_t i = 0; i < count; ++i) {
+            out[i] = cutOff(_sign * (out[i] - _iso), x[i], y[i], z[i]);
+        }
+    }
+
+    /// Bounds of the field against its iso value over boxes of positions, not cut off. NaN stands for
+    /// outside, and only the entire interval may hold it.
+    void bounds(std::span<const PositionBox> boxes, Interval<double>* out) const
+    {
+        _field.bounds(boxes, out);
+        for (std::size_t i = 0; i < boxes.size(); ++i) {
+            out[i] = out[i] - Interval<double>(_iso);
+            out[i] = _sign < 0 ? -out[i] : out[i];
+        }
+    }
+
+private:
+    PreparedField _field;
+    double _iso;
+    double _sign;
+    Point _lower;
+    Point _upper;
+
+    double cutOff(double value, double x, double y, double z) const
+    {
+        const double outside = std::max(
+            {_lower[0] - x, x - _upper[0], _lower[1] - y, y - _upper[1], _lower[2] - z, z - _upper[2]});
+        // A NaN compares with nothing and is outside by as much as can be.
+        return value > outside ? value : value <= outside ? outside : std::numeric_limits<double>::infinity();
+    }
+};
+
+} // namespace zrk::surface

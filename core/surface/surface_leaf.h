@@ -1,0 +1,156 @@
+#pragma once
+
+#include "core/surface/cell_patches.h"
+#include "core/surface/surface_field.h"
+#include "core/surface/surface_grid.h"
+#include "core/surface/vertex_placement.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace zrk::surface {
+
+/// A cell that the surface passes through.
+struct ActiveCell {
+    std::uint16_t place;       ///< number within the leaf, see `cellPlace`
+    std::uint8_t inside;       ///< bit c: corner c is inside
+    std::uint8_t faceCenters;  ///< bit f: the centre of face f is inside, for ambiguous faces
+    std::uint32_t firstVertex; ///< the others of its patches follow
+
+    const CellPatches& patches() const { return cellPatches(inside, faceCenters); }
+};
+
+struct CellVertex {
+    Point position;
+    bool isOnCrease;
+};
+
+inline std::uint32_t cellPlace(std::int32_t i, std::int32_t j, std::int32_t k)
+{
+    return static_cast<std::uint32_t>((k * kLeafCells + j) * kLeafCells + i);
+}
+inline std::uint32_t nodePlace(std::int32_t i, std::int32_t j, std::int32_t k)
+{
+    return static_cast<std::uint32_t>((k * kLeafNodes + j) * kLeafNodes + i);
+}
+
+/// What is known of one leaf: its cells that the surface passes through, their vertices, where their edges
+/// are crossed. Leaves that share an edge have the same bits for it.
+class SurfaceLeaf {
+public:
+    explicit SurfaceLeaf(const Index3& at) : _at(at) {}
+
+    const Index3& at() const { return _at; }
+    /// Number of a node or a cell of the grid along an axis, from its number within the leaf.
+    std::int32_t global(std::size_t axis, std::int32_t local) const { return _at[axis] * kLeafCells + local; }
+
+    std::span<const ActiveCell> cells() const { return _cells; }
+    std::span<const CellVertex> vertices() const { return _vertices; }
+    /// Null where the surface doesn't pass.
+    const ActiveCell* cell(std::uint32_t place) const
+    {
+        const std::uint16_t index = _tables ? _tables->cellAt[place] : 0;
+        return index == 0 ? nullptr : &_cells[index - 1u];
+    }
+    /// Share of the way along a crossed edge, from its lower node; off both ends by 1/1024 at least.
+    double crossing(std::size_t axis, std::uint32_t node) const
+    {
+        return _crossings[_tables->edgeAt[axis][node] - 1u];
+    }
+
+private:
+    struct Tables {
+        std::array<std::uint16_t, kCellsOfLeaf> cellAt{};                ///< number + 1
+        std::array<std::array<std::uint16_t, kNodesOfLeaf>, 3> edgeAt{}; ///< number + 1, by the lower node
+    };
+
+    Index3 _at;
+    std::vector<ActiveCell> _cells;
+    std::vector<CellVertex> _vertices;
+    std::vector<double> _crossings;
+    std::unique_ptr<Tables> _tables; ///< none in a leaf without surface
+
+    friend class LeafBuilder;
+};
+
+/// Finds cells, crossings and vertices of leaves, some at a time so that the field is evaluated at many
+/// positions in each call. One a thread: it holds the memory for it.
+class LeafBuilder {
+public:
+    LeafBuilder(const SurfaceField& field, const SurfaceGrid& grid, bool isSharp)
+        : _field(field), _grid(grid), _isSharp(isSharp)
+    {}
+
+    void build(std::span<SurfaceLeaf* const> leaves);
+
+private:
+    /// A crossed edge of a leaf while its root is searched.
+    struct Root {
+        SurfaceLeaf* leaf;
+        std::uint8_t axis;
+        std::uint16_t node;
+        double from, to;           ///< bracket, shares of the way
+        double fromValue, toValue; ///< of opposite sides
+        double tolerance;
+        double at = 0.5;
+        int moved = 0; ///< the end that the last step moved: -1 the lower, 1 the upper one
+    };
+    /// A face whose centre decides.
+    struct Center {
+        SurfaceLeaf* leaf;
+        std::uint16_t cell;
+        std::uint8_t face;
+    };
+    /// A vertex that was brought back into its cell and is then moved onto the surface.
+    struct Moved {
+        SurfaceLeaf* leaf;
+        std::uint32_t vertex;
+        Point lower, upper;
+    };
+    struct Positions {
+        std::vector<double> x, y, z, values;
+
+        void clear()
+        {
+            x.clear();
+            y.clear();
+            z.clear();
+        }
+        void add(const Point& p)
+        {
+            x.push_back(p[0]);
+            y.push_back(p[1]);
+            z.push_back(p[2]);
+        }
+    };
+
+    const SurfaceField& _field;
+    const SurfaceGrid& _grid;
+    bool _isSharp;
+    Positions _samples;
+    Positions _points;
+    std::vector<Center> _centers;
+    std::vector<Root> _roots;
+    std::vector<std::uint32_t> _open; ///< roots still to be refined
+    std::vector<TangentPlane> _planes;
+    std::vector<std::size_t> _firstPlane; ///< of each leaf
+    std::vector<Moved> _moved;
+
+    void evaluate(Positions& positions);
+    void addWithSteps(const Point& p);
+    Point gradient(std::size_t place) const;
+    void sampleNodes(std::span<SurfaceLeaf* const> leaves);
+    void findCells(SurfaceLeaf& leaf, const double* values);
+    void askFaceCenters();
+    void findEdges(SurfaceLeaf& leaf, const double* values);
+    void refineRoots();
+    void findPlanes();
+    void placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes);
+    void moveOntoSurface();
+    Point edgePoint(const Root& root, double share) const;
+};
+
+} // namespace zrk::surface

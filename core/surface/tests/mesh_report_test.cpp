@@ -1,0 +1,141 @@
+#include "core/surface/mesh_report.h"
+
+#include "core/surface/exact_orientation.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+
+namespace zrk {
+namespace {
+
+using Point = Tensor<3, double>;
+
+SurfaceMesh tetrahedron(const Point& at = {})
+{
+    SurfaceMesh mesh;
+    for (const Point& p : {Point{0, 0, 0}, Point{1, 0, 0}, Point{0, 1, 0}, Point{0, 0, 1}}) {
+        mesh.vertices.push_back(p + at);
+    }
+    mesh.triangles = {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}};
+    return mesh;
+}
+
+void append(SurfaceMesh& mesh, const SurfaceMesh& other)
+{
+    const auto first = static_cast<std::uint32_t>(mesh.vertices.size());
+    mesh.vertices.insert(mesh.vertices.end(), other.vertices.begin(), other.vertices.end());
+    for (const auto& t : other.triangles) {
+        mesh.triangles.push_back({t[0] + first, t[1] + first, t[2] + first});
+    }
+}
+
+TEST(MeshReport, MeasuresATetrahedron)
+{
+    const MeshReport report = reportOn(tetrahedron());
+    EXPECT_TRUE(report.isClean());
+    EXPECT_EQ(report.componentCount, 1u);
+    EXPECT_EQ(report.genus, 0);
+    EXPECT_DOUBLE_EQ(report.volume, 1.0 / 6);
+    EXPECT_DOUBLE_EQ(report.area, 1.5 + std::sqrt(3.0) / 2);
+    EXPECT_EQ(report.shortestEdge, 1);
+    EXPECT_NEAR(report.smallestAngleDegrees, 45, 1e-12);
+}
+
+TEST(MeshReport, CountsWhatIsWrong)
+{
+    struct Case {
+        const char* name;
+        std::function<void(SurfaceMesh&)> spoil;
+        std::size_t open, overused, turned, pinched, degenerate, intersections;
+    };
+    const Case cases[] = {
+        {"a triangle missing", [](SurfaceMesh& m) { m.triangles.pop_back(); }, 3, 0, 0, 0, 0, 0},
+        {"a triangle turned", [](SurfaceMesh& m) { std::swap(m.triangles[0][0], m.triangles[0][1]); }, 0, 0,
+         3, 0, 0, 0},
+        {"a flap on an edge",
+         [](SurfaceMesh& m) {
+             m.vertices.push_back({2, 2, 2});
+             m.triangles.push_back({1, 2, 4});
+         },
+         2, 1, 0, 2, 0, 0},
+        {"two solids at one vertex",
+         [](SurfaceMesh& m) {
+             append(m, tetrahedron({0, 0, 1}));
+             for (auto& t : m.triangles) {
+                 for (auto& v : t) {
+                     v = v == 4 ? 3 : v;
+                 }
+             }
+         },
+         0, 0, 0, 1, 0, 0},
+        {"one solid through another",
+         [](SurfaceMesh& m) {
+             append(m, tetrahedron({0.2, 0.2, -0.5}));
+         },
+         0, 0, 0, 0, 0, 5},
+        {"solids that touch with a face",
+         [](SurfaceMesh& m) {
+             SurfaceMesh mirrored = tetrahedron();
+             for (Point& p : mirrored.vertices) {
+                 p[2] = -p[2];
+             }
+             for (auto& t : mirrored.triangles) {
+                 std::swap(t[0], t[1]);
+             }
+             append(m, mirrored);
+         },
+         0, 0, 0, 0, 0, 7},
+        {"corners on a line",
+         [](SurfaceMesh& m) {
+             m.vertices[3] = {0.5, 0, 0};
+         },
+         0, 0, 0, 0, 1, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        SurfaceMesh mesh = tetrahedron();
+        c.spoil(mesh);
+        const MeshReport report = reportOn(mesh);
+        EXPECT_FALSE(report.isClean());
+        EXPECT_EQ(report.openEdges, c.open);
+        EXPECT_EQ(report.overusedEdges, c.overused);
+        EXPECT_EQ(report.turnedEdges, c.turned);
+        EXPECT_EQ(report.pinchedVertices, c.pinched);
+        EXPECT_EQ(report.degenerateTriangles, c.degenerate);
+        EXPECT_GT(report.selfIntersections + 1, c.intersections > 0 ? 1u : 0u);
+        EXPECT_EQ(report.selfIntersections > 0, c.intersections > 0 || c.degenerate > 0);
+    }
+}
+
+// Points that a rounded determinant can't tell from a plane.
+TEST(ExactOrientation, DecidesWhereRoundingCannot)
+{
+    const Point a{0.1, 0.1, 0.1};
+    const Point b{0.3, 0.7, 0.2};
+    const Point c{12.5, -3.25, 7.125};
+    int zeros = 0;
+    for (int i = 0; i < 200; ++i) {
+        // Weights that are powers of two: the sums of exactly halved coordinates lie in the plane only
+        // sometimes.
+        Point d;
+        for (std::size_t k = 0; k < 3; ++k) {
+            d[k] = 0.5 * a[k] + 0.25 * b[k] + 0.25 * c[k];
+        }
+        d[2] += std::ldexp(i - 100, -52);
+        const int sign = surface::orientation(a, b, c, d);
+        EXPECT_EQ(sign, -surface::orientation(b, a, c, d)) << i;
+        EXPECT_EQ(sign, surface::orientation(b, c, a, d)) << i;
+        EXPECT_EQ(sign, -surface::orientation(d, b, c, a)) << i;
+        zeros += sign == 0 ? 1 : 0;
+    }
+    EXPECT_LE(zeros, 1) << "moved across the plane by steps, at most one of the points lies in it";
+    EXPECT_EQ(surface::orientation({0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0.3, 0.3, 0}), 0);
+    EXPECT_EQ(surface::orientationAlong(2, {0, 0, 5}, {1, 0, 7}, {0, 1, 9}), 1);
+    EXPECT_EQ(surface::orientationAlong(2, {0.1, 0.1, 0}, {0.2, 0.2, 0}, {0.3, 0.3, 0}),
+              -surface::orientationAlong(2, {0.2, 0.2, 0}, {0.1, 0.1, 0}, {0.3, 0.3, 0}));
+}
+
+} // namespace
+} // namespace zrk

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "core/engine/progress.h"
+#include "inspectors/file_request.h"
+#include "model/document.h"
+#include "model/signal.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+class QWidget;
+
+namespace zrkui {
+
+/// The application as panels see it: the open document, file dialogs, long work. Interface thread only.
+class ZRKApp {
+public:
+    using FileDialog = std::function<std::vector<std::string>(const FileRequest&, QWidget* parent)>;
+
+    static ZRKApp& ui();
+
+    /// Null while none is open. Not owned.
+    zrkmodel::ZRKDocument* document() const { return _document; }
+    void setDocument(zrkmodel::ZRKDocument* document) { _document = document; }
+
+    /// The paths that the user chooses; none when the dialog is cancelled.
+    std::vector<std::string> askForFiles(const FileRequest& request, QWidget* parent);
+    /// Answers the dialogs instead of the user; an empty function gives them back to the user.
+    void setFileDialog(FileDialog dialog) { _fileDialog = std::move(dialog); }
+
+    /// Runs work that takes long behind a dialog with its progress and a button to stop it. The work runs on
+    /// this thread, as edits do; the dialog, which comes after half a second, keeps other input out.
+    void runLong(const std::string& title, QWidget* parent,
+                 const std::function<void(zrk::ProgressMonitor&)>& work);
+    /// The listener is called after long work is done: an import changes what a component computes without a
+    /// change event.
+    nod::connection onWorkDone(std::function<void()> listener)
+    {
+        return _workDone.connect(std::move(listener));
+    }
+
+private:
+    zrkmodel::ZRKDocument* _document = nullptr;
+    FileDialog _fileDialog;
+    std::string _lastFolder;
+    nod::signal<void()> _workDone;
+};
+
+} // namespace zrkui

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "inspectors/ui_rect.h"
+
+#include <QWidget>
+
+#include <string>
+
+class QLabel;
+
+namespace zrkui {
+
+/// A control with its caption and, beneath it, room for a short message.
+class UIField : public QWidget {
+public:
+    /// How caption and control stand: in one row of a form, or one above the other.
+    enum class Arrangement { row, column };
+
+    UIField(QWidget* control, const UIContent& caption, Arrangement arrangement, QWidget* parent = nullptr);
+
+    QWidget* control() const { return _control; }
+    const std::string& caption() const { return _caption; }
+    /// Shows a short message; an empty one takes it away.
+    void say(const std::string& message);
+    std::string message() const;
+
+    /// Says it at the field that holds the control; does nothing for a control outside of one.
+    static void say(QWidget* control, const std::string& message);
+    /// The field that holds a control; null for none.
+    static UIField* of(const QWidget* control);
+
+private:
+    QWidget* _control;
+    std::string _caption;
+    QLabel* _message = nullptr;
+    int _indent = 0;
+};
+
+/// A text as a caption; an empty one is no caption.
+inline UIContent captionOf(const std::string& text) { return text.empty() ? UIContent() : UIContent(text); }
+
+} // namespace zrkui

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "inspectors/ui_rect.h"
+#include "model/document.h"
+
+#include <QImage>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace zrkui {
+
+/// The same pixels, row 0 on top.
+QImage toImage(const UIImage& image);
+QImage toImage(const zrk::Raster<1, 2, std::uint8_t>& grey);
+/// A picture as it looks: grey, grey with opacity, colours, colours with opacity, by its number of
+/// channels. Null for none and for one without pixels.
+QImage toImage(const zrkmodel::ZRKImage2d* image);
+
+/// A small picture of geometries on transparent ground, seen from above at a corner: points as dots, curves
+/// and surfaces as lines, all else shaded by its distance. Null for none, and where nothing is found.
+QImage geometryThumbnail(const std::vector<std::shared_ptr<zrkmodel::ZRKGeometry>>& geometries, int size);
+
+} // namespace zrkui

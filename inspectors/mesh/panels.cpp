@@ -1,0 +1,47 @@
+#include "inspectors/panels.h"
+
+#include "components/mesh/beam_sdf.h"
+#include "components/mesh/mesh_sdf.h"
+#include "inspectors/app.h"
+#include "inspectors/field.h"
+#include "inspectors/panel_parts.h"
+
+namespace zrkui {
+
+using namespace zrkmodel;
+
+namespace {
+
+/// A button that hands the chosen files to the component. What the component has to say of them stands
+/// beside it.
+template <class Component>
+void importPanel(Component& c, ZRKPropertyView& view)
+{
+    const FileRequest request{FileRequest::Mode::files, "Import", "Mesh Files (*.obj)", true, "C:/Users"};
+    view.pushHBoxLayout();
+    QPushButtonWrapper* button = view.addButton("Import Mesh", {}, nullptr);
+    view.popLayout();
+    button->setDialog(request);
+    button->connectToListener([&c, button, request] {
+        const std::vector<std::string> paths = ZRKApp::ui().askForFiles(request, button->window());
+        if (paths.empty()) {
+            return;
+        }
+        std::string problem;
+        ZRKApp::ui().runLong("importing " + paths.front(), button->window(),
+                             [&](zrk::ProgressMonitor& monitor) {
+                                 problem = problemOf(c.importFiles({paths.begin(), paths.end()}, &monitor));
+                             });
+        UIField::say(button, problem);
+    });
+}
+
+} // namespace
+
+void addMeshPanels()
+{
+    addPanel(importPanel<ZRKMeshSDF>);
+    addPanel(importPanel<ZRKBeamSDF>);
+}
+
+} // namespace zrkui

@@ -1,0 +1,170 @@
+#include "inspectors/number_text.h"
+
+#include <QLocale>
+
+#include <cmath>
+#include <numbers>
+
+namespace zrkui {
+
+namespace {
+
+const QChar kMinus(0x2212);
+
+/// Reads one expression by descent; `_ok` tells at the end whether it was one.
+class Expression {
+public:
+    explicit Expression(const QString& text) : _text(text) {}
+
+    std::optional<double> value()
+    {
+        const double result = sum();
+        return _ok && _at == _text.size() && std::isfinite(result) ? std::optional(result) : std::nullopt;
+    }
+
+private:
+    const QString& _text;
+    int _at = 0;
+    int _depth = 0;
+    bool _ok = true;
+
+    bool take(QChar c)
+    {
+        const bool found = _at < _text.size() && _text[_at] == c;
+        _at += found ? 1 : 0;
+        return found;
+    }
+
+    double sum()
+    {
+        double result = product();
+        while (_ok) {
+            if (take('+')) {
+                result += product();
+            } else if (take('-')) {
+                result -= product();
+            } else {
+                break;
+            }
+        }
+        return result;
+    }
+
+    double product()
+    {
+        double result = factor();
+        while (_ok) {
+            if (take('*')) {
+                result *= factor();
+            } else if (take('/')) {
+                result /= factor();
+            } else {
+                break;
+            }
+        }
+        return result;
+    }
+
+    double factor()
+    {
+        if (++_depth > 100) {
+            _ok = false;
+        }
+        double result = 0;
+        if (!_ok) {
+            return result;
+        }
+        if (take('-')) {
+            result = -factor();
+        } else if (take('+')) {
+            result = factor();
+        } else {
+            result = atom();
+            if (_ok && take('^')) {
+                result = std::pow(result, factor());
+            }
+        }
+        --_depth;
+        return result;
+    }
+
+    double atom()
+    {
+        if (take('(')) {
+            const double result = sum();
+            _ok = _ok && take(')');
+            return result;
+        }
+        if (_text.mid(_at, 2) == "pi") {
+            _at += 2;
+            return std::numbers::pi;
+        }
+        if (take('e')) {
+            return std::numbers::e;
+        }
+        return digits();
+    }
+
+    double digits()
+    {
+        const int begin = _at;
+        const auto skipDigits = [&] {
+            while (_at < _text.size() && _text[_at] >= '0' && _text[_at] <= '9') {
+                ++_at;
+            }
+        };
+        skipDigits();
+        if (take('.')) {
+            skipDigits();
+        }
+        const int mantissa = _at;
+        if (take('e') || take('E')) {
+            if (!take('-')) {
+                take('+');
+            }
+            const int exponent = _at;
+            skipDigits();
+            if (_at == exponent) {
+                _at = mantissa;
+            }
+        }
+        bool isNumber = false;
+        const double result = QLocale::c().toDouble(_text.mid(begin, _at - begin), &isNumber);
+        _ok = _ok && isNumber;
+        return result;
+    }
+};
+
+} // namespace
+
+std::optional<double> numberFromText(const QString& text)
+{
+    QString plain = text;
+    plain.replace(kMinus, '-');
+    plain.remove(' ');
+    return Expression(plain).value();
+}
+
+QString textOfNumber(double value, int decimals)
+{
+    if (std::isnan(value)) {
+        return "nan";
+    }
+    if (std::isinf(value)) {
+        return value > 0 ? "inf" : kMinus + QString("inf");
+    }
+    const double size = std::abs(value);
+    const bool fits = size == 0 || (size < 1e9 && size >= 0.5 * std::pow(10.0, -decimals));
+    QString text = fits ? QString::number(size, 'f', decimals) : QString::number(size, 'g', 4);
+    if (fits && text.contains('.')) {
+        while (text.endsWith('0')) {
+            text.chop(1);
+        }
+        if (text.endsWith('.')) {
+            text.chop(1);
+        }
+    }
+    return value < 0 ? kMinus + text : text;
+}
+
+} // namespace zrkui

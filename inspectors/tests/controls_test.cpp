@@ -1,0 +1,344 @@
+#include "components/operators/binary_operator.h"
+#include "components/operators/fall_off.h"
+#include "components/operators/mask.h"
+#include "components/patterns/cross.h"
+#include "components/patterns/gyroid.h"
+#include "components/primitives/box_sdf.h"
+#include "components/primitives/cylinder_sdf.h"
+#include "components/raster/raster_fx.h"
+#include "components/transforms/matrix_transform.h"
+#include "components/transport/image_sweep.h"
+#include "inspectors/css_style.h"
+#include "inspectors/fall_off_editor.h"
+#include "inspectors/field.h"
+#include "inspectors/gradient_editor.h"
+#include "inspectors/number_text.h"
+#include "inspectors/tests/opened_panel.h"
+#include "inspectors/vector_widget.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace zrkui {
+namespace {
+
+using namespace zrkmodel;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+TEST(NumberText, IsReadAndWritten)
+{
+    struct Case {
+        const char* text;
+        std::optional<double> value;
+    };
+    const Case readable[] = {
+        {"1.5", 1.5},         {" 2 * 3 ", 6},        {"1/4", 0.25},         {"2*pi", 6.283185307179586},
+        {"-2^2", -4},         {"2^3^2", 512},        {"(1+2)*3", 9},        {"1e3", 1000},
+        {"1e-3", 0.001},      {"\u22125", -5},       {".5", 0.5},           {"10-2-3", 5},
+        {"", std::nullopt},   {"abc", std::nullopt}, {"1/0", std::nullopt}, {"1..2", std::nullopt},
+        {"(1", std::nullopt}, {"nan", std::nullopt}, {"1,5", std::nullopt}, {"3 mm", std::nullopt},
+    };
+    for (const Case& c : readable) {
+        EXPECT_EQ(numberFromText(QString::fromUtf8(c.text)), c.value) << c.text;
+    }
+    EXPECT_FALSE(numberFromText(QString(100000, '('))) << "no end of the stack";
+    const std::pair<double, const char*> written[] = {
+        {0.1, "0.1"},    {1, "1"},      {-2.5, "\u22122.5"},  {0.00001, "1e-05"},
+        {1e12, "1e+12"}, {kNaN, "nan"}, {-kInf, "\u2212inf"}, {0.123456, "0.1235"},
+        {100, "100"},    {0, "0"},
+    };
+    for (const auto& [value, text] : written) {
+        EXPECT_EQ(textOfNumber(value, 4), QString::fromUtf8(text)) << value;
+    }
+}
+
+// Each kind of control writes its property once, with notification, and what it writes is what it shows.
+TEST(Controls, WriteTheirProperty)
+{
+    OpenedPanel<ZRKBoxSDF> box;
+    type(*box.find<QDoubleSpinBoxWrapper>(6), "1/3"); // behind the two vectors' six
+    EXPECT_EQ(box.component->radius.value(), 1.0 / 3) << "with all digits";
+    EXPECT_THAT(box.events, ElementsAre("radius"));
+    box.find<QCheckBoxWrapper>()->click();
+    EXPECT_TRUE(box.component->wireframe.value());
+    type(box.find<VectorWidget<3>>(1)->field(2), "7");
+    EXPECT_EQ(box.component->dimensions.value(), (zrk::Tensor<3, double>{1, 1, 7}));
+    EXPECT_THAT(box.events, ElementsAre("radius", "wireframe", "dimensions"));
+
+    OpenedPanel<ZRKCylinderSDF> cylinder;
+    auto* caps = cylinder.find<QComboBoxWrapper>();
+    caps->setFocus();
+    QTest::keyClick(caps, Qt::Key_Up);
+    EXPECT_EQ(static_cast<int>(cylinder.component->capStyle.value()), 1);
+    EXPECT_THAT(cylinder.events, ElementsAre("cap style"));
+
+    OpenedPanel<ZRKMask> mask;
+    auto* slider = mask.find<SliderFWrapper>();
+    slider->setFocus();
+    QTest::keyClick(slider, Qt::Key_Down);
+    EXPECT_EQ(mask.component->multiplier.value(), 0.99);
+    EXPECT_THAT(mask.events, ElementsAre("multiplier"));
+
+    OpenedPanel<ZRKRasterFX> fx;
+    type(*fx.find<QSpinBoxWrapper>(), "16");
+    EXPECT_EQ(fx.component->resolution.value(), 16);
+    fx.button("update")->click();
+    EXPECT_THAT(fx.events, ElementsAre("resolution", "update"));
+
+    OpenedPanel<ZRKMatrixTransform> matrix;
+    type(matrix.find<VectorWidget<4>>(1)->field(3), "5");
+    EXPECT_EQ(matrix.component->matrix.value()[13], 5) << "row 1, column 3";
+    matrix.button("reset")->click();
+    EXPECT_EQ(matrix.component->matrix.value(), zrk::kIdentity4);
+    EXPECT_EQ(matrix.find<VectorWidget<4>>(1)->value(), (zrk::Tensor<4, double>{0, 1, 0, 0}));
+    EXPECT_THAT(matrix.events, ElementsAre("matrix", "matrix"));
+
+    OpenedPanel<ZRKFallOff> fallOff;
+    type(fallOff.find<FallOffEditor>()->end(), "2");
+    EXPECT_EQ(fallOff.component->function.value().end, 2);
+    EXPECT_THAT(fallOff.events, ElementsAre("falloff params"));
+}
+
+// A value from elsewhere shows at once, and showing it changes nothing.
+TEST(Controls, FollowTheirPropertyAndDontEcho)
+{
+    OpenedPanel<ZRKBoxSDF> box;
+    box.component->radius.set(0.25);
+    box.component->wireframe.set(true);
+    box.component->center.set({1, 2, 3});
+    EXPECT_EQ(shownIn(*box.find<QDoubleSpinBoxWrapper>(6)), "0.25");
+    EXPECT_TRUE(box.find<QCheckBoxWrapper>()->isChecked());
+    EXPECT_EQ(box.find<VectorWidget<3>>()->value(), (zrk::Tensor<3, double>{1, 2, 3}));
+    EXPECT_THAT(box.events, ElementsAre("radius", "wireframe", "center"));
+
+    OpenedPanel<ZRKCylinderSDF> cylinder;
+    cylinder.component->capStyle.set(static_cast<ZRKCylinderSDF::CapStyle>(7));
+    EXPECT_EQ(cylinder.find<QComboBoxWrapper>()->currentIndex(), -1) << "no label for it";
+    EXPECT_EQ(static_cast<int>(cylinder.component->capStyle.value()), 7) << "and it stays";
+    EXPECT_THAT(cylinder.events, ElementsAre("cap style"));
+
+    OpenedPanel<ZRKMask> mask;
+    mask.component->multiplier.set(4);
+    EXPECT_EQ(shownIn(*mask.find<SliderFWrapper>()), "4") << "the slider's range isn't the property's";
+    EXPECT_EQ(mask.component->multiplier.value(), 4);
+    EXPECT_THAT(mask.events, ElementsAre("multiplier"));
+
+    OpenedPanel<ZRKFallOff> fallOff;
+    fallOff.component->function.set({-1, 3, zrk::FallOffCurve::gauss});
+    EXPECT_EQ(shownIn(fallOff.find<FallOffEditor>()->end()), "3");
+    EXPECT_EQ(fallOff.find<FallOffEditor>()->curve().currentIndex(), 2);
+    EXPECT_THAT(fallOff.events, ElementsAre("falloff params"));
+}
+
+TEST(Controls, KeepWhatTheyCantShowInFull)
+{
+    OpenedPanel<ZRKGyroid> gyroid;
+    auto* field = gyroid.find<QDoubleSpinBoxWrapper>();
+    for (const double value : {0.123456789, 1e300, kInf, kNaN, 1e-9}) {
+        SCOPED_TRACE(value);
+        gyroid.component->contour.set(value);
+        gyroid.events.clear();
+        field->setFocus();
+        QTest::keyClick(field, Qt::Key_Return);
+        field->clearFocus();
+        type(*field, shownIn(*field)); // the same text once more
+        EXPECT_TRUE(gyroid.component->contour.value() == value ||
+                    (std::isnan(value) && std::isnan(gyroid.component->contour.value())));
+        EXPECT_THAT(gyroid.events, IsEmpty());
+    }
+    gyroid.component->contour.set(kNaN);
+    type(*field, "0");
+    EXPECT_EQ(gyroid.component->contour.value(), 0) << "a number over NaN";
+    gyroid.component->contour.set(0.123456789);
+    QTest::keyClick(field, Qt::Key_Up);
+    EXPECT_DOUBLE_EQ(gyroid.component->contour.value(), 0.133456789) << "a step keeps the fraction";
+
+    OpenedPanel<ZRKBoxSDF> box;
+    box.component->center.set({kNaN, 1e9, 0.123456});
+    type(box.find<VectorWidget<3>>()->field(2), "5");
+    const auto center = box.component->center.value();
+    EXPECT_TRUE(std::isnan(center[0]) && center[1] == 1e9 && center[2] == 5)
+        << "the others stay as they were";
+}
+
+TEST(Controls, TellWhatIsNoNumberAndKeepTheFormerOne)
+{
+    OpenedPanel<ZRKCross> cross;
+    auto* smoothness = cross.find<QDoubleSpinBoxWrapper>(3);
+    type(*smoothness, "0.5");
+    type(*smoothness, "soft");
+    EXPECT_EQ(cross.component->smoothness.value(), 0.5);
+    EXPECT_EQ(shownIn(*smoothness), "0.5");
+    EXPECT_EQ(UIField::of(smoothness)->message(), "\"soft\" is no number");
+    type(*smoothness, "3");
+    EXPECT_EQ(cross.component->smoothness.value(), 1) << "cut to the range";
+    EXPECT_EQ(UIField::of(smoothness)->message(), "");
+
+    OpenedPanel<ZRKRasterFX> fx;
+    type(*fx.find<QSpinBoxWrapper>(), "2.5");
+    EXPECT_EQ(fx.component->resolution.value(), 8);
+    EXPECT_THAT(UIField::of(fx.find<QSpinBoxWrapper>())->message(), HasSubstr("no whole number"));
+}
+
+TEST(Controls, DragAndTurnNumbers)
+{
+    OpenedPanel<ZRKMask> mask;
+    auto* slider = mask.find<SliderFWrapper>();
+    auto* line = slider->findChild<QLineEdit*>();
+    mask.view->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(mask.view.get()));
+    slider->clearFocus();
+    QTest::mousePress(line, Qt::LeftButton, {}, QPoint(line->width() - 2, 8));
+    QMouseEvent move(QEvent::MouseMove, QPointF(line->width() / 4.0, 8), Qt::LeftButton, Qt::LeftButton, {});
+    QCoreApplication::sendEvent(line, &move);
+    QTest::mouseRelease(line, Qt::LeftButton, {}, QPoint(line->width() / 4, 8));
+    EXPECT_NEAR(mask.component->multiplier.value(), 0.25, 0.02);
+
+    const auto turn = [&](Qt::KeyboardModifiers modifiers) {
+        QWheelEvent wheel(QPointF(5, 5), QPointF(5, 5), {}, QPoint(0, 120), Qt::NoButton, modifiers,
+                          Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(slider, &wheel);
+    };
+    mask.component->multiplier.set(0.5);
+    slider->clearFocus();
+    turn(Qt::NoModifier);
+    EXPECT_EQ(mask.component->multiplier.value(), 0.5) << "the panel scrolls, the field doesn't";
+    slider->setFocus();
+    turn(Qt::NoModifier);
+    EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.51);
+    turn(Qt::ShiftModifier);
+    EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.511);
+    turn(Qt::ControlModifier);
+    EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.611);
+}
+
+TEST(BinaryPanel, HasTheSlidersOfItsOperation)
+{
+    OpenedPanel<ZRKBinaryOperator> panel;
+    EXPECT_EQ(panel.find<SliderFWrapper>(), nullptr);
+    auto* combo = panel.find<QComboBoxWrapper>();
+    combo->setFocus();
+    QTest::keyClick(combo, Qt::Key_B); // blend
+    EXPECT_EQ(panel.component->operation().name, "blend");
+    ASSERT_NE(panel.find<SliderFWrapper>(), nullptr);
+    type(*panel.find<SliderFWrapper>(), "0.75");
+    EXPECT_EQ(panel.component->operation().params[0], 0.75);
+    EXPECT_THAT(panel.events, ElementsAre("op", "op"));
+
+    panel.component->setParameter(0, 0.2);
+    EXPECT_EQ(panel.find<SliderFWrapper>()->exact(), 0.2) << "follows";
+    panel.component->selectOperation(0);
+    EXPECT_EQ(panel.find<SliderFWrapper>(), nullptr);
+    EXPECT_EQ(combo->currentIndex(), 0);
+    EXPECT_EQ(panel.find<QDoubleSpinBoxWrapper>(0)->accessibleName(), "strengthA") << "order stays";
+}
+
+TEST(GradientEditor, EditsItsCurve)
+{
+    OpenedPanel<ZRKImageSweep> panel;
+    auto* tabs = panel.find<QTabWidget>();
+    tabs->setCurrentIndex(1);
+    ZRKScalarGradientEditor* editor = nullptr;
+    for (QWidget* widget : tabs->widget(1)->findChildren<QWidget*>()) {
+        editor = editor ? editor : dynamic_cast<ZRKScalarGradientEditor*>(widget);
+    }
+    ASSERT_NE(editor, nullptr);
+    QApplication::processEvents();
+    UIPlot& plot = editor->plot();
+    const auto stored = [&] {
+        std::vector<std::array<double, 3>> points;
+        for (const auto& point : panel.component->scaling.value().points) {
+            points.push_back({point.key, point.value, static_cast<double>(point.function.kind)});
+        }
+        return points;
+    };
+    using Points = std::vector<std::array<double, 3>>;
+
+    QTest::mouseDClick(&plot, Qt::LeftButton, {}, plot.toPixels({0.5, 0.0}).toPoint());
+    ASSERT_EQ(stored().size(), 3u);
+    EXPECT_NEAR(stored()[1][0], 0.5, 0.02);
+    EXPECT_EQ(editor->selected(), 1);
+
+    QTest::mousePress(&plot, Qt::LeftButton, {}, plot.toPixels({0.5, 0.0}).toPoint());
+    QMouseEvent move(QEvent::MouseMove, plot.toPixels({0.25, 0.5}), Qt::LeftButton, Qt::LeftButton, {});
+    QCoreApplication::sendEvent(&plot, &move);
+    QTest::mouseRelease(&plot, Qt::LeftButton);
+    EXPECT_NEAR(stored()[1][0], 0.25, 1e-9);
+    EXPECT_NEAR(stored()[1][1], 0.5, 1e-9);
+
+    editor->movePoint(1, 2.0, 0.5);
+    EXPECT_EQ(editor->selected(), 2) << "past its neighbour, and within the keys";
+    EXPECT_EQ(stored(), (Points{{0, 1, 0}, {1, 1, 0}, {1, 0.5, 0}}));
+    editor->setKind(0, 3);
+    EXPECT_EQ(stored()[0][2], 3);
+    editor->plot().setFocus();
+    QTest::keyClick(&plot, Qt::Key_Delete);
+    EXPECT_EQ(stored(), (Points{{0, 1, 3}, {1, 1, 0}}));
+    QTest::keyClick(&plot, Qt::Key_Delete);
+    QTest::keyClick(&plot, Qt::Key_Delete);
+    EXPECT_EQ(stored(), (Points{{0, 1, 3}})) << "the last point stays";
+    EXPECT_THAT(UIField::of(editor)->message(), HasSubstr("the last one stays"));
+
+    const std::size_t edits = panel.events.size();
+    panel.component->scaling.set(ScalarCurve::through({{0, 2}, {0.5, kNaN}, {1, 3}}));
+    EXPECT_EQ(editor->curve().points.size(), 3u);
+    EXPECT_EQ(panel.events.size(), edits + 1) << "no echo";
+    panel.component->scaling.set(ScalarCurve());
+    EXPECT_EQ(editor->curve().points.size(), 0u) << "a curve without points shows";
+    panel.view->grab();
+    editor->addPoint(0.5, 1);
+    EXPECT_EQ(stored(), (Points{{0.5, 1, 0}}));
+}
+
+/// Relative luminance by WCAG 2.
+double luminance(const QColor& color)
+{
+    const auto linear = [](double c) {
+        return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
+}
+
+TEST(Style, ColoursCanBeRead)
+{
+    using Role = ZRKCSSStyle::Role;
+    struct Case {
+        Role ink;
+        std::vector<Role> grounds;
+        double least;
+    };
+    const Case cases[] = {
+        {Role::text, {Role::panel, Role::field, Role::popup, Role::bar, Role::accentFill}, 7.6},
+        {Role::secondText, {Role::panel, Role::popup, Role::bar}, 4.5},
+        {Role::hint, {Role::panel, Role::field, Role::fieldOverridden, Role::popup, Role::accentFill}, 4.5},
+        {Role::link, {Role::panel, Role::popup}, 4.5},
+        {Role::warning, {Role::panel, Role::popup}, 4.5},
+        {Role::error, {Role::panel, Role::popup, Role::field, Role::bar}, 4.5},
+        {Role::curve, {Role::field, Role::panel}, 3},
+        {Role::accent, {Role::panel, Role::field}, 3},
+    };
+    for (const ZRKCSSStyle* style : {&ZRKCSSStyle::light(), &ZRKCSSStyle::dark()}) {
+        for (const Case& c : cases) {
+            for (const Role ground : c.grounds) {
+                const double a = luminance(style->color(c.ink));
+                const double b = luminance(style->color(ground));
+                EXPECT_GE((std::max(a, b) + 0.05) / (std::min(a, b) + 0.05), c.least)
+                    << style->color(c.ink).name().toStdString() << " on "
+                    << style->color(ground).name().toStdString();
+            }
+        }
+        EXPECT_FALSE(style->sheet(1.5).contains('{' + QString("text}"))) << "all names are filled in";
+        EXPECT_TRUE(style->sheet(1.5).contains("min-height: 33px")) << "and lengths scaled";
+    }
+}
+
+} // namespace
+} // namespace zrkui

@@ -1,0 +1,355 @@
+#include "components/coordinates/curve_uvw.h"
+#include "components/coordinates/face_uvw.h"
+#include "components/coordinates/multipole_uvw.h"
+#include "components/mesh/beam_sdf.h"
+#include "components/mesh/mesh_sdf.h"
+#include "components/operators/geometry_blend.h"
+#include "components/patterns/pattern_designer.h"
+#include "components/raster/image_sampler.h"
+#include "components/raster/image_stack.h"
+#include "components/transport/image_sweep.h"
+#include "host/document_resources.h"
+#include "inspectors/app.h"
+#include "inspectors/field.h"
+#include "inspectors/geometry_picker.h"
+#include "inspectors/image_picker.h"
+#include "inspectors/images.h"
+#include "inspectors/list_view.h"
+#include "inspectors/preview.h"
+#include "inspectors/tests/opened_panel.h"
+#include "testing/source_folder.h"
+#include "testing/temporary_folder.h"
+
+#include <QMenu>
+#include <QProgressDialog>
+#include <QTimer>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace zrkui {
+namespace {
+
+using namespace zrkmodel;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+/// A document with resources, and dialogs that answer what the test says.
+class Resources : public zrktest::TemporaryFolder {
+protected:
+    std::shared_ptr<DocumentResources> resources;
+    std::vector<std::string> answer;
+    std::vector<FileRequest> asked;
+
+    void SetUp() override
+    {
+        TemporaryFolder::SetUp();
+        const std::filesystem::path pictures = zrktest::sourceFolder() / "examples/pictures";
+        for (const char* name : {"gear.png", "ring.png", "letter.png"}) {
+            std::filesystem::copy(pictures / name, std::filesystem::path(path(name)));
+        }
+        put("text.png", "no picture");
+        put("triangle.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+        put("empty.obj", "");
+        resources = DocumentResources::load(ZRKJson::parse(R"([
+            {"uuid": "c1", "kind": "geometry", "shape": "circle", "center": [0,0,0], "axis": [0,0,1], "radius": 1},
+            {"uuid": "p1", "kind": "geometry", "shape": "point", "position": [1,2,3], "name": "here"},
+            {"uuid": "s1", "kind": "geometry", "shape": "sphere", "center": [0,0,0], "radius": 1},
+            {"uuid": "i1", "kind": "image2d", "path": "gear.png"}])"),
+                                            path("a.zrk.json"))
+                        .value();
+        ZRKApp::ui().setDocument(resources.get());
+        ZRKApp::ui().setFileDialog([this](const FileRequest& request, QWidget*) {
+            asked.push_back(request);
+            return answer;
+        });
+    }
+    void TearDown() override
+    {
+        ZRKApp::ui().setDocument(nullptr);
+        ZRKApp::ui().setFileDialog(nullptr);
+        TemporaryFolder::TearDown();
+    }
+
+    std::shared_ptr<ZRKGeometry> geometry(const char* uuid) const
+    {
+        return ZRKResourceHandleOf<ZRKGeometry>(resources->find(ZRKuuid(uuid))).object();
+    }
+};
+
+/// The entries of the menu behind a picker's button, as the user finds them.
+std::vector<std::string> entriesOf(QMenu& menu)
+{
+    Q_EMIT menu.aboutToShow();
+    std::vector<std::string> entries;
+    for (const QAction* action : menu.actions()) {
+        entries.push_back(action->text().toStdString());
+    }
+    return entries;
+}
+
+void trigger(QMenu& menu, const std::string& entry)
+{
+    Q_EMIT menu.aboutToShow();
+    for (QAction* action : menu.actions()) {
+        if (action->text().toStdString() == entry) {
+            action->trigger();
+            return;
+        }
+    }
+    FAIL() << "no entry " << entry;
+}
+
+TEST_F(Resources, ArePickedByGeometry)
+{
+    OpenedPanel<ZRKCurveUVW> panel;
+    auto* picker = panel.find<ZRKGeometryPicker>();
+    QMenu& menu = *picker->findChild<QPushButton*>()->menu();
+    EXPECT_THAT(entriesOf(menu), ElementsAre("none", "circle c1"));
+    trigger(menu, "circle c1");
+    EXPECT_EQ(panel.component->curve.value(), geometry("c1"));
+    EXPECT_TRUE(picker->hasThumbnail());
+    trigger(menu, "none");
+    EXPECT_EQ(panel.component->curve.value(), nullptr);
+    EXPECT_FALSE(picker->hasThumbnail());
+    EXPECT_THAT(panel.events, ElementsAre("curve", "curve"));
+    panel.component->curve.set(geometry("c1"));
+    EXPECT_THAT(picker->selectedObjects(), ElementsAre(geometry("c1"))) << "follows";
+    EXPECT_EQ(panel.events.size(), 3u) << "without an echo";
+}
+
+// Picking nothing keeps the geometry and clears only the thumbnail; of several the first is taken.
+TEST_F(Resources, ArePickedForABlend)
+{
+    OpenedPanel<ZRKGeometryBlend> panel;
+    auto* picker = panel.find<ZRKGeometryPicker>();
+    picker->choose(geometry("s1"));
+    picker->choose(geometry("c1"));
+    EXPECT_EQ(panel.component->geometries.value(), geometry("s1"));
+    EXPECT_EQ(picker->selectedObjects().size(), 2u);
+    picker->choose(nullptr);
+    EXPECT_EQ(panel.component->geometries.value(), geometry("s1"));
+    EXPECT_FALSE(picker->hasThumbnail());
+}
+
+TEST_F(Resources, HaveThumbnails)
+{
+    const auto ink = [](const QImage& image) {
+        int count = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                count += qAlpha(image.pixel(x, y)) > 127 ? 1 : 0;
+            }
+        }
+        return static_cast<double>(count) / (image.width() * image.height());
+    };
+    EXPECT_NEAR(ink(geometryThumbnail({geometry("p1")}, 64)), 3.14159 / 400, 0.003) << "a dot";
+    const QImage circle = geometryThumbnail({geometry("c1")}, 64);
+    EXPECT_GT(ink(circle), 0.01);
+    EXPECT_LT(ink(circle), 0.1) << "a line";
+    const QImage sphere = geometryThumbnail({geometry("s1")}, 64);
+    EXPECT_GT(qAlpha(sphere.pixel(32, 32)), 127) << "a filled disc";
+    EXPECT_EQ(qAlpha(sphere.pixel(1, 1)), 0);
+    EXPECT_TRUE(geometryThumbnail({}, 64).isNull());
+}
+
+TEST_F(Resources, ArePickedByPicture)
+{
+    OpenedPanel<ZRKScalarImageSampler> panel;
+    auto* picker = panel.find<ZRKImagePicker>();
+    EXPECT_THAT(entriesOf(*picker->menu()), ElementsAre("none", "gear.png", "", "open..."));
+    trigger(*picker->menu(), "gear.png");
+    EXPECT_EQ(panel.component->image.value(), resources->images2d()[0].object);
+
+    answer = {path("ring.png")};
+    trigger(*picker->menu(), "open...");
+    EXPECT_EQ(panel.component->image.value(), resources->images2d()[1].object);
+    const auto former = panel.component->image.value();
+    answer = {};
+    trigger(*picker->menu(), "open...");
+    EXPECT_EQ(panel.component->image.value(), former) << "cancelled";
+    answer = {path("text.png")};
+    trigger(*picker->menu(), "open...");
+    EXPECT_EQ(panel.component->image.value(), former);
+    EXPECT_THAT(UIField::of(picker)->message(), HasSubstr("text.png"));
+    EXPECT_THAT(panel.events, ElementsAre("image", "image"));
+    trigger(*picker->menu(), "none");
+    EXPECT_EQ(panel.component->image.value(), nullptr);
+    EXPECT_EQ(UIField::of(picker)->message(), "");
+}
+
+TEST_F(Resources, AreImportedAsMeshes)
+{
+    OpenedPanel<ZRKMeshSDF> panel;
+    QPushButton* button = panel.button("Import Mesh");
+    button->click();
+    EXPECT_EQ(panel.component->field(), nullptr) << "cancel does nothing";
+    ASSERT_EQ(asked.size(), 1u);
+    EXPECT_EQ(asked[0].startFolder, "C:/Users");
+    answer = {path("triangle.obj"), path("empty.obj")};
+    button->click();
+    const auto mesh = panel.component->field();
+    EXPECT_NE(mesh, nullptr);
+    EXPECT_EQ(UIField::of(button)->message(), "");
+    for (const char* name : {"empty.obj", "gone.obj"}) {
+        answer = {path(name)};
+        button->click();
+        EXPECT_EQ(panel.component->field(), mesh) << "the former mesh stays";
+        EXPECT_THAT(UIField::of(button)->message(), HasSubstr(name));
+    }
+    EXPECT_THAT(panel.events, IsEmpty());
+}
+
+TEST_F(Resources, FillAStackOfSlices)
+{
+    // Two slices of 2 x 1 pixels, 51 and 102, then 0 and 255, as the loader of documents gives them.
+    zrk::Raster<1, 3, double> voxels(2, 1, 2);
+    voxels.data = {0.2, 0.4, 0.0, 1.5};
+    OpenedPanel<ZRK3DImage> panel;
+    auto* preview = panel.find<UIPreview>();
+    EXPECT_TRUE(preview->picture().isNull());
+    panel.component->image.set(std::make_shared<ZRKImage3d>(std::vector<ZRKImage3d::Channel>{voxels}));
+    panel.open(); // the inspection fetches the volume
+    preview = panel.find<UIPreview>();
+    auto* slider = panel.find<SliderFWrapper>();
+    const auto pixels = [&] {
+        const QImage picture = panel.find<UIPreview>()->picture();
+        return picture.isNull() ? std::vector<int>()
+                                : std::vector<int>{qRed(picture.pixel(0, 0)), qRed(picture.pixel(1, 0))};
+    };
+    EXPECT_THAT(pixels(), ElementsAre(0, 255)) << "the slice in the middle, cut to white";
+    type(*slider, "0.1");
+    EXPECT_THAT(pixels(), ElementsAre(51, 102));
+    panel.button("remove image")->click();
+    EXPECT_THAT(pixels(), IsEmpty());
+    EXPECT_NE(panel.component->image.value(), nullptr) << "the property keeps it";
+
+    answer = {path("gear.png"), path("gear.png")};
+    panel.button("load slices")->click();
+    EXPECT_EQ(panel.find<UIPreview>()->picture().width(),
+              QImage(QString::fromStdString(path("gear.png"))).width());
+    EXPECT_THAT(panel.events, ElementsAre("raster", "raster"));
+    answer = {};
+    panel.button("load slices")->click();
+    panel.button("load folder")->click();
+    EXPECT_EQ(panel.events.size(), 2u) << "cancelled";
+    answer = {path("gone")};
+    panel.button("load folder")->click();
+    EXPECT_EQ(panel.component->image.value(), nullptr);
+    EXPECT_THAT(UIField::of(panel.button("load folder"))->message(), HasSubstr("gone"));
+    EXPECT_EQ(asked.back().caption, "get slice");
+}
+
+TEST_F(Resources, AreSweptWithProgressAndStop)
+{
+    OpenedPanel<ZRKImageSweep> panel;
+    QPushButton* button = panel.button("compute >>");
+    button->click();
+    EXPECT_THAT(UIField::of(button)->message(), HasSubstr("needs the pictures A and B"));
+    const auto ring = resources->ensureImage2d(path("ring.png")).image;
+    panel.find<ZRKImagePicker>(0)->choose(ring);
+    panel.find<ZRKImagePicker>(1)->choose(resources->images2d()[0].object);
+    EXPECT_EQ(panel.component->imageB.value(), resources->images2d()[0].object);
+    panel.component->resolution.set(8);
+    panel.component->steps.set(3);
+    panel.events.clear();
+    button->click();
+    EXPECT_THAT(panel.events, ElementsAre("raster"));
+    EXPECT_EQ(UIField::of(button)->message(), "");
+
+    panel.component->resolution.set(128); // many seconds, unless it is stopped
+    panel.component->steps.set(16);
+    panel.events.clear();
+    bool stopped = false;
+    QTimer presser;
+    QObject::connect(&presser, &QTimer::timeout, [&] {
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (auto* dialog = qobject_cast<QProgressDialog*>(window); dialog && dialog->value() > 0) {
+                stopped = true;
+                dialog->cancel();
+            }
+        }
+    });
+    presser.start(20);
+    button->click();
+    EXPECT_TRUE(stopped);
+    EXPECT_THAT(panel.events, IsEmpty());
+    EXPECT_THAT(UIField::of(button)->message(), HasSubstr("stopped"));
+}
+
+using WaveList = ZRKQListView<ZRKPatternDesigner::Wave, ZRKPropertyView>;
+using PoleList = ZRKQListView<ZRKMultipoleUVW::Pole, ZRKPropertyView>;
+
+TEST(WaveList, EditsTheWaves)
+{
+    OpenedPanel<ZRKPatternDesigner> panel;
+    auto* list = panel.find<WaveList>();
+    const auto& waves = panel.component->waves;
+    panel.button("del")->click();
+    EXPECT_THAT(panel.events, IsEmpty()) << "nothing is selected";
+    panel.button("+")->click();
+    panel.button("+")->click();
+    ASSERT_EQ(waves.values().size(), 2u);
+    EXPECT_EQ(waves.values()[1].fx, 1);
+
+    QApplication::processEvents();
+    QTest::mousePress(list->items()[1], Qt::LeftButton, {}, QPoint(2, 2));
+    EXPECT_EQ(list->selected(), 1);
+    EXPECT_EQ(list->items()[1]->objectName(), "SelectedItem");
+    type(*list->items()[1]->findChildren<NumberField*>()[2], "-4");
+    EXPECT_EQ(waves.values()[1].fz, -4);
+    EXPECT_EQ(waves.values()[0].fz, 0);
+    EXPECT_THAT(panel.events, ElementsAre("waves", "waves", "waves"));
+
+    auto edited = waves.values();
+    edited[0].fy = 2.75;
+    panel.component->waves.edit(edited, 0);
+    auto* shown = list->items()[0]->findChildren<NumberField*>()[1];
+    EXPECT_EQ(shownIn(*shown), "2") << "without its fraction";
+    type(*list->items()[0]->findChildren<NumberField*>()[3], "0.5");
+    EXPECT_EQ(waves.values()[0].fy, 2.75) << "which stays";
+    EXPECT_EQ(waves.values()[0].amplitude, 0.5);
+
+    list->select(0);
+    panel.button("del")->click();
+    ASSERT_EQ(waves.values().size(), 1u);
+    EXPECT_EQ(waves.values()[0].fz, -4) << "the other one is left";
+    EXPECT_EQ(list->selected(), -1);
+    panel.button("random")->click();
+    EXPECT_EQ(list->items()[0]->value.phase, waves.values()[0].phase) << "the list shows what was thrown";
+    trigger(*panel.find<ZRKOptionsButton>()->menu(), "clear");
+    EXPECT_THAT(waves.values(), IsEmpty());
+}
+
+TEST_F(Resources, AreFollowedByPoles)
+{
+    OpenedPanel<ZRKMultipoleUVW> panel;
+    auto* list = panel.find<PoleList>();
+    panel.button("add ref")->click();
+    panel.button("add")->click();
+    ASSERT_EQ(panel.component->poles.values().size(), 2u);
+    EXPECT_FALSE(panel.component->poles.values()[0].is_valid());
+    auto* picker = panel.find<ZRKGeometryPicker>();
+    EXPECT_THAT(UIField::of(picker)->message(), HasSubstr("no point is chosen"));
+    EXPECT_THAT(entriesOf(*picker->findChild<QPushButton*>()->menu()), ElementsAre("none", "here"));
+    picker->choose(geometry("p1"));
+    EXPECT_EQ(panel.component->poles.values()[0].get_point(), (zrk::Tensor<3, double>{1, 2, 3}));
+    EXPECT_EQ(UIField::of(picker)->message(), "");
+    picker->choose(nullptr);
+    EXPECT_TRUE(panel.component->poles.values()[0].is_valid()) << "it keeps its point";
+
+    type(*list->items()[1]->findChildren<NumberField*>()[0], "2000000");
+    EXPECT_EQ(panel.component->poles.values()[1].get_point()[0], 999999.0);
+    type(*list->items()[1]->findChildren<NumberField*>()[3], "-0.5");
+    EXPECT_EQ(panel.component->poles.values()[1].strength, -0.5);
+    EXPECT_EQ(panel.events, std::vector<std::string>(5, "poles"));
+    geometry("p1")->emitPropertyChange("position");
+    EXPECT_EQ(panel.events.size(), 6u);
+    EXPECT_EQ(list->items().size(), 2u);
+}
+
+} // namespace
+} // namespace zrkui

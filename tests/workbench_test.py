@@ -1,0 +1,54 @@
+"""The workbench from outside: what it prints and draws, and what it says of wrong calls."""
+
+import json
+import os
+import pathlib
+import struct
+import subprocess
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+PROGRAM = os.environ["ZRK_WORKBENCH"]
+EXAMPLE = ROOT / "examples" / "sphere_and_twisted_gyroid.zrk.json"
+
+
+def run(*arguments):
+    return subprocess.run([PROGRAM, *map(str, arguments)], capture_output=True, text=True, timeout=120)
+
+
+class Workbench(unittest.TestCase):
+    def test_describes_panels(self):
+        everything = run("--describe-panels")
+        self.assertEqual(everything.returncode, 0, everything.stderr)
+        panels = json.loads(everything.stdout)
+        self.assertEqual(len(panels), 48)
+        self.assertEqual(list(panels)[:3], ["ZRKSphereUVW", "ZRKTorusUVW", "ZRKCylinderUVW"])
+        self.assertIsNone(panels["ZRKInvert"])
+        some = json.loads(run("--describe-panels", "Gyroid", "ZRK3DImage").stdout)
+        self.assertEqual(some, {name: panels[name] for name in ("ZRKGyroid", "ZRK3DImage")})
+
+    def test_draws_the_window(self):
+        with tempfile.TemporaryDirectory() as folder:
+            picture = pathlib.Path(folder) / "window.png"
+            done = run("--screenshot", picture, "--select", "1", "--size", "900x600", EXAMPLE)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            self.assertEqual(struct.unpack(">II", picture.read_bytes()[16:24]), (900, 600))
+
+    def test_refuses_wrong_calls(self):
+        for arguments, words in (
+            (("--describe-panels", "Sphere"), ["unknown type", "\"Sphere\"", "zrk types"]),
+            (("--describe-panels", "Invert"), ["ambiguous"]),
+            (("--screenshot", "/tmp/never.png", "/nowhere.zrk.json"), ["/nowhere.zrk.json"]),
+            (("--screenshot", "/tmp/never.png", "--select", "99", EXAMPLE), ["--select", "99"]),
+            (("--screenshot", "/tmp/never.png", "--size", "9x9", EXAMPLE), ["--size", "1280x800"]),
+        ):
+            done = run(*arguments)
+            self.assertEqual(done.returncode, 2, arguments)
+            for word in words:
+                self.assertIn(word, done.stderr)
+            self.assertFalse(os.path.exists("/tmp/never.png"))
+
+
+if __name__ == "__main__":
+    unittest.main()
