@@ -60,6 +60,11 @@ class Targets(ZrkTest):
             self.assertLess(time.monotonic() - begun, 1 * PATIENCE)
         self.assertEqual(self.files(), [])
 
+    def test_a_frozen_grid_beyond_all_is_refused_too(self):
+        nodes = [SPHERE, {"id": 2, "type": "RasterFX", "values": {"resolution": 2**31 - 1}}]
+        path = self.put(graph(nodes, [(1, 0, 2, 0)], (2, 0), context={"modelBounds": [[0, 0, 0], [1, 1, 1]]}))
+        self.refused(1, "probe", path, "--at", "0,0,0", contains=["found 2147483647 x ", "at most 2147483647"])
+
 
 def free_memory():
     lines = pathlib.Path("/proc/meminfo").read_text().splitlines()

@@ -94,7 +94,7 @@ private:
 int runWork(const zrkcli::Work& work)
 {
     const ComplaintsToStandardError complaints;
-    const zrk::Result<void> done = zrk::attempt("zrk", work);
+    const zrk::Result<void> done = zrk::attempt("command", work);
     // A lost result may also be what the work failed of.
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
         return report({"standard output", "no room for all results", "a place that takes them",

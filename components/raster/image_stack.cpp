@@ -138,7 +138,7 @@ zrk::Result<void> ZRK3DImage::importFiles(const std::vector<std::filesystem::pat
                 zrk::Fault fault = leftOut.front();
                 fault.remedy += "; the slice is left out";
                 if (leftOut.size() > 1) {
-                    fault.remedy += ", and so are " + std::to_string(leftOut.size() - 1) + " more";
+                    fault.remedy += ", and " + std::to_string(leftOut.size() - 1) + " more";
                 }
                 return zrk::refused(std::move(fault));
             });

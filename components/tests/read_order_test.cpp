@@ -175,13 +175,13 @@ TEST(ReadOrder, IsThatOfTheComponent)
         EXPECT_EQ(notes, c.run) << "read by a closure";
 
         notes.clear();
-        sampler.coordinatesNode.positions = nullptr;
         zrk::EvaluationContext context(sampler.slots);
-        context.slots[static_cast<std::size_t>(sampler.coordinatesNode.slotIndex)].evaluator =
-            [&notes](zrk::EvaluationContext& running) {
-                notes += 'p';
-                running.writeOutput(Vector{0, 0, 0}, 1);
-            };
+        auto& positions = context.slots[static_cast<std::size_t>(sampler.coordinatesNode.slotIndex)];
+        positions.buffer = nullptr; // so that its evaluator is asked
+        positions.evaluator = [&notes](zrk::EvaluationContext& running) {
+            notes += 'p';
+            running.writeOutput(Vector{0, 0, 0}, 1);
+        };
         context.pushSlot(sampler.targetNode.slotIndex);
         context.slot->evaluator(context);
         EXPECT_EQ(notes, c.sampled);

@@ -82,7 +82,8 @@ struct TeamReport {
 /// Calls work(worker, workers, progress) for each worker, as `runTeam` does, but all on threads of their own,
 /// while the calling thread speaks with the monitor. Work returns whether it was finished: it asks
 /// `progress` when to stop, which is when the monitor interrupts or another worker has thrown. True when all
-/// was finished. If the system refuses to start any thread, the calling one does the work and reports.
+/// was finished and the monitor hasn't interrupted. If the system refuses to start any thread, the calling
+/// one does the work and reports.
 template <class Work>
 bool runReportedTeam(std::size_t wanted, const TeamReport& report, const Work& work)
 {
@@ -108,7 +109,7 @@ bool runReportedTeam(std::size_t wanted, const TeamReport& report, const Work& w
             throw;
         }
     });
-    return isFinished;
+    return isFinished && !progress.shouldInterrupt();
 }
 
 } // namespace zrk

@@ -9,6 +9,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <string_view>
+
 namespace zrkmodel {
 namespace {
 
@@ -97,8 +100,15 @@ TEST_F(TypesFromOutside, LoadSampleAndSaveInDocuments)
 
 TEST_F(TypesFromOutside, AreListedBehindTheComponentsAndSuggested)
 {
-    ASSERT_GT(knownTypes().size(), 1u);
-    EXPECT_EQ(knownTypes().front().className, "ZRKSphereUVW");
+    const auto place = [](std::string_view className) {
+        const auto& types = knownTypes();
+        return std::find_if(types.begin(), types.end(),
+                            [&](const auto& t) { return t.className == className; }) -
+               types.begin();
+    };
+    EXPECT_LT(place("ZRKSphereUVW"), place("ZRKCurveLength"));
+    EXPECT_LT(place("ZRKCurveLength"), place("ZRKOutsider"));
+    EXPECT_LT(place("ZRKOutsider"), static_cast<std::ptrdiff_t>(knownTypes().size()));
     EXPECT_EQ(findType("here", "ZRKOutsider", "0b65dfa7-8e30-4c46-9b25-6c2f6f1b8a10").value(),
               ZRKGraphObject::registry().findByClass("ZRKOutsider"));
     EXPECT_THAT(refusal("ZRKOutsidr", ""), HasSubstr("\"Sphere of elsewhere\""));

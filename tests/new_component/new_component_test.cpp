@@ -1,4 +1,5 @@
 #include "core/engine/field_bounds.h"
+#include "core/values/fault.h"
 #include "host/graph_document.h"
 #include "host/type_lookup.h"
 #include "testing/component_checks.h"
@@ -16,7 +17,7 @@ using namespace zrkmodel::testing;
 GraphDocument parsed(const std::string& text)
 {
     DocumentWarnings warnings;
-    GraphDocument document = GraphDocument::parse(text, "test.zrk.json", warnings);
+    GraphDocument document = zrk::valueOrThrow(GraphDocument::parse(text, "test.zrk.json", warnings));
     EXPECT_EQ(warnings.size(), 0u);
     return document;
 }
@@ -31,17 +32,17 @@ TEST(NewComponent, IsTheLastOfTheList)
 TEST(NewComponent, WorksInTheExampleDocument)
 {
     DocumentWarnings warnings;
-    const GraphDocument document =
-        GraphDocument::load(ZRK_NEW_COMPONENT_FOLDER "/examples/ellipsoid.zrk.json", warnings);
+    const GraphDocument document = zrk::valueOrThrow(
+        GraphDocument::load(ZRK_NEW_COMPONENT_FOLDER "/examples/ellipsoid.zrk.json", warnings));
     EXPECT_EQ(warnings.size(), 0u);
-    const zrk::IField field = document.outputField().field;
+    const zrk::IField field = zrk::valueOrThrow(document.outputField()).field;
     EXPECT_EQ(sample(field, {0, 0, 0}), (std::vector<double>{-0.5, 1}));
     EXPECT_EQ(sample(field, {0, 2, 0}), (std::vector<double>{1.5, 1}));
     EXPECT_EQ(sample(field, {1.25, 0, 0}), (std::vector<double>{0, 1}));
 
     const GraphDocument again = parsed(document.toText());
     EXPECT_EQ(again.toText(), document.toText());
-    EXPECT_EQ(sample(again.outputField().field, {0, 2, 0}), (std::vector<double>{1.5, 1}));
+    EXPECT_EQ(sample(zrk::valueOrThrow(again.outputField()).field, {0, 2, 0}), (std::vector<double>{1.5, 1}));
 }
 
 TEST(NewComponent, IsClonedWithItsValues)
@@ -60,7 +61,7 @@ TEST(NewComponent, BoundsItsSamplesInAChain)
     const GraphDocument document = parsed(R"({"zrkGraph": 1,
         "nodes": [{"id": 1, "type": "BendTransform"}, {"id": 2, "type": "EllipsoidSDF"}],
         "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})");
-    const zrk::IField field = document.outputField().field;
+    const zrk::IField field = zrk::valueOrThrow(document.outputField()).field;
     const zrk::Interval<double> x{0.5, 1.5};
     const zrk::Interval<double> value = zrk::FieldBounds(field.generator()).over({x, x, x}).components[0];
     EXPECT_LT(value.upper - value.lower, 4);
