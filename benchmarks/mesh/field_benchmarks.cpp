@@ -111,7 +111,7 @@ void compare(const std::string& name, const Case& c)
         c.signedDistances(*points, points == &c.shortGrid, ours.data());
         for (std::size_t i = 0; i < points->size(); i += 8) {
             if (ours[i] != literalSignedDistance(*c.field, (*points)[i].begin())) {
-                throw std::runtime_error(name + ": the field differs from the literal search");
+                throw std::runtime_error(name + ": the field differs from the exact search");
             }
         }
         for (const auto* peer : {&c.embree, &c.cgal}) {
@@ -190,7 +190,7 @@ void addSignedDistances(const std::string& name, const Shared& c, std::vector<Ro
                 }
             });
         rows.push_back(
-            ratio(name + ", signed, " + (inARow ? "grid" : "random") + ": times the literal search",
+            ratio(name + ", signed, " + (inARow ? "grid" : "random") + ": times the exact search",
                   {literal}, {ours})
                 .noLess(inARow ? 10 : 6));
     }

@@ -202,7 +202,7 @@ inline IntervalBatch sqrt(const IntervalBatch& x)
     return IntervalBatch::entireWhere(x.lower < 0.0, IntervalBatch::ordered(sqrt(x.lower), sqrt(x.upper)));
 }
 
-// As told at the functions of `Interval<double>`.
+// These follow the functions of `Interval<double>`.
 
 IntervalBatch acos(const IntervalBatch& x);
 IntervalBatch asin(const IntervalBatch& x);
