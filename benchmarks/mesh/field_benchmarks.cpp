@@ -189,10 +189,9 @@ void addSignedDistances(const std::string& name, const Shared& c, std::vector<Ro
                     *out++ = literalSignedDistance(*asked.field, point.begin());
                 }
             });
-        rows.push_back(
-            ratio(name + ", signed, " + (inARow ? "grid" : "random") + ": times the exact search",
-                  {literal}, {ours})
-                .noLess(inARow ? 10 : 6));
+        rows.push_back(ratio(name + ", signed, " + (inARow ? "grid" : "random") + ": times the exact search",
+                             {literal}, {ours})
+                           .noLess(inARow ? 10 : 6));
     }
 }
 
