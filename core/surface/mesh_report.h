@@ -44,6 +44,7 @@ struct MeshReport {
 MeshReport reportOn(const SurfaceMesh& mesh);
 
 /// How far a mesh is from the surface of its field, in model units by the field's value over its gradient.
+/// Where a mesh was cut off at its bounds it lies within the solid, and that counts as an error here.
 struct DistanceError {
     double vertexRms = 0;
     double vertexLargest = 0;

@@ -48,18 +48,19 @@ TEST(MeshReport, CountsWhatIsWrong)
     struct Case {
         const char* name;
         std::function<void(SurfaceMesh&)> spoil;
-        std::size_t open, overused, turned, pinched, degenerate, intersections;
+        std::size_t open, overused, turned, pinched, degenerate;
+        bool intersects;
     };
     const Case cases[] = {
-        {"a triangle missing", [](SurfaceMesh& m) { m.triangles.pop_back(); }, 3, 0, 0, 0, 0, 0},
+        {"a triangle missing", [](SurfaceMesh& m) { m.triangles.pop_back(); }, 3, 0, 0, 0, 0, false},
         {"a triangle turned", [](SurfaceMesh& m) { std::swap(m.triangles[0][0], m.triangles[0][1]); }, 0, 0,
-         3, 0, 0, 0},
+         3, 0, 0, false},
         {"a flap on an edge",
          [](SurfaceMesh& m) {
              m.vertices.push_back({2, 2, 2});
              m.triangles.push_back({1, 2, 4});
          },
-         2, 1, 0, 2, 0, 0},
+         2, 1, 0, 2, 0, false},
         {"two solids at one vertex",
          [](SurfaceMesh& m) {
              append(m, tetrahedron({0, 0, 1}));
@@ -69,12 +70,12 @@ TEST(MeshReport, CountsWhatIsWrong)
                  }
              }
          },
-         0, 0, 0, 1, 0, 0},
+         0, 0, 0, 1, 0, false},
         {"one solid through another",
          [](SurfaceMesh& m) {
              append(m, tetrahedron({0.2, 0.2, -0.5}));
          },
-         0, 0, 0, 0, 0, 5},
+         0, 0, 0, 0, 0, true},
         {"solids that touch with a face",
          [](SurfaceMesh& m) {
              SurfaceMesh mirrored = tetrahedron();
@@ -86,12 +87,12 @@ TEST(MeshReport, CountsWhatIsWrong)
              }
              append(m, mirrored);
          },
-         0, 0, 0, 0, 0, 7},
+         0, 0, 0, 0, 0, true},
         {"corners on a line",
          [](SurfaceMesh& m) {
              m.vertices[3] = {0.5, 0, 0};
          },
-         0, 0, 0, 0, 1, 0},
+         0, 0, 0, 0, 1, true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -104,8 +105,7 @@ TEST(MeshReport, CountsWhatIsWrong)
         EXPECT_EQ(report.turnedEdges, c.turned);
         EXPECT_EQ(report.pinchedVertices, c.pinched);
         EXPECT_EQ(report.degenerateTriangles, c.degenerate);
-        EXPECT_GT(report.selfIntersections + 1, c.intersections > 0 ? 1u : 0u);
-        EXPECT_EQ(report.selfIntersections > 0, c.intersections > 0 || c.degenerate > 0);
+        EXPECT_EQ(report.selfIntersections > 0, c.intersects);
     }
 }
 
