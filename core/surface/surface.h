@@ -31,7 +31,10 @@ struct SurfaceSettings {
     double iso = 0;
     SolidSide solid = SolidSide::Below;
     bool keepsCreases = false; ///< edges and corners stay sharp; otherwise they are rounded within a cell
-    std::size_t threads = 0;   ///< 0: as many as there are processors
+    bool isOpen = false;       ///< the surface ends at the bounds with an open edge; else it is closed there
+    double flatness =
+        0; ///< triangles are joined where the surface stays within this, model units; 0: nowhere
+    std::size_t threads = 0; ///< 0: as many as there are processors
 };
 
 /// The surface of a scalar field at an iso value: closed, every edge in two triangles, oriented outwards, and

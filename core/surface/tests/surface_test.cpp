@@ -3,7 +3,7 @@
 #include "core/engine/formula.h"
 #include "core/engine/progress.h"
 #include "core/surface/cell_patches.h"
-#include "core/surface/mesh_report.h"
+#include "core/surface/quality.h"
 #include "testing/literal_engine.h"
 
 #include <gtest/gtest.h>
