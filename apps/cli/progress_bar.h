@@ -13,6 +13,16 @@ void catchInterrupts();
 /// Returns true once Ctrl-C has been pressed.
 bool isInterrupted();
 
+/// While it lives, Ctrl-C ends the program at once, with status 130: for work that can't be asked to stop.
+/// What is open then is lost, temporary files stay.
+class EndingAtInterrupt {
+public:
+    EndingAtInterrupt();
+    ~EndingAtInterrupt();
+    EndingAtInterrupt(const EndingAtInterrupt&) = delete;
+    EndingAtInterrupt& operator=(const EndingAtInterrupt&) = delete;
+};
+
 /// Shows the progress of a piece of work on standard error if that is a terminal, and stops the work after
 /// Ctrl-C.
 class ProgressBar final : public zrk::ProgressMonitor {
