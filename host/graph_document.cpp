@@ -1,5 +1,6 @@
 #include "host/graph_document.h"
 
+#include "components/mesh/beam_sdf.h"
 #include "formats/atomic_file.h"
 #include "formats/limits.h"
 #include "host/document_reader.h"
@@ -194,6 +195,14 @@ std::string GraphDocument::unit() const
                            ? context->at("unit").get_ptr<const std::string*>()
                            : nullptr;
     return unit ? *unit : "";
+}
+
+std::shared_ptr<const zrk::BeamCacheData> GraphDocument::beamsOf(PinAddress address) const
+{
+    const auto node = _graph->getNodePtr(address.node);
+    const auto* beams = node ? dynamic_cast<const ZRKBeamSDF*>(node->object.get()) : nullptr;
+    const bool isMoved = _graph->upstream(Pin_handle::input(address.node, 0)).isValid();
+    return beams && !isMoved ? beams->lattice() : nullptr;
 }
 
 std::vector<OutputPin> GraphDocument::outputPins() const

@@ -15,6 +15,10 @@
 #include <string>
 #include <vector>
 
+namespace zrk {
+struct BeamCacheData;
+}
+
 namespace zrkmodel {
 
 inline constexpr unsigned kMaxNodeId = ZRKGraph::kMaxId;
@@ -75,6 +79,10 @@ public:
     zrk::BBox<double> samplingBounds() const;
     /// What the document's context has for "unit", such as "mm"; empty where it is missing or no text.
     std::string unit() const;
+
+    /// The beams that an output is the distance to: where it is that of a beam lattice whose positions are
+    /// the model's own. Else null.
+    std::shared_ptr<const zrk::BeamCacheData> beamsOf(PinAddress address) const;
 
     /// All outputs of all nodes, in the order of the document.
     std::vector<OutputPin> outputPins() const;

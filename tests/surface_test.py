@@ -173,7 +173,10 @@ class Settings(SurfaceTest):
         self.assertLess(off("--sharp"), 1e-9)
         self.assertGreater(off(), 0.01)
 
-    def test_bounds_cut_and_close(self):
+    def test_bounds_cut_and_close_or_leave_open(self):
+        cut = ["--bounds", "0,-2,-2,2,2,2"]
+        rim = self.surface(self.sphere(), "a.ply", *cut, "--open", resolution=40).open_edges()
+        self.assertGreater(rim, 40)
         half = self.surface(self.sphere(), "a.ply", "--bounds", "0,-2,-2,2,2,2", resolution=40)
         self.assertEqual(half.open_edges(), 0)
         self.assertAlmostEqual(volume(half), 2 / 3 * math.pi, delta=0.02)
@@ -295,6 +298,7 @@ class BadInput(SurfaceTest):
             ([mesh], ["a mesh file", "--report"]),
             ([mesh, "--report", *out], ["a mesh file", "without -o"]),
             ([ball, *out, "--report", self.folder / "r.stl"], ["--report", "report.txt"]),
+            ([ball, *out, "--report", BLEND], ["--report", "not a mesh or a document"]),
             ([ball, "-o", self.folder / "a.xyz"], ["extension .xyz", ".3mf, .stl, .ply or .obj"]),
             ([ball, "-o", self.folder / "a"], ["no extension"]),
             *[([ball, *out, f"--cell={cell}"], ["--cell"]) for cell in ("0", "-1", "nan", "inf", "x")],

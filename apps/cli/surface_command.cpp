@@ -68,8 +68,9 @@ void SurfaceOptions::settle()
     if (flatness != 0) {
         checkNumber("--adaptive", flatness, 0);
     }
-    if (zrk::isMeshName(reportFile)) {
-        throw zrk::FaultError({"--report", zrk::quotation(reportFile), "a file for the report, not a mesh",
+    if (zrk::isMeshName(reportFile) || reportFile.ends_with(".zrk.json")) {
+        throw zrk::FaultError({"--report", zrk::quotation(reportFile),
+                               "a file for the report, not a mesh or a document",
                                "name it for example report.txt or report.json"});
     }
     json = json || std::filesystem::path(reportFile).extension() == ".json";
@@ -98,10 +99,10 @@ void printReport(const SurfaceOptions& options, const PrintedReport& report)
 
 void reportOnFile(const SurfaceOptions& options)
 {
-    const EndingAtInterrupt ending; // nothing is written meanwhile
-    const zrk::SurfaceMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
-    const PrintedReport report{options.document, options.unit, zrk::reportOn(mesh), std::nullopt};
-    printReport(options, report);
+    printReport(options, endingAtInterrupt([&] {
+                    const zrk::SurfaceMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
+                    return PrintedReport{options.document, options.unit, zrk::reportOn(mesh), std::nullopt};
+                }));
 }
 
 /// A document's surface on its way into a file.
@@ -269,15 +270,16 @@ private:
 
     void report(const zrk::SurfaceMesh& mesh) const
     {
-        const EndingAtInterrupt ending; // the mesh is written, the report not begun
         double cell = std::numeric_limits<double>::infinity();
         for (std::size_t axis = 0; axis < 3; ++axis) {
             cell = std::min(cell, (_settings.upper[axis] - _settings.lower[axis]) / _settings.cells[axis]);
         }
         constexpr double kStep = 1e-4; // of a cell
         const std::string unit(_unit ? zrk::nameOf(*_unit) : "");
-        printReport(_options, {_options.file, unit, zrk::reportOn(mesh),
-                               zrk::distanceError(mesh, _field, _settings.iso, kStep * cell)});
+        printReport(_options, endingAtInterrupt([&] {
+                        return PrintedReport{_options.file, unit, zrk::reportOn(mesh),
+                                             zrk::distanceError(mesh, _field, _settings.iso, kStep * cell)};
+                    }));
     }
 };
 
@@ -329,11 +331,9 @@ void addOptions(CLI::App& command, SurfaceOptions& options)
     auto* report = command.add_option("--report", options.reportFile,
                                       "report on the mesh: printed, or written to the file named");
     report->expected(0, 1);
-    report->each([&options](const std::string&) { options.wantsReport = true; });
     command.add_flag("--json", options.json, "report as JSON, as it is for a file named .json")
         ->needs(report);
-    command.parse_complete_callback(
-        [&options, report] { options.wantsReport = options.wantsReport || report->count() > 0; });
+    command.parse_complete_callback([&options, report] { options.wantsReport = report->count() > 0; });
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "apps/cli/surface_inputs.h"
 
-#include "components/mesh/beam_sdf.h"
 #include "core/engine/progress.h"
+#include "core/mesh/beams/beam_lattice.h"
 #include "core/values/vector3.h"
 #include "host/free_memory.h"
 
@@ -18,9 +18,9 @@ namespace {
 
 constexpr double kGigabyte = 1024.0 * 1024.0 * 1024.0;
 constexpr double kMostVertices = std::numeric_limits<std::uint32_t>::max();
-/// Bytes for each vertex: 24 of its own and 24 of two triangles, twice while the lists grow, and as much
-/// again for the layers in work. Measured: 130 to 190 for fields with much surface.
-constexpr double kBytesAVertex = 200;
+/// Bytes for each vertex: 24 of its own and 24 of two triangles, and twice as much again while a list that is
+/// full moves to a larger place. The layers in work are within that: 77 to 126 were measured in all.
+constexpr double kBytesAVertex = 150;
 /// Cells along the longest side of the surface that stands in for a large one.
 constexpr std::int32_t kTrialCells = 64;
 /// Vertices for a square of cells across the bounds, of a surface that fills them: a gyroid has some 20.
@@ -168,16 +168,10 @@ std::vector<zrk::VertexColor> vertexColors(const zrk::PreparedField& field, cons
 
 std::optional<zrk::PartBeams> partBeams(const Job& job, const zrk::SurfaceSettings& settings)
 {
-    using zrkmodel::Pin_handle;
-    const auto& graph = job.document.graph();
-    const auto address = job.output.address;
-    const auto node = graph->getNodePtr(address.node);
-    const auto* lattice = node ? dynamic_cast<const zrkmodel::ZRKBeamSDF*>(node->object.get()) : nullptr;
-    if (!lattice || graph->upstream(Pin_handle::input(address.node, 0)).isValid() ||
-        settings.solid != zrk::SolidSide::Below) {
+    const auto data = job.document.beamsOf(job.output.address);
+    if (!data || settings.solid != zrk::SolidSide::Below) {
         return std::nullopt;
     }
-    const auto data = lattice->lattice();
     zrk::PartBeams beams;
     beams.radius = data->radius + settings.iso;
     bool isWhole = beams.radius > 0 && data->beamCount() > 0;
