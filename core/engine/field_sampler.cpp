@@ -63,7 +63,7 @@ FieldSampler::FieldSampler(std::shared_ptr<IFieldGenerator> field,
                            std::shared_ptr<EvaluationDomain<3, double>> positions)
     : generator(std::move(field)),
       domain(std::move(positions)),
-      threadCount(std::thread::hardware_concurrency())
+      threadCount(workerCount(0))
 {
     if (!generator) {
         generator = std::make_shared<SolidField<1, 3>>();
