@@ -76,16 +76,17 @@ private:
 
 /// Whom a team reports to.
 struct TeamReport {
-    ProgressMonitor* monitor; ///< not owned; null for nobody
-    std::size_t total;        ///< steps of all workers together
-    unsigned intervalMs;      ///< between two reports
+    ProgressMonitor* monitor;  ///< not owned; null for nobody
+    std::size_t total;         ///< steps of all workers together
+    unsigned intervalMs;       ///< between two reports
+    bool sparesCaller = false; ///< no work on the calling thread, also without a monitor
 };
 
-/// Calls work(worker, workers, progress) for each worker, as `runTeam` does; with a monitor all of them on
-/// threads of their own, while the calling thread speaks with it. Work returns whether it was finished: it
-/// asks `progress` when to stop, which is when the monitor interrupts or another worker has thrown. True when
-/// all was finished and the monitor hasn't interrupted. If the system refuses to start any thread, the calling
-/// one does the work and reports.
+/// Calls work(worker, workers, progress) for each worker, as `runTeam` does; with a monitor, or if the report
+/// says so, all of them on threads of their own, while the calling thread speaks with the monitor. Work
+/// returns whether it was finished: it asks `progress` when to stop, which is when the monitor interrupts or
+/// another worker has thrown. True when all was finished and the monitor hasn't interrupted. If the system
+/// refuses to start any thread, the calling one does the work and reports.
 template <class Work>
 bool runReportedTeam(std::size_t wanted, const TeamReport& report, const Work& work)
 {
@@ -96,7 +97,7 @@ bool runReportedTeam(std::size_t wanted, const TeamReport& report, const Work& w
             isFinished = false;
         }
     };
-    const std::size_t reporters = report.monitor ? 1 : 0;
+    const std::size_t reporters = report.monitor || report.sparesCaller ? 1 : 0;
     runTeam(wanted + reporters, [&](std::size_t member, std::size_t members) {
         try {
             if (reporters == 1 && members == 1) {
