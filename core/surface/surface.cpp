@@ -119,6 +119,7 @@ public:
         if (_monitor) {
             _monitor->progress(1.0);
         }
+        _mesh.undefinedSamples = _field.undefinedCount();
         return std::move(_mesh);
     }
 

@@ -18,6 +18,9 @@ class ProgressMonitor;
 struct SurfaceMesh {
     std::vector<Tensor<3, double>> vertices;
     std::vector<std::array<std::uint32_t, 3>> triangles;
+    /// Samples of the field that were NaN, which counts as outside: 0 where it has values wherever it was
+    /// asked for them.
+    std::uint64_t undefinedSamples = 0;
 };
 
 /// Which side of the iso value is solid: the values below it, as for a distance, or those above it, as for a
