@@ -90,8 +90,7 @@ public:
     /// The vertices on the lower face across `axis` of a cell, if there are any.
     void findFaceVertices(LeafPolygons& polygons, const ActiveCell& cell, std::size_t axis) const
     {
-        const Index3 local{cell.place % kLeafCells, cell.place / kLeafCells % kLeafCells,
-                           cell.place / (kLeafCells * kLeafCells)};
+        const Index3 local = indexOfCell(cell.place);
         Index3 lower = local;
         --lower[axis];
         const int face = 2 * static_cast<int>(axis);
@@ -125,7 +124,7 @@ public:
         if (first != 0) {
             auto& entries = polygons._faceAt[axis];
             entries.resize(kCellsOfLeaf);
-            entries[cell.place].first = first;
+            entries[cell.place] = first;
         }
     }
 
@@ -141,10 +140,10 @@ public:
     bool faceVertex(const CellView& above, std::size_t axis, int edge, VertexName& name) const
     {
         const auto& entries = above.polygons->_faceAt[axis];
-        if (entries.empty() || entries[above.cell->place].first == 0) {
+        if (entries.empty() || entries[above.cell->place] == 0) {
             return false;
         }
-        std::uint32_t number = entries[above.cell->place].first - 1u;
+        std::uint32_t number = entries[above.cell->place] - 1u;
         const int face = 2 * static_cast<int>(axis);
         if (isAmbiguous(face, above.cell->inside)) {
             // Of two segments the first holds the face's first edge.
@@ -158,6 +157,14 @@ public:
     }
 
     void addPolygon(LeafPolygons& polygons, std::size_t axis, const Index3& node) const;
+
+    /// Whether a crossed edge is crossed by the bounds and not by the field: at its very middle, where the
+    /// search for the crossing begins.
+    bool isCut(const LeafPolygons& polygons, std::size_t axis, const Index3& node) const
+    {
+        return _grid.crossesBounds(axis, polygons.leaf.global(axis, node[axis])) &&
+               polygons.leaf.crossing(axis, nodePlace(node[0], node[1], node[2])) == 0.5;
+    }
 
 private:
     const SurfaceGrid& _grid;
@@ -286,15 +293,15 @@ void LeafPolygons::findFaceVertices(const SurfaceGrid& grid, const LeafNeighbour
     }
 }
 
-void LeafPolygons::findTriangles(const SurfaceGrid& grid, const LeafNeighbours& neighbours)
+void LeafPolygons::findTriangles(const SurfaceGrid& grid, const LeafNeighbours& neighbours, bool isOpen)
 {
     const PolygonBuilder builder(grid, neighbours);
     for (const ActiveCell& cell : leaf.cells()) {
-        const Index3 node{cell.place % kLeafCells, cell.place / kLeafCells % kLeafCells,
-                          cell.place / (kLeafCells * kLeafCells)};
+        const Index3 node = indexOfCell(cell.place);
         // The edges that begin at the cell's lower corner: each edge with its lower node in this leaf.
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            if (cell.patches().patchOf[static_cast<std::size_t>(edgeNumber(axis, 0, 0))] != kNoPatch) {
+            if (cell.patches().patchOf[static_cast<std::size_t>(edgeNumber(axis, 0, 0))] != kNoPatch &&
+                !(isOpen && builder.isCut(*this, axis, node))) {
                 builder.addPolygon(*this, axis, node);
             }
         }

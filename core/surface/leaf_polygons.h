@@ -45,13 +45,12 @@ struct LeafPolygons {
     /// Step one, once the cells of this leaf and of those below are known.
     void findFaceVertices(const SurfaceGrid& grid, const LeafNeighbours& neighbours);
     /// Step two, once the face vertices of this leaf and of those below are known.
-    void findTriangles(const SurfaceGrid& grid, const LeafNeighbours& neighbours);
+    /// @param isOpen  leaves out the triangles of the cut at the bounds.
+    void findTriangles(const SurfaceGrid& grid, const LeafNeighbours& neighbours, bool isOpen);
 
 private:
-    struct FaceEntry {
-        std::uint16_t first = 0; ///< number + 1 of the face's first vertex
-    };
-    std::array<std::vector<FaceEntry>, 3> _faceAt; ///< by axis and place of the cell above the face
+    /// Number + 1 of a face's first vertex, by axis and place of the cell above the face; 0: it has none.
+    std::array<std::vector<std::uint16_t>, 3> _faceAt;
     friend class PolygonBuilder;
 };
 

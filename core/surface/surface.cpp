@@ -4,6 +4,7 @@
 #include "core/engine/worker_team.h"
 #include "core/surface/leaf_polygons.h"
 #include "core/surface/leaf_pruning.h"
+#include "core/surface/mesh_edits.h"
 #include "core/values/fault.h"
 
 #include <algorithm>
@@ -81,6 +82,8 @@ public:
         : _grid(settings.lower, settings.upper, settings.cells),
           _field(field, settings.iso, settings.solid == SolidSide::Above, settings.lower, settings.upper),
           _isSharp(settings.keepsCreases),
+          _isOpen(settings.isOpen),
+          _flatness(settings.flatness),
           _threads(workerCount(settings.threads)),
           _monitor(monitor),
           _lookup(_grid)
@@ -109,9 +112,14 @@ public:
         if (_stopped) {
             return std::nullopt;
         }
+        if (_isOpen) {
+            separateFansAtBounds(_mesh, _grid);
+            dropUnusedVertices(_mesh);
+        }
         if (_monitor) {
             _monitor->progress(1.0);
         }
+        _mesh.undefinedSamples = _field.undefinedCount();
         return std::move(_mesh);
     }
 
@@ -119,6 +127,8 @@ private:
     SurfaceGrid _grid;
     SurfaceField _field;
     bool _isSharp;
+    bool _isOpen;
+    double _flatness;
     std::size_t _threads;
     ProgressMonitor* _monitor;
     LeafLookup _lookup;
@@ -159,7 +169,7 @@ private:
     void process(const Leaves& below, Leaves& leaves)
     {
         forEach((leaves.size() + kLeavesATask - 1) / kLeavesATask, [&] {
-            return [&, builder = LeafBuilder(_field, _grid, _isSharp)](std::size_t task) mutable {
+            return [&, builder = LeafBuilder(_field, _grid, _isSharp, _isOpen)](std::size_t task) mutable {
                 std::vector<SurfaceLeaf*> group;
                 for (std::size_t i = task * kLeavesATask;
                      i < std::min((task + 1) * kLeavesATask, leaves.size()); ++i) {
@@ -177,7 +187,9 @@ private:
             return [&](std::size_t i) { leaves[i]->findFaceVertices(_grid, _lookup.neighbours(*leaves[i])); };
         });
         forEach(leaves.size(), [&] {
-            return [&](std::size_t i) { leaves[i]->findTriangles(_grid, _lookup.neighbours(*leaves[i])); };
+            return [&](std::size_t i) {
+                leaves[i]->findTriangles(_grid, _lookup.neighbours(*leaves[i]), _isOpen);
+            };
         });
         if (!_stopped) {
             number(leaves);

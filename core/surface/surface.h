@@ -18,6 +18,9 @@ class ProgressMonitor;
 struct SurfaceMesh {
     std::vector<Tensor<3, double>> vertices;
     std::vector<std::array<std::uint32_t, 3>> triangles;
+    /// Samples of the field that were NaN, which counts as outside: 0 where it has values wherever it was
+    /// asked for them.
+    std::uint64_t undefinedSamples = 0;
 };
 
 /// Which side of the iso value is solid: the values below it, as for a distance, or those above it, as for a
@@ -31,7 +34,10 @@ struct SurfaceSettings {
     double iso = 0;
     SolidSide solid = SolidSide::Below;
     bool keepsCreases = false; ///< edges and corners stay sharp; otherwise they are rounded within a cell
-    std::size_t threads = 0;   ///< 0: as many as there are processors
+    bool isOpen = false;       ///< the surface ends at the bounds with an open edge; else it is closed there
+    double flatness =
+        0; ///< triangles are joined where the surface stays within this, model units; 0: nowhere
+    std::size_t threads = 0; ///< 0: as many as there are processors
 };
 
 /// The surface of a scalar field at an iso value: closed, every edge in two triangles, oriented outwards, and

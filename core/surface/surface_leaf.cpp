@@ -14,6 +14,15 @@ constexpr double kRootTolerance = 1e-3; ///< of the difference along the edge
 constexpr double kGradientStep = 1e-4;  ///< of a cell
 constexpr int kMoveRounds = 3;
 
+Point clamped(const Point& p, const Point& lower, const Point& upper)
+{
+    Point q;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        q[axis] = std::min(std::max(p[axis], lower[axis]), upper[axis]);
+    }
+    return q;
+}
+
 } // namespace
 
 void LeafBuilder::evaluate(Positions& positions)
@@ -141,9 +150,7 @@ void LeafBuilder::askFaceCenters()
     }
     _points.clear();
     for (const Center& center : _centers) {
-        const std::int32_t place = center.leaf->_cells[center.cell].place;
-        const Index3 cell{place % kLeafCells, place / kLeafCells % kLeafCells,
-                          place / (kLeafCells * kLeafCells)};
+        const Index3 cell = indexOfCell(center.leaf->_cells[center.cell].place);
         const std::size_t across = center.face / 2u;
         Point p;
         for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -166,9 +173,7 @@ void LeafBuilder::askFaceCenters()
 void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values)
 {
     for (const ActiveCell& cell : leaf._cells) {
-        const std::int32_t i = cell.place % kLeafCells;
-        const std::int32_t j = cell.place / kLeafCells % kLeafCells;
-        const std::int32_t k = cell.place / (kLeafCells * kLeafCells);
+        const auto [i, j, k] = indexOfCell(cell.place);
         const CellPatches& patches = cell.patches();
         for (int edge = 0; edge < 12; ++edge) {
             if (patches.patchOf[static_cast<std::size_t>(edge)] == kNoPatch) {
@@ -186,7 +191,8 @@ void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values)
             const double difference = std::abs(values[to] - values[from]);
             _roots.push_back({&leaf, static_cast<std::uint8_t>(axis), static_cast<std::uint16_t>(from), 0, 1,
                               values[from], values[to],
-                              std::isfinite(difference) ? kRootTolerance * difference : 0.0});
+                              std::isfinite(difference) ? kRootTolerance * difference : 0.0,
+                              _grid.crossesBounds(axis, leaf.global(axis, indexOfNode(from)[axis]))});
             leaf._crossings.push_back(0);
             number = static_cast<std::uint16_t>(leaf._crossings.size());
         }
@@ -195,8 +201,7 @@ void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values)
 
 Point LeafBuilder::edgePoint(const Root& root, double share) const
 {
-    const std::int32_t local[3] = {root.node % kLeafNodes, root.node / kLeafNodes % kLeafNodes,
-                                   root.node / (kLeafNodes * kLeafNodes)};
+    const Index3 local = indexOfNode(root.node);
     Point p;
     for (std::size_t axis = 0; axis < 3; ++axis) {
         p[axis] = _grid.coordinate(axis, root.leaf->global(axis, local[axis]));
@@ -218,7 +223,8 @@ void LeafBuilder::refineRoots()
             Root& root = _roots[r];
             const double share =
                 root.from - root.fromValue * (root.to - root.from) / (root.toValue - root.fromValue);
-            root.at = share > root.from && share < root.to ? share : 0.5 * (root.from + root.to);
+            const bool isUsable = share > root.from && share < root.to && !(round == 0 && root.crossesBounds);
+            root.at = isUsable ? share : 0.5 * (root.from + root.to);
             _points.add(edgePoint(root, root.at));
         }
         evaluate(_points);
@@ -274,13 +280,57 @@ void LeafBuilder::findPlanes()
     }
 }
 
+bool LeafBuilder::isAtBounds(const SurfaceLeaf& leaf, const Index3& cell) const
+{
+    return _grid.crossesBounds(0, leaf.global(0, cell[0])) ||
+           _grid.crossesBounds(1, leaf.global(1, cell[1])) || _grid.crossesBounds(2, leaf.global(2, cell[2]));
+}
+
+/// The vertex of a cell that the bounds run through, moved onto those bounds that cut the solid off in it and
+/// within them to the mean of the field's own tangent planes.
+Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
+                              std::span<const TangentPlane> planes, Point vertex) const
+{
+    const Index3 local = indexOfCell(cell.place);
+    bool isFixed[3] = {false, false, false};
+    Point normal{};
+    double offset = 0;
+    std::size_t next = 0;
+    for (int edge = 0; edge < 12; ++edge) {
+        if (cell.patches().patchOf[static_cast<std::size_t>(edge)] == kNoPatch) {
+            continue;
+        }
+        const auto axis = static_cast<std::size_t>(edge / 4);
+        const int low = lowerCorner(edge);
+        const std::uint32_t node =
+            nodePlace(local[0] + (low & 1), local[1] + (low >> 1 & 1), local[2] + (low >> 2));
+        const TangentPlane& plane = planes[next++];
+        if (_grid.crossesBounds(axis, leaf.global(axis, local[axis])) && leaf.crossing(axis, node) == 0.5) {
+            isFixed[axis] = true;
+            vertex[axis] = leaf.global(axis, local[axis]) == 0 ? _grid.lower[axis] : _grid.upper[axis];
+        } else {
+            normal = normal + plane.normal;
+            offset += plane.offset;
+        }
+    }
+    Point along = normal;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        along[axis] = isFixed[axis] ? 0 : along[axis];
+    }
+    const double squared = dot(along, along);
+    const bool hasRim = isFixed[0] || isFixed[1] || isFixed[2];
+    return hasRim && squared > 0.01 * dot(normal, normal)
+               ? vertex + along * ((offset - dot(normal, vertex)) / squared)
+               : vertex;
+}
+
 void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes)
 {
     for (ActiveCell& cell : leaf._cells) {
-        const std::int32_t local[3] = {cell.place % kLeafCells, cell.place / kLeafCells % kLeafCells,
-                                       cell.place / (kLeafCells * kLeafCells)};
+        const Index3 local = indexOfCell(cell.place);
         const CellPatches& patches = cell.patches();
         cell.firstVertex = static_cast<std::uint32_t>(leaf._vertices.size());
+        const bool isSharp = _isSharp || (_isOpen && isAtBounds(leaf, local));
         Point lower;
         Point upper;
         for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -307,13 +357,15 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes)
             if (patches.count > 1) {
                 // Patches of one cell are kept apart by their crossings, so their middles are safe.
                 mass = mass * (1.0 / static_cast<double>(count));
-                for (std::size_t axis = 0; axis < 3; ++axis) {
-                    mass[axis] = std::min(std::max(mass[axis], lower[axis]), upper[axis]);
-                }
-                leaf._vertices.push_back({mass, false});
+                leaf._vertices.push_back({clamped(mass, lower, upper), false});
                 continue;
             }
-            const PlacedVertex placed = placeVertex({ofPatch, count}, lower, upper, _isSharp);
+            const PlacedVertex placed = placeVertex({ofPatch, count}, lower, upper, isSharp);
+            if (_isOpen && isSharp) {
+                const Point onRim = movedToRim(leaf, cell, {ofPatch, count}, placed.position);
+                leaf._vertices.push_back({clamped(onRim, lower, upper), placed.isOnCrease});
+                continue;
+            }
             if (placed.isOnCrease && placed.wasOutside) {
                 _moved.push_back({&leaf, static_cast<std::uint32_t>(leaf._vertices.size()), lower, upper});
             }
@@ -340,10 +392,7 @@ void LeafBuilder::moveOntoSurface()
                 continue;
             }
             Point& position = moved.leaf->_vertices[moved.vertex].position;
-            for (std::size_t axis = 0; axis < 3; ++axis) {
-                position[axis] = std::min(std::max(position[axis] + factor * g[axis], moved.lower[axis]),
-                                          moved.upper[axis]);
-            }
+            position = clamped(position + g * factor, moved.lower, moved.upper);
         }
     }
 }

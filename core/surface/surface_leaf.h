@@ -36,6 +36,14 @@ inline std::uint32_t nodePlace(std::int32_t i, std::int32_t j, std::int32_t k)
 {
     return static_cast<std::uint32_t>((k * kLeafNodes + j) * kLeafNodes + i);
 }
+/// Numbers along the axes, from a place among `size` cells or nodes along each.
+inline Index3 takenApart(std::int32_t place, std::int32_t size)
+{
+    return {place % size, place / size % size, place / (size * size)};
+}
+/// Number of the cell's lower corner along each axis, within the leaf.
+inline Index3 indexOfCell(std::uint16_t place) { return takenApart(place, kLeafCells); }
+inline Index3 indexOfNode(std::uint16_t place) { return takenApart(place, kLeafNodes); }
 
 /// What is known of one leaf: its cells that the surface passes through, their vertices, where their edges
 /// are crossed. Leaves that share an edge have the same bits for it.
@@ -80,8 +88,8 @@ private:
 /// positions in each call. One a thread: it holds the memory for it.
 class LeafBuilder {
 public:
-    LeafBuilder(const SurfaceField& field, const SurfaceGrid& grid, bool isSharp)
-        : _field(field), _grid(grid), _isSharp(isSharp)
+    LeafBuilder(const SurfaceField& field, const SurfaceGrid& grid, bool isSharp, bool isOpen)
+        : _field(field), _grid(grid), _isSharp(isSharp), _isOpen(isOpen)
     {}
 
     void build(std::span<SurfaceLeaf* const> leaves);
@@ -95,6 +103,7 @@ private:
         double from, to;           ///< bracket, shares of the way
         double fromValue, toValue; ///< of opposite sides
         double tolerance;
+        bool crossesBounds; ///< begins at the bounds, in the middle
         double at = 0.5;
         int moved = 0; ///< the end that the last step moved: -1 the lower, 1 the upper one
     };
@@ -130,6 +139,7 @@ private:
     const SurfaceField& _field;
     const SurfaceGrid& _grid;
     bool _isSharp;
+    bool _isOpen; ///< the cut at the bounds is a crease even where creases are rounded
     Positions _samples;
     Positions _points;
     std::vector<Center> _centers;
@@ -151,6 +161,9 @@ private:
     void placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes);
     void moveOntoSurface();
     Point edgePoint(const Root& root, double share) const;
+    Point movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell, std::span<const TangentPlane> planes,
+                     Point vertex) const;
+    bool isAtBounds(const SurfaceLeaf& leaf, const Index3& cell) const;
 };
 
 } // namespace zrk::surface

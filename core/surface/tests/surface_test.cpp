@@ -3,7 +3,7 @@
 #include "core/engine/formula.h"
 #include "core/engine/progress.h"
 #include "core/surface/cell_patches.h"
-#include "core/surface/mesh_report.h"
+#include "core/surface/quality.h"
 #include "testing/literal_engine.h"
 
 #include <gtest/gtest.h>
@@ -11,9 +11,11 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <numbers>
 #include <random>
 #include <string>
+#include <utility>
 
 namespace zrk {
 namespace {
@@ -120,15 +122,44 @@ bool isSame(const SurfaceMesh& a, const SurfaceMesh& b)
     return a.vertices == b.vertices && a.triangles == b.triangles;
 }
 
-void expectClean(const SurfaceMesh& mesh)
+/// Nothing wrong but, where it is to be open, open edges.
+void expectSound(const SurfaceMesh& mesh)
 {
     const MeshReport report = reportOn(mesh);
-    EXPECT_EQ(report.openEdges, 0u);
     EXPECT_EQ(report.overusedEdges, 0u);
     EXPECT_EQ(report.turnedEdges, 0u);
     EXPECT_EQ(report.pinchedVertices, 0u);
     EXPECT_EQ(report.degenerateTriangles, 0u);
     EXPECT_EQ(report.selfIntersections, 0u);
+}
+
+void expectClean(const SurfaceMesh& mesh)
+{
+    expectSound(mesh);
+    EXPECT_EQ(reportOn(mesh).openEdges, 0u);
+}
+
+/// The largest distance of an open edge's end from the bounds.
+double openEdgeOffBounds(const SurfaceMesh& mesh, const SurfaceSettings& settings)
+{
+    std::map<std::pair<std::uint32_t, std::uint32_t>, int> uses;
+    for (const auto& t : mesh.triangles) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            ++uses[std::minmax(t[k], t[(k + 1) % 3])];
+        }
+    }
+    double largest = 0;
+    for (const auto& [edge, count] : uses) {
+        for (const std::uint32_t v : {edge.first, edge.second}) {
+            double nearest = HUGE_VAL;
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                nearest = std::min({nearest, std::abs(mesh.vertices[v][axis] - settings.lower[axis]),
+                                    std::abs(mesh.vertices[v][axis] - settings.upper[axis])});
+            }
+            largest = count == 1 ? std::max(largest, nearest) : largest;
+        }
+    }
+    return largest;
 }
 
 TEST(Surface, OfShapesHasTheirVolumeAreaAndGenus)
@@ -215,6 +246,44 @@ TEST(Surface, IsCutOffAtTheBounds)
     expectClean(*all);
     EXPECT_NEAR(reportOn(*all).volume, 1, 1e-12) << "the bounds themselves";
     EXPECT_TRUE(extractSurface(prepared(Sphere{{5, 0, 0}, 1}), settings)->triangles.empty());
+}
+
+// Fails where triangles of the cut stay, where others go, or where the rim leaves the bounds.
+TEST(Surface, MayStayOpenAtTheBounds)
+{
+    constexpr double kPi = std::numbers::pi;
+    struct Case {
+        const char* name;
+        PreparedField field;
+        double area;
+        std::size_t components;
+    };
+    const Case cases[] = {
+        {"half a sphere", prepared(Sphere{{0.5, 0, 0}, 0.4}), 2 * kPi * 0.16, 1},
+        {"six caps cut away", prepared(Sphere{{}, 0.6}), 4 * kPi * 0.36 - 6 * 2 * kPi * 0.6 * 0.1, 1},
+        {"inside the bounds, half a cell off", prepared(Sphere{{}, 0.49}), 4 * kPi * 0.2401, 1},
+        {"nothing but the cut", prepared(Sphere{{}, 10}), 0, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        SurfaceSettings settings = cube(0.5, 40);
+        settings.isOpen = true;
+        const auto mesh = extractSurface(c.field, settings);
+        expectSound(*mesh);
+        const MeshReport report = reportOn(*mesh);
+        EXPECT_NEAR(report.area, c.area, 3e-3 * c.area);
+        EXPECT_EQ(report.componentCount, c.components);
+        EXPECT_LT(openEdgeOffBounds(*mesh, settings), 1e-3 / 40);
+    }
+    for (int round = 0; round < 14; ++round) {
+        SCOPED_TRACE(round);
+        SurfaceSettings settings = cube(1.5, 5 + 2 * (round % 7));
+        settings.isOpen = true;
+        settings.keepsCreases = round % 2 == 0;
+        const auto mesh = extractSurface(prepared(Waves{1.0 + 0.9 * (round % 8), 0.37 * round}), settings);
+        expectSound(*mesh);
+        EXPECT_LT(openEdgeOffBounds(*mesh, settings), 0.501 * 3 / settings.cells[0]);
+    }
 }
 
 TEST(Surface, SolidMayLieAboveTheIsoValue)

@@ -1,12 +1,12 @@
-#include "core/surface/mesh_report.h"
+#include "core/surface/quality.h"
 
+#include "core/surface/mesh_edits.h"
 #include "core/surface/triangle_pairs.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <numbers>
-#include <numeric>
 
 namespace zrk {
 
@@ -39,24 +39,6 @@ std::vector<Side> sortedSides(const SurfaceMesh& mesh)
     return sides;
 }
 
-/// Sets that are joined pair by pair.
-class JoinedSets {
-public:
-    explicit JoinedSets(std::size_t count) : _parent(count) { std::iota(_parent.begin(), _parent.end(), 0u); }
-
-    std::uint32_t find(std::uint32_t x)
-    {
-        while (_parent[x] != x) {
-            x = _parent[x] = _parent[_parent[x]];
-        }
-        return x;
-    }
-    void join(std::uint32_t a, std::uint32_t b) { _parent[find(a)] = find(b); }
-
-private:
-    std::vector<std::uint32_t> _parent;
-};
-
 /// Corner k of triangle t, as a number.
 std::uint32_t cornerOf(const SurfaceMesh& mesh, std::uint32_t t, std::uint32_t vertex)
 {
@@ -67,8 +49,8 @@ std::uint32_t cornerOf(const SurfaceMesh& mesh, std::uint32_t t, std::uint32_t v
 void countEdges(const SurfaceMesh& mesh, MeshReport& report)
 {
     const std::vector<Side> sides = sortedSides(mesh);
-    JoinedSets fans(3 * mesh.triangles.size());
-    JoinedSets components(mesh.vertices.size());
+    surface::JoinedSets fans(3 * mesh.triangles.size());
+    surface::JoinedSets components(mesh.vertices.size());
     std::size_t edgeCount = 0;
     for (std::size_t first = 0, end = 0; first < sides.size(); first = end) {
         while (end < sides.size() && sides[end].low == sides[first].low &&

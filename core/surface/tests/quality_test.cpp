@@ -1,4 +1,4 @@
-#include "core/surface/mesh_report.h"
+#include "core/surface/quality.h"
 
 #include "core/surface/exact_orientation.h"
 
