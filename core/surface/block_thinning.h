@@ -72,8 +72,8 @@ private:
 
     // Corner 3 t + k is the k-th one of triangle t; the corner opposite lies across the side between the
     // others.
-    std::vector<std::uint32_t> _corner;   ///< vertex of each corner, kNone in triangles that are gone
-    std::vector<std::uint32_t> _opposite; ///< corner, or kNone
+    std::vector<std::uint32_t> _corner;    ///< vertex of each corner, kNone in triangles that are gone
+    std::vector<std::uint32_t> _opposite;  ///< corner, or kNone
     std::vector<std::uint32_t> _anyCorner; ///< by vertex
     std::vector<Point> _normal;            ///< by triangle, of unit length or 0
     std::vector<Point> _firstNormal;
