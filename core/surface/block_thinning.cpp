@@ -17,6 +17,7 @@ constexpr double kLeastSine = 0.05;
 constexpr double kSineOfSliver = 0.02;
 /// The flatness is reached in steps, so that little is spent where little is needed.
 constexpr double kSteps[] = {1.0 / 16, 1.0 / 4, 1.0};
+constexpr int kFlipRounds = 4;
 /// Rounds with more and more vertices held; then a block is left as it is.
 constexpr int kRounds = 6;
 
@@ -125,10 +126,8 @@ void BlockThinner::findMovable()
     _isMovable = _within;
     _tries.assign(_vertices.size(), 0);
     for (std::size_t c = 0; c < _corner.size(); ++c) {
-        const std::size_t t = c - c % 3;
-        const bool isOwn = _within[_corner[t]] && _within[_corner[t + 1]] && _within[_corner[t + 2]];
         // A side without a neighbour makes both its ends stay.
-        if (!isOwn) {
+        if (!isOwn(static_cast<std::uint32_t>(c / 3))) {
             _isMovable[_corner[c]] = 0;
         }
         if (_opposite[c] == kNone) {
@@ -157,6 +156,86 @@ void BlockThinner::collapseAll()
         while (sweep(step * _limits.flatness, HUGE_VAL) > 0) {
         }
     }
+    for (int round = 0; round < kFlipRounds && flipSlivers() > 0; ++round) {
+        while (sweep(_limits.flatness, HUGE_VAL) > 0) {
+        }
+    }
+}
+
+/// Turns the long side of each triangle whose corner lies close to the middle of it. Returns how many.
+std::size_t BlockThinner::flipSlivers()
+{
+    std::size_t flipped = 0;
+    for (std::uint32_t c = 0; c < _corner.size(); ++c) {
+        if (isOwn(c / 3) && tryFlip(c)) {
+            ++flipped;
+        }
+    }
+    return flipped;
+}
+
+/// Joins a corner that lies close to the side across from it to the corner on that side's other side.
+bool BlockThinner::tryFlip(std::uint32_t corner)
+{
+    const std::uint32_t other = _opposite[corner];
+    if (other == kNone || !isOwn(other / 3)) {
+        return false;
+    }
+    const Point& c = at(corner);
+    const Point& a = at(next(corner));
+    const Point& b = at(previous(corner));
+    const Point side = b - a;
+    const double squared = dot(side, side);
+    const double share = dot(c - a, side) / squared;
+    const double twiceArea = length(cross(side, c - a));
+    const double sine = leastSine(twiceArea, a, b, c);
+    if (!(sine < kSineOfSliver && share > 0 && share < 1)) {
+        return false;
+    }
+    const double height = twiceArea / std::sqrt(squared);
+    const double error = std::max(_error[corner / 3], _error[other / 3]) + height;
+    const Point& d = at(other);
+    Point first = cross(a - c, d - c);
+    Point second = cross(d - c, b - c);
+    const double areas[2] = {normalize(first), normalize(second)};
+    const Point& normal = _normal[other / 3];
+    if (error > _limits.flatness || !(leastSine(areas[0], c, a, d) > 2 * sine) ||
+        !(leastSine(areas[1], c, d, b) > 2 * sine) || dot(first, normal) < kCosineAtOnce ||
+        dot(second, normal) < kCosineAtOnce) {
+        return false;
+    }
+    if (!ringOf(_corner[corner], _ring)) {
+        return false;
+    }
+    for (const std::uint32_t around : _ring) {
+        if (_corner[next(around)] == _corner[other]) {
+            return false;
+        }
+    }
+    const std::uint32_t c1 = next(corner);
+    const std::uint32_t c2 = previous(corner);
+    const std::uint32_t d1 = next(other);
+    const std::uint32_t d2 = previous(other);
+    const std::uint32_t besideB = _opposite[c1];
+    const std::uint32_t besideA = _opposite[d1];
+    _corner[c2] = _corner[other];
+    _corner[d2] = _corner[corner];
+    join(corner, besideA);
+    join(other, besideB);
+    join(c1, d1);
+    for (const std::uint32_t k : {corner, c1, other, d1}) {
+        const std::uint32_t v = _corner[k];
+        _anyCorner[v] = k;
+        _tries[v] = _isMovable[v];
+        _all.isFresh[_vertices[v]] = 1;
+    }
+    _normal[corner / 3] = _firstNormal[corner / 3] = first;
+    _normal[other / 3] = second;
+    for (const std::uint32_t t : {corner / 3, other / 3}) {
+        _error[t] = static_cast<float>(error);
+        _isChanged[t] = 1;
+    }
+    return true;
 }
 
 /// Tries each vertex near which nothing changed in this sweep: collapses spread, and triangles keep good
@@ -334,14 +413,6 @@ void BlockThinner::move(std::uint32_t v, std::size_t target, double error)
     const std::uint32_t above = _ring[target];               // v, u, the next neighbour
     const std::uint32_t below = _ring[(target + n - 1) % n]; // v, the neighbour before, u
     const std::uint32_t u = _corner[next(above)];
-    const auto join = [&](std::uint32_t a, std::uint32_t b) {
-        if (a != kNone) {
-            _opposite[a] = b;
-        }
-        if (b != kNone) {
-            _opposite[b] = a;
-        }
-    };
     const std::uint32_t upper = _ring[(target + 1) % n];
     const std::uint32_t lower = _ring[(target + n - 2) % n];
     const std::uint32_t upperNeighbour = _corner[next(upper)];

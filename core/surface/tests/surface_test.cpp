@@ -76,6 +76,16 @@ struct Torus {
     }
 };
 
+struct Octahedron {
+    double size;
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return abs(p[0]) + abs(p[1]) + abs(p[2]) - size;
+    }
+};
+
 /// A density that is 1 at half a unit from the origin and falls from there with slope 1.
 struct Density {
     template <class V>
@@ -394,6 +404,72 @@ TEST(Surface, ClosesAroundNaN)
     const double largest = (*std::max_element(mesh->vertices.begin(), mesh->vertices.end(),
                                               [](const auto& a, const auto& b) { return a[0] < b[0]; }))[0];
     EXPECT_NEAR(largest, 0.21, 2.0 / 24);
+}
+
+// The cut lies within the solid, up to its radius off the sphere.
+TEST(Surface, ErrorsLeaveTheCutOut)
+{
+    const SurfaceSettings settings = cube(0.5, 40);
+    const PreparedField field = prepared(Sphere{{0.5, 0, 0}, 0.4});
+    const DistanceError error = distanceError(*extractSurface(field, settings), field, settings);
+    EXPECT_LT(error.centroidLargest, 0.3 / 40) << "the rim is rounded within a cell";
+    EXPECT_GT(error.vertexRms, 0);
+}
+
+// Fails where bounds aren't followed down to cells, or corners are taken from other cells.
+TEST(Surface, DoubtfulCellsHoldWhatIsTooSmallToBeFound)
+{
+    const SurfaceSettings settings = cube(1, 16);
+    const auto count = [&](const PreparedField& field) {
+        return countDoubtfulCells(field, settings, [] { return true; });
+    };
+    // Nodes stand at odd multiples of 1/16.
+    const PreparedField inACell = prepared(Sphere{{0.5, 0.25, -0.125}, 0.02});
+    EXPECT_TRUE(extractSurface(inACell, settings)->triangles.empty());
+    EXPECT_EQ(count(inACell), 1u);
+    EXPECT_EQ(count(prepared(Sphere{{0.5625, 0.25, -0.125}, 0.02})), 2u) << "on the face between two cells";
+    EXPECT_EQ(count(prepared(BoxDistance{{0.5, 0.25, 0.125}})), 0u);
+    EXPECT_EQ(count(unbounded(Sphere{{}, 0.5})), std::nullopt);
+}
+
+TEST(Surface, OfAFieldWithSharpEdgesHasThem)
+{
+    SurfaceSettings settings = cube(1, 20);
+    settings.keepsCreases = true;
+    const MeshReport report = reportOn(*extractSurface(prepared(BoxDistance{{0.52, 0.31, 0.73}}), settings));
+    EXPECT_NEAR(report.sharpEdgeLength, 8 * (0.52 + 0.31 + 0.73), 1e-9);
+    EXPECT_EQ(reportOn(*extractSurface(prepared(Sphere{{}, 0.8}), settings)).sharpEdges, 0u);
+}
+
+// A surface on the bounds belongs to the cut; sheets without thickness have nothing between them.
+TEST(Surface, DecidesWhatLiesOnTheLimit)
+{
+    struct Case {
+        const char* name;
+        PreparedField field;
+        double area, openArea;
+    };
+    const Case cases[] = {
+        {"the bounds themselves", prepared(BoxDistance{{0.5, 0.5, 0.5}}), 6, 0},
+        {"touches the bounds with two faces", prepared(BoxDistance{{0.5, 0.25, 0.25}}), 2.5, 2},
+        {"touches the bounds with corners", prepared(Octahedron{0.5}), std::sqrt(3.0), std::sqrt(3.0)},
+        {"two sheets in one place", prepared(BoxDistance{{0.3, 0.3, 0}}), 0, 0},
+        {"a sheet with nothing on either side", prepared(BoxDistance{{HUGE_VAL, HUGE_VAL, 0}}), 0, 0},
+        {"nowhere a value", prepared(Sphere{{kNaN, 0, 0}, 1}), 0, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        SurfaceSettings settings = cube(0.5, 20);
+        settings.keepsCreases = true;
+        const auto closed = extractSurface(c.field, settings);
+        expectClean(*closed);
+        // A corner is cut off within its cell.
+        EXPECT_NEAR(reportOn(*closed).area, c.area, 2e-3 * c.area);
+        settings.isOpen = true;
+        const auto open = extractSurface(c.field, settings);
+        expectSound(*open);
+        EXPECT_NEAR(reportOn(*open).area, c.openArea, 2e-3 * c.openArea);
+    }
 }
 
 TEST(Surface, StopsWhenAsked)
