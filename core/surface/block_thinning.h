@@ -72,8 +72,8 @@ private:
 
     // Corner 3 t + k is the k-th one of triangle t; the corner opposite lies across the side between the
     // others.
-    std::vector<std::uint32_t> _corner;   ///< vertex of each corner, kNone in triangles that are gone
-    std::vector<std::uint32_t> _opposite; ///< corner, or kNone
+    std::vector<std::uint32_t> _corner;    ///< vertex of each corner, kNone in triangles that are gone
+    std::vector<std::uint32_t> _opposite;  ///< corner, or kNone
     std::vector<std::uint32_t> _anyCorner; ///< by vertex
     std::vector<Point> _normal;            ///< by triangle, of unit length or 0
     std::vector<Point> _firstNormal;
@@ -97,8 +97,26 @@ private:
     bool canMove(std::uint32_t v, std::size_t target, double flatness, double& error);
     void move(std::uint32_t v, std::size_t target, double error);
     bool ringOf(std::uint32_t v, std::vector<std::uint32_t>& ring) const;
+    std::size_t flipSlivers();
+    bool tryFlip(std::uint32_t corner);
     bool holdIntersections(double margin);
     void store();
+
+    void join(std::uint32_t corner, std::uint32_t other)
+    {
+        if (corner != kNone) {
+            _opposite[corner] = other;
+        }
+        if (other != kNone) {
+            _opposite[other] = corner;
+        }
+    }
+    const Point& at(std::uint32_t corner) const { return _position[_corner[corner]]; }
+    bool isOwn(std::uint32_t triangle) const
+    {
+        return _corner[3 * triangle] != kNone && _within[_corner[3 * triangle]] &&
+               _within[_corner[3 * triangle + 1]] && _within[_corner[3 * triangle + 2]];
+    }
 
     static std::uint32_t next(std::uint32_t corner) { return corner % 3 == 2 ? corner - 2 : corner + 1; }
     static std::uint32_t previous(std::uint32_t corner) { return corner % 3 == 0 ? corner + 2 : corner - 1; }
