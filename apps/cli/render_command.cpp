@@ -152,7 +152,7 @@ zrk::PreparedField paintOf(const zrkmodel::GraphDocument& document, const std::s
 {
     const zrkmodel::OutputField output = zrk::valueOrThrow(document.outputField(parsePin("--color", pin)));
     if (output.tag != zrkmodel::Tag::Color && output.tag != zrkmodel::Tag::Vector3d) {
-        refuse("--color", pin + " (" + output.name + ")", "an output of the tag Color or Vector3d",
+        refuse("--color", pin, "an output of the tag Color or Vector3d",
                "make a colour of scalars with a node of the type RGBACombineComponents");
     }
     return zrk::attempt("--color", [&] { return zrk::PreparedField(output.field); }).value();
@@ -210,9 +210,8 @@ void render(const RenderOptions& options)
 
     const Job job(options);
     if (job.output.tag != zrkmodel::Tag::Scalar) {
-        throw zrk::FaultError({options.pin.empty() ? "output" : "--pin",
-                               zrk::quotation(job.output.name) + ", which has " +
-                                   std::to_string(job.output.tag.components) + " components",
+        throw zrk::FaultError({options.pin.empty() ? options.document + ", \"output\"" : "--pin",
+                               fmt::format("a field of {} components", job.output.tag.components),
                                "a scalar field, whose surface can be drawn",
                                "choose another output with --pin; `zrk check` lists them, and `zrk slice` "
                                "draws vectors and colours"});

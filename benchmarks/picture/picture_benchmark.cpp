@@ -20,8 +20,8 @@ struct Subject {
     double noLess;    ///< times faster than that
 };
 
-/// The times of libfive's heightmap (-O3 -march=native, floats, depths rounded to voxels) are from an AMD EPYC of
-/// family 26, one thread. libfive isn't packaged, so they can't be taken here.
+/// The times of libfive's heightmap (-O3 -march=native, floats, depths rounded to voxels) are from an AMD
+/// EPYC of family 26, one thread. libfive isn't packaged, so they can't be taken here.
 std::vector<Subject> subjects()
 {
     return {{"gyroid", {prepared(TwistedGyroid{}), 0, SolidSide::Below}, 328, 8},
@@ -124,9 +124,8 @@ std::vector<Row> registerAll()
         for (const std::int32_t size : {128, 512, 1024}) {
             const std::string stem = subject.name + "/" + std::to_string(size);
             for (const std::size_t threads : {1, 2}) {
-                timed(stem + "/" + std::to_string(threads), [=](benchmark::State& state) {
-                    trace(state, subject.field, seen(size), threads);
-                });
+                timed(stem + "/" + std::to_string(threads),
+                      [=](benchmark::State& state) { trace(state, subject.field, seen(size), threads); });
             }
         }
         milliseconds("trace of " + subject.name + ", 512^2, 2 threads", subject.name + "/512/2", 18);
@@ -138,12 +137,13 @@ std::vector<Row> registerAll()
             const std::string above = subject.name + "/512/above";
             add(above, [=](benchmark::State& state) {
                 trace(state, subject.field, seen(512, {0, 0, 1}), 1);
-                state.counters["libfive"] = benchmark::Counter(
-                    subject.libfiveMs * 1e-3, benchmark::Counter::kIsIterationInvariantRate);
+                state.counters["libfive"] = benchmark::Counter(subject.libfiveMs * 1e-3,
+                                                               benchmark::Counter::kIsIterationInvariantRate);
             });
-            rows.push_back(counter("   512^2 from above, 1 thread: times faster than libfive's heightmap took", above,
-                                   "libfive")
-                               .noLess(subject.noLess));
+            rows.push_back(
+                counter("   512^2 from above, 1 thread: times faster than libfive's heightmap took", above,
+                        "libfive")
+                    .noLess(subject.noLess));
         }
     }
     PictureSettings coarse = wholePicture(1024, 2);

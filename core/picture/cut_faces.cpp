@@ -17,6 +17,21 @@ constexpr double kLineOpacity = 0.34;
 constexpr double kInkWidth = 1.9;
 constexpr Tensor<3, double> kInk = {0.07, 0.08, 0.11};
 
+/// From the surface, 0, to the deep, 1.
+const Float3& blueAt(double inside)
+{
+    constexpr std::size_t kSteps = 512;
+    static const std::vector<Float3> blues = [] {
+        std::vector<Float3> colors;
+        for (std::size_t i = 0; i <= kSteps; ++i) {
+            const double place = std::pow(static_cast<double>(i) / kSteps, kDepthPower);
+            colors.push_back(linear(divergingMap().at(0.5 - 0.5 * place)));
+        }
+        return colors;
+    }();
+    return blues[static_cast<std::size_t>(inside * kSteps + 0.5)];
+}
+
 } // namespace
 
 double evenStep(double width, int steps)
@@ -87,7 +102,7 @@ Float3 CutFaces::colorAt(std::int32_t x, std::int32_t y, PixelKind kind, float v
         return std::clamp((width + 1) / 2 - distance, 0.0, std::min(width, 1.0));
     };
     const double inside = std::clamp(-static_cast<double>(value) / _deep, 0.0, 1.0);
-    Float3 color = paint ? *paint : linear(divergingMap().at(0.5 - 0.5 * std::pow(inside, kDepthPower)));
+    Float3 color = paint ? *paint : blueAt(inside);
     double slope = slopeAt(x, y, kind);
     for (int side = 0; side < 4 && !(slope > 0); ++side) { // the pixel itself may show something else
         slope = slopeAt(x + (side == 0) - (side == 1), y + (side == 2) - (side == 3), kind);
@@ -102,7 +117,8 @@ Float3 CutFaces::colorAt(std::int32_t x, std::int32_t y, PixelKind kind, float v
         const bool isSurface = -static_cast<double>(value) < 0.5 * _lineStep;
         color = mix(color, {1, 1, 1}, isSurface ? 0.0 : kLineOpacity * calm * covered(off, kLineWidth));
     }
-    return mix(color, linear(kInk), covered(-static_cast<double>(value) / slope, 2 * kInkWidth - 1));
+    static const Float3 ink = linear(kInk);
+    return mix(color, ink, covered(-static_cast<double>(value) / slope, 2 * kInkWidth - 1));
 }
 
 } // namespace zrk::picture

@@ -17,6 +17,7 @@ template <std::size_t N>
 struct DiscTaps {
     float x[kTurns][N];
     float y[kTurns][N];
+    float radius[N];
 
     DiscTaps();
 };
@@ -39,7 +40,7 @@ private:
     std::vector<float> _depths;
     double _nearest = 0;
 
-    float depthAt(double x, double y) const;
+    float depthAt(float x, float y) const;
 };
 
 } // namespace zrk::picture

@@ -82,22 +82,30 @@ Reach ScreenLight::compute(double x, double y, const Place& place, std::size_t t
 
 float ScreenLight::occlusion(double x, double y, const Place& place, std::size_t turn) const
 {
+    constexpr float kOffset = 32768.5F; // rounds to the nearest by cutting off
+    const DiscTaps<kTaps>& disc = taps();
+    const auto pixel = static_cast<float>(_camera.pixel);
+    const auto left = static_cast<float>(_camera.across(0));
+    const auto top = static_cast<float>(_camera.upwards(0));
+    const bool isPerspective = _camera.isPerspective();
     float sum = 0;
     for (const float radius : _radii) {
         const auto pixels = static_cast<float>(radius / _camera.pixelAt(place.seen[2]));
         const float inverseSquare = 1 / (radius * radius);
         for (std::size_t i = 0; i < kTaps; ++i) {
-            const auto px = static_cast<std::int32_t>(std::lround(x + pixels * taps().x[turn][i]));
-            const auto py = static_cast<std::int32_t>(std::lround(y + pixels * taps().y[turn][i]));
+            const auto px =
+                static_cast<std::int32_t>(static_cast<float>(x) + pixels * disc.x[turn][i] + kOffset) - 32768;
+            const auto py =
+                static_cast<std::int32_t>(static_cast<float>(y) + pixels * disc.y[turn][i] + kOffset) - 32768;
             if (!_picture.contains(px, py)) {
                 continue;
             }
-            const double depth = _picture.depths[_picture.at(px, py)];
-            if (!(depth < DepthPicture::kNoDepth)) {
-                continue;
-            }
-            const Float3 between = seenFrom(_camera, px, py, depth) - place.seen;
-            const float square = dot(between, between);
+            const auto depth = static_cast<float>(_picture.depths[_picture.at(px, py)]);
+            const float scale = isPerspective ? depth : 1.0F;
+            const Float3 between = {(left + static_cast<float>(px) * pixel) * scale - place.seen[0],
+                                    (top - static_cast<float>(py) * pixel) * scale - place.seen[1],
+                                    depth - place.seen[2]};
+            const float square = dot(between, between); // infinite where nothing is seen
             const float rise = dot(between, place.normal);
             if (rise > 0 && square * inverseSquare < 1) {
                 const float cosine = rise / std::sqrt(square);

@@ -596,28 +596,45 @@ double parabola(const double (&depths)[3], const double (&values)[3], double fro
 
 } // namespace
 
+/// Takes a sample where the chord crosses 0, then halves what is left as long as the values tell little.
 /// Leaves the depth of each crossing in its bracket's `to`.
 void TileTracer::narrow()
 {
-    for (std::size_t first = 0; first < _brackets.size(); first += kPixels) {
-        const std::size_t end = std::min(_brackets.size(), first + kPixels);
-        _count = 0;
-        for (std::size_t i = first; i < end; ++i) {
-            const Bracket& b = _brackets[i];
-            add(b.pixel, chord(b.from, b.fromValue, b.to, b.toValue));
+    constexpr int kRounds = 5;
+    constexpr double kSettled = 0.1; // of the difference of the values at the ends
+    _unsettled.clear();
+    for (Bracket& b : _brackets) {
+        _unsettled.push_back({&b, chord(b.from, b.fromValue, b.to, b.toValue)});
+    }
+    for (int round = 0; round < kRounds && !_unsettled.empty(); ++round) {
+        std::size_t left = 0;
+        for (std::size_t first = 0; first < _unsettled.size(); first += kPixels) {
+            const std::size_t end = std::min(_unsettled.size(), first + kPixels);
+            _count = 0;
+            for (std::size_t i = first; i < end; ++i) {
+                add(_unsettled[i].bracket->pixel, _unsettled[i].depth);
+            }
+            if (!evaluate()) {
+                return;
+            }
+            for (std::size_t i = first; i < end; ++i) {
+                Bracket& b = *_unsettled[i].bracket;
+                const double depth = _depths[i - first];
+                const double value = _values[i - first];
+                const bool isSettled = std::abs(value) <= kSettled * (b.fromValue - b.toValue) ||
+                                       round + 1 == kRounds || b.from == b.to;
+                const double depths[3] = {b.from, depth, b.to};
+                const double values[3] = {b.fromValue, value, b.toValue};
+                (value < 0 ? b.to : b.from) = depth;
+                (value < 0 ? b.toValue : b.fromValue) = value;
+                if (isSettled) {
+                    b.to = parabola(depths, values, b.from, b.fromValue, b.to, b.toValue);
+                } else {
+                    _unsettled[left++] = {&b, 0.5 * (b.from + b.to)};
+                }
+            }
         }
-        if (!evaluate()) {
-            return;
-        }
-        for (std::size_t i = first; i < end; ++i) {
-            Bracket& b = _brackets[i];
-            const double depth = _depths[i - first];
-            const double value = _values[i - first];
-            const double depths[3] = {b.from, depth, b.to};
-            const double values[3] = {b.fromValue, value, b.toValue};
-            b.to = value < 0 ? parabola(depths, values, b.from, b.fromValue, depth, value)
-                             : parabola(depths, values, depth, value, b.to, b.toValue);
-        }
+        _unsettled.resize(left);
     }
 }
 

@@ -68,6 +68,12 @@ private:
         double to; ///< depth, inside; equal to `from` where the solid begins with a jump
         double toValue;
     };
+    /// Where a bracket is looked into next.
+    struct Look {
+        Bracket* bracket;
+        double depth;
+    };
+
     const TracePlan* _plan = nullptr;
     PictureWork* _work = nullptr;
     std::int32_t _x0 = 0;
@@ -100,6 +106,7 @@ private:
     std::vector<Bracket> _crossings; ///< of the layer, before gaps are looked at
     std::vector<Bracket> _gaps;      ///< of the layer: both ends are outside
     std::vector<Pixel> _cuts;
+    std::vector<Look> _unsettled;
 
     void begin(const TracePlan& plan, std::int32_t tile);
     void traceSlabs();

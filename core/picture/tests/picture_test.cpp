@@ -210,7 +210,8 @@ TEST(Picture, FadesByWeightIfAsked)
 
 /// Each sample takes some time.
 struct Slow {
-    double operator()(const Tensor<3, double>& p) const
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
     {
         volatile double sum = 0;
         for (int i = 0; i < 1000; ++i) {
