@@ -298,7 +298,7 @@ class BadInput(SurfaceTest):
             ([mesh], ["a mesh file", "--report"]),
             ([mesh, "--report", *out], ["a mesh file", "without -o"]),
             ([ball, *out, "--report", self.folder / "r.stl"], ["--report", "report.txt"]),
-            ([ball, *out, "--report", BLEND], ["--report", "not a mesh or a document"]),
+            ([ball, *out, "--report", self.folder / "r.zrk.json"], ["--report", "not a mesh or a document"]),
             ([ball, "-o", self.folder / "a.xyz"], ["extension .xyz", ".3mf, .stl, .ply or .obj"]),
             ([ball, "-o", self.folder / "a"], ["no extension"]),
             *[([ball, *out, f"--cell={cell}"], ["--cell"]) for cell in ("0", "-1", "nan", "inf", "x")],
