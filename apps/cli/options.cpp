@@ -11,6 +11,16 @@
 
 namespace zrkcli {
 
+zrk::BBox<double> parseBounds(const std::string& text)
+{
+    const auto n = zrk::parseNumbers(text, 6);
+    if (!n) {
+        throw zrk::FaultError({"--bounds", zrk::quotation(text), "six finite numbers",
+                               "write the two corners as x0,y0,z0,x1,y1,z1"});
+    }
+    return {{(*n)[0], (*n)[1], (*n)[2]}, {(*n)[3], (*n)[4], (*n)[5]}};
+}
+
 zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text)
 {
     unsigned node = 0;
@@ -32,16 +42,6 @@ zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text
              "give a node's id and the index of one of its outputs, e.g. " + option + " 2:0"});
     }
     return {static_cast<std::uint16_t>(node), static_cast<std::uint8_t>(output)};
-}
-
-zrk::BBox<double> parseBounds(const std::string& text)
-{
-    const auto n = zrk::parseNumbers(text, 6);
-    if (!n) {
-        throw zrk::FaultError({"--bounds", zrk::quotation(text), "six finite numbers",
-                               "write the two corners as x0,y0,z0,x1,y1,z1"});
-    }
-    return {{(*n)[0], (*n)[1], (*n)[2]}, {(*n)[3], (*n)[4], (*n)[5]}};
 }
 
 void SamplingOptions::addTo(CLI::App& command)
