@@ -113,8 +113,8 @@ struct Hit {
 };
 
 /// Marches in steps of a quarter of a pixel, then halves 40 times. Knows no bounds and no tiles.
-inline Hit denseHit(const SolidField& field, const PositionBox& region, const Camera& camera, std::int32_t px,
-                    std::int32_t py, double nearest = -1e9)
+inline Hit denseHit(const InsideField& field, const PositionBox& region, const Camera& camera,
+                    std::int32_t px, std::int32_t py, double nearest = -1e9)
 {
     double entry = nearest;
     double exit = 1e9;

@@ -2,7 +2,6 @@
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "core/picture/picture.h"
-#include "formats/limits.h"
 #include "formats/png.h"
 #include "formats/points.h"
 
@@ -59,11 +58,11 @@ PictureSize parseSize(const std::string& text)
             width.ec == std::errc() && width.ptr == middle && height.ec == std::errc() && height.ptr == end;
     }
     const std::uint64_t pixels = std::uint64_t{sides[0]} * sides[1];
-    if (!isSize || std::min(sides[0], sides[1]) < 16 || std::max(sides[0], sides[1]) > zrk::kMaxRenderSide ||
-        pixels > zrk::kMaxRenderPixels) {
+    if (!isSize || std::min(sides[0], sides[1]) < 16 || std::max(sides[0], sides[1]) > zrk::kMaxPictureSide ||
+        pixels > zrk::kMaxPicturePixels) {
         refuse("--size", text,
                fmt::format("WIDTHxHEIGHT, each from 16 to {}, at most {} pixels together",
-                           zrk::kMaxRenderSide, zrk::kMaxRenderPixels),
+                           zrk::kMaxPictureSide, zrk::kMaxPicturePixels),
                "write it as 1920x1080");
     }
     return {static_cast<std::int32_t>(sides[0]), static_cast<std::int32_t>(sides[1])};
@@ -232,6 +231,9 @@ void render(const RenderOptions& options)
     const auto show = [&](const zrk::ShadedPicture& picture, const zrk::PictureStep& step) {
         const std::string file =
             options.turntable > 0 ? numbered(options.file, step.view, options.turntable) : options.file;
+        if (isInterrupted()) {
+            throw zrk::FaultError(zrk::interruptedAt(file));
+        }
         write(file, picture, isTransparent);
         written.push_back(file);
     };

@@ -15,7 +15,7 @@ using namespace picture;
 
 struct Subject {
     std::string name;
-    SolidField field;
+    InsideField field;
     double libfiveMs; ///< of its heightmap with normals, 512^2 from above, one thread; 0 where not known
     double noLess;    ///< times faster than that
 };
@@ -56,7 +56,7 @@ void checkHits(const Subject& subject)
     }
 }
 
-void trace(benchmark::State& state, const SolidField& field, const Camera& camera, std::size_t threads)
+void trace(benchmark::State& state, const InsideField& field, const Camera& camera, std::size_t threads)
 {
     PictureWork work(threads, nullptr);
     Tracer tracer(field, cube(1.5), work);

@@ -25,6 +25,10 @@ enum class Backdrop {
     Transparent, ///< nothing; shadows on the ground are dark and partly transparent
 };
 
+/// The largest picture: pixels along a side, and together. Drawing takes some 100 bytes a pixel.
+inline constexpr std::uint32_t kMaxPictureSide = 16384;
+inline constexpr std::uint64_t kMaxPicturePixels = 1U << 25;
+
 struct PictureSettings {
     PositionBox region{Interval<double>(0, 1), {0, 1}, {0, 1}}; ///< the solid is cut off at its faces
     double iso = 0;

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "core/picture/cut_faces.h"
+#include "core/picture/inside_field.h"
 #include "core/picture/picture.h"
 #include "core/picture/shading.h"
-#include "core/picture/solid_field.h"
 
 namespace zrk::picture {
 

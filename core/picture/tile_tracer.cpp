@@ -32,7 +32,7 @@ std::uint64_t run(std::int32_t first, std::int32_t edge)
 
 } // namespace
 
-TracePlan::TracePlan(const SolidField& f, const PositionBox& r, const Camera& c, bool normals,
+TracePlan::TracePlan(const InsideField& f, const PositionBox& r, const Camera& c, bool normals,
                      const PixelMask* mask)
     : field(f), region(r), camera(c), boxes(c, r), hasNormals(normals), pixels(mask)
 {

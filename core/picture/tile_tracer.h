@@ -1,8 +1,8 @@
 #pragma once
 
 #include "core/picture/depth_picture.h"
+#include "core/picture/inside_field.h"
 #include "core/picture/picture_work.h"
-#include "core/picture/solid_field.h"
 #include "core/picture/tile_boxes.h"
 
 #include <array>
@@ -13,7 +13,7 @@ namespace zrk::picture {
 
 /// What all tiles of a trace share.
 struct TracePlan {
-    const SolidField& field;
+    const InsideField& field;
     PositionBox region;
     Camera camera;
     TileBoxes boxes;
@@ -24,7 +24,7 @@ struct TracePlan {
     bool hasNormals;         ///< else only depths, kinds and values are found
     const PixelMask* pixels; ///< those to look at; null for all
 
-    TracePlan(const SolidField& field, const PositionBox& region, const Camera& camera, bool hasNormals,
+    TracePlan(const InsideField& field, const PositionBox& region, const Camera& camera, bool hasNormals,
               const PixelMask* pixels);
 
     double depthAt(std::int32_t index) const { return nearest + index * step; }

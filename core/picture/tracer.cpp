@@ -4,7 +4,7 @@
 
 namespace zrk::picture {
 
-Tracer::Tracer(SolidField field, const PositionBox& region, PictureWork& work)
+Tracer::Tracer(InsideField field, const PositionBox& region, PictureWork& work)
     : _field(std::move(field)), _region(region), _work(work), _tracers(work.threads())
 {}
 

@@ -14,10 +14,10 @@ enum class Normals { Found, LeftOut };
 class Tracer {
 public:
     /// All three must outlive the tracer, the field excepted.
-    Tracer(SolidField field, const PositionBox& region, PictureWork& work);
+    Tracer(InsideField field, const PositionBox& region, PictureWork& work);
 
     const PositionBox& region() const { return _region; }
-    const SolidField& field() const { return _field; }
+    const InsideField& field() const { return _field; }
     PictureWork& work() { return _work; }
 
     /// Writes into a picture of the camera's size the pixels that hit something, or those of them that are in
@@ -25,7 +25,7 @@ public:
     bool trace(const Camera& camera, Normals normals, DepthPicture& out, const PixelMask* pixels = nullptr);
 
 private:
-    SolidField _field;
+    InsideField _field;
     PositionBox _region;
     PictureWork& _work;
     std::vector<std::unique_ptr<TileTracer>> _tracers; ///< by thread

@@ -10,9 +10,9 @@ namespace zrk::picture {
 
 /// The field against its iso value: below 0 inside the solid, 0 or more outside; NaN counts as outside.
 /// Safe from many threads.
-class SolidField {
+class InsideField {
 public:
-    SolidField(PreparedField field, double iso, SolidSide solid)
+    InsideField(PreparedField field, double iso, SolidSide solid)
         : _field(std::move(field)), _iso(iso), _isAbove(solid == SolidSide::Above)
     {}
 
