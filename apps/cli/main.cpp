@@ -123,6 +123,8 @@ int main(int argc, char** argv)
     zrkcli::addProbeCommand(program);
     zrkcli::addSampleCommand(program);
     zrkcli::addSliceCommand(program);
+    zrkcli::addSurfaceCommand(program);
+    zrkcli::addRenderCommand(program);
 
     try {
         app.parse(zrkcli::argumentsInParsingOrder(argc, argv));

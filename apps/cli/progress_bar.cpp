@@ -12,22 +12,31 @@ namespace zrkcli {
 
 namespace {
 
+constexpr int kInterruptedStatus = 130;
+
 std::atomic<bool> interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
 
 extern "C" void onInterrupt(int) { interrupted.store(true, std::memory_order_relaxed); }
 
-} // namespace
+extern "C" void endProgram(int) { _exit(kInterruptedStatus); }
 
-void catchInterrupts()
+void callAtInterrupt(void (*handler)(int))
 {
     struct sigaction action {};
-    action.sa_handler = onInterrupt;
+    action.sa_handler = handler;
     sigemptyset(&action.sa_mask);
     // A second Ctrl-C ends the program in the ordinary way.
     action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
 }
+
+} // namespace
+
+void catchInterrupts() { callAtInterrupt(onInterrupt); }
+
+EndingAtInterrupt::EndingAtInterrupt() { callAtInterrupt(endProgram); }
+EndingAtInterrupt::~EndingAtInterrupt() { catchInterrupts(); }
 
 bool isInterrupted() { return interrupted.load(std::memory_order_relaxed); }
 

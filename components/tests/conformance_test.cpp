@@ -5,7 +5,7 @@
 #include "model/property.h"
 #include "model/registry.h"
 
-#include "components/registration.h"
+#include "testing/registered_components.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ namespace {
 
 using Registration = ZRKGraphObjectRegistration;
 
-class Conformance : public testing::TestWithParam<const Registration*> {
+class Conformance : public ::testing::TestWithParam<const Registration*> {
 protected:
     std::shared_ptr<ZRKGraphObject> make() const { return GetParam()->factory(); }
 };
@@ -222,17 +222,7 @@ TEST_P(Conformance, SurvivesNaNAndGivesTheSameBitsOnAnyThread)
     }
 }
 
-std::vector<const Registration*> registrations()
-{
-    ZRKGraphComponentsInit::initializeModule();
-    std::vector<const Registration*> all;
-    for (const Registration& registration : ZRKGraphObject::registry().entries()) {
-        all.push_back(&registration);
-    }
-    return all;
-}
-
-INSTANTIATE_TEST_SUITE_P(Components, Conformance, testing::ValuesIn(registrations()),
+INSTANTIATE_TEST_SUITE_P(Components, Conformance, ::testing::ValuesIn(testing::registeredComponents()),
                          [](const auto& info) { return info.param->className; });
 
 } // namespace

@@ -1,7 +1,8 @@
-#include "components/registration.h"
 #include "model/extension_base.h"
 #include "model/property.h"
 #include "model/registry.h"
+
+#include "testing/registered_components.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +18,7 @@ namespace {
 using Places = std::vector<std::string>;
 using Registration = ZRKGraphObjectRegistration;
 
-class StoredForm : public testing::TestWithParam<const Registration*> {
+class StoredForm : public ::testing::TestWithParam<const Registration*> {
 protected:
     std::shared_ptr<ZRKGraphObject> make() const { return GetParam()->factory(); }
 
@@ -120,17 +121,7 @@ TEST_P(StoredForm, IsReadAndCopiedWithoutAnEvent)
     EXPECT_EQ(events, Places());
 }
 
-std::vector<const Registration*> registrations()
-{
-    ZRKGraphComponentsInit::initializeModule();
-    std::vector<const Registration*> all;
-    for (const Registration& registration : ZRKGraphObject::registry().entries()) {
-        all.push_back(&registration);
-    }
-    return all;
-}
-
-INSTANTIATE_TEST_SUITE_P(Components, StoredForm, testing::ValuesIn(registrations()),
+INSTANTIATE_TEST_SUITE_P(Components, StoredForm, ::testing::ValuesIn(testing::registeredComponents()),
                          [](const auto& info) { return info.param->className; });
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "components/transport/image_sweep_formula.h"
 #include "core/engine/formula.h"
 #include "core/engine/progress.h"
+#include "core/engine/worker_team.h"
 #include "core/raster/gaussian_blur.h"
 #include "core/raster/gaussian_kernel.h"
 #include "core/raster/raster_lookup.h"
@@ -18,7 +19,6 @@
 #include <iostream>
 #include <limits>
 #include <optional>
-#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -202,7 +202,7 @@ bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
         return isStopped;
     };
     auto stack = std::make_shared<Volume>(zrk::optimalTransport::transportInterpolate(
-        a, b, steps.value(), std::move(closed), std::thread::hardware_concurrency(), tell, shouldStop));
+        a, b, steps.value(), std::move(closed), zrk::workerCount(0), tell, shouldStop));
     if (isStopped) {
         monitor->interruptAcknowledged();
         return false;

@@ -61,9 +61,7 @@ bool drain(SampleRange& range, std::int64_t take, BlockRunner& runner, BlockSink
 
 FieldSampler::FieldSampler(std::shared_ptr<IFieldGenerator> field,
                            std::shared_ptr<EvaluationDomain<3, double>> positions)
-    : generator(std::move(field)),
-      domain(std::move(positions)),
-      threadCount(std::thread::hardware_concurrency())
+    : generator(std::move(field)), domain(std::move(positions)), threadCount(workerCount(0))
 {
     if (!generator) {
         generator = std::make_shared<SolidField<1, 3>>();
@@ -153,7 +151,8 @@ bool FieldSampler::fillBuffers(ProgressMonitor* monitor)
     }
     const auto workers = std::min<std::int64_t>(n, static_cast<std::int64_t>(threadCount));
     return runReportedTeam(
-        static_cast<std::size_t>(workers), {monitor, total, kRunIntervalMs},
+        static_cast<std::size_t>(workers),
+        {.monitor = monitor, .total = total, .intervalMs = kRunIntervalMs, .sparesCaller = true},
         [&](std::size_t worker, std::size_t granted, ProgressManager& manager) {
             if (granted != static_cast<std::size_t>(workers)) {
                 throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
@@ -190,7 +189,7 @@ bool FieldSampler::sweepTarget(BlockSink& sink, ProgressMonitor* monitor)
     const std::int64_t n = domain->sampleCount();
     const auto plan =
         std::make_shared<const BlockPlan>(slots, static_cast<std::size_t>(targetNode.slotIndex));
-    // A foreign closure could observe how the samples are divided: equal ranges, as in a run.
+    // A foreign closure could observe how the samples are divided, and on which threads: as in a run.
     const bool isEqual = !plan->lanes().empty();
     const std::int64_t unit = isEqual ? 1 : static_cast<std::int64_t>(kBlockSamples);
     std::int64_t workers =
@@ -225,7 +224,11 @@ bool FieldSampler::sweepTarget(BlockSink& sink, ProgressMonitor* monitor)
         return work(0, 1, manager);
     }
     return runReportedTeam(static_cast<std::size_t>(workers),
-                           {monitor, static_cast<std::size_t>(n), kSweepIntervalMs}, work);
+                           {.monitor = monitor,
+                            .total = static_cast<std::size_t>(n),
+                            .intervalMs = kSweepIntervalMs,
+                            .sparesCaller = isEqual},
+                           work);
 }
 
 } // namespace zrk

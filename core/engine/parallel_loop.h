@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <thread>
 
 namespace zrk {
 
@@ -31,7 +30,7 @@ inline IndexRange chunkOf(IndexRange range, std::int32_t chunkCount, std::int32_
 inline std::int32_t loopThreads(std::int32_t count)
 {
     constexpr std::int32_t kWorthAThread = 32768;
-    const auto processors = static_cast<std::int32_t>(std::thread::hardware_concurrency());
+    const auto processors = static_cast<std::int32_t>(workerCount(0));
     return processors > 1 && count >= 2 * kWorthAThread ? processors : 1;
 }
 

@@ -16,7 +16,9 @@ namespace zrk {
 /// `wanted`, or the number of processors if `wanted` is 0.
 inline std::size_t workerCount(std::size_t wanted)
 {
-    return wanted > 0 ? wanted : std::max<std::size_t>(1, std::thread::hardware_concurrency());
+    // Asked once: the system answers from a file, which takes as long as building a small chain.
+    static const std::size_t processors = std::max<std::size_t>(1, std::thread::hardware_concurrency());
+    return wanted > 0 ? wanted : processors;
 }
 
 /// Calls work(worker, workers) for each worker below `workers`, at the same time on a thread each, worker 0
@@ -74,16 +76,17 @@ private:
 
 /// Whom a team reports to.
 struct TeamReport {
-    ProgressMonitor* monitor; ///< not owned; null for nobody
-    std::size_t total;        ///< steps of all workers together
-    unsigned intervalMs;      ///< between two reports
+    ProgressMonitor* monitor;  ///< not owned; null for nobody
+    std::size_t total;         ///< steps of all workers together
+    unsigned intervalMs;       ///< between two reports
+    bool sparesCaller = false; ///< no work on the calling thread, also without a monitor
 };
 
-/// Calls work(worker, workers, progress) for each worker, as `runTeam` does, but all on threads of their own,
-/// while the calling thread speaks with the monitor. Work returns whether it was finished: it asks
-/// `progress` when to stop, which is when the monitor interrupts or another worker has thrown. True when all
-/// was finished and the monitor hasn't interrupted. If the system refuses to start any thread, the calling
-/// one does the work and reports.
+/// Calls work(worker, workers, progress) for each worker, as `runTeam` does; with a monitor, or if the report
+/// says so, all of them on threads of their own, while the calling thread speaks with the monitor. Work
+/// returns whether it was finished: it asks `progress` when to stop, which is when the monitor interrupts or
+/// another worker has thrown. True when all was finished and the monitor hasn't interrupted. If the system
+/// refuses to start any thread, the calling one does the work and reports.
 template <class Work>
 bool runReportedTeam(std::size_t wanted, const TeamReport& report, const Work& work)
 {
@@ -94,15 +97,16 @@ bool runReportedTeam(std::size_t wanted, const TeamReport& report, const Work& w
             isFinished = false;
         }
     };
-    runTeam(wanted + 1, [&](std::size_t member, std::size_t members) {
+    const std::size_t reporters = report.monitor || report.sparesCaller ? 1 : 0;
+    runTeam(wanted + reporters, [&](std::size_t member, std::size_t members) {
         try {
-            if (members == 1) {
+            if (reporters == 1 && members == 1) {
                 ProgressManager alone(report.monitor, report.total);
                 workOn(0, 1, alone);
-            } else if (member == 0) {
+            } else if (member < reporters) {
                 progress.monitorProgress();
             } else {
-                workOn(member - 1, members - 1, progress);
+                workOn(member - reporters, members - reporters, progress);
             }
         } catch (...) {
             progress.fail();

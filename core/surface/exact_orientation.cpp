@@ -1,9 +1,9 @@
 #include "core/surface/exact_orientation.h"
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <vector>
 
 namespace zrk::surface {
 
@@ -14,13 +14,19 @@ class ExactSum {
 public:
     void add(double value)
     {
-        for (double& part : _parts) {
+        std::size_t kept = 0;
+        for (std::size_t i = 0; i < _count; ++i) {
+            const double part = _parts[i];
             const double sum = part + value;
             const double other = sum - part;
-            part = (part - (sum - other)) + (value - other); // what the sum has lost
+            const double lost = (part - (sum - other)) + (value - other);
+            if (lost != 0) {
+                _parts[kept++] = lost;
+            }
             value = sum;
         }
-        _parts.push_back(value);
+        _parts[kept++] = value;
+        _count = kept;
     }
     /// Adds a * b, which two doubles hold.
     void addProduct(double a, double b)
@@ -38,17 +44,51 @@ public:
     }
     int sign() const
     {
-        for (auto part = _parts.rbegin(); part != _parts.rend(); ++part) {
-            if (*part != 0) {
-                return *part > 0 ? 1 : -1;
+        for (std::size_t i = _count; i > 0; --i) {
+            if (_parts[i - 1] != 0) {
+                return _parts[i - 1] > 0 ? 1 : -1;
             }
         }
         return 0;
     }
 
 private:
-    std::vector<double> _parts;
+    /// Twenty-four products of three, of four parts each, are the most that is added.
+    std::array<double, 96> _parts;
+    std::size_t _count = 0;
 };
+
+/// The sum of two doubles, the second far smaller: some 106 bits.
+struct Twofold {
+    double high = 0, low = 0;
+
+    static Twofold sumOf(double a, double b)
+    {
+        const double sum = a + b;
+        const double other = sum - a;
+        return {sum, (a - (sum - other)) + (b - other)};
+    }
+    static Twofold productOf(double a, double b)
+    {
+        const double product = a * b;
+        return {product, std::fma(a, b, -product)};
+    }
+    friend Twofold operator+(const Twofold& a, const Twofold& b)
+    {
+        const Twofold sum = sumOf(a.high, b.high);
+        return sumOf(sum.high, sum.low + (a.low + b.low));
+    }
+    friend Twofold operator-(const Twofold& a, const Twofold& b) { return a + Twofold{-b.high, -b.low}; }
+    friend Twofold operator*(const Twofold& a, const Twofold& b)
+    {
+        const Twofold product = productOf(a.high, b.high);
+        return sumOf(product.high, product.low + (a.high * b.low + a.low * b.high));
+    }
+};
+
+/// The relative error of a determinant in twofold numbers, of the sum of its products' sizes. Each operation
+/// errs by a few units of 2^-104 of its operands' sizes.
+constexpr double kTwofoldError = 0x1p-96;
 
 int signOf(double value) { return value > 0 ? 1 : value < 0 ? -1 : 0; }
 
@@ -69,6 +109,25 @@ int orientation(const Tensor<3, double>& a, const Tensor<3, double>& b, const Te
     }
     if (std::abs(volume) > 16 * std::numeric_limits<double>::epsilon() * size) {
         return signOf(volume);
+    }
+    if (size == 0) {
+        return 0; // differences are 0 only of equal coordinates
+    }
+    Twofold fine[3][3];
+    const Tensor<3, double>* corners[3] = {&a, &b, &c};
+    for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t i = 0; i < 3; ++i) {
+            fine[row][i] = Twofold::sumOf((*corners[row])[i], -d[i]);
+        }
+    }
+    Twofold determinant;
+    for (std::size_t i = 0; i < 3; ++i) {
+        const std::size_t j = (i + 1) % 3;
+        const std::size_t k = (i + 2) % 3;
+        determinant = determinant + fine[0][i] * (fine[1][j] * fine[2][k] - fine[1][k] * fine[2][j]);
+    }
+    if (std::abs(determinant.high) > kTwofoldError * size) {
+        return signOf(determinant.high);
     }
     // The determinant with rows (p, 1), expanded by the fourth column.
     ExactSum sum;

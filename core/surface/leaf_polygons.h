@@ -37,6 +37,7 @@ struct LeafPolygons {
     std::vector<Point> edgeVertices;
     std::vector<std::array<VertexName, 3>> triangles;
     std::array<std::uint64_t, 3> firstNumber{}; ///< of the vertices of each kind, in the whole mesh
+    std::uint64_t firstTriangle = 0;            ///< in the whole mesh
 
     explicit LeafPolygons(const Index3& at) : leaf(at) {}
 
@@ -45,13 +46,12 @@ struct LeafPolygons {
     /// Step one, once the cells of this leaf and of those below are known.
     void findFaceVertices(const SurfaceGrid& grid, const LeafNeighbours& neighbours);
     /// Step two, once the face vertices of this leaf and of those below are known.
-    void findTriangles(const SurfaceGrid& grid, const LeafNeighbours& neighbours);
+    /// @param isOpen  leaves out the triangles of the cut at the bounds.
+    void findTriangles(const SurfaceGrid& grid, const LeafNeighbours& neighbours, bool isOpen);
 
 private:
-    struct FaceEntry {
-        std::uint16_t first = 0; ///< number + 1 of the face's first vertex
-    };
-    std::array<std::vector<FaceEntry>, 3> _faceAt; ///< by axis and place of the cell above the face
+    /// Number + 1 of a face's first vertex, by axis and place of the cell above the face; 0: it has none.
+    std::array<std::vector<std::uint16_t>, 3> _faceAt;
     friend class PolygonBuilder;
 };
 

@@ -4,6 +4,8 @@
 #include "core/engine/worker_team.h"
 #include "core/surface/leaf_polygons.h"
 #include "core/surface/leaf_pruning.h"
+#include "core/surface/mesh_edits.h"
+#include "core/surface/thinning.h"
 #include "core/values/fault.h"
 
 #include <algorithm>
@@ -81,6 +83,8 @@ public:
         : _grid(settings.lower, settings.upper, settings.cells),
           _field(field, settings.iso, settings.solid == SolidSide::Above, settings.lower, settings.upper),
           _isSharp(settings.keepsCreases),
+          _isOpen(settings.isOpen),
+          _flatness(settings.flatness),
           _threads(workerCount(settings.threads)),
           _monitor(monitor),
           _lookup(_grid)
@@ -109,9 +113,20 @@ public:
         if (_stopped) {
             return std::nullopt;
         }
+        if (_isOpen) {
+            separateFansAtBounds(_mesh, _grid);
+            dropUnusedVertices(_mesh);
+        }
+        if (_flatness > 0) {
+            thinMesh(_mesh, _grid, _flatness, _threads, [this](double) { return keepsGoing(1.0); });
+            if (_stopped) {
+                return std::nullopt;
+            }
+        }
         if (_monitor) {
             _monitor->progress(1.0);
         }
+        _mesh.undefinedSamples = _field.undefinedCount();
         return std::move(_mesh);
     }
 
@@ -119,6 +134,8 @@ private:
     SurfaceGrid _grid;
     SurfaceField _field;
     bool _isSharp;
+    bool _isOpen;
+    double _flatness;
     std::size_t _threads;
     ProgressMonitor* _monitor;
     LeafLookup _lookup;
@@ -159,7 +176,7 @@ private:
     void process(const Leaves& below, Leaves& leaves)
     {
         forEach((leaves.size() + kLeavesATask - 1) / kLeavesATask, [&] {
-            return [&, builder = LeafBuilder(_field, _grid, _isSharp)](std::size_t task) mutable {
+            return [&, builder = LeafBuilder(_field, _grid, _isSharp, _isOpen)](std::size_t task) mutable {
                 std::vector<SurfaceLeaf*> group;
                 for (std::size_t i = task * kLeavesATask;
                      i < std::min((task + 1) * kLeavesATask, leaves.size()); ++i) {
@@ -177,51 +194,55 @@ private:
             return [&](std::size_t i) { leaves[i]->findFaceVertices(_grid, _lookup.neighbours(*leaves[i])); };
         });
         forEach(leaves.size(), [&] {
-            return [&](std::size_t i) { leaves[i]->findTriangles(_grid, _lookup.neighbours(*leaves[i])); };
+            return [&](std::size_t i) {
+                leaves[i]->findTriangles(_grid, _lookup.neighbours(*leaves[i]), _isOpen);
+            };
         });
         if (!_stopped) {
             number(leaves);
-            write(leaves);
+            forEach(leaves.size(), [&] { return [&](std::size_t i) { write(*leaves[i]); }; });
         }
     }
 
-    /// Numbers of vertices in the whole mesh: by leaf, within it by kind.
+    /// Numbers of vertices and triangles in the whole mesh: by leaf, within it by kind.
     void number(Leaves& leaves)
     {
-        std::uint64_t next = _mesh.vertices.size();
+        std::uint64_t vertices = _mesh.vertices.size();
+        std::uint64_t triangles = _mesh.triangles.size();
         for (auto& leaf : leaves) {
             const std::size_t counts[3] = {leaf->leaf.vertices().size(), leaf->faceVertices.size(),
                                            leaf->edgeVertices.size()};
             for (std::size_t kind = 0; kind < 3; ++kind) {
-                leaf->firstNumber[kind] = next;
-                next += counts[kind];
+                leaf->firstNumber[kind] = vertices;
+                vertices += counts[kind];
             }
+            leaf->firstTriangle = triangles;
+            triangles += leaf->triangles.size();
         }
-        if (next > std::numeric_limits<std::uint32_t>::max()) {
-            throw FaultError({"surface", std::to_string(next) + " vertices", "at most 4294967295",
+        if (vertices > std::numeric_limits<std::uint32_t>::max()) {
+            throw FaultError({"surface", std::to_string(vertices) + " vertices", "at most 4294967295",
                               "ask for fewer cells or smaller bounds", FaultKind::FailedWork});
         }
+        _mesh.vertices.resize(vertices);
+        _mesh.triangles.resize(triangles);
     }
 
-    void write(const Leaves& leaves)
+    void write(const LeafPolygons& leaf)
     {
-        for (const auto& leaf : leaves) {
-            for (const CellVertex& vertex : leaf->leaf.vertices()) {
-                _mesh.vertices.push_back(vertex.position);
-            }
-            _mesh.vertices.insert(_mesh.vertices.end(), leaf->faceVertices.begin(), leaf->faceVertices.end());
-            _mesh.vertices.insert(_mesh.vertices.end(), leaf->edgeVertices.begin(), leaf->edgeVertices.end());
+        Point* vertex = _mesh.vertices.data() + leaf.firstNumber[0];
+        for (const CellVertex& v : leaf.leaf.vertices()) {
+            *vertex++ = v.position;
         }
-        for (const auto& leaf : leaves) {
-            const LeafNeighbours neighbours = _lookup.neighbours(*leaf);
-            for (const auto& triangle : leaf->triangles) {
-                std::array<std::uint32_t, 3> corners;
-                for (std::size_t i = 0; i < 3; ++i) {
-                    corners[i] = static_cast<std::uint32_t>(
-                        neighbours[triangle[i].below]->firstNumber[triangle[i].kind] + triangle[i].number);
-                }
-                _mesh.triangles.push_back(corners);
+        vertex = std::copy(leaf.faceVertices.begin(), leaf.faceVertices.end(), vertex);
+        std::copy(leaf.edgeVertices.begin(), leaf.edgeVertices.end(), vertex);
+        const LeafNeighbours neighbours = _lookup.neighbours(leaf);
+        auto* triangle = _mesh.triangles.data() + leaf.firstTriangle;
+        for (const auto& corners : leaf.triangles) {
+            for (std::size_t i = 0; i < 3; ++i) {
+                (*triangle)[i] = static_cast<std::uint32_t>(
+                    neighbours[corners[i].below]->firstNumber[corners[i].kind] + corners[i].number);
             }
+            ++triangle;
         }
     }
 

@@ -4,6 +4,8 @@
 #include "core/surface/surface_grid.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstdint>
 #include <limits>
 #include <span>
 
@@ -21,10 +23,18 @@ public:
     void values(const double* x, const double* y, const double* z, std::size_t count, double* out) const
     {
         _field.evaluate(x, y, z, count, out);
+        std::uint64_t undefined = 0;
         for (std::size_t i = 0; i < count; ++i) {
+            undefined += out[i] != out[i] ? 1 : 0;
             out[i] = cutOff(_sign * (out[i] - _iso), x[i], y[i], z[i]);
         }
+        if (undefined > 0) {
+            _undefined.fetch_add(undefined, std::memory_order_relaxed);
+        }
     }
+
+    /// Values asked for until now that were NaN.
+    std::uint64_t undefinedCount() const { return _undefined.load(std::memory_order_relaxed); }
 
     /// Bounds of the field against its iso value over boxes of positions, not cut off. NaN stands for
     /// outside, and only the entire interval may hold it.
@@ -43,14 +53,18 @@ private:
     double _sign;
     Point _lower;
     Point _upper;
+    mutable std::atomic<std::uint64_t> _undefined{0};
 
     double cutOff(double value, double x, double y, double z) const
     {
-        const double outside = std::max(
-            {_lower[0] - x, x - _upper[0], _lower[1] - y, y - _upper[1], _lower[2] - z, z - _upper[2]});
+        const double outside =
+            larger(larger(larger(_lower[0] - x, x - _upper[0]), larger(_lower[1] - y, y - _upper[1])),
+                   larger(_lower[2] - z, z - _upper[2]));
         // A NaN compares with nothing and is outside by as much as can be.
-        return value > outside ? value : value <= outside ? outside : std::numeric_limits<double>::infinity();
+        const double cut = value > outside ? value : outside;
+        return value == value ? cut : std::numeric_limits<double>::infinity();
     }
+    static double larger(double a, double b) { return a > b ? a : b; }
 };
 
 } // namespace zrk::surface

@@ -39,6 +39,8 @@ struct SurfaceGrid {
     {
         return lower[axis] + spacing[axis] * (static_cast<double>(node) - 0.5);
     }
+    /// Whether an edge along `axis`, by the number of its lower node, runs across the bounds.
+    bool crossesBounds(std::size_t axis, std::int32_t node) const { return node == 0 || node == cells[axis]; }
     std::int32_t cellCount(std::size_t axis) const { return cells[axis] + 1; }
     std::int32_t leafCount(std::size_t axis) const { return (cellCount(axis) + kLeafCells - 1) / kLeafCells; }
 };

@@ -111,6 +111,17 @@ TEST(SamplerPartition, AsManyEqualRangesAsWorkers)
     }
 }
 
+// As in a run, although a chain without closures is swept on the calling thread too.
+TEST(SamplerPartition, ASweepOverAForeignClosureSparesTheCallingThread)
+{
+    Partition partition;
+    const IField field = literal::node(1, partition.closure(), {});
+    Raster<1, 3, double> raster;
+    rasterizeField(field, Region<3, 3, double, 1>({0, 0, 0}, {1, 1, 1}, 5, 5, 5), raster, nullptr, 2);
+    EXPECT_EQ(partition.samples.size(), 2u);
+    EXPECT_FALSE(partition.samples.count(std::this_thread::get_id()));
+}
+
 // All eight workers wait for each other, so each is a thread of its own.
 TEST(SamplerPartition, ThirtyThreeSamplesOnEightThreads)
 {

@@ -1,0 +1,125 @@
+#pragma once
+
+#include "core/surface/surface.h"
+#include "core/surface/surface_grid.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace zrk::surface {
+
+using Triangle = std::array<std::uint32_t, 3>;
+
+/// A triangle that is gone.
+inline constexpr Triangle kNoTriangle{0, 0, 0};
+
+/// What thinning knows of a mesh besides its triangles.
+struct ThinnedMesh {
+    SurfaceMesh& mesh;
+    std::vector<float> error;          ///< by triangle: bound of its distance from the first surface
+    std::vector<std::uint8_t> isFresh; ///< by vertex: something changed around it since it was tried
+};
+
+struct ThinningLimits {
+    double flatness;  ///< model units
+    double shortEdge; ///< edges below go first
+    double margin;    ///< around triangles that pass through each other, where vertices are held
+};
+
+/// Thins the triangles of one block. One a thread: it holds the memory for it.
+class BlockThinner {
+public:
+    BlockThinner(ThinnedMesh& mesh, const ThinningLimits& limits) : _all(mesh), _limits(limits) {}
+
+    /// @param triangles  those with a corner in the block and those whose boxes reach into it.
+    /// @param isWithin   by vertex of the mesh, whether it lies in the block. Triangles with all corners
+    ///                   within change; they belong to this block alone.
+    template <class IsWithin>
+    void thin(std::span<const std::uint32_t> triangles, const IsWithin& isWithin)
+    {
+        _ids.assign(triangles.begin(), triangles.end());
+        _vertices.clear();
+        _within.clear();
+        _localOf.resize(_all.mesh.vertices.size());
+        for (const std::uint32_t id : _ids) {
+            for (const std::uint32_t v : _all.mesh.triangles[id]) {
+                if (_localOf[v] >= _vertices.size() || _vertices[_localOf[v]] != v) {
+                    _localOf[v] = static_cast<std::uint32_t>(_vertices.size());
+                    _vertices.push_back(v);
+                    _within.push_back(isWithin(v) ? 1 : 0);
+                }
+            }
+        }
+        thinLoaded();
+    }
+
+private:
+    static constexpr std::uint32_t kNone = 0xffffffff;
+
+    ThinnedMesh& _all;
+    ThinningLimits _limits;
+    std::vector<std::uint32_t> _localOf; ///< by vertex of the mesh, valid where `_vertices` agrees
+
+    std::vector<std::uint32_t> _ids;      ///< of the triangles
+    std::vector<std::uint32_t> _vertices; ///< of the mesh
+    std::vector<std::uint8_t> _within;    ///< by vertex
+    std::vector<std::uint8_t> _isHeld;    ///< by vertex: stays where it is for the sake of others
+    std::vector<std::uint8_t> _isMovable; ///< by vertex: with all its triangles within, in a closed fan
+    std::vector<std::uint8_t> _tries;     ///< by vertex
+    std::vector<Point> _position;
+
+    // Corner 3 t + k is the k-th one of triangle t; the corner opposite lies across the side between the
+    // others.
+    std::vector<std::uint32_t> _corner;    ///< vertex of each corner, kNone in triangles that are gone
+    std::vector<std::uint32_t> _opposite;  ///< corner, or kNone
+    std::vector<std::uint32_t> _anyCorner; ///< by vertex
+    std::vector<Point> _normal;            ///< by triangle, of unit length or 0
+    std::vector<Point> _firstNormal;
+    std::vector<float> _error;
+    std::vector<std::uint8_t> _isChanged; ///< by triangle
+
+    std::vector<std::uint32_t> _sweepOf; ///< by vertex: the sweep in which something near it changed
+    std::vector<std::uint32_t> _mark;    ///< by vertex: the number of the search that met it
+    std::uint32_t _sweep = 0;
+    std::uint32_t _search = 0;
+    std::vector<std::uint32_t> _ring;  ///< corners of a vertex, in order
+    std::vector<std::uint32_t> _other; ///< ring of the target
+
+    void thinLoaded();
+    void loadTriangles();
+    void findOpposites();
+    void findMovable();
+    void collapseAll();
+    std::size_t sweep(double flatness, double longest);
+    bool tryVertex(std::uint32_t v, double flatness, double longest);
+    bool canMove(std::uint32_t v, std::size_t target, double flatness, double& error);
+    void move(std::uint32_t v, std::size_t target, double error);
+    bool ringOf(std::uint32_t v, std::vector<std::uint32_t>& ring) const;
+    std::size_t flipSlivers();
+    bool tryFlip(std::uint32_t corner);
+    bool holdIntersections(double margin);
+    void store();
+
+    void join(std::uint32_t corner, std::uint32_t other)
+    {
+        if (corner != kNone) {
+            _opposite[corner] = other;
+        }
+        if (other != kNone) {
+            _opposite[other] = corner;
+        }
+    }
+    const Point& at(std::uint32_t corner) const { return _position[_corner[corner]]; }
+    bool isOwn(std::uint32_t triangle) const
+    {
+        return _corner[3 * triangle] != kNone && _within[_corner[3 * triangle]] &&
+               _within[_corner[3 * triangle + 1]] && _within[_corner[3 * triangle + 2]];
+    }
+
+    static std::uint32_t next(std::uint32_t corner) { return corner % 3 == 2 ? corner - 2 : corner + 1; }
+    static std::uint32_t previous(std::uint32_t corner) { return corner % 3 == 0 ? corner + 2 : corner - 1; }
+};
+
+} // namespace zrk::surface
