@@ -8,7 +8,6 @@
 #include "core/raster/raster_lookup.h"
 #include "model/pins.h"
 
-#include <concepts>
 #include <utility>
 
 namespace zrkmodel {
@@ -21,10 +20,8 @@ struct VolumeInBox {
     zrk::Tensor<3, double> lower;
     zrk::Tensor<3, double> size;
 
-    template <class V>
-    requires(!std::same_as<V, zrk::Interval<double>>) // the lookup has no bounds
-        V
-        operator()(const zrk::Tensor<3, V>& p) const
+    template <zrk::LooksUp V>
+    V operator()(const zrk::Tensor<3, V>& p) const
     {
         return lookup(zrk::Tensor<3, V>{(p[0] - lower[0]) / size[0], (p[1] - lower[1]) / size[1],
                                         (p[2] - lower[2]) / size[2]})[0];
