@@ -22,5 +22,6 @@ void addProbeCommand(const Program& program);
 void addSampleCommand(const Program& program);
 void addSliceCommand(const Program& program);
 void addSurfaceCommand(const Program& program);
+void addRenderCommand(const Program& program);
 
 } // namespace zrkcli

@@ -124,6 +124,7 @@ int main(int argc, char** argv)
     zrkcli::addSampleCommand(program);
     zrkcli::addSliceCommand(program);
     zrkcli::addSurfaceCommand(program);
+    zrkcli::addRenderCommand(program);
 
     try {
         app.parse(zrkcli::argumentsInParsingOrder(argc, argv));

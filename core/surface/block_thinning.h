@@ -57,6 +57,18 @@ public:
 
 private:
     static constexpr std::uint32_t kNone = 0xffffffff;
+    static constexpr std::size_t kMostMoved = 24; ///< a vertex with more neighbours stays
+
+    /// The triangles around a vertex.
+    struct Star {
+        Point center;
+        double error;                                 ///< the largest of the triangles
+        std::array<Point, kMostMoved> around;         ///< triangle i has the corners i and i + 1
+        std::array<double, kMostMoved> across;        ///< square of the side between them
+        std::array<std::uint8_t, kMostMoved> isSmall; ///< its normal says little
+        double leastSineSquared;
+        Point sum; ///< of the normals, as long as twice the areas
+    };
 
     ThinnedMesh& _all;
     ThinningLimits _limits;
@@ -72,8 +84,8 @@ private:
 
     // Corner 3 t + k is the k-th one of triangle t; the corner opposite lies across the side between the
     // others.
-    std::vector<std::uint32_t> _corner;   ///< vertex of each corner, kNone in triangles that are gone
-    std::vector<std::uint32_t> _opposite; ///< corner, or kNone
+    std::vector<std::uint32_t> _corner;    ///< vertex of each corner, kNone in triangles that are gone
+    std::vector<std::uint32_t> _opposite;  ///< corner, or kNone
     std::vector<std::uint32_t> _anyCorner; ///< by vertex
     std::vector<Point> _normal;            ///< by triangle, of unit length or 0
     std::vector<Point> _firstNormal;
@@ -85,6 +97,7 @@ private:
     std::uint32_t _sweep = 0;
     std::uint32_t _search = 0;
     std::vector<std::uint32_t> _ring;  ///< corners of a vertex, in order
+    Star _star;                        ///< of the same vertex
     std::vector<std::uint32_t> _other; ///< ring of the target
 
     void thinLoaded();
@@ -94,11 +107,31 @@ private:
     void collapseAll();
     std::size_t sweep(double flatness, double longest);
     bool tryVertex(std::uint32_t v, double flatness, double longest);
-    bool canMove(std::uint32_t v, std::size_t target, double flatness, double& error);
+    void measureStar();
+    double gapOfSpokes(std::size_t target, std::size_t seenIn) const;
+    bool canMove(std::size_t target, double flatness, double& error);
     void move(std::uint32_t v, std::size_t target, double error);
     bool ringOf(std::uint32_t v, std::vector<std::uint32_t>& ring) const;
+    std::size_t flipSlivers();
+    bool tryFlip(std::uint32_t corner);
     bool holdIntersections(double margin);
     void store();
+
+    void join(std::uint32_t corner, std::uint32_t other)
+    {
+        if (corner != kNone) {
+            _opposite[corner] = other;
+        }
+        if (other != kNone) {
+            _opposite[other] = corner;
+        }
+    }
+    const Point& at(std::uint32_t corner) const { return _position[_corner[corner]]; }
+    bool isOwn(std::uint32_t triangle) const
+    {
+        return _corner[3 * triangle] != kNone && _within[_corner[3 * triangle]] &&
+               _within[_corner[3 * triangle + 1]] && _within[_corner[3 * triangle + 2]];
+    }
 
     static std::uint32_t next(std::uint32_t corner) { return corner % 3 == 2 ? corner - 2 : corner + 1; }
     static std::uint32_t previous(std::uint32_t corner) { return corner % 3 == 0 ? corner + 2 : corner - 1; }

@@ -6,7 +6,7 @@ namespace zrk::surface {
 
 namespace {
 
-FaceCorners makeFaceCorners(int face)
+constexpr FaceCorners makeFaceCorners(int face)
 {
     const int axis = face / 2;
     const int u = (axis + 1) % 3;
@@ -67,22 +67,27 @@ CellPatches makePatches(std::uint8_t inside, std::uint8_t faceCenters)
 
 const FaceCorners& faceCorners(int face)
 {
-    static const std::array<FaceCorners, 6> corners = [] {
-        std::array<FaceCorners, 6> all{};
-        for (int f = 0; f < 6; ++f) {
-            all[static_cast<std::size_t>(f)] = makeFaceCorners(f);
+    static constexpr std::array<FaceCorners, 6> kCorners{makeFaceCorners(0), makeFaceCorners(1),
+                                                         makeFaceCorners(2), makeFaceCorners(3),
+                                                         makeFaceCorners(4), makeFaceCorners(5)};
+    return kCorners[static_cast<std::size_t>(face)];
+}
+
+unsigned ambiguousFaces(std::uint8_t inside)
+{
+    static constexpr std::array<std::uint8_t, 256> kTable = [] {
+        std::array<std::uint8_t, 256> all{};
+        for (unsigned corners = 0; corners < 256; ++corners) {
+            for (int face = 0; face < 6; ++face) {
+                const FaceCorners around = makeFaceCorners(face);
+                const auto isIn = [&](std::size_t k) { return (corners >> around.corner[k] & 1) != 0; };
+                const bool isOne = isIn(1) != isIn(0) && isIn(2) == isIn(0) && isIn(3) != isIn(0);
+                all[corners] = static_cast<std::uint8_t>(all[corners] | (isOne ? 1u : 0u) << face);
+            }
         }
         return all;
     }();
-    return corners[static_cast<std::size_t>(face)];
-}
-
-bool isAmbiguous(int face, std::uint8_t inside)
-{
-    const auto& corner = faceCorners(face).corner;
-    const bool first = isInside(inside, corner[0]);
-    return isInside(inside, corner[1]) != first && isInside(inside, corner[2]) == first &&
-           isInside(inside, corner[3]) != first;
+    return kTable[inside];
 }
 
 int partnerEdge(int face, int edge, std::uint8_t inside, bool centerIsInside)

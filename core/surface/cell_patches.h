@@ -19,16 +19,34 @@ constexpr int lowerCorner(int edge)
 }
 constexpr int upperCorner(int edge) { return lowerCorner(edge) | 1 << edge / 4; }
 
-/// Which corners of a face are inside: bit 0 for the corner at the lower end of both axes of the face, then
-/// in the order around it.
+/// The edges between corners on two sides, a bit each; bit c of `inside` is set where corner c is inside.
+inline unsigned crossedEdges(std::uint8_t inside)
+{
+    static constexpr std::array<std::uint16_t, 256> kTable = [] {
+        std::array<std::uint16_t, 256> all{};
+        for (unsigned corners = 0; corners < 256; ++corners) {
+            for (int edge = 0; edge < 12; ++edge) {
+                const bool isCrossed =
+                    (corners >> lowerCorner(edge) & 1) != (corners >> upperCorner(edge) & 1);
+                all[corners] = static_cast<std::uint16_t>(all[corners] | (isCrossed ? 1u : 0u) << edge);
+            }
+        }
+        return all;
+    }();
+    return kTable[inside];
+}
+
+/// The corners and edges of a face, in the order around it, from the corner at the lower end of both its
+/// axes.
 struct FaceCorners {
     std::array<int, 4> corner; ///< in the order around the face
     std::array<int, 4> edge;   ///< edge k lies between corners k and k + 1
 };
 const FaceCorners& faceCorners(int face);
 
-/// True where two opposite corners of a face are inside and the other two outside.
-bool isAmbiguous(int face, std::uint8_t inside);
+/// The faces with two opposite corners inside and the other two outside, a bit each.
+unsigned ambiguousFaces(std::uint8_t inside);
+inline bool isAmbiguous(int face, std::uint8_t inside) { return (ambiguousFaces(inside) >> face & 1) != 0; }
 
 /// The edge of `face` that the surface joins to the crossed edge `edge` on that face.
 ///

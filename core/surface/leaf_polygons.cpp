@@ -61,8 +61,7 @@ public:
 
     VertexName vertexOf(const CellView& view, int edge) const
     {
-        const std::uint8_t patch = view.cell->patches().patchOf[static_cast<std::size_t>(edge)];
-        return {view.below, static_cast<std::uint32_t>(VertexKind::Cell), view.cell->firstVertex + patch};
+        return {view.below, static_cast<std::uint32_t>(VertexKind::Cell), view.cell->vertexAt(edge)};
     }
 
     const Point& position(VertexName name) const { return _neighbours[name.below]->position(name); }
@@ -96,43 +95,35 @@ public:
         const int face = 2 * static_cast<int>(axis);
         const CellView above = cellAt(local);
         const CellView below = cellAt(lower);
+        const bool isSimple =
+            cell.patchCount == 1 && below.cell->patchCount == 1 && !isAmbiguous(face, cell.inside);
+        if (isSimple && !misses(below.polygons->leaf.vertices()[below.cell->firstVertex].position,
+                                above.polygons->leaf.vertices()[cell.firstVertex].position, axis, above)) {
+            return;
+        }
         const FaceCorners& corners = faceCorners(face);
-        const auto& patchOf = cell.patches().patchOf;
+        const unsigned crossed = crossedEdges(cell.inside);
         std::uint16_t first = 0;
         std::array<bool, 4> done{};
         for (std::size_t k = 0; k < 4; ++k) {
             const int edge = corners.edge[k];
-            if (done[k] || patchOf[static_cast<std::size_t>(edge)] == kNoPatch) {
+            if (done[k] || (crossed >> edge & 1) == 0) {
                 continue;
             }
             const int partner = partnerEdge(face, edge, cell.inside, (cell.faceCenters >> face & 1) != 0);
             for (std::size_t other = 0; other < 4; ++other) {
                 done[other] = done[other] || corners.edge[other] == partner;
             }
-            // The same edge, seen from the cell below, lies at the upper end of the axis.
-            const VertexName a = vertexOf(below, oppositeEdge(edge, axis));
-            const VertexName b = vertexOf(above, edge);
-            const bool needed = cell.patches().count > 1 || below.cell->patches().count > 1 ||
-                                isAmbiguous(face, cell.inside) ||
-                                misses(position(a), position(b), axis, above);
-            if (needed) {
-                const Point middle = (crossingPoint(above, edge) + crossingPoint(above, partner)) * 0.5;
-                polygons.faceVertices.push_back(middle);
-                first = first == 0 ? static_cast<std::uint16_t>(polygons.faceVertices.size()) : first;
-            }
+            // A face of cells with several vertices gets its own for each of its segments.
+            const Point middle = (crossingPoint(above, edge) + crossingPoint(above, partner)) * 0.5;
+            polygons.faceVertices.push_back(middle);
+            first = first == 0 ? static_cast<std::uint16_t>(polygons.faceVertices.size()) : first;
         }
         if (first != 0) {
             auto& entries = polygons._faceAt[axis];
             entries.resize(kCellsOfLeaf);
             entries[cell.place] = first;
         }
-    }
-
-    /// The edge of a face seen from the cell on the face's other side, the lower one along `axis`.
-    static int oppositeEdge(int edge, std::size_t axis)
-    {
-        const auto own = static_cast<std::size_t>(edge / 4);
-        return (own + 1) % 3 == axis ? edge | 1 : edge | 2;
     }
 
     /// The vertex on the lower face across `axis` of the cell `above`, on the segment that ends at `edge`.
@@ -170,30 +161,29 @@ private:
     const SurfaceGrid& _grid;
     const LeafNeighbours& _neighbours;
 
-    bool crosses(const Point& p, const Point& q, const Point& a, const Point& b, const Point& c) const;
+    /// Whether the segment from p to q surely passes through the triangle of the edge, which runs along
+    /// `axis` from the origin, and c. The edge itself belongs to it: the vertex across lies on its other
+    /// side.
+    bool crosses(std::size_t axis, const Point& p, const Point& q, const Point& c) const
+    {
+        constexpr double kLeast = 1e-9;
+        const std::size_t u = (axis + 1) % 3;
+        const std::size_t v = (axis + 2) % 3;
+        const double least = kLeast * _grid.spacing[u] * _grid.spacing[v];
+        const double side = c[u] * p[v] - c[v] * p[u];
+        const double other = c[u] * q[v] - c[v] * q[u];
+        if (!((side > least && other < -least) || (side < -least && other > least))) {
+            return false;
+        }
+        const double share = side / (side - other);
+        const Point x = p + (q - p) * share;
+        const double away = (x[u] * c[u] + x[v] * c[v]) / (c[u] * c[u] + c[v] * c[v]);
+        const double length = _grid.spacing[axis];
+        const double along = x[axis] - away * c[axis];
+        return away > -kLeast && away < 1 - kLeast && along > kLeast * length &&
+               along < (1 - away - kLeast) * length;
+    }
 };
-
-namespace {
-
-double volume(const Point& a, const Point& b, const Point& c, const Point& d)
-{
-    return dot(cross(b - a, c - a), d - a);
-}
-
-} // namespace
-
-/// Whether the segment from p to q surely passes through the triangle a, b, c.
-bool PolygonBuilder::crosses(const Point& p, const Point& q, const Point& a, const Point& b,
-                             const Point& c) const
-{
-    const double least = 1e-9 * _grid.spacing[0] * _grid.spacing[1] * _grid.spacing[2];
-    const double sides[2] = {volume(a, b, c, p), volume(a, b, c, q)};
-    const double around[3] = {volume(p, q, a, b), volume(p, q, b, c), volume(p, q, c, a)};
-    const bool separates = (sides[0] > least && sides[1] < -least) || (sides[0] < -least && sides[1] > least);
-    const bool within = (around[0] > least && around[1] > least && around[2] > least) ||
-                        (around[0] < -least && around[1] < -least && around[2] < -least);
-    return separates && within;
-}
 
 /// The polygon around a crossed edge, which begins at `node`.
 void PolygonBuilder::addPolygon(LeafPolygons& polygons, std::size_t axis, const Index3& node) const
@@ -232,13 +222,13 @@ void PolygonBuilder::addPolygon(LeafPolygons& polygons, std::size_t axis, const 
         for (std::size_t i = 0; i < 3; ++i) {
             from[i] = _grid.coordinate(i, polygons.leaf.global(i, node[i]));
         }
-        Point to = from;
-        to[axis] = _grid.coordinate(axis, polygons.leaf.global(axis, node[axis] + 1));
-        const Point p[4] = {position(corners[0]), position(corners[1]), position(corners[2]),
-                            position(corners[3])};
+        const auto relative = [&](std::size_t k) {
+            return cells[k].polygons->leaf.vertices()[corners[k].number].position - from;
+        };
+        const Point p[4] = {relative(0), relative(1), relative(2), relative(3)};
         const bool canCut[2] = {
-            crosses(p[0], p[2], from, to, p[1]) || crosses(p[0], p[2], from, to, p[3]),
-            crosses(p[1], p[3], from, to, p[2]) || crosses(p[1], p[3], from, to, p[0]),
+            crosses(axis, p[0], p[2], p[1]) || crosses(axis, p[0], p[2], p[3]),
+            crosses(axis, p[1], p[3], p[2]) || crosses(axis, p[1], p[3], p[0]),
         };
         if (canCut[0] || canCut[1]) {
             bool second = !canCut[0];
@@ -281,12 +271,22 @@ const Point& LeafPolygons::position(VertexName name) const
 void LeafPolygons::findFaceVertices(const SurfaceGrid& grid, const LeafNeighbours& neighbours)
 {
     const PolygonBuilder builder(grid, neighbours);
+    // The edges around the lower face across each axis.
+    static constexpr std::array<unsigned, 3> kEdgesOfFace = [] {
+        std::array<unsigned, 3> all{};
+        for (unsigned edge = 0; edge < 12; ++edge) {
+            for (unsigned axis = 0; axis < 3; ++axis) {
+                const bool isOnIt = ((lowerCorner(static_cast<int>(edge)) >> axis |
+                                      upperCorner(static_cast<int>(edge)) >> axis) &
+                                     1) == 0;
+                all[axis] |= (isOnIt ? 1u : 0u) << edge;
+            }
+        }
+        return all;
+    }();
     for (const ActiveCell& cell : leaf.cells()) {
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            const auto& corner = faceCorners(2 * static_cast<int>(axis)).corner;
-            const int inside = (cell.inside >> corner[0] & 1) + (cell.inside >> corner[1] & 1) +
-                               (cell.inside >> corner[2] & 1) + (cell.inside >> corner[3] & 1);
-            if (inside > 0 && inside < 4) {
+            if ((crossedEdges(cell.inside) & kEdgesOfFace[axis]) != 0) {
                 builder.findFaceVertices(*this, cell, axis);
             }
         }
@@ -296,11 +296,12 @@ void LeafPolygons::findFaceVertices(const SurfaceGrid& grid, const LeafNeighbour
 void LeafPolygons::findTriangles(const SurfaceGrid& grid, const LeafNeighbours& neighbours, bool isOpen)
 {
     const PolygonBuilder builder(grid, neighbours);
+    triangles.reserve(2 * leaf.cells().size() + 16);
     for (const ActiveCell& cell : leaf.cells()) {
         const Index3 node = indexOfCell(cell.place);
         // The edges that begin at the cell's lower corner: each edge with its lower node in this leaf.
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            if (cell.patches().patchOf[static_cast<std::size_t>(edgeNumber(axis, 0, 0))] != kNoPatch &&
+            if ((crossedEdges(cell.inside) >> edgeNumber(axis, 0, 0) & 1) != 0 &&
                 !(isOpen && builder.isCut(*this, axis, node))) {
                 builder.addPolygon(*this, axis, node);
             }

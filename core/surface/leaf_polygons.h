@@ -37,6 +37,7 @@ struct LeafPolygons {
     std::vector<Point> edgeVertices;
     std::vector<std::array<VertexName, 3>> triangles;
     std::array<std::uint64_t, 3> firstNumber{}; ///< of the vertices of each kind, in the whole mesh
+    std::uint64_t firstTriangle = 0;            ///< in the whole mesh
 
     explicit LeafPolygons(const Index3& at) : leaf(at) {}
 

@@ -10,28 +10,37 @@ namespace {
 /// Boxes whose bounds are asked for in one call.
 constexpr std::size_t kBoxes = 64;
 
-/// Leaves from `first` up to before `end`.
-struct LeafBox {
+/// Units from `first` up to before `end`.
+struct UnitBox {
     Index3 first;
     Index3 end;
 
-    bool isLeaf() const { return end[0] - first[0] == 1 && end[1] - first[1] == 1 && end[2] - first[2] == 1; }
+    bool isUnit() const { return end[0] - first[0] == 1 && end[1] - first[1] == 1 && end[2] - first[2] == 1; }
 };
 
 enum class Content { Nothing, Something };
 
+/// Halves boxes of units, which are leaves or cells.
 class Pruning {
 public:
-    Pruning(const SurfaceField& field, const SurfaceGrid& grid) : _field(field), _grid(grid) {}
+    Pruning(const SurfaceField& field, const SurfaceGrid& grid, std::int32_t cellsOfUnit)
+        : _field(field), _grid(grid), _cellsOfUnit(cellsOfUnit)
+    {}
 
-    std::vector<Index3> run(const std::function<bool()>& keepGoing)
+    /// Calls found(units, areBounded) with the units of each call for bounds that may hold something.
+    template <class Found>
+    void run(const std::function<bool()>& keepGoing, const Found& found) const
     {
-        std::vector<LeafBox> open{{{0, 0, 0}, {_grid.leafCount(0), _grid.leafCount(1), _grid.leafCount(2)}}};
-        std::vector<Index3> leaves;
+        UnitBox all{};
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            all.end[axis] = (_grid.cellCount(axis) + _cellsOfUnit - 1) / _cellsOfUnit;
+        }
+        std::vector<UnitBox> open{all};
+        std::vector<Index3> units;
         while (!open.empty() && keepGoing()) {
             // The last ones first, so that the list stays short.
             const std::size_t count = std::min(open.size(), kBoxes);
-            const std::vector<LeafBox> boxes(open.end() - static_cast<std::ptrdiff_t>(count), open.end());
+            const std::vector<UnitBox> boxes(open.end() - static_cast<std::ptrdiff_t>(count), open.end());
             open.resize(open.size() - count);
             PositionBox positions[kBoxes];
             Interval<double> bounds[kBoxes];
@@ -39,41 +48,42 @@ public:
                 positions[i] = positionsOf(boxes[i]);
             }
             _field.bounds({positions, count}, bounds);
+            units.clear();
+            bool areBounded = true;
             for (std::size_t i = 0; i < count; ++i) {
                 if (contentOf(boxes[i], bounds[i]) == Content::Nothing) {
                     continue;
                 }
-                if (boxes[i].isLeaf()) {
-                    leaves.push_back(boxes[i].first);
+                if (boxes[i].isUnit()) {
+                    units.push_back(boxes[i].first);
+                    areBounded = areBounded && !bounds[i].isEntire();
                 } else {
                     split(boxes[i], open);
                 }
             }
+            found(std::span<const Index3>(units), areBounded);
         }
-        std::sort(leaves.begin(), leaves.end(), [](const Index3& a, const Index3& b) {
-            return std::tie(a[2], a[1], a[0]) < std::tie(b[2], b[1], b[0]);
-        });
-        return leaves;
     }
 
 private:
     const SurfaceField& _field;
     const SurfaceGrid& _grid;
+    std::int32_t _cellsOfUnit;
 
     /// Of the nodes within the bounds: those without are outside whatever the field is.
-    PositionBox positionsOf(const LeafBox& box) const
+    PositionBox positionsOf(const UnitBox& box) const
     {
         PositionBox positions;
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            const double first = _grid.coordinate(axis, box.first[axis] * kLeafCells);
-            const double last = _grid.coordinate(axis, box.end[axis] * kLeafCells);
+            const double first = _grid.coordinate(axis, box.first[axis] * _cellsOfUnit);
+            const double last = _grid.coordinate(axis, box.end[axis] * _cellsOfUnit);
             const double lower = std::clamp(first, _grid.lower[axis], _grid.upper[axis]);
             positions[axis] = {lower, std::clamp(last, lower, _grid.upper[axis])};
         }
         return positions;
     }
 
-    Content contentOf(const LeafBox& box, const Interval<double>& bounds) const
+    Content contentOf(const UnitBox& box, const Interval<double>& bounds) const
     {
         if (bounds.isEntire()) {
             return Content::Something;
@@ -84,24 +94,24 @@ private:
         return bounds.upper < 0 && isWithinBounds(box) ? Content::Nothing : Content::Something;
     }
 
-    bool isWithinBounds(const LeafBox& box) const
+    bool isWithinBounds(const UnitBox& box) const
     {
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            if (box.first[axis] == 0 || box.end[axis] * kLeafCells > _grid.cells[axis]) {
+            if (box.first[axis] == 0 || box.end[axis] * _cellsOfUnit > _grid.cells[axis]) {
                 return false;
             }
         }
         return true;
     }
 
-    static void split(const LeafBox& box, std::vector<LeafBox>& parts)
+    static void split(const UnitBox& box, std::vector<UnitBox>& parts)
     {
         Index3 middle;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             middle[axis] = box.first[axis] + (box.end[axis] - box.first[axis] + 1) / 2;
         }
         for (int part = 0; part < 8; ++part) {
-            LeafBox child = box;
+            UnitBox child = box;
             bool isEmpty = false;
             for (std::size_t axis = 0; axis < 3; ++axis) {
                 ((part >> axis & 1) != 0 ? child.first : child.end)[axis] = middle[axis];
@@ -119,7 +129,21 @@ private:
 std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
                                       const std::function<bool()>& keepGoing)
 {
-    return Pruning(field, grid).run(keepGoing);
+    std::vector<Index3> leaves;
+    Pruning(field, grid, kLeafCells).run(keepGoing, [&](std::span<const Index3> units, bool) {
+        leaves.insert(leaves.end(), units.begin(), units.end());
+    });
+    std::sort(leaves.begin(), leaves.end(), [](const Index3& a, const Index3& b) {
+        return std::tie(a[2], a[1], a[0]) < std::tie(b[2], b[1], b[0]);
+    });
+    return leaves;
+}
+
+void forEachCellWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
+                            const std::function<bool()>& keepGoing,
+                            const std::function<void(std::span<const Index3>, bool)>& found)
+{
+    Pruning(field, grid, 1).run(keepGoing, found);
 }
 
 } // namespace zrk::surface

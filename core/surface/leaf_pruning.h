@@ -4,6 +4,7 @@
 #include "core/surface/surface_grid.h"
 
 #include <functional>
+#include <span>
 #include <vector>
 
 namespace zrk::surface {
@@ -14,5 +15,12 @@ namespace zrk::surface {
 /// @param keepGoing  asked now and then; false ends the search with what is found so far.
 std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
                                       const std::function<bool()>& keepGoing);
+
+/// Hands over the cells that the bounds can't prove to be free of the surface, some at a time: boxes are
+/// halved further, down to cells.
+/// @param found  is told, too, whether all boxes until now were bounded at all.
+void forEachCellWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
+                            const std::function<bool()>& keepGoing,
+                            const std::function<void(std::span<const Index3>, bool)>& found);
 
 } // namespace zrk::surface

@@ -1,6 +1,9 @@
 #include "core/surface/quality.h"
 
+#include "core/surface/leaf_pruning.h"
 #include "core/surface/mesh_edits.h"
+#include "core/surface/surface_field.h"
+#include "core/surface/surface_grid.h"
 #include "core/surface/triangle_pairs.h"
 
 #include <algorithm>
@@ -39,6 +42,18 @@ std::vector<Side> sortedSides(const SurfaceMesh& mesh)
     return sides;
 }
 
+constexpr double kCosineOfSharp = 0.8660254037844387; // of 30 degrees
+
+/// Of unit length, or 0.
+Point normalOf(const SurfaceMesh& mesh, std::uint32_t triangle)
+{
+    const Triangle& t = mesh.triangles[triangle];
+    const Point& a = mesh.vertices[t[0]];
+    Point normal = cross(mesh.vertices[t[1]] - a, mesh.vertices[t[2]] - a);
+    normalize(normal);
+    return normal;
+}
+
 /// Corner k of triangle t, as a number.
 std::uint32_t cornerOf(const SurfaceMesh& mesh, std::uint32_t t, std::uint32_t vertex)
 {
@@ -63,6 +78,12 @@ void countEdges(const SurfaceMesh& mesh, MeshReport& report)
         report.overusedEdges += end - first > 2 ? 1 : 0;
         if (end - first == 2) {
             report.turnedEdges += sides[first].ascends == sides[first + 1].ascends ? 1 : 0;
+            if (dot(normalOf(mesh, sides[first].triangle), normalOf(mesh, sides[first + 1].triangle)) <=
+                kCosineOfSharp) {
+                ++report.sharpEdges;
+                report.sharpEdgeLength +=
+                    length(mesh.vertices[sides[first].high] - mesh.vertices[sides[first].low]);
+            }
             for (const std::uint32_t vertex : {sides[first].low, sides[first].high}) {
                 fans.join(cornerOf(mesh, sides[first].triangle, vertex),
                           cornerOf(mesh, sides[first + 1].triangle, vertex));
@@ -126,11 +147,21 @@ MeshReport reportOn(const SurfaceMesh& mesh)
     return report;
 }
 
-DistanceError distanceError(const SurfaceMesh& mesh, const PreparedField& field, double iso, double step)
+DistanceError distanceError(const SurfaceMesh& mesh, const PreparedField& field,
+                            const SurfaceSettings& settings)
 {
-    constexpr std::size_t kPoints = 4096;
+    constexpr std::size_t kPoints = 1024;
+    constexpr double kStep = 1e-4; // of a cell
+    const surface::SurfaceGrid grid(settings.lower, settings.upper, settings.cells);
+    const double step = kStep * std::min({grid.spacing[0], grid.spacing[1], grid.spacing[2]});
+    const double sign = settings.solid == SolidSide::Above ? -1 : 1;
+    const auto outside = [&](double x, double y, double z) {
+        return std::max({grid.lower[0] - x, x - grid.upper[0], grid.lower[1] - y, y - grid.upper[1],
+                         grid.lower[2] - z, z - grid.upper[2]});
+    };
     const auto measureAt = [&](std::size_t count, const auto& pointAt, double& rms, double& largest) {
         double sum = 0;
+        std::size_t counted = 0;
         std::vector<double> x, y, z, values;
         for (std::size_t first = 0; first < count; first += kPoints) {
             const std::size_t end = std::min(first + kPoints, count);
@@ -150,12 +181,16 @@ DistanceError distanceError(const SurfaceMesh& mesh, const PreparedField& field,
             for (std::size_t i = 0; i < values.size(); i += 4) {
                 const Point slope{values[i + 1] - values[i], values[i + 2] - values[i],
                                   values[i + 3] - values[i]};
-                const double error = std::abs(values[i] - iso) / (length(slope) / step);
-                sum += error * error;
-                largest = std::max(largest, error);
+                const double error = std::abs(values[i] - settings.iso) / (length(slope) / step);
+                const bool isOnCut = sign * (values[i] - settings.iso) < outside(x[i], y[i], z[i]) - step;
+                if (!isOnCut && std::isfinite(error)) {
+                    sum += error * error;
+                    largest = std::max(largest, error);
+                    ++counted;
+                }
             }
         }
-        rms = count > 0 ? std::sqrt(sum / static_cast<double>(count)) : 0;
+        rms = counted > 0 ? std::sqrt(sum / static_cast<double>(counted)) : 0;
     };
     DistanceError error;
     measureAt(
@@ -169,6 +204,37 @@ DistanceError distanceError(const SurfaceMesh& mesh, const PreparedField& field,
         },
         error.centroidRms, error.centroidLargest);
     return error;
+}
+
+std::optional<std::size_t> countDoubtfulCells(const PreparedField& field, const SurfaceSettings& settings,
+                                              const std::function<bool()>& keepGoing)
+{
+    const surface::SurfaceGrid grid(settings.lower, settings.upper, settings.cells);
+    const surface::SurfaceField surfaceField(field, settings.iso, settings.solid == SolidSide::Above,
+                                             settings.lower, settings.upper);
+    std::size_t count = 0;
+    bool isBounded = true;
+    surface::forEachCellWithSurface(
+        surfaceField, grid, keepGoing, [&](std::span<const surface::Index3> cells, bool areBounded) {
+            isBounded = isBounded && areBounded;
+            std::vector<double> x, y, z, values;
+            for (const surface::Index3& cell : cells) {
+                for (std::int32_t corner = 0; corner < 8; ++corner) {
+                    x.push_back(grid.coordinate(0, cell[0] + (corner & 1)));
+                    y.push_back(grid.coordinate(1, cell[1] + (corner >> 1 & 1)));
+                    z.push_back(grid.coordinate(2, cell[2] + (corner >> 2)));
+                }
+            }
+            values.resize(x.size());
+            surfaceField.values(x.data(), y.data(), z.data(), x.size(), values.data());
+            for (std::size_t first = 0; first < values.size(); first += 8) {
+                const auto inside = std::count_if(values.begin() + static_cast<std::ptrdiff_t>(first),
+                                                  values.begin() + static_cast<std::ptrdiff_t>(first + 8),
+                                                  [](double value) { return value < 0; });
+                count += inside == 0 || inside == 8 ? 1 : 0;
+            }
+        });
+    return isBounded && keepGoing() ? std::optional<std::size_t>(count) : std::nullopt;
 }
 
 } // namespace zrk

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 namespace zrk {
@@ -28,6 +29,8 @@ struct MeshReport {
     double area = 0;
     double shortestEdge = 0;
     double smallestAngleDegrees = 0;
+    std::size_t sharpEdges = 0; ///< between two triangles whose normals differ by 30 degrees or more
+    double sharpEdgeLength = 0; ///< of all of them
 
     bool isClosed() const { return openEdges == 0; }
     bool isManifold() const { return overusedEdges == 0 && pinchedVertices == 0; }
@@ -44,7 +47,6 @@ struct MeshReport {
 MeshReport reportOn(const SurfaceMesh& mesh);
 
 /// How far a mesh is from the surface of its field, in model units by the field's value over its gradient.
-/// Where a mesh was cut off at its bounds it lies within the solid, and that counts as an error here.
 struct DistanceError {
     double vertexRms = 0;
     double vertexLargest = 0;
@@ -52,7 +54,17 @@ struct DistanceError {
     double centroidLargest = 0;
 };
 
-/// @param step  of the differences for the gradient, model units, e.g. 1e-4 of a cell.
-DistanceError distanceError(const SurfaceMesh& mesh, const PreparedField& field, double iso, double step);
+/// @param settings  what the mesh was made with: the iso value counts, and vertices and triangles on the cut
+///                  at the bounds are left out, as they lie within the solid.
+DistanceError distanceError(const SurfaceMesh& mesh, const PreparedField& field,
+                            const SurfaceSettings& settings);
+
+/// Cells without a crossed edge which the field's bounds can't prove to be free of the surface: it may bulge
+/// into them, or they may hold a feature that is smaller than a cell. None where the field can't be bounded
+/// at some place. Costs some hundred bounds for each leaf of 8^3 cells with a surface.
+///
+/// @param keepGoing  asked now and then; false ends the count, and none is returned.
+std::optional<std::size_t> countDoubtfulCells(const PreparedField& field, const SurfaceSettings& settings,
+                                              const std::function<bool()>& keepGoing);
 
 } // namespace zrk

@@ -5,6 +5,7 @@
 #include "core/surface/leaf_polygons.h"
 #include "core/surface/leaf_pruning.h"
 #include "core/surface/mesh_edits.h"
+#include "core/surface/thinning.h"
 #include "core/values/fault.h"
 
 #include <algorithm>
@@ -116,6 +117,12 @@ public:
             separateFansAtBounds(_mesh, _grid);
             dropUnusedVertices(_mesh);
         }
+        if (_flatness > 0) {
+            thinMesh(_mesh, _grid, _flatness, _threads, [this](double) { return keepsGoing(1.0); });
+            if (_stopped) {
+                return std::nullopt;
+            }
+        }
         if (_monitor) {
             _monitor->progress(1.0);
         }
@@ -193,47 +200,49 @@ private:
         });
         if (!_stopped) {
             number(leaves);
-            write(leaves);
+            forEach(leaves.size(), [&] { return [&](std::size_t i) { write(*leaves[i]); }; });
         }
     }
 
-    /// Numbers of vertices in the whole mesh: by leaf, within it by kind.
+    /// Numbers of vertices and triangles in the whole mesh: by leaf, within it by kind.
     void number(Leaves& leaves)
     {
-        std::uint64_t next = _mesh.vertices.size();
+        std::uint64_t vertices = _mesh.vertices.size();
+        std::uint64_t triangles = _mesh.triangles.size();
         for (auto& leaf : leaves) {
             const std::size_t counts[3] = {leaf->leaf.vertices().size(), leaf->faceVertices.size(),
                                            leaf->edgeVertices.size()};
             for (std::size_t kind = 0; kind < 3; ++kind) {
-                leaf->firstNumber[kind] = next;
-                next += counts[kind];
+                leaf->firstNumber[kind] = vertices;
+                vertices += counts[kind];
             }
+            leaf->firstTriangle = triangles;
+            triangles += leaf->triangles.size();
         }
-        if (next > std::numeric_limits<std::uint32_t>::max()) {
-            throw FaultError({"surface", std::to_string(next) + " vertices", "at most 4294967295",
+        if (vertices > std::numeric_limits<std::uint32_t>::max()) {
+            throw FaultError({"surface", std::to_string(vertices) + " vertices", "at most 4294967295",
                               "ask for fewer cells or smaller bounds", FaultKind::FailedWork});
         }
+        _mesh.vertices.resize(vertices);
+        _mesh.triangles.resize(triangles);
     }
 
-    void write(const Leaves& leaves)
+    void write(const LeafPolygons& leaf)
     {
-        for (const auto& leaf : leaves) {
-            for (const CellVertex& vertex : leaf->leaf.vertices()) {
-                _mesh.vertices.push_back(vertex.position);
-            }
-            _mesh.vertices.insert(_mesh.vertices.end(), leaf->faceVertices.begin(), leaf->faceVertices.end());
-            _mesh.vertices.insert(_mesh.vertices.end(), leaf->edgeVertices.begin(), leaf->edgeVertices.end());
+        Point* vertex = _mesh.vertices.data() + leaf.firstNumber[0];
+        for (const CellVertex& v : leaf.leaf.vertices()) {
+            *vertex++ = v.position;
         }
-        for (const auto& leaf : leaves) {
-            const LeafNeighbours neighbours = _lookup.neighbours(*leaf);
-            for (const auto& triangle : leaf->triangles) {
-                std::array<std::uint32_t, 3> corners;
-                for (std::size_t i = 0; i < 3; ++i) {
-                    corners[i] = static_cast<std::uint32_t>(
-                        neighbours[triangle[i].below]->firstNumber[triangle[i].kind] + triangle[i].number);
-                }
-                _mesh.triangles.push_back(corners);
+        vertex = std::copy(leaf.faceVertices.begin(), leaf.faceVertices.end(), vertex);
+        std::copy(leaf.edgeVertices.begin(), leaf.edgeVertices.end(), vertex);
+        const LeafNeighbours neighbours = _lookup.neighbours(leaf);
+        auto* triangle = _mesh.triangles.data() + leaf.firstTriangle;
+        for (const auto& corners : leaf.triangles) {
+            for (std::size_t i = 0; i < 3; ++i) {
+                (*triangle)[i] = static_cast<std::uint32_t>(
+                    neighbours[corners[i].below]->firstNumber[corners[i].kind] + corners[i].number);
             }
+            ++triangle;
         }
     }
 

@@ -46,13 +46,19 @@ struct SurfaceSettings {
 /// Dual marching cubes on a uniform grid: one vertex for each piece of surface in a cell, placed by the
 /// tangent planes at the crossings of the cell's edges; polygons as described at `surface::LeafPolygons`. The
 /// bounds lie in the middle of cells. Boxes that the field's bounds prove to be free of the surface aren't
-/// sampled.
+/// sampled. With a flatness, triangles are joined afterwards as described at `surface::thinMesh`.
+///
+/// An open surface ends at the bounds: its rim lies on them, or within half a cell where the cells there hold
+/// several pieces of surface, and each edge of the rim is in one triangle.
 ///
 /// The result depends on the field and the settings only: the same bytes for any number of threads. NaN and
 /// the iso value itself count as outside; weights take no part. Features thinner than a cell may be missed. A
-/// field without a surface in the bounds gives no triangle.
+/// field without a surface in the bounds gives no triangle, and one that is solid all over gives the bounds
+/// themselves.
 ///
-/// Memory beside the mesh: some layers of leaves of 8^3 cells, a few times the share of the mesh in them.
+/// Memory beside the mesh: some layers of leaves of 8^3 cells, a few times the share of the mesh in them. A
+/// flatness needs the whole mesh before it is thinned, half as much again, and the triangles of a block of
+/// 64^3 cells for each thread.
 ///
 /// @param monitor  may be null. Nothing is returned when it interrupts, which is asked at least every few
 ///                 tens of milliseconds, or after some ten thousand samples where a sample takes longer.

@@ -57,11 +57,14 @@ private:
 
     double cutOff(double value, double x, double y, double z) const
     {
-        const double outside = std::max(
-            {_lower[0] - x, x - _upper[0], _lower[1] - y, y - _upper[1], _lower[2] - z, z - _upper[2]});
+        const double outside =
+            larger(larger(larger(_lower[0] - x, x - _upper[0]), larger(_lower[1] - y, y - _upper[1])),
+                   larger(_lower[2] - z, z - _upper[2]));
         // A NaN compares with nothing and is outside by as much as can be.
-        return value > outside ? value : value <= outside ? outside : std::numeric_limits<double>::infinity();
+        const double cut = value > outside ? value : outside;
+        return value == value ? cut : std::numeric_limits<double>::infinity();
     }
+    static double larger(double a, double b) { return a > b ? a : b; }
 };
 
 } // namespace zrk::surface

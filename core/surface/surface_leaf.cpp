@@ -1,6 +1,9 @@
 #include "core/surface/surface_leaf.h"
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
+#include <numeric>
 
 namespace zrk::surface {
 
@@ -23,19 +26,37 @@ Point clamped(const Point& p, const Point& lower, const Point& upper)
     return q;
 }
 
+Point meanOf(std::span<const TangentPlane> planes)
+{
+    Point mass{};
+    for (const TangentPlane& plane : planes) {
+        mass = mass + plane.at;
+    }
+    return mass * (1.0 / static_cast<double>(planes.size()));
+}
+
+/// Where an edge begins, by place, from the node at the cell's lower corner.
+constexpr std::array<std::uint32_t, 12> kNodeOfEdge = [] {
+    std::array<std::uint32_t, 12> all{};
+    for (int edge = 0; edge < 12; ++edge) {
+        const auto corner = static_cast<std::uint32_t>(lowerCorner(edge));
+        all[static_cast<std::size_t>(edge)] =
+            ((corner >> 2) * kLeafNodes + (corner >> 1 & 1)) * kLeafNodes + (corner & 1);
+    }
+    return all;
+}();
+
 } // namespace
 
 void LeafBuilder::evaluate(Positions& positions)
 {
-    positions.values.resize(positions.x.size());
-    _field.values(positions.x.data(), positions.y.data(), positions.z.data(), positions.x.size(),
+    _field.values(positions.x.data(), positions.y.data(), positions.z.data(), positions.count,
                   positions.values.data());
 }
 
-/// A position and one a step away along each axis, for the gradient.
-void LeafBuilder::addWithSteps(const Point& p)
+/// The positions a step away along each axis, for the gradient.
+void LeafBuilder::addSteps(const Point& p)
 {
-    _points.add(p);
     for (std::size_t axis = 0; axis < 3; ++axis) {
         Point q = p;
         q[axis] += kGradientStep * _grid.spacing[axis];
@@ -43,32 +64,30 @@ void LeafBuilder::addWithSteps(const Point& p)
     }
 }
 
-/// Gradient by one-sided differences, from the values of `addWithSteps` that begin at `place`.
-Point LeafBuilder::gradient(std::size_t place) const
+/// Gradient by one-sided differences, from the value at p and those of `addSteps` that begin at `place`.
+Point LeafBuilder::gradient(const Point& p, double value, std::size_t place) const
 {
-    Point g;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        const double step = (_points.x[place + 1 + axis] - _points.x[place]) +
-                            (_points.y[place + 1 + axis] - _points.y[place]) +
-                            (_points.z[place + 1 + axis] - _points.z[place]);
-        g[axis] = (_points.values[place + 1 + axis] - _points.values[place]) / step;
-    }
-    return g;
+    return {(_points.values[place] - value) / (_points.x[place] - p[0]),
+            (_points.values[place + 1] - value) / (_points.y[place + 1] - p[1]),
+            (_points.values[place + 2] - value) / (_points.z[place + 2] - p[2])};
 }
 
 void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
 {
     sampleNodes(leaves);
     _centers.clear();
+    _rows.resize(leaves.size());
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        findCells(*leaves[l], _samples.values.data() + l * kNodesOfLeaf);
+        findCells(*leaves[l], _samples.values.data() + l * kNodesOfLeaf, _rows[l]);
     }
     askFaceCenters();
     _roots.clear();
     _firstPlane.clear();
     for (std::size_t l = 0; l < leaves.size(); ++l) {
         _firstPlane.push_back(_roots.size());
-        findEdges(*leaves[l], _samples.values.data() + l * kNodesOfLeaf);
+        if (!leaves[l]->_cells.empty()) {
+            findEdges(*leaves[l], _samples.values.data() + l * kNodesOfLeaf, _rows[l]);
+        }
     }
     refineRoots();
     findPlanes();
@@ -81,15 +100,20 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
 
 void LeafBuilder::sampleNodes(std::span<SurfaceLeaf* const> leaves)
 {
-    _samples.clear();
+    _samples.reset(leaves.size() * kNodesOfLeaf);
     for (const SurfaceLeaf* leaf : leaves) {
+        double xs[kLeafNodes];
+        for (std::int32_t i = 0; i < kLeafNodes; ++i) {
+            xs[i] = _grid.coordinate(0, leaf->global(0, i));
+        }
         for (std::int32_t k = 0; k < kLeafNodes; ++k) {
+            const double z = _grid.coordinate(2, leaf->global(2, k));
             for (std::int32_t j = 0; j < kLeafNodes; ++j) {
                 const double y = _grid.coordinate(1, leaf->global(1, j));
-                const double z = _grid.coordinate(2, leaf->global(2, k));
-                for (std::int32_t i = 0; i < kLeafNodes; ++i) {
-                    _samples.add({_grid.coordinate(0, leaf->global(0, i)), y, z});
-                }
+                std::copy_n(xs, kLeafNodes, _samples.x.data() + _samples.count);
+                std::fill_n(_samples.y.data() + _samples.count, kLeafNodes, y);
+                std::fill_n(_samples.z.data() + _samples.count, kLeafNodes, z);
+                _samples.count += kLeafNodes;
             }
         }
     }
@@ -97,46 +121,43 @@ void LeafBuilder::sampleNodes(std::span<SurfaceLeaf* const> leaves)
 }
 
 /// Cells with corners on both sides, found by rows of bits.
-void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values)
+void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
 {
-    std::uint32_t rows[kLeafNodes][kLeafNodes];
-    bool anyInside = false;
-    bool anyOutside = false;
-    for (std::int32_t k = 0; k < kLeafNodes; ++k) {
-        for (std::int32_t j = 0; j < kLeafNodes; ++j) {
-            std::uint32_t row = 0;
-            for (std::int32_t i = 0; i < kLeafNodes; ++i) {
-                row |= static_cast<std::uint32_t>(values[nodePlace(i, j, k)] < 0) << i;
-            }
-            rows[k][j] = row;
-            anyInside = anyInside || row != 0;
-            anyOutside = anyOutside || row != (1u << kLeafNodes) - 1;
+    constexpr unsigned kAll = (1u << kLeafNodes) - 1;
+    unsigned some = 0;
+    unsigned every = kAll;
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+        unsigned bits = 0;
+        for (unsigned i = 0; i < kLeafNodes; ++i) {
+            bits |= static_cast<unsigned>(values[row * kLeafNodes + i] < 0) << i;
         }
+        rows[row] = static_cast<std::uint16_t>(bits);
+        some |= bits;
+        every &= bits;
     }
-    if (!anyInside || !anyOutside) {
+    if (some == 0 || every == kAll) {
         return;
     }
     leaf._tables = std::make_unique<SurfaceLeaf::Tables>();
+    leaf._cells.reserve(96);
     for (std::int32_t k = 0; k < kLeafCells; ++k) {
         for (std::int32_t j = 0; j < kLeafCells; ++j) {
-            const std::uint32_t r[4] = {rows[k][j], rows[k][j + 1], rows[k + 1][j], rows[k + 1][j + 1]};
-            const std::uint32_t some = r[0] | r[1] | r[2] | r[3];
-            const std::uint32_t every = r[0] & r[1] & r[2] & r[3];
-            std::uint32_t active = (some | some >> 1) & ~(every & every >> 1) & ((1u << kLeafCells) - 1);
+            const auto row = static_cast<std::size_t>(k * kLeafNodes + j);
+            const unsigned r[4] = {rows[row], rows[row + 1], rows[row + kLeafNodes],
+                                   rows[row + kLeafNodes + 1]};
+            const unsigned any = r[0] | r[1] | r[2] | r[3];
+            const unsigned all = r[0] & r[1] & r[2] & r[3];
+            unsigned active = (any | any >> 1) & ~(all & all >> 1) & ((1u << kLeafCells) - 1);
             for (; active != 0; active &= active - 1) {
-                const int i = __builtin_ctz(active);
-                std::uint8_t inside = 0;
-                for (int pair = 0; pair < 4; ++pair) {
-                    inside = static_cast<std::uint8_t>(inside | (r[pair] >> i & 3u) << 2 * pair);
-                }
+                const int i = std::countr_zero(active);
+                const auto inside = static_cast<std::uint8_t>((r[0] >> i & 3u) | (r[1] >> i & 3u) << 2 |
+                                                              (r[2] >> i & 3u) << 4 | (r[3] >> i & 3u) << 6);
                 const std::uint32_t place = cellPlace(i, j, k);
-                leaf._cells.push_back({static_cast<std::uint16_t>(place), inside, 0, 0});
+                leaf._cells.push_back({static_cast<std::uint16_t>(place), inside, 0, 0, 1});
                 leaf._tables->cellAt[place] = static_cast<std::uint16_t>(leaf._cells.size());
-                for (int face = 0; face < 6; ++face) {
-                    if (isAmbiguous(face, inside)) {
-                        _centers.push_back({&leaf, static_cast<std::uint16_t>(leaf._cells.size() - 1),
-                                            static_cast<std::uint8_t>(face)});
-                    }
+                for (unsigned faces = ambiguousFaces(inside); faces != 0; faces &= faces - 1) {
+                    _centers.push_back({&leaf, static_cast<std::uint16_t>(leaf._cells.size() - 1),
+                                        static_cast<std::uint8_t>(std::countr_zero(faces))});
                 }
             }
         }
@@ -148,7 +169,7 @@ void LeafBuilder::askFaceCenters()
     if (_centers.empty()) {
         return;
     }
-    _points.clear();
+    _points.reset(_centers.size());
     for (const Center& center : _centers) {
         const Index3 cell = indexOfCell(center.leaf->_cells[center.cell].place);
         const std::size_t across = center.face / 2u;
@@ -170,43 +191,51 @@ void LeafBuilder::askFaceCenters()
     }
 }
 
-void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values)
+/// Edges between nodes on two sides, found by rows of bits.
+void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows)
 {
-    for (const ActiveCell& cell : leaf._cells) {
-        const auto [i, j, k] = indexOfCell(cell.place);
-        const CellPatches& patches = cell.patches();
-        for (int edge = 0; edge < 12; ++edge) {
-            if (patches.patchOf[static_cast<std::size_t>(edge)] == kNoPatch) {
-                continue;
+    const std::size_t first = _roots.size();
+    for (std::int32_t k = 0; k < kLeafNodes; ++k) {
+        for (std::int32_t j = 0; j < kLeafNodes; ++j) {
+            const auto row = static_cast<std::size_t>(k * kLeafNodes + j);
+            const unsigned bits = rows[row];
+            const unsigned crossed[3] = {
+                (bits ^ bits >> 1) & ((1u << kLeafCells) - 1),
+                j < kLeafCells ? bits ^ rows[row + 1] : 0u,
+                k < kLeafCells ? bits ^ rows[row + kLeafNodes] : 0u,
+            };
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                for (unsigned open = crossed[axis]; open != 0; open &= open - 1) {
+                    addRoot(leaf, values, axis, {std::countr_zero(open), j, k});
+                    leaf._tables->edgeAt[axis][_roots.back().node] =
+                        static_cast<std::uint16_t>(_roots.size() - first);
+                }
             }
-            const int low = lowerCorner(edge);
-            const int high = upperCorner(edge);
-            const auto axis = static_cast<std::size_t>(edge / 4);
-            const std::uint32_t from = nodePlace(i + (low & 1), j + (low >> 1 & 1), k + (low >> 2));
-            const std::uint32_t to = nodePlace(i + (high & 1), j + (high >> 1 & 1), k + (high >> 2));
-            std::uint16_t& number = leaf._tables->edgeAt[axis][from];
-            if (number != 0) {
-                continue;
-            }
-            const double difference = std::abs(values[to] - values[from]);
-            _roots.push_back({&leaf, static_cast<std::uint8_t>(axis), static_cast<std::uint16_t>(from), 0, 1,
-                              values[from], values[to],
-                              std::isfinite(difference) ? kRootTolerance * difference : 0.0,
-                              _grid.crossesBounds(axis, leaf.global(axis, indexOfNode(from)[axis]))});
-            leaf._crossings.push_back(0);
-            number = static_cast<std::uint16_t>(leaf._crossings.size());
         }
     }
+    leaf._crossings.resize(_roots.size() - first);
 }
 
-Point LeafBuilder::edgePoint(const Root& root, double share) const
+void LeafBuilder::addRoot(SurfaceLeaf& leaf, const double* values, std::size_t axis, const Index3& node)
+{
+    constexpr std::uint32_t kStride[3] = {1, kLeafNodes, kLeafNodes * kLeafNodes};
+    const std::uint32_t from = nodePlace(node[0], node[1], node[2]);
+    const std::uint32_t to = from + kStride[axis];
+    const double difference = std::abs(values[to] - values[from]);
+    _roots.push_back({&leaf, static_cast<std::uint8_t>(axis),
+                      _grid.crossesBounds(axis, leaf.global(axis, node[axis])),
+                      static_cast<std::uint16_t>(from), 0, 0, 1, values[from], values[to],
+                      std::isfinite(difference) ? kRootTolerance * difference : 0.0, 0.5, 0});
+}
+
+Point LeafBuilder::edgePoint(const Root& root) const
 {
     const Index3 local = indexOfNode(root.node);
     Point p;
     for (std::size_t axis = 0; axis < 3; ++axis) {
         p[axis] = _grid.coordinate(axis, root.leaf->global(axis, local[axis]));
     }
-    p[root.axis] += share * _grid.spacing[root.axis];
+    p[root.axis] += root.at * _grid.spacing[root.axis];
     return p;
 }
 
@@ -214,24 +243,23 @@ Point LeafBuilder::edgePoint(const Root& root, double share) const
 void LeafBuilder::refineRoots()
 {
     _open.resize(_roots.size());
-    for (std::uint32_t r = 0; r < _roots.size(); ++r) {
-        _open[r] = r;
-    }
+    std::iota(_open.begin(), _open.end(), 0u);
     for (int round = 0; round < kRootRounds && !_open.empty(); ++round) {
-        _points.clear();
+        _points.reset(_open.size());
         for (const std::uint32_t r : _open) {
             Root& root = _roots[r];
             const double share =
                 root.from - root.fromValue * (root.to - root.from) / (root.toValue - root.fromValue);
             const bool isUsable = share > root.from && share < root.to && !(round == 0 && root.crossesBounds);
             root.at = isUsable ? share : 0.5 * (root.from + root.to);
-            _points.add(edgePoint(root, root.at));
+            _points.add(edgePoint(root));
         }
         evaluate(_points);
         std::size_t kept = 0;
         for (std::size_t i = 0; i < _open.size(); ++i) {
             Root& root = _roots[_open[i]];
             const double value = _points.values[i];
+            root.value = value;
             if (std::abs(value) <= root.tolerance) {
                 continue;
             }
@@ -251,32 +279,33 @@ void LeafBuilder::refineRoots()
         }
         _open.resize(kept);
     }
-    for (const Root& root : _roots) {
-        root.leaf->_crossings[root.leaf->_tables->edgeAt[root.axis][root.node] - 1u] =
-            std::min(std::max(root.at, kMargin), 1 - kMargin);
-    }
 }
 
 /// Tangent planes at the crossings, in the order of the roots. What is left of the root's value moves the
 /// plane.
 void LeafBuilder::findPlanes()
 {
-    _points.clear();
-    for (const Root& root : _roots) {
-        addWithSteps(edgePoint(root, root.at));
-    }
-    evaluate(_points);
+    _points.reset(3 * _roots.size());
     _planes.resize(_roots.size());
     for (std::size_t r = 0; r < _roots.size(); ++r) {
-        const Point p{_points.x[4 * r], _points.y[4 * r], _points.z[4 * r]};
-        Point normal = gradient(4 * r);
-        const double slope = normalize(normal);
-        const double residue = _points.values[4 * r] / slope;
+        _planes[r].at = edgePoint(_roots[r]);
+        addSteps(_planes[r].at);
+    }
+    evaluate(_points);
+    for (std::size_t r = 0; r < _roots.size(); ++r) {
+        const Root& root = _roots[r];
+        TangentPlane& plane = _planes[r];
+        plane.normal = gradient(plane.at, root.value, 3 * r);
+        const double slope = normalize(plane.normal);
+        const double residue = root.value / slope;
         if (slope > 0 && std::isfinite(slope) && std::isfinite(residue)) {
-            _planes[r] = {p, normal, dot(normal, p) - residue};
+            plane.offset = dot(plane.normal, plane.at) - residue;
         } else {
-            _planes[r] = {p, {}, 0};
+            plane.normal = {};
+            plane.offset = 0;
         }
+        root.leaf->_crossings[root.leaf->_tables->edgeAt[root.axis][root.node] - 1u] =
+            std::min(std::max(root.at, kMargin), 1 - kMargin);
     }
 }
 
@@ -326,11 +355,14 @@ Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
 
 void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes)
 {
+    leaf._vertices.reserve(leaf._cells.size() + leaf._cells.size() / 8);
     for (ActiveCell& cell : leaf._cells) {
         const Index3 local = indexOfCell(cell.place);
+        const std::uint32_t lowest = nodePlace(local[0], local[1], local[2]);
         const CellPatches& patches = cell.patches();
-        cell.firstVertex = static_cast<std::uint32_t>(leaf._vertices.size());
-        const bool isSharp = _isSharp || (_isOpen && isAtBounds(leaf, local));
+        cell.firstVertex = static_cast<std::uint16_t>(leaf._vertices.size());
+        cell.patchCount = patches.count;
+        const bool isRim = _isOpen && isAtBounds(leaf, local);
         Point lower;
         Point upper;
         for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -342,27 +374,22 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes)
         for (std::uint8_t patch = 0; patch < patches.count; ++patch) {
             TangentPlane ofPatch[12];
             std::size_t count = 0;
-            Point mass{};
-            for (int edge = 0; edge < 12; ++edge) {
-                if (patches.patchOf[static_cast<std::size_t>(edge)] != patch) {
-                    continue;
+            for (unsigned edges = crossedEdges(cell.inside); edges != 0; edges &= edges - 1) {
+                const auto edge = static_cast<std::size_t>(std::countr_zero(edges));
+                if (patches.count == 1 || patches.patchOf[edge] == patch) {
+                    const std::uint32_t node = lowest + kNodeOfEdge[edge];
+                    ofPatch[count++] = planes[leaf._tables->edgeAt[edge / 4][node] - 1u];
                 }
-                const int low = lowerCorner(edge);
-                const std::uint32_t node =
-                    nodePlace(local[0] + (low & 1), local[1] + (low >> 1 & 1), local[2] + (low >> 2));
-                ofPatch[count] = planes[leaf._tables->edgeAt[static_cast<std::size_t>(edge / 4)][node] - 1u];
-                mass = mass + ofPatch[count].at;
-                ++count;
             }
+            const std::span<const TangentPlane> all(ofPatch, count);
             if (patches.count > 1) {
                 // Patches of one cell are kept apart by their crossings, so their middles are safe.
-                mass = mass * (1.0 / static_cast<double>(count));
-                leaf._vertices.push_back({clamped(mass, lower, upper), false});
+                leaf._vertices.push_back({clamped(meanOf(all), lower, upper), false});
                 continue;
             }
-            const PlacedVertex placed = placeVertex({ofPatch, count}, lower, upper, isSharp);
-            if (_isOpen && isSharp) {
-                const Point onRim = movedToRim(leaf, cell, {ofPatch, count}, placed.position);
+            const PlacedVertex placed = placeVertex(all, lower, upper, _isSharp || isRim);
+            if (isRim) {
+                const Point onRim = movedToRim(leaf, cell, all, placed.position);
                 leaf._vertices.push_back({clamped(onRim, lower, upper), placed.isOnCrease});
                 continue;
             }
@@ -378,16 +405,19 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes)
 void LeafBuilder::moveOntoSurface()
 {
     for (int round = 0; round < kMoveRounds && !_moved.empty(); ++round) {
-        _points.clear();
+        _points.reset(4 * _moved.size());
         for (const Moved& moved : _moved) {
-            addWithSteps(moved.leaf->_vertices[moved.vertex].position);
+            const Point& position = moved.leaf->_vertices[moved.vertex].position;
+            _points.add(position);
+            addSteps(position);
         }
         evaluate(_points);
         for (std::size_t m = 0; m < _moved.size(); ++m) {
             const Moved& moved = _moved[m];
-            const Point g = gradient(4 * m);
+            const double value = _points.values[4 * m];
+            const Point g = gradient(_points.at(4 * m), value, 4 * m + 1);
             const double squared = dot(g, g);
-            const double factor = -_points.values[4 * m] / squared;
+            const double factor = -value / squared;
             if (!std::isfinite(factor) || !(squared > 0)) {
                 continue;
             }

@@ -18,9 +18,16 @@ struct ActiveCell {
     std::uint16_t place;       ///< number within the leaf, see `cellPlace`
     std::uint8_t inside;       ///< bit c: corner c is inside
     std::uint8_t faceCenters;  ///< bit f: the centre of face f is inside, for ambiguous faces
-    std::uint32_t firstVertex; ///< the others of its patches follow
+    std::uint16_t firstVertex; ///< the others of its patches follow
+    std::uint8_t patchCount;
 
     const CellPatches& patches() const { return cellPatches(inside, faceCenters); }
+    /// Number of the vertex of the patch that a crossed edge belongs to.
+    std::uint32_t vertexAt(int edge) const
+    {
+        return patchCount == 1 ? firstVertex
+                               : firstVertex + patches().patchOf[static_cast<std::size_t>(edge)];
+    }
 };
 
 struct CellVertex {
@@ -99,13 +106,14 @@ private:
     struct Root {
         SurfaceLeaf* leaf;
         std::uint8_t axis;
+        bool crossesBounds; ///< begins at the bounds, in the middle
         std::uint16_t node;
+        int moved;                 ///< the end that the last step moved: -1 the lower, 1 the upper one
         double from, to;           ///< bracket, shares of the way
         double fromValue, toValue; ///< of opposite sides
         double tolerance;
-        bool crossesBounds; ///< begins at the bounds, in the middle
-        double at = 0.5;
-        int moved = 0; ///< the end that the last step moved: -1 the lower, 1 the upper one
+        double at;
+        double value; ///< where the search ended
     };
     /// A face whose centre decides.
     struct Center {
@@ -119,22 +127,31 @@ private:
         std::uint32_t vertex;
         Point lower, upper;
     };
+    /// Positions and the field's values there.
     struct Positions {
         std::vector<double> x, y, z, values;
+        std::size_t count = 0;
 
-        void clear()
+        /// Room for so many; what was there is gone.
+        void reset(std::size_t most)
         {
-            x.clear();
-            y.clear();
-            z.clear();
+            count = 0;
+            if (x.size() < most) {
+                for (std::vector<double>* list : {&x, &y, &z, &values}) {
+                    list->resize(most);
+                }
+            }
         }
         void add(const Point& p)
         {
-            x.push_back(p[0]);
-            y.push_back(p[1]);
-            z.push_back(p[2]);
+            x[count] = p[0];
+            y[count] = p[1];
+            z[count++] = p[2];
         }
+        Point at(std::size_t place) const { return {x[place], y[place], z[place]}; }
     };
+    /// Which nodes of a row are inside, by their bits.
+    using Rows = std::array<std::uint16_t, kLeafNodes * kLeafNodes>;
 
     const SurfaceField& _field;
     const SurfaceGrid& _grid;
@@ -142,6 +159,7 @@ private:
     bool _isOpen; ///< the cut at the bounds is a crease even where creases are rounded
     Positions _samples;
     Positions _points;
+    std::vector<Rows> _rows; ///< of each leaf
     std::vector<Center> _centers;
     std::vector<Root> _roots;
     std::vector<std::uint32_t> _open; ///< roots still to be refined
@@ -150,17 +168,18 @@ private:
     std::vector<Moved> _moved;
 
     void evaluate(Positions& positions);
-    void addWithSteps(const Point& p);
-    Point gradient(std::size_t place) const;
+    void addSteps(const Point& p);
+    Point gradient(const Point& p, double value, std::size_t place) const;
     void sampleNodes(std::span<SurfaceLeaf* const> leaves);
-    void findCells(SurfaceLeaf& leaf, const double* values);
+    void findCells(SurfaceLeaf& leaf, const double* values, Rows& rows);
     void askFaceCenters();
-    void findEdges(SurfaceLeaf& leaf, const double* values);
+    void findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows);
+    void addRoot(SurfaceLeaf& leaf, const double* values, std::size_t axis, const Index3& node);
     void refineRoots();
     void findPlanes();
     void placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes);
     void moveOntoSurface();
-    Point edgePoint(const Root& root, double share) const;
+    Point edgePoint(const Root& root) const;
     Point movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell, std::span<const TangentPlane> planes,
                      Point vertex) const;
     bool isAtBounds(const SurfaceLeaf& leaf, const Index3& cell) const;

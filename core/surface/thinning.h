@@ -24,8 +24,8 @@ namespace zrk::surface {
 /// once more.
 ///
 /// Source: half-edge collapses with the link condition as in Garland, Heckbert, "Surface simplification
-/// using quadric error metrics", SIGGRAPH 1997; in place of quadrics, bounds that add up, so that the flatness
-/// is kept and not only the sum of its squares.
+/// using quadric error metrics", SIGGRAPH 1997; in place of quadrics, bounds that add up, so that the
+/// flatness is kept and not only the sum of its squares.
 ///
 /// @param keepGoing  asked now and then on the calling thread with the share that is done; false ends the
 ///                   work, and the mesh is then good for nothing.

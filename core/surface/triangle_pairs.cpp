@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace zrk::surface {
@@ -13,6 +13,8 @@ namespace {
 
 using Point = Tensor<3, double>;
 using Triangle = std::array<std::uint32_t, 3>;
+
+constexpr std::uint32_t kNoVertex = 0xffffffff;
 
 /// An axis across which a triangle keeps its area when seen along it.
 std::size_t clearAxis(const Point& a, const Point& b, const Point& c)
@@ -72,9 +74,9 @@ bool meets(const Point& p, const Point& q, const Point& a, const Point& b, const
 
 class Intersections {
 public:
-    explicit Intersections(const SurfaceMesh& mesh) : _mesh(mesh) {}
+    explicit Intersections(std::span<const Point> vertices) : _vertices(vertices) {}
 
-    const Point& at(std::uint32_t vertex) const { return _mesh.vertices[vertex]; }
+    const Point& at(std::uint32_t vertex) const { return _vertices[vertex]; }
 
     bool intersect(const Triangle& s, const Triangle& t) const
     {
@@ -98,7 +100,7 @@ public:
     }
 
 private:
-    const SurfaceMesh& _mesh;
+    std::span<const Point> _vertices;
 
     bool sideMeets(const Triangle& s, const Triangle& t) const
     {
@@ -109,7 +111,27 @@ private:
         }
         return false;
     }
-    bool apart(const Triangle& s, const Triangle& t) const { return sideMeets(s, t) || sideMeets(t, s); }
+    /// Whether the vertices of s but `left` lie strictly on one side of t's plane.
+    bool isOnOneSide(const Triangle& s, const Triangle& t, std::uint32_t left) const
+    {
+        int side = 0;
+        for (const std::uint32_t v : s) {
+            if (v == left) {
+                continue;
+            }
+            const int ofThis = orientation(at(t[0]), at(t[1]), at(t[2]), at(v));
+            if (ofThis == 0 || (side != 0 && ofThis != side)) {
+                return false;
+            }
+            side = ofThis;
+        }
+        return true;
+    }
+    bool apart(const Triangle& s, const Triangle& t) const
+    {
+        return !isOnOneSide(s, t, kNoVertex) && !isOnOneSide(t, s, kNoVertex) &&
+               (sideMeets(s, t) || sideMeets(t, s));
+    }
 
     /// The sides across from the common corner meet the other triangle, if the two meet elsewhere at all.
     bool atOneCorner(const Triangle& s, const Triangle& t, std::uint32_t corner) const
@@ -118,7 +140,7 @@ private:
             const auto k = static_cast<std::size_t>(std::find(a.begin(), a.end(), corner) - a.begin());
             return meets(at(a[(k + 1) % 3]), at(a[(k + 2) % 3]), at(b[0]), at(b[1]), at(b[2]));
         };
-        return across(s, t) || across(t, s);
+        return !isOnOneSide(s, t, corner) && !isOnOneSide(t, s, corner) && (across(s, t) || across(t, s));
     }
 
     /// Two triangles with a common edge meet elsewhere only if they are folded onto each other.
@@ -138,17 +160,23 @@ private:
 };
 
 struct Box {
-    Point lower, upper;
+    Point lower{HUGE_VAL, HUGE_VAL, HUGE_VAL};
+    Point upper{-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+
+    void add(const Point& a, const Point& b)
+    {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            lower[axis] = std::min(lower[axis], a[axis]);
+            upper[axis] = std::max(upper[axis], b[axis]);
+        }
+    }
 };
 
-Box boxOf(const SurfaceMesh& mesh, const Triangle& t)
+Box boxOf(std::span<const Point> vertices, const Triangle& t)
 {
-    Box box{mesh.vertices[t[0]], mesh.vertices[t[0]]};
-    for (std::size_t k = 1; k < 3; ++k) {
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            box.lower[axis] = std::min(box.lower[axis], mesh.vertices[t[k]][axis]);
-            box.upper[axis] = std::max(box.upper[axis], mesh.vertices[t[k]][axis]);
-        }
+    Box box;
+    for (const std::uint32_t v : t) {
+        box.add(vertices[v], vertices[v]);
     }
     return box;
 }
@@ -163,65 +191,129 @@ bool overlap(const Box& a, const Box& b)
     return true;
 }
 
-} // namespace
-
-bool isDegenerate(const SurfaceMesh& mesh, const Triangle& t)
+bool isDegenerate(std::span<const Point> vertices, const Triangle& t)
 {
     return t[0] == t[1] || t[1] == t[2] || t[2] == t[0] ||
-           clearAxis(mesh.vertices[t[0]], mesh.vertices[t[1]], mesh.vertices[t[2]]) == 3;
+           clearAxis(vertices[t[0]], vertices[t[1]], vertices[t[2]]) == 3;
+}
+
+/// Boxes in a binary tree, halved at the median along the longest axis.
+class BoxTree {
+public:
+    struct Item {
+        Box box;
+        std::uint32_t number;
+    };
+
+    explicit BoxTree(std::vector<Item> items) : _items(std::move(items))
+    {
+        if (!_items.empty()) {
+            _nodes.reserve(_items.size());
+            build(0, static_cast<std::uint32_t>(_items.size()));
+        }
+    }
+
+    std::span<const Item> items() const { return _items; }
+
+    /// Calls found(item) for each box that overlaps one.
+    template <class Found>
+    void forEachOverlapping(const Box& box, const Found& found) const
+    {
+        // A node's second child and what follows it stand behind the first one's: one goes through the list
+        // and jumps where nothing overlaps.
+        for (std::uint32_t n = 0; n < _nodes.size();) {
+            const Node& node = _nodes[n];
+            if (!overlap(box, node.box)) {
+                n = node.after;
+                continue;
+            }
+            for (std::uint32_t i = node.first; i < node.end; ++i) {
+                if (overlap(box, _items[i].box)) {
+                    found(_items[i]);
+                }
+            }
+            ++n;
+        }
+    }
+
+private:
+    struct Node {
+        Box box;
+        std::uint32_t first, end; ///< items of a leaf
+        std::uint32_t after;      ///< the node that follows the whole branch
+    };
+    static constexpr std::uint32_t kItemsOfLeaf = 4;
+
+    std::vector<Item> _items;
+    std::vector<Node> _nodes;
+
+    void build(std::uint32_t first, std::uint32_t end)
+    {
+        const auto number = _nodes.size();
+        _nodes.push_back({{}, first, end, 0});
+        Box all;
+        Box middles;
+        for (std::uint32_t i = first; i < end; ++i) {
+            const Box& box = _items[i].box;
+            all.add(box.lower, box.upper);
+            const Point middle = box.lower + box.upper;
+            middles.add(middle, middle);
+        }
+        if (end - first > kItemsOfLeaf) {
+            _nodes[number].end = first;
+            const Point size = middles.upper - middles.lower;
+            const std::size_t axis = size[0] >= size[1] && size[0] >= size[2] ? 0
+                                     : size[1] >= size[2]                     ? 1
+                                                                              : 2;
+            const std::uint32_t half = first + (end - first) / 2;
+            std::nth_element(_items.begin() + first, _items.begin() + half, _items.begin() + end,
+                             [axis](const Item& a, const Item& b) {
+                                 return a.box.lower[axis] + a.box.upper[axis] <
+                                        b.box.lower[axis] + b.box.upper[axis];
+                             });
+            build(first, half);
+            build(half, end);
+        }
+        _nodes[number].box = all;
+        _nodes[number].after = static_cast<std::uint32_t>(_nodes.size());
+    }
+};
+
+} // namespace
+
+bool isDegenerate(const SurfaceMesh& mesh, const Triangle& t) { return isDegenerate(mesh.vertices, t); }
+
+void forEachIntersection(std::span<const Point> vertices, std::span<const Triangle> triangles,
+                         std::span<const std::uint8_t> isWanted,
+                         const std::function<void(std::uint32_t, std::uint32_t)>& found)
+{
+    std::vector<BoxTree::Item> items;
+    for (std::uint32_t t = 0; t < triangles.size(); ++t) {
+        if (!isDegenerate(vertices, triangles[t])) {
+            items.push_back({boxOf(vertices, triangles[t]), t});
+        }
+    }
+    const BoxTree tree(std::move(items));
+    const Intersections intersections(vertices);
+    const auto wants = [&](std::uint32_t triangle) { return isWanted.empty() || isWanted[triangle] != 0; };
+    for (const BoxTree::Item& item : tree.items()) {
+        if (!wants(item.number)) {
+            continue;
+        }
+        tree.forEachOverlapping(item.box, [&](const BoxTree::Item& other) {
+            // A pair of two wanted ones is met twice.
+            if (item.number != other.number && (item.number < other.number || !wants(other.number)) &&
+                intersections.intersect(triangles[item.number], triangles[other.number])) {
+                found(item.number, other.number);
+            }
+        });
+    }
 }
 
 std::size_t countSelfIntersections(const SurfaceMesh& mesh)
 {
-    // Boxes are swept along x; those under way are kept by their place across it.
-    std::vector<Box> boxes;
-    std::vector<std::uint32_t> order;
-    double extent = 0;
-    for (std::uint32_t t = 0; t < mesh.triangles.size(); ++t) {
-        boxes.push_back(boxOf(mesh, mesh.triangles[t]));
-        if (!isDegenerate(mesh, mesh.triangles[t])) {
-            order.push_back(t);
-            const Point size = boxes.back().upper - boxes.back().lower;
-            extent += std::max({size[0], size[1], size[2]});
-        }
-    }
-    if (order.empty()) {
-        return 0;
-    }
-    const double bin = std::max(2 * extent / static_cast<double>(order.size()), 1e-300);
-    std::sort(order.begin(), order.end(),
-              [&](std::uint32_t a, std::uint32_t b) { return boxes[a].lower[0] < boxes[b].lower[0]; });
-    const Intersections intersections(mesh);
-    std::unordered_map<std::uint64_t, std::vector<std::uint32_t>> bins;
-    const auto binOf = [&](double at) { return static_cast<std::int64_t>(std::floor(at / bin)); };
-    const auto key = [](std::int64_t y, std::int64_t z) {
-        return static_cast<std::uint64_t>(y) * 0x9E3779B97F4A7C15u ^ static_cast<std::uint64_t>(z);
-    };
     std::size_t count = 0;
-    for (const std::uint32_t t : order) {
-        const Box& box = boxes[t];
-        for (std::int64_t y = binOf(box.lower[1]); y <= binOf(box.upper[1]); ++y) {
-            for (std::int64_t z = binOf(box.lower[2]); z <= binOf(box.upper[2]); ++z) {
-                std::vector<std::uint32_t>& others = bins[key(y, z)];
-                std::size_t kept = 0;
-                for (const std::uint32_t other : others) {
-                    if (boxes[other].upper[0] < box.lower[0]) {
-                        continue; // passed by
-                    }
-                    others[kept++] = other;
-                    // Counted in the bin where the common part of the boxes begins.
-                    const bool isHere = binOf(std::max(box.lower[1], boxes[other].lower[1])) == y &&
-                                        binOf(std::max(box.lower[2], boxes[other].lower[2])) == z;
-                    if (isHere && overlap(box, boxes[other]) &&
-                        intersections.intersect(mesh.triangles[t], mesh.triangles[other])) {
-                        ++count;
-                    }
-                }
-                others.resize(kept);
-                others.push_back(t);
-            }
-        }
-    }
+    forEachIntersection(mesh.vertices, mesh.triangles, {}, [&](std::uint32_t, std::uint32_t) { ++count; });
     return count;
 }
 

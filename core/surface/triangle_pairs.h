@@ -5,14 +5,22 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <span>
 
 namespace zrk::surface {
 
 /// Whether a triangle has a corner twice or all corners on one line. Exact.
 bool isDegenerate(const SurfaceMesh& mesh, const std::array<std::uint32_t, 3>& triangle);
 
-/// Pairs of triangles that meet elsewhere than in the corners and edges that they share; touching counts.
-/// Exact, by the signs of `orientation`. Degenerate triangles take no part.
+/// Calls found(s, t) for each pair of triangles, s < t, that meet elsewhere than in the corners and edges
+/// that they share; touching counts. Exact, by the signs of `orientation`. Degenerate triangles take no part.
+void forEachIntersection(std::span<const Tensor<3, double>> vertices,
+                         std::span<const std::array<std::uint32_t, 3>> triangles,
+                         std::span<const std::uint8_t> isWanted,
+                         const std::function<void(std::uint32_t, std::uint32_t)>& found);
+
+/// How many such pairs a mesh has.
 std::size_t countSelfIntersections(const SurfaceMesh& mesh);
 
 } // namespace zrk::surface

@@ -50,7 +50,7 @@ struct Energy {
     }
 };
 
-/// Eigenvalues and eigenvectors by Jacobi's rotations, a fixed number of sweeps.
+/// Eigenvalues and eigenvectors by Jacobi's rotations, until nothing is left to turn.
 void eigen(const Symmetric3& s, double (&values)[3], double (&vectors)[3][3])
 {
     double m[3][3] = {{s.xx, s.xy, s.xz}, {s.xy, s.yy, s.yz}, {s.xz, s.yz, s.zz}};
@@ -59,10 +59,14 @@ void eigen(const Symmetric3& s, double (&values)[3], double (&vectors)[3][3])
             vectors[i][j] = i == j ? 1 : 0;
         }
     }
+    const double least = 1e-18 * (s.xx + s.yy + s.zz);
     for (int sweep = 0; sweep < 8; ++sweep) {
+        if (std::abs(m[0][1]) <= least && std::abs(m[0][2]) <= least && std::abs(m[1][2]) <= least) {
+            break;
+        }
         for (std::size_t p = 0; p < 2; ++p) {
             for (std::size_t q = p + 1; q < 3; ++q) {
-                if (std::abs(m[p][q]) < 1e-300) {
+                if (std::abs(m[p][q]) <= least) {
                     continue;
                 }
                 const double theta = (m[q][q] - m[p][p]) / (2 * m[p][q]);

@@ -41,6 +41,8 @@ TEST(MeshReport, MeasuresATetrahedron)
     EXPECT_DOUBLE_EQ(report.area, 1.5 + std::sqrt(3.0) / 2);
     EXPECT_EQ(report.shortestEdge, 1);
     EXPECT_NEAR(report.smallestAngleDegrees, 45, 1e-12);
+    EXPECT_EQ(report.sharpEdges, 6u);
+    EXPECT_DOUBLE_EQ(report.sharpEdgeLength, 3 + 3 * std::sqrt(2.0));
 }
 
 TEST(MeshReport, CountsWhatIsWrong)

@@ -76,6 +76,16 @@ struct Torus {
     }
 };
 
+struct Octahedron {
+    double size;
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return abs(p[0]) + abs(p[1]) + abs(p[2]) - size;
+    }
+};
+
 /// A density that is 1 at half a unit from the origin and falls from there with slope 1.
 struct Density {
     template <class V>
@@ -214,6 +224,14 @@ TEST(Surface, HasTheSameBytesForAnyThreadsAndWithoutPruning)
     settings.threads = 3;
     EXPECT_TRUE(isSame(*alone, *extractSurface(prepared(Waves{2, 0.1}), settings)));
 
+    // More than a block of cells.
+    settings.cells = {130, 70, 66};
+    settings.flatness = 0.005;
+    const auto thin = extractSurface(prepared(Waves{1, 0.1}), settings);
+    settings.threads = 1;
+    EXPECT_TRUE(isSame(*thin, *extractSurface(prepared(Waves{1, 0.1}), settings)));
+    settings = cube(1.5, 60);
+
     // The batch's sine isn't the C library's, so a formula without one.
     const Sphere sphere{{0.1, -0.2, 0.05}, 0.7};
     EXPECT_TRUE(
@@ -227,7 +245,7 @@ TEST(Surface, ComesNearerWithMoreCells)
         const PreparedField field = prepared(Sphere{{}, 0.8});
         const auto mesh = extractSurface(field, cube(1, cells));
         const double cell = 2.0 / cells;
-        const DistanceError error = distanceError(*mesh, field, 0, 1e-4 * cell);
+        const DistanceError error = distanceError(*mesh, field, cube(1, cells));
         EXPECT_LT(error.vertexRms / cell, 0.3 * before) << cells << " cells: errors fall with the square";
         EXPECT_LT(error.centroidRms, error.vertexRms);
         before = error.vertexRms / cell * 2;
@@ -286,6 +304,89 @@ TEST(Surface, MayStayOpenAtTheBounds)
     }
 }
 
+double distanceToTriangle(const Tensor<3, double>& p, const Tensor<3, double>& a, const Tensor<3, double>& b,
+                          const Tensor<3, double>& c)
+{
+    // The nearest point of the plane if it lies within, else of a side.
+    const auto toSide = [&](const auto& from, const auto& to) {
+        const auto along = to - from;
+        const double share = std::clamp(dot(p - from, along) / dot(along, along), 0.0, 1.0);
+        return length(p - (from + along * share));
+    };
+    const auto normal = cross(b - a, c - a);
+    const auto isLeft = [&](const auto& from, const auto& to) {
+        return dot(cross(to - from, p - from), normal) >= 0;
+    };
+    if (isLeft(a, b) && isLeft(b, c) && isLeft(c, a)) {
+        return std::abs(dot(p - a, normal)) / length(normal);
+    }
+    return std::min({toSide(a, b), toSide(b, c), toSide(c, a)});
+}
+
+// Fails where errors of moves don't add up, or where creases and the rim of a cut move.
+TEST(Surface, IsThinnedWithinItsFlatness)
+{
+    struct Case {
+        const char* name;
+        PreparedField field;
+        double flatness; ///< of a cell
+        bool isOpen;
+        double timesFewer;
+        double volume; ///< relative change at most
+    };
+    const Case cases[] = {
+        {"box", prepared(BoxDistance{{0.9, 0.7, 0.5}}), 0.02, false, 200, 1e-12},
+        {"sphere", prepared(Sphere{{}, 0.8}), 0.1, false, 2, 0.01},
+        {"torus", prepared(Torus{}), 0.1, false, 1.3, 0.03},
+        {"sphere, cut open", prepared(Sphere{{}, 1.5}), 0.1, true, 2, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        SurfaceSettings settings = cube(1.3, 40);
+        settings.keepsCreases = true;
+        settings.isOpen = c.isOpen;
+        const auto whole = extractSurface(c.field, settings);
+        settings.flatness = c.flatness * 2.6 / 40;
+        const auto thin = extractSurface(c.field, settings);
+        expectSound(*thin);
+        const MeshReport before = reportOn(*whole);
+        const MeshReport after = reportOn(*thin);
+        EXPECT_EQ(after.openEdges, before.openEdges);
+        EXPECT_EQ(after.genus, before.genus);
+        EXPECT_EQ(after.componentCount, before.componentCount);
+        EXPECT_NEAR(after.volume / before.volume, 1, c.volume);
+        EXPECT_GT(static_cast<double>(before.triangleCount),
+                  c.timesFewer * static_cast<double>(after.triangleCount));
+        EXPECT_GT(after.smallestAngleDegrees, 0.1);
+        double furthest = 0;
+        for (std::size_t v = 0; v < whole->vertices.size(); v += 7) {
+            double nearest = HUGE_VAL;
+            for (const auto& t : thin->triangles) {
+                nearest = std::min(nearest, distanceToTriangle(whole->vertices[v], thin->vertices[t[0]],
+                                                               thin->vertices[t[1]], thin->vertices[t[2]]));
+            }
+            furthest = std::max(furthest, nearest);
+        }
+        EXPECT_LE(furthest, settings.flatness);
+    }
+}
+
+TEST(Surface, IsCleanWhenThinnedHoweverFewTheCells)
+{
+    for (int round = 0; round < 14; ++round) {
+        SurfaceSettings settings = cube(1.5, 8 + 3 * (round % 7));
+        settings.keepsCreases = round % 3 != 0;
+        settings.isOpen = round % 4 == 3;
+        settings.flatness = (round % 2 == 0 ? 0.1 : 0.5) * 3 / settings.cells[0];
+        SCOPED_TRACE("round " + std::to_string(round));
+        const PreparedField field = prepared(Waves{1.0 + 0.9 * (round % 8), 0.37 * round});
+        const auto mesh = extractSurface(field, settings);
+        settings.flatness = 0;
+        expectSound(*mesh);
+        EXPECT_EQ(reportOn(*mesh).openEdges, reportOn(*extractSurface(field, settings)).openEdges);
+    }
+}
+
 TEST(Surface, SolidMayLieAboveTheIsoValue)
 {
     SurfaceSettings settings = cube(1, 24);
@@ -303,6 +404,72 @@ TEST(Surface, ClosesAroundNaN)
     const double largest = (*std::max_element(mesh->vertices.begin(), mesh->vertices.end(),
                                               [](const auto& a, const auto& b) { return a[0] < b[0]; }))[0];
     EXPECT_NEAR(largest, 0.21, 2.0 / 24);
+}
+
+// The cut lies within the solid, up to its radius off the sphere.
+TEST(Surface, ErrorsLeaveTheCutOut)
+{
+    const SurfaceSettings settings = cube(0.5, 40);
+    const PreparedField field = prepared(Sphere{{0.5, 0, 0}, 0.4});
+    const DistanceError error = distanceError(*extractSurface(field, settings), field, settings);
+    EXPECT_LT(error.centroidLargest, 0.3 / 40) << "the rim is rounded within a cell";
+    EXPECT_GT(error.vertexRms, 0);
+}
+
+// Fails where bounds aren't followed down to cells, or corners are taken from other cells.
+TEST(Surface, DoubtfulCellsHoldWhatIsTooSmallToBeFound)
+{
+    const SurfaceSettings settings = cube(1, 16);
+    const auto count = [&](const PreparedField& field) {
+        return countDoubtfulCells(field, settings, [] { return true; });
+    };
+    // Nodes stand at odd multiples of 1/16.
+    const PreparedField inACell = prepared(Sphere{{0.5, 0.25, -0.125}, 0.02});
+    EXPECT_TRUE(extractSurface(inACell, settings)->triangles.empty());
+    EXPECT_EQ(count(inACell), 1u);
+    EXPECT_EQ(count(prepared(Sphere{{0.5625, 0.25, -0.125}, 0.02})), 2u) << "on the face between two cells";
+    EXPECT_EQ(count(prepared(BoxDistance{{0.5, 0.25, 0.125}})), 0u);
+    EXPECT_EQ(count(unbounded(Sphere{{}, 0.5})), std::nullopt);
+}
+
+TEST(Surface, OfAFieldWithSharpEdgesHasThem)
+{
+    SurfaceSettings settings = cube(1, 20);
+    settings.keepsCreases = true;
+    const MeshReport report = reportOn(*extractSurface(prepared(BoxDistance{{0.52, 0.31, 0.73}}), settings));
+    EXPECT_NEAR(report.sharpEdgeLength, 8 * (0.52 + 0.31 + 0.73), 1e-9);
+    EXPECT_EQ(reportOn(*extractSurface(prepared(Sphere{{}, 0.8}), settings)).sharpEdges, 0u);
+}
+
+// A surface on the bounds belongs to the cut; sheets without thickness have nothing between them.
+TEST(Surface, DecidesWhatLiesOnTheLimit)
+{
+    struct Case {
+        const char* name;
+        PreparedField field;
+        double area, openArea;
+    };
+    const Case cases[] = {
+        {"the bounds themselves", prepared(BoxDistance{{0.5, 0.5, 0.5}}), 6, 0},
+        {"touches the bounds with two faces", prepared(BoxDistance{{0.5, 0.25, 0.25}}), 2.5, 2},
+        {"touches the bounds with corners", prepared(Octahedron{0.5}), std::sqrt(3.0), std::sqrt(3.0)},
+        {"two sheets in one place", prepared(BoxDistance{{0.3, 0.3, 0}}), 0, 0},
+        {"a sheet with nothing on either side", prepared(BoxDistance{{HUGE_VAL, HUGE_VAL, 0}}), 0, 0},
+        {"nowhere a value", prepared(Sphere{{kNaN, 0, 0}, 1}), 0, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        SurfaceSettings settings = cube(0.5, 20);
+        settings.keepsCreases = true;
+        const auto closed = extractSurface(c.field, settings);
+        expectClean(*closed);
+        // A corner is cut off within its cell.
+        EXPECT_NEAR(reportOn(*closed).area, c.area, 1e-2 * c.area);
+        settings.isOpen = true;
+        const auto open = extractSurface(c.field, settings);
+        expectSound(*open);
+        EXPECT_NEAR(reportOn(*open).area, c.openArea, 1e-2 * c.openArea);
+    }
 }
 
 TEST(Surface, StopsWhenAsked)

@@ -1,0 +1,64 @@
+#include "benchmarks/surface/peers.h"
+
+#if ZRK_BENCH_OPENVDB
+#include "benchmarks/comparison.h"
+#include "core/engine/rasterize.h"
+
+#include <openvdb/openvdb.h>
+#include <openvdb/tools/VolumeToMesh.h>
+#include <tbb/global_control.h>
+
+#include <cmath>
+#include <memory>
+#endif
+
+namespace zrk::bench {
+
+#if ZRK_BENCH_OPENVDB
+
+SurfacePeer openVdbPeer(const Shape& shape, int n)
+{
+    openvdb::initialize();
+    const double h = 3.0 / n;
+    const auto band = static_cast<float>(3 * h);
+    const auto grid = openvdb::FloatGrid::create(band);
+    grid->setTransform(openvdb::math::Transform::createLinearTransform(h));
+    grid->setGridClass(openvdb::GRID_LEVEL_SET);
+    Image image;
+    rasterizeField(shape.field, cube(n), image, nullptr, 1);
+    auto accessor = grid->getAccessor();
+    for (int z = 0; z < n; ++z) {
+        for (int y = 0; y < n; ++y) {
+            for (int x = 0; x < n; ++x) {
+                const std::size_t place = (static_cast<std::size_t>(z) * static_cast<std::size_t>(n) +
+                                           static_cast<std::size_t>(y)) *
+                                              static_cast<std::size_t>(n) +
+                                          static_cast<std::size_t>(x);
+                const auto value = static_cast<float>(image.data[place]);
+                if (std::abs(value) < band) {
+                    accessor.setValue(openvdb::Coord(x, y, z), value);
+                }
+            }
+        }
+    }
+    openvdb::tools::signedFloodFillWithValues(grid->tree(), band, -band);
+    return {[grid] {
+        const tbb::global_control oneThread(tbb::global_control::max_allowed_parallelism, 1);
+        openvdb::tools::VolumeToMesh mesher(0.0, 0.0);
+        mesher(*grid);
+        std::size_t polygons = 0;
+        for (std::size_t i = 0; i < mesher.polygonPoolListSize(); ++i) {
+            const auto& pool = mesher.polygonPoolList()[i];
+            polygons += 2 * pool.numQuads() + pool.numTriangles();
+        }
+        return polygons;
+    }};
+}
+
+#else
+
+SurfacePeer openVdbPeer(const Shape&, int) { return {}; }
+
+#endif
+
+} // namespace zrk::bench

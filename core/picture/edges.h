@@ -1,0 +1,12 @@
+#pragma once
+
+#include "core/picture/camera.h"
+#include "core/picture/depth_picture.h"
+
+namespace zrk::picture {
+
+/// Pixels at the edges of what a picture shows: beside one of another kind, of another slope, or much farther
+/// away. The ground and nothing are alike.
+PixelMask edgesOf(const Camera& camera, const DepthPicture& picture);
+
+} // namespace zrk::picture

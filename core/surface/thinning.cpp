@@ -1,0 +1,153 @@
+#include "core/surface/thinning.h"
+
+#include "core/engine/worker_team.h"
+#include "core/surface/block_thinning.h"
+#include "core/surface/mesh_edits.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+
+namespace zrk::surface {
+
+namespace {
+
+/// Cells along an edge of the first blocks.
+constexpr std::int32_t kBlockCells = 64;
+/// A block of a later round with more triangles is left out, to bound the memory.
+constexpr std::size_t kMostTriangles = 1u << 18;
+constexpr double kShortEdge = 0.1; ///< of a cell
+constexpr double kMargin = 1;      ///< cells
+
+/// The blocks of one round.
+class Blocks {
+public:
+    Blocks(const SurfaceGrid& grid, std::int32_t cells) : _grid(grid), _cells(cells)
+    {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            _counts[axis] = static_cast<std::size_t>((grid.cellCount(axis) + cells - 1) / cells);
+        }
+    }
+
+    std::size_t count() const { return _counts[0] * _counts[1] * _counts[2]; }
+    std::size_t number(const Index3& at) const
+    {
+        return (static_cast<std::size_t>(at[2]) * _counts[1] + static_cast<std::size_t>(at[1])) * _counts[0] +
+               static_cast<std::size_t>(at[0]);
+    }
+    Index3 of(const Point& p) const
+    {
+        Index3 at;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const double place = (p[axis] - _grid.coordinate(axis, 0)) / (_grid.spacing[axis] * _cells);
+            at[axis] = static_cast<std::int32_t>(
+                std::clamp(std::floor(place), 0.0, static_cast<double>(_counts[axis] - 1)));
+        }
+        return at;
+    }
+
+private:
+    const SurfaceGrid& _grid;
+    std::int32_t _cells;
+    std::array<std::size_t, 3> _counts{};
+};
+
+/// The triangles of each block, with those of its neighbours whose boxes reach into it.
+struct BlockLists {
+    std::vector<std::size_t> first; ///< one more than there are blocks
+    std::vector<std::uint32_t> triangles;
+
+    BlockLists(const SurfaceMesh& mesh, const Blocks& blocks) : first(blocks.count() + 1, 0)
+    {
+        forEachPlace(mesh, blocks, [&](std::size_t block, std::uint32_t) { ++first[block + 1]; });
+        for (std::size_t b = 0; b < blocks.count(); ++b) {
+            first[b + 1] += first[b];
+        }
+        triangles.resize(first.back());
+        std::vector<std::size_t> end(first.begin(), first.end() - 1);
+        forEachPlace(mesh, blocks,
+                     [&](std::size_t block, std::uint32_t triangle) { triangles[end[block]++] = triangle; });
+    }
+
+    std::span<const std::uint32_t> of(std::size_t block) const
+    {
+        return {triangles.data() + first[block], first[block + 1] - first[block]};
+    }
+
+private:
+    template <class Found>
+    static void forEachPlace(const SurfaceMesh& mesh, const Blocks& blocks, const Found& found)
+    {
+        for (std::uint32_t t = 0; t < mesh.triangles.size(); ++t) {
+            Index3 lower = blocks.of(mesh.vertices[mesh.triangles[t][0]]);
+            Index3 upper = lower;
+            for (std::size_t k = 1; k < 3; ++k) {
+                const Index3 at = blocks.of(mesh.vertices[mesh.triangles[t][k]]);
+                for (std::size_t axis = 0; axis < 3; ++axis) {
+                    lower[axis] = std::min(lower[axis], at[axis]);
+                    upper[axis] = std::max(upper[axis], at[axis]);
+                }
+            }
+            for (std::int32_t z = lower[2]; z <= upper[2]; ++z) {
+                for (std::int32_t y = lower[1]; y <= upper[1]; ++y) {
+                    for (std::int32_t x = lower[0]; x <= upper[0]; ++x) {
+                        found(blocks.number({x, y, z}), t);
+                    }
+                }
+            }
+        }
+    }
+};
+
+void dropTriangles(ThinnedMesh& thinned)
+{
+    auto& triangles = thinned.mesh.triangles;
+    std::size_t kept = 0;
+    for (std::size_t t = 0; t < triangles.size(); ++t) {
+        if (triangles[t] != kNoTriangle) {
+            triangles[kept] = triangles[t];
+            thinned.error[kept++] = thinned.error[t];
+        }
+    }
+    triangles.resize(kept);
+    thinned.error.resize(kept);
+}
+
+} // namespace
+
+void thinMesh(SurfaceMesh& mesh, const SurfaceGrid& grid, double flatness, std::size_t threads,
+              const std::function<bool(double)>& keepGoing)
+{
+    ThinnedMesh thinned{mesh, std::vector<float>(mesh.triangles.size(), 0.0f),
+                        std::vector<std::uint8_t>(mesh.vertices.size(), 1)};
+    const double cell = std::min({grid.spacing[0], grid.spacing[1], grid.spacing[2]});
+    const ThinningLimits limits{flatness, kShortEdge * cell, kMargin * cell};
+    const std::int32_t most = std::max({grid.cellCount(0), grid.cellCount(1), grid.cellCount(2)});
+    std::atomic<bool> stopped{false};
+    for (std::int64_t cells = kBlockCells; !stopped; cells *= 2) {
+        const Blocks blocks(grid, static_cast<std::int32_t>(std::min<std::int64_t>(cells, most)));
+        const BlockLists lists(mesh, blocks);
+        std::atomic<std::size_t> next{0};
+        runTeam(std::clamp<std::size_t>(blocks.count(), 1, threads), [&](std::size_t worker, std::size_t) {
+            BlockThinner thinner(thinned, limits);
+            for (std::size_t b = next++; b < blocks.count() && !stopped; b = next++) {
+                const std::span<const std::uint32_t> triangles = lists.of(b);
+                if (!triangles.empty() && (cells == kBlockCells || triangles.size() <= kMostTriangles)) {
+                    thinner.thin(triangles, [&](std::uint32_t v) {
+                        return blocks.number(blocks.of(mesh.vertices[v])) == b;
+                    });
+                }
+                if (worker == 0 && !keepGoing(static_cast<double>(b) / static_cast<double>(blocks.count()))) {
+                    stopped = true;
+                }
+            }
+        });
+        dropTriangles(thinned);
+        if (cells >= most) {
+            break;
+        }
+    }
+    dropUnusedVertices(mesh);
+}
+
+} // namespace zrk::surface
