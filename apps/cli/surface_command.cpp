@@ -102,7 +102,7 @@ void reportOnFile(const SurfaceOptions& options)
 {
     printReport(options, endingAtInterrupt([&] {
                     const zrk::SurfaceMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
-                    return PrintedReport{options.document, options.unit, zrk::reportOn(mesh), std::nullopt};
+                    return PrintedReport{options.document, options.unit, zrk::reportOn(mesh)};
                 }));
 }
 
@@ -270,15 +270,11 @@ private:
 
     void report(const zrk::SurfaceMesh& mesh) const
     {
-        double cell = std::numeric_limits<double>::infinity();
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            cell = std::min(cell, (_settings.upper[axis] - _settings.lower[axis]) / _settings.cells[axis]);
-        }
-        constexpr double kStep = 1e-4; // of a cell
         const std::string unit(_unit ? zrk::nameOf(*_unit) : "");
         printReport(_options, endingAtInterrupt([&] {
                         return PrintedReport{_options.file, unit, zrk::reportOn(mesh),
-                                             zrk::distanceError(mesh, _field, _settings.iso, kStep * cell)};
+                                             zrk::distanceError(mesh, _field, _settings),
+                                             zrk::countDoubtfulCells(_field, _settings, [] { return true; })};
                     }));
     }
 };
