@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <stdexcept>
 #include <thread>
 
 namespace zrk::picture {
@@ -206,6 +207,27 @@ TEST(Picture, FadesByWeightIfAsked)
     EXPECT_EQ(at(drawn(prepared(Faint{}), settings).last(), 32, 32).opacity, 255);
     settings.fadesByWeight = true;
     EXPECT_EQ(at(drawn(prepared(Faint{}), settings).last(), 32, 32).opacity, 64);
+}
+
+/// A closure of somebody else's that fails on one side.
+struct Failing {
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        if (p[0] > 0.9) {
+            throw std::runtime_error("no value");
+        }
+        return Ball{}(p);
+    }
+};
+
+TEST(Picture, HandsOnWhatAFieldThrows)
+{
+    for (const std::size_t threads : {1, 2, 4}) {
+        PictureSettings settings = settingsOf(200);
+        settings.threads = threads;
+        EXPECT_THROW(drawn(unbounded(Failing{}), settings), std::runtime_error);
+    }
 }
 
 /// Each sample takes some time.
