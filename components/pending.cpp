@@ -22,7 +22,7 @@ public:
 
     void sample(zrk::EvaluationContext& context) const override { _kernel.get()->sample(context); }
     void block(zrk::BlockRun& run) const override { _kernel.get()->block(run); }
-    bool bounds(const zrk::BoundsRun& run) const override { return _kernel.get()->bounds(run); }
+    bool bounds(zrk::BoxRun& run) const override { return _kernel.get()->bounds(run); }
     zrk::KernelReads reads() const override { return _reads; }
     bool runsAsLoops() const override { return _runsAsLoops; }
 

@@ -71,7 +71,7 @@ class Pictures(ZrkTest):
     def test_the_side_decides_what_is_seen(self):
         """A sphere right of and above the middle of a slab, from each side."""
         nodes = [{"id": 1, "type": "SphereSDF", "values": {"radius": 0.3, "center": [0.7, 0, 0.7]}},
-                 {"id": 2, "type": "BoxSDF", "values": {"box_lower": [-1, -1, -1], "box_upper": [1, 1, -0.5]}},
+                 {"id": 2, "type": "BoxSDF", "values": {"center": [0, 0, -0.75], "dimensions": [2, 2, 0.5]}},
                  {"id": 3, "type": "BinaryOperator", "values": {"op_name": "minimum"}}]
         document = self.put(graph(nodes, [(1, 0, 3, 0), (2, 0, 3, 1)], (3, 0), **BOUNDS))
         for side, column in [("front", "right"), ("back", "left")]:

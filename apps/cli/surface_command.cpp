@@ -1,5 +1,6 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/mesh_report.h"
+#include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/surface_inputs.h"
@@ -135,8 +136,8 @@ public:
             zrk::valueOrThrow(zrk::writePart(std::move(file), _format, part, &bar));
         });
         if (!_options.quiet) {
-            fmt::print(stderr, "{}: {} triangles, {} vertices\n", _options.file, mesh.triangles.size(),
-                       mesh.vertices.size());
+            tell("{}: {} triangles, {} vertices\n", _options.file, mesh.triangles.size(),
+                 mesh.vertices.size());
         }
         if (_options.wantsReport) {
             report(mesh);
@@ -244,11 +245,10 @@ private:
     void warnOfUndefined(const zrk::SurfaceMesh& mesh) const
     {
         if (mesh.undefinedSamples > 0) {
-            fmt::print(
-                stderr, "warning: {}\n",
-                zrk::messageOf({place(), fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
-                                "a number everywhere",
-                                "`zrk slice` shows where; the surface is closed around these regions"}));
+            tell("warning: {}\n",
+                 zrk::messageOf({place(), fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
+                                 "a number everywhere",
+                                 "`zrk slice` shows where; the surface is closed around these regions"}));
         }
     }
 

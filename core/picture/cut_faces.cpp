@@ -51,8 +51,11 @@ double evenStep(double width, int steps)
 
 CutFaces::CutFaces(const DepthPicture& picture) : _picture(picture)
 {
+    // A part of them is enough, and quick.
+    constexpr std::size_t kEnough = std::size_t{1} << 20;
+    const std::size_t stride = picture.pixelCount() / kEnough + 1;
     std::vector<float> depths;
-    for (std::size_t i = 0; i < picture.pixelCount(); ++i) {
+    for (std::size_t i = 0; i < picture.pixelCount(); i += stride) {
         if (isCut(picture.kinds[i]) && std::isfinite(picture.values[i])) {
             depths.push_back(-picture.values[i]);
         }

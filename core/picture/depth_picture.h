@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <vector>
 
 namespace zrk::picture {
@@ -28,25 +29,46 @@ inline bool isSolid(PixelKind kind) { return kind >= PixelKind::Surface; }
 
 using Float3 = Tensor<3, float>;
 
-/// What the rays of a picture's pixels hit first; row 0 on top.
+/// Values of the pixels of a picture, not set at first: that would take long where pictures are large, and
+/// can't be interrupted.
+template <class T>
+class PixelArray {
+public:
+    PixelArray() = default;
+    explicit PixelArray(std::size_t count)
+        : _values(std::make_unique_for_overwrite<T[]>(count)), _count(count)
+    {}
+
+    std::size_t size() const { return _count; }
+    T& operator[](std::size_t i) { return _values[i]; }
+    const T& operator[](std::size_t i) const { return _values[i]; }
+    const T* begin() const { return _values.get(); }
+    const T* end() const { return _values.get() + _count; }
+
+private:
+    std::unique_ptr<T[]> _values;
+    std::size_t _count = 0;
+};
+
+/// What the rays of a picture's pixels hit first; row 0 on top. A trace sets its pixels.
 struct DepthPicture {
     static constexpr double kNoDepth = std::numeric_limits<double>::infinity();
 
     std::int32_t width = 0;
     std::int32_t height = 0;
-    std::vector<double> depths; ///< along the camera's forward axis; infinite where nothing is hit
-    std::vector<PixelKind> kinds;
-    std::vector<Float3> normals; ///< unit vectors out of the solid; left as they are where nothing is hit
-    std::vector<float> values;   ///< at cuts, the field against its iso value: negative inside
+    PixelArray<double> depths; ///< along the camera's forward axis; infinite where nothing is hit
+    PixelArray<PixelKind> kinds;
+    PixelArray<Float3> normals; ///< unit vectors out of the solid; not set where nothing is hit
+    PixelArray<float> values;   ///< at cuts only, the field against its iso value: negative inside
 
     DepthPicture() = default;
     DepthPicture(std::int32_t w, std::int32_t h) : width(w), height(h)
     {
         const std::size_t count = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
-        depths.assign(count, kNoDepth);
-        kinds.assign(count, PixelKind::Nothing);
-        normals.resize(count);
-        values.resize(count);
+        depths = PixelArray<double>(count);
+        kinds = PixelArray<PixelKind>(count);
+        normals = PixelArray<Float3>(count);
+        values = PixelArray<float>(count);
     }
 
     std::size_t pixelCount() const { return depths.size(); }

@@ -21,32 +21,37 @@ bool isEdge(const Camera& camera, const DepthPicture& picture, std::size_t a, st
         return true;
     }
     const Float3& n = picture.normals[a];
-    if (dot(n, picture.normals[b]) < kAlikeNormals) {
+    const Float3& m = picture.normals[b];
+    if (dot(n, m) < kAlikeNormals) {
         return true;
     }
-    const double facing = std::max(-dot(Vector3{n[0], n[1], n[2]}, camera.forward), kLeastFacing);
+    const Float3 both = n + m; // the same for both orders
+    const double facing =
+        std::max(-0.5 * dot(Vector3{both[0], both[1], both[2]}, camera.forward), kLeastFacing);
     const double depth = std::min(picture.depths[a], picture.depths[b]);
     return std::abs(picture.depths[a] - picture.depths[b]) > kJump * camera.pixelAt(depth) / facing;
 }
 
 } // namespace
 
-PixelMask edgesOf(const Camera& camera, const DepthPicture& picture)
+PixelMask edgesOf(const Camera& camera, const DepthPicture& picture, PictureWork& work)
 {
     PixelMask mask(picture.width, picture.height);
-    for (std::int32_t y = 0; y < picture.height; ++y) {
+    work.forEach(static_cast<std::size_t>(picture.height), [&](std::size_t row, std::size_t) {
+        const auto y = static_cast<std::int32_t>(row);
+        const std::int32_t neighbours[4][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
         for (std::int32_t x = 0; x < picture.width; ++x) {
-            const std::size_t here = picture.at(x, y);
-            if (x + 1 < picture.width && isEdge(camera, picture, here, here + 1)) {
-                mask.set(x, y);
-                mask.set(x + 1, y);
-            }
-            if (y + 1 < picture.height && isEdge(camera, picture, here, picture.at(x, y + 1))) {
-                mask.set(x, y);
-                mask.set(x, y + 1);
+            for (const auto& step : neighbours) {
+                const std::int32_t nx = x + step[0];
+                const std::int32_t ny = y + step[1];
+                if (picture.contains(nx, ny) &&
+                    isEdge(camera, picture, picture.at(x, y), picture.at(nx, ny))) {
+                    mask.set(x, y);
+                    break;
+                }
             }
         }
-    }
+    });
     return mask;
 }
 

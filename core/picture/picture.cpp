@@ -111,18 +111,21 @@ public:
         return shadeAll();
     }
 
-    ShadedPicture bytes() const
+    bool writeBytes(ShadedPicture& result)
     {
-        ShadedPicture result(_camera.width, _camera.height);
-        unsigned char* byte = result.data.data();
-        for (const Shade& shade : _shades) {
-            const float inverse = shade.opacity > 0 ? 1 / shade.opacity : 0;
-            for (const float component : shade.color) {
-                *byte++ = srgbByte(component * inverse);
+        result = ShadedPicture(_camera.width, _camera.height);
+        return forRows([&](std::int32_t y) {
+            unsigned char* byte = &result.data[4 * _picture.at(0, y)];
+            for (std::int32_t x = 0; x < _camera.width; ++x) {
+                const Shade& shade = _shades[_picture.at(x, y)];
+                const float inverse = shade.opacity > 0 ? 1 / shade.opacity : 0;
+                for (const float component : shade.color) {
+                    *byte++ = srgbByte(component * inverse);
+                }
+                *byte++ =
+                    static_cast<unsigned char>(std::lround(255 * std::clamp(shade.opacity, 0.0F, 1.0F)));
             }
-            *byte++ = static_cast<unsigned char>(std::lround(255 * std::clamp(shade.opacity, 0.0F, 1.0F)));
-        }
-        return result;
+        });
     }
 
 private:
@@ -137,7 +140,7 @@ private:
     LightMap _lights;
     std::optional<ScreenLight> _light; ///< without it light reaches everything
     std::optional<CutFaces> _cuts;
-    std::vector<Shade> _shades;
+    PixelArray<Shade> _shades;
 
     void stage(double share) { _work.beginStage(share); }
 
@@ -189,7 +192,7 @@ private:
     {
         switch (_settings.backdrop) {
         case Backdrop::Transparent:
-            return {};
+            return {{}, 0};
         case Backdrop::Plain:
             return {linear(_settings.backdropColor), 1};
         case Backdrop::Studio:
@@ -259,14 +262,14 @@ private:
 
     bool shadeAll()
     {
-        _shades.assign(_picture.pixelCount(), {});
+        _shades = PixelArray<Shade>(_picture.pixelCount());
         std::vector<std::int32_t> all(static_cast<std::size_t>(_camera.width));
         for (std::size_t x = 0; x < all.size(); ++x) {
             all[x] = static_cast<std::int32_t>(x);
         }
         return forRows([&](std::int32_t y) {
             const auto reachOf = [&](std::int32_t x) {
-                return _light ? _light->at(_picture.at(x, y)) : Reach();
+                return _light ? _light->at(_picture.at(x, y)) : kUnhindered;
             };
             shadeRow(_camera, _picture, y, all, reachOf,
                      [&](std::int32_t x, const Shade& shade) { _shades[_picture.at(x, y)] = shade; });
@@ -276,15 +279,18 @@ private:
     /// Pixels at edges become the mean of four places in them.
     bool smoothEdges(double share)
     {
-        const PixelMask mask = edgesOf(_camera, _picture);
+        const PixelMask mask = edgesOf(_camera, _picture, _work);
         std::vector<std::vector<std::int32_t>> columns(static_cast<std::size_t>(_camera.height));
-        for (std::int32_t y = 0; y < _camera.height; ++y) {
+        const bool isListed = forRows([&](std::int32_t y) {
             for (std::int32_t x = 0; x < _camera.width; ++x) {
                 if (mask.has(x, y)) {
                     columns[static_cast<std::size_t>(y)].push_back(x);
-                    _shades[_picture.at(x, y)] = {};
+                    _shades[_picture.at(x, y)] = {{}, 0};
                 }
             }
+        });
+        if (!isListed) {
+            return false;
         }
         DepthPicture beside(_camera.width, _camera.height);
         for (const auto& offset : kPlaces) {
@@ -302,14 +308,8 @@ private:
         Camera camera = _camera;
         camera.shiftX += shiftX;
         camera.shiftY += shiftY;
-        const bool isTraced = forRows([&](std::int32_t y) {
-                                  for (const std::int32_t x : columns[static_cast<std::size_t>(y)]) {
-                                      beside.depths[beside.at(x, y)] = DepthPicture::kNoDepth;
-                                      beside.kinds[beside.at(x, y)] = PixelKind::Nothing;
-                                  }
-                              }) &&
-                              _tracer.trace(camera, Normals::Found, beside, &mask) &&
-                              addGround(camera, &mask, beside);
+        const bool isTraced =
+            _tracer.trace(camera, Normals::Found, beside, &mask) && addGround(camera, &mask, beside);
         return isTraced && forRows([&](std::int32_t y) {
                    const auto reachOf = [&](std::int32_t x) {
                        return _light->near(x, y, placeIn(camera, beside, x, y));
@@ -372,16 +372,21 @@ private:
         const std::int32_t longer = std::max(_settings.width, _settings.height);
         for (std::int32_t size = _settings.firstSize; size > 0 && size < longer; size *= 2) {
             Drawing coarse(_tracer, _field, _settings, _extent, cameraOf(view, size));
-            if (!coarse.drawCoarsely()) {
+            if (!coarse.drawCoarsely() || !hand(coarse, {view, false})) {
                 return false;
             }
-            _show(coarse.bytes(), {view, false});
         }
         Drawing drawing(_tracer, _field, _settings, _extent, cameraOf(view, longer));
-        if (!drawing.drawFinally(share)) {
+        return drawing.drawFinally(share) && hand(drawing, {view, true});
+    }
+
+    bool hand(Drawing& drawing, const PictureStep& step)
+    {
+        ShadedPicture picture;
+        if (!drawing.writeBytes(picture)) {
             return false;
         }
-        _show(drawing.bytes(), {view, true});
+        _show(picture, step);
         return true;
     }
 

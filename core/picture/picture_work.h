@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
+#include <exception>
 #include <thread>
 
 namespace zrk::picture {
@@ -45,19 +47,22 @@ public:
     }
 
     /// Calls body(k, worker) for each k below `count`; each thread takes the next k when it is done with one.
-    /// Returns whether all was done.
+    /// Returns whether all was done; throws again what a body threw.
     template <class Body>
     bool forEach(std::size_t count, const Body& body)
     {
         std::atomic<std::size_t> next{0};
-        runTeam(std::clamp<std::size_t>(count, 1, threads()), [&](std::size_t worker, std::size_t) {
+        std::atomic<std::size_t> finished{0};
+        runTeam(std::clamp<std::size_t>(count, 1, threads()), [&](std::size_t worker, std::size_t workers) {
+            const Finish finish(*this, finished);
             for (std::size_t k = next++; k < count && keepsGoing(); k = next++) {
                 body(k, worker);
                 if (worker == 0 && _monitor) {
-                    const double part = static_cast<double>(k + 1) / static_cast<double>(count);
-                    _reported = std::max(_reported, std::min(1.0, _done + _share * part));
-                    _monitor->progress(_reported);
+                    report(static_cast<double>(k + 1) / static_cast<double>(count));
                 }
+            }
+            if (worker == 0) {
+                waitFor(finished, workers - 1);
             }
         });
         return keepsGoing();
@@ -71,6 +76,46 @@ private:
     double _done = 0;
     double _share = 0;
     double _reported = 0; ///< never falls, though a stage may have several loops
+
+    /// Counts a thread that is done, and stops the others if it threw.
+    class Finish {
+    public:
+        Finish(PictureWork& work, std::atomic<std::size_t>& finished) : _work(work), _finished(finished) {}
+        ~Finish()
+        {
+            if (std::uncaught_exceptions() > _exceptions) {
+                _work._isStopped.store(true, std::memory_order_relaxed);
+            }
+            _finished.fetch_add(1, std::memory_order_release);
+        }
+        Finish(const Finish&) = delete;
+        Finish& operator=(const Finish&) = delete;
+
+    private:
+        PictureWork& _work;
+        std::atomic<std::size_t>& _finished;
+        int _exceptions = std::uncaught_exceptions();
+    };
+
+    void report(double part)
+    {
+        _reported = std::max(_reported, std::min(1.0, _done + _share * part));
+        _monitor->progress(_reported);
+    }
+
+    /// The others may still be at work for long; meanwhile the monitor is asked.
+    void waitFor(const std::atomic<std::size_t>& finished, std::size_t others)
+    {
+        constexpr int kShortWaits = 200;
+        for (int i = 0; _monitor && finished.load(std::memory_order_acquire) < others; ++i) {
+            keepsGoing();
+            if (i < kShortWaits) {
+                std::this_thread::yield();
+            } else {
+                std::this_thread::sleep_for(std::chrono::microseconds(500));
+            }
+        }
+    }
 };
 
 } // namespace zrk::picture

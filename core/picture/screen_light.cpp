@@ -59,10 +59,10 @@ ScreenLight::ScreenLight(const Camera& camera, const DepthPicture& picture, cons
 bool ScreenLight::fill(PictureWork& work)
 {
     const auto halves = static_cast<std::size_t>(_halfWidth) * static_cast<std::size_t>(_halfHeight);
-    _places.resize(halves);
-    _half.resize(halves);
-    _blurred.resize(halves);
-    _all.resize(_picture.pixelCount());
+    _places = PixelArray<Place>(halves);
+    _half = PixelArray<Reach>(halves);
+    _blurred = PixelArray<Reach>(halves);
+    _all = PixelArray<Reach>(_picture.pixelCount());
     const auto rows = static_cast<std::size_t>(_halfHeight);
     const auto all = static_cast<std::size_t>(_picture.height);
     return work.forEach(rows,

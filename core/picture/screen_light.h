@@ -4,15 +4,14 @@
 #include "core/picture/light_map.h"
 #include "core/picture/picture_work.h"
 
-#include <vector>
-
 namespace zrk::picture {
 
 /// What reaches a place of the light.
 struct Reach {
-    float key = 1; ///< share of the key light
-    float sky = 1; ///< share of the light from all around
+    float key; ///< share of the key light, 0 to 1
+    float sky; ///< share of the light from all around
 };
+inline constexpr Reach kUnhindered{1, 1};
 
 /// A place seen in a picture.
 struct Place {
@@ -48,10 +47,10 @@ private:
     float _radii[2];
     std::int32_t _halfWidth;
     std::int32_t _halfHeight;
-    std::vector<Place> _places; ///< of every other pixel
-    std::vector<Reach> _half;
-    std::vector<Reach> _blurred;
-    std::vector<Reach> _all;
+    PixelArray<Place> _places; ///< of every other pixel
+    PixelArray<Reach> _half;
+    PixelArray<Reach> _blurred;
+    PixelArray<Reach> _all;
 
     Reach compute(double x, double y, const Place& place, std::size_t turn) const;
     float occlusion(double x, double y, const Place& place, std::size_t turn) const;

@@ -10,8 +10,8 @@ namespace zrk::picture {
 
 /// A colour between 0 and 1 in linear light, times its opacity.
 struct Shade {
-    Float3 color{};
-    float opacity = 0;
+    Float3 color;
+    float opacity;
 };
 
 /// What a place of the solid is made of.

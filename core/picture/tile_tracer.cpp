@@ -76,6 +76,7 @@ void TileTracer::trace(const TracePlan& plan, PictureWork& work, std::int32_t ti
     if (!hasOpen()) {
         return;
     }
+    clear(out);
     traceSlabs();
     if (work.keepsGoing()) {
         narrow();
@@ -101,6 +102,18 @@ void TileTracer::begin(const TracePlan& plan, std::int32_t tile)
         _open[static_cast<std::size_t>(y)] = isRow ? columns & wanted : 0;
         _upwards[static_cast<std::size_t>(y)] = plan.camera.upwards(_y0 + y);
         _across[static_cast<std::size_t>(y)] = plan.camera.across(_x0 + y);
+    }
+}
+
+void TileTracer::clear(DepthPicture& out) const
+{
+    for (std::size_t y = 0; y < kEdge; ++y) {
+        for (std::uint64_t open = _open[y]; open != 0; open &= open - 1) {
+            const std::size_t place =
+                out.at(_x0 + std::countr_zero(open), _y0 + static_cast<std::int32_t>(y));
+            out.depths[place] = DepthPicture::kNoDepth;
+            out.kinds[place] = PixelKind::Nothing;
+        }
     }
 }
 

@@ -109,6 +109,7 @@ private:
     std::vector<Look> _unsettled;
 
     void begin(const TracePlan& plan, std::int32_t tile);
+    void clear(DepthPicture& out) const;
     void traceSlabs();
     Content contentOf(const Interval<double>& bounds) const;
     bool isOpen(std::int32_t x, std::int32_t y, std::int32_t edge) const;

@@ -20,8 +20,8 @@ public:
     const InsideField& field() const { return _field; }
     PictureWork& work() { return _work; }
 
-    /// Writes into a picture of the camera's size the pixels that hit something, or those of them that are in
-    /// the mask. False if it was interrupted, which is asked at least every thousand samples.
+    /// Writes all pixels of a picture of the camera's size, or those of them that are in the mask. False if
+    /// it was interrupted, which is asked at least every thousand samples.
     bool trace(const Camera& camera, Normals normals, DepthPicture& out, const PixelMask* pixels = nullptr);
 
 private:

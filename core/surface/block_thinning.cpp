@@ -16,7 +16,7 @@ constexpr double kLeastSine = 0.05;
 /// Below, a triangle's normal says little. That of a tiny one doesn't, either.
 constexpr double kSineOfSliver = 0.02;
 /// The flatness is reached in steps, so that little is spent where little is needed.
-constexpr double kSteps[] = {1.0 / 16, 1.0 / 4, 1.0};
+constexpr double kSteps[] = {1.0 / 8, 1.0};
 constexpr int kFlipRounds = 4;
 /// Rounds with more and more vertices held; then a block is left as it is.
 constexpr int kRounds = 6;
