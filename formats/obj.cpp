@@ -2,6 +2,7 @@
 
 #include "formats/limits.h"
 #include "formats/line_reader.h"
+#include "formats/text_words.h"
 
 #include <algorithm>
 #include <array>
@@ -22,32 +23,6 @@ namespace {
 
 constexpr const char* kDivide = "divide the mesh";
 constexpr std::string_view kSkippedWords[] = {"vt", "vn", "o", "g", "s", "mtllib", "usemtl"};
-
-/// The blanks of the C locale.
-bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-void skipBlanks(std::string_view& text)
-{
-    std::size_t i = 0;
-    while (i < text.size() && isBlank(text[i])) {
-        ++i;
-    }
-    text.remove_prefix(i);
-}
-
-/// The first word of the text, which goes on behind it; empty at the end.
-std::string_view takeWord(std::string_view& text)
-{
-    skipBlanks(text);
-    std::size_t i = 0;
-    while (i < text.size() && !isBlank(text[i])) {
-        ++i;
-    }
-    const std::string_view word = text.substr(0, i);
-    text.remove_prefix(i);
-    return word;
-}
 
 /// What `std::istream` extracts from the text, one value after the other.
 template <class T>

@@ -2,11 +2,10 @@
 
 #include "formats/limits.h"
 #include "formats/line_reader.h"
+#include "formats/text_words.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
-#include <cmath>
 #include <cstring>
 #include <fstream>
 
@@ -26,20 +25,6 @@ std::string_view trimmed(std::string_view text)
         text.remove_suffix(1);
     }
     return text;
-}
-
-std::optional<double> parseNumber(std::string_view text)
-{
-    text = trimmed(text);
-    if (text.size() > 1 && text.front() == '+' && text[1] != '-') {
-        text.remove_prefix(1);
-    }
-    double value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
-        return std::nullopt;
-    }
-    return value;
 }
 
 Result<Points> pointsOf(LineReader& lines, const std::string& place)
@@ -77,7 +62,7 @@ std::optional<std::vector<double>> parseNumbers(std::string_view text, std::size
     std::size_t start = 0;
     while (start <= text.size() && numbers.size() <= count) {
         const std::size_t comma = std::min(text.find(',', start), text.size());
-        const auto number = parseNumber(text.substr(start, comma - start));
+        const auto number = finiteNumber(trimmed(text.substr(start, comma - start)));
         if (!number) {
             return std::nullopt;
         }

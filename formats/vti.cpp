@@ -1,5 +1,7 @@
 #include "formats/vti.h"
 
+#include "formats/xml_text.h"
+
 #include <fmt/format.h>
 
 #include <cstdint>
@@ -7,34 +9,9 @@
 
 namespace zrk {
 
-namespace {
-
-std::string xmlAttribute(const std::string& text)
-{
-    std::string escaped;
-    for (const char c : text) {
-        switch (c) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '"':
-            escaped += "&quot;";
-            break;
-        default:
-            escaped += c;
-        }
-    }
-    return escaped;
-}
-
-} // namespace
-
 VolumeFrame vtiFrame(const Volume& volume)
 {
-    const std::string name = volume.name.empty() ? "values" : xmlAttribute(volume.nameInOneLine());
+    const std::string name = volume.name.empty() ? "values" : xmlText(volume.nameInOneLine());
     const std::string extent =
         fmt::format("0 {} 0 {} 0 {}", volume.dims[0] - 1, volume.dims[1] - 1, volume.dims[2] - 1);
     const char* role = volume.components == 3 ? "Vectors" : "Scalars";

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -76,13 +78,15 @@ public:
     /// Adds the member with the value null, which the value that comes next replaces.
     bool key(string_t& key) override
     {
-        const auto [member, isNew] = _open.back()->emplace(key, nullptr);
-        if (!isNew) {
-            throw zrk::FaultError(
-                {fmt::format("{}, {}{}", _name, openPlace(), shown(key)), "this key a second time",
-                 "each key of an object once",
-                 fmt::format("its first value is {}; keep the one that is meant", shown(*member))});
+        Open& open = _open.back();
+        auto& members = open.value->get_ref<ZRKJson::object_t&>();
+        if (!open.isNew(members, key)) {
+            throw zrk::FaultError({fmt::format("{}, {}{}", _name, openPlace(), shown(key)),
+                                   "this key a second time", "each key of an object once",
+                                   fmt::format("its first value is {}; keep the one that is meant",
+                                               shown(members.find(key)->second))});
         }
+        members.emplace_back(key, nullptr);
         return true;
     }
 
@@ -99,28 +103,56 @@ public:
     }
 
 private:
+    /// An array or object whose end hasn't come yet.
+    struct Open {
+        ZRKJson* value;
+        std::unordered_set<std::string> keys{}; ///< of an object that has many
+
+        /// True if an object's members have no such key. They are searched one by one while they are few.
+        bool isNew(const ZRKJson::object_t& members, const std::string& key)
+        {
+            constexpr std::size_t kFew = 16;
+            if (members.size() < kFew) {
+                return members.find(key) == members.end();
+            }
+            if (keys.empty()) {
+                std::transform(members.begin(), members.end(), std::inserter(keys, keys.end()),
+                               [](const auto& member) { return member.first; });
+            }
+            return keys.insert(key).second;
+        }
+    };
+
     const std::string& _text;
     const std::string& _name;
     ZRKJson _root;
-    std::vector<ZRKJson*>
-        _open; ///< arrays and objects around the place; each is the last element of that before
+    std::vector<Open> _open; ///< around the place; each is the last element of that before
 
-    bool add(ZRKJson value)
+    /// Returns where the value stands.
+    ZRKJson* place(ZRKJson value)
     {
         if (_open.empty()) {
             _root = std::move(value);
-        } else if (_open.back()->is_array()) {
-            _open.back()->push_back(std::move(value));
-        } else {
-            _open.back()->back() = std::move(value);
+            return &_root;
         }
+        ZRKJson& around = *_open.back().value;
+        if (around.is_array()) {
+            around.push_back(std::move(value));
+        } else {
+            around.get_ref<ZRKJson::object_t&>().back().second = std::move(value);
+        }
+        return &around.back();
+    }
+
+    bool add(ZRKJson value)
+    {
+        place(std::move(value));
         return true;
     }
 
     bool open(ZRKJson empty)
     {
-        add(std::move(empty));
-        _open.push_back(_open.empty() ? &_root : &_open.back()->back());
+        _open.push_back({place(std::move(empty))});
         return true;
     }
 
@@ -135,13 +167,15 @@ private:
     {
         std::string place;
         for (std::size_t i = 0; i + 1 < _open.size(); ++i) {
-            if (_open[i]->is_array()) {
-                place += fmt::format("[{}]", _open[i]->size() - 1);
+            const ZRKJson& outer = *_open[i].value;
+            const bool isArrayNext = _open[i + 1].value->is_array();
+            if (outer.is_array()) {
+                place += fmt::format("[{}]", outer.size() - 1);
             } else {
-                const std::string key = std::prev(_open[i]->end()).key();
-                place += _open[i + 1]->is_array() ? key : shown(key);
+                const std::string& key = outer.get_ref<const ZRKJson::object_t&>().back().first;
+                place += isArrayNext ? key : shown(key);
             }
-            place += _open[i + 1]->is_array() ? "" : ", ";
+            place += isArrayNext ? "" : ", ";
         }
         return place;
     }

@@ -308,7 +308,7 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
     for (const std::string& unread : stored.unreadPlaces()) {
         warn(keyPlace(place, unread), "a key that the type doesn't know", "the name of a property",
              fmt::format("`zrk types {}` lists them; as it stands, the key is kept and not used",
-                         object.typeInfo().name));
+                         uniqueName(object.typeInfo())));
     }
 }
 
@@ -343,7 +343,7 @@ Pin_handle DocumentReader::readPin(const ZRKJson& pair, const std::string& place
                                      : count == 1 ? fmt::format("{} 0, its only one", kind)
                                                   : fmt::format("{} 0 to {}", kind, count - 1);
         refuse(place, fmt::format("{} {} of {}", kind, shown(pair[1]), nodeText(id)), expected,
-               fmt::format("`zrk types {}` lists its pins", node->object->typeInfo().name));
+               fmt::format("`zrk types {}` lists its pins", uniqueName(node->object->typeInfo())));
     }
     const auto index = pair[1].get<std::uint8_t>();
     return isOutput ? Pin_handle::output(id, index) : Pin_handle::input(id, index);

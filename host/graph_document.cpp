@@ -1,5 +1,6 @@
 #include "host/graph_document.h"
 
+#include "components/mesh/beam_sdf.h"
 #include "formats/atomic_file.h"
 #include "formats/limits.h"
 #include "host/document_reader.h"
@@ -187,6 +188,23 @@ zrk::BBox<double> GraphDocument::samplingBounds() const
     return _graph->context().modelBounds().value_or(zrk::BBox<double>({0, 0, 0}, {1, 1, 1}));
 }
 
+std::string GraphDocument::unit() const
+{
+    const auto context = _root.find("context");
+    const auto* unit = context != _root.end() && context->is_object() && context->contains("unit")
+                           ? context->at("unit").get_ptr<const std::string*>()
+                           : nullptr;
+    return unit ? *unit : "";
+}
+
+std::shared_ptr<const zrk::BeamCacheData> GraphDocument::beamsOf(PinAddress address) const
+{
+    const auto node = _graph->getNodePtr(address.node);
+    const auto* beams = node ? dynamic_cast<const ZRKBeamSDF*>(node->object.get()) : nullptr;
+    const bool isMoved = _graph->upstream(Pin_handle::input(address.node, 0)).isValid();
+    return beams && !isMoved ? beams->lattice() : nullptr;
+}
+
 std::vector<OutputPin> GraphDocument::outputPins() const
 {
     const EffectiveTagScope tags;
@@ -221,7 +239,7 @@ zrk::Result<OutputField> GraphDocument::outputField(PinAddress address) const
         const Tag tag = effectiveTag(pin);
         const auto object = std::dynamic_pointer_cast<ZRKFieldObject>(pin.node.object());
         OutputField output{object ? object->realizeField(pin.node, address.output) : zrk::IField(), tag,
-                           pin.pin()->name};
+                           pin.pin()->name, address};
         if (!output.field) {
             return zrk::refused({place, fmt::format("a pin without a data type ({})", tag.name()),
                                  "one that carries values",

@@ -15,6 +15,10 @@
 #include <string>
 #include <vector>
 
+namespace zrk {
+struct BeamCacheData;
+}
+
 namespace zrkmodel {
 
 inline constexpr unsigned kMaxNodeId = ZRKGraph::kMaxId;
@@ -40,6 +44,7 @@ struct OutputField {
     zrk::IField field;
     Tag tag;          ///< Scalar, Vector3d or Color
     std::string name; ///< of the pin
+    PinAddress address;
     /// Named as a density: the inside lies above 0.5. Else the inside lies below 0.
     bool isDensity = false;
     /// Where the surface of the field lies.
@@ -72,6 +77,12 @@ public:
     const std::shared_ptr<DocumentResources>& resources() const { return _resources; }
     /// Where sampling runs unless told otherwise: the model's bounds, or the unit cube.
     zrk::BBox<double> samplingBounds() const;
+    /// What the document's context has for "unit", such as "mm"; empty where it is missing or no text.
+    std::string unit() const;
+
+    /// The beams that an output is the distance to: where it is that of a beam lattice whose positions are
+    /// the model's own. Else null.
+    std::shared_ptr<const zrk::BeamCacheData> beamsOf(PinAddress address) const;
 
     /// All outputs of all nodes, in the order of the document.
     std::vector<OutputPin> outputPins() const;

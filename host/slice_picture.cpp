@@ -1,6 +1,6 @@
 #include "host/slice_picture.h"
 
-#include "host/color_map.h"
+#include "core/picture/color_map.h"
 
 #include <algorithm>
 #include <cassert>
@@ -12,6 +12,10 @@
 
 namespace zrkmodel {
 namespace {
+
+using zrk::divergingMap;
+using zrk::Rgb;
+using zrk::sequentialMap;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr Rgb kInk = {0.07, 0.08, 0.11};

@@ -72,6 +72,20 @@ const std::deque<ZRKGraphObjectRegistration>& knownTypes()
     return ZRKGraphObject::registry().entries();
 }
 
+std::string uniqueName(const ZRKTypeInfo& type)
+{
+    std::size_t sharing = 0;
+    std::string className;
+    for (const ZRKGraphObjectRegistration& entry : knownTypes()) {
+        if (entry.info.name == type.name) {
+            ++sharing;
+            className = equalIgnoringCase(entry.info.uuid, type.uuid) ? entry.className : className;
+        }
+    }
+    const bool isOneWord = type.name.find(' ') == std::string::npos;
+    return (sharing == 1 && isOneWord) || className.empty() ? type.name : className;
+}
+
 zrk::Result<const ZRKGraphObjectRegistration*> findType(const std::string& place, const std::string& name,
                                                         const std::string& uuid)
 {

@@ -24,4 +24,8 @@ const std::deque<ZRKGraphObjectRegistration>& knownTypes();
 zrk::Result<const ZRKGraphObjectRegistration*> findType(const std::string& place, const std::string& name,
                                                         const std::string& uuid);
 
+/// What `findType` and `zrk types` know a type by alone: the type name, or the class where several types
+/// share that name or it has blanks.
+std::string uniqueName(const ZRKTypeInfo& type);
+
 } // namespace zrkmodel

@@ -58,7 +58,7 @@ class CommandLines(ZrkTest):
 
     def test_the_command_page_names_every_option(self):
         page = (ROOT / "docs/command-line.md").read_text()
-        for command in ("types", "check", "probe", "sample", "slice"):
+        for command in ("types", "check", "probe", "sample", "slice", "surface", "render"):
             for option in re.findall(r"--[a-z]+", run(command, "--help").out):
                 with self.subTest(command=command, option=option):
                     self.assertIn(f"`{option}", page)

@@ -97,6 +97,10 @@ MALFORMED = [
     ("node id beyond all", chain((65536 + 1, 0, 3, 0)), ["links[0]", '"from"', "node 65537"]),
     ("missing output", chain((1, 0, 2, 0), (2, 1, 3, 0)),
      ["links[1]", '"from"', "output 1 of node 2 (BendTransform)", "expected output 0", "zrk types BendTransform"]),
+    # Two types are called Invert: the remedy leads to the class.
+    ("missing output of a shared type name", graph([{"id": 1, "type": "ZRKLevelsetIsoValue"}, SPHERE | {"id": 2}],
+                                                   [(1, 1, 2, 0)]),
+     ["node 1 (Invert)", "zrk types ZRKLevelsetIsoValue"]),
     ("missing input", chain((1, 0, 3, 1)), ["links[0]", '"to"', "input 1 of node 3 (SphereSDF)"]),
     ("pin index beyond a byte", chain((1, 256, 3, 0)), ["links[0]", '"from"', "output 256"]),
     ("second link into an input", chain((1, 0, 3, 0), (2, 0, 3, 0)),

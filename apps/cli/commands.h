@@ -21,5 +21,7 @@ void addCheckCommand(const Program& program);
 void addProbeCommand(const Program& program);
 void addSampleCommand(const Program& program);
 void addSliceCommand(const Program& program);
+void addSurfaceCommand(const Program& program);
+void addRenderCommand(const Program& program);
 
 } // namespace zrkcli

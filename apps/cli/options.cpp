@@ -1,6 +1,8 @@
 #include "apps/cli/options.h"
+#include "apps/cli/messages.h"
 
 #include "apps/cli/progress_bar.h"
+#include "formats/points.h"
 
 #include <fmt/core.h>
 
@@ -10,9 +12,17 @@
 
 namespace zrkcli {
 
-namespace {
+zrk::BBox<double> parseBounds(const std::string& text)
+{
+    const auto n = zrk::parseNumbers(text, 6);
+    if (!n) {
+        throw zrk::FaultError({"--bounds", zrk::quotation(text), "six finite numbers",
+                               "write the two corners as x0,y0,z0,x1,y1,z1"});
+    }
+    return {{(*n)[0], (*n)[1], (*n)[2]}, {(*n)[3], (*n)[4], (*n)[5]}};
+}
 
-zrkmodel::PinAddress parsePin(const std::string& text)
+zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text)
 {
     unsigned node = 0;
     unsigned output = 0;
@@ -28,13 +38,12 @@ zrkmodel::PinAddress parsePin(const std::string& text)
             first.ec == std::errc() && first.ptr == middle && second.ec == std::errc() && second.ptr == end;
     }
     if (!isPin || node > zrkmodel::kMaxNodeId || output > 255) {
-        throw zrk::FaultError({"--pin", zrk::quotation(text), "NODE:OUT",
-                               "give a node's id and the index of one of its outputs, e.g. --pin 2:0"});
+        throw zrk::FaultError(
+            {option, zrk::quotation(text), "NODE:OUT",
+             "give a node's id and the index of one of its outputs, e.g. " + option + " 2:0"});
     }
     return {static_cast<std::uint16_t>(node), static_cast<std::uint8_t>(output)};
 }
-
-} // namespace
 
 void SamplingOptions::addTo(CLI::App& command)
 {
@@ -52,7 +61,7 @@ zrkmodel::GraphDocument loadDocument(const std::string& path, bool quiet)
         return zrk::valueOrThrow(zrkmodel::GraphDocument::load(path, warnings, &bar));
     });
     for (const zrk::Fault& warning : warnings) {
-        fmt::print(stderr, "warning: {}\n", zrk::messageOf(warning));
+        tell("warning: {}\n", zrk::messageOf(warning));
     }
     return document;
 }
@@ -60,7 +69,7 @@ zrkmodel::GraphDocument loadDocument(const std::string& path, bool quiet)
 Job::Job(const SamplingOptions& options)
     : document(loadDocument(options.document, options.quiet)),
       output(zrk::valueOrThrow(options.pin.empty() ? document.outputField()
-                                                   : document.outputField(parsePin(options.pin))))
+                                                   : document.outputField(parsePin("--pin", options.pin))))
 {}
 
 std::vector<std::string> argumentsInParsingOrder(int argc, char** argv)

@@ -22,6 +22,11 @@ struct SamplingOptions {
     void addTo(CLI::App& command);
 };
 
+/// The two corners after --bounds, x0,y0,z0,x1,y1,z1. Throws FaultError for any other text.
+zrk::BBox<double> parseBounds(const std::string& text);
+/// A pin after an option, NODE:OUT. Throws FaultError for any other text.
+zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text);
+
 /// Loads a document with a progress bar and prints its warnings to standard error.
 zrkmodel::GraphDocument loadDocument(const std::string& path, bool quiet);
 

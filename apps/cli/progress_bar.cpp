@@ -1,4 +1,5 @@
 #include "apps/cli/progress_bar.h"
+#include "apps/cli/messages.h"
 
 #include <fmt/core.h>
 
@@ -12,22 +13,31 @@ namespace zrkcli {
 
 namespace {
 
+constexpr int kInterruptedStatus = 130;
+
 std::atomic<bool> interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
 
 extern "C" void onInterrupt(int) { interrupted.store(true, std::memory_order_relaxed); }
 
-} // namespace
+extern "C" void endProgram(int) { _exit(kInterruptedStatus); }
 
-void catchInterrupts()
+void callAtInterrupt(void (*handler)(int))
 {
     struct sigaction action {};
-    action.sa_handler = onInterrupt;
+    action.sa_handler = handler;
     sigemptyset(&action.sa_mask);
     // A second Ctrl-C ends the program in the ordinary way.
     action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
     sigaction(SIGINT, &action, nullptr);
 }
+
+} // namespace
+
+void catchInterrupts() { callAtInterrupt(onInterrupt); }
+
+EndingAtInterrupt::EndingAtInterrupt() { callAtInterrupt(endProgram); }
+EndingAtInterrupt::~EndingAtInterrupt() { catchInterrupts(); }
 
 bool isInterrupted() { return interrupted.load(std::memory_order_relaxed); }
 
@@ -41,7 +51,7 @@ ProgressBar::ProgressBar(std::string title, bool quiet)
 ProgressBar::~ProgressBar()
 {
     if (_drawn) {
-        fmt::print(stderr, "\r\x1b[K");
+        tellText("\r\x1b[K");
     }
 }
 
@@ -61,8 +71,7 @@ void ProgressBar::progress(double fraction)
     bar.resize(kWidth, '.');
     const double elapsed = std::chrono::duration<double>(now - _started).count();
     const std::string left = share > 0.02 ? fmt::format("  {:.0f} s left", elapsed / share - elapsed) : "";
-    fmt::print(stderr, "\r\x1b[K{} [{}] {:3.0f} %{}", _title, bar, 100 * share, left);
-    std::fflush(stderr);
+    tell("\r\x1b[K{} [{}] {:3.0f} %{}", _title, bar, 100 * share, left);
 }
 
 } // namespace zrkcli

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/progress.h"
+#include "core/values/fault.h"
 
 #include <chrono>
 #include <string>
@@ -12,6 +13,15 @@ namespace zrkcli {
 void catchInterrupts();
 /// Returns true once Ctrl-C has been pressed.
 bool isInterrupted();
+
+/// While it lives, Ctrl-C ends the program at once, with status 130.
+class EndingAtInterrupt {
+public:
+    EndingAtInterrupt();
+    ~EndingAtInterrupt();
+    EndingAtInterrupt(const EndingAtInterrupt&) = delete;
+    EndingAtInterrupt& operator=(const EndingAtInterrupt&) = delete;
+};
 
 /// Shows the progress of a piece of work on standard error if that is a terminal, and stops the work after
 /// Ctrl-C.
@@ -32,6 +42,18 @@ private:
     std::chrono::steady_clock::time_point _started;
     std::chrono::steady_clock::time_point _lastDrawn;
 };
+
+/// What work() gives. Ctrl-C meanwhile ends the program at once, with status 130: for work that can't be
+/// asked to stop and has no file open for writing.
+template <class Work>
+auto endingAtInterrupt(const Work& work)
+{
+    const EndingAtInterrupt ending;
+    if (isInterrupted()) {
+        throw zrk::FaultError(zrk::interruptedAt("command"));
+    }
+    return work();
+}
 
 /// What work(bar) gives, with a progress bar while it runs.
 template <class Work>

@@ -24,16 +24,6 @@ struct SampleOptions : SamplingOptions {
     std::string bounds;
 };
 
-zrk::BBox<double> parseBounds(const std::string& text)
-{
-    const auto n = zrk::parseNumbers(text, 6);
-    if (!n) {
-        throw zrk::FaultError({"--bounds", zrk::quotation(text), "six finite numbers",
-                               "write the two corners as x0,y0,z0,x1,y1,z1"});
-    }
-    return {{(*n)[0], (*n)[1], (*n)[2]}, {(*n)[3], (*n)[4], (*n)[5]}};
-}
-
 std::array<std::int32_t, 3> parseDims(const std::string& text)
 {
     const auto n = zrk::parseNumbers(text, 3);

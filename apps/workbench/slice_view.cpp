@@ -1,6 +1,6 @@
 #include "apps/workbench/slice_view.h"
 
-#include "host/color_map.h"
+#include "core/picture/color_map.h"
 #include "inspectors/css_style.h"
 #include "inspectors/number_field.h"
 #include "inspectors/number_text.h"

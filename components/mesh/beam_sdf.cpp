@@ -47,6 +47,13 @@ void ZRKBeamSDF::makeCacheIfMissing() const
     }
 }
 
+std::shared_ptr<const zrk::BeamCacheData> ZRKBeamSDF::lattice() const
+{
+    makeCacheIfMissing();
+    const std::lock_guard lock(_mutex);
+    return _cache;
+}
+
 void ZRKBeamSDF::replaceCache(Cache cache)
 {
     const std::lock_guard lock(_mutex);

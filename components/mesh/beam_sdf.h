@@ -68,6 +68,9 @@ public:
     /// Drops the lattice, an imported one too.
     bool onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node) override;
 
+    /// The lattice as evaluators have it, made from `min` and `max` if there was none yet. Never null.
+    std::shared_ptr<const zrk::BeamCacheData> lattice() const;
+
     /// Replaces the lattice by the edges of the first file; without a file by a grid of four nodes over
     /// (0, 0, 0) to (5, 5, 5). A file that can't be read leaves a lattice without beams; one whose faces name
     /// vertices that aren't there leaves the former lattice. Sends no event of a change.

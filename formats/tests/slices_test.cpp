@@ -1,3 +1,4 @@
+#include "formats/png.h"
 #include "formats/slices.h"
 
 #include "testing/slice_folder.h"
@@ -6,7 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace zrk {
 namespace {
@@ -149,6 +154,25 @@ TEST_F(SliceStack, RefusesTooManyPixelsWhicheverThreadFindsThem)
         }
     }
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they reserve more than any limit
+// It isn't left out in silence: elsewhere, or later, the slice could be read.
+TEST_F(SliceStack, IsRefusedWhereASliceNeedsMoreMemoryThanThereIs)
+{
+    const std::string large = (folder / "large.png").string();
+    ASSERT_TRUE(zrk::writePng(large, zrk::Picture(3000, 3000)));
+    const auto readInLittleMemory = [&] {
+        std::size_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        const rlim_t little = pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) + (16 << 20);
+        const rlimit limit{little, little};
+        ::setrlimit(RLIMIT_AS, &limit);
+        const auto stack = zrk::readGreyStack({large}, nullptr);
+        std::exit(!stack && stack.error().kind == zrk::FaultKind::FailedWork ? 0 : 1);
+    };
+    EXPECT_EXIT(readInLittleMemory(), ::testing::ExitedWithCode(0), "");
+}
+#endif
 
 } // namespace
 } // namespace zrk

@@ -39,6 +39,9 @@ TEST_F(LoadedStack, LoadsSlicesAndKeepsThemWhenTheNextLoadIsStopped)
     EXPECT_EQ(sample(std::dynamic_pointer_cast<ZRKGraphObject>(stack->clone()), {0, 0, 0}),
               (Numbers{17 / 255.0, 1}))
         << "a clone has the slices";
+    const auto read = std::dynamic_pointer_cast<ZRK3DImage>(stack->clone());
+    read->deserialize(ZRKDeserialization(ZRKJson::object()));
+    EXPECT_EQ(sample(read, {0, 0, 0}), (Numbers{0, 0})) << "stored forms have no slices";
     EXPECT_THAT(changes, ElementsAre("raster"));
 
     Impatient hasty(0);

@@ -1,4 +1,5 @@
 #include "core/engine/block_runner.h"
+#include "testing/host_field.h"
 #include "testing/random_chain.h"
 
 #include <gtest/gtest.h>
@@ -360,6 +361,53 @@ TEST(BlockEngine, SampleIndicesReachToTheLargest)
         EXPECT_TRUE(runnerOf(context, context.slots.size() - 1).sweep(end - 700, end, sink));
         EXPECT_EQ(sink.samples, 701);
         EXPECT_EQ(sink.value, end);
+    }
+}
+
+/// Reads two inputs and the position, in an order that closures see.
+class OrderedReader final : public Kernel {
+public:
+    explicit OrderedReader(ReadOrder order, bool readsPosition) : _reads{2, readsPosition, order} {}
+
+    KernelReads reads() const override { return _reads; }
+    void sample(EvaluationContext&) const override {}
+    void block(BlockRun& run) const override { run.outputConstant(0, 0); }
+
+private:
+    KernelReads _reads;
+};
+
+// The position, too, may come from a closure: that of another node.
+TEST(BlockEngine, RunsClosuresInTheOrderInWhichTheKernelReads)
+{
+    struct Case {
+        ReadOrder order;
+        const char* notes;
+    };
+    for (const Case& c : {Case{ReadOrder::inputsFirst, "01p"}, Case{ReadOrder::coordinatesFirst, "p01"},
+                          Case{ReadOrder::lastInputFirst, "10p"}}) {
+        std::string notes;
+        const auto noted = [&notes](std::uint32_t shape, char sign) {
+            return literal::node(shape,
+                                 [&notes, shape, sign](EvaluationContext& context) {
+                                     notes += sign;
+                                     shape == 1 ? context.writeOutput(0.0, 1.0)
+                                                : context.writeOutput(Tensor<3, double>{0, 0, 0}, 1.0);
+                                 },
+                                 {});
+        };
+        const IField place = noted(3, 'p');
+        const IField reader = literal::node(1, Evaluator(std::make_shared<OrderedReader>(c.order, true)),
+                                            {noted(1, '0'), noted(1, '1')});
+        const IField field = chains::host(1, [&](EvaluatorBuilder<double>& builder) {
+            builder.setEvaluator(
+                Evaluator(std::make_shared<OrderedReader>(ReadOrder::lastInputFirst, false)));
+            builder.addInput(reader, builder.addInput(place).get());
+        });
+        FieldSampler sampler(field.generator(),
+                             std::make_shared<PointListDomain>(std::vector<Tensor<3, double>>{{0, 0, 0}}));
+        sampler.run();
+        EXPECT_EQ(notes, c.notes);
     }
 }
 

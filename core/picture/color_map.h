@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
-namespace zrkmodel {
+namespace zrk {
 
 /// An sRGB colour, components 0 to 1.
-using Rgb = zrk::Tensor<3, double>;
+using Rgb = Tensor<3, double>;
 
 /// Colours for the numbers 0 to 1: a finely stepped table. Immutable, safe to share between threads.
 class ColorMap {
@@ -37,4 +37,4 @@ const ColorMap& sequentialMap();
 /// readers tell apart as well, and without the neutral middle, so that the sides differ in thin parts too.
 const ColorMap& divergingMap();
 
-} // namespace zrkmodel
+} // namespace zrk

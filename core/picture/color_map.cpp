@@ -1,4 +1,4 @@
-#include "host/color_map.h"
+#include "core/picture/color_map.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,10 +6,8 @@
 #include <iterator>
 #include <numbers>
 
-namespace zrkmodel {
+namespace zrk {
 namespace {
-
-using zrk::Tensor;
 
 constexpr int kSteps = 1024;
 constexpr double kMiddleGap = 0.2; // strength of the diverging map right beside its middle
@@ -150,4 +148,4 @@ const ColorMap& divergingMap()
     return map;
 }
 
-} // namespace zrkmodel
+} // namespace zrk

@@ -1,0 +1,294 @@
+#include "apps/cli/commands.h"
+#include "apps/cli/messages.h"
+#include "apps/cli/options.h"
+#include "apps/cli/progress_bar.h"
+#include "core/picture/picture.h"
+#include "formats/png.h"
+#include "formats/points.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <memory>
+#include <numbers>
+#include <optional>
+#include <utility>
+
+namespace zrkcli {
+
+namespace {
+
+struct RenderOptions : SamplingOptions {
+    std::string file;
+    std::string size = "1024x768";
+    std::string from;
+    bool isPerspective = false;
+    std::vector<std::string> sections;
+    std::string color;
+    std::optional<double> iso;
+    std::string bounds;
+    std::string background = "studio";
+    int turntable = 0;
+    bool fadesByWeight = false;
+};
+
+[[noreturn]] void refuse(const std::string& option, const std::string& text, const std::string& expected,
+                         const std::string& remedy)
+{
+    throw zrk::FaultError({option, zrk::quotation(text), expected, remedy});
+}
+
+struct PictureSize {
+    std::int32_t width;
+    std::int32_t height;
+};
+
+PictureSize parseSize(const std::string& text)
+{
+    const std::size_t cross = text.find('x');
+    const char* const end = text.data() + text.size();
+    const char* const middle = text.data() + std::min(cross, text.size());
+    std::uint32_t sides[2] = {};
+    bool isSize = false;
+    if (cross != std::string::npos) {
+        const auto width = std::from_chars(text.data(), middle, sides[0]);
+        const auto height = std::from_chars(middle + 1, end, sides[1]);
+        isSize =
+            width.ec == std::errc() && width.ptr == middle && height.ec == std::errc() && height.ptr == end;
+    }
+    const std::uint64_t pixels = std::uint64_t{sides[0]} * sides[1];
+    if (!isSize || std::min(sides[0], sides[1]) < 16 || std::max(sides[0], sides[1]) > zrk::kMaxPictureSide ||
+        pixels > zrk::kMaxPicturePixels) {
+        refuse("--size", text,
+               fmt::format("WIDTHxHEIGHT, each from 16 to {}, at most {} pixels together",
+                           zrk::kMaxPictureSide, zrk::kMaxPicturePixels),
+               "write it as 1920x1080");
+    }
+    return {static_cast<std::int32_t>(sides[0]), static_cast<std::int32_t>(sides[1])};
+}
+
+zrk::Vector3 parseDirection(const std::string& text)
+{
+    static const std::pair<const char*, zrk::Vector3> kNamed[] = {
+        {"front", {0, -1, 0}}, {"back", {0, 1, 0}},    {"left", {-1, 0, 0}}, {"right", {1, 0, 0}},
+        {"top", {0, 0, 1}},    {"bottom", {0, 0, -1}}, {"iso", {1, -1, 1}}};
+    std::string names;
+    for (const auto& [name, direction] : kNamed) {
+        if (text == name) {
+            return direction;
+        }
+        names += std::string(name) + ", ";
+    }
+    const auto n = zrk::parseNumbers(text, 3);
+    const zrk::Vector3 direction = n ? zrk::Vector3{(*n)[0], (*n)[1], (*n)[2]} : zrk::Vector3{};
+    const double size = zrk::length(direction);
+    if (!(size > 0) || !std::isfinite(size)) {
+        refuse("--from", text, "one of " + names + "or three finite numbers x,y,z, not all 0",
+               "name the side that the viewer stands on, e.g. --from front or --from 1,-2,1");
+    }
+    return direction * (1 / size);
+}
+
+zrk::PositionBox boxOf(const zrk::BBox<double>& bounds)
+{
+    zrk::PositionBox box;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        if (!(bounds.min[axis] < bounds.max[axis])) {
+            throw zrk::FaultError({"bounds", fmt::format("no extent along {}", "xyz"[axis]),
+                                   "a box with room in it", "give --bounds, or modelBounds in the document"});
+        }
+        box[axis] = {bounds.min[axis], bounds.max[axis]};
+    }
+    return box;
+}
+
+/// Cuts the half of the box away that is on the viewer's side of the plane.
+void cut(zrk::PositionBox& region, const std::string& text, const zrk::Vector3& from)
+{
+    const auto axis =
+        text.size() > 2 && text[1] == '=' ? std::string("xyz").find(text[0]) : std::string::npos;
+    const auto n = axis != std::string::npos ? zrk::parseNumbers(text.substr(2), 1) : std::nullopt;
+    if (!n) {
+        refuse("--section", text, "AXIS=VALUE", "name an axis and where it is cut, e.g. --section x=0.2");
+    }
+    zrk::Interval<double>& extent = region[axis];
+    const double value = (*n)[0];
+    if (!(value > extent.lower && value < extent.upper)) {
+        refuse("--section", text,
+               fmt::format("a value between {:g} and {:g}, what is left of the bounds along {}", extent.lower,
+                           extent.upper, text[0]),
+               "cut within the bounds");
+    }
+    (from[axis] < 0 ? extent.lower : extent.upper) = value;
+}
+
+void setBackground(zrk::PictureSettings& settings, const std::string& text)
+{
+    if (text == "studio") {
+        settings.backdrop = zrk::Backdrop::Studio;
+        return;
+    }
+    if (text == "transparent") {
+        settings.backdrop = zrk::Backdrop::Transparent;
+        return;
+    }
+    std::uint32_t hex = 0;
+    const char* const end = text.data() + text.size();
+    const bool isHex = text.size() == 7 && text[0] == '#' &&
+                       std::from_chars(text.data() + 1, end, hex, 16).ptr == end && text[1] != '-';
+    const bool isWhite = text == "white";
+    if (!isHex && !isWhite && text != "black") {
+        refuse("--background", text, "studio, transparent, white, black or a colour #rrggbb",
+               "write a colour as six hexadecimal digits, e.g. '#f0f4ff'");
+    }
+    hex = isWhite ? 0xffffff : hex;
+    settings.backdrop = zrk::Backdrop::Plain;
+    settings.backdropColor = {(hex >> 16) / 255.0, (hex >> 8 & 0xff) / 255.0, (hex & 0xff) / 255.0};
+}
+
+zrk::PreparedField paintOf(const zrkmodel::GraphDocument& document, const std::string& pin)
+{
+    const zrkmodel::OutputField output = zrk::valueOrThrow(document.outputField(parsePin("--color", pin)));
+    if (output.tag != zrkmodel::Tag::Color && output.tag != zrkmodel::Tag::Vector3d) {
+        refuse("--color", pin, "an output of the tag Color or Vector3d",
+               "make a colour of scalars with a node of the type RGBACombineComponents");
+    }
+    return zrk::attempt("--color", [&] { return zrk::PreparedField(output.field); }).value();
+}
+
+/// The view, and so many more around the z axis.
+std::vector<zrk::Vector3> turned(const zrk::Vector3& from, int count)
+{
+    std::vector<zrk::Vector3> views;
+    for (int i = 0; i < std::max(count, 1); ++i) {
+        const double angle = 2 * std::numbers::pi * i / std::max(count, 1);
+        views.push_back({from[0] * std::cos(angle) - from[1] * std::sin(angle),
+                         from[0] * std::sin(angle) + from[1] * std::cos(angle), from[2]});
+    }
+    return views;
+}
+
+/// part.png becomes part_007.png.
+std::string numbered(const std::string& file, std::size_t number, int count)
+{
+    const int digits = std::max(3, static_cast<int>(std::to_string(count - 1).size()));
+    return fmt::format("{}_{:0{}}.png", file.substr(0, file.size() - 4), number, digits);
+}
+
+void write(const std::string& file, const zrk::ShadedPicture& picture, bool isTransparent)
+{
+    if (isTransparent) {
+        zrk::valueOrThrow(zrk::writePng(file, picture));
+        return;
+    }
+    zrk::Picture opaque(picture.dims[0], picture.dims[1]);
+    for (std::size_t i = 0; i < opaque.pixelCount(); ++i) {
+        std::copy_n(&picture.data[4 * i], 3, &opaque.data[3 * i]);
+    }
+    zrk::valueOrThrow(zrk::writePng(file, opaque));
+}
+
+void render(const RenderOptions& options)
+{
+    if (!options.file.ends_with(".png")) {
+        refuse("-o", options.file, "a file name ending in .png",
+               "pictures are written as PNG; `zrk sample` writes volumes");
+    }
+    zrk::PictureSettings settings;
+    const PictureSize size = parseSize(options.size);
+    settings.width = size.width;
+    settings.height = size.height;
+    settings.threads = options.threads;
+    settings.projection =
+        options.isPerspective ? zrk::Projection::Perspective : zrk::Projection::Orthographic;
+    settings.fadesByWeight = options.fadesByWeight;
+    const zrk::Vector3 from = options.from.empty() ? settings.views[0] : parseDirection(options.from);
+    settings.views = turned(from, options.turntable);
+    setBackground(settings, options.background);
+
+    const Job job(options);
+    if (job.output.tag != zrkmodel::Tag::Scalar) {
+        throw zrk::FaultError({options.pin.empty() ? options.document + ", \"output\"" : "--pin",
+                               fmt::format("a field of {} components", job.output.tag.components),
+                               "a scalar field, whose surface can be drawn",
+                               "choose another output with --pin; `zrk check` lists them, and `zrk slice` "
+                               "draws vectors and colours"});
+    }
+    settings.region =
+        boxOf(options.bounds.empty() ? job.document.samplingBounds() : parseBounds(options.bounds));
+    for (const std::string& section : options.sections) {
+        cut(settings.region, section, from);
+    }
+    settings.iso = options.iso.value_or(job.output.surfaceLevel);
+    settings.solid = job.output.isDensity ? zrk::SolidSide::Above : zrk::SolidSide::Below;
+    if (!options.color.empty()) {
+        settings.paint = paintOf(job.document, options.color);
+    }
+
+    const bool isTransparent = settings.backdrop == zrk::Backdrop::Transparent;
+    std::vector<std::string> written;
+    const auto show = [&](const zrk::ShadedPicture& picture, const zrk::PictureStep& step) {
+        const std::string file =
+            options.turntable > 0 ? numbered(options.file, step.view, options.turntable) : options.file;
+        if (isInterrupted()) {
+            throw zrk::FaultError(zrk::interruptedAt(file));
+        }
+        write(file, picture, isTransparent);
+        written.push_back(file);
+    };
+    const auto outcome = withProgress("rendering", options.quiet, [&](ProgressBar& bar) {
+        return zrk::drawPictures(zrk::PreparedField(job.output.field), settings, show, &bar);
+    });
+    if (outcome == zrk::PictureOutcome::Interrupted) {
+        throw zrk::FaultError(zrk::interruptedAt(options.file));
+    }
+    if (outcome == zrk::PictureOutcome::NoSolid) {
+        throw zrk::FaultError(
+            {options.document,
+             fmt::format("nothing {} {:g} in the bounds {:g},{:g},{:g},{:g},{:g},{:g}",
+                         job.output.isDensity ? "above" : "below", settings.iso, settings.region[0].lower,
+                         settings.region[1].lower, settings.region[2].lower, settings.region[0].upper,
+                         settings.region[1].upper, settings.region[2].upper),
+             "a field with a surface there",
+             "give other bounds with --bounds or another value with --iso; `zrk slice` shows the values",
+             zrk::FaultKind::FailedWork});
+    }
+    if (!options.quiet) {
+        tell("{}{}: {} x {} pixels, surface at {:g}\n", written.front(),
+             written.size() > 1 ? " to " + written.back() : "", settings.width, settings.height,
+             settings.iso);
+    }
+}
+
+} // namespace
+
+void addRenderCommand(const Program& program)
+{
+    CLI::App* command = program.app.add_subcommand("render", "draw the solid of a field as a shaded picture");
+    auto options = std::make_shared<RenderOptions>();
+    options->addTo(*command);
+    command->add_option("-o,--output", options->file, "picture to write, .png")->required();
+    command->add_option("--size", options->size, "pixels, WIDTHxHEIGHT (default 1024x768)");
+    command->add_option("--from", options->from,
+                        "where the viewer stands: front, back, left, right, top, bottom, iso or a direction "
+                        "x,y,z (default: the front, 35 degrees to the right and 28 up)");
+    command->add_flag("--perspective", options->isPerspective, "a view in perspective, else without");
+    command->add_option("--section", options->sections,
+                        "cuts the viewer's side away at AXIS=VALUE, e.g. x=0.2; may be repeated");
+    command->add_option("--color", options->color, "output with the solid's colours, NODE:OUT");
+    command->add_option("--iso", options->iso,
+                        "value of the surface (default 0, or 0.5 for an output named density)");
+    command->add_option(
+        "--bounds", options->bounds,
+        "corners x0,y0,z0,x1,y1,z1; without them the document's modelBounds, or the unit cube");
+    command->add_option("--background", options->background,
+                        "studio (default), transparent, white, black or a colour #rrggbb");
+    command->add_option("--turntable", options->turntable, "draws N numbered pictures around the z axis")
+        ->check(CLI::Range(1, 10000));
+    command->add_flag("--fade-by-weight", options->fadesByWeight, "the field's weight is its opacity");
+    command->callback([&work = program.work, options] { work = [options] { render(*options); }; });
+}
+
+} // namespace zrkcli

@@ -1,0 +1,347 @@
+#include "apps/cli/commands.h"
+#include "apps/cli/mesh_report.h"
+#include "apps/cli/messages.h"
+#include "apps/cli/options.h"
+#include "apps/cli/progress_bar.h"
+#include "apps/cli/surface_inputs.h"
+#include "formats/atomic_file.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+
+namespace zrkcli {
+
+namespace {
+
+constexpr int kDefaultResolution = 128;
+
+struct SurfaceOptions : SamplingOptions {
+    std::string file;
+    int resolution = kDefaultResolution;
+    double cell = 0;
+    bool hasCell = false;
+    std::string bounds;
+    std::optional<double> iso;
+    bool isDensity = false;
+    bool isSharp = false;
+    bool isOpen = false;
+    double flatness = 0;
+    std::string color;
+    std::string unit;
+    bool wantsReport = false;
+    std::string reportFile;
+    bool json = false;
+
+    /// Throws FaultError for what no parser of numbers finds, and takes the word after --report for the
+    /// document where there is no other.
+    void settle();
+    void checkNumber(const char* option, double value, double least) const;
+};
+
+void SurfaceOptions::checkNumber(const char* option, double value, double least) const
+{
+    if (!(std::isfinite(value) && value > least)) {
+        throw zrk::FaultError({option, fmt::format("{}", value),
+                               least == 0 ? "a finite number above 0" : "a finite number",
+                               "give a number in model units"});
+    }
+}
+
+void SurfaceOptions::settle()
+{
+    if (document.empty()) {
+        std::swap(document, reportFile);
+    }
+    if (document.empty()) {
+        throw zrk::FaultError({"surface", "no document", "a graph document, or --report and a mesh file",
+                               "`zrk surface --help` shows how to call it"});
+    }
+    if (hasCell) {
+        checkNumber("--cell", cell, 0);
+    }
+    if (iso) {
+        checkNumber("--iso", *iso, -std::numeric_limits<double>::infinity());
+    }
+    if (flatness != 0) {
+        checkNumber("--adaptive", flatness, 0);
+    }
+    if (zrk::isMeshName(reportFile) || reportFile.ends_with(".zrk.json")) {
+        throw zrk::FaultError({"--report", zrk::quotation(reportFile),
+                               "a file for the report, not a mesh or a document",
+                               "name it for example report.txt or report.json"});
+    }
+    json = json || std::filesystem::path(reportFile).extension() == ".json";
+    if (!zrk::isMeshName(document) && file.empty()) {
+        throw zrk::FaultError(
+            {"surface", "no file to write", "-o FILE", "name the mesh to write, e.g. -o part.3mf"});
+    }
+    if (zrk::isMeshName(document) && (!wantsReport || !file.empty())) {
+        throw zrk::FaultError({document, "a mesh file", "a graph document, or --report without -o",
+                               "`zrk surface --report " + document + "` reports on a mesh"});
+    }
+}
+
+void printReport(const SurfaceOptions& options, const PrintedReport& report)
+{
+    const std::string text = options.json ? report.json() : report.text();
+    if (options.reportFile.empty()) {
+        fmt::print("{}", text);
+        return;
+    }
+    zrk::valueOrThrow(zrk::AtomicFile::create(options.reportFile).and_then([&](zrk::AtomicFile file) {
+        file.write(text.data(), text.size());
+        return file.commit();
+    }));
+}
+
+void reportOnFile(const SurfaceOptions& options)
+{
+    printReport(options, endingAtInterrupt([&] {
+                    const zrk::SurfaceMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
+                    return PrintedReport{options.document, options.unit, zrk::reportOn(mesh)};
+                }));
+}
+
+/// A document's surface on its way into a file.
+class SurfaceWork {
+public:
+    explicit SurfaceWork(const SurfaceOptions& options)
+        : _options(options),
+          _format(zrk::valueOrThrow(zrk::partFormat(options.file))),
+          _job(options),
+          _unit(unit()),
+          _colors(colorField()),
+          _field(scalarField()),
+          _settings(settings())
+    {}
+
+    void run()
+    {
+        // Before the work, which may be long.
+        zrk::AtomicFile file = zrk::valueOrThrow(zrk::AtomicFile::create(_options.file));
+        const zrk::SurfaceMesh mesh = extract();
+        warnOfUndefined(mesh);
+        const std::optional<zrk::PartBeams> beams = partBeams(_job, _settings);
+        const std::vector<zrk::VertexColor> colors = colorsOf(mesh);
+        const zrk::Part part{.mesh = mesh,
+                             .colors = colors,
+                             .unit = _unit,
+                             .title = title(),
+                             .beams = beams ? &*beams : nullptr};
+        withProgress("writing", _options.quiet, [&](ProgressBar& bar) {
+            zrk::valueOrThrow(zrk::writePart(std::move(file), _format, part, &bar));
+        });
+        if (!_options.quiet) {
+            tell("{}: {} triangles, {} vertices\n", _options.file, mesh.triangles.size(),
+                 mesh.vertices.size());
+        }
+        if (_options.wantsReport) {
+            report(mesh);
+        }
+    }
+
+private:
+    const SurfaceOptions& _options;
+    zrk::PartFormat _format;
+    Job _job;
+    std::optional<zrk::LengthUnit> _unit;
+    std::optional<zrk::PreparedField> _colors;
+    zrk::PreparedField _field;
+    zrk::SurfaceSettings _settings;
+
+    std::string place() const
+    {
+        return fmt::format("{}, output {} of node {}", _options.document, _job.output.address.output,
+                           _job.output.address.node);
+    }
+
+    std::optional<zrk::LengthUnit> unit() const
+    {
+        const std::string name = _options.unit.empty() ? _job.document.unit() : _options.unit;
+        const std::string place =
+            _options.unit.empty() ? _options.document + ", context, \"unit\"" : "--unit";
+        return name.empty() ? std::nullopt : std::optional(zrk::valueOrThrow(zrk::lengthUnit(place, name)));
+    }
+
+    std::optional<zrk::PreparedField> colorField() const
+    {
+        if (_options.color.empty()) {
+            return std::nullopt;
+        }
+        const zrkmodel::OutputField output =
+            zrk::valueOrThrow(_job.document.outputField(parsePin("--color", _options.color)));
+        if (output.tag != zrkmodel::Tag::Color) {
+            throw zrk::FaultError(
+                {"--color " + _options.color, fmt::format("a pin with the tag {}", output.tag.name()),
+                 "one with the tag Color",
+                 fmt::format("`zrk check {}` lists the outputs and their tags", _options.document)});
+        }
+        if (_format == zrk::PartFormat::Stl) {
+            throw zrk::FaultError({_options.file, "the format STL, which has no colours",
+                                   ".3mf, .ply or .obj with --color", "write another format"});
+        }
+        return zrk::PreparedField(output.field);
+    }
+
+    zrk::PreparedField scalarField() const
+    {
+        if (_job.output.tag != zrkmodel::Tag::Scalar) {
+            throw zrk::FaultError(
+                {place(), fmt::format("a pin with the tag {}", _job.output.tag.name()),
+                 "one with the tag Scalar, which a surface is taken of",
+                 fmt::format("choose one with --pin; `zrk check {}` lists the outputs and their tags",
+                             _options.document)});
+        }
+        return zrk::PreparedField(_job.output.field);
+    }
+
+    zrk::SurfaceSettings settings() const
+    {
+        const zrk::BBox<double> bounds =
+            _options.bounds.empty() ? _job.document.samplingBounds() : parseBounds(_options.bounds);
+        const bool isDensity = _options.isDensity || _job.output.isDensity;
+        zrk::SurfaceSettings settings;
+        settings.lower = bounds.min;
+        settings.upper = bounds.max;
+        settings.cells = surfaceCells(bounds, _options.resolution, _options.cell);
+        settings.iso = _options.iso.value_or(isDensity ? 0.5 : 0.0);
+        settings.solid = isDensity ? zrk::SolidSide::Above : zrk::SolidSide::Below;
+        settings.keepsCreases = _options.isSharp;
+        settings.isOpen = _options.isOpen;
+        settings.flatness = _options.flatness;
+        settings.threads = _options.threads;
+        return settings;
+    }
+
+    zrk::SurfaceMesh extract() const
+    {
+        withProgress("estimating", _options.quiet,
+                     [&](ProgressBar& bar) { checkSurfaceSize(_field, _settings, bar); });
+        auto mesh = withProgress("surface", _options.quiet, [&](ProgressBar& bar) {
+            return zrk::extractSurface(_field, _settings, &bar);
+        });
+        if (!mesh) {
+            throw zrk::FaultError(zrk::interruptedAt("surface"));
+        }
+        if (mesh->triangles.empty()) {
+            throw zrk::FaultError(
+                {place(),
+                 fmt::format("no surface at {} within {:g}, {:g}, {:g} and {:g}, {:g}, {:g}{}", _settings.iso,
+                             _settings.lower[0], _settings.lower[1], _settings.lower[2], _settings.upper[0],
+                             _settings.upper[1], _settings.upper[2],
+                             mesh->undefinedSamples > 0 ? ", where the field has no value" : ""),
+                 fmt::format("values {} {} somewhere in the bounds",
+                             _settings.solid == zrk::SolidSide::Above ? "above" : "below", _settings.iso),
+                 "give other --bounds, another --iso or a higher --resolution; `zrk slice` shows the field",
+                 zrk::FaultKind::FailedWork});
+        }
+        return std::move(*mesh);
+    }
+
+    void warnOfUndefined(const zrk::SurfaceMesh& mesh) const
+    {
+        if (mesh.undefinedSamples > 0) {
+            tell("warning: {}\n",
+                 zrk::messageOf({place(), fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
+                                 "a number everywhere",
+                                 "`zrk slice` shows where; the surface is closed around these regions"}));
+        }
+    }
+
+    std::vector<zrk::VertexColor> colorsOf(const zrk::SurfaceMesh& mesh) const
+    {
+        if (!_colors) {
+            return {};
+        }
+        return withProgress("colours", _options.quiet,
+                            [&](ProgressBar& bar) { return vertexColors(*_colors, mesh, bar); });
+    }
+
+    /// The document's name without its endings.
+    std::string title() const
+    {
+        const std::string name = std::filesystem::path(_options.document).filename().string();
+        return name.substr(0, name.find(".zrk.json"));
+    }
+
+    void report(const zrk::SurfaceMesh& mesh) const
+    {
+        const std::string unit(_unit ? zrk::nameOf(*_unit) : "");
+        printReport(_options, endingAtInterrupt([&] {
+                        return PrintedReport{_options.file, unit, zrk::reportOn(mesh),
+                                             zrk::distanceError(mesh, _field, _settings),
+                                             zrk::countDoubtfulCells(_field, _settings, [] { return true; })};
+                    }));
+    }
+};
+
+void surface(SurfaceOptions options)
+{
+    options.settle();
+    if (zrk::isMeshName(options.document)) {
+        reportOnFile(options);
+    } else {
+        SurfaceWork(options).run();
+    }
+}
+
+void addOptions(CLI::App& command, SurfaceOptions& options)
+{
+    options.addTo(command);
+    command.get_option("DOC")->required(false)->description(
+        "graph document (.zrk.json); with --report alone also a mesh: .stl, .ply or .obj");
+    command.add_option("-o,--output", options.file, "mesh to write: .3mf, .stl, .ply or .obj");
+    auto* resolution =
+        command.add_option("--resolution", options.resolution,
+                           fmt::format("cells along the longest side (default {})", kDefaultResolution));
+    resolution->check(CLI::Range(1, 1000000));
+    command
+        .add_option_function<double>(
+            "--cell",
+            [&options](double cell) {
+                options.cell = cell;
+                options.hasCell = true;
+            },
+            "longest side of a cell, model units")
+        ->excludes(resolution);
+    command.add_option(
+        "--bounds", options.bounds,
+        "corners x0,y0,z0,x1,y1,z1; without them the document's modelBounds, or the unit cube");
+    command.add_option("--iso", options.iso,
+                       "value at the surface (default 0, or 0.5 for a density). Solid is what lies below it, "
+                       "for a density what lies above it");
+    command.add_flag("--density", options.isDensity,
+                     "take the field for a density; outputs named density are anyway");
+    command.add_flag("--sharp", options.isSharp, "keep edges and corners sharp");
+    command.add_flag("--open", options.isOpen, "leave the surface open where the bounds cut it");
+    command.add_option("--adaptive", options.flatness,
+                       "join triangles where the surface is flat within this, model units");
+    command.add_option("--color", options.color, "output with colours for the vertices, NODE:OUT");
+    command.add_option("--unit", options.unit,
+                       "unit that the file names: m, cm, mm, um, inch or ft; without it the document's. "
+                       "Nothing is rescaled");
+    auto* report = command.add_option("--report", options.reportFile,
+                                      "report on the mesh: printed, or written to the file named");
+    report->expected(0, 1);
+    command.add_flag("--json", options.json, "report as JSON, as it is for a file named .json")
+        ->needs(report);
+    command.parse_complete_callback([&options, report] { options.wantsReport = report->count() > 0; });
+}
+
+} // namespace
+
+void addSurfaceCommand(const Program& program)
+{
+    CLI::App* command =
+        program.app.add_subcommand("surface", "write the surface of a field as a mesh, report on a mesh");
+    command->alias("mesh");
+    auto options = std::make_shared<SurfaceOptions>();
+    addOptions(*command, *options);
+    command->callback([&work = program.work, options] { work = [options] { surface(*options); }; });
+}
+
+} // namespace zrkcli

@@ -1,0 +1,744 @@
+#include "core/picture/tile_tracer.h"
+
+#include "core/values/batch.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+
+namespace zrk::picture {
+
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+/// Samples between two looks at whether to go on.
+constexpr std::size_t kSamplesAtOnce = 1024;
+constexpr std::int32_t kStepsInLayer = 2; ///< two pixels each
+constexpr std::int32_t kStepsInBlock = 8;
+constexpr std::int32_t kStepsInSlab = 32;
+/// Corners of the tetrahedron that normals are taken from.
+constexpr double kTetrahedron[4][3] = {{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}};
+constexpr double kNormalReach = 0.35; ///< pixels
+/// Perspective sees nothing closer than this share of the farthest depth.
+constexpr double kNearest = 1e-4;
+
+/// `edge` ones, from bit `first` on.
+std::uint64_t run(std::int32_t first, std::int32_t edge)
+{
+    return (edge >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << edge) - 1) << first;
+}
+
+} // namespace
+
+TracePlan::TracePlan(const InsideField& f, const PositionBox& r, const Camera& c, bool normals,
+                     const PixelMask* mask)
+    : field(f), region(r), camera(c), boxes(c, r), hasNormals(normals), pixels(mask)
+{
+    constexpr std::int32_t kCoarse = 384; // below it, tiles of 64 would be too few to share among threads
+    double from = kInfinity;
+    double to = -kInfinity;
+    for (const Vector3& corner : cornersOf(r)) {
+        from = std::min(from, c.depthOf(corner));
+        to = std::max(to, c.depthOf(corner));
+    }
+    if (c.isPerspective()) {
+        from = std::max(from, kNearest * to);
+    }
+    nearest = from;
+    step = 2 * c.pixelAt(0.5 * (from + to));
+    tileEdge = std::max(c.width, c.height) < kCoarse ? 16 : 64;
+    const double depth = step * (tileEdge / 2);
+    slabs = to > from ? static_cast<std::int32_t>(std::min(1e6, std::ceil((to - from) / depth))) : 0;
+}
+
+TileTracer::TileTracer()
+{
+    for (std::vector<double>* byPixel : {&_entry, &_exit, &_earlier, &_last}) {
+        byPixel->resize(kPixels);
+    }
+    for (std::vector<double>* byRay : {&_rayEntry, &_rayExit, &_rayEarlier, &_rayStart}) {
+        byRay->resize(kPixels);
+    }
+    _rayPixels.resize(kPixels);
+    _fresh.resize(kPixels);
+    _pixels.resize(4 * kPixels);
+    for (std::vector<double>* bySample : {&_depths, &_values, &_x, &_y, &_z}) {
+        bySample->resize(4 * kPixels);
+    }
+}
+
+void TileTracer::trace(const TracePlan& plan, PictureWork& work, std::int32_t tile, DepthPicture& out)
+{
+    _work = &work;
+    begin(plan, tile);
+    if (!hasOpen()) {
+        return;
+    }
+    clear(out);
+    traceSlabs();
+    if (work.keepsGoing()) {
+        narrow();
+        write(out);
+    }
+}
+
+void TileTracer::begin(const TracePlan& plan, std::int32_t tile)
+{
+    _plan = &plan;
+    const std::int32_t edge = plan.tileEdge;
+    _x0 = tile % plan.tilesAcross() * edge;
+    _y0 = tile / plan.tilesAcross() * edge;
+    _hasRays = false;
+    _brackets.clear();
+    _cuts.clear();
+    forget();
+    const std::uint64_t columns = run(0, std::min(edge, plan.camera.width - _x0));
+    for (std::int32_t y = 0; y < kEdge; ++y) {
+        const bool isRow = y < edge && _y0 + y < plan.camera.height;
+        const std::uint64_t wanted =
+            isRow && plan.pixels ? plan.pixels->word(_x0, _y0 + y) >> (_x0 % 64) : ~std::uint64_t{0};
+        _open[static_cast<std::size_t>(y)] = isRow ? columns & wanted : 0;
+        _upwards[static_cast<std::size_t>(y)] = plan.camera.upwards(_y0 + y);
+        _across[static_cast<std::size_t>(y)] = plan.camera.across(_x0 + y);
+    }
+}
+
+void TileTracer::clear(DepthPicture& out) const
+{
+    for (std::size_t y = 0; y < kEdge; ++y) {
+        for (std::uint64_t open = _open[y]; open != 0; open &= open - 1) {
+            const std::size_t place =
+                out.at(_x0 + std::countr_zero(open), _y0 + static_cast<std::int32_t>(y));
+            out.depths[place] = DepthPicture::kNoDepth;
+            out.kinds[place] = PixelKind::Nothing;
+        }
+    }
+}
+
+bool TileTracer::hasOpen() const
+{
+    return std::any_of(_open.begin(), _open.end(), [](std::uint64_t row) { return row != 0; });
+}
+
+bool TileTracer::isOpen(std::int32_t x, std::int32_t y, std::int32_t edge) const
+{
+    const std::uint64_t columns = run(x, edge);
+    std::uint64_t open = 0;
+    for (std::int32_t row = y; row < y + edge; ++row) {
+        open |= _open[static_cast<std::size_t>(row)] & columns;
+    }
+    return open != 0;
+}
+
+TileTracer::Content TileTracer::contentOf(const Interval<double>& bounds) const
+{
+    return bounds.lower >= 0 ? Content::Outside : bounds.upper < 0 ? Content::Inside : Content::Mixed;
+}
+
+/// Boxes past the region are outside.
+void TileTracer::contentsOf(const PixelBox* boxes, std::size_t count, Content* contents) const
+{
+    PositionBox positions[64];
+    Interval<double> bounds[64];
+    std::size_t asked[64];
+    std::size_t found = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        contents[i] = Content::Outside;
+        if (_plan->boxes.positionsOf({_x0 + boxes[i].x, _y0 + boxes[i].y, boxes[i].edge, boxes[i].depths},
+                                     positions[found])) {
+            asked[found++] = i;
+        }
+    }
+    if (found > 0) {
+        _plan->field.bounds({positions, found}, bounds);
+    }
+    for (std::size_t i = 0; i < found; ++i) {
+        contents[asked[i]] = contentOf(bounds[i]);
+    }
+}
+
+void TileTracer::traceSlabs()
+{
+    const std::int32_t edge = _plan->tileEdge;
+    const std::int32_t steps = edge / 2;
+    PixelBox slabs[64];
+    Content contents[64];
+    for (std::int32_t first = 0; first < _plan->slabs; first += 64) {
+        const std::int32_t count = std::min(64, _plan->slabs - first);
+        for (std::int32_t i = 0; i < count; ++i) {
+            slabs[i] = {
+                0, 0, edge, {_plan->depthAt((first + i) * steps), _plan->depthAt((first + i + 1) * steps)}};
+        }
+        contentsOf(slabs, static_cast<std::size_t>(count), contents);
+        for (std::int32_t i = 0; i < count; ++i) {
+            if (!hasOpen() || !_work->keepsGoing()) {
+                return;
+            }
+            if (contents[i] == Content::Outside) {
+                forget();
+                continue;
+            }
+            if (!_hasRays) {
+                findRays();
+            }
+            if (contents[i] == Content::Inside) {
+                closeInside(0, 0, edge, slabs[i].depths);
+                forget();
+            } else if (edge == kEdge) {
+                traceSlab((first + i) * steps);
+            } else {
+                const Content one[16] = {Content::Mixed};
+                traceBlocks((first + i) * steps, one);
+            }
+        }
+    }
+}
+
+/// Where rays enter and leave the region.
+void TileTracer::findRays()
+{
+    _hasRays = true;
+    const Camera& camera = _plan->camera;
+    const bool isPerspective = camera.isPerspective();
+    for (std::int32_t y = 0; y < _plan->tileEdge; ++y) {
+        double* const entry = &_entry[static_cast<std::size_t>(y * kEdge)];
+        double* const exit = &_exit[static_cast<std::size_t>(y * kEdge)];
+        for (std::int32_t x = 0; x < _plan->tileEdge; ++x) {
+            entry[x] = _plan->nearest;
+            exit[x] = kInfinity;
+        }
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const double lower = _plan->region[axis].lower - camera.origin[axis];
+            const double upper = _plan->region[axis].upper - camera.origin[axis];
+            const double vertical = _upwards[static_cast<std::size_t>(y)] * camera.up[axis];
+            const double along = camera.forward[axis];
+            for (std::int32_t x = 0; x < _plan->tileEdge; ++x) {
+                const double side = vertical + _across[static_cast<std::size_t>(x)] * camera.right[axis];
+                const double direction = isPerspective ? along + side : along;
+                const double from = isPerspective ? lower : lower - side;
+                const double to = isPerspective ? upper : upper - side;
+                const double inverse = 1 / direction;
+                const double t0 = from * inverse;
+                const double t1 = to * inverse;
+                // Rays along a face: everywhere or nowhere.
+                const bool isAlong = !(std::abs(direction) > 1e-15);
+                const bool isWithin = from <= 0 && to >= 0;
+                const double in = isAlong ? (isWithin ? -kInfinity : kInfinity) : t0 < t1 ? t0 : t1;
+                const double out = isAlong ? (isWithin ? kInfinity : -kInfinity) : t0 < t1 ? t1 : t0;
+                entry[x] = in > entry[x] ? in : entry[x];
+                exit[x] = out < exit[x] ? out : exit[x];
+            }
+        }
+    }
+}
+
+void TileTracer::closeInside(Pixel pixel, double from, double to)
+{
+    const double entry = _entry[pixel];
+    if (entry >= to || _exit[pixel] <= from || entry > _exit[pixel]) {
+        return;
+    }
+    close(pixel);
+    if (entry >= from) {
+        _cuts.push_back(pixel);
+    } else {
+        _brackets.push_back({pixel, from, kNaN, from, kNaN});
+    }
+}
+
+void TileTracer::closeInside(std::int32_t x, std::int32_t y, std::int32_t edge,
+                             const Interval<double>& depths)
+{
+    for (std::int32_t row = y; row < y + edge; ++row) {
+        std::uint64_t open = _open[static_cast<std::size_t>(row)] & run(x, edge);
+        for (; open != 0; open &= open - 1) {
+            closeInside(static_cast<Pixel>(row * kEdge + std::countr_zero(open)), depths.lower, depths.upper);
+        }
+    }
+}
+
+/// 64 boxes of 16 pixels.
+void TileTracer::traceSlab(std::int32_t firstStep)
+{
+    PixelBox boxes[64];
+    std::size_t places[64];
+    Content found[64];
+    Content contents[64] = {}; // by layer, row and column
+    std::size_t count = 0;
+    for (std::int32_t column = 0; column < 16; ++column) {
+        const std::int32_t x = column % 4 * 16;
+        const std::int32_t y = column / 4 * 16;
+        if (isOpen(x, y, 16)) {
+            for (std::int32_t layer = 0; layer < 4; ++layer) {
+                const std::int32_t step = firstStep + layer * kStepsInBlock;
+                places[count] = static_cast<std::size_t>(layer * 16 + column);
+                boxes[count++] = {x, y, 16, {_plan->depthAt(step), _plan->depthAt(step + kStepsInBlock)}};
+            }
+        }
+    }
+    contentsOf(boxes, count, found);
+    for (std::size_t i = 0; i < count; ++i) {
+        contents[places[i]] = found[i];
+    }
+    for (std::int32_t layer = 0; layer < 4 && _work->keepsGoing(); ++layer) {
+        traceBlocks(firstStep + layer * kStepsInBlock, contents + layer * 16);
+    }
+}
+
+/// A layer of up to 16 boxes of 16 pixels, each cut into 64 of 4 pixels.
+void TileTracer::traceBlocks(std::int32_t firstStep, const Content* contents)
+{
+    Content small[4][256] = {}; // by layer, then row and column
+    bool isNeeded = false;
+    for (std::int32_t block = 0; block < 16; ++block) {
+        const std::int32_t x = block % 4 * 16;
+        const std::int32_t y = block / 4 * 16;
+        if (contents[block] == Content::Outside || !isOpen(x, y, 16)) {
+            continue;
+        }
+        if (contents[block] == Content::Inside) {
+            closeInside(x, y, 16, {_plan->depthAt(firstStep), _plan->depthAt(firstStep + kStepsInBlock)});
+            continue;
+        }
+        PixelBox boxes[64];
+        std::size_t places[64];
+        Content found[64];
+        std::size_t count = 0;
+        for (std::int32_t column = 0; column < 16; ++column) {
+            const std::int32_t bx = x + column % 4 * 4;
+            const std::int32_t by = y + column / 4 * 4;
+            if (!isOpen(bx, by, 4)) {
+                continue;
+            }
+            for (std::int32_t layer = 0; layer < 4; ++layer) {
+                const std::int32_t step = firstStep + layer * kStepsInLayer;
+                places[count] = static_cast<std::size_t>(layer * 256 + by / 4 * 16 + bx / 4);
+                boxes[count++] = {bx, by, 4, {_plan->depthAt(step), _plan->depthAt(step + kStepsInLayer)}};
+            }
+        }
+        contentsOf(boxes, count, found);
+        for (std::size_t i = 0; i < count; ++i) {
+            small[places[i] / 256][places[i] % 256] = found[i];
+            isNeeded = isNeeded || found[i] != Content::Outside;
+        }
+    }
+    if (!isNeeded) {
+        forget();
+        return;
+    }
+    for (std::int32_t layer = 0; layer < 4 && _work->keepsGoing(); ++layer) {
+        traceLayer(firstStep + layer * kStepsInLayer, small[layer]);
+    }
+}
+
+/// A layer of boxes of 4 pixels: two steps of the rays in boxes that are neither outside nor inside.
+void TileTracer::traceLayer(std::int32_t firstStep, const Content* contents)
+{
+    gatherRays(firstStep, contents);
+    if (_rays > 0 && sampleLayer(firstStep)) {
+        findCrossings(firstStep);
+        lookIntoGaps();
+    }
+}
+
+/// Lists the open rays that pass mixed boxes, and closes those in boxes that are inside.
+void TileTracer::gatherRays(std::int32_t firstStep, const Content* contents)
+{
+    const double from = _plan->depthAt(firstStep);
+    const double to = _plan->depthAt(firstStep + kStepsInLayer);
+    _rays = 0;
+    _freshRays = 0;
+    for (std::int32_t row = 0; row < _plan->tileEdge / 4; ++row) {
+        std::uint64_t mixed = 0;
+        std::uint64_t inside = 0;
+        for (std::int32_t column = 0; column < _plan->tileEdge / 4; ++column) {
+            const Content content = contents[row * 16 + column];
+            mixed |= (content == Content::Mixed ? std::uint64_t{15} : 0) << (4 * column);
+            inside |= (content == Content::Inside ? std::uint64_t{15} : 0) << (4 * column);
+        }
+        for (std::int32_t y = 4 * row; y < 4 * row + 4; ++y) {
+            const auto word = static_cast<std::size_t>(y);
+            for (std::uint64_t open = _open[word] & inside; open != 0; open &= open - 1) {
+                closeInside(static_cast<Pixel>(y * kEdge + std::countr_zero(open)), from, to);
+            }
+            std::uint64_t listed = 0;
+            for (std::uint64_t open = _open[word] & mixed; open != 0; open &= open - 1) {
+                const int x = std::countr_zero(open);
+                const auto pixel = static_cast<Pixel>(y * kEdge + x);
+                const double entry = _entry[pixel];
+                const double exit = _exit[pixel];
+                if (!(entry < to && exit > from && entry <= exit)) {
+                    continue;
+                }
+                listed |= open & -open;
+                const bool isKnown = (_known[word] >> x & 1) != 0;
+                _rayPixels[_rays] = pixel;
+                _rayEntry[_rays] = entry;
+                _rayExit[_rays] = exit;
+                _rayEarlier[_rays] = isKnown ? _earlier[pixel] : kNaN;
+                _rayStart[_rays] = _last[pixel];
+                _fresh[_freshRays] = static_cast<Pixel>(_rays);
+                _freshRays += isKnown ? 0 : 1;
+                ++_rays;
+            }
+            _known[word] = listed;
+        }
+    }
+}
+
+/// Samples the middle and the end of the layer along every ray, and its beginning along fresh ones. Depths
+/// are cut to where the ray is in the region.
+bool TileTracer::sampleLayer(std::int32_t firstStep)
+{
+    const double start = _plan->depthAt(firstStep);
+    const double middle = _plan->depthAt(firstStep + 1);
+    const double end = _plan->depthAt(firstStep + 2);
+    for (std::size_t i = 0; i < _rays; ++i) {
+        _depths[i] = std::min(std::max(middle, _rayEntry[i]), _rayExit[i]);
+        _depths[_rays + i] = std::min(std::max(end, _rayEntry[i]), _rayExit[i]);
+    }
+    std::copy_n(_rayPixels.begin(), _rays, _pixels.begin());
+    std::copy_n(_rayPixels.begin(), _rays, _pixels.begin() + static_cast<std::ptrdiff_t>(_rays));
+    _count = 2 * _rays;
+    for (std::size_t i = 0; i < _freshRays; ++i) {
+        add(_rayPixels[_fresh[i]], std::max(start, _rayEntry[_fresh[i]]));
+    }
+    if (!evaluate()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < _freshRays; ++i) {
+        _rayStart[_fresh[i]] = _values[2 * _rays + i];
+    }
+    for (std::size_t i = 0; i < _rays; ++i) {
+        _earlier[_rayPixels[i]] = _values[i];
+        _last[_rayPixels[i]] = _values[_rays + i];
+    }
+    return true;
+}
+
+namespace {
+
+/// Depths and values of four samples along a ray, two of them in a layer. V is a number or a batch.
+template <class V>
+struct RaySteps {
+    V depths[4];
+    V values[4];
+
+    /// Whether the slope before, after samples `k` and `k + 1` points to a crossing between them.
+    auto pointsInBefore(int k) const
+    {
+        const V before = depths[k] - depths[k - 1];
+        const V step = depths[k + 1] - depths[k];
+        return values[k] * before + (values[k] - values[k - 1]) * step < V(0.0);
+    }
+    auto pointsInAfter(int k) const
+    {
+        const V after = depths[k + 2] - depths[k + 1];
+        const V step = depths[k + 1] - depths[k];
+        return values[k + 1] * after - (values[k + 2] - values[k + 1]) * step < V(0.0);
+    }
+};
+
+} // namespace
+
+/// Goes through the rays a batch at a time; only those with something to see are looked at one by one.
+void TileTracer::findCrossings(std::int32_t firstStep)
+{
+    _crossings.clear();
+    _gaps.clear();
+    const Batch nominal[4] = {_plan->depthAt(firstStep - 1), _plan->depthAt(firstStep),
+                              _plan->depthAt(firstStep + 1), _plan->depthAt(firstStep + 2)};
+    const Batch zero(0.0);
+    for (std::size_t ray = 0; ray < _rays; ray += Batch::size) {
+        const Batch entry = Batch::load(&_rayEntry[ray]);
+        const Batch exit = Batch::load(&_rayExit[ray]);
+        RaySteps<Batch> steps;
+        for (int k = 0; k < 4; ++k) {
+            steps.depths[k] = minimum(maximum(nominal[k], entry), exit);
+        }
+        steps.values[0] = Batch::load(&_rayEarlier[ray]);
+        steps.values[1] = Batch::load(&_rayStart[ray]);
+        steps.values[2] = Batch::load(&_values[ray]);
+        steps.values[3] = Batch::load(&_values[_rays + ray]);
+        const BatchMask isInside = steps.values[1] < zero || steps.values[2] < zero || steps.values[3] < zero;
+        const BatchMask isNear = steps.pointsInAfter(0) || steps.pointsInBefore(1) ||
+                                 steps.pointsInAfter(1) || steps.pointsInBefore(2);
+        unsigned lanes = bitsOf(isInside || isNear);
+        for (; lanes != 0; lanes &= lanes - 1) {
+            const std::size_t one = ray + static_cast<std::size_t>(std::countr_zero(lanes));
+            if (one < _rays) {
+                examine(one, firstStep);
+            }
+        }
+    }
+}
+
+void TileTracer::examine(std::size_t ray, std::int32_t firstStep)
+{
+    const Pixel pixel = _rayPixels[ray];
+    RaySteps<double> steps;
+    for (int k = 0; k < 4; ++k) {
+        steps.depths[k] =
+            std::min(std::max(_plan->depthAt(firstStep - 1 + k), _rayEntry[ray]), _rayExit[ray]);
+    }
+    steps.values[0] = _rayEarlier[ray];
+    steps.values[1] = _rayStart[ray];
+    steps.values[2] = _values[ray];
+    steps.values[3] = _values[_rays + ray];
+    if (steps.values[1] < 0) {
+        // Samples before are outside, so this is the first of the ray or of a mixed box.
+        closeInside(pixel, steps.depths[1], kInfinity);
+        return;
+    }
+    for (int k = 0; k < 3; ++k) {
+        const Bracket bracket{pixel, steps.depths[k], steps.values[k], steps.depths[k + 1],
+                              steps.values[k + 1]};
+        if (steps.values[k + 1] < 0) {
+            _crossings.push_back(bracket);
+            return;
+        }
+        if ((k > 0 && steps.pointsInBefore(k)) || (k < 2 && steps.pointsInAfter(k))) {
+            _gaps.push_back(bracket);
+        }
+    }
+}
+
+/// Takes three more samples in each gap. What is found there comes before a crossing further on.
+void TileTracer::lookIntoGaps()
+{
+    constexpr std::size_t kInGap = 3;
+    for (std::size_t first = 0; first < _gaps.size(); first += kPixels) {
+        const std::size_t end = std::min(_gaps.size(), first + kPixels);
+        _count = 0;
+        for (std::size_t i = first; i < end; ++i) {
+            const double part = (_gaps[i].to - _gaps[i].from) / (kInGap + 1);
+            for (std::size_t k = 1; k <= kInGap; ++k) {
+                add(_gaps[i].pixel, _gaps[i].from + static_cast<double>(k) * part);
+            }
+        }
+        if (!evaluate()) {
+            return;
+        }
+        for (std::size_t i = first; i < end; ++i) {
+            Bracket bracket = _gaps[i];
+            for (std::size_t k = 0; k < kInGap && isOpen(bracket.pixel); ++k) {
+                const std::size_t sample = (i - first) * kInGap + k;
+                if (_values[sample] < 0) {
+                    bracket.to = _depths[sample];
+                    bracket.toValue = _values[sample];
+                    _brackets.push_back(bracket);
+                    close(bracket.pixel);
+                }
+                bracket.from = _depths[sample];
+                bracket.fromValue = _values[sample];
+            }
+        }
+    }
+    for (const Bracket& crossing : _crossings) {
+        if (isOpen(crossing.pixel)) {
+            _brackets.push_back(crossing);
+            close(crossing.pixel);
+        }
+    }
+}
+
+/// Values at the pixels and depths listed; false when it was interrupted.
+bool TileTracer::evaluate()
+{
+    const Camera& camera = _plan->camera;
+    const Vector3& o = camera.origin;
+    const Vector3& f = camera.forward;
+    const Vector3& r = camera.right;
+    const Vector3& u = camera.up;
+    if (camera.isPerspective()) {
+        for (std::size_t i = 0; i < _count; ++i) {
+            const double a = _across[_pixels[i] % kEdge];
+            const double b = _upwards[_pixels[i] / kEdge];
+            _x[i] = o[0] + _depths[i] * (f[0] + (a * r[0] + b * u[0]));
+            _y[i] = o[1] + _depths[i] * (f[1] + (a * r[1] + b * u[1]));
+            _z[i] = o[2] + _depths[i] * (f[2] + (a * r[2] + b * u[2]));
+        }
+    } else {
+        for (std::size_t i = 0; i < _count; ++i) {
+            const double a = _across[_pixels[i] % kEdge];
+            const double b = _upwards[_pixels[i] / kEdge];
+            _x[i] = o[0] + _depths[i] * f[0] + (a * r[0] + b * u[0]);
+            _y[i] = o[1] + _depths[i] * f[1] + (a * r[1] + b * u[1]);
+            _z[i] = o[2] + _depths[i] * f[2] + (a * r[2] + b * u[2]);
+        }
+    }
+    return evaluatePositions();
+}
+
+bool TileTracer::evaluatePositions()
+{
+    for (std::size_t first = 0; first < _count; first += kSamplesAtOnce) {
+        if (!_work->keepsGoing()) {
+            return false;
+        }
+        const std::size_t count = std::min(kSamplesAtOnce, _count - first);
+        _plan->field.values({&_x[first], &_y[first], &_z[first], count}, &_values[first]);
+    }
+    return true;
+}
+
+namespace {
+
+/// Where the chord of two values crosses 0; the middle where they tell nothing.
+double chord(double from, double fromValue, double to, double toValue)
+{
+    const double crossing = from + (to - from) * (fromValue / (fromValue - toValue));
+    return crossing >= from && crossing <= to ? crossing : 0.5 * (from + to);
+}
+
+/// Where the inverse parabola through three values crosses 0, if it does so between `from` and `to`, two
+/// of the three; else where their chord does.
+double parabola(const double (&depths)[3], const double (&values)[3], double from, double fromValue,
+                double to, double toValue)
+{
+    double crossing = 0;
+    for (int i = 0; i < 3; ++i) {
+        const int j = (i + 1) % 3;
+        const int k = (i + 2) % 3;
+        crossing += depths[i] * (values[j] / (values[i] - values[j])) * (values[k] / (values[i] - values[k]));
+    }
+    return crossing >= from && crossing <= to ? crossing : chord(from, fromValue, to, toValue);
+}
+
+} // namespace
+
+/// Takes a sample where the chord crosses 0, then halves what is left as long as the values tell little.
+/// Leaves the depth of each crossing in its bracket's `to`.
+void TileTracer::narrow()
+{
+    constexpr int kRounds = 5;
+    constexpr double kSettled = 0.1; // of the difference of the values at the ends
+    _unsettled.clear();
+    for (Bracket& b : _brackets) {
+        _unsettled.push_back({&b, chord(b.from, b.fromValue, b.to, b.toValue)});
+    }
+    for (int round = 0; round < kRounds && !_unsettled.empty(); ++round) {
+        std::size_t left = 0;
+        for (std::size_t first = 0; first < _unsettled.size(); first += kPixels) {
+            const std::size_t end = std::min(_unsettled.size(), first + kPixels);
+            _count = 0;
+            for (std::size_t i = first; i < end; ++i) {
+                add(_unsettled[i].bracket->pixel, _unsettled[i].depth);
+            }
+            if (!evaluate()) {
+                return;
+            }
+            for (std::size_t i = first; i < end; ++i) {
+                Bracket& b = *_unsettled[i].bracket;
+                const double depth = _depths[i - first];
+                const double value = _values[i - first];
+                const bool isSettled = std::abs(value) <= kSettled * (b.fromValue - b.toValue) ||
+                                       round + 1 == kRounds || b.from == b.to;
+                const double depths[3] = {b.from, depth, b.to};
+                const double values[3] = {b.fromValue, value, b.toValue};
+                (value < 0 ? b.to : b.from) = depth;
+                (value < 0 ? b.toValue : b.fromValue) = value;
+                if (isSettled) {
+                    b.to = parabola(depths, values, b.from, b.fromValue, b.to, b.toValue);
+                } else {
+                    _unsettled[left++] = {&b, 0.5 * (b.from + b.to)};
+                }
+            }
+        }
+        _unsettled.resize(left);
+    }
+}
+
+void TileTracer::write(DepthPicture& out)
+{
+    for (const Bracket& bracket : _brackets) {
+        const std::size_t place = placeOf(out, bracket.pixel);
+        out.depths[place] = bracket.to;
+        out.kinds[place] = PixelKind::Surface;
+    }
+    if (_plan->hasNormals) {
+        writeNormals(out);
+    }
+    writeCuts(out);
+}
+
+void TileTracer::writeNormals(DepthPicture& out)
+{
+    const Camera& camera = _plan->camera;
+    for (std::size_t first = 0; first < _brackets.size(); first += kPixels) {
+        const std::size_t count = std::min(_brackets.size() - first, kPixels);
+        _count = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const Bracket& bracket = _brackets[first + i];
+            const double reach = kNormalReach * camera.pixelAt(bracket.to);
+            const Vector3 at =
+                camera.position(_x0 + bracket.pixel % kEdge, _y0 + bracket.pixel / kEdge, bracket.to);
+            for (const auto& corner : kTetrahedron) {
+                _x[_count] = at[0] + reach * corner[0];
+                _y[_count] = at[1] + reach * corner[1];
+                _z[_count++] = at[2] + reach * corner[2];
+            }
+        }
+        if (!evaluatePositions()) {
+            return;
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            Vector3 gradient{};
+            for (std::size_t corner = 0; corner < 4; ++corner) {
+                for (std::size_t axis = 0; axis < 3; ++axis) {
+                    gradient[axis] += kTetrahedron[corner][axis] * _values[4 * i + corner];
+                }
+            }
+            const std::size_t place = placeOf(out, _brackets[first + i].pixel);
+            const double size = length(gradient);
+            const bool isKnown = size > 0 && size < kInfinity;
+            const Vector3 normal = isKnown ? gradient * (1 / size) : camera.forward * -1.0;
+            out.normals[place] = {static_cast<float>(normal[0]), static_cast<float>(normal[1]),
+                                  static_cast<float>(normal[2])};
+        }
+    }
+}
+
+void TileTracer::writeCuts(DepthPicture& out)
+{
+    const Camera& camera = _plan->camera;
+    _count = 0;
+    for (const Pixel pixel : _cuts) {
+        add(pixel, _entry[pixel]);
+    }
+    if (!evaluate()) {
+        return;
+    }
+    for (std::size_t i = 0; i < _cuts.size(); ++i) {
+        const Pixel pixel = _cuts[i];
+        const std::size_t place = placeOf(out, pixel);
+        const Vector3 at = {_x[i], _y[i], _z[i]};
+        PixelKind kind = PixelKind::CutByViewer;
+        Vector3 normal = camera.forward * -1.0;
+        if (_entry[pixel] > _plan->nearest || !camera.isPerspective()) {
+            double closest = kInfinity;
+            for (int face = 0; face < 6; ++face) {
+                const auto axis = static_cast<std::size_t>(face / 2);
+                const bool isUpper = face % 2 != 0;
+                const double direction = camera.forward[axis] * (isUpper ? 1 : -1);
+                const double away =
+                    std::abs(at[axis] - (isUpper ? _plan->region[axis].upper : _plan->region[axis].lower));
+                if (away < closest && (direction < 0 || camera.isPerspective())) {
+                    closest = away;
+                    kind = static_cast<PixelKind>(static_cast<int>(PixelKind::CutLowerX) + face);
+                    normal = {};
+                    normal[axis] = isUpper ? 1 : -1;
+                }
+            }
+        }
+        out.depths[place] = _entry[pixel];
+        out.kinds[place] = kind;
+        out.values[place] = static_cast<float>(_values[i]);
+        out.normals[place] = {static_cast<float>(normal[0]), static_cast<float>(normal[1]),
+                              static_cast<float>(normal[2])};
+    }
+}
+
+} // namespace zrk::picture

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "core/surface/surface.h"
+#include "core/values/fault.h"
+#include "core/values/tensor.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zrk {
+
+class AtomicFile;
+class ProgressMonitor;
+
+/// What a length of 1 in a model means. Nothing is converted by it.
+enum class LengthUnit { Meter, Centimeter, Millimeter, Micron, Inch, Foot };
+
+/// The unit of a name as documents have it: m, cm, mm, um, inch or ft. Refuses any other.
+/// @param place  where the name stands, for the message.
+Result<LengthUnit> lengthUnit(const std::string& place, const std::string& name);
+std::string_view nameOf(LengthUnit unit);
+
+/// Red, green, blue and opacity, sRGB, 255 being full and opaque.
+using VertexColor = std::array<std::uint8_t, 4>;
+
+/// Round rods of one radius with spheres at their ends, model units.
+struct PartBeams {
+    std::vector<Tensor<3, double>> nodes;
+    std::vector<std::array<std::uint32_t, 2>> beams; ///< their two nodes
+    double radius = 0;
+};
+
+/// A mesh to be written and what a file may say beside it. Views what it is made of.
+struct Part {
+    const SurfaceMesh& mesh;
+    std::span<const VertexColor> colors = {}; ///< one a vertex, or none
+    std::optional<LengthUnit> unit = {};
+    std::string title = {};           ///< UTF-8
+    const PartBeams* beams = nullptr; ///< the same solid as beams; null where it isn't made of such
+};
+
+enum class PartFormat { Stl, Obj, Ply, ThreeMf };
+
+/// The format that a file name's extension stands for, without regard to case. Refuses any other; the
+/// message lists those that can be written.
+Result<PartFormat> partFormat(const std::string& path);
+
+/// Writes a mesh (see stl.h, obj_mesh.h, ply.h, threemf.h) and puts the file in its place: the same bytes for
+/// the same part.
+///
+/// @param monitor  may be null; asked at least every few tens of milliseconds.
+///
+/// After a fault a file that was there stays as it was: FailedWork when the format can't hold the part or the
+/// file can't be written, Interrupted when the monitor stopped the work. Memory: a fixed buffer, in 3MF also
+/// the colours that differ.
+Result<void> writePart(AtomicFile file, PartFormat format, const Part& part,
+                       ProgressMonitor* monitor = nullptr);
+
+/// True for a file that readMesh() takes by its name: .stl, .ply or .obj.
+bool isMeshName(const std::string& path);
+
+/// Reads the triangles of a mesh file, in the format of its name. Faces of more corners are split as fans
+/// from their first one. Vertices of an STL file that have the same coordinates become one. Indices lie
+/// within the vertices, whose coordinates are finite; anything else is refused, and so is a file beyond the
+/// limits (see limits.h).
+Result<SurfaceMesh> readMesh(const std::string& path);
+
+} // namespace zrk

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+namespace zrk {
+
+/// The blanks of the C locale.
+inline bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+inline bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+inline void skipBlanks(std::string_view& text)
+{
+    std::size_t i = 0;
+    while (i < text.size() && isBlank(text[i])) {
+        ++i;
+    }
+    text.remove_prefix(i);
+}
+
+/// Takes the first word off the text and returns it; empty at the end.
+inline std::string_view takeWord(std::string_view& text)
+{
+    skipBlanks(text);
+    std::size_t i = 0;
+    while (i < text.size() && !isBlank(text[i])) {
+        ++i;
+    }
+    const std::string_view word = text.substr(0, i);
+    text.remove_prefix(i);
+    return word;
+}
+
+/// The finite number that a word is; nothing for any other. A plus sign may stand before it.
+std::optional<double> finiteNumber(std::string_view word);
+
+} // namespace zrk
