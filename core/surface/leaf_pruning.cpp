@@ -18,6 +18,11 @@ struct UnitBox {
     bool isUnit() const { return end[0] - first[0] == 1 && end[1] - first[1] == 1 && end[2] - first[2] == 1; }
 };
 
+bool comesBefore(const Index3& a, const Index3& b)
+{
+    return std::tie(a[2], a[1], a[0]) < std::tie(b[2], b[1], b[0]);
+}
+
 enum class Content { Nothing, Something };
 
 /// Halves boxes of units, which are leaves or cells.
@@ -133,10 +138,26 @@ std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGr
     Pruning(field, grid, kLeafCells).run(keepGoing, [&](std::span<const Index3> units, bool) {
         leaves.insert(leaves.end(), units.begin(), units.end());
     });
-    std::sort(leaves.begin(), leaves.end(), [](const Index3& a, const Index3& b) {
-        return std::tie(a[2], a[1], a[0]) < std::tie(b[2], b[1], b[0]);
-    });
+    std::sort(leaves.begin(), leaves.end(), comesBefore);
     return leaves;
+}
+
+std::vector<Index3> allLeaves(const SurfaceGrid& grid)
+{
+    std::vector<Index3> leaves;
+    for (std::int32_t z = 0; z < grid.leafCount(2); ++z) {
+        for (std::int32_t y = 0; y < grid.leafCount(1); ++y) {
+            for (std::int32_t x = 0; x < grid.leafCount(0); ++x) {
+                leaves.push_back({x, y, z});
+            }
+        }
+    }
+    return leaves;
+}
+
+bool holdsLeaf(const std::vector<Index3>& leaves, const Index3& leaf)
+{
+    return std::binary_search(leaves.begin(), leaves.end(), leaf, comesBefore);
 }
 
 void forEachCellWithSurface(const SurfaceField& field, const SurfaceGrid& grid,

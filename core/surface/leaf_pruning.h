@@ -16,6 +16,11 @@ namespace zrk::surface {
 std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
                                       const std::function<bool()>& keepGoing);
 
+/// All leaves of a grid, in that order.
+std::vector<Index3> allLeaves(const SurfaceGrid& grid);
+/// Whether a list in that order holds a leaf.
+bool holdsLeaf(const std::vector<Index3>& leaves, const Index3& leaf);
+
 /// Hands over the cells that the bounds can't prove to be free of the surface, some at a time: boxes are
 /// halved further, down to cells.
 /// @param found  is told, too, whether all boxes until now were bounded at all.

@@ -92,23 +92,12 @@ public:
 
     std::optional<SurfaceMesh> run()
     {
-        const std::vector<Index3> places = leavesWithSurface(_field, _grid, [this] { return keepsGoing(0); });
-        Leaves below;
-        for (std::size_t first = 0; first < places.size() && !_stopped;) {
-            // Whole layers only, so that a later run needs the last layer of this one and nothing before.
-            std::size_t end = std::min(first + kLeavesARun, places.size());
-            while (end < places.size() && places[end][2] == places[end - 1][2]) {
-                ++end;
-            }
-            Leaves leaves;
-            for (std::size_t i = first; i < end; ++i) {
-                leaves.push_back(std::make_unique<LeafPolygons>(places[i]));
-            }
-            _done = static_cast<double>(first) / static_cast<double>(places.size());
-            _share = static_cast<double>(end - first) / static_cast<double>(places.size());
-            process(below, leaves);
-            below = lastLayer(std::move(leaves));
-            first = end;
+        _places = leavesWithSurface(_field, _grid, [this] { return keepsGoing(0); });
+        if (!buildLeaves() && !_stopped) {
+            // The field's bounds were wrong: the surface goes on in a leaf that they had excluded.
+            _mesh = {};
+            _places = allLeaves(_grid);
+            buildLeaves();
         }
         if (_stopped) {
             return std::nullopt;
@@ -139,6 +128,7 @@ private:
     std::size_t _threads;
     ProgressMonitor* _monitor;
     LeafLookup _lookup;
+    std::vector<Index3> _places; ///< of all leaves that are built
     SurfaceMesh _mesh;
     std::atomic<bool> _stopped{false};
     double _done = 0;  ///< share of all leaves before this run of layers
@@ -173,7 +163,48 @@ private:
         });
     }
 
-    void process(const Leaves& below, Leaves& leaves)
+    /// Builds all leaves of the list and the mesh of them. False if it was stopped, or if a leaf is missing
+    /// that the surface passes into.
+    bool buildLeaves()
+    {
+        Leaves below;
+        for (std::size_t first = 0; first < _places.size() && !_stopped;) {
+            // Whole layers only, so that a later run needs the last layer of this one and nothing before.
+            std::size_t end = std::min(first + kLeavesARun, _places.size());
+            while (end < _places.size() && _places[end][2] == _places[end - 1][2]) {
+                ++end;
+            }
+            Leaves leaves;
+            for (std::size_t i = first; i < end; ++i) {
+                leaves.push_back(std::make_unique<LeafPolygons>(_places[i]));
+            }
+            _done = static_cast<double>(first) / static_cast<double>(_places.size());
+            _share = static_cast<double>(end - first) / static_cast<double>(_places.size());
+            if (!process(below, leaves)) {
+                return false;
+            }
+            below = lastLayer(std::move(leaves));
+            first = end;
+        }
+        return !_stopped;
+    }
+
+    /// Whether the leaves that the surface passes into from one are on the list.
+    bool hasNeighbours(const SurfaceLeaf& leaf) const
+    {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            for (std::size_t side = 0; side < 2; ++side) {
+                Index3 at = leaf.at();
+                at[axis] += side == 0 ? -1 : 1;
+                if (leaf.leavesThrough(axis, side) && !holdsLeaf(_places, at)) {
+                    return false;
+                }
+            }
+        }
+        return true;
+    }
+
+    bool process(const Leaves& below, Leaves& leaves)
     {
         forEach((leaves.size() + kLeavesATask - 1) / kLeavesATask, [&] {
             return [&, builder = LeafBuilder(_field, _grid, _isSharp, _isOpen)](std::size_t task) mutable {
@@ -185,8 +216,9 @@ private:
                 builder.build(group);
             };
         });
-        if (_stopped) {
-            return;
+        if (_stopped || !std::all_of(leaves.begin(), leaves.end(),
+                                     [this](const auto& leaf) { return hasNeighbours(leaf->leaf); })) {
+            return false;
         }
         const std::int32_t firstLayer = leaves.front()->leaf.at()[2] - 1;
         _lookup.rebuild(below, leaves, firstLayer, leaves.back()->leaf.at()[2]);
@@ -202,6 +234,7 @@ private:
             number(leaves);
             forEach(leaves.size(), [&] { return [&](std::size_t i) { write(*leaves[i]); }; });
         }
+        return !_stopped;
     }
 
     /// Numbers of vertices and triangles in the whole mesh: by leaf, within it by kind.

@@ -120,6 +120,35 @@ void LeafBuilder::sampleNodes(std::span<SurfaceLeaf* const> leaves)
     evaluate(_samples);
 }
 
+std::uint8_t LeafBuilder::mixedFaces(const Rows& rows)
+{
+    constexpr unsigned kAll = (1u << kLeafNodes) - 1;
+    unsigned some[6] = {};
+    unsigned every[6] = {kAll, kAll, kAll, kAll, kAll, kAll};
+    const auto add = [&](std::size_t face, unsigned any, unsigned all) {
+        some[face] |= any;
+        every[face] &= all;
+    };
+    for (std::size_t k = 0; k < kLeafNodes; ++k) {
+        for (std::size_t j = 0; j < kLeafNodes; ++j) {
+            const unsigned row = rows[k * kLeafNodes + j];
+            add(0, row & 1, (row & 1) != 0 ? kAll : 0);
+            add(1, row >> kLeafCells, row >> kLeafCells != 0 ? kAll : 0);
+            if (j % kLeafCells == 0) {
+                add(2 + j / kLeafCells, row, row);
+            }
+            if (k % kLeafCells == 0) {
+                add(4 + k / kLeafCells, row, row);
+            }
+        }
+    }
+    unsigned mixed = 0;
+    for (unsigned face = 0; face < 6; ++face) {
+        mixed |= (some[face] != 0 && every[face] != kAll ? 1u : 0u) << face;
+    }
+    return static_cast<std::uint8_t>(mixed);
+}
+
 /// Cells with corners on both sides, found by rows of bits.
 void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
 {
@@ -138,6 +167,7 @@ void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
     if (some == 0 || every == kAll) {
         return;
     }
+    leaf._mixedFaces = mixedFaces(rows);
     leaf._tables = std::make_unique<SurfaceLeaf::Tables>();
     leaf._cells.reserve(96);
     for (std::int32_t k = 0; k < kLeafCells; ++k) {

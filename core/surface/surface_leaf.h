@@ -62,6 +62,11 @@ public:
     /// Number of a node or a cell of the grid along an axis, from its number within the leaf.
     std::int32_t global(std::size_t axis, std::int32_t local) const { return _at[axis] * kLeafCells + local; }
 
+    /// Whether the surface passes through the leaf's lower (side 0) or upper face across an axis.
+    bool leavesThrough(std::size_t axis, std::size_t side) const
+    {
+        return (_mixedFaces >> (2 * axis + side) & 1) != 0;
+    }
     std::span<const ActiveCell> cells() const { return _cells; }
     std::span<const CellVertex> vertices() const { return _vertices; }
     /// Null where the surface doesn't pass.
@@ -83,6 +88,7 @@ private:
     };
 
     Index3 _at;
+    std::uint8_t _mixedFaces = 0; ///< bit 2 axis + side: the face has nodes on both sides
     std::vector<ActiveCell> _cells;
     std::vector<CellVertex> _vertices;
     std::vector<double> _crossings;
@@ -172,6 +178,7 @@ private:
     Point gradient(const Point& p, double value, std::size_t place) const;
     void sampleNodes(std::span<SurfaceLeaf* const> leaves);
     void findCells(SurfaceLeaf& leaf, const double* values, Rows& rows);
+    static std::uint8_t mixedFaces(const Rows& rows);
     void askFaceCenters();
     void findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows);
     void addRoot(SurfaceLeaf& leaf, const double* values, std::size_t axis, const Index3& node);

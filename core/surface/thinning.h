@@ -17,11 +17,11 @@ namespace zrk::surface {
 /// on the mesh and the settings only, for any number of threads.
 ///
 /// Each triangle carries a bound for how far it lies from the first surface: a vertex moves only where the
-/// largest bound around it, with its own distance from the new triangles and its target's from the old
-/// ones, stays within `flatness`. Normals turn by at most 26 degrees at once and 14 in a round of blocks,
-/// angles don't become smaller than about a degree unless they were. Where triangles of a block pass through
-/// each other afterwards, by exact predicates, the vertices around that place are held and the block is done
-/// once more.
+/// largest bound around it stays within `flatness` with what the move adds, the distance of the vertex to the
+/// new triangles or of old to new sides where they cross. Normals turn by at most 26 degrees at once and 14
+/// in a round of blocks, but for slivers and tiny triangles; angles don't become smaller than about 3 degrees
+/// unless they were. Long sides of slivers are turned. Where triangles of a block pass through each other
+/// afterwards, by exact predicates, the vertices around that place are held and the block is done once more.
 ///
 /// Source: half-edge collapses with the link condition as in Garland, Heckbert, "Surface simplification
 /// using quadric error metrics", SIGGRAPH 1997; in place of quadrics, bounds that add up, so that the

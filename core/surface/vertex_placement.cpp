@@ -9,6 +9,8 @@ namespace {
 
 constexpr double kCosineOfSmooth = 0.9902680687415704; // of 8 degrees
 constexpr double kLeastEigenvalue = 0.01;              // as a share of the largest
+/// Tangent planes lie outside of a convex surface by more than triangles between points on it lie inside.
+constexpr double kShareOfBulge = 0.97;
 
 struct Symmetric3 {
     double xx = 0, xy = 0, xz = 0, yy = 0, yz = 0, zz = 0;
@@ -194,7 +196,9 @@ PlacedVertex placeVertex(std::span<const TangentPlane> planes, const Point& lowe
     double leastCosine = 1;
     for (const TangentPlane& plane : planes) {
         const double cosine = dot(plane.normal, mean);
-        along += cosine * (plane.offset - dot(plane.normal, mass));
+        const double residue = plane.offset - dot(plane.normal, plane.at);
+        const double bulge = plane.offset - dot(plane.normal, mass) - residue;
+        along += cosine * (residue + kShareOfBulge * bulge);
         squares += cosine * cosine;
         leastCosine = std::min(leastCosine, dot(plane.normal, plane.normal) > 0 ? cosine : 1.0);
     }

@@ -4,6 +4,7 @@
 #include "core/engine/progress.h"
 #include "core/surface/cell_patches.h"
 #include "core/surface/quality.h"
+#include "core/values/batch.h"
 #include "testing/literal_engine.h"
 
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@
 #include <numbers>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 namespace zrk {
@@ -73,6 +75,16 @@ struct Torus {
     {
         const V ring = sqrt(p[0] * p[0] + p[1] * p[1]) - 0.7;
         return sqrt(ring * ring + p[2] * p[2]) - 0.25;
+    }
+};
+
+/// A sphere whose bounds are those of one beside it.
+struct WronglyBounded {
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        constexpr bool isSample = std::is_same_v<V, double> || std::is_same_v<V, Batch>;
+        return Sphere{{isSample ? 0.1 : -0.2, -0.2, 0.05}, 0.7}(p);
     }
 };
 
@@ -236,6 +248,9 @@ TEST(Surface, HasTheSameBytesForAnyThreadsAndWithoutPruning)
     const Sphere sphere{{0.1, -0.2, 0.05}, 0.7};
     EXPECT_TRUE(
         isSame(*extractSurface(prepared(sphere), settings), *extractSurface(unbounded(sphere), settings)));
+    EXPECT_TRUE(isSame(*extractSurface(prepared(WronglyBounded{}), settings),
+                       *extractSurface(unbounded(sphere), settings)))
+        << "wrong bounds cost time only";
 }
 
 TEST(Surface, ComesNearerWithMoreCells)
