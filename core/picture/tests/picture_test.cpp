@@ -80,13 +80,18 @@ TEST(Picture, IsTheSameForAnyNumberOfThreads)
     }
 }
 
-// What bounds prove needs no samples: a field that can't be bounded gives the same picture.
+// What bounds prove needs no samples: a field that can't be bounded gives the same picture, but for rays that
+// graze the outline, which look more closely where more samples are known.
 TEST(Picture, IsTheSameWithoutBounds)
 {
     const PictureSettings settings = settingsOf(120);
-    const Drawn with = drawn(prepared(Step{}), settings);
-    const Drawn without = drawn(unbounded(Step{}), settings);
-    EXPECT_EQ(with.last().data, without.last().data);
+    const ShadedPicture with = drawn(prepared(Ball{}), settings).last();
+    const ShadedPicture without = drawn(unbounded(Ball{}), settings).last();
+    std::size_t different = 0;
+    for (std::size_t i = 0; i < with.data.size(); ++i) {
+        different += std::abs(with.data[i] - without.data[i]) > 2 ? 1 : 0;
+    }
+    EXPECT_LE(different, with.data.size() / 500);
 }
 
 TEST(Picture, ComesCoarseFirst)
