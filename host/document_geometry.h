@@ -4,6 +4,8 @@
 #include "core/values/box.h"
 #include "model/geometry.h"
 
+#include <algorithm>
+#include <cmath>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -62,6 +64,7 @@ public:
         record.closestParameterNear = [curve = _curve](const Vector& p, double near) {
             return curve->closestParameter(p, near);
         };
+        record.isExact = true;
         return record;
     }
 
@@ -92,11 +95,18 @@ private:
     Surface _surface;
 };
 
+inline double largestCoordinate(const zrk::Vector3& p)
+{
+    return std::max({std::abs(p[0]), std::abs(p[1]), std::abs(p[2])});
+}
+
 /// A curve with the distance to it.
 template <class Curve>
 std::shared_ptr<DocumentGeometry> curveGeometry(std::shared_ptr<const Curve> curve)
 {
-    auto distance = [curve](const zrk::Vector3& p) { return curve->distance(p); };
+    const zrk::Box<double> bounds = curve->bounds();
+    const double size = std::max(largestCoordinate(bounds.min), largestCoordinate(bounds.max));
+    const SlopeOneDistance distance{[curve](const zrk::Vector3& p) { return curve->distance(p); }, size};
     return std::make_shared<DocumentGeometry>(std::make_shared<CurveShape<Curve>>(curve),
                                               std::vector<ZRKGeometry::SignedDistance>{distance});
 }
@@ -105,7 +115,10 @@ std::shared_ptr<DocumentGeometry> curveGeometry(std::shared_ptr<const Curve> cur
 template <class Surface>
 std::shared_ptr<DocumentGeometry> surfaceGeometry(const Surface& surface)
 {
-    auto distance = [surface](const zrk::Vector3& p) { return surface.distance(p); };
+    // A corner of the parallelogram, and a pole of the sphere: no part of either is much farther out.
+    const double size = 2 * (largestCoordinate(surface.position({surface.uvMin()[0], surface.uvMin()[1]})) +
+                             largestCoordinate(surface.position({surface.uvMax()[0], surface.uvMax()[1]})));
+    const SlopeOneDistance distance{[surface](const zrk::Vector3& p) { return surface.distance(p); }, size};
     return std::make_shared<DocumentGeometry>(std::make_shared<SurfaceShape<Surface>>(surface),
                                               std::vector<ZRKGeometry::SignedDistance>{distance});
 }

@@ -141,8 +141,9 @@ using Distances = std::vector<ZRKGeometry::SignedDistance>;
 Geometry readPoint(const Entry& entry)
 {
     const Vector3 position = entry.vector("position");
-    return std::make_shared<DocumentGeometry>(std::make_shared<PointShape>(position),
-                                              Distances{zrk::PointDistance{position}});
+    return std::make_shared<DocumentGeometry>(
+        std::make_shared<PointShape>(position),
+        Distances{SlopeOneDistance{zrk::PointDistance{position}, largestCoordinate(position)}});
 }
 
 Geometry readPolyline(const Entry& entry)
@@ -193,7 +194,9 @@ Geometry readBox(const Entry& entry)
                          "write the lower corner as \"min\" and the upper one as \"max\"");
         }
     }
-    return std::make_shared<DocumentGeometry>(nullptr, Distances{zrk::CornerBoxDistance{lower, upper}});
+    const double size = std::max(largestCoordinate(lower), largestCoordinate(upper));
+    return std::make_shared<DocumentGeometry>(
+        nullptr, Distances{SlopeOneDistance{zrk::CornerBoxDistance{lower, upper}, size}});
 }
 
 /// A mesh as it stands in its file.

@@ -33,7 +33,6 @@ QMainWindow, QDialog, QScrollArea, QScrollArea > QWidget > QWidget { background:
 QScrollArea { border: none; }
 QScrollArea#Items { border: 1px solid {paneLine}; border-radius: 6u; }
 QLabel#Thumbnail { background: {field}; border: 1px solid {paneLine}; border-radius: 4u; }
-QPushButton#Picker { text-align: left; padding-right: 20u; }
 QPushButton#Picker::menu-indicator { image: none; }
 QAbstractSpinBox, QLineEdit, QComboBox {
     background: {field}; border: 1px solid {edge}; border-radius: 4u; padding: 0 6u;

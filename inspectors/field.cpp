@@ -4,6 +4,7 @@
 #include "inspectors/images.h"
 
 #include <QAbstractButton>
+#include <QAbstractSpinBox>
 #include <QBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -20,7 +21,20 @@ constexpr double kCaptionWidth = 120;
 bool isPushButton(const QWidget& control)
 {
     return qobject_cast<const QPushButton*>(&control) &&
-           control.sizePolicy().verticalPolicy() == QSizePolicy::Fixed;
+           control.sizePolicy().horizontalPolicy() != QSizePolicy::Expanding;
+}
+
+/// Tells those who can't see the caption what a control and its parts are.
+void nameFor(QWidget& control, const QString& caption)
+{
+    for (QWidget* named : {&control, control.focusProxy()}) {
+        if (named && named->accessibleName().isEmpty()) {
+            named->setAccessibleName(caption);
+        }
+    }
+    for (auto* part : control.findChildren<QAbstractSpinBox*>(QString(), Qt::FindDirectChildrenOnly)) {
+        part->setAccessibleName(caption + " " + part->accessibleName());
+    }
 }
 
 QWidget* captionWidget(const UIContent& caption)
@@ -48,9 +62,7 @@ UIField::UIField(QWidget* control, const UIContent& caption, Arrangement arrange
 {
     if (const auto* text = std::get_if<std::string>(&caption)) {
         _caption = *text;
-        if (control->accessibleName().isEmpty()) {
-            control->setAccessibleName(QString::fromStdString(*text));
-        }
+        nameFor(*control, QString::fromStdString(*text));
     }
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
@@ -75,11 +87,19 @@ UIField::UIField(QWidget* control, const UIContent& caption, Arrangement arrange
     } else {
         if (label) {
             column->addWidget(label);
+            _hasCaptionAbove = true;
         }
         column->addWidget(control, 1, isPushButton(*control) ? Qt::AlignLeft : Qt::Alignment());
     }
     const QSizePolicy::Policy up = control->sizePolicy().verticalPolicy();
     setSizePolicy(QSizePolicy::Preferred, up == QSizePolicy::Expanding ? up : QSizePolicy::Maximum);
+}
+
+void UIField::reserveCaption()
+{
+    if (!_hasCaptionAbove) {
+        layout()->setContentsMargins(0, QLabel("x").sizeHint().height() + layout()->spacing(), 0, 0);
+    }
 }
 
 void UIField::say(const std::string& message)

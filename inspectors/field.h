@@ -20,6 +20,10 @@ public:
 
     QWidget* control() const { return _control; }
     const std::string& caption() const { return _caption; }
+    /// Whether the caption stands above the control.
+    bool hasCaptionAbove() const { return _hasCaptionAbove; }
+    /// Leaves room for a caption above, so that the control stands in line with neighbours that have one.
+    void reserveCaption();
     /// Shows a short message; an empty one takes it away.
     void say(const std::string& message);
     std::string message() const;
@@ -34,6 +38,7 @@ private:
     std::string _caption;
     QLabel* _message = nullptr;
     int _indent = 0;
+    bool _hasCaptionAbove = false;
 };
 
 /// A text as a caption; an empty one is no caption.

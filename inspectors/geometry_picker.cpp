@@ -3,6 +3,7 @@
 #include "inspectors/app.h"
 #include "inspectors/css_style.h"
 #include "inspectors/images.h"
+#include "inspectors/wrappers.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -30,7 +31,7 @@ ZRKGeometryPicker::ZRKGeometryPicker(unsigned filter, int limit, const Selection
       _filter(filter),
       _limit(limit),
       _thumbnail(new QLabel(this)),
-      _button(new QPushButton(this))
+      _button(new UIPickButton(this))
 {
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
@@ -39,14 +40,9 @@ ZRKGeometryPicker::ZRKGeometryPicker(unsigned filter, int limit, const Selection
     _thumbnail->setFixedSize(side, side);
     _thumbnail->setAlignment(Qt::AlignCenter);
     _thumbnail->setObjectName("Thumbnail");
-    _button->setObjectName("Picker");
     row->addWidget(_thumbnail);
     row->addWidget(_button, 1);
-    _button->setAutoDefault(false);
-    _button->setMinimumWidth(scaled(*this, 72));
-    auto* menu = new QMenu(_button);
-    _button->setMenu(menu);
-    connect(menu, &QMenu::aboutToShow, this, [this] { fillMenu(); });
+    connect(_button->menu(), &QMenu::aboutToShow, this, [this] { fillMenu(); });
     setFocusProxy(_button);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     display(initial);
@@ -131,7 +127,7 @@ void ZRKGeometryPicker::showName()
         names << QString::fromStdString(entry == entries.end() ? object->uuid().text() : entry->name);
     }
     const QString text = names.isEmpty() ? QString("none") : names.join(", ");
-    _button->setText(fontMetrics().elidedText(text, Qt::ElideMiddle, scaled(*this, 160)));
+    _button->setText(text);
     _button->setAccessibleDescription(text);
 }
 

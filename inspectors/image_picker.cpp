@@ -14,6 +14,7 @@ namespace zrkui {
 namespace {
 
 constexpr int kIcon = 32;
+constexpr int kSide = 96; ///< pixels at scale 1
 
 const FileRequest& pictureRequest()
 {
@@ -27,9 +28,9 @@ ZRKImagePicker::ZRKImagePicker(const Image& image, int flags, QWidget* parent)
     : QPushButton(parent), _canBeEmptied((flags & 1) != 0)
 {
     setAutoDefault(false);
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     // The sheet's height is that of a line of text.
-    setStyleSheet("QPushButton { max-height: 4000px; }");
+    setStyleSheet(QString("QPushButton { max-height: %1px; }").arg(scaled(*this, kSide)));
     setMenu(new QMenu(this));
     connect(menu(), &QMenu::aboutToShow, this, [this] { fillMenu(); });
     display(image);
@@ -99,8 +100,8 @@ void ZRKImagePicker::describe(zrkmodel::ZRKJson& out) const
 
 QSize ZRKImagePicker::sizeHint() const
 {
-    const int side = scaled(*this, 80);
-    return QSize(side, side).expandedTo(minimumSize());
+    const int side = scaled(*this, kSide);
+    return QSize(scaled(*this, 80), side).expandedTo(minimumSize());
 }
 
 void ZRKImagePicker::paintEvent(QPaintEvent*)

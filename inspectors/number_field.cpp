@@ -72,13 +72,22 @@ void NumberField::display(double value)
 
 void NumberField::enter(double value)
 {
-    value = std::clamp(value, minimum(), maximum());
+    value = withinLimits(value);
     const bool isNew = value != _exact; // true for NaN
     display(value);
     if (isNew) {
         UIField::say(this, "");
         _edited(value);
     }
+}
+
+/// Cut to the limits that were given, or to what an int holds.
+double NumberField::withinLimits(double value) const
+{
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    const bool isWhole = _kind == Kind::whole;
+    return std::clamp(value, _min.value_or(isWhole ? std::numeric_limits<int>::min() : -kInfinity),
+                      _max.value_or(isWhole ? std::numeric_limits<int>::max() : kInfinity));
 }
 
 void NumberField::takeTyped()
@@ -193,7 +202,7 @@ void NumberField::stepBy(int steps)
 {
     takeTyped();
     // The base makes ten steps of one with Ctrl.
-    const double from = std::isnan(_exact) ? _inner : std::clamp(_exact, minimum(), maximum());
+    const double from = std::isnan(_exact) ? _inner : withinLimits(_exact);
     enter(from + steps * step() * _stepFactor.value_or(1.0));
     selectAll();
 }
@@ -228,9 +237,10 @@ void NumberField::paintEvent(QPaintEvent* event)
     painter.setClipRect(QRectF(inside.left(), inside.top(), inside.width() * share, inside.height()));
     painter.setBrush(style.color(isEnabled() ? Role::accentFill : Role::paneLine));
     painter.drawRoundedRect(inside, 3, 3);
-    painter.setClipping(false);
-    const double x = inside.left() + (inside.width() - 2) * share;
-    painter.fillRect(QRectF(x, inside.top() + 2, 2, inside.height() - 4), style.color(Role::accent));
+    // Along the foot, where it crosses no text.
+    painter.setBrush(style.color(isEnabled() ? Role::accent : Role::edge));
+    const double foot = 2 * uiScale(*this);
+    painter.drawRect(QRectF(inside.left(), inside.bottom() - foot, inside.width(), foot));
 }
 
 void NumberField::resizeEvent(QResizeEvent* event)

@@ -73,6 +73,7 @@ private:
     std::optional<Drag> _drag;
 
     void enter(double value);
+    double withinLimits(double value) const;
     void takeTyped();
     double step() const;
     void dragTo(int x);

@@ -41,11 +41,13 @@ QComboBoxWrapper* addChoice(ZRKPropertyView& view, zrkmodel::ZRKProperty<Enum>& 
 }
 
 /// A slider from 0 to 1 for a property, which may well lie beyond.
-inline SliderFWrapper* addShareSlider(ZRKPropertyView& view, zrkmodel::ZRKProperty<double>& property)
+/// @param moved  assigns the value; without it the property itself takes it.
+inline SliderFWrapper* addShareSlider(ZRKPropertyView& view, zrkmodel::ZRKProperty<double>& property,
+                                      std::function<void(double)> moved = nullptr)
 {
     SliderFWrapper* slider = view.addHSlider(property.value(), {0, 1}, {}, captionOf(property.name()));
     setShownProperty(*slider, property.name());
-    slider->connectToListener([&property](double value) { property.set(value); });
+    slider->connectToListener(moved ? std::move(moved) : [&property](double value) { property.set(value); });
     follow<double>(*slider, property, [slider](double value) { slider->display(value); });
     return slider;
 }

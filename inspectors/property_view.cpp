@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QLineEdit>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <type_traits>
@@ -22,7 +23,7 @@ namespace zrkui {
 namespace {
 
 constexpr double kRowSpacing = 4;
-constexpr double kColumnSpacing = 12;
+constexpr double kColumnSpacing = 8;
 
 void applyExtent(QWidget& widget, const UIRect& rect)
 {
@@ -48,8 +49,33 @@ int stretchOf(const ZRKPropertyView::Rect& rect, bool isHorizontal, const QWidge
     const std::optional<UICoord> coord = !rect ? std::nullopt : isHorizontal ? rect->x : rect->y;
     // Buttons, checks and texts are as wide as what they say.
     const bool hasOwnWidth = qobject_cast<const QAbstractButton*>(widget) != nullptr &&
-                             widget->sizePolicy().verticalPolicy() != QSizePolicy::Expanding;
+                             widget->sizePolicy().horizontalPolicy() != QSizePolicy::Expanding;
     return coord ? static_cast<int>(std::lround(coord->stretch)) : isHorizontal && !hasOwnWidth ? 1 : 0;
+}
+
+/// The field that stands at the top of an item of a row; null for none.
+UIField* topField(QLayoutItem& item)
+{
+    QLayout* inner = item.layout();
+    while (inner && inner->count() > 0 && inner->itemAt(0)->layout()) {
+        inner = inner->itemAt(0)->layout();
+    }
+    QWidget* widget = inner ? (inner->count() > 0 ? inner->itemAt(0)->widget() : nullptr) : item.widget();
+    return dynamic_cast<UIField*>(widget);
+}
+
+/// Has the topmost controls of a row stand in one line, with captions above them or not.
+void alignTops(QLayout& row)
+{
+    std::vector<UIField*> tops;
+    for (int i = 0; i < row.count(); ++i) {
+        if (UIField* field = topField(*row.itemAt(i))) {
+            tops.push_back(field);
+        }
+    }
+    if (std::any_of(tops.begin(), tops.end(), [](const UIField* top) { return top->hasCaptionAbove(); })) {
+        std::for_each(tops.begin(), tops.end(), [](UIField* top) { top->reserveCaption(); });
+    }
 }
 
 /// A line of text in place of a widget.
@@ -97,8 +123,9 @@ struct EntryWidget {
     }
     QWidget* operator()(const zrkmodel::ZRKPVector3d& entry) const
     {
-        return placed(bound(*entry.property, new VectorWidget<3>(entry.property->value())),
-                      entry.property->name());
+        auto* widget = new VectorWidget<3>(entry.property->value());
+        widget->setLimits(entry.min, entry.max);
+        return placed(bound(*entry.property, widget), entry.property->name());
     }
     QWidget* operator()(const zrkmodel::ZRKPString& entry) const
     {
@@ -203,6 +230,9 @@ void ZRKPropertyView::pushVBoxLayoutInGroup(const std::string& title, const Rect
 void ZRKPropertyView::popLayout()
 {
     if (_open.size() > 1) { // the view's own stays
+        if (innermost()->direction() == QBoxLayout::LeftToRight) {
+            alignTops(*innermost());
+        }
         _open.pop_back();
     }
 }

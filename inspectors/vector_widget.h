@@ -10,10 +10,11 @@
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <optional>
 
 namespace zrkui {
 
-/// N numbers side by side, from -5000000 to 5000000.
+/// N numbers side by side, from -5000000 to 5000000 unless they are given other limits.
 template <int N>
 class VectorWidget : public QWidget, public UIDescribed {
 public:
@@ -28,7 +29,9 @@ public:
         for (std::size_t i = 0; i < N; ++i) {
             _fields[i] = new QDoubleSpinBoxWrapper(this);
             _fields[i]->setLimits(-kLimit, kLimit);
-            _fields[i]->setMark(QString("xyzw").mid(static_cast<int>(i), 1));
+            const QString axis = QString("xyzw").mid(static_cast<int>(i), 1);
+            _fields[i]->setMark(axis);
+            _fields[i]->setAccessibleName(axis);
             _fields[i]->onEdited([this](double) { _edited(this->value()); });
             row->addWidget(_fields[i]);
         }
@@ -46,6 +49,16 @@ public:
         return value;
     }
     QDoubleSpinBoxWrapper& field(std::size_t i) const { return *_fields[i]; }
+    /// Without an end, numbers are free there.
+    void setLimits(const std::optional<Vector>& min, const std::optional<Vector>& max)
+    {
+        const auto at = [](const std::optional<Vector>& limit, std::size_t i) {
+            return limit ? std::optional((*limit)[i]) : std::nullopt;
+        };
+        for (std::size_t i = 0; i < N; ++i) {
+            _fields[i]->setLimits(at(min, i), at(max, i));
+        }
+    }
 
     /// Refreshes the fields whose number differs, without calling the listeners; NaN always differs.
     void display(const Vector& value)

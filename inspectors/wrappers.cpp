@@ -1,6 +1,7 @@
 #include "inspectors/wrappers.h"
 
 #include "inspectors/css_style.h"
+#include "inspectors/field.h"
 #include "inspectors/property_view.h"
 
 #include <QMenu>
@@ -8,10 +9,12 @@
 #include <QSignalBlocker>
 #include <QStyle>
 #include <QStyleOptionButton>
+#include <QStylePainter>
 #include <QTabBar>
 #include <QWheelEvent>
 
 #include <algorithm>
+#include <exception>
 #include <initializer_list>
 
 namespace zrkui {
@@ -33,12 +36,22 @@ void drawStroke(QPainter& painter, std::initializer_list<QPointF> points, const 
     painter.drawPolyline(placed);
 }
 
+/// At the right of a control that opens a list. The sheet's own arrow would be a file.
+void drawOpener(QWidget& control)
+{
+    QPainter painter(&control);
+    drawStroke(painter, {{-3.5, -2}, {0, 1.5}, {3.5, -2}},
+               QPointF(control.width() - scaled(control, 12), control.height() / 2.0), uiScale(control),
+               ZRKCSSStyle::current().color(control.isEnabled() ? Role::secondText : Role::hint));
+}
+
 } // namespace
 
 QLabelWrapper::QLabelWrapper(const std::string& text, QWidget* parent)
     : QLabel(QString::fromStdString(text), parent)
 {
     setTextFormat(Qt::PlainText);
+    setMinimumHeight(scaled(*this, 24)); // a row's
 }
 
 void QLabelWrapper::describe(zrkmodel::ZRKJson& out) const
@@ -58,7 +71,13 @@ QPushButtonWrapper::QPushButtonWrapper(const std::string& text, QWidget* parent)
 
 void QPushButtonWrapper::connectToListener(std::function<void()> listener)
 {
-    connect(this, &QPushButton::clicked, this, [listener = std::move(listener)] { listener(); });
+    connect(this, &QPushButton::clicked, this, [this, listener = std::move(listener)] {
+        try {
+            listener();
+        } catch (const std::exception& error) { // no event may throw
+            UIField::say(this, error.what());
+        }
+    });
 }
 
 zrkmodel::ZRKJson describeDialog(const FileRequest& request)
@@ -76,6 +95,30 @@ void QPushButtonWrapper::describe(zrkmodel::ZRKJson& out) const
     if (_dialog) {
         out["dialog"] = describeDialog(*_dialog);
     }
+}
+
+UIPickButton::UIPickButton(QWidget* parent) : QPushButton(parent)
+{
+    setObjectName("Picker");
+    setAutoDefault(false);
+    setMenu(new QMenu(this));
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+QSize UIPickButton::sizeHint() const { return {scaled(*this, 72), scaled(*this, 24)}; }
+
+void UIPickButton::paintEvent(QPaintEvent*)
+{
+    QStyleOptionButton option;
+    initStyleOption(&option);
+    option.text.clear(); // the style would leave no room beside it
+    QStylePainter painter(this);
+    painter.drawControl(QStyle::CE_PushButton, option);
+    const QRect room = rect().adjusted(scaled(*this, 8), 0, -scaled(*this, 24), 0);
+    painter.setPen(ZRKCSSStyle::current().color(isEnabled() ? Role::text : Role::hint));
+    painter.drawText(room, Qt::AlignLeft | Qt::AlignVCenter,
+                     fontMetrics().elidedText(text(), Qt::ElideMiddle, room.width()));
+    drawOpener(*this);
 }
 
 QComboBoxWrapper::QComboBoxWrapper(const std::vector<std::string>& labels, int index, QWidget* parent)
@@ -115,17 +158,13 @@ QSize QComboBoxWrapper::minimumSizeHint() const
     for (int i = 0; i < count(); ++i) {
         widest = std::max(widest, fontMetrics().horizontalAdvance(itemText(i)));
     }
-    return {widest + scaled(*this, 32), scaled(*this, 24)};
+    return {widest + scaled(*this, 40), scaled(*this, 24)};
 }
 
 void QComboBoxWrapper::paintEvent(QPaintEvent* event)
 {
     QComboBox::paintEvent(event);
-    // The sheet's own arrow would be a file.
-    QPainter painter(this);
-    drawStroke(painter, {{-3.5, -2}, {0, 1.5}, {3.5, -2}},
-               QPointF(width() - scaled(*this, 12), height() / 2.0), uiScale(*this),
-               ZRKCSSStyle::current().color(isEnabled() ? Role::secondText : Role::hint));
+    drawOpener(*this);
 }
 
 void QComboBoxWrapper::wheelEvent(QWheelEvent* event)
@@ -197,7 +236,7 @@ ZRKOptionsButton::ZRKOptionsButton(QWidget* parent) : QPushButton(parent)
     setAccessibleName("more");
     setAutoDefault(false);
     setMenu(new QMenu(this));
-    setStyleSheet("QPushButton::menu-indicator { image: none; }");
+    setStyleSheet("QPushButton { padding: 0; } QPushButton::menu-indicator { image: none; width: 0; }");
     setFixedWidth(scaled(*this, 28));
 }
 

@@ -29,6 +29,7 @@ public:
 class QPushButtonWrapper : public QPushButton, public UIDescribed {
 public:
     explicit QPushButtonWrapper(const std::string& text, QWidget* parent = nullptr);
+    /// The listener is called with each click. What it throws is told beside the button.
     void connectToListener(std::function<void()> listener);
     /// What the dialog that the button opens asks for.
     void setDialog(const FileRequest& request) { _dialog = request; }
@@ -36,6 +37,17 @@ public:
 
 private:
     std::optional<FileRequest> _dialog;
+};
+
+/// Shows what is picked, cut in its middle where room is short, and opens a menu to pick from.
+class UIPickButton : public QPushButton {
+public:
+    explicit UIPickButton(QWidget* parent = nullptr);
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
 };
 
 /// A choice by index. An index outside of the list is shown as no choice.

@@ -39,6 +39,10 @@ struct CurveParametrization {
     /// What closestParameter answers, to the bit, found sooner when `near` is its answer for a
     /// neighbouring position. May be empty.
     std::function<double(const Vector&, double near)> closestParameterNear;
+    /// Whether, at finite positions and but for rounding, no point of the curve is closer than the one of
+    /// closestParameter, which lies from tMin to tMax, and arcLength lies from 0 to `length`. Only then are
+    /// bounds known over boxes of positions; `bounds` must then be those of the curve.
+    bool isExact = false;
 };
 
 class IParametricCurve : public IGeometry3d {
@@ -62,6 +66,16 @@ struct SurfaceParametrization {
 class IParametricSurface : public IGeometry3d {
 public:
     virtual SurfaceParametrization parametrization() const = 0;
+};
+
+/// A distance of a geometry that is known to change by at most as much as the position moves, but for
+/// rounding, and to be a number at every finite position. As the target of a `ZRKGeometry::SignedDistance` it
+/// lets bounds be found over boxes of positions.
+struct SlopeOneDistance {
+    std::function<double(const zrk::Tensor<3, double>&)> distance;
+    double size = 0; ///< of the largest coordinate of the geometry, which rounding errors grow with
+
+    double operator()(const zrk::Tensor<3, double>& p) const { return distance(p); }
 };
 
 /// A geometry of the document, or a group of them.

@@ -189,7 +189,12 @@ protected:
     {
         giveUpWaiting();
         _handle = other._handle;
-        if (other.isWaiting()) {
+        if (other.isWaiting() && _handle.ready()) {
+            // It is arriving now, and the other's turn to take it comes later: no arrival is left to wait
+            // for.
+            const Value arrived = ZRKResourceHandleOf<R>(_handle).object();
+            _value = _filter ? _filter(arrived) : arrived;
+        } else if (other.isWaiting()) {
             waitFor(_handle, assign);
         }
     }

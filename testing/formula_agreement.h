@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/formula.h"
+#include "core/values/interval_batch.h"
 
 #include <gtest/gtest.h>
 
@@ -13,9 +14,9 @@
 #include <string>
 #include <vector>
 
-/// The check that every formula has to pass: its three value types agree. Over random boxes of
+/// The check that every formula has to pass: its value types agree. Over random boxes of
 /// arguments, wide and narrow, with infinities and NaN, every lane of a batch gives what doubles
-/// give, and the interval contains what both give.
+/// give, and the interval, alone and as a lane among others, contains what both give.
 namespace zrk::agreement {
 
 /// The arguments of a formula: the components and the weight of each input, in as many doubles as the longest
@@ -85,6 +86,32 @@ std::vector<V> valuesOf(const F& formula, const Arguments<V>& arguments)
     return values;
 }
 
+/// Returns the bounds over a box that is one lane of many, the others being random.
+template <class F>
+std::vector<Interval<double>> boundsAmongOthers(const F& formula, const Arguments<Interval<double>>& box,
+                                                Random& random)
+{
+    const std::size_t lane = random() % Batch::size;
+    Arguments<IntervalBatch> boxes(box.size());
+    for (std::size_t k = 0; k < box.size(); ++k) {
+        for (std::size_t c = 0; c < box[k].size(); ++c) {
+            double lower[Batch::size];
+            double upper[Batch::size];
+            for (std::size_t i = 0; i < Batch::size; ++i) {
+                const Interval<double> one = i == lane ? box[k][c] : randomBox(random);
+                lower[i] = one.lower;
+                upper[i] = one.upper;
+            }
+            boxes[k][c] = IntervalBatch::ordered(Batch::load(lower), Batch::load(upper));
+        }
+    }
+    std::vector<Interval<double>> bounds;
+    for (const IntervalBatch& value : valuesOf(formula, boxes)) {
+        bounds.push_back(value.lane(lane));
+    }
+    return bounds;
+}
+
 inline std::string describe(const Arguments<double>& arguments)
 {
     std::ostringstream text;
@@ -135,6 +162,7 @@ void expectAgreement(const F& formula, double tolerance)
         }
 
         const std::vector<Interval<double>> bounds = valuesOf(formula, box);
+        const std::vector<Interval<double>> laneBounds = boundsAmongOthers(formula, box, random);
         const std::vector<Batch> batched = valuesOf(formula, batch);
         for (std::size_t lane = 0; lane < Batch::size; ++lane) {
             const std::vector<double> values = valuesOf(formula, samples[lane]);
@@ -143,10 +171,14 @@ void expectAgreement(const F& formula, double tolerance)
                 const double scale = std::max(largest(samples[lane]), std::abs(values[i]));
                 const bool agree = (std::isnan(one) && std::isnan(values[i])) || one == values[i] ||
                                    std::abs(one - values[i]) <= tolerance * scale;
-                if (!agree || !bounds[i].contains(one) || !bounds[i].contains(values[i])) {
+                const bool isBounded = bounds[i].contains(one) && bounds[i].contains(values[i]) &&
+                                       laneBounds[i].contains(one) && laneBounds[i].contains(values[i]);
+                if (!agree || !isBounded) {
                     ADD_FAILURE() << "box " << round << ", result " << i << ", arguments"
                                   << describe(samples[lane]) << ": batch " << one << ", double " << values[i]
-                                  << ", interval [" << bounds[i].lower << ", " << bounds[i].upper << "]";
+                                  << ", interval [" << bounds[i].lower << ", " << bounds[i].upper
+                                  << "], in lanes [" << laneBounds[i].lower << ", " << laneBounds[i].upper
+                                  << "]";
                 }
             }
         }

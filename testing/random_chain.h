@@ -2,6 +2,7 @@
 
 #include "testing/literal_engine.h"
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <functional>
@@ -47,6 +48,7 @@ struct Blend {
 /// A kernel of one of the operations that the engine knows by name.
 struct Combined {
     static constexpr bool kKeepsUnitWeight = true;
+    static constexpr bool kChooses = true;
     RowOperation operation;
 
     RowOperation rowOperation() const { return operation; }
@@ -68,6 +70,24 @@ struct Combined {
             return {{x - y}, weight};
         default:
             return {{x * y}, weight};
+        }
+    }
+
+    std::array<BatchMask, 2> choices(const Record<1, IntervalBatch>& a,
+                                     const Record<1, IntervalBatch>& b) const
+    {
+        const IntervalMaskBatch isGreater = a.value[0] > b.value[0];
+        const BatchMask unitWeights =
+            a.weight.lower == 1.0 && a.weight.upper == 1.0 && b.weight.lower == 1.0 && b.weight.upper == 1.0;
+        const BatchMask takesB = unitWeights && !isGreater.canBeFalse;
+        const BatchMask takesA = unitWeights && !isGreater.canBeTrue;
+        switch (operation) {
+        case RowOperation::Minimum:
+            return {takesA, takesB};
+        case RowOperation::Maximum:
+            return {takesB, takesA};
+        default:
+            return {BatchMask(false), BatchMask(false)};
         }
     }
 };
@@ -101,9 +121,10 @@ public:
         run.forwardRow(0, run.input(0), 0);
         run.forwardWeights(run.input(0));
     }
-    bool bounds(const BoundsRun& run) const override
+    bool bounds(BoxRun& run) const override
     {
-        run.output() = {{run.input(0).components.at(0)}, run.input(0).weight};
+        run.forwardRow(0, run.input(0), 0);
+        run.forwardWeights(run.input(0));
         return true;
     }
     KernelReads reads() const override { return {1, false}; }
@@ -127,9 +148,13 @@ public:
         }
         run.forwardWeights(run.input(0));
     }
-    bool bounds(const BoundsRun& run) const override
+    bool bounds(BoxRun& run) const override
     {
-        run.output() = {{-run.input(0).components.at(0)}, run.input(0).weight};
+        IntervalRow& out = run.output(0);
+        for (std::size_t i = 0; i < run.boxCount(); i += Batch::size) {
+            out.store(i, -run.input(0).row(0).load(i));
+        }
+        run.forwardWeights(run.input(0));
         return true;
     }
     KernelReads reads() const override { return {1, false}; }

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
@@ -29,7 +30,11 @@ public:
         ZRKGraphComponentsInit::initializeModule();
         const int count = 3 + static_cast<int>(_random() % 6);
         for (int i = 0; i < count; ++i) {
-            addNode(anyType());
+            if (_random() % 2 == 0) {
+                addNode(anyType());
+            } else {
+                addNode(kShapes[_random() % std::size(kShapes)]);
+            }
         }
         addNode("BinaryOperator");
     }
@@ -43,6 +48,9 @@ public:
     const std::string& names() const { return _names; }
 
 private:
+    static constexpr const char* kShapes[] = {"SphereSDF", "BoxSDF", "CylinderSDF",
+                                              "TorusSDF",  "Gyroid", "BeamSDF"};
+
     std::mt19937 _random;
     std::shared_ptr<ZRKGraph> _graph = ZRKGraph::create();
     std::vector<ZRKGraph::Node> _nodes;
@@ -81,7 +89,7 @@ private:
     /// Tries outputs of earlier nodes, late ones more often; an input may stay free.
     void connect(const ZRKGraphPin& pin)
     {
-        for (int attempt = 0; attempt < 6 && !_nodes.empty(); ++attempt) {
+        for (int attempt = 0; attempt < 12 && !_nodes.empty(); ++attempt) {
             const std::size_t back = std::min(_random() % _nodes.size(), _random() % _nodes.size());
             const ZRKGraph::Node& from = _nodes[_nodes.size() - 1 - back];
             const auto outputs = from.record()->outputs.size();
@@ -104,7 +112,7 @@ private:
         }
         if (value.is_number_float()) {
             const double before = value.get<double>();
-            return before == 0 ? number(-0.3, 0.3) : before * number(0.4, 1.4);
+            return before == 0 ? number(-0.3, 0.3) : before * number(0.4, 1.6);
         }
         if (value.is_array() && !value.empty() && value[0].is_number_float()) {
             ZRKJson all = value;

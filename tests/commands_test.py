@@ -10,7 +10,7 @@ from zrk_program import ROOT, SPHERE, TWIST, ZrkTest, graph, records, run
 class Usage(ZrkTest):
     def test_help_and_version_answer_on_standard_output(self):
         for arguments in (["--help"], ["--version"], *([c, "--help"] for c in
-                          ("types", "check", "probe", "sample", "slice", "surface"))):
+                          ("types", "check", "probe", "sample", "slice", "surface", "render"))):
             answer = self.succeed(*arguments)
             self.assertEqual(answer.err, "")
             self.assertIn("zrk", answer.out)

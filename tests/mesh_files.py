@@ -122,7 +122,8 @@ def model_mesh(model):
 
 
 def object_mesh(resource, groups):
-    assert (resource.get("pid") is None) == (resource.get("pindex") is None)
+    if resource.get("pid") or resource.get("pindex"):
+        groups[resource.get("pid")][int(resource.get("pindex"))]  # there must be one
     body, = resource
     assert [e.tag for e in body][:2] == [CORE + "vertices", CORE + "triangles"]
     vertices = []

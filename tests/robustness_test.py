@@ -66,6 +66,36 @@ class Targets(ZrkTest):
         self.refused(1, "probe", path, "--at", "0,0,0", contains=["found 2147483647 x ", "at most 2147483647"])
 
 
+class StandardStreams(ZrkTest):
+    def run_in_shell(self, redirection, *arguments):
+        """The status, with redirections as a shell writes them."""
+        finished = subprocess.run(["sh", "-c", f'exec "$@" {redirection}', "-", PROGRAM, *map(str, arguments)],
+                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=30 * PATIENCE)
+        return finished.returncode
+
+    def test_messages_that_nobody_can_read_change_no_status_and_no_file(self):
+        unknown = self.put(graph([{**SPHERE, "values": {"raduis": 1}}], output=(1, 0)))
+        sample = ["sample", unknown, "--resolution", 4, "-o"]
+        self.succeed(*sample, self.folder / "told.npy")
+        told = (self.folder / "told.npy").read_bytes()
+        for redirection in ("2>&-", "2>/dev/full", "2>&- <&-"):
+            with self.subTest(redirection=redirection):
+                self.assertEqual(self.run_in_shell(redirection, "check", "nope"), 2)
+                self.assertEqual(self.run_in_shell(redirection, "nope"), 2)
+                self.assertEqual(self.run_in_shell(redirection, "check", unknown), 0)
+                self.assertEqual(self.run_in_shell(redirection, *sample, self.folder / "v.npy"), 0)
+                self.assertEqual((self.folder / "v.npy").read_bytes(), told)
+                self.assertEqual(self.run_in_shell(redirection, "slice", unknown, "-o", self.folder / "p.png"), 0)
+                self.assertEqual((self.folder / "p.png").read_bytes()[-8:-4], b"IEND")
+
+    def test_results_that_cannot_be_written_are_failed_work(self):
+        for redirection in (">/dev/full", ">&-", ">&- 2>&-"):
+            for arguments in (["--help"], ["--version"], ["types"], ["types", "--help"], ["types", "SphereSDF"],
+                              ["probe", BLEND, "--at", "0,0,0"]):
+                with self.subTest(redirection=redirection, arguments=arguments):
+                    self.assertEqual(self.run_in_shell(redirection, *arguments), 1)
+
+
 def free_memory():
     lines = pathlib.Path("/proc/meminfo").read_text().splitlines()
     return next(int(line.split()[1]) * 1024 for line in lines if line.startswith("MemAvailable:"))

@@ -170,8 +170,22 @@ class Settings(SurfaceTest):
 
         def off(*options):
             return min(math.dist(v, corner) for v in self.surface(box, "a.ply", *options, resolution=20).vertices)
+        report = self.report(box, "-o", self.folder / "a.stl", "--resolution", 20, "--sharp")
+        self.assertAlmostEqual(report["sharpEdgeLength"], 4 * (2 + 1.6 + 1.2))
+        self.assertEqual(report["doubtfulCells"], 0)
         self.assertLess(off("--sharp"), 1e-9)
         self.assertGreater(off(), 0.01)
+
+    def test_adaptive_joins_flat_triangles(self):
+        box = self.put(graph([{"id": 1, "type": "BoxSDF", "values": {"center": [0, 0, 0]}}], output=(1, 0),
+                             context=AROUND_SPHERE))
+        counts = []
+        for options in ([], ["--adaptive", "0.001"]):
+            report = self.report(box, "-o", self.folder / "a.stl", "--resolution", 40, "--sharp", *options)
+            self.assertTrue(report["clean"], options)
+            self.assertAlmostEqual(report["volume"], 1, delta=0.01)
+            counts.append(report["triangles"])
+        self.assertLess(4 * counts[1], counts[0])
 
     def test_bounds_cut_and_close_or_leave_open(self):
         cut = ["--bounds", "0,-2,-2,2,2,2"]
@@ -298,7 +312,7 @@ class BadInput(SurfaceTest):
             ([mesh], ["a mesh file", "--report"]),
             ([mesh, "--report", *out], ["a mesh file", "without -o"]),
             ([ball, *out, "--report", self.folder / "r.stl"], ["--report", "report.txt"]),
-            ([ball, *out, "--report", BLEND], ["--report", "not a mesh or a document"]),
+            ([ball, *out, "--report", self.folder / "r.zrk.json"], ["--report", "not a mesh or a document"]),
             ([ball, "-o", self.folder / "a.xyz"], ["extension .xyz", ".3mf, .stl, .ply or .obj"]),
             ([ball, "-o", self.folder / "a"], ["no extension"]),
             *[([ball, *out, f"--cell={cell}"], ["--cell"]) for cell in ("0", "-1", "nan", "inf", "x")],

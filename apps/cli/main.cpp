@@ -1,4 +1,5 @@
 #include "apps/cli/commands.h"
+#include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "components/registration.h"
@@ -30,7 +31,7 @@ int statusOf(zrk::FaultKind kind)
 int report(const zrk::Fault& fault)
 {
     if (fault.kind != zrk::FaultKind::Interrupted) {
-        fmt::print(stderr, "zrk: {}\n", zrk::messageOf(fault));
+        zrkcli::tell("zrk: {}\n", zrk::messageOf(fault));
     }
     return statusOf(fault.kind);
 }
@@ -90,23 +91,31 @@ private:
     std::streambuf* _former;
 };
 
+/// Returns the exit status of what went well, unless its results are lost.
+int statusOfResults()
+{
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout)) {
+        return 0;
+    }
+    return report({"standard output", "no room for all results", "a place that takes them",
+                   "make room, or send them somewhere else", zrk::FaultKind::FailedWork});
+}
+
 /// Runs a command and returns its exit status. Every failure becomes one message and a status.
 int runWork(const zrkcli::Work& work)
 {
     const ComplaintsToStandardError complaints;
     const zrk::Result<void> done = zrk::attempt("command", work);
     // A lost result may also be what the work failed of.
-    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-        return report({"standard output", "no room for all results", "a place that takes them",
-                       "make room, or send them somewhere else", zrk::FaultKind::FailedWork});
-    }
-    return done ? 0 : report(done.error());
+    const int status = statusOfResults();
+    return status != 0 || done ? status : report(done.error());
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
+    zrkcli::openStandardStreams();
     zrkmodel::ZRKGraphComponentsInit::initializeModule();
     zrkcli::catchInterrupts();
 
@@ -130,7 +139,11 @@ int main(int argc, char** argv)
         app.parse(zrkcli::argumentsInParsingOrder(argc, argv));
     } catch (const CLI::ParseError& error) {
         const bool isHelp = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
-        return isHelp ? app.exit(error) : report(usageFault(app, error, argc, argv));
+        if (!isHelp) {
+            return report(usageFault(app, error, argc, argv));
+        }
+        app.exit(error);
+        return statusOfResults();
     }
     // Results are written through stdio. What components print on the stream isn't a result.
     std::cout.rdbuf(std::cerr.rdbuf());

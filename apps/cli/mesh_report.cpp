@@ -61,6 +61,8 @@ std::string PrintedReport::text() const
     table.line("area", inUnit(mesh.area, unit, "^2"));
     table.line("shortest edge", inUnit(mesh.shortestEdge, unit));
     table.line("smallest angle", fmt::format("{:.6g} degrees", mesh.smallestAngleDegrees));
+    table.line("sharp edges", mesh.sharpEdges,
+               fmt::format("(of 30 degrees or more, {} long together)", inUnit(mesh.sharpEdgeLength, unit)));
     if (distance) {
         table.line("off the field, vertices",
                    fmt::format("{} rms, {} at most", inUnit(distance->vertexRms, unit),
@@ -68,6 +70,9 @@ std::string PrintedReport::text() const
         table.line("  triangle centres",
                    fmt::format("{} rms, {} at most", inUnit(distance->centroidRms, unit),
                                inUnit(distance->centroidLargest, unit)));
+    }
+    if (doubtfulCells) {
+        table.line("doubtful cells", *doubtfulCells, "(may hold features smaller than a cell)");
     }
     return name + "\n" + table.text();
 }
@@ -92,12 +97,17 @@ std::string PrintedReport::json() const
                 {"volume", number(mesh.volume)},
                 {"area", number(mesh.area)},
                 {"shortestEdge", number(mesh.shortestEdge)},
-                {"smallestAngleDegrees", number(mesh.smallestAngleDegrees)}};
+                {"smallestAngleDegrees", number(mesh.smallestAngleDegrees)},
+                {"sharpEdges", mesh.sharpEdges},
+                {"sharpEdgeLength", number(mesh.sharpEdgeLength)}};
     if (distance) {
         report["distanceError"] = {{"vertexRms", number(distance->vertexRms)},
                                    {"vertexLargest", number(distance->vertexLargest)},
                                    {"centroidRms", number(distance->centroidRms)},
                                    {"centroidLargest", number(distance->centroidLargest)}};
+    }
+    if (doubtfulCells) {
+        report["doubtfulCells"] = *doubtfulCells;
     }
     // What of a name isn't UTF-8 is replaced.
     return report.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";

@@ -10,16 +10,16 @@ namespace zrkcli {
 void openStandardStreams() noexcept
 {
     // The lowest number that is free is the next to be opened.
-    int opened = open("/dev/null", O_RDWR);
-    while (opened >= 0 && opened <= STDERR_FILENO) {
-        opened = open("/dev/null", O_RDWR);
-    }
+    int opened = 0;
+    do {
+        opened = open("/dev/null", O_RDONLY);
+    } while (opened >= 0 && opened <= STDERR_FILENO);
     if (opened >= 0) {
         close(opened);
     }
 }
 
-void tell(std::string_view text) noexcept
+void tellText(std::string_view text) noexcept
 {
     while (!text.empty()) {
         const ssize_t written = write(STDERR_FILENO, text.data(), text.size());

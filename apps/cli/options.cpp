@@ -1,4 +1,5 @@
 #include "apps/cli/options.h"
+#include "apps/cli/messages.h"
 
 #include "apps/cli/progress_bar.h"
 #include "formats/points.h"
@@ -60,7 +61,7 @@ zrkmodel::GraphDocument loadDocument(const std::string& path, bool quiet)
         return zrk::valueOrThrow(zrkmodel::GraphDocument::load(path, warnings, &bar));
     });
     for (const zrk::Fault& warning : warnings) {
-        fmt::print(stderr, "warning: {}\n", zrk::messageOf(warning));
+        tell("warning: {}\n", zrk::messageOf(warning));
     }
     return document;
 }

@@ -1,4 +1,5 @@
 #include "apps/cli/progress_bar.h"
+#include "apps/cli/messages.h"
 
 #include <fmt/core.h>
 
@@ -50,7 +51,7 @@ ProgressBar::ProgressBar(std::string title, bool quiet)
 ProgressBar::~ProgressBar()
 {
     if (_drawn) {
-        fmt::print(stderr, "\r\x1b[K");
+        tellText("\r\x1b[K");
     }
 }
 
@@ -70,8 +71,7 @@ void ProgressBar::progress(double fraction)
     bar.resize(kWidth, '.');
     const double elapsed = std::chrono::duration<double>(now - _started).count();
     const std::string left = share > 0.02 ? fmt::format("  {:.0f} s left", elapsed / share - elapsed) : "";
-    fmt::print(stderr, "\r\x1b[K{} [{}] {:3.0f} %{}", _title, bar, 100 * share, left);
-    std::fflush(stderr);
+    tell("\r\x1b[K{} [{}] {:3.0f} %{}", _title, bar, 100 * share, left);
 }
 
 } // namespace zrkcli

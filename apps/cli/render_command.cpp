@@ -1,4 +1,5 @@
 #include "apps/cli/commands.h"
+#include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "core/picture/picture.h"
@@ -255,9 +256,9 @@ void render(const RenderOptions& options)
              zrk::FaultKind::FailedWork});
     }
     if (!options.quiet) {
-        fmt::print(stderr, "{}{}: {} x {} pixels, surface at {:g}\n", written.front(),
-                   written.size() > 1 ? " to " + written.back() : "", settings.width, settings.height,
-                   settings.iso);
+        tell("{}{}: {} x {} pixels, surface at {:g}\n", written.front(),
+             written.size() > 1 ? " to " + written.back() : "", settings.width, settings.height,
+             settings.iso);
     }
 }
 

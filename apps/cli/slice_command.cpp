@@ -1,4 +1,5 @@
 #include "apps/cli/commands.h"
+#include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "formats/points.h"
@@ -58,9 +59,9 @@ void slice(const SliceOptions& options)
     const zrkmodel::SlicePicture slice = zrkmodel::drawSlice(grid, style);
     zrk::valueOrThrow(zrk::writePng(options.file, slice.picture));
     if (!options.quiet) {
-        fmt::print(stderr, "{}: {} x {} pixels, {} = {:g}, colours from {:.4g} to {:.4g}{}\n", options.file,
-                   plane.width(), plane.height(), options.axis, plane.coordinate(), slice.range.low,
-                   slice.range.high, style.contour ? fmt::format(", dark line at {:g}", *style.contour) : "");
+        tell("{}: {} x {} pixels, {} = {:g}, colours from {:.4g} to {:.4g}{}\n", options.file, plane.width(),
+             plane.height(), options.axis, plane.coordinate(), slice.range.low, slice.range.high,
+             style.contour ? fmt::format(", dark line at {:g}", *style.contour) : "");
     }
 }
 

@@ -1,5 +1,6 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/mesh_report.h"
+#include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/surface_inputs.h"
@@ -101,7 +102,7 @@ void reportOnFile(const SurfaceOptions& options)
 {
     printReport(options, endingAtInterrupt([&] {
                     const zrk::SurfaceMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
-                    return PrintedReport{options.document, options.unit, zrk::reportOn(mesh), std::nullopt};
+                    return PrintedReport{options.document, options.unit, zrk::reportOn(mesh)};
                 }));
 }
 
@@ -135,8 +136,8 @@ public:
             zrk::valueOrThrow(zrk::writePart(std::move(file), _format, part, &bar));
         });
         if (!_options.quiet) {
-            fmt::print(stderr, "{}: {} triangles, {} vertices\n", _options.file, mesh.triangles.size(),
-                       mesh.vertices.size());
+            tell("{}: {} triangles, {} vertices\n", _options.file, mesh.triangles.size(),
+                 mesh.vertices.size());
         }
         if (_options.wantsReport) {
             report(mesh);
@@ -244,11 +245,10 @@ private:
     void warnOfUndefined(const zrk::SurfaceMesh& mesh) const
     {
         if (mesh.undefinedSamples > 0) {
-            fmt::print(
-                stderr, "warning: {}\n",
-                zrk::messageOf({place(), fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
-                                "a number everywhere",
-                                "`zrk slice` shows where; the surface is closed around these regions"}));
+            tell("warning: {}\n",
+                 zrk::messageOf({place(), fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
+                                 "a number everywhere",
+                                 "`zrk slice` shows where; the surface is closed around these regions"}));
         }
     }
 
@@ -270,15 +270,11 @@ private:
 
     void report(const zrk::SurfaceMesh& mesh) const
     {
-        double cell = std::numeric_limits<double>::infinity();
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            cell = std::min(cell, (_settings.upper[axis] - _settings.lower[axis]) / _settings.cells[axis]);
-        }
-        constexpr double kStep = 1e-4; // of a cell
         const std::string unit(_unit ? zrk::nameOf(*_unit) : "");
         printReport(_options, endingAtInterrupt([&] {
                         return PrintedReport{_options.file, unit, zrk::reportOn(mesh),
-                                             zrk::distanceError(mesh, _field, _settings.iso, kStep * cell)};
+                                             zrk::distanceError(mesh, _field, _settings),
+                                             zrk::countDoubtfulCells(_field, _settings, [] { return true; })};
                     }));
     }
 };

@@ -164,6 +164,14 @@ int runWindow(const Options& options)
     return QApplication::exec();
 }
 
+/// Off screen Qt warns of what a window system would do; nobody can act on that.
+void tellFailuresOnly(QtMsgType type, const QMessageLogContext&, const QString& text)
+{
+    if (type == QtCriticalMsg || type == QtFatalMsg) {
+        report(text.toStdString(), kFailed);
+    }
+}
+
 void applyStyle(QApplication& app, const std::string& palette)
 {
     QApplication::setStyle("fusion");
@@ -210,6 +218,9 @@ int main(int argc, char** argv)
     const bool needsNoScreen = options.describe || pictures->count() > 0 || !options.screenshot.empty();
     if (needsNoScreen && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    if (needsNoScreen) {
+        qInstallMessageHandler(tellFailuresOnly);
     }
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
     QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);

@@ -1,8 +1,10 @@
 #include "apps/workbench/preview_service.h"
 
 #include "core/engine/prepared_field.h"
+#include "core/engine/progress.h"
 #include "host/field_grid.h"
 #include "host/slice_picture.h"
+#include "model/deferred_work.h"
 
 #include <QCoreApplication>
 #include <QObject>
@@ -22,8 +24,35 @@ namespace {
 
 /// Shares of the wanted resolution, one pass after the other.
 constexpr int kPasses[] = {8, 3, 1};
-/// Samples between two looks at whether the pass is still wanted: about a millisecond of a usual chain.
-constexpr std::int32_t kTake = 4 * 1024;
+/// Samples between two looks at whether the pass is still wanted: at first, and at most.
+constexpr std::int32_t kFirstTake = 256;
+constexpr std::int32_t kMaxTake = 16 * 1024;
+/// Milliseconds that those between two looks should take.
+constexpr double kMillisecondsOfTake = 2;
+
+double millisecondsSince(std::chrono::steady_clock::time_point begin)
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
+}
+
+/// How many samples to take next: more or fewer by how long the last ones took.
+std::int32_t nextTake(std::int32_t last, double milliseconds)
+{
+    const double fitting = last * kMillisecondsOfTake / std::max(milliseconds, 1e-3);
+    return static_cast<std::int32_t>(std::clamp<double>(fitting, 1, std::min(4 * last, kMaxTake)));
+}
+
+/// Stops what was put off while the evaluators were built.
+template <class IsWanted>
+class WantedMonitor final : public zrk::ProgressMonitor {
+public:
+    explicit WantedMonitor(IsWanted isWanted) : _isWanted(std::move(isWanted)) {}
+    void progress(double) override {}
+    bool interruptRequested() override { return !_isWanted(); }
+
+private:
+    IsWanted _isWanted;
+};
 
 /// Samples `count` positions of a plane from `first` on; the components of each stand side by side in `out`.
 void sample(const zrk::PreparedField& field, const SlicePlane& plane, std::int32_t first, std::int32_t count,
@@ -73,12 +102,17 @@ public:
                                std::max(16, _request.pixels / kPasses[pass]));
         const std::int32_t count = plane.sampleCount();
         std::vector<double> values(static_cast<std::size_t>(count) * _field.componentCount());
-        for (std::int32_t first = 0; first < count; first += kTake) {
+        std::int32_t take = kFirstTake;
+        for (std::int32_t first = 0; first < count;) {
             if (!isWanted()) {
                 return std::nullopt;
             }
-            sample(_field, plane, first, std::min(kTake, count - first),
+            const auto beginOfTake = std::chrono::steady_clock::now();
+            const std::int32_t taken = std::min(take, count - first);
+            sample(_field, plane, first, taken,
                    values.data() + static_cast<std::size_t>(first) * _field.componentCount());
+            take = nextTake(take, millisecondsSince(beginOfTake));
+            first += taken;
         }
         zrkmodel::SliceStyle style;
         if (_request.output.tag == zrkmodel::Tag::Scalar) {
@@ -95,8 +129,7 @@ public:
         preview.high = slice.range.high;
         preview.coordinate = plane.coordinate();
         preview.isFinal = pass + 1 == std::size(kPasses);
-        preview.milliseconds =
-            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
+        preview.milliseconds = millisecondsSince(begin);
         return preview;
     }
 
@@ -133,6 +166,7 @@ void PreviewService::request(const SliceRequest& request)
     const std::uint64_t serial = *_newest;
     std::shared_ptr<Job> job;
     try {
+        const zrkmodel::ZRKDeferredBuilding deferred;
         job = std::make_shared<Job>(request, serial);
     } catch (const std::exception& error) {
         SlicePreview failed;
@@ -173,16 +207,19 @@ void PreviewService::work()
             }
             job = std::move(_next);
         }
+        const auto isWanted = [this, serial = job->serial] { return *_newest == serial; };
+        WantedMonitor monitor(isWanted);
+        const zrkmodel::ZRKDeferredRun run(monitor);
         try {
             for (std::size_t pass = 0; pass < std::size(kPasses); ++pass) {
-                auto preview = job->run(pass, [&] { return *_newest == job->serial; });
+                auto preview = job->run(pass, isWanted);
                 if (!preview) {
                     break;
                 }
                 send(job->serial, std::move(*preview));
             }
         } catch (const std::exception& error) {
-            SlicePreview failed;
+            SlicePreview failed; // interrupted work among them, which nobody waits for
             failed.problem = error.what();
             failed.isFinal = true;
             send(job->serial, std::move(failed));

@@ -41,8 +41,9 @@ struct SlicePreview {
 
 /// Draws slices on a thread of its own, coarse first. A newer request ends the one that runs.
 ///
-/// `request` builds the field's evaluators on the thread of the caller, who also makes edits; what runs then
-/// reads nothing of the document, so that a preview never sees half an edit.
+/// `request` builds the field's evaluators on the thread of the caller, who also makes edits, and puts off
+/// what takes long about them, such as freezing a raster. What runs then reads nothing of the document, so
+/// that edits never wait for a preview and a preview never sees half an edit.
 class PreviewService {
 public:
     using Deliver = std::function<void(const SlicePreview&)>;

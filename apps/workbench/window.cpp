@@ -24,6 +24,8 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace zrkworkbench {
 
 using zrkmodel::GraphDocument;
@@ -32,6 +34,7 @@ using zrkui::scaled;
 namespace {
 
 constexpr int kNodeRole = Qt::UserRole;
+constexpr int kLeastPanel = 404; ///< width in pixels at scale 1
 const char* const kFilter = "Graph documents (*.zrk.json);;All files (*)";
 
 const zrkmodel::ZRKGraphObjectRegistration* registrationOf(const zrkmodel::ZRKGraphObject& object)
@@ -74,7 +77,7 @@ Window::Window()
     all->addWidget(_slice);
     all->addWidget(inspector);
     all->setStretchFactor(1, 1);
-    inspector->setMinimumWidth(scaled(*this, 416));
+    _area->setMinimumWidth(scaled(*this, kLeastPanel));
     _slice->setMinimumWidth(scaled(*this, 240));
     all->setSizes({scaled(*this, 208), scaled(*this, 640), scaled(*this, 432)});
     setCentralWidget(all);
@@ -175,12 +178,15 @@ void Window::closeEvent(QCloseEvent* event)
 bool Window::open(const std::string& path)
 {
     zrkmodel::DocumentWarnings warnings;
-    auto document = GraphDocument::load(path, warnings);
-    if (!document) {
-        tell(zrk::messageOf(document.error()), true);
+    std::optional<zrk::Result<GraphDocument>> document;
+    zrkui::ZRKApp::ui().runLong("opening " + path, this, [&](zrk::ProgressMonitor& monitor) {
+        document = GraphDocument::load(path, warnings, &monitor);
+    });
+    if (!*document) {
+        tell(zrk::messageOf(document->error()), true);
         return false;
     }
-    takeOver(std::move(*document), path);
+    takeOver(std::move(**document), path);
     if (!warnings.empty()) {
         tell(zrk::messageOf(warnings.front()), true);
     }
@@ -272,7 +278,8 @@ void Window::showPanel(std::uint16_t id)
     column->addStretch(1);
     _area->setWidget(holder);
     // No panel is cut at its right.
-    _area->setMinimumWidth(holder->minimumSizeHint().width() + scaled(*this, 12));
+    _area->setMinimumWidth(
+        std::max(scaled(*this, kLeastPanel), holder->minimumSizeHint().width() + scaled(*this, 12)));
     const auto* registration = registrationOf(*node.object());
     _title->setText(registration ? registration->strings.title : "");
     _subtitle->setText(registration ? QString("%1 · %2").arg(QString::fromStdString(registration->info.name),

@@ -14,8 +14,8 @@ int main(int argc, char** argv)
     }
     try {
         std::vector<zrk::bench::Row> rows = zrk::bench::registerChains();
-        for (const zrk::bench::Row& row : zrk::bench::registerJobs()) {
-            rows.push_back(row);
+        for (const auto& part : {zrk::bench::registerJobs(), zrk::bench::registerBounds()}) {
+            rows.insert(rows.end(), part.begin(), part.end());
         }
         return zrk::bench::run(argc, argv, rows);
     } catch (const std::exception& failure) {

@@ -55,6 +55,25 @@ std::vector<Point> randomPoints(std::size_t count)
     return points;
 }
 
+/// Points a hundred-thousandth of the mesh's size off its triangles, as those are that a surface is moved
+/// onto.
+std::vector<Point> pointsBeside(const GeneratedMesh& mesh, std::size_t count)
+{
+    std::mt19937 random(8);
+    std::uniform_real_distribution<double> unit(0, 1);
+    std::vector<Point> points;
+    while (points.size() < count) {
+        const std::size_t t = random() % mesh.triangleCount();
+        const Point a = mesh.corner(t, 0);
+        const Point ab = mesh.corner(t, 1) - a;
+        const Point ac = mesh.corner(t, 2) - a;
+        const double u = unit(random);
+        const double height = (random() % 2 == 0 ? 1 : -1) * 1e-5 * (kUpper - kLower);
+        points.push_back(a + u * ab + ((1 - u) * unit(random)) * ac + height * normalized(cross(ab, ac)));
+    }
+    return points;
+}
+
 /// Returns the signed distance by the exact searches of the hierarchy, one position at a time.
 double literalSignedDistance(const MeshWindingField& field, const double* p)
 {
@@ -79,12 +98,14 @@ struct Case {
     std::vector<Point> random = randomPoints(kGrid * kRows);
     std::vector<Point> shortGrid = gridPoints(kLiteralRows);
     std::vector<Point> shortRandom = randomPoints(kGrid * kLiteralRows);
+    std::vector<Point> beside;
 
     explicit Case(GeneratedMesh generated)
         : mesh(std::move(generated)),
           field(std::make_shared<const MeshWindingField>(mesh.vertices, mesh.indices)),
           embree(embreePeer(mesh)),
-          cgal(cgalPeer(mesh))
+          cgal(cgalPeer(mesh)),
+          beside(pointsBeside(mesh, kGrid * kLiteralRows))
     {}
 
     void distances(const std::vector<Point>& points, bool inARow, double* out) const
@@ -195,6 +216,28 @@ void addSignedDistances(const std::string& name, const Shared& c, std::vector<Ro
     }
 }
 
+/// Near the surface: the sign found otherwise than by the winding number.
+void addSignsBeside(const std::string& name, const Shared& c, std::vector<Row>& rows)
+{
+    for (const Point& p : c->beside) {
+        if (std::signbit(c->field->signedDistance(p)) != (c->field->windingNumber(p) > 0.5)) {
+            throw std::runtime_error(name + ": a sign differs from that of the winding number");
+        }
+    }
+    const std::string ours =
+        add(name + "/signed/beside/field", c, &Case::beside,
+            [](const Case& asked, const auto& p, double* out) { asked.signedDistances(p, false, out); });
+    const std::string winding = add(
+        name + "/signed/beside/winding", c, &Case::beside, [](const Case& asked, const auto& p, double* out) {
+            for (const Point& point : p) {
+                const double distance = asked.field->meshDistance(point);
+                *out++ = asked.field->windingNumber(point) > 0.5 ? -distance : distance;
+            }
+        });
+    rows.push_back(
+        ratio(name + ", signed, beside the surface: times distance and winding number", {winding}, {ours}));
+}
+
 void addThreads(const std::string& name, const Shared& c, std::vector<Row>& rows)
 {
     std::vector<std::string> entries;
@@ -294,6 +337,7 @@ std::vector<Row> registerMeshFields()
         compare(kind.name, *c);
         addDistances(kind.name, c, rows);
         addSignedDistances(kind.name, c, rows);
+        addSignsBeside(kind.name, c, rows);
         addThreads(kind.name, c, rows);
         addBuild(kind.name, c, rows);
     }

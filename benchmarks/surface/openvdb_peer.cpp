@@ -5,11 +5,13 @@
 #include "core/engine/rasterize.h"
 
 #include <openvdb/openvdb.h>
+#include <openvdb/tools/SignedFloodFill.h>
 #include <openvdb/tools/VolumeToMesh.h>
 #include <tbb/global_control.h>
 
 #include <cmath>
 #include <memory>
+#include <vector>
 #endif
 
 namespace zrk::bench {
@@ -44,14 +46,11 @@ SurfacePeer openVdbPeer(const Shape& shape, int n)
     openvdb::tools::signedFloodFillWithValues(grid->tree(), band, -band);
     return {[grid] {
         const tbb::global_control oneThread(tbb::global_control::max_allowed_parallelism, 1);
-        openvdb::tools::VolumeToMesh mesher(0.0, 0.0);
-        mesher(*grid);
-        std::size_t polygons = 0;
-        for (std::size_t i = 0; i < mesher.polygonPoolListSize(); ++i) {
-            const auto& pool = mesher.polygonPoolList()[i];
-            polygons += 2 * pool.numQuads() + pool.numTriangles();
-        }
-        return polygons;
+        std::vector<openvdb::Vec3s> points;
+        std::vector<openvdb::Vec3I> triangles;
+        std::vector<openvdb::Vec4I> quads;
+        openvdb::tools::volumeToMesh(*grid, points, triangles, quads, 0.0, 0.0);
+        return triangles.size() + 2 * quads.size();
     }};
 }
 

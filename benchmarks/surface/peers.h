@@ -9,7 +9,7 @@ namespace zrk::bench {
 
 /// Makes a shape's surface by another library.
 struct SurfacePeer {
-    std::function<std::size_t()> run; ///< the surface of a grid at hand; returns the number of polygons
+    std::function<std::size_t()> run; ///< the surface of a grid at hand; returns the number of triangles
 };
 
 /// OpenVDB's volumeToMesh over a narrow band of three cells, in floats; none if OpenVDB isn't installed.

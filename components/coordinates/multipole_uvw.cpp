@@ -118,7 +118,11 @@ void ZRKMultipoleUVW::register_pole(const Pole& pole)
     const auto geometry = pole.is_ref() ? pole.geometry() : nullptr;
     if (geometry && !refListeners.contains(pole.ref_uuid())) {
         refListeners[pole.ref_uuid()] =
-            geometry->addListener([this](const ZRKEvent&) { emitPropertyChange("poles"); });
+            geometry->addListener([this, alive = std::weak_ptr(_alive)](const ZRKEvent&) {
+                if (!alive.expired()) {
+                    emitPropertyChange("poles");
+                }
+            });
     }
 }
 

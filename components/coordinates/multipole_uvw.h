@@ -109,6 +109,9 @@ protected:
 
 private:
     std::unordered_map<ZRKuuid, nod::scoped_connection> refListeners; // by the geometry's uuid
+    struct Alive {};
+    /// What listens holds it weakly: a change that is under way may do away with the component.
+    std::shared_ptr<const Alive> _alive = std::make_shared<const Alive>();
 
     void followReferences();
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/engine/centred_box.h"
 #include "core/engine/evaluation_context.h"
 #include "core/engine/kernel.h"
 #include "core/values/batch.h"
@@ -13,12 +14,15 @@
 namespace zrk {
 
 /// A kernel that measures the positions of the domain sample by sample and keeps their weights. It has no
-/// input and gives no bounds.
+/// input.
 ///
 /// `Measure` has a `static constexpr std::uint32_t kShape` and a
 /// `Tensor<kShape, double> operator()(const Tensor<3, double>& p, double& near) const` that is safe to call
 /// from many threads at once. `near` is what the measure left there at the neighbouring sample, or NaN at the
 /// first one. It may make the measure faster and never changes its result.
+///
+/// A measure may have bounds: `bool hasBounds() const` says whether they are known, and
+/// `Tensor<kShape, Interval<double>> bounds(const CentredBox& box) const` gives them.
 template <class Measure>
 class PositionKernel final : public Kernel {
 public:
@@ -55,8 +59,40 @@ public:
         }
     }
 
+    bool bounds(BoxRun& run) const override
+    {
+        if constexpr (requires(const CentredBox& box) { _measure.bounds(box); }) {
+            if (_measure.hasBounds()) {
+                boundsOver(run);
+                return true;
+            }
+        }
+        return false;
+    }
+
 private:
     Measure _measure;
+
+    void boundsOver(BoxRun& run) const requires requires(const Measure& measure, const CentredBox& box)
+    {
+        measure.bounds(box);
+    }
+    {
+        IntervalRow* rows[Measure::kShape];
+        for (std::size_t c = 0; c < Measure::kShape; ++c) {
+            rows[c] = &run.output(c);
+            rows[c]->fill(Interval<double>::entire());
+        }
+        run.forwardWeights(run.coordinates());
+        for (std::size_t i = 0; i < run.boxCount(); ++i) {
+            if (const auto box = centredBox(run.coordinates(), i)) {
+                const auto values = _measure.bounds(*box);
+                for (std::size_t c = 0; c < Measure::kShape; ++c) {
+                    rows[c]->set(i, values[c]);
+                }
+            }
+        }
+    }
 };
 
 /// Returns the evaluator of a measure.

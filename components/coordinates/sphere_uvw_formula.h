@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/values/axis_frame.h"
-#include "core/values/interval.h"
+#include "core/values/interval_batch.h"
 #include "core/values/scalar_math.h"
 #include "core/values/tensor.h"
 
@@ -26,6 +26,13 @@ inline Interval<double> shareOfLength(const Interval<double>& coordinate, const 
     const Interval<double> share = coordinate / length;
     const bool known = length.lower > 1e-150 && std::isfinite(length.upper);
     return known ? Interval<double>{maximum(share.lower, -1), minimum(share.upper, 1)} : share;
+}
+inline IntervalBatch shareOfLength(const IntervalBatch& coordinate, const IntervalBatch& length)
+{
+    const IntervalBatch share = coordinate / length;
+    const BatchMask known = length.lower > 1e-150 && isFinite(length.upper);
+    return IntervalBatch::ordered(select(known, maximum(share.lower, -1.0), share.lower),
+                                  select(known, minimum(share.upper, 1.0), share.upper));
 }
 
 /// Longitude and latitude in units of pi, and the signed distance to a sphere in model units, negative

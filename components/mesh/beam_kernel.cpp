@@ -1,5 +1,6 @@
 #include "components/mesh/beam_kernel.h"
 
+#include "core/engine/centred_box.h"
 #include "core/engine/evaluation_context.h"
 
 #include <limits>
@@ -32,6 +33,24 @@ public:
             run.outputConstant(0, kNoBeam);
         }
         run.forwardWeights(p);
+    }
+
+    /// By the distance at a box's centre.
+    bool bounds(BoxRun& run) const override
+    {
+        const BoxBounds& positions = run.input(0);
+        IntervalRow& out = run.output(0);
+        run.forwardWeights(positions);
+        out.fill(_field ? Interval<double>::entire() : Interval<double>(kNoBeam));
+        if (!_field) {
+            return true;
+        }
+        for (std::size_t i = 0; i < run.boxCount(); ++i) {
+            if (const auto box = centredBox(positions, i)) {
+                out.set(i, _field->bounds(*box));
+            }
+        }
+        return true;
     }
 
 private:

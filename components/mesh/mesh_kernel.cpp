@@ -1,5 +1,6 @@
 #include "components/mesh/mesh_kernel.h"
 
+#include "core/engine/centred_box.h"
 #include "core/engine/evaluation_context.h"
 #include "core/values/batch.h"
 
@@ -31,6 +32,25 @@ public:
             run.outputConstant(0, 0.0);
         }
         run.forwardWeights(p);
+    }
+
+    /// By the value at a box's centre.
+    bool bounds(BoxRun& run) const override
+    {
+        const BoxBounds& positions = run.input(0);
+        IntervalRow& out = run.output(0);
+        run.forwardWeights(positions);
+        out.fill(_field ? Interval<double>::entire() : Interval<double>(0.0));
+        if (!_field) {
+            return true;
+        }
+        MeshWindingField::Trail trail;
+        for (std::size_t i = 0; i < run.boxCount(); ++i) {
+            if (const auto box = centredBox(positions, i)) {
+                out.set(i, _field->bounds(*box, trail));
+            }
+        }
+        return true;
     }
 
 private:

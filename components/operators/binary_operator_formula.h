@@ -1,13 +1,17 @@
 #pragma once
 
 #include "core/engine/formula.h"
+#include "core/values/interval_batch.h"
 #include "core/values/scalar_math.h"
+
+#include <array>
 
 namespace zrk {
 
 // One operation on components a and b: `plain` for equal weights, `weighted` for weights that
 // differ, a weighted mean of its kind. An operation without `weighted` ignores the weights. `kRowOperation`
-// is the engine's name for `plain`, if it has one.
+// is the engine's name for `plain`, if it has one. `isFirst` and `isSecond` tell where `plain` surely gives
+// that component, to the bit.
 
 struct Addition {
     static constexpr auto kRowOperation = RowOperation::Add;
@@ -80,6 +84,8 @@ struct Minimum {
     {
         return minimum(a, b);
     }
+    static BatchMask isFirst(const IntervalBatch& a, const IntervalBatch& b) { return !(a > b).canBeTrue; }
+    static BatchMask isSecond(const IntervalBatch& a, const IntervalBatch& b) { return !(a > b).canBeFalse; }
 };
 
 /// Returns b if the components are equal or either is NaN.
@@ -91,6 +97,8 @@ struct Maximum {
     {
         return maximum(a, b);
     }
+    static BatchMask isFirst(const IntervalBatch& a, const IntervalBatch& b) { return !(a > b).canBeFalse; }
+    static BatchMask isSecond(const IntervalBatch& a, const IntervalBatch& b) { return !(a > b).canBeTrue; }
 };
 
 /// Two records combined component by component, after scaling their components, not their
@@ -101,6 +109,7 @@ struct Maximum {
 template <class Operation, std::uint32_t N>
 struct BinaryCombination {
     static constexpr bool kKeepsUnitWeight = true;
+    static constexpr bool kChooses = requires { &Operation::isFirst; };
 
     double strengthA;
     double strengthB;
@@ -134,6 +143,23 @@ struct BinaryCombination {
         }
         result.weight = maximum(a.weight, b.weight);
         return result;
+    }
+
+    std::array<BatchMask, 2> choices(const Record<N, IntervalBatch>& a,
+                                     const Record<N, IntervalBatch>& b) const requires(kChooses)
+    {
+        // Weights that are equal and above 0 have the same bits, whichever is taken.
+        std::array<BatchMask, 2> isResult = {
+            BatchMask(strengthA == 1.0) && a.weight.lower >= b.weight.upper && a.weight.lower > 0.0 &&
+                !b.weight.isEntire(),
+            BatchMask(strengthB == 1.0) && Maximum::isSecond(a.weight, b.weight)};
+        for (std::size_t i = 0; i < a.value.count; ++i) {
+            const IntervalBatch x = strengthA * a.value[i];
+            const IntervalBatch y = strengthB * b.value[i];
+            isResult[0] = isResult[0] && Operation::isFirst(x, y);
+            isResult[1] = isResult[1] && Operation::isSecond(x, y);
+        }
+        return isResult;
     }
 };
 

@@ -1,6 +1,7 @@
 #include "components/operators/geometry_blend.h"
 
 #include "components/categories.h"
+#include "core/engine/centred_box.h"
 #include "core/engine/evaluation_context.h"
 #include "core/values/batch.h"
 #include "model/channel_names.h"
@@ -20,7 +21,14 @@ class BlendKernel final : public zrk::Kernel {
 public:
     BlendKernel(std::vector<ZRKGeometry::SignedDistance> distances, const ZRKFallOffFunction& falloff)
         : _distances(std::move(distances)), _falloff(falloff)
-    {}
+    {
+        for (auto& distance : _distances) {
+            if (const SlopeOneDistance* known = distance.target<SlopeOneDistance>()) {
+                _sizes.push_back(known->size);
+                distance = ZRKGeometry::SignedDistance(known->distance);
+            }
+        }
+    }
 
     zrk::KernelReads reads() const override { return {1, false}; }
 
@@ -53,9 +61,35 @@ public:
         }
     }
 
+    /// By the distances at a box's centre, where all of them are known to be steep by 1 at most.
+    bool bounds(zrk::BoxRun& run) const override
+    {
+        if (_sizes.size() != _distances.size()) {
+            return false;
+        }
+        const zrk::BoxBounds& positions = run.input(0);
+        zrk::IntervalRow& out = run.output(0);
+        run.forwardWeights(positions);
+        for (std::size_t i = 0; i < run.boxCount(); ++i) {
+            const auto box = zrk::centredBox(positions, i);
+            out.set(i, box ? sumOver(*box) : zrk::Interval<double>::entire());
+        }
+        return true;
+    }
+
 private:
     std::vector<ZRKGeometry::SignedDistance> _distances;
+    std::vector<double> _sizes; ///< of the geometries, as many as have distances that are steep by 1 at most
     ZRKFallOffFunction _falloff;
+
+    zrk::Interval<double> sumOver(const zrk::CentredBox& box) const
+    {
+        zrk::Interval<double> sum = 0.0;
+        for (std::size_t k = 0; k < _distances.size(); ++k) {
+            sum += _falloff(box.around(_distances[k](box.center), box.roundingOf(_sizes[k])));
+        }
+        return sum;
+    }
 };
 
 } // namespace

@@ -7,6 +7,8 @@
 #include "core/values/batch.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -113,6 +115,21 @@ struct CornerDifferences {
                                         (-f0 + f1 - f2 + f3) * scale};
         return unit ? normalized(gradient) : gradient;
     }
+
+    /// Bounds of each component, from those of the values at all corners.
+    Interval<double> bounds(const Interval<double>& f) const
+    {
+        constexpr double kNoOverflow = 1e150;
+        // Components so small that their squares lose digits are divided by too short a length.
+        constexpr double kLongest = 1.25;
+        const Interval<double> component = (f - f - f + f) * Interval<double>(scale);
+        if (!unit) {
+            return component;
+        }
+        return component.lower > -kNoOverflow && component.upper < kNoOverflow
+                   ? Interval<double>{-kLongest, kLongest}
+                   : Interval<double>::entire();
+    }
 };
 
 /// Makes gradients of the values at the corners, a row a component; up to a whole vector more is written.
@@ -187,6 +204,28 @@ public:
             {run.sampleCount(), {p.row(0), p.row(1), p.row(2)}, p.hasUnitWeight() ? nullptr : p.weights()},
             gradients);
         run.forwardWeights(run.input(0));
+    }
+
+    /// By the bounds of the field over the box with the corners around it.
+    bool bounds(BoxRun& run) const override
+    {
+        std::array<PositionBox, kMaxBoxes> boxes;
+        std::array<Interval<double>, kMaxBoxes> values;
+        const Interval<double> offset{-std::abs(_step), std::abs(_step)};
+        for (std::size_t i = 0; i < run.boxCount(); ++i) {
+            for (std::size_t c = 0; c < 3; ++c) {
+                boxes[i][c] = run.coordinates().row(c).at(i) + offset;
+            }
+        }
+        _field.bounds({boxes.data(), run.boxCount()}, values.data());
+        IntervalRow& x = run.output(0);
+        for (std::size_t i = 0; i < run.boxCount(); ++i) {
+            x.set(i, _differences.bounds(values[i]));
+        }
+        run.forwardRow(1, x);
+        run.forwardRow(2, x);
+        run.forwardWeights(run.input(0));
+        return true;
     }
 
 private:

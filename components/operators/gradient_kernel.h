@@ -10,7 +10,8 @@ namespace zrk {
 /// of a cube of half edge `step` around each position: two evaluations less than central differences need.
 ///
 /// Input 0 of the node must be the same field; only its weight is used. The field's chain for the corners
-/// is built here, once, and shared by all threads. The bounds of a gradient aren't known.
+/// is built here, once, and shared by all threads. Bounds follow from those of the field, and so are wide:
+/// they don't know its slope.
 ///
 /// Source of the method: Quilez, "Normals for an SDF", iquilezles.org/articles/normalsSDF, the tetrahedron
 /// technique. Here divided by 4 * step, so that the length is the field's slope.

@@ -14,7 +14,8 @@ ComponentIdentity ZRKInvert::identity()
         .typeName = "Invert", // as ZRKLevelsetIsoValue: the UUID tells them apart
         .uuid = "BD624C1E-A801-44C6-954A-14A44BE779BB",
         .icon = icon<IconColor::Scalar, 0xF0E8CC8E8ECCE8F0>("sc_x_invert"),
-        .strings = {"invert", "Invert", "Turns a field inside out.", category::kOperators},
+        .strings = {"invert", "Invert", "Gives 1 - v, which turns a density inside out.",
+                    category::kOperators},
         .inputs = {Tag::Scalar},
         .outputs = {Tag::Scalar},
     };

@@ -13,7 +13,7 @@ ComponentIdentity ZRKMask::identity()
         .typeName = "mask", // lower case: documents carry it
         .uuid = "4B550F53-36E0-44FE-A3AE-6794BD09FFF0",
         .icon = icon<IconColor::AnyTag, 0xE7818100008181E7>("comp_x_mask"),
-        .strings = {"apply_mask", "Mask", "Limits the weight of a field to where a mask lies.",
+        .strings = {"apply_mask", "Mask", "Sets or lowers the weight of a field by a mask.",
                     category::kOperators},
         .inputs = {Tag::Any}, // one, although there are two pins
         .outputs = {Tag::Any},

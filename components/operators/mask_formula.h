@@ -1,7 +1,10 @@
 #pragma once
 
 #include "core/engine/formula.h"
+#include "core/values/interval_batch.h"
 #include "core/values/scalar_math.h"
+
+#include <array>
 
 namespace zrk {
 
@@ -14,6 +17,8 @@ enum class MaskMode { lower, replace };
 /// because it is read first.
 template <MaskMode Mode, std::uint32_t N>
 struct Masking {
+    static constexpr bool kChooses = true;
+
     double multiplier;
 
     template <class V>
@@ -24,6 +29,18 @@ struct Masking {
         const V weight = (1.0 - mask.weight) * f.weight + mask.weight * target;
         // The orders of arguments that keep NaN.
         return {f.value, maximum(V(0.0), minimum(weight, V(1.0)))};
+    }
+
+    /// The record is f's where the mask applies fully and lets its weight through.
+    std::array<BatchMask, 2> choices(const Record<1, IntervalBatch>& mask,
+                                     const Record<N, IntervalBatch>& f) const
+    {
+        const Batch least = (multiplier * mask.value[0]).lower;
+        const BatchMask isFull = mask.weight.lower == 1.0 && mask.weight.upper == 1.0;
+        const BatchMask lets = Mode == MaskMode::replace
+                                   ? f.weight.lower == 1.0 && f.weight.upper == 1.0 && least >= 1.0
+                                   : f.weight.lower > 0.0 && f.weight.upper <= 1.0 && least >= f.weight.upper;
+        return {BatchMask(false), isFull && lets};
     }
 };
 

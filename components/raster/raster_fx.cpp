@@ -8,7 +8,6 @@
 #include "core/raster/raster_lookup.h"
 #include "model/pins.h"
 
-#include <concepts>
 #include <utility>
 
 namespace zrkmodel {
@@ -21,33 +20,65 @@ struct VolumeInBox {
     zrk::Tensor<3, double> lower;
     zrk::Tensor<3, double> size;
 
-    template <class V>
-    requires(!std::same_as<V, zrk::Interval<double>>) // the lookup has no bounds
-        V
-        operator()(const zrk::Tensor<3, V>& p) const
+    template <zrk::LooksUp V>
+    V operator()(const zrk::Tensor<3, V>& p) const
     {
         return lookup(zrk::Tensor<3, V>{(p[0] - lower[0]) / size[0], (p[1] - lower[1]) / size[1],
                                         (p[2] - lower[2]) / size[2]})[0];
     }
 };
 
+using Volume = std::shared_ptr<const zrk::Raster<1, 3, double>>;
+
 /// The field at the nodes of the grid, blurred where the radius is greater than 0.
-std::shared_ptr<const zrk::Raster<1, 3, double>> frozen(const zrk::IField& field,
-                                                        const zrk::GridBox<double>& grid, double blurRadius)
+Volume frozen(const zrk::IField& field, const zrk::GridBox<double>& grid, double blurRadius,
+              zrk::ProgressMonitor* monitor)
 {
     auto raster = std::make_shared<zrk::Raster<1, 3, double>>();
-    zrk::rasterizeField(field, grid.region, *raster);
+    zrk::rasterizeField(field, grid.region, *raster, monitor);
+    stopIfInterrupted(monitor, "RasterFX");
     if (blurRadius > 0.0) {
         zrk::gaussianBlur(*raster, grid, blurRadius);
     }
     return raster;
 }
 
+zrk::Evaluation volumeEvaluator(const Volume& volume, const zrk::GridBox<double>& grid)
+{
+    return zrk::positionEvaluator(
+        VolumeInBox{zrk::RasterLookup<1, 3, zrk::Border::Clamp>(volume), grid.min, grid.size});
+}
+
+/// Reads what any volume's evaluator reads.
+const zrk::Evaluation& standIn()
+{
+    static const zrk::Evaluation evaluation =
+        volumeEvaluator(std::make_shared<zrk::Raster<1, 3, double>>(1, 1, 1), {});
+    return evaluation;
+}
+
 } // namespace
 
-ZRKRasterFX::ZRKRasterFX(const ZRKRasterFX& other)
-    : ZRKComponent(other), _cache(Cache{other._cache.copy().raster})
-{}
+/// What was computed since it was asked for is there from now on.
+void ZRKRasterFX::Cache::takeNext()
+{
+    if (next && next->raster.isDone()) {
+        frozen = std::exchange(next, nullptr);
+        isDirty = false;
+        isUpdateRequested = false;
+    }
+}
+
+ZRKRasterFX::ZRKRasterFX(const ZRKRasterFX& other) : ZRKComponent(other)
+{
+    Cache theirs = other._cache.copy();
+    theirs.takeNext();
+    if (theirs.frozen) {
+        Cache own;
+        own.frozen = std::make_shared<const Frozen>(theirs.frozen->raster.get(), zrk::GridBox<double>{});
+        _cache.set(own);
+    }
+}
 
 ComponentIdentity ZRKRasterFX::identity()
 {
@@ -71,7 +102,11 @@ void ZRKRasterFX::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
 
 void ZRKRasterFX::onUpstreamChange(const ZRKNodeBase<0, ZRKGraphObject>&, const ZRKEvent&)
 {
-    _cache.use([](Cache& cache) { cache.isDirty = true; });
+    _cache.use([](Cache& cache) {
+        cache.takeNext();
+        cache.next.reset(); // it shows what was upstream before
+        cache.isDirty = true;
+    });
 }
 
 void ZRKRasterFX::onSerialize(ZRKSerialization& s) const
@@ -85,8 +120,7 @@ void ZRKRasterFX::onDeserialize(const ZRKDeserialization& d)
     autoUpdate.deserialize(d);
     resolution.deserialize(d);
     _cache.use([](Cache& cache) {
-        cache.raster.reset();
-        cache.isDirty = true;
+        cache = {};
         cache.isUpdateRequested = true;
     });
 }
@@ -97,38 +131,64 @@ void ZRKRasterFX::update()
     emitPropertyChange("update");
 }
 
-void ZRKRasterFX::_ensureRasterCache(const ZRKNodeBase<1, ZRKGraphObject>& node,
-                                     const ZRKContext& context) const
+/// The raster that is to replace a stale one; null where there is nothing to freeze or nothing is stale.
+std::shared_ptr<const ZRKRasterFX::Frozen>
+ZRKRasterFX::next(Cache& cache, const ZRKNodeBase<1, ZRKGraphObject>& node, const ZRKContext& context) const
 {
-    _cache.use([&](Cache& cache) {
-        if (cache.raster && !cache.isDirty) {
-            return;
-        }
-        const zrk::IField field = inputField(node, 0);
-        const auto bounds = context.modelBounds();
-        if (!field || !bounds || !bounds->valid) {
-            cache.raster.reset();
-        } else {
-            const zrk::GridBox<double> grid = zrk::gridOverBox(*bounds, resolution.value());
-            cache.raster = frozen(field, grid, blurRadius.value());
-            cache.gridBox = grid;
-        }
+    cache.takeNext();
+    if (cache.frozen && !cache.isDirty) {
+        return nullptr;
+    }
+    if (cache.next && !ZRKDeferredBuilding::isOn()) {
+        return cache.next; // another thread is at it
+    }
+    zrk::IField field = inputField(node, 0);
+    const auto bounds = context.modelBounds();
+    if (!field || !bounds || !bounds->valid) {
+        cache = {};
         cache.isDirty = false;
-        cache.isUpdateRequested = false;
-    });
+        return nullptr;
+    }
+    if (ZRKDeferredBuilding::isOn()) {
+        field = fixedField(field);
+    }
+    const zrk::GridBox<double> grid = zrk::gridOverBox(*bounds, resolution.value());
+    cache.next = std::make_shared<const Frozen>(
+        [field, grid, radius = blurRadius.value()](zrk::ProgressMonitor* monitor) {
+            return frozen(field, grid, radius, monitor);
+        },
+        grid);
+    return cache.next;
+}
+
+std::shared_ptr<const ZRKRasterFX::Frozen>
+ZRKRasterFX::_ensureRasterCache(const ZRKNodeBase<1, ZRKGraphObject>& node, const ZRKContext& context) const
+{
+    const auto started = _cache.use([&](Cache& cache) { return next(cache, node, context); });
+    if (!started) {
+        return _cache.copy().frozen;
+    }
+    if (!ZRKDeferredBuilding::isOn()) {
+        try {
+            started->raster.get(); // without the lock: nobody's change waits for it
+        } catch (...) {
+            _cache.use([&](Cache& cache) { cache.next = cache.next == started ? nullptr : cache.next; });
+            throw;
+        }
+        _cache.use([](Cache& cache) { cache.takeNext(); });
+    }
+    return started;
 }
 
 zrk::Evaluation ZRKRasterFX::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const
 {
-    if (autoUpdate.value() || _cache.copy().isUpdateRequested) {
-        _ensureRasterCache(pin.node, context);
-    }
-    const Cache cache = _cache.copy();
-    if (!cache.raster || cache.raster->data.empty()) {
+    const bool isAsked = autoUpdate.value() || _cache.copy().isUpdateRequested;
+    const auto read = isAsked ? _ensureRasterCache(pin.node, context) : _cache.copy().frozen;
+    if (!read) {
         return zrk::doNothing();
     }
-    return zrk::positionEvaluator(VolumeInBox{zrk::RasterLookup<1, 3, zrk::Border::Clamp>(cache.raster),
-                                              cache.gridBox.min, cache.gridBox.size});
+    const auto make = [read] { return volumeEvaluator(read->raster.get(), read->gridBox); };
+    return read->raster.isDone() ? make() : pendingEvaluator(make, standIn());
 }
 
 } // namespace zrkmodel

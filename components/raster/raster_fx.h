@@ -1,6 +1,7 @@
 #pragma once
 
 #include "components/guarded.h"
+#include "components/pending.h"
 #include "core/values/bbox.h"
 #include "core/values/raster.h"
 #include "model/component.h"
@@ -36,8 +37,9 @@ namespace zrkmodel {
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
 ///
 /// The thread that asks for an evaluator builds the raster, its nodes on all processors; others that ask
-/// meanwhile wait for it. The field behind it must not announce a change while it is sampled. Evaluators
-/// share the raster and keep it when it is replaced.
+/// meanwhile wait for it, but changes upstream don't. One that is announced meanwhile leaves the new raster
+/// to those who asked for it, and the component stale. Under a ZRKDeferredBuilding the first sample builds
+/// the raster. Evaluators share the raster and keep it when it is replaced.
 class ZRKRasterFX final : public ZRKComponent<ZRKRasterFX> {
 public:
     ZRKProperty<bool> autoUpdate{"auto-update", false, this};
@@ -59,20 +61,37 @@ public:
     void onDeserialize(const ZRKDeserialization& d) override;
     zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
 
-protected:
-    /// Rebuilds the raster if it is stale. What the field throws passes through, and all stays as it was.
-    void _ensureRasterCache(const ZRKNodeBase<1, ZRKGraphObject>& node, const ZRKContext& context) const;
-
 private:
-    using Volume = zrk::Raster<1, 3, double>;
+    using Volume = std::shared_ptr<const zrk::Raster<1, 3, double>>;
 
+    /// A raster, there or still to be computed, and the box that it fills.
+    struct Frozen {
+        template <class ValueOrWork>
+        Frozen(ValueOrWork raster, const zrk::GridBox<double>& gridBox)
+            : raster(std::move(raster)), gridBox(gridBox)
+        {}
+
+        Pending<Volume> raster;
+        zrk::GridBox<double> gridBox;
+    };
     struct Cache {
-        std::shared_ptr<const Volume> raster{};
-        zrk::GridBox<double> gridBox{}; ///< the raster's
+        std::shared_ptr<const Frozen> frozen{};
+        std::shared_ptr<const Frozen> next{}; ///< takes the other's place when it is computed
         bool isDirty = true;
         bool isUpdateRequested = false;
+
+        void takeNext();
     };
     mutable Guarded<Cache> _cache;
+
+    std::shared_ptr<const Frozen> next(Cache& cache, const ZRKNodeBase<1, ZRKGraphObject>& node,
+                                       const ZRKContext& context) const;
+
+protected:
+    /// The raster to read, rebuilt if it was stale; null without a field or bounds. What the field throws
+    /// passes through, and all stays as it was.
+    std::shared_ptr<const Frozen> _ensureRasterCache(const ZRKNodeBase<1, ZRKGraphObject>& node,
+                                                     const ZRKContext& context) const;
 };
 
 } // namespace zrkmodel

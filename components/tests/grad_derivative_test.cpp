@@ -253,13 +253,17 @@ TEST(GradDerivative, GoesOnAfterItsFieldThrew)
     EXPECT_NEAR(sampler.targetNode.sampleBuffer->data[0], 1, kRounding);
 }
 
-TEST(GradDerivative, HasNoBounds)
+TEST(GradDerivative, BoundsFollowFromTheValuesAround)
 {
     Built built;
     const zrk::IField gradient =
         outputField(built.gradientOf(built.linked(std::make_shared<ZRKSphereSDF>())));
-    const zrk::Interval<double> unit{0, 1};
-    EXPECT_TRUE(zrk::FieldBounds(gradient.generator()).over({unit, unit, unit}).components[0].isEntire());
+    const zrk::Interval<double> narrow{0.5, 0.501};
+    const zrk::Interval<double> bounds =
+        zrk::FieldBounds(gradient.generator()).over({narrow, narrow, narrow}).components[0];
+    EXPECT_LE(bounds.lower, 0.577);
+    EXPECT_GE(bounds.upper, 0.578);
+    EXPECT_LT(bounds.upper, 10); // half the difference over the step, and the box is as wide as the step
 }
 
 class GradientOfAMesh : public zrktest::TemporaryFolder {};

@@ -24,9 +24,9 @@ public:
         context.writeOutput(value, record[N]);
     }
     void block(zrk::BlockRun& run) const override { run.forward(run.input(kField)); }
-    bool bounds(const zrk::BoundsRun& run) const override
+    bool bounds(zrk::BoxRun& run) const override
     {
-        run.output() = run.input(kField);
+        run.forward(run.input(kField));
         return true;
     }
 };

@@ -51,15 +51,24 @@ public:
         }
     }
 
-    bool bounds(const zrk::BoundsRun& run) const override
+    bool bounds(zrk::BoxRun& run) const override
     {
-        zrk::IntervalRecord& out = run.output();
-        zrk::Interval<double> weight = 0.0;
+        bool allOne = true;
         for (std::size_t k = 0; k < N; ++k) {
-            out.components[k] = run.input(k).components[0];
-            weight = larger(run.input(k).weight, weight);
+            run.forwardRow(k, run.input(k), 0);
+            allOne = allOne && run.input(k).hasUnitWeight();
         }
-        out.weight = weight;
+        if (allOne) {
+            return true;
+        }
+        zrk::IntervalRow& out = run.outputWeights();
+        for (std::size_t i = 0; i < run.boxCount(); i += Batch::size) {
+            zrk::IntervalBatch weight = 0.0;
+            for (std::size_t k = 0; k < N; ++k) {
+                weight = larger(run.input(k).weights().load(i), weight);
+            }
+            out.store(i, weight);
+        }
         return true;
     }
 

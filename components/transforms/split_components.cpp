@@ -25,10 +25,10 @@ public:
         run.forwardRow(0, run.input(0), _index);
         run.forwardWeights(run.input(0));
     }
-    bool bounds(const zrk::BoundsRun& run) const override
+    bool bounds(zrk::BoxRun& run) const override
     {
-        const zrk::IntervalRecord& input = run.input(0);
-        run.output() = {{input.components[_index]}, input.weight};
+        run.forwardRow(0, run.input(0), _index);
+        run.forwardWeights(run.input(0));
         return true;
     }
 

@@ -62,6 +62,48 @@ void normalize(Volume& stack)
     }
 }
 
+/// Mixes a crossfade of the images into the stack, with a weight of 1 - t. They are used as they are, not
+/// scaled as the stack is.
+void mixInCrossfade(const Pixels& from, const Pixels& to, double t, Volume& volume)
+{
+    const double lastSlice = volume.dims[2] - 1;
+    const std::vector<double>& a = from.data;
+    const std::vector<double>& b = to.data;
+    double* out = volume.data.data();
+    for (std::int32_t k = 0; k < volume.dims[2]; ++k) {
+        const double s = k / lastSlice;
+        for (std::size_t p = 0; p < a.size(); ++p, ++out) {
+            const double crossfade = s * b[p] + (1 - s) * a[p];
+            *out = crossfade * (1 - t) + t * *out;
+        }
+    }
+}
+
+/// What an evaluator has besides the volume.
+struct SweptBox {
+    zrk::Tensor<3, double> inverseSize;
+    zrk::KeyPointCurve scaling;
+    zrk::KeyPointCurve interpolation;
+    bool wraps;
+
+    zrk::Evaluation evaluator(const std::shared_ptr<const Volume>& volume) const
+    {
+        if (volume->data.empty()) {
+            return zrk::doNothing();
+        }
+        return wraps ? over(zrk::RasterLookup<1, 3, zrk::Border::Wrap>(volume))
+                     : over(zrk::RasterLookup<1, 3, zrk::Border::Clamp>(volume));
+    }
+
+private:
+    template <class Lookup>
+    zrk::Evaluation over(Lookup lookup) const
+    {
+        return zrk::evaluator(
+            zrk::SweptStack<Lookup>{std::move(lookup), inverseSize, scaling, interpolation});
+    }
+};
+
 } // namespace
 
 ZRKImageSweep::ZRKImageSweep(const ZRKImageSweep& other)
@@ -210,28 +252,12 @@ bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
     normalize(*stack);
     _sweep.use([&](Sweep& sweep) {
         sweep.stack = std::move(stack);
-        sweep.resampledA = std::move(a);
-        sweep.resampledB = std::move(b);
+        sweep.resampledA = std::make_shared<const Pixels>(std::move(a));
+        sweep.resampledB = std::make_shared<const Pixels>(std::move(b));
         updateOutputRaster(sweep);
     });
+    _ensureOutputRaster();
     return true;
-}
-
-/// The crossfade is one of the images as they are, not scaled as the stack is.
-void ZRKImageSweep::mixInCrossfade(const Sweep& sweep, Volume& volume) const
-{
-    const double t = transport.value();
-    const double lastSlice = volume.dims[2] - 1;
-    const std::vector<double>& a = sweep.resampledA.data;
-    const std::vector<double>& b = sweep.resampledB.data;
-    double* out = volume.data.data();
-    for (std::int32_t k = 0; k < volume.dims[2]; ++k) {
-        const double s = k / lastSlice;
-        for (std::size_t p = 0; p < a.size(); ++p, ++out) {
-            const double crossfade = s * b[p] + (1 - s) * a[p];
-            *out = crossfade * (1 - t) + t * *out;
-        }
-    }
 }
 
 void ZRKImageSweep::updateOutputRaster(Sweep& sweep) const
@@ -239,47 +265,52 @@ void ZRKImageSweep::updateOutputRaster(Sweep& sweep) const
     if (!sweep.stack) {
         return;
     }
-    auto output = std::make_shared<Volume>(*sweep.stack);
-    if (transport.value() < 1.0) {
-        mixInCrossfade(sweep, *output);
-    }
-    if (smoothing.value() > 0.0) {
-        // The grid of the weights is fixed: the blur is measured in nodes of the stack, not in model units.
-        const zrk::BBox<double> cube({-1, -1, -1}, {1, 1, 1});
-        zrk::gaussianBlur(*output, zrk::gridOverBox(cube, 32), smoothing.value());
-    }
-    sweep.output = std::move(output);
+    sweep.output = std::make_shared<const Output>(
+        [stack = sweep.stack, a = sweep.resampledA, b = sweep.resampledB, share = transport.value(),
+         radius = smoothing.value()](zrk::ProgressMonitor* monitor) -> std::shared_ptr<const Volume> {
+            auto output = std::make_shared<Volume>(*stack);
+            if (share < 1.0 && a && b) {
+                mixInCrossfade(*a, *b, share, *output);
+            }
+            stopIfInterrupted(monitor, "ImageSweep");
+            if (radius > 0.0) {
+                // The grid of the weights is fixed: the blur is measured in nodes of the stack, not in model
+                // units.
+                const zrk::BBox<double> cube({-1, -1, -1}, {1, 1, 1});
+                zrk::gaussianBlur(*output, zrk::gridOverBox(cube, 32), radius);
+            }
+            return output;
+        });
     sweep.isOutputDirty = false;
 }
 
-std::shared_ptr<const Volume> ZRKImageSweep::_ensureOutputRaster() const
+std::shared_ptr<const ZRKImageSweep::Output> ZRKImageSweep::_ensureOutputRaster() const
 {
-    return _sweep.use([this](Sweep& sweep) {
+    const auto output = _sweep.use([this](Sweep& sweep) {
         if (sweep.isOutputDirty) {
             updateOutputRaster(sweep);
         }
         return sweep.output;
     });
-}
-
-template <class Lookup>
-zrk::Evaluation ZRKImageSweep::sweptEvaluator(const std::shared_ptr<const Volume>& volume) const
-{
-    return zrk::evaluator(
-        zrk::SweptStack<Lookup>{Lookup(volume),
-                                {1.0 / sizeX.value(), 1.0 / sizeY.value(), 1.0 / sizeZ.value()},
-                                zrk::KeyPointCurve(scaling.value()),
-                                zrk::KeyPointCurve(interpolation.value())});
+    if (output && !ZRKDeferredBuilding::isOn()) {
+        output->get();
+    }
+    return output;
 }
 
 zrk::Evaluation ZRKImageSweep::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
-    const std::shared_ptr<const Volume> volume = _ensureOutputRaster();
-    if (!volume || volume->data.empty()) {
+    const std::shared_ptr<const Output> output = _ensureOutputRaster();
+    if (!output) {
         return zrk::doNothing();
     }
-    return wrap.value() ? sweptEvaluator<zrk::RasterLookup<1, 3, zrk::Border::Wrap>>(volume)
-                        : sweptEvaluator<zrk::RasterLookup<1, 3, zrk::Border::Clamp>>(volume);
+    const SweptBox box{{1.0 / sizeX.value(), 1.0 / sizeY.value(), 1.0 / sizeZ.value()},
+                       zrk::KeyPointCurve(scaling.value()),
+                       zrk::KeyPointCurve(interpolation.value()),
+                       wrap.value()};
+    const auto make = [output, box] { return box.evaluator(output->get()); };
+    static const auto one = std::make_shared<const Volume>(1, 1, 1);
+    return output->isDone() ? make() : pendingEvaluator(make, box.evaluator(one));
 }
 
 } // namespace zrkmodel

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "components/guarded.h"
+#include "components/pending.h"
 #include "components/point_interpolator_serializer.h"
 #include "core/values/raster.h"
 #include "model/component.h"
@@ -55,7 +56,8 @@ namespace zrkmodel {
 /// A document must hold both curves: reading one that is missing leaves it without points, and all is NaN.
 ///
 /// Edits and `compute` belong to the interface thread. Any number of threads may build evaluators at once,
-/// but none while a property is edited. Evaluators share the volume and keep it when it is replaced.
+/// but none while a property is edited. Evaluators share the volume and keep it when it is replaced. Under a
+/// ZRKDeferredBuilding their first sample makes it.
 class ZRKImageSweep final : public ZRKComponent<ZRKImageSweep> {
 public:
     using Image = std::shared_ptr<ZRKImage2d>;
@@ -107,13 +109,14 @@ public:
 private:
     using Pixels = zrk::Raster<1, 2, double>;
     using Volume = zrk::Raster<1, 3, double>;
+    using Output = Pending<std::shared_ptr<const Volume>>;
 
     /// What was computed, and the volume that is made of it for evaluators.
     struct Sweep {
-        std::shared_ptr<const Volume> stack{}; ///< the solver's result, its greatest value 1
-        Pixels resampledA{};                   ///< square, as the solver had them
-        Pixels resampledB{};
-        std::shared_ptr<const Volume> output{};
+        std::shared_ptr<const Volume> stack{};      ///< the solver's result, its greatest value 1
+        std::shared_ptr<const Pixels> resampledA{}; ///< square, as the solver had them; null in a copy
+        std::shared_ptr<const Pixels> resampledB{};
+        std::shared_ptr<const Output> output{};
         bool isOutputDirty = true;
     };
 
@@ -123,13 +126,10 @@ private:
     mutable Guarded<Sweep> _sweep;
 
     void _ensureRasterCache() const;
-    std::shared_ptr<const Volume> _ensureOutputRaster() const;
+    std::shared_ptr<const Output> _ensureOutputRaster() const;
     bool rebuildSweep(zrk::ProgressMonitor* monitor);
     void refuseLargeStack() const;
     void updateOutputRaster(Sweep& sweep) const;
-    void mixInCrossfade(const Sweep& sweep, Volume& volume) const;
-    template <class Lookup>
-    zrk::Evaluation sweptEvaluator(const std::shared_ptr<const Volume>& volume) const;
 };
 
 } // namespace zrkmodel

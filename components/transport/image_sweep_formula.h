@@ -1,10 +1,8 @@
 #pragma once
 
 #include "core/curves/point_interpolator.h"
-#include "core/values/interval.h"
+#include "core/raster/raster_lookup.h"
 #include "core/values/tensor.h"
-
-#include <concepts>
 
 namespace zrk {
 
@@ -18,10 +16,8 @@ struct SweptStack {
     KeyPointCurve scaling;       ///< size of the slice over the height
     KeyPointCurve interpolation; ///< place in the stack, 0 to 1, over the height
 
-    template <class V>
-    requires(!std::same_as<V, Interval<double>>) // the lookup has no bounds
-        V
-        operator()(const Tensor<3, V>& p) const
+    template <LooksUp V>
+    V operator()(const Tensor<3, V>& p) const
     {
         const V x = p[0] * inverseSize[0];
         const V y = p[1] * inverseSize[1];

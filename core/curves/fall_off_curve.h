@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/values/interval.h"
+#include "core/values/interval_batch.h"
 #include "core/values/scalar_math.h"
 
 #include <cmath>
@@ -29,6 +29,7 @@ struct FallOff {
     }
 
     Interval<double> operator()(const Interval<double>& d) const;
+    IntervalBatch operator()(const IntervalBatch& d) const;
 
 private:
     template <class V>

@@ -85,7 +85,7 @@ Interval<double> KeyPointCurve::operator()(const Interval<double>& x) const
     if (x.isEntire()) {
         return x;
     }
-    Interval<double> y = hull((*this)(x.lower), (*this)(x.upper));
+    Interval<double> y = hull(Interval<double>((*this)(x.lower)), Interval<double>((*this)(x.upper)));
     for (const CurveSegment& segment : *_segments) {
         const Interval<double> shared{std::max(x.lower, segment.fromKey), std::min(x.upper, segment.toKey)};
         if (shared.lower <= shared.upper) {

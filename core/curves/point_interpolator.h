@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/curves/curve_segment.h"
+#include "core/values/interval_batch.h"
 
 #include <algorithm>
 #include <array>
@@ -231,6 +232,10 @@ public:
 
     /// Each segment that the interval touches, over the keys they share.
     Interval<double> operator()(const Interval<double>& x) const;
+    IntervalBatch operator()(const IntervalBatch& x) const
+    {
+        return eachLane(x, [this](const Interval<double>& lane) { return (*this)(lane); });
+    }
 
 private:
     std::shared_ptr<const std::vector<CurveSegment>> _segments; // none for a constant curve

@@ -12,10 +12,11 @@ std::size_t indexOf(const EvaluationNode& node) { return static_cast<std::size_t
 } // namespace
 
 BlockPlan::BlockPlan(std::span<const EvaluationSlot> slots, std::size_t target)
-    : _target(target), _steps(slots.size())
+    : _target(target), _slotCount(slots.size()), _steps(slots.size())
 {
     for (std::size_t slot = 0; slot < slots.size(); ++slot) {
         classify(slots[slot], _steps[slot]);
+        _slots.push_back(slot);
         if (slot == target) {
             _steps[slot].isHeld = true;
         }
@@ -23,9 +24,43 @@ BlockPlan::BlockPlan(std::span<const EvaluationSlot> slots, std::size_t target)
     runBetweenClosures(holdWhatClosuresRead(slots));
     makeOrder();
     planReleases();
-    _canRepeatLoops = _lanes.empty() && std::all_of(_order.begin(), _order.end(), [this](std::size_t slot) {
-                          return _steps[slot].source != Source::Kernel || _steps[slot].runsAsLoops();
-                      });
+}
+
+BlockPlan::BlockPlan(const BlockPlan& whole, const SlotDecisions& decisions)
+    : _target(decisions.resolved(whole._target)), _slotCount(whole._slotCount)
+{
+    constexpr std::uint32_t kAbsent = static_cast<std::uint32_t>(-1);
+    _places.assign(_slotCount, kAbsent);
+    std::vector<std::size_t> open{_target};
+    while (!open.empty()) {
+        const std::size_t slot = open.back();
+        open.pop_back();
+        if (_places[slot] != kAbsent) {
+            continue;
+        }
+        _places[slot] = static_cast<std::uint32_t>(_steps.size());
+        _slots.push_back(slot);
+        Step& step = _steps.emplace_back(whole.step(slot));
+        step.isPlanned = false;
+        step.isHeld = slot == _target;
+        step.lastReads.clear();
+        if (decisions.isConstant(slot, step.record)) {
+            step.source = Source::Constant;
+            step.kernel = nullptr;
+            step.inputs.clear();
+            step.reads.clear();
+            step.positions.reset();
+        }
+        for (std::size_t& input : step.inputs) {
+            input = decisions.resolved(input);
+        }
+        for (std::size_t& read : step.reads) {
+            read = decisions.resolved(read);
+            open.push_back(read);
+        }
+    }
+    makeOrder();
+    planReleases();
 }
 
 void BlockPlan::classify(const EvaluationSlot& slot, Step& step) const
@@ -115,20 +150,20 @@ std::vector<std::size_t> BlockPlan::upstreamFirst(Expands expands) const
         bool isExpanded;
     };
     std::vector<std::size_t> order;
-    std::vector<bool> isListed(_steps.size(), false);
+    std::vector<bool> isListed(_slotCount, false);
     std::vector<Visit> stack{{_target, false}};
     while (!stack.empty()) {
         Visit& top = stack.back();
         const std::size_t slot = top.slot;
         if (isListed[slot]) {
             stack.pop_back();
-        } else if (top.isExpanded || !expands(_steps[slot])) {
+        } else if (top.isExpanded || !expands(step(slot))) {
             stack.pop_back();
             isListed[slot] = true;
             order.push_back(slot);
         } else {
             top.isExpanded = true;
-            const auto& reads = _steps[slot].reads;
+            const auto& reads = step(slot).reads;
             for (auto read = reads.rbegin(); read != reads.rend(); ++read) {
                 stack.push_back({*read, false});
             }
@@ -141,24 +176,26 @@ void BlockPlan::makeOrder()
 {
     _boundsOrder = upstreamFirst([](const Step& step) { return step.kernel != nullptr; });
     for (const std::size_t slot : upstreamFirst([](const Step& s) { return s.source == Source::Kernel; })) {
-        _steps[slot].isPlanned = true;
-        (_steps[slot].source == Source::Lanes ? _lanes : _order).push_back(slot);
+        step(slot).isPlanned = true;
+        (step(slot).source == Source::Lanes ? _lanes : _order).push_back(slot);
     }
     // What reads nothing first, so that nothing comes between the loops of kernels.
     const auto firstKernel = std::stable_partition(
-        _order.begin(), _order.end(), [this](std::size_t s) { return _steps[s].source != Source::Kernel; });
+        _order.begin(), _order.end(), [this](std::size_t s) { return step(s).source != Source::Kernel; });
     _sourceCount = static_cast<std::size_t>(firstKernel - _order.begin());
+    _canRepeatLoops = _lanes.empty() && std::all_of(firstKernel, _order.end(),
+                                                    [this](std::size_t s) { return step(s).runsAsLoops(); });
 }
 
 /// Finds for each kernel the slots whose rows it is the last to read.
 void BlockPlan::planReleases()
 {
-    std::vector<bool> isReadLater(_steps.size(), false);
+    std::vector<bool> isReadLater(_slotCount, false);
     for (auto slot = _order.rbegin(); slot != _order.rend(); ++slot) {
-        Step& step = _steps[*slot];
-        for (const std::size_t read : step.reads) {
-            if (!isReadLater[read] && !_steps[read].isHeld) {
-                step.lastReads.push_back(read);
+        Step& reader = step(*slot);
+        for (const std::size_t read : reader.reads) {
+            if (!isReadLater[read] && !step(read).isHeld) {
+                reader.lastReads.push_back(read);
             }
             isReadLater[read] = true;
         }

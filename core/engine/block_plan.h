@@ -12,6 +12,19 @@
 
 namespace zrk {
 
+/// What is known of the slots of a plan at the positions of a part of space.
+class SlotDecisions {
+public:
+    /// The slot that has the same record as this one, to the bit: one upstream of it, or itself.
+    virtual std::size_t resolved(std::size_t slot) const = 0;
+    /// Whether the slot has the same record at all positions. If so, `record` is that: the components and
+    /// the weight.
+    virtual bool isConstant(std::size_t slot, std::vector<double>& record) const = 0;
+
+protected:
+    ~SlotDecisions() = default;
+};
+
 /// How one slot of a chain, the target, is computed: which slots it needs, in which order, and when their
 /// rows can be given back. Slots that nobody reads aren't part of it.
 ///
@@ -38,17 +51,26 @@ public:
         std::vector<std::size_t> inputs;        ///< those of the input pins, by pin
         std::optional<std::size_t> positions{}; ///< the slot of the positions, if the kernel reads them
         std::vector<std::size_t> lastReads;     ///< slots that no later kernel reads, so their rows can go
-        bool isPlanned = false;                 ///< needed at every sample of a block
-        bool isHeld = false; ///< keeps its rows until the block ends, since a closure may ask for them
+        std::vector<double> record; ///< of a constant, where it isn't the record that the slot holds
+        bool isPlanned = false;     ///< needed at every sample of a block
+        bool isHeld = false;        ///< keeps its rows until the block ends, since a closure may ask for them
 
         bool runsAsLoops() const { return source == Source::Kernel && kernel->runsAsLoops(); }
     };
 
     BlockPlan(std::span<const EvaluationSlot> slots, std::size_t target);
+    /// The part of a plan that remains where some slots are decided: it gives the same bits there. Its target
+    /// may be another slot.
+    /// Precondition: the plan has no lanes.
+    BlockPlan(const BlockPlan& whole, const SlotDecisions& decisions);
 
     std::size_t target() const { return _target; }
-    std::size_t slotCount() const { return _steps.size(); }
-    const Step& step(std::size_t slot) const { return _steps[slot]; }
+    /// Number of slots of the chain, those included that aren't part of the plan.
+    std::size_t slotCount() const { return _slotCount; }
+    /// The slots that are part of the plan.
+    std::span<const std::size_t> slots() const { return _slots; }
+    /// Precondition: the slot is part of the plan.
+    const Step& step(std::size_t slot) const { return _steps[_places.empty() ? slot : _places[slot]]; }
 
     /// Slots to compute as blocks: first those that read nothing, then kernels, upstream first.
     std::span<const std::size_t> order() const { return _order; }
@@ -63,13 +85,17 @@ public:
 
 private:
     std::size_t _target;
+    std::size_t _slotCount;
     std::vector<Step> _steps;
+    std::vector<std::size_t> _slots;    ///< by step
+    std::vector<std::uint32_t> _places; ///< of the slots in `_steps`; empty where each has its own number
     std::vector<std::size_t> _order;
     std::size_t _sourceCount = 0;
     std::vector<std::size_t> _lanes;
     std::vector<std::size_t> _boundsOrder;
     bool _canRepeatLoops = false;
 
+    Step& step(std::size_t slot) { return _steps[_places.empty() ? slot : _places[slot]]; }
     void classify(const EvaluationSlot& slot, Step& step) const;
     std::vector<bool> holdWhatClosuresRead(std::span<const EvaluationSlot> slots);
     void runBetweenClosures(const std::vector<bool>& upstreamOfClosure);

@@ -19,6 +19,12 @@ BlockRunner::BlockRunner(std::shared_ptr<const BlockPlan> plan, EvaluationContex
 
 BlockRunner::~BlockRunner() = default;
 
+void BlockRunner::use(std::shared_ptr<const BlockPlan> plan)
+{
+    _blocks.use(*plan);
+    _plan = std::move(plan);
+}
+
 /// False if the target's kernel wrote nothing, and so leaves a buffer as it was.
 bool BlockRunner::hasResult() const
 {

@@ -33,6 +33,10 @@ public:
     BlockRunner(const BlockRunner&) = delete;
     BlockRunner& operator=(const BlockRunner&) = delete;
 
+    /// Between sweeps: another plan of the same chain.
+    /// Precondition: neither plan has lanes.
+    void use(std::shared_ptr<const BlockPlan> plan);
+
     /// Hands the target's blocks for the samples first to last, both included, to the sink. Without memory
     /// of its own once it has run before. With a manager it asks before every block, and after every sample
     /// of a closure, whether to stop, and returns false when it was. Whatever a closure, a domain or the sink

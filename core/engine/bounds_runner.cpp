@@ -1,74 +1,114 @@
 #include "core/engine/bounds_runner.h"
 
-#include <utility>
+#include <algorithm>
+#include <cassert>
 
 namespace zrk {
 
-namespace {
+using Source = BlockPlan::Source;
 
-/// The record that a slot holds, for a kernel that writes nothing.
-void setToHeldRecord(IntervalRecord& record, const EvaluationSlot& slot, std::size_t componentCount)
+const BoxBounds& BoundsRunner::over(const BlockPlan& plan, std::span<const EvaluationSlot> slots,
+                                    std::span<const PositionBox> boxes, std::vector<BoxChoices>* choices)
 {
-    record.components = {};
-    for (std::size_t c = 0; c < componentCount; ++c) {
-        record.components.push_back(Interval<double>(slot.value[c]));
+    assert(!boxes.empty() && boxes.size() <= kMaxBoxes);
+    _rows.reset();
+    if (_bounds.size() < plan.slotCount()) {
+        _bounds.resize(plan.slotCount());
     }
-    record.weight = Interval<double>(slot.value[componentCount]);
-}
-
-void setUnbounded(IntervalRecord& record)
-{
-    for (Interval<double>& component : record.components) {
-        component = Interval<double>::entire();
+    if (choices && choices->size() < plan.slotCount()) {
+        choices->resize(plan.slotCount());
     }
-    record.weight = Interval<double>::entire();
-}
-
-} // namespace
-
-const IntervalRecord& BoundsRun::input(std::size_t k) const
-{
-    return (*_records)[static_cast<std::size_t>(_node->inputs[k]->slotIndex)];
-}
-
-const IntervalRecord& BoundsRun::coordinates() const
-{
-    return (*_records)[static_cast<std::size_t>(_node->coordinates->slotIndex)];
-}
-
-BoundsRunner::BoundsRunner(std::shared_ptr<const BlockPlan> plan, std::span<const EvaluationSlot> slots)
-    : _plan(std::move(plan)), _slots(slots), _records(slots.size())
-{}
-
-const IntervalRecord& BoundsRunner::over(const PositionBox& box)
-{
-    for (const std::size_t slot : _plan->boundsOrder()) {
-        compute(slot, box);
+    for (const std::size_t slot : plan.boundsOrder()) {
+        compute(plan, slot, slots, boxes, choices ? &(*choices)[slot] : nullptr);
     }
-    return _records[_plan->target()];
+    return _bounds[plan.target()];
 }
 
-void BoundsRunner::compute(std::size_t slot, const PositionBox& box)
+void BoundsRunner::compute(const BlockPlan& plan, std::size_t slot, std::span<const EvaluationSlot> slots,
+                           std::span<const PositionBox> boxes, BoxChoices* choices)
 {
-    IntervalRecord& record = _records[slot];
-    const BlockPlan::Step& step = _plan->step(slot);
-    setToHeldRecord(record, _slots[slot], step.componentCount);
+    const BlockPlan::Step& step = plan.step(slot);
+    BoxBounds& out = _bounds[slot];
+    out._componentCount = 0;
+    out._weight = nullptr;
+    if (choices) {
+        choices->input.fill(BoxChoices::kNone);
+    }
     switch (step.source) {
-    case BlockPlan::Source::Positions:
-        record = {{box[0], box[1], box[2]}, Interval<double>(1.0)};
+    case Source::Positions:
+        setPositions(boxes, out);
         return;
-    case BlockPlan::Source::Constant:
+    case Source::Constant:
+        setRecord(step.record.empty() ? slots[slot].value : step.record.data(), step.componentCount, out);
         return;
-    case BlockPlan::Source::Kernel:
-    case BlockPlan::Source::Lanes:
-        if (step.kernel && step.kernel->bounds(BoundsRun(_slots[slot].node, &_records, &record))) {
-            return;
+    case Source::Kernel:
+    case Source::Lanes:
+        if (step.kernel) {
+            _inputs.clear();
+            for (const std::size_t input : step.inputs) {
+                _inputs.push_back(&_bounds[input]);
+            }
+            BoxRun run(_rows, out, _inputs, step.positions ? &_bounds[*step.positions] : nullptr,
+                       boxes.size(), choices);
+            if (step.kernel->bounds(run)) {
+                if (out._componentCount == 0) {
+                    setRecord(slots[slot].value, step.componentCount, out);
+                }
+                return;
+            }
         }
         break;
-    case BlockPlan::Source::Buffer:
+    case Source::Buffer:
         break;
     }
-    setUnbounded(record);
+    setUnbounded(step.componentCount, out);
+}
+
+void BoundsRunner::setPositions(std::span<const PositionBox> boxes, BoxBounds& out)
+{
+    out._componentCount = 3;
+    const std::size_t whole = wholeBatches(boxes.size());
+    for (std::size_t c = 0; c < 3; ++c) {
+        IntervalRow& row = _rows.take();
+        for (std::size_t i = 0; i < whole; ++i) {
+            row.set(i, boxes[std::min(i, boxes.size() - 1)][c]);
+        }
+        out._rows[c] = &row;
+    }
+}
+
+void BoundsRunner::setRecord(const double* record, std::size_t componentCount, BoxBounds& out)
+{
+    out._componentCount = componentCount;
+    for (std::size_t c = 0; c < componentCount; ++c) {
+        IntervalRow& row = _rows.take();
+        row.fill(record[c]);
+        out._rows[c] = &row;
+    }
+    if (record[componentCount] != 1.0) {
+        IntervalRow& weights = _rows.take();
+        weights.fill(record[componentCount]);
+        out._weight = &weights;
+    }
+}
+
+void BoundsRunner::setUnbounded(std::size_t componentCount, BoxBounds& out)
+{
+    IntervalRow& entire = _rows.take();
+    entire.fill(Interval<double>::entire());
+    out._componentCount = componentCount;
+    std::fill_n(out._rows.begin(), componentCount, &entire);
+    out._weight = &entire;
+}
+
+IntervalRecord recordOf(const BoxBounds& bounds, std::size_t box)
+{
+    IntervalRecord record;
+    for (std::size_t c = 0; c < bounds.componentCount(); ++c) {
+        record.components.push_back(bounds.row(c).at(box));
+    }
+    record.weight = bounds.weights().at(box);
+    return record;
 }
 
 } // namespace zrk

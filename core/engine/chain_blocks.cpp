@@ -3,6 +3,7 @@
 #include "core/values/batch.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zrk {
 
@@ -18,24 +19,46 @@ static_assert(kLoopSamples % (kStepVectors * Batch::size) == 0 && kBlockSamples 
 } // namespace
 
 ChainBlocks::ChainBlocks(const BlockPlan& plan, std::vector<EvaluationSlot>& slots)
-    : _plan(plan), _slots(slots), _states(plan.slotCount())
+    : _plan(&plan), _slots(slots), _states(plan.slotCount())
 {
-    for (std::size_t slot = 0; slot < _states.size(); ++slot) {
-        const BlockPlan::Step& step = plan.step(slot);
-        for (const std::size_t input : step.inputs) {
-            _states[slot].inputs.push_back(&_states[input].block);
-        }
-        if (step.positions) {
-            _states[slot].positions = &_states[*step.positions].block;
-        }
+    for (const std::size_t slot : plan.slots()) {
+        bind(slot);
+    }
+}
+
+/// Notes where a slot's inputs will be.
+void ChainBlocks::bind(std::size_t slot)
+{
+    SlotState& state = _states[slot];
+    const BlockPlan::Step& step = _plan->step(slot);
+    state.inputs.clear();
+    for (const std::size_t input : step.inputs) {
+        state.inputs.push_back(&_states[input].block);
+    }
+    state.positions = step.positions ? &_states[*step.positions].block : nullptr;
+}
+
+void ChainBlocks::use(const BlockPlan& plan)
+{
+    _repeatsLoops = false;
+    _held.clear();
+    _loops.clear();
+    for (const std::size_t slot : _plan->order()) {
+        _states[slot].isSteady = false;
+        _states[slot].computed = 0;
+        releaseRows(slot);
+    }
+    _plan = &plan;
+    for (const std::size_t slot : plan.slots()) {
+        bind(slot);
     }
 }
 
 void ChainBlocks::beginSweep()
 {
-    for (const std::size_t slot : _plan.sources()) {
+    for (const std::size_t slot : _plan->sources()) {
         _states[slot].source.forget();
-        if (_plan.step(slot).source == Source::Positions &&
+        if (_plan->step(slot).source == Source::Positions &&
             !_states[slot].source.fitPositions(_slots[slot])) {
             _repeatsLoops = false;
         }
@@ -62,14 +85,14 @@ void ChainBlocks::beginBlock(std::int32_t first, std::size_t count, RowUse use)
 void ChainBlocks::computePlanned()
 {
     if (_repeatsLoops) {
-        for (const std::size_t slot : _plan.sources()) {
+        for (const std::size_t slot : _plan->sources()) {
             renew(slot);
         }
         runLoops();
         return;
     }
     _loops.clear();
-    for (const std::size_t slot : _plan.order()) {
+    for (const std::size_t slot : _plan->order()) {
         if (!isCurrent(slot)) {
             compute(slot);
         }
@@ -93,10 +116,10 @@ void ChainBlocks::endSweep()
 bool ChainBlocks::canRepeatLoops() const
 {
     const auto isWritten = [this](std::size_t slot) {
-        return _plan.step(slot).source != Source::Kernel || !_states[slot].isLeft;
+        return _plan->step(slot).source != Source::Kernel || !_states[slot].isLeft;
     };
-    return _use == RowUse::GiveBack && _plan.canRepeatLoops() &&
-           std::all_of(_plan.order().begin(), _plan.order().end(), isWritten);
+    return _use == RowUse::GiveBack && _plan->canRepeatLoops() &&
+           std::all_of(_plan->order().begin(), _plan->order().end(), isWritten);
 }
 
 /// Upstream first, as far as it isn't there yet; without recursion, as a chain may be long.
@@ -108,7 +131,7 @@ void ChainBlocks::require(std::size_t slot)
     _visits.assign(1, {slot, false});
     while (!_visits.empty()) {
         Visit& top = _visits.back();
-        const BlockPlan::Step& step = _plan.step(top.slot);
+        const BlockPlan::Step& step = _plan->step(top.slot);
         if (isCurrent(top.slot)) {
             _visits.pop_back();
         } else if (top.isExpanded || step.source != Source::Kernel) {
@@ -127,7 +150,7 @@ void ChainBlocks::require(std::size_t slot)
 void ChainBlocks::compute(std::size_t slot)
 {
     SlotState& state = _states[slot];
-    const BlockPlan::Step& step = _plan.step(slot);
+    const BlockPlan::Step& step = _plan->step(slot);
     if (!step.runsAsLoops()) {
         runLoops();
     }
@@ -159,7 +182,7 @@ void ChainBlocks::compute(std::size_t slot)
 void ChainBlocks::computeKernel(std::size_t slot)
 {
     SlotState& state = _states[slot];
-    const BlockPlan::Step& step = _plan.step(slot);
+    const BlockPlan::Step& step = _plan->step(slot);
     BlockRun run(_pool, _loops, state.block, state.inputs, state.positions, _first, _count);
     step.kernel->block(run);
     if (state.block._componentCount == 0) {
@@ -175,7 +198,7 @@ void ChainBlocks::computeKernel(std::size_t slot)
     }
 }
 
-/// Gives every sample the record that the slot holds.
+/// Gives every sample the record that the slot holds, or that the plan knows.
 void ChainBlocks::leave(std::size_t slot)
 {
     SlotState& state = _states[slot];
@@ -183,12 +206,17 @@ void ChainBlocks::leave(std::size_t slot)
     releaseRows(slot);
     takeRows(slot);
     state.isLeft = true;
-    const double* value = _slots[slot].value;
+    const std::vector<double>& known = _plan->step(slot).record;
+    const double* value = known.empty() ? _slots[slot].value : known.data();
     const std::size_t n = state.block._componentCount;
     for (std::size_t c = 0; c < n; ++c) {
         std::fill_n(state.block._rows[c]->samples, kRowLength, value[c]);
     }
-    std::fill_n(state.block._weight->samples, kRowLength, value[n]);
+    if (value[n] == 1.0) {
+        _pool.release(std::exchange(state.block._weight, nullptr));
+    } else {
+        std::fill_n(state.block._weight->samples, kRowLength, value[n]);
+    }
 }
 
 /// Joins the last two loops if nothing but the second one ever reads the row between them, that of `slot`.
@@ -224,7 +252,7 @@ void ChainBlocks::runLoops()
 /// Other samples in the rows that the repeated loops read.
 void ChainBlocks::renew(std::size_t slot)
 {
-    switch (_plan.step(slot).source) {
+    switch (_plan->step(slot).source) {
     case Source::Positions:
         _states[slot].source.renewPositions(_slots[slot], _first, _count);
         break;
@@ -239,7 +267,7 @@ void ChainBlocks::renew(std::size_t slot)
 void ChainBlocks::takeRows(std::size_t slot)
 {
     Block& block = _states[slot].block;
-    block._componentCount = _plan.step(slot).componentCount;
+    block._componentCount = _plan->step(slot).componentCount;
     for (std::size_t c = 0; c < block._componentCount; ++c) {
         block._rows[c] = _pool.take();
     }
@@ -282,7 +310,7 @@ void ChainBlocks::setRecord(std::size_t slot, std::size_t lane, const double* re
 void ChainBlocks::getRecord(std::size_t slot, std::size_t lane, double* record) const
 {
     const Block& block = _states[slot].block;
-    const std::size_t n = _plan.step(slot).componentCount;
+    const std::size_t n = _plan->step(slot).componentCount;
     for (std::size_t c = 0; c < n; ++c) {
         record[c] = block.row(c)[lane];
     }
@@ -294,7 +322,7 @@ void ChainBlocks::settle()
     const std::int32_t last = _first + static_cast<std::int32_t>(_count) - 1;
     for (std::size_t slot = _states.size(); slot-- > 0;) {
         const SlotState& state = _states[slot];
-        const BlockPlan::Step& step = _plan.step(slot);
+        const BlockPlan::Step& step = _plan->step(slot);
         if (step.source != Source::Kernel || !isCurrent(slot)) {
             continue;
         }

@@ -27,10 +27,13 @@ enum class RowUse {
 /// Belongs to one runner, and so to one thread.
 class ChainBlocks {
 public:
-    /// Both must outlive the blocks. The records that slots hold are read, and written by `settle`.
+    /// Both must outlive the blocks, or the plan their use of it. The records that slots hold are read, and
+    /// written by `settle`.
     ChainBlocks(const BlockPlan& plan, std::vector<EvaluationSlot>& slots);
 
-    const BlockPlan& plan() const { return _plan; }
+    const BlockPlan& plan() const { return *_plan; }
+    /// Between sweeps: another plan of the same chain. The rows stay, for the slots of that one.
+    void use(const BlockPlan& plan);
     std::int32_t firstSample() const { return _first; }
     std::size_t sampleCount() const { return _count; }
 
@@ -42,7 +45,7 @@ public:
     /// Gives rows back, also those of a block that wasn't finished.
     void endSweep();
 
-    const Block& target() const { return _states[_plan.target()].block; }
+    const Block& target() const { return _states[_plan->target()].block; }
     /// True if the slot's kernel wrote nothing, so that every sample holds the slot's record.
     bool isLeft(std::size_t slot) const { return _states[slot].isLeft; }
     bool isCurrent(std::size_t slot) const
@@ -78,7 +81,7 @@ private:
         bool isExpanded;
     };
 
-    const BlockPlan& _plan;
+    const BlockPlan* _plan;
     std::vector<EvaluationSlot>& _slots;
     std::vector<SlotState> _states; ///< by slot
     RowPool _pool;
@@ -91,6 +94,7 @@ private:
     std::size_t _count = 0;
     RowUse _use = RowUse::GiveBack;
 
+    void bind(std::size_t slot);
     void compute(std::size_t slot);
     void computeKernel(std::size_t slot);
     void leave(std::size_t slot);

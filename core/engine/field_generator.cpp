@@ -17,9 +17,9 @@ public:
     }
     void block(BlockRun& run) const override { run.forward(run.coordinates()); }
     bool runsAsLoops() const override { return true; }
-    bool bounds(const BoundsRun& run) const override
+    bool bounds(BoxRun& run) const override
     {
-        run.output() = run.coordinates();
+        run.forward(run.coordinates());
         return true;
     }
     KernelReads reads() const override { return {0, true}; }
@@ -40,9 +40,10 @@ public:
         run.forwardWeights(run.coordinates());
     }
     bool runsAsLoops() const override { return true; }
-    bool bounds(const BoundsRun& run) const override
+    bool bounds(BoxRun& run) const override
     {
-        run.output() = {{Interval<double>(_value)}, run.coordinates().weight};
+        run.outputEverywhere(0, _value);
+        run.forwardWeights(run.coordinates());
         return true;
     }
     KernelReads reads() const override { return {0, true}; }
@@ -56,7 +57,7 @@ class DoNothingKernel final : public Kernel {
 public:
     void sample(EvaluationContext&) const override {}
     void block(BlockRun&) const override {}
-    bool bounds(const BoundsRun&) const override { return true; }
+    bool bounds(BoxRun&) const override { return true; }
     KernelReads reads() const override { return {0, false}; }
 };
 

@@ -3,7 +3,7 @@
 #include "core/engine/evaluation_context.h"
 #include "core/engine/kernel.h"
 #include "core/values/batch.h"
-#include "core/values/interval.h"
+#include "core/values/interval_batch.h"
 #include "core/values/tensor.h"
 
 #include <array>
@@ -121,6 +121,12 @@ template <class F, class V>
 using CallOf = Call<V, decltype(&F::template operator()<V>)>;
 
 template <class F>
+concept Chooses = requires
+{
+    requires F::kChooses;
+};
+
+template <class F>
 concept KeepsUnitWeight = requires
 {
     requires F::kKeepsUnitWeight;
@@ -133,7 +139,8 @@ struct FromInputs {
     static constexpr KernelReads reads(std::size_t arity) { return {arity, false}; }
     static const double* record(EvaluationContext& context, std::size_t k) { return context.readInput(k); }
     static const Block& block(BlockRun& run, std::size_t k) { return run.input(k); }
-    static const IntervalRecord& bounds(const BoundsRun& run, std::size_t k) { return run.input(k); }
+    static const BoxBounds& bounds(const BoxRun& run, std::size_t k) { return run.input(k); }
+    static constexpr std::size_t input(std::size_t k) { return k; }
 };
 
 /// The one argument is the position that the node is asked at: for a node without input pins.
@@ -141,7 +148,7 @@ struct FromCoordinates {
     static constexpr KernelReads reads(std::size_t) { return {0, true}; }
     static const double* record(EvaluationContext& context, std::size_t) { return context.readCoordinates(); }
     static const Block& block(BlockRun& run, std::size_t) { return run.coordinates(); }
-    static const IntervalRecord& bounds(const BoundsRun& run, std::size_t) { return run.coordinates(); }
+    static const BoxBounds& bounds(const BoxRun& run, std::size_t) { return run.coordinates(); }
 };
 
 /// Two input pins, of which the second is read first, and then the position, which no argument takes. The
@@ -153,7 +160,8 @@ struct FromSecondInputFirst {
         return context.readInput(1 - k);
     }
     static const Block& block(BlockRun& run, std::size_t k) { return run.input(1 - k); }
-    static const IntervalRecord& bounds(const BoundsRun& run, std::size_t k) { return run.input(1 - k); }
+    static const BoxBounds& bounds(const BoxRun& run, std::size_t k) { return run.input(1 - k); }
+    static constexpr std::size_t input(std::size_t k) { return 1 - k; }
     static void readTheRest(EvaluationContext& context) { context.readCoordinates(); }
 };
 
@@ -165,6 +173,11 @@ struct FromSecondInputFirst {
 /// where all weights it reads are 1, the weight it returns is 1. Then it may also have
 /// `RowOperation rowOperation() const`: what it computes from the scalars of its two inputs, if all weights
 /// are 1.
+///
+/// A formula whose result may be one of its arguments may state `static constexpr bool kChooses = true`. It
+/// then has `std::array<BatchMask, n> choices(a, b, ...) const` over the same n arguments as records of
+/// IntervalBatch: in which boxes the result surely is the record of argument k, weight included and to the
+/// bit, so that the others needn't be computed there.
 template <class F, class Arguments = FromInputs>
 class FormulaKernel final : public Kernel {
     using BatchCall = formula_detail::CallOf<F, Batch>;
@@ -203,22 +216,10 @@ public:
 
     void block(BlockRun& run) const override { blockOver(run, typename BatchCall::Indices{}); }
 
-    bool bounds(const BoundsRun& run) const override
+    bool bounds(BoxRun& run) const override
     {
-        if constexpr (formula_detail::RunsOver<F, Interval<double>>) {
-            using IntervalCall = formula_detail::CallOf<F, Interval<double>>;
-            const auto result = IntervalCall::call(_formula, [&](std::size_t k, std::size_t c) {
-                const IntervalRecord& input = Arguments::bounds(run, k);
-                return c < input.components.size() ? input.components[c] : input.weight;
-            });
-            IntervalRecord& out = run.output();
-            formula_detail::storeResult<Interval<double>>(
-                result, [&](std::size_t c, const Interval<double>& v) { out.components[c] = v; });
-            if constexpr (kWritesWeight) {
-                out.weight = result.weight;
-            } else {
-                out.weight = Arguments::bounds(run, 0).weight;
-            }
+        if constexpr (formula_detail::RunsOver<F, IntervalBatch>) {
+            boundsOver(run, typename BatchCall::Indices{});
             return true;
         } else {
             return false;
@@ -252,6 +253,56 @@ private:
         }
         if constexpr (formula_detail::Form<Batch, typename BatchCall::template Argument<K>>::hasWeight) {
             rows[n] = block.weights();
+        }
+    }
+
+    /// Rows of the bounds of an input: its components, then its weights.
+    template <std::size_t K>
+    static void boundsRows(const BoxBounds& bounds, const IntervalRow** rows)
+    {
+        constexpr std::size_t n = inputCount<K>();
+        for (std::size_t c = 0; c < n; ++c) {
+            rows[c] = &bounds.row(c);
+        }
+        rows[n] = &bounds.weights();
+    }
+
+    template <std::size_t... K>
+    void boundsOver(BoxRun& run, std::index_sequence<K...>) const
+    {
+        using IntervalCall = formula_detail::CallOf<F, IntervalBatch>;
+        const IntervalRow* reads[kArity][RowLoop::kRowsAnInput];
+        (boundsRows<K>(Arguments::bounds(run, K), reads[K]), ...);
+        IntervalRow* writes[kShape + 1] = {};
+        for (std::size_t c = 0; c < kShape; ++c) {
+            writes[c] = &run.output(c);
+        }
+        const bool writesWeight = kWritesWeight && !(formula_detail::KeepsUnitWeight<F> &&
+                                                     (Arguments::bounds(run, K).hasUnitWeight() && ...));
+        if constexpr (!kWritesWeight) {
+            run.forwardWeights(Arguments::bounds(run, 0));
+        } else if (writesWeight) {
+            writes[kShape] = &run.outputWeights();
+        }
+        for (std::size_t i = 0; i < run.boxCount(); i += Batch::size) {
+            const auto load = [&](std::size_t k, std::size_t c) { return reads[k][c]->load(i); };
+            const auto result = IntervalCall::call(_formula, load);
+            formula_detail::storeResult<IntervalBatch>(
+                result, [&](std::size_t c, const IntervalBatch& v) { writes[c]->store(i, v); });
+            if constexpr (kWritesWeight) {
+                if (writesWeight) {
+                    writes[kShape]->store(i, result.weight);
+                }
+            }
+            if constexpr (formula_detail::Chooses<F>) {
+                if (run.wantsChoices()) {
+                    const auto choices = _formula.choices(
+                        formula_detail::makeArgument<typename IntervalCall::template Argument<K>,
+                                                     IntervalBatch>(
+                            [&](std::size_t c) { return load(K, c); })...);
+                    (run.choose(i, Arguments::input(K), choices[K]), ...);
+                }
+            }
         }
     }
 

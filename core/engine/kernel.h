@@ -1,15 +1,12 @@
 #pragma once
 
 #include "core/engine/block.h"
+#include "core/engine/box_run.h"
 #include "core/engine/row_loop.h"
-#include "core/values/interval.h"
 
-#include <algorithm>
-#include <array>
-#include <cassert>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -30,45 +27,6 @@ using EvaluationContext = EvaluationContextT<double>;
 
 /// What a node answers for one sample: reads records of its inputs, writes one record.
 using Evaluation = std::function<void(EvaluationContext&)>;
-
-/// The bounds of a record's components, at most kMaxRecord - 1, without memory of their own.
-class IntervalComponents {
-public:
-    IntervalComponents() = default;
-    IntervalComponents(std::initializer_list<Interval<double>> values) : _size(values.size())
-    {
-        assert(_size <= _values.size());
-        std::copy(values.begin(), values.end(), _values.begin());
-    }
-    IntervalComponents(const IntervalComponents& other) { *this = other; }
-    IntervalComponents& operator=(const IntervalComponents& other)
-    {
-        _size = other._size;
-        std::copy_n(other._values.begin(), _size, _values.begin());
-        return *this;
-    }
-
-    std::size_t size() const { return _size; }
-    Interval<double>& operator[](std::size_t c) { return _values[c]; }
-    const Interval<double>& operator[](std::size_t c) const { return _values[c]; }
-    const Interval<double>& at(std::size_t c) const
-    {
-        return c < _size ? _values[c] : _values.at(kMaxRecord);
-    }
-    Interval<double>* begin() { return _values.data(); }
-    Interval<double>* end() { return _values.data() + _size; }
-    void push_back(const Interval<double>& value) { _values.at(_size++) = value; }
-
-private:
-    std::size_t _size = 0;
-    std::array<Interval<double>, kMaxRecord - 1> _values;
-};
-
-/// Bounds of a record over a box of positions.
-struct IntervalRecord {
-    IntervalComponents components;
-    Interval<double> weight{0.0, 0.0};
-};
 
 /// In which order a kernel reads: inputs from the first to the last and then coordinates, coordinates first,
 /// or inputs from the last to the first. Seen by closures that aren't ours, which are run in this order.
@@ -163,28 +121,7 @@ private:
     friend class ChainBlocks;
 };
 
-/// What a kernel sees while it computes the bounds of its node's record over a box of positions.
-class BoundsRun {
-public:
-    /// Bounds of input pin k, one of those that `reads()` announces.
-    const IntervalRecord& input(std::size_t k) const;
-    /// Bounds of the positions, if `reads()` announces them.
-    const IntervalRecord& coordinates() const;
-    /// The node's bounds: at first the record that the slot holds, with as many components as the node has.
-    IntervalRecord& output() const { return *_out; }
-
-private:
-    const EvaluationNode* _node;
-    const std::vector<IntervalRecord>* _records; ///< by slot
-    IntervalRecord* _out;
-
-    BoundsRun(const EvaluationNode* node, const std::vector<IntervalRecord>* records, IntervalRecord* out)
-        : _node(node), _records(records), _out(out)
-    {}
-    friend class BoundsRunner;
-};
-
-/// What a node computes, in the forms that the engine can run: a sample, a block, bounds over a box.
+/// What a node computes, in the forms that the engine can run: a sample, a block, bounds over boxes.
 /// From the same records, a sample and a block give the same bits.
 ///
 /// A kernel never changes once it is built, and all its calls are safe from many threads at once. What a
@@ -197,8 +134,9 @@ public:
     virtual void sample(EvaluationContext& context) const = 0;
     /// Computes a whole block.
     virtual void block(BlockRun& run) const = 0;
-    /// Computes bounds over a box. False if the kernel can't; its components and weight are then unbounded.
-    virtual bool bounds(const BoundsRun&) const { return false; }
+    /// Computes bounds over some boxes. False if the kernel can't; its components and weight are then
+    /// unbounded.
+    virtual bool bounds(BoxRun&) const { return false; }
     /// Which inputs the kernel reads, and whether the positions.
     virtual KernelReads reads() const { return {}; }
     /// True if `block` neither reads nor writes samples, but only forwards rows and adds loops. The engine

@@ -10,7 +10,7 @@ public:
 
     void sample(EvaluationContext& context) const override { _slot->kernel()->sample(context); }
     void block(BlockRun& run) const override { _slot->kernel()->block(run); }
-    bool bounds(const BoundsRun& run) const override { return _slot->kernel()->bounds(run); }
+    bool bounds(BoxRun& run) const override { return _slot->kernel()->bounds(run); }
     KernelReads reads() const override { return _slot->kernel()->reads(); }
     std::shared_ptr<const Kernel> forRun() const override { return _slot->kernel(); }
 

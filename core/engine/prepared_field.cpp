@@ -3,8 +3,10 @@
 #include "core/engine/block_runner.h"
 #include "core/engine/evaluation_context.h"
 #include "core/engine/evaluator_builder.h"
+#include "core/engine/simplified_plans.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <mutex>
 #include <optional>
@@ -73,20 +75,36 @@ const PointListDomain& noPositions()
     return none;
 }
 
+/// Calls take(boxes) for as many boxes at a time as are bounded together.
+template <class Take>
+void forEachGroup(std::span<const PositionBox> boxes, Take take)
+{
+    for (std::size_t first = 0; first < boxes.size(); first += kMaxBoxes) {
+        take(boxes.subspan(first, std::min(kMaxBoxes, boxes.size() - first)));
+    }
+}
+
 } // namespace
 
 /// What one call needs to run the chain.
 class PreparedField::Worker {
 public:
     explicit Worker(const Chain& chain);
+    /// From now on it runs this plan of the chain.
+    void use(const std::shared_ptr<const BlockPlan>& plan);
     void sweep(const EvaluationDomain<3, double>& positions, BlockSink& sink);
-    const IntervalRecord& bounds(const PositionBox& box);
+    /// At most kMaxBoxes boxes; valid until the next call.
+    const BoxBounds& bounds(std::span<const PositionBox> boxes);
+    /// At most kMaxBoxes boxes.
+    void simplify(std::span<const PositionBox> boxes, std::shared_ptr<const BlockPlan>* out);
 
 private:
     const Chain& _chain;
+    std::shared_ptr<const BlockPlan> _plan;
     EvaluationContext _context;
     BlockRunner _runner;
-    std::optional<BoundsRunner> _bounds; ///< made when bounds are asked for
+    BoundsRunner _bounds;
+    SimplifiedPlans::Scratch _scratch;
 };
 
 /// The chain, which never changes, and the workers that no call is using.
@@ -120,6 +138,7 @@ public:
 
     const std::vector<EvaluationSlot>& slots() const { return _slots; }
     const std::shared_ptr<const BlockPlan>& plan() const { return _plan; }
+    const SimplifiedPlans& simplifiedPlans() const { return _simplified; }
     std::uint32_t shape() const { return _nodes->target.outputShape; }
     std::size_t coordinatesSlot() const { return static_cast<std::size_t>(_nodes->coordinates.slotIndex); }
 
@@ -148,6 +167,7 @@ private:
     std::vector<EvaluationSlot>
         _asBuilt; ///< the slots before their kernels were fixed; empty where none may change
     std::shared_ptr<const BlockPlan> _plan;
+    SimplifiedPlans _simplified;
 
     mutable std::mutex _mutex;
     mutable std::vector<std::unique_ptr<Worker>> _idle; ///< guarded by _mutex
@@ -162,7 +182,11 @@ private:
 /// A worker for the time of one call.
 class PreparedField::Lease {
 public:
-    explicit Lease(const Chain& chain) : _chain(chain), _worker(chain.takeWorker()) {}
+    Lease(const Chain& chain, const std::shared_ptr<const BlockPlan>& plan)
+        : _chain(chain), _worker(chain.takeWorker())
+    {
+        _worker->use(plan);
+    }
     ~Lease() { _chain.giveBack(std::move(_worker)); }
     Lease(const Lease&) = delete;
     Lease& operator=(const Lease&) = delete;
@@ -174,13 +198,21 @@ private:
 };
 
 PreparedField::Worker::Worker(const Chain& chain)
-    : _chain(chain), _context(chain.slots()), _runner(chain.plan(), _context)
+    : _chain(chain), _plan(chain.plan()), _context(chain.slots()), _runner(_plan, _context)
 {}
+
+void PreparedField::Worker::use(const std::shared_ptr<const BlockPlan>& plan)
+{
+    if (plan != _plan) {
+        _runner.use(plan);
+        _plan = plan;
+    }
+}
 
 void PreparedField::Worker::sweep(const EvaluationDomain<3, double>& positions, BlockSink& sink)
 {
     _context.slots[_chain.coordinatesSlot()].positions = &positions;
-    if (!_chain.plan()->lanes().empty()) {
+    if (!_plan->lanes().empty()) {
         // The same sample indices stood for other positions before.
         for (EvaluationSlot& slot : _context.slots) {
             slot.lastSample = -1;
@@ -189,15 +221,30 @@ void PreparedField::Worker::sweep(const EvaluationDomain<3, double>& positions, 
     _runner.sweep(0, positions.sampleCount() - 1, sink);
 }
 
-const IntervalRecord& PreparedField::Worker::bounds(const PositionBox& box)
+const BoxBounds& PreparedField::Worker::bounds(std::span<const PositionBox> boxes)
 {
-    if (!_bounds) {
-        _bounds.emplace(_chain.plan(), _chain.slots());
-    }
-    return _bounds->over(box);
+    return _bounds.over(*_plan, _chain.slots(), boxes);
 }
 
-PreparedField::PreparedField(const IField& field) : _chain(std::make_shared<Chain>(field.generator())) {}
+void PreparedField::Worker::simplify(std::span<const PositionBox> boxes,
+                                     std::shared_ptr<const BlockPlan>* out)
+{
+    _chain.simplifiedPlans().over(_plan, _chain.slots(), boxes, _bounds, _scratch, out);
+}
+
+PreparedField::PreparedField()
+{
+    static const PreparedField zero{IField()};
+    *this = zero;
+}
+
+PreparedField::PreparedField(const IField& field)
+    : PreparedField(std::make_shared<const Chain>(field.generator()))
+{}
+
+PreparedField::PreparedField(std::shared_ptr<const Chain> chain)
+    : _chain(std::move(chain)), _plan(_chain->plan())
+{}
 
 bool PreparedField::changesBetweenRuns() const { return _chain->changesBetweenRuns(); }
 
@@ -221,7 +268,7 @@ void PreparedField::evaluate(const PositionArrays& positions, const RecordArrays
 {
     // Sample indices have 32 bits.
     constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
-    const Lease worker(*_chain);
+    const Lease worker(*_chain, _plan);
     for (std::size_t first = 0; first < positions.count; first += kMostAtOnce) {
         const std::size_t count = std::min(kMostAtOnce, positions.count - first);
         ArraySink sink(out, first);
@@ -231,17 +278,63 @@ void PreparedField::evaluate(const PositionArrays& positions, const RecordArrays
 
 void PreparedField::sweep(const EvaluationDomain<3, double>& positions, BlockSink& sink) const
 {
-    Lease(*_chain)->sweep(positions, sink);
+    Lease(*_chain, _plan)->sweep(positions, sink);
 }
 
-IntervalRecord PreparedField::bounds(const PositionBox& box) const { return Lease(*_chain)->bounds(box); }
+IntervalRecord PreparedField::bounds(const PositionBox& box) const
+{
+    IntervalRecord record;
+    bounds({&box, 1}, &record);
+    return record;
+}
 
 void PreparedField::bounds(std::span<const PositionBox> boxes, Interval<double>* out) const
 {
-    const Lease worker(*_chain);
-    for (std::size_t i = 0; i < boxes.size(); ++i) {
-        out[i] = worker->bounds(boxes[i]).components[0];
-    }
+    const Lease worker(*_chain, _plan);
+    forEachGroup(boxes, [&](std::span<const PositionBox> group) {
+        const IntervalRow& values = worker->bounds(group).row(0);
+        for (std::size_t i = 0; i < group.size(); ++i) {
+            *out++ = values.at(i);
+        }
+    });
 }
+
+void PreparedField::bounds(std::span<const PositionBox> boxes, IntervalRecord* out) const
+{
+    const Lease worker(*_chain, _plan);
+    forEachGroup(boxes, [&](std::span<const PositionBox> group) {
+        const BoxBounds& bounds = worker->bounds(group);
+        for (std::size_t i = 0; i < group.size(); ++i) {
+            *out++ = recordOf(bounds, i);
+        }
+    });
+}
+
+PreparedField PreparedField::simplifiedFor(const PositionBox& box) const
+{
+    PreparedField field = *this;
+    simplifiedFor({&box, 1}, {&field, 1});
+    return field;
+}
+
+void PreparedField::simplifiedFor(std::span<const PositionBox> boxes, std::span<PreparedField> out) const
+{
+    if (!_plan->lanes().empty()) {
+        std::fill(out.begin(), out.end(), *this);
+        return;
+    }
+    const Lease worker(*_chain, _plan);
+    auto field = out.begin();
+    forEachGroup(boxes, [&](std::span<const PositionBox> group) {
+        std::array<std::shared_ptr<const BlockPlan>, kMaxBoxes> plans;
+        worker->simplify(group, plans.data());
+        for (std::size_t i = 0; i < group.size(); ++i, ++field) {
+            field->_chain = _chain;
+            field->_plan = std::move(plans[i]);
+        }
+    });
+}
+
+std::size_t PreparedField::nodeCount() const { return _plan->order().size() + _plan->lanes().size(); }
 
 } // namespace zrk

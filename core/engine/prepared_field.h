@@ -40,6 +40,8 @@ struct RecordArrays {
 /// closure throws comes out of the call, and the field can be used again.
 class PreparedField {
 public:
+    /// A field that reads as 0.
+    PreparedField();
     /// Builds the chain. An empty field reads as 0. Throws what building a chain throws: std::logic_error
     /// if it has a cycle, std::length_error if it has too many nodes.
     explicit PreparedField(const IField& field);
@@ -71,16 +73,35 @@ public:
     /// Bounds of the components and of the weight over a box of positions: every sample in the box, at a
     /// position of weight 1, has its record within them. What a node can't bound is unbounded, and so is NaN.
     IntervalRecord bounds(const PositionBox& box) const;
-    /// Bounds of component 0 over each box; `out` has room for as many.
+    /// Bounds of component 0 over each box; `out` has room for as many. Many boxes in one call cost a small
+    /// part of as many calls, best in multiples of kMaxBoxes.
     void bounds(std::span<const PositionBox> boxes, Interval<double>* out) const;
+    /// The same of all components and of the weight.
+    void bounds(std::span<const PositionBox> boxes, IntervalRecord* out) const;
+
+    /// Returns the field with what its bounds over a box leave of it: where they show that a minimum or a
+    /// maximum always takes the same side, that a mask changes nothing or that a value is the same
+    /// everywhere, the rest isn't computed. At positions of weight 1 within the box it has the same bits and
+    /// costs less; elsewhere it means nothing. Its bounds serve for boxes within the box, and it can be
+    /// simplified again for these. Itself where nothing is decided or the chain has a foreign closure.
+    ///
+    /// What is left is planned once and kept with the field for other boxes where the same is left. A call
+    /// costs about as much as the bounds of a box, as do many boxes in one call.
+    PreparedField simplifiedFor(const PositionBox& box) const;
+    /// The same for each box; `out` has as many fields as there are boxes.
+    void simplifiedFor(std::span<const PositionBox> boxes, std::span<PreparedField> out) const;
+    /// Number of nodes that are computed for a sample, positions and constants among them: what
+    /// `simplifiedFor` lowers.
+    std::size_t nodeCount() const;
 
 private:
     class Chain;
     class Worker;
     class Lease;
     std::shared_ptr<const Chain> _chain;
+    std::shared_ptr<const BlockPlan> _plan; ///< the chain's, or what is left of it
 
-    explicit PreparedField(std::shared_ptr<const Chain> chain) : _chain(std::move(chain)) {}
+    explicit PreparedField(std::shared_ptr<const Chain> chain);
 };
 
 } // namespace zrk

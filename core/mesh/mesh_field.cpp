@@ -1,5 +1,7 @@
 #include "core/mesh/mesh_field.h"
 
+#include "core/mesh/search/distance_error.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -102,6 +104,9 @@ MeshWindingField::MeshWindingField(std::vector<double>&& vertices, std::vector<s
     _search.emplace(_bvh);
     if (_search->triangles()) {
         _estimate.emplace(*_search->triangles());
+        if (_isClosed && std::isfinite(_nearSurface)) {
+            _sides.emplace(_bvh.bounds);
+        }
     }
 }
 
@@ -116,7 +121,6 @@ double MeshWindingField::meshDistance(const Vector3& point, Trail& trail) const
     const TriangleSearch::Nearest found = nearest(point, trail);
     trail.triangle = found.triangle;
     trail.point = point;
-    trail.knowsSide = false;
     return found.distance;
 }
 
@@ -132,11 +136,8 @@ double MeshWindingField::signedDistance(const Vector3& point, Trail& trail) cons
     if (found.triangle == -1) {
         return found.distance;
     }
-    const bool inside = isInside(point, found.distance, trail);
-    trail.distance = found.distance;
+    const bool inside = isInside(point, found, trail);
     trail.triangle = found.triangle;
-    trail.isInside = inside;
-    trail.knowsSide = _isClosed && isAccurate() && found.distance >= _nearSurface;
     trail.point = point;
     return inside ? -found.distance : found.distance;
 }
@@ -156,21 +157,117 @@ double MeshWindingField::value(const Vector3& point, Trail& trail) const
     return mode == 0 ? std::copysign(1.0, distance) : distance;
 }
 
+Interval<double> MeshWindingField::bounds(const CentredBox& box, Trail& trail) const
+{
+    constexpr double kNowhere = 1e150;
+    const double size = length(_bvh.bounds.size());
+    const double signedAtCenter =
+        mode >= 2 ? meshDistance(box.center, trail) : signedDistance(box.center, trail);
+    const double atCenter = std::abs(signedAtCenter);
+    // Far away the error of a distance may be anything up to the longest edge.
+    const double error = distanceError() + (atCenter + box.reach > 4 * size ? size : 0.0);
+    if (!(atCenter < kNowhere) || !std::isfinite(error)) {
+        return Interval<double>::entire();
+    }
+    const Interval<double> distance = box.around(atCenter, error);
+    const Interval<double> outside{std::max(distance.lower, 0.0), distance.upper};
+    if (mode >= 2) {
+        return outside;
+    }
+    // A position so near the surface that rounding may put it on the other side.
+    const double unsure = 2 * error;
+    const bool isOneSided = hasSides() && distance.lower > unsure;
+    if (mode == 0) {
+        return isOneSided ? Interval<double>(std::copysign(1.0, signedAtCenter))
+                          : Interval<double>(-1.0, 1.0);
+    }
+    if (isOneSided) {
+        return signedAtCenter < 0 ? -outside : outside;
+    }
+    return hasSides() ? box.around(signedAtCenter, error + unsure)
+                      : Interval<double>{-distance.upper, distance.upper};
+}
+
+/// What distances may be off by, at positions around the mesh.
+double MeshWindingField::distanceError() const
+{
+    std::call_once(_errorFlag, [this] { _error = zrk::distanceError(_bvh); });
+    return _error;
+}
+
+/// Whether the sign changes only across triangles: in a closed mesh, where the winding number is near enough
+/// to the true one for a sign to be taken from an estimate of that.
+bool MeshWindingField::hasSides() const { return _sides && isAccurate(); }
+
 /// Whether the winding number is near enough to the true one for a sign to be taken from an estimate of that.
 bool MeshWindingField::isAccurate() const { return order != 0 && beta >= 2.0; }
 
-bool MeshWindingField::isInside(const Vector3& point, double distance, const Trail& trail) const
+bool MeshWindingField::isInside(const Vector3& point, const TriangleSearch::Nearest& found,
+                                Trail& trail) const
+{
+    if (!hasSides()) {
+        return isInsideByWinding(point, found.distance);
+    }
+    if (found.distance >= _nearSurface) {
+        return isInsideFar(point, found.distance, trail);
+    }
+    const double margin = distanceError();
+    for (const SideBall& ball : {trail.balls[1], trail.balls[2]}) {
+        if (ball.holds(point, margin)) {
+            return ball.isInside;
+        }
+    }
+    if (const auto ball = ballBeside(point, found)) {
+        trail.balls[ball->isInside ? 2 : 1] = *ball;
+        return ball->isInside;
+    }
+    return isInsideByWinding(point, found.distance);
+}
+
+/// For points at so large a distance that the estimate of the winding number will do.
+bool MeshWindingField::isInsideFar(const Vector3& point, double distance, Trail& trail) const
 {
     // A little less than the distance, which is rounded.
     constexpr double kSurely = 0.999999;
-    if (trail.knowsSide && distance >= _nearSurface &&
-        squaredDistance(point, trail.point) < kSurely * trail.distance * trail.distance) {
-        return trail.isInside;
+    if (trail.balls[0].holds(point, 0.0)) {
+        return trail.balls[0].isInside;
     }
-    return isInside(point, distance);
+    const auto known = _sides->isInside(point, _nearSurface, [this](const Vector3& center) {
+        const double toCenter = meshDistance(center);
+        return toCenter >= _nearSurface && isInsideByWinding(center, toCenter) ? -toCenter : toCenter;
+    });
+    const bool inside = known ? *known : isInsideByWinding(point, distance);
+    trail.balls[0] = {point, kSurely * distance, inside};
+    return inside;
 }
 
-bool MeshWindingField::isInside(const Vector3& point, double distance) const
+/// A ball that holds a point close to the surface and reaches far enough from the surface for its side to be
+/// told by an estimate: its centre lies on the line from the nearest point of the surface through the point.
+/// Nothing where the point is too close, or the centre is near another part of the surface.
+std::optional<SideBall> MeshWindingField::ballBeside(const Vector3& point,
+                                                     const TriangleSearch::Nearest& found) const
+{
+    const double margin = distanceError();
+    if (!(found.distance > 4 * margin)) {
+        return std::nullopt;
+    }
+    Vector3 closest;
+    closestPointOnTriangle(point.begin(), _bvh.vertexOf(found.triangle, 0), _bvh.vertexOf(found.triangle, 1),
+                           _bvh.vertexOf(found.triangle, 2), closest.begin());
+    const Vector3 away = (point - closest) * (1 / found.distance);
+    for (const double height : {16 * _nearSurface, 2 * _nearSurface}) {
+        const Vector3 center = closest + away * height;
+        const TriangleSearch::Nearest fromCenter = _search->nearest(center, found.triangle);
+        SideBall ball{center, fromCenter.distance, false};
+        if (fromCenter.distance >= _nearSurface && ball.holds(point, margin)) {
+            ball.isInside = isInsideByWinding(center, fromCenter.distance);
+            return ball;
+        }
+    }
+    return std::nullopt;
+}
+
+bool MeshWindingField::isInsideByWinding(const Vector3& point, double distance) const
 {
     if (_estimate && isAccurate() && distance >= _nearSurface) {
         const Tensor<3, float> local = _search->triangles()->frame.toLocal(point);
@@ -188,7 +285,7 @@ std::size_t MeshWindingField::bytes() const
 {
     return _bvh.nodes.capacity() * sizeof(_bvh.nodes[0]) +
            _bvh.sortedPrimitives().capacity() * sizeof(std::int32_t) + _moments->bytes() + _search->bytes() +
-           (_estimate ? _estimate->bytes() : 0);
+           (_estimate ? _estimate->bytes() : 0) + (_sides ? sizeof(SideTable) : 0);
 }
 
 } // namespace zrk

@@ -1,15 +1,19 @@
 #pragma once
 
+#include "core/engine/centred_box.h"
 #include "core/mesh/search/bvh.h"
 #include "core/mesh/search/triangle_search.h"
+#include "core/mesh/winding/side_table.h"
 #include "core/mesh/winding/winding_estimate.h"
 #include "core/mesh/winding/winding_moments.h"
 #include "core/mesh/winding/winding_number.h"
 #include "core/values/vector3.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -35,10 +39,9 @@ public:
     /// result. A new one serves any point; one trail belongs to one field, as it is set up, and one thread.
     struct Trail {
         Vector3 point{};
-        double distance = 0.0;
         std::int32_t triangle = -1;
-        bool isInside = false;
-        bool knowsSide = false; ///< `isInside` holds for all points nearer to `point` than `distance`
+        /// One far from the surface, and the last one found outside and inside for a point near it.
+        std::array<SideBall, 3> balls{};
     };
 
     /// Takes a mesh over, builds all on several threads and returns when they are done.
@@ -79,6 +82,11 @@ public:
     /// The same for one point after the other, each near the one before.
     double value(const Vector3& point, Trail& trail) const;
 
+    /// Bounds of `value` over a box of positions: by its value at the centre, as a distance changes by at
+    /// most as much as the position moves. Where the winding number isn't tied to the surface, in open meshes
+    /// and with a coarse `order` or `beta`, either sign is possible. Entire for meshes that aren't finite.
+    Interval<double> bounds(const CentredBox& box, Trail& trail) const;
+
     /// The record of inner node `index` of the hierarchy or, with n triangles, of triangle `index - (n - 1)`.
     /// Not kept as a whole: takes O(triangles below the node).
     WindingMoments moments(std::int32_t index) const { return _moments->record(_bvh, index); }
@@ -96,13 +104,21 @@ private:
     std::optional<MeshMoments> _moments;   ///< there once the hierarchy is
     std::optional<TriangleSearch> _search; ///< likewise
     std::optional<WindingEstimate> _estimate;
+    std::optional<SideTable> _sides; ///< of a closed mesh
     bool _isClosed;
     double _nearSurface; ///< at smaller distances the estimate of the winding number isn't good enough
 
+    mutable std::once_flag _errorFlag;
+    mutable double _error = 0.0; ///< set under `_errorFlag`
+
     TriangleSearch::Nearest nearest(const Vector3& point, const Trail& trail) const;
+    double distanceError() const;
     bool isAccurate() const;
-    bool isInside(const Vector3& point, double distance) const;
-    bool isInside(const Vector3& point, double distance, const Trail& trail) const;
+    bool hasSides() const;
+    bool isInside(const Vector3& point, const TriangleSearch::Nearest& found, Trail& trail) const;
+    bool isInsideFar(const Vector3& point, double distance, Trail& trail) const;
+    std::optional<SideBall> ballBeside(const Vector3& point, const TriangleSearch::Nearest& found) const;
+    bool isInsideByWinding(const Vector3& point, double distance) const;
 };
 
 } // namespace zrk

@@ -1,19 +1,22 @@
 #pragma once
 
+#include "core/raster/raster_ranges.h"
 #include "core/values/batch.h"
+#include "core/values/interval_batch.h"
 #include "core/values/raster.h"
 #include "core/values/tensor.h"
 
 #include <concepts>
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <utility>
 
 namespace zrk {
 
 /// The value types that a lookup can compute in.
 template <class V>
-concept LooksUp = std::same_as<V, double> || std::same_as<V, Batch>;
+concept LooksUp = std::same_as<V, double> || std::same_as<V, Batch> || std::same_as<V, IntervalBatch>;
 
 /// What stands beyond the last pixel: the nearest pixel, or the raster once more.
 enum class Border { Clamp, Wrap };
@@ -57,6 +60,12 @@ inline Batch wrappedIndex(const Batch& index, const LookupAxis& axis)
     return select(remainder < axis.count, remainder, remainder - axis.count);
 }
 
+/// Writes bounds of each channel of a lookup over a box of coordinates, an interval an axis: those of the
+/// pixels that it may read, moved outwards by what rounding may add. Entire where a coordinate may be NaN or
+/// infinite, or a pixel isn't finite.
+void lookupBounds(const RasterRanges& ranges, std::span<const LookupAxis> axes, Border border,
+                  const Interval<double>* coordinates, std::size_t channels, Interval<double>* out);
+
 /// Returns the nearest number from 0 to count - 1. NaN gives 0.
 template <class V>
 V clampedIndex(const V& index, const LookupAxis& axis)
@@ -76,8 +85,9 @@ V clampedIndex(const V& index, const LookupAxis& axis)
 /// 0; the weight is the product over the axes, axis 0 first. A neighbour of weight 0 takes part, so a pixel
 /// that isn't finite spreads to its whole neighbourhood.
 ///
-/// A formula over double and Batch, with the same bits. It holds the raster by shared ownership and is safe
-/// from many threads at once. A call allocates nothing; a copy costs one count of the owners.
+/// A formula over double and Batch, with the same bits, and over IntervalBatch, box by box. It holds the
+/// raster by shared ownership and is safe from many threads at once. A call allocates nothing, but for the
+/// first one over boxes; a copy costs two counts of owners.
 ///
 /// Source of the method: Press, Teukolsky, Vetterling, Flannery, "Numerical Recipes", 3rd edition, 2007,
 /// section 3.6. Here coordinates outside of the raster have a value, too.
@@ -95,10 +105,27 @@ public:
             stride *= _raster->dims[d];
         }
         _data = _raster->data.data();
+        _ranges = std::make_shared<const RasterRanges>(_data, std::span(_raster->dims), std::size_t{C});
     }
 
     template <LooksUp V>
     Tensor<C, V> operator()(const Tensor<D, V>& coordinates) const
+    {
+        if constexpr (std::same_as<V, IntervalBatch>) {
+            return bounds(coordinates);
+        } else {
+            return interpolated(coordinates);
+        }
+    }
+
+private:
+    std::shared_ptr<const Pixels> _raster;
+    std::shared_ptr<const RasterRanges> _ranges;
+    const double* _data;
+    LookupAxis _axes[D];
+
+    template <class V>
+    Tensor<C, V> interpolated(const Tensor<D, V>& coordinates) const
     {
         AxisTaps<V> taps[D];
         for (int d = 0; d < D; ++d) {
@@ -123,10 +150,28 @@ public:
         return value;
     }
 
-private:
-    std::shared_ptr<const Pixels> _raster;
-    const double* _data;
-    LookupAxis _axes[D];
+    Tensor<C, IntervalBatch> bounds(const Tensor<D, IntervalBatch>& coordinates) const
+    {
+        double lower[C][Batch::size];
+        double upper[C][Batch::size];
+        for (std::size_t lane = 0; lane < Batch::size; ++lane) {
+            Interval<double> box[D];
+            for (std::size_t d = 0; d < D; ++d) {
+                box[d] = coordinates[d].lane(lane);
+            }
+            Interval<double> values[C];
+            lookupBounds(*_ranges, _axes, kBorder, box, C, values);
+            for (std::size_t c = 0; c < C; ++c) {
+                lower[c][lane] = values[c].lower;
+                upper[c][lane] = values[c].upper;
+            }
+        }
+        Tensor<C, IntervalBatch> result;
+        for (std::size_t c = 0; c < C; ++c) {
+            result[c] = IntervalBatch::ordered(Batch::load(lower[c]), Batch::load(upper[c]));
+        }
+        return result;
+    }
 
     template <class V>
     static AxisTaps<V> tapsAlong(const LookupAxis& axis, const V& coordinate)

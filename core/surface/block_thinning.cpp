@@ -16,21 +16,28 @@ constexpr double kLeastSine = 0.05;
 /// Below, a triangle's normal says little. That of a tiny one doesn't, either.
 constexpr double kSineOfSliver = 0.02;
 /// The flatness is reached in steps, so that little is spent where little is needed.
-constexpr double kSteps[] = {1.0 / 16, 1.0 / 4, 1.0};
+constexpr double kSteps[] = {1.0 / 8, 1.0};
 constexpr int kFlipRounds = 4;
 /// Rounds with more and more vertices held; then a block is left as it is.
 constexpr int kRounds = 6;
 
 constexpr std::size_t kLongestRing = 1024; ///< a vertex with more neighbours is no target
-constexpr std::size_t kMostMoved = 24;     ///< a vertex with more neighbours stays
+/// A vertex moves by no less than this share of what its old triangles' planes say; what says more isn't
+/// looked at.
+constexpr double kLeastShare = 0.25;
+
+/// The square of the sine of the smallest angle, from the squares of twice the area and of the sides.
+double leastSineSquared(double area, double a, double b, double c)
+{
+    const double product = std::max({a * b, b * c, c * a});
+    return product > 0 ? area / product : 0;
+}
 
 /// The sine of the smallest angle, from twice the area.
 double leastSine(double twiceArea, const Point& a, const Point& b, const Point& c)
 {
-    const double squares[3] = {dot(b - a, b - a), dot(c - b, c - b), dot(a - c, a - c)};
-    const double product =
-        std::max({squares[0] * squares[1], squares[1] * squares[2], squares[2] * squares[0]});
-    return product > 0 ? twiceArea / std::sqrt(product) : 0;
+    return std::sqrt(
+        leastSineSquared(twiceArea * twiceArea, dot(b - a, b - a), dot(c - b, c - b), dot(a - c, a - c)));
 }
 
 struct HeldBox {
@@ -279,102 +286,144 @@ bool BlockThinner::tryVertex(std::uint32_t v, double flatness, double longest)
     if (!ringOf(v, _ring) || _ring.size() > kMostMoved) {
         return false;
     }
+    const std::size_t n = _ring.size();
+    Star& star = _star;
+    star.center = _position[v];
+    star.error = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        star.around[i] = at(next(_ring[i]));
+        star.error = std::max(star.error, static_cast<double>(_error[_ring[i] / 3]));
+    }
     Candidate candidates[kMostMoved];
     std::size_t count = 0;
-    double error = 0;
-    for (const std::uint32_t c : _ring) {
-        error = std::max(error, static_cast<double>(_error[c / 3]));
-    }
-    const Point& p = _position[v];
-    for (std::size_t j = 0; j < _ring.size(); ++j) {
-        const std::uint32_t u = _corner[next(_ring[j])];
-        if (!_within[u]) {
-            continue;
-        }
-        const Point step = _position[u] - p;
+    for (std::size_t j = 0; j < n; ++j) {
+        const Point step = star.around[j] - star.center;
         const double squared = dot(step, step);
-        if (squared > longest * longest) {
+        if (squared > longest * longest || !_within[_corner[next(_ring[j])]]) {
             continue;
         }
         double off = 0;
         for (const std::uint32_t c : _ring) {
             off = std::max(off, std::abs(dot(_normal[c / 3], step)));
         }
-        candidates[count++] = {j, off * off + 1e-6 * squared};
+        if (star.error + kLeastShare * std::min(off, std::sqrt(squared)) <= flatness) {
+            candidates[count++] = {j, off * off + 1e-6 * squared};
+        }
+    }
+    if (count == 0) {
+        return false;
     }
     std::sort(candidates, candidates + count, [](const Candidate& a, const Candidate& b) {
         return a.key != b.key ? a.key < b.key : a.target < b.target;
     });
+    measureStar();
     for (std::size_t i = 0; i < count; ++i) {
-        double newError = error;
-        if (canMove(v, candidates[i].target, flatness, newError)) {
-            move(v, candidates[i].target, newError);
+        double error = 0;
+        if (canMove(candidates[i].target, flatness, error)) {
+            move(v, candidates[i].target, error);
             return true;
         }
     }
     return false;
 }
 
-/// Whether vertex v may move onto the vertex at a place of its ring. `error` is that around it now and
-/// becomes that of the new triangles.
-bool BlockThinner::canMove(std::uint32_t v, std::size_t target, double flatness, double& error)
+/// What all targets of a vertex are compared with.
+void BlockThinner::measureStar()
+{
+    const std::size_t n = _ring.size();
+    Star& star = _star;
+    star.leastSineSquared = 1;
+    star.sum = {};
+    for (std::size_t i = 0; i < n; ++i) {
+        const Point a = star.around[i] - star.center;
+        const Point b = star.around[(i + 1) % n] - star.center;
+        const Point side = b - a;
+        const Point normal = cross(a, b);
+        star.across[i] = dot(side, side);
+        const double squared = dot(normal, normal);
+        const double sineSquared = leastSineSquared(squared, dot(a, a), dot(b, b), star.across[i]);
+        const double small = _limits.shortEdge * _limits.shortEdge;
+        star.isSmall[i] = sineSquared < kSineOfSliver * kSineOfSliver || squared < small * small;
+        star.leastSineSquared = std::min(star.leastSineSquared, sineSquared);
+        star.sum = star.sum + normal;
+    }
+}
+
+/// How far the new sides from a target lie off the old ones from the star's middle where they cross: beside
+/// the middle itself, that is where the old and the new triangles are furthest apart.
+/// @param seenIn  the triangle, counted from the target, that the middle is seen in; 0: none.
+double BlockThinner::gapOfSpokes(std::size_t target, std::size_t seenIn) const
+{
+    const std::size_t n = _ring.size();
+    const auto around = [&](std::size_t k) -> const Point& { return _star.around[(target + k) % n]; };
+    const Point& q = around(0);
+    const Point back = _star.center - q;
+    double gap = 0;
+    const auto compare = [&](std::size_t newSide, std::size_t oldSide) {
+        const Point between = cross(around(newSide) - q, around(oldSide) - _star.center);
+        const double squared = dot(between, between);
+        const double volume = dot(between, back);
+        if (volume * volume > gap * gap * squared) {
+            gap = std::abs(volume) / std::sqrt(squared);
+        }
+    };
+    // Sides on the one hand of the middle cross the old sides before them, those on the other the ones after.
+    for (std::size_t k = 2; k <= seenIn; ++k) {
+        for (std::size_t i = 1; i < k; ++i) {
+            compare(k, i);
+        }
+    }
+    for (std::size_t k = seenIn + 1; k + 1 < n; ++k) {
+        for (std::size_t i = k + 1; i < n; ++i) {
+            compare(k, i);
+        }
+    }
+    return gap;
+}
+
+/// Whether the vertex of the star, v, may move onto the vertex u at a place of its ring. `error` becomes the
+/// bound of the new triangles.
+bool BlockThinner::canMove(std::size_t target, double flatness, double& error)
 {
     const std::size_t n = _ring.size();
     const std::uint32_t u = _corner[next(_ring[target])];
-    const Point& p = _position[v];
-    const Point& q = _position[u];
-    Point sum{};
-    double before = 1;
-    double off = HUGE_VAL;
-    double after = 1;
-    struct NewNormal {
-        std::uint32_t triangle;
-        Point normal;
-        bool wasSmall;
-    };
-    NewNormal normals[kMostMoved];
-    std::size_t count = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-        const std::uint32_t c = _ring[i];
-        const std::uint32_t t = c / 3;
-        const Point& a = _position[_corner[next(c)]];
-        const Point& b = _position[_corner[previous(c)]];
-        const Point old = cross(a - p, b - p);
-        const double oldSine = leastSine(length(old), p, a, b);
-        before = std::min(before, oldSine);
-        sum = sum + old;
-        if (i == target || (i + 1) % n == target) {
-            continue; // vanishes
-        }
-        Point normal = cross(a - q, b - q);
-        const double twiceArea = normalize(normal);
+    const Star& star = _star;
+    const Point& q = star.around[target];
+    const Point back = star.center - q;
+    double off = length(back);
+    std::size_t seenIn = 0;
+    Point normals[kMostMoved];
+    double least = 1;
+    // All but the two triangles at the side from v to u, which vanish.
+    for (std::size_t k = 1; k + 1 < n; ++k) {
+        const std::size_t i = target + k < n ? target + k : target + k - n;
+        const std::uint32_t t = _ring[i] / 3;
+        const Point a = star.around[i] - q;
+        const Point b = star.around[i + 1 < n ? i + 1 : 0] - q;
+        Point& normal = normals[k];
+        normal = cross(a, b);
+        const double twiceArea = length(normal);
         if (!(twiceArea > 0)) {
             return false;
         }
-        after = std::min(after, leastSine(twiceArea, q, a, b));
-        const bool wasSmall = oldSine < kSineOfSliver || length(old) < _limits.shortEdge * _limits.shortEdge;
-        if (!wasSmall &&
-            (dot(normal, _normal[t]) < kCosineAtOnce || dot(normal, _firstNormal[t]) < kCosineInABlock)) {
+        if (star.isSmall[i] ? !(dot(normal, star.sum) > 0)
+                            : dot(normal, _normal[t]) < kCosineAtOnce * twiceArea ||
+                                  dot(normal, _firstNormal[t]) < kCosineInABlock * twiceArea) {
             return false;
         }
+        least =
+            std::min(least, leastSineSquared(twiceArea * twiceArea, dot(a, a), dot(b, b), star.across[i]));
+        normal = normal * (1 / twiceArea);
         // The new surface lies across from v in the triangle that v is seen in from the target.
-        const Point back = p - q;
-        if (dot(cross(a - q, back), normal) >= 0 && dot(cross(back, b - q), normal) >= 0) {
-            off = std::min(off, std::abs(dot(normal, back)));
+        const double height = std::abs(dot(normal, back));
+        if (height < off && dot(cross(a, back), normal) >= 0 && dot(cross(back, b), normal) >= 0) {
+            off = height;
+            seenIn = k;
         }
-        normals[count++] = {t, normal, wasSmall};
     }
-    if (off > length(q - p)) {
-        off = length(q - p);
-    }
-    error += off;
-    if (error > flatness || (after < kLeastSine && after <= before)) {
+    error = star.error + std::max(off, gapOfSpokes(target, seenIn));
+    if (error > flatness || (least < kLeastSine * kLeastSine && least <= star.leastSineSquared)) {
         return false;
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        if (normals[i].wasSmall && !(dot(normals[i].normal, sum) > 0)) {
-            return false;
-        }
     }
     // The link condition: the two have no common neighbours but the ends of the triangles that vanish.
     if (!ringOf(u, _other)) {
@@ -398,10 +447,11 @@ bool BlockThinner::canMove(std::uint32_t v, std::size_t target, double flatness,
             return false;
         }
     }
-    for (std::size_t i = 0; i < count; ++i) {
-        _normal[normals[i].triangle] = normals[i].normal;
-        if (normals[i].wasSmall) {
-            _firstNormal[normals[i].triangle] = normals[i].normal;
+    for (std::size_t k = 1; k + 1 < n; ++k) {
+        const std::size_t i = (target + k) % n;
+        _normal[_ring[i] / 3] = normals[k];
+        if (star.isSmall[i]) {
+            _firstNormal[_ring[i] / 3] = normals[k];
         }
     }
     return true;

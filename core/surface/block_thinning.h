@@ -57,6 +57,18 @@ public:
 
 private:
     static constexpr std::uint32_t kNone = 0xffffffff;
+    static constexpr std::size_t kMostMoved = 24; ///< a vertex with more neighbours stays
+
+    /// The triangles around a vertex.
+    struct Star {
+        Point center;
+        double error;                                 ///< the largest of the triangles
+        std::array<Point, kMostMoved> around;         ///< triangle i has the corners i and i + 1
+        std::array<double, kMostMoved> across;        ///< square of the side between them
+        std::array<std::uint8_t, kMostMoved> isSmall; ///< its normal says little
+        double leastSineSquared;
+        Point sum; ///< of the normals, as long as twice the areas
+    };
 
     ThinnedMesh& _all;
     ThinningLimits _limits;
@@ -85,6 +97,7 @@ private:
     std::uint32_t _sweep = 0;
     std::uint32_t _search = 0;
     std::vector<std::uint32_t> _ring;  ///< corners of a vertex, in order
+    Star _star;                        ///< of the same vertex
     std::vector<std::uint32_t> _other; ///< ring of the target
 
     void thinLoaded();
@@ -94,7 +107,9 @@ private:
     void collapseAll();
     std::size_t sweep(double flatness, double longest);
     bool tryVertex(std::uint32_t v, double flatness, double longest);
-    bool canMove(std::uint32_t v, std::size_t target, double flatness, double& error);
+    void measureStar();
+    double gapOfSpokes(std::size_t target, std::size_t seenIn) const;
+    bool canMove(std::size_t target, double flatness, double& error);
     void move(std::uint32_t v, std::size_t target, double error);
     bool ringOf(std::uint32_t v, std::vector<std::uint32_t>& ring) const;
     std::size_t flipSlivers();

@@ -27,6 +27,9 @@ constexpr FaceCorners makeFaceCorners(int face)
     return corners;
 }
 
+constexpr std::array<FaceCorners, 6> kCorners{makeFaceCorners(0), makeFaceCorners(1), makeFaceCorners(2),
+                                              makeFaceCorners(3), makeFaceCorners(4), makeFaceCorners(5)};
+
 bool isInside(std::uint8_t inside, int corner) { return (inside >> corner & 1) != 0; }
 
 bool isCrossed(std::uint8_t inside, int edge)
@@ -65,22 +68,17 @@ CellPatches makePatches(std::uint8_t inside, std::uint8_t faceCenters)
 
 } // namespace
 
-const FaceCorners& faceCorners(int face)
-{
-    static constexpr std::array<FaceCorners, 6> kCorners{makeFaceCorners(0), makeFaceCorners(1),
-                                                         makeFaceCorners(2), makeFaceCorners(3),
-                                                         makeFaceCorners(4), makeFaceCorners(5)};
-    return kCorners[static_cast<std::size_t>(face)];
-}
+const FaceCorners& faceCorners(int face) { return kCorners[static_cast<std::size_t>(face)]; }
 
 unsigned ambiguousFaces(std::uint8_t inside)
 {
     static constexpr std::array<std::uint8_t, 256> kTable = [] {
         std::array<std::uint8_t, 256> all{};
         for (unsigned corners = 0; corners < 256; ++corners) {
-            for (int face = 0; face < 6; ++face) {
-                const FaceCorners around = makeFaceCorners(face);
-                const auto isIn = [&](std::size_t k) { return (corners >> around.corner[k] & 1) != 0; };
+            for (unsigned face = 0; face < 6; ++face) {
+                const auto isIn = [&](std::size_t k) {
+                    return (corners >> kCorners[face].corner[k] & 1) != 0;
+                };
                 const bool isOne = isIn(1) != isIn(0) && isIn(2) == isIn(0) && isIn(3) != isIn(0);
                 all[corners] = static_cast<std::uint8_t>(all[corners] | (isOne ? 1u : 0u) << face);
             }

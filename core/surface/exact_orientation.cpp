@@ -161,6 +161,15 @@ int orientationAlong(std::size_t axis, const Tensor<3, double>& a, const Tensor<
     if (std::abs(area) > 8 * std::numeric_limits<double>::epsilon() * (std::abs(left) + std::abs(right))) {
         return signOf(area);
     }
+    if (left == 0 && right == 0) {
+        return 0; // differences are 0 only of equal coordinates
+    }
+    const auto difference = [](double from, double minus) { return Twofold::sumOf(from, -minus); };
+    const Twofold fine =
+        difference(a[u], c[u]) * difference(b[v], c[v]) - difference(a[v], c[v]) * difference(b[u], c[u]);
+    if (std::abs(fine.high) > kTwofoldError * (std::abs(left) + std::abs(right))) {
+        return signOf(fine.high);
+    }
     ExactSum sum;
     sum.addProduct(a[u], b[v]);
     sum.addProduct(-a[v], b[u]);

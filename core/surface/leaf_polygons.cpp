@@ -93,7 +93,7 @@ public:
         Index3 lower = local;
         --lower[axis];
         const int face = 2 * static_cast<int>(axis);
-        const CellView above = cellAt(local);
+        const CellView above{0, &polygons, &cell, local};
         const CellView below = cellAt(lower);
         const bool isSimple =
             cell.patchCount == 1 && below.cell->patchCount == 1 && !isAmbiguous(face, cell.inside);
@@ -147,7 +147,8 @@ public:
         return true;
     }
 
-    void addPolygon(LeafPolygons& polygons, std::size_t axis, const Index3& node) const;
+    void addPolygon(LeafPolygons& polygons, const ActiveCell& cell, std::size_t axis,
+                    const Index3& node) const;
 
     /// Whether a crossed edge is crossed by the bounds and not by the field: at its very middle, where the
     /// search for the crossing begins.
@@ -185,8 +186,9 @@ private:
     }
 };
 
-/// The polygon around a crossed edge, which begins at `node`.
-void PolygonBuilder::addPolygon(LeafPolygons& polygons, std::size_t axis, const Index3& node) const
+/// The polygon around a crossed edge, which begins at `node`, the lower corner of `cell`.
+void PolygonBuilder::addPolygon(LeafPolygons& polygons, const ActiveCell& cell, std::size_t axis,
+                                const Index3& node) const
 {
     const std::size_t u = (axis + 1) % 3;
     const std::size_t v = (axis + 2) % 3;
@@ -199,7 +201,7 @@ void PolygonBuilder::addPolygon(LeafPolygons& polygons, std::size_t axis, const 
         Index3 place = node;
         place[u] += kOffset[k][0];
         place[v] += kOffset[k][1];
-        cells[k] = cellAt(place);
+        cells[k] = k == 2 ? CellView{0, &polygons, &cell, node} : cellAt(place);
         edges[k] = edgeNumber(axis, -kOffset[k][0], -kOffset[k][1]);
         corners[k] = vertexOf(cells[k], edges[k]);
     }
@@ -303,7 +305,7 @@ void LeafPolygons::findTriangles(const SurfaceGrid& grid, const LeafNeighbours& 
         for (std::size_t axis = 0; axis < 3; ++axis) {
             if ((crossedEdges(cell.inside) >> edgeNumber(axis, 0, 0) & 1) != 0 &&
                 !(isOpen && builder.isCut(*this, axis, node))) {
-                builder.addPolygon(*this, axis, node);
+                builder.addPolygon(*this, cell, axis, node);
             }
         }
     }

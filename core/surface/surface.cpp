@@ -223,8 +223,20 @@ private:
             throw FaultError({"surface", std::to_string(vertices) + " vertices", "at most 4294967295",
                               "ask for fewer cells or smaller bounds", FaultKind::FailedWork});
         }
-        _mesh.vertices.resize(vertices);
-        _mesh.triangles.resize(triangles);
+        makeRoom(_mesh.vertices, vertices);
+        makeRoom(_mesh.triangles, triangles);
+    }
+
+    /// Resizes a list, with room for what the layers to come will bring if they are like those until now:
+    /// copies would double the memory.
+    template <class List>
+    void makeRoom(List& list, std::size_t size) const
+    {
+        if (list.capacity() < size) {
+            const double expected = static_cast<double>(size) * std::min(1.1 / (_done + _share), 3.0);
+            list.reserve(static_cast<std::size_t>(expected));
+        }
+        list.resize(size);
     }
 
     void write(const LeafPolygons& leaf)

@@ -22,10 +22,12 @@ constexpr double kMargin = 1;      ///< cells
 /// The blocks of one round.
 class Blocks {
 public:
-    Blocks(const SurfaceGrid& grid, std::int32_t cells) : _grid(grid), _cells(cells)
+    Blocks(const SurfaceGrid& grid, std::int32_t cells)
     {
         for (std::size_t axis = 0; axis < 3; ++axis) {
             _counts[axis] = static_cast<std::size_t>((grid.cellCount(axis) + cells - 1) / cells);
+            _first[axis] = grid.coordinate(axis, 0);
+            _blocksOfLength[axis] = 1 / (grid.spacing[axis] * cells);
         }
     }
 
@@ -39,17 +41,17 @@ public:
     {
         Index3 at;
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            const double place = (p[axis] - _grid.coordinate(axis, 0)) / (_grid.spacing[axis] * _cells);
-            at[axis] = static_cast<std::int32_t>(
-                std::clamp(std::floor(place), 0.0, static_cast<double>(_counts[axis] - 1)));
+            const double place = (p[axis] - _first[axis]) * _blocksOfLength[axis];
+            at[axis] =
+                std::clamp(static_cast<std::int32_t>(place), 0, static_cast<std::int32_t>(_counts[axis]) - 1);
         }
         return at;
     }
 
 private:
-    const SurfaceGrid& _grid;
-    std::int32_t _cells;
     std::array<std::size_t, 3> _counts{};
+    Point _first{};          ///< the lower corner of the first block
+    Point _blocksOfLength{}; ///< blocks for each model unit
 };
 
 /// The triangles of each block, with those of its neighbours whose boxes reach into it.

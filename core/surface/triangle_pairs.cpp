@@ -78,16 +78,9 @@ public:
 
     const Point& at(std::uint32_t vertex) const { return _vertices[vertex]; }
 
-    bool intersect(const Triangle& s, const Triangle& t) const
+    bool intersect(const Triangle& s, const Triangle& t, std::span<const std::uint32_t> shared) const
     {
-        std::uint32_t shared[3];
-        std::size_t count = 0;
-        for (const std::uint32_t v : s) {
-            if (std::find(t.begin(), t.end(), v) != t.end()) {
-                shared[count++] = v;
-            }
-        }
-        switch (count) {
+        switch (shared.size()) {
         case 0:
             return apart(s, t);
         case 1:
@@ -159,6 +152,96 @@ private:
     }
 };
 
+/// Vertices whose triangles lie around them side by side, seen along one direction: such triangles can't meet
+/// but in what they share. Most vertices of a mesh are like that, and few pairs are left for predicates.
+class FlatFans {
+public:
+    FlatFans(std::span<const Point> vertices, std::span<const Triangle> triangles)
+        : _vertices(vertices),
+          _triangles(triangles),
+          _first(vertices.size() + 1, 0),
+          _corners(3 * triangles.size()),
+          _known(vertices.size(), Known::Nothing)
+    {
+        for (const Triangle& t : triangles) {
+            for (const std::uint32_t v : t) {
+                ++_first[v + 1];
+            }
+        }
+        for (std::size_t v = 0; v < vertices.size(); ++v) {
+            _first[v + 1] += _first[v];
+        }
+        std::vector<std::uint32_t> end(_first.begin(), _first.end() - 1);
+        for (std::uint32_t t = 0; t < triangles.size(); ++t) {
+            for (std::uint32_t k = 0; k < 3; ++k) {
+                _corners[end[triangles[t][k]]++] = 3 * t + k;
+            }
+        }
+    }
+
+    bool isFlat(std::uint32_t vertex)
+    {
+        if (_known[vertex] == Known::Nothing) {
+            _known[vertex] = findOut(vertex) ? Known::Flat : Known::Other;
+        }
+        return _known[vertex] == Known::Flat;
+    }
+
+private:
+    enum class Known : std::uint8_t { Nothing, Flat, Other };
+    static constexpr std::size_t kMost = 16;
+    /// Normals lie within 60 degrees of their mean, far from where rounding matters.
+    static constexpr double kLeastCosine = 0.5;
+
+    std::span<const Point> _vertices;
+    std::span<const Triangle> _triangles;
+    std::vector<std::uint32_t> _first; ///< of each vertex, in `_corners`
+    std::vector<std::uint32_t> _corners;
+    std::vector<Known> _known;
+
+    bool findOut(std::uint32_t vertex) const
+    {
+        const std::size_t n = _first[vertex + 1] - _first[vertex];
+        if (n < 3 || n > kMost) {
+            return false;
+        }
+        std::uint32_t after[kMost];
+        std::uint32_t before[kMost];
+        Point normals[kMost];
+        Point mean{};
+        const Point& p = _vertices[vertex];
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::uint32_t corner = _corners[_first[vertex] + i];
+            const Triangle& t = _triangles[corner / 3];
+            after[i] = t[(corner + 1) % 3];
+            before[i] = t[(corner + 2) % 3];
+            normals[i] = cross(_vertices[after[i]] - p, _vertices[before[i]] - p);
+            normalize(normals[i]);
+            mean = mean + normals[i];
+        }
+        if (!(normalize(mean) > 0)) {
+            return false;
+        }
+        // Seen along the mean, each triangle turns to the left. Around the vertex there is one turn if just
+        // one of them passes the half axis at which a height changes from negative.
+        const std::size_t least = std::abs(mean[0]) < std::abs(mean[1])
+                                      ? (std::abs(mean[0]) < std::abs(mean[2]) ? 0u : 2u)
+                                      : (std::abs(mean[1]) < std::abs(mean[2]) ? 1u : 2u);
+        Point up{};
+        up[least] = 1;
+        up = cross(mean, up);
+        int turns = 0;
+        for (std::size_t i = 0; i < n; ++i) {
+            if (!(dot(normals[i], mean) > kLeastCosine) || std::count(before, before + n, after[i]) != 1 ||
+                std::count(after, after + n, after[i]) != 1) {
+                return false;
+            }
+            turns += dot(up, _vertices[after[i]] - p) < 0 && dot(up, _vertices[before[i]] - p) >= 0 ? 1 : 0;
+        }
+        return turns == 1;
+    }
+};
+
 struct Box {
     Point lower{HUGE_VAL, HUGE_VAL, HUGE_VAL};
     Point upper{-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
@@ -214,6 +297,7 @@ public:
     }
 
     std::span<const Item> items() const { return _items; }
+    bool overlaps(const Box& box) const { return !_nodes.empty() && overlap(box, _nodes[0].box); }
 
     /// Calls found(item) for each box that overlaps one.
     template <class Found>
@@ -287,26 +371,49 @@ void forEachIntersection(std::span<const Point> vertices, std::span<const Triang
                          std::span<const std::uint8_t> isWanted,
                          const std::function<void(std::uint32_t, std::uint32_t)>& found)
 {
+    const auto wants = [&](std::uint32_t triangle) { return isWanted.empty() || isWanted[triangle] != 0; };
     std::vector<BoxTree::Item> items;
     for (std::uint32_t t = 0; t < triangles.size(); ++t) {
-        if (!isDegenerate(vertices, triangles[t])) {
+        if (wants(t) && !isDegenerate(vertices, triangles[t])) {
             items.push_back({boxOf(vertices, triangles[t]), t});
         }
     }
     const BoxTree tree(std::move(items));
     const Intersections intersections(vertices);
-    const auto wants = [&](std::uint32_t triangle) { return isWanted.empty() || isWanted[triangle] != 0; };
-    for (const BoxTree::Item& item : tree.items()) {
-        if (!wants(item.number)) {
-            continue;
+    FlatFans fans(vertices, triangles);
+    const auto meet = [&](std::uint32_t first, std::uint32_t second) {
+        const Triangle& s = triangles[first];
+        const Triangle& t = triangles[second];
+        std::uint32_t shared[3];
+        std::size_t count = 0;
+        for (const std::uint32_t v : s) {
+            if (v == t[0] || v == t[1] || v == t[2]) {
+                if (fans.isFlat(v)) {
+                    return false;
+                }
+                shared[count++] = v;
+            }
         }
-        tree.forEachOverlapping(item.box, [&](const BoxTree::Item& other) {
+        return intersections.intersect(s, t, {shared, count});
+    };
+    const auto ask = [&](std::uint32_t triangle, const Box& box) {
+        tree.forEachOverlapping(box, [&](const BoxTree::Item& item) {
             // A pair of two wanted ones is met twice.
-            if (item.number != other.number && (item.number < other.number || !wants(other.number)) &&
-                intersections.intersect(triangles[item.number], triangles[other.number])) {
-                found(item.number, other.number);
+            if (triangle != item.number && (triangle < item.number || !wants(triangle)) &&
+                meet(triangle, item.number)) {
+                found(triangle, item.number);
             }
         });
+    };
+    // In the order of the tree, so that one walks through the same nodes as the one before.
+    for (const BoxTree::Item& item : tree.items()) {
+        ask(item.number, item.box);
+    }
+    for (std::uint32_t t = 0; t < triangles.size(); ++t) {
+        const Box box = boxOf(vertices, triangles[t]);
+        if (!wants(t) && tree.overlaps(box) && !isDegenerate(vertices, triangles[t])) {
+            ask(t, box);
+        }
     }
 }
 

@@ -4,6 +4,7 @@
 #include "core/values/interval.h"
 
 #include <concepts>
+#include <cstddef>
 #include <limits>
 
 namespace zrk {
@@ -85,6 +86,23 @@ public:
     IntervalBatch& operator*=(const IntervalBatch& other);
     IntervalBatch& operator/=(const IntervalBatch& other);
 };
+
+/// Returns what `function` gives for the interval of each lane, one after the other: for a function whose
+/// bounds take branches.
+template <class Function>
+IntervalBatch eachLane(const IntervalBatch& x, Function function)
+{
+    double lower[Batch::size];
+    double upper[Batch::size];
+    x.lower.store(lower);
+    x.upper.store(upper);
+    for (std::size_t lane = 0; lane < Batch::size; ++lane) {
+        const Interval<double> y = function(Interval<double>{lower[lane], upper[lane]});
+        lower[lane] = y.lower;
+        upper[lane] = y.upper;
+    }
+    return IntervalBatch::ordered(Batch::load(lower), Batch::load(upper));
+}
 
 /// Units in the last place by which bounds of transcendental functions are moved outwards: 3.5 for the end's
 /// own error and 3.5 for the sample's, doubled where the two straddle a power of two, and rounded up.

@@ -44,7 +44,7 @@ int graphCount()
     return wanted ? std::atoi(wanted) : 40;
 }
 
-TEST(Surfaces, OfRandomGraphsAreClean)
+TEST(GraphSurfaces, OfRandomGraphsAreClean)
 {
     int withSurface = 0;
     for (int seed = 0; seed < graphCount(); ++seed) {
@@ -65,7 +65,7 @@ TEST(Surfaces, OfRandomGraphsAreClean)
     EXPECT_GT(withSurface, graphCount() / 3) << "the graphs say something";
 }
 
-TEST(Surfaces, OfExamplesAreCleanThinnedOrNot)
+TEST(GraphSurfaces, OfExamplesAreCleanThinnedOrNot)
 {
     int count = 0;
     for (const auto& entry : std::filesystem::directory_iterator(zrktest::sourceFolder() / "examples")) {

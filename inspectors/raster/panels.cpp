@@ -64,19 +64,20 @@ void imageExtrudePanel(ZRK2DImageExtrude& c, ZRKPropertyView& view)
     view.popLayout();
 }
 
+/// Without a choice there is no volume either: the stack is emptied.
 void loadFolder(ZRK3DImage& c, QPushButtonWrapper& button, const FileRequest& request)
 {
     const std::vector<std::string> paths = ZRKApp::ui().askForFiles(request, button.window());
+    const std::string folder = paths.empty() ? std::string() : paths.front();
     ZRKDocument* document = ZRKApp::ui().document();
-    if (paths.empty()) {
-        return;
-    }
     if (!document) {
         UIField::say(&button, "no document is open that could take a volume in");
         return;
     }
-    c.loadFolder(document->images3d(), paths.front());
-    UIField::say(&button, c.image.value() ? "" : paths.front() + ": found no slices that make a volume");
+    c.loadFolder(document->images3d(), folder);
+    UIField::say(&button, c.image.value()  ? ""
+                          : folder.empty() ? "no folder was chosen: the stack is empty now"
+                                           : folder + ": found no slices that make a volume");
 }
 
 void loadSlices(ZRK3DImage& c, QPushButtonWrapper& button, const FileRequest& request)

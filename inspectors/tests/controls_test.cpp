@@ -9,6 +9,7 @@
 #include "components/transforms/matrix_transform.h"
 #include "components/transport/image_sweep.h"
 #include "inspectors/css_style.h"
+#include "inspectors/describe.h"
 #include "inspectors/fall_off_editor.h"
 #include "inspectors/field.h"
 #include "inspectors/gradient_editor.h"
@@ -19,7 +20,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 namespace zrkui {
@@ -169,6 +172,147 @@ TEST(Controls, KeepWhatTheyCantShowInFull)
         << "the others stay as they were";
 }
 
+/// Assigns a value to all numbers of an object; returns how many properties hold some.
+std::size_t setNumbers(ZRKObject& object, double value)
+{
+    std::size_t count = 0;
+    for (ZRKPropertyBase* property : object.properties()) {
+        if (auto* number = dynamic_cast<ZRKProperty<double>*>(property)) {
+            number->set(value);
+        } else if (auto* vector = dynamic_cast<ZRKProperty<zrk::Tensor<3, double>>*>(property)) {
+            vector->set({value, value, value});
+        } else if (auto* matrix = dynamic_cast<ZRKProperty<zrk::Matrix4>*>(property)) {
+            zrk::Matrix4 all;
+            std::fill(std::begin(all), std::end(all), value);
+            matrix->set(all);
+        } else if (auto* fallOff = dynamic_cast<ZRKProperty<ZRKFallOffFunction>*>(property)) {
+            fallOff->set({value, value, zrk::FallOffCurve::smooth});
+        } else if (auto* curve = dynamic_cast<ZRKProperty<ScalarCurve>*>(property)) {
+            curve->set(ScalarCurve::through({{0, value}, {value, 1}, {1, value}}));
+        } else {
+            continue;
+        }
+        ++count;
+    }
+    return count;
+}
+
+/// The stored form, with NaN and infinities as words.
+std::string textOf(const ZRKObject& object)
+{
+    std::string text;
+    for (const ZRKPropertyBase* property : object.properties()) {
+        const ZRKJson value = property->valueJson().flatten();
+        for (const ZRKJson& one : value.is_object() ? value : ZRKJson{{"", property->valueJson()}}) {
+            text += one.is_number_float() ? std::to_string(one.get<double>()) + " " : one.dump() + " ";
+        }
+    }
+    return text;
+}
+
+// Panels show whatever a component holds, and neither showing it nor going through the controls changes it.
+TEST(Controls, OfAllPanelsLeaveOddNumbersAlone)
+{
+    for (const auto& entry : ZRKGraphObject::registry().entries()) {
+        SCOPED_TRACE(entry.className);
+        const auto graph = ZRKGraph::create();
+        const auto node = graph->addNode(entry.factory());
+        ZRKPropertyView view;
+        node.object()->onInspection(&view, node);
+        view.resize(480, 400);
+        view.show();
+        std::size_t events = 0;
+        const nod::scoped_connection counter =
+            node.object()->addListener([&events](const ZRKEvent&) { ++events; });
+        for (const double value : {kNaN, kInf, -kInf, 1e300, -1e-300, 0.123456789012345}) {
+            SCOPED_TRACE(value);
+            events = 0;
+            const std::size_t edits = setNumbers(*node.object(), value);
+            const std::string before = textOf(*node.object());
+            view.grab();
+            for (QWidget* control : view.findChildren<QWidget*>()) {
+                if (auto* field = dynamic_cast<NumberField*>(control)) {
+                    field->setFocus();
+                    QTest::keyClick(field, Qt::Key_Return);
+                    type(*field, shownIn(*field));
+                }
+            }
+            EXPECT_EQ(textOf(*node.object()), before);
+            EXPECT_EQ(events, edits);
+        }
+    }
+}
+
+// The Tab key goes through all controls of a panel. One sees where it is, and each has a name.
+TEST(Controls, OfAllPanelsCanBeReachedByKeyboard)
+{
+    for (const auto& entry : ZRKGraphObject::registry().entries()) {
+        SCOPED_TRACE(entry.className);
+        const auto graph = ZRKGraph::create();
+        const auto node = graph->addNode(entry.factory());
+        ZRKPropertyView view;
+        node.object()->onInspection(&view, node);
+        view.resize(480, 400);
+        view.show();
+        view.activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&view));
+        std::vector<QWidget*> reached;
+        for (int i = 0; i < 64; ++i) {
+            QWidget* focused = QApplication::focusWidget();
+            reached.push_back(focused ? focused : &view);
+            if (focused) {
+                const QImage with = focused->grab().toImage();
+                focused->clearFocus();
+                EXPECT_NE(with, focused->grab().toImage())
+                    << "no sign of the focus on a " << focused->metaObject()->className() << " \""
+                    << focused->accessibleName().toStdString() << "\"";
+                focused->setFocus(Qt::TabFocusReason);
+            }
+            QTest::keyClick(reached.back(), Qt::Key_Tab);
+        }
+        for (QWidget* control : view.findChildren<QWidget*>()) {
+            const bool isControl = dynamic_cast<UIDescribed*>(control) && !dynamic_cast<QLabel*>(control) &&
+                                   control->isVisible() && control->isEnabled();
+            if (!isControl) {
+                continue;
+            }
+            const auto isReached = std::any_of(reached.begin(), reached.end(), [control](QWidget* focused) {
+                return focused == control || control->isAncestorOf(focused);
+            });
+            EXPECT_TRUE(isReached) << describeControl(*control).dump();
+            QWidget* named = control->focusProxy() ? control->focusProxy() : control;
+            EXPECT_FALSE(named->accessibleName().isEmpty() && control->accessibleName().isEmpty())
+                << describeControl(*control).dump();
+        }
+    }
+}
+
+TEST(Controls, FollowWholeNumbersAndMatrices)
+{
+    OpenedPanel<ZRKRasterFX> fx;
+    fx.component->resolution.set(-5);
+    EXPECT_EQ(shownIn(*fx.find<QSpinBoxWrapper>()), QString::fromUtf8("\u22125"));
+    fx.component->resolution.set(std::numeric_limits<int>::max());
+    EXPECT_EQ(shownIn(*fx.find<QSpinBoxWrapper>()), "2147483647");
+    type(*fx.find<QSpinBoxWrapper>(), "1e12");
+    EXPECT_EQ(fx.component->resolution.value(), std::numeric_limits<int>::max())
+        << "cut to what an int holds";
+    EXPECT_EQ(fx.events.size(), 2u);
+
+    OpenedPanel<ZRKMatrixTransform> matrix;
+    zrk::Matrix4 value = zrk::kIdentity4;
+    value[9] = 7; // row 1, column 2
+    matrix.component->matrix.set(value);
+    EXPECT_EQ(matrix.find<VectorWidget<4>>(1)->value(), (zrk::Tensor<4, double>{0, 1, 7, 0}));
+    type(matrix.find<VectorWidget<4>>(3)->field(0), "9e9");
+    EXPECT_EQ(matrix.component->matrix.value()[3], 5000000) << "cut to the range";
+    EXPECT_THAT(matrix.events, ElementsAre("matrix", "matrix"));
+
+    OpenedPanel<ZRKBoxSDF> box;
+    type(box.find<VectorWidget<3>>()->field(0), "9e99");
+    EXPECT_EQ(box.component->center.value()[0], 9e99) << "no limits";
+}
+
 TEST(Controls, TellWhatIsNoNumberAndKeepTheFormerOne)
 {
     OpenedPanel<ZRKCross> cross;
@@ -197,7 +341,8 @@ TEST(Controls, DragAndTurnNumbers)
     ASSERT_TRUE(QTest::qWaitForWindowActive(mask.view.get()));
     slider->clearFocus();
     QTest::mousePress(line, Qt::LeftButton, {}, QPoint(line->width() - 2, 8));
-    QMouseEvent move(QEvent::MouseMove, QPointF(line->width() / 4.0, 8), Qt::LeftButton, Qt::LeftButton, {});
+    const QPointF quarter(line->width() / 4.0, 8);
+    QMouseEvent move(QEvent::MouseMove, quarter, quarter, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(line, &move);
     QTest::mouseRelease(line, Qt::LeftButton, {}, QPoint(line->width() / 4, 8));
     EXPECT_NEAR(mask.component->multiplier.value(), 0.25, 0.02);
@@ -268,7 +413,8 @@ TEST(GradientEditor, EditsItsCurve)
     EXPECT_EQ(editor->selected(), 1);
 
     QTest::mousePress(&plot, Qt::LeftButton, {}, plot.toPixels({0.5, 0.0}).toPoint());
-    QMouseEvent move(QEvent::MouseMove, plot.toPixels({0.25, 0.5}), Qt::LeftButton, Qt::LeftButton, {});
+    const QPointF target = plot.toPixels({0.25, 0.5});
+    QMouseEvent move(QEvent::MouseMove, target, target, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(&plot, &move);
     QTest::mouseRelease(&plot, Qt::LeftButton);
     EXPECT_NEAR(stored()[1][0], 0.25, 1e-9);

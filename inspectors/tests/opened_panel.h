@@ -67,7 +67,8 @@ inline void type(NumberField& field, const QString& text)
     auto* line = field.findChild<QLineEdit*>();
     field.setFocus();
     line->selectAll();
-    QTest::keyClicks(line, text);
+    QKeyEvent keys(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, text); // keyClicks knows ASCII only
+    QCoreApplication::sendEvent(line, &keys);
     QTest::keyClick(line, Qt::Key_Return);
 }
 

@@ -61,8 +61,8 @@ std::string printed(const std::string& className)
 // What each panel holds, letter by letter: layouts, labels, ranges, tool tips, names, dialogs, filters.
 TEST(Panels, HoldTheirControls)
 {
-    const std::string vector = R"( size=3 min=-5000000.0 max=5000000.0)"
-                               "\n";
+    const std::string vector = " size=3\n"; // as free as a number without limits
+    const std::string limitedVector = " size=3 min=-5000000.0 max=5000000.0\n";
     const std::string meshImport =
         "horizontal\n"
         R"--(  button "Import Mesh" dialog={"mode":"files","caption":"Import","filter":"Mesh Files (*.obj)","multiple":true})--"
@@ -172,8 +172,8 @@ TEST(Panels, HoldTheirControls)
         {"ZRKAffineTransform", "horizontal\n"
                                "  vertical\n"
                                "    vector \"translation\"" +
-                                   vector + "    vector \"rotation\"" + vector + "    vector \"scaling\"" +
-                                   vector +
+                                   limitedVector + "    vector \"rotation\"" + limitedVector +
+                                   "    vector \"scaling\"" + limitedVector +
                                    "    button \"reset\"\n"
                                    "  check \"inverse\"\n"},
         {"ZRKPositionVec3", "vertical\n"

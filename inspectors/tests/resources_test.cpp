@@ -5,6 +5,7 @@
 #include "components/mesh/mesh_sdf.h"
 #include "components/operators/geometry_blend.h"
 #include "components/patterns/pattern_designer.h"
+#include "components/raster/image_extrude.h"
 #include "components/raster/image_sampler.h"
 #include "components/raster/image_stack.h"
 #include "components/transport/image_sweep.h"
@@ -17,6 +18,7 @@
 #include "inspectors/list_view.h"
 #include "inspectors/preview.h"
 #include "inspectors/tests/opened_panel.h"
+#include "testing/component_checks.h"
 #include "testing/source_folder.h"
 #include "testing/temporary_folder.h"
 
@@ -27,7 +29,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <filesystem>
+#include <fstream>
 
 namespace zrkui {
 namespace {
@@ -36,6 +41,7 @@ using namespace zrkmodel;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using zrkmodel::testing::sample;
 
 /// A document with resources, and dialogs that answer what the test says.
 class Resources : public zrktest::TemporaryFolder {
@@ -234,13 +240,147 @@ TEST_F(Resources, FillAStackOfSlices)
     EXPECT_THAT(panel.events, ElementsAre("raster", "raster"));
     answer = {};
     panel.button("load slices")->click();
-    panel.button("load folder")->click();
     EXPECT_EQ(panel.events.size(), 2u) << "cancelled";
+    panel.button("load folder")->click();
+    EXPECT_EQ(panel.component->image.value(), nullptr) << "no folder, no volume";
+    EXPECT_TRUE(panel.find<UIPreview>()->picture().isNull());
+    EXPECT_THAT(UIField::of(panel.button("load folder"))->message(), HasSubstr("no folder was chosen"));
     answer = {path("gone")};
     panel.button("load folder")->click();
-    EXPECT_EQ(panel.component->image.value(), nullptr);
     EXPECT_THAT(UIField::of(panel.button("load folder"))->message(), HasSubstr("gone"));
     EXPECT_EQ(asked.back().caption, "get slice");
+}
+
+/// Files that hold nothing of use, each as a picture and as a mesh.
+std::vector<std::string> uselessFiles(const std::filesystem::path& folder, const std::string& ending,
+                                      const std::string& start)
+{
+    const auto put = [&](const char* name, const std::string& content) {
+        std::ofstream(folder / (name + ending), std::ios::binary) << content;
+    };
+    put("empty", "");
+    put("cut", start);
+    put("text", "nothing of that kind");
+    put("zeros", std::string(4096, '\0'));
+    std::filesystem::create_directory(folder / ("folder" + ending));
+    EXPECT_EQ(::mkfifo((folder / ("pipe" + ending)).c_str(), 0600), 0);
+    std::filesystem::create_symlink("loop" + ending, folder / ("loop" + ending));
+    std::vector<std::string> files;
+    for (const char* name : {"empty", "cut", "text", "zeros", "folder", "pipe", "loop", "gone"}) {
+        files.push_back((folder / (name + ending)).string());
+    }
+    return files;
+}
+
+// A message beside the control tells of the file; what was there stays, and nobody waits for a pipe.
+TEST_F(Resources, OfNoUseAreTold)
+{
+    const std::string picture = content("gear.png");
+    const auto pictures = uselessFiles(folder, ".png", picture.substr(0, picture.size() / 2));
+    const auto meshes = uselessFiles(folder, ".obj", "v 0 0 0\nv 1 0");
+
+    OpenedPanel<ZRKScalarImageSampler> sampler;
+    auto* picker = sampler.find<ZRKImagePicker>();
+    picker->choose(resources->images2d()[0].object);
+    const auto expectTold = [](QWidget* control, const std::string& file) {
+        const std::string told = UIField::of(control)->message();
+        EXPECT_THAT(told, HasSubstr(std::filesystem::path(file).filename().string()));
+        UIField::say(control, "");
+    };
+    sampler.events.clear();
+    for (const std::string& file : pictures) {
+        SCOPED_TRACE(file);
+        answer = {file};
+        picker->openFile();
+        EXPECT_EQ(sampler.component->image.value(), resources->images2d()[0].object);
+        expectTold(picker, file);
+    }
+    EXPECT_THAT(sampler.events, IsEmpty());
+    EXPECT_EQ(resources->images2d().size(), 1u) << "the document takes none of them in";
+
+    OpenedPanel<ZRKMeshSDF> mesh;
+    answer = {path("triangle.obj")};
+    mesh.button("Import Mesh")->click();
+    const auto former = mesh.component->field();
+    for (const std::string& file : meshes) {
+        SCOPED_TRACE(file);
+        answer = {file};
+        mesh.button("Import Mesh")->click();
+        EXPECT_EQ(mesh.component->field(), former);
+        expectTold(mesh.button("Import Mesh"), file);
+    }
+    OpenedPanel<ZRKBeamSDF> beams;
+    for (const std::string& file : meshes) {
+        SCOPED_TRACE(file);
+        answer = {file};
+        beams.button("Import Mesh")->click();
+        expectTold(beams.button("Import Mesh"), file);
+    }
+
+    OpenedPanel<ZRK3DImage> stack;
+    for (const std::string& file : pictures) {
+        SCOPED_TRACE(file);
+        answer = {file};
+        stack.button("load slices")->click();
+        expectTold(stack.button("load slices"), file);
+        stack.button("load folder")->click();
+        expectTold(stack.button("load folder"), file);
+        EXPECT_EQ(stack.component->image.value(), nullptr);
+    }
+    answer = {pictures[2], path("gear.png"), pictures[1]};
+    stack.button("load slices")->click();
+    EXPECT_FALSE(stack.find<UIPreview>()->picture().isNull()) << "those that are slices";
+    EXPECT_THAT(UIField::of(stack.button("load slices"))->message(), HasSubstr("1 more"));
+}
+
+TEST_F(Resources, SlidersOfASweepActOnItsVolume)
+{
+    OpenedPanel<ZRKImageSweep> panel;
+    panel.component->pick(panel.component->imageA, resources->ensureImage2d(path("ring.png")).image);
+    panel.component->pick(panel.component->imageB, resources->images2d()[0].object);
+    panel.component->resolution.set(8);
+    panel.component->steps.set(3);
+    panel.button("compute >>")->click();
+    const auto value = [&] { return sample(panel.component, {0.3, 0.4, 0.5})[0]; };
+    double former = value();
+    const std::pair<int, const char*> edits[] = {{0, "0.05"}, {1, "0.1"}}; // smoothing, transport
+    for (const auto& [slider, text] : edits) {
+        type(*panel.find<SliderFWrapper>(slider), text);
+        EXPECT_NE(value(), former);
+        former = value();
+    }
+}
+
+TEST_F(Resources, TooLargeASweepIsTold)
+{
+    OpenedPanel<ZRKImageSweep> panel;
+    panel.component->pick(panel.component->imageA, resources->images2d()[0].object);
+    panel.component->pick(panel.component->imageB, resources->images2d()[0].object);
+    panel.component->resolution.set(1000000);
+    panel.events.clear();
+    panel.button("compute >>")->click();
+    EXPECT_THAT(UIField::of(panel.button("compute >>"))->message(), HasSubstr("\"resolution\""));
+    EXPECT_THAT(panel.events, IsEmpty());
+}
+
+TEST_F(Resources, AreFollowedByTheirPickers)
+{
+    OpenedPanel<ZRK2DImageExtrude> panel;
+    panel.component->imageYZ.set(resources->images2d()[0].object);
+    EXPECT_EQ(panel.find<ZRKImagePicker>(1)->image(), resources->images2d()[0].object);
+    EXPECT_EQ(panel.find<ZRKImagePicker>(0)->image(), nullptr);
+    panel.component->compositing.set("union");
+    auto* combo = panel.find<QComboBoxWrapper>();
+    EXPECT_EQ(combo->currentText(), "union");
+    EXPECT_THAT(panel.events, ElementsAre("imageYZ", "compositing"));
+    combo->setFocus();
+    QTest::keyClick(combo, Qt::Key_Home);
+    EXPECT_EQ(panel.component->compositing.value(), "add");
+    EXPECT_THAT(panel.events, ElementsAre("imageYZ", "compositing", "compositing"));
+    panel.component->compositing.set("of old");
+    EXPECT_EQ(combo->currentIndex(), -1);
+    panel.open();
+    EXPECT_EQ(panel.component->compositing.value(), "add") << "an unknown name becomes the first";
 }
 
 TEST_F(Resources, AreSweptWithProgressAndStop)

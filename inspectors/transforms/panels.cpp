@@ -66,11 +66,23 @@ void matrixPanel(ZRKMatrixTransform& c, ZRKPropertyView& view)
     view.popLayout();
 }
 
+/// Its numbers have the range of a VectorWidget.
+void addVector(ZRKPropertyView& view, ZRKProperty<zrk::Tensor<3, double>>& property)
+{
+    constexpr double kLimit = VectorWidget<3>::kLimit;
+    ZRKDynamicPropertyPack pack(property.owner());
+    pack.add(property, zrk::Tensor<3, double>{-kLimit, -kLimit, -kLimit},
+             zrk::Tensor<3, double>{kLimit, kLimit, kLimit});
+    addFirstEntry(view, pack);
+}
+
 void affinePanel(ZRKAffineTransform& c, ZRKPropertyView& view)
 {
     view.pushHBoxLayout();
     view.pushVBoxLayout();
-    addPropertyWidgets(view, c.translation, c.rotation, c.scaling);
+    for (auto* property : {&c.translation, &c.rotation, &c.scaling}) {
+        addVector(view, *property);
+    }
     view.addButton("reset", {}, [&c] { c.reset(); });
     view.popLayout();
     addPropertyWidget(view, c.inverse);

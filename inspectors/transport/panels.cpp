@@ -28,8 +28,8 @@ void addBlendPage(ZRKImageSweep& c, ZRKPropertyView& page)
     page.pushHBoxLayout();
     page.pushVBoxLayout();
     addPropertyWidgets(page, c.steps, c.resolution);
-    addShareSlider(page, c.smoothing);
-    addShareSlider(page, c.transport);
+    addShareSlider(page, c.smoothing, [&c](double value) { c.moveSmoothing(value); });
+    addShareSlider(page, c.transport, [&c](double value) { c.moveTransport(value); });
     page.popLayout();
     const std::pair<const char*, ZRKProperty<ZRKImageSweep::Image>*> pickers[] = {
         {"A", &c.imageA}, {"B", &c.imageB}, {"obstacle", &c.obstacle}};

@@ -548,6 +548,23 @@ TEST_F(ResourceProperty, AnArrivalReachesNoPropertyThatIsGoneOrWaitsAnew)
     EXPECT_EQ(anew->changes, 1);
 }
 
+// Whoever hears of an arrival first may clone one who hasn't heard of it yet.
+TEST_F(ResourceProperty, ACloneMadeDuringTheArrivalHasTheResource)
+{
+    const auto x = library->add("x");
+    std::shared_ptr<Holder> twin;
+    const auto first = x->addListener([&] { twin = std::dynamic_pointer_cast<Holder>(holder->clone()); });
+    read({{"shape", "x"}});
+    const auto arrived = shape("x");
+    x->resolve(arrived);
+    EXPECT_EQ(holder->shape.value(), arrived);
+    ASSERT_NE(twin, nullptr);
+    EXPECT_EQ(twin->shape.value(), arrived);
+    EXPECT_FALSE(twin->shape.isWaiting());
+    EXPECT_EQ(twin->changes, 0);
+    EXPECT_EQ(twin->shape.valueJson(), "x");
+}
+
 TEST_F(ResourceProperty, ALateOneOfAnotherClassIsNullAndKeepsTheReference)
 {
     const auto x = library->add("x");

@@ -176,6 +176,21 @@ TEST_F(MultipoleUVW, FollowsEachReferencedGeometryOnce)
     EXPECT_EQ(eventsOf(a), 0) << "nothing is left behind";
 }
 
+// A geometry calls those who listened when its change began, even if one of them does away with another.
+TEST_F(MultipoleUVW, MayGoWhileAGeometryChanges)
+{
+    multipole->poles.add(Pole(a, 1));
+    auto second = std::make_shared<ZRKMultipoleUVW>();
+    second->poles.add(Pole(a, 1));
+    int heard = 0;
+    const nod::scoped_connection ofSecond = second->addListener([&heard](const ZRKEvent&) { ++heard; });
+    const nod::scoped_connection ofFirst =
+        multipole->addListener([&second](const ZRKEvent&) { second.reset(); });
+    EXPECT_EQ(eventsOf(a), 1);
+    EXPECT_EQ(second, nullptr);
+    EXPECT_EQ(heard, 0);
+}
+
 TEST_F(MultipoleUVW, WritesNothingWithoutAUsablePole)
 {
     const std::vector<double> untouched{0, 0, 0, 0};

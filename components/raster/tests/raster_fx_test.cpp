@@ -1,14 +1,19 @@
 #include "components/raster/raster_fx.h"
 
+#include "core/engine/prepared_field.h"
+#include "core/engine/progress.h"
 #include "core/engine/rasterize.h"
 #include "core/raster/gaussian_blur.h"
 #include "core/raster/gaussian_kernel.h"
+#include "model/deferred_work.h"
 #include "testing/component_checks.h"
 
+#include <atomic>
 #include <cmath>
 #include <functional>
 #include <optional>
 #include <stdexcept>
+#include <thread>
 
 namespace zrkmodel {
 namespace {
@@ -192,6 +197,112 @@ TEST(RasterFX, AFieldThatThrowsLeavesTheFormerRaster)
     EXPECT_THROW(built.at({0, 0, 0}), std::runtime_error);
     built.field->function = bumps;
     EXPECT_NEAR(built.at({0, 0, 0}), 0.0, 0.1) << "still stale and asked";
+}
+
+/// The evaluators of a field, what takes long put off.
+zrk::PreparedField deferred(const Node& node)
+{
+    const ZRKDeferredBuilding building;
+    return zrk::PreparedField(outputField(node));
+}
+
+double valueOf(const zrk::PreparedField& field, const Vector& p)
+{
+    double value = 0;
+    field.evaluate(&p[0], &p[1], &p[2], 1, &value);
+    return value;
+}
+
+// The first sample freezes what was there when the evaluators were built, and the component has it then.
+TEST(RasterFX, PutsTheFreezingOff)
+{
+    std::atomic<int> samples = 0;
+    Built built([&samples](const Vector& p) {
+        ++samples;
+        return slope(p);
+    });
+    built.effect->autoUpdate.set(false);
+    built.effect->update();
+    const Vector p{0.5, 0, 0};
+    const zrk::PreparedField field = deferred(built.node);
+    EXPECT_EQ(samples, 0);
+    built.field->function = bumps; // announced to no one
+    EXPECT_NEAR(valueOf(field, p), 1.5, 1e-13);
+    EXPECT_GT(samples, 0);
+    EXPECT_NEAR(built.at(p), 1.5, 1e-13) << "computed, no longer asked for";
+
+    const auto copy = std::dynamic_pointer_cast<ZRKRasterFX>(built.effect->clone());
+    EXPECT_TRUE(std::isnan(sample(copy, p)[0])) << "it has the raster, in no box";
+
+    built.field->anything.set(1.0);
+    built.effect->update();
+    const zrk::PreparedField neverRead = deferred(built.node);
+    EXPECT_NEAR(valueOf(field, p), 1.5, 1e-13);
+    EXPECT_NE(built.at(p), 1.5) << "still asked for";
+}
+
+// Numbers are those of evaluators that were complete when built, through a raster of a raster and a gradient.
+TEST(RasterFX, PutOffGivesTheSameBits)
+{
+    const auto graph = [](Built& built) {
+        built.effect->blurRadius.set(0.3);
+        const auto second = std::make_shared<ZRKRasterFX>();
+        second->autoUpdate.set(true);
+        second->resolution.set(5);
+        const Node node = built.graph->addNode(second);
+        EXPECT_EQ(built.graph->connect(out(built.node), in(node)), ZRKLinkResult::Done);
+        return node;
+    };
+    Built atOnce(bumps);
+    Built later(bumps);
+    const zrk::PreparedField now(outputField(graph(atOnce)));
+    const zrk::PreparedField then = deferred(graph(later));
+    for (const Vector& p : {Vector{0.1, 0.2, 0.3}, Vector{-1, 1, 0.7}, Vector{5, 0, 0}}) {
+        EXPECT_EQ(valueOf(now, p), valueOf(then, p));
+    }
+}
+
+TEST(RasterFX, PutOffAndStoppedBeginsAnew)
+{
+    Built built(slope);
+    struct Stop final : zrk::ProgressMonitor {
+        bool wanted = true;
+        void progress(double) override {}
+        bool interruptRequested() override { return wanted; }
+    } stop;
+    built.effect->resolution.set(64);
+    const zrk::PreparedField field = deferred(built.node);
+    const ZRKDeferredRun run(stop);
+    EXPECT_THROW(valueOf(field, {0, 0, 0}), zrk::FaultError);
+    stop.wanted = false;
+    EXPECT_NEAR(valueOf(field, {0, 0, 0}), 1, 1e-12);
+}
+
+// One who freezes the field for long keeps no one from announcing a change, and what was asked for before the
+// change doesn't count as what comes after it.
+TEST(RasterFX, ChangesDontWaitForTheFreezing)
+{
+    std::atomic<bool> isSampling = false;
+    std::atomic<bool> mayEnd = false;
+    Built built([&](const Vector& p) {
+        isSampling = true;
+        while (!mayEnd) {
+            std::this_thread::yield();
+        }
+        return slope(p);
+    });
+    double before = 0;
+    std::thread reader([&] { before = built.at({0.5, 0, 0}); });
+    while (!isSampling) {
+        std::this_thread::yield();
+    }
+    built.effect->onUpstreamChange(built.node, {"anything", built.field.get()});
+    const auto copy = built.effect->clone();
+    mayEnd = true;
+    reader.join();
+    EXPECT_NEAR(before, 1.5, 1e-13);
+    built.field->function = bumps;
+    EXPECT_NE(built.at({0.5, 0, 0}), 1.5) << "the raster is stale";
 }
 
 TEST(RasterFX, StoresWhatDocumentsCarry)

@@ -1,14 +1,17 @@
 #include "components/transport/image_sweep.h"
 
+#include "core/engine/prepared_field.h"
 #include "core/engine/progress.h"
 #include "core/raster/gaussian_blur.h"
 #include "core/raster/gaussian_kernel.h"
 #include "core/transport/solver.h"
 #include "model/channel_names.h"
+#include "model/deferred_work.h"
 #include "testing/component_checks.h"
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace zrkmodel {
 namespace {
@@ -155,6 +158,28 @@ TEST(ImageSweep, AssigningAValueDoesNotMakeTheVolumeAnew)
     sweep.component->moveSmoothing(0.0);
     EXPECT_NE(heard, after);
     EXPECT_EQ(heard, sweep.node(2, 3, 1));
+}
+
+// The first sample mixes and blurs with the numbers of the time when the evaluator was built.
+TEST(ImageSweep, PutsTheVolumeOff)
+{
+    const Sweep expected(0.5, 0.3);
+    Sweep sweep(0.5, 0.3);
+    sweep.component->invalidateOutputRaster();
+    const auto graph = ZRKGraph::create();
+    const ZRKGraph::Node node = graph->addNode(sweep.component);
+    std::optional<zrk::PreparedField> field;
+    {
+        const ZRKDeferredBuilding deferred;
+        field.emplace(outputField(node));
+    }
+    sweep.component->moveTransport(1.0);
+    sweep.component->moveSmoothing(0.0);
+    const double x = 0.3, y = 0.4, z = 0.25;
+    double value = 0;
+    field->evaluate(&x, &y, &z, 1, &value);
+    EXPECT_EQ(value, sample(expected.component, {x, y, z})[0]);
+    EXPECT_NE(value, sample(sweep.component, {x, y, z})[0]);
 }
 
 TEST(ImageSweep, ComputingReportsAndCanBeStopped)

@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
+#include <vector>
 
 namespace zrk {
 namespace {
@@ -67,6 +69,32 @@ TEST(FieldBounds, HoldEverySampleAndItsWeight)
         }
     }
     EXPECT_GT(bounded, 400);
+}
+
+TEST(FieldBounds, OfManyBoxesAreThoseOfEach)
+{
+    std::mt19937 random(19);
+    for (std::uint32_t seed = 1; seed <= 20; ++seed) {
+        const PreparedField field(
+            chains::RandomChain(seed, seed % 4 ? chains::Closures::None : chains::Closures::Plain).field());
+        for (const std::size_t count : {1u, 9u, 63u, 65u, 200u}) {
+            SCOPED_TRACE("seed " + std::to_string(seed) + ", boxes " + std::to_string(count));
+            std::vector<PositionBox> boxes(count);
+            std::generate(boxes.begin(), boxes.end(), [&] { return randomBox(random); });
+            std::vector<Interval<double>> values(count);
+            std::vector<IntervalRecord> records(count);
+            field.bounds(boxes, values.data());
+            field.bounds(boxes, records.data());
+            for (std::size_t i = 0; i < count; ++i) {
+                const IntervalRecord one = field.bounds(boxes[i]);
+                EXPECT_EQ(values[i].lower, one.components[0].lower);
+                EXPECT_EQ(values[i].upper, one.components[0].upper);
+                EXPECT_EQ(records[i].components[0].upper, one.components[0].upper);
+                EXPECT_EQ(records[i].weight.lower, one.weight.lower);
+                EXPECT_EQ(records[i].weight.upper, one.weight.upper);
+            }
+        }
+    }
 }
 
 TEST(FieldBounds, OverASinglePointAreNarrow)

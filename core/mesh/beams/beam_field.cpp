@@ -1,9 +1,30 @@
 #include "core/mesh/beams/beam_field.h"
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
 namespace zrk {
 
+namespace {
+
+double largestNumber(std::span<const Capsule<double>> beams)
+{
+    double largest = 0;
+    for (const Capsule<double>& beam : beams) {
+        const double numbers[] = {beam.start[0], beam.start[1], beam.start[2], beam.length, beam.radius};
+        for (const double number : numbers) {
+            largest = std::isfinite(number) ? std::max(largest, std::abs(number))
+                                            : std::numeric_limits<double>::infinity();
+        }
+    }
+    return largest;
+}
+
+} // namespace
+
 BeamField::BeamField(std::span<const Capsule<double>> beams, const LatticeGrid* grid)
-    : _tree(beams, beams.empty() ? 0.0 : beams.front().radius)
+    : _tree(beams, beams.empty() ? 0.0 : beams.front().radius), _size(largestNumber(beams))
 {
     if (grid && !beams.empty()) {
         _grid = BeamGrid::over(*grid, beams.front().radius);
@@ -18,6 +39,15 @@ double BeamField::distance(const Tensor<3, double>& p) const
     }
     std::size_t hint = 0;
     return _tree.distance(p, hint);
+}
+
+Interval<double> BeamField::bounds(const CentredBox& box) const
+{
+    // A distance is computed in some twenty operations on numbers of this size.
+    constexpr double kRounding = 64 * std::numeric_limits<double>::epsilon();
+    const double atCenter = distance(box.center);
+    const double size = _size + std::abs(atCenter) + box.reach;
+    return size < 1e120 ? box.around(atCenter, kRounding * size) : Interval<double>::entire();
 }
 
 void BeamField::distances(const double* const (&coordinates)[3], std::size_t count, double* out) const

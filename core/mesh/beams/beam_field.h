@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/engine/centred_box.h"
 #include "core/mesh/beams/beam_grid.h"
 #include "core/mesh/beams/beam_lattice.h"
 #include "core/mesh/beams/beam_tree.h"
@@ -27,9 +28,14 @@ public:
     /// @param out          as long as a row, and aligned; what is beyond `count` means nothing.
     void distances(const double* const (&coordinates)[3], std::size_t count, double* out) const;
 
+    /// Bounds of the distance over a box: it changes by at most as much as the position moves. Entire where
+    /// no beam is near, or where beams aren't finite.
+    Interval<double> bounds(const CentredBox& box) const;
+
 private:
     BeamTree _tree;
     std::optional<BeamGrid> _grid;
+    double _size; ///< of the largest coordinate, length or radius; infinite where one isn't finite
 
     void gridDistances(const double* const (&coordinates)[3], std::size_t count, double* out) const;
 };

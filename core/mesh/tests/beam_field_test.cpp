@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -241,6 +242,37 @@ TEST(BeamField, OfUnusablePositionsAndLatticesIsTheLargestDouble)
     for (const Vector& p :
          {Vector{std::nan(""), 1, 1}, Vector{1, inf, 1}, Vector{1, 1, -inf}, Vector{1e300, 1, 1}}) {
         EXPECT_EQ(lattice->field->distance(p), kNoBeam);
+    }
+}
+
+// Fails for a half diagonal that is too short.
+TEST(BeamField, BoundsHoldEveryDistanceInTheBox)
+{
+    std::mt19937 generator(43);
+    std::uniform_real_distribution<double> unit(0, 1);
+    std::vector<double> vertices(300);
+    std::generate(vertices.begin(), vertices.end(), [&] { return 5 * unit(generator); });
+    std::vector<int> triangles(300);
+    std::generate(triangles.begin(), triangles.end(), [&] { return static_cast<int>(generator() % 100); });
+    for (const auto& lattice : {grid({0, 0, 0}, {5, 5, 5}, 6), grid({1e5, 0, 0}, {1e5 + 1, 1, 1}, 4),
+                                BeamCacheData::ofEdges(vertices, triangles)}) {
+        for (const Vector& center : pointsAround(*lattice, generator, 300)) {
+            if (!(std::abs(center[0]) + std::abs(center[1]) + std::abs(center[2]) < 1e6)) {
+                continue;
+            }
+            const double half = std::pow(10.0, -6 * unit(generator));
+            const Interval<double> bounds =
+                lattice->field->bounds({center, half * std::sqrt(3.0) * (1 + 1e-15)});
+            EXPECT_LT(bounds.upper - bounds.lower, 4 * half + 1e-8);
+            for (int i = 0; i < 20; ++i) {
+                Vector p = center;
+                for (double& x : p) {
+                    x += half *
+                         (i < 4 ? static_cast<double>(generator() % 2) * 2 - 1 : 2 * unit(generator) - 1);
+                }
+                ASSERT_TRUE(bounds.contains(lattice->field->distance(p)));
+            }
+        }
     }
 }
 

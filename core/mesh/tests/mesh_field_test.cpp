@@ -288,6 +288,98 @@ TEST(MeshSign, IsThatOfTheWindingNumber)
     EXPECT_GT(insideCount, 1000);
 }
 
+/// Closed meshes whose surfaces meet, nest or overlap.
+std::vector<NamedMesh> layeredMeshes()
+{
+    const auto joined = [](const std::vector<GeneratedMesh>& parts) {
+        GeneratedMesh all;
+        for (const GeneratedMesh& part : parts) {
+            const auto first = static_cast<std::int32_t>(all.vertices.size() / 3);
+            all.vertices.insert(all.vertices.end(), part.vertices.begin(), part.vertices.end());
+            for (const std::int32_t index : part.indices) {
+                all.indices.push_back(first + index);
+            }
+        }
+        return all;
+    };
+    GeneratedMesh hollow = cube(0.5, 1.5);
+    for (std::size_t t = 0; t < hollow.triangleCount(); ++t) {
+        std::swap(hollow.indices[3 * t], hollow.indices[3 * t + 1]);
+    }
+    return {{"knot", torusKnot(120, 12)},
+            {"sphere", icosphere(8)},
+            {"one in another", joined({cube(0, 2), cube(0.5, 1.5)})},
+            {"hollow", joined({cube(0, 2), hollow})},
+            {"overlapping", joined({cube(0, 2), cube(1, 3), icosphere(6)})},
+            {"thin wall", joined({cube(0, 2), cube(2.0001, 3)})},
+            {"the same twice", joined({icosphere(6), icosphere(6)})}};
+}
+
+// Fails for a ball beside the surface that reaches through a wall, and for a cell of the table of sides that
+// does.
+TEST(MeshSign, NearTheSurfaceIsThatOfTheWindingNumber)
+{
+    std::mt19937 random(31);
+    std::uniform_real_distribution<double> unit(0, 1);
+    std::normal_distribution<double> gauss;
+    for (const auto& [name, mesh] : layeredMeshes()) {
+        SCOPED_TRACE(name);
+        const MeshWindingField field(mesh.vertices, mesh.indices);
+        ASSERT_TRUE(field.isClosed());
+        MeshWindingField::Trail trail;
+        for (int i = 0; i < 4000; ++i) {
+            const std::size_t t = random() % mesh.triangleCount();
+            const double u = i % 5 == 0 ? 0 : unit(random);
+            const double v = i % 7 == 0 ? 0 : (1 - u) * unit(random);
+            Point p = (1 - u - v) * mesh.corner(t, 0) + u * mesh.corner(t, 1) + v * mesh.corner(t, 2);
+            const double away = sizeOf(field) * std::pow(10.0, -11 * unit(random));
+            p = p + away * normalized(Point{gauss(random), gauss(random), gauss(random)});
+            const double d = field.signedDistance(p);
+            if (std::abs(d) > 1e-11 * sizeOf(field)) {
+                ASSERT_EQ(std::signbit(d), field.windingNumber(p) > 0.5) << d << " at " << away;
+                ASSERT_EQ(field.signedDistance(p, trail), d);
+            }
+        }
+    }
+}
+
+// Fails for a half diagonal that is too short, and for an open mesh that is taken for a closed one.
+TEST(MeshBounds, HoldEveryValueInTheBox)
+{
+    std::mt19937 random(37);
+    std::uniform_real_distribution<double> unit(0, 1);
+    auto all = meshes();
+    for (const NamedMesh& layered : layeredMeshes()) {
+        all.push_back(layered);
+    }
+    int narrow = 0;
+    for (const auto& [name, mesh] : all) {
+        MeshWindingField field(mesh.vertices, mesh.indices);
+        for (const std::int32_t mode : {0, 1, 2}) {
+            SCOPED_TRACE(name + ", mode " + std::to_string(mode));
+            field.mode = mode;
+            MeshWindingField::Trail trail;
+            for (const Point& center : pointsAround(mesh, 40, 41)) {
+                const double half = sizeOf(field) * std::pow(10.0, -8 * unit(random));
+                const CentredBox box{center, half * std::sqrt(3.0) * (1 + 1e-15)};
+                const Interval<double> bounds = field.bounds(box, trail);
+                for (int i = 0; i < 20; ++i) {
+                    Point p = center;
+                    for (double& x : p) {
+                        x +=
+                            half * (i < 4 ? static_cast<double>(random() % 2) * 2 - 1 : 2 * unit(random) - 1);
+                    }
+                    const double value = field.value(p);
+                    ASSERT_TRUE(bounds.contains(value))
+                        << value << " in [" << bounds.lower << ", " << bounds.upper << "]";
+                }
+                narrow += mode == 1 && bounds.upper - bounds.lower < 4 * half;
+            }
+        }
+    }
+    EXPECT_GT(narrow, 200);
+}
+
 // Along lines the sign is handed from sample to sample.
 TEST(MeshSign, IsTheSameForOnePointAndForManyInARow)
 {

@@ -220,5 +220,77 @@ TEST(RasterLookup, KeepsItsRasterAlive)
     EXPECT_TRUE(watch.expired());
 }
 
+/// Over random boxes, from a hundredth of a pixel to many times the raster, each value lies within the
+/// bounds, and the bounds of a small box come from the pixels around it.
+template <int C, int D, Border kBorder>
+void expectContained(const std::int32_t (&dims)[D])
+{
+    const auto raster = randomRaster<C, D>(dims, 23);
+    const RasterLookup<C, D, kBorder> lookup(raster);
+    std::mt19937_64 random(29);
+    const auto uniform = [&](double from, double to) {
+        return std::uniform_real_distribution<double>(from, to)(random);
+    };
+    for (int round = 0; round < 300; ++round) {
+        Tensor<D, Interval<double>> box;
+        Tensor<D, IntervalBatch> boxes;
+        for (std::size_t d = 0; d < D; ++d) {
+            const double lower = uniform(-2, 2);
+            box[d] = {lower, lower + std::pow(10.0, uniform(-4, 1))};
+            boxes[d] = IntervalBatch(box[d]);
+        }
+        const auto bounds = lookup(boxes);
+        for (int i = 0; i < 50; ++i) {
+            Tensor<D, double> u;
+            for (std::size_t d = 0; d < D; ++d) {
+                u[d] =
+                    i < 4 ? (i >> d & 1 ? box[d].upper : box[d].lower) : uniform(box[d].lower, box[d].upper);
+            }
+            const auto value = lookup(u);
+            for (std::size_t c = 0; c < C; ++c) {
+                const Interval<double> range = bounds[c].lane(Batch::size - 1);
+                ASSERT_TRUE(range.contains(value[c]))
+                    << value[c] << " in [" << range.lower << ", " << range.upper << "], round " << round;
+            }
+        }
+    }
+}
+
+TEST(RasterLookup, BoundsHoldEveryValue)
+{
+    expectContained<1, 2, Border::Clamp>({37, 5});
+    expectContained<1, 2, Border::Wrap>({37, 5});
+    expectContained<3, 2, Border::Wrap>({1, 9});
+    expectContained<4, 2, Border::Clamp>({64, 64});
+    expectContained<1, 3, Border::Wrap>({20, 7, 33});
+    expectContained<1, 3, Border::Clamp>({2, 1, 130});
+}
+
+TEST(RasterLookup, BoundsOfASmallBoxAreThoseOfTheNearestPixels)
+{
+    auto raster = std::make_shared<Raster<1, 2, double>>(100, 100);
+    for (std::size_t i = 0; i < raster->data.size(); ++i) {
+        raster->data[i] = static_cast<double>(i % 100); // the column
+    }
+    raster->data[9050] = kNaN;
+    raster->data[9494] = kInfinity;
+    const RasterLookup<1, 2, Border::Wrap> lookup(raster);
+    const auto boundsAt = [&](double from, double to, double row) {
+        return lookup(Tensor<2, IntervalBatch>{IntervalBatch(Interval<double>{from / 99, to / 99}),
+                                               IntervalBatch(row / 99)})[0]
+            .lane(0);
+    };
+    EXPECT_NEAR(boundsAt(20.25, 20.75, 10.5).lower, 20, 1e-12);
+    EXPECT_NEAR(boundsAt(20.25, 20.75, 10.5).upper, 21, 1e-12);
+    EXPECT_NEAR(boundsAt(99.25, 99.75, 10.5).lower, 0, 1e-12); // over the seam, from the last to the first
+    EXPECT_NEAR(boundsAt(99.25, 99.75, 10.5).upper, 99, 1e-12);
+    EXPECT_NEAR(boundsAt(-100, 300, 10.5).upper, 99, 1e-11);
+    EXPECT_LT(boundsAt(30, 60, 10.5).upper, 66);      // by blocks, so a little more than 61
+    EXPECT_TRUE(boundsAt(49.5, 49.6, 90).isEntire()); // the column of the NaN
+    EXPECT_TRUE(boundsAt(0, 99, 94).isEntire());
+    EXPECT_FALSE(boundsAt(40.5, 41.5, 90).isEntire());
+    EXPECT_TRUE(boundsAt(kInfinity, kInfinity, 50).isEntire());
+}
+
 } // namespace
 } // namespace zrk
