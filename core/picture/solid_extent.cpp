@@ -75,7 +75,6 @@ SolidExtent findExtent(Tracer& tracer, const Vector3& from)
     look(tracer, {0, 0, -1}, kFromBelow, extent);
     for (std::size_t axis = 0; axis < 3 && extent.isEmpty(); ++axis) {
         look(tracer, kAxes[axis], kCloseLook, extent);
-        look(tracer, kAxes[axis] * -1.0, kCloseLook, extent);
     }
     if (!tracer.work().keepsGoing()) {
         return {};

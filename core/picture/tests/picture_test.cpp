@@ -80,13 +80,18 @@ TEST(Picture, IsTheSameForAnyNumberOfThreads)
     }
 }
 
-// What bounds prove needs no samples: a field that can't be bounded gives the same picture.
+// What bounds prove needs no samples: a field that can't be bounded gives the same picture, but for rays that
+// graze the outline, which look more closely where more samples are known.
 TEST(Picture, IsTheSameWithoutBounds)
 {
     const PictureSettings settings = settingsOf(120);
-    const Drawn with = drawn(prepared(Step{}), settings);
-    const Drawn without = drawn(unbounded(Step{}), settings);
-    EXPECT_EQ(with.last().data, without.last().data);
+    const ShadedPicture with = drawn(prepared(Ball{}), settings).last();
+    const ShadedPicture without = drawn(unbounded(Ball{}), settings).last();
+    std::size_t different = 0;
+    for (std::size_t i = 0; i < with.data.size(); ++i) {
+        different += std::abs(with.data[i] - without.data[i]) > 2 ? 1 : 0;
+    }
+    EXPECT_LE(different, with.data.size() / 500);
 }
 
 TEST(Picture, ComesCoarseFirst)
@@ -108,20 +113,31 @@ TEST(Picture, ComesCoarseFirst)
     for (const ShadedPicture& picture : result.pictures) {
         const std::int32_t w = picture.dims[0];
         const std::int32_t h = picture.dims[1];
-        EXPECT_GT(at(picture, w / 2, h / 2).sum(), at(picture, w / 2 + h / 4, h / 2 + h / 4).sum());
+        EXPECT_GT(at(picture, w / 2, h / 2).sum(), at(picture, w / 2 + h / 6, h / 2 + h / 6).sum());
     }
 }
 
 TEST(Picture, TellsThatThereIsNoSolid)
 {
-    for (const PreparedField& field : {prepared(Ball{{9, 9, 9}, 1}), unbounded(Ball{{9, 9, 9}, 1})}) {
-        const Drawn result = drawn(field, settingsOf(64));
+    PictureSettings beyondTheHole = settingsOf(64);
+    beyondTheHole.region[0] = {0.9, 1.1}; // NaN everywhere
+    const struct {
+        const char* name;
+        PreparedField field;
+        PictureSettings settings;
+    } cases[] = {
+        {"a ball elsewhere", prepared(Ball{{9, 9, 9}, 1}), settingsOf(64)},
+        {"NaN", prepared(Holed{}), beyondTheHole},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const Drawn result = drawn(c.field, c.settings);
         EXPECT_EQ(result.outcome, PictureOutcome::NoSolid);
         EXPECT_TRUE(result.pictures.empty());
     }
 }
 
-// Two of the three looks along the axes would miss it, and so would the first ones.
+// A look at the whole region sees a few pixels of it at most.
 TEST(Picture, FindsASolidThatIsSmall)
 {
     PictureSettings settings = settingsOf(64);
@@ -181,11 +197,17 @@ TEST(Picture, CutsAreBlueWithInkAtTheSurface)
     const Color shallow = at(picture, 165, 100);
     EXPECT_GT(deep.blue, deep.red + 60);
     EXPECT_GT(shallow.red, deep.red + 30);
-    int darkest = 765;
+    // The darkest pixel of a row is where the surface is, and nearly grey.
+    Color darkest = deep;
+    std::int32_t place = 100;
     for (std::int32_t x = 100; x < 200; ++x) {
-        darkest = std::min(darkest, at(picture, x, 100).sum());
+        if (at(picture, x, 100).sum() < darkest.sum()) {
+            darkest = at(picture, x, 100);
+            place = x;
+        }
     }
-    EXPECT_LT(darkest, 200);
+    EXPECT_NEAR(place, 180, 3);
+    EXPECT_LT(darkest.blue - darkest.red, 50);
 }
 
 TEST(Picture, TakesColoursFromAField)
