@@ -6,8 +6,10 @@
 
 #include <memory>
 #include <random>
+#include <span>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace zrk::bench {
@@ -104,77 +106,98 @@ IField unionOfSpheres(int count)
     return all;
 }
 
-/// Positions within boxes as pictures ask for them: `perBox` in each box.
-struct BoxSamples {
-    std::vector<PositionBox> boxes;
-    std::size_t perBox;
+/// Cubes of 16 pixels of a picture of 512^2 over three units, each cut into 64 of 4 pixels, with positions in
+/// these.
+struct Picture {
+    static constexpr std::size_t kParts = 64;
+    static constexpr std::size_t kPerPart = 64;
+    std::vector<PositionBox> boxes = boxesOf(3.0 / 512 * 16, 32);
+    std::vector<PositionBox> parts;
     std::vector<double> x, y, z;
     std::vector<double> values;
 
-    BoxSamples(double edge, std::size_t count, std::size_t samplesPerBox)
-        : boxes(boxesOf(edge, count)), perBox(samplesPerBox), values(count * samplesPerBox)
+    Picture()
     {
         std::mt19937 random(6);
         for (const PositionBox& box : boxes) {
-            for (std::size_t i = 0; i < perBox; ++i) {
-                x.push_back(uniform(random, box[0].lower, box[0].upper));
-                y.push_back(uniform(random, box[1].lower, box[1].upper));
-                z.push_back(uniform(random, box[2].lower, box[2].upper));
+            for (std::size_t part = 0; part < kParts; ++part) {
+                const std::size_t place[3] = {part % 4, part / 4 % 4, part / 16};
+                PositionBox inner;
+                for (std::size_t c = 0; c < 3; ++c) {
+                    const double edge = (box[c].upper - box[c].lower) / 4;
+                    const double lower = box[c].lower + edge * static_cast<double>(place[c]);
+                    inner[c] = {lower, lower + edge};
+                }
+                parts.push_back(inner);
+                for (std::size_t i = 0; i < kPerPart; ++i) {
+                    x.push_back(uniform(random, inner[0].lower, inner[0].upper));
+                    y.push_back(uniform(random, inner[1].lower, inner[1].upper));
+                    z.push_back(uniform(random, inner[2].lower, inner[2].upper));
+                }
             }
         }
+        values.resize(x.size());
     }
-    void evaluate(std::size_t box, const PreparedField& field)
+    void evaluate(const PreparedField& field, std::size_t firstPart, std::size_t count)
     {
-        const std::size_t at = box * perBox;
-        field.evaluate(x.data() + at, y.data() + at, z.data() + at, perBox, values.data() + at);
+        const std::size_t at = firstPart * kPerPart;
+        field.evaluate(x.data() + at, y.data() + at, z.data() + at, count * kPerPart, values.data() + at);
     }
 };
 
-void evaluateWhole(BoxSamples& samples, const PreparedField& field)
+/// How far a field is simplified before its samples are taken.
+enum class Simplified { No, For16Pixels, For4Pixels };
+
+void evaluate(Picture& picture, const PreparedField& field, Simplified how)
 {
-    for (std::size_t i = 0; i < samples.boxes.size(); ++i) {
-        samples.evaluate(i, field);
+    std::vector<PreparedField> inBox(picture.boxes.size(), field);
+    if (how != Simplified::No) {
+        field.simplifiedFor(picture.boxes, inBox);
+    }
+    std::vector<PreparedField> inPart(Picture::kParts);
+    for (std::size_t box = 0; box < picture.boxes.size(); ++box) {
+        const std::size_t first = box * Picture::kParts;
+        if (how != Simplified::For4Pixels) {
+            picture.evaluate(inBox[box], first, Picture::kParts);
+            continue;
+        }
+        inBox[box].simplifiedFor(std::span(picture.parts).subspan(first, Picture::kParts), inPart);
+        for (std::size_t part = 0; part < Picture::kParts; ++part) {
+            picture.evaluate(inPart[part], first + part, 1);
+        }
     }
 }
 
-void evaluateSimplified(BoxSamples& samples, const PreparedField& field, std::vector<PreparedField>& simple)
-{
-    field.simplifiedFor(samples.boxes, simple);
-    for (std::size_t i = 0; i < samples.boxes.size(); ++i) {
-        samples.evaluate(i, simple[i]);
-    }
-}
-
-/// A union of 64 spheres in boxes of a picture of 512^2 over three units.
-std::vector<Row> registerSimplified(int pixels, std::size_t samplesPerBox)
+/// A union of 64 spheres, simplified for boxes of 16 pixels, and for boxes of 4 pixels within these.
+std::vector<Row> registerSimplified()
 {
     const PreparedField field(unionOfSpheres(64));
-    const std::string stem = "simplified/64_spheres/" + std::to_string(pixels) + "_pixels";
-    const auto samples = std::make_shared<BoxSamples>(3.0 / 512 * pixels, 512, samplesPerBox);
-    const auto simple = std::make_shared<std::vector<PreparedField>>(samples->boxes.size());
-    evaluateWhole(*samples, field);
-    const std::vector<double> expected = samples->values;
-    evaluateSimplified(*samples, field, *simple);
-    if (samples->values != expected) {
-        throw std::runtime_error(stem + ": the values differ from the whole field's");
+    const auto picture = std::make_shared<Picture>();
+    evaluate(*picture, field, Simplified::No);
+    const std::vector<double> expected = picture->values;
+    std::vector<Row> rows;
+    for (const auto& [how, name] :
+         {std::pair(Simplified::No, "whole"), std::pair(Simplified::For16Pixels, "16_pixels"),
+          std::pair(Simplified::For4Pixels, "4_pixels")}) {
+        const std::string entry = std::string("simplified/64_spheres/") + name;
+        evaluate(*picture, field, how);
+        if (picture->values != expected) {
+            throw std::runtime_error(entry + ": the values differ from the whole field's");
+        }
+        benchmark::RegisterBenchmark(entry.c_str(), [picture, field, how = how](benchmark::State& state) {
+            for (auto _ : state) {
+                evaluate(*picture, field, how);
+            }
+            countSamples(state, static_cast<double>(picture->values.size()));
+        })->Unit(benchmark::kMillisecond);
+        if (how != Simplified::No) {
+            rows.push_back(ratio(std::string("64 spheres, boxes of ") + name +
+                                     ", 64 samples in 4 pixels: time of the whole field over simplified",
+                                 {"simplified/64_spheres/whole"}, {entry})
+                               .noLess(2));
+        }
     }
-    benchmark::RegisterBenchmark((stem + "/whole").c_str(), [=](benchmark::State& state) {
-        for (auto _ : state) {
-            evaluateWhole(*samples, field);
-        }
-        countSamples(state, static_cast<double>(samples->values.size()));
-    })->Unit(benchmark::kMillisecond);
-    benchmark::RegisterBenchmark((stem + "/simplified").c_str(), [=](benchmark::State& state) {
-        for (auto _ : state) {
-            evaluateSimplified(*samples, field, *simple);
-        }
-        countSamples(state, static_cast<double>(samples->values.size()));
-    })->Unit(benchmark::kMillisecond);
-    return {ratio("64 spheres, boxes of " + std::to_string(pixels) + " pixels, " +
-                      std::to_string(samplesPerBox) +
-                      " samples a box: time of the whole field over simplified",
-                  {stem + "/whole"}, {stem + "/simplified"})
-                .noLess(2)};
+    return rows;
 }
 
 } // namespace
@@ -182,10 +205,10 @@ std::vector<Row> registerSimplified(int pixels, std::size_t samplesPerBox)
 std::vector<Row> registerBounds()
 {
     std::vector<Row> rows;
-    for (const auto& part : {registerShape("sphere", SphereDistance{{0.1, -0.05, 0.2}, 0.9}, 10),
-                             registerShape("box", BoxDistance::rounded({0, 0, 0}, {2, 1.6, 1.2}, 0.1), 10),
-                             registerShape("gyroid", GyroidDensity::withContour(0), 10),
-                             registerSimplified(16, 512), registerSimplified(4, 64)}) {
+    for (const auto& part :
+         {registerShape("sphere", SphereDistance{{0.1, -0.05, 0.2}, 0.9}, 10),
+          registerShape("box", BoxDistance::rounded({0, 0, 0}, {2, 1.6, 1.2}, 0.1), 10),
+          registerShape("gyroid", GyroidDensity::withContour(0), 10), registerSimplified()}) {
         rows.insert(rows.end(), part.begin(), part.end());
     }
     return rows;

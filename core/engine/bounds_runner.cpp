@@ -70,8 +70,12 @@ void BoundsRunner::setPositions(std::span<const PositionBox> boxes, BoxBounds& o
     const std::size_t whole = wholeBatches(boxes.size());
     for (std::size_t c = 0; c < 3; ++c) {
         IntervalRow& row = _rows.take();
-        for (std::size_t i = 0; i < whole; ++i) {
-            row.set(i, boxes[std::min(i, boxes.size() - 1)][c]);
+        for (std::size_t i = 0; i < boxes.size(); ++i) {
+            row.lower[i] = boxes[i][c].lower;
+            row.upper[i] = boxes[i][c].upper;
+        }
+        for (std::size_t i = boxes.size(); i < whole; ++i) {
+            row.set(i, boxes.back()[c]);
         }
         out._rows[c] = &row;
     }

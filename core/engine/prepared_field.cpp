@@ -293,8 +293,9 @@ void PreparedField::bounds(std::span<const PositionBox> boxes, Interval<double>*
     const Lease worker(*_chain, _plan);
     forEachGroup(boxes, [&](std::span<const PositionBox> group) {
         const IntervalRow& values = worker->bounds(group).row(0);
-        for (std::size_t i = 0; i < group.size(); ++i) {
-            *out++ = values.at(i);
+        for (std::size_t i = 0; i < group.size(); ++i, ++out) {
+            out->lower = values.lower[i];
+            out->upper = values.upper[i];
         }
     });
 }
