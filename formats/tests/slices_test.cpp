@@ -170,6 +170,7 @@ TEST_F(SliceStack, IsRefusedWhereASliceNeedsMoreMemoryThanThereIs)
         const auto stack = zrk::readGreyStack({large}, nullptr);
         std::exit(!stack && stack.error().kind == zrk::FaultKind::FailedWork ? 0 : 1);
     };
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // in a process without the free memory of other tests
     EXPECT_EXIT(readInLittleMemory(), ::testing::ExitedWithCode(0), "");
 }
 #endif
