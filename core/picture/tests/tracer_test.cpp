@@ -260,7 +260,7 @@ struct Counted {
     }
 };
 
-// What makes pictures fast: the prototype of the method took 13 samples for each pixel that hits.
+// What makes pictures fast: a first form of it took 13 samples for each pixel that hits.
 TEST(Tracer, BoundsSpareSamples)
 {
     const auto samples = std::make_shared<std::atomic<std::size_t>>(0);
