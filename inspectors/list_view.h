@@ -255,6 +255,7 @@ void showList(List& list, zrkmodel::ZRKObject& owner, zrkmodel::ZRKValueList<T>&
         values.edit(list.values(), index);
         *isEditing = false;
     });
+    list.setAccessibleName(QString::fromStdString(name));
     list.display(values.values());
     followEvent(list, owner, name, [&list, &values, isEditing] {
         if (!*isEditing) {

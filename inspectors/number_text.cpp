@@ -154,7 +154,8 @@ QString textOfNumber(double value, int decimals)
         return value > 0 ? "inf" : kMinus + QString("inf");
     }
     const double size = std::abs(value);
-    const bool fits = size == 0 || (size < 1e9 && size >= 0.5 * std::pow(10.0, -decimals));
+    const bool fits =
+        size == 0 || (size < (decimals == 0 ? 1e15 : 1e9) && size >= 0.5 * std::pow(10.0, -decimals));
     QString text = fits ? QString::number(size, 'f', decimals) : QString::number(size, 'g', 4);
     if (fits && text.contains('.')) {
         while (text.endsWith('0')) {

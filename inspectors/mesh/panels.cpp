@@ -6,6 +6,9 @@
 #include "inspectors/field.h"
 #include "inspectors/panel_parts.h"
 
+#include <filesystem>
+#include <system_error>
+
 namespace zrkui {
 
 using namespace zrkmodel;
@@ -25,6 +28,12 @@ void importPanel(Component& c, ZRKPropertyView& view)
     button->connectToListener([&c, button, request] {
         const std::vector<std::string> paths = ZRKApp::ui().askForFiles(request, button->window());
         if (paths.empty()) {
+            return;
+        }
+        std::error_code error;
+        if (std::filesystem::exists(paths.front(), error) &&
+            !std::filesystem::is_regular_file(paths.front(), error)) { // a pipe would be waited for
+            UIField::say(button, paths.front() + ": found a folder or a device, expected an ordinary file");
             return;
         }
         std::string problem;
