@@ -40,6 +40,8 @@ function(zrk_tests name dir)
         return()
     endif()
     add_executable(${name} ${sources})
+    # What is tested stays optimised; the tests themselves compile in two thirds of the time.
+    target_compile_options(${name} PRIVATE -O1)
     target_link_libraries(${name} PRIVATE ${ARGN} zrk_testing zrk_warnings GTest::gtest GTest::gmock GTest::gtest_main)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
 endfunction()
