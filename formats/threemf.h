@@ -17,7 +17,7 @@ namespace zrk {
 ///
 /// Refuses more than 2^31 - 1 vertices, and a package beyond 4 GiB.
 ///
-/// Source: 3MF Consortium, "3D Manufacturing Format, Core Specification" 1.2.3, "Materials and Properties
+/// Source: 3MF Consortium, "3D Manufacturing Format" 1.2.3, "Materials and Properties
 /// Extension" 1.2.1, "Beam Lattice Extension" 1.1; ECMA-376 part 2 for the package.
 Result<void> writeThreeMf(const Part& part, const ByteSink& sink, ProgressMonitor* monitor);
 

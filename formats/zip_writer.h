@@ -17,7 +17,7 @@ namespace zrk {
 ///
 /// Without the ZIP64 extension: at most 4 GiB in all and in each file, and 65535 files.
 ///
-/// Source: PKWARE, "APPNOTE.TXT - .ZIP File Format Specification"; RFC 1951 for the deflated data.
+/// Source: PKWARE, "APPNOTE.TXT, .ZIP File Format"; RFC 1951 for the deflated data.
 class ZipWriter {
 public:
     /// @param most  bytes of the archive and of each file, lower than the format's own limit for tests.

@@ -79,7 +79,7 @@ def read_obj(path):
 
 
 def read_3mf(path):
-    """The only object of a package, after a check of the rules of the core specification and of the extensions for
+    """The only object of a package, after a check of the rules of the format and of its extensions for
     materials and beam lattices that concern it."""
     with zipfile.ZipFile(path) as package:
         assert package.testzip() is None
