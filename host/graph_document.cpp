@@ -4,6 +4,8 @@
 #include "formats/atomic_file.h"
 #include "formats/limits.h"
 #include "host/document_reader.h"
+#include "host/document_values.h"
+#include "host/nearest_names.h"
 #include "model/channel_names.h"
 #include "model/extension_base.h"
 #include "model/graph_object.h"
@@ -181,6 +183,48 @@ zrk::Result<void> GraphDocument::save(const std::string& path) const
             return file.commit();
         });
     });
+}
+
+zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string& key, const ZRKJson& value)
+{
+    const auto entry = _graph->getNodePtr(node);
+    if (!entry) {
+        return zrk::refused({fmt::format("{}, node {}", _name, node), "no such node", "the id of a node",
+                             "see \"nodes\" in the document"});
+    }
+    ZRKGraphObject& object = *entry->object;
+    const std::string place =
+        fmt::format("{}, node {} ({}), \"{}\"", _name, node, object.typeInfo().name, zrk::printable(key));
+    ZRKSerialization stored;
+    object.serialize(stored);
+    const ZRKJson former = stored.root();
+    if (!former.contains(key)) {
+        std::vector<std::string> known;
+        for (const auto& [name, member] : former.items()) {
+            known.push_back(name);
+        }
+        return zrk::refused(
+            {place, "a key that the type doesn't know",
+             known.empty() ? "none, as the type stores nothing" : "one of its keys",
+             known.empty() ? "change another node" : "did you mean " + nearestNames(key, known) + "?"});
+    }
+    ZRKJson values = former;
+    values[key] = value;
+    std::string expected;
+    const ZRKReadDiagnostics refused = [&](const ZRKReadIssue& issue) { expected = issue.expected; };
+    const zrk::Result<void> read = zrk::attempt(place, [&] {
+        try {
+            object.deserialize(ZRKDeserialization(values, _resources, refused));
+        } catch (const ZRKJson::exception&) {
+            expected = "another kind of value";
+        }
+    });
+    if (!read || !expected.empty()) {
+        object.deserialize(ZRKDeserialization(former, _resources));
+        return read ? zrk::refused({place, shown(value), expected, "give a value of that kind"}) : read;
+    }
+    object.emitPropertyChange(key);
+    return {};
 }
 
 zrk::BBox<double> GraphDocument::samplingBounds() const

@@ -73,6 +73,11 @@ public:
     /// Writes it beside the target and renames; leaves the target when that fails.
     zrk::Result<void> save(const std::string& path) const;
 
+    /// Gives a node another value under a key of its stored form, a property for example, and tells its
+    /// listeners. BadInput, and nothing is changed, where there is no such node or key, or the component
+    /// refuses the value.
+    zrk::Result<void> setValue(std::uint16_t node, const std::string& key, const ZRKJson& value);
+
     const std::shared_ptr<ZRKGraph>& graph() const { return _graph; }
     const std::shared_ptr<DocumentResources>& resources() const { return _resources; }
     /// Where sampling runs unless told otherwise: the model's bounds, or the unit cube.

@@ -1,13 +1,13 @@
 #include "host/type_lookup.h"
 
 #include "components/registration.h"
+#include "host/nearest_names.h"
 #include "model/graph_object.h"
 #include "model/uuid.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <numeric>
 #include <set>
 #include <string_view>
 #include <vector>
@@ -27,25 +27,6 @@ std::string list(const Candidates& candidates)
                             entry->info.name, entry->info.uuid);
     }
     return text;
-}
-
-/// Edits (insert, remove, replace) that turn a text into a beginning of another one, without regard
-/// to case: a name is often written without its ending.
-std::size_t editDistance(std::string_view a, std::string_view b)
-{
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i + 1;
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t replaced = diagonal + (lower(a[i]) == lower(b[j]) ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({row[j] + 1, diagonal + 1, replaced});
-        }
-    }
-    return *std::min_element(row.begin(), row.end());
 }
 
 /// The three type names nearest to a text.

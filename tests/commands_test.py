@@ -10,20 +10,28 @@ from zrk_program import ROOT, SPHERE, TWIST, ZrkTest, graph, records, run
 class Usage(ZrkTest):
     def test_help_and_version_answer_on_standard_output(self):
         for arguments in (["--help"], ["--version"], *([c, "--help"] for c in
-                          ("types", "check", "probe", "sample", "slice", "surface", "render"))):
+                          ("types", "check", "probe", "sample", "slice", "surface", "measure", "render"))):
             answer = self.succeed(*arguments)
             self.assertEqual(answer.err, "")
             self.assertIn("zrk", answer.out)
         self.assertRegex(run("--version").out, r"^zrk \d+\.\d+\.\d+\n$")
+
+    def test_help_needs_no_dashes(self):
+        whole = self.succeed("--help").out
+        self.assertEqual(self.succeed().out, whole)
+        self.assertEqual(self.succeed("help").out, whole)
+        self.assertEqual(self.succeed("help", "probe").out, self.succeed("probe", "--help").out)
+        self.assertEqual(self.succeed("help", "mesh").out, self.succeed("surface", "--help").out)
 
     def test_wrong_usage_is_status_2_with_a_remedy(self):
         document = self.put(graph([SPHERE], output=(1, 0)))
         volume = self.folder / "v.npy"
         picture = self.folder / "p.png"
         cases = [
-            ([], ["command", "zrk --help"]),
-            (["sampel", document], ["sampel", "zrk --help"]),
-            (["probe", document, "--att", "0,0,0"], ["--att", "zrk probe --help"]),
+            (["sampel", document], ["sampel", 'did you mean "sample"', "zrk --help"]),
+            (["help", "sampel"], ["help", "zrk --help"]),
+            (["probe", document, "--att", "0,0,0"], ["--att", 'did you mean "--at"', "zrk probe --help"]),
+            (["sample", document, "--resolutoin=4"], ["--resolutoin", 'did you mean "--resolution"']),
             (["probe"], ["DOC", "zrk probe --help"]),
             (["probe", document], ["--at or --points"]),
             (["probe", document, "--at", "0,0,0", "--points", "-"], ["both --at and --points"]),

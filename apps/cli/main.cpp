@@ -4,13 +4,17 @@
 #include "apps/cli/progress_bar.h"
 #include "components/registration.h"
 #include "core/values/fault.h"
+#include "host/nearest_names.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace {
 
@@ -36,46 +40,84 @@ int report(const zrk::Fault& fault)
     return statusOf(fault.kind);
 }
 
-std::string commandList(const CLI::App& app)
+std::vector<std::string> commandNames(const CLI::App& app)
 {
-    std::string list;
+    std::vector<std::string> names;
     for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
-        list += (list.empty() ? "" : ", ") + command->get_name();
+        names.push_back(command->get_name());
     }
-    return list;
+    return names;
 }
 
-/// Returns what a command line holds in place of a command.
-std::string foundCommand(int argc, char** argv)
+/// The options of a command, each with its dashes.
+std::vector<std::string> optionNames(const CLI::App& command)
+{
+    std::vector<std::string> names;
+    for (const CLI::Option* option : command.get_options()) {
+        for (const std::string& name : option->get_lnames()) {
+            names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+/// The word on the command line that stands for a command; null where there is none.
+const char* commandWord(int argc, char** argv)
 {
     const auto* word = std::find_if(argv + 1, argv + argc, [](const char* text) { return text[0] != '-'; });
-    return argc == 1             ? "no command"
-           : word == argv + argc ? zrk::quotation(argv[1])
-                                 : "the unknown command " + zrk::quotation(*word);
+    return word == argv + argc ? nullptr : *word;
 }
 
-/// Returns what a command can't use of its command line, in CLI11's own words if it tells no more.
-std::string foundArguments(const CLI::App& command, const CLI::ParseError& error)
+/// The first word that a command can't use, an option before others; empty where it misses one.
+std::string strayWord(const CLI::App& command, const CLI::ParseError& error)
 {
     const auto extras = command.remaining();
     if (!dynamic_cast<const CLI::ExtrasError*>(&error) || extras.empty()) {
-        return fmt::format("a wrong command line ({})", error.what());
+        return "";
     }
     const auto option = std::find_if(extras.begin(), extras.end(),
                                      [](const std::string& word) { return word.starts_with("-"); });
-    return zrk::quotation(option != extras.end() ? *option : extras.front());
+    return option != extras.end() ? *option : extras.front();
+}
+
+std::string didYouMean(const std::string& word, const std::vector<std::string>& known)
+{
+    return fmt::format("did you mean {}? ", zrkmodel::nearestNames(word, known, 2));
 }
 
 zrk::Fault usageFault(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv)
 {
     const auto called = app.get_subcommands();
     if (called.empty()) {
-        return {"command line", foundCommand(argc, argv), "one of " + commandList(app),
-                "`zrk --help` shows how to call it"};
+        const char* word = commandWord(argc, argv);
+        const std::vector<std::string> names = commandNames(app);
+        return {"command line",
+                word ? "the unknown command " + zrk::quotation(word) : zrk::quotation(argv[1]),
+                fmt::format("one of {}", fmt::join(names, ", ")),
+                (word ? didYouMean(word, names) : "") + "`zrk --help` shows how to call it"};
     }
     const std::string name = called.front()->get_name();
-    return {name, foundArguments(*called.front(), error), "the arguments and options that it takes",
-            fmt::format("`zrk {} --help` shows how to call it", name)};
+    const std::string stray = strayWord(*called.front(), error);
+    const bool isOption = stray.starts_with("--");
+    return {name,
+            stray.empty() ? fmt::format("a wrong command line ({})", error.what()) : zrk::quotation(stray),
+            "the arguments and options that it takes",
+            (isOption ? didYouMean(stray.substr(0, stray.find('=')), optionNames(*called.front())) : "") +
+                fmt::format("`zrk {} --help` shows how to call it", name)};
+}
+
+/// `zrk` alone, `zrk help` and `zrk help COMMAND`, as --help says it; nothing for any other command line.
+std::optional<std::string> helpText(const CLI::App& app, int argc, char** argv)
+{
+    const std::string_view first = argc > 1 ? argv[1] : "help";
+    if (first != "help" || argc > 3) {
+        return std::nullopt;
+    }
+    if (argc < 3) {
+        return app.help();
+    }
+    const auto found = app.get_subcommands([&](const CLI::App* c) { return c->check_name(argv[2]); });
+    return found.empty() ? std::nullopt : std::optional(found.front()->help("zrk"));
 }
 
 /// While it lives, what components print on std::cout, complaints and progress, goes to standard error.
@@ -134,7 +176,12 @@ int main(int argc, char** argv)
     zrkcli::addSliceCommand(program);
     zrkcli::addSurfaceCommand(program);
     zrkcli::addRenderCommand(program);
+    zrkcli::addMeasureCommand(program);
 
+    if (const auto help = helpText(app, argc, argv)) {
+        fmt::print("{}", *help);
+        return statusOfResults();
+    }
     try {
         app.parse(zrkcli::argumentsInParsingOrder(argc, argv));
     } catch (const CLI::ParseError& error) {

@@ -240,5 +240,42 @@ TEST(BrokenDocuments, AreReadOrRefused)
     EXPECT_GT(refused, 4000);
 }
 
+TEST(GraphDocumentValues, AreSetByTheirKeyOrRefusedWithoutAChange)
+{
+    GraphDocument document = parsed(kOdd);
+    std::vector<std::string> told;
+    const auto sphere = document.graph()->getNodePtr(4)->object;
+    sphere->addListener([&](const ZRKEvent& event) { told.push_back(event.name); });
+    const auto valuesOf = [&](std::size_t node) {
+        return ZRKJson::parse(document.toText())["nodes"][node]["values"];
+    };
+    const std::string before = document.toText();
+
+    struct Case {
+        std::uint16_t node;
+        const char* key;
+        ZRKJson value;
+        const char* message;
+    };
+    const Case refused[] = {{5, "radius", 1.0, "no such node"},
+                            {4, "radios", 1.0, "did you mean \"radius\""},
+                            {4, "radius", "big", "expected a number"},
+                            {0, "op_name", 3, "another kind of value"}};
+    for (const Case& c : refused) {
+        const auto result = document.setValue(c.node, c.key, c.value);
+        ASSERT_FALSE(result) << c.key;
+        EXPECT_NE(messageOf(result.error()).find(c.message), std::string::npos) << messageOf(result.error());
+    }
+    EXPECT_EQ(document.toText(), before);
+    EXPECT_TRUE(told.empty());
+
+    ASSERT_TRUE(document.setValue(4, "radius", 0.25));
+    ASSERT_TRUE(document.setValue(0, "op_params", ZRKJson::parse("[0.5, 0, 0, 0]")));
+    EXPECT_EQ(valuesOf(1)["radius"], 0.25);
+    EXPECT_EQ(valuesOf(2)["op_params"][0], 0.5);
+    EXPECT_EQ(valuesOf(2)["op_name"], "blend");
+    EXPECT_EQ(told, std::vector<std::string>{"radius"});
+}
+
 } // namespace
 } // namespace zrkmodel

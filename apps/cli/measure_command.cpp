@@ -1,0 +1,362 @@
+#include "apps/cli/commands.h"
+#include "apps/cli/messages.h"
+#include "apps/cli/options.h"
+#include "apps/cli/progress_bar.h"
+#include "apps/cli/surface_inputs.h"
+#include "core/surface/passages.h"
+#include "core/surface/solid_measures.h"
+#include "core/values/level_search.h"
+#include "host/document_values.h"
+#include "host/nearest_names.h"
+#include "model/graph_object.h"
+#include "model/serialization.h"
+
+#include <fmt/core.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <memory>
+
+namespace zrkcli {
+
+namespace {
+
+using Point = zrk::Tensor<3, double>;
+
+/// Sides of the cells that walls and gaps are looked for with.
+constexpr std::int32_t kPassageCells = 128;
+
+struct MeasureOptions : SamplingOptions {
+    std::string bounds;
+    std::optional<double> iso;
+    bool isDensity = false;
+    double accuracy = 1e-3;
+    bool json = false;
+    std::string solve;
+    std::string goal;
+    std::string file;
+};
+
+/// What can be asked for after --for.
+struct Quantity {
+    const char* name;
+    zrk::Measured zrk::SolidMeasures::*value;
+};
+constexpr Quantity kQuantities[] = {{"fraction", &zrk::SolidMeasures::fraction},
+                                    {"volume", &zrk::SolidMeasures::volume},
+                                    {"area", &zrk::SolidMeasures::area}};
+
+/// NODE.KEY after --solve.
+struct Unknown {
+    std::uint16_t node = 0;
+    std::string key;
+};
+
+Unknown parseUnknown(const std::string& text)
+{
+    const std::size_t dot = text.find('.');
+    unsigned node = 0;
+    const char* end = text.data() + std::min(dot, text.size());
+    const auto read = std::from_chars(text.data(), end, node);
+    if (dot == std::string::npos || dot + 1 == text.size() || read.ec != std::errc() || read.ptr != end ||
+        node > zrkmodel::kMaxNodeId) {
+        throw zrk::FaultError({"--solve", zrk::quotation(text), "NODE.KEY",
+                               "give a node's id and one of its values, e.g. --solve 2.contour"});
+    }
+    return {static_cast<std::uint16_t>(node), text.substr(dot + 1)};
+}
+
+/// QUANTITY=VALUE after --for.
+std::pair<const Quantity*, double> parseGoal(const std::string& text)
+{
+    const std::size_t equals = text.find('=');
+    const std::string name = text.substr(0, equals);
+    const auto* quantity = std::find_if(std::begin(kQuantities), std::end(kQuantities),
+                                        [&](const Quantity& q) { return name == q.name; });
+    double value = 0;
+    bool isNumber = equals != std::string::npos;
+    if (isNumber) {
+        const char* end = text.data() + text.size();
+        const auto read = std::from_chars(text.data() + equals + 1, end, value);
+        isNumber = read.ec == std::errc() && read.ptr == end && std::isfinite(value) && value >= 0;
+    }
+    if (quantity == std::end(kQuantities) || !isNumber) {
+        throw zrk::FaultError({"--for", zrk::quotation(text), "fraction=F, volume=V or area=A, not negative",
+                               "write for example --for fraction=0.35"});
+    }
+    return {quantity, value};
+}
+
+std::string withError(double value, double error) { return fmt::format("{:.6g} +- {:.2g}", value, error); }
+std::string withError(const zrk::Measured& m) { return withError(m.value, m.error); }
+
+std::string coordinates(const Point& p) { return fmt::format("{:.6g}, {:.6g}, {:.6g}", p[0], p[1], p[2]); }
+
+class MeasureWork {
+public:
+    explicit MeasureWork(const MeasureOptions& options)
+        : _options(options), _job(options), _unit(_job.document.unit())
+    {
+        if (_job.output.tag != zrkmodel::Tag::Scalar) {
+            throw zrk::FaultError(
+                {place(), fmt::format("a pin with the tag {}", _job.output.tag.name()),
+                 "one with the tag Scalar, which a solid is taken of",
+                 fmt::format("choose one with --pin; `zrk check {}` lists the outputs and their tags",
+                             _options.document)});
+        }
+        const zrk::BBox<double> bounds =
+            _options.bounds.empty() ? _job.document.samplingBounds() : parseBounds(_options.bounds);
+        const bool isDensity = _options.isDensity || _job.output.isDensity;
+        _settings.lower = bounds.min;
+        _settings.upper = bounds.max;
+        _settings.cells = surfaceCells(bounds, kPassageCells, 0);
+        _settings.iso = _options.iso.value_or(isDensity ? 0.5 : 0.0);
+        _settings.solid = isDensity ? zrk::SolidSide::Above : zrk::SolidSide::Below;
+        _settings.threads = _options.threads;
+        _goal.accuracy = _options.accuracy;
+    }
+
+    void run()
+    {
+        if (!_options.solve.empty()) {
+            solve();
+        }
+        const zrk::PreparedField field = currentField();
+        const zrk::SolidMeasures measures =
+            withProgress("measuring", _options.quiet, [&](ProgressBar& bar) { return measure(field, &bar); });
+        if (!measures.isAccurate && !measures.isEmpty()) {
+            tell("warning: {}\n",
+                 zrk::messageOf(
+                     {place(), fmt::format("an estimated error above {:g} of the value", _goal.accuracy),
+                      fmt::format("at most that with {} cells along the longest side", _goal.mostCells),
+                      "give smaller --bounds, or be content with the errors that are told"}));
+        }
+        const zrk::Passages passages = measures.isEmpty() ? zrk::Passages{} : passagesOf(field);
+        fmt::print("{}", _options.json ? json(measures, passages) : text(measures, passages));
+        if (!_options.file.empty()) {
+            zrk::valueOrThrow(_job.document.save(_options.file));
+        }
+    }
+
+private:
+    const MeasureOptions& _options;
+    Job _job;
+    std::string _unit;
+    zrk::SurfaceSettings _settings;
+    zrk::MeasuringGoal _goal;
+    std::optional<double> _solution;
+
+    std::string place() const
+    {
+        return fmt::format("{}, output {} of node {}", _options.document, _job.output.address.output,
+                           _job.output.address.node);
+    }
+
+    zrk::PreparedField currentField() const
+    {
+        return zrk::PreparedField(zrk::valueOrThrow(_job.document.outputField(_job.output.address)).field);
+    }
+
+    zrk::SolidMeasures measure(const zrk::PreparedField& field, zrk::ProgressMonitor* monitor) const
+    {
+        const auto measures = zrk::measureSolid(field, _settings, _goal, monitor);
+        if (!measures) {
+            throw zrk::FaultError(zrk::interruptedAt("measure"));
+        }
+        return *measures;
+    }
+
+    zrk::Passages passagesOf(const zrk::PreparedField& field) const
+    {
+        const auto passages = withProgress(
+            "walls and gaps", _options.quiet, [&](ProgressBar& bar) -> std::optional<zrk::Passages> {
+                const auto mesh = zrk::extractSurface(field, _settings, &bar);
+                return mesh ? zrk::narrowestPassages(*mesh, field, _settings, &bar) : std::nullopt;
+            });
+        if (!passages) {
+            throw zrk::FaultError(zrk::interruptedAt("measure"));
+        }
+        return *passages;
+    }
+
+    /// The number that stands under a key of a node now.
+    double startValue(const Unknown& unknown) const
+    {
+        const std::string where = fmt::format("--solve {}", _options.solve);
+        const auto node = _job.document.graph()->getNodePtr(unknown.node);
+        if (!node) {
+            throw zrk::FaultError({where, fmt::format("node {}", unknown.node), "the id of a node",
+                                   fmt::format("`zrk check {}` lists the nodes", _options.document)});
+        }
+        zrkmodel::ZRKSerialization stored;
+        node->object->serialize(stored);
+        std::vector<std::string> numbers;
+        for (const auto& [key, value] : stored.root().items()) {
+            if (value.is_number()) {
+                numbers.push_back(key);
+            }
+        }
+        if (std::find(numbers.begin(), numbers.end(), unknown.key) == numbers.end()) {
+            throw zrk::FaultError({where, zrk::quotation(unknown.key), "the key of a number",
+                                   numbers.empty()
+                                       ? "the node has none: choose another one"
+                                       : "its nearest: " + zrkmodel::nearestNames(unknown.key, numbers)});
+        }
+        return stored.root()[unknown.key].get<double>();
+    }
+
+    void solve()
+    {
+        const Unknown unknown = parseUnknown(_options.solve);
+        const auto [quantity, wanted] = parseGoal(_options.goal);
+        const double start = startValue(unknown);
+        const Point size = _settings.upper - _settings.lower;
+        const double firstStep =
+            std::max(0.1 * std::abs(start), 0.02 * std::max({size[0], size[1], size[2]}));
+        const double tolerance = _goal.accuracy * std::max(wanted, 1e-12);
+        const zrk::LevelSearch search = withProgress("solving", _options.quiet, [&](ProgressBar& bar) {
+            const auto measured = [&, quantity = quantity](double x) {
+                zrk::valueOrThrow(_job.document.setValue(unknown.node, unknown.key, x));
+                return (measure(currentField(), &bar).*quantity->value).value;
+            };
+            return zrk::findLevel(measured, wanted, start, firstStep, tolerance);
+        });
+        if (!search.isFound) {
+            zrk::valueOrThrow(_job.document.setValue(unknown.node, unknown.key, start));
+            throw zrk::FaultError(
+                {"--for " + _options.goal,
+                 fmt::format("{} from {:.6g} to {:.6g}, whatever {} is; nearest at {:.6g}", quantity->name,
+                             search.least, search.greatest, _options.solve, search.x),
+                 fmt::format("a value of {} that gives {:g}", _options.solve, wanted),
+                 "ask for what lies between, solve for another value, or begin with one that is nearer",
+                 zrk::FaultKind::FailedWork});
+        }
+        zrk::valueOrThrow(_job.document.setValue(unknown.node, unknown.key, search.x));
+        _solution = search.x;
+    }
+
+    std::string inUnit(const std::string& number, const char* power = "") const
+    {
+        return _unit.empty() ? number : fmt::format("{} {}{}", number, _unit, power);
+    }
+
+    std::string passageText(const zrk::Passages& passages, const std::optional<zrk::Passage>& passage) const
+    {
+        if (!passages.isDistance) {
+            return "not told, as the field isn't a distance";
+        }
+        return passage ? fmt::format("{} from {} to {}", inUnit(fmt::format("{:.6g}", passage->length)),
+                                     coordinates(passage->from), coordinates(passage->to))
+                       : "none within the bounds";
+    }
+
+    std::string text(const zrk::SolidMeasures& m, const zrk::Passages& passages) const
+    {
+        std::string lines = place() + "\n";
+        const auto line = [&](const char* name, const std::string& value) {
+            lines += fmt::format("  {:<18} {}\n", name, value);
+        };
+        if (_solution) {
+            line(_options.solve.c_str(), fmt::format("{:.17g}", *_solution));
+        }
+        line("volume", inUnit(withError(m.volume), "^3"));
+        line("volume fraction", withError(m.fraction) + " of the bounds");
+        if (!m.isEmpty()) {
+            line("area", inUnit(withError(m.area), "^2"));
+            line("  on the bounds", inUnit(fmt::format("{:.6g}", m.cutArea), "^2"));
+            line("centre of mass", inUnit(fmt::format("{} +- {:.2g}", coordinates(m.center), m.centerError)));
+            line("bounding box", inUnit(fmt::format("{} to {} +- {:.2g}", coordinates(m.lower),
+                                                    coordinates(m.upper), m.boxError)));
+            line("smallest wall", passageText(passages, passages.wall));
+            line("smallest gap", passageText(passages, passages.gap));
+        }
+        line("measured with", fmt::format("{} x {} x {} cells", m.cells[0], m.cells[1], m.cells[2]));
+        return lines;
+    }
+
+    std::string json(const zrk::SolidMeasures& m, const zrk::Passages& passages) const
+    {
+        using Json = nlohmann::ordered_json;
+        const auto point = [](const Point& p) { return Json::array({p[0], p[1], p[2]}); };
+        const auto measured = [](const zrk::Measured& value) {
+            return Json{{"value", value.value}, {"error", value.error}};
+        };
+        const auto passage = [&](const std::optional<zrk::Passage>& p) {
+            return p ? Json{{"length", p->length}, {"from", point(p->from)}, {"to", point(p->to)}} : Json();
+        };
+        Json report{{"document", _options.document},
+                    {"pin", Json::array({_job.output.address.node, _job.output.address.output})},
+                    {"unit", _unit.empty() ? Json() : Json(_unit)},
+                    {"volume", measured(m.volume)},
+                    {"fraction", measured(m.fraction)},
+                    {"area", measured(m.area)},
+                    {"areaOnBounds", m.cutArea},
+                    {"isDistance", passages.isDistance},
+                    {"cells", m.cells},
+                    {"accurate", m.isAccurate || m.isEmpty()}};
+        if (!m.isEmpty()) {
+            report["center"] = {{"value", point(m.center)}, {"error", m.centerError}};
+            report["box"] = {{"min", point(m.lower)}, {"max", point(m.upper)}, {"error", m.boxError}};
+            report["smallestWall"] = passage(passages.wall);
+            report["smallestGap"] = passage(passages.gap);
+        }
+        if (_solution) {
+            report["solution"] = {{"of", _options.solve}, {"value", *_solution}};
+        }
+        return report.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    }
+};
+
+void checkOptions(const MeasureOptions& options)
+{
+    if (options.solve.empty() != options.goal.empty()) {
+        throw zrk::FaultError({options.solve.empty() ? "--for" : "--solve", "one of the two alone",
+                               "--solve NODE.KEY with --for QUANTITY=VALUE",
+                               "write for example --solve 2.contour --for fraction=0.35"});
+    }
+    if (!options.file.empty() && options.solve.empty()) {
+        throw zrk::FaultError({"-o", zrk::quotation(options.file), "--solve with it",
+                               "measures go to standard output; -o writes the document with the solution"});
+    }
+    if (options.iso && !std::isfinite(*options.iso)) {
+        throw zrk::FaultError(
+            {"--iso", fmt::format("{}", *options.iso), "a finite number", "give the value at the surface"});
+    }
+}
+
+} // namespace
+
+void addMeasureCommand(const Program& program)
+{
+    CLI::App* command = program.app.add_subcommand(
+        "measure", "measure the solid of a field: volume, area, centre, walls; solve for a volume");
+    auto options = std::make_shared<MeasureOptions>();
+    options->addTo(*command);
+    command->add_option(
+        "--bounds", options->bounds,
+        "corners x0,y0,z0,x1,y1,z1; without them the document's modelBounds, or the unit cube");
+    command->add_option(
+        "--iso", options->iso,
+        "value at the surface (default 0, or 0.5 for a density). Solid is what lies below it, "
+        "for a density what lies above it");
+    command->add_flag("--density", options->isDensity,
+                      "take the field for a density; outputs named density are anyway");
+    command
+        ->add_option("--accuracy", options->accuracy,
+                     "share of volume and area that their error may be (default 0.001)")
+        ->check(CLI::Range(1e-6, 0.5));
+    command->add_flag("--json", options->json, "print JSON");
+    command->add_option("--solve", options->solve, "value of a node to change until --for holds, NODE.KEY");
+    command->add_option("--for", options->goal, "what --solve is to reach: fraction=F, volume=V or area=A");
+    command->add_option("-o,--output", options->file, "document to write, with the value that was found");
+    command->callback([&work = program.work, options] {
+        work = [options] {
+            checkOptions(*options);
+            MeasureWork(*options).run();
+        };
+    });
+}
+
+} // namespace zrkcli
