@@ -6,6 +6,7 @@
 #include "core/surface/quality.h"
 #include "core/values/batch.h"
 #include "testing/literal_engine.h"
+#include "testing/picture_fields.h"
 #include "testing/special_values.h"
 
 #include <gtest/gtest.h>
@@ -22,6 +23,8 @@
 namespace zrk {
 namespace {
 
+using picture::prepared;
+using picture::unbounded;
 using zrk::testing::kNaN;
 
 struct Sphere {
@@ -115,19 +118,6 @@ struct Holed {
         return select(p[0] > 0.21, V(kNaN), Sphere{{}, 0.8}(p));
     }
 };
-
-template <class F>
-PreparedField prepared(F formula)
-{
-    return PreparedField(literal::node(1, evaluator(formula), {literal::position()}));
-}
-
-/// A field that the engine can't bound, so that nothing is pruned.
-template <class F>
-PreparedField unbounded(F formula)
-{
-    return PreparedField(literal::node(1, literal::closure(formula), {literal::position()}));
-}
 
 SurfaceSettings cube(double half, std::int32_t cells)
 {
