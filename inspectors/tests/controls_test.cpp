@@ -16,6 +16,7 @@
 #include "inspectors/number_text.h"
 #include "inspectors/tests/opened_panel.h"
 #include "inspectors/vector_widget.h"
+#include "testing/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -33,8 +34,8 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
+using zrk::testing::kInfinity;
+using zrk::testing::kNaN;
 
 TEST(NumberText, IsReadAndWritten)
 {
@@ -54,8 +55,8 @@ TEST(NumberText, IsReadAndWritten)
     }
     EXPECT_FALSE(numberFromText(QString(100000, '('))) << "no end of the stack";
     const std::pair<double, const char*> written[] = {
-        {0.1, "0.1"},    {1, "1"},      {-2.5, "\u22122.5"},  {0.00001, "1e-05"},
-        {1e12, "1e+12"}, {kNaN, "nan"}, {-kInf, "\u2212inf"}, {0.123456, "0.1235"},
+        {0.1, "0.1"},    {1, "1"},      {-2.5, "\u22122.5"},       {0.00001, "1e-05"},
+        {1e12, "1e+12"}, {kNaN, "nan"}, {-kInfinity, "\u2212inf"}, {0.123456, "0.1235"},
         {100, "100"},    {0, "0"},
     };
     for (const auto& [value, text] : written) {
@@ -145,7 +146,7 @@ TEST(Controls, KeepWhatTheyCantShowInFull)
 {
     OpenedPanel<ZRKGyroid> gyroid;
     auto* field = gyroid.find<QDoubleSpinBoxWrapper>();
-    for (const double value : {0.123456789, 1e300, kInf, kNaN, 1e-9}) {
+    for (const double value : {0.123456789, 1e300, kInfinity, kNaN, 1e-9}) {
         SCOPED_TRACE(value);
         gyroid.component->contour.set(value);
         gyroid.events.clear();
@@ -224,7 +225,7 @@ TEST(Controls, OfAllPanelsLeaveOddNumbersAlone)
         std::size_t events = 0;
         const nod::scoped_connection counter =
             node.object()->addListener([&events](const ZRKEvent&) { ++events; });
-        for (const double value : {kNaN, kInf, -kInf, 1e300, -1e-300, 0.123456789012345}) {
+        for (const double value : {kNaN, kInfinity, -kInfinity, 1e300, -1e-300, 0.123456789012345}) {
             SCOPED_TRACE(value);
             events = 0;
             const std::size_t edits = setNumbers(*node.object(), value);
