@@ -118,15 +118,17 @@ TEST(Look, PicturesStandOnPixels)
     ZRKImagePicker picker(nullptr, 1);
     picker.ensurePolished();
     picker.resize(98, 81);
-    zrk::Raster<1, 2, std::uint8_t> chequer(73, 73);
-    for (std::size_t i = 0; i < chequer.data.size(); ++i) {
-        chequer.data[i] = (i / 73 + i % 73) % 2 == 0 ? 0 : 255;
+    const int side = picker.height() - 8; // its height has bounds
+    picker.resize(side + 8 + 17, picker.height());
+    zrk::Raster<1, 2, std::uint8_t> chequer(side, side);
+    for (int i = 0; i < side * side; ++i) {
+        chequer.data[static_cast<std::size_t>(i)] = (i / side + i % side) % 2 == 0 ? 0 : 255;
     }
     picker.display(std::make_shared<ZRKImage2d>(std::vector<ZRKImage2d::Channel>{chequer}));
     const QImage drawn = picker.grab().toImage();
     int grey = 0;
-    for (int x = 20; x < 76; ++x) {
-        const int level = qRed(drawn.pixel(x, 40));
+    for (int x = 20; x < side; ++x) {
+        const int level = qRed(drawn.pixel(x, picker.height() / 2));
         grey += level > 10 && level < 245 ? 1 : 0;
     }
     EXPECT_EQ(grey, 0) << "blurred pixels of a row";
