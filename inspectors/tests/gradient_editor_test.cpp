@@ -4,6 +4,7 @@
 #include "inspectors/field.h"
 #include "inspectors/plot.h"
 #include "inspectors/tests/opened_panel.h"
+#include "testing/special_values.h"
 
 #include <QTabWidget>
 
@@ -11,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <limits>
 
 namespace zrkui {
 namespace {
@@ -19,7 +19,7 @@ namespace {
 using namespace zrkmodel;
 using ::testing::HasSubstr;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kNaN;
 
 TEST(GradientEditor, EditsItsCurve)
 {
