@@ -6,8 +6,10 @@
 #include "core/raster/gaussian_blur.h"
 #include "core/raster/gaussian_kernel.h"
 #include "core/raster/raster_lookup.h"
+#include "core/values/memory_budget.h"
 #include "model/pins.h"
 
+#include <string>
 #include <utility>
 
 namespace zrkmodel {
@@ -47,6 +49,17 @@ zrk::Evaluation volumeEvaluator(const Volume& volume, const zrk::GridBox<double>
 {
     return zrk::positionEvaluator(
         VolumeInBox{zrk::RasterLookup<1, 3, zrk::Border::Clamp>(volume), grid.min, grid.size});
+}
+
+/// Throws a FaultError for a raster that there is no room for.
+void refuseLargeRaster(const zrk::GridBox<double>& grid, unsigned node)
+{
+    const auto& n = grid.region.dimensions();
+    zrk::checkMemory(double{sizeof(double)} * n[0] * n[1] * n[2],
+                     "node " + std::to_string(node) + " (RasterFX), \"resolution\"",
+                     std::to_string(n[0]) + " x " + std::to_string(n[1]) + " x " + std::to_string(n[2]) +
+                         " cells",
+                     "lower the resolution");
 }
 
 /// Reads what any volume's evaluator reads.
@@ -153,6 +166,7 @@ ZRKRasterFX::next(Cache& cache, const ZRKNodeBase<1, ZRKGraphObject>& node, cons
         field = fixedField(field);
     }
     const zrk::GridBox<double> grid = zrk::gridOverBox(*bounds, resolution.value());
+    refuseLargeRaster(grid, node.id());
     cache.next = std::make_shared<const Frozen>(
         [field, grid, radius = blurRadius.value()](zrk::ProgressMonitor* monitor) {
             return frozen(field, grid, radius, monitor);

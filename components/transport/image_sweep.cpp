@@ -11,6 +11,7 @@
 #include "core/raster/raster_lookup.h"
 #include "core/transport/solver.h"
 #include "core/values/fault.h"
+#include "core/values/memory_budget.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
 
@@ -203,6 +204,12 @@ void ZRKImageSweep::refuseLargeStack() const
     const double edge = std::max(resolution.value(), 0);
     const double slices = std::max(steps.value(), 1);
     if (edge * edge * slices <= kMostCells) {
+        // The stack, its copy that is read, and what the computation holds at a time.
+        constexpr double kBytesACell = 128;
+        zrk::checkMemory(edge * edge * slices * kBytesACell, "\"resolution\"",
+                         std::to_string(resolution.value()) + " x " + std::to_string(resolution.value()) +
+                             " x " + std::to_string(steps.value()) + " cells",
+                         "lower it, or \"steps\"");
         return;
     }
     const bool isEdge = edge >= slices;
