@@ -23,5 +23,6 @@ void addSampleCommand(const Program& program);
 void addSliceCommand(const Program& program);
 void addSurfaceCommand(const Program& program);
 void addRenderCommand(const Program& program);
+void addLimitsCommand(const Program& program);
 
 } // namespace zrkcli
