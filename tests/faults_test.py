@@ -13,7 +13,7 @@ import time
 import unittest
 import zlib
 
-from zrk_program import PATIENCE, PROGRAM, SPHERE, ZrkTest, graph
+from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, ZrkTest, graph
 
 SPHERE_AT = ["--at", "0,0,0"]
 
@@ -313,8 +313,7 @@ class Memory(FaultsTest):
         return int(finished.stdout) * 1024, finished.stderr.decode()
 
     def test_sizes_are_checked_before_memory_is_taken(self):
-        picture = pathlib.Path(__file__).parent.parent / "examples/pictures"
-        (self.folder / "a.png").write_bytes(next(iter(sorted(picture.glob("*.png")))).read_bytes())
+        (self.folder / "a.png").write_bytes((ROOT / "examples/pictures/gear.png").read_bytes())
         box = {"modelBounds": [[0, 0, 0], [1, 1, 1]]}
         frozen = graph([SPHERE, {"id": 2, "type": "RasterFX", "values": {"resolution": 1200}}], [(1, 0, 2, 0)], (2, 0),
                        context=box)
@@ -327,6 +326,12 @@ class Memory(FaultsTest):
                 self.assertLess(used, 200 << 20)
                 for part in [*parts, "1.0 GiB", "remedy: lower", "--memory"]:
                     self.assertIn(part, message)
+
+    def test_work_of_hours_says_so_before_it_begins(self):
+        (self.folder / "a.png").write_bytes((ROOT / "examples/pictures/gear.png").read_bytes())
+        process = self.start("check", self.put(sweep(512, 64)), "--memory", "4G")
+        self.assertEqual(process.stderr.readline(),
+                         b"ImageSweep: 512 x 512 x 64 cells take some 11 minutes of one processor\n")
 
     def test_a_run_keeps_to_its_budget(self):
         volume = self.folder / "v.npy"

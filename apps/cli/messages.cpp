@@ -80,9 +80,11 @@ private:
     std::abort();
 }
 
-/// Before the components are registered, which needs memory and happens before `main`.
+/// What can't be thrown any further, because there is no memory or a function may not throw, ends the program
+/// with a message: lack of memory with status 1, anything else in the ordinary way. So it is from before the
+/// components are registered, which needs memory and happens before `main`.
 struct AtStartUp {
-    AtStartUp() { tellWhatEndsTheProgram(); }
+    AtStartUp() { std::set_terminate(endProgram); }
 };
 [[gnu::init_priority(101)]] const AtStartUp atStartUp;
 
@@ -118,8 +120,6 @@ void tellLackOfMemory() noexcept
         "zrk: command: found work that needs more memory than there is, expected work that fits into it\n"
         "  remedy: ask for less: fewer samples, a lower resolution, smaller files\n");
 }
-
-void tellWhatEndsTheProgram() noexcept { std::set_terminate(endProgram); }
 
 ComplaintsToStandardError::ComplaintsToStandardError()
     : _lines(std::make_unique<PrintableLines>()),

@@ -32,11 +32,6 @@ void tell(fmt::format_string<Parts...> text, Parts&&... parts) noexcept
     }
 }
 
-/// Makes what can't be thrown any further, because there is no memory or a function may not throw, end the
-/// program with a message: of lack of memory with status 1, of anything else in the ordinary way. Called
-/// before `main`.
-void tellWhatEndsTheProgram() noexcept;
-
 /// While it lives, what components print on std::cout and std::cerr, complaints and progress, goes to
 /// standard error, line by line, in a form that can't reach the terminal: control characters are shown, long
 /// lines are cut. Results are printed through `stdout` and aren't affected.

@@ -6,9 +6,12 @@
 #include "core/raster/gaussian_blur.h"
 #include "core/raster/gaussian_kernel.h"
 #include "core/raster/raster_lookup.h"
+#include "core/values/fault.h"
 #include "core/values/memory_budget.h"
 #include "model/pins.h"
 
+#include <cstdint>
+#include <limits>
 #include <string>
 #include <utility>
 
@@ -55,11 +58,16 @@ zrk::Evaluation volumeEvaluator(const Volume& volume, const zrk::GridBox<double>
 void refuseLargeRaster(const zrk::GridBox<double>& grid, unsigned node)
 {
     const auto& n = grid.region.dimensions();
-    zrk::checkMemory(double{sizeof(double)} * n[0] * n[1] * n[2],
-                     "node " + std::to_string(node) + " (RasterFX), \"resolution\"",
-                     std::to_string(n[0]) + " x " + std::to_string(n[1]) + " x " + std::to_string(n[2]) +
-                         " cells",
-                     "lower the resolution");
+    const double cells = double{1} * n[0] * n[1] * n[2];
+    const std::string place = "node " + std::to_string(node) + " (RasterFX), \"resolution\"";
+    const std::string found =
+        std::to_string(n[0]) + " x " + std::to_string(n[1]) + " x " + std::to_string(n[2]) + " cells";
+    constexpr std::int32_t kMostCells = std::numeric_limits<std::int32_t>::max();
+    if (cells > kMostCells) {
+        throw zrk::FaultError({place, found, "at most " + std::to_string(kMostCells), "lower the resolution",
+                               zrk::FaultKind::FailedWork});
+    }
+    zrk::checkMemory(cells * sizeof(double), place, found, "lower the resolution");
 }
 
 /// Reads what any volume's evaluator reads.
