@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +12,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <optional>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -63,6 +66,81 @@ std::optional<std::string> followLinks(const std::string& path)
     return std::nullopt;
 }
 
+std::string fileNameOf(const std::string& path) { return std::filesystem::path(path).filename().string(); }
+
+/// What the names of temporary files of a target begin with. A name near the limit of 255 bytes leaves room
+/// for the ending.
+std::string temporaryStem(const std::string& target) { return fileNameOf(target).substr(0, 200) + ".zrk-"; }
+
+/// True for names of digits, a hyphen and digits between the stem and ".tmp".
+bool isTemporaryName(std::string_view name, std::string_view stem)
+{
+    constexpr std::string_view kEnding = ".tmp";
+    if (!name.starts_with(stem) || !name.ends_with(kEnding) || name.size() < stem.size() + kEnding.size()) {
+        return false;
+    }
+    name.remove_prefix(stem.size());
+    name.remove_suffix(kEnding.size());
+    const std::size_t hyphen = name.find('-');
+    const auto isNumber = [](std::string_view text) {
+        return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+    };
+    return hyphen != std::string_view::npos && isNumber(name.substr(0, hyphen)) &&
+           isNumber(name.substr(hyphen + 1));
+}
+
+/// Removes a temporary file unless a program that lives holds it.
+void removeIfAbandoned(int folder, const char* name)
+{
+    const int descriptor = ::openat(folder, name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    struct stat status = {};
+    if (descriptor >= 0 && ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+        ::flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
+        ::unlinkat(folder, name, 0);
+    }
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
+}
+
+/// Removes what killed programs left of temporary files of a target. What can't be removed stays.
+void removeAbandoned(const std::string& target)
+{
+    DIR* folder = ::opendir(folderOf(target).c_str());
+    if (!folder) {
+        return;
+    }
+    const std::string stem = temporaryStem(target);
+    while (const dirent* entry = ::readdir(folder)) {
+        if (isTemporaryName(entry->d_name, stem)) {
+            removeIfAbandoned(::dirfd(folder), entry->d_name);
+        }
+    }
+    ::closedir(folder);
+}
+
+/// The name under which an open file without one can be reached.
+std::string descriptorPath(int descriptor) { return fmt::format("/proc/self/fd/{}", descriptor); }
+
+/// Brings a folder's entries to the disk, where the file system can do that.
+void syncFolder(const std::string& folder)
+{
+    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor >= 0) {
+        (void)::fsync(descriptor); // the file itself is whole and in its place
+        ::close(descriptor);
+    }
+}
+
+int syncFile(int descriptor)
+{
+    int status = 0;
+    do {
+        status = ::fsync(descriptor);
+    } while (status != 0 && errno == EINTR);
+    return status;
+}
+
 } // namespace
 
 Result<AtomicFile> AtomicFile::create(const std::string& path)
@@ -76,6 +154,7 @@ AtomicFile::AtomicFile(AtomicFile&& other) noexcept
     : path(std::move(other.path)),
       target(std::move(other.target)),
       temporary(std::exchange(other.temporary, {})),
+      isInFolder(other.isInFolder),
       buffer(std::move(other.buffer)),
       outcome(std::move(other.outcome)),
       descriptor(std::exchange(other.descriptor, -1))
@@ -110,6 +189,7 @@ Result<void> AtomicFile::open(const std::string& name)
     if (exists && ::access(target.c_str(), W_OK) != 0) {
         return failure("replacing it");
     }
+    isInFolder = true;
     return createTemporary().map([&] {
         if (exists) {
             // Some file systems have no permissions to set; the file is good without them.
@@ -148,35 +228,91 @@ Result<void> AtomicFile::commit()
     if (!outcome) {
         return outcome;
     }
-    const bool replaces = !temporary.empty();
+    if (!isInFolder) {
+        return ::close(std::exchange(descriptor, -1)) != 0 && errno != EINTR ? failure("closing it")
+                                                                             : Result<void>();
+    }
     // EINVAL and ENOTSUP: the file system has no such operation.
-    if (replaces && ::fsync(descriptor) != 0 && errno != EINVAL && errno != ENOTSUP) {
+    if (syncFile(descriptor) != 0 && errno != EINVAL && errno != ENOTSUP) {
         return failure("writing it");
     }
-    if (::close(std::exchange(descriptor, -1)) != 0 && errno != EINTR) {
+    // What closing it would tell. The file itself stays open and locked until it has its name.
+    const int copy = ::dup(descriptor);
+    if (copy >= 0 && ::close(copy) != 0 && errno != EINTR) {
         return failure("closing it");
     }
-    if (replaces && ::rename(temporary.c_str(), target.c_str()) != 0) {
+    if (temporary.empty()) {
+        if (Result<void> named = giveName(); !named) {
+            return named;
+        }
+    }
+    if (::rename(temporary.c_str(), target.c_str()) != 0) {
         return failure("putting the finished file in its place");
     }
     temporary.clear();
+    ::close(std::exchange(descriptor, -1));
+    syncFolder(folderOf(target));
     return {};
+}
+
+std::string AtomicFile::newName() const
+{
+    static std::atomic<unsigned> counter = 0;
+    return fmt::format("{}/{}{}-{}.tmp", folderOf(target), temporaryStem(target), ::getpid(), counter++);
 }
 
 Result<void> AtomicFile::createTemporary()
 {
-    static std::atomic<unsigned> counter = 0;
-    // A name near the limit of 255 bytes must leave room for the ending.
-    const std::string stem = std::filesystem::path(target).filename().string().substr(0, 200);
-    do {
-        temporary = fmt::format("{}/{}.tmp-{}-{}", folderOf(target), stem, ::getpid(), counter++);
-        descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    } while (descriptor < 0 && errno == EEXIST);
-    if (descriptor < 0) {
-        temporary.clear();
-        return failure("creating a file in its folder");
+    removeAbandoned(target);
+    descriptor = ::open(folderOf(target).c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666);
+    // Without /proc it could never be given a name.
+    if (descriptor >= 0 && ::access(descriptorPath(descriptor).c_str(), F_OK) != 0) {
+        ::close(std::exchange(descriptor, -1));
     }
+    if (descriptor < 0) {
+        return createNamed();
+    }
+    (void)::flock(descriptor, LOCK_EX | LOCK_NB);
     return {};
+}
+
+/// A file that has a name from the start.
+Result<void> AtomicFile::createNamed()
+{
+    for (;;) {
+        temporary = newName();
+        descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor < 0) {
+            temporary.clear();
+            if (errno == EEXIST) {
+                continue;
+            }
+            return failure("creating a file in its folder");
+        }
+        (void)::flock(descriptor, LOCK_EX | LOCK_NB);
+        struct stat status = {};
+        if (::fstat(descriptor, &status) != 0 || status.st_nlink > 0) {
+            return {};
+        }
+        // Another program has removed it before the lock was there.
+        ::close(std::exchange(descriptor, -1));
+    }
+}
+
+/// Gives the finished file a name from which it can be moved to the target's.
+Result<void> AtomicFile::giveName()
+{
+    const std::string nameless = descriptorPath(descriptor);
+    for (;;) {
+        temporary = newName();
+        if (::linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+            return {};
+        }
+        temporary.clear();
+        if (errno != EEXIST) {
+            return failure("creating a file in its folder");
+        }
+    }
 }
 
 Result<void> AtomicFile::flush()
@@ -190,7 +326,7 @@ Result<void> AtomicFile::writeThrough(const char* bytes, std::size_t size)
 {
     while (size > 0) {
         const ssize_t written = ::write(descriptor, bytes, size);
-        if (written < 0 && errno != EINTR) {
+        if (written < 0 && (errno != EINTR || !isInFolder)) {
             return failure("writing it");
         }
         if (written > 0) {
@@ -205,6 +341,9 @@ Result<void> AtomicFile::writeThrough(const char* bytes, std::size_t size)
 tl::unexpected<Fault> AtomicFile::failure(const char* deed) const
 {
     const int reason = errno;
+    if (reason == EINTR) {
+        return refused(interruptedAt(path));
+    }
     return refused({path, fmt::format("\"{}\" on {}", std::generic_category().message(reason), deed),
                     "a file that can be written", remedyFor(reason, target), FaultKind::FailedWork});
 }

@@ -1,51 +1,61 @@
 #include "formats/file_bytes.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
+#include "core/engine/progress.h"
+#include "core/values/memory_budget.h"
+#include "formats/input_file.h"
+
+#include <algorithm>
 #include <string>
-#include <system_error>
 
 namespace zrk {
 
 namespace {
 
-Result<std::vector<std::uint8_t>> bytesOf(const std::filesystem::path& path, std::size_t limit)
+constexpr std::size_t kPiece = std::size_t{8} << 20; // read in some milliseconds
+
+Result<std::vector<std::uint8_t>> bytesOf(const std::filesystem::path& path, std::size_t limit,
+                                          ProgressMonitor* monitor)
 {
-    const std::string place = path.string();
-    const auto refuse = [&place](std::string found, std::string expected) {
-        return refused({place, std::move(found), std::move(expected), "check the path and the file"});
+    Result<InputFile> file = InputFile::open(path);
+    if (!file) {
+        return refused(file.error());
+    }
+    const auto refuse = [&path](std::string found, std::string expected) {
+        return refused({path.string(), std::move(found), std::move(expected), "check the path and the file"});
     };
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (!std::filesystem::exists(status)) {
-        return refuse("no file (" + (error ? error.message() : "missing") + ")", "a readable one");
+    if (file->size() > limit) {
+        return refuse(std::to_string(file->size()) + " bytes", "at most " + std::to_string(limit));
     }
-    if (!std::filesystem::is_regular_file(status)) {
-        return refuse("a folder or a device", "an ordinary file");
+    constexpr std::uint64_t kLarge = std::uint64_t{16} << 20;
+    if (file->size() > kLarge) {
+        checkMemory(static_cast<double>(file->size()), path.string(),
+                    "a file of " + std::to_string(file->size()) + " bytes", "name a smaller file");
     }
-    std::ifstream file(path, std::ios::binary | std::ios::ate);
-    const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : -1;
-    if (size < 0) {
-        return refuse(std::string("a file that can't be read (") + std::strerror(errno) + ")",
-                      "a readable one");
-    }
-    if (static_cast<std::uintmax_t>(size) > limit) {
-        return refuse(std::to_string(size) + " bytes", "at most " + std::to_string(limit));
-    }
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
-    file.seekg(0);
-    if (!file.read(reinterpret_cast<char*>(bytes.data()), size)) {
-        return refuse("a file that changed or broke off while it was read", "a whole one");
+    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(file->size()));
+    for (std::size_t done = 0; done < bytes.size();) {
+        if (monitor && monitor->interruptRequested()) {
+            monitor->interruptAcknowledged();
+            return refused(interruptedAt(path.string()));
+        }
+        const Result<std::size_t> read =
+            file->read(bytes.data() + done, std::min(kPiece, bytes.size() - done), monitor);
+        if (!read) {
+            return refused(read.error());
+        }
+        if (*read == 0) {
+            return refuse("a file that changed or broke off while it was read", "a whole one");
+        }
+        done += *read;
     }
     return bytes;
 }
 
 } // namespace
 
-Result<std::vector<std::uint8_t>> readFileBytes(const std::filesystem::path& path, std::size_t limit)
+Result<std::vector<std::uint8_t>> readFileBytes(const std::filesystem::path& path, std::size_t limit,
+                                                ProgressMonitor* monitor)
 {
-    return attempt(path.string(), [&] { return bytesOf(path, limit); });
+    return attempt(path.string(), [&] { return bytesOf(path, limit, monitor); });
 }
 
 } // namespace zrk

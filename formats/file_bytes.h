@@ -9,8 +9,12 @@
 
 namespace zrk {
 
+class ProgressMonitor;
+
 /// The bytes of an ordinary file. Refuses one that is missing, unreadable, longer than `limit`, or no
 /// ordinary file, such as a folder or a pipe.
-Result<std::vector<std::uint8_t>> readFileBytes(const std::filesystem::path& path, std::size_t limit);
+/// @param monitor  asked every few milliseconds; may be null.
+Result<std::vector<std::uint8_t>> readFileBytes(const std::filesystem::path& path, std::size_t limit,
+                                                ProgressMonitor* monitor = nullptr);
 
 } // namespace zrk

@@ -16,10 +16,6 @@ inline constexpr std::size_t kMaxPngFileBytes = std::size_t{1} << 31;
 inline constexpr std::size_t kMaxPngChunkBytes = std::size_t{16} << 20;
 /// @}
 
-/// A shaded picture that is drawn: longest side, pixels.
-inline constexpr std::uint32_t kMaxRenderSide = 16384;
-inline constexpr std::uint64_t kMaxRenderPixels = 1u << 25;
-
 /// Voxels of a volume that is read, from an array or from slices.
 inline constexpr std::uint64_t kMaxVoxels = std::uint64_t{1} << 31;
 /// Bytes of an array's file.

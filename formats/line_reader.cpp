@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace zrk {
 
@@ -13,15 +14,31 @@ constexpr std::size_t kBlock = std::size_t{1} << 20;
 
 } // namespace
 
-LineReader::LineReader(const std::filesystem::path& path) : _file(path, std::ios::binary)
+LineReader::LineReader(Result<InputFile> file, ProgressMonitor* monitor) : _monitor(monitor)
 {
-    if (_file.is_open()) {
-        _stream = &_file;
+    if (file) {
+        _file.emplace(std::move(*file));
         _buffer.resize(kBlock);
+    } else {
+        _fault = std::move(file.error());
     }
 }
 
 LineReader::LineReader(std::istream& stream) : _stream(&stream), _buffer(kBlock) {}
+
+/// Reads some bytes; 0 at the end and where there is a fault.
+std::size_t LineReader::readInto(char* bytes, std::size_t size)
+{
+    if (_stream) {
+        _stream->read(bytes, static_cast<std::streamsize>(size));
+        return static_cast<std::size_t>(_stream->gcount());
+    }
+    const Result<std::size_t> read = _file->read(bytes, size, _monitor);
+    if (!read) {
+        _fault = read.error();
+    }
+    return read.value_or(0);
+}
 
 /// Reads on behind what isn't given yet; false at the end of the file.
 bool LineReader::readBlock()
@@ -34,12 +51,9 @@ bool LineReader::readBlock()
     if (_end == _buffer.size()) {
         _buffer.resize(std::min(2 * _buffer.size(), kMaxLineBytes + kBlock));
     }
-    if (!_stream->good()) {
-        return false;
-    }
-    _stream->read(_buffer.data() + _end, static_cast<std::streamsize>(_buffer.size() - _end));
-    _end += static_cast<std::size_t>(_stream->gcount());
-    return _stream->gcount() > 0;
+    const std::size_t read = readInto(_buffer.data() + _end, _buffer.size() - _end);
+    _end += read;
+    return read > 0;
 }
 
 void LineReader::skipRestOfLine()
@@ -59,7 +73,7 @@ void LineReader::skipRestOfLine()
 
 bool LineReader::next()
 {
-    if (!isOpen()) {
+    if (_fault) {
         return false;
     }
     if (!_isWhole) {
@@ -77,7 +91,7 @@ bool LineReader::next()
     const char* first = _buffer.data() + _begin;
     const std::size_t length =
         feed ? static_cast<std::size_t>(static_cast<const char*>(feed) - first) : _end - _begin;
-    if (!feed && length == 0) {
+    if (!feed && (length == 0 || _fault)) {
         return false;
     }
     _isWhole = length <= kMaxLineBytes;

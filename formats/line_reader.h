@@ -1,29 +1,37 @@
 #pragma once
 
+#include "core/values/fault.h"
+#include "formats/input_file.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <istream>
+#include <optional>
 #include <string_view>
 #include <vector>
 
 namespace zrk {
 
+class ProgressMonitor;
+
 /// The lines of a file or a stream, split at line feeds and read in blocks: however large the file is, it
 /// takes the memory of its longest line, up to a limit. The bytes of a line may be any.
 class LineReader {
 public:
-    /// A file that can't be opened has no lines.
-    explicit LineReader(const std::filesystem::path& path);
+    /// An ordinary file, or one that is open. One that can't be opened or be read on has no further lines.
+    /// @param monitor  ends the lines when it interrupts a wait for a stream; may be null.
+    explicit LineReader(Result<InputFile> file, ProgressMonitor* monitor = nullptr);
+    explicit LineReader(const std::filesystem::path& path, ProgressMonitor* monitor = nullptr)
+        : LineReader(InputFile::open(path), monitor)
+    {}
     /// The stream must outlive the reader.
     explicit LineReader(std::istream& stream);
     LineReader(const LineReader&) = delete;
     LineReader& operator=(const LineReader&) = delete;
 
-    bool isOpen() const { return _stream != nullptr; }
-    /// True when the lines ended because the file could not be read on.
-    bool hasFailed() const { return _stream && _stream->bad(); }
+    /// Why the lines ended, where that isn't the file's end: none could be read, or the monitor interrupted.
+    const std::optional<Fault>& fault() const { return _fault; }
 
     /// Goes to the next line; false at the end.
     bool next();
@@ -35,8 +43,10 @@ public:
     std::int64_t number() const { return _number; }
 
 private:
-    std::ifstream _file;
+    std::optional<InputFile> _file;
     std::istream* _stream = nullptr;
+    ProgressMonitor* _monitor = nullptr;
+    std::optional<Fault> _fault;
     std::vector<char> _buffer;
     std::size_t _begin = 0; ///< what isn't given yet: [_begin, _end) of the buffer
     std::size_t _end = 0;
@@ -44,6 +54,7 @@ private:
     bool _isWhole = true;
     std::int64_t _number = 0;
 
+    std::size_t readInto(char* bytes, std::size_t size);
     bool readBlock();
     void skipRestOfLine();
 };

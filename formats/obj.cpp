@@ -6,10 +6,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cstdint>
-#include <cstring>
 #include <iostream>
 #include <limits>
 #include <locale>
@@ -137,16 +135,10 @@ public:
 
     WavefrontObj read()
     {
-        if (!_lines.isOpen()) {
-            _obj.fault = {_name, std::string("no readable file (") + std::strerror(errno) + ")",
-                          "a Wavefront OBJ file", "check the path"};
-            return std::move(_obj);
-        }
         while (_lines.next() && readLine()) {
         }
-        if (_lines.hasFailed()) {
-            _obj.fault = {_name, "something that can't be read", "a Wavefront OBJ file",
-                          "check that the path doesn't name a folder"};
+        if (_lines.fault()) {
+            _obj.fault = *_lines.fault();
         }
         _obj.vertexCount = static_cast<int>(_obj.vertices.size() / 3);
         _obj.triangleCount = static_cast<int>(_obj.indices.size() / 3);

@@ -7,9 +7,7 @@
 #include <fmt/compile.h>
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <iterator>
 #include <optional>
 #include <string_view>
@@ -90,10 +88,6 @@ Result<SurfaceMesh> readObjMesh(const std::filesystem::path& path)
 {
     return attempt(path.string(), [&]() -> Result<SurfaceMesh> {
         LineReader lines(path);
-        if (!lines.isOpen()) {
-            return refused({path.string(), fmt::format("no readable file ({})", std::strerror(errno)),
-                            "a Wavefront OBJ file", "check the path"});
-        }
         MeshBuilder builder;
         while (lines.next()) {
             std::string_view rest = lines.line();
@@ -108,9 +102,8 @@ Result<SurfaceMesh> readObjMesh(const std::filesystem::path& path)
                                 "export the mesh anew"});
             }
         }
-        if (lines.hasFailed()) {
-            return refused({path.string(), "something that can't be read", "a Wavefront OBJ file",
-                            "check that the path doesn't name a folder"});
+        if (lines.fault()) {
+            return refused(*lines.fault());
         }
         return builder.mesh(path.string());
     });

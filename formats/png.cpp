@@ -81,8 +81,12 @@ struct Finding {
     std::string expected;
 };
 
+/// Also where memory for decoding fails, which isn't the file's fault and is thrown.
 Finding brokenFile(int error)
 {
+    if (error == SPNG_EMEM) {
+        throw std::bad_alloc();
+    }
     return {std::string("damaged data (") + spng_strerror(error) + ")", "a whole PNG picture"};
 }
 

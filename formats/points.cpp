@@ -1,13 +1,10 @@
 #include "formats/points.h"
 
-#include "formats/limits.h"
 #include "formats/line_reader.h"
 #include "formats/text_words.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
+#include <utility>
 
 namespace zrk {
 
@@ -27,7 +24,7 @@ std::string_view trimmed(std::string_view text)
     return text;
 }
 
-Result<Points> pointsOf(LineReader& lines, const std::string& place)
+Result<Points> pointsOf(LineReader& lines, const std::string& place, std::size_t most)
 {
     Points points;
     while (lines.next()) {
@@ -41,15 +38,14 @@ Result<Points> pointsOf(LineReader& lines, const std::string& place)
                             "three finite numbers x,y,z",
                             "write one position a line, e.g. 0.5,-1,2; lines that begin with # are skipped"});
         }
-        if (points.size() == kMaxPoints) {
-            return refused({place, "more positions than the limit", "at most " + std::to_string(kMaxPoints),
+        if (points.size() == most) {
+            return refused({place, "more positions than the limit", "at most " + std::to_string(most),
                             "divide the list", FaultKind::FailedWork});
         }
         points.push_back({(*numbers)[0], (*numbers)[1], (*numbers)[2]});
     }
-    if (lines.hasFailed()) {
-        return refused({place, "something that can't be read", "a list of positions",
-                        "check that the path doesn't name a folder"});
+    if (lines.fault()) {
+        return refused(*lines.fault());
     }
     return points;
 }
@@ -76,18 +72,17 @@ Result<Points> readPoints(std::istream& stream, const std::string& place)
 {
     return attempt(place, [&] {
         LineReader lines(stream);
-        return pointsOf(lines, place);
+        return pointsOf(lines, place, kMaxPoints);
     });
 }
 
-Result<Points> readPointsFile(const std::filesystem::path& path)
+Result<Points> readPointsFile(Result<InputFile> file, const std::string& place, std::size_t most,
+                              ProgressMonitor* monitor)
 {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        return refused({path.string(), std::string("no readable file (") + std::strerror(errno) + ")",
-                        "a list of positions", "check the path"});
-    }
-    return readPoints(file, path.string());
+    return attempt(place, [&] {
+        LineReader lines(std::move(file), monitor);
+        return pointsOf(lines, place, most);
+    });
 }
 
 } // namespace zrk

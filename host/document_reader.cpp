@@ -181,7 +181,7 @@ void DocumentReader::readResources()
 {
     const ZRKJson* resources = arrayMember("resources");
     _document._resources = zrk::valueOrThrow(
-        DocumentResources::load(resources ? *resources : ZRKJson::array(), _name, _monitor));
+        DocumentResources::load(resources ? *resources : ZRKJson::array(), _name, _paths, _monitor));
 }
 
 void DocumentReader::readNodes()
@@ -254,10 +254,9 @@ void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, co
         refuse(place, shown(paths), "a path or an array of paths",
                "write the paths as strings, relative to the document");
     }
-    const std::filesystem::path folder = std::filesystem::path(_name).parent_path();
     std::vector<std::filesystem::path> files;
     for (const ZRKJson& path : isList ? paths : ZRKJson::array({paths})) {
-        files.push_back(folder / path.get<std::string>());
+        files.push_back(_paths.find(path.get<std::string>(), where(place)));
     }
     const zrk::Result<void> imported =
         zrk::attempt(files.front().string(), [&] { return import->importFiles(files, _monitor); });

@@ -2,6 +2,7 @@
 
 #include "host/graph_document.h"
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -11,10 +12,13 @@ namespace zrkmodel {
 class DocumentReader {
 public:
     /// @param name  of the file, for messages.
-    /// @param monitor  of what takes long; may be null.
     DocumentReader(GraphDocument& document, const std::string& name, DocumentWarnings& warnings,
-                   zrk::ProgressMonitor* monitor)
-        : _document(document), _name(name), _warnings(warnings), _monitor(monitor)
+                   const LoadSettings& settings)
+        : _document(document),
+          _name(name),
+          _warnings(warnings),
+          _monitor(settings.monitor),
+          _paths(std::filesystem::path(name).parent_path(), settings.isConfined)
     {}
 
     /// Parses the text and reads all of it. Throws zrk::FaultError.
@@ -25,6 +29,7 @@ private:
     const std::string& _name;
     DocumentWarnings& _warnings;
     zrk::ProgressMonitor* _monitor;
+    DocumentPaths _paths;
 
     void readVersion();
     void readContext();

@@ -63,9 +63,9 @@ std::string listedName(const ZRKJson& entry)
 /// Reads the entries of one document.
 class ResourceReader {
 public:
-    ResourceReader(const ZRKJson& entries, const std::string& file, DocumentResources& resources,
-                   zrk::ProgressMonitor* monitor)
-        : _entries(entries), _file(file), _resources(resources), _monitor(monitor)
+    ResourceReader(const ZRKJson& entries, const std::string& file, const DocumentPaths& paths,
+                   DocumentResources& resources, zrk::ProgressMonitor* monitor)
+        : _entries(entries), _file(file), _paths(paths), _resources(resources), _monitor(monitor)
     {}
 
     void read()
@@ -78,7 +78,7 @@ public:
             if (!isGeometry(i)) {
                 loadImage(i);
             } else if (!isGroup(_entries[i])) {
-                loaded(i, zrk::valueOrThrow(readGeometry(_entries[i], place(i), _resources._folder)));
+                loaded(i, zrk::valueOrThrow(readGeometry(_entries[i], place(i), _paths)));
             }
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
@@ -97,6 +97,7 @@ private:
 
     const ZRKJson& _entries;
     const std::string& _file;
+    const DocumentPaths& _paths;
     DocumentResources& _resources;
     zrk::ProgressMonitor* _monitor;
     std::vector<std::shared_ptr<DocumentGeometry>> _geometries; ///< null for images
@@ -150,9 +151,9 @@ private:
     {
         std::shared_ptr<ZRKSerializableObject> image;
         if (_entries[i]["kind"] == "image2d") {
-            image = zrk::valueOrThrow(readImage2d(_entries[i], _resources._folder, place(i)));
+            image = zrk::valueOrThrow(readImage2d(_entries[i], _paths, place(i)));
         } else {
-            image = zrk::valueOrThrow(readImage3d(_entries[i], _resources._folder, place(i), _monitor));
+            image = zrk::valueOrThrow(readImage3d(_entries[i], _paths, place(i), _monitor));
         }
         _resources._byPath.emplace(wholePath(_resources._folder / _entries[i]["path"].get<std::string>()),
                                    _resources._entries[i]);
@@ -245,13 +246,15 @@ private:
     }
 };
 
-zrk::Result<std::shared_ptr<DocumentResources>>
-DocumentResources::load(const ZRKJson& entries, const std::string& file, zrk::ProgressMonitor* monitor)
+zrk::Result<std::shared_ptr<DocumentResources>> DocumentResources::load(const ZRKJson& entries,
+                                                                        const std::string& file,
+                                                                        const DocumentPaths& paths,
+                                                                        zrk::ProgressMonitor* monitor)
 {
     return zrk::attempt(file + ", \"resources\"", [&] {
         auto resources = std::make_shared<DocumentResources>();
-        resources->_folder = std::filesystem::path(file).parent_path();
-        ResourceReader(entries, file, *resources, monitor).read();
+        resources->_folder = paths.folder();
+        ResourceReader(entries, file, paths, *resources, monitor).read();
         return resources;
     });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/values/fault.h"
+#include "host/document_paths.h"
 #include "model/document.h"
 #include "model/image_library.h"
 #include "model/json.h"
@@ -26,10 +27,13 @@ class DocumentResources final : public ZRKResourceLibrary, public ZRKImage3dLibr
 public:
     /// Loads the entries of a document's "resources", all or none. Faults name the entry and the key.
     ///
-    /// @param file     the document's, for messages; paths start from its folder.
+    /// @param file     the document's, for messages.
+    /// @param paths    where the paths in the entries lead.
     /// @param monitor  may be null.
-    static zrk::Result<std::shared_ptr<DocumentResources>>
-    load(const ZRKJson& entries, const std::string& file, zrk::ProgressMonitor* monitor = nullptr);
+    static zrk::Result<std::shared_ptr<DocumentResources>> load(const ZRKJson& entries,
+                                                                const std::string& file,
+                                                                const DocumentPaths& paths,
+                                                                zrk::ProgressMonitor* monitor = nullptr);
 
     /// Nil for a uuid that no entry has.
     ZRKResourceHandle find(const ZRKuuid& uuid) override;

@@ -32,7 +32,7 @@ void checkSize(double samples, std::size_t components)
     if (samples > std::numeric_limits<std::int32_t>::max()) {
         refuse("at most 2147483647 samples");
     }
-    const auto available = freeMemory();
+    const auto available = memoryToUse();
     if (available && bytes > *available) {
         refuse(fmt::format("at most the {:.1f} GiB of memory that are free", *available / kGigabyte));
     }

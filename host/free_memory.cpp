@@ -1,6 +1,12 @@
 #include "host/free_memory.h"
 
+#include "core/engine/worker_team.h"
+#include "core/values/memory_budget.h"
+
+#include <sys/resource.h>
+
 #include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -98,6 +104,38 @@ std::optional<double> freeMemory(const fs::path& root)
         }
     }
     return free;
+}
+
+std::optional<double> memoryToUse()
+{
+    const double budget = zrk::memoryBudget();
+    return std::isinf(budget) ? freeMemory()
+                              : least(freeMemory(), std::max(0.0, budget - zrk::memoryInUse()));
+}
+
+void limitMemory(std::optional<double> bytes)
+{
+    constexpr double kShare = 0.75;
+    if (!bytes) {
+        const std::optional<double> free = freeMemory();
+        if (!free) {
+            return;
+        }
+        bytes = zrk::memoryInUse() + kShare * *free;
+    }
+    zrk::setMemoryBudget(*bytes);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    // Sanitizers take address space by the terabyte.
+    const double stacks = double{32 << 20} + double{9 << 20} * static_cast<double>(zrk::workerCount(0));
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_DATA, &limit) == 0) {
+        const double most = *bytes + stacks;
+        if (most < static_cast<double>(limit.rlim_max)) {
+            limit.rlim_cur = static_cast<rlim_t>(most);
+            (void)::setrlimit(RLIMIT_DATA, &limit);
+        }
+    }
+#endif
 }
 
 } // namespace zrkmodel

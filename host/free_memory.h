@@ -14,4 +14,15 @@ namespace zrkmodel {
 /// @param root  of the file system; another one for tests.
 std::optional<double> freeMemory(const std::filesystem::path& root = "/");
 
+/// The same, or what the budget of this process leaves of it (see core/values/memory_budget.h).
+std::optional<double> memoryToUse();
+
+/// Sets the budget of this process.
+///
+/// @param bytes  for all that it has; nothing for what it has and three quarters of what is free.
+///
+/// The system, too, is told to refuse more, with room for stacks: lack of memory then is a message instead of
+/// the end of a process that the system picks.
+void limitMemory(std::optional<double> bytes);
+
 } // namespace zrkmodel

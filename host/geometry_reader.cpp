@@ -26,8 +26,8 @@ constexpr double kLargest = 1e100;
 /// Reads the members of one entry.
 class Entry {
 public:
-    Entry(const ZRKJson& json, const std::string& place, const std::filesystem::path& folder)
-        : _json(json), _place(place), _folder(folder)
+    Entry(const ZRKJson& json, const std::string& place, const DocumentPaths& paths)
+        : _json(json), _place(place), _paths(paths)
     {}
 
     [[noreturn]] void refuse(const std::string& key, const std::string& found, const std::string& expected,
@@ -93,7 +93,7 @@ public:
             refuse(key, shown(value), "a path",
                    fmt::format("write \"{}\": \"part.obj\", relative to the document", key));
         }
-        return _folder / value.get<std::string>();
+        return _paths.find(value.get<std::string>(), fmt::format("{}, \"{}\"", _place, key));
     }
 
     double radius() const
@@ -108,7 +108,7 @@ public:
 private:
     const ZRKJson& _json;
     const std::string& _place;
-    const std::filesystem::path& _folder;
+    const DocumentPaths& _paths;
 
     const ZRKJson& member(const char* key, const char* expected, const char* example) const
     {
@@ -242,10 +242,10 @@ bool isGroup(const ZRKJson& entry)
 }
 
 zrk::Result<std::shared_ptr<DocumentGeometry>> readGeometry(const ZRKJson& json, const std::string& place,
-                                                            const std::filesystem::path& folder)
+                                                            const DocumentPaths& paths)
 {
     return zrk::attempt(place, [&] {
-        const Entry entry(json, place, folder);
+        const Entry entry(json, place, paths);
         const auto name = json.find("shape");
         std::string known;
         for (const Shape& shape : kShapes) {

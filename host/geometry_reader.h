@@ -2,9 +2,9 @@
 
 #include "core/values/fault.h"
 #include "host/document_geometry.h"
+#include "host/document_paths.h"
 #include "model/json.h"
 
-#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -13,12 +13,12 @@ namespace zrkmodel {
 /// A geometry from its resource entry, of any shape but a group.
 ///
 /// @param place   of the entry, for messages: file and index.
-/// @param folder  that the paths in it are relative to.
+/// @param paths   where the paths in it lead.
 ///
 /// Refuses a shape that is unknown, malformed or degenerate geometry: no box without all corners in order, no
 /// circle without an axis; and a mesh that isn't read whole.
 zrk::Result<std::shared_ptr<DocumentGeometry>> readGeometry(const ZRKJson& entry, const std::string& place,
-                                                            const std::filesystem::path& folder);
+                                                            const DocumentPaths& paths);
 
 /// True for an entry of the shape "group", whose members are other entries.
 bool isGroup(const ZRKJson& entry);

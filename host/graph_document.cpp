@@ -2,6 +2,7 @@
 
 #include "components/mesh/beam_sdf.h"
 #include "formats/atomic_file.h"
+#include "formats/input_file.h"
 #include "formats/limits.h"
 #include "host/document_reader.h"
 #include "host/document_values.h"
@@ -16,10 +17,9 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <set>
+#include <utility>
+#include <vector>
 
 namespace zrkmodel {
 
@@ -27,26 +27,23 @@ namespace {
 
 constexpr std::size_t kLineLength = 110;
 
-zrk::Result<std::string> readFile(const std::string& path)
+/// The text of a file, or of a pipe, such as a shell makes of what another program writes.
+std::string readText(const std::string& path, zrk::ProgressMonitor* monitor)
 {
-    const auto refuse = [&path](const std::string& found, const char* remedy) {
-        return zrk::refused({path.empty() ? "document" : path, found, "a graph document", remedy});
-    };
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        return refuse(fmt::format("no readable file ({})", std::strerror(errno)), "check the path");
-    }
+    auto file = zrk::valueOrThrow(zrk::InputFile::open(path, zrk::InputFile::Accepted::FilesAndStreams)
+                                      .map_error([&](zrk::Fault fault) {
+                                          fault.place = path.empty() ? "document" : path;
+                                          fault.expected = "a graph document";
+                                          return fault;
+                                      }));
     std::string text;
-    char buffer[1 << 16];
-    while (file.read(buffer, sizeof buffer) || file.gcount() > 0) {
-        text.append(buffer, static_cast<std::size_t>(file.gcount()));
+    std::vector<char> buffer(1 << 16);
+    while (const std::size_t read = zrk::valueOrThrow(file.read(buffer.data(), buffer.size(), monitor))) {
+        text.append(buffer.data(), read);
         if (text.size() > zrk::kMaxDocumentBytes) {
-            return refuse(fmt::format("more than {} MiB", zrk::kMaxDocumentBytes >> 20),
-                          "check that the path names a graph document");
+            throw zrk::FaultError({path, fmt::format("more than {} MiB", zrk::kMaxDocumentBytes >> 20),
+                                   "a graph document", "check that the path names a graph document"});
         }
-    }
-    if (file.bad()) {
-        return refuse("something that can't be read", "check that the path doesn't name a folder");
     }
     return text;
 }
@@ -104,24 +101,35 @@ ZRKJson linkJson(Pin_handle from, Pin_handle to)
     return {{"from", {from.node(), from.index()}}, {"to", {to.node(), to.index()}}};
 }
 
+/// The same field, which also keeps its graph alive.
+zrk::IField withGraph(const zrk::IField& field, std::shared_ptr<ZRKGraph> graph)
+{
+    using Owner = std::pair<std::shared_ptr<ZRKGraph>, std::shared_ptr<zrk::IFieldGenerator>>;
+    if (!field) {
+        return field;
+    }
+    const auto owner = std::make_shared<const Owner>(std::move(graph), field.generator());
+    return zrk::IField(std::shared_ptr<zrk::IFieldGenerator>(owner, owner->second.get()));
+}
+
 } // namespace
 
 zrk::Result<GraphDocument> GraphDocument::load(const std::string& path, DocumentWarnings& warnings,
-                                               zrk::ProgressMonitor* monitor)
+                                               const LoadSettings& settings)
 {
-    return zrk::attempt(path, [&] { return readFile(path); })
-        .map_error(asDocumentFault)
-        .and_then([&](const std::string& text) { return parse(text, path, warnings, monitor); });
+    return zrk::attempt(path,
+                        [&] { return parse(readText(path, settings.monitor), path, warnings, settings); })
+        .map_error(asDocumentFault);
 }
 
 zrk::Result<GraphDocument> GraphDocument::parse(const std::string& text, const std::string& name,
-                                                DocumentWarnings& warnings, zrk::ProgressMonitor* monitor)
+                                                DocumentWarnings& warnings, const LoadSettings& settings)
 {
     return zrk::attempt(name,
                         [&] {
                             GraphDocument document;
                             document._name = name;
-                            DocumentReader(document, name, warnings, monitor).read(text);
+                            DocumentReader(document, name, warnings, settings).read(text);
                             return document;
                         })
         .map_error(asDocumentFault);
@@ -282,8 +290,8 @@ zrk::Result<OutputField> GraphDocument::outputField(PinAddress address) const
         }
         const Tag tag = effectiveTag(pin);
         const auto object = std::dynamic_pointer_cast<ZRKFieldObject>(pin.node.object());
-        OutputField output{object ? object->realizeField(pin.node, address.output) : zrk::IField(), tag,
-                           pin.pin()->name, address};
+        const zrk::IField field = object ? object->realizeField(pin.node, address.output) : zrk::IField();
+        OutputField output{withGraph(field, _graph), tag, pin.pin()->name, address};
         if (!output.field) {
             return zrk::refused({place, fmt::format("a pin without a data type ({})", tag.name()),
                                  "one that carries values",

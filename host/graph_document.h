@@ -41,14 +41,24 @@ struct OutputPin {
 
 /// A field that can be sampled.
 struct OutputField {
-    zrk::IField field;
-    Tag tag;          ///< Scalar, Vector3d or Color
-    std::string name; ///< of the pin
+    zrk::IField field; ///< keeps the graph alive that it belongs to; the document may go
+    Tag tag;           ///< Scalar, Vector3d or Color
+    std::string name;  ///< of the pin
     PinAddress address;
     /// Named as a density: the inside lies above 0.5. Else the inside lies below 0.
     bool isDensity = false;
     /// Where the surface of the field lies.
     double surfaceLevel = 0.0;
+};
+
+/// How a document is loaded.
+struct LoadSettings {
+    /// @param follower  told of the loading of large resources, asked whether to stop; may be null.
+    LoadSettings(zrk::ProgressMonitor* follower = nullptr) : monitor(follower) {}
+
+    zrk::ProgressMonitor* monitor;
+    /// Refuses paths that lead out of the document's folder: for documents that aren't trusted.
+    bool isConfined = false;
 };
 
 /// A graph document: a JSON file with nodes, their values and the links between them.
@@ -58,14 +68,12 @@ struct OutputField {
 class GraphDocument {
 public:
     /// Reads a file. Values that a component leaves out of account, unknown keys and the like
-    /// are told in `warnings`. The monitor, which may be null, is told of the loading of large resources;
-    /// when it interrupts, the fault is of the kind Interrupted.
+    /// are told in `warnings`. When the monitor interrupts, the fault is of the kind Interrupted.
     static zrk::Result<GraphDocument> load(const std::string& path, DocumentWarnings& warnings,
-                                           zrk::ProgressMonitor* monitor = nullptr);
+                                           const LoadSettings& settings = {});
     /// Reads a document from text; `name` stands for it in messages, relative paths start from its folder.
     static zrk::Result<GraphDocument> parse(const std::string& text, const std::string& name,
-                                            DocumentWarnings& warnings,
-                                            zrk::ProgressMonitor* monitor = nullptr);
+                                            DocumentWarnings& warnings, const LoadSettings& settings = {});
 
     /// The document as text, with the values that its components have now. Saving what was
     /// read from a saved document gives the same bytes.
@@ -80,6 +88,8 @@ public:
 
     const std::shared_ptr<ZRKGraph>& graph() const { return _graph; }
     const std::shared_ptr<DocumentResources>& resources() const { return _resources; }
+    /// The file's name, or what stands for it in messages.
+    const std::string& name() const { return _name; }
     /// Where sampling runs unless told otherwise: the model's bounds, or the unit cube.
     zrk::BBox<double> samplingBounds() const;
     /// What the document's context has for "unit", such as "mm"; empty where it is missing or no text.

@@ -15,7 +15,7 @@ namespace {
 using Volume = std::vector<ZRKImage3d::Channel>;
 
 /// The file or folder that an entry names.
-zrk::Result<std::filesystem::path> pathOf(const ZRKJson& entry, const std::filesystem::path& folder,
+zrk::Result<std::filesystem::path> pathOf(const ZRKJson& entry, const DocumentPaths& paths,
                                           const std::string& place)
 {
     const auto member = entry.find("path");
@@ -23,7 +23,7 @@ zrk::Result<std::filesystem::path> pathOf(const ZRKJson& entry, const std::files
         return zrk::refused({place, shownMember(entry, "path"), "the image's path",
                              "write \"path\": \"...\", relative to the document"});
     }
-    return folder / member->get<std::string>();
+    return zrk::attempt(place, [&] { return paths.find(member->get<std::string>(), place); });
 }
 
 zrk::Result<Volume> readVolume(const std::filesystem::path& path, zrk::ProgressMonitor* monitor)
@@ -52,11 +52,11 @@ auto ofDocument(const std::string& place, const char* remedy)
 
 } // namespace
 
-zrk::Result<std::shared_ptr<ZRKImage2d>>
-readImage2d(const ZRKJson& entry, const std::filesystem::path& folder, const std::string& place)
+zrk::Result<std::shared_ptr<ZRKImage2d>> readImage2d(const ZRKJson& entry, const DocumentPaths& paths,
+                                                     const std::string& place)
 {
     const std::string keyPlace = place + ", \"path\"";
-    return pathOf(entry, folder, keyPlace).and_then([&](const std::filesystem::path& path) {
+    return pathOf(entry, paths, keyPlace).and_then([&](const std::filesystem::path& path) {
         return zrk::readPngFile(path)
             .map([](std::vector<ZRKImage2d::Channel> channels) {
                 return std::make_shared<ZRKImage2d>(std::move(channels));
@@ -66,12 +66,11 @@ readImage2d(const ZRKJson& entry, const std::filesystem::path& folder, const std
     });
 }
 
-zrk::Result<std::shared_ptr<ZRKImage3d>> readImage3d(const ZRKJson& entry,
-                                                     const std::filesystem::path& folder,
+zrk::Result<std::shared_ptr<ZRKImage3d>> readImage3d(const ZRKJson& entry, const DocumentPaths& paths,
                                                      const std::string& place, zrk::ProgressMonitor* monitor)
 {
     const std::string keyPlace = place + ", \"path\"";
-    return pathOf(entry, folder, keyPlace).and_then([&](const std::filesystem::path& path) {
+    return pathOf(entry, paths, keyPlace).and_then([&](const std::filesystem::path& path) {
         return readVolume(path, monitor)
             .map([](Volume channels) { return std::make_shared<ZRKImage3d>(std::move(channels)); })
             .map_error(ofDocument(keyPlace,

@@ -198,7 +198,7 @@ class Warnings(ZrkTest):
     def test_imports_that_fail(self):
         def importing(path):
             return graph([{"id": 1, "type": "BeamSDF", "import": path}], output=(1, 0))
-        self.check(importing("none.obj"), ("node 1 (BeamSDF)", '"import"', str(self.folder / "none.obj"), "no readable file"))
+        self.check(importing("none.obj"), ("node 1 (BeamSDF)", '"import"', str(self.folder / "none.obj"), "no file"))
         nothing = "1.7976931348623157e+308,1\n"
         self.assertEqual(self.succeed("probe", self.put(importing("none.obj")), "--at", "0,0,0").out, nothing)
         self.put("v 1 1 1\nf 1 2 3\n", "torn.obj")

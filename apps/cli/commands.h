@@ -24,5 +24,6 @@ void addSliceCommand(const Program& program);
 void addSurfaceCommand(const Program& program);
 void addRenderCommand(const Program& program);
 void addMeasureCommand(const Program& program);
+void addLimitsCommand(const Program& program);
 
 } // namespace zrkcli

@@ -8,12 +8,17 @@
 
 #include <fmt/format.h>
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
-#include <iostream>
+#include <exception>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -38,6 +43,17 @@ int report(const zrk::Fault& fault)
         zrkcli::tell("zrk: {}\n", zrk::messageOf(fault));
     }
     return statusOf(fault.kind);
+}
+
+/// The same of what was thrown outside of any command; also without memory for a fault.
+int report(const std::exception& error) noexcept
+{
+    try {
+        return report(zrk::faultOf(error, "command"));
+    } catch (const std::exception&) {
+        zrkcli::tellLackOfMemory();
+        return statusOf(zrk::FaultKind::FailedWork);
+    }
 }
 
 std::vector<std::string> commandNames(const CLI::App& app)
@@ -120,46 +136,39 @@ std::optional<std::string> helpText(const CLI::App& app, int argc, char** argv)
     return found.empty() ? std::nullopt : std::optional(found.front()->help("zrk"));
 }
 
-/// While it lives, what components print on std::cout, complaints and progress, goes to standard error.
-/// Results are printed through `stdout` and aren't affected.
-class ComplaintsToStandardError {
-public:
-    ComplaintsToStandardError() : _former(std::cout.rdbuf(std::cerr.rdbuf())) {}
-    ~ComplaintsToStandardError() { std::cout.rdbuf(_former); }
-    ComplaintsToStandardError(const ComplaintsToStandardError&) = delete;
-    ComplaintsToStandardError& operator=(const ComplaintsToStandardError&) = delete;
-
-private:
-    std::streambuf* _former;
-};
-
 /// Returns the exit status of what went well, unless its results are lost.
 int statusOfResults()
 {
+    errno = 0;
     if (std::fflush(stdout) == 0 && !std::ferror(stdout)) {
         return 0;
     }
-    return report({"standard output", "no room for all results", "a place that takes them",
+    if (zrkcli::isInterrupted()) {
+        return statusOf(zrk::FaultKind::Interrupted);
+    }
+    // What failed before isn't known any more, but for a pipe.
+    pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+    const int error = errno != 0                                                   ? errno
+                      : poll(&output, 1, 0) > 0 && (output.revents & POLLERR) != 0 ? EPIPE
+                                                                                   : 0;
+    const std::string reason = error != 0 ? " (" + std::generic_category().message(error) + ")" : "";
+    return report({"standard output", "no room for all results" + reason, "a place that takes them",
                    "make room, or send them somewhere else", zrk::FaultKind::FailedWork});
 }
 
 /// Runs a command and returns its exit status. Every failure becomes one message and a status.
 int runWork(const zrkcli::Work& work)
 {
-    const ComplaintsToStandardError complaints;
+    const zrkcli::ComplaintsToStandardError complaints;
     const zrk::Result<void> done = zrk::attempt("command", work);
     // A lost result may also be what the work failed of.
     const int status = statusOfResults();
     return status != 0 || done ? status : report(done.error());
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+int runProgram(int argc, char** argv)
 {
-    zrkcli::openStandardStreams();
     zrkmodel::ZRKGraphComponentsInit::initializeModule();
-    zrkcli::catchInterrupts();
 
     CLI::App app{"Samples fields over space that a node graph describes.\n"
                  "Results go to standard output or to the file named, all else to standard error.",
@@ -177,6 +186,7 @@ int main(int argc, char** argv)
     zrkcli::addSurfaceCommand(program);
     zrkcli::addRenderCommand(program);
     zrkcli::addMeasureCommand(program);
+    zrkcli::addLimitsCommand(program);
 
     if (const auto help = helpText(app, argc, argv)) {
         fmt::print("{}", *help);
@@ -192,7 +202,21 @@ int main(int argc, char** argv)
         app.exit(error);
         return statusOfResults();
     }
-    // Results are written through stdio. What components print on the stream isn't a result.
-    std::cout.rdbuf(std::cerr.rdbuf());
     return runWork(work);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    zrkcli::openStandardStreams();
+    zrkcli::catchInterrupts();
+    int status = 1;
+    try {
+        status = runProgram(argc, argv);
+    } catch (const std::exception& error) {
+        // Lack of memory in what tells of another failure, or before any work.
+        status = report(error);
+    }
+    return zrkcli::endedBy(status);
 }

@@ -29,7 +29,7 @@ using Point = zrk::Tensor<3, double>;
 constexpr std::int32_t kPassageCells = 128;
 
 struct MeasureOptions : SamplingOptions {
-    std::string bounds;
+    std::optional<std::string> bounds;
     std::optional<double> iso;
     bool isDensity = false;
     double accuracy = 1e-3;
@@ -106,8 +106,7 @@ public:
                  fmt::format("choose one with --pin; `zrk check {}` lists the outputs and their tags",
                              _options.document)});
         }
-        const zrk::BBox<double> bounds =
-            _options.bounds.empty() ? _job.document.samplingBounds() : parseBounds(_options.bounds);
+        const zrk::BBox<double> bounds = boundsToSample(_options.bounds, _job.document);
         const bool isDensity = _options.isDensity || _job.output.isDensity;
         _settings.lower = bounds.min;
         _settings.upper = bounds.max;
@@ -320,9 +319,8 @@ void checkOptions(const MeasureOptions& options)
         throw zrk::FaultError({"-o", zrk::quotation(options.file), "--solve with it",
                                "measures go to standard output; -o writes the document with the solution"});
     }
-    if (options.iso && !std::isfinite(*options.iso)) {
-        throw zrk::FaultError(
-            {"--iso", fmt::format("{}", *options.iso), "a finite number", "give the value at the surface"});
+    if (options.iso) {
+        checkFinite("--iso", *options.iso);
     }
 }
 

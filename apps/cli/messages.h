@@ -3,6 +3,8 @@
 #include <fmt/core.h>
 
 #include <exception>
+#include <memory>
+#include <streambuf>
 #include <string_view>
 #include <utility>
 
@@ -16,15 +18,34 @@ void openStandardStreams() noexcept;
 /// and what the work deserves isn't changed by it.
 void tellText(std::string_view text) noexcept;
 
-/// The same of a text that is put together first.
+/// Tells that there is no memory, without any.
+void tellLackOfMemory() noexcept;
+
+/// Writes a text that is put together first, as `tellText` does.
 template <class... Parts>
 void tell(fmt::format_string<Parts...> text, Parts&&... parts) noexcept
 {
     try {
         tellText(fmt::format(text, std::forward<Parts>(parts)...));
     } catch (const std::exception&) {
-        tellText("zrk: a message that needs more memory than there is\n");
+        tellLackOfMemory();
     }
 }
+
+/// While it lives, what components print on std::cout and std::cerr, complaints and progress, goes to
+/// standard error, line by line, in a form that can't reach the terminal: control characters are shown, long
+/// lines are cut. Results are printed through `stdout` and aren't affected.
+class ComplaintsToStandardError {
+public:
+    ComplaintsToStandardError();
+    ~ComplaintsToStandardError();
+    ComplaintsToStandardError(const ComplaintsToStandardError&) = delete;
+    ComplaintsToStandardError& operator=(const ComplaintsToStandardError&) = delete;
+
+private:
+    std::unique_ptr<std::streambuf> _lines;
+    std::streambuf* _formerOut;
+    std::streambuf* _formerError;
+};
 
 } // namespace zrkcli

@@ -3,23 +3,64 @@
 
 #include "apps/cli/progress_bar.h"
 #include "formats/points.h"
+#include "host/free_memory.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 
 namespace zrkcli {
 
-zrk::BBox<double> parseBounds(const std::string& text)
+namespace {
+
+/// Refuses a box that a grid can't be laid over: flat, or so large that lengths can't be told.
+void checkExtents(const std::string& place, const double (&low)[3], const double (&high)[3],
+                  const char* remedy)
 {
-    const auto n = zrk::parseNumbers(text, 6);
-    if (!n) {
-        throw zrk::FaultError({"--bounds", zrk::quotation(text), "six finite numbers",
-                               "write the two corners as x0,y0,z0,x1,y1,z1"});
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const double extent = high[axis] - low[axis];
+        if (!(extent > 0) || !std::isnormal(extent) || !std::isfinite(1 / extent)) {
+            const char* what = extent > 0 ? "an extent beyond all numbers" : "no extent";
+            throw zrk::FaultError(
+                {place,
+                 fmt::format("{} along {} (from {:g} to {:g})", what, "xyz"[axis], low[axis], high[axis]),
+                 "a lower corner and a higher one, so far apart that a grid has room", remedy});
+        }
     }
-    return {{(*n)[0], (*n)[1], (*n)[2]}, {(*n)[3], (*n)[4], (*n)[5]}};
+}
+
+} // namespace
+
+zrk::BBox<double> boundsToSample(const std::optional<std::string>& text,
+                                 const zrkmodel::GraphDocument& document)
+{
+    if (!text) {
+        const zrk::BBox<double> box = document.samplingBounds();
+        checkExtents(document.name() + ", \"context\", \"modelBounds\"", {box.min[0], box.min[1], box.min[2]},
+                     {box.max[0], box.max[1], box.max[2]},
+                     "write \"modelBounds\": [[x0, y0, z0], [x1, y1, z1]], or give --bounds where a command "
+                     "takes it");
+        return box;
+    }
+    constexpr const char* kRemedy = "write the two corners as x0,y0,z0,x1,y1,z1, the lower one first";
+    const auto n = zrk::parseNumbers(*text, 6);
+    if (!n) {
+        throw zrk::FaultError({"--bounds", zrk::quotation(*text), "six finite numbers", kRemedy});
+    }
+    const std::vector<double>& c = *n;
+    checkExtents("--bounds", {c[0], c[1], c[2]}, {c[3], c[4], c[5]}, kRemedy);
+    return {{c[0], c[1], c[2]}, {c[3], c[4], c[5]}};
+}
+
+void checkFinite(const std::string& option, double value)
+{
+    if (!std::isfinite(value)) {
+        throw zrk::FaultError(
+            {option, fmt::format("{}", value), "a finite number", "write it with digits, e.g. 0.5"});
+    }
 }
 
 zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text)
@@ -45,20 +86,35 @@ zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text
     return {static_cast<std::uint16_t>(node), static_cast<std::uint8_t>(output)};
 }
 
+void DocumentOptions::addTo(CLI::App& command)
+{
+    command.add_option("DOC", document, "graph document (.zrk.json), or a pipe with one")->required();
+    command.add_flag("--confine", isConfined,
+                     "refuse a document whose paths lead out of its folder, also by way of links");
+    command
+        .add_option("--memory", memory,
+                    "most memory to take, e.g. 500M or 2G; without it three quarters of what is free")
+        ->transform(CLI::AsSizeValue(false));
+}
+
 void SamplingOptions::addTo(CLI::App& command)
 {
-    command.add_option("DOC", document, "graph document (.zrk.json)")->required();
+    DocumentOptions::addTo(command);
     command.add_option("--pin", pin, "output to sample, NODE:OUT; without it the document's \"output\"");
     command.add_option("--threads", threads, "number of workers; without it all processors")
         ->check(CLI::Range(std::size_t{1}, std::size_t{1024}));
     command.add_flag("--quiet", quiet, "no progress");
 }
 
-zrkmodel::GraphDocument loadDocument(const std::string& path, bool quiet)
+zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet)
 {
+    zrkmodel::limitMemory(options.memory ? std::optional(static_cast<double>(*options.memory))
+                                         : std::nullopt);
     zrkmodel::DocumentWarnings warnings;
     auto document = withProgress("loading", quiet, [&](ProgressBar& bar) {
-        return zrk::valueOrThrow(zrkmodel::GraphDocument::load(path, warnings, &bar));
+        zrkmodel::LoadSettings settings(&bar);
+        settings.isConfined = options.isConfined;
+        return zrk::valueOrThrow(zrkmodel::GraphDocument::load(options.document, warnings, settings));
     });
     for (const zrk::Fault& warning : warnings) {
         tell("warning: {}\n", zrk::messageOf(warning));
@@ -67,9 +123,9 @@ zrkmodel::GraphDocument loadDocument(const std::string& path, bool quiet)
 }
 
 Job::Job(const SamplingOptions& options)
-    : document(loadDocument(options.document, options.quiet)),
-      output(zrk::valueOrThrow(options.pin.empty() ? document.outputField()
-                                                   : document.outputField(parsePin("--pin", options.pin))))
+    : document(loadDocument(options, options.quiet)),
+      output(zrk::valueOrThrow(options.pin ? document.outputField(parsePin("--pin", *options.pin))
+                                           : document.outputField()))
 {}
 
 std::vector<std::string> argumentsInParsingOrder(int argc, char** argv)

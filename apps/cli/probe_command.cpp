@@ -3,12 +3,13 @@
 #include "apps/cli/progress_bar.h"
 #include "core/engine/field_sampler.h"
 #include "formats/points.h"
+#include "host/free_memory.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 #include <memory>
 
 namespace zrkcli {
@@ -20,11 +21,25 @@ struct ProbeOptions : SamplingOptions {
     std::string pointsFile;
 };
 
+/// As many positions as there is memory for, with their records, and for a list that moves to a larger place.
+std::size_t mostPoints()
+{
+    constexpr double kBytesAPoint = 150;
+    const double most = zrkmodel::memoryToUse().value_or(1e18) / kBytesAPoint;
+    return static_cast<std::size_t>(std::min(most, static_cast<double>(zrk::kMaxPoints)));
+}
+
 std::vector<zrk::Tensor<3, double>> positions(const ProbeOptions& options)
 {
     if (!options.pointsFile.empty()) {
-        auto listed = options.pointsFile == "-" ? zrk::readPoints(std::cin, "standard input")
-                                                : zrk::readPointsFile(options.pointsFile);
+        const bool isStandardInput = options.pointsFile == "-";
+        auto listed = withProgress("reading positions", options.quiet, [&](ProgressBar& bar) {
+            return zrk::readPointsFile(
+                isStandardInput
+                    ? zrk::InputFile::standardInput()
+                    : zrk::InputFile::open(options.pointsFile, zrk::InputFile::Accepted::FilesAndStreams),
+                isStandardInput ? "standard input" : options.pointsFile, mostPoints(), &bar);
+        });
         return zrk::valueOrThrow(std::move(listed).map_error(
             [](zrk::Fault fault) { return zrk::within("--points", std::move(fault)); }));
     }
@@ -62,7 +77,9 @@ void printRecords(const zrk::SampleBufferData<double>& records)
         }
         out.push_back('\n');
         if (out.size() > 1 << 16 || i + 1 == records.count) {
-            std::fwrite(out.data(), 1, out.size(), stdout);
+            if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size()) {
+                return; // which the status tells
+            }
             out.clear();
         }
     }

@@ -15,31 +15,69 @@ namespace {
 
 constexpr int kInterruptedStatus = 130;
 
-std::atomic<bool> interrupted{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
+/// What asks the program to stop: Ctrl-C, a request of the system, a terminal that is closed.
+constexpr int kRequests[] = {SIGINT, SIGTERM, SIGHUP};
 
-extern "C" void onInterrupt(int) { interrupted.store(true, std::memory_order_relaxed); }
+std::atomic<int> request{0};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
 
-extern "C" void endProgram(int) { _exit(kInterruptedStatus); }
+extern "C" void noteRequest(int number) { request.store(number, std::memory_order_relaxed); }
 
-void callAtInterrupt(void (*handler)(int))
+extern "C" void endProgram(int number)
+{
+    if (number == SIGINT) {
+        _exit(kInterruptedStatus);
+    }
+    // Taken in the ordinary way when this handler returns.
+    raise(number);
+}
+
+/// True for a signal that the program was told to ignore when it was started, as `nohup` does.
+bool isIgnored(int number)
+{
+    struct sigaction former {};
+    return sigaction(number, nullptr, &former) == 0 && former.sa_handler == SIG_IGN;
+}
+
+void callAtRequest(void (*handler)(int))
 {
     struct sigaction action {};
     action.sa_handler = handler;
     sigemptyset(&action.sa_mask);
-    // A second Ctrl-C ends the program in the ordinary way.
-    action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
-    sigaction(SIGINT, &action, nullptr);
+    // A second request ends the program in the ordinary way. Without SA_RESTART, so that what waits for a
+    // pipe is woken.
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (const int number : kRequests) {
+        if (number != SIGHUP || !isIgnored(number)) {
+            sigaction(number, &action, nullptr);
+        }
+    }
 }
 
 } // namespace
 
-void catchInterrupts() { callAtInterrupt(onInterrupt); }
+void catchInterrupts()
+{
+    callAtRequest(noteRequest);
+    // Then a write fails, with a message that tells of what.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
 
-EndingAtInterrupt::EndingAtInterrupt() { callAtInterrupt(endProgram); }
-EndingAtInterrupt::~EndingAtInterrupt() { catchInterrupts(); }
+EndingAtInterrupt::EndingAtInterrupt() { callAtRequest(endProgram); }
+EndingAtInterrupt::~EndingAtInterrupt() { callAtRequest(noteRequest); }
 
-bool isInterrupted() { return interrupted.load(std::memory_order_relaxed); }
+bool isInterrupted() { return request.load(std::memory_order_relaxed) != 0; }
+
+int endedBy(int status)
+{
+    const int number = request.load(std::memory_order_relaxed);
+    if (status == kInterruptedStatus && number != 0 && number != SIGINT) {
+        std::signal(number, SIG_DFL);
+        raise(number);
+    }
+    return status;
+}
 
 ProgressBar::ProgressBar(std::string title, bool quiet)
     : _title(std::move(title)),

@@ -9,12 +9,18 @@
 
 namespace zrkcli {
 
-/// Makes Ctrl-C set a flag instead of ending the program, so that no half-written file stays.
+/// Makes requests to stop (Ctrl-C, SIGTERM, SIGHUP) set a flag instead of ending the program, so that no
+/// half-written file stays. What writes to a pipe that nobody reads, or beyond the allowed size of a file,
+/// gets an error instead of a signal.
 void catchInterrupts();
-/// Returns true once Ctrl-C has been pressed.
+/// Returns true once there was a request to stop.
 bool isInterrupted();
 
-/// While it lives, Ctrl-C ends the program at once, with status 130.
+/// Returns the status of a program that has cleaned up. If the work was stopped by another request than
+/// Ctrl-C, it ends the program by that signal, so that whoever sent it sees that it was heard.
+int endedBy(int status);
+
+/// While it lives, a request to stop ends the program at once; Ctrl-C with status 130.
 class EndingAtInterrupt {
 public:
     EndingAtInterrupt();
@@ -43,8 +49,8 @@ private:
     std::chrono::steady_clock::time_point _lastDrawn;
 };
 
-/// What work() gives. Ctrl-C meanwhile ends the program at once, with status 130: for work that can't be
-/// asked to stop and has no file open for writing.
+/// What work() gives. A request to stop meanwhile ends the program at once, Ctrl-C with status 130: for work
+/// that can't be asked to stop and has no file open for writing.
 template <class Work>
 auto endingAtInterrupt(const Work& work)
 {

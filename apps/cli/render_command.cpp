@@ -28,7 +28,7 @@ struct RenderOptions : SamplingOptions {
     std::vector<std::string> sections;
     std::string color;
     std::optional<double> iso;
-    std::string bounds;
+    std::optional<std::string> bounds;
     std::string background = "studio";
     int turntable = 0;
     bool fadesByWeight = false;
@@ -210,16 +210,18 @@ void render(const RenderOptions& options)
 
     const Job job(options);
     if (job.output.tag != zrkmodel::Tag::Scalar) {
-        throw zrk::FaultError({options.pin.empty() ? options.document + ", \"output\"" : "--pin",
+        throw zrk::FaultError({options.pin ? "--pin" : options.document + ", \"output\"",
                                fmt::format("a field of {} components", job.output.tag.components),
                                "a scalar field, whose surface can be drawn",
                                "choose another output with --pin; `zrk check` lists them, and `zrk slice` "
                                "draws vectors and colours"});
     }
-    settings.region =
-        boxOf(options.bounds.empty() ? job.document.samplingBounds() : parseBounds(options.bounds));
+    settings.region = boxOf(boundsToSample(options.bounds, job.document));
     for (const std::string& section : options.sections) {
         cut(settings.region, section, from);
+    }
+    if (options.iso) {
+        checkFinite("--iso", *options.iso);
     }
     settings.iso = options.iso.value_or(job.output.surfaceLevel);
     settings.solid = job.output.isDensity ? zrk::SolidSide::Above : zrk::SolidSide::Below;
@@ -256,9 +258,9 @@ void render(const RenderOptions& options)
              zrk::FaultKind::FailedWork});
     }
     if (!options.quiet) {
-        tell("{}{}: {} x {} pixels, surface at {:g}\n", written.front(),
-             written.size() > 1 ? " to " + written.back() : "", settings.width, settings.height,
-             settings.iso);
+        tell("{}{}: {} x {} pixels, surface at {:g}\n", zrk::printable(written.front()),
+             written.size() > 1 ? " to " + zrk::printable(written.back()) : "", settings.width,
+             settings.height, settings.iso);
     }
 }
 

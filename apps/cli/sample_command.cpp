@@ -10,6 +10,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <optional>
 
 namespace zrkcli {
 
@@ -20,8 +21,8 @@ constexpr int kDefaultResolution = 64;
 struct SampleOptions : SamplingOptions {
     std::string file;
     int resolution = 0;
-    std::string dims;
-    std::string bounds;
+    std::optional<std::string> dims;
+    std::optional<std::string> bounds;
 };
 
 std::array<std::int32_t, 3> parseDims(const std::string& text)
@@ -45,12 +46,10 @@ void sample(const SampleOptions& options)
     zrk::valueOrThrow(
         zrk::volumeFormat(options.file)); // throws before any work is done if the format is unknown
     const Job job(options);
-    const zrk::BBox<double> bounds =
-        options.bounds.empty() ? job.document.samplingBounds() : parseBounds(options.bounds);
-    const auto dims =
-        options.dims.empty()
-            ? zrkmodel::gridDims(bounds, options.resolution > 0 ? options.resolution : kDefaultResolution)
-            : parseDims(options.dims);
+    const zrk::BBox<double> bounds = boundsToSample(options.bounds, job.document);
+    const auto dims = options.dims ? parseDims(*options.dims)
+                                   : zrkmodel::gridDims(bounds, options.resolution > 0 ? options.resolution
+                                                                                       : kDefaultResolution);
     const zrk::Region<3, 3, double, 1> region(bounds.min, bounds.max, dims[0], dims[1], dims[2]);
 
     const auto values = withProgress("sampling", options.quiet, [&](ProgressBar& bar) {

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <optional>
 
 namespace zrkcli {
 
@@ -21,7 +22,7 @@ struct SliceOptions : SamplingOptions {
     std::string axis = "z";
     double at = 0.5;
     int size = 512;
-    std::string range;
+    std::optional<std::string> range;
 };
 
 zrkmodel::ValueRange parseRange(const std::string& text)
@@ -40,13 +41,15 @@ void slice(const SliceOptions& options)
         throw zrk::FaultError({"-o", zrk::quotation(options.file), "a file name ending in .png",
                                "slices are written as PNG; `zrk sample` writes volumes"});
     }
+    checkFinite("--at", options.at);
     zrkmodel::SliceStyle style;
-    if (!options.range.empty()) {
-        style.range = parseRange(options.range);
+    if (options.range) {
+        style.range = parseRange(*options.range);
     }
     const Job job(options);
     const int axis = options.axis[0] - 'x';
-    const zrkmodel::SlicePlane plane(job.document.samplingBounds(), axis, options.at, options.size);
+    const zrkmodel::SlicePlane plane(boundsToSample(std::nullopt, job.document), axis, options.at,
+                                     options.size);
     const auto values = withProgress("sampling", options.quiet, [&](ProgressBar& bar) {
         return zrk::valueOrThrow(zrkmodel::sampleField(job.output.field, plane, &bar, options.threads));
     });
@@ -59,9 +62,9 @@ void slice(const SliceOptions& options)
     const zrkmodel::SlicePicture slice = zrkmodel::drawSlice(grid, style);
     zrk::valueOrThrow(zrk::writePng(options.file, slice.picture));
     if (!options.quiet) {
-        tell("{}: {} x {} pixels, {} = {:g}, colours from {:.4g} to {:.4g}{}\n", options.file, plane.width(),
-             plane.height(), options.axis, plane.coordinate(), slice.range.low, slice.range.high,
-             style.contour ? fmt::format(", dark line at {:g}", *style.contour) : "");
+        tell("{}: {} x {} pixels, {} = {:g}, colours from {:.4g} to {:.4g}{}\n", zrk::printable(options.file),
+             plane.width(), plane.height(), options.axis, plane.coordinate(), slice.range.low,
+             slice.range.high, style.contour ? fmt::format(", dark line at {:g}", *style.contour) : "");
     }
 }
 

@@ -24,7 +24,7 @@ struct SurfaceOptions : SamplingOptions {
     int resolution = kDefaultCells;
     double cell = 0;
     bool hasCell = false;
-    std::string bounds;
+    std::optional<std::string> bounds;
     std::optional<double> iso;
     bool isDensity = false;
     bool isSharp = false;
@@ -136,7 +136,7 @@ public:
             zrk::valueOrThrow(zrk::writePart(std::move(file), _format, part, &bar));
         });
         if (!_options.quiet) {
-            tell("{}: {} triangles, {} vertices\n", _options.file, mesh.triangles.size(),
+            tell("{}: {} triangles, {} vertices\n", zrk::printable(_options.file), mesh.triangles.size(),
                  mesh.vertices.size());
         }
         if (_options.wantsReport) {
@@ -201,8 +201,7 @@ private:
 
     zrk::SurfaceSettings settings() const
     {
-        const zrk::BBox<double> bounds =
-            _options.bounds.empty() ? _job.document.samplingBounds() : parseBounds(_options.bounds);
+        const zrk::BBox<double> bounds = boundsToSample(_options.bounds, _job.document);
         const bool isDensity = _options.isDensity || _job.output.isDensity;
         zrk::SurfaceSettings settings;
         settings.lower = bounds.min;

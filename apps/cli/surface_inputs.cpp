@@ -115,7 +115,7 @@ void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSetting
                       zrk::ProgressMonitor& monitor)
 {
     const double longest = longestSide(settings);
-    const std::optional<double> free = zrkmodel::freeMemory();
+    const std::optional<double> free = zrkmodel::memoryToUse();
     const double leaves = bytesOfUnboundedLeaves(field, settings);
     const double most = kManyVertices * longest * longest;
     const bool mayBeTooMuch = most > kMostVertices || (free && most * kBytesAVertex + leaves > *free);

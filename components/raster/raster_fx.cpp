@@ -6,8 +6,13 @@
 #include "core/raster/gaussian_blur.h"
 #include "core/raster/gaussian_kernel.h"
 #include "core/raster/raster_lookup.h"
+#include "core/values/fault.h"
+#include "core/values/memory_budget.h"
 #include "model/pins.h"
 
+#include <cstdint>
+#include <limits>
+#include <string>
 #include <utility>
 
 namespace zrkmodel {
@@ -47,6 +52,22 @@ zrk::Evaluation volumeEvaluator(const SharedVolume& volume, const zrk::GridBox<d
 {
     return zrk::positionEvaluator(
         VolumeInBox{zrk::RasterLookup<1, 3, zrk::Border::Clamp>(volume), grid.min, grid.size});
+}
+
+/// Throws a FaultError for a raster that there is no room for.
+void refuseLargeRaster(const zrk::GridBox<double>& grid, unsigned node)
+{
+    const auto& n = grid.region.dimensions();
+    const double cells = double{1} * n[0] * n[1] * n[2];
+    const std::string place = "node " + std::to_string(node) + " (RasterFX), \"resolution\"";
+    const std::string found =
+        std::to_string(n[0]) + " x " + std::to_string(n[1]) + " x " + std::to_string(n[2]) + " cells";
+    constexpr std::int32_t kMostCells = std::numeric_limits<std::int32_t>::max();
+    if (cells > kMostCells) {
+        throw zrk::FaultError({place, found, "at most " + std::to_string(kMostCells), "lower the resolution",
+                               zrk::FaultKind::FailedWork});
+    }
+    zrk::checkMemory(cells * sizeof(double), place, found, "lower the resolution");
 }
 
 /// Reads what any volume's evaluator reads.
@@ -153,6 +174,7 @@ ZRKRasterFX::next(Cache& cache, const ZRKNodeBase<1, ZRKGraphObject>& node, cons
         field = fixedField(field);
     }
     const zrk::GridBox<double> grid = zrk::gridOverBox(*bounds, resolution.value());
+    refuseLargeRaster(grid, node.id());
     cache.next = std::make_shared<const Frozen>(
         [field, grid, radius = blurRadius.value()](zrk::ProgressMonitor* monitor) {
             return frozen(field, grid, radius, monitor);

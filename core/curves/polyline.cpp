@@ -7,6 +7,7 @@
 #include <cassert>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace zrk {
 
@@ -41,8 +42,11 @@ double Polyline::boxedLength() const
     std::sort(std::begin(extents), std::end(extents));
     const double volume = extents[0] * extents[1] * extents[2];
     const double spacing = std::max(std::sqrt(volume / length()), extents[1] * extents[2] / length());
+    // A long list is cut up less: boxes take more memory than the segments themselves.
+    constexpr double kMostCuts = 1 << 20;
+    const double segments = static_cast<double>(_segments.size());
     return std::max(kSpacings * spacing,
-                    length() / (kBoxesPerSegment * static_cast<double>(_segments.size())));
+                    length() / std::min(kBoxesPerSegment * segments, segments + kMostCuts));
 }
 
 void Polyline::buildTree()
@@ -60,7 +64,7 @@ void Polyline::buildTree()
             segments.push_back(static_cast<std::int32_t>(i));
         }
     }
-    _tree = SegmentTree(boxes, segments);
+    _tree = SegmentTree(std::move(boxes), segments);
 }
 
 void Polyline::buildFrames()

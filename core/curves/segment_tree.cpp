@@ -12,7 +12,7 @@ constexpr std::int32_t kLeafPieces = 4;
 
 } // namespace
 
-SegmentTree::SegmentTree(const std::vector<Box<double>>& boxes, const std::vector<std::int32_t>& pieces)
+SegmentTree::SegmentTree(std::vector<Box<double>> boxes, const std::vector<std::int32_t>& pieces)
 {
     double largest = 0;
     for (const Box<double>& box : boxes) {
@@ -22,14 +22,13 @@ SegmentTree::SegmentTree(const std::vector<Box<double>>& boxes, const std::vecto
     }
     // What rounding may put outside the box of a piece.
     const double margin = 8 * std::numeric_limits<double>::epsilon() * largest;
-    std::vector<Box<double>> widened = boxes;
-    for (Box<double>& box : widened) {
+    for (Box<double>& box : boxes) {
         box.min = box.min - Vector3{margin, margin, margin};
         box.max = box.max + Vector3{margin, margin, margin};
     }
     _order.resize(boxes.size());
     std::iota(_order.begin(), _order.end(), 0);
-    addNode(widened, 0, static_cast<std::int32_t>(boxes.size()));
+    addNode(boxes, 0, static_cast<std::int32_t>(boxes.size()));
     if (!pieces.empty()) {
         for (std::int32_t& box : _order) {
             box = pieces[static_cast<std::size_t>(box)];

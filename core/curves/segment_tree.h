@@ -18,7 +18,7 @@ public:
     /// @param boxes   at least one. What the caller computes as a point of a piece may lie outside its boxes
     ///                by rounding, a few units in the last place of the largest coordinate.
     /// @param pieces  the piece in each box, where a piece has several; empty: one box a piece, in order.
-    explicit SegmentTree(const std::vector<Box<double>>& boxes, const std::vector<std::int32_t>& pieces = {});
+    explicit SegmentTree(std::vector<Box<double>> boxes, const std::vector<std::int32_t>& pieces = {});
 
     /// Calls visit(piece) for every piece that may be as near to p as `bestSquared`, a squared distance which
     /// the visits lower; in no particular order, some more than once. No piece is left out whose squared

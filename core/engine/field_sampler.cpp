@@ -8,7 +8,6 @@
 #include <atomic>
 #include <deque>
 #include <memory>
-#include <system_error>
 #include <thread>
 
 namespace zrk {
@@ -154,12 +153,14 @@ bool FieldSampler::fillBuffers(ProgressMonitor* monitor)
         static_cast<std::size_t>(workers),
         {.monitor = monitor, .total = total, .intervalMs = kRunIntervalMs, .sparesCaller = true},
         [&](std::size_t worker, std::size_t granted, ProgressManager& manager) {
-            if (granted != static_cast<std::size_t>(workers)) {
-                throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again),
-                                        "a worker's thread can't be started");
+            // Where not all threads could be started, some take several ranges one after the other.
+            for (auto w = static_cast<std::int64_t>(worker); w < workers;
+                 w += static_cast<std::int64_t>(granted)) {
+                if (!fill(firstOfRange(n, workers, w), firstOfRange(n, workers, w + 1), manager)) {
+                    return false;
+                }
             }
-            const auto w = static_cast<std::int64_t>(worker);
-            return fill(firstOfRange(n, workers, w), firstOfRange(n, workers, w + 1), manager);
+            return true;
         });
 }
 

@@ -44,10 +44,10 @@ public:
     void prepare();
 
     /// Fills all pending buffers, the target's among them: `targetNode.sampleBuffer` holds all records. Each
-    /// worker has one range of samples, all of equal length but for the last.
+    /// worker has one range of samples, all of equal length but for the last; where the system refuses to
+    /// start so many threads, those there are take them in turn.
     ///
     /// With a monitor it reports, and returns false when it was interrupted, the buffers partly filled.
-    /// Throws std::system_error if the system refuses to start the threads.
     bool run(ProgressMonitor* monitor = nullptr);
 
     /// Hands all samples of the target to a sink, without a buffer for the target or the positions. `sink` is

@@ -64,8 +64,10 @@ std::string quotation(std::string_view text) { return '"' + printable(text, kMax
 
 std::string messageOf(const Fault& fault)
 {
-    return printable(fault.place) + ": found " + printable(fault.found) + ", expected " +
-           printable(fault.expected) + "\n  remedy: " + printable(fault.remedy);
+    // As long as a path may be. What a document or a file says must not fill a terminal.
+    constexpr std::size_t kMost = 4096;
+    return printable(fault.place, kMost) + ": found " + printable(fault.found, kMost) + ", expected " +
+           printable(fault.expected, kMost) + "\n  remedy: " + printable(fault.remedy, kMost);
 }
 
 Fault within(const std::string& outer, Fault fault)

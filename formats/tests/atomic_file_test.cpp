@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -237,6 +238,44 @@ TEST_F(AtomicFileTest, TwoWritersOfOneTargetDontMeet)
     EXPECT_EQ(content("out"), "first");
     EXPECT_TRUE(second.commit());
     EXPECT_EQ(content("out"), "second");
+}
+
+// What a program leaves that is killed between the naming and the renaming of a file; what others hold stays.
+TEST_F(AtomicFileTest, RemovesWhatKilledProgramsLeft)
+{
+    put("out.zrk-4711-0.tmp", "left");
+    put("out.zrk-4711-12.tmp", "left");
+    put("out.zrk-4712-0.tmp", "in work");
+    const char* foreign[] = {"out.zrk-4711-.tmp", "out.zrk-4711-0.tmp2", "out.zrk-a-0.tmp",
+                             "other.zrk-4711-0.tmp"};
+    for (const char* name : foreign) {
+        put(name, "foreign");
+    }
+    fs::create_symlink("other.zrk-4711-0.tmp", path("out.zrk-4713-0.tmp"));
+    const int held = ::open(path("out.zrk-4712-0.tmp").c_str(), O_RDONLY);
+    ASSERT_EQ(::flock(held, LOCK_EX), 0);
+    EXPECT_TRUE(save(path("out"), "1"));
+    EXPECT_FALSE(fs::exists(path("out.zrk-4711-0.tmp")));
+    EXPECT_FALSE(fs::exists(path("out.zrk-4711-12.tmp")));
+    EXPECT_EQ(content("out.zrk-4712-0.tmp"), "in work");
+    EXPECT_EQ(entryCount(), 1 + 1 + 4 + 1);
+    ::close(held);
+    EXPECT_TRUE(save(path("out"), "2"));
+    EXPECT_FALSE(fs::exists(path("out.zrk-4712-0.tmp")));
+}
+
+// Two that write one target at the same time: the one may begin while the other is about to finish.
+TEST_F(AtomicFileTest, LeavesTheTemporaryFilesOfProgramsThatRun)
+{
+    AtomicFile first = valueOrThrow(AtomicFile::create(path("out")));
+    for (const auto& entry : fs::directory_iterator(path(""))) {
+        ADD_FAILURE() << entry.path() << " has a name before it is finished";
+    }
+    first.write("first", 5);
+    EXPECT_TRUE(save(path("out"), "second"));
+    EXPECT_TRUE(first.commit());
+    EXPECT_EQ(content("out"), "first");
+    EXPECT_EQ(entryCount(), 1);
 }
 
 TEST_F(AtomicFileTest, ALongNameFits)

@@ -41,9 +41,21 @@ class PointFiles : public zrktest::TemporaryFolder {};
 
 TEST_F(PointFiles, SayWhatIsWrongWithAPath)
 {
-    EXPECT_THAT(readPointsFile(folder / "none").error().found, ::testing::HasSubstr("No such file"));
-    EXPECT_THAT(readPointsFile(folder).error().found, ::testing::HasSubstr("can't be read"));
-    EXPECT_EQ(readPointsFile(folder).error().place, folder.string());
+    const auto fault = [](const std::filesystem::path& file) {
+        return readPointsFile(InputFile::open(file), "the list").error();
+    };
+    EXPECT_THAT(fault(folder / "none").found, ::testing::HasSubstr("No such file"));
+    EXPECT_EQ(fault(folder).found, "a folder");
+    EXPECT_EQ(fault(folder).place, folder.string());
+}
+
+TEST_F(PointFiles, TakeNoMoreThanIsAllowed)
+{
+    put("three", "1,2,3\n4,5,6\n# a remark\n7,8,9\n");
+    EXPECT_EQ(readPointsFile(InputFile::open(path("three")), "three", 3)->size(), 3u);
+    const Fault fault = readPointsFile(InputFile::open(path("three")), "three", 2).error();
+    EXPECT_EQ(fault.kind, FaultKind::FailedWork);
+    EXPECT_EQ(fault.expected, "at most 2");
 }
 
 } // namespace

@@ -21,7 +21,9 @@ class DocumentLists : public zrktest::TemporaryFolder {
 protected:
     std::shared_ptr<DocumentResources> load(const std::string& entries)
     {
-        return DocumentResources::load(ZRKJson::parse(entries), path("a.zrk.json")).value();
+        return DocumentResources::load(ZRKJson::parse(entries), path("a.zrk.json"),
+                                       std::filesystem::path(path("")))
+            .value();
     }
     void copyPicture(const char* name) const
     {

@@ -1,5 +1,6 @@
 #include "host/graph_document.h"
 
+#include "core/engine/field_sampler.h"
 #include "host/document_json.h"
 #include "model/graph_object.h"
 #include "model/property.h"
@@ -125,6 +126,29 @@ TEST(GraphDocumentText, FollowsTheGraph)
 }
 
 class GraphDocumentFile : public TemporaryFolder {};
+
+// The chain is built when it is sampled, which may be when nobody holds the document any more.
+TEST(GraphDocumentFields, OutliveTheirDocument)
+{
+    const auto values = [](const zrk::IField& field) {
+        zrk::FieldSampler sampler(field.generator(),
+                                  std::make_shared<zrk::PointListDomain>(
+                                      std::vector<zrk::Tensor<3, double>>{{0.1, 0.2, 0.3}, {2, 0, 0}}));
+        sampler.run();
+        const auto& records = *sampler.targetNode.sampleBuffer;
+        return std::vector<double>{records.record(0)[0], records.record(1)[0]};
+    };
+    auto document = std::make_unique<GraphDocument>(parsed(kOdd));
+    zrk::IField field = zrk::valueOrThrow(document->outputField({4, 0})).field;
+    const std::weak_ptr<ZRKGraph> graph = document->graph();
+    const std::vector<double> expected = values(field);
+    EXPECT_NE(expected, (std::vector<double>{0, 0}));
+    document.reset();
+    EXPECT_EQ(values(field), expected);
+    EXPECT_FALSE(graph.expired());
+    field = {};
+    EXPECT_TRUE(graph.expired()) << "kept by nobody but its field";
+}
 
 TEST_F(GraphDocumentFile, IsReplacedAsAWholeOrStays)
 {

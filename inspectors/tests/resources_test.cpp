@@ -69,7 +69,7 @@ protected:
             {"uuid": "p1", "kind": "geometry", "shape": "point", "position": [1,2,3], "name": "here"},
             {"uuid": "s1", "kind": "geometry", "shape": "sphere", "center": [0,0,0], "radius": 1},
             {"uuid": "i1", "kind": "image2d", "path": "gear.png"}])"),
-                                            path("a.zrk.json"))
+                                            path("a.zrk.json"), std::filesystem::path(path("")))
                         .value();
         ZRKApp::ui().setDocument(resources.get());
         ZRKApp::ui().setFileDialog([this](const FileRequest& request, QWidget*) {

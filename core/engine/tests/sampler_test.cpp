@@ -13,7 +13,6 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <thread>
 
 namespace zrk {
@@ -285,8 +284,8 @@ private:
     std::size_t _before = 0;
 };
 
-// A sweep is done by those threads that there are; a run has promised each worker a thread.
-TEST(Sampler, WithoutThreadsASweepGoesOnAndARunSaysSo)
+// The work is done by those threads that there are, at worst by the calling one.
+TEST(Sampler, ThreadsThatCantBeStarted)
 {
     struct Counter final : ProgressMonitor {
         double last = 0;
@@ -304,9 +303,18 @@ TEST(Sampler, WithoutThreadsASweepGoesOnAndARunSaysSo)
         EXPECT_TRUE(rasterizeField(field, box, raster, &monitor, 4));
         EXPECT_TRUE(sameBits(raster.data, expected.data));
         EXPECT_EQ(monitor.last, 1.0);
-        FieldSampler sampler(field.generator(), points(100));
+        FieldSampler sampler(field.generator(), std::make_shared<GridDomain>(box));
         sampler.threadCount = 4;
-        EXPECT_THROW(sampler.run(), std::system_error);
+        for (ProgressMonitor* follower :
+             {static_cast<ProgressMonitor*>(nullptr), static_cast<ProgressMonitor*>(&monitor)}) {
+            sampler.targetNode.dirty = true;
+            EXPECT_TRUE(sampler.run(follower));
+            const SampleBufferData<double>& records = *sampler.targetNode.sampleBuffer;
+            ASSERT_EQ(records.count, expected.data.size());
+            for (std::size_t i = 0; i < expected.data.size(); ++i) {
+                ASSERT_EQ(records.record(i)[0], expected.data[i]) << "sample " << i;
+            }
+        }
     }
 }
 

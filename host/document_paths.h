@@ -1,0 +1,36 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace zrkmodel {
+
+/// Where the paths lead that stand in a document: resources, meshes and imports.
+class DocumentPaths {
+public:
+    /// @param folder      the document's, that relative paths start from.
+    /// @param isConfined  refuse what lies outside of the folder, also by way of links.
+    DocumentPaths(std::filesystem::path folder, bool isConfined = false)
+        : _folder(std::move(folder)), _isConfined(isConfined)
+    {}
+
+    const std::filesystem::path& folder() const { return _folder; }
+
+    /// Returns the path of a file, or of a folder of slices. Where paths are confined, one that leads out of
+    /// the document's folder throws a FaultError, and so does a folder with a slice that does.
+    /// @param place  where the path stands, for the message.
+    ///
+    /// Links are followed when this is asked. Who may change the folder's links afterwards, before the file
+    /// is read, can lead it elsewhere: documents that aren't trusted lie in a folder of which only you may
+    /// change the entries.
+    std::filesystem::path find(const std::string& path, const std::string& place) const;
+
+private:
+    std::filesystem::path _folder;
+    bool _isConfined;
+
+    void refuseOutside(const std::filesystem::path& file, const std::string& path,
+                       const std::string& place) const;
+};
+
+} // namespace zrkmodel
