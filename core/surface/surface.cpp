@@ -133,12 +133,15 @@ private:
     std::atomic<bool> _stopped{false};
     double _done = 0;  ///< share of all leaves before this run of layers
     double _share = 0; ///< share of this run
+    double _reported = 0;
 
     /// Asks the monitor; on the calling thread only.
     bool keepsGoing(double fraction)
     {
         if (_monitor && !_stopped) {
-            _monitor->progress(fraction);
+            // A run of layers is gone through several times, of which the first takes the longest.
+            _reported = std::max(_reported, fraction);
+            _monitor->progress(_reported);
             if (_monitor->interruptRequested()) {
                 _monitor->interruptAcknowledged();
                 _stopped = true;
