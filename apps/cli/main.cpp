@@ -88,7 +88,10 @@ const char* commandWord(int argc, char** argv)
 std::string strayWord(const CLI::App& command, const CLI::ParseError& error)
 {
     const auto extras = command.remaining();
-    if (!dynamic_cast<const CLI::ExtrasError*>(&error) || extras.empty()) {
+    // A misspelt option may also be the one that is missed.
+    const bool isStray =
+        dynamic_cast<const CLI::ExtrasError*>(&error) || dynamic_cast<const CLI::RequiredError*>(&error);
+    if (!isStray || extras.empty()) {
         return "";
     }
     const auto option = std::find_if(extras.begin(), extras.end(),
