@@ -40,7 +40,9 @@ void DocumentPaths::refuseOutside(const fs::path& file, const std::string& path,
 
 fs::path DocumentPaths::find(const std::string& path, const std::string& place) const
 {
-    const fs::path file = _folder / path;
+    // Joined as texts: where memory fails, the library's own operator for paths crashes.
+    const fs::path file =
+        path.starts_with('/') || _folder.empty() ? fs::path(path) : fs::path(_folder.native() + "/" + path);
     if (!_isConfined) {
         return file;
     }

@@ -7,24 +7,23 @@
 
 #include <fmt/core.h>
 
+#include <cstdlib>
+#include <memory>
 #include <random>
-#include <system_error>
 #include <utility>
 
 namespace zrkmodel {
 
 namespace {
 
-/// One path for one folder, however it is written.
+/// One path for one file or folder that exists, however it is written; else the path itself.
 std::filesystem::path wholePath(const std::filesystem::path& path)
 {
-    std::error_code error;
-    // An empty path is the current folder: that of a document opened by its bare name.
-    const std::filesystem::path start = path.empty() ? "." : path;
-    const std::filesystem::path whole =
-        std::filesystem::weakly_canonical(std::filesystem::absolute(start), error);
-    // A slash at the end makes an empty last part.
-    return error ? path : whole.has_filename() ? whole : whole.parent_path();
+    // An empty path is the current folder: that of a document opened by its bare name. Not by the library's
+    // weakly_canonical, which crashes where memory fails.
+    const std::unique_ptr<char, void (*)(void*)> whole(::realpath(path.empty() ? "." : path.c_str(), nullptr),
+                                                       std::free);
+    return whole ? std::filesystem::path(whole.get()) : path;
 }
 
 /// A uuid of 122 random bits.
@@ -155,8 +154,9 @@ private:
         } else {
             image = zrk::valueOrThrow(readImage3d(_entries[i], _paths, place(i), _monitor));
         }
-        _resources._byPath.emplace(wholePath(_resources._folder / _entries[i]["path"].get<std::string>()),
-                                   _resources._entries[i]);
+        _resources._byPath.emplace(
+            wholePath(_paths.find(_entries[i]["path"].get<std::string>(), place(i, "path"))),
+            _resources._entries[i]);
         image->setUuid(_resources._entries[i]->uuid());
         _resources._entries[i]->resolve(std::move(image));
     }

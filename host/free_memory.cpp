@@ -10,15 +10,14 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace zrkmodel {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 /// The number that a file holds; nothing for a missing file and for the word "max".
-std::optional<double> readNumber(const fs::path& file)
+std::optional<double> readNumber(const std::string& file)
 {
     std::ifstream in(file);
     double number = 0;
@@ -26,7 +25,7 @@ std::optional<double> readNumber(const fs::path& file)
 }
 
 /// The number behind a word at the beginning of a line.
-std::optional<double> readNumber(const fs::path& file, const std::string& word)
+std::optional<double> readNumber(const std::string& file, const std::string& word)
 {
     std::ifstream in(file);
     std::string line;
@@ -54,44 +53,59 @@ struct GroupFiles {
     const char* cache; ///< in memory.stat: copies of files that weren't needed lately
 };
 
-constexpr GroupFiles kVersion1{"sys/fs/cgroup/memory", "memory.limit_in_bytes", "memory.usage_in_bytes",
+constexpr GroupFiles kVersion1{"/sys/fs/cgroup/memory", "memory.limit_in_bytes", "memory.usage_in_bytes",
                                "total_inactive_file"};
-constexpr GroupFiles kVersion2{"sys/fs/cgroup", "memory.max", "memory.current", "inactive_file"};
+constexpr GroupFiles kVersion2{"/sys/fs/cgroup", "memory.max", "memory.current", "inactive_file"};
 
-std::optional<double> freeInGroup(const fs::path& folder, const GroupFiles& files)
+std::optional<double> freeInGroup(const std::string& folder, const GroupFiles& files)
 {
-    const std::optional<double> limit = readNumber(folder / files.limit);
+    const std::optional<double> limit = readNumber(folder + files.limit);
     if (!limit) {
         return std::nullopt;
     }
-    const double used = readNumber(folder / files.used).value_or(0);
-    const double cache = readNumber(folder / "memory.stat", files.cache).value_or(0);
+    const double used = readNumber(folder + files.used).value_or(0);
+    const double cache = readNumber(folder + "memory.stat", files.cache).value_or(0);
     return std::max(0.0, *limit - std::max(0.0, used - cache));
+}
+
+/// The folders of a group and of those around it, with a slash at the end, the outermost first.
+std::vector<std::string> groupFolders(const std::string& mount, const std::string& group)
+{
+    std::vector<std::string> folders{mount + "/"};
+    std::istringstream names(group);
+    for (std::string name; std::getline(names, name, '/');) {
+        if (name == ".." && folders.size() > 1) {
+            folders.pop_back();
+        } else if (!name.empty() && name != "." && name != "..") {
+            folders.push_back(folders.back() + name + "/");
+        }
+    }
+    return folders;
 }
 
 /// Of a group and those around it, whose limits hold too. In a container the group's own folder may be out of
 /// sight, and the container's limit be that of the outermost folder.
-std::optional<double> freeInGroups(const fs::path& root, const std::string& group, const GroupFiles& files)
+std::optional<double> freeInGroups(const std::string& root, const std::string& group, const GroupFiles& files)
 {
     std::optional<double> free;
-    fs::path inner = ("/" / fs::path(group)).lexically_normal();
-    for (bool isOutermost = false; !isOutermost; inner = inner.parent_path()) {
-        isOutermost = !inner.has_relative_path();
-        free = least(free, freeInGroup(root / files.mount / inner.relative_path(), files));
+    for (const std::string& folder : groupFolders(root + files.mount, group)) {
+        free = least(free, freeInGroup(folder, files));
     }
     return free;
 }
 
 } // namespace
 
-std::optional<double> freeMemory(const fs::path& root)
+// Paths are joined as texts: where memory fails, the library's own operator for paths crashes.
+std::optional<double> freeMemory(const std::filesystem::path& rootFolder)
 {
-    std::optional<double> free = readNumber(root / "proc/meminfo", "MemAvailable:");
+    const std::string root = rootFolder == "/" ? "" : rootFolder.string();
+    std::optional<double> free = readNumber(root + "/proc/meminfo", "MemAvailable:");
     if (free) {
         *free *= 1024; // it counts in kB
     }
     // Lines of number:controllers:group; version 2 names no controllers.
-    std::ifstream groups(root / "proc/self/cgroup");
+    std::ifstream groups(root + "/proc/self/cgroup");
     std::string number;
     std::string controllers;
     std::string group;

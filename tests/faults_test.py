@@ -310,7 +310,7 @@ class Memory(FaultsTest):
         # Started by a small program: until it runs, a program counts what its parent has.
         finished = subprocess.run([sys.executable, "-c", self.MEASURE, PROGRAM, *map(str, arguments)],
                                   capture_output=True, timeout=60 * PATIENCE)
-        self.assertEqual(finished.returncode, status, finished.stderr)
+        self.assertIn(finished.returncode, status if isinstance(status, tuple) else (status,), finished.stderr)
         return int(finished.stdout) * 1024, finished.stderr.decode()
 
     def test_sizes_are_checked_before_memory_is_taken(self):
@@ -345,7 +345,8 @@ class Memory(FaultsTest):
 
     def test_a_document_beyond_its_budget_is_refused(self):
         path = self.put(graph([{**SPHERE, "note": list(range(4_000_000))}]))
-        used, message = self.peak("check", path, "--memory", "50M", status=2)
+        # 2 as for any document that can't be read; 1 where memory fails while what was read is given up.
+        used, message = self.peak("check", path, "--memory", "50M", status=(1, 2))
         self.assertIn("more memory than there is", message)
         self.assertLess(used, 150 << 20)
 

@@ -44,14 +44,14 @@ constexpr Limit kLimits[] = {
     {"picture-pixels", zrk::kMaxPicturePixels, "pixels", "a shaded picture"},
 };
 
-void printTable()
+void printLimits()
 {
     for (const Limit& limit : kLimits) {
         fmt::print("{:<18}{:>12} {:<10}{}\n", limit.name, limit.most, limit.unit, limit.of);
     }
 }
 
-void printJson()
+void printLimitsJson()
 {
     auto all = nlohmann::ordered_json::array();
     for (const Limit& limit : kLimits) {
@@ -69,7 +69,7 @@ void addLimitsCommand(const Program& program)
     auto json = std::make_shared<bool>(false);
     command->add_flag("--json", *json, "as JSON");
     command->callback(
-        [&work = program.work, json] { work = [json] { *json ? printJson() : printTable(); }; });
+        [&work = program.work, json] { work = [json] { *json ? printLimitsJson() : printLimits(); }; });
 }
 
 } // namespace zrkcli

@@ -63,7 +63,7 @@ private:
     }
 };
 
-[[noreturn]] void endProgram() noexcept
+[[noreturn]] void endWithMessage() noexcept
 {
     try {
         if (const std::exception_ptr thrown = std::current_exception()) {
@@ -84,7 +84,7 @@ private:
 /// with a message: lack of memory with status 1, anything else in the ordinary way. So it is from before the
 /// components are registered, which needs memory and happens before `main`.
 struct AtStartUp {
-    AtStartUp() { std::set_terminate(endProgram); }
+    AtStartUp() { std::set_terminate(endWithMessage); }
 };
 [[gnu::init_priority(101)]] const AtStartUp atStartUp;
 

@@ -29,7 +29,7 @@ protected:
 };
 
 /// Interrupts when it is asked so often.
-struct Impatient final : ProgressMonitor {
+struct SoonTired final : ProgressMonitor {
     int asked = 0;
     void progress(double) override {}
     bool interruptRequested() override { return ++asked > 3; }
@@ -61,7 +61,7 @@ TEST_F(InputFiles, TellWhatIsThereInPlaceOfAFile)
 TEST_F(InputFiles, AWaitForAPipeAsksTheMonitor)
 {
     const std::string fifo = pipe();
-    Impatient monitor;
+    SoonTired monitor;
     LineReader lines(InputFile::open(fifo, InputFile::Accepted::FilesAndStreams), &monitor);
     const int writer = ::open(fifo.c_str(), O_WRONLY);
     ASSERT_EQ(::write(writer, "one\ntw", 6), 6);

@@ -42,7 +42,8 @@ class PointFiles : public zrktest::TemporaryFolder {};
 TEST_F(PointFiles, SayWhatIsWrongWithAPath)
 {
     const auto fault = [](const std::filesystem::path& file) {
-        return readPointsFile(InputFile::open(file), "the list").error();
+        const auto points = readPointsFile(InputFile::open(file), "the list");
+        return points ? Fault() : points.error();
     };
     EXPECT_THAT(fault(folder / "none").found, ::testing::HasSubstr("No such file"));
     EXPECT_EQ(fault(folder).found, "a folder");
@@ -53,9 +54,10 @@ TEST_F(PointFiles, TakeNoMoreThanIsAllowed)
 {
     put("three", "1,2,3\n4,5,6\n# a remark\n7,8,9\n");
     EXPECT_EQ(readPointsFile(InputFile::open(path("three")), "three", 3)->size(), 3u);
-    const Fault fault = readPointsFile(InputFile::open(path("three")), "three", 2).error();
-    EXPECT_EQ(fault.kind, FaultKind::FailedWork);
-    EXPECT_EQ(fault.expected, "at most 2");
+    const auto points = readPointsFile(InputFile::open(path("three")), "three", 2);
+    ASSERT_FALSE(points);
+    EXPECT_EQ(points.error().kind, FaultKind::FailedWork);
+    EXPECT_EQ(points.error().expected, "at most 2");
 }
 
 } // namespace
