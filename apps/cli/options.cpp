@@ -22,6 +22,16 @@ zrk::BBox<double> parseBounds(const std::string& text)
     return {{(*n)[0], (*n)[1], (*n)[2]}, {(*n)[3], (*n)[4], (*n)[5]}};
 }
 
+zrk::Interval<double> parseRange(const std::string& text)
+{
+    const auto n = zrk::parseNumbers(text, 2);
+    if (!n || !((*n)[0] < (*n)[1])) {
+        throw zrk::FaultError({"--range", zrk::quotation(text), "two finite numbers, the smaller one first",
+                               "write it as LO,HI, e.g. --range -1,1"});
+    }
+    return {(*n)[0], (*n)[1]};
+}
+
 zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text)
 {
     unsigned node = 0;

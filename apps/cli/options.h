@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/values/bbox.h"
+#include "core/values/interval.h"
 #include "core/values/tensor.h"
 #include "host/graph_document.h"
 
@@ -24,6 +25,8 @@ struct SamplingOptions {
 
 /// The two corners after --bounds, x0,y0,z0,x1,y1,z1. Throws FaultError for any other text.
 zrk::BBox<double> parseBounds(const std::string& text);
+/// The values after --range, LO,HI. Throws FaultError for any other text.
+zrk::Interval<double> parseRange(const std::string& text);
 /// A pin after an option, NODE:OUT. Throws FaultError for any other text.
 zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text);
 
