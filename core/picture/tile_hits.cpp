@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace zrk::picture {
 
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 /// Corners of the tetrahedron that normals are taken from.
 constexpr Vector3 kTetrahedron[4] = {{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}};
 constexpr double kNormalReach = 0.35; ///< pixels
@@ -141,7 +139,7 @@ void TileHits::writeNormals(DepthPicture& out)
             }
             const std::size_t place = _samples.placeOf(out, _brackets[first + i].pixel);
             const double size = length(gradient);
-            const bool isKnown = size > 0 && size < kInfinity;
+            const bool isKnown = size > 0 && size < HUGE_VAL;
             const Vector3 normal = isKnown ? gradient * (1 / size) : camera.forward * -1.0;
             out.normals[place] = {static_cast<float>(normal[0]), static_cast<float>(normal[1]),
                                   static_cast<float>(normal[2])};
@@ -167,7 +165,7 @@ void TileHits::writeCuts(DepthPicture& out)
         PixelKind kind = PixelKind::CutByViewer;
         Vector3 normal = camera.forward * -1.0;
         if (cut.depth > plan.nearest || !camera.isPerspective()) {
-            double closest = kInfinity;
+            double closest = HUGE_VAL;
             for (int face = 0; face < 6; ++face) {
                 const auto axis = static_cast<std::size_t>(face / 2);
                 const bool isUpper = face % 2 != 0;

@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace zrk::picture {
 
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 /// Perspective sees nothing closer than this share of the farthest depth.
 constexpr double kNearest = 1e-4;
 
@@ -19,8 +17,8 @@ TracePlan::TracePlan(const InsideField& f, const PositionBox& r, const Camera& c
     : field(f), region(r), camera(c), boxes(c, r), detail(d), pixels(mask)
 {
     constexpr std::int32_t kCoarse = 384; // below it, tiles of 64 would be too few to share among threads
-    double from = kInfinity;
-    double to = -kInfinity;
+    double from = HUGE_VAL;
+    double to = -HUGE_VAL;
     for (const Vector3& corner : cornersOf(r)) {
         from = std::min(from, c.depthOf(corner));
         to = std::max(to, c.depthOf(corner));

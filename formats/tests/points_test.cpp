@@ -41,8 +41,8 @@ class PointFiles : public zrktest::TemporaryFolder {};
 
 TEST_F(PointFiles, SayWhatIsWrongWithAPath)
 {
-    EXPECT_THAT(readPointsFile(folder / "none").error().found, testing::HasSubstr("No such file"));
-    EXPECT_THAT(readPointsFile(folder).error().found, testing::HasSubstr("can't be read"));
+    EXPECT_THAT(readPointsFile(folder / "none").error().found, ::testing::HasSubstr("No such file"));
+    EXPECT_THAT(readPointsFile(folder).error().found, ::testing::HasSubstr("can't be read"));
     EXPECT_EQ(readPointsFile(folder).error().place, folder.string());
 }
 

@@ -15,12 +15,6 @@ namespace {
 
 using Point = Tensor<3, double>;
 
-template <class F>
-PreparedField prepared(F formula)
-{
-    return PreparedField(literal::node(1, evaluator(formula), {literal::position()}));
-}
-
 SurfaceMesh tetrahedron(const Point& at = {})
 {
     SurfaceMesh mesh;
@@ -123,7 +117,7 @@ TEST(MeshReport, CountsWhatIsWrong)
 // Each is told how far it is, from the beginning to nearly the end, and ends where it is told to.
 TEST(MeshReport, CanBeFollowedAndStopped)
 {
-    const PreparedField field = prepared(chains::BallUnion{chains::manyBalls(8, 0.4)});
+    const PreparedField field(chains::unionOfBalls(8, 0.4));
     SurfaceSettings settings;
     settings.lower = {-1.5, -1.5, -1.5};
     settings.upper = {1.5, 1.5, 1.5};
