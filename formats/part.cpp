@@ -1,17 +1,19 @@
 #include "formats/part.h"
 
+#include "core/engine/keep_going.h"
 #include "formats/atomic_file.h"
+#include "formats/file_name.h"
 #include "formats/obj_mesh.h"
 #include "formats/piece_writer.h"
 #include "formats/ply.h"
 #include "formats/stl.h"
 #include "formats/threemf.h"
+#include "formats/vdb.h"
 
 #include <algorithm>
 #include <cassert>
-#include <cctype>
-#include <filesystem>
 #include <iterator>
+#include <vector>
 
 namespace zrk {
 
@@ -26,14 +28,6 @@ constexpr NamedUnit kUnits[] = {{"m", LengthUnit::Meter},       {"cm", LengthUni
                                 {"mm", LengthUnit::Millimeter}, {"um", LengthUnit::Micron},
                                 {"inch", LengthUnit::Inch},     {"ft", LengthUnit::Foot}};
 
-std::string extensionOf(const std::string& path)
-{
-    std::string extension = std::filesystem::path(path).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return extension;
-}
-
 Result<void> writeIn(PartFormat format, const Part& part, const ByteSink& sink, ProgressMonitor* monitor)
 {
     switch (format) {
@@ -43,6 +37,8 @@ Result<void> writeIn(PartFormat format, const Part& part, const ByteSink& sink, 
         return writePly(part, sink, monitor);
     case PartFormat::ThreeMf:
         return writeThreeMf(part, sink, monitor);
+    case PartFormat::Vdb:
+        return writeVdb(part, sink, followedBy(monitor));
     case PartFormat::Stl:
         break;
     }
@@ -71,25 +67,18 @@ std::string_view nameOf(LengthUnit unit)
 
 Result<PartFormat> partFormat(const std::string& path)
 {
-    constexpr std::pair<const char*, PartFormat> kFormats[] = {{".stl", PartFormat::Stl},
-                                                               {".obj", PartFormat::Obj},
-                                                               {".ply", PartFormat::Ply},
-                                                               {".3mf", PartFormat::ThreeMf}};
-    const std::string extension = extensionOf(path);
-    for (const auto& [name, format] : kFormats) {
-        if (extension == name) {
-            return format;
-        }
-    }
-    return refused({path.empty() ? "output" : path,
-                    extension.empty() ? "no extension" : "the extension " + extension,
-                    ".3mf, .stl, .ply or .obj",
-                    "name the file for the format: .3mf or .stl for printing, .ply or .obj for modelling"});
+    static const std::vector<NamedFormat<PartFormat>> kFormats = {{".3mf", PartFormat::ThreeMf},
+                                                                  {".stl", PartFormat::Stl},
+                                                                  {".ply", PartFormat::Ply},
+                                                                  {".obj", PartFormat::Obj},
+                                                                  {".vdb", PartFormat::Vdb}};
+    return formatOfName(path, kFormats, ".3mf or .stl for printing, .ply or .obj for modelling");
 }
 
 Result<void> writePart(AtomicFile file, PartFormat format, const Part& part, ProgressMonitor* monitor)
 {
     assert(part.colors.empty() || part.colors.size() == part.mesh.vertices.size());
+    assert(format != PartFormat::Vdb || part.voxels.side > 0);
     const auto sink = [&file](const void* bytes, std::size_t size) { return file.write(bytes, size); };
     return writeIn(format, part, sink, monitor).and_then([&] { return file.commit(); });
 }

@@ -35,6 +35,13 @@ struct PartBeams {
     double radius = 0;
 };
 
+/// The cubes that a level set holds distances for.
+struct PartVoxels {
+    Tensor<3, double> origin{}; ///< the middle of voxel (0, 0, 0), model units
+    double side = 0;            ///< model units
+    std::size_t threads = 0;    ///< that find the distances; 0: as many as there are processors
+};
+
 /// A mesh to be written and what a file may say beside it. Views what it is made of.
 struct Part {
     const SurfaceMesh& mesh;
@@ -42,22 +49,23 @@ struct Part {
     std::optional<LengthUnit> unit = {};
     std::string title = {};           ///< UTF-8
     const PartBeams* beams = nullptr; ///< the same solid as beams; null where it isn't made of such
+    PartVoxels voxels = {};           ///< for VDB alone, which needs them
 };
 
-enum class PartFormat { Stl, Obj, Ply, ThreeMf };
+enum class PartFormat { Stl, Obj, Ply, ThreeMf, Vdb };
 
 /// The format that a file name's extension stands for, without regard to case. Refuses any other; the
-/// message lists those that can be written.
+/// message lists those that this build can write.
 Result<PartFormat> partFormat(const std::string& path);
 
-/// Writes a mesh (see stl.h, obj_mesh.h, ply.h, threemf.h) and puts the file in its place: the same bytes for
-/// the same part.
+/// Writes a mesh (see stl.h, obj_mesh.h, ply.h, threemf.h, vdb.h) and puts the file in its place: the same
+/// bytes for the same part, but for the identifier in a VDB file.
 ///
 /// @param monitor  may be null; asked at least every few tens of milliseconds.
 ///
 /// After a fault a file that was there stays as it was: FailedWork when the format can't hold the part or the
 /// file can't be written, Interrupted when the monitor stopped the work. Memory: a fixed buffer, in 3MF also
-/// the colours that differ.
+/// the colours that differ; for VDB as told there.
 Result<void> writePart(AtomicFile file, PartFormat format, const Part& part,
                        ProgressMonitor* monitor = nullptr);
 

@@ -107,8 +107,26 @@ std::optional<Finding> sizeFault(const spng_ihdr& header, std::uint64_t packedBy
     return std::nullopt;
 }
 
+/// Hands a picture's rows to the encoder. SPNG_EOI once all are there, SPNG_OK if it was stopped, else what
+/// went wrong.
 template <int C>
-Result<void> write(const std::string& path, const Raster<C, 2, unsigned char>& picture)
+int encodeRows(spng_ctx* context, const Raster<C, 2, unsigned char>& picture, const KeepGoing& keepGoing)
+{
+    int status =
+        spng_encode_image(context, nullptr, 0, SPNG_FMT_PNG, SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE);
+    const std::size_t rowSize = static_cast<std::size_t>(picture.dims[0]) * C;
+    for (std::size_t first = 0; status == SPNG_OK && first < picture.data.size(); first += rowSize) {
+        if (!goesOn(keepGoing, static_cast<double>(first) / static_cast<double>(picture.data.size()))) {
+            return SPNG_OK;
+        }
+        status = spng_encode_row(context, &picture.data[first], rowSize);
+    }
+    return status;
+}
+
+template <int C>
+Result<void> write(const std::string& path, const Raster<C, 2, unsigned char>& picture,
+                   const KeepGoing& keepGoing)
 {
     const Context context(spng_ctx_new(SPNG_CTX_ENCODER), spng_ctx_free);
     spng_ihdr header = {};
@@ -119,9 +137,13 @@ Result<void> write(const std::string& path, const Raster<C, 2, unsigned char>& p
     int error = context ? spng_set_option(context.get(), SPNG_ENCODE_TO_BUFFER, 1) : SPNG_EMEM;
     error = error ? error : spng_set_ihdr(context.get(), &header);
     error = error ? error : spng_set_srgb(context.get(), 0);
-    error = error ? error
-                  : spng_encode_image(context.get(), picture.data.data(), picture.data.size(), SPNG_FMT_PNG,
-                                      SPNG_ENCODE_FINALIZE);
+    if (!error) {
+        error = encodeRows(context.get(), picture, keepGoing);
+        if (error == SPNG_OK) {
+            return refused(interruptedAt(path));
+        }
+        error = error == SPNG_EOI ? 0 : error;
+    }
     std::size_t size = 0;
     const std::unique_ptr<void, void (*)(void*)> bytes(
         error ? nullptr : spng_get_png_buffer(context.get(), &size, &error), std::free);
@@ -201,10 +223,13 @@ Result<std::vector<ImageChannel<2>>> readPngFile(const std::filesystem::path& pa
     });
 }
 
-Result<void> writePng(const std::string& path, const Picture& picture) { return write(path, picture); }
-Result<void> writePng(const std::string& path, const TransparentPicture& picture)
+Result<void> writePng(const std::string& path, const Picture& picture, const KeepGoing& keepGoing)
 {
-    return write(path, picture);
+    return write(path, picture, keepGoing);
+}
+Result<void> writePng(const std::string& path, const TransparentPicture& picture, const KeepGoing& keepGoing)
+{
+    return write(path, picture, keepGoing);
 }
 
 } // namespace zrk

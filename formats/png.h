@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/engine/keep_going.h"
 #include "core/values/fault.h"
 #include "core/values/image_channel.h"
 #include "core/values/raster.h"
@@ -38,7 +39,9 @@ using TransparentPicture = Raster<4, 2, unsigned char>;
 
 /// Writes a picture as PNG, or leaves what was there. Refuses a picture without pixels, and a place that
 /// can't be written to. Memory: the compressed picture.
-Result<void> writePng(const std::string& path, const Picture& picture);
-Result<void> writePng(const std::string& path, const TransparentPicture& picture);
+/// @param keepGoing  asked after each row; when it stops the work, the fault is Interrupted.
+Result<void> writePng(const std::string& path, const Picture& picture, const KeepGoing& keepGoing = {});
+Result<void> writePng(const std::string& path, const TransparentPicture& picture,
+                      const KeepGoing& keepGoing = {});
 
 } // namespace zrk

@@ -1,15 +1,16 @@
 #include "formats/volume.h"
 
 #include "formats/atomic_file.h"
+#include "formats/file_name.h"
 #include "formats/npy.h"
 #include "formats/nrrd.h"
+#include "formats/vdb.h"
 #include "formats/vti.h"
 
 #include <algorithm>
 #include <bit>
 #include <cassert>
-#include <cctype>
-#include <filesystem>
+#include <vector>
 
 namespace zrk {
 
@@ -26,14 +27,13 @@ VolumeFrame frameFor(VolumeFormat format, const Volume& volume)
         return nrrdFrame(volume);
     case VolumeFormat::Vti:
         return vtiFrame(volume);
-    case VolumeFormat::Npy:
-        break;
+    default:
+        return npyFrame(volume);
     }
-    return npyFrame(volume);
 }
 
 Result<void> writeTo(AtomicFile& file, const std::string& path, const VolumeFrame& frame,
-                     std::span<const double> values, const std::function<bool(double fraction)>& keepGoing)
+                     std::span<const double> values, const KeepGoing& keepGoing)
 {
     bool isWritten = file.write(frame.head.data(), frame.head.size());
     for (std::size_t done = 0; isWritten && done < values.size(); done += kChunkValues) {
@@ -69,35 +69,28 @@ std::string Volume::nameInOneLine() const
 
 Result<VolumeFormat> volumeFormat(const std::string& path)
 {
-    std::string extension = std::filesystem::path(path).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (extension == ".npy") {
-        return VolumeFormat::Npy;
-    }
-    if (extension == ".nrrd") {
-        return VolumeFormat::Nrrd;
-    }
-    if (extension == ".vti") {
-        return VolumeFormat::Vti;
-    }
-    const std::string found = extension.empty()     ? "no extension"
-                              : extension == ".vdb" ? ".vdb, which this build can't write"
-                                                    : "the extension " + extension;
-    return refused({path.empty() ? "output" : path, found, ".npy, .nrrd or .vti",
-                    "name the file for the format: .npy for NumPy, .nrrd for 3D Slicer and ITK, .vti for "
-                    "ParaView and VTK"});
+    static const std::vector<NamedFormat<VolumeFormat>> kFormats = {{".npy", VolumeFormat::Npy},
+                                                                    {".nrrd", VolumeFormat::Nrrd},
+                                                                    {".vti", VolumeFormat::Vti},
+                                                                    {".vdb", VolumeFormat::Vdb}};
+    return formatOfName(path, kFormats,
+                        ".npy for NumPy, .nrrd for 3D Slicer and ITK, .vti for ParaView and VTK");
 }
 
-Result<void> writeVolume(const std::string& path, const Volume& volume,
-                         const std::function<bool(double fraction)>& keepGoing)
+Result<void> writeVolume(const std::string& path, const Volume& volume, const KeepGoing& keepGoing)
 {
     assert(volume.values.size() ==
            static_cast<std::size_t>(volume.dims[0]) * static_cast<std::size_t>(volume.dims[1]) *
                static_cast<std::size_t>(volume.dims[2]) * static_cast<std::size_t>(volume.components));
     return volumeFormat(path).and_then([&](VolumeFormat format) {
         return AtomicFile::create(path).and_then([&](AtomicFile file) {
-            return writeTo(file, path, frameFor(format, volume), volume.values, keepGoing);
+            if (format != VolumeFormat::Vdb) {
+                return writeTo(file, path, frameFor(format, volume), volume.values, keepGoing);
+            }
+            const auto sink = [&file](const void* bytes, std::size_t size) {
+                return file.write(bytes, size);
+            };
+            return writeVdb(volume, sink, keepGoing).and_then([&] { return file.commit(); });
         });
     });
 }

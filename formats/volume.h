@@ -1,9 +1,9 @@
 #pragma once
 
+#include "core/engine/keep_going.h"
 #include "core/values/fault.h"
 
 #include <cstdint>
-#include <functional>
 #include <span>
 #include <string>
 
@@ -17,6 +17,7 @@ struct Volume {
     double upper[3];                ///< position of the last node
     std::string name;               ///< what the values are, for formats that carry a name; UTF-8
     std::span<const double> values; ///< x fastest, the components of a node side by side
+    bool isDensity = false;         ///< 0 to 1, for formats that tell what the values are
 
     /// Distance between two nodes; 1 along an axis with one node or without extent, as readers refuse a zero.
     double spacing(int axis) const;
@@ -30,22 +31,22 @@ struct VolumeFrame {
     std::string tail;
 };
 
-enum class VolumeFormat { Npy, Nrrd, Vti };
+enum class VolumeFormat { Npy, Nrrd, Vti, Vdb };
 
 /// The format that a file name's extension stands for, without regard to case. Refuses any other; the
-/// message lists those that can be written.
+/// message lists those that this build can write.
 Result<VolumeFormat> volumeFormat(const std::string& path);
 
 /// Writes all values as they are, NaN and infinity included, in the format of the file name (see npy.h,
-/// nrrd.h, vti.h).
+/// nrrd.h, vti.h, vdb.h).
 ///
 /// @param keepGoing  called with the fraction done, 0 to 1, some times a second or more; false
 ///                   stops the work. May be empty.
 ///
 /// After a fault a file that was there stays as it was: BadInput as volumeFormat(), FailedWork when the file
-/// can't be written, Interrupted when the work was stopped. Memory: a fixed buffer.
+/// can't be written, Interrupted when the work was stopped. Memory: a fixed buffer, for VDB as
+/// told there.
 /// Precondition: the number of values is that of dims and components. Debug builds assert it.
-Result<void> writeVolume(const std::string& path, const Volume& volume,
-                         const std::function<bool(double fraction)>& keepGoing = {});
+Result<void> writeVolume(const std::string& path, const Volume& volume, const KeepGoing& keepGoing = {});
 
 } // namespace zrk

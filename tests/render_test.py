@@ -96,6 +96,20 @@ class Pictures(ZrkTest):
         red, green, blue = rows[48][48]
         self.assertGreater(red, max(green, blue) + 60)  # x is 1 there
 
+    def test_a_scalar_is_shown_by_colours_and_their_range_is_told(self):
+        shifted = {**SPHERE, "id": 2, "values": {"center": [0, 0, 2], "radius": 0}}  # 2 - z at the top
+        document = self.put(graph([SPHERE, shifted], output=(1, 0), **BOUNDS))
+        said = self.succeed("render", document, "-o", self.folder / "p.png", "--size", "96x96", "--from", "front",
+                            "--color", "2:0").err
+        low, high = map(float, said.split("colours from ")[1].split(" to "))
+        self.assertTrue(abs(low - 1) < 0.1 and abs(high - 3) < 0.1, said)
+        _, _, rows = pixels(self.folder / "p.png")
+        top, bottom = rows[14][40], rows[82][40]
+        self.assertGreater(top[2], top[1] + 30, "near is violet")
+        self.assertGreater(min(bottom[:2]), bottom[2] + 40, "far is yellow")
+        _, _, others = self.render(document, "--size", "96x96", "--from", "front", "--color", "2:0", "--range", "5,6")
+        self.assertGreater(others[82][40][2], others[82][40][1] + 30)
+
     def test_iso_values_bounds_and_projection_change_the_picture(self):
         document = self.sphere()
         seen = {}
@@ -138,7 +152,9 @@ class Refusals(ZrkTest):
             (["--section", "x=7"], ["x=7", "between -1.5 and 1.5"]),
             (["--section", "w=0"], ["AXIS=VALUE"]),
             (["--section", "x=0.5", "--section", "x=0.9"], ["between -1.5 and 0.5"]),
-            (["--color", "1:0"], ["1:0", "Color or Vector3d"]),
+            (["--color", "1:0", "--range", "1,0"], ["--range", "1,0", "the smaller one first"]),
+            (["--color", "2:0", "--range", "0,1"], ["--range", "a scalar output"]),
+            (["--range", "0,1"], ["--range", "a scalar output"]),
             (["--color", "red"], ["--color", "NODE:OUT"]),
             (["--color", "9:0"], ["9"]),
             (["--pin", "2:0"], ["--pin", "scalar"]),
@@ -160,6 +176,8 @@ class Refusals(ZrkTest):
 
     def test_a_target_that_cannot_be_written_is_failed_work(self):
         document = self.put(graph([SPHERE], output=(1, 0), **BOUNDS))
+        (self.folder / "full.png").symlink_to("/dev/full")
+        self.refused(1, "render", document, "-o", self.folder / "full.png", "--size", "32x32", contains=["No space"])
         self.refused(1, "render", document, "-o", self.folder / "none/p.png", "--size", "32x32")
 
 

@@ -275,6 +275,25 @@ class OtherReaders(SurfaceTest):
                 said = self.said(assimp, "info", self.folder / ("a." + name), "-r")
                 self.assertRegex(said, rf"Faces: +{len(mesh.triangles)}\n")
 
+    def test_openvdb_reads_a_level_set(self):
+        if ".vdb" not in self.succeed("surface", "--help").out:
+            self.refused(2, "surface", self.sphere(), "-o", self.folder / "a.vdb",
+                         contains=["which this build can't write", "tools/install-dependencies vdb"])
+            return
+        said = {}
+        for threads in (1, 2):
+            self.succeed("surface", self.sphere(unit="cm"), "-o", self.folder / f"{threads}.vdb", "--cell", "0.1",
+                         "--threads", threads)
+            data = (self.folder / f"{threads}.vdb").read_bytes()
+            said[data[:21] + data[57:]] = threads  # all but the random name of the file
+        self.assertEqual(len(said), 1)
+        for options, part in ((["--open"], "open surface"), (["--color", "1:0"], "--color")):
+            self.refused(2, "surface", self.sphere(), "-o", self.folder / "a.vdb", *options, contains=[part])
+        said = self.said(self.program("vdb_print"), "-l", self.folder / "1.vdb")
+        for part in ("class: level set", "name: surface", "voxel size: 0.1", "title: ball", "unit: cm"):
+            self.assertIn(part, said)
+        self.assertEqual(self.files(), ["1.vdb", "2.vdb", "ball.zrk.json"])
+
     def test_lib3mf_has_no_warning(self):
         library = mesh_files.lib3mf()
         if not library:
@@ -313,8 +332,14 @@ class BadInput(SurfaceTest):
             ([mesh, "--report", *out], ["a mesh file", "without -o"]),
             ([ball, *out, "--report", self.folder / "r.stl"], ["--report", "report.txt"]),
             ([ball, *out, "--report", self.folder / "r.zrk.json"], ["--report", "not a mesh or a document"]),
-            ([ball, "-o", self.folder / "a.xyz"], ["extension .xyz", ".3mf, .stl, .ply or .obj"]),
+            ([ball, "-o", self.folder / "a.xyz"], ["extension .xyz", ".3mf, .stl, .ply", ".obj"]),
             ([ball, "-o", self.folder / "a"], ["no extension"]),
+            (["--report", self.folder / "a.3mf"], ["a.3mf", ".stl, .ply or .obj", "convert"]),
+            ([self.folder / "a.step", "--report"], ["extension .step", ".stl, .ply or .obj"]),
+            ([self.folder / "a.3mf", *out], ["a.3mf", "a mesh file", "a graph document"]),
+            ([ball, *out, "--report", self.folder / "r.3mf"], ["--report", "not a mesh or a document"]),
+            ([COLORS, *out, "--pin", "1:0", "--color", "9:0"], ["STL", "no colours", ".3mf, .ply or .obj"]),
+            ([BLEND, "-o", self.folder / "a.ply", "--color", "3:0"], ["--color 3:0", "tag Scalar", "tag Color"]),
             *[([ball, *out, f"--cell={cell}"], ["--cell"]) for cell in ("0", "-1", "nan", "inf", "x")],
             *[([ball, *out, f"--iso={iso}"], ["--iso"]) for iso in ("nan", "inf", "x")],
             *[([ball, *out, f"--adaptive={e}"], ["--adaptive"]) for e in ("nan", "-1", "inf")],

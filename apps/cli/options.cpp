@@ -63,6 +63,16 @@ void checkFinite(const std::string& option, double value)
     }
 }
 
+zrk::Interval<double> parseRange(const std::string& text)
+{
+    const auto n = zrk::parseNumbers(text, 2);
+    if (!n || !((*n)[0] < (*n)[1])) {
+        throw zrk::FaultError({"--range", zrk::quotation(text), "two finite numbers, the smaller one first",
+                               "write it as LO,HI, e.g. --range -1,1"});
+    }
+    return {(*n)[0], (*n)[1]};
+}
+
 zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text)
 {
     unsigned node = 0;

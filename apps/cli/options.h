@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/values/bbox.h"
+#include "core/values/interval.h"
 #include "core/values/tensor.h"
 #include "host/graph_document.h"
 
@@ -38,6 +39,8 @@ zrk::BBox<double> boundsToSample(const std::optional<std::string>& text,
                                  const zrkmodel::GraphDocument& document);
 /// Throws FaultError for a number after an option that isn't finite.
 void checkFinite(const std::string& option, double value);
+/// The values after --range, LO,HI. Throws FaultError for any other text.
+zrk::Interval<double> parseRange(const std::string& text);
 /// A pin after an option, NODE:OUT. Throws FaultError for any other text.
 zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text);
 

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <string_view>
 #include <unistd.h>
 
 namespace zrkcli {
@@ -22,9 +23,16 @@ std::atomic<int> request{0};
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
 
 extern "C" void noteRequest(int number) { request.store(number, std::memory_order_relaxed); }
+constexpr std::string_view kClearLine = "\r\x1b[K";
+
+/// Whether a bar stands in the terminal's last line.
+std::atomic<bool> barIsDrawn{false};
 
 extern "C" void endProgram(int number)
 {
+    if (barIsDrawn.load(std::memory_order_relaxed)) {
+        tellText(kClearLine);
+    }
     if (number == SIGINT) {
         _exit(kInterruptedStatus);
     }
@@ -89,7 +97,8 @@ ProgressBar::ProgressBar(std::string title, bool quiet)
 ProgressBar::~ProgressBar()
 {
     if (_drawn) {
-        tellText("\r\x1b[K");
+        tellText(kClearLine);
+        barIsDrawn.store(false, std::memory_order_relaxed);
     }
 }
 
@@ -103,13 +112,14 @@ void ProgressBar::progress(double fraction)
     }
     _lastDrawn = now;
     _drawn = true;
+    barIsDrawn.store(true, std::memory_order_relaxed);
     const double share = std::clamp(fraction, 0.0, 1.0);
     const int filled = static_cast<int>(share * kWidth);
     std::string bar(static_cast<std::size_t>(filled), '#');
     bar.resize(kWidth, '.');
     const double elapsed = std::chrono::duration<double>(now - _started).count();
     const std::string left = share > 0.02 ? fmt::format("  {:.0f} s left", elapsed / share - elapsed) : "";
-    tell("\r\x1b[K{} [{}] {:3.0f} %{}", _title, bar, 100 * share, left);
+    tell("{}{} [{}] {:3.0f} %{}", kClearLine, _title, bar, 100 * share, left);
 }
 
 } // namespace zrkcli

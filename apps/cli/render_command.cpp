@@ -27,6 +27,7 @@ struct RenderOptions : SamplingOptions {
     bool isPerspective = false;
     std::vector<std::string> sections;
     std::string color;
+    std::optional<std::string> range;
     std::optional<double> iso;
     std::optional<std::string> bounds;
     std::string background = "studio";
@@ -151,9 +152,11 @@ void setBackground(zrk::PictureSettings& settings, const std::string& text)
 zrk::PreparedField paintOf(const zrkmodel::GraphDocument& document, const std::string& pin)
 {
     const zrkmodel::OutputField output = zrk::valueOrThrow(document.outputField(parsePin("--color", pin)));
-    if (output.tag != zrkmodel::Tag::Color && output.tag != zrkmodel::Tag::Vector3d) {
-        refuse("--color", pin, "an output of the tag Color or Vector3d",
-               "make a colour of scalars with a node of the type RGBACombineComponents");
+    if (output.tag != zrkmodel::Tag::Color && output.tag != zrkmodel::Tag::Vector3d &&
+        output.tag != zrkmodel::Tag::Scalar) {
+        throw zrk::FaultError({"--color " + pin, fmt::format("a pin with the tag {}", output.tag.name()),
+                               "one with the tag Color, Vector3d or Scalar",
+                               "`zrk check` lists the outputs of a document and their tags"});
     }
     return zrk::attempt("--color", [&] { return zrk::PreparedField(output.field); }).value();
 }
@@ -179,15 +182,16 @@ std::string numbered(const std::string& file, std::size_t number, int count)
 
 void write(const std::string& file, const zrk::ShadedPicture& picture, bool isTransparent)
 {
+    const auto keepGoing = [](double) { return !isInterrupted(); };
     if (isTransparent) {
-        zrk::valueOrThrow(zrk::writePng(file, picture));
+        zrk::valueOrThrow(zrk::writePng(file, picture, keepGoing));
         return;
     }
     zrk::Picture opaque(picture.dims[0], picture.dims[1]);
     for (std::size_t i = 0; i < opaque.pixelCount(); ++i) {
         std::copy_n(&picture.data[4 * i], 3, &opaque.data[3 * i]);
     }
-    zrk::valueOrThrow(zrk::writePng(file, opaque));
+    zrk::valueOrThrow(zrk::writePng(file, opaque, keepGoing));
 }
 
 void render(const RenderOptions& options)
@@ -228,9 +232,18 @@ void render(const RenderOptions& options)
     if (!options.color.empty()) {
         settings.paint = paintOf(job.document, options.color);
     }
+    const bool hasScale = settings.paint && settings.paint->componentCount() == 1;
+    if (options.range) {
+        settings.paintRange = parseRange(*options.range);
+        if (!hasScale) {
+            refuse("--range", *options.range, "a scalar output after --color, whose values it is about",
+                   "leave --range out, or colour by a scalar");
+        }
+    }
 
     const bool isTransparent = settings.backdrop == zrk::Backdrop::Transparent;
     std::vector<std::string> written;
+    std::optional<zrk::Interval<double>> scale;
     const auto show = [&](const zrk::ShadedPicture& picture, const zrk::PictureStep& step) {
         const std::string file =
             options.turntable > 0 ? numbered(options.file, step.view, options.turntable) : options.file;
@@ -239,6 +252,7 @@ void render(const RenderOptions& options)
         }
         write(file, picture, isTransparent);
         written.push_back(file);
+        scale = step.paintRange;
     };
     const auto outcome = withProgress("rendering", options.quiet, [&](ProgressBar& bar) {
         return zrk::drawPictures(zrk::PreparedField(job.output.field), settings, show, &bar);
@@ -258,9 +272,10 @@ void render(const RenderOptions& options)
              zrk::FaultKind::FailedWork});
     }
     if (!options.quiet) {
-        tell("{}{}: {} x {} pixels, surface at {:g}\n", zrk::printable(written.front()),
+        tell("{}{}: {} x {} pixels, surface at {:g}{}\n", zrk::printable(written.front()),
              written.size() > 1 ? " to " + zrk::printable(written.back()) : "", settings.width,
-             settings.height, settings.iso);
+             settings.height, settings.iso,
+             scale ? fmt::format(", colours from {:.4g} to {:.4g}", scale->lower, scale->upper) : "");
     }
 }
 
@@ -279,7 +294,10 @@ void addRenderCommand(const Program& program)
     command->add_flag("--perspective", options->isPerspective, "a view in perspective, else without");
     command->add_option("--section", options->sections,
                         "cuts the viewer's side away at AXIS=VALUE, e.g. x=0.2; may be repeated");
-    command->add_option("--color", options->color, "output with the solid's colours, NODE:OUT");
+    command->add_option(
+        "--color", options->color,
+        "output with the solid's colours, NODE:OUT; a scalar is shown by dark violet to yellow");
+    command->add_option("--range", options->range, "values LO,HI at the ends of a scalar's colours");
     command->add_option("--iso", options->iso,
                         "value of the surface (default 0, or 0.5 for an output named density)");
     command->add_option(

@@ -2,6 +2,7 @@
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "formats/points.h"
+#include "formats/vdb.h"
 #include "formats/volume.h"
 #include "host/field_grid.h"
 
@@ -60,12 +61,10 @@ void sample(const SampleOptions& options)
                              {bounds.min[0], bounds.min[1], bounds.min[2]},
                              {bounds.max[0], bounds.max[1], bounds.max[2]},
                              job.output.name,
-                             values};
+                             values,
+                             job.output.isDensity};
     withProgress("writing", options.quiet, [&](ProgressBar& bar) {
-        zrk::valueOrThrow(zrk::writeVolume(options.file, volume, [&bar](double fraction) {
-            bar.progress(fraction);
-            return !isInterrupted();
-        }));
+        zrk::valueOrThrow(zrk::writeVolume(options.file, volume, zrk::followedBy(&bar)));
     });
 }
 
@@ -77,7 +76,11 @@ void addSampleCommand(const Program& program)
         program.app.add_subcommand("sample", "sample a field over a grid and write the volume");
     auto options = std::make_shared<SampleOptions>();
     options->addTo(*command);
-    command->add_option("-o,--output", options->file, "volume to write: .npy, .nrrd or .vti")->required();
+    command
+        ->add_option("-o,--output", options->file,
+                     zrk::canWriteVdb() ? "volume to write: .npy, .nrrd, .vti or .vdb"
+                                        : "volume to write: .npy, .nrrd or .vti")
+        ->required();
     auto* resolution =
         command->add_option("--resolution", options->resolution,
                             fmt::format("nodes along the longest side (default {})", kDefaultResolution));

@@ -2,7 +2,6 @@
 #include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
-#include "formats/points.h"
 #include "host/field_grid.h"
 #include "host/slice_picture.h"
 
@@ -25,16 +24,6 @@ struct SliceOptions : SamplingOptions {
     std::optional<std::string> range;
 };
 
-zrkmodel::ValueRange parseRange(const std::string& text)
-{
-    const auto n = zrk::parseNumbers(text, 2);
-    if (!n || !((*n)[0] < (*n)[1])) {
-        throw zrk::FaultError({"--range", zrk::quotation(text), "two finite numbers, the smaller one first",
-                               "write it as LO,HI, e.g. --range -1,1"});
-    }
-    return {(*n)[0], (*n)[1]};
-}
-
 void slice(const SliceOptions& options)
 {
     if (!options.file.ends_with(".png")) {
@@ -44,7 +33,8 @@ void slice(const SliceOptions& options)
     checkFinite("--at", options.at);
     zrkmodel::SliceStyle style;
     if (options.range) {
-        style.range = parseRange(*options.range);
+        const zrk::Interval<double> range = parseRange(*options.range);
+        style.range = {range.lower, range.upper};
     }
     const Job job(options);
     const int axis = options.axis[0] - 'x';

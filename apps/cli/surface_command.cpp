@@ -5,6 +5,7 @@
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/surface_inputs.h"
 #include "formats/atomic_file.h"
+#include "formats/vdb.h"
 
 #include <fmt/core.h>
 
@@ -39,6 +40,16 @@ struct SurfaceOptions : SamplingOptions {
     /// Throws FaultError for what no parser of numbers finds, and takes the word after --report for the
     /// document where there is no other.
     void settle();
+    /// Whether the word in the document's place names a mesh: then the command only reports on it.
+    bool isAboutMesh() const
+    {
+        return isMesh(document) || (wantsReport && file.empty() && !document.ends_with(".json"));
+    }
+    /// Whether a name is that of a mesh, be it one that can be read or one that is only written.
+    static bool isMesh(const std::string& name)
+    {
+        return zrk::isMeshName(name) || zrk::partFormat(name).has_value();
+    }
     void checkNumber(const char* option, double value, double least) const;
 };
 
@@ -69,17 +80,17 @@ void SurfaceOptions::settle()
     if (flatness != 0) {
         checkNumber("--adaptive", flatness, 0);
     }
-    if (zrk::isMeshName(reportFile) || reportFile.ends_with(".zrk.json")) {
+    if (isMesh(reportFile) || reportFile.ends_with(".zrk.json")) {
         throw zrk::FaultError({"--report", zrk::quotation(reportFile),
                                "a file for the report, not a mesh or a document",
                                "name it for example report.txt or report.json"});
     }
     json = json || std::filesystem::path(reportFile).extension() == ".json";
-    if (!zrk::isMeshName(document) && file.empty()) {
+    if (!isAboutMesh() && file.empty()) {
         throw zrk::FaultError(
             {"surface", "no file to write", "-o FILE", "name the mesh to write, e.g. -o part.3mf"});
     }
-    if (zrk::isMeshName(document) && (!wantsReport || !file.empty())) {
+    if (isAboutMesh() && (!wantsReport || !file.empty())) {
         throw zrk::FaultError({document, "a mesh file", "a graph document, or --report without -o",
                                "`zrk surface --report " + document + "` reports on a mesh"});
     }
@@ -98,11 +109,18 @@ void printReport(const SurfaceOptions& options, const PrintedReport& report)
     }));
 }
 
+/// Ctrl-C has ended the program before a report is stopped.
+zrk::MeshReport reportOn(const zrk::SurfaceMesh& mesh, bool quiet)
+{
+    return *withProgress("report", quiet,
+                         [&](ProgressBar& bar) { return zrk::reportOn(mesh, zrk::followedBy(&bar)); });
+}
+
 void reportOnFile(const SurfaceOptions& options)
 {
     printReport(options, endingAtInterrupt([&] {
                     const zrk::SurfaceMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
-                    return PrintedReport{options.document, options.unit, zrk::reportOn(mesh)};
+                    return PrintedReport{options.document, options.unit, reportOn(mesh, options.quiet)};
                 }));
 }
 
@@ -117,7 +135,9 @@ public:
           _colors(colorField()),
           _field(scalarField()),
           _settings(settings())
-    {}
+    {
+        checkFormat();
+    }
 
     void run()
     {
@@ -131,7 +151,8 @@ public:
                              .colors = colors,
                              .unit = _unit,
                              .title = title(),
-                             .beams = beams ? &*beams : nullptr};
+                             .beams = beams ? &*beams : nullptr,
+                             .voxels = surfaceVoxels(_settings)};
         withProgress("writing", _options.quiet, [&](ProgressBar& bar) {
             zrk::valueOrThrow(zrk::writePart(std::move(file), _format, part, &bar));
         });
@@ -180,11 +201,22 @@ private:
                  "one with the tag Color",
                  fmt::format("`zrk check {}` lists the outputs and their tags", _options.document)});
         }
-        if (_format == zrk::PartFormat::Stl) {
-            throw zrk::FaultError({_options.file, "the format STL, which has no colours",
+        return zrk::PreparedField(output.field);
+    }
+
+    /// Throws FaultError for what was asked for and the format has no place for.
+    void checkFormat() const
+    {
+        const bool isVdb = _format == zrk::PartFormat::Vdb;
+        if (_colors && (isVdb || _format == zrk::PartFormat::Stl)) {
+            throw zrk::FaultError({_options.file,
+                                   fmt::format("the format {}, which has no colours", isVdb ? "VDB" : "STL"),
                                    ".3mf, .ply or .obj with --color", "write another format"});
         }
-        return zrk::PreparedField(output.field);
+        if (isVdb && _options.isOpen) {
+            throw zrk::FaultError({_options.file, "a level set of an open surface, which has no inside",
+                                   "a closed one", "leave --open out, or write another format"});
+        }
     }
 
     zrk::PreparedField scalarField() const
@@ -219,7 +251,7 @@ private:
     zrk::SurfaceMesh extract() const
     {
         withProgress("estimating", _options.quiet,
-                     [&](ProgressBar& bar) { checkSurfaceSize(_field, _settings, bar); });
+                     [&](ProgressBar& bar) { checkSurfaceSize(_field, _settings, _format, bar); });
         auto mesh = withProgress("surface", _options.quiet, [&](ProgressBar& bar) {
             return zrk::extractSurface(_field, _settings, &bar);
         });
@@ -270,10 +302,16 @@ private:
     void report(const zrk::SurfaceMesh& mesh) const
     {
         const std::string unit(_unit ? zrk::nameOf(*_unit) : "");
+        const bool quiet = _options.quiet;
         printReport(_options, endingAtInterrupt([&] {
-                        return PrintedReport{_options.file, unit, zrk::reportOn(mesh),
-                                             zrk::distanceError(mesh, _field, _settings),
-                                             zrk::countDoubtfulCells(_field, _settings, [] { return true; })};
+                        PrintedReport report{_options.file, unit, reportOn(mesh, quiet)};
+                        report.distance = withProgress("distances", quiet, [&](ProgressBar& bar) {
+                            return zrk::distanceError(mesh, _field, _settings, zrk::followedBy(&bar));
+                        });
+                        report.doubtfulCells = withProgress("doubtful cells", quiet, [&](ProgressBar& bar) {
+                            return zrk::countDoubtfulCells(_field, _settings, zrk::followedBy(&bar));
+                        });
+                        return report;
                     }));
     }
 };
@@ -281,7 +319,7 @@ private:
 void surface(SurfaceOptions options)
 {
     options.settle();
-    if (zrk::isMeshName(options.document)) {
+    if (options.isAboutMesh()) {
         reportOnFile(options);
     } else {
         SurfaceWork(options).run();
@@ -293,7 +331,9 @@ void addOptions(CLI::App& command, SurfaceOptions& options)
     options.addTo(command);
     command.get_option("DOC")->required(false)->description(
         "graph document (.zrk.json); with --report alone also a mesh: .stl, .ply or .obj");
-    command.add_option("-o,--output", options.file, "mesh to write: .3mf, .stl, .ply or .obj");
+    command.add_option("-o,--output", options.file,
+                       std::string("mesh to write: .3mf, .stl, .ply or .obj") +
+                           (zrk::canWriteVdb() ? "; .vdb writes a level set" : ""));
     auto* resolution =
         command.add_option("--resolution", options.resolution,
                            fmt::format("cells along the longest side (default {})", kDefaultCells));

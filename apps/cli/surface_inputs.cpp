@@ -21,6 +21,9 @@ constexpr double kMostVertices = std::numeric_limits<std::uint32_t>::max();
 /// Bytes for each vertex: 24 of its own and 24 of two triangles, and twice as much again while a list that is
 /// full moves to a larger place. The layers in work are within that: 77 to 126 were measured in all.
 constexpr double kBytesAVertex = 150;
+/// Bytes for each vertex that a level set takes beside the mesh: its triangles once more with their
+/// hierarchy, and voxels.
+constexpr double kLevelSetBytesAVertex = 800;
 /// Cells along the longest side of the surface that stands in for a large one.
 constexpr std::int32_t kTrialCells = 64;
 /// Vertices for a square of cells across the bounds, of a surface that fills them: a gyroid has some 20.
@@ -111,19 +114,34 @@ std::array<std::int32_t, 3> surfaceCells(const zrk::BBox<double>& bounds, int re
     return cells;
 }
 
-void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
-                      zrk::ProgressMonitor& monitor)
+zrk::PartVoxels surfaceVoxels(const zrk::SurfaceSettings& settings)
 {
+    zrk::PartVoxels voxels{.side = std::numeric_limits<double>::infinity(), .threads = settings.threads};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        voxels.side =
+            std::min(voxels.side, (settings.upper[axis] - settings.lower[axis]) / settings.cells[axis]);
+    }
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        voxels.origin[axis] = settings.lower[axis] - 0.5 * voxels.side;
+    }
+    return voxels;
+}
+
+void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
+                      zrk::PartFormat format, zrk::ProgressMonitor& monitor)
+{
+    const double bytesAVertex =
+        kBytesAVertex + (format == zrk::PartFormat::Vdb ? kLevelSetBytesAVertex : 0.0);
     const double longest = longestSide(settings);
     const std::optional<double> free = zrkmodel::memoryToUse();
     const double leaves = bytesOfUnboundedLeaves(field, settings);
     const double most = kManyVertices * longest * longest;
-    const bool mayBeTooMuch = most > kMostVertices || (free && most * kBytesAVertex + leaves > *free);
+    const bool mayBeTooMuch = most > kMostVertices || (free && most * bytesAVertex + leaves > *free);
     if (longest <= kTrialCells || !mayBeTooMuch) {
         return;
     }
     const double vertices = estimatedVertices(field, settings, monitor);
-    const double bytes = vertices * kBytesAVertex + leaves;
+    const double bytes = vertices * bytesAVertex + leaves;
     const std::string found =
         fmt::format("{} x {} x {} cells, with some {:.2g} vertices, which need {:.1f} GiB", settings.cells[0],
                     settings.cells[1], settings.cells[2], vertices, bytes / kGigabyte);

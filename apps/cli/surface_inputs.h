@@ -17,10 +17,14 @@ namespace zrkcli {
 /// without a volume and for more cells than can be counted.
 std::array<std::int32_t, 3> surfaceCells(const zrk::BBox<double>& bounds, int resolution, double cell);
 
+/// Voxels for a level set of the surface: cubes on the lattice of the cells' corners, as small as the cells
+/// along the axis where these are shortest.
+zrk::PartVoxels surfaceVoxels(const zrk::SurfaceSettings& settings);
+
 /// Throws FaultError where the surface wouldn't fit into the memory that is free or has more vertices than a
 /// mesh can have, with what it needs. Large resolutions are judged by the same field with few cells.
 void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
-                      zrk::ProgressMonitor& monitor);
+                      zrk::PartFormat format, zrk::ProgressMonitor& monitor);
 
 /// The colour of a colour field at each vertex; grey where it is NaN. `threads` as in SamplingOptions.
 std::vector<zrk::VertexColor> vertexColors(const zrk::PreparedField& field, const zrk::SurfaceMesh& mesh,

@@ -1,5 +1,6 @@
 #include "benchmarks/report.h"
 #include "core/picture/picture.h"
+#include "testing/ball_union.h"
 #include "testing/picture_fields.h"
 
 #include <cstdio>
@@ -44,7 +45,7 @@ void checkHits(const Subject& subject)
     PictureWork work(2, nullptr);
     Tracer tracer(subject.field, cube(1.5), work);
     DepthPicture picture(kSize, kSize);
-    tracer.trace(camera, Normals::Found, picture);
+    tracer.trace(camera, Detail::Normals, picture);
     for (std::int32_t y = 0; y < kSize; y += kStride) {
         for (std::int32_t x = 0; x < kSize; x += kStride) {
             const bool isHit = picture.kinds[picture.at(x, y)] != PixelKind::Nothing;
@@ -62,7 +63,7 @@ void trace(benchmark::State& state, const InsideField& field, const Camera& came
     Tracer tracer(field, cube(1.5), work);
     DepthPicture picture(camera.width, camera.height);
     for (auto _ : state) {
-        tracer.trace(camera, Normals::Found, picture);
+        tracer.trace(camera, Detail::Normals, picture);
         benchmark::ClobberMemory();
     }
 }
@@ -146,6 +147,13 @@ std::vector<Row> registerAll()
                     .noLess(subject.noLess));
         }
     }
+    const InsideField chain(PreparedField(chains::unionOfBalls(64, 0.25)), 0, SolidSide::Below);
+    const InsideField formula(prepared(chains::BallUnion{chains::manyBalls(64, 0.25)}), 0, SolidSide::Below);
+    timed("union/chain", [=](benchmark::State& state) { trace(state, chain, seen(512), 1); });
+    timed("union/formula", [=](benchmark::State& state) { trace(state, formula, seen(512), 1); });
+    rows.push_back(ratio("64 spheres, 512^2: chain with what is left of it, of one formula with all",
+                         {"union/chain"}, {"union/formula"})
+                       .atMost(0.5));
     PictureSettings coarse = wholePicture(1024, 2);
     coarse.firstSize = 128;
     timed("first/128", [=](benchmark::State& state) { draw(state, coarse, true); });

@@ -28,7 +28,7 @@ void addErrors(const Shape& shape, int n)
             for (auto _ : state) {
                 const SurfaceSettings settings = settingsFor(n);
                 const auto mesh = extractSurface(shape.prepared, settings);
-                const DistanceError error = distanceError(*mesh, shape.prepared, settings);
+                const DistanceError error = *distanceError(*mesh, shape.prepared, settings);
                 const double cell = 3.0 / n;
                 state.counters["vertex_rms"] = error.vertexRms / cell;
                 state.counters["vertex_largest"] = error.vertexLargest / cell;

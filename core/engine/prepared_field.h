@@ -93,6 +93,11 @@ public:
     /// Number of nodes that are computed for a sample, positions and constants among them: what
     /// `simplifiedFor` lowers.
     std::size_t nodeCount() const;
+    /// True for copies of one field, and where the same is left of both: then they give the same records.
+    friend bool operator==(const PreparedField& a, const PreparedField& b)
+    {
+        return a._chain == b._chain && a._plan == b._plan;
+    }
 
 private:
     class Chain;

@@ -39,6 +39,19 @@ public:
         }
     }
 
+    /// What the field's bounds over a box leave of it, where that is half of it or less; else itself. For
+    /// positions within the box the values are the same.
+    InsideField simplifiedFor(const PositionBox& box) const
+    {
+        InsideField left(_field.simplifiedFor(box), _iso, _isAbove ? SolidSide::Above : SolidSide::Below);
+        return 2 * left._field.nodeCount() <= _field.nodeCount() ? left : *this;
+    }
+    /// True where both give the same values.
+    friend bool operator==(const InsideField& a, const InsideField& b)
+    {
+        return a._field == b._field && a._iso == b._iso && a._isAbove == b._isAbove;
+    }
+
 private:
     PreparedField _field;
     double _iso;

@@ -50,7 +50,7 @@ bool LightMap::build(Tracer& tracer, const SolidExtent& extent, const Vector3& t
     _camera = cameraFrom(towardsLight, size, size);
     fitTo(_camera, extent.points, kMargin);
     DepthPicture picture(size, size);
-    if (!tracer.trace(_camera, Normals::LeftOut, picture)) {
+    if (!tracer.trace(_camera, Detail::RoughDepths, picture)) {
         return false;
     }
     _depths.resize(picture.pixelCount());

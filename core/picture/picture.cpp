@@ -67,14 +67,15 @@ std::vector<Vector3> turnedAround(const std::vector<Vector3>& points, const Soli
 class Drawing {
 public:
     Drawing(Tracer& tracer, const PreparedField& field, const PictureSettings& settings,
-            const SolidExtent& extent, const Camera& camera)
+            const SolidExtent& extent, const std::optional<Interval<double>>& paintRange,
+            const Camera& camera)
         : _tracer(tracer),
           _work(tracer.work()),
           _settings(settings),
           _extent(extent),
           _camera(camera),
           _studio(camera),
-          _paint(field, settings),
+          _paint(field, settings, paintRange),
           _picture(camera.width, camera.height)
     {}
 
@@ -82,7 +83,7 @@ public:
     bool drawFinally(double share)
     {
         stage(0.15 * share);
-        if (!_tracer.trace(_camera, Normals::Found, _picture)) {
+        if (!_tracer.trace(_camera, Detail::Normals, _picture)) {
             return false;
         }
         stage(0.15 * share);
@@ -104,7 +105,7 @@ public:
 
     bool drawCoarsely()
     {
-        if (!_tracer.trace(_camera, Normals::Found, _picture)) {
+        if (!_tracer.trace(_camera, Detail::Normals, _picture)) {
             return false;
         }
         _cuts.emplace(_picture);
@@ -309,7 +310,7 @@ private:
         camera.shiftX += shiftX;
         camera.shiftY += shiftY;
         const bool isTraced =
-            _tracer.trace(camera, Normals::Found, beside, &mask) && addGround(camera, &mask, beside);
+            _tracer.trace(camera, Detail::Normals, beside, &mask) && addGround(camera, &mask, beside);
         return isTraced && forRows([&](std::int32_t y) {
                    const auto reachOf = [&](std::int32_t x) {
                        return _light->near(x, y, placeIn(camera, beside, x, y));
@@ -348,6 +349,9 @@ public:
         if (_extent.isEmpty()) {
             return PictureOutcome::NoSolid;
         }
+        if (_settings.paint && _settings.paint->componentCount() == 1) {
+            _paintRange = _settings.paintRange ? *_settings.paintRange : rangeOf(*_settings.paint);
+        }
         _framed = _settings.views.size() > 1 ? turnedAround(_extent.points, _extent) : _extent.points;
         const std::size_t count = _settings.camera ? 1 : _settings.views.size();
         for (std::size_t view = 0; view < count; ++view) {
@@ -366,18 +370,47 @@ private:
     Tracer _tracer;
     SolidExtent _extent;
     std::vector<Vector3> _framed;
+    std::optional<Interval<double>> _paintRange; ///< for a paint with one component
+
+    /// The finite values of a field on what was seen of the solid; 0 to 1 where there are none.
+    Interval<double> rangeOf(const PreparedField& paint)
+    {
+        constexpr std::size_t kAtOnce = 1024;
+        std::optional<Interval<double>> range;
+        std::vector<double> numbers(4 * kAtOnce);
+        double* const x = numbers.data();
+        double* const y = x + kAtOnce;
+        double* const z = y + kAtOnce;
+        double* const values = z + kAtOnce;
+        const std::vector<Vector3>& points = _extent.points;
+        for (std::size_t first = 0; first < points.size() && _work.keepsGoing(); first += kAtOnce) {
+            const std::size_t count = std::min(kAtOnce, points.size() - first);
+            for (std::size_t i = 0; i < count; ++i) {
+                x[i] = points[first + i][0];
+                y[i] = points[first + i][1];
+                z[i] = points[first + i][2];
+            }
+            paint.evaluate(x, y, z, count, values);
+            for (std::size_t i = 0; i < count; ++i) {
+                if (std::isfinite(values[i])) {
+                    range = range ? hull(*range, Interval<double>(values[i])) : Interval<double>(values[i]);
+                }
+            }
+        }
+        return range.value_or(Interval<double>(0, 1));
+    }
 
     bool drawView(std::size_t view, double share)
     {
         const std::int32_t longer = std::max(_settings.width, _settings.height);
         for (std::int32_t size = _settings.firstSize; size > 0 && size < longer; size *= 2) {
-            Drawing coarse(_tracer, _field, _settings, _extent, cameraOf(view, size));
-            if (!coarse.drawCoarsely() || !hand(coarse, {view, false})) {
+            Drawing coarse(_tracer, _field, _settings, _extent, _paintRange, cameraOf(view, size));
+            if (!coarse.drawCoarsely() || !hand(coarse, {view, false, _paintRange})) {
                 return false;
             }
         }
-        Drawing drawing(_tracer, _field, _settings, _extent, cameraOf(view, longer));
-        return drawing.drawFinally(share) && hand(drawing, {view, true});
+        Drawing drawing(_tracer, _field, _settings, _extent, _paintRange, cameraOf(view, longer));
+        return drawing.drawFinally(share) && hand(drawing, {view, true, _paintRange});
     }
 
     bool hand(Drawing& drawing, const PictureStep& step)

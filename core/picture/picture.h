@@ -45,9 +45,13 @@ struct PictureSettings {
     Backdrop backdrop = Backdrop::Studio;
     Tensor<3, double> backdropColor{1, 1, 1}; ///< sRGB, 0 to 1, of a plain one
     bool hasGround = true;                    ///< a plane below the solid that shows its shadow
-    /// Colours of the solid as sRGB: the first three components, cut to 0 to 1. Where one is NaN, and without
-    /// a field, the solid is pale grey and cuts are blue.
+    /// Colours of the solid as sRGB: the first three components, cut to 0 to 1. A field of one component is
+    /// shown by the colours of `sequentialMap` over `paintRange`. Where one is NaN, and without a field, the
+    /// solid is pale grey and cuts are blue.
     std::optional<PreparedField> paint;
+    /// Values at the ends of the colours; without it, the least and the largest of those that are finite on
+    /// what is seen of the solid from the first view, opposite of it and from below.
+    std::optional<Interval<double>> paintRange;
     bool fadesByWeight = false; ///< the field's weight, cut to 0 to 1, is the opacity of the solid
 
     std::int32_t firstSize = 0; ///< pixels along the longer side of the first, coarse picture; 0 for none
@@ -64,6 +68,8 @@ enum class PictureOutcome {
 struct PictureStep {
     std::size_t view = 0;
     bool isFinal = false; ///< else it is a coarse one: smaller, with plain light, and with edges as they fall
+    /// Values at the ends of the colours, of a paint with one component.
+    std::optional<Interval<double>> paintRange = {};
 };
 
 using PictureSink = std::function<void(const ShadedPicture&, const PictureStep&)>;

@@ -44,7 +44,7 @@ void look(Tracer& tracer, const Vector3& from, std::int32_t size, SolidExtent& e
     Camera camera = cameraFrom(from, size, size);
     fitTo(camera, cornersOf(tracer.region()), kMargin);
     DepthPicture picture(size, size);
-    for (int i = 0; i < kLooks && tracer.trace(camera, Normals::LeftOut, picture); ++i) {
+    for (int i = 0; i < kLooks && tracer.trace(camera, Detail::Depths, picture); ++i) {
         const Seen seen = addPoints(camera, picture, extent);
         if (seen.isNothing() || seen.longer() + kAround > kFilled * size) {
             return;

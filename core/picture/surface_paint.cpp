@@ -1,13 +1,28 @@
 #include "core/picture/surface_paint.h"
 
+#include "core/picture/color_map.h"
+
 #include <algorithm>
 #include <cmath>
 
 namespace zrk::picture {
 
-SurfacePaint::SurfacePaint(const PreparedField& field, const PictureSettings& settings)
-    : _field(field), _settings(settings)
+SurfacePaint::SurfacePaint(const PreparedField& field, const PictureSettings& settings,
+                           const std::optional<Interval<double>>& range)
+    : _field(field), _settings(settings), _range(range)
 {}
+
+Float3 SurfacePaint::colorOf(const Vector3& components) const
+{
+    if (hasNaN(components)) {
+        return plainColor();
+    }
+    if (!_range) {
+        return linear(components);
+    }
+    const double width = _range->upper - _range->lower;
+    return linear(sequentialMap().at(width > 0 ? (components[0] - _range->lower) / width : 0.5));
+}
 
 Float3 SurfacePaint::plainColor()
 {
@@ -43,8 +58,7 @@ void SurfacePaint::materials(const Camera& camera, const DepthPicture& picture, 
         record.components = {values, values + count, values + 2 * count};
         _settings.paint->evaluate({x, y, z, count}, record);
         for (std::size_t i = 0; i < count; ++i) {
-            const Vector3 color = {values[i], values[count + i], values[2 * count + i]};
-            out[i].color = hasNaN(color) ? plainColor() : linear(color);
+            out[i].color = colorOf({values[i], values[count + i], values[2 * count + i]});
         }
     }
     if (_settings.fadesByWeight) {

@@ -5,13 +5,17 @@
 #include "core/picture/picture.h"
 #include "core/picture/shading.h"
 
+#include <optional>
+
 namespace zrk::picture {
 
 /// What the solid is made of at the places of a picture. Safe from many threads.
 class SurfacePaint {
 public:
-    /// Both must outlive this object.
-    SurfacePaint(const PreparedField& field, const PictureSettings& settings);
+    /// The first two must outlive this object.
+    /// @param range  values at the ends of the colours, for a paint of one component; nothing for others.
+    SurfacePaint(const PreparedField& field, const PictureSettings& settings,
+                 const std::optional<Interval<double>>& range);
 
     bool readsFields() const { return _settings.paint || _settings.fadesByWeight; }
 
@@ -25,6 +29,9 @@ public:
 private:
     const PreparedField& _field;
     const PictureSettings& _settings;
+    std::optional<Interval<double>> _range;
+
+    Float3 colorOf(const Vector3& components) const;
 };
 
 } // namespace zrk::picture

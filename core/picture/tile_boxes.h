@@ -31,6 +31,22 @@ public:
     /// past the region there.
     bool positionsOf(const PixelBox& box, PositionBox& out) const
     {
+        out = hullOf(box);
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            Interval<double>& along = out[axis];
+            along.lower = along.lower > _region[axis].lower ? along.lower : _region[axis].lower;
+            along.upper = along.upper < _region[axis].upper ? along.upper : _region[axis].upper;
+            if (!(along.lower <= along.upper)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /// All positions that the box's pixels look at, rounding included, also outside of the region.
+    PositionBox hullOf(const PixelBox& box) const
+    {
+        PositionBox hull;
         const double edge = box.edge - 1;
         const double a = _camera.across(box.x + 0.5 * edge);
         const double b = _camera.upwards(box.y + 0.5 * edge);
@@ -41,15 +57,10 @@ public:
             const Interval<double> along = _camera.isPerspective()
                                                ? stretched(middle + _camera.forward[axis], around, box.depths)
                                                : moved(middle, around, _camera.forward[axis], box.depths);
-            const double lower = along.lower + _camera.origin[axis] - _slack[axis];
-            const double upper = along.upper + _camera.origin[axis] + _slack[axis];
-            out[axis].lower = lower > _region[axis].lower ? lower : _region[axis].lower;
-            out[axis].upper = upper < _region[axis].upper ? upper : _region[axis].upper;
-            if (!(out[axis].lower <= out[axis].upper)) {
-                return false;
-            }
+            hull[axis].lower = along.lower + _camera.origin[axis] - _slack[axis];
+            hull[axis].upper = along.upper + _camera.origin[axis] + _slack[axis];
         }
-        return true;
+        return hull;
     }
 
 private:
@@ -65,7 +76,7 @@ private:
         return {middle - around + (first < last ? first : last),
                 middle + around + (first < last ? last : first)};
     }
-    /// Times the depths, which are positive.
+    /// Times the depths, which aren't negative.
     static Interval<double> stretched(double middle, double around, const Interval<double>& depths)
     {
         const double lower = middle - around;

@@ -13,16 +13,9 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-/// Samples between two looks at whether to go on.
-constexpr std::size_t kSamplesAtOnce = 1024;
 constexpr std::int32_t kStepsInLayer = 2; ///< two pixels each
 constexpr std::int32_t kStepsInBlock = 8;
 constexpr std::int32_t kStepsInSlab = 32;
-/// Corners of the tetrahedron that normals are taken from.
-constexpr double kTetrahedron[4][3] = {{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}};
-constexpr double kNormalReach = 0.35; ///< pixels
-/// Perspective sees nothing closer than this share of the farthest depth.
-constexpr double kNearest = 1e-4;
 
 /// `edge` ones, from bit `first` on.
 std::uint64_t run(std::int32_t first, std::int32_t edge)
@@ -31,27 +24,6 @@ std::uint64_t run(std::int32_t first, std::int32_t edge)
 }
 
 } // namespace
-
-TracePlan::TracePlan(const InsideField& f, const PositionBox& r, const Camera& c, bool normals,
-                     const PixelMask* mask)
-    : field(f), region(r), camera(c), boxes(c, r), hasNormals(normals), pixels(mask)
-{
-    constexpr std::int32_t kCoarse = 384; // below it, tiles of 64 would be too few to share among threads
-    double from = kInfinity;
-    double to = -kInfinity;
-    for (const Vector3& corner : cornersOf(r)) {
-        from = std::min(from, c.depthOf(corner));
-        to = std::max(to, c.depthOf(corner));
-    }
-    if (c.isPerspective()) {
-        from = std::max(from, kNearest * to);
-    }
-    nearest = from;
-    step = 2 * c.pixelAt(0.5 * (from + to));
-    tileEdge = std::max(c.width, c.height) < kCoarse ? 16 : 64;
-    const double depth = step * (tileEdge / 2);
-    slabs = to > from ? static_cast<std::int32_t>(std::min(1e6, std::ceil((to - from) / depth))) : 0;
-}
 
 TileTracer::TileTracer()
 {
@@ -63,10 +35,6 @@ TileTracer::TileTracer()
     }
     _rayPixels.resize(kPixels);
     _fresh.resize(kPixels);
-    _pixels.resize(4 * kPixels);
-    for (std::vector<double>* bySample : {&_depths, &_values, &_x, &_y, &_z}) {
-        bySample->resize(4 * kPixels);
-    }
 }
 
 void TileTracer::trace(const TracePlan& plan, PictureWork& work, std::int32_t tile, DepthPicture& out)
@@ -77,11 +45,29 @@ void TileTracer::trace(const TracePlan& plan, PictureWork& work, std::int32_t ti
         return;
     }
     clear(out);
-    traceSlabs();
-    if (work.keepsGoing()) {
-        narrow();
-        write(out);
+    traceSlabs(out);
+    _hits.write(out);
+}
+
+/// Rays are followed in this field from now on. What they have hit belongs to the field before.
+void TileTracer::use(const InsideField& field, DepthPicture& out)
+{
+    if (!(field == _samples.field())) {
+        _hits.write(out);
+        _samples.use(field);
     }
+}
+
+/// The field in a slab and around it, as far as samples of its rays and for normals go.
+InsideField TileTracer::fieldIn(const PixelBox& slab) const
+{
+    const double from = slab.depths.lower - _plan->step;
+    const PixelBox wider{
+        _x0 + slab.x - 1,
+        _y0 + slab.y - 1,
+        slab.edge + 2,
+        {_plan->camera.isPerspective() ? std::max(from, 0.0) : from, slab.depths.upper + _plan->step}};
+    return _plan->field.simplifiedFor(_plan->boxes.hullOf(wider));
 }
 
 void TileTracer::begin(const TracePlan& plan, std::int32_t tile)
@@ -91,8 +77,8 @@ void TileTracer::begin(const TracePlan& plan, std::int32_t tile)
     _x0 = tile % plan.tilesAcross() * edge;
     _y0 = tile / plan.tilesAcross() * edge;
     _hasRays = false;
-    _brackets.clear();
-    _cuts.clear();
+    _samples.begin(plan, *_work, _x0, _y0);
+    _hits.clear();
     forget();
     const std::uint64_t columns = run(0, std::min(edge, plan.camera.width - _x0));
     for (std::int32_t y = 0; y < kEdge; ++y) {
@@ -100,8 +86,6 @@ void TileTracer::begin(const TracePlan& plan, std::int32_t tile)
         const std::uint64_t wanted =
             isRow && plan.pixels ? plan.pixels->word(_x0, _y0 + y) >> (_x0 % 64) : ~std::uint64_t{0};
         _open[static_cast<std::size_t>(y)] = isRow ? columns & wanted : 0;
-        _upwards[static_cast<std::size_t>(y)] = plan.camera.upwards(_y0 + y);
-        _across[static_cast<std::size_t>(y)] = plan.camera.across(_x0 + y);
     }
 }
 
@@ -152,14 +136,14 @@ void TileTracer::contentsOf(const PixelBox* boxes, std::size_t count, Content* c
         }
     }
     if (found > 0) {
-        _plan->field.bounds({positions, found}, bounds);
+        _samples.field().bounds({positions, found}, bounds);
     }
     for (std::size_t i = 0; i < found; ++i) {
         contents[asked[i]] = contentOf(bounds[i]);
     }
 }
 
-void TileTracer::traceSlabs()
+void TileTracer::traceSlabs(DepthPicture& out)
 {
     const std::int32_t edge = _plan->tileEdge;
     const std::int32_t steps = edge / 2;
@@ -171,6 +155,7 @@ void TileTracer::traceSlabs()
             slabs[i] = {
                 0, 0, edge, {_plan->depthAt((first + i) * steps), _plan->depthAt((first + i + 1) * steps)}};
         }
+        use(_plan->field, out);
         contentsOf(slabs, static_cast<std::size_t>(count), contents);
         for (std::int32_t i = 0; i < count; ++i) {
             if (!hasOpen() || !_work->keepsGoing()) {
@@ -183,6 +168,7 @@ void TileTracer::traceSlabs()
             if (!_hasRays) {
                 findRays();
             }
+            use(contents[i] == Content::Inside ? _plan->field : fieldIn(slabs[i]), out);
             if (contents[i] == Content::Inside) {
                 closeInside(0, 0, edge, slabs[i].depths);
                 forget();
@@ -212,10 +198,10 @@ void TileTracer::findRays()
         for (std::size_t axis = 0; axis < 3; ++axis) {
             const double lower = _plan->region[axis].lower - camera.origin[axis];
             const double upper = _plan->region[axis].upper - camera.origin[axis];
-            const double vertical = _upwards[static_cast<std::size_t>(y)] * camera.up[axis];
+            const double vertical = _samples.upwards(y) * camera.up[axis];
             const double along = camera.forward[axis];
             for (std::int32_t x = 0; x < _plan->tileEdge; ++x) {
-                const double side = vertical + _across[static_cast<std::size_t>(x)] * camera.right[axis];
+                const double side = vertical + _samples.across(x) * camera.right[axis];
                 const double direction = isPerspective ? along + side : along;
                 const double from = isPerspective ? lower : lower - side;
                 const double to = isPerspective ? upper : upper - side;
@@ -242,9 +228,9 @@ void TileTracer::closeInside(Pixel pixel, double from, double to)
     }
     close(pixel);
     if (entry >= from) {
-        _cuts.push_back(pixel);
+        _hits.addCut(pixel, entry);
     } else {
-        _brackets.push_back({pixel, from, kNaN, from, kNaN});
+        _hits.addSurface({pixel, from, kNaN, from, kNaN});
     }
 }
 
@@ -396,24 +382,24 @@ bool TileTracer::sampleLayer(std::int32_t firstStep)
     const double middle = _plan->depthAt(firstStep + 1);
     const double end = _plan->depthAt(firstStep + 2);
     for (std::size_t i = 0; i < _rays; ++i) {
-        _depths[i] = std::min(std::max(middle, _rayEntry[i]), _rayExit[i]);
-        _depths[_rays + i] = std::min(std::max(end, _rayEntry[i]), _rayExit[i]);
+        _samples.depths[i] = std::min(std::max(middle, _rayEntry[i]), _rayExit[i]);
+        _samples.depths[_rays + i] = std::min(std::max(end, _rayEntry[i]), _rayExit[i]);
     }
-    std::copy_n(_rayPixels.begin(), _rays, _pixels.begin());
-    std::copy_n(_rayPixels.begin(), _rays, _pixels.begin() + static_cast<std::ptrdiff_t>(_rays));
-    _count = 2 * _rays;
+    std::copy_n(_rayPixels.begin(), _rays, _samples.pixels.begin());
+    std::copy_n(_rayPixels.begin(), _rays, _samples.pixels.begin() + static_cast<std::ptrdiff_t>(_rays));
+    _samples.count = 2 * _rays;
     for (std::size_t i = 0; i < _freshRays; ++i) {
-        add(_rayPixels[_fresh[i]], std::max(start, _rayEntry[_fresh[i]]));
+        _samples.add(_rayPixels[_fresh[i]], std::max(start, _rayEntry[_fresh[i]]));
     }
-    if (!evaluate()) {
+    if (!_samples.evaluate()) {
         return false;
     }
     for (std::size_t i = 0; i < _freshRays; ++i) {
-        _rayStart[_fresh[i]] = _values[2 * _rays + i];
+        _rayStart[_fresh[i]] = _samples.values[2 * _rays + i];
     }
     for (std::size_t i = 0; i < _rays; ++i) {
-        _earlier[_rayPixels[i]] = _values[i];
-        _last[_rayPixels[i]] = _values[_rays + i];
+        _earlier[_rayPixels[i]] = _samples.values[i];
+        _last[_rayPixels[i]] = _samples.values[_rays + i];
     }
     return true;
 }
@@ -460,8 +446,8 @@ void TileTracer::findCrossings(std::int32_t firstStep)
         }
         steps.values[0] = Batch::load(&_rayEarlier[ray]);
         steps.values[1] = Batch::load(&_rayStart[ray]);
-        steps.values[2] = Batch::load(&_values[ray]);
-        steps.values[3] = Batch::load(&_values[_rays + ray]);
+        steps.values[2] = Batch::load(&_samples.values[ray]);
+        steps.values[3] = Batch::load(&_samples.values[_rays + ray]);
         const BatchMask isInside = steps.values[1] < zero || steps.values[2] < zero || steps.values[3] < zero;
         const BatchMask isNear = steps.pointsInAfter(0) || steps.pointsInBefore(1) ||
                                  steps.pointsInAfter(1) || steps.pointsInBefore(2);
@@ -485,8 +471,8 @@ void TileTracer::examine(std::size_t ray, std::int32_t firstStep)
     }
     steps.values[0] = _rayEarlier[ray];
     steps.values[1] = _rayStart[ray];
-    steps.values[2] = _values[ray];
-    steps.values[3] = _values[_rays + ray];
+    steps.values[2] = _samples.values[ray];
+    steps.values[3] = _samples.values[_rays + ray];
     if (steps.values[1] < 0) {
         // Samples before are outside, so this is the first of the ray or of a mixed box.
         closeInside(pixel, steps.depths[1], kInfinity);
@@ -511,233 +497,36 @@ void TileTracer::lookIntoGaps()
     constexpr std::size_t kInGap = 3;
     for (std::size_t first = 0; first < _gaps.size(); first += kPixels) {
         const std::size_t end = std::min(_gaps.size(), first + kPixels);
-        _count = 0;
+        _samples.count = 0;
         for (std::size_t i = first; i < end; ++i) {
             const double part = (_gaps[i].to - _gaps[i].from) / (kInGap + 1);
             for (std::size_t k = 1; k <= kInGap; ++k) {
-                add(_gaps[i].pixel, _gaps[i].from + static_cast<double>(k) * part);
+                _samples.add(_gaps[i].pixel, _gaps[i].from + static_cast<double>(k) * part);
             }
         }
-        if (!evaluate()) {
+        if (!_samples.evaluate()) {
             return;
         }
         for (std::size_t i = first; i < end; ++i) {
             Bracket bracket = _gaps[i];
             for (std::size_t k = 0; k < kInGap && isOpen(bracket.pixel); ++k) {
                 const std::size_t sample = (i - first) * kInGap + k;
-                if (_values[sample] < 0) {
-                    bracket.to = _depths[sample];
-                    bracket.toValue = _values[sample];
-                    _brackets.push_back(bracket);
+                if (_samples.values[sample] < 0) {
+                    bracket.to = _samples.depths[sample];
+                    bracket.toValue = _samples.values[sample];
+                    _hits.addSurface(bracket);
                     close(bracket.pixel);
                 }
-                bracket.from = _depths[sample];
-                bracket.fromValue = _values[sample];
+                bracket.from = _samples.depths[sample];
+                bracket.fromValue = _samples.values[sample];
             }
         }
     }
     for (const Bracket& crossing : _crossings) {
         if (isOpen(crossing.pixel)) {
-            _brackets.push_back(crossing);
+            _hits.addSurface(crossing);
             close(crossing.pixel);
         }
-    }
-}
-
-/// Values at the pixels and depths listed; false when it was interrupted.
-bool TileTracer::evaluate()
-{
-    const Camera& camera = _plan->camera;
-    const Vector3& o = camera.origin;
-    const Vector3& f = camera.forward;
-    const Vector3& r = camera.right;
-    const Vector3& u = camera.up;
-    if (camera.isPerspective()) {
-        for (std::size_t i = 0; i < _count; ++i) {
-            const double a = _across[_pixels[i] % kEdge];
-            const double b = _upwards[_pixels[i] / kEdge];
-            _x[i] = o[0] + _depths[i] * (f[0] + (a * r[0] + b * u[0]));
-            _y[i] = o[1] + _depths[i] * (f[1] + (a * r[1] + b * u[1]));
-            _z[i] = o[2] + _depths[i] * (f[2] + (a * r[2] + b * u[2]));
-        }
-    } else {
-        for (std::size_t i = 0; i < _count; ++i) {
-            const double a = _across[_pixels[i] % kEdge];
-            const double b = _upwards[_pixels[i] / kEdge];
-            _x[i] = o[0] + _depths[i] * f[0] + (a * r[0] + b * u[0]);
-            _y[i] = o[1] + _depths[i] * f[1] + (a * r[1] + b * u[1]);
-            _z[i] = o[2] + _depths[i] * f[2] + (a * r[2] + b * u[2]);
-        }
-    }
-    return evaluatePositions();
-}
-
-bool TileTracer::evaluatePositions()
-{
-    for (std::size_t first = 0; first < _count; first += kSamplesAtOnce) {
-        if (!_work->keepsGoing()) {
-            return false;
-        }
-        const std::size_t count = std::min(kSamplesAtOnce, _count - first);
-        _plan->field.values({&_x[first], &_y[first], &_z[first], count}, &_values[first]);
-    }
-    return true;
-}
-
-namespace {
-
-/// Where the chord of two values crosses 0; the middle where they tell nothing.
-double chord(double from, double fromValue, double to, double toValue)
-{
-    const double crossing = from + (to - from) * (fromValue / (fromValue - toValue));
-    return crossing >= from && crossing <= to ? crossing : 0.5 * (from + to);
-}
-
-/// Where the inverse parabola through three values crosses 0, if it does so between `from` and `to`, two
-/// of the three; else where their chord does.
-double parabola(const double (&depths)[3], const double (&values)[3], double from, double fromValue,
-                double to, double toValue)
-{
-    double crossing = 0;
-    for (int i = 0; i < 3; ++i) {
-        const int j = (i + 1) % 3;
-        const int k = (i + 2) % 3;
-        crossing += depths[i] * (values[j] / (values[i] - values[j])) * (values[k] / (values[i] - values[k]));
-    }
-    return crossing >= from && crossing <= to ? crossing : chord(from, fromValue, to, toValue);
-}
-
-} // namespace
-
-/// Takes a sample where the chord crosses 0, then halves what is left as long as the values tell little.
-/// Leaves the depth of each crossing in its bracket's `to`.
-void TileTracer::narrow()
-{
-    constexpr int kRounds = 5;
-    constexpr double kSettled = 0.1; // of the difference of the values at the ends
-    _unsettled.clear();
-    for (Bracket& b : _brackets) {
-        _unsettled.push_back({&b, chord(b.from, b.fromValue, b.to, b.toValue)});
-    }
-    for (int round = 0; round < kRounds && !_unsettled.empty(); ++round) {
-        std::size_t left = 0;
-        for (std::size_t first = 0; first < _unsettled.size(); first += kPixels) {
-            const std::size_t end = std::min(_unsettled.size(), first + kPixels);
-            _count = 0;
-            for (std::size_t i = first; i < end; ++i) {
-                add(_unsettled[i].bracket->pixel, _unsettled[i].depth);
-            }
-            if (!evaluate()) {
-                return;
-            }
-            for (std::size_t i = first; i < end; ++i) {
-                Bracket& b = *_unsettled[i].bracket;
-                const double depth = _depths[i - first];
-                const double value = _values[i - first];
-                const bool isSettled = std::abs(value) <= kSettled * (b.fromValue - b.toValue) ||
-                                       round + 1 == kRounds || b.from == b.to;
-                const double depths[3] = {b.from, depth, b.to};
-                const double values[3] = {b.fromValue, value, b.toValue};
-                (value < 0 ? b.to : b.from) = depth;
-                (value < 0 ? b.toValue : b.fromValue) = value;
-                if (isSettled) {
-                    b.to = parabola(depths, values, b.from, b.fromValue, b.to, b.toValue);
-                } else {
-                    _unsettled[left++] = {&b, 0.5 * (b.from + b.to)};
-                }
-            }
-        }
-        _unsettled.resize(left);
-    }
-}
-
-void TileTracer::write(DepthPicture& out)
-{
-    for (const Bracket& bracket : _brackets) {
-        const std::size_t place = placeOf(out, bracket.pixel);
-        out.depths[place] = bracket.to;
-        out.kinds[place] = PixelKind::Surface;
-    }
-    if (_plan->hasNormals) {
-        writeNormals(out);
-    }
-    writeCuts(out);
-}
-
-void TileTracer::writeNormals(DepthPicture& out)
-{
-    const Camera& camera = _plan->camera;
-    for (std::size_t first = 0; first < _brackets.size(); first += kPixels) {
-        const std::size_t count = std::min(_brackets.size() - first, kPixels);
-        _count = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            const Bracket& bracket = _brackets[first + i];
-            const double reach = kNormalReach * camera.pixelAt(bracket.to);
-            const Vector3 at =
-                camera.position(_x0 + bracket.pixel % kEdge, _y0 + bracket.pixel / kEdge, bracket.to);
-            for (const auto& corner : kTetrahedron) {
-                _x[_count] = at[0] + reach * corner[0];
-                _y[_count] = at[1] + reach * corner[1];
-                _z[_count++] = at[2] + reach * corner[2];
-            }
-        }
-        if (!evaluatePositions()) {
-            return;
-        }
-        for (std::size_t i = 0; i < count; ++i) {
-            Vector3 gradient{};
-            for (std::size_t corner = 0; corner < 4; ++corner) {
-                for (std::size_t axis = 0; axis < 3; ++axis) {
-                    gradient[axis] += kTetrahedron[corner][axis] * _values[4 * i + corner];
-                }
-            }
-            const std::size_t place = placeOf(out, _brackets[first + i].pixel);
-            const double size = length(gradient);
-            const bool isKnown = size > 0 && size < kInfinity;
-            const Vector3 normal = isKnown ? gradient * (1 / size) : camera.forward * -1.0;
-            out.normals[place] = {static_cast<float>(normal[0]), static_cast<float>(normal[1]),
-                                  static_cast<float>(normal[2])};
-        }
-    }
-}
-
-void TileTracer::writeCuts(DepthPicture& out)
-{
-    const Camera& camera = _plan->camera;
-    _count = 0;
-    for (const Pixel pixel : _cuts) {
-        add(pixel, _entry[pixel]);
-    }
-    if (!evaluate()) {
-        return;
-    }
-    for (std::size_t i = 0; i < _cuts.size(); ++i) {
-        const Pixel pixel = _cuts[i];
-        const std::size_t place = placeOf(out, pixel);
-        const Vector3 at = {_x[i], _y[i], _z[i]};
-        PixelKind kind = PixelKind::CutByViewer;
-        Vector3 normal = camera.forward * -1.0;
-        if (_entry[pixel] > _plan->nearest || !camera.isPerspective()) {
-            double closest = kInfinity;
-            for (int face = 0; face < 6; ++face) {
-                const auto axis = static_cast<std::size_t>(face / 2);
-                const bool isUpper = face % 2 != 0;
-                const double direction = camera.forward[axis] * (isUpper ? 1 : -1);
-                const double away =
-                    std::abs(at[axis] - (isUpper ? _plan->region[axis].upper : _plan->region[axis].lower));
-                if (away < closest && (direction < 0 || camera.isPerspective())) {
-                    closest = away;
-                    kind = static_cast<PixelKind>(static_cast<int>(PixelKind::CutLowerX) + face);
-                    normal = {};
-                    normal[axis] = isUpper ? 1 : -1;
-                }
-            }
-        }
-        out.depths[place] = _entry[pixel];
-        out.kinds[place] = kind;
-        out.values[place] = static_cast<float>(_values[i]);
-        out.normals[place] = {static_cast<float>(normal[0]), static_cast<float>(normal[1]),
-                              static_cast<float>(normal[2])};
     }
 }
 

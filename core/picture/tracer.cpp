@@ -8,9 +8,9 @@ Tracer::Tracer(InsideField field, const PositionBox& region, PictureWork& work)
     : _field(std::move(field)), _region(region), _work(work), _tracers(work.threads())
 {}
 
-bool Tracer::trace(const Camera& camera, Normals normals, DepthPicture& out, const PixelMask* pixels)
+bool Tracer::trace(const Camera& camera, Detail detail, DepthPicture& out, const PixelMask* pixels)
 {
-    const TracePlan plan(_field, _region, camera, normals == Normals::Found, pixels);
+    const TracePlan plan(_field, _region, camera, detail, pixels);
     const auto tiles =
         static_cast<std::size_t>(plan.tilesAcross()) * static_cast<std::size_t>(plan.tilesDown());
     return _work.forEach(tiles, [&](std::size_t tile, std::size_t worker) {

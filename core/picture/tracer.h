@@ -7,8 +7,6 @@
 
 namespace zrk::picture {
 
-enum class Normals { Found, LeftOut };
-
 /// Finds what cameras see of the solid in a region, tile by tile on all threads of a work. The picture is the
 /// same for any number of threads. For one thread at a time.
 class Tracer {
@@ -22,7 +20,7 @@ public:
 
     /// Writes all pixels of a picture of the camera's size, or those of them that are in the mask. False if
     /// it was interrupted, which is asked at least every thousand samples.
-    bool trace(const Camera& camera, Normals normals, DepthPicture& out, const PixelMask* pixels = nullptr);
+    bool trace(const Camera& camera, Detail detail, DepthPicture& out, const PixelMask* pixels = nullptr);
 
 private:
     InsideField _field;

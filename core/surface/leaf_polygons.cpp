@@ -1,5 +1,6 @@
 #include "core/surface/leaf_polygons.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace zrk::surface {
@@ -56,6 +57,8 @@ public:
         }
         p[axis] +=
             view.polygons->leaf.crossing(axis, nodePlace(node[0], node[1], node[2])) * _grid.spacing[axis];
+        // A crossing of the bounds may lie beyond them by rounding.
+        p[axis] = std::clamp(p[axis], _grid.lower[axis], _grid.upper[axis]);
         return p;
     }
 

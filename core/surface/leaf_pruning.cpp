@@ -15,6 +15,10 @@ struct UnitBox {
     Index3 first;
     Index3 end;
 
+    double volume() const
+    {
+        return double(end[0] - first[0]) * double(end[1] - first[1]) * double(end[2] - first[2]);
+    }
     bool isUnit() const { return end[0] - first[0] == 1 && end[1] - first[1] == 1 && end[2] - first[2] == 1; }
 };
 
@@ -34,7 +38,7 @@ public:
 
     /// Calls found(units, areBounded) with the units of each call for bounds that may hold something.
     template <class Found>
-    void run(const std::function<bool()>& keepGoing, const Found& found) const
+    void run(const KeepGoing& keepGoing, const Found& found) const
     {
         UnitBox all{};
         for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -42,7 +46,9 @@ public:
         }
         std::vector<UnitBox> open{all};
         std::vector<Index3> units;
-        while (!open.empty() && keepGoing()) {
+        const double wholeVolume = all.volume();
+        double done = 0; // volume that was decided
+        while (!open.empty() && goesOn(keepGoing, done / wholeVolume)) {
             // The last ones first, so that the list stays short.
             const std::size_t count = std::min(open.size(), kBoxes);
             const std::vector<UnitBox> boxes(open.end() - static_cast<std::ptrdiff_t>(count), open.end());
@@ -56,14 +62,15 @@ public:
             units.clear();
             bool areBounded = true;
             for (std::size_t i = 0; i < count; ++i) {
-                if (contentOf(boxes[i], bounds[i]) == Content::Nothing) {
+                const bool isEmpty = contentOf(boxes[i], bounds[i]) == Content::Nothing;
+                if (!isEmpty && !boxes[i].isUnit()) {
+                    split(boxes[i], open);
                     continue;
                 }
-                if (boxes[i].isUnit()) {
+                done += boxes[i].volume();
+                if (!isEmpty) {
                     units.push_back(boxes[i].first);
                     areBounded = areBounded && !bounds[i].isEntire();
-                } else {
-                    split(boxes[i], open);
                 }
             }
             found(std::span<const Index3>(units), areBounded);
@@ -132,7 +139,7 @@ private:
 } // namespace
 
 std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
-                                      const std::function<bool()>& keepGoing)
+                                      const KeepGoing& keepGoing)
 {
     std::vector<Index3> leaves;
     Pruning(field, grid, kLeafCells).run(keepGoing, [&](std::span<const Index3> units, bool) {
@@ -160,8 +167,7 @@ bool holdsLeaf(const std::vector<Index3>& leaves, const Index3& leaf)
     return std::binary_search(leaves.begin(), leaves.end(), leaf, comesBefore);
 }
 
-void forEachCellWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
-                            const std::function<bool()>& keepGoing,
+void forEachCellWithSurface(const SurfaceField& field, const SurfaceGrid& grid, const KeepGoing& keepGoing,
                             const std::function<void(std::span<const Index3>, bool)>& found)
 {
     Pruning(field, grid, 1).run(keepGoing, found);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/engine/keep_going.h"
 #include "core/surface/surface_field.h"
 #include "core/surface/surface_grid.h"
 
@@ -12,9 +13,9 @@ namespace zrk::surface {
 /// The leaves of a grid that may hold a piece of the surface, by the field's bounds over boxes: in ascending
 /// order along z, then y, then x. A leaf that is left out surely has all nodes on one side.
 ///
-/// @param keepGoing  asked now and then; false ends the search with what is found so far.
+/// @param keepGoing  may be empty; false ends the search with what is found so far.
 std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
-                                      const std::function<bool()>& keepGoing);
+                                      const KeepGoing& keepGoing);
 
 /// All leaves of a grid, in that order.
 std::vector<Index3> allLeaves(const SurfaceGrid& grid);
@@ -24,8 +25,7 @@ bool holdsLeaf(const std::vector<Index3>& leaves, const Index3& leaf);
 /// Hands over the cells that the bounds can't prove to be free of the surface, some at a time: boxes are
 /// halved further, down to cells.
 /// @param found  is told, too, whether all boxes until now were bounded at all.
-void forEachCellWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
-                            const std::function<bool()>& keepGoing,
+void forEachCellWithSurface(const SurfaceField& field, const SurfaceGrid& grid, const KeepGoing& keepGoing,
                             const std::function<void(std::span<const Index3>, bool)>& found);
 
 } // namespace zrk::surface

@@ -133,22 +133,34 @@ void measure(const SurfaceMesh& mesh, MeshReport& report)
 
 } // namespace
 
-MeshReport reportOn(const SurfaceMesh& mesh)
+MeshReport reportOn(const SurfaceMesh& mesh) { return *reportOn(mesh, {}); }
+
+std::optional<MeshReport> reportOn(const SurfaceMesh& mesh, const KeepGoing& keepGoing)
 {
+    constexpr double kEdges = 0.3; // what of the time the edges take
+    constexpr double kMeasures = 0.4;
     MeshReport report;
     report.vertexCount = mesh.vertices.size();
     report.triangleCount = mesh.triangles.size();
+    if (!goesOn(keepGoing, 0)) {
+        return std::nullopt;
+    }
     countEdges(mesh, report);
+    if (!goesOn(keepGoing, kEdges)) {
+        return std::nullopt;
+    }
     measure(mesh, report);
     for (const Triangle& triangle : mesh.triangles) {
         report.degenerateTriangles += surface::isDegenerate(mesh, triangle) ? 1 : 0;
     }
-    report.selfIntersections = surface::countSelfIntersections(mesh);
-    return report;
+    const bool isDone = surface::forEachIntersection(
+        mesh.vertices, mesh.triangles, {}, [&](std::uint32_t, std::uint32_t) { ++report.selfIntersections; },
+        partOf(keepGoing, kMeasures, 1));
+    return isDone ? std::optional(report) : std::nullopt;
 }
 
-DistanceError distanceError(const SurfaceMesh& mesh, const PreparedField& field,
-                            const SurfaceSettings& settings)
+std::optional<DistanceError> distanceError(const SurfaceMesh& mesh, const PreparedField& field,
+                                           const SurfaceSettings& settings, const KeepGoing& keepGoing)
 {
     constexpr std::size_t kPoints = 1024;
     constexpr double kStep = 1e-4; // of a cell
@@ -159,12 +171,18 @@ DistanceError distanceError(const SurfaceMesh& mesh, const PreparedField& field,
         return std::max({grid.lower[0] - x, x - grid.upper[0], grid.lower[1] - y, y - grid.upper[1],
                          grid.lower[2] - z, z - grid.upper[2]});
     };
+    const double all = static_cast<double>(mesh.vertices.size() + mesh.triangles.size());
+    double done = 0;
     const auto measureAt = [&](std::size_t count, const auto& pointAt, double& rms, double& largest) {
         double sum = 0;
         std::size_t counted = 0;
         std::vector<double> x, y, z, values;
         for (std::size_t first = 0; first < count; first += kPoints) {
             const std::size_t end = std::min(first + kPoints, count);
+            if (!goesOn(keepGoing, done / all)) {
+                return false;
+            }
+            done += static_cast<double>(end - first);
             x.clear();
             y.clear();
             z.clear();
@@ -191,31 +209,34 @@ DistanceError distanceError(const SurfaceMesh& mesh, const PreparedField& field,
             }
         }
         rms = counted > 0 ? std::sqrt(sum / static_cast<double>(counted)) : 0;
+        return true;
     };
     DistanceError error;
-    measureAt(
-        mesh.vertices.size(), [&](std::size_t i) { return mesh.vertices[i]; }, error.vertexRms,
-        error.vertexLargest);
-    measureAt(
-        mesh.triangles.size(),
-        [&](std::size_t i) {
-            const Triangle& t = mesh.triangles[i];
-            return (mesh.vertices[t[0]] + mesh.vertices[t[1]] + mesh.vertices[t[2]]) * (1.0 / 3);
-        },
-        error.centroidRms, error.centroidLargest);
-    return error;
+    const auto vertex = [&](std::size_t i) { return mesh.vertices[i]; };
+    const auto centroid = [&](std::size_t i) {
+        const Triangle& t = mesh.triangles[i];
+        return (mesh.vertices[t[0]] + mesh.vertices[t[1]] + mesh.vertices[t[2]]) * (1.0 / 3);
+    };
+    const bool isDone = measureAt(mesh.vertices.size(), vertex, error.vertexRms, error.vertexLargest) &&
+                        measureAt(mesh.triangles.size(), centroid, error.centroidRms, error.centroidLargest);
+    return isDone ? std::optional(error) : std::nullopt;
 }
 
 std::optional<std::size_t> countDoubtfulCells(const PreparedField& field, const SurfaceSettings& settings,
-                                              const std::function<bool()>& keepGoing)
+                                              const KeepGoing& keepGoing)
 {
     const surface::SurfaceGrid grid(settings.lower, settings.upper, settings.cells);
     const surface::SurfaceField surfaceField(field, settings.iso, settings.solid == SolidSide::Above,
                                              settings.lower, settings.upper);
     std::size_t count = 0;
     bool isBounded = true;
+    bool isStopped = false;
+    const auto goOn = [&](double fraction) {
+        isStopped = isStopped || !goesOn(keepGoing, fraction);
+        return !isStopped;
+    };
     surface::forEachCellWithSurface(
-        surfaceField, grid, keepGoing, [&](std::span<const surface::Index3> cells, bool areBounded) {
+        surfaceField, grid, goOn, [&](std::span<const surface::Index3> cells, bool areBounded) {
             isBounded = isBounded && areBounded;
             std::vector<double> x, y, z, values;
             for (const surface::Index3& cell : cells) {
@@ -234,7 +255,7 @@ std::optional<std::size_t> countDoubtfulCells(const PreparedField& field, const 
                 count += inside == 0 || inside == 8 ? 1 : 0;
             }
         });
-    return isBounded && keepGoing() ? std::optional<std::size_t>(count) : std::nullopt;
+    return isBounded && !isStopped ? std::optional<std::size_t>(count) : std::nullopt;
 }
 
 } // namespace zrk

@@ -92,7 +92,7 @@ public:
 
     std::optional<SurfaceMesh> run()
     {
-        _places = leavesWithSurface(_field, _grid, [this] { return keepsGoing(0); });
+        _places = leavesWithSurface(_field, _grid, [this](double) { return keepsGoing(0); });
         if (!buildLeaves() && !_stopped) {
             // The field's bounds were wrong: the surface goes on in a leaf that they had excluded.
             _mesh = {};

@@ -22,7 +22,14 @@ public:
 
     void values(const double* x, const double* y, const double* z, std::size_t count, double* out) const
     {
-        _field.evaluate(x, y, z, count, out);
+        values(_field, x, y, z, count, out);
+    }
+
+    /// The same with what is left of the field over a box, for positions in that box.
+    void values(const PreparedField& left, const double* x, const double* y, const double* z,
+                std::size_t count, double* out) const
+    {
+        left.evaluate(x, y, z, count, out);
         std::uint64_t undefined = 0;
         for (std::size_t i = 0; i < count; ++i) {
             undefined += out[i] != out[i] ? 1 : 0;
@@ -32,6 +39,17 @@ public:
             _undefined.fetch_add(undefined, std::memory_order_relaxed);
         }
     }
+
+    /// What the field's bounds leave of it over each box, where that is half of it or less; elsewhere the
+    /// field itself, as a smaller gain isn't worth that boxes are evaluated one by one.
+    void simplify(std::span<const PositionBox> boxes, std::span<PreparedField> out) const
+    {
+        _field.simplifiedFor(boxes, out);
+        for (PreparedField& left : out) {
+            left = 2 * left.nodeCount() <= _field.nodeCount() ? left : _field;
+        }
+    }
+    std::size_t nodeCount() const { return _field.nodeCount(); }
 
     /// Values asked for until now that were NaN.
     std::uint64_t undefinedCount() const { return _undefined.load(std::memory_order_relaxed); }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cmath>
 #include <numeric>
 
@@ -41,8 +42,35 @@ constexpr std::array<std::uint32_t, 12> kNodeOfEdge = [] {
 
 void LeafBuilder::evaluate(Positions& positions)
 {
-    _field.values(positions.x.data(), positions.y.data(), positions.z.data(), positions.count,
-                  positions.values.data());
+    positions.end();
+    std::size_t first = 0;
+    for (const Positions::Run& run : positions.runs) {
+        _field.values(_fields[run.field], positions.x.data() + first, positions.y.data() + first,
+                      positions.z.data() + first, run.end - first, positions.values.data() + first);
+        first = run.end;
+    }
+}
+
+/// Asks what is left of the field in each leaf. Positions a step of the gradient away from one count to it.
+void LeafBuilder::simplifyField(std::span<SurfaceLeaf* const> leaves)
+{
+    _boxes.resize(leaves.size());
+    _fields.resize(leaves.size());
+    for (std::size_t l = 0; l < leaves.size(); ++l) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const double step = 2 * kGradientStep * _grid.spacing[axis];
+            _boxes[l][axis] = {_grid.coordinate(axis, leaves[l]->global(axis, 0)) - step,
+                               _grid.coordinate(axis, leaves[l]->global(axis, kLeafCells)) + step};
+        }
+    }
+    _field.simplify(_boxes, _fields);
+    std::size_t last = 0;
+    for (std::size_t l = 0; l < leaves.size(); ++l) {
+        if (l > 0 && !(_fields[l] == _fields[last])) {
+            _fields[++last] = _fields[l];
+        }
+        leaves[l]->_field = static_cast<std::uint8_t>(last);
+    }
 }
 
 /// The positions a step away along each axis, for the gradient.
@@ -65,6 +93,8 @@ Point LeafBuilder::gradient(const Point& p, double value, std::size_t place) con
 
 void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
 {
+    assert(leaves.size() <= 256);
+    simplifyField(leaves);
     sampleNodes(leaves);
     _centers.clear();
     _rows.resize(leaves.size());
@@ -93,6 +123,7 @@ void LeafBuilder::sampleNodes(std::span<SurfaceLeaf* const> leaves)
 {
     _samples.reset(leaves.size() * kNodesOfLeaf);
     for (const SurfaceLeaf* leaf : leaves) {
+        _samples.use(leaf->_field);
         double xs[kLeafNodes];
         for (std::int32_t i = 0; i < kLeafNodes; ++i) {
             xs[i] = _grid.coordinate(0, leaf->global(0, i));
@@ -192,6 +223,7 @@ void LeafBuilder::askFaceCenters()
     }
     _points.reset(_centers.size());
     for (const Center& center : _centers) {
+        _points.use(center.leaf->_field);
         const Index3 cell = indexOfCell(center.leaf->_cells[center.cell].place);
         const std::size_t across = center.face / 2u;
         Point p;
@@ -273,6 +305,7 @@ void LeafBuilder::refineRoots()
                 root.from - root.fromValue * (root.to - root.from) / (root.toValue - root.fromValue);
             const bool isUsable = share > root.from && share < root.to && !(round == 0 && root.crossesBounds);
             root.at = isUsable ? share : 0.5 * (root.from + root.to);
+            _points.use(root.leaf->_field);
             _points.add(edgePoint(root));
         }
         evaluate(_points);
@@ -310,6 +343,7 @@ void LeafBuilder::findPlanes()
     _planes.resize(_roots.size());
     for (std::size_t r = 0; r < _roots.size(); ++r) {
         _planes[r].at = edgePoint(_roots[r]);
+        _points.use(_roots[r].leaf->_field);
         addSteps(_planes[r].at);
     }
     evaluate(_points);
@@ -389,8 +423,9 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes)
         for (std::size_t axis = 0; axis < 3; ++axis) {
             const std::int32_t node = leaf.global(axis, local[axis]);
             const double margin = kMargin * _grid.spacing[axis];
-            lower[axis] = _grid.coordinate(axis, node) + margin;
-            upper[axis] = _grid.coordinate(axis, node + 1) - margin;
+            // The bounds run through the middle of cells: what is left of such a cell has room, too.
+            lower[axis] = std::max(_grid.coordinate(axis, node) + margin, _grid.lower[axis]);
+            upper[axis] = std::min(_grid.coordinate(axis, node + 1) - margin, _grid.upper[axis]);
         }
         for (std::uint8_t patch = 0; patch < patches.count; ++patch) {
             TangentPlane ofPatch[12];
@@ -429,6 +464,7 @@ void LeafBuilder::moveOntoSurface()
         _points.reset(4 * _moved.size());
         for (const Moved& moved : _moved) {
             const Point& position = moved.leaf->_vertices[moved.vertex].position;
+            _points.use(moved.leaf->_field);
             _points.add(position);
             addSteps(position);
         }

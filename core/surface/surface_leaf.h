@@ -88,6 +88,7 @@ private:
     };
 
     Index3 _at;
+    std::uint8_t _field = 0;      ///< number of its field in the group that it is built with
     std::uint8_t _mixedFaces = 0; ///< bit 2 axis + side: the face has nodes on both sides
     std::vector<ActiveCell> _cells;
     std::vector<CellVertex> _vertices;
@@ -133,19 +134,40 @@ private:
         std::uint32_t vertex;
         Point lower, upper;
     };
-    /// Positions and the field's values there.
+    /// Positions of leaf after leaf and the field's values there.
     struct Positions {
+        /// Positions that one of `_fields` is evaluated at, up to `end`.
+        struct Run {
+            std::size_t field;
+            std::size_t end;
+        };
         std::vector<double> x, y, z, values;
         std::size_t count = 0;
+        std::vector<Run> runs;
 
         /// Room for so many; what was there is gone.
         void reset(std::size_t most)
         {
             count = 0;
+            runs.clear();
             if (x.size() < most) {
                 for (std::vector<double>* list : {&x, &y, &z, &values}) {
                     list->resize(most);
                 }
+            }
+        }
+        /// What is added from now on is evaluated by this field.
+        void use(std::size_t field)
+        {
+            if (runs.empty() || runs.back().field != field) {
+                end();
+                runs.push_back({field, count});
+            }
+        }
+        void end()
+        {
+            if (!runs.empty()) {
+                runs.back().end = count;
             }
         }
         void add(const Point& p)
@@ -163,6 +185,9 @@ private:
     const SurfaceGrid& _grid;
     bool _isSharp;
     bool _isOpen; ///< the cut at the bounds is a crease even where creases are rounded
+    /// What the bounds leave of the field in leaves of the group: each once for leaves in sequence.
+    std::vector<PreparedField> _fields;
+    std::vector<PositionBox> _boxes; ///< of the leaves
     Positions _samples;
     Positions _points;
     std::vector<Rows> _rows; ///< of each leaf
@@ -173,6 +198,7 @@ private:
     std::vector<std::size_t> _firstPlane; ///< of each leaf
     std::vector<Moved> _moved;
 
+    void simplifyField(std::span<SurfaceLeaf* const> leaves);
     void evaluate(Positions& positions);
     void addSteps(const Point& p);
     Point gradient(const Point& p, double value, std::size_t place) const;

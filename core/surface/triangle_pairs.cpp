@@ -367,9 +367,10 @@ private:
 
 bool isDegenerate(const SurfaceMesh& mesh, const Triangle& t) { return isDegenerate(mesh.vertices, t); }
 
-void forEachIntersection(std::span<const Point> vertices, std::span<const Triangle> triangles,
+bool forEachIntersection(std::span<const Point> vertices, std::span<const Triangle> triangles,
                          std::span<const std::uint8_t> isWanted,
-                         const std::function<void(std::uint32_t, std::uint32_t)>& found)
+                         const std::function<void(std::uint32_t, std::uint32_t)>& found,
+                         const KeepGoing& keepGoing)
 {
     const auto wants = [&](std::uint32_t triangle) { return isWanted.empty() || isWanted[triangle] != 0; };
     std::vector<BoxTree::Item> items;
@@ -405,23 +406,29 @@ void forEachIntersection(std::span<const Point> vertices, std::span<const Triang
             }
         });
     };
+    std::size_t asked = 0;
+    const auto isStopped = [&] {
+        constexpr std::size_t kBetweenQuestions = 1024;
+        return asked++ % kBetweenQuestions == 0 &&
+               !goesOn(keepGoing, static_cast<double>(asked) / static_cast<double>(triangles.size()));
+    };
     // In the order of the tree, so that one walks through the same nodes as the one before.
     for (const BoxTree::Item& item : tree.items()) {
+        if (isStopped()) {
+            return false;
+        }
         ask(item.number, item.box);
     }
     for (std::uint32_t t = 0; t < triangles.size(); ++t) {
         const Box box = boxOf(vertices, triangles[t]);
         if (!wants(t) && tree.overlaps(box) && !isDegenerate(vertices, triangles[t])) {
+            if (isStopped()) {
+                return false;
+            }
             ask(t, box);
         }
     }
-}
-
-std::size_t countSelfIntersections(const SurfaceMesh& mesh)
-{
-    std::size_t count = 0;
-    forEachIntersection(mesh.vertices, mesh.triangles, {}, [&](std::uint32_t, std::uint32_t) { ++count; });
-    return count;
+    return true;
 }
 
 } // namespace zrk::surface

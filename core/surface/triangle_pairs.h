@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/engine/keep_going.h"
 #include "core/surface/surface.h"
 
 #include <array>
@@ -15,12 +16,11 @@ bool isDegenerate(const SurfaceMesh& mesh, const std::array<std::uint32_t, 3>& t
 
 /// Calls found(s, t) for each pair of triangles, s < t, that meet elsewhere than in the corners and edges
 /// that they share; touching counts. Exact, by the signs of `orientation`. Degenerate triangles take no part.
-void forEachIntersection(std::span<const Tensor<3, double>> vertices,
+/// False if it was stopped.
+bool forEachIntersection(std::span<const Tensor<3, double>> vertices,
                          std::span<const std::array<std::uint32_t, 3>> triangles,
                          std::span<const std::uint8_t> isWanted,
-                         const std::function<void(std::uint32_t, std::uint32_t)>& found);
-
-/// How many such pairs a mesh has.
-std::size_t countSelfIntersections(const SurfaceMesh& mesh);
+                         const std::function<void(std::uint32_t, std::uint32_t)>& found,
+                         const KeepGoing& keepGoing = {});
 
 } // namespace zrk::surface

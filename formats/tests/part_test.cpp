@@ -2,6 +2,7 @@
 
 #include "core/engine/progress.h"
 #include "formats/atomic_file.h"
+#include "formats/vdb.h"
 #include "formats/zip_writer.h"
 #include "testing/temporary_folder.h"
 
@@ -97,7 +98,8 @@ TEST_F(PartFiles, RefuseWhatAFormatCannotHold)
     EXPECT_TRUE(write("a.ply", {.mesh = far}));
     EXPECT_EQ(entryCount(), 1);
 
-    EXPECT_THAT(messageOf(partFormat("a.xyz").error()), HasSubstr(".3mf, .stl, .ply or .obj"));
+    EXPECT_THAT(messageOf(partFormat("a.xyz").error()),
+                HasSubstr(canWriteVdb() ? ".3mf, .stl, .ply, .obj or .vdb" : ".3mf, .stl, .ply or .obj"));
     EXPECT_THAT(messageOf(partFormat("").error()), HasSubstr("no extension"));
     EXPECT_THAT(messageOf(readMesh("a.3mf").error()), HasSubstr(".stl, .ply or .obj"));
     EXPECT_THAT(messageOf(lengthUnit("--unit", "furlong").error()), HasSubstr("m, cm, mm, um, inch or ft"));

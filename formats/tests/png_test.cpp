@@ -180,6 +180,25 @@ TEST_F(PngWriter, DecodesToTheSamePixels)
     expectRoundTrip<4>();
 }
 
+TEST_F(PngWriter, StopsBetweenRowsAndKeepsTheOldFile)
+{
+    put("p.png", "old");
+    const Picture picture(300, 200);
+    for (const double last : {0.0, 0.5, 0.99}) {
+        double reached = -1;
+        const Result<void> written = writePng(path("p.png"), picture, [&](double done) {
+            EXPECT_GT(done, reached);
+            reached = done;
+            return done < last;
+        });
+        ASSERT_FALSE(written);
+        EXPECT_EQ(written.error().kind, FaultKind::Interrupted);
+        EXPECT_NEAR(reached, last, 0.011) << "not asked for each row";
+        EXPECT_EQ(content("p.png"), "old");
+        EXPECT_EQ(entryCount(), 1);
+    }
+}
+
 TEST_F(PngWriter, KeepsTheOldFileWhenThereIsNothingToWrite)
 {
     put("p.png", "old");

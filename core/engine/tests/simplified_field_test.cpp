@@ -1,5 +1,5 @@
 #include "core/engine/prepared_field.h"
-#include "testing/random_chain.h"
+#include "testing/ball_union.h"
 
 #include <gtest/gtest.h>
 
@@ -16,19 +16,11 @@
 namespace zrk {
 namespace {
 
+using chains::ball;
 using chains::Closures;
+using chains::combined;
 using chains::RandomChain;
-
-struct Ball {
-    Tensor<3, double> center;
-    double radius;
-    template <class V>
-    V operator()(const Tensor<3, V>& p) const
-    {
-        const Tensor<3, V> d{p[0] - center[0], p[1] - center[1], p[2] - center[2]};
-        return sqrt(dot(d, d)) - radius;
-    }
-};
+using chains::unionOfBalls;
 
 /// 1 far below, 0 far above.
 struct Cut {
@@ -50,29 +42,6 @@ public:
 double uniform(std::mt19937& random, double from, double to)
 {
     return std::uniform_real_distribution<double>(from, to)(random);
-}
-
-IField ball(const Tensor<3, double>& center, double radius)
-{
-    return literal::node(1, evaluator(Ball{center, radius}), {literal::position()});
-}
-
-IField combined(RowOperation operation, const IField& a, const IField& b)
-{
-    return literal::node(1, evaluator(chains::Combined{operation}), {a, b});
-}
-
-IField unionOfBalls(int count, double radius)
-{
-    std::mt19937 random(3);
-    IField all;
-    for (int i = 0; i < count; ++i) {
-        const Tensor<3, double> center{uniform(random, -1, 1), uniform(random, -1, 1),
-                                       uniform(random, -1, 1)};
-        const IField one = ball(center, radius);
-        all = i == 0 ? one : combined(RowOperation::Minimum, all, one);
-    }
-    return all;
 }
 
 PositionBox boxAround(std::mt19937& random, double reach, double size)

@@ -1,5 +1,6 @@
 #include "core/picture/picture.h"
 
+#include "testing/ball_union.h"
 #include "testing/picture_fields.h"
 
 #include <gtest/gtest.h>
@@ -66,6 +67,11 @@ struct Painted {
     }
 };
 
+PreparedField painted()
+{
+    return PreparedField(literal::node(3, evaluator(Painted{}), {literal::position()}));
+}
+
 TEST(Picture, IsTheSameForAnyNumberOfThreads)
 {
     for (const Projection projection : {Projection::Orthographic, Projection::Perspective}) {
@@ -92,6 +98,21 @@ TEST(Picture, IsTheSameWithoutBounds)
         different += std::abs(with.data[i] - without.data[i]) > 2 ? 1 : 0;
     }
     EXPECT_LE(different, with.data.size() / 500);
+}
+
+// Slabs are looked at by what is left of the field there. Fails where that is used outside of its slab: for
+// normals, for samples between two slabs, for hits of a slab before.
+TEST(Picture, IsTheSameWhateverIsLeftOut)
+{
+    const PreparedField chain(chains::unionOfBalls(64, 0.3));
+    const PreparedField formula = prepared(chains::BallUnion{chains::manyBalls(64, 0.3)});
+    for (const Projection projection : {Projection::Orthographic, Projection::Perspective}) {
+        for (const std::int32_t size : {150, 400}) { // small and large tiles
+            PictureSettings settings = settingsOf(size, 0.9);
+            settings.projection = projection;
+            EXPECT_EQ(drawn(chain, settings).last().data, drawn(formula, settings).last().data) << size;
+        }
+    }
 }
 
 TEST(Picture, ComesCoarseFirst)
@@ -213,7 +234,7 @@ TEST(Picture, CutsAreBlueWithInkAtTheSurface)
 TEST(Picture, TakesColoursFromAField)
 {
     PictureSettings settings = settingsOf(64);
-    settings.paint = prepared(Painted{});
+    settings.paint = painted();
     const Color middle = at(drawn(prepared(Ball{}), settings).last(), 30, 30);
     EXPECT_GT(middle.red, 150);
     EXPECT_LT(middle.green, 80);
@@ -227,6 +248,42 @@ struct Faint {
         return {{Ball{}(p)}, V(0.25)};
     }
 };
+
+/// A height, unknown in a strip.
+struct Height {
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return select(abs(p[0]) < 0.1, V(std::numeric_limits<double>::quiet_NaN()), p[2]);
+    }
+};
+
+// A ball coloured by height, seen from the front: dark violet below, yellow above, grey where the height is
+// unknown.
+TEST(Picture, ShowsTheValuesOfAScalarByColours)
+{
+    PictureSettings settings = settingsOf(96);
+    settings.views = {{0, -1, 0}};
+    settings.paint = prepared(Height{});
+    const Drawn found = drawn(prepared(Ball{{}, 1}), settings);
+    ASSERT_TRUE(found.steps.back().paintRange);
+    EXPECT_NEAR(found.steps.back().paintRange->lower, -1, 0.02);
+    EXPECT_NEAR(found.steps.back().paintRange->upper, 1, 0.02);
+    const Color high = at(found.last(), 38, 16);
+    const Color low = at(found.last(), 38, 80);
+    const Color unknown = at(found.last(), 48, 48);
+    EXPECT_GT(std::min(high.red, high.green), high.blue + 60);
+    EXPECT_GT(low.blue, low.green + 30);
+    EXPECT_LT(std::abs(unknown.red - unknown.blue), 25);
+
+    settings.paintRange = Interval<double>(2, 3); // all is below
+    const Drawn given = drawn(prepared(Ball{{}, 1}), settings);
+    EXPECT_EQ(given.steps.back().paintRange->lower, 2);
+    const Color top = at(given.last(), 38, 16);
+    EXPECT_GT(top.blue, top.green + 30);
+    settings.paint = painted();
+    EXPECT_FALSE(drawn(prepared(Ball{{}, 1}), settings).steps.back().paintRange) << "three components";
+}
 
 TEST(Picture, FadesByWeightIfAsked)
 {

@@ -16,7 +16,7 @@ DepthPicture traced(const InsideField& field, const PositionBox& region, const C
     PictureWork work(threads, nullptr);
     Tracer tracer(field, region, work);
     DepthPicture picture(camera.width, camera.height);
-    EXPECT_TRUE(tracer.trace(camera, Normals::Found, picture));
+    EXPECT_TRUE(tracer.trace(camera, Detail::Normals, picture));
     return picture;
 }
 
@@ -233,7 +233,7 @@ TEST(Tracer, MaskedPixelsAreThoseOfTheWholePicture)
         for (std::size_t i = 0; i < some.pixelCount(); ++i) {
             some.kinds[i] = PixelKind::CutByViewer;
         }
-        ASSERT_TRUE(tracer.trace(camera, Normals::Found, some, &mask));
+        ASSERT_TRUE(tracer.trace(camera, Detail::Normals, some, &mask));
         for (std::int32_t i = 0; i < size * size; ++i) {
             const auto at = static_cast<std::size_t>(i);
             if (mask.has(i % size, i / size)) {

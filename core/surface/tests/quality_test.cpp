@@ -2,8 +2,11 @@
 
 #include "core/surface/exact_orientation.h"
 
+#include "testing/ball_union.h"
+
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 
@@ -108,6 +111,45 @@ TEST(MeshReport, CountsWhatIsWrong)
         EXPECT_EQ(report.pinchedVertices, c.pinched);
         EXPECT_EQ(report.degenerateTriangles, c.degenerate);
         EXPECT_EQ(report.selfIntersections > 0, c.intersects);
+    }
+}
+
+// Each is told how far it is, from the beginning to nearly the end, and ends where it is told to.
+TEST(MeshReport, CanBeFollowedAndStopped)
+{
+    const PreparedField field(chains::unionOfBalls(8, 0.4));
+    SurfaceSettings settings;
+    settings.lower = {-1.5, -1.5, -1.5};
+    settings.upper = {1.5, 1.5, 1.5};
+    settings.cells = {40, 40, 40};
+    const SurfaceMesh mesh = *extractSurface(field, settings);
+    const struct {
+        const char* name;
+        std::function<bool(const KeepGoing&)> work;
+    } cases[] = {
+        {"report", [&](const KeepGoing& follow) { return reportOn(mesh, follow).has_value(); }},
+        {"distances",
+         [&](const KeepGoing& follow) { return distanceError(mesh, field, settings, follow).has_value(); }},
+        {"doubtful cells",
+         [&](const KeepGoing& follow) { return countDoubtfulCells(field, settings, follow).has_value(); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<double> told;
+        EXPECT_TRUE(c.work([&](double fraction) {
+            told.push_back(fraction);
+            return true;
+        }));
+        ASSERT_GT(told.size(), 5u);
+        EXPECT_TRUE(std::is_sorted(told.begin(), told.end()));
+        EXPECT_EQ(told.front(), 0);
+        EXPECT_GT(told.back(), 0.8);
+        EXPECT_LE(told.back(), 1);
+        for (std::size_t last = 0; last < told.size(); last += 3) {
+            std::size_t asked = 0;
+            EXPECT_FALSE(c.work([&](double) { return asked++ < last; }));
+            EXPECT_EQ(asked, last + 1) << "went on after it was stopped";
+        }
     }
 }
 

@@ -1,0 +1,13 @@
+# Target zrk_openvdb: OpenVDB with what its headers need, where all of it is found.
+find_path(OPENVDB_INCLUDE_DIR openvdb/openvdb.h)
+find_path(OPENVDB_BOOST_INCLUDE_DIR boost/numeric/conversion/conversion_traits.hpp)
+find_library(OPENVDB_LIBRARY openvdb)
+find_library(TBB_LIBRARY tbb)
+find_library(IMATH_LIBRARY NAMES Imath Imath-3_1)
+if(OPENVDB_INCLUDE_DIR AND OPENVDB_BOOST_INCLUDE_DIR AND OPENVDB_LIBRARY AND TBB_LIBRARY AND IMATH_LIBRARY)
+    add_library(zrk_openvdb INTERFACE)
+    target_include_directories(zrk_openvdb SYSTEM INTERFACE "${OPENVDB_INCLUDE_DIR}" "${OPENVDB_BOOST_INCLUDE_DIR}")
+    target_link_libraries(zrk_openvdb INTERFACE "${OPENVDB_LIBRARY}" "${TBB_LIBRARY}" "${IMATH_LIBRARY}")
+else()
+    message(STATUS "OpenVDB wasn't found: no VDB files (`tools/install-dependencies vdb` installs it)")
+endif()

@@ -1,0 +1,383 @@
+// The only source beside tests that includes OpenVDB: a module, see vdb_module.h.
+
+#include "formats/vdb_module.h"
+
+#include "core/engine/worker_team.h"
+#include "core/mesh/mesh_field.h"
+#include "formats/part.h"
+#include "formats/volume.h"
+
+#include <openvdb/io/Stream.h>
+#include <openvdb/openvdb.h>
+#include <openvdb/tools/SignedFloodFill.h>
+#include <tbb/global_control.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cmath>
+#include <memory>
+#include <numbers>
+#include <ostream>
+#include <streambuf>
+#include <utility>
+#include <vector>
+
+namespace zrk {
+
+namespace {
+
+using openvdb::Coord;
+
+constexpr std::int32_t kLeafEdge = 8;
+constexpr double kBandVoxels = 3; ///< to each side, what tools for level sets expect
+/// How much of the work is done when the file is begun.
+constexpr double kShareOfGrid = 0.7;
+
+/// Leaves OpenVDB's writer in the middle.
+struct Stopped {
+    bool byUser;
+};
+
+/// A stream's bytes on their way into a sink. Asks every now and then whether to go on.
+class SinkBuffer final : public std::streambuf {
+public:
+    SinkBuffer(const ByteSink& sink, const KeepGoing& keepGoing, double expectedBytes)
+        : _sink(sink), _keepGoing(keepGoing), _expected(expectedBytes)
+    {}
+
+protected:
+    std::streamsize xsputn(const char* bytes, std::streamsize size) override
+    {
+        constexpr std::size_t kBytesBetween = 1 << 16;
+        _bytes += static_cast<std::size_t>(size);
+        if (_bytes >= _nextQuestion) {
+            _nextQuestion = _bytes + kBytesBetween;
+            const double written = std::min(1.0, static_cast<double>(_bytes) / _expected);
+            if (!goesOn(_keepGoing, kShareOfGrid + (1 - kShareOfGrid) * written)) {
+                throw Stopped{true};
+            }
+        }
+        if (!_sink(bytes, static_cast<std::size_t>(size))) {
+            throw Stopped{false};
+        }
+        return size;
+    }
+    int_type overflow(int_type byte) override
+    {
+        const char one = traits_type::to_char_type(byte);
+        xsputn(&one, 1);
+        return byte;
+    }
+
+private:
+    const ByteSink& _sink;
+    const KeepGoing& _keepGoing;
+    double _expected;
+    std::size_t _bytes = 0;
+    std::size_t _nextQuestion = 0;
+};
+
+/// Writes grids as a file; what the sink doesn't take is the sink's to tell.
+Result<void> writeGrids(const openvdb::GridCPtrVec& grids, const ByteSink& sink, const KeepGoing& keepGoing)
+{
+    double bytes = 1;
+    for (const auto& grid : grids) {
+        bytes += static_cast<double>(grid->memUsage());
+    }
+    SinkBuffer buffer(sink, keepGoing, bytes);
+    std::ostream stream(&buffer);
+    stream.exceptions(std::ios::badbit); // so that what the buffer throws comes through
+    try {
+        openvdb::io::Stream(stream).write(grids);
+    } catch (const Stopped& stopped) {
+        return stopped.byUser ? Result<void>(refused(interruptedAt("writing"))) : Result<void>();
+    }
+    return goesOn(keepGoing, 1) ? Result<void>() : Result<void>(refused(interruptedAt("writing")));
+}
+
+/// The nodes of a volume as a grid; valueAt(place) is that of the node number `place`, x fastest. Null if it
+/// was stopped.
+template <class Grid, class ValueAt>
+typename Grid::Ptr gridOf(const Volume& volume, const std::string& name, const KeepGoing& keepGoing,
+                          const ValueAt& valueAt)
+{
+    using Leaf = typename Grid::TreeType::LeafNodeType;
+    using Value = typename Grid::ValueType;
+    const Value outside = openvdb::zeroVal<Value>();
+    auto grid = Grid::create(outside);
+    const auto rows = static_cast<std::size_t>(volume.dims[1]);
+    const auto columns = static_cast<std::size_t>(volume.dims[0]);
+    for (std::int32_t z = 0; z < volume.dims[2]; z += kLeafEdge) {
+        for (std::int32_t y = 0; y < volume.dims[1]; y += kLeafEdge) {
+            if (!goesOn(keepGoing, static_cast<double>(z) / volume.dims[2])) {
+                return nullptr;
+            }
+            for (std::int32_t x = 0; x < volume.dims[0]; x += kLeafEdge) {
+                auto leaf = std::make_unique<Leaf>(Coord(x, y, z), outside, false);
+                for (std::int32_t k = z; k < std::min(z + kLeafEdge, volume.dims[2]); ++k) {
+                    for (std::int32_t j = y; j < std::min(y + kLeafEdge, volume.dims[1]); ++j) {
+                        const std::size_t row =
+                            (static_cast<std::size_t>(k) * rows + static_cast<std::size_t>(j)) * columns;
+                        for (std::int32_t i = x; i < std::min(x + kLeafEdge, volume.dims[0]); ++i) {
+                            leaf->setValueOn(Coord(i, j, k), valueAt(row + static_cast<std::size_t>(i)));
+                        }
+                    }
+                }
+                grid->tree().addLeaf(leaf.release());
+            }
+        }
+    }
+    const openvdb::Vec3d step(volume.spacing(0), volume.spacing(1), volume.spacing(2));
+    auto transform = openvdb::math::Transform::createLinearTransform();
+    transform->preScale(step);
+    transform->postTranslate({volume.lower[0], volume.lower[1], volume.lower[2]});
+    grid->setTransform(transform);
+    grid->setName(name);
+    grid->setCreator("zrk");
+    return grid;
+}
+
+/// None where it was stopped.
+openvdb::GridCPtrVec gridsOf(const Volume& volume, const KeepGoing& keepGoing)
+{
+    const double* values = volume.values.data();
+    const auto components = static_cast<std::size_t>(volume.components);
+    const auto component = [&](std::size_t which) {
+        return [=](std::size_t place) { return values[components * place + which]; };
+    };
+    if (volume.components == 1) {
+        const auto grid = gridOf<openvdb::DoubleGrid>(volume, volume.name, keepGoing, component(0));
+        if (!grid) {
+            return {};
+        }
+        if (volume.isDensity) {
+            grid->setGridClass(openvdb::GRID_FOG_VOLUME);
+        }
+        return {grid};
+    }
+    const bool hasOpacity = volume.components == 4;
+    const auto vectors = gridOf<openvdb::Vec3DGrid>(
+        volume, volume.name, partOf(keepGoing, 0, hasOpacity ? 0.5 : 1.0), [&](std::size_t place) {
+            const double* const record = values + components * place;
+            return openvdb::Vec3d(record[0], record[1], record[2]);
+        });
+    if (!vectors || !hasOpacity) {
+        return vectors ? openvdb::GridCPtrVec{vectors} : openvdb::GridCPtrVec{};
+    }
+    const auto opacity =
+        gridOf<openvdb::DoubleGrid>(volume, volume.name + "_alpha", partOf(keepGoing, 0.5, 1), component(3));
+    return opacity ? openvdb::GridCPtrVec{vectors, opacity} : openvdb::GridCPtrVec{};
+}
+
+/// Distances to a mesh at voxels near it.
+class LevelSet {
+public:
+    LevelSet(const Part& part, const KeepGoing& keepGoing)
+        : _part(part),
+          _keepGoing(keepGoing),
+          _voxel(part.voxels.side),
+          _field(coordinatesOf(part.mesh), cornersOf(part.mesh))
+    {}
+
+    /// Null if it was stopped.
+    openvdb::FloatGrid::Ptr grid()
+    {
+        findLeaves();
+        fillLeaves();
+        if (_isStopped) {
+            return nullptr;
+        }
+        const auto band = static_cast<float>(kBandVoxels * _voxel);
+        auto grid = openvdb::FloatGrid::create(band);
+        for (auto& leaf : _leaves) {
+            if (!leaf->isEmpty()) {
+                grid->tree().addLeaf(leaf.release());
+            }
+        }
+        openvdb::tools::signedFloodFill(grid->tree());
+        auto transform = openvdb::math::Transform::createLinearTransform(_voxel);
+        const Vector3& origin = _part.voxels.origin;
+        transform->postTranslate({origin[0], origin[1], origin[2]});
+        grid->setTransform(transform);
+        grid->setGridClass(openvdb::GRID_LEVEL_SET);
+        grid->setName("surface");
+        grid->setCreator("zrk");
+        if (!_part.title.empty()) {
+            grid->insertMeta("title", openvdb::StringMetadata(_part.title));
+        }
+        if (_part.unit) {
+            grid->insertMeta("unit", openvdb::StringMetadata(std::string(nameOf(*_part.unit))));
+        }
+        return grid;
+    }
+
+private:
+    using Leaf = openvdb::FloatGrid::TreeType::LeafNodeType;
+
+    /// Voxels from `first` on, so many along each side.
+    struct VoxelCube {
+        Coord first;
+        std::int32_t edge;
+    };
+
+    const Part& _part;
+    const KeepGoing& _keepGoing;
+    double _voxel;
+    MeshWindingField _field;
+    std::vector<std::unique_ptr<Leaf>> _leaves;
+    std::atomic<bool> _isStopped{false};
+
+    static std::vector<double> coordinatesOf(const SurfaceMesh& mesh)
+    {
+        std::vector<double> all;
+        all.reserve(3 * mesh.vertices.size());
+        for (const Vector3& vertex : mesh.vertices) {
+            all.insert(all.end(), {vertex[0], vertex[1], vertex[2]});
+        }
+        return all;
+    }
+    static std::vector<std::int32_t> cornersOf(const SurfaceMesh& mesh)
+    {
+        std::vector<std::int32_t> all;
+        all.reserve(3 * mesh.triangles.size());
+        for (const auto& triangle : mesh.triangles) {
+            for (const std::uint32_t corner : triangle) {
+                all.push_back(static_cast<std::int32_t>(corner));
+            }
+        }
+        return all;
+    }
+
+    bool asksOn(double fraction)
+    {
+        if (!_isStopped && !goesOn(_keepGoing, kShareOfGrid * fraction)) {
+            _isStopped = true;
+        }
+        return !_isStopped;
+    }
+
+    Vector3 position(double i, double j, double k) const
+    {
+        const Vector3& origin = _part.voxels.origin;
+        return {origin[0] + _voxel * i, origin[1] + _voxel * j, origin[2] + _voxel * k};
+    }
+
+    /// The smallest cubes of leaves, of a power of two along each side, that hold the mesh and its band.
+    std::vector<VoxelCube> cubesOfMesh() const
+    {
+        constexpr std::int32_t kEdge = kLeafEdge << 4;
+        Coord low = Coord::max();
+        Coord high = Coord::min();
+        for (const Vector3& vertex : _part.mesh.vertices) {
+            for (int axis = 0; axis < 3; ++axis) {
+                const auto a = static_cast<std::size_t>(axis);
+                const double at = (vertex[a] - _part.voxels.origin[a]) / _voxel;
+                low[axis] = std::min(low[axis], static_cast<std::int32_t>(std::floor(at - kBandVoxels)));
+                high[axis] = std::max(high[axis], static_cast<std::int32_t>(std::ceil(at + kBandVoxels)));
+            }
+        }
+        std::vector<VoxelCube> cubes;
+        for (std::int32_t z = low[2] & -kEdge; z <= high[2]; z += kEdge) {
+            for (std::int32_t y = low[1] & -kEdge; y <= high[1]; y += kEdge) {
+                for (std::int32_t x = low[0] & -kEdge; x <= high[0]; x += kEdge) {
+                    cubes.push_back({Coord(x, y, z), kEdge});
+                }
+            }
+        }
+        return cubes;
+    }
+
+    /// Halves cubes down to leaves, without those whose middle is too far from the mesh.
+    void findLeaves()
+    {
+        std::vector<VoxelCube> open = cubesOfMesh();
+        MeshWindingField::Trail trail;
+        for (std::size_t looks = 0; !open.empty(); ++looks) {
+            constexpr std::size_t kLooksBetween = 1024;
+            if (looks % kLooksBetween == 0 && !asksOn(0)) {
+                return;
+            }
+            const VoxelCube cube = open.back();
+            open.pop_back();
+            const double half = 0.5 * (cube.edge - 1);
+            const Vector3 middle = position(cube.first[0] + half, cube.first[1] + half, cube.first[2] + half);
+            const double reach = (kBandVoxels + half * std::numbers::sqrt3) * _voxel;
+            if (_field.meshDistance(middle, trail) > reach) {
+                continue;
+            }
+            if (cube.edge == kLeafEdge) {
+                _leaves.push_back(
+                    std::make_unique<Leaf>(cube.first, static_cast<float>(kBandVoxels * _voxel), false));
+                continue;
+            }
+            const std::int32_t edge = cube.edge / 2;
+            for (int part = 0; part < 8; ++part) {
+                open.push_back(
+                    {cube.first.offsetBy((part & 1) * edge, (part >> 1 & 1) * edge, (part >> 2) * edge),
+                     edge});
+            }
+        }
+    }
+
+    void fillLeaves()
+    {
+        std::atomic<std::size_t> next{0};
+        const std::size_t threads = workerCount(_part.voxels.threads);
+        runTeam(std::clamp<std::size_t>(_leaves.size(), 1, threads), [&](std::size_t worker, std::size_t) {
+            MeshWindingField::Trail trail;
+            for (std::size_t l = next++; l < _leaves.size() && !_isStopped; l = next++) {
+                fill(*_leaves[l], trail);
+                if (worker == 0) {
+                    asksOn(static_cast<double>(l) / static_cast<double>(_leaves.size()));
+                }
+            }
+        });
+    }
+
+    void fill(Leaf& leaf, MeshWindingField::Trail& trail) const
+    {
+        const double band = kBandVoxels * _voxel;
+        for (openvdb::Index voxel = 0; voxel < Leaf::SIZE; ++voxel) {
+            const Coord at = leaf.offsetToGlobalCoord(voxel);
+            const double distance = _field.signedDistance(position(at[0], at[1], at[2]), trail);
+            if (std::abs(distance) < band) {
+                leaf.setValueOn(voxel, static_cast<float>(distance));
+            }
+        }
+    }
+};
+
+/// OpenVDB's own threads, as many as a part allows, and its types of grids.
+class Session {
+public:
+    explicit Session(std::size_t threads)
+        : _threads(tbb::global_control::max_allowed_parallelism, workerCount(threads))
+    {
+        openvdb::initialize();
+    }
+
+private:
+    tbb::global_control _threads;
+};
+
+Result<void> writeVdbVolume(const Volume& volume, const ByteSink& sink, const KeepGoing& keepGoing)
+{
+    const Session session(1);
+    const openvdb::GridCPtrVec grids = gridsOf(volume, partOf(keepGoing, 0, kShareOfGrid));
+    return grids.empty() ? Result<void>(refused(interruptedAt("writing")))
+                         : writeGrids(grids, sink, keepGoing);
+}
+
+Result<void> writeLevelSet(const Part& part, const ByteSink& sink, const KeepGoing& keepGoing)
+{
+    const Session session(part.voxels.threads);
+    const auto grid = LevelSet(part, keepGoing).grid();
+    return grid ? writeGrids({grid}, sink, keepGoing) : Result<void>(refused(interruptedAt("writing")));
+}
+
+} // namespace
+
+} // namespace zrk
+
+const zrk::VdbModule zrkVdbModule = {&zrk::writeVdbVolume, &zrk::writeLevelSet};

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "formats/vdb.h"
+
+namespace zrk {
+
+/// The writers in the module `zrk_vdb.so`, which holds all that needs OpenVDB. It is loaded when a VDB file
+/// is written: OpenVDB takes a program that is linked with it 70 ms to start.
+struct VdbModule {
+    Result<void> (*writeVolume)(const Volume&, const ByteSink&, const KeepGoing&);
+    Result<void> (*writePart)(const Part&, const ByteSink&, const KeepGoing&);
+};
+
+} // namespace zrk
+
+/// The module's only symbol.
+extern "C" const zrk::VdbModule zrkVdbModule;
