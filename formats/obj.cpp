@@ -1,5 +1,6 @@
 #include "formats/obj.h"
 
+#include "core/values/stop.h"
 #include "formats/limits.h"
 #include "formats/line_reader.h"
 #include "formats/text_words.h"
@@ -143,6 +144,7 @@ public:
             return std::move(_obj);
         }
         while (_lines.next() && readLine()) {
+            _lookout.step();
         }
         if (_lines.hasFailed()) {
             _obj.fault = {_name, "something that can't be read", "a Wavefront OBJ file",
@@ -157,6 +159,7 @@ public:
 private:
     std::string _name;
     LineReader _lines;
+    StopLookout _lookout;
     WavefrontObj _obj;
     PlacedIndex _lowest{std::numeric_limits<int>::max()};
     PlacedIndex _highest{std::numeric_limits<int>::min()};
@@ -198,6 +201,7 @@ private:
     bool readFace(std::string_view rest)
     {
         for (skipBlanks(rest); !rest.empty(); skipBlanks(rest)) {
+            _lookout.step();
             if (_obj.indices.size() == kMaxMeshNumbers) {
                 return refuse("at most " + std::to_string(kMaxMeshNumbers) + " corners of faces", kDivide);
             }
@@ -276,7 +280,9 @@ bool fitVerticesToBox(int vertexCount, std::vector<double>& vertices, const BBox
     for (std::size_t axis = 0; axis < 3; ++axis) {
         double low = 0;
         double high = 0;
+        StopLookout lookout;
         for (std::size_t i = 0; i < count; ++i) {
+            lookout.step();
             low = std::min(low, vertices[3 * i + axis]);
             high = std::max(high, vertices[3 * i + axis]);
         }
@@ -284,6 +290,7 @@ bool fitVerticesToBox(int vertexCount, std::vector<double>& vertices, const BBox
         const double scale = (box.max[axis] - box.min[axis]) / size;
         const double shift = (box.min[axis] + box.max[axis]) * 0.5 - (low + high) * 0.5 * scale;
         for (std::size_t i = 0; i < count; ++i) {
+            lookout.step();
             vertices[3 * i + axis] = vertices[3 * i + axis] * scale + shift;
         }
     }

@@ -1,6 +1,7 @@
 #include "host/graph_document.h"
 
 #include "components/mesh/beam_sdf.h"
+#include "core/values/stop.h"
 #include "formats/atomic_file.h"
 #include "formats/limits.h"
 #include "host/document_reader.h"
@@ -37,6 +38,7 @@ zrk::Result<std::string> readFile(const std::string& path)
     std::string text;
     char buffer[1 << 16];
     while (file.read(buffer, sizeof buffer) || file.gcount() > 0) {
+        zrk::stopIfAsked();
         text.append(buffer, static_cast<std::size_t>(file.gcount()));
         if (text.size() > zrk::kMaxDocumentBytes) {
             return refuse(fmt::format("more than {} MiB", zrk::kMaxDocumentBytes >> 20),

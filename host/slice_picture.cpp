@@ -1,6 +1,7 @@
 #include "host/slice_picture.h"
 
 #include "core/picture/color_map.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <cassert>
@@ -33,8 +34,11 @@ std::vector<double> finiteValues(std::span<const double> values)
 {
     std::vector<double> finite;
     finite.reserve(values.size());
-    std::copy_if(values.begin(), values.end(), std::back_inserter(finite),
-                 [](double v) { return std::isfinite(v); });
+    zrk::inPieces(std::size_t{0}, values.size(), [&](std::size_t first, std::size_t end) {
+        std::copy_if(values.begin() + static_cast<std::ptrdiff_t>(first),
+                     values.begin() + static_cast<std::ptrdiff_t>(end), std::back_inserter(finite),
+                     [](double v) { return std::isfinite(v); });
+    });
     return finite;
 }
 
@@ -42,7 +46,11 @@ double quantile(std::vector<double>& values, double fraction)
 {
     const auto place =
         values.begin() + static_cast<std::ptrdiff_t>(fraction * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), place, values.end());
+    zrk::StopLookout lookout;
+    std::nth_element(values.begin(), place, values.end(), [&lookout](double a, double b) {
+        lookout.step();
+        return a < b;
+    });
     return *place;
 }
 
@@ -53,8 +61,12 @@ ValueRange scalarRange(std::span<const double> values, std::optional<double> con
     if (finite.empty()) {
         return {0, 1};
     }
-    const auto [least, greatest] = std::minmax_element(finite.begin(), finite.end());
-    ValueRange range = {*least, *greatest};
+    ValueRange range = {finite.front(), finite.front()};
+    zrk::inPieces(std::size_t{0}, finite.size(), [&](std::size_t first, std::size_t end) {
+        const auto [least, greatest] = std::minmax_element(finite.data() + first, finite.data() + end);
+        range.low = *least < range.low ? *least : range.low;
+        range.high = *greatest < range.high ? range.high : *greatest;
+    });
     const ValueRange bulk = {quantile(finite, 0.01), quantile(finite, 0.99)};
     if (bulk.high > bulk.low && range.high - range.low > kFarOut * (bulk.high - bulk.low)) {
         range = bulk;
@@ -70,7 +82,9 @@ ValueRange vectorRange(std::span<const double> values)
 {
     bool withinUnit = true;
     double greatest = 0;
+    zrk::StopLookout lookout;
     for (const double v : values) {
+        lookout.step();
         if (std::isfinite(v)) {
             withinUnit = withinUnit && v >= 0 && v <= 1;
             greatest = std::max(greatest, std::abs(v));
@@ -265,6 +279,7 @@ SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style)
 
     unsigned char* pixel = result.picture.data.data();
     for (int y = 0; y < grid.height; ++y) {
+        zrk::stopIfAsked();
         const int row = grid.height - 1 - y;
         for (int x = 0; x < grid.width; ++x) {
             const std::size_t place = static_cast<std::size_t>(row) * static_cast<std::size_t>(grid.width) +

@@ -4,6 +4,7 @@
 #include "apps/cli/progress_bar.h"
 #include "components/registration.h"
 #include "core/values/fault.h"
+#include "core/values/stop.h"
 
 #include <fmt/core.h>
 
@@ -105,6 +106,7 @@ int statusOfResults()
 int runWork(const zrkcli::Work& work)
 {
     const ComplaintsToStandardError complaints;
+    const zrk::StopScope stoppable(zrkcli::interruptSign());
     const zrk::Result<void> done = zrk::attempt("command", work);
     // A lost result may also be what the work failed of.
     const int status = statusOfResults();

@@ -4,7 +4,6 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <unistd.h>
@@ -15,10 +14,9 @@ namespace {
 
 constexpr int kInterruptedStatus = 130;
 
-std::atomic<bool> interrupted{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
+zrk::StopSign interrupted;
 
-extern "C" void onInterrupt(int) { interrupted.store(true, std::memory_order_relaxed); }
+extern "C" void onInterrupt(int) { interrupted.raise(); }
 
 extern "C" void endProgram(int) { _exit(kInterruptedStatus); }
 
@@ -39,7 +37,9 @@ void catchInterrupts() { callAtInterrupt(onInterrupt); }
 EndingAtInterrupt::EndingAtInterrupt() { callAtInterrupt(endProgram); }
 EndingAtInterrupt::~EndingAtInterrupt() { catchInterrupts(); }
 
-bool isInterrupted() { return interrupted.load(std::memory_order_relaxed); }
+bool isInterrupted() { return interrupted.isRaised(); }
+
+const zrk::StopSign& interruptSign() { return interrupted; }
 
 ProgressBar::ProgressBar(std::string title, bool quiet)
     : _title(std::move(title)),

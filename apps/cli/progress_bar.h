@@ -2,6 +2,7 @@
 
 #include "core/engine/progress.h"
 #include "core/values/fault.h"
+#include "core/values/stop.h"
 
 #include <chrono>
 #include <string>
@@ -13,6 +14,8 @@ namespace zrkcli {
 void catchInterrupts();
 /// Returns true once Ctrl-C has been pressed.
 bool isInterrupted();
+/// Raised by Ctrl-C. `main` puts all work in the scope of this sign.
+const zrk::StopSign& interruptSign();
 
 /// While it lives, Ctrl-C ends the program at once, with status 130.
 class EndingAtInterrupt {

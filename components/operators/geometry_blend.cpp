@@ -4,6 +4,7 @@
 #include "core/engine/centred_box.h"
 #include "core/engine/evaluation_context.h"
 #include "core/values/batch.h"
+#include "core/values/stop.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
 
@@ -39,6 +40,7 @@ public:
         const double weight = record[3];
         Batch sum = 0.0;
         for (const auto& distance : _distances) {
+            zrk::stopIfAsked();
             sum += _falloff(Batch(distance(p)));
         }
         context.writeOutput(sum.lane(0), weight);
@@ -53,6 +55,7 @@ public:
         alignas(64) double row[zrk::kRowLength] = {};
         for (const auto& distance : _distances) {
             for (std::size_t i = 0; i < run.sampleCount(); ++i) {
+                zrk::stopIfAsked();
                 row[i] = distance({p.row(0)[i], p.row(1)[i], p.row(2)[i]});
             }
             for (std::size_t i = 0; i < run.sampleCount(); i += Batch::size) {
@@ -86,6 +89,7 @@ private:
     {
         zrk::Interval<double> sum = 0.0;
         for (std::size_t k = 0; k < _distances.size(); ++k) {
+            zrk::stopIfAsked();
             sum += _falloff(box.around(_distances[k](box.center), box.roundingOf(_sizes[k])));
         }
         return sum;

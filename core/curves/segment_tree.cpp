@@ -1,5 +1,7 @@
 #include "core/curves/segment_tree.h"
 
+#include "core/values/stop.h"
+
 #include <algorithm>
 #include <limits>
 #include <numeric>
@@ -14,8 +16,10 @@ constexpr std::int32_t kLeafPieces = 4;
 
 SegmentTree::SegmentTree(const std::vector<Box<double>>& boxes, const std::vector<std::int32_t>& pieces)
 {
+    StopLookout lookout;
     double largest = 0;
     for (const Box<double>& box : boxes) {
+        lookout.step();
         for (std::size_t i = 0; i < 3; ++i) {
             largest = std::max({largest, std::abs(box.min[i]), std::abs(box.max[i])});
         }
@@ -24,6 +28,7 @@ SegmentTree::SegmentTree(const std::vector<Box<double>>& boxes, const std::vecto
     const double margin = 8 * std::numeric_limits<double>::epsilon() * largest;
     std::vector<Box<double>> widened = boxes;
     for (Box<double>& box : widened) {
+        lookout.step();
         box.min = box.min - Vector3{margin, margin, margin};
         box.max = box.max + Vector3{margin, margin, margin};
     }
@@ -55,19 +60,23 @@ void SegmentTree::halve(const std::vector<Box<double>>& boxes, std::int32_t firs
         const Box<double>& box = boxes[static_cast<std::size_t>(piece)];
         return box.min[axis] / 2 + box.max[axis] / 2;
     };
+    StopLookout lookout;
     const auto begin = _order.begin() + first;
     Vector3 spread{};
     for (std::size_t axis = 0; axis < 3; ++axis) {
         const auto [low, high] =
             std::minmax_element(begin, begin + count, [&](std::int32_t a, std::int32_t b) {
+                lookout.step();
                 return centre(a, axis) < centre(b, axis);
             });
         spread[axis] = centre(*high, axis) - centre(*low, axis);
     }
     const auto axis =
         static_cast<std::size_t>(std::max_element(spread.begin(), spread.end()) - spread.begin());
-    std::nth_element(begin, begin + count / 2, begin + count,
-                     [&](std::int32_t a, std::int32_t b) { return centre(a, axis) < centre(b, axis); });
+    std::nth_element(begin, begin + count / 2, begin + count, [&](std::int32_t a, std::int32_t b) {
+        lookout.step();
+        return centre(a, axis) < centre(b, axis);
+    });
 }
 
 /// A node over a range of `_order`, which is halved until there are eight parts.
