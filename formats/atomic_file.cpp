@@ -1,5 +1,8 @@
 #include "formats/atomic_file.h"
 
+#include "core/values/stop.h"
+#include "formats/temporary_files.h"
+
 #include <fmt/format.h>
 
 #include <fcntl.h>
@@ -63,6 +66,30 @@ std::optional<std::string> followLinks(const std::string& path)
     return std::nullopt;
 }
 
+/// Brings the bytes of a file to the disk as far as that can be done in pieces, and looks for a request to
+/// stop between them: fsync of a large file takes seconds, and can't be stopped. False with errno where the
+/// disk couldn't take them; fsync wouldn't tell that again.
+bool writeBack([[maybe_unused]] int descriptor)
+{
+#if defined(__linux__)
+    constexpr off_t kPiece = off_t{1} << 23;
+    constexpr unsigned kBegin = SYNC_FILE_RANGE_WRITE;
+    constexpr unsigned kFinish = SYNC_FILE_RANGE_WAIT_BEFORE | kBegin | SYNC_FILE_RANGE_WAIT_AFTER;
+    struct stat status = {};
+    const off_t size = ::fstat(descriptor, &status) == 0 ? status.st_size : 0;
+    for (const unsigned step : {kBegin, kFinish}) {
+        for (off_t piece = 0; piece < size; piece += kPiece) {
+            stopIfAsked();
+            if (::sync_file_range(descriptor, piece, kPiece, step) != 0 &&
+                (errno == EIO || errno == ENOSPC || errno == EDQUOT)) {
+                return false;
+            }
+        }
+    }
+#endif
+    return true;
+}
+
 } // namespace
 
 Result<AtomicFile> AtomicFile::create(const std::string& path)
@@ -124,7 +151,7 @@ AtomicFile::~AtomicFile()
         ::close(descriptor);
     }
     if (!temporary.empty()) {
-        ::unlink(temporary.c_str());
+        temporaryFiles::remove(temporary);
     }
 }
 
@@ -149,6 +176,9 @@ Result<void> AtomicFile::commit()
         return outcome;
     }
     const bool replaces = !temporary.empty();
+    if (replaces && !writeBack(descriptor)) {
+        return failure("writing it");
+    }
     // EINVAL and ENOTSUP: the file system has no such operation.
     if (replaces && ::fsync(descriptor) != 0 && errno != EINVAL && errno != ENOTSUP) {
         return failure("writing it");
@@ -156,7 +186,8 @@ Result<void> AtomicFile::commit()
     if (::close(std::exchange(descriptor, -1)) != 0 && errno != EINTR) {
         return failure("closing it");
     }
-    if (replaces && ::rename(temporary.c_str(), target.c_str()) != 0) {
+    stopIfAsked(); // bringing it to the disk may have taken long
+    if (replaces && !temporaryFiles::rename(temporary, target)) {
         return failure("putting the finished file in its place");
     }
     temporary.clear();
@@ -170,7 +201,7 @@ Result<void> AtomicFile::createTemporary()
     const std::string stem = std::filesystem::path(target).filename().string().substr(0, 200);
     do {
         temporary = fmt::format("{}/{}.tmp-{}-{}", folderOf(target), stem, ::getpid(), counter++);
-        descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        descriptor = temporaryFiles::create(temporary);
     } while (descriptor < 0 && errno == EEXIST);
     if (descriptor < 0) {
         temporary.clear();

@@ -1,5 +1,9 @@
 #include "formats/file_bytes.h"
 
+#include "core/values/large_pages.h"
+#include "core/values/stop.h"
+
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -33,10 +37,16 @@ Result<std::vector<std::uint8_t>> bytesOf(const std::filesystem::path& path, std
     if (static_cast<std::uintmax_t>(size) > limit) {
         return refuse(std::to_string(size) + " bytes", "at most " + std::to_string(limit));
     }
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(size));
+    std::vector<std::uint8_t> bytes;
+    resizeInPieces(bytes, static_cast<std::size_t>(size));
     file.seekg(0);
-    if (!file.read(reinterpret_cast<char*>(bytes.data()), size)) {
-        return refuse("a file that changed or broke off while it was read", "a whole one");
+    constexpr std::size_t kPiece = std::size_t{1} << 22;
+    for (std::size_t done = 0; done < bytes.size(); done += kPiece) {
+        stopIfAsked();
+        const std::size_t count = std::min(kPiece, bytes.size() - done);
+        if (!file.read(reinterpret_cast<char*>(bytes.data() + done), static_cast<std::streamsize>(count))) {
+            return refuse("a file that changed or broke off while it was read", "a whole one");
+        }
     }
     return bytes;
 }

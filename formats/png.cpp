@@ -195,6 +195,7 @@ Result<std::vector<ImageChannel<2>>> decoded(std::span<const std::uint8_t> bytes
     std::vector<std::uint8_t> samples;
     error = spng_decoded_image_size(context.get(), form.format, &size);
     if (!error) {
+        reserveOnLargePages(samples, size);
         resizeInPieces(samples, size);
         error = decodeRows(context.get(), header, form, samples);
     }

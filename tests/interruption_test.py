@@ -288,7 +288,7 @@ OPERATIONS = [
 ]
 
 # What takes no time of its own, and why.
-QUICK_COMMANDS = {"types"}  # prints what is compiled in
+QUICK_COMMANDS = {"types", "limits"}  # print what is compiled in
 QUICK_SHAPES = {"point", "circle", "plane", "box"}  # a few numbers
 # A formula over their inputs, or a few numbers; what takes long is sampling them, which asks in every block.
 FORMULAS = """
@@ -333,7 +333,7 @@ class Interruption(unittest.TestCase):
         time.sleep(after)
         used = processor_seconds(process.pid)
         begun = time.monotonic()
-        process.send_signal(signal.SIGINT)
+        os.kill(process.pid, signal.SIGINT)
         err = process.stderr.read()
         _, status, usage = os.wait4(process.pid, 0)
         seconds = time.monotonic() - begun

@@ -106,7 +106,7 @@ int statusOfResults()
 int runWork(const zrkcli::Work& work)
 {
     const ComplaintsToStandardError complaints;
-    const zrk::StopScope stoppable(zrkcli::interruptSign());
+    const zrk::StopScope stoppable(zrkcli::interruptSign(), zrkcli::endInterrupted);
     const zrk::Result<void> done = zrk::attempt("command", work);
     // A lost result may also be what the work failed of.
     const int status = statusOfResults();

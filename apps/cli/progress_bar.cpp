@@ -1,9 +1,11 @@
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/messages.h"
+#include "formats/temporary_files.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <unistd.h>
@@ -14,7 +16,12 @@ namespace {
 
 constexpr int kInterruptedStatus = 130;
 
+constexpr const char* kClearedLine = "\r\x1b[K";
+
 zrk::StopSign interrupted;
+
+/// Whether a progress bar stands in the last line of the terminal.
+std::atomic<bool> isBarDrawn{false};
 
 extern "C" void onInterrupt(int) { interrupted.raise(); }
 
@@ -41,6 +48,15 @@ bool isInterrupted() { return interrupted.isRaised(); }
 
 const zrk::StopSign& interruptSign() { return interrupted; }
 
+void endInterrupted()
+{
+    zrk::temporaryFiles::removeAllAtEnd();
+    if (isBarDrawn) {
+        tellText(kClearedLine);
+    }
+    _exit(kInterruptedStatus);
+}
+
 ProgressBar::ProgressBar(std::string title, bool quiet)
     : _title(std::move(title)),
       _visible(!quiet && isatty(STDERR_FILENO) == 1),
@@ -50,9 +66,17 @@ ProgressBar::ProgressBar(std::string title, bool quiet)
 
 ProgressBar::~ProgressBar()
 {
-    if (_drawn) {
-        tellText("\r\x1b[K");
+    if (isBarDrawn.exchange(false)) {
+        tellText(kClearedLine);
     }
+}
+
+bool ProgressBar::interruptRequested()
+{
+    if (isInterrupted()) {
+        endInterrupted();
+    }
+    return false;
 }
 
 void ProgressBar::progress(double fraction)
@@ -64,7 +88,7 @@ void ProgressBar::progress(double fraction)
         return;
     }
     _lastDrawn = now;
-    _drawn = true;
+    isBarDrawn = true;
     const double share = std::clamp(fraction, 0.0, 1.0);
     const int filled = static_cast<int>(share * kWidth);
     std::string bar(static_cast<std::size_t>(filled), '#');

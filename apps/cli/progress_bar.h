@@ -14,8 +14,11 @@ namespace zrkcli {
 void catchInterrupts();
 /// Returns true once Ctrl-C has been pressed.
 bool isInterrupted();
-/// Raised by Ctrl-C. `main` puts all work in the scope of this sign.
+/// Raised by Ctrl-C. `main` puts all work in the scope of this sign, which ends by `endInterrupted`.
 const zrk::StopSign& interruptSign();
+/// Removes temporary files and the progress bar, and ends the program with status 130. What the work has
+/// built isn't taken down, which could take longer than stopping may.
+[[noreturn]] void endInterrupted();
 
 /// While it lives, Ctrl-C ends the program at once, with status 130.
 class EndingAtInterrupt {
@@ -36,12 +39,11 @@ public:
     ProgressBar& operator=(const ProgressBar&) = delete;
 
     void progress(double fraction) override;
-    bool interruptRequested() override { return isInterrupted(); }
+    bool interruptRequested() override;
 
 private:
     std::string _title;
     bool _visible;
-    bool _drawn = false;
     std::chrono::steady_clock::time_point _started;
     std::chrono::steady_clock::time_point _lastDrawn;
 };

@@ -1,6 +1,7 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
+#include "core/values/stop.h"
 #include "formats/points.h"
 #include "formats/volume.h"
 #include "host/field_grid.h"
@@ -65,7 +66,8 @@ void sample(const SampleOptions& options)
     withProgress("writing", options.quiet, [&](ProgressBar& bar) {
         zrk::valueOrThrow(zrk::writeVolume(options.file, volume, [&bar](double fraction) {
             bar.progress(fraction);
-            return !isInterrupted();
+            zrk::stopIfAsked();
+            return true;
         }));
     });
 }

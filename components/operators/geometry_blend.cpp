@@ -17,6 +17,9 @@ namespace {
 
 using zrk::Batch;
 
+/// Samples of one distance, which may be a host's and slow, between two looks for a request to stop.
+constexpr std::size_t kSamplesALook = 64;
+
 /// The sum of falloff(distance) over distance functions, in their order. Shares nothing that changes.
 class BlendKernel final : public zrk::Kernel {
 public:
@@ -54,9 +57,12 @@ public:
         std::fill_n(sum, zrk::kRowLength, 0.0);
         alignas(64) double row[zrk::kRowLength] = {};
         for (const auto& distance : _distances) {
-            for (std::size_t i = 0; i < run.sampleCount(); ++i) {
+            for (std::size_t first = 0; first < run.sampleCount(); first += kSamplesALook) {
                 zrk::stopIfAsked();
-                row[i] = distance({p.row(0)[i], p.row(1)[i], p.row(2)[i]});
+                const std::size_t end = std::min(first + kSamplesALook, run.sampleCount());
+                for (std::size_t i = first; i < end; ++i) {
+                    row[i] = distance({p.row(0)[i], p.row(1)[i], p.row(2)[i]});
+                }
             }
             for (std::size_t i = 0; i < run.sampleCount(); i += Batch::size) {
                 (Batch::loadAligned(sum + i) + _falloff(Batch::loadAligned(row + i))).storeAligned(sum + i);

@@ -4,6 +4,13 @@
 
 namespace zrk {
 
-void stopWork() { throw FaultError(interruptedAt("work")); }
+void StopScope::stop() const
+{
+    const StopScope* const scope = raised();
+    if (scope && scope->_end) {
+        scope->_end();
+    }
+    throw FaultError(interruptedAt("work"));
+}
 
 } // namespace zrk

@@ -26,7 +26,14 @@ private:
 class StopScope {
 public:
     /// @param sign  not owned, must outlive this.
-    explicit StopScope(const StopSign& sign) : _sign(&sign), _outer(_ofThisThread) { _ofThisThread = this; }
+    /// @param end   called where the request is heard, in place of the exception, on whichever thread that
+    /// is;
+    ///              doesn't return. For a program that ends then and has no use for what the work would free.
+    explicit StopScope(const StopSign& sign, void (*end)() = nullptr)
+        : _sign(&sign), _end(end), _outer(_ofThisThread)
+    {
+        _ofThisThread = this;
+    }
     /// For a thread that works for another one: what stops that one's work stops this thread's.
     /// @param other  `current()` of the other thread, which waits for this one; may be null.
     explicit StopScope(const StopScope* other) : _outer(other) { _ofThisThread = this; }
@@ -37,21 +44,29 @@ public:
     /// The innermost one of the calling thread, null where there is none.
     static const StopScope* current() { return _ofThisThread; }
 
-    bool isStopped() const
-    {
-        const StopScope* scope = this;
-        while (scope && !(scope->_sign && scope->_sign->isRaised())) {
-            scope = scope->_outer;
-        }
-        return scope != nullptr;
-    }
+    bool isStopped() const { return raised() != nullptr; }
+
+    /// Ends the work of the calling thread, whose innermost scope this is: as the scope of the sign wants it,
+    /// or by the FaultError of interrupted work.
+    [[noreturn]] void stop() const;
 
 private:
     static inline constinit thread_local const StopScope* _ofThisThread = nullptr;
 
     const StopSign* _sign = nullptr;
+    void (*_end)() = nullptr;
     const StopScope* _outer;
     const StopScope* _former = _ofThisThread;
+
+    /// The innermost scope whose sign is raised.
+    const StopScope* raised() const
+    {
+        const StopScope* scope = this;
+        while (scope && !(scope->_sign && scope->_sign->isRaised())) {
+            scope = scope->_outer;
+        }
+        return scope;
+    }
 };
 
 /// True when the work of the calling thread is to stop. Takes a nanosecond or two.
@@ -61,15 +76,12 @@ inline bool isStopAsked()
     return scope && scope->isStopped();
 }
 
-/// Throws the FaultError of interrupted work.
-[[noreturn]] void stopWork();
-
 /// Stops the work of the calling thread if somebody has asked for it: throws the FaultError of interrupted
 /// work.
 inline void stopIfAsked()
 {
     if (isStopAsked()) {
-        stopWork();
+        StopScope::current()->stop();
     }
 }
 
