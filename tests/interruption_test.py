@@ -222,7 +222,7 @@ def sampling(name, covers, doc, resolution=300, quick=False):
 
 def surface(format):
     return Operation(f"a surface as {format}", ("surface", format),
-                     lambda folder: ["surface", gyroid(folder), "--resolution", 400], "out" + format)
+                     lambda folder: ["surface", gyroid(folder), "--resolution", 400, "--iso", 0.3], "out" + format)
 
 
 CURVES = 400000
@@ -242,7 +242,7 @@ OPERATIONS = [
              64),
     # What components make when a document is loaded or a chain is built.
     sampling("raster effects", ["ZRKRasterFX"], lambda f: frozen(f, 450, 1.0), 8, quick=True),
-    sampling("raster effects, weights near 0", ["ZRKRasterFX"], lambda f: frozen(f, 200, 500.0), 8),
+    sampling("raster effects, weights near 0", ["ZRKRasterFX"], lambda f: frozen(f, 200, 305.0), 8),
     sampling("an image sweep", ["ZRKImageSweep"], lambda f: sweep(f, 512, 32), 8, quick=True),
     sampling("a polyline", ["ZRKCurveUVW", "polyline"], lambda f: over_geometry(
         f, "Curve UVW", "curve", [geometry(1, "polyline", points=points(CURVES))])),
@@ -279,9 +279,11 @@ OPERATIONS = [
     Operation("a surface of nested gradients", ("surface",),
               lambda f: ["surface", gradients(f, 10), "--resolution", 32], "out.stl"),
     Operation("a report on a surface", ("surface",),
-              lambda f: ["surface", gyroid(f), "--resolution", 200, "--report", f / "report.json"], "out.stl"),
+              lambda f: ["surface", gyroid(f), "--resolution", 200, "--iso", 0.3, "--report", f / "report.json"],
+              "out.stl"),
     Operation("a report on a mesh", ("surface",), lambda f: ["surface", obj(f, TRIANGLES), "--report", "-"]),
-    Operation("a picture", ("render",), lambda f: ["render", gyroid(f), "--size", "4096x4096"], "out.png"),
+    Operation("a picture", ("render",), lambda f: ["render", gyroid(f), "--iso", 0.3, "--size", "4096x4096"],
+              "out.png"),
     Operation("many pictures", ("render",), lambda f: ["render", mesh(f, "MeshSDF", 100), "--turntable", 500],
               "out.png"),
     Operation("a picture of nested gradients", ("render",), lambda f: ["render", gradients(f, 10)], "out.png"),
