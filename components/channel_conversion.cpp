@@ -1,6 +1,7 @@
 #include "components/channel_conversion.h"
 
 #include "core/values/large_pages.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <array>
@@ -44,8 +45,11 @@ std::shared_ptr<const zrk::Raster<1, D, double>> convertFirst(const std::shared_
                 auto converted = std::make_shared<Doubles>();
                 zrk::reserveOnLargePages(converted->data, channel.data.size());
                 converted->resize(channel.dims);
-                std::transform(channel.data.begin(), channel.data.end(), converted->data.begin(),
-                               asDouble<T>);
+                const T* const from = channel.data.data();
+                double* const to = converted->data.data();
+                zrk::inPieces(std::size_t{0}, channel.data.size(), [=](std::size_t first, std::size_t end) {
+                    std::transform(from + first, from + end, to + first, asDouble<T>);
+                });
                 return converted;
             }
         },
@@ -86,16 +90,20 @@ interleavedChannels(const std::shared_ptr<const ZRKImage2d>& image)
         }
         std::visit(
             [&]<class T>(const zrk::Raster<1, 2, T>& values) {
-                for (std::size_t i = 0; i < pixels->pixelCount(); ++i) {
-                    pixels->data[i * N + k] = asDouble(values.data[i]);
-                }
+                zrk::inPieces(std::size_t{0}, pixels->pixelCount(), [&](std::size_t first, std::size_t end) {
+                    for (std::size_t i = first; i < end; ++i) {
+                        pixels->data[i * N + k] = asDouble(values.data[i]);
+                    }
+                });
             },
             channel);
     }
     if (N == 4 && image->channelCount() < 4) {
-        for (std::size_t i = 0; i < pixels->pixelCount(); ++i) {
-            pixels->data[i * N + 3] = 1.0;
-        }
+        zrk::inPieces(std::size_t{0}, pixels->pixelCount(), [&](std::size_t first, std::size_t end) {
+            for (std::size_t i = first; i < end; ++i) {
+                pixels->data[i * N + 3] = 1.0;
+            }
+        });
     }
     return pixels->data.empty() ? nullptr : pixels;
 }

@@ -1,5 +1,8 @@
 #include "formats/atomic_file.h"
 
+#include "core/values/stop.h"
+#include "formats/temporary_files.h"
+
 #include <fmt/format.h>
 
 #include <dirent.h>
@@ -141,6 +144,30 @@ int syncFile(int descriptor)
     return status;
 }
 
+/// Brings the bytes of a file to the disk as far as that can be done in pieces, and looks for a request to
+/// stop between them: fsync of a large file takes seconds, and can't be stopped. False with errno where the
+/// disk couldn't take them; fsync wouldn't tell that again.
+bool writeBack([[maybe_unused]] int descriptor)
+{
+#if defined(__linux__)
+    constexpr off_t kPiece = off_t{1} << 23;
+    constexpr unsigned kBegin = SYNC_FILE_RANGE_WRITE;
+    constexpr unsigned kFinish = SYNC_FILE_RANGE_WAIT_BEFORE | kBegin | SYNC_FILE_RANGE_WAIT_AFTER;
+    struct stat status = {};
+    const off_t size = ::fstat(descriptor, &status) == 0 ? status.st_size : 0;
+    for (const unsigned step : {kBegin, kFinish}) {
+        for (off_t piece = 0; piece < size; piece += kPiece) {
+            stopIfAsked();
+            if (::sync_file_range(descriptor, piece, kPiece, step) != 0 &&
+                (errno == EIO || errno == ENOSPC || errno == EDQUOT)) {
+                return false;
+            }
+        }
+    }
+#endif
+    return true;
+}
+
 } // namespace
 
 Result<AtomicFile> AtomicFile::create(const std::string& path)
@@ -204,7 +231,7 @@ AtomicFile::~AtomicFile()
         ::close(descriptor);
     }
     if (!temporary.empty()) {
-        ::unlink(temporary.c_str());
+        temporaryFiles::remove(temporary);
     }
 }
 
@@ -232,6 +259,9 @@ Result<void> AtomicFile::commit()
         return ::close(std::exchange(descriptor, -1)) != 0 && errno != EINTR ? failure("closing it")
                                                                              : Result<void>();
     }
+    if (!writeBack(descriptor)) {
+        return failure("writing it");
+    }
     // EINVAL and ENOTSUP: the file system has no such operation.
     if (syncFile(descriptor) != 0 && errno != EINVAL && errno != ENOTSUP) {
         return failure("writing it");
@@ -241,12 +271,13 @@ Result<void> AtomicFile::commit()
     if (copy >= 0 && ::close(copy) != 0 && errno != EINTR) {
         return failure("closing it");
     }
+    stopIfAsked(); // bringing it to the disk may have taken long
     if (temporary.empty()) {
         if (Result<void> named = giveName(); !named) {
             return named;
         }
     }
-    if (::rename(temporary.c_str(), target.c_str()) != 0) {
+    if (!temporaryFiles::rename(temporary, target)) {
         return failure("putting the finished file in its place");
     }
     temporary.clear();
@@ -281,7 +312,7 @@ Result<void> AtomicFile::createNamed()
 {
     for (;;) {
         temporary = newName();
-        descriptor = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        descriptor = temporaryFiles::create(temporary);
         if (descriptor < 0) {
             temporary.clear();
             if (errno == EEXIST) {
@@ -305,7 +336,7 @@ Result<void> AtomicFile::giveName()
     const std::string nameless = descriptorPath(descriptor);
     for (;;) {
         temporary = newName();
-        if (::linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, temporary.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        if (temporaryFiles::nameOpenFile(nameless, temporary)) {
             return {};
         }
         temporary.clear();

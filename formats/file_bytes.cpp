@@ -1,7 +1,9 @@
 #include "formats/file_bytes.h"
 
 #include "core/engine/progress.h"
+#include "core/values/large_pages.h"
 #include "core/values/memory_budget.h"
+#include "core/values/stop.h"
 #include "formats/input_file.h"
 
 #include <algorithm>
@@ -31,8 +33,10 @@ Result<std::vector<std::uint8_t>> bytesOf(const std::filesystem::path& path, std
         checkMemory(static_cast<double>(file->size()), path.string(),
                     "a file of " + std::to_string(file->size()) + " bytes", "name a smaller file");
     }
-    std::vector<std::uint8_t> bytes(static_cast<std::size_t>(file->size()));
+    std::vector<std::uint8_t> bytes;
+    resizeInPieces(bytes, static_cast<std::size_t>(file->size()));
     for (std::size_t done = 0; done < bytes.size();) {
+        stopIfAsked();
         if (monitor && monitor->interruptRequested()) {
             monitor->interruptAcknowledged();
             return refused(interruptedAt(path.string()));

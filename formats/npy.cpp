@@ -1,5 +1,7 @@
 #include "formats/npy.h"
 
+#include "core/values/large_pages.h"
+#include "core/values/stop.h"
 #include "formats/file_bytes.h"
 #include "formats/limits.h"
 
@@ -135,10 +137,12 @@ T swapped(T value)
 template <class T>
 std::vector<T> reordered(const std::vector<T>& values, std::size_t nx, std::size_t ny, std::size_t nz)
 {
-    std::vector<T> ordered(values.size());
+    std::vector<T> ordered;
+    resizeInPieces(ordered, values.size());
     std::size_t to = 0;
     for (std::size_t k = 0; k < nz; ++k) {
         for (std::size_t j = 0; j < ny; ++j) {
+            stopIfAsked();
             for (std::size_t i = 0; i < nx; ++i) {
                 ordered[to++] = values[k + nz * (j + ny * i)];
             }
@@ -173,11 +177,14 @@ Result<ImageChannel<3>> volume(const ArrayHeader& header, std::span<const std::u
                       std::to_string(count * sizeof(T)) + " for the shape that the header names");
     }
     Raster<1, 3, T> raster(nx, ny, nz);
-    std::memcpy(raster.data.data(), data.data(), count * sizeof(T));
     const bool isForeign = header.type[0] == (std::endian::native == std::endian::little ? '>' : '<');
-    if (isForeign) {
-        std::transform(raster.data.begin(), raster.data.end(), raster.data.begin(), swapped<T>);
-    }
+    inPieces(std::size_t{0}, count, [&](std::size_t first, std::size_t end) {
+        T* const values = raster.data.data();
+        std::memcpy(values + first, data.data() + first * sizeof(T), (end - first) * sizeof(T));
+        if (isForeign) {
+            std::transform(values + first, values + end, values + first, swapped<T>);
+        }
+    });
     if (header.isFortranOrder) {
         raster.data = reordered(raster.data, nx, ny, nz);
     }

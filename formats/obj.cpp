@@ -1,5 +1,6 @@
 #include "formats/obj.h"
 
+#include "core/values/stop.h"
 #include "formats/limits.h"
 #include "formats/line_reader.h"
 #include "formats/text_words.h"
@@ -136,6 +137,7 @@ public:
     WavefrontObj read()
     {
         while (_lines.next() && readLine()) {
+            _lookout.step();
         }
         if (_lines.fault()) {
             _obj.fault = *_lines.fault();
@@ -149,6 +151,7 @@ public:
 private:
     std::string _name;
     LineReader _lines;
+    StopLookout _lookout;
     WavefrontObj _obj;
     PlacedIndex _lowest{std::numeric_limits<int>::max()};
     PlacedIndex _highest{std::numeric_limits<int>::min()};
@@ -190,6 +193,7 @@ private:
     bool readFace(std::string_view rest)
     {
         for (skipBlanks(rest); !rest.empty(); skipBlanks(rest)) {
+            _lookout.step();
             if (_obj.indices.size() == kMaxMeshNumbers) {
                 return refuse("at most " + std::to_string(kMaxMeshNumbers) + " corners of faces", kDivide);
             }
@@ -268,7 +272,9 @@ bool fitVerticesToBox(int vertexCount, std::vector<double>& vertices, const BBox
     for (std::size_t axis = 0; axis < 3; ++axis) {
         double low = 0;
         double high = 0;
+        StopLookout lookout;
         for (std::size_t i = 0; i < count; ++i) {
+            lookout.step();
             low = std::min(low, vertices[3 * i + axis]);
             high = std::max(high, vertices[3 * i + axis]);
         }
@@ -276,6 +282,7 @@ bool fitVerticesToBox(int vertexCount, std::vector<double>& vertices, const BBox
         const double scale = (box.max[axis] - box.min[axis]) / size;
         const double shift = (box.min[axis] + box.max[axis]) * 0.5 - (low + high) * 0.5 * scale;
         for (std::size_t i = 0; i < count; ++i) {
+            lookout.step();
             vertices[3 * i + axis] = vertices[3 * i + axis] * scale + shift;
         }
     }

@@ -1,5 +1,6 @@
 #include "formats/ply.h"
 
+#include "core/values/stop.h"
 #include "formats/file_bytes.h"
 #include "formats/limits.h"
 #include "formats/mesh_builder.h"
@@ -281,7 +282,9 @@ private:
     Result<void> readItems(const Element& element, const std::vector<bool>& isWanted, const Take& take,
                            const End& end)
     {
+        StopLookout lookout;
         for (std::uint64_t item = 0; item < element.count; ++item) {
+            lookout.step();
             bool isGood = true;
             for (std::size_t i = 0; isGood && i < element.properties.size(); ++i) {
                 isGood = readProperty(element.properties[i], isWanted[i],
@@ -310,7 +313,9 @@ private:
             }
             count = *wholeLength;
         }
+        StopLookout lookout;
         for (; count > 0; --count) {
+            lookout.step();
             const std::optional<double> value = takeNumber(*property.number, isWanted);
             if (!value || (isWanted && !take(*value))) {
                 return false;

@@ -1,5 +1,7 @@
 #include "formats/png.h"
 
+#include "core/values/large_pages.h"
+#include "core/values/stop.h"
 #include "formats/atomic_file.h"
 #include "formats/file_bytes.h"
 #include "formats/limits.h"
@@ -65,14 +67,30 @@ std::vector<ImageChannel<2>> separated(const std::vector<std::uint8_t>& samples,
     std::vector<ImageChannel<2>> channels;
     for (std::size_t c = 0; c < channelCount; ++c) {
         Raster<1, 2, T> channel(header.width, header.height);
-        const std::uint8_t* from = samples.data() + c * sizeof(T);
-        for (T& value : channel.data) {
-            std::memcpy(&value, from, sizeof(T));
-            from += channelCount * sizeof(T);
-        }
+        const std::uint8_t* const from = samples.data() + c * sizeof(T);
+        inPieces(std::size_t{0}, channel.data.size(), [&](std::size_t first, std::size_t end) {
+            for (std::size_t i = first; i < end; ++i) {
+                std::memcpy(&channel.data[i], from + i * channelCount * sizeof(T), sizeof(T));
+            }
+        });
         channels.emplace_back(std::move(channel));
     }
     return channels;
+}
+
+/// Decodes the rows of a picture, by passes where it is interlaced. Returns libspng's error, 0 for none.
+int decodeRows(spng_ctx* context, const spng_ihdr& header, const PixelForm& form,
+               std::vector<std::uint8_t>& samples)
+{
+    const std::size_t rowBytes = samples.size() / header.height;
+    int error = spng_decode_image(context, nullptr, 0, form.format, SPNG_DECODE_PROGRESSIVE | form.flags);
+    while (!error) {
+        stopIfAsked();
+        spng_row_info row = {};
+        error = spng_get_row_info(context, &row);
+        error = error ? error : spng_decode_row(context, samples.data() + row.row_num * rowBytes, rowBytes);
+    }
+    return error == SPNG_EOI ? 0 : error;
 }
 
 /// What is wrong with a picture, as far as it is a fault of its content.
@@ -116,6 +134,7 @@ int encodeRows(spng_ctx* context, const Raster<C, 2, unsigned char>& picture, co
         spng_encode_image(context, nullptr, 0, SPNG_FMT_PNG, SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE);
     const std::size_t rowSize = static_cast<std::size_t>(picture.dims[0]) * C;
     for (std::size_t first = 0; status == SPNG_OK && first < picture.data.size(); first += rowSize) {
+        stopIfAsked();
         if (!goesOn(keepGoing, static_cast<double>(first) / static_cast<double>(picture.data.size()))) {
             return SPNG_OK;
         }
@@ -197,8 +216,9 @@ Result<std::vector<ImageChannel<2>>> decoded(std::span<const std::uint8_t> bytes
     std::vector<std::uint8_t> samples;
     error = spng_decoded_image_size(context.get(), form.format, &size);
     if (!error) {
-        samples.resize(size);
-        error = spng_decode_image(context.get(), samples.data(), size, form.format, form.flags);
+        reserveOnLargePages(samples, size);
+        resizeInPieces(samples, size);
+        error = decodeRows(context.get(), header, form, samples);
     }
     // What follows the pixels shows whether the file is whole.
     error = error ? error : spng_decode_chunks(context.get());

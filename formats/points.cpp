@@ -1,5 +1,6 @@
 #include "formats/points.h"
 
+#include "core/values/stop.h"
 #include "formats/line_reader.h"
 #include "formats/text_words.h"
 
@@ -27,7 +28,9 @@ std::string_view trimmed(std::string_view text)
 Result<Points> pointsOf(LineReader& lines, const std::string& place, std::size_t most)
 {
     Points points;
+    StopLookout lookout;
     while (lines.next()) {
+        lookout.step();
         const std::string_view text = trimmed(lines.line());
         if (text.empty() || text.front() == '#') {
             continue;

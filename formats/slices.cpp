@@ -1,6 +1,7 @@
 #include "formats/slices.h"
 
 #include "core/engine/worker_team.h"
+#include "core/values/stop.h"
 #include "formats/png.h"
 
 #include <algorithm>
@@ -136,7 +137,9 @@ void appendGrey(const ImageChannel<2>& channel, std::vector<std::uint8_t>& voxel
 {
     std::visit(
         [&]<class T>(const Raster<1, 2, T>& raster) {
+            StopLookout lookout;
             for (const T value : raster.data) {
+                lookout.step();
                 if constexpr (std::is_same_v<T, std::uint16_t>) {
                     voxels.push_back(static_cast<std::uint8_t>(value >> 8));
                 } else {
@@ -224,6 +227,7 @@ ImageChannel<3> stacked(DecodedSlices& slices, std::size_t channel)
             const std::size_t pixels = first.data.size();
             Raster<1, 3, T> volume(first.dims[0], first.dims[1], slices.size());
             for (std::size_t k = 0; k < slices.size(); ++k) {
+                stopIfAsked();
                 auto& slice = std::get<Raster<1, 2, T>>((*slices[k])[channel]);
                 std::copy(slice.data.begin(), slice.data.end(),
                           volume.data.begin() + static_cast<std::ptrdiff_t>(k * pixels));

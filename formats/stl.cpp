@@ -1,5 +1,6 @@
 #include "formats/stl.h"
 
+#include "core/values/stop.h"
 #include "core/values/vector3.h"
 #include "formats/file_bytes.h"
 #include "formats/limits.h"
@@ -81,7 +82,9 @@ Result<SurfaceMesh> readBinary(Bytes bytes, const std::string& place)
         return tooManyTriangles(place);
     }
     MeshBuilder builder;
+    StopLookout lookout;
     for (std::uint32_t i = 0; i < count; ++i) {
+        lookout.step();
         const std::uint8_t* corners = bytes.data() + kHeadBytes + i * kTriangleBytes + 3 * sizeof(float);
         for (std::size_t corner = 0; corner < 3; ++corner) {
             std::array<float, 3> p;
@@ -113,7 +116,9 @@ public:
     Result<SurfaceMesh> read()
     {
         Result<void> line;
+        StopLookout lookout;
         while (line && !_rest.empty()) {
+            lookout.step();
             line = readLine();
         }
         if (!line) {

@@ -1,5 +1,6 @@
 #include "host/document_json.h"
 
+#include "core/values/stop.h"
 #include "formats/limits.h"
 #include "host/document_values.h"
 
@@ -25,7 +26,9 @@ std::size_t nesting(const std::string& text)
     std::size_t depth = 0;
     std::size_t deepest = 0;
     bool inString = false;
+    zrk::StopLookout lookout;
     for (std::size_t i = 0; i < text.size(); ++i) {
+        lookout.step();
         const char c = text[i];
         if (inString) {
             if (c == '\\') {
@@ -43,6 +46,31 @@ std::size_t nesting(const std::string& text)
     }
     return deepest;
 }
+
+/// Reads a text, and looks for a request to stop meanwhile.
+class StoppableText {
+public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = const char&;
+
+    explicit StoppableText(const char* place) : _place(place) {}
+    const char& operator*() const { return *_place; }
+    StoppableText& operator++()
+    {
+        ++_place;
+        _lookout.step();
+        return *this;
+    }
+    bool operator!=(const StoppableText& other) const { return _place != other._place; }
+    bool operator==(const StoppableText& other) const { return _place == other._place; }
+
+private:
+    const char* _place;
+    zrk::StopLookout _lookout;
+};
 
 /// "line 3, column 7" of the byte after which `offset` bytes are read.
 std::string linePlace(const std::string& text, std::size_t offset)
@@ -192,7 +220,8 @@ zrk::Result<ZRKJson> parseDocumentJson(const std::string& text, const std::strin
     }
     return zrk::attempt(name, [&]() -> zrk::Result<ZRKJson> {
         Builder builder(text, name);
-        ZRKJson::sax_parse(text, &builder);
+        const char* const begin = text.data();
+        ZRKJson::sax_parse(StoppableText(begin), StoppableText(begin + text.size()), &builder);
         if (!builder.root().is_object()) {
             return zrk::refused({name + ", top level", shown(builder.root()), "an object",
                                  "a graph document begins with {\"zrkGraph\": 1, ...}"});

@@ -1,6 +1,7 @@
 #include "host/document_reader.h"
 
 #include "core/engine/progress.h"
+#include "core/values/stop.h"
 #include "host/document_context.h"
 #include "host/document_json.h"
 #include "host/document_values.h"
@@ -188,6 +189,7 @@ void DocumentReader::readNodes()
 {
     const ZRKJson* nodes = arrayMember("nodes");
     for (std::size_t i = 0; nodes && i < nodes->size(); ++i) {
+        zrk::stopIfAsked();
         readNode((*nodes)[i], i);
     }
 }
@@ -352,6 +354,7 @@ void DocumentReader::readLinks()
 {
     const ZRKJson* links = arrayMember("links");
     for (std::size_t i = 0; links && i < links->size(); ++i) {
+        zrk::stopIfAsked();
         readLink((*links)[i], i);
     }
 }
@@ -419,6 +422,7 @@ void DocumentReader::warnOfLinksThatDontFit()
     const EffectiveTagScope tags;
     const ZRKGraph& graph = *_document._graph;
     for (const auto& node : graph.nodes()) {
+        zrk::stopIfAsked();
         for (const ZRKGraphPin& input : node->inputs) {
             const Pin_ref<1> from = graph.upstream(input.handle);
             if (input.tag == Tag::Any || !from.isValid()) {

@@ -1,5 +1,6 @@
 #include "host/document_resources.h"
 
+#include "core/values/stop.h"
 #include "formats/limits.h"
 #include "host/document_values.h"
 #include "host/geometry_reader.h"
@@ -71,9 +72,11 @@ public:
     {
         // Uuids first, as groups may name members that stand below them.
         for (std::size_t i = 0; i < _entries.size(); ++i) {
+            zrk::stopIfAsked();
             readIdentity(i);
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
+            zrk::stopIfAsked();
             if (!isGeometry(i)) {
                 loadImage(i);
             } else if (!isGroup(_entries[i])) {
@@ -81,6 +84,7 @@ public:
             }
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
+            zrk::stopIfAsked();
             if (isGeometry(i) && isGroup(_entries[i])) {
                 readGroups(i);
             }
@@ -208,6 +212,7 @@ private:
         }
         std::vector<std::size_t> indices;
         for (const ZRKJson& member : *members) {
+            zrk::stopIfAsked();
             const ZRKuuid uuid(member.is_string() ? member.get<std::string>() : std::string());
             const auto index = _resources._index.find(uuid);
             if (index == _resources._index.end() || !isGeometry(index->second)) {
@@ -237,6 +242,7 @@ private:
         std::vector<ZRKGeometry::SignedDistance> distances;
         distances.reserve(count);
         for (const std::size_t member : group.members) {
+            zrk::stopIfAsked();
             for (auto& distance : _geometries[member]->getSDFUngroup()) {
                 distances.push_back(std::move(distance));
             }

@@ -5,6 +5,7 @@
 #include "core/curves/polyline.h"
 #include "core/curves/spline.h"
 #include "core/mesh/mesh_field.h"
+#include "core/values/stop.h"
 #include "formats/obj.h"
 #include "host/document_values.h"
 
@@ -63,7 +64,9 @@ public:
             refuse("points", shown(value), "an array of points", kRemedy);
         }
         std::vector<Vector3> points;
+        zrk::StopLookout lookout;
         for (const ZRKJson& point : value) {
+            lookout.step();
             if (!isVector(point)) {
                 refuse("points", fmt::format("{} as point {}", shown(point), points.size()),
                        "three numbers" + limit(), kRemedy);
@@ -211,7 +214,9 @@ Geometry readMesh(const Entry& entry)
     if (mesh.triangleCount == 0) {
         entry.refuse("path", "no triangles in the file", "vertices and faces of three corners", kRemedy);
     }
+    zrk::StopLookout lookout;
     for (const double coordinate : mesh.vertices) {
+        lookout.step();
         if (std::abs(coordinate) > kLargest) {
             entry.refuse("path", fmt::format("the coordinate {:g} in the file", coordinate),
                          fmt::format("numbers of at most {:g}", kLargest), kRemedy);

@@ -1,6 +1,7 @@
 #include "host/graph_document.h"
 
 #include "components/mesh/beam_sdf.h"
+#include "core/values/stop.h"
 #include "formats/atomic_file.h"
 #include "formats/input_file.h"
 #include "formats/limits.h"
@@ -40,6 +41,7 @@ std::string readText(const std::string& path, zrk::ProgressMonitor* monitor)
     std::vector<char> buffer(1 << 16);
     while (const std::size_t read = zrk::valueOrThrow(file.read(buffer.data(), buffer.size(), monitor))) {
         text.append(buffer.data(), read);
+        zrk::stopIfAsked();
         if (text.size() > zrk::kMaxDocumentBytes) {
             throw zrk::FaultError({path, fmt::format("more than {} MiB", zrk::kMaxDocumentBytes >> 20),
                                    "a graph document", "check that the path names a graph document"});

@@ -1,11 +1,15 @@
 #include "host/slice_picture.h"
 
 #include "core/picture/color_map.h"
+#include "core/values/large_pages.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
+#include <bit>
 #include <cassert>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <limits>
 #include <vector>
@@ -32,29 +36,76 @@ Rgb mix(const Rgb& a, const Rgb& b, double t) { return a * (1 - t) + b * t; }
 std::vector<double> finiteValues(std::span<const double> values)
 {
     std::vector<double> finite;
-    finite.reserve(values.size());
-    std::copy_if(values.begin(), values.end(), std::back_inserter(finite),
-                 [](double v) { return std::isfinite(v); });
+    zrk::reserveOnLargePages(finite, values.size());
+    zrk::inPieces(std::size_t{0}, values.size(), [&](std::size_t first, std::size_t end) {
+        std::copy_if(values.begin() + static_cast<std::ptrdiff_t>(first),
+                     values.begin() + static_cast<std::ptrdiff_t>(end), std::back_inserter(finite),
+                     [](double v) { return std::isfinite(v); });
+    });
     return finite;
 }
 
-double quantile(std::vector<double>& values, double fraction)
+/// The bits of a number as an integer that is ordered as the numbers are.
+std::uint64_t orderedBits(double value)
 {
-    const auto place =
-        values.begin() + static_cast<std::ptrdiff_t>(fraction * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), place, values.end());
-    return *place;
+    const auto bits = std::bit_cast<std::uint64_t>(value + 0.0); // zeros of both signs are the same
+    const std::uint64_t sign = std::uint64_t{1} << 63;
+    return bits & sign ? ~bits : bits | sign;
+}
+
+/// The value below which this share of finite values lies. Counted by their upper bits first: selecting among
+/// all at once takes seconds for a large picture, and can't be stopped.
+double quantile(std::span<const double> values, double fraction)
+{
+    constexpr int kBits = 16;
+    constexpr std::size_t kFew = 1 << 16;
+    auto place = static_cast<std::size_t>(fraction * static_cast<double>(values.size() - 1));
+    std::vector<double> left;
+    for (int shift = 64 - kBits; shift >= 0 && values.size() > kFew; shift -= kBits) {
+        const auto digitOf = [shift](double v) { return orderedBits(v) >> shift & ((1u << kBits) - 1); };
+        std::vector<std::size_t> counts(std::size_t{1} << kBits);
+        zrk::inPieces(std::size_t{0}, values.size(), [&](std::size_t first, std::size_t end) {
+            for (std::size_t i = first; i < end; ++i) {
+                ++counts[digitOf(values[i])];
+            }
+        });
+        std::size_t digit = 0;
+        for (; place >= counts[digit]; ++digit) {
+            place -= counts[digit];
+        }
+        std::vector<double> alike;
+        alike.reserve(counts[digit]);
+        zrk::inPieces(std::size_t{0}, values.size(), [&](std::size_t first, std::size_t end) {
+            std::copy_if(values.begin() + static_cast<std::ptrdiff_t>(first),
+                         values.begin() + static_cast<std::ptrdiff_t>(end), std::back_inserter(alike),
+                         [&](double v) { return digitOf(v) == digit; });
+        });
+        left = std::move(alike);
+        values = left;
+    }
+    if (left.empty()) {
+        left.assign(values.begin(), values.end());
+    }
+    const auto selected = left.begin() + static_cast<std::ptrdiff_t>(place);
+    if (left.size() <= kFew) {
+        std::nth_element(left.begin(), selected, left.end());
+    }
+    return *selected; // where many are left, all bits are the same
 }
 
 ValueRange scalarRange(std::span<const double> values, std::optional<double> contour)
 {
     constexpr double kFarOut = 20; // times the width of the bulk
-    std::vector<double> finite = finiteValues(values);
+    const std::vector<double> finite = finiteValues(values);
     if (finite.empty()) {
         return {0, 1};
     }
-    const auto [least, greatest] = std::minmax_element(finite.begin(), finite.end());
-    ValueRange range = {*least, *greatest};
+    ValueRange range = {finite.front(), finite.front()};
+    zrk::inPieces(std::size_t{0}, finite.size(), [&](std::size_t first, std::size_t end) {
+        const auto [least, greatest] = std::minmax_element(finite.data() + first, finite.data() + end);
+        range.low = *least < range.low ? *least : range.low;
+        range.high = *greatest < range.high ? range.high : *greatest;
+    });
     const ValueRange bulk = {quantile(finite, 0.01), quantile(finite, 0.99)};
     if (bulk.high > bulk.low && range.high - range.low > kFarOut * (bulk.high - bulk.low)) {
         range = bulk;
@@ -70,7 +121,9 @@ ValueRange vectorRange(std::span<const double> values)
 {
     bool withinUnit = true;
     double greatest = 0;
+    zrk::StopLookout lookout;
     for (const double v : values) {
+        lookout.step();
         if (std::isfinite(v)) {
             withinUnit = withinUnit && v >= 0 && v <= 1;
             greatest = std::max(greatest, std::abs(v));
@@ -258,13 +311,15 @@ SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style)
     assert(grid.values.size() ==
            static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height) * components);
     SlicePicture result;
-    result.picture = zrk::Picture(grid.width, grid.height);
+    zrk::reserveOnLargePages(result.picture.data, 3 * grid.values.size() / components);
+    result.picture.resize({grid.width, grid.height});
     result.range = style.range ? *style.range : automaticRange(grid, style);
     result.lineStep = components == 1 ? lineStepFor(result.range) : 0;
     const ScalarPainter painter(grid, result.range, style, result.lineStep);
 
     unsigned char* pixel = result.picture.data.data();
     for (int y = 0; y < grid.height; ++y) {
+        zrk::stopIfAsked();
         const int row = grid.height - 1 - y;
         for (int x = 0; x < grid.width; ++x) {
             const std::size_t place = static_cast<std::size_t>(row) * static_cast<std::size_t>(grid.width) +

@@ -1,5 +1,6 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/options.h"
+#include "core/values/stop.h"
 
 #include <fmt/core.h>
 
@@ -16,6 +17,7 @@ void addCheckCommand(const Program& program)
     command->callback([&work = program.work, options] {
         work = [options] {
             const auto document = loadDocument(*options, false);
+            zrk::stopIfAsked();
             for (const zrkmodel::OutputPin& pin : document.outputPins()) {
                 fmt::print("{}:{} {}\n", pin.address.node, pin.address.output, pin.tag.name());
             }

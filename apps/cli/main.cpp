@@ -4,6 +4,7 @@
 #include "apps/cli/progress_bar.h"
 #include "components/registration.h"
 #include "core/values/fault.h"
+#include "core/values/stop.h"
 #include "host/nearest_names.h"
 
 #include <fmt/format.h>
@@ -163,6 +164,7 @@ int statusOfResults()
 int runWork(const zrkcli::Work& work)
 {
     const zrkcli::ComplaintsToStandardError complaints;
+    const zrk::StopScope stoppable(zrkcli::interruptSign(), zrkcli::endInterrupted);
     const zrk::Result<void> done = zrk::attempt("command", work);
     // A lost result may also be what the work failed of.
     const int status = statusOfResults();

@@ -2,6 +2,7 @@
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "core/engine/field_sampler.h"
+#include "core/values/stop.h"
 #include "formats/points.h"
 #include "host/free_memory.h"
 
@@ -77,6 +78,7 @@ void printRecords(const zrk::SampleBufferData<double>& records)
         }
         out.push_back('\n');
         if (out.size() > 1 << 16 || i + 1 == records.count) {
+            zrk::stopIfAsked();
             if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size()) {
                 return; // which the status tells
             }

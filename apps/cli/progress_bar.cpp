@@ -1,5 +1,6 @@
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/messages.h"
+#include "formats/temporary_files.h"
 
 #include <fmt/core.h>
 
@@ -22,7 +23,13 @@ constexpr int kRequests[] = {SIGINT, SIGTERM, SIGHUP};
 std::atomic<int> request{0};
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may only touch lock-free atomics");
 
-extern "C" void noteRequest(int number) { request.store(number, std::memory_order_relaxed); }
+zrk::StopSign interrupted;
+
+extern "C" void noteRequest(int number)
+{
+    request.store(number, std::memory_order_relaxed);
+    interrupted.raise();
+}
 constexpr std::string_view kClearLine = "\r\x1b[K";
 
 /// Whether a bar stands in the terminal's last line.
@@ -30,7 +37,7 @@ std::atomic<bool> barIsDrawn{false};
 
 extern "C" void endProgram(int number)
 {
-    if (barIsDrawn.load(std::memory_order_relaxed)) {
+    if (barIsDrawn) {
         tellText(kClearLine);
     }
     if (number == SIGINT) {
@@ -75,7 +82,9 @@ void catchInterrupts()
 EndingAtInterrupt::EndingAtInterrupt() { callAtRequest(endProgram); }
 EndingAtInterrupt::~EndingAtInterrupt() { callAtRequest(noteRequest); }
 
-bool isInterrupted() { return request.load(std::memory_order_relaxed) != 0; }
+bool isInterrupted() { return interrupted.isRaised(); }
+
+const zrk::StopSign& interruptSign() { return interrupted; }
 
 int endedBy(int status)
 {
@@ -87,6 +96,15 @@ int endedBy(int status)
     return status;
 }
 
+void endInterrupted()
+{
+    zrk::temporaryFiles::removeAllAtEnd();
+    if (barIsDrawn) {
+        tellText(kClearLine);
+    }
+    _exit(endedBy(kInterruptedStatus));
+}
+
 ProgressBar::ProgressBar(std::string title, bool quiet)
     : _title(std::move(title)),
       _visible(!quiet && isatty(STDERR_FILENO) == 1),
@@ -96,10 +114,17 @@ ProgressBar::ProgressBar(std::string title, bool quiet)
 
 ProgressBar::~ProgressBar()
 {
-    if (_drawn) {
+    if (barIsDrawn.exchange(false)) {
         tellText(kClearLine);
-        barIsDrawn.store(false, std::memory_order_relaxed);
     }
+}
+
+bool ProgressBar::interruptRequested()
+{
+    if (isInterrupted()) {
+        endInterrupted();
+    }
+    return false;
 }
 
 void ProgressBar::progress(double fraction)
@@ -111,8 +136,7 @@ void ProgressBar::progress(double fraction)
         return;
     }
     _lastDrawn = now;
-    _drawn = true;
-    barIsDrawn.store(true, std::memory_order_relaxed);
+    barIsDrawn = true;
     const double share = std::clamp(fraction, 0.0, 1.0);
     const int filled = static_cast<int>(share * kWidth);
     std::string bar(static_cast<std::size_t>(filled), '#');

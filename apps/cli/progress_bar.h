@@ -2,6 +2,7 @@
 
 #include "core/engine/progress.h"
 #include "core/values/fault.h"
+#include "core/values/stop.h"
 
 #include <chrono>
 #include <string>
@@ -15,6 +16,11 @@ namespace zrkcli {
 void catchInterrupts();
 /// Returns true once there was a request to stop.
 bool isInterrupted();
+/// Raised by Ctrl-C. `main` puts all work in the scope of this sign, which ends by `endInterrupted`.
+const zrk::StopSign& interruptSign();
+/// Removes temporary files and the progress bar, and ends the program with status 130. What the work has
+/// built isn't taken down, which could take longer than stopping may.
+[[noreturn]] void endInterrupted();
 
 /// Returns the status of a program that has cleaned up. If the work was stopped by another request than
 /// Ctrl-C, it ends the program by that signal, so that whoever sent it sees that it was heard.
@@ -39,12 +45,11 @@ public:
     ProgressBar& operator=(const ProgressBar&) = delete;
 
     void progress(double fraction) override;
-    bool interruptRequested() override { return isInterrupted(); }
+    bool interruptRequested() override;
 
 private:
     std::string _title;
     bool _visible;
-    bool _drawn = false;
     std::chrono::steady_clock::time_point _started;
     std::chrono::steady_clock::time_point _lastDrawn;
 };

@@ -1,6 +1,7 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
+#include "core/values/stop.h"
 #include "formats/points.h"
 #include "formats/vdb.h"
 #include "formats/volume.h"

@@ -1,7 +1,7 @@
 #include "apps/workbench/preview_service.h"
 
 #include "core/engine/prepared_field.h"
-#include "core/engine/progress.h"
+#include "core/values/stop.h"
 #include "host/field_grid.h"
 #include "host/slice_picture.h"
 #include "model/deferred_work.h"
@@ -42,18 +42,6 @@ std::int32_t nextTake(std::int32_t last, double milliseconds)
     return static_cast<std::int32_t>(std::clamp<double>(fitting, 1, std::min(4 * last, kMaxTake)));
 }
 
-/// Stops what was put off while the evaluators were built.
-template <class IsWanted>
-class WantedMonitor final : public zrk::ProgressMonitor {
-public:
-    explicit WantedMonitor(IsWanted isWanted) : _isWanted(std::move(isWanted)) {}
-    void progress(double) override {}
-    bool interruptRequested() override { return !_isWanted(); }
-
-private:
-    IsWanted _isWanted;
-};
-
 /// Samples `count` positions of a plane from `first` on; the components of each stand side by side in `out`.
 void sample(const zrk::PreparedField& field, const SlicePlane& plane, std::int32_t first, std::int32_t count,
             double* out)
@@ -92,10 +80,11 @@ public:
     }
 
     const std::uint64_t serial;
+    /// Raised when the request isn't the newest any more.
+    const std::shared_ptr<zrk::StopSign> stop = std::make_shared<zrk::StopSign>();
 
-    /// The picture of one pass; nothing when `isWanted` said no.
-    template <class IsWanted>
-    std::optional<SlicePreview> run(std::size_t pass, const IsWanted& isWanted) const
+    /// The picture of one pass.
+    SlicePreview run(std::size_t pass) const
     {
         const auto begin = std::chrono::steady_clock::now();
         const SlicePlane plane(_request.bounds, _request.axis, _request.at,
@@ -104,9 +93,7 @@ public:
         std::vector<double> values(static_cast<std::size_t>(count) * _field.componentCount());
         std::int32_t take = kFirstTake;
         for (std::int32_t first = 0; first < count;) {
-            if (!isWanted()) {
-                return std::nullopt;
-            }
+            zrk::stopIfAsked();
             const auto beginOfTake = std::chrono::steady_clock::now();
             const std::int32_t taken = std::min(take, count - first);
             sample(_field, plane, first, taken,
@@ -156,6 +143,9 @@ PreviewService::~PreviewService()
 void PreviewService::cancel()
 {
     ++*_newest;
+    if (_stop) {
+        _stop->raise();
+    }
     const std::lock_guard lock(_mutex);
     _next.reset();
 }
@@ -175,6 +165,7 @@ void PreviewService::request(const SliceRequest& request)
         send(serial, std::move(failed));
         return;
     }
+    _stop = job->stop;
     {
         const std::lock_guard lock(_mutex);
         _next = std::move(job);
@@ -207,16 +198,10 @@ void PreviewService::work()
             }
             job = std::move(_next);
         }
-        const auto isWanted = [this, serial = job->serial] { return *_newest == serial; };
-        WantedMonitor monitor(isWanted);
-        const zrkmodel::ZRKDeferredRun run(monitor);
+        const zrk::StopScope scope(*job->stop);
         try {
             for (std::size_t pass = 0; pass < std::size(kPasses); ++pass) {
-                auto preview = job->run(pass, isWanted);
-                if (!preview) {
-                    break;
-                }
-                send(job->serial, std::move(*preview));
+                send(job->serial, job->run(pass));
             }
         } catch (const std::exception& error) {
             SlicePreview failed; // interrupted work among them, which nobody waits for

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/values/bbox.h"
+#include "core/values/stop.h"
 #include "formats/png.h"
 #include "host/graph_document.h"
 
@@ -64,6 +65,7 @@ private:
     QObject& _receiver;
     Deliver _deliver;
     std::shared_ptr<std::atomic<std::uint64_t>> _newest = std::make_shared<std::atomic<std::uint64_t>>(0);
+    std::shared_ptr<zrk::StopSign> _stop; ///< of the newest request; used in the receiver's thread only
     std::mutex _mutex;
     std::condition_variable _wake;
     std::shared_ptr<Job> _next; ///< guarded by _mutex

@@ -2,6 +2,7 @@
 
 #include "core/values/axis_frame.h"
 #include "core/values/scalar_math.h"
+#include "core/values/stop.h"
 #include "core/values/tensor.h"
 
 #include <cstddef>
@@ -64,7 +65,9 @@ struct MultipoleCoordinates {
     Tensor<3, V> operator()(const Tensor<3, V>& p) const
     {
         V azimuth = 0, logarithm = 0, elevation = 0;
+        StopLookout lookout;
         for (const PoleRecord& pole : *poles) {
+            lookout.step();
             const Tensor<3, V> d = relativeTo(pole.position, p);
             const V r = sqrt(dot(d, d));
             const auto here = r == 0;

@@ -4,6 +4,7 @@
 #include "core/engine/evaluation_context.h"
 #include "core/engine/kernel.h"
 #include "core/values/batch.h"
+#include "core/values/stop.h"
 #include "core/values/tensor.h"
 
 #include <cstddef>
@@ -48,6 +49,7 @@ public:
         run.forwardWeights(positions);
         double near = std::numeric_limits<double>::quiet_NaN();
         for (std::size_t i = 0; i < run.sampleCount(); ++i) {
+            stopIfAsked(); // a host's curve may take its time
             const auto value =
                 _measure({positions.row(0)[i], positions.row(1)[i], positions.row(2)[i]}, near);
             for (std::size_t c = 0; c < Measure::kShape; ++c) {

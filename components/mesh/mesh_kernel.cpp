@@ -3,6 +3,7 @@
 #include "core/engine/centred_box.h"
 #include "core/engine/evaluation_context.h"
 #include "core/values/batch.h"
+#include "core/values/stop.h"
 
 #include <utility>
 
@@ -60,6 +61,7 @@ private:
     {
         MeshWindingField::Trail trail;
         for (std::size_t i = 0; i < count; ++i) {
+            stopIfAsked();
             out[i] = _field->value({positions.row(0)[i], positions.row(1)[i], positions.row(2)[i]}, trail);
         }
         fillLastBatch(out, count);

@@ -4,6 +4,7 @@
 #include "core/engine/centred_box.h"
 #include "core/engine/evaluation_context.h"
 #include "core/values/batch.h"
+#include "core/values/stop.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
 
@@ -15,6 +16,9 @@ namespace zrkmodel {
 namespace {
 
 using zrk::Batch;
+
+/// Samples of one distance, which may be a host's and slow, between two looks for a request to stop.
+constexpr std::size_t kSamplesALook = 64;
 
 /// The sum of falloff(distance) over distance functions, in their order. Shares nothing that changes.
 class BlendKernel final : public zrk::Kernel {
@@ -39,6 +43,7 @@ public:
         const double weight = record[3];
         Batch sum = 0.0;
         for (const auto& distance : _distances) {
+            zrk::stopIfAsked();
             sum += _falloff(Batch(distance(p)));
         }
         context.writeOutput(sum.lane(0), weight);
@@ -52,8 +57,12 @@ public:
         std::fill_n(sum, zrk::kRowLength, 0.0);
         alignas(64) double row[zrk::kRowLength] = {};
         for (const auto& distance : _distances) {
-            for (std::size_t i = 0; i < run.sampleCount(); ++i) {
-                row[i] = distance({p.row(0)[i], p.row(1)[i], p.row(2)[i]});
+            for (std::size_t first = 0; first < run.sampleCount(); first += kSamplesALook) {
+                zrk::stopIfAsked();
+                const std::size_t end = std::min(first + kSamplesALook, run.sampleCount());
+                for (std::size_t i = first; i < end; ++i) {
+                    row[i] = distance({p.row(0)[i], p.row(1)[i], p.row(2)[i]});
+                }
             }
             for (std::size_t i = 0; i < run.sampleCount(); i += Batch::size) {
                 (Batch::loadAligned(sum + i) + _falloff(Batch::loadAligned(row + i))).storeAligned(sum + i);
@@ -86,6 +95,7 @@ private:
     {
         zrk::Interval<double> sum = 0.0;
         for (std::size_t k = 0; k < _distances.size(); ++k) {
+            zrk::stopIfAsked();
             sum += _falloff(box.around(_distances[k](box.center), box.roundingOf(_sizes[k])));
         }
         return sum;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/values/scalar_math.h"
+#include "core/values/stop.h"
 #include "core/values/tensor.h"
 
 #include <cmath>
@@ -48,10 +49,14 @@ struct WaveDensity {
     V operator()(const Tensor<3, V>& p) const
     {
         V sum = Combine::kStart;
-        for (const PlaneWave& wave : *waves) {
-            const V angle = p[1] * wave.fy + p[0] * wave.fx + p[2] * wave.fz + wave.phase; // y comes first
-            sum = Combine::template combine<V>(sum, sin(angle) * wave.amplitude);
-        }
+        inPieces(std::size_t{0}, waves->size(), [&](std::size_t first, std::size_t end) {
+            for (std::size_t k = first; k < end; ++k) {
+                const PlaneWave& wave = (*waves)[k];
+                const V angle =
+                    p[1] * wave.fy + p[0] * wave.fx + p[2] * wave.fz + wave.phase; // y comes first
+                sum = Combine::template combine<V>(sum, sin(angle) * wave.amplitude);
+            }
+        });
         return sum * 0.5 + 0.5;
     }
 };

@@ -12,6 +12,7 @@
 #include "core/transport/solver.h"
 #include "core/values/fault.h"
 #include "core/values/memory_budget.h"
+#include "core/values/stop.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
 
@@ -42,6 +43,7 @@ Pixels resampled(const std::shared_ptr<const Pixels>& image, int nodes)
     Pixels square(edge, edge);
     double* out = square.data.data();
     for (int j = 0; j < edge; ++j) {
+        zrk::stopIfAsked();
         for (int i = 0; i < edge; ++i) {
             const double last = edge - 1;
             *out++ = lookup(zrk::Tensor<2, double>{i / last, j / last})[0];
@@ -57,9 +59,11 @@ void normalize(Volume& stack)
         stack.data.empty() ? 0.0 : *std::max_element(stack.data.begin(), stack.data.end());
     if (greatest != 0.0) {
         const double factor = 1.0 / greatest;
-        for (double& value : stack.data) {
-            value = std::clamp(value * factor, 0.0, 1.0);
-        }
+        zrk::inPieces(std::size_t{0}, stack.data.size(), [&](std::size_t first, std::size_t end) {
+            for (std::size_t i = first; i < end; ++i) {
+                stack.data[i] = std::clamp(stack.data[i] * factor, 0.0, 1.0);
+            }
+        });
     }
 }
 
@@ -72,6 +76,7 @@ void mixInCrossfade(const Pixels& from, const Pixels& to, double t, Volume& volu
     const std::vector<double>& b = to.data;
     double* out = volume.data.data();
     for (std::int32_t k = 0; k < volume.dims[2]; ++k) {
+        zrk::stopIfAsked();
         const double s = k / lastSlice;
         for (std::size_t p = 0; p < a.size(); ++p, ++out) {
             const double crossfade = s * b[p] + (1 - s) * a[p];

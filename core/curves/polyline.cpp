@@ -2,6 +2,7 @@
 
 #include "core/curves/curve_frame.h"
 #include "core/values/axis_frame.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <cassert>
@@ -19,7 +20,9 @@ Polyline::Polyline(std::vector<Vector3> points, bool closed) : _closed(closed)
     }
     _bounds = {points[0], points[0]};
     _starts = {0.0};
+    StopLookout lookout;
     for (std::size_t i = 0; i + 1 < points.size(); ++i) {
+        lookout.step();
         const double squared = squaredDistance(points[i + 1], points[i]);
         _segments.push_back({points[i], points[i + 1], squared > 0 ? 1 / squared : 0});
         _starts.push_back(_starts.back() + std::sqrt(squared));
@@ -54,10 +57,12 @@ void Polyline::buildTree()
     const double boxed = boxedLength();
     std::vector<Box<double>> boxes;
     std::vector<std::int32_t> segments;
+    StopLookout lookout;
     for (std::size_t i = 0; i < _segments.size(); ++i) {
         const double parts = std::ceil((_starts[i + 1] - _starts[i]) / boxed);
         const int count = parts > 1 ? static_cast<int>(parts) : 1; // 1 for NaN too
         for (int part = 0; part < count; ++part) {
+            lookout.step();
             const Vector3 end = _segments[i].at((part + 1.0) / count);
             boxes.push_back({end, end});
             boxes.back().include(_segments[i].at(static_cast<double>(part) / count));
@@ -79,7 +84,9 @@ void Polyline::buildFrames()
     Frame frame;
     frame.tangent = first == _segments.end() ? kAnyTangent : tangentOf(*first);
     frame.normal = sideOf(frame.tangent);
+    StopLookout lookout;
     for (const Segment& segment : _segments) {
+        lookout.step();
         if (segment.perSquaredLength > 0) {
             const Vector3 tangent = tangentOf(segment);
             frame.normal = carriedNormal(frame.normal, frame.tangent, tangent);

@@ -1,5 +1,7 @@
 #include "core/curves/segment_tree.h"
 
+#include "core/values/stop.h"
+
 #include <algorithm>
 #include <limits>
 #include <numeric>
@@ -14,8 +16,10 @@ constexpr std::int32_t kLeafPieces = 4;
 
 SegmentTree::SegmentTree(std::vector<Box<double>> boxes, const std::vector<std::int32_t>& pieces)
 {
+    StopLookout lookout;
     double largest = 0;
     for (const Box<double>& box : boxes) {
+        lookout.step();
         for (std::size_t i = 0; i < 3; ++i) {
             largest = std::max({largest, std::abs(box.min[i]), std::abs(box.max[i])});
         }
@@ -23,6 +27,7 @@ SegmentTree::SegmentTree(std::vector<Box<double>> boxes, const std::vector<std::
     // What rounding may put outside the box of a piece.
     const double margin = 8 * std::numeric_limits<double>::epsilon() * largest;
     for (Box<double>& box : boxes) {
+        lookout.step();
         box.min = box.min - Vector3{margin, margin, margin};
         box.max = box.max + Vector3{margin, margin, margin};
     }
@@ -57,16 +62,31 @@ void SegmentTree::halve(const std::vector<Box<double>>& boxes, std::int32_t firs
     const auto begin = _order.begin() + first;
     Vector3 spread{};
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        const auto [low, high] =
-            std::minmax_element(begin, begin + count, [&](std::int32_t a, std::int32_t b) {
-                return centre(a, axis) < centre(b, axis);
-            });
-        spread[axis] = centre(*high, axis) - centre(*low, axis);
+        double low = std::numeric_limits<double>::infinity();
+        double high = -low;
+        inPieces(std::int32_t{0}, count, [&](std::int32_t from, std::int32_t to) {
+            for (std::int32_t i = from; i < to; ++i) {
+                const double at = centre(begin[i], axis);
+                low = std::min(low, at);
+                high = std::max(high, at);
+            }
+        });
+        spread[axis] = high - low;
     }
     const auto axis =
         static_cast<std::size_t>(std::max_element(spread.begin(), spread.end()) - spread.begin());
-    std::nth_element(begin, begin + count / 2, begin + count,
-                     [&](std::int32_t a, std::int32_t b) { return centre(a, axis) < centre(b, axis); });
+    const auto isBefore = [&](std::int32_t a, std::int32_t b) { return centre(a, axis) < centre(b, axis); };
+    constexpr std::int32_t kMany = 1 << 18; // take some milliseconds
+    if (count > kMany) {
+        StopLookout lookout;
+        std::nth_element(begin, begin + count / 2, begin + count, [&](std::int32_t a, std::int32_t b) {
+            lookout.step();
+            return isBefore(a, b);
+        });
+    } else {
+        stopIfAsked();
+        std::nth_element(begin, begin + count / 2, begin + count, isBefore);
+    }
 }
 
 /// A node over a range of `_order`, which is halved until there are eight parts.

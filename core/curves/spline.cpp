@@ -2,6 +2,7 @@
 
 #include "core/curves/curve_frame.h"
 #include "core/values/axis_frame.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <cassert>
@@ -96,7 +97,9 @@ Spline::Spline(const std::vector<Vector3>& points, bool closed) : _closed(closed
     const auto count = static_cast<std::ptrdiff_t>(closed ? n : n - 1);
     std::vector<Box<double>> boxes;
     _bounds = {points[0], points[0]};
+    StopLookout lookout;
     for (std::ptrdiff_t i = 0; i < count; ++i) {
+        lookout.step();
         _segments.push_back(catmullRomSegment(point(i - 1), point(i), point(i + 1), point(i + 2)));
         boxes.push_back(_segments.back().hull());
         _bounds.include(boxes.back());
@@ -112,6 +115,7 @@ void Spline::buildStretches()
     Stretch end{0, 0, first == _segments.end() ? kAnyTangent : first->tangent(0), {}};
     end.normal = sideOf(end.tangent);
     for (std::size_t i = 0; i < _segments.size(); ++i) {
+        stopIfAsked();
         addStretches(i, 0, 1, 1e-13 * lengthOver(_segments[i], 0, 1), 0, end);
     }
     _length = end.length;

@@ -4,6 +4,7 @@
 #include "core/curves/curve_place.h"
 #include "core/curves/segment_tree.h"
 #include "core/values/box.h"
+#include "core/values/large_pages.h"
 #include "core/values/vector3.h"
 
 #include <cmath>
@@ -69,7 +70,7 @@ private:
     };
 
     std::vector<CubicPiece> _segments;
-    std::vector<Stretch> _stretches;
+    LargeArray<Stretch> _stretches;
     SegmentTree _tree;
     Box<double> _bounds;
     double _length = 0;

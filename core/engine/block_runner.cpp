@@ -3,6 +3,7 @@
 #include "core/engine/evaluation_context.h"
 #include "core/engine/foreign_lanes.h"
 #include "core/engine/progress.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <utility>
@@ -48,6 +49,7 @@ bool BlockRunner::sweep(std::int32_t first, std::int32_t last, BlockSink& sink, 
         if (manager && manager->shouldInterrupt()) {
             return false;
         }
+        stopIfAsked();
         const std::int64_t left = std::int64_t{last} - start + 1;
         const std::int64_t count = std::min<std::int64_t>(left, kBlockSamples);
         // Closures may ask for a slot in any block, for the last time.

@@ -1,6 +1,7 @@
 #include "core/engine/chain_blocks.h"
 
 #include "core/values/batch.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <utility>
@@ -13,6 +14,8 @@ using Source = BlockPlan::Source;
 
 /// Samples that the loops of a block take in turn.
 constexpr std::size_t kLoopSamples = 256;
+/// So many loops take as long as some blocks of a shorter chain.
+constexpr std::size_t kManyLoops = 1000;
 static_assert(kLoopSamples % (kStepVectors * Batch::size) == 0 && kBlockSamples % kLoopSamples == 0,
               "loops with steps compute whole groups of vectors");
 
@@ -92,7 +95,9 @@ void ChainBlocks::computePlanned()
         return;
     }
     _loops.clear();
+    StopLookout lookout;
     for (const std::size_t slot : _plan->order()) {
+        lookout.step();
         if (!isCurrent(slot)) {
             compute(slot);
         }
@@ -240,6 +245,9 @@ void ChainBlocks::runLoops()
     }
     const std::size_t end = (_count + Batch::size - 1) / Batch::size * Batch::size;
     for (std::size_t first = 0; first < end; first += kLoopSamples) {
+        if (_loops.size() > kManyLoops) {
+            stopIfAsked();
+        }
         for (const RowLoop& loop : _loops) {
             loop.run(loop, first, std::min(first + kLoopSamples, end));
         }

@@ -2,6 +2,7 @@
 
 #include "core/values/batch.h"
 #include "core/values/fault.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,10 +16,12 @@ std::int32_t EvaluationDomain<N, T>::fill(SampleBufferData<T>& buffer) const
 {
     const std::int32_t n = sampleCount();
     buffer.resize(static_cast<std::uint64_t>(n));
-    for (std::int32_t i = 0; i < n; ++i) {
-        const Tensor<4, T> p = position(i);
-        std::copy(p.begin(), p.end(), buffer.record(static_cast<std::uint64_t>(i)));
-    }
+    inPieces(std::int32_t{0}, n, [&](std::int32_t first, std::int32_t end) {
+        for (std::int32_t i = first; i < end; ++i) {
+            const Tensor<4, T> p = position(i);
+            std::copy(p.begin(), p.end(), buffer.record(static_cast<std::uint64_t>(i)));
+        }
+    });
     return n;
 }
 
@@ -199,9 +202,11 @@ std::array<bool, 3> GridDomain::repeatedPositions(std::int32_t earlier, std::int
 std::optional<Corners<double>> PointListDomain::bounds() const
 {
     std::optional<Corners<double>> box;
-    for (const Tensor<3, double>& p : _points) {
-        extend(box, p);
-    }
+    inPieces(std::size_t{0}, _points.size(), [&](std::size_t first, std::size_t end) {
+        for (std::size_t i = first; i < end; ++i) {
+            extend(box, _points[i]);
+        }
+    });
     return box;
 }
 

@@ -1,6 +1,7 @@
 #include "core/engine/evaluator_builder.h"
 
 #include "core/values/fault.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <iterator>
@@ -90,6 +91,7 @@ void EvaluatorBuilder<T>::buildNode(EvaluationNode* node)
     if (!node->generator) {
         return;
     }
+    stopIfAsked();
     if (std::find(_nodes.begin(), _nodes.end(), node) != _nodes.end()) {
         refuseCycle();
     }

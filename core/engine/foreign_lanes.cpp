@@ -1,6 +1,7 @@
 #include "core/engine/foreign_lanes.h"
 
 #include "core/engine/progress.h"
+#include "core/values/stop.h"
 
 #include <cassert>
 
@@ -61,6 +62,7 @@ bool ForeignLanes::compute(ProgressManager* manager)
     const Serving serving(_context, *this, _blocks.plan().target());
     _waiting.clear(); // an exception may have left some
     for (std::size_t lane = 0; lane < _blocks.sampleCount(); ++lane) {
+        stopIfAsked();
         _context.sampleIndex = _blocks.firstSample() + static_cast<std::int32_t>(lane);
         for (const std::size_t slot : _blocks.plan().lanes()) {
             runWithInputs(slot, lane);

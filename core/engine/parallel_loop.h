@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/worker_team.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <atomic>
@@ -59,7 +60,7 @@ inline std::int32_t taskCount(std::int32_t count, std::int32_t threadCount)
 
 /// Calls body(k) for each k below `count`, on up to so many threads, each of which takes the next k when
 /// it is done with one: for work of unequal length. Returns when all are done; throws again what a body
-/// threw.
+/// threw. Looks for a request to stop before each call.
 template <class Body>
 void parallelTasks(std::int32_t count, std::int32_t threadCount, const Body& body)
 {
@@ -67,6 +68,7 @@ void parallelTasks(std::int32_t count, std::int32_t threadCount, const Body& bod
     runTeam(static_cast<std::size_t>(std::clamp(count, 1, std::max(threadCount, 1))),
             [&](std::size_t, std::size_t) {
                 for (std::int32_t k = next++; k < count; k = next++) {
+                    stopIfAsked();
                     body(k);
                 }
             });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/large_pages.h"
 #include "core/values/tensor.h"
 
 #include <cstddef>
@@ -23,7 +24,7 @@ struct SampleBufferData {
     void resize(std::uint64_t n)
     {
         count = n;
-        data.resize(n * stride);
+        resizeInPieces(data, n * stride);
     }
 
     T* record(std::uint64_t i) { return data.data() + i * stride; }

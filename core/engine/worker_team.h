@@ -2,6 +2,8 @@
 
 #include "core/engine/progress.h"
 #include "core/engine/thread_pool.h"
+#include "core/values/fault.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <atomic>
@@ -27,7 +29,7 @@ inline std::size_t workerCount(std::size_t wanted)
 /// There are `wanted` workers, or fewer where the system refuses to start so many threads, so work is
 /// divided by `workers`. The threads are those of the calling thread's `ThreadPool` if it is idle and
 /// large enough, otherwise new ones. If workers throw, the exception of the one with the lowest number is
-/// thrown again.
+/// thrown again. What stops the calling thread's work stops that of the workers.
 template <class Work>
 void runTeam(std::size_t wanted, const Work& work)
 {
@@ -42,10 +44,12 @@ void runTeam(std::size_t wanted, const Work& work)
     }
     const std::size_t workers = std::min(wanted, pool->size());
     std::vector<std::exception_ptr> failures(workers);
+    const StopScope* const outer = StopScope::current();
     pool->call([&](std::size_t worker) {
         if (worker >= workers) {
             return;
         }
+        const StopScope scope(outer);
         try {
             work(worker, workers);
         } catch (...) {
@@ -85,15 +89,25 @@ struct TeamReport {
 /// Calls work(worker, workers, progress) for each worker, as `runTeam` does; with a monitor, or if the report
 /// says so, all of them on threads of their own, while the calling thread speaks with the monitor. Work
 /// returns whether it was finished: it asks `progress` when to stop, which is when the monitor interrupts or
-/// another worker has thrown. True when all was finished and the monitor hasn't interrupted. If the system
-/// refuses to start any thread, the calling one does the work and reports.
+/// another worker has thrown. Work that takes long within a step is stopped by `stopIfAsked` once the monitor
+/// interrupts. True when all was finished and the monitor hasn't interrupted. If the system refuses to start
+/// any thread, the calling one does the work and reports.
 template <class Work>
 bool runReportedTeam(std::size_t wanted, const TeamReport& report, const Work& work)
 {
     std::atomic<bool> isFinished{true};
     TeamProgress progress(wanted, report.monitor, report.total, report.intervalMs);
+    StopSign interrupt;
     const auto workOn = [&](std::size_t worker, std::size_t workers, ProgressManager& manager) {
-        if (!work(worker, workers, manager)) {
+        const StopScope scope(interrupt);
+        try {
+            if (!work(worker, workers, manager)) {
+                isFinished = false;
+            }
+        } catch (const FaultError& error) {
+            if (!interrupt.isRaised() || error.fault().kind != FaultKind::Interrupted) {
+                throw;
+            }
             isFinished = false;
         }
     };
@@ -105,6 +119,9 @@ bool runReportedTeam(std::size_t wanted, const TeamReport& report, const Work& w
                 workOn(0, 1, alone);
             } else if (member < reporters) {
                 progress.monitorProgress();
+                if (progress.AsyncProgressManager::shouldInterrupt()) {
+                    interrupt.raise();
+                }
             } else {
                 workOn(member - reporters, members - reporters, progress);
             }

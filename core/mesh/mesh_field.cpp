@@ -1,6 +1,7 @@
 #include "core/mesh/mesh_field.h"
 
 #include "core/mesh/search/distance_error.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <atomic>
@@ -40,14 +41,16 @@ bool edgesCancel(const std::vector<std::int32_t>& indices, std::int32_t triangle
     std::atomic<std::uint64_t> sum{0};
     parallelLoop({0, triangleCount}, buildThreads(triangleCount), [&](IndexRange triangles) {
         std::uint64_t part = 0;
-        for (std::int32_t t = triangles.first; t < triangles.end; ++t) {
-            const std::int32_t* corners = indices.data() + std::ptrdiff_t{3} * t;
-            for (std::size_t k = 0; k < 3; ++k) {
-                const std::int32_t a = corners[k];
-                const std::int32_t b = corners[(k + 1) % 3];
-                part += a < b ? scrambled(a, b) : a > b ? ~scrambled(b, a) + 1 : 0;
+        inPieces(triangles.first, triangles.end, [&](std::int32_t first, std::int32_t end) {
+            for (std::int32_t t = first; t < end; ++t) {
+                const std::int32_t* corners = indices.data() + std::ptrdiff_t{3} * t;
+                for (std::size_t k = 0; k < 3; ++k) {
+                    const std::int32_t a = corners[k];
+                    const std::int32_t b = corners[(k + 1) % 3];
+                    part += a < b ? scrambled(a, b) : a > b ? ~scrambled(b, a) + 1 : 0;
+                }
             }
-        }
+        });
         sum += part;
     });
     return sum == 0;
@@ -67,7 +70,9 @@ bool hasTrueDistances(const Tree& tree, double size)
     constexpr double kOrdinarySize = 1.0;
     constexpr double kCutOff = 1e-28;  // of the squared area of the parallelogram
     constexpr double kNoHeight = 1e-9; // of the mesh's size
+    StopLookout lookout;
     for (std::int32_t t = 0; size < kOrdinarySize && t < tree.primitiveCount; ++t) {
+        lookout.step();
         const Tensor<3, double> a = pointAt(tree.vertexOf(t, 0));
         const Tensor<3, double> b = pointAt(tree.vertexOf(t, 1));
         const Tensor<3, double> c = pointAt(tree.vertexOf(t, 2));

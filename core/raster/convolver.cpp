@@ -1,6 +1,8 @@
 #include "core/raster/convolver.h"
 
 #include "core/raster/fourier.h"
+#include "core/values/large_pages.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 
@@ -25,6 +27,7 @@ void forEachNode(const std::int32_t (&dims)[3], Visit visit)
 {
     for (std::int32_t k = 0; k < dims[2]; ++k) {
         for (std::int32_t j = 0; j < dims[1]; ++j) {
+            stopIfAsked();
             for (std::int32_t i = 0; i < dims[0]; ++i) {
                 visit(i, j, k);
             }
@@ -35,9 +38,9 @@ void forEachNode(const std::int32_t (&dims)[3], Visit visit)
 std::vector<std::complex<double>> spectrumOf(const RasterConvolver::Volume& volume, std::size_t threads)
 {
     const auto& n = volume.dims;
-    std::vector<std::complex<double>> spectrum(static_cast<std::size_t>(n[0]) *
-                                               static_cast<std::size_t>(n[1]) *
-                                               static_cast<std::size_t>(n[2] / 2 + 1));
+    std::vector<std::complex<double>> spectrum;
+    resizeInPieces(spectrum, static_cast<std::size_t>(n[0]) * static_cast<std::size_t>(n[1]) *
+                                 static_cast<std::size_t>(n[2] / 2 + 1));
     realToComplex(n, volume.data.data(), spectrum.data(), threads);
     return spectrum;
 }
@@ -112,9 +115,11 @@ void RasterConvolver::convolve(Volume& output)
         kernelDirty = false;
     }
     imageSpectrum = spectrumOf(paddedImage, threadCount);
-    for (std::size_t i = 0; i < imageSpectrum.size(); ++i) {
-        imageSpectrum[i] *= kernelSpectrum[i];
-    }
+    inPieces(std::size_t{0}, imageSpectrum.size(), [this](std::size_t first, std::size_t end) {
+        for (std::size_t i = first; i < end; ++i) {
+            imageSpectrum[i] *= kernelSpectrum[i];
+        }
+    });
     Volume result;
     result.resize(paddedImage.dims);
     complexToReal(result.dims, imageSpectrum.data(), result.data.data(), threadCount);

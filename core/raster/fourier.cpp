@@ -1,6 +1,11 @@
 #include "core/raster/fourier.h"
 
+#include "core/values/large_pages.h"
+#include "core/values/stop.h"
+
+#include <algorithm>
 #include <cstdlib>
+#include <vector>
 
 namespace {
 
@@ -49,6 +54,27 @@ double valueCount(const std::int32_t (&dims)[3]) { return static_cast<double>(di
 
 const Shape kAllAxes{0, 1, 2};
 
+/// Transforms can't be stopped. Calls transform(shape, offset) for one slab after the other of a block, each
+/// some planes across an axis thick, and looks for a request to stop between them; `offset` is that of a
+/// slab's first value, in values.
+template <class Transform>
+void inSlabs(Shape shape, const Strides& strides, std::size_t axis, std::size_t bytes,
+             const Transform& transform)
+{
+    constexpr std::size_t kValues = std::size_t{1} << 19;
+    const std::size_t planes = shape[axis];
+    const std::size_t thickness =
+        std::max<std::size_t>(1, kValues * planes / (shape[0] * shape[1] * shape[2]));
+    for (std::size_t first = 0; first < planes; first += thickness) {
+        stopIfAsked();
+        shape[axis] = std::min(thickness, planes - first);
+        transform(shape, first * static_cast<std::size_t>(strides[axis]) / bytes);
+    }
+}
+
+const Shape kFirstTwoAxes{0, 1};
+constexpr std::size_t kLastAxis = 2;
+
 } // namespace
 
 std::size_t quickTransformLength(std::size_t n) { return pocketfft::detail::util::good_size_real(n); }
@@ -93,21 +119,45 @@ void CosineLineTransform::inverse(Batch* lines) const
 void realToComplex(const std::int32_t (&dims)[3], const double* block, std::complex<double>* spectrum,
                    std::size_t threads)
 {
-    if (!isEmpty(dims)) {
-        pocketfft::r2c(shapeOf(dims), firstAxisFastest(dims, sizeof(double)),
-                       firstAxisFastest(dims, sizeof(std::complex<double>)), kAllAxes, pocketfft::FORWARD,
-                       block, spectrum, 1.0, threads);
+    if (isEmpty(dims)) {
+        return;
     }
+    using Complex = std::complex<double>;
+    const Strides blockStrides = firstAxisFastest(dims, sizeof(double));
+    const Strides spectrumStrides = firstAxisFastest(dims, sizeof(Complex));
+    Shape shape = shapeOf(dims);
+    inSlabs(shape, blockStrides, 1, sizeof(double), [&](const Shape& slab, std::size_t offset) {
+        pocketfft::r2c(slab, blockStrides, spectrumStrides, kLastAxis, pocketfft::FORWARD, block + offset,
+                       spectrum + offset, 1.0, threads);
+    });
+    shape[kLastAxis] = shape[kLastAxis] / 2 + 1;
+    inSlabs(shape, spectrumStrides, kLastAxis, sizeof(Complex), [&](const Shape& slab, std::size_t offset) {
+        pocketfft::c2c(slab, spectrumStrides, spectrumStrides, kFirstTwoAxes, pocketfft::FORWARD,
+                       spectrum + offset, spectrum + offset, 1.0, threads);
+    });
 }
 
 void complexToReal(const std::int32_t (&dims)[3], const std::complex<double>* spectrum, double* block,
                    std::size_t threads)
 {
-    if (!isEmpty(dims)) {
-        pocketfft::c2r(shapeOf(dims), firstAxisFastest(dims, sizeof(std::complex<double>)),
-                       firstAxisFastest(dims, sizeof(double)), kAllAxes, pocketfft::BACKWARD, spectrum, block,
-                       1.0 / valueCount(dims), threads);
+    if (isEmpty(dims)) {
+        return;
     }
+    using Complex = std::complex<double>;
+    const Strides blockStrides = firstAxisFastest(dims, sizeof(double));
+    const Strides spectrumStrides = firstAxisFastest(dims, sizeof(Complex));
+    const Shape shape = shapeOf(dims);
+    Shape half = shape;
+    half[kLastAxis] = half[kLastAxis] / 2 + 1;
+    LargeArray<Complex> between(half[0] * half[1] * half[2]);
+    inSlabs(half, spectrumStrides, kLastAxis, sizeof(Complex), [&](const Shape& slab, std::size_t offset) {
+        pocketfft::c2c(slab, spectrumStrides, spectrumStrides, kFirstTwoAxes, pocketfft::BACKWARD,
+                       spectrum + offset, between.data() + offset, 1.0, threads);
+    });
+    inSlabs(shape, blockStrides, 1, sizeof(double), [&](const Shape& slab, std::size_t offset) {
+        pocketfft::c2r(slab, spectrumStrides, blockStrides, kLastAxis, pocketfft::BACKWARD,
+                       between.data() + offset, block + offset, 1.0 / valueCount(dims), threads);
+    });
 }
 
 void cosineTransform(const std::int32_t (&dims)[3], double* block, std::size_t threads)

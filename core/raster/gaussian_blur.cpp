@@ -6,6 +6,7 @@
 #include "core/raster/gaussian_kernel.h"
 #include "core/raster/volume_lines.h"
 #include "core/values/batch.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <atomic>
@@ -125,6 +126,7 @@ void blurAlong(Volume& image, int axis, const LineWeights& line, std::size_t thr
     runTeam(std::min(threads, bundles), [&](std::size_t, std::size_t) {
         std::vector<Batch> bundle(sums.extendedLength());
         for (std::size_t b = next++; b < bundles; b = next++) {
+            stopIfAsked();
             const std::size_t first = b * Batch::size;
             lines.read(first, lines.bundle(first), line.before, bundle.size(), bundle.data());
             sums.run(bundle.data());
@@ -135,7 +137,13 @@ void blurAlong(Volume& image, int axis, const LineWeights& line, std::size_t thr
 
 bool isFinite(const Volume& volume)
 {
-    return std::all_of(volume.data.begin(), volume.data.end(), [](double v) { return std::isfinite(v); });
+    bool allFinite = true;
+    inPieces(std::size_t{0}, volume.data.size(), [&](std::size_t first, std::size_t end) {
+        const double* const values = volume.data.data();
+        allFinite =
+            allFinite && std::all_of(values + first, values + end, [](double v) { return std::isfinite(v); });
+    });
+    return allFinite;
 }
 
 void convolve(Volume& image, const GridBox<double>& weightGrid, double radius, std::size_t threads)

@@ -1,5 +1,7 @@
 #include "core/raster/gaussian_kernel.h"
 
+#include "core/values/stop.h"
+
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -42,6 +44,7 @@ Raster<1, 3, double> gaussianKernel(const GridBox<double>& grid, double radius)
     double* weight = weights.data.data();
     for (std::int32_t k = 0; k < dims[2]; ++k) {
         for (std::int32_t j = 0; j < dims[1]; ++j) {
+            stopIfAsked();
             for (std::int32_t i = 0; i < dims[0]; ++i) {
                 *weight = gaussianWeight(grid, radius, i, j, k);
                 sum += *weight++;

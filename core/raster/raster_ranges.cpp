@@ -1,5 +1,7 @@
 #include "core/raster/raster_ranges.h"
 
+#include "core/values/stop.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -98,8 +100,10 @@ Interval<double> RasterRanges::overBlocks(std::size_t level, const Indices& firs
 
 void RasterRanges::build() const
 {
+    _levels.clear(); // those of a build that was stopped
     Indices below{1, 1, 1, 1};
     std::copy(_dims.begin(), _dims.end(), below.begin());
+    StopLookout lookout;
     while (*std::max_element(below.begin(), below.end()) > 1) {
         Level level;
         level.dims = blocksOf(below);
@@ -118,6 +122,7 @@ void RasterRanges::build() const
                          (at[1] >> kBlockShift)) *
                         level.dims[0];
                     for (std::int64_t i = 0; i < below[0]; ++i) {
+                        lookout.step();
                         for (std::size_t c = 0; c < _channels; ++c) {
                             const std::size_t from = static_cast<std::size_t>(line + i) * _channels + c;
                             const std::size_t to =

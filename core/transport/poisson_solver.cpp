@@ -1,6 +1,7 @@
 #include "core/transport/poisson_solver.h"
 
 #include "core/transport/cosine_transform.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 
@@ -24,6 +25,7 @@ void PoissonSolver::findReciprocals()
     const std::vector<double> y = laplacianEigenvalues(static_cast<std::int32_t>(_grid.height));
     for (std::size_t i = 0; i < columnItems() * Batch::size; ++i) {
         for (std::size_t j = 0; j < _grid.height; ++j) {
+            stopIfAsked();
             double reciprocal = 0.0;
             for (std::size_t k = 0; k < _grid.steps; ++k) {
                 const double neighbours = (k > 0 ? 1.0 : 0.0) + (k + 1 < _grid.steps ? 1.0 : 0.0);
@@ -55,6 +57,7 @@ void PoissonSolver::forRows(SpaceTimeArray& values, Share items, Scratch& scratc
 {
     const VolumeLines rows = lines(values, 0);
     for (std::size_t item = items.first; item < items.last; ++item) {
+        stopIfAsked();
         const std::size_t first = item * Batch::size;
         rows.read(first, rows.bundle(first), scratch.data());
         transform(scratch.data());
@@ -76,9 +79,11 @@ void PoissonSolver::solveColumns(SpaceTimeArray& values, Share items, Scratch& s
 {
     const VolumeLines columns = lines(values, 1);
     for (std::size_t item = items.first; item < items.last; ++item) {
+        stopIfAsked();
         const std::size_t x = item * Batch::size;
         const std::size_t lanes = std::min(Batch::size, _grid.width - x);
         for (std::size_t k = 0; k < _grid.steps; ++k) {
+            stopIfAsked();
             Batch* waves = scratch.data() + k * _grid.height;
             columns.read(k * _grid.width + x, lanes, waves);
             _alongY.forward(waves);

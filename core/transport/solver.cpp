@@ -1,6 +1,7 @@
 #include "core/transport/solver.h"
 
 #include "core/engine/worker_team.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <atomic>
@@ -140,6 +141,7 @@ void DynamicTransportSolver::takeImages(const Image& imageA, const Image& imageB
 void DynamicTransportSolver::start()
 {
     for (std::size_t k = 1; k < _grid.steps; ++k) {
+        stopIfAsked();
         const double t = static_cast<double>(k) / static_cast<double>(_grid.steps);
         for (std::size_t n = 0; n < _grid.planeCells(); ++n) {
             const double rho = (1.0 - t) * plane(kFirstImage)[n] + t * plane(kLastImage)[n];
@@ -148,6 +150,7 @@ void DynamicTransportSolver::start()
         }
     }
     for (std::size_t k = 0; k < _grid.steps; ++k) {
+        stopIfAsked();
         for (std::size_t n = 0; n < _grid.planeCells(); ++n) {
             const double before = k > 0 ? _solution.density.plane(k - 1)[n] : 0.0;
             _dual.density.plane(k)[n] = 0.5 * (before + _solution.density.plane(k)[n]);
@@ -163,6 +166,7 @@ void DynamicTransportSolver::forEachStrip(std::size_t worker, std::size_t worker
     const std::size_t perPlane = stripsPerPlane();
     const Share share = Share::of(perPlane * _grid.steps, worker, workers);
     for (std::size_t item = share.first; item < share.last; ++item) {
+        stopIfAsked();
         const std::size_t first = item % perPlane * kStrip;
         work(Strip{item / perPlane, first, std::min(first + kStrip, _grid.plane)});
     }
@@ -328,6 +332,7 @@ Raster<1, 3, double> DynamicTransportSolver::density() const
     Raster<1, 3, double> stack(_grid.width, _grid.height, _grid.steps);
     double* out = stack.data.data();
     for (std::size_t k = 0; k < _grid.steps; ++k) {
+        stopIfAsked();
         const double* before = facesInTime(k).value;
         const double* behind = facesInTime(k + 1).value;
         for (std::size_t n = 0; n < _grid.planeCells(); ++n) {

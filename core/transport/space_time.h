@@ -40,7 +40,7 @@ public:
         const std::size_t margin = row + Batch::size;
         const std::size_t count = planes * _plane + 2 * margin + kAlignment / sizeof(double);
         reserveOnLargePages(_values, count);
-        _values.resize(count);
+        resizeInPieces(_values, count);
         const auto address = reinterpret_cast<std::uintptr_t>(_values.data() + margin);
         _first = margin + (kAlignment - address % kAlignment) % kAlignment / sizeof(double);
     }

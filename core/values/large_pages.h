@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/stop.h"
+
 #include <cstddef>
 #include <memory>
 #include <type_traits>
@@ -20,6 +22,22 @@ void reserveOnLargePages(std::vector<T>& values, std::size_t count)
 {
     values.reserve(count);
     wishLargePages(values.data() + values.size(), (values.capacity() - values.size()) * sizeof(T));
+}
+
+/// Resizes as `values.resize(count)` does, and looks for a request to stop meanwhile: clearing a gigabyte
+/// takes a good part of a second. Elements that were there stay.
+template <class T>
+void resizeInPieces(std::vector<T>& values, std::size_t count)
+{
+    constexpr std::size_t kPiece = (std::size_t{1} << 24) / sizeof(T);
+    if (count > values.size() + kPiece) {
+        values.reserve(count);
+    }
+    while (count > values.size() + kPiece) {
+        values.resize(values.size() + kPiece);
+        stopIfAsked();
+    }
+    values.resize(count);
 }
 
 /// The allocator of a `LargeArray`.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/large_pages.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -36,7 +38,7 @@ struct Raster {
             strides[d] = static_cast<std::int32_t>(pixels);
             pixels *= extents[d] > 0 ? static_cast<std::size_t>(extents[d]) : 0u;
         }
-        data.resize(pixels * C);
+        resizeInPieces(data, pixels * C);
     }
 
     std::size_t pixelCount() const { return data.size() / C; }

@@ -1,5 +1,7 @@
 #include "core/engine/progress.h"
 #include "core/engine/rasterize.h"
+#include "core/values/fault.h"
+#include "core/values/stop.h"
 #include "testing/host_field.h"
 #include "testing/random_chain.h"
 
@@ -283,6 +285,62 @@ TEST(Interrupt, AnExceptionOfTheMonitorStopsTheWork)
         const Region<3, 3, double, 1> box({0, 0, 0}, {1, 1, 1}, 20, 20, 20);
         EXPECT_THROW(rasterizeField(slowField(true), box, raster, &monitor, threads), std::runtime_error);
         EXPECT_LT(Clock::now() - start, std::chrono::seconds(2));
+    }
+}
+
+/// A block that ends only when its work is stopped.
+class EndlessKernel final : public Kernel {
+public:
+    void sample(EvaluationContext&) const override { work(); }
+    void block(BlockRun&) const override { work(); }
+    KernelReads reads() const override { return {0, false}; }
+
+private:
+    static void work()
+    {
+        for (;;) {
+            stopIfAsked();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+};
+
+TEST(Interrupt, OfTheMonitorReachesIntoABlock)
+{
+    const IField field = literal::node(1, Evaluator(std::make_shared<EndlessKernel>()), {});
+    for (const std::size_t threads : {2u, 4u}) {
+        Raster<1, 3, double> raster;
+        Impatient monitor;
+        EXPECT_FALSE(rasterizeField(field, kLargeBox, raster, &monitor, threads));
+        EXPECT_TRUE(monitor.isInterruptAcknowledged());
+    }
+}
+
+TEST(Interrupt, OfASignStopsTheTeamsOfItsThreadAlone)
+{
+    const IField field = literal::node(1, Evaluator(std::make_shared<EndlessKernel>()), {});
+    for (const std::size_t threads : {1u, 3u}) {
+        StopSign sign;
+        StopSign other;
+        std::atomic<bool> isOtherStopped{false};
+        const auto sample = [&](const StopSign& stop) {
+            const StopScope scope(stop);
+            Raster<1, 3, double> raster;
+            return attempt("sampling", [&] { rasterizeField(field, kLargeBox, raster, nullptr, threads); });
+        };
+        std::jthread second([&] {
+            EXPECT_FALSE(sample(other));
+            isOtherStopped = true;
+        });
+        std::jthread user([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            sign.raise();
+        });
+        const Result<void> first = sample(sign);
+        ASSERT_FALSE(first);
+        EXPECT_EQ(first.error().kind, FaultKind::Interrupted);
+        EXPECT_FALSE(isOtherStopped);
+        other.raise();
     }
 }
 

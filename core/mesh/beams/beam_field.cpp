@@ -1,5 +1,7 @@
 #include "core/mesh/beams/beam_field.h"
 
+#include "core/values/stop.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -11,7 +13,9 @@ namespace {
 double largestNumber(std::span<const Capsule<double>> beams)
 {
     double largest = 0;
+    StopLookout lookout;
     for (const Capsule<double>& beam : beams) {
+        lookout.step();
         const double numbers[] = {beam.start[0], beam.start[1], beam.start[2], beam.length, beam.radius};
         for (const double number : numbers) {
             largest = std::isfinite(number) ? std::max(largest, std::abs(number))
@@ -59,6 +63,7 @@ void BeamField::distances(const double* const (&coordinates)[3], std::size_t cou
     // Neighbours have the same beams near them.
     std::size_t hint = 0;
     for (std::size_t i = 0; i < count; ++i) {
+        stopIfAsked();
         out[i] = _tree.distance({coordinates[0][i], coordinates[1][i], coordinates[2][i]}, hint);
     }
     fillLastBatch(out, count);

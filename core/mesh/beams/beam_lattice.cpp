@@ -1,6 +1,7 @@
 #include "core/mesh/beams/beam_lattice.h"
 
 #include "core/mesh/beams/beam_field.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <cmath>
@@ -88,15 +89,21 @@ bool BeamCacheData::makeEdgeTable()
     using Edge = std::pair<std::int32_t, std::int32_t>;
     std::vector<Edge> pairs;
     pairs.reserve(triangles.size());
+    StopLookout lookout;
     for (std::size_t t = 0; t + 2 < triangles.size(); t += 3) {
+        lookout.step();
         for (std::size_t k = 0; k < 3; ++k) {
             pairs.push_back(std::minmax(triangles[t + k], triangles[t + (k + 1) % 3]));
         }
     }
-    std::sort(pairs.begin(), pairs.end());
+    std::sort(pairs.begin(), pairs.end(), [&lookout](const Edge& a, const Edge& b) {
+        lookout.step();
+        return a < b;
+    });
     pairs.erase(std::unique(pairs.begin(), pairs.end()), pairs.end());
     edges.reserve(2 * pairs.size());
     for (const Edge& edge : pairs) {
+        lookout.step();
         edges.insert(edges.end(), {edge.first, edge.second});
     }
     radius = 0.001;
@@ -131,7 +138,9 @@ void BeamCacheData::makeField(const LatticeGrid* grid)
 {
     std::vector<Capsule<double>> beams;
     beams.reserve(edges.size() / 2);
+    StopLookout lookout;
     for (std::int32_t i = 0; i < beamCount(); ++i) {
+        lookout.step();
         beams.push_back(beam(i));
     }
     field = std::make_shared<BeamField>(beams, grid);

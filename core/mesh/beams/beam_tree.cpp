@@ -1,6 +1,7 @@
 #include "core/mesh/beams/beam_tree.h"
 
 #include "core/values/batch.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <cmath>
@@ -40,7 +41,9 @@ BeamTree::BeamTree(std::span<const Capsule<double>> beams, double radius) : _rad
 {
     std::vector<Beam> usable;
     usable.reserve(beams.size());
+    StopLookout lookout;
     for (const Capsule<double>& beam : beams) {
+        lookout.step();
         if (hasDistances(beam)) {
             // A length beyond all doubles leaves no direction: such a beam is a ball around its start.
             usable.push_back(
@@ -65,10 +68,12 @@ void BeamTree::bringNeighboursTogether(std::span<Beam> beams)
     }
     std::size_t longest = 0;
     double longestSide = -1.0;
+    StopLookout lookout;
     for (std::size_t axis = 0; axis < 3; ++axis) {
         double low = kInfinity;
         double high = -kInfinity;
         for (const Beam& beam : beams) {
+            lookout.step();
             const double middle = beam.capsule.start[axis] + beam.end[axis];
             low = std::min(low, middle);
             high = std::max(high, middle);
@@ -81,7 +86,8 @@ void BeamTree::bringNeighboursTogether(std::span<Beam> beams)
     const std::size_t blockCount = (beams.size() + block - 1) / block;
     const std::size_t half = (blockCount + 1) / 2 * block;
     std::nth_element(beams.begin(), beams.begin() + static_cast<std::ptrdiff_t>(half), beams.end(),
-                     [longest](const Beam& a, const Beam& b) {
+                     [longest, &lookout](const Beam& a, const Beam& b) {
+                         lookout.step();
                          return a.capsule.start[longest] + a.end[longest] <
                                 b.capsule.start[longest] + b.end[longest];
                      });
@@ -94,7 +100,9 @@ void BeamTree::addGroups(std::span<const Beam> beams)
 {
     _groups.resize((beams.size() + kWidth - 1) / kWidth);
     std::vector<Boxes> boxes((_groups.size() + kWidth - 1) / kWidth);
+    StopLookout lookout;
     for (std::size_t i = 0; i < kWidth * _groups.size(); ++i) {
+        lookout.step();
         // The last group is filled up with its last beam.
         const auto& [capsule, end] = beams[std::min(i, beams.size() - 1)];
         Group& group = _groups[i / kWidth];
@@ -121,7 +129,9 @@ void BeamTree::addLevels()
     while (_levels.back().size() > 1) {
         const std::vector<Boxes>& below = _levels.back();
         std::vector<Boxes> boxes((below.size() + kWidth - 1) / kWidth);
+        StopLookout lookout;
         for (std::size_t i = 0; i < below.size(); ++i) {
+            lookout.step();
             Box<double> around;
             for (int lane = 0; lane < kLanes; ++lane) {
                 around.include(below[i].box(lane));

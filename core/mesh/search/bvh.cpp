@@ -1,5 +1,7 @@
 #include "core/mesh/search/bvh.h"
 
+#include "core/values/stop.h"
+
 #include <algorithm>
 #include <bit>
 #include <chrono>
@@ -63,13 +65,17 @@ template <class T, int N, int D>
 void BVH<T, N, D>::computeBounds()
 {
     if (boundsCallback) {
-        for (std::int32_t p = 0; p < primitiveCount; ++p) {
-            bounds.include(boxOf(p));
-        }
+        inPieces(std::int32_t{0}, primitiveCount, [this](std::int32_t first, std::int32_t end) {
+            for (std::int32_t p = first; p < end; ++p) {
+                bounds.include(boxOf(p));
+            }
+        });
     } else {
-        for (std::int32_t v = 0; v < vertexCount; ++v) {
-            bounds.include(pointAt(vertices + std::ptrdiff_t{D} * v));
-        }
+        inPieces(std::int32_t{0}, vertexCount, [this](std::int32_t first, std::int32_t end) {
+            for (std::int32_t v = first; v < end; ++v) {
+                bounds.include(pointAt(vertices + std::ptrdiff_t{D} * v));
+            }
+        });
     }
 }
 
@@ -93,9 +99,11 @@ void BVH<T, N, D>::computeCodes()
 {
     codes.resize(static_cast<std::size_t>(primitiveCount));
     parallelLoop({0, primitiveCount}, buildThreads(primitiveCount), [this](IndexRange range) {
-        for (std::int32_t p = range.first; p < range.end; ++p) {
-            codes[static_cast<std::size_t>(p)] = {p, codeOf(p)};
-        }
+        inPieces(range.first, range.end, [this](std::int32_t first, std::int32_t end) {
+            for (std::int32_t p = first; p < end; ++p) {
+                codes[static_cast<std::size_t>(p)] = {p, codeOf(p)};
+            }
+        });
     });
     sortByCode(codes);
 }
@@ -144,7 +152,9 @@ std::vector<typename BVH<T, N, D>::Subtree> BVH<T, N, D>::linkLeaves(IndexRange 
         _order[static_cast<std::size_t>(k)] = codes[static_cast<std::size_t>(k)].primitive;
     }
     int sharedBefore = commonPrefix(positions.first - 1);
+    StopLookout lookout;
     for (std::int32_t k = positions.first; k < positions.end; ++k) {
+        lookout.step();
         const auto position = static_cast<std::size_t>(k);
         prefetch(k, positions.end);
         const std::int32_t index = primitiveCount - 1 + k;

@@ -1,6 +1,7 @@
 #include "core/mesh/search/distance_error.h"
 
 #include "core/mesh/search/closest_point.h"
+#include "core/values/stop.h"
 #include "core/values/vector3.h"
 
 #include <algorithm>
@@ -50,7 +51,9 @@ double distanceError(const Tree& tree)
         return std::numeric_limits<double>::infinity();
     }
     double error = 0;
+    StopLookout lookout;
     for (std::int32_t t = 0; t < tree.primitiveCount; ++t) {
+        lookout.step();
         error = std::max(error, errorOf(tree, t, reach));
     }
     return error + 64 * kEpsilon * (largest + reach);

@@ -1,6 +1,7 @@
 #include "core/mesh/search/morton_code.h"
 
 #include "core/engine/parallel_loop.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -18,11 +19,6 @@ constexpr std::size_t kDigits = std::size_t{1} << kDigitBits;
 constexpr int kLowestBit = 30;
 constexpr int kHighestBit = 63;
 
-bool isBefore(const MortonCode& a, const MortonCode& b)
-{
-    return a.code != b.code ? a.code < b.code : a.primitive < b.primitive;
-}
-
 std::size_t digitOf(const MortonCode& code, int lowestBit) { return code.code >> lowestBit & (kDigits - 1); }
 
 /// Moves the codes to `sorted` in the order of one digit, equal digits in the order they have.
@@ -36,10 +32,13 @@ void sortByDigit(const LargeArray<MortonCode>& codes, LargeArray<MortonCode>& so
         parallelLoop({0, threads}, threads, [&](IndexRange chunks) {
             for (std::int32_t k = chunks.first; k < chunks.end; ++k) {
                 const IndexRange chunk = chunkOf({0, count}, threads, k);
-                for (std::int32_t i = chunk.first; i < chunk.end; ++i) {
-                    const MortonCode& code = codes[static_cast<std::size_t>(i)];
-                    work(code, places[static_cast<std::size_t>(k)][digitOf(code, lowestBit)]);
-                }
+                std::vector<std::size_t>& placesOfChunk = places[static_cast<std::size_t>(k)];
+                inPieces(chunk.first, chunk.end, [&](std::int32_t first, std::int32_t end) {
+                    for (std::int32_t i = first; i < end; ++i) {
+                        const MortonCode& code = codes[static_cast<std::size_t>(i)];
+                        work(code, placesOfChunk[digitOf(code, lowestBit)]);
+                    }
+                });
             }
         });
     };
@@ -62,7 +61,13 @@ void sortByCode(LargeArray<MortonCode>& codes)
         sortByDigit(codes, sorted, bit);
         codes.swap(sorted);
     }
+    StopLookout lookout;
+    const auto isBefore = [&lookout](const MortonCode& a, const MortonCode& b) {
+        lookout.step();
+        return a.code != b.code ? a.code < b.code : a.primitive < b.primitive;
+    };
     for (auto first = codes.begin(); first != codes.end();) {
+        lookout.step();
         const std::uint64_t upperBits = first->code >> kLowestBit;
         const auto end = std::find_if(first + 1, codes.end(), [upperBits](const MortonCode& code) {
             return code.code >> kLowestBit != upperBits;

@@ -1,5 +1,7 @@
 #include "core/mesh/search/triangle_blocks.h"
 
+#include "core/values/stop.h"
+
 #include <algorithm>
 
 namespace zrk {
@@ -104,7 +106,9 @@ TriangleBlocks::TriangleBlocks(const Hierarchy& hierarchy, const LocalFrame& loc
     const std::int32_t parts = taskCount(leafCount, threads);
     parallelTasks(parts, threads, [&](std::int32_t part) {
         const IndexRange range = chunkOf({0, leafCount}, parts, part);
+        StopLookout lookout;
         for (std::int32_t k = range.first; k < range.end; ++k) {
+            lookout.step();
             const auto leaf = static_cast<std::size_t>(k);
             const LeafTriangles triangles(hierarchy, frame, tree.leaves()[leaf]);
             triangles.store(blocks[leaf]);

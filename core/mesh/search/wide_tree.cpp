@@ -1,5 +1,7 @@
 #include "core/mesh/search/wide_tree.h"
 
+#include "core/values/stop.h"
+
 #include <utility>
 
 namespace zrk {
@@ -133,6 +135,7 @@ private:
             LeafRow row; // grows away from the other threads' rows
             const IndexRange part = chunkOf({0, runs}, parts, k);
             for (std::int32_t run = part.first; run < part.end; ++run) {
+                stopIfAsked();
                 const IndexRange range{run * kRun, std::min(count, (run + 1) * kRun)};
                 boxes(range, ofRun);
                 cutIntoLeaves({ofRun, static_cast<std::size_t>(range.count())}, range.first, leafCost, row);
@@ -264,6 +267,7 @@ private:
     /// the first half, `second` the other one. A part of few nodes is split between full nodes only.
     void halve(Part& part, Part& second)
     {
+        stopIfAsked();
         const IndexRange leaves = part.leaves;
         Box<float> box;
         for (std::int32_t k = leaves.end - 1; k > leaves.first; --k) {

@@ -2,6 +2,7 @@
 
 #include "core/engine/parallel_loop.h"
 #include "core/values/box_tree.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -98,6 +99,7 @@ Summary WideTree::summaryOf(std::size_t index, const OfLeaf& ofLeaf, const OfNod
     const std::int32_t firstBelow =
         _subtrees.empty() ? std::numeric_limits<std::int32_t>::max() : _subtrees.front();
     const bool isAbove = static_cast<std::int32_t>(index) < firstBelow;
+    stopIfAsked();
     const Node& node = _nodes[index];
     const int count = node.childCount();
     Summary children[kLanes];

@@ -1,6 +1,7 @@
 #include "core/mesh/winding/winding_moments.h"
 
 #include "core/values/batch.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <array>
@@ -207,6 +208,7 @@ private:
     void sum(const Subtree& subtree, TriangleRun& run, GroupSum& whole) const
     {
         if (subtree.positions.count() <= TriangleRun::kMaxCount) {
+            stopIfAsked();
             run.load(_tree, subtree.positions);
             sumInRun(subtree, run, whole);
         } else {
@@ -248,7 +250,9 @@ private:
     {
         double largest = 0.0;
         std::int32_t farthest = -1;
+        StopLookout lookout;
         for (std::int32_t v = 0; v < _tree.vertexCount; ++v) {
+            lookout.step();
             const Point d = pointAt(_tree.vertices + std::ptrdiff_t{3} * v) - center;
             const double square = dot(d, d);
             if (square > largest) {
@@ -339,9 +343,11 @@ void MeshMoments::numberGroups(const Tree& tree, LargeArray<std::int32_t>& split
             for (std::int32_t k = chunks.first; k < chunks.end; ++k) {
                 std::int32_t count = counts[static_cast<std::size_t>(k)];
                 const IndexRange chunk = chunkOf({0, innerCount}, threads, k);
-                for (std::int32_t i = chunk.first; i < chunk.end; ++i) {
-                    work(static_cast<std::size_t>(i), count);
-                }
+                inPieces(chunk.first, chunk.end, [&](std::int32_t first, std::int32_t end) {
+                    for (std::int32_t i = first; i < end; ++i) {
+                        work(static_cast<std::size_t>(i), count);
+                    }
+                });
                 counts[static_cast<std::size_t>(k)] = count;
             }
         });
