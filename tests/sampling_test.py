@@ -74,7 +74,7 @@ class Volumes(ZrkTest):
             ("0,0,0,4,3.5,1.25", 4, (2, 4, 4)),
             ("0,0,0,1,1,100", 10, (10, 2, 2)),
             ("0,0,0,1,1,1", 1, (2, 2, 2)),
-            ("0,0,-1,1,1,1", 5, (5, 3, 3)),  # 2.5 away from zero
+            ("1,1,1,0,0,-1", 5, (5, 3, 3)),  # corners in any order; 2.5 away from zero
         ]
         for bounds, resolution, shape in cases:
             with self.subTest(bounds=bounds, resolution=resolution):

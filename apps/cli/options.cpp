@@ -17,17 +17,16 @@ namespace zrkcli {
 namespace {
 
 /// Refuses a box that a grid can't be laid over: flat, or so large that lengths can't be told.
-void checkExtents(const std::string& place, const double (&low)[3], const double (&high)[3],
+void checkExtents(const std::string& place, const zrk::Tensor<3, double>& a, const zrk::Tensor<3, double>& b,
                   const char* remedy)
 {
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        const double extent = high[axis] - low[axis];
-        if (!(extent > 0) || !std::isnormal(extent) || !std::isfinite(1 / extent)) {
-            const char* what = extent > 0 ? "an extent beyond all numbers" : "no extent";
+        const double extent = std::abs(b[axis] - a[axis]);
+        if (!std::isnormal(extent) || !std::isfinite(1 / extent)) {
+            const char* what = extent > 1 ? "an extent beyond all numbers" : "no extent";
             throw zrk::FaultError(
-                {place,
-                 fmt::format("{} along {} (from {:g} to {:g})", what, "xyz"[axis], low[axis], high[axis]),
-                 "a lower corner and a higher one, so far apart that a grid has room", remedy});
+                {place, fmt::format("{} along {} (from {:g} to {:g})", what, "xyz"[axis], a[axis], b[axis]),
+                 "two opposite corners, so far apart that a grid has room", remedy});
         }
     }
 }
@@ -39,13 +38,12 @@ zrk::BBox<double> boundsToSample(const std::optional<std::string>& text,
 {
     if (!text) {
         const zrk::BBox<double> box = document.samplingBounds();
-        checkExtents(document.name() + ", \"context\", \"modelBounds\"", {box.min[0], box.min[1], box.min[2]},
-                     {box.max[0], box.max[1], box.max[2]},
+        checkExtents(document.name() + ", \"context\", \"modelBounds\"", box.min, box.max,
                      "write \"modelBounds\": [[x0, y0, z0], [x1, y1, z1]], or give --bounds where a command "
                      "takes it");
         return box;
     }
-    constexpr const char* kRemedy = "write the two corners as x0,y0,z0,x1,y1,z1, the lower one first";
+    constexpr const char* kRemedy = "write the two corners as x0,y0,z0,x1,y1,z1";
     const auto n = zrk::parseNumbers(*text, 6);
     if (!n) {
         throw zrk::FaultError({"--bounds", zrk::quotation(*text), "six finite numbers", kRemedy});
