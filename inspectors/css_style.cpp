@@ -42,7 +42,6 @@ QAbstractSpinBox:focus, QLineEdit:focus, QComboBox:focus { border: 2px solid {ac
     min-height: 20u; max-height: 20u; }
 QAbstractSpinBox:disabled, QLineEdit:disabled, QComboBox:disabled { background: {fieldOverridden}; color: {hint}; }
 QAbstractSpinBox QLineEdit, QAbstractSpinBox QLineEdit:focus { border: none; background: transparent; padding: 0; }
-QComboBox { padding-right: 20u; }
 QComboBox::drop-down { border: none; width: 20u; }
 QComboBox QAbstractItemView, QMenu { background: {popup}; border: 1px solid {edge};
     selection-background-color: {accentFill}; selection-color: {text}; outline: none; }

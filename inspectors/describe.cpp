@@ -32,7 +32,9 @@ ZRKJson describeTabs(const TabHelper& tabs)
     ZRKJson container{{"layout", "tabs"}, {"children", ZRKJson::array()}};
     for (int i = 0; i < tabs.count(); ++i) {
         ZRKJson page{{"title", tabs.tabText(i).toStdString()}};
-        page.update(describeView(tabs.page(i)));
+        const ZRKJson content = describeView(tabs.page(i));
+        page.update(content.is_null() ? ZRKJson{{"layout", "vertical"}, {"children", ZRKJson::array()}}
+                                      : content);
         container["children"].push_back(std::move(page));
     }
     return container;

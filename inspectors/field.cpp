@@ -8,7 +8,10 @@
 #include <QBoxLayout>
 #include <QLabel>
 #include <QPushButton>
+#include <QResizeEvent>
 #include <QVariant>
+
+#include <algorithm>
 
 namespace zrkui {
 
@@ -117,6 +120,23 @@ void UIField::say(const std::string& message)
     _message->setText(QString::fromStdString(message));
     _message->setVisible(!message.empty());
     _control->setAccessibleDescription(_message->text());
+}
+
+QSize UIField::sizeHint() const
+{
+    QSize size = QWidget::sizeHint();
+    if (!message().empty()) { // it has as many lines as the width asks for
+        size.setHeight(std::max(size.height(), heightForWidth(width())));
+    }
+    return size;
+}
+
+void UIField::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    if (!message().empty() && event->oldSize().width() != width()) {
+        updateGeometry();
+    }
 }
 
 std::string UIField::message() const { return _message ? _message->text().toStdString() : std::string(); }

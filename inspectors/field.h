@@ -28,10 +28,15 @@ public:
     void say(const std::string& message);
     std::string message() const;
 
+    QSize sizeHint() const override;
+
     /// Says it at the field that holds the control; does nothing for a control outside of one.
     static void say(QWidget* control, const std::string& message);
     /// The field that holds a control; null for none.
     static UIField* of(const QWidget* control);
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     QWidget* _control;

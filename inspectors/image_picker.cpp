@@ -14,7 +14,8 @@ namespace zrkui {
 namespace {
 
 constexpr int kIcon = 32;
-constexpr int kSide = 96; ///< pixels at scale 1
+constexpr int kSide = 96;  ///< pixels at scale 1
+constexpr int kLeast = 80; ///< height, likewise
 
 const FileRequest& pictureRequest()
 {
@@ -29,8 +30,10 @@ ZRKImagePicker::ZRKImagePicker(const Image& image, int flags, QWidget* parent)
 {
     setAutoDefault(false);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-    // The sheet's height is that of a line of text.
-    setStyleSheet(QString("QPushButton { max-height: %1px; }").arg(scaled(*this, kSide)));
+    // The sheet's height is that of a line of text, and it wins over what is asked of the widget.
+    setStyleSheet(QString("QPushButton { min-height: %1px; max-height: %2px; }")
+                      .arg(scaled(*this, kLeast) - 2)
+                      .arg(scaled(*this, kSide)));
     setMenu(new QMenu(this));
     connect(menu(), &QMenu::aboutToShow, this, [this] { fillMenu(); });
     display(image);
@@ -128,10 +131,7 @@ void ZRKImagePicker::paintEvent(QPaintEvent*)
     const QImage shown =
         _thumbnail.scaled(inside.size() * ratio, Qt::KeepAspectRatio, Qt::SmoothTransformation);
     const QSizeF size = QSizeF(shown.size()) / ratio;
-    painter.drawImage(QRectF(inside.left() + (inside.width() - size.width()) / 2,
-                             inside.top() + (inside.height() - size.height()) / 2, size.width(),
-                             size.height()),
-                      shown);
+    painter.drawImage(centredIn(inside, size, ratio), shown);
 }
 
 } // namespace zrkui

@@ -32,6 +32,14 @@ QImage toImage(const zrk::Raster<1, 2, std::uint8_t>& grey)
         .copy();
 }
 
+QRectF centredIn(const QRectF& room, const QSizeF& size, double ratio)
+{
+    const auto onPixel = [ratio](double place) { return std::floor(place * ratio) / ratio; };
+    return {QPointF(onPixel(room.center().x() - size.width() / 2),
+                    onPixel(room.center().y() - size.height() / 2)),
+            size};
+}
+
 namespace {
 
 /// One pixel of a channel, from 0 to 255.
@@ -169,7 +177,7 @@ QImage drawn(const Drawing& drawing, int size)
     const auto place = [&](const Vector3& p) {
         return (flat(p) - bounds.center()) * scale + QPointF(size / 2.0, size / 2.0);
     };
-    painter.setPen(QPen(ZRKCSSStyle::current().color(ZRKCSSStyle::Role::curve), std::max(1.0, size / 64.0)));
+    painter.setPen(QPen(ZRKCSSStyle::current().color(ZRKCSSStyle::Role::curve), std::max(1.0, size / 32.0)));
     for (const auto& line : drawing.lines) {
         QPainterPath path;
         bool isPen = false;
@@ -181,6 +189,7 @@ QImage drawn(const Drawing& drawing, int size)
         }
         painter.drawPath(path);
     }
+    painter.setPen(Qt::NoPen);
     painter.setBrush(ZRKCSSStyle::current().color(ZRKCSSStyle::Role::curve));
     for (const Vector3& p : drawing.dots) {
         if (isFinite(p)) {

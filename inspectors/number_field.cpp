@@ -66,9 +66,11 @@ void NumberField::display(double value)
     setValue(std::isnan(value) ? 0.0 : std::clamp(value, minimum(), maximum()));
     _inner = this->value();
     _typed.reset();
-    lineEdit()->setText(textFromValue(_inner));
+    showText();
     update();
 }
+
+void NumberField::showText() { lineEdit()->setText(textFromValue(_inner)); }
 
 void NumberField::enter(double value)
 {
@@ -98,7 +100,7 @@ void NumberField::takeTyped()
     const QString text = *_typed;
     _typed.reset();
     const std::optional<double> number = numberFromText(text);
-    if (text == textFromValue(_inner)) {
+    if (isUnchanged(text)) {
         display(_exact);
     } else if (!number || (_kind == Kind::whole && *number != std::trunc(*number))) {
         display(_exact);
@@ -131,6 +133,7 @@ void NumberField::setMark(const QString& text)
     _mark->setText(text);
     _mark->adjustSize();
     lineEdit()->setTextMargins(_mark->width() + 2, 0, 0, 0);
+    showText();
     updateGeometry();
 }
 
@@ -173,12 +176,41 @@ void NumberField::describe(zrkmodel::ZRKJson& out) const
 QString NumberField::textFromValue(double value) const
 {
     const double shown = value == _inner ? _exact : value;
-    return textOfNumber(_kind == Kind::whole && std::isfinite(shown) ? std::trunc(shown) : shown, decimals());
+    return hasFocus() ? fullText(shown) : fittingText(shown);
+}
+
+QString NumberField::fullText(double value) const
+{
+    return textOfNumber(_kind == Kind::whole && std::isfinite(value) ? std::trunc(value) : value, decimals());
+}
+
+/// With as many digits as there is room for: one reads a wrong number from a text that is cut.
+QString NumberField::fittingText(double value) const
+{
+    const QMargins margins = lineEdit()->textMargins();
+    const int room = lineEdit()->width() - margins.left() - margins.right() - 4; // the line's own margins
+    const auto fits = [&](const QString& text) { return fontMetrics().horizontalAdvance(text) <= room; };
+    QString text = fullText(value);
+    if (_kind == Kind::real) {
+        for (int digits = decimals() - 1; digits >= 0 && !fits(text); --digits) {
+            text = textOfNumber(value, digits);
+        }
+    }
+    for (int digits = 3; digits > 0 && !fits(text) && std::isfinite(value); --digits) {
+        text = shortTextOfNumber(value, digits);
+    }
+    return text;
+}
+
+/// Whether a text is one that the field shows its number as.
+bool NumberField::isUnchanged(const QString& text) const
+{
+    return text == fullText(_exact) || text == fittingText(_exact);
 }
 
 double NumberField::valueFromText(const QString& text) const
 {
-    return text == textFromValue(_inner) ? _inner : numberFromText(text).value_or(_inner);
+    return isUnchanged(text) ? _inner : numberFromText(text).value_or(_inner);
 }
 
 QValidator::State NumberField::validate(QString&, int&) const
@@ -247,8 +279,12 @@ void NumberField::resizeEvent(QResizeEvent* event)
 {
     QDoubleSpinBox::resizeEvent(event);
     if (_mark) {
-        _mark->move(scaled(*this, 7), (height() - _mark->height()) / 2);
+        // On the line's own baseline, which lies lower where the room is odd.
+        _mark->move(scaled(*this, 7), (height() - _mark->height() + 1) / 2);
         _mark->raise();
+    }
+    if (!_typed) {
+        showText();
     }
 }
 
@@ -287,7 +323,16 @@ void NumberField::keyPressEvent(QKeyEvent* event)
 void NumberField::focusInEvent(QFocusEvent* event)
 {
     _clickedInto = event->reason() == Qt::MouseFocusReason;
+    showText(); // in full
     QDoubleSpinBox::focusInEvent(event);
+}
+
+void NumberField::focusOutEvent(QFocusEvent* event)
+{
+    QDoubleSpinBox::focusOutEvent(event);
+    if (!_typed) {
+        showText();
+    }
 }
 
 bool NumberField::eventFilter(QObject* watched, QEvent* event)

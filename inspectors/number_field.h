@@ -15,6 +15,7 @@ namespace zrkui {
 
 /// A field for one number. It keeps the exact number that it was given, however it shows it, and shows
 /// numbers beyond its range, NaN and infinities as they are; only what the user enters is cut to the range.
+/// Where room is short it shows fewer digits until it has the focus, never a part of the text.
 ///
 /// Numbers are typed, as expressions too, stepped by arrow keys and wheel (Shift finer, Ctrl coarser), and
 /// dragged. Text that isn't a number is told beside the field, and the former number stays.
@@ -51,6 +52,7 @@ protected:
     void wheelEvent(QWheelEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
@@ -74,6 +76,10 @@ private:
 
     void enter(double value);
     double withinLimits(double value) const;
+    QString fullText(double value) const;
+    QString fittingText(double value) const;
+    bool isUnchanged(const QString& text) const;
+    void showText();
     void takeTyped();
     double step() const;
     void dragTo(int x);

@@ -145,6 +145,13 @@ std::optional<double> numberFromText(const QString& text)
     return Expression(plain).value();
 }
 
+QString shortTextOfNumber(double value, int digits)
+{
+    QString text = QString::number(std::abs(value), 'e', digits - 1);
+    text.replace("e+0", "e").replace("e+", "e").replace("e-0", "e-");
+    return value < 0 ? kMinus + text : text;
+}
+
 QString textOfNumber(double value, int decimals)
 {
     if (std::isnan(value)) {

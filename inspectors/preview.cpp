@@ -1,6 +1,7 @@
 #include "inspectors/preview.h"
 
 #include "inspectors/css_style.h"
+#include "inspectors/images.h"
 
 #include <QPainter>
 
@@ -42,9 +43,7 @@ void UIPreview::paintEvent(QPaintEvent*)
     const QImage shown =
         _picture.scaled(room, Qt::KeepAspectRatio, grows ? Qt::FastTransformation : Qt::SmoothTransformation);
     const QSizeF size = QSizeF(shown.size()) / ratio;
-    painter.drawImage(
-        QRectF((width() - size.width()) / 2, (height() - size.height()) / 2, size.width(), size.height()),
-        shown);
+    painter.drawImage(centredIn(rect(), size, ratio), shown);
 }
 
 } // namespace zrkui

@@ -50,7 +50,11 @@ int stretchOf(const ZRKPropertyView::Rect& rect, bool isHorizontal, const QWidge
     // Buttons, checks and texts are as wide as what they say.
     const bool hasOwnWidth = qobject_cast<const QAbstractButton*>(widget) != nullptr &&
                              widget->sizePolicy().horizontalPolicy() != QSizePolicy::Expanding;
-    return coord ? static_cast<int>(std::lround(coord->stretch)) : isHorizontal && !hasOwnWidth ? 1 : 0;
+    if (coord) {
+        return static_cast<int>(std::lround(coord->stretch));
+    }
+    const int wanted = widget ? widget->sizePolicy().horizontalStretch() : 0;
+    return isHorizontal && !hasOwnWidth ? std::max(1, wanted) : 0;
 }
 
 /// The field that stands at the top of an item of a row; null for none.
@@ -258,6 +262,8 @@ QPushButtonWrapper* ZRKPropertyView::addButton(const UIContent& content, const R
     auto* button = new QPushButtonWrapper(text ? *text : std::string());
     if (const auto* image = std::get_if<UIImage>(&content)) {
         button->setIcon(QPixmap::fromImage(toImage(*image)));
+    } else if (auto* const* widget = std::get_if<QWidget*>(&content)) {
+        (new QHBoxLayout(button))->addWidget(*widget);
     }
     if (callback) {
         button->connectToListener(std::move(callback));

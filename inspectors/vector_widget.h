@@ -36,7 +36,9 @@ public:
             row->addWidget(_fields[i]);
         }
         setFocusProxy(_fields[0]);
-        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        QSizePolicy policy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        policy.setHorizontalStretch(2); // beside a single number
+        setSizePolicy(policy);
         display(value);
     }
 

@@ -143,7 +143,7 @@ void expectAgreement(const F& formula, double tolerance)
     constexpr std::size_t kInputs = formula_detail::CallOf<F, double>::arity;
     constexpr int kBoxes = 2000;
     Random random(20240611);
-    for (int round = 0; round < kBoxes && !testing::Test::HasFailure(); ++round) {
+    for (int round = 0; round < kBoxes && !::testing::Test::HasFailure(); ++round) {
         Arguments<Interval<double>> box(kInputs);
         Arguments<Batch> batch(kInputs);
         Arguments<double> samples[Batch::size];

@@ -2,6 +2,7 @@
 
 #include "core/picture/color_map.h"
 #include "inspectors/css_style.h"
+#include "inspectors/images.h"
 #include "inspectors/number_field.h"
 #include "inspectors/number_text.h"
 
@@ -54,8 +55,8 @@ protected:
             return;
         }
         const QSizeF size = QSizeF(_image.size()).scaled(side(), side(), Qt::KeepAspectRatio);
-        const QRectF place((width() - size.width()) / 2, (height() - legendHeight() - size.height()) / 2,
-                           size.width(), size.height());
+        const QRectF room(0, 0, width(), height() - legendHeight());
+        const QRectF place = zrkui::centredIn(room, size, devicePixelRatioF());
         painter.drawImage(place, _image);
         painter.setPen(style.color(Role::edge));
         painter.drawRect(place.adjusted(-0.5, -0.5, 0.5, 0.5));

@@ -33,11 +33,11 @@ struct VolumeInBox {
     }
 };
 
-using Volume = std::shared_ptr<const zrk::Raster<1, 3, double>>;
+using SharedVolume = std::shared_ptr<const zrk::Raster<1, 3, double>>;
 
 /// The field at the nodes of the grid, blurred where the radius is greater than 0.
-Volume frozen(const zrk::IField& field, const zrk::GridBox<double>& grid, double blurRadius,
-              zrk::ProgressMonitor* monitor)
+SharedVolume frozen(const zrk::IField& field, const zrk::GridBox<double>& grid, double blurRadius,
+                    zrk::ProgressMonitor* monitor)
 {
     auto raster = std::make_shared<zrk::Raster<1, 3, double>>();
     zrk::rasterizeField(field, grid.region, *raster, monitor);
@@ -48,7 +48,7 @@ Volume frozen(const zrk::IField& field, const zrk::GridBox<double>& grid, double
     return raster;
 }
 
-zrk::Evaluation volumeEvaluator(const Volume& volume, const zrk::GridBox<double>& grid)
+zrk::Evaluation volumeEvaluator(const SharedVolume& volume, const zrk::GridBox<double>& grid)
 {
     return zrk::positionEvaluator(
         VolumeInBox{zrk::RasterLookup<1, 3, zrk::Border::Clamp>(volume), grid.min, grid.size});

@@ -20,6 +20,7 @@
 #include "model/registry.h"
 #include "testing/component_checks.h"
 #include "testing/generated_meshes.h"
+#include "testing/special_values.h"
 #include "testing/temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -27,7 +28,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <numeric>
 #include <random>
@@ -45,7 +45,7 @@ using namespace zrkmodel::testing;
 using Random = std::mt19937_64;
 using Range = zrk::Interval<double>;
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+using zrk::testing::kInfinity;
 
 double uniform(Random& random, double from, double to)
 {

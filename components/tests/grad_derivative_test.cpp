@@ -68,7 +68,7 @@ public:
 /// Differences of values near 1 over 4 steps of 0.001.
 constexpr double kRounding = 1e-12;
 
-struct Built {
+struct Gradients {
     std::shared_ptr<ZRKGraph> graph = ZRKGraph::create();
 
     Node gradientOf(const Node& field, bool normalize = false)
@@ -117,7 +117,7 @@ std::vector<Vector> manyPoints()
 TEST(GradDerivative, IsExactForLinearFieldsAndZeroForConstants)
 {
     const Vector p{0.25, -0.5, 0.75};
-    Built built;
+    Gradients built;
     expectNear(built.gradient([](const Vector& q) { return q[0]; }, p), {1, 0, 0});
     expectNear(built.gradient([](const Vector& q) { return 2 * q[1] + 3 * q[2]; }, p), {0, 2, 3});
     EXPECT_EQ(built.gradient([](const Vector&) { return 4.0; }, p), (Vector{0, 0, 0}));
@@ -127,7 +127,7 @@ TEST(GradDerivative, IsExactForLinearFieldsAndZeroForConstants)
 
 TEST(GradDerivative, PointsAwayFromASphere)
 {
-    Built built;
+    Gradients built;
     const Node gradient = built.gradientOf(built.linked(std::make_shared<ZRKSphereSDF>()), true);
     for (const Vector& p : {Vector{3, 0, 0}, Vector{0, -2, 0}, Vector{1, 2, -2}}) {
         const Vector radial = zrk::normalized(p);
@@ -146,7 +146,7 @@ TEST(GradDerivative, TakesItsStepFromTheModel)
     };
     const auto product = [](const Vector& q) { return q[0] * q[1] * q[2]; };
     const Vector p{1, 2, 4};
-    Built built;
+    Gradients built;
     EXPECT_NEAR(built.gradient(product, p)[2] - 2, 4 * 0.001, 1e-11);
     EXPECT_NEAR(built.gradient(product, p)[0] - 8, 1 * 0.001, 1e-11);
     EXPECT_NEAR(built.gradient(product, p)[1] - 4, 2 * 0.001, 1e-11);
@@ -156,7 +156,7 @@ TEST(GradDerivative, TakesItsStepFromTheModel)
 
 TEST(GradDerivative, TakesTheWeightOfItsInput)
 {
-    Built built;
+    Gradients built;
     const Node field =
         built.graph->addNode(std::make_shared<Source>(Tag::Scalar, std::vector<double>{2, 0.25}));
     EXPECT_EQ(sample(outputField(built.gradientOf(field)), {0, 0, 0}), (std::vector<double>{0, 0, 0, 0.25}));
@@ -174,7 +174,7 @@ TEST(GradDerivative, GivesTheSameBitsWhereverAndHoweverASampleIsComputed)
     const std::vector<Vector> points = manyPoints();
     for (const bool kernel : {true, false}) {
         SCOPED_TRACE(kernel ? "kernel" : "closure");
-        Built built;
+        Gradients built;
         const Node field = kernel ? built.linked(std::make_shared<ProductField>())
                                   : built.function([](const Vector& q) { return q[0] * q[1] * q[2]; });
         const zrk::IField gradient = outputField(built.gradientOf(field, true));
@@ -207,7 +207,7 @@ TEST(GradDerivative, GivesTheSameBitsWhereverAndHoweverASampleIsComputed)
 
 TEST(GradDerivative, UnderAnApplyNodeDifferentiatesThere)
 {
-    Built built;
+    Gradients built;
     const auto shift = std::make_shared<ZRKAffineTransform>();
     load(*shift, ZRKJson::parse(R"({"inverse": false, "translation": [1, 2, 3], "scaling": [2, 2, 2]})"));
     const Node product = built.linked(std::make_shared<ProductField>());
@@ -226,7 +226,7 @@ TEST(GradDerivative, UnderAnApplyNodeDifferentiatesThere)
 
 TEST(GradDerivative, Nests)
 {
-    Built built;
+    Gradients built;
     const Node steep = built.function([](const Vector& q) { return q[0] * q[0] + q[1]; });
     const Node slope = built.linked(std::make_shared<ZRKNormVec3>(), {built.gradientOf(steep)});
     // |(2 x, 1, 0)| = sqrt(4 x^2 + 1), which grows with 4 x / sqrt(4 x^2 + 1).
@@ -237,7 +237,7 @@ TEST(GradDerivative, Nests)
 
 TEST(GradDerivative, GoesOnAfterItsFieldThrew)
 {
-    Built built;
+    Gradients built;
     bool fails = true;
     const Node field = built.function([&fails](const Vector& q) {
         return fails && q[0] > 0.5 ? throw std::runtime_error("outside") : q[0];
@@ -255,7 +255,7 @@ TEST(GradDerivative, GoesOnAfterItsFieldThrew)
 
 TEST(GradDerivative, BoundsFollowFromTheValuesAround)
 {
-    Built built;
+    Gradients built;
     const zrk::IField gradient =
         outputField(built.gradientOf(built.linked(std::make_shared<ZRKSphereSDF>())));
     const zrk::Interval<double> narrow{0.5, 0.501};
@@ -274,7 +274,7 @@ TEST_F(GradientOfAMesh, FollowsImports)
     const std::string vertices = "v 0 0 0\nv 5 0 0\nv 5 5 0\nv 0 5 0\nv 0 5 5\n";
     put("across_z.obj", vertices + "f 1 2 3\n");
     put("across_x.obj", vertices + "f 1 4 5\n");
-    Built built;
+    Gradients built;
     const auto mesh = std::make_shared<ZRKMeshSDF>();
     const Node gradient = built.gradientOf(built.linked(mesh));
     const zrk::IField field = zrk::literal::node(

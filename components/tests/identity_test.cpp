@@ -152,7 +152,7 @@ TEST(Identity, NamesTheClassThatTheFactoryMakes)
         const auto& object = *made;
         // A mangled name holds the class name behind its length.
         EXPECT_THAT(typeid(object).name(),
-                    testing::HasSubstr(std::to_string(entry.className.size()) + entry.className));
+                    ::testing::HasSubstr(std::to_string(entry.className.size()) + entry.className));
     }
 }
 

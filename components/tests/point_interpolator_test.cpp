@@ -3,6 +3,7 @@
 #include "components/point_interpolator_serializer.h"
 #include "model/serializable.h"
 #include "testing/formula_agreement.h"
+#include "testing/special_values.h"
 
 #include <array>
 #include <vector>
@@ -10,8 +11,8 @@
 namespace zrkmodel {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+using zrk::testing::kInfinity;
+using zrk::testing::kNaN;
 
 enum Kind { linear, nearest, cubic, smooth };
 
@@ -144,7 +145,7 @@ TEST(KeyPointCurve, GivesTheBitsOfTheInterpolator)
 TEST(KeyPointCurve, AgreesInAllValueTypes)
 {
     std::mt19937_64 random(5);
-    for (int round = 0; round < 12 && !testing::Test::HasFailure(); ++round) {
+    for (int round = 0; round < 12 && !::testing::Test::HasFailure(); ++round) {
         SCOPED_TRACE(round);
         zrk::agreement::expectAgreement(zrk::KeyPointCurve(randomCurve(random)), 0);
     }

@@ -7,16 +7,16 @@ namespace zrk::picture {
 
 namespace {
 
-constexpr std::size_t kTaps = 14;
+constexpr std::size_t kNearTaps = 14;
 constexpr float kLeastCosine = 0.06F;
 constexpr double kRadii[2] = {0.027, 0.094}; ///< of the solid's diagonal
 constexpr float kStrength = 2.6F;
-constexpr float kAlikeNormals = 0.9F;
+constexpr float kLeastAlike = 0.9F;
 constexpr float kAlikePixels = 2.0F; ///< off each other's planes
 
-const DiscTaps<kTaps>& taps()
+const DiscTaps<kNearTaps>& nearTaps()
 {
-    static const DiscTaps<kTaps> all;
+    static const DiscTaps<kNearTaps> all;
     return all;
 }
 
@@ -83,7 +83,7 @@ Reach ScreenLight::compute(double x, double y, const Place& place, std::size_t t
 float ScreenLight::occlusion(double x, double y, const Place& place, std::size_t turn) const
 {
     constexpr float kOffset = 32768.5F; // rounds to the nearest by cutting off
-    const DiscTaps<kTaps>& disc = taps();
+    const DiscTaps<kNearTaps>& disc = nearTaps();
     const auto pixel = static_cast<float>(_camera.pixel);
     const auto left = static_cast<float>(_camera.across(0));
     const auto top = static_cast<float>(_camera.upwards(0));
@@ -92,7 +92,7 @@ float ScreenLight::occlusion(double x, double y, const Place& place, std::size_t
     for (const float radius : _radii) {
         const auto pixels = static_cast<float>(radius / _camera.pixelAt(place.seen[2]));
         const float inverseSquare = 1 / (radius * radius);
-        for (std::size_t i = 0; i < kTaps; ++i) {
+        for (std::size_t i = 0; i < kNearTaps; ++i) {
             const auto px =
                 static_cast<std::int32_t>(static_cast<float>(x) + pixels * disc.x[turn][i] + kOffset) - 32768;
             const auto py =
@@ -113,7 +113,7 @@ float ScreenLight::occlusion(double x, double y, const Place& place, std::size_t
             }
         }
     }
-    const float a = kStrength * sum / kTaps;
+    const float a = kStrength * sum / kNearTaps;
     return 1 / (1 + 1.6F * a + 1.1F * a * a);
 }
 
@@ -132,7 +132,7 @@ void ScreenLight::computeRow(std::int32_t row)
 bool ScreenLight::isAlike(const Place& a, const Place& b) const
 {
     const float off = std::abs(dot(a.seen - b.seen, a.normal));
-    return a.kind == b.kind && dot(a.normal, b.normal) > kAlikeNormals &&
+    return a.kind == b.kind && dot(a.normal, b.normal) > kLeastAlike &&
            off < kAlikePixels * static_cast<float>(_camera.pixelAt(a.seen[2]));
 }
 

@@ -17,15 +17,6 @@ constexpr double kRootTolerance = 1e-3; ///< of the difference along the edge
 constexpr double kGradientStep = 1e-4;  ///< of a cell
 constexpr int kMoveRounds = 3;
 
-Point clamped(const Point& p, const Point& lower, const Point& upper)
-{
-    Point q;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        q[axis] = std::min(std::max(p[axis], lower[axis]), upper[axis]);
-    }
-    return q;
-}
-
 Point meanOf(std::span<const TangentPlane> planes)
 {
     Point mass{};

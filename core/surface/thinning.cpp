@@ -17,7 +17,7 @@ constexpr std::int32_t kBlockCells = 64;
 /// A block of a later round with more triangles is left out, to bound the memory.
 constexpr std::size_t kMostTriangles = 1u << 18;
 constexpr double kShortEdge = 0.1; ///< of a cell
-constexpr double kMargin = 1;      ///< cells
+constexpr double kBlockMargin = 1; ///< cells
 
 /// The blocks of one round.
 class Blocks {
@@ -123,7 +123,7 @@ void thinMesh(SurfaceMesh& mesh, const SurfaceGrid& grid, double flatness, std::
     ThinnedMesh thinned{mesh, std::vector<float>(mesh.triangles.size(), 0.0f),
                         std::vector<std::uint8_t>(mesh.vertices.size(), 1)};
     const double cell = std::min({grid.spacing[0], grid.spacing[1], grid.spacing[2]});
-    const ThinningLimits limits{flatness, kShortEdge * cell, kMargin * cell};
+    const ThinningLimits limits{flatness, kShortEdge * cell, kBlockMargin * cell};
     const std::int32_t most = std::max({grid.cellCount(0), grid.cellCount(1), grid.cellCount(2)});
     std::atomic<bool> stopped{false};
     for (std::int64_t cells = kBlockCells; !stopped; cells *= 2) {

@@ -5,6 +5,12 @@
 
 namespace zrk::surface {
 
+Point clamped(const Point& p, const Point& lower, const Point& upper)
+{
+    return {std::clamp(p[0], lower[0], upper[0]), std::clamp(p[1], lower[1], upper[1]),
+            std::clamp(p[2], lower[2], upper[2])};
+}
+
 namespace {
 
 constexpr double kCosineOfSmooth = 0.9902680687415704; // of 8 degrees
@@ -103,12 +109,6 @@ bool isWithin(const Point& p, const Point& lower, const Point& upper)
 {
     return p[0] >= lower[0] && p[0] <= upper[0] && p[1] >= lower[1] && p[1] <= upper[1] && p[2] >= lower[2] &&
            p[2] <= upper[2];
-}
-
-Point clamped(const Point& p, const Point& lower, const Point& upper)
-{
-    return {std::clamp(p[0], lower[0], upper[0]), std::clamp(p[1], lower[1], upper[1]),
-            std::clamp(p[2], lower[2], upper[2])};
 }
 
 /// The least energy on one face of the box; false where it lies outside of the face or isn't unique.

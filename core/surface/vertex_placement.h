@@ -6,6 +6,9 @@
 
 namespace zrk::surface {
 
+/// The point of the box from `lower` to `upper` that is nearest to p.
+Point clamped(const Point& p, const Point& lower, const Point& upper);
+
 /// The tangent plane of the surface at a place near it: normal . x = offset. A normal of 0 is no plane.
 struct TangentPlane {
     Point at;

@@ -60,9 +60,6 @@ bool mayReach(const Range& x, double phase, double period)
     return std::ceil((x.lower - phase) / period - kSlack) <= std::floor((x.upper - phase) / period + kSlack);
 }
 
-constexpr double kPi = std::numbers::pi;
-constexpr double kLargestAngle = 1e6;
-
 bool isLarge(const Range& x) { return x.lower < -kLargestAngle || x.upper > kLargestAngle; }
 bool hasInfinity(const Range& x) { return std::isinf(x.lower) || std::isinf(x.upper); }
 
@@ -70,8 +67,8 @@ bool hasInfinity(const Range& x) { return std::isinf(x.lower) || std::isinf(x.up
 /// values at the ends of x.
 Range wave(const Range& x, double crest, const Range& ends)
 {
-    const bool high = isLarge(x) || mayReach(x, crest, 2 * kPi);
-    const bool low = isLarge(x) || mayReach(x, crest + kPi, 2 * kPi);
+    const bool high = isLarge(x) || mayReach(x, crest, 2 * std::numbers::pi);
+    const bool low = isLarge(x) || mayReach(x, crest + std::numbers::pi, 2 * std::numbers::pi);
     return widened({low ? -1 : ends.lower, high ? 1 : ends.upper});
 }
 
@@ -120,7 +117,7 @@ Interval<double> atan2(const Interval<double>& y, const Interval<double>& x)
         return Range::entire();
     }
     if (x.lower <= 0 && y.lower <= 0 && y.upper >= 0) {
-        return widened({-kPi, kPi});
+        return widened({-std::numbers::pi, std::numbers::pi});
     }
     // The box doesn't hold the origin. Seen from there, it spans the angles between its corners.
     return widened(hullOfCorners(atan2(y.lower, x.lower), atan2(y.lower, x.upper), atan2(y.upper, x.lower),
@@ -150,7 +147,7 @@ Interval<double> pow(const Interval<double>& base, const Interval<double>& expon
 
 Interval<double> sin(const Interval<double>& x)
 {
-    return hasInfinity(x) ? Range::entire() : wave(x, kPi / 2, hull(sin(x.lower), sin(x.upper)));
+    return hasInfinity(x) ? Range::entire() : wave(x, std::numbers::pi / 2, hull(sin(x.lower), sin(x.upper)));
 }
 
 Interval<double> cos(const Interval<double>& x)
@@ -160,7 +157,7 @@ Interval<double> cos(const Interval<double>& x)
 
 Interval<double> tan(const Interval<double>& x)
 {
-    if (hasInfinity(x) || isLarge(x) || mayReach(x, kPi / 2, kPi)) {
+    if (hasInfinity(x) || isLarge(x) || mayReach(x, std::numbers::pi / 2, std::numbers::pi)) {
         return Range::entire();
     }
     return widened({tan(x.lower), tan(x.upper)});

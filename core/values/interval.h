@@ -97,6 +97,8 @@ struct Interval<double, void> {
 
 /// Units in the last place by which bounds of transcendental functions are moved outwards.
 inline constexpr double kWidening = 8;
+/// Beyond this angle the bounds of sines, cosines and tangents say nothing of where in a period it lies.
+inline constexpr double kLargestAngle = 1e6;
 
 /// The smallest interval that holds both.
 inline Interval<double> hull(const Interval<double>& a, const Interval<double>& b)

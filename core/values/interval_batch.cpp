@@ -7,8 +7,6 @@ namespace {
 
 using Limits = std::numeric_limits<double>;
 constexpr double kInfinity = Limits::infinity();
-constexpr double kPi = std::numbers::pi;
-constexpr double kLargestAngle = 1e6;
 
 /// The hull of four corner values; entire in the lanes where one is NaN.
 IntervalBatch hullOfCorners(Batch a, Batch b, Batch c, Batch d)
@@ -71,8 +69,8 @@ BatchMask hasInfinity(const IntervalBatch& x)
 IntervalBatch wave(const IntervalBatch& x, double crest, Batch atLower, Batch atUpper)
 {
     const BatchMask large = isLarge(x);
-    const BatchMask high = large || mayReach(x, crest, 2 * kPi);
-    const BatchMask low = large || mayReach(x, crest + kPi, 2 * kPi);
+    const BatchMask high = large || mayReach(x, crest, 2 * std::numbers::pi);
+    const BatchMask low = large || mayReach(x, crest + std::numbers::pi, 2 * std::numbers::pi);
     return IntervalBatch::entireWhere(hasInfinity(x), widened(select(low, -1.0, minimum(atLower, atUpper)),
                                                               select(high, 1.0, maximum(atLower, atUpper))));
 }
@@ -123,9 +121,9 @@ IntervalBatch atan2(const IntervalBatch& y, const IntervalBatch& x)
     const IntervalBatch corners = hullOfCorners(atan2(y.lower, x.lower), atan2(y.lower, x.upper),
                                                 atan2(y.upper, x.lower), atan2(y.upper, x.upper));
     const BatchMask touchesCut = x.lower <= 0.0 && y.lower <= 0.0 && y.upper >= 0.0;
-    return IntervalBatch::entireWhere(
-        x.isEntire() || y.isEntire(),
-        widened(select(touchesCut, -kPi, corners.lower), select(touchesCut, kPi, corners.upper)));
+    return IntervalBatch::entireWhere(x.isEntire() || y.isEntire(),
+                                      widened(select(touchesCut, -std::numbers::pi, corners.lower),
+                                              select(touchesCut, std::numbers::pi, corners.upper)));
 }
 
 IntervalBatch exp(const IntervalBatch& x)
@@ -151,7 +149,8 @@ IntervalBatch pow(const IntervalBatch& base, const IntervalBatch& exponent)
 
 IntervalBatch sin(const IntervalBatch& x)
 {
-    return wave(x, kPi / 2, besideZero(x.lower, sin(x.lower)), besideZero(x.upper, sin(x.upper)));
+    return wave(x, std::numbers::pi / 2, besideZero(x.lower, sin(x.lower)),
+                besideZero(x.upper, sin(x.upper)));
 }
 
 IntervalBatch cos(const IntervalBatch& x) { return wave(x, 0, cos(x.lower), cos(x.upper)); }
@@ -159,7 +158,7 @@ IntervalBatch cos(const IntervalBatch& x) { return wave(x, 0, cos(x.lower), cos(
 IntervalBatch tan(const IntervalBatch& x)
 {
     return IntervalBatch::entireWhere(
-        hasInfinity(x) || isLarge(x) || mayReach(x, kPi / 2, kPi),
+        hasInfinity(x) || isLarge(x) || mayReach(x, std::numbers::pi / 2, std::numbers::pi),
         widened(besideZero(x.lower, tan(x.lower)), besideZero(x.upper, tan(x.upper))));
 }
 
@@ -170,7 +169,8 @@ void sincos(const IntervalBatch& x, IntervalBatch& sine, IntervalBatch& cosine)
     sincos(x.lower, sineAt[0], cosineAt[0]);
     sincos(x.upper, sineAt[1], cosineAt[1]);
     const IntervalBatch angle = x; // x may be one of the results
-    sine = wave(angle, kPi / 2, besideZero(angle.lower, sineAt[0]), besideZero(angle.upper, sineAt[1]));
+    sine = wave(angle, std::numbers::pi / 2, besideZero(angle.lower, sineAt[0]),
+                besideZero(angle.upper, sineAt[1]));
     cosine = wave(angle, 0, cosineAt[0], cosineAt[1]);
 }
 

@@ -19,9 +19,9 @@ namespace {
 using zrktest::TemporaryFolder;
 
 namespace fs = std::filesystem;
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::StartsWith;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 class AtomicFileTest : public TemporaryFolder {};
 

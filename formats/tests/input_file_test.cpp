@@ -17,7 +17,7 @@
 namespace zrk {
 namespace {
 
-using testing::HasSubstr;
+using ::testing::HasSubstr;
 
 class InputFiles : public zrktest::TemporaryFolder {
 protected:

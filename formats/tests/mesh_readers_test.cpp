@@ -13,7 +13,7 @@
 namespace zrk {
 namespace {
 
-using testing::HasSubstr;
+using ::testing::HasSubstr;
 using zrktest::Bytes;
 using zrktest::TemporaryFolder;
 

@@ -89,7 +89,7 @@ TEST(NpyReader, RefusesWhatItCannotRead)
         SCOPED_TRACE(c.header);
         const auto channel = readNpy(arrayFile(c.header, 256), "bytes");
         ASSERT_FALSE(channel);
-        EXPECT_THAT(messageOf(channel.error()), testing::HasSubstr(c.finding));
+        EXPECT_THAT(messageOf(channel.error()), ::testing::HasSubstr(c.finding));
     }
     zrktest::expectBeginningsRefused(zrktest::fuzzSeed("npy_reader/uint16_big_fortran.npy"), 0,
                                      [](const Bytes& bytes) { return readNpy(bytes, "bytes"); });

@@ -14,7 +14,7 @@
 namespace zrk {
 namespace {
 
-using testing::HasSubstr;
+using ::testing::HasSubstr;
 
 /// Triangles that use every vertex, with coordinates of all sizes that doubles have digits for.
 SurfaceMesh randomMesh(std::size_t triangles)
@@ -83,8 +83,8 @@ TEST_F(PartFiles, StlHoldsUnitNormalsAndItsCount)
     float normals[2][3];
     std::memcpy(normals[0], file.data() + 84, 12);
     std::memcpy(normals[1], file.data() + 134, 12);
-    EXPECT_THAT(normals[0], testing::ElementsAre(1, 0, 0));
-    EXPECT_THAT(normals[1], testing::ElementsAre(0, 0, 0)); // without an area
+    EXPECT_THAT(normals[0], ::testing::ElementsAre(1, 0, 0));
+    EXPECT_THAT(normals[1], ::testing::ElementsAre(0, 0, 0)); // without an area
 }
 
 TEST_F(PartFiles, RefuseWhatAFormatCannotHold)

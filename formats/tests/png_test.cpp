@@ -144,7 +144,7 @@ TEST(PngReader, ChecksTheSizeFirst)
     for (const Case& c :
          {Case{"too_wide", "2147483647 x 1 pixels"}, Case{"too_large", "100000 x 100000 pixels"},
           Case{"too_short", "16384 x 16384 pixels in "}}) {
-        EXPECT_THAT(readPng(seedPicture(c.name), "bytes").error().found, testing::StartsWith(c.found));
+        EXPECT_THAT(readPng(seedPicture(c.name), "bytes").error().found, ::testing::StartsWith(c.found));
     }
 }
 
@@ -186,7 +186,7 @@ TEST_F(PngWriter, KeepsTheOldFileWhenThereIsNothingToWrite)
     const Result<void> written = writePng(path("p.png"), Picture(0, 5));
     ASSERT_FALSE(written);
     EXPECT_EQ(written.error().kind, FaultKind::FailedWork);
-    EXPECT_THAT(written.error().found, testing::HasSubstr("0 x 5"));
+    EXPECT_THAT(written.error().found, ::testing::HasSubstr("0 x 5"));
     EXPECT_EQ(content("p.png"), "old");
     EXPECT_EQ(entryCount(), 1);
 }

@@ -45,7 +45,7 @@ TEST_F(PointFiles, SayWhatIsWrongWithAPath)
         const auto points = readPointsFile(InputFile::open(file), "the list");
         return points ? Fault() : points.error();
     };
-    EXPECT_THAT(fault(folder / "none").found, testing::HasSubstr("No such file"));
+    EXPECT_THAT(fault(folder / "none").found, ::testing::HasSubstr("No such file"));
     EXPECT_EQ(fault(folder).found, "a folder");
     EXPECT_EQ(fault(folder).place, folder.string());
 }

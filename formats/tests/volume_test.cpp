@@ -19,7 +19,7 @@ namespace {
 
 using zrktest::TemporaryFolder;
 
-using testing::HasSubstr;
+using ::testing::HasSubstr;
 
 // What a reader makes of a file.
 struct Readback {
@@ -182,19 +182,19 @@ TEST_F(VolumeFile, WritesWhatReadersExpect)
     };
     for (const Format& format : kFormats) {
         for (const Case& c : cases) {
-            SCOPED_TRACE(testing::Message() << format.file << " " << c.nx << " " << c.ny << " " << c.nz
-                                            << " x " << c.components);
+            SCOPED_TRACE(::testing::Message() << format.file << " " << c.nx << " " << c.ny << " " << c.nz
+                                              << " x " << c.components);
             const Grid grid(c.nx, c.ny, c.nz, c.components);
             EXPECT_TRUE(writeVolume(path(format.file), grid.volume));
             const Readback read = format.read(content(format.file));
-            EXPECT_THAT(read.dims, testing::ElementsAre(c.nx, c.ny, c.nz));
+            EXPECT_THAT(read.dims, ::testing::ElementsAre(c.nx, c.ny, c.nz));
             EXPECT_EQ(read.components, c.components);
             ASSERT_EQ(read.bytes.size(), grid.values.size() * sizeof(double));
             EXPECT_EQ(std::memcmp(read.bytes.data(), grid.values.data(), read.bytes.size()), 0);
             if (format.hasPositions) {
                 EXPECT_EQ(read.name, "field");
-                EXPECT_THAT(read.origin, testing::ElementsAre(-1, 0.1, 2));
-                EXPECT_THAT(read.spacing, testing::ElementsAreArray(c.spacing));
+                EXPECT_THAT(read.origin, ::testing::ElementsAre(-1, 0.1, 2));
+                EXPECT_THAT(read.spacing, ::testing::ElementsAreArray(c.spacing));
             }
         }
     }
@@ -268,7 +268,7 @@ TEST_F(VolumeFile, ListsTheFormatsForAnyOtherName)
         EXPECT_EQ(written.error().kind, FaultKind::BadInput);
         EXPECT_EQ(written.error().place, path(c.name));
         EXPECT_THAT(messageOf(written.error()),
-                    testing::AllOf(HasSubstr(c.found), HasSubstr(".npy, .nrrd or .vti")));
+                    ::testing::AllOf(HasSubstr(c.found), HasSubstr(".npy, .nrrd or .vti")));
     }
     EXPECT_EQ(entryCount(), 0);
 }

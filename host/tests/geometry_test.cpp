@@ -3,11 +3,11 @@
 #include "core/curves/surfaces.h"
 #include "host/graph_document.h"
 #include "testing/component_checks.h"
+#include "testing/special_values.h"
 
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <numbers>
 #include <random>
 
 namespace zrkmodel {
@@ -17,7 +17,7 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using zrk::Vector3;
 
-constexpr double kPi = std::numbers::pi;
+using zrk::testing::kPi;
 
 zrk::Result<GraphDocument> tryToParse(const std::string& resources, DocumentWarnings& warnings,
                                       const std::string& nodes = "[]")

@@ -1,4 +1,5 @@
 #include "host/slice_picture.h"
+#include "testing/special_values.h"
 
 #include <gmock/gmock.h>
 
@@ -13,7 +14,7 @@ namespace zrkmodel {
 namespace {
 
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
+using zrk::testing::kInfinity;
 
 using Color = std::vector<int>;
 
@@ -75,7 +76,7 @@ TEST(SlicePicture, DrawsTheContourAtItsLevel)
             for (int x = 0; x < 101; ++x) {
                 const double d = std::abs(distance(x, y));
                 const Color c = drawn.at(x, y);
-                SCOPED_TRACE(testing::Message() << "level " << level << " at " << x << ", " << y);
+                SCOPED_TRACE(::testing::Message() << "level " << level << " at " << x << ", " << y);
                 if (d < 0.3) {
                     ASSERT_LT(drawn.light(x, y), 100);
                 } else if (d > 2) {
@@ -144,7 +145,7 @@ TEST(SlicePicture, DrawsFaintLinesAtEvenSteps)
 TEST(SlicePicture, HatchesNanAndClampsInfinity)
 {
     const Drawn scalar = draw(40, 1, {{}, 0.0}, [](int x, int y) {
-        return std::vector{x < 10 ? kNan : y < 10 ? -kInf : y > 30 ? kInf : (y - 20) * 0.1};
+        return std::vector{x < 10 ? kNan : y < 10 ? -kInfinity : y > 30 ? kInfinity : (y - 20) * 0.1};
     });
     EXPECT_TRUE(isGrey(scalar.at(4, 20)));
     EXPECT_NE(scalar.at(4, 20), scalar.at(8, 20)) << "stripes";
@@ -199,7 +200,11 @@ TEST(SlicePicture, ChoosesARange)
          {0, 1}},
         {"constant", 1, {{}, 0.0}, ramp(5, 5), {5, 5}},
         {"constant at the level", 1, {{}, 0.0}, ramp(0, 0), {0, 0}},
-        {"nothing finite", 1, {{}, 0.0}, [](int x, int) { return std::vector{x % 2 ? kNan : kInf}; }, {0, 1}},
+        {"nothing finite",
+         1,
+         {{}, 0.0},
+         [](int x, int) { return std::vector{x % 2 ? kNan : kInfinity}; },
+         {0, 1}},
         {"widest numbers",
          1,
          {{}, 0.0},
@@ -216,7 +221,7 @@ TEST(SlicePicture, ChoosesARange)
          3,
          {},
          [](int x, int) {
-             return std::vector{x / 49.0, -4.0, kInf};
+             return std::vector{x / 49.0, -4.0, kInfinity};
          },
          {-4, 4}},
         {"colours",

@@ -6,16 +6,17 @@
 #include "components/primitives/box_sdf.h"
 #include "components/primitives/cylinder_sdf.h"
 #include "components/raster/raster_fx.h"
+#include "components/transforms/affine_transform.h"
 #include "components/transforms/matrix_transform.h"
-#include "components/transport/image_sweep.h"
+#include "core/curves/point_interpolator.h"
 #include "inspectors/css_style.h"
 #include "inspectors/describe.h"
 #include "inspectors/fall_off_editor.h"
 #include "inspectors/field.h"
-#include "inspectors/gradient_editor.h"
 #include "inspectors/number_text.h"
 #include "inspectors/tests/opened_panel.h"
 #include "inspectors/vector_widget.h"
+#include "testing/special_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -33,8 +34,8 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
+using zrk::testing::kInfinity;
+using zrk::testing::kNaN;
 
 TEST(NumberText, IsReadAndWritten)
 {
@@ -54,8 +55,8 @@ TEST(NumberText, IsReadAndWritten)
     }
     EXPECT_FALSE(numberFromText(QString(100000, '('))) << "no end of the stack";
     const std::pair<double, const char*> written[] = {
-        {0.1, "0.1"},    {1, "1"},      {-2.5, "\u22122.5"},  {0.00001, "1e-05"},
-        {1e12, "1e+12"}, {kNaN, "nan"}, {-kInf, "\u2212inf"}, {0.123456, "0.1235"},
+        {0.1, "0.1"},    {1, "1"},      {-2.5, "\u22122.5"},       {0.00001, "1e-05"},
+        {1e12, "1e+12"}, {kNaN, "nan"}, {-kInfinity, "\u2212inf"}, {0.123456, "0.1235"},
         {100, "100"},    {0, "0"},
     };
     for (const auto& [value, text] : written) {
@@ -105,9 +106,27 @@ TEST(Controls, WriteTheirProperty)
     EXPECT_THAT(matrix.events, ElementsAre("matrix", "matrix"));
 
     OpenedPanel<ZRKFallOff> fallOff;
-    type(fallOff.find<FallOffEditor>()->end(), "2");
+    const auto* editor = fallOff.find<FallOffEditor>();
+    type(editor->end(), "2");
     EXPECT_EQ(fallOff.component->function.value().end, 2);
-    EXPECT_THAT(fallOff.events, ElementsAre("falloff params"));
+    type(editor->start(), "1");
+    EXPECT_EQ(fallOff.component->function.value().start, 1);
+    editor->curve().setFocus();
+    QTest::keyClick(&editor->curve(), Qt::Key_G);
+    EXPECT_EQ(fallOff.component->function.value().curve, zrk::FallOffCurve::gauss);
+    EXPECT_EQ(fallOff.events, std::vector<std::string>(3, "falloff params"));
+
+    OpenedPanel<ZRKAffineTransform> affine;
+    const std::pair<int, ZRKProperty<zrk::Tensor<3, double>>*> rows[] = {{0, &affine.component->translation},
+                                                                         {1, &affine.component->rotation},
+                                                                         {2, &affine.component->scaling}};
+    for (const auto& [row, property] : rows) {
+        type(affine.find<VectorWidget<3>>(row)->field(1), "7");
+        EXPECT_EQ(property->value()[1], 7) << property->name();
+    }
+    affine.button("reset")->click();
+    EXPECT_EQ(affine.component->rotation.value(), (zrk::Tensor<3, double>{0, 0, 0}));
+    EXPECT_EQ(affine.find<VectorWidget<3>>(2)->value(), (zrk::Tensor<3, double>{1, 1, 1}));
 }
 
 // A value from elsewhere shows at once, and showing it changes nothing.
@@ -145,7 +164,7 @@ TEST(Controls, KeepWhatTheyCantShowInFull)
 {
     OpenedPanel<ZRKGyroid> gyroid;
     auto* field = gyroid.find<QDoubleSpinBoxWrapper>();
-    for (const double value : {0.123456789, 1e300, kInf, kNaN, 1e-9}) {
+    for (const double value : {0.123456789, 1e300, kInfinity, kNaN, 1e-9}) {
         SCOPED_TRACE(value);
         gyroid.component->contour.set(value);
         gyroid.events.clear();
@@ -213,18 +232,11 @@ std::string textOf(const ZRKObject& object)
 // Panels show whatever a component holds, and neither showing it nor going through the controls changes it.
 TEST(Controls, OfAllPanelsLeaveOddNumbersAlone)
 {
-    for (const auto& entry : ZRKGraphObject::registry().entries()) {
-        SCOPED_TRACE(entry.className);
-        const auto graph = ZRKGraph::create();
-        const auto node = graph->addNode(entry.factory());
-        ZRKPropertyView view;
-        node.object()->onInspection(&view, node);
-        view.resize(480, 400);
-        view.show();
+    forEachPanel([](const ZRKGraph::Node& node, ZRKPropertyView& view) {
         std::size_t events = 0;
         const nod::scoped_connection counter =
             node.object()->addListener([&events](const ZRKEvent&) { ++events; });
-        for (const double value : {kNaN, kInf, -kInf, 1e300, -1e-300, 0.123456789012345}) {
+        for (const double value : {kNaN, kInfinity, -kInfinity, 1e300, -1e-300, 0.123456789012345}) {
             SCOPED_TRACE(value);
             events = 0;
             const std::size_t edits = setNumbers(*node.object(), value);
@@ -240,20 +252,13 @@ TEST(Controls, OfAllPanelsLeaveOddNumbersAlone)
             EXPECT_EQ(textOf(*node.object()), before);
             EXPECT_EQ(events, edits);
         }
-    }
+    });
 }
 
 // The Tab key goes through all controls of a panel. One sees where it is, and each has a name.
 TEST(Controls, OfAllPanelsCanBeReachedByKeyboard)
 {
-    for (const auto& entry : ZRKGraphObject::registry().entries()) {
-        SCOPED_TRACE(entry.className);
-        const auto graph = ZRKGraph::create();
-        const auto node = graph->addNode(entry.factory());
-        ZRKPropertyView view;
-        node.object()->onInspection(&view, node);
-        view.resize(480, 400);
-        view.show();
+    forEachPanel([](const ZRKGraph::Node&, ZRKPropertyView& view) {
         view.activateWindow();
         ASSERT_TRUE(QTest::qWaitForWindowActive(&view));
         std::vector<QWidget*> reached;
@@ -284,7 +289,7 @@ TEST(Controls, OfAllPanelsCanBeReachedByKeyboard)
             EXPECT_FALSE(named->accessibleName().isEmpty() && control->accessibleName().isEmpty())
                 << describeControl(*control).dump();
         }
-    }
+    });
 }
 
 TEST(Controls, FollowWholeNumbersAndMatrices)
@@ -330,6 +335,41 @@ TEST(Controls, TellWhatIsNoNumberAndKeepTheFormerOne)
     type(*fx.find<QSpinBoxWrapper>(), "2.5");
     EXPECT_EQ(fx.component->resolution.value(), 8);
     EXPECT_THAT(UIField::of(fx.find<QSpinBoxWrapper>())->message(), HasSubstr("no whole number"));
+}
+
+TEST(Controls, StepNumbersByKeys)
+{
+    OpenedPanel<ZRKMask> mask;
+    auto* slider = mask.find<SliderFWrapper>();
+    slider->setFocus();
+    const auto press = [slider](Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+        QTest::keyClick(slider, key, modifiers);
+    };
+    struct Case {
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        double value;
+    };
+    const Case cases[] = {
+        {Qt::Key_Down, {}, 0.99},
+        {Qt::Key_Down, Qt::ShiftModifier, 0.989},
+        {Qt::Key_Down, Qt::ControlModifier, 0.889},
+        {Qt::Key_Up, Qt::ShiftModifier, 0.89},
+    };
+    for (const Case& c : cases) {
+        press(c.key, c.modifiers);
+        EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), c.value);
+    }
+    mask.component->multiplier.set(1);
+    mask.events.clear();
+    press(Qt::Key_Up);
+    EXPECT_EQ(mask.component->multiplier.value(), 1) << "the range's end";
+    EXPECT_THAT(mask.events, IsEmpty());
+    QTest::keyClick(slider, Qt::Key_7);
+    press(Qt::Key_Escape);
+    press(Qt::Key_Return);
+    EXPECT_EQ(shownIn(*slider), "1") << "given up";
+    EXPECT_THAT(mask.events, IsEmpty());
 }
 
 TEST(Controls, DragAndTurnNumbers)
@@ -384,64 +424,6 @@ TEST(BinaryPanel, HasTheSlidersOfItsOperation)
     EXPECT_EQ(panel.find<SliderFWrapper>(), nullptr);
     EXPECT_EQ(combo->currentIndex(), 0);
     EXPECT_EQ(panel.find<QDoubleSpinBoxWrapper>(0)->accessibleName(), "strengthA") << "order stays";
-}
-
-TEST(GradientEditor, EditsItsCurve)
-{
-    OpenedPanel<ZRKImageSweep> panel;
-    auto* tabs = panel.find<QTabWidget>();
-    tabs->setCurrentIndex(1);
-    ZRKScalarGradientEditor* editor = nullptr;
-    for (QWidget* widget : tabs->widget(1)->findChildren<QWidget*>()) {
-        editor = editor ? editor : dynamic_cast<ZRKScalarGradientEditor*>(widget);
-    }
-    ASSERT_NE(editor, nullptr);
-    QApplication::processEvents();
-    UIPlot& plot = editor->plot();
-    const auto stored = [&] {
-        std::vector<std::array<double, 3>> points;
-        for (const auto& point : panel.component->scaling.value().points) {
-            points.push_back({point.key, point.value, static_cast<double>(point.function.kind)});
-        }
-        return points;
-    };
-    using Points = std::vector<std::array<double, 3>>;
-
-    QTest::mouseDClick(&plot, Qt::LeftButton, {}, plot.toPixels({0.5, 0.0}).toPoint());
-    ASSERT_EQ(stored().size(), 3u);
-    EXPECT_NEAR(stored()[1][0], 0.5, 0.02);
-    EXPECT_EQ(editor->selected(), 1);
-
-    QTest::mousePress(&plot, Qt::LeftButton, {}, plot.toPixels({0.5, 0.0}).toPoint());
-    const QPointF target = plot.toPixels({0.25, 0.5});
-    QMouseEvent move(QEvent::MouseMove, target, target, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(&plot, &move);
-    QTest::mouseRelease(&plot, Qt::LeftButton);
-    EXPECT_NEAR(stored()[1][0], 0.25, 1e-9);
-    EXPECT_NEAR(stored()[1][1], 0.5, 1e-9);
-
-    editor->movePoint(1, 2.0, 0.5);
-    EXPECT_EQ(editor->selected(), 2) << "past its neighbour, and within the keys";
-    EXPECT_EQ(stored(), (Points{{0, 1, 0}, {1, 1, 0}, {1, 0.5, 0}}));
-    editor->setKind(0, 3);
-    EXPECT_EQ(stored()[0][2], 3);
-    editor->plot().setFocus();
-    QTest::keyClick(&plot, Qt::Key_Delete);
-    EXPECT_EQ(stored(), (Points{{0, 1, 3}, {1, 1, 0}}));
-    QTest::keyClick(&plot, Qt::Key_Delete);
-    QTest::keyClick(&plot, Qt::Key_Delete);
-    EXPECT_EQ(stored(), (Points{{0, 1, 3}})) << "the last point stays";
-    EXPECT_THAT(UIField::of(editor)->message(), HasSubstr("the last one stays"));
-
-    const std::size_t edits = panel.events.size();
-    panel.component->scaling.set(ScalarCurve::through({{0, 2}, {0.5, kNaN}, {1, 3}}));
-    EXPECT_EQ(editor->curve().points.size(), 3u);
-    EXPECT_EQ(panel.events.size(), edits + 1) << "no echo";
-    panel.component->scaling.set(ScalarCurve());
-    EXPECT_EQ(editor->curve().points.size(), 0u) << "a curve without points shows";
-    panel.view->grab();
-    editor->addPoint(0.5, 1);
-    EXPECT_EQ(stored(), (Points{{0.5, 1, 0}}));
 }
 
 /// Relative luminance by WCAG 2.

@@ -9,11 +9,36 @@
 #include <QLineEdit>
 #include <QtTest/QtTest>
 
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace zrkui {
+
+/// The panel of a node, shown off screen.
+inline std::unique_ptr<ZRKPropertyView> shownPanel(const zrkmodel::ZRKGraph::Node& node)
+{
+    auto view = std::make_unique<ZRKPropertyView>();
+    node.object()->onInspection(view.get(), node);
+    view->resize(480, 400);
+    view->show();
+    return view;
+}
+
+/// Calls `check` with the node of a fresh component and its panel, for each class.
+template <class Check>
+void forEachPanel(const Check& check)
+{
+    for (const auto& entry : zrkmodel::ZRKGraphObject::registry().entries()) {
+        SCOPED_TRACE(entry.className);
+        const auto graph = zrkmodel::ZRKGraph::create();
+        const auto node = graph->addNode(entry.factory());
+        const auto view = shownPanel(node);
+        check(node, *view);
+    }
+}
 
 /// The panel of a fresh component of class C, shown off screen.
 template <class C>
@@ -22,15 +47,12 @@ struct OpenedPanel {
     std::shared_ptr<C> component = std::make_shared<C>();
     zrkmodel::ZRKGraph::Node node = graph->addNode(component);
     std::vector<std::string> events; ///< names of the component's change events
-    std::unique_ptr<ZRKPropertyView> view = std::make_unique<ZRKPropertyView>();
+    std::unique_ptr<ZRKPropertyView> view;
 
     OpenedPanel() { open(); }
     void open()
     {
-        view = std::make_unique<ZRKPropertyView>();
-        node.object()->onInspection(view.get(), node);
-        view->resize(480, 400);
-        view->show();
+        view = shownPanel(node);
         events.clear();
         _events = component->addListener([this](const auto& event) { events.push_back(event.name); });
     }

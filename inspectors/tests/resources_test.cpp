@@ -1,3 +1,4 @@
+#include "components/coordinates/curve_length.h"
 #include "components/coordinates/curve_uvw.h"
 #include "components/coordinates/face_uvw.h"
 #include "components/coordinates/multipole_uvw.h"
@@ -11,6 +12,7 @@
 #include "components/transport/image_sweep.h"
 #include "host/document_resources.h"
 #include "inspectors/app.h"
+#include "inspectors/describe.h"
 #include "inspectors/field.h"
 #include "inspectors/geometry_picker.h"
 #include "inspectors/image_picker.h"
@@ -22,6 +24,7 @@
 #include "testing/source_folder.h"
 #include "testing/temporary_folder.h"
 
+#include <QLabel>
 #include <QMenu>
 #include <QProgressDialog>
 #include <QTimer>
@@ -31,6 +34,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -127,6 +131,40 @@ TEST_F(Resources, ArePickedByGeometry)
     EXPECT_EQ(panel.events.size(), 3u) << "without an echo";
 }
 
+TEST_F(Resources, ArePickedByEachPicker)
+{
+    OpenedPanel<ZRKCurveLength> length;
+    length.find<ZRKGeometryPicker>()->choose(geometry("c1"));
+    EXPECT_EQ(length.component->curve.value(), geometry("c1"));
+    OpenedPanel<ZRKFaceUVW> face;
+    face.find<ZRKGeometryPicker>()->choose(geometry("s1"));
+    EXPECT_EQ(face.component->face.value(), geometry("s1"));
+    OpenedPanel<ZRKImageSweep> sweep;
+    sweep.find<ZRKGeometryPicker>()->choose(geometry("c1"));
+    EXPECT_EQ(sweep.component->pathCurve.value(), geometry("c1"));
+    sweep.find<ZRKGeometryPicker>()->choose(nullptr);
+    EXPECT_EQ(sweep.component->pathCurve.value(), nullptr);
+    EXPECT_THAT(sweep.events, ElementsAre("pathCurve", "pathCurve"));
+
+    OpenedPanel<ZRK2DImageExtrude> extrude;
+    const auto picture = resources->images2d()[0].object;
+    extrude.find<ZRKImagePicker>(2)->choose(picture);
+    EXPECT_EQ(extrude.component->imageXZ.value(), picture);
+    EXPECT_EQ(extrude.component->imageXY.value(), nullptr);
+    EXPECT_THAT(extrude.events, ElementsAre("imageXZ"));
+}
+
+TEST_F(Resources, AreSelectedUpToALimit)
+{
+    ZRKGeometryPicker two(kAnyGeometry, 2, {nullptr, geometry("c1")});
+    EXPECT_THAT(two.selectedObjects(), ElementsAre(geometry("c1")));
+    two.choose(geometry("s1"));
+    two.choose(geometry("p1"));
+    EXPECT_THAT(two.selectedObjects(), ElementsAre(geometry("c1"), geometry("s1")));
+    two.choose(geometry("c1"));
+    EXPECT_THAT(two.selectedObjects(), ElementsAre(geometry("s1"))) << "chosen once more it is taken out";
+}
+
 // Picking nothing keeps the geometry and clears only the thumbnail; of several the first is taken.
 TEST_F(Resources, ArePickedForABlend)
 {
@@ -160,6 +198,32 @@ TEST_F(Resources, HaveThumbnails)
     EXPECT_GT(qAlpha(sphere.pixel(32, 32)), 127) << "a filled disc";
     EXPECT_EQ(qAlpha(sphere.pixel(1, 1)), 0);
     EXPECT_TRUE(geometryThumbnail({}, 64).isNull());
+}
+
+TEST_F(Resources, ChangeTheirThumbnailsFromElsewhere)
+{
+    OpenedPanel<ZRKGeometryBlend> blend;
+    OpenedPanel<ZRKScalarImageSampler> sampler;
+    const auto gear = resources->images2d()[0].object;
+    const auto ring = resources->ensureImage2d(path("ring.png")).image;
+    std::vector<QImage> seen;
+    const auto look = [&seen](QWidget* picker) {
+        const QImage now = picker->grab().toImage();
+        EXPECT_FALSE(std::count(seen.begin(), seen.end(), now)) << "look " << seen.size();
+        seen.push_back(now);
+    };
+    for (const char* uuid : {"c1", "s1"}) {
+        blend.component->geometries.set(geometry(uuid));
+        look(blend.find<ZRKGeometryPicker>()->findChild<QLabel*>());
+    }
+    blend.component->geometries.set(nullptr);
+    look(blend.find<ZRKGeometryPicker>()->findChild<QLabel*>());
+    blend.find<ZRKGeometryPicker>()->choose(geometry("p1"));
+    look(blend.find<ZRKGeometryPicker>()->findChild<QLabel*>());
+    for (const auto& image : {gear, ring, ZRKImagePicker::Image()}) {
+        sampler.component->image.set(image);
+        look(sampler.find<ZRKImagePicker>());
+    }
 }
 
 TEST_F(Resources, ArePickedByPicture)
@@ -349,6 +413,8 @@ TEST_F(Resources, SlidersOfASweepActOnItsVolume)
         EXPECT_NE(value(), former);
         former = value();
     }
+    EXPECT_EQ(panel.component->smoothing.value(), 0.05);
+    EXPECT_EQ(panel.component->transport.value(), 0.1);
 }
 
 TEST_F(Resources, TooLargeASweepIsTold)
@@ -453,7 +519,13 @@ TEST(WaveList, EditsTheWaves)
     EXPECT_EQ(waves.values()[0].fy, 2.75) << "which stays";
     EXPECT_EQ(waves.values()[0].amplitude, 0.5);
 
-    list->select(0);
+    list->select(1);
+    std::vector<int> selections;
+    list->selectionChanged.connect([&](WaveList::Item*, int index) { selections.push_back(index); });
+    QTest::mousePress(list->items()[0]->findChildren<NumberField*>()[3], Qt::LeftButton);
+    QTest::mousePress(list->items()[0], Qt::LeftButton, {}, QPoint(2, 2));
+    EXPECT_THAT(selections, ElementsAre(0)) << "by its editor, and once";
+    EXPECT_EQ(list->items()[1]->objectName(), "Item");
     panel.button("del")->click();
     ASSERT_EQ(waves.values().size(), 1u);
     EXPECT_EQ(waves.values()[0].fz, -4) << "the other one is left";
@@ -462,6 +534,8 @@ TEST(WaveList, EditsTheWaves)
     EXPECT_EQ(list->items()[0]->value.phase, waves.values()[0].phase) << "the list shows what was thrown";
     trigger(*panel.find<ZRKOptionsButton>()->menu(), "clear");
     EXPECT_THAT(waves.values(), IsEmpty());
+    list->addMenuEntry("heading", nullptr);
+    EXPECT_TRUE(panel.find<ZRKOptionsButton>()->menu()->actions().last()->isSeparator());
 }
 
 TEST_F(Resources, AreFollowedByPoles)
@@ -474,6 +548,8 @@ TEST_F(Resources, AreFollowedByPoles)
     EXPECT_FALSE(panel.component->poles.values()[0].is_valid());
     auto* picker = panel.find<ZRKGeometryPicker>();
     EXPECT_THAT(UIField::of(picker)->message(), HasSubstr("no point is chosen"));
+    EXPECT_EQ(describeControl(*picker), ZRKJson::parse(R"({"label": "select:", "widget": "geometry",
+                                                           "value": null, "filter": 1, "limit": 1})"));
     EXPECT_THAT(entriesOf(*picker->findChild<QPushButton*>()->menu()), ElementsAre("none", "here"));
     picker->choose(geometry("p1"));
     EXPECT_EQ(panel.component->poles.values()[0].get_point(), (zrk::Tensor<3, double>{1, 2, 3}));

@@ -2,14 +2,15 @@
 
 #include "model/serializable.h"
 #include "testing/formula_agreement.h"
+#include "testing/special_values.h"
 
 namespace zrkmodel {
 namespace {
 
 using zrk::FallOffCurve;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+using zrk::testing::kInfinity;
+using zrk::testing::kNaN;
 
 TEST(FallOffFunction, AtNumbersWithExactAnswers)
 {

@@ -11,12 +11,12 @@
 namespace zrkmodel {
 namespace {
 
-enum class Mode { First, Second };
+enum class Choice { First, Second };
 
 struct Widget : ZRKSerializableObject {
     ZRKProperty<double> size{"size", 1.0, this};
     ZRKProperty<int> count{"count", 2, this};
-    ZRKProperty<Mode> mode{"mode", Mode::Second, this};
+    ZRKProperty<Choice> mode{"mode", Choice::Second, this};
     ZRKProperty<std::string> label{"label", "none", this};
     ZRKProperty<zrk::Tensor<3, double>> at{"at", {1, 2, 3}, this};
     std::vector<std::string> log;
@@ -221,13 +221,13 @@ TEST(Object, CopiesStartFromDefaultsAndClonesDont)
     int heard = 0;
     widget->addListener([&](const ZRKEvent&) { ++heard; });
     widget->size.set(8);
-    widget->mode.set(Mode::First);
+    widget->mode.set(Choice::First);
     EXPECT_EQ(Widget(*widget).size.value(), 1);
 
     const auto twin = std::dynamic_pointer_cast<Widget>(widget->clone());
     ASSERT_TRUE(twin);
     EXPECT_EQ(twin->size.value(), 8);
-    EXPECT_EQ(twin->mode.value(), Mode::First);
+    EXPECT_EQ(twin->mode.value(), Choice::First);
     EXPECT_TRUE(twin->log.empty());
     EXPECT_EQ(twin->size.owner(), twin);
     heard = 0;

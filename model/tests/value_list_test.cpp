@@ -10,7 +10,7 @@ namespace {
 using Numbers = std::vector<double>;
 
 /// An owner with a list, and what it has heard.
-class ValueList : public testing::Test {
+class ValueList : public ::testing::Test {
 protected:
     struct Owner final : ZRKObject {
         std::vector<std::string> told;

@@ -2,6 +2,7 @@
 #include "apps/workbench/window.h"
 #include "components/primitives/sphere_sdf.h"
 #include "components/registration.h"
+#include "inspectors/app.h"
 #include "inspectors/css_style.h"
 #include "inspectors/number_field.h"
 #include "inspectors/panels.h"
@@ -12,12 +13,17 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTimer>
 #include <QtTest/QtTest>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -140,6 +146,104 @@ TEST_F(Workbench, ShowsAllOfEveryPanel)
         EXPECT_GE(panel.width(), panel.minimumSizeHint().width());
         EXPECT_LE(panel.mapTo(&window, QPoint(panel.width(), 0)).x(), window.width()) << "cut at its right";
     }
+}
+
+/// The widget of a class with this accessible name.
+template <class Widget>
+Widget* named(const QWidget& parent, const QString& name)
+{
+    for (auto* widget : parent.findChildren<Widget*>()) {
+        if (widget->accessibleName() == name) {
+            return widget;
+        }
+    }
+    return nullptr;
+}
+
+bool hasLabel(const QWidget& parent, const QString& text)
+{
+    const auto labels = parent.findChildren<QLabel*>();
+    return std::any_of(labels.begin(), labels.end(),
+                       [&](const QLabel* label) { return label->text() == text; });
+}
+
+TEST_F(Workbench, CutsWhereItIsTold)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    ASSERT_TRUE(window.select(1));
+    settle(window);
+    EXPECT_TRUE(hasLabel(window, "y = 0"));
+    const double middle = shareInside(window.grab().toImage());
+    named<QPushButton>(window, "cut across x")->click();
+    EXPECT_FALSE(window.isSettled());
+    settle(window);
+    EXPECT_TRUE(hasLabel(window, "x = 0"));
+    auto* place = named<QDoubleSpinBox>(window, "place of the slice");
+    place->setFocus();
+    auto* line = place->findChild<QLineEdit*>();
+    line->selectAll();
+    QTest::keyClicks(line, "0.7");
+    QTest::keyClick(line, Qt::Key_Return);
+    EXPECT_FALSE(window.isSettled());
+    settle(window);
+    EXPECT_TRUE(hasLabel(window, "x = 0.4"));
+    EXPECT_LT(shareInside(window.grab().toImage()), 0.6 * middle) << "a circle of 0.3 instead of 0.5";
+}
+
+// An import tells of no change; the slice is drawn anew all the same.
+TEST_F(Workbench, FollowsAnImport)
+{
+    put("mesh.zrk.json", R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
+                             "nodes": [{"id": 1, "type": "MeshSDF"}], "output": [1, 0]})");
+    put("triangle.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    zrkui::ZRKApp::ui().setFileDialog([this](const zrkui::FileRequest&, QWidget*) {
+        return std::vector<std::string>{path("triangle.obj")};
+    });
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("mesh.zrk.json"))) << window.message();
+    settle(window);
+    window.panel()->findChild<QPushButton*>()->click();
+    EXPECT_FALSE(window.isSettled());
+    settle(window);
+    zrkui::ZRKApp::ui().setFileDialog(nullptr);
+}
+
+/// Presses a button of each message box that comes up; returns how many came.
+template <class Action>
+int answering(QMessageBox::StandardButton answer, const Action& action)
+{
+    int count = 0;
+    QTimer presser;
+    QObject::connect(&presser, &QTimer::timeout, [&] {
+        if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+            ++count;
+            box->button(answer)->click();
+        }
+    });
+    presser.start(20);
+    action();
+    return count;
+}
+
+TEST_F(Workbench, AsksAboutUnsavedChanges)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    QApplication::setQuitOnLastWindowClosed(false);
+    EXPECT_EQ(answering(QMessageBox::Cancel, [&] { EXPECT_TRUE(window.close()); }), 0)
+        << "nothing is changed";
+    window.show();
+    ASSERT_TRUE(window.select(1));
+    const auto node = window.document()->graph()->getNodePtr(1);
+    std::dynamic_pointer_cast<ZRKSphereSDF>(node->object)->radius.set(0.75);
+    EXPECT_TRUE(window.isWindowModified());
+    EXPECT_EQ(answering(QMessageBox::Cancel, [&] { EXPECT_FALSE(window.close()); }), 1);
+    EXPECT_EQ(answering(QMessageBox::Save, [&] { EXPECT_TRUE(window.close()); }), 1);
+    EXPECT_EQ(ZRKJson::parse(content("a.zrk.json"))["nodes"][0]["values"]["radius"], 0.75);
 }
 
 /// The field of a document's node 1.

@@ -198,7 +198,7 @@ TEST(GeometryCoordinates, TakeOverAndClearPicks)
     EXPECT_EQ(told, 2);
 }
 
-struct Library final : ZRKResourceLibrary {
+struct OneEntry final : ZRKResourceLibrary {
     std::shared_ptr<ZRKResourceEntry> entry = std::make_shared<ZRKResourceEntry>(ZRKuuid("a-1"));
 
     ZRKResourceHandle find(const ZRKuuid& uuid) override
@@ -213,7 +213,7 @@ TEST(GeometryCoordinates, StoreTheirValuesAndTakeALateGeometry)
     EXPECT_EQ(stored(ZRKFaceUVW()), R"({"face":""})");
     EXPECT_EQ(stored(ZRKCurveLength()), R"({"curve":"","normalize":true,"use length":false})");
 
-    const auto library = std::make_shared<Library>();
+    const auto library = std::make_shared<OneEntry>();
     const ZRKJson values{{"curve", "A-1"}, {"mode", 1.9}};
     const auto component = std::make_shared<ZRKCurveUVW>();
     component->deserialize(ZRKDeserialization(values, library));

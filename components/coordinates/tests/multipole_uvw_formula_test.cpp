@@ -1,22 +1,21 @@
 #include "components/coordinates/multipole_uvw_formula.h"
 
 #include "testing/formula_agreement.h"
-
-#include <numbers>
+#include "testing/special_values.h"
 
 namespace zrk {
 namespace {
 
 using Vector = Tensor<3, double>;
 
-constexpr double kPi = std::numbers::pi;
+using zrk::testing::kPi;
 
 MultipoleCoordinates coordinatesOf(std::vector<PoleRecord> poles)
 {
     return {std::make_shared<const std::vector<PoleRecord>>(std::move(poles))};
 }
 
-void expectNear(const Vector& found, const Vector& expected)
+void expectSame(const Vector& found, const Vector& expected)
 {
     for (std::size_t i = 0; i < 3; ++i) {
         EXPECT_NEAR(found[i], expected[i], 1e-14) << "component " << i; // a few roundings around 1
@@ -43,7 +42,7 @@ TEST(MultipoleCoordinates, AtPointsWithKnownAnswers)
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        expectNear(coordinatesOf(c.poles)(c.p), c.expected);
+        expectSame(coordinatesOf(c.poles)(c.p), c.expected);
     }
 }
 
@@ -51,7 +50,7 @@ TEST(MultipoleCoordinates, AreTheSumOverTheirPoles)
 {
     agreement::Random random(3);
     const auto coordinate = [&] { return agreement::uniform(random, -2, 2); };
-    for (int round = 0; round < 300 && !testing::Test::HasFailure(); ++round) {
+    for (int round = 0; round < 300 && !::testing::Test::HasFailure(); ++round) {
         std::vector<PoleRecord> poles;
         for (int i = 0; i < 4; ++i) {
             poles.push_back({{coordinate(), coordinate(), coordinate()}, coordinate()});
@@ -62,7 +61,7 @@ TEST(MultipoleCoordinates, AreTheSumOverTheirPoles)
         for (const PoleRecord& pole : poles) {
             sum = sum + coordinatesOf({pole})(p);
         }
-        expectNear(coordinatesOf(poles)(p), sum);
+        expectSame(coordinatesOf(poles)(p), sum);
     }
 }
 
@@ -70,29 +69,29 @@ TEST(AimFromCentroid, TurnsFramesAwayFromTheCentroid)
 {
     std::vector<PoleRecord> two{{{0, 0, -1}, 1}, {{0, 0, 1}, 1}};
     aimFromCentroid(two, 2);
-    expectNear(two[0].c, {0, 0, 1}); // reversed
-    expectNear(two[0].a, {-1, 0, 0});
-    expectNear(two[0].b, {0, 1, 0}); // of the direction before it was reversed
-    expectNear(two[1].c, {0, 0, 1});
-    expectNear(two[1].a, {1, 0, 0});
-    expectNear(two[1].b, {0, 1, 0});
+    expectSame(two[0].c, {0, 0, 1}); // reversed
+    expectSame(two[0].a, {-1, 0, 0});
+    expectSame(two[0].b, {0, 1, 0}); // of the direction before it was reversed
+    expectSame(two[1].c, {0, 0, 1});
+    expectSame(two[1].a, {1, 0, 0});
+    expectSame(two[1].b, {0, 1, 0});
 
     // The divisor moves the centroid from 1.5 to 1, which is where the first pole stands.
     std::vector<PoleRecord> withMissing{{{1, 0, 0}, 1}, {{2, 0, 0}, 1}};
     aimFromCentroid(withMissing, 3);
-    expectNear(withMissing[0].c, {0, 0, -1}); // kept, but still the first of two
-    expectNear(withMissing[0].a, {1, 0, 0});
-    expectNear(withMissing[1].c, {1, 0, 0});
-    expectNear(withMissing[1].a, {0, 1, 0});
+    expectSame(withMissing[0].c, {0, 0, -1}); // kept, but still the first of two
+    expectSame(withMissing[0].a, {1, 0, 0});
+    expectSame(withMissing[1].c, {1, 0, 0});
+    expectSame(withMissing[1].a, {0, 1, 0});
 
     std::vector<PoleRecord> three{{{-1, 0, 0}, 1}, {{1, 0, 0}, 1}, {{0, 3, 0}, 1}};
     aimFromCentroid(three, 3);
-    expectNear(three[0].c, Vector{-1, -1, 0} * std::sqrt(0.5)); // nothing is reversed
-    expectNear(three[2].c, {0, 1, 0});
+    expectSame(three[0].c, Vector{-1, -1, 0} * std::sqrt(0.5)); // nothing is reversed
+    expectSame(three[2].c, {0, 1, 0});
 
     std::vector<PoleRecord> one{{{1, 2, 3}, 1}};
     aimFromCentroid(one, 2);
-    expectNear(one[0].c, {0, 0, 1});
+    expectSame(one[0].c, {0, 0, 1});
 }
 
 TEST(MultipoleCoordinates, AgreeInAllValueTypes)

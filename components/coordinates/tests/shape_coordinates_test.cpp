@@ -2,8 +2,7 @@
 #include "components/coordinates/sphere_uvw_formula.h"
 #include "components/coordinates/torus_uvw_formula.h"
 #include "testing/formula_agreement.h"
-
-#include <numbers>
+#include "testing/special_values.h"
 
 namespace zrk {
 namespace {
@@ -12,8 +11,8 @@ using Vector = Tensor<3, double>;
 using Infinite = CylinderCoordinates<CylinderEnds::Infinite>;
 using Round = CylinderCoordinates<CylinderEnds::Round>;
 
-constexpr double kPi = std::numbers::pi;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kNaN;
+using zrk::testing::kPi;
 constexpr double kRounding = 1e-14; // a few roundings of angles and products around 1 to 10
 
 void expectNear(const Vector& found, const Vector& expected, double tolerance = kRounding)
@@ -29,10 +28,10 @@ template <class Visit>
 void forRandomPositions(Visit visit)
 {
     agreement::Random random(11);
-    for (int i = 0; i < 1000 && !testing::Test::HasFailure(); ++i) {
+    for (int i = 0; i < 1000 && !::testing::Test::HasFailure(); ++i) {
         const Vector p{agreement::uniform(random, -3, 3), agreement::uniform(random, -3, 3),
                        agreement::uniform(random, -3, 3)};
-        SCOPED_TRACE(testing::Message() << "p = (" << p[0] << ", " << p[1] << ", " << p[2] << ")");
+        SCOPED_TRACE(::testing::Message() << "p = (" << p[0] << ", " << p[1] << ", " << p[2] << ")");
         visit(p);
     }
 }

@@ -1,11 +1,12 @@
 #include "components/operators/binary_operator_formula.h"
 
 #include "testing/formula_agreement.h"
+#include "testing/special_values.h"
 
 namespace zrk {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kNaN;
 
 struct Pair {
     double a;
@@ -28,7 +29,7 @@ bool same(double x, double y) { return x == y || (std::isnan(x) && std::isnan(y)
 template <std::uint32_t N, class Operation>
 void expectRow(const Operation& operation, const Row& row, double tolerance)
 {
-    SCOPED_TRACE(testing::Message() << row.name << ", " << N << " components");
+    SCOPED_TRACE(::testing::Message() << row.name << ", " << N << " components");
     Record<N, double> a{{}, row.weightA};
     Record<N, double> b{{}, row.weightB};
     for (std::size_t first = 0; first < row.pairs.size(); ++first) {

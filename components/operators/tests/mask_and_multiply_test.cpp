@@ -4,6 +4,7 @@
 #include "components/operators/multiply_formula.h"
 #include "testing/component_checks.h"
 #include "testing/formula_agreement.h"
+#include "testing/special_values.h"
 
 namespace zrkmodel {
 namespace {
@@ -11,14 +12,14 @@ namespace {
 using namespace zrkmodel::testing;
 using zrk::MaskMode;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kNaN;
 
 /// A component with sources at its inputs.
-struct Built {
+struct OneNode {
     std::shared_ptr<ZRKGraph> graph = ZRKGraph::create();
     ZRKGraph::Node node;
 
-    Built(const std::shared_ptr<ZRKGraphObject>& component, const ZRKJson& values)
+    OneNode(const std::shared_ptr<ZRKGraphObject>& component, const ZRKJson& values)
         : node(graph->addNode(component))
     {
         load(*component, values);
@@ -72,7 +73,8 @@ TEST(Mask, WritesWeightsAndKeepsComponents)
         SCOPED_TRACE(c.name);
         for (const bool replace : {false, true}) {
             for (const auto& [tag, record] : recordsOf(c.weight)) {
-                Built mask(std::make_shared<ZRKMask>(), {{"multiplier", c.multiplier}, {"replace", replace}});
+                OneNode mask(std::make_shared<ZRKMask>(),
+                             {{"multiplier", c.multiplier}, {"replace", replace}});
                 mask.connect(0, tag, record);
                 mask.connect(1, Tag::Scalar, {c.mask, c.maskWeight});
                 EXPECT_EQ(mask.outputTag(), tag);
@@ -88,7 +90,7 @@ TEST(Mask, WritesWeightsAndKeepsComponents)
 
 TEST(Mask, ChangesNothingWithoutAMask)
 {
-    Built mask(std::make_shared<ZRKMask>(), {{"replace", true}});
+    OneNode mask(std::make_shared<ZRKMask>(), {{"replace", true}});
     mask.connect(0, Tag::Scalar, {7, 0.25});
     EXPECT_EQ(mask.record(), (std::vector<double>{7, 0.25}));
 }
@@ -102,7 +104,7 @@ TEST(Multiply, ScalesEveryComponent)
             tripled[i] *= 3;
             withField[i] *= -1.5;
         }
-        Built multiply(std::make_shared<ZRKMultiply>(), {{"multiplier", 3}});
+        OneNode multiply(std::make_shared<ZRKMultiply>(), {{"multiplier", 3}});
         multiply.connect(0, tag, record);
         EXPECT_EQ(multiply.record(), tripled);
         multiply.connect(1, Tag::Scalar, {-0.5, 9});
@@ -113,7 +115,7 @@ TEST(Multiply, ScalesEveryComponent)
 
 TEST(Multiply, DoesNotConsultTheDefaultOfItsPin)
 {
-    Built multiply(std::make_shared<ZRKMultiply>(), ZRKJson::object());
+    OneNode multiply(std::make_shared<ZRKMultiply>(), ZRKJson::object());
     multiply.connect(0, Tag::Scalar, {5, 1});
     multiply.node.record()->inputs[1].defaultValue = zrk::TensorVariant<double>(100.0);
     EXPECT_EQ(multiply.record().front(), 5);
@@ -123,7 +125,7 @@ TEST(MaskAndMultiply, WriteNothingWithoutAField)
 {
     for (const auto& component : {std::shared_ptr<ZRKExtensionBase>(std::make_shared<ZRKMask>()),
                                   std::shared_ptr<ZRKExtensionBase>(std::make_shared<ZRKMultiply>())}) {
-        Built built(component, ZRKJson::object());
+        OneNode built(component, ZRKJson::object());
         built.connect(1, Tag::Scalar, {0.5, 1});
         EXPECT_EQ(built.outputTag(), Tag::None);
         EXPECT_FALSE(component->getEvaluatorForPin(outputPin(built.node, 0), built.graph->context()));

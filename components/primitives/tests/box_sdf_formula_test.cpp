@@ -2,11 +2,12 @@
 
 #include "components/primitives/tests/distance_laws.h"
 #include "testing/formula_agreement.h"
+#include "testing/special_values.h"
 
 namespace zrk {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kNaN;
 
 TEST(BoxDistance, AtPointsWithExactAnswers)
 {

@@ -2,12 +2,12 @@
 #include "components/raster/image_sampler.h"
 #include "components/raster/image_stack.h"
 #include "testing/component_checks.h"
+#include "testing/special_values.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cmath>
-#include <limits>
 #include <random>
 
 namespace zrkmodel {
@@ -16,7 +16,7 @@ namespace {
 using namespace zrkmodel::testing;
 using Numbers = std::vector<double>;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kNaN;
 
 /// An image of doubles, one list of values a channel.
 std::shared_ptr<ZRKImage2d> imageOf(int width, int height, const std::vector<Numbers>& channels)

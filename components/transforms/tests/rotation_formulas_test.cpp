@@ -21,10 +21,10 @@ template <class Visit>
 void forRandomPositions(Visit visit)
 {
     agreement::Random random(11);
-    for (int i = 0; i < 500 && !testing::Test::HasFailure(); ++i) {
+    for (int i = 0; i < 500 && !::testing::Test::HasFailure(); ++i) {
         const Vector p{agreement::uniform(random, -3, 3), agreement::uniform(random, -3, 3),
                        agreement::uniform(random, -3, 3)};
-        SCOPED_TRACE(testing::Message() << "p = (" << p[0] << ", " << p[1] << ", " << p[2] << ")");
+        SCOPED_TRACE(::testing::Message() << "p = (" << p[0] << ", " << p[1] << ", " << p[2] << ")");
         visit(p);
     }
 }

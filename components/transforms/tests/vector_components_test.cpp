@@ -9,8 +9,8 @@
 #include "core/values/matrix4.h"
 #include "testing/component_checks.h"
 #include "testing/literal_engine.h"
+#include "testing/special_values.h"
 
-#include <limits>
 #include <optional>
 
 namespace zrkmodel {
@@ -19,7 +19,7 @@ namespace {
 using namespace zrkmodel::testing;
 using Record = std::vector<double>;
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kNaN;
 
 /// Values for the inputs of a component. An empty one leaves its pin unconnected.
 zrk::IField fieldOf(const std::shared_ptr<ZRKGraphObject>& component, const std::vector<Record>& inputs,

@@ -3,6 +3,7 @@
 #include "core/curves/polyline.h"
 #include "core/curves/spline.h"
 #include "core/values/axis_frame.h"
+#include "testing/special_values.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +18,7 @@ namespace zrk {
 namespace {
 
 using Points = std::vector<Vector3>;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kNaN;
 
 class Random {
 public:

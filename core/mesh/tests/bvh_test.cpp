@@ -161,7 +161,7 @@ TEST(Hierarchy, IsTheBinaryRadixTree)
                           {1000, 1 << 20},
                           {20000, 1 << 20},
                           {20000, 6}}) {
-        SCOPED_TRACE(testing::Message() << c.count << " triangles, " << c.steps << " steps");
+        SCOPED_TRACE(::testing::Message() << c.count << " triangles, " << c.steps << " steps");
         const Soup soup = randomSoup(c.count, c.steps, 7);
         TriangleTree tree = soup.tree();
         expectSameTree(tree);
@@ -271,7 +271,7 @@ TEST(Hierarchy, TraversesDepthFirstAndSkipsWhatItIsTold)
     EXPECT_EQ(visits, 1);
 }
 
-double triangleDistance(const TriangleTree& tree, std::int32_t t, const double* p)
+double distanceToTriangle(const TriangleTree& tree, std::int32_t t, const double* p)
 {
     double closest[3];
     return closestPointOnTriangle(p, tree.vertexOf(t, 0), tree.vertexOf(t, 1), tree.vertexOf(t, 2), closest);
@@ -289,15 +289,15 @@ TEST(Hierarchy, FindsTheNearestPrimitiveOfAll)
             const double p[3] = {coordinate(random), coordinate(random), coordinate(random)};
             double nearest = 1e300;
             for (std::int32_t t = 0; t < count; ++t) {
-                nearest = std::min(nearest, triangleDistance(tree, t, p));
+                nearest = std::min(nearest, distanceToTriangle(tree, t, p));
             }
             double distance;
             const std::int32_t found =
                 tree.closestPrimitive([&](std::int32_t t, const double* point,
-                                          double*) { return triangleDistance(tree, t, point); },
+                                          double*) { return distanceToTriangle(tree, t, point); },
                                       p, distance);
             ASSERT_EQ(distance, nearest);
-            ASSERT_EQ(triangleDistance(tree, found, p), nearest);
+            ASSERT_EQ(distanceToTriangle(tree, found, p), nearest);
         }
     }
 }

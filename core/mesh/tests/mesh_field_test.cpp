@@ -541,7 +541,7 @@ TEST(WindingNumber, IsThatOfItsOrderAndAccuracy)
         for (const double beta : {0.5, 1.0, 2.0, 3.5}) {
             field.beta = beta;
             for (const int order : {0, 1, 2}) {
-                SCOPED_TRACE(testing::Message()
+                SCOPED_TRACE(::testing::Message()
                              << mesh.triangleCount() << " triangles, beta " << beta << ", order " << order);
                 field.order = order;
                 for (const Point& p : pointsAround(mesh, 60, 37)) {

@@ -1,4 +1,5 @@
 #include "core/raster/raster_lookup.h"
+#include "testing/special_values.h"
 
 #include <gtest/gtest.h>
 
@@ -6,14 +7,13 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <random>
 
 namespace zrk {
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kInfinity;
+using zrk::testing::kNaN;
 
 /// Pixels of random size; a lookup that swaps two of them gives another value.
 template <int C, int D>

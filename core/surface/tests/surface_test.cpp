@@ -6,12 +6,12 @@
 #include "core/surface/quality.h"
 #include "core/values/batch.h"
 #include "testing/literal_engine.h"
+#include "testing/special_values.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <numbers>
 #include <random>
@@ -22,7 +22,7 @@
 namespace zrk {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kNaN;
 
 struct Sphere {
     Tensor<3, double> center;

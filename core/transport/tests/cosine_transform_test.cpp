@@ -1,16 +1,16 @@
 #include "core/transport/cosine_transform.h"
+#include "testing/special_values.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <random>
 
 namespace zrk::optimalTransport {
 namespace {
 
-constexpr double kPi = std::numbers::pi;
+using zrk::testing::kPi;
 
 /// Mode m of a cosine along each axis.
 std::vector<double> mode(const int (&n)[3], const int (&m)[3])

@@ -1,11 +1,11 @@
 #include "core/values/batch.h"
+#include "testing/special_values.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <numbers>
 #include <random>
 #include <string>
 #include <type_traits>
@@ -16,11 +16,11 @@ namespace {
 
 static_assert(std::is_trivially_copyable_v<Batch> && std::is_trivially_default_constructible_v<Batch>);
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kInfinity;
+using zrk::testing::kNaN;
 constexpr double kTiny = std::numeric_limits<double>::denorm_min();
 constexpr double kHuge = std::numeric_limits<double>::max();
-constexpr double kPi = std::numbers::pi;
+using zrk::testing::kPi;
 
 const std::vector<double> kSpecial = {
     0.0,

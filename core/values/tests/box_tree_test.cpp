@@ -8,8 +8,8 @@ namespace zrk {
 namespace {
 
 template <class T>
-class EightLanes : public testing::Test {};
-using Scalars = testing::Types<float, double>;
+class EightLanes : public ::testing::Test {};
+using Scalars = ::testing::Types<float, double>;
 TYPED_TEST_SUITE(EightLanes, Scalars);
 
 TYPED_TEST(EightLanes, ArePackedWhereTheyHold)

@@ -3,12 +3,12 @@
 #include "core/values/batch.h"
 #include "core/values/interval_batch.h"
 #include "core/values/tensor.h"
+#include "testing/special_values.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <random>
 #include <tuple>
 #include <vector>
@@ -24,9 +24,9 @@ static std::ostream& operator<<(std::ostream& out, const Interval<double>& x)
 namespace {
 
 using Range = Interval<double>;
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kPi = std::numbers::pi;
+using zrk::testing::kInfinity;
+using zrk::testing::kNaN;
+using zrk::testing::kPi;
 
 /// Random intervals of all kinds, and values within them.
 class Draw {

@@ -3,18 +3,18 @@
 #include "core/values/region.h"
 #include "core/values/tensor.h"
 #include "core/values/tensor_variant.h"
+#include "testing/special_values.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 
 namespace zrk {
 namespace {
 
 using Point = Tensor<3, double>;
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using zrk::testing::kInfinity;
+using zrk::testing::kNaN;
 
 TEST(ComponentCount, FollowsTheShapeCode)
 {
