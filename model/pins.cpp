@@ -3,6 +3,7 @@
 #include "model/graph_object.h"
 
 #include <unordered_map>
+#include <utility>
 
 namespace zrkmodel {
 
