@@ -105,7 +105,7 @@ void openStandardStreams() noexcept
 void tellText(std::string_view text) noexcept
 {
     while (!text.empty()) {
-        const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+        const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
         if (written > 0) {
             text.remove_prefix(static_cast<std::size_t>(written));
         } else if (errno != EINTR) {
