@@ -3,6 +3,7 @@
 #include "model/graph_object.h"
 
 #include <unordered_map>
+#include <utility>
 
 namespace zrkmodel {
 
@@ -52,7 +53,9 @@ struct Answers {
     int scopes = 0;
 };
 
-thread_local Answers answers;
+/// Null outside of all scopes. Not the answers themselves: where memory fails while a thread notes that it
+/// has something to destroy, the system's library ends the program.
+thread_local Answers* answers = nullptr;
 
 Answers::Key keyOf(const Pin_ref<1>& pin) { return {pin.node.record(), pin.handle.bits}; }
 
@@ -84,7 +87,7 @@ Tag askObject(const Pin_ref<1>& output)
         if (!steps.back().isExpanded) {
             steps.back().isExpanded = true;
             // Known from now on, so that no foreign graph with a cycle can trap us.
-            if (!answers.tags.emplace(keyOf(current), Tag::None).second) {
+            if (!answers->tags.emplace(keyOf(current), Tag::None).second) {
                 steps.pop_back();
                 continue;
             }
@@ -95,10 +98,10 @@ Tag askObject(const Pin_ref<1>& output)
         }
         steps.pop_back();
         if (const auto& object = current.node.object()) {
-            answers.tags[keyOf(current)] = object->queryEffectiveOutputPinTag(current);
+            answers->tags[keyOf(current)] = object->queryEffectiveOutputPinTag(current);
         }
     }
-    return answers.tags[keyOf(output)];
+    return answers->tags[keyOf(output)];
 }
 
 } // namespace
@@ -150,16 +153,22 @@ Tag effectiveTag(const Pin_ref<1>& pin)
         return Tag::None;
     }
     const EffectiveTagScope scope;
-    const auto known = answers.tags.find(keyOf(asked));
-    return known != answers.tags.end() ? known->second : askObject(asked);
+    const auto known = answers->tags.find(keyOf(asked));
+    return known != answers->tags.end() ? known->second : askObject(asked);
 }
 
-EffectiveTagScope::EffectiveTagScope() { ++answers.scopes; }
+EffectiveTagScope::EffectiveTagScope()
+{
+    if (!answers) {
+        answers = new Answers();
+    }
+    ++answers->scopes;
+}
 
 EffectiveTagScope::~EffectiveTagScope()
 {
-    if (--answers.scopes == 0) {
-        answers.tags.clear();
+    if (--answers->scopes == 0) {
+        delete std::exchange(answers, nullptr);
     }
 }
 

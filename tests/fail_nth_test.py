@@ -51,7 +51,7 @@ class FailNth(ZrkTest):
         picture = (ROOT / "examples/pictures/gear.png").read_bytes()
         nodes = [{"id": 1, "type": "TwistTransform", "values": {"angle": 90.0}}, {"id": 2, "type": "SphereSDF"},
                  {"id": 3, "type": "MeshSDF", "import": "part.obj"},
-                 {"id": 4, "type": "BinaryOperator", "values": {"op_name": "min"}}]
+                 {"id": 4, "type": "BinaryOperator", "values": {"op_name": "minimum"}}]
         images = [{"uuid": "0b0e0000-0000-4000-8000-000000000000", "kind": "image2d", "path": "gear.png"}]
         self.put(graph(nodes, [(1, 0, 2, 0), (2, 0, 4, 0), (3, 0, 4, 1)], (4, 0), resources=images,
                        context={"modelBounds": [[-1, -1, -1], [1, 1, 1]]}), "work/a.zrk.json")

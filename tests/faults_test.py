@@ -197,7 +197,7 @@ class Bounds(FaultsTest):
         sphere = self.sphere()
         outputs = {"sample": "v.npy", "surface": "s.stl", "render": "p.png"}
         cases = [("", "six finite numbers"), ("1,1", "six finite numbers"), ("0,0,0,1,1,nan", "six finite numbers"),
-                 ("0,0,0,1,1,0", "no extent along z"), ("1,0,0,0,1,1", "no extent along x (from 1 to 0)"),
+                 ("0,0,0,1,1,0", "no extent along z"),
                  ("-1e308,0,0,1e308,1,1", "beyond all numbers"), ("0,0,0,1,1e-310,1", "beyond all numbers")]
         for command, name in outputs.items():
             for bounds, part in cases:

@@ -23,7 +23,7 @@ void checkExtents(const std::string& place, const zrk::Tensor<3, double>& a, con
     for (std::size_t axis = 0; axis < 3; ++axis) {
         const double extent = std::abs(b[axis] - a[axis]);
         if (!std::isnormal(extent) || !std::isfinite(1 / extent)) {
-            const char* what = extent > 1 ? "an extent beyond all numbers" : "no extent";
+            const char* what = extent > 0 ? "an extent beyond all numbers" : "no extent";
             throw zrk::FaultError(
                 {place, fmt::format("{} along {} (from {:g} to {:g})", what, "xyz"[axis], a[axis], b[axis]),
                  "two opposite corners, so far apart that a grid has room", remedy});

@@ -275,9 +275,10 @@ void ChainBlocks::renew(std::size_t slot)
 void ChainBlocks::takeRows(std::size_t slot)
 {
     Block& block = _states[slot].block;
-    block._componentCount = _plan->step(slot).componentCount;
-    for (std::size_t c = 0; c < block._componentCount; ++c) {
-        block._rows[c] = _pool.take();
+    // Counted one by one: where memory fails, those that are there are given back.
+    const std::size_t components = _plan->step(slot).componentCount;
+    for (block._componentCount = 0; block._componentCount < components; ++block._componentCount) {
+        block._rows[block._componentCount] = _pool.take();
     }
     block._weight = _pool.take();
 }
