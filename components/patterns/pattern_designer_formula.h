@@ -49,14 +49,14 @@ struct WaveDensity {
     V operator()(const Tensor<3, V>& p) const
     {
         V sum = Combine::kStart;
-        inPieces(std::size_t{0}, waves->size(), [&](std::size_t first, std::size_t end) {
-            for (std::size_t k = first; k < end; ++k) {
-                const PlaneWave& wave = (*waves)[k];
-                const V angle =
-                    p[1] * wave.fy + p[0] * wave.fx + p[2] * wave.fz + wave.phase; // y comes first
-                sum = Combine::template combine<V>(sum, sin(angle) * wave.amplitude);
-            }
-        });
+        constexpr std::size_t kMany = 1000;
+        if (waves->size() > kMany) {
+            stopIfAsked();
+        }
+        for (const PlaneWave& wave : *waves) {
+            const V angle = p[1] * wave.fy + p[0] * wave.fx + p[2] * wave.fz + wave.phase; // y comes first
+            sum = Combine::template combine<V>(sum, sin(angle) * wave.amplitude);
+        }
         return sum * 0.5 + 0.5;
     }
 };

@@ -121,6 +121,22 @@ void Spline::buildStretches()
     _length = end.length;
 }
 
+/// Moves the stretches to a larger place where they need one. There may be gigabytes of them, so that is done
+/// in pieces.
+void Spline::makeRoom()
+{
+    if (_stretches.size() < _stretches.capacity()) {
+        return;
+    }
+    LargeArray<Stretch> larger;
+    larger.reserve(2 * _stretches.size() + 1);
+    inPieces(std::size_t{0}, _stretches.size(), [&](std::size_t first, std::size_t end) {
+        const Stretch* const from = _stretches.data();
+        larger.insert(larger.end(), from + first, from + end);
+    });
+    _stretches.swap(larger);
+}
+
 /// Appends the stretches of a segment between two fractions, `end` being where the former one
 /// ended, and moves `end` on. Halves a stretch until its integrals are exact.
 void Spline::addStretches(std::size_t index, double from, double to, double tolerance, int depth,
@@ -149,6 +165,7 @@ void Spline::addStretches(std::size_t index, double from, double to, double tole
             return;
         }
     }
+    makeRoom();
     _stretches.push_back(begin);
     end.t = static_cast<double>(index) + to;
     end.length = begin.length + stretchLength;

@@ -81,6 +81,7 @@ private:
     NearestOnCurve nearest(const Vector3& p, double near) const;
     void offerSegment(std::size_t index, const Vector3& p, NearestOnCurve& nearest) const;
     void buildStretches();
+    void makeRoom();
     void addStretches(std::size_t index, double from, double to, double tolerance, int depth, Stretch& end);
     const Stretch& stretchAt(double t) const;
 };
