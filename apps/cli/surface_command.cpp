@@ -18,11 +18,11 @@ namespace zrkcli {
 
 namespace {
 
-constexpr int kDefaultResolution = 128;
+constexpr int kDefaultCells = 128;
 
 struct SurfaceOptions : SamplingOptions {
     std::string file;
-    int resolution = kDefaultResolution;
+    int resolution = kDefaultCells;
     double cell = 0;
     bool hasCell = false;
     std::string bounds;
@@ -337,7 +337,7 @@ void addOptions(CLI::App& command, SurfaceOptions& options)
                            (zrk::canWriteVdb() ? "; .vdb writes a level set" : ""));
     auto* resolution =
         command.add_option("--resolution", options.resolution,
-                           fmt::format("cells along the longest side (default {})", kDefaultResolution));
+                           fmt::format("cells along the longest side (default {})", kDefaultCells));
     resolution->check(CLI::Range(1, 1000000));
     command
         .add_option_function<double>(
