@@ -47,7 +47,7 @@ class Usage(ZrkTest):
             (["probe", document, "--at", "0,0,0", "--threads", "0"], ["--threads"]),
             (["probe", document, "--points", self.folder / "none"], ["none", "--points"]),
             (["sample", document], ["--output"]),
-            (["sample", document, "-o", self.folder / "v.xyz"], [".xyz", ".npy, .nrrd or .vti"]),
+            (["sample", document, "-o", self.folder / "v.xyz"], [".xyz", ".npy, .nrrd"]),
             (["sample", document, "-o", volume, "--dims", "2,2"], ["--dims", '"2,2"']),
             (["sample", document, "-o", volume, "--dims", "2,2,1"], ["--dims", "from 2 to"]),
             (["sample", document, "-o", volume, "--dims", "2,2,2.5"], ["--dims", "whole numbers"]),

@@ -180,7 +180,7 @@ std::string numbered(const std::string& file, std::size_t number, int count)
     return fmt::format("{}_{:0{}}.png", file.substr(0, file.size() - 4), number, digits);
 }
 
-void write(const std::string& file, const zrk::ShadedPicture& picture, bool isTransparent)
+void writePicture(const std::string& file, const zrk::ShadedPicture& picture, bool isTransparent)
 {
     const auto keepGoing = [](double) { return !isInterrupted(); };
     if (isTransparent) {
@@ -250,7 +250,7 @@ void render(const RenderOptions& options)
         if (isInterrupted()) {
             throw zrk::FaultError(zrk::interruptedAt(file));
         }
-        write(file, picture, isTransparent);
+        writePicture(file, picture, isTransparent);
         written.push_back(file);
         scale = step.paintRange;
     };
