@@ -65,7 +65,7 @@ Result<PartFormat> partFormat(const std::string& path);
 ///
 /// After a fault a file that was there stays as it was: FailedWork when the format can't hold the part or the
 /// file can't be written, Interrupted when the monitor stopped the work. Memory: a fixed buffer, in 3MF also
-/// the colours that differ; for VDB as told there.
+/// the colours that differ; for VDB see vdb.h.
 Result<void> writePart(AtomicFile file, PartFormat format, const Part& part,
                        ProgressMonitor* monitor = nullptr);
 
