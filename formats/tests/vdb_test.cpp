@@ -208,13 +208,15 @@ TEST_F(VdbFile, CanBeStoppedAllTheTimeAndLeavesTheOldFile)
     EXPECT_EQ(whole.last, 1);
     EXPECT_FALSE(whole.falls);
     put("a.vdb", "old");
-    for (int left = 0; left < whole.asked; left += 1 + whole.asked / 12) {
+    const int all = whole.asked;
+    for (const int left : {0, all / 4, all / 2, all - 4, all - 3, all - 2, all - 1}) {
         Stopping monitor;
         monitor.left = left;
         const auto written = write(part, &monitor);
         ASSERT_FALSE(written) << left;
         EXPECT_EQ(written.error().kind, FaultKind::Interrupted);
         EXPECT_TRUE(monitor.isInterruptAcknowledged());
+        EXPECT_EQ(monitor.asked, left + 1) << "went on after it was stopped";
         EXPECT_EQ(content("a.vdb"), "old");
     }
     const std::vector<double> values(64 * 64 * 64, 1);
@@ -236,6 +238,14 @@ TEST_F(VdbFile, TellsAFullDisk)
     });
     ASSERT_FALSE(written);
     EXPECT_THAT(messageOf(written.error()), HasSubstr("No space"));
+
+    int calls = 0;
+    const auto full = [&calls](const void*, std::size_t) {
+        ++calls;
+        return false;
+    };
+    EXPECT_TRUE(writeVdb(Part{.mesh = mesh, .voxels = {.side = 0.05}}, full, {})) << "the sink tells why";
+    EXPECT_EQ(calls, 1) << "went on though nothing was taken";
 }
 
 #endif
