@@ -237,6 +237,7 @@ def surface(format):
                      lambda folder: ["surface", gyroid(folder), "--resolution", 400, "--iso", 0.3], "out" + format)
 
 
+VDB = [".vdb"] if ".vdb" in run("sample", "--help").out else []  # where it is built in
 CURVES = 400000
 TRIANGLES = 700  # squared, times two
 
@@ -282,12 +283,15 @@ OPERATIONS = [
     # Files.
     *(Operation(f"a large grid as {format}", ("sample", format),
                 lambda f: ["sample", gyroid(f), "--resolution", 450], "out" + format)
-      for format in (".npy", ".nrrd", ".vti")),
+      for format in (".npy", ".nrrd", ".vti", *VDB)),
     Operation("a large slice", ("slice",), lambda f: ["slice", gyroid(f), "--size", 8192], "out.png", quick=True),
     Operation("the largest slice", ("slice", ".png"), lambda f: ["slice", gyroid(f), "--size", 16384], "out.png"),
     Operation("a large slice of colours", ("slice",),
               lambda f: ["slice", picture(f, "RGBAImageSampler", 2000), "--size", 8192], "out.png"),
-    *map(surface, (".3mf", ".stl", ".ply", ".obj")),
+    *map(surface, (".3mf", ".stl", ".ply", ".obj", *VDB)),
+    Operation("measures", ("measure",), lambda f: ["measure", gyroid(f), "--iso", 0.3, "--accuracy", 1e-6]),
+    Operation("solving", ("measure",), lambda f: ["measure", gyroid(f), "--solve", "1.contour", "--for", "fraction=0.4",
+                                                  "--accuracy", 1e-5], quick=True),
     Operation("a surface of nested gradients", ("surface",),
               lambda f: ["surface", solid_of_gradients(f, 8), "--resolution", 64], "out.stl"),
     Operation("a report on a surface", ("surface",),

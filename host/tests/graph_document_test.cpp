@@ -283,7 +283,7 @@ TEST(GraphDocumentValues, AreSetByTheirKeyOrRefusedWithoutAChange)
     };
     const Case refused[] = {{5, "radius", 1.0, "no such node"},
                             {4, "radios", 1.0, "did you mean \"radius\""},
-                            {4, "radius", "big", "expected a number"},
+                            {4, "radius", "big", "expected number"},
                             {0, "op_name", 3, "another kind of value"}};
     for (const Case& c : refused) {
         const auto result = document.setValue(c.node, c.key, c.value);
