@@ -5,6 +5,7 @@
 #include "host/document_context.h"
 #include "host/document_json.h"
 #include "host/document_values.h"
+#include "host/nearest_names.h"
 #include "host/type_lookup.h"
 #include "model/file_import.h"
 #include "model/graph_object.h"
@@ -61,9 +62,17 @@ std::string unreadableKey(const ZRKGraphObject& object, const ZRKJson& values)
     return "";
 }
 
+/// Empty where nothing is known.
+std::string didYouMean(const std::string& key, const std::vector<std::string>& known)
+{
+    return known.empty() ? "" : fmt::format("did you mean {}? ", nearestNames(key, known, 1));
+}
+
 std::string keyPlace(const std::string& place, const std::string& key)
 {
-    return key.empty() ? place : fmt::format("{}, \"{}\"", place, key);
+    return key.empty()     ? place
+           : place.empty() ? fmt::format("\"{}\"", key)
+                           : fmt::format("{}, \"{}\"", place, key);
 }
 
 } // namespace
@@ -87,6 +96,8 @@ void DocumentReader::read(const std::string& text)
     // Nobody listens yet; telling every node of every link would take a time that grows with the square.
     _document._graph->setSilent(true);
     readVersion();
+    warnOfUnknown(_document._root, "",
+                  {"zrkGraph", "context", "resources", "nodes", "links", "output", "view"});
     readContext();
     readResources();
     readNodes();
@@ -94,6 +105,17 @@ void DocumentReader::read(const std::string& text)
     warnOfLinksThatDontFit();
     readOutput();
     _document._graph->setSilent(false);
+}
+
+void DocumentReader::warnOfUnknown(const ZRKJson& object, const std::string& place,
+                                   const std::vector<std::string>& known)
+{
+    for (const auto& [key, member] : object.items()) {
+        if (std::find(known.begin(), known.end(), key) == known.end()) {
+            warn(keyPlace(place, key), "a key that documents don't know", "one of those they know here",
+                 didYouMean(key, known) + "as it stands, the key is kept and not used");
+        }
+    }
 }
 
 void DocumentReader::readVersion()
@@ -144,6 +166,7 @@ void DocumentReader::readContext()
         refuse("\"context\"", shown(*context), "an object",
                "write \"context\": {\"modelBounds\": [[-1, -1, -1], [1, 1, 1]]}, or leave it out");
     }
+    warnOfUnknown(*context, "\"context\"", {"unit", "modelBounds", "modelLocalBounds", "modelTransform"});
     auto answers = std::make_shared<DocumentContext>();
     const auto readBox = [&](const char* key, std::optional<zrk::BBox<double>>& box) {
         const auto member = context->find(key);
@@ -229,6 +252,7 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
         zrk::valueOrThrow(findType(where(place + ", \"type\""), type, text("uuid", false)));
     place = fmt::format("node {} ({})", number, registration->info.name);
 
+    warnOfUnknown(entry, place, {"id", "type", "uuid", "values", "import", "position"});
     const auto object = registration->factory();
     _document._graph->addNode(object, number);
     _document._nodeIndex[number] = index;
@@ -308,8 +332,8 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
     refuseIfStopped(place);
     for (const std::string& unread : stored.unreadPlaces()) {
         warn(keyPlace(place, unread), "a key that the type doesn't know", "the name of a property",
-             fmt::format("`zrk types {}` lists them; as it stands, the key is kept and not used",
-                         uniqueName(object.typeInfo())));
+             fmt::format("{}`zrk types {}` lists them; as it stands, the key is kept and not used",
+                         didYouMean(unread, keysOf(storedForm(object))), uniqueName(object.typeInfo())));
     }
 }
 
@@ -365,6 +389,7 @@ void DocumentReader::readLink(const ZRKJson& entry, std::size_t index)
     if (!entry.is_object()) {
         refuse(place, shown(entry), "an object", "write {\"from\": [1, 0], \"to\": [2, 0]}");
     }
+    warnOfUnknown(entry, place, {"from", "to"});
     const auto end = [&](const char* key, bool isOutput) {
         const auto member = entry.find(key);
         const std::string endPlace = fmt::format("{}, \"{}\"", place, key);

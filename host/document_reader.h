@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zrkmodel {
 
@@ -44,6 +45,9 @@ private:
     void warnOfLinksThatDontFit();
     void readOutput();
 
+    /// Warns of members of an object that documents don't know there.
+    void warnOfUnknown(const ZRKJson& object, const std::string& place,
+                       const std::vector<std::string>& known);
     Pin_handle readPin(const ZRKJson& pair, const std::string& place, bool isOutput) const;
     [[noreturn]] void refuseLink(ZRKLinkResult result, Pin_handle from, Pin_handle to,
                                  const std::string& place) const;

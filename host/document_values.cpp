@@ -1,6 +1,8 @@
 #include "host/document_values.h"
 
 #include "core/values/fault.h"
+#include "model/graph_object.h"
+#include "model/serialization.h"
 
 #include <algorithm>
 
@@ -15,6 +17,22 @@ std::string shownMember(const ZRKJson& object, const char* key)
 {
     const auto member = object.find(key);
     return member == object.end() ? "none" : shown(*member);
+}
+
+ZRKJson storedForm(const ZRKGraphObject& object)
+{
+    ZRKSerialization stored;
+    object.serialize(stored);
+    return stored.root();
+}
+
+std::vector<std::string> keysOf(const ZRKJson& object)
+{
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : object.items()) {
+        keys.push_back(key);
+    }
+    return keys;
 }
 
 bool isNumbers(const ZRKJson& value, std::size_t count)

@@ -85,9 +85,7 @@ void print(const ZRKJson& value, std::size_t indent, std::string& out)
 /// The component's stored form, and after it the keys of the document that it doesn't know.
 ZRKJson currentValues(const ZRKGraphObject& object, const ZRKJson& entry)
 {
-    ZRKSerialization stored;
-    object.serialize(stored);
-    ZRKJson values = stored.root();
+    ZRKJson values = storedForm(object);
     if (const auto former = entry.find("values"); former != entry.end() && former->is_object()) {
         for (const auto& [key, member] : former->items()) {
             if (!values.contains(key)) {
@@ -205,14 +203,9 @@ zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string&
     ZRKGraphObject& object = *entry->object;
     const std::string place =
         fmt::format("{}, node {} ({}), \"{}\"", _name, node, object.typeInfo().name, zrk::printable(key));
-    ZRKSerialization stored;
-    object.serialize(stored);
-    const ZRKJson former = stored.root();
+    const ZRKJson former = storedForm(object);
     if (!former.contains(key)) {
-        std::vector<std::string> known;
-        for (const auto& [name, member] : former.items()) {
-            known.push_back(name);
-        }
+        const std::vector<std::string> known = keysOf(former);
         return zrk::refused(
             {place, "a key that the type doesn't know",
              known.empty() ? "none, as the type stores nothing" : "one of its keys",

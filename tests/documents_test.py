@@ -206,14 +206,36 @@ class Warnings(ZrkTest):
         self.assertEqual(self.succeed("probe", self.put(importing("torn.obj")), "--at", "1,1,1").out,
                          "-0.34999999999999998,1\n")
 
-    def test_what_others_may_add_is_no_matter(self):
-        self.check({**graph([{**SPHERE, "position": [3, 4], "comment": "x"}]), "author": {"name": "a"}})
-        self.check(graph([{**SPHERE, "values": {}}], resources=[], context={}))
+    def test_keys_that_a_document_does_not_know(self):
+        document = graph([{**SPHERE, "value": {"radius": 2}}], output=(1, 0), context={"modelbounds": []}, link=[])
+        self.check(document, ('"link"', 'did you mean "links"'), ('"context", "modelbounds"', '"modelBounds"'),
+                   ("node 1 (SphereSDF)", '"value"', 'did you mean "values"', "kept and not used"))
+        twist = {"id": 2, "type": "TwistTransform"}
+        document = graph([SPHERE, twist], [(2, 0, 1, 0)])
+        document["links"][0]["form"] = [2, 0]
+        self.check(document, ("links[0]", '"form"', 'did you mean "from"'))
+        self.check(graph([{**SPHERE, "values": {"raduis": 2}}]), ('"raduis"', 'did you mean "radius"'))
+
+    def test_forms_that_are_as_good(self):
+        self.check(graph([{**SPHERE, "position": [3, 4], "values": {}}], resources=[], context={}, view={"at": 1}))
         self.check(graph([{**SPHERE, "uuid": "6e8c3d87-c1b8-4f58-a88a-e8e774076aff"}]))
         self.check(graph([{**SPHERE, "type": "ZRKSphereSDF"}]))
         self.check("\ufeff" + json.dumps(graph([SPHERE])))
-        # Equal keys of objects beside and within each other.
-        self.check({**graph([{**SPHERE, "a": {"a": {"a": 1}}}, {**TWIST, "id": 2, "a": [{"b": 1}, {"b": 2}]}]), "a": 1, "b": {}})
+        # Equal keys of objects beside and within each other are no key given twice.
+        self.check({**graph([{**SPHERE, "a": {"a": {"a": 1}}}, {**TWIST, "id": 2, "a": [{"b": 1}, {"b": 2}]}]), "a": 1},
+                   ('"a"',), ("node 1", '"a"'), ("node 2", '"a"'))
+
+    def test_strict_commands_refuse_what_is_warned_of(self):
+        path = self.put(graph([{**SPHERE, "radius": 2}], output=(1, 0)))
+        for arguments in (["check", path], ["probe", path, "--at", "0,0,0"], ["slice", path, "-o", self.folder / "s.png"]):
+            told = self.refused(2, *arguments, "--strict", contains=["1 warning, expected none with --strict"])
+            self.assertIn("warning: ", told)
+        self.assertFalse((self.folder / "s.png").exists())
+        self.succeed("check", self.put(graph([SPHERE], output=(1, 0)), "good.zrk.json"), "--strict")
+
+    def test_quiet_commands_tell_nothing(self):
+        path = self.put(graph([{**SPHERE, "radius": 2}], output=(1, 0)))
+        self.assertEqual(self.succeed("probe", path, "--at", "0,0,0", "--quiet").err, "")
 
     def test_other_commands_tell_them_too(self):
         path = self.put(graph([{**SPHERE, "values": {"radius": "2"}}], output=(1, 0)))

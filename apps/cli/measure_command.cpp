@@ -8,8 +8,6 @@
 #include "core/values/level_search.h"
 #include "host/document_values.h"
 #include "host/nearest_names.h"
-#include "model/graph_object.h"
-#include "model/serialization.h"
 
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
@@ -189,10 +187,9 @@ private:
             throw zrk::FaultError({where, fmt::format("node {}", unknown.node), "the id of a node",
                                    fmt::format("`zrk check {}` lists the nodes", _options.document)});
         }
-        zrkmodel::ZRKSerialization stored;
-        node->object->serialize(stored);
+        const zrkmodel::ZRKJson values = zrkmodel::storedForm(*node->object);
         std::vector<std::string> numbers;
-        for (const auto& [key, value] : stored.root().items()) {
+        for (const auto& [key, value] : values.items()) {
             if (value.is_number()) {
                 numbers.push_back(key);
             }
@@ -203,7 +200,7 @@ private:
                                        ? "the node has none: choose another one"
                                        : "its nearest: " + zrkmodel::nearestNames(unknown.key, numbers)});
         }
-        return stored.root()[unknown.key].get<double>();
+        return values[unknown.key].get<double>();
     }
 
     void solve()

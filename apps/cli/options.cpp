@@ -99,6 +99,7 @@ void DocumentOptions::addTo(CLI::App& command)
     command.add_option("DOC", document, "graph document (.zrk.json), or a pipe with one")->required();
     command.add_flag("--confine", isConfined,
                      "refuse a document whose paths lead out of its folder, also by way of links");
+    command.add_flag("--strict", isStrict, "refuse a document that there are warnings of");
     command
         .add_option("--memory", memory,
                     "most memory to take, e.g. 500M or 2G; without it three quarters of what is free")
@@ -111,7 +112,7 @@ void SamplingOptions::addTo(CLI::App& command)
     command.add_option("--pin", pin, "output to sample, NODE:OUT; without it the document's \"output\"");
     command.add_option("--threads", threads, "number of workers; without it all processors")
         ->check(CLI::Range(std::size_t{1}, std::size_t{1024}));
-    command.add_flag("--quiet", quiet, "no progress");
+    command.add_flag("--quiet", quiet, "no progress, no warnings");
 }
 
 zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet)
@@ -125,7 +126,14 @@ zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet)
         return zrk::valueOrThrow(zrkmodel::GraphDocument::load(options.document, warnings, settings));
     });
     for (const zrk::Fault& warning : warnings) {
-        tell("warning: {}\n", zrk::messageOf(warning));
+        if (!quiet || options.isStrict) {
+            tell("warning: {}\n", zrk::messageOf(warning));
+        }
+    }
+    if (options.isStrict && !warnings.empty()) {
+        throw zrk::FaultError({options.document,
+                               fmt::format("{} warning{}", warnings.size(), warnings.size() == 1 ? "" : "s"),
+                               "none with --strict", "mend what they tell, or leave --strict out"});
     }
     return document;
 }

@@ -19,6 +19,7 @@ namespace zrkcli {
 struct DocumentOptions {
     std::string document;
     bool isConfined = false;
+    bool isStrict = false;
     std::optional<std::uint64_t> memory; ///< bytes; without it a share of what is free
 
     void addTo(CLI::App& command);
