@@ -330,10 +330,12 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
         throw zrk::FaultError(zrk::faultOf(error, where(keyPlace(place, keyOfGreatest(values)))));
     }
     refuseIfStopped(place);
-    for (const std::string& unread : stored.unreadPlaces()) {
-        warn(keyPlace(place, unread), "a key that the type doesn't know", "the name of a property",
+    const std::vector<std::string> unread = stored.unreadPlaces();
+    const std::vector<std::string> known = unread.empty() ? unread : keysOf(storedForm(object));
+    for (const std::string& key : unread) {
+        warn(keyPlace(place, key), "a key that the type doesn't know", "the name of a property",
              fmt::format("{}`zrk types {}` lists them; as it stands, the key is kept and not used",
-                         didYouMean(unread, keysOf(storedForm(object))), uniqueName(object.typeInfo())));
+                         didYouMean(key, known), uniqueName(object.typeInfo())));
     }
 }
 
