@@ -84,7 +84,7 @@ void addPoleReference(PoleList::Item& item, ZRKPropertyView& editor)
     auto* picker = new ZRKGeometryPicker(kPointGeometry, 1, {item.value.geometry()});
     editor.add(picker, {}, captionOf("select:"));
     if (!item.value.is_valid()) {
-        UIField::say(picker, "no point is chosen: the pole counts for nothing");
+        UIField::say(picker, "no point is chosen: no effect");
     }
     picker->onSelectionChanged([&item, picker] {
         const auto& selection = picker->selectedObjects();
