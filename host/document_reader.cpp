@@ -2,9 +2,11 @@
 
 #include "core/engine/progress.h"
 #include "core/values/stop.h"
+#include "formats/part.h"
 #include "host/document_context.h"
 #include "host/document_json.h"
 #include "host/document_values.h"
+#include "host/geometry_reader.h"
 #include "host/nearest_names.h"
 #include "host/type_lookup.h"
 #include "model/file_import.h"
@@ -104,6 +106,7 @@ void DocumentReader::read(const std::string& text)
     readLinks();
     warnOfLinksThatDontFit();
     readOutput();
+    readView();
     _document._graph->setSilent(false);
 }
 
@@ -167,6 +170,12 @@ void DocumentReader::readContext()
                "write \"context\": {\"modelBounds\": [[-1, -1, -1], [1, 1, 1]]}, or leave it out");
     }
     warnOfUnknown(*context, "\"context\"", {"unit", "modelBounds", "modelLocalBounds", "modelTransform"});
+    if (const auto unit = context->find("unit"); unit != context->end()) {
+        if (!unit->is_string() || !zrk::lengthUnit("", unit->get<std::string>())) {
+            warn("\"context\", \"unit\"", shown(*unit), "\"m\", \"cm\", \"mm\", \"um\", \"inch\" or \"ft\"",
+                 "write one of them, or leave it out; as it stands, no unit is known");
+        }
+    }
     auto answers = std::make_shared<DocumentContext>();
     const auto readBox = [&](const char* key, std::optional<zrk::BBox<double>>& box) {
         const auto member = context->find(key);
@@ -206,6 +215,22 @@ void DocumentReader::readResources()
     const ZRKJson* resources = arrayMember("resources");
     _document._resources = zrk::valueOrThrow(
         DocumentResources::load(resources ? *resources : ZRKJson::array(), _name, _paths, _monitor));
+    if (resources) {
+        warnOfUnknownMembers(*resources);
+    }
+}
+
+void DocumentReader::warnOfUnknownMembers(const ZRKJson& resources)
+{
+    for (std::size_t i = 0; i < resources.size(); ++i) {
+        zrk::stopIfAsked();
+        std::vector<std::string> known = {"uuid", "kind", "name"};
+        const bool isGeometry = resources[i]["kind"] == "geometry";
+        for (const char* key : isGeometry ? shapeMembers(resources[i]) : std::vector<const char*>{"path"}) {
+            known.emplace_back(key);
+        }
+        warnOfUnknown(resources[i], fmt::format("resources[{}]", i), known);
+    }
 }
 
 void DocumentReader::readNodes()
@@ -479,6 +504,43 @@ void DocumentReader::readOutput()
     }
     const Pin_handle handle = readPin(*output, "\"output\"", true);
     _document._output = PinAddress{handle.node(), handle.index()};
+}
+
+/// Advice on how slices are drawn: what can't be read of it is left out.
+void DocumentReader::readView()
+{
+    const auto view = _document._root.find("view");
+    if (view == _document._root.end()) {
+        return;
+    }
+    const auto take = [&](const char* key, bool isGood, const ZRKJson& value, const char* expected) {
+        if (!isGood) {
+            warn(fmt::format("\"view\", \"{}\"", key), shown(value), expected,
+                 "write that, or leave it out; as it stands, it isn't used");
+        }
+        return isGood;
+    };
+    if (!view->is_object()) {
+        warn("\"view\"", shown(*view), "an object", "write \"view\": {\"axis\": \"y\", \"at\": 0.5}");
+        return;
+    }
+    if (const auto axis = view->find("axis"); axis != view->end()) {
+        const bool isAxis = *axis == "x" || *axis == "y" || *axis == "z";
+        if (take("axis", isAxis, *axis, "\"x\", \"y\" or \"z\"")) {
+            _document._view.axis = axis->get<std::string>()[0] - 'x';
+        }
+    }
+    if (const auto at = view->find("at"); at != view->end()) {
+        if (take("at", at->is_number() && *at >= 0 && *at <= 1, *at, "a number from 0 to 1")) {
+            _document._view.at = at->get<double>();
+        }
+    }
+    if (const auto range = view->find("range"); range != view->end()) {
+        if (take("range", isNumbers(*range, 2) && (*range)[0] < (*range)[1], *range,
+                 "two numbers, the smaller one first")) {
+            _document._view.range = {(*range)[0].get<double>(), (*range)[1].get<double>()};
+        }
+    }
 }
 
 } // namespace zrkmodel
