@@ -81,7 +81,6 @@ function(zrk_manuals output)
         list(APPEND headers ${found})
     endforeach()
     list(FILTER headers EXCLUDE REGEX "_formula\\.h$")
-    list(FILTER headers INCLUDE REGEX "/(primitives|model|components)/[a-z_]+\\.h$")
     set(tool "${PROJECT_SOURCE_DIR}/tools/make-manuals")
     add_custom_command(OUTPUT "${output}"
         COMMAND Python3::Interpreter -B "${tool}" "${output}" ${headers}

@@ -20,11 +20,11 @@ using ZRKFallOffFunction = zrk::FallOff;
 /// |         |        |      |          |       | a step at start                                           |
 /// | curve   | string |      | "linear" |       | the form between them                                     |
 ///
-/// | falloff.curve | name | meaning                              |
-/// |---------------|------|--------------------------------------|
-/// | "linear"      |      | a straight line                      |
-/// | "smooth"      |      | flat at both ends                    |
-/// | "gauss"       |      | steepest inside, flat at neither end |
+/// | falloff.curve | name | meaning                                     |
+/// |---------------|------|---------------------------------------------|
+/// | "linear"      |      | a straight line                             |
+/// | "smooth"      |      | flat at both ends                           |
+/// | "gauss"       |      | flat at the start, and nearly so at the end |
 template <>
 struct ZRKValueSerializer<ZRKFallOffFunction> {
     static void write(ZRKSerialization& s, const ZRKFallOffFunction& value, const ZRKSerializationPos& pos);

@@ -22,10 +22,10 @@ struct ManualMember {
     std::string_view kind;
     /// Empty without one. "mu" are model units.
     std::string_view unit;
-    /// What a document that lacks the key stands for, in JSON; empty where there is no such value.
+    /// The value of a fresh node, in JSON; empty where there is none.
     std::string_view defaultValue;
-    /// "A to B", ">= A" or "> A"; empty for every value of the kind. "A to B" is what the panel's slider
-    /// covers.
+    /// "A to B" where the panel offers no more than that; empty where it offers every value of the kind.
+    /// Documents may hold values beyond.
     std::string_view range;
     std::string_view meaning;
     /// All values that have a meaning; empty where any of the kind has.
