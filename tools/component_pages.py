@@ -19,6 +19,8 @@ FAMILIES = {
 }
 # The families whose components change what they are given, so that a picture without them tells something.
 CHANGING = {"operators", "transforms", "coordinates"}
+# Without these nothing is inside: a density isn't negative anywhere.
+WITHOUT_SOLID = {"ZRKLevelsetIsoValue"}
 KINDS = """| kind | in a document |
 |---|---|
 | double, int, bool, string | a number, a whole number, `true` or `false`, a text |

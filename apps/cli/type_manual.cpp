@@ -179,6 +179,13 @@ std::string tagText(const Json& names)
     return text.empty() ? "none" : text;
 }
 
+/// A value's key as documents have it, or its place in an array.
+std::string keyText(const std::string& key)
+{
+    const bool isPlace = std::all_of(key.begin(), key.end(), [](char c) { return c >= '0' && c <= '9'; });
+    return isPlace ? "[" + key + "]" : "\"" + key + "\"";
+}
+
 /// A value's name and facts on a line, its meaning and choices on those below.
 std::string valueText(const Json& value, std::size_t indent)
 {
@@ -192,10 +199,10 @@ std::string valueText(const Json& value, std::size_t indent)
                                      : "default " + value["default"].dump());
     add(text("range"));
     add(value.value("stored", true) ? "" : "not stored");
-    std::string all =
-        fmt::format("{}{:<20} {}\n", std::string(indent, ' '), "\"" + text("name") + "\"", facts);
+    std::string all = fmt::format("{}{:<20} {}\n", std::string(indent, ' '), keyText(text("name")), facts);
     if (all.size() > kColumns + 1) {
-        all = fmt::format("{}\"{}\"\n{}", std::string(indent, ' '), text("name"), wrapped(facts, indent + 4));
+        all = fmt::format("{}{}\n{}", std::string(indent, ' '), keyText(text("name")),
+                          wrapped(facts, indent + 4));
     }
     if (!text("meaning").empty()) {
         all += wrapped(text("meaning"), indent + 4);

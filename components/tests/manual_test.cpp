@@ -193,7 +193,8 @@ TEST_P(Manuals, HasTheMembersOfWhatIsStored)
             if (isObject) {
                 const ZRKJson full = withOneItem(value, json(value.defaultValue));
                 EXPECT_EQ(keysOf(storedWith(full)), namesOf(value.members));
-                for (const auto& [name, byDefault] : storedWith(ZRKJson::object()).items()) {
+                const ZRKJson empty = storedWith(ZRKJson::object());
+                for (const auto& [name, byDefault] : empty.items()) {
                     const auto told = std::find_if(value.members.begin(), value.members.end(),
                                                    [&](const ManualMember& m) { return m.key == name; });
                     ASSERT_NE(told, value.members.end()) << name;
