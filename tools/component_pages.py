@@ -87,7 +87,7 @@ def pins_table(pins, is_input):
 class Graph:
     """A document's nodes in columns, from what feeds to what is fed, as a drawing."""
 
-    WIDTH, HEIGHT, ROW = 190, 40, 62
+    WIDTH, HEIGHT, ROW = 220, 40, 62
 
     def __init__(self, document, types):
         self.nodes = {node["id"]: node for node in document["nodes"]}
