@@ -59,15 +59,19 @@ def values_table(values):
 
 
 def choices_of(values, prefix=""):
-    """Tables of the choices and members of values."""
+    """Tables of the choices and members of values. Those of a kind, as of curves, are told once."""
+    first = {}
     for value in values:
+        if value.get("members") and first.setdefault((value["type"], json.dumps(value["members"])), value) is not value:
+            continue
         name = prefix + value["name"]
         if value["choices"]:
             yield f"Values of `{name}`:"
             yield table(["value", "name", "meaning"],
                         [[f"`{json.dumps(c['value'])}`", c["name"], c["meaning"]] for c in value["choices"]])
         if value.get("members"):
-            yield f"Each {'item' if value['list'] else 'value'} of `{name}`:" if value["list"] else f"Members of `{name}`:"
+            alike = [f"`{prefix}{other['name']}`" for other in values if other.get("members") == value["members"]]
+            yield f"{'Each item' if value['list'] else 'The members'} of {' and of '.join(alike)}:"
             yield values_table(value["members"])
             yield from choices_of(value["members"], f"{name}{'[]' if value['list'] else ''}.")
 
@@ -95,13 +99,15 @@ class Graph:
         self.output = tuple(document["output"])
         self.types = types
 
-    def column(self, node):
-        return max((1 + self.column(start[0]) for start, end in self.links if end[0] == node), default=0)
+    def distance(self, node):
+        """Links from a node to the last one that it feeds."""
+        return max((1 + self.distance(end[0]) for start, end in self.links if start[0] == node), default=0)
 
     def svg(self):
         columns = {}
+        last = max(map(self.distance, self.nodes))
         for node in self.nodes:
-            columns.setdefault(self.column(node), []).append(node)
+            columns.setdefault(last - self.distance(node), []).append(node)
         gap = self.WIDTH + 70
         place = {node: (10 + x * gap, 10 + y * self.ROW) for x, nodes in columns.items() for y, node in enumerate(nodes)}
         width = gap * len(columns) - 70 + 20

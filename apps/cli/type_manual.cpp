@@ -186,7 +186,7 @@ std::string keyText(const std::string& key)
     return isPlace ? "[" + key + "]" : "\"" + key + "\"";
 }
 
-/// A value's name and facts on a line, its meaning and choices on those below.
+/// A value's name and facts on a line, its meaning, choices and members on those below.
 std::string valueText(const Json& value, std::size_t indent)
 {
     const auto text = [&](const char* key) { return value.value(key, std::string()); };
@@ -224,6 +224,20 @@ std::string valueText(const Json& value, std::size_t indent)
         }
     }
     return all;
+}
+
+/// Has members told once, where several values have the same.
+void refersToFirst(Json& values)
+{
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        for (std::size_t j = 0; j < i && !values[i].value("members", Json::array()).empty(); ++j) {
+            if (values[i]["members"] == values[j]["members"]) {
+                values[i]["members"] = Json::array();
+                values[i]["meaning"] = values[i]["meaning"].get<std::string>() + "; stored as " +
+                                       keyText(values[j]["name"].get<std::string>()) + " is";
+            }
+        }
+    }
 }
 
 std::string pinText(std::size_t index, const Json& pin, bool isInput)
@@ -281,7 +295,8 @@ Json typeDetailsJson(const Registration& type)
 
 std::string typeDetailsText(const Registration& type)
 {
-    const Json details = typeDetailsJson(type);
+    Json details = typeDetailsJson(type);
+    refersToFirst(details["properties"]);
     const Manual& manual = zrkmodel::manualOf(type);
     std::string all =
         wrapped(fmt::format("{}: {} {}", type.strings.title, type.strings.description, manual.overview), 0);
