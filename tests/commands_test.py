@@ -92,16 +92,27 @@ class Types(ZrkTest):
         listed = json.loads(run("types", "--json").out)
         self.assertEqual(len(lines), len(listed))
         for line, entry in zip(lines, listed):
-            # Two blanks between columns: type names hold single ones.
+            # Two blanks between columns: names and descriptions hold single ones.
             columns = [column.strip() for column in line.split("  ") if column.strip()]
-            self.assertEqual(columns[:3], [entry["class"], entry["type"], entry["uuid"]])
+            signature = " -> ".join(", ".join(entry["signature"][side]) or "none" for side in ("inputs", "outputs"))
+            self.assertEqual(columns, [entry["class"], entry["type"], entry["uuid"], signature, entry["family"], entry["description"]])
+
+    def test_lists_a_family(self):
+        listed = json.loads(self.succeed("types", "--json").out)
+        for family in {entry["family"] for entry in listed}:
+            of_family = [entry for entry in listed if entry["family"] == family]
+            self.assertEqual(json.loads(self.succeed("types", family, "--json").out), of_family)
+            self.assertEqual([line.split()[0] for line in self.succeed("types", family).out.splitlines()[1:]],
+                             [entry["class"] for entry in of_family])
 
     def test_describes_a_type_by_class_and_by_name(self):
         by_name = json.loads(self.succeed("types", "--json", "BoxSDF").out)
         self.assertEqual(by_name, json.loads(self.succeed("types", "--json", "ZRKBoxSDF").out))
-        self.assertEqual(by_name["inputs"], [{"name": "coords", "tag": "Vector3d",
-                                              "option": "Coordinates", "default": None}])
-        self.assertEqual(by_name["outputs"], [{"name": "sdf", "tag": "Scalar"}])
+        pin, = by_name["inputs"]
+        self.assertEqual(pin, {"name": "coords", "tag": "Vector3d", "option": "Coordinates", "default": None,
+                               "unit": "mu", "meaning": pin["meaning"]})
+        self.assertEqual(by_name["outputs"][0]["name"], "sdf")
+        self.assertEqual(by_name["outputs"][0]["tag"], "Scalar")
         self.assertEqual([(p["name"], p["default"]) for p in by_name["properties"]],
                          [("radius", 0), ("center", [0.5, 0.5, 0.5]), ("dimensions", [1, 1, 1]),
                           ("wireframe", False), ("edge thickness", 0.1)])
@@ -113,6 +124,7 @@ class Types(ZrkTest):
         self.refused(2, "types", "Invert", contains=["ZRKInvert", "ZRKLevelsetIsoValue", "2 types share"])
         self.refused(2, "types", "Shpere", contains=['"SphereSDF"', "zrk types"])
         self.refused(2, "types", "boxsdf", contains=['"BoxSDF"'])
+        self.refused(2, "types", "primitves", contains=['did you mean "primitives"', "zrk types"])
         self.refused(2, "types", "x" * 100_000, contains=["zrk types"])
 
 
