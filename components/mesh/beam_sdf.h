@@ -29,10 +29,11 @@ namespace zrkmodel {
 /// (mu), negative inside, with the weight of `coords`. The grid has a spacing of (max - min) / 5 on each axis
 /// and beams between neighbouring nodes, of 0.35 times the largest spacing for a radius.
 ///
-/// An import takes the edges of a Wavefront OBJ file instead, stretched into the box (0, 0, 0) to (5, 5, 5),
-/// with radius 0.001. It isn't stored with the component and lasts until the inspector is opened. A document
-/// that names the file under "import" has it read again. Without a beam, as after an import of a file without
-/// faces, d is the largest double.
+/// An import takes the edges of a Wavefront OBJ, STL, PLY or 3MF file instead, stretched into the box (0, 0,
+/// 0) to (5, 5, 5), with radius 0.001; a document can have it otherwise by "fit". With "polygons": "split"
+/// the diagonals of polygons become beams too. It isn't stored with the component and lasts until the
+/// inspector is opened. A document that names the file under "import" has it read again. Without a beam, as
+/// after an import of a file without faces, d is the largest double.
 ///
 /// The lattice is built when it is first asked for, and kept: a later edit of `min` or `max` has no effect on
 /// it until the inspector is opened.
@@ -71,11 +72,16 @@ public:
     /// The lattice as evaluators have it, made from `min` and `max` if there was none yet. Never null.
     std::shared_ptr<const zrk::BeamCacheData> lattice() const;
 
+    std::vector<std::string> importOptions() const override;
+
+protected:
     /// Replaces the lattice by the edges of the first file; without a file by a grid of four nodes over
-    /// (0, 0, 0) to (5, 5, 5). A file that can't be read leaves a lattice without beams; one whose faces name
-    /// vertices that aren't there leaves the former lattice. Sends no event of a change.
-    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
-                                  zrk::ProgressMonitor* monitor) override;
+    /// (0, 0, 0) to (5, 5, 5). A file that can't be read leaves a lattice without beams; an OBJ file whose
+    /// faces name vertices that aren't there, and one beyond a limit, leave the former lattice. Sends no
+    /// event of a change.
+    zrk::Result<ZRKImportWarnings> onImport(const std::vector<std::filesystem::path>& paths,
+                                            const ZRKImportOptions& options,
+                                            zrk::ProgressMonitor* monitor) override;
 
 private:
     using Cache = std::shared_ptr<const zrk::BeamCacheData>;
@@ -85,7 +91,8 @@ private:
     /// Holds the last lattice there was.
     std::shared_ptr<zrk::KernelSlot> _slot = std::make_shared<zrk::KernelSlot>(zrk::beamKernel(nullptr));
 
-    zrk::Result<void> importLattice(const std::filesystem::path& path);
+    zrk::Result<ZRKImportWarnings> importLattice(const std::filesystem::path& path,
+                                                 const ZRKImportOptions& options);
     void replaceCache(Cache cache);
     void setCache(Cache cache) const;
     void makeCacheIfMissing() const;

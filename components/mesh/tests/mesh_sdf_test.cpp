@@ -39,7 +39,7 @@ protected:
     std::string import(const std::string& text)
     {
         put("mesh.obj", text);
-        return message(mesh->importFiles({folder / "mesh.obj", folder / "not looked at"}, nullptr));
+        return messagesOf(mesh->importFiles({folder / "mesh.obj", folder / "not looked at"}, nullptr));
     }
     double at(const Vector& p) const { return sample(mesh, p).front(); }
 };
@@ -97,7 +97,7 @@ TEST_F(MeshSDF, KeepsTheMeshWhereAnImportFails)
         EXPECT_THAT(message, ::testing::EndsWith("the mesh stays as it was"));
         EXPECT_EQ(mesh->field(), field);
     }
-    EXPECT_THAT(message(mesh->importFiles({folder / "missing.obj"}, nullptr)),
+    EXPECT_THAT(messagesOf(mesh->importFiles({folder / "missing.obj"}, nullptr)),
                 ::testing::HasSubstr("missing.obj"));
     EXPECT_EQ(mesh->field(), field);
 
