@@ -199,7 +199,7 @@ private:
             refuse(extents(), "at most " + std::to_string(kMaxPngPixels) + ", and at most " +
                                   std::to_string(kMaxPngSide) + " along a side");
         }
-        if (!_decoder.state().arith_code && width * height / kMostJpegPixelsPerByte > _fileBytes) {
+        if (width * height / kMostJpegPixelsPerByte > _fileBytes) {
             refuse(extents() + " in " + std::to_string(_fileBytes) + " bytes",
                    "a file long enough to hold them");
         }
@@ -207,6 +207,9 @@ private:
 
     void checkColors()
     {
+        if (_decoder.state().arith_code) { // can stand for any size in a few bytes
+            refuse("an arithmetically coded picture", "one coded by Huffman's method");
+        }
         const J_COLOR_SPACE colors = _decoder.state().jpeg_color_space;
         if (colors == JCS_CMYK || colors == JCS_YCCK) {
             refuse("a CMYK picture", "grey or red, green and blue");

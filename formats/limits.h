@@ -8,8 +8,8 @@
 /// and keep memory within what a machine may have.
 namespace zrk {
 
-/// @{ A picture that is read, PNG, JPEG or TIFF: longest side, pixels, the file's bytes, and what one of the chunks
-/// of a PNG (a colour profile, a text) may unfold to.
+/// @{ A picture that is read, PNG, JPEG or TIFF: longest side, pixels, the file's bytes, and what one of the
+/// chunks of a PNG (a colour profile, a text) may unfold to.
 inline constexpr std::uint32_t kMaxPngSide = 1u << 17;
 inline constexpr std::uint64_t kMaxPngPixels = 1u << 28;
 inline constexpr std::size_t kMaxPngFileBytes = std::size_t{1} << 31;

@@ -39,15 +39,15 @@ constexpr std::uint64_t kMaxTileBytes = std::uint64_t{16} << 20;
 /// Of what libtiff takes at once for its own use.
 constexpr tmsize_t kMaxTiffBytes = tmsize_t{1} << 28;
 
-/// How a page may be packed, and how many bytes one byte can stand for; 0 where there is no telling.
+/// How a page may be packed, and how many bytes one byte can stand for at most.
 struct Packing {
     std::uint16_t compression;
     std::uint64_t mostPerByte;
 };
 constexpr Packing kPackings[] = {
     {COMPRESSION_NONE, 1},       {COMPRESSION_LZW, 1500},    {COMPRESSION_ADOBE_DEFLATE, 1100},
-    {COMPRESSION_DEFLATE, 1100}, {COMPRESSION_PACKBITS, 64}, {COMPRESSION_JPEG, 0},
-    {COMPRESSION_LZMA, 0},       {COMPRESSION_ZSTD, 0}};
+    {COMPRESSION_DEFLATE, 1100}, {COMPRESSION_PACKBITS, 64}, {COMPRESSION_JPEG, 2000},
+    {COMPRESSION_LZMA, 10000},   {COMPRESSION_ZSTD, 40000}};
 
 struct PageForm {
     std::uint32_t width = 0;
@@ -255,7 +255,7 @@ private:
         }
         const std::uint64_t bytes =
             form.rowBytes(form.width) * form.height * (form.isApart() ? form.samples : 1);
-        if (packing->mostPerByte > 0 && bytes / packing->mostPerByte > _bytes.size()) {
+        if (bytes / packing->mostPerByte > _bytes.size()) {
             refuse(extents(form) + " in " + std::to_string(_bytes.size()) + " bytes",
                    "a file long enough to hold them");
         }

@@ -109,7 +109,8 @@ TEST_F(MeshSDF, KeepsTheMeshWhereAnImportFails)
 TEST_F(MeshSDF, TakesMeshesWithoutExtent)
 {
     // Stretching divides by 0; nothing is near what isn't a number.
-    EXPECT_EQ(import("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n"), "");
+    EXPECT_THAT(import("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n"),
+                ::testing::HasSubstr("without extent along z"));
     EXPECT_EQ(at({1, 2, 2}), std::numeric_limits<double>::max());
 }
 
