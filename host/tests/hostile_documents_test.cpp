@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
 namespace zrkmodel {
 namespace {
 
@@ -34,6 +38,24 @@ TEST(HostileDocuments, AreRefusedOrGoTogether)
     // Else it's the first line of the reader alone that is tried.
     EXPECT_GT(readCount, 300);
     EXPECT_GT(sampled, 300u);
+}
+
+// What the fuzz target found once, and what the tests of the command line refuse.
+TEST(HostileDocuments, OfTheCorpusAreRefusedOrGoTogether)
+{
+    const zrktest::DocumentTrial trial(kHostileName, std::chrono::seconds(20), kHostileBytes);
+    std::size_t count = 0;
+    ::testing::internal::CaptureStdout();
+    for (const auto& entry :
+         std::filesystem::directory_iterator(zrktest::sourceFolder() / "fuzz" / "corpus" / "document")) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        const zrktest::DocumentUse use = trial({std::istreambuf_iterator<char>(file), {}});
+        EXPECT_EQ(use.wrong, "") << entry.path();
+        EXPECT_FALSE(use.isStopped) << entry.path();
+        ++count;
+    }
+    ::testing::internal::GetCapturedStdout();
+    EXPECT_GT(count, 50u);
 }
 
 TEST(HostileDocuments, ExamplesGoTogether)
