@@ -17,11 +17,11 @@
 
 namespace zrktest {
 
-/// How long each test goes on: two seconds, or ZRK_STRESS_SECONDS.
+/// How long each test goes on: a second, or ZRK_STRESS_SECONDS.
 inline std::chrono::milliseconds stressTime()
 {
     const char* const seconds = std::getenv("ZRK_STRESS_SECONDS");
-    return std::chrono::milliseconds(seconds ? 1000 * std::atoi(seconds) : 2000);
+    return std::chrono::milliseconds(seconds ? 1000 * std::atoi(seconds) : 1000);
 }
 
 /// Calls work(thread, random) on several threads until the time is over, and returns when all have ended.
