@@ -267,7 +267,8 @@ TEST(MeshDistance, IsTheLargestDoubleWhereThereIsNone)
 // Of coordinates whose squares are beyond every double; found by the fuzz target.
 TEST(MeshDistance, IsThatOfTheSearchOnMeshesOfAnySize)
 {
-    for (const auto& [scale, shift] : {std::pair(1e200, 0.0), std::pair(1e-200, 0.0), std::pair(1.0, 1e200)}) {
+    for (const auto& [scale, shift] :
+         {std::pair(1e200, 0.0), std::pair(1e-200, 0.0), std::pair(1.0, 1e200)}) {
         GeneratedMesh mesh = icosphere(2);
         for (double& coordinate : mesh.vertices) {
             coordinate = coordinate * scale + shift;
