@@ -139,14 +139,21 @@ class Manuals(ZrkTest):
         for entry in types():
             for place, value in choices(details(entry["class"])):
                 known = [choice["value"] for choice in value["choices"]]
-                listed += [(entry, place(choice)) for choice in known]
+                listed += [(entry, place(choice), value) for choice in known]
                 unknown = "nobody" if isinstance(known[0], str) else max(known) + 1
-                others += [(entry, place(one)) for one in (unknown, *([-1] if unknown != "nobody" else []))]
+                others += [(entry, place(one), value) for one in (unknown, *([-1] if unknown != "nobody" else []))]
         self.assertGreater(len(listed), 30)
         self.assertEqual(self.succeed("check", "--strict", self.put(nodes_with(listed))).err, "")
         warnings = self.succeed("check", self.put(nodes_with(others))).err
-        told = re.findall(r"^warning: .*?, node (\d+) ", warnings, re.M)
-        self.assertEqual(sorted(map(int, told)), list(range(len(others))), warnings)
+        told = re.findall(r"^warning: .*?, node (\d+) .*, expected (.*)", warnings, re.M)
+        self.assertEqual(sorted(int(node) for node, _ in told), list(range(len(others))), warnings)
+        # What readers know themselves is what is listed.
+        for node, expected in told:
+            known = [choice["value"] for choice in others[int(node)][2]["choices"]]
+            if isinstance(known[0], str):
+                self.assertEqual(sorted(re.findall(r'"(\w+)"', expected)), sorted(known))
+            elif "kind of curve" in expected:
+                self.assertEqual(expected, f"kind of curve, {min(known)} to {max(known)}")
 
     def test_the_pages_are_linked(self):
         for entry in types():
@@ -170,9 +177,9 @@ def choices(entry):
 
 
 def nodes_with(cases):
-    """A document with a node for each (type, values)."""
+    """A document with a node for each (type, values, ...)."""
     return {"zrkGraph": 1, "nodes": [{"id": i, "type": entry["class"], "values": values}
-                                     for i, (entry, values) in enumerate(cases)]}
+                                     for i, (entry, values, *_) in enumerate(cases)]}
 
 
 class NewComponent(unittest.TestCase):
