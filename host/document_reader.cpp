@@ -7,6 +7,7 @@
 #include "host/document_json.h"
 #include "host/document_values.h"
 #include "host/geometry_reader.h"
+#include "host/import_entry.h"
 #include "host/nearest_names.h"
 #include "host/type_lookup.h"
 #include "model/file_import.h"
@@ -214,8 +215,8 @@ void DocumentReader::readContext()
 void DocumentReader::readResources()
 {
     const ZRKJson* resources = arrayMember("resources");
-    _document._resources = zrk::valueOrThrow(
-        DocumentResources::load(resources ? *resources : ZRKJson::array(), _name, _paths, _monitor));
+    _document._resources = zrk::valueOrThrow(DocumentResources::load(
+        resources ? *resources : ZRKJson::array(), _name, _paths, _monitor, _document.unit(), &_warnings));
     if (resources) {
         warnOfUnknownMembers(*resources);
     }
@@ -292,7 +293,7 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
 
 /// Runs the component's import. What becomes of data that it can't read is its own rule; here it is a
 /// warning.
-void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, const std::string& place)
+void DocumentReader::readImport(const ZRKJson& entry, ZRKGraphObject& object, const std::string& place)
 {
     auto* import = dynamic_cast<ZRKFileImport*>(&object);
     if (!import) {
@@ -300,26 +301,28 @@ void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, co
              "leave the key out; as it stands, the paths are kept and not read");
         return;
     }
-    const auto isText = [](const ZRKJson& path) { return path.is_string(); };
-    const bool isList = paths.is_array() && !paths.empty() && std::all_of(paths.begin(), paths.end(), isText);
-    if (!paths.is_string() && !isList) {
-        refuse(place, shown(paths), "a path or an array of paths",
-               "write the paths as strings, relative to the document");
+    if (entry.is_object()) {
+        std::vector<std::string> known = import->importOptions();
+        known.emplace_back("path");
+        warnOfUnknown(entry, place, known);
     }
+    ImportEntry imports = readImportEntry(entry, where(place), _warnings);
+    imports.options.unit = _document.unit();
     std::vector<std::filesystem::path> files;
-    for (const ZRKJson& path : isList ? paths : ZRKJson::array({paths})) {
-        files.push_back(_paths.find(path.get<std::string>(), where(place)));
+    for (const std::string& path : imports.paths) {
+        files.push_back(_paths.find(path, where(place)));
     }
-    const zrk::Result<void> imported =
-        zrk::attempt(files.front().string(), [&] { return import->importFiles(files, _monitor); });
-    if (imported) {
-        return;
+    zrk::Result<ZRKImportWarnings> imported = zrk::attempt(
+        files.front().string(), [&] { return import->importFiles(files, _monitor, imports.options); });
+    if (!imported) {
+        if (imported.error().kind != zrk::FaultKind::BadInput) {
+            throw zrk::FaultError(zrk::within(where(place), std::move(imported.error())));
+        }
+        imported = ZRKImportWarnings{std::move(imported.error())};
     }
-    zrk::Fault fault = zrk::within(where(place), imported.error());
-    if (fault.kind != zrk::FaultKind::BadInput) {
-        throw zrk::FaultError(std::move(fault));
+    for (zrk::Fault& warning : *imported) {
+        _warnings.push_back(zrk::within(where(place), std::move(warning)));
     }
-    _warnings.push_back(std::move(fault));
 }
 
 /// What a node computes while it is read can be stopped; half a document isn't kept.

@@ -116,8 +116,15 @@ zrk::MeshReport reportOn(const zrk::SurfaceMesh& mesh, bool quiet)
 void reportOnFile(const SurfaceOptions& options)
 {
     printReport(options, endingAtInterrupt([&] {
-                    const zrk::SurfaceMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
-                    return PrintedReport{options.document, options.unit, reportOn(mesh, options.quiet)};
+                    const zrk::FileMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
+                    for (const zrk::Fault& warning : mesh.warnings) {
+                        if (!options.quiet) {
+                            tell("warning: {}\n", zrk::messageOf(warning));
+                        }
+                    }
+                    const std::string fileUnit(mesh.unit ? zrk::nameOf(*mesh.unit) : "");
+                    return PrintedReport{options.document, options.unit.empty() ? fileUnit : options.unit,
+                                         reportOn(mesh, options.quiet)};
                 }));
 }
 
@@ -309,7 +316,7 @@ void addOptions(CLI::App& command, SurfaceOptions& options)
 {
     options.addTo(command);
     command.get_option("DOC")->required(false)->description(
-        "graph document (.zrk.json); with --report alone also a mesh: .stl, .ply or .obj");
+        "graph document (.zrk.json); with --report alone also a mesh: .3mf, .stl, .ply or .obj");
     command.add_option("-o,--output", options.file,
                        std::string("mesh to write: .3mf, .stl, .ply or .obj") +
                            (zrk::canWriteVdb() ? "; .vdb writes a level set" : ""));
