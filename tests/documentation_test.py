@@ -44,6 +44,15 @@ class Examples(ZrkTest):
                 self.assertEqual(self.succeed("check", self.put(text)).err, "")
 
 
+    def test_the_readme_shows_the_document_of_its_picture(self):
+        """In a shorter form: without what a new component has by itself."""
+        [(_, text)] = blocks(ROOT / "README.md", "json")
+        example = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
+        for name, document in (("shown", self.put(text)), ("drawn", example)):
+            self.succeed("sample", document, "-o", self.folder / f"{name}.npy", "--resolution", 9, "--quiet")
+        self.assertEqual((self.folder / "shown.npy").read_bytes(), (self.folder / "drawn.npy").read_bytes())
+
+
 class CommandLines(ZrkTest):
     def test_every_command_line_of_the_pages_runs(self):
         (self.folder / "zrk").symlink_to(PROGRAM)

@@ -67,7 +67,12 @@ std::pair<const Quantity*, double> parseGoal(const std::string& text)
 std::string withError(double value, double error) { return fmt::format("{:.6g} +- {:.2g}", value, error); }
 std::string withError(const zrk::Measured& m) { return withError(m.value, m.error); }
 
-std::string coordinates(const Point& p) { return fmt::format("{:.6g}, {:.6g}, {:.6g}", p[0], p[1], p[2]); }
+/// Coordinates far below their error are 0.
+std::string coordinates(const Point& p, double error = 0)
+{
+    const auto rounded = [&](double x) { return std::abs(x) < 1e-3 * error ? 0.0 : x; };
+    return fmt::format("{:.6g}, {:.6g}, {:.6g}", rounded(p[0]), rounded(p[1]), rounded(p[2]));
+}
 
 class MeasureWork {
 public:
@@ -226,9 +231,10 @@ private:
         if (!m.isEmpty()) {
             line("area", inUnit(withError(m.area), "^2"));
             line("  on the bounds", inUnit(fmt::format("{:.6g}", m.cutArea), "^2"));
-            line("centre of mass", inUnit(fmt::format("{} +- {:.2g}", coordinates(m.center), m.centerError)));
-            line("bounding box", inUnit(fmt::format("{} to {} +- {:.2g}", coordinates(m.lower),
-                                                    coordinates(m.upper), m.boxError)));
+            line("centre of mass",
+                 inUnit(fmt::format("{} +- {:.2g}", coordinates(m.center, m.centerError), m.centerError)));
+            line("bounding box", inUnit(fmt::format("{} to {} +- {:.2g}", coordinates(m.lower, m.boxError),
+                                                    coordinates(m.upper, m.boxError), m.boxError)));
             line("smallest wall", passageText(passages, passages.wall));
             line("smallest gap", passageText(passages, passages.gap));
         }
