@@ -17,6 +17,7 @@ import zlib
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PROGRAM = os.environ.get("ZRK_PROGRAM", str(ROOT / "build/develop/bin/zrk"))
 PATIENCE = float(os.environ.get("ZRK_PATIENCE", "1"))
+SANITIZED = os.environ.get("ZRK_SANITIZED", "") != ""  # the program reserves address space by the terabyte
 
 SPHERE = {"id": 1, "type": "SphereSDF"}
 TWIST = {"id": 1, "type": "TwistTransform"}
