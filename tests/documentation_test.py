@@ -44,13 +44,22 @@ class Examples(ZrkTest):
                 self.assertEqual(self.succeed("check", self.put(text)).err, "")
 
 
+    def test_the_readme_shows_the_document_of_its_picture(self):
+        """In a shorter form: without what a new component has by itself."""
+        [(_, text)] = blocks(ROOT / "README.md", "json")
+        example = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
+        for name, document in (("shown", self.put(text)), ("drawn", example)):
+            self.succeed("sample", document, "-o", self.folder / f"{name}.npy", "--resolution", 9, "--quiet")
+        self.assertEqual((self.folder / "shown.npy").read_bytes(), (self.folder / "drawn.npy").read_bytes())
+
+
 class CommandLines(ZrkTest):
     def test_every_command_line_of_the_pages_runs(self):
         (self.folder / "zrk").symlink_to(PROGRAM)
         (self.folder / "examples").symlink_to(ROOT / "examples")
         environment = {**os.environ, "PATH": f"{self.folder}:{os.environ['PATH']}"}
         lines = [(page, line) for page in PAGES for _, text in blocks(page, "sh")
-                 for line in text.replace("\\\n", " ").splitlines() if re.search(r"(^|\| )zrk ", line)]
+                 for line in text.replace("\\\n", " ").splitlines() if re.search(r"(^|\| )zrk (?!watch)", line)]  # which never ends
         self.assertGreaterEqual(len(lines), 10)
         for page, line in lines:
             with self.subTest(page=page.name, line=line):
@@ -60,7 +69,7 @@ class CommandLines(ZrkTest):
 
     def test_the_command_page_names_every_option(self):
         page = (ROOT / "docs/command-line.md").read_text()
-        for command in ("types", "check", "probe", "sample", "slice", "surface", "render"):
+        for command in ("types", "check", "probe", "sample", "slice", "surface", "render", "watch"):
             for option in re.findall(r"--[a-z]+", run(command, "--help").out):
                 with self.subTest(command=command, option=option):
                     self.assertIn(f"`{option}", page)

@@ -16,9 +16,16 @@ namespace zrkmodel {
 
 /// Signed distance to an imported triangle mesh.
 ///
+<<<<<<< HEAD
 /// | input  | unit | meaning                        |
 /// |--------|------|--------------------------------|
 /// | coords | mu   | where the distance is measured |
+=======
+/// There are no properties. The mesh is read from a Wavefront OBJ, STL, PLY or 3MF file and stretched, axis
+/// by axis, into the box from (0, 0, 0) to (5, 5, 5), where the origin counts as part of the mesh; a document
+/// can have it otherwise by "fit", and polygons split by "polygons". The mesh isn't stored with the
+/// component: a document that names the file under "import" has it read again.
+>>>>>>> imports
 ///
 /// | output | unit | meaning                                                                      |
 /// |--------|------|------------------------------------------------------------------------------|
@@ -64,12 +71,16 @@ public:
     /// The mesh with what makes queries fast; null without a mesh.
     Field field() const;
 
+    std::vector<std::string> importOptions() const override;
+
+protected:
     /// Replaces the mesh by that of the first file; without a file nothing happens. The mesh stays as it was
     /// when the file can't be read, has no vertices or no faces, or has faces that name vertices that aren't
-    /// there. A line that isn't understood ends the reading, and what stands before it is taken. Sends no
-    /// event of a change.
-    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
-                                  zrk::ProgressMonitor* monitor) override;
+    /// there. A line of an OBJ file that isn't understood ends the reading, and what stands before it is
+    /// taken. Sends no event of a change.
+    zrk::Result<ZRKImportWarnings> onImport(const std::vector<std::filesystem::path>& paths,
+                                            const ZRKImportOptions& options,
+                                            zrk::ProgressMonitor* monitor) override;
 
 private:
     mutable std::mutex _mutex;
