@@ -14,6 +14,7 @@
 #include "model/graph_object.h"
 #include "model/manual.h"
 #include "model/pins.h"
+#include "model/property.h"
 #include "model/registry.h"
 #include "model/serialization.h"
 #include "model/type_info.h"
@@ -382,10 +383,11 @@ void DocumentReader::warnOfUnlistedChoices(const ZRKJson& values, const ZRKGraph
     for (const ManualValue& property : manualOf(*registration).properties) {
         const std::string key(property.key);
         const auto stored = values.find(key);
-        if (property.choices.empty() || stored == values.end()) {
+        const ZRKPropertyBase* held = object.findProperty(key);
+        if (property.choices.empty() || stored == values.end() || !held) {
             continue;
         }
-        const ZRKJson taken = object.findProperty(key)->valueJson();
+        const ZRKJson taken = held->valueJson();
         const auto isTaken = [&](const ManualChoice& choice) { return taken.dump() == choice.value; };
         if (std::none_of(property.choices.begin(), property.choices.end(), isTaken)) {
             std::string listed;

@@ -39,12 +39,8 @@ private:
     void readNode(const ZRKJson& entry, std::size_t index);
     void refuseIfStopped(const std::string& place) const;
     void readValues(const ZRKJson& values, ZRKGraphObject& object, const std::string& place);
-<<<<<<< HEAD
     void warnOfUnlistedChoices(const ZRKJson& values, const ZRKGraphObject& object, const std::string& place);
-    void readImport(const ZRKJson& paths, ZRKGraphObject& object, const std::string& place);
-=======
     void readImport(const ZRKJson& entry, ZRKGraphObject& object, const std::string& place);
->>>>>>> imports
     void readLinks();
     void readLink(const ZRKJson& entry, std::size_t index);
     void warnOfLinksThatDontFit();

@@ -31,21 +31,14 @@ namespace zrkmodel {
 /// |--------|------|--------------------------------|
 /// | coords | mu   | where the distance is measured |
 ///
-<<<<<<< HEAD
 /// | output | unit | meaning                                                    |
 /// |--------|------|------------------------------------------------------------|
 /// | sdf    | mu   | the distance, negative inside, with the weight of `coords` |
-=======
-/// An import takes the edges of a Wavefront OBJ, STL, PLY or 3MF file instead, stretched into the box (0, 0,
-/// 0) to (5, 5, 5), with radius 0.001; a document can have it otherwise by "fit". With "polygons": "split"
-/// the diagonals of polygons become beams too. It isn't stored with the component and lasts until the
-/// inspector is opened. A document that names the file under "import" has it read again. Without a beam, as
-/// after an import of a file without faces, d is the largest double.
->>>>>>> imports
 ///
-/// Import: A Wavefront OBJ file, whose edges take the place of the grid's. They are stretched into the box
-/// (0, 0, 0) to (5, 5, 5), axis by axis, and have the radius 0.001. The edges aren't stored with the
-/// component and last until the inspector is opened; a document that names the file has it read again. Of
+/// Import (path, polygons, fit): An OBJ, STL, PLY or 3MF file, whose edges take the place of the grid's.
+/// Without "fit" they are stretched into the box (0, 0, 0) to (5, 5, 5), axis by axis; they have the radius
+/// 0.001. With "polygons": "split" the diagonals of polygons become beams too. The edges aren't stored with
+/// the component and last until the inspector is opened; a document that names the file has it read again. Of
 /// several paths the first one counts.
 ///
 /// Formula: d is the smallest distance of all beams; each is a capsule, a cylinder with round ends. The grid

@@ -16,24 +16,18 @@ namespace zrkmodel {
 
 /// Signed distance to an imported triangle mesh.
 ///
-<<<<<<< HEAD
 /// | input  | unit | meaning                        |
 /// |--------|------|--------------------------------|
 /// | coords | mu   | where the distance is measured |
-=======
-/// There are no properties. The mesh is read from a Wavefront OBJ, STL, PLY or 3MF file and stretched, axis
-/// by axis, into the box from (0, 0, 0) to (5, 5, 5), where the origin counts as part of the mesh; a document
-/// can have it otherwise by "fit", and polygons split by "polygons". The mesh isn't stored with the
-/// component: a document that names the file under "import" has it read again.
->>>>>>> imports
 ///
 /// | output | unit | meaning                                                                      |
 /// |--------|------|------------------------------------------------------------------------------|
 /// | sdf    | mu   | the distance, negative inside, with the weight of `coords`; 0 without a mesh |
 ///
-/// Import: The mesh, from a Wavefront OBJ file. It is stretched, axis by axis, into the box from (0, 0, 0) to
-/// (5, 5, 5), where the origin counts as part of the mesh. It isn't stored with the component: a document
-/// that names the file has it read again. Of several paths the first one counts.
+/// Import (path, polygons, fit): The mesh, from an OBJ, STL, PLY or 3MF file. Without "fit" it is stretched,
+/// axis by axis, into the box from (0, 0, 0) to (5, 5, 5), where the origin counts as part of the mesh. It
+/// isn't stored with the component: a document that names the file has it read again. Of several paths the
+/// first one counts.
 ///
 /// Formula: d is the distance to the nearest triangle, negative where the winding number exceeds a half.
 ///
