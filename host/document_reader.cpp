@@ -417,10 +417,11 @@ void DocumentReader::warnOfUnlistedChoices(const ZRKJson& values, const ZRKGraph
     for (const ManualValue& property : manualOf(*registration).properties) {
         const std::string key(property.key);
         const auto stored = values.find(key);
-        if (property.choices.empty() || stored == values.end()) {
+        const ZRKPropertyBase* held = object.findProperty(key);
+        if (property.choices.empty() || stored == values.end() || !held) {
             continue;
         }
-        const ZRKJson taken = object.findProperty(key)->valueJson();
+        const ZRKJson taken = held->valueJson();
         const auto isTaken = [&](const ManualChoice& choice) { return taken.dump() == choice.value; };
         if (std::none_of(property.choices.begin(), property.choices.end(), isTaken)) {
             std::string listed;

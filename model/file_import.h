@@ -21,7 +21,27 @@ enum class ZRKPolygons { Keep, Split };
 /// mesh; scaled by one factor and centred; or not at all, with its coordinates as they are.
 enum class ZRKMeshFit { Stretch, Uniform, None };
 
-/// How files are imported. The defaults are what the component's import button does.
+/// How files are imported. The defaults are what the component's import button does. Documents write the
+/// options beside the path:
+///
+/// | import   | kind   | unit | default   | range | meaning                                            |
+/// |----------|--------|------|-----------|-------|----------------------------------------------------|
+/// | path     | string |      |           |       | a path, or an array of them, from the document's   |
+/// |          |        |      |           |       | folder; it may stand for itself, without an object |
+/// | polygons | string |      | "keep"    |       | what becomes of faces of four and more corners of  |
+/// |          |        |      |           |       | an OBJ file; those of other formats are split      |
+/// | fit      | string |      | "stretch" |       | how the mesh meets the component's box             |
+///
+/// | import.polygons | name | meaning                                                     |
+/// |-----------------|------|-------------------------------------------------------------|
+/// | "keep"          |      | the corners of all faces are taken three at a time          |
+/// | "split"         |      | they are split into triangles                               |
+///
+/// | import.fit | name | meaning                                                            |
+/// |------------|------|--------------------------------------------------------------------|
+/// | "stretch"  |      | stretched axis by axis, the origin being part of the mesh          |
+/// | "uniform"  |      | scaled by one factor and centred                                   |
+/// | "none"     |      | not at all: the coordinates stay as they are                       |
 struct ZRKImportOptions {
     ZRKPolygons polygons = ZRKPolygons::Keep;
     ZRKMeshFit fit = ZRKMeshFit::Stretch;

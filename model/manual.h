@@ -64,6 +64,7 @@ struct Manual {
     std::span<const ManualPin> inputs;
     std::span<const ManualPin> outputs;
     std::string_view import; ///< what the document's "import" brings; empty where the type takes nothing
+    std::span<const ManualMember> importMembers; ///< of "import" where that is an object; first of all "path"
     std::string_view formula;
     std::string_view notes;   ///< may be empty
     std::string_view threads; ///< for those who program: which threads may do what; may be empty

@@ -134,7 +134,7 @@ class Manuals(ZrkTest):
             with self.subTest(entry["class"]):
                 told = details(entry["class"])
                 text = self.succeed("types", entry["class"]).out
-                words = [*keys(told["properties"]), *keys(told["storedKeys"]), told["family"],
+                words = [*keys(told["properties"] + told["storedKeys"] + told["importMembers"]), told["family"],
                          *(pin["name"] for pin in told["inputs"] + told["outputs"])]
                 self.assertEqual([word for word in words if word not in text], [])
                 self.assertEqual("\nimport" in text, bool(told["import"]))
@@ -148,14 +148,21 @@ class Manuals(ZrkTest):
         for entry in types():
             for place, value in choices(details(entry["class"])):
                 known = [choice["value"] for choice in value["choices"]]
-                listed += [(entry, place(choice)) for choice in known]
+                listed += [(entry, place(choice), value) for choice in known]
                 unknown = "nobody" if isinstance(known[0], str) else max(known) + 1
-                others += [(entry, place(one)) for one in (unknown, *([-1] if unknown != "nobody" else []))]
+                others += [(entry, place(one), value) for one in (unknown, *([-1] if unknown != "nobody" else []))]
         self.assertGreater(len(listed), 30)
         self.assertEqual(self.succeed("check", "--strict", self.put(nodes_with(listed))).err, "")
         warnings = self.succeed("check", self.put(nodes_with(others))).err
-        told = re.findall(r"^warning: .*?, node (\d+) ", warnings, re.M)
-        self.assertEqual(sorted(map(int, told)), list(range(len(others))), warnings)
+        told = re.findall(r"^warning: .*?, node (\d+) .*, expected (.*)", warnings, re.M)
+        self.assertEqual(sorted(int(node) for node, _ in told), list(range(len(others))), warnings)
+        # What readers know themselves is what is listed.
+        for node, expected in told:
+            known = [choice["value"] for choice in others[int(node)][2]["choices"]]
+            if isinstance(known[0], str):
+                self.assertEqual(sorted(re.findall(r'"(\w+)"', expected)), sorted(known))
+            elif "kind of curve" in expected:
+                self.assertEqual(expected, f"kind of curve, {min(known)} to {max(known)}")
 
     def test_the_pages_are_linked(self):
         for entry in types():
@@ -163,25 +170,28 @@ class Manuals(ZrkTest):
 
 
 def choices(entry):
-    """(values with one put in, value) of all that a type lets one choose from; what it needs besides is put in, too."""
+    """(members of a node with one put in, value) of all that a type lets one choose from."""
     def holding(key):
-        return lambda one: {key: one}
+        return lambda one: {"values": {key: one}}
 
+    for option in entry["importMembers"]:
+        if option["choices"]:
+            yield (lambda one, key=option["name"]: {"import": {"path": "torus_knot.obj", key: one}}), option
     for value in entry["properties"] + entry["storedKeys"]:
         key = value["name"]
         if value["choices"]:
             yield holding(key), value
         for member in value["members"]:
             if member["choices"] and value["type"] == "curve":
-                yield (lambda one, key=key: {key: [[0, 1, one]]}), member
+                yield (lambda one, key=key: {"values": {key: [[0, 1, one]]}}), member
             elif member["choices"]:
-                yield (lambda one, key=key, name=member["name"]: {key: {name: one}}), member
+                yield (lambda one, key=key, name=member["name"]: {"values": {key: {name: one}}}), member
 
 
 def nodes_with(cases):
-    """A document with a node for each (type, values)."""
-    return {"zrkGraph": 1, "nodes": [{"id": i, "type": entry["class"], "values": values}
-                                     for i, (entry, values) in enumerate(cases)]}
+    """A document with a node for each (type, members, ...)."""
+    return {"zrkGraph": 1, "nodes": [{"id": i, "type": entry["class"], **members}
+                                     for i, (entry, members, *_) in enumerate(cases)]}
 
 
 class NewComponent(unittest.TestCase):

@@ -1,10 +1,15 @@
-"""tools/make-manuals: what it reads from the comments of classes, and which comments it refuses."""
+"""tools/make-manuals: what it reads from the comments of classes, and which comments it refuses. tools/component_pages.py:
+documents without a component, and drawings of graphs."""
 
 import subprocess
 import sys
 import unittest
+import xml.etree.ElementTree
 
-from zrk_program import ROOT, ZrkTest
+from zrk_program import ROOT, ZrkTest, graph
+
+sys.path.append(str(ROOT / "tools"))
+import component_pages
 
 MANUAL = """/// A pebble. It is small.
 ///
@@ -106,6 +111,52 @@ class Generator(ZrkTest):
                 self.assertIn(f"pebble.h:{line}: ", told)
                 self.assertIn(word, told)
                 self.assertIn("docs/manuals.md", told)
+
+
+def entry(name, inputs, output):
+    """What `zrk types --json` tells of a type; an input is a tag, and ends with * where the position stands in for it."""
+    return {"class": name, "outputs": [{"tag": output}],
+            "inputs": [{"name": f"in{i}", "tag": tag.rstrip("*"), "option": "Coordinates" if tag.endswith("*") else "None"}
+                       for i, tag in enumerate(inputs)]}
+
+
+class Pages(unittest.TestCase):
+    TYPES = {one["class"]: one for one in (
+        entry("Bend", ["Vector*"], "Vector"), entry("Ball", ["Vector*"], "Scalar"), entry("Both", ["Any", "Any"], "Any"),
+        entry("Norm", ["Vector"], "Scalar"), entry("ZRKApplyTransform", ["Vector", "Any"], "Any"))}
+
+    def without(self, name, nodes, links, output):
+        document = graph([{"id": i, "type": type} for i, type in enumerate(nodes)], links, output)
+        return component_pages.without(document, self.TYPES[name], self.TYPES)
+
+    def test_a_control_leaves_the_component_out(self):
+        cases = [
+            ("the position takes its place", "Bend", ["Bend", "Ball"], [(0, 0, 1, 0)], (1, 0), [1, 0]),
+            ("what feeds it takes its place", "Both", ["Ball", "Ball", "Both", "Both"],
+             [(0, 0, 2, 0), (1, 0, 2, 1), (2, 0, 3, 0)], (2, 0), [0, 0]),
+            ("so it does in a chain", "Bend", ["Bend", "Bend", "Ball"], [(0, 0, 1, 0), (1, 0, 2, 0)], (2, 0), [2, 0]),
+            ("the field at plain positions", "ZRKApplyTransform", ["Bend", "Ball", "ZRKApplyTransform"],
+             [(0, 0, 2, 0), (1, 0, 2, 1)], (2, 0), [1, 0]),
+            ("nothing is left", "Ball", ["Ball"], [], (0, 0), None),
+            ("what it feeds needs it", "Norm", ["Bend", "Norm", "Both"], [(0, 0, 1, 0), (1, 0, 2, 0)], (2, 0), None),
+        ]
+        for what, name, nodes, links, output, shown in cases:
+            with self.subTest(what):
+                control = self.without(name, nodes, links, output)
+                if shown is None:
+                    self.assertIsNone(control)
+                    continue
+                self.assertEqual(control["output"], shown)
+                self.assertEqual([link for link in control["links"] if nodes[link["from"][0]] == name], [])
+
+    def test_a_graph_is_drawn_whole(self):
+        document = graph([{"id": 1, "type": "Bend", "values": {"a<b": "&" * 50}}, {"id": 2, "type": "Ball"},
+                          {"id": 3, "type": "Both"}], [(1, 0, 2, 0), (1, 0, 3, 0), (2, 0, 3, 1)], (3, 0))
+        drawing = xml.etree.ElementTree.fromstring(component_pages.Graph(document, self.TYPES).svg())
+        parts = [part.tag.split("}")[1] for part in drawing]
+        self.assertEqual((parts.count("rect"), parts.count("path")), (3, 3))
+        columns = [float(part.get("x")) for part in drawing if part.tag.endswith("rect")]
+        self.assertEqual(columns, sorted(set(columns)), "a node stands left of what it feeds")
 
 
 if __name__ == "__main__":

@@ -188,7 +188,9 @@ def page(entry, example, pictures):
     for title, key in (("Inputs", "inputs"), ("Outputs", "outputs")):
         if entry[key]:
             parts += [f"## {title}", pins_table(entry[key], key == "inputs")]
-    for title, key in (("Import", "import"), ("Formula", "formula"), ("Notes", "notes")):
+    if entry["import"]:
+        parts += ["## Import", entry["import"], values_table(entry["importMembers"]), *choices_of(entry["importMembers"])]
+    for title, key in (("Formula", "formula"), ("Notes", "notes")):
         if entry[key]:
             parts += [f"## {title}", entry[key]]
     for number, given in enumerate(entry["examples"]):

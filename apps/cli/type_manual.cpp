@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <span>
 #include <sstream>
 #include <string_view>
 #include <vector>
@@ -72,19 +73,30 @@ Json told(const ManualMember& value)
     return all;
 }
 
+Json defaultJson(const ManualMember& value)
+{
+    return value.defaultValue.empty() ? Json() : Json::parse(value.defaultValue);
+}
+
+Json membersJson(std::span<const ManualMember> members)
+{
+    Json all = Json::array();
+    for (const ManualMember& member : members) {
+        Json one{{"name", member.key}, {"type", member.kind}};
+        one["default"] = defaultJson(member);
+        one.update(told(member));
+        all.push_back(std::move(one));
+    }
+    return all;
+}
+
 /// The same with its members.
 Json told(const ManualValue& value)
 {
     Json all = told(static_cast<const ManualMember&>(value));
     all["stored"] = value.isStored;
     all["list"] = value.isList;
-    all["members"] = Json::array();
-    for (const ManualMember& member : value.members) {
-        Json one{{"name", member.key}, {"type", member.kind}};
-        one["default"] = member.defaultValue.empty() ? Json() : Json::parse(member.defaultValue);
-        one.update(told(member));
-        all["members"].push_back(std::move(one));
-    }
+    all["members"] = membersJson(value.members);
     return all;
 }
 
@@ -135,7 +147,7 @@ void addValues(Json& details, const Manual& manual, const zrkmodel::ZRKGraphObje
     }
     details["storedKeys"] = Json::array();
     for (const ManualValue& key : manual.storedKeys) {
-        Json one{{"name", key.key}, {"type", key.kind}, {"default", Json::parse(key.defaultValue)}};
+        Json one{{"name", key.key}, {"type", key.kind}, {"default", defaultJson(key)}};
         one.update(told(key));
         details["storedKeys"].push_back(std::move(one));
     }
@@ -283,6 +295,7 @@ Json typeDetailsJson(const Registration& type)
     addPins(details, manual, *specimen.node);
     addValues(details, manual, *specimen.object);
     details["import"] = manual.import;
+    details["importMembers"] = membersJson(manual.importMembers);
     details["formula"] = manual.formula;
     details["notes"] = manual.notes;
     details["threads"] = manual.threads;
@@ -326,6 +339,9 @@ std::string typeDetailsText(const Registration& type)
         }
     };
     words("import, beside \"values\"", manual.import);
+    for (const Json& member : details["importMembers"]) {
+        all += valueText(member, 2);
+    }
     words("formula", manual.formula);
     words("notes", manual.notes);
     for (const auto& [caption, document] : manual.examples) {

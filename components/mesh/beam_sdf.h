@@ -35,11 +35,11 @@ namespace zrkmodel {
 /// |--------|------|------------------------------------------------------------|
 /// | sdf    | mu   | the distance, negative inside, with the weight of `coords` |
 ///
-/// Import: A Wavefront OBJ, STL, PLY or 3MF file, whose edges take the place of the grid's. They are
-/// stretched into the box (0, 0, 0) to (5, 5, 5), axis by axis, and have the radius 0.001; "fit" fits them in
-/// another way. With "polygons": "split" the diagonals of polygons become beams too. The edges aren't stored
-/// with the component and last until the inspector is opened; a document that names the file has it read
-/// again. Of several paths the first one counts.
+/// Import (path, polygons, fit): An OBJ, STL, PLY or 3MF file, whose edges take the place of the grid's.
+/// Without "fit" they are stretched into the box (0, 0, 0) to (5, 5, 5), axis by axis; they have the radius
+/// 0.001. With "polygons": "split" the diagonals of polygons become beams too. The edges aren't stored with
+/// the component and last until the inspector is opened; a document that names the file has it read again. Of
+/// several paths the first one counts.
 ///
 /// Formula: d is the smallest distance of all beams; each is a capsule, a cylinder with round ends. The grid
 /// has a spacing of (max - min) / 5 on each axis and beams between neighbouring nodes, of 0.35 times the

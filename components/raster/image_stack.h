@@ -35,8 +35,8 @@ namespace zrkmodel {
 /// | (unnamed) |      | the density, 0 to 1, with the weight of `coords`; without a volume nothing is       |
 /// |           |      | written                                                                             |
 ///
-/// Import: Single slices, PNG files in the order of the paths, in place of "image". They aren't stored with
-/// the document, which names them to have them read again.
+/// Import (path): Single slices, pictures in the order of the paths, in place of "image". They aren't stored
+/// with the document, which names them to have them read again.
 ///
 /// Formula: x runs along the rows of a slice, y along its columns, z through the slices; between voxels the
 /// value is trilinear. Wrapped, the volume starts over after one more voxel.

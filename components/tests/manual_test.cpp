@@ -119,7 +119,22 @@ TEST_P(Manuals, TellsWhatTheTypeIs)
     EXPECT_NE(manual().family, "");
     EXPECT_NE(manual().formula, "");
     EXPECT_FALSE(manual().examples.empty());
-    EXPECT_EQ(manual().import.empty(), dynamic_cast<ZRKFileImport*>(make().get()) == nullptr);
+}
+
+TEST_P(Manuals, TellsWhatAnImportTakes)
+{
+    const auto object = make();
+    const auto* import = dynamic_cast<ZRKFileImport*>(object.get());
+    EXPECT_EQ(manual().import.empty(), import == nullptr);
+    std::vector<std::string> members;
+    if (import) {
+        members = import->importOptions();
+        members.insert(members.begin(), "path");
+    }
+    EXPECT_EQ(namesOf(manual().importMembers), members);
+    for (const ManualMember& member : manual().importMembers) {
+        expectConsistent(member);
+    }
 }
 
 TEST_P(Manuals, HasTheProperties)
