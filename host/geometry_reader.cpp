@@ -255,12 +255,23 @@ Geometry readMesh(const Entry& entry)
 struct Shape {
     const char* name;
     Geometry (*read)(const Entry&);
+    std::vector<const char*> members;
 };
 
-constexpr Shape kShapes[] = {
-    {"point", readPoint}, {"polyline", readPolyline}, {"spline", readSpline}, {"circle", readCircle},
-    {"plane", readPlane}, {"sphere", readSphere},     {"box", readBox},       {"mesh", readMesh},
-};
+const std::vector<Shape>& shapes()
+{
+    static const std::vector<Shape> all = {
+        {"point", readPoint, {"position"}},
+        {"polyline", readPolyline, {"points", "closed"}},
+        {"spline", readSpline, {"points", "closed"}},
+        {"circle", readCircle, {"center", "axis", "radius"}},
+        {"plane", readPlane, {"origin", "u", "v"}},
+        {"sphere", readSphere, {"center", "radius"}},
+        {"box", readBox, {"min", "max"}},
+        {"mesh", readMesh, {"path"}},
+    };
+    return all;
+}
 
 } // namespace
 
@@ -268,6 +279,20 @@ bool isGroup(const ZRKJson& entry)
 {
     const auto shape = entry.find("shape");
     return shape != entry.end() && *shape == "group";
+}
+
+std::vector<const char*> shapeMembers(const ZRKJson& entry)
+{
+    std::vector<const char*> members = {"shape"};
+    if (isGroup(entry)) {
+        members.push_back("members");
+    }
+    for (const Shape& shape : shapes()) {
+        if (entry["shape"] == shape.name) {
+            members.insert(members.end(), shape.members.begin(), shape.members.end());
+        }
+    }
+    return members;
 }
 
 zrk::Result<std::shared_ptr<DocumentGeometry>> readGeometry(const ZRKJson& json, const std::string& place,
@@ -279,7 +304,7 @@ zrk::Result<std::shared_ptr<DocumentGeometry>> readGeometry(const ZRKJson& json,
         const Entry entry(json, place, paths, unit, warnings);
         const auto name = json.find("shape");
         std::string known;
-        for (const Shape& shape : kShapes) {
+        for (const Shape& shape : shapes()) {
             if (name != json.end() && *name == shape.name) {
                 return shape.read(entry);
             }

@@ -28,4 +28,7 @@ zrk::Result<std::shared_ptr<DocumentGeometry>> readGeometry(const ZRKJson& entry
 /// True for an entry of the shape "group", whose members are other entries.
 bool isGroup(const ZRKJson& entry);
 
+/// The keys that an entry may have beside "uuid", "kind" and "name": those of its shape, and "shape".
+std::vector<const char*> shapeMembers(const ZRKJson& entry);
+
 } // namespace zrkmodel
