@@ -25,9 +25,9 @@ namespace zrkmodel {
 /// | sdf    | mu   | the distance, negative inside, with the weight of `coords`; 0 without a mesh |
 ///
 /// Import: The mesh, from a Wavefront OBJ, STL, PLY or 3MF file. It is stretched, axis by axis, into the box
-/// from (0, 0, 0) to (5, 5, 5), where the origin counts as part of the mesh; "fit" fits it in another way, and
-/// "polygons" splits those of an OBJ file. It isn't stored with the component: a document that names the file
-/// has it read again. Of several paths the first one counts.
+/// from (0, 0, 0) to (5, 5, 5), where the origin counts as part of the mesh; "fit" fits it in another way,
+/// and "polygons" splits those of an OBJ file. It isn't stored with the component: a document that names the
+/// file has it read again. Of several paths the first one counts.
 ///
 /// Formula: d is the distance to the nearest triangle, negative where the winding number exceeds a half.
 ///
