@@ -1,6 +1,5 @@
 #include "formats/polygons.h"
 
-#include "core/values/stop.h"
 #include "core/values/vector3.h"
 #include "formats/limits.h"
 
@@ -78,22 +77,16 @@ bool PolygonSplitter::fanFits() const
     return fits;
 }
 
-bool PolygonSplitter::isEar(std::uint32_t corner) const
+bool PolygonSplitter::isEar(std::uint32_t corner)
 {
     const std::uint32_t a = _before[corner];
     const std::uint32_t c = _after[corner];
     if (_isReflex[corner]) {
         return false;
     }
-    const auto isAt = [&](std::uint32_t i, std::uint32_t j) {
-        return _points[i].x == _points[j].x && _points[i].y == _points[j].y;
-    };
-    StopLookout lookout;
     for (std::uint32_t i = _after[c]; i != a; i = _after[i]) {
-        lookout.step();
-        // Where an outline passes a corner twice, as at a bridge to a hole, it doesn't stand in the way.
-        if (_isReflex[i] && turn(a, corner, i) >= 0 && turn(corner, c, i) >= 0 && turn(c, a, i) >= 0 &&
-            !isAt(i, a) && !isAt(i, corner) && !isAt(i, c)) {
+        _lookout.step();
+        if (_isReflex[i] && turn(a, corner, i) >= 0 && turn(corner, c, i) >= 0 && turn(c, a, i) >= 0) {
             return false;
         }
     }
@@ -106,25 +99,8 @@ void PolygonSplitter::look(std::uint32_t corner)
     _isEar[corner] = isEar(corner);
 }
 
-/// True where there is an ear.
-bool PolygonSplitter::lookAtAll(std::uint32_t first, std::size_t left)
-{
-    bool isAny = false;
-    std::uint32_t corner = first;
-    for (std::size_t i = 0; i < left; ++i, corner = _after[corner]) {
-        _isReflex[corner] = !(turn(_before[corner], corner, _after[corner]) > 0);
-    }
-    for (std::size_t i = 0; i < left; ++i, corner = _after[corner]) {
-        _isEar[corner] = isEar(corner);
-        isAny = isAny || _isEar[corner];
-    }
-    return isAny;
-}
-
 PolygonSplitter::Outcome PolygonSplitter::clipEars(std::span<Triangle> triangles)
 {
-    // A clipped ear changes its neighbours, and others only where corners lie on edges: few looks at all do.
-    constexpr int kMostLooksAtAll = 16;
     const auto count = static_cast<std::uint32_t>(_points.size());
     _before.resize(count);
     _after.resize(count);
@@ -134,8 +110,13 @@ PolygonSplitter::Outcome PolygonSplitter::clipEars(std::span<Triangle> triangles
         _before[i] = (i + count - 1) % count;
         _after[i] = (i + 1) % count;
     }
-    int looks = 1;
-    bool isSound = lookAtAll(0, count);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        _isReflex[i] = !(turn(_before[i], i, _after[i]) > 0);
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+        _isEar[i] = isEar(i);
+    }
+    bool isSound = true;
     std::uint32_t at = 0;
     for (std::size_t written = 0; written < triangles.size(); ++written) {
         const std::size_t left = count - written;
@@ -144,12 +125,7 @@ PolygonSplitter::Outcome PolygonSplitter::clipEars(std::span<Triangle> triangles
             for (; steps < left && !_isEar[at]; ++steps) {
                 at = _after[at];
             }
-            if (steps == left) {
-                isSound = ++looks <= kMostLooksAtAll && lookAtAll(at, left);
-                while (isSound && !_isEar[at]) {
-                    at = _after[at];
-                }
-            }
+            isSound = steps < left;
         } else if (left == 3) {
             isSound = isSound && turn(_before[at], at, _after[at]) > 0;
         }
@@ -159,7 +135,7 @@ PolygonSplitter::Outcome PolygonSplitter::clipEars(std::span<Triangle> triangles
         const std::uint32_t c = _after[at];
         _after[a] = c;
         _before[c] = a;
-        if (isSound) {
+        if (isSound) { // a clipped ear changes its neighbours alone
             look(a);
             look(c);
         }

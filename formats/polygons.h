@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/stop.h"
 #include "core/values/tensor.h"
 
 #include <array>
@@ -46,13 +47,13 @@ private:
     std::vector<Point> _points;                 ///< the corners in the plane, counterclockwise
     std::vector<std::uint32_t> _before, _after; ///< the corners beside each that is left
     std::vector<std::uint8_t> _isReflex, _isEar;
+    StopLookout _lookout;
 
     bool project(std::span<const Tensor<3, double>> corners);
     bool fanFits() const;
     double turn(std::uint32_t a, std::uint32_t b, std::uint32_t c) const;
-    bool isEar(std::uint32_t corner) const;
+    bool isEar(std::uint32_t corner);
     void look(std::uint32_t corner);
-    bool lookAtAll(std::uint32_t first, std::size_t left);
     Outcome clipEars(std::span<Triangle> triangles);
 };
 

@@ -174,6 +174,53 @@ TEST(PolygonSplitter, CoversRandomStarsInAnyPlane)
     }
 }
 
+/// An outline from (0, 0) on, on a grid. Every corner of the grid on it is one of the polygon, so that most
+/// lie on its edges.
+Corners town(std::mt19937& random)
+{
+    const int width = 2 + static_cast<int>(random() % 6);
+    Corners outline;
+    for (int x = 0; x < width; ++x) {
+        outline.push_back({static_cast<double>(x), 0, 0});
+    }
+    int height = 0;
+    for (int x = width; x >= 0; --x) {
+        const int next = x == 0 ? 0 : 1 + static_cast<int>(random() % 4);
+        for (int y = height; y != next; y += next > height ? 1 : -1) {
+            outline.push_back({static_cast<double>(x), static_cast<double>(y), 0});
+        }
+        if (x > 0) {
+            outline.push_back({static_cast<double>(x), static_cast<double>(next), 0});
+        }
+        height = next;
+    }
+    return outline;
+}
+
+Corners turnedOn(Corners corners, std::size_t count)
+{
+    std::rotate(corners.begin(), corners.begin() + static_cast<std::ptrdiff_t>(count % corners.size()),
+                corners.end());
+    return corners;
+}
+
+TEST(PolygonSplitter, CoversRandomTownsOnAGridAndWhatIsAroundThem)
+{
+    std::mt19937 random(11);
+    for (int round = 0; round < 300; ++round) {
+        SCOPED_TRACE(round);
+        const Corners solid = turnedOn(town(random), random());
+        expectCovers(solid, split(solid));
+        // A square with the town as its hole, and a bridge from corner to corner.
+        Corners around = {{-1, -1, 0}, {9, -1, 0}, {9, 9, 0}, {-1, 9, 0}, {-1, -1, 0}};
+        const Corners hole = reversed(turnedOn(town(random), 1));
+        around.insert(around.end(), hole.begin(), hole.end());
+        around.push_back(hole.front());
+        around = turnedOn(around, random());
+        expectCovers(around, split(around));
+    }
+}
+
 TEST(PolygonSplitter, TellsOfOutlinesThatAreNotSimple)
 {
     const std::pair<const char*, Corners> cases[] = {
@@ -183,6 +230,8 @@ TEST(PolygonSplitter, TellsOfOutlinesThatAreNotSimple)
         {"bow", {{0, 0, 0}, {2, 2, 0}, {2, 0, 0}, {0, 1, 0}}},
         {"five-pointed star",
          {{0, 1, 0}, {-0.58, -0.8, 0}, {0.95, 0.3, 0}, {-0.95, 0.3, 0}, {0.58, -0.8, 0}}},
+        {"wound twice about its first corner",
+         {{0, 0, 0}, {2, 0, 0}, {1, 2, 0}, {-2, 1, 0}, {-1, -2, 0}, {3, -1, 0}, {3, 3, 0}, {-3, 3, 0}}},
         {"too large to compute with", {{0, 0, 0}, {1e200, 0, 0}, {1e200, 1e200, 0}, {0, 1e200, 0}}},
     };
     for (const auto& [name, corners] : cases) {
