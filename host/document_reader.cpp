@@ -10,6 +10,7 @@
 #include "host/import_entry.h"
 #include "host/nearest_names.h"
 #include "host/type_lookup.h"
+#include "model/document.h"
 #include "model/file_import.h"
 #include "model/graph_object.h"
 #include "model/manual.h"
@@ -47,11 +48,17 @@ std::string keyOfGreatest(const ZRKJson& values)
     return greatest;
 }
 
+/// Null for a type that isn't registered.
+const ZRKGraphObjectRegistration* registrationOf(const ZRKGraphObject& object)
+{
+    const ZRKTypeInfo& type = object.typeInfo();
+    return ZRKGraphObject::registry().find(type.uuid, type.name);
+}
+
 /// The key whose value a component of this kind refuses to read; empty when it is none of them alone.
 std::string unreadableKey(const ZRKGraphObject& object, const ZRKJson& values)
 {
-    const ZRKTypeInfo& type = object.typeInfo();
-    const auto* registration = ZRKGraphObject::registry().find(type.uuid, type.name);
+    const auto* registration = registrationOf(object);
     if (!registration) {
         return "";
     }
@@ -361,6 +368,7 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
     }
     refuseIfStopped(place);
     warnOfUnlistedChoices(values, object, place);
+    warnOfOtherGeometries(object, place);
     const std::vector<std::string> unread = stored.unreadPlaces();
     const std::vector<std::string> known = unread.empty() ? unread : keysOf(storedForm(object));
     for (const std::string& key : unread) {
@@ -370,13 +378,39 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
     }
 }
 
+/// Warns of geometry of another kind than the type's manual says.
+void DocumentReader::warnOfOtherGeometries(const ZRKGraphObject& object, const std::string& place)
+{
+    const auto* registration = registrationOf(object);
+    for (const ManualValue& value : registration ? manualOf(*registration).properties : std::span<const ManualValue>()) {
+        if (value.kind != "geometry" || value.range.empty()) {
+            continue;
+        }
+        const std::string key(value.key);
+        using GeometryProperty = ZRKProperty<std::shared_ptr<ZRKGeometry>>;
+        const auto* property = dynamic_cast<const GeometryProperty*>(object.findProperty(key));
+        if (!property || !property->value()) {
+            continue;
+        }
+        const unsigned kind = geometryKind(*property->value());
+        const char* found = kind == kPointGeometry     ? "point"
+                            : kind == kCurveGeometry   ? "curve"
+                            : kind == kSurfaceGeometry ? "surface"
+                                                       : "solid or a group";
+        if (found != value.range) {
+            warn(keyPlace(place, key), fmt::format("a geometry that is a {}", found),
+                 fmt::format("one that is a {}", value.range),
+                 "name another geometry of \"resources\"; as it stands, the node is without one");
+        }
+    }
+}
+
 /// Warns of properties that have a value beyond those that the type's manual lists. Readers take any number
 /// of an enum, and any text.
 void DocumentReader::warnOfUnlistedChoices(const ZRKJson& values, const ZRKGraphObject& object,
                                            const std::string& place)
 {
-    const ZRKTypeInfo& type = object.typeInfo();
-    const auto* registration = ZRKGraphObject::registry().find(type.uuid, type.name);
+    const auto* registration = registrationOf(object);
     if (!registration) {
         return;
     }
@@ -399,7 +433,7 @@ void DocumentReader::warnOfUnlistedChoices(const ZRKJson& values, const ZRKGraph
                  fmt::format(
                      "write one of these; as it stands, the value is kept, and `zrk types {}` tells what it "
                      "does",
-                     uniqueName(type)));
+                     uniqueName(object.typeInfo())));
         }
     }
 }

@@ -233,6 +233,19 @@ class Warnings(ZrkTest):
         picture = str(ROOT / "examples/pictures/ring.png")
         self.check(resource(kind="image2d", path=picture, gamma=2), ("resources[0]", '"gamma"'))
 
+    def test_geometry_of_another_kind_than_a_type_takes(self):
+        shapes = {"point": {"position": [0, 0, 0]}, "circle": {"center": [0, 0, 0], "axis": [0, 0, 1], "radius": 1},
+                  "sphere": {"center": [0, 0, 0], "radius": 1}, "box": {"min": [0, 0, 0], "max": [1, 1, 1]},
+                  "group": {"members": []}}
+        kinds = {"point": "point", "circle": "curve", "sphere": "surface", "box": "solid or a group", "group": "solid or a group"}
+        for type, key, taken in (("Face UVW", "face", "sphere"), ("Curve UVW", "curve", "circle"), ("Curve Length", "curve", "circle"),
+                                 ("PipeSDF", "pathCurve", "circle")):
+            for shape, members in shapes.items():
+                document = graph([{"id": 1, "type": type, "values": {key: "a1"}}],
+                                 resources=[{"uuid": "a1", "kind": "geometry", "shape": shape, **members}])
+                self.check(document, *([] if shape == taken else
+                                       [(f"node 1 ({type})", f'"{key}"', f"is a {kinds[shape]}", f"is a {kinds[taken]}")]))
+
     def test_a_context_or_view_that_cannot_be_used(self):
         for unit in ("furlong", "MM", 5, None):
             self.check(graph([SPHERE], context={"unit": unit}), ('"context", "unit"', '"mm"', "no unit is known"))

@@ -97,7 +97,9 @@ void expectConsistent(const ManualMember& value)
         EXPECT_TRUE(isOfKind(json(value.defaultValue), value.kind)) << value.defaultValue;
         EXPECT_TRUE(choices.empty() || choices.contains(value.defaultValue)) << value.defaultValue;
     }
-    if (!value.range.empty() && value.kind != "list") {
+    if (value.kind == "geometry") {
+        EXPECT_TRUE(std::set<std::string_view>({"", "point", "curve", "surface"}).contains(value.range));
+    } else if (!value.range.empty() && value.kind != "list") {
         const std::string range(value.range);
         const double least = std::stod(range);
         const double most = std::stod(range.substr(range.find(" to ") + 4));
