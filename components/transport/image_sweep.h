@@ -38,7 +38,7 @@ namespace zrkmodel {
 /// |               |          |        |                    |        | stack; 0 or less: none               |
 /// | transport     | double   |        | 0.8                | 0 to 1 | 1: transport alone; 0: a crossfade   |
 /// |               |          |        |                    |        | of the pictures                      |
-/// | pathCurve     | geometry |        | ""                 |        | a curve for the panel; no sample     |
+/// | pathCurve     | geometry |        | ""                 | curve  | a curve for the panel; no sample     |
 /// |               |          |        |                    |        | depends on it                        |
 /// | scaling       | curve    |        | [[0, 1, 0], [1, 1, |        | the slice's size over z / size z; 0  |
 /// |               |          |        | 0]]                |        | gives NaN                            |

@@ -1,4 +1,5 @@
 #include "inspectors/describe.h"
+#include "model/document.h"
 #include "model/graph_object.h"
 #include "model/manual.h"
 
@@ -19,11 +20,12 @@ using zrkmodel::ZRKJson;
 
 using Names = std::set<std::string>;
 
-/// What a panel's controls offer: ranges and choices of properties by name, ranges of the items of lists, and
-/// choices of no property.
+/// What a panel's controls offer: ranges and choices of properties by name, kinds of geometries that are
+/// picked for them, ranges of the items of lists, and choices of no property.
 struct Offers {
     std::map<std::string, Names> ranges;
     std::map<std::string, Names> choices;
+    std::map<std::string, std::string> geometries;
     Names rangesOfItems;
     std::set<Names> otherChoices;
 };
@@ -50,6 +52,13 @@ void collect(const ZRKJson& node, bool isItem, Offers& offers)
     if (node.value("widget", "") == "combo") {
         const auto items = node["items"].get<Names>();
         property.empty() ? void(offers.otherChoices.insert(items)) : void(offers.choices[property] = items);
+    }
+    if (node.value("widget", "") == "geometry" && !isItem) {
+        const std::map<unsigned, std::string> kinds{{zrkmodel::kPointGeometry, "point"},
+                                                    {zrkmodel::kCurveGeometry, "curve"},
+                                                    {zrkmodel::kSurfaceGeometry, "surface"},
+                                                    {zrkmodel::kAnyGeometry, ""}};
+        offers.geometries[property] = kinds.at(node.value("filter", zrkmodel::kAnyGeometry));
     }
     // The limits of a gradient's editor are those of its picture.
     if (!node.contains("min") || node.value("widget", "") == "gradient") {
@@ -87,6 +96,11 @@ TEST(Manuals, TellWhatThePanelsOffer)
         const Manual& manual = zrkmodel::manualOf(type);
         for (const ManualValue& property : manual.properties) {
             const std::string name(property.key);
+            if (property.kind == "geometry") {
+                EXPECT_TRUE(!shown.geometries.contains(name) || shown.geometries[name] == property.range)
+                    << name;
+                continue;
+            }
             Names told;
             if (!property.range.empty()) {
                 told.emplace(property.range);
