@@ -177,8 +177,12 @@ TriangleSearch::Nearest TriangleSearch::nearest(const Vector3& point, std::int32
     if (LocalFrame::isOutOfReach(local)) {
         return searchHierarchy(point);
     }
+    const std::int32_t first = hint != -1 ? hint : _seeds->near(local);
+    if (first == -1) {
+        return searchHierarchy(point); // no triangle that was looked at has numbers for corners
+    }
     Walk walk(*this, point, local);
-    walk.evaluate(hint != -1 ? hint : _seeds->near(local));
+    walk.evaluate(first);
     if (hint == -1) {
         walk.begin();
     }

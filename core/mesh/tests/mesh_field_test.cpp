@@ -264,6 +264,16 @@ TEST(MeshDistance, IsTheLargestDoubleWhereThereIsNone)
     EXPECT_THROW(MeshWindingField(vertices, {}), std::invalid_argument);
 }
 
+// Which no triangle then guesses a way into; found by the fuzz target.
+TEST(MeshDistance, IsThatOfTheSearchWithCornersThatAreNoNumbers)
+{
+    const std::vector<double> vertices{0, NAN, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 0, 1, 1};
+    const MeshWindingField field(vertices, {0, 1, 2, 2, 3, 4, 4, 4, 4});
+    for (const Point& p : {Point{0, 0, 0}, Point{0.5, 0.5, 0.5}, Point{1, 1, 1}, Point{-3, -3, -3}}) {
+        EXPECT_EQ(field.meshDistance(p), literalDistance(field, p));
+    }
+}
+
 // Of coordinates whose squares are beyond every double; found by the fuzz target.
 TEST(MeshDistance, IsThatOfTheSearchOnMeshesOfAnySize)
 {
