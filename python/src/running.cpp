@@ -1,0 +1,181 @@
+#include "python/src/running.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace zrkpython {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+/// Between two looks at Python's signals, and between two reports.
+constexpr std::chrono::milliseconds kLook(20);
+
+unsigned long mainThread = 0;
+
+/// Follows one piece of work: passes on how far it has come, and what Python raises meanwhile.
+class Follower final : public zrk::ProgressMonitor {
+public:
+    Follower(const py::object& progress, bool isOnCaller) : _progress(progress), _isOnCaller(isOnCaller) {}
+
+    void progress(double fraction) override
+    {
+        _fraction.store(fraction, std::memory_order_relaxed);
+        if (_isOnCaller && Clock::now() - _lastLook >= kLook) {
+            const py::gil_scoped_acquire gil;
+            look();
+        }
+    }
+    bool interruptRequested() override { return _sign.isRaised(); }
+
+    /// Runs signal handlers and tells the caller. The GIL is held.
+    void look()
+    {
+        _lastLook = Clock::now();
+        try {
+            if (PyErr_CheckSignals() != 0) {
+                throw py::error_already_set();
+            }
+            const double fraction = _fraction.load(std::memory_order_relaxed);
+            if (!_progress.is_none() && fraction != _told) {
+                _told = fraction;
+                _progress(fraction);
+            }
+        } catch (py::error_already_set& error) {
+            _failure.emplace(error);
+            _sign.raise();
+        }
+    }
+    bool isStopped() const { return _sign.isRaised(); }
+    const zrk::StopSign& sign() const { return _sign; }
+
+    /// Goes on as the work ended. The GIL is held.
+    void finish(const std::exception_ptr& failure)
+    {
+        if (_failure) {
+            _failure->raise();
+        }
+        try {
+            if (failure) {
+                std::rethrow_exception(failure);
+            }
+        } catch (const PythonFailure& raised) {
+            raised.raise();
+        }
+        if (!_progress.is_none() && _told != 1) {
+            _progress(1.0);
+        }
+    }
+
+private:
+    const py::object& _progress;
+    bool _isOnCaller;
+    zrk::StopSign _sign;
+    std::atomic<double> _fraction{0};
+    double _told = 0;
+    Clock::time_point _lastLook = Clock::now();
+    std::optional<PythonFailure> _failure;
+};
+
+/// A thread that does one piece of work after the other. It waits for the next one and is never joined: a
+/// program that ends takes it along.
+class Helper {
+public:
+    Helper()
+    {
+        std::thread([this] { serve(); }).detach();
+    }
+
+    void begin(const std::function<void()>& work)
+    {
+        const std::lock_guard lock(_mutex);
+        _work = &work;
+        _begun.notify_one();
+    }
+    /// True when the work is done, false when the time is over.
+    bool waitFor(std::chrono::milliseconds time)
+    {
+        std::unique_lock lock(_mutex);
+        return _done.wait_for(lock, time, [this] { return !_work; });
+    }
+
+private:
+    std::mutex _mutex;
+    std::condition_variable _begun;
+    std::condition_variable _done;
+    const std::function<void()>* _work = nullptr;
+
+    [[noreturn]] void serve()
+    {
+        std::unique_lock lock(_mutex);
+        while (true) {
+            _begun.wait(lock, [this] { return _work != nullptr; });
+            lock.unlock();
+            (*_work)();
+            lock.lock();
+            _work = nullptr;
+            _done.notify_one();
+        }
+    }
+};
+
+/// Those that wait for work. Used on the main thread alone. They are never taken down.
+std::vector<Helper*>& idleHelpers()
+{
+    static auto* helpers = new std::vector<Helper*>;
+    return *helpers;
+}
+
+void runAside(Follower& follower, const std::function<void()>& work)
+{
+    std::vector<Helper*>& idle = idleHelpers();
+    Helper* helper = idle.empty() ? new Helper : idle.back();
+    if (!idle.empty()) {
+        idle.pop_back();
+    }
+    {
+        const py::gil_scoped_release noGil;
+        helper->begin(work);
+        while (!helper->waitFor(kLook)) {
+            if (!follower.isStopped()) {
+                const py::gil_scoped_acquire gil;
+                follower.look();
+            }
+        }
+    }
+    idle.push_back(helper);
+}
+
+} // namespace
+
+void run(const py::object& progress, Where where, const Work& work)
+{
+    const bool isAside = where == Where::Aside && PyThread_get_thread_ident() == mainThread;
+    Follower follower(progress, !isAside);
+    std::exception_ptr failure;
+    const auto watched = [&] {
+        const zrk::StopScope scope(follower.sign());
+        try {
+            work(follower);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    };
+    if (isAside) {
+        runAside(follower, watched);
+    } else {
+        const py::gil_scoped_release noGil;
+        watched();
+    }
+    follower.finish(failure);
+}
+
+void beginOnMainThread(unsigned long thread)
+{
+    mainThread = thread;
+    idleHelpers().clear();
+}
+
+} // namespace zrkpython
