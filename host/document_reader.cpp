@@ -9,6 +9,7 @@
 #include "host/type_lookup.h"
 #include "model/file_import.h"
 #include "model/graph_object.h"
+#include "model/manual.h"
 #include "model/pins.h"
 #include "model/registry.h"
 #include "model/serialization.h"
@@ -330,12 +331,46 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
         throw zrk::FaultError(zrk::faultOf(error, where(keyPlace(place, keyOfGreatest(values)))));
     }
     refuseIfStopped(place);
+    warnOfUnlistedChoices(values, object, place);
     const std::vector<std::string> unread = stored.unreadPlaces();
     const std::vector<std::string> known = unread.empty() ? unread : keysOf(storedForm(object));
     for (const std::string& key : unread) {
         warn(keyPlace(place, key), "a key that the type doesn't know", "the name of a property",
              fmt::format("{}`zrk types {}` lists them; as it stands, the key is kept and not used",
                          didYouMean(key, known), uniqueName(object.typeInfo())));
+    }
+}
+
+/// Warns of properties that have a value beyond those that the type's manual lists. Readers take any number
+/// of an enum, and any text.
+void DocumentReader::warnOfUnlistedChoices(const ZRKJson& values, const ZRKGraphObject& object,
+                                           const std::string& place)
+{
+    const ZRKTypeInfo& type = object.typeInfo();
+    const auto* registration = ZRKGraphObject::registry().find(type.uuid, type.name);
+    if (!registration) {
+        return;
+    }
+    for (const ManualValue& property : manualOf(*registration).properties) {
+        const std::string key(property.key);
+        const auto stored = values.find(key);
+        if (property.choices.empty() || stored == values.end()) {
+            continue;
+        }
+        const ZRKJson taken = object.findProperty(key)->valueJson();
+        const auto isTaken = [&](const ManualChoice& choice) { return taken.dump() == choice.value; };
+        if (std::none_of(property.choices.begin(), property.choices.end(), isTaken)) {
+            std::string listed;
+            for (const ManualChoice& choice : property.choices) {
+                listed += fmt::format("{}{}", listed.empty() ? "one of " : ", ", choice.value);
+                listed += choice.name.empty() ? "" : fmt::format(" ({})", choice.name);
+            }
+            warn(keyPlace(place, key), shown(*stored), listed,
+                 fmt::format(
+                     "write one of these; as it stands, the value is kept, and `zrk types {}` tells what it "
+                     "does",
+                     uniqueName(type)));
+        }
     }
 }
 

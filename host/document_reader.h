@@ -39,6 +39,7 @@ private:
     void readNode(const ZRKJson& entry, std::size_t index);
     void refuseIfStopped(const std::string& place) const;
     void readValues(const ZRKJson& values, ZRKGraphObject& object, const std::string& place);
+    void warnOfUnlistedChoices(const ZRKJson& values, const ZRKGraphObject& object, const std::string& place);
     void readImport(const ZRKJson& paths, ZRKGraphObject& object, const std::string& place);
     void readLinks();
     void readLink(const ZRKJson& entry, std::size_t index);
