@@ -2,6 +2,7 @@
 #include "core/values/fault.h"
 #include "host/nearest_names.h"
 #include "host/type_lookup.h"
+#include "model/manual.h"
 #include "model/property.h"
 #include "model/registry.h"
 #include "python/src/document.h"
@@ -14,7 +15,7 @@
 #include <pybind11/functional.h>
 #include <pybind11/stl.h>
 
-#include <limits>
+#include <span>
 
 namespace zrkpython {
 
@@ -59,6 +60,61 @@ py::list pinList(const std::vector<zrkmodel::ZRKGraphPinData>& pins)
     return list;
 }
 
+py::dict memberText(const zrkmodel::ManualMember& member)
+{
+    py::list choices;
+    for (const zrkmodel::ManualChoice& choice : member.choices) {
+        choices.append(
+            py::make_tuple(toPython(zrkmodel::ZRKJson::parse(choice.value)), choice.name, choice.meaning));
+    }
+    py::dict text;
+    text["name"] = member.key;
+    text["kind"] = member.kind;
+    text["unit"] = member.unit;
+    text["default"] = member.defaultValue;
+    text["range"] = member.range;
+    text["meaning"] = member.meaning;
+    text["choices"] = choices;
+    return text;
+}
+
+py::list pinTexts(std::span<const zrkmodel::ManualPin> pins)
+{
+    py::list texts;
+    for (const zrkmodel::ManualPin& pin : pins) {
+        texts.append(py::make_tuple(pin.unit, pin.meaning));
+    }
+    return texts;
+}
+
+py::dict manualText(const zrkmodel::Manual& manual)
+{
+    py::list values;
+    for (const auto rows : {manual.properties, manual.storedKeys}) {
+        for (const zrkmodel::ManualValue& row : rows) {
+            py::dict value = memberText(row);
+            py::list members;
+            for (const zrkmodel::ManualMember& member : row.members) {
+                members.append(memberText(member));
+            }
+            value["members"] = members;
+            value["is_list"] = row.isList;
+            values.append(value);
+        }
+    }
+    py::dict text;
+    text["family"] = manual.family;
+    text["summary"] = manual.summary;
+    text["overview"] = manual.overview;
+    text["values"] = values;
+    text["inputs"] = pinTexts(manual.inputs);
+    text["outputs"] = pinTexts(manual.outputs);
+    text["import"] = manual.import;
+    text["formula"] = manual.formula;
+    text["notes"] = manual.notes;
+    return text;
+}
+
 py::list describeTypes()
 {
     py::list types;
@@ -83,6 +139,7 @@ py::list describeTypes()
         }
         type["properties"] = properties;
         type["stored"] = toPython(specimen.stored());
+        type["manual"] = manualText(zrkmodel::manualOf(entry));
         types.append(type);
     }
     return types;

@@ -117,7 +117,9 @@ void Node::connect(std::size_t input, const Source& source)
                  "give another output, or convert it with a component such as "
                  "Vector3SplitComponents or Vector3CombineComponents"});
         }
-        const std::vector<SharedNode> nodes = source.node->upstream();
+        // What nobody has read yet is upstream of nothing but itself.
+        const std::vector<SharedNode> nodes =
+            _isRead ? source.node->upstream() : std::vector<SharedNode>{source.node};
         if (std::find(nodes.begin(), nodes.end(), shared_from_this()) != nodes.end()) {
             throw zrk::FaultError({where, "an output that depends on this very input",
                                    "links that lead one way", "give a field that doesn't use this one"});
@@ -126,6 +128,9 @@ void Node::connect(std::size_t input, const Source& source)
     std::unique_lock<std::shared_mutex> lock(_editing, std::defer_lock);
     lockForEditing(lock);
     const Source former = std::exchange(_sources[input], source);
+    if (source.node) {
+        source.node->_isRead = true;
+    }
     noteChange();
     _links = _version;
 }

@@ -117,6 +117,7 @@ private:
     std::vector<zrkmodel::ZRKGraphPinData> _inputPins;
     std::vector<zrkmodel::ZRKGraphPinData> _outputPins;
     std::vector<Source> _sources;
+    bool _isRead = false; ///< an input was linked to it once
     std::vector<SharedResource> _resources;
     zrkmodel::ZRKJson _imported;
     py::object _importSource = py::none();

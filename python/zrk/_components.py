@@ -2,6 +2,7 @@
 
 import inspect
 import sys
+import textwrap
 
 from . import _fields, _zrk
 
@@ -9,7 +10,7 @@ _KINDS = {
     "double": "float", "int": "int", "bool": "bool", "string": "str", "vector3": "(3,) array_like",
     "matrix4": "(4, 4) array_like", "enum": "int", "geometry": "Geometry, mesh or points of a curve",
     "image2d": "Picture or (h, w[, channels]) array_like", "image3d": "Volume or (nz, ny, nx) array_like",
-    "curve": "points (key, value[, kind])", "falloff": "dict with start, end and curve",
+    "curve": "points (key, value[, kind])", "falloff": "dict with start, end and curve", "list": "list of dicts", "vector4": "(4,) array_like",
 }
 _TAGS = {"Scalar": "float", "Vector3d": "(3,) vector", "Color": "(4,) colour", "Any": "of any type", "None": "no value"}
 
@@ -24,34 +25,65 @@ def class_name(type_class):
     return rest[:end] + number + rest[end:]
 
 
-def _default(row):
-    value = row["default"]
-    return "none" if value is None or value == "" and row["type"] != "string" else repr(value)
+def _value_lines(row, kind, indent=""):
+    """What a value is: name, kind, default, unit, meaning and choices."""
+    name = _fields.python_name(row["name"])
+    parts = [_KINDS.get(kind, kind)]
+    if row["default"]:
+        parts.append(f"default {row['default']}")
+    lines = [f"{indent}{name} : {', '.join(parts)}"]
+    text = []
+    if row["meaning"]:
+        text.append(row["meaning"])
+    if row["unit"]:
+        text.append(f"Unit: {'model units' if row['unit'] == 'mu' else row['unit']}.")
+    if row["range"]:
+        text.append(f"Usual range: {row['range']}.")
+    if name != row["name"]:
+        text.append(f"In documents \"{row['name']}\".")
+    if text:
+        lines += textwrap.wrap(" ".join(map(_sentence, text)), 100, initial_indent=indent + "    ",
+                               subsequent_indent=indent + "    ")
+    for value, label, meaning in row["choices"]:
+        shown = f"{value!r}" + (f" ({label})" if label and label != value else "")
+        lines.append(f"{indent}    - {shown}" + (f": {meaning}" if meaning else ""))
+    return lines
 
 
-def _docstring(description, name):
-    lines = [description["description"] or description["title"] or name, "", "Parameters", "----------"]
-    for row in description["properties"]:
-        lines.append(f"{_fields.python_name(row['name'])} : {_KINDS.get(row['type'], row['type'])}, "
-                     f"default {_default(row)}")
-        if _fields.python_name(row["name"]) != row["name"]:
-            lines.append(f"    In documents \"{row['name']}\".")
-    named = {row["name"] for row in description["properties"]}
-    for key, value in description["stored"].items():
-        if key not in named:
-            lines.append(f"{_fields.python_name(key)} : {type(value).__name__}, default {value!r}")
+def _sentence(text):
+    text = text.strip()
+    text = text[:1].upper() + text[1:]
+    return text if text.endswith((".", ":")) else text + "."
+
+
+def _docstring(description):
+    manual = description["manual"]
+    lines = [_sentence(manual["summary"] or description["description"])]
+    if manual["overview"]:
+        lines += ["", manual["overview"]]
+    lines += ["", "Parameters", "----------"]
+    for row in manual["values"]:
+        lines += _value_lines(row, row["kind"] + (" of such" if row["is_list"] and row["kind"] != "list" else ""))
+        for member in row["members"]:
+            lines += _value_lines(member, member["kind"], "        ")
     if description["class"] in _fields._IMPORTS:
         lines += [f"{_fields._IMPORTS[description['class']]} : path, or a mesh in memory",
-                  "    What the component takes from files: see `import_mesh`."]
-    for pin in description["inputs"]:
+                  *textwrap.wrap(_sentence(manual["import"] or "what `import_mesh` takes"), 100,
+                                 initial_indent="    ", subsequent_indent="    ")]
+    for pin, (unit, meaning) in zip(description["inputs"], manual["inputs"]):
         unlinked = {"Coordinates": "the position", "DefaultValue": f"{pin['default']}"}.get(pin["option"], "nothing")
         lines += [f"{_fields.python_name(pin['name'])} : Field, {_TAGS[pin['tag']]}",
-                  f"    Input; reads {unlinked} while it is left out."]
+                  "    " + _sentence(f"{_sentence(meaning) + ' ' if meaning else ''}Input; reads {unlinked} while it "
+                                     "is left out")]
     lines += ["", "Notes", "-----"]
-    for i, pin in enumerate(description["outputs"]):
-        lines.append(f"Output {i}: {pin['name'] or 'without a name'}, {_TAGS[pin['tag']]}.")
+    for i, (pin, (unit, meaning)) in enumerate(zip(description["outputs"], manual["outputs"])):
+        lines.append(_sentence(f"Output {i}, {pin['name'] or 'without a name'}: {_TAGS[pin['tag']]}"
+                               + (f"; {meaning}" if meaning else "")))
+    for text in (manual["formula"], manual["notes"]):
+        if text:
+            lines += ["", text]
     lines += ["", f"In documents the type is \"{description['type']}\" with the UUID {description['uuid']}."]
-    return "\n".join(lines).replace("\n----------\n\nNotes", "\n----------\n(none)\n\nNotes")
+    return "\n".join(lines)
 
 
 def _signature(description):
@@ -78,7 +110,7 @@ def make_classes():
         __init__.__signature__ = _signature(description)
         made = type(name, (_fields.Node,), {
             "__slots__": (), "__module__": "zrk", "__qualname__": name, "__init__": __init__,
-            "__doc__": _docstring(description, name), "_description": description})
+            "__doc__": _docstring(description), "_description": description})
         classes[name] = _fields._by_class[description["class"]] = made
     return classes
 

@@ -309,13 +309,15 @@ class Field:
         return _combined("subtract", other, self)
 
     def __mul__(self, other):
+        if np.isscalar(other) and not isinstance(other, str):
+            return _component("ZRKMultiply", a=self, multiplier=check.number(other, "multiply"))
         return _combined("multiply", self, other)
 
     def __rmul__(self, other):
-        return _combined("multiply", other, self)
+        return self * other if np.isscalar(other) else _combined("multiply", other, self)
 
     def __neg__(self):
-        return _combined("multiply", -1.0, self)
+        return self * -1.0
 
     def __eq__(self, other):
         return isinstance(other, Field) and (self._core, self._output) == (other._core, other._output)
@@ -471,7 +473,7 @@ class Node(Field):
             elif key is None:
                 links.append((pin, value))
             else:
-                stored[key] = _stored(value, kind, used)
+                stored[key] = _stored(_choice(self._core, key, value) if kind == "enum" else value, kind, used)
         for pin, value in links:
             self.inputs[pin] = value
         if stored:
@@ -521,7 +523,9 @@ class Node(Field):
         self.set(**{name: value})
 
     def __getattr__(self, name):
-        if name.startswith("__") or name not in names_of(self._core):
+        if name.startswith("__"):
+            raise AttributeError(name)
+        if name not in names_of(self._core):
             shown = [n for n in self.__dir__() if not n.startswith("_")]
             raise AttributeError(f"{type(self).__name__!r} has no {name!r}; did you mean "
                                  f"{_zrk.nearest_names(name, shown, 3)}?", name=name, obj=self)
@@ -575,6 +579,21 @@ def names_of(core):
 
 _SPELLINGS = {"mutliply": "multiply"}
 _IMPORTS = {"ZRKMeshSDF": "mesh", "ZRKBeamSDF": "mesh", "ZRK3DImage": "slices"}
+
+
+def _choice(core, key, value):
+    """The number of a choice that is given by its label."""
+    description = getattr(_by_class.get(core.class_name), "_description", None)
+    rows = [row for row in description["manual"]["values"] if row["name"] == key] if description else []
+    choices = rows[0]["choices"] if rows else []
+    for stored, label, _ in choices:
+        if value in (label, stored):
+            return stored
+    if choices and isinstance(value, str):
+        labels = [label for _, label, _ in choices if label]
+        raise Error(f"{core.place}, {key!r}", repr(value), "one of " + ", ".join(map(repr, labels)),
+                    f"did you mean {_zrk.nearest_names(value, labels, 1)}?")
+    return value
 
 
 def _stored(value, kind, used):

@@ -219,7 +219,7 @@ class Mesh(_WithResource):
 
 
 class Geometry(_WithResource):
-    """A shape that components refer to, such as the curve of a pipe.
+    """A shape that components refer to.
 
     Parameters
     ----------
@@ -233,8 +233,8 @@ class Geometry(_WithResource):
     --------
     >>> import zrk
     >>> ring = zrk.Geometry("circle", center=(0, 0, 0), axis=(0, 0, 1), radius=0.5)
-    >>> round(zrk.PipeSDF(path_curve=ring, radius=0.1)((0.5, 0, 0)), 6)
-    -0.1
+    >>> round(zrk.GeometryBlend(geometries=ring)((0.6, 0, 0)), 6)  # 0.5 less the distance
+    0.4
     """
 
     def __init__(self, shape, **keys):
