@@ -338,6 +338,7 @@ void addFiles(py::module_& module)
     module.def("describe_types", &describeTypes);
     module.def("nearest_names", &zrkmodel::nearestNames);
     module.def("begin_on_main_thread", &beginOnMainThread);
+    module.def("end_all", &endAll);
 }
 
 } // namespace

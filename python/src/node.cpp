@@ -172,8 +172,8 @@ void Node::assign(const std::string& key, const ZRKJson& value, const std::share
     ZRKJson single = ZRKJson::object();
     single[key] = value;
     try {
-        if (value.is_null() && isResource(*property)) {
-            // Null is no resource, which a fresh property has.
+        if (isResource(*property) && (value.is_null() || value == "")) {
+            // No resource, which a fresh property has.
         } else if (!twin->deserialize(zrkmodel::ZRKDeserialization(
                        single, library, [&](const auto& issue) { expected = issue.expected; }))) {
             expected = expected.empty() ? "a value of another kind" : expected;

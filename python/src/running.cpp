@@ -11,14 +11,35 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 /// Between two looks at Python's signals, and between two reports.
-constexpr std::chrono::milliseconds kLook(20);
+constexpr std::chrono::milliseconds kLook(10);
 
 unsigned long mainThread = 0;
 
-/// Follows one piece of work: passes on how far it has come, and what Python raises meanwhile.
+class Follower;
+
+/// The work under way. Guarded by the GIL.
+struct Running {
+    std::vector<Follower*> followers;
+    bool isEnding = false;
+};
+
+Running& allRunning()
+{
+    static auto* all = new Running;
+    return *all;
+}
+
+/// Follows one piece of work: passes on how far it has come, and what Python raises meanwhile. Made and
+/// destroyed with the GIL held.
 class Follower final : public zrk::ProgressMonitor {
 public:
-    Follower(const py::object& progress, bool isOnCaller) : _progress(progress), _isOnCaller(isOnCaller) {}
+    Follower(const py::object& progress, bool isOnCaller) : _progress(progress), _isOnCaller(isOnCaller)
+    {
+        allRunning().followers.push_back(this);
+    }
+    ~Follower() override { std::erase(allRunning().followers, this); }
+    Follower(const Follower&) = delete;
+    Follower& operator=(const Follower&) = delete;
 
     void progress(double fraction) override
     {
@@ -48,8 +69,18 @@ public:
             _sign.raise();
         }
     }
+    void stop() { _sign.raise(); }
     bool isStopped() const { return _sign.isRaised(); }
     const zrk::StopSign& sign() const { return _sign; }
+
+    /// Ends the thread quietly when Python ends.
+    static void refuseAtEnd()
+    {
+        if (allRunning().isEnding) {
+            PyErr_SetNone(PyExc_SystemExit);
+            throw py::error_already_set();
+        }
+    }
 
     /// Goes on as the work ended. The GIL is held.
     void finish(const std::exception_ptr& failure)
@@ -57,6 +88,7 @@ public:
         if (_failure) {
             _failure->raise();
         }
+        refuseAtEnd();
         try {
             if (failure) {
                 std::rethrow_exception(failure);
@@ -152,6 +184,7 @@ void runAside(Follower& follower, const std::function<void()>& work)
 
 void run(const py::object& progress, Where where, const Work& work)
 {
+    Follower::refuseAtEnd();
     const bool isAside = where == Where::Aside && PyThread_get_thread_ident() == mainThread;
     Follower follower(progress, !isAside);
     std::exception_ptr failure;
@@ -176,6 +209,21 @@ void beginOnMainThread(unsigned long thread)
 {
     mainThread = thread;
     idleHelpers().clear();
+    allRunning().followers.clear();
+}
+
+void endAll()
+{
+    Running& all = allRunning();
+    all.isEnding = true;
+    const Clock::time_point latest = Clock::now() + std::chrono::seconds(2);
+    while (!all.followers.empty() && Clock::now() < latest) {
+        for (Follower* follower : all.followers) {
+            follower->stop();
+        }
+        const py::gil_scoped_release noGil;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }
 
 } // namespace zrkpython

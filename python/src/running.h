@@ -82,14 +82,8 @@ auto running(const py::object& progress, Where where, const Function& work)
 /// thread that forked.
 void beginOnMainThread(unsigned long mainThread);
 
-/// Locks a mutex that another thread may hold for long, or while it waits for the GIL.
-template <class Lock>
-void lockWithoutGil(Lock& lock)
-{
-    if (!lock.try_lock()) {
-        const py::gil_scoped_release noGil;
-        lock.lock();
-    }
-}
+/// Stops all work and waits for it: for Python's end, when threads that return to it would be torn down. Work
+/// that begins later is refused.
+void endAll();
 
 } // namespace zrkpython

@@ -11,6 +11,7 @@ Examples
 (1,)
 """
 
+import atexit as _atexit
 import os as _os
 import threading as _threading
 
@@ -22,6 +23,8 @@ from ._results import Curve, Geometry, Mesh, Picture, Volume
 
 _zrk.begin_on_main_thread(_threading.main_thread().ident)
 _os.register_at_fork(after_in_child=lambda: _zrk.begin_on_main_thread(_threading.get_ident()))
+
+_atexit.register(_zrk.end_all)
 
 components = _components.make_classes()
 globals().update(components)

@@ -34,6 +34,17 @@ def _png_bytes(pixels):
             return file.read()
 
 
+def _array(values, place, axes, expected):
+    """An array with one of so many axes."""
+    try:
+        array = np.asarray(values)
+    except ValueError as error:
+        raise Error(place, str(error), "an array of " + expected, "give rows of one length") from None
+    if array.ndim not in axes:
+        raise Error(place, f"an array of shape {array.shape}", expected, "reshape the array")
+    return array
+
+
 class Picture(_WithResource):
     """Pixels of a picture.
 
@@ -49,7 +60,7 @@ class Picture(_WithResource):
     """
 
     def __init__(self, pixels):
-        self.pixels = np.asarray(pixels)
+        self.pixels = _array(pixels, "picture", (2, 3), "shape (height, width) or (height, width, channels)")
 
     def _make_resource(self):
         return _zrk.picture_resource(self.pixels, self.pixels)
@@ -112,7 +123,7 @@ class Volume(_WithResource):
     """
 
     def __init__(self, values, origin=(0, 0, 0), spacing=(1, 1, 1), name="", is_density=False):
-        self.values = np.asarray(values)
+        self.values = _array(values, "volume", (3, 4), "shape (nz, ny, nx) or (nz, ny, nx, components)")
         self.origin = check.vector(origin, "origin")
         self.spacing = check.vector(spacing, "spacing")
         self.name = str(name)
@@ -201,7 +212,7 @@ class Mesh(_WithResource):
         """
         names = {"meter": "m", "centimeter": "cm", "millimeter": "mm", "micron": "um", "micrometer": "um", "foot": "ft"}
         _zrk.write_mesh(check.file_name(path), self.vertices, self.faces, names.get(unit, unit or ""), self.name,
-                        colors, check.progress(progress))
+                        None if colors is None else np.asarray(colors), check.progress(progress))
 
     def report(self, *, progress=None):
         """Looks the mesh over.
