@@ -6,8 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
 
 namespace zrkmodel {
 namespace {
@@ -46,14 +47,13 @@ TEST(DocumentAssembly, FromNothingToTextAndBack)
     EXPECT_FALSE(less->nodeEntry(3)->contains("position"));
 }
 
+class MovedDocument : public zrktest::TemporaryFolder {};
+
 // Each relative path leads to the same file from the other folder; whole ones and other members stay.
-TEST(DocumentAssembly, MovedToAnotherFolder)
+TEST_F(MovedDocument, NamesTheSameFiles)
 {
-    const zrktest::TemporaryFolder folder;
-    std::filesystem::create_directories(folder.path() / "a");
-    std::filesystem::create_directories(folder.path() / "b" / "deep");
-    std::ofstream(folder.path() / "part.obj") << "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n";
-    const std::string whole = (folder.path() / "part.obj").string();
+    put("part.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    const std::string whole = path("part.obj");
     const std::string text = R"({"zrkGraph": 1, "note": {"path": "part.obj"},
         "resources": [{"uuid": "a", "kind": "geometry", "shape": "mesh", "path": "../part.obj"},
                       {"uuid": "b", "kind": "geometry", "shape": "mesh", "path": ")" +
@@ -61,9 +61,8 @@ TEST(DocumentAssembly, MovedToAnotherFolder)
         "nodes": [{"id": 1, "type": "MeshSDF", "import": "../part.obj"},
                   {"id": 2, "type": "MeshSDF", "import": ["../part.obj"]}]})";
     DocumentWarnings warnings;
-    GraphDocument document = zrk::valueOrThrow(
-        GraphDocument::parse(text, (folder.path() / "a" / "one.zrk.json").string(), warnings));
-    document.moveTo((folder.path() / "b" / "deep" / "two.zrk.json").string());
+    GraphDocument document = zrk::valueOrThrow(GraphDocument::parse(text, path("a/one.zrk.json"), warnings));
+    document.moveTo(path("b/deep/two.zrk.json"));
     const ZRKJson moved = ZRKJson::parse(document.toText());
     EXPECT_EQ(moved["resources"][0]["path"], "../../part.obj");
     EXPECT_EQ(moved["resources"][1]["path"], whole);

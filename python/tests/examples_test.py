@@ -32,9 +32,9 @@ class Examples(unittest.TestCase):
 
     def test_in_the_tutorial(self):
         with tempfile.TemporaryDirectory() as folder:
-            done = self.run_script(ROOT / "python" / "tutorial.py", folder)
+            done = self.run_script(ROOT / "python" / "tutorial" / "tutorial.py", folder)
             self.assertEqual(done.returncode, 0, done.stderr)
-            self.assertEqual(done.stdout, (ROOT / "python" / "tutorial.txt").read_text())
+            self.assertEqual(done.stdout, (ROOT / "python" / "tutorial" / "tutorial.txt").read_text())
             self.assertTrue({"part.3mf", "part.png", "part.zrk.json"} <= set(os.listdir(folder)))
 
     def test_in_the_recipes(self):
@@ -53,7 +53,7 @@ class Examples(unittest.TestCase):
     def test_in_the_documentation(self):
         text = (ROOT / "docs" / "python.md").read_text()
         code = "\n".join(re.findall(r"```python\n(.*?)```", text, re.DOTALL))
-        self.assertIn("import zrk", code)
+        self.assertIn("zrk.BinaryOperator", code)
         with tempfile.TemporaryDirectory() as folder:
             script = pathlib.Path(folder) / "page.py"
             script.write_text(f"import os\nos.chdir({folder!r})\n{code}")

@@ -56,11 +56,17 @@ def _sentence(text):
     return text if text.endswith((".", ":")) else text + "."
 
 
+def _wrapped(text):
+    """Paragraphs in lines of 100; code and lists as they are."""
+    return ["\n".join(textwrap.wrap(part, 100)) if part[:1].isalnum() and "\n" not in part else part
+            for part in text.split("\n\n")]
+
+
 def _docstring(description):
     manual = description["manual"]
     lines = [_sentence(manual["summary"] or description["description"])]
     if manual["overview"]:
-        lines += ["", manual["overview"]]
+        lines += ["", "\n\n".join(_wrapped(manual["overview"]))]
     lines += ["", "Parameters", "----------"]
     for row in manual["values"]:
         lines += _value_lines(row, row["kind"] + (" of such" if row["is_list"] and row["kind"] != "list" else ""))
@@ -81,7 +87,7 @@ def _docstring(description):
                                + (f"; {meaning}" if meaning else "")))
     for text in (manual["formula"], manual["notes"]):
         if text:
-            lines += ["", text]
+            lines += ["", "\n\n".join(_wrapped(text))]
     lines += ["", f"In documents the type is \"{description['type']}\" with the UUID {description['uuid']}."]
     return "\n".join(lines)
 

@@ -16,6 +16,11 @@ class Error(ValueError):
         What can be done about it.
     """
 
+    place: str
+    finding: str
+    expectation: str
+    remedy: str
+
     def __init__(self, place, finding, expectation, remedy):
         super().__init__(place, finding, expectation, remedy)
         self.place = place

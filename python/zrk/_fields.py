@@ -32,6 +32,19 @@ class Measures:
         False where finer cells would be needed.
     """
 
+    volume: float
+    volume_error: float
+    area: float
+    area_error: float
+    fraction: float
+    area_on_bounds: float
+    center: "tuple[float, float, float]"
+    lower: "tuple[float, float, float]"
+    upper: "tuple[float, float, float]"
+    smallest_wall: "float | None"
+    smallest_gap: "float | None"
+    is_accurate: bool
+
     def __init__(self, values):
         self.__dict__.update(values)
 

@@ -59,6 +59,8 @@ class Picture(_WithResource):
     A notebook shows a picture of bytes. ``numpy.asarray(picture)`` are its pixels.
     """
 
+    pixels: np.ndarray
+
     def __init__(self, pixels):
         self.pixels = _array(pixels, "picture", (2, 3), "shape (height, width) or (height, width, channels)")
 
@@ -122,6 +124,12 @@ class Volume(_WithResource):
     ((5, 5, 5), (0.5, 0.5, 0.5), -0.5)
     """
 
+    values: np.ndarray
+    origin: "tuple[float, float, float]"
+    spacing: "tuple[float, float, float]"
+    name: str
+    is_density: bool
+
     def __init__(self, values, origin=(0, 0, 0), spacing=(1, 1, 1), name="", is_density=False):
         self.values = _array(values, "volume", (3, 4), "shape (nz, ny, nx) or (nz, ny, nx, components)")
         self.origin = check.vector(origin, "origin")
@@ -178,6 +186,10 @@ class Mesh(_WithResource):
     vertices : ndarray of float64, shape (n, 3)
     faces : ndarray of uint32, shape (k, 3)
     """
+
+    vertices: np.ndarray
+    faces: np.ndarray
+    name: str
 
     def __init__(self, vertices, faces, name=""):
         self.vertices = np.asarray(vertices)

@@ -1,5 +1,5 @@
 """A tour of `import zrk`, from a first part to a saved document. Run it and read along: what it prints stands beside
-each step in python/tutorial.txt, which the tests compare it with.
+each step in python/tutorial/tutorial.txt, which the tests compare it with.
 """
 
 import pathlib
