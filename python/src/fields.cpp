@@ -343,6 +343,7 @@ py::array volumeOf(Node& node, std::size_t output, const Corner& lower, const Co
 {
     const SharedReady ready = node.ready(output, progress);
     const std::vector<SharedNode> nodes = node.upstream();
+    Node::checkReadable(nodes);
     auto values = running(progress, ready->where(), [&](zrk::ProgressMonitor& monitor) {
         const Followed followed(*ready, monitor, threads);
         const zrk::Region<3, 3, double, 1> region(tensor(lower), tensor(upper), dims[0], dims[1], dims[2]);
@@ -470,6 +471,7 @@ py::array sliceOf(Node& node, std::size_t output, const Corner& lower, const Cor
 {
     const SharedReady ready = node.ready(output, progress);
     const std::vector<SharedNode> nodes = node.upstream();
+    Node::checkReadable(nodes);
     return pixelsOf(
         running(progress, ready->where(),
                 [&](zrk::ProgressMonitor& monitor) {

@@ -5,7 +5,6 @@
 #include "core/values/fault.h"
 #include "model/pins.h"
 #include "model/type_info.h"
-#include "python/src/node.h"
 
 #include <fmt/core.h>
 #include <pybind11/numpy.h>
@@ -98,7 +97,7 @@ private:
     py::array_t<double> call(const py::tuple& arguments, std::size_t count) const
     {
         try {
-            const InsideEvaluation inside;
+            const InsideWork inside;
             const py::object result = _function.get()(*arguments);
             if (PyErr_CheckSignals() != 0) {
                 throw py::error_already_set();

@@ -119,7 +119,7 @@ py::list describeTypes()
 {
     py::list types;
     for (const auto& entry : zrkmodel::knownTypes()) {
-        const Node specimen(entry.factory(), entry.className, freeContext());
+        Node specimen(entry.factory(), entry.className, freeContext());
         py::dict type;
         type["class"] = entry.className;
         type["type"] = entry.info.name;
@@ -252,8 +252,8 @@ void addNodes(py::module_& module)
                  n.connect(input, {node, output});
              })
         .def("upstream", [](Node& n) { return n.upstream(); })
-        .def("stored", [](const Node& n) { return toPython(n.stored()); })
-        .def("value", [](const Node& n, const std::string& key) { return toPython(n.value(key)); })
+        .def("stored", [](Node& n) { return toPython(n.stored()); })
+        .def("value", [](Node& n, const std::string& key) { return toPython(n.value(key)); })
         .def(
             "set_values",
             [](Node& n, const py::dict& values, const std::vector<SharedResource>& used,

@@ -126,7 +126,7 @@ void Node::connect(std::size_t input, const Source& source)
         }
     }
     std::unique_lock<std::shared_mutex> lock(_editing, std::defer_lock);
-    lockForEditing(lock);
+    take(lock);
     const Source former = std::exchange(_sources[input], source);
     if (source.node) {
         source.node->_isRead = true;
@@ -135,29 +135,38 @@ void Node::connect(std::size_t input, const Source& source)
     _links = _version;
 }
 
-ZRKJson Node::stored() const { return zrkmodel::storedForm(*_object); }
-
-ZRKJson Node::value(const std::string& key) const
-{
-    if (const auto* property = _object->findProperty(key)) {
-        return property->valueJson();
-    }
-    const ZRKJson all = stored();
-    const ZRKJson* value = findMember(all, key);
-    return value ? *value : ZRKJson();
-}
-
-void Node::lockForEditing(std::unique_lock<std::shared_mutex>& lock)
+template <class Lock>
+void Node::take(Lock& lock)
 {
     if (lock.try_lock()) {
         return;
     }
-    if (InsideEvaluation::isHere()) {
-        throw zrk::FaultError({_place, "an edit by a function that is called while the node is evaluated",
-                               "functions that only compute", "edit the node before or after"});
+    if (InsideWork::isHere()) {
+        throw zrk::FaultError(
+            {_place, "a function, called while the node is evaluated or edited, that uses it",
+             "functions that leave the node alone", "use or edit the node before or after"});
     }
     const py::gil_scoped_release noGil;
     lock.lock();
+}
+
+ZRKJson Node::stored()
+{
+    std::shared_lock<std::shared_mutex> lock(_editing, std::defer_lock);
+    take(lock);
+    return zrkmodel::storedForm(*_object);
+}
+
+ZRKJson Node::value(const std::string& key)
+{
+    std::shared_lock<std::shared_mutex> lock(_editing, std::defer_lock);
+    take(lock);
+    if (const auto* property = _object->findProperty(key)) {
+        return property->valueJson();
+    }
+    const ZRKJson all = zrkmodel::storedForm(*_object);
+    const ZRKJson* value = findMember(all, key);
+    return value ? *value : ZRKJson();
 }
 
 /// Assigns a property as an edit by hand does.
@@ -217,9 +226,9 @@ void Node::setValues(const ZRKJson& values, const std::vector<SharedResource>& u
         library->add(resource);
     }
     std::unique_lock<std::shared_mutex> lock(_editing, std::defer_lock);
-    lockForEditing(lock);
+    take(lock);
 
-    const ZRKJson former = stored();
+    const ZRKJson former = zrkmodel::storedForm(*_object);
     ZRKJson merged = former;
     bool readsAll = false;
     bool isSweepStale = false;
@@ -281,7 +290,7 @@ void Node::setValues(const ZRKJson& values, const std::vector<SharedResource>& u
         _object->onInspection(nullptr, {}); // drops the lattice of the former bounds
     }
     // Only those stay that a value names.
-    const ZRKJson now = stored();
+    const ZRKJson now = zrkmodel::storedForm(*_object);
     std::erase_if(resources, [&](const SharedResource& resource) {
         bool isNamed = false;
         forEachString(now, [&](const std::string& text) { isNamed = isNamed || text == resource->uuid(); });
@@ -299,7 +308,7 @@ std::optional<zrk::Fault> Node::importFiles(const std::vector<std::string>& path
                                "import into MeshSDF, BeamSDF or Image3D"});
     }
     std::unique_lock<std::shared_mutex> lock(_editing, std::defer_lock);
-    lockForEditing(lock);
+    take(lock);
     const auto outcome = running(progress, Where::Aside, [&](zrk::ProgressMonitor& monitor) {
         return zrk::attempt(_place, [&] {
             return import->importFiles({paths.begin(), paths.end()}, &monitor);
@@ -359,7 +368,17 @@ void Node::refreshRaster(std::uint64_t lastChangeUpstream)
 {
     const std::unique_lock lock(_editing);
     if (std::exchange(_frozen, lastChangeUpstream) != lastChangeUpstream) {
-        readAll(stored(), std::make_shared<ResourceList>(), nullptr);
+        readAll(zrkmodel::storedForm(*_object), std::make_shared<ResourceList>(), nullptr);
+    }
+}
+
+void Node::checkReadable(const std::vector<SharedNode>& nodes)
+{
+    if (InsideWork::isHere()) {
+        for (const SharedNode& node : nodes) {
+            std::shared_lock<std::shared_mutex> lock(node->_editing, std::defer_lock);
+            node->take(lock);
+        }
     }
 }
 
@@ -393,6 +412,7 @@ SharedReady Node::ready(std::size_t output, const py::object& progress)
     }
     ready.graph = known && known->links == ready.links ? known->graph : graphOf(nodes);
     const auto frozen = rasters(nodes);
+    checkReadable(nodes);
     const std::string place = _outputPins.size() > 1 ? fmt::format("{}, output {}", _place, output) : _place;
     run(progress, ready.where(), [&](zrk::ProgressMonitor&) {
         for (const auto& [node, last] : frozen) {

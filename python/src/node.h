@@ -75,10 +75,10 @@ public:
     /// tags are declared and differ.
     void connect(std::size_t input, const Source& source);
 
-    /// The stored form.
-    zrkmodel::ZRKJson stored() const;
+    /// The stored form. Waits for an edit under way, as do the functions below.
+    zrkmodel::ZRKJson stored();
     /// The value under a property's name or a key of the stored form; null where there is none.
-    zrkmodel::ZRKJson value(const std::string& key) const;
+    zrkmodel::ZRKJson value(const std::string& key);
     /// Sets properties and other keys of the stored form, all or none, as an edit by hand does; what the
     /// component keeps ready of their former values is made anew.
     /// @param used  the resources that the values name.
@@ -108,6 +108,9 @@ public:
 
     /// Locks the nodes against edits while they are read. The GIL isn't held.
     using ReadLocks = std::vector<std::shared_lock<std::shared_mutex>>;
+    /// Throws FaultError where that would wait for an edit that waits for the calling thread. The GIL is
+    /// held.
+    static void checkReadable(const std::vector<SharedNode>& nodes);
     static ReadLocks lockForReading(const std::vector<SharedNode>& nodes);
 
 private:
@@ -132,29 +135,14 @@ private:
     std::shared_ptr<zrkmodel::ZRKGraph> graphOf(const std::vector<SharedNode>& nodes) const;
     static std::vector<std::pair<Node*, std::uint64_t>> rasters(const std::vector<SharedNode>& nodes);
     void refreshRaster(std::uint64_t lastChangeUpstream);
-    void lockForEditing(std::unique_lock<std::shared_mutex>& lock);
+    /// Takes a lock that another thread may hold for long. Refuses to wait for an edit or an evaluation that
+    /// itself waits for the calling thread.
+    template <class Lock>
+    void take(Lock& lock);
     void assign(const std::string& key, const zrkmodel::ZRKJson& value,
                 const std::shared_ptr<ResourceList>& library);
     void readAll(const zrkmodel::ZRKJson& values, const std::shared_ptr<ResourceList>& library,
                  zrk::ProgressMonitor* monitor);
-};
-
-/// While one lives on a thread, an evaluation runs Python on it: what would wait for that evaluation is
-/// refused.
-class InsideEvaluation {
-public:
-    InsideEvaluation() { ++depth(); }
-    ~InsideEvaluation() { --depth(); }
-    InsideEvaluation(const InsideEvaluation&) = delete;
-    InsideEvaluation& operator=(const InsideEvaluation&) = delete;
-    static bool isHere() { return depth() > 0; }
-
-private:
-    static int& depth()
-    {
-        static thread_local int count = 0;
-        return count;
-    }
 };
 
 } // namespace zrkpython

@@ -56,6 +56,7 @@ public:
     {
         _lastLook = Clock::now();
         try {
+            const InsideWork inside;
             if (PyErr_CheckSignals() != 0) {
                 throw py::error_already_set();
             }

@@ -51,6 +51,24 @@ private:
     std::shared_ptr<py::error_already_set> _error;
 };
 
+/// While one lives on a thread, work calls Python on it: a function of a field, of progress or a signal's
+/// handler. What would wait for that work is refused.
+class InsideWork {
+public:
+    InsideWork() { ++depth(); }
+    ~InsideWork() { --depth(); }
+    InsideWork(const InsideWork&) = delete;
+    InsideWork& operator=(const InsideWork&) = delete;
+    static bool isHere() { return depth() > 0; }
+
+private:
+    static int& depth()
+    {
+        static thread_local int count = 0;
+        return count;
+    }
+};
+
 /// On which thread work runs.
 enum class Where {
     Aside, ///< on a thread of its own when the main thread calls, which looks for signals meanwhile

@@ -64,6 +64,7 @@ class Classes(unittest.TestCase):
                     self.assertRegex(text, rf"(?m)^ *{python} : ")
                     self.assertIn(python, shown)
                     self.assertIn(python, dir(cls()))
+                    self.assertFalse(hasattr(zrk.Node, python), "a name of all fields")
 
     def test_refuse_unknown_names_and_tell_the_nearest(self):
         ball = zrk.SphereSDF()

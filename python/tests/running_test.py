@@ -134,6 +134,21 @@ class Progress(unittest.TestCase):
         self.assertLess(time.monotonic() - begun, 10 * PATIENCE)
 
 
+    def test_may_not_use_what_is_being_edited(self):
+        sweep = zrk.ImageSweep()
+        told = []
+
+        def use(fraction):
+            try:
+                told.append(sweep.values)
+            except zrk.Error as error:
+                told.append(error)
+
+        sweep.set(**letters(), steps=8, resolution=32, progress=use)
+        self.assertTrue(told and all(isinstance(t, zrk.Error) and "function" in t.finding for t in told), told)
+        self.assertEqual(sweep.steps, 8)
+
+
 class Threads(unittest.TestCase):
     def test_may_share_a_field_that_is_edited(self):
         """Each value is that of one of the radii, and the last edit is seen."""
