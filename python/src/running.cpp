@@ -98,6 +98,7 @@ public:
             raised.raise();
         }
         if (!_progress.is_none() && _told != 1) {
+            const InsideWork inside;
             _progress(1.0);
         }
     }

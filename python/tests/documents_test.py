@@ -77,7 +77,8 @@ class Files(WithFolder):
         document.save(path)
         shown = subprocess.run([ZRK, "probe", path, "--at", "0.25,0.5,0.75"], check=True, capture_output=True, text=True)
         self.assertEqual(float(shown.stdout.split(",")[0]), part((0.25, 0.5, 0.75)))
-        self.assertEqual(subprocess.run([ZRK, "check", "--strict", path]).returncode, 0)
+        checked = subprocess.run([ZRK, "check", "--strict", path], capture_output=True, text=True)
+        self.assertEqual((checked.returncode, checked.stderr), (0, ""))
         loaded = zrk.Document.load(path)
         self.assertEqual((loaded.unit, loaded.bounds), ("mm", ((-2, -2, -2), (2, 2, 2))))
 

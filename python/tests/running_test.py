@@ -88,8 +88,8 @@ assert t.part()((0, 0, 0)) == -0.8
         for name in LONG:
             with self.subTest(name):
                 delays = [self.delay(name)]
-                if delays[0] > LIMIT:  # another process may have had the processors
-                    delays += [self.delay(name), self.delay(name)]
+                while min(delays) > LIMIT and len(delays) < 6:  # another process may have had the processors
+                    delays.append(self.delay(name))
                 self.assertLess(min(delays), LIMIT, delays)
 
     def test_leave_the_handlers_of_the_program_alone(self):
