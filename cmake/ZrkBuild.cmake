@@ -71,7 +71,7 @@ endfunction()
 # families of these folders. Of headers of the same name in several folders the first one counts.
 function(zrk_manuals output)
     find_package(Python3 REQUIRED COMPONENTS Interpreter)
-    set(headers "${PROJECT_SOURCE_DIR}/model/fall_off_function.h")
+    set(headers "${PROJECT_SOURCE_DIR}/model/fall_off_function.h" "${PROJECT_SOURCE_DIR}/model/file_import.h")
     set(names)
     foreach(folder ${ARGN})
         file(GLOB found RELATIVE "${folder}" CONFIGURE_DEPENDS "${folder}/*.h" "${folder}/*/*.h")

@@ -5,6 +5,7 @@
 #include "formats/atomic_file.h"
 #include "formats/input_file.h"
 #include "formats/limits.h"
+#include "formats/part.h"
 #include "host/document_reader.h"
 #include "host/document_values.h"
 #include "host/nearest_names.h"
@@ -29,16 +30,19 @@ namespace zrkmodel {
 namespace {
 
 constexpr std::size_t kLineLength = 110;
+constexpr const char* kStandardInput = "-";
 
 /// The text of a file, or of a pipe, such as a shell makes of what another program writes.
 std::string readText(const std::string& path, zrk::ProgressMonitor* monitor)
 {
-    auto file = zrk::valueOrThrow(zrk::InputFile::open(path, zrk::InputFile::Accepted::FilesAndStreams)
-                                      .map_error([&](zrk::Fault fault) {
-                                          fault.place = path.empty() ? "document" : path;
-                                          fault.expected = "a graph document";
-                                          return fault;
-                                      }));
+    auto file = path == kStandardInput
+                    ? zrk::InputFile::standardInput()
+                    : zrk::valueOrThrow(zrk::InputFile::open(path, zrk::InputFile::Accepted::FilesAndStreams)
+                                            .map_error([&](zrk::Fault fault) {
+                                                fault.place = path.empty() ? "document" : path;
+                                                fault.expected = "a graph document";
+                                                return fault;
+                                            }));
     std::string text;
     std::vector<char> buffer(1 << 16);
     while (const std::size_t read = zrk::valueOrThrow(file.read(buffer.data(), buffer.size(), monitor))) {
@@ -119,8 +123,9 @@ zrk::IField withGraph(const zrk::IField& field, std::shared_ptr<ZRKGraph> graph)
 zrk::Result<GraphDocument> GraphDocument::load(const std::string& path, DocumentWarnings& warnings,
                                                const LoadSettings& settings)
 {
-    return zrk::attempt(path,
-                        [&] { return parse(readText(path, settings.monitor), path, warnings, settings); })
+    const std::string name = path == kStandardInput ? "standard input" : path;
+    return zrk::attempt(name,
+                        [&] { return parse(readText(path, settings.monitor), name, warnings, settings); })
         .map_error(asDocumentFault);
 }
 
@@ -327,7 +332,7 @@ std::string GraphDocument::unit() const
     const auto* unit = context != _root.end() && context->is_object() && context->contains("unit")
                            ? context->at("unit").get_ptr<const std::string*>()
                            : nullptr;
-    return unit ? *unit : "";
+    return unit && zrk::lengthUnit("", *unit) ? *unit : "";
 }
 
 std::shared_ptr<const zrk::BeamCacheData> GraphDocument::beamsOf(PinAddress address) const

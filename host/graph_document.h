@@ -3,12 +3,14 @@
 #include "core/engine/field_generator.h"
 #include "core/values/bbox.h"
 #include "core/values/fault.h"
+#include "core/values/interval.h"
 #include "host/document_resources.h"
 #include "model/graph.h"
 #include "model/json.h"
 #include "model/tag.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
@@ -56,6 +58,13 @@ struct OutputField {
 zrk::Result<OutputField> outputFieldOf(const std::shared_ptr<ZRKGraph>& graph, PinAddress address,
                                        const std::string& place);
 
+/// How a document asks to be seen in slices, by its member "view".
+struct DocumentView {
+    std::optional<int> axis;                    ///< 0, 1 or 2: the axis that the slice is across
+    std::optional<double> at;                   ///< where along it, 0 to 1
+    std::optional<zrk::Interval<double>> range; ///< the values at the ends of the colours
+};
+
 /// How a document is loaded.
 struct LoadSettings {
     /// @param follower  told of the loading of large resources, asked whether to stop; may be null.
@@ -64,6 +73,8 @@ struct LoadSettings {
     zrk::ProgressMonitor* monitor;
     /// Refuses paths that lead out of the document's folder: for documents that aren't trusted.
     bool isConfined = false;
+    /// Is told of the files and folders that the document names, also where reading it fails; may be null.
+    std::vector<std::filesystem::path>* files = nullptr;
 };
 
 /// A graph document: a JSON file with nodes, their values and the links between them.
@@ -72,8 +83,9 @@ struct LoadSettings {
 /// of the kind BadInput, lack of memory included. Keys that aren't known are kept and written back.
 class GraphDocument {
 public:
-    /// Reads a file. Values that a component leaves out of account, unknown keys and the like
-    /// are told in `warnings`. When the monitor interrupts, the fault is of the kind Interrupted.
+    /// Reads a file, or for "-" standard input, with paths from the current folder. Values that a component
+    /// leaves out of account, unknown keys and the like are told in `warnings`. When the monitor interrupts,
+    /// the fault is of the kind Interrupted.
     static zrk::Result<GraphDocument> load(const std::string& path, DocumentWarnings& warnings,
                                            const LoadSettings& settings = {});
     /// Reads a document from text; `name` stands for it in messages, relative paths start from its folder.
@@ -116,7 +128,8 @@ public:
     const std::string& name() const { return _name; }
     /// Where sampling runs unless told otherwise: the model's bounds, or the unit cube.
     zrk::BBox<double> samplingBounds() const;
-    /// What the document's context has for "unit", such as "mm"; empty where it is missing or no text.
+    const DocumentView& view() const { return _view; }
+    /// What a length of 1 stands for: m, cm, mm, um, inch or ft; empty where the context has none of these.
     std::string unit() const;
 
     /// The beams that an output is the distance to: where it is that of a beam lattice whose positions are
@@ -137,6 +150,7 @@ private:
     ZRKJson _root;                                   ///< as it was read, for what isn't known
     std::map<std::uint16_t, std::size_t> _nodeIndex; ///< place of a node in "nodes"
     std::optional<PinAddress> _output;
+    DocumentView _view;
 
     friend class DocumentReader;
 };

@@ -24,7 +24,8 @@ struct ManualMember {
     std::string_view unit;
     /// The value of a fresh node, in JSON; empty where there is none.
     std::string_view defaultValue;
-    /// "A to B" where the panel offers no more than that; empty where it offers every value of the kind.
+    /// "A to B" where the panel offers no more than that, and "point", "curve" or "surface" of a geometry that
+    /// must be one; empty where every value of the kind serves.
     /// Documents may hold values beyond.
     std::string_view range;
     std::string_view meaning;
@@ -63,6 +64,7 @@ struct Manual {
     std::span<const ManualPin> inputs;
     std::span<const ManualPin> outputs;
     std::string_view import; ///< what the document's "import" brings; empty where the type takes nothing
+    std::span<const ManualMember> importMembers; ///< of "import" where that is an object; first of all "path"
     std::string_view formula;
     std::string_view notes;   ///< may be empty
     std::string_view threads; ///< for those who program: which threads may do what; may be empty

@@ -14,7 +14,7 @@ import time
 import unittest
 import zlib
 
-from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, ZrkTest, graph
+from zrk_program import PATIENCE, PROGRAM, ROOT, SANITIZED, SPHERE, ZrkTest, graph
 
 SPHERE_AT = ["--at", "0,0,0"]
 
@@ -301,6 +301,7 @@ class Untrusted(FaultsTest):
         self.assertEqual(finished.returncode, 0, finished.stderr)
 
 
+@unittest.skipIf(SANITIZED, "sanitizers take memory of their own")
 class Memory(FaultsTest):
     MEASURE = ("import resource, subprocess, sys; ended = subprocess.run(sys.argv[1:], stdout=subprocess.DEVNULL); "
                "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss); sys.exit(ended.returncode)")
@@ -420,6 +421,7 @@ class Limits(FaultsTest):
                 self.refused(status, *arguments, contains=[part], seconds=60)
 
 
+@unittest.skipIf(SANITIZED, "sanitizers have no room for stacks of a terabyte")
 class Threads(FaultsTest):
     def test_threads_that_cannot_be_started(self):
         # Stacks of 1 TiB: the address space has no room for many.

@@ -306,6 +306,9 @@ OPERATIONS = [
               "out.png"),
     Operation("many pictures", ("render",), lambda f: ["render", mesh(f, "MeshSDF", 100), "--turntable", 500],
               "out.png"),
+    Operation("a picture that is watched", ("watch",), lambda f: ["watch", solid_of_gradients(f, 8), "--solid"],
+              "out.png"),
+    Operation("a look at all fields", ("check",), lambda f: ["check", gradients(f, 17), "--fields"]),
     Operation("a picture of nested gradients", ("render",), lambda f: ["render", solid_of_gradients(f, 8)], "out.png"),
 ]
 

@@ -19,6 +19,8 @@ FAMILIES = {
 }
 # The families whose components change what they are given, so that a picture without them tells something.
 CHANGING = {"operators", "transforms", "coordinates"}
+# Without these nothing is inside: a density isn't negative anywhere.
+WITHOUT_SOLID = {"ZRKLevelsetIsoValue"}
 KINDS = """| kind | in a document |
 |---|---|
 | double, int, bool, string | a number, a whole number, `true` or `false`, a text |
@@ -57,15 +59,19 @@ def values_table(values):
 
 
 def choices_of(values, prefix=""):
-    """Tables of the choices and members of values."""
+    """Tables of the choices and members of values. Those of a kind, as of curves, are told once."""
+    first = {}
     for value in values:
+        if value.get("members") and first.setdefault((value["type"], json.dumps(value["members"])), value) is not value:
+            continue
         name = prefix + value["name"]
         if value["choices"]:
             yield f"Values of `{name}`:"
             yield table(["value", "name", "meaning"],
                         [[f"`{json.dumps(c['value'])}`", c["name"], c["meaning"]] for c in value["choices"]])
         if value.get("members"):
-            yield f"Each {'item' if value['list'] else 'value'} of `{name}`:" if value["list"] else f"Members of `{name}`:"
+            alike = [f"`{prefix}{other['name']}`" for other in values if other.get("members") == value["members"]]
+            yield f"{'Each item' if value['list'] else 'The members'} of {' and of '.join(alike)}:"
             yield values_table(value["members"])
             yield from choices_of(value["members"], f"{name}{'[]' if value['list'] else ''}.")
 
@@ -85,7 +91,7 @@ def pins_table(pins, is_input):
 class Graph:
     """A document's nodes in columns, from what feeds to what is fed, as a drawing."""
 
-    WIDTH, HEIGHT, ROW = 190, 40, 62
+    WIDTH, HEIGHT, ROW = 220, 40, 62
 
     def __init__(self, document, types):
         self.nodes = {node["id"]: node for node in document["nodes"]}
@@ -93,13 +99,15 @@ class Graph:
         self.output = tuple(document["output"])
         self.types = types
 
-    def column(self, node):
-        return max((1 + self.column(start[0]) for start, end in self.links if end[0] == node), default=0)
+    def distance(self, node):
+        """Links from a node to the last one that it feeds."""
+        return max((1 + self.distance(end[0]) for start, end in self.links if start[0] == node), default=0)
 
     def svg(self):
         columns = {}
+        last = max(map(self.distance, self.nodes))
         for node in self.nodes:
-            columns.setdefault(self.column(node), []).append(node)
+            columns.setdefault(last - self.distance(node), []).append(node)
         gap = self.WIDTH + 70
         place = {node: (10 + x * gap, 10 + y * self.ROW) for x, nodes in columns.items() for y, node in enumerate(nodes)}
         width = gap * len(columns) - 70 + 20
@@ -180,7 +188,9 @@ def page(entry, example, pictures):
     for title, key in (("Inputs", "inputs"), ("Outputs", "outputs")):
         if entry[key]:
             parts += [f"## {title}", pins_table(entry[key], key == "inputs")]
-    for title, key in (("Import", "import"), ("Formula", "formula"), ("Notes", "notes")):
+    if entry["import"]:
+        parts += ["## Import", entry["import"], values_table(entry["importMembers"]), *choices_of(entry["importMembers"])]
+    for title, key in (("Formula", "formula"), ("Notes", "notes")):
         if entry[key]:
             parts += [f"## {title}", entry[key]]
     for number, given in enumerate(entry["examples"]):

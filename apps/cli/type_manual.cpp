@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <span>
 #include <sstream>
 #include <string_view>
 #include <vector>
@@ -72,19 +73,30 @@ Json told(const ManualMember& value)
     return all;
 }
 
+Json defaultJson(const ManualMember& value)
+{
+    return value.defaultValue.empty() ? Json() : Json::parse(value.defaultValue);
+}
+
+Json membersJson(std::span<const ManualMember> members)
+{
+    Json all = Json::array();
+    for (const ManualMember& member : members) {
+        Json one{{"name", member.key}, {"type", member.kind}};
+        one["default"] = defaultJson(member);
+        one.update(told(member));
+        all.push_back(std::move(one));
+    }
+    return all;
+}
+
 /// The same with its members.
 Json told(const ManualValue& value)
 {
     Json all = told(static_cast<const ManualMember&>(value));
     all["stored"] = value.isStored;
     all["list"] = value.isList;
-    all["members"] = Json::array();
-    for (const ManualMember& member : value.members) {
-        Json one{{"name", member.key}, {"type", member.kind}};
-        one["default"] = member.defaultValue.empty() ? Json() : Json::parse(member.defaultValue);
-        one.update(told(member));
-        all["members"].push_back(std::move(one));
-    }
+    all["members"] = membersJson(value.members);
     return all;
 }
 
@@ -135,7 +147,7 @@ void addValues(Json& details, const Manual& manual, const zrkmodel::ZRKGraphObje
     }
     details["storedKeys"] = Json::array();
     for (const ManualValue& key : manual.storedKeys) {
-        Json one{{"name", key.key}, {"type", key.kind}, {"default", Json::parse(key.defaultValue)}};
+        Json one{{"name", key.key}, {"type", key.kind}, {"default", defaultJson(key)}};
         one.update(told(key));
         details["storedKeys"].push_back(std::move(one));
     }
@@ -179,7 +191,14 @@ std::string tagText(const Json& names)
     return text.empty() ? "none" : text;
 }
 
-/// A value's name and facts on a line, its meaning and choices on those below.
+/// A value's key as documents have it, or its place in an array.
+std::string keyText(const std::string& key)
+{
+    const bool isPlace = std::all_of(key.begin(), key.end(), [](char c) { return c >= '0' && c <= '9'; });
+    return isPlace ? "[" + key + "]" : "\"" + key + "\"";
+}
+
+/// A value's name and facts on a line, its meaning, choices and members on those below.
 std::string valueText(const Json& value, std::size_t indent)
 {
     const auto text = [&](const char* key) { return value.value(key, std::string()); };
@@ -192,10 +211,10 @@ std::string valueText(const Json& value, std::size_t indent)
                                      : "default " + value["default"].dump());
     add(text("range"));
     add(value.value("stored", true) ? "" : "not stored");
-    std::string all =
-        fmt::format("{}{:<20} {}\n", std::string(indent, ' '), "\"" + text("name") + "\"", facts);
+    std::string all = fmt::format("{}{:<20} {}\n", std::string(indent, ' '), keyText(text("name")), facts);
     if (all.size() > kColumns + 1) {
-        all = fmt::format("{}\"{}\"\n{}", std::string(indent, ' '), text("name"), wrapped(facts, indent + 4));
+        all = fmt::format("{}{}\n{}", std::string(indent, ' '), keyText(text("name")),
+                          wrapped(facts, indent + 4));
     }
     if (!text("meaning").empty()) {
         all += wrapped(text("meaning"), indent + 4);
@@ -217,6 +236,20 @@ std::string valueText(const Json& value, std::size_t indent)
         }
     }
     return all;
+}
+
+/// Has members told once, where several values have the same.
+void refersToFirst(Json& values)
+{
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        for (std::size_t j = 0; j < i && !values[i].value("members", Json::array()).empty(); ++j) {
+            if (values[i]["members"] == values[j]["members"]) {
+                values[i]["members"] = Json::array();
+                values[i]["meaning"] = values[i]["meaning"].get<std::string>() + "; stored as " +
+                                       keyText(values[j]["name"].get<std::string>()) + " is";
+            }
+        }
+    }
 }
 
 std::string pinText(std::size_t index, const Json& pin, bool isInput)
@@ -262,6 +295,7 @@ Json typeDetailsJson(const Registration& type)
     addPins(details, manual, *specimen.node);
     addValues(details, manual, *specimen.object);
     details["import"] = manual.import;
+    details["importMembers"] = membersJson(manual.importMembers);
     details["formula"] = manual.formula;
     details["notes"] = manual.notes;
     details["threads"] = manual.threads;
@@ -274,7 +308,8 @@ Json typeDetailsJson(const Registration& type)
 
 std::string typeDetailsText(const Registration& type)
 {
-    const Json details = typeDetailsJson(type);
+    Json details = typeDetailsJson(type);
+    refersToFirst(details["properties"]);
     const Manual& manual = zrkmodel::manualOf(type);
     std::string all =
         wrapped(fmt::format("{}: {} {}", type.strings.title, type.strings.description, manual.overview), 0);
@@ -304,6 +339,9 @@ std::string typeDetailsText(const Registration& type)
         }
     };
     words("import, beside \"values\"", manual.import);
+    for (const Json& member : details["importMembers"]) {
+        all += valueText(member, 2);
+    }
     words("formula", manual.formula);
     words("notes", manual.notes);
     for (const auto& [caption, document] : manual.examples) {

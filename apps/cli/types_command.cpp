@@ -40,12 +40,24 @@ Types typesOfFamily(const std::string& family)
     return found;
 }
 
+std::string tagList(const std::vector<zrkmodel::Tag>& tags)
+{
+    std::string text;
+    for (const zrkmodel::Tag tag : tags) {
+        text += (text.empty() ? "" : ", ") + std::string(tag.name());
+    }
+    return text.empty() ? "none" : text;
+}
+
 void printTable(const Types& types)
 {
-    fmt::print("{:<29}{:<13}{}\n", "class", "family", "what it is");
+    constexpr fmt::string_view kRow = "{:<29}{:<27}{:<38}{:<58}{:<13}{}\n";
+    fmt::print(kRow, "class", "type", "uuid", "signature", "family", "what it is");
     for (const Registration* type : types) {
         const std::string_view family = zrkmodel::manualOf(*type).family;
-        fmt::print("{:<29}{:<13}{}\n", type->className, family.empty() ? "-" : family,
+        const auto& [inputs, outputs] = type->signature;
+        fmt::print(kRow, type->className, type->info.name, type->info.uuid,
+                   tagList(inputs) + " -> " + tagList(outputs), family.empty() ? "-" : family,
                    type->strings.description);
     }
 }

@@ -10,7 +10,7 @@ namespace zrkmodel {
 ///
 /// | property   | kind     | unit | default | range | meaning                                             |
 /// |------------|----------|------|---------|-------|-----------------------------------------------------|
-/// | curve      | geometry |      | ""      |       | the curve; without one nothing is written           |
+/// | curve      | geometry |      | ""      | curve | the curve; without one nothing is written           |
 /// | normalize  | bool     |      | true    |       | true: from 0 at the curve's start to 1 at its end   |
 /// | use length | bool     |      | false   |       | true: measures length; false: the curve's parameter |
 ///

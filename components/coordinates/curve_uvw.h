@@ -11,7 +11,7 @@ namespace zrkmodel {
 ///
 /// | property        | kind     | unit | default | range | meaning                                          |
 /// |-----------------|----------|------|---------|-------|--------------------------------------------------|
-/// | curve           | geometry |      | ""      |       | the curve; without one nothing is written        |
+/// | curve           | geometry |      | ""      | curve | the curve; without one nothing is written        |
 /// | mode            | enum     |      | 0       |       | how V and W are measured; a number that isn't    |
 /// |                 |          |      |         |       | listed counts as 1                               |
 /// | normalizeLength | bool     |      | true    |       | true: U is a share of the curve's length; false: |

@@ -28,9 +28,9 @@ namespace zrkmodel {
 /// | 0         | none  | the axis: the wall goes on beyond the ends |
 /// | 1         | round | the nearer end                             |
 ///
-/// | input  | unit | meaning      |
-/// |--------|------|--------------|
-/// | coords | mu   | the position |
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
 /// | output | unit | meaning                                |
 /// |--------|------|----------------------------------------|

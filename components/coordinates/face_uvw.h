@@ -8,9 +8,9 @@ namespace zrkmodel {
 
 /// Expresses a position in coordinates on and above a surface. Patterns lie on it and layers over it so.
 ///
-/// | property | kind     | unit | default | range | meaning                                     |
-/// |----------|----------|------|---------|-------|---------------------------------------------|
-/// | face     | geometry |      | ""      |       | the surface; without one nothing is written |
+/// | property | kind     | unit | default | range   | meaning                                     |
+/// |----------|----------|------|---------|---------|---------------------------------------------|
+/// | face     | geometry |      | ""      | surface | the surface; without one nothing is written |
 ///
 /// | output | unit | meaning                                    |
 /// |--------|------|--------------------------------------------|

@@ -34,9 +34,9 @@ namespace zrkmodel {
 /// | point_handle | geometry |      | ""        |         | the point that it follows; read and written     |
 /// |              |          |      |           |         | only where is_ref is true                       |
 ///
-/// | input  | unit | meaning      |
-/// |--------|------|--------------|
-/// | coords | mu   | the position |
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
 /// | output | unit | meaning                                |
 /// |--------|------|----------------------------------------|

@@ -16,9 +16,9 @@ namespace zrkmodel {
 /// | tube radius | double  | mu   | 0.1       |       | where W is 0                              |
 /// | inverse     | bool    |      | false     |       | is stored and changes nothing             |
 ///
-/// | input  | unit | meaning      |
-/// |--------|------|--------------|
-/// | coords | mu   | the position |
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
 /// | output | unit | meaning                                |
 /// |--------|------|----------------------------------------|

@@ -35,9 +35,10 @@ namespace zrkmodel {
 /// |--------|------|------------------------------------------------------------|
 /// | sdf    | mu   | the distance, negative inside, with the weight of `coords` |
 ///
-/// Import: A Wavefront OBJ file, whose edges take the place of the grid's. They are stretched into the box
-/// (0, 0, 0) to (5, 5, 5), axis by axis, and have the radius 0.001. The edges aren't stored with the
-/// component and last until the inspector is opened; a document that names the file has it read again. Of
+/// Import (path, polygons, fit): An OBJ, STL, PLY or 3MF file, whose edges take the place of the grid's.
+/// Without "fit" they are stretched into the box (0, 0, 0) to (5, 5, 5), axis by axis; they have the radius
+/// 0.001. With "polygons": "split" the diagonals of polygons become beams too. The edges aren't stored with
+/// the component and last until the inspector is opened; a document that names the file has it read again. Of
 /// several paths the first one counts.
 ///
 /// Formula: d is the smallest distance of all beams; each is a capsule, a cylinder with round ends. The grid
@@ -84,11 +85,16 @@ public:
     /// The lattice as evaluators have it, made from `min` and `max` if there was none yet. Never null.
     std::shared_ptr<const zrk::BeamCacheData> lattice() const;
 
+    std::vector<std::string> importOptions() const override;
+
+protected:
     /// Replaces the lattice by the edges of the first file; without a file by a grid of four nodes over
-    /// (0, 0, 0) to (5, 5, 5). A file that can't be read leaves a lattice without beams; one whose faces name
-    /// vertices that aren't there leaves the former lattice. Sends no event of a change.
-    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
-                                  zrk::ProgressMonitor* monitor) override;
+    /// (0, 0, 0) to (5, 5, 5). A file that can't be read leaves a lattice without beams; an OBJ file whose
+    /// faces name vertices that aren't there, and one beyond a limit, leave the former lattice. Sends no
+    /// event of a change.
+    zrk::Result<ZRKImportWarnings> onImport(const std::vector<std::filesystem::path>& paths,
+                                            const ZRKImportOptions& options,
+                                            zrk::ProgressMonitor* monitor) override;
 
 private:
     using Cache = std::shared_ptr<const zrk::BeamCacheData>;
@@ -98,7 +104,8 @@ private:
     /// Holds the last lattice there was.
     std::shared_ptr<zrk::KernelSlot> _slot = std::make_shared<zrk::KernelSlot>(zrk::beamKernel(nullptr));
 
-    zrk::Result<void> importLattice(const std::filesystem::path& path);
+    zrk::Result<ZRKImportWarnings> importLattice(const std::filesystem::path& path,
+                                                 const ZRKImportOptions& options);
     void replaceCache(Cache cache);
     void setCache(Cache cache) const;
     void makeCacheIfMissing() const;

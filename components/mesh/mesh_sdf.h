@@ -24,9 +24,10 @@ namespace zrkmodel {
 /// |--------|------|------------------------------------------------------------------------------|
 /// | sdf    | mu   | the distance, negative inside, with the weight of `coords`; 0 without a mesh |
 ///
-/// Import: The mesh, from a Wavefront OBJ file. It is stretched, axis by axis, into the box from (0, 0, 0) to
-/// (5, 5, 5), where the origin counts as part of the mesh. It isn't stored with the component: a document
-/// that names the file has it read again. Of several paths the first one counts.
+/// Import (path, polygons, fit): The mesh, from an OBJ, STL, PLY or 3MF file. Without "fit" it is stretched,
+/// axis by axis, into the box from (0, 0, 0) to (5, 5, 5), where the origin counts as part of the mesh. It
+/// isn't stored with the component: a document that names the file has it read again. Of several paths the
+/// first one counts.
 ///
 /// Formula: d is the distance to the nearest triangle, negative where the winding number exceeds a half.
 ///
@@ -64,12 +65,16 @@ public:
     /// The mesh with what makes queries fast; null without a mesh.
     Field field() const;
 
+    std::vector<std::string> importOptions() const override;
+
+protected:
     /// Replaces the mesh by that of the first file; without a file nothing happens. The mesh stays as it was
     /// when the file can't be read, has no vertices or no faces, or has faces that name vertices that aren't
-    /// there. A line that isn't understood ends the reading, and what stands before it is taken. Sends no
-    /// event of a change.
-    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
-                                  zrk::ProgressMonitor* monitor) override;
+    /// there. A line of an OBJ file that isn't understood ends the reading, and what stands before it is
+    /// taken. Sends no event of a change.
+    zrk::Result<ZRKImportWarnings> onImport(const std::vector<std::filesystem::path>& paths,
+                                            const ZRKImportOptions& options,
+                                            zrk::ProgressMonitor* monitor) override;
 
 private:
     mutable std::mutex _mutex;

@@ -13,7 +13,7 @@ namespace zrkmodel {
 /// | property  | kind     | unit | default            | range | meaning                                     |
 /// |-----------|----------|------|--------------------|-------|---------------------------------------------|
 /// | radius    | double   | mu   | 0.1                |       | radius of the pipe                          |
-/// | pathCurve | geometry |      | ""                 |       | the curve that the pipe follows             |
+/// | pathCurve | geometry |      | ""                 | curve | the curve that the pipe follows             |
 /// | cap style | enum     |      | 2                  |       | what closes the ends                        |
 /// | scaling   | curve    |      | [[0, 1, 0], [1, 1, |       | factor of the radius along the curve; a     |
 /// |           |          |      | 0]]                |       | document that lacks it leaves no points     |

@@ -35,8 +35,8 @@ namespace zrkmodel {
 /// | (unnamed) |      | the density, 0 to 1, with the weight of `coords`; without a volume nothing is       |
 /// |           |      | written                                                                             |
 ///
-/// Import: Single slices, PNG files in the order of the paths, in place of "image". They aren't stored with
-/// the document, which names them to have them read again.
+/// Import (path): Single slices, pictures in the order of the paths, in place of "image". They aren't stored
+/// with the document, which names them to have them read again.
 ///
 /// Formula: x runs along the rows of a slice, y along its columns, z through the slices; between voxels the
 /// value is trilinear. Wrapped, the volume starts over after one more voxel.
@@ -87,12 +87,14 @@ public:
     /// @return the slices that were left out.
     /// Throws std::filesystem::filesystem_error as readGreyStack does, and changes nothing then.
     zrk::Result<std::vector<zrk::Fault>> loadSlices(const zrk::Paths& paths, zrk::ProgressMonitor* monitor);
-    /// The same for documents that name slices.
-    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
-                                  zrk::ProgressMonitor* monitor) override;
-
     /// The slice at a share of the stack, 0 to 1, as grey from 0 to 255; nothing without a volume.
     std::optional<zrk::Raster<1, 2, std::uint8_t>> preview(double share) const;
+
+protected:
+    /// What `loadSlices` does, for documents that name slices. There are no options.
+    zrk::Result<ZRKImportWarnings> onImport(const std::vector<std::filesystem::path>& paths,
+                                            const ZRKImportOptions& options,
+                                            zrk::ProgressMonitor* monitor) override;
 
 private:
     using SharedVolume = std::shared_ptr<const zrk::Raster<1, 3, double>>;

@@ -97,7 +97,9 @@ void expectConsistent(const ManualMember& value)
         EXPECT_TRUE(isOfKind(json(value.defaultValue), value.kind)) << value.defaultValue;
         EXPECT_TRUE(choices.empty() || choices.contains(value.defaultValue)) << value.defaultValue;
     }
-    if (!value.range.empty() && value.kind != "list") {
+    if (value.kind == "geometry") {
+        EXPECT_TRUE(std::set<std::string_view>({"", "point", "curve", "surface"}).contains(value.range));
+    } else if (!value.range.empty() && value.kind != "list") {
         const std::string range(value.range);
         const double least = std::stod(range);
         const double most = std::stod(range.substr(range.find(" to ") + 4));
@@ -117,7 +119,22 @@ TEST_P(Manuals, TellsWhatTheTypeIs)
     EXPECT_NE(manual().family, "");
     EXPECT_NE(manual().formula, "");
     EXPECT_FALSE(manual().examples.empty());
-    EXPECT_EQ(manual().import.empty(), dynamic_cast<ZRKFileImport*>(make().get()) == nullptr);
+}
+
+TEST_P(Manuals, TellsWhatAnImportTakes)
+{
+    const auto object = make();
+    const auto* import = dynamic_cast<ZRKFileImport*>(object.get());
+    EXPECT_EQ(manual().import.empty(), import == nullptr);
+    std::vector<std::string> members;
+    if (import) {
+        members = import->importOptions();
+        members.insert(members.begin(), "path");
+    }
+    EXPECT_EQ(namesOf(manual().importMembers), members);
+    for (const ManualMember& member : manual().importMembers) {
+        expectConsistent(member);
+    }
 }
 
 TEST_P(Manuals, HasTheProperties)
@@ -193,7 +210,8 @@ TEST_P(Manuals, HasTheMembersOfWhatIsStored)
             if (isObject) {
                 const ZRKJson full = withOneItem(value, json(value.defaultValue));
                 EXPECT_EQ(keysOf(storedWith(full)), namesOf(value.members));
-                for (const auto& [name, byDefault] : storedWith(ZRKJson::object()).items()) {
+                const ZRKJson empty = storedWith(ZRKJson::object());
+                for (const auto& [name, byDefault] : empty.items()) {
                     const auto told = std::find_if(value.members.begin(), value.members.end(),
                                                    [&](const ManualMember& m) { return m.key == name; });
                     ASSERT_NE(told, value.members.end()) << name;

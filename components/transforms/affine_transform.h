@@ -20,9 +20,9 @@ namespace zrkmodel {
 /// |             |         |         |           |                     | one mirrors; a 0 gives infinities  |
 /// |             |         |         |           |                     | or NaN in the inverse              |
 ///
-/// | input  | unit | meaning      |
-/// |--------|------|--------------|
-/// | coords | mu   | the position |
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
 /// | output | unit | meaning                                          |
 /// |--------|------|--------------------------------------------------|

@@ -20,9 +20,9 @@ namespace zrkmodel {
 /// | center         | vector3 | mu      | [0, 0, 0] |       | a point on the axis, where the rotation is    |
 /// |                |         |         |           |       | zero                                          |
 ///
-/// | input  | unit | meaning      |
-/// |--------|------|--------------|
-/// | coords | mu   | the position |
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
 /// | output | unit | meaning                                          |
 /// |--------|------|--------------------------------------------------|

@@ -18,9 +18,9 @@ namespace zrkmodel {
 /// |          |         |      | 0, 0, 0, 0, 1, 0,  |                     | the last column is the          |
 /// |          |         |      | 0, 0, 0, 1]        |                     | translation, in model units     |
 ///
-/// | input  | unit | meaning      |
-/// |--------|------|--------------|
-/// | coords | mu   | the position |
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
 /// | output | unit | meaning                                          |
 /// |--------|------|--------------------------------------------------|

@@ -17,9 +17,9 @@ namespace zrkmodel {
 /// | shift    | vector3 | cells | [0, 0, 0] |       | moves the lattice backwards; only its fractional part |
 /// |          |         |       |           |       | counts                                                |
 ///
-/// | input  | unit | meaning      |
-/// |--------|------|--------------|
-/// | coords | mu   | the position |
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
 /// | output | unit | meaning                                         |
 /// |--------|------|-------------------------------------------------|

@@ -16,9 +16,9 @@ namespace zrkmodel {
 /// | angle    | double  | degrees | 5.0       |       | right-handed about the axis; negative turns the     |
 /// |          |         |         |           |       | other way                                           |
 ///
-/// | input  | unit | meaning      |
-/// |--------|------|--------------|
-/// | coords | mu   | the position |
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
 /// | output | unit | meaning                                          |
 /// |--------|------|--------------------------------------------------|

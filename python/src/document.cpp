@@ -209,7 +209,13 @@ void Document::takeImport(std::uint16_t id, const Node& node)
 {
     const std::filesystem::path folder = folderOf(_document.name());
     if (!node.importSource().is_none()) {
-        _document.setNodeMember(id, "import", importName(id));
+        ZRKJson entry = node.imported();
+        if (entry.is_null()) {
+            entry = importName(id);
+        } else {
+            entry["path"] = importName(id);
+        }
+        _document.setNodeMember(id, "import", entry);
         return;
     }
     const ZRKJson* entry = _document.nodeEntry(id);

@@ -175,13 +175,14 @@ py::object sourceOf(const Node& node, std::size_t input)
     return source.node ? py::object(py::make_tuple(source.node, source.output)) : py::none();
 }
 
-void importInto(Node& node, const std::vector<std::string>& paths, const py::object& imported,
-                const py::object& source, const py::object& progress)
+/// @param entry     names the files, as documents do under "import".
+/// @param imported  what the node remembers of that.
+/// @param source    the mesh in memory, or None.
+void importInto(Node& node, const py::object& entry, const py::object& imported, const py::object& source,
+                const py::object& progress)
 {
-    const auto leftOut = node.importFiles(paths, progress);
-    if (leftOut) {
-        PyErr_WarnEx(PyExc_UserWarning, zrk::messageOf(*leftOut).c_str(), 2);
-        if (PyErr_Occurred()) {
+    for (const zrk::Fault& warning : node.importFiles(fromPython(entry, node.place()), progress)) {
+        if (PyErr_WarnEx(PyExc_UserWarning, zrk::messageOf(warning).c_str(), 2) != 0) {
             throw py::error_already_set();
         }
     }

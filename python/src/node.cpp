@@ -4,6 +4,7 @@
 #include "components/raster/raster_fx.h"
 #include "components/transport/image_sweep.h"
 #include "host/document_values.h"
+#include "host/import_entry.h"
 #include "host/nearest_names.h"
 #include "model/file_import.h"
 #include "model/property.h"
@@ -300,25 +301,30 @@ void Node::setValues(const ZRKJson& values, const std::vector<SharedResource>& u
     noteChange();
 }
 
-std::optional<zrk::Fault> Node::importFiles(const std::vector<std::string>& paths, const py::object& progress)
+std::vector<zrk::Fault> Node::importFiles(const ZRKJson& entry, const py::object& progress)
 {
     auto* const import = dynamic_cast<zrkmodel::ZRKFileImport*>(_object.get());
     if (!import) {
         throw zrk::FaultError({_place, "files to import", "none, as the component takes nothing from files",
                                "import into MeshSDF, BeamSDF or Image3D"});
     }
+    std::vector<zrk::Fault> warnings;
+    const zrkmodel::ImportEntry files = zrkmodel::readImportEntry(entry, _place + ", import", warnings);
+    if (!warnings.empty()) {
+        throw zrk::FaultError(warnings.front()); // an option that isn't one
+    }
     std::unique_lock<std::shared_mutex> lock(_editing, std::defer_lock);
     take(lock);
     const auto outcome = running(progress, Where::Aside, [&](zrk::ProgressMonitor& monitor) {
         return zrk::attempt(_place, [&] {
-            return import->importFiles({paths.begin(), paths.end()}, &monitor);
+            return import->importFiles({files.paths.begin(), files.paths.end()}, &monitor, files.options);
         });
     });
     noteChange();
     if (!outcome && outcome.error().kind != zrk::FaultKind::BadInput) {
         throw zrk::FaultError(outcome.error());
     }
-    return outcome ? std::nullopt : std::optional(outcome.error());
+    return outcome ? *outcome : std::vector{outcome.error()};
 }
 
 std::shared_ptr<zrkmodel::ZRKGraph> Node::graphOf(const std::vector<SharedNode>& nodes) const

@@ -85,9 +85,10 @@ public:
     void setValues(const zrkmodel::ZRKJson& values, const std::vector<SharedResource>& used,
                    const py::object& progress);
 
-    /// Takes the data of files, as an import button does. Answers what was left out, or nothing.
-    std::optional<zrk::Fault> importFiles(const std::vector<std::string>& paths, const py::object& progress);
-    /// What a document has under "import" for it.
+    /// Takes the data of files, which an entry of a document names under "import". Returns warnings of what
+    /// was left out or is taken otherwise.
+    std::vector<zrk::Fault> importFiles(const zrkmodel::ZRKJson& entry, const py::object& progress);
+    /// What a document has under "import" for it, with whole paths; of a mesh in memory the options alone.
     const zrkmodel::ZRKJson& imported() const { return _imported; }
     void setImported(zrkmodel::ZRKJson imported) { _imported = std::move(imported); }
     /// The mesh in memory that it was imported from, to be written beside a document; None for a file.

@@ -191,6 +191,11 @@ class KeptData(unittest.TestCase):
                                                                               "curve": "linear"})
                 self.assertAlmostEqual(inside((0.1, 0.1, 0.1)), 0.55)
                 self.assertLess(zrk.MeshSDF(mesh=source)((1, 1, 1)), 0)  # stretched to five units
+        as_it_is = zrk.MeshSDF()
+        as_it_is.import_mesh((vertices, faces), fit="none")
+        self.assertAlmostEqual(as_it_is((0.1, 0.1, 0.1)), -0.1)
+        with self.assertRaises(zrk.Error):
+            as_it_is.import_mesh((vertices, faces), fit="tight")
         bad = np.array([[0, 1, 9]])
         for wrong in ((vertices, bad), (vertices, faces.astype(float)), (vertices[:, :2], faces),
                       (np.full((3, 3), np.nan), [[0, 1, 2]]), (vertices, np.zeros((0, 4), int))):

@@ -35,12 +35,14 @@ def with_arrays():
     vertices = np.array([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]], float)
     faces = np.array([[0, 2, 1], [0, 1, 3], [0, 3, 2], [1, 2, 3]])
     rng = np.random.default_rng(1)
+    fitted = zrk.MeshSDF()
+    fitted.import_mesh((vertices, faces), fit="none")
     return (zrk.ScalarImageSampler(image=rng.integers(0, 255, (5, 4), np.uint8))
             + zrk.Image3D(image=rng.random((3, 4, 5)))
             + zrk.NormVec3(zrk.CurveUVW(curve=[(0, 0, 0), (1, 0, 0), (1, 1, 0)]))
             + zrk.GeometryBlend(geometries=[zrk.Mesh(vertices, faces),
                                             zrk.Geometry("sphere", center=(0, 0, 0), radius=1)])
-            + zrk.MeshSDF(mesh=(vertices, faces)))
+            + zrk.MeshSDF(mesh=(vertices, faces)) + fitted)
 
 
 class Files(WithFolder):
@@ -86,7 +88,7 @@ class Files(WithFolder):
         field = with_arrays()
         values = field(POINTS)
         zrk.Document.new(field).save(self.folder / "all.zrk.json")
-        self.assertEqual(sorted(p.suffix for p in self.folder.iterdir()), [".json", ".npy", ".obj", ".obj", ".png"])
+        self.assertEqual(sorted(p.suffix for p in self.folder.iterdir()), [".json", ".npy", ".obj", ".obj", ".obj", ".png"])
         loaded = zrk.Document.load(self.folder / "all.zrk.json")
         np.testing.assert_array_equal(loaded.output(POINTS), values)
         (self.folder / "there").mkdir()

@@ -506,27 +506,35 @@ class Node(Field):
             return None, pin, kind
         return key, None, kind
 
-    def import_mesh(self, source, *, progress=None):
+    def import_mesh(self, source, *, fit=None, polygons=None, progress=None):
         """Takes a mesh, its edges or slices, as the component does from files.
 
         Parameters
         ----------
         source : path-like, list of path-like, or a mesh
-            A Wavefront OBJ file, PNG slices, or a mesh: this module's, of trimesh, pyvista or meshio, or a pair of
-            arrays (vertices, faces). A mesh in memory is written beside a document that is saved.
+            A mesh file, pictures of slices, or a mesh: this module's, of trimesh, pyvista or meshio, or a pair of arrays
+            (vertices, faces). A mesh in memory is written beside a document that is saved.
+        fit : {"stretch", "uniform", "none"}, optional
+            How the mesh meets the component's box: stretched axis by axis, which is the default, scaled by one factor
+            and centred, or not at all.
+        polygons : {"keep", "split"}, optional
+            What becomes of faces of four and more corners of an OBJ file.
         progress : callable, optional
         """
         progress = check.progress(progress)
+        options = {key: value for key, value in (("fit", fit), ("polygons", polygons)) if value is not None}
         arrays = None if isinstance(source, (str, os.PathLike)) else _results.mesh_arrays(source)
         if arrays is not None:
             with tempfile.TemporaryDirectory() as folder:
                 path = os.path.join(folder, "mesh.obj")
                 _zrk.write_mesh(path, arrays[0], arrays[1], "", "", None, progress)
-                self._core.import_files([path], None, arrays, progress)
+                self._core.import_files({"path": path, **options}, options or None, arrays, progress)
             return
         paths = [source] if isinstance(source, (str, os.PathLike)) else list(source)
         paths = [os.path.abspath(check.file_name(path)) for path in paths]
-        self._core.import_files(paths, paths[0] if len(paths) == 1 else paths, None, progress)
+        named = paths[0] if len(paths) == 1 else paths
+        entry = {"path": named, **options} if options else named
+        self._core.import_files(entry, entry, None, progress)
 
     def __getitem__(self, name):
         key, pin, kind = self._find(name)

@@ -43,10 +43,9 @@ def _restored(states):
         for i, earlier, output in links:
             core.connect(i, cores[earlier], output)
         if source is not None:
-            _fields.wrapped(core).import_mesh(source)
+            _fields.wrapped(core).import_mesh(source, **(imported or {}))
         elif imported is not None:
-            paths = [imported] if isinstance(imported, str) else imported
-            core.import_files(list(paths), imported, None, None)
+            core.import_files(imported, imported, None, None)
         cores.append(core)
     return cores
 
