@@ -122,6 +122,8 @@ class Combinations(unittest.TestCase):
             with self.subTest(name):
                 np.testing.assert_array_equal(field(p), expected)
         np.testing.assert_allclose((abs_field(a) * abs_field(b))(p), np.abs(x) * np.abs(y), rtol=1e-14)
+        moved = np.array([1.0, 2.0, 3.0]) + zrk.PositionVec3()  # a field, not an array of fields
+        np.testing.assert_array_equal(moved(p), np.array([1.0, 2.0, 3.0]) + p)
         with self.assertRaises(TypeError):
             a | "text"
 
