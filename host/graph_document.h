@@ -53,6 +53,11 @@ struct OutputField {
     double surfaceLevel = 0.0;
 };
 
+/// The field of an output of a graph; `place` is where it stands, for messages. FailedWork when the pin
+/// carries no type or its field can't be had.
+zrk::Result<OutputField> outputFieldOf(const std::shared_ptr<ZRKGraph>& graph, PinAddress address,
+                                       const std::string& place);
+
 /// How a document asks to be seen in slices, by its member "view".
 struct DocumentView {
     std::optional<int> axis;                    ///< 0, 1 or 2: the axis that the slice is across
@@ -87,6 +92,9 @@ public:
     static zrk::Result<GraphDocument> parse(const std::string& text, const std::string& name,
                                             DocumentWarnings& warnings, const LoadSettings& settings = {});
 
+    /// An empty document. Relative paths that it is given start from the folder of `name`.
+    static GraphDocument create(const std::string& name);
+
     /// The document as text, with the values that its components have now. Saving what was
     /// read from a saved document gives the same bytes.
     std::string toText() const;
@@ -97,6 +105,22 @@ public:
     /// listeners. BadInput, and nothing is changed, where there is no such node or key, or the component
     /// refuses the value.
     zrk::Result<void> setValue(std::uint16_t node, const std::string& key, const ZRKJson& value);
+
+    /// What the document has under a key; null where there is none.
+    const ZRKJson* member(const std::string& key) const;
+    /// Sets what `toText` writes under a key besides nodes and links, which are the graph's: "context", for
+    /// example. Null removes the key. The graph's own context and the resources that are loaded stay.
+    void setMember(const std::string& key, const ZRKJson& value);
+    /// What the document has for a node; null for one that was added since.
+    const ZRKJson* nodeEntry(std::uint16_t node) const;
+    /// The same for a key of a node besides its id, type and values: "import" or "position".
+    void setNodeMember(std::uint16_t node, const std::string& key, const ZRKJson& value);
+    /// The output that the document names itself.
+    const std::optional<PinAddress>& output() const { return _output; }
+    void setOutput(const std::optional<PinAddress>& output);
+    /// Takes another file's name. Relative paths of resources and imports are rewritten so that they lead
+    /// from its folder to the same files as before.
+    void moveTo(const std::string& name);
 
     const std::shared_ptr<ZRKGraph>& graph() const { return _graph; }
     const std::shared_ptr<DocumentResources>& resources() const { return _resources; }
