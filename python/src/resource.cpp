@@ -103,20 +103,30 @@ SharedResource volumeResource(const py::array& values, const py::object& source)
                     source);
 }
 
+namespace {
+
+/// The geometry of an entry of no document: paths start from the current folder, and there is no unit that a
+/// file's could differ from.
+std::shared_ptr<zrkmodel::DocumentGeometry> geometryOf(const ZRKJson& entry, const char* place)
+{
+    std::vector<zrk::Fault> warnings;
+    return zrk::valueOrThrow(
+        zrkmodel::readGeometry(entry, place, zrkmodel::DocumentPaths(std::filesystem::path()), "", warnings));
+}
+
+} // namespace
+
 SharedResource meshResource(const std::string& objFile, const py::object& source)
 {
     const ZRKJson entry{{"kind", "geometry"}, {"shape", "mesh"}, {"path", objFile}};
-    auto geometry = zrk::valueOrThrow(
-        zrkmodel::readGeometry(entry, "mesh", zrkmodel::DocumentPaths(std::filesystem::path())));
-    return resource(std::move(geometry), {{"kind", "geometry"}, {"shape", "mesh"}}, newUuid(), source);
+    return resource(geometryOf(entry, "mesh"), {{"kind", "geometry"}, {"shape", "mesh"}}, newUuid(), source);
 }
 
 SharedResource shapeResource(const py::dict& keys, const std::string& uuid, const py::object& source)
 {
     ZRKJson entry{{"kind", "geometry"}};
     entry.update(fromPython(keys, "geometry"));
-    auto geometry = zrk::valueOrThrow(
-        zrkmodel::readGeometry(entry, "geometry", zrkmodel::DocumentPaths(std::filesystem::path())));
+    auto geometry = geometryOf(entry, "geometry");
     return resource(std::move(geometry), std::move(entry), uuid.empty() ? newUuid() : uuid, source);
 }
 

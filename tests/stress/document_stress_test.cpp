@@ -157,7 +157,9 @@ private:
     std::string _folder;
     std::optional<GraphDocument> _document = opened(kSolid);
 
-    static void ignore(const zrk::Result<void>&) {}
+    template <class Value>
+    static void ignore(const zrk::Result<Value>&)
+    {}
 };
 
 using DocumentStress = zrktest::TemporaryFolder;
