@@ -2,11 +2,11 @@
 
 #include "components/categories.h"
 #include "components/distance_pins.h"
+#include "components/mesh/mesh_import.h"
 #include "components/shared_icons.h"
 #include "core/engine/progress.h"
-#include "core/values/bbox.h"
-#include "formats/obj.h"
 
+#include <iterator>
 #include <utility>
 
 namespace zrkmodel {
@@ -37,8 +37,14 @@ ZRKMeshSDF::Field ZRKMeshSDF::field() const
     return _field;
 }
 
-zrk::Result<void> ZRKMeshSDF::importFiles(const std::vector<std::filesystem::path>& paths,
-                                          zrk::ProgressMonitor* monitor)
+std::vector<std::string> ZRKMeshSDF::importOptions() const
+{
+    return {std::begin(kMeshImportOptions), std::end(kMeshImportOptions)};
+}
+
+zrk::Result<ZRKImportWarnings> ZRKMeshSDF::onImport(const std::vector<std::filesystem::path>& paths,
+                                                    const ZRKImportOptions& options,
+                                                    zrk::ProgressMonitor* monitor)
 {
     if (paths.empty()) {
         return {};
@@ -48,11 +54,11 @@ zrk::Result<void> ZRKMeshSDF::importFiles(const std::vector<std::filesystem::pat
         return zrk::refused(std::move(fault));
     };
     const std::string file = paths.front().string();
-    zrk::WavefrontObj mesh = zrk::readWavefrontObj(paths.front());
+    MeshToImport mesh = readMeshToImport(paths.front(), options);
     if (mesh.indexFault) {
         return refuse(std::move(*mesh.indexFault));
     }
-    if (mesh.triangleCount == 0) {
+    if (mesh.triangleCount() == 0) {
         return refuse(mesh.fault.value_or(zrk::Fault{
             file, "no triangles", "vertices and faces of three corners", "export a mesh of triangles"}));
     }
@@ -60,7 +66,6 @@ zrk::Result<void> ZRKMeshSDF::importFiles(const std::vector<std::filesystem::pat
         monitor->interruptAcknowledged();
         return refuse(zrk::interruptedAt(file));
     }
-    zrk::fitVerticesToBox(mesh.vertexCount, mesh.vertices, zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
     Field field =
         std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
     {
@@ -68,7 +73,10 @@ zrk::Result<void> ZRKMeshSDF::importFiles(const std::vector<std::filesystem::pat
         _slot->fill(zrk::meshKernel(field));
         _field.swap(field);
     }
-    return mesh.fault ? zrk::Result<void>(zrk::refused(std::move(*mesh.fault))) : zrk::Result<void>();
+    if (mesh.fault) {
+        mesh.warnings.push_back(std::move(*mesh.fault));
+    }
+    return std::move(mesh.warnings);
 }
 
 } // namespace zrkmodel
