@@ -382,7 +382,8 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
 void DocumentReader::warnOfOtherGeometries(const ZRKGraphObject& object, const std::string& place)
 {
     const auto* registration = registrationOf(object);
-    for (const ManualValue& value : registration ? manualOf(*registration).properties : std::span<const ManualValue>()) {
+    for (const ManualValue& value :
+         registration ? manualOf(*registration).properties : std::span<const ManualValue>()) {
         if (value.kind != "geometry" || value.range.empty()) {
             continue;
         }

@@ -24,9 +24,8 @@ struct ManualMember {
     std::string_view unit;
     /// The value of a fresh node, in JSON; empty where there is none.
     std::string_view defaultValue;
-    /// "A to B" where the panel offers no more than that, and "point", "curve" or "surface" of a geometry that
-    /// must be one; empty where every value of the kind serves.
-    /// Documents may hold values beyond.
+    /// "A to B" where the panel offers no more than that, and "point", "curve" or "surface" of a geometry
+    /// that must be one; empty where every value of the kind serves. Documents may hold values beyond.
     std::string_view range;
     std::string_view meaning;
     /// All values that have a meaning; empty where any of the kind has.

@@ -335,7 +335,7 @@ class BadInput(SurfaceTest):
             ([ball, *out, "--report", self.folder / "r.zrk.json"], ["--report", "not a mesh or a document"]),
             ([ball, "-o", self.folder / "a.xyz"], ["extension .xyz", ".3mf, .stl, .ply", ".obj"]),
             ([ball, "-o", self.folder / "a"], ["no extension"]),
-            (["--report", self.folder / "a.3mf"], ["a.3mf", ".stl, .ply or .obj", "convert"]),
+            (["--report", self.folder / "a.vdb"], ["a.vdb", ".3mf, .stl, .ply or .obj", "convert"]),
             ([self.folder / "a.step", "--report"], ["extension .step", ".stl, .ply or .obj"]),
             ([self.folder / "a.3mf", *out], ["a.3mf", "a mesh file", "a graph document"]),
             ([ball, *out, "--report", self.folder / "r.3mf"], ["--report", "not a mesh or a document"]),

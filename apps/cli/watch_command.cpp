@@ -54,6 +54,15 @@ FileStates statesOf(const std::vector<fs::path>& paths)
     return states;
 }
 
+/// Those that were the same at an earlier time.
+FileStates statesBefore(const std::vector<fs::path>& paths, fs::file_time_type time)
+{
+    FileStates states = statesOf(paths);
+    std::erase_if(states,
+                  [&](const FileState& state) { return std::get<fs::file_time_type>(state) >= time; });
+    return states;
+}
+
 void wait()
 {
     std::this_thread::sleep_for(kInterval);
@@ -95,11 +104,14 @@ void watch(const WatchOptions& options)
             {"watch", "standard input", "a file, which may change", "name the document's file"});
     }
     check(options);
+    // What a file system writes down as the time of a change may be so much earlier.
+    constexpr auto kClockStep = std::chrono::milliseconds(20);
     std::vector<fs::path> watched = {options.document};
     bool isFirst = true;
     while (true) {
         std::vector<fs::path> files = {options.document};
         const FileStates before = statesOf(watched);
+        const auto begun = fs::file_time_type::clock::now() - kClockStep;
         const zrk::Result<void> drawn = zrk::attempt("watch", [&] { draw(options, files); });
         if (!drawn) {
             if (drawn.error().kind == zrk::FaultKind::Interrupted ||
@@ -110,10 +122,10 @@ void watch(const WatchOptions& options)
             // What a broken document doesn't name any more is still what it will.
             files.insert(files.end(), watched.begin(), watched.end());
         }
-        // What changed while it was drawn is drawn again, of files that were known before.
+        // What changed while it was drawn is drawn again.
         const bool isSame = files == watched;
         watched = files;
-        awaitChange(watched, isSame ? before : statesOf(watched));
+        awaitChange(watched, isSame ? before : statesBefore(watched, begun));
         isFirst = false;
     }
 }

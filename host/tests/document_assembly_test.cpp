@@ -52,6 +52,8 @@ class MovedDocument : public zrktest::TemporaryFolder {};
 // Each relative path leads to the same file from the other folder; whole ones and other members stay.
 TEST_F(MovedDocument, NamesTheSameFiles)
 {
+    std::filesystem::create_directories(path("a"));
+    std::filesystem::create_directories(path("b/deep"));
     put("part.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
     const std::string whole = path("part.obj");
     const std::string text = R"({"zrkGraph": 1, "note": {"path": "part.obj"},
