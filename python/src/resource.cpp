@@ -86,6 +86,14 @@ SharedResource resource(std::shared_ptr<zrkmodel::ZRKSerializableObject> object,
     return std::make_shared<Resource>(Resource{std::move(object), std::move(entry), source, {}});
 }
 
+/// A geometry as documents have it, with whole paths. What it would be warned of can't come from here.
+std::shared_ptr<zrkmodel::DocumentGeometry> geometryOf(const ZRKJson& entry)
+{
+    std::vector<zrk::Fault> warnings;
+    const zrkmodel::DocumentPaths paths{std::filesystem::path()};
+    return zrk::valueOrThrow(zrkmodel::readGeometry(entry, "geometry", paths, "", warnings));
+}
+
 } // namespace
 
 SharedResource pictureResource(const py::array& pixels, const py::object& source)
@@ -106,8 +114,7 @@ SharedResource volumeResource(const py::array& values, const py::object& source)
 SharedResource meshResource(const std::string& objFile, const py::object& source)
 {
     const ZRKJson entry{{"kind", "geometry"}, {"shape", "mesh"}, {"path", objFile}};
-    auto geometry = zrk::valueOrThrow(
-        zrkmodel::readGeometry(entry, "mesh", zrkmodel::DocumentPaths(std::filesystem::path())));
+    auto geometry = geometryOf(entry);
     return resource(std::move(geometry), {{"kind", "geometry"}, {"shape", "mesh"}}, newUuid(), source);
 }
 
@@ -115,8 +122,7 @@ SharedResource shapeResource(const py::dict& keys, const std::string& uuid, cons
 {
     ZRKJson entry{{"kind", "geometry"}};
     entry.update(fromPython(keys, "geometry"));
-    auto geometry = zrk::valueOrThrow(
-        zrkmodel::readGeometry(entry, "geometry", zrkmodel::DocumentPaths(std::filesystem::path())));
+    auto geometry = geometryOf(entry);
     return resource(std::move(geometry), std::move(entry), uuid.empty() ? newUuid() : uuid, source);
 }
 
