@@ -472,28 +472,29 @@ py::array sliceOf(Node& node, std::size_t output, const Corner& lower, const Cor
     const SharedReady ready = node.ready(output, progress);
     const std::vector<SharedNode> nodes = node.upstream();
     Node::checkReadable(nodes);
-    return pixelsOf(
-        running(progress, ready->where(),
-                [&](zrk::ProgressMonitor& monitor) {
-                    const Followed followed(*ready, monitor, 0);
-                    const zrkmodel::SlicePlane plane(zrk::BBox<double>(tensor(lower), tensor(upper)), axis,
-                                                     at, size);
-                    const Node::ReadLocks locks = Node::lockForReading(nodes);
-                    const auto values = zrk::valueOrThrow(zrkmodel::sampleField(
-                        ready->output.field, plane, followed.monitor, followed.threads));
-                    zrkmodel::SliceStyle style;
-                    if (range) {
-                        style.range = zrkmodel::ValueRange{(*range)[0], (*range)[1]};
-                    }
-                    const auto components = static_cast<int>(ready->output.tag.components);
-                    if (components == 1) {
-                        style.contour = ready->output.surfaceLevel;
-                        style.insideAbove = ready->output.isDensity;
-                    }
-                    return zrkmodel::drawSlice({plane.width(), plane.height(), components, values}, style)
-                        .picture;
-                }),
-        3);
+    return pixelsOf(running(progress, ready->where(),
+                            [&](zrk::ProgressMonitor& monitor) {
+                                const Followed followed(*ready, monitor, 0);
+                                const zrkmodel::SlicePlane plane(
+                                    zrk::BBox<double>(tensor(lower), tensor(upper)), axis, at, size);
+                                const Node::ReadLocks locks = Node::lockForReading(nodes);
+                                const auto values = zrk::valueOrThrow(zrkmodel::sampleField(
+                                    ready->output.field, plane, followed.monitor, followed.threads));
+                                zrkmodel::SliceStyle style;
+                                if (range) {
+                                    style.range = zrkmodel::ValueRange{(*range)[0], (*range)[1]};
+                                }
+                                const auto components = static_cast<int>(ready->output.tag.components);
+                                if (components == 1) {
+                                    style.contour = ready->output.surfaceLevel;
+                                    style.insideAbove = ready->output.isDensity;
+                                }
+                                return zrkmodel::drawSlice({plane.width(), plane.height(), components, values,
+                                                            values.isWeightless},
+                                                           style)
+                                    .picture;
+                            }),
+                    3);
 }
 
 py::dict meshReport(const py::array& vertices, const py::array& faces, const py::object& progress)
