@@ -22,6 +22,7 @@
 #include <filesystem>
 #include <functional>
 #include <set>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -105,6 +106,16 @@ ZRKJson currentValues(const ZRKGraphObject& object, const ZRKJson& entry)
 ZRKJson linkJson(Pin_handle from, Pin_handle to)
 {
     return {{"from", {from.node(), from.index()}}, {"to", {to.node(), to.index()}}};
+}
+
+/// A path without "..", unless it would name another file then, by way of links.
+std::filesystem::path shortened(const std::filesystem::path& path)
+{
+    const std::filesystem::path normal = path.lexically_normal();
+    std::error_code missing;
+    const bool isOther =
+        std::filesystem::exists(path, missing) && !std::filesystem::equivalent(path, normal, missing);
+    return isOther ? path : normal;
 }
 
 /// The same field, which also keeps its graph alive.
@@ -207,7 +218,7 @@ void GraphDocument::moveTo(const std::string& name)
     const std::function<void(ZRKJson&)> rewrite = [&](ZRKJson& value) {
         if (value.is_string() && std::filesystem::path(value.get<std::string>()).is_relative()) {
             const std::string path = value.get<std::string>();
-            std::string moved = (from / path).lexically_relative(to).string();
+            std::string moved = shortened(from / path).lexically_relative(to).string();
             value = path.ends_with('/') && !moved.ends_with('/') ? moved + '/' : moved;
         } else if (value.is_array()) {
             std::for_each(value.begin(), value.end(), rewrite);
