@@ -266,8 +266,8 @@ class Slices(ZrkTest):
         contour = [min(range(40), key=lambda y: sum(rows[y][0])) for rows in
                    (self.slice(plane(z), *view, *options)[2] for z, options in
                     ((0.5, []), (0, ["--iso", 0.5]), (0, ["--density"]), (0.25, ["--iso", 0.25, "--density"]), (0.25, [])))]
-        self.assertEqual(len(set(contour[:4])), 1, contour)
-        self.assertNotEqual(contour[0], contour[4])
+        self.assertLessEqual(max(contour[:4]) - min(contour[:4]), 1, contour)  # the line may lie between two rows
+        self.assertGreater(abs(contour[0] - contour[4]), 5, contour)
         # A density is solid, and so blue, above its value.
         for options, side in (([], 0), (["--density"], 1)):
             red, _, blue = self.slice(plane(0), *view, "--iso", 0.5, *options)[2][2 if side else -3][0]
