@@ -247,4 +247,14 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane&
     });
 }
 
+zrk::Result<FieldValues> sampleField(const zrk::IField& field,
+                                     const std::vector<zrk::Tensor<3, double>>& positions,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    return zrk::attempt(kPlace, [&] {
+        return sampleDomain(field, std::make_shared<zrk::PointListDomain>(positions), false, monitor,
+                            threads);
+    });
+}
+
 } // namespace zrkmodel

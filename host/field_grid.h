@@ -88,5 +88,8 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field, const zrk::Region
                                      zrk::ProgressMonitor* monitor, std::size_t threads = 0);
 zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
                                      zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+zrk::Result<FieldValues> sampleField(const zrk::IField& field,
+                                     const std::vector<zrk::Tensor<3, double>>& positions,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads = 0);
 
 } // namespace zrkmodel

@@ -1,17 +1,14 @@
 #include "host/field_remarks.h"
 
-#include "core/engine/field_sampler.h"
-#include "core/engine/progress.h"
 #include "core/values/vector3.h"
 #include "model/channel_names.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
-#include <memory>
+#include <span>
 
 namespace zrkmodel {
 
@@ -88,21 +85,7 @@ public:
 
     FieldSummary summaryOf(const OutputField& output, zrk::ProgressMonitor* monitor) const
     {
-        FieldSummary summary;
-        summary.least = std::numeric_limits<double>::infinity();
-        summary.greatest = -summary.least;
-        sample(output, _positions, monitor, [&](const double* record, std::size_t stride) {
-            ++summary.samples;
-            summary.weightless += record[stride - 1] == 0 ? 1 : 0;
-            const bool isUndefined =
-                std::any_of(record, record + stride - 1, [](double v) { return std::isnan(v); });
-            summary.undefined += isUndefined ? 1 : 0;
-            for (std::size_t c = 0; c + 1 < stride && !isUndefined; ++c) {
-                summary.least = std::min(summary.least, record[c]);
-                summary.greatest = std::max(summary.greatest, record[c]);
-            }
-        });
-        return summary;
+        return zrk::valueOrThrow(sampleField(output.field, _positions, monitor)).summary;
     }
 
     Slopes slopesOf(const OutputField& output, zrk::ProgressMonitor* monitor) const
@@ -116,41 +99,23 @@ public:
                 }
             }
         }
+        const FieldValues sampled = zrk::valueOrThrow(sampleField(output.field, around, monitor));
+        const std::span<const double> values = sampled;
         Slopes slopes;
-        std::array<double, 6> values{};
-        std::size_t known = 0;
-        sample(output, around, monitor, [&](const double* record, std::size_t) {
-            values[known++] = record[0];
-            if (known == values.size()) {
-                Point slope{};
-                for (std::size_t axis = 0; axis < 3; ++axis) {
-                    slope[axis] = (values[2 * axis + 1] - values[2 * axis]) / (kSlopeStep * _size[axis]);
-                }
-                slopes.add(length(slope));
-                known = 0;
+        for (std::size_t i = 0; i < values.size(); i += 6) {
+            Point slope{};
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                const double difference = values[i + 2 * axis + 1] - values[i + 2 * axis];
+                slope[axis] = difference / (kSlopeStep * _size[axis]);
             }
-        });
+            slopes.add(length(slope));
+        }
         return slopes;
     }
 
 private:
     Point _size;
     std::vector<Point> _positions;
-
-    template <class Take>
-    static void sample(const OutputField& output, const std::vector<Point>& positions,
-                       zrk::ProgressMonitor* monitor, const Take& take)
-    {
-        zrk::FieldSampler sampler(output.field.generator(),
-                                  std::make_shared<zrk::PointListDomain>(positions));
-        if (!sampler.run(monitor)) {
-            throw zrk::FaultError(zrk::interruptedAt("check"));
-        }
-        const auto& records = *sampler.targetNode.sampleBuffer;
-        for (std::uint64_t i = 0; i < records.count; ++i) {
-            take(records.record(i), records.stride);
-        }
-    }
 };
 
 std::string placeOf(const OutputField& output, const std::string& document)
