@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/keep_going.h"
+#include "core/values/export.h"
 #include "core/values/fault.h"
 
 #include <cstdint>
@@ -43,7 +44,7 @@ enum class VolumeFormat { Npy, Nrrd, Vti, Vdb };
 
 /// The format that a file name's extension stands for, without regard to case. Refuses any other; the
 /// message lists those that this build can write.
-Result<VolumeFormat> volumeFormat(const std::string& path);
+ZRK_API Result<VolumeFormat> volumeFormat(const std::string& path);
 
 /// Writes all values in the volume's type of numbers, NaN and infinity included, in the format of the file
 /// name (see npy.h, nrrd.h, vti.h, vdb.h). All but .npy carry the unit.
@@ -55,6 +56,7 @@ Result<VolumeFormat> volumeFormat(const std::string& path);
 /// can't be written, Interrupted when the work was stopped. Memory: a fixed buffer, for VDB as
 /// told there.
 /// Precondition: the number of values is that of dims and components. Debug builds assert it.
-Result<void> writeVolume(const std::string& path, const Volume& volume, const KeepGoing& keepGoing = {});
+ZRK_API Result<void> writeVolume(const std::string& path, const Volume& volume,
+                                 const KeepGoing& keepGoing = {});
 
 } // namespace zrk

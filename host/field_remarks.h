@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "host/field_grid.h"
 #include "host/graph_document.h"
@@ -21,7 +22,8 @@ using FieldRemarks = std::vector<zrk::Fault>;
 /// or a density, or have no meaning of their own, as those of operators.
 ///
 /// @param document  its name, for the place of the remarks.
-FieldRemarks remarksOn(const FieldSummary& summary, const OutputField& output, const std::string& document);
+ZRK_API FieldRemarks remarksOn(const FieldSummary& summary, const OutputField& output,
+                               const std::string& document);
 
 /// The same of each output of a document, by 4096 positions spread evenly over its bounds. Of outputs that
 /// are named as a distance it also tells where the length of the gradient, by central differences of a
@@ -29,6 +31,7 @@ FieldRemarks remarksOn(const FieldSummary& summary, const OutputField& output, c
 ///
 /// The positions are a Kronecker sequence (Roberts, "The unreasonable effectiveness of quasirandom
 /// sequences", 2018). Outputs without a tag are left out. The monitor may be null; an interrupt is a fault.
-zrk::Result<FieldRemarks> remarksOnFields(const GraphDocument& document, zrk::ProgressMonitor* monitor);
+ZRK_API zrk::Result<FieldRemarks> remarksOnFields(const GraphDocument& document,
+                                                  zrk::ProgressMonitor* monitor);
 
 } // namespace zrkmodel

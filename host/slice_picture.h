@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/picture/color_map.h"
+#include "core/values/export.h"
 #include "formats/png.h"
 
 #include <cstdint>
@@ -56,7 +57,7 @@ struct SlicePicture {
 /// A pixel with a NaN component is hatched grey; infinities take the ends of the range. Pixels of weight 0
 /// are pale with dark dots.
 /// Precondition: the number of values is width * height * components. Debug builds assert it.
-SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style = {});
+ZRK_API SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style = {});
 
 /// The colour that drawSlice gives a scalar value, without lines.
 zrk::Rgb scalarColor(double value, const ValueRange& range, const SliceStyle& style);

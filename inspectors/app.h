@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/progress.h"
+#include "core/values/export.h"
 #include "inspectors/file_request.h"
 #include "model/document.h"
 #include "model/signal.h"
@@ -14,7 +15,7 @@ class QWidget;
 namespace zrkui {
 
 /// The application as panels see it: the open document, file dialogs, long work. Interface thread only.
-class ZRKApp {
+class ZRK_API ZRKApp {
 public:
     using FileDialog = std::function<std::vector<std::string>(const FileRequest&, QWidget* parent)>;
 

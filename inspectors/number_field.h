@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/interval.h"
 #include "inspectors/described.h"
 #include "model/signal.h"
@@ -19,7 +20,7 @@ namespace zrkui {
 ///
 /// Numbers are typed, as expressions too, stepped by arrow keys and wheel (Shift finer, Ctrl coarser), and
 /// dragged. Text that isn't a number is told beside the field, and the former number stays.
-class NumberField : public QDoubleSpinBox, public UIDescribed {
+class ZRK_API NumberField : public QDoubleSpinBox, public UIDescribed {
 public:
     enum class Kind { real, whole };
 
@@ -86,7 +87,7 @@ private:
 };
 
 /// A field for a real number.
-class QDoubleSpinBoxWrapper : public NumberField {
+class ZRK_API QDoubleSpinBoxWrapper : public NumberField {
 public:
     explicit QDoubleSpinBoxWrapper(QWidget* parent = nullptr) : NumberField(Kind::real, parent) {}
     void connectToListener(std::function<void(const double&)> listener)
@@ -96,7 +97,7 @@ public:
 };
 
 /// A field for a whole number. A number with a fraction is shown without it and kept until it is edited.
-class QSpinBoxWrapper : public NumberField {
+class ZRK_API QSpinBoxWrapper : public NumberField {
 public:
     explicit QSpinBoxWrapper(QWidget* parent = nullptr) : NumberField(Kind::whole, parent) {}
     void connectToListener(std::function<void(const int&)> listener)
@@ -106,7 +107,7 @@ public:
 };
 
 /// A number between two limits, dragged along the field or typed.
-class SliderFWrapper : public NumberField {
+class ZRK_API SliderFWrapper : public NumberField {
 public:
     explicit SliderFWrapper(const zrk::Interval<double>& range, QWidget* parent = nullptr)
         : NumberField(Kind::real, parent)

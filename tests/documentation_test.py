@@ -79,7 +79,7 @@ def families():
     """(folder, classes that its headers define), for each family of components."""
     for readme in sorted((ROOT / "components").glob("*/README.md")):
         headers = "".join(header.read_text() for header in sorted(readme.parent.glob("*.h")))
-        yield readme.parent, re.findall(r"^class (ZRK\w+) final\b", headers, re.M)
+        yield readme.parent, re.findall(r"^class (?:ZRK_API )?(ZRK\w+) final\b", headers, re.M)
 
 
 def types():

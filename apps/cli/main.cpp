@@ -5,6 +5,7 @@
 #include "components/registration.h"
 #include "core/values/fault.h"
 #include "core/values/stop.h"
+#include "host/build_information.h"
 #include "host/nearest_names.h"
 
 #include <fmt/format.h>
@@ -178,7 +179,7 @@ int runProgram(int argc, char** argv)
     CLI::App app{"Samples fields over space that a node graph describes.\n"
                  "Results go to standard output or to the file named, all else to standard error.",
                  "zrk"};
-    app.set_version_flag("--version", "zrk " ZRK_VERSION);
+    app.set_version_flag("--version", [] { return zrkmodel::buildInformation("zrk"); });
     app.require_subcommand(1);
     app.get_formatter()->column_width(34);
     zrkcli::Work work;

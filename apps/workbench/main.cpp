@@ -1,5 +1,6 @@
 #include "apps/workbench/window.h"
 #include "components/registration.h"
+#include "host/build_information.h"
 #include "inspectors/css_style.h"
 #include "inspectors/describe.h"
 #include "inspectors/panels.h"
@@ -193,7 +194,7 @@ int main(int argc, char** argv)
 {
     Options options;
     CLI::App commands("Shows a graph document: its nodes, their panels, and slices of what they compute.");
-    commands.set_version_flag("--version", std::string(ZRK_VERSION));
+    commands.set_version_flag("--version", [] { return zrkmodel::buildInformation("zrk-workbench"); });
     commands.add_option("document", options.document, "document to open (*.zrk.json)");
     commands.add_option("--screenshot", options.screenshot,
                         "render the settled window into this file and exit");

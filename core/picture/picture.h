@@ -3,6 +3,7 @@
 #include "core/engine/prepared_field.h"
 #include "core/picture/camera.h"
 #include "core/surface/surface.h"
+#include "core/values/export.h"
 #include "core/values/raster.h"
 
 #include <cstddef>
@@ -91,7 +92,7 @@ using PictureSink = std::function<void(const ShadedPicture&, const PictureStep&)
 ///                 of pixels.
 ///
 /// Source: docs/notes/picture.md tells the method; `picture::TileTracer` names its sources.
-PictureOutcome drawPictures(const PreparedField& field, const PictureSettings& settings,
-                            const PictureSink& show, ProgressMonitor* monitor = nullptr);
+ZRK_API PictureOutcome drawPictures(const PreparedField& field, const PictureSettings& settings,
+                                    const PictureSink& show, ProgressMonitor* monitor = nullptr);
 
 } // namespace zrk

@@ -5,7 +5,7 @@
 #include <concepts>
 #include <limits>
 
-namespace zrk {
+namespace zrk::inline ZRK_LANES {
 
 /// One truth value for each lane of a batch: the result of comparing two batches.
 class BatchMask {
@@ -143,4 +143,4 @@ inline void sincos(Batch x, Batch& sine, Batch& cosine)
     cosine = Batch(c);
 }
 
-} // namespace zrk
+} // namespace zrk::inline ZRK_LANES

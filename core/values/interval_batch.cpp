@@ -2,7 +2,7 @@
 
 #include <numbers>
 
-namespace zrk {
+namespace zrk::inline ZRK_LANES {
 namespace {
 
 using Limits = std::numeric_limits<double>;
@@ -174,4 +174,4 @@ void sincos(const IntervalBatch& x, IntervalBatch& sine, IntervalBatch& cosine)
     cosine = wave(angle, 0, cosineAt[0], cosineAt[1]);
 }
 
-} // namespace zrk
+} // namespace zrk::inline ZRK_LANES

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <limits>
 
-namespace zrk {
+namespace zrk::inline ZRK_LANES {
 
 /// One three-valued truth a lane: the result of comparing batches of intervals, see `IntervalMask`.
 struct IntervalMaskBatch {
@@ -233,4 +233,4 @@ IntervalBatch cos(const IntervalBatch& x);
 IntervalBatch tan(const IntervalBatch& x);
 void sincos(const IntervalBatch& x, IntervalBatch& sine, IntervalBatch& cosine);
 
-} // namespace zrk
+} // namespace zrk::inline ZRK_LANES
