@@ -1,7 +1,7 @@
 # What `cmake --install` puts where, and the packages made of it. docs/embedding.md and docs/packages.md are for users.
 #
-# Parts that can be installed by themselves (--component): libzrk0 (the shared library), zrk, zrk-workbench, python3-zrk and
-# libzrk-dev (headers, static libraries, files for CMake and pkg-config).
+# Parts that can be installed by themselves (--component): libzrk0 and libzrk-inspectors0 (the shared
+# libraries), zrk, zrk-workbench, python3-zrk and libzrk-dev (headers, static libraries, files for CMake and pkg-config).
 
 include(CMakePackageConfigHelpers)
 
@@ -19,8 +19,9 @@ if(ZRK_QT)
 endif()
 set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN/${library_from_program}")
 
-# zrk_install_libraries(KIND TARGET=NAME...): they are zrk::NAME once find_package(zrk) has read zrk-KIND-targets.cmake.
-function(zrk_install_libraries kind)
+# zrk_install_libraries(KIND PART TARGET=NAME...): they are zrk::NAME once find_package(zrk) has read zrk-KIND-targets.cmake;
+# the PART that is installed has those that are shared.
+function(zrk_install_libraries kind part)
     foreach(pair ${ARGN})
         string(REPLACE "=" ";" pair "${pair}")
         list(GET pair 0 target)
@@ -31,7 +32,7 @@ function(zrk_install_libraries kind)
         # The same bits in formulas of others as in ours.
         target_compile_options(${target} INTERFACE "$<INSTALL_INTERFACE:-ffp-contract=off>")
         install(TARGETS ${target} EXPORT zrk-${kind}
-            LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT libzrk0 NAMELINK_COMPONENT ${development}
+            LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT ${part} NAMELINK_COMPONENT ${development}
             ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT ${development})
     endforeach()
     install(EXPORT zrk-${kind} FILE zrk-${kind}-targets.cmake NAMESPACE zrk:: DESTINATION "${config_folder}"
@@ -43,20 +44,20 @@ endfunction()
 set(keep_components "-Wl,--undefined=_ZN8zrkmodel22ZRKGraphComponentsInit16initializeModuleEv")
 set(keep_panels "-Wl,--undefined=_ZN5zrkui22ZRKGraphInspectorsInit16initializeModuleEv")
 target_link_options(ZRKGraphComponents INTERFACE "$<INSTALL_INTERFACE:${keep_components}>")
-zrk_install_libraries(static zrk_core=static_core zrk_formats=static_formats ZRKGraphModel=static_model
+zrk_install_libraries(static libzrk0 zrk_core=static_core zrk_formats=static_formats ZRKGraphModel=static_model
     ZRKGraphComponents=static_components zrkhost=static_host)
 set(installed_components core model components host)
 if(ZRK_QT)
     target_link_options(ZRKGraphInspectors INTERFACE "$<INSTALL_INTERFACE:${keep_panels}>")
-    zrk_install_libraries(static-inspectors ZRKGraphInspectors=static_inspectors)
+    zrk_install_libraries(static-inspectors libzrk-inspectors0 ZRKGraphInspectors=static_inspectors)
     list(APPEND installed_components inspectors)
 endif()
 # Builds with tests have the shared library too, and try it.
 if(TARGET zrk_shared)
-    zrk_install_libraries(shared zrk_shared=shared)
+    zrk_install_libraries(shared libzrk0 zrk_shared=shared)
     if(ZRK_QT)
         target_link_options(zrk_inspectors_shared INTERFACE "$<INSTALL_INTERFACE:${keep_panels}>")
-        zrk_install_libraries(shared-inspectors zrk_inspectors_shared=shared_inspectors)
+        zrk_install_libraries(shared-inspectors libzrk-inspectors0 zrk_inspectors_shared=shared_inspectors)
     endif()
 endif()
 if(TARGET zrk_shared_v4)
@@ -106,3 +107,25 @@ if(TARGET zrk_shared)
         COMPONENT ${development})
 endif()
 install(FILES "${CMAKE_BINARY_DIR}/zrk-static.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT ${development})
+
+if(ZRK_PYTHON)
+    set(ZRK_PYTHON_INSTALL_DIR lib/python3/dist-packages CACHE STRING "Where the Python module goes, below the prefix")
+    file(RELATIVE_PATH library_from_module "${CMAKE_INSTALL_PREFIX}/${ZRK_PYTHON_INSTALL_DIR}/zrk" "${CMAKE_INSTALL_FULL_LIBDIR}")
+    set_target_properties(_zrk PROPERTIES INSTALL_RPATH "$ORIGIN/${library_from_module}")
+    install(TARGETS _zrk LIBRARY DESTINATION "${ZRK_PYTHON_INSTALL_DIR}/zrk" COMPONENT python3-zrk)
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/python/zrk/" DESTINATION "${ZRK_PYTHON_INSTALL_DIR}/zrk" COMPONENT python3-zrk
+        FILES_MATCHING PATTERN "*.py" PATTERN "*.pyi" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
+endif()
+
+# Documentation, manual pages and completions.
+set(documentation "${CMAKE_INSTALL_DATADIR}/doc/zrk")
+install(FILES README.md CHANGELOG.md DESTINATION "${documentation}" COMPONENT zrk)
+install(DIRECTORY docs examples DESTINATION "${documentation}" COMPONENT zrk PATTERN "docs/man" EXCLUDE)
+install(DIRECTORY docs/man/ DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT zrk OPTIONAL FILES_MATCHING PATTERN "*.1")
+configure_file("${PROJECT_SOURCE_DIR}/cmake/install_completions.cmake.in" "${CMAKE_BINARY_DIR}/install_completions.cmake.in" @ONLY)
+file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/install_completions.cmake" INPUT "${CMAKE_BINARY_DIR}/install_completions.cmake.in")
+install(SCRIPT "${CMAKE_BINARY_DIR}/install_completions.cmake" COMPONENT zrk)
+
+if(BUILD_SHARED_LIBS)
+    include(ZrkPackages)
+endif()

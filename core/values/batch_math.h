@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/scalar_math.h"
 
 #if defined(ZRK_SIMD) && ZRK_SIMD
@@ -18,6 +19,7 @@
 /// into one program: the names of functions and classes that the linker sees tell them apart.
 #if !defined(ZRK_SIMD) || !ZRK_SIMD
 #define ZRK_LANES one_lane
+#define ZRK_LANES_API ZRK_API // for formulas from outside, whose code has one lane
 #elif defined(__AVX512F__)
 #define ZRK_LANES eight_lanes
 #elif defined(__AVX2__) && defined(__FMA__)
@@ -26,6 +28,9 @@
 #define ZRK_LANES four_lanes_avx
 #else
 #define ZRK_LANES two_lanes
+#endif
+#if !defined(ZRK_LANES_API)
+#define ZRK_LANES_API
 #endif
 
 /// What `Batch` is made of: one vector register of doubles, with arithmetic by xsimd and
