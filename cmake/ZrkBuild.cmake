@@ -20,8 +20,11 @@ endif()
 add_library(zrk_warnings INTERFACE)
 # -Wno-psabi: passing wide vectors by value is internal to this build.
 # -Wno-maybe-uninitialized: GCC 12 reports its own AVX-512 headers.
+# -Wno-restrict: optimising fully, it reports its own strings (its bug 105651).
+set(is_gcc "$<CXX_COMPILER_ID:GNU>")
 target_compile_options(zrk_warnings INTERFACE -Wall -Wextra -Wpedantic -Wnon-virtual-dtor
-    -Woverloaded-virtual -Wno-psabi -Wno-maybe-uninitialized)
+    -Woverloaded-virtual -Wno-psabi $<${is_gcc}:-Wno-maybe-uninitialized>
+    $<$<AND:${is_gcc},$<CONFIG:Release>>:-Wno-restrict>)
 if(ZRK_WERROR)
     target_compile_options(zrk_warnings INTERFACE -Werror)
 endif()

@@ -85,13 +85,22 @@ class Embedding(unittest.TestCase):
         dynamic = run("readelf", "-d", next(TREE.rglob("libzrk.so.0")))
         self.assertIn("Library soname: [libzrk.so.0]", dynamic)
 
+    @unittest.skipUnless(shutil.which("qemu-x86_64"), "qemu-user isn't installed")
+    def test_a_processor_that_lacks_instructions_gets_a_message_and_a_status(self):
+        if "code for portable" in run(TREE / "bin" / "zrk", "--version"):
+            self.skipTest("this build may run on any processor")
+        for program, argument in ((TREE / "bin" / "zrk", "--version"), (FOLDER / "static" / "embedding", DOCUMENT)):
+            done = subprocess.run(["qemu-x86_64", "-cpu", "Nehalem", program, argument], capture_output=True, text=True)
+            self.assertEqual((done.returncode, done.stdout), (1, ""))
+            self.assertRegex(done.stderr, r"^zrk: processor, found none of the instructions AVX, .*\n  remedy: .*\n$")
+
     def test_a_program_found_by_cmake_and_linked_statically(self):
         lines = dict(line.partition(" ")[::2] for line in self.plain.splitlines())
         types = re.findall(r"^types (?:with ours )?(\d+)$", self.plain, re.M)
         self.assertEqual(types, ["48", "49"], "a static link must keep the registration of all types")
         self.assertEqual(lines["changes"], "1")
         self.assertNotEqual(lines["document"], lines["changed"])
-        self.assertEqual(lines["stored"], "squares")
+        self.assertEqual(lines["stored"], "2")
         self.assertEqual(lines["refused"], "unknown key")
         # z - 0.25 (x^2 + y^2)^2 with y = z = 0.25, in the order of the formula; the bounds hold for x and y from
         # 0 to 1 and z from 2 to 3, where it is 1 to 3.

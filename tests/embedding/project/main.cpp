@@ -58,7 +58,8 @@ int run(const std::string& path)
             "output": [1, 0]})",
         "own", warnings));
     printValues("own", own);
-    std::printf("stored %s\n", own.toText().find("\"squares\": 2") != std::string::npos ? "squares" : "nothing");
+    const auto stored = zrkmodel::ZRKJson::parse(own.toText());
+    std::printf("stored %d\n", stored["nodes"][0]["values"]["squares"].get<int>());
 
     zrk::Raster<1, 3, double> raster;
     zrk::rasterizeField(zrk::valueOrThrow(own.outputField()).field,
