@@ -14,7 +14,8 @@
 #include <type_traits>
 #include <utility>
 
-namespace zrk::inline ZRK_LANES {
+namespace zrk {
+inline namespace ZRK_LANES {
 
 static_assert(kMaxBoxes % Batch::size == 0);
 
@@ -443,4 +444,5 @@ Evaluation positionEvaluator(F formula)
     return evaluator<FromCoordinates>(std::move(formula));
 }
 
-} // namespace zrk::inline ZRK_LANES
+} // namespace ZRK_LANES
+} // namespace zrk

@@ -5,7 +5,8 @@
 
 #include <cstddef>
 
-namespace zrk::inline ZRK_LANES {
+namespace zrk {
+inline namespace ZRK_LANES {
 
 /// Vectors that the steps of a loop take at a time.
 inline constexpr std::size_t kStepVectors = 4;
@@ -49,4 +50,5 @@ inline constexpr std::size_t kStepVectors = 4;
     }
 }
 
-} // namespace zrk::inline ZRK_LANES
+} // namespace ZRK_LANES
+} // namespace zrk

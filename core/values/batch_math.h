@@ -40,7 +40,9 @@
 /// A lane's bits depend on that lane's arguments only. SLEEF's ordinary functions break this rule, as
 /// they choose a path by all lanes together. Its reproducible forms (finz with fused multiply-add, cinz
 /// without) keep it, and the finz forms of 4 and 8 lanes give the same bits as each other.
-namespace zrk::inline ZRK_LANES::lanes {
+namespace zrk {
+inline namespace ZRK_LANES {
+namespace lanes {
 
 #if defined(ZRK_SIMD) && ZRK_SIMD
 
@@ -162,4 +164,6 @@ using zrk::trunc;
 
 #endif
 
-} // namespace zrk::inline ZRK_LANES::lanes
+} // namespace lanes
+} // namespace ZRK_LANES
+} // namespace zrk

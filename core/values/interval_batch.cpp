@@ -2,7 +2,8 @@
 
 #include <numbers>
 
-namespace zrk::inline ZRK_LANES {
+namespace zrk {
+inline namespace ZRK_LANES {
 namespace {
 
 using Limits = std::numeric_limits<double>;
@@ -174,4 +175,5 @@ void sincos(const IntervalBatch& x, IntervalBatch& sine, IntervalBatch& cosine)
     cosine = wave(angle, 0, cosineAt[0], cosineAt[1]);
 }
 
-} // namespace zrk::inline ZRK_LANES
+} // namespace ZRK_LANES
+} // namespace zrk

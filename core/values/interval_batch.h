@@ -7,7 +7,8 @@
 #include <cstddef>
 #include <limits>
 
-namespace zrk::inline ZRK_LANES {
+namespace zrk {
+inline namespace ZRK_LANES {
 
 /// One three-valued truth a lane: the result of comparing batches of intervals, see `IntervalMask`.
 struct IntervalMaskBatch {
@@ -233,4 +234,5 @@ ZRK_LANES_API IntervalBatch cos(const IntervalBatch& x);
 ZRK_LANES_API IntervalBatch tan(const IntervalBatch& x);
 ZRK_LANES_API void sincos(const IntervalBatch& x, IntervalBatch& sine, IntervalBatch& cosine);
 
-} // namespace zrk::inline ZRK_LANES
+} // namespace ZRK_LANES
+} // namespace zrk

@@ -1,5 +1,5 @@
-// Prints a line for each of some fields of arithmetic: a digest of the bits of many samples and bounds. Compared
-// between processors by tools/check-aarch64.
+// Prints a line for each of some fields of arithmetic: a digest of the bits of many samples and bounds.
+// Compared between processors by tools/check-aarch64.
 #include "components/primitives/box_sdf_formula.h"
 #include "components/primitives/sphere_sdf_formula.h"
 #include "components/primitives/torus_sdf_formula.h"
@@ -73,8 +73,11 @@ void print(const char* name, zrk::Evaluation evaluation)
         digest.add(value);
     }
     for (std::size_t i = 0; i + 1 < 500; ++i) {
-        const auto range = [](double a, double b) { return zrk::Interval<double>{std::min(a, b), std::max(a, b)}; };
-        const auto bounds = field.bounds({range(x[i], x[i + 1]), range(y[i], y[i + 1]), range(z[i], z[i + 1])});
+        const auto range = [](double a, double b) {
+            return zrk::Interval<double>{std::min(a, b), std::max(a, b)};
+        };
+        const auto bounds =
+            field.bounds({range(x[i], x[i + 1]), range(y[i], y[i + 1]), range(z[i], z[i + 1])});
         digest.add(bounds.components[0].lower);
         digest.add(bounds.components[0].upper);
     }
