@@ -62,8 +62,8 @@ if(TARGET zrk_shared)
 endif()
 if(TARGET zrk_shared_v4)
     # The loader looks here first where the processor has what it takes.
-    install(FILES "$<TARGET_FILE:zrk_shared_v4>" RENAME "$<TARGET_SONAME_FILE_NAME:zrk_shared_v4>"
-        DESTINATION "${CMAKE_INSTALL_LIBDIR}/glibc-hwcaps/x86-64-v4" COMPONENT libzrk0)
+    install(TARGETS zrk_shared_v4 LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/glibc-hwcaps/x86-64-v4"
+        COMPONENT libzrk0 NAMELINK_SKIP)
 endif()
 if(TARGET zrk_vdb)
     set_target_properties(zrk_vdb PROPERTIES INSTALL_RPATH "")
