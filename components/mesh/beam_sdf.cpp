@@ -78,7 +78,9 @@ zrk::Result<void> ZRKBeamSDF::importLattice(const std::filesystem::path& path)
     }
     zrk::fitVerticesToBox(mesh.vertexCount, mesh.vertices, kImportBox);
     const Cache lattice = zrk::BeamCacheData::ofEdges(std::move(mesh.vertices), std::move(mesh.indices));
+    announceEdit();
     replaceCache(lattice);
+    announceImport({path});
     if (!mesh.fault && !lattice->bvh) {
         mesh.fault = {path.string(), "no triangles", "faces of three corners",
                       "export a mesh of triangles; the lattice is empty"};
@@ -92,10 +94,23 @@ zrk::Result<void> ZRKBeamSDF::importFiles(const std::vector<std::filesystem::pat
     if (!paths.empty()) {
         return importLattice(paths.front());
     }
+    announceEdit();
     replaceCache(zrk::BeamCacheData::ofGrid(
         zrk::LatticeGrid::between(kImportBox.min, kImportBox.max, kNodesOfImport)));
+    announceImport({});
     return {};
 }
+
+ZRKHeldData ZRKBeamSDF::held() const
+{
+    constexpr std::size_t kBytesABeam = 300; // with its search tree, about
+    const std::lock_guard lock(_mutex);
+    ZRKHeldData data;
+    data.add(_cache, _cache ? static_cast<std::size_t>(_cache->beamCount()) * kBytesABeam : 0);
+    return data;
+}
+
+void ZRKBeamSDF::hold(const ZRKHeldData& data) { replaceCache(data.part<zrk::BeamCacheData>(0)); }
 
 bool ZRKBeamSDF::onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node)
 {

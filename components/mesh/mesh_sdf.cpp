@@ -37,6 +37,24 @@ ZRKMeshSDF::Field ZRKMeshSDF::field() const
     return _field;
 }
 
+void ZRKMeshSDF::replaceField(Field field)
+{
+    const std::lock_guard lock(_mutex);
+    _slot->fill(zrk::meshKernel(field));
+    _field.swap(field);
+}
+
+ZRKHeldData ZRKMeshSDF::held() const
+{
+    constexpr std::size_t kBytesATriangle = 293; // with its search tree, measured
+    const Field mesh = field();
+    ZRKHeldData data;
+    data.add(mesh, mesh ? static_cast<std::size_t>(mesh->triangleCount()) * kBytesATriangle : 0);
+    return data;
+}
+
+void ZRKMeshSDF::hold(const ZRKHeldData& data) { replaceField(data.part<zrk::MeshWindingField>(0)); }
+
 zrk::Result<void> ZRKMeshSDF::importFiles(const std::vector<std::filesystem::path>& paths,
                                           zrk::ProgressMonitor* monitor)
 {
@@ -63,11 +81,9 @@ zrk::Result<void> ZRKMeshSDF::importFiles(const std::vector<std::filesystem::pat
     zrk::fitVerticesToBox(mesh.vertexCount, mesh.vertices, zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
     Field field =
         std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
-    {
-        const std::lock_guard lock(_mutex);
-        _slot->fill(zrk::meshKernel(field));
-        _field.swap(field);
-    }
+    announceEdit();
+    replaceField(std::move(field));
+    announceImport(paths);
     return mesh.fault ? zrk::Result<void>(zrk::refused(std::move(*mesh.fault))) : zrk::Result<void>();
 }
 

@@ -5,6 +5,7 @@
 #include "core/mesh/mesh_field.h"
 #include "model/component.h"
 #include "model/file_import.h"
+#include "model/held_data.h"
 
 #include <filesystem>
 #include <memory>
@@ -32,13 +33,13 @@ namespace zrkmodel {
 /// An import reaches evaluators that are already built: their next run, not one under way, has the new mesh.
 /// They go on with the last mesh when the component is gone. Imports belong to the interface thread;
 /// evaluators may be asked for and run on any.
-class ZRKMeshSDF final : public ZRKComponent<ZRKMeshSDF>, public ZRKFileImport {
+class ZRKMeshSDF final : public ZRKComponent<ZRKMeshSDF>, public ZRKFileImport, public ZRKDataHolder {
 public:
     using Field = std::shared_ptr<const zrk::MeshWindingField>;
 
     ZRKMeshSDF() = default;
     /// A copy, and so a clone, starts without a mesh.
-    ZRKMeshSDF(const ZRKMeshSDF& other) : ZRKComponent(other) {}
+    ZRKMeshSDF(const ZRKMeshSDF& other) : ZRKComponent(other), ZRKFileImport(), ZRKDataHolder(other) {}
     /// Assigns what a clone gets, telling no one. The target keeps the mesh that it has.
     ZRKMeshSDF& operator=(const ZRKMeshSDF& other)
     {
@@ -59,8 +60,13 @@ public:
     /// event of a change.
     zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
                                   zrk::ProgressMonitor* monitor) override;
+    /// The mesh.
+    ZRKHeldData held() const override;
+    void hold(const ZRKHeldData& data) override;
 
 private:
+    void replaceField(Field field);
+
     mutable std::mutex _mutex;
     Field _field; ///< guarded by _mutex
     std::shared_ptr<zrk::KernelSlot> _slot = std::make_shared<zrk::KernelSlot>(zrk::meshKernel(nullptr));
