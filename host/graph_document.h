@@ -59,7 +59,13 @@ struct LoadSettings {
     zrk::ProgressMonitor* monitor;
     /// Refuses paths that lead out of the document's folder: for documents that aren't trusted.
     bool isConfined = false;
+    /// Finds the resources in place of the document's own "resources", which then aren't read; may be null.
+    std::shared_ptr<DocumentResources> resources{};
 };
+
+/// JSON in the form that documents are written in: short values on one line, so that a node or a link is a
+/// line.
+std::string documentText(const ZRKJson& root);
 
 /// A graph document: a JSON file with nodes, their values and the links between them.
 ///
@@ -83,8 +89,10 @@ public:
 
     /// Gives a node another value under a key of its stored form, a property for example, and tells its
     /// listeners. BadInput, and nothing is changed, where there is no such node or key, or the component
-    /// refuses the value.
-    zrk::Result<void> setValue(std::uint16_t node, const std::string& key, const ZRKJson& value);
+    /// refuses the value. A property of a resource takes "" for none.
+    /// @param monitor  of what the component computes from its values, a sweep for example; may be null.
+    zrk::Result<void> setValue(std::uint16_t node, const std::string& key, const ZRKJson& value,
+                               zrk::ProgressMonitor* monitor = nullptr);
 
     const std::shared_ptr<ZRKGraph>& graph() const { return _graph; }
     const std::shared_ptr<DocumentResources>& resources() const { return _resources; }
@@ -114,7 +122,10 @@ private:
     std::map<std::uint16_t, std::size_t> _nodeIndex; ///< place of a node in "nodes"
     std::optional<PinAddress> _output;
 
+    std::vector<std::shared_ptr<ZRKGraphNode>> orderedNodes() const;
+
     friend class DocumentReader;
+    friend class DocumentParts;
 };
 
 } // namespace zrkmodel

@@ -24,6 +24,7 @@ void addSliceCommand(const Program& program);
 void addSurfaceCommand(const Program& program);
 void addRenderCommand(const Program& program);
 void addMeasureCommand(const Program& program);
+void addEditCommand(const Program& program);
 void addLimitsCommand(const Program& program);
 
 } // namespace zrkcli

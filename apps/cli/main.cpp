@@ -191,6 +191,7 @@ int runProgram(int argc, char** argv)
     zrkcli::addSurfaceCommand(program);
     zrkcli::addRenderCommand(program);
     zrkcli::addMeasureCommand(program);
+    zrkcli::addEditCommand(program);
     zrkcli::addLimitsCommand(program);
 
     if (const auto help = helpText(app, argc, argv)) {
