@@ -258,24 +258,31 @@ zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string&
     if (!read || !expected.empty()) {
         return read ? zrk::refused({place, shown(value), expected, "give a value of that kind"}) : read;
     }
-    return zrk::attempt(place, [&]() -> zrk::Result<void> {
-        if (property) {
-            property->assignFrom(twin->findProperty(key), false);
-            values = storedForm(object);
-        }
+    const std::shared_ptr<ZRKGraphObject> before = freshTwin(object);
+    if (property) {
+        before->findProperty(key)->assignFrom(property, false);
+        property->assignFrom(twin->findProperty(key), false);
+        values = storedForm(object);
+    }
+    const zrk::Result<void> taken = zrk::attempt(place, [&]() -> zrk::Result<void> {
         ZRKDeserialization stored(values, _resources);
         stored.setMonitor(monitor);
         object.deserialize(stored);
         if (monitor && monitor->isInterruptAcknowledged()) {
             return zrk::refused(zrk::interruptedAt(place));
         }
-        if (property) {
-            property->assignFrom(twin->findProperty(key), true);
-        } else {
-            object.emitPropertyChange(key);
-        }
         return {};
     });
+    if (!taken && property) {
+        property->assignFrom(before->findProperty(key), false);
+    } else if (!taken) {
+        object.deserialize(ZRKDeserialization(former, _resources));
+    } else if (property) {
+        property->assignFrom(twin->findProperty(key), true);
+    } else {
+        object.emitPropertyChange(key);
+    }
+    return taken;
 }
 
 zrk::BBox<double> GraphDocument::samplingBounds() const

@@ -342,6 +342,10 @@ void EditSession::commit()
             isHeldChanged = isHeldChanged || (now && !(*now == data));
         }
     }
+    const bool isPlain = std::none_of(step.changes.begin(), step.changes.end(), isStructural);
+    if (isPlain) {
+        joinValues(step.changes);
+    }
     const bool isSelected = *step.selectionBefore != *_selection;
     if (step.changes.empty() && !isHeldChanged) {
         if (isSelected) {
@@ -358,12 +362,9 @@ void EditSession::commit()
     if (isSelected) {
         tell({EditEvent::Kind::Selection});
     }
-    const bool isPlain = std::none_of(step.changes.begin(), step.changes.end(), isStructural);
-    if (isPlain) {
-        joinValues(step.changes);
-    }
     EditStep* last = _history.openStep(step.mergeKey, step.gesture, step.time, _settings.mergeSeconds);
     if (last) {
+        const bool hadChanges = !last->changes.empty();
         for (EditChange& change : step.changes) {
             const auto* value = std::get_if<ValueChange>(&change);
             const auto watched = value ? _watched.find(value->node) : _watched.end();
@@ -380,9 +381,10 @@ void EditSession::commit()
         }
         last->selectionAfter = _selection;
         last->time = step.time;
-        if (last->changes.empty() &&
-            std::all_of(last->held.begin(), last->held.end(),
-                        [&](const HeldChange& h) { return heldBy(h.node) == h.before; })) {
+        if (hadChanges && last->changes.empty()) { // all values are what they were, and so is what they made
+            for (const HeldChange& held : last->held) {
+                hold(held.node, held.before);
+            }
             _history.dropLast();
         }
     } else {

@@ -67,10 +67,13 @@ TEST_F(EditHistoryOfASession, LeavesNoStepWhereAGestureEndsWhereItBegan)
 {
     const auto session = openParts();
     auto& sphere = dynamic_cast<ZRKSphereSDF&>(*objectOf(*session, 1));
+    (void)samplesOf(session->document());
+    const ZRKHeldData raster = heldOf(*session, 5);
     session->beginGesture();
     sphere.radius.set(3);
     EXPECT_TRUE(session->isModified());
     sphere.radius.set(0.75);
+    EXPECT_EQ(heldOf(*session, 5), raster);
     session->endGesture();
     EXPECT_FALSE(session->canUndo());
     EXPECT_FALSE(session->isModified());
