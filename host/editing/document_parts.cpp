@@ -3,6 +3,7 @@
 #include "host/editing/fragment.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace zrkmodel {
@@ -165,7 +166,7 @@ MemberChange DocumentParts::memberChange(MemberChange::Place place, std::uint16_
         return change;
     }
     const auto member = around->find(key);
-    change.index = static_cast<std::size_t>(member - around->begin()); // the end for a new one
+    change.index = static_cast<std::size_t>(std::distance(around->begin(), member)); // the end for a new one
     if (member != around->end()) {
         change.before = *member;
     }

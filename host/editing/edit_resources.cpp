@@ -6,6 +6,7 @@
 
 #include <fmt/core.h>
 
+#include <iterator>
 #include <set>
 #include <utility>
 
@@ -24,7 +25,8 @@ void EditSession::insertResource(const ZRKJson& entry, std::size_t index,
         MemberChange list =
             _parts.memberChange(MemberChange::Place::Document, 0, "resources", ZRKJson::array());
         // Before the nodes, which refer to them.
-        list.index = static_cast<std::size_t>(_parts.root().find("nodes") - _parts.root().begin());
+        list.index =
+            static_cast<std::size_t>(std::distance(_parts.root().begin(), _parts.root().find("nodes")));
         (void)_parts.setMember(list, true);
         record(std::move(list));
     }

@@ -62,7 +62,7 @@ TEST_F(EditClipboard, BringsResourcesToAnotherDocument)
     const auto from = openParts();
     ASSERT_TRUE(from->setItem(6, "poles", 0, {{"is_ref", true}, {"point_handle", "HERE"}}));
     const auto blend =
-        zrk::valueOrThrow(from->addNode({"GeometryBlend", "", ZRKJson{{"geometries", "both"}}}));
+        zrk::valueOrThrow(from->addNode({"geometry blend", "", ZRKJson{{"geometries", "both"}}}));
     const std::string text = zrk::valueOrThrow(from->copy({6, 7, 8, blend}));
     DocumentWarnings warnings;
     auto document = zrk::valueOrThrow(GraphDocument::parse(

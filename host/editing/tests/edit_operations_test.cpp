@@ -232,7 +232,7 @@ TEST_F(EditOperations, ThatCannotBeDoneChangeNothing)
          [](EditSession& s, auto&) {
              return s.move({{1, 3, 3}, {99, 1, 1}});
          }},
-        {"did you mean SphereSDF", [](EditSession& s, auto&) { return done(s.addNode({"SphereSFD"})); }},
+        {"did you mean \"SphereSDF\"", [](EditSession& s, auto&) { return done(s.addNode({"SphereSFD"})); }},
         {"the tags of the two pins differ",
          [](EditSession& s, auto&) { return s.link(out(1, 0), in(2, 0)); }},
         {"has a link already", [](EditSession& s, auto&) { return s.link(out(7, 0), in(4, 0)); }},
