@@ -163,6 +163,7 @@ TEST_F(EditHistoryOfASession, TellsInOrderWhenAnOperationIsWhole)
     session->select({4});
     (void)samplesOf(session->document()); // so that there is a raster
     told.clear();
+    isWhole = true;
     ASSERT_TRUE(session->removeNodes({4}, true));
     // The raster downstream was told of other links and is stale.
     EXPECT_EQ(told,
