@@ -67,6 +67,28 @@ function(zrk_tests name dir)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
 endfunction()
 
+# zrk_manuals(OUTPUT FOLDER...): has OUTPUT made, a source with the manuals of all component classes whose headers lie in the
+# families of these folders. Of headers of the same name in several folders the first one counts.
+function(zrk_manuals output)
+    find_package(Python3 REQUIRED COMPONENTS Interpreter)
+    set(headers "${PROJECT_SOURCE_DIR}/model/fall_off_function.h" "${PROJECT_SOURCE_DIR}/model/file_import.h")
+    set(names)
+    foreach(folder ${ARGN})
+        file(GLOB found RELATIVE "${folder}" CONFIGURE_DEPENDS "${folder}/*.h" "${folder}/*/*.h")
+        list(REMOVE_ITEM found ${names})
+        list(APPEND names ${found})
+        list(TRANSFORM found PREPEND "${folder}/")
+        list(APPEND headers ${found})
+    endforeach()
+    list(FILTER headers EXCLUDE REGEX "_formula\\.h$")
+    set(tool "${PROJECT_SOURCE_DIR}/tools/make-manuals")
+    add_custom_command(OUTPUT "${output}"
+        COMMAND Python3::Interpreter -B "${tool}" "${output}" ${headers}
+        DEPENDS "${tool}" ${headers}
+        COMMENT "Making manuals from the comments of the components"
+        VERBATIM)
+endfunction()
+
 # Target check_headers, not part of all: compiles each header by itself, so that none leans on what happens to be included before it.
 function(zrk_check_headers)
     set(sources)

@@ -6,7 +6,20 @@
 
 namespace zrkmodel {
 
-/// A curve as an array of points, each an array [key, value, kind].
+/// The stored form of a curve is an array of key points, each an array [key, value, kind].
+///
+/// | curve[] | kind   | unit | default | range | meaning                                             |
+/// |---------|--------|------|---------|-------|-----------------------------------------------------|
+/// | 0       | double |      |         |       | the place of the key point                          |
+/// | 1       | double |      |         |       | the value there; outside the keys the curve is flat |
+/// | 2       | int    |      |         |       | the form from this point to the next                |
+///
+/// | curve[].2 | name    | meaning                                          |
+/// |-----------|---------|--------------------------------------------------|
+/// | 0         | linear  | a straight line                                  |
+/// | 1         | nearest | the value of the closer point                    |
+/// | 2         | cubic   | flat at both points                              |
+/// | 3         | smooth  | a curve whose slopes follow the points around it |
 ///
 /// Reading replaces the curve, and by an empty one where nothing is stored. It ends with false at the first
 /// point that is cut short, holds something other than numbers or is of an unknown kind; the points before it

@@ -7,6 +7,7 @@
 #include "components/coordinates/multipole_uvw.h"
 #include "components/coordinates/sphere_uvw.h"
 #include "components/coordinates/torus_uvw.h"
+#include "components/manuals.h"
 #include "components/mesh/beam_sdf.h"
 #include "components/mesh/mesh_sdf.h"
 #include "components/operators/binary_operator.h"
@@ -105,8 +106,9 @@ constexpr void (*kComponents[])() = {
     &ZRKCurveLength::registerType,
 };
 
-/// Registers all classes when the library is loaded.
+/// Registers all classes and their manuals when the library is loaded.
 const bool registered = [] {
+    addManuals(componentManuals());
     for (const auto registerType : kComponents) {
         registerType();
     }

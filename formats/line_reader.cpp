@@ -10,7 +10,7 @@ namespace zrk {
 
 namespace {
 
-constexpr std::size_t kBlock = std::size_t{1} << 20;
+constexpr std::size_t kBlock = std::size_t{1} << 16;
 
 } // namespace
 

@@ -1,13 +1,17 @@
 #include "formats/mesh_builder.h"
 
+#include "core/values/stop.h"
 #include "formats/limits.h"
+#include "formats/polygons.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <span>
 #include <utility>
+#include <vector>
 
 namespace zrk {
 
@@ -81,7 +85,60 @@ bool MeshBuilder::addCorner(std::int64_t vertex)
     return true;
 }
 
-Result<SurfaceMesh> MeshBuilder::mesh(const std::string& place)
+void MeshBuilder::endFace()
+{
+    if (_cornersInFace > 3) {
+        const std::size_t triangles = _cornersInFace - 2;
+        _polygons.push_back({static_cast<std::uint32_t>(_mesh.triangles.size() - triangles),
+                             static_cast<std::uint32_t>(triangles)});
+    }
+    _incompleteFaces += _cornersInFace == 1 || _cornersInFace == 2;
+    _cornersInFace = 0;
+}
+
+Result<void> MeshBuilder::splitPolygons(const std::string& place)
+{
+    std::uint64_t degenerate = 0;
+    PolygonSplitter splitter;
+    StopLookout lookout;
+    std::vector<std::uint32_t> corners;
+    std::vector<Tensor<3, double>> positions;
+    std::vector<PolygonSplitter::Triangle> cut;
+    for (const Polygon& polygon : _polygons) {
+        lookout.step();
+        const auto triangles = std::span(_mesh.triangles).subspan(polygon.firstTriangle, polygon.triangles);
+        corners = {triangles[0][0], triangles[0][1]};
+        for (const auto& triangle : triangles) {
+            corners.push_back(triangle[2]);
+        }
+        positions.clear();
+        for (const std::uint32_t corner : corners) {
+            positions.push_back(_mesh.vertices[corner]);
+        }
+        cut.resize(triangles.size());
+        const PolygonSplitter::Outcome outcome = splitter.split(positions, cut);
+        if (outcome == PolygonSplitter::Outcome::TooLarge) {
+            return refused({place, fmt::format("a face of {} corners that isn't convex", corners.size()),
+                            fmt::format("at most {} corners", kMaxPolygonCorners),
+                            "export the mesh anew, as triangles"});
+        }
+        degenerate += outcome == PolygonSplitter::Outcome::Degenerate;
+        std::transform(cut.begin(), cut.end(), triangles.begin(), [&](const auto& triangle) {
+            return std::array{corners[triangle[0]], corners[triangle[1]], corners[triangle[2]]};
+        });
+    }
+    if (degenerate > 0) {
+        _mesh.warnings.push_back(
+            {place,
+             fmt::format("{} of {} faces of four or more corners without an area or with an outline "
+                         "that meets itself",
+                         degenerate, _polygons.size()),
+             "none such", "export the mesh as triangles; these faces are split somehow"});
+    }
+    return {};
+}
+
+Result<FileMesh> MeshBuilder::mesh(const std::string& place)
 {
     const auto count = static_cast<std::int64_t>(_mesh.vertices.size());
     if (_lowest < 0 || _highest >= count) {
@@ -90,7 +147,11 @@ Result<SurfaceMesh> MeshBuilder::mesh(const std::string& place)
              fmt::format("a face with the vertex {}, counted from 0", _lowest < 0 ? _lowest : _highest),
              fmt::format("0 to {}, the vertices of the file", count - 1), "export the mesh anew"});
     }
-    return std::move(_mesh);
+    if (_incompleteFaces > 0) {
+        _mesh.warnings.push_back({place, fmt::format("{} faces of one or two corners", _incompleteFaces),
+                                  "three or more", "export the mesh anew; these faces are left out"});
+    }
+    return splitPolygons(place).map([&] { return std::move(_mesh); });
 }
 
 } // namespace zrk

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/surface/surface.h"
 #include "core/values/fault.h"
+#include "formats/part.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,8 +10,8 @@
 
 namespace zrk {
 
-/// A mesh as a reader meets it: vertices, and faces of any number of corners, which are split as fans from
-/// their first corner. What can't be part of a mesh is refused.
+/// A mesh as a reader meets it: vertices, and faces of any number of corners, which are split into triangles
+/// (see polygons.h). What can't be part of a mesh is refused.
 class MeshBuilder {
 public:
     /// Appends a vertex. False for a coordinate that isn't finite, and beyond the limit.
@@ -24,22 +24,32 @@ public:
     /// of those that name no vertex. False beyond the limit.
     bool addCorner(std::int64_t vertex);
     /// Ends the face. Fewer than three corners make no triangle.
-    void endFace() { _cornersInFace = 0; }
+    void endFace();
 
     std::size_t vertexCount() const { return _mesh.vertices.size(); }
 
-    /// The mesh; refused when a corner names no vertex.
-    Result<SurfaceMesh> mesh(const std::string& place);
+    /// The mesh, with warnings of faces that are none or have no area; refused when a corner names no vertex.
+    Result<FileMesh> mesh(const std::string& place);
 
 private:
-    SurfaceMesh _mesh;
-    std::vector<std::uint32_t> _slots; ///< numbers of vertices by the hash of their coordinates
+    /// A face of four or more corners, whose triangles stand in the mesh as a fan until all vertices are
+    /// there.
+    struct Polygon {
+        std::uint32_t firstTriangle;
+        std::uint32_t triangles;
+    };
+
+    FileMesh _mesh;
+    std::vector<Polygon> _polygons;
+    std::uint64_t _incompleteFaces = 0; ///< of fewer than three corners
+    std::vector<std::uint32_t> _slots;  ///< numbers of vertices by the hash of their coordinates
     std::uint32_t _first = 0;
     std::uint32_t _previous = 0;
     std::size_t _cornersInFace = 0;
     std::int64_t _lowest = 0; ///< of all corners
     std::int64_t _highest = -1;
 
+    Result<void> splitPolygons(const std::string& place);
     void growSlots();
     std::size_t slotOf(const Tensor<3, double>& position) const;
 };

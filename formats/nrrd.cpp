@@ -13,7 +13,8 @@ VolumeFrame nrrdFrame(const Volume& volume)
     if (!volume.name.empty()) {
         head += fmt::format("content: {}\n", volume.nameInOneLine());
     }
-    head += fmt::format("type: double\ndimension: {}\nspace dimension: 3\n", plain ? 3 : 4);
+    head += fmt::format("type: {}\ndimension: {}\nspace dimension: 3\n",
+                        volume.type == NumberType::Float32 ? "float" : "double", plain ? 3 : 4);
     head += fmt::format("sizes: {}{} {} {}\n", plain ? "" : fmt::format("{} ", volume.components),
                         volume.dims[0], volume.dims[1], volume.dims[2]);
     head += fmt::format("space directions: {}({},0,0) (0,{},0) (0,0,{})\n", plain ? "" : "none ",
@@ -21,6 +22,9 @@ VolumeFrame nrrdFrame(const Volume& volume)
     head += fmt::format("kinds: {}domain domain domain\n", plain                    ? ""
                                                            : volume.components == 3 ? "vector "
                                                                                     : "RGBA-color ");
+    if (!volume.unit.empty()) {
+        head += fmt::format("space units: \"{0}\" \"{0}\" \"{0}\"\n", volume.unit);
+    }
     head += "endian: little\nencoding: raw\n";
     head += fmt::format("space origin: ({},{},{})\n\n", volume.lower[0], volume.lower[1], volume.lower[2]);
     return {head, ""};

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <iostream>
 #include <limits>
@@ -192,6 +193,23 @@ private:
 
     bool readFace(std::string_view rest)
     {
+        const std::size_t before = _obj.indices.size();
+        const bool goesOn = readCorners(rest);
+        noteFace(_obj.indices.size() - before);
+        return goesOn;
+    }
+
+    void noteFace(std::size_t corners)
+    {
+        _obj.polygonCount += corners > 3;
+        _obj.shortFaceCount += corners == 1 || corners == 2;
+        if (_obj.firstPolygonLine == 0 && corners != 0 && corners != 3) {
+            _obj.firstPolygonLine = _lines.number();
+        }
+    }
+
+    bool readCorners(std::string_view rest)
+    {
         for (skipBlanks(rest); !rest.empty(); skipBlanks(rest)) {
             _lookout.step();
             if (_obj.indices.size() == kMaxMeshNumbers) {
@@ -285,6 +303,35 @@ bool fitVerticesToBox(int vertexCount, std::vector<double>& vertices, const BBox
             lookout.step();
             vertices[3 * i + axis] = vertices[3 * i + axis] * scale + shift;
         }
+    }
+    return true;
+}
+
+bool fitVerticesUniformly(std::vector<double>& vertices, const BBox<double>& box)
+{
+    if (vertices.empty()) {
+        return false;
+    }
+    Tensor<3, double> low{vertices[0], vertices[1], vertices[2]};
+    Tensor<3, double> high = low;
+    StopLookout lookout;
+    for (std::size_t i = 0; i < vertices.size(); ++i) {
+        lookout.step();
+        low[i % 3] = std::min(low[i % 3], vertices[i]);
+        high[i % 3] = std::max(high[i % 3], vertices[i]);
+    }
+    double scale = std::numeric_limits<double>::infinity();
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        if (high[axis] > low[axis]) {
+            scale = std::min(scale, (box.max[axis] - box.min[axis]) / (high[axis] - low[axis]));
+        }
+    }
+    scale = std::isfinite(scale) ? scale : 1.0;
+    for (std::size_t i = 0; i < vertices.size(); ++i) {
+        lookout.step();
+        const std::size_t axis = i % 3;
+        const double middle = low[axis] + (high[axis] - low[axis]) * 0.5;
+        vertices[i] = (vertices[i] - middle) * scale + (box.min[axis] + box.max[axis]) * 0.5;
     }
     return true;
 }

@@ -3,6 +3,7 @@
 #include "core/values/bbox.h"
 #include "core/values/fault.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -24,6 +25,12 @@ struct WavefrontObj {
     /// What is wrong with the indices when one of a triangle names no vertex. An importer refuses such faces.
     /// One or two indices at the end that make no whole triangle take no part in anything.
     std::optional<Fault> indexFault;
+    /// @{ Faces of four or more corners, and of one or two, and the line of the first of them: such faces
+    /// move the triples of the faces behind them.
+    std::int64_t polygonCount = 0;
+    std::int64_t shortFaceCount = 0;
+    std::int64_t firstPolygonLine = 0;
+    /// @}
 };
 
 /// Reads the vertices ("v") and faces ("f") of a text OBJ file and nothing else of it.
@@ -61,5 +68,11 @@ void readWavefrontObj(const std::string& path, int& vertexCount, std::vector<dou
 /// @param vertices  three coordinates a vertex.
 /// @return false for an empty array.
 bool fitVerticesToBox(int vertexCount, std::vector<double>& vertices, const BBox<double>& box);
+
+/// Scales the vertices by one factor, so that their own box is as large as the given one allows, and moves
+/// the middle of their box to that of the given one, in place. Vertices in one point are only moved.
+/// @param vertices  three finite coordinates a vertex.
+/// @return false for an empty array.
+bool fitVerticesUniformly(std::vector<double>& vertices, const BBox<double>& box);
 
 } // namespace zrk

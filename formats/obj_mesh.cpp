@@ -84,9 +84,9 @@ Result<void> writeObj(const Part& part, const ByteSink& sink, ProgressMonitor* m
     return out.finish();
 }
 
-Result<SurfaceMesh> readObjMesh(const std::filesystem::path& path)
+Result<FileMesh> readObjMesh(const std::filesystem::path& path)
 {
-    return attempt(path.string(), [&]() -> Result<SurfaceMesh> {
+    return attempt(path.string(), [&]() -> Result<FileMesh> {
         LineReader lines(path);
         MeshBuilder builder;
         while (lines.next()) {

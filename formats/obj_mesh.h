@@ -15,9 +15,9 @@ namespace zrk {
 Result<void> writeObj(const Part& part, const ByteSink& sink, ProgressMonitor* monitor);
 
 /// Reads the vertices and faces of a Wavefront OBJ file as modelling programs mean them, unlike
-/// `parseWavefrontObj`, which is what an import takes: faces are split as fans, and negative indices count
+/// `parseWavefrontObj`, which is what an import takes: faces are split, and negative indices count
 /// back from the last vertex. Everything else is skipped. Refuses lines that it can't read, with their
 /// number.
-Result<SurfaceMesh> readObjMesh(const std::filesystem::path& path);
+Result<FileMesh> readObjMesh(const std::filesystem::path& path);
 
 } // namespace zrk

@@ -1,8 +1,10 @@
 #include "formats/part.h"
 
 #include "core/engine/keep_going.h"
+#include "core/values/stop.h"
 #include "formats/atomic_file.h"
 #include "formats/file_name.h"
+#include "formats/mesh_format.h"
 #include "formats/obj_mesh.h"
 #include "formats/piece_writer.h"
 #include "formats/ply.h"
@@ -86,23 +88,58 @@ Result<void> writePart(AtomicFile file, PartFormat format, const Part& part, Pro
 bool isMeshName(const std::string& path)
 {
     const std::string extension = extensionOf(path);
-    return extension == ".stl" || extension == ".ply" || extension == ".obj";
+    return extension == ".stl" || extension == ".ply" || extension == ".obj" || extension == ".3mf";
 }
 
-Result<SurfaceMesh> readMesh(const std::string& path)
+Result<FileMesh> readMesh(const std::string& path)
 {
-    const std::string extension = extensionOf(path);
-    if (extension == ".stl") {
-        return readStlFile(path);
-    }
-    if (extension == ".ply") {
-        return readPlyFile(path);
-    }
-    if (extension == ".obj") {
+    return meshFormatOf(path).and_then([&](std::optional<MeshFormat> format) -> Result<FileMesh> {
+        if (!format) {
+            const std::string extension = extensionOf(path);
+            return refused({path, extension.empty() ? "no extension" : "the extension " + extension,
+                            ".3mf, .stl, .ply or .obj", "convert the mesh to one of these formats"});
+        }
+        switch (*format) {
+        case MeshFormat::Stl:
+            return readStlFile(path);
+        case MeshFormat::Ply:
+            return readPlyFile(path);
+        case MeshFormat::ThreeMf:
+            return readThreeMfFile(path);
+        case MeshFormat::Obj:
+            break;
+        }
         return readObjMesh(path);
+    });
+}
+
+std::optional<Fault> unitFault(const FileMesh& mesh, const std::string& place, const std::string& unit)
+{
+    const auto wanted = lengthUnit(place, unit);
+    if (!mesh.unit || !wanted || *mesh.unit == *wanted) {
+        return std::nullopt;
     }
-    return refused({path, extension.empty() ? "no extension" : "the extension " + extension,
-                    ".stl, .ply or .obj", "convert the mesh to one of these formats"});
+    return Fault{place, "a mesh in " + std::string(nameOf(*mesh.unit)), unit + ", the unit of the document",
+                 "export the mesh in " + unit + ", or change the document's unit; nothing is rescaled"};
+}
+
+FlatMesh flattened(const SurfaceMesh& mesh)
+{
+    FlatMesh flat;
+    flat.vertices.reserve(3 * mesh.vertices.size());
+    flat.indices.reserve(3 * mesh.triangles.size());
+    StopLookout lookout;
+    for (const Tensor<3, double>& p : mesh.vertices) {
+        lookout.step();
+        flat.vertices.insert(flat.vertices.end(), {p[0], p[1], p[2]});
+    }
+    for (const auto& triangle : mesh.triangles) {
+        lookout.step();
+        for (const std::uint32_t vertex : triangle) {
+            flat.indices.push_back(static_cast<std::int32_t>(vertex));
+        }
+    }
+    return flat;
 }
 
 } // namespace zrk

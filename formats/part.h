@@ -69,13 +69,32 @@ Result<PartFormat> partFormat(const std::string& path);
 Result<void> writePart(AtomicFile file, PartFormat format, const Part& part,
                        ProgressMonitor* monitor = nullptr);
 
-/// True for a file that readMesh() takes by its name: .stl, .ply or .obj.
+/// A mesh as a file gives it.
+struct FileMesh : SurfaceMesh {
+    std::optional<LengthUnit> unit; ///< where the format has one
+    /// What was left out, or may be otherwise than its author thinks. The places are the file's.
+    std::vector<Fault> warnings;
+};
+
+/// True for a file that readMesh() takes by its name: .3mf, .stl, .ply or .obj.
 bool isMeshName(const std::string& path);
 
-/// Reads the triangles of a mesh file, in the format of its name. Faces of more corners are split as fans
-/// from their first one. Vertices of an STL file that have the same coordinates become one. Indices lie
-/// within the vertices, whose coordinates are finite; anything else is refused, and so is a file beyond the
-/// limits (see limits.h).
-Result<SurfaceMesh> readMesh(const std::string& path);
+/// Reads the triangles of a mesh file, whichever format its content shows (see mesh_format.h). Faces of more
+/// corners are split (see polygons.h). Vertices of an STL file that have the same coordinates become one.
+/// Indices lie within the vertices, whose coordinates are finite; anything else is refused, and so is a file
+/// beyond the limits (see limits.h).
+Result<FileMesh> readMesh(const std::string& path);
+
+/// A warning where a mesh has a unit and that of what it comes into is another one; nothing where either
+/// isn't known.
+/// @param unit  a name as documents have it, or any other text.
+std::optional<Fault> unitFault(const FileMesh& mesh, const std::string& place, const std::string& unit);
+
+/// The arrays of a mesh one number after the other: three coordinates a vertex, three vertices a triangle.
+struct FlatMesh {
+    std::vector<double> vertices;
+    std::vector<std::int32_t> indices;
+};
+FlatMesh flattened(const SurfaceMesh& mesh);
 
 } // namespace zrk

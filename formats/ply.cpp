@@ -94,7 +94,7 @@ public:
         : _rest(reinterpret_cast<const char*>(bytes.data()), bytes.size()), _place(place)
     {}
 
-    Result<SurfaceMesh> read()
+    Result<FileMesh> read()
     {
         Result<void> done = readHeader();
         for (std::size_t i = 0; done && i < _header.elements.size(); ++i) {
@@ -409,12 +409,12 @@ Result<void> writePly(const Part& part, const ByteSink& sink, ProgressMonitor* m
     return out.finish();
 }
 
-Result<SurfaceMesh> readPly(std::span<const std::uint8_t> bytes, const std::string& place)
+Result<FileMesh> readPly(std::span<const std::uint8_t> bytes, const std::string& place)
 {
     return attempt(place, [&] { return PlyReader(bytes, place).read(); });
 }
 
-Result<SurfaceMesh> readPlyFile(const std::filesystem::path& path)
+Result<FileMesh> readPlyFile(const std::filesystem::path& path)
 {
     return readFileBytes(path, kMaxMeshFileBytes).and_then([&](const std::vector<std::uint8_t>& bytes) {
         return readPly(bytes, path.string());

@@ -18,15 +18,15 @@ Result<void> writePly(const Part& part, const ByteSink& sink, ProgressMonitor* m
 
 /// Reads x, y and z of the element "vertex" and the corners ("vertex_indices" or "vertex_index") of the
 /// element "face" from PLY 1.0, text or binary of either byte order. Everything else is skipped. Faces are
-/// split as fans. Refuses a file that is too short for what its header announces, before memory is taken,
-/// coordinates that aren't finite, and faces with vertices that aren't there.
+/// split (see polygons.h). Refuses a file that is too short for what its header announces, before memory is
+/// taken, coordinates that aren't finite, and faces with vertices that aren't there.
 ///
 /// @param place  where the bytes come from, for messages.
 ///
 /// Source: Turk, "The PLY polygon file format", 1994.
-Result<SurfaceMesh> readPly(std::span<const std::uint8_t> bytes, const std::string& place);
+Result<FileMesh> readPly(std::span<const std::uint8_t> bytes, const std::string& place);
 
 /// The same from a file.
-Result<SurfaceMesh> readPlyFile(const std::filesystem::path& path);
+Result<FileMesh> readPlyFile(const std::filesystem::path& path);
 
 } // namespace zrk

@@ -185,9 +185,7 @@ Result<std::vector<ImageChannel<2>>> decoded(std::span<const std::uint8_t> bytes
         return refused({place, std::move(finding.found), std::move(finding.expected),
                         "give a whole PNG picture, for example by saving it anew"});
     };
-    constexpr std::array<std::uint8_t, 8> kSignature = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
-    if (bytes.size() < kSignature.size() ||
-        !std::equal(kSignature.begin(), kSignature.end(), bytes.begin())) {
+    if (!isPng(bytes)) {
         return refuse({"something else", "a PNG picture"});
     }
     const Context context(spng_ctx_new(0), spng_ctx_free);
@@ -230,6 +228,13 @@ Result<std::vector<ImageChannel<2>>> decoded(std::span<const std::uint8_t> bytes
 }
 
 } // namespace
+
+bool isPng(std::span<const std::uint8_t> bytes)
+{
+    constexpr std::array<std::uint8_t, 8> kSignature = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
+    return bytes.size() >= kSignature.size() &&
+           std::equal(kSignature.begin(), kSignature.end(), bytes.begin());
+}
 
 Result<std::vector<ImageChannel<2>>> readPng(std::span<const std::uint8_t> bytes, const std::string& place)
 {

@@ -13,6 +13,9 @@
 
 namespace zrk {
 
+/// Whether the bytes begin as those of a PNG picture do.
+bool isPng(std::span<const std::uint8_t> bytes);
+
 /// Reads a PNG picture of any colour type and depth, interlaced or not: 1 to 4 channels of equal extents, row
 /// 0 of the picture being row 0.
 ///

@@ -2,13 +2,19 @@
 
 #include "core/engine/worker_team.h"
 #include "core/values/stop.h"
+#include "formats/file_bytes.h"
+#include "formats/file_name.h"
+#include "formats/picture_file.h"
 #include "formats/png.h"
+#include "formats/tiff.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <iterator>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -36,8 +42,10 @@ std::string shown(const Extents& extents)
 /// Decodes files on all cores, each worker taking the next one that is left.
 class ParallelDecoder {
 public:
-    ParallelDecoder(const Paths& paths, ProgressMonitor* monitor, std::uint64_t mostPixels)
-        : _paths(paths), _mostPixels(mostPixels), _monitor(monitor), _slices(paths.size())
+    using Reader = Result<Channels> (*)(const std::filesystem::path&);
+
+    ParallelDecoder(const Paths& paths, ProgressMonitor* monitor, std::uint64_t mostPixels, Reader read)
+        : _paths(paths), _mostPixels(mostPixels), _monitor(monitor), _read(read), _slices(paths.size())
     {}
 
     Result<DecodedSlices> run()
@@ -73,6 +81,7 @@ private:
     const Paths& _paths;
     std::uint64_t _mostPixels;
     ProgressMonitor* _monitor;
+    Reader _read;
     DecodedSlices _slices;
     std::atomic<std::size_t> _next{0};
     std::atomic<std::uint64_t> _pixels{0};
@@ -103,7 +112,7 @@ private:
     /// The pixels of all slices only grow, so that whichever come first, the same stacks are too large.
     void decode(std::size_t i)
     {
-        _slices[i] = readPngFile(_paths[i]);
+        _slices[i] = _read(_paths[i]);
         if (_slices[i]) {
             const Extents size = extents(_slices[i]->front());
             _pixels += static_cast<std::uint64_t>(size[0]) * static_cast<std::uint64_t>(size[1]);
@@ -187,6 +196,28 @@ GreyStack assembled(const Paths& paths, DecodedSlices slices)
     return stack;
 }
 
+/// The kinds of pictures that a folder's slices may be, with their extensions.
+struct SliceKind {
+    const char* name;
+    std::string_view extension;
+    std::string_view longExtension;
+};
+constexpr SliceKind kSliceKinds[] = {
+    {"PNG", ".png", ".png"}, {"JPEG", ".jpg", ".jpeg"}, {"TIFF", ".tif", ".tiff"}};
+
+/// Null for a file that is no slice: its extension is another, or in both cases of letters.
+const SliceKind* sliceKind(const std::filesystem::path& path)
+{
+    const std::string extension = path.extension().string();
+    const std::string lower = extensionOf(path.string());
+    const bool isMixed = extension != lower && std::any_of(extension.begin(), extension.end(),
+                                                           [](char c) { return c >= 'a' && c <= 'z'; });
+    const auto* kind = std::find_if(std::begin(kSliceKinds), std::end(kSliceKinds), [&](const SliceKind& k) {
+        return !isMixed && (lower == k.extension || lower == k.longExtension);
+    });
+    return kind == std::end(kSliceKinds) ? nullptr : kind;
+}
+
 /// The files of a folder that are named as slices, in order.
 Result<Paths> slicesIn(const std::filesystem::path& folder)
 {
@@ -194,20 +225,27 @@ Result<Paths> slicesIn(const std::filesystem::path& folder)
     Paths paths;
     for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
          entry.increment(error)) {
-        if (isSliceName(entry->path())) {
+        if (sliceKind(entry->path())) {
             paths.push_back(entry->path());
         }
     }
     if (error) {
-        return refused({folder.string(), "no readable folder (" + error.message() + ")",
-                        "one with PNG slices", "check the path"});
+        return refused({folder.string(), "no readable folder (" + error.message() + ")", "one with slices",
+                        "check the path"});
     }
     if (paths.empty()) {
-        return refused({folder.string(), "no slice", "files with the extension .png or .PNG",
-                        "save the slices as PNG, with that extension"});
+        return refused({folder.string(), "no slice", "files with the extension .png, .jpg or .tif",
+                        "save the slices as PNG, JPEG or TIFF, with that extension"});
     }
     std::sort(paths.begin(), paths.end(),
               [](const auto& a, const auto& b) { return a.filename().native() < b.filename().native(); });
+    for (const std::filesystem::path& path : paths) {
+        if (sliceKind(path) != sliceKind(paths.front())) {
+            return refused({path.string(),
+                            sliceKind(path)->name + std::string(" beside ") + sliceKind(paths.front())->name,
+                            "slices of one kind in a folder", "move what is no slice into another folder"});
+        }
+    }
     return paths;
 }
 
@@ -281,11 +319,13 @@ Result<GreyStack> readGreyStack(Paths paths, ProgressMonitor* monitor, std::uint
         return GreyStack{{}, std::move(unnamed)};
     }
     return attempt(readable.front().string(), [&] {
-        return ParallelDecoder(readable, monitor, mostVoxels).run().map([&](DecodedSlices slices) {
-            GreyStack stack = assembled(readable, std::move(slices));
-            stack.leftOut.insert(stack.leftOut.begin(), unnamed.begin(), unnamed.end());
-            return stack;
-        });
+        return ParallelDecoder(readable, monitor, mostVoxels, readPngFile)
+            .run()
+            .map([&](DecodedSlices slices) {
+                GreyStack stack = assembled(readable, std::move(slices));
+                stack.leftOut.insert(stack.leftOut.begin(), unnamed.begin(), unnamed.end());
+                return stack;
+            });
     });
 }
 
@@ -294,11 +334,30 @@ Result<std::vector<ImageChannel<3>>> readStackFolder(const std::filesystem::path
 {
     return attempt(folder.string(), [&] {
         return slicesIn(folder).and_then([&](const Paths& paths) {
-            return ParallelDecoder(paths, monitor, mostVoxels).run().and_then([&](DecodedSlices slices) {
-                return joined(paths, std::move(slices));
-            });
+            return ParallelDecoder(paths, monitor, mostVoxels, readPictureFile)
+                .run()
+                .and_then([&](DecodedSlices slices) { return joined(paths, std::move(slices)); });
         });
     });
+}
+
+Result<std::vector<ImageChannel<3>>> readStackFile(const std::filesystem::path& path,
+                                                   ProgressMonitor* monitor, std::uint64_t mostVoxels)
+{
+    return readFileBytes(path, kMaxPngFileBytes, monitor)
+        .and_then([&](const std::vector<std::uint8_t>& bytes) {
+            return readTiffPages(bytes, path.string(), mostVoxels).and_then([&](std::vector<Channels> pages) {
+                return attempt(path.string(), [&] {
+                    Paths names;
+                    DecodedSlices slices;
+                    for (std::size_t i = 0; i < pages.size(); ++i) {
+                        names.push_back(path.string() + ", page " + std::to_string(i + 1));
+                        slices.emplace_back(std::move(pages[i]));
+                    }
+                    return joined(names, std::move(slices));
+                });
+            });
+        });
 }
 
 } // namespace zrk

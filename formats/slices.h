@@ -35,12 +35,18 @@ struct GreyStack {
 /// for another reason than that the file is missing.
 Result<GreyStack> readGreyStack(Paths paths, ProgressMonitor* monitor, std::uint64_t mostVoxels = kMaxVoxels);
 
-/// Reads the slices in a folder, the files that are named as such, in the byte-wise order of their names,
-/// with all their channels in their own depth, slices along axis 2. One that can't be read or differs from
-/// the first in extents, depth or number of channels makes the whole refused, and so do a folder without one
-/// and more pixels together than `mostVoxels`. Decodes on all cores.
+/// Reads the slices in a folder, in the byte-wise order of their names, with all their channels in their own
+/// depth, slices along axis 2. Slices are the files with the extension .png, those with .jpg or .jpeg, or
+/// those with .tif or .tiff, in lower or upper case. Files of two of these kinds make the whole refused, and
+/// so do one that can't be read or differs from the first in extents, depth or number of channels, a folder
+/// without one, and more pixels together than `mostVoxels`. Decodes on all cores.
 Result<std::vector<ImageChannel<3>>> readStackFolder(const std::filesystem::path& folder,
                                                      ProgressMonitor* monitor,
                                                      std::uint64_t mostVoxels = kMaxVoxels);
+
+/// Reads the pages of a TIFF file in the same way, the first one being the first slice.
+Result<std::vector<ImageChannel<3>>> readStackFile(const std::filesystem::path& path,
+                                                   ProgressMonitor* monitor,
+                                                   std::uint64_t mostVoxels = kMaxVoxels);
 
 } // namespace zrk

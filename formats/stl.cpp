@@ -75,7 +75,7 @@ tl::unexpected<Fault> badCorner(const std::string& place, const std::string& fou
     return refused({place, found, "three finite coordinates", kExport});
 }
 
-Result<SurfaceMesh> readBinary(Bytes bytes, const std::string& place)
+Result<FileMesh> readBinary(Bytes bytes, const std::string& place)
 {
     const std::uint32_t count = claimedTriangles(bytes);
     if (count > kMaxMeshNumbers / 3) {
@@ -113,7 +113,7 @@ public:
         : _rest(reinterpret_cast<const char*>(bytes.data()), bytes.size()), _place(place)
     {}
 
-    Result<SurfaceMesh> read()
+    Result<FileMesh> read()
     {
         Result<void> line;
         StopLookout lookout;
@@ -229,9 +229,9 @@ Result<void> writeStl(const Part& part, const ByteSink& sink, ProgressMonitor* m
     return out.finish();
 }
 
-Result<SurfaceMesh> readStl(std::span<const std::uint8_t> bytes, const std::string& place)
+Result<FileMesh> readStl(std::span<const std::uint8_t> bytes, const std::string& place)
 {
-    return attempt(place, [&]() -> Result<SurfaceMesh> {
+    return attempt(place, [&]() -> Result<FileMesh> {
         const bool isLong = bytes.size() >= kHeadBytes;
         const std::uint64_t wanted =
             isLong ? kHeadBytes + std::uint64_t{kTriangleBytes} * claimedTriangles(bytes) : 0;
@@ -251,7 +251,7 @@ Result<SurfaceMesh> readStl(std::span<const std::uint8_t> bytes, const std::stri
     });
 }
 
-Result<SurfaceMesh> readStlFile(const std::filesystem::path& path)
+Result<FileMesh> readStlFile(const std::filesystem::path& path)
 {
     return readFileBytes(path, kMaxMeshFileBytes).and_then([&](const std::vector<std::uint8_t>& bytes) {
         return readStl(bytes, path.string());

@@ -23,9 +23,9 @@ Result<void> writeStl(const Part& part, const ByteSink& sink, ProgressMonitor* m
 /// triangles than the limit. Memory: what the triangles take, some 100 bytes each.
 ///
 /// @param place  where the bytes come from, for messages.
-Result<SurfaceMesh> readStl(std::span<const std::uint8_t> bytes, const std::string& place);
+Result<FileMesh> readStl(std::span<const std::uint8_t> bytes, const std::string& place);
 
 /// The same from a file.
-Result<SurfaceMesh> readStlFile(const std::filesystem::path& path);
+Result<FileMesh> readStlFile(const std::filesystem::path& path);
 
 } // namespace zrk

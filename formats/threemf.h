@@ -4,6 +4,11 @@
 #include "formats/part.h"
 #include "formats/piece_writer.h"
 
+#include <cstdint>
+#include <filesystem>
+#include <span>
+#include <string>
+
 namespace zrk {
 
 /// Writes a 3MF package with one object, in the part's unit or, without one, in millimetres, the format's
@@ -20,5 +25,23 @@ namespace zrk {
 /// Source: 3MF Consortium, "3D Manufacturing Format" 1.2.3, "Materials and Properties
 /// Extension" 1.2.1, "Beam Lattice Extension" 1.1; ECMA-376 part 2 for the package.
 Result<void> writeThreeMf(const Part& part, const ByteSink& sink, ProgressMonitor* monitor);
+
+/// Reads the meshes of all build items of a 3MF package as one mesh, in the package's unit, with the
+/// transforms of items and components applied. A transform that mirrors turns the triangles around, so that
+/// what was outside stays so. Components in other parts of the package are read (production extension).
+/// Colours, materials, beams and slices aren't read; objects of the types "support", "solidsupport" and
+/// "other" are left out with a warning.
+///
+/// Refuses a package that requires an extension which changes its shape, damaged archives and XML, corners
+/// that name no vertex, coordinates that aren't finite, components that lead in a circle, and what is beyond
+/// the limits (see limits.h).
+///
+/// @param place  where the bytes come from, for messages.
+///
+/// Source: 3MF Consortium, "3D Manufacturing Format" 1.2.3, "Production Extension" 1.1.2.
+Result<FileMesh> readThreeMf(std::span<const std::uint8_t> bytes, const std::string& place);
+
+/// The same from a file.
+Result<FileMesh> readThreeMfFile(const std::filesystem::path& path);
 
 } // namespace zrk

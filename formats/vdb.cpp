@@ -135,19 +135,25 @@ typename Grid::Ptr gridOf(const Volume& volume, const std::string& name, const K
     grid->setTransform(transform);
     grid->setName(name);
     grid->setCreator("zrk");
+    if (!volume.unit.empty()) {
+        grid->insertMeta("unit", openvdb::StringMetadata(volume.unit));
+    }
     return grid;
 }
 
-/// None where it was stopped.
+/// Grids of numbers and of vectors of a type of numbers. None where it was stopped.
+template <class ScalarGrid, class VectorGrid>
 openvdb::GridCPtrVec gridsOf(const Volume& volume, const KeepGoing& keepGoing)
 {
     const double* values = volume.values.data();
     const auto components = static_cast<std::size_t>(volume.components);
     const auto component = [&](std::size_t which) {
-        return [=](std::size_t place) { return values[components * place + which]; };
+        return [=](std::size_t place) {
+            return static_cast<typename ScalarGrid::ValueType>(values[components * place + which]);
+        };
     };
     if (volume.components == 1) {
-        const auto grid = gridOf<openvdb::DoubleGrid>(volume, volume.name, keepGoing, component(0));
+        const auto grid = gridOf<ScalarGrid>(volume, volume.name, keepGoing, component(0));
         if (!grid) {
             return {};
         }
@@ -157,16 +163,16 @@ openvdb::GridCPtrVec gridsOf(const Volume& volume, const KeepGoing& keepGoing)
         return {grid};
     }
     const bool hasOpacity = volume.components == 4;
-    const auto vectors = gridOf<openvdb::Vec3DGrid>(
+    const auto vectors = gridOf<VectorGrid>(
         volume, volume.name, partOf(keepGoing, 0, hasOpacity ? 0.5 : 1.0), [&](std::size_t place) {
             const double* const record = values + components * place;
-            return openvdb::Vec3d(record[0], record[1], record[2]);
+            return typename VectorGrid::ValueType(openvdb::Vec3d(record[0], record[1], record[2]));
         });
     if (!vectors || !hasOpacity) {
         return vectors ? openvdb::GridCPtrVec{vectors} : openvdb::GridCPtrVec{};
     }
     const auto opacity =
-        gridOf<openvdb::DoubleGrid>(volume, volume.name + "_alpha", partOf(keepGoing, 0.5, 1), component(3));
+        gridOf<ScalarGrid>(volume, volume.name + "_alpha", partOf(keepGoing, 0.5, 1), component(3));
     return opacity ? openvdb::GridCPtrVec{vectors, opacity} : openvdb::GridCPtrVec{};
 }
 
@@ -364,7 +370,10 @@ private:
 Result<void> writeVdbVolume(const Volume& volume, const ByteSink& sink, const KeepGoing& keepGoing)
 {
     const Session session(1);
-    const openvdb::GridCPtrVec grids = gridsOf(volume, partOf(keepGoing, 0, kShareOfGrid));
+    const KeepGoing share = partOf(keepGoing, 0, kShareOfGrid);
+    const openvdb::GridCPtrVec grids = volume.type == NumberType::Float32
+                                           ? gridsOf<openvdb::FloatGrid, openvdb::Vec3SGrid>(volume, share)
+                                           : gridsOf<openvdb::DoubleGrid, openvdb::Vec3DGrid>(volume, share);
     return grids.empty() ? Result<void>(refused(interruptedAt("writing")))
                          : writeGrids(grids, sink, keepGoing);
 }

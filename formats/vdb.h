@@ -12,7 +12,7 @@ struct Volume;
 /// Whether this build writes VDB files, that is, was made with OpenVDB. The writers below refuse all else.
 bool canWriteVdb();
 
-/// Writes a volume as VDB: a grid of doubles for scalars, of vectors of three doubles for vectors. A colour
+/// Writes a volume as VDB: a grid of numbers for scalars, of vectors of three numbers for vectors. A colour
 /// with opacity is a grid of its first three components and one of the fourth, named with "_alpha" at the
 /// end. All nodes are active and hold the values as they are; outside of them a reader finds 0. Node (0, 0,
 /// 0) has index (0, 0, 0), and the grid's transform gives its position. A density is a fog volume; of other

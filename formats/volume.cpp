@@ -33,8 +33,10 @@ VolumeFrame frameFor(VolumeFormat format, const Volume& volume)
 }
 
 Result<void> writeTo(AtomicFile& file, const std::string& path, const VolumeFrame& frame,
-                     std::span<const double> values, const KeepGoing& keepGoing)
+                     const Volume& volume, const KeepGoing& keepGoing)
 {
+    const std::span<const double> values = volume.values;
+    std::vector<float> rounded;
     bool isWritten = file.write(frame.head.data(), frame.head.size());
     for (std::size_t done = 0; isWritten && done < values.size(); done += kChunkValues) {
         if (keepGoing && !keepGoing(static_cast<double>(done) / static_cast<double>(values.size()))) {
@@ -42,7 +44,12 @@ Result<void> writeTo(AtomicFile& file, const std::string& path, const VolumeFram
         }
         const std::span<const double> chunk =
             values.subspan(done, std::min(kChunkValues, values.size() - done));
-        isWritten = file.write(chunk.data(), chunk.size_bytes());
+        if (volume.type == NumberType::Float32) {
+            rounded.assign(chunk.begin(), chunk.end());
+            isWritten = file.write(rounded.data(), rounded.size() * sizeof(float));
+        } else {
+            isWritten = file.write(chunk.data(), chunk.size_bytes());
+        }
     }
     isWritten = file.write(frame.tail.data(), frame.tail.size());
     if (isWritten && keepGoing && !keepGoing(1.0)) {
@@ -67,6 +74,11 @@ std::string Volume::nameInOneLine() const
     return line;
 }
 
+std::uint64_t Volume::bytesInFile() const
+{
+    return values.size() * (type == NumberType::Float32 ? sizeof(float) : sizeof(double));
+}
+
 Result<VolumeFormat> volumeFormat(const std::string& path)
 {
     static const std::vector<NamedFormat<VolumeFormat>> kFormats = {{".npy", VolumeFormat::Npy},
@@ -85,7 +97,7 @@ Result<void> writeVolume(const std::string& path, const Volume& volume, const Ke
     return volumeFormat(path).and_then([&](VolumeFormat format) {
         return AtomicFile::create(path).and_then([&](AtomicFile file) {
             if (format != VolumeFormat::Vdb) {
-                return writeTo(file, path, frameFor(format, volume), volume.values, keepGoing);
+                return writeTo(file, path, frameFor(format, volume), volume, keepGoing);
             }
             const auto sink = [&file](const void* bytes, std::size_t size) {
                 return file.write(bytes, size);

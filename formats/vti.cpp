@@ -9,6 +9,25 @@
 
 namespace zrk {
 
+namespace {
+
+/// The unit as a text that readers show beside the data: the codes of its characters and a zero.
+std::string fieldData(const std::string& unit)
+{
+    if (unit.empty()) {
+        return "";
+    }
+    std::string codes;
+    for (const char c : unit) {
+        codes += fmt::format("{} ", static_cast<unsigned char>(c));
+    }
+    return fmt::format("    <FieldData>\n      <DataArray type=\"String\" Name=\"unit\" NumberOfTuples=\"1\" "
+                       "format=\"ascii\">\n        {}0\n      </DataArray>\n    </FieldData>\n",
+                       codes);
+}
+
+} // namespace
+
 VolumeFrame vtiFrame(const Volume& volume)
 {
     const std::string name = volume.name.empty() ? "values" : xmlText(volume.nameInOneLine());
@@ -21,13 +40,14 @@ VolumeFrame vtiFrame(const Volume& volume)
     head += fmt::format("  <ImageData WholeExtent=\"{}\" Origin=\"{} {} {}\" Spacing=\"{} {} {}\">\n", extent,
                         volume.lower[0], volume.lower[1], volume.lower[2], volume.spacing(0),
                         volume.spacing(1), volume.spacing(2));
+    head += fieldData(volume.unit);
     head += fmt::format("    <Piece Extent=\"{}\">\n      <PointData {}=\"{}\">\n", extent, role, name);
-    head += fmt::format("        <DataArray type=\"Float64\" Name=\"{}\" NumberOfComponents=\"{}\" "
+    head += fmt::format("        <DataArray type=\"{}\" Name=\"{}\" NumberOfComponents=\"{}\" "
                         "format=\"appended\" offset=\"0\"/>\n",
-                        name, volume.components);
+                        volume.type == NumberType::Float32 ? "Float32" : "Float64", name, volume.components);
     head += "      </PointData>\n    </Piece>\n  </ImageData>\n  <AppendedData encoding=\"raw\">\n   _";
     // The block begins with its length in bytes.
-    const std::uint64_t bytes = volume.values.size_bytes();
+    const std::uint64_t bytes = volume.bytesInFile();
     head.append(reinterpret_cast<const char*>(&bytes), sizeof bytes);
     return {head, "\n  </AppendedData>\n</VTKFile>\n"};
 }

@@ -2,7 +2,7 @@
 
 #include "core/mesh/beams/beam_field.h"
 #include "formats/obj.h"
-#include "testing/bytes_as_file.h"
+#include "testing/mesh_from_bytes.h"
 
 #include <cstring>
 #include <limits>
@@ -25,21 +25,17 @@ void expectSmallest(const zrk::BeamCacheData& lattice, const zrk::Tensor<3, doub
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const BytesAsFile file(data, size);
-    zrk::WavefrontObj obj = zrk::parseWavefrontObj(file.path());
-    if (obj.indexFault) {
-        return 0;
+    zrktest::MeshFromBytes mesh(data, size);
+    if (mesh.isFitted) {
+        zrk::fitVerticesToBox(static_cast<int>(mesh.vertices.size() / 3), mesh.vertices,
+                              zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
     }
-    // The first byte chooses between the mesh as it stands and the fitted one.
-    if (size > 0 && data[0] % 2 == 0) {
-        zrk::fitVerticesToBox(obj.vertexCount, obj.vertices, zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
-    }
-    const auto lattice = zrk::BeamCacheData::ofEdges(obj.vertices, obj.indices);
+    const auto lattice = zrk::BeamCacheData::ofEdges(mesh.vertices, mesh.indices);
     if (!lattice->field) {
         return 0;
     }
-    for (std::size_t i = 0; i + 2 < obj.vertices.size() && i < 30; i += 3) {
-        const zrk::Tensor<3, double> vertex = zrk::pointAt(obj.vertices.data() + i);
+    for (std::size_t i = 0; i + 2 < mesh.vertices.size() && i < 30; i += 3) {
+        const zrk::Tensor<3, double> vertex = zrk::pointAt(mesh.vertices.data() + i);
         for (const double scale : {1.0, 0.5, 1.0000001, -3.0}) {
             expectSmallest(*lattice, scale * vertex);
         }

@@ -4,7 +4,7 @@
 #include "core/mesh/mesh_field.h"
 #include "core/mesh/search/closest_point.h"
 #include "formats/obj.h"
-#include "testing/bytes_as_file.h"
+#include "testing/mesh_from_bytes.h"
 
 #include <cmath>
 
@@ -33,19 +33,18 @@ void expectSearched(const zrk::MeshWindingField& field, const zrk::Tensor<3, dou
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const BytesAsFile file(data, size);
-    zrk::WavefrontObj obj = zrk::parseWavefrontObj(file.path());
-    if (obj.indexFault || obj.triangleCount == 0) {
+    zrktest::MeshFromBytes mesh(data, size);
+    if (mesh.indices.empty()) {
         return 0;
     }
-    // The first byte chooses between the mesh as it stands and the fitted one.
-    if (data[0] % 2 == 0) {
-        zrk::fitVerticesToBox(obj.vertexCount, obj.vertices, zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
+    if (mesh.isFitted) {
+        zrk::fitVerticesToBox(static_cast<int>(mesh.vertices.size() / 3), mesh.vertices,
+                              zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
     }
-    const zrk::MeshWindingField field(obj.vertices, obj.indices);
+    const zrk::MeshWindingField field(mesh.vertices, mesh.indices);
     zrk::MeshWindingField::Trail trail;
-    for (std::size_t i = 0; i + 2 < obj.vertices.size() && i < 30; i += 3) {
-        const zrk::Tensor<3, double> vertex = zrk::pointAt(obj.vertices.data() + i);
+    for (std::size_t i = 0; i + 2 < mesh.vertices.size() && i < 30; i += 3) {
+        const zrk::Tensor<3, double> vertex = zrk::pointAt(mesh.vertices.data() + i);
         for (const double scale : {1.0, 0.5, 1.0000001, -3.0}) {
             expectSearched(field, scale * vertex, trail);
         }

@@ -43,6 +43,9 @@ fs::path DocumentPaths::find(const std::string& path, const std::string& place) 
     // Joined as texts: where memory fails, the library's own operator for paths crashes.
     const fs::path file =
         path.starts_with('/') || _folder.empty() ? fs::path(path) : fs::path(_folder.native() + "/" + path);
+    if (_found) {
+        _found->push_back(file);
+    }
     if (!_isConfined) {
         return file;
     }

@@ -2,6 +2,8 @@
 
 #include <filesystem>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace zrkmodel {
 
@@ -10,8 +12,10 @@ class DocumentPaths {
 public:
     /// @param folder      the document's, that relative paths start from.
     /// @param isConfined  refuse what lies outside of the folder, also by way of links.
-    DocumentPaths(std::filesystem::path folder, bool isConfined = false)
-        : _folder(std::move(folder)), _isConfined(isConfined)
+    /// @param found       told of each path that is asked for; may be null.
+    DocumentPaths(std::filesystem::path folder, bool isConfined = false,
+                  std::vector<std::filesystem::path>* found = nullptr)
+        : _folder(std::move(folder)), _isConfined(isConfined), _found(found)
     {}
 
     const std::filesystem::path& folder() const { return _folder; }
@@ -28,6 +32,7 @@ public:
 private:
     std::filesystem::path _folder;
     bool _isConfined;
+    std::vector<std::filesystem::path>* _found;
 
     void refuseOutside(const std::filesystem::path& file, const std::string& path,
                        const std::string& place) const;

@@ -2,14 +2,20 @@
 
 #include "core/engine/progress.h"
 #include "core/values/stop.h"
+#include "formats/part.h"
 #include "host/document_context.h"
 #include "host/document_json.h"
 #include "host/document_values.h"
+#include "host/geometry_reader.h"
+#include "host/import_entry.h"
 #include "host/nearest_names.h"
 #include "host/type_lookup.h"
+#include "model/document.h"
 #include "model/file_import.h"
 #include "model/graph_object.h"
+#include "model/manual.h"
 #include "model/pins.h"
+#include "model/property.h"
 #include "model/registry.h"
 #include "model/serialization.h"
 #include "model/type_info.h"
@@ -42,11 +48,17 @@ std::string keyOfGreatest(const ZRKJson& values)
     return greatest;
 }
 
+/// Null for a type that isn't registered.
+const ZRKGraphObjectRegistration* registrationOf(const ZRKGraphObject& object)
+{
+    const ZRKTypeInfo& type = object.typeInfo();
+    return ZRKGraphObject::registry().find(type.uuid, type.name);
+}
+
 /// The key whose value a component of this kind refuses to read; empty when it is none of them alone.
 std::string unreadableKey(const ZRKGraphObject& object, const ZRKJson& values)
 {
-    const ZRKTypeInfo& type = object.typeInfo();
-    const auto* registration = ZRKGraphObject::registry().find(type.uuid, type.name);
+    const auto* registration = registrationOf(object);
     if (!registration) {
         return "";
     }
@@ -104,6 +116,7 @@ void DocumentReader::read(const std::string& text)
     readLinks();
     warnOfLinksThatDontFit();
     readOutput();
+    readView();
     _document._graph->setSilent(false);
 }
 
@@ -167,6 +180,12 @@ void DocumentReader::readContext()
                "write \"context\": {\"modelBounds\": [[-1, -1, -1], [1, 1, 1]]}, or leave it out");
     }
     warnOfUnknown(*context, "\"context\"", {"unit", "modelBounds", "modelLocalBounds", "modelTransform"});
+    if (const auto unit = context->find("unit"); unit != context->end()) {
+        if (!unit->is_string() || !zrk::lengthUnit("", unit->get<std::string>())) {
+            warn("\"context\", \"unit\"", shown(*unit), "\"m\", \"cm\", \"mm\", \"um\", \"inch\" or \"ft\"",
+                 "write one of them, or leave it out; as it stands, no unit is known");
+        }
+    }
     auto answers = std::make_shared<DocumentContext>();
     const auto readBox = [&](const char* key, std::optional<zrk::BBox<double>>& box) {
         const auto member = context->find(key);
@@ -208,8 +227,24 @@ void DocumentReader::readResources()
         _document._resources = _given;
         return;
     }
-    _document._resources = zrk::valueOrThrow(
-        DocumentResources::load(resources ? *resources : ZRKJson::array(), _name, _paths, _monitor));
+    _document._resources = zrk::valueOrThrow(DocumentResources::load(
+        resources ? *resources : ZRKJson::array(), _name, _paths, _monitor, _document.unit(), &_warnings));
+    if (resources) {
+        warnOfUnknownMembers(*resources);
+    }
+}
+
+void DocumentReader::warnOfUnknownMembers(const ZRKJson& resources)
+{
+    for (std::size_t i = 0; i < resources.size(); ++i) {
+        zrk::stopIfAsked();
+        std::vector<std::string> known = {"uuid", "kind", "name"};
+        const bool isGeometry = resources[i]["kind"] == "geometry";
+        for (const char* key : isGeometry ? shapeMembers(resources[i]) : std::vector<const char*>{"path"}) {
+            known.emplace_back(key);
+        }
+        warnOfUnknown(resources[i], fmt::format("resources[{}]", i), known);
+    }
 }
 
 void DocumentReader::readNodes()
@@ -270,7 +305,7 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
 
 /// Runs the component's import. What becomes of data that it can't read is its own rule; here it is a
 /// warning.
-void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, const std::string& place)
+void DocumentReader::readImport(const ZRKJson& entry, ZRKGraphObject& object, const std::string& place)
 {
     auto* import = dynamic_cast<ZRKFileImport*>(&object);
     if (!import) {
@@ -278,26 +313,28 @@ void DocumentReader::readImport(const ZRKJson& paths, ZRKGraphObject& object, co
              "leave the key out; as it stands, the paths are kept and not read");
         return;
     }
-    const auto isText = [](const ZRKJson& path) { return path.is_string(); };
-    const bool isList = paths.is_array() && !paths.empty() && std::all_of(paths.begin(), paths.end(), isText);
-    if (!paths.is_string() && !isList) {
-        refuse(place, shown(paths), "a path or an array of paths",
-               "write the paths as strings, relative to the document");
+    if (entry.is_object()) {
+        std::vector<std::string> known = import->importOptions();
+        known.emplace_back("path");
+        warnOfUnknown(entry, place, known);
     }
+    ImportEntry imports = readImportEntry(entry, where(place), _warnings);
+    imports.options.unit = _document.unit();
     std::vector<std::filesystem::path> files;
-    for (const ZRKJson& path : isList ? paths : ZRKJson::array({paths})) {
-        files.push_back(_paths.find(path.get<std::string>(), where(place)));
+    for (const std::string& path : imports.paths) {
+        files.push_back(_paths.find(path, where(place)));
     }
-    const zrk::Result<void> imported =
-        zrk::attempt(files.front().string(), [&] { return import->importFiles(files, _monitor); });
-    if (imported) {
-        return;
+    zrk::Result<ZRKImportWarnings> imported = zrk::attempt(
+        files.front().string(), [&] { return import->importFiles(files, _monitor, imports.options); });
+    if (!imported) {
+        if (imported.error().kind != zrk::FaultKind::BadInput) {
+            throw zrk::FaultError(zrk::within(where(place), std::move(imported.error())));
+        }
+        imported = ZRKImportWarnings{std::move(imported.error())};
     }
-    zrk::Fault fault = zrk::within(where(place), imported.error());
-    if (fault.kind != zrk::FaultKind::BadInput) {
-        throw zrk::FaultError(std::move(fault));
+    for (zrk::Fault& warning : *imported) {
+        _warnings.push_back(zrk::within(where(place), std::move(warning)));
     }
-    _warnings.push_back(std::move(fault));
 }
 
 /// What a node computes while it is read can be stopped; half a document isn't kept.
@@ -334,12 +371,75 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
         throw zrk::FaultError(zrk::faultOf(error, where(keyPlace(place, keyOfGreatest(values)))));
     }
     refuseIfStopped(place);
+    warnOfUnlistedChoices(values, object, place);
+    warnOfOtherGeometries(object, place);
     const std::vector<std::string> unread = stored.unreadPlaces();
     const std::vector<std::string> known = unread.empty() ? unread : keysOf(storedForm(object));
     for (const std::string& key : unread) {
         warn(keyPlace(place, key), "a key that the type doesn't know", "the name of a property",
              fmt::format("{}`zrk types {}` lists them; as it stands, the key is kept and not used",
                          didYouMean(key, known), uniqueName(object.typeInfo())));
+    }
+}
+
+/// Warns of geometry of another kind than the type's manual says.
+void DocumentReader::warnOfOtherGeometries(const ZRKGraphObject& object, const std::string& place)
+{
+    const auto* registration = registrationOf(object);
+    for (const ManualValue& value :
+         registration ? manualOf(*registration).properties : std::span<const ManualValue>()) {
+        if (value.kind != "geometry" || value.range.empty()) {
+            continue;
+        }
+        const std::string key(value.key);
+        using GeometryProperty = ZRKProperty<std::shared_ptr<ZRKGeometry>>;
+        const auto* property = dynamic_cast<const GeometryProperty*>(object.findProperty(key));
+        if (!property || !property->value()) {
+            continue;
+        }
+        const unsigned kind = geometryKind(*property->value());
+        const char* found = kind == kPointGeometry     ? "point"
+                            : kind == kCurveGeometry   ? "curve"
+                            : kind == kSurfaceGeometry ? "surface"
+                                                       : "solid or a group";
+        if (found != value.range) {
+            warn(keyPlace(place, key), fmt::format("a geometry that is a {}", found),
+                 fmt::format("one that is a {}", value.range),
+                 "name another geometry of \"resources\"; as it stands, the node is without one");
+        }
+    }
+}
+
+/// Warns of properties that have a value beyond those that the type's manual lists. Readers take any number
+/// of an enum, and any text.
+void DocumentReader::warnOfUnlistedChoices(const ZRKJson& values, const ZRKGraphObject& object,
+                                           const std::string& place)
+{
+    const auto* registration = registrationOf(object);
+    if (!registration) {
+        return;
+    }
+    for (const ManualValue& property : manualOf(*registration).properties) {
+        const std::string key(property.key);
+        const auto stored = values.find(key);
+        const ZRKPropertyBase* held = object.findProperty(key);
+        if (property.choices.empty() || stored == values.end() || !held) {
+            continue;
+        }
+        const ZRKJson taken = held->valueJson();
+        const auto isTaken = [&](const ManualChoice& choice) { return taken.dump() == choice.value; };
+        if (std::none_of(property.choices.begin(), property.choices.end(), isTaken)) {
+            std::string listed;
+            for (const ManualChoice& choice : property.choices) {
+                listed += fmt::format("{}{}", listed.empty() ? "one of " : ", ", choice.value);
+                listed += choice.name.empty() ? "" : fmt::format(" ({})", choice.name);
+            }
+            warn(keyPlace(place, key), shown(*stored), listed,
+                 fmt::format(
+                     "write one of these; as it stands, the value is kept, and `zrk types {}` tells what it "
+                     "does",
+                     uniqueName(object.typeInfo())));
+        }
     }
 }
 
@@ -483,6 +583,43 @@ void DocumentReader::readOutput()
     }
     const Pin_handle handle = readPin(*output, "\"output\"", true);
     _document._output = PinAddress{handle.node(), handle.index()};
+}
+
+/// Advice on how slices are drawn: what can't be read of it is left out.
+void DocumentReader::readView()
+{
+    const auto view = _document._root.find("view");
+    if (view == _document._root.end()) {
+        return;
+    }
+    const auto take = [&](const char* key, bool isGood, const ZRKJson& value, const char* expected) {
+        if (!isGood) {
+            warn(fmt::format("\"view\", \"{}\"", key), shown(value), expected,
+                 "write that, or leave it out; as it stands, it isn't used");
+        }
+        return isGood;
+    };
+    if (!view->is_object()) {
+        warn("\"view\"", shown(*view), "an object", "write \"view\": {\"axis\": \"y\", \"at\": 0.5}");
+        return;
+    }
+    if (const auto axis = view->find("axis"); axis != view->end()) {
+        const bool isAxis = *axis == "x" || *axis == "y" || *axis == "z";
+        if (take("axis", isAxis, *axis, "\"x\", \"y\" or \"z\"")) {
+            _document._view.axis = axis->get<std::string>()[0] - 'x';
+        }
+    }
+    if (const auto at = view->find("at"); at != view->end()) {
+        if (take("at", at->is_number() && *at >= 0 && *at <= 1, *at, "a number from 0 to 1")) {
+            _document._view.at = at->get<double>();
+        }
+    }
+    if (const auto range = view->find("range"); range != view->end()) {
+        if (take("range", isNumbers(*range, 2) && (*range)[0] < (*range)[1], *range,
+                 "two numbers, the smaller one first")) {
+            _document._view.range = {(*range)[0].get<double>(), (*range)[1].get<double>()};
+        }
+    }
 }
 
 } // namespace zrkmodel

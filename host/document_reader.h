@@ -19,7 +19,7 @@ public:
           _name(name),
           _warnings(warnings),
           _monitor(settings.monitor),
-          _paths(std::filesystem::path(name).parent_path(), settings.isConfined),
+          _paths(std::filesystem::path(name).parent_path(), settings.isConfined, settings.files),
           _given(settings.resources)
     {}
 
@@ -41,11 +41,15 @@ private:
     void readNode(const ZRKJson& entry, std::size_t index);
     void refuseIfStopped(const std::string& place) const;
     void readValues(const ZRKJson& values, ZRKGraphObject& object, const std::string& place);
-    void readImport(const ZRKJson& paths, ZRKGraphObject& object, const std::string& place);
+    void warnOfOtherGeometries(const ZRKGraphObject& object, const std::string& place);
+    void warnOfUnlistedChoices(const ZRKJson& values, const ZRKGraphObject& object, const std::string& place);
+    void readImport(const ZRKJson& entry, ZRKGraphObject& object, const std::string& place);
     void readLinks();
     void readLink(const ZRKJson& entry, std::size_t index);
     void warnOfLinksThatDontFit();
     void readOutput();
+    void readView();
+    void warnOfUnknownMembers(const ZRKJson& resources);
 
     /// Warns of members of an object that documents don't know there.
     void warnOfUnknown(const ZRKJson& object, const std::string& place,

@@ -68,8 +68,15 @@ std::string listedName(const ZRKJson& entry)
 class ResourceReader {
 public:
     ResourceReader(const ZRKJson& entries, const std::string& file, const DocumentPaths& paths,
-                   DocumentResources& resources, zrk::ProgressMonitor* monitor)
-        : _entries(entries), _file(file), _paths(paths), _resources(resources), _monitor(monitor)
+                   DocumentResources& resources, zrk::ProgressMonitor* monitor, const std::string& unit,
+                   std::vector<zrk::Fault>& warnings)
+        : _entries(entries),
+          _file(file),
+          _paths(paths),
+          _resources(resources),
+          _monitor(monitor),
+          _unit(unit),
+          _warnings(warnings)
     {}
 
     void read()
@@ -84,7 +91,7 @@ public:
             if (!isGeometry(i)) {
                 loadImage(i);
             } else if (!isGroup(_entries[i])) {
-                loaded(i, zrk::valueOrThrow(readGeometry(_entries[i], place(i), _paths)));
+                loaded(i, zrk::valueOrThrow(readGeometry(_entries[i], place(i), _paths, _unit, _warnings)));
             }
         }
         for (std::size_t i = 0; i < _entries.size(); ++i) {
@@ -123,6 +130,8 @@ private:
     const DocumentPaths& _paths;
     DocumentResources& _resources;
     zrk::ProgressMonitor* _monitor;
+    const std::string& _unit;
+    std::vector<zrk::Fault>& _warnings;
     std::vector<std::shared_ptr<DocumentGeometry>> _geometries; ///< null for images
     std::vector<bool> _isOpen;
     std::size_t _memberCount = 0;
@@ -272,15 +281,17 @@ private:
     }
 };
 
-zrk::Result<std::shared_ptr<DocumentResources>> DocumentResources::load(const ZRKJson& entries,
-                                                                        const std::string& file,
-                                                                        const DocumentPaths& paths,
-                                                                        zrk::ProgressMonitor* monitor)
+zrk::Result<std::shared_ptr<DocumentResources>>
+DocumentResources::load(const ZRKJson& entries, const std::string& file, const DocumentPaths& paths,
+                        zrk::ProgressMonitor* monitor, const std::string& unit,
+                        std::vector<zrk::Fault>* warnings)
 {
+    std::vector<zrk::Fault> unheard;
     return zrk::attempt(file + ", \"resources\"", [&] {
         auto resources = std::make_shared<DocumentResources>();
         resources->_folder = paths.folder();
-        ResourceReader(entries, file, paths, *resources, monitor).read();
+        ResourceReader(entries, file, paths, *resources, monitor, unit, warnings ? *warnings : unheard)
+            .read();
         return resources;
     });
 }

@@ -34,11 +34,13 @@ public:
     ///
     /// @param file     the document's, for messages.
     /// @param paths    where the paths in the entries lead.
-    /// @param monitor  may be null.
-    static zrk::Result<std::shared_ptr<DocumentResources>> load(const ZRKJson& entries,
-                                                                const std::string& file,
-                                                                const DocumentPaths& paths,
-                                                                zrk::ProgressMonitor* monitor = nullptr);
+    /// @param monitor   may be null.
+    /// @param unit      the document's, such as "mm"; empty where it has none.
+    /// @param warnings  appended to; may be null.
+    static zrk::Result<std::shared_ptr<DocumentResources>>
+    load(const ZRKJson& entries, const std::string& file, const DocumentPaths& paths,
+         zrk::ProgressMonitor* monitor = nullptr, const std::string& unit = {},
+         std::vector<zrk::Fault>* warnings = nullptr);
 
     /// Nil for a uuid that no entry has.
     ZRKResourceHandle find(const ZRKuuid& uuid) override;

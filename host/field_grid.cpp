@@ -1,15 +1,19 @@
 #include "host/field_grid.h"
 
 #include "core/engine/field_sampler.h"
+#include "core/values/batch.h"
 #include "core/values/large_pages.h"
 #include "host/free_memory.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace zrkmodel {
@@ -38,33 +42,121 @@ void checkSize(double samples, std::size_t components)
     }
 }
 
-/// Stores the components of each record side by side.
+/// Least, greatest and sum of the components of samples, lane by lane.
+struct Totals {
+    zrk::Batch least = std::numeric_limits<double>::infinity();
+    zrk::Batch greatest = -std::numeric_limits<double>::infinity();
+    zrk::Batch sum = 0.0;
+    zrk::Batch finite = 0.0; ///< how many components are
+    std::size_t undefined = 0;
+
+    /// Adds those samples of a batch whose lanes are in the mask.
+    void add(const zrk::Block& block, std::size_t components, std::size_t first, zrk::BatchMask counts)
+    {
+        zrk::BatchMask isUndefined(false);
+        for (std::size_t c = 0; c < components; ++c) {
+            const zrk::Batch v = zrk::Batch::load(block.row(c) + first);
+            const zrk::BatchMask isCounted = counts && isFinite(v);
+            isUndefined = isUndefined || isNaN(v);
+            least = select(counts && v < least, v, least);
+            greatest = select(counts && v > greatest, v, greatest);
+            sum += select(isCounted, v, 0.0);
+            finite += select(isCounted, 1.0, 0.0);
+        }
+        undefined += static_cast<std::size_t>(std::popcount(bitsOf(counts && isUndefined)));
+    }
+
+    void add(const zrk::Block& block, std::size_t components, std::size_t count)
+    {
+        constexpr std::size_t kSize = zrk::Batch::size;
+        std::size_t i = 0;
+        for (; i + kSize <= count; i += kSize) {
+            add(block, components, i, true);
+        }
+        if (i < count) {
+            // Rows may be read beyond their last sample.
+            std::array<double, kSize> isCounted{};
+            std::fill_n(isCounted.begin(), count - i, 1.0);
+            add(block, components, i, zrk::Batch::load(isCounted.data()) > 0.0);
+        }
+    }
+};
+
+/// Stores the components of each record side by side, and sums them up.
 class ComponentSink final : public zrk::BlockSink {
 public:
-    ComponentSink(double* values, std::size_t components) : _values(values), _components(components) {}
+    ComponentSink(FieldValues& values, std::size_t components, bool keepsWeightless)
+        : _values(values), _components(components), _keepsWeightless(keepsWeightless)
+    {}
 
     void take(std::int32_t firstSample, std::size_t sampleCount, const zrk::Block& block) override
     {
-        double* out = _values + static_cast<std::size_t>(firstSample) * _components;
+        const auto first = static_cast<std::size_t>(firstSample);
+        double* out = _values.data() + first * _components;
         if (_components == 1) {
             std::copy_n(block.row(0), sampleCount, out);
-            return;
-        }
-        for (std::size_t c = 0; c < _components; ++c) {
-            const double* row = block.row(c);
-            for (std::size_t i = 0; i < sampleCount; ++i) {
-                out[i * _components + c] = row[i];
+        } else {
+            for (std::size_t c = 0; c < _components; ++c) {
+                const double* row = block.row(c);
+                for (std::size_t i = 0; i < sampleCount; ++i) {
+                    out[i * _components + c] = row[i];
+                }
             }
         }
+        summarize(first, sampleCount, block);
+    }
+
+    /// The summary of all that was taken.
+    FieldSummary summary() const
+    {
+        FieldSummary all = _summary;
+        if (!(all.least <= all.greatest)) {
+            all.least = all.greatest = 0;
+        }
+        all.mean = _finite > 0 ? _sum / _finite : 0;
+        return all;
     }
 
 private:
-    double* _values;
+    FieldValues& _values;
     std::size_t _components;
+    bool _keepsWeightless;
+    std::mutex _access; ///< to what stands below
+    FieldSummary _summary{.least = std::numeric_limits<double>::infinity(),
+                          .greatest = -std::numeric_limits<double>::infinity()};
+    double _sum = 0;
+    double _finite = 0;
+
+    void summarize(std::size_t first, std::size_t count, const zrk::Block& block)
+    {
+        Totals totals;
+        totals.add(block, _components, count);
+        std::size_t weightless = 0;
+        for (std::size_t i = 0; !block.hasUnitWeight() && i < count; ++i) {
+            weightless += block.weights()[i] == 0 ? 1 : 0;
+        }
+        const std::lock_guard lock(_access);
+        if (weightless > 0 && _keepsWeightless) {
+            _values.isWeightless.resize(sampleCount());
+            std::transform(block.weights(), block.weights() + count, _values.isWeightless.data() + first,
+                           [](double weight) { return weight == 0 ? 1 : 0; });
+        }
+        _summary.samples += count;
+        _summary.weightless += weightless;
+        _summary.undefined += totals.undefined;
+        for (std::size_t lane = 0; lane < zrk::Batch::size; ++lane) {
+            _summary.least = std::min(_summary.least, totals.least.lane(lane));
+            _summary.greatest = std::max(_summary.greatest, totals.greatest.lane(lane));
+            _sum += totals.sum.lane(lane);
+            _finite += totals.finite.lane(lane);
+        }
+    }
+
+    std::size_t sampleCount() const { return std::span<const double>(_values).size() / _components; }
 };
 
 FieldValues sampleDomain(const zrk::IField& field, std::shared_ptr<zrk::EvaluationDomain<3, double>> domain,
-                         zrk::ProgressMonitor* monitor, std::size_t threads)
+                         bool keepsWeightless, zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     const auto samples = static_cast<std::size_t>(domain->sampleCount());
     zrk::FieldSampler sampler(field.generator(), std::move(domain));
@@ -74,10 +166,11 @@ FieldValues sampleDomain(const zrk::IField& field, std::shared_ptr<zrk::Evaluati
     if (threads > 0) {
         sampler.threadCount = threads;
     }
-    ComponentSink sink(values.data(), components);
+    ComponentSink sink(values, components, keepsWeightless);
     if (!sampler.sweep(sink, monitor)) {
         throw zrk::FaultError(zrk::interruptedAt(kPlace));
     }
+    values.summary = sink.summary();
     return values;
 }
 
@@ -142,15 +235,16 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field, const zrk::Region
         const auto& n = region.dimensions();
         // Before the domain is made, which refuses such a grid without the size in bytes.
         checkSize(static_cast<double>(n[0]) * n[1] * n[2], 1);
-        return sampleDomain(field, std::make_shared<zrk::GridDomain>(region), monitor, threads);
+        return sampleDomain(field, std::make_shared<zrk::GridDomain>(region), false, monitor, threads);
     });
 }
 
 zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
                                      zrk::ProgressMonitor* monitor, std::size_t threads)
 {
-    return zrk::attempt(
-        kPlace, [&] { return sampleDomain(field, std::make_shared<SlicePlane>(plane), monitor, threads); });
+    return zrk::attempt(kPlace, [&] {
+        return sampleDomain(field, std::make_shared<SlicePlane>(plane), true, monitor, threads);
+    });
 }
 
 } // namespace zrkmodel

@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <vector>
 
 namespace zrkmodel {
 
@@ -34,7 +35,9 @@ public:
 
     int width() const { return _width; }
     int height() const { return _height; }
-    double coordinate() const { return _coordinate; } ///< where the axis is cut
+    int axis() const { return _axis; }                                  ///< that it is across
+    double coordinate() const { return _coordinate; }                   ///< where the axis is cut
+    double pixelSize() const { return _bounds.size[_across] / _width; } ///< width of a pixel, model units
 
     std::optional<zrk::Corners<double>> bounds() const override;
     std::int32_t sampleCount() const override { return _width * _height; }
@@ -50,6 +53,16 @@ private:
     double _coordinate;
 };
 
+/// What the samples of a grid have in common. Infinite values count as finite ones do, as far as they can.
+struct FieldSummary {
+    std::size_t samples = 0;
+    std::size_t undefined = 0;  ///< samples with a NaN component
+    std::size_t weightless = 0; ///< samples of weight 0
+    double least = 0;           ///< of all components that aren't NaN; 0 where there is none
+    double greatest = 0;
+    double mean = 0; ///< of the finite components; its last digits depend on the number of threads
+};
+
 /// Values that are written once each by what computes them. The memory is taken up as that happens, so
 /// that a large grid begins at once.
 class FieldValues {
@@ -59,14 +72,18 @@ public:
     double* data() { return _values.get(); }
     operator std::span<const double>() const { return {_values.get(), _count}; }
 
+    FieldSummary summary;
+    /// Of a plane with samples of weight 0: 1 for each of these, 0 for others. Else empty.
+    std::vector<std::uint8_t> isWeightless;
+
 private:
     std::unique_ptr<double[]> _values;
     std::size_t _count;
 };
 
-/// Samples all components of a field, without the weights; those of one sample stand side by
-/// side. `threads` 0 means all processors. Faults are of the kinds FailedWork and Interrupted; a grid whose
-/// values wouldn't fit into the memory that is free is refused before anything is allocated.
+/// Samples all components of a field; those of one sample stand side by side. `threads` 0 means all
+/// processors. Faults are of the kinds FailedWork and Interrupted; a grid whose values wouldn't fit into the
+/// memory that is free is refused before anything is allocated.
 zrk::Result<FieldValues> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
                                      zrk::ProgressMonitor* monitor, std::size_t threads = 0);
 zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,

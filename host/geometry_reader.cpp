@@ -6,13 +6,15 @@
 #include "core/curves/spline.h"
 #include "core/mesh/mesh_field.h"
 #include "core/values/stop.h"
-#include "formats/obj.h"
+#include "formats/part.h"
 #include "host/document_values.h"
 
 #include <fmt/core.h>
 
 #include <cmath>
 #include <iterator>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace zrkmodel {
@@ -27,9 +29,17 @@ constexpr double kLargest = 1e100;
 /// Reads the members of one entry.
 class Entry {
 public:
-    Entry(const ZRKJson& json, const std::string& place, const DocumentPaths& paths)
-        : _json(json), _place(place), _paths(paths)
+    Entry(const ZRKJson& json, const std::string& place, const DocumentPaths& paths, const std::string& unit,
+          std::vector<zrk::Fault>& warnings)
+        : _json(json), _place(place), _paths(paths), _unit(unit), _warnings(warnings)
     {}
+
+    /// Of the document.
+    const std::string& unit() const { return _unit; }
+    void warn(const std::string& key, zrk::Fault fault) const
+    {
+        _warnings.push_back(zrk::within(placeOf(key), std::move(fault)));
+    }
 
     [[noreturn]] void refuse(const std::string& key, const std::string& found, const std::string& expected,
                              const std::string& remedy) const
@@ -112,6 +122,8 @@ private:
     const ZRKJson& _json;
     const std::string& _place;
     const DocumentPaths& _paths;
+    const std::string& _unit;
+    std::vector<zrk::Fault>& _warnings;
 
     const ZRKJson& member(const char* key, const char* expected, const char* example) const
     {
@@ -202,20 +214,32 @@ Geometry readBox(const Entry& entry)
         nullptr, Distances{SlopeOneDistance{zrk::CornerBoxDistance{lower, upper}, size}});
 }
 
-/// A mesh as it stands in its file.
+/// A mesh as it stands in its file, with its polygons split.
 Geometry readMesh(const Entry& entry)
 {
-    zrk::WavefrontObj mesh = zrk::parseWavefrontObj(entry.file("path"));
-    constexpr const char* kRemedy = "write the path of an OBJ file of triangles, relative to the document";
-    if (const auto& fault = mesh.fault ? mesh.fault : mesh.indexFault) {
-        throw zrk::FaultError(
-            zrk::within(entry.placeOf("path"), {fault->place, fault->found, fault->expected, kRemedy}));
+    const std::string file = entry.file("path").string();
+    constexpr const char* kRemedy =
+        "write the path of a mesh, .3mf, .stl, .ply or .obj, relative to the document";
+    zrk::Result<zrk::FileMesh> mesh = zrk::readMesh(file);
+    if (!mesh) {
+        zrk::Fault& fault = mesh.error();
+        if (fault.kind == zrk::FaultKind::BadInput) {
+            fault.remedy = kRemedy;
+        }
+        throw zrk::FaultError(zrk::within(entry.placeOf("path"), std::move(fault)));
     }
-    if (mesh.triangleCount == 0) {
+    if (mesh->triangles.empty()) {
         entry.refuse("path", "no triangles in the file", "vertices and faces of three corners", kRemedy);
     }
+    for (zrk::Fault& warning : mesh->warnings) {
+        entry.warn("path", std::move(warning));
+    }
+    if (std::optional<zrk::Fault> fault = zrk::unitFault(*mesh, file, entry.unit())) {
+        entry.warn("path", std::move(*fault));
+    }
+    zrk::FlatMesh flat = zrk::flattened(*mesh);
     zrk::StopLookout lookout;
-    for (const double coordinate : mesh.vertices) {
+    for (const double coordinate : flat.vertices) {
         lookout.step();
         if (std::abs(coordinate) > kLargest) {
             entry.refuse("path", fmt::format("the coordinate {:g} in the file", coordinate),
@@ -223,7 +247,7 @@ Geometry readMesh(const Entry& entry)
         }
     }
     const auto field =
-        std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
+        std::make_shared<const zrk::MeshWindingField>(std::move(flat.vertices), std::move(flat.indices));
     return std::make_shared<DocumentGeometry>(
         nullptr, Distances{[field](const Vector3& p) { return field->signedDistance(p); }});
 }
@@ -231,12 +255,23 @@ Geometry readMesh(const Entry& entry)
 struct Shape {
     const char* name;
     Geometry (*read)(const Entry&);
+    std::vector<const char*> members;
 };
 
-constexpr Shape kShapes[] = {
-    {"point", readPoint}, {"polyline", readPolyline}, {"spline", readSpline}, {"circle", readCircle},
-    {"plane", readPlane}, {"sphere", readSphere},     {"box", readBox},       {"mesh", readMesh},
-};
+const std::vector<Shape>& shapes()
+{
+    static const std::vector<Shape> all = {
+        {"point", readPoint, {"position"}},
+        {"polyline", readPolyline, {"points", "closed"}},
+        {"spline", readSpline, {"points", "closed"}},
+        {"circle", readCircle, {"center", "axis", "radius"}},
+        {"plane", readPlane, {"origin", "u", "v"}},
+        {"sphere", readSphere, {"center", "radius"}},
+        {"box", readBox, {"min", "max"}},
+        {"mesh", readMesh, {"path"}},
+    };
+    return all;
+}
 
 } // namespace
 
@@ -246,14 +281,30 @@ bool isGroup(const ZRKJson& entry)
     return shape != entry.end() && *shape == "group";
 }
 
+std::vector<const char*> shapeMembers(const ZRKJson& entry)
+{
+    std::vector<const char*> members = {"shape"};
+    if (isGroup(entry)) {
+        members.push_back("members");
+    }
+    for (const Shape& shape : shapes()) {
+        if (entry["shape"] == shape.name) {
+            members.insert(members.end(), shape.members.begin(), shape.members.end());
+        }
+    }
+    return members;
+}
+
 zrk::Result<std::shared_ptr<DocumentGeometry>> readGeometry(const ZRKJson& json, const std::string& place,
-                                                            const DocumentPaths& paths)
+                                                            const DocumentPaths& paths,
+                                                            const std::string& unit,
+                                                            std::vector<zrk::Fault>& warnings)
 {
     return zrk::attempt(place, [&] {
-        const Entry entry(json, place, paths);
+        const Entry entry(json, place, paths, unit, warnings);
         const auto name = json.find("shape");
         std::string known;
-        for (const Shape& shape : kShapes) {
+        for (const Shape& shape : shapes()) {
             if (name != json.end() && *name == shape.name) {
                 return shape.read(entry);
             }

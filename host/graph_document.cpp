@@ -6,6 +6,7 @@
 #include "formats/atomic_file.h"
 #include "formats/input_file.h"
 #include "formats/limits.h"
+#include "formats/part.h"
 #include "host/document_reader.h"
 #include "host/document_values.h"
 #include "host/nearest_names.h"
@@ -20,7 +21,10 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <functional>
 #include <set>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -29,16 +33,19 @@ namespace zrkmodel {
 namespace {
 
 constexpr std::size_t kLineLength = 110;
+constexpr const char* kStandardInput = "-";
 
 /// The text of a file, or of a pipe, such as a shell makes of what another program writes.
 std::string readText(const std::string& path, zrk::ProgressMonitor* monitor)
 {
-    auto file = zrk::valueOrThrow(zrk::InputFile::open(path, zrk::InputFile::Accepted::FilesAndStreams)
-                                      .map_error([&](zrk::Fault fault) {
-                                          fault.place = path.empty() ? "document" : path;
-                                          fault.expected = "a graph document";
-                                          return fault;
-                                      }));
+    auto file = path == kStandardInput
+                    ? zrk::InputFile::standardInput()
+                    : zrk::valueOrThrow(zrk::InputFile::open(path, zrk::InputFile::Accepted::FilesAndStreams)
+                                            .map_error([&](zrk::Fault fault) {
+                                                fault.place = path.empty() ? "document" : path;
+                                                fault.expected = "a graph document";
+                                                return fault;
+                                            }));
     std::string text;
     std::vector<char> buffer(1 << 16);
     while (const std::size_t read = zrk::valueOrThrow(file.read(buffer.data(), buffer.size(), monitor))) {
@@ -103,6 +110,16 @@ ZRKJson linkJson(Pin_handle from, Pin_handle to)
     return {{"from", {from.node(), from.index()}}, {"to", {to.node(), to.index()}}};
 }
 
+/// A path without "..", unless it would name another file then, by way of links.
+std::filesystem::path shortened(const std::filesystem::path& path)
+{
+    const std::filesystem::path normal = path.lexically_normal();
+    std::error_code missing;
+    const bool isOther =
+        std::filesystem::exists(path, missing) && !std::filesystem::equivalent(path, normal, missing);
+    return isOther ? path : normal;
+}
+
 /// The same field, which also keeps its graph alive.
 zrk::IField withGraph(const zrk::IField& field, std::shared_ptr<ZRKGraph> graph)
 {
@@ -126,8 +143,9 @@ std::string documentText(const ZRKJson& root)
 zrk::Result<GraphDocument> GraphDocument::load(const std::string& path, DocumentWarnings& warnings,
                                                const LoadSettings& settings)
 {
-    return zrk::attempt(path,
-                        [&] { return parse(readText(path, settings.monitor), path, warnings, settings); })
+    const std::string name = path == kStandardInput ? "standard input" : path;
+    return zrk::attempt(name,
+                        [&] { return parse(readText(path, settings.monitor), name, warnings, settings); })
         .map_error(asDocumentFault);
 }
 
@@ -158,6 +176,90 @@ std::vector<std::shared_ptr<ZRKGraphNode>> GraphDocument::orderedNodes() const
                          [&](const auto& a, const auto& b) { return place(a) < place(b); });
     }
     return nodes;
+}
+
+GraphDocument GraphDocument::create(const std::string& name)
+{
+    GraphDocument document;
+    document._name = name;
+    document._graph = ZRKGraph::create();
+    document._resources = std::make_shared<DocumentResources>();
+    document._root = {{"zrkGraph", 1}, {"nodes", ZRKJson::array()}};
+    return document;
+}
+
+const ZRKJson* GraphDocument::member(const std::string& key) const
+{
+    const auto found = _root.find(key);
+    return found == _root.end() ? nullptr : &*found;
+}
+
+void GraphDocument::setMember(const std::string& key, const ZRKJson& value)
+{
+    if (value.is_null()) {
+        _root.erase(key);
+    } else {
+        _root[key] = value;
+    }
+}
+
+const ZRKJson* GraphDocument::nodeEntry(std::uint16_t node) const
+{
+    const auto index = _nodeIndex.find(node);
+    return index == _nodeIndex.end() ? nullptr : &_root["nodes"][index->second];
+}
+
+void GraphDocument::setNodeMember(std::uint16_t node, const std::string& key, const ZRKJson& value)
+{
+    ZRKJson& nodes = _root["nodes"];
+    const auto [index, isNew] = _nodeIndex.emplace(node, nodes.size());
+    if (isNew) {
+        nodes.push_back(ZRKJson::object());
+    }
+    if (value.is_null()) {
+        nodes[index->second].erase(key);
+    } else {
+        nodes[index->second][key] = value;
+    }
+}
+
+void GraphDocument::setOutput(const std::optional<PinAddress>& output)
+{
+    _output = output;
+    setMember("output", output ? ZRKJson{output->node, output->output} : ZRKJson());
+}
+
+void GraphDocument::moveTo(const std::string& name)
+{
+    const auto folderOf = [](const std::string& file) {
+        return std::filesystem::absolute(file).parent_path().lexically_normal();
+    };
+    const std::filesystem::path from = folderOf(_name);
+    const std::filesystem::path to = folderOf(name);
+    _name = name;
+    if (from == to) {
+        return;
+    }
+    const std::function<void(ZRKJson&)> rewrite = [&](ZRKJson& value) {
+        if (value.is_string() && std::filesystem::path(value.get<std::string>()).is_relative()) {
+            const std::string path = value.get<std::string>();
+            std::string moved = shortened(from / path).lexically_relative(to).string();
+            value = path.ends_with('/') && !moved.ends_with('/') ? moved + '/' : moved;
+        } else if (value.is_array()) {
+            std::for_each(value.begin(), value.end(), rewrite);
+        } else if (value.is_object() && value.contains("path")) {
+            rewrite(value["path"]);
+        }
+    };
+    constexpr std::pair<const char*, const char*> kPaths[] = {{"resources", "path"}, {"nodes", "import"}};
+    for (const auto& [list, key] : kPaths) {
+        const auto entries = _root.find(list);
+        for (std::size_t i = 0; entries != _root.end() && i < entries->size(); ++i) {
+            if (const auto path = (*entries)[i].find(key); path != (*entries)[i].end()) {
+                rewrite(*path);
+            }
+        }
+    }
 }
 
 std::string GraphDocument::toText() const
@@ -296,7 +398,7 @@ std::string GraphDocument::unit() const
     const auto* unit = context != _root.end() && context->is_object() && context->contains("unit")
                            ? context->at("unit").get_ptr<const std::string*>()
                            : nullptr;
-    return unit ? *unit : "";
+    return unit && zrk::lengthUnit("", *unit) ? *unit : "";
 }
 
 std::shared_ptr<const zrk::BeamCacheData> GraphDocument::beamsOf(PinAddress address) const
@@ -332,22 +434,28 @@ zrk::Result<OutputField> GraphDocument::outputField() const
 zrk::Result<OutputField> GraphDocument::outputField(PinAddress address) const
 {
     const std::string place = fmt::format("{}, output {} of node {}", _name, address.output, address.node);
+    if (!_graph->pin_ref(Pin_handle::output(address.node, address.output)).isValid()) {
+        return zrk::refused({place, "no such pin", "an output of a node of the document",
+                             fmt::format("`zrk check {}` lists the outputs", _name)});
+    }
+    return outputFieldOf(_graph, address, place);
+}
+
+zrk::Result<OutputField> outputFieldOf(const std::shared_ptr<ZRKGraph>& graph, PinAddress address,
+                                       const std::string& place)
+{
     return zrk::attempt(place, [&]() -> zrk::Result<OutputField> {
-        const Pin_ref<0> pin = _graph->pin_ref(Pin_handle::output(address.node, address.output));
-        if (!pin.isValid()) {
-            return zrk::refused({place, "no such pin", "an output of a node of the document",
-                                 fmt::format("`zrk check {}` lists the outputs", _name)});
-        }
+        const Pin_ref<0> pin = graph->pin_ref(Pin_handle::output(address.node, address.output));
         const Tag tag = effectiveTag(pin);
         const auto object = std::dynamic_pointer_cast<ZRKFieldObject>(pin.node.object());
         const zrk::IField field = object ? object->realizeField(pin.node, address.output) : zrk::IField();
-        OutputField output{withGraph(field, _graph), tag, pin.pin()->name, address};
-        if (!output.field) {
+        if (!field) {
             return zrk::refused({place, fmt::format("a pin without a data type ({})", tag.name()),
                                  "one that carries values",
                                  "link inputs of one type to the node, so that the pin takes it on",
                                  zrk::FaultKind::FailedWork});
         }
+        OutputField output{withGraph(field, graph), tag, pin.pin()->name, address};
         output.isDensity = output.name == ChannelNames::pin_density();
         output.surfaceLevel = output.isDensity ? 0.5 : 0.0;
         return output;

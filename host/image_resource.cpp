@@ -1,7 +1,8 @@
 #include "host/image_resource.h"
 
+#include "formats/file_name.h"
 #include "formats/npy.h"
-#include "formats/png.h"
+#include "formats/picture_file.h"
 #include "formats/slices.h"
 #include "host/document_values.h"
 
@@ -32,6 +33,10 @@ zrk::Result<Volume> readVolume(const std::filesystem::path& path, zrk::ProgressM
     if (std::filesystem::is_directory(path, error)) {
         return zrk::readStackFolder(path, monitor);
     }
+    const std::string extension = zrk::extensionOf(path.string());
+    if (extension == ".tif" || extension == ".tiff") {
+        return zrk::readStackFile(path, monitor);
+    }
     return zrk::readNpyFile(path).map([](ZRKImage3d::Channel channel) {
         Volume channels;
         channels.push_back(std::move(channel));
@@ -57,12 +62,13 @@ zrk::Result<std::shared_ptr<ZRKImage2d>> readImage2d(const ZRKJson& entry, const
 {
     const std::string keyPlace = place + ", \"path\"";
     return pathOf(entry, paths, keyPlace).and_then([&](const std::filesystem::path& path) {
-        return zrk::readPngFile(path)
+        return zrk::readPictureFile(path)
             .map([](std::vector<ZRKImage2d::Channel> channels) {
                 return std::make_shared<ZRKImage2d>(std::move(channels));
             })
             .map_error(ofDocument(
-                keyPlace, "name a whole PNG picture; relative paths start from the document's folder"));
+                keyPlace,
+                "name a whole PNG, JPEG or TIFF picture; relative paths start from the document's folder"));
     });
 }
 
@@ -73,9 +79,10 @@ zrk::Result<std::shared_ptr<ZRKImage3d>> readImage3d(const ZRKJson& entry, const
     return pathOf(entry, paths, keyPlace).and_then([&](const std::filesystem::path& path) {
         return readVolume(path, monitor)
             .map([](Volume channels) { return std::make_shared<ZRKImage3d>(std::move(channels)); })
-            .map_error(ofDocument(keyPlace,
-                                  "name a folder of whole PNG slices that are alike, or a volume that "
-                                  "numpy.save wrote as uint8, uint16, float32 or float64"));
+            .map_error(ofDocument(
+                keyPlace, "name a folder of whole slices that are alike, all PNG, JPEG or TIFF, a TIFF "
+                          "file of many pages, or a volume that numpy.save wrote as uint8, uint16, float32 "
+                          "or float64"));
     });
 }
 

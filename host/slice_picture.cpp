@@ -248,21 +248,23 @@ Rgb hatch(int x, int y) { return (x + y) / 4 % 2 == 0 ? Rgb{0.56, 0.56, 0.57} : 
 
 Rgb chequer(int x, int y) { return (x / 8 + y / 8) % 2 == 0 ? Rgb{0.97, 0.97, 0.97} : Rgb{0.82, 0.82, 0.82}; }
 
+/// What has the weight 0: pale, with dots.
+Rgb veiled(const Rgb& color, int x, int y)
+{
+    const bool isDot = y % 4 == 0 && (x + y) % 8 == 0;
+    return isDot ? kInk : mix(color, kChalk, 0.72);
+}
+
 class ScalarPainter {
 public:
     ScalarPainter(const SliceGrid& grid, const ValueRange& range, const SliceStyle& style, double lineStep)
-        : grid(grid),
-          range(range),
-          contour(style.contour),
-          insideAbove(style.insideAbove),
-          lineStep(lineStep),
-          diverging(contour && range.low < *contour && *contour < range.high)
+        : grid(grid), range(range), style(style), contour(style.contour), lineStep(lineStep)
     {}
 
     Rgb color(int x, int y) const
     {
         const Neighbourhood here(grid, x, y);
-        Rgb color = mapped(here.value);
+        Rgb color = scalarColor(here.value, range, style);
         if (lineStep > 0) {
             // Lines that crowd would turn into a pattern of their own.
             const double gap = lineStep / here.slope;
@@ -278,23 +280,11 @@ public:
     }
 
 private:
-    Rgb mapped(double v) const
-    {
-        if (!diverging) {
-            return sequentialMap().at(placeIn(range, v));
-        }
-        const double place = v < *contour ? placeIn({range.low, *contour}, v) / 2
-                                          : 0.5 + placeIn({*contour, range.high}, v) / 2;
-        // The map's low end is the inside, on whichever side of the level that lies.
-        return divergingMap().at(insideAbove ? 1 - place : place);
-    }
-
     const SliceGrid& grid;
     ValueRange range;
+    const SliceStyle& style;
     std::optional<double> contour;
-    bool insideAbove;
     double lineStep;
-    bool diverging;
 };
 
 Rgb componentColor(std::span<const double> values, const ValueRange& range, int x, int y)
@@ -304,6 +294,19 @@ Rgb componentColor(std::span<const double> values, const ValueRange& range, int 
 }
 
 } // namespace
+
+Rgb scalarColor(double value, const ValueRange& range, const SliceStyle& style)
+{
+    const bool isDiverging = style.contour && range.low < *style.contour && *style.contour < range.high;
+    if (!isDiverging) {
+        return sequentialMap().at(placeIn(range, value));
+    }
+    const double level = *style.contour;
+    const double place = value < level ? placeIn({range.low, level}, value) / 2
+                                       : 0.5 + placeIn({level, range.high}, value) / 2;
+    // The map's low end is the inside, on whichever side of the level that lies.
+    return divergingMap().at(style.insideAbove ? 1 - place : place);
+}
 
 SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style)
 {
@@ -327,9 +330,11 @@ SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style)
             const std::span<const double> values = grid.values.subspan(place * components, components);
             const bool hasNan =
                 std::any_of(values.begin(), values.end(), [](double v) { return std::isnan(v); });
-            const Rgb color = hasNan            ? hatch(x, y)
-                              : components == 1 ? painter.color(x, row)
-                                                : componentColor(values, result.range, x, y);
+            const Rgb ofValue = hasNan            ? hatch(x, y)
+                                : components == 1 ? painter.color(x, row)
+                                                  : componentColor(values, result.range, x, y);
+            const bool isVeiled = !grid.isWeightless.empty() && grid.isWeightless[place] != 0;
+            const Rgb color = isVeiled ? veiled(ofValue, x, y) : ofValue;
             for (const double c : color) {
                 *pixel++ = static_cast<unsigned char>(std::lround(255 * c));
             }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "core/picture/color_map.h"
 #include "formats/png.h"
 
+#include <cstdint>
 #include <optional>
 #include <span>
 
@@ -13,6 +15,9 @@ struct SliceGrid {
     int height;
     int components;                 ///< 1 scalar, 3 vector, 4 colour with opacity
     std::span<const double> values; ///< row 0 at the bottom, each from left to right, components side by side
+    /// In the same order 1 for samples of weight 0, which count nowhere, 0 for others; empty where there are
+    /// none.
+    std::span<const std::uint8_t> isWeightless = {};
 };
 
 struct ValueRange {
@@ -48,8 +53,12 @@ struct SlicePicture {
 /// - Vectors: x, y, z as red, green, blue over the range.
 /// - Colours: clipped to the range, over a chequered ground by their opacity.
 ///
-/// A pixel with a NaN component is hatched grey; infinities take the ends of the range.
+/// A pixel with a NaN component is hatched grey; infinities take the ends of the range. Pixels of weight 0
+/// are pale with dark dots.
 /// Precondition: the number of values is width * height * components. Debug builds assert it.
 SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style = {});
+
+/// The colour that drawSlice gives a scalar value, without lines.
+zrk::Rgb scalarColor(double value, const ValueRange& range, const SliceStyle& style);
 
 } // namespace zrkmodel

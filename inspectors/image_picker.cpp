@@ -19,7 +19,8 @@ constexpr int kLeast = 80; ///< height, likewise
 
 const FileRequest& pictureRequest()
 {
-    static const FileRequest request{FileRequest::Mode::files, "open picture", "Image Files (*.png)"};
+    static const FileRequest request{FileRequest::Mode::files, "open picture",
+                                     "Image Files (*.png *.jpg *.jpeg *.tif *.tiff)"};
     return request;
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "core/values/fault.h"
 #include "inspectors/field.h"
 #include "inspectors/follow.h"
 #include "inspectors/geometry_picker.h"
@@ -13,12 +12,6 @@
 #include <vector>
 
 namespace zrkui {
-
-/// The message of what went wrong; empty when nothing did.
-inline std::string problemOf(const zrk::Result<void>& result)
-{
-    return result ? std::string() : zrk::messageOf(result.error());
-}
 
 /// The property widgets of several properties, in order.
 template <class... Properties>

@@ -10,8 +10,21 @@ namespace zrkmodel {
 /// with the formula's value type.
 using ZRKFallOffFunction = zrk::FallOff;
 
-/// An object {"start": -0.5, "end": 0.5, "curve": "linear"}, where curve may also be "smooth"
-/// or "gauss". A member that is missing or refused stays as it was; refused ones make the answer false.
+/// The stored form of a fall-off is an object. A member that is missing or refused stays as it was; refused
+/// ones make the answer false.
+///
+/// | falloff | kind   | unit | default  | range | meaning                                                   |
+/// |---------|--------|------|----------|-------|-----------------------------------------------------------|
+/// | start   | double | mu   | -0.5     |       | distance up to which the density is 1                     |
+/// | end     | double | mu   | 0.5      |       | distance from which it is 0; where start isn't below end, |
+/// |         |        |      |          |       | a step at start                                           |
+/// | curve   | string |      | "linear" |       | the form between them                                     |
+///
+/// | falloff.curve | name | meaning                                     |
+/// |---------------|------|---------------------------------------------|
+/// | "linear"      |      | a straight line                             |
+/// | "smooth"      |      | flat at both ends                           |
+/// | "gauss"       |      | flat at the start, and nearly so at the end |
 template <>
 struct ZRKValueSerializer<ZRKFallOffFunction> {
     static void write(ZRKSerialization& s, const ZRKFallOffFunction& value, const ZRKSerializationPos& pos);

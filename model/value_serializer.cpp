@@ -66,6 +66,10 @@ bool ZRKValueSerializer<int>::read(const ZRKDeserialization& d, int& value, cons
         return false;
     }
     value = toInt(*stored);
+    if (stored->get<double>() != value) {
+        d.refuse(pos, stored->dump(), "whole number that fits 32 bits",
+                 "it is read as " + std::to_string(value));
+    }
     return true;
 }
 

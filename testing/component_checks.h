@@ -20,12 +20,6 @@ namespace zrkmodel::testing {
 
 using Vector = zrk::Tensor<3, double>;
 
-/// The message of an import; empty when all went well.
-inline std::string message(const zrk::Result<void>& result)
-{
-    return result ? "" : zrk::messageOf(result.error());
-}
-
 /// A row of a table: what a component with these stored values gives at a position.
 template <class Expected>
 struct ValueAtPosition {

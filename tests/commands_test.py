@@ -1,10 +1,14 @@
 """Usage, `types`, `check` and `probe`: what they print and how they end."""
 
 import json
+import os
 import re
+import signal
+import subprocess
+import time
 import unittest
 
-from zrk_program import ROOT, SPHERE, TWIST, ZrkTest, graph, records, run
+from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, TWIST, ZrkTest, graph, records, run
 
 
 class Usage(ZrkTest):
@@ -88,16 +92,27 @@ class Types(ZrkTest):
         listed = json.loads(run("types", "--json").out)
         self.assertEqual(len(lines), len(listed))
         for line, entry in zip(lines, listed):
-            # Two blanks between columns: type names hold single ones.
+            # Two blanks between columns: names and descriptions hold single ones.
             columns = [column.strip() for column in line.split("  ") if column.strip()]
-            self.assertEqual(columns[:3], [entry["class"], entry["type"], entry["uuid"]])
+            signature = " -> ".join(", ".join(entry["signature"][side]) or "none" for side in ("inputs", "outputs"))
+            self.assertEqual(columns, [entry["class"], entry["type"], entry["uuid"], signature, entry["family"], entry["description"]])
+
+    def test_lists_a_family(self):
+        listed = json.loads(self.succeed("types", "--json").out)
+        for family in {entry["family"] for entry in listed}:
+            of_family = [entry for entry in listed if entry["family"] == family]
+            self.assertEqual(json.loads(self.succeed("types", family, "--json").out), of_family)
+            self.assertEqual([line.split()[0] for line in self.succeed("types", family).out.splitlines()[1:]],
+                             [entry["class"] for entry in of_family])
 
     def test_describes_a_type_by_class_and_by_name(self):
         by_name = json.loads(self.succeed("types", "--json", "BoxSDF").out)
         self.assertEqual(by_name, json.loads(self.succeed("types", "--json", "ZRKBoxSDF").out))
-        self.assertEqual(by_name["inputs"], [{"name": "coords", "tag": "Vector3d",
-                                              "option": "Coordinates", "default": None}])
-        self.assertEqual(by_name["outputs"], [{"name": "sdf", "tag": "Scalar"}])
+        pin, = by_name["inputs"]
+        self.assertEqual(pin, {"name": "coords", "tag": "Vector3d", "option": "Coordinates", "default": None,
+                               "unit": "mu", "meaning": pin["meaning"]})
+        self.assertEqual(by_name["outputs"][0]["name"], "sdf")
+        self.assertEqual(by_name["outputs"][0]["tag"], "Scalar")
         self.assertEqual([(p["name"], p["default"]) for p in by_name["properties"]],
                          [("radius", 0), ("center", [0.5, 0.5, 0.5]), ("dimensions", [1, 1, 1]),
                           ("wireframe", False), ("edge thickness", 0.1)])
@@ -109,6 +124,7 @@ class Types(ZrkTest):
         self.refused(2, "types", "Invert", contains=["ZRKInvert", "ZRKLevelsetIsoValue", "2 types share"])
         self.refused(2, "types", "Shpere", contains=['"SphereSDF"', "zrk types"])
         self.refused(2, "types", "boxsdf", contains=['"BoxSDF"'])
+        self.refused(2, "types", "primitves", contains=['did you mean "primitives"', "zrk types"])
         self.refused(2, "types", "x" * 100_000, contains=["zrk types"])
 
 
@@ -175,12 +191,120 @@ class Probe(ZrkTest):
         without = self.put(graph([SPHERE]), "without.zrk.json")
         self.refused(2, "probe", without, "--at", "0,0,0", contains=['without.zrk.json, "output"', "--pin NODE:OUT"])
 
+    def test_several_outputs_stand_side_by_side(self):
+        path = self.put(graph([TWIST | {"values": {"angle": 0.0}}, {"id": 2, "type": "SphereSDF"}], [(1, 0, 2, 0)], (2, 0)))
+        for pins in (["--pin", "2:0", "1:0"], ["--pin", "2:0", "--pin", "1:0"]):
+            answer = self.succeed("probe", path, *pins, "--at", "3,4,0", "0,0,0")
+            self.assertEqual(answer.out, "4,1,3,4,0,1\n-1,1,0,0,0,1\n")
+
+    def test_values_are_set_for_one_run(self):
+        path = self.put(graph([TWIST | {"values": {"angle": 0.0}}, {"id": 2, "type": "SphereSDF"},
+                               {"id": 3, "type": "BinaryOperator", "values": {"op_name": "add"}}],
+                              [(1, 0, 2, 0), (2, 0, 3, 0), (2, 0, 3, 1)], (3, 0)))
+        before = path.read_bytes()
+        for changes, expected in ((["2.radius=0.5"], "9,1\n"), (["2.center=[3, 4, 0]", "2.radius=0.25"], "-0.5,1\n"),
+                                  (["3.op_name=subtract"], "0,1\n"), (['3.op_name="minimum"', "2.radius=1"], "4,1\n")):
+            answer = self.succeed("probe", path, "--set", *changes, "--at", "3,4,0")
+            self.assertEqual((answer.out, answer.err), (expected, ""))
+        self.assertEqual(path.read_bytes(), before)
+        for change, parts in (("2.radius", ["NODE.KEY=VALUE"]), ("radius=2", ["NODE.KEY"]), ("9.radius=2", ["node 9"]),
+                              ("2.raduis=2", ['did you mean "radius"']), ("2.radius=big", ['"big"', "number"]),
+                              ("2.center=[1, 2]", ["array of 3 numbers"])):
+            self.refused(2, "probe", path, "--at", "0,0,0", "--set", change, contains=["--set", *parts])
+
+    def test_json_tells_positions_and_outputs(self):
+        far = {"id": 1, "type": "SphereSDF", "values": {"center": [1e300, 0, 0]}}
+        path = self.put(graph([far, TWIST | {"id": 2, "values": {"angle": 0.0}}], output=(1, 0)))
+        answer = self.succeed("probe", path, "--json", "--pin", "1:0", "2:0", "--at", "3,4,0.1", "0,0,0")
+        self.assertEqual(json.loads(answer.out), [
+            {"position": [3, 4, 0.1], "1:0": {"value": "inf", "weight": 1}, "2:0": {"value": [3, 4, 0.1], "weight": 1}},
+            {"position": [0, 0, 0], "1:0": {"value": "inf", "weight": 1}, "2:0": {"value": [0, 0, 0], "weight": 1}}])
+        self.assertEqual(json.loads(self.succeed("probe", path, "--json", "--points", "-", stdin=b"").out), [])
+        many = b"0.5,1,2\n" * 5000
+        self.assertEqual(len(json.loads(self.succeed("probe", path, "--json", "--points", "-", stdin=many).out)), 5000)
+
+    def test_a_document_from_standard_input(self):
+        document = json.dumps(graph([{"id": 1, "type": "BeamSDF", "import": "mesh.obj"}], output=(1, 0))).encode()
+        self.put("v 0 0 0\nv 5 0 0\nv 5 5 5\nf 1 2 3\n", "mesh.obj")
+        here = os.getcwd()
+        os.chdir(self.folder)  # where its paths start
+        self.addCleanup(os.chdir, here)
+        self.assertEqual(self.succeed("probe", "-", "--at", "2,0,-1", stdin=document).out, "0.999,1\n")
+        self.refused(2, "check", "-", stdin=b"{", contains=["standard input, line 1"])
+        self.refused(2, "probe", "-", "--points", "-", stdin=document, contains=["--points", "standard input"])
+
     def test_a_pin_without_a_type_is_failed_work(self):
         path = self.put(graph([{"id": 1, "type": "BinaryOperator"}], output=(1, 0)))
         for arguments in (["probe", path, "--at", "0,0,0"], ["sample", path, "-o", self.folder / "v.npy"],
                           ["slice", path, "-o", self.folder / "p.png"]):
             self.refused(1, *arguments, contains=["output 0 of node 1", "without a data type", "link inputs"])
         self.assertEqual(self.files(), ["case.zrk.json"])
+
+
+class Watch(ZrkTest):
+    """Draws anew when the document, or a file that it names, is saved in whatever way."""
+
+    def setUp(self):
+        super().setUp()
+        self.picture = self.folder / "out" / "p.png"
+        self.picture.parent.mkdir()
+
+    def start(self, document, *options):
+        process = subprocess.Popen([PROGRAM, "watch", document, "-o", self.picture, "--size", "32", *options],
+                                   stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
+
+    def picture_after(self, former):
+        """The bytes of the picture once they are others than before."""
+        end = time.monotonic() + 20 * PATIENCE
+        while time.monotonic() < end:
+            if self.picture.exists() and self.picture.read_bytes() != former:
+                return self.picture.read_bytes()
+            time.sleep(0.02)
+        self.fail("no new picture")
+
+    def save_by_rename(self, document, text):
+        new = self.put(text, "new~")
+        os.replace(new, document)
+
+    def test_redraws_after_every_kind_of_save(self):
+        def sphere(radius):
+            return json.dumps(graph([{**SPHERE, "values": {"radius": radius}}], output=(1, 0)))
+        document = self.put(sphere(0.3))
+        process = self.start(document)
+        first = self.picture_after(None)
+        document.write_text(sphere(0.5))
+        second = self.picture_after(first)
+        self.save_by_rename(document, sphere(0.7))
+        third = self.picture_after(second)
+        # A broken document is told, and the picture stays.
+        document.write_text(sphere(0.9)[:-4])
+        message = next(line for line in process.stderr if line.startswith("zrk: "))
+        self.assertIn("broken JSON", message)
+        self.assertEqual(self.picture.read_bytes(), third)
+        document.unlink()
+        self.save_by_rename(document, sphere(0.3))
+        self.assertEqual(self.picture_after(third), first)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(10 * PATIENCE), 130)
+
+    def test_redraws_when_a_file_of_the_document_changes(self):
+        self.put("v 0 0 0\nv 5 0 0\nv 5 5 5\nf 1 2 3\n", "mesh.obj")
+        document = self.put(graph([{"id": 1, "type": "BeamSDF", "import": "mesh.obj"}], output=(1, 0),
+                                  context={"modelBounds": [[0, 0, 0], [5, 5, 5]]}))
+        self.start(document)
+        first = self.picture_after(None)
+        self.put("v 0 0 0\nv 5 5 0\nv 0 5 5\nf 1 2 3\n", "mesh.obj")
+        self.picture_after(first)
+
+    def test_refuses_what_no_save_makes_good(self):
+        document = self.put(graph([SPHERE], output=(1, 0)))
+        self.refused(2, "watch", document, "-o", self.folder / "p.jpg", contains=[".png"])
+        self.refused(2, "watch", self.folder / "none.zrk.json", "-o", self.picture, contains=["none.zrk.json"])
+        self.refused(2, "watch", "-", "-o", self.picture, contains=["standard input"])
+        self.refused(2, "watch", document, "-o", self.picture, "--solid", "--axis", "x")
 
 
 if __name__ == "__main__":

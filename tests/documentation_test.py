@@ -34,6 +34,8 @@ class Examples(ZrkTest):
                 self.succeed("slice", path, "-o", self.folder / "p.png", "--size", 32)
 
     def test_documents_in_the_pages_load_without_a_warning(self):
+        for file in (ROOT / "examples").iterdir():  # files that they name
+            (self.folder / file.name).symlink_to(file)
         documents = [(page, text) for page in PAGES for before, text in blocks(page, "json")
                      if '"zrkGraph"' in text and not re.search(r"^New file `[^`]+`:\n\n$", before, re.M)]
         self.assertGreaterEqual(len(documents), 2)
@@ -42,13 +44,22 @@ class Examples(ZrkTest):
                 self.assertEqual(self.succeed("check", self.put(text)).err, "")
 
 
+    def test_the_readme_shows_the_document_of_its_picture(self):
+        """In a shorter form: without what a new component has by itself."""
+        [(_, text)] = blocks(ROOT / "README.md", "json")
+        example = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
+        for name, document in (("shown", self.put(text)), ("drawn", example)):
+            self.succeed("sample", document, "-o", self.folder / f"{name}.npy", "--resolution", 9, "--quiet")
+        self.assertEqual((self.folder / "shown.npy").read_bytes(), (self.folder / "drawn.npy").read_bytes())
+
+
 class CommandLines(ZrkTest):
     def test_every_command_line_of_the_pages_runs(self):
         (self.folder / "zrk").symlink_to(PROGRAM)
         (self.folder / "examples").symlink_to(ROOT / "examples")
         environment = {**os.environ, "PATH": f"{self.folder}:{os.environ['PATH']}"}
         lines = [(page, line) for page in PAGES for _, text in blocks(page, "sh")
-                 for line in text.replace("\\\n", " ").splitlines() if re.search(r"(^|\| )zrk ", line)]
+                 for line in text.replace("\\\n", " ").splitlines() if re.search(r"(^|\| )zrk (?!watch)", line)]  # which never ends
         self.assertGreaterEqual(len(lines), 10)
         for page, line in lines:
             with self.subTest(page=page.name, line=line):
@@ -58,7 +69,7 @@ class CommandLines(ZrkTest):
 
     def test_the_command_page_names_every_option(self):
         page = (ROOT / "docs/command-line.md").read_text()
-        for command in ("types", "check", "probe", "sample", "slice", "surface", "render"):
+        for command in ("types", "check", "probe", "sample", "slice", "surface", "render", "watch"):
             for option in re.findall(r"--[a-z]+", run(command, "--help").out):
                 with self.subTest(command=command, option=option):
                     self.assertIn(f"`{option}", page)
@@ -91,22 +102,96 @@ class Families(unittest.TestCase):
         self.assertEqual(sorted(found), sorted(entry["class"] for entry in types()))
 
 
-class ClassComments(ZrkTest):
-    def test_every_class_has_a_document_that_loads_without_a_warning(self):
-        """The lines `///     {"zrkGraph": ...` of its comment. Files that it names are those of the examples."""
-        for file in (ROOT / "examples").iterdir():
+def details(name):
+    return json.loads(run("types", "--json", name).out)
+
+
+class Manuals(ZrkTest):
+    """What `zrk types NAME` tells, against what documents may hold."""
+
+    def setUp(self):
+        super().setUp()
+        for file in (ROOT / "examples").iterdir():  # files that examples name
             (self.folder / file.name).symlink_to(file)
-        headers = "".join(header.read_text() for header in sorted((ROOT / "components").glob("*/*.h")))
+
+    def test_every_example_can_be_pasted_into_a_file_and_sampled(self):
         for entry in types():
-            name = entry["class"]
-            with self.subTest(name):
-                comment = re.search(rf"((?:^///.*\n)*)^class {name} final\b", headers, re.M).group(1)
-                documents = re.findall(r'^///     \{"zrkGraph".*\n(?:^///     .*\n)*', comment, re.M)
-                self.assertGreaterEqual(len(documents), 1)
-                for document in documents:
-                    document = json.loads(re.sub("^///", "", document, flags=re.M))
-                    self.assertEqual(self.succeed("check", self.put(document)).err, "")
+            for example in details(entry["class"])["examples"]:
+                document = example["document"]
+                with self.subTest(entry["class"], caption=example["caption"]):
                     self.assertTrue(any(means(node, entry) for node in document["nodes"]), "doesn't use the class")
+                    path = self.put(document)
+                    self.assertEqual(self.succeed("check", "--strict", path).err, "")
+                    self.succeed("sample", path, "--resolution", 4, "-o", self.folder / "v.npy")
+
+    def test_text_holds_all_that_documents_may(self):
+        def keys(values):
+            for value in values:
+                yield value["name"]
+                yield from (json.dumps(choice["value"]) for choice in value["choices"])
+                yield from keys(value.get("members", []))
+        for entry in types():
+            with self.subTest(entry["class"]):
+                told = details(entry["class"])
+                text = self.succeed("types", entry["class"]).out
+                words = [*keys(told["properties"] + told["storedKeys"] + told["importMembers"]), told["family"],
+                         *(pin["name"] for pin in told["inputs"] + told["outputs"])]
+                self.assertEqual([word for word in words if word not in text], [])
+                self.assertEqual("\nimport" in text, bool(told["import"]))
+                pasted = text[text.index("{", text.index("\nexample")):]
+                self.assertEqual(json.loads(pasted), told["examples"][-1]["document"])
+                prose = [line for line in text.splitlines() if not line.startswith("      ")]
+                self.assertEqual([line for line in prose if len(line) > 100 and '"' not in line], [])
+
+    def test_listed_choices_are_taken_and_others_are_warned_of(self):
+        listed, others = [], []
+        for entry in types():
+            for place, value in choices(details(entry["class"])):
+                known = [choice["value"] for choice in value["choices"]]
+                listed += [(entry, place(choice), value) for choice in known]
+                unknown = "nobody" if isinstance(known[0], str) else max(known) + 1
+                others += [(entry, place(one), value) for one in (unknown, *([-1] if unknown != "nobody" else []))]
+        self.assertGreater(len(listed), 30)
+        self.assertEqual(self.succeed("check", "--strict", self.put(nodes_with(listed))).err, "")
+        warnings = self.succeed("check", self.put(nodes_with(others))).err
+        told = re.findall(r"^warning: .*?, node (\d+) .*, expected (.*)", warnings, re.M)
+        self.assertEqual(sorted(int(node) for node, _ in told), list(range(len(others))), warnings)
+        # What readers know themselves is what is listed.
+        for node, expected in told:
+            known = [choice["value"] for choice in others[int(node)][2]["choices"]]
+            if isinstance(known[0], str):
+                self.assertEqual(sorted(re.findall(r'"(\w+)"', expected)), sorted(known))
+            elif "kind of curve" in expected:
+                self.assertEqual(expected, f"kind of curve, {min(known)} to {max(known)}")
+
+    def test_the_pages_are_linked(self):
+        for entry in types():
+            self.assertTrue((ROOT / details(entry["class"])["page"]).exists(), entry["class"])
+
+
+def choices(entry):
+    """(members of a node with one put in, value) of all that a type lets one choose from."""
+    def holding(key):
+        return lambda one: {"values": {key: one}}
+
+    for option in entry["importMembers"]:
+        if option["choices"]:
+            yield (lambda one, key=option["name"]: {"import": {"path": "torus_knot.obj", key: one}}), option
+    for value in entry["properties"] + entry["storedKeys"]:
+        key = value["name"]
+        if value["choices"]:
+            yield holding(key), value
+        for member in value["members"]:
+            if member["choices"] and value["type"] == "curve":
+                yield (lambda one, key=key: {"values": {key: [[0, 1, one]]}}), member
+            elif member["choices"]:
+                yield (lambda one, key=key, name=member["name"]: {"values": {key: {name: one}}}), member
+
+
+def nodes_with(cases):
+    """A document with a node for each (type, members, ...)."""
+    return {"zrkGraph": 1, "nodes": [{"id": i, "type": entry["class"], **members}
+                                     for i, (entry, members, *_) in enumerate(cases)]}
 
 
 class NewComponent(unittest.TestCase):

@@ -167,6 +167,12 @@ class Warnings(ZrkTest):
         self.check(document, ('"center"', "null as element 1", "the other elements count"))
         self.assertEqual(self.succeed("probe", self.put(document), "--at", "0,0,0").out, "4,1\n")
 
+    def test_numbers_that_are_not_whole(self):
+        for stored, read in ((1.5, 1), (-0.5, 0), (3e9, 2**31 - 1), (-2**70, -2**31)):
+            self.check(graph([{"id": 1, "type": "RasterFX", "values": {"resolution": stored}}]),
+                       ('"resolution"', "whole number", f"it is read as {read}"))
+        self.check(graph([{"id": 1, "type": "RasterFX", "values": {"resolution": 2.0}}]))
+
     def test_keys_and_names_that_a_type_does_not_know(self):
         self.check(graph([{**SPHERE, "values": {"raduis": 2}}]), ("node 1 (SphereSDF)", '"raduis"'))
         self.check(graph([{**OPERATOR, "values": {"op_name": "plus"}}]), ('"op_name"', '"plus"', '"add"', "the node writes nothing"))
@@ -215,6 +221,39 @@ class Warnings(ZrkTest):
         document["links"][0]["form"] = [2, 0]
         self.check(document, ("links[0]", '"form"', 'did you mean "from"'))
         self.check(graph([{**SPHERE, "values": {"raduis": 2}}]), ('"raduis"', 'did you mean "radius"'))
+
+    def test_keys_that_a_resource_does_not_know(self):
+        def resource(**members):
+            return graph([SPHERE], resources=[{"uuid": "a1", **members}])
+        circle = {"kind": "geometry", "shape": "circle", "center": [0, 0, 0], "axis": [0, 0, 1], "radius": 1}
+        self.check(resource(**circle, name="rim"))
+        self.check(resource(**circle, centre=[1, 0, 0]), ("resources[0]", '"centre"', 'did you mean "center"'))
+        self.check(resource(**circle, points=[]), ("resources[0]", '"points"', "kept and not used"))
+        self.check(resource(kind="geometry", shape="group", members=[], member=["a2"]), ('"member"', '"members"'))
+        picture = str(ROOT / "examples/pictures/ring.png")
+        self.check(resource(kind="image2d", path=picture, gamma=2), ("resources[0]", '"gamma"'))
+
+    def test_geometry_of_another_kind_than_a_type_takes(self):
+        shapes = {"point": {"position": [0, 0, 0]}, "circle": {"center": [0, 0, 0], "axis": [0, 0, 1], "radius": 1},
+                  "sphere": {"center": [0, 0, 0], "radius": 1}, "box": {"min": [0, 0, 0], "max": [1, 1, 1]},
+                  "group": {"members": []}}
+        kinds = {"point": "point", "circle": "curve", "sphere": "surface", "box": "solid or a group", "group": "solid or a group"}
+        for type, key, taken in (("Face UVW", "face", "sphere"), ("Curve UVW", "curve", "circle"), ("Curve Length", "curve", "circle"),
+                                 ("PipeSDF", "pathCurve", "circle")):
+            for shape, members in shapes.items():
+                document = graph([{"id": 1, "type": type, "values": {key: "a1"}}],
+                                 resources=[{"uuid": "a1", "kind": "geometry", "shape": shape, **members}])
+                self.check(document, *([] if shape == taken else
+                                       [(f"node 1 ({type})", f'"{key}"', f"is a {kinds[shape]}", f"is a {kinds[taken]}")]))
+
+    def test_a_context_or_view_that_cannot_be_used(self):
+        for unit in ("furlong", "MM", 5, None):
+            self.check(graph([SPHERE], context={"unit": unit}), ('"context", "unit"', '"mm"', "no unit is known"))
+        for unit in ("m", "cm", "mm", "um", "inch", "ft"):
+            self.check(graph([SPHERE], context={"unit": unit}))
+        self.check(graph([SPHERE], view={"axis": "w", "at": 1.5, "range": [1, 1]}), ('"view", "axis"', '"w"'),
+                   ('"view", "at"', "found 1.5"), ('"view", "range"', "found [1,1]"))
+        self.check(graph([SPHERE], view=3), ('"view"', "found 3", "an object"))
 
     def test_forms_that_are_as_good(self):
         self.check(graph([{**SPHERE, "position": [3, 4], "values": {}}], resources=[], context={}, view={"at": 1}))

@@ -83,8 +83,19 @@ class FailNth(ZrkTest):
         finished = self.run_once(words, target, ZRK_FAIL_WHAT=what, ZRK_FAIL_COUNT=str(self.count_file))
         return finished, int(self.count_file.read_text())
 
-    def judge(self, finished, whole, target):
+    def without_mesh(self, words, target):
+        """A run in which the mesh isn't there: an import that can't be read is a warning."""
+        mesh = self.work / "part.obj"
+        mesh.rename(self.folder / "part.obj")
+        finished = self.run_once(words, target, ZRK_FAIL_WHAT="none")
+        (self.folder / "part.obj").rename(mesh)
+        finished.files["part.obj"] = mesh.read_bytes()
+        return finished
+
+    def judge(self, finished, whole, words, target):
         self.assertIn(finished.status, (0, 1, 2), finished.err)
+        if finished.status == 0 and finished.files != whole.files and "part.obj: found no readable file" in finished.err:
+            whole = self.without_mesh(words, target)
         if finished.status == whole.status:
             self.assertEqual(finished.out, whole.out)
         if finished.status == 0:
@@ -101,7 +112,7 @@ class FailNth(ZrkTest):
                     for n in spread(total, 12 if what == "alloc" else 5):
                         with self.subTest(command=name, what=what, n=n, of=total, rest=rest):
                             self.judge(self.run_once(words, target, ZRK_FAIL_WHAT=what, ZRK_FAIL_NTH=str(n),
-                                                     ZRK_FAIL_REST=rest), whole, target)
+                                                     ZRK_FAIL_REST=rest), whole, words, target)
 
     def test_a_lack_of_memory_is_told(self):
         whole, total = self.undisturbed(*self.commands["sample"], "alloc")

@@ -14,7 +14,8 @@ import time
 import unittest
 import zlib
 
-from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, ZrkTest, graph
+import mesh_files
+from zrk_program import PATIENCE, PROGRAM, ROOT, SANITIZED, SPHERE, ZrkTest, graph
 
 SPHERE_AT = ["--at", "0,0,0"]
 
@@ -301,6 +302,7 @@ class Untrusted(FaultsTest):
         self.assertEqual(finished.returncode, 0, finished.stderr)
 
 
+@unittest.skipIf(SANITIZED, "sanitizers take memory of their own")
 class Memory(FaultsTest):
     MEASURE = ("import resource, subprocess, sys; ended = subprocess.run(sys.argv[1:], stdout=subprocess.DEVNULL); "
                "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss); sys.exit(ended.returncode)")
@@ -371,6 +373,21 @@ def npy_header(shape):
     return b"\x93NUMPY\x01\0" + struct.pack("<H", len(text)) + text
 
 
+def saw(corners):
+    """An OBJ file of one face that isn't convex."""
+    points = [(i, i % 2 if 0 < i < corners - 1 else -1) for i in range(corners)]
+    return ("".join(f"v {x} {y} 0\n" for x, y in points)
+            + "f " + " ".join(str(i + 1) for i in range(corners)) + "\n").encode()
+
+
+def tower(height):
+    """A 3MF model in which each object is the one before ten times."""
+    objects = "".join(f'<object id="{i}"><components>' + f'<component objectid="{i - 1}"/>' * 10
+                      + "</components></object>" for i in range(1, height))
+    return (f'<model xmlns="{mesh_files.CORE[1:-1]}"><resources><object id="0"/>{objects}</resources><build>'
+            f'<item objectid="{height - 1}"/></build></model>')
+
+
 class Limits(FaultsTest):
     def nested_groups(self):
         # Each has the one before four times: 4^11 members, beyond a million.
@@ -392,6 +409,13 @@ class Limits(FaultsTest):
         for name, content in {"wide.png": png_header(1 << 18, 1), "many.png": png_header(1 << 16, 1 << 16),
                               "many.npy": npy_header((1 << 16, 1 << 10, 1 << 10))}.items():
             self.put(content, name)
+        packages = {"ratio.3mf": mesh_files.package(" " * 2 ** 24), "objects.3mf": mesh_files.package(tower(9)),
+                    "files.3mf": mesh_files.package("", {str(i): "" for i in range(10_000)}),
+                    "depth.3mf": mesh_files.package("<a>" * 65 + "</a>" * 65)}
+        for name, content in packages.items():
+            self.put(content, name)
+        self.put(saw(10_001), "saw.obj")
+        report = lambda name: ["surface", "--report", self.folder / name]
         cases = {
             "document-bytes": (2, ["check", "/dev/zero"], "256 MiB"),
             "document-nesting": (2, b'{"zrkGraph": 1, "a": ' + b"[" * 201 + b"]" * 201 + b"}", "at most 200"),
@@ -405,11 +429,16 @@ class Limits(FaultsTest):
             "voxels": (2, self.image("image3d", "many.npy"), "at most 2147483648"),
             "npy-bytes": (2, self.image("image3d", "large.npy"), "at most 34359738368"),
             "mesh-bytes": (2, ["surface", "--report", self.folder / "large.stl"], "at most 68719476736"),
+            "polygon-corners": (2, report("saw.obj"), "at most 10000 corners"),
+            "3mf-ratio": (2, report("ratio.3mf"), "256 times"),
+            "3mf-files": (2, report("files.3mf"), "at most 10000"),
+            "3mf-objects": (2, report("objects.3mf"), "at most 1000000"),
+            "xml-depth": (2, report("depth.3mf"), "at most 64"),
             "picture-side": (2, ["render", sphere, "--size", "16385x16", "-o", target], "16384"),
             "picture-pixels": (2, ["render", sphere, "--size", "16384x16384", "-o", target], "33554432"),
         }
         # Of these only files of gigabytes have more, or days of work.
-        untried = {"points", "png-chunk-bytes", "mesh-numbers", "surface-vertices"}
+        untried = {"points", "png-chunk-bytes", "mesh-numbers", "surface-vertices", "3mf-bytes"}
         listed = json.loads(self.succeed("limits", "--json").out)
         self.assertEqual({limit["name"] for limit in listed}, set(cases) | untried)
         self.assertEqual([line.split()[:2] for line in self.succeed("limits").out.splitlines()],
@@ -420,6 +449,7 @@ class Limits(FaultsTest):
                 self.refused(status, *arguments, contains=[part], seconds=60)
 
 
+@unittest.skipIf(SANITIZED, "sanitizers have no room for stacks of a terabyte")
 class Threads(FaultsTest):
     def test_threads_that_cannot_be_started(self):
         # Stacks of 1 TiB: the address space has no room for many.

@@ -23,6 +23,7 @@ import unittest
 import zlib
 from typing import Callable, NamedTuple
 
+import mesh_files
 from zrk_program import PATIENCE, PROGRAM, SPHERE, graph, run
 
 MOMENTS = int(os.environ.get("ZRK_THOROUGH", "0"))
@@ -187,6 +188,60 @@ def mesh_shape(folder, side):
     return over_geometry(folder, "geometry blend", "geometries", [geometry(1, "mesh", path="mesh.obj")], 3.0)
 
 
+def quads(folder, side):
+    """A wavy sheet of quads, which are split, most of them by clipping ears."""
+    points = "".join(f"v {i} {j} {(i * j) % 7}\n" for j in range(side) for i in range(side))
+    faces = "".join(f"f {k} {k + 1} {k + side + 1} {k + side}\n" for j in range(side - 1)
+                    for k in range(j * side + 1, j * side + side))
+    put(folder, "mesh.obj", points + faces)
+    return document(folder, [{"id": 1, "type": "MeshSDF", "import": {"path": "mesh.obj", "polygons": "split"}}])
+
+
+def saw(folder, teeth):
+    """One face that ears are clipped off."""
+    points = [(i, i % 2 if 0 < i < teeth - 1 else -1) for i in range(teeth)]
+    put(folder, "mesh.obj", "".join(f"v {x} {y} 0\n" for x, y in points)
+        + ("f " + " ".join(str(i + 1) for i in range(teeth)) + "\n") * 20)
+    return over_geometry(folder, "geometry blend", "geometries", [geometry(1, "mesh", path="mesh.obj")])
+
+
+def package(folder, side):
+    """The sheet as a 3MF package."""
+    points = [(i, j, (i * j) % 7) for j in range(side) for i in range(side)]
+    corners = [(k, k + 1, k + side) for j in range(side - 1) for k in range(j * side, j * side + side - 1)]
+    put(folder, "mesh.3mf", mesh_files.package(mesh_files.model(points, corners)))
+    return document(folder, [{"id": 1, "type": "MeshSDF", "import": "mesh.3mf"}])
+
+
+def jpeg(folder, size, progressive):
+    """A grey picture whose blocks all take the first codes: zeros."""
+    def segment(marker, data):
+        return bytes([0xff, marker]) + struct.pack(">H", len(data) + 2) + data
+
+    head = (segment(0xdb, b"\0" + b"\1" * 64)
+            + segment(0xc2 if progressive else 0xc0, struct.pack(">BHHBBBB", 8, size, size, 1, 1, 0x11, 0))
+            + segment(0xc4, b"\0" + bytes([1] + [0] * 15) + b"\0") + segment(0xc4, b"\x10" + bytes([1] + [0] * 15) + b"\0"))
+    blocks = ((size + 7) // 8) ** 2
+    scans = segment(0xda, b"\1\1\0\0" + (b"\0\0" if progressive else b"\x3f\0")) + bytes((blocks * (1 if progressive else 2) + 7) // 8)
+    if progressive:  # the further coefficients, one after the other
+        scans += b"".join(segment(0xda, b"\1\1\0" + bytes([k, k, 0])) + bytes((blocks + 7) // 8) for k in range(1, 64))
+    put(folder, "picture.jpg", b"\xff\xd8" + head + scans + b"\xff\xd9")
+    return document(folder, [node(1, "ScalarImageSampler", image="a1")],
+                    resources=[{"uuid": "a1", "kind": "image2d", "path": "picture.jpg"}])
+
+
+def pages(folder, count, size):
+    """A TIFF file of deflated pages, each in one strip, all of the same bytes."""
+    packed = zlib.compress(b"".join(struct.pack("<H", i % 65536) for i in range(size)) * size, 1)
+    data = bytearray(b"II*\0" + struct.pack("<I", 8 + len(packed) + len(packed) % 2) + packed + bytes(len(packed) % 2))
+    tags = [(256, size), (257, size), (258, 16), (259, 8), (262, 1), (273, 8), (277, 1), (278, size), (279, len(packed))]
+    for k in range(count):
+        data += struct.pack("<H", len(tags)) + b"".join(struct.pack("<HHII", tag, 4, 1, value) for tag, value in tags)
+        data += struct.pack("<I", len(data) + 4 if k + 1 < count else 0)
+    put(folder, "stack.tif", bytes(data))
+    return volume(folder, "stack.tif")
+
+
 def spheres(folder, count):
     shapes = [geometry(i + 1, "sphere", center=p, radius=0.1) for i, p in enumerate(points(count))]
     group = geometry(count + 1, "group", members=[shape["uuid"] for shape in shapes])
@@ -266,6 +321,12 @@ OPERATIONS = [
     sampling("a mesh", ["ZRKMeshSDF"], lambda f: mesh(f, "MeshSDF", TRIANGLES)),
     sampling("beams", ["ZRKBeamSDF"], lambda f: mesh(f, "BeamSDF", TRIANGLES)),
     sampling("a mesh as geometry", ["mesh"], lambda f: mesh_shape(f, TRIANGLES)),
+    sampling("a mesh of quads", ["ZRKMeshSDF"], lambda f: quads(f, TRIANGLES), quick=True),
+    sampling("a mesh of faces that aren't convex", ["mesh"], lambda f: saw(f, 9999), 8),
+    sampling("a mesh in a package", ["ZRKMeshSDF"], lambda f: package(f, TRIANGLES), 8),
+    sampling("a large JPEG picture", ["ZRKScalarImageSampler"], lambda f: jpeg(f, 12000, False), 64),
+    sampling("a JPEG picture of many scans", ["ZRKScalarImageSampler"], lambda f: jpeg(f, 12000, True), 64),
+    sampling("pages of TIFF", ["ZRK3DImage"], lambda f: pages(f, 48, 2048), 64),
     sampling("a large picture", ["ZRKScalarImageSampler", "ZRKVector3ImageSampler"],
              lambda f: picture(f, "ScalarImageSampler", 12000), 64),
     sampling("a large picture as colours", ["ZRKRGBAImageSampler"],
@@ -308,6 +369,9 @@ OPERATIONS = [
               "out.png"),
     Operation("many pictures", ("render",), lambda f: ["render", mesh(f, "MeshSDF", 100), "--turntable", 500],
               "out.png"),
+    Operation("a picture that is watched", ("watch",), lambda f: ["watch", solid_of_gradients(f, 8), "--solid"],
+              "out.png"),
+    Operation("a look at all fields", ("check",), lambda f: ["check", gradients(f, 17), "--fields"]),
     Operation("a picture of nested gradients", ("render",), lambda f: ["render", solid_of_gradients(f, 8)], "out.png"),
 ]
 

@@ -2,6 +2,7 @@
 
 import ctypes
 import ctypes.util
+import io
 import pathlib
 import re
 import struct
@@ -153,6 +154,25 @@ def object_mesh(resource, groups):
 
 def read(path):
     return {".stl": read_stl, ".ply": read_ply, ".obj": read_obj, ".3mf": read_3mf}[pathlib.Path(path).suffix](path)
+
+
+def package(model, files=()):
+    """The bytes of a 3MF package of a model's XML, and further files by name."""
+    relationships = ('<Relationships xmlns="http://schemas.openxmlformats.org/package/2006/relationships"><Relationship Id="r" '
+                     'Target="/m.model" Type="http://schemas.microsoft.com/3dmanufacturing/2013/01/3dmodel"/></Relationships>')
+    data = io.BytesIO()
+    with zipfile.ZipFile(data, "w", zipfile.ZIP_DEFLATED) as archive:
+        for name, text in {"_rels/.rels": relationships, "m.model": model, **dict(files)}.items():
+            archive.writestr(name, text)
+    return data.getvalue()
+
+
+def model(vertices, triangles, unit="millimeter", item=""):
+    """The XML of a 3MF model with one mesh and one item, with more attributes."""
+    return (f'<model unit="{unit}" xmlns="{CORE[1:-1]}"><resources><object id="1"><mesh><vertices>'
+            + "".join(f'<vertex x="{x}" y="{y}" z="{z}"/>' for x, y, z in vertices) + "</vertices><triangles>"
+            + "".join(f'<triangle v1="{a}" v2="{b}" v3="{c}"/>' for a, b, c in triangles)
+            + f'</triangles></mesh></object></resources><build><item objectid="1" {item}/></build></model>')
 
 
 def lib3mf():

@@ -1,43 +1,15 @@
 """`render`: its pictures, seen from outside, and what it refuses."""
 
 import signal
-import struct
 import subprocess
 import time
 import unittest
-import zlib
 
-from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, ZrkTest, graph
+from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, ZrkTest, graph, pixels
 
 BOUNDS = {"context": {"modelBounds": [[-1.5, -1.5, -1.5], [1.5, 1.5, 1.5]]}}
 GYROID = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
 MESH = ROOT / "examples/mesh.zrk.json"
-
-
-def pixels(path):
-    """Width, height and rows of pixels of a PNG of 8 bits a component."""
-    data = path.read_bytes()
-    assert data[:8] == b"\x89PNG\r\n\x1a\n"
-    place, chunks = 8, {}
-    while place < len(data):
-        size, kind = struct.unpack(">I4s", data[place:place + 8])
-        chunks[kind] = chunks.get(kind, b"") + data[place + 8:place + 8 + size]
-        place += 12 + size
-    width, height, depth, colour = struct.unpack(">IIBB", chunks[b"IHDR"][:10])
-    assert depth == 8
-    count = {2: 3, 6: 4}[colour]
-    raw, rows, above = zlib.decompress(chunks[b"IDAT"]), [], bytes(width * count)
-    for y in range(height):
-        line = bytearray(raw[y * (width * count + 1) + 1:(y + 1) * (width * count + 1)])
-        kind = raw[y * (width * count + 1)]
-        for i, value in enumerate(line):
-            left = line[i - count] if i >= count else 0
-            corner = above[i - count] if i >= count else 0
-            paeth = min((left, above[i], corner), key=lambda v: abs(left + above[i] - corner - v))
-            line[i] = (value + [0, left, above[i], (left + above[i]) // 2, paeth][kind]) & 255
-        above = bytes(line)
-        rows.append([tuple(line[x * count:(x + 1) * count]) for x in range(width)])
-    return width, height, rows
 
 
 class Pictures(ZrkTest):
@@ -157,7 +129,7 @@ class Refusals(ZrkTest):
             (["--range", "0,1"], ["--range", "a scalar output"]),
             (["--color", "red"], ["--color", "NODE:OUT"]),
             (["--color", "9:0"], ["9"]),
-            (["--pin", "2:0"], ["--pin", "scalar"]),
+            (["--pin", "2:0"], ["node 2", "Vector3d", "Scalar"]),
             (["--bounds", "0,0,0,0,1,1"], ["along x"]),
             (["--background", "#12345"], ["#rrggbb"]),
             (["--background", "#-12345"], ["#rrggbb"]),

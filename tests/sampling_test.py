@@ -1,10 +1,11 @@
 """`sample` and `slice`: the files they write, and that `probe` gives the same bits."""
 
 import itertools
+import re
 import struct
 import unittest
 
-from zrk_program import ROOT, SPHERE, ZrkTest, doubles, graph, read_npy, records, run
+from zrk_program import ROOT, SPHERE, ZrkTest, doubles, graph, pixels, read_npy, records, run
 
 # A twisted gyroid and a sphere: sines, a root, a minimum.
 BLEND = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
@@ -108,12 +109,118 @@ class Volumes(ZrkTest):
             seen["probe"].add(self.succeed("probe", BLEND, "--points", "-", "--threads", threads, stdin=points).out)
         self.assertEqual({name: len(results) for name, results in seen.items()}, {"npy": 1, "png": 1, "probe": 1})
 
+    def test_float32_is_the_nearest_float(self):
+        path = self.put(graph([{**SPHERE, "values": {"radius": 1e300}}, {"id": 2, "type": "TwistTransform"}], output=(1, 0)))
+        for pin, components in (("1:0", 1), ("2:0", 3)):
+            sampled = {}
+            for type, size in (("float64", 8), ("float32", 4)):
+                for extension in ("npy", "nrrd", "vti"):
+                    self.succeed("sample", path, "-o", self.folder / f"v.{extension}", "--dims", "4,3,2", "--pin", pin,
+                                 "--type", type, "--bounds", "-0.1,-0.2,-0.3,1,1.1,1.2")
+                    head, _, tail = (self.folder / f"v.{extension}").read_bytes().partition(
+                        {"npy": b"}", "nrrd": b"\n\n", "vti": b'raw">\n   _'}[extension])
+                    names = {"npy": f"<f{size}", "nrrd": "float" if size == 4 else "double", "vti": f"Float{8 * size}"}
+                    self.assertIn(names[extension].encode(), head)
+                    data = {"npy": tail.split(b"\n", 1)[1] if extension == "npy" else b"", "nrrd": tail,
+                            "vti": tail[8:8 + 24 * components * size]}[extension]
+                    self.assertEqual(len(data), 24 * components * size, extension)
+                    sampled.setdefault(type, set()).add(struct.unpack(f"<{24 * components}{'f' if size == 4 else 'd'}", data))
+            self.assertEqual(len(sampled["float64"]), 1)
+            to_float = [float("-inf") if v < -1e38 else struct.unpack("<f", struct.pack("<f", v))[0]
+                        for v in sampled["float64"].pop()]
+            self.assertEqual(sampled["float32"], {tuple(to_float)})
+
+    def test_files_carry_the_unit_of_the_document(self):
+        for unit, expected in (("mm", "mm"), ("inch", "inch"), ("furlong", ""), (None, "")):
+            context = {"context": {"unit": unit}} if unit else {}
+            path = self.put(graph([SPHERE], output=(1, 0), **context))
+            for extension in ("nrrd", "vti"):
+                self.succeed("sample", path, "-o", self.folder / f"v.{extension}", "--dims", "2,2,2", "--quiet")
+            self.assertEqual(nrrd(self.folder / "v.nrrd")[0].get("space units"), f'"{expected}" ' * 2 + f'"{expected}"' if expected else None)
+            texts = re.findall(r'<DataArray type="String" Name="unit"[^>]*>([^<]*)<', vti(self.folder / "v.vti")[0])
+            self.assertEqual(["".join(chr(int(code)) for code in text.split()) for text in texts],
+                             [expected + "\0"] if expected else [])
+
+    def test_several_outputs_have_a_file_each(self):
+        self.succeed("sample", BLEND, "-o", self.folder / "v.npy", "--dims", "3,3,3", "--pin", "4:0", "1:0")
+        self.assertEqual(self.files(), ["v_1_0.npy", "v_4_0.npy"])
+        for pin in ("4:0", "1:0"):
+            self.succeed("sample", BLEND, "-o", self.folder / "one.npy", "--dims", "3,3,3", "--pin", pin)
+            self.assertEqual((self.folder / "one.npy").read_bytes(), (self.folder / f"v_{pin.replace(':', '_')}.npy").read_bytes())
+        self.succeed("slice", BLEND, "-o", self.folder / "p.png", "--size", 16, "--pin", "4:0", "--pin", "1:0")
+        self.assertEqual([name for name in self.files() if name.endswith("png")], ["p_1_0.png", "p_4_0.png"])
+        self.refused(2, "surface", BLEND, "-o", self.folder / "s.stl", "--pin", "4:0", "--pin", "1:0")
+
+    def test_tells_what_was_sampled(self):
+        path = self.put(graph([SPHERE], output=(1, 0)))
+        arguments = ["sample", path, "-o", self.folder / "v.npy", "--dims", "2,2,2", "--bounds", "0,0,0,3,4,12"]
+        # Corners at distances 0, 3, 4, 5, 12 and on, less 1.
+        mean = sum((a * a + b * b + c * c) ** 0.5 - 1 for a in (0, 3) for b in (0, 4) for c in (0, 12)) / 8
+        self.assertIn(f"2 x 2 x 2 nodes, values from -1 to 12, mean {mean:.4g}\n", self.succeed(*arguments).err)
+        self.assertEqual(self.succeed(*arguments, "--quiet").err, "")
+
     def test_an_old_file_is_replaced(self):
         path = self.put(graph([SPHERE], output=(1, 0)))
         target = self.put("x" * 100_000, "v.npy")
         self.succeed("sample", path, "-o", target, "--dims", "2,2,2")
         self.assertEqual(read_npy(target)[0], (2, 2, 2))
         self.assertEqual(self.files(), ["case.zrk.json", "v.npy"])
+
+
+class Remarks(ZrkTest):
+    """What looks like a mistake is told, by `sample`, `slice` and `check --fields`, and nothing else is."""
+
+    FAR = graph([{**SPHERE, "values": {"center": [9, 9, 9]}}], output=(1, 0))
+    CASES = [
+        ("a solid elsewhere", FAR, "values from", "no surface"),
+        ("all in the solid", graph([{**SPHERE, "values": {"radius": 99.0}}], output=(1, 0)), "no surface", "both sides of 0"),
+        ("nothing linked", graph([{"id": 1, "type": "BinaryOperator", "values": {"op_name": "add"}},
+                                  {"id": 2, "type": "ZRKInvert"}], output=(2, 0)), "weight 0 in all", "links"),
+        ("a constant", graph([{"id": 1, "type": "QuantizeTransform", "values": {"step": [90.0, 90.0, 90.0]}},
+                              SPHERE | {"id": 2}], [(1, 0, 2, 0)], (2, 0)), "the value ", "values that differ"),
+        ("infinite less infinite", graph([{**SPHERE, "values": {"radius": -1e200}},
+            {"id": 2, "type": "BinaryOperator", "values": {"op_name": "multiply"}},
+            {"id": 3, "type": "BinaryOperator", "values": {"op_name": "subtract"}}],
+            [(1, 0, 2, 0), (1, 0, 2, 1), (2, 0, 3, 0), (2, 0, 3, 1)], (3, 0)), "NaN in 100 %"),
+        ("no beams", graph([{"id": 1, "type": "BeamSDF", "import": "none.obj"}], output=(1, 0)), "1.79769e+308 in all", "imports"),
+    ]
+
+    def notes(self, *arguments):
+        lines = self.succeed(*arguments).err.splitlines()
+        return [line + lines[i + 1] for i, line in enumerate(lines) if line.startswith("note: ")]
+
+    def test_of_what_looks_like_a_mistake(self):
+        for name, document, *parts in self.CASES:
+            path = self.put(document)
+            pin = ":".join(map(str, document["output"]))
+            for arguments in (["sample", path, "-o", self.folder / "v.npy"], ["slice", path, "-o", self.folder / "p.png"],
+                              ["check", path, "--fields"]):
+                with self.subTest(name, command=arguments[0]):
+                    notes = [note for note in self.notes(*arguments) if f"output {pin}" in note]
+                    self.assertEqual(len(notes), 1, notes)
+                    for part in (*parts, "case.zrk.json", "remedy: "):
+                        self.assertIn(part, notes[0])
+                    if "-o" in arguments:
+                        self.assertEqual(self.succeed(*arguments, "--quiet").err.count("note: "), 0)
+
+    def test_none_of_what_is_as_it_should_be(self):
+        good = ["sphere", "sphere_and_twisted_gyroid", "gyroid", "color_image", "directions", "torus", "box_wireframe"]
+        for name in good:
+            with self.subTest(name):
+                path = ROOT / f"examples/{name}.zrk.json"
+                self.assertEqual(self.notes("slice", path, "-o", self.folder / "p.png", "--size", 64), [])
+
+    def test_distances_whose_slope_is_far_from_1(self):
+        def notes(document):
+            return [note for note in self.notes("check", self.put(document), "--fields") if "gradient" in note]
+        wide = {"context": {"modelBounds": [[-2, -2, -2], [2, 2, 2]]}}
+        self.assertEqual(notes(graph([SPHERE, {"id": 2, "type": "BoxSDF"}], **wide)), [])
+        scaled = graph([{"id": 1, "type": "AffineTransform", "values": {"scaling": [0.25, 0.25, 0.25]}}, SPHERE | {"id": 2}],
+                       [(1, 0, 2, 0)], **wide)
+        found = notes(scaled)
+        self.assertEqual(len(found), 1, found)
+        for part in ("output 2:0 (sdf)", "100 % of the bounds", "a length of 1"):
+            self.assertIn(part, found[0])
 
 
 class Slices(ZrkTest):
@@ -136,6 +243,55 @@ class Slices(ZrkTest):
             self.succeed("slice", BLEND, "-o", self.folder / "p.png", "--size", 48, *options)
             pictures.add((self.folder / "p.png").read_bytes())
         self.assertEqual(len(pictures), 6)
+
+
+    def slice(self, document, *options):
+        self.succeed("slice", document, "-o", self.folder / "p.png", *options)
+        return pixels(self.folder / "p.png")
+
+    def test_the_view_of_the_document_counts_unless_an_option_says_otherwise(self):
+        sphere = {**SPHERE, "values": {"radius": 0.3, "center": [0.2, 0.5, 0.8]}}
+        plain = self.put(graph([sphere], output=(1, 0)), "plain.zrk.json")
+        viewed = self.put(graph([sphere], output=(1, 0), view={"axis": "x", "at": 0.2, "range": [-1, 3]}))
+        self.assertEqual(self.slice(viewed), self.slice(plain, "--axis", "x", "--at", 0.2, "--range", "-1,3"))
+        self.assertEqual(self.slice(viewed, "--axis", "z", "--range", "-1,1"),
+                         self.slice(plain, "--at", 0.2, "--range", "-1,1"))
+        self.assertEqual(self.slice(viewed, "--at", 0.6), self.slice(plain, "--axis", "x", "--at", 0.6, "--range", "-1,3"))
+
+    def test_weight_0_looks_other_than_value_0(self):
+        # An operator without inputs reads 0 with weight 0; a distance to a plane in the slice reads 0 with weight 1.
+        def colours(document):
+            return {colour for row in self.slice(document, "--size", 32, "--range", "-1,1")[2] for colour in row}
+        nothing = graph([{"id": 1, "type": "ZRKInvert"}], output=(1, 0))
+        level = graph([{"id": 1, "type": "ZRKInvert"}, {"id": 2, "type": "PlaneSDF", "values": {"normal": [0, 0, 1], "origin": [0, 0, 0.5]}}],
+                      [(2, 0, 1, 0)], (1, 0))
+        self.assertEqual(len(colours(self.put(nothing))), 2, "dots on a pale ground")
+        self.assertEqual(colours(self.put(nothing)) & colours(self.put(level)), set())
+        self.assertIn("dots where the weight is 0", self.succeed("slice", self.put(nothing), "-o", self.folder / "p.png").err)
+
+    def test_a_legend_stands_below_the_same_picture(self):
+        for document, size, options in ((BLEND, 200, []), (BLEND, 200, ["--pin", "1:0"]), (BLEND, 16, []),
+                                        (ROOT / "examples/color_image.zrk.json", 200, [])):
+            width, height, rows = self.slice(document, "--size", size, *options)
+            wide, high, more = self.slice(document, "--size", size, "--legend", *options)
+            self.assertEqual(wide, width)
+            self.assertGreater(high, height)
+            self.assertEqual(more[:height], rows)
+            strip = {colour for row in more[height:] for colour in row}
+            self.assertTrue({(255, 255, 255), (18, 20, 28)} <= strip)
+
+    def test_the_scale_bar_has_the_length_that_it_tells(self):
+        # 300 pixels for 3 mm: the longest round length within a third of them is 1 mm.
+        path = self.put(graph([SPHERE], output=(1, 0), context={"unit": "mm", "modelBounds": [[0, 0, 0], [3, 3, 3]]}))
+        without = self.put(graph([SPHERE], output=(1, 0), context={"modelBounds": [[0, 0, 0], [3, 3, 3]]}), "w.zrk.json")
+        ink = (18, 20, 28)
+        def longest(rows):
+            return max((len(run) for row in rows for run in "".join("#" if c == ink else " " for c in row).split()), default=0)
+        _, _, rows = self.slice(path, "--size", 300, "--axis", "x")
+        _, _, plain = self.slice(without, "--size", 300, "--axis", "x")
+        self.assertEqual(longest(rows[260:]), 100)
+        self.assertEqual(rows[:240], plain[:240])
+        self.assertLess(longest(plain[260:]), 100)
 
 
 if __name__ == "__main__":

@@ -12,10 +12,12 @@ import struct
 import subprocess
 import tempfile
 import unittest
+import zlib
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 PROGRAM = os.environ.get("ZRK_PROGRAM", str(ROOT / "build/develop/bin/zrk"))
 PATIENCE = float(os.environ.get("ZRK_PATIENCE", "1"))
+SANITIZED = os.environ.get("ZRK_SANITIZED", "") != ""  # the program reserves address space by the terabyte
 
 SPHERE = {"id": 1, "type": "SphereSDF"}
 TWIST = {"id": 1, "type": "TwistTransform"}
@@ -100,3 +102,29 @@ def read_npy(path):
     assert header["descr"] == "<f8" and header["fortran_order"] is False, header
     assert begin % 64 == 0
     return header["shape"], doubles(data[begin:])
+
+
+def pixels(path):
+    """Width, height and rows of pixels of a PNG of 8 bits a component."""
+    data = path.read_bytes()
+    assert data[:8] == b"\x89PNG\r\n\x1a\n"
+    place, chunks = 8, {}
+    while place < len(data):
+        size, kind = struct.unpack(">I4s", data[place:place + 8])
+        chunks[kind] = chunks.get(kind, b"") + data[place + 8:place + 8 + size]
+        place += 12 + size
+    width, height, depth, colour = struct.unpack(">IIBB", chunks[b"IHDR"][:10])
+    assert depth == 8
+    count = {2: 3, 6: 4}[colour]
+    raw, rows, above = zlib.decompress(chunks[b"IDAT"]), [], bytes(width * count)
+    for y in range(height):
+        line = bytearray(raw[y * (width * count + 1) + 1:(y + 1) * (width * count + 1)])
+        kind = raw[y * (width * count + 1)]
+        for i, value in enumerate(line):
+            left = line[i - count] if i >= count else 0
+            corner = above[i - count] if i >= count else 0
+            paeth = min((left, above[i], corner), key=lambda v: abs(left + above[i] - corner - v))
+            line[i] = (value + [0, left, above[i], (left + above[i]) // 2, paeth][kind]) & 255
+        above = bytes(line)
+        rows.append([tuple(line[x * count:(x + 1) * count]) for x in range(width)])
+    return width, height, rows

@@ -23,6 +23,7 @@ void addSampleCommand(const Program& program);
 void addSliceCommand(const Program& program);
 void addSurfaceCommand(const Program& program);
 void addRenderCommand(const Program& program);
+void addWatchCommand(const Program& program);
 void addMeasureCommand(const Program& program);
 void addEditCommand(const Program& program);
 void addLimitsCommand(const Program& program);

@@ -190,6 +190,7 @@ int runProgram(int argc, char** argv)
     zrkcli::addSliceCommand(program);
     zrkcli::addSurfaceCommand(program);
     zrkcli::addRenderCommand(program);
+    zrkcli::addWatchCommand(program);
     zrkcli::addMeasureCommand(program);
     zrkcli::addEditCommand(program);
     zrkcli::addLimitsCommand(program);

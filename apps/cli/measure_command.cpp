@@ -1,7 +1,7 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/messages.h"
-#include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
+#include "apps/cli/solid_options.h"
 #include "apps/cli/surface_inputs.h"
 #include "core/surface/passages.h"
 #include "core/surface/solid_measures.h"
@@ -26,10 +26,7 @@ using Point = zrk::Tensor<3, double>;
 /// Sides of the cells that walls and gaps are looked for with.
 constexpr std::int32_t kPassageCells = 128;
 
-struct MeasureOptions : SamplingOptions {
-    std::optional<std::string> bounds;
-    std::optional<double> iso;
-    bool isDensity = false;
+struct MeasureOptions : SolidOptions {
     double accuracy = 1e-3;
     bool json = false;
     std::string solve;
@@ -45,26 +42,6 @@ struct Quantity {
 constexpr Quantity kQuantities[] = {{"fraction", &zrk::SolidMeasures::fraction},
                                     {"volume", &zrk::SolidMeasures::volume},
                                     {"area", &zrk::SolidMeasures::area}};
-
-/// NODE.KEY after --solve.
-struct Unknown {
-    std::uint16_t node = 0;
-    std::string key;
-};
-
-Unknown parseUnknown(const std::string& text)
-{
-    const std::size_t dot = text.find('.');
-    unsigned node = 0;
-    const char* end = text.data() + std::min(dot, text.size());
-    const auto read = std::from_chars(text.data(), end, node);
-    if (dot == std::string::npos || dot + 1 == text.size() || read.ec != std::errc() || read.ptr != end ||
-        node > zrkmodel::kMaxNodeId) {
-        throw zrk::FaultError({"--solve", zrk::quotation(text), "NODE.KEY",
-                               "give a node's id and one of its values, e.g. --solve 2.contour"});
-    }
-    return {static_cast<std::uint16_t>(node), text.substr(dot + 1)};
-}
 
 /// QUANTITY=VALUE after --for.
 std::pair<const Quantity*, double> parseGoal(const std::string& text)
@@ -90,27 +67,24 @@ std::pair<const Quantity*, double> parseGoal(const std::string& text)
 std::string withError(double value, double error) { return fmt::format("{:.6g} +- {:.2g}", value, error); }
 std::string withError(const zrk::Measured& m) { return withError(m.value, m.error); }
 
-std::string coordinates(const Point& p) { return fmt::format("{:.6g}, {:.6g}, {:.6g}", p[0], p[1], p[2]); }
+/// Coordinates far below their error are 0.
+std::string coordinates(const Point& p, double error = 0)
+{
+    const auto rounded = [&](double x) { return std::abs(x) < 1e-3 * error ? 0.0 : x; };
+    return fmt::format("{:.6g}, {:.6g}, {:.6g}", rounded(p[0]), rounded(p[1]), rounded(p[2]));
+}
 
 class MeasureWork {
 public:
     explicit MeasureWork(const MeasureOptions& options)
         : _options(options), _job(options), _unit(_job.document.unit())
     {
-        if (_job.output.tag != zrkmodel::Tag::Scalar) {
-            throw zrk::FaultError(
-                {place(), fmt::format("a pin with the tag {}", _job.output.tag.name()),
-                 "one with the tag Scalar, which a solid is taken of",
-                 fmt::format("choose one with --pin; `zrk check {}` lists the outputs and their tags",
-                             _options.document)});
-        }
-        const zrk::BBox<double> bounds = boundsToSample(_options.bounds, _job.document);
-        const bool isDensity = _options.isDensity || _job.output.isDensity;
-        _settings.lower = bounds.min;
-        _settings.upper = bounds.max;
-        _settings.cells = surfaceCells(bounds, kPassageCells, 0);
-        _settings.iso = _options.iso.value_or(isDensity ? 0.5 : 0.0);
-        _settings.solid = isDensity ? zrk::SolidSide::Above : zrk::SolidSide::Below;
+        const Solid solid = solidOf(_options, _job);
+        _settings.lower = solid.bounds.min;
+        _settings.upper = solid.bounds.max;
+        _settings.cells = surfaceCells(solid.bounds, kPassageCells, 0);
+        _settings.iso = solid.iso;
+        _settings.solid = solid.side;
         _settings.threads = _options.threads;
         _goal.accuracy = _options.accuracy;
     }
@@ -124,11 +98,12 @@ public:
         const zrk::SolidMeasures measures =
             withProgress("measuring", _options.quiet, [&](ProgressBar& bar) { return measure(field, &bar); });
         if (!measures.isAccurate && !measures.isEmpty()) {
-            tell("warning: {}\n",
-                 zrk::messageOf(
-                     {place(), fmt::format("an estimated error above {:g} of the value", _goal.accuracy),
-                      fmt::format("at most that with {} cells along the longest side", _goal.mostCells),
-                      "give smaller --bounds, or be content with the errors that are told"}));
+            tell(
+                "warning: {}\n",
+                zrk::messageOf(
+                    {placeOf(_job), fmt::format("an estimated error above {:g} of the value", _goal.accuracy),
+                     fmt::format("at most that with {} cells along the longest side", _goal.mostCells),
+                     "give smaller --bounds, or be content with the errors that are told"}));
         }
         const zrk::Passages passages = measures.isEmpty() ? zrk::Passages{} : passagesOf(field);
         fmt::print("{}", _options.json ? json(measures, passages) : text(measures, passages));
@@ -145,15 +120,9 @@ private:
     zrk::MeasuringGoal _goal;
     std::optional<double> _solution;
 
-    std::string place() const
-    {
-        return fmt::format("{}, output {} of node {}", _options.document, _job.output.address.output,
-                           _job.output.address.node);
-    }
-
     zrk::PreparedField currentField() const
     {
-        return zrk::PreparedField(zrk::valueOrThrow(_job.document.outputField(_job.output.address)).field);
+        return zrk::PreparedField(zrk::valueOrThrow(_job.document.outputField(_job.output().address)).field);
     }
 
     zrk::SolidMeasures measure(const zrk::PreparedField& field, zrk::ProgressMonitor* monitor) const
@@ -179,7 +148,7 @@ private:
     }
 
     /// The number that stands under a key of a node now.
-    double startValue(const Unknown& unknown) const
+    double startValue(const NodeKey& unknown) const
     {
         const std::string where = fmt::format("--solve {}", _options.solve);
         const auto node = _job.document.graph()->getNodePtr(unknown.node);
@@ -205,7 +174,7 @@ private:
 
     void solve()
     {
-        const Unknown unknown = parseUnknown(_options.solve);
+        const NodeKey unknown = parseNodeKey("--solve", _options.solve);
         const auto [quantity, wanted] = parseGoal(_options.goal);
         const double start = startValue(unknown);
         const Point size = _settings.upper - _settings.lower;
@@ -250,7 +219,7 @@ private:
 
     std::string text(const zrk::SolidMeasures& m, const zrk::Passages& passages) const
     {
-        std::string lines = place() + "\n";
+        std::string lines = placeOf(_job) + "\n";
         const auto line = [&](const char* name, const std::string& value) {
             lines += fmt::format("  {:<18} {}\n", name, value);
         };
@@ -262,9 +231,10 @@ private:
         if (!m.isEmpty()) {
             line("area", inUnit(withError(m.area), "^2"));
             line("  on the bounds", inUnit(fmt::format("{:.6g}", m.cutArea), "^2"));
-            line("centre of mass", inUnit(fmt::format("{} +- {:.2g}", coordinates(m.center), m.centerError)));
-            line("bounding box", inUnit(fmt::format("{} to {} +- {:.2g}", coordinates(m.lower),
-                                                    coordinates(m.upper), m.boxError)));
+            line("centre of mass",
+                 inUnit(fmt::format("{} +- {:.2g}", coordinates(m.center, m.centerError), m.centerError)));
+            line("bounding box", inUnit(fmt::format("{} to {} +- {:.2g}", coordinates(m.lower, m.boxError),
+                                                    coordinates(m.upper, m.boxError), m.boxError)));
             line("smallest wall", passageText(passages, passages.wall));
             line("smallest gap", passageText(passages, passages.gap));
         }
@@ -283,7 +253,7 @@ private:
             return p ? Json{{"length", p->length}, {"from", point(p->from)}, {"to", point(p->to)}} : Json();
         };
         Json report{{"document", _options.document},
-                    {"pin", Json::array({_job.output.address.node, _job.output.address.output})},
+                    {"pin", Json::array({_job.output().address.node, _job.output().address.output})},
                     {"unit", _unit.empty() ? Json() : Json(_unit)},
                     {"volume", measured(m.volume)},
                     {"fraction", measured(m.fraction)},
@@ -316,9 +286,6 @@ void checkOptions(const MeasureOptions& options)
         throw zrk::FaultError({"-o", zrk::quotation(options.file), "--solve with it",
                                "measures go to standard output; -o writes the document with the solution"});
     }
-    if (options.iso) {
-        checkFinite("--iso", *options.iso);
-    }
 }
 
 } // namespace
@@ -329,15 +296,6 @@ void addMeasureCommand(const Program& program)
         "measure", "measure the solid of a field: volume, area, centre, walls; solve for a volume");
     auto options = std::make_shared<MeasureOptions>();
     options->addTo(*command);
-    command->add_option(
-        "--bounds", options->bounds,
-        "corners x0,y0,z0,x1,y1,z1; without them the document's modelBounds, or the unit cube");
-    command->add_option(
-        "--iso", options->iso,
-        "value at the surface (default 0, or 0.5 for a density). Solid is what lies below it, "
-        "for a density what lies above it");
-    command->add_flag("--density", options->isDensity,
-                      "take the field for a density; outputs named density are anyway");
     command
         ->add_option("--accuracy", options->accuracy,
                      "share of volume and area that their error may be (default 0.001)")

@@ -11,6 +11,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 
 namespace zrkcli {
 
@@ -29,6 +30,25 @@ void checkExtents(const std::string& place, const zrk::Tensor<3, double>& a, con
                  "two opposite corners, so far apart that a grid has room", remedy});
         }
     }
+}
+
+/// NODE.KEY=VALUE: a JSON value, or a text as it stands.
+void makeChange(zrkmodel::GraphDocument& document, const std::string& change)
+{
+    const std::size_t equals = change.find('=');
+    if (equals == std::string::npos) {
+        throw zrk::FaultError(
+            {"--set", zrk::quotation(change), "NODE.KEY=VALUE", "write it as --set 2.radius=0.4"});
+    }
+    const NodeKey target = parseNodeKey("--set", change.substr(0, equals));
+    const std::string text = change.substr(equals + 1);
+    zrkmodel::ZRKJson value = zrkmodel::ZRKJson::parse(text, nullptr, false);
+    if (value.is_discarded()) {
+        value = text;
+    }
+    zrk::valueOrThrow(document.setValue(target.node, target.key, value).map_error([](zrk::Fault fault) {
+        return zrk::within("--set", std::move(fault));
+    }));
 }
 
 } // namespace
@@ -58,6 +78,14 @@ void checkFinite(const std::string& option, double value)
     if (!std::isfinite(value)) {
         throw zrk::FaultError(
             {option, fmt::format("{}", value), "a finite number", "write it with digits, e.g. 0.5"});
+    }
+}
+
+void checkPictureName(const std::string& file)
+{
+    if (!file.ends_with(".png")) {
+        throw zrk::FaultError({"-o", zrk::quotation(file), "a file name ending in .png",
+                               "pictures are written as PNG; `zrk sample` writes volumes"});
     }
 }
 
@@ -94,12 +122,33 @@ zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text
     return {static_cast<std::uint16_t>(node), static_cast<std::uint8_t>(output)};
 }
 
+NodeKey parseNodeKey(const std::string& option, const std::string& text)
+{
+    const std::size_t dot = text.find('.');
+    unsigned node = 0;
+    const char* end = text.data() + std::min(dot, text.size());
+    const auto read = std::from_chars(text.data(), end, node);
+    if (dot == std::string::npos || dot + 1 == text.size() || read.ec != std::errc() || read.ptr != end ||
+        node > zrkmodel::kMaxNodeId) {
+        throw zrk::FaultError({option, zrk::quotation(text), "NODE.KEY",
+                               "give a node's id and one of its values, e.g. " + option + " 2.contour"});
+    }
+    return {static_cast<std::uint16_t>(node), text.substr(dot + 1)};
+}
+
 void DocumentOptions::addTo(CLI::App& command)
 {
-    command.add_option("DOC", document, "graph document (.zrk.json), or a pipe with one")->required();
+    command
+        .add_option("DOC", document, "graph document (.zrk.json), a pipe with one, or - for standard input")
+        ->required();
     command.add_flag("--confine", isConfined,
                      "refuse a document whose paths lead out of its folder, also by way of links");
     command.add_flag("--strict", isStrict, "refuse a document that there are warnings of");
+    command
+        .add_option(
+            "--set", changes,
+            "another value of a node for this run, NODE.KEY=VALUE, as the document would have it; may repeat")
+        ->expected(1, 1000000);
     command
         .add_option("--memory", memory,
                     "most memory to take, e.g. 500M or 2G; without it three quarters of what is free")
@@ -108,14 +157,22 @@ void DocumentOptions::addTo(CLI::App& command)
 
 void SamplingOptions::addTo(CLI::App& command)
 {
+    addWithSeveralPinsTo(command);
+    command.get_option("--pin")->expected(1);
+}
+
+void SamplingOptions::addWithSeveralPinsTo(CLI::App& command)
+{
     DocumentOptions::addTo(command);
-    command.add_option("--pin", pin, "output to sample, NODE:OUT; without it the document's \"output\"");
+    command.add_option("--pin", pins, "output to sample, NODE:OUT; without it the document's \"output\"")
+        ->expected(1, 1000000);
     command.add_option("--threads", threads, "number of workers; without it all processors")
         ->check(CLI::Range(std::size_t{1}, std::size_t{1024}));
     command.add_flag("--quiet", quiet, "no progress, no warnings");
 }
 
-zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet)
+zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet,
+                                     std::vector<std::filesystem::path>* files)
 {
     zrkmodel::limitMemory(options.memory ? std::optional(static_cast<double>(*options.memory))
                                          : std::nullopt);
@@ -123,8 +180,12 @@ zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet)
     auto document = withProgress("loading", quiet, [&](ProgressBar& bar) {
         zrkmodel::LoadSettings settings(&bar);
         settings.isConfined = options.isConfined;
+        settings.files = files;
         return zrk::valueOrThrow(zrkmodel::GraphDocument::load(options.document, warnings, settings));
     });
+    for (const std::string& change : options.changes) {
+        makeChange(document, change);
+    }
     for (const zrk::Fault& warning : warnings) {
         if (!quiet || options.isStrict) {
             tell("warning: {}\n", zrk::messageOf(warning));
@@ -138,11 +199,36 @@ zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet)
     return document;
 }
 
-Job::Job(const SamplingOptions& options)
-    : document(loadDocument(options, options.quiet)),
-      output(zrk::valueOrThrow(options.pin ? document.outputField(parsePin("--pin", *options.pin))
-                                           : document.outputField()))
-{}
+void tellRemarks(const std::vector<zrk::Fault>& remarks, bool quiet)
+{
+    for (const zrk::Fault& remark : remarks) {
+        if (!quiet) {
+            tell("note: {}\n", zrk::messageOf(remark));
+        }
+    }
+}
+
+Job::Job(const SamplingOptions& options, std::vector<std::filesystem::path>* files)
+    : document(loadDocument(options, options.quiet, files))
+{
+    for (const std::string& pin : options.pins) {
+        outputs.push_back(zrk::valueOrThrow(document.outputField(parsePin("--pin", pin))));
+    }
+    if (outputs.empty()) {
+        outputs.push_back(zrk::valueOrThrow(document.outputField()));
+    }
+}
+
+std::string Job::fileOf(const zrkmodel::OutputField& output, const std::string& file) const
+{
+    if (outputs.size() == 1) {
+        return file;
+    }
+    const std::filesystem::path path(file);
+    const std::string name = fmt::format("{}_{}_{}{}", path.stem().string(), output.address.node,
+                                         output.address.output, path.extension().string());
+    return (path.parent_path() / name).string();
+}
 
 std::vector<std::string> argumentsInParsingOrder(int argc, char** argv)
 {

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,6 +21,7 @@ struct DocumentOptions {
     std::string document;
     bool isConfined = false;
     bool isStrict = false;
+    std::vector<std::string> changes;    ///< NODE.KEY=VALUE, made to what was loaded
     std::optional<std::uint64_t> memory; ///< bytes; without it a share of what is free
 
     void addTo(CLI::App& command);
@@ -27,11 +29,13 @@ struct DocumentOptions {
 
 /// The options that every command that samples takes.
 struct SamplingOptions : DocumentOptions {
-    std::optional<std::string> pin;
-    std::size_t threads = 0; ///< number of workers; 0 for all processors
+    std::vector<std::string> pins; ///< outputs to sample; empty for the document's own
+    std::size_t threads = 0;       ///< number of workers; 0 for all processors
     bool quiet = false;
 
     void addTo(CLI::App& command);
+    /// The same of a command that works on several outputs in one run.
+    void addWithSeveralPinsTo(CLI::App& command);
 };
 
 /// The box that a command samples: of the two corners after --bounds, x0,y0,z0,x1,y1,z1, or else that of the
@@ -40,21 +44,43 @@ zrk::BBox<double> boundsToSample(const std::optional<std::string>& text,
                                  const zrkmodel::GraphDocument& document);
 /// Throws FaultError for a number after an option that isn't finite.
 void checkFinite(const std::string& option, double value);
+/// Throws FaultError for the name of a picture to write that doesn't end in .png.
+void checkPictureName(const std::string& file);
 /// The values after --range, LO,HI. Throws FaultError for any other text.
 zrk::Interval<double> parseRange(const std::string& text);
 /// A pin after an option, NODE:OUT. Throws FaultError for any other text.
 zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text);
 
-/// Loads a document with a progress bar and prints its warnings to standard error.
-zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet);
+/// A value of a node by its key in the document.
+struct NodeKey {
+    std::uint16_t node = 0;
+    std::string key;
+};
 
-/// A document and that output of it which a command samples.
+/// NODE.KEY after an option. Throws FaultError for any other text.
+NodeKey parseNodeKey(const std::string& option, const std::string& text);
+
+/// Loads a document with a progress bar and prints its warnings to standard error.
+/// @param files  told of the files that the document names; may be null.
+zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet,
+                                     std::vector<std::filesystem::path>* files = nullptr);
+
+/// Tells remarks on standard error, unless a command is quiet.
+void tellRemarks(const std::vector<zrk::Fault>& remarks, bool quiet);
+
+/// A document and those outputs of it which a command samples.
 struct Job {
     zrkmodel::GraphDocument document;
-    zrkmodel::OutputField output;
+    std::vector<zrkmodel::OutputField> outputs; ///< at least one
 
-    /// Loads the document, prints its warnings, and takes the pin of the options or the document's.
-    explicit Job(const SamplingOptions& options);
+    /// Loads the document, prints its warnings, and takes the pins of the options or the document's own.
+    explicit Job(const SamplingOptions& options, std::vector<std::filesystem::path>* files = nullptr);
+
+    /// The output of a command that samples one.
+    const zrkmodel::OutputField& output() const { return outputs.front(); }
+    /// The file for an output: the one named or, where there are several outputs, one of its own beside it,
+    /// such as part_2_0.npy for output 0 of node 2.
+    std::string fileOf(const zrkmodel::OutputField& output, const std::string& file) const;
 };
 
 /// Returns the program's arguments as CLI11 takes them, last one first. A number such as `-.5,0,0`

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <string_view>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace zrkcli {
@@ -67,6 +68,14 @@ void callAtRequest(void (*handler)(int))
             sigaction(number, &action, nullptr);
         }
     }
+}
+
+/// Of the terminal that messages go to.
+int terminalColumns()
+{
+    constexpr int kUsual = 80;
+    winsize size = {};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
 }
 
 } // namespace
@@ -129,7 +138,8 @@ bool ProgressBar::interruptRequested()
 
 void ProgressBar::progress(double fraction)
 {
-    constexpr int kWidth = 32;
+    constexpr int kWidest = 32;
+    constexpr int kNarrowest = 4;
     constexpr auto kInterval = std::chrono::milliseconds(100);
     const auto now = std::chrono::steady_clock::now();
     if (!_visible || now - _lastDrawn < kInterval) {
@@ -138,12 +148,23 @@ void ProgressBar::progress(double fraction)
     _lastDrawn = now;
     barIsDrawn = true;
     const double share = std::clamp(fraction, 0.0, 1.0);
-    const int filled = static_cast<int>(share * kWidth);
-    std::string bar(static_cast<std::size_t>(filled), '#');
-    bar.resize(kWidth, '.');
     const double elapsed = std::chrono::duration<double>(now - _started).count();
+    const std::string percent = fmt::format("{:3.0f} %", 100 * share);
     const std::string left = share > 0.02 ? fmt::format("  {:.0f} s left", elapsed / share - elapsed) : "";
-    tell("{}{} [{}] {:3.0f} %{}", kClearLine, _title, bar, 100 * share, left);
+    // What a line has no room for is left out, as a second line couldn't be cleared: the bar, the time that
+    // is left, the title.
+    const int columns = terminalColumns() - 1;
+    const int words = static_cast<int>(_title.size() + percent.size() + left.size()) + 4; // blanks, brackets
+    const int width = std::min(kWidest, columns - words);
+    std::string line = _title + " " + percent + left;
+    if (width >= kNarrowest) {
+        std::string bar(static_cast<std::size_t>(share * width), '#');
+        bar.resize(static_cast<std::size_t>(width), '.');
+        line = fmt::format("{} [{}] {}{}", _title, bar, percent, left);
+    } else if (static_cast<int>(line.size()) > columns) {
+        line = static_cast<int>(_title.size() + percent.size()) < columns ? _title + " " + percent : percent;
+    }
+    tell("{}{}", kClearLine, line);
 }
 
 } // namespace zrkcli

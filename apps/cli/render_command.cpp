@@ -1,7 +1,7 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/messages.h"
-#include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
+#include "apps/cli/render_options.h"
 #include "core/picture/picture.h"
 #include "formats/png.h"
 #include "formats/points.h"
@@ -19,21 +19,6 @@
 namespace zrkcli {
 
 namespace {
-
-struct RenderOptions : SamplingOptions {
-    std::string file;
-    std::string size = "1024x768";
-    std::string from;
-    bool isPerspective = false;
-    std::vector<std::string> sections;
-    std::string color;
-    std::optional<std::string> range;
-    std::optional<double> iso;
-    std::optional<std::string> bounds;
-    std::string background = "studio";
-    int turntable = 0;
-    bool fadesByWeight = false;
-};
 
 [[noreturn]] void refuse(const std::string& option, const std::string& text, const std::string& expected,
                          const std::string& remedy)
@@ -194,12 +179,11 @@ void writePicture(const std::string& file, const zrk::ShadedPicture& picture, bo
     zrk::valueOrThrow(zrk::writePng(file, opaque, keepGoing));
 }
 
-void render(const RenderOptions& options)
+} // namespace
+
+void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>* files)
 {
-    if (!options.file.ends_with(".png")) {
-        refuse("-o", options.file, "a file name ending in .png",
-               "pictures are written as PNG; `zrk sample` writes volumes");
-    }
+    checkPictureName(options.file);
     zrk::PictureSettings settings;
     const PictureSize size = parseSize(options.size);
     settings.width = size.width;
@@ -212,23 +196,14 @@ void render(const RenderOptions& options)
     settings.views = turned(from, options.turntable);
     setBackground(settings, options.background);
 
-    const Job job(options);
-    if (job.output.tag != zrkmodel::Tag::Scalar) {
-        throw zrk::FaultError({options.pin ? "--pin" : options.document + ", \"output\"",
-                               fmt::format("a field of {} components", job.output.tag.components),
-                               "a scalar field, whose surface can be drawn",
-                               "choose another output with --pin; `zrk check` lists them, and `zrk slice` "
-                               "draws vectors and colours"});
-    }
-    settings.region = boxOf(boundsToSample(options.bounds, job.document));
+    const Job job(options, files);
+    const Solid solid = solidOf(options, job);
+    settings.region = boxOf(solid.bounds);
     for (const std::string& section : options.sections) {
         cut(settings.region, section, from);
     }
-    if (options.iso) {
-        checkFinite("--iso", *options.iso);
-    }
-    settings.iso = options.iso.value_or(job.output.surfaceLevel);
-    settings.solid = job.output.isDensity ? zrk::SolidSide::Above : zrk::SolidSide::Below;
+    settings.iso = solid.iso;
+    settings.solid = solid.side;
     if (!options.color.empty()) {
         settings.paint = paintOf(job.document, options.color);
     }
@@ -255,7 +230,7 @@ void render(const RenderOptions& options)
         scale = step.paintRange;
     };
     const auto outcome = withProgress("rendering", options.quiet, [&](ProgressBar& bar) {
-        return zrk::drawPictures(zrk::PreparedField(job.output.field), settings, show, &bar);
+        return zrk::drawPictures(zrk::PreparedField(job.output().field), settings, show, &bar);
     });
     if (outcome == zrk::PictureOutcome::Interrupted) {
         throw zrk::FaultError(zrk::interruptedAt(options.file));
@@ -264,9 +239,9 @@ void render(const RenderOptions& options)
         throw zrk::FaultError(
             {options.document,
              fmt::format("nothing {} {:g} in the bounds {:g},{:g},{:g},{:g},{:g},{:g}",
-                         job.output.isDensity ? "above" : "below", settings.iso, settings.region[0].lower,
-                         settings.region[1].lower, settings.region[2].lower, settings.region[0].upper,
-                         settings.region[1].upper, settings.region[2].upper),
+                         solid.side == zrk::SolidSide::Above ? "above" : "below", settings.iso,
+                         settings.region[0].lower, settings.region[1].lower, settings.region[2].lower,
+                         settings.region[0].upper, settings.region[1].upper, settings.region[2].upper),
              "a field with a surface there",
              "give other bounds with --bounds or another value with --iso; `zrk slice` shows the values",
              zrk::FaultKind::FailedWork});
@@ -278,8 +253,6 @@ void render(const RenderOptions& options)
              scale ? fmt::format(", colours from {:.4g} to {:.4g}", scale->lower, scale->upper) : "");
     }
 }
-
-} // namespace
 
 void addRenderCommand(const Program& program)
 {
@@ -298,17 +271,12 @@ void addRenderCommand(const Program& program)
         "--color", options->color,
         "output with the solid's colours, NODE:OUT; a scalar is shown by dark violet to yellow");
     command->add_option("--range", options->range, "values LO,HI at the ends of a scalar's colours");
-    command->add_option("--iso", options->iso,
-                        "value of the surface (default 0, or 0.5 for an output named density)");
-    command->add_option(
-        "--bounds", options->bounds,
-        "corners x0,y0,z0,x1,y1,z1; without them the document's modelBounds, or the unit cube");
     command->add_option("--background", options->background,
                         "studio (default), transparent, white, black or a colour #rrggbb");
     command->add_option("--turntable", options->turntable, "draws N numbered pictures around the z axis")
         ->check(CLI::Range(1, 10000));
     command->add_flag("--fade-by-weight", options->fadesByWeight, "the field's weight is its opacity");
-    command->callback([&work = program.work, options] { work = [options] { render(*options); }; });
+    command->callback([&work = program.work, options] { work = [options] { drawSolid(*options); }; });
 }
 
 } // namespace zrkcli

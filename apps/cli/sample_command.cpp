@@ -1,11 +1,12 @@
 #include "apps/cli/commands.h"
+#include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
-#include "core/values/stop.h"
 #include "formats/points.h"
 #include "formats/vdb.h"
 #include "formats/volume.h"
 #include "host/field_grid.h"
+#include "host/field_remarks.h"
 
 #include <fmt/core.h>
 
@@ -25,6 +26,7 @@ struct SampleOptions : SamplingOptions {
     int resolution = 0;
     std::optional<std::string> dims;
     std::optional<std::string> bounds;
+    std::string type = "float64";
 };
 
 std::array<std::int32_t, 3> parseDims(const std::string& text)
@@ -43,6 +45,35 @@ std::array<std::int32_t, 3> parseDims(const std::string& text)
     return dims;
 }
 
+void sampleOutput(const SampleOptions& options, const Job& job, const zrkmodel::OutputField& output,
+                  const zrk::Region<3, 3, double, 1>& region)
+{
+    const std::string file = job.fileOf(output, options.file);
+    const auto values = withProgress("sampling", options.quiet, [&](ProgressBar& bar) {
+        return zrk::valueOrThrow(zrkmodel::sampleField(output.field, region, &bar, options.threads));
+    });
+    const auto& n = region.dimensions();
+    const zrk::BBox<double> bounds = boundsToSample(options.bounds, job.document);
+    const zrk::Volume volume{.dims = {n[0], n[1], n[2]},
+                             .components = static_cast<int>(output.tag.components),
+                             .lower = {bounds.min[0], bounds.min[1], bounds.min[2]},
+                             .upper = {bounds.max[0], bounds.max[1], bounds.max[2]},
+                             .name = output.name,
+                             .values = values,
+                             .isDensity = output.isDensity,
+                             .type = options.type == "float32" ? zrk::NumberType::Float32
+                                                               : zrk::NumberType::Float64,
+                             .unit = job.document.unit()};
+    withProgress("writing", options.quiet, [&](ProgressBar& bar) {
+        zrk::valueOrThrow(zrk::writeVolume(file, volume, zrk::followedBy(&bar)));
+    });
+    tellRemarks(zrkmodel::remarksOn(values.summary, output, job.document.name()), options.quiet);
+    if (!options.quiet) {
+        tell("{}: {} x {} x {} nodes, values from {:.4g} to {:.4g}, mean {:.4g}\n", zrk::printable(file),
+             n[0], n[1], n[2], values.summary.least, values.summary.greatest, values.summary.mean);
+    }
+}
+
 void sample(const SampleOptions& options)
 {
     zrk::valueOrThrow(
@@ -54,19 +85,9 @@ void sample(const SampleOptions& options)
                                                                                        : kDefaultResolution);
     const zrk::Region<3, 3, double, 1> region(bounds.min, bounds.max, dims[0], dims[1], dims[2]);
 
-    const auto values = withProgress("sampling", options.quiet, [&](ProgressBar& bar) {
-        return zrk::valueOrThrow(zrkmodel::sampleField(job.output.field, region, &bar, options.threads));
-    });
-    const zrk::Volume volume{{dims[0], dims[1], dims[2]},
-                             static_cast<int>(job.output.tag.components),
-                             {bounds.min[0], bounds.min[1], bounds.min[2]},
-                             {bounds.max[0], bounds.max[1], bounds.max[2]},
-                             job.output.name,
-                             values,
-                             job.output.isDensity};
-    withProgress("writing", options.quiet, [&](ProgressBar& bar) {
-        zrk::valueOrThrow(zrk::writeVolume(options.file, volume, zrk::followedBy(&bar)));
-    });
+    for (const zrkmodel::OutputField& output : job.outputs) {
+        sampleOutput(options, job, output, region);
+    }
 }
 
 } // namespace
@@ -76,7 +97,7 @@ void addSampleCommand(const Program& program)
     CLI::App* command =
         program.app.add_subcommand("sample", "sample a field over a grid and write the volume");
     auto options = std::make_shared<SampleOptions>();
-    options->addTo(*command);
+    options->addWithSeveralPinsTo(*command);
     command
         ->add_option("-o,--output", options->file,
                      zrk::canWriteVdb() ? "volume to write: .npy, .nrrd, .vti or .vdb"
@@ -90,6 +111,10 @@ void addSampleCommand(const Program& program)
     command->add_option(
         "--bounds", options->bounds,
         "corners x0,y0,z0,x1,y1,z1; without them the document's modelBounds, or the unit cube");
+    command
+        ->add_option("--type", options->type,
+                     "numbers in the file: float64 (default), or float32, rounded to the nearest")
+        ->check(CLI::IsMember({"float64", "float32"}));
     command->callback([&work = program.work, options] { work = [options] { sample(*options); }; });
 }
 

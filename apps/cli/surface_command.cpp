@@ -1,8 +1,8 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/mesh_report.h"
 #include "apps/cli/messages.h"
-#include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
+#include "apps/cli/solid_options.h"
 #include "apps/cli/surface_inputs.h"
 #include "formats/atomic_file.h"
 #include "formats/vdb.h"
@@ -20,14 +20,11 @@ namespace {
 
 constexpr int kDefaultCells = 128;
 
-struct SurfaceOptions : SamplingOptions {
+struct SurfaceOptions : SolidOptions {
     std::string file;
     int resolution = kDefaultCells;
     double cell = 0;
     bool hasCell = false;
-    std::optional<std::string> bounds;
-    std::optional<double> iso;
-    bool isDensity = false;
     bool isSharp = false;
     bool isOpen = false;
     double flatness = 0;
@@ -119,8 +116,15 @@ zrk::MeshReport reportOn(const zrk::SurfaceMesh& mesh, bool quiet)
 void reportOnFile(const SurfaceOptions& options)
 {
     printReport(options, endingAtInterrupt([&] {
-                    const zrk::SurfaceMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
-                    return PrintedReport{options.document, options.unit, reportOn(mesh, options.quiet)};
+                    const zrk::FileMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
+                    for (const zrk::Fault& warning : mesh.warnings) {
+                        if (!options.quiet) {
+                            tell("warning: {}\n", zrk::messageOf(warning));
+                        }
+                    }
+                    const std::string fileUnit(mesh.unit ? zrk::nameOf(*mesh.unit) : "");
+                    return PrintedReport{options.document, options.unit.empty() ? fileUnit : options.unit,
+                                         reportOn(mesh, options.quiet)};
                 }));
 }
 
@@ -133,7 +137,8 @@ public:
           _job(options),
           _unit(unit()),
           _colors(colorField()),
-          _field(scalarField()),
+          _solid(solidOf(options, _job)),
+          _field(_job.output().field),
           _settings(settings())
     {
         checkFormat();
@@ -171,21 +176,15 @@ private:
     Job _job;
     std::optional<zrk::LengthUnit> _unit;
     std::optional<zrk::PreparedField> _colors;
+    Solid _solid;
     zrk::PreparedField _field;
     zrk::SurfaceSettings _settings;
-
-    std::string place() const
-    {
-        return fmt::format("{}, output {} of node {}", _options.document, _job.output.address.output,
-                           _job.output.address.node);
-    }
 
     std::optional<zrk::LengthUnit> unit() const
     {
         const std::string name = _options.unit.empty() ? _job.document.unit() : _options.unit;
-        const std::string place =
-            _options.unit.empty() ? _options.document + ", context, \"unit\"" : "--unit";
-        return name.empty() ? std::nullopt : std::optional(zrk::valueOrThrow(zrk::lengthUnit(place, name)));
+        return name.empty() ? std::nullopt
+                            : std::optional(zrk::valueOrThrow(zrk::lengthUnit("--unit", name)));
     }
 
     std::optional<zrk::PreparedField> colorField() const
@@ -219,28 +218,14 @@ private:
         }
     }
 
-    zrk::PreparedField scalarField() const
-    {
-        if (_job.output.tag != zrkmodel::Tag::Scalar) {
-            throw zrk::FaultError(
-                {place(), fmt::format("a pin with the tag {}", _job.output.tag.name()),
-                 "one with the tag Scalar, which a surface is taken of",
-                 fmt::format("choose one with --pin; `zrk check {}` lists the outputs and their tags",
-                             _options.document)});
-        }
-        return zrk::PreparedField(_job.output.field);
-    }
-
     zrk::SurfaceSettings settings() const
     {
-        const zrk::BBox<double> bounds = boundsToSample(_options.bounds, _job.document);
-        const bool isDensity = _options.isDensity || _job.output.isDensity;
         zrk::SurfaceSettings settings;
-        settings.lower = bounds.min;
-        settings.upper = bounds.max;
-        settings.cells = surfaceCells(bounds, _options.resolution, _options.cell);
-        settings.iso = _options.iso.value_or(isDensity ? 0.5 : 0.0);
-        settings.solid = isDensity ? zrk::SolidSide::Above : zrk::SolidSide::Below;
+        settings.lower = _solid.bounds.min;
+        settings.upper = _solid.bounds.max;
+        settings.cells = surfaceCells(_solid.bounds, _options.resolution, _options.cell);
+        settings.iso = _solid.iso;
+        settings.solid = _solid.side;
         settings.keepsCreases = _options.isSharp;
         settings.isOpen = _options.isOpen;
         settings.flatness = _options.flatness;
@@ -260,7 +245,7 @@ private:
         }
         if (mesh->triangles.empty()) {
             throw zrk::FaultError(
-                {place(),
+                {placeOf(_job),
                  fmt::format("no surface at {} within {:g}, {:g}, {:g} and {:g}, {:g}, {:g}{}", _settings.iso,
                              _settings.lower[0], _settings.lower[1], _settings.lower[2], _settings.upper[0],
                              _settings.upper[1], _settings.upper[2],
@@ -277,7 +262,8 @@ private:
     {
         if (mesh.undefinedSamples > 0) {
             tell("warning: {}\n",
-                 zrk::messageOf({place(), fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
+                 zrk::messageOf({placeOf(_job),
+                                 fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
                                  "a number everywhere",
                                  "`zrk slice` shows where; the surface is closed around these regions"}));
         }
@@ -330,7 +316,7 @@ void addOptions(CLI::App& command, SurfaceOptions& options)
 {
     options.addTo(command);
     command.get_option("DOC")->required(false)->description(
-        "graph document (.zrk.json); with --report alone also a mesh: .stl, .ply or .obj");
+        "graph document (.zrk.json); with --report alone also a mesh: .3mf, .stl, .ply or .obj");
     command.add_option("-o,--output", options.file,
                        std::string("mesh to write: .3mf, .stl, .ply or .obj") +
                            (zrk::canWriteVdb() ? "; .vdb writes a level set" : ""));
@@ -347,14 +333,6 @@ void addOptions(CLI::App& command, SurfaceOptions& options)
             },
             "longest side of a cell, model units")
         ->excludes(resolution);
-    command.add_option(
-        "--bounds", options.bounds,
-        "corners x0,y0,z0,x1,y1,z1; without them the document's modelBounds, or the unit cube");
-    command.add_option("--iso", options.iso,
-                       "value at the surface (default 0, or 0.5 for a density). Solid is what lies below it, "
-                       "for a density what lies above it");
-    command.add_flag("--density", options.isDensity,
-                     "take the field for a density; outputs named density are anyway");
     command.add_flag("--sharp", options.isSharp, "keep edges and corners sharp");
     command.add_flag("--open", options.isOpen, "leave the surface open where the bounds cut it");
     command.add_option("--adaptive", options.flatness,

@@ -186,7 +186,7 @@ std::vector<zrk::VertexColor> vertexColors(const zrk::PreparedField& field, cons
 
 std::optional<zrk::PartBeams> partBeams(const Job& job, const zrk::SurfaceSettings& settings)
 {
-    const auto data = job.document.beamsOf(job.output.address);
+    const auto data = job.document.beamsOf(job.output().address);
     if (!data || settings.solid != zrk::SolidSide::Below) {
         return std::nullopt;
     }

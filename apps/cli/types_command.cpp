@@ -1,21 +1,21 @@
 #include "apps/cli/commands.h"
+#include "apps/cli/type_manual.h"
 #include "core/values/fault.h"
+#include "host/nearest_names.h"
 #include "host/type_lookup.h"
-#include "model/graph.h"
-#include "model/graph_object.h"
-#include "model/property.h"
+#include "model/manual.h"
 #include "model/registry.h"
 
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace zrkcli {
 
-using zrkmodel::Tag;
 using Registration = zrkmodel::ZRKGraphObjectRegistration;
 using Json = nlohmann::ordered_json;
 
@@ -26,142 +26,87 @@ struct TypesOptions {
     bool json = false;
 };
 
-Json tagNames(const std::vector<Tag>& tags)
+using Types = std::vector<const Registration*>;
+
+/// The types of a family in order of registration; all of them for no name.
+Types typesOfFamily(const std::string& family)
 {
-    Json names = Json::array();
-    for (const Tag tag : tags) {
-        names.push_back(tag.name());
+    Types found;
+    for (const Registration& type : zrkmodel::knownTypes()) {
+        if (family.empty() || zrkmodel::manualOf(type).family == family) {
+            found.push_back(&type);
+        }
     }
-    return names;
+    return found;
 }
 
-std::string tagList(const std::vector<Tag>& tags)
+std::string tagList(const std::vector<zrkmodel::Tag>& tags)
 {
     std::string text;
-    for (const Tag tag : tags) {
+    for (const zrkmodel::Tag tag : tags) {
         text += (text.empty() ? "" : ", ") + std::string(tag.name());
     }
     return text.empty() ? "none" : text;
 }
 
-Json entryJson(const Registration& entry)
+void printTable(const Types& types)
 {
-    const auto& [inputs, outputs] = entry.signature;
-    return {{"class", entry.className},
-            {"type", entry.info.name},
-            {"uuid", entry.info.uuid},
-            {"signature", {{"inputs", tagNames(inputs)}, {"outputs", tagNames(outputs)}}},
-            {"title", entry.strings.title},
-            {"description", entry.strings.description}};
+    constexpr fmt::string_view kRow = "{:<29}{:<27}{:<38}{:<58}{:<13}{}\n";
+    fmt::print(kRow, "class", "type", "uuid", "signature", "family", "what it is");
+    for (const Registration* type : types) {
+        const std::string_view family = zrkmodel::manualOf(*type).family;
+        const auto& [inputs, outputs] = type->signature;
+        fmt::print(kRow, type->className, type->info.name, type->info.uuid,
+                   tagList(inputs) + " -> " + tagList(outputs), family.empty() ? "-" : family,
+                   type->strings.description);
+    }
 }
 
-const char* optionName(zrkmodel::ZRKPinOpt option)
+void printList(const Types& types, bool isJson)
 {
-    switch (option) {
-    case zrkmodel::ZRKPinOpt::DefaultValue:
-        return "DefaultValue";
-    case zrkmodel::ZRKPinOpt::Coordinates:
-        return "Coordinates";
-    case zrkmodel::ZRKPinOpt::None:
-        break;
+    if (!isJson) {
+        printTable(types);
+        return;
     }
-    return "None";
+    Json all = Json::array();
+    for (const Registration* type : types) {
+        all.push_back(typeJson(*type));
+    }
+    fmt::print("{}\n", all.dump(2));
 }
 
-/// A fresh node of a type, with its pins declared, and the graph that it lives in.
-struct Specimen {
-    std::shared_ptr<zrkmodel::ZRKGraph> graph = zrkmodel::ZRKGraph::create();
-    std::shared_ptr<zrkmodel::ZRKGraphObject> object;
-    std::shared_ptr<zrkmodel::ZRKGraphNode> node;
-
-    explicit Specimen(const Registration& entry) : object(entry.factory())
-    {
-        node = graph->getNodePtr(graph->addNode(object).id());
-    }
-};
-
-Json detailsJson(const Registration& entry)
+/// The one type that a name means. An unknown name is refused with the nearest types, classes and families.
+const Registration& typeOf(const std::string& name)
 {
-    Json details = entryJson(entry);
-    const Specimen specimen(entry);
-    details["inputs"] = Json::array();
-    for (const auto& pin : specimen.node->inputs) {
-        Json input{{"name", pin.name}, {"tag", pin.tag.name()}, {"option", optionName(pin.opt)}};
-        input["default"] = pin.defaultValue.isEmpty() ? Json() : Json(pin.defaultValue.components[0]);
-        details["inputs"].push_back(input);
-    }
-    details["outputs"] = Json::array();
-    for (const auto& pin : specimen.node->outputs) {
-        details["outputs"].push_back({{"name", pin.name}, {"tag", pin.tag.name()}});
-    }
-    details["properties"] = Json::array();
-    for (const auto* property : specimen.object->properties()) {
-        details["properties"].push_back({{"name", property->name()},
-                                         {"type", property->valueType()},
-                                         {"default", property->valueJson()}});
-    }
-    return details;
-}
-
-void printDetails(const Registration& entry)
-{
-    fmt::print("{}: {}\n\n", entry.strings.title, entry.strings.description);
-    fmt::print("class      {}\ntype       \"{}\"\nuuid       {}\nsignature  {} -> {}\n", entry.className,
-               entry.info.name, entry.info.uuid, tagList(entry.signature.inputs),
-               tagList(entry.signature.outputs));
-    const Json details = detailsJson(entry);
-    const auto section = [&](const char* title, const char* key, auto line) {
-        fmt::print("\n{}\n", title);
-        for (std::size_t i = 0; i < details[key].size(); ++i) {
-            fmt::print("  {}\n", line(i, details[key][i]));
+    std::vector<std::string> known;
+    for (const Registration& type : zrkmodel::knownTypes()) {
+        for (const std::string& one :
+             {type.info.name, type.className, std::string(zrkmodel::manualOf(type).family)}) {
+            if (!one.empty() && std::find(known.begin(), known.end(), one) == known.end()) {
+                known.push_back(one);
+            }
         }
-        if (details[key].empty()) {
-            fmt::print("  none\n");
-        }
-    };
-    section("inputs", "inputs", [](std::size_t i, const Json& pin) {
-        const std::string option = pin["option"].get<std::string>();
-        const std::string unconnected = option == "Coordinates" ? "the position, when unconnected"
-                                        : option == "None"      ? ""
-                                                           : pin["default"].dump() + ", when unconnected";
-        return fmt::format("{} {:<12} {:<9} {}", i, pin["name"].get<std::string>(),
-                           pin["tag"].get<std::string>(), unconnected);
-    });
-    section("outputs", "outputs", [](std::size_t i, const Json& pin) {
-        return fmt::format("{} {:<12} {}", i, pin["name"].get<std::string>(), pin["tag"].get<std::string>());
-    });
-    section("properties", "properties", [](std::size_t, const Json& property) {
-        return fmt::format("{:<20} {:<9} {}", "\"" + property["name"].get<std::string>() + "\"",
-                           property["type"].get<std::string>(), property["default"].dump());
-    });
-}
-
-void printTable()
-{
-    fmt::print("{:<29}{:<27}{:<38}{}\n", "class", "type", "uuid", "signature");
-    for (const Registration& entry : zrkmodel::knownTypes()) {
-        fmt::print("{:<29}{:<27}{:<38}{} -> {}\n", entry.className, entry.info.name, entry.info.uuid,
-                   tagList(entry.signature.inputs), tagList(entry.signature.outputs));
     }
+    if (std::find(known.begin(), known.end(), name) == known.end()) {
+        throw zrk::FaultError(
+            {"types", "the unknown name " + zrk::quotation(name), "a type, a class or a family",
+             fmt::format("did you mean {}? `zrk types` lists all",
+                         zrkmodel::nearestNames(name.substr(0, zrk::kMaxQuotation), known))});
+    }
+    return *zrk::valueOrThrow(zrkmodel::findType("types", name, ""));
 }
 
 void listTypes(const TypesOptions& options)
 {
-    if (options.name.empty() && !options.json) {
-        printTable();
-    } else if (options.name.empty()) {
-        Json all = Json::array();
-        for (const Registration& entry : zrkmodel::knownTypes()) {
-            all.push_back(entryJson(entry));
-        }
-        fmt::print("{}\n", all.dump(2));
+    if (const Types family = typesOfFamily(options.name); !family.empty()) {
+        printList(family, options.json);
+        return;
+    }
+    const Registration& type = typeOf(options.name);
+    if (options.json) {
+        fmt::print("{}\n", typeDetailsJson(type).dump(2));
     } else {
-        const Registration& entry = *zrk::valueOrThrow(zrkmodel::findType("types", options.name, ""));
-        if (options.json) {
-            fmt::print("{}\n", detailsJson(entry).dump(2));
-        } else {
-            printDetails(entry);
-        }
+        fmt::print("{}", typeDetailsText(type));
     }
 }
 
@@ -171,7 +116,8 @@ void addTypesCommand(const Program& program)
 {
     CLI::App* command = program.app.add_subcommand("types", "list the component types, or describe one");
     auto options = std::make_shared<TypesOptions>();
-    command->add_option("NAME", options->name, "class, or unambiguous type name, to describe");
+    command->add_option("NAME", options->name,
+                        "class or unambiguous type name to describe, or a family to list");
     command->add_flag("--json", options->json, "as JSON");
     command->callback([&work = program.work, options] { work = [options] { listTypes(*options); }; });
 }

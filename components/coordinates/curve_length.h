@@ -6,15 +6,20 @@
 
 namespace zrkmodel {
 
-/// How far along a curve the point closest to the position lies, for gradients that follow a path.
+/// How far along a curve its point closest to a position lies. It serves for gradients that follow a path.
 ///
-/// | property   | unit | default | effect                                              |
-/// |------------|------|---------|-----------------------------------------------------|
-/// | curve      |      | none    | the curve; without one nothing is written           |
-/// | normalize  |      | true    | true: from 0 at the curve's start to 1 at its end   |
-/// | use length |      | false   | true: measures length; false: the curve's parameter |
+/// | property   | kind     | unit | default | range | meaning                                             |
+/// |------------|----------|------|---------|-------|-----------------------------------------------------|
+/// | curve      | geometry |      | ""      | curve | the curve; without one nothing is written           |
+/// | normalize  | bool     |      | true    |       | true: from 0 at the curve's start to 1 at its end   |
+/// | use length | bool     |      | false   |       | true: measures length; false: the curve's parameter |
 ///
-/// With t the parameter of the closest point, the density is
+/// | output  | unit | meaning                                                                               |
+/// |---------|------|---------------------------------------------------------------------------------------|
+/// | density |      | the place along the curve, in model units where "use length" is true and "normalize"  |
+/// |         |      | false, with the weight of the position                                                |
+///
+/// Formula: With t the parameter of the closest point, the density is
 ///
 ///     normalize   use length
 ///     false       false        t
@@ -22,7 +27,9 @@ namespace zrkmodel {
 ///     true        false        (t - tMin) / (tMax - tMin), or tMin where tMax equals tMin
 ///     true        true         length(t) / length
 ///
-/// There is no input: the component measures the positions of the domain and keeps their weight.
+/// Notes: There is no input: the component measures the positions of the domain.
+///
+/// Example: The length along a corner.
 ///
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "2d20", "kind": "geometry", "shape": "polyline",

@@ -6,15 +6,28 @@
 
 namespace zrkmodel {
 
-/// Positions in coordinates along and around a curve, for textures, threads and coils that follow a path.
+/// Expresses a position in coordinates along and around a curve. Textures, threads and coils follow a path
+/// so.
 ///
-/// | property        | unit | default | effect                                                       |
-/// |-----------------|------|---------|--------------------------------------------------------------|
-/// | curve           |      | none    | the curve; without one nothing is written                    |
-/// | mode            |      | 0       | 0 extrude; 1, or any other number, wrap                      |
-/// | normalizeLength |      | true    | true: U is a share of the curve's length; false: model units |
+/// | property        | kind     | unit | default | range | meaning                                          |
+/// |-----------------|----------|------|---------|-------|--------------------------------------------------|
+/// | curve           | geometry |      | ""      | curve | the curve; without one nothing is written        |
+/// | mode            | enum     |      | 0       |       | how V and W are measured; a number that isn't    |
+/// |                 |          |      |         |       | listed counts as 1                               |
+/// | normalizeLength | bool     |      | true    |       | true: U is a share of the curve's length; false: |
+/// |                 |          |      |         |       | model units                                      |
 ///
-/// With (T, N, B) the frame at the curve's closest point and d the offset from that point to the position:
+/// | mode | name    | meaning                                                 |
+/// |------|---------|---------------------------------------------------------|
+/// | 0    | extrude | from the sheet that the curve sweeps along its binormal |
+/// | 1    | wrap    | around the curve                                        |
+///
+/// | output | unit | meaning                                    |
+/// |--------|------|--------------------------------------------|
+/// | coords |      | (U, V, W), with the weight of the position |
+///
+/// Formula: With (T, N, B) the frame at the curve's closest point and d the offset from that point to the
+/// position:
 ///
 /// - U is the length along the curve. On a closed curve it is the length from the middle of the curve, the
 ///   same on both sides, so that it is continuous across the seam.
@@ -22,8 +35,10 @@ namespace zrkmodel {
 /// - wrap: V = 2 |atan2(d . B, d . N)| / pi, in right angles, from 0 on the normal's side to 2 on the
 ///   opposite one; W = |d|, in model units.
 ///
-/// There is no input: the component measures the positions of the domain and keeps their weight. If the
-/// length of the curve is 0, a normalized U is infinite or NaN.
+/// Notes: There is no input: the component measures the positions of the domain. If the length of the curve
+/// is 0, a normalized U is infinite or NaN.
+///
+/// Example: Coordinates wrapped around a circle.
 ///
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "2d20", "kind": "geometry", "shape": "circle",

@@ -6,33 +6,50 @@
 
 namespace zrkmodel {
 
-/// Positions in the coordinates of a cylinder or cone between two points: height along the axis,
-/// angle around it, and distance to the wall.
+/// Expresses a position in the coordinates of a cylinder. It may also be a cone, between two points: height
+/// along the axis, angle around it, and distance to the wall.
 ///
-/// | property     | unit | default   | effect                                                     |
-/// |--------------|------|-----------|------------------------------------------------------------|
-/// | start point  | mu   | (0, 0, 0) | where the height is 0; if the ends are equal, V, W are NaN |
-/// | end point    | mu   | (0, 0, 1) | the other end of the axis                                  |
-/// | start radius | mu   | 0.1       | radius at the start                                        |
-/// | end radius   | mu   | 0.1       | radius at the end; it goes on changing beyond the ends     |
-/// | inverse      |      | false     | is stored and changes nothing                              |
-/// | twist        | rad  | 0.0       | added to V from the start to the end, in proportion        |
-/// | cap style    |      | 1, round  | 0 none: the wall goes on beyond the ends; round otherwise  |
+/// | property     | kind    | unit    | default   | range | meaning                                         |
+/// |--------------|---------|---------|-----------|-------|-------------------------------------------------|
+/// | start point  | vector3 | mu      | [0, 0, 0] |       | where the height is 0; if the ends are equal, V |
+/// |              |         |         |           |       | and W are NaN                                   |
+/// | end point    | vector3 | mu      | [0, 0, 1] |       | the other end of the axis                       |
+/// | start radius | double  | mu      | 0.1       |       | radius at the start                             |
+/// | end radius   | double  | mu      | 0.1       |       | radius at the end; it goes on changing beyond   |
+/// |              |         |         |           |       | the ends                                        |
+/// | inverse      | bool    |         | false     |       | is stored and changes nothing                   |
+/// | twist        | double  | radians | 0.0       |       | added to V from the start to the end, in        |
+/// |              |         |         |           |       | proportion                                      |
+/// | cap style    | enum    |         | 1         |       | where W is measured from beyond the ends; a     |
+/// |              |         |         |           |       | number that isn't listed is round               |
 ///
-/// With d = p - start, n the direction and L the length of the axis, h = d . n and t = h / L:
+/// | cap style | name  | meaning                                    |
+/// |-----------|-------|--------------------------------------------|
+/// | 0         | none  | the axis: the wall goes on beyond the ends |
+/// | 1         | round | the nearer end                             |
+///
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
+///
+/// | output | unit | meaning                                |
+/// |--------|------|----------------------------------------|
+/// | coords |      | (U, V, W), with the weight of `coords` |
+///
+/// Formula: With d = p - start, n the direction and L the length of the axis, h = d . n and t = h / L:
 ///
 ///     U = h                                  model units
 ///     V = atan2(d . b, d . a) + t * twist    radians, -pi to pi without a twist, not wrapped
 ///     W = e - ((1 - t) * start radius + t * end radius)    model units, negative inside
 ///
 /// a = normalize(reference x n) and b = n x a; the reference is y if |n.z| > 0.9 and z otherwise. The
-/// distance e is measured from the axis or, with round caps, from the nearer end for t < 0 and t > 1. The
-/// weight is that of `coords`. V is in radians, while the angles of sphere and torus coordinates are in
-/// units of pi.
+/// distance e is measured from the axis or, with round caps, from the nearer end for t < 0 and t > 1.
 ///
-/// A pattern around a pipe:
+/// Notes: V is in radians, while the angles of sphere and torus coordinates are in units of pi.
 ///
-///     {"zrkGraph": 1,
+/// Example: A pattern around a pipe.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-0.5, -0.5, -0.5], [0.5, 1.5, 1.5]]},
 ///      "nodes": [{"id": 1, "type": "CylinderUVW", "values": {"end point": [0, 1, 1], "twist": 3.14}},
 ///                {"id": 2, "type": "Gyroid"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}

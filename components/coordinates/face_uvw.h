@@ -6,18 +6,26 @@
 
 namespace zrkmodel {
 
-/// Positions in coordinates on and above a surface, for patterns that lie on it and layers over it.
+/// Expresses a position in coordinates on and above a surface. Patterns lie on it and layers over it so.
 ///
-/// | property | unit | default | effect                                      |
-/// |----------|------|---------|---------------------------------------------|
-/// | face     |      | none    | the surface; without one nothing is written |
+/// | property | kind     | unit | default | range   | meaning                                     |
+/// |----------|----------|------|---------|---------|---------------------------------------------|
+/// | face     | geometry |      | ""      | surface | the surface; without one nothing is written |
 ///
-/// U and V are the parameters of the closest surface point, each scaled so that it runs from 0 to 1 over the
-/// surface's range: on a sphere, U is the longitude and V the latitude. W is the distance to that point in
-/// model units and never negative. A range of width 0 gives infinities and NaN. There is no input: the
-/// component measures the positions of the domain and keeps their weight.
+/// | output | unit | meaning                                    |
+/// |--------|------|--------------------------------------------|
+/// | coords |      | (U, V, W), with the weight of the position |
 ///
-///     {"zrkGraph": 1,
+/// Formula: U and V are the parameters of the closest surface point, each scaled so that it runs from 0 to 1
+/// over the surface's range: on a sphere, U is the longitude and V the latitude. W is the distance to that
+/// point in model units and never negative.
+///
+/// Notes: A range of width 0 gives infinities and NaN. There is no input: the component measures the
+/// positions of the domain.
+///
+/// Example: Coordinates on a sphere.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-2, -2, -2], [2, 2, 2]]},
 ///      "resources": [{"uuid": "2d20", "kind": "geometry", "shape": "sphere",
 ///                     "center": [0, 0, 0], "radius": 1}],
 ///      "nodes": [{"id": 1, "type": "Face UVW", "values": {"face": "2d20"}}],

@@ -12,21 +12,38 @@
 
 namespace zrkmodel {
 
-/// Positions in coordinates spun from several poles, which are points with a signed strength. Between poles
-/// of opposite sign the coordinates flow from one to the other, as in the potential of a multipole.
+/// Expresses a position in coordinates spanned by weighted poles. A pole is a point with a signed strength;
+/// between poles of opposite sign the coordinates flow from one to the other, as in the potential of a
+/// multipole.
 ///
-/// | property        | unit | default | effect                                                    |
-/// |-----------------|------|---------|-----------------------------------------------------------|
-/// | const direction |      | false   | true: every pole measures its angles in the world's frame |
-/// | poles (a list)  |      | empty   | the poles; without a usable one the output isn't written  |
+/// | property        | kind | unit | default | range | meaning                                              |
+/// |-----------------|------|------|---------|-------|------------------------------------------------------|
+/// | const direction | bool |      | false   |       | true: every pole measures its angles in the world's  |
+/// |                 |      |      |         |       | frame                                                |
 ///
-/// A pole is {"strength": 1, "is_ref": false, "point": [0, 0, 0]}, or it follows a point of the
-/// document: {"is_ref": true, "point_handle": UUID}. The strength is a factor without a unit, the point is in
-/// model units. A pole whose reference doesn't resolve is skipped. A reference to something that isn't a
-/// point counts as the origin.
+/// | stored key | kind | unit | default | range | meaning                                                  |
+/// |------------|------|------|---------|-------|----------------------------------------------------------|
+/// | poles      | list |      | []      |       | the poles; without a usable one the output isn't written |
 ///
-/// With d = p - pole, r = |d| and (a, b, c) the pole's frame, the coordinates are sums over all poles. They
-/// aren't divided by the strengths:
+/// | poles[]      | kind     | unit | default   | range   | meaning                                         |
+/// |--------------|----------|------|-----------|---------|-------------------------------------------------|
+/// | strength     | double   |      | 1.0       | -1 to 1 | factor of what the pole adds                    |
+/// | is_ref       | bool     |      | false     |         | true: the pole follows a point of the document  |
+/// | point        | vector3  | mu   | [0, 0, 0] |         | where it is; of a pole that follows a point,    |
+/// |              |          |      |           |         | its last known place                            |
+/// | point_handle | geometry |      | ""        |         | the point that it follows; read and written     |
+/// |              |          |      |           |         | only where is_ref is true                       |
+///
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
+///
+/// | output | unit | meaning                                |
+/// |--------|------|----------------------------------------|
+/// | coords |      | (U, V, W), with the weight of `coords` |
+///
+/// Formula: With d = p - pole, r = |d| and (a, b, c) the pole's frame, the coordinates are sums over all
+/// poles. They aren't divided by the strengths:
 ///
 ///     U = sum of strength * atan2(d . b, d . a)    azimuth, radians
 ///     V = sum of strength * log(r)                 natural logarithm of the distance in model units
@@ -34,17 +51,20 @@ namespace zrkmodel {
 ///
 /// A pole adds nothing at its own position. Unless "const direction" is set, the frames of two or more poles
 /// are turned so that c points away from their centroid (zrk::aimFromCentroid); a skipped pole pulls the
-/// centroid towards the origin. The weight is that of `coords`.
+/// centroid towards the origin.
 ///
-/// Two poles of opposite sign, and a gyroid that follows them:
+/// Notes: A pole whose reference doesn't resolve is skipped. A reference to something that isn't a point
+/// counts as the origin.
 ///
-///     {"zrkGraph": 1,
+/// Example: Two poles of opposite sign, and a gyroid that follows them.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
 ///      "nodes": [{"id": 1, "type": "Multipole UVW", "values": {"poles": [
 ///                    {"strength": 1, "point": [-0.5, 0, 0]}, {"strength": -1, "point": [0.5, 0, 0]}]}},
 ///                {"id": 2, "type": "Gyroid"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
 ///
-/// Edits and listeners belong to the interface thread.
+/// Threads: Edits and listeners belong to the interface thread.
 class ZRKMultipoleUVW final : public ZRKComponent<ZRKMultipoleUVW> {
 public:
     /// A fixed position or a reference to a geometry, with a signed strength.

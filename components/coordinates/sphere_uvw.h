@@ -6,29 +6,38 @@
 
 namespace zrkmodel {
 
-/// Positions in the coordinates of a sphere: longitude, latitude, and distance to its surface.
-/// Patterns and pictures that read these coordinates run around the sphere.
+/// Expresses a position in the coordinates of a sphere. They are longitude, latitude, and distance to its
+/// surface; patterns and pictures that read them run around the sphere.
 ///
-/// | property | unit | default   | effect                                  |
-/// |----------|------|-----------|-----------------------------------------|
-/// | radius   | mu   | 1.0       | where W is 0                            |
-/// | poles    |      | 0.0       | is stored and changes nothing           |
-/// | center   | mu   | (0, 0, 0) | the middle of the sphere                |
-/// | inverse  |      | false     | true: maps from (U, V, W) to a position |
+/// | property | kind    | unit | default   | range  | meaning                                 |
+/// |----------|---------|------|-----------|--------|-----------------------------------------|
+/// | radius   | double  | mu   | 1.0       |        | where W is 0                            |
+/// | poles    | double  |      | 0.0       | 0 to 1 | is stored and changes nothing           |
+/// | center   | vector3 | mu   | [0, 0, 0] |        | the middle of the sphere                |
+/// | inverse  | bool    |      | false     |        | true: maps from (U, V, W) to a position |
 ///
-/// With d = p - center and r = |d|:
+/// | input  | unit | meaning                                |
+/// |--------|------|----------------------------------------|
+/// | coords | mu   | the position; with "inverse" (U, V, W) |
+///
+/// | output | unit | meaning                                                                             |
+/// |--------|------|-------------------------------------------------------------------------------------|
+/// | coords |      | (U, V, W), or a position in model units with "inverse"; with the weight of `coords` |
+///
+/// Formula: With d = p - center and r = |d|:
 ///
 ///     U = atan2(d.y, d.x) / pi    longitude in units of pi, -1 to 1; 0 on the axis
 ///     V = asin(d.z / r) / pi      latitude in units of pi, -0.5 to 0.5; NaN at the centre
 ///     W = r - radius              model units, negative inside
 ///
-/// The inverse maps to center + q (cos pi U cos pi V, sin pi U cos pi V, sin pi V) with q = W - radius. The
-/// minus is deliberate: W = 0 gives the point opposite the one with these angles, and the inverse undoes the
-/// forward map only for radius 0. The weight is that of `coords`.
+/// The inverse maps to center + q (cos pi U cos pi V, sin pi U cos pi V, sin pi V) with q = W - radius.
 ///
-/// A gyroid that runs around a sphere:
+/// Notes: The minus in q is deliberate: W = 0 gives the point opposite the one with these angles, and the
+/// inverse undoes the forward map only for radius 0.
 ///
-///     {"zrkGraph": 1,
+/// Example: A gyroid that runs around a sphere.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1.5, -1.5, -1.5], [1.5, 1.5, 1.5]]},
 ///      "nodes": [{"id": 1, "type": "ZRKSphereUVW", "values": {"radius": 0.8}},
 ///                {"id": 2, "type": "Gyroid"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}

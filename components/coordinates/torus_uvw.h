@@ -6,27 +6,35 @@
 
 namespace zrkmodel {
 
-/// Positions in the coordinates of a torus about the z direction: angle around the ring, angle
-/// around the tube, and distance to its surface.
+/// Expresses a position in the coordinates of a torus. The torus lies about the z direction; the coordinates
+/// are the angle around the ring, the angle around the tube, and the distance to its surface.
 ///
-/// | property    | unit | default   | effect                                    |
-/// |-------------|------|-----------|-------------------------------------------|
-/// | center      | mu   | (0, 0, 0) | the middle of the ring                    |
-/// | ring radius | mu   | 0.4       | from the centre to the middle of the tube |
-/// | tube radius | mu   | 0.1       | where W is 0                              |
-/// | inverse     |      | false     | is stored and changes nothing             |
+/// | property    | kind    | unit | default   | range | meaning                                   |
+/// |-------------|---------|------|-----------|-------|-------------------------------------------|
+/// | center      | vector3 | mu   | [0, 0, 0] |       | the middle of the ring                    |
+/// | ring radius | double  | mu   | 0.4       |       | from the centre to the middle of the tube |
+/// | tube radius | double  | mu   | 0.1       |       | where W is 0                              |
+/// | inverse     | bool    |      | false     |       | is stored and changes nothing             |
 ///
-/// With d = p - center and q = sqrt(d.x^2 + d.y^2) - ring radius:
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
+///
+/// | output | unit | meaning                                |
+/// |--------|------|----------------------------------------|
+/// | coords |      | (U, V, W), with the weight of `coords` |
+///
+/// Formula: With d = p - center and q = sqrt(d.x^2 + d.y^2) - ring radius:
 ///
 ///     U = atan2(d.y, d.x) / pi               angle around the ring in units of pi, -1 to 1
 ///     V = atan2(d.z, q) / pi                 angle around the tube in units of pi, -1 to 1
 ///     W = sqrt(d.z^2 + q^2) - tube radius    model units, negative inside
 ///
-/// V is 0 on the outer side and 0.5 on top. The weight is that of `coords`.
+/// V is 0 on the outer side and 0.5 on top.
 ///
-/// A gyroid wound around a torus:
+/// Example: A gyroid wound around a torus.
 ///
-///     {"zrkGraph": 1,
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1.2, -1.2, -0.6], [1.2, 1.2, 0.6]]},
 ///      "nodes": [{"id": 1, "type": "ZRKTorusUVW", "values": {"ring radius": 0.8}},
 ///                {"id": 2, "type": "Gyroid"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}

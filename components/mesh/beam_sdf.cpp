@@ -2,9 +2,11 @@
 
 #include "components/categories.h"
 #include "components/distance_pins.h"
+#include "components/mesh/mesh_import.h"
 #include "core/values/bbox.h"
-#include "formats/obj.h"
 
+#include <iterator>
+#include <optional>
 #include <utility>
 
 namespace zrkmodel {
@@ -69,14 +71,15 @@ void ZRKBeamSDF::setCache(Cache cache) const
     _cache = std::move(cache);
 }
 
-zrk::Result<void> ZRKBeamSDF::importLattice(const std::filesystem::path& path)
+zrk::Result<ZRKImportWarnings> ZRKBeamSDF::importLattice(const std::filesystem::path& path,
+                                                         const ZRKImportOptions& options)
 {
-    zrk::WavefrontObj mesh = zrk::readWavefrontObj(path);
-    if (mesh.indexFault) {
-        mesh.indexFault->remedy += "; the lattice stays as it was";
-        return zrk::refused(std::move(*mesh.indexFault));
+    MeshToImport mesh = readMeshToImport(path, options);
+    const bool isBeyondLimits = mesh.fault && mesh.fault->kind != zrk::FaultKind::BadInput;
+    if (std::optional<zrk::Fault>& fault = isBeyondLimits ? mesh.fault : mesh.indexFault) {
+        fault->remedy += "; the lattice stays as it was";
+        return zrk::refused(std::move(*fault));
     }
-    zrk::fitVerticesToBox(mesh.vertexCount, mesh.vertices, kImportBox);
     const Cache lattice = zrk::BeamCacheData::ofEdges(std::move(mesh.vertices), std::move(mesh.indices));
     announceEdit();
     replaceCache(lattice);
@@ -85,14 +88,22 @@ zrk::Result<void> ZRKBeamSDF::importLattice(const std::filesystem::path& path)
         mesh.fault = {path.string(), "no triangles", "faces of three corners",
                       "export a mesh of triangles; the lattice is empty"};
     }
-    return mesh.fault ? zrk::Result<void>(zrk::refused(std::move(*mesh.fault))) : zrk::Result<void>();
+    if (mesh.fault) {
+        mesh.warnings.push_back(std::move(*mesh.fault));
+    }
+    return std::move(mesh.warnings);
 }
 
-zrk::Result<void> ZRKBeamSDF::importFiles(const std::vector<std::filesystem::path>& paths,
-                                          zrk::ProgressMonitor*)
+std::vector<std::string> ZRKBeamSDF::importOptions() const
+{
+    return {std::begin(kMeshImportOptions), std::end(kMeshImportOptions)};
+}
+
+zrk::Result<ZRKImportWarnings> ZRKBeamSDF::onImport(const std::vector<std::filesystem::path>& paths,
+                                                    const ZRKImportOptions& options, zrk::ProgressMonitor*)
 {
     if (!paths.empty()) {
-        return importLattice(paths.front());
+        return importLattice(paths.front(), options);
     }
     announceEdit();
     replaceCache(zrk::BeamCacheData::ofGrid(

@@ -2,11 +2,11 @@
 
 #include "components/categories.h"
 #include "components/distance_pins.h"
+#include "components/mesh/mesh_import.h"
 #include "components/shared_icons.h"
 #include "core/engine/progress.h"
-#include "core/values/bbox.h"
-#include "formats/obj.h"
 
+#include <iterator>
 #include <utility>
 
 namespace zrkmodel {
@@ -55,8 +55,14 @@ ZRKHeldData ZRKMeshSDF::held() const
 
 void ZRKMeshSDF::hold(const ZRKHeldData& data) { replaceField(data.part<zrk::MeshWindingField>(0)); }
 
-zrk::Result<void> ZRKMeshSDF::importFiles(const std::vector<std::filesystem::path>& paths,
-                                          zrk::ProgressMonitor* monitor)
+std::vector<std::string> ZRKMeshSDF::importOptions() const
+{
+    return {std::begin(kMeshImportOptions), std::end(kMeshImportOptions)};
+}
+
+zrk::Result<ZRKImportWarnings> ZRKMeshSDF::onImport(const std::vector<std::filesystem::path>& paths,
+                                                    const ZRKImportOptions& options,
+                                                    zrk::ProgressMonitor* monitor)
 {
     if (paths.empty()) {
         return {};
@@ -66,11 +72,11 @@ zrk::Result<void> ZRKMeshSDF::importFiles(const std::vector<std::filesystem::pat
         return zrk::refused(std::move(fault));
     };
     const std::string file = paths.front().string();
-    zrk::WavefrontObj mesh = zrk::readWavefrontObj(paths.front());
+    MeshToImport mesh = readMeshToImport(paths.front(), options);
     if (mesh.indexFault) {
         return refuse(std::move(*mesh.indexFault));
     }
-    if (mesh.triangleCount == 0) {
+    if (mesh.triangleCount() == 0) {
         return refuse(mesh.fault.value_or(zrk::Fault{
             file, "no triangles", "vertices and faces of three corners", "export a mesh of triangles"}));
     }
@@ -78,13 +84,15 @@ zrk::Result<void> ZRKMeshSDF::importFiles(const std::vector<std::filesystem::pat
         monitor->interruptAcknowledged();
         return refuse(zrk::interruptedAt(file));
     }
-    zrk::fitVerticesToBox(mesh.vertexCount, mesh.vertices, zrk::BBox<double>({0, 0, 0}, {5, 5, 5}));
     Field field =
         std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
     announceEdit();
     replaceField(std::move(field));
     announceImport(paths);
-    return mesh.fault ? zrk::Result<void>(zrk::refused(std::move(*mesh.fault))) : zrk::Result<void>();
+    if (mesh.fault) {
+        mesh.warnings.push_back(std::move(*mesh.fault));
+    }
+    return std::move(mesh.warnings);
 }
 
 } // namespace zrkmodel

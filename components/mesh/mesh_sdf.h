@@ -17,22 +17,34 @@ namespace zrkmodel {
 
 /// Signed distance to an imported triangle mesh.
 ///
-/// There are no properties. The mesh is read from a Wavefront OBJ file and stretched, axis by axis, into the
-/// box from (0, 0, 0) to (5, 5, 5), where the origin counts as part of the mesh. It isn't stored with the
-/// component: a document that names the file under "import" has it read again.
+/// | input  | unit | meaning                        |
+/// |--------|------|--------------------------------|
+/// | coords | mu   | where the distance is measured |
 ///
-/// d is the distance to the nearest triangle in model units, negative where the winding number exceeds a
-/// half, with the weight of `coords`. Triangles that run counter-clockwise as seen from outside have their
-/// inside inside, and meshes with holes still have one; with reversed triangles d is positive everywhere.
-/// Without a mesh d is 0. At NaN and at infinity d is the largest double.
+/// | output | unit | meaning                                                                      |
+/// |--------|------|------------------------------------------------------------------------------|
+/// | sdf    | mu   | the distance, negative inside, with the weight of `coords`; 0 without a mesh |
 ///
-///     {"zrkGraph": 1,
+/// Import (path, polygons, fit): The mesh, from an OBJ, STL, PLY or 3MF file. Without "fit" it is stretched,
+/// axis by axis, into the box from (0, 0, 0) to (5, 5, 5), where the origin counts as part of the mesh. It
+/// isn't stored with the component: a document that names the file has it read again. Of several paths the
+/// first one counts.
+///
+/// Formula: d is the distance to the nearest triangle, negative where the winding number exceeds a half.
+///
+/// Notes: Triangles that run counter-clockwise as seen from outside have their inside inside, and meshes with
+/// holes still have one; with reversed triangles d is positive everywhere. At NaN and at infinity d is the
+/// largest double.
+///
+/// Example: A knot from a file.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-0.5, -0.5, -0.5], [5.5, 5.5, 5.5]]},
 ///      "nodes": [{"id": 1, "type": "MeshSDF", "import": "torus_knot.obj"}],
 ///      "output": [1, 0]}
 ///
-/// An import reaches evaluators that are already built: their next run, not one under way, has the new mesh.
-/// They go on with the last mesh when the component is gone. Imports belong to the interface thread;
-/// evaluators may be asked for and run on any.
+/// Threads: An import reaches evaluators that are already built: their next run, not one under way, has the
+/// new mesh. They go on with the last mesh when the component is gone. Imports belong to the interface
+/// thread; evaluators may be asked for and run on any.
 class ZRKMeshSDF final : public ZRKComponent<ZRKMeshSDF>, public ZRKFileImport, public ZRKDataHolder {
 public:
     using Field = std::shared_ptr<const zrk::MeshWindingField>;
@@ -54,15 +66,19 @@ public:
     /// The mesh with what makes queries fast; null without a mesh.
     Field field() const;
 
-    /// Replaces the mesh by that of the first file; without a file nothing happens. The mesh stays as it was
-    /// when the file can't be read, has no vertices or no faces, or has faces that name vertices that aren't
-    /// there. A line that isn't understood ends the reading, and what stands before it is taken. Sends no
-    /// event of a change.
-    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
-                                  zrk::ProgressMonitor* monitor) override;
     /// The mesh.
     ZRKHeldData held() const override;
     void hold(const ZRKHeldData& data) override;
+    std::vector<std::string> importOptions() const override;
+
+protected:
+    /// Replaces the mesh by that of the first file; without a file nothing happens. The mesh stays as it was
+    /// when the file can't be read, has no vertices or no faces, or has faces that name vertices that aren't
+    /// there. A line of an OBJ file that isn't understood ends the reading, and what stands before it is
+    /// taken. Sends no event of a change.
+    zrk::Result<ZRKImportWarnings> onImport(const std::vector<std::filesystem::path>& paths,
+                                            const ZRKImportOptions& options,
+                                            zrk::ProgressMonitor* monitor) override;
 
 private:
     void replaceField(Field field);

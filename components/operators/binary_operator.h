@@ -9,29 +9,56 @@
 
 namespace zrkmodel {
 
-/// Combines two fields of one data type, component by component: scalars, vectors or colours.
+/// Combines two fields: sum, difference, product, minimum, maximum or blend. Both have one data type,
+/// scalars, vectors or colours, and are combined component by component.
 ///
-/// | property  | unit | default | effect                                                            |
-/// |-----------|------|---------|-------------------------------------------------------------------|
-/// | strengthA |      | 1.0     | factor of the components of a, not of its weight; 0 drops a       |
-/// | strengthB |      | 1.0     | the same for b                                                    |
+/// | property  | kind   | unit | default | range | meaning                                                  |
+/// |-----------|--------|------|---------|-------|----------------------------------------------------------|
+/// | strengthA | double |      | 1.0     |       | factor of the components of a, not of its weight; 0      |
+/// |           |        |      |         |       | drops a                                                  |
+/// | strengthB | double |      | 1.0     |       | the same for b                                           |
 ///
-/// | op_name  | symbol | equal weights     | weights wa and wb                              |
-/// |----------|--------|-------------------|------------------------------------------------|
-/// | add      | +      | a + b             | (wa a + wb b) * 2 / (wa + wb)                  |
-/// | subtract | -      | a - b             | (wa a - wb b) * 2 / (wa + wb)                  |
-/// | multiply | x      | a * b             | pow(pow(a, wa) * pow(b, wb), 1 / (wa + wb))    |
-/// | blend    |        | (1 - t) a + t b   | ((1 - t) wa a + t wb b) * 2 / (wa + wb)        |
-/// | minimum  | min    | a > b ? b : a     | the same                                       |
-/// | maximum  | max    | a > b ? a : b     | the same                                       |
+/// | stored key | kind    | unit | default      | range  | meaning                                          |
+/// |------------|---------|------|--------------|--------|--------------------------------------------------|
+/// | op_name    | string  |      | "add"        |        | the operation; a document that lacks it, or      |
+/// |            |         |      |              |        | names another one, has "noop", which writes      |
+/// |            |         |      |              |        | nothing                                          |
+/// | op_params  | vector4 |      | [0, 0, 0, 0] | 0 to 1 | parameters of the operation; the first one is    |
+/// |            |         |      |              |        | the factor t of "blend", 0.5 where the key is    |
+/// |            |         |      |              |        | missing                                          |
 ///
-/// The weight is the larger of the two. t is "blend factor", the first of "op_params" (four numbers,
-/// 0.5 by default). Inputs of different types, or one that isn't connected, give a field that
-/// nothing writes, and so does an unknown or missing "op_name", which is stored as "noop".
+/// | op_name    | name           | meaning                                                                |
+/// |------------|----------------|------------------------------------------------------------------------|
+/// | "add"      | addition       | a + b                                                                  |
+/// | "subtract" | subtraction    | a - b                                                                  |
+/// | "multiply" | multiplication | a * b                                                                  |
+/// | "blend"    | blend          | (1 - t) a + t b                                                        |
+/// | "minimum"  | minimum        | the smaller one: of distances the union, of densities the intersection |
+/// | "maximum"  | maximum        | the larger one: of distances the intersection, of densities the union  |
 ///
-/// A sphere cut off by a plane:
+/// | input | unit | meaning                  |
+/// |-------|------|--------------------------|
+/// | a     |      | a field of any type      |
+/// | b     |      | a field of the same type |
 ///
-///     {"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF"}, {"id": 2, "type": "PlaneSDF"},
+/// | output | unit    | meaning                                                                             |
+/// |--------|---------|-------------------------------------------------------------------------------------|
+/// | a<>b   | input's | the combination, with the larger of both weights; nothing is written where an input |
+/// |        |         | isn't connected or the types differ                                                 |
+///
+/// Formula: With the weights wa and wb, which are equal as a rule:
+///
+///     add        (wa a + wb b) * 2 / (wa + wb)
+///     subtract   (wa a - wb b) * 2 / (wa + wb)
+///     multiply   a * b with equal weights, else pow(pow(a, wa) * pow(b, wb), 1 / (wa + wb))
+///     blend      ((1 - t) wa a + t wb b) * 2 / (wa + wb)
+///     minimum    a > b ? b : a
+///     maximum    a > b ? a : b
+///
+/// Example: A sphere cut off by a plane.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1.2, -1.2, -1.2], [1.2, 1.2, 1.2]]},
+///      "nodes": [{"id": 1, "type": "SphereSDF"}, {"id": 2, "type": "PlaneSDF"},
 ///                {"id": 3, "type": "BinaryOperator", "values": {"op_name": "maximum"}}],
 ///      "links": [{"from": [1, 0], "to": [3, 0]}, {"from": [2, 0], "to": [3, 1]}],
 ///      "output": [3, 0]}

@@ -6,24 +6,35 @@
 
 namespace zrkmodel {
 
-/// Maps a scalar through a curve that falls from 1 to 0: a distance becomes a density.
+/// Maps a distance to a density by an editable curve. The curve falls from 1 to 0.
 ///
-/// | property       | unit | default                 | effect                                        |
-/// |----------------|------|-------------------------|-----------------------------------------------|
-/// | falloff params | mu   | linear from -0.5 to 0.5 | where the curve starts and ends, and its form |
+/// | property       | kind    | unit | default            | range | meaning                                 |
+/// |----------------|---------|------|--------------------|-------|-----------------------------------------|
+/// | falloff params | falloff | mu   | {"start": -0.5,    |       | where the curve starts and ends, and    |
+/// |                |         |      | "end": 0.5,        |       | its form                                |
+/// |                |         |      | "curve": "linear"} |       |                                         |
 ///
-/// 1 at or below "start", 0 at or above "end"; between, with s = (d - start) / (end - start):
+/// | input | unit | meaning                         |
+/// |-------|------|---------------------------------|
+/// | sdf   | mu   | a distance, or any other scalar |
+///
+/// | output    | unit | meaning                                           |
+/// |-----------|------|---------------------------------------------------|
+/// | (unnamed) |      | the density, 0 to 1, with the weight of the input |
+///
+/// Formula: 1 at or below "start", 0 at or above "end"; between, with s = (d - start) / (end - start):
 ///
 ///     linear   1 - s
 ///     smooth   1 - s s (3 - 2 s)
 ///     gauss    (exp(-4 s s) - exp(-4)) / (1 - exp(-4))
 ///
-/// with the weight of the input. Where start isn't below end, a step at start. The default so
-/// maps a distance d to the density 0.5 - d, cut to 0 and 1.
+/// Notes: Where start isn't below end, a step at start. The default so maps a distance d to the density 0.5 -
+/// d, cut to 0 and 1.
 ///
-/// A sphere with a soft skin:
+/// Example: A sphere with a soft skin.
 ///
-///     {"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF"}, {"id": 2, "type": "FallOff",
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1.2, -1.2, -1.2], [1.2, 1.2, 1.2]]},
+///      "nodes": [{"id": 1, "type": "SphereSDF"}, {"id": 2, "type": "FallOff",
 ///                 "values": {"falloff params": {"start": -0.1, "end": 0.1, "curve": "smooth"}}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}],
 ///      "output": [2, 0]}

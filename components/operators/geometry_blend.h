@@ -10,18 +10,31 @@
 
 namespace zrkmodel {
 
-/// A soft, additive union of picked geometry: overlapping members sum and aren't clamped.
+/// A soft sum of picked geometries. Overlapping members add up and aren't clamped.
 ///
-/// | property       | unit | default            | effect                                              |
-/// |----------------|------|--------------------|-----------------------------------------------------|
-/// | geometries     |      | none               | a geometry or a group; without, nothing is written  |
-/// | falloff params | mu   | -0.5, 0.5, linear  | turns each signed distance into a density           |
+/// | property       | kind     | unit | default            | range | meaning                                |
+/// |----------------|----------|------|--------------------|-------|----------------------------------------|
+/// | geometries     | geometry |      | ""                 |       | a geometry or a group; without one     |
+/// |                |          |      |                    |       | nothing is written                     |
+/// | falloff params | falloff  | mu   | {"start": -0.5,    |       | turns each signed distance into a      |
+/// |                |          |      | "end": 0.5,        |       | density                                |
+/// |                |          |      | "curve": "linear"} |       |                                        |
 ///
-/// density = sum over the members of falloff(signed distance to the member), in their order, with the
-/// weight of `coords`. Two members at one place give twice the density of one. Unconnected coordinates are
-/// those of the domain.
+/// | input  | unit | meaning                          |
+/// |--------|------|----------------------------------|
+/// | coords | mu   | where the distances are measured |
 ///
-///     {"zrkGraph": 1,
+/// | output  | unit | meaning                                                  |
+/// |---------|------|----------------------------------------------------------|
+/// | density |      | the sum, with the weight of `coords`; 0.5 is the surface |
+///
+/// Formula: density = sum over the members of falloff(signed distance to the member), in their order.
+///
+/// Notes: Two members at one place give twice the density of one.
+///
+/// Example: A sphere with a soft skin.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1.6, -1.6, -1.6], [1.6, 1.6, 1.6]]},
 ///      "resources": [{"uuid": "2d20", "kind": "geometry", "shape": "sphere",
 ///                     "center": [0, 0, 0], "radius": 1}],
 ///      "nodes": [{"id": 1, "type": "geometry blend", "values": {"geometries": "2d20"}}],

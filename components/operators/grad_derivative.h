@@ -5,20 +5,30 @@
 
 namespace zrkmodel {
 
-/// The gradient of a scalar field: the direction of its steepest growth, and how steep it is.
+/// The gradient of a scalar field by finite differences. It points in the direction of the steepest growth
+/// and is as long as that is steep.
 ///
-/// | property  | default | effect                                                               |
-/// |-----------|---------|----------------------------------------------------------------------|
-/// | normalize | false   | to unit length; a zero gradient stays zero                           |
+/// | property  | kind | unit | default | range | meaning                                                 |
+/// |-----------|------|------|---------|-------|---------------------------------------------------------|
+/// | normalize | bool |      | false   |       | true: scaled to unit length; a zero gradient stays zero |
 ///
-/// By finite differences at four corners of a cube around the position, of half edge h: 1e-5 of the
-/// diagonal of the model's box, 0.001 model units without one. Exact for linear fields up to rounding; a
-/// field that bends gives an error of the order of h. The weight is the input's, the corners have that of
-/// the position. Each sample costs five of the field. Without a scalar input nothing is written.
+/// | input     | unit | meaning                                          |
+/// |-----------|------|--------------------------------------------------|
+/// | (unnamed) |      | the scalar field; without one nothing is written |
 ///
-/// The normals of a torus as colours:
+/// | output | unit | meaning                                                              |
+/// |--------|------|----------------------------------------------------------------------|
+/// | grad   |      | the change of the field per model unit, with the weight of the input |
 ///
-///     {"zrkGraph": 1,
+/// Formula: Differences at four corners of a cube around the position, of half edge h: 1e-5 of the diagonal
+/// of the model's box, 0.001 model units without one.
+///
+/// Notes: Exact for linear fields up to rounding; a field that bends gives an error of the order of h. The
+/// corners have the weight of the position. Each sample costs five of the field.
+///
+/// Example: The normals of a torus as colours.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-0.6, -0.6, -0.2], [0.6, 0.6, 0.2]]},
 ///      "nodes": [{"id": 1, "type": "TorusSDF"},
 ///                {"id": 2, "type": "GradDerivative", "values": {"normalize": true}},
 ///                {"id": 3, "type": "ColorFromVec3"}],

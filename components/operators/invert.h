@@ -4,15 +4,25 @@
 
 namespace zrkmodel {
 
-/// Mirrors a scalar in the unit interval: 1 - v, with the weight of the input. Turns a density inside
-/// out. It doesn't negate: for a distance, see "Multiply" with -1.
+/// Gives 1 - v, which turns a density inside out. It doesn't negate: for a distance, see "Multiply" with -1.
 ///
-/// It has no properties.
+/// | input     | unit | meaning   |
+/// |-----------|------|-----------|
+/// | (unnamed) |      | a density |
 ///
-/// The space around a gyroid:
+/// | output    | unit | meaning                                                          |
+/// |-----------|------|------------------------------------------------------------------|
+/// | (unnamed) |      | the density of what it leaves free, with the weight of the input |
 ///
-///     {"zrkGraph": 1, "nodes": [{"id": 1, "type": "Gyroid"},
-///                {"id": 2, "type": "Invert", "uuid": "BD624C1E-A801-44C6-954A-14A44BE779BB"}],
+/// Formula: 1 - v.
+///
+/// Notes: ZRKLevelsetIsoValue has the same type name, "Invert": a document tells the two apart by the class
+/// name or the UUID.
+///
+/// Example: The space around a lattice of bars.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[0, 0, 0], [2, 2, 2]]},
+///      "nodes": [{"id": 1, "type": "Cross"}, {"id": 2, "type": "ZRKInvert"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}],
 ///      "output": [2, 0]}
 class ZRKInvert final : public ZRKComponent<ZRKInvert> {

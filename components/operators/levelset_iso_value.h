@@ -5,19 +5,29 @@
 
 namespace zrkmodel {
 
-/// Turns a density into a field like a distance around an iso value of choice.
+/// Turns a density into a level set at an iso value. The result is negative inside, as a distance is.
 ///
-/// | property          | unit | default | effect                                             |
-/// |-------------------|------|---------|----------------------------------------------------|
-/// | levelset isovalue |      | 0.5     | density at which the result is 0                   |
-/// | invert interior   |      | false   | false: larger densities are inside; true: smaller  |
+/// | property          | kind   | unit | default | range | meaning                                          |
+/// |-------------------|--------|------|---------|-------|--------------------------------------------------|
+/// | levelset isovalue | double |      | 0.5     |       | density at which the result is 0                 |
+/// | invert interior   | bool   |      | false   |       | false: larger densities are inside; true:        |
+/// |                   |        |      |         |       | smaller ones                                     |
 ///
-/// iso value - density, or density - iso value, with the weight of the density. The size of
-/// the result is that of the density, which need not have the slope of a distance.
+/// | input   | unit | meaning     |
+/// |---------|------|-------------|
+/// | density |      | the density |
 ///
-/// The type name is "Invert", as ZRKInvert's; documents tell the two apart by UUID.
+/// | output | unit | meaning                                                                                |
+/// |--------|------|----------------------------------------------------------------------------------------|
+/// | sdf    |      | the level set, with the weight of the density; its size is that of the density, which  |
+/// |        |      | need not have the slope of a distance                                                  |
 ///
-/// A gyroid with thicker walls:
+/// Formula: iso value - density, or density - iso value where "invert interior" is true.
+///
+/// Notes: The type name is "Invert", as ZRKInvert's: a document tells the two apart by the class name or the
+/// UUID.
+///
+/// Example: A gyroid with thicker walls.
 ///
 ///     {"zrkGraph": 1, "nodes": [{"id": 1, "type": "Gyroid"}, {"id": 2, "type": "ZRKLevelsetIsoValue",
 ///                 "values": {"levelset isovalue": 0.3}}],

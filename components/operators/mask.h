@@ -5,25 +5,35 @@
 
 namespace zrkmodel {
 
-/// Sets the weight of a field by a mask; the components stay as they are. Weighted operators
+/// Sets or lowers the weight of a field by a mask. The components stay as they are; weighted operators
 /// downstream then take the field less or more into account.
 ///
-/// | property   | unit | default | effect                                                      |
-/// |------------|------|---------|-------------------------------------------------------------|
-/// | multiplier |      | 1.0     | factor of the mask's value, not of its weight               |
-/// | replace    |      | false   | true: the mask sets the weight; false: it only lowers it    |
+/// | property   | kind   | unit | default | range  | meaning                                                |
+/// |------------|--------|------|---------|--------|--------------------------------------------------------|
+/// | multiplier | double |      | 1.0     | 0 to 1 | factor of the mask's value, not of its weight          |
+/// | replace    | bool   |      | false   |        | true: the mask sets the weight; false: it only lowers  |
+/// |            |        |      |         |        | it                                                     |
 ///
-/// With k = multiplier * m, the mask's value m and weight mw, and the field's weight wf:
+/// | input | unit | meaning                                                                          |
+/// |-------|------|----------------------------------------------------------------------------------|
+/// | f     |      | the field, of any type; without one nothing is written                           |
+/// | mask  |      | the mask; unconnected it weighs 0 and changes nothing but for the cut to 0 and 1 |
+///
+/// | output    | unit    | meaning                        |
+/// |-----------|---------|--------------------------------|
+/// | masked(f) | input's | the field, with another weight |
+///
+/// Formula: With k = multiplier * m, the mask's value m and weight mw, and the field's weight wf:
 ///
 ///     replace   w = (1 - mw) wf + mw k
 ///     else      w = (1 - mw) wf + mw (wf > k ? k : wf)
 ///
-/// cut to 0 and 1. An unconnected mask weighs 0 and so changes nothing but for the cut. The field may
-/// be a scalar, a vector or a colour; without one nothing is written.
+/// cut to 0 and 1.
 ///
-/// A sphere that counts only near a gyroid's walls:
+/// Example: A sphere that counts only near a gyroid's walls.
 ///
-///     {"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF"}, {"id": 2, "type": "Gyroid"},
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
+///      "nodes": [{"id": 1, "type": "SphereSDF"}, {"id": 2, "type": "Gyroid"},
 ///                {"id": 3, "type": "mask", "values": {"replace": true}}],
 ///      "links": [{"from": [1, 0], "to": [3, 0]}, {"from": [2, 0], "to": [3, 1]}],
 ///      "output": [3, 0]}

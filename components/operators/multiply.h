@@ -5,20 +5,28 @@
 
 namespace zrkmodel {
 
-/// Multiplies a field by a number and, where "b" is connected, by a scalar field.
+/// Multiplies a field with a scalar. The scalar is a number and, where `b` is connected, a field besides.
 ///
-/// | property   | unit | default | effect                          |
-/// |------------|------|---------|---------------------------------|
-/// | multiplier |      | 1.0     | factor of every component       |
+/// | property   | kind   | unit | default | range | meaning                   |
+/// |------------|--------|------|---------|-------|---------------------------|
+/// | multiplier | double |      | 1.0     |       | factor of every component |
 ///
-/// a * (multiplier * b) in each component, the alpha of a colour included, with the weight of a.
-/// An unconnected b isn't consulted. a may be a scalar, a vector or a colour; without one
-/// nothing is written.
+/// | input | unit | meaning                                                |
+/// |-------|------|--------------------------------------------------------|
+/// | a     |      | the field, of any type; without one nothing is written |
+/// | b     |      | a scalar field; unconnected it isn't consulted         |
 ///
-/// A sphere's distance in tenths:
+/// | output | unit    | meaning                           |
+/// |--------|---------|-----------------------------------|
+/// | a*b    | input's | the product, with the weight of a |
 ///
-///     {"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF"},
-///                {"id": 2, "type": "Multiply", "values": {"multiplier": 10}}],
+/// Formula: a * (multiplier * b) in each component, the alpha of a colour included.
+///
+/// Example: What lies around a sphere: a distance turned inside out by -1.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1.5, -1.5, -1.5], [1.5, 1.5, 1.5]]},
+///      "nodes": [{"id": 1, "type": "SphereSDF"},
+///                {"id": 2, "type": "Multiply", "values": {"multiplier": -1}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}],
 ///      "output": [2, 0]}
 class ZRKMultiply final : public ZRKComponent<ZRKMultiply> {

@@ -5,26 +5,39 @@
 
 namespace zrkmodel {
 
-/// Hollows a solid out: the signed distance to a wall along its surface.
+/// Turns a distance into that to a shell around its surface. A solid becomes hollow.
 ///
-/// | property        | unit | default | effect                                                |
-/// |-----------------|------|---------|-------------------------------------------------------|
-/// | offset          | mu   | 0.0     | level that the wall lies at, times the pin "offset"   |
-/// | inner thickness | mu   | 0.1     | from there inwards, times the pin "thickness"         |
-/// | outer thickness | mu   | 0.0     | from there outwards, times the pin "thickness"        |
-/// | as density      |      | false   | true: the density 0.5 - r in place of the distance r  |
+/// | property        | kind   | unit | default | range | meaning                                            |
+/// |-----------------|--------|------|---------|-------|----------------------------------------------------|
+/// | offset          | double | mu   | 0.0     |       | level that the wall lies at, times the pin         |
+/// |                 |        |      |         |       | "offset"                                           |
+/// | inner thickness | double | mu   | 0.1     |       | from there inwards, times the pin "thickness"      |
+/// | outer thickness | double | mu   | 0.0     |       | from there outwards, times the pin "thickness"     |
+/// | as density      | bool   |      | false   |       | true: the density 0.5 - r in place of the distance |
+/// |                 |        |      |         |       | r; it has no control in the panel                  |
 ///
-/// With the factors o and t from the pins (1 where unconnected):
+/// | input     | unit | meaning                         |
+/// |-----------|------|---------------------------------|
+/// | sdf       | mu   | the distance to the solid       |
+/// | offset    |      | factor of the property "offset" |
+/// | thickness |      | factor of both thicknesses      |
+///
+/// | output | unit | meaning                                                   |
+/// |--------|------|-----------------------------------------------------------|
+/// | sdf    | mu   | the distance to the wall, with the weight of the distance |
+///
+/// Formula: With the factors o and t from the pins:
 ///
 ///     m = d - offset * o - t * (outer - inner) / 2
 ///     r = |m| - t * (inner + outer) / 2
 ///
-/// with the weight of the distance. Thicknesses that add up to 0 give the unsigned distance to
-/// the level; negative ones turn the wall inside out. "as density" has no widget.
+/// Notes: Thicknesses that add up to 0 give the unsigned distance to the level; negative ones turn the wall
+/// inside out.
 ///
-/// A ball with a wall of 0.2:
+/// Example: A ball with a wall of 0.2.
 ///
-///     {"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF"},
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1.2, -1.2, -1.2], [1.2, 1.2, 1.2]]},
+///      "nodes": [{"id": 1, "type": "SphereSDF"},
 ///                {"id": 2, "type": "Shell", "values": {"inner thickness": 0.2}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}],
 ///      "output": [2, 0]}

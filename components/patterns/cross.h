@@ -6,29 +6,40 @@
 
 namespace zrkmodel {
 
-/// Density of three bars that cross in the middle of a cell, repeated with period 1 along each axis.
+/// A lattice of crossing bars, repeated in all directions. Three bars cross in the middle of each cell; the
+/// result is a density.
 ///
-/// | property         | unit | default   | effect                                                       |
-/// |------------------|------|-----------|--------------------------------------------------------------|
-/// | smoothness       |      | 0.0       | up to 0.0001 the hard form, above it the smooth one, whose   |
-/// |                  |      |           | bars are narrower the larger it is                           |
-/// | thickness ratios |      | (1, 1, 1) | thickness of the bars along x, y and z; a bar is thinner the |
-/// |                  |      |           | farther its ratio is from 1, on either side                  |
+/// | property         | kind    | unit | default   | range  | meaning                                       |
+/// |------------------|---------|------|-----------|--------|-----------------------------------------------|
+/// | smoothness       | double  |      | 0.0       | 0 to 1 | up to 0.0001 the hard form, above it the      |
+/// |                  |         |      |           |        | smooth one, whose bars are narrower the       |
+/// |                  |         |      |           |        | larger it is                                  |
+/// | thickness ratios | vector3 |      | [1, 1, 1] |        | thickness of the bars along x, y and z; a bar |
+/// |                  |         |      |           |        | is thinner the farther its ratio is from 1,   |
+/// |                  |         |      |           |        | on either side                                |
 ///
-/// With f = p - floor(p) - 0.5 and e = ((1 - ratio) / 4)^2 on each axis, the squared distance from the bar
-/// along x is f.y^2 + f.z^2 + e.x; those from the bars along y and z follow the same pattern.
+/// | input  | unit | meaning                                    |
+/// |--------|------|--------------------------------------------|
+/// | coords |      | the place in the pattern: a cell is 1 long |
+///
+/// | output  | unit | meaning                                                      |
+/// |---------|------|--------------------------------------------------------------|
+/// | density |      | the density, with the weight of `coords`; 0.5 is the surface |
+///
+/// Formula: With f = p - floor(p) - 0.5 and e = ((1 - ratio) / 4)^2 on each axis, the squared distance from
+/// the bar along x is f.y^2 + f.z^2 + e.x; those from the bars along y and z follow the same pattern.
 ///
 /// - The hard form is 1 - sqrt(2) * sqrt(the smallest squared distance). With ratios of 1 it is 1 on a bar's
 ///   axis and 0 at a cell's corner.
-/// - The smooth form is the sum of exp(-100 * smoothness * squared distance) over the three bars, from 0
-///   to 3.
+/// - The smooth form is the sum of exp(-100 * smoothness * squared distance) over the three bars, from 0 to
+///   3.
 ///
-/// The two forms aren't limits of each other: the density jumps where smoothness passes 0.0001. The period is
-/// 1 in the units of the coordinates. The weight is that of `coords`.
+/// Notes: The two forms aren't limits of each other: the density jumps where smoothness passes 0.0001. The
+/// period is 1 in the units of the coordinates: scale the coordinates to scale the pattern.
 ///
-/// A lattice without bars along z:
+/// Example: A lattice without bars along z.
 ///
-///     {"zrkGraph": 1,
+///     {"zrkGraph": 1, "context": {"modelBounds": [[0, 0, 0], [2, 2, 2]]},
 ///      "nodes": [{"id": 1, "type": "Cross", "values": {"thickness ratios": [1, 1, -3]}}],
 ///      "output": [1, 0]}
 class ZRKCross final : public ZRKComponent<ZRKCross> {

@@ -6,15 +6,32 @@
 
 namespace zrkmodel {
 
-/// A density made of plane waves, which are chosen by hand or drawn at random by `randomize`.
+/// A periodic pattern summed from waves of your own. The waves are plane; they are chosen by hand or drawn at
+/// random by `randomize`.
 ///
-/// | property       | unit | default | effect                                                       |
-/// |----------------|------|---------|--------------------------------------------------------------|
-/// | mutliply       |      | false   | false: waves add; true: they multiply; documents spell it so |
-/// | waves (a list) |      | empty   | the waves; without one the output isn't written              |
+/// | property | kind | unit | default | range | meaning                                                     |
+/// |----------|------|------|---------|-------|-------------------------------------------------------------|
+/// | mutliply | bool |      | false   |       | false: the waves add; true: they multiply; documents spell  |
+/// |          |      |      |         |       | it so                                                       |
 ///
-/// A wave is {"fx": 1, "fy": 0, "fz": 0, "amplitude": 1, "phase": 0}: the cycles per model unit along each
-/// axis, the amplitude without a unit, and the phase in cycles. The value of a wave is
+/// | stored key | kind | unit | default | range | meaning                                         |
+/// |------------|------|------|---------|-------|-------------------------------------------------|
+/// | waves      | list |      | []      |       | the waves; without one the output isn't written |
+///
+/// | waves[]   | kind   | unit      | default | range   | meaning                                           |
+/// |-----------|--------|-----------|---------|---------|---------------------------------------------------|
+/// | fx        | double | cycles/mu | 1.0     | -6 to 6 | how often the wave repeats along x                |
+/// | fy        | double | cycles/mu | 0.0     | -6 to 6 | the same along y                                  |
+/// | fz        | double | cycles/mu | 0.0     | -6 to 6 | the same along z                                  |
+/// | amplitude | double |           | 1.0     | 0 to 1  | its share in the pattern; a negative one turns    |
+/// |           |        |           |         |         | the wave over                                     |
+/// | phase     | double | cycles    | 0.0     | 0 to 1  | how far the wave is moved backwards               |
+///
+/// | output  | unit | meaning                                                          |
+/// |---------|------|------------------------------------------------------------------|
+/// | density |      | the density, with the weight of the position; 0.5 is the surface |
+///
+/// Formula: The value of a wave is
 ///
 ///     w = k * amplitude * sin(2 pi (fy y + fx x + fz z + phase))
 ///
@@ -24,15 +41,17 @@ namespace zrkmodel {
 ///   amplitude 0 are left out; if none is left, the output isn't written. As k stands in every factor, the
 ///   product of two waves of amplitude 0.5 reaches 4 and the density 2.5.
 ///
-/// The density isn't cut to 0..1. There is no input: the waves are those at the positions of the domain, and
-/// the weight is that of the positions.
+/// Notes: The density isn't cut to 0..1. There is no input: the waves are those at the positions of the
+/// domain.
+///
+/// Example: Three waves, along the three axes.
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PatternDesigner",
 ///                 "values": {"waves": [{"fx": 1}, {"fx": 0, "fy": 1}, {"fx": 0, "fz": 1}]}}],
 ///      "output": [1, 0]}
 ///
-/// Edits belong to the interface thread. Evaluators own their waves.
+/// Threads: Edits belong to the interface thread. Evaluators own their waves.
 class ZRKPatternDesigner final : public ZRKComponent<ZRKPatternDesigner> {
 public:
     /// Frequencies in cycles per model unit, amplitude without a unit, phase in cycles.

@@ -6,29 +6,41 @@
 
 namespace zrkmodel {
 
-/// Signed distance to a box whose sides lie along the axes: a solid box, or a frame made of its edges.
+/// Signed distance to a box. Its sides lie along the axes; it is solid, or a frame made of its edges.
 ///
-/// | property       | unit | default         | effect                                                    |
-/// |----------------|------|-----------------|-----------------------------------------------------------|
-/// | radius         | mu   | 0.0             | rounds edges and corners of a solid box, which keeps its  |
-/// |                |      |                 | outer size; half the smallest side makes that side round; |
-/// |                |      |                 | larger and negative values go through the formula as well |
-/// | center         | mu   | (0.5, 0.5, 0.5) | the middle of the box                                     |
-/// | dimensions     | mu   | (1, 1, 1)       | full side lengths; 0 makes a sheet, a negative one moves  |
-/// |                |      |                 | every value up                                            |
-/// | wireframe      |      | false           | true: the twelve edges as square bars; radius is unused   |
-/// | edge thickness | mu   | 0.1             | half the width of a bar, which lies within the box; a     |
-/// |                |      |                 | quarter of the second longest side or more fills the box; |
-/// |                |      |                 | a solid box doesn't use it                                |
+/// | property       | kind    | unit | default         | range | meaning                                    |
+/// |----------------|---------|------|-----------------|-------|--------------------------------------------|
+/// | radius         | double  | mu   | 0.0             |       | rounds edges and corners of a solid box,   |
+/// |                |         |      |                 |       | which keeps its outer size; half the       |
+/// |                |         |      |                 |       | smallest side makes that side round;       |
+/// |                |         |      |                 |       | larger and negative values go through the  |
+/// |                |         |      |                 |       | formula as well                            |
+/// | center         | vector3 | mu   | [0.5, 0.5, 0.5] |       | the middle of the box                      |
+/// | dimensions     | vector3 | mu   | [1, 1, 1]       |       | full side lengths; 0 makes a sheet, a      |
+/// |                |         |      |                 |       | negative one moves every value up          |
+/// | wireframe      | bool    |      | false           |       | true: the twelve edges as square bars;     |
+/// |                |         |      |                 |       | radius is unused                           |
+/// | edge thickness | double  | mu   | 0.1             |       | half the width of a bar, which lies within |
+/// |                |         |      |                 |       | the box; a quarter of the second longest   |
+/// |                |         |      |                 |       | side or more fills the box; a solid box    |
+/// |                |         |      |                 |       | doesn't use it                             |
 ///
-/// The solid box: with q = |p - center| - (dimensions / 2 - radius) on each axis, d is the length of the
-/// positive parts of q, plus max(q.x, q.y, q.z) where that isn't positive, minus radius. The distance is in
-/// model units (mu) and negative inside; the weight is that of `coords`. The default box fills the unit cube
-/// from the origin.
+/// | input  | unit | meaning                        |
+/// |--------|------|--------------------------------|
+/// | coords | mu   | where the distance is measured |
 ///
-/// The frame of a crate:
+/// | output | unit | meaning                                                    |
+/// |--------|------|------------------------------------------------------------|
+/// | sdf    | mu   | the distance, negative inside, with the weight of `coords` |
 ///
-///     {"zrkGraph": 1,
+/// Formula: With q = |p - center| - (dimensions / 2 - radius) on each axis, d is the length of the positive
+/// parts of q, plus max(q.x, q.y, q.z) where that isn't positive, minus radius.
+///
+/// Notes: The default box fills the unit cube from the origin.
+///
+/// Example: The frame of a crate.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1.2, -0.7, -0.7], [1.2, 0.7, 0.7]]},
 ///      "nodes": [{"id": 1, "type": "BoxSDF",
 ///                 "values": {"center": [0, 0, 0], "dimensions": [2, 1, 1], "wireframe": true}}],
 ///      "output": [1, 0]}

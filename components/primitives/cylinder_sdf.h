@@ -6,30 +6,46 @@
 
 namespace zrkmodel {
 
-/// Signed distance to a cylinder or cone between two points.
+/// Signed distance to a cylinder or cone. It runs between two points.
 ///
-/// | property     | unit | default   | effect                                                  |
-/// |--------------|------|-----------|---------------------------------------------------------|
-/// | start point  | mu   | (0, 0, 0) | one end of the axis                                     |
-/// | end point    | mu   | (0, 0, 1) | the other end; equal ends give NaN everywhere           |
-/// | start radius | mu   | 0.1       | radius at the start; a negative one moves the values up |
-/// | end radius   | mu   | 0.1       | radius at the end; if it differs from the other, a cone |
-/// | cap style    |      | 2, round  | 0 none, 1 flat; every other number is round             |
+/// | property     | kind    | unit | default   | range | meaning                                            |
+/// |--------------|---------|------|-----------|-------|----------------------------------------------------|
+/// | start point  | vector3 | mu   | [0, 0, 0] |       | one end of the axis                                |
+/// | end point    | vector3 | mu   | [0, 0, 1] |       | the other end; equal ends give NaN everywhere      |
+/// | start radius | double  | mu   | 0.1       |       | radius at the start; a negative one moves the      |
+/// |              |         |      |           |       | values up                                          |
+/// | end radius   | double  | mu   | 0.1       |       | radius at the end; if it differs from the other, a |
+/// |              |         |      |           |       | cone                                               |
+/// | cap style    | enum    |      | 2         |       | what closes the ends; every number that isn't      |
+/// |              |         |      |           |       | listed is round                                    |
 ///
-/// The distance is in model units (mu) and negative inside; the weight is that of `coords`. Along the axis s
-/// runs from 0 at the start to 1 at the end; r is the distance from the axis, and
-/// R = (1 - s) start radius + s end radius:
+/// | cap style | name  | meaning                                                                    |
+/// |-----------|-------|----------------------------------------------------------------------------|
+/// | 0         | none  | nothing: the side goes on beyond the ends, and the radius goes on changing |
+/// | 1         | flat  | planes across the axis                                                     |
+/// | 2         | round | half a sphere of the end's radius beyond each end                          |
 ///
-///     none    r - R; the side goes on beyond the ends, and R goes on changing
+/// | input  | unit | meaning                        |
+/// |--------|------|--------------------------------|
+/// | coords | mu   | where the distance is measured |
+///
+/// | output | unit | meaning                                                    |
+/// |--------|------|------------------------------------------------------------|
+/// | sdf    | mu   | the distance, negative inside, with the weight of `coords` |
+///
+/// Formula: Along the axis s runs from 0 at the start to 1 at the end; r is the distance from the axis, and R
+/// = (1 - s) start radius + s end radius:
+///
+///     none    r - R
 ///     flat    with g = r - R and k the signed distance from the slab between the ends:
 ///             -min(|g|, |k|) inside, the length of the positive ones of g and k outside
 ///     round   r - R between the ends, and the distance to a sphere of the end's radius beyond each
 ///
-/// The side of a cone is measured across the axis, which gives more than the true distance.
+/// Notes: The side of a cone is measured across the axis, which gives more than the true distance.
 ///
-/// A cone with flat ends:
+/// Example: A cone with flat ends.
 ///
-///     {"zrkGraph": 1,
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-0.6, -0.6, -0.2], [0.6, 0.6, 1.2]]},
 ///      "nodes": [{"id": 1, "type": "CylinderSDF",
 ///                 "values": {"start radius": 0.5, "end radius": 0.2, "cap style": 1}}],
 ///      "output": [1, 0]}

@@ -7,17 +7,37 @@
 
 namespace zrkmodel {
 
-/// A pipe along a curve. This component is under construction: its values are edited and stored, but its
-/// field isn't computed. It writes nothing, so that its output reads 0 with weight 0.
+/// Signed distance to a pipe along a curve. This component is under construction: its values are edited and
+/// stored, but its field isn't computed.
 ///
-/// | property  | unit | default          | meaning; no value changes the output yet         |
-/// |-----------|------|------------------|--------------------------------------------------|
-/// | radius    | mu   | 0.1              | radius of the pipe                               |
-/// | pathCurve |      | none             | the curve that the pipe follows                  |
-/// | cap style |      | 2, round         | 0 none, 1 flat, 2 round                          |
-/// | scaling   |      | (0, 1) to (1, 1) | key points: factor of the radius along the curve |
+/// | property  | kind     | unit | default            | range | meaning                                     |
+/// |-----------|----------|------|--------------------|-------|---------------------------------------------|
+/// | radius    | double   | mu   | 0.1                |       | radius of the pipe                          |
+/// | pathCurve | geometry |      | ""                 | curve | the curve that the pipe follows             |
+/// | cap style | enum     |      | 2                  |       | what closes the ends                        |
+/// | scaling   | curve    |      | [[0, 1, 0], [1, 1, |       | factor of the radius along the curve; a     |
+/// |           |          |      | 0]]                |       | document that lacks it leaves no points     |
 ///
-///     {"zrkGraph": 1, "nodes": [{"id": 1, "type": "PipeSDF", "values": {"radius": 0.2}}],
+/// | cap style | name  | meaning                           |
+/// |-----------|-------|-----------------------------------|
+/// | 0         | none  | nothing closes them               |
+/// | 1         | flat  | planes across the curve           |
+/// | 2         | round | half a sphere of the end's radius |
+///
+/// | input  | unit | meaning        |
+/// |--------|------|----------------|
+/// | coords | mu   | isn't read yet |
+///
+/// | output | unit | meaning                                                               |
+/// |--------|------|-----------------------------------------------------------------------|
+/// | sdf    | mu   | nothing is written: it reads 0 with weight 0, whatever the values are |
+///
+/// Formula: None yet.
+///
+/// Example: A pipe, which reads 0.
+///
+///     {"zrkGraph": 1, "nodes": [{"id": 1, "type": "PipeSDF",
+///                 "values": {"radius": 0.2, "scaling": [[0, 1, 0], [1, 1, 0]]}}],
 ///      "output": [1, 0]}
 class ZRKPipeSDF final : public ZRKComponent<ZRKPipeSDF> {
 public:

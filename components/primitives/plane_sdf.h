@@ -8,16 +8,23 @@ namespace zrkmodel {
 
 /// Signed distance to a plane. What lies behind the plane is inside, so that it serves to cut other solids.
 ///
-/// | property | unit | default   | effect                                                   |
-/// |----------|------|-----------|----------------------------------------------------------|
-/// | origin   | mu   | (0, 0, 0) | a point on the plane                                     |
-/// | normal   |      | (0, 0, 1) | points outwards; only its direction counts; zero gives 0 |
-/// |          |      |           | everywhere                                               |
+/// | property | kind    | unit | default   | range | meaning                                                |
+/// |----------|---------|------|-----------|-------|--------------------------------------------------------|
+/// | origin   | vector3 | mu   | [0, 0, 0] |       | a point on the plane                                   |
+/// | normal   | vector3 |      | [0, 0, 1] |       | points outwards; only its direction counts; zero gives |
+/// |          |         |      |           |       | 0 everywhere                                           |
 ///
-/// d = (p - origin) . normal / |normal|. The distance is in model units (mu) and negative behind the plane;
-/// the weight is that of `coords`.
+/// | input  | unit | meaning                        |
+/// |--------|------|--------------------------------|
+/// | coords | mu   | where the distance is measured |
 ///
-/// Everything below z = 0.5:
+/// | output | unit | meaning                                                              |
+/// |--------|------|----------------------------------------------------------------------|
+/// | sdf    | mu   | the distance, negative behind the plane, with the weight of `coords` |
+///
+/// Formula: d = (p - origin) . normal / |normal|.
+///
+/// Example: Everything below z = 0.5.
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PlaneSDF", "values": {"origin": [0, 0, 0.5]}}],

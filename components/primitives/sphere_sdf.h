@@ -6,20 +6,27 @@
 
 namespace zrkmodel {
 
-/// Signed distance to a sphere, the simplest solid.
+/// Signed distance to a sphere. It is the simplest solid.
 ///
-/// | property | unit | default   | effect                                          |
-/// |----------|------|-----------|-------------------------------------------------|
-/// | radius   | mu   | 1.0       | a negative radius moves every value up, so that |
-/// |          |      |           | nothing is inside                               |
-/// | center   | mu   | (0, 0, 0) | the middle of the sphere                        |
+/// | property | kind    | unit | default   | range | meaning                                                |
+/// |----------|---------|------|-----------|-------|--------------------------------------------------------|
+/// | radius   | double  | mu   | 1.0       |       | radius of the sphere; a negative one moves every value |
+/// |          |         |      |           |       | up, so that nothing is inside                          |
+/// | center   | vector3 | mu   | [0, 0, 0] |       | the middle of the sphere                               |
 ///
-/// d = |p - center| - radius. The distance is in model units (mu) and negative inside; the weight is that of
-/// `coords`.
+/// | input  | unit | meaning                        |
+/// |--------|------|--------------------------------|
+/// | coords | mu   | where the distance is measured |
 ///
-/// A sphere of radius 2 around (1, 0, 0):
+/// | output | unit | meaning                                                    |
+/// |--------|------|------------------------------------------------------------|
+/// | sdf    | mu   | the distance, negative inside, with the weight of `coords` |
 ///
-///     {"zrkGraph": 1,
+/// Formula: d = |p - center| - radius.
+///
+/// Example: A sphere of radius 2 around (1, 0, 0).
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-2, -3, -3], [4, 3, 3]]},
 ///      "nodes": [{"id": 1, "type": "SphereSDF", "values": {"radius": 2, "center": [1, 0, 0]}}],
 ///      "output": [1, 0]}
 class ZRKSphereSDF final : public ZRKComponent<ZRKSphereSDF> {

@@ -6,22 +6,30 @@
 
 namespace zrkmodel {
 
-/// Signed distance to a torus, a ring around the z direction through its centre.
+/// Signed distance to a torus. It is a ring around the z direction through its centre.
 ///
-/// | property    | unit | default   | effect                                                      |
-/// |-------------|------|-----------|-------------------------------------------------------------|
-/// | center      | mu   | (0, 0, 0) | the middle of the ring                                      |
-/// | ring radius | mu   | 0.4       | radius of the circle in the middle of the tube; 0 makes a   |
-/// |             |      |           | sphere                                                      |
-/// | tube radius | mu   | 0.1       | one larger than the ring radius closes the hole; a negative |
-/// |             |      |           | one moves every value up                                    |
+/// | property    | kind    | unit | default   | range | meaning                                             |
+/// |-------------|---------|------|-----------|-------|-----------------------------------------------------|
+/// | center      | vector3 | mu   | [0, 0, 0] |       | the middle of the ring                              |
+/// | ring radius | double  | mu   | 0.4       |       | radius of the circle in the middle of the tube; 0   |
+/// |             |         |      |           |       | makes a sphere                                      |
+/// | tube radius | double  | mu   | 0.1       |       | one larger than the ring radius closes the hole; a  |
+/// |             |         |      |           |       | negative one moves every value up                   |
 ///
-/// With q = p - center and a = sqrt(q.x^2 + q.y^2) - ring radius, d = sqrt(q.z^2 + a^2) - tube radius. The
-/// distance is in model units (mu) and negative inside the tube; the weight is that of `coords`.
+/// | input  | unit | meaning                        |
+/// |--------|------|--------------------------------|
+/// | coords | mu   | where the distance is measured |
 ///
-/// A thick ring:
+/// | output | unit | meaning                                                             |
+/// |--------|------|---------------------------------------------------------------------|
+/// | sdf    | mu   | the distance, negative inside the tube, with the weight of `coords` |
 ///
-///     {"zrkGraph": 1,
+/// Formula: With q = p - center and a = sqrt(q.x^2 + q.y^2) - ring radius, d = sqrt(q.z^2 + a^2) - tube
+/// radius.
+///
+/// Example: A thick ring.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1.5, -1.5, -0.5], [1.5, 1.5, 0.5]]},
 ///      "nodes": [{"id": 1, "type": "TorusSDF", "values": {"ring radius": 1, "tube radius": 0.3}}],
 ///      "output": [1, 0]}
 class ZRKTorusSDF final : public ZRKComponent<ZRKTorusSDF> {

@@ -13,27 +13,49 @@
 
 namespace zrkmodel {
 
-/// A volume from up to three images, each carried straight through it along the axis that it lacks, in the
-/// manner of a drawing in three views.
+/// Extrudes up to three pictures along the axes and combines them. Each is carried straight through the
+/// volume along the axis that it lacks, in the manner of a drawing in three views.
 ///
-/// | property               | unit        | default | effect                                              |
-/// |------------------------|-------------|---------|-----------------------------------------------------|
-/// | wrap                   |             | true    | true repeats the images, false their border pixels  |
-/// | size x, size y, size z | model units | 1       | extent of the volume, from the origin               |
-/// | compositing            |             | add     | see below; with another name nothing is written     |
-/// | imageXY                |             | none    | image whose pixels run along x, and rows along y    |
-/// | imageYZ                |             | none    | image whose pixels run along y, and rows along z    |
-/// | imageXZ                |             | none    | image whose pixels run along x, and rows along z    |
+/// | property    | kind    | unit | default | range | meaning                                               |
+/// |-------------|---------|------|---------|-------|-------------------------------------------------------|
+/// | wrap        | bool    |      | true    |       | true: repeats the pictures; false: their border       |
+/// |             |         |      |         |       | pixels                                                |
+/// | size x      | double  | mu   | 1.0     |       | extent of the volume along x, from the origin         |
+/// | size y      | double  | mu   | 1.0     |       | the same along y                                      |
+/// | size z      | double  | mu   | 1.0     |       | the same along z                                      |
+/// | compositing | string  |      | "add"   |       | how the pictures are combined; with another name      |
+/// |             |         |      |         |       | nothing is written                                    |
+/// | imageXY     | image2d |      | ""      |       | picture whose pixels run along x, and rows along y    |
+/// | imageYZ     | image2d |      | ""      |       | picture whose pixels run along y, and rows along z    |
+/// | imageXZ     | image2d |      | ""      |       | picture whose pixels run along x, and rows along z    |
 ///
-/// The first channel of each image is read, as in the image samplers. The values s of the images are combined
-/// in the order of this table with a start value a, and the result is cut to 0..1:
+/// | compositing | name | meaning                             |
+/// |-------------|------|-------------------------------------|
+/// | "add"       |      | the sum                             |
+/// | "subtract"  |      | 1 less their sum                    |
+/// | "multiply"  |      | the product: inside all outlines    |
+/// | "union"     |      | the largest one: inside any outline |
 ///
-/// - add: from 0, a + s;
-/// - subtract: from 1, a - s;
-/// - multiply: from 1, a * s: inside all outlines;
-/// - union: from 0, the larger one.
+/// | input  | unit | meaning                 |
+/// |--------|------|-------------------------|
+/// | coords | mu   | the place in the volume |
 ///
-/// The weight is that of `coords`. Without an image nothing is written.
+/// | output    | unit | meaning                                                                             |
+/// |-----------|------|-------------------------------------------------------------------------------------|
+/// | (unnamed) |      | the density, 0 to 1, with the weight of `coords`; without a picture nothing is      |
+/// |           |      | written                                                                             |
+///
+/// Formula: The values s of the pictures are combined in the order of the properties with a start value a,
+/// and the result is cut to 0..1:
+///
+///     add        from 0, a + s
+///     subtract   from 1, a - s
+///     multiply   from 1, a * s
+///     union      from 0, the larger one
+///
+/// Notes: The first channel of each picture is read, as in the image samplers.
+///
+/// Example: What is within an outline from the front and from above.
 ///
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/gear.png"}],
@@ -42,7 +64,7 @@ namespace zrkmodel {
 ///                            "imageXY": "0b0e", "imageXZ": "0b0e"}}],
 ///      "output": [1, 0]}
 ///
-/// Any number of threads may build evaluators at once, but none while a property is edited.
+/// Threads: Any number of threads may build evaluators at once, but none while a property is edited.
 class ZRK2DImageExtrude final : public ZRKComponent<ZRK2DImageExtrude>, public ZRKDataHolder {
 public:
     static constexpr std::size_t kSlots = 3;

@@ -9,21 +9,28 @@
 
 namespace zrkmodel {
 
-/// An image as a field: the first two components of `coords` address it.
+/// A picture as a field: the first two components of `coords` address it. N is the number of channels: 1, 3
+/// or 4.
 ///
-/// | property | default | effect                                                                          |
-/// |----------|---------|---------------------------------------------------------------------------------|
-/// | wrap     | true    | true repeats the image beyond its borders, false its border pixels              |
-/// | image    | none    | an image2d resource; without one, or with unequal channels, nothing is written  |
+/// | property | kind    | unit | default | range | meaning                                                  |
+/// |----------|---------|------|---------|-------|----------------------------------------------------------|
+/// | wrap     | bool    |      | true    |       | true: repeats the picture beyond its borders; false: its |
+/// |          |         |      |         |       | border pixels                                            |
+/// | image    | image2d |      | ""      |       | the picture; without one, or with channels of unequal    |
+/// |          |         |      |         |       | size, nothing is written                                 |
 ///
-/// Coordinates (0, 0) are the centre of the first pixel, and (1, 1) that of the last one. Between pixels the
-/// value is bilinear. A wrapped image starts over after one more pixel, so its period along u is w / (w - 1)
-/// for a width of w pixels. Whole numbers of the file arrive as 0 to 1. The weight is that of `coords`.
+/// | input  | unit | meaning                                                                                |
+/// |--------|------|----------------------------------------------------------------------------------------|
+/// | coords |      | the place in the picture: (0, 0) is the centre of the first pixel, (1, 1) that of the  |
+/// |        |      | last one                                                                               |
 ///
-/// N is the number of channels: 1, 3 or 4. An image of fewer channels repeats its last one; the opacity that
-/// a colour needs is then 1.
+/// Formula: Between pixels the value is bilinear. A wrapped picture starts over after one more pixel, so its
+/// period along u is w / (w - 1) for a width of w pixels.
 ///
-/// Any number of threads may build evaluators at once, but none while a property is edited.
+/// Notes: Whole numbers of the file arrive as 0 to 1. A picture of fewer channels repeats its last one; the
+/// opacity that a colour needs is then 1.
+///
+/// Threads: Any number of threads may build evaluators at once, but none while a property is edited.
 template <int N>
 class ZRKImageSamplerBase : public ZRKExtensionBase, public ZRKDataHolder {
 public:
@@ -60,7 +67,13 @@ extern template class ZRKImageSamplerBase<1>;
 extern template class ZRKImageSamplerBase<3>;
 extern template class ZRKImageSamplerBase<4>;
 
-/// The first channel of an image, as a density or a height.
+/// Samples one channel of a picture. It is the first one, and serves as a density or a height.
+///
+/// | output    | unit | meaning                                          |
+/// |-----------|------|--------------------------------------------------|
+/// | (unnamed) |      | the channel, 0 to 1, with the weight of `coords` |
+///
+/// Example: The brightness of a picture.
 ///
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/gear.png"}],
@@ -75,7 +88,13 @@ public:
     static ComponentIdentity identity();
 };
 
-/// The first three channels of an image as a vector, such as an offset or a normal map.
+/// Samples three channels of a picture as a vector. It may be an offset or a normal map.
+///
+/// | output    | unit | meaning                                                            |
+/// |-----------|------|--------------------------------------------------------------------|
+/// | (unnamed) |      | the first three channels, each 0 to 1, with the weight of `coords` |
+///
+/// Example: A picture of normals.
 ///
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/flower_normals.png"}],
@@ -90,9 +109,13 @@ public:
     static ComponentIdentity identity();
 };
 
-/// An image's colours with their opacity.
+/// Samples a picture as a colour.
 ///
-/// Wound around a cylinder:
+/// | output    | unit | meaning                                                         |
+/// |-----------|------|-----------------------------------------------------------------|
+/// | (unnamed) |      | the colour and its opacity, 0 to 1, with the weight of `coords` |
+///
+/// Example: A picture wound around a cylinder.
 ///
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/tile.png"}],

@@ -132,12 +132,12 @@ zrk::Result<std::vector<zrk::Fault>> ZRK3DImage::loadSlices(const zrk::Paths& pa
     });
 }
 
-zrk::Result<void> ZRK3DImage::importFiles(const std::vector<std::filesystem::path>& paths,
-                                          zrk::ProgressMonitor* monitor)
+zrk::Result<ZRKImportWarnings> ZRK3DImage::onImport(const std::vector<std::filesystem::path>& paths,
+                                                    const ZRKImportOptions&, zrk::ProgressMonitor* monitor)
 {
     try {
         return loadSlices(paths, monitor)
-            .and_then([](const std::vector<zrk::Fault>& leftOut) -> zrk::Result<void> {
+            .map([](const std::vector<zrk::Fault>& leftOut) -> ZRKImportWarnings {
                 if (leftOut.empty()) {
                     return {};
                 }
@@ -146,7 +146,7 @@ zrk::Result<void> ZRK3DImage::importFiles(const std::vector<std::filesystem::pat
                 if (leftOut.size() > 1) {
                     fault.remedy += ", and " + std::to_string(leftOut.size() - 1) + " more";
                 }
-                return zrk::refused(std::move(fault));
+                return {std::move(fault)};
             });
     } catch (const std::filesystem::filesystem_error& error) {
         zrk::Fault fault = zrk::faultOf(error, paths.front().string());

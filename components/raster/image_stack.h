@@ -16,28 +16,44 @@
 
 namespace zrkmodel {
 
-/// A stack of slices, such as a scan, as a volume.
+/// Samples a volume made of picture slices. A scan is one.
 ///
-/// | property               | unit        | default | effect                                               |
-/// |------------------------|-------------|---------|------------------------------------------------------|
-/// | wrap                   |             | true    | repeat the volume along all axes, or else its border |
-/// | size x, size y, size z | model units | 1       | extent of the volume, from the origin                |
-/// | image                  |             | none    | an image3d resource: a folder of slices or an array  |
+/// | property | kind    | unit | default | range | meaning                                                  |
+/// |----------|---------|------|---------|-------|----------------------------------------------------------|
+/// | wrap     | bool    |      | true    |       | true: repeats the volume along all axes; false: its      |
+/// |          |         |      |         |       | border                                                   |
+/// | size x   | double  | mu   | 1.0     |       | extent of the volume along x, from the origin            |
+/// | size y   | double  | mu   | 1.0     |       | the same along y                                         |
+/// | size z   | double  | mu   | 1.0     |       | the same along z                                         |
+/// | image    | image3d |      | ""      |       | a folder of slices, or an array                          |
 ///
-/// x runs along the rows of a slice, y along its columns, z through the slices; between voxels the value is
-/// trilinear. Whole numbers of the files arrive as 0 to 1; of several channels the first one counts. Wrapped,
-/// the volume starts over after one more voxel. The weight is that of `coords`. Without a volume nothing is
-/// written.
+/// | input  | unit | meaning                 |
+/// |--------|------|-------------------------|
+/// | coords | mu   | the place in the volume |
 ///
-/// Slices that are loaded by themselves aren't stored with the document. In documents this class shares its
-/// type name with the extrusion of images; the UUID, or the class name, tells them apart.
+/// | output    | unit | meaning                                                                             |
+/// |-----------|------|-------------------------------------------------------------------------------------|
+/// | (unnamed) |      | the density, 0 to 1, with the weight of `coords`; without a volume nothing is       |
+/// |           |      | written                                                                             |
+///
+/// Import (path): Single slices, pictures in the order of the paths, in place of "image". They aren't stored
+/// with the document, which names them to have them read again.
+///
+/// Formula: x runs along the rows of a slice, y along its columns, z through the slices; between voxels the
+/// value is trilinear. Wrapped, the volume starts over after one more voxel.
+///
+/// Notes: Whole numbers of the files arrive as 0 to 1; of several channels the first one counts. The type
+/// name is that of the extrusion of pictures, "2DImageExtrude": a document tells the two apart by the class
+/// name or the UUID.
+///
+/// Example: A shell from a folder of slices.
 ///
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "1c1f", "kind": "image3d", "path": "pictures/shell/"}],
 ///      "nodes": [{"id": 1, "type": "ZRK3DImage", "values": {"wrap": false, "image": "1c1f"}}],
 ///      "output": [1, 0]}
 ///
-/// Any number of threads may build evaluators at once, but none while a property is edited.
+/// Threads: Any number of threads may build evaluators at once, but none while a property is edited.
 class ZRK3DImage final : public ZRKComponent<ZRK3DImage>, public ZRKFileImport, public ZRKDataHolder {
 public:
     ZRKProperty<bool> wrap{"wrap", true, this};
@@ -74,16 +90,18 @@ public:
     /// @return the slices that were left out.
     /// Throws std::filesystem::filesystem_error as readGreyStack does, and changes nothing then.
     zrk::Result<std::vector<zrk::Fault>> loadSlices(const zrk::Paths& paths, zrk::ProgressMonitor* monitor);
-    /// The same for documents that name slices.
-    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
-                                  zrk::ProgressMonitor* monitor) override;
-
     /// The volume.
     ZRKHeldData held() const override;
     void hold(const ZRKHeldData& data) override;
 
     /// The slice at a share of the stack, 0 to 1, as grey from 0 to 255; nothing without a volume.
     std::optional<zrk::Raster<1, 2, std::uint8_t>> preview(double share) const;
+
+protected:
+    /// What `loadSlices` does, for documents that name slices. There are no options.
+    zrk::Result<ZRKImportWarnings> onImport(const std::vector<std::filesystem::path>& paths,
+                                            const ZRKImportOptions& options,
+                                            zrk::ProgressMonitor* monitor) override;
 
 private:
     using SharedVolume = std::shared_ptr<const zrk::Raster<1, 3, double>>;

@@ -12,35 +12,47 @@
 
 namespace zrkmodel {
 
-/// A scalar field frozen on a grid over the model bounds, and blurred. The field behind it is computed once,
-/// at the grid's nodes; a sample then costs one lookup, however slow the field is.
+/// Freezes a field into a raster and filters it. The field behind it is computed once, at the nodes of a grid
+/// over the model bounds, and blurred; a sample then costs one lookup, however slow the field is.
 ///
-/// | property    | unit        | default | effect                                                      |
-/// |-------------|-------------|---------|-------------------------------------------------------------|
-/// | auto-update |             | false   | true: a stale raster is rebuilt with every evaluator        |
-/// | resolution  | nodes       | 8       | edge of a cube of as many nodes; at least 2 nodes an axis   |
-/// | blur radius | model units | 0.2     | where the Gaussian's weight is exp(-4); 0 or less: no blur. |
-/// |             |             |         | Not in documents: a loaded node has the default             |
+/// | property    | kind                | unit  | default | range | meaning                                  |
+/// |-------------|---------------------|-------|---------|-------|------------------------------------------|
+/// | auto-update | bool                |       | false   |       | true: a stale raster is rebuilt with     |
+/// |             |                     |       |         |       | every evaluator                          |
+/// | resolution  | int                 | nodes | 8       |       | edge of a cube of as many nodes; at      |
+/// |             |                     |       |         |       | least 2 nodes an axis                    |
+/// | blur radius | double (not stored) | mu    | 0.2     |       | where the Gaussian's weight is exp(-4);  |
+/// |             |                     |       |         |       | 0 or less: no blur. Documents don't hold |
+/// |             |                     |       |         |       | it: a loaded node has the default        |
 ///
-/// The nodes lie on the faces of the bounds and have about equal steps along all axes. Between them the value
-/// is interpolated linearly; beyond the bounds it is that of the nearest border node; the weight is that of
-/// the position. On an axis with an even number of nodes the blur moves the field up by half a step. In
-/// bounds that are flat along an axis every sample is NaN.
+/// | input     | unit | meaning                                          |
+/// |-----------|------|--------------------------------------------------|
+/// | (unnamed) |      | the scalar field; without one nothing is written |
 ///
-/// The raster is built with the first evaluator after loading. Later it becomes stale by changes upstream,
-/// not by those of its own properties, and is rebuilt on request (`update`, or always with "auto-update").
-/// Until then the former one is read. Without an input or without bounds there is no raster and nothing is
-/// written.
+/// | output    | unit    | meaning                                                                          |
+/// |-----------|---------|----------------------------------------------------------------------------------|
+/// | (unnamed) | input's | the filtered field, with the weight of the position; without bounds nothing is   |
+/// |           |         | written                                                                          |
+///
+/// Formula: The nodes lie on the faces of the bounds and have about equal steps along all axes. Between them
+/// the value is interpolated linearly; beyond the bounds it is that of the nearest border node.
+///
+/// Notes: On an axis with an even number of nodes the blur moves the field up by half a step. In bounds that
+/// are flat along an axis every sample is NaN. The raster is built with the first evaluator after loading.
+/// Later it becomes stale by changes upstream, not by those of its own properties, and is rebuilt on request
+/// (`update`, or always with "auto-update"). Until then the former one is read.
+///
+/// Example: A gyroid, made blunt.
 ///
 ///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
 ///      "nodes": [{"id": 1, "type": "Gyroid"},
 ///                {"id": 2, "type": "RasterFX", "values": {"resolution": 32}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
 ///
-/// The thread that asks for an evaluator builds the raster, its nodes on all processors; others that ask
-/// meanwhile wait for it, but changes upstream don't. One that is announced meanwhile leaves the new raster
-/// to those who asked for it, and the component stale. Under a ZRKDeferredBuilding the first sample builds
-/// the raster. Evaluators share the raster and keep it when it is replaced.
+/// Threads: The thread that asks for an evaluator builds the raster, its nodes on all processors; others that
+/// ask meanwhile wait for it, but changes upstream don't. One that is announced meanwhile leaves the new
+/// raster to those who asked for it, and the component stale. Under a ZRKDeferredBuilding the first sample
+/// builds the raster. Evaluators share the raster and keep it when it is replaced.
 class ZRKRasterFX final : public ZRKComponent<ZRKRasterFX>, public ZRKDataHolder {
 public:
     ZRKProperty<bool> autoUpdate{"auto-update", false, this};

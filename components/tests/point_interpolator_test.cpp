@@ -232,7 +232,8 @@ TEST(PointInterpolator, ReadsPointsUpToTheFirstBadOne)
         {R"({"curve": []})", true, "[]", ""},
         {R"({"curve": 3})", false, "[]", "curve: number"},
         {R"({"curve": [[1, 2, 3], [0, 4, 1]]})", true, "[[0.0,4.0,1],[1.0,2.0,3]]", ""},
-        {R"({"curve": [[0, 1, 2.9], [1, 1, -0.5]]})", true, "[[0.0,1.0,2],[1.0,1.0,0]]", ""},
+        {R"({"curve": [[0, 1, 2.9], [1, 1, -0.5]]})", true, "[[0.0,1.0,2],[1.0,1.0,0]]",
+         "curve/0/2: 2.9curve/1/2: -0.5"},
         {R"({"curve": [[0, 1, 2, "more"]]})", true, "[[0.0,1.0,2]]", ""},
         {R"({"curve": [[2, 1, 0], [1, 1, 0], [3, 1]]})", false, "[[1.0,1.0,0],[2.0,1.0,0]]",
          "curve/2: array of 2"},
@@ -242,7 +243,7 @@ TEST(PointInterpolator, ReadsPointsUpToTheFirstBadOne)
         {R"({"curve": [[0, 1, 0], [1, 1, "0"]]})", false, "[[0.0,1.0,0]]", "curve/1/2: string"},
         {R"({"curve": [[0, 1, 4]]})", false, "[]", "curve/0/2: 4"},
         {R"({"curve": [[0, 1, -1]]})", false, "[]", "curve/0/2: -1"},
-        {R"({"curve": [[0, 1, 1e99]]})", false, "[]", "curve/0/2: 2147483647"},
+        {R"({"curve": [[0, 1, 1e99]]})", false, "[]", "curve/0/2: 1e+99curve/0/2: 2147483647"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.stored);

@@ -6,23 +6,33 @@
 
 namespace zrkmodel {
 
-/// Scales, turns and moves positions, in this order. What is seen through the inverse looks scaled,
-/// turned and moved.
+/// Moves, turns and scales positions. They are scaled first, then turned, then moved; what is seen through
+/// the inverse looks scaled, turned and moved.
 ///
-/// | property    | unit    | default   | effect                                                        |
-/// |-------------|---------|-----------|---------------------------------------------------------------|
-/// | inverse     |         | true      | true: the inverse of the map; false: the map itself           |
-/// | translation | mu      | (0, 0, 0) | how far positions are moved                                   |
-/// | rotation    | degrees | (0, 0, 0) | about x, y and z, right-handed: first about z, then y, then x |
-/// | scaling     |         | (1, 1, 1) | a factor for each axis; a negative one mirrors; a 0 gives     |
-/// |             |         |           | infinities or NaN in the inverse                              |
+/// | property    | kind    | unit    | default   | range               | meaning                            |
+/// |-------------|---------|---------|-----------|---------------------|------------------------------------|
+/// | inverse     | bool    |         | true      |                     | true: the inverse of the map;      |
+/// |             |         |         |           |                     | false: the map itself              |
+/// | translation | vector3 | mu      | [0, 0, 0] | -5000000 to 5000000 | how far positions are moved        |
+/// | rotation    | vector3 | degrees | [0, 0, 0] | -5000000 to 5000000 | about x, y and z, right-handed:    |
+/// |             |         |         |           |                     | first about z, then y, then x      |
+/// | scaling     | vector3 |         | [1, 1, 1] | -5000000 to 5000000 | a factor for each axis; a negative |
+/// |             |         |         |           |                     | one mirrors; a 0 gives infinities  |
+/// |             |         |         |           |                     | or NaN in the inverse              |
 ///
-/// p' = Rx Ry Rz S p + translation, or the inverse of this map. Positions are in model units (mu); the weight
-/// is that of `coords`.
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
-/// A torus turned upright:
+/// | output | unit | meaning                                          |
+/// |--------|------|--------------------------------------------------|
+/// | coords | mu   | the mapped position, with the weight of `coords` |
 ///
-///     {"zrkGraph": 1,
+/// Formula: p' = Rx Ry Rz S p + translation, or the inverse of this map.
+///
+/// Example: A torus turned upright.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-0.6, -0.6, -0.6], [0.6, 0.6, 0.6]]},
 ///      "nodes": [{"id": 1, "type": "AffineTransform", "values": {"rotation": [90, 0, 0]}},
 ///                {"id": 2, "type": "TorusSDF"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}

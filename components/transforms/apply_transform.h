@@ -4,15 +4,23 @@
 
 namespace zrkmodel {
 
-/// Evaluates a field at the positions that `coords` gives. This reaches every component behind the second
-/// input, at any depth, though none of them is linked to the coordinates.
+/// Evaluates one field at the positions that another one gives. This reaches every component behind the
+/// second input, at any depth, though none of them is linked to the coordinates.
 ///
-/// It has no properties. Without coordinates the field is evaluated at the positions as they come; without a
-/// field nothing is written. The output has the field's type, value and weight.
+/// | input     | unit | meaning                                                                  |
+/// |-----------|------|--------------------------------------------------------------------------|
+/// | coords    | mu   | where the field is evaluated; unconnected: at the positions as they come |
+/// | (unnamed) |      | the field, of any type; without one nothing is written                   |
 ///
-/// A union of two solids, twisted as one:
+/// | output    | unit    | meaning                                                |
+/// |-----------|---------|--------------------------------------------------------|
+/// | (unnamed) | input's | the field at these positions, with its type and weight |
 ///
-///     {"zrkGraph": 1,
+/// Formula: field(coords(p)).
+///
+/// Example: A union of two solids, twisted as one.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1.5, 1.5, 1.5]]},
 ///      "nodes": [{"id": 1, "type": "BoxSDF"}, {"id": 2, "type": "TorusSDF"},
 ///                {"id": 3, "type": "BinaryOperator", "values": {"op_name": "minimum"}},
 ///                {"id": 4, "type": "TwistTransform"}, {"id": 5, "type": "ApplyTransform"}],

@@ -6,26 +6,36 @@
 
 namespace zrkmodel {
 
-/// Turns positions about an axis by an angle that grows along a second direction. What is seen through it
-/// looks bent.
+/// Bends space around an axis. Positions turn about it by an angle that grows along a second direction; what
+/// is seen through it looks bent.
 ///
-/// | property       | unit    | default   | effect                                                  |
-/// |----------------|---------|-----------|---------------------------------------------------------|
-/// | angle          | degrees | 5.0       | right-handed about the axis                             |
-/// | axis           |         | (1, 0, 0) | only its direction counts; a zero axis maps every       |
-/// |                |         |           | position to center                                      |
-/// | bend direction | mu      | (0, 0, 1) | its length is the distance over which angle is reached; |
-/// |                |         |           | a zero vector bends nothing; parallel to the axis it    |
-/// |                |         |           | makes a twist                                           |
-/// | center         | mu      | (0, 0, 0) | a point on the axis, where the rotation is zero         |
+/// | property       | kind    | unit    | default   | range | meaning                                       |
+/// |----------------|---------|---------|-----------|-------|-----------------------------------------------|
+/// | angle          | double  | degrees | 5.0       |       | right-handed about the axis                   |
+/// | axis           | vector3 |         | [1, 0, 0] |       | only its direction counts; a zero axis maps   |
+/// |                |         |         |           |       | every position to center                      |
+/// | bend direction | vector3 | mu      | [0, 0, 1] |       | its length is the distance over which angle   |
+/// |                |         |         |           |       | is reached; a zero vector bends nothing;      |
+/// |                |         |         |           |       | parallel to the axis it makes a twist         |
+/// | center         | vector3 | mu      | [0, 0, 0] |       | a point on the axis, where the rotation is    |
+/// |                |         |         |           |       | zero                                          |
 ///
-/// With b the distance of p from center along the bend direction, the offset from center is turned
-/// about the axis by b * angle / |bend direction|. Lengths aren't preserved. Positions are in model units
-/// (mu); the weight is that of `coords`.
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
-/// A bent bar:
+/// | output | unit | meaning                                          |
+/// |--------|------|--------------------------------------------------|
+/// | coords | mu   | the turned position, with the weight of `coords` |
 ///
-///     {"zrkGraph": 1,
+/// Formula: With b the distance of p from center along the bend direction, the offset from center is turned
+/// about the axis by b * angle / |bend direction|.
+///
+/// Notes: Lengths aren't preserved.
+///
+/// Example: A bent bar.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-2, -4, -5], [2, 4, 5]]},
 ///      "nodes": [{"id": 1, "type": "BendTransform", "values": {"angle": 10}},
 ///                {"id": 2, "type": "BoxSDF", "values": {"center": [0, 0, 0], "dimensions": [1, 1, 8]}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}

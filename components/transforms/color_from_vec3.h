@@ -4,12 +4,20 @@
 
 namespace zrkmodel {
 
-/// A colour whose red, green and blue are the components x, y and z of a vector.
+/// Takes the components of a vector as red, green and blue. Values are neither scaled nor cut to 0..1.
 ///
-/// It has no properties. The opacity is the value of `alpha` if that is connected and 1 otherwise. The weight
-/// is that of `rgb`; the weight of `alpha` doesn't count. Values are neither scaled nor cut to 0..1.
+/// | input | unit | meaning                               |
+/// |-------|------|---------------------------------------|
+/// | rgb   |      | the vector                            |
+/// | alpha |      | the opacity; its weight doesn't count |
 ///
-/// The place in the model as a colour:
+/// | output | unit | meaning                              |
+/// |--------|------|--------------------------------------|
+/// | color  |      | the colour, with the weight of `rgb` |
+///
+/// Formula: (x, y, z, alpha).
+///
+/// Example: The place in the model as a colour.
 ///
 ///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
 ///      "nodes": [{"id": 1, "type": "PositionVec3", "values": {"normalized": true}},

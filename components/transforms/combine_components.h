@@ -4,9 +4,12 @@
 
 namespace zrkmodel {
 
-/// Puts a vector (N = 3) or a colour (N = 4) together from scalars. Its weight is the largest of the inputs'
-/// weights and at least 0; weights that are NaN don't count. An unconnected input reads 0 with weight 0.
-/// It has no properties.
+/// Puts a vector (N = 3) or a colour (N = 4) together from scalars.
+///
+/// Formula: The inputs in their order. The weight is the largest of the inputs' weights and at least 0;
+/// weights that are NaN don't count.
+///
+/// Notes: An unconnected input reads 0 with weight 0.
 template <int N>
 class ZRKCombineComponents : public ZRKExtensionBase {
 public:
@@ -22,11 +25,21 @@ protected:
 extern template class ZRKCombineComponents<3>;
 extern template class ZRKCombineComponents<4>;
 
-/// A vector made of three scalars: x, y and z.
+/// Makes a vector of three scalars.
 ///
-/// Coordinates with y and z exchanged, for what is modelled with another axis up:
+/// | input | unit | meaning             |
+/// |-------|------|---------------------|
+/// | x     |      | the first component |
+/// | y     |      | the second one      |
+/// | z     |      | the third one       |
 ///
-///     {"zrkGraph": 1,
+/// | output    | unit | meaning              |
+/// |-----------|------|----------------------|
+/// | (unnamed) |      | the vector (x, y, z) |
+///
+/// Example: Coordinates with y and z exchanged, for what is modelled with another axis up.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-0.6, -0.6, -0.6], [0.6, 0.6, 0.6]]},
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "Vector3SplitComponents"},
 ///                {"id": 3, "type": "Vector3CombineComponents"}, {"id": 4, "type": "TorusSDF"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}, {"from": [2, 0], "to": [3, 0]},
@@ -42,13 +55,24 @@ public:
     static ComponentIdentity identity();
 };
 
-/// A colour made of four scalars: red, green, blue and alpha.
+/// Makes a colour of four scalars.
 ///
-/// A gyroid as the green of an otherwise black, transparent colour:
+/// | input | unit | meaning                                                    |
+/// |-------|------|------------------------------------------------------------|
+/// | red   |      | 0 to 1                                                     |
+/// | green |      | 0 to 1                                                     |
+/// | blue  |      | 0 to 1                                                     |
+/// | alpha |      | the opacity, 0 to 1; unconnected the colour is transparent |
+///
+/// | output    | unit | meaning                                       |
+/// |-----------|------|-----------------------------------------------|
+/// | (unnamed) |      | the colour; values beyond 0..1 aren't cut off |
+///
+/// Example: A gyroid as the green and the opacity of a colour.
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "Gyroid"}, {"id": 2, "type": "RGBACombineComponents"}],
-///      "links": [{"from": [1, 0], "to": [2, 1]}], "output": [2, 0]}
+///      "links": [{"from": [1, 0], "to": [2, 1]}, {"from": [1, 0], "to": [2, 3]}], "output": [2, 0]}
 class ZRKRGBACombineComponents final
     : public ZRKComponent<ZRKRGBACombineComponents, ZRKCombineComponents<4>> {
 public:

@@ -6,21 +6,33 @@
 
 namespace zrkmodel {
 
-/// Maps positions through a matrix. What is seen through the inverse looks moved by the matrix itself.
+/// Applies a 4 by 4 matrix to positions. What is seen through the inverse looks moved by the matrix itself.
 ///
-/// | property | unit | default  | effect                                                            |
-/// |----------|------|----------|-------------------------------------------------------------------|
-/// | inverse  |      | true     | true: the inverse of the matrix, which is infinite or NaN for a   |
-/// |          |      |          | singular one; false: the matrix itself                            |
-/// | matrix   |      | identity | 16 numbers, column by column; the last column is the translation, |
-/// |          |      |          | in model units (mu)                                               |
+/// | property | kind    | unit | default            | range               | meaning                         |
+/// |----------|---------|------|--------------------|---------------------|---------------------------------|
+/// | inverse  | bool    |      | true               |                     | true: the inverse of the        |
+/// |          |         |      |                    |                     | matrix, which is infinite or    |
+/// |          |         |      |                    |                     | NaN for a singular one; false:  |
+/// |          |         |      |                    |                     | the matrix itself               |
+/// | matrix   | matrix4 |      | [1, 0, 0, 0, 0, 1, | -5000000 to 5000000 | 16 numbers, column by column;   |
+/// |          |         |      | 0, 0, 0, 0, 1, 0,  |                     | the last column is the          |
+/// |          |         |      | 0, 0, 0, 1]        |                     | translation, in model units     |
 ///
-/// p' = M p for the position with a 1 appended. The last row of M takes no part except in the inverse, so
-/// there is no perspective. Positions are in model units (mu); the weight is that of `coords`.
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
-/// A sphere moved by (2, 0, 0):
+/// | output | unit | meaning                                          |
+/// |--------|------|--------------------------------------------------|
+/// | coords | mu   | the mapped position, with the weight of `coords` |
 ///
-///     {"zrkGraph": 1,
+/// Formula: p' = M p for the position with a 1 appended.
+///
+/// Notes: The last row of M takes no part except in the inverse, so there is no perspective.
+///
+/// Example: A sphere moved by (2, 0, 0).
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[0.5, -1.5, -1.5], [3.5, 1.5, 1.5]]},
 ///      "nodes": [{"id": 1, "type": "MatrixTransform",
 ///                 "values": {"matrix": [1,0,0,0, 0,1,0,0, 0,0,1,0, 2,0,0,1]}},
 ///                {"id": 2, "type": "SphereSDF"}],

@@ -4,9 +4,19 @@
 
 namespace zrkmodel {
 
-/// The length of a vector, sqrt(x^2 + y^2 + z^2), in the units of the vector. The weight is that of `coords`.
+/// The length of a vector.
 ///
-/// It has no properties. The distance from the origin:
+/// | input  | unit | meaning    |
+/// |--------|------|------------|
+/// | coords |      | the vector |
+///
+/// | output | unit    | meaning                                 |
+/// |--------|---------|-----------------------------------------|
+/// | norm   | input's | its length, with the weight of `coords` |
+///
+/// Formula: sqrt(x^2 + y^2 + z^2).
+///
+/// Example: The distance from the origin.
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "NormVec3"}],

@@ -4,10 +4,19 @@
 
 namespace zrkmodel {
 
-/// The direction of a vector: v / |v|, without a unit. A zero vector stays zero. The weight is that of
-/// `coords`.
+/// Scales a vector to unit length. What is left is its direction.
 ///
-/// It has no properties. The direction from the origin to each position, as a colour:
+/// | input  | unit | meaning    |
+/// |--------|------|------------|
+/// | coords |      | the vector |
+///
+/// | output   | unit | meaning                                    |
+/// |----------|------|--------------------------------------------|
+/// | |coords| |      | its direction, with the weight of `coords` |
+///
+/// Formula: v / |v|; a zero vector stays zero.
+///
+/// Example: The direction from the origin to each position, as a colour.
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "NormalizeVec3"},

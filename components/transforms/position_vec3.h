@@ -5,19 +5,25 @@
 
 namespace zrkmodel {
 
-/// The position at which the field is evaluated, in a space of choice, with its weight.
+/// The position itself, as a vector. It is the one at which the field is evaluated, in a space of choice.
 ///
-/// | property            | unit | default | effect                                                         |
-/// |---------------------|------|---------|----------------------------------------------------------------|
-/// | normalized          |      | false   | true: 0 to 1 from the lower to the upper corner of the model's |
-/// |                     |      |         | box; false: model units                                        |
-/// | object space coords |      | false   | true: coordinates in the model's own space, and its box there; |
-/// |                     |      |         | false: coordinates of the domain                               |
+/// | property            | kind | unit | default | range | meaning                                          |
+/// |---------------------|------|------|---------|-------|--------------------------------------------------|
+/// | normalized          | bool |      | false   |       | true: 0 to 1 from the lower to the upper corner  |
+/// |                     |      |      |         |       | of the model's box; false: model units           |
+/// | object space coords | bool |      | false   |       | true: coordinates in the model's own space, and  |
+/// |                     |      |      |         |       | its box there; false: coordinates of the domain  |
 ///
-/// If the model has no transform or no box, the property that needs it acts as if it were false. A flat
-/// box gives infinities or NaN across it. There is no input.
+/// | output | unit | meaning                                                                   |
+/// |--------|------|---------------------------------------------------------------------------|
+/// | coords |      | the position, in model units unless "normalized" is true, with its weight |
 ///
-/// The height in the model, from 0 to 1:
+/// Formula: p, or its place in the box of the document's "context".
+///
+/// Notes: If the model has no transform or no box, the property that needs it acts as if it were false. A
+/// flat box gives infinities or NaN across it. There is no input.
+///
+/// Example: The height in the model, from 0 to 1.
 ///
 ///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, 0], [1, 1, 4]]},
 ///      "nodes": [{"id": 1, "type": "PositionVec3", "values": {"normalized": true}},

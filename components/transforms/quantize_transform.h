@@ -6,22 +6,31 @@
 
 namespace zrkmodel {
 
-/// Moves positions towards the nearest point of a lattice. What is seen through it turns into blocks.
+/// Moves positions to the steps of a grid. What is seen through it turns into blocks.
 ///
-/// | property | unit  | default   | effect                                                           |
-/// |----------|-------|-----------|------------------------------------------------------------------|
-/// | strength |       | 1.0       | 0 leaves the position, 1 snaps it; others aren't cut off and     |
-/// |          |       |           | extrapolate                                                      |
-/// | step     | mu    | (1, 1, 1) | cell size of each axis; 0 leaves that axis alone at any strength |
-/// | shift    | cells | (0, 0, 0) | moves the lattice backwards; only its fractional part counts     |
+/// | property | kind    | unit  | default   | range | meaning                                               |
+/// |----------|---------|-------|-----------|-------|-------------------------------------------------------|
+/// | strength | double  |       | 1.0       |       | 0 leaves the position, 1 snaps it; others aren't cut  |
+/// |          |         |       |           |       | off and extrapolate                                   |
+/// | step     | vector3 | mu    | [1, 1, 1] |       | cell size of each axis; 0 leaves that axis alone at   |
+/// |          |         |       |           |       | any strength                                          |
+/// | shift    | vector3 | cells | [0, 0, 0] |       | moves the lattice backwards; only its fractional part |
+/// |          |         |       |           |       | counts                                                |
 ///
-/// On each axis, with f the fractional part of shift, q = (round(p / step + f) - f) * step, where round
-/// takes halves away from zero. The output is q * strength + p * (1 - strength) in model units (mu); the
-/// weight is that of `coords`.
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
-/// A sphere of cubes of side 0.25:
+/// | output | unit | meaning                                         |
+/// |--------|------|-------------------------------------------------|
+/// | coords | mu   | the moved position, with the weight of `coords` |
 ///
-///     {"zrkGraph": 1,
+/// Formula: On each axis, with f the fractional part of shift, q = (round(p / step + f) - f) * step, where
+/// round takes halves away from zero. The output is q * strength + p * (1 - strength).
+///
+/// Example: A sphere of cubes of side 0.25.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1.3, -1.3, -1.3], [1.3, 1.3, 1.3]]},
 ///      "nodes": [{"id": 1, "type": "QuantizeTransform", "values": {"step": [0.25, 0.25, 0.25]}},
 ///                {"id": 2, "type": "SphereSDF"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}

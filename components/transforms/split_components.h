@@ -4,8 +4,9 @@
 
 namespace zrkmodel {
 
-/// Takes a vector (N = 3) or a colour (N = 4) apart. There is one output for each component, with the weight
-/// of the input. It has no properties.
+/// Takes a vector (N = 3) or a colour (N = 4) apart.
+///
+/// Formula: Each output is one component, with the weight of the input.
 template <int N>
 class ZRKSplitComponents : public ZRKExtensionBase {
 public:
@@ -21,11 +22,21 @@ protected:
 extern template class ZRKSplitComponents<3>;
 extern template class ZRKSplitComponents<4>;
 
-/// The components x, y and z of a vector as scalars.
+/// The components of a vector as three scalars.
 ///
-/// The height above the plane z = 0:
+/// | input  | unit | meaning    |
+/// |--------|------|------------|
+/// | coords |      | the vector |
 ///
-///     {"zrkGraph": 1,
+/// | output | unit    | meaning             |
+/// |--------|---------|---------------------|
+/// | x      | input's | the first component |
+/// | y      | input's | the second one      |
+/// | z      | input's | the third one       |
+///
+/// Example: The height above the plane z = 0.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "Vector3SplitComponents"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 2]}
 class ZRKVector3SplitComponents final
@@ -38,9 +49,20 @@ public:
     static ComponentIdentity identity();
 };
 
-/// The components of a colour as scalars: red, green, blue and alpha.
+/// The channels of a colour as four scalars.
 ///
-/// The red channel of a colour, which here is x:
+/// | input | unit | meaning    |
+/// |-------|------|------------|
+/// | color |      | the colour |
+///
+/// | output | unit | meaning             |
+/// |--------|------|---------------------|
+/// | red    |      | 0 to 1              |
+/// | green  |      | 0 to 1              |
+/// | blue   |      | 0 to 1              |
+/// | alpha  |      | the opacity, 0 to 1 |
+///
+/// Example: The red channel of a colour, which here is x.
 ///
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "ColorFromVec3"},

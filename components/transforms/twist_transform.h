@@ -6,22 +6,30 @@
 
 namespace zrkmodel {
 
-/// Turns positions about an axis by an angle that grows along the axis. What is seen through it looks
-/// twisted.
+/// Turns positions about an axis, the more the farther along it. What is seen through it looks twisted.
 ///
-/// | property | unit    | default   | effect                                                       |
-/// |----------|---------|-----------|--------------------------------------------------------------|
-/// | center   | mu      | (0, 0, 0) | a point on the axis, where the twist is zero                 |
-/// | axis     | mu      | (0, 0, 1) | its length is the height over which angle is reached; a zero |
-/// |          |         |           | axis maps every position to center                           |
-/// | angle    | degrees | 5.0       | right-handed about the axis; negative turns the other way    |
+/// | property | kind    | unit    | default   | range | meaning                                             |
+/// |----------|---------|---------|-----------|-------|-----------------------------------------------------|
+/// | center   | vector3 | mu      | [0, 0, 0] |       | a point on the axis, where the twist is zero        |
+/// | axis     | vector3 | mu      | [0, 0, 1] |       | its length is the height over which angle is        |
+/// |          |         |         |           |       | reached; a zero axis maps every position to center  |
+/// | angle    | double  | degrees | 5.0       |       | right-handed about the axis; negative turns the     |
+/// |          |         |         |           |       | other way                                           |
 ///
-/// With h the height of p over center along the axis, the offset from center is turned about the axis
-/// by h * angle / |axis|. Positions are in model units (mu); the weight is that of `coords`.
+/// | input  | unit | meaning             |
+/// |--------|------|---------------------|
+/// | coords | mu   | the position to map |
 ///
-/// A twisted bar:
+/// | output | unit | meaning                                          |
+/// |--------|------|--------------------------------------------------|
+/// | coords | mu   | the turned position, with the weight of `coords` |
 ///
-///     {"zrkGraph": 1,
+/// Formula: With h the height of p over center along the axis, the offset from center is turned about the
+/// axis by h * angle / |axis|.
+///
+/// Example: A twisted bar.
+///
+///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -4.5], [1, 1, 4.5]]},
 ///      "nodes": [{"id": 1, "type": "TwistTransform", "values": {"angle": 45}},
 ///                {"id": 2, "type": "BoxSDF", "values": {"center": [0, 0, 0], "dimensions": [1, 1, 8]}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}

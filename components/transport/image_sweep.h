@@ -20,31 +20,56 @@ class ProgressMonitor;
 
 namespace zrkmodel {
 
-/// A volume between two images: one moves and deforms into the other along the third axis, by optimal
-/// transport, so that a shape travels where a crossfade would fade out here and in there.
+/// Sweeps one picture into another by optimal transport. A shape moves and deforms along the third axis of a
+/// volume, where a crossfade would fade out here and in there.
 ///
-/// | property       | unit        | default | effect                                                   |
-/// |----------------|-------------|---------|----------------------------------------------------------|
-/// | wrap           |             | true    | true repeats the volume, false its faces                 |
-/// | size x, y, z   | model units | 1       | extent of the volume, which begins at the origin         |
-/// | steps          | slices      | 8       | number of slices of the stack                            |
-/// | resolution     | pixels      | 32      | edge of the square images that are carried over          |
-/// | smoothing      |             | 0.5     | blur; its weight falls to exp(-4) at 15.5 times as       |
-/// |                |             |         | many nodes of the stack; 0 or less: none                 |
-/// | transport      |             | 0.8     | 1: transport alone, 0: a crossfade of the images         |
-/// | pathCurve      |             | none    | a curve for the panel; no sample depends on it           |
-/// | scaling        |             | 1       | curve: the slice's size over z / size z; 0 gives NaN     |
-/// | interpolation  |             | 0 to 1  | curve: the place in the stack over z / size z            |
-/// | imageA, imageB |             | none    | the images; without both, nothing is written             |
-/// | obstacle       |             | none    | an image whose pixels greater than 0 are closed          |
+/// | property      | kind     | unit   | default            | range  | meaning                              |
+/// |---------------|----------|--------|--------------------|--------|--------------------------------------|
+/// | wrap          | bool     |        | true               |        | true: repeats the volume; false: its |
+/// |               |          |        |                    |        | faces                                |
+/// | size x        | double   | mu     | 1.0                |        | extent of the volume along x, from   |
+/// |               |          |        |                    |        | the origin                           |
+/// | size y        | double   | mu     | 1.0                |        | the same along y                     |
+/// | size z        | double   | mu     | 1.0                |        | the same along z                     |
+/// | steps         | int      | slices | 8                  |        | number of slices of the stack        |
+/// | resolution    | int      | pixels | 32                 |        | edge of the square pictures that are |
+/// |               |          |        |                    |        | carried over                         |
+/// | smoothing     | double   |        | 0.5                | 0 to 1 | blur; its weight falls to exp(-4) at |
+/// |               |          |        |                    |        | 15.5 times as many nodes of the      |
+/// |               |          |        |                    |        | stack; 0 or less: none               |
+/// | transport     | double   |        | 0.8                | 0 to 1 | 1: transport alone; 0: a crossfade   |
+/// |               |          |        |                    |        | of the pictures                      |
+/// | pathCurve     | geometry |        | ""                 | curve  | a curve for the panel; no sample     |
+/// |               |          |        |                    |        | depends on it                        |
+/// | scaling       | curve    |        | [[0, 1, 0], [1, 1, |        | the slice's size over z / size z; 0  |
+/// |               |          |        | 0]]                |        | gives NaN                            |
+/// | interpolation | curve    |        | [[0, 0, 0], [1, 1, |        | the place in the stack over z / size |
+/// |               |          |        | 0]]                |        | z                                    |
+/// | imageA        | image2d  |        | ""                 |        | the first picture; without both,     |
+/// |               |          |        |                    |        | nothing is written                   |
+/// | imageB        | image2d  |        | ""                 |        | the second one                       |
+/// | obstacle      | image2d  |        | ""                 |        | a picture whose pixels greater than  |
+/// |               |          |        |                    |        | 0 are closed                         |
 ///
-/// The first channel of each image is read. The stack is scaled so that its greatest value is 1. Keep the
-/// images' ground at 0.004 or more (1 of 255): with black pixels the computation amplifies rounding, and the
-/// slices between the ends are then noisy.
+/// | input  | unit | meaning                 |
+/// |--------|------|-------------------------|
+/// | coords | mu   | the place in the volume |
 ///
-/// The stack is computed when a document is loaded and by `compute`, and takes 2000 steps over steps times
+/// | output    | unit | meaning                                          |
+/// |-----------|------|--------------------------------------------------|
+/// | (unnamed) |      | the density, 0 to 1, with the weight of `coords` |
+///
+/// Formula: The stack holds the flow of mass that carries the first picture into the second at the lowest
+/// cost, a slice a step, scaled so that its greatest value is 1. Between its voxels the value is trilinear.
+///
+/// Notes: A document must hold both curves: reading one that is missing leaves it without points, and all is
+/// NaN. The first channel of each picture is read. Keep the pictures' ground at 0.004 or more (1 of 255):
+/// with black pixels the computation amplifies rounding, and the slices between the ends are then noisy. The
+/// stack is computed when a document is loaded and by `compute`, and takes 2000 steps over steps times
 /// resolution^2 cells, a second or so with the defaults. All other properties act on the stack that is there:
 /// "smoothing" and "transport" when their sliders are moved, the rest with the next evaluator.
+///
+/// Example: A letter that becomes a ring.
 ///
 ///     {"zrkGraph": 1,
 ///      "resources": [{"uuid": "a1", "kind": "image2d", "path": "pictures/letter.png"},
@@ -54,11 +79,9 @@ namespace zrkmodel {
 ///                            "imageA": "a1", "imageB": "b2"}}],
 ///      "output": [1, 0]}
 ///
-/// A document must hold both curves: reading one that is missing leaves it without points, and all is NaN.
-///
-/// Edits and `compute` belong to the interface thread. Any number of threads may build evaluators at once,
-/// but none while a property is edited. Evaluators share the volume and keep it when it is replaced. Under a
-/// ZRKDeferredBuilding their first sample makes it.
+/// Threads: Edits and `compute` belong to the interface thread. Any number of threads may build evaluators at
+/// once, but none while a property is edited. Evaluators share the volume and keep it when it is replaced.
+/// Under a ZRKDeferredBuilding their first sample makes it.
 class ZRKImageSweep final : public ZRKComponent<ZRKImageSweep>, public ZRKDataHolder {
 public:
     using Image = std::shared_ptr<ZRKImage2d>;

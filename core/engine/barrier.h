@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/engine/schedule_point.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstddef>
@@ -14,10 +16,12 @@ namespace zrk {
 template <class T>
 void waitWhileEqual(const std::atomic<T>& value, T old)
 {
+    schedulePoint();
     const auto start = std::chrono::steady_clock::now();
     while (value.load(std::memory_order_acquire) == old) {
         const auto waited = std::chrono::steady_clock::now() - start;
         if (waited > std::chrono::microseconds(100)) {
+            schedulePoint();
             value.wait(old, std::memory_order_acquire);
         } else if (waited > std::chrono::microseconds(2)) {
             std::this_thread::yield(); // to a thread that has to share this processor
@@ -35,8 +39,10 @@ public:
     {
         const unsigned round = _round.load(std::memory_order_acquire);
         if (_missing.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+            schedulePoint();
             _missing.store(_threads, std::memory_order_relaxed);
             _round.fetch_add(1, std::memory_order_release);
+            schedulePoint();
             _round.notify_all();
             return;
         }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/barrier.h"
+#include "core/engine/schedule_point.h"
 
 #include <atomic>
 #include <cstddef>
@@ -73,7 +74,9 @@ private:
     void begin(const std::function<void(std::size_t)>* task)
     {
         _task = task;
+        schedulePoint();
         _round.fetch_add(1, std::memory_order_release);
+        schedulePoint();
         _round.notify_all();
     }
 
@@ -85,8 +88,10 @@ private:
             if (!_task) {
                 return;
             }
+            schedulePoint();
             (*_task)(index);
             if (_running.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+                schedulePoint();
                 _running.notify_all();
             }
         }

@@ -171,37 +171,61 @@ std::optional<DistanceError> distanceError(const SurfaceMesh& mesh, const Prepar
         return std::max({grid.lower[0] - x, x - grid.upper[0], grid.lower[1] - y, y - grid.upper[1],
                          grid.lower[2] - z, z - grid.upper[2]});
     };
+    const double cell = std::max({grid.spacing[0], grid.spacing[1], grid.spacing[2]});
+    std::vector<double> x, y, z, values;
+    // The errors at points by differences towards one side; on the cut -1.
+    const auto errorsAt = [&](const std::vector<Point>& points, double towards, std::vector<double>& errors) {
+        x.clear();
+        y.clear();
+        z.clear();
+        for (const Point& p : points) {
+            for (std::size_t k = 0; k < 4; ++k) {
+                x.push_back(p[0] + (k == 1 ? towards : 0));
+                y.push_back(p[1] + (k == 2 ? towards : 0));
+                z.push_back(p[2] + (k == 3 ? towards : 0));
+            }
+        }
+        values.resize(x.size());
+        field.evaluate(x.data(), y.data(), z.data(), x.size(), values.data());
+        errors.clear();
+        for (std::size_t i = 0; i < values.size(); i += 4) {
+            const Point slope{values[i + 1] - values[i], values[i + 2] - values[i],
+                              values[i + 3] - values[i]};
+            const bool isOnCut = sign * (values[i] - settings.iso) < outside(x[i], y[i], z[i]) - step;
+            errors.push_back(isOnCut ? -1 : std::abs(values[i] - settings.iso) / (length(slope) / step));
+        }
+    };
     const double all = static_cast<double>(mesh.vertices.size() + mesh.triangles.size());
     double done = 0;
     const auto measureAt = [&](std::size_t count, const auto& pointAt, double& rms, double& largest) {
         double sum = 0;
         std::size_t counted = 0;
-        std::vector<double> x, y, z, values;
+        std::vector<Point> points, flat;
+        std::vector<double> errors, others;
         for (std::size_t first = 0; first < count; first += kPoints) {
             const std::size_t end = std::min(first + kPoints, count);
             if (!goesOn(keepGoing, done / all)) {
                 return false;
             }
             done += static_cast<double>(end - first);
-            x.clear();
-            y.clear();
-            z.clear();
+            points.clear();
             for (std::size_t i = first; i < end; ++i) {
-                const Point p = pointAt(i);
-                for (std::size_t k = 0; k < 4; ++k) {
-                    x.push_back(p[0] + (k == 1 ? step : 0));
-                    y.push_back(p[1] + (k == 2 ? step : 0));
-                    z.push_back(p[2] + (k == 3 ? step : 0));
+                points.push_back(pointAt(i));
+            }
+            errorsAt(points, step, errors);
+            // At a corner the field may have no slope towards one side, so that nothing but rounding divides.
+            flat.clear();
+            for (std::size_t i = 0; i < points.size(); ++i) {
+                if (!(errors[i] <= cell)) {
+                    flat.push_back(points[i]);
                 }
             }
-            values.resize(x.size());
-            field.evaluate(x.data(), y.data(), z.data(), x.size(), values.data());
-            for (std::size_t i = 0; i < values.size(); i += 4) {
-                const Point slope{values[i + 1] - values[i], values[i + 2] - values[i],
-                                  values[i + 3] - values[i]};
-                const double error = std::abs(values[i] - settings.iso) / (length(slope) / step);
-                const bool isOnCut = sign * (values[i] - settings.iso) < outside(x[i], y[i], z[i]) - step;
-                if (!isOnCut && std::isfinite(error)) {
+            if (!flat.empty()) {
+                errorsAt(flat, -step, others);
+            }
+            for (std::size_t i = 0, other = 0; i < points.size(); ++i) {
+                const double error = errors[i] <= cell ? errors[i] : std::fmin(errors[i], others[other++]);
+                if (error >= 0 && std::isfinite(error)) {
                     sum += error * error;
                     largest = std::max(largest, error);
                     ++counted;

@@ -1,6 +1,9 @@
 #include "formats/obj_mesh.h"
+#include "formats/part.h"
 #include "formats/ply.h"
 #include "formats/stl.h"
+#include "formats/threemf.h"
+#include "formats/zip_writer.h"
 
 #include "testing/fuzz_seed.h"
 #include "testing/temporary_folder.h"
@@ -46,7 +49,7 @@ std::multiset<Triangle> pyramid()
 
 TEST(MeshReaders, ReadEveryForm)
 {
-    const auto expectPyramid = [](const std::string& name, const Result<SurfaceMesh>& mesh) {
+    const auto expectPyramid = [](const std::string& name, const Result<FileMesh>& mesh) {
         SCOPED_TRACE(name);
         ASSERT_TRUE(mesh) << messageOf(mesh.error());
         EXPECT_EQ(mesh->vertices.size(), 5u);
@@ -57,6 +60,13 @@ TEST(MeshReaders, ReadEveryForm)
     }
     for (const char* name : {"text", "little", "little_double", "big", "big_double"}) {
         expectPyramid(name, readPly(zrktest::fuzzSeed("ply_reader/" + std::string(name) + ".ply"), "bytes"));
+    }
+    for (const char* name : {"deflated", "stored", "long", "prefixed", "components", "mirrored"}) {
+        const auto mesh =
+            readThreeMf(zrktest::fuzzSeed("threemf_reader/" + std::string(name) + ".3mf"), "bytes");
+        expectPyramid(name, mesh);
+        EXPECT_EQ(mesh->unit, LengthUnit::Inch);
+        EXPECT_TRUE(mesh->warnings.empty());
     }
 }
 
@@ -182,6 +192,178 @@ TEST_F(ObjMeshReader, RefusesWhatItCannotRead)
     }
     EXPECT_FALSE(readObjMesh(path("none.obj")));
     EXPECT_FALSE(readObjMesh(folder));
+}
+
+Bytes packageOf(const std::string& model)
+{
+    Bytes bytes;
+    ZipWriter zip([&bytes](const void* data, std::size_t size) {
+        const auto* begin = static_cast<const std::uint8_t*>(data);
+        bytes.insert(bytes.end(), begin, begin + size);
+        return true;
+    });
+    const auto write = [&zip](const char* name, const std::string& text) {
+        zip.begin(name);
+        zip.write(text.data(), text.size());
+    };
+    write("_rels/.rels",
+          "<Relationships><Relationship Target='/a.model' Id='r' "
+          "Type='http://schemas.microsoft.com/3dmanufacturing/2013/01/3dmodel'/></Relationships>");
+    write("a.model", model);
+    zip.finish();
+    return bytes;
+}
+
+const std::string kModelHead = "<model xmlns='http://schemas.microsoft.com/3dmanufacturing/core/2015/02' ";
+const std::string kVertices = "<vertices><vertex x='0' y='0' z='0'/><vertex x='1' y='0' z='0'/>"
+                              "<vertex x='0' y='1e0' z='0'/></vertices>";
+
+/// A model of one triangle, with parts of its text replaced.
+std::string modelWith(const std::string& part, const std::string& by)
+{
+    std::string text = kModelHead + "unit='millimeter'><resources><object id='1'><mesh>" + kVertices +
+                       "<triangles><triangle v1='0' v2='1' v3='2'/></triangles></mesh></object></resources>"
+                       "<build><item objectid='1'/></build></model>";
+    const std::size_t at = text.find(part);
+    EXPECT_NE(at, std::string::npos) << part;
+    return text.replace(at, part.size(), by);
+}
+
+TEST(ThreeMfReader, RefusesWhatItCannotRead)
+{
+    const auto read = [](const Bytes& bytes) { return readThreeMf(bytes, "bytes"); };
+    for (const char* name : {"deflated", "stored"}) {
+        SCOPED_TRACE(name);
+        const Bytes whole = zrktest::fuzzSeed("threemf_reader/" + std::string(name) + ".3mf");
+        const std::string comment = "PK\5\6 is no end of it";
+        zrktest::expectBeginningsRefused(whole, name == std::string("stored") ? comment.size() : 0, read);
+    }
+    const auto seed = [](const char* name) {
+        return zrktest::fuzzSeed("threemf_reader/" + std::string(name) + ".3mf");
+    };
+    const auto with = [](const char* part, const char* by) { return packageOf(modelWith(part, by)); };
+    std::string nested;
+    for (int i = 0; i < 65; ++i) {
+        nested += "<a>";
+    }
+    Bytes flipped = seed("stored");
+    flipped[flipped.size() / 2] ^= 1;
+    const struct {
+        const char* name;
+        Bytes bytes;
+        const char* part;
+    } cases[] = {
+        {"no archive", bytesOf("PK\3\4 and no more of it than this"), "no ZIP directory"},
+        {"a bit of a file", flipped, "another checksum"},
+        {"more than the packed bytes", seed("bomb"), "at most 8589934592, and at most 256 times"},
+        {"2^40 pyramids", seed("towers"), "objects, counted through components"},
+        {"a circle", seed("circle"), "lead in a circle"},
+        {"another namespace", with("core/2015/02", "core/1999"), "no element \"model\""},
+        {"a required extension", with("unit=", "xmlns:b='urn:beams' requiredextensions='b' unit="),
+         "the required extension \"urn:beams\""},
+        {"an unknown prefix", with("unit=", "requiredextensions='x' unit="), "the required extension \"x\""},
+        {"an unknown unit", with("millimeter", "furlong"), "\"furlong\""},
+        {"no coordinate", with("x='1' ", ""), "\"vertex\" without \"x\""},
+        {"no number", with("x='1' ", "x='one' "), "\"x\": \"one\""},
+        {"infinity", with("x='1' ", "x='1e999' "), "a finite number"},
+        {"NaN", with("x='1' ", "x='nan' "), "a finite number"},
+        {"a corner beyond", with("v3='2'", "v3='3'"), "the vertex 3"},
+        {"a negative corner", with("v3='2'", "v3='-1'"), "a whole number"},
+        {"a corner beyond 32 bit", with("v3='2'", "v3='4294967296'"), "a whole number"},
+        {"an item of nothing", with("objectid='1'", "objectid='2'"), "the object 2, which isn't there"},
+        {"a short transform", with("objectid='1'", "objectid='1' transform='1 0 0'"),
+         "twelve finite numbers"},
+        {"a transform beyond all numbers",
+         with("objectid='1'", "objectid='1' transform='1e308 0 0 0 1e308 0 0 0 1e308 1.7e308 0 0'"),
+         "beyond all"},
+        {"an object twice", with("<build>", "<object id='1'/><build>"), "the object 1 a second time"},
+        {"another part that is missing",
+         with("objectid='1'", "objectid='1' p:path='/b.model' "
+                              "xmlns:p='http://schemas.microsoft.com/3dmanufacturing/production/2015/06'"),
+         "no \"b.model\" in the archive"},
+        {"a document type", packageOf("<!DOCTYPE a [<!ENTITY b 'c'>]>"), "a document type"},
+        {"an entity", with("unit='millimeter'", "unit='&b;'"), "an entity that isn't known"},
+        {"tags that cross", with("</mesh></object>", "</object></mesh>"), "where \"mesh\" is open"},
+        {"an end that is missing", with("</model>", ""), "an end before that of \"model\""},
+        {"elements in each other", packageOf(nested), "more than 64 elements"},
+        {"a long name", packageOf("<" + std::string(1000, 'a') + "/>"), "a name of more than 256 bytes"},
+        {"a long value", packageOf("<a b='" + std::string(100000, 'c') + "'/>"), "an attribute of more than"},
+        {"UTF-16", packageOf(std::string("\xff\xfe<\0a\0", 6)), "UTF-8"},
+        {"an empty model", packageOf(""), "no element \"model\""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto mesh = read(c.bytes);
+        ASSERT_FALSE(mesh);
+        EXPECT_EQ(mesh.error().kind, FaultKind::BadInput) << messageOf(mesh.error());
+        EXPECT_THAT(messageOf(mesh.error()), HasSubstr(c.part));
+    }
+}
+
+TEST(ThreeMfReader, WarnsOfWhatItLeavesOut)
+{
+    const auto mesh = readThreeMf(packageOf(modelWith("id='1'", "id='1' type='support'")), "bytes");
+    ASSERT_TRUE(mesh) << messageOf(mesh.error());
+    EXPECT_TRUE(mesh->triangles.empty());
+    ASSERT_EQ(mesh->warnings.size(), 1u);
+    EXPECT_THAT(messageOf(mesh->warnings[0]), HasSubstr("1 objects that are supports"));
+    const auto empty = readThreeMf(packageOf(modelWith("<item objectid='1'/>", "")), "bytes");
+    ASSERT_TRUE(empty);
+    EXPECT_TRUE(empty->triangles.empty());
+    EXPECT_EQ(unitFault(*empty, "a.3mf", "mm"), std::nullopt);
+    EXPECT_EQ(unitFault(*empty, "a.3mf", ""), std::nullopt);
+    EXPECT_THAT(messageOf(*unitFault(*empty, "a.3mf", "inch")),
+                HasSubstr("a.3mf: found a mesh in mm, expected inch"));
+}
+
+using MeshFiles = TemporaryFolder;
+
+TEST_F(MeshFiles, AreRecognisedByTheirContent)
+{
+    const auto seed = [](const char* name) {
+        const Bytes bytes = zrktest::fuzzSeed(name);
+        return std::string(bytes.begin(), bytes.end());
+    };
+    const std::string contents[] = {"# a comment\n\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0.5 0.5 0.75\n"
+                                    "f 4 3 2 1\nf 1 2 5\nf 2 3 5\nf 3 4 5\nf 4 1 5\n",
+                                    seed("stl_reader/binary_named_solid.stl"),
+                                    seed("stl_reader/text_upper_case.stl"), seed("ply_reader/big.ply"),
+                                    seed("threemf_reader/deflated.3mf")};
+    const char* const rightNames[] = {"a.OBJ", "a.stl", "a.stl", "a.ply", "a.3mf"};
+    for (std::size_t i = 0; i < std::size(contents); ++i) {
+        SCOPED_TRACE(i);
+        for (const char* name : {"a.OBJ", "a.stl", "a.ply", "a.3mf", "a.mesh", "a"}) {
+            SCOPED_TRACE(name);
+            put(name, contents[i]);
+            const auto mesh = readMesh(path(name));
+            const bool isRight = name == std::string(rightNames[i]) || std::string(name).size() < 2 ||
+                                 std::string(name) == "a.mesh";
+            ASSERT_EQ(mesh.has_value(), isRight);
+            if (isRight) {
+                EXPECT_EQ(mesh->triangles.size(), 6u);
+            } else {
+                EXPECT_THAT(messageOf(mesh.error()), HasSubstr("by its content, expected a"));
+                EXPECT_THAT(messageOf(mesh.error()), HasSubstr("as its name says"));
+            }
+        }
+    }
+    // What shows no format has that of its name, and the message of its reader.
+    put("a.stl", "");
+    EXPECT_THAT(messageOf(readMesh(path("a.stl")).error()), HasSubstr("0 bytes, expected a whole STL file"));
+    put("a.mesh", "what is this");
+    EXPECT_THAT(messageOf(readMesh(path("a.mesh")).error()), HasSubstr(".3mf, .stl, .ply or .obj"));
+    EXPECT_THAT(messageOf(readMesh(path("none.3mf")).error()), HasSubstr("no file"));
+}
+
+TEST_F(MeshFiles, WarnOfFacesThatCannotBeSplitWell)
+{
+    put("a.obj", "v 0 0 0\nv 2 2 0\nv 2 0 0\nv 0 2 0\nf 1 2 3 4\nf 1 3 2 4\nf 1 2\nf 3\n");
+    const auto mesh = readMesh(path("a.obj"));
+    ASSERT_TRUE(mesh);
+    EXPECT_EQ(mesh->triangles.size(), 4u);
+    ASSERT_EQ(mesh->warnings.size(), 2u);
+    EXPECT_THAT(messageOf(mesh->warnings[0]), HasSubstr("2 faces of one or two corners"));
+    EXPECT_THAT(messageOf(mesh->warnings[1]), HasSubstr("1 of 2 faces of four or more corners"));
 }
 
 } // namespace

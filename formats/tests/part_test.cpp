@@ -51,7 +51,7 @@ protected:
 TEST_F(PartFiles, ReadBackToTheSameMesh)
 {
     const SurfaceMesh mesh = randomMesh(5000);
-    for (const char* name : {"a.ply", "a.obj", "a.PLY"}) {
+    for (const char* name : {"a.ply", "a.obj", "a.PLY", "a.3mf"}) {
         SCOPED_TRACE(name);
         ASSERT_TRUE(write(name, {.mesh = mesh, .unit = LengthUnit::Inch}));
         const SurfaceMesh back = valueOrThrow(readMesh(path(name)));
@@ -101,7 +101,7 @@ TEST_F(PartFiles, RefuseWhatAFormatCannotHold)
     EXPECT_THAT(messageOf(partFormat("a.xyz").error()),
                 HasSubstr(canWriteVdb() ? ".3mf, .stl, .ply, .obj or .vdb" : ".3mf, .stl, .ply or .obj"));
     EXPECT_THAT(messageOf(partFormat("").error()), HasSubstr("no extension"));
-    EXPECT_THAT(messageOf(readMesh("a.3mf").error()), HasSubstr(".stl, .ply or .obj"));
+    EXPECT_THAT(messageOf(readMesh("a.vdb").error()), HasSubstr(".3mf, .stl, .ply or .obj"));
     EXPECT_THAT(messageOf(lengthUnit("--unit", "furlong").error()), HasSubstr("m, cm, mm, um, inch or ft"));
     for (const char* name : {"m", "cm", "mm", "um", "inch", "ft"}) {
         EXPECT_EQ(nameOf(valueOrThrow(lengthUnit("", name))), name);

@@ -108,7 +108,7 @@ TEST_F(SliceStack, RefusesAFolderOfUnlikeSlices)
     refuses(slice("b.png", "grey16"), "5 x 3 pixels of 1 channel of 16 bit" + expected);
     refuses(slice("b.png", "colour8"), "5 x 3 pixels of 3 channels of 8 bit" + expected);
     put("b.png", "no picture");
-    refuses(folder / "b.png", "something else / a PNG picture");
+    refuses(folder / "b.png", "something else / a PNG, JPEG or TIFF picture");
     EXPECT_EQ(fault(), "none");
     folder /= "missing";
     EXPECT_THAT(fault(), HasSubstr("no readable folder"));

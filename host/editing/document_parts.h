@@ -22,6 +22,7 @@ public:
     ZRKGraph& graph() const { return *_document->_graph; }
     DocumentResources& resources() const { return *_document->_resources; }
     const std::optional<PinAddress>& output() const { return _document->_output; }
+    std::string unit() const { return _document->unit(); }
 
     /// The entry of a node in "nodes"; null for a node that isn't there.
     const ZRKJson* entry(std::uint16_t node) const;

@@ -476,17 +476,19 @@ zrk::Result<void> EditSession::importFiles(std::uint16_t node,
             stored.push_back(storedPath(file));
         }
         _isImporting = true;
-        const zrk::Result<void> imported =
-            zrk::attempt(files.front().string(), [&] { return import->importFiles(files, monitor); });
+        const zrk::Result<ZRKImportWarnings> imported = zrk::attempt(
+            files.front().string(), [&] { return import->importFiles(files, monitor, {.unit = _parts.unit()}); });
         _isImporting = false;
         if (!imported) {
             const bool isPartial = imported.error().kind == zrk::FaultKind::BadInput &&
                                    std::any_of(_heldLog.begin(), _heldLog.end(),
                                                [&](const auto& log) { return log.first == node; });
             if (!isPartial) {
-                return imported;
+                return zrk::refused(imported.error());
             }
             warnings.push_back(imported.error());
+        } else {
+            warnings.insert(warnings.end(), imported->begin(), imported->end());
         }
         _parts.graph().notifyDownstream(node, {"import", object.get()});
         return setMember(Place::Node, node, "import", stored.size() == 1 ? stored[0] : stored);

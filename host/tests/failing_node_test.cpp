@@ -38,8 +38,8 @@ public:
             perform(deed->get<std::string>());
         }
     }
-    zrk::Result<void> importFiles(const std::vector<std::filesystem::path>& paths,
-                                  zrk::ProgressMonitor*) override
+    zrk::Result<ZRKImportWarnings> onImport(const std::vector<std::filesystem::path>& paths,
+                                            const ZRKImportOptions&, zrk::ProgressMonitor*) override
     {
         const std::string deed = paths.front().filename().string();
         if (deed == "skip") {

@@ -83,7 +83,8 @@ TEST(GraphDocumentText, KeepsWhatItDoesNotKnow)
 
 TEST(GraphDocumentText, KeepsTheFilesOfImports)
 {
-    for (const char* files : {R"("none.obj")", R"(["none.obj","../other.obj"])"}) {
+    for (const char* files : {R"("none.obj")", R"(["none.obj","../other.obj"])",
+                              R"({"fit":"none","path":["none.obj"],"polygons":"split"})"}) {
         DocumentWarnings warnings;
         const std::string text = R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "BeamSDF", "import": )" +
                                  std::string(files) + "}]}";

@@ -39,7 +39,7 @@ void importPanel(Component& c, ZRKPropertyView& view)
         std::string problem;
         ZRKApp::ui().runLong("importing " + paths.front(), button->window(),
                              [&](zrk::ProgressMonitor& monitor) {
-                                 problem = problemOf(c.importFiles({paths.begin(), paths.end()}, &monitor));
+                                 problem = messagesOf(c.importFiles({paths.begin(), paths.end()}, &monitor));
                              });
         UIField::say(button, problem);
     });

@@ -88,7 +88,7 @@ void loadSlices(ZRK3DImage& c, QPushButtonWrapper& button, const FileRequest& re
     }
     std::string problem;
     ZRKApp::ui().runLong("loading slices", button.window(), [&](zrk::ProgressMonitor& monitor) {
-        problem = problemOf(c.importFiles({paths.begin(), paths.end()}, &monitor));
+        problem = messagesOf(c.importFiles({paths.begin(), paths.end()}, &monitor));
     });
     UIField::say(&button, problem);
 }

@@ -62,7 +62,7 @@ protected:
             std::filesystem::copy(pictures / name, std::filesystem::path(path(name)));
         }
         put("text.png", "no picture");
-        put("triangle.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+        put("triangle.obj", "v 0 0 0\nv 1 0 0\nv 0 1 1\nf 1 2 3\n");
         put("empty.obj", "");
         resources = DocumentResources::load(ZRKJson::parse(R"([
             {"uuid": "c1", "kind": "geometry", "shape": "circle", "center": [0,0,0], "axis": [0,0,1], "radius": 1},

@@ -2,6 +2,7 @@
 #include "core/values/fault.h"
 #include "host/graph_document.h"
 #include "host/type_lookup.h"
+#include "model/manual.h"
 #include "testing/component_checks.h"
 
 #include <algorithm>
@@ -27,6 +28,16 @@ TEST(NewComponent, IsTheLastOfTheList)
     EXPECT_EQ(knownTypes().back().className, "ZRKEllipsoidSDF");
     EXPECT_STREQ(ZRKUIStrings::find("ellipsoid_sdf").category, "Primitives");
     EXPECT_NE(IconResources::find("sc_sdf_ellipsoid"), nullptr);
+}
+
+TEST(NewComponent, HasAManual)
+{
+    const Manual& manual = manualOf(knownTypes().back());
+    EXPECT_EQ(manual.summary, "A bound of the distance to an ellipsoid.");
+    ASSERT_EQ(manual.examples.size(), 1u);
+    EXPECT_EQ(sample(zrk::valueOrThrow(parsed(std::string(manual.examples[0].document)).outputField()).field,
+                     {2, 0, 0}),
+              (std::vector<double>{0, 1}));
 }
 
 TEST(NewComponent, WorksInTheExampleDocument)

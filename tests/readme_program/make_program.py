@@ -8,7 +8,7 @@ import re
 import sys
 
 readme, program = map(pathlib.Path, sys.argv[1:])
-code = re.search(r"```cpp\n(.*?)```", readme.read_text(), re.S).group(1)
+(code,) = re.findall(r"```cpp\n(.*?)```", readme.read_text(), re.S)  # a second one would need a program, too
 lines = code.splitlines()
 includes = [line for line in lines if line.startswith("#include")]
 body = [line for line in lines if not line.startswith("#include")]

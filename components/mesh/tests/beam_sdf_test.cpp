@@ -26,7 +26,7 @@ protected:
     std::string import(const std::string& text)
     {
         put("mesh.obj", text);
-        return message(beams->importFiles({folder / "mesh.obj", folder / "not looked at"}, nullptr));
+        return messagesOf(beams->importFiles({folder / "mesh.obj", folder / "not looked at"}, nullptr));
     }
     double at(const Vector& p) const { return sample(beams, p).front(); }
 };
@@ -79,7 +79,7 @@ TEST_F(BeamSDF, TellsWhatItCouldNotImport)
         EXPECT_EQ(at({2, 0, 0}), kNoBeam);
     }
     import(kTwoTriangles);
-    EXPECT_THAT(message(beams->importFiles({folder / "missing.obj"}, nullptr)),
+    EXPECT_THAT(messagesOf(beams->importFiles({folder / "missing.obj"}, nullptr)),
                 ::testing::HasSubstr("missing.obj: found no "));
     EXPECT_EQ(at({2, 0, 0}), kNoBeam);
 }

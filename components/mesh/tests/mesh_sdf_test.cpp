@@ -39,7 +39,7 @@ protected:
     std::string import(const std::string& text)
     {
         put("mesh.obj", text);
-        return message(mesh->importFiles({folder / "mesh.obj", folder / "not looked at"}, nullptr));
+        return messagesOf(mesh->importFiles({folder / "mesh.obj", folder / "not looked at"}, nullptr));
     }
     double at(const Vector& p) const { return sample(mesh, p).front(); }
 };
@@ -97,7 +97,7 @@ TEST_F(MeshSDF, KeepsTheMeshWhereAnImportFails)
         EXPECT_THAT(message, ::testing::EndsWith("the mesh stays as it was"));
         EXPECT_EQ(mesh->field(), field);
     }
-    EXPECT_THAT(message(mesh->importFiles({folder / "missing.obj"}, nullptr)),
+    EXPECT_THAT(messagesOf(mesh->importFiles({folder / "missing.obj"}, nullptr)),
                 ::testing::HasSubstr("missing.obj"));
     EXPECT_EQ(mesh->field(), field);
 
@@ -109,7 +109,8 @@ TEST_F(MeshSDF, KeepsTheMeshWhereAnImportFails)
 TEST_F(MeshSDF, TakesMeshesWithoutExtent)
 {
     // Stretching divides by 0; nothing is near what isn't a number.
-    EXPECT_EQ(import("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n"), "");
+    EXPECT_THAT(import("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n"),
+                ::testing::HasSubstr("without extent along z"));
     EXPECT_EQ(at({1, 2, 2}), std::numeric_limits<double>::max());
 }
 

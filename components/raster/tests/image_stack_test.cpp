@@ -49,15 +49,16 @@ TEST_F(LoadedStack, LoadsSlicesAndKeepsThemWhenTheNextLoadIsStopped)
               zrk::FaultKind::Interrupted);
     EXPECT_TRUE(stack->loadSlices({}, nullptr)->empty());
     std::filesystem::create_symlink("loop.png", folder / "loop.png");
-    EXPECT_THAT(message(stack->importFiles({folder / "loop.png"}, nullptr)),
+    EXPECT_THAT(messagesOf(stack->importFiles({folder / "loop.png"}, nullptr)),
                 HasSubstr("loop.png: found a path that can't be"));
     EXPECT_EQ(value(), (Numbers{85 / 255.0, 1})) << "nothing changed";
     EXPECT_EQ(changes.size(), 1u);
 
-    EXPECT_THAT(message(stack->importFiles({folder / "c.png", folder / "x.png", folder / "y.png"}, nullptr)),
-                ::testing::AllOf(HasSubstr("x.png: found no file"), HasSubstr("1 more")));
+    EXPECT_THAT(
+        messagesOf(stack->importFiles({folder / "c.png", folder / "x.png", folder / "y.png"}, nullptr)),
+        ::testing::AllOf(HasSubstr("x.png: found no file"), HasSubstr("1 more")));
     EXPECT_EQ(value(), (Numbers{1, 1}));
-    EXPECT_THAT(message(stack->importFiles({folder}, nullptr)), HasSubstr("found another kind of file"));
+    EXPECT_THAT(messagesOf(stack->importFiles({folder}, nullptr)), HasSubstr("found another kind of file"));
     EXPECT_EQ(value(), (Numbers{0, 0})) << "no fit slice: the volume is dropped";
     EXPECT_EQ(changes.size(), 3u);
 }

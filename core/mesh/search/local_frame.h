@@ -24,12 +24,15 @@ public:
     explicit LocalFrame(const Box<double>& box)
     {
         double longest = 0.0;
+        double farthest = 0.0; // coordinate of the centre
         for (std::size_t i = 0; i < 3; ++i) {
             _center[i] = 0.5 * (box.min[i] + box.max[i]);
             longest = std::max(longest, 0.5 * (box.max[i] - box.min[i]));
+            farthest = std::fmax(farthest, std::abs(_center[i]));
         }
         // Outside of this range, and for boxes that are empty or not finite, there is no frame.
-        if (longest > 1e-100 && longest < 1e100 && std::isfinite(_center[0] + _center[1] + _center[2])) {
+        const bool isFinite = std::isfinite(_center[0] + _center[1] + _center[2]);
+        if (longest > 1e-100 && longest < 1e100 && farthest < 1e100 && isFinite) {
             _scale = std::ldexp(1.0, -(std::ilogb(longest) + 1));
         }
     }

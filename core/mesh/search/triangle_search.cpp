@@ -17,7 +17,7 @@ double triangleDistance(const Hierarchy& hierarchy, std::int32_t triangle, const
                                   hierarchy.vertexOf(triangle, 2), closest);
 }
 
-/// Positions whose squared distance to a mesh of reasonable size is beyond every double.
+/// Positions whose squared distance to a mesh that has a frame is beyond every double.
 bool isInfinitelyFar(const Vector3& point)
 {
     constexpr double kFar = 1e155;
@@ -167,18 +167,22 @@ bool TriangleSearch::isHint(const Vector3& point, const Vector3& other) const
 
 TriangleSearch::Nearest TriangleSearch::nearest(const Vector3& point, std::int32_t hint) const
 {
-    if (isInfinitelyFar(point)) {
-        return {std::numeric_limits<double>::max(), -1};
-    }
     if (!_triangles) {
         return searchHierarchy(point);
+    }
+    if (isInfinitelyFar(point)) {
+        return {std::numeric_limits<double>::max(), -1};
     }
     const Tensor<3, float> local = _triangles->frame.toLocal(point);
     if (LocalFrame::isOutOfReach(local)) {
         return searchHierarchy(point);
     }
+    const std::int32_t first = hint != -1 ? hint : _seeds->near(local);
+    if (first == -1) {
+        return searchHierarchy(point); // no triangle that was looked at has numbers for corners
+    }
     Walk walk(*this, point, local);
-    walk.evaluate(hint != -1 ? hint : _seeds->near(local));
+    walk.evaluate(first);
     if (hint == -1) {
         walk.begin();
     }

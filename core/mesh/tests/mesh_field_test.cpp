@@ -264,6 +264,33 @@ TEST(MeshDistance, IsTheLargestDoubleWhereThereIsNone)
     EXPECT_THROW(MeshWindingField(vertices, {}), std::invalid_argument);
 }
 
+// Which no triangle then guesses a way into; found by the fuzz target.
+TEST(MeshDistance, IsThatOfTheSearchWithCornersThatAreNoNumbers)
+{
+    const std::vector<double> vertices{0, NAN, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 0, 1, 1};
+    const MeshWindingField field(vertices, {0, 1, 2, 2, 3, 4, 4, 4, 4});
+    for (const Point& p : {Point{0, 0, 0}, Point{0.5, 0.5, 0.5}, Point{1, 1, 1}, Point{-3, -3, -3}}) {
+        EXPECT_EQ(field.meshDistance(p), literalDistance(field, p));
+    }
+}
+
+// Of coordinates whose squares are beyond every double; found by the fuzz target.
+TEST(MeshDistance, IsThatOfTheSearchOnMeshesOfAnySize)
+{
+    for (const auto& [scale, shift] :
+         {std::pair(1e200, 0.0), std::pair(1e-200, 0.0), std::pair(1.0, 1e200)}) {
+        GeneratedMesh mesh = icosphere(2);
+        for (double& coordinate : mesh.vertices) {
+            coordinate = coordinate * scale + shift;
+        }
+        const MeshWindingField field(mesh.vertices, mesh.indices);
+        for (const Point& p : {mesh.corner(0, 0), mesh.corner(5, 1), Point{0, 0, 0}, Point{1, 2, 3}}) {
+            EXPECT_EQ(field.meshDistance(p), literalDistance(field, p)) << scale << ", " << shift;
+            EXPECT_EQ(field.meshDistance(Point{0, 0, NAN}), kLargest);
+        }
+    }
+}
+
 double sizeOf(const MeshWindingField& field)
 {
     const auto& box = field.bvh().bounds;

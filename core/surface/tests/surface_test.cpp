@@ -478,6 +478,15 @@ TEST(Surface, ErrorsLeaveTheCutOut)
     EXPECT_GT(error.vertexRms, 0);
 }
 
+// At the lower corner of a box differences towards larger coordinates stay on its faces.
+TEST(Surface, ErrorsOfACornerAreThoseOfItsSlope)
+{
+    const SurfaceSettings settings = cube(1, 40);
+    const PreparedField field = prepared(BoxDistance{{0.5, 0.5, 0.5}});
+    const DistanceError error = *distanceError(*extractSurface(field, settings), field, settings);
+    EXPECT_LT(error.vertexLargest, 1.0 / 40);
+}
+
 // Fails where bounds aren't followed down to cells, or corners are taken from other cells.
 TEST(Surface, DoubtfulCellsHoldWhatIsTooSmallToBeFound)
 {

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "core/values/fault.h"
+#include "host/field_grid.h"
+#include "host/graph_document.h"
+
+#include <string>
+#include <vector>
+
+namespace zrk {
+class ProgressMonitor;
+}
+
+namespace zrkmodel {
+
+/// What looks like a mistake about a field that can be sampled all the same; each with a remedy.
+using FieldRemarks = std::vector<zrk::Fault>;
+
+/// Tells where samples of an output have the weight 0 everywhere, are NaN in more than a tenth, are all the
+/// same, or lie on one side of the level that a surface would have: of outputs that are named as a distance
+/// or a density, or have no meaning of their own, as those of operators.
+///
+/// @param document  its name, for the place of the remarks.
+FieldRemarks remarksOn(const FieldSummary& summary, const OutputField& output, const std::string& document);
+
+/// The same of each output of a document, by 4096 positions spread evenly over its bounds. Of outputs that
+/// are named as a distance it also tells where the length of the gradient, by central differences of a
+/// 20000th of the bounds, is below 1/2 or above 2 in more than one of 200 positions.
+///
+/// The positions are a Kronecker sequence (Roberts, "The unreasonable effectiveness of quasirandom
+/// sequences", 2018). Outputs without a tag are left out. The monitor may be null; an interrupt is a fault.
+zrk::Result<FieldRemarks> remarksOnFields(const GraphDocument& document, zrk::ProgressMonitor* monitor);
+
+} // namespace zrkmodel

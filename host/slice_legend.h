@@ -1,0 +1,25 @@
+#pragma once
+
+#include "host/slice_picture.h"
+
+#include <string>
+
+namespace zrkmodel {
+
+/// How long a pixel of a slice is.
+struct SliceScale {
+    double unitsPerPixel; ///< model units, above 0
+    std::string unit;     ///< such as "mm"; empty where none is known
+};
+
+/// Draws a bar of a round length, 1, 2 or 5 times a power of ten, with that length and the unit into the
+/// lower left corner of a picture. Nothing where the picture is too small for it.
+void drawScaleBar(zrk::Picture& picture, const SliceScale& scale);
+
+/// A slice with a strip below it: the colours of scalars with the values at their ends and at the surface, or
+/// which component is which colour, and a scale bar.
+/// @param components  of the field: 1 scalar, 3 vector, 4 colour with opacity.
+zrk::Picture withLegend(const SlicePicture& slice, const SliceStyle& style, int components,
+                        const SliceScale& scale);
+
+} // namespace zrkmodel

@@ -1,0 +1,231 @@
+#include "python/src/running.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace zrkpython {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+/// Between two looks at Python's signals, and between two reports.
+constexpr std::chrono::milliseconds kLook(10);
+
+unsigned long mainThread = 0;
+
+class Follower;
+
+/// The work under way. Guarded by the GIL.
+struct Running {
+    std::vector<Follower*> followers;
+    bool isEnding = false;
+};
+
+Running& allRunning()
+{
+    static auto* all = new Running;
+    return *all;
+}
+
+/// Follows one piece of work: passes on how far it has come, and what Python raises meanwhile. Made and
+/// destroyed with the GIL held.
+class Follower final : public zrk::ProgressMonitor {
+public:
+    Follower(const py::object& progress, bool isOnCaller) : _progress(progress), _isOnCaller(isOnCaller)
+    {
+        allRunning().followers.push_back(this);
+    }
+    ~Follower() override { std::erase(allRunning().followers, this); }
+    Follower(const Follower&) = delete;
+    Follower& operator=(const Follower&) = delete;
+
+    void progress(double fraction) override
+    {
+        _fraction.store(fraction, std::memory_order_relaxed);
+        if (_isOnCaller && Clock::now() - _lastLook >= kLook) {
+            const py::gil_scoped_acquire gil;
+            look();
+        }
+    }
+    bool interruptRequested() override { return _sign.isRaised(); }
+
+    /// Runs signal handlers and tells the caller. The GIL is held.
+    void look()
+    {
+        _lastLook = Clock::now();
+        try {
+            const InsideWork inside;
+            if (PyErr_CheckSignals() != 0) {
+                throw py::error_already_set();
+            }
+            const double fraction = _fraction.load(std::memory_order_relaxed);
+            if (!_progress.is_none() && fraction != _told) {
+                _told = fraction;
+                _progress(fraction);
+            }
+        } catch (py::error_already_set& error) {
+            _failure.emplace(error);
+            _sign.raise();
+        }
+    }
+    void stop() { _sign.raise(); }
+    bool isStopped() const { return _sign.isRaised(); }
+    const zrk::StopSign& sign() const { return _sign; }
+
+    /// Ends the thread quietly when Python ends.
+    static void refuseAtEnd()
+    {
+        if (allRunning().isEnding) {
+            PyErr_SetNone(PyExc_SystemExit);
+            throw py::error_already_set();
+        }
+    }
+
+    /// Goes on as the work ended. The GIL is held.
+    void finish(const std::exception_ptr& failure)
+    {
+        if (_failure) {
+            _failure->raise();
+        }
+        refuseAtEnd();
+        try {
+            if (failure) {
+                std::rethrow_exception(failure);
+            }
+        } catch (const PythonFailure& raised) {
+            raised.raise();
+        }
+        if (!_progress.is_none() && _told != 1) {
+            const InsideWork inside;
+            _progress(1.0);
+        }
+    }
+
+private:
+    const py::object& _progress;
+    bool _isOnCaller;
+    zrk::StopSign _sign;
+    std::atomic<double> _fraction{0};
+    double _told = 0;
+    Clock::time_point _lastLook = Clock::now();
+    std::optional<PythonFailure> _failure;
+};
+
+/// A thread that does one piece of work after the other. It waits for the next one and is never joined: a
+/// program that ends takes it along.
+class Helper {
+public:
+    Helper()
+    {
+        std::thread([this] { serve(); }).detach();
+    }
+
+    void begin(const std::function<void()>& work)
+    {
+        const std::lock_guard lock(_mutex);
+        _work = &work;
+        _begun.notify_one();
+    }
+    /// True when the work is done, false when the time is over.
+    bool waitFor(std::chrono::milliseconds time)
+    {
+        std::unique_lock lock(_mutex);
+        return _done.wait_for(lock, time, [this] { return !_work; });
+    }
+
+private:
+    std::mutex _mutex;
+    std::condition_variable _begun;
+    std::condition_variable _done;
+    const std::function<void()>* _work = nullptr;
+
+    [[noreturn]] void serve()
+    {
+        std::unique_lock lock(_mutex);
+        while (true) {
+            _begun.wait(lock, [this] { return _work != nullptr; });
+            lock.unlock();
+            (*_work)();
+            lock.lock();
+            _work = nullptr;
+            _done.notify_one();
+        }
+    }
+};
+
+/// Those that wait for work. Used on the main thread alone. They are never taken down.
+std::vector<Helper*>& idleHelpers()
+{
+    static auto* helpers = new std::vector<Helper*>;
+    return *helpers;
+}
+
+void runAside(Follower& follower, const std::function<void()>& work)
+{
+    std::vector<Helper*>& idle = idleHelpers();
+    Helper* helper = idle.empty() ? new Helper : idle.back();
+    if (!idle.empty()) {
+        idle.pop_back();
+    }
+    {
+        const py::gil_scoped_release noGil;
+        helper->begin(work);
+        while (!helper->waitFor(kLook)) {
+            if (!follower.isStopped()) {
+                const py::gil_scoped_acquire gil;
+                follower.look();
+            }
+        }
+    }
+    idle.push_back(helper);
+}
+
+} // namespace
+
+void run(const py::object& progress, Where where, const Work& work)
+{
+    Follower::refuseAtEnd();
+    const bool isAside = where == Where::Aside && PyThread_get_thread_ident() == mainThread;
+    Follower follower(progress, !isAside);
+    std::exception_ptr failure;
+    const auto watched = [&] {
+        const zrk::StopScope scope(follower.sign());
+        try {
+            work(follower);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    };
+    if (isAside) {
+        runAside(follower, watched);
+    } else {
+        const py::gil_scoped_release noGil;
+        watched();
+    }
+    follower.finish(failure);
+}
+
+void beginOnMainThread(unsigned long thread)
+{
+    mainThread = thread;
+    idleHelpers().clear();
+    allRunning().followers.clear();
+}
+
+void endAll()
+{
+    Running& all = allRunning();
+    all.isEnding = true;
+    const Clock::time_point latest = Clock::now() + std::chrono::seconds(2);
+    while (!all.followers.empty() && Clock::now() < latest) {
+        for (Follower* follower : all.followers) {
+            follower->stop();
+        }
+        const py::gil_scoped_release noGil;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+} // namespace zrkpython
