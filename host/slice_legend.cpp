@@ -48,7 +48,8 @@ struct Rule {
     {
         const double length = roundLength(scale.unitsPerPixel * most);
         if (std::isnormal(length)) {
-            text = fmt::format("{:g} {}", length, scale.unit.empty() ? "units" : scale.unit);
+            const std::string unit = !scale.unit.empty() ? scale.unit : length == 1 ? "unit" : "units";
+            text = fmt::format("{:g} {}", length, unit);
             pixels = static_cast<int>(std::lround(length / scale.unitsPerPixel));
         }
     }

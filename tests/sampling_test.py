@@ -258,6 +258,22 @@ class Slices(ZrkTest):
                          self.slice(plain, "--at", 0.2, "--range", "-1,1"))
         self.assertEqual(self.slice(viewed, "--at", 0.6), self.slice(plain, "--axis", "x", "--at", 0.6, "--range", "-1,3"))
 
+    def test_the_surface_lies_at_the_value_asked_for(self):
+        # A plane's distance is z: half of it is drawn as one that is moved by half a unit.
+        def plane(z):
+            return self.put(graph([{"id": 1, "type": "PlaneSDF", "values": {"origin": [0, 0, z]}}], output=(1, 0)), f"{z}.zrk.json")
+        view = ["--axis", "x", "--size", 40]
+        contour = [min(range(40), key=lambda y: sum(rows[y][0])) for rows in
+                   (self.slice(plane(z), *view, *options)[2] for z, options in
+                    ((0.5, []), (0, ["--iso", 0.5]), (0, ["--density"]), (0.25, ["--iso", 0.25, "--density"]), (0.25, [])))]
+        self.assertLessEqual(max(contour[:4]) - min(contour[:4]), 1, contour)  # the line may lie between two rows
+        self.assertGreater(abs(contour[0] - contour[4]), 5, contour)
+        # A density is solid, and so blue, above its value.
+        for options, side in (([], 0), (["--density"], 1)):
+            red, _, blue = self.slice(plane(0), *view, "--iso", 0.5, *options)[2][2 if side else -3][0]
+            self.assertGreater(blue, red)
+        self.refused(2, "slice", plane(0), "-o", self.folder / "p.png", "--iso", "nan", contains=["--iso"])
+
     def test_weight_0_looks_other_than_value_0(self):
         # An operator without inputs reads 0 with weight 0; a distance to a plane in the slice reads 0 with weight 1.
         def colours(document):

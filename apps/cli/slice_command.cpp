@@ -35,8 +35,8 @@ zrkmodel::SliceStyle styleOf(const SliceOptions& options, const Job& job, const 
         style.range = {range->lower, range->upper};
     }
     if (output.tag == zrkmodel::Tag::Scalar) {
-        style.contour = output.surfaceLevel;
-        style.insideAbove = output.isDensity;
+        style.insideAbove = options.isDensity || output.isDensity;
+        style.contour = options.iso.value_or(style.insideAbove ? 0.5 : 0.0);
     }
     return style;
 }
@@ -85,6 +85,10 @@ void SliceOptions::addTo(CLI::App& command)
     command.add_option("--size", size, "pixels along the longer side (default 512)")
         ->check(CLI::Range(16, 16384));
     command.add_option("--range", range, "values LO,HI at the ends of the colours");
+    command.add_option("--iso", iso, "value at the surface, for scalars (default 0, or 0.5 for a density)");
+    command.add_flag(
+        "--density", isDensity,
+        "take the field for a density, which is solid above that value; outputs named density are anyway");
     command.add_flag("--legend", hasLegend, "a strip below with colours, values and a scale bar");
 }
 
@@ -93,6 +97,9 @@ void check(const SliceOptions& options)
     checkPictureName(options.file);
     if (options.at) {
         checkFinite("--at", *options.at);
+    }
+    if (options.iso) {
+        checkFinite("--iso", *options.iso);
     }
     if (options.range) {
         parseRange(*options.range);

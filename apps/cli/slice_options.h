@@ -16,6 +16,8 @@ struct SliceOptions : SamplingOptions {
     std::optional<double> at;
     int size = 512;
     std::optional<std::string> range;
+    std::optional<double> iso;
+    bool isDensity = false;
     bool hasLegend = false;
 
     void addTo(CLI::App& command);

@@ -93,6 +93,8 @@ void draw(const WatchOptions& options, std::vector<fs::path>& files)
     static_cast<SamplingOptions&>(solid) = options;
     solid.file = options.file;
     solid.from = options.from;
+    solid.iso = options.iso;
+    solid.isDensity = options.isDensity;
     drawSolid(solid, &files);
 }
 

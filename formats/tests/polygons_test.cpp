@@ -13,7 +13,7 @@
 namespace zrk {
 namespace {
 
-using Corners = std::vector<Tensor<3, double>>;
+using Outline = std::vector<Tensor<3, double>>;
 using Outcome = PolygonSplitter::Outcome;
 
 struct SplitPolygon {
@@ -21,7 +21,7 @@ struct SplitPolygon {
     std::vector<PolygonSplitter::Triangle> triangles;
 };
 
-SplitPolygon split(const Corners& corners)
+SplitPolygon split(const Outline& corners)
 {
     SplitPolygon result{{}, std::vector<PolygonSplitter::Triangle>(corners.size() - 2)};
     result.outcome = PolygonSplitter().split(corners, result.triangles);
@@ -29,7 +29,7 @@ SplitPolygon split(const Corners& corners)
 }
 
 /// Twice the area in the xy plane, positive where the outline runs counterclockwise.
-double area2(const Corners& corners, const std::vector<std::uint32_t>& outline)
+double area2(const Outline& corners, const std::vector<std::uint32_t>& outline)
 {
     double sum = 0;
     for (std::size_t i = 0; i < outline.size(); ++i) {
@@ -62,7 +62,7 @@ rimOf(const std::vector<PolygonSplitter::Triangle>& triangles)
     return rim;
 }
 
-std::set<std::pair<std::uint32_t, std::uint32_t>> outlineOf(const Corners& corners)
+std::set<std::pair<std::uint32_t, std::uint32_t>> outlineOf(const Outline& corners)
 {
     std::set<std::pair<std::uint32_t, std::uint32_t>> outline;
     const auto count = static_cast<std::uint32_t>(corners.size());
@@ -73,7 +73,7 @@ std::set<std::pair<std::uint32_t, std::uint32_t>> outlineOf(const Corners& corne
 }
 
 /// In the xy plane: all triangles turn as the outline does and have its area together, so that none overlap.
-void expectCovers(const Corners& corners, const SplitPolygon& result)
+void expectCovers(const Outline& corners, const SplitPolygon& result)
 {
     EXPECT_EQ(result.outcome, Outcome::Sound);
     std::vector<std::uint32_t> all;
@@ -91,7 +91,7 @@ void expectCovers(const Corners& corners, const SplitPolygon& result)
     EXPECT_EQ(rimOf(result.triangles), outlineOf(corners));
 }
 
-Corners reversed(Corners corners)
+Outline reversed(Outline corners)
 {
     std::reverse(corners.begin(), corners.end());
     return corners;
@@ -99,7 +99,7 @@ Corners reversed(Corners corners)
 
 TEST(PolygonSplitter, CoversSimplePolygonsOfEveryShape)
 {
-    const std::pair<const char*, Corners> cases[] = {
+    const std::pair<const char*, Outline> cases[] = {
         {"square", {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}},
         {"dart, its notch first", {{1, 1, 0}, {0, 3, 0}, {0, 0, 0}, {3, 0, 0}}},
         {"dart, its notch second", {{3, 0, 0}, {1, 1, 0}, {0, 3, 0}, {0, 0, 0}}},
@@ -151,7 +151,7 @@ TEST(PolygonSplitter, CoversRandomStarsInAnyPlane)
     std::uniform_real_distribution<double> radius(0.1, 1);
     for (int round = 0; round < 200; ++round) {
         SCOPED_TRACE(round);
-        Corners flat;
+        Outline flat;
         const std::size_t count = 4 + random() % 40;
         for (std::size_t i = 0; i < count; ++i) {
             const double angle = 6.283185307179586 * static_cast<double>(i) / static_cast<double>(count);
@@ -161,7 +161,7 @@ TEST(PolygonSplitter, CoversRandomStarsInAnyPlane)
         expectCovers(flat, split(flat));
         // Turned by whole quarters, so that the areas stay exact.
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            Corners turned;
+            Outline turned;
             for (const auto& p : flat) {
                 Tensor<3, double> q{};
                 q[axis] = p[0];
@@ -176,10 +176,10 @@ TEST(PolygonSplitter, CoversRandomStarsInAnyPlane)
 
 /// An outline from (0, 0) on, on a grid. Every corner of the grid on it is one of the polygon, so that most
 /// lie on its edges.
-Corners town(std::mt19937& random)
+Outline town(std::mt19937& random)
 {
     const int width = 2 + static_cast<int>(random() % 6);
-    Corners outline;
+    Outline outline;
     for (int x = 0; x < width; ++x) {
         outline.push_back({static_cast<double>(x), 0, 0});
     }
@@ -197,7 +197,7 @@ Corners town(std::mt19937& random)
     return outline;
 }
 
-Corners turnedOn(Corners corners, std::size_t count)
+Outline turnedOn(Outline corners, std::size_t count)
 {
     std::rotate(corners.begin(), corners.begin() + static_cast<std::ptrdiff_t>(count % corners.size()),
                 corners.end());
@@ -209,11 +209,11 @@ TEST(PolygonSplitter, CoversRandomTownsOnAGridAndWhatIsAroundThem)
     std::mt19937 random(11);
     for (int round = 0; round < 300; ++round) {
         SCOPED_TRACE(round);
-        const Corners solid = turnedOn(town(random), random());
+        const Outline solid = turnedOn(town(random), random());
         expectCovers(solid, split(solid));
         // A square with the town as its hole, and a bridge from corner to corner.
-        Corners around = {{-1, -1, 0}, {9, -1, 0}, {9, 9, 0}, {-1, 9, 0}, {-1, -1, 0}};
-        const Corners hole = reversed(turnedOn(town(random), 1));
+        Outline around = {{-1, -1, 0}, {9, -1, 0}, {9, 9, 0}, {-1, 9, 0}, {-1, -1, 0}};
+        const Outline hole = reversed(turnedOn(town(random), 1));
         around.insert(around.end(), hole.begin(), hole.end());
         around.push_back(hole.front());
         around = turnedOn(around, random());
@@ -223,7 +223,7 @@ TEST(PolygonSplitter, CoversRandomTownsOnAGridAndWhatIsAroundThem)
 
 TEST(PolygonSplitter, TellsOfOutlinesThatAreNotSimple)
 {
-    const std::pair<const char*, Corners> cases[] = {
+    const std::pair<const char*, Outline> cases[] = {
         {"all in a line", {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {3, 0, 0}}},
         {"one point", {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}, {1, 1, 1}}},
         {"a corner twice", {{0, 0, 0}, {1, 0, 0}, {1, 0, 0}, {1, 1, 0}}},
@@ -244,8 +244,8 @@ TEST(PolygonSplitter, TellsOfOutlinesThatAreNotSimple)
 
 TEST(PolygonSplitter, LimitsTheCornersOfConcaveOnesAlone)
 {
-    Corners round;
-    Corners wavy;
+    Outline round;
+    Outline wavy;
     for (std::size_t i = 0; i <= kMaxPolygonCorners; ++i) {
         const double angle = 6.283185307179586 * static_cast<double>(i) / (kMaxPolygonCorners + 1);
         const double r = i % 2 == 0 ? 1 : 0.9;

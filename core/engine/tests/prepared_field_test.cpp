@@ -19,7 +19,7 @@ namespace {
 /// Allocations of this thread.
 thread_local std::size_t allocations = 0;
 
-void* allocated(std::size_t bytes, std::size_t alignment)
+[[maybe_unused]] void* allocated(std::size_t bytes, std::size_t alignment)
 {
     ++allocations;
     const std::size_t rounded = (bytes + alignment - 1) / alignment * alignment;
@@ -31,6 +31,11 @@ void* allocated(std::size_t bytes, std::size_t alignment)
 
 } // namespace
 
+// Sanitizers have operators of their own, all forms of which would have to be replaced.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kCountsAllocations = false;
+#else
+constexpr bool kCountsAllocations = true;
 void* operator new(std::size_t bytes) { return allocated(bytes, alignof(std::max_align_t)); }
 void* operator new(std::size_t bytes, std::align_val_t alignment)
 {
@@ -44,6 +49,7 @@ void* operator new(std::size_t bytes, std::align_val_t alignment)
 {
     std::free(memory);
 }
+#endif
 
 namespace zrk {
 namespace {
@@ -139,6 +145,9 @@ TEST(PreparedField, ServesManyThreadsAtOnce)
 
 TEST(PreparedField, AllocatesNothingOnceItHasRun)
 {
+    if (!kCountsAllocations) {
+        GTEST_SKIP() << "allocations aren't counted";
+    }
     for (const Closures closures : {Closures::None, Closures::Plain}) {
         for (std::uint32_t seed = 1; seed <= 10; ++seed) {
             const PreparedField prepared(RandomChain(seed, closures).field());
