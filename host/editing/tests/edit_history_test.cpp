@@ -102,6 +102,17 @@ TEST_F(EditHistoryOfASession, JoinsMacrosOfSeveralValues)
     EXPECT_EQ(session->document().toText(), last);
 }
 
+TEST_F(EditHistoryOfASession, LeavesNoStepWhereAMacroEndsWhereItBegan)
+{
+    const auto session = openParts();
+    ASSERT_TRUE(session->macro("there and back", [&]() -> zrk::Result<void> {
+        EXPECT_TRUE(session->setValue(6, "const direction", true));
+        return session->setValue(6, "const direction", false);
+    }));
+    EXPECT_FALSE(session->canUndo());
+    EXPECT_FALSE(session->isModified());
+}
+
 TEST_F(EditHistoryOfASession, KnowsTheSavedStateExactly)
 {
     const auto session = openParts();
