@@ -14,7 +14,7 @@ void EditHistory::advance(bool forward)
 EditStep* EditHistory::openStep(const std::string& mergeKey, std::uint64_t gesture, double time,
                                 double mergeSeconds)
 {
-    if (_isSealed || _done == 0 || canRedo() || _clean == _done) {
+    if (_isSealed) {
         return nullptr;
     }
     EditStep& last = _steps.back();
