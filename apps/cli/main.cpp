@@ -193,6 +193,7 @@ int runProgram(int argc, char** argv)
     zrkcli::addRenderCommand(program);
     zrkcli::addWatchCommand(program);
     zrkcli::addMeasureCommand(program);
+    zrkcli::addEditCommand(program);
     zrkcli::addLimitsCommand(program);
 
     if (const auto help = helpText(app, argc, argv)) {
