@@ -47,7 +47,8 @@ struct Totals {
     zrk::Batch least = std::numeric_limits<double>::infinity();
     zrk::Batch greatest = -std::numeric_limits<double>::infinity();
     zrk::Batch sum = 0.0;
-    zrk::Batch finite = 0.0; ///< how many components are
+    zrk::Batch finite = 0.0;  ///< how many components are
+    zrk::Batch counted = 0.0; ///< how many aren't NaN
     std::size_t undefined = 0;
 
     /// Adds those samples of a batch whose lanes are in the mask.
@@ -62,6 +63,7 @@ struct Totals {
             greatest = select(counts && v > greatest, v, greatest);
             sum += select(isCounted, v, 0.0);
             finite += select(isCounted, 1.0, 0.0);
+            counted += select(counts && !isNaN(v), 1.0, 0.0);
         }
         undefined += static_cast<std::size_t>(std::popcount(bitsOf(counts && isUndefined)));
     }
@@ -114,6 +116,8 @@ public:
             all.least = all.greatest = 0;
         }
         all.mean = _finite > 0 ? _sum / _finite : 0;
+        all.counted = static_cast<std::size_t>(_counted);
+        all.finite = static_cast<std::size_t>(_finite);
         return all;
     }
 
@@ -125,6 +129,7 @@ private:
     FieldSummary _summary{.least = std::numeric_limits<double>::infinity(),
                           .greatest = -std::numeric_limits<double>::infinity()};
     double _sum = 0;
+    double _counted = 0;
     double _finite = 0;
 
     void summarize(std::size_t first, std::size_t count, const zrk::Block& block)
@@ -148,6 +153,7 @@ private:
             _summary.least = std::min(_summary.least, totals.least.lane(lane));
             _summary.greatest = std::max(_summary.greatest, totals.greatest.lane(lane));
             _sum += totals.sum.lane(lane);
+            _counted += totals.counted.lane(lane);
             _finite += totals.finite.lane(lane);
         }
     }
@@ -239,6 +245,14 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field, const zrk::Region
     });
 }
 
+zrk::Result<FieldValues> sampleField(const zrk::IField& field,
+                                     std::shared_ptr<zrk::EvaluationDomain<3, double>> positions,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    return zrk::attempt(kPlace,
+                        [&] { return sampleDomain(field, std::move(positions), false, monitor, threads); });
+}
+
 zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
                                      zrk::ProgressMonitor* monitor, std::size_t threads)
 {
@@ -255,6 +269,12 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field,
         return sampleDomain(field, std::make_shared<zrk::PointListDomain>(positions), false, monitor,
                             threads);
     });
+}
+
+std::size_t componentCountOf(const zrk::IField& field)
+{
+    const auto generator = field.generator();
+    return generator ? zrk::componentCount(generator->descriptor().outputShape) : 1;
 }
 
 } // namespace zrkmodel

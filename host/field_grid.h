@@ -60,7 +60,9 @@ struct FieldSummary {
     std::size_t weightless = 0; ///< samples of weight 0
     double least = 0;           ///< of all components that aren't NaN; 0 where there is none
     double greatest = 0;
-    double mean = 0; ///< of the finite components; its last digits depend on the number of threads
+    double mean = 0;         ///< of the finite components; its last digits depend on how the work was divided
+    std::size_t counted = 0; ///< components that aren't NaN
+    std::size_t finite = 0;  ///< components that are finite
 };
 
 /// Values that are written once each by what computes them. The memory is taken up as that happens, so
@@ -86,10 +88,16 @@ private:
 /// memory that is free is refused before anything is allocated.
 zrk::Result<FieldValues> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
                                      zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+zrk::Result<FieldValues> sampleField(const zrk::IField& field,
+                                     std::shared_ptr<zrk::EvaluationDomain<3, double>> positions,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads = 0);
 zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
                                      zrk::ProgressMonitor* monitor, std::size_t threads = 0);
 zrk::Result<FieldValues> sampleField(const zrk::IField& field,
                                      const std::vector<zrk::Tensor<3, double>>& positions,
                                      zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+
+/// How many components the samples of a field have.
+std::size_t componentCountOf(const zrk::IField& field);
 
 } // namespace zrkmodel
