@@ -26,5 +26,11 @@ void addRenderCommand(const Program& program);
 void addWatchCommand(const Program& program);
 void addMeasureCommand(const Program& program);
 void addLimitsCommand(const Program& program);
+void addSchemaCommand(const Program& program);
+void addNewCommand(const Program& program);
+void addGraphCommand(const Program& program);
+void addConvertCommand(const Program& program);
+void addCompletionCommand(const Program& program);
+void addManCommand(const Program& program);
 
 } // namespace zrkcli

@@ -1,3 +1,4 @@
+#include "apps/cli/command_table.h"
 #include "apps/cli/commands.h"
 #include "apps/cli/messages.h"
 #include "apps/cli/options.h"
@@ -41,7 +42,7 @@ int statusOf(zrk::FaultKind kind)
 int report(const zrk::Fault& fault)
 {
     if (fault.kind != zrk::FaultKind::Interrupted) {
-        zrkcli::tell("zrk: {}\n", zrk::messageOf(fault));
+        zrkcli::tellFault(zrkcli::MessageKind::Failure, fault);
     }
     return statusOf(fault.kind);
 }
@@ -60,19 +61,21 @@ int report(const std::exception& error) noexcept
 std::vector<std::string> commandNames(const CLI::App& app)
 {
     std::vector<std::string> names;
-    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    for (const CLI::App* command : zrkcli::commandsOf(app)) {
         names.push_back(command->get_name());
     }
     return names;
 }
 
-/// The options of a command, each with its dashes.
+/// The long options of a command, each with its dashes.
 std::vector<std::string> optionNames(const CLI::App& command)
 {
     std::vector<std::string> names;
-    for (const CLI::Option* option : command.get_options()) {
-        for (const std::string& name : option->get_lnames()) {
-            names.push_back("--" + name);
+    for (const CLI::Option* option : zrkcli::optionsOf(command, false)) {
+        for (const std::string& name : zrkcli::namesOf(*option)) {
+            if (name.starts_with("--")) {
+                names.push_back(name);
+            }
         }
     }
     return names;
@@ -136,8 +139,8 @@ std::optional<std::string> helpText(const CLI::App& app, int argc, char** argv)
     if (argc < 3) {
         return app.help();
     }
-    const auto found = app.get_subcommands([&](const CLI::App* c) { return c->check_name(argv[2]); });
-    return found.empty() ? std::nullopt : std::optional(found.front()->help("zrk"));
+    const CLI::App* found = zrkcli::commandNamed(app, argv[2]);
+    return found ? std::optional(found->help("zrk")) : std::nullopt;
 }
 
 /// Returns the exit status of what went well, unless its results are lost.
@@ -193,6 +196,12 @@ int runProgram(int argc, char** argv)
     zrkcli::addWatchCommand(program);
     zrkcli::addMeasureCommand(program);
     zrkcli::addLimitsCommand(program);
+    zrkcli::addSchemaCommand(program);
+    zrkcli::addNewCommand(program);
+    zrkcli::addGraphCommand(program);
+    zrkcli::addConvertCommand(program);
+    zrkcli::addCompletionCommand(program);
+    zrkcli::addManCommand(program);
 
     if (const auto help = helpText(app, argc, argv)) {
         fmt::print("{}", *help);

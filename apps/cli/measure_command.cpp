@@ -98,12 +98,11 @@ public:
         const zrk::SolidMeasures measures =
             withProgress("measuring", _options.quiet, [&](ProgressBar& bar) { return measure(field, &bar); });
         if (!measures.isAccurate && !measures.isEmpty()) {
-            tell(
-                "warning: {}\n",
-                zrk::messageOf(
-                    {placeOf(_job), fmt::format("an estimated error above {:g} of the value", _goal.accuracy),
-                     fmt::format("at most that with {} cells along the longest side", _goal.mostCells),
-                     "give smaller --bounds, or be content with the errors that are told"}));
+            tellFault(MessageKind::Warning,
+                      {placeOf(_job),
+                       fmt::format("an estimated error above {:g} of the value", _goal.accuracy),
+                       fmt::format("at most that with {} cells along the longest side", _goal.mostCells),
+                       "give smaller --bounds, or be content with the errors that are told"});
         }
         const zrk::Passages passages = measures.isEmpty() ? zrk::Passages{} : passagesOf(field);
         fmt::print("{}", _options.json ? json(measures, passages) : text(measures, passages));

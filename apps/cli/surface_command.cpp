@@ -119,7 +119,7 @@ void reportOnFile(const SurfaceOptions& options)
                     const zrk::FileMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
                     for (const zrk::Fault& warning : mesh.warnings) {
                         if (!options.quiet) {
-                            tell("warning: {}\n", zrk::messageOf(warning));
+                            tellFault(MessageKind::Warning, warning);
                         }
                     }
                     const std::string fileUnit(mesh.unit ? zrk::nameOf(*mesh.unit) : "");
@@ -261,11 +261,10 @@ private:
     void warnOfUndefined(const zrk::SurfaceMesh& mesh) const
     {
         if (mesh.undefinedSamples > 0) {
-            tell("warning: {}\n",
-                 zrk::messageOf({placeOf(_job),
-                                 fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
-                                 "a number everywhere",
-                                 "`zrk slice` shows where; the surface is closed around these regions"}));
+            tellFault(MessageKind::Warning,
+                      {placeOf(_job), fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
+                       "a number everywhere",
+                       "`zrk slice` shows where; the surface is closed around these regions"});
         }
     }
 
