@@ -30,6 +30,7 @@ void addSchemaCommand(const Program& program);
 void addNewCommand(const Program& program);
 void addGraphCommand(const Program& program);
 void addConvertCommand(const Program& program);
+void addJoinCommand(const Program& program);
 void addCompletionCommand(const Program& program);
 void addManCommand(const Program& program);
 

@@ -200,6 +200,7 @@ int runProgram(int argc, char** argv)
     zrkcli::addNewCommand(program);
     zrkcli::addGraphCommand(program);
     zrkcli::addConvertCommand(program);
+    zrkcli::addJoinCommand(program);
     zrkcli::addCompletionCommand(program);
     zrkcli::addManCommand(program);
 
