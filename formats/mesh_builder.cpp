@@ -148,7 +148,9 @@ Result<FileMesh> MeshBuilder::mesh(const std::string& place)
              fmt::format("0 to {}, the vertices of the file", count - 1), "export the mesh anew"});
     }
     if (_incompleteFaces > 0) {
-        _mesh.warnings.push_back({place, fmt::format("{} faces of one or two corners", _incompleteFaces),
+        _mesh.warnings.push_back({place,
+                                  fmt::format("{} {} of one or two corners", _incompleteFaces,
+                                              _incompleteFaces == 1 ? "face" : "faces"),
                                   "three or more", "export the mesh anew; these faces are left out"});
     }
     return splitPolygons(place).map([&] { return std::move(_mesh); });

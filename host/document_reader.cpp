@@ -224,6 +224,10 @@ void DocumentReader::readContext()
 void DocumentReader::readResources()
 {
     const ZRKJson* resources = arrayMember("resources");
+    if (_given) {
+        _document._resources = _given;
+        return;
+    }
     _document._resources = zrk::valueOrThrow(DocumentResources::load(
         resources ? *resources : ZRKJson::array(), _name, _paths, _monitor, _document.unit(), &_warnings));
     if (resources) {
@@ -288,7 +292,7 @@ void DocumentReader::readNode(const ZRKJson& entry, std::size_t index)
         zrk::valueOrThrow(findType(where(place + ", \"type\""), type, text("uuid", false)));
     place = fmt::format("node {} ({})", number, registration->info.name);
 
-    warnOfUnknown(entry, place, {"id", "type", "uuid", "values", "import", "position"});
+    warnOfUnknown(entry, place, {"id", "type", "uuid", "values", "import", "position", "label", "bypass"});
     const auto object = registration->factory();
     _document._graph->addNode(object, number);
     _document._nodeIndex[number] = index;

@@ -19,7 +19,8 @@ public:
           _name(name),
           _warnings(warnings),
           _monitor(settings.monitor),
-          _paths(std::filesystem::path(name).parent_path(), settings.isConfined, settings.files)
+          _paths(std::filesystem::path(name).parent_path(), settings.isConfined, settings.files),
+          _given(settings.resources)
     {}
 
     /// Parses the text and reads all of it. Throws zrk::FaultError.
@@ -31,6 +32,7 @@ private:
     DocumentWarnings& _warnings;
     zrk::ProgressMonitor* _monitor;
     DocumentPaths _paths;
+    std::shared_ptr<DocumentResources> _given; ///< in place of the document's own; may be null
 
     void readVersion();
     void readContext();

@@ -8,6 +8,7 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <random>
@@ -27,8 +28,9 @@ std::filesystem::path wholePath(const std::filesystem::path& path)
     return whole ? std::filesystem::path(whole.get()) : path;
 }
 
-/// A uuid of 122 random bits.
-std::string newUuid()
+} // namespace
+
+std::string newResourceUuid()
 {
     std::random_device random;
     std::string text = "xxxxxxxx-xxxx-4xxx-yxxx-xxxxxxxxxxxx";
@@ -40,6 +42,8 @@ std::string newUuid()
     }
     return text;
 }
+
+namespace {
 
 /// What lists call the resource of an entry.
 std::string listedName(const ZRKJson& entry)
@@ -95,6 +99,22 @@ public:
             if (isGeometry(i) && isGroup(_entries[i])) {
                 readGroups(i);
             }
+        }
+    }
+
+    /// Reads the first entry; the others are members of it, whose geometries are given.
+    void readFirst(const std::vector<std::shared_ptr<DocumentGeometry>>& members)
+    {
+        for (std::size_t i = 0; i < _entries.size(); ++i) {
+            readIdentity(i);
+        }
+        std::copy(members.begin(), members.end(), _geometries.begin() + 1);
+        if (!isGeometry(0)) {
+            loadImage(0);
+        } else if (isGroup(_entries[0])) {
+            readGroups(0);
+        } else {
+            loaded(0, zrk::valueOrThrow(readGeometry(_entries[0], place(0), _paths, _unit, _warnings)));
         }
     }
 
@@ -282,6 +302,76 @@ ZRKResourceHandle DocumentResources::find(const ZRKuuid& uuid)
     return index == _index.end() ? ZRKResourceHandle() : ZRKResourceHandle(_entries[index->second]);
 }
 
+std::optional<std::size_t> DocumentResources::indexOf(const ZRKuuid& uuid) const
+{
+    const auto index = _index.find(uuid);
+    return index == _index.end() ? std::nullopt : std::optional(index->second);
+}
+
+zrk::Result<std::shared_ptr<ZRKSerializableObject>>
+DocumentResources::read(const ZRKJson& entry, const std::string& place, const DocumentPaths& paths,
+                        zrk::ProgressMonitor* monitor, const std::string& unit,
+                        std::vector<zrk::Fault>& warnings)
+{
+    return zrk::attempt(place, [&] {
+        // A document of this entry alone, or of a group with stand-ins for its members.
+        DocumentResources single;
+        single._folder = _folder;
+        ZRKJson entries = ZRKJson::array({entry});
+        std::vector<std::shared_ptr<DocumentGeometry>> known;
+        const auto members = entry.is_object() ? entry.find("members") : entry.end();
+        if (members != entry.end() && members->is_array() && isGroup(entry)) {
+            for (const ZRKJson& member : *members) {
+                const ZRKuuid uuid(member.is_string() ? member.get<std::string>() : std::string());
+                const auto geometry = std::dynamic_pointer_cast<DocumentGeometry>(
+                    single.indexOf(uuid) ? nullptr
+                                         : ZRKResourceHandleOf<ZRKSerializableObject>(find(uuid)).object());
+                if (geometry) {
+                    single._index.emplace(uuid, entries.size());
+                    entries.push_back({{"uuid", member}, {"kind", "geometry"}, {"shape", "known"}});
+                    known.push_back(geometry);
+                }
+            }
+            single._index.clear();
+        }
+        ResourceReader(entries, place, paths, single, monitor, unit, warnings).readFirst(known);
+        return single._entries.front()->object();
+    });
+}
+
+void DocumentResources::insert(std::size_t index, const ZRKJson& entry,
+                               std::shared_ptr<ZRKSerializableObject> object)
+{
+    const auto at = static_cast<std::ptrdiff_t>(std::min(index, _entries.size()));
+    const ZRKuuid uuid(entry["uuid"].get<std::string>());
+    const auto added = std::make_shared<ZRKResourceEntry>(uuid);
+    if (entry["kind"] != "geometry") {
+        const std::filesystem::path path = entry["path"].get<std::string>();
+        _byPath.emplace(wholePath(_folder / path), added);
+    }
+    added->resolve(std::move(object));
+    _entries.insert(_entries.begin() + at, added);
+    _names.insert(_names.begin() + at, listedName(entry));
+    countPlaces();
+}
+
+void DocumentResources::erase(std::size_t index)
+{
+    const auto at = static_cast<std::ptrdiff_t>(index);
+    std::erase_if(_byPath, [&](const auto& known) { return known.second == _entries[index]; });
+    _entries.erase(_entries.begin() + at);
+    _names.erase(_names.begin() + at);
+    countPlaces();
+}
+
+void DocumentResources::countPlaces()
+{
+    _index.clear();
+    for (std::size_t i = 0; i < _entries.size(); ++i) {
+        _index.emplace(_entries[i]->uuid(), i);
+    }
+}
+
 zrk::Result<std::shared_ptr<ZRKResourceEntry>> DocumentResources::ensureImage(const char* kind,
                                                                               const std::string& path)
 {
@@ -290,8 +380,9 @@ zrk::Result<std::shared_ptr<ZRKResourceEntry>> DocumentResources::ensureImage(co
         return known->second;
     }
     const std::filesystem::path relative = whole.lexically_relative(wholePath(_folder));
-    ZRKJson stored{
-        {"uuid", newUuid()}, {"kind", kind}, {"path", (relative.empty() ? whole : relative).string()}};
+    ZRKJson stored{{"uuid", newResourceUuid()},
+                   {"kind", kind},
+                   {"path", (relative.empty() ? whole : relative).string()}};
     const ZRKuuid uuid(stored["uuid"].get<std::string>());
     const auto entry = std::make_shared<ZRKResourceEntry>(uuid);
     const auto take = [&](const auto& image) {

@@ -11,8 +11,10 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace zrk {
@@ -20,6 +22,9 @@ class ProgressMonitor;
 }
 
 namespace zrkmodel {
+
+/// A uuid of 122 random bits.
+std::string newResourceUuid();
 
 /// The resources of one document, found by uuid. Used on one thread; the objects themselves are
 /// safe to share.
@@ -52,6 +57,28 @@ public:
     /// The entries that were added since the document was read, as it is to store them.
     const ZRKJson& addedEntries() const { return _added; }
 
+    /// The same, which from now on belong to the document.
+    ZRKJson takeAddedEntries() { return std::exchange(_added, ZRKJson::array()); }
+
+    /// Loads what an entry names and gives the object its uuid, without adding it. A group takes the
+    /// geometries that are there.
+    ///
+    /// @param place     of the entry, for messages.
+    /// @param monitor   may be null.
+    /// @param unit      the document's; empty where it has none.
+    /// @param warnings  appended to.
+    zrk::Result<std::shared_ptr<ZRKSerializableObject>>
+    read(const ZRKJson& entry, const std::string& place, const DocumentPaths& paths,
+         zrk::ProgressMonitor* monitor, const std::string& unit, std::vector<zrk::Fault>& warnings);
+    /// Puts a resource before that at `index`, or at the end. Its uuid must be a new one.
+    void insert(std::size_t index, const ZRKJson& entry, std::shared_ptr<ZRKSerializableObject> object);
+    /// Takes the resource at `index` out; who holds its object keeps it.
+    void erase(std::size_t index);
+    /// The folder that the document is in from now on.
+    void setFolder(const std::filesystem::path& folder) { _folder = folder; }
+    /// The place of a resource among the entries; none for a uuid that no entry has.
+    std::optional<std::size_t> indexOf(const ZRKuuid& uuid) const;
+
     /// The loaded objects in the order of the document.
     std::vector<std::shared_ptr<ZRKSerializableObject>> objects() const;
 
@@ -64,6 +91,7 @@ private:
     ZRKJson _added = ZRKJson::array();
 
     zrk::Result<std::shared_ptr<ZRKResourceEntry>> ensureImage(const char* kind, const std::string& path);
+    void countPlaces();
     template <class R>
     std::vector<ZRKNamedResource<R>> named() const;
     friend class ResourceReader;

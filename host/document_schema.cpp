@@ -291,6 +291,8 @@ ZRKJson nodeSchema()
          {{"description", "the component's properties by name; without it they have their defaults"},
           {"type", "object"}}},
         {"import", {{"description", "files that the component takes its data from"}}},
+        {"label", {{"description", "what an editor calls the node in place of its type"}}},
+        {"bypass", {{"description", "what an editor keeps of a node that is passed over"}}},
         {"position", {{"description", "the place on an editor's canvas"}, {"examples", {{0, 0}}}}}};
     ZRKJson schema =
         described(commentedObject(std::move(members), {"id", "type"}), "a component, known by its id");

@@ -2,7 +2,9 @@
 
 #include "core/values/fault.h"
 #include "model/graph_object.h"
+#include "model/registry.h"
 #include "model/serialization.h"
+#include "model/type_info.h"
 
 #include <algorithm>
 
@@ -24,6 +26,15 @@ ZRKJson storedForm(const ZRKGraphObject& object)
     ZRKSerialization stored;
     object.serialize(stored);
     return stored.root();
+}
+
+std::shared_ptr<ZRKGraphObject> freshTwin(const ZRKGraphObject& object)
+{
+    const ZRKTypeInfo& type = object.typeInfo();
+    const auto* registration = ZRKGraphObject::registry().find(type.uuid, type.name);
+    // A class that isn't registered can only be copied, with what it holds.
+    return registration ? registration->factory()
+                        : std::dynamic_pointer_cast<ZRKGraphObject>(object.onClone());
 }
 
 std::vector<std::string> keysOf(const ZRKJson& object)

@@ -3,6 +3,7 @@
 #include "model/json.h"
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,9 @@ std::string shownMember(const ZRKJson& object, const char* key);
 
 /// The stored form of a component: its keys with the values that they have now.
 ZRKJson storedForm(const ZRKGraphObject& object);
+
+/// A component of the same class with the values of a new one.
+std::shared_ptr<ZRKGraphObject> freshTwin(const ZRKGraphObject& object);
 
 /// The keys of an object, in its order.
 std::vector<std::string> keysOf(const ZRKJson& object);

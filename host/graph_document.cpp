@@ -1,6 +1,7 @@
 #include "host/graph_document.h"
 
 #include "components/mesh/beam_sdf.h"
+#include "core/engine/progress.h"
 #include "core/values/stop.h"
 #include "formats/atomic_file.h"
 #include "formats/input_file.h"
@@ -9,10 +10,12 @@
 #include "host/document_reader.h"
 #include "host/document_values.h"
 #include "host/nearest_names.h"
+#include "host/stored_paths.h"
 #include "model/channel_names.h"
 #include "model/extension_base.h"
 #include "model/graph_object.h"
 #include "model/pins.h"
+#include "model/property.h"
 #include "model/serialization.h"
 #include "model/type_info.h"
 
@@ -108,16 +111,6 @@ ZRKJson linkJson(Pin_handle from, Pin_handle to)
     return {{"from", {from.node(), from.index()}}, {"to", {to.node(), to.index()}}};
 }
 
-/// A path without "..", unless it would name another file then, by way of links.
-std::filesystem::path shortened(const std::filesystem::path& path)
-{
-    const std::filesystem::path normal = path.lexically_normal();
-    std::error_code missing;
-    const bool isOther =
-        std::filesystem::exists(path, missing) && !std::filesystem::equivalent(path, normal, missing);
-    return isOther ? path : normal;
-}
-
 /// The same field, which also keeps its graph alive.
 zrk::IField withGraph(const zrk::IField& field, std::shared_ptr<ZRKGraph> graph)
 {
@@ -130,6 +123,13 @@ zrk::IField withGraph(const zrk::IField& field, std::shared_ptr<ZRKGraph> graph)
 }
 
 } // namespace
+
+std::string documentText(const ZRKJson& root)
+{
+    std::string text;
+    print(root, 0, text);
+    return text + "\n";
+}
 
 zrk::Result<GraphDocument> GraphDocument::load(const std::string& path, DocumentWarnings& warnings,
                                                const LoadSettings& settings)
@@ -151,6 +151,22 @@ zrk::Result<GraphDocument> GraphDocument::parse(const std::string& text, const s
                             return document;
                         })
         .map_error(asDocumentFault);
+}
+
+/// The nodes in the order of the document, which edits may have made another one than that of the graph.
+std::vector<std::shared_ptr<ZRKGraphNode>> GraphDocument::orderedNodes() const
+{
+    auto nodes = _graph->nodes();
+    const auto place = [this](const auto& node) {
+        const auto index = _nodeIndex.find(node->id);
+        return index == _nodeIndex.end() ? _nodeIndex.size() : index->second;
+    };
+    if (!std::is_sorted(nodes.begin(), nodes.end(),
+                        [&](const auto& a, const auto& b) { return place(a) < place(b); })) {
+        std::stable_sort(nodes.begin(), nodes.end(),
+                         [&](const auto& a, const auto& b) { return place(a) < place(b); });
+    }
+    return nodes;
 }
 
 GraphDocument GraphDocument::create(const std::string& name)
@@ -212,28 +228,8 @@ void GraphDocument::moveTo(const std::string& name)
     const std::filesystem::path from = folderOf(_name);
     const std::filesystem::path to = folderOf(name);
     _name = name;
-    if (from == to) {
-        return;
-    }
-    const std::function<void(ZRKJson&)> rewrite = [&](ZRKJson& value) {
-        if (value.is_string() && std::filesystem::path(value.get<std::string>()).is_relative()) {
-            const std::string path = value.get<std::string>();
-            std::string moved = shortened(from / path).lexically_relative(to).string();
-            value = path.ends_with('/') && !moved.ends_with('/') ? moved + '/' : moved;
-        } else if (value.is_array()) {
-            std::for_each(value.begin(), value.end(), rewrite);
-        } else if (value.is_object() && value.contains("path")) {
-            rewrite(value["path"]);
-        }
-    };
-    constexpr std::pair<const char*, const char*> kPaths[] = {{"resources", "path"}, {"nodes", "import"}};
-    for (const auto& [list, key] : kPaths) {
-        const auto entries = _root.find(list);
-        for (std::size_t i = 0; entries != _root.end() && i < entries->size(); ++i) {
-            if (const auto path = (*entries)[i].find(key); path != (*entries)[i].end()) {
-                rewrite(*path);
-            }
-        }
+    if (from != to) {
+        rebaseDocument(_root, from, to);
     }
 }
 
@@ -244,7 +240,7 @@ std::string GraphDocument::toText() const
     std::set<std::string> current;
     ZRKJson links = ZRKJson::array();
     ZRKJson newLinks = ZRKJson::array();
-    for (const auto& node : _graph->nodes()) {
+    for (const auto& node : orderedNodes()) {
         const auto index = _nodeIndex.find(node->id);
         ZRKJson entry = index == _nodeIndex.end() ? ZRKJson::object() : _root["nodes"][index->second];
         const ZRKTypeInfo& type = node->object->typeInfo();
@@ -279,9 +275,7 @@ std::string GraphDocument::toText() const
     }
     root["nodes"] = std::move(nodes);
     root["links"] = std::move(links);
-    std::string text;
-    print(root, 0, text);
-    return text + "\n";
+    return documentText(root);
 }
 
 zrk::Result<void> GraphDocument::save(const std::string& path) const
@@ -295,7 +289,8 @@ zrk::Result<void> GraphDocument::save(const std::string& path) const
     });
 }
 
-zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string& key, const ZRKJson& value)
+zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string& key, const ZRKJson& value,
+                                          zrk::ProgressMonitor* monitor)
 {
     const auto entry = _graph->getNodePtr(node);
     if (!entry) {
@@ -317,19 +312,50 @@ zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string&
     values[key] = value;
     std::string expected;
     const ZRKReadDiagnostics refused = [&](const ZRKReadIssue& issue) { expected = issue.expected; };
+    // A twin reads the value first, so that one that is refused reaches neither the component nor what it
+    // has computed.
+    const std::shared_ptr<ZRKGraphObject> twin = freshTwin(object);
+    ZRKPropertyBase* property = object.findProperty(key);
     const zrk::Result<void> read = zrk::attempt(place, [&] {
         try {
-            object.deserialize(ZRKDeserialization(values, _resources, refused));
+            const ZRKDeserialization stored(values, _resources, refused);
+            if (property) {
+                twin->findProperty(key)->read(stored, key);
+            } else {
+                twin->deserialize(stored);
+            }
         } catch (const ZRKJson::exception&) {
             expected = "another kind of value";
         }
     });
     if (!read || !expected.empty()) {
-        object.deserialize(ZRKDeserialization(former, _resources));
         return read ? zrk::refused({place, shown(value), expected, "give a value of that kind"}) : read;
     }
-    object.emitPropertyChange(key);
-    return {};
+    const std::shared_ptr<ZRKGraphObject> before = freshTwin(object);
+    if (property) {
+        before->findProperty(key)->assignFrom(property, false);
+        property->assignFrom(twin->findProperty(key), false);
+        values = storedForm(object);
+    }
+    const zrk::Result<void> taken = zrk::attempt(place, [&]() -> zrk::Result<void> {
+        ZRKDeserialization stored(values, _resources);
+        stored.setMonitor(monitor);
+        object.deserialize(stored);
+        if (monitor && monitor->isInterruptAcknowledged()) {
+            return zrk::refused(zrk::interruptedAt(place));
+        }
+        return {};
+    });
+    if (!taken && property) {
+        property->assignFrom(before->findProperty(key), false);
+    } else if (!taken) {
+        object.deserialize(ZRKDeserialization(former, _resources));
+    } else if (property) {
+        property->assignFrom(twin->findProperty(key), true);
+    } else {
+        object.emitPropertyChange(key);
+    }
+    return taken;
 }
 
 zrk::BBox<double> GraphDocument::samplingBounds() const
@@ -358,7 +384,7 @@ std::vector<OutputPin> GraphDocument::outputPins() const
 {
     const EffectiveTagScope tags;
     std::vector<OutputPin> pins;
-    for (const auto& node : _graph->nodes()) {
+    for (const auto& node : orderedNodes()) {
         for (const ZRKGraphPin& pin : node->outputs) {
             pins.push_back(
                 {{node->id, pin.handle.index()}, pin.name, effectiveTag(_graph->pin_ref(pin.handle))});

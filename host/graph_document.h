@@ -73,9 +73,15 @@ struct LoadSettings {
     zrk::ProgressMonitor* monitor;
     /// Refuses paths that lead out of the document's folder: for documents that aren't trusted.
     bool isConfined = false;
+    /// Finds the resources in place of the document's own "resources", which then aren't read; may be null.
+    std::shared_ptr<DocumentResources> resources{};
     /// Is told of the files and folders that the document names, also where reading it fails; may be null.
     std::vector<std::filesystem::path>* files = nullptr;
 };
+
+/// JSON in the form that documents are written in: short values on one line, so that a node or a link is a
+/// line.
+std::string documentText(const ZRKJson& root);
 
 /// A graph document: a JSON file with nodes, their values and the links between them.
 ///
@@ -103,8 +109,10 @@ public:
 
     /// Gives a node another value under a key of its stored form, a property for example, and tells its
     /// listeners. BadInput, and nothing is changed, where there is no such node or key, or the component
-    /// refuses the value.
-    zrk::Result<void> setValue(std::uint16_t node, const std::string& key, const ZRKJson& value);
+    /// refuses the value. A property of a resource takes "" for none.
+    /// @param monitor  of what the component computes from its values, a sweep for example; may be null.
+    zrk::Result<void> setValue(std::uint16_t node, const std::string& key, const ZRKJson& value,
+                               zrk::ProgressMonitor* monitor = nullptr);
 
     /// What the document has under a key; null where there is none.
     const ZRKJson* member(const std::string& key) const;
@@ -152,7 +160,10 @@ private:
     std::optional<PinAddress> _output;
     DocumentView _view;
 
+    std::vector<std::shared_ptr<ZRKGraphNode>> orderedNodes() const;
+
     friend class DocumentReader;
+    friend class DocumentParts;
 };
 
 } // namespace zrkmodel

@@ -86,6 +86,11 @@ class Meshes(ImportsTest):
         self.assertIn(WARNING, answer.err)
         self.assertEqual(run("check", self.importing("quads.obj"), "--strict").status, 2)
 
+    def test_faces_that_are_left_out(self):
+        self.put(obj([*QUADS, (0, 1)]), "short.obj")
+        message, = self.warnings(self.importing({"path": "short.obj", "polygons": "split"}))
+        self.assertIn("short.obj: found 1 face of one or two corners", message)
+
     def test_every_format_is_imported_and_a_resource(self):
         expected = self.values(self.importing({"path": "triangles.obj", "fit": "none"}), "0.25,1,1", "5,5,5")
         self.assertEqual(expected[0], -0.25)

@@ -371,6 +371,8 @@ OPERATIONS = [
               lambda f: ["slice", picture(f, "RGBAImageSampler", 2000), "--size", 8192], "out.png"),
     *map(surface, (".3mf", ".stl", ".ply", ".obj", *VDB)),
     Operation("measures", ("measure",), lambda f: ["measure", gyroid(f), "--iso", 0.3, "--accuracy", 1e-6]),
+    Operation("editing an image sweep", ("edit",), lambda f: ["edit", sweep(f, 512, 32), "1.steps=31"],
+              "out.zrk.json"),
     Operation("solving", ("measure",), lambda f: ["measure", gyroid(f), "--solve", "1.contour", "--for", "fraction=0.4",
                                                   "--accuracy", 1e-5], quick=True),
     Operation("a surface of nested gradients", ("surface",),

@@ -25,6 +25,7 @@ void addSurfaceCommand(const Program& program);
 void addRenderCommand(const Program& program);
 void addWatchCommand(const Program& program);
 void addMeasureCommand(const Program& program);
+void addEditCommand(const Program& program);
 void addLimitsCommand(const Program& program);
 void addSchemaCommand(const Program& program);
 void addNewCommand(const Program& program);

@@ -220,7 +220,7 @@ void addValues(Candidates& all, const CLI::App& app, const CLI::Option& option,
     }
     if (is({"pin", "color"})) {
         append(all, pinCandidates(words));
-    } else if (is({"set"})) {
+    } else if (is({"set", "ASSIGNMENT"})) {
         append(all, keyCandidates(words, "="));
     } else if (is({"solve"})) {
         append(all, keyCandidates(words, ""));

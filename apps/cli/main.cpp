@@ -195,6 +195,7 @@ int runProgram(int argc, char** argv)
     zrkcli::addRenderCommand(program);
     zrkcli::addWatchCommand(program);
     zrkcli::addMeasureCommand(program);
+    zrkcli::addEditCommand(program);
     zrkcli::addLimitsCommand(program);
     zrkcli::addSchemaCommand(program);
     zrkcli::addNewCommand(program);

@@ -25,6 +25,10 @@ using Point = zrk::Tensor<3, double>;
 
 /// Sides of the cells that walls and gaps are looked for with.
 constexpr std::int32_t kPassageCells = 128;
+/// A value is first solved for with measures so rough, as finer ones take many times as long.
+constexpr double kRoughAccuracy = 0.02;
+/// How near the measure of a solution comes to what was asked for, as a share of the accuracy.
+constexpr double kSolvedShare = 0.1;
 
 struct MeasureOptions : SolidOptions {
     double accuracy = 1e-3;
@@ -95,8 +99,8 @@ public:
             solve();
         }
         const zrk::PreparedField field = currentField();
-        const zrk::SolidMeasures measures =
-            withProgress("measuring", _options.quiet, [&](ProgressBar& bar) { return measure(field, &bar); });
+        const zrk::SolidMeasures measures = withProgress(
+            "measuring", _options.quiet, [&](ProgressBar& bar) { return measure(field, _goal, &bar); });
         if (!measures.isAccurate && !measures.isEmpty()) {
             tellFault(MessageKind::Warning,
                       {placeOf(_job),
@@ -124,9 +128,10 @@ private:
         return zrk::PreparedField(zrk::valueOrThrow(_job.document.outputField(_job.output().address)).field);
     }
 
-    zrk::SolidMeasures measure(const zrk::PreparedField& field, zrk::ProgressMonitor* monitor) const
+    zrk::SolidMeasures measure(const zrk::PreparedField& field, const zrk::MeasuringGoal& goal,
+                               zrk::ProgressMonitor* monitor) const
     {
-        const auto measures = zrk::measureSolid(field, _settings, _goal, monitor);
+        const auto measures = zrk::measureSolid(field, _settings, goal, monitor);
         if (!measures) {
             throw zrk::FaultError(zrk::interruptedAt("measure"));
         }
@@ -179,13 +184,23 @@ private:
         const Point size = _settings.upper - _settings.lower;
         const double firstStep =
             std::max(0.1 * std::abs(start), 0.02 * std::max({size[0], size[1], size[2]}));
-        const double tolerance = _goal.accuracy * std::max(wanted, 1e-12);
         const zrk::LevelSearch search = withProgress("solving", _options.quiet, [&](ProgressBar& bar) {
-            const auto measured = [&, quantity = quantity](double x) {
-                zrk::valueOrThrow(_job.document.setValue(unknown.node, unknown.key, x));
-                return (measure(currentField(), &bar).*quantity->value).value;
+            const auto find = [&, quantity = quantity, wanted = wanted](double from, double step,
+                                                                        double accuracy, double share) {
+                zrk::MeasuringGoal goal = _goal;
+                goal.accuracy = accuracy;
+                const auto measured = [&](double x) {
+                    zrk::valueOrThrow(_job.document.setValue(unknown.node, unknown.key, x));
+                    return (measure(currentField(), goal, &bar).*quantity->value).value;
+                };
+                return zrk::findLevel(measured, wanted, from, step,
+                                      share * accuracy * std::max(wanted, 1e-12));
             };
-            return zrk::findLevel(measured, wanted, start, firstStep, tolerance);
+            if (_goal.accuracy >= kRoughAccuracy) {
+                return find(start, firstStep, _goal.accuracy, kSolvedShare);
+            }
+            const zrk::LevelSearch rough = find(start, firstStep, kRoughAccuracy, 1);
+            return rough.isFound ? find(rough.x, 0.1 * firstStep, _goal.accuracy, kSolvedShare) : rough;
         });
         if (!search.isFound) {
             zrk::valueOrThrow(_job.document.setValue(unknown.node, unknown.key, start));

@@ -81,7 +81,9 @@ zrk::Result<ZRKImportWarnings> ZRKBeamSDF::importLattice(const std::filesystem::
         return zrk::refused(std::move(*fault));
     }
     const Cache lattice = zrk::BeamCacheData::ofEdges(std::move(mesh.vertices), std::move(mesh.indices));
+    announceEdit();
     replaceCache(lattice);
+    announceImport({path});
     if (!mesh.fault && !lattice->bvh) {
         mesh.fault = {path.string(), "no triangles", "faces of three corners",
                       "export a mesh of triangles; the lattice is empty"};
@@ -103,10 +105,23 @@ zrk::Result<ZRKImportWarnings> ZRKBeamSDF::onImport(const std::vector<std::files
     if (!paths.empty()) {
         return importLattice(paths.front(), options);
     }
+    announceEdit();
     replaceCache(zrk::BeamCacheData::ofGrid(
         zrk::LatticeGrid::between(kImportBox.min, kImportBox.max, kNodesOfImport)));
+    announceImport({});
     return {};
 }
+
+ZRKHeldData ZRKBeamSDF::held() const
+{
+    constexpr std::size_t kBytesABeam = 300; // with its search tree, about
+    const std::lock_guard lock(_mutex);
+    ZRKHeldData data;
+    data.add(_cache, _cache ? static_cast<std::size_t>(_cache->beamCount()) * kBytesABeam : 0);
+    return data;
+}
+
+void ZRKBeamSDF::hold(const ZRKHeldData& data) { replaceCache(data.part<zrk::BeamCacheData>(0)); }
 
 bool ZRKBeamSDF::onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node)
 {

@@ -6,6 +6,7 @@
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/file_import.h"
+#include "model/held_data.h"
 #include "model/property.h"
 
 #include <filesystem>
@@ -58,7 +59,7 @@ namespace zrkmodel {
 /// Threads: A lattice that is imported, or built anew after the inspector was opened, reaches evaluators that
 /// are already built: their next run, not one under way, has it. They go on with the last lattice when the
 /// component is gone. Imports belong to the interface thread; evaluators may be asked for and run on any.
-class ZRKBeamSDF final : public ZRKComponent<ZRKBeamSDF>, public ZRKFileImport {
+class ZRKBeamSDF final : public ZRKComponent<ZRKBeamSDF>, public ZRKFileImport, public ZRKDataHolder {
 public:
     ZRKProperty<int> resolution{"resolution", 3, this};
     ZRKProperty<zrk::Tensor<3, double>> min{"min", {0, 0, 0}, this};
@@ -66,7 +67,7 @@ public:
 
     ZRKBeamSDF() = default;
     /// A copy, and so a clone, starts without a lattice.
-    ZRKBeamSDF(const ZRKBeamSDF& other) : ZRKComponent(other) {}
+    ZRKBeamSDF(const ZRKBeamSDF& other) : ZRKComponent(other), ZRKFileImport(), ZRKDataHolder(other) {}
     /// Assigns what a clone gets, telling no one. The target keeps the lattice that it has.
     ZRKBeamSDF& operator=(const ZRKBeamSDF& other)
     {
@@ -85,6 +86,9 @@ public:
     /// The lattice as evaluators have it, made from `min` and `max` if there was none yet. Never null.
     std::shared_ptr<const zrk::BeamCacheData> lattice() const;
 
+    /// The lattice.
+    ZRKHeldData held() const override;
+    void hold(const ZRKHeldData& data) override;
     std::vector<std::string> importOptions() const override;
 
 protected:

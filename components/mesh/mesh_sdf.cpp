@@ -37,6 +37,24 @@ ZRKMeshSDF::Field ZRKMeshSDF::field() const
     return _field;
 }
 
+void ZRKMeshSDF::replaceField(Field field)
+{
+    const std::lock_guard lock(_mutex);
+    _slot->fill(zrk::meshKernel(field));
+    _field.swap(field);
+}
+
+ZRKHeldData ZRKMeshSDF::held() const
+{
+    constexpr std::size_t kBytesATriangle = 293; // with its search tree, measured
+    const Field mesh = field();
+    ZRKHeldData data;
+    data.add(mesh, mesh ? static_cast<std::size_t>(mesh->triangleCount()) * kBytesATriangle : 0);
+    return data;
+}
+
+void ZRKMeshSDF::hold(const ZRKHeldData& data) { replaceField(data.part<zrk::MeshWindingField>(0)); }
+
 std::vector<std::string> ZRKMeshSDF::importOptions() const
 {
     return {std::begin(kMeshImportOptions), std::end(kMeshImportOptions)};
@@ -68,11 +86,9 @@ zrk::Result<ZRKImportWarnings> ZRKMeshSDF::onImport(const std::vector<std::files
     }
     Field field =
         std::make_shared<const zrk::MeshWindingField>(std::move(mesh.vertices), std::move(mesh.indices));
-    {
-        const std::lock_guard lock(_mutex);
-        _slot->fill(zrk::meshKernel(field));
-        _field.swap(field);
-    }
+    announceEdit();
+    replaceField(std::move(field));
+    announceImport(paths);
     if (mesh.fault) {
         mesh.warnings.push_back(std::move(*mesh.fault));
     }

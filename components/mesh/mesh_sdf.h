@@ -5,6 +5,7 @@
 #include "core/mesh/mesh_field.h"
 #include "model/component.h"
 #include "model/file_import.h"
+#include "model/held_data.h"
 
 #include <filesystem>
 #include <memory>
@@ -44,13 +45,13 @@ namespace zrkmodel {
 /// Threads: An import reaches evaluators that are already built: their next run, not one under way, has the
 /// new mesh. They go on with the last mesh when the component is gone. Imports belong to the interface
 /// thread; evaluators may be asked for and run on any.
-class ZRKMeshSDF final : public ZRKComponent<ZRKMeshSDF>, public ZRKFileImport {
+class ZRKMeshSDF final : public ZRKComponent<ZRKMeshSDF>, public ZRKFileImport, public ZRKDataHolder {
 public:
     using Field = std::shared_ptr<const zrk::MeshWindingField>;
 
     ZRKMeshSDF() = default;
     /// A copy, and so a clone, starts without a mesh.
-    ZRKMeshSDF(const ZRKMeshSDF& other) : ZRKComponent(other) {}
+    ZRKMeshSDF(const ZRKMeshSDF& other) : ZRKComponent(other), ZRKFileImport(), ZRKDataHolder(other) {}
     /// Assigns what a clone gets, telling no one. The target keeps the mesh that it has.
     ZRKMeshSDF& operator=(const ZRKMeshSDF& other)
     {
@@ -65,6 +66,9 @@ public:
     /// The mesh with what makes queries fast; null without a mesh.
     Field field() const;
 
+    /// The mesh.
+    ZRKHeldData held() const override;
+    void hold(const ZRKHeldData& data) override;
     std::vector<std::string> importOptions() const override;
 
 protected:
@@ -77,6 +81,8 @@ protected:
                                             zrk::ProgressMonitor* monitor) override;
 
 private:
+    void replaceField(Field field);
+
     mutable std::mutex _mutex;
     Field _field; ///< guarded by _mutex
     std::shared_ptr<zrk::KernelSlot> _slot = std::make_shared<zrk::KernelSlot>(zrk::meshKernel(nullptr));

@@ -94,6 +94,7 @@ void ZRK2DImageExtrude::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& nod
 void ZRK2DImageExtrude::onDeserialize(const ZRKDeserialization& d)
 {
     ZRKComponent::onDeserialize(d);
+    announceEdit();
     _rasters.set({});
 }
 
@@ -111,8 +112,27 @@ ZRKImage2dProperty& ZRK2DImageExtrude::image(std::size_t slot)
 
 void ZRK2DImageExtrude::pick(std::size_t slot, const std::shared_ptr<ZRKImage2d>& picked)
 {
+    announceEdit();
     _rasters.use([&](SharedRasters& rasters) { rasters[slot] = firstChannel(picked); });
     image(slot).set(picked);
+}
+
+ZRKHeldData ZRK2DImageExtrude::held() const
+{
+    ZRKHeldData data;
+    for (const SharedRaster& raster : _rasters.copy()) {
+        data.add(raster, raster ? raster->data.size() * sizeof(double) : 0);
+    }
+    return data;
+}
+
+void ZRK2DImageExtrude::hold(const ZRKHeldData& data)
+{
+    SharedRasters rasters;
+    for (std::size_t slot = 0; slot < kSlots; ++slot) {
+        rasters[slot] = data.part<zrk::Raster<1, 2, double>>(slot);
+    }
+    _rasters.set(rasters);
 }
 
 std::vector<std::string> ZRK2DImageExtrude::compositingNames()

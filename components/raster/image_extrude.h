@@ -3,6 +3,7 @@
 #include "components/guarded.h"
 #include "components/raster/image_property.h"
 #include "model/component.h"
+#include "model/held_data.h"
 
 #include <array>
 #include <cstddef>
@@ -64,7 +65,7 @@ namespace zrkmodel {
 ///      "output": [1, 0]}
 ///
 /// Threads: Any number of threads may build evaluators at once, but none while a property is edited.
-class ZRK2DImageExtrude final : public ZRKComponent<ZRK2DImageExtrude> {
+class ZRK2DImageExtrude final : public ZRKComponent<ZRK2DImageExtrude>, public ZRKDataHolder {
 public:
     static constexpr std::size_t kSlots = 3;
 
@@ -79,7 +80,7 @@ public:
 
     ZRK2DImageExtrude() = default;
     /// The copy converts its images itself, once it is asked.
-    ZRK2DImageExtrude(const ZRK2DImageExtrude& other) : ZRKComponent(other) {}
+    ZRK2DImageExtrude(const ZRK2DImageExtrude& other) : ZRKComponent(other), ZRKDataHolder(other) {}
     ZRK2DImageExtrude& operator=(const ZRK2DImageExtrude&) = default;
 
     static ComponentIdentity identity();
@@ -92,6 +93,9 @@ public:
     static const char* pickerLabel(std::size_t slot);
     /// What a slot's picker does: takes another image, or none.
     void pick(std::size_t slot, const std::shared_ptr<ZRKImage2d>& picked);
+    /// The converted images.
+    ZRKHeldData held() const override;
+    void hold(const ZRKHeldData& data) override;
     ZRKImage2dProperty& image(std::size_t slot);
     const ZRKImage2dProperty& image(std::size_t slot) const;
 

@@ -41,14 +41,31 @@ template <int N>
 void ZRKImageSamplerBase<N>::onDeserialize(const ZRKDeserialization& d)
 {
     ZRKExtensionBase::onDeserialize(d);
+    announceEdit();
     _raster.set(nullptr);
 }
 
 template <int N>
 void ZRKImageSamplerBase<N>::pick(const std::shared_ptr<ZRKImage2d>& picked)
 {
+    announceEdit();
     _raster.set(nullptr);
     image.set(picked);
+}
+
+template <int N>
+ZRKHeldData ZRKImageSamplerBase<N>::held() const
+{
+    const SharedPixels raster = _raster.copy();
+    ZRKHeldData data;
+    data.add(raster, raster ? raster->data.size() * sizeof(double) : 0);
+    return data;
+}
+
+template <int N>
+void ZRKImageSamplerBase<N>::hold(const ZRKHeldData& data)
+{
+    _raster.set(data.part<zrk::Raster<N, 2, double>>(0));
 }
 
 template <int N>

@@ -3,6 +3,7 @@
 #include "components/guarded.h"
 #include "components/raster/image_property.h"
 #include "model/component.h"
+#include "model/held_data.h"
 
 #include <memory>
 
@@ -31,7 +32,7 @@ namespace zrkmodel {
 ///
 /// Threads: Any number of threads may build evaluators at once, but none while a property is edited.
 template <int N>
-class ZRKImageSamplerBase : public ZRKExtensionBase {
+class ZRKImageSamplerBase : public ZRKExtensionBase, public ZRKDataHolder {
 public:
     ZRKProperty<bool> wrap{"wrap", true, this};
     ZRKImage2dProperty image{"image", nullptr, this};
@@ -43,10 +44,14 @@ public:
     /// What the picker of the panel does: takes another image, or none.
     void pick(const std::shared_ptr<ZRKImage2d>& picked);
 
+    /// The converted image.
+    ZRKHeldData held() const override;
+    void hold(const ZRKHeldData& data) override;
+
 protected:
     ZRKImageSamplerBase() = default;
     /// The copy converts its image itself, once it is asked.
-    ZRKImageSamplerBase(const ZRKImageSamplerBase& other) : ZRKExtensionBase(other) {}
+    ZRKImageSamplerBase(const ZRKImageSamplerBase& other) : ZRKExtensionBase(other), ZRKDataHolder(other) {}
     ZRKImageSamplerBase& operator=(const ZRKImageSamplerBase&) = default;
 
     using SharedPixels = std::shared_ptr<const zrk::Raster<N, 2, double>>;

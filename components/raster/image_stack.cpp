@@ -59,6 +59,7 @@ void ZRK3DImage::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
 void ZRK3DImage::onDeserialize(const ZRKDeserialization& d)
 {
     ZRKComponent::onDeserialize(d);
+    announceEdit();
     _raster.set(nullptr);
     _ensureRasterCache();
 }
@@ -96,9 +97,13 @@ void ZRK3DImage::_ensureRasterCache() const
 }
 
 /// Announced as "raster".
-void ZRK3DImage::replaceRaster(SharedVolume volume)
+void ZRK3DImage::replaceRaster(SharedVolume volume, const std::vector<std::filesystem::path>& imported)
 {
+    announceEdit();
     _raster.set(std::move(volume));
+    if (!imported.empty()) {
+        announceImport(imported);
+    }
     emitChange({"raster", this});
 }
 
@@ -118,10 +123,11 @@ zrk::Result<std::vector<zrk::Fault>> ZRK3DImage::loadSlices(const zrk::Paths& pa
     if (paths.empty()) {
         return {};
     }
-    return zrk::readGreyStack(paths, monitor).map([this](zrk::GreyStack stack) {
+    return zrk::readGreyStack(paths, monitor).map([this, &paths](zrk::GreyStack stack) {
         std::vector<ZRKImage3d::Channel> channels;
         channels.emplace_back(std::move(stack.voxels));
-        replaceRaster(firstChannel(std::make_shared<const ZRKImage3d>(std::move(channels))));
+        replaceRaster(firstChannel(std::make_shared<const ZRKImage3d>(std::move(channels))),
+                      {paths.begin(), paths.end()});
         return std::move(stack.leftOut);
     });
 }
@@ -149,6 +155,16 @@ zrk::Result<ZRKImportWarnings> ZRK3DImage::onImport(const std::vector<std::files
         return zrk::refused(std::move(fault));
     }
 }
+
+ZRKHeldData ZRK3DImage::held() const
+{
+    const SharedVolume raster = _raster.copy();
+    ZRKHeldData data;
+    data.add(raster, raster ? raster->data.size() * sizeof(double) : 0);
+    return data;
+}
+
+void ZRK3DImage::hold(const ZRKHeldData& data) { _raster.set(data.part<zrk::Raster<1, 3, double>>(0)); }
 
 std::optional<zrk::Raster<1, 2, std::uint8_t>> ZRK3DImage::preview(double share) const
 {

@@ -5,6 +5,7 @@
 #include "formats/slices.h"
 #include "model/component.h"
 #include "model/file_import.h"
+#include "model/held_data.h"
 #include "model/image_library.h"
 
 #include <filesystem>
@@ -53,7 +54,7 @@ namespace zrkmodel {
 ///      "output": [1, 0]}
 ///
 /// Threads: Any number of threads may build evaluators at once, but none while a property is edited.
-class ZRK3DImage final : public ZRKComponent<ZRK3DImage>, public ZRKFileImport {
+class ZRK3DImage final : public ZRKComponent<ZRK3DImage>, public ZRKFileImport, public ZRKDataHolder {
 public:
     ZRKProperty<bool> wrap{"wrap", true, this};
     ZRKProperty<double> sizeX{"size x", 1.0, this};
@@ -63,7 +64,9 @@ public:
 
     ZRK3DImage() = default;
     /// A copy, and so a clone, has the volume, slices that were loaded included.
-    ZRK3DImage(const ZRK3DImage& other) : ZRKComponent(other), ZRKFileImport(other), _raster(other._raster) {}
+    ZRK3DImage(const ZRK3DImage& other)
+        : ZRKComponent(other), ZRKFileImport(other), ZRKDataHolder(other), _raster(other._raster)
+    {}
     ZRK3DImage& operator=(const ZRK3DImage&) = default;
 
     static ComponentIdentity identity();
@@ -87,6 +90,10 @@ public:
     /// @return the slices that were left out.
     /// Throws std::filesystem::filesystem_error as readGreyStack does, and changes nothing then.
     zrk::Result<std::vector<zrk::Fault>> loadSlices(const zrk::Paths& paths, zrk::ProgressMonitor* monitor);
+    /// The volume.
+    ZRKHeldData held() const override;
+    void hold(const ZRKHeldData& data) override;
+
     /// The slice at a share of the stack, 0 to 1, as grey from 0 to 255; nothing without a volume.
     std::optional<zrk::Raster<1, 2, std::uint8_t>> preview(double share) const;
 
@@ -103,7 +110,7 @@ private:
 
     /// Converts the image, unless there is a volume already.
     void _ensureRasterCache() const;
-    void replaceRaster(SharedVolume volume);
+    void replaceRaster(SharedVolume volume, const std::vector<std::filesystem::path>& imported = {});
 };
 
 } // namespace zrkmodel

@@ -35,6 +35,9 @@ struct VolumeInBox {
 
 using SharedVolume = std::shared_ptr<const zrk::Raster<1, 3, double>>;
 
+constexpr unsigned kDirty = 1;
+constexpr unsigned kUpdateRequested = 2;
+
 /// The field at the nodes of the grid, blurred where the radius is greater than 0.
 SharedVolume frozen(const zrk::IField& field, const zrk::GridBox<double>& grid, double blurRadius,
                     zrk::ProgressMonitor* monitor)
@@ -90,7 +93,7 @@ void ZRKRasterFX::Cache::takeNext()
     }
 }
 
-ZRKRasterFX::ZRKRasterFX(const ZRKRasterFX& other) : ZRKComponent(other)
+ZRKRasterFX::ZRKRasterFX(const ZRKRasterFX& other) : ZRKComponent(other), ZRKDataHolder(other)
 {
     Cache theirs = other._cache.copy();
     theirs.takeNext();
@@ -123,6 +126,7 @@ void ZRKRasterFX::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
 
 void ZRKRasterFX::onUpstreamChange(const ZRKNodeBase<0, ZRKGraphObject>&, const ZRKEvent&)
 {
+    announceEdit();
     _cache.use([](Cache& cache) {
         cache.takeNext();
         cache.next.reset(); // it shows what was upstream before
@@ -140,14 +144,35 @@ void ZRKRasterFX::onDeserialize(const ZRKDeserialization& d)
 {
     autoUpdate.deserialize(d);
     resolution.deserialize(d);
+    announceEdit();
     _cache.use([](Cache& cache) {
         cache = {};
         cache.isUpdateRequested = true;
     });
 }
 
+ZRKHeldData ZRKRasterFX::held() const
+{
+    Cache cache = _cache.copy();
+    cache.takeNext();
+    ZRKHeldData data;
+    for (const auto& frozen : {cache.frozen, cache.next}) {
+        const bool isThere = frozen && frozen->raster.isDone() && frozen->raster.get();
+        data.add(frozen, isThere ? frozen->raster.get()->data.size() * sizeof(double) : 0);
+    }
+    data.state = (cache.isDirty ? kDirty : 0u) | (cache.isUpdateRequested ? kUpdateRequested : 0u);
+    return data;
+}
+
+void ZRKRasterFX::hold(const ZRKHeldData& data)
+{
+    _cache.set({data.part<Frozen>(0), data.part<Frozen>(1), (data.state & kDirty) != 0,
+                (data.state & kUpdateRequested) != 0});
+}
+
 void ZRKRasterFX::update()
 {
+    announceEdit();
     _cache.use([](Cache& cache) { cache.isUpdateRequested = true; });
     emitPropertyChange("update");
 }

@@ -5,6 +5,7 @@
 #include "core/values/bbox.h"
 #include "core/values/raster.h"
 #include "model/component.h"
+#include "model/held_data.h"
 #include "model/property.h"
 
 #include <memory>
@@ -52,7 +53,7 @@ namespace zrkmodel {
 /// ask meanwhile wait for it, but changes upstream don't. One that is announced meanwhile leaves the new
 /// raster to those who asked for it, and the component stale. Under a ZRKDeferredBuilding the first sample
 /// builds the raster. Evaluators share the raster and keep it when it is replaced.
-class ZRKRasterFX final : public ZRKComponent<ZRKRasterFX> {
+class ZRKRasterFX final : public ZRKComponent<ZRKRasterFX>, public ZRKDataHolder {
 public:
     ZRKProperty<bool> autoUpdate{"auto-update", false, this};
     ZRKProperty<int> resolution{"resolution", 8, this};
@@ -65,6 +66,10 @@ public:
 
     /// Asks for a stale raster to be rebuilt with the next evaluator; announced as "update".
     void update();
+
+    /// The raster with what is known of its age.
+    ZRKHeldData held() const override;
+    void hold(const ZRKHeldData& data) override;
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;

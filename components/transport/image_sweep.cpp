@@ -126,6 +126,7 @@ private:
 
 ZRKImageSweep::ZRKImageSweep(const ZRKImageSweep& other)
     : ZRKComponent(other),
+      ZRKDataHolder(other),
       _rasterA(other._rasterA),
       _rasterB(other._rasterB),
       _rasterObstacle(other._rasterObstacle),
@@ -161,6 +162,7 @@ bool ZRKImageSweep::onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase
 void ZRKImageSweep::onDeserialize(const ZRKDeserialization& d)
 {
     ZRKComponent::onDeserialize(d);
+    announceEdit();
     _rasterA.reset();
     _rasterB.reset();
     _rasterObstacle.reset();
@@ -168,8 +170,32 @@ void ZRKImageSweep::onDeserialize(const ZRKDeserialization& d)
     rebuildSweep(d.monitor());
 }
 
+ZRKHeldData ZRKImageSweep::held() const
+{
+    const Sweep sweep = _sweep.copy();
+    const auto bytes = [](const auto& raster) { return raster ? raster->data.size() * sizeof(double) : 0; };
+    ZRKHeldData data;
+    for (const auto& pixels : {_rasterA, _rasterB, _rasterObstacle, sweep.resampledA, sweep.resampledB}) {
+        data.add(pixels, bytes(pixels));
+    }
+    data.add(sweep.stack, bytes(sweep.stack));
+    data.add(sweep.output, bytes(sweep.stack));
+    data.state = sweep.isOutputDirty ? 1 : 0;
+    return data;
+}
+
+void ZRKImageSweep::hold(const ZRKHeldData& data)
+{
+    _rasterA = data.part<Pixels>(0);
+    _rasterB = data.part<Pixels>(1);
+    _rasterObstacle = data.part<Pixels>(2);
+    _sweep.set({data.part<Volume>(5), data.part<Pixels>(3), data.part<Pixels>(4), data.part<Output>(6),
+                data.state != 0});
+}
+
 void ZRKImageSweep::invalidateOutputRaster() const
 {
+    announceEdit();
     _sweep.use([](Sweep& sweep) { sweep.isOutputDirty = true; });
 }
 
@@ -187,6 +213,7 @@ void ZRKImageSweep::moveTransport(double value)
 
 void ZRKImageSweep::pick(ZRKProperty<Image>& property, const Image& image)
 {
+    announceEdit();
     auto& raster = &property == &imageA ? _rasterA : &property == &imageB ? _rasterB : _rasterObstacle;
     raster = firstChannel(image);
     property.set(image);
@@ -194,6 +221,7 @@ void ZRKImageSweep::pick(ZRKProperty<Image>& property, const Image& image)
 
 bool ZRKImageSweep::compute(zrk::ProgressMonitor* monitor)
 {
+    announceEdit();
     _ensureRasterCache();
     if (!rebuildSweep(monitor)) {
         return false;

@@ -6,6 +6,7 @@
 #include "core/values/raster.h"
 #include "model/component.h"
 #include "model/geometry.h"
+#include "model/held_data.h"
 #include "model/property.h"
 #include "model/resource.h"
 
@@ -81,7 +82,7 @@ namespace zrkmodel {
 /// Threads: Edits and `compute` belong to the interface thread. Any number of threads may build evaluators at
 /// once, but none while a property is edited. Evaluators share the volume and keep it when it is replaced.
 /// Under a ZRKDeferredBuilding their first sample makes it.
-class ZRKImageSweep final : public ZRKComponent<ZRKImageSweep> {
+class ZRKImageSweep final : public ZRKComponent<ZRKImageSweep>, public ZRKDataHolder {
 public:
     using Image = std::shared_ptr<ZRKImage2d>;
 
@@ -122,6 +123,10 @@ public:
     /// Has the next evaluator make the volume anew from the stack. Assigning "smoothing" or "transport"
     /// doesn't do this; moving their sliders does.
     void invalidateOutputRaster() const;
+
+    /// The images as they are read, the stack and the volume.
+    ZRKHeldData held() const override;
+    void hold(const ZRKHeldData& data) override;
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;

@@ -22,6 +22,8 @@ constexpr double kLeastStep = 1e-3;    ///< of a cell
 /// A field is taken for a distance where that share of its slopes at the surface is so near 1.
 constexpr double kSlopeMargin = 0.02;
 constexpr double kSlopeShare = 0.9;
+/// The two sides of a way face each other when they are so near to parallel: the cosine of 30 degrees.
+constexpr double kFacing = 0.866;
 
 /// A place on the surface and the direction that the field grows in.
 struct Start {
@@ -43,29 +45,19 @@ public:
     /// Starts on the surface near these points, those on the cut left out. Counts slopes meanwhile.
     std::vector<Start> startsNear(const std::vector<Point>& points)
     {
-        const double step = kGradientStep * _cell;
-        std::vector<Point> asked;
-        for (const Point& p : points) {
-            asked.push_back(p);
-            for (std::size_t axis = 0; axis < 3; ++axis) {
-                asked.push_back(p);
-                asked.back()[axis] += step;
-            }
-        }
-        const std::vector<double>& f = values(asked);
+        const std::vector<Slope> slopes = slopesAt(points);
         std::vector<Start> starts;
         for (std::size_t i = 0; i < points.size(); ++i) {
-            const double* at = f.data() + 4 * i;
-            const Point slope = Point{at[1] - at[0], at[2] - at[0], at[3] - at[0]} * (1 / step);
-            const double steepness = length(slope);
+            const double value = slopes[i].value;
+            const double steepness = length(slopes[i].slope);
             // Within the solid by more than a cell: on the cut.
-            if (!(steepness > 0) || !std::isfinite(steepness) || !(std::abs(at[0]) < _cell)) {
+            if (!(steepness > 0) || !std::isfinite(steepness) || !(std::abs(value) < _cell)) {
                 continue;
             }
             ++_slopes;
             _unitSlopes += std::abs(steepness - 1) <= kSlopeMargin ? 1 : 0;
-            const Point outwards = slope * (1 / steepness);
-            starts.push_back({points[i] - outwards * (at[0] / steepness), outwards});
+            const Point outwards = slopes[i].slope * (1 / steepness);
+            starts.push_back({points[i] - outwards * (value / steepness), outwards});
         }
         return starts;
     }
@@ -97,6 +89,7 @@ public:
             }
             const std::vector<double>& f = values(asked);
             std::size_t kept = 0;
+            std::vector<Passage> found;
             for (std::size_t i = 0; i < rays.size(); ++i) {
                 Ray ray = rays[i];
                 const double onTheWay = side * f[i];
@@ -108,7 +101,9 @@ public:
                         continue; // never left the surface
                     }
                     const double share = ray.former / (ray.former - onTheWay);
-                    offer(ray.formerT + (ray.t - ray.formerT) * share, *ray.start, side, shortest);
+                    const double length = ray.formerT + (ray.t - ray.formerT) * share;
+                    const Point& from = ray.start->at;
+                    found.push_back({length, from, from + ray.start->outwards * (side * length)});
                     continue;
                 }
                 ray.formerT = ray.t;
@@ -120,10 +115,16 @@ public:
                 }
             }
             rays.resize(kept);
+            offer(found, side, shortest);
         }
     }
 
 private:
+    struct Slope {
+        double value;
+        Point slope;
+    };
+
     const PreparedField& _field;
     const SurfaceSettings& _settings;
     double _sign;
@@ -151,6 +152,26 @@ private:
         return _values;
     }
 
+    std::vector<Slope> slopesAt(const std::vector<Point>& points)
+    {
+        const double step = kGradientStep * _cell;
+        std::vector<Point> asked;
+        for (const Point& p : points) {
+            asked.push_back(p);
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                asked.push_back(p);
+                asked.back()[axis] += step;
+            }
+        }
+        const std::vector<double>& f = values(asked);
+        std::vector<Slope> slopes;
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            const double* at = f.data() + 4 * i;
+            slopes.push_back({at[0], Point{at[1] - at[0], at[2] - at[0], at[3] - at[0]} * (1 / step)});
+        }
+        return slopes;
+    }
+
     bool isWithinBounds(const Point& p) const
     {
         for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -161,10 +182,23 @@ private:
         return true;
     }
 
-    static void offer(double length, const Start& start, double side, std::optional<Passage>& shortest)
+    /// Takes the shortest of the ways whose two sides face each other, if it is shorter than what is known.
+    void offer(std::vector<Passage>& found, double side, std::optional<Passage>& shortest)
     {
-        if (!shortest || length < shortest->length) {
-            shortest = Passage{length, start.at, start.at + start.outwards * (side * length)};
+        std::erase_if(found, [&](const Passage& way) { return shortest && way.length >= shortest->length; });
+        std::vector<Point> ends;
+        for (const Passage& way : found) {
+            ends.push_back(way.to);
+        }
+        const std::vector<Slope> slopes = slopesAt(ends);
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            const Point onwards = (found[i].to - found[i].from) * (1 / found[i].length);
+            const Point& slope = slopes[i].slope;
+            // Inwards first, a way leaves the solid where the field grows; a gap ends where it falls.
+            const bool isFacing = -side * dot(onwards, slope) >= kFacing * length(slope);
+            if (isFacing && (!shortest || found[i].length < shortest->length)) {
+                shortest = found[i];
+            }
         }
     }
 };

@@ -23,8 +23,10 @@ struct Passages {
 };
 
 /// Goes from the centres of triangles along the field's gradient, inwards and outwards, by sphere tracing.
-/// Edges that taper have walls of any thinness. What is told was found, so that a thinner place between the
-/// centres of triangles may exist; it is thinner by some part of a cell at most where the surface is smooth.
+/// A way counts where its two sides face each other, parallel within 30 degrees, so that the edge of a wedge
+/// isn't a thin wall, but a blade that tapers off more slowly is. What is told was found, so that a thinner
+/// place between the centres of triangles may exist; it is thinner by some part of a cell at most where the
+/// surface is smooth.
 ///
 /// @param mesh      the surface of the field with these settings.
 /// @param monitor   may be null. Nothing is returned when it interrupts.

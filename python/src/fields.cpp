@@ -562,8 +562,11 @@ void writeMesh(const std::string& path, const py::array& vertices, const py::arr
 
 py::tuple readMeshFile(const std::string& path, const py::object& progress)
 {
-    return arraysOf(running(progress, Where::Aside,
-                            [&](zrk::ProgressMonitor&) { return zrk::valueOrThrow(zrk::readMesh(path)); }));
+    zrk::FileMesh mesh = running(progress, Where::Aside, [&](zrk::ProgressMonitor&) {
+        return zrk::valueOrThrow(zrk::readMesh(path));
+    });
+    warnOf(mesh.warnings);
+    return arraysOf(std::move(mesh));
 }
 
 void writeVolumeFile(const std::string& path, const py::array& values, const Corner& lower,

@@ -181,11 +181,7 @@ py::object sourceOf(const Node& node, std::size_t input)
 void importInto(Node& node, const py::object& entry, const py::object& imported, const py::object& source,
                 const py::object& progress)
 {
-    for (const zrk::Fault& warning : node.importFiles(fromPython(entry, node.place()), progress)) {
-        if (PyErr_WarnEx(PyExc_UserWarning, zrk::messageOf(warning).c_str(), 2) != 0) {
-            throw py::error_already_set();
-        }
-    }
+    warnOf(node.importFiles(fromPython(entry, node.place()), progress));
     node.setImported(fromPython(imported, node.place()));
     node.setImportSource(source);
 }

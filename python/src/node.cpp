@@ -7,6 +7,7 @@
 #include "host/import_entry.h"
 #include "host/nearest_names.h"
 #include "model/file_import.h"
+#include "model/held_data.h"
 #include "model/property.h"
 #include "model/registry.h"
 #include "python/src/function_node.h"
@@ -407,10 +408,12 @@ SharedReady Node::ready(std::size_t output, const py::object& progress)
     const std::vector<SharedNode> nodes = upstream(); // kept, as another thread may link anew meanwhile
     Ready ready;
     ready.checkedAt = lastChange;
+    bool isLong = false; // what holds data may make them now, such as a frozen raster
     for (const SharedNode& node : nodes) {
         ready.stamp = std::max(ready.stamp, node->_version);
         ready.links = std::max(ready.links, node->_links);
         ready.callsPython = ready.callsPython || dynamic_cast<PythonFunction*>(node->_object.get());
+        isLong = isLong || dynamic_cast<zrkmodel::ZRKDataHolder*>(node->_object.get());
     }
     if (known && known->stamp == ready.stamp) {
         known->checkedAt = lastChange;
@@ -420,7 +423,7 @@ SharedReady Node::ready(std::size_t output, const py::object& progress)
     const auto frozen = rasters(nodes);
     checkReadable(nodes);
     const std::string place = _outputPins.size() > 1 ? fmt::format("{}, output {}", _place, output) : _place;
-    run(progress, ready.where(), [&](zrk::ProgressMonitor&) {
+    run(progress, isLong ? ready.where() : Where::Here, [&](zrk::ProgressMonitor&) {
         for (const auto& [node, last] : frozen) {
             node->refreshRaster(last);
         }

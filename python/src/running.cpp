@@ -207,6 +207,16 @@ void run(const py::object& progress, Where where, const Work& work)
     follower.finish(failure);
 }
 
+void warnOf(const std::vector<zrk::Fault>& warnings)
+{
+    for (const zrk::Fault& warning : warnings) {
+        // The second frame from here: that which called the module's own Python.
+        if (PyErr_WarnEx(PyExc_UserWarning, zrk::messageOf(warning).c_str(), 2) != 0) {
+            throw py::error_already_set();
+        }
+    }
+}
+
 void beginOnMainThread(unsigned long thread)
 {
     mainThread = thread;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/progress.h"
+#include "core/values/fault.h"
 #include "core/values/stop.h"
 
 #include <pybind11/pybind11.h>
@@ -13,6 +14,7 @@
 #include <optional>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace zrkpython {
 
@@ -68,6 +70,9 @@ private:
         return count;
     }
 };
+
+/// Warns of each in Python, where the module was called. Throws what a filter makes an exception.
+void warnOf(const std::vector<zrk::Fault>& warnings);
 
 /// On which thread work runs.
 enum class Where {

@@ -57,6 +57,13 @@ class Agreement(WithFolder):
                 np.testing.assert_array_equal(a.vertices, b.vertices)
                 np.testing.assert_array_equal(a.faces, b.faces)
 
+    def test_of_meshes_with_what_was_left_out(self):
+        path = self.folder / "quads.obj"
+        path.write_text("v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nf 1 2 3 4\nf 1 2\n")
+        with self.assertWarnsRegex(UserWarning, "quads.obj") as caught:
+            self.assertEqual(len(zrk.Mesh.load(path).faces), 2)
+        self.assertEqual(caught.filename, __file__)
+
     def test_of_pictures(self):
         field = zrk.Document.load(self.source).output
         self.zrk("render", self.source, "-o", self.folder / "a.png", "--size", "64x48", "--from", "iso",

@@ -204,7 +204,7 @@ class Mesh(_WithResource):
 
     @classmethod
     def load(cls, path, *, progress=None):
-        """Reads ``.stl``, ``.ply`` or ``.obj``."""
+        """Reads ``.3mf``, ``.stl``, ``.ply`` or ``.obj``, by content. What was left out is warned of."""
         path = check.file_name(path)
         vertices, faces = _zrk.read_mesh(path, check.progress(progress))
         return cls(vertices, faces)

@@ -151,6 +151,29 @@ TEST(Passages, FindTheThinnestWallAndTheNarrowestGap)
     EXPECT_NEAR(blocks.gap->to[0], -blocks.gap->from[0], 1e-6);
 }
 
+/// A wedge 1 wide along z, whose edge points along x; the distance within it.
+struct Wedge {
+    double halfAngle;
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        const V slanted = (p[0] - 0.8) * std::sin(halfAngle) + abs(p[1]) * std::cos(halfAngle);
+        return maximum(maximum(slanted, -0.6 - p[0]), abs(p[2]) - 0.5);
+    }
+};
+
+TEST(Passages, CountWhereTheSidesFaceEachOther)
+{
+    const double degree = std::numbers::pi / 180;
+    const Passages wedge = passagesOf(prepared(Wedge{25 * degree}), within(1));
+    ASSERT_TRUE(wedge.wall);
+    EXPECT_NEAR(wedge.wall->length, 1, 1e-6);
+    const Passages blade = passagesOf(prepared(Wedge{10 * degree}), within(1));
+    ASSERT_TRUE(blade.wall);
+    EXPECT_LT(blade.wall->length, 0.05);
+}
+
 TEST(Passages, EndAtTheBounds)
 {
     // One block that the bounds cut on both sides along z: its walls run along x and y, and there is no gap.

@@ -1,0 +1,156 @@
+#include "host/document_json.h"
+#include "host/document_values.h"
+#include "host/editing/edit_session.h"
+#include "host/editing/fragment.h"
+#include "model/graph_object.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+namespace zrkmodel {
+
+zrk::Result<std::string> EditSession::copy(const std::vector<std::uint16_t>& nodes) const
+{
+    for (const std::uint16_t node : nodes) {
+        if (const auto known = checkNode(node); !known) {
+            return zrk::refused(known.error());
+        }
+    }
+    return parseDocumentJson(_document.toText(), _document.name()).map([&](const ZRKJson& whole) {
+        return fragmentText(whole, {nodes.begin(), nodes.end()}, wholeFolder(folder()).string());
+    });
+}
+
+/// Adds the resources of a fragment, or finds that they are there, and names them in it as they are then.
+zrk::Result<void> EditSession::pasteResources(ZRKJson& fragment, DocumentWarnings& warnings,
+                                              zrk::ProgressMonitor* monitor)
+{
+    ZRKJson pending = fragment.value("resources", ZRKJson::array());
+    while (!pending.empty()) {
+        ZRKJson later = ZRKJson::array();
+        for (std::size_t i = 0; i < pending.size(); ++i) {
+            const ZRKJson entry = pending[i];
+            const ZRKJson* uuid = entry.is_object() && entry.contains("uuid") ? &entry["uuid"] : nullptr;
+            if (!uuid || !uuid->is_string()) {
+                return zrk::refused({"clipboard, \"resources\"", shown(entry), "an object with a uuid",
+                                     "copy the nodes again"});
+            }
+            const auto name = uuid->get<std::string>();
+            // A group waits for the members that come with it.
+            const bool waits = std::any_of(pending.begin(), pending.end(), [&](const ZRKJson& other) {
+                const ZRKJson members = entry.value("members", ZRKJson::array());
+                return other != entry && other.is_object() && other.contains("uuid") &&
+                       other["uuid"].is_string() && mentions(members, other["uuid"].get<std::string>());
+            });
+            if (waits) {
+                later.push_back(entry);
+                continue;
+            }
+            ZRKJson added = entry;
+            if (const auto index = _parts.resources().indexOf(ZRKuuid(name))) {
+                if (isSameResource(_parts.root()["resources"][*index], entry)) {
+                    continue;
+                }
+                const std::string newName = newResourceUuid();
+                for (ZRKJson* part : {&fragment["nodes"], &pending, &later}) {
+                    replaceText(*part, name, newName);
+                }
+                added["uuid"] = newName;
+            }
+            if (const auto known = addResource(added, &warnings, monitor); !known) {
+                return zrk::refused(known.error());
+            }
+            pending[i] = nullptr; // nobody waits for it any more
+        }
+        if (later.size() == pending.size()) {
+            return zrk::refused({"clipboard, \"resources\"", "groups that contain each other",
+                                 "groups that lead one way", "remove the member that closes the cycle"});
+        }
+        pending = std::move(later);
+    }
+    return {};
+}
+
+/// Makes the links again that came from nodes outside; returns how many couldn't be made.
+std::size_t EditSession::linkFromOutside(const ZRKJson& links, const std::map<int, int>& newIds)
+{
+    std::size_t dropped = 0;
+    for (const ZRKJson& link : links.is_array() ? links : ZRKJson::array()) {
+        const bool isLink = link.is_object() && isPinPair(link, "from") && isPinPair(link, "to");
+        const auto to = isLink ? newIds.find(link["to"][0].get<int>()) : newIds.end();
+        if (to == newIds.end()) {
+            ++dropped;
+            continue;
+        }
+        const Pin_handle input =
+            Pin_handle::input(static_cast<std::uint16_t>(to->second), link["to"][1].get<std::uint8_t>());
+        dropped += connect(DocumentParts::from(link), input) == ZRKLinkResult::Done ? 0 : 1;
+    }
+    return dropped;
+}
+
+zrk::Result<Pasted> EditSession::paste(const std::string& text, const PasteSettings& settings)
+{
+    return perform("Paste", "", [&]() -> zrk::Result<Pasted> {
+        auto read = readFragment(text);
+        if (!read) {
+            return zrk::refused(std::move(read.error()));
+        }
+        ZRKJson fragment = std::move(*read);
+        rebasePaths(fragment, wholeFolder(folder()));
+        Pasted pasted;
+        if (const auto added = pasteResources(fragment, pasted.warnings, settings.monitor); !added) {
+            return zrk::refused(added.error());
+        }
+        const zrk::Result<int> first = nextId();
+        if (!first) {
+            return zrk::refused(first.error());
+        }
+        std::map<int, int> newIds;
+        std::set<std::uint16_t> taken;
+        int id = *first;
+        for (ZRKJson& entry : fragment["nodes"]) {
+            const int former = entry["id"].get<int>();
+            while (id <= static_cast<int>(kMaxNodeId) && _watched.contains(static_cast<std::uint16_t>(id))) {
+                ++id;
+            }
+            newIds[former] = id;
+            entry["id"] = id++;
+            entry.erase("bypass"); // it names nodes by their former ids
+            shiftPosition(entry, settings.dx, settings.dy);
+        }
+        auto nodes = insertNodes(fragment["nodes"], pasted.warnings, settings.monitor);
+        if (!nodes) {
+            return zrk::refused(std::move(nodes.error()));
+        }
+        pasted.nodes = std::move(*nodes);
+        for (const ZRKJson& link : fragment.value("links", ZRKJson::array())) {
+            const auto end = [&](const char* key) {
+                return static_cast<std::uint16_t>(newIds.at(link[key][0].get<int>()));
+            };
+            const auto linked =
+                this->link(Pin_handle::output(end("from"), link["from"][1].get<std::uint8_t>()),
+                           Pin_handle::input(end("to"), link["to"][1].get<std::uint8_t>()));
+            if (!linked) {
+                return zrk::refused(linked.error());
+            }
+        }
+        if (settings.keepsOuterLinks) {
+            pasted.droppedLinks = linkFromOutside(fragment.value("outerLinks", ZRKJson::array()), newIds);
+        }
+        select(pasted.nodes);
+        return pasted;
+    });
+}
+
+zrk::Result<Pasted> EditSession::duplicate(const std::vector<std::uint16_t>& nodes, double dx, double dy)
+{
+    return perform("Duplicate", "", [&] {
+        return copy(nodes).and_then([&](const std::string& text) { return paste(text, {true, dx, dy}); });
+    });
+}
+
+} // namespace zrkmodel

@@ -1,0 +1,176 @@
+#include "host/document_values.h"
+#include "host/editing/edit_session.h"
+#include "host/geometry_reader.h"
+#include "model/graph_object.h"
+#include "model/type_info.h"
+
+#include <fmt/core.h>
+
+#include <iterator>
+#include <set>
+#include <utility>
+
+namespace zrkmodel {
+
+zrk::Result<std::shared_ptr<ZRKSerializableObject>>
+EditSession::readResource(const ZRKJson& entry, DocumentWarnings* warnings,
+                          zrk::ProgressMonitor* monitor) const
+{
+    DocumentWarnings unheard;
+    return _parts.resources().read(entry, _document.name() + ", new resource", paths(), monitor,
+                                   _document.unit(), warnings ? *warnings : unheard);
+}
+
+void EditSession::insertResource(const ZRKJson& entry, std::size_t index,
+                                 std::shared_ptr<ZRKSerializableObject> object)
+{
+    if (!_parts.root().contains("resources")) {
+        MemberChange list =
+            _parts.memberChange(MemberChange::Place::Document, 0, "resources", ZRKJson::array());
+        // Before the nodes, which refer to them.
+        list.index =
+            static_cast<std::size_t>(std::distance(_parts.root().begin(), _parts.root().find("nodes")));
+        (void)_parts.setMember(list, true);
+        record(std::move(list));
+    }
+    ResourceChange change{true, index, entry, std::move(object)};
+    _parts.insertResource(change);
+    record(std::move(change));
+}
+
+void EditSession::eraseResource(std::size_t index)
+{
+    ResourceChange change{false, index, _parts.root()["resources"][index],
+                          _parts.resources().objects()[index]};
+    _parts.eraseResource(index);
+    record(std::move(change));
+}
+
+zrk::Result<std::string> EditSession::addResource(ZRKJson entry, DocumentWarnings* warnings,
+                                                  zrk::ProgressMonitor* monitor)
+{
+    return perform("Add resource", "", [&]() -> zrk::Result<std::string> {
+        if (entry.is_object() && !entry.contains("uuid")) {
+            ZRKJson named{{"uuid", newResourceUuid()}};
+            named.update(entry);
+            entry = std::move(named);
+        }
+        auto object = readResource(entry, warnings, monitor);
+        if (!object) {
+            return zrk::refused(std::move(object.error()));
+        }
+        const auto uuid = entry["uuid"].get<std::string>();
+        if (_parts.resources().indexOf(ZRKuuid(uuid))) {
+            return zrk::refused(fault("new resource, \"uuid\"", shown(entry["uuid"]) + " a second time",
+                                      "a uuid that no other resource has",
+                                      "leave the uuid out, or replace the resource that has it"));
+        }
+        insertResource(entry, _parts.resourceCount(), std::move(*object));
+        std::vector<Restored> restored;
+        rebind(uuid, true, restored); // of those that waited for it
+        announce(restored);
+        return uuid;
+    });
+}
+
+/// Who uses a resource, for messages; empty where nobody does.
+std::string EditSession::userOf(const std::string& uuid) const
+{
+    for (const auto& [node, watched] : _watched) {
+        if (mentions(watched.values, uuid)) {
+            return nodeText(node);
+        }
+    }
+    for (std::size_t i = 0; i < _parts.resourceCount(); ++i) {
+        const ZRKJson& entry = _parts.root()["resources"][i];
+        if (isGroup(entry) && mentions(entry["members"], uuid)) {
+            return "the group " + shown(entry["uuid"]);
+        }
+    }
+    return "";
+}
+
+zrk::Result<void> EditSession::removeResource(const std::string& uuid)
+{
+    return perform("Remove resource", "", [&]() -> zrk::Result<void> {
+        const auto index = _parts.resources().indexOf(ZRKuuid(uuid));
+        const std::string place = "resource " + zrk::quotation(uuid);
+        if (!index) {
+            return zrk::refused(fault(place, "no such resource", "the uuid of a resource of the document",
+                                      "take one of the resources that are there"));
+        }
+        if (const std::string user = userOf(uuid); !user.empty()) {
+            return zrk::refused(fault(place, "a resource that " + user + " uses", "one that nobody uses",
+                                      "let that use another one first"));
+        }
+        eraseResource(*index);
+        return {};
+    });
+}
+
+zrk::Result<void> EditSession::replaceOne(const ZRKJson& entry, DocumentWarnings* warnings,
+                                          zrk::ProgressMonitor* monitor)
+{
+    const auto uuid = entry["uuid"].get<std::string>();
+    auto object = readResource(entry, warnings, monitor);
+    if (!object) {
+        return zrk::refused(std::move(object.error()));
+    }
+    const std::size_t index = *_parts.resources().indexOf(ZRKuuid(uuid));
+    eraseResource(index);
+    insertResource(entry, index, std::move(*object));
+    std::vector<Restored> restored;
+    rebind(uuid, true, restored);
+    announce(restored);
+    // A group holds its members' distances.
+    for (std::size_t i = 0; i < _parts.resourceCount(); ++i) {
+        const ZRKJson group = _parts.root()["resources"][i];
+        if (isGroup(group) && mentions(group["members"], uuid)) {
+            if (const auto replaced = replaceOne(group, warnings, monitor); !replaced) {
+                return replaced;
+            }
+        }
+    }
+    return {};
+}
+
+zrk::Result<void> EditSession::replaceResource(const std::string& uuid, ZRKJson entry,
+                                               DocumentWarnings* warnings, zrk::ProgressMonitor* monitor)
+{
+    return perform("Replace resource", "", [&]() -> zrk::Result<void> {
+        const std::string place = "resource " + zrk::quotation(uuid);
+        const auto index = _parts.resources().indexOf(ZRKuuid(uuid));
+        if (!index || !entry.is_object()) {
+            return zrk::refused(fault(place, index ? shown(entry) : "no such resource",
+                                      index ? "an object" : "the uuid of a resource of the document",
+                                      "take one of the resources that are there"));
+        }
+        ZRKJson named{{"uuid", _parts.root()["resources"][*index]["uuid"]}};
+        entry.erase("uuid");
+        named.update(entry);
+        // A group must not come to contain itself.
+        std::set<std::string> reached;
+        std::vector<ZRKJson> open{named};
+        while (!open.empty()) {
+            const ZRKJson group = std::move(open.back());
+            open.pop_back();
+            if (!isGroup(group)) {
+                continue;
+            }
+            for (const ZRKJson& member : group.value("members", ZRKJson::array())) {
+                const std::string text = member.is_string() ? member.get<std::string>() : std::string();
+                if (equalIgnoringCase(text, uuid)) {
+                    return zrk::refused(fault(place, "a group that contains itself",
+                                              "groups that lead one way", "leave that member out"));
+                }
+                const auto next = _parts.resources().indexOf(ZRKuuid(text));
+                if (next && reached.insert(text).second) {
+                    open.push_back(_parts.root()["resources"][*next]);
+                }
+            }
+        }
+        return replaceOne(named, warnings, monitor);
+    });
+}
+
+} // namespace zrkmodel

@@ -1,0 +1,138 @@
+#include "host/editing/tests/editing_fixture.h"
+
+#include <fmt/core.h>
+
+namespace zrkmodel {
+namespace {
+
+using namespace testing;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+class EditClipboard : public Editing {};
+
+TEST_F(EditClipboard, HasADocumentThatOthersCanRead)
+{
+    const auto session = openParts();
+    const std::string text = zrk::valueOrThrow(session->copy({6, 3, 4}));
+    const ZRKJson fragment = ZRKJson::parse(text);
+    EXPECT_EQ(fragment["zrkGraph"], 1);
+    ASSERT_EQ(fragment["nodes"].size(), 3u);
+    EXPECT_EQ(fragment["nodes"][0]["id"], 3); // in the order of the document
+    ASSERT_EQ(fragment["links"].size(), 1u);
+    EXPECT_EQ(fragment["outerLinks"].size(), 2u);
+    ASSERT_EQ(fragment["resources"].size(), 1u);
+    EXPECT_EQ(fragment["resources"][0]["uuid"], "here");
+    DocumentWarnings warnings;
+    EXPECT_TRUE(GraphDocument::parse(text, path("fragment.zrk.json"), warnings));
+    EXPECT_FALSE(session->copy({3, 99}));
+}
+
+TEST_F(EditClipboard, PastesUnderNewIdsWithInnerLinks)
+{
+    const auto session = openParts();
+    const std::string text = zrk::valueOrThrow(session->copy({2, 3, 4, 7}));
+    PasteSettings settings;
+    settings.dx = 10;
+    const Pasted pasted = zrk::valueOrThrow(session->paste(text, settings));
+    EXPECT_THAT(pasted.nodes, ElementsAre(9, 10, 11, 12));
+    EXPECT_EQ(pasted.droppedLinks, 0u);
+    EXPECT_THAT(session->selection(), ElementsAre(9, 10, 11, 12));
+    const ZRKGraph& graph = *session->document().graph();
+    EXPECT_EQ(graph.upstream(Pin_handle::input(10, 0)).handle, Pin_handle::output(9, 0));
+    EXPECT_EQ(graph.upstream(Pin_handle::input(11, 1)).handle, Pin_handle::output(10, 0));
+    EXPECT_FALSE(graph.upstream(Pin_handle::input(11, 0)).isValid()); // from outside
+    EXPECT_EQ((*session->entry(12))["import"], "part.obj");
+    EXPECT_EQ((*session->entry(12))["position"], ZRKJson({310.0, 0.0}));
+    settings.keepsOuterLinks = true;
+    ASSERT_TRUE(session->removeNodes({3}));
+    const Pasted again = zrk::valueOrThrow(session->paste(zrk::valueOrThrow(session->copy({4})), settings));
+    EXPECT_EQ(graph.upstream(Pin_handle::input(again.nodes[0], 0)).handle, Pin_handle::output(1, 0));
+    const Pasted dropped = zrk::valueOrThrow(session->paste(
+        R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "Gyroid"}],
+            "outerLinks": [{"from": [77, 0], "to": [1, 0]}, {"from": [2, 0], "to": [1, 0]}, 3]})",
+        settings));
+    EXPECT_EQ(dropped.droppedLinks, 2u);
+}
+
+TEST_F(EditClipboard, BringsResourcesToAnotherDocument)
+{
+    // Another folder, where "gear" and "here" mean something else and "ball" the same.
+    std::filesystem::create_directory(folder / "other");
+    const auto from = openParts();
+    ASSERT_TRUE(from->setItem(6, "poles", 0, {{"is_ref", true}, {"point_handle", "HERE"}}));
+    const auto blend =
+        zrk::valueOrThrow(from->addNode({"geometry blend", "", ZRKJson{{"geometries", "both"}}}));
+    const std::string text = zrk::valueOrThrow(from->copy({6, 7, 8, blend}));
+    DocumentWarnings warnings;
+    auto document = zrk::valueOrThrow(GraphDocument::parse(
+        R"({"zrkGraph": 1, "resources": [
+            {"uuid": "gear", "kind": "image2d", "path": "../ring.png"},
+            {"uuid": "HERE", "kind": "geometry", "shape": "point", "position": [0, 0, 1]},
+            {"uuid": "ball", "kind": "geometry", "shape": "sphere", "center": [0, 0, 0], "radius": 1}]})",
+        path("other/b.zrk.json"), warnings));
+    EditSession to(std::move(document), settings());
+    const std::string first = to.document().toText();
+    const Pasted pasted = zrk::valueOrThrow(to.paste(text));
+    EXPECT_TRUE(pasted.warnings.empty()) << zrk::messageOf(pasted.warnings.front());
+    const ZRKJson root = ZRKJson::parse(to.document().toText());
+    std::vector<std::string> uuids;
+    for (const ZRKJson& resource : root["resources"]) {
+        uuids.push_back(resource["uuid"].get<std::string>());
+    }
+    EXPECT_EQ(uuids.size(), 6u); // of its own 3, and with "gear", "here" and "both" under names that are free
+    EXPECT_EQ(uuids.back(), "both");
+    EXPECT_EQ(root["resources"][3]["path"], "../gear.png");
+    EXPECT_EQ((*to.entry(pasted.nodes[1]))["import"], "../part.obj");
+    EXPECT_EQ(valueOf(to, pasted.nodes[2], "image"), root["resources"][3]["uuid"]);
+    EXPECT_NE(valueOf(to, pasted.nodes[0], "poles")[1]["point_handle"], "HERE");
+    EXPECT_EQ(valueOf(to, pasted.nodes[0], "poles")[1]["point"], ZRKJson({0.5, 0.0, 0.0}));
+    EXPECT_EQ(samplesOf(to.document()), samplesAfterReload(to.document()));
+    ASSERT_TRUE(to.undo());
+    EXPECT_EQ(to.document().toText(), first);
+}
+
+TEST_F(EditClipboard, RefusesWhatIsNoFragment)
+{
+    const auto session = openParts();
+    const std::string before = session->document().toText();
+    struct Case {
+        const char* text;
+        const char* message;
+    };
+    const Case cases[] = {
+        {"hello", "broken JSON"},
+        {"[1, 2]", "expected an object"},
+        {R"({"nodes": []})", "\"zrkGraph\""},
+        {R"({"zrkGraph": 7, "nodes": [{"id": 1, "type": "Gyroid"}]})",
+         "found format version 7, expected at most 1"},
+        {R"({"zrkGraph": 1})", "expected a node to paste"},
+        {R"({"zrkGraph": 1, "nodes": 3})", "expected an array"},
+        {R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "Gyroid"}, {"id": 1, "type": "Gyroid"}]})",
+         "an id of its own"},
+        {R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "Gyroids"}]})", "did you mean"},
+        {R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "Gyroid"}], "links": [{"from": [2, 0], "to": [1, 0]}]})",
+         "between nodes that are copied"},
+        {R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "Gyroid"}, {"id": 2, "type": "Gyroid"}],
+            "links": [{"from": [2, 0], "to": [1, 0]}]})",
+         "the tags of the two pins differ"},
+        {R"({"zrkGraph": 1, "resources": [{"uuid": "new", "kind": "image2d", "path": "ring.png"},
+            {"uuid": "x", "kind": "image2d", "path": "gone.png"}], "nodes": [{"id": 1, "type": "Gyroid"}]})",
+         "gone.png"},
+        {R"({"zrkGraph": 1, "resources": [
+            {"uuid": "x", "kind": "geometry", "shape": "group", "members": ["y"]},
+            {"uuid": "y", "kind": "geometry", "shape": "group", "members": ["x"]}],
+            "nodes": [{"id": 1, "type": "Gyroid"}]})",
+         "groups that lead one way"},
+    };
+    for (const Case& c : cases) {
+        const auto pasted = session->paste(c.text);
+        ASSERT_FALSE(pasted) << c.text;
+        EXPECT_THAT(zrk::messageOf(pasted.error()), HasSubstr(c.message));
+        EXPECT_EQ(session->document().toText(), before);
+        EXPECT_FALSE(session->canUndo());
+    }
+}
+
+} // namespace
+} // namespace zrkmodel

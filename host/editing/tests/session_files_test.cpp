@@ -1,0 +1,224 @@
+#include "host/editing/tests/editing_fixture.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <set>
+#include <thread>
+
+namespace zrkmodel {
+namespace {
+
+using namespace testing;
+using ::testing::HasSubstr;
+
+class SessionFiles : public Editing {
+protected:
+    bool exists(const std::filesystem::path& file) const { return std::filesystem::exists(file); }
+};
+
+TEST_F(SessionFiles, KeepChangesForRecoveryAtMost15Seconds)
+{
+    auto session = openParts();
+    const std::filesystem::path file = session->recoveryPath();
+    const auto tick = [&](double seconds) {
+        time += seconds;
+        ASSERT_TRUE(session->tick());
+    };
+    tick(100);
+    EXPECT_FALSE(exists(file)); // nothing has changed
+    ASSERT_TRUE(session->setValue(1, "radius", 2));
+    tick(14);
+    EXPECT_FALSE(exists(file));
+    tick(1);
+    ASSERT_TRUE(exists(file));
+    const std::string written = content(file.filename());
+    EXPECT_EQ(written, session->document().toText());
+    ASSERT_TRUE(session->setValue(1, "radius", 3));
+    tick(14);
+    EXPECT_EQ(content(file.filename()), written);
+    tick(1);
+    EXPECT_EQ(content(file.filename()), session->document().toText());
+    ASSERT_TRUE(session->save());
+    EXPECT_FALSE(exists(file));
+    ASSERT_TRUE(session->setValue(1, "radius", 4));
+    tick(15);
+    EXPECT_TRUE(exists(file));
+    ASSERT_TRUE(session->undo()); // nothing is unsaved any more
+    tick(15);
+    EXPECT_FALSE(exists(file));
+    ASSERT_TRUE(session->redo());
+    tick(15);
+    EXPECT_TRUE(exists(file));
+    session.reset(); // closes it
+    EXPECT_FALSE(exists(file));
+}
+
+TEST_F(SessionFiles, KeepRecoveryFilesOfOneNameApart)
+{
+    EditSettings apart = settings();
+    apart.recoveryFolder = folder / "state";
+    std::filesystem::create_directories(folder / "state");
+    std::filesystem::create_directories(folder / "a");
+    std::set<std::string> files;
+    for (const char* name : {"x.zrk.json", "a/x.zrk.json"}) {
+        DocumentWarnings warnings;
+        EditSession session(
+            zrk::valueOrThrow(GraphDocument::parse(R"({"zrkGraph": 1})", path(name), warnings)), apart);
+        EXPECT_EQ(session.recoveryPath().parent_path(), folder / "state");
+        files.insert(session.recoveryPath());
+    }
+    EXPECT_EQ(files.size(), 2u);
+}
+
+// A program that edits and is killed.
+TEST_F(SessionFiles, OfferWhatAKilledProgramLeft)
+{
+    (void)openParts();
+    const std::string saved = content("test.zrk.json");
+    const ::pid_t child = ::fork();
+    if (child == 0) {
+        const auto session = open();
+        for (int i = 0;; ++i) {
+            time += 20;
+            (void)session->setValue(1, "radius", i + 1000);
+            (void)session->tick();
+        }
+    }
+    auto session = open();
+    const std::filesystem::path file = session->recoveryPath();
+    for (int i = 0; i < 500 && !exists(file); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    session.reset();
+    ASSERT_TRUE(exists(file)); // another session's, so that closing this one left it
+    session = open();
+    EXPECT_EQ(session->recovery(), file);
+    EXPECT_EQ(session->document().toText(), saved);
+    ASSERT_TRUE(session->setValue(2, "angle", 1));
+    time += 100;
+    const std::string left = content(file.filename());
+    ASSERT_TRUE(session->tick());
+    EXPECT_EQ(content(file.filename()), left); // it isn't written over while it is offered
+    ASSERT_TRUE(session->undo());
+
+    DocumentWarnings warnings;
+    const zrk::Result<void> recovered = session->recover(warnings);
+    ASSERT_TRUE(recovered) << messageOf(recovered);
+    EXPECT_EQ(session->document().toText(), left);
+    EXPECT_GE(valueOf(*session, 1, "radius").get<double>(), 1000);
+    EXPECT_TRUE(session->isModified());
+    ASSERT_TRUE(session->save());
+    EXPECT_EQ(content("test.zrk.json"), left);
+    EXPECT_FALSE(exists(file));
+    EXPECT_FALSE(session->isModified());
+}
+
+TEST_F(SessionFiles, OfferOnlyWhatIsNewerAndOther)
+{
+    (void)openParts();
+    const std::filesystem::path file = open()->recoveryPath();
+    put(file.filename(), content("test.zrk.json"));
+    EXPECT_TRUE(open()->recovery().empty()); // the same
+    put(file.filename(), R"({"zrkGraph": 1})");
+    EXPECT_FALSE(open()->recovery().empty());
+    {
+        const auto session = open();
+        session->discardRecovery();
+        EXPECT_FALSE(exists(file));
+        DocumentWarnings warnings;
+        EXPECT_THAT(messageOf(session->recover(warnings)), HasSubstr("no recovery file"));
+    }
+    put(file.filename(), R"({"zrkGraph": 9})");
+    {
+        const auto session = open(); // one that can't be read
+        const std::string text = session->document().toText();
+        DocumentWarnings warnings;
+        EXPECT_THAT(messageOf(session->recover(warnings)), HasSubstr("format version 9"));
+        EXPECT_EQ(session->document().toText(), text);
+    }
+    EXPECT_TRUE(exists(file));
+    std::filesystem::last_write_time(file, std::filesystem::last_write_time(folder / "test.zrk.json") -
+                                               std::chrono::seconds(5));
+    EXPECT_TRUE(open()->recovery().empty()); // older
+}
+
+TEST_F(SessionFiles, AreKnownToHaveChanged)
+{
+    const auto session = openParts();
+    const std::string saved = content("test.zrk.json");
+    const auto later = [&] {
+        std::filesystem::last_write_time(folder / "test.zrk.json",
+                                         std::filesystem::file_time_type::clock::now() +
+                                             std::chrono::seconds(9));
+    };
+    EXPECT_EQ(session->fileState(), FileState::Same);
+    put("test.zrk.json", saved); // written again
+    later();
+    EXPECT_EQ(session->fileState(), FileState::Same);
+    std::string other = saved;
+    other.replace(other.find("0.75"), 4, "0.25"); // as long as before
+    put("new", other);
+    std::filesystem::rename(folder / "new", folder / "test.zrk.json"); // as editors save
+    later();
+    EXPECT_EQ(session->fileState(), FileState::Changed);
+
+    ASSERT_TRUE(session->setValue(1, "radius", 5));
+    DocumentWarnings warnings;
+    EXPECT_THAT(messageOf(session->reload(warnings)), HasSubstr("unsaved changes"));
+    EXPECT_THAT(messageOf(session->save()), HasSubstr("another program has changed"));
+    EXPECT_EQ(content("test.zrk.json"), other);
+    std::vector<EditEvent::Kind> told;
+    const nod::scoped_connection connection =
+        session->addListener([&](const EditEvent& event) { told.push_back(event.kind); });
+    ASSERT_TRUE(session->reload(warnings, true));
+    EXPECT_EQ(told, std::vector{EditEvent::Kind::Replaced});
+    EXPECT_EQ(valueOf(*session, 1, "radius"), 0.25);
+    EXPECT_FALSE(session->isModified());
+    EXPECT_FALSE(session->canUndo());
+    EXPECT_EQ(session->fileState(), FileState::Same);
+    ASSERT_TRUE(session->setValue(1, "radius", 6)); // the new nodes are listened to
+    EXPECT_TRUE(session->isModified());
+
+    put("test.zrk.json", "broken");
+    later();
+    EXPECT_FALSE(session->reload(warnings, true));
+    EXPECT_EQ(valueOf(*session, 1, "radius"), 6.0);
+    ASSERT_TRUE(session->save("", true));
+    EXPECT_EQ(content("test.zrk.json"), session->document().toText());
+    std::filesystem::remove(folder / "test.zrk.json");
+    EXPECT_EQ(session->fileState(), FileState::Missing);
+    ASSERT_TRUE(session->save());
+}
+
+TEST_F(SessionFiles, ThatCannotBeWrittenLeaveTheSessionAsItWas)
+{
+    const auto session = openParts();
+    ASSERT_TRUE(session->setValue(1, "radius", 5));
+    EXPECT_FALSE(session->save(path("no such folder/a.zrk.json")));
+    EXPECT_TRUE(session->isModified());
+    EXPECT_EQ(session->path(), path("test.zrk.json"));
+    ASSERT_TRUE(session->save(path("b.zrk.json")));
+    EXPECT_EQ(session->path(), path("b.zrk.json"));
+    EXPECT_EQ(session->document().name(), path("b.zrk.json"));
+    EXPECT_FALSE(session->isModified());
+    // In another folder, all that is named is still found, also after undo.
+    const auto samples = samplesOf(session->document());
+    DocumentWarnings warnings;
+    ASSERT_TRUE(session->importFiles(7, {folder / "other.obj"}, warnings));
+    std::filesystem::create_directory(folder / "deep");
+    ASSERT_TRUE(session->save(path("deep/c.zrk.json")));
+    EXPECT_THAT(content("deep/c.zrk.json"), HasSubstr("\"import\": \"../other.obj\""));
+    EXPECT_EQ(samplesOf(session->document()), samplesAfterReload(session->document()));
+    ASSERT_TRUE(session->undo());
+    EXPECT_THAT(session->document().toText(), HasSubstr("\"import\": \"../part.obj\""));
+    EXPECT_EQ(samplesAfterReload(session->document()), samples);
+    const auto unnamed = sessionOf(R"({"zrkGraph": 1})");
+    EXPECT_THAT(messageOf(unnamed->save()), HasSubstr("save under a name"));
+}
+
+} // namespace
+} // namespace zrkmodel

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "model/signal.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace zrkmodel {
+
+/// What a component holds besides its stored values, as parts that only the component can read. Parts are
+/// immutable and shared, so that a copy costs little.
+struct ZRKHeldData {
+    struct Part {
+        std::shared_ptr<const void> data; ///< may be null
+        std::size_t bytes = 0;            ///< about as much memory as the part takes
+
+        friend bool operator==(const Part& a, const Part& b) { return a.data == b.data; }
+    };
+
+    std::vector<Part> parts;
+    unsigned state = 0; ///< flags of the component's own
+
+    /// Equal data are the same objects.
+    friend bool operator==(const ZRKHeldData&, const ZRKHeldData&) = default;
+
+    template <class T>
+    void add(std::shared_ptr<const T> data, std::size_t bytes)
+    {
+        parts.push_back({std::move(data), bytes});
+    }
+    /// Part i, which was added as a T.
+    template <class T>
+    std::shared_ptr<const T> part(std::size_t i) const
+    {
+        return std::static_pointer_cast<const T>(parts.at(i).data);
+    }
+};
+
+/// A component that holds data which its stored values don't have: an imported mesh, a frozen raster. A host
+/// that undoes an edit puts back what was held, which then is neither read nor computed again.
+///
+/// Used on the thread that edits the component, while evaluators are built on any.
+class ZRKDataHolder {
+public:
+    ZRKDataHolder() = default;
+    /// A copy has no listeners, and assignment leaves them as they are.
+    ZRKDataHolder(const ZRKDataHolder&) {}
+    ZRKDataHolder& operator=(const ZRKDataHolder&) { return *this; }
+    virtual ~ZRKDataHolder() = default;
+
+    virtual ZRKHeldData held() const = 0;
+    /// Puts back what `held` of this object gave. Tells no one.
+    virtual void hold(const ZRKHeldData& data) = 0;
+
+    /// The listener is called before an edit, or a change upstream, changes what is held, on the thread that
+    /// makes it. What is computed when evaluators ask for it comes without a call.
+    nod::connection addEditListener(std::function<void()> listener)
+    {
+        return _editing.connect(std::move(listener));
+    }
+    /// The listener is called after an import, with the files it took.
+    nod::connection addImportListener(std::function<void(const std::vector<std::filesystem::path>&)> listener)
+    {
+        return _imported.connect(std::move(listener));
+    }
+
+protected:
+    void announceEdit() const { _editing(); }
+    void announceImport(const std::vector<std::filesystem::path>& paths) const { _imported(paths); }
+
+private:
+    nod::signal<void()> _editing;
+    nod::signal<void(const std::vector<std::filesystem::path>&)> _imported;
+};
+
+} // namespace zrkmodel
