@@ -172,7 +172,7 @@ class Completion(ZrkTest):
         self.assertEqual(self.words("probe", path, "--pin", "2"), ["22:0"])
         self.assertEqual(self.words("probe", path, "--pin", "22:0", "1"), ["1:0", ":files"])
         self.assertEqual(self.words("probe", path, "--set", "22.r"), ["22.radius="])
-        self.assertEqual(self.words("edit", path, "22.r"), ["22.radius="])
+        self.assertEqual(self.words("edit", path, "22.r"), ["22.radius=", ":files"])
         self.assertEqual(self.words("measure", path, "--solve", "1.ang"), ["1.angle"])
         for broken in ("{", '{"nodes": 5}', '{"nodes": [5, {"id": "x"}, {"id": 1}]}'):
             path = str(self.put(broken, "broken.zrk.json"))
