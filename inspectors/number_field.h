@@ -17,7 +17,7 @@ namespace zrkui {
 /// numbers beyond its range, NaN and infinities as they are; only what the user enters is cut to the range.
 /// Where room is short it shows fewer digits until it has the focus, never a part of the text.
 ///
-/// Numbers are typed, as expressions too, stepped by arrow keys and wheel (Shift finer, Ctrl coarser), and
+/// Numbers are typed, as expressions too, stepped by arrow keys and wheel (Shift coarser, Ctrl finer), and
 /// dragged. Text that isn't a number is told beside the field, and the former number stays.
 class NumberField : public QDoubleSpinBox, public UIDescribed {
 public:
@@ -37,6 +37,8 @@ public:
     void setMark(const QString& text);
     /// Shows where the number lies within its limits, and takes the place where it is dragged to.
     void setFilled(bool filled);
+    /// Takes what is typed but not yet entered.
+    void takeTyped();
 
     void describe(zrkmodel::ZRKJson& out) const override;
     QString textFromValue(double value) const override;
@@ -80,8 +82,8 @@ private:
     QString fittingText(double value) const;
     bool isUnchanged(const QString& text) const;
     void showText();
-    void takeTyped();
     double step() const;
+    static double stepFactorOf(Qt::KeyboardModifiers modifiers);
     void dragTo(int x);
 };
 

@@ -326,7 +326,7 @@ TEST(Controls, TellWhatIsNoNumberAndKeepTheFormerOne)
     type(*smoothness, "soft");
     EXPECT_EQ(cross.component->smoothness.value(), 0.5);
     EXPECT_EQ(shownIn(*smoothness), "0.5");
-    EXPECT_EQ(UIField::of(smoothness)->message(), "\"soft\" is no number");
+    EXPECT_EQ(UIField::of(smoothness)->message(), "\"soft\" is no number; 0.5 stays");
     type(*smoothness, "3");
     EXPECT_EQ(cross.component->smoothness.value(), 1) << "cut to the range";
     EXPECT_EQ(UIField::of(smoothness)->message(), "");
@@ -335,6 +335,32 @@ TEST(Controls, TellWhatIsNoNumberAndKeepTheFormerOne)
     type(*fx.find<QSpinBoxWrapper>(), "2.5");
     EXPECT_EQ(fx.component->resolution.value(), 8);
     EXPECT_THAT(UIField::of(fx.find<QSpinBoxWrapper>())->message(), HasSubstr("no whole number"));
+}
+
+TEST(Controls, TellWhatIsWrongWithAnExpression)
+{
+    struct Case {
+        const char* text;
+        const char* fault;
+    };
+    const Case cases[] = {
+        {"2*pi", ""},
+        {"1/3", ""},
+        {"-(2^2)e", "has \"e\" where it should end"},
+        {"0.18*", "doesn't end"},
+        {"1 +", "doesn't end"},
+        {"2**3", "has \"*\" where a number belongs"},
+        {"2*radius+1", "has \"radius\" where a number belongs"},
+        {"(1+2", "lacks a \")\""},
+        {"1+2)", "has a \")\" too many"},
+        {"1/0", "is no finite number"},
+        {"", "is no number"},
+        {"mm", "is no number"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(numberFault(c.text).toStdString(), c.fault) << c.text;
+        EXPECT_EQ(numberFromText(c.text).has_value(), std::string(c.fault).empty()) << c.text;
+    }
 }
 
 TEST(Controls, StepNumbersByKeys)
@@ -352,9 +378,9 @@ TEST(Controls, StepNumbersByKeys)
     };
     const Case cases[] = {
         {Qt::Key_Down, {}, 0.99},
-        {Qt::Key_Down, Qt::ShiftModifier, 0.989},
-        {Qt::Key_Down, Qt::ControlModifier, 0.889},
-        {Qt::Key_Up, Qt::ShiftModifier, 0.89},
+        {Qt::Key_Down, Qt::ControlModifier, 0.989},
+        {Qt::Key_Down, Qt::ShiftModifier, 0.889},
+        {Qt::Key_Up, Qt::ControlModifier, 0.89},
     };
     for (const Case& c : cases) {
         press(c.key, c.modifiers);
@@ -399,9 +425,9 @@ TEST(Controls, DragAndTurnNumbers)
     slider->setFocus();
     turn(Qt::NoModifier);
     EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.51);
-    turn(Qt::ShiftModifier);
-    EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.511);
     turn(Qt::ControlModifier);
+    EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.511);
+    turn(Qt::ShiftModifier);
     EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.611);
 }
 
