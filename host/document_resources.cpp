@@ -114,7 +114,7 @@ public:
         } else if (isGroup(_entries[0])) {
             readGroups(0);
         } else {
-            loaded(0, zrk::valueOrThrow(readGeometry(_entries[0], place(0), _paths)));
+            loaded(0, zrk::valueOrThrow(readGeometry(_entries[0], place(0), _paths, _unit, _warnings)));
         }
     }
 
@@ -308,10 +308,10 @@ std::optional<std::size_t> DocumentResources::indexOf(const ZRKuuid& uuid) const
     return index == _index.end() ? std::nullopt : std::optional(index->second);
 }
 
-zrk::Result<std::shared_ptr<ZRKSerializableObject>> DocumentResources::read(const ZRKJson& entry,
-                                                                            const std::string& place,
-                                                                            const DocumentPaths& paths,
-                                                                            zrk::ProgressMonitor* monitor)
+zrk::Result<std::shared_ptr<ZRKSerializableObject>>
+DocumentResources::read(const ZRKJson& entry, const std::string& place, const DocumentPaths& paths,
+                        zrk::ProgressMonitor* monitor, const std::string& unit,
+                        std::vector<zrk::Fault>& warnings)
 {
     return zrk::attempt(place, [&] {
         // A document of this entry alone, or of a group with stand-ins for its members.
@@ -334,7 +334,7 @@ zrk::Result<std::shared_ptr<ZRKSerializableObject>> DocumentResources::read(cons
             }
             single._index.clear();
         }
-        ResourceReader(entries, place, paths, single, monitor).readFirst(known);
+        ResourceReader(entries, place, paths, single, monitor, unit, warnings).readFirst(known);
         return single._entries.front()->object();
     });
 }

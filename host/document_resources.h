@@ -63,11 +63,13 @@ public:
     /// Loads what an entry names and gives the object its uuid, without adding it. A group takes the
     /// geometries that are there.
     ///
-    /// @param place    of the entry, for messages.
-    /// @param monitor  may be null.
-    zrk::Result<std::shared_ptr<ZRKSerializableObject>> read(const ZRKJson& entry, const std::string& place,
-                                                             const DocumentPaths& paths,
-                                                             zrk::ProgressMonitor* monitor);
+    /// @param place     of the entry, for messages.
+    /// @param monitor   may be null.
+    /// @param unit      the document's; empty where it has none.
+    /// @param warnings  appended to.
+    zrk::Result<std::shared_ptr<ZRKSerializableObject>>
+    read(const ZRKJson& entry, const std::string& place, const DocumentPaths& paths,
+         zrk::ProgressMonitor* monitor, const std::string& unit, std::vector<zrk::Fault>& warnings);
     /// Puts a resource before that at `index`, or at the end. Its uuid must be a new one.
     void insert(std::size_t index, const ZRKJson& entry, std::shared_ptr<ZRKSerializableObject> object);
     /// Takes the resource at `index` out; who holds its object keeps it.

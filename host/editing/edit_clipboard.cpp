@@ -25,7 +25,8 @@ zrk::Result<std::string> EditSession::copy(const std::vector<std::uint16_t>& nod
 }
 
 /// Adds the resources of a fragment, or finds that they are there, and names them in it as they are then.
-zrk::Result<void> EditSession::pasteResources(ZRKJson& fragment, zrk::ProgressMonitor* monitor)
+zrk::Result<void> EditSession::pasteResources(ZRKJson& fragment, DocumentWarnings& warnings,
+                                              zrk::ProgressMonitor* monitor)
 {
     ZRKJson pending = fragment.value("resources", ZRKJson::array());
     while (!pending.empty()) {
@@ -59,7 +60,7 @@ zrk::Result<void> EditSession::pasteResources(ZRKJson& fragment, zrk::ProgressMo
                 }
                 added["uuid"] = newName;
             }
-            if (const auto known = addResource(added, monitor); !known) {
+            if (const auto known = addResource(added, &warnings, monitor); !known) {
                 return zrk::refused(known.error());
             }
             pending[i] = nullptr; // nobody waits for it any more
@@ -100,7 +101,8 @@ zrk::Result<Pasted> EditSession::paste(const std::string& text, const PasteSetti
         }
         ZRKJson fragment = std::move(*read);
         rebasePaths(fragment, wholeFolder(folder()));
-        if (const auto added = pasteResources(fragment, settings.monitor); !added) {
+        Pasted pasted;
+        if (const auto added = pasteResources(fragment, pasted.warnings, settings.monitor); !added) {
             return zrk::refused(added.error());
         }
         const zrk::Result<int> first = nextId();
@@ -120,7 +122,6 @@ zrk::Result<Pasted> EditSession::paste(const std::string& text, const PasteSetti
             entry.erase("bypass"); // it names nodes by their former ids
             shiftPosition(entry, settings.dx, settings.dy);
         }
-        Pasted pasted;
         auto nodes = insertNodes(fragment["nodes"], pasted.warnings, settings.monitor);
         if (!nodes) {
             return zrk::refused(std::move(nodes.error()));

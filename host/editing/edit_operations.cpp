@@ -476,8 +476,9 @@ zrk::Result<void> EditSession::importFiles(std::uint16_t node,
             stored.push_back(storedPath(file));
         }
         _isImporting = true;
-        const zrk::Result<ZRKImportWarnings> imported = zrk::attempt(
-            files.front().string(), [&] { return import->importFiles(files, monitor, {.unit = _parts.unit()}); });
+        const zrk::Result<ZRKImportWarnings> imported = zrk::attempt(files.front().string(), [&] {
+            return import->importFiles(files, monitor, {.unit = _parts.unit()});
+        });
         _isImporting = false;
         if (!imported) {
             const bool isPartial = imported.error().kind == zrk::FaultKind::BadInput &&

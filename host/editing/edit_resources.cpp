@@ -13,9 +13,12 @@
 namespace zrkmodel {
 
 zrk::Result<std::shared_ptr<ZRKSerializableObject>>
-EditSession::readResource(const ZRKJson& entry, zrk::ProgressMonitor* monitor) const
+EditSession::readResource(const ZRKJson& entry, DocumentWarnings* warnings,
+                          zrk::ProgressMonitor* monitor) const
 {
-    return _parts.resources().read(entry, _document.name() + ", new resource", paths(), monitor);
+    DocumentWarnings unheard;
+    return _parts.resources().read(entry, _document.name() + ", new resource", paths(), monitor,
+                                   _document.unit(), warnings ? *warnings : unheard);
 }
 
 void EditSession::insertResource(const ZRKJson& entry, std::size_t index,
@@ -43,7 +46,8 @@ void EditSession::eraseResource(std::size_t index)
     record(std::move(change));
 }
 
-zrk::Result<std::string> EditSession::addResource(ZRKJson entry, zrk::ProgressMonitor* monitor)
+zrk::Result<std::string> EditSession::addResource(ZRKJson entry, DocumentWarnings* warnings,
+                                                  zrk::ProgressMonitor* monitor)
 {
     return perform("Add resource", "", [&]() -> zrk::Result<std::string> {
         if (entry.is_object() && !entry.contains("uuid")) {
@@ -51,7 +55,7 @@ zrk::Result<std::string> EditSession::addResource(ZRKJson entry, zrk::ProgressMo
             named.update(entry);
             entry = std::move(named);
         }
-        auto object = readResource(entry, monitor);
+        auto object = readResource(entry, warnings, monitor);
         if (!object) {
             return zrk::refused(std::move(object.error()));
         }
@@ -104,10 +108,11 @@ zrk::Result<void> EditSession::removeResource(const std::string& uuid)
     });
 }
 
-zrk::Result<void> EditSession::replaceOne(const ZRKJson& entry, zrk::ProgressMonitor* monitor)
+zrk::Result<void> EditSession::replaceOne(const ZRKJson& entry, DocumentWarnings* warnings,
+                                          zrk::ProgressMonitor* monitor)
 {
     const auto uuid = entry["uuid"].get<std::string>();
-    auto object = readResource(entry, monitor);
+    auto object = readResource(entry, warnings, monitor);
     if (!object) {
         return zrk::refused(std::move(object.error()));
     }
@@ -121,7 +126,7 @@ zrk::Result<void> EditSession::replaceOne(const ZRKJson& entry, zrk::ProgressMon
     for (std::size_t i = 0; i < _parts.resourceCount(); ++i) {
         const ZRKJson group = _parts.root()["resources"][i];
         if (isGroup(group) && mentions(group["members"], uuid)) {
-            if (const auto replaced = replaceOne(group, monitor); !replaced) {
+            if (const auto replaced = replaceOne(group, warnings, monitor); !replaced) {
                 return replaced;
             }
         }
@@ -130,7 +135,7 @@ zrk::Result<void> EditSession::replaceOne(const ZRKJson& entry, zrk::ProgressMon
 }
 
 zrk::Result<void> EditSession::replaceResource(const std::string& uuid, ZRKJson entry,
-                                               zrk::ProgressMonitor* monitor)
+                                               DocumentWarnings* warnings, zrk::ProgressMonitor* monitor)
 {
     return perform("Replace resource", "", [&]() -> zrk::Result<void> {
         const std::string place = "resource " + zrk::quotation(uuid);
@@ -164,7 +169,7 @@ zrk::Result<void> EditSession::replaceResource(const std::string& uuid, ZRKJson 
                 }
             }
         }
-        return replaceOne(named, monitor);
+        return replaceOne(named, warnings, monitor);
     });
 }
 

@@ -153,11 +153,13 @@ public:
     // The document
 
     /// Adds a resource, an entry as in "resources"; without a uuid it gets a new one. Returns the uuid.
-    zrk::Result<std::string> addResource(ZRKJson entry, zrk::ProgressMonitor* monitor = nullptr);
+    zrk::Result<std::string> addResource(ZRKJson entry, DocumentWarnings* warnings = nullptr,
+                                         zrk::ProgressMonitor* monitor = nullptr);
     /// Refused while a node or a group uses the resource.
     zrk::Result<void> removeResource(const std::string& uuid);
     /// Puts another resource under the same uuid; all who use it have the new one then.
     zrk::Result<void> replaceResource(const std::string& uuid, ZRKJson entry,
+                                      DocumentWarnings* warnings = nullptr,
                                       zrk::ProgressMonitor* monitor = nullptr);
     /// Sets a member of the context, such as "unit" or "modelBounds", or removes it. The nodes are told as of
     /// a change upstream.
@@ -324,13 +326,15 @@ private:
     ZRKLinkResult connect(Pin_handle output, Pin_handle input);
     zrk::Result<void> setMember(MemberChange::Place place, std::uint16_t node, const std::string& key,
                                 std::optional<ZRKJson> value);
-    zrk::Result<std::shared_ptr<ZRKSerializableObject>> readResource(const ZRKJson& entry,
-                                                                     zrk::ProgressMonitor* monitor) const;
+    zrk::Result<std::shared_ptr<ZRKSerializableObject>>
+    readResource(const ZRKJson& entry, DocumentWarnings* warnings, zrk::ProgressMonitor* monitor) const;
     void insertResource(const ZRKJson& entry, std::size_t index,
                         std::shared_ptr<ZRKSerializableObject> object);
     void eraseResource(std::size_t index);
-    zrk::Result<void> replaceOne(const ZRKJson& entry, zrk::ProgressMonitor* monitor);
-    zrk::Result<void> pasteResources(ZRKJson& fragment, zrk::ProgressMonitor* monitor);
+    zrk::Result<void> replaceOne(const ZRKJson& entry, DocumentWarnings* warnings,
+                                 zrk::ProgressMonitor* monitor);
+    zrk::Result<void> pasteResources(ZRKJson& fragment, DocumentWarnings& warnings,
+                                     zrk::ProgressMonitor* monitor);
     std::size_t linkFromOutside(const ZRKJson& links, const std::map<int, int>& newIds);
     std::string userOf(const std::string& uuid) const;
     zrk::Result<void> editList(std::uint16_t node, const std::string& key, std::size_t index,
