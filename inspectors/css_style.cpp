@@ -224,9 +224,10 @@ QPalette ZRKCSSStyle::palette() const
     return palette;
 }
 
-QString ZRKCSSStyle::sheet(double scale) const
+QString ZRKCSSStyle::sheet(double scale) const { return filled(QString::fromLatin1(kSheet), scale); }
+
+QString ZRKCSSStyle::filled(QString sheet, double scale) const
 {
-    QString sheet = QString::fromLatin1(kSheet);
     for (const TableColor& row : kTable) {
         if (row.name) {
             sheet.replace("{" + QString::fromLatin1(row.name) + "}", color(row.role).name());

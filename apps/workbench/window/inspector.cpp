@@ -1,6 +1,7 @@
 #include "apps/workbench/window/inspector.h"
 
-#include "apps/workbench/window/icons.h"
+#include "apps/workbench/look/icons.h"
+#include "apps/workbench/window/parts.h"
 #include "apps/workbench/window/names.h"
 #include "host/document_values.h"
 #include "inspectors/app.h"
@@ -85,10 +86,10 @@ protected:
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(familyHeaderColor(familyOf(*_type)));
+        painter.setBrush(ZRKCSSStyle::current().header(familyOf(*_type).role));
         painter.drawRoundedRect(rect(), scaled(*this, 6), scaled(*this, 6));
         const double side = scaled(*this, 18);
-        drawTypeIcon(painter, *_type, QRectF((width() - side) / 2, (height() - side) / 2, side, side));
+        paintTypeIcon(painter, *_type, QRectF((width() - side) / 2, (height() - side) / 2, side, side));
     }
 
 private:
@@ -101,7 +102,7 @@ public:
     PinSign(Tag tag, QWidget* parent) : QWidget(parent), _tag(tag)
     {
         setFixedSize(scaled(*this, 14), scaled(*this, 24));
-        setToolTip(wordOf(tag));
+        setToolTip(nameOf(tag));
     }
 
 protected:
@@ -109,7 +110,7 @@ protected:
     {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        drawPin(painter, _tag, QPointF(width() / 2.0, height() / 2.0), scaled(*this, 10) / 2.0);
+        paintPinSign(painter, _tag, QPointF(width() / 2.0, height() / 2.0), scaled(*this, 10) / 2.0);
     }
 
 private:
@@ -149,7 +150,7 @@ Inspector::Inspector(QWidget* parent)
     auto* manual = new QToolButton(_header);
     manual->setObjectName("Link");
     manual->setText("Manual");
-    manual->setIcon(iconNamed("external"));
+    manual->setIcon(icon("external"));
     manual->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     manual->setLayoutDirection(Qt::RightToLeft);
     manual->setAutoRaise(true);
@@ -348,7 +349,7 @@ void Inspector::showHeader()
     }
     _name->setPlaceholderText(type ? type->strings.title : "");
     _subtitle->setText(type ? QString::fromUtf8("%1  ·  %2")
-                                  .arg(QString::fromStdString(type->info.name), familyTitleOf(*type))
+                                  .arg(QString::fromStdString(type->info.name), QString(familyOf(*type).title))
                             : QString());
 }
 
@@ -438,7 +439,7 @@ void Inspector::addInput(const zrkmodel::ZRKGraphPin& pin)
     row->addWidget(name);
     const bool isLinked = !pin.connections.empty();
     if (!pin.defaultValue.isEmpty() && pin.tag == Tag::Scalar) {
-        auto* field = new QLabel(zrkui::textOfNumber(pin.defaultValue.data()[0], 4), line);
+        auto* field = new QLabel(zrkui::textOfNumber(pin.defaultValue.components[0], 4), line);
         field->setObjectName(isLinked ? "OverriddenValue" : "DefaultValue");
         field->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         field->setFixedSize(scaled(*this, 64), scaled(*this, 24));
@@ -452,7 +453,7 @@ void Inspector::addInput(const zrkmodel::ZRKGraphPin& pin)
         auto* link = new QToolButton(line);
         link->setObjectName("Link");
         link->setAutoRaise(true);
-        link->setIcon(iconNamed("lock"));
+        link->setIcon(icon("lock"));
         link->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
         link->setText("set by " + nameOf(*_session, {from.node(), from.index()}));
         link->setAccessibleName(name->text() + " is " + link->text());
@@ -487,7 +488,7 @@ void Inspector::addOutput(const zrkmodel::ZRKGraphPin& pin)
     auto* name = new QLabel(QString::fromStdString(pin.name), line);
     name->setFixedWidth(scaled(*this, 96));
     row->addWidget(name);
-    auto* kind = new QLabel(tag == Tag::None || tag == Tag::Any ? "no type yet: link an input" : wordOf(tag), line);
+    auto* kind = new QLabel(tag == Tag::None || tag == Tag::Any ? "no type yet: link an input" : nameOf(tag), line);
     kind->setProperty("zrkRole", "second");
     row->addWidget(kind);
     row->addStretch(1);

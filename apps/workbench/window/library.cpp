@@ -1,6 +1,7 @@
 #include "apps/workbench/window/library.h"
 
-#include "apps/workbench/window/icons.h"
+#include "apps/workbench/look/icons.h"
+#include "apps/workbench/window/parts.h"
 #include "apps/workbench/window/names.h"
 #include "inspectors/css_style.h"
 #include "model/graph_object.h"
@@ -33,6 +34,16 @@ constexpr int kClassRole = Qt::UserRole;      ///< empty for a heading
 constexpr int kWordsRole = Qt::UserRole + 1;  ///< what the filter looks through
 constexpr int kFamilyRole = Qt::UserRole + 2; ///< folder of a heading
 
+QColor colorOf(const QString& familyKey)
+{
+    for (const Family& family : families()) {
+        if (familyKey == family.key) {
+            return ZRKCSSStyle::current().color(family.role);
+        }
+    }
+    return {};
+}
+
 const ZRKGraphObjectRegistration* typeAt(const QModelIndex& index)
 {
     return zrkmodel::ZRKGraphObject::registry().findByClass(index.data(kClassRole).toString().toStdString());
@@ -50,9 +61,9 @@ public:
             auto* heading = new QStandardItem(family.title);
             heading->setEditable(false);
             heading->setDragEnabled(false);
-            heading->setData(QString(family.folder), kFamilyRole);
+            heading->setData(QString(family.key), kFamilyRole);
             for (const auto& type : zrkmodel::ZRKGraphObject::registry().entries()) {
-                if (familyOf(type) == family.folder) {
+                if (&familyOf(type) == &family) {
                     heading->appendRow(rowOf(type));
                 }
             }
@@ -177,15 +188,15 @@ private:
         if (index.row() > 0) {
             row.setTop(row.bottom() - scaled(_library, 24));
         }
-        const int icon = scaled(_library, 12);
+        const int side = scaled(_library, 12);
         const double middle = row.center().y() + 0.5;
         const bool isOpen = _library._tree->isExpanded(index);
-        drawIcon(painter, isOpen ? "chevron-down" : "chevron-right",
-                 QRectF(row.left() + scaled(_library, 2), middle - icon / 2.0, icon, icon),
+        paintIcon(painter, isOpen ? "chevron-down" : "chevron-right",
+                 QRectF(row.left() + scaled(_library, 2), middle - side / 2.0, side, side),
                  style.color(LibraryRole::secondText));
         const double square = scaled(_library, 8);
         painter.setPen(Qt::NoPen);
-        painter.setBrush(familyColor(index.data(kFamilyRole).toString()));
+        painter.setBrush(colorOf(index.data(kFamilyRole).toString()));
         painter.drawRoundedRect(
             QRectF(row.left() + scaled(_library, 22), middle - square / 2, square, square), 2, 2);
         QFont font = option.font;
@@ -204,17 +215,16 @@ private:
                    const QModelIndex& index, bool showsAdd) const
     {
         const ZRKCSSStyle& style = ZRKCSSStyle::current();
-        const double icon = scaled(_library, 16);
+        const double side = scaled(_library, 16);
         const double middle = row.center().y() + 0.5;
         if (const auto* type = typeAt(index)) {
-            drawTypeIcon(painter, *type,
-                         QRectF(row.left() + scaled(_library, 18), middle - icon / 2, icon, icon));
+            paintTypeIcon(painter, *type,
+                         QRectF(row.left() + scaled(_library, 18), middle - side / 2, side, side));
         }
         QRect text = row.adjusted(scaled(_library, 43), 0, -scaled(_library, 4), 0);
         if (showsAdd) {
             const QRect plus = addPlace(row);
-            const double side = scaled(_library, 16);
-            drawIcon(painter, "plus",
+            paintIcon(painter, "add",
                      QRectF(plus.center().x() + 0.5 - side / 2, plus.center().y() + 0.5 - side / 2, side, side),
                      style.color(LibraryRole::secondText));
             text.setRight(plus.left());
@@ -242,7 +252,7 @@ Library::Library(QWidget* parent)
     top->setContentsMargins(scaled(*this, 12), 0, scaled(*this, 12), 0);
     _filter->setObjectName("SearchBox");
     _filter->setClearButtonEnabled(true);
-    _filter->addAction(iconNamed("search"), QLineEdit::LeadingPosition);
+    _filter->addAction(icon("search"), QLineEdit::LeadingPosition);
     const auto count = zrkmodel::ZRKGraphObject::registry().entries().size();
     _filter->setPlaceholderText(QString("Filter %1 types").arg(count));
     _filter->setAccessibleName("filter the types");

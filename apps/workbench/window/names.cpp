@@ -1,7 +1,6 @@
 #include "apps/workbench/window/names.h"
 
 #include "model/graph_object.h"
-#include "model/manual.h"
 
 #include <QRegularExpression>
 
@@ -9,33 +8,6 @@ namespace zrkworkbench {
 
 using zrkmodel::EditSession;
 using zrkmodel::ZRKGraphObjectRegistration;
-
-const std::vector<Family>& families()
-{
-    static const std::vector<Family> all = {
-        {"primitives", "Primitives"}, {"patterns", "Patterns"},   {"coordinates", "Coordinates"},
-        {"transforms", "Transforms"}, {"operators", "Operators"}, {"mesh", "Meshes"},
-        {"raster", "Rasters"},        {"transport", "Transport"},
-    };
-    return all;
-}
-
-QString familyOf(const ZRKGraphObjectRegistration& type)
-{
-    const std::string_view folder = zrkmodel::manualOf(type).family;
-    return QString::fromUtf8(folder.data(), static_cast<int>(folder.size()));
-}
-
-QString familyTitleOf(const ZRKGraphObjectRegistration& type)
-{
-    const QString folder = familyOf(type);
-    for (const Family& family : families()) {
-        if (folder == family.folder) {
-            return family.title;
-        }
-    }
-    return type.strings.category;
-}
 
 const ZRKGraphObjectRegistration* typeOf(const EditSession& session, std::uint16_t node)
 {
@@ -67,15 +39,6 @@ QString nameOf(const EditSession& session, zrkmodel::PinAddress output)
         return name;
     }
     return name + QString::fromUtf8(" · ") + QString::fromStdString(record->outputs[output.output].name);
-}
-
-QString wordOf(zrkmodel::Tag tag)
-{
-    return tag == zrkmodel::Tag::Scalar     ? "scalar"
-           : tag == zrkmodel::Tag::Vector3d ? "vector"
-           : tag == zrkmodel::Tag::Color    ? "colour"
-           : tag == zrkmodel::Tag::Any      ? "any"
-                                            : "nothing";
 }
 
 std::optional<std::uint16_t> nodeIn(const zrkmodel::GraphDocument& document, const zrk::Fault& fault)

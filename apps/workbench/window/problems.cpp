@@ -1,6 +1,7 @@
 #include "apps/workbench/window/problems.h"
 
-#include "apps/workbench/window/icons.h"
+#include "apps/workbench/look/icons.h"
+#include "apps/workbench/window/parts.h"
 #include "inspectors/css_style.h"
 
 #include <QAbstractListModel>
@@ -150,7 +151,7 @@ public:
         const int side = scaled(_pane, 16);
         const int left = option.rect.left() + scaled(_pane, 8);
         const bool isError = problem.kind == Problem::Kind::Error;
-        drawIcon(*painter, isError ? "error" : "warning",
+        paintIcon(*painter, isError ? "error" : "warning",
                  QRectF(left, option.rect.center().y() - side / 2.0 + 0.5, side, side),
                  style.color(isError ? Role::error : Role::warning));
 

@@ -1,12 +1,14 @@
 #include "apps/workbench/window/status_line.h"
 
-#include "apps/workbench/window/icons.h"
+#include "apps/workbench/look/icons.h"
+#include "apps/workbench/window/parts.h"
 #include "inspectors/css_style.h"
 
 #include <QAbstractButton>
 #include <QLabel>
 #include <QPainter>
 #include <QTimer>
+#include <QVariant>
 
 #include <algorithm>
 
@@ -61,16 +63,16 @@ protected:
             painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), 4, 4);
         }
         int x = scaled(*this, 10);
-        const auto part = [&](const char* icon, StatusRole role, const QString& text) {
+        const auto part = [&](const char* name, StatusRole role, const QString& text) {
             const double side = scaled(*this, 16);
-            drawIcon(painter, icon, QRectF(x, (height() - side) / 2.0, side, side), style.color(role));
+            paintIcon(painter, name, QRectF(x, (height() - side) / 2.0, side, side), style.color(role));
             x += scaled(*this, 22);
             painter.setPen(style.color(StatusRole::text));
             painter.drawText(QRect(x, 0, width() - x, height()), Qt::AlignVCenter, text);
             x += fontMetrics().horizontalAdvance(text) + scaled(*this, 14);
         };
         if (_errors + _warnings == 0) {
-            part("tick", StatusRole::secondText, text());
+            part("check", StatusRole::secondText, text());
         }
         if (_errors > 0) {
             part("error", StatusRole::error, QString::number(_errors));

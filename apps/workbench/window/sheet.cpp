@@ -1,0 +1,45 @@
+#include "apps/workbench/window/sheet.h"
+
+namespace zrkworkbench {
+
+QString windowSheet()
+{
+    return R"(
+QMainWindow::separator { background: {paneLine}; width: 1px; height: 1px; }
+QDockWidget { titlebar-close-icon: none; titlebar-normal-icon: none; }
+QDockWidget::title { background: {bar}; padding: 4u 12u; }
+QDockWidget > QWidget { background: {panel}; }
+#Library, #Inspector, #ProblemsPane, #ExamplesPane { background: {panel}; }
+#TopBar QMenuBar { background: transparent; }
+#TopBar QMenuBar::item { padding: 5u 9u; border-radius: 5u; }
+QTreeView, QListView { background: transparent; border: none; outline: none; }
+QTreeView::item, QListView::item { border: none; }
+QTreeView::item:hover, QTreeView::item:selected, QListView::item:hover, QListView::item:selected,
+QTreeView::branch, QTreeView::branch:hover, QTreeView::branch:selected { background: transparent; }
+QStatusBar { background: {bar}; border-top: 1px solid {paneLine}; }
+QStatusBar::item { border: none; }
+QToolButton { background: transparent; border: none; border-radius: 6u; padding: 4u; }
+QToolButton:hover { background: {paneLine}; }
+QToolButton:pressed, QToolButton:checked { background: {accentFill}; }
+QToolButton:focus { border: 2px solid {accent}; padding: 2u; }
+QToolButton::menu-indicator { image: none; }
+QToolButton#Link { color: {link}; font-weight: 500; padding: 4u 6u; }
+QToolButton#Link:hover { background: transparent; text-decoration: underline; }
+QLineEdit#SearchBox { min-height: 26u; max-height: 26u; border-radius: 6u; }
+QLineEdit#SearchBox:focus { min-height: 24u; max-height: 24u; }
+QListView#SearchList { background: {popup}; border: 1px solid {edge}; border-radius: 8u; padding: 4u 0; }
+QLineEdit#NodeName { background: transparent; border: 1px solid transparent; padding: 0 3u; margin-left: -4px;
+    min-height: 20u; max-height: 20u; }
+QLineEdit#NodeName:hover { border-color: {edge}; }
+QLineEdit#NodeName:focus { background: {field}; border: 2px solid {accent}; padding: 0 2u;
+    min-height: 18u; max-height: 18u; }
+QFrame#Line { background: {paneLine}; border: none; }
+QLabel#DefaultValue { background: {field}; border: 1px solid {edge}; border-radius: 4u; padding: 0 6u; }
+QLabel#OverriddenValue { background: {fieldOverridden}; border: 1px solid {paneLine}; border-radius: 4u;
+    padding: 0 6u; color: {hint}; }
+QFrame#Notice { background: {accentFill}; border: none; border-bottom: 1px solid {paneLine}; }
+QTextBrowser { background: {panel}; }
+)";
+}
+
+} // namespace zrkworkbench
