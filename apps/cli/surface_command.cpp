@@ -176,7 +176,7 @@ private:
     Job _job;
     std::optional<zrk::LengthUnit> _unit;
     std::optional<zrk::PreparedField> _colors;
-    Solid _solid;
+    zrkmodel::Solid _solid;
     zrk::PreparedField _field;
     zrk::SurfaceSettings _settings;
 
