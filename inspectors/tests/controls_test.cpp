@@ -426,43 +426,59 @@ TEST(BinaryPanel, HasTheSlidersOfItsOperation)
     EXPECT_EQ(panel.find<QDoubleSpinBoxWrapper>(0)->accessibleName(), "strengthA") << "order stays";
 }
 
-/// Relative luminance by WCAG 2.
-double luminance(const QColor& color)
-{
-    const auto linear = [](double c) {
-        return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
-}
-
 TEST(Style, ColoursCanBeRead)
 {
     using Role = ZRKCSSStyle::Role;
     struct Case {
-        Role ink;
+        std::vector<Role> inks;
         std::vector<Role> grounds;
-        double least;
+        double least[2]; ///< light, dark
     };
+    const std::vector<Role> families = {
+        Role::familyPrimitives, Role::familyPatterns, Role::familyCoordinates, Role::familyTransforms,
+        Role::familyOperators,  Role::familyMesh,     Role::familyRaster,      Role::familyTransport};
     const Case cases[] = {
-        {Role::text, {Role::panel, Role::field, Role::popup, Role::bar, Role::accentFill}, 7.6},
-        {Role::secondText, {Role::panel, Role::popup, Role::bar}, 4.5},
-        {Role::hint, {Role::panel, Role::field, Role::fieldOverridden, Role::popup, Role::accentFill}, 4.5},
-        {Role::link, {Role::panel, Role::popup}, 4.5},
-        {Role::warning, {Role::panel, Role::popup}, 4.5},
-        {Role::error, {Role::panel, Role::popup, Role::field, Role::bar}, 4.5},
-        {Role::curve, {Role::field, Role::panel}, 3},
-        {Role::accent, {Role::panel, Role::field}, 3},
+        {{Role::text}, {Role::panel, Role::field, Role::popup, Role::bar, Role::accentFill}, {13.3, 7.6}},
+        {{Role::secondText}, {Role::panel, Role::popup, Role::bar, Role::accentFill}, {5.9, 4.9}},
+        {{Role::secondText}, {Role::canvas}, {4.5, 4.5}},
+        {{Role::hint},
+         {Role::panel, Role::field, Role::fieldOverridden, Role::popup, Role::accentFill},
+         {4.7, 4.8}},
+        {{Role::link}, {Role::panel, Role::popup, Role::accentFill}, {5.3, 5.3}},
+        {{Role::warning}, {Role::panel, Role::popup}, {5.4, 6.8}},
+        {{Role::error}, {Role::panel, Role::popup, Role::field, Role::bar}, {5.1, 5.4}},
+        {{Role::tagScalar, Role::tagVector, Role::tagColor},
+         {Role::canvas, Role::node, Role::field, Role::panel},
+         {4.1, 5.0}},
+        {{Role::tagNone}, {Role::canvas, Role::node}, {3.9, 4.5}},
+        {{Role::accent}, {Role::panel, Role::field, Role::canvas, Role::node}, {4.2, 4.2}},
+        {families, {Role::panel, Role::popup}, {4.5, 4.5}},
+        {{Role::noteText}, {Role::note}, {15, 15}},
     };
     for (const ZRKCSSStyle* style : {&ZRKCSSStyle::light(), &ZRKCSSStyle::dark()}) {
+        const auto expectContrast = [](const QColor& ink, const QColor& ground, double least) {
+            EXPECT_GE(contrast(ink, ground), least)
+                << ink.name().toStdString() << " on " << ground.name().toStdString();
+        };
         for (const Case& c : cases) {
-            for (const Role ground : c.grounds) {
-                const double a = luminance(style->color(c.ink));
-                const double b = luminance(style->color(ground));
-                EXPECT_GE((std::max(a, b) + 0.05) / (std::min(a, b) + 0.05), c.least)
-                    << style->color(c.ink).name().toStdString() << " on "
-                    << style->color(ground).name().toStdString();
+            for (const Role ink : c.inks) {
+                for (const Role ground : c.grounds) {
+                    expectContrast(style->color(ink), style->color(ground), c.least[style->isDark()]);
+                }
             }
         }
+        for (const Role family : families) {
+            const QColor header = style->header(family);
+            expectContrast(style->color(Role::text), header, 7.6);
+            expectContrast(style->color(Role::secondText), header, style->isDark() ? 4.9 : 5.9);
+            expectContrast(style->color(family), header, style->isDark() ? 3.9 : 4.3);
+            for (const Role badge : {Role::warning, Role::error, Role::frozen, Role::computing}) {
+                expectContrast(style->color(badge), header, style->isDark() ? 4.0 : 4.9);
+            }
+        }
+        expectContrast(style->color(Role::text), style->hoveredRow(), 4.5);
+        expectContrast(style->color(Role::secondText), style->hoveredRow(), 4.5);
+        expectContrast(style->color(Role::secondText), style->greyHeader(), 4.5);
         EXPECT_FALSE(style->sheet(1.5).contains('{' + QString("text}"))) << "all names are filled in";
         EXPECT_TRUE(style->sheet(1.5).contains("min-height: 33px")) << "and lengths scaled";
     }
