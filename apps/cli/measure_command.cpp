@@ -79,7 +79,7 @@ public:
     explicit MeasureWork(const MeasureOptions& options)
         : _options(options), _job(options), _unit(_job.document.unit())
     {
-        const Solid solid = solidOf(_options, _job);
+        const zrkmodel::Solid solid = solidOf(_options, _job);
         _settings.lower = solid.bounds.min;
         _settings.upper = solid.bounds.max;
         _settings.cells = surfaceCells(solid.bounds, kPassageCells, 0);

@@ -1,6 +1,6 @@
 #include "apps/workbench/window.h"
 
-#include "apps/workbench/slice_view.h"
+#include "apps/workbench/views/view_pane.h"
 #include "inspectors/app.h"
 #include "inspectors/css_style.h"
 #include "inspectors/images.h"
@@ -47,7 +47,7 @@ const zrkmodel::ZRKGraphObjectRegistration* registrationOf(const zrkmodel::ZRKGr
 
 Window::Window()
     : _nodes(new QListWidget),
-      _slice(new SliceView),
+      _view(new ViewPane),
       _area(new QScrollArea),
       _title(new QLabel),
       _subtitle(new QLabel),
@@ -74,11 +74,11 @@ Window::Window()
     all->setHandleWidth(1);
     all->setChildrenCollapsible(false);
     all->addWidget(_nodes);
-    all->addWidget(_slice);
+    all->addWidget(_view);
     all->addWidget(inspector);
     all->setStretchFactor(1, 1);
     _area->setMinimumWidth(scaled(*this, kLeastPanel));
-    _slice->setMinimumWidth(scaled(*this, 240));
+    _view->setMinimumWidth(scaled(*this, 240));
     all->setSizes({scaled(*this, 208), scaled(*this, 640), scaled(*this, 432)});
     setCentralWidget(all);
     statusBar()->addWidget(_message, 1);
@@ -91,25 +91,23 @@ Window::Window()
             showPanel(static_cast<std::uint16_t>(item->data(kNodeRole).toUInt()));
         }
     });
-    _slice->onWanted([this] { wantSlice(); });
     _workDone = zrkui::ZRKApp::ui().onWorkDone([this] { wantSlice(); });
-    _previews = std::make_unique<PreviewService>(*this, [this](const SlicePreview& preview) {
-        _slice->display(preview);
-        _isSettled = preview.isFinal;
-        if (preview.isFinal && preview.problem.empty()) {
-            tell(fmt::format("slice {} x {} in {:.0f} ms", preview.width, preview.height,
-                             preview.milliseconds),
+    _view->onTimed([this](const ViewTiming& timing) {
+        if (timing.isDone) {
+            tell(fmt::format("{} {} x {} in {:.0f} ms, first {:.0f} ms, {:.1f} ns/sample",
+                             timing.isSolid ? "solid" : "slice", timing.pixels.width(),
+                             timing.pixels.height(), timing.milliseconds, timing.firstMilliseconds,
+                             timing.nanosecondsPerSample),
                  false);
         }
     });
-    _slice->say("no document is open");
+    _view->say("no document is open");
     resize(scaled(*this, 1280), scaled(*this, 800));
     showTitle();
 }
 
 Window::~Window()
 {
-    _previews.reset();
     closePanel();
     zrkui::ZRKApp::ui().setDocument(nullptr);
 }
@@ -195,7 +193,6 @@ bool Window::open(const std::string& path)
 
 void Window::takeOver(GraphDocument document, const std::string& path)
 {
-    _previews->cancel();
     closePanel();
     _changes.clear();
     _document.emplace(std::move(document));
@@ -233,7 +230,7 @@ void Window::fillNodes()
     if (_nodes->count() > 0) {
         _nodes->setCurrentRow(_nodes->count() - 1);
     } else {
-        _slice->say("the document has no nodes");
+        _view->say("the document has no nodes");
     }
 }
 
@@ -291,7 +288,6 @@ void Window::showPanel(std::uint16_t id)
 void Window::wantSlice()
 {
     if (_document) {
-        _isSettled = false;
         _refresh->start(0);
     }
 }
@@ -299,22 +295,20 @@ void Window::wantSlice()
 void Window::requestSlice()
 {
     if (!_shown) {
-        _isSettled = true;
         return;
     }
-    auto output = _document->outputField({*_shown, 0});
-    if (!output) {
-        _previews->cancel();
-        _slice->say(zrk::messageOf(output.error()));
-        _isSettled = true;
-        return;
+    const auto node = _document->graph()->node(*_shown);
+    const auto* registration = registrationOf(*node.object());
+    const QString title = registration ? registration->strings.title : "";
+    const auto source = viewSourceOf(*_document, {*_shown, 0}, title);
+    if (source) {
+        _view->show(*source);
+    } else {
+        _view->say(QString::fromStdString(zrk::messageOf(source.error())));
     }
-    SliceRequest request{std::move(*output), _document->samplingBounds()};
-    request.axis = _slice->axis();
-    request.at = _slice->at();
-    request.pixels = _slice->pixels();
-    _previews->request(request);
 }
+
+bool Window::isSettled() const { return !_refresh->isActive() && _view->isSettled(); }
 
 bool Window::save(const std::string& path)
 {

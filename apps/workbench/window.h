@@ -1,6 +1,5 @@
 #pragma once
 
-#include "apps/workbench/preview_service.h"
 #include "host/graph_document.h"
 #include "model/signal.h"
 
@@ -22,7 +21,7 @@ class ZRKPropertyView;
 
 namespace zrkworkbench {
 
-class SliceView;
+class ViewPane;
 
 /// The window: the nodes of a document, the panel of the selected one, and a slice of its output.
 class Window : public QMainWindow {
@@ -36,7 +35,7 @@ public:
     /// False when the document has no such node.
     bool select(std::uint16_t node);
     /// True once the slice that is shown is the newest, in full.
-    bool isSettled() const { return _isSettled; }
+    bool isSettled() const;
     /// The text of the status bar, an error's message among them.
     std::string message() const;
     zrkmodel::GraphDocument* document() { return _document ? &*_document : nullptr; }
@@ -49,12 +48,11 @@ private:
     std::optional<zrkmodel::GraphDocument> _document;
     std::string _path;
     bool _isChanged = false;
-    bool _isSettled = true;
     std::vector<nod::scoped_connection> _changes;
     nod::scoped_connection _workDone;
 
     QListWidget* _nodes;
-    SliceView* _slice;
+    ViewPane* _view;
     QScrollArea* _area;
     QLabel* _title;
     QLabel* _subtitle;
@@ -62,7 +60,6 @@ private:
     QTimer* _refresh; ///< gathers the edits of one turn of the event loop
     zrkui::ZRKPropertyView* _panel = nullptr;
     std::optional<std::uint16_t> _shown; ///< the node whose panel is open
-    std::unique_ptr<PreviewService> _previews;
 
     void addMenus();
     void askAndOpen();

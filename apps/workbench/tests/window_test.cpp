@@ -1,4 +1,3 @@
-#include "apps/workbench/preview_service.h"
 #include "apps/workbench/window.h"
 #include "components/primitives/sphere_sdf.h"
 #include "components/registration.h"
@@ -246,86 +245,6 @@ TEST_F(Workbench, AsksAboutUnsavedChanges)
     EXPECT_EQ(ZRKJson::parse(content("a.zrk.json"))["nodes"][0]["values"]["radius"], 0.75);
 }
 
-/// The field of a document's node 1.
-OutputField fieldOf(const GraphDocument& document) { return document.outputField({1, 0}).value(); }
-
-GraphDocument parsed(const std::string& text)
-{
-    DocumentWarnings warnings;
-    return GraphDocument::parse(text, "test", warnings).value();
-}
-
-TEST_F(Workbench, PreviewsComeCoarseFirst)
-{
-    const GraphDocument document = parsed(kDocument);
-    std::vector<SlicePreview> delivered;
-    PreviewService service(*application, [&](const SlicePreview& preview) { delivered.push_back(preview); });
-    SliceRequest request{fieldOf(document), document.samplingBounds()};
-    request.pixels = 256;
-    service.request(request);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !delivered.empty() && delivered.back().isFinal; }, 20000));
-    std::vector<int> widths;
-    for (const SlicePreview& preview : delivered) {
-        widths.push_back(preview.width);
-    }
-    EXPECT_THAT(widths, ::testing::ElementsAre(32, 85, 256));
-    EXPECT_EQ(delivered.back().coordinate, 0);
-}
-
-// What runs has the values of its request, whatever is edited meanwhile; only the newest is delivered.
-TEST_F(Workbench, PreviewsShowOneStateAndTheNewestOnly)
-{
-    const GraphDocument document = parsed(kDocument);
-    const auto sphere = std::dynamic_pointer_cast<ZRKSphereSDF>(document.graph()->getNodePtr(1)->object);
-    std::vector<SlicePreview> delivered;
-    PreviewService service(*application, [&](const SlicePreview& preview) { delivered.push_back(preview); });
-    for (int i = 1; i <= 50; ++i) {
-        sphere->radius.set(i / 10.0);
-        SliceRequest request{fieldOf(document), document.samplingBounds()};
-        request.pixels = 1024;
-        service.request(request);
-    }
-    sphere->radius.set(100);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !delivered.empty() && delivered.back().isFinal; }, 20000));
-    ASSERT_EQ(delivered.size(), 3u);
-    // The distance at the centre is the least one: -5, the last request's.
-    EXPECT_NEAR(delivered.back().low, -5, 0.01);
-}
-
-/// Counts what is delivered to it, wanted or not.
-class Receiver : public QObject {
-public:
-    int count = 0;
-
-    bool event(QEvent* event) override
-    {
-        count += event->type() == QEvent::MetaCall ? 1 : 0;
-        return QObject::event(event);
-    }
-};
-
-// Pictures of a former request may be on their way when the next one is made.
-TEST_F(Workbench, LatePreviewsAreDropped)
-{
-    const GraphDocument document = parsed(kDocument);
-    const auto sphere = std::dynamic_pointer_cast<ZRKSphereSDF>(document.graph()->getNodePtr(1)->object);
-    std::vector<SlicePreview> delivered;
-    Receiver receiver;
-    PreviewService service(receiver, [&](const SlicePreview& preview) { delivered.push_back(preview); });
-    SliceRequest request{fieldOf(document), document.samplingBounds()};
-    request.pixels = 64;
-    service.request(request);
-    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // drawn and sent, but not received
-    sphere->radius.set(3);
-    service.request({fieldOf(document), document.samplingBounds()});
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !delivered.empty() && delivered.back().isFinal; }, 20000));
-    EXPECT_EQ(delivered.size(), 3u);
-    EXPECT_GT(receiver.count, 3) << "else this test shows nothing";
-    for (const SlicePreview& preview : delivered) {
-        EXPECT_NEAR(preview.low, -3, 0.1);
-    }
-}
-
 /// A document with a field of 4000 waves behind a raster of 96 nodes along each edge: ten seconds and more to
 /// freeze.
 std::string slowText()
@@ -339,54 +258,6 @@ std::string slowText()
            waves + R"(]}},
                {"id": 2, "type": "RasterFX", "values": {"auto-update": true, "resolution": 96}}],
                "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})";
-}
-
-// What evaluators compute for long when they are built is computed on the previews' thread, and ends too.
-TEST_F(Workbench, PreviewsKeepNobodyWaiting)
-{
-    const GraphDocument document = parsed(slowText());
-    for (const int node : {1, 2}) {
-        SCOPED_TRACE(node);
-        std::vector<SlicePreview> delivered;
-        auto service = std::make_unique<PreviewService>(
-            *application, [&](const SlicePreview& preview) { delivered.push_back(preview); });
-        SliceRequest request{document.outputField({static_cast<std::uint16_t>(node), 0}).value(),
-                             document.samplingBounds()};
-        request.pixels = 2048;
-        QElapsedTimer clock;
-        for (int i = 0; i < 5; ++i) {
-            clock.start();
-            service->request(request);
-            EXPECT_LT(clock.elapsed(), 200); // some milliseconds where nothing else runs
-            std::this_thread::sleep_for(std::chrono::milliseconds(30));
-        }
-        clock.start();
-        service.reset();
-        EXPECT_LT(clock.elapsed(), 500); // 20 ms where nothing else runs
-        QCoreApplication::processEvents();
-        for (const SlicePreview& preview : delivered) {
-            EXPECT_EQ(preview.problem, "");
-        }
-    }
-}
-
-TEST_F(Workbench, PreviewsShowTheNewestStateOfARaster)
-{
-    const GraphDocument document =
-        parsed(R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
-        "nodes": [{"id": 1, "type": "SphereSDF"},
-                  {"id": 2, "type": "RasterFX", "values": {"auto-update": true, "resolution": 65}}],
-        "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})");
-    const auto sphere = std::dynamic_pointer_cast<ZRKSphereSDF>(document.graph()->getNodePtr(1)->object);
-    std::vector<SlicePreview> delivered;
-    PreviewService service(*application, [&](const SlicePreview& preview) { delivered.push_back(preview); });
-    for (int i = 1; i <= 30; ++i) {
-        sphere->radius.set(i);
-        service.request({document.outputField({2, 0}).value(), document.samplingBounds()});
-        std::this_thread::sleep_for(std::chrono::milliseconds(i % 7));
-    }
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !delivered.empty() && delivered.back().isFinal; }, 20000));
-    EXPECT_NEAR(delivered.back().low, -30, 0.5);
 }
 
 TEST_F(Workbench, ClosesDuringALongEvaluation)
