@@ -134,15 +134,14 @@ QRectF SliceCanvas::pictureBox() const
     return {0, 0, std::max(1.0, width() - column), std::max(1.0, height() - 0.0)};
 }
 
-QRectF SliceCanvas::window() const
-{
-    return _part ? *_part : windowOf(_bounds, _axis, pictureBox().size());
-}
+QRectF SliceCanvas::window() const { return _part ? *_part : windowOf(_bounds, _axis, pictureBox().size()); }
 
 QSize SliceCanvas::devicePixels() const
 {
     const QSizeF size = pictureBox().size() * devicePixelRatioF();
-    const auto pixels = [](double length) { return std::clamp(static_cast<int>(std::lround(length)), 16, 4096); };
+    const auto pixels = [](double length) {
+        return std::clamp(static_cast<int>(std::lround(length)), 16, 4096);
+    };
     return {pixels(size.width()), pixels(size.height())};
 }
 
@@ -166,7 +165,9 @@ QRectF SliceCanvas::toScreen(const QRectF& part) const
 
 void SliceCanvas::setPlane(const zrk::BBox<double>& bounds, int axis)
 {
-    const auto same = [](const auto& a, const auto& b) { return a[0] == b[0] && a[1] == b[1] && a[2] == b[2]; };
+    const auto same = [](const auto& a, const auto& b) {
+        return a[0] == b[0] && a[1] == b[1] && a[2] == b[2];
+    };
     if (axis != _axis || !same(bounds.min, _bounds.min) || !same(bounds.max, _bounds.max)) {
         _part.reset();
     }
@@ -434,8 +435,8 @@ void SliceCanvas::paintLegend(QPainter& painter, const QRectF& box) const
         const int steps = static_cast<int>(bar.height() * devicePixelRatioF());
         for (int i = 0; i < steps; ++i) {
             const double share = 1 - (i + 0.5) / steps;
-            const zrk::Rgb rgb = zrkmodel::scalarColor(range.low + (range.high - range.low) * share, range,
-                                                       _preview.style);
+            const zrk::Rgb rgb =
+                zrkmodel::scalarColor(range.low + (range.high - range.low) * share, range, _preview.style);
             painter.fillRect(QRectF(bar.left(), bar.top() + bar.height() * i / steps, bar.width(),
                                     bar.height() / steps + 0.5),
                              QColor::fromRgbF(static_cast<float>(rgb[0]), static_cast<float>(rgb[1]),
@@ -552,9 +553,9 @@ void SliceCanvas::paintReadout(QPainter& painter, const QRectF& box) const
         names = std::max<double>(names, QFontMetrics(nameFont).horizontalAdvance(name));
         values = std::max<double>(values, QFontMetrics(valueFont).horizontalAdvance(value));
     }
-    QRectF note(QPointF(*_pointer) + QPointF(scaled(*this, 14), scaled(*this, 14)),
-                QSizeF(names + values + scaled(*this, 14) + 2 * pad,
-                       row * static_cast<double>(rows.size()) + pad));
+    QRectF note(
+        QPointF(*_pointer) + QPointF(scaled(*this, 14), scaled(*this, 14)),
+        QSizeF(names + values + scaled(*this, 14) + 2 * pad, row * static_cast<double>(rows.size()) + pad));
     if (note.right() > box.right() - 4) {
         note.moveRight(_pointer->x() - scaled(*this, 14));
     }

@@ -138,9 +138,8 @@ private:
         const double reach = scaled(*this, 26);
         const QPointF corner(scaled(*this, 40), height() - scaled(*this, 38));
         std::array<std::size_t, 3> order = {0, 1, 2}; // those that point away first
-        std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
-            return camera.forward[a] > camera.forward[b];
-        });
+        std::sort(order.begin(), order.end(),
+                  [&](std::size_t a, std::size_t b) { return camera.forward[a] > camera.forward[b]; });
         QFont small = font();
         small.setPixelSize(QFontInfo(small).pixelSize() - scaled(*this, 2));
         small.setWeight(QFont::DemiBold);
@@ -200,8 +199,8 @@ void SolidView::setSource(const ViewSource& source)
     const auto isSame = [](const auto& a, const auto& b) {
         return a[0] == b[0] && a[1] == b[1] && a[2] == b[2];
     };
-    if (!_source || _source->document != source.document ||
-        !isSame(_source->bounds.min, source.bounds.min) || !isSame(_source->bounds.max, source.bounds.max)) {
+    if (!_source || _source->document != source.document || !isSame(_source->bounds.min, source.bounds.min) ||
+        !isSame(_source->bounds.max, source.bounds.max)) {
         _frame.reset();
         _shift = {};
         _zoom = 1;
@@ -272,7 +271,8 @@ void SolidView::zoomBy(double factor)
 void SolidView::move(const QPointF& pixels)
 {
     if (_frame) {
-        const double unit = _frame->span / _zoom / std::max(1, std::min(_picture->width(), _picture->height()));
+        const double unit =
+            _frame->span / _zoom / std::max(1, std::min(_picture->width(), _picture->height()));
         _shift += QPointF(-pixels.x() * unit, pixels.y() * unit);
         want();
     }

@@ -80,8 +80,7 @@ protected:
         const double x = pad + side + scaled(*this, 5);
         const double right = width() - pad - side;
         painter.setPen(style.color(Role::text));
-        const QString shown =
-            fontMetrics().elidedText(text(), Qt::ElideMiddle, static_cast<int>(right - x));
+        const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, static_cast<int>(right - x));
         painter.drawText(QRectF(x, 0, right - x, height()), Qt::AlignVCenter | Qt::AlignLeft, shown);
         paintChevron(painter, {right, top, side, side}, style.color(Role::secondText));
     }
@@ -99,7 +98,8 @@ QString FieldNote::text() const
 
 QString FieldNote::remedy() const
 {
-    return "offsets, shells and blends aren't of the width that they tell there: apply them before what scales "
+    return "offsets, shells and blends aren't of the width that they tell there: apply them before what "
+           "scales "
            "or bends the distance, or take smaller values";
 }
 

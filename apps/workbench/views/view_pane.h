@@ -46,8 +46,8 @@ struct FieldNote {
 
 /// The views of an output, a slice and a solid, under tabs.
 ///
-/// Keys, where no field has them: 1 and 2 the tabs, x, y and z the axis, the arrows move the slice or turn the
-/// solid, + and - zoom, Home shows the whole.
+/// Keys, where no field has them: 1 and 2 the tabs, x, y and z the axis, the arrows move the slice or turn
+/// the solid, + and - zoom, Home shows the whole.
 class ViewPane : public QWidget {
 public:
     enum class Tab { Slice, Solid };
