@@ -1,6 +1,7 @@
 #include "host/field_grid.h"
 
 #include "core/engine/field_sampler.h"
+#include "core/engine/worker_team.h"
 #include "core/values/batch.h"
 #include "core/values/large_pages.h"
 #include "host/free_memory.h"
@@ -9,12 +10,14 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <bit>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 
 namespace zrkmodel {
 
@@ -174,6 +177,81 @@ FieldValues sampleDomain(const zrk::IField& field, std::shared_ptr<zrk::Evaluati
     return values;
 }
 
+/// Some of the samples of a domain, one behind the other.
+class DomainPart final : public zrk::EvaluationDomain<3, double> {
+public:
+    DomainPart(const zrk::EvaluationDomain<3, double>& whole, std::int32_t first, std::int32_t count)
+        : _whole(whole), _first(first), _count(count)
+    {}
+
+    using EvaluationDomain<3, double>::position;
+    std::optional<zrk::Corners<double>> bounds() const override { return _whole.bounds(); }
+    std::int32_t sampleCount() const override { return _count; }
+    zrk::Tensor<4, double> position(std::int32_t i) const override { return _whole.position(_first + i); }
+    void positions(std::int32_t first, std::int32_t count, double* x, double* y, double* z) const override
+    {
+        _whole.positions(_first + first, count, x, y, z);
+    }
+    std::array<bool, 3> repeatedPositions(std::int32_t earlier, std::int32_t first,
+                                          std::int32_t count) const override
+    {
+        return _whole.repeatedPositions(_first + earlier, _first + first, count);
+    }
+    bool hasUnitWeights() const override { return _whole.hasUnitWeights(); }
+
+private:
+    const zrk::EvaluationDomain<3, double>& _whole;
+    std::int32_t _first;
+    std::int32_t _count;
+};
+
+/// Hands blocks of a part of a domain on as those of the whole.
+class PartSink final : public zrk::BlockSink {
+public:
+    PartSink(zrk::BlockSink& whole, std::int32_t first) : _whole(whole), _first(first) {}
+    void take(std::int32_t firstSample, std::size_t sampleCount, const zrk::Block& block) override
+    {
+        _whole.take(_first + firstSample, sampleCount, block);
+    }
+
+private:
+    zrk::BlockSink& _whole;
+    std::int32_t _first;
+};
+
+FieldValues samplePrepared(const zrk::PreparedField& field, const zrk::EvaluationDomain<3, double>& domain,
+                           bool keepsWeightless, zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    constexpr std::int32_t kPart = 1 << 14; ///< samples that a worker takes at a time
+    constexpr unsigned kInterval = 20;      ///< milliseconds between two reports
+    const std::int32_t samples = domain.sampleCount();
+    const std::size_t components = field.componentCount();
+    checkSize(samples, components);
+    FieldValues values(static_cast<std::size_t>(samples) * components);
+    ComponentSink sink(values, components, keepsWeightless);
+    std::atomic<std::int32_t> next{0};
+    const std::int32_t parts = (samples - 1) / kPart + 1;
+    const zrk::TeamReport report{monitor, static_cast<std::size_t>(parts), kInterval};
+    const bool isDone = zrk::runReportedTeam(
+        zrk::workerCount(threads), report, [&](std::size_t, std::size_t, zrk::ProgressManager& progress) {
+            for (std::int32_t part = next++; part < parts; part = next++) {
+                if (progress.shouldInterrupt()) {
+                    return false;
+                }
+                const std::int32_t first = part * kPart;
+                PartSink partSink(sink, first);
+                field.sweep(DomainPart(domain, first, std::min(kPart, samples - first)), partSink);
+                progress.notifyProgressUpdate(std::this_thread::get_id(), 1);
+            }
+            return true;
+        });
+    if (!isDone) {
+        throw zrk::FaultError(zrk::interruptedAt(kPlace));
+    }
+    values.summary = sink.summary();
+    return values;
+}
+
 } // namespace
 
 FieldValues::FieldValues(std::size_t count) : _values(new double[count]), _count(count)
@@ -245,6 +323,23 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane&
     return zrk::attempt(kPlace, [&] {
         return sampleDomain(field, std::make_shared<SlicePlane>(plane), true, monitor, threads);
     });
+}
+
+zrk::Result<FieldValues> sampleField(const zrk::PreparedField& field,
+                                     const zrk::Region<3, 3, double, 1>& region,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    return zrk::attempt(kPlace, [&] {
+        const auto& n = region.dimensions();
+        checkSize(static_cast<double>(n[0]) * n[1] * n[2], field.componentCount());
+        return samplePrepared(field, zrk::GridDomain(region), false, monitor, threads);
+    });
+}
+
+zrk::Result<FieldValues> sampleField(const zrk::PreparedField& field, const SlicePlane& plane,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    return zrk::attempt(kPlace, [&] { return samplePrepared(field, plane, true, monitor, threads); });
 }
 
 } // namespace zrkmodel

@@ -2,6 +2,7 @@
 
 #include "core/engine/evaluation_domain.h"
 #include "core/engine/field_generator.h"
+#include "core/engine/prepared_field.h"
 #include "core/engine/progress.h"
 #include "core/values/bbox.h"
 #include "core/values/fault.h"
@@ -88,5 +89,13 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field, const zrk::Region
                                      zrk::ProgressMonitor* monitor, std::size_t threads = 0);
 zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
                                      zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+
+/// @{ The same of a field that is prepared, so that what it was made of may be changed meanwhile.
+zrk::Result<FieldValues> sampleField(const zrk::PreparedField& field,
+                                     const zrk::Region<3, 3, double, 1>& region,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+zrk::Result<FieldValues> sampleField(const zrk::PreparedField& field, const SlicePlane& plane,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+/// @}
 
 } // namespace zrkmodel

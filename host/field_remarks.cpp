@@ -21,12 +21,6 @@ using Point = zrk::Tensor<3, double>;
 
 constexpr double kMostUndefined = 0.1;
 constexpr std::size_t kSpreadPoints = 4096;
-constexpr double kSlopeStep = 1.0 / 20000; ///< of each side of the bounds, to both sides together
-constexpr double kFlat = 0.5;
-constexpr double kSteep = 2;
-constexpr double kManySlopes = 1.0 / 200;
-
-bool isDistance(const OutputField& output) { return output.name == ChannelNames::pin_sdf(); }
 
 /// Whether the output would have its surface where others have it.
 bool mayHaveSurface(const OutputField& output, const FieldSummary& summary)
@@ -34,7 +28,7 @@ bool mayHaveSurface(const OutputField& output, const FieldSummary& summary)
     if (output.tag != Tag::Scalar) {
         return false;
     }
-    if (isDistance(output) || output.isDensity) {
+    if (isNamedDistance(output) || output.isDensity) {
         return true;
     }
     // What operators make of densities may be a density, whose surface nobody knows.
@@ -63,7 +57,7 @@ struct Slopes {
         ++count;
         least = std::min(least, slope);
         greatest = std::max(greatest, slope);
-        farFromOne += slope < kFlat || slope > kSteep ? 1 : 0;
+        farFromOne += SlopeRule::isFarFromOne(slope) ? 1 : 0;
     }
 };
 
@@ -112,7 +106,7 @@ public:
             for (std::size_t axis = 0; axis < 3; ++axis) {
                 for (const double side : {-0.5, 0.5}) {
                     around.push_back(p);
-                    around.back()[axis] += side * kSlopeStep * _size[axis];
+                    around.back()[axis] += side * SlopeRule::kStep * _size[axis];
                 }
             }
         }
@@ -124,7 +118,8 @@ public:
             if (known == values.size()) {
                 Point slope{};
                 for (std::size_t axis = 0; axis < 3; ++axis) {
-                    slope[axis] = (values[2 * axis + 1] - values[2 * axis]) / (kSlopeStep * _size[axis]);
+                    slope[axis] =
+                        (values[2 * axis + 1] - values[2 * axis]) / (SlopeRule::kStep * _size[axis]);
                 }
                 slopes.add(length(slope));
                 known = 0;
@@ -160,6 +155,8 @@ std::string placeOf(const OutputField& output, const std::string& document)
 }
 
 } // namespace
+
+bool isNamedDistance(const OutputField& output) { return output.name == ChannelNames::pin_sdf(); }
 
 FieldRemarks remarksOn(const FieldSummary& summary, const OutputField& output, const std::string& document)
 {
@@ -211,16 +208,17 @@ zrk::Result<FieldRemarks> remarksOnFields(const GraphDocument& document, zrk::Pr
                 remarks.push_back(std::move(remark));
             }
             const bool isNothing = summary.least == summary.greatest || summary.weightless == summary.samples;
-            if (!isDistance(output) || isNothing) {
+            if (!isNamedDistance(output) || isNothing) {
                 continue;
             }
             const Slopes slopes = samples.slopesOf(output, monitor);
-            if (static_cast<double>(slopes.farFromOne) > kManySlopes * static_cast<double>(slopes.count)) {
+            if (static_cast<double>(slopes.farFromOne) >
+                SlopeRule::kMany * static_cast<double>(slopes.count)) {
                 remarks.push_back(
                     {placeOf(output, document.name()),
                      fmt::format("a gradient of length {:.3g} to {:.3g}, below {:g} or above {:g} in {} of "
                                  "the bounds",
-                                 slopes.least, slopes.greatest, kFlat, kSteep,
+                                 slopes.least, slopes.greatest, SlopeRule::kFlat, SlopeRule::kSteep,
                                  percent(slopes.farFromOne, slopes.count)),
                      "a length of 1, as of a distance",
                      "offsets, shells and blends aren't of the width that they tell there: apply them before "

@@ -16,6 +16,20 @@ namespace zrkmodel {
 /// What looks like a mistake about a field that can be sampled all the same; each with a remedy.
 using FieldRemarks = std::vector<zrk::Fault>;
 
+/// Whether an output is named as a signed distance, whose gradient has the length 1.
+bool isNamedDistance(const OutputField& output);
+
+/// How the gradient of a distance is judged: by central differences of `kStep` of each side of the bounds,
+/// as far from 1 below `kFlat` and above `kSteep`, and as worth a remark in more than `kMany` of the places.
+struct SlopeRule {
+    static constexpr double kStep = 1.0 / 20000; ///< to both sides together
+    static constexpr double kFlat = 0.5;
+    static constexpr double kSteep = 2;
+    static constexpr double kMany = 1.0 / 200;
+
+    static bool isFarFromOne(double slope) { return slope < kFlat || slope > kSteep; }
+};
+
 /// Tells where samples of an output have the weight 0 everywhere, are NaN in more than a tenth, are all the
 /// same, or lie on one side of the level that a surface would have: of outputs that are named as a distance
 /// or a density, or have no meaning of their own, as those of operators.

@@ -12,6 +12,11 @@ struct SliceScale {
     std::string unit;     ///< such as "mm"; empty where none is known
 };
 
+/// The largest of 1, 2, 5 times a power of ten that isn't above a length, which is above 0.
+double roundLengthWithin(double longest);
+/// A length as a scale bar tells it, such as "0.5 mm".
+std::string scaleText(double length, const std::string& unit);
+
 /// Draws a bar of a round length, 1, 2 or 5 times a power of ten, with that length and the unit into the
 /// lower left corner of a picture. Nothing where the picture is too small for it.
 void drawScaleBar(zrk::Picture& picture, const SliceScale& scale);

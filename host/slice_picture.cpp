@@ -132,18 +132,6 @@ ValueRange vectorRange(std::span<const double> values)
     return withinUnit ? ValueRange{0, 1} : ValueRange{-greatest, greatest};
 }
 
-ValueRange automaticRange(const SliceGrid& grid, const SliceStyle& style)
-{
-    switch (grid.components) {
-    case 1:
-        return scalarRange(grid.values, style.contour);
-    case 3:
-        return vectorRange(grid.values);
-    default:
-        return {0, 1};
-    }
-}
-
 // Where v lies in the range, 0 to 1; the middle of a range without width.
 double placeIn(const ValueRange& range, double v)
 {
@@ -294,6 +282,18 @@ Rgb componentColor(std::span<const double> values, const ValueRange& range, int 
 }
 
 } // namespace
+
+ValueRange automaticRange(const SliceGrid& grid, const SliceStyle& style)
+{
+    switch (grid.components) {
+    case 1:
+        return scalarRange(grid.values, style.contour);
+    case 3:
+        return vectorRange(grid.values);
+    default:
+        return {0, 1};
+    }
+}
 
 Rgb scalarColor(double value, const ValueRange& range, const SliceStyle& style)
 {

@@ -46,6 +46,9 @@ struct SlicePicture {
     double lineStep;
 };
 
+/// The range that a slice of these samples has where its style gives none, see SlicePicture.
+ValueRange automaticRange(const SliceGrid& grid, const SliceStyle& style = {});
+
 /// Draws a slice for the eye; the top row shows the last row of the grid.
 ///
 /// - Scalars: colour-mapped, diverging around the contour where it lies inside the range (blue inside), else

@@ -1,16 +1,22 @@
 #pragma once
 
-#include "apps/cli/options.h"
 #include "core/engine/prepared_field.h"
 #include "core/surface/surface.h"
+#include "core/values/bbox.h"
 #include "formats/part.h"
+#include "host/graph_document.h"
 
+#include <array>
+#include <cstdint>
 #include <optional>
-#include <string>
 #include <vector>
 
+namespace zrk {
+class ProgressMonitor;
+}
+
 /// What a surface is made of: where its cells lie, what they need, and what a file says beside the triangles.
-namespace zrkcli {
+namespace zrkmodel {
 
 /// The cells over bounds, cubes as far as whole numbers allow: `resolution` of them along the longest side,
 /// or as many as keep them within `cell`, in model units, where that isn't 0. Throws FaultError for bounds
@@ -26,12 +32,13 @@ zrk::PartVoxels surfaceVoxels(const zrk::SurfaceSettings& settings);
 void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
                       zrk::PartFormat format, zrk::ProgressMonitor& monitor);
 
-/// The colour of a colour field at each vertex; grey where it is NaN. `threads` as in SamplingOptions.
+/// The colour of a colour field at each vertex; grey where it is NaN.
 std::vector<zrk::VertexColor> vertexColors(const zrk::PreparedField& field, const zrk::SurfaceMesh& mesh,
                                            zrk::ProgressMonitor& monitor);
 
 /// The beams that an output consists of: where it is that of a beam lattice at the positions themselves, the
 /// solid is below the iso value, and the bounds cut nothing off.
-std::optional<zrk::PartBeams> partBeams(const Job& job, const zrk::SurfaceSettings& settings);
+std::optional<zrk::PartBeams> partBeams(const GraphDocument& document, PinAddress output,
+                                        const zrk::SurfaceSettings& settings);
 
-} // namespace zrkcli
+} // namespace zrkmodel

@@ -1,4 +1,4 @@
-#include "apps/cli/surface_inputs.h"
+#include "host/surface_inputs.h"
 
 #include "core/engine/progress.h"
 #include "core/mesh/beams/beam_lattice.h"
@@ -12,7 +12,7 @@
 #include <limits>
 #include <memory>
 
-namespace zrkcli {
+namespace zrkmodel {
 
 namespace {
 
@@ -133,7 +133,7 @@ void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSetting
     const double bytesAVertex =
         kBytesAVertex + (format == zrk::PartFormat::Vdb ? kLevelSetBytesAVertex : 0.0);
     const double longest = longestSide(settings);
-    const std::optional<double> free = zrkmodel::memoryToUse();
+    const std::optional<double> free = memoryToUse();
     const double leaves = bytesOfUnboundedLeaves(field, settings);
     const double most = kManyVertices * longest * longest;
     const bool mayBeTooMuch = most > kMostVertices || (free && most * bytesAVertex + leaves > *free);
@@ -184,9 +184,10 @@ std::vector<zrk::VertexColor> vertexColors(const zrk::PreparedField& field, cons
     return colors;
 }
 
-std::optional<zrk::PartBeams> partBeams(const Job& job, const zrk::SurfaceSettings& settings)
+std::optional<zrk::PartBeams> partBeams(const GraphDocument& document, PinAddress output,
+                                        const zrk::SurfaceSettings& settings)
 {
-    const auto data = job.document.beamsOf(job.output().address);
+    const auto data = document.beamsOf(output);
     if (!data || settings.solid != zrk::SolidSide::Below) {
         return std::nullopt;
     }
@@ -212,4 +213,4 @@ std::optional<zrk::PartBeams> partBeams(const Job& job, const zrk::SurfaceSettin
     return isWhole && !beams.beams.empty() ? std::optional(std::move(beams)) : std::nullopt;
 }
 
-} // namespace zrkcli
+} // namespace zrkmodel
