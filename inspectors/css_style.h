@@ -88,8 +88,8 @@ public:
     QPalette palette() const;
     /// Sizes in pixels at scale 1 are multiplied by `scale`.
     QString sheet(double scale) const;
-    /// A sheet in which names in braces stand for colours of the table, and numbers followed by "u" for pixels at
-    /// scale 1.
+    /// A sheet in which names in braces stand for colours of the table, and numbers followed by "u" for
+    /// pixels at scale 1.
     QString filled(QString sheet, double scale) const;
     /// Gives the application this palette and sheet, scaled by its font.
     void apply(QApplication& application) const;

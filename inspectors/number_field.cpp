@@ -105,9 +105,8 @@ void NumberField::takeTyped()
     } else if (!number || (_kind == Kind::whole && *number != std::trunc(*number))) {
         display(_exact);
         const QString fault = number ? QString("is no whole number") : numberFault(text);
-        UIField::say(this, QString("\"%1\" %2; %3 stays")
-                               .arg(text.left(40), fault, fullText(_exact))
-                               .toStdString());
+        UIField::say(
+            this, QString("\"%1\" %2; %3 stays").arg(text.left(40), fault, fullText(_exact)).toStdString());
     } else {
         UIField::say(this, "");
         enter(*number);

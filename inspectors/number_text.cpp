@@ -46,7 +46,8 @@ private:
     QString rest() const
     {
         int end = _at + 1;
-        while (end < _text.size() && end < _at + 12 && _text[end].isLetterOrNumber() && _text[_at].isLetter()) {
+        while (end < _text.size() && end < _at + 12 && _text[end].isLetterOrNumber() &&
+               _text[_at].isLetter()) {
             ++end;
         }
         return '"' + _text.mid(_at, end - _at) + '"';

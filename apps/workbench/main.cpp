@@ -224,13 +224,15 @@ void applyStyle(QApplication& app, const std::string& palette)
 int main(int argc, char** argv)
 {
     Options options;
-    CLI::App commands("A workbench for graph documents: builds them from nodes and shows at once what they compute.");
+    CLI::App commands(
+        "A workbench for graph documents: builds them from nodes and shows at once what they compute.");
     commands.set_version_flag("--version", std::string(ZRK_VERSION));
     commands.add_option("document", options.document, "document to open (*.zrk.json)");
     commands.add_option("--screenshot", options.screenshot,
                         "render the settled window into this file and exit");
     commands.add_option("--select", options.select, "node to select, by its id");
-    auto* sized = commands.add_option("--size", options.size, "of the window, WIDTHxHEIGHT (default 1440x900)");
+    auto* sized =
+        commands.add_option("--size", options.size, "of the window, WIDTHxHEIGHT (default 1440x900)");
     commands.add_option("--view", options.view, "what the view shows: slice (default) or solid")
         ->check(CLI::IsMember({"slice", "solid"}));
     commands.add_flag("--measure", options.measure,
@@ -251,8 +253,8 @@ int main(int argc, char** argv)
     }
     options.describe = describe->count() > 0;
     std::erase(options.types, std::string()); // CLI11 gives one for an option without words
-    const bool needsNoScreen = options.describe || pictures->count() > 0 || !options.screenshot.empty() ||
-                               options.measure;
+    const bool needsNoScreen =
+        options.describe || pictures->count() > 0 || !options.screenshot.empty() || options.measure;
     if (needsNoScreen && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }

@@ -86,8 +86,11 @@ TEST_F(WindowTest, UndoesAndRedoesByTheNamesOfSteps)
     ASSERT_EQ(window.document()->graph()->nodes().size(), 4u);
     for (int i = 0; window.session()->canUndo(); ++i) {
         ASSERT_LT(i, 4);
-        window.command("Undo " + QString::fromStdString(
-                                     window.session()->history().steps()[window.session()->history().doneCount() - 1].name))
+        window
+            .command(
+                "Undo " +
+                QString::fromStdString(
+                    window.session()->history().steps()[window.session()->history().doneCount() - 1].name))
             ->trigger();
     }
     EXPECT_EQ(window.document()->graph()->nodes().size(), 3u);
@@ -418,7 +421,8 @@ TEST_F(WindowTest, AsksAboutUnsavedChanges)
     Window window;
     window.show();
     ASSERT_TRUE(window.open(path("a.zrk.json")));
-    EXPECT_EQ(answering(QMessageBox::Cancel, [&] { EXPECT_TRUE(window.close()); }), 0) << "nothing is changed";
+    EXPECT_EQ(answering(QMessageBox::Cancel, [&] { EXPECT_TRUE(window.close()); }), 0)
+        << "nothing is changed";
     window.show();
     const auto node = window.document()->graph()->getNodePtr(1);
     std::dynamic_pointer_cast<ZRKSphereSDF>(node->object)->radius.set(0.75);

@@ -25,15 +25,15 @@ std::string extensionOf(const std::filesystem::path& path)
 std::string pathFrom(const EditSession& session, const std::filesystem::path& path)
 {
     const auto folder =
-        std::filesystem::absolute(std::filesystem::path(session.document().name()).parent_path()).lexically_normal();
+        std::filesystem::absolute(std::filesystem::path(session.document().name()).parent_path())
+            .lexically_normal();
     const auto whole = std::filesystem::absolute(path).lexically_normal();
     const auto relative = whole.lexically_relative(folder);
     return (relative.empty() ? whole : relative).string();
 }
 
 zrk::Result<NewNode> imageNode(EditSession& session, const std::filesystem::path& path, bool isVolume,
-                               zrkmodel::DocumentWarnings& warnings,
-                               zrk::ProgressMonitor* monitor)
+                               zrkmodel::DocumentWarnings& warnings, zrk::ProgressMonitor* monitor)
 {
     const ZRKJson entry{{"kind", isVolume ? "image3d" : "image2d"}, {"path", pathFrom(session, path)}};
     return session.addResource(entry, &warnings, monitor).map([&](const std::string& uuid) {
@@ -55,7 +55,8 @@ NewNode meshNode(const EditSession& session, const std::filesystem::path& path)
 /// Where a new node shows all that it has.
 ZRKJson boundsOf(DroppedKind kind)
 {
-    return kind == DroppedKind::Mesh ? ZRKJson{{-0.5, -0.5, -0.5}, {5.5, 5.5, 5.5}} : ZRKJson{{0, 0, 0}, {1, 1, 1}};
+    return kind == DroppedKind::Mesh ? ZRKJson{{-0.5, -0.5, -0.5}, {5.5, 5.5, 5.5}}
+                                     : ZRKJson{{0, 0, 0}, {1, 1, 1}};
 }
 
 } // namespace
@@ -69,8 +70,8 @@ DroppedKind kindOf(const std::filesystem::path& path)
     static const std::set<std::string> pictures = {".png", ".jpg", ".jpeg", ".tif", ".tiff"};
     static const std::set<std::string> meshes = {".obj", ".stl", ".ply", ".3mf"};
     const std::string extension = extensionOf(path);
-    return extension == ".json"         ? DroppedKind::Document
-           : extension == ".npy"        ? DroppedKind::Volume
+    return extension == ".json"           ? DroppedKind::Document
+           : extension == ".npy"          ? DroppedKind::Volume
            : pictures.contains(extension) ? DroppedKind::Picture
            : meshes.contains(extension)   ? DroppedKind::Mesh
                                           : DroppedKind::Unknown;
@@ -88,7 +89,8 @@ zrk::Result<std::uint16_t> addFile(EditSession& session, const std::filesystem::
                              "convert it to one of these"});
     }
     if (std::error_code missing; !std::filesystem::exists(path, missing)) {
-        return zrk::refused({path.string(), "no such file", "one that can be read", "look whether it was moved"});
+        return zrk::refused(
+            {path.string(), "no such file", "one that can be read", "look whether it was moved"});
     }
     std::uint16_t added = 0;
     const bool isFirst = session.document().graph()->nodes().empty();

@@ -119,10 +119,10 @@ public:
             clip.addRoundedRect(room, scaled(_pane, 4), scaled(_pane, 4));
             painter->setClipPath(clip);
             QSizeF part = room.size().scaled(picture.size(), Qt::KeepAspectRatio);
-            painter->drawImage(room, picture,
-                               QRectF(QPointF((picture.width() - part.width()) / 2,
-                                              (picture.height() - part.height()) / 2),
-                                      part));
+            painter->drawImage(
+                room, picture,
+                QRectF(QPointF((picture.width() - part.width()) / 2, (picture.height() - part.height()) / 2),
+                       part));
             painter->setClipping(false);
         }
         painter->setPen(QPen(style.color(ExampleRole::paneLine), 1));

@@ -1,8 +1,8 @@
 #include "apps/workbench/window/inspector.h"
 
 #include "apps/workbench/look/icons.h"
-#include "apps/workbench/window/parts.h"
 #include "apps/workbench/window/names.h"
+#include "apps/workbench/window/parts.h"
 #include "host/document_values.h"
 #include "inspectors/app.h"
 #include "inspectors/css_style.h"
@@ -67,10 +67,7 @@ QFont weighted(QFont font, QFont::Weight weight, int morePixels)
 /// The icon of the type on a tile of its family's colour.
 class Inspector::Tile final : public QWidget {
 public:
-    explicit Tile(QWidget* parent) : QWidget(parent)
-    {
-        setFixedSize(scaled(*this, 36), scaled(*this, 36));
-    }
+    explicit Tile(QWidget* parent) : QWidget(parent) { setFixedSize(scaled(*this, 36), scaled(*this, 36)); }
     void show(const zrkmodel::ZRKGraphObjectRegistration* type)
     {
         _type = type;
@@ -348,9 +345,10 @@ void Inspector::showHeader()
         _name->setCursorPosition(0);
     }
     _name->setPlaceholderText(type ? type->strings.title : "");
-    _subtitle->setText(type ? QString::fromUtf8("%1  ·  %2")
-                                  .arg(QString::fromStdString(type->info.name), QString(familyOf(*type).title))
-                            : QString());
+    _subtitle->setText(type
+                           ? QString::fromUtf8("%1  ·  %2")
+                                 .arg(QString::fromStdString(type->info.name), QString(familyOf(*type).title))
+                           : QString());
 }
 
 void Inspector::takeName()
@@ -465,9 +463,9 @@ void Inspector::addInput(const zrkmodel::ZRKGraphPin& pin)
         });
         row->addWidget(link);
     } else {
-        auto* text = new QLabel(pin.allowsPassthrough()          ? "reads the position"
+        auto* text = new QLabel(pin.allowsPassthrough()      ? "reads the position"
                                 : pin.defaultValue.isEmpty() ? "nothing arrives: reads 0 with weight 0"
-                                                                 : "when nothing is linked",
+                                                             : "when nothing is linked",
                                 line);
         text->setProperty("zrkRole", "hint");
         row->addWidget(text);
@@ -488,7 +486,8 @@ void Inspector::addOutput(const zrkmodel::ZRKGraphPin& pin)
     auto* name = new QLabel(QString::fromStdString(pin.name), line);
     name->setFixedWidth(scaled(*this, 96));
     row->addWidget(name);
-    auto* kind = new QLabel(tag == Tag::None || tag == Tag::Any ? "no type yet: link an input" : nameOf(tag), line);
+    auto* kind =
+        new QLabel(tag == Tag::None || tag == Tag::Any ? "no type yet: link an input" : nameOf(tag), line);
     kind->setProperty("zrkRole", "second");
     row->addWidget(kind);
     row->addStretch(1);
@@ -533,7 +532,8 @@ void Inspector::placeResets()
         auto known = _resets.find(control);
         QToolButton* button = known == _resets.end() ? nullptr : known->second;
         if (!button) {
-            button = toolButton("reset", "reset " + key + " to " + QString::fromStdString(fresh->valueJson().dump()),
+            button = toolButton("reset",
+                                "reset " + key + " to " + QString::fromStdString(fresh->valueJson().dump()),
                                 _holder);
             button->setFixedSize(scaled(*this, 24), scaled(*this, 24));
             connect(button, &QToolButton::clicked, this, [this, key] { resetValue(key.toStdString()); });
@@ -549,7 +549,8 @@ void Inspector::placeResets()
         gone.second->deleteLater();
     }
     _resets = std::move(resets);
-    const bool isChanged = zrkmodel::storedForm(*_object) != (_fresh ? zrkmodel::storedForm(*_fresh) : ZRKJson());
+    const bool isChanged =
+        zrkmodel::storedForm(*_object) != (_fresh ? zrkmodel::storedForm(*_fresh) : ZRKJson());
     _reset->setEnabled(isChanged);
 }
 
@@ -593,9 +594,8 @@ void Inspector::showMore()
         if (!_actions.isEmpty()) {
             menu.addSeparator();
         }
-        menu.addAction("Name it after its type", this, [this] {
-            tell(_session->setLabel(*_shown, ""));
-        })->setEnabled(_session->entry(*_shown)->contains("label"));
+        menu.addAction("Name it after its type", this, [this] { tell(_session->setLabel(*_shown, "")); })
+            ->setEnabled(_session->entry(*_shown)->contains("label"));
         menu.addAction(QString("Node %1").arg(*_shown))->setEnabled(false);
     }
     menu.exec(_more->mapToGlobal(QPoint(0, _more->height())));
@@ -612,8 +612,8 @@ void Inspector::tellEntries()
         Problem problem;
         problem.kind = Problem::Kind::Error;
         problem.node = _shown;
-        problem.place = nameOf(*_session, *_shown) + QString::fromUtf8(" · ") +
-                        QString::fromStdString(field->caption());
+        problem.place =
+            nameOf(*_session, *_shown) + QString::fromUtf8(" · ") + QString::fromStdString(field->caption());
         problem.finding = QString::fromStdString(field->message());
         problem.actionText = "Edit";
         problem.action = [control = QPointer<QWidget>(field->control())] {

@@ -48,12 +48,18 @@ public:
     void showOutput(std::uint8_t output, const QString& text);
     void showSpeed(const QString& text);
 
-    void onManual(std::function<void(const std::string& className)> listener) { _manual = std::move(listener); }
+    void onManual(std::function<void(const std::string& className)> listener)
+    {
+        _manual = std::move(listener);
+    }
     void onNodeWanted(std::function<void(std::uint16_t)> listener) { _nodeWanted = std::move(listener); }
     /// Called when lines of outputs are new and their ranges unknown.
     void onRangesWanted(std::function<void(std::uint16_t)> listener) { _rangesWanted = std::move(listener); }
     /// Called with what was entered wrongly in the panel's fields, whenever that changes.
-    void onEntryProblems(std::function<void(std::vector<Problem>)> listener) { _entries = std::move(listener); }
+    void onEntryProblems(std::function<void(std::vector<Problem>)> listener)
+    {
+        _entries = std::move(listener);
+    }
     void onSaid(std::function<void(const zrk::Fault&)> listener) { _said = std::move(listener); }
     /// Actions of the "more" menu besides its own.
     void setNodeActions(const QList<QAction*>& actions) { _actions = actions; }

@@ -1,8 +1,8 @@
 #include "apps/workbench/window/library.h"
 
 #include "apps/workbench/look/icons.h"
-#include "apps/workbench/window/parts.h"
 #include "apps/workbench/window/names.h"
+#include "apps/workbench/window/parts.h"
 #include "inspectors/css_style.h"
 #include "model/graph_object.h"
 #include "model/manual.h"
@@ -23,9 +23,9 @@
 
 namespace zrkworkbench {
 
+using zrkmodel::ZRKGraphObjectRegistration;
 using zrkui::scaled;
 using zrkui::ZRKCSSStyle;
-using zrkmodel::ZRKGraphObjectRegistration;
 using LibraryRole = ZRKCSSStyle::Role;
 
 namespace {
@@ -49,7 +49,10 @@ const ZRKGraphObjectRegistration* typeAt(const QModelIndex& index)
     return zrkmodel::ZRKGraphObject::registry().findByClass(index.data(kClassRole).toString().toStdString());
 }
 
-QString textOf(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<int>(text.size())); }
+QString textOf(std::string_view text)
+{
+    return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
+}
 
 } // namespace
 
@@ -126,9 +129,8 @@ protected:
             return false;
         }
         const QString words = index.data(kWordsRole).toString();
-        return std::all_of(_words.begin(), _words.end(), [&](const QString& word) {
-            return words.contains(word, Qt::CaseInsensitive);
-        });
+        return std::all_of(_words.begin(), _words.end(),
+                           [&](const QString& word) { return words.contains(word, Qt::CaseInsensitive); });
     }
 
 private:
@@ -192,8 +194,8 @@ private:
         const double middle = row.center().y() + 0.5;
         const bool isOpen = _library._tree->isExpanded(index);
         paintIcon(painter, isOpen ? "chevron-down" : "chevron-right",
-                 QRectF(row.left() + scaled(_library, 2), middle - side / 2.0, side, side),
-                 style.color(LibraryRole::secondText));
+                  QRectF(row.left() + scaled(_library, 2), middle - side / 2.0, side, side),
+                  style.color(LibraryRole::secondText));
         const double square = scaled(_library, 8);
         painter.setPen(Qt::NoPen);
         painter.setBrush(colorOf(index.data(kFamilyRole).toString()));
@@ -219,14 +221,15 @@ private:
         const double middle = row.center().y() + 0.5;
         if (const auto* type = typeAt(index)) {
             paintTypeIcon(painter, *type,
-                         QRectF(row.left() + scaled(_library, 18), middle - side / 2, side, side));
+                          QRectF(row.left() + scaled(_library, 18), middle - side / 2, side, side));
         }
         QRect text = row.adjusted(scaled(_library, 43), 0, -scaled(_library, 4), 0);
         if (showsAdd) {
             const QRect plus = addPlace(row);
-            paintIcon(painter, "add",
-                     QRectF(plus.center().x() + 0.5 - side / 2, plus.center().y() + 0.5 - side / 2, side, side),
-                     style.color(LibraryRole::secondText));
+            paintIcon(
+                painter, "add",
+                QRectF(plus.center().x() + 0.5 - side / 2, plus.center().y() + 0.5 - side / 2, side, side),
+                style.color(LibraryRole::secondText));
             text.setRight(plus.left());
         }
         painter.setFont(option.font);

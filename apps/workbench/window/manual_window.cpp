@@ -28,10 +28,11 @@ void addValues(std::string& text, const char* title, std::span<const zrkmodel::M
     if (values.empty()) {
         return;
     }
-    text += fmt::format("\n## {}\n\n| name | kind | unit | default | meaning |\n|---|---|---|---|---|\n", title);
+    text +=
+        fmt::format("\n## {}\n\n| name | kind | unit | default | meaning |\n|---|---|---|---|---|\n", title);
     for (const zrkmodel::ManualValue& value : values) {
-        text += fmt::format("| {} | {} | {} | {} | {} |\n", value.key, value.kind, value.unit, value.defaultValue,
-                            value.meaning);
+        text += fmt::format("| {} | {} | {} | {} | {} |\n", value.key, value.kind, value.unit,
+                            value.defaultValue, value.meaning);
     }
 }
 

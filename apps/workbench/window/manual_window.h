@@ -8,8 +8,8 @@ class QTextBrowser;
 
 namespace zrkworkbench {
 
-/// Shows manual pages in a window of its own: those of docs/components where they are installed, else what the
-/// program itself knows of a type.
+/// Shows manual pages in a window of its own: those of docs/components where they are installed, else what
+/// the program itself knows of a type.
 class ManualWindow : public QWidget {
 public:
     explicit ManualWindow(QWidget* parent = nullptr);

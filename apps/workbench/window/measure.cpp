@@ -50,7 +50,8 @@ double medianOf(std::vector<double> values)
     if (values.empty()) {
         return 0;
     }
-    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
+    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2),
+                     values.end());
     return values[values.size() / 2];
 }
 
@@ -206,7 +207,8 @@ void measureHistory(Window& window, ZRKJson& out)
     zrkmodel::EditSettings settings;
     settings.mergeSeconds = 0;
     zrkmodel::DocumentWarnings warnings;
-    auto copy = zrkmodel::GraphDocument::parse(window.document()->toText(), window.document()->name(), warnings);
+    auto copy =
+        zrkmodel::GraphDocument::parse(window.document()->toText(), window.document()->name(), warnings);
     if (!copy) {
         return;
     }
@@ -228,9 +230,10 @@ std::string slowText()
     for (int i = 0; i < 4000; ++i) {
         waves.push_back({{"fx", 1}});
     }
-    const ZRKJson document{{"zrkGraph", 1},
-                           {"nodes", {{{"id", 1}, {"type", "PatternDesigner"}, {"values", {{"waves", waves}}}}}},
-                           {"output", {1, 0}}};
+    const ZRKJson document{
+        {"zrkGraph", 1},
+        {"nodes", {{{"id", 1}, {"type", "PatternDesigner"}, {"values", {{"waves", waves}}}}}},
+        {"output", {1, 0}}};
     return document.dump();
 }
 
@@ -268,7 +271,8 @@ zrk::Result<ZRKJson> measureWindow(const std::string& path)
     const std::string document = path.empty() ? firstExample().toStdString() : path;
     if (!document.empty()) {
         if (!window->open(document)) {
-            return zrk::refused({document, window->message(), "a document that can be opened", "name another one"});
+            return zrk::refused(
+                {document, window->message(), "a document that can be opened", "name another one"});
         }
         waitFor([&] { return window->isSettled(); });
         Watchdog watchdog(kHoldLimit);

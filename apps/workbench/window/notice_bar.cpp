@@ -47,7 +47,8 @@ public:
         _progress->show();
         _progress->setAccessibleName(text());
         _progress->setToolTip("how far it has come");
-        _progress->setValue(std::isfinite(fraction) ? static_cast<int>(1000 * std::clamp(fraction, 0.0, 1.0)) : 0);
+        _progress->setValue(std::isfinite(fraction) ? static_cast<int>(1000 * std::clamp(fraction, 0.0, 1.0))
+                                                    : 0);
     }
     bool hasButtons() const { return !_buttons.empty(); }
     void addButton(const QString& text, std::function<void()> run)
@@ -85,8 +86,8 @@ NoticeBar::NoticeBar(QWidget* parent) : QWidget(parent), _column(new QVBoxLayout
 
 NoticeBar::Notice* NoticeBar::find(const QString& key) const
 {
-    const auto found = std::find_if(_notices.begin(), _notices.end(),
-                                    [&](const auto& entry) { return entry.first == key; });
+    const auto found =
+        std::find_if(_notices.begin(), _notices.end(), [&](const auto& entry) { return entry.first == key; });
     return found == _notices.end() ? nullptr : found->second;
 }
 

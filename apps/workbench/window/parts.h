@@ -13,8 +13,8 @@ namespace zrkworkbench {
 /// Draws the icon of a type in the colour of its family.
 void paintTypeIcon(QPainter& painter, const zrkmodel::ZRKGraphObjectRegistration& type, const QRectF& place);
 
-/// Draws the sign of a pin by its tag, of this radius: a circle, a diamond, a square, or a ring for what has no
-/// tag yet.
+/// Draws the sign of a pin by its tag, of this radius: a circle, a diamond, a square, or a ring for what has
+/// no tag yet.
 void paintPinSign(QPainter& painter, zrkmodel::Tag tag, const QPointF& centre, double radius);
 
 /// A button of 28 pixels with an icon and no text.

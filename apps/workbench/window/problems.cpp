@@ -86,8 +86,8 @@ Problem problemOf(const zrk::Fault& fault, Problem::Kind kind)
     Problem problem;
     problem.kind = kind;
     problem.place = QString::fromStdString(zrk::printable(fault.place));
-    problem.finding = QString::fromStdString(
-        zrk::printable("found " + fault.found + ", expected " + fault.expected));
+    problem.finding =
+        QString::fromStdString(zrk::printable("found " + fault.found + ", expected " + fault.expected));
     problem.remedy = QString::fromStdString(zrk::printable(fault.remedy));
     return problem;
 }
@@ -152,8 +152,8 @@ public:
         const int left = option.rect.left() + scaled(_pane, 8);
         const bool isError = problem.kind == Problem::Kind::Error;
         paintIcon(*painter, isError ? "error" : "warning",
-                 QRectF(left, option.rect.center().y() - side / 2.0 + 0.5, side, side),
-                 style.color(isError ? Role::error : Role::warning));
+                  QRectF(left, option.rect.center().y() - side / 2.0 + 0.5, side, side),
+                  style.color(isError ? Role::error : Role::warning));
 
         QRect text = option.rect.adjusted(scaled(_pane, 33), 0, -scaled(_pane, 12), 0);
         painter->setFont(option.font);

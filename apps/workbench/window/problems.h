@@ -32,7 +32,7 @@ struct Problem {
 class ProblemList {
 public:
     /// In the order in which the list shows them.
-    enum class Source { Loading, Saving, Resource, Edit, Entry, Field };
+    enum class Source { Loading, Saving, Export, Resource, Edit, Entry, Field };
 
     void set(Source source, std::vector<Problem> problems);
     void clear(Source source) { set(source, {}); }

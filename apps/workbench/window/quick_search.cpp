@@ -261,7 +261,8 @@ void QuickSearch::paintEvent(QPaintEvent* event)
     painter.setFont(font);
     const QString keys = "Ctrl K";
     const double width = QFontMetricsF(font).horizontalAdvance(keys) + scaled(*this, 10);
-    const QRectF key(this->width() - width - scaled(*this, 6), scaled(*this, 5), width, height() - 2 * scaled(*this, 5));
+    const QRectF key(this->width() - width - scaled(*this, 6), scaled(*this, 5), width,
+                     height() - 2 * scaled(*this, 5));
     painter.setPen(style.color(SearchRole::edge));
     painter.setBrush(style.color(SearchRole::bar));
     painter.drawRoundedRect(key.adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);

@@ -42,8 +42,9 @@ public:
     {
         _errors = errors;
         _warnings = warnings;
-        const QString text = errors + warnings == 0 ? QString("No problems")
-                                                    : countOf(errors, "error") + ", " + countOf(warnings, "warning");
+        const QString text = errors + warnings == 0
+                                 ? QString("No problems")
+                                 : countOf(errors, "error") + ", " + countOf(warnings, "warning");
         setText(text);
         setAccessibleName(text);
         setToolTip(text + "; a click shows the list");
@@ -214,6 +215,9 @@ void StatusLine::say(const QString& text, bool isProblem)
     }
 }
 
-void StatusLine::showReadout(const std::vector<std::pair<QString, QString>>& values) { _readout->show(values); }
+void StatusLine::showReadout(const std::vector<std::pair<QString, QString>>& values)
+{
+    _readout->show(values);
+}
 
 } // namespace zrkworkbench

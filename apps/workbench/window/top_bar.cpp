@@ -67,10 +67,11 @@ void TopBar::showName(const QString& name, bool isModified)
     const QString stem = name.section('.', 0, 0).toHtmlEscaped();
     const QString rest = name.mid(name.section('.', 0, 0).size()).toHtmlEscaped();
     const QString second = style.color(ZRKCSSStyle::Role::secondText).name();
-    _name->setText(QString::fromUtf8("%1<b style=\"font-weight:600\">%2</b><span style=\"color:%3\">%4</span>")
-                       .arg(isModified ? QString::fromUtf8("<span style=\"color:%1\">●</span>&nbsp; ").arg(second)
-                                       : QString(),
-                            stem, second, rest));
+    _name->setText(
+        QString::fromUtf8("%1<b style=\"font-weight:600\">%2</b><span style=\"color:%3\">%4</span>")
+            .arg(isModified ? QString::fromUtf8("<span style=\"color:%1\">●</span>&nbsp; ").arg(second)
+                            : QString(),
+                 stem, second, rest));
     _name->setAccessibleDescription(name + (isModified ? ", not saved" : ""));
     placeName();
 }

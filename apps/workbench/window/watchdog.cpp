@@ -92,7 +92,8 @@ void Watchdog::watch(const std::shared_ptr<State>& state, QObject* receiver)
             state->caught.clear();
             state->asked = WatchClock::now();
             state->queueTime = queueTimeOf(state->thread);
-            QMetaObject::invokeMethod(receiver, [state] { state->answer(); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                receiver, [state] { state->answer(); }, Qt::QueuedConnection);
         } else if (state->caught.empty()) {
             state->caught = Doing::now();
         }

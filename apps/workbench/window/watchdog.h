@@ -24,8 +24,8 @@ private:
     const char* _former;
 };
 
-/// Sees from a thread of its own how long the window's thread takes to come back to its event loop. For tests and
-/// measurements: made and destroyed in the window's thread.
+/// Sees from a thread of its own how long the window's thread takes to come back to its event loop. For tests
+/// and measurements: made and destroyed in the window's thread.
 ///
 /// It counts the time in which the thread worked or waited for something itself, but not the time in which it
 /// waited for a processor that other threads and programs had, as far as the system tells that.

@@ -1,6 +1,7 @@
 #include "apps/workbench/window/window.h"
 
 #include "apps/workbench/canvas/canvas.h"
+#include "apps/workbench/export/export_bar.h"
 #include "apps/workbench/views/view_pane.h"
 #include "apps/workbench/window/examples_pane.h"
 #include "apps/workbench/window/library.h"
@@ -48,6 +49,7 @@ Window::Window(WindowSettings settings)
       _problemsPane(new ProblemsPane),
       _examples(new ExamplesPane),
       _status(new StatusLine(this)),
+      _export(new ExportBar),
       _opener(new DocumentOpener(this)),
       _watcher(new QFileSystemWatcher(this)),
       _looksAtFile(new QTimer(this)),
@@ -59,6 +61,7 @@ Window::Window(WindowSettings settings)
     setAcceptDrops(true);
     setMenuWidget(_top);
     setStatusBar(_status);
+    _status->insertPermanentWidget(0, _export);
     arrange();
     addMenus();
     joinParts();
@@ -202,8 +205,8 @@ void Window::joinParts()
     _opener->onOpened([this](OpenedDocument opened) { takeOpened(std::move(opened)); });
     _opener->onProgress([this](const std::string& path, double fraction) {
         const QString name = QFileInfo(QString::fromStdString(path)).fileName();
-        _notices->showProgress("opening", "Opening " + name + "; this document stays until it is read.", fraction,
-                               [this] {
+        _notices->showProgress("opening", "Opening " + name + "; this document stays until it is read.",
+                               fraction, [this] {
                                    _opener->cancel();
                                    _openedWell = false;
                                    _notices->remove("opening");
@@ -214,11 +217,23 @@ void Window::joinParts()
         wantView();
     });
     _canvas->viewport()->installEventFilter(this);
-    // Commands of the canvas work wherever the focus is, as long as no field wants the keys itself.
-    for (const QList<QAction*>& actions : {_canvas->editActions(), _canvas->viewActions()}) {
-        _inspector->setNodeActions({});
-        addActions(actions);
+    QList<QAction*> actions;
+    for (const char* name : {"view", "output", "bypass", "duplicate", "delete"}) {
+        actions << _canvas->action(name);
     }
+    _inspector->setNodeActions(actions);
+    _export->onDone([this](const ExportResult& result) {
+        const QString text = QString::fromStdString(result.text);
+        const bool isFailed = result.kind == ExportResult::Kind::Failed;
+        say(text, isFailed);
+        std::vector<Problem> problems;
+        if (isFailed) {
+            problems.push_back({.kind = Problem::Kind::Error,
+                                .place = QFileInfo(QString::fromStdString(result.file)).fileName(),
+                                .finding = text});
+        }
+        _problems.set(ProblemList::Source::Export, std::move(problems));
+    });
 }
 
 void Window::takeOver(std::unique_ptr<EditSession> session)

@@ -29,12 +29,14 @@ namespace zrkworkbench {
 
 class Canvas;
 class ExamplesPane;
+class ExportBar;
 class Library;
 class ManualWindow;
 class NoticeBar;
 class StatusLine;
 class TopBar;
 class ViewPane;
+enum class ExportKind;
 struct FieldNote;
 struct Flow;
 struct Readout;
@@ -46,8 +48,9 @@ struct WindowSettings {
     zrkmodel::EditSettings edit{};
 };
 
-/// The window: a document's nodes on a canvas, the types that there are, a view of one output, the panel of the
-/// selected node and what is wrong. It joins these parts, which know of the document, but not of each other.
+/// The window: a document's nodes on a canvas, the types that there are, a view of one output, the panel of
+/// the selected node and what is wrong. It joins these parts, which know of the document, but not of each
+/// other.
 class Window : public QMainWindow {
 public:
     explicit Window(WindowSettings settings = {});
@@ -83,6 +86,7 @@ public:
     ProblemList& problems() { return _problems; }
     TopBar& topBar() { return *_top; }
     StatusLine& status() { return *_status; }
+    ExportBar& exports() { return *_export; }
     /// The action of a menu by its text without "&" and dots, such as "Save as".
     QAction* command(const QString& text) const;
 
@@ -108,6 +112,7 @@ private:
     ProblemsPane* _problemsPane;
     ExamplesPane* _examples;
     StatusLine* _status;
+    ExportBar* _export;
     QDockWidget* _libraryDock;
     QDockWidget* _viewDock;
     QDockWidget* _inspectorDock;
@@ -146,7 +151,7 @@ private:
     std::set<std::uint16_t> _thumbnailsFresh;
     std::set<std::uint16_t> _thumbnailsPending;
     QTimer* _rangeRefresh;
-    std::deque<zrkmodel::PinAddress> _ranges; ///< outputs whose range the inspector waits for
+    std::deque<zrkmodel::PinAddress> _ranges;   ///< outputs whose range the inspector waits for
     std::optional<zrkmodel::PinAddress> _asked; ///< the flow that was asked for
     std::optional<zrkmodel::PinAddress> _hovered;
 
@@ -185,14 +190,15 @@ private:
     bool askAndSave();
     bool mayDiscard();
     void takeOpened(OpenedDocument opened);
-    void showOpened(std::unique_ptr<zrkmodel::EditSession> session, const zrkmodel::DocumentWarnings& warnings);
+    void showOpened(std::unique_ptr<zrkmodel::EditSession> session,
+                    const zrkmodel::DocumentWarnings& warnings);
     void offerRecovery();
     void recover();
     void watchFile();
     void lookAtFile();
     void noteRecent();
     QStringList recentFiles() const;
-    void exportField(int kind);
+    void exportField(ExportKind kind);
 
     // window_views.cpp
     std::optional<zrkmodel::PinAddress> wantedPin() const;

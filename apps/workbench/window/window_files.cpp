@@ -1,6 +1,8 @@
 #include "apps/workbench/window/window.h"
 
 #include "apps/workbench/canvas/canvas.h"
+#include "apps/workbench/export/export_bar.h"
+#include "apps/workbench/export/export_dialog.h"
 #include "apps/workbench/views/view_pane.h"
 #include "apps/workbench/window/data_folder.h"
 #include "apps/workbench/window/dropped_files.h"
@@ -35,15 +37,17 @@ using zrkmodel::FileState;
 namespace {
 
 const char* const kDocuments = "Graph documents (*.zrk.json);;All files (*)";
-const char* const kFiles = "Pictures, volumes and meshes (*.png *.jpg *.jpeg *.tif *.tiff *.npy *.obj *.stl *.ply "
-                           "*.3mf);;All files (*)";
+const char* const kFiles =
+    "Pictures, volumes and meshes (*.png *.jpg *.jpeg *.tif *.tiff *.npy *.obj *.stl *.ply "
+    "*.3mf);;All files (*)";
 constexpr int kMostRecent = 10;
 
 /// Where a lock on a document lies: one for all windows of a user, wherever the document is.
 QString lockPathOf(const QString& path)
 {
     const QString whole = QFileInfo(path).canonicalFilePath();
-    const QByteArray name = QCryptographicHash::hash(whole.toUtf8(), QCryptographicHash::Sha1).toHex().left(20);
+    const QByteArray name =
+        QCryptographicHash::hash(whole.toUtf8(), QCryptographicHash::Sha1).toHex().left(20);
     QString folder = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
     if (folder.isEmpty()) {
         folder = QDir::tempPath();
@@ -84,12 +88,13 @@ void Window::takeOpened(OpenedDocument opened)
     if (!opened.session) {
         tell(opened.session.error(), ProblemList::Source::Loading);
         const QString name = QFileInfo(QString::fromStdString(opened.request.path)).fileName();
-        _notices->show("refused",
-                       name + " can't be opened: " +
-                           QString::fromStdString(zrk::printable(opened.session.error().found)) + ", expected " +
-                           QString::fromStdString(zrk::printable(opened.session.error().expected)) + ". " +
-                           QString::fromStdString(zrk::printable(opened.session.error().remedy)) + ".",
-                       {{"Close"}});
+        _notices->show(
+            "refused",
+            name +
+                " can't be opened: " + QString::fromStdString(zrk::printable(opened.session.error().found)) +
+                ", expected " + QString::fromStdString(zrk::printable(opened.session.error().expected)) +
+                ". " + QString::fromStdString(zrk::printable(opened.session.error().remedy)) + ".",
+            {{"Close"}});
         return;
     }
     _notices->remove("refused");
@@ -150,15 +155,20 @@ void Window::showFirstStart()
 
 void Window::offerRecovery()
 {
+    std::error_code missing;
+    if (!_session->recovery().empty() && !std::filesystem::exists(_session->recovery(), missing)) {
+        _session->discardRecovery(); // it was the former session's, which is closed
+    }
     if (_session->recovery().empty()) {
         return;
     }
     const QFileInfo file(QString::fromStdString(_session->recovery().string()));
     const QString when = file.lastModified().toString("d MMM hh:mm");
-    _notices->show("recovery",
-                   QString("%1 has changes of %2 that weren't saved.")
-                       .arg(QFileInfo(QString::fromStdString(_session->path())).fileName(), when),
-                   {{"Recover them", [this] { recover(); }}, {"Discard them", [this] { _session->discardRecovery(); }}});
+    _notices->show(
+        "recovery",
+        QString("%1 has changes of %2 that weren't saved.")
+            .arg(QFileInfo(QString::fromStdString(_session->path())).fileName(), when),
+        {{"Recover them", [this] { recover(); }}, {"Discard them", [this] { _session->discardRecovery(); }}});
 }
 
 void Window::recover()
@@ -177,8 +187,8 @@ void Window::askAndOpen()
     if (!mayDiscard()) {
         return;
     }
-    const QString folder = _session ? QFileInfo(QString::fromStdString(_session->document().name())).path()
-                                    : QDir::homePath();
+    const QString folder =
+        _session ? QFileInfo(QString::fromStdString(_session->document().name())).path() : QDir::homePath();
     const QString path = QFileDialog::getOpenFileName(this, "Open", folder, kDocuments);
     if (!path.isEmpty()) {
         startOpening({path.toStdString()});
@@ -192,7 +202,8 @@ bool Window::askAndSave()
     }
     QString start = QString::fromStdString(_session->path());
     if (start.isEmpty()) {
-        start = QDir::homePath() + "/" + QFileInfo(QString::fromStdString(_session->document().name())).fileName();
+        start = QDir::homePath() + "/" +
+                QFileInfo(QString::fromStdString(_session->document().name())).fileName();
     }
     QString path = QFileDialog::getSaveFileName(this, "Save as", start, kDocuments);
     if (path.isEmpty()) {
@@ -226,7 +237,9 @@ bool Window::save(const std::string& path)
         _notices->show("saving",
                        QString("%1 isn't saved: %2. The file is what it was, and nothing here is lost.")
                            .arg(name, QString::fromStdString(zrk::printable(saved.error().found))),
-                       {{"Try again", [this, path] { save(path); }}, {"Save as...", [this] { askAndSave(); }}, {"Close"}});
+                       {{"Try again", [this, path] { save(path); }},
+                        {"Save as...", [this] { askAndSave(); }},
+                        {"Close"}});
         return false;
     }
     _notices->remove("saving");
@@ -247,9 +260,9 @@ bool Window::mayDiscard()
         return true;
     }
     const QString name = QFileInfo(QString::fromStdString(_session->document().name())).fileName();
-    const auto answer =
-        QMessageBox::question(this, "Unsaved changes", QString("Save the changes of %1?").arg(name),
-                              QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
+    const auto answer = QMessageBox::question(
+        this, "Unsaved changes", QString("Save the changes of %1?").arg(name),
+        QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
     return answer == QMessageBox::Discard || (answer == QMessageBox::Save && save());
 }
 
@@ -277,11 +290,12 @@ void Window::watchFile()
     _lock = std::make_unique<QLockFile>(lockPath);
     _lock->setStaleLockTime(0); // a lock is stale when its program has ended
     if (!_lock->tryLock(0) && _lock->error() == QLockFile::LockFailedError) {
-        _notices->show("lock",
-                       QFileInfo(path).fileName() +
-                           " is open in another window too. What is saved there shows here, and the other way "
-                           "round.",
-                       {{"Close"}});
+        _notices->show(
+            "lock",
+            QFileInfo(path).fileName() +
+                " is open in another window too. What is saved there shows here, and the other way "
+                "round.",
+            {{"Close"}});
     }
 }
 
@@ -312,10 +326,7 @@ void Window::lookAtFile()
             break;
         }
         _notices->show("changed", name + " was changed by another program, and here too.",
-                       {{"Read it, drop my changes",
-                         [this] {
-                             startOpening({_session->path()});
-                         }},
+                       {{"Read it, drop my changes", [this] { startOpening({_session->path()}); }},
                         {"Keep mine, write over it",
                          [this] {
                              if (const auto saved = _session->save("", true); !saved) {
@@ -362,8 +373,7 @@ void Window::takeFile(const QString& wanted, std::optional<QPointF> position)
     if (!_session) {
         newDocument();
     }
-    const QPointF place =
-        position.value_or(_canvas->mapToScene(_canvas->viewport()->rect().center()));
+    const QPointF place = position.value_or(_canvas->mapToScene(_canvas->viewport()->rect().center()));
     zrkmodel::DocumentWarnings warnings;
     zrk::Result<std::uint16_t> added = zrk::refused({});
     zrkui::ZRKApp::ui().runLong("reading " + path.toStdString(), this, [&](zrk::ProgressMonitor& monitor) {
@@ -444,6 +454,32 @@ bool Window::eventFilter(QObject* watched, QEvent* event)
     return QMainWindow::eventFilter(watched, event);
 }
 
-void Window::exportField(int) {}
+/// Exports what the view shows, as it is when the dialog is closed.
+void Window::exportField(ExportKind kind)
+{
+    const auto pin = _session ? wantedPin() : std::nullopt;
+    if (!pin) {
+        say("there is no output to export; set one with O", true);
+        return;
+    }
+    const QFileInfo file(QString::fromStdString(_session->document().name()));
+    ExportStart start;
+    start.folder = file.absolutePath().toStdString();
+    start.name = file.fileName().section('.', 0, 0).toStdString();
+    start.slice.axis = _view->axis();
+    auto* dialog = new ExportDialog(
+        kind, start,
+        [this, pin](const std::string& target, const ExportOptions& options) {
+            return exportTask(target, _session->document(), *pin, options);
+        },
+        this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->onChosen([this](ExportTask task) {
+        if (!_export->start(std::move(task))) {
+            say("another export is still running", true);
+        }
+    });
+    dialog->show();
+}
 
 } // namespace zrkworkbench

@@ -1,6 +1,7 @@
 #include "apps/workbench/window/window.h"
 
 #include "apps/workbench/canvas/canvas.h"
+#include "apps/workbench/export/export_dialog.h"
 #include "apps/workbench/look/families.h"
 #include "apps/workbench/look/icons.h"
 #include "apps/workbench/views/view_pane.h"
@@ -51,8 +52,8 @@ void collect(const QMenu& menu, QList<QAction*>& into)
 
 } // namespace
 
-QAction* Window::addCommand(QMenu* menu, const QString& text, const QKeySequence& keys, const QString& iconName,
-                            std::function<void()> run)
+QAction* Window::addCommand(QMenu* menu, const QString& text, const QKeySequence& keys,
+                            const QString& iconName, std::function<void()> run)
 {
     auto* action = new QAction(text, this);
     action->setShortcut(keys);
@@ -116,7 +117,8 @@ void Window::addMenus()
             Finding finding;
             finding.title = type.strings.title;
             finding.kind = "add";
-            finding.words = QString("add %1 %2").arg(QString::fromStdString(type.className), type.strings.description);
+            finding.words =
+                QString("add %1 %2").arg(QString::fromStdString(type.className), type.strings.description);
             finding.icon = iconNameOf(&type);
             finding.color = ZRKCSSStyle::current().color(familyOf(type).role);
             finding.run = [this, name = type.className] {
@@ -165,17 +167,19 @@ void Window::addFileMenu()
     addCommand(file, "&Examples", {}, "", [this] { _examplesDock->show(); });
     file->addSeparator();
     _save = addCommand(file, "&Save", QKeySequence::Save, "save", [this] { save(); });
-    _docCommands.push_back(addCommand(file, "Save &as...", QKeySequence::SaveAs, "", [this] { askAndSave(); }));
+    _docCommands.push_back(
+        addCommand(file, "Save &as...", QKeySequence::SaveAs, "", [this] { askAndSave(); }));
     file->addSeparator();
     _docCommands.push_back(addCommand(file, "Add a &file...", {}, "import", [this] { takeFile(QString()); }));
     QMenu* exports = file->addMenu("&Export");
     exports->setIcon(icon("export"));
-    const char* const kinds[] = {"&Surface...", "&Volume...", "&Picture..."};
-    for (int kind = 0; kind < 3; ++kind) {
-        _docCommands.push_back(addCommand(exports, kinds[kind],
-                                          kind == 0 ? QKeySequence("Ctrl+E") : QKeySequence(), "",
-                                          [this, kind] { exportField(kind); }));
-    }
+    const auto exporting = [&](const QString& text, ExportKind kind, const QKeySequence& keys = {}) {
+        _docCommands.push_back(addCommand(exports, text, keys, "", [this, kind] { exportField(kind); }));
+    };
+    exporting("&Surface...", ExportKind::Surface, QKeySequence("Ctrl+E"));
+    exporting("&Volume...", ExportKind::Volume);
+    exporting("Picture of the s&lice...", ExportKind::Slice);
+    exporting("Picture of the s&olid...", ExportKind::Solid);
     file->addSeparator();
     addCommand(file, "&Quit", QKeySequence::Quit, "", [this] { close(); });
 }
@@ -208,16 +212,17 @@ void Window::addEditMenu()
             }
         }
     };
-    _undo = addCommand(edit, "Undo", QKeySequence::Undo, "undo",
-                       [step] { step(&zrkmodel::EditSession::undo); });
-    _redo = addCommand(edit, "Redo", QKeySequence::Redo, "redo",
-                       [step] { step(&zrkmodel::EditSession::redo); });
+    _undo =
+        addCommand(edit, "Undo", QKeySequence::Undo, "undo", [step] { step(&zrkmodel::EditSession::undo); });
+    _redo =
+        addCommand(edit, "Redo", QKeySequence::Redo, "redo", [step] { step(&zrkmodel::EditSession::redo); });
     _undo->setIconText("Undo");
     _redo->setIconText("Redo");
     edit->addSeparator();
     edit->addActions(_canvas->editActions());
     edit->addSeparator();
-    _docCommands.push_back(addCommand(edit, "&Reset the values", {}, "reset", [this] { _inspector->resetAll(); }));
+    _docCommands.push_back(
+        addCommand(edit, "&Reset the values", {}, "reset", [this] { _inspector->resetAll(); }));
 }
 
 void Window::addAddMenu()
@@ -235,9 +240,9 @@ void Window::addAddMenu()
         QMenu* menu = add->addMenu(family.title);
         for (const auto& type : zrkmodel::ZRKGraphObject::registry().entries()) {
             if (&familyOf(type) == &family) {
-                QAction* action =
-                    addCommand(menu, type.strings.title, {}, "",
-                               [this, name = type.className] { _canvas->addNodeAtCentre(name); });
+                QAction* action = addCommand(menu, type.strings.title, {}, "", [this, name = type.className] {
+                    _canvas->addNodeAtCentre(name);
+                });
                 action->setIcon(icon(iconNameOf(&type), family.role));
                 action->setToolTip(type.strings.description);
                 _docCommands.push_back(action);
@@ -315,8 +320,9 @@ void Window::fillSources()
         connect(action, &QAction::triggered, this, std::move(run));
         return action;
     };
-    entry("The document's output", _follow == Follow::Output, [this] { setFollow(Follow::Output); })
-        ->setEnabled(_session->document().output().has_value());
+    entry("The document's output", _follow == Follow::Output, [this] {
+        setFollow(Follow::Output);
+    })->setEnabled(_session->document().output().has_value());
     entry("The selected node", _follow == Follow::Selection, [this] { setFollow(Follow::Selection); });
     menu->addSeparator();
     for (const zrkmodel::OutputPin& pin : _session->document().outputPins()) {
@@ -331,7 +337,8 @@ void Window::addHelpMenu()
 {
     QMenu* help = _top->menus()->addMenu("&Help");
     addCommand(help, "&Manual page", QKeySequence("F1"), "manual", [this] {
-        const auto* type = _session && _inspector->shownNode() ? typeOf(*_session, *_inspector->shownNode()) : nullptr;
+        const auto* type =
+            _session && _inspector->shownNode() ? typeOf(*_session, *_inspector->shownNode()) : nullptr;
         if (type) {
             showManual(type->className);
         } else {

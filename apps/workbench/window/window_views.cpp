@@ -101,7 +101,8 @@ void Window::requestView()
     }
     const auto source = viewSourceOf(_session->document(), *pin, nameOf(*_session, *pin));
     if (!source) {
-        _view->say(QString::fromStdString(zrk::printable(source.error().found + "; " + source.error().remedy)));
+        _view->say(
+            QString::fromStdString(zrk::printable(source.error().found + "; " + source.error().remedy)));
         return;
     }
     _view->show(*source);
@@ -110,8 +111,8 @@ void Window::requestView()
 bool Window::isSettled() const
 {
     return !_opener->isBusy() && !_viewRefresh->isActive() && !_thumbnailRefresh->isActive() &&
-           _view->isSettled() && _thumbnailsPending.empty() && !_rangeRefresh->isActive() && _ranges.empty() &&
-           !_asked;
+           _view->isSettled() && _thumbnailsPending.empty() && !_rangeRefresh->isActive() &&
+           _ranges.empty() && !_asked;
 }
 
 /// A node and all that reads from it have old pictures.
@@ -160,8 +161,8 @@ void Window::requestThumbnails()
             continue;
         }
         _thumbnailsPending.insert(node);
-        _view->previews().requestThumbnail(node, *output, _session->document().samplingBounds(), _thumbnailSize,
-                                           _session->document().view());
+        _view->previews().requestThumbnail(node, *output, _session->document().samplingBounds(),
+                                           _thumbnailSize, _session->document().view());
     }
 }
 
@@ -242,7 +243,9 @@ void Window::takeTiming(const ViewTiming& timing)
     };
     QStringList parts;
     if (timing.isDone) {
-        parts << QString("%1 %2 in %3 ms").arg(what, sizeText(timing.pixels)).arg(timing.milliseconds, 0, 'f', 0);
+        parts << QString("%1 %2 in %3 ms")
+                     .arg(what, sizeText(timing.pixels))
+                     .arg(timing.milliseconds, 0, 'f', 0);
         parts << QString("first %1 ms").arg(timing.firstMilliseconds, 0, 'f', 0);
     } else {
         parts << QString("%1 %2 of %3").arg(what, sizeText(timing.pixels), sizeText(timing.wanted));
