@@ -10,6 +10,7 @@
 #include "host/document_reader.h"
 #include "host/document_values.h"
 #include "host/nearest_names.h"
+#include "host/stored_paths.h"
 #include "model/channel_names.h"
 #include "model/extension_base.h"
 #include "model/graph_object.h"
@@ -108,16 +109,6 @@ ZRKJson currentValues(const ZRKGraphObject& object, const ZRKJson& entry)
 ZRKJson linkJson(Pin_handle from, Pin_handle to)
 {
     return {{"from", {from.node(), from.index()}}, {"to", {to.node(), to.index()}}};
-}
-
-/// A path without "..", unless it would name another file then, by way of links.
-std::filesystem::path shortened(const std::filesystem::path& path)
-{
-    const std::filesystem::path normal = path.lexically_normal();
-    std::error_code missing;
-    const bool isOther =
-        std::filesystem::exists(path, missing) && !std::filesystem::equivalent(path, normal, missing);
-    return isOther ? path : normal;
 }
 
 /// The same field, which also keeps its graph alive.
@@ -237,28 +228,8 @@ void GraphDocument::moveTo(const std::string& name)
     const std::filesystem::path from = folderOf(_name);
     const std::filesystem::path to = folderOf(name);
     _name = name;
-    if (from == to) {
-        return;
-    }
-    const std::function<void(ZRKJson&)> rewrite = [&](ZRKJson& value) {
-        if (value.is_string() && std::filesystem::path(value.get<std::string>()).is_relative()) {
-            const std::string path = value.get<std::string>();
-            std::string moved = shortened(from / path).lexically_relative(to).string();
-            value = path.ends_with('/') && !moved.ends_with('/') ? moved + '/' : moved;
-        } else if (value.is_array()) {
-            std::for_each(value.begin(), value.end(), rewrite);
-        } else if (value.is_object() && value.contains("path")) {
-            rewrite(value["path"]);
-        }
-    };
-    constexpr std::pair<const char*, const char*> kPaths[] = {{"resources", "path"}, {"nodes", "import"}};
-    for (const auto& [list, key] : kPaths) {
-        const auto entries = _root.find(list);
-        for (std::size_t i = 0; entries != _root.end() && i < entries->size(); ++i) {
-            if (const auto path = (*entries)[i].find(key); path != (*entries)[i].end()) {
-                rewrite(*path);
-            }
-        }
+    if (from != to) {
+        rebaseDocument(_root, from, to);
     }
 }
 

@@ -1,6 +1,6 @@
 #include "host/editing/document_parts.h"
 
-#include "host/editing/fragment.h"
+#include "host/stored_paths.h"
 
 #include <algorithm>
 #include <iterator>
@@ -138,13 +138,7 @@ void DocumentParts::eraseResource(std::size_t index)
 
 void DocumentParts::rebase(const std::filesystem::path& from, const std::filesystem::path& to)
 {
-    for (const char* key : {"nodes", "resources"}) {
-        if (root().contains(key)) {
-            for (ZRKJson& entry : _document->_root[key]) {
-                rebaseEntry(entry, from, to);
-            }
-        }
-    }
+    rebaseDocument(_document->_root, from, to);
     resources().setFolder(to);
 }
 

@@ -4,6 +4,7 @@
 #include "host/document_values.h"
 #include "host/editing/value_delta.h"
 #include "host/graph_document.h"
+#include "host/stored_paths.h"
 #include "model/uuid.h"
 
 #include <fmt/core.h>
@@ -142,47 +143,13 @@ zrk::Result<ZRKJson> readFragment(const std::string& text)
     });
 }
 
-void rebaseImport(ZRKJson& value, const std::filesystem::path& from, const std::filesystem::path& to)
-{
-    if (auto* text = value.get_ptr<std::string*>()) {
-        const std::filesystem::path path(*text);
-        if (path.is_relative() && !path.empty()) {
-            const auto whole = (from / path).lexically_normal();
-            const auto relative = whole.lexically_relative(to);
-            *text = (relative.empty() ? whole : relative).string();
-        }
-    } else if (value.is_array()) {
-        for (ZRKJson& each : value) {
-            rebaseImport(each, from, to);
-        }
-    } else if (value.is_object() && value.contains("path")) {
-        rebaseImport(value["path"], from, to);
-    }
-}
-
-void rebaseEntry(ZRKJson& entry, const std::filesystem::path& from, const std::filesystem::path& to)
-{
-    for (const char* key : {"import", "path"}) {
-        if (entry.is_object() && entry.contains(key)) {
-            rebaseImport(entry[key], from, to);
-        }
-    }
-}
-
 void rebasePaths(ZRKJson& fragment, const std::filesystem::path& folder)
 {
     const auto base = fragment.find("base");
     if (base == fragment.end() || !base->is_string() || base->get<std::string>() == folder.string()) {
         return;
     }
-    const std::filesystem::path from = base->get<std::string>();
-    for (const char* key : {"nodes", "resources"}) {
-        if (fragment.contains(key)) {
-            for (ZRKJson& entry : fragment[key]) {
-                rebaseEntry(entry, from, folder);
-            }
-        }
-    }
+    rebaseDocument(fragment, base->get<std::string>(), folder);
 }
 
 } // namespace zrkmodel

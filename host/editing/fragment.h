@@ -28,13 +28,6 @@ zrk::Result<ZRKJson> readFragment(const std::string& text);
 /// Has the paths of a fragment start from a folder instead of its own base.
 void rebasePaths(ZRKJson& fragment, const std::filesystem::path& folder);
 
-/// Has the paths that an entry of "nodes" or "resources" names start from another folder. Both are whole
-/// paths.
-void rebaseEntry(ZRKJson& entry, const std::filesystem::path& from, const std::filesystem::path& to);
-
-/// The same for a path, a list of paths, or what else "import" may be.
-void rebaseImport(ZRKJson& value, const std::filesystem::path& from, const std::filesystem::path& to);
-
 /// Whether two entries of "resources" say the same but for the spelling of their uuid.
 bool isSameResource(const ZRKJson& a, const ZRKJson& b);
 

@@ -1,7 +1,7 @@
 #include "formats/atomic_file.h"
 #include "formats/input_file.h"
 #include "host/editing/edit_session.h"
-#include "host/editing/fragment.h"
+#include "host/stored_paths.h"
 #include "model/graph_object.h"
 
 #include <fmt/core.h>
@@ -90,9 +90,7 @@ DocumentPaths EditSession::paths() const { return {folder(), _settings.load.isCo
 /// How a document writes a path: from its own folder, if it lies in or near it.
 std::string EditSession::storedPath(const std::filesystem::path& path) const
 {
-    const auto whole = std::filesystem::absolute(path).lexically_normal();
-    const auto relative = whole.lexically_relative(wholeFolder(folder()));
-    return (relative.empty() ? whole : relative).string();
+    return pathFrom(wholeFolder(folder()), std::filesystem::absolute(path));
 }
 
 zrk::Result<void> EditSession::save(const std::string& path, bool overwrites)
@@ -111,11 +109,13 @@ zrk::Result<void> EditSession::save(const std::string& path, bool overwrites)
     }
     const std::filesystem::path former = wholeFolder(folder());
     const std::filesystem::path next = wholeFolder(std::filesystem::path(target).parent_path());
-    rebase(former, next);
-    if (const auto written = _document.save(target); !written) {
-        rebase(next, former);
+    GraphDocument moved =
+        _document; // of the same nodes; the session's own stays as it is until all is written
+    moved.moveTo(target);
+    if (const auto written = moved.save(target); !written) {
         return written;
     }
+    rebase(former, next);
     removeRecovery();
     const bool wasModified = isModified();
     _path = target;

@@ -25,7 +25,7 @@ constexpr IconPath kPaths[] = {
     {"ZRKMultipoleUVW",
      "E 4 11 1.8 1.8 E 12 11 1.8 1.8 E 8 3.8 1.8 1.8 M 4.9 9.4 L 7 5.6 M 11.1 9.4 L 9 5.6 M 5.9 11 H 10.1"},
     {"ZRKCurveUVW", "M 2 13 C 7 13 8 3 14 3 M 5 7.5 L 8.2 11 M 8.2 5 L 11.4 8.2"},
-    {"ZRKCurveLength", "M 2 10 C 5 2 11 12 14 4 M 2.5 13.5 H 13.5 M 2.5 12 V 15 M 13.5 12 V 15 W 1.4"},
+    {"ZRKCurveLength", "M 2 10 C 5 2 11 12 14 4 M 2.5 13 H 13.5 M 2.5 11.6 V 14.4 M 13.5 11.6 V 14.4 W 1.4"},
     {"ZRKFaceUVW",
      "M 2 5 C 5 2.5 9 6.5 14 4 V 12 C 9 14.5 5 10.5 2 13 Z M 8 4.5 V 12.6 M 2 9 C 5 6.5 9 10.5 14 8"},
     // Transforms: what happens to space
@@ -41,7 +41,7 @@ constexpr IconPath kPaths[] = {
     {"ZRKPositionVec3",
      "M 8 9 V 2 M 8 9 L 2.2 12.6 M 8 9 L 13.8 12.6 M 6.3 3.6 L 8 2 L 9.7 3.6 F E 8 9 1.5 1.5"},
     {"ZRKNormVec3", "M 3 3 V 13 M 13 3 V 13 M 5.8 10.5 L 10.2 5.5 M 7.6 5.4 H 10.3 V 8.1"},
-    {"ZRKNormalizeVec3", "A 8 14 11.5 11.5 30 120 M 3 13.5 L 8 8.5 L 12.8 3.7 M 9.6 3.5 H 13 V 6.9"},
+    {"ZRKNormalizeVec3", "A 2.6 13.4 10.8 10.8 0 90 M 2.6 13.4 L 9.6 6.4 M 6.2 6.2 H 9.8 V 9.8"},
     {"ZRKVector3SplitComponents",
      "M 2 8 H 6 M 6 8 C 9 8 8 3 13 3 M 6 8 H 13 M 6 8 C 9 8 8 13 13 13 M 12.2 1.7 L 13.6 3 L 12.2 4.3 M 12.2 "
      "6.7 L 13.6 8 L 12.2 9.3 M 12.2 11.7 L 13.6 13 L 12.2 14.3 W 1.4"},
@@ -73,7 +73,7 @@ constexpr IconPath kPaths[] = {
     {"ZRKVector3ImageSampler", "R 2 3 12 10 1.3 M 5 10.4 L 10.4 5.8 M 7.6 5.6 H 10.6 V 8.6"},
     {"ZRKRGBAImageSampler", "R 2 3 12 10 1.3 E 6.6 8 2.1 2.1 E 9.6 8 2.1 2.1 W 1.4"},
     {"ZRK3DImage",
-     "R 2 6.4 9 7.6 1.2 M 4.4 4 H 12.2 Q 13.4 4 13.4 5.2 V 11.4 M 6.8 1.8 H 14.2 M 15 2.6 W 1.4"},
+     "R 2 6.6 8 7.4 1.2 M 4.6 4.3 H 11 Q 12.2 4.3 12.2 5.5 V 11.2 M 7.2 2 H 13 Q 14.2 2 14.2 3.2 V 8.6"},
     {"ZRK2DImageExtrude", "R 2 7 7 7 1 M 2.4 7 L 6.6 2.6 H 13.4 L 9 7 M 13.4 2.6 V 9.4 L 9 13.8"},
     {"ZRKRasterFX",
      "R 2.2 2.2 11.6 11.6 1.2 M 6.1 2.2 V 13.8 M 9.9 2.2 V 13.8 M 2.2 6.1 H 13.8 M 2.2 9.9 H 13.8 W 1.4"},
