@@ -13,6 +13,7 @@
 #include <fmt/core.h>
 
 #include <cmath>
+#include <cstdint>
 #include <utility>
 
 namespace zrkworkbench {
@@ -141,6 +142,12 @@ Run runOf(const Snapshot& snapshot, const SliceExport& options, const zrkmodel::
 Run runOf(const Snapshot& snapshot, const SolidExport& options, const zrkmodel::GraphDocument&)
 {
     checkPicture(snapshot.file);
+    if (static_cast<std::uint64_t>(options.width) * static_cast<std::uint64_t>(options.height) >
+        zrk::kMaxPicturePixels) {
+        throw zrk::FaultError({"size", fmt::format("{} x {} pixels", options.width, options.height),
+                               fmt::format("at most {} pixels together", zrk::kMaxPicturePixels),
+                               "ask for a smaller picture"});
+    }
     const zrkmodel::Solid solid = snapshot.solid(std::nullopt);
     zrk::PictureSettings settings;
     settings.width = options.width;
