@@ -283,7 +283,8 @@ TEST_F(ViewsTest, ThumbnailsOfEachNodeShowTheNewest)
     const GraphDocument document = parsed(sphereText());
     PreviewService service(*application);
     std::map<std::uint16_t, std::vector<QImage>> pictures;
-    service.onThumbnail([&](std::uint16_t node, const QImage& picture) { pictures[node].push_back(picture); });
+    service.onThumbnail(
+        [&](std::uint16_t node, const QImage& picture) { pictures[node].push_back(picture); });
     const auto request = [&](std::uint16_t node, double radius) {
         sphereOf(document)->radius.set(radius);
         service.requestThumbnail(node, document.outputField({1, 0}).value(), document.samplingBounds(),
