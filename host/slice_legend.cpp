@@ -187,4 +187,17 @@ zrk::Picture withLegend(const SlicePicture& slice, const SliceStyle& style, int 
     return whole;
 }
 
+zrk::Picture finishedSlice(const SlicePicture& slice, const SliceStyle& style, int components,
+                           const SliceScale& scale, bool hasLegend)
+{
+    if (hasLegend) {
+        return withLegend(slice, style, components, scale);
+    }
+    zrk::Picture picture = slice.picture;
+    if (!scale.unit.empty()) {
+        drawScaleBar(picture, scale);
+    }
+    return picture;
+}
+
 } // namespace zrkmodel

@@ -27,4 +27,8 @@ void drawScaleBar(zrk::Picture& picture, const SliceScale& scale);
 zrk::Picture withLegend(const SlicePicture& slice, const SliceStyle& style, int components,
                         const SliceScale& scale);
 
+/// A slice as it is written to a file: with the strip below it, or a scale bar where the unit is known.
+zrk::Picture finishedSlice(const SlicePicture& slice, const SliceStyle& style, int components,
+                           const SliceScale& scale, bool hasLegend);
+
 } // namespace zrkmodel

@@ -1,10 +1,12 @@
 #include "host/slice_picture.h"
 
+#include "core/engine/worker_team.h"
 #include "core/picture/color_map.h"
 #include "core/values/large_pages.h"
 #include "core/values/stop.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cassert>
 #include <cmath>
@@ -308,7 +310,7 @@ Rgb scalarColor(double value, const ValueRange& range, const SliceStyle& style)
     return divergingMap().at(style.insideAbove ? 1 - place : place);
 }
 
-SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style)
+SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style, std::size_t threads)
 {
     const std::size_t components = static_cast<std::size_t>(grid.components);
     assert(grid.values.size() ==
@@ -320,9 +322,9 @@ SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style)
     result.lineStep = components == 1 ? lineStepFor(result.range) : 0;
     const ScalarPainter painter(grid, result.range, style, result.lineStep);
 
-    unsigned char* pixel = result.picture.data.data();
-    for (int y = 0; y < grid.height; ++y) {
-        zrk::stopIfAsked();
+    const auto drawRow = [&](int y) {
+        unsigned char* pixel = result.picture.data.data() +
+                               3 * static_cast<std::size_t>(y) * static_cast<std::size_t>(grid.width);
         const int row = grid.height - 1 - y;
         for (int x = 0; x < grid.width; ++x) {
             const std::size_t place = static_cast<std::size_t>(row) * static_cast<std::size_t>(grid.width) +
@@ -339,7 +341,14 @@ SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style)
                 *pixel++ = static_cast<unsigned char>(std::lround(255 * c));
             }
         }
-    }
+    };
+    std::atomic<int> next{0};
+    zrk::runTeam(threads, [&](std::size_t, std::size_t) {
+        for (int y = next++; y < grid.height; y = next++) {
+            zrk::stopIfAsked();
+            drawRow(y);
+        }
+    });
     return result;
 }
 

@@ -3,6 +3,7 @@
 #include "core/picture/color_map.h"
 #include "formats/png.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -58,8 +59,9 @@ ValueRange automaticRange(const SliceGrid& grid, const SliceStyle& style = {});
 ///
 /// A pixel with a NaN component is hatched grey; infinities take the ends of the range. Pixels of weight 0
 /// are pale with dark dots.
+/// The picture is the same for any number of threads.
 /// Precondition: the number of values is width * height * components. Debug builds assert it.
-SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style = {});
+SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style = {}, std::size_t threads = 1);
 
 /// The colour that drawSlice gives a scalar value, without lines.
 zrk::Rgb scalarColor(double value, const ValueRange& range, const SliceStyle& style);

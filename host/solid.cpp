@@ -1,6 +1,10 @@
 #include "host/solid.h"
 
+#include "formats/png.h"
+
 #include <fmt/core.h>
+
+#include <algorithm>
 
 namespace zrkmodel {
 
@@ -43,6 +47,19 @@ zrk::Fault nothingSolid(const std::string& place, const Solid& solid, const zrk:
                         solid.side == zrk::SolidSide::Above ? "above" : "below", solid.iso, region[0].lower,
                         region[1].lower, region[2].lower, region[0].upper, region[1].upper, region[2].upper),
             "a field with a surface there", remedy, zrk::FaultKind::FailedWork};
+}
+
+zrk::Result<void> writeShaded(const std::string& file, const zrk::ShadedPicture& picture, bool isTransparent,
+                              const zrk::KeepGoing& keepGoing)
+{
+    if (isTransparent) {
+        return zrk::writePng(file, picture, keepGoing);
+    }
+    zrk::Picture opaque(picture.dims[0], picture.dims[1]);
+    for (std::size_t i = 0; i < opaque.pixelCount(); ++i) {
+        std::copy_n(&picture.data[4 * i], 3, &opaque.data[3 * i]);
+    }
+    return zrk::writePng(file, opaque, keepGoing);
 }
 
 } // namespace zrkmodel

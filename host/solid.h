@@ -1,6 +1,8 @@
 #pragma once
 
 #include "core/engine/bounds_runner.h"
+#include "core/engine/keep_going.h"
+#include "core/picture/picture.h"
 #include "core/surface/surface.h"
 #include "core/values/bbox.h"
 #include "core/values/fault.h"
@@ -37,5 +39,9 @@ void cutTowardsViewer(zrk::PositionBox& region, std::size_t axis, double value, 
 /// The fault of a solid of which nothing is seen in a region.
 zrk::Fault nothingSolid(const std::string& place, const Solid& solid, const zrk::PositionBox& region,
                         const std::string& remedy);
+
+/// Writes a shaded picture as PNG, without its opacity unless it is transparent.
+zrk::Result<void> writeShaded(const std::string& file, const zrk::ShadedPicture& picture, bool isTransparent,
+                              const zrk::KeepGoing& keepGoing = {});
 
 } // namespace zrkmodel

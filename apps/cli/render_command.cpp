@@ -3,7 +3,6 @@
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/render_options.h"
 #include "core/picture/picture.h"
-#include "formats/png.h"
 #include "formats/points.h"
 
 #include <fmt/core.h>
@@ -152,20 +151,6 @@ std::string numbered(const std::string& file, std::size_t number, int count)
     return fmt::format("{}_{:0{}}.png", file.substr(0, file.size() - 4), number, digits);
 }
 
-void writePicture(const std::string& file, const zrk::ShadedPicture& picture, bool isTransparent)
-{
-    const auto keepGoing = [](double) { return !isInterrupted(); };
-    if (isTransparent) {
-        zrk::valueOrThrow(zrk::writePng(file, picture, keepGoing));
-        return;
-    }
-    zrk::Picture opaque(picture.dims[0], picture.dims[1]);
-    for (std::size_t i = 0; i < opaque.pixelCount(); ++i) {
-        std::copy_n(&picture.data[4 * i], 3, &opaque.data[3 * i]);
-    }
-    zrk::valueOrThrow(zrk::writePng(file, opaque, keepGoing));
-}
-
 } // namespace
 
 void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>* files)
@@ -213,7 +198,8 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
         if (isInterrupted()) {
             throw zrk::FaultError(zrk::interruptedAt(file));
         }
-        writePicture(file, picture, isTransparent);
+        zrk::valueOrThrow(
+            zrkmodel::writeShaded(file, picture, isTransparent, [](double) { return !isInterrupted(); }));
         written.push_back(file);
         scale = step.paintRange;
     };

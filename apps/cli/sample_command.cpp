@@ -7,6 +7,7 @@
 #include "formats/volume.h"
 #include "host/field_grid.h"
 #include "host/field_remarks.h"
+#include "host/volume_file.h"
 
 #include <fmt/core.h>
 
@@ -53,17 +54,8 @@ void sampleOutput(const SampleOptions& options, const Job& job, const zrkmodel::
         return zrk::valueOrThrow(zrkmodel::sampleField(output.field, region, &bar, options.threads));
     });
     const auto& n = region.dimensions();
-    const zrk::BBox<double> bounds = boundsToSample(options.bounds, job.document);
-    const zrk::Volume volume{.dims = {n[0], n[1], n[2]},
-                             .components = static_cast<int>(output.tag.components),
-                             .lower = {bounds.min[0], bounds.min[1], bounds.min[2]},
-                             .upper = {bounds.max[0], bounds.max[1], bounds.max[2]},
-                             .name = output.name,
-                             .values = values,
-                             .isDensity = output.isDensity,
-                             .type = options.type == "float32" ? zrk::NumberType::Float32
-                                                               : zrk::NumberType::Float64,
-                             .unit = job.document.unit()};
+    const auto type = options.type == "float32" ? zrk::NumberType::Float32 : zrk::NumberType::Float64;
+    const zrk::Volume volume = zrkmodel::volumeOf(values, output, region, type, job.document.unit());
     withProgress("writing", options.quiet, [&](ProgressBar& bar) {
         zrk::valueOrThrow(zrk::writeVolume(file, volume, zrk::followedBy(&bar)));
     });

@@ -25,7 +25,8 @@ int decimalsFor(double largest)
     if (!(largest > 0) || !std::isfinite(largest)) {
         return 2;
     }
-    return std::clamp(2 - static_cast<int>(std::floor(std::log10(largest) + 1e-9)), 0, 4);
+    const int decade = static_cast<int>(std::floor(std::log10(largest) + 1e-9));
+    return decade >= 0 ? std::max(0, 2 - decade) : std::min(4, 1 - decade);
 }
 
 } // namespace zrkworkbench

@@ -17,10 +17,8 @@ namespace zrkworkbench {
 
 namespace {
 
-constexpr std::uint32_t kViewKey = 0;
-constexpr std::uint32_t kReadoutKey = 0;
-constexpr std::uint32_t kFlowKey = 1;
-constexpr int kFlowSamples = 64; ///< along the longer side of the slice whose range is told
+constexpr std::uint32_t kKey = 0; ///< of lanes in which every request takes the place of the one before
+constexpr int kFlowSamples = 64;  ///< along the longer side of the slice whose range is told
 
 /// What an exception tells; nothing if it is about work that was stopped.
 std::string problemOf(const std::exception& error)
@@ -64,9 +62,19 @@ zrkmodel::ValueRange rangeOf(const std::vector<double>& values)
 
 PreviewService::PreviewService(QObject& receiver)
     : _view(receiver, WorkLane::Urgency::High, zrk::workerCount(0)),
-      _probes(receiver, WorkLane::Urgency::High, 1),
+      _readouts(receiver, WorkLane::Urgency::High, 1),
+      _wires(receiver, WorkLane::Urgency::High, 1),
       _thumbnails(receiver, WorkLane::Urgency::Low, 1)
 {}
+
+PreviewService::~PreviewService()
+{
+    // All at once, and not one after the other as their threads end.
+    _view.cancelAll();
+    _readouts.cancelAll();
+    _wires.cancelAll();
+    _thumbnails.cancelAll();
+}
 
 zrk::PreparedField PreviewService::prepare(const zrkmodel::OutputField& output)
 {
@@ -120,12 +128,12 @@ void PreviewService::requestSlice(const SliceRequest& request)
     const std::uint64_t number = ++_newest;
     SliceRequest now = request;
     now.field = request.field.forRun();
-    _view.post(kViewKey, viewWork<SlicePreview, SliceRequest>(std::move(now), workOnSlice,
-                                                              [this, number](const SlicePreview& preview) {
-                                                                  if (_slice) {
-                                                                      _slice(preview, number == _newest);
-                                                                  }
-                                                              }));
+    _view.post(kKey, viewWork<SlicePreview, SliceRequest>(std::move(now), workOnSlice,
+                                                          [this, number](const SlicePreview& preview) {
+                                                              if (_slice) {
+                                                                  _slice(preview, number == _newest);
+                                                              }
+                                                          }));
 }
 
 void PreviewService::requestSolid(const SolidRequest& request)
@@ -133,12 +141,12 @@ void PreviewService::requestSolid(const SolidRequest& request)
     const std::uint64_t number = ++_newest;
     SolidRequest now = request;
     now.field = request.field.forRun();
-    _view.post(kViewKey, viewWork<SolidPreview, SolidRequest>(std::move(now), workOnSolid,
-                                                              [this, number](const SolidPreview& preview) {
-                                                                  if (_solid) {
-                                                                      _solid(preview, number == _newest);
-                                                                  }
-                                                              }));
+    _view.post(kKey, viewWork<SolidPreview, SolidRequest>(std::move(now), workOnSolid,
+                                                          [this, number](const SolidPreview& preview) {
+                                                              if (_solid) {
+                                                                  _solid(preview, number == _newest);
+                                                              }
+                                                          }));
 }
 
 void PreviewService::cancelView()
@@ -149,7 +157,7 @@ void PreviewService::cancelView()
 
 void PreviewService::requestReadout(const ReadoutRequest& request)
 {
-    _probes.post(kReadoutKey, [this, request](const WorkLane::Sender& sender) {
+    _readouts.post(kKey, [this, request](const WorkLane::Sender& sender) {
         sender.send([this, readout = readoutAt(request)] {
             if (_readout) {
                 _readout(readout);
@@ -158,7 +166,7 @@ void PreviewService::requestReadout(const ReadoutRequest& request)
     });
 }
 
-void PreviewService::cancelReadout() { _probes.cancel(kReadoutKey); }
+void PreviewService::cancelReadout() { _readouts.cancelAll(); }
 
 void PreviewService::requestThumbnail(std::uint16_t node, const zrkmodel::OutputField& output,
                                       const zrk::BBox<double>& bounds, QSize devicePixels,
@@ -213,7 +221,7 @@ void PreviewService::requestFlow(const zrkmodel::OutputField& output, const zrk:
         }
         return;
     }
-    _probes.post(kFlowKey, [this, flow, probe, axis](const WorkLane::Sender& sender) mutable {
+    _wires.post(kKey, [this, flow, probe, axis](const WorkLane::Sender& sender) mutable {
         try {
             flow.probe = readoutAt(probe);
             const auto component = static_cast<std::size_t>(axis);
@@ -233,6 +241,6 @@ void PreviewService::requestFlow(const zrkmodel::OutputField& output, const zrk:
     });
 }
 
-void PreviewService::cancelFlow() { _probes.cancel(kFlowKey); }
+void PreviewService::cancelFlow() { _wires.cancelAll(); }
 
 } // namespace zrkworkbench

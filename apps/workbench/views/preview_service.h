@@ -49,7 +49,7 @@ struct Flow {
 /// reads nothing of the document, so that edits never wait for a preview and a preview never sees half an
 /// edit.
 ///
-/// Each lane has a thread of its own: the view's, with as many helpers as there are processors; readouts and
+/// Each lane has a thread of its own: the view's, with as many helpers as there are processors; readouts;
 /// wires; and thumbnails, which leave the processors to whoever else wants them. In a lane a newer request
 /// takes the place of the one before; see WorkLane.
 ///
@@ -57,6 +57,8 @@ struct Flow {
 class PreviewService {
 public:
     explicit PreviewService(QObject& receiver);
+    /// Ends what runs, which takes some milliseconds.
+    ~PreviewService();
 
     /// The field as it is now. Throws what building a chain throws.
     static zrk::PreparedField prepare(const zrkmodel::OutputField& output);
@@ -98,7 +100,8 @@ private:
     std::function<void(std::uint16_t, const QImage&)> _thumbnail;
     std::function<void(const Flow&)> _flow;
     WorkLane _view; ///< the lanes end first: they are declared last
-    WorkLane _probes;
+    WorkLane _readouts;
+    WorkLane _wires;
     WorkLane _thumbnails;
 };
 

@@ -130,8 +130,10 @@ QSize SliceCanvas::sizeHint() const
 
 QRectF SliceCanvas::pictureBox() const
 {
-    const double column = scaled(*this, kGap + kBar + kFigures);
-    return {0, 0, std::max(1.0, width() - column), std::max(1.0, height() - 0.0)};
+    const double figures = std::max<double>(
+        scaled(*this, kFigures), QFontMetrics(sized(*this, -2)).horizontalAdvance(figure(-0.88, 2)) + 6);
+    const double column = scaled(*this, kGap + kBar) + figures;
+    return {0, 0, std::max(1.0, std::floor(width() - column)), std::max<double>(1, height())};
 }
 
 QRectF SliceCanvas::window() const { return _part ? *_part : windowOf(_bounds, _axis, pictureBox().size()); }
@@ -412,7 +414,6 @@ void SliceCanvas::paintComponents(QPainter& painter, const QRectF& bar) const
 {
     constexpr Qt::GlobalColor kEnds[] = {Qt::red, Qt::green, Qt::blue};
     const double wide = bar.width() / 3;
-    const QFont font = sized(*this, -3);
     for (int c = 0; c < 3; ++c) {
         const QRectF column(bar.left() + c * wide, bar.top(), wide, bar.height());
         QLinearGradient gradient(column.bottomLeft(), column.topLeft());

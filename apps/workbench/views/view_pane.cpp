@@ -17,6 +17,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
 
 namespace zrkworkbench {
@@ -197,6 +198,15 @@ zrk::Tensor<3, double> ViewPane::probe() const
 void ViewPane::show(const ViewSource& source)
 {
     const bool isOther = !_source || _source->document != source.document;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        if (!std::isnormal(source.bounds.size[axis])) {
+            say(QString("The bounds have no extent along %1.\nWrite \"modelBounds\": [[x0, y0, z0], [x1, y1, "
+                        "z1]] "
+                        "with room between the corners.")
+                    .arg(QString("xyz").mid(static_cast<int>(axis), 1)));
+            return;
+        }
+    }
     try {
         _field = PreviewService::prepare(source.output);
     } catch (const std::exception& error) {

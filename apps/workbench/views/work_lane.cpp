@@ -19,9 +19,6 @@
 
 namespace zrkworkbench {
 
-namespace {
-
-/// Threads that are started from here on inherit it.
 void yieldToOthers()
 {
 #ifdef __linux__
@@ -29,8 +26,6 @@ void yieldToOthers()
     setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), kNice);
 #endif
 }
-
-} // namespace
 
 struct WorkLane::Piece {
     const std::uint32_t key;

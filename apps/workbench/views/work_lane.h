@@ -16,6 +16,9 @@ class QObject;
 
 namespace zrkworkbench {
 
+/// Has the calling thread, and those that it starts, take only what time others leave.
+void yieldToOthers();
+
 /// Does pieces of work one after the other on a thread of its own, and hands what they find to the thread of
 /// a receiver. Pieces have keys: of those with one key only the newest is wanted.
 ///
