@@ -1,3 +1,4 @@
+#include "apps/workbench/export/export_bar.h"
 #include "apps/workbench/tests/window_fixture.h"
 #include "apps/workbench/window/dropped_files.h"
 #include "apps/workbench/window/library.h"
@@ -25,6 +26,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
+#include <random>
 #include <thread>
 
 namespace zrkworkbench {
@@ -477,6 +481,107 @@ TEST_F(WindowTest, IsntHeldByALongEvaluation)
     for (const Watchdog::Hold& hold : watchdog.holds()) {
         ADD_FAILURE() << hold.milliseconds << " ms held: " << hold.what;
     }
+}
+
+TEST_F(WindowTest, ExportsTheStateThatItWasAskedFor)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    VolumeExport volume;
+    volume.resolution = 97;
+    auto task = exportTask(path("ball.npy"), *window.document(), {1, 0}, volume);
+    ASSERT_TRUE(task) << zrk::messageOf(task.error());
+    ASSERT_TRUE(window.exports().start(std::move(*task)));
+    int edits = 0;
+    while (window.exports().isRunning() || edits < 3) { // the window works on meanwhile
+        ASSERT_TRUE(window.session()->setValue(1, "radius", 0.6 + 0.01 * edits));
+        QTest::qWait(5);
+        ASSERT_LT(++edits, 4000);
+    }
+    const std::string saved = content("ball.npy");
+    const std::size_t header =
+        10 + static_cast<unsigned char>(saved[8]) + 256 * static_cast<unsigned char>(saved[9]);
+    ASSERT_EQ(saved.size(), header + 8 * 97 * 97 * 97);
+    double least = 0;
+    for (std::size_t at = header; at < saved.size(); at += 8) {
+        double value = 0;
+        std::memcpy(&value, saved.data() + at, 8);
+        least = std::min(least, value);
+    }
+    EXPECT_EQ(least, -0.5) << "the radius when it was asked for";
+}
+
+/// All that a user does at random; what it is must not matter.
+TEST_F(WindowTest, SurvivesARandomSession)
+{
+    const unsigned seed = 20240917;
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const auto upTo = [&](int end) { return static_cast<int>(random() % static_cast<unsigned>(end)); };
+    Window window;
+    window.show();
+    ASSERT_TRUE(
+        window.open((zrktest::sourceFolder() / "examples/sphere_and_twisted_gyroid.zrk.json").string()));
+    const auto& types = ZRKGraphObject::registry().entries();
+    Watchdog watchdog(100);
+    for (int i = 0; i < 300; ++i) {
+        const auto& nodes = window.document()->graph()->nodes();
+        const auto any = [&] {
+            return nodes[static_cast<std::size_t>(upTo(static_cast<int>(nodes.size())))]->id;
+        };
+        switch (upTo(nodes.size() > 1 ? 9 : 1)) {
+        case 0:
+            window.canvas().addNodeAtCentre(
+                types[static_cast<std::size_t>(upTo(static_cast<int>(types.size())))].className);
+            break;
+        case 1:
+            EXPECT_TRUE(window.select(any()));
+            break;
+        case 2:
+            (void)window.session()->link(Pin_handle::output(any(), 0), Pin_handle::input(any(), 0),
+                                         upTo(2) == 0);
+            break;
+        case 3:
+            window.command("Delete")->trigger();
+            break;
+        case 4:
+        case 5:
+            if (window.session()->canUndo()) {
+                (void)window.session()->undo();
+            }
+            break;
+        case 6:
+            if (window.session()->canRedo()) {
+                (void)window.session()->redo();
+            }
+            break;
+        case 7:
+            window.canvas().action("bypass")->trigger();
+            break;
+        case 8:
+            if (window.panel()) {
+                const auto fields = window.panel()->findChildren<zrkui::NumberField*>();
+                if (!fields.isEmpty()) {
+                    auto* line = fields[upTo(fields.size())]->findChild<QLineEdit*>();
+                    line->setFocus();
+                    line->selectAll();
+                    QTest::keyClicks(line, upTo(4) == 0 ? "1/0" : QString::number(upTo(30) / 10.0));
+                    QTest::keyClick(line, Qt::Key_Return);
+                }
+            }
+            break;
+        }
+        QCoreApplication::processEvents();
+    }
+    for (const Watchdog::Hold& hold : watchdog.holds()) {
+        ADD_FAILURE() << hold.milliseconds << " ms held: " << hold.what;
+    }
+    while (window.session()->canUndo()) {
+        ASSERT_TRUE(window.session()->undo());
+    }
+    EXPECT_EQ(window.document()->graph()->nodes().size(), 4u);
+    settle(window);
 }
 
 TEST_F(WindowTest, TheWatchdogTellsWhoHeldTheWindow)

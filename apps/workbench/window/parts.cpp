@@ -26,8 +26,9 @@ void paintPinSign(QPainter& painter, Tag tag, const QPointF& centre, double radi
         painter.drawEllipse(centre, radius, radius);
     } else if (tag == Tag::Vector3d) {
         const double r = 1.2 * radius;
-        painter.drawPolygon(QPolygonF({centre + QPointF(0, -r), centre + QPointF(r, 0),
-                                       centre + QPointF(0, r), centre + QPointF(-r, 0)}));
+        const QPointF corners[] = {centre + QPointF(0, -r), centre + QPointF(r, 0), centre + QPointF(0, r),
+                                   centre + QPointF(-r, 0)};
+        painter.drawPolygon(corners, 4);
     } else if (tag == Tag::Color) {
         const double r = 0.9 * radius;
         painter.drawRoundedRect(QRectF(centre.x() - r, centre.y() - r, 2 * r, 2 * r), 1, 1);
