@@ -72,6 +72,7 @@ Window::Window(WindowSettings settings)
         const QSettings kept;
         restoreGeometry(kept.value("window/geometry").toByteArray());
         restoreState(kept.value("window/layout").toByteArray(), kLayoutVersion);
+        _canvas->setRecentTypes(kept.value("canvas/recentTypes").toStringList());
     }
 }
 
@@ -478,6 +479,7 @@ void Window::closeEvent(QCloseEvent* event)
             setFullView(false);
         }
         QSettings kept;
+        kept.setValue("canvas/recentTypes", _canvas->recentTypes());
         kept.setValue("window/geometry", saveGeometry());
         kept.setValue("window/layout", saveState(kLayoutVersion));
     }

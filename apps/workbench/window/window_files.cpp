@@ -3,6 +3,7 @@
 #include "apps/workbench/canvas/canvas.h"
 #include "apps/workbench/export/export_bar.h"
 #include "apps/workbench/export/export_dialog.h"
+#include "apps/workbench/views/slice_view.h"
 #include "apps/workbench/views/view_pane.h"
 #include "apps/workbench/window/data_folder.h"
 #include "apps/workbench/window/dropped_files.h"
@@ -467,6 +468,7 @@ void Window::exportField(ExportKind kind)
     start.folder = file.absolutePath().toStdString();
     start.name = file.fileName().section('.', 0, 0).toStdString();
     start.slice.axis = _view->axis();
+    start.slice.at = _view->slice().at();
     auto* dialog = new ExportDialog(
         kind, start,
         [this, pin](const std::string& target, const ExportOptions& options) {

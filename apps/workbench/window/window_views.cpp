@@ -294,6 +294,10 @@ void Window::takeFieldNote(const FieldNote& note)
         problem.place = note.name;
         problem.finding = note.text();
         problem.remedy = note.remedy();
+        problem.actionText = "Show the slice";
+        problem.action = [this] {
+            _view->setTab(ViewPane::Tab::Slice);
+        };
         problems.push_back(std::move(problem));
     }
     _problems.set(ProblemList::Source::Field, std::move(problems));
