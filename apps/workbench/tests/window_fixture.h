@@ -94,6 +94,7 @@ protected:
     /// Presses the button of a notice.
     static bool press(Window& window, const QString& text)
     {
+        QCoreApplication::processEvents(); // a new button shows with the next events
         for (auto* button : window.notices().findChildren<QAbstractButton*>()) {
             if (button->text() == text && button->isVisible()) {
                 button->click();

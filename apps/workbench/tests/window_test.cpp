@@ -85,7 +85,7 @@ TEST_F(WindowTest, UndoesAndRedoesByTheNamesOfSteps)
     ASSERT_TRUE(window.select(1));
     EXPECT_FALSE(window.command("Undo")->isEnabled());
     type(window, "radius", "0.9");
-    ASSERT_NE(window.command("Undo Set radius"), nullptr);
+    ASSERT_NE(window.command("Undo Change radius"), nullptr);
     window.canvas().addNodeAtCentre("ZRKBoxSDF");
     ASSERT_EQ(window.document()->graph()->nodes().size(), 4u);
     for (int i = 0; window.session()->canUndo(); ++i) {
@@ -102,8 +102,8 @@ TEST_F(WindowTest, UndoesAndRedoesByTheNamesOfSteps)
     EXPECT_FALSE(window.isWindowModified()) << "back where it was opened";
     ASSERT_TRUE(window.select(1));
     EXPECT_EQ(fieldOf(window, "radius")->exact(), 0.5) << "the panel follows";
-    ASSERT_NE(window.command("Redo Set radius"), nullptr);
-    window.command("Redo Set radius")->trigger();
+    ASSERT_NE(window.command("Redo Change radius"), nullptr);
+    window.command("Redo Change radius")->trigger();
     EXPECT_EQ(radiusOf(window), 0.9);
     EXPECT_EQ(fieldOf(window, "radius")->exact(), 0.9);
     EXPECT_TRUE(window.isWindowModified());
@@ -136,8 +136,8 @@ TEST_F(WindowTest, ADragIsOneStep)
     EXPECT_NEAR(radiusOf(window), 0.5 + 14 * 0.01, 1e-9);
     drag({40, 24});
     EXPECT_EQ(window.session()->history().doneCount(), 2u);
-    window.command("Undo Set radius")->trigger();
-    window.command("Undo Set radius")->trigger();
+    window.command("Undo Change radius")->trigger();
+    window.command("Undo Change radius")->trigger();
     EXPECT_EQ(radiusOf(window), 0.5);
 }
 
@@ -300,6 +300,7 @@ TEST_F(WindowTest, SearchBoxFindsNodesTypesCommandsAndPages)
     ASSERT_TRUE(window.open(path("a.zrk.json")));
     ASSERT_TRUE(window.select(7));
     window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
     QuickSearch& search = *window.topBar().search();
     const auto kinds = [&](const char* text) {
         search.setFocus(Qt::ShortcutFocusReason);
@@ -471,7 +472,7 @@ TEST_F(WindowTest, IsntHeldByALongEvaluation)
     Window window;
     window.show();
     ASSERT_TRUE(window.open(path("slow.zrk.json"))) << window.message();
-    ASSERT_TRUE(window.select(1));
+    QTest::qWait(100);
     Watchdog watchdog(100);
     for (int i = 0; i < 10; ++i) {
         ASSERT_TRUE(window.session()->setLabel(1, "step " + std::to_string(i)));

@@ -143,6 +143,7 @@ private:
 ExamplesPane::ExamplesPane(QWidget* parent) : QWidget(parent), _model(new Model(this)), _list(new QListView)
 {
     setObjectName("ExamplesPane");
+    setAttribute(Qt::WA_StyledBackground);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, scaled(*this, 4));
     column->setSpacing(0);

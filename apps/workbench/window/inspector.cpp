@@ -124,6 +124,7 @@ Inspector::Inspector(QWidget* parent)
       _refresh(new QTimer(this))
 {
     setObjectName("Inspector");
+    setAttribute(Qt::WA_StyledBackground);
     auto* column = new QVBoxLayout(this);
     const int margin = scaled(*this, 12);
     column->setContentsMargins(margin, scaled(*this, 8), 0, 0);

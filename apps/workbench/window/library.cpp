@@ -242,22 +242,20 @@ private:
 
 Library::Library(QWidget* parent)
     : QWidget(parent),
-      _filter(new QLineEdit),
+      _filter(new SearchLine(
+          QString("Filter %1 types").arg(zrkmodel::ZRKGraphObject::registry().entries().size()))),
       _tree(new QTreeView),
       _model(new Model(this)),
       _shown(new Filter(this))
 {
     setObjectName("Library");
+    setAttribute(Qt::WA_StyledBackground);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, scaled(*this, 8), 0, 0);
     column->setSpacing(scaled(*this, 8));
     auto* top = new QHBoxLayout;
     top->setContentsMargins(scaled(*this, 12), 0, scaled(*this, 12), 0);
-    _filter->setObjectName("SearchBox");
     _filter->setClearButtonEnabled(true);
-    _filter->addAction(icon("search"), QLineEdit::LeadingPosition);
-    const auto count = zrkmodel::ZRKGraphObject::registry().entries().size();
-    _filter->setPlaceholderText(QString("Filter %1 types").arg(count));
     _filter->setAccessibleName("filter the types");
     _filter->setToolTip("shows the types whose name or manual page has these words; Enter adds the first");
     _filter->installEventFilter(this);

@@ -69,4 +69,21 @@ std::optional<std::uint16_t> nodeIn(const zrkmodel::GraphDocument& document, con
     return std::nullopt;
 }
 
+Problem problemOf(const EditSession& session, const zrk::Fault& fault, Problem::Kind kind)
+{
+    Problem problem = problemOf(fault, kind);
+    problem.node = nodeIn(session.document(), fault);
+    if (!problem.node) {
+        return problem;
+    }
+    // What the place says beyond the node belongs to the finding: a key, a file.
+    static const QRegularExpression upToNode("^.*?\\b(nodes\\[\\d+\\]|node \\d+( \\([^)]*\\))?)[,:]?\\s*");
+    const QString rest = QString(problem.place).remove(upToNode);
+    if (!rest.isEmpty() && rest != problem.place) {
+        problem.finding = rest + ": " + problem.finding;
+    }
+    problem.place = nameOf(session, *problem.node);
+    return problem;
+}
+
 } // namespace zrkworkbench

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/workbench/window/problems.h"
 #include "core/values/fault.h"
 #include "host/editing/edit_session.h"
 #include "model/registry.h"
@@ -22,5 +23,8 @@ QString nameOf(const zrkmodel::EditSession& session, zrkmodel::PinAddress output
 
 /// The node that the place of a fault names, by its number or its place in "nodes".
 std::optional<std::uint16_t> nodeIn(const zrkmodel::GraphDocument& document, const zrk::Fault& fault);
+
+/// A problem that a fault of a document tells, by the name of the node that it is about.
+Problem problemOf(const zrkmodel::EditSession& session, const zrk::Fault& fault, Problem::Kind kind);
 
 } // namespace zrkworkbench

@@ -51,4 +51,21 @@ QToolButton* toolButton(const QString& iconName, const QString& name, QWidget* p
     return button;
 }
 
+SearchLine::SearchLine(const QString& purpose, QWidget* parent) : QLineEdit(parent), _purpose(purpose)
+{
+    setObjectName("SearchBox");
+    addAction(icon("search"), QLineEdit::LeadingPosition);
+}
+
+void SearchLine::paintEvent(QPaintEvent* event)
+{
+    QLineEdit::paintEvent(event);
+    if (text().isEmpty()) { // a style sheet gives placeholders the colour of text
+        QPainter painter(this);
+        painter.setPen(ZRKCSSStyle::current().color(ZRKCSSStyle::Role::hint));
+        painter.drawText(rect().adjusted(scaled(*this, 33), 0, -scaled(*this, 8), 0), Qt::AlignVCenter,
+                         _purpose);
+    }
+}
+
 } // namespace zrkworkbench

@@ -2,6 +2,7 @@
 
 #include "apps/workbench/look/families.h"
 
+#include <QLineEdit>
 #include <QRectF>
 
 class QPainter;
@@ -19,5 +20,17 @@ void paintPinSign(QPainter& painter, zrkmodel::Tag tag, const QPointF& centre, d
 
 /// A button of 28 pixels with an icon and no text.
 QToolButton* toolButton(const QString& icon, const QString& name, QWidget* parent);
+
+/// A line with a search icon; while it is empty it shows what it is for, in the colour of hints.
+class SearchLine : public QLineEdit {
+public:
+    explicit SearchLine(const QString& purpose, QWidget* parent = nullptr);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    QString _purpose;
+};
 
 } // namespace zrkworkbench

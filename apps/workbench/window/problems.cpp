@@ -221,6 +221,7 @@ ProblemsPane::ProblemsPane(QWidget* parent)
     : QWidget(parent), _model(new Model(this)), _list(new QListView), _count(new QLabel)
 {
     setObjectName("ProblemsPane");
+    setAttribute(Qt::WA_StyledBackground);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, scaled(*this, 6));
     column->setSpacing(0);

@@ -140,11 +140,9 @@ private:
     QuickSearch& _search;
 };
 
-QuickSearch::QuickSearch(QWidget* parent) : QLineEdit(parent), _model(new Model(this))
+QuickSearch::QuickSearch(QWidget* parent)
+    : SearchLine("Find a node, a command", parent), _model(new Model(this))
 {
-    setObjectName("SearchBox");
-    setPlaceholderText("Find a node, a command, a page");
-    addAction(icon("search"), QLineEdit::LeadingPosition);
     setAccessibleName("find a node, a command, a page");
     setToolTip("finds nodes of the document, types, commands and manual pages (Ctrl+K)");
     connect(this, &QLineEdit::textEdited, this, [this] { refresh(); });
@@ -248,7 +246,7 @@ void QuickSearch::keyPressEvent(QKeyEvent* event)
 
 void QuickSearch::paintEvent(QPaintEvent* event)
 {
-    QLineEdit::paintEvent(event);
+    SearchLine::paintEvent(event);
     if (hasFocus() || !text().isEmpty()) {
         return;
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QLineEdit>
+#include "apps/workbench/window/parts.h"
 
 #include <functional>
 #include <vector>
@@ -25,7 +25,7 @@ std::vector<Finding> bestFindings(const std::vector<Finding>& all, const QString
 
 /// The box at the top: finds nodes of the document, types, commands and manual pages. What is found is
 /// gathered anew each time the box gets the focus.
-class QuickSearch : public QLineEdit {
+class QuickSearch : public SearchLine {
 public:
     explicit QuickSearch(QWidget* parent = nullptr);
 

@@ -5,11 +5,13 @@ namespace zrkworkbench {
 QString windowSheet()
 {
     return R"(
-QMainWindow::separator { background: {paneLine}; width: 1px; height: 1px; }
+QMainWindow::separator { background: {panel}; width: 4u; height: 4u; }
+QMainWindow::separator:hover { background: {accentFill}; }
 QDockWidget { titlebar-close-icon: none; titlebar-normal-icon: none; }
 QDockWidget::title { background: {bar}; padding: 4u 12u; }
 QDockWidget > QWidget { background: {panel}; }
 #Library, #Inspector, #ProblemsPane, #ExamplesPane { background: {panel}; }
+#Inspector, #ProblemsPane, #ExamplesPane { border-top: 1px solid {paneLine}; }
 #TopBar QMenuBar { background: transparent; }
 #TopBar QMenuBar::item { padding: 5u 9u; border-radius: 5u; }
 QTreeView, QListView { background: transparent; border: none; outline: none; }

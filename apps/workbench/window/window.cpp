@@ -61,7 +61,7 @@ Window::Window(WindowSettings settings)
     setAcceptDrops(true);
     setMenuWidget(_top);
     setStatusBar(_status);
-    _status->insertPermanentWidget(0, _export);
+    _status->insertPermanentWidget(2, _export); // left of the readout
     arrange();
     addMenus();
     joinParts();
@@ -387,14 +387,8 @@ void Window::say(const QString& text, bool isProblem)
 void Window::tell(const zrk::Fault& fault, ProblemList::Source source)
 {
     say(QString::fromStdString(zrk::messageOf(fault)), true);
-    Problem problem = problemOf(fault, Problem::Kind::Error);
-    if (_session) {
-        problem.node = nodeIn(_session->document(), fault);
-        if (problem.node) {
-            problem.place = nameOf(*_session, *problem.node);
-        }
-    }
-    _problems.set(source, {problem});
+    _problems.set(source, {_session ? problemOf(*_session, fault, Problem::Kind::Error)
+                                    : problemOf(fault, Problem::Kind::Error)});
 }
 
 void Window::showProblems()

@@ -49,10 +49,9 @@ QString lockPathOf(const QString& path)
     const QString whole = QFileInfo(path).canonicalFilePath();
     const QByteArray name =
         QCryptographicHash::hash(whole.toUtf8(), QCryptographicHash::Sha1).toHex().left(20);
-    QString folder = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
-    if (folder.isEmpty()) {
-        folder = QDir::tempPath();
-    }
+    const bool hasRuntime = !qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR");
+    const QString folder =
+        hasRuntime ? QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation) : QDir::tempPath();
     return folder + "/zrk-workbench-" + name + ".lock";
 }
 
@@ -122,12 +121,7 @@ void Window::showOpened(std::unique_ptr<EditSession> session, const zrkmodel::Do
     takeOver(std::move(session));
     std::vector<Problem> problems;
     for (const zrk::Fault& warning : warnings) {
-        Problem problem = problemOf(warning, Problem::Kind::Warning);
-        problem.node = nodeIn(_session->document(), warning);
-        if (problem.node) {
-            problem.place = nameOf(*_session, *problem.node);
-        }
-        problems.push_back(std::move(problem));
+        problems.push_back(problemOf(*_session, warning, Problem::Kind::Warning));
     }
     _problems.set(ProblemList::Source::Loading, std::move(problems));
     say(QString(), false);

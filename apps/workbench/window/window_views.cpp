@@ -295,9 +295,7 @@ void Window::takeFieldNote(const FieldNote& note)
         problem.finding = note.text();
         problem.remedy = note.remedy();
         problem.actionText = "Show the slice";
-        problem.action = [this] {
-            _view->setTab(ViewPane::Tab::Slice);
-        };
+        problem.action = [this] { _view->setTab(ViewPane::Tab::Slice); };
         problems.push_back(std::move(problem));
     }
     _problems.set(ProblemList::Source::Field, std::move(problems));
