@@ -209,7 +209,7 @@ TEST_F(WindowTest, TellsWhatWasEnteredWronglyInTheListToo)
 QToolButton* linkTo(Window& window, const QString& text)
 {
     for (auto* button : window.inspector().findChildren<QToolButton*>()) {
-        if (button->text() == text && button->isVisible()) {
+        if (button->text().trimmed() == text && button->isVisible()) {
             return button;
         }
     }

@@ -454,8 +454,8 @@ void Inspector::addInput(const zrkmodel::ZRKGraphPin& pin)
         link->setAutoRaise(true);
         link->setIcon(icon("lock"));
         link->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-        link->setText("set by " + nameOf(*_session, {from.node(), from.index()}));
-        link->setAccessibleName(name->text() + " is " + link->text());
+        link->setText(" set by " + nameOf(*_session, {from.node(), from.index()}));
+        link->setAccessibleName(name->text() + " is" + link->text());
         link->setToolTip("selects that node");
         connect(link, &QToolButton::clicked, this, [this, node = from.node()] {
             if (_nodeWanted) {

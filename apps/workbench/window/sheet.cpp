@@ -14,19 +14,21 @@ QDockWidget > QWidget { background: {panel}; }
 #Inspector, #ProblemsPane, #ExamplesPane { border-top: 1px solid {paneLine}; }
 #TopBar QMenuBar { background: transparent; }
 #TopBar QMenuBar::item { padding: 5u 9u; border-radius: 5u; }
-QTreeView, QListView { background: transparent; border: none; outline: none; }
-QTreeView::item, QListView::item { border: none; }
-QTreeView::item:hover, QTreeView::item:selected, QListView::item:hover, QListView::item:selected,
-QTreeView::branch, QTreeView::branch:hover, QTreeView::branch:selected { background: transparent; }
+#Library QTreeView, #ProblemsPane QListView, #ExamplesPane QListView { background: transparent; border: none;
+    outline: none; }
+#Library QTreeView::item, #ProblemsPane QListView::item, #ExamplesPane QListView::item, #SearchList::item {
+    border: none; background: transparent; }
+#Library QTreeView::branch { background: transparent; }
 QStatusBar { background: {bar}; border-top: 1px solid {paneLine}; }
 QStatusBar::item { border: none; }
-QToolButton { background: transparent; border: none; border-radius: 6u; padding: 4u; }
-QToolButton:hover { background: {paneLine}; }
-QToolButton:pressed, QToolButton:checked { background: {accentFill}; }
-QToolButton:focus { border: 2px solid {accent}; padding: 2u; }
-QToolButton::menu-indicator { image: none; }
-QToolButton#Link { color: {link}; font-weight: 500; padding: 4u 6u; }
-QToolButton#Link:hover { background: transparent; text-decoration: underline; }
+#TopBar QToolButton, #Inspector QToolButton, #ProblemsPane QToolButton, #ExamplesPane QToolButton {
+    background: transparent; border: none; border-radius: 6u; padding: 4u; }
+#TopBar QToolButton:hover, #Inspector QToolButton:hover, #ProblemsPane QToolButton:hover,
+#ExamplesPane QToolButton:hover { background: {paneLine}; }
+#TopBar QToolButton:focus, #Inspector QToolButton:focus, #ProblemsPane QToolButton:focus,
+#ExamplesPane QToolButton:focus { border: 2px solid {accent}; padding: 2u; }
+#Inspector QToolButton#Link { color: {link}; font-weight: 500; padding: 4u 6u; }
+#Inspector QToolButton#Link:hover { background: transparent; text-decoration: underline; }
 QLineEdit#SearchBox { min-height: 26u; max-height: 26u; border-radius: 6u; }
 QLineEdit#SearchBox:focus { min-height: 24u; max-height: 24u; }
 QListView#SearchList { background: {popup}; border: 1px solid {edge}; border-radius: 8u; padding: 4u 0; }
