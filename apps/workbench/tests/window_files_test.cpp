@@ -215,7 +215,7 @@ TEST_F(WindowTest, RecoversAfterAKill)
         ASSERT_TRUE(window.notices().has("recovery"));
         EXPECT_FALSE(window.notices().has("lock")) << "the killed program holds no lock";
         ASSERT_TRUE(press(window, takes ? "Recover them" : "Discard them"));
-        EXPECT_EQ(radiusOf(window), takes ? 0.875 : 0.5);
+        EXPECT_EQ(radiusOf(window), takes ? 0.875 : 0.5) << window.message();
         EXPECT_EQ(window.isWindowModified(), takes);
         EXPECT_EQ(std::filesystem::exists(recoveryFile), takes) << "it stays until the document is saved";
         if (takes) {

@@ -1,7 +1,5 @@
 #include "apps/workbench/window/document_opener.h"
 
-#include "core/engine/progress.h"
-
 #include <QTimer>
 
 #include <utility>
@@ -88,7 +86,9 @@ void DocumentOpener::look()
     _timer->stop();
     const std::shared_ptr<Job> job = std::exchange(_job, nullptr);
     if (_opened) {
-        _opened(std::move(*job->result));
+        OpenedDocument opened = std::move(*job->result);
+        opened.monitor = job;
+        _opened(std::move(opened));
     }
 }
 

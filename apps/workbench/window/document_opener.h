@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/engine/progress.h"
 #include "core/values/stop.h"
 #include "host/editing/edit_session.h"
 
@@ -27,6 +28,8 @@ struct OpenedDocument {
     OpenRequest request;
     zrk::Result<std::unique_ptr<zrkmodel::EditSession>> session;
     zrkmodel::DocumentWarnings warnings;
+    /// What the session reports to when it reads again; must live as long as the session.
+    std::shared_ptr<zrk::ProgressMonitor> monitor{};
 };
 
 /// Opens documents on a thread of its own, one at a time; a newer request stops the former one.

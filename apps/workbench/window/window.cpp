@@ -237,7 +237,7 @@ void Window::joinParts()
     });
 }
 
-void Window::takeOver(std::unique_ptr<EditSession> session)
+void Window::takeOver(std::unique_ptr<EditSession> session, std::shared_ptr<zrk::ProgressMonitor> monitor)
 {
     const Doing doing("showing another document");
     _edits.disconnect();
@@ -257,6 +257,7 @@ void Window::takeOver(std::unique_ptr<EditSession> session)
         _session->close();
     }
     _session = std::move(session);
+    _monitor = std::move(monitor);
     _problems.clear();
     for (const char* key : {"recovery", "changed", "missing", "saving", "lock"}) {
         _notices->remove(key);

@@ -126,6 +126,7 @@ private:
     std::vector<QAction*> _docCommands; ///< need a document
     QByteArray _layoutBeforeFull;
 
+    std::shared_ptr<zrk::ProgressMonitor> _monitor; ///< of the session, which goes first
     std::unique_ptr<zrkmodel::EditSession> _session;
     nod::scoped_connection _edits;
     nod::scoped_connection _workDone;
@@ -161,7 +162,8 @@ private:
     void joinParts();
     void applySheet();
     void followEdit(const zrkmodel::EditEvent& event);
-    void takeOver(std::unique_ptr<zrkmodel::EditSession> session);
+    void takeOver(std::unique_ptr<zrkmodel::EditSession> session,
+                  std::shared_ptr<zrk::ProgressMonitor> monitor = nullptr);
     void showTitle();
     void showHistory();
     void say(const QString& text, bool isProblem);
@@ -190,8 +192,7 @@ private:
     bool askAndSave();
     bool mayDiscard();
     void takeOpened(OpenedDocument opened);
-    void showOpened(std::unique_ptr<zrkmodel::EditSession> session,
-                    const zrkmodel::DocumentWarnings& warnings);
+    void showOpened(OpenedDocument opened);
     void offerRecovery();
     void recover();
     void watchFile();

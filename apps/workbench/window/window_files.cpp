@@ -98,13 +98,12 @@ void Window::takeOpened(OpenedDocument opened)
         return;
     }
     _notices->remove("refused");
-    auto session = std::make_shared<std::unique_ptr<EditSession>>(std::move(*opened.session));
-    const auto show = [this, session, warnings = opened.warnings, request = opened.request] {
-        if (*session) {
-            showOpened(std::move(*session), warnings);
-            if (!request.isTemplate) {
-                noteRecent();
-            }
+    auto waiting = std::make_shared<OpenedDocument>(std::move(opened));
+    const auto show = [this, waiting] {
+        const bool isTemplate = waiting->request.isTemplate;
+        showOpened(std::move(*waiting));
+        if (!isTemplate) {
+            noteRecent();
         }
     };
     // What was edited while the other document was read isn't lost.
@@ -116,11 +115,11 @@ void Window::takeOpened(OpenedDocument opened)
     show();
 }
 
-void Window::showOpened(std::unique_ptr<EditSession> session, const zrkmodel::DocumentWarnings& warnings)
+void Window::showOpened(OpenedDocument opened)
 {
-    takeOver(std::move(session));
+    takeOver(std::move(*opened.session), std::move(opened.monitor));
     std::vector<Problem> problems;
-    for (const zrk::Fault& warning : warnings) {
+    for (const zrk::Fault& warning : opened.warnings) {
         problems.push_back(problemOf(*_session, warning, Problem::Kind::Warning));
     }
     _problems.set(ProblemList::Source::Loading, std::move(problems));
