@@ -54,6 +54,20 @@ QPoint placeOf(const QDropEvent& event)
 #endif
 }
 
+QString pinTip(const PinInfo& pin)
+{
+    QString text = pin.name + ": " + nameOf(pin.tag);
+    if (pin.declared == Tag::Any) {
+        text += pin.tag == Tag::None ? ", takes the type of what it is linked with" : ", any type would do";
+    }
+    if (!pin.isLinked && pin.value) {
+        text += QString("\n%1 while nothing is linked").arg(*pin.value);
+    } else if (!pin.isLinked && pin.passesPosition) {
+        text += "\nthe position while nothing is linked";
+    }
+    return text;
+}
+
 /// Beyond this a press is a drag.
 bool isFar(const QPoint& a, const QPoint& b)
 {
@@ -239,17 +253,7 @@ QString Canvas::tipAt(const QPoint& place)
     if (hit.kind == Hit::Kind::pin) {
         const NodeItem& node = *_nodes.at(hit.node);
         const PinInfo& pin = (hit.pin.isOutput() ? node.info().outputs : node.info().inputs)[hit.pin.index()];
-        QString text = pin.name + ": " + nameOf(pin.tag);
-        if (pin.declared == Tag::Any) {
-            text +=
-                pin.tag == Tag::None ? ", takes the type of what it is linked with" : ", any type would do";
-        }
-        if (!pin.isLinked && pin.value) {
-            text += QString("\n%1 while nothing is linked").arg(*pin.value);
-        } else if (!pin.isLinked && pin.passesPosition) {
-            text += "\nthe position while nothing is linked";
-        }
-        return text;
+        return pinTip(pin);
     }
     if (hit.kind == Hit::Kind::node) {
         const NodeItem& node = *_nodes.at(hit.node);
@@ -260,6 +264,12 @@ QString Canvas::tipAt(const QPoint& place)
                                            : QString("computing");
             }
             return badge.text + (badge.remedy.isEmpty() ? QString() : "\n" + badge.remedy);
+        }
+        const double row = (scene.y() - node.pos().y() - size::kHeader - size::kPadTop) / size::kRow;
+        const bool isLeft = scene.x() < node.frame().center().x();
+        const auto& pins = isLeft ? node.info().inputs : node.info().outputs;
+        if (row >= 0 && row < static_cast<double>(pins.size())) {
+            return pinTip(pins[static_cast<std::size_t>(row)]);
         }
         if (hit.isHeader) {
             const auto* type = typeOfNode(*_session, hit.node);

@@ -164,7 +164,7 @@ void Canvas::setThumbnailsShown(bool areShown)
     sync();
     _hasThumbnails = areShown;
     for (auto& [id, item] : _nodes) {
-        item->setThumbnailShown(areShown);
+        item->setThumbnailShown(showsThumbnail(id));
     }
     if (QAction* shown = action("thumbnails")) {
         shown->setChecked(areShown);

@@ -3,6 +3,7 @@
 #include "apps/workbench/canvas/canvas.h"
 #include "apps/workbench/canvas/search_popup.h"
 #include "components/registration.h"
+#include "model/graph_object.h"
 
 #include <QApplication>
 #include <QLineEdit>
