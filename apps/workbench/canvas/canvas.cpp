@@ -427,6 +427,10 @@ void Canvas::layOutFrames()
 void Canvas::showSelection()
 {
     const Ids& selected = _session->selection();
+    if (_selectedFrame &&
+        (*_selectedFrame >= _notes.frames.size() || _notes.frames[*_selectedFrame].nodes != selected)) {
+        _selectedFrame.reset(); // something else was chosen since
+    }
     const std::set<std::uint16_t> isSelected(selected.begin(), selected.end());
     for (auto& [id, item] : _nodes) {
         item->setSelected(isSelected.contains(id));

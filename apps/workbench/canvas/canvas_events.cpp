@@ -333,11 +333,11 @@ void Canvas::mousePressEvent(QMouseEvent* event)
     _press.before = _session->selection();
     const bool isAdding = (event->modifiers() & Qt::ShiftModifier) != 0;
     const Hit& hit = _press.hit;
-    if (hit.kind != Hit::Kind::wire && hit.kind != Hit::Kind::reroute && hit.kind != Hit::Kind::frame) {
+    if (!isAdding || hit.kind != Hit::Kind::wire) {
         _selectedWires.clear();
-        _selectedReroute.reset();
-        _selectedFrame.reset();
     }
+    _selectedReroute.reset();
+    _selectedFrame.reset();
     switch (hit.kind) {
     case Hit::Kind::pin: {
         const auto source = _session->document().graph()->upstream(hit.pin).handle;
@@ -370,19 +370,13 @@ void Canvas::mousePressEvent(QMouseEvent* event)
         break;
     case Hit::Kind::wire:
         if (!isAdding) {
-            _selectedWires.clear();
             _session->select({});
         }
-        _selectedReroute.reset();
         _selectedWires.insert(hit.wire->info().to.bits);
-        _stale.selection = true;
         break;
     case Hit::Kind::frame:
-        _selectedWires.clear();
-        _selectedReroute.reset();
         _selectedFrame = hit.index;
         _session->select(_notes.frames[hit.index].nodes);
-        _stale.selection = true;
         _press.mode = Mode::move;
         break;
     case Hit::Kind::nothing:
@@ -927,6 +921,8 @@ void Canvas::focusNeighbour(int key)
         }
     }
     _focused = best;
+    _selectedWires.clear();
+    _selectedReroute.reset();
     revealNode(best);
 }
 
@@ -955,7 +951,11 @@ void Canvas::keyPressEvent(QKeyEvent* event)
         key == Qt::Key_Left || key == Qt::Key_Right || key == Qt::Key_Up || key == Qt::Key_Down;
     event->accept();
     if (key == Qt::Key_Escape) {
-        if (_wire) {
+        if (_nameBox->isVisible()) {
+            _nameTaken = {};
+            _nameBox->hide();
+            setFocus();
+        } else if (_wire) {
             letWireGo(true);
             _press = {};
         } else if (_press.mode != Mode::none) {

@@ -12,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 #include <string>
 #include <utility>
@@ -125,9 +126,26 @@ protected:
     }
     void key(int which, Qt::KeyboardModifiers keys = {}) const
     {
+        canvas->sync();
         QTest::keyClick(canvas.get(), static_cast<Qt::Key>(which), keys);
     }
-    void trigger(const char* name) const { canvas->action(name)->trigger(); }
+    void trigger(const char* name) const
+    {
+        canvas->sync();
+        canvas->action(name)->trigger();
+    }
+    /// So many units of the scene in pixels.
+    int px(double units) const
+    {
+        return static_cast<int>(
+            std::lround(units * canvas->nodeRect(1).width() / canvas->node(1)->size().width()));
+    }
+    /// Where a place of the scene is in the viewport.
+    QPoint seen(const QPointF& scene) const
+    {
+        const QPointF off = scene - canvas->node(1)->pos();
+        return canvas->nodeRect(1).topLeft() + QPoint(px(off.x()), px(off.y()));
+    }
     QLineEdit* nameBox() const { return canvas->findChild<QLineEdit*>({}, Qt::FindDirectChildrenOnly); }
     /// Chooses the first type that the open search finds for some words.
     void choose(const char* words) const
