@@ -456,7 +456,7 @@ void NodeItem::paintRows(QPainter& painter) const
 {
     const auto nameColor = [&](bool isInput, std::size_t i) {
         const Role role = isInput ? Role::secondText : Role::text;
-        if (!_lights) {
+        if (!_lights || isFadedWhole()) {
             return style().color(role);
         }
         const std::vector<bool>& lit = isInput ? _lights->inputs : _lights->outputs;
@@ -554,7 +554,7 @@ void NodeItem::paintPins(QPainter& painter, double zoom) const
         const QPointF at(isInput ? 0 : _size.width(), rowMiddle(i));
         const Role role = roleOf(pin.tag);
         QColor color = style().color(role);
-        if (_lights) {
+        if (_lights && !isFadedWhole()) { // a node that fades as a whole does so once
             const std::vector<bool>& lit = isInput ? _lights->inputs : _lights->outputs;
             const Pin_handle handle = isInput ? Pin_handle::input(_info.id, static_cast<std::uint8_t>(i))
                                               : Pin_handle::output(_info.id, static_cast<std::uint8_t>(i));

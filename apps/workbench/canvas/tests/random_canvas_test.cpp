@@ -1,13 +1,13 @@
 #include "apps/workbench/canvas/tests/canvas_fixture.h"
 #include "model/graph_object.h"
 
-#include <QElapsedTimer>
 #include <QMenu>
 #include <QPainter>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <functional>
 #include <random>
 
@@ -155,6 +155,9 @@ TEST_F(CanvasTest, RandomSessionsEndWhereTheyBegan)
     EXPECT_EQ(canvas->node(7), nullptr);
 }
 
+/// Milliseconds of this process's work, whatever else the machine does.
+double workMs() { return 1000.0 * static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
+
 /// A document of so many nodes, in rows of ten.
 std::string manyNodes(int count)
 {
@@ -177,10 +180,9 @@ double medianMs(int times, const std::function<void(int)>& work)
 {
     std::vector<double> all;
     for (int i = 0; i < times; ++i) {
-        QElapsedTimer timer;
-        timer.start();
+        const double start = workMs();
         work(i);
-        all.push_back(static_cast<double>(timer.nsecsElapsed()) / 1e6);
+        all.push_back(workMs() - start);
     }
     std::nth_element(all.begin(), all.begin() + times / 2, all.end());
     return all[static_cast<std::size_t>(times) / 2];
@@ -190,10 +192,9 @@ double medianMs(int times, const std::function<void(int)>& work)
 TEST_F(CanvasTest, PaintsManyNodesWithinAFrame)
 {
     for (const int count : {100, 2000}) {
-        QElapsedTimer timer;
-        timer.start();
+        const double start = workMs();
         open(manyNodes(count));
-        const auto opened = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+        const double opened = workMs() - start;
         canvas->resize(1440, 900);
         canvas->fitAll(false);
         if (count == 100) {
@@ -209,7 +210,7 @@ TEST_F(CanvasTest, PaintsManyNodesWithinAFrame)
         const double still = medianMs(15, [&](int) { paint(); });
         const double panned = medianMs(15, [&](int i) {
             QTest::mousePress(pane(), Qt::MiddleButton, {}, QPoint(300, 300));
-            QTest::mouseMove(pane(), QPoint(300 + (i % 2 == 0 ? 7 : -7), 300));
+            move(QPoint(300 + (i % 2 == 0 ? 7 : -7), 300));
             QTest::mouseRelease(pane(), Qt::MiddleButton, {}, QPoint(300, 300));
             paint();
         });
