@@ -9,6 +9,7 @@
 #include "model/graph_object.h"
 #include "model/pins.h"
 
+#include <QDateTime>
 #include <QLineEdit>
 #include <QPixmapCache>
 #include <QScrollBar>
@@ -27,6 +28,8 @@ namespace {
 
 constexpr double kReach = 200000; ///< of the scene, in every direction
 constexpr int kQuietMs = 150;
+constexpr int kBadgeDelayMs = 150;
+constexpr int kBadgeLeastMs = 300;
 constexpr int kInfoMs = 250;
 constexpr int kPixmapCacheKb = 256 * 1024;
 
@@ -39,6 +42,7 @@ Canvas::Canvas(QWidget* parent)
       _quietTimer(new QTimer(this)),
       _thumbnailTimer(new QTimer(this)),
       _infoTimer(new QTimer(this)),
+      _badgeTimer(new QTimer(this)),
       _fitAnimation(new QVariantAnimation(this)),
       _hoverAnimation(new QVariantAnimation(this)),
       _springAnimation(new QVariantAnimation(this)),
@@ -75,6 +79,8 @@ Canvas::Canvas(QWidget* parent)
     _thumbnailTimer->setSingleShot(true);
     _thumbnailTimer->setInterval(kQuietMs);
     connect(_thumbnailTimer, &QTimer::timeout, this, [this] { askForThumbnails(); });
+    _badgeTimer->setInterval(20);
+    connect(_badgeTimer, &QTimer::timeout, this, [this] { showDueBadges(); });
     _infoTimer->setSingleShot(true);
     _infoTimer->setInterval(kInfoMs);
     connect(_infoTimer, &QTimer::timeout, this, [this] { tellHoveredWire(); });
@@ -127,6 +133,8 @@ Canvas::Canvas(QWidget* parent)
 Canvas::~Canvas()
 {
     _search->onDropped({});
+    _wireHovered = {};
+    _said = {};
     clearScene();
 }
 
@@ -270,14 +278,15 @@ void Canvas::clearScene()
 void Canvas::rebuild()
 {
     const zrkmodel::EffectiveTagScope tags;
+    _notes = CanvasNotes::read(*_session);
     for (const auto& node : _session->document().graph()->nodes()) {
         auto* item = new NodeItem(nodeInfo(*_session, node->id));
-        item->setThumbnailShown(_hasThumbnails);
+        item->setThumbnailShown(showsThumbnail(node->id));
         item->setCacheMode(_isCached ? QGraphicsItem::DeviceCoordinateCache : QGraphicsItem::NoCache);
         _scene->addItem(item);
         _nodes[node->id] = item;
         if (const auto badge = _badges.find(node->id); badge != _badges.end()) {
-            item->setBadge(badge->second);
+            item->setBadge(badge->second.shown);
         }
     }
     placeNodes();
@@ -295,11 +304,11 @@ void Canvas::showNode(std::uint16_t id)
     if (!item) {
         info.position = positionOf(id);
         item = new NodeItem(std::move(info));
-        item->setThumbnailShown(_hasThumbnails);
+        item->setThumbnailShown(showsThumbnail(id));
         item->setViewed(_viewed && _viewed->node == id);
         item->setCacheMode(_isCached ? QGraphicsItem::DeviceCoordinateCache : QGraphicsItem::NoCache);
         if (const auto badge = _badges.find(id); badge != _badges.end()) {
-            item->setBadge(badge->second);
+            item->setBadge(badge->second.shown);
         }
         _scene->addItem(item);
     } else {
@@ -399,6 +408,9 @@ void Canvas::showNotes()
     for (std::size_t i = 0; i < _frames.size(); ++i) {
         _frames[i]->setNote(_notes.frames[i]);
     }
+    for (auto& [id, item] : _nodes) {
+        item->setThumbnailShown(showsThumbnail(id));
+    }
     if (_selectedFrame && *_selectedFrame >= _frames.size()) {
         _selectedFrame.reset();
     }
@@ -415,6 +427,10 @@ void Canvas::layOutFrames()
 void Canvas::showSelection()
 {
     const Ids& selected = _session->selection();
+    if (_selectedFrame &&
+        (*_selectedFrame >= _notes.frames.size() || _notes.frames[*_selectedFrame].nodes != selected)) {
+        _selectedFrame.reset(); // something else was chosen since
+    }
     const std::set<std::uint16_t> isSelected(selected.begin(), selected.end());
     for (auto& [id, item] : _nodes) {
         item->setSelected(isSelected.contains(id));
@@ -551,10 +567,52 @@ QRectF Canvas::boundsOf(const Ids& nodes) const
 void Canvas::setBadge(std::uint16_t node, const NodeBadge& badge)
 {
     sync();
-    if (const auto found = _nodes.find(node); found != _nodes.end()) {
-        _badges[node] = badge;
-        found->second->setBadge(badge);
+    if (!_nodes.contains(node)) {
+        return;
     }
+    using Kind = NodeBadge::Kind;
+    const std::int64_t now = QDateTime::currentMSecsSinceEpoch();
+    BadgeState& state = _badges[node];
+    const bool wasWaiting = state.told.kind == Kind::computing && state.shown.kind != Kind::computing;
+    state.told = badge;
+    if (badge.kind == Kind::computing && state.shown.kind != Kind::computing) {
+        state.due = wasWaiting ? state.due : now + kBadgeDelayMs;
+    } else if (badge.kind != Kind::computing && state.shown.kind == Kind::computing) {
+        state.due = std::max(now, state.since + kBadgeLeastMs);
+    } else {
+        state.due = now;
+    }
+    showDueBadges();
+}
+
+void Canvas::showDueBadges()
+{
+    const std::int64_t now = QDateTime::currentMSecsSinceEpoch();
+    bool isWaiting = false;
+    for (auto& [node, state] : _badges) {
+        if (state.told == state.shown) {
+            continue;
+        }
+        if (state.due > now) {
+            isWaiting = true;
+            continue;
+        }
+        state.since = state.told.kind == state.shown.kind ? state.since : now;
+        state.shown = state.told;
+        if (const auto found = _nodes.find(node); found != _nodes.end()) {
+            found->second->setBadge(state.shown);
+        }
+    }
+    if (isWaiting && !_badgeTimer->isActive()) {
+        _badgeTimer->start();
+    } else if (!isWaiting) {
+        _badgeTimer->stop();
+    }
+}
+
+bool Canvas::showsThumbnail(std::uint16_t id) const
+{
+    return _hasThumbnails && std::find(_notes.plain.begin(), _notes.plain.end(), id) == _notes.plain.end();
 }
 
 void Canvas::setThumbnail(std::uint16_t node, const QImage& picture)

@@ -49,6 +49,7 @@ public:
 
     // What is told of nodes
 
+    /// Computing is shown once it has lasted 150 ms, and then for 300 ms at least.
     void setBadge(std::uint16_t node, const NodeBadge& badge);
     /// A picture of the node's first output; null takes it away.
     void setThumbnail(std::uint16_t node, const QImage& picture);
@@ -192,6 +193,14 @@ private:
         QPointF shown;
     };
 
+    /// What is told of a node, what is shown of it and since when, and when what is told is shown.
+    struct BadgeState {
+        NodeBadge told;
+        NodeBadge shown;
+        std::int64_t since = 0;
+        std::int64_t due = 0;
+    };
+
     zrkmodel::EditSession* _session = nullptr;
     nod::scoped_connection _listener;
     QGraphicsScene* _scene;
@@ -200,7 +209,7 @@ private:
     std::vector<FrameItem*> _frames;
     CanvasNotes _notes;
     std::map<std::uint16_t, Placed> _placed;
-    std::map<std::uint16_t, NodeBadge> _badges;
+    std::map<std::uint16_t, BadgeState> _badges;
     Stale _stale;
     std::optional<zrkmodel::PinAddress> _viewed;
     bool _hasThumbnails = true;
@@ -214,6 +223,7 @@ private:
     QTimer* _quietTimer;     ///< the zoom rests
     QTimer* _thumbnailTimer; ///< gathers changes of what is seen
     QTimer* _infoTimer;      ///< the pointer rests on a wire
+    QTimer* _badgeTimer;     ///< badges that are yet to be shown
     QVariantAnimation* _fitAnimation;
     QVariantAnimation* _hoverAnimation;
     QVariantAnimation* _springAnimation;
@@ -253,6 +263,8 @@ private:
     std::function<void(const QString&, bool)> _said;
 
     // The scene (canvas.cpp)
+    bool showsThumbnail(std::uint16_t id) const;
+    void showDueBadges();
     void take(const zrkmodel::EditEvent& event);
     void clearScene();
     void rebuild();
@@ -324,6 +336,7 @@ private:
     void bypassSelection();
     void flagOutput();
     void viewSelected();
+    void toggleThumbnails();
     void frameSelection();
     void alignSelection(Qt::Edge edge);
     void distributeSelection();

@@ -78,9 +78,15 @@ bool Canvas::attempt(const std::string& name, const std::function<zrk::Result<vo
 
 void Canvas::refuse(const QString& reason, const QString& remedy, std::optional<QPointF> scene)
 {
-    const QPoint at = scene                                   ? viewportAt(*scene)
-                      : viewport()->rect().contains(_pointer) ? _pointer
-                                                              : rect().center();
+    QPoint at = rect().center();
+    const Ids selected = selectedNodes();
+    if (scene) {
+        at = viewportAt(*scene);
+    } else if (!selected.empty()) {
+        at = viewportAt(_nodes.at(selected.back())->frame().bottomLeft());
+    } else if (viewport()->rect().contains(_pointer)) {
+        at = _pointer;
+    }
     _reason->show(viewport()->mapTo(this, at) + QPoint(12, 16), reason, remedy);
     if (_said) {
         _said(reason + (remedy.isEmpty() ? QString() : ". " + remedy), true);
@@ -89,8 +95,11 @@ void Canvas::refuse(const QString& reason, const QString& remedy, std::optional<
 
 void Canvas::say(const zrk::Fault& fault)
 {
-    const QString found = QString::fromStdString(fault.found);
-    refuse(found.isEmpty() ? found : found[0].toUpper() + found.mid(1), QString::fromStdString(fault.remedy));
+    const auto sentence = [](const std::string& text) {
+        const QString words = QString::fromStdString(text);
+        return words.isEmpty() ? words : words[0].toUpper() + words.mid(1);
+    };
+    refuse(sentence(fault.found), sentence(fault.remedy));
 }
 
 // Nodes and links
@@ -350,13 +359,15 @@ void Canvas::makeActions()
                                [this] { setThumbnailsShown(action("thumbnails")->isChecked()); });
     thumbnails->setCheckable(true);
     thumbnails->setChecked(true);
+    view("thumbnail", "Thumbnail of this &node", "thumbnails", {QKeySequence("Ctrl+T")},
+         "Show or hide the pictures of the selected nodes", [this] { toggleThumbnails(); });
     view("view", "&View this node", "eye", {QKeySequence("P")},
          "Show the node's field in the view; again for the next pin", [this] { viewSelected(); });
 
     for (const char* name : {"thumbnails", "layout", "bypass", "output", "frame", "fit"}) {
         _tools->add(_actions.at(name));
     }
-    _zoomChip = new QToolButton(this);
+    _zoomChip = new ChipButton(this);
     _zoomChip->setObjectName("ZoomChip");
     _zoomChip->setAccessibleName("zoom");
     _zoomChip->setToolTip("The zoom; a click shows at 100 %");
@@ -374,7 +385,8 @@ void Canvas::updateActions()
             _actions.at(name)->setEnabled(isOn);
         }
     };
-    enable({"cut", "copy", "duplicate", "dissolve", "select-upstream", "bypass", "output", "view", "frame"},
+    enable({"cut", "copy", "duplicate", "dissolve", "select-upstream", "bypass", "thumbnail", "output",
+            "view", "frame"},
            hasSelection);
     enable({"delete"}, hasSelection || !_selectedWires.empty() || _selectedReroute || _selectedFrame);
     enable({"rename"}, count == 1 || _selectedFrame);
@@ -583,6 +595,21 @@ void Canvas::viewSelected()
     if (_viewWanted) {
         _viewWanted(PinAddress{node, pin});
     }
+}
+
+void Canvas::toggleThumbnails()
+{
+    const Ids selected = selectedNodes();
+    CanvasNotes notes = _notes;
+    const bool hides =
+        std::any_of(selected.begin(), selected.end(), [&](std::uint16_t id) { return showsThumbnail(id); });
+    for (const std::uint16_t id : selected) {
+        std::erase(notes.plain, id);
+        if (hides) {
+            notes.plain.push_back(id);
+        }
+    }
+    attempt(hides ? "Hide thumbnail" : "Show thumbnail", [&] { return notes.write(*_session); });
 }
 
 void Canvas::frameSelection()

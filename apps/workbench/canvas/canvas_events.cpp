@@ -54,6 +54,20 @@ QPoint placeOf(const QDropEvent& event)
 #endif
 }
 
+QString pinTip(const PinInfo& pin)
+{
+    QString text = pin.name + ": " + nameOf(pin.tag);
+    if (pin.declared == Tag::Any) {
+        text += pin.tag == Tag::None ? ", takes the type of what it is linked with" : ", any type would do";
+    }
+    if (!pin.isLinked && pin.value) {
+        text += QString("\n%1 while nothing is linked").arg(*pin.value);
+    } else if (!pin.isLinked && pin.passesPosition) {
+        text += "\nthe position while nothing is linked";
+    }
+    return text;
+}
+
 /// Beyond this a press is a drag.
 bool isFar(const QPoint& a, const QPoint& b)
 {
@@ -239,17 +253,7 @@ QString Canvas::tipAt(const QPoint& place)
     if (hit.kind == Hit::Kind::pin) {
         const NodeItem& node = *_nodes.at(hit.node);
         const PinInfo& pin = (hit.pin.isOutput() ? node.info().outputs : node.info().inputs)[hit.pin.index()];
-        QString text = pin.name + ": " + nameOf(pin.tag);
-        if (pin.declared == Tag::Any) {
-            text +=
-                pin.tag == Tag::None ? ", takes the type of what it is linked with" : ", any type would do";
-        }
-        if (!pin.isLinked && pin.value) {
-            text += QString("\n%1 while nothing is linked").arg(*pin.value);
-        } else if (!pin.isLinked && pin.passesPosition) {
-            text += "\nthe position while nothing is linked";
-        }
-        return text;
+        return pinTip(pin);
     }
     if (hit.kind == Hit::Kind::node) {
         const NodeItem& node = *_nodes.at(hit.node);
@@ -260,6 +264,12 @@ QString Canvas::tipAt(const QPoint& place)
                                            : QString("computing");
             }
             return badge.text + (badge.remedy.isEmpty() ? QString() : "\n" + badge.remedy);
+        }
+        const double row = (scene.y() - node.pos().y() - size::kHeader - size::kPadTop) / size::kRow;
+        const bool isLeft = scene.x() < node.frame().center().x();
+        const auto& pins = isLeft ? node.info().inputs : node.info().outputs;
+        if (row >= 0 && row < static_cast<double>(pins.size())) {
+            return pinTip(pins[static_cast<std::size_t>(row)]);
         }
         if (hit.isHeader) {
             const auto* type = typeOfNode(*_session, hit.node);
@@ -323,11 +333,11 @@ void Canvas::mousePressEvent(QMouseEvent* event)
     _press.before = _session->selection();
     const bool isAdding = (event->modifiers() & Qt::ShiftModifier) != 0;
     const Hit& hit = _press.hit;
-    if (hit.kind != Hit::Kind::wire && hit.kind != Hit::Kind::reroute && hit.kind != Hit::Kind::frame) {
+    if (!isAdding || hit.kind != Hit::Kind::wire) {
         _selectedWires.clear();
-        _selectedReroute.reset();
-        _selectedFrame.reset();
     }
+    _selectedReroute.reset();
+    _selectedFrame.reset();
     switch (hit.kind) {
     case Hit::Kind::pin: {
         const auto source = _session->document().graph()->upstream(hit.pin).handle;
@@ -360,19 +370,13 @@ void Canvas::mousePressEvent(QMouseEvent* event)
         break;
     case Hit::Kind::wire:
         if (!isAdding) {
-            _selectedWires.clear();
             _session->select({});
         }
-        _selectedReroute.reset();
         _selectedWires.insert(hit.wire->info().to.bits);
-        _stale.selection = true;
         break;
     case Hit::Kind::frame:
-        _selectedWires.clear();
-        _selectedReroute.reset();
         _selectedFrame = hit.index;
         _session->select(_notes.frames[hit.index].nodes);
-        _stale.selection = true;
         _press.mode = Mode::move;
         break;
     case Hit::Kind::nothing:
@@ -917,6 +921,8 @@ void Canvas::focusNeighbour(int key)
         }
     }
     _focused = best;
+    _selectedWires.clear();
+    _selectedReroute.reset();
     revealNode(best);
 }
 
@@ -945,7 +951,11 @@ void Canvas::keyPressEvent(QKeyEvent* event)
         key == Qt::Key_Left || key == Qt::Key_Right || key == Qt::Key_Up || key == Qt::Key_Down;
     event->accept();
     if (key == Qt::Key_Escape) {
-        if (_wire) {
+        if (_nameBox->isVisible()) {
+            _nameTaken = {};
+            _nameBox->hide();
+            setFocus();
+        } else if (_wire) {
             letWireGo(true);
             _press = {};
         } else if (_press.mode != Mode::none) {

@@ -47,6 +47,11 @@ CanvasNotes CanvasNotes::fromView(const ZRKJson& view)
         }
         notes.frames.push_back(std::move(frame));
     }
+    for (const ZRKJson& node : list("plain")) {
+        if (node.is_number_unsigned() && node <= zrkmodel::kMaxNodeId) {
+            notes.plain.push_back(node.get<std::uint16_t>());
+        }
+    }
     for (const ZRKJson& entry : list("reroutes")) {
         if (entry.is_object() && entry.contains("from") && isPin(entry["from"]) && entry.contains("to") &&
             isPin(entry["to"]) && entry.contains("at") && zrkmodel::isNumbers(entry["at"], 2)) {
@@ -63,7 +68,7 @@ CanvasNotes CanvasNotes::fromView(const ZRKJson& view)
 CanvasNotes CanvasNotes::read(const EditSession& session)
 {
     ZRKJson view = ZRKJson::object();
-    for (const char* key : {"frames", "reroutes"}) {
+    for (const char* key : {"frames", "reroutes", "plain"}) {
         if (const ZRKJson* value = session.view(key)) {
             view[key] = *value;
         }
@@ -74,6 +79,7 @@ CanvasNotes CanvasNotes::read(const EditSession& session)
         std::erase_if(frame.nodes, [&](std::uint16_t node) { return !graph->getNodePtr(node); });
     }
     std::erase_if(notes.frames, [](const FrameNote& frame) { return frame.nodes.empty(); });
+    std::erase_if(notes.plain, [&](std::uint16_t node) { return !graph->getNodePtr(node); });
     std::erase_if(notes.reroutes, [&](const RerouteNote& reroute) {
         return graph->upstream(reroute.to).handle != reroute.from;
     });
@@ -88,6 +94,9 @@ ZRKJson CanvasNotes::toView() const
         for (const FrameNote& frame : frames) {
             view["frames"].push_back({{"title", frame.title.toStdString()}, {"nodes", frame.nodes}});
         }
+    }
+    if (!plain.empty()) {
+        view["plain"] = plain;
     }
     if (!reroutes.empty()) {
         view["reroutes"] = ZRKJson::array();
@@ -114,6 +123,9 @@ zrk::Result<void> CanvasNotes::write(EditSession& session) const
     if (done && former.reroutes != reroutes) {
         done = set("reroutes");
     }
+    if (done && former.plain != plain) {
+        done = set("plain");
+    }
     return done;
 }
 
@@ -129,6 +141,11 @@ CanvasNotes CanvasNotes::within(const std::vector<std::uint16_t>& nodes) const
     for (const RerouteNote& reroute : reroutes) {
         if (has(nodes, reroute.from.node()) && has(nodes, reroute.to.node())) {
             inner.reroutes.push_back(reroute);
+        }
+    }
+    for (const std::uint16_t node : plain) {
+        if (has(nodes, node)) {
+            inner.plain.push_back(node);
         }
     }
     return inner;
@@ -155,6 +172,11 @@ CanvasNotes CanvasNotes::renamed(const std::map<std::uint16_t, std::uint16_t>& i
                                       reroute.at + shift});
         }
     }
+    for (const std::uint16_t node : plain) {
+        if (known(node)) {
+            other.plain.push_back(ids.at(node));
+        }
+    }
     return other;
 }
 
@@ -162,6 +184,7 @@ void CanvasNotes::add(const CanvasNotes& other)
 {
     frames.insert(frames.end(), other.frames.begin(), other.frames.end());
     reroutes.insert(reroutes.end(), other.reroutes.begin(), other.reroutes.end());
+    plain.insert(plain.end(), other.plain.begin(), other.plain.end());
 }
 
 void CanvasNotes::removeNodes(const std::vector<std::uint16_t>& nodes)
@@ -170,6 +193,7 @@ void CanvasNotes::removeNodes(const std::vector<std::uint16_t>& nodes)
         std::erase_if(frame.nodes, [&](std::uint16_t node) { return has(nodes, node); });
     }
     std::erase_if(frames, [](const FrameNote& frame) { return frame.nodes.empty(); });
+    std::erase_if(plain, [&](std::uint16_t node) { return has(nodes, node); });
     std::erase_if(reroutes, [&](const RerouteNote& reroute) {
         return has(nodes, reroute.from.node()) || has(nodes, reroute.to.node());
     });

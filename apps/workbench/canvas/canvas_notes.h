@@ -28,11 +28,12 @@ struct RerouteNote {
     friend bool operator==(const RerouteNote&, const RerouteNote&) = default;
 };
 
-/// What the canvas keeps in a document besides nodes and links: under "frames" and "reroutes" of "view". What
-/// can't be read is left out, and so are nodes and links that are gone.
+/// What the canvas keeps in a document besides nodes and links: under "frames", "reroutes" and "plain" of
+/// "view". What can't be read is left out, and so are nodes and links that are gone.
 struct CanvasNotes {
     std::vector<FrameNote> frames;
     std::vector<RerouteNote> reroutes; ///< those of a link in their order along it
+    std::vector<std::uint16_t> plain;  ///< nodes without a thumbnail, where thumbnails are shown
 
     static CanvasNotes read(const zrkmodel::EditSession& session);
     /// From the member "view" of a document or a fragment, unchecked.

@@ -74,19 +74,22 @@ void Canvas::centreOn(const QPointF& scene)
 
 void Canvas::showRect(const QRectF& rect, bool isAnimated, double mostZoom)
 {
-    if (rect.isEmpty() || viewport()->width() < 2 * kFitMargin) {
+    if (rect.isEmpty() || viewport()->width() < 3 * kFitMargin || viewport()->height() < 4 * kFitMargin) {
         return;
     }
     const double scale = sceneScale();
-    const double zoom =
-        std::clamp(std::min((viewport()->width() - 2 * kFitMargin) / (rect.width() * scale),
-                            (viewport()->height() - 2 * kFitMargin) / (rect.height() * scale)),
-                   size::kLeastZoom, mostZoom);
+    // Below the tools, and above the zoom.
+    const double top = _tools->geometry().bottom() + kFitMargin / 2;
+    const double bottom = 1.25 * kFitMargin;
+    const double zoom = std::clamp(std::min((viewport()->width() - 2 * kFitMargin) / (rect.width() * scale),
+                                            (viewport()->height() - top - bottom) / (rect.height() * scale)),
+                                   size::kLeastZoom, mostZoom);
+    const QPointF centre = rect.center() - QPointF(0, (top - bottom) / 2 / (zoom * scale));
     _fitAnimation->stop();
     _fitAnimation->disconnect(this);
     if (!isAnimated || !hasAnimations() || !isVisible()) {
         setZoom(zoom);
-        centreOn(rect.center());
+        centreOn(centre);
         return;
     }
     const double startZoom = _zoom;
@@ -98,7 +101,7 @@ void Canvas::showRect(const QRectF& rect, bool isAnimated, double mostZoom)
     connect(_fitAnimation, &QVariantAnimation::valueChanged, this, [=, this](const QVariant& value) {
         const double t = value.toDouble();
         setZoom(startZoom * std::pow(zoom / startZoom, t));
-        centreOn(startCentre + t * (rect.center() - startCentre));
+        centreOn(startCentre + t * (centre - startCentre));
     });
     _fitAnimation->start();
 }
@@ -119,7 +122,8 @@ void Canvas::fitAll(bool isAnimated)
     sync();
     QRectF all;
     for (const auto& [id, item] : _nodes) {
-        all |= item->frame();
+        all |= item->frame().adjusted(0, item->info().hasOutputFlag ? -size::kFlagHeight - size::kFlagGap : 0,
+                                      0, 0);
     }
     for (const FrameItem* frame : _frames) {
         all |= frame->frame();
@@ -164,7 +168,7 @@ void Canvas::setThumbnailsShown(bool areShown)
     sync();
     _hasThumbnails = areShown;
     for (auto& [id, item] : _nodes) {
-        item->setThumbnailShown(areShown);
+        item->setThumbnailShown(showsThumbnail(id));
     }
     if (QAction* shown = action("thumbnails")) {
         shown->setChecked(areShown);

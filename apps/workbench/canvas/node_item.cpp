@@ -54,7 +54,7 @@ const QImage& shadowPicture()
         painter.setPen(Qt::NoPen);
         for (int ring = 0; ring < 12; ++ring) {
             const double inset = ring * 1.25;
-            painter.setBrush(QColor(0, 0, 0, 4 + ring / 2));
+            painter.setBrush(QColor(0, 0, 0, 2 + ring / 3));
             painter.drawRoundedRect(QRectF(inset, inset, kSide - 2 * inset, kSide - 2 * inset),
                                     17 - inset * 0.4, 17 - inset * 0.4);
         }
@@ -434,12 +434,14 @@ void NodeItem::paintHeader(QPainter& painter, double zoom) const
             right -= size::kBadgePitch;
         }
     }
-    if (zoom >= size::kNamesZoom && !_info.summary.isEmpty()) {
-        const double width = textWidth(_info.summary, size::kHintFont);
-        paintText(painter, QRectF(right - width, 0, width + 1, size::kHeader),
+    const double nameEnd = size::kHeaderName + textWidth(_info.title, size::kNodeFont, true) + 8;
+    const double summaryWidth = textWidth(_info.summary, size::kHintFont);
+    // Where badges leave too little room, the name stays whole.
+    if (zoom >= size::kNamesZoom && !_info.summary.isEmpty() && right - summaryWidth >= nameEnd) {
+        paintText(painter, QRectF(right - summaryWidth, 0, summaryWidth + 1, size::kHeader),
                   Qt::AlignVCenter | Qt::AlignLeft, _info.summary, size::kHintFont,
                   style().color(Role::secondText));
-        right -= width + 8;
+        right -= summaryWidth + 8;
     }
     const double font =
         zoom >= size::kNamesZoom ? size::kNodeFont : std::max(9 / zoom, double(size::kNodeFont));
@@ -454,7 +456,7 @@ void NodeItem::paintRows(QPainter& painter) const
 {
     const auto nameColor = [&](bool isInput, std::size_t i) {
         const Role role = isInput ? Role::secondText : Role::text;
-        if (!_lights) {
+        if (!_lights || isFadedWhole()) {
             return style().color(role);
         }
         const std::vector<bool>& lit = isInput ? _lights->inputs : _lights->outputs;
@@ -484,11 +486,11 @@ void NodeItem::paintRows(QPainter& painter) const
             const QRectF editor(_editorLeft, rowMiddle(i) - size::kEditorHeight / 2, size::kEditorWidth,
                                 size::kEditorHeight);
             painter.setPen(QPen(style().color(Role::edge), 1));
-            painter.setBrush(style().color(Role::field));
+            painter.setBrush(style().color(Role::fieldOverridden));
             painter.drawRoundedRect(editor.adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);
             paintText(painter, editor.adjusted(4, 0, -6, 0), Qt::AlignVCenter | Qt::AlignRight,
                       numberText(*pin.value), size::kHintFont,
-                      style().color(_lights ? Role::hint : Role::text));
+                      style().color(_lights ? Role::hint : Role::secondText));
         } else if (pin.passesPosition) {
             const QString text = "position";
             const double left = size::kPinName + textWidth(pin.name, size::kNodeFont) + 6;
@@ -552,7 +554,7 @@ void NodeItem::paintPins(QPainter& painter, double zoom) const
         const QPointF at(isInput ? 0 : _size.width(), rowMiddle(i));
         const Role role = roleOf(pin.tag);
         QColor color = style().color(role);
-        if (_lights) {
+        if (_lights && !isFadedWhole()) { // a node that fades as a whole does so once
             const std::vector<bool>& lit = isInput ? _lights->inputs : _lights->outputs;
             const Pin_handle handle = isInput ? Pin_handle::input(_info.id, static_cast<std::uint8_t>(i))
                                               : Pin_handle::output(_info.id, static_cast<std::uint8_t>(i));

@@ -69,6 +69,28 @@ void ToolButton::paintEvent(QPaintEvent*)
                  isEnabled() ? QIcon::Normal : QIcon::Disabled, isChecked() ? QIcon::On : QIcon::Off);
 }
 
+ChipButton::ChipButton(QWidget* parent) : QToolButton(parent) { setFocusPolicy(Qt::TabFocus); }
+
+QSize ChipButton::sizeHint() const
+{
+    return {QFontMetrics(fontAt(*this, 12)).horizontalAdvance(text()) + scaled(*this, 24), scaled(*this, 28)};
+}
+
+void ChipButton::paintEvent(QPaintEvent*)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const Style& style = Style::current();
+    const Role edge = hasFocus() ? Role::accent : underMouse() ? Role::edgeHovered : Role::edge;
+    painter.setPen(QPen(style.color(edge), 1));
+    painter.setBrush(style.color(Role::popup));
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), scaled(*this, 6),
+                            scaled(*this, 6));
+    painter.setFont(fontAt(*this, 12));
+    painter.setPen(style.color(Role::text));
+    painter.drawText(rect(), Qt::AlignCenter, text());
+}
+
 Card::Card(QWidget* parent) : QFrame(parent) { setFocusPolicy(Qt::NoFocus); }
 
 void Card::paintEvent(QPaintEvent*)

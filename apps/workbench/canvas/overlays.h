@@ -21,6 +21,17 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 };
 
+/// A button with a short text on a card.
+class ChipButton : public QToolButton {
+public:
+    explicit ChipButton(QWidget* parent = nullptr);
+
+    QSize sizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+};
+
 /// A small card that floats over the canvas.
 class Card : public QFrame {
 public:

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <map>
+#include <string_view>
 
 namespace zrkworkbench {
 
@@ -184,6 +185,12 @@ std::vector<SearchHit> searchTypes(const QString& text, const std::optional<Sear
                 hits.push_back({&type, kSimilar - static_cast<int>(distance), "similar"});
             }
         }
+    }
+    if (!hits.empty() && hits[0].score <= kSimilar) {
+        std::stable_sort(hits.begin(), hits.end(), [](const SearchHit& a, const SearchHit& b) {
+            return std::string_view(a.type->strings.title).size() <
+                   std::string_view(b.type->strings.title).size();
+        });
     }
     const auto rank = [&](const SearchHit& hit) {
         const auto at = recent.indexOf(QString::fromStdString(hit.type->className));

@@ -3,6 +3,7 @@
 #include "apps/workbench/canvas/metrics.h"
 #include "apps/workbench/canvas/node_item.h"
 #include "apps/workbench/look/families.h"
+#include "apps/workbench/look/icons.h"
 
 #include <QPainter>
 #include <QStyleOptionGraphicsItem>
@@ -189,6 +190,17 @@ void WireItem::paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidget
     }
     painter->setPen(line);
     painter->drawPath(_path);
+    if (_isDragged) {
+        const QPointF end = _info.source.isOutput() ? _to : _from;
+        if (_isRefused) {
+            painter->setPen(Qt::NoPen);
+            painter->setBrush(style.color(Role::canvas));
+            painter->drawEllipse(end, 8, 8);
+            paintIcon(*painter, "refused", QRectF(end.x() - 8, end.y() - 8, 16, 16), color);
+        } else {
+            paintPin(*painter, end, _info.tag, color, style.color(Role::canvas), size::kPinRadius);
+        }
+    }
     for (const QPointF& point : _info.via) {
         paintPin(*painter, point, zrkmodel::Tag::Scalar, color, style.color(Role::canvas), size::kReroute);
     }

@@ -22,7 +22,10 @@ void press(Canvas& canvas, const QPoint& from, const QPoint& to, bool releases)
 {
     QTest::mousePress(canvas.viewport(), Qt::LeftButton, {}, from);
     for (int i = 1; i <= 4; ++i) {
-        QTest::mouseMove(canvas.viewport(), from + (to - from) * i / 4);
+        const QPoint at = from + (to - from) * i / 4;
+        QMouseEvent move(QEvent::MouseMove, at, canvas.viewport()->mapToGlobal(at), Qt::NoButton,
+                         Qt::LeftButton, {});
+        QApplication::sendEvent(canvas.viewport(), &move);
     }
     if (releases) {
         QTest::mouseRelease(canvas.viewport(), Qt::LeftButton, {}, to);
