@@ -281,7 +281,8 @@ void ViewPane::request()
         _previews->requestSlice(request);
         return;
     }
-    zrk::Result<SolidRequest> request = _solid->request(_slice->axis(), _slice->coordinate());
+    zrk::Result<SolidRequest> request =
+        _solid->request({static_cast<std::size_t>(_slice->axis()), _slice->coordinate()}, _slice->level());
     if (!request) {
         _previews->cancelView();
         const zrk::Fault& fault = request.error();

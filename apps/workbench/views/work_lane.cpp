@@ -110,12 +110,23 @@ void WorkLane::supersede(const std::shared_ptr<Piece>& piece)
         const std::lock_guard lock(_mutex);
         return std::chrono::steady_clock::now() - piece->begun;
     }();
-    if (piece->hasSent || age >= kGrace) {
+    if (piece->hasSent) {
+        *_grace = kGrace;
         piece->stop.raise();
         return;
     }
-    const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(kGrace - age);
-    QTimer::singleShot(rest, Qt::PreciseTimer, &_receiver, [piece] { piece->stop.raise(); });
+    const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(*_grace - age);
+    const auto end = [piece, grace = _grace] {
+        if (!piece->stop.isRaised() && !piece->hasSent) {
+            *grace = std::min(2 * *grace, kMostGrace);
+        }
+        piece->stop.raise();
+    };
+    if (rest.count() <= 0) {
+        end();
+    } else {
+        QTimer::singleShot(rest, Qt::PreciseTimer, &_receiver, end);
+    }
 }
 
 void WorkLane::cancel(std::uint32_t key)
