@@ -19,11 +19,10 @@
 
 namespace zrkworkbench {
 
-void yieldToOthers()
+void yieldToOthers([[maybe_unused]] int nice)
 {
 #ifdef __linux__
-    constexpr int kNice = 15;
-    setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), kNice);
+    setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), nice);
 #endif
 }
 
@@ -157,7 +156,8 @@ void WorkLane::cancelAll()
 void WorkLane::work(Urgency urgency, std::size_t threads)
 {
     if (urgency == Urgency::Low) {
-        yieldToOthers();
+        constexpr int kNice = 15;
+        yieldToOthers(kNice);
     }
     const zrk::ThreadPool pool(threads);
     for (;;) {
