@@ -269,7 +269,8 @@ void ViewPane::want()
 void ViewPane::request()
 {
     if (!isVisible()) {
-        return; // is made up for when it is shown
+        _isSettled = true; // it is made up for when it is shown
+        return;
     }
     _hasPicture = false;
     _timing = {};
