@@ -178,8 +178,11 @@ public:
         const double around[4] = {at(grid, x - 1, y), at(grid, x + 1, y), at(grid, x, y - 1),
                                   at(grid, x, y + 1)};
         std::copy(around, around + 4, neighbours);
-        slope =
-            std::hypot(difference(neighbours[0], neighbours[1]), difference(neighbours[2], neighbours[3]));
+        const double across = difference(neighbours[0], neighbours[1]);
+        const double up = difference(neighbours[2], neighbours[3]);
+        const double square = across * across + up * up;
+        // Where squares are numbers that tell, their root takes a fifth of the time.
+        slope = square > 1e-280 && square < 1e280 ? std::sqrt(square) : std::hypot(across, up);
     }
 
     // Pixels from here to where the value is `level`: by the slope, and by the change of sign
@@ -200,7 +203,10 @@ public:
     // Pixels to the nearest of the levels base + k * step.
     double distanceToSteps(double base, double step) const
     {
-        return bySlope(std::remainder(value - base, step));
+        // The exact remainder takes long, and is of interest near a line only.
+        const double steps = (value - base) / step;
+        const double about = bySlope((steps - std::nearbyint(steps)) * step);
+        return about > 2 ? about : bySlope(std::remainder(value - base, step));
     }
 
     double value;
@@ -338,7 +344,7 @@ SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style, std::size
             const bool isVeiled = !grid.isWeightless.empty() && grid.isWeightless[place] != 0;
             const Rgb color = isVeiled ? veiled(ofValue, x, y) : ofValue;
             for (const double c : color) {
-                *pixel++ = static_cast<unsigned char>(std::lround(255 * c));
+                *pixel++ = static_cast<unsigned char>(255 * c + 0.5);
             }
         }
     };

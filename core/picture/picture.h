@@ -39,7 +39,8 @@ struct PictureSettings {
     /// Directions from the solid to the viewer, a picture for each, all to the same scale. Not zero.
     std::vector<Vector3> views{{0.5065, -0.7233, 0.4695}}; ///< 35 degrees around and 28 up from the front
     Projection projection = Projection::Orthographic;
-    /// In place of `views` and `projection`; its size is that of the picture.
+    /// In place of `views` and `projection`; its size is that of the picture. Its coarse pictures are drawn
+    /// before it is known whether there is a solid.
     std::optional<Camera> camera;
 
     Backdrop backdrop = Backdrop::Studio;

@@ -1,5 +1,8 @@
 #include "apps/workbench/export/export_dialog.h"
 
+#include "apps/workbench/views/slice_view.h"
+#include "apps/workbench/views/solid_view.h"
+#include "apps/workbench/views/view_pane.h"
 #include "formats/vdb.h"
 #include "inspectors/css_style.h"
 #include "inspectors/number_field.h"
@@ -55,6 +58,22 @@ const char* const kTransparent = "transparent";
 const char* const kWhite = "white";
 
 } // namespace
+
+ExportStart exportStartOf(ViewPane& views, const std::string& folder, const std::string& name)
+{
+    ExportStart start{folder, name};
+    const SliceView& slice = views.slice();
+    start.iso = slice.level();
+    start.slice.axis = slice.axis();
+    start.slice.at = slice.at();
+    start.slice.iso = start.iso;
+    start.solid.eye = views.solid().eye();
+    start.solid.iso = start.iso;
+    if (views.solid().isCut()) {
+        start.solid.cut = SolidRequest::Cut{static_cast<std::size_t>(slice.axis()), slice.coordinate()};
+    }
+    return start;
+}
 
 ExportDialog::ExportDialog(ExportKind kind, const ExportStart& start, Prepare prepare, QWidget* parent)
     : QDialog(parent),
@@ -198,6 +217,7 @@ ExportOptions ExportDialog::options() const
         chosen.isSharp = _sharp->isChecked();
         chosen.isOpen = _open->isChecked();
         chosen.flatness = _flatness->exact();
+        chosen.iso = _start.iso;
         return chosen;
     }
     case ExportKind::Slice: {

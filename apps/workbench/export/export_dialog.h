@@ -20,15 +20,21 @@ class NumberField;
 
 namespace zrkworkbench {
 
+class ViewPane;
+
 enum class ExportKind { Volume, Surface, Slice, Solid };
 
 /// What an export begins with: the views' own settings, for what isn't asked.
 struct ExportStart {
-    std::string folder; ///< of the file, where none was written before
-    std::string name;   ///< of the document, without its endings
+    std::string folder;          ///< of the file, where none was written before
+    std::string name;            ///< of the document, without its endings
+    std::optional<double> iso{}; ///< of surfaces; without it the usual one
     SliceExport slice{};
     SolidExport solid{};
 };
+
+/// What is exported as the views show it now.
+ExportStart exportStartOf(ViewPane& views, const std::string& folder, const std::string& name);
 
 /// Asks for a file and the options of an export. They are remembered for the next time. What can't be
 /// exported is told beside the file's name, and the dialog stays.

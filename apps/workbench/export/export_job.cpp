@@ -18,6 +18,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr int kNice = 5; ///< the views come first
 constexpr auto kBetweenReports = std::chrono::milliseconds(50);
 constexpr double kSecondsUnknown = 1; ///< at first, before the time left is told
 
@@ -131,7 +132,7 @@ bool ExportJob::start(ExportTask task)
             Qt::QueuedConnection);
     };
     _thread = std::thread([this, inReceiver, state = _state, task = std::move(task)] {
-        yieldToOthers();
+        yieldToOthers(kNice);
         const ExportResult result = run(task, state->stop, [&](const ExportProgress& progress) {
             inReceiver([this, progress] {
                 if (_progress) {

@@ -148,7 +148,7 @@ Run runOf(const Snapshot& snapshot, const SolidExport& options, const zrkmodel::
                                fmt::format("at most {} pixels together", zrk::kMaxPicturePixels),
                                "ask for a smaller picture"});
     }
-    const zrkmodel::Solid solid = snapshot.solid(std::nullopt);
+    const zrkmodel::Solid solid = snapshot.solid(options.iso);
     zrk::PictureSettings settings;
     settings.width = options.width;
     settings.height = options.height;

@@ -37,6 +37,7 @@ struct SolidExport {
     int height = 1200;
     SolidEye eye{}; ///< only its direction counts: the solid fills the picture
     std::optional<SolidRequest::Cut> cut{};
+    std::optional<double> iso{};
     bool isPerspective = false;
     zrk::Backdrop backdrop = zrk::Backdrop::Studio;
 };

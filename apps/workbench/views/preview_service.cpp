@@ -8,6 +8,7 @@
 #include <QObject>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <exception>
 #include <limits>
@@ -20,11 +21,13 @@ namespace {
 constexpr std::uint32_t kKey = 0; ///< of lanes in which every request takes the place of the one before
 constexpr int kFlowSamples = 64;  ///< along the longer side of the slice whose range is told
 
-/// What an exception tells; nothing if it is about work that was stopped.
+/// What an exception tells, in a sentence and what can be done about it; nothing if it is about work that was
+/// stopped.
 std::string problemOf(const std::exception& error)
 {
     zrk::stopIfAsked();
-    return error.what();
+    const zrk::Fault fault = zrk::faultOf(error, "view");
+    return inSentences(fault.found, fault.remedy);
 }
 
 Readout readoutAt(const ReadoutRequest& request)
@@ -74,6 +77,17 @@ PreviewService::~PreviewService()
     _readouts.cancelAll();
     _wires.cancelAll();
     _thumbnails.cancelAll();
+}
+
+std::string inSentences(const std::string& found, const std::string& remedy)
+{
+    const auto sentence = [](std::string text) {
+        if (!text.empty()) {
+            text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+        }
+        return zrk::printable(text) + ".";
+    };
+    return sentence(found) + "\n" + sentence(remedy);
 }
 
 zrk::PreparedField PreviewService::prepare(const zrkmodel::OutputField& output)

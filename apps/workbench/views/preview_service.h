@@ -18,6 +18,9 @@ class QObject;
 
 namespace zrkworkbench {
 
+/// A message in place of a picture: what there is, and what can be done about it.
+std::string inSentences(const std::string& found, const std::string& remedy);
+
 /// Where to look at a field.
 struct ReadoutRequest {
     zrk::PreparedField field;

@@ -31,6 +31,7 @@ constexpr double kBar = 12;
 constexpr double kFigures = 34;
 constexpr double kInset = 8; ///< of notes, from the picture's edge
 constexpr double kRadius = 3;
+constexpr double kNearly = 0.86; ///< of the room is filled by bounds that aren't widened
 constexpr double kZoomStep = 1.2;
 constexpr double kMostZoom = 1e6;
 
@@ -133,7 +134,19 @@ QRectF SliceCanvas::pictureBox() const
     const double figures = std::max<double>(
         scaled(*this, kFigures), QFontMetrics(sized(*this, -2)).horizontalAdvance(figure(-0.88, 2)) + 6);
     const double column = scaled(*this, kGap + kBar) + figures;
-    return {0, 0, std::max(1.0, std::floor(width() - column)), std::max<double>(1, height())};
+    QSizeF size(std::max(1.0, std::floor(width() - column)), std::max<double>(1, height()));
+    // Bounds of nearly this shape aren't widened for a narrow strip beside them.
+    const QRectF bounds = windowOf(_bounds, _axis);
+    if (!bounds.isEmpty()) {
+        const double shape = bounds.width() / bounds.height();
+        const QSizeF fitting(std::round(size.height() * shape), std::round(size.width() / shape));
+        if (fitting.height() <= size.height() && fitting.height() > kNearly * size.height()) {
+            size.setHeight(fitting.height());
+        } else if (fitting.width() <= size.width() && fitting.width() > kNearly * size.width()) {
+            size.setWidth(fitting.width());
+        }
+    }
+    return {QPointF(), size};
 }
 
 QRectF SliceCanvas::window() const { return _part ? *_part : windowOf(_bounds, _axis, pictureBox().size()); }

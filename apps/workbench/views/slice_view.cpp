@@ -196,6 +196,12 @@ void SliceView::onPointed(std::function<void(std::optional<zrk::Tensor<3, double
     });
 }
 
+std::optional<double> SliceView::level() const
+{
+    const bool isScalar = _source && _source->output.tag == zrkmodel::Tag::Scalar;
+    return isScalar && _hasLine->isChecked() ? std::optional(_level->exact()) : std::nullopt;
+}
+
 SliceRequest SliceView::request() const
 {
     SliceRequest request;
@@ -205,9 +211,7 @@ SliceRequest SliceView::request() const
     request.window = _canvas->window();
     request.pixels = _canvas->devicePixels();
     request.style = styleOf(_source->output, _source->view);
-    if (request.style.contour) {
-        request.style.contour = _hasLine->isChecked() ? std::optional(_level->exact()) : std::nullopt;
-    }
+    request.style.contour = level();
     request.judgesSlopes = zrkmodel::isNamedDistance(_source->output);
     if (_canvas->isShading()) {
         request.slopeShade = ZRKCSSStyle::dark().color(ZRKCSSStyle::Role::warning);

@@ -38,6 +38,8 @@ public:
     /// Where along the axis, 0 to 1, and in model units.
     double at() const { return _at; }
     double coordinate() const;
+    /// The value at the line; nothing where none is drawn.
+    std::optional<double> level() const;
     void setAxis(int axis);
     void setAt(double at);
     /// Moves the cut by so many hundredths of the bounds.

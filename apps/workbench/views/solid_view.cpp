@@ -208,17 +208,17 @@ void SolidView::setSource(const ViewSource& source)
     _source = source;
 }
 
-zrk::Result<SolidRequest> SolidView::request(int axis, double coordinate) const
+zrk::Result<SolidRequest> SolidView::request(const SolidRequest::Cut& slice, std::optional<double> iso) const
 {
-    return zrkmodel::solidOf(_source->output, _source->bounds, std::nullopt, false,
-                             _source->name.toStdString(), "view a scalar output, or look at the slice")
+    return zrkmodel::solidOf(_source->output, _source->bounds, iso, false, _source->name.toStdString(),
+                             "view a scalar output, or look at the slice")
         .map([&](zrkmodel::Solid solid) {
             SolidRequest request;
             request.solid = solid;
             if (isCut()) {
-                request.cut = SolidRequest::Cut{static_cast<std::size_t>(axis), coordinate};
+                request.cut = slice;
             }
-            request.eye = {from(), _zoom, _shift};
+            request.eye = eye();
             request.frame = _frame;
             request.pixels = _picture->devicePixels();
             const int longer = std::max(request.pixels.width(), request.pixels.height());

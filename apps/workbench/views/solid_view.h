@@ -20,9 +20,12 @@ public:
 
     /// Other bounds or another document are framed anew; edits aren't, so that one sees what they do.
     void setSource(const ViewSource& source);
-    /// The solid to be drawn now, but for its field; `axis` and `coordinate` are the slice's. BadInput for an
-    /// output that has no surface.
-    zrk::Result<SolidRequest> request(int axis, double coordinate) const;
+    /// The solid to be drawn now, but for its field. BadInput for an output that has no surface.
+    /// @param slice  by which the solid is cut.
+    /// @param iso    value at the surface; without it the usual one.
+    zrk::Result<SolidRequest> request(const SolidRequest::Cut& slice, std::optional<double> iso) const;
+    /// Who looks at the solid.
+    SolidEye eye() const { return {from(), _zoom, _shift}; }
     void display(const SolidPreview& preview);
     void say(const QString& message);
 

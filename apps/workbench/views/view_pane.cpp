@@ -269,7 +269,8 @@ void ViewPane::want()
 void ViewPane::request()
 {
     if (!isVisible()) {
-        return; // is made up for when it is shown
+        _isSettled = true; // it is made up for when it is shown
+        return;
     }
     _hasPicture = false;
     _timing = {};
@@ -281,11 +282,12 @@ void ViewPane::request()
         _previews->requestSlice(request);
         return;
     }
-    zrk::Result<SolidRequest> request = _solid->request(_slice->axis(), _slice->coordinate());
+    zrk::Result<SolidRequest> request =
+        _solid->request({static_cast<std::size_t>(_slice->axis()), _slice->coordinate()}, _slice->level());
     if (!request) {
         _previews->cancelView();
         const zrk::Fault& fault = request.error();
-        _solid->say(QString::fromStdString("No solid of " + fault.found + "\n" + fault.remedy));
+        _solid->say(QString::fromStdString(inSentences("no solid of " + fault.found, fault.remedy)));
         _isSettled = true;
         return;
     }
@@ -296,7 +298,7 @@ void ViewPane::request()
 
 void ViewPane::tellTiming(QSize pixels, double milliseconds, bool isDone)
 {
-    if (_timing.firstMilliseconds == 0) {
+    if (_timing.isNewest && _timing.firstMilliseconds == 0) {
         _timing.firstMilliseconds = milliseconds;
     }
     _timing.pixels = pixels;
@@ -313,16 +315,17 @@ void ViewPane::show(const SlicePreview& preview, bool isNewest)
         return;
     }
     _slice->display(preview);
+    if (!preview.picture.isNull()) {
+        _timing.isNewest = isNewest;
+        _timing.nanosecondsPerSample = preview.nanosecondsPerSample;
+        _timing.workers = preview.workers;
+        tellTiming(preview.picture.size(), preview.milliseconds, isNewest && preview.isWhole);
+    }
     if (!isNewest) {
         return;
     }
     _isSettled = preview.isFinal;
     _hasPicture = preview.problem.empty();
-    if (!preview.picture.isNull()) {
-        _timing.nanosecondsPerSample = preview.nanosecondsPerSample;
-        _timing.workers = preview.workers;
-        tellTiming(preview.picture.size(), preview.milliseconds, preview.isWhole);
-    }
     if (preview.slopes && _fieldNote && _source) {
         _fieldNote({_source->output.address, _source->name, *preview.slopes});
     }
@@ -335,12 +338,13 @@ void ViewPane::show(const SolidPreview& preview, bool isNewest)
         return;
     }
     _solid->display(preview);
+    if (!preview.picture.isNull()) {
+        _timing.isNewest = isNewest;
+        _timing.workers = preview.workers;
+        tellTiming(preview.picture.size(), preview.milliseconds, isNewest && preview.isFinal);
+    }
     if (isNewest) {
         _isSettled = preview.isFinal;
-        _timing.workers = preview.workers;
-        if (!preview.picture.isNull()) {
-            tellTiming(preview.picture.size(), preview.milliseconds, preview.isFinal);
-        }
     }
 }
 

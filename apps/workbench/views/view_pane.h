@@ -24,13 +24,14 @@ class TabButton;
 /// What is shown and how long it took, for the status line.
 struct ViewTiming {
     bool isSolid = false;
+    bool isNewest = true;            ///< else of an edit before the last one
     QSize pixels;                    ///< of the picture that stands
     QSize wanted;                    ///< and of the one that it becomes
     double firstMilliseconds = 0;    ///< until the first picture stood
     double milliseconds = 0;         ///< until this one did
     double nanosecondsPerSample = 0; ///< 0 where that isn't known
     std::size_t workers = 1;
-    bool isDone = false;
+    bool isDone = false; ///< the newest, in full
 };
 
 /// What the gradients of an output that is called a distance are like in the slice.

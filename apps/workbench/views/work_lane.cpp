@@ -19,11 +19,10 @@
 
 namespace zrkworkbench {
 
-void yieldToOthers()
+void yieldToOthers([[maybe_unused]] int nice)
 {
 #ifdef __linux__
-    constexpr int kNice = 15;
-    setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), kNice);
+    setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), nice);
 #endif
 }
 
@@ -110,12 +109,23 @@ void WorkLane::supersede(const std::shared_ptr<Piece>& piece)
         const std::lock_guard lock(_mutex);
         return std::chrono::steady_clock::now() - piece->begun;
     }();
-    if (piece->hasSent || age >= kGrace) {
+    if (piece->hasSent) {
+        *_grace = kGrace;
         piece->stop.raise();
         return;
     }
-    const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(kGrace - age);
-    QTimer::singleShot(rest, Qt::PreciseTimer, &_receiver, [piece] { piece->stop.raise(); });
+    const auto rest = std::chrono::duration_cast<std::chrono::milliseconds>(*_grace - age);
+    const auto end = [piece, grace = _grace] {
+        if (!piece->stop.isRaised() && !piece->hasSent) {
+            *grace = std::min(2 * *grace, kMostGrace);
+        }
+        piece->stop.raise();
+    };
+    if (rest.count() <= 0) {
+        end();
+    } else {
+        QTimer::singleShot(rest, Qt::PreciseTimer, &_receiver, end);
+    }
 }
 
 void WorkLane::cancel(std::uint32_t key)
@@ -146,7 +156,8 @@ void WorkLane::cancelAll()
 void WorkLane::work(Urgency urgency, std::size_t threads)
 {
     if (urgency == Urgency::Low) {
-        yieldToOthers();
+        constexpr int kNice = 15;
+        yieldToOthers(kNice);
     }
     const zrk::ThreadPool pool(threads);
     for (;;) {

@@ -16,23 +16,26 @@ class QObject;
 
 namespace zrkworkbench {
 
-/// Has the calling thread, and those that it starts, take only what time others leave.
-void yieldToOthers();
+/// Has the calling thread, and those that it starts, take what time others leave: a little less than them at
+/// 5, next to nothing while they work at 19.
+void yieldToOthers(int nice);
 
 /// Does pieces of work one after the other on a thread of its own, and hands what they find to the thread of
 /// a receiver. Pieces have keys: of those with one key only the newest is wanted.
 ///
 /// A newer piece takes the place of one of its key that waits, and stops one that runs. But work that has
 /// begun less than a moment ago and hasn't handed out anything may finish its first finding: otherwise a
-/// quick row of edits would never show anything.
+/// quick row of edits would never show anything. The moment is longer where it was too short before.
 ///
 /// All but the work is for the receiver's thread.
 class WorkLane {
     struct Piece;
 
 public:
-    /// How long a piece that is superseded may still work on its first finding.
+    /// @{ How long a piece that is superseded may still work on its first finding: usually, and at most.
     static constexpr std::chrono::milliseconds kGrace{15};
+    static constexpr std::chrono::milliseconds kMostGrace{240};
+    /// @}
 
     /// Low work takes only what time others leave.
     enum class Urgency { High, Low };
@@ -78,6 +81,7 @@ private:
     std::deque<std::shared_ptr<Piece>> _waiting; ///< guarded by _mutex, as the two below
     std::shared_ptr<Piece> _running;
     bool _isEnding = false;
+    std::shared_ptr<std::chrono::milliseconds> _grace = std::make_shared<std::chrono::milliseconds>(kGrace);
     std::deque<std::weak_ptr<Piece>> _alive; ///< pieces of which something may still be on its way
     std::thread _thread;
 

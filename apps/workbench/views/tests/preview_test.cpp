@@ -399,7 +399,7 @@ TEST_F(ViewsTest, SolidsAreFramedCutAndRefined)
     sphereOf(document)->radius.set(-1); // nothing is inside
     request = solidRequestOf(document, {1, 0}, 160);
     ASSERT_TRUE(draw());
-    EXPECT_THAT(s.solids.back().problem, ::testing::HasSubstr("nothing below 0"));
+    EXPECT_THAT(s.solids.back().problem, ::testing::HasSubstr("Nothing below 0"));
 }
 
 } // namespace
