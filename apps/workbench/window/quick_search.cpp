@@ -151,11 +151,9 @@ QuickSearch::QuickSearch(QWidget* parent)
 void QuickSearch::focusInEvent(QFocusEvent* event)
 {
     QLineEdit::focusInEvent(event);
-    if (event->reason() == Qt::PopupFocusReason || event->reason() == Qt::ActiveWindowFocusReason) {
-        return;
+    if (event->reason() != Qt::PopupFocusReason && event->reason() != Qt::ActiveWindowFocusReason) {
+        refresh();
     }
-    _all = _gather ? _gather() : std::vector<Finding>();
-    refresh();
 }
 
 void QuickSearch::focusOutEvent(QFocusEvent* event)
@@ -168,6 +166,9 @@ void QuickSearch::focusOutEvent(QFocusEvent* event)
 
 void QuickSearch::refresh()
 {
+    if (_all.empty() && _gather) {
+        _all = _gather();
+    }
     if (!_list) {
         _list = new QListView(window());
         _list->setObjectName("SearchList");

@@ -68,6 +68,7 @@ Window::Window(WindowSettings settings)
     applySheet();
     showTitle();
     showHistory();
+    _canvas->setFocus();
     if (_settings.keepsSettings) {
         const QSettings kept;
         restoreGeometry(kept.value("window/geometry").toByteArray());
