@@ -35,7 +35,7 @@ QString nameOf(const EditSession& session, zrkmodel::PinAddress output)
 {
     const auto record = session.document().graph()->getNodePtr(output.node);
     const QString name = nameOf(session, output.node);
-    if (!record || output.output >= record->outputs.size()) {
+    if (!record || output.output >= record->outputs.size() || record->outputs[output.output].name.empty()) {
         return name;
     }
     return name + QString::fromUtf8(" · ") + QString::fromStdString(record->outputs[output.output].name);
