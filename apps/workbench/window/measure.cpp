@@ -223,17 +223,19 @@ void measureHistory(Window& window, ZRKJson& out)
     out["steps kept"] = session.history().doneCount();
 }
 
-/// A field of so many waves that a slice takes seconds.
+/// A raster of a field of so many waves that it takes seconds to freeze.
 std::string slowText()
 {
     ZRKJson waves = ZRKJson::array();
     for (int i = 0; i < 4000; ++i) {
         waves.push_back({{"fx", 1}});
     }
-    const ZRKJson document{
-        {"zrkGraph", 1},
-        {"nodes", {{{"id", 1}, {"type", "PatternDesigner"}, {"values", {{"waves", waves}}}}}},
-        {"output", {1, 0}}};
+    ZRKJson document{{"zrkGraph", 1}, {"nodes", ZRKJson::array()}, {"links", ZRKJson::array()}};
+    document["nodes"].push_back({{"id", 1}, {"type", "PatternDesigner"}, {"values", {{"waves", waves}}}});
+    document["nodes"].push_back(
+        {{"id", 2}, {"type", "RasterFX"}, {"values", {{"auto-update", true}, {"resolution", 96}}}});
+    document["links"].push_back({{"from", {1, 0}}, {"to", {2, 0}}});
+    document["output"] = {2, 0};
     return document.dump();
 }
 
