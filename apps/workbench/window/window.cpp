@@ -104,7 +104,7 @@ void Window::arrange()
     column->setSpacing(0);
     column->addWidget(_notices);
     column->addWidget(_canvas, 1);
-    _canvas->setMinimumWidth(scaled(*this, 320));
+    _canvas->setMinimumWidth(scaled(*this, 256));
     _canvas->setMinimumHeight(scaled(*this, 160));
     setCentralWidget(middle);
     setDockNestingEnabled(true);
