@@ -235,13 +235,8 @@ void Canvas::openSearchAt(const QPoint& place, const std::optional<Pin_handle>& 
         filter = SearchFilter{pin.declared == zrkmodel::Tag::Any ? pin.tag : pin.declared, from->isOutput()};
         // Beside the dropped end, never over it.
         at = viewport()->mapTo(this, place) + QPoint(-zrkui::scaled(*this, 110), zrkui::scaled(*this, 20));
-        const int room = height() - at.y();
-        const int least = zrkui::scaled(*this, 44 + 36 + 3 * 44);
-        if (room < least) {
-            at.setX(at.x() + zrkui::scaled(*this, 140));
-        }
     }
-    _search->open(at, filter, _recent);
+    _search->open(at, filter, _recent, from ? std::optional(viewport()->mapTo(this, place)) : std::nullopt);
 }
 
 // Commands

@@ -253,7 +253,8 @@ SearchPopup::SearchPopup(QWidget* parent)
     _box->installEventFilter(this);
 }
 
-void SearchPopup::open(const QPoint& at, const std::optional<SearchFilter>& filter, const QStringList& recent)
+void SearchPopup::open(const QPoint& at, const std::optional<SearchFilter>& filter, const QStringList& recent,
+                       const std::optional<QPoint>& spared)
 {
     const Style& style = Style::current();
     const QString bare =
@@ -268,6 +269,7 @@ void SearchPopup::open(const QPoint& at, const std::optional<SearchFilter>& filt
     _filter = filter;
     _recent = recent;
     _at = at;
+    _spared = spared;
     _filterChip->setVisible(filter.has_value());
     static_cast<Foot*>(_foot)->isFiltered = filter.has_value();
     if (filter) {
@@ -316,7 +318,14 @@ void SearchPopup::place()
     size = size.boundedTo(room.size());
     const QPoint at(std::clamp(_at.x(), room.left(), std::max(room.left(), room.right() - size.width())),
                     std::clamp(_at.y(), room.top(), std::max(room.top(), room.bottom() - size.height())));
-    setGeometry(QRect(at, size));
+    QRect rect(at, size);
+    const int gap = scaled(*this, 14);
+    if (_spared && rect.adjusted(-gap, -gap, gap, gap).contains(*_spared)) {
+        const bool hasRoomRight = _spared->x() + gap + size.width() <= room.right();
+        rect.moveLeft(hasRoomRight ? _spared->x() + gap
+                                   : std::max(room.left(), _spared->x() - gap - size.width()));
+    }
+    setGeometry(rect);
 }
 
 int SearchPopup::chosen() const

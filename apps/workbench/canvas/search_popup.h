@@ -19,7 +19,9 @@ public:
     explicit SearchPopup(QWidget* parent);
 
     /// Opens with its box at `at` of the parent, moved left or up to stay within it.
-    void open(const QPoint& at, const std::optional<SearchFilter>& filter, const QStringList& recent);
+    /// @param spared  a point of the parent that stays uncovered.
+    void open(const QPoint& at, const std::optional<SearchFilter>& filter, const QStringList& recent,
+              const std::optional<QPoint>& spared = std::nullopt);
     /// Calls `onChosen` with the type, or `onDropped` where none was chosen.
     void onChosen(std::function<void(const zrkmodel::ZRKGraphObjectRegistration&)> listener)
     {
@@ -47,6 +49,7 @@ private:
     QStringList _recent;
     std::vector<SearchHit> _hits;
     QPoint _at;
+    std::optional<QPoint> _spared;
     std::function<void(const zrkmodel::ZRKGraphObjectRegistration&)> _chosen;
     std::function<void()> _dropped;
 
