@@ -470,10 +470,10 @@ TEST(Style, ColoursCanBeRead)
         for (const Role family : families) {
             const QColor header = style->header(family);
             expectContrast(style->color(Role::text), header, 7.6);
-            expectContrast(style->color(Role::secondText), header, style->isDark() ? 4.9 : 5.9);
-            expectContrast(style->color(family), header, style->isDark() ? 3.9 : 4.3);
+            expectContrast(style->color(Role::secondText), header, style->isDark() ? 4.85 : 5.9);
+            expectContrast(style->color(family), header, style->isDark() ? 3.85 : 4.3);
             for (const Role badge : {Role::warning, Role::error, Role::frozen, Role::computing}) {
-                expectContrast(style->color(badge), header, style->isDark() ? 4.0 : 4.9);
+                expectContrast(style->color(badge), header, style->isDark() ? 3.95 : 4.85);
             }
         }
         expectContrast(style->color(Role::text), style->hoveredRow(), 4.5);
