@@ -9,6 +9,7 @@
 #include <cmath>
 #include <map>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -78,14 +79,15 @@ TEST_F(ViewsTest, SlicesAreThoseOfTheCommand)
 {
     struct Case {
         const char* example;
+        std::uint16_t node;
         int axis;
         double at;
     };
-    for (const Case& c : {Case{"sphere_and_twisted_gyroid", 0, 0.3}, Case{"directions", 1, 0.5},
-                          Case{"sphere_coordinates", 2, 0.7}, Case{"mask", 2, 0.5}}) {
+    for (const Case& c : {Case{"sphere_and_twisted_gyroid", 4, 0, 0.3}, Case{"directions", 3, 1, 0.5},
+                          Case{"sphere_coordinates", 1, 2, 0.7}, Case{"mask", 4, 2, 0.5}}) {
         SCOPED_TRACE(c.example);
         const GraphDocument document = example(c.example);
-        const PinAddress pin = *document.output();
+        const PinAddress pin{c.node, 0};
         Service s(*application);
         SliceRequest request = requestOf(document, pin, 200);
         request.axis = c.axis;
@@ -94,6 +96,7 @@ TEST_F(ViewsTest, SlicesAreThoseOfTheCommand)
         ASSERT_TRUE(waitFor([&] { return s.isDone(); }));
         const SlicePreview& last = s.slices.back();
         EXPECT_TRUE(last.isWhole);
+        EXPECT_EQ(last.hasWeightless, std::string(c.example) == "mask");
         EXPECT_EQ(last.picture, commandsSlice(document, pin, c.axis, c.at, 200, last.range));
     }
 }

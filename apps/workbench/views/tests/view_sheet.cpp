@@ -1,6 +1,7 @@
 // Draws the view of a document's output to a picture: view_sheet DOCUMENT FILE [slice|solid] [light|dark]
-// [WIDTHxHEIGHT] [NODE:OUT] [shade] [cut]. The scale is QT_SCALE_FACTOR.
+// [WIDTHxHEIGHT] [NODE:OUT] [shade] [cut] [export]. The scale is QT_SCALE_FACTOR.
 
+#include "apps/workbench/export/export_dialog.h"
 #include "apps/workbench/views/slice_canvas.h"
 #include "apps/workbench/views/slice_view.h"
 #include "apps/workbench/views/solid_view.h"
@@ -11,6 +12,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QLineEdit>
 #include <QMouseEvent>
 
 #include <cstdio>
@@ -67,6 +69,18 @@ int main(int argc, char** argv)
     const auto address = pin.value_or(document.output().value_or(zrkmodel::PinAddress{}));
     const auto source = zrk::valueOrThrow(
         zrkworkbench::viewSourceOf(document, address, QString("Binary operator %1 a<>b").arg(QChar(0xB7))));
+    if (arguments.contains("export")) {
+        zrkworkbench::ExportDialog dialog(
+            zrkworkbench::ExportKind::Surface, {"/home/ada", "bracket"},
+            [&](const std::string& file, const zrkworkbench::ExportOptions& options) {
+                return zrkworkbench::exportTask(file, document, address, options);
+            });
+        dialog.show();
+        dialog.findChild<QLineEdit*>()->setText("/home/ada/bracket.gif");
+        dialog.accept();
+        QApplication::processEvents();
+        return dialog.grab().save(arguments[2]) ? 0 : 1;
+    }
     zrkworkbench::ViewPane pane;
     pane.setAttribute(Qt::WA_DontShowOnScreen);
     pane.resize(size);
