@@ -277,6 +277,10 @@ void ExportDialog::accept()
         _problem->setText(QString::fromStdString("found " + fault.found + ", expected " + fault.expected +
                                                  "\n" + fault.remedy));
         _problem->show();
+        layout()->activate();
+        const int wide = std::max(_problem->width(), _file->width());
+        _problem->setMinimumHeight(_problem->heightForWidth(wide)); // all of its lines
+        adjustSize();
         _file->setFocus();
         return;
     }
