@@ -4,8 +4,12 @@
 add_library(zrk_flags INTERFACE)
 target_include_directories(zrk_flags INTERFACE "${PROJECT_SOURCE_DIR}")
 target_compile_options(zrk_flags INTERFACE -fno-math-errno -fno-trapping-math -ffp-contract=off)
+# Calls within a library stay within it.
+target_compile_options(zrk_flags INTERFACE -fvisibility=hidden -fvisibility-inlines-hidden -fno-semantic-interposition)
 if(ZRK_ARCH)
-    target_compile_options(zrk_flags INTERFACE "-march=${ZRK_ARCH}")
+    # A target with the property ZRK_TARGET_ARCH is compiled for that processor instead.
+    set(target_arch "$<TARGET_PROPERTY:ZRK_TARGET_ARCH>")
+    target_compile_options(zrk_flags INTERFACE "-march=$<IF:$<BOOL:${target_arch}>,${target_arch},${ZRK_ARCH}>")
 endif()
 if(ZRK_SANITIZE)
     target_compile_options(zrk_flags INTERFACE "-fsanitize=${ZRK_SANITIZE}" -fno-omit-frame-pointer
@@ -16,8 +20,11 @@ endif()
 add_library(zrk_warnings INTERFACE)
 # -Wno-psabi: passing wide vectors by value is internal to this build.
 # -Wno-maybe-uninitialized: GCC 12 reports its own AVX-512 headers.
+# -Wno-restrict: optimising fully, it reports its own strings (its bug 105651).
+set(is_gcc "$<CXX_COMPILER_ID:GNU>")
 target_compile_options(zrk_warnings INTERFACE -Wall -Wextra -Wpedantic -Wnon-virtual-dtor
-    -Woverloaded-virtual -Wno-psabi -Wno-maybe-uninitialized)
+    -Woverloaded-virtual -Wno-psabi $<${is_gcc}:-Wno-maybe-uninitialized>
+    $<$<AND:${is_gcc},$<CONFIG:Release>>:-Wno-restrict>)
 if(ZRK_WERROR)
     target_compile_options(zrk_warnings INTERFACE -Werror)
 endif()
@@ -41,13 +48,23 @@ function(zrk_compile_together target)
     endforeach()
 endfunction()
 
-# zrk_library(NAME SOURCES... [PUBLIC libs...] [PRIVATE libs...])
+# zrk_library(NAME SOURCES... [PUBLIC libs...] [PRIVATE libs...]): a static library. Where the build makes code for newer
+# processors too (ZRK_V4), NAME_v4 are its objects for these.
 function(zrk_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
-    add_library(${name} ${ARG_SOURCES})
-    target_link_libraries(${name} PUBLIC zrk_flags ${ARG_PUBLIC} PRIVATE zrk_warnings ${ARG_PRIVATE})
-    set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON)
-    zrk_compile_together(${name})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    set(variants ${name})
+    if(ZRK_V4)
+        add_library(${name}_v4 OBJECT EXCLUDE_FROM_ALL ${ARG_SOURCES})
+        set_target_properties(${name}_v4 PROPERTIES ZRK_TARGET_ARCH x86-64-v4)
+        list(APPEND variants ${name}_v4)
+    endif()
+    foreach(variant ${variants})
+        target_link_libraries(${variant} PUBLIC $<BUILD_INTERFACE:zrk_flags> ${ARG_PUBLIC}
+            PRIVATE $<BUILD_INTERFACE:zrk_warnings> ${ARG_PRIVATE})
+        set_target_properties(${variant} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+        zrk_compile_together(${variant})
+    endforeach()
 endfunction()
 
 # zrk_tests(NAME DIR libs...): one test program from DIR/*_test.cpp.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/curves/point_interpolator.h"
+#include "core/values/export.h"
 #include "model/property.h"
 #include "model/value_serializer.h"
 
@@ -25,7 +26,7 @@ namespace zrkmodel {
 /// point that is cut short, holds something other than numbers or is of an unknown kind; the points before it
 /// are kept. The fraction of a kind's number is cut off.
 template <>
-struct ZRKValueSerializer<ScalarCurve> {
+struct ZRK_API ZRKValueSerializer<ScalarCurve> {
     static void write(ZRKSerialization& s, const ScalarCurve& curve, const ZRKSerializationPos& pos);
     static bool read(const ZRKDeserialization& d, ScalarCurve& curve, const ZRKSerializationPos& pos);
 };

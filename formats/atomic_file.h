@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 
 #include <cstddef>
@@ -24,7 +25,7 @@ namespace zrk {
 ///
 /// Faults are of the kind FailedWork, with the path, the system's reason and a remedy; of the kind
 /// Interrupted where a signal woke it from waiting for a pipe. One thread at a time for one object.
-class AtomicFile {
+class ZRK_API AtomicFile {
 public:
     /// Creates the temporary file.
     static Result<AtomicFile> create(const std::string& path);

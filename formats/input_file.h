@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 
 #include <cstddef>
@@ -15,7 +16,7 @@ class ProgressMonitor;
 /// terminal or another stream waits for what it sends, and stops when the monitor interrupts.
 ///
 /// One thread at a time for one object.
-class InputFile {
+class ZRK_API InputFile {
 public:
     /// What may be opened: ordinary files alone, or also pipes, terminals and other devices and sockets that
     /// give bytes one after the other. A folder and a disk as a whole are neither.

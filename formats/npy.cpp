@@ -268,10 +268,10 @@ Result<ImageChannel<3>> readNpyFile(const std::filesystem::path& path)
 
 VolumeFrame npyFrame(const Volume& volume)
 {
-    std::string description =
-        fmt::format("{{'descr': '<f{}', 'fortran_order': False, 'shape': ({}, {}, {}{}), }}",
-                    volume.type == NumberType::Float32 ? 4 : 8, volume.dims[2], volume.dims[1],
-                    volume.dims[0], volume.components > 1 ? fmt::format(", {}", volume.components) : "");
+    std::string description = fmt::format(
+        "{{'descr': '{}{}', 'fortran_order': False, 'shape': ({}, {}, {}{}), }}",
+        volume.type == NumberType::UInt8 ? "|u" : "<f", bytesOf(volume.type), volume.dims[2], volume.dims[1],
+        volume.dims[0], volume.components > 1 ? fmt::format(", {}", volume.components) : "");
     // Magic, version and length take 10 bytes; the data begin at a multiple of 64.
     const std::size_t size = (10 + description.size() + 1 + 63) / 64 * 64 - 10;
     description.resize(size - 1, ' ');

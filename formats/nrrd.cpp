@@ -14,7 +14,10 @@ VolumeFrame nrrdFrame(const Volume& volume)
         head += fmt::format("content: {}\n", volume.nameInOneLine());
     }
     head += fmt::format("type: {}\ndimension: {}\nspace dimension: 3\n",
-                        volume.type == NumberType::Float32 ? "float" : "double", plain ? 3 : 4);
+                        volume.type == NumberType::Float32 ? "float"
+                        : volume.type == NumberType::UInt8 ? "uint8"
+                                                           : "double",
+                        plain ? 3 : 4);
     head += fmt::format("sizes: {}{} {} {}\n", plain ? "" : fmt::format("{} ", volume.components),
                         volume.dims[0], volume.dims[1], volume.dims[2]);
     head += fmt::format("space directions: {}({},0,0) (0,{},0) (0,0,{})\n", plain ? "" : "none ",

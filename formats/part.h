@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/surface/surface.h"
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "core/values/tensor.h"
 
@@ -22,8 +23,8 @@ enum class LengthUnit { Meter, Centimeter, Millimeter, Micron, Inch, Foot };
 
 /// The unit of a name as documents have it: m, cm, mm, um, inch or ft. Refuses any other.
 /// @param place  where the name stands, for the message.
-Result<LengthUnit> lengthUnit(const std::string& place, const std::string& name);
-std::string_view nameOf(LengthUnit unit);
+ZRK_API Result<LengthUnit> lengthUnit(const std::string& place, const std::string& name);
+ZRK_API std::string_view nameOf(LengthUnit unit);
 
 /// Red, green, blue and opacity, sRGB, 255 being full and opaque.
 using VertexColor = std::array<std::uint8_t, 4>;
@@ -56,7 +57,7 @@ enum class PartFormat { Stl, Obj, Ply, ThreeMf, Vdb };
 
 /// The format that a file name's extension stands for, without regard to case. Refuses any other; the
 /// message lists those that this build can write.
-Result<PartFormat> partFormat(const std::string& path);
+ZRK_API Result<PartFormat> partFormat(const std::string& path);
 
 /// Writes a mesh (see stl.h, obj_mesh.h, ply.h, threemf.h, vdb.h) and puts the file in its place: the same
 /// bytes for the same part, but for the identifier in a VDB file.
@@ -66,8 +67,8 @@ Result<PartFormat> partFormat(const std::string& path);
 /// After a fault a file that was there stays as it was: FailedWork when the format can't hold the part or the
 /// file can't be written, Interrupted when the monitor stopped the work. Memory: a fixed buffer, in 3MF also
 /// the colours that differ; for VDB see vdb.h.
-Result<void> writePart(AtomicFile file, PartFormat format, const Part& part,
-                       ProgressMonitor* monitor = nullptr);
+ZRK_API Result<void> writePart(AtomicFile file, PartFormat format, const Part& part,
+                               ProgressMonitor* monitor = nullptr);
 
 /// A mesh as a file gives it.
 struct FileMesh : SurfaceMesh {
@@ -77,13 +78,13 @@ struct FileMesh : SurfaceMesh {
 };
 
 /// True for a file that readMesh() takes by its name: .3mf, .stl, .ply or .obj.
-bool isMeshName(const std::string& path);
+ZRK_API bool isMeshName(const std::string& path);
 
 /// Reads the triangles of a mesh file, whichever format its content shows (see mesh_format.h). Faces of more
 /// corners are split (see polygons.h). Vertices of an STL file that have the same coordinates become one.
 /// Indices lie within the vertices, whose coordinates are finite; anything else is refused, and so is a file
 /// beyond the limits (see limits.h).
-Result<FileMesh> readMesh(const std::string& path);
+ZRK_API Result<FileMesh> readMesh(const std::string& path);
 
 /// A warning where a mesh has a unit and that of what it comes into is another one; nothing where either
 /// isn't known.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/keep_going.h"
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "core/values/image_channel.h"
 #include "core/values/raster.h"
@@ -43,8 +44,9 @@ using TransparentPicture = Raster<4, 2, unsigned char>;
 /// Writes a picture as PNG, or leaves what was there. Refuses a picture without pixels, and a place that
 /// can't be written to. Memory: the compressed picture.
 /// @param keepGoing  asked after each row; when it stops the work, the fault is Interrupted.
-Result<void> writePng(const std::string& path, const Picture& picture, const KeepGoing& keepGoing = {});
-Result<void> writePng(const std::string& path, const TransparentPicture& picture,
-                      const KeepGoing& keepGoing = {});
+ZRK_API Result<void> writePng(const std::string& path, const Picture& picture,
+                              const KeepGoing& keepGoing = {});
+ZRK_API Result<void> writePng(const std::string& path, const TransparentPicture& picture,
+                              const KeepGoing& keepGoing = {});
 
 } // namespace zrk

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <string>
 
 /// The temporary files of this program that are neither in their place nor removed, so that a program that
@@ -15,6 +17,6 @@ bool nameOpenFile(const std::string& open, const std::string& path);
 bool rename(const std::string& path, const std::string& target);
 void remove(const std::string& path);
 /// Removes all. A call of the functions above that begins later never returns: the program is to end.
-void removeAllAtEnd();
+ZRK_API void removeAllAtEnd();
 
 } // namespace zrk::temporaryFiles

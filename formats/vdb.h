@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/keep_going.h"
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "formats/piece_writer.h"
 
@@ -10,7 +11,7 @@ struct Part;
 struct Volume;
 
 /// Whether this build writes VDB files, that is, was made with OpenVDB. The writers below refuse all else.
-bool canWriteVdb();
+ZRK_API bool canWriteVdb();
 
 /// Writes a volume as VDB: a grid of numbers for scalars, of vectors of three numbers for vectors. A colour
 /// with opacity is a grid of its first three components and one of the fourth, named with "_alpha" at the

@@ -11,15 +11,30 @@ namespace zrk {
 
 namespace {
 
-/// Where the module lies: beside the program, or where it was built; empty if nowhere.
+/// The file of this code: the shared library, or the program where it is linked statically.
+std::filesystem::path ownFile()
+{
+    static const char here = 0;
+    Dl_info info = {};
+    std::error_code isUnknown;
+    const bool isFound = ::dladdr(&here, &info) != 0 && info.dli_fname && info.dli_fname[0] == '/';
+    return isFound ? info.dli_fname : std::filesystem::read_symlink("/proc/self/exe", isUnknown);
+}
+
+/// Where the module lies: beside the program or the library, where it is installed as seen from either, or
+/// where it was built; empty if nowhere.
 std::string modulePath()
 {
 #ifdef ZRK_VDB_MODULE
     namespace fs = std::filesystem;
     std::error_code isUnknown;
     const fs::path built = ZRK_VDB_MODULE;
-    const fs::path beside = fs::read_symlink("/proc/self/exe", isUnknown).parent_path() / built.filename();
-    for (const fs::path& path : {beside, built}) {
+    const fs::path program = fs::read_symlink("/proc/self/exe", isUnknown).parent_path();
+    const fs::path library = ownFile().parent_path();
+    for (const fs::path& path :
+         {program / built.filename(), library / built.filename(), library / "zrk" / built.filename(),
+          library / "../../zrk" / built.filename(), // from a folder of glibc-hwcaps
+          program / ZRK_MODULES_FROM_PROGRAM / built.filename(), built}) {
         if (::access(path.c_str(), R_OK) == 0) {
             return path.string();
         }

@@ -1,16 +1,22 @@
 #include "formats/volume.h"
 
-#include "formats/atomic_file.h"
+#include "core/values/memory_budget.h"
+#include "core/values/stop.h"
 #include "formats/file_name.h"
 #include "formats/npy.h"
 #include "formats/nrrd.h"
 #include "formats/vdb.h"
 #include "formats/vti.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <bit>
 #include <cassert>
-#include <vector>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
 
 namespace zrk {
 
@@ -32,30 +38,71 @@ VolumeFrame frameFor(VolumeFormat format, const Volume& volume)
     }
 }
 
-Result<void> writeTo(AtomicFile& file, const std::string& path, const VolumeFrame& frame,
-                     const Volume& volume, const KeepGoing& keepGoing)
+/// The bits of the binary16 nearest to a value, the even one of two that are equally near.
+std::uint16_t halfBits(double value)
 {
-    const std::span<const double> values = volume.values;
-    std::vector<float> rounded;
-    bool isWritten = file.write(frame.head.data(), frame.head.size());
-    for (std::size_t done = 0; isWritten && done < values.size(); done += kChunkValues) {
-        if (keepGoing && !keepGoing(static_cast<double>(done) / static_cast<double>(values.size()))) {
-            return refused(interruptedAt(path));
-        }
-        const std::span<const double> chunk =
-            values.subspan(done, std::min(kChunkValues, values.size() - done));
-        if (volume.type == NumberType::Float32) {
-            rounded.assign(chunk.begin(), chunk.end());
-            isWritten = file.write(rounded.data(), rounded.size() * sizeof(float));
-        } else {
-            isWritten = file.write(chunk.data(), chunk.size_bytes());
-        }
+    constexpr int kLeastExponent = -14; // of numbers with all digits
+    constexpr int kDigits = 10;         // behind the point
+    constexpr std::uint16_t kInfinity = 0x7c00;
+    const auto sign = static_cast<std::uint16_t>(std::signbit(value) ? 0x8000 : 0);
+    const double size = std::abs(value);
+    if (std::isnan(value)) {
+        return static_cast<std::uint16_t>(sign | kInfinity | 0x200);
     }
-    isWritten = file.write(frame.tail.data(), frame.tail.size());
-    if (isWritten && keepGoing && !keepGoing(1.0)) {
-        return refused(interruptedAt(path));
+    if (size >= 65520) { // half way from the largest number to the next power of two
+        return static_cast<std::uint16_t>(sign | kInfinity);
     }
-    return file.commit();
+    const int exponent = size > 0 ? std::max(std::ilogb(size), kLeastExponent) : kLeastExponent;
+    // Digits carried into the exponent make the next power of two of it, as they should.
+    const auto digits = static_cast<int>(std::nearbyint(std::ldexp(size, kDigits - exponent)));
+    const int bits = ((exponent - kLeastExponent) << kDigits) + digits;
+    return static_cast<std::uint16_t>(sign | bits);
+}
+
+std::uint8_t byteOf(double value)
+{
+    return std::isnan(value) ? std::uint8_t{0}
+                             : static_cast<std::uint8_t>(std::nearbyint(std::clamp(value, 0.0, 1.0) * 255.0));
+}
+
+/// Values as numbers of a type, by a function for each.
+template <class Number, class Convert>
+std::vector<std::uint8_t> converted(std::span<const double> values, Convert convert)
+{
+    std::vector<std::uint8_t> bytes(values.size() * sizeof(Number));
+    std::uint8_t* out = bytes.data();
+    for (const double value : values) {
+        const Number number = convert(value);
+        std::memcpy(out, &number, sizeof number);
+        out += sizeof number;
+    }
+    return bytes;
+}
+
+/// Refuses a file that is larger than what is free on its disk.
+Result<void> checkRoom(const std::string& path, double bytes)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        return {}; // a device or a pipe
+    }
+    const fs::path folder = fs::path(path).parent_path();
+    const fs::space_info space = fs::space(fs::exists(status) ? fs::path(path)
+                                           : folder.empty()   ? "."
+                                                              : folder,
+                                           error);
+    if (error || bytes <= static_cast<double>(space.available)) {
+        return {};
+    }
+    return refused(
+        {path, fmt::format("a volume of {}", shownBytes(bytes)),
+         fmt::format("at most the {} that are free on its disk",
+                     shownBytes(static_cast<double>(space.available))),
+         "ask for a lower resolution or a smaller type of numbers, free some space, or write to another "
+         "disk",
+         FaultKind::FailedWork});
 }
 
 } // namespace
@@ -76,7 +123,51 @@ std::string Volume::nameInOneLine() const
 
 std::uint64_t Volume::bytesInFile() const
 {
-    return values.size() * (type == NumberType::Float32 ? sizeof(float) : sizeof(double));
+    return std::uint64_t{bytesOf(type)} * static_cast<std::uint64_t>(dims[0]) *
+           static_cast<std::uint64_t>(dims[1]) * static_cast<std::uint64_t>(dims[2]) *
+           static_cast<std::uint64_t>(components);
+}
+
+namespace {
+
+struct NamedNumberType {
+    const char* name;
+    NumberType type;
+    std::size_t bytes;
+};
+constexpr NamedNumberType kNumberTypes[] = {{"float64", NumberType::Float64, 8},
+                                            {"float32", NumberType::Float32, 4},
+                                            {"float16", NumberType::Float16, 2},
+                                            {"uint8", NumberType::UInt8, 1}};
+
+} // namespace
+
+Result<NumberType> numberType(const std::string& name)
+{
+    for (const NamedNumberType& one : kNumberTypes) {
+        if (name == one.name) {
+            return one.type;
+        }
+    }
+    return refused(
+        {"type of numbers", quotation(name), "float64, float32, float16 or uint8", "write one of them"});
+}
+
+std::size_t bytesOf(NumberType type) { return kNumberTypes[static_cast<std::size_t>(type)].bytes; }
+
+std::vector<std::uint8_t> encoded(std::span<const double> values, NumberType type)
+{
+    switch (type) {
+    case NumberType::Float64:
+        break;
+    case NumberType::Float32:
+        return converted<float>(values, [](double value) { return static_cast<float>(value); });
+    case NumberType::Float16:
+        return converted<std::uint16_t>(values, halfBits);
+    case NumberType::UInt8:
+        return converted<std::uint8_t>(values, byteOf);
+    }
+    return converted<double>(values, [](double value) { return value; });
 }
 
 Result<VolumeFormat> volumeFormat(const std::string& path)
@@ -89,21 +180,105 @@ Result<VolumeFormat> volumeFormat(const std::string& path)
                         ".npy for NumPy, .nrrd for 3D Slicer and ITK, .vti for ParaView and VTK");
 }
 
+Result<void> checkNumberType(const std::string& path, NumberType type)
+{
+    return volumeFormat(path).and_then([&](VolumeFormat format) -> Result<void> {
+        const bool isGood = type == NumberType::Float16 ? format == VolumeFormat::Npy
+                            : type == NumberType::UInt8 ? format != VolumeFormat::Vdb
+                                                        : true;
+        const char* name = kNumberTypes[static_cast<std::size_t>(type)].name;
+        return isGood
+                   ? Result<void>()
+                   : refused({path, fmt::format("numbers of the type {}", name), "a type that the format has",
+                              type == NumberType::Float16 ? "write .npy, or float32" : "write float32"});
+    });
+}
+
+Result<VolumeWriter> VolumeWriter::create(const std::string& path, const Volume& volume)
+{
+    return checkNumberType(path, volume.type).and_then([&] {
+        assert(*volumeFormat(path) != VolumeFormat::Vdb);
+        const double bytes = static_cast<double>(volume.dims[0]) * volume.dims[1] * volume.dims[2] *
+                             volume.components * static_cast<double>(bytesOf(volume.type));
+        return create(path, bytes, volume.type, frameFor(*volumeFormat(path), volume));
+    });
+}
+
+Result<VolumeWriter> VolumeWriter::create(const std::string& path, double bytes, NumberType type,
+                                          VolumeFrame frame)
+{
+    Result<AtomicFile> file = AtomicFile::create(path);
+    if (!file) {
+        return refused(file.error());
+    }
+    if (const Result<void> room = checkRoom(path, bytes); !room) {
+        return refused(room.error());
+    }
+    file->write(frame.head.data(), frame.head.size());
+    return VolumeWriter(std::move(*file), type, std::move(frame.tail));
+}
+
+bool VolumeWriter::write(std::span<const double> values)
+{
+    bool isWritten = true;
+    for (std::size_t done = 0; isWritten && done < values.size(); done += kChunkValues) {
+        stopIfAsked();
+        const auto chunk = values.subspan(done, std::min(kChunkValues, values.size() - done));
+        if (_type == NumberType::Float64) {
+            isWritten = _file.write(chunk.data(), chunk.size_bytes());
+        } else {
+            const std::vector<std::uint8_t> bytes = encoded(chunk, _type);
+            isWritten = _file.write(bytes.data(), bytes.size());
+        }
+    }
+    return isWritten;
+}
+
+Result<void> VolumeWriter::commit()
+{
+    _file.write(_tail.data(), _tail.size());
+    return _file.commit();
+}
+
+namespace {
+
+Result<void> writePieces(const std::string& path, const Volume& volume, const KeepGoing& keepGoing)
+{
+    return VolumeWriter::create(path, volume).and_then([&](VolumeWriter writer) -> Result<void> {
+        const std::span<const double> values = volume.values;
+        bool isWritten = true;
+        for (std::size_t done = 0; isWritten && done < values.size(); done += kChunkValues) {
+            if (keepGoing && !keepGoing(static_cast<double>(done) / static_cast<double>(values.size()))) {
+                return refused(interruptedAt(path));
+            }
+            isWritten = writer.write(values.subspan(done, std::min(kChunkValues, values.size() - done)));
+        }
+        if (isWritten && keepGoing && !keepGoing(1.0)) {
+            return refused(interruptedAt(path));
+        }
+        return writer.commit();
+    });
+}
+
+} // namespace
+
 Result<void> writeVolume(const std::string& path, const Volume& volume, const KeepGoing& keepGoing)
 {
     assert(volume.values.size() ==
            static_cast<std::size_t>(volume.dims[0]) * static_cast<std::size_t>(volume.dims[1]) *
                static_cast<std::size_t>(volume.dims[2]) * static_cast<std::size_t>(volume.components));
     return volumeFormat(path).and_then([&](VolumeFormat format) {
-        return AtomicFile::create(path).and_then([&](AtomicFile file) {
-            if (format != VolumeFormat::Vdb) {
-                return writeTo(file, path, frameFor(format, volume), volume, keepGoing);
-            }
-            const auto sink = [&file](const void* bytes, std::size_t size) {
-                return file.write(bytes, size);
-            };
-            return writeVdb(volume, sink, keepGoing).and_then([&] { return file.commit(); });
-        });
+        if (format != VolumeFormat::Vdb) {
+            return writePieces(path, volume, keepGoing);
+        }
+        return checkNumberType(path, volume.type)
+            .and_then([&] { return AtomicFile::create(path); })
+            .and_then([&](AtomicFile file) {
+                const auto sink = [&file](const void* bytes, std::size_t size) {
+                    return file.write(bytes, size);
+                };
+                return writeVdb(volume, sink, keepGoing).and_then([&] { return file.commit(); });
+            });
     });
 }
 

@@ -1,17 +1,31 @@
 #pragma once
 
 #include "core/engine/keep_going.h"
+#include "core/values/export.h"
 #include "core/values/fault.h"
+#include "formats/atomic_file.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace zrk {
 
-/// How the numbers of a volume are written. Float32 is the nearest float, the even one of two that are
-/// equally near; what is beyond the largest float becomes infinite.
-enum class NumberType { Float64, Float32 };
+/// How the numbers of a volume are written. Float32 and Float16 (IEEE 754 binary16) are the nearest such
+/// number, the even one of two that are equally near; what is beyond the largest one becomes infinite. UInt8
+/// has 0 to 1 as 0 to 255, to the nearest whole number and the even one of two; below and beyond are 0 and
+/// 255, and so is NaN 0.
+enum class NumberType { Float64, Float32, Float16, UInt8 };
+
+/// The number type of a name: float64, float32, float16 or uint8. Refuses any other.
+Result<NumberType> numberType(const std::string& name);
+std::size_t bytesOf(NumberType type);
+
+/// Values in their type of number, as they stand in a file.
+std::vector<std::uint8_t> encoded(std::span<const double> values, NumberType type);
 
 /// Samples of a field over a regular grid, the nodes on the faces of a box. Views its values.
 struct Volume {
@@ -29,7 +43,7 @@ struct Volume {
     double spacing(int axis) const;
     /// The name with a blank for each control character: a field of a header ends with its line.
     std::string nameInOneLine() const;
-    /// Bytes of all values in a file.
+    /// Bytes of all values in a file, by the extents.
     std::uint64_t bytesInFile() const;
 };
 
@@ -43,7 +57,40 @@ enum class VolumeFormat { Npy, Nrrd, Vti, Vdb };
 
 /// The format that a file name's extension stands for, without regard to case. Refuses any other; the
 /// message lists those that this build can write.
-Result<VolumeFormat> volumeFormat(const std::string& path);
+ZRK_API Result<VolumeFormat> volumeFormat(const std::string& path);
+
+/// Refuses a type of numbers that the format of a file name doesn't have: Float16 is for .npy alone, and
+/// UInt8 not for .vdb.
+Result<void> checkNumberType(const std::string& path, NumberType type);
+
+/// Writes a volume to a file while its values come, in the format of the file name: all but .vdb, which
+/// isn't written piece by piece. The file appears whole, by commit(), or not at all (see AtomicFile).
+class VolumeWriter {
+public:
+    /// Opens the file and writes what stands before the values; those of the volume itself aren't used.
+    /// Refused where the format or the type of numbers is, where the file can't be written, and, with sizes,
+    /// where it would be larger than what is free on its disk.
+    static Result<VolumeWriter> create(const std::string& path, const Volume& volume);
+    /// The same of values that stand in a frame of their own; `bytes` are those of all values.
+    static Result<VolumeWriter> create(const std::string& path, double bytes, NumberType type,
+                                       VolumeFrame frame);
+
+    /// Appends values, in the order of Volume::values. False when a write has failed: commit() tells why.
+    bool write(std::span<const double> values);
+    /// The same of bytes that are encoded already.
+    bool writeEncoded(const void* bytes, std::size_t size) { return _file.write(bytes, size); }
+    /// As the last call. Precondition: all values are there.
+    Result<void> commit();
+
+private:
+    VolumeWriter(AtomicFile file, NumberType type, std::string tail)
+        : _file(std::move(file)), _type(type), _tail(std::move(tail))
+    {}
+
+    AtomicFile _file;
+    NumberType _type;
+    std::string _tail;
+};
 
 /// Writes all values in the volume's type of numbers, NaN and infinity included, in the format of the file
 /// name (see npy.h, nrrd.h, vti.h, vdb.h). All but .npy carry the unit.
@@ -55,6 +102,7 @@ Result<VolumeFormat> volumeFormat(const std::string& path);
 /// can't be written, Interrupted when the work was stopped. Memory: a fixed buffer, for VDB as
 /// told there.
 /// Precondition: the number of values is that of dims and components. Debug builds assert it.
-Result<void> writeVolume(const std::string& path, const Volume& volume, const KeepGoing& keepGoing = {});
+ZRK_API Result<void> writeVolume(const std::string& path, const Volume& volume,
+                                 const KeepGoing& keepGoing = {});
 
 } // namespace zrk

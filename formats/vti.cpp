@@ -28,13 +28,23 @@ std::string fieldData(const std::string& unit)
 
 } // namespace
 
-VolumeFrame vtiFrame(const Volume& volume)
+VtiNames vtiNames(const Volume& volume)
 {
-    const std::string name = volume.name.empty() ? "values" : xmlText(volume.nameInOneLine());
+    return {volume.name.empty() ? "values" : xmlText(volume.nameInOneLine()),
+            volume.components == 3 ? "Vectors" : "Scalars",
+            volume.type == NumberType::Float32 ? "Float32"
+            : volume.type == NumberType::UInt8 ? "UInt8"
+                                               : "Float64"};
+}
+
+VolumeFrame vtiFrame(const Volume& volume) { return vtiFrame(volume, 0, volume.dims[2] - 1, ""); }
+
+VolumeFrame vtiFrame(const Volume& volume, std::int32_t first, std::int32_t last, const std::string& comment)
+{
+    const auto [name, role, type] = vtiNames(volume);
     const std::string extent =
-        fmt::format("0 {} 0 {} 0 {}", volume.dims[0] - 1, volume.dims[1] - 1, volume.dims[2] - 1);
-    const char* role = volume.components == 3 ? "Vectors" : "Scalars";
-    std::string head = "<?xml version=\"1.0\"?>\n"
+        fmt::format("0 {} 0 {} {} {}", volume.dims[0] - 1, volume.dims[1] - 1, first, last);
+    std::string head = "<?xml version=\"1.0\"?>\n" + comment +
                        "<VTKFile type=\"ImageData\" version=\"1.0\" byte_order=\"LittleEndian\" "
                        "header_type=\"UInt64\">\n";
     head += fmt::format("  <ImageData WholeExtent=\"{}\" Origin=\"{} {} {}\" Spacing=\"{} {} {}\">\n", extent,
@@ -44,10 +54,12 @@ VolumeFrame vtiFrame(const Volume& volume)
     head += fmt::format("    <Piece Extent=\"{}\">\n      <PointData {}=\"{}\">\n", extent, role, name);
     head += fmt::format("        <DataArray type=\"{}\" Name=\"{}\" NumberOfComponents=\"{}\" "
                         "format=\"appended\" offset=\"0\"/>\n",
-                        volume.type == NumberType::Float32 ? "Float32" : "Float64", name, volume.components);
+                        type, name, volume.components);
     head += "      </PointData>\n    </Piece>\n  </ImageData>\n  <AppendedData encoding=\"raw\">\n   _";
     // The block begins with its length in bytes.
-    const std::uint64_t bytes = volume.bytesInFile();
+    Volume piece = volume;
+    piece.dims[2] = last - first + 1;
+    const std::uint64_t bytes = piece.bytesInFile();
     head.append(reinterpret_cast<const char*>(&bytes), sizeof bytes);
     return {head, "\n  </AppendedData>\n</VTKFile>\n"};
 }

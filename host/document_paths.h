@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -8,7 +10,7 @@
 namespace zrkmodel {
 
 /// Where the paths lead that stand in a document: resources, meshes and imports.
-class DocumentPaths {
+class ZRK_API DocumentPaths {
 public:
     /// @param folder      the document's, that relative paths start from.
     /// @param isConfined  refuse what lies outside of the folder, also by way of links.

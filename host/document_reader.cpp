@@ -109,7 +109,7 @@ void DocumentReader::read(const std::string& text)
     _document._graph->setSilent(true);
     readVersion();
     warnOfUnknown(_document._root, "",
-                  {"zrkGraph", "context", "resources", "nodes", "links", "output", "view"});
+                  {"$schema", "zrkGraph", "context", "resources", "nodes", "links", "output", "view"});
     readContext();
     readResources();
     readNodes();
@@ -124,7 +124,8 @@ void DocumentReader::warnOfUnknown(const ZRKJson& object, const std::string& pla
                                    const std::vector<std::string>& known)
 {
     for (const auto& [key, member] : object.items()) {
-        if (std::find(known.begin(), known.end(), key) == known.end()) {
+        const bool isKnown = key == "comment" || std::find(known.begin(), known.end(), key) != known.end();
+        if (!isKnown) {
             warn(keyPlace(place, key), "a key that documents don't know", "one of those they know here",
                  didYouMean(key, known) + "as it stands, the key is kept and not used");
         }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "host/document_paths.h"
 #include "model/document.h"
@@ -28,7 +29,9 @@ std::string newResourceUuid();
 
 /// The resources of one document, found by uuid. Used on one thread; the objects themselves are
 /// safe to share.
-class DocumentResources final : public ZRKResourceLibrary, public ZRKImage3dLibraryView, public ZRKDocument {
+class ZRK_API DocumentResources final : public ZRKResourceLibrary,
+                                        public ZRKImage3dLibraryView,
+                                        public ZRKDocument {
 public:
     /// Loads the entries of a document's "resources", all or none. Faults name the entry and the key.
     ///

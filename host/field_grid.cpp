@@ -1,6 +1,7 @@
 #include "host/field_grid.h"
 
 #include "core/engine/field_sampler.h"
+#include "core/engine/worker_team.h"
 #include "core/values/batch.h"
 #include "core/values/large_pages.h"
 #include "host/free_memory.h"
@@ -9,12 +10,14 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <bit>
 #include <cmath>
 #include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 
 namespace zrkmodel {
 
@@ -47,7 +50,8 @@ struct Totals {
     zrk::Batch least = std::numeric_limits<double>::infinity();
     zrk::Batch greatest = -std::numeric_limits<double>::infinity();
     zrk::Batch sum = 0.0;
-    zrk::Batch finite = 0.0; ///< how many components are
+    zrk::Batch finite = 0.0;  ///< how many components are
+    zrk::Batch counted = 0.0; ///< how many aren't NaN
     std::size_t undefined = 0;
 
     /// Adds those samples of a batch whose lanes are in the mask.
@@ -62,6 +66,7 @@ struct Totals {
             greatest = select(counts && v > greatest, v, greatest);
             sum += select(isCounted, v, 0.0);
             finite += select(isCounted, 1.0, 0.0);
+            counted += select(counts && !isNaN(v), 1.0, 0.0);
         }
         undefined += static_cast<std::size_t>(std::popcount(bitsOf(counts && isUndefined)));
     }
@@ -114,6 +119,8 @@ public:
             all.least = all.greatest = 0;
         }
         all.mean = _finite > 0 ? _sum / _finite : 0;
+        all.counted = static_cast<std::size_t>(_counted);
+        all.finite = static_cast<std::size_t>(_finite);
         return all;
     }
 
@@ -125,6 +132,7 @@ private:
     FieldSummary _summary{.least = std::numeric_limits<double>::infinity(),
                           .greatest = -std::numeric_limits<double>::infinity()};
     double _sum = 0;
+    double _counted = 0;
     double _finite = 0;
 
     void summarize(std::size_t first, std::size_t count, const zrk::Block& block)
@@ -148,6 +156,7 @@ private:
             _summary.least = std::min(_summary.least, totals.least.lane(lane));
             _summary.greatest = std::max(_summary.greatest, totals.greatest.lane(lane));
             _sum += totals.sum.lane(lane);
+            _counted += totals.counted.lane(lane);
             _finite += totals.finite.lane(lane);
         }
     }
@@ -168,6 +177,81 @@ FieldValues sampleDomain(const zrk::IField& field, std::shared_ptr<zrk::Evaluati
     }
     ComponentSink sink(values, components, keepsWeightless);
     if (!sampler.sweep(sink, monitor)) {
+        throw zrk::FaultError(zrk::interruptedAt(kPlace));
+    }
+    values.summary = sink.summary();
+    return values;
+}
+
+/// Some of the samples of a domain, one behind the other.
+class DomainPart final : public zrk::EvaluationDomain<3, double> {
+public:
+    DomainPart(const zrk::EvaluationDomain<3, double>& whole, std::int32_t first, std::int32_t count)
+        : _whole(whole), _first(first), _count(count)
+    {}
+
+    using EvaluationDomain<3, double>::position;
+    std::optional<zrk::Corners<double>> bounds() const override { return _whole.bounds(); }
+    std::int32_t sampleCount() const override { return _count; }
+    zrk::Tensor<4, double> position(std::int32_t i) const override { return _whole.position(_first + i); }
+    void positions(std::int32_t first, std::int32_t count, double* x, double* y, double* z) const override
+    {
+        _whole.positions(_first + first, count, x, y, z);
+    }
+    std::array<bool, 3> repeatedPositions(std::int32_t earlier, std::int32_t first,
+                                          std::int32_t count) const override
+    {
+        return _whole.repeatedPositions(_first + earlier, _first + first, count);
+    }
+    bool hasUnitWeights() const override { return _whole.hasUnitWeights(); }
+
+private:
+    const zrk::EvaluationDomain<3, double>& _whole;
+    std::int32_t _first;
+    std::int32_t _count;
+};
+
+/// Hands blocks of a part of a domain on as those of the whole.
+class PartSink final : public zrk::BlockSink {
+public:
+    PartSink(zrk::BlockSink& whole, std::int32_t first) : _whole(whole), _first(first) {}
+    void take(std::int32_t firstSample, std::size_t sampleCount, const zrk::Block& block) override
+    {
+        _whole.take(_first + firstSample, sampleCount, block);
+    }
+
+private:
+    zrk::BlockSink& _whole;
+    std::int32_t _first;
+};
+
+FieldValues samplePrepared(const zrk::PreparedField& field, const zrk::EvaluationDomain<3, double>& domain,
+                           bool keepsWeightless, zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    constexpr std::int32_t kPart = 1 << 14; ///< samples that a worker takes at a time
+    constexpr unsigned kInterval = 20;      ///< milliseconds between two reports
+    const std::int32_t samples = domain.sampleCount();
+    const std::size_t components = field.componentCount();
+    checkSize(samples, components);
+    FieldValues values(static_cast<std::size_t>(samples) * components);
+    ComponentSink sink(values, components, keepsWeightless);
+    std::atomic<std::int32_t> next{0};
+    const std::int32_t parts = (samples - 1) / kPart + 1;
+    const zrk::TeamReport report{monitor, static_cast<std::size_t>(parts), kInterval};
+    const bool isDone = zrk::runReportedTeam(
+        zrk::workerCount(threads), report, [&](std::size_t, std::size_t, zrk::ProgressManager& progress) {
+            for (std::int32_t part = next++; part < parts; part = next++) {
+                if (progress.shouldInterrupt()) {
+                    return false;
+                }
+                const std::int32_t first = part * kPart;
+                PartSink partSink(sink, first);
+                field.sweep(DomainPart(domain, first, std::min(kPart, samples - first)), partSink);
+                progress.notifyProgressUpdate(std::this_thread::get_id(), 1);
+            }
+            return true;
+        });
+    if (!isDone) {
         throw zrk::FaultError(zrk::interruptedAt(kPlace));
     }
     values.summary = sink.summary();
@@ -239,6 +323,14 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field, const zrk::Region
     });
 }
 
+zrk::Result<FieldValues> sampleField(const zrk::IField& field,
+                                     std::shared_ptr<zrk::EvaluationDomain<3, double>> positions,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    return zrk::attempt(kPlace,
+                        [&] { return sampleDomain(field, std::move(positions), false, monitor, threads); });
+}
+
 zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
                                      zrk::ProgressMonitor* monitor, std::size_t threads)
 {
@@ -255,6 +347,29 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field,
         return sampleDomain(field, std::make_shared<zrk::PointListDomain>(positions), false, monitor,
                             threads);
     });
+}
+
+zrk::Result<FieldValues> sampleField(const zrk::PreparedField& field,
+                                     const zrk::Region<3, 3, double, 1>& region,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    return zrk::attempt(kPlace, [&] {
+        const auto& n = region.dimensions();
+        checkSize(static_cast<double>(n[0]) * n[1] * n[2], field.componentCount());
+        return samplePrepared(field, zrk::GridDomain(region), false, monitor, threads);
+    });
+}
+
+zrk::Result<FieldValues> sampleField(const zrk::PreparedField& field, const SlicePlane& plane,
+                                     zrk::ProgressMonitor* monitor, std::size_t threads)
+{
+    return zrk::attempt(kPlace, [&] { return samplePrepared(field, plane, true, monitor, threads); });
+}
+
+std::size_t componentCountOf(const zrk::IField& field)
+{
+    const auto generator = field.generator();
+    return generator ? zrk::componentCount(generator->descriptor().outputShape) : 1;
 }
 
 } // namespace zrkmodel

@@ -2,8 +2,10 @@
 
 #include "core/engine/evaluation_domain.h"
 #include "core/engine/field_generator.h"
+#include "core/engine/prepared_field.h"
 #include "core/engine/progress.h"
 #include "core/values/bbox.h"
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "core/values/region.h"
 
@@ -19,12 +21,12 @@ namespace zrkmodel {
 
 /// Node counts of a grid over a box with cubic cells as far as possible: axis i gets
 /// max(2, round(resolution * length_i / longest length)) nodes, halves away from zero.
-std::array<std::int32_t, 3> gridDims(const zrk::BBox<double>& bounds, int resolution);
+ZRK_API std::array<std::int32_t, 3> gridDims(const zrk::BBox<double>& bounds, int resolution);
 
 /// The pixels of a picture that is a cut across one axis of a box. Samples lie at the middle of
 /// each pixel; the picture's first axis is the lower of the two remaining ones, and the second
 /// goes upwards. Row 0 is at the bottom.
-class SlicePlane final : public zrk::EvaluationDomain<3, double> {
+class ZRK_API SlicePlane final : public zrk::EvaluationDomain<3, double> {
 public:
     using EvaluationDomain<3, double>::position;
 
@@ -60,7 +62,9 @@ struct FieldSummary {
     std::size_t weightless = 0; ///< samples of weight 0
     double least = 0;           ///< of all components that aren't NaN; 0 where there is none
     double greatest = 0;
-    double mean = 0; ///< of the finite components; its last digits depend on the number of threads
+    double mean = 0;         ///< of the finite components; its last digits depend on how the work was divided
+    std::size_t counted = 0; ///< components that aren't NaN
+    std::size_t finite = 0;  ///< components that are finite
 };
 
 /// Values that are written once each by what computes them. The memory is taken up as that happens, so
@@ -84,12 +88,28 @@ private:
 /// Samples all components of a field; those of one sample stand side by side. `threads` 0 means all
 /// processors. Faults are of the kinds FailedWork and Interrupted; a grid whose values wouldn't fit into the
 /// memory that is free is refused before anything is allocated.
-zrk::Result<FieldValues> sampleField(const zrk::IField& field, const zrk::Region<3, 3, double, 1>& region,
-                                     zrk::ProgressMonitor* monitor, std::size_t threads = 0);
-zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
-                                     zrk::ProgressMonitor* monitor, std::size_t threads = 0);
-zrk::Result<FieldValues> sampleField(const zrk::IField& field,
-                                     const std::vector<zrk::Tensor<3, double>>& positions,
-                                     zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+ZRK_API zrk::Result<FieldValues> sampleField(const zrk::IField& field,
+                                             const zrk::Region<3, 3, double, 1>& region,
+                                             zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+ZRK_API zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
+                                             zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+ZRK_API zrk::Result<FieldValues> sampleField(const zrk::IField& field,
+                                             const std::vector<zrk::Tensor<3, double>>& positions,
+                                             zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+
+ZRK_API zrk::Result<FieldValues> sampleField(const zrk::IField& field,
+                                             std::shared_ptr<zrk::EvaluationDomain<3, double>> positions,
+                                             zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+
+/// @{ The same of a field that is prepared, so that what it was made of may be changed meanwhile.
+ZRK_API zrk::Result<FieldValues> sampleField(const zrk::PreparedField& field,
+                                             const zrk::Region<3, 3, double, 1>& region,
+                                             zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+ZRK_API zrk::Result<FieldValues> sampleField(const zrk::PreparedField& field, const SlicePlane& plane,
+                                             zrk::ProgressMonitor* monitor, std::size_t threads = 0);
+/// @}
+
+/// How many components the samples of a field have.
+ZRK_API std::size_t componentCountOf(const zrk::IField& field);
 
 } // namespace zrkmodel

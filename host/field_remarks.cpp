@@ -18,12 +18,6 @@ using Point = zrk::Tensor<3, double>;
 
 constexpr double kMostUndefined = 0.1;
 constexpr std::size_t kSpreadPoints = 4096;
-constexpr double kSlopeStep = 1.0 / 20000; ///< of each side of the bounds, to both sides together
-constexpr double kFlat = 0.5;
-constexpr double kSteep = 2;
-constexpr double kManySlopes = 1.0 / 200;
-
-bool isDistance(const OutputField& output) { return output.name == ChannelNames::pin_sdf(); }
 
 /// Whether the output would have its surface where others have it.
 bool mayHaveSurface(const OutputField& output, const FieldSummary& summary)
@@ -31,7 +25,7 @@ bool mayHaveSurface(const OutputField& output, const FieldSummary& summary)
     if (output.tag != Tag::Scalar) {
         return false;
     }
-    if (isDistance(output) || output.isDensity) {
+    if (isNamedDistance(output) || output.isDensity) {
         return true;
     }
     // What operators make of densities may be a density, whose surface nobody knows.
@@ -60,7 +54,7 @@ struct Slopes {
         ++count;
         least = std::min(least, slope);
         greatest = std::max(greatest, slope);
-        farFromOne += slope < kFlat || slope > kSteep ? 1 : 0;
+        farFromOne += SlopeRule::isFarFromOne(slope) ? 1 : 0;
     }
 };
 
@@ -95,7 +89,7 @@ public:
             for (std::size_t axis = 0; axis < 3; ++axis) {
                 for (const double side : {-0.5, 0.5}) {
                     around.push_back(p);
-                    around.back()[axis] += side * kSlopeStep * _size[axis];
+                    around.back()[axis] += side * SlopeRule::kStep * _size[axis];
                 }
             }
         }
@@ -106,7 +100,7 @@ public:
             Point slope{};
             for (std::size_t axis = 0; axis < 3; ++axis) {
                 const double difference = values[i + 2 * axis + 1] - values[i + 2 * axis];
-                slope[axis] = difference / (kSlopeStep * _size[axis]);
+                slope[axis] = difference / (SlopeRule::kStep * _size[axis]);
             }
             slopes.add(length(slope));
         }
@@ -125,6 +119,8 @@ std::string placeOf(const OutputField& output, const std::string& document)
 }
 
 } // namespace
+
+bool isNamedDistance(const OutputField& output) { return output.name == ChannelNames::pin_sdf(); }
 
 FieldRemarks remarksOn(const FieldSummary& summary, const OutputField& output, const std::string& document)
 {
@@ -176,16 +172,17 @@ zrk::Result<FieldRemarks> remarksOnFields(const GraphDocument& document, zrk::Pr
                 remarks.push_back(std::move(remark));
             }
             const bool isNothing = summary.least == summary.greatest || summary.weightless == summary.samples;
-            if (!isDistance(output) || isNothing) {
+            if (!isNamedDistance(output) || isNothing) {
                 continue;
             }
             const Slopes slopes = samples.slopesOf(output, monitor);
-            if (static_cast<double>(slopes.farFromOne) > kManySlopes * static_cast<double>(slopes.count)) {
+            if (static_cast<double>(slopes.farFromOne) >
+                SlopeRule::kMany * static_cast<double>(slopes.count)) {
                 remarks.push_back(
                     {placeOf(output, document.name()),
                      fmt::format("a gradient of length {:.3g} to {:.3g}, below {:g} or above {:g} in {} of "
                                  "the bounds",
-                                 slopes.least, slopes.greatest, kFlat, kSteep,
+                                 slopes.least, slopes.greatest, SlopeRule::kFlat, SlopeRule::kSteep,
                                  percent(slopes.farFromOne, slopes.count)),
                      "a length of 1, as of a distance",
                      "offsets, shells and blends aren't of the width that they tell there: apply them before "

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <filesystem>
 #include <optional>
 
@@ -15,7 +17,7 @@ namespace zrkmodel {
 std::optional<double> freeMemory(const std::filesystem::path& root = "/");
 
 /// The same, or what the budget of this process leaves of it (see core/values/memory_budget.h).
-std::optional<double> memoryToUse();
+ZRK_API std::optional<double> memoryToUse();
 
 /// Sets the budget of this process.
 ///
@@ -23,6 +25,6 @@ std::optional<double> memoryToUse();
 ///
 /// The system, too, is told to refuse more, with room for stacks: lack of memory then is a message instead of
 /// the end of a process that the system picks.
-void limitMemory(std::optional<double> bytes);
+ZRK_API void limitMemory(std::optional<double> bytes);
 
 } // namespace zrkmodel

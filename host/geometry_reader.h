@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "host/document_geometry.h"
 #include "host/document_paths.h"
@@ -20,10 +21,9 @@ namespace zrkmodel {
 ///
 /// Refuses a shape that is unknown, malformed or degenerate geometry: no box without all corners in order, no
 /// circle without an axis; and a mesh that isn't read whole.
-zrk::Result<std::shared_ptr<DocumentGeometry>> readGeometry(const ZRKJson& entry, const std::string& place,
-                                                            const DocumentPaths& paths,
-                                                            const std::string& unit,
-                                                            std::vector<zrk::Fault>& warnings);
+ZRK_API zrk::Result<std::shared_ptr<DocumentGeometry>>
+readGeometry(const ZRKJson& entry, const std::string& place, const DocumentPaths& paths,
+             const std::string& unit, std::vector<zrk::Fault>& warnings);
 
 /// True for an entry of the shape "group", whose members are other entries.
 bool isGroup(const ZRKJson& entry);

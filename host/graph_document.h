@@ -2,6 +2,7 @@
 
 #include "core/engine/field_generator.h"
 #include "core/values/bbox.h"
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "core/values/interval.h"
 #include "host/document_resources.h"
@@ -55,8 +56,8 @@ struct OutputField {
 
 /// The field of an output of a graph; `place` is where it stands, for messages. FailedWork when the pin
 /// carries no type or its field can't be had.
-zrk::Result<OutputField> outputFieldOf(const std::shared_ptr<ZRKGraph>& graph, PinAddress address,
-                                       const std::string& place);
+ZRK_API zrk::Result<OutputField> outputFieldOf(const std::shared_ptr<ZRKGraph>& graph, PinAddress address,
+                                               const std::string& place);
 
 /// How a document asks to be seen in slices, by its member "view".
 struct DocumentView {
@@ -87,7 +88,7 @@ std::string documentText(const ZRKJson& root);
 ///
 /// A document is read whole or not at all; a fault names the file, the place and what would be right, and is
 /// of the kind BadInput, lack of memory included. Keys that aren't known are kept and written back.
-class GraphDocument {
+class ZRK_API GraphDocument {
 public:
     /// Reads a file, or for "-" standard input, with paths from the current folder. Values that a component
     /// leaves out of account, unknown keys and the like are told in `warnings`. When the monitor interrupts,

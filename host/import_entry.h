@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "model/file_import.h"
 #include "model/json.h"
@@ -20,7 +21,7 @@ struct ImportEntry {
 /// alone. Throws FaultError where there is no path.
 /// @param place     of the entry, for messages.
 /// @param warnings  appended to.
-ImportEntry readImportEntry(const ZRKJson& entry, const std::string& place,
-                            std::vector<zrk::Fault>& warnings);
+ZRK_API ImportEntry readImportEntry(const ZRKJson& entry, const std::string& place,
+                                    std::vector<zrk::Fault>& warnings);
 
 } // namespace zrkmodel

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -14,6 +16,7 @@ namespace zrkmodel {
 std::size_t editDistance(std::string_view text, std::string_view name);
 
 /// The known names that are nearest to a text, in quotation marks and separated by commas, at most `count`.
-std::string nearestNames(std::string_view text, const std::vector<std::string>& known, std::size_t count = 3);
+ZRK_API std::string nearestNames(std::string_view text, const std::vector<std::string>& known,
+                                 std::size_t count = 3);
 
 } // namespace zrkmodel

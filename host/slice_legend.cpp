@@ -30,14 +30,6 @@ int heightOf(const zrk::Picture& picture) { return static_cast<int>(picture.dims
 /// Pixels of a point of letters in a picture.
 int textScale(int width) { return std::max(1, static_cast<int>(std::lround(double(width) / kPixelsAPoint))); }
 
-/// The largest of 1, 2, 5 times a power of ten that isn't above a length.
-double roundLength(double longest)
-{
-    const double decade = std::pow(10, std::floor(std::log10(longest)));
-    const double steps = longest / decade;
-    return decade * (steps >= 5 ? 5 : steps >= 2 ? 2 : 1);
-}
-
 /// A bar of a round length with its text.
 struct Rule {
     std::string text;
@@ -46,10 +38,9 @@ struct Rule {
     /// @param most  pixels that it may have
     Rule(const SliceScale& scale, int most)
     {
-        const double length = roundLength(scale.unitsPerPixel * most);
+        const double length = roundLengthWithin(scale.unitsPerPixel * most);
         if (std::isnormal(length)) {
-            const std::string unit = !scale.unit.empty() ? scale.unit : length == 1 ? "unit" : "units";
-            text = fmt::format("{:g} {}", length, unit);
+            text = scaleText(length, scale.unit);
             pixels = static_cast<int>(std::lround(length / scale.unitsPerPixel));
         }
     }
@@ -156,6 +147,18 @@ private:
 
 } // namespace
 
+double roundLengthWithin(double longest)
+{
+    const double decade = std::pow(10, std::floor(std::log10(longest)));
+    const double steps = longest / decade;
+    return decade * (steps >= 5 ? 5 : steps >= 2 ? 2 : 1);
+}
+
+std::string scaleText(double length, const std::string& unit)
+{
+    return fmt::format("{:g} {}", length, !unit.empty() ? unit : length == 1 ? "unit" : "units");
+}
+
 void drawScaleBar(zrk::Picture& picture, const SliceScale& scale)
 {
     const int width = widthOf(picture);
@@ -182,6 +185,19 @@ zrk::Picture withLegend(const SlicePicture& slice, const SliceStyle& style, int 
     fillRectangle(whole, {0, height}, {width, heightOf(whole)}, kPaper);
     Strip(whole, height).draw(slice, style, components, scale);
     return whole;
+}
+
+zrk::Picture finishedSlice(const SlicePicture& slice, const SliceStyle& style, int components,
+                           const SliceScale& scale, bool hasLegend)
+{
+    if (hasLegend) {
+        return withLegend(slice, style, components, scale);
+    }
+    zrk::Picture picture = slice.picture;
+    if (!scale.unit.empty()) {
+        drawScaleBar(picture, scale);
+    }
+    return picture;
 }
 
 } // namespace zrkmodel

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "core/picture/color_map.h"
+#include "core/values/export.h"
 #include "formats/png.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -46,6 +48,9 @@ struct SlicePicture {
     double lineStep;
 };
 
+/// The range that a slice of these samples has where its style gives none, see SlicePicture.
+ValueRange automaticRange(const SliceGrid& grid, const SliceStyle& style = {});
+
 /// Draws a slice for the eye; the top row shows the last row of the grid.
 ///
 /// - Scalars: colour-mapped, diverging around the contour where it lies inside the range (blue inside), else
@@ -55,8 +60,9 @@ struct SlicePicture {
 ///
 /// A pixel with a NaN component is hatched grey; infinities take the ends of the range. Pixels of weight 0
 /// are pale with dark dots.
+/// The picture is the same for any number of threads.
 /// Precondition: the number of values is width * height * components. Debug builds assert it.
-SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style = {});
+ZRK_API SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style = {}, std::size_t threads = 1);
 
 /// The colour that drawSlice gives a scalar value, without lines.
 zrk::Rgb scalarColor(double value, const ValueRange& range, const SliceStyle& style);

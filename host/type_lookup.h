@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "model/registry.h"
 
@@ -10,7 +11,7 @@ namespace zrkmodel {
 
 /// All types that a document may name, in order of registration: the components and whatever else the program
 /// has registered.
-const std::deque<ZRKGraphObjectRegistration>& knownTypes();
+ZRK_API const std::deque<ZRKGraphObjectRegistration>& knownTypes();
 
 /// The type that a document or a user means.
 ///
@@ -21,8 +22,8 @@ const std::deque<ZRKGraphObjectRegistration>& knownTypes();
 ///
 /// The pointer is never null. A name is refused that is unknown (the message lists the nearest known ones),
 /// ambiguous (it lists the candidates with their class names) or doesn't belong to the UUID.
-zrk::Result<const ZRKGraphObjectRegistration*> findType(const std::string& place, const std::string& name,
-                                                        const std::string& uuid);
+ZRK_API zrk::Result<const ZRKGraphObjectRegistration*>
+findType(const std::string& place, const std::string& name, const std::string& uuid);
 
 /// What `findType` and `zrk types` know a type by alone: the type name, or the class where several types
 /// share that name or it has blanks.

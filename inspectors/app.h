@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/progress.h"
+#include "core/values/export.h"
 #include "inspectors/file_request.h"
 #include "model/document.h"
 #include "model/signal.h"
@@ -13,8 +14,10 @@ class QWidget;
 
 namespace zrkui {
 
+class UIField;
+
 /// The application as panels see it: the open document, file dialogs, long work. Interface thread only.
-class ZRKApp {
+class ZRK_API ZRKApp {
 public:
     using FileDialog = std::function<std::vector<std::string>(const FileRequest&, QWidget* parent)>;
 
@@ -40,11 +43,19 @@ public:
         return _workDone.connect(std::move(listener));
     }
 
+    /// The listener is called when a field of a panel shows another message, or none any more.
+    nod::connection onFieldMessage(std::function<void(const UIField&)> listener)
+    {
+        return _fieldMessage.connect(std::move(listener));
+    }
+    void tellFieldMessage(const UIField& field) { _fieldMessage(field); }
+
 private:
     zrkmodel::ZRKDocument* _document = nullptr;
     FileDialog _fileDialog;
     std::string _lastFolder;
     nod::signal<void()> _workDone;
+    nod::signal<void(const UIField&)> _fieldMessage;
 };
 
 } // namespace zrkui

@@ -2,10 +2,16 @@
 
 #include <QApplication>
 #include <QFontInfo>
+#include <QPainter>
+#include <QProxyStyle>
 #include <QRegularExpression>
+#include <QStyleOption>
 #include <QWidget>
 
+#include <algorithm>
+#include <cassert>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 namespace zrkui {
@@ -15,14 +21,54 @@ namespace {
 constexpr int kRoles = static_cast<int>(ZRKCSSStyle::Role::count);
 constexpr double kBaseFont = 13;
 
-// In the order of the roles.
-const char* const kLight[kRoles] = {"#E9ECF0", "#F6F7F9", "#EFF1F4", "#FFFFFF", "#FFFFFF", "#EDEFF2",
-                                    "#DDE1E7", "#BFC6D0", "#7C8796", "#1A1E25", "#4D5664", "#5C6573",
-                                    "#1C50C8", "#2563EB", "#DCE7FD", "#855000", "#B03408", "#0B7F74"};
-const char* const kDark[kRoles] = {"#131519", "#1B1E23", "#17191E", "#23272E", "#121418", "#1F2228",
-                                   "#2C3138", "#434A55", "#7D8794", "#E6E9EE", "#B6BDC9", "#99A2AF",
-                                   "#7DA9FF", "#5B93FF", "#243452", "#F2B63C", "#FF8A66", "#46C2AF"};
+struct TableColor {
+    ZRKCSSStyle::Role role;
+    const char* name; ///< in the sheet; null where it isn't used there
+    const char* colors[2];
+};
 
+using Role = ZRKCSSStyle::Role;
+
+// In the order of the roles.
+constexpr TableColor kTable[] = {
+    {Role::canvas, "canvas", {"#E9ECF0", "#131519"}},
+    {Role::canvasDots, nullptr, {"#CBD1D9", "#2A2F37"}},
+    {Role::panel, "panel", {"#F6F7F9", "#1B1E23"}},
+    {Role::bar, "bar", {"#EFF1F4", "#17191E"}},
+    {Role::popup, "popup", {"#FFFFFF", "#23272E"}},
+    {Role::field, "field", {"#FFFFFF", "#121418"}},
+    {Role::fieldOverridden, "fieldOverridden", {"#EDEFF2", "#1F2228"}},
+    {Role::paneLine, "paneLine", {"#DDE1E7", "#2C3138"}},
+    {Role::edge, "edge", {"#BFC6D0", "#434A55"}},
+    {Role::edgeHovered, "edgeHovered", {"#7C8796", "#7D8794"}},
+    {Role::text, "text", {"#1A1E25", "#E6E9EE"}},
+    {Role::secondText, "secondText", {"#4D5664", "#B6BDC9"}},
+    {Role::hint, "hint", {"#5C6573", "#99A2AF"}},
+    {Role::link, "link", {"#1C50C8", "#7DA9FF"}},
+    {Role::accent, "accent", {"#2563EB", "#5B93FF"}},
+    {Role::accentFill, "accentFill", {"#DCE7FD", "#243452"}},
+    {Role::warning, "warning", {"#855000", "#F2B63C"}},
+    {Role::error, "error", {"#B03408", "#FF8A66"}},
+    {Role::frozen, nullptr, {"#0B6A86", "#74C7E6"}},
+    {Role::computing, nullptr, {"#515A68", "#AEB6C2"}},
+    {Role::tagScalar, nullptr, {"#0B7F74", "#46C2AF"}},
+    {Role::tagVector, nullptr, {"#6D4BD8", "#AB92FB"}},
+    {Role::tagColor, nullptr, {"#B92B78", "#F184BC"}},
+    {Role::tagNone, nullptr, {"#6B7584", "#8F98A5"}},
+    {Role::familyPrimitives, nullptr, {"#0E7480", "#58BDCB"}},
+    {Role::familyPatterns, nullptr, {"#2A7A4B", "#66C38D"}},
+    {Role::familyCoordinates, nullptr, {"#5B50CC", "#9D97F5"}},
+    {Role::familyTransforms, nullptr, {"#8443B0", "#C48DEA"}},
+    {Role::familyOperators, nullptr, {"#4B5D74", "#A3B5CB"}},
+    {Role::familyMesh, nullptr, {"#5C741B", "#A9C05F"}},
+    {Role::familyRaster, nullptr, {"#91542A", "#D9A06F"}},
+    {Role::familyTransport, nullptr, {"#8A4552", "#D78F9C"}},
+    {Role::note, "note", {"#101216", "#101216"}},
+    {Role::noteText, "noteText", {"#FFFFFF", "#FFFFFF"}},
+};
+static_assert(std::size(kTable) == kRoles);
+
+bool isHighContrast = false;
 const ZRKCSSStyle* applied = nullptr;
 
 // Names in braces stand for colours, numbers followed by "u" for scaled pixels.
@@ -57,9 +103,6 @@ QPushButton:focus { border: 2px solid {accent}; padding: 0 9u; min-height: 20u; 
 QPushButton:disabled { color: {hint}; background: {fieldOverridden}; }
 QPushButton#Warning { color: {error}; }
 QCheckBox { spacing: 8u; min-height: 24u; }
-QCheckBox::indicator { width: 14u; height: 14u; border: 1px solid {edgeHovered}; border-radius: 3u; background: {field}; }
-QCheckBox::indicator:focus { border: 2px solid {accent}; }
-QCheckBox::indicator:checked { background: {accent}; border-color: {accent}; }
 QCheckBox:focus { color: {link}; }
 QTabWidget::pane { border: none; border-top: 1px solid {paneLine}; }
 QTabBar::tab { background: transparent; color: {secondText}; padding: 5u 10u; border-bottom: 2px solid transparent; }
@@ -93,38 +136,64 @@ QProgressBar { border: 1px solid {edge}; border-radius: 4u; background: {field};
 QProgressBar::chunk { background: {accent}; border-radius: 3u; }
 )";
 
-const std::pair<const char*, ZRKCSSStyle::Role> kNames[] = {
-    {"panel", ZRKCSSStyle::Role::panel},
-    {"bar", ZRKCSSStyle::Role::bar},
-    {"popup", ZRKCSSStyle::Role::popup},
-    {"field", ZRKCSSStyle::Role::field},
-    {"fieldOverridden", ZRKCSSStyle::Role::fieldOverridden},
-    {"paneLine", ZRKCSSStyle::Role::paneLine},
-    {"edge", ZRKCSSStyle::Role::edge},
-    {"edgeHovered", ZRKCSSStyle::Role::edgeHovered},
-    {"text", ZRKCSSStyle::Role::text},
-    {"secondText", ZRKCSSStyle::Role::secondText},
-    {"hint", ZRKCSSStyle::Role::hint},
-    {"link", ZRKCSSStyle::Role::link},
-    {"accent", ZRKCSSStyle::Role::accent},
-    {"accentFill", ZRKCSSStyle::Role::accentFill},
-    {"warning", ZRKCSSStyle::Role::warning},
-    {"error", ZRKCSSStyle::Role::error},
-};
-
 double scaleOf(const QFont& font) { return QFontInfo(font).pixelSize() / kBaseFont; }
+
+/// Check boxes with a tick, which a sheet has no way to draw.
+class TickStyle final : public QProxyStyle {
+public:
+    TickStyle() : QProxyStyle("fusion") {}
+
+    int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override
+    {
+        const bool isSide = metric == PM_IndicatorWidth || metric == PM_IndicatorHeight;
+        return isSide && widget ? scaled(*widget, 16) : QProxyStyle::pixelMetric(metric, option, widget);
+    }
+
+    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                       const QWidget* widget) const override
+    {
+        if (element != PE_IndicatorCheckBox) {
+            QProxyStyle::drawPrimitive(element, option, painter, widget);
+            return;
+        }
+        using Role = ZRKCSSStyle::Role;
+        const ZRKCSSStyle& style = ZRKCSSStyle::current();
+        const bool isOn = (option->state & State_On) != 0;
+        const bool isEnabled = (option->state & State_Enabled) != 0;
+        const bool hasFocus = (option->state & State_HasFocus) != 0;
+        const QRectF box = QRectF(option->rect).adjusted(1.5, 1.5, -1.5, -1.5);
+        const Role fill = isOn ? (isEnabled ? Role::accent : Role::hint) : Role::field;
+        const Role edge = hasFocus ? Role::link : isOn ? fill : Role::edgeHovered;
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setPen(QPen(style.color(edge), hasFocus ? 2 : 1));
+        painter->setBrush(style.color(fill));
+        painter->drawRoundedRect(box, 3, 3);
+        if (isOn) {
+            const auto at = [&](double x, double y) {
+                return QPointF(box.left() + x * box.width(), box.top() + y * box.height());
+            };
+            painter->setPen(
+                QPen(style.color(Role::field), box.width() / 7, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+            painter->setBrush(Qt::NoBrush);
+            const QPointF tick[] = {at(0.24, 0.52), at(0.43, 0.71), at(0.77, 0.31)};
+            painter->drawPolyline(tick, 3);
+        }
+        painter->restore();
+    }
+};
 
 } // namespace
 
 const ZRKCSSStyle& ZRKCSSStyle::light()
 {
-    static const ZRKCSSStyle style(kLight);
+    static const ZRKCSSStyle style(0);
     return style;
 }
 
 const ZRKCSSStyle& ZRKCSSStyle::dark()
 {
-    static const ZRKCSSStyle style(kDark);
+    static const ZRKCSSStyle style(1);
     return style;
 }
 
@@ -134,6 +203,50 @@ const ZRKCSSStyle& ZRKCSSStyle::ofSystem()
 {
     return QApplication::palette().color(QPalette::Window).lightness() < 128 ? dark() : light();
 }
+
+QColor ZRKCSSStyle::color(Role role) const
+{
+    const Role shown = role == Role::edge && isHighContrast ? Role::edgeHovered : role;
+    const TableColor& row = kTable[static_cast<int>(shown)];
+    assert(row.role == shown);
+    return QColor(row.colors[_column]);
+}
+
+QColor ZRKCSSStyle::mixed(const QColor& ground, const QColor& ink, double share)
+{
+    const auto mix = [&](int from, int to) {
+        return static_cast<int>(std::lround(from + (to - from) * share));
+    };
+    return QColor(mix(ground.red(), ink.red()), mix(ground.green(), ink.green()),
+                  mix(ground.blue(), ink.blue()));
+}
+
+QColor ZRKCSSStyle::header(Role family) const
+{
+    return mixed(color(Role::node), color(family), isDark() ? 0.23 : 0.15);
+}
+
+QColor ZRKCSSStyle::headerRule(Role family) const
+{
+    return isDark() ? mixed(header(family), Qt::black, 0.35) : mixed(header(family), color(family), 0.22);
+}
+
+QColor ZRKCSSStyle::greyHeader() const { return mixed(color(Role::node), color(Role::tagNone), 0.12); }
+
+QColor ZRKCSSStyle::hoveredRow() const { return mixed(color(Role::panel), color(Role::text), 0.07); }
+
+QColor ZRKCSSStyle::frame() const
+{
+    QColor white(Qt::white);
+    white.setAlphaF(isDark() ? 0.035 : 0.37);
+    return white;
+}
+
+QColor ZRKCSSStyle::fadedPin(Role pin) const { return mixed(color(pin), color(Role::node), 0.7); }
+
+QColor ZRKCSSStyle::fadedName(Role name) const { return mixed(color(name), color(Role::node), 0.6); }
+
+void ZRKCSSStyle::setHighContrast(bool isOn) { isHighContrast = isOn; }
 
 QPalette ZRKCSSStyle::palette() const
 {
@@ -157,11 +270,14 @@ QPalette ZRKCSSStyle::palette() const
     return palette;
 }
 
-QString ZRKCSSStyle::sheet(double scale) const
+QString ZRKCSSStyle::sheet(double scale) const { return filled(QString::fromLatin1(kSheet), scale); }
+
+QString ZRKCSSStyle::filled(QString sheet, double scale) const
 {
-    QString sheet = QString::fromLatin1(kSheet);
-    for (const auto& [name, role] : kNames) {
-        sheet.replace("{" + QString::fromLatin1(name) + "}", color(role).name());
+    for (const TableColor& row : kTable) {
+        if (row.name) {
+            sheet.replace("{" + QString::fromLatin1(row.name) + "}", color(row.role).name());
+        }
     }
     static const QRegularExpression length("(\\d+)u\\b");
     QString result;
@@ -178,9 +294,27 @@ QString ZRKCSSStyle::sheet(double scale) const
 
 void ZRKCSSStyle::apply(QApplication& application) const
 {
+    static bool isStyled = false;
+    if (!std::exchange(isStyled, true)) {
+        QApplication::setStyle(new TickStyle); // owned by the application
+    }
     applied = this;
     QApplication::setPalette(palette());
     application.setStyleSheet(sheet(scaleOf(QApplication::font())));
+}
+
+double contrast(const QColor& a, const QColor& b)
+{
+    const auto luminance = [](const QColor& color) {
+        const auto linear = [](double c) {
+            return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) +
+               0.0722 * linear(color.blueF());
+    };
+    const double first = luminance(a);
+    const double second = luminance(b);
+    return (std::max(first, second) + 0.05) / (std::min(first, second) + 0.05);
 }
 
 double uiScale(const QWidget& widget) { return scaleOf(widget.font()); }

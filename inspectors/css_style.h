@@ -15,8 +15,9 @@ class ZRKCSSStyle {
 public:
     enum class Role {
         canvas,
+        canvasDots,
         panel,
-        bar,
+        bar, ///< menus and status
         popup,
         field,
         fieldOverridden,
@@ -24,16 +25,34 @@ public:
         edge,
         edgeHovered,
         text,
-        secondText,
-        hint,
-        link,
-        accent,
-        accentFill,
+        secondText, ///< on headers too
+        hint,       ///< units and what is off; not on headers
+        link,       ///< blue as text
+        accent,     ///< blue as a graphic
+        accentFill, ///< under a chosen row and a button that is on
         warning,
         error,
-        curve, ///< of gradients and of thumbnails: the tag of scalars
-        count
+        frozen,
+        computing,
+        tagScalar,
+        tagVector,
+        tagColor,
+        tagNone, ///< a wildcard that has no tag yet
+        familyPrimitives,
+        familyPatterns,
+        familyCoordinates,
+        familyTransforms,
+        familyOperators,
+        familyMesh,
+        familyRaster,
+        familyTransport,
+        note, ///< the ground of notes on a picture, with kNoteOpacity
+        noteText,
+        count,
+        node = popup,
+        curve = tagScalar ///< of gradients and of thumbnails
     };
+    static constexpr double kNoteOpacity = 0.88;
 
     static const ZRKCSSStyle& light();
     static const ZRKCSSStyle& dark();
@@ -42,17 +61,46 @@ public:
     /// Light or dark as the system's palette is.
     static const ZRKCSSStyle& ofSystem();
 
-    QColor color(Role role) const { return QColor(_colors[static_cast<int>(role)]); }
+    QColor color(Role role) const;
+    bool isDark() const { return _column == 1; }
+
+    // Colours made of those in the table
+
+    /// `ground` with so much of `ink` in it, 0 to 1.
+    static QColor mixed(const QColor& ground, const QColor& ink, double share);
+    /// The header of a node of a family, and the line under it.
+    QColor header(Role family) const;
+    QColor headerRule(Role family) const;
+    /// The header of a node that is bypassed.
+    QColor greyHeader() const;
+    /// A row under the pointer.
+    QColor hoveredRow() const;
+    /// The ground of a frame around nodes; it lets the canvas through.
+    QColor frame() const;
+    /// A pin, or a name, that a dragged wire doesn't fit, on its ground.
+    QColor fadedPin(Role pin) const;
+    QColor fadedName(Role name) const;
+    /// How opaque pictures of fields are in nodes.
+    double thumbnailOpacity() const { return isDark() ? 0.86 : 1; }
+    /// Edges as strong as hovered ones, for those who see little contrast. Of both styles.
+    static void setHighContrast(bool isOn);
+
     QPalette palette() const;
     /// Sizes in pixels at scale 1 are multiplied by `scale`.
     QString sheet(double scale) const;
-    /// Gives the application this palette and sheet, scaled by its font.
+    /// A sheet in which names in braces stand for colours of the table, and numbers followed by "u" for
+    /// pixels at scale 1.
+    QString filled(QString sheet, double scale) const;
+    /// Gives the application this palette and sheet, scaled by its font, over the style "fusion".
     void apply(QApplication& application) const;
 
 private:
-    explicit ZRKCSSStyle(const char* const* colors) : _colors(colors) {}
-    const char* const* _colors;
+    explicit ZRKCSSStyle(int column) : _column(column) {}
+    int _column; ///< of the table
 };
+
+/// The contrast of two colours by WCAG 2: 1 for equal ones, 21 for black on white.
+double contrast(const QColor& a, const QColor& b);
 
 /// How much larger the widget's font is than the one that sizes are given for, 13 pixels.
 double uiScale(const QWidget& widget);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/json.h"
 
 #include <QString>
@@ -9,7 +10,7 @@
 namespace zrkui {
 
 /// A control that can tell what it holds now; see describePanels for the members.
-class UIDescribed {
+class ZRK_API UIDescribed {
 public:
     virtual ~UIDescribed() = default;
     virtual void describe(zrkmodel::ZRKJson& out) const = 0;

@@ -1,5 +1,6 @@
 #include "inspectors/field.h"
 
+#include "inspectors/app.h"
 #include "inspectors/css_style.h"
 #include "inspectors/images.h"
 
@@ -120,6 +121,7 @@ void UIField::say(const std::string& message)
     _message->setText(QString::fromStdString(message));
     _message->setVisible(!message.empty());
     _control->setAccessibleDescription(_message->text());
+    ZRKApp::ui().tellFieldMessage(*this);
 }
 
 QSize UIField::sizeHint() const

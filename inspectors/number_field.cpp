@@ -104,8 +104,9 @@ void NumberField::takeTyped()
         display(_exact);
     } else if (!number || (_kind == Kind::whole && *number != std::trunc(*number))) {
         display(_exact);
-        UIField::say(this, "\"" + text.left(40).toStdString() +
-                               (number ? "\" is no whole number" : "\" is no number"));
+        const QString fault = number ? QString("is no whole number") : numberFault(text);
+        UIField::say(
+            this, QString("\"%1\" %2; %3 stays").arg(text.left(40), fault, fullText(_exact)).toStdString());
     } else {
         UIField::say(this, "");
         enter(*number);
@@ -230,10 +231,15 @@ double NumberField::step() const
     return size < 1e-3 ? 0.1 : std::pow(10.0, std::floor(std::log10(size)) - 1);
 }
 
+/// Shift makes coarse steps and Ctrl fine ones.
+double NumberField::stepFactorOf(Qt::KeyboardModifiers modifiers)
+{
+    return (modifiers & Qt::ShiftModifier) != 0 ? 10.0 : (modifiers & Qt::ControlModifier) != 0 ? 0.1 : 1.0;
+}
+
 void NumberField::stepBy(int steps)
 {
     takeTyped();
-    // The base makes ten steps of one with Ctrl.
     const double from = std::isnan(_exact) ? _inner : withinLimits(_exact);
     enter(from + steps * step() * _stepFactor.value_or(1.0));
     selectAll();
@@ -297,9 +303,7 @@ void NumberField::wheelEvent(QWheelEvent* event)
     }
     const int turned = event->angleDelta().y() + event->angleDelta().x(); // Shift may turn it sideways
     if (turned != 0) {
-        _stepFactor = event->modifiers() & Qt::ShiftModifier     ? 0.1
-                      : event->modifiers() & Qt::ControlModifier ? 10.0
-                                                                 : 1.0;
+        _stepFactor = stepFactorOf(event->modifiers());
         stepBy(turned > 0 ? 1 : -1);
         _stepFactor.reset();
     }
@@ -313,11 +317,14 @@ void NumberField::keyPressEvent(QKeyEvent* event)
         event->accept();
         return;
     }
-    const bool isFine = (event->modifiers() & Qt::ShiftModifier) != 0 &&
-                        (event->key() == Qt::Key_Up || event->key() == Qt::Key_Down);
-    _stepFactor = isFine ? std::optional(0.1) : std::nullopt;
+    if (event->key() == Qt::Key_Up || event->key() == Qt::Key_Down) {
+        _stepFactor = stepFactorOf(event->modifiers()); // the base would make ten steps of one with Ctrl
+        stepBy(event->key() == Qt::Key_Up ? 1 : -1);
+        _stepFactor.reset();
+        event->accept();
+        return;
+    }
     QDoubleSpinBox::keyPressEvent(event);
-    _stepFactor.reset();
 }
 
 void NumberField::focusInEvent(QFocusEvent* event)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/interval.h"
 #include "inspectors/described.h"
 #include "model/signal.h"
@@ -17,9 +18,9 @@ namespace zrkui {
 /// numbers beyond its range, NaN and infinities as they are; only what the user enters is cut to the range.
 /// Where room is short it shows fewer digits until it has the focus, never a part of the text.
 ///
-/// Numbers are typed, as expressions too, stepped by arrow keys and wheel (Shift finer, Ctrl coarser), and
+/// Numbers are typed, as expressions too, stepped by arrow keys and wheel (Shift coarser, Ctrl finer), and
 /// dragged. Text that isn't a number is told beside the field, and the former number stays.
-class NumberField : public QDoubleSpinBox, public UIDescribed {
+class ZRK_API NumberField : public QDoubleSpinBox, public UIDescribed {
 public:
     enum class Kind { real, whole };
 
@@ -37,6 +38,8 @@ public:
     void setMark(const QString& text);
     /// Shows where the number lies within its limits, and takes the place where it is dragged to.
     void setFilled(bool filled);
+    /// Takes what is typed but not yet entered.
+    void takeTyped();
 
     void describe(zrkmodel::ZRKJson& out) const override;
     QString textFromValue(double value) const override;
@@ -80,13 +83,13 @@ private:
     QString fittingText(double value) const;
     bool isUnchanged(const QString& text) const;
     void showText();
-    void takeTyped();
     double step() const;
+    static double stepFactorOf(Qt::KeyboardModifiers modifiers);
     void dragTo(int x);
 };
 
 /// A field for a real number.
-class QDoubleSpinBoxWrapper : public NumberField {
+class ZRK_API QDoubleSpinBoxWrapper : public NumberField {
 public:
     explicit QDoubleSpinBoxWrapper(QWidget* parent = nullptr) : NumberField(Kind::real, parent) {}
     void connectToListener(std::function<void(const double&)> listener)
@@ -96,7 +99,7 @@ public:
 };
 
 /// A field for a whole number. A number with a fraction is shown without it and kept until it is edited.
-class QSpinBoxWrapper : public NumberField {
+class ZRK_API QSpinBoxWrapper : public NumberField {
 public:
     explicit QSpinBoxWrapper(QWidget* parent = nullptr) : NumberField(Kind::whole, parent) {}
     void connectToListener(std::function<void(const int&)> listener)
@@ -106,7 +109,7 @@ public:
 };
 
 /// A number between two limits, dragged along the field or typed.
-class SliderFWrapper : public NumberField {
+class ZRK_API SliderFWrapper : public NumberField {
 public:
     explicit SliderFWrapper(const zrk::Interval<double>& range, QWidget* parent = nullptr)
         : NumberField(Kind::real, parent)

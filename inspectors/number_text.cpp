@@ -19,14 +19,39 @@ public:
     std::optional<double> value()
     {
         const double result = sum();
-        return _ok && _at == _text.size() && std::isfinite(result) ? std::optional(result) : std::nullopt;
+        if (_ok && _at < _text.size()) {
+            fail(_text[_at] == ')' ? "has a \")\" too many" : "has " + rest() + " where it should end");
+        } else if (_ok && !std::isfinite(result)) {
+            fail("is no finite number");
+        }
+        return _ok ? std::optional(result) : std::nullopt;
     }
+    const QString& fault() const { return _fault; }
 
 private:
     const QString& _text;
     int _at = 0;
     int _depth = 0;
     bool _ok = true;
+    QString _fault; ///< the first one
+
+    void fail(const QString& fault)
+    {
+        if (_ok) {
+            _ok = false;
+            _fault = fault;
+        }
+    }
+    /// What stands here, up to the next sign.
+    QString rest() const
+    {
+        int end = _at + 1;
+        while (end < _text.size() && end < _at + 12 && _text[end].isLetterOrNumber() &&
+               _text[_at].isLetter()) {
+            ++end;
+        }
+        return '"' + _text.mid(_at, end - _at) + '"';
+    }
 
     bool take(QChar c)
     {
@@ -68,7 +93,7 @@ private:
     double factor()
     {
         if (++_depth > 100) {
-            _ok = false;
+            fail("is nested too deeply");
         }
         double result = 0;
         if (!_ok) {
@@ -92,7 +117,9 @@ private:
     {
         if (take('(')) {
             const double result = sum();
-            _ok = _ok && take(')');
+            if (_ok && !take(')')) {
+                fail("lacks a \")\"");
+            }
             return result;
         }
         if (_text.mid(_at, 2) == "pi") {
@@ -130,19 +157,36 @@ private:
         }
         bool isNumber = false;
         const double result = QLocale::c().toDouble(_text.mid(begin, _at - begin), &isNumber);
-        _ok = _ok && isNumber;
+        if (!isNumber) {
+            _at = begin;
+            fail(begin == 0             ? QString("is no number")
+                 : begin < _text.size() ? "has " + rest() + " where a number belongs"
+                                        : QString("doesn't end"));
+        }
         return result;
     }
 };
+
+QString plainText(QString text)
+{
+    text.replace(kMinus, '-');
+    return text.remove(' ');
+}
 
 } // namespace
 
 std::optional<double> numberFromText(const QString& text)
 {
-    QString plain = text;
-    plain.replace(kMinus, '-');
-    plain.remove(' ');
+    const QString plain = plainText(text);
     return Expression(plain).value();
+}
+
+QString numberFault(const QString& text)
+{
+    const QString plain = plainText(text);
+    Expression expression(plain);
+    expression.value();
+    return expression.fault();
 }
 
 QString shortTextOfNumber(double value, int digits)

@@ -9,6 +9,9 @@ namespace zrkui {
 /// The number that a text stands for: digits, or an expression of + - * / ^ ( ), pi and e, such as "2*pi".
 /// Nothing for any other text, and for one whose value isn't finite.
 std::optional<double> numberFromText(const QString& text);
+/// Why a text stands for no number, as the rest of a sentence that begins with it: "doesn't end", "has \"x\"
+/// where a number belongs". Empty for one that does.
+QString numberFault(const QString& text);
 
 /// A number as fields show it: without zeros at the end, with a true minus, by powers of ten where so many
 /// decimals don't suit it. "nan", "inf" and "−inf" are themselves.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "inspectors/property_view.h"
 #include "model/graph.h"
 #include "model/graph_object.h"
@@ -8,7 +9,7 @@
 namespace zrkui {
 
 /// A reference to it links the panels in; loading the library enters all of them in ZRKPanelTable.
-class ZRKGraphInspectorsInit {
+class ZRK_API ZRKGraphInspectorsInit {
 public:
     /// Does nothing.
     static void initializeModule();
@@ -24,13 +25,13 @@ void addPanel(void (*panel)(Object&, ZRKPropertyView&))
     });
 }
 
-void addPrimitivePanels();
-void addCoordinatePanels();
-void addTransformPanels();
-void addPatternPanels();
-void addOperatorPanels();
-void addMeshPanels();
-void addRasterPanels();
-void addTransportPanels();
+ZRK_API void addPrimitivePanels();
+ZRK_API void addCoordinatePanels();
+ZRK_API void addTransformPanels();
+ZRK_API void addPatternPanels();
+ZRK_API void addOperatorPanels();
+ZRK_API void addMeshPanels();
+ZRK_API void addRasterPanels();
+ZRK_API void addTransportPanels();
 
 } // namespace zrkui

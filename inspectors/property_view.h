@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/interval.h"
 #include "inspectors/number_field.h"
 #include "inspectors/ui_rect.h"
@@ -23,7 +24,7 @@ namespace zrkui {
 /// Captions stand left of their controls in a form, that is while no horizontal layout is open, and above
 /// them elsewhere, where there is less room. The view keeps alive what `keep` is given until its widgets are
 /// gone.
-class ZRKPropertyView : public QWidget {
+class ZRK_API ZRKPropertyView : public QWidget {
 public:
     using Rect = std::optional<UIRect>;
 
@@ -78,11 +79,11 @@ private:
 };
 
 /// The widget for the pack's first entry; null for an empty pack.
-QWidget* addFirstEntry(ZRKPropertyView& view, const zrkmodel::ZRKDynamicPropertyPack& pack);
+ZRK_API QWidget* addFirstEntry(ZRKPropertyView& view, const zrkmodel::ZRKDynamicPropertyPack& pack);
 /// The widget for a property, without limits; null for a type that has none.
-QWidget* addPropertyWidget(ZRKPropertyView& view, zrkmodel::ZRKPropertyBase& property);
+ZRK_API QWidget* addPropertyWidget(ZRKPropertyView& view, zrkmodel::ZRKPropertyBase& property);
 /// A number field between two limits.
-QWidget* addPropertyWidget(ZRKPropertyView& view, zrkmodel::ZRKProperty<double>& property, double min,
-                           double max);
+ZRK_API QWidget* addPropertyWidget(ZRKPropertyView& view, zrkmodel::ZRKProperty<double>& property, double min,
+                                   double max);
 
 } // namespace zrkui

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "inspectors/described.h"
 #include "inspectors/file_request.h"
 #include "inspectors/ui_rect.h"
@@ -20,13 +21,13 @@ namespace zrkui {
 
 class ZRKPropertyView;
 
-class QLabelWrapper : public QLabel, public UIDescribed {
+class ZRK_API QLabelWrapper : public QLabel, public UIDescribed {
 public:
     explicit QLabelWrapper(const std::string& text, QWidget* parent = nullptr);
     void describe(zrkmodel::ZRKJson& out) const override;
 };
 
-class QPushButtonWrapper : public QPushButton, public UIDescribed {
+class ZRK_API QPushButtonWrapper : public QPushButton, public UIDescribed {
 public:
     explicit QPushButtonWrapper(const std::string& text, QWidget* parent = nullptr);
     /// The listener is called with each click. What it throws is told beside the button.
@@ -40,7 +41,7 @@ private:
 };
 
 /// Shows what is picked, cut in its middle where room is short, and opens a menu to pick from.
-class UIPickButton : public QPushButton {
+class ZRK_API UIPickButton : public QPushButton {
 public:
     explicit UIPickButton(QWidget* parent = nullptr);
     QSize sizeHint() const override;
@@ -51,7 +52,7 @@ protected:
 };
 
 /// A choice by index. An index outside of the list is shown as no choice.
-class QComboBoxWrapper : public QComboBox, public UIDescribed {
+class ZRK_API QComboBoxWrapper : public QComboBox, public UIDescribed {
 public:
     QComboBoxWrapper(const std::vector<std::string>& labels, int index, QWidget* parent = nullptr);
     /// The listener is called with each index the user chooses.
@@ -70,7 +71,7 @@ private:
     nod::signal<void(const int&)> _chosen;
 };
 
-class QCheckBoxWrapper : public QCheckBox, public UIDescribed {
+class ZRK_API QCheckBoxWrapper : public QCheckBox, public UIDescribed {
 public:
     QCheckBoxWrapper(const std::string& text, bool value, QWidget* parent = nullptr);
     void connectToListener(std::function<void(const bool&)> listener) { _set.connect(std::move(listener)); }
@@ -85,7 +86,7 @@ private:
 };
 
 /// Pages behind tabs, each a view of its own.
-class TabHelper : public QTabWidget {
+class ZRK_API TabHelper : public QTabWidget {
 public:
     explicit TabHelper(const std::vector<std::string>& labels, QWidget* parent = nullptr);
     /// The view of the i-th page.
@@ -95,7 +96,7 @@ public:
 };
 
 /// A button that opens a menu of actions.
-class ZRKOptionsButton : public QPushButton, public UIDescribed {
+class ZRK_API ZRKOptionsButton : public QPushButton, public UIDescribed {
 public:
     explicit ZRKOptionsButton(QWidget* parent = nullptr);
     /// Adds an action, or a heading when the action is empty.
@@ -103,6 +104,6 @@ public:
     void describe(zrkmodel::ZRKJson& out) const override;
 };
 
-zrkmodel::ZRKJson describeDialog(const FileRequest& request);
+ZRK_API zrkmodel::ZRKJson describeDialog(const FileRequest& request);
 
 } // namespace zrkui

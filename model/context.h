@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/values/bbox.h"
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 
 #include <optional>
@@ -9,7 +10,7 @@ namespace zrkmodel {
 
 /// What a component may know about the model it is evaluated in. Each may be missing, and is by default.
 /// Asked from any thread that builds evaluators, so that the answers must not change meanwhile.
-class ZRKContext {
+class ZRK_API ZRKContext {
 public:
     virtual ~ZRKContext() = default;
     /// The box around the model in document space, in model units.

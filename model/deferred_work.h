@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 namespace zrk {
 class ProgressMonitor;
 }
@@ -11,7 +13,7 @@ namespace zrkmodel {
 /// evaluator was built. So a thread that must not wait can build evaluators for another one to run.
 ///
 /// Without one, evaluators are complete when they are built.
-class ZRKDeferredBuilding {
+class ZRK_API ZRKDeferredBuilding {
 public:
     ZRKDeferredBuilding();
     ~ZRKDeferredBuilding();

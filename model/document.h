@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/geometry.h"
 #include "model/image_library.h"
 #include "model/resource.h"
@@ -44,7 +45,7 @@ struct ZRKAddedImage {
 };
 
 /// The open document, as panels see it: what there is to pick from. Used on the interface thread.
-class ZRKDocument {
+class ZRK_API ZRKDocument {
 public:
     virtual ~ZRKDocument() = default;
 

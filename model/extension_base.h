@@ -3,6 +3,7 @@
 #include "core/engine/evaluator_builder.h"
 #include "core/engine/field_generator.h"
 #include "core/engine/kernel.h"
+#include "core/values/export.h"
 #include "model/context.h"
 #include "model/graph_object.h"
 #include "model/pins.h"
@@ -16,7 +17,7 @@ namespace zrkmodel {
 
 /// A graph object whose outputs are fields. Fields are made, and chains built from them, on any thread
 /// while nothing of the graph changes.
-class ZRKFieldObject : public ZRKGraphObject {
+class ZRK_API ZRKFieldObject : public ZRKGraphObject {
 public:
     /// The field of one output of the node, which has as many components as the output's effective tag. Empty
     /// when the node has no such output, or when the tag names no data type. The field keeps the object
@@ -27,7 +28,7 @@ public:
 
 /// What all components derive from. A component answers `getEvaluatorForPin`; building the
 /// chain around it is done here, once.
-class ZRKExtensionBase : public ZRKFieldObject {
+class ZRK_API ZRKExtensionBase : public ZRKFieldObject {
 public:
     /// One input pin's field; empty where nothing arrives.
     struct InputField {
@@ -65,8 +66,8 @@ protected:
 /// inputs of enclosing graphs; without one the positions, for a coordinates pin; else empty. An
 /// unconnected pin with a default value is empty too, though a chain reads its default.
 /// Empty for a pin that isn't there.
-zrk::IField inputField(const ZRKNodeBase<1, ZRKGraphObject>& node, int k);
+ZRK_API zrk::IField inputField(const ZRKNodeBase<1, ZRKGraphObject>& node, int k);
 /// The field that arrives at input 0 of the pin's node; null unless it is a scalar one.
-std::shared_ptr<zrk::FieldGenerator<1, 3>> scalarInputField(const Pin_ref<1>& pin);
+ZRK_API std::shared_ptr<zrk::FieldGenerator<1, 3>> scalarInputField(const Pin_ref<1>& pin);
 
 } // namespace zrkmodel

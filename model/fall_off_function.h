@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/curves/fall_off_curve.h"
+#include "core/values/export.h"
 #include "model/property.h"
 #include "model/value_serializer.h"
 
@@ -26,7 +27,7 @@ using ZRKFallOffFunction = zrk::FallOff;
 /// | "smooth"      |      | flat at both ends                           |
 /// | "gauss"       |      | flat at the start, and nearly so at the end |
 template <>
-struct ZRKValueSerializer<ZRKFallOffFunction> {
+struct ZRK_API ZRKValueSerializer<ZRKFallOffFunction> {
     static void write(ZRKSerialization& s, const ZRKFallOffFunction& value, const ZRKSerializationPos& pos);
     static bool read(const ZRKDeserialization& d, ZRKFallOffFunction& value, const ZRKSerializationPos& pos);
 };

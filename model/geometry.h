@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/resource.h"
 
@@ -12,12 +13,12 @@ namespace zrkmodel {
 
 /// What a geometry is, beyond its distance. Cast it to one of the interfaces below.
 /// Their operations, and the functions they hand out, are safe to call from many threads.
-class IGeometry3d {
+class ZRK_API IGeometry3d {
 public:
     virtual ~IGeometry3d() = default;
 };
 
-class IPoint : public IGeometry3d {
+class ZRK_API IPoint : public IGeometry3d {
 public:
     /// In document space.
     virtual zrk::Tensor<3, double> position() const = 0;
@@ -45,7 +46,7 @@ struct CurveParametrization {
     bool isExact = false;
 };
 
-class IParametricCurve : public IGeometry3d {
+class ZRK_API IParametricCurve : public IGeometry3d {
 public:
     virtual CurveParametrization parametrization() const = 0;
     /// Total length.
@@ -63,7 +64,7 @@ struct SurfaceParametrization {
     std::pair<double, double> uvMax; ///< greatest u and v
 };
 
-class IParametricSurface : public IGeometry3d {
+class ZRK_API IParametricSurface : public IGeometry3d {
 public:
     virtual SurfaceParametrization parametrization() const = 0;
 };
@@ -71,7 +72,7 @@ public:
 /// A distance of a geometry that is known to change by at most as much as the position moves, but for
 /// rounding, and to be a number at every finite position. As the target of a `ZRKGeometry::SignedDistance` it
 /// lets bounds be found over boxes of positions.
-struct SlopeOneDistance {
+struct ZRK_API SlopeOneDistance {
     std::function<double(const zrk::Tensor<3, double>&)> distance;
     double size = 0; ///< of the largest coordinate of the geometry, which rounding errors grow with
 
@@ -79,7 +80,7 @@ struct SlopeOneDistance {
 };
 
 /// A geometry of the document, or a group of them.
-class ZRKGeometry : public ZRKSerializableObject {
+class ZRK_API ZRKGeometry : public ZRKSerializableObject {
 public:
     using SignedDistance = std::function<double(const zrk::Tensor<3, double>&)>;
 

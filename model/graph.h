@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor_variant.h"
 #include "model/context.h"
 #include "model/event.h"
@@ -149,14 +150,14 @@ enum class ZRKLinkResult {
 };
 
 /// A sentence part such as "the input has a link already".
-const char* describe(ZRKLinkResult result);
+ZRK_API const char* describe(ZRKLinkResult result);
 
 /// Nodes and the links between their pins. Held by shared pointer. Not safe for use from
 /// several threads while one of them changes it.
 ///
 /// When an object in the graph emits a change, or a link comes or goes, the objects
 /// downstream are told through onUpstreamChange, each once.
-class ZRKGraph : public std::enable_shared_from_this<ZRKGraph> {
+class ZRK_API ZRKGraph : public std::enable_shared_from_this<ZRKGraph> {
 public:
     using Node = ZRKNodeBase<0, ZRKGraphObject>;
     static constexpr std::uint16_t kMaxId = 65534;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/graph.h"
 #include "model/serializable.h"
 
@@ -14,7 +15,7 @@ class ZRKGraphObjectRegistry;
 
 /// The object of a graph's node. Its hooks are called on the thread that changes the graph, and those of
 /// inspection on the interface thread.
-class ZRKGraphObject : public ZRKSerializableObject {
+class ZRK_API ZRKGraphObject : public ZRKSerializableObject {
 public:
     /// The process's one registry. Filled while libraries load; read-only afterwards.
     static ZRKGraphObjectRegistry& registry();

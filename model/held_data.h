@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/signal.h"
 
 #include <cstddef>
@@ -44,7 +45,7 @@ struct ZRKHeldData {
 /// that undoes an edit puts back what was held, which then is neither read nor computed again.
 ///
 /// Used on the thread that edits the component, while evaluators are built on any.
-class ZRKDataHolder {
+class ZRK_API ZRKDataHolder {
 public:
     ZRKDataHolder() = default;
     /// A copy has no listeners, and assignment leaves them as they are.

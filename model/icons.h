@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/raster.h"
 
 #include <array>
@@ -51,14 +52,14 @@ constexpr IconResource icon(const char* name)
 }
 
 /// The icons of all registered types by name. Types that share a name share the pixels.
-struct IconResources {
+struct ZRK_API IconResources {
     /// Pixels as IconResource has them; null for a name that no type brought along.
     static const unsigned int* find(std::string_view name);
 };
 
 /// A picture for a type: none, pixels, a function from a size in pixels to pixels, or the
 /// name of a file.
-class ZRKIcon {
+class ZRK_API ZRKIcon {
 public:
     using Image = zrk::Raster<4, 2, unsigned char>;
     using Source = std::variant<std::monostate, Image, std::function<Image(int)>, std::string>;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/resource.h"
 
 #include <memory>
@@ -8,7 +9,7 @@
 namespace zrkmodel {
 
 /// The images of voxels among the resources of a document.
-class ZRKImage3dLibraryView {
+class ZRK_API ZRKImage3dLibraryView {
 public:
     virtual ~ZRKImage3dLibraryView() = default;
 

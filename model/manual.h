@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/registry.h"
 
 #include <span>
@@ -72,9 +73,9 @@ struct Manual {
 
 /// Enters manuals. They are found by class name, the first entered of a name counts, and what they refer to
 /// must stay valid. Called while libraries load.
-void addManuals(std::span<const Manual> manuals);
+ZRK_API void addManuals(std::span<const Manual> manuals);
 
 /// The manual of a type. Where the type has none, one whose texts are all empty.
-const Manual& manualOf(const ZRKGraphObjectRegistration& type);
+ZRK_API const Manual& manualOf(const ZRKGraphObjectRegistration& type);
 
 } // namespace zrkmodel

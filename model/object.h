@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/event.h"
 #include "model/signal.h"
 
@@ -20,7 +21,7 @@ class ZRKPropertyBase;
 /// declaration; cloning, documents, panels and listings all walk this list. A copy has a
 /// list of its own and no listeners; assignment leaves both as they are.
 /// Listeners may be added from any thread; everything else needs locking from outside.
-class ZRKObject : public std::enable_shared_from_this<ZRKObject> {
+class ZRK_API ZRKObject : public std::enable_shared_from_this<ZRKObject> {
 public:
     ZRKObject() = default;
     ZRKObject(const ZRKObject& other) : enable_shared_from_this(other) {}

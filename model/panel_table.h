@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/graph_object.h"
 
 #include <functional>
@@ -13,7 +14,7 @@ using ZRKPanel = std::function<void(zrkmodel::ZRKGraphObject& object, ZRKPropert
                                     const zrkmodel::ZRKNodeBase<0, zrkmodel::ZRKGraphObject>& node)>;
 
 /// The panels of the classes that have one, filled by panel libraries while they load.
-class ZRKPanelTable {
+class ZRK_API ZRKPanelTable {
 public:
     static ZRKPanelTable& instance();
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/object.h"
 #include "model/signal.h"
 #include "model/value_serializer.h"
@@ -32,7 +33,7 @@ struct ZRKValueName<T> { static constexpr const char* text = "enum"; };
 
 /// A named value of an object. The name is the property's identity: key in documents and
 /// label in panels. Values are read by any thread without a lock, so that nobody may assign meanwhile.
-class ZRKPropertyBase {
+class ZRK_API ZRKPropertyBase {
 public:
     /// Enters the property at the end of the owner's list. The owner may be null.
     ZRKPropertyBase(std::string name, ZRKObject* owner, const std::type_index& type);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/property.h"
 #include "model/resource.h"
 
@@ -50,7 +51,7 @@ using ZRKPScalarGrad = ZRKPOther<3>;
 using ZRKPColorGrad = ZRKPOther<4>;
 
 /// Descriptors of some properties of one owner, which it keeps alive.
-class ZRKDynamicPropertyPack {
+class ZRK_API ZRKDynamicPropertyPack {
 public:
     using Entry = std::variant<ZRKPDouble, ZRKPInt, ZRKPBool, ZRKPInterval1d, ZRKPVector4d, ZRKPVector3d,
                                ZRKPVector2d, ZRKPGeometry, ZRKPScalarGrad, ZRKPColorGrad, ZRKPString>;

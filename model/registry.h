@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/icons.h"
 #include "model/tag.h"
 #include "model/type_info.h"
@@ -40,7 +41,7 @@ struct ZRKGraphObjectRegistration {
 
 /// The types of graph objects in order of registration. Type name and uuid may each occur
 /// several times; both together, and the class name, identify a type. Pointers stay valid.
-class ZRKGraphObjectRegistry {
+class ZRK_API ZRKGraphObjectRegistry {
 public:
     using Matches = std::vector<const ZRKGraphObjectRegistration*>;
 

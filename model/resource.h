@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/image_channel.h"
 #include "model/property.h"
 #include "model/serializable.h"
@@ -14,7 +15,7 @@
 namespace zrkmodel {
 
 /// A resource of a document: its uuid and, once loaded, its object. Used on one thread.
-class ZRKResourceEntry {
+class ZRK_API ZRKResourceEntry {
 public:
     explicit ZRKResourceEntry(ZRKuuid uuid) : _uuid(std::move(uuid)) {}
 
@@ -36,7 +37,7 @@ private:
 
 /// A reference to a resource: nil, pending or ready. A pending one becomes ready when its
 /// entry is resolved. Copies refer to the same resource.
-class ZRKResourceHandle {
+class ZRK_API ZRKResourceHandle {
 public:
     ZRKResourceHandle() = default;
     /// Ready, unless the object is null, which makes the handle nil.
@@ -75,7 +76,7 @@ public:
 };
 
 /// Finds the resources of a document.
-class ZRKResourceLibrary {
+class ZRK_API ZRKResourceLibrary {
 public:
     virtual ~ZRKResourceLibrary() = default;
     /// A handle, ready or pending; nil for a uuid that the library doesn't know.
@@ -86,7 +87,7 @@ public:
 /// kind is refused. A uuid unknown to the library is reported and gives a handle that never gets ready but
 /// keeps the uuid, so that saving loses nothing.
 template <>
-struct ZRKValueSerializer<ZRKResourceHandle> {
+struct ZRK_API ZRKValueSerializer<ZRKResourceHandle> {
     static void write(ZRKSerialization& s, const ZRKResourceHandle& value, const ZRKSerializationPos& pos);
     static bool read(const ZRKDeserialization& d, ZRKResourceHandle& value, const ZRKSerializationPos& pos);
 };
@@ -109,12 +110,12 @@ private:
     std::vector<Channel> _channels;
 };
 
-class ZRKImage2d : public ZRKImage<2> {
+class ZRK_API ZRKImage2d : public ZRKImage<2> {
 public:
     using ZRKImage::ZRKImage;
 };
 
-class ZRKImage3d : public ZRKImage<3> {
+class ZRK_API ZRKImage3d : public ZRKImage<3> {
 public:
     using ZRKImage::ZRKImage;
 };

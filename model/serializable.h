@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/object.h"
 #include "model/serialization.h"
 #include "model/uuid.h"
@@ -17,7 +18,7 @@ struct ZRKTypeInfo;
 using ZRKAnyData = std::any;
 
 /// Something with an identity and a stored form.
-class ZRKSerializable {
+class ZRK_API ZRKSerializable {
 public:
     virtual ~ZRKSerializable() = default;
 
@@ -50,7 +51,7 @@ public:
 
 /// An object with a stored form. Derived classes say what is in it with onSerialize and
 /// onDeserialize; the base writes and reads every property under its name, in order.
-class ZRKSerializableObject : public ZRKObject, public ZRKSerializable {
+class ZRK_API ZRKSerializableObject : public ZRKObject, public ZRKSerializable {
 public:
     ZRKSerializableObject() = default;
     /// A copy is another object: its uuid is nil.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/json.h"
 
 #include <deque>
@@ -18,7 +19,7 @@ namespace zrkmodel {
 class ZRKResourceLibrary;
 
 /// A place to write or read: a member's key, an index, or the back of an array.
-class ZRKSerializationPos {
+class ZRK_API ZRKSerializationPos {
 public:
     ZRKSerializationPos() = default; ///< the back
     ZRKSerializationPos(const char* key) : _kind(Kind::Key), _key(key) {}
@@ -45,7 +46,7 @@ private:
 ///
 /// NaN and infinities are kept as they are in the value; JSON's text has no form for them,
 /// so that nlohmann's dump() prints null, which a number's reader then refuses.
-class ZRKSerialization {
+class ZRK_API ZRKSerialization {
 public:
     ZRKSerialization() { _open.push_back(&_root); }
     ZRKSerialization(const ZRKSerialization&) = delete;
@@ -88,7 +89,7 @@ using ZRKReadDiagnostics = std::function<void(const ZRKReadIssue&)>;
 
 /// Walks a JSON value, which must outlive it. Never throws for a missing key.
 /// Const, although it remembers its place: one thread at a time.
-class ZRKDeserialization {
+class ZRK_API ZRKDeserialization {
 public:
     /// @param root         usually an object; not copied.
     /// @param library      finds resources by uuid; without one every resource stays pending.
@@ -162,6 +163,6 @@ private:
 };
 
 /// "number", "string", "array of 2" ...: a JSON value's kind in words.
-std::string describeKind(const ZRKJson& value);
+ZRK_API std::string describeKind(const ZRKJson& value);
 
 } // namespace zrkmodel

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <functional>
 #include <memory>
 #include <string>
@@ -13,7 +15,7 @@ class ZRKSerializable;
 
 /// Identity of a type in documents. The texts are kept letter by letter; neither is unique
 /// for itself, both together are.
-struct ZRKTypeInfo {
+struct ZRK_API ZRKTypeInfo {
     std::string uuid;
     std::string name;
     /// A new object of the type. The argument isn't read; values arrive through deserialize.

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <string_view>
 
 namespace zrkmodel {
 
 /// The texts of all registered types by key.
-struct ZRKUIStrings {
+struct ZRK_API ZRKUIStrings {
     /// Texts that describe a type to a user, and the key they go by.
     struct info_t {
         const char* key = ""; ///< e.g. "sphere_sdf"

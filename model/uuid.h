@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -11,7 +13,7 @@ namespace zrkmodel {
 ///
 /// The text is kept as it was given and isn't checked: saved documents carry identities
 /// of irregular length. Nil is the empty text or a uuid of zeros only.
-class ZRKuuid {
+class ZRK_API ZRKuuid {
 public:
     ZRKuuid() = default;
     explicit ZRKuuid(std::string_view text) : _text(text) {}
@@ -28,7 +30,7 @@ private:
 };
 
 /// Equality of two texts without regard to the case of ASCII letters.
-bool equalIgnoringCase(std::string_view a, std::string_view b);
+ZRK_API bool equalIgnoringCase(std::string_view a, std::string_view b);
 
 } // namespace zrkmodel
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/serialization.h"
 
@@ -22,7 +23,7 @@ struct ZRKValueSerializer;
 
 /// A number. NaN and infinities are held in the JSON value, but print as null.
 template <>
-struct ZRKValueSerializer<double> {
+struct ZRK_API ZRKValueSerializer<double> {
     static void write(ZRKSerialization& s, double value, const ZRKSerializationPos& pos);
     static bool read(const ZRKDeserialization& d, double& value, const ZRKSerializationPos& pos);
 };
@@ -30,14 +31,14 @@ struct ZRKValueSerializer<double> {
 /// An integer. Reading cuts a fraction off towards zero and takes a number outside the
 /// range of int as the nearest one inside; NaN is refused.
 template <>
-struct ZRKValueSerializer<int> {
+struct ZRK_API ZRKValueSerializer<int> {
     static void write(ZRKSerialization& s, int value, const ZRKSerializationPos& pos);
     static bool read(const ZRKDeserialization& d, int& value, const ZRKSerializationPos& pos);
 };
 
 /// A boolean, nothing else.
 template <>
-struct ZRKValueSerializer<bool> {
+struct ZRK_API ZRKValueSerializer<bool> {
     static void write(ZRKSerialization& s, bool value, const ZRKSerializationPos& pos);
     static bool read(const ZRKDeserialization& d, bool& value, const ZRKSerializationPos& pos);
 };
@@ -45,7 +46,7 @@ struct ZRKValueSerializer<bool> {
 /// A string. Reading a value of another kind throws nlohmann's type_error 302 and leaves the target as it
 /// was.
 template <>
-struct ZRKValueSerializer<std::string> {
+struct ZRK_API ZRKValueSerializer<std::string> {
     static void write(ZRKSerialization& s, const std::string& value, const ZRKSerializationPos& pos);
     static bool read(const ZRKDeserialization& d, std::string& value, const ZRKSerializationPos& pos);
 };
@@ -70,10 +71,10 @@ struct ZRKValueSerializer<T> {
 };
 
 /// @{ Doubles as an array of exactly `count` numbers; see the tensor's serializer.
-void writeNumbers(ZRKSerialization& s, const double* values, std::size_t count,
-                  const ZRKSerializationPos& pos);
-bool readNumbers(const ZRKDeserialization& d, double* values, std::size_t count,
-                 const ZRKSerializationPos& pos);
+ZRK_API void writeNumbers(ZRKSerialization& s, const double* values, std::size_t count,
+                          const ZRKSerializationPos& pos);
+ZRK_API bool readNumbers(const ZRKDeserialization& d, double* values, std::size_t count,
+                         const ZRKSerializationPos& pos);
 /// @}
 
 /// An array of numbers in storage order. An array of another length is refused whole; an

@@ -152,7 +152,7 @@ public:
     {
         IntervalRow& out = run.output(0);
         for (std::size_t i = 0; i < run.boxCount(); i += Batch::size) {
-            out.store(i, -run.input(0).row(0).load(i));
+            storeBounds(-loadBounds(run.input(0).row(0), i), out, i);
         }
         run.forwardWeights(run.input(0));
         return true;

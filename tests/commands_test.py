@@ -18,7 +18,7 @@ class Usage(ZrkTest):
             answer = self.succeed(*arguments)
             self.assertEqual(answer.err, "")
             self.assertIn("zrk", answer.out)
-        self.assertRegex(run("--version").out, r"^zrk \d+\.\d+\.\d+\n$")
+        self.assertRegex(run("--version").out, r"^zrk \d+\.\d+\.\d+\nbuild: .+\nprocessor: code for .+ lanes?\nformats: .+\n$")
 
     def test_help_needs_no_dashes(self):
         whole = self.succeed("--help").out

@@ -69,7 +69,8 @@ class CommandLines(ZrkTest):
 
     def test_the_command_page_names_every_option(self):
         page = (ROOT / "docs/command-line.md").read_text()
-        for command in ("types", "check", "probe", "sample", "slice", "surface", "render", "watch"):
+        for command in ("types", "check", "probe", "sample", "slice", "surface", "render", "watch", "measure", "new", "graph", "convert",
+                        "join", "completion"):
             for option in re.findall(r"--[a-z]+", run(command, "--help").out):
                 with self.subTest(command=command, option=option):
                     self.assertIn(f"`{option}", page)
@@ -79,7 +80,7 @@ def families():
     """(folder, classes that its headers define), for each family of components."""
     for readme in sorted((ROOT / "components").glob("*/README.md")):
         headers = "".join(header.read_text() for header in sorted(readme.parent.glob("*.h")))
-        yield readme.parent, re.findall(r"^class (ZRK\w+) final\b", headers, re.M)
+        yield readme.parent, re.findall(r"^class (?:ZRK_API )?(ZRK\w+) final\b", headers, re.M)
 
 
 def types():

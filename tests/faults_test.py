@@ -338,12 +338,14 @@ class Memory(FaultsTest):
 
     def test_a_run_keeps_to_its_budget(self):
         volume = self.folder / "v.npy"
-        used, message = self.peak("sample", self.sphere(), "--memory", "300M", "--resolution", 400, "-o", volume,
-                                  status=1)
+        # 512 MB and 128 MB of samples.
+        for memory, resolution in ((100, 400), (300, 400), (300, 256)):
+            used, _ = self.peak("sample", self.sphere(), "--memory", f"{memory}M", "--resolution", resolution, "-o", volume)
+            self.assertLess(used, memory << 20)
+        # What must be in memory as a whole is refused.
+        used, message = self.peak("slice", self.sphere(), "--memory", "60M", "--size", 16384, "-o", self.folder / "s.png", status=1)
         self.assertIn("memory", message)
-        self.assertLess(used, 300 << 20)
-        used, _ = self.peak("sample", self.sphere(), "--memory", "300M", "--resolution", 256, "-o", volume)
-        self.assertLess(used, 300 << 20)
+        self.assertLess(used, 60 << 20)
 
     def test_a_document_beyond_its_budget_is_refused(self):
         path = self.put(graph([{**SPHERE, "note": list(range(4_000_000))}]))
@@ -421,7 +423,9 @@ class Limits(FaultsTest):
             "document-nesting": (2, b'{"zrkGraph": 1, "a": ' + b"[" * 201 + b"]" * 201 + b"}", "at most 200"),
             "node-id": (2, graph([{"id": 65535, "type": "SphereSDF"}]), "from 0 to 65534"),
             "group-members": (2, self.nested_groups(), "at most 1000000"),
-            "samples": (1, ["sample", sphere, "--dims", "2000,2000,2000", "-o", self.folder / "v.npy"], "2147483647"),
+            "samples": (1, ["probe", self.put(graph([SPHERE, {"id": 2, "type": "RasterFX", "values": {"resolution": 2**31 - 1}}],
+                                                    [(1, 0, 2, 0)], (2, 0), context={"modelBounds": [[0, 0, 0], [1, 1, 1]]}),
+                                              "raster.zrk.json"), *SPHERE_AT], "2147483647"),
             "line-bytes": (2, ["probe", sphere, "--points", self.folder / "long.txt"], "line 1"),
             "png-side": (2, self.image("image2d", "wide.png"), "at most 131072 along a side"),
             "png-pixels": (2, self.image("image2d", "many.png"), "at most 268435456"),

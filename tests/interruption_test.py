@@ -158,6 +158,13 @@ def array(folder, edge, kind, width, fortran=False):
     return volume(folder, "volume.npy")
 
 
+def tiles(folder):
+    """A gigabyte of them."""
+    subprocess.run([PROGRAM, "sample", gyroid(folder), "--resolution", "512", "--shard", "1/1", "-o", folder / "part.pvti", "--quiet"],
+                   check=True)
+    return folder
+
+
 def obj(folder, side):
     """A wavy torus of 2 * side^2 triangles."""
     from math import cos, pi, sin
@@ -339,6 +346,8 @@ OPERATIONS = [
     # Documents.
     Operation("a long text", ("check",), lambda f: ["check", long_text(f, 120)], quick=True),
     Operation("many nodes", ("check",), lambda f: ["check", long_chain(f, 60000)]),
+    Operation("a drawn graph", ("graph", ".svg"), lambda f: ["graph", long_chain(f, 60000)], "out.svg",
+              quick=True),
     Operation("many resources", ("check",), lambda f: ["check", spheres(f, 250000)]),
     # Lists of positions.
     Operation("many positions", ("probe",),
@@ -347,6 +356,12 @@ OPERATIONS = [
     *(Operation(f"a large grid as {format}", ("sample", format),
                 lambda f: ["sample", gyroid(f), "--resolution", 450], "out" + format)
       for format in (".npy", ".nrrd", ".vti")),
+    # Tiles that are finished may stay; this stops within the first one.
+    Operation("a shard", ("sample", ".pvti"), lambda f: ["sample", gyroid(f), "--dims", "2000,2000,100", "--shard", "1/2", "-o",
+                                                         f / "out.pvti"], quick=True),
+    Operation("tiles that are joined", ("join",), lambda f: tiles(f) and ["join", f / "part.pvti", "-o", f / "out.npy"]),
+    Operation("a volume in another format", ("convert",), lambda f: array(f, 400, "<f8", 8) and
+              ["convert", f / "volume.npy", f / "out.nrrd"], quick=True),
     # A smaller one: the system takes back the small pieces that OpenVDB is made of more slowly.
     *(Operation("a grid as .vdb", ("sample", format),
                 lambda f: ["sample", gyroid(f), "--resolution", 200], "out.vdb") for format in VDB),
@@ -376,7 +391,8 @@ OPERATIONS = [
 ]
 
 # What takes no time of its own, and why.
-QUICK_COMMANDS = {"types", "limits"}  # print what is compiled in
+# They print what is compiled in, or write a document of it; completion reads small documents alone.
+QUICK_COMMANDS = {"types", "limits", "schema", "new", "man", "completion"}
 QUICK_SHAPES = {"point", "circle", "plane", "box"}  # a few numbers
 # A formula over their inputs, or a few numbers; what takes long is sampling them, which asks in every block.
 FORMULAS = """

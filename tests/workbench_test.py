@@ -42,6 +42,7 @@ class Workbench(unittest.TestCase):
             (("--screenshot", "/tmp/never.png", "/nowhere.zrk.json"), ["/nowhere.zrk.json"]),
             (("--screenshot", "/tmp/never.png", "--select", "99", EXAMPLE), ["--select", "99"]),
             (("--screenshot", "/tmp/never.png", "--size", "9x9", EXAMPLE), ["--size", "1280x800"]),
+            (("--screenshot", "/tmp/never.png", "--view", "inside", EXAMPLE), ["--view", "solid"]),
         ):
             done = run(*arguments)
             self.assertEqual(done.returncode, 2, arguments)

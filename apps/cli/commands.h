@@ -27,5 +27,12 @@ void addWatchCommand(const Program& program);
 void addMeasureCommand(const Program& program);
 void addEditCommand(const Program& program);
 void addLimitsCommand(const Program& program);
+void addSchemaCommand(const Program& program);
+void addNewCommand(const Program& program);
+void addGraphCommand(const Program& program);
+void addConvertCommand(const Program& program);
+void addJoinCommand(const Program& program);
+void addCompletionCommand(const Program& program);
+void addManCommand(const Program& program);
 
 } // namespace zrkcli

@@ -28,7 +28,7 @@ constexpr Limit kLimits[] = {
     {"document-nesting", zrk::kMaxDocumentNesting, "levels", "arrays and objects within each other"},
     {"node-id", zrkmodel::kMaxNodeId, "", "a node's id"},
     {"group-members", zrk::kMaxGroupMembers, "members", "all groups, counted through groups within groups"},
-    {"samples", kMaxSamples, "samples", "a grid or a raster"},
+    {"samples", kMaxSamples, "samples", "a raster, or a grid that isn't written as it is sampled"},
     {"points", zrk::kMaxPoints, "positions", "the list after --points"},
     {"line-bytes", zrk::kMaxLineBytes, "bytes", "a line of a text file"},
     {"png-side", zrk::kMaxPngSide, "pixels", "a side of a picture that is read, PNG, JPEG or TIFF"},

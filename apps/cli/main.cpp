@@ -1,3 +1,4 @@
+#include "apps/cli/command_table.h"
 #include "apps/cli/commands.h"
 #include "apps/cli/messages.h"
 #include "apps/cli/options.h"
@@ -5,6 +6,7 @@
 #include "components/registration.h"
 #include "core/values/fault.h"
 #include "core/values/stop.h"
+#include "host/build_information.h"
 #include "host/nearest_names.h"
 
 #include <fmt/format.h>
@@ -41,7 +43,7 @@ int statusOf(zrk::FaultKind kind)
 int report(const zrk::Fault& fault)
 {
     if (fault.kind != zrk::FaultKind::Interrupted) {
-        zrkcli::tell("zrk: {}\n", zrk::messageOf(fault));
+        zrkcli::tellFault(zrkcli::MessageKind::Failure, fault);
     }
     return statusOf(fault.kind);
 }
@@ -60,19 +62,21 @@ int report(const std::exception& error) noexcept
 std::vector<std::string> commandNames(const CLI::App& app)
 {
     std::vector<std::string> names;
-    for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    for (const CLI::App* command : zrkcli::commandsOf(app)) {
         names.push_back(command->get_name());
     }
     return names;
 }
 
-/// The options of a command, each with its dashes.
+/// The long options of a command, each with its dashes.
 std::vector<std::string> optionNames(const CLI::App& command)
 {
     std::vector<std::string> names;
-    for (const CLI::Option* option : command.get_options()) {
-        for (const std::string& name : option->get_lnames()) {
-            names.push_back("--" + name);
+    for (const CLI::Option* option : zrkcli::optionsOf(command, false)) {
+        for (const std::string& name : zrkcli::namesOf(*option)) {
+            if (name.starts_with("--")) {
+                names.push_back(name);
+            }
         }
     }
     return names;
@@ -136,8 +140,8 @@ std::optional<std::string> helpText(const CLI::App& app, int argc, char** argv)
     if (argc < 3) {
         return app.help();
     }
-    const auto found = app.get_subcommands([&](const CLI::App* c) { return c->check_name(argv[2]); });
-    return found.empty() ? std::nullopt : std::optional(found.front()->help("zrk"));
+    const CLI::App* found = zrkcli::commandNamed(app, argv[2]);
+    return found ? std::optional(found->help("zrk")) : std::nullopt;
 }
 
 /// Returns the exit status of what went well, unless its results are lost.
@@ -178,7 +182,7 @@ int runProgram(int argc, char** argv)
     CLI::App app{"Samples fields over space that a node graph describes.\n"
                  "Results go to standard output or to the file named, all else to standard error.",
                  "zrk"};
-    app.set_version_flag("--version", "zrk " ZRK_VERSION);
+    app.set_version_flag("--version", [] { return zrkmodel::buildInformation("zrk"); });
     app.require_subcommand(1);
     app.get_formatter()->column_width(34);
     zrkcli::Work work;
@@ -194,6 +198,13 @@ int runProgram(int argc, char** argv)
     zrkcli::addMeasureCommand(program);
     zrkcli::addEditCommand(program);
     zrkcli::addLimitsCommand(program);
+    zrkcli::addSchemaCommand(program);
+    zrkcli::addNewCommand(program);
+    zrkcli::addGraphCommand(program);
+    zrkcli::addConvertCommand(program);
+    zrkcli::addJoinCommand(program);
+    zrkcli::addCompletionCommand(program);
+    zrkcli::addManCommand(program);
 
     if (const auto help = helpText(app, argc, argv)) {
         fmt::print("{}", *help);

@@ -2,12 +2,12 @@
 #include "apps/cli/messages.h"
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/solid_options.h"
-#include "apps/cli/surface_inputs.h"
 #include "core/surface/passages.h"
 #include "core/surface/solid_measures.h"
 #include "core/values/level_search.h"
 #include "host/document_values.h"
 #include "host/nearest_names.h"
+#include "host/surface_inputs.h"
 
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
@@ -83,10 +83,10 @@ public:
     explicit MeasureWork(const MeasureOptions& options)
         : _options(options), _job(options), _unit(_job.document.unit())
     {
-        const Solid solid = solidOf(_options, _job);
+        const zrkmodel::Solid solid = solidOf(_options, _job);
         _settings.lower = solid.bounds.min;
         _settings.upper = solid.bounds.max;
-        _settings.cells = surfaceCells(solid.bounds, kPassageCells, 0);
+        _settings.cells = zrkmodel::surfaceCells(solid.bounds, kPassageCells, 0);
         _settings.iso = solid.iso;
         _settings.solid = solid.side;
         _settings.threads = _options.threads;
@@ -102,12 +102,11 @@ public:
         const zrk::SolidMeasures measures = withProgress(
             "measuring", _options.quiet, [&](ProgressBar& bar) { return measure(field, _goal, &bar); });
         if (!measures.isAccurate && !measures.isEmpty()) {
-            tell(
-                "warning: {}\n",
-                zrk::messageOf(
-                    {placeOf(_job), fmt::format("an estimated error above {:g} of the value", _goal.accuracy),
-                     fmt::format("at most that with {} cells along the longest side", _goal.mostCells),
-                     "give smaller --bounds, or be content with the errors that are told"}));
+            tellFault(MessageKind::Warning,
+                      {placeOf(_job),
+                       fmt::format("an estimated error above {:g} of the value", _goal.accuracy),
+                       fmt::format("at most that with {} cells along the longest side", _goal.mostCells),
+                       "give smaller --bounds, or be content with the errors that are told"});
         }
         const zrk::Passages passages = measures.isEmpty() ? zrk::Passages{} : passagesOf(field);
         fmt::print("{}", _options.json ? json(measures, passages) : text(measures, passages));

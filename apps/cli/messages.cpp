@@ -63,6 +63,21 @@ private:
     }
 };
 
+/// Whether messages have colours.
+bool isColourful() noexcept
+{
+    const char* unwanted = std::getenv("NO_COLOR");
+    const char* terminal = std::getenv("TERM");
+    return (!unwanted || !*unwanted) && terminal && *terminal && std::string_view(terminal) != "dumb" &&
+           isatty(STDERR_FILENO) == 1;
+}
+
+/// A word in the colour of an escape sequence (ECMA-48, SGR).
+std::string coloured(std::string_view word, const char* colour)
+{
+    return fmt::format("\x1b[{}m{}\x1b[0m", colour, word);
+}
+
 [[noreturn]] void endWithMessage() noexcept
 {
     try {
@@ -119,6 +134,30 @@ void tellLackOfMemory() noexcept
     tellText(
         "zrk: command: found work that needs more memory than there is, expected work that fits into it\n"
         "  remedy: ask for less: fewer samples, a lower resolution, smaller files\n");
+}
+
+void tellFault(MessageKind kind, const zrk::Fault& fault) noexcept
+{
+    const bool isWarning = kind == MessageKind::Warning;
+    const char* word = kind == MessageKind::Failure ? "zrk:" : isWarning ? "warning:" : "note:";
+    try {
+        std::string text = zrk::messageOf(fault);
+        if (!isColourful()) {
+            tell("{} {}\n", word, text);
+            return;
+        }
+        constexpr std::string_view kRemedy = "\n  remedy:";
+        if (const std::size_t place = text.find(kRemedy); place != std::string::npos) {
+            text.replace(place + 3, kRemedy.size() - 3, coloured("remedy:", "32"));
+        }
+        tell("{} {}\n",
+             coloured(word, kind == MessageKind::Failure ? "1;31"
+                            : isWarning                  ? "33"
+                                                         : "36"),
+             text);
+    } catch (const std::exception&) {
+        tellLackOfMemory();
+    }
 }
 
 ComplaintsToStandardError::ComplaintsToStandardError()

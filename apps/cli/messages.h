@@ -8,6 +8,10 @@
 #include <string_view>
 #include <utility>
 
+namespace zrk {
+struct Fault;
+}
+
 namespace zrkcli {
 
 /// Opens what is closed of the standard streams, so that nothing can be written there: otherwise the next
@@ -31,6 +35,14 @@ void tell(fmt::format_string<Parts...> text, Parts&&... parts) noexcept
         tellLackOfMemory();
     }
 }
+
+/// What a message is about: work that failed, a document that is taken otherwise than its author may think,
+/// or something worth a look.
+enum class MessageKind { Failure, Warning, Note };
+
+/// Writes a fault to standard error behind the word for its kind. On a terminal these words have colours,
+/// unless the environment has NO_COLOR (https://no-color.org) or a TERM without them: "dumb", or none.
+void tellFault(MessageKind kind, const zrk::Fault& fault) noexcept;
 
 /// While it lives, what components print on std::cout and std::cerr, complaints and progress, goes to
 /// standard error, line by line, in a form that can't reach the terminal: control characters are shown, long

@@ -172,7 +172,8 @@ void SamplingOptions::addWithSeveralPinsTo(CLI::App& command)
 }
 
 zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet,
-                                     std::vector<std::filesystem::path>* files)
+                                     std::vector<std::filesystem::path>* files,
+                                     zrkmodel::DocumentWarnings* told)
 {
     zrkmodel::limitMemory(options.memory ? std::optional(static_cast<double>(*options.memory))
                                          : std::nullopt);
@@ -187,8 +188,10 @@ zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet,
         makeChange(document, change);
     }
     for (const zrk::Fault& warning : warnings) {
-        if (!quiet || options.isStrict) {
-            tell("warning: {}\n", zrk::messageOf(warning));
+        if (told) {
+            told->push_back(warning);
+        } else if (!quiet || options.isStrict) {
+            tellFault(MessageKind::Warning, warning);
         }
     }
     if (options.isStrict && !warnings.empty()) {
@@ -203,7 +206,7 @@ void tellRemarks(const std::vector<zrk::Fault>& remarks, bool quiet)
 {
     for (const zrk::Fault& remark : remarks) {
         if (!quiet) {
-            tell("note: {}\n", zrk::messageOf(remark));
+            tellFault(MessageKind::Note, remark);
         }
     }
 }

@@ -62,8 +62,10 @@ NodeKey parseNodeKey(const std::string& option, const std::string& text);
 
 /// Loads a document with a progress bar and prints its warnings to standard error.
 /// @param files  told of the files that the document names; may be null.
+/// @param told   takes the warnings in place of standard error; may be null.
 zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet,
-                                     std::vector<std::filesystem::path>* files = nullptr);
+                                     std::vector<std::filesystem::path>* files = nullptr,
+                                     zrkmodel::DocumentWarnings* told = nullptr);
 
 /// Tells remarks on standard error, unless a command is quiet.
 void tellRemarks(const std::vector<zrk::Fault>& remarks, bool quiet);

@@ -3,7 +3,6 @@
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/render_options.h"
 #include "core/picture/picture.h"
-#include "formats/png.h"
 #include "formats/points.h"
 
 #include <fmt/core.h>
@@ -77,19 +76,6 @@ zrk::Vector3 parseDirection(const std::string& text)
     return direction * (1 / size);
 }
 
-zrk::PositionBox boxOf(const zrk::BBox<double>& bounds)
-{
-    zrk::PositionBox box;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        if (!(bounds.min[axis] < bounds.max[axis])) {
-            throw zrk::FaultError({"bounds", fmt::format("no extent along {}", "xyz"[axis]),
-                                   "a box with room in it", "give --bounds, or modelBounds in the document"});
-        }
-        box[axis] = {bounds.min[axis], bounds.max[axis]};
-    }
-    return box;
-}
-
 /// Cuts the half of the box away that is on the viewer's side of the plane.
 void cut(zrk::PositionBox& region, const std::string& text, const zrk::Vector3& from)
 {
@@ -99,7 +85,7 @@ void cut(zrk::PositionBox& region, const std::string& text, const zrk::Vector3& 
     if (!n) {
         refuse("--section", text, "AXIS=VALUE", "name an axis and where it is cut, e.g. --section x=0.2");
     }
-    zrk::Interval<double>& extent = region[axis];
+    const zrk::Interval<double>& extent = region[axis];
     const double value = (*n)[0];
     if (!(value > extent.lower && value < extent.upper)) {
         refuse("--section", text,
@@ -107,7 +93,7 @@ void cut(zrk::PositionBox& region, const std::string& text, const zrk::Vector3& 
                            extent.upper, text[0]),
                "cut within the bounds");
     }
-    (from[axis] < 0 ? extent.lower : extent.upper) = value;
+    zrkmodel::cutTowardsViewer(region, axis, value, from);
 }
 
 void setBackground(zrk::PictureSettings& settings, const std::string& text)
@@ -165,20 +151,6 @@ std::string numbered(const std::string& file, std::size_t number, int count)
     return fmt::format("{}_{:0{}}.png", file.substr(0, file.size() - 4), number, digits);
 }
 
-void writePicture(const std::string& file, const zrk::ShadedPicture& picture, bool isTransparent)
-{
-    const auto keepGoing = [](double) { return !isInterrupted(); };
-    if (isTransparent) {
-        zrk::valueOrThrow(zrk::writePng(file, picture, keepGoing));
-        return;
-    }
-    zrk::Picture opaque(picture.dims[0], picture.dims[1]);
-    for (std::size_t i = 0; i < opaque.pixelCount(); ++i) {
-        std::copy_n(&picture.data[4 * i], 3, &opaque.data[3 * i]);
-    }
-    zrk::valueOrThrow(zrk::writePng(file, opaque, keepGoing));
-}
-
 } // namespace
 
 void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>* files)
@@ -197,8 +169,9 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
     setBackground(settings, options.background);
 
     const Job job(options, files);
-    const Solid solid = solidOf(options, job);
-    settings.region = boxOf(solid.bounds);
+    const zrkmodel::Solid solid = solidOf(options, job);
+    settings.region =
+        zrk::valueOrThrow(zrkmodel::regionOf(solid.bounds, "give --bounds, or modelBounds in the document"));
     for (const std::string& section : options.sections) {
         cut(settings.region, section, from);
     }
@@ -225,7 +198,8 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
         if (isInterrupted()) {
             throw zrk::FaultError(zrk::interruptedAt(file));
         }
-        writePicture(file, picture, isTransparent);
+        zrk::valueOrThrow(
+            zrkmodel::writeShaded(file, picture, isTransparent, [](double) { return !isInterrupted(); }));
         written.push_back(file);
         scale = step.paintRange;
     };
@@ -236,15 +210,9 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
         throw zrk::FaultError(zrk::interruptedAt(options.file));
     }
     if (outcome == zrk::PictureOutcome::NoSolid) {
-        throw zrk::FaultError(
-            {options.document,
-             fmt::format("nothing {} {:g} in the bounds {:g},{:g},{:g},{:g},{:g},{:g}",
-                         solid.side == zrk::SolidSide::Above ? "above" : "below", settings.iso,
-                         settings.region[0].lower, settings.region[1].lower, settings.region[2].lower,
-                         settings.region[0].upper, settings.region[1].upper, settings.region[2].upper),
-             "a field with a surface there",
-             "give other bounds with --bounds or another value with --iso; `zrk slice` shows the values",
-             zrk::FaultKind::FailedWork});
+        throw zrk::FaultError(zrkmodel::nothingSolid(
+            options.document, solid, settings.region,
+            "give other bounds with --bounds or another value with --iso; `zrk slice` shows the values"));
     }
     if (!options.quiet) {
         tell("{}{}: {} x {} pixels, surface at {:g}{}\n", zrk::printable(written.front()),

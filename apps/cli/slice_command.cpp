@@ -50,15 +50,11 @@ void drawSliceOf(const SliceOptions& options, const Job& job, const zrkmodel::Ou
         return zrk::valueOrThrow(zrkmodel::sampleField(output.field, plane, &bar, options.threads));
     });
     const int components = static_cast<int>(output.tag.components);
-    zrkmodel::SlicePicture slice =
+    const zrkmodel::SlicePicture slice =
         zrkmodel::drawSlice({plane.width(), plane.height(), components, values, values.isWeightless}, style);
     const zrkmodel::SliceScale scale{plane.pixelSize(), job.document.unit()};
-    if (options.hasLegend) {
-        slice.picture = zrkmodel::withLegend(slice, style, components, scale);
-    } else if (!scale.unit.empty()) {
-        zrkmodel::drawScaleBar(slice.picture, scale);
-    }
-    zrk::valueOrThrow(zrk::writePng(file, slice.picture));
+    zrk::valueOrThrow(
+        zrk::writePng(file, zrkmodel::finishedSlice(slice, style, components, scale, options.hasLegend)));
     tellRemarks(zrkmodel::remarksOn(values.summary, output, job.document.name()), options.quiet);
     if (!options.quiet) {
         const auto& summary = values.summary;

@@ -17,23 +17,18 @@ void SolidOptions::addTo(CLI::App& command)
                      "take the field for a density; outputs named density are anyway");
 }
 
-Solid solidOf(const SolidOptions& options, const Job& job)
+zrkmodel::Solid solidOf(const SolidOptions& options, const Job& job)
 {
-    if (job.output().tag != zrkmodel::Tag::Scalar) {
-        throw zrk::FaultError(
-            {placeOf(job), fmt::format("a pin with the tag {}", job.output().tag.name()),
-             "one with the tag Scalar, which a solid is taken of",
-             fmt::format(
-                 "choose one with --pin; `zrk check {}` lists the outputs and their tags, and `zrk slice` "
-                 "draws vectors and colours",
-                 options.document)});
-    }
+    zrkmodel::Solid solid = zrk::valueOrThrow(zrkmodel::solidOf(
+        job.output(), {}, options.iso, options.isDensity, placeOf(job),
+        fmt::format("choose one with --pin; `zrk check {}` lists the outputs and their tags, and `zrk slice` "
+                    "draws vectors and colours",
+                    options.document)));
     if (options.iso) {
         checkFinite("--iso", *options.iso);
     }
-    const bool isDensity = options.isDensity || job.output().isDensity;
-    return {boundsToSample(options.bounds, job.document), options.iso.value_or(isDensity ? 0.5 : 0.0),
-            isDensity ? zrk::SolidSide::Above : zrk::SolidSide::Below};
+    solid.bounds = boundsToSample(options.bounds, job.document);
+    return solid;
 }
 
 std::string placeOf(const Job& job)

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "apps/cli/options.h"
-#include "core/surface/surface.h"
-#include "core/values/bbox.h"
+#include "host/solid.h"
 
 #include <optional>
 #include <string>
@@ -18,16 +17,9 @@ struct SolidOptions : SamplingOptions {
     void addTo(CLI::App& command);
 };
 
-/// What of a field is solid.
-struct Solid {
-    zrk::BBox<double> bounds;
-    double iso; ///< value at the surface
-    zrk::SolidSide side;
-};
-
 /// The solid that the options make of a command's output. Throws FaultError for an output that isn't scalar,
 /// and for bounds or a value that can't be used.
-Solid solidOf(const SolidOptions& options, const Job& job);
+zrkmodel::Solid solidOf(const SolidOptions& options, const Job& job);
 
 /// The output that a command works on, for messages.
 std::string placeOf(const Job& job);

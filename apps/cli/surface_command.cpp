@@ -3,9 +3,10 @@
 #include "apps/cli/messages.h"
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/solid_options.h"
-#include "apps/cli/surface_inputs.h"
 #include "formats/atomic_file.h"
 #include "formats/vdb.h"
+#include "host/surface_file.h"
+#include "host/surface_inputs.h"
 
 #include <fmt/core.h>
 
@@ -119,7 +120,7 @@ void reportOnFile(const SurfaceOptions& options)
                     const zrk::FileMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
                     for (const zrk::Fault& warning : mesh.warnings) {
                         if (!options.quiet) {
-                            tell("warning: {}\n", zrk::messageOf(warning));
+                            tellFault(MessageKind::Warning, warning);
                         }
                     }
                     const std::string fileUnit(mesh.unit ? zrk::nameOf(*mesh.unit) : "");
@@ -141,26 +142,26 @@ public:
           _field(_job.output().field),
           _settings(settings())
     {
-        checkFormat();
+        zrk::valueOrThrow(
+            zrkmodel::checkSurfaceFormat(_options.file, _format, _colors.has_value(), _options.isOpen));
     }
 
     void run()
     {
-        // Before the work, which may be long.
-        zrk::AtomicFile file = zrk::valueOrThrow(zrk::AtomicFile::create(_options.file));
-        const zrk::SurfaceMesh mesh = extract();
-        warnOfUndefined(mesh);
-        const std::optional<zrk::PartBeams> beams = partBeams(_job, _settings);
-        const std::vector<zrk::VertexColor> colors = colorsOf(mesh);
-        const zrk::Part part{.mesh = mesh,
-                             .colors = colors,
-                             .unit = _unit,
-                             .title = title(),
-                             .beams = beams ? &*beams : nullptr,
-                             .voxels = surfaceVoxels(_settings)};
-        withProgress("writing", _options.quiet, [&](ProgressBar& bar) {
-            zrk::valueOrThrow(zrk::writePart(std::move(file), _format, part, &bar));
-        });
+        zrkmodel::SurfaceTask task;
+        task.field = _field;
+        task.settings = _settings;
+        task.place = placeOf(_job);
+        task.colors = _colors;
+        task.beams = zrkmodel::partBeams(_job.document, _job.output().address, _settings);
+        task.unit = _unit;
+        task.title = zrkmodel::titleOf(_options.document);
+        const auto runStage = [&](const char* title, const auto& stage) {
+            withProgress(title, _options.quiet, [&](ProgressBar& bar) { stage(bar); });
+        };
+        const auto warn = [](const zrk::Fault& fault) { tellFault(MessageKind::Warning, fault); };
+        const zrk::SurfaceMesh mesh =
+            zrk::valueOrThrow(zrkmodel::writeSurface(_options.file, task, runStage, warn));
         if (!_options.quiet) {
             tell("{}: {} triangles, {} vertices\n", zrk::printable(_options.file), mesh.triangles.size(),
                  mesh.vertices.size());
@@ -176,7 +177,7 @@ private:
     Job _job;
     std::optional<zrk::LengthUnit> _unit;
     std::optional<zrk::PreparedField> _colors;
-    Solid _solid;
+    zrkmodel::Solid _solid;
     zrk::PreparedField _field;
     zrk::SurfaceSettings _settings;
 
@@ -203,27 +204,12 @@ private:
         return zrk::PreparedField(output.field);
     }
 
-    /// Throws FaultError for what was asked for and the format has no place for.
-    void checkFormat() const
-    {
-        const bool isVdb = _format == zrk::PartFormat::Vdb;
-        if (_colors && (isVdb || _format == zrk::PartFormat::Stl)) {
-            throw zrk::FaultError({_options.file,
-                                   fmt::format("the format {}, which has no colours", isVdb ? "VDB" : "STL"),
-                                   ".3mf, .ply or .obj with --color", "write another format"});
-        }
-        if (isVdb && _options.isOpen) {
-            throw zrk::FaultError({_options.file, "a level set of an open surface, which has no inside",
-                                   "a closed one", "leave --open out, or write another format"});
-        }
-    }
-
     zrk::SurfaceSettings settings() const
     {
         zrk::SurfaceSettings settings;
         settings.lower = _solid.bounds.min;
         settings.upper = _solid.bounds.max;
-        settings.cells = surfaceCells(_solid.bounds, _options.resolution, _options.cell);
+        settings.cells = zrkmodel::surfaceCells(_solid.bounds, _options.resolution, _options.cell);
         settings.iso = _solid.iso;
         settings.solid = _solid.side;
         settings.keepsCreases = _options.isSharp;
@@ -231,58 +217,6 @@ private:
         settings.flatness = _options.flatness;
         settings.threads = _options.threads;
         return settings;
-    }
-
-    zrk::SurfaceMesh extract() const
-    {
-        withProgress("estimating", _options.quiet,
-                     [&](ProgressBar& bar) { checkSurfaceSize(_field, _settings, _format, bar); });
-        auto mesh = withProgress("surface", _options.quiet, [&](ProgressBar& bar) {
-            return zrk::extractSurface(_field, _settings, &bar);
-        });
-        if (!mesh) {
-            throw zrk::FaultError(zrk::interruptedAt("surface"));
-        }
-        if (mesh->triangles.empty()) {
-            throw zrk::FaultError(
-                {placeOf(_job),
-                 fmt::format("no surface at {} within {:g}, {:g}, {:g} and {:g}, {:g}, {:g}{}", _settings.iso,
-                             _settings.lower[0], _settings.lower[1], _settings.lower[2], _settings.upper[0],
-                             _settings.upper[1], _settings.upper[2],
-                             mesh->undefinedSamples > 0 ? ", where the field has no value" : ""),
-                 fmt::format("values {} {} somewhere in the bounds",
-                             _settings.solid == zrk::SolidSide::Above ? "above" : "below", _settings.iso),
-                 "give other --bounds, another --iso or a higher --resolution; `zrk slice` shows the field",
-                 zrk::FaultKind::FailedWork});
-        }
-        return std::move(*mesh);
-    }
-
-    void warnOfUndefined(const zrk::SurfaceMesh& mesh) const
-    {
-        if (mesh.undefinedSamples > 0) {
-            tell("warning: {}\n",
-                 zrk::messageOf({placeOf(_job),
-                                 fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
-                                 "a number everywhere",
-                                 "`zrk slice` shows where; the surface is closed around these regions"}));
-        }
-    }
-
-    std::vector<zrk::VertexColor> colorsOf(const zrk::SurfaceMesh& mesh) const
-    {
-        if (!_colors) {
-            return {};
-        }
-        return withProgress("colours", _options.quiet,
-                            [&](ProgressBar& bar) { return vertexColors(*_colors, mesh, bar); });
-    }
-
-    /// The document's name without its endings.
-    std::string title() const
-    {
-        const std::string name = std::filesystem::path(_options.document).filename().string();
-        return name.substr(0, name.find(".zrk.json"));
     }
 
     void report(const zrk::SurfaceMesh& mesh) const

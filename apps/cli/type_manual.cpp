@@ -1,14 +1,12 @@
 #include "apps/cli/type_manual.h"
 
-#include "model/graph.h"
-#include "model/graph_object.h"
+#include "apps/cli/specimen.h"
 #include "model/manual.h"
 #include "model/property.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <memory>
 #include <span>
 #include <sstream>
 #include <string_view>
@@ -48,18 +46,6 @@ const char* optionName(zrkmodel::ZRKPinOpt option)
     }
     return "None";
 }
-
-/// A fresh node of a type, with its pins declared, and the graph that it lives in.
-struct Specimen {
-    std::shared_ptr<zrkmodel::ZRKGraph> graph = zrkmodel::ZRKGraph::create();
-    std::shared_ptr<zrkmodel::ZRKGraphObject> object;
-    std::shared_ptr<zrkmodel::ZRKGraphNode> node;
-
-    explicit Specimen(const Registration& entry) : object(entry.factory())
-    {
-        node = graph->getNodePtr(graph->addNode(object).id());
-    }
-};
 
 /// What the manual says of a value, without its name, kind and default.
 Json told(const ManualMember& value)

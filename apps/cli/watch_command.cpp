@@ -120,7 +120,7 @@ void watch(const WatchOptions& options)
                 (isFirst && files.size() == 1 && !fs::exists(options.document))) {
                 throw zrk::FaultError(drawn.error());
             }
-            tell("zrk: {}\n", zrk::messageOf(drawn.error()));
+            tellFault(MessageKind::Failure, drawn.error());
             // What a broken document doesn't name any more is still what it will.
             files.insert(files.end(), watched.begin(), watched.end());
         }

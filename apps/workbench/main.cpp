@@ -1,5 +1,8 @@
-#include "apps/workbench/window.h"
+#include "apps/workbench/views/view_pane.h"
+#include "apps/workbench/window/measure.h"
+#include "apps/workbench/window/window.h"
 #include "components/registration.h"
+#include "host/build_information.h"
 #include "inspectors/css_style.h"
 #include "inspectors/describe.h"
 #include "inspectors/panels.h"
@@ -11,8 +14,8 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QFileInfo>
-#include <QScrollArea>
+#include <QSettings>
+#include <QTimer>
 
 #include <cstdint>
 #include <cstdio>
@@ -30,7 +33,9 @@ struct Options {
     std::string document;
     std::string screenshot;
     std::optional<std::uint16_t> select;
-    std::string size = "1280x800";
+    std::string size = "1440x900";
+    std::string view = "slice";
+    bool measure = false;
     std::string palette = "system";
     std::string picturesFolder;
     std::vector<std::string> types;
@@ -118,7 +123,6 @@ int picturePanels(const Options& options)
 
 int screenshot(zrkworkbench::Window& window, const Options& options, QSize size)
 {
-    window.setAttribute(Qt::WA_DontShowOnScreen);
     window.resize(size);
     window.show();
     QElapsedTimer clock;
@@ -127,7 +131,7 @@ int screenshot(zrkworkbench::Window& window, const Options& options, QSize size)
         QApplication::processEvents(QEventLoop::AllEvents, 20);
     } while (!window.isSettled() && clock.elapsed() < kPatience);
     if (!window.isSettled()) {
-        return report("the slice isn't done after two minutes", kFailed);
+        return report("the pictures aren't done after two minutes", kFailed);
     }
     QApplication::processEvents();
     if (!window.grab().save(QString::fromStdString(options.screenshot))) {
@@ -138,7 +142,17 @@ int screenshot(zrkworkbench::Window& window, const Options& options, QSize size)
     return 0;
 }
 
-int runWindow(const Options& options)
+int measure(const Options& options)
+{
+    const auto numbers = zrkworkbench::measureWindow(options.document);
+    if (!numbers) {
+        return report(zrk::messageOf(numbers.error()), kWrongUsage);
+    }
+    const std::string text = numbers->dump(2) + "\n";
+    return std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0 ? 0 : kFailed;
+}
+
+int runWindow(const Options& options, bool sized)
 {
     const std::optional<QSize> size = parseSize(options.size);
     if (!size) {
@@ -147,18 +161,37 @@ int runWindow(const Options& options)
                                   options.size),
                       kWrongUsage);
     }
-    zrkworkbench::Window window;
-    window.resize(*size);
-    if (!options.document.empty() && !window.open(options.document) && !options.screenshot.empty()) {
-        return report(window.message(), kWrongUsage);
+    const bool isPicture = !options.screenshot.empty();
+    if (options.measure) {
+        return measure(options);
     }
-    if (options.select && !window.select(*options.select)) {
+    zrkworkbench::Window window({.keepsSettings = !isPicture});
+    if (isPicture) {
+        window.setAttribute(Qt::WA_DontShowOnScreen);
+        window.resize(*size);
+        if (!options.document.empty() && !window.open(options.document)) {
+            return report(window.message(), kWrongUsage);
+        }
+    } else if (!options.document.empty()) {
+        window.startOpening({options.document});
+    } else if (!QSettings().contains("window/started")) {
+        QSettings().setValue("window/started", true);
+        window.showFirstStart();
+    } else {
+        window.newDocument();
+    }
+    if (options.select && isPicture && !window.select(*options.select)) {
         return report(fmt::format("--select: found {}, expected the id of a node of {}", *options.select,
                                   options.document),
                       kWrongUsage);
     }
-    if (!options.screenshot.empty()) {
+    window.view().setTab(options.view == "solid" ? zrkworkbench::ViewPane::Tab::Solid
+                                                 : zrkworkbench::ViewPane::Tab::Slice);
+    if (isPicture) {
         return screenshot(window, options, *size);
+    }
+    if (sized) {
+        window.resize(*size);
     }
     window.show();
     return QApplication::exec();
@@ -174,7 +207,6 @@ void tellFailuresOnly(QtMsgType type, const QMessageLogContext&, const QString& 
 
 void applyStyle(QApplication& app, const std::string& palette)
 {
-    QApplication::setStyle("fusion");
     if (QApplication::platformName() == "offscreen") {
         // Without a desktop there is no font size of the system's either.
         QFont font = QApplication::font();
@@ -192,13 +224,19 @@ void applyStyle(QApplication& app, const std::string& palette)
 int main(int argc, char** argv)
 {
     Options options;
-    CLI::App commands("Shows a graph document: its nodes, their panels, and slices of what they compute.");
-    commands.set_version_flag("--version", std::string(ZRK_VERSION));
+    CLI::App commands(
+        "A workbench for graph documents: builds them from nodes and shows at once what they compute.");
+    commands.set_version_flag("--version", [] { return zrkmodel::buildInformation("zrk-workbench"); });
     commands.add_option("document", options.document, "document to open (*.zrk.json)");
     commands.add_option("--screenshot", options.screenshot,
                         "render the settled window into this file and exit");
     commands.add_option("--select", options.select, "node to select, by its id");
-    commands.add_option("--size", options.size, "of the window, WIDTHxHEIGHT (default 1280x800)");
+    auto* sized =
+        commands.add_option("--size", options.size, "of the window, WIDTHxHEIGHT (default 1440x900)");
+    commands.add_option("--view", options.view, "what the view shows: slice (default) or solid")
+        ->check(CLI::IsMember({"slice", "solid"}));
+    commands.add_flag("--measure", options.measure,
+                      "measure the window with this document, print the numbers as JSON and exit");
     commands.add_option("--palette", options.palette, "light, dark or system (default)")
         ->check(CLI::IsMember({"light", "dark", "system"}));
     auto* describe = commands.add_option("--describe-panels", options.types,
@@ -215,7 +253,8 @@ int main(int argc, char** argv)
     }
     options.describe = describe->count() > 0;
     std::erase(options.types, std::string()); // CLI11 gives one for an option without words
-    const bool needsNoScreen = options.describe || pictures->count() > 0 || !options.screenshot.empty();
+    const bool needsNoScreen =
+        options.describe || pictures->count() > 0 || !options.screenshot.empty() || options.measure;
     if (needsNoScreen && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
@@ -227,6 +266,9 @@ int main(int argc, char** argv)
     QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
 #endif
     QApplication app(argc, argv);
+    QCoreApplication::setOrganizationName("zrk");
+    QCoreApplication::setApplicationName("workbench");
+    QCoreApplication::setApplicationVersion(zrkmodel::version());
     zrkmodel::ZRKGraphComponentsInit::initializeModule();
     zrkui::ZRKGraphInspectorsInit::initializeModule();
     applyStyle(app, options.palette);
@@ -236,5 +278,5 @@ int main(int argc, char** argv)
     if (pictures->count() > 0) {
         return picturePanels(options);
     }
-    return runWindow(options);
+    return runWindow(options, sized->count() > 0);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "components/coordinates/geometry_property.h"
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 
@@ -36,7 +37,7 @@ namespace zrkmodel {
 ///                     "points": [[0, 0, 0], [1, 0, 0], [1, 1, 0]]}],
 ///      "nodes": [{"id": 1, "type": "Curve Length", "values": {"curve": "2d20", "use length": true}}],
 ///      "output": [1, 0]}
-class ZRKCurveLength final : public ZRKComponent<ZRKCurveLength> {
+class ZRK_API ZRKCurveLength final : public ZRKComponent<ZRKCurveLength> {
 public:
     ZRKGeometryProperty curve{"curve", nullptr, this};
     ZRKProperty<bool> normalize{"normalize", true, this};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "components/coordinates/geometry_property.h"
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 
@@ -45,7 +46,7 @@ namespace zrkmodel {
 ///                     "center": [0, 0, 0], "axis": [0, 0, 1], "radius": 1}],
 ///      "nodes": [{"id": 1, "type": "Curve UVW", "values": {"curve": "2d20", "mode": 1}}],
 ///      "output": [1, 0]}
-class ZRKCurveUVW final : public ZRKComponent<ZRKCurveUVW> {
+class ZRK_API ZRKCurveUVW final : public ZRKComponent<ZRKCurveUVW> {
 public:
     enum class Mode { extrude = 0, wrap = 1 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -53,7 +54,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "CylinderUVW", "values": {"end point": [0, 1, 1], "twist": 3.14}},
 ///                {"id": 2, "type": "Gyroid"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKCylinderUVW final : public ZRKComponent<ZRKCylinderUVW> {
+class ZRK_API ZRKCylinderUVW final : public ZRKComponent<ZRKCylinderUVW> {
 public:
     enum class CapStyle { none = 0, round = 1 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "components/coordinates/geometry_property.h"
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 
@@ -30,7 +31,7 @@ namespace zrkmodel {
 ///                     "center": [0, 0, 0], "radius": 1}],
 ///      "nodes": [{"id": 1, "type": "Face UVW", "values": {"face": "2d20"}}],
 ///      "output": [1, 0]}
-class ZRKFaceUVW final : public ZRKComponent<ZRKFaceUVW> {
+class ZRK_API ZRKFaceUVW final : public ZRKComponent<ZRKFaceUVW> {
 public:
     ZRKGeometryProperty face{"face", nullptr, this};
 

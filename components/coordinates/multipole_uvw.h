@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/geometry.h"
@@ -65,7 +66,7 @@ namespace zrkmodel {
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
 ///
 /// Threads: Edits and listeners belong to the interface thread.
-class ZRKMultipoleUVW final : public ZRKComponent<ZRKMultipoleUVW> {
+class ZRK_API ZRKMultipoleUVW final : public ZRKComponent<ZRKMultipoleUVW> {
 public:
     /// A fixed position or a reference to a geometry, with a signed strength.
     class Pole {
@@ -140,7 +141,7 @@ private:
 /// "point_handle". "point" is where the pole is now. For a reference that doesn't resolve it is the point
 /// that was read, so that the last known point goes from one document to the next.
 template <>
-struct ZRKValueSerializer<ZRKMultipoleUVW::Pole> {
+struct ZRK_API ZRKValueSerializer<ZRKMultipoleUVW::Pole> {
     using Pole = ZRKMultipoleUVW::Pole;
     static void write(ZRKSerialization& s, const Pole& pole, const ZRKSerializationPos& pos);
     static bool read(const ZRKDeserialization& d, Pole& pole, const ZRKSerializationPos& pos);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -41,7 +42,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "ZRKSphereUVW", "values": {"radius": 0.8}},
 ///                {"id": 2, "type": "Gyroid"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKSphereUVW final : public ZRKComponent<ZRKSphereUVW> {
+class ZRK_API ZRKSphereUVW final : public ZRKComponent<ZRKSphereUVW> {
 public:
     ZRKProperty<double> radius{"radius", 1.0, this};
     ZRKProperty<double> poles{"poles", 0.0, this}; ///< kept for saved documents; changes nothing

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -38,7 +39,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "ZRKTorusUVW", "values": {"ring radius": 0.8}},
 ///                {"id": 2, "type": "Gyroid"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKTorusUVW final : public ZRKComponent<ZRKTorusUVW> {
+class ZRK_API ZRKTorusUVW final : public ZRKComponent<ZRKTorusUVW> {
 public:
     ZRKProperty<zrk::Tensor<3, double>> center{"center", {0, 0, 0}, this};
     ZRKProperty<double> ringRadius{"ring radius", 0.4, this};

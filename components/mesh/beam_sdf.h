@@ -3,6 +3,7 @@
 #include "components/mesh/beam_kernel.h"
 #include "core/engine/kernel_slot.h"
 #include "core/mesh/beams/beam_lattice.h"
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/file_import.h"
@@ -59,7 +60,7 @@ namespace zrkmodel {
 /// Threads: A lattice that is imported, or built anew after the inspector was opened, reaches evaluators that
 /// are already built: their next run, not one under way, has it. They go on with the last lattice when the
 /// component is gone. Imports belong to the interface thread; evaluators may be asked for and run on any.
-class ZRKBeamSDF final : public ZRKComponent<ZRKBeamSDF>, public ZRKFileImport, public ZRKDataHolder {
+class ZRK_API ZRKBeamSDF final : public ZRKComponent<ZRKBeamSDF>, public ZRKFileImport, public ZRKDataHolder {
 public:
     ZRKProperty<int> resolution{"resolution", 3, this};
     ZRKProperty<zrk::Tensor<3, double>> min{"min", {0, 0, 0}, this};

@@ -3,6 +3,7 @@
 #include "components/mesh/mesh_kernel.h"
 #include "core/engine/kernel_slot.h"
 #include "core/mesh/mesh_field.h"
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/file_import.h"
 #include "model/held_data.h"
@@ -45,7 +46,7 @@ namespace zrkmodel {
 /// Threads: An import reaches evaluators that are already built: their next run, not one under way, has the
 /// new mesh. They go on with the last mesh when the component is gone. Imports belong to the interface
 /// thread; evaluators may be asked for and run on any.
-class ZRKMeshSDF final : public ZRKComponent<ZRKMeshSDF>, public ZRKFileImport, public ZRKDataHolder {
+class ZRK_API ZRKMeshSDF final : public ZRKComponent<ZRKMeshSDF>, public ZRKFileImport, public ZRKDataHolder {
 public:
     using Field = std::shared_ptr<const zrk::MeshWindingField>;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "components/operators/binary_operation_table.h"
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 
@@ -62,7 +63,7 @@ namespace zrkmodel {
 ///                {"id": 3, "type": "BinaryOperator", "values": {"op_name": "maximum"}}],
 ///      "links": [{"from": [1, 0], "to": [3, 0]}, {"from": [2, 0], "to": [3, 1]}],
 ///      "output": [3, 0]}
-class ZRKBinaryOperator final : public ZRKComponent<ZRKBinaryOperator> {
+class ZRK_API ZRKBinaryOperator final : public ZRKComponent<ZRKBinaryOperator> {
 public:
     ZRKProperty<double> strengthA{"strengthA", 1.0, this};
     ZRKProperty<double> strengthB{"strengthB", 1.0, this};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/fall_off_function.h"
 #include "model/property.h"
@@ -38,7 +39,7 @@ namespace zrkmodel {
 ///                 "values": {"falloff params": {"start": -0.1, "end": 0.1, "curve": "smooth"}}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}],
 ///      "output": [2, 0]}
-class ZRKFallOff final : public ZRKComponent<ZRKFallOff> {
+class ZRK_API ZRKFallOff final : public ZRKComponent<ZRKFallOff> {
 public:
     ZRKProperty<ZRKFallOffFunction> function{"falloff params", {}, this};
 

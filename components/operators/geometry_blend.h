@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/fall_off_function.h"
 #include "model/geometry.h"
@@ -39,7 +40,7 @@ namespace zrkmodel {
 ///                     "center": [0, 0, 0], "radius": 1}],
 ///      "nodes": [{"id": 1, "type": "geometry blend", "values": {"geometries": "2d20"}}],
 ///      "output": [1, 0]}
-class ZRKGeometryBlend final : public ZRKComponent<ZRKGeometryBlend> {
+class ZRK_API ZRKGeometryBlend final : public ZRKComponent<ZRKGeometryBlend> {
 public:
     ZRKProperty<std::shared_ptr<ZRKGeometry>> geometries{"geometries", nullptr, this};
     ZRKProperty<ZRKFallOffFunction> falloff{"falloff params", {}, this};

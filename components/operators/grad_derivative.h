@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 
@@ -33,7 +34,7 @@ namespace zrkmodel {
 ///                {"id": 2, "type": "GradDerivative", "values": {"normalize": true}},
 ///                {"id": 3, "type": "ColorFromVec3"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}, {"from": [2, 0], "to": [3, 0]}], "output": [3, 0]}
-class ZRKGradDerivative final : public ZRKComponent<ZRKGradDerivative> {
+class ZRK_API ZRKGradDerivative final : public ZRKComponent<ZRKGradDerivative> {
 public:
     ZRKProperty<bool> normalize{"normalize", false, this};
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 
@@ -33,7 +34,7 @@ namespace zrkmodel {
 ///                 "values": {"levelset isovalue": 0.3}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}],
 ///      "output": [2, 0]}
-class ZRKLevelsetIsoValue final : public ZRKComponent<ZRKLevelsetIsoValue> {
+class ZRK_API ZRKLevelsetIsoValue final : public ZRKComponent<ZRKLevelsetIsoValue> {
 public:
     ZRKProperty<double> isoValue{"levelset isovalue", 0.5, this};
     ZRKProperty<bool> invertInterior{"invert interior", false, this};

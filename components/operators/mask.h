@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 
@@ -37,7 +38,7 @@ namespace zrkmodel {
 ///                {"id": 3, "type": "mask", "values": {"replace": true}}],
 ///      "links": [{"from": [1, 0], "to": [3, 0]}, {"from": [2, 0], "to": [3, 1]}],
 ///      "output": [3, 0]}
-class ZRKMask final : public ZRKComponent<ZRKMask> {
+class ZRK_API ZRKMask final : public ZRKComponent<ZRKMask> {
 public:
     ZRKProperty<double> multiplier{"multiplier", 1.0, this};
     ZRKProperty<bool> replace{"replace", false, this};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 
@@ -29,7 +30,7 @@ namespace zrkmodel {
 ///                {"id": 2, "type": "Multiply", "values": {"multiplier": -1}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}],
 ///      "output": [2, 0]}
-class ZRKMultiply final : public ZRKComponent<ZRKMultiply> {
+class ZRK_API ZRKMultiply final : public ZRKComponent<ZRKMultiply> {
 public:
     ZRKProperty<double> multiplier{"multiplier", 1.0, this};
 

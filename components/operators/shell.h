@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 
@@ -41,7 +42,7 @@ namespace zrkmodel {
 ///                {"id": 2, "type": "Shell", "values": {"inner thickness": 0.2}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}],
 ///      "output": [2, 0]}
-class ZRKShell final : public ZRKComponent<ZRKShell> {
+class ZRK_API ZRKShell final : public ZRKComponent<ZRKShell> {
 public:
     ZRKProperty<double> offset{"offset", 0.0, this};
     ZRKProperty<double> innerThickness{"inner thickness", 0.1, this};

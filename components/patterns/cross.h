@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -42,7 +43,7 @@ namespace zrkmodel {
 ///     {"zrkGraph": 1, "context": {"modelBounds": [[0, 0, 0], [2, 2, 2]]},
 ///      "nodes": [{"id": 1, "type": "Cross", "values": {"thickness ratios": [1, 1, -3]}}],
 ///      "output": [1, 0]}
-class ZRKCross final : public ZRKComponent<ZRKCross> {
+class ZRK_API ZRKCross final : public ZRKComponent<ZRKCross> {
 public:
     ZRKProperty<double> smoothness{"smoothness", 0.0, this};
     ZRKProperty<zrk::Tensor<3, double>> thicknessRatios{"thickness ratios", {1, 1, 1}, this};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 
@@ -34,7 +35,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "TwistTransform", "values": {"angle": 30}},
 ///                {"id": 2, "type": "Gyroid"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKGyroid final : public ZRKComponent<ZRKGyroid> {
+class ZRK_API ZRKGyroid final : public ZRKComponent<ZRKGyroid> {
 public:
     ZRKProperty<double> contour{"contour", 0.0, this};
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 #include "model/value_list.h"
@@ -52,7 +53,7 @@ namespace zrkmodel {
 ///      "output": [1, 0]}
 ///
 /// Threads: Edits belong to the interface thread. Evaluators own their waves.
-class ZRKPatternDesigner final : public ZRKComponent<ZRKPatternDesigner> {
+class ZRK_API ZRKPatternDesigner final : public ZRKComponent<ZRKPatternDesigner> {
 public:
     /// Frequencies in cycles per model unit, amplitude without a unit, phase in cycles.
     struct Wave {
@@ -97,7 +98,7 @@ public:
 
 /// A wave is stored as an object with the members "fx", "fy", "fz", "amplitude" and "phase".
 template <>
-struct ZRKValueSerializer<ZRKPatternDesigner::Wave> {
+struct ZRK_API ZRKValueSerializer<ZRKPatternDesigner::Wave> {
     using Wave = ZRKPatternDesigner::Wave;
     static void write(ZRKSerialization& s, const Wave& wave, const ZRKSerializationPos& pos);
     static bool read(const ZRKDeserialization& d, Wave& wave, const ZRKSerializationPos& pos);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -44,7 +45,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "BoxSDF",
 ///                 "values": {"center": [0, 0, 0], "dimensions": [2, 1, 1], "wireframe": true}}],
 ///      "output": [1, 0]}
-class ZRKBoxSDF final : public ZRKComponent<ZRKBoxSDF> {
+class ZRK_API ZRKBoxSDF final : public ZRKComponent<ZRKBoxSDF> {
 public:
     ZRKProperty<double> radius{"radius", 0.0, this};
     ZRKProperty<zrk::Tensor<3, double>> center{"center", {0.5, 0.5, 0.5}, this};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -49,7 +50,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "CylinderSDF",
 ///                 "values": {"start radius": 0.5, "end radius": 0.2, "cap style": 1}}],
 ///      "output": [1, 0]}
-class ZRKCylinderSDF final : public ZRKComponent<ZRKCylinderSDF> {
+class ZRK_API ZRKCylinderSDF final : public ZRKComponent<ZRKCylinderSDF> {
 public:
     enum class CapStyle { none = 0, flat = 1, round = 2 };
 

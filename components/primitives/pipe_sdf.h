@@ -1,6 +1,7 @@
 #pragma once
 
 #include "components/point_interpolator_serializer.h"
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/geometry.h"
 #include "model/property.h"
@@ -39,7 +40,7 @@ namespace zrkmodel {
 ///     {"zrkGraph": 1, "nodes": [{"id": 1, "type": "PipeSDF",
 ///                 "values": {"radius": 0.2, "scaling": [[0, 1, 0], [1, 1, 0]]}}],
 ///      "output": [1, 0]}
-class ZRKPipeSDF final : public ZRKComponent<ZRKPipeSDF> {
+class ZRK_API ZRKPipeSDF final : public ZRKComponent<ZRKPipeSDF> {
 public:
     enum class CapStyle { none = 0, flat = 1, round = 2 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -29,7 +30,7 @@ namespace zrkmodel {
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PlaneSDF", "values": {"origin": [0, 0, 0.5]}}],
 ///      "output": [1, 0]}
-class ZRKPlaneSDF final : public ZRKComponent<ZRKPlaneSDF> {
+class ZRK_API ZRKPlaneSDF final : public ZRKComponent<ZRKPlaneSDF> {
 public:
     ZRKProperty<zrk::Tensor<3, double>> origin{"origin", {0, 0, 0}, this};
     ZRKProperty<zrk::Tensor<3, double>> normal{"normal", {0, 0, 1}, this};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -29,7 +30,7 @@ namespace zrkmodel {
 ///     {"zrkGraph": 1, "context": {"modelBounds": [[-2, -3, -3], [4, 3, 3]]},
 ///      "nodes": [{"id": 1, "type": "SphereSDF", "values": {"radius": 2, "center": [1, 0, 0]}}],
 ///      "output": [1, 0]}
-class ZRKSphereSDF final : public ZRKComponent<ZRKSphereSDF> {
+class ZRK_API ZRKSphereSDF final : public ZRKComponent<ZRKSphereSDF> {
 public:
     ZRKProperty<double> radius{"radius", 1.0, this};
     ZRKProperty<zrk::Tensor<3, double>> center{"center", {0, 0, 0}, this};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -32,7 +33,7 @@ namespace zrkmodel {
 ///     {"zrkGraph": 1, "context": {"modelBounds": [[-1.5, -1.5, -0.5], [1.5, 1.5, 0.5]]},
 ///      "nodes": [{"id": 1, "type": "TorusSDF", "values": {"ring radius": 1, "tube radius": 0.3}}],
 ///      "output": [1, 0]}
-class ZRKTorusSDF final : public ZRKComponent<ZRKTorusSDF> {
+class ZRK_API ZRKTorusSDF final : public ZRKComponent<ZRKTorusSDF> {
 public:
     ZRKProperty<zrk::Tensor<3, double>> center{"center", {0, 0, 0}, this};
     ZRKProperty<double> ringRadius{"ring radius", 0.4, this};

@@ -2,6 +2,7 @@
 
 #include "components/guarded.h"
 #include "components/raster/image_property.h"
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/held_data.h"
 
@@ -65,7 +66,7 @@ namespace zrkmodel {
 ///      "output": [1, 0]}
 ///
 /// Threads: Any number of threads may build evaluators at once, but none while a property is edited.
-class ZRK2DImageExtrude final : public ZRKComponent<ZRK2DImageExtrude>, public ZRKDataHolder {
+class ZRK_API ZRK2DImageExtrude final : public ZRKComponent<ZRK2DImageExtrude>, public ZRKDataHolder {
 public:
     static constexpr std::size_t kSlots = 3;
 

@@ -2,6 +2,7 @@
 
 #include "components/guarded.h"
 #include "components/raster/image_property.h"
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/held_data.h"
 
@@ -32,7 +33,7 @@ namespace zrkmodel {
 ///
 /// Threads: Any number of threads may build evaluators at once, but none while a property is edited.
 template <int N>
-class ZRKImageSamplerBase : public ZRKExtensionBase, public ZRKDataHolder {
+class ZRK_API ZRKImageSamplerBase : public ZRKExtensionBase, public ZRKDataHolder {
 public:
     ZRKProperty<bool> wrap{"wrap", true, this};
     ZRKImage2dProperty image{"image", nullptr, this};

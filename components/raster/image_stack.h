@@ -2,6 +2,7 @@
 
 #include "components/guarded.h"
 #include "components/raster/image_property.h"
+#include "core/values/export.h"
 #include "formats/slices.h"
 #include "model/component.h"
 #include "model/file_import.h"
@@ -54,7 +55,7 @@ namespace zrkmodel {
 ///      "output": [1, 0]}
 ///
 /// Threads: Any number of threads may build evaluators at once, but none while a property is edited.
-class ZRK3DImage final : public ZRKComponent<ZRK3DImage>, public ZRKFileImport, public ZRKDataHolder {
+class ZRK_API ZRK3DImage final : public ZRKComponent<ZRK3DImage>, public ZRKFileImport, public ZRKDataHolder {
 public:
     ZRKProperty<bool> wrap{"wrap", true, this};
     ZRKProperty<double> sizeX{"size x", 1.0, this};

@@ -3,6 +3,7 @@
 #include "components/guarded.h"
 #include "components/pending.h"
 #include "core/values/bbox.h"
+#include "core/values/export.h"
 #include "core/values/raster.h"
 #include "model/component.h"
 #include "model/held_data.h"
@@ -53,7 +54,7 @@ namespace zrkmodel {
 /// ask meanwhile wait for it, but changes upstream don't. One that is announced meanwhile leaves the new
 /// raster to those who asked for it, and the component stale. Under a ZRKDeferredBuilding the first sample
 /// builds the raster. Evaluators share the raster and keep it when it is replaced.
-class ZRKRasterFX final : public ZRKComponent<ZRKRasterFX>, public ZRKDataHolder {
+class ZRK_API ZRKRasterFX final : public ZRKComponent<ZRKRasterFX>, public ZRKDataHolder {
 public:
     ZRKProperty<bool> autoUpdate{"auto-update", false, this};
     ZRKProperty<int> resolution{"resolution", 8, this};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/matrix4.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -36,7 +37,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "AffineTransform", "values": {"rotation": [90, 0, 0]}},
 ///                {"id": 2, "type": "TorusSDF"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKAffineTransform final : public ZRKComponent<ZRKAffineTransform> {
+class ZRK_API ZRKAffineTransform final : public ZRKComponent<ZRKAffineTransform> {
 public:
     ZRKProperty<bool> inverse{"inverse", true, this};
     ZRKProperty<zrk::Tensor<3, double>> translation{"translation", {0, 0, 0}, this};

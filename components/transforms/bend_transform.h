@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -39,7 +40,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "BendTransform", "values": {"angle": 10}},
 ///                {"id": 2, "type": "BoxSDF", "values": {"center": [0, 0, 0], "dimensions": [1, 1, 8]}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKBendTransform final : public ZRKComponent<ZRKBendTransform> {
+class ZRK_API ZRKBendTransform final : public ZRKComponent<ZRKBendTransform> {
 public:
     ZRKProperty<double> angle{"angle", 5.0, this};
     ZRKProperty<zrk::Tensor<3, double>> axis{"axis", {1, 0, 0}, this};

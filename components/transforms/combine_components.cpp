@@ -65,9 +65,9 @@ public:
         for (std::size_t i = 0; i < run.boxCount(); i += Batch::size) {
             zrk::IntervalBatch weight = 0.0;
             for (std::size_t k = 0; k < N; ++k) {
-                weight = larger(run.input(k).weights().load(i), weight);
+                weight = larger(zrk::loadBounds(run.input(k).weights(), i), weight);
             }
-            out.store(i, weight);
+            zrk::storeBounds(weight, out, i);
         }
         return true;
     }

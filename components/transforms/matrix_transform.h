@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/matrix4.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -37,7 +38,7 @@ namespace zrkmodel {
 ///                 "values": {"matrix": [1,0,0,0, 0,1,0,0, 0,0,1,0, 2,0,0,1]}},
 ///                {"id": 2, "type": "SphereSDF"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKMatrixTransform final : public ZRKComponent<ZRKMatrixTransform> {
+class ZRK_API ZRKMatrixTransform final : public ZRKComponent<ZRKMatrixTransform> {
 public:
     ZRKProperty<bool> inverse{"inverse", true, this};
     ZRKProperty<zrk::Matrix4> matrix{"matrix", zrk::kIdentity4, this};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 #include "model/property.h"
 
@@ -29,7 +30,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "PositionVec3", "values": {"normalized": true}},
 ///                {"id": 2, "type": "Vector3SplitComponents"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 2]}
-class ZRKPositionVec3 final : public ZRKComponent<ZRKPositionVec3> {
+class ZRK_API ZRKPositionVec3 final : public ZRKComponent<ZRKPositionVec3> {
 public:
     ZRKProperty<bool> normalized{"normalized", false, this};
     ZRKProperty<bool> objectSpace{"object space coords", false, this};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -34,7 +35,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "QuantizeTransform", "values": {"step": [0.25, 0.25, 0.25]}},
 ///                {"id": 2, "type": "SphereSDF"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKQuantizeTransform final : public ZRKComponent<ZRKQuantizeTransform> {
+class ZRK_API ZRKQuantizeTransform final : public ZRKComponent<ZRKQuantizeTransform> {
 public:
     ZRKProperty<double> strength{"strength", 1.0, this};
     ZRKProperty<zrk::Tensor<3, double>> step{"step", {1, 1, 1}, this};

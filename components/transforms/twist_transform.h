@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 #include "model/component.h"
 #include "model/property.h"
@@ -33,7 +34,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "TwistTransform", "values": {"angle": 45}},
 ///                {"id": 2, "type": "BoxSDF", "values": {"center": [0, 0, 0], "dimensions": [1, 1, 8]}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKTwistTransform final : public ZRKComponent<ZRKTwistTransform> {
+class ZRK_API ZRKTwistTransform final : public ZRKComponent<ZRKTwistTransform> {
 public:
     ZRKProperty<zrk::Tensor<3, double>> center{"center", {0, 0, 0}, this};
     ZRKProperty<zrk::Tensor<3, double>> axis{"axis", {0, 0, 1}, this};

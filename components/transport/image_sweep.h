@@ -3,6 +3,7 @@
 #include "components/guarded.h"
 #include "components/pending.h"
 #include "components/point_interpolator_serializer.h"
+#include "core/values/export.h"
 #include "core/values/raster.h"
 #include "model/component.h"
 #include "model/geometry.h"
@@ -82,7 +83,7 @@ namespace zrkmodel {
 /// Threads: Edits and `compute` belong to the interface thread. Any number of threads may build evaluators at
 /// once, but none while a property is edited. Evaluators share the volume and keep it when it is replaced.
 /// Under a ZRKDeferredBuilding their first sample makes it.
-class ZRKImageSweep final : public ZRKComponent<ZRKImageSweep>, public ZRKDataHolder {
+class ZRK_API ZRKImageSweep final : public ZRKComponent<ZRKImageSweep>, public ZRKDataHolder {
 public:
     using Image = std::shared_ptr<ZRKImage2d>;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/curves/curve_segment.h"
+#include "core/values/export.h"
 #include "core/values/interval_batch.h"
 
 #include <algorithm>
@@ -161,7 +162,7 @@ namespace zrkmodel {
 /// splines", Computer Aided Geometric Design, 1974, doi:10.1016/B978-0-12-079050-0.50020-5. Here a segment of
 /// another kind beside a smooth one gives its own slope.
 template <>
-struct InterpolationFunction<double> {
+struct ZRK_API InterpolationFunction<double> {
     using Points = std::vector<zrk::InterpolationPoint<double, double, InterpolationFunction>>;
     /// The segment from point `index` to the next; points before the first are the first,
     /// those behind the last the last.

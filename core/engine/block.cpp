@@ -1,5 +1,7 @@
 #include "core/engine/block.h"
 
+#include "core/values/processor.h"
+
 #include <algorithm>
 #include <bit>
 
@@ -18,7 +20,7 @@ struct alignas(64) RowPool::ConstantRow {
     explicit ConstantRow(double value) { std::fill(std::begin(samples), std::end(samples), value); }
 };
 
-RowPool::RowPool() = default;
+RowPool::RowPool() { requireProcessor(); }
 RowPool::~RowPool() = default;
 
 struct RowPool::Chunk {

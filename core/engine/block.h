@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -28,7 +30,7 @@ struct Row {
 
 /// Lends rows. The row that was given back last is lent next, so that a chain works on the few rows that
 /// are still in the cache. A pool and its rows belong to one thread.
-class RowPool {
+class ZRK_API RowPool {
 public:
     RowPool();
     ~RowPool();
@@ -71,7 +73,7 @@ private:
 
 /// The values of one pin over a block of samples: a row for each component and one for the weights.
 /// Rows may be read beyond the last sample, up to a whole vector; what stands there means nothing.
-class Block {
+class ZRK_API Block {
 public:
     /// The row of a component; zeros for a component that the pin doesn't have.
     const double* row(std::size_t component) const

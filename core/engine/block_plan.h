@@ -2,6 +2,7 @@
 
 #include "core/engine/evaluation_node.h"
 #include "core/engine/kernel.h"
+#include "core/values/export.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,7 +14,7 @@
 namespace zrk {
 
 /// What is known of the slots of a plan at the positions of a part of space.
-class SlotDecisions {
+class ZRK_API SlotDecisions {
 public:
     /// The slot that has the same record as this one, to the bit: one upstream of it, or itself.
     virtual std::size_t resolved(std::size_t slot) const = 0;
@@ -31,7 +32,7 @@ protected:
 /// A plan is made once from a chain and a target and never changes. Runners on any number of threads share
 /// it, those that compute blocks of samples (`BlockRunner`) and those that compute bounds (`BoundsRunner`).
 /// It keeps the kernels alive, but not the chain's nodes.
-class BlockPlan {
+class ZRK_API BlockPlan {
 public:
     /// Where the values of a slot come from.
     enum class Source : std::uint8_t {

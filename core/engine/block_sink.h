@@ -2,6 +2,7 @@
 
 #include "core/engine/block.h"
 #include "core/engine/sample_buffer.h"
+#include "core/values/export.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +10,7 @@
 namespace zrk {
 
 /// Takes the blocks of a sweep.
-class BlockSink {
+class ZRK_API BlockSink {
 public:
     virtual ~BlockSink() = default;
     /// Takes the samples from `firstSample` on. One runner calls it in ascending order; several runners
@@ -18,7 +19,7 @@ public:
 };
 
 /// Writes blocks as records of a buffer.
-class BufferSink final : public BlockSink {
+class ZRK_API BufferSink final : public BlockSink {
 public:
     explicit BufferSink(SampleBufferData<double>& buffer) : _buffer(buffer) {}
     void take(std::int32_t firstSample, std::size_t sampleCount, const Block& block) override;

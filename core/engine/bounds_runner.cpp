@@ -1,5 +1,7 @@
 #include "core/engine/bounds_runner.h"
 
+#include "core/values/batch.h"
+
 #include <algorithm>
 #include <cassert>
 

@@ -4,6 +4,7 @@
 #include "core/engine/box_run.h"
 #include "core/engine/evaluation_node.h"
 #include "core/engine/interval_record.h"
+#include "core/values/export.h"
 #include "core/values/interval.h"
 #include "core/values/tensor.h"
 
@@ -18,7 +19,7 @@ using PositionBox = Tensor<3, Interval<double>>;
 
 /// Computes the bounds of a plan's target over boxes of positions, up to kMaxBoxes at a time, for one worker
 /// and on its thread.
-class BoundsRunner {
+class ZRK_API BoundsRunner {
 public:
     /// Bounds of the target's record over each box: every sample whose position lies in the box, and has the
     /// weight 1, has its components and its weight within them. What a node can't bound is unbounded, and so
@@ -49,6 +50,6 @@ private:
 };
 
 /// The bounds of one box of many.
-IntervalRecord recordOf(const BoxBounds& bounds, std::size_t box);
+ZRK_API IntervalRecord recordOf(const BoxBounds& bounds, std::size_t box);
 
 } // namespace zrk

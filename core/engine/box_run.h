@@ -1,7 +1,8 @@
 #pragma once
 
 #include "core/engine/block.h"
-#include "core/values/interval_batch.h"
+#include "core/values/export.h"
+#include "core/values/interval.h"
 
 #include <array>
 #include <cassert>
@@ -14,23 +15,12 @@ namespace zrk {
 
 /// The most boxes whose bounds are computed together.
 inline constexpr std::size_t kMaxBoxes = 64;
-static_assert(kMaxBoxes % Batch::size == 0);
 
 /// The bounds of one component, or of the weights, over some boxes.
-struct alignas(64) IntervalRow {
+struct alignas(64) ZRK_API IntervalRow {
     double lower[kMaxBoxes];
     double upper[kMaxBoxes];
 
-    /// The boxes from `first` on, a multiple of `Batch::size`.
-    IntervalBatch load(std::size_t first) const
-    {
-        return IntervalBatch::ordered(Batch::loadAligned(lower + first), Batch::loadAligned(upper + first));
-    }
-    void store(std::size_t first, const IntervalBatch& values)
-    {
-        values.lower.storeAligned(lower + first);
-        values.upper.storeAligned(upper + first);
-    }
     Interval<double> at(std::size_t box) const { return {lower[box], upper[box]}; }
     void set(std::size_t box, const Interval<double>& value)
     {
@@ -59,7 +49,7 @@ private:
 
 /// The bounds of one pin over some boxes: a row for each component and one for the weights. Rows may be read
 /// beyond the last box, up to a whole vector, where they repeat that box or hold other numbers in order.
-class BoxBounds {
+class ZRK_API BoxBounds {
 public:
     /// The row of a component; zeros for a component that the pin doesn't have.
     const IntervalRow& row(std::size_t component) const
@@ -153,15 +143,16 @@ public:
 
     /// Whether the engine asks where the record is that of one input.
     bool wantsChoices() const { return _choices != nullptr; }
-    /// Says so for boxes from `first` on, those whose lane is set; only if choices are wanted.
-    void choose(std::size_t first, std::size_t input, BatchMask boxes)
+    /// Says so for boxes from `first` on, those whose bit is set, the first one's the lowest; only if choices
+    /// are wanted.
+    void choose(std::size_t first, std::size_t input, unsigned boxes)
     {
         assert(_choices);
         if (input >= _inputCount) {
             return; // a pin without a node
         }
-        for (unsigned bits = bitsOf(boxes), lane = 0; bits != 0; bits >>= 1u, ++lane) {
-            if ((bits & 1u) != 0) {
+        for (unsigned lane = 0; boxes != 0; boxes >>= 1u, ++lane) {
+            if ((boxes & 1u) != 0) {
                 _choices->input[first + lane] = static_cast<std::uint8_t>(input);
             }
         }

@@ -1,5 +1,6 @@
 #include "core/engine/chain_blocks.h"
 
+#include "core/engine/row_steps.h"
 #include "core/values/batch.h"
 #include "core/values/stop.h"
 

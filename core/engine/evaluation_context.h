@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/evaluation_node.h"
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ namespace zrk {
 class ProgressManager;
 
 /// Answers what closures read while their chain is computed by blocks.
-class RecordSource {
+class ZRK_API RecordSource {
 public:
     /// Record of a slot at the context's running sample, valid until the next read.
     virtual const double* readRecord(std::size_t slot) = 0;
@@ -29,7 +30,7 @@ protected:
 /// A context belongs to one thread. Contexts of one run share nothing but the buffers, in which they write
 /// disjoint records.
 template <class T>
-class EvaluationContextT {
+class ZRK_API EvaluationContextT {
 public:
     std::int32_t slotIndex = -1;         ///< index of the running slot
     EvaluationNode* node = nullptr;      ///< node of the running slot

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/sample_buffer.h"
+#include "core/values/export.h"
 #include "core/values/region.h"
 #include "core/values/tensor.h"
 
@@ -21,7 +22,7 @@ using Corners = std::pair<Tensor<3, T>, Tensor<3, T>>;
 ///
 /// Reading positions is safe from many threads; `samples()` is for the preparing thread.
 template <int N, class T>
-class EvaluationDomain {
+class ZRK_API EvaluationDomain {
 public:
     virtual ~EvaluationDomain() = default;
 
@@ -73,7 +74,7 @@ extern template class EvaluationDomain<3, double>;
 
 /// Number of nodes of a grid; an axis without nodes gives 0. Throws FaultError when
 /// sample indices of 32 bits don't reach over it.
-std::int32_t gridSampleCount(std::int32_t nx, std::int32_t ny, std::int32_t nz);
+ZRK_API std::int32_t gridSampleCount(std::int32_t nx, std::int32_t ny, std::int32_t nz);
 
 template <int C, class R>
 class LinearGridDomain;
@@ -107,7 +108,7 @@ private:
 using GridDomain = LinearGridDomain<1, Region<3, 3, double, 1>>;
 
 /// A list of positions.
-class PointListDomain final : public EvaluationDomain<3, double> {
+class ZRK_API PointListDomain final : public EvaluationDomain<3, double> {
 public:
     using EvaluationDomain<3, double>::position;
 

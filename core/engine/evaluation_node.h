@@ -2,6 +2,7 @@
 
 #include "core/engine/kernel.h"
 #include "core/engine/sample_buffer.h"
+#include "core/values/export.h"
 
 #include <cstdint>
 #include <memory>
@@ -15,7 +16,7 @@ class EvaluationDomain;
 
 /// One pin of a chain, built once and kept between runs. Nodes are owned jointly by the
 /// nodes that read them; a chain of any length is released without recursion.
-struct EvaluationNode {
+struct ZRK_API EvaluationNode {
     std::vector<std::shared_ptr<EvaluationNode>> inputs; ///< nodes of the input pins, in pin order
     EvaluationNode* coordinates = nullptr; ///< supplies the positions; null on a coordinates node
     bool buffered = false;                 ///< keeps all records of a run in `sampleBuffer`
@@ -43,7 +44,7 @@ struct EvaluationNode {
 };
 
 /// The run-time face of a node; every context owns its own array of them.
-struct EvaluationSlot {
+struct ZRK_API EvaluationSlot {
     bool pending = false; ///< the bulk pass must fill this slot's buffer
     Evaluation evaluator;
     EvaluationNode* node = nullptr;
@@ -59,6 +60,6 @@ struct EvaluationSlot {
 
 /// Puts in place of each kernel that may change between runs the one for the run that begins now.
 /// @return whether there was any.
-bool fixForRun(std::vector<EvaluationSlot>& slots);
+ZRK_API bool fixForRun(std::vector<EvaluationSlot>& slots);
 
 } // namespace zrk

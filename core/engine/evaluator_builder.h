@@ -2,6 +2,7 @@
 
 #include "core/engine/evaluation_node.h"
 #include "core/engine/field_generator.h"
+#include "core/values/export.h"
 
 #include <any>
 #include <deque>
@@ -92,7 +93,8 @@ extern template class EvaluatorBuilder<double>;
 /// @param coordinates  a fresh coordinates node, which has its positions or their buffer already.
 /// @param target       becomes the field's node. Both nodes must outlive the slots.
 /// @param bounds       what is known of the space: an EvaluationBounds<3, double>, or nothing.
-std::vector<EvaluationSlot> buildChain(std::shared_ptr<IFieldGenerator> field, EvaluationNode& coordinates,
-                                       EvaluationNode& target, std::any bounds = {});
+ZRK_API std::vector<EvaluationSlot> buildChain(std::shared_ptr<IFieldGenerator> field,
+                                               EvaluationNode& coordinates, EvaluationNode& target,
+                                               std::any bounds = {});
 
 } // namespace zrk

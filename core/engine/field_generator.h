@@ -2,6 +2,7 @@
 
 #include "core/engine/field_property.h"
 #include "core/engine/kernel.h"
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 
 #include <compare>
@@ -33,7 +34,7 @@ struct FieldIdentity {
 };
 
 /// Makes the chain of one field. Asked on the preparing thread only.
-class IFieldGenerator {
+class ZRK_API IFieldGenerator {
 public:
     virtual ~IFieldGenerator() = default;
 
@@ -83,11 +84,11 @@ template <std::uint32_t O, std::uint32_t I>
 class SolidField;
 
 /// The closure that hands on the positions that its node is asked at, weight included.
-const Evaluation& passThrough();
+ZRK_API const Evaluation& passThrough();
 
 /// The position itself, weight included.
 template <>
-class PassThroughField<3> final : public FieldGenerator<3, 3> {
+class ZRK_API PassThroughField<3> final : public FieldGenerator<3, 3> {
 public:
     void build(EvaluatorBuilder<double>& builder) override;
     const FieldTypeDescriptor& descriptor() const override;
@@ -96,7 +97,7 @@ public:
 
 /// One number everywhere, with the weight of the position.
 template <>
-class SolidField<1, 3> final : public FieldGenerator<1, 3> {
+class ZRK_API SolidField<1, 3> final : public FieldGenerator<1, 3> {
 public:
     FieldProperty<Tensor<1, double>> fillValue{properties, "fillValue", Tensor<1, double>{0.0}};
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 
 #include <any>
@@ -22,7 +23,7 @@ struct FieldPropertyAccessors {
 };
 
 /// A named value of a field generator.
-class FieldPropertyBase {
+class ZRK_API FieldPropertyBase {
 public:
     const std::string name;
 
@@ -45,7 +46,7 @@ private:
 };
 
 /// The properties of one generator by name. They are members of the generator and not owned.
-class FieldProperties {
+class ZRK_API FieldProperties {
 public:
     virtual ~FieldProperties() = default;
     FieldProperties() = default;

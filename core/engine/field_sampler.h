@@ -7,6 +7,7 @@
 #include "core/engine/field_generator.h"
 #include "core/engine/progress.h"
 #include "core/values/bbox.h"
+#include "core/values/export.h"
 
 #include <cstddef>
 #include <functional>
@@ -24,7 +25,7 @@ inline constexpr std::int32_t kMinParallelSamples = 32;
 /// Each run builds the chain anew and divides the samples among workers, each on a thread and with a context
 /// of its own; the result doesn't depend on how many there are. A sampler belongs to one thread. Whatever a
 /// closure throws comes out of the run.
-class FieldSampler {
+class ZRK_API FieldSampler {
 public:
     std::optional<BBox<double>> bounds; ///< fixed bounds of the evaluation, if any
     std::shared_ptr<IFieldGenerator> generator;

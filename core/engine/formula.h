@@ -2,6 +2,7 @@
 
 #include "core/engine/evaluation_context.h"
 #include "core/engine/kernel.h"
+#include "core/engine/row_steps.h"
 #include "core/values/batch.h"
 #include "core/values/interval_batch.h"
 #include "core/values/tensor.h"
@@ -14,6 +15,21 @@
 #include <utility>
 
 namespace zrk {
+inline namespace ZRK_LANES {
+
+static_assert(kMaxBoxes % Batch::size == 0);
+
+/// The bounds of the boxes from `first` on, a multiple of `Batch::size`.
+inline IntervalBatch loadBounds(const IntervalRow& row, std::size_t first)
+{
+    return IntervalBatch::ordered(Batch::loadAligned(row.lower + first),
+                                  Batch::loadAligned(row.upper + first));
+}
+inline void storeBounds(const IntervalBatch& bounds, IntervalRow& row, std::size_t first)
+{
+    bounds.lower.storeAligned(row.lower + first);
+    bounds.upper.storeAligned(row.upper + first);
+}
 
 /// A value with its weight, for formulas that look at weights or write them.
 template <std::uint32_t N, class V>
@@ -285,13 +301,13 @@ private:
             writes[kShape] = &run.outputWeights();
         }
         for (std::size_t i = 0; i < run.boxCount(); i += Batch::size) {
-            const auto load = [&](std::size_t k, std::size_t c) { return reads[k][c]->load(i); };
+            const auto load = [&](std::size_t k, std::size_t c) { return loadBounds(*reads[k][c], i); };
             const auto result = IntervalCall::call(_formula, load);
             formula_detail::storeResult<IntervalBatch>(
-                result, [&](std::size_t c, const IntervalBatch& v) { writes[c]->store(i, v); });
+                result, [&](std::size_t c, const IntervalBatch& v) { storeBounds(v, *writes[c], i); });
             if constexpr (kWritesWeight) {
                 if (writesWeight) {
-                    writes[kShape]->store(i, result.weight);
+                    storeBounds(result.weight, *writes[kShape], i);
                 }
             }
             if constexpr (formula_detail::Chooses<F>) {
@@ -300,7 +316,7 @@ private:
                         formula_detail::makeArgument<typename IntervalCall::template Argument<K>,
                                                      IntervalBatch>(
                             [&](std::size_t c) { return load(K, c); })...);
-                    (run.choose(i, Arguments::input(K), choices[K]), ...);
+                    (run.choose(i, Arguments::input(K), bitsOf(choices[K])), ...);
                 }
             }
         }
@@ -428,4 +444,5 @@ Evaluation positionEvaluator(F formula)
     return evaluator<FromCoordinates>(std::move(formula));
 }
 
+} // namespace ZRK_LANES
 } // namespace zrk

@@ -3,6 +3,7 @@
 #include "core/engine/block.h"
 #include "core/engine/box_run.h"
 #include "core/engine/row_loop.h"
+#include "core/values/export.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,12 +11,6 @@
 #include <memory>
 #include <utility>
 #include <vector>
-
-#if defined(_WIN32)
-#define ZRK_RECOGNISED
-#else
-#define ZRK_RECOGNISED __attribute__((visibility("default")))
-#endif
 
 namespace zrk {
 
@@ -42,7 +37,7 @@ struct KernelReads {
 
 /// What a kernel sees while it computes one block of its node: the blocks of the inputs, and the rows
 /// that it writes. A kernel that writes no row leaves the slot's record, the same at every sample.
-class BlockRun {
+class ZRK_API BlockRun {
 public:
     std::size_t sampleCount() const { return _count; }
     std::int32_t firstSample() const { return _first; }
@@ -126,7 +121,7 @@ private:
 ///
 /// A kernel never changes once it is built, and all its calls are safe from many threads at once. What a
 /// call needs for itself is on its stack or in a `PreparedField`, which lends each call a worker.
-class Kernel {
+class ZRK_API Kernel {
 public:
     virtual ~Kernel() = default;
 
@@ -149,7 +144,7 @@ public:
 
 /// The closure of a kernel. Called as a function it computes one sample. When the engine finds this type
 /// in an `Evaluation`, it runs the kernel by blocks instead.
-class ZRK_RECOGNISED Evaluator {
+class ZRK_API Evaluator {
 public:
     explicit Evaluator(std::shared_ptr<const Kernel> kernel) : _kernel(std::move(kernel)) {}
     void operator()(EvaluationContext& context) const { _kernel->sample(context); }
@@ -167,6 +162,6 @@ inline std::shared_ptr<const Kernel> recognisedKernel(const Evaluation& evaluati
 }
 
 /// The closure that reads nothing and writes nothing, so that the output stays what the slot held.
-const Evaluation& doNothing();
+ZRK_API const Evaluation& doNothing();
 
 } // namespace zrk

@@ -4,6 +4,7 @@
 #include "core/engine/bounds_runner.h"
 #include "core/engine/evaluation_domain.h"
 #include "core/engine/field_generator.h"
+#include "core/values/export.h"
 
 #include <array>
 #include <cstddef>
@@ -38,7 +39,7 @@ struct RecordArrays {
 /// A copy costs a shared pointer. What the field reads is kept alive: the graph or document that it came
 /// from may be changed or gone. Later edits and imports don't reach it; `forRun` takes imports up. Whatever a
 /// closure throws comes out of the call, and the field can be used again.
-class PreparedField {
+class ZRK_API PreparedField {
 public:
     /// A field that reads as 0.
     PreparedField();

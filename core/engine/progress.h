@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +13,7 @@ namespace zrk {
 
 /// Whoever follows a long evaluation: is told how far it has come, and may ask it to stop.
 /// Both operations are called on one thread at a time.
-class ProgressMonitor {
+class ZRK_API ProgressMonitor {
 public:
     /// @param fraction  what is done over the total, normally 0 to 1.
     virtual void progress(double fraction) = 0;
@@ -29,7 +31,7 @@ private:
 };
 
 /// What work on one thread reports to.
-class ProgressManager {
+class ZRK_API ProgressManager {
 public:
     /// @param monitor  not owned; null when nobody follows the work, and then nothing interrupts it.
     /// @param total    steps of the whole work.
@@ -54,7 +56,7 @@ protected:
 
 /// What work on several threads reports to. Workers only add to their counts and read a flag; one thread,
 /// in `monitorProgress`, speaks with the monitor for all of them.
-class AsyncProgressManager : public ProgressManager {
+class ZRK_API AsyncProgressManager : public ProgressManager {
 public:
     AsyncProgressManager(std::size_t threadCount, ProgressMonitor* monitor, std::size_t total,
                          unsigned intervalMs)

@@ -2,6 +2,7 @@
 
 #include "core/engine/field_generator.h"
 #include "core/engine/progress.h"
+#include "core/values/export.h"
 #include "core/values/raster.h"
 #include "core/values/region.h"
 
@@ -13,13 +14,13 @@ namespace zrk {
 /// Runs on all processors; memory beside the raster is some hundred kilobytes a worker.
 /// Throws FaultError for more than 2147483647 nodes, std::bad_alloc when the raster
 /// doesn't fit into memory, and whatever a closure throws.
-void rasterizeField(const IField& field, const Region<3, 3, double, 1>& gridBox,
-                    Raster<1, 3, double>& raster);
+ZRK_API void rasterizeField(const IField& field, const Region<3, 3, double, 1>& gridBox,
+                            Raster<1, 3, double>& raster);
 
 /// The same with reports; false when the monitor interrupted, the raster then partly filled.
 /// A request to interrupt is seen within about 20 milliseconds, or after the running sample
 /// where a single one takes longer. `threads` limits the workers, 0 means all processors.
-bool rasterizeField(const IField& field, const Region<3, 3, double, 1>& gridBox, Raster<1, 3, double>& raster,
-                    ProgressMonitor* monitor, std::size_t threads = 0);
+ZRK_API bool rasterizeField(const IField& field, const Region<3, 3, double, 1>& gridBox,
+                            Raster<1, 3, double>& raster, ProgressMonitor* monitor, std::size_t threads = 0);
 
 } // namespace zrk

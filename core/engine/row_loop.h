@@ -1,7 +1,5 @@
 #pragma once
 
-#include "core/values/batch.h"
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -26,7 +24,7 @@ struct RowLoop {
     static constexpr std::size_t kRowsAnInput = 5; ///< components, then weights
     static constexpr std::size_t kMaxSteps = 4;
 
-    /// Computes the samples from `first` up to before `end`, both multiples of `Batch::size`.
+    /// Computes the samples from `first` up to before `end`, both multiples of the engine's `Batch::size`.
     using Run = void (*)(const RowLoop& loop, std::size_t first, std::size_t end);
 
     Run run;
@@ -42,9 +40,6 @@ struct RowLoop {
     const double* firstRow(std::size_t input) const { return reads[input * kRowsAnInput]; }
 };
 
-/// Vectors that the steps of a loop take at a time.
-inline constexpr std::size_t kStepVectors = 4;
-
 /// Makes `later` a step of `loop`, the loop before it. Nothing else may read the first row that `loop`
 /// writes. False, and both as they were, where that can't be.
 inline bool joinLoops(RowLoop& loop, const RowLoop& later)
@@ -59,45 +54,6 @@ inline bool joinLoops(RowLoop& loop, const RowLoop& later)
     loop.writes[0] = later.writes[0];
     loop.run = loop.runWithSteps;
     return true;
-}
-
-/// Does a step to the results for the samples from `first` on.
-[[gnu::always_inline]] inline void applyStep(const RowStep& step, std::size_t first,
-                                             Batch (&results)[kStepVectors])
-{
-    const double* other = step.other + first;
-    const auto apply = [&](auto operation) {
-        if (step.resultIsFirst) {
-#pragma GCC unroll 4
-            for (std::size_t v = 0; v < kStepVectors; ++v) {
-                results[v] = operation(results[v], Batch::loadAligned(other + v * Batch::size));
-            }
-        } else {
-#pragma GCC unroll 4
-            for (std::size_t v = 0; v < kStepVectors; ++v) {
-                results[v] = operation(Batch::loadAligned(other + v * Batch::size), results[v]);
-            }
-        }
-    };
-    switch (step.operation) {
-    case RowOperation::None:
-        break;
-    case RowOperation::Minimum:
-        apply([](Batch a, Batch b) { return minimum(a, b); });
-        break;
-    case RowOperation::Maximum:
-        apply([](Batch a, Batch b) { return maximum(a, b); });
-        break;
-    case RowOperation::Add:
-        apply([](Batch a, Batch b) { return a + b; });
-        break;
-    case RowOperation::Subtract:
-        apply([](Batch a, Batch b) { return a - b; });
-        break;
-    case RowOperation::Multiply:
-        apply([](Batch a, Batch b) { return a * b; });
-        break;
-    }
 }
 
 } // namespace zrk

@@ -339,23 +339,24 @@ public:
 
     PictureOutcome run()
     {
-        constexpr double kLookShare = 0.05;
-        _work.beginStage(kLookShare);
-        _extent =
-            findExtent(_tracer, _settings.camera ? _settings.camera->forward * -1.0 : _settings.views[0]);
-        if (!_work.keepsGoing()) {
-            return PictureOutcome::Interrupted;
+        const bool hasScale = _settings.paint && _settings.paint->componentCount() == 1;
+        // A camera of its own can draw coarsely before it is known where the solid is.
+        if (!_settings.camera || hasScale) {
+            if (const PictureOutcome found = look(); found != PictureOutcome::Drawn) {
+                return found;
+            }
         }
-        if (_extent.isEmpty()) {
-            return PictureOutcome::NoSolid;
-        }
-        if (_settings.paint && _settings.paint->componentCount() == 1) {
-            _paintRange = _settings.paintRange ? *_settings.paintRange : rangeOf(*_settings.paint);
-        }
-        _framed = _settings.views.size() > 1 ? turnedAround(_extent.points, _extent) : _extent.points;
         const std::size_t count = _settings.camera ? 1 : _settings.views.size();
         for (std::size_t view = 0; view < count; ++view) {
-            if (!drawView(view, (1 - kLookShare) / static_cast<double>(count))) {
+            if (!drawCoarsely(view)) {
+                return PictureOutcome::Interrupted;
+            }
+            if (_extent.isEmpty()) {
+                if (const PictureOutcome found = look(); found != PictureOutcome::Drawn) {
+                    return found;
+                }
+            }
+            if (!drawFinally(view, (1 - kLookShare) / static_cast<double>(count))) {
                 return PictureOutcome::Interrupted;
             }
         }
@@ -363,6 +364,8 @@ public:
     }
 
 private:
+    static constexpr double kLookShare = 0.05;
+
     const PreparedField& _field;
     const PictureSettings& _settings;
     const PictureSink& _show;
@@ -400,7 +403,26 @@ private:
         return range.value_or(Interval<double>(0, 1));
     }
 
-    bool drawView(std::size_t view, double share)
+    /// Finds where the solid is.
+    PictureOutcome look()
+    {
+        _work.beginStage(kLookShare);
+        _extent =
+            findExtent(_tracer, _settings.camera ? _settings.camera->forward * -1.0 : _settings.views[0]);
+        if (!_work.keepsGoing()) {
+            return PictureOutcome::Interrupted;
+        }
+        if (_extent.isEmpty()) {
+            return PictureOutcome::NoSolid;
+        }
+        if (_settings.paint && _settings.paint->componentCount() == 1) {
+            _paintRange = _settings.paintRange ? *_settings.paintRange : rangeOf(*_settings.paint);
+        }
+        _framed = _settings.views.size() > 1 ? turnedAround(_extent.points, _extent) : _extent.points;
+        return PictureOutcome::Drawn;
+    }
+
+    bool drawCoarsely(std::size_t view)
     {
         const std::int32_t longer = std::max(_settings.width, _settings.height);
         for (std::int32_t size = _settings.firstSize; size > 0 && size < longer; size *= 2) {
@@ -409,6 +431,12 @@ private:
                 return false;
             }
         }
+        return true;
+    }
+
+    bool drawFinally(std::size_t view, double share)
+    {
+        const std::int32_t longer = std::max(_settings.width, _settings.height);
         Drawing drawing(_tracer, _field, _settings, _extent, _paintRange, cameraOf(view, longer));
         return drawing.drawFinally(share) && hand(drawing, {view, true, _paintRange});
     }

@@ -3,6 +3,7 @@
 #include "core/engine/prepared_field.h"
 #include "core/picture/camera.h"
 #include "core/surface/surface.h"
+#include "core/values/export.h"
 #include "core/values/raster.h"
 
 #include <cstddef>
@@ -39,7 +40,8 @@ struct PictureSettings {
     /// Directions from the solid to the viewer, a picture for each, all to the same scale. Not zero.
     std::vector<Vector3> views{{0.5065, -0.7233, 0.4695}}; ///< 35 degrees around and 28 up from the front
     Projection projection = Projection::Orthographic;
-    /// In place of `views` and `projection`; its size is that of the picture.
+    /// In place of `views` and `projection`; its size is that of the picture. Its coarse pictures are drawn
+    /// before it is known whether there is a solid.
     std::optional<Camera> camera;
 
     Backdrop backdrop = Backdrop::Studio;
@@ -91,7 +93,7 @@ using PictureSink = std::function<void(const ShadedPicture&, const PictureStep&)
 ///                 of pixels.
 ///
 /// Source: docs/notes/picture.md tells the method; `picture::TileTracer` names its sources.
-PictureOutcome drawPictures(const PreparedField& field, const PictureSettings& settings,
-                            const PictureSink& show, ProgressMonitor* monitor = nullptr);
+ZRK_API PictureOutcome drawPictures(const PreparedField& field, const PictureSettings& settings,
+                                    const PictureSink& show, ProgressMonitor* monitor = nullptr);
 
 } // namespace zrk

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/surface/surface.h"
+#include "core/values/export.h"
 
 #include <optional>
 
@@ -33,8 +34,8 @@ struct Passages {
 ///
 /// Source: Hart, "Sphere tracing: a geometric method for the antialiased ray tracing of implicit surfaces",
 /// The Visual Computer 12(10), 1996.
-std::optional<Passages> narrowestPassages(const SurfaceMesh& mesh, const PreparedField& field,
-                                          const SurfaceSettings& settings,
-                                          ProgressMonitor* monitor = nullptr);
+ZRK_API std::optional<Passages> narrowestPassages(const SurfaceMesh& mesh, const PreparedField& field,
+                                                  const SurfaceSettings& settings,
+                                                  ProgressMonitor* monitor = nullptr);
 
 } // namespace zrk

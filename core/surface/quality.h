@@ -2,6 +2,7 @@
 
 #include "core/engine/keep_going.h"
 #include "core/surface/surface.h"
+#include "core/values/export.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -44,10 +45,10 @@ struct MeshReport {
 
 /// Looks a mesh over. Self-intersections are found by exact predicates, among triangles whose boxes meet.
 /// Precondition: the triangles' indices lie within the vertices, whose coordinates are finite.
-MeshReport reportOn(const SurfaceMesh& mesh);
+ZRK_API MeshReport reportOn(const SurfaceMesh& mesh);
 /// The same, followed; nothing if it was stopped. It isn't asked while edges are sorted, which takes a second
 /// for some ten million.
-std::optional<MeshReport> reportOn(const SurfaceMesh& mesh, const KeepGoing& keepGoing);
+ZRK_API std::optional<MeshReport> reportOn(const SurfaceMesh& mesh, const KeepGoing& keepGoing);
 
 /// How far a mesh is from the surface of its field, in model units by the field's value over its gradient.
 struct DistanceError {
@@ -60,14 +61,16 @@ struct DistanceError {
 /// @param settings  what the mesh was made with: the iso value counts, and vertices and triangles on the cut
 ///                  at the bounds are left out, as they lie within the solid.
 /// Returns nothing if it was stopped.
-std::optional<DistanceError> distanceError(const SurfaceMesh& mesh, const PreparedField& field,
-                                           const SurfaceSettings& settings, const KeepGoing& keepGoing = {});
+ZRK_API std::optional<DistanceError> distanceError(const SurfaceMesh& mesh, const PreparedField& field,
+                                                   const SurfaceSettings& settings,
+                                                   const KeepGoing& keepGoing = {});
 
 /// Cells without a crossed edge which the field's bounds can't prove to be free of the surface: it may bulge
 /// into them, or they may hold a feature that is smaller than a cell. None where the field can't be bounded
 /// at some place or where it was stopped. Costs some hundred bounds for each leaf of 8^3 cells with a
 /// surface.
-std::optional<std::size_t> countDoubtfulCells(const PreparedField& field, const SurfaceSettings& settings,
-                                              const KeepGoing& keepGoing = {});
+ZRK_API std::optional<std::size_t> countDoubtfulCells(const PreparedField& field,
+                                                      const SurfaceSettings& settings,
+                                                      const KeepGoing& keepGoing = {});
 
 } // namespace zrk

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/surface/surface.h"
+#include "core/values/export.h"
 
 #include <cstddef>
 #include <optional>
@@ -47,7 +48,8 @@ struct MeasuringGoal {
 ///
 /// Source of the integrals: Zhang, Chen, "Efficient feature extraction for 2D/3D objects in mesh
 /// representation", IEEE ICIP 2001.
-std::optional<SolidMeasures> measureSolid(const PreparedField& field, const SurfaceSettings& settings,
-                                          const MeasuringGoal& goal, ProgressMonitor* monitor = nullptr);
+ZRK_API std::optional<SolidMeasures> measureSolid(const PreparedField& field, const SurfaceSettings& settings,
+                                                  const MeasuringGoal& goal,
+                                                  ProgressMonitor* monitor = nullptr);
 
 } // namespace zrk

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/prepared_field.h"
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 
 #include <array>
@@ -67,7 +68,7 @@ struct SurfaceSettings {
 /// Source: Nielson, "Dual marching cubes", IEEE Visualization 2004; Schaefer, Ju, Warren, "Manifold dual
 /// contouring", IEEE Transactions on Visualization and Computer Graphics 13(3), 2007; Ju, Udeshi,
 /// "Intersection-free contouring on an octree grid", Pacific Graphics 2006.
-std::optional<SurfaceMesh> extractSurface(const PreparedField& field, const SurfaceSettings& settings,
-                                          ProgressMonitor* monitor = nullptr);
+ZRK_API std::optional<SurfaceMesh> extractSurface(const PreparedField& field, const SurfaceSettings& settings,
+                                                  ProgressMonitor* monitor = nullptr);
 
 } // namespace zrk

@@ -6,6 +6,7 @@
 #include <limits>
 
 namespace zrk {
+inline namespace ZRK_LANES {
 
 /// One truth value for each lane of a batch: the result of comparing two batches.
 class BatchMask {
@@ -143,4 +144,5 @@ inline void sincos(Batch x, Batch& sine, Batch& cosine)
     cosine = Batch(c);
 }
 
+} // namespace ZRK_LANES
 } // namespace zrk

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/scalar_math.h"
 
-#if ZRK_SIMD
+#if defined(ZRK_SIMD) && ZRK_SIMD
 // GCC 12 takes the deliberately undefined registers of its own AVX-512 header for mistakes.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wuninitialized"
@@ -14,15 +15,36 @@
 #include <cstddef>
 #include <cstdint>
 
+/// The namespace within zrk of all that is made of lanes, so that code for registers of several lengths fits
+/// into one program: the names of functions and classes that the linker sees tell them apart.
+#if !defined(ZRK_SIMD) || !ZRK_SIMD
+#define ZRK_LANES one_lane
+#define ZRK_LANES_API ZRK_API // for formulas from outside, whose code has one lane
+#elif defined(__AVX512F__)
+#define ZRK_LANES eight_lanes
+#elif defined(__AVX2__) && defined(__FMA__)
+#define ZRK_LANES four_lanes
+#elif defined(__AVX__)
+#define ZRK_LANES four_lanes_avx
+#else
+#define ZRK_LANES two_lanes
+#endif
+#if !defined(ZRK_LANES_API)
+#define ZRK_LANES_API
+#endif
+
 /// What `Batch` is made of: one vector register of doubles, with arithmetic by xsimd and
-/// transcendental functions by SLEEF; or, built with ZRK_SIMD=0, one double and the C library.
+/// transcendental functions by SLEEF; or, built with ZRK_SIMD=0 or outside of this project, one double and
+/// the C library.
 ///
 /// A lane's bits depend on that lane's arguments only. SLEEF's ordinary functions break this rule, as
 /// they choose a path by all lanes together. Its reproducible forms (finz with fused multiply-add, cinz
 /// without) keep it, and the finz forms of 4 and 8 lanes give the same bits as each other.
-namespace zrk::lanes {
+namespace zrk {
+inline namespace ZRK_LANES {
+namespace lanes {
 
-#if ZRK_SIMD
+#if defined(ZRK_SIMD) && ZRK_SIMD
 
 using Lanes = xsimd::batch<double>;
 using Mask = Lanes::batch_bool_type;
@@ -142,4 +164,6 @@ using zrk::trunc;
 
 #endif
 
-} // namespace zrk::lanes
+} // namespace lanes
+} // namespace ZRK_LANES
+} // namespace zrk

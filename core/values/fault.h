@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <tl/expected.hpp>
 
 #include <concepts>
@@ -36,28 +38,28 @@ inline tl::unexpected<Fault> refused(Fault fault) { return tl::unexpected<Fault>
 
 /// The message of a fault, `PLACE: found X, expected Y`, a line break, and `  remedy: REMEDY`. Control
 /// characters are shown as `printable` does.
-std::string messageOf(const Fault& fault);
+ZRK_API std::string messageOf(const Fault& fault);
 
 /// The same fault at a place inside of `outer`.
-Fault within(const std::string& outer, Fault fault);
+ZRK_API Fault within(const std::string& outer, Fault fault);
 
 /// The fault of work that somebody stopped.
-Fault interruptedAt(std::string place);
+ZRK_API Fault interruptedAt(std::string place);
 
 /// Foreign text in a form that can't break the lines of a message, cut it off or reach the terminal: control
 /// characters and what isn't UTF-8 are shown as "\n", "\t", "\r" or "\x1b". After `most` bytes or a few more
 /// the text is cut, which "..." shows.
-std::string printable(std::string_view text, std::size_t most = std::string_view::npos);
+ZRK_API std::string printable(std::string_view text, std::size_t most = std::string_view::npos);
 
 /// As much of a foreign text as a message quotes, in bytes.
 inline constexpr std::size_t kMaxQuotation = 60;
 
 /// A foreign text between quotation marks, printable and cut.
-std::string quotation(std::string_view text);
+ZRK_API std::string quotation(std::string_view text);
 
 /// A fault on its way out of code that can't return it, such as the building of a chain of closures. Caught
 /// by `attempt` where an interface returns results.
-class FaultError : public std::runtime_error {
+class ZRK_API FaultError : public std::runtime_error {
 public:
     explicit FaultError(Fault fault) : std::runtime_error(messageOf(fault)), _fault(std::move(fault)) {}
     const Fault& fault() const { return _fault; }
@@ -81,7 +83,7 @@ T valueOrThrow(Result<T> result)
 /// What an exception tells: the fault that it carries; for lack of memory, also where a size is beyond what
 /// a container can have, a fault of the kind FailedWork; the path of a file system's fault; else its text.
 /// @param place  where the exception itself tells none.
-Fault faultOf(const std::exception& error, const std::string& place);
+ZRK_API Fault faultOf(const std::exception& error, const std::string& place);
 
 template <class T>
 struct ResultOf {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/scalar_math.h"
 
 #include <concepts>
@@ -117,8 +118,8 @@ inline Interval<double> operator-(const Interval<double>& a, const Interval<doub
 {
     return {a.lower - b.upper, a.upper - b.lower};
 }
-Interval<double> operator*(const Interval<double>& a, const Interval<double>& b);
-Interval<double> operator/(const Interval<double>& a, const Interval<double>& b);
+ZRK_API Interval<double> operator*(const Interval<double>& a, const Interval<double>& b);
+ZRK_API Interval<double> operator/(const Interval<double>& a, const Interval<double>& b);
 
 inline Interval<double>& Interval<double>::operator+=(const Interval& other) { return *this = *this + other; }
 inline Interval<double>& Interval<double>::operator-=(const Interval& other) { return *this = *this - other; }
@@ -186,22 +187,22 @@ inline Interval<double> sqrt(const Interval<double>& x)
 {
     return x.lower < 0 ? Interval<double>::entire() : Interval<double>{sqrt(x.lower), sqrt(x.upper)};
 }
-Interval<double> abs(const Interval<double>& x);
+ZRK_API Interval<double> abs(const Interval<double>& x);
 
-Interval<double> acos(const Interval<double>& x);
-Interval<double> asin(const Interval<double>& x);
+ZRK_API Interval<double> acos(const Interval<double>& x);
+ZRK_API Interval<double> asin(const Interval<double>& x);
 /// From -pi to pi if the box touches the cut, which is the negative x axis with the origin.
-Interval<double> atan2(const Interval<double>& y, const Interval<double>& x);
-Interval<double> exp(const Interval<double>& x);
-Interval<double> log(const Interval<double>& x);
+ZRK_API Interval<double> atan2(const Interval<double>& y, const Interval<double>& x);
+ZRK_API Interval<double> exp(const Interval<double>& x);
+ZRK_API Interval<double> log(const Interval<double>& x);
 /// The entire interval, unless the base is surely positive, or may be 0 and the exponent is surely
 /// positive.
-Interval<double> pow(const Interval<double>& base, const Interval<double>& exponent);
+ZRK_API Interval<double> pow(const Interval<double>& base, const Interval<double>& exponent);
 /// Sine and cosine are tight for angles up to a million radians and give -1 to 1 beyond; the tangent
 /// gives the entire interval beyond.
-Interval<double> sin(const Interval<double>& x);
-Interval<double> cos(const Interval<double>& x);
-Interval<double> tan(const Interval<double>& x);
+ZRK_API Interval<double> sin(const Interval<double>& x);
+ZRK_API Interval<double> cos(const Interval<double>& x);
+ZRK_API Interval<double> tan(const Interval<double>& x);
 inline void sincos(const Interval<double>& x, Interval<double>& sine, Interval<double>& cosine)
 {
     const Interval<double> angle = x; // x may be one of the results

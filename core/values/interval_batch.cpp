@@ -3,6 +3,7 @@
 #include <numbers>
 
 namespace zrk {
+inline namespace ZRK_LANES {
 namespace {
 
 using Limits = std::numeric_limits<double>;
@@ -174,4 +175,5 @@ void sincos(const IntervalBatch& x, IntervalBatch& sine, IntervalBatch& cosine)
     cosine = wave(angle, 0, cosineAt[0], cosineAt[1]);
 }
 
+} // namespace ZRK_LANES
 } // namespace zrk

@@ -8,6 +8,7 @@
 #include <limits>
 
 namespace zrk {
+inline namespace ZRK_LANES {
 
 /// One three-valued truth a lane: the result of comparing batches of intervals, see `IntervalMask`.
 struct IntervalMaskBatch {
@@ -123,9 +124,9 @@ inline IntervalBatch operator-(const IntervalBatch& a, const IntervalBatch& b)
 {
     return IntervalBatch::checked(a.lower - b.upper, a.upper - b.lower);
 }
-IntervalBatch abs(const IntervalBatch& x);
-IntervalBatch operator*(const IntervalBatch& a, const IntervalBatch& b);
-IntervalBatch operator/(const IntervalBatch& a, const IntervalBatch& b);
+ZRK_LANES_API IntervalBatch abs(const IntervalBatch& x);
+ZRK_LANES_API IntervalBatch operator*(const IntervalBatch& a, const IntervalBatch& b);
+ZRK_LANES_API IntervalBatch operator/(const IntervalBatch& a, const IntervalBatch& b);
 
 inline IntervalBatch operator*(const IntervalBatch& a, double k)
 {
@@ -222,15 +223,16 @@ inline IntervalBatch sqrt(const IntervalBatch& x)
 
 // These follow the functions of `Interval<double>`.
 
-IntervalBatch acos(const IntervalBatch& x);
-IntervalBatch asin(const IntervalBatch& x);
-IntervalBatch atan2(const IntervalBatch& y, const IntervalBatch& x);
-IntervalBatch exp(const IntervalBatch& x);
-IntervalBatch log(const IntervalBatch& x);
-IntervalBatch pow(const IntervalBatch& base, const IntervalBatch& exponent);
-IntervalBatch sin(const IntervalBatch& x);
-IntervalBatch cos(const IntervalBatch& x);
-IntervalBatch tan(const IntervalBatch& x);
-void sincos(const IntervalBatch& x, IntervalBatch& sine, IntervalBatch& cosine);
+ZRK_LANES_API IntervalBatch acos(const IntervalBatch& x);
+ZRK_LANES_API IntervalBatch asin(const IntervalBatch& x);
+ZRK_LANES_API IntervalBatch atan2(const IntervalBatch& y, const IntervalBatch& x);
+ZRK_LANES_API IntervalBatch exp(const IntervalBatch& x);
+ZRK_LANES_API IntervalBatch log(const IntervalBatch& x);
+ZRK_LANES_API IntervalBatch pow(const IntervalBatch& base, const IntervalBatch& exponent);
+ZRK_LANES_API IntervalBatch sin(const IntervalBatch& x);
+ZRK_LANES_API IntervalBatch cos(const IntervalBatch& x);
+ZRK_LANES_API IntervalBatch tan(const IntervalBatch& x);
+ZRK_LANES_API void sincos(const IntervalBatch& x, IntervalBatch& sine, IntervalBatch& cosine);
 
+} // namespace ZRK_LANES
 } // namespace zrk

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/stop.h"
 
 #include <cstddef>
@@ -12,7 +13,7 @@ namespace zrk {
 
 /// Asks the system to put large pages behind memory that nobody has touched yet. It may decline; then
 /// ordinary pages serve. Does nothing where the system isn't Linux.
-void wishLargePages(void* memory, std::size_t bytes);
+ZRK_API void wishLargePages(void* memory, std::size_t bytes);
 
 /// Makes room for `count` values and asks the system for large pages behind the new ones. With ordinary
 /// pages, touching a large raster for the first time takes about as long as computing a cheap field.

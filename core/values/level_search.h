@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <functional>
 
 namespace zrk {
@@ -23,7 +25,7 @@ struct LevelSearch {
 ///
 /// Source: Dowell, Jarratt, "A modified regula falsi method for computing the root of an equation", BIT 11,
 /// 1971.
-LevelSearch findLevel(const std::function<double(double)>& function, double level, double start,
-                      double firstStep, double tolerance);
+ZRK_API LevelSearch findLevel(const std::function<double(double)>& function, double level, double start,
+                              double firstStep, double tolerance);
 
 } // namespace zrk

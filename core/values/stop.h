@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <algorithm>
 #include <atomic>
 
@@ -23,7 +25,7 @@ private:
 /// the work. Work in two scopes on two threads is stopped apart.
 ///
 /// Functions that return a Result may throw this FaultError too; `attempt` around them makes it one.
-class StopScope {
+class ZRK_API StopScope {
 public:
     /// @param sign  not owned, must outlive this.
     /// @param end   called where the request is heard, in place of the exception, on whichever thread that

@@ -253,6 +253,100 @@ TEST_F(VolumeFile, StopsWhenAskedAndKeepsTheOldFile)
     EXPECT_EQ(entryCount(), 3);
 }
 
+/// The value of a binary16, by its definition.
+double halfValue(unsigned bits)
+{
+    const double sign = bits & 0x8000 ? -1 : 1;
+    const int exponent = static_cast<int>(bits >> 10 & 31);
+    const double digits = bits & 1023;
+    return exponent == 0 ? sign * std::ldexp(digits, -24) : sign * std::ldexp(1024 + digits, exponent - 25);
+}
+
+unsigned halfOf(double value)
+{
+    const std::vector<std::uint8_t> bytes = encoded(std::span(&value, 1), NumberType::Float16);
+    return bytes.at(0) + 256u * bytes.at(1);
+}
+
+// All of them, the places half way between two, and what lies just beside these.
+TEST(NumberTypes, HalvesAreTheNearest)
+{
+    for (unsigned bits = 0; bits < 0x7c00; ++bits) {
+        for (const unsigned sign : {0u, 0x8000u}) {
+            const double value = halfValue(bits | sign);
+            ASSERT_EQ(halfOf(value), bits | sign) << value;
+            const double next = bits < 0x7bff ? halfValue((bits + 1) | sign) : (sign ? -65536.0 : 65536.0);
+            const double middle = (value + next) / 2;
+            ASSERT_EQ(halfOf(middle), ((bits + 1) & ~1u) | sign) << middle;
+            ASSERT_EQ(halfOf(std::nextafter(middle, value)), bits | sign) << middle;
+            ASSERT_EQ(halfOf(std::nextafter(middle, next)), (bits + 1) | sign) << middle;
+        }
+    }
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(halfOf(kInfinity), 0x7c00u);
+    EXPECT_EQ(halfOf(-1e300), 0xfc00u);
+    EXPECT_EQ(halfOf(-5e-324), 0x8000u);
+    EXPECT_EQ(halfOf(std::numeric_limits<double>::quiet_NaN()) & 0x7fffu, 0x7e00u);
+}
+
+TEST(NumberTypes, BytesCoverZeroToOne)
+{
+    const std::vector<double> values{
+        0,   1,        0.5 / 255, 1.5 / 255,  std::nextafter(0.5 / 255, 1), -1, 7, 0.2,
+        NAN, INFINITY, -INFINITY, 254.4 / 255};
+    EXPECT_THAT(encoded(values, NumberType::UInt8),
+                ::testing::ElementsAre(0, 255, 0, 2, 1, 0, 255, 51, 0, 255, 0, 254));
+}
+
+// The heads tell the type, and the values have its size.
+TEST_F(VolumeFile, HasOtherTypesOfNumbers)
+{
+    struct Case {
+        const char* file;
+        NumberType type;
+        const char* told; ///< none where it is refused
+        std::size_t bytes;
+    };
+    const Case cases[] = {
+        {"v.npy", NumberType::Float16, "'<f2'", 2},           {"v.npy", NumberType::UInt8, "'|u1'", 1},
+        {"v.nrrd", NumberType::UInt8, "type: uint8\n", 1},    {"v.nrrd", NumberType::Float16, nullptr, 2},
+        {"v.vti", NumberType::UInt8, "type=\"UInt8\"", 1},    {"v.vti", NumberType::Float16, nullptr, 2},
+        {"v.vti", NumberType::Float32, "type=\"Float32\"", 4}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        Grid grid(3, 4, 5, 1);
+        grid.volume.type = c.type;
+        put(c.file, "old");
+        const Result<void> written = writeVolume(path(c.file), grid.volume);
+        EXPECT_EQ(written.has_value(), c.told != nullptr);
+        const std::string file = content(c.file);
+        if (!c.told) {
+            EXPECT_EQ(file, "old");
+            continue;
+        }
+        EXPECT_THAT(file, HasSubstr(c.told));
+        const std::vector<std::uint8_t> bytes = encoded(grid.values, c.type);
+        EXPECT_EQ(bytes.size(), grid.values.size() * c.bytes);
+        EXPECT_THAT(file, HasSubstr(std::string(bytes.begin(), bytes.end())));
+    }
+}
+
+// No disk has so much; nothing is left behind.
+TEST_F(VolumeFile, IsRefusedBeforehandWhereTheDiskIsTooSmall)
+{
+    Grid grid(2, 2, 2, 1);
+    for (std::int32_t& extent : grid.volume.dims) {
+        extent = 1000000;
+    }
+    put("v.npy", "old");
+    const auto writer = VolumeWriter::create(path("v.npy"), grid.volume);
+    ASSERT_FALSE(writer);
+    EXPECT_EQ(writer.error().kind, FaultKind::FailedWork);
+    EXPECT_THAT(messageOf(writer.error()), HasSubstr("free on its disk"));
+    EXPECT_EQ(content("v.npy"), "old");
+    EXPECT_EQ(entryCount(), 1);
+}
+
 TEST_F(VolumeFile, ListsTheFormatsForAnyOtherName)
 {
     const Grid grid(2, 2, 2, 1);

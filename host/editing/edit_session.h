@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "host/editing/document_parts.h"
 #include "host/editing/edit_change.h"
@@ -90,7 +91,7 @@ struct Pasted {
 /// belongs to the operation, or after an undo is a step of its own.
 ///
 /// Used on one thread, that of the interface.
-class EditSession {
+class ZRK_API EditSession {
 public:
     /// Opens a document from a file. A recovery file that is newer is offered, see `recovery`.
     static zrk::Result<std::unique_ptr<EditSession>> open(const std::string& path, DocumentWarnings& warnings,

@@ -326,7 +326,7 @@ TEST(Controls, TellWhatIsNoNumberAndKeepTheFormerOne)
     type(*smoothness, "soft");
     EXPECT_EQ(cross.component->smoothness.value(), 0.5);
     EXPECT_EQ(shownIn(*smoothness), "0.5");
-    EXPECT_EQ(UIField::of(smoothness)->message(), "\"soft\" is no number");
+    EXPECT_EQ(UIField::of(smoothness)->message(), "\"soft\" is no number; 0.5 stays");
     type(*smoothness, "3");
     EXPECT_EQ(cross.component->smoothness.value(), 1) << "cut to the range";
     EXPECT_EQ(UIField::of(smoothness)->message(), "");
@@ -335,6 +335,32 @@ TEST(Controls, TellWhatIsNoNumberAndKeepTheFormerOne)
     type(*fx.find<QSpinBoxWrapper>(), "2.5");
     EXPECT_EQ(fx.component->resolution.value(), 8);
     EXPECT_THAT(UIField::of(fx.find<QSpinBoxWrapper>())->message(), HasSubstr("no whole number"));
+}
+
+TEST(Controls, TellWhatIsWrongWithAnExpression)
+{
+    struct Case {
+        const char* text;
+        const char* fault;
+    };
+    const Case cases[] = {
+        {"2*pi", ""},
+        {"1/3", ""},
+        {"-(2^2)e", "has \"e\" where it should end"},
+        {"0.18*", "doesn't end"},
+        {"1 +", "doesn't end"},
+        {"2**3", "has \"*\" where a number belongs"},
+        {"2*radius+1", "has \"radius\" where a number belongs"},
+        {"(1+2", "lacks a \")\""},
+        {"1+2)", "has a \")\" too many"},
+        {"1/0", "is no finite number"},
+        {"", "is no number"},
+        {"mm", "is no number"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(numberFault(c.text).toStdString(), c.fault) << c.text;
+        EXPECT_EQ(numberFromText(c.text).has_value(), std::string(c.fault).empty()) << c.text;
+    }
 }
 
 TEST(Controls, StepNumbersByKeys)
@@ -352,9 +378,9 @@ TEST(Controls, StepNumbersByKeys)
     };
     const Case cases[] = {
         {Qt::Key_Down, {}, 0.99},
-        {Qt::Key_Down, Qt::ShiftModifier, 0.989},
-        {Qt::Key_Down, Qt::ControlModifier, 0.889},
-        {Qt::Key_Up, Qt::ShiftModifier, 0.89},
+        {Qt::Key_Down, Qt::ControlModifier, 0.989},
+        {Qt::Key_Down, Qt::ShiftModifier, 0.889},
+        {Qt::Key_Up, Qt::ControlModifier, 0.89},
     };
     for (const Case& c : cases) {
         press(c.key, c.modifiers);
@@ -399,9 +425,9 @@ TEST(Controls, DragAndTurnNumbers)
     slider->setFocus();
     turn(Qt::NoModifier);
     EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.51);
-    turn(Qt::ShiftModifier);
-    EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.511);
     turn(Qt::ControlModifier);
+    EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.511);
+    turn(Qt::ShiftModifier);
     EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), 0.611);
 }
 
@@ -426,43 +452,59 @@ TEST(BinaryPanel, HasTheSlidersOfItsOperation)
     EXPECT_EQ(panel.find<QDoubleSpinBoxWrapper>(0)->accessibleName(), "strengthA") << "order stays";
 }
 
-/// Relative luminance by WCAG 2.
-double luminance(const QColor& color)
-{
-    const auto linear = [](double c) {
-        return c <= 0.03928 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
-}
-
 TEST(Style, ColoursCanBeRead)
 {
     using Role = ZRKCSSStyle::Role;
     struct Case {
-        Role ink;
+        std::vector<Role> inks;
         std::vector<Role> grounds;
-        double least;
+        double least[2]; ///< light, dark
     };
+    const std::vector<Role> families = {
+        Role::familyPrimitives, Role::familyPatterns, Role::familyCoordinates, Role::familyTransforms,
+        Role::familyOperators,  Role::familyMesh,     Role::familyRaster,      Role::familyTransport};
     const Case cases[] = {
-        {Role::text, {Role::panel, Role::field, Role::popup, Role::bar, Role::accentFill}, 7.6},
-        {Role::secondText, {Role::panel, Role::popup, Role::bar}, 4.5},
-        {Role::hint, {Role::panel, Role::field, Role::fieldOverridden, Role::popup, Role::accentFill}, 4.5},
-        {Role::link, {Role::panel, Role::popup}, 4.5},
-        {Role::warning, {Role::panel, Role::popup}, 4.5},
-        {Role::error, {Role::panel, Role::popup, Role::field, Role::bar}, 4.5},
-        {Role::curve, {Role::field, Role::panel}, 3},
-        {Role::accent, {Role::panel, Role::field}, 3},
+        {{Role::text}, {Role::panel, Role::field, Role::popup, Role::bar, Role::accentFill}, {13.3, 7.6}},
+        {{Role::secondText}, {Role::panel, Role::popup, Role::bar, Role::accentFill}, {5.9, 4.9}},
+        {{Role::secondText}, {Role::canvas}, {4.5, 4.5}},
+        {{Role::hint},
+         {Role::panel, Role::field, Role::fieldOverridden, Role::popup, Role::accentFill},
+         {4.7, 4.8}},
+        {{Role::link}, {Role::panel, Role::popup, Role::accentFill}, {5.3, 5.3}},
+        {{Role::warning}, {Role::panel, Role::popup}, {5.4, 6.8}},
+        {{Role::error}, {Role::panel, Role::popup, Role::field, Role::bar}, {5.1, 5.4}},
+        {{Role::tagScalar, Role::tagVector, Role::tagColor},
+         {Role::canvas, Role::node, Role::field, Role::panel},
+         {4.1, 5.0}},
+        {{Role::tagNone}, {Role::canvas, Role::node}, {3.9, 4.5}},
+        {{Role::accent}, {Role::panel, Role::field, Role::canvas, Role::node}, {4.2, 4.2}},
+        {families, {Role::panel, Role::popup}, {4.5, 4.5}},
+        {{Role::noteText}, {Role::note}, {15, 15}},
     };
     for (const ZRKCSSStyle* style : {&ZRKCSSStyle::light(), &ZRKCSSStyle::dark()}) {
+        const auto expectContrast = [](const QColor& ink, const QColor& ground, double least) {
+            EXPECT_GE(contrast(ink, ground), least)
+                << ink.name().toStdString() << " on " << ground.name().toStdString();
+        };
         for (const Case& c : cases) {
-            for (const Role ground : c.grounds) {
-                const double a = luminance(style->color(c.ink));
-                const double b = luminance(style->color(ground));
-                EXPECT_GE((std::max(a, b) + 0.05) / (std::min(a, b) + 0.05), c.least)
-                    << style->color(c.ink).name().toStdString() << " on "
-                    << style->color(ground).name().toStdString();
+            for (const Role ink : c.inks) {
+                for (const Role ground : c.grounds) {
+                    expectContrast(style->color(ink), style->color(ground), c.least[style->isDark()]);
+                }
             }
         }
+        for (const Role family : families) {
+            const QColor header = style->header(family);
+            expectContrast(style->color(Role::text), header, 7.6);
+            expectContrast(style->color(Role::secondText), header, style->isDark() ? 4.85 : 5.9);
+            expectContrast(style->color(family), header, style->isDark() ? 3.85 : 4.3);
+            for (const Role badge : {Role::warning, Role::error, Role::frozen, Role::computing}) {
+                expectContrast(style->color(badge), header, style->isDark() ? 3.95 : 4.85);
+            }
+        }
+        expectContrast(style->color(Role::text), style->hoveredRow(), 4.5);
+        expectContrast(style->color(Role::secondText), style->hoveredRow(), 4.5);
+        expectContrast(style->color(Role::secondText), style->greyHeader(), 4.5);
         EXPECT_FALSE(style->sheet(1.5).contains('{' + QString("text}"))) << "all names are filled in";
         EXPECT_TRUE(style->sheet(1.5).contains("min-height: 33px")) << "and lengths scaled";
     }

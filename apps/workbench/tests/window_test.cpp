@@ -1,75 +1,41 @@
-#include "apps/workbench/preview_service.h"
-#include "apps/workbench/window.h"
+#include "apps/workbench/export/export_bar.h"
+#include "apps/workbench/tests/window_fixture.h"
+#include "apps/workbench/window/dropped_files.h"
+#include "apps/workbench/window/library.h"
+#include "apps/workbench/window/quick_search.h"
+#include "apps/workbench/window/top_bar.h"
+#include "apps/workbench/window/watchdog.h"
 #include "components/primitives/sphere_sdf.h"
-#include "components/registration.h"
 #include "inspectors/app.h"
-#include "inspectors/css_style.h"
-#include "inspectors/number_field.h"
-#include "inspectors/panels.h"
-#include "inspectors/property_view.h"
+#include "inspectors/field.h"
 #include "model/registry.h"
 #include "testing/source_folder.h"
-#include "testing/temporary_folder.h"
 
-#include <QApplication>
+#include <QAction>
+#include <QClipboard>
 #include <QElapsedTimer>
 #include <QLabel>
-#include <QLineEdit>
+#include <QListView>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QPushButton>
 #include <QTimer>
-#include <QtTest/QtTest>
+#include <QToolButton>
+#include <QTreeView>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
-#include <memory>
-#include <string>
+#include <cstring>
+#include <random>
 #include <thread>
-#include <vector>
 
 namespace zrkworkbench {
 namespace {
 
 using namespace zrkmodel;
 using ::testing::HasSubstr;
-
-const char* const kDocument = R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
-    "nodes": [{"id": 1, "type": "SphereSDF", "values": {"radius": 0.5}},
-              {"id": 2, "type": "Multiply"}, {"id": 7, "type": "NormVec3"}],
-    "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})";
-
-class Workbench : public zrktest::TemporaryFolder {
-protected:
-    std::unique_ptr<QApplication> application;
-
-    void SetUp() override
-    {
-        TemporaryFolder::SetUp();
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "workbench_tests";
-        static char* argv[] = {name, nullptr};
-        application = std::make_unique<QApplication>(argc, argv);
-        ZRKGraphComponentsInit::initializeModule();
-        zrkui::ZRKGraphInspectorsInit::initializeModule();
-        zrkui::ZRKCSSStyle::light().apply(*application);
-        put("a.zrk.json", kDocument);
-        put("broken.zrk.json", "{");
-    }
-    void TearDown() override
-    {
-        application.reset();
-        TemporaryFolder::TearDown();
-    }
-
-    static void settle(const Window& window)
-    {
-        ASSERT_TRUE(QTest::qWaitFor([&] { return window.isSettled(); }, 20000));
-    }
-};
 
 /// The share of a picture's pixels on the inside, which is drawn blue.
 double shareInside(const QImage& image)
@@ -84,7 +50,9 @@ double shareInside(const QImage& image)
     return static_cast<double>(inside) / (image.width() * image.height());
 }
 
-TEST_F(Workbench, FollowsEditsAndSavesThem)
+double shareInside(Window& window) { return shareInside(window.view().grab().toImage()); }
+
+TEST_F(WindowTest, FollowsEditsAndSavesThem)
 {
     Window window;
     window.show();
@@ -92,42 +60,108 @@ TEST_F(Workbench, FollowsEditsAndSavesThem)
     ASSERT_TRUE(window.select(1));
     EXPECT_FALSE(window.select(3));
     settle(window);
-    const double before = shareInside(window.grab().toImage());
+    const double before = shareInside(window);
     ASSERT_GT(before, 0.01);
 
-    auto* radius = window.panel()->findChild<QDoubleSpinBox*>();
-    auto* line = radius->findChild<QLineEdit*>();
-    line->selectAll();
-    QTest::keyClicks(line, "0.9");
-    QTest::keyClick(line, Qt::Key_Return);
+    type(window, "radius", "1.8/2");
     EXPECT_TRUE(window.isWindowModified());
     EXPECT_FALSE(window.isSettled());
     settle(window);
-    EXPECT_GT(shareInside(window.grab().toImage()), 2 * before) << "the slice shows the edit";
+    EXPECT_GT(shareInside(window), 2 * before) << "the slice shows the edit";
 
     ASSERT_TRUE(window.save(path("b.zrk.json"))) << window.message();
     EXPECT_FALSE(window.isWindowModified());
     EXPECT_EQ(ZRKJson::parse(content("b.zrk.json"))["nodes"][0]["values"]["radius"], 0.9);
+    EXPECT_THAT(window.windowTitle().toStdString(), HasSubstr("b.zrk.json"));
     EXPECT_FALSE(window.save(path("gone/b.zrk.json")));
     EXPECT_THAT(window.message(), HasSubstr("gone"));
 }
 
-TEST_F(Workbench, KeepsTheDocumentWhenAnotherCantBeRead)
+TEST_F(WindowTest, UndoesAndRedoesByTheNamesOfSteps)
 {
     Window window;
+    window.show();
     ASSERT_TRUE(window.open(path("a.zrk.json")));
-    for (const char* name : {"broken.zrk.json", "gone.zrk.json"}) {
+    ASSERT_TRUE(window.select(1));
+    EXPECT_FALSE(window.command("Undo")->isEnabled());
+    type(window, "radius", "0.9");
+    ASSERT_NE(window.command("Undo Change radius"), nullptr);
+    window.canvas().addNodeAtCentre("ZRKBoxSDF");
+    ASSERT_EQ(window.document()->graph()->nodes().size(), 4u);
+    for (int i = 0; window.session()->canUndo(); ++i) {
+        ASSERT_LT(i, 4);
+        window
+            .command(
+                "Undo " +
+                QString::fromStdString(
+                    window.session()->history().steps()[window.session()->history().doneCount() - 1].name))
+            ->trigger();
+    }
+    EXPECT_EQ(window.document()->graph()->nodes().size(), 3u);
+    EXPECT_EQ(radiusOf(window), 0.5);
+    EXPECT_FALSE(window.isWindowModified()) << "back where it was opened";
+    ASSERT_TRUE(window.select(1));
+    EXPECT_EQ(fieldOf(window, "radius")->exact(), 0.5) << "the panel follows";
+    ASSERT_NE(window.command("Redo Change radius"), nullptr);
+    window.command("Redo Change radius")->trigger();
+    EXPECT_EQ(radiusOf(window), 0.9);
+    EXPECT_EQ(fieldOf(window, "radius")->exact(), 0.9);
+    EXPECT_TRUE(window.isWindowModified());
+}
+
+TEST_F(WindowTest, ADragIsOneStep)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    ASSERT_TRUE(window.select(1));
+    zrkui::NumberField* field = fieldOf(window, "radius");
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    auto* line = field->findChild<QLineEdit*>();
+    field->clearFocus();
+    const auto drag = [&](std::initializer_list<double> places) {
+        QTest::mousePress(line, Qt::LeftButton, {}, QPoint(4, 8));
+        for (const double x : places) {
+            const QPointF place(x, 8);
+            QMouseEvent move(QEvent::MouseMove, place, place, Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+            QCoreApplication::sendEvent(line, &move);
+            QTest::qWait(600); // longer than what joins steps by itself
+        }
+        QTest::mouseRelease(line, Qt::LeftButton, {}, QPoint(60, 8));
+        QCoreApplication::processEvents();
+    };
+    drag({20, 40, 60});
+    EXPECT_EQ(window.session()->history().doneCount(), 1u);
+    EXPECT_NEAR(radiusOf(window), 0.5 + 14 * 0.01, 1e-9);
+    drag({40, 24});
+    EXPECT_EQ(window.session()->history().doneCount(), 2u);
+    window.command("Undo Change radius")->trigger();
+    window.command("Undo Change radius")->trigger();
+    EXPECT_EQ(radiusOf(window), 0.5);
+}
+
+TEST_F(WindowTest, KeepsTheDocumentWhenAnotherCantBeRead)
+{
+    put("broken.zrk.json", "{");
+    put("newer.zrk.json", R"({"zrkGraph": 7, "nodes": []})");
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    for (const char* name : {"broken.zrk.json", "gone.zrk.json", "newer.zrk.json"}) {
         EXPECT_FALSE(window.open(path(name)));
         EXPECT_THAT(window.message(), HasSubstr(name));
+        EXPECT_TRUE(window.notices().has("refused"));
+        EXPECT_EQ(window.problems().count(Problem::Kind::Error), 1);
         EXPECT_EQ(window.document()->graph()->nodes().size(), 3u);
     }
-    ASSERT_TRUE(window.select(7)); // nothing arrives there, and it has no panel
-    settle(window);
+    EXPECT_THAT(window.message(), ::testing::AllOf(HasSubstr("7"), HasSubstr("1"))) << "both versions";
     ASSERT_TRUE(window.open((zrktest::sourceFolder() / "examples/sphere.zrk.json").string()));
+    EXPECT_FALSE(window.notices().has("refused"));
     settle(window);
 }
 
-TEST_F(Workbench, ShowsAllOfEveryPanel)
+TEST_F(WindowTest, ShowsAllOfEveryPanel)
 {
     ZRKJson all{{"zrkGraph", 1}, {"nodes", ZRKJson::array()}};
     const auto& entries = ZRKGraphObject::registry().entries();
@@ -145,55 +179,154 @@ TEST_F(Workbench, ShowsAllOfEveryPanel)
         const QWidget& panel = *window.panel();
         EXPECT_GE(panel.width(), panel.minimumSizeHint().width());
         EXPECT_LE(panel.mapTo(&window, QPoint(panel.width(), 0)).x(), window.width()) << "cut at its right";
+        EXPECT_EQ(window.session()->history().doneCount(), 0u) << "to be looked at is no edit";
     }
 }
 
-/// The widget of a class with this accessible name.
-template <class Widget>
-Widget* named(const QWidget& parent, const QString& name)
-{
-    for (auto* widget : parent.findChildren<Widget*>()) {
-        if (widget->accessibleName() == name) {
-            return widget;
-        }
-    }
-    return nullptr;
-}
-
-bool hasLabel(const QWidget& parent, const QString& text)
-{
-    const auto labels = parent.findChildren<QLabel*>();
-    return std::any_of(labels.begin(), labels.end(),
-                       [&](const QLabel* label) { return label->text() == text; });
-}
-
-TEST_F(Workbench, CutsWhereItIsTold)
+TEST_F(WindowTest, TellsWhatWasEnteredWronglyInTheListToo)
 {
     Window window;
     window.show();
     ASSERT_TRUE(window.open(path("a.zrk.json")));
     ASSERT_TRUE(window.select(1));
-    settle(window);
-    EXPECT_TRUE(hasLabel(window, "y = 0"));
-    const double middle = shareInside(window.grab().toImage());
-    named<QPushButton>(window, "cut across x")->click();
-    EXPECT_FALSE(window.isSettled());
-    settle(window);
-    EXPECT_TRUE(hasLabel(window, "x = 0"));
-    auto* place = named<QDoubleSpinBox>(window, "place of the slice");
-    place->setFocus();
-    auto* line = place->findChild<QLineEdit*>();
-    line->selectAll();
-    QTest::keyClicks(line, "0.7");
-    QTest::keyClick(line, Qt::Key_Return);
-    EXPECT_FALSE(window.isSettled());
-    settle(window);
-    EXPECT_TRUE(hasLabel(window, "x = 0.4"));
-    EXPECT_LT(shareInside(window.grab().toImage()), 0.6 * middle) << "a circle of 0.3 instead of 0.5";
+    type(window, "radius", "0.18*");
+    EXPECT_EQ(radiusOf(window), 0.5);
+    const auto problems = window.problems().all();
+    ASSERT_EQ(problems.size(), 1u);
+    EXPECT_EQ(problems[0].kind, Problem::Kind::Error);
+    EXPECT_EQ(problems[0].node, 1);
+    EXPECT_EQ(problems[0].place, QString::fromUtf8("Sphere · radius"));
+    EXPECT_EQ(problems[0].finding, "\"0.18*\" doesn't end; 0.5 stays");
+    EXPECT_EQ(zrkui::UIField::of(fieldOf(window, "radius"))->message(), problems[0].finding.toStdString());
+    type(window, "radius", "0.18");
+    EXPECT_TRUE(window.problems().all().empty());
+    type(window, "radius", "x");
+    EXPECT_EQ(window.problems().all().size(), 1u);
+    ASSERT_TRUE(window.select(2));
+    EXPECT_TRUE(window.problems().all().empty()) << "the field is gone, and its value is as it was";
+}
+
+QToolButton* linkTo(Window& window, const QString& text)
+{
+    for (auto* button : window.inspector().findChildren<QToolButton*>()) {
+        if (button->text().trimmed() == text && button->isVisible()) {
+            return button;
+        }
+    }
+    return nullptr;
+}
+
+TEST_F(WindowTest, InspectorTellsWhereInputsComeFrom)
+{
+    put("linked.zrk.json", R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF", "label": "Ball"},
+        {"id": 2, "type": "Gyroid"}, {"id": 3, "type": "Multiply"}],
+        "links": [{"from": [1, 0], "to": [3, 1]}], "output": [3, 0]})");
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("linked.zrk.json")));
+    ASSERT_TRUE(window.select(3));
+    QToolButton* link = linkTo(window, QString::fromUtf8("set by Ball · sdf"));
+    ASSERT_NE(link, nullptr);
+    EXPECT_NE(window.inspector().findChild<QLabel*>("OverriddenValue"), nullptr) << "the default is greyed";
+    link->click();
+    EXPECT_EQ(window.session()->selection(), std::vector<std::uint16_t>{1});
+    ASSERT_TRUE(window.session()->unlink(Pin_handle::input(3, 1)));
+    ASSERT_TRUE(window.select(3));
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(window.inspector().findChild<QLabel*>("OverriddenValue"), nullptr);
+    EXPECT_NE(window.inspector().findChild<QLabel*>("DefaultValue"), nullptr);
+}
+
+TEST_F(WindowTest, InspectorNamesAndResetsANode)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    ASSERT_TRUE(window.select(1));
+    auto* name = window.inspector().findChild<QLineEdit*>("NodeName");
+    EXPECT_EQ(name->text(), "Sphere");
+    name->setFocus();
+    name->selectAll();
+    QTest::keyClicks(name, "Ball");
+    QTest::keyClick(name, Qt::Key_Return);
+    EXPECT_EQ((*window.session()->entry(1))["label"], "Ball");
+    ASSERT_TRUE(window.session()->undo());
+    EXPECT_EQ(name->text(), "Sphere") << "follows";
+
+    QCoreApplication::processEvents();
+    QToolButton* reset = nullptr;
+    for (auto* button : window.inspector().findChildren<QToolButton*>()) {
+        reset = button->accessibleName() == "reset radius to 1.0" ? button : reset;
+    }
+    ASSERT_NE(reset, nullptr) << "0.5 isn't what a new sphere has";
+    reset->click();
+    EXPECT_EQ(radiusOf(window), 1.0);
+    ASSERT_TRUE(window.session()->setValue(1, "center", {1, 2, 3}));
+    ASSERT_TRUE(window.session()->setValue(1, "radius", 7));
+    const std::size_t steps = window.session()->history().doneCount();
+    window.inspector().resetAll();
+    EXPECT_EQ(radiusOf(window), 1.0);
+    EXPECT_EQ(window.session()->history().doneCount(), steps + 1) << "one step for all values";
+    ASSERT_TRUE(window.session()->undo());
+    EXPECT_EQ(radiusOf(window), 7.0);
+}
+
+TEST_F(WindowTest, LibraryFiltersAndAdds)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    Library& library = window.library();
+    library.focusFilter();
+    QTest::keyClicks(library.filter(), "torus dist");
+    const auto* model = library.tree()->model();
+    ASSERT_EQ(model->rowCount(), 1) << "families without a match are hidden";
+    ASSERT_EQ(model->rowCount(model->index(0, 0)), 1);
+    EXPECT_EQ(model->index(0, 0, model->index(0, 0)).data().toString(), "Torus");
+    const std::unique_ptr<QMimeData> dragged(model->mimeData({model->index(0, 0, model->index(0, 0))}));
+    EXPECT_EQ(dragged->data(kTypeMime), QByteArray("ZRKTorusSDF"));
+    QTest::keyClick(library.filter(), Qt::Key_Return);
+    const auto& nodes = window.document()->graph()->nodes();
+    ASSERT_EQ(nodes.size(), 4u);
+    EXPECT_EQ(nodes.back()->object->typeInfo().name, "TorusSDF");
+    ASSERT_TRUE(window.session()->undo());
+    EXPECT_EQ(nodes.size(), 3u) << "one step";
+}
+
+TEST_F(WindowTest, SearchBoxFindsNodesTypesCommandsAndPages)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    ASSERT_TRUE(window.select(7));
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    QuickSearch& search = *window.topBar().search();
+    const auto kinds = [&](const char* text) {
+        search.setFocus(Qt::ShortcutFocusReason);
+        search.clear();
+        QTest::keyClicks(&search, text);
+        QStringList found;
+        for (int i = 0; i < search.list()->model()->rowCount(); ++i) {
+            found << search.list()->model()->index(i, 0).data(Qt::AccessibleTextRole).toString();
+        }
+        return found;
+    };
+    const QStringList spheres = kinds("sphere");
+    EXPECT_EQ(spheres.value(0), "node: Sphere");
+    EXPECT_TRUE(spheres.contains("add: Sphere"));
+    EXPECT_TRUE(spheres.contains("page: Manual: Sphere"));
+    QTest::keyClick(&search, Qt::Key_Return);
+    EXPECT_EQ(window.session()->selection(), std::vector<std::uint16_t>{1});
+    EXPECT_FALSE(search.hasFocus());
+    EXPECT_TRUE(kinds("save as").contains("command: Save as"));
+    EXPECT_TRUE(kinds("qqq").isEmpty());
+    QTest::keyClick(&search, Qt::Key_Escape);
+    EXPECT_FALSE(search.list()->isVisible());
 }
 
 // An import tells of no change; the slice is drawn anew all the same.
-TEST_F(Workbench, FollowsAnImport)
+TEST_F(WindowTest, FollowsAnImport)
 {
     put("mesh.zrk.json", R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
                              "nodes": [{"id": 1, "type": "MeshSDF"}], "output": [1, 0]})");
@@ -208,7 +341,67 @@ TEST_F(Workbench, FollowsAnImport)
     window.panel()->findChild<QPushButton*>()->click();
     EXPECT_FALSE(window.isSettled());
     settle(window);
+    EXPECT_EQ(window.session()->history().doneCount(), 1u);
     zrkui::ZRKApp::ui().setFileDialog(nullptr);
+}
+
+TEST_F(WindowTest, TakesDroppedFiles)
+{
+    const auto pictures = zrktest::sourceFolder() / "examples/pictures";
+    put("triangle.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    put("notes.txt", "no field");
+    put("broken.png", "no picture");
+    struct Case {
+        std::filesystem::path file;
+        const char* type; ///< null where it is refused
+        std::size_t resources;
+    };
+    const Case cases[] = {
+        {pictures / "gear.png", "RGBAImageSampler", 1},
+        {pictures / "shell", "2DImageExtrude", 1},
+        {path("triangle.obj"), "MeshSDF", 0},
+        {path("notes.txt"), nullptr, 0},
+        {path("broken.png"), nullptr, 0},
+        {path("gone.obj"), nullptr, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file.string());
+        Window window;
+        window.show();
+        window.newDocument();
+        window.takeFile(QString::fromStdString(c.file.string()));
+        const auto& nodes = window.document()->graph()->nodes();
+        ASSERT_EQ(nodes.size(), c.type ? 1u : 0u) << window.message();
+        if (!c.type) {
+            EXPECT_EQ(window.problems().count(Problem::Kind::Error), 1);
+            EXPECT_FALSE(window.session()->canUndo());
+            continue;
+        }
+        EXPECT_EQ(nodes[0]->object->typeInfo().name, c.type);
+        const ZRKJson saved = ZRKJson::parse(window.document()->toText());
+        EXPECT_EQ(saved.value("resources", ZRKJson::array()).size(), c.resources);
+        EXPECT_EQ(window.session()->history().doneCount(), 1u) << "one step";
+        settle(window);
+        ASSERT_TRUE(window.session()->undo());
+        EXPECT_TRUE(nodes.empty());
+    }
+}
+
+TEST_F(WindowTest, APasteThatIsNoFragmentSaysSo)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    for (const char* text : {"milk, bread", "{\"nodes\": 3}", R"({"zrkGraph": 9, "nodes": []})"}) {
+        SCOPED_TRACE(text);
+        QGuiApplication::clipboard()->setText(text);
+        window.canvas().action("paste")->trigger();
+        EXPECT_EQ(window.document()->graph()->nodes().size(), 3u);
+        EXPECT_EQ(window.problems().of(ProblemList::Source::Edit).size(), 1u);
+        EXPECT_FALSE(window.session()->canUndo());
+    }
+    ASSERT_TRUE(window.session()->setLabel(1, "Ball"));
+    EXPECT_TRUE(window.problems().of(ProblemList::Source::Edit).empty()) << "the next edit makes it stale";
 }
 
 /// Presses a button of each message box that comes up; returns how many came.
@@ -228,106 +421,23 @@ int answering(QMessageBox::StandardButton answer, const Action& action)
     return count;
 }
 
-TEST_F(Workbench, AsksAboutUnsavedChanges)
+TEST_F(WindowTest, AsksAboutUnsavedChanges)
 {
     Window window;
     window.show();
     ASSERT_TRUE(window.open(path("a.zrk.json")));
-    QApplication::setQuitOnLastWindowClosed(false);
     EXPECT_EQ(answering(QMessageBox::Cancel, [&] { EXPECT_TRUE(window.close()); }), 0)
         << "nothing is changed";
     window.show();
-    ASSERT_TRUE(window.select(1));
     const auto node = window.document()->graph()->getNodePtr(1);
     std::dynamic_pointer_cast<ZRKSphereSDF>(node->object)->radius.set(0.75);
-    EXPECT_TRUE(window.isWindowModified());
+    EXPECT_TRUE(window.isWindowModified()) << "an edit past the window counts too";
     EXPECT_EQ(answering(QMessageBox::Cancel, [&] { EXPECT_FALSE(window.close()); }), 1);
     EXPECT_EQ(answering(QMessageBox::Save, [&] { EXPECT_TRUE(window.close()); }), 1);
     EXPECT_EQ(ZRKJson::parse(content("a.zrk.json"))["nodes"][0]["values"]["radius"], 0.75);
 }
 
-/// The field of a document's node 1.
-OutputField fieldOf(const GraphDocument& document) { return document.outputField({1, 0}).value(); }
-
-GraphDocument parsed(const std::string& text)
-{
-    DocumentWarnings warnings;
-    return GraphDocument::parse(text, "test", warnings).value();
-}
-
-TEST_F(Workbench, PreviewsComeCoarseFirst)
-{
-    const GraphDocument document = parsed(kDocument);
-    std::vector<SlicePreview> delivered;
-    PreviewService service(*application, [&](const SlicePreview& preview) { delivered.push_back(preview); });
-    SliceRequest request{fieldOf(document), document.samplingBounds()};
-    request.pixels = 256;
-    service.request(request);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !delivered.empty() && delivered.back().isFinal; }, 20000));
-    std::vector<int> widths;
-    for (const SlicePreview& preview : delivered) {
-        widths.push_back(preview.width);
-    }
-    EXPECT_THAT(widths, ::testing::ElementsAre(32, 85, 256));
-    EXPECT_EQ(delivered.back().coordinate, 0);
-}
-
-// What runs has the values of its request, whatever is edited meanwhile; only the newest is delivered.
-TEST_F(Workbench, PreviewsShowOneStateAndTheNewestOnly)
-{
-    const GraphDocument document = parsed(kDocument);
-    const auto sphere = std::dynamic_pointer_cast<ZRKSphereSDF>(document.graph()->getNodePtr(1)->object);
-    std::vector<SlicePreview> delivered;
-    PreviewService service(*application, [&](const SlicePreview& preview) { delivered.push_back(preview); });
-    for (int i = 1; i <= 50; ++i) {
-        sphere->radius.set(i / 10.0);
-        SliceRequest request{fieldOf(document), document.samplingBounds()};
-        request.pixels = 1024;
-        service.request(request);
-    }
-    sphere->radius.set(100);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !delivered.empty() && delivered.back().isFinal; }, 20000));
-    ASSERT_EQ(delivered.size(), 3u);
-    // The distance at the centre is the least one: -5, the last request's.
-    EXPECT_NEAR(delivered.back().low, -5, 0.01);
-}
-
-/// Counts what is delivered to it, wanted or not.
-class Receiver : public QObject {
-public:
-    int count = 0;
-
-    bool event(QEvent* event) override
-    {
-        count += event->type() == QEvent::MetaCall ? 1 : 0;
-        return QObject::event(event);
-    }
-};
-
-// Pictures of a former request may be on their way when the next one is made.
-TEST_F(Workbench, LatePreviewsAreDropped)
-{
-    const GraphDocument document = parsed(kDocument);
-    const auto sphere = std::dynamic_pointer_cast<ZRKSphereSDF>(document.graph()->getNodePtr(1)->object);
-    std::vector<SlicePreview> delivered;
-    Receiver receiver;
-    PreviewService service(receiver, [&](const SlicePreview& preview) { delivered.push_back(preview); });
-    SliceRequest request{fieldOf(document), document.samplingBounds()};
-    request.pixels = 64;
-    service.request(request);
-    std::this_thread::sleep_for(std::chrono::milliseconds(300)); // drawn and sent, but not received
-    sphere->radius.set(3);
-    service.request({fieldOf(document), document.samplingBounds()});
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !delivered.empty() && delivered.back().isFinal; }, 20000));
-    EXPECT_EQ(delivered.size(), 3u);
-    EXPECT_GT(receiver.count, 3) << "else this test shows nothing";
-    for (const SlicePreview& preview : delivered) {
-        EXPECT_NEAR(preview.low, -3, 0.1);
-    }
-}
-
-/// A document with a field of 4000 waves behind a raster of 96 nodes along each edge: ten seconds and more to
-/// freeze.
+/// A field of so many waves that a slice takes many seconds.
 std::string slowText()
 {
     std::string waves;
@@ -341,61 +451,12 @@ std::string slowText()
                "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})";
 }
 
-// What evaluators compute for long when they are built is computed on the previews' thread, and ends too.
-TEST_F(Workbench, PreviewsKeepNobodyWaiting)
-{
-    const GraphDocument document = parsed(slowText());
-    for (const int node : {1, 2}) {
-        SCOPED_TRACE(node);
-        std::vector<SlicePreview> delivered;
-        auto service = std::make_unique<PreviewService>(
-            *application, [&](const SlicePreview& preview) { delivered.push_back(preview); });
-        SliceRequest request{document.outputField({static_cast<std::uint16_t>(node), 0}).value(),
-                             document.samplingBounds()};
-        request.pixels = 2048;
-        QElapsedTimer clock;
-        for (int i = 0; i < 5; ++i) {
-            clock.start();
-            service->request(request);
-            EXPECT_LT(clock.elapsed(), 200); // some milliseconds where nothing else runs
-            std::this_thread::sleep_for(std::chrono::milliseconds(30));
-        }
-        clock.start();
-        service.reset();
-        EXPECT_LT(clock.elapsed(), 500); // 20 ms where nothing else runs
-        QCoreApplication::processEvents();
-        for (const SlicePreview& preview : delivered) {
-            EXPECT_EQ(preview.problem, "");
-        }
-    }
-}
-
-TEST_F(Workbench, PreviewsShowTheNewestStateOfARaster)
-{
-    const GraphDocument document =
-        parsed(R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
-        "nodes": [{"id": 1, "type": "SphereSDF"},
-                  {"id": 2, "type": "RasterFX", "values": {"auto-update": true, "resolution": 65}}],
-        "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})");
-    const auto sphere = std::dynamic_pointer_cast<ZRKSphereSDF>(document.graph()->getNodePtr(1)->object);
-    std::vector<SlicePreview> delivered;
-    PreviewService service(*application, [&](const SlicePreview& preview) { delivered.push_back(preview); });
-    for (int i = 1; i <= 30; ++i) {
-        sphere->radius.set(i);
-        service.request({document.outputField({2, 0}).value(), document.samplingBounds()});
-        std::this_thread::sleep_for(std::chrono::milliseconds(i % 7));
-    }
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !delivered.empty() && delivered.back().isFinal; }, 20000));
-    EXPECT_NEAR(delivered.back().low, -30, 0.5);
-}
-
-TEST_F(Workbench, ClosesDuringALongEvaluation)
+TEST_F(WindowTest, ClosesDuringALongEvaluation)
 {
     put("slow.zrk.json", slowText());
     auto window = std::make_unique<Window>();
     window->show();
     ASSERT_TRUE(window->open(path("slow.zrk.json"))) << window->message();
-    ASSERT_TRUE(window->select(2));
     QTest::qWait(100);
     EXPECT_FALSE(window->isSettled());
     QElapsedTimer clock;
@@ -403,6 +464,144 @@ TEST_F(Workbench, ClosesDuringALongEvaluation)
     EXPECT_TRUE(window->close());
     window.reset();
     EXPECT_LT(clock.elapsed(), 500); // 200 ms where nothing else runs
+}
+
+TEST_F(WindowTest, IsntHeldByALongEvaluation)
+{
+    put("slow.zrk.json", slowText());
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("slow.zrk.json"))) << window.message();
+    QTest::qWait(100);
+    Watchdog watchdog(100);
+    for (int i = 0; i < 10; ++i) {
+        ASSERT_TRUE(window.session()->setLabel(1, "step " + std::to_string(i)));
+        ASSERT_TRUE(window.session()->setValue(2, "resolution", 90 + i));
+        QTest::qWait(50);
+    }
+    for (const Watchdog::Hold& hold : watchdog.holds()) {
+        ADD_FAILURE() << hold.milliseconds << " ms held: " << hold.what;
+    }
+}
+
+TEST_F(WindowTest, ExportsTheStateThatItWasAskedFor)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    VolumeExport volume;
+    volume.resolution = 97;
+    auto task = exportTask(path("ball.npy"), *window.document(), {1, 0}, volume);
+    ASSERT_TRUE(task) << zrk::messageOf(task.error());
+    ASSERT_TRUE(window.exports().start(std::move(*task)));
+    int edits = 0;
+    while (window.exports().isRunning() || edits < 3) { // the window works on meanwhile
+        ASSERT_TRUE(window.session()->setValue(1, "radius", 0.6 + 0.01 * edits));
+        QTest::qWait(5);
+        ASSERT_LT(++edits, 4000);
+    }
+    const std::string saved = content("ball.npy");
+    const std::size_t header =
+        10 + static_cast<unsigned char>(saved[8]) + 256 * static_cast<unsigned char>(saved[9]);
+    ASSERT_EQ(saved.size(), header + 8 * 97 * 97 * 97);
+    double least = 0;
+    for (std::size_t at = header; at < saved.size(); at += 8) {
+        double value = 0;
+        std::memcpy(&value, saved.data() + at, 8);
+        least = std::min(least, value);
+    }
+    EXPECT_EQ(least, -0.5) << "the radius when it was asked for";
+}
+
+/// All that a user does at random; what it is must not matter.
+TEST_F(WindowTest, SurvivesARandomSession)
+{
+    const unsigned seed = 20240917;
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const auto upTo = [&](int end) { return static_cast<int>(random() % static_cast<unsigned>(end)); };
+    Window window;
+    window.show();
+    ASSERT_TRUE(
+        window.open((zrktest::sourceFolder() / "examples/sphere_and_twisted_gyroid.zrk.json").string()));
+    const auto& types = ZRKGraphObject::registry().entries();
+    Watchdog watchdog(100);
+    for (int i = 0; i < 300; ++i) {
+        const auto& nodes = window.document()->graph()->nodes();
+        const auto any = [&] {
+            return nodes[static_cast<std::size_t>(upTo(static_cast<int>(nodes.size())))]->id;
+        };
+        switch (upTo(nodes.size() > 1 ? 9 : 1)) {
+        case 0:
+            window.canvas().addNodeAtCentre(
+                types[static_cast<std::size_t>(upTo(static_cast<int>(types.size())))].className);
+            break;
+        case 1:
+            EXPECT_TRUE(window.select(any()));
+            break;
+        case 2:
+            (void)window.session()->link(Pin_handle::output(any(), 0), Pin_handle::input(any(), 0),
+                                         upTo(2) == 0);
+            break;
+        case 3:
+            window.command("Delete")->trigger();
+            break;
+        case 4:
+        case 5:
+            if (window.session()->canUndo()) {
+                (void)window.session()->undo();
+            }
+            break;
+        case 6:
+            if (window.session()->canRedo()) {
+                (void)window.session()->redo();
+            }
+            break;
+        case 7:
+            window.canvas().action("bypass")->trigger();
+            break;
+        case 8:
+            if (window.panel()) {
+                const auto fields = window.panel()->findChildren<zrkui::NumberField*>();
+                if (!fields.isEmpty()) {
+                    auto* line = fields[upTo(fields.size())]->findChild<QLineEdit*>();
+                    line->setFocus();
+                    line->selectAll();
+                    QTest::keyClicks(line, upTo(4) == 0 ? "1/0" : QString::number(upTo(30) / 10.0));
+                    QTest::keyClick(line, Qt::Key_Return);
+                }
+            }
+            break;
+        }
+        QCoreApplication::processEvents();
+    }
+    // One may be the machine's: time that it takes for pages of memory isn't told apart.
+    std::string holds;
+    for (const Watchdog::Hold& hold : watchdog.holds()) {
+        holds += std::to_string(hold.milliseconds) + " ms: " + hold.what + "\n";
+    }
+    EXPECT_LE(watchdog.holds().size(), 1u) << holds;
+    while (window.session()->canUndo()) {
+        ASSERT_TRUE(window.session()->undo());
+    }
+    EXPECT_EQ(window.document()->graph()->nodes().size(), 4u);
+    settle(window);
+}
+
+TEST_F(WindowTest, TheWatchdogTellsWhoHeldTheWindow)
+{
+    Watchdog watchdog(100);
+    QTest::qWait(50);
+    EXPECT_TRUE(watchdog.holds().empty());
+    {
+        const Doing outer("reading");
+        const Doing doing("sleeping");
+        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    }
+    QTest::qWait(50);
+    ASSERT_EQ(watchdog.holds().size(), 1u);
+    EXPECT_EQ(watchdog.holds()[0].what, "sleeping");
+    EXPECT_NEAR(watchdog.holds()[0].milliseconds, 250, 60);
 }
 
 } // namespace

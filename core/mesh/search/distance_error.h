@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/mesh/search/bvh.h"
+#include "core/values/export.h"
 
 namespace zrk {
 
@@ -13,6 +14,6 @@ namespace zrk {
 /// anywhere.
 ///
 /// Takes O(triangles).
-double distanceError(const BVH<double, 3, 3>& tree);
+ZRK_API double distanceError(const BVH<double, 3, 3>& tree);
 
 } // namespace zrk

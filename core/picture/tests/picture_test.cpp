@@ -138,6 +138,22 @@ TEST(Picture, ComesCoarseFirst)
     }
 }
 
+// A given camera draws its coarse pictures before the solid is looked for; what comes last is the same.
+TEST(Picture, OfACameraIsTheSameWithCoarseOnesBefore)
+{
+    PictureSettings settings = settingsOf(100);
+    settings.camera = cameraFrom({0.5, -1, 0.6}, 100, 100);
+    settings.camera->origin = {0.2, 0.4, 0};
+    settings.camera->pixel = 0.03;
+    const ShadedPicture alone = drawn(prepared(Ball{}), settings).last();
+    settings.firstSize = 40;
+    const Drawn result = drawn(prepared(Ball{}), settings);
+    ASSERT_EQ(result.pictures.size(), 3U);
+    EXPECT_EQ(result.last().data, alone.data);
+    EXPECT_EQ(result.outcome, PictureOutcome::Drawn);
+    EXPECT_EQ(drawn(prepared(Ball{{9, 9, 9}, 1}), settings).outcome, PictureOutcome::NoSolid);
+}
+
 TEST(Picture, TellsThatThereIsNoSolid)
 {
     PictureSettings beyondTheHole = settingsOf(64);

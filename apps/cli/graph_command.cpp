@@ -1,0 +1,42 @@
+#include "apps/cli/commands.h"
+#include "apps/cli/options.h"
+#include "formats/atomic_file.h"
+#include "host/graph_picture.h"
+
+#include <memory>
+#include <string>
+
+namespace zrkcli {
+
+namespace {
+
+struct GraphOptions : DocumentOptions {
+    std::string file;
+    bool quiet = false;
+};
+
+void drawGraph(const GraphOptions& options)
+{
+    if (!options.file.ends_with(".svg")) {
+        throw zrk::FaultError({"-o", zrk::quotation(options.file), "a file name ending in .svg",
+                               "graphs are drawn as SVG; `zrk slice` draws fields"});
+    }
+    const std::string picture = zrkmodel::graphPicture(loadDocument(options, options.quiet));
+    auto file = zrk::valueOrThrow(zrk::AtomicFile::create(options.file));
+    file.write(picture.data(), picture.size());
+    zrk::valueOrThrow(file.commit());
+}
+
+} // namespace
+
+void addGraphCommand(const Program& program)
+{
+    CLI::App* command = program.app.add_subcommand("graph", "draw the nodes and links of a document");
+    auto options = std::make_shared<GraphOptions>();
+    options->addTo(*command);
+    command->add_option("-o,--output", options->file, "picture to write: .svg")->required();
+    command->add_flag("--quiet", options->quiet, "no progress, no warnings");
+    command->callback([&work = program.work, options] { work = [options] { drawGraph(*options); }; });
+}
+
+} // namespace zrkcli

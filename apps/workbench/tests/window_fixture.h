@@ -1,0 +1,108 @@
+#pragma once
+
+#include "apps/workbench/canvas/canvas.h"
+#include "apps/workbench/views/view_pane.h"
+#include "apps/workbench/window/notice_bar.h"
+#include "apps/workbench/window/window.h"
+#include "components/registration.h"
+#include "inspectors/css_style.h"
+#include "inspectors/number_field.h"
+#include "inspectors/panels.h"
+#include "inspectors/property_view.h"
+#include "model/graph_object.h"
+#include "model/property.h"
+#include "testing/temporary_folder.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QLineEdit>
+#include <QtTest/QtTest>
+
+#include <memory>
+#include <string>
+
+namespace zrkworkbench {
+
+/// A sphere through a factor, and a node that nothing arrives at.
+inline const char* const kWindowDocument =
+    R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
+    "nodes": [{"id": 1, "type": "SphereSDF", "values": {"radius": 0.5}},
+              {"id": 2, "type": "Multiply"}, {"id": 7, "type": "NormVec3"}],
+    "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})";
+
+/// An application without a screen, and a folder with a document.
+class WindowTest : public zrktest::TemporaryFolder {
+protected:
+    std::unique_ptr<QApplication> application;
+
+    void SetUp() override
+    {
+        TemporaryFolder::SetUp();
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        static int argc = 1;
+        static char name[] = "workbench_tests";
+        static char* argv[] = {name, nullptr};
+        application = std::make_unique<QApplication>(argc, argv);
+        QApplication::setQuitOnLastWindowClosed(false);
+        zrkmodel::ZRKGraphComponentsInit::initializeModule();
+        zrkui::ZRKGraphInspectorsInit::initializeModule();
+        QApplication::setStyle("fusion");
+        QFont font = QApplication::font();
+        font.setPixelSize(13);
+        QApplication::setFont(font);
+        zrkui::ZRKCSSStyle::light().apply(*application);
+        put("a.zrk.json", kWindowDocument);
+    }
+    void TearDown() override
+    {
+        application.reset();
+        TemporaryFolder::TearDown();
+    }
+
+    static void settle(const Window& window)
+    {
+        ASSERT_TRUE(QTest::qWaitFor([&] { return window.isSettled(); }, 20000));
+    }
+
+    static double radiusOf(const Window& window, std::uint16_t node = 1)
+    {
+        const auto record = window.document()->graph()->getNodePtr(node);
+        return record ? record->object->findProperty("radius")->valueJson().get<double>() : -1;
+    }
+
+    /// Types into the field of a property, as the user does.
+    static void type(Window& window, const std::string& property, const char* text)
+    {
+        zrkui::NumberField* field = fieldOf(window, property);
+        ASSERT_NE(field, nullptr) << property;
+        field->setFocus();
+        auto* line = field->findChild<QLineEdit*>();
+        line->selectAll();
+        QTest::keyClicks(line, text);
+        QTest::keyClick(line, Qt::Key_Return);
+    }
+    static zrkui::NumberField* fieldOf(Window& window, const std::string& property)
+    {
+        for (auto* field : window.panel()->findChildren<zrkui::NumberField*>()) {
+            if (zrkui::shownProperty(*field).toStdString() == property) {
+                return field;
+            }
+        }
+        return nullptr;
+    }
+
+    /// Presses the button of a notice.
+    static bool press(Window& window, const QString& text)
+    {
+        QCoreApplication::processEvents(); // a new button shows with the next events
+        for (auto* button : window.notices().findChildren<QAbstractButton*>()) {
+            if (button->text() == text && button->isVisible()) {
+                button->click();
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
+} // namespace zrkworkbench

@@ -1,0 +1,275 @@
+#include "apps/workbench/export/export_bar.h"
+#include "apps/workbench/export/export_dialog.h"
+#include "apps/workbench/export/export_job.h"
+#include "apps/workbench/views/tests/views_fixture.h"
+#include "components/primitives/sphere_sdf.h"
+#include "formats/part.h"
+#include "host/field_grid.h"
+#include "host/volume_file.h"
+
+#include <QAbstractButton>
+#include <QCheckBox>
+#include <QImage>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSettings>
+#include <QToolButton>
+
+#include <optional>
+#include <vector>
+
+namespace zrkworkbench {
+namespace {
+
+using namespace zrkmodel;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class ExportTest : public ViewsTest {
+protected:
+    std::vector<ExportProgress> progress;
+    std::optional<ExportResult> result;
+
+    void SetUp() override
+    {
+        ViewsTest::SetUp();
+        QCoreApplication::setOrganizationName("zrk-tests");
+        QCoreApplication::setApplicationName("views");
+        QSettings::setDefaultFormat(QSettings::IniFormat);
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope,
+                           QString::fromStdString(path("settings")));
+    }
+
+    void follow(ExportJob& job)
+    {
+        progress.clear();
+        result.reset();
+        job.onProgress([this](const ExportProgress& step) { progress.push_back(step); });
+        job.onDone([this](const ExportResult& outcome) { result = outcome; });
+    }
+    ExportTask task(const GraphDocument& document, const std::string& name, const ExportOptions& options,
+                    PinAddress pin = {1, 0})
+    {
+        return zrk::valueOrThrow(exportTask(path(name), document, pin, options));
+    }
+    ExportResult run(ExportTask task)
+    {
+        ExportJob job(*application);
+        follow(job);
+        EXPECT_TRUE(job.start(std::move(task)));
+        EXPECT_TRUE(job.isRunning());
+        EXPECT_TRUE(waitFor([&] { return result.has_value(); }));
+        EXPECT_FALSE(job.isRunning());
+        return *result;
+    }
+};
+
+TEST_F(ExportTest, WritesEachKind)
+{
+    const GraphDocument document = parsed(sphereText());
+    ExportResult done = run(task(document, "a.npy", VolumeExport{9}));
+    EXPECT_EQ(done.kind, ExportResult::Kind::Done) << done.text;
+    EXPECT_THAT(done.text, HasSubstr("9 x 9 x 9 nodes, values from -0.5 to 1.232"));
+    EXPECT_EQ(content("a.npy").size(), 128 + 9 * 9 * 9 * 8u);
+    EXPECT_EQ(progress.back().stage, "writing");
+
+    done = run(task(document, "a.stl", SurfaceExport{24}));
+    EXPECT_EQ(done.kind, ExportResult::Kind::Done) << done.text;
+    const zrk::FileMesh mesh = zrk::valueOrThrow(zrk::readMesh(path("a.stl")));
+    EXPECT_THAT(done.text, HasSubstr(std::to_string(mesh.triangles.size()) + " triangles"));
+
+    done = run(task(document, "slice.png", SliceExport{2, 0.5, 100, true, {}}));
+    EXPECT_EQ(done.kind, ExportResult::Kind::Done) << done.text;
+    const QImage slice(QString::fromStdString(path("slice.png")));
+    EXPECT_EQ(slice.width(), 100);
+    EXPECT_GT(slice.height(), 110) << "the legend";
+
+    SolidExport solid;
+    solid.width = 120;
+    solid.height = 80;
+    solid.backdrop = zrk::Backdrop::Transparent;
+    done = run(task(document, "solid.png", solid));
+    EXPECT_EQ(done.kind, ExportResult::Kind::Done) << done.text;
+    const QImage picture(QString::fromStdString(path("solid.png")));
+    EXPECT_EQ(picture.size(), QSize(120, 80));
+    EXPECT_EQ(picture.pixelColor(60, 40).alpha(), 255);
+    EXPECT_EQ(picture.pixelColor(2, 2).alpha(), 0);
+}
+
+// The parts that workers take are put together as the command does, for values of one and of more numbers.
+TEST_F(ExportTest, VolumesAreThoseOfTheCommand)
+{
+    for (const char* name : {"sphere_and_twisted_gyroid", "directions", "raster_fx"}) {
+        SCOPED_TRACE(name);
+        const GraphDocument document = example(name);
+        const OutputField output = document.outputField().value();
+        const auto bounds = document.samplingBounds();
+        const auto dims = gridDims(bounds, 41);
+        const zrk::Region<3, 3, double, 1> region(bounds.min, bounds.max, dims[0], dims[1], dims[2]);
+        const FieldValues values = sampleField(output.field, region, nullptr).value();
+        const zrk::Volume volume =
+            volumeOf(values, output, region, zrk::NumberType::Float32, document.unit());
+        zrk::valueOrThrow(zrk::writeVolume(path("command.nrrd"), volume));
+        const ExportResult done = run(
+            task(document, "export.nrrd", VolumeExport{41, zrk::NumberType::Float32}, *document.output()));
+        EXPECT_EQ(done.kind, ExportResult::Kind::Done) << done.text;
+        EXPECT_TRUE(content("export.nrrd") == content("command.nrrd"));
+    }
+}
+
+// What is written is the state that the export was asked for, whatever is edited meanwhile.
+TEST_F(ExportTest, EditsMeanwhileDontCount)
+{
+    const GraphDocument document = parsed(sphereText());
+    ExportTask before = task(document, "a.npy", VolumeExport{33});
+    std::dynamic_pointer_cast<ZRKSphereSDF>(document.graph()->getNodePtr(1)->object)->radius.set(0.25);
+    EXPECT_THAT(run(std::move(before)).text, HasSubstr("values from -0.5 to"));
+}
+
+TEST_F(ExportTest, RefusesBeforeAnyWork)
+{
+    const GraphDocument document = parsed(sphereText());
+    const GraphDocument colors = example("directions");
+    struct Case {
+        const char* file;
+        ExportOptions options;
+        const GraphDocument& document;
+        PinAddress pin;
+        const char* message;
+    };
+    const PinAddress color = *colors.output();
+    for (const Case& c : {Case{"a.tiff", VolumeExport{}, document, {1, 0}, ".npy"},
+                          Case{"a.npy", SurfaceExport{}, document, {1, 0}, ".stl"},
+                          Case{"a.jpg", SliceExport{}, document, {1, 0}, "ending in .png"},
+                          Case{"a.stl", SurfaceExport{}, colors, color, "Scalar"},
+                          Case{"a.png", SolidExport{}, colors, color, "Scalar"},
+                          Case{"a.png", SolidExport{16000, 16000}, document, {1, 0}, "together"},
+                          Case{"a.stl", SurfaceExport{}, document, {5, 0}, "node 5"}}) {
+        SCOPED_TRACE(c.message);
+        const auto refused = exportTask(path(c.file), c.document, c.pin, c.options);
+        ASSERT_FALSE(refused);
+        EXPECT_THAT(zrk::messageOf(refused.error()), HasSubstr(c.message));
+    }
+    EXPECT_EQ(entryCount(), 0);
+}
+
+TEST_F(ExportTest, FailuresLeaveWhatWasThere)
+{
+    const GraphDocument document = parsed(sphereText());
+    std::dynamic_pointer_cast<ZRKSphereSDF>(document.graph()->getNodePtr(1)->object)->radius.set(-1);
+    put("a.stl", "former");
+    ExportResult failed = run(task(document, "a.stl", SurfaceExport{16}));
+    EXPECT_EQ(failed.kind, ExportResult::Kind::Failed);
+    EXPECT_THAT(failed.text, HasSubstr("no surface at 0"));
+    EXPECT_EQ(content("a.stl"), "former");
+    failed = run(task(document, "gone/a.npy", VolumeExport{8}));
+    EXPECT_EQ(failed.kind, ExportResult::Kind::Failed);
+    EXPECT_THAT(failed.text, HasSubstr("gone"));
+    EXPECT_EQ(entryCount(), 1);
+}
+
+TEST_F(ExportTest, CanBeCancelledAtOnce)
+{
+    const GraphDocument document = parsed(slowText());
+    put("a.npy", "former");
+    for (const int node : {1, 2}) {
+        SCOPED_TRACE(node);
+        ExportJob job(*application);
+        follow(job);
+        ASSERT_TRUE(
+            job.start(task(document, "a.npy", VolumeExport{200}, {static_cast<std::uint16_t>(node), 0})));
+        EXPECT_FALSE(job.start(task(document, "b.npy", VolumeExport{8}))) << "one at a time";
+        QTest::qWait(200);
+        EXPECT_FALSE(result);
+        QElapsedTimer clock;
+        clock.start();
+        job.cancel();
+        ASSERT_TRUE(waitFor([&] { return result.has_value(); }));
+        EXPECT_LT(clock.elapsed(), 2000); // 50 ms where nothing else runs
+        EXPECT_EQ(result->kind, ExportResult::Kind::Cancelled) << result->text;
+        EXPECT_EQ(content("a.npy"), "former");
+        EXPECT_EQ(entryCount(), 1) << "no partial file";
+    }
+    auto job = std::make_unique<ExportJob>(*application);
+    follow(*job);
+    ASSERT_TRUE(job->start(task(document, "a.npy", VolumeExport{200})));
+    QTest::qWait(50);
+    job.reset(); // as when the window is closed
+    QTest::qWait(50);
+    EXPECT_FALSE(result) << "nobody is told any more";
+    EXPECT_EQ(content("a.npy"), "former");
+}
+
+TEST_F(ExportTest, TellsHowFarItIs)
+{
+    const GraphDocument document = parsed(sphereText());
+    const ExportResult done = run(task(document, "a.ply", SurfaceExport{160}));
+    EXPECT_EQ(done.kind, ExportResult::Kind::Done) << done.text;
+    ASSERT_GE(progress.size(), 3u);
+    for (std::size_t i = 1; i < progress.size(); ++i) {
+        EXPECT_GE(progress[i].fraction, progress[i - 1].fraction);
+    }
+    EXPECT_EQ(progress.front().fraction, 0);
+    EXPECT_EQ(timeText(12.4), "12 s");
+    EXPECT_EQ(timeText(0.1), "1 s");
+    EXPECT_EQ(timeText(185), "3 min");
+    EXPECT_EQ(timeText(3900), "1 h 5 min");
+}
+
+TEST_F(ExportTest, TheBarShowsWhatRuns)
+{
+    const GraphDocument document = parsed(slowText());
+    QWidget window;
+    ExportBar bar(&window);
+    window.show();
+    bar.onDone([this](const ExportResult& outcome) { result = outcome; });
+    EXPECT_TRUE(bar.isHidden());
+    ASSERT_TRUE(bar.start(task(document, "a.npy", VolumeExport{200})));
+    EXPECT_FALSE(bar.isHidden());
+    EXPECT_EQ(bar.findChild<QLabel*>()->text(), "Exporting a.npy");
+    bar.findChild<QToolButton*>()->click();
+    ASSERT_TRUE(waitFor([&] { return result.has_value(); }));
+    EXPECT_EQ(result->kind, ExportResult::Kind::Cancelled);
+    EXPECT_TRUE(bar.isHidden());
+}
+
+TEST_F(ExportTest, TheDialogKeepsItsChoicesAndTellsProblems)
+{
+    const GraphDocument document = parsed(sphereText());
+    const auto prepare = [&](const std::string& file, const ExportOptions& options) {
+        return exportTask(file, document, {1, 0}, options);
+    };
+    std::optional<ExportTask> chosen;
+    {
+        ExportDialog dialog(ExportKind::Surface, {path(""), "ball"}, prepare);
+        dialog.onChosen([&](ExportTask task) { chosen = std::move(task); });
+        auto* file = widgetNamed<QLineEdit>(dialog, "file to write");
+        ASSERT_TRUE(file);
+        EXPECT_TRUE(file->text().endsWith("ball.3mf"));
+        file->setText(QString::fromStdString(path("ball.gif")));
+        dialog.show();
+        dialog.accept();
+        EXPECT_TRUE(dialog.isVisible()) << "it stays, so that the name can be mended";
+        EXPECT_THAT(dialog.problem().toStdString(), HasSubstr(".stl"));
+        EXPECT_FALSE(chosen);
+        widgetNamed<QCheckBox>(dialog, "sharp")->click();
+        file->setText(QString::fromStdString(path("ball.stl")));
+        EXPECT_THAT(dialog.problem().toStdString(), IsEmpty());
+        dialog.accept();
+        ASSERT_TRUE(chosen);
+        EXPECT_FALSE(dialog.isVisible());
+    }
+    EXPECT_EQ(run(std::move(*chosen)).kind, ExportResult::Kind::Done);
+    ExportDialog again(ExportKind::Surface, {"/elsewhere", "ball"}, prepare);
+    EXPECT_TRUE(std::get<SurfaceExport>(again.options()).isSharp);
+    EXPECT_EQ(again.file(), path("ball.stl"));
+    for (const ExportKind kind : {ExportKind::Volume, ExportKind::Slice, ExportKind::Solid}) {
+        ExportDialog dialog(kind, {"", "ball"}, prepare);
+        EXPECT_EQ(dialog.options().index(), kind == ExportKind::Volume  ? 0u
+                                            : kind == ExportKind::Slice ? 2u
+                                                                        : 3u);
+    }
+}
+
+} // namespace
+} // namespace zrkworkbench

@@ -1,0 +1,95 @@
+#include "apps/workbench/window/document_opener.h"
+
+#include <QTimer>
+
+#include <utility>
+
+namespace zrkworkbench {
+
+using zrkmodel::EditSession;
+
+namespace {
+
+constexpr int kOpenerInterval = 15; ///< milliseconds between two looks at the work
+
+} // namespace
+
+struct DocumentOpener::Job final : zrk::ProgressMonitor {
+    OpenRequest request;
+    zrkmodel::EditSettings settings;
+    zrk::StopSign stop;
+    std::atomic<double> fraction{0};
+    std::atomic<bool> isDone{false};
+    std::optional<OpenedDocument> result; ///< for the window's thread once it is done
+
+    void progress(double share) override { fraction = share; }
+    bool interruptRequested() override { return stop.isRaised(); }
+
+    void run()
+    {
+        const zrk::StopScope scope(stop);
+        zrkmodel::DocumentWarnings warnings;
+        settings.load.monitor = this;
+        auto session = zrk::attempt(request.path, [&]() -> zrk::Result<std::unique_ptr<EditSession>> {
+            if (!request.isTemplate) {
+                return EditSession::open(request.path, warnings, settings);
+            }
+            return zrkmodel::GraphDocument::load(request.path, warnings, settings.load)
+                .map([&](zrkmodel::GraphDocument document) {
+                    return std::make_unique<EditSession>(std::move(document), settings);
+                });
+        });
+        result.emplace(OpenedDocument{request, std::move(session), std::move(warnings)});
+        isDone.store(true, std::memory_order_release);
+    }
+};
+
+DocumentOpener::DocumentOpener(QObject* parent) : QObject(parent), _timer(new QTimer(this))
+{
+    connect(_timer, &QTimer::timeout, this, [this] { look(); });
+}
+
+DocumentOpener::~DocumentOpener() { cancel(); }
+
+void DocumentOpener::open(const OpenRequest& request, const zrkmodel::EditSettings& settings)
+{
+    cancel();
+    _job = std::make_shared<Job>();
+    _job->request = request;
+    _job->settings = settings;
+    _thread = std::thread([job = _job] { job->run(); });
+    _timer->start(kOpenerInterval);
+}
+
+void DocumentOpener::cancel()
+{
+    if (_job) {
+        _job->stop.raise();
+        _thread.join();
+        _job.reset();
+        _timer->stop();
+    }
+}
+
+void DocumentOpener::look()
+{
+    if (!_job) {
+        return;
+    }
+    if (!_job->isDone.load(std::memory_order_acquire)) {
+        if (_progress) {
+            _progress(_job->request.path, _job->fraction);
+        }
+        return;
+    }
+    _thread.join();
+    _timer->stop();
+    const std::shared_ptr<Job> job = std::exchange(_job, nullptr);
+    if (_opened) {
+        OpenedDocument opened = std::move(*job->result);
+        opened.monitor = job;
+        _opened(std::move(opened));
+    }
+}
+
+} // namespace zrkworkbench

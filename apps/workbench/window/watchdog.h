@@ -1,0 +1,58 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+class QObject;
+
+namespace zrkworkbench {
+
+/// What the window's thread is doing now, for the watchdog to tell: a fixed text, set where something begins
+/// that may take long.
+class Doing {
+public:
+    explicit Doing(const char* what);
+    ~Doing();
+    Doing(const Doing&) = delete;
+    Doing& operator=(const Doing&) = delete;
+
+    static const char* now();
+
+private:
+    const char* _former;
+};
+
+/// Sees from a thread of its own how long the window's thread takes to come back to its event loop. For tests
+/// and measurements: made and destroyed in the window's thread.
+///
+/// It counts the time in which the thread worked or waited for something itself, but not the time in which it
+/// waited for a processor that other threads and programs had, as far as the system tells that.
+class Watchdog {
+public:
+    struct Hold {
+        double milliseconds;
+        std::string what; ///< what the window's thread did when it was caught; empty where nobody said
+    };
+
+    /// @param limit  milliseconds; longer holds are kept.
+    explicit Watchdog(double limit);
+    ~Watchdog();
+    Watchdog(const Watchdog&) = delete;
+    Watchdog& operator=(const Watchdog&) = delete;
+
+    double longest() const;
+    std::vector<Hold> holds() const;
+    void reset();
+
+private:
+    struct State;
+    std::shared_ptr<State> _state;
+    std::unique_ptr<QObject> _receiver; ///< in the window's thread
+    std::thread _thread;
+
+    static void watch(const std::shared_ptr<State>& state, QObject* receiver);
+};
+
+} // namespace zrkworkbench

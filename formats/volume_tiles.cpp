@@ -1,0 +1,340 @@
+#include "formats/volume_tiles.h"
+
+#include "core/values/stop.h"
+#include "formats/atomic_file.h"
+#include "formats/points.h"
+#include "formats/vti.h"
+#include "formats/xml_text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace zrk {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr double kTileBytes = 8 << 20;
+/// What neighbours share is computed twice: at most one layer in so many.
+constexpr double kLeastLayers = 16;
+constexpr std::string_view kTileMark = "<!-- zrk tile\n";
+constexpr std::string_view kIndexMark = "<!-- zrk index of tiles -->\n";
+constexpr std::size_t kMostHead = 1 << 16;
+
+/// Layers of cells in a tile.
+std::int32_t cellLayers(const Volume& volume)
+{
+    const double layer = static_cast<double>(volume.dims[0]) * volume.dims[1] * volume.components *
+                         static_cast<double>(bytesOf(volume.type));
+    return static_cast<std::int32_t>(std::clamp(kTileBytes / layer, kLeastLayers, 1e6));
+}
+
+const char* nameOf(NumberType type)
+{
+    constexpr const char* kNames[] = {"float64", "float32", "float16", "uint8"};
+    return kNames[static_cast<std::size_t>(type)];
+}
+
+/// Any text as digits and letters.
+std::string hexOf(const std::string& text)
+{
+    std::string hex;
+    for (const char c : text) {
+        hex += fmt::format("{:02x}", static_cast<unsigned char>(c));
+    }
+    return hex;
+}
+
+std::string fromHex(const std::string& hex)
+{
+    std::string text;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+        unsigned value = 0;
+        std::from_chars(hex.data() + i, hex.data() + i + 2, value, 16);
+        text += static_cast<char>(value);
+    }
+    return text;
+}
+
+/// What the head of a tile tells, by which the whole is found again.
+std::string commentOn(const VolumeTiles& tiles, std::int32_t tile)
+{
+    const Volume& v = tiles.volume;
+    return std::string(kTileMark) +
+           fmt::format("digest: {}\ntile: {} of {}\nnodes: {},{},{}\ncomponents: {}\ntype: {}\n",
+                       tiles.digest, tile, tiles.count(), v.dims[0], v.dims[1], v.dims[2], v.components,
+                       nameOf(v.type)) +
+           fmt::format("lower: {},{},{}\nupper: {},{},{}\ndensity: {}\nunit: {}\nname: {}\n-->\n", v.lower[0],
+                       v.lower[1], v.lower[2], v.upper[0], v.upper[1], v.upper[2], v.isDensity ? 1 : 0,
+                       hexOf(v.unit), hexOf(v.name));
+}
+
+std::string beginningOf(const std::string& path, std::size_t most)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::string text(most, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(most));
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    return text;
+}
+
+/// The lines of a tile's comment; empty where there is none.
+std::map<std::string, std::string> commentIn(const std::string& head)
+{
+    std::map<std::string, std::string> members;
+    const std::size_t begin = head.find(kTileMark);
+    const std::size_t end = begin == std::string::npos ? begin : head.find("\n-->\n", begin);
+    if (end == std::string::npos) {
+        return members;
+    }
+    std::istringstream lines(head.substr(begin + kTileMark.size(), end + 1 - begin - kTileMark.size()));
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t colon = line.find(": ");
+        if (colon != std::string::npos) {
+            members[line.substr(0, colon)] = line.substr(colon + 2);
+        }
+    }
+    return members;
+}
+
+/// The whole that a tile belongs to; its index isn't known.
+Result<VolumeTiles> wholeOf(const std::string& path)
+{
+    auto members = commentIn(beginningOf(path, kMostHead));
+    const auto numbers = [&](const char* key, std::size_t count) {
+        return parseNumbers(members[key], count).value_or(std::vector<double>{});
+    };
+    const auto nodes = numbers("nodes", 3);
+    const auto lower = numbers("lower", 3);
+    const auto upper = numbers("upper", 3);
+    const auto components = numbers("components", 1);
+    const auto type = numberType(members["type"]);
+    const bool isGood =
+        nodes.size() == 3 && lower.size() == 3 && upper.size() == 3 && components.size() == 1 && type &&
+        std::all_of(nodes.begin(), nodes.end(), [](double n) { return n >= 2 && n < 2147483648.0; }) &&
+        components[0] >= 1 && components[0] <= 4;
+    if (!isGood) {
+        return refused({path, "no tile of a volume", "a file that `zrk sample --shard` has written",
+                        "move it away, or give the index another name"});
+    }
+    VolumeTiles tiles;
+    tiles.digest = members["digest"];
+    for (std::size_t i = 0; i < 3; ++i) {
+        tiles.volume.dims[i] = static_cast<std::int32_t>(nodes[i]);
+        tiles.volume.lower[i] = lower[i];
+        tiles.volume.upper[i] = upper[i];
+    }
+    tiles.volume.components = static_cast<int>(components[0]);
+    tiles.volume.type = *type;
+    tiles.volume.isDensity = members["density"] == "1";
+    tiles.volume.unit = fromHex(members["unit"]);
+    tiles.volume.name = fromHex(members["name"]);
+    return tiles;
+}
+
+} // namespace
+
+std::int32_t VolumeTiles::count() const
+{
+    const std::int32_t cells = volume.dims[2] - 1;
+    const std::int32_t layers = cellLayers(volume);
+    return (cells - 1) / layers + 1;
+}
+
+std::int32_t VolumeTiles::firstLayer(std::int32_t tile) const { return tile * cellLayers(volume); }
+
+std::int32_t VolumeTiles::lastLayer(std::int32_t tile) const
+{
+    return static_cast<std::int32_t>(
+        std::min<std::int64_t>((std::int64_t{tile} + 1) * cellLayers(volume), volume.dims[2] - 1));
+}
+
+std::string VolumeTiles::fileOf(std::int32_t tile) const
+{
+    const fs::path path(index);
+    return (path.parent_path() / fmt::format("{}_{:04}.vti", path.stem().string(), tile)).string();
+}
+
+VolumeFrame VolumeTiles::frameOf(std::int32_t tile) const
+{
+    return vtiFrame(volume, firstLayer(tile), lastLayer(tile), commentOn(*this, tile));
+}
+
+std::uint64_t VolumeTiles::bytesOf(std::int32_t tile) const
+{
+    Volume slab = volume;
+    slab.dims[2] = lastLayer(tile) - firstLayer(tile) + 1;
+    return slab.bytesInFile();
+}
+
+Result<VolumeTiles> VolumeTiles::find(const std::string& index)
+{
+    const fs::path path(index);
+    const std::string stem = path.stem().string() + "_";
+    const fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
+    std::error_code error;
+    std::string first;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        const bool isTile = name.size() >= stem.size() + 8 && name.starts_with(stem) &&
+                            name.ends_with(".vti") &&
+                            name.find_first_not_of("0123456789", stem.size()) == name.size() - 4;
+        if (isTile && (first.empty() || name < first)) {
+            first = name;
+        }
+    }
+    if (first.empty()) {
+        return refused({index, "no tiles beside it", fmt::format("files such as {}0000.vti", stem),
+                        "write them with `zrk sample --shard`", FaultKind::FailedWork});
+    }
+    return wholeOf((path.parent_path() / first).string()).map([&](VolumeTiles tiles) {
+        tiles.index = index;
+        return tiles;
+    });
+}
+
+TileReport lookAtTile(const VolumeTiles& tiles, std::int32_t tile)
+{
+    const std::string path = tiles.fileOf(tile);
+    std::error_code error;
+    if (!fs::exists(fs::symlink_status(path, error))) {
+        return {TileState::Missing};
+    }
+    if (!fs::is_regular_file(path, error)) {
+        return {TileState::Foreign};
+    }
+    const VolumeFrame frame = tiles.frameOf(tile);
+    // The length of the values stands at the end of the head, and isn't text.
+    const std::string head = beginningOf(path, frame.head.size());
+    if (head != frame.head) {
+        if (head.size() < frame.head.size() && frame.head.starts_with(head)) {
+            return {TileState::Cut};
+        }
+        auto members = commentIn(beginningOf(path, kMostHead));
+        const auto digest = members.find("digest");
+        return digest == members.end() ? TileReport{TileState::Foreign}
+                                       : TileReport{TileState::Other, digest->second};
+    }
+    const std::uint64_t end = frame.head.size() + tiles.bytesOf(tile);
+    std::ifstream file(path, std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(end));
+    std::string tail(frame.tail.size() + 1, '\0');
+    file.read(tail.data(), static_cast<std::streamsize>(tail.size()));
+    tail.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
+    return {tail == frame.tail ? TileState::Complete : TileState::Cut};
+}
+
+Result<VolumeWriter> createTile(const VolumeTiles& tiles, std::int32_t tile)
+{
+    return VolumeWriter::create(tiles.fileOf(tile), static_cast<double>(tiles.bytesOf(tile)),
+                                tiles.volume.type, tiles.frameOf(tile));
+}
+
+Result<void> checkTiles(const VolumeTiles& tiles)
+{
+    constexpr int kMostTold = 20;
+    std::string wrong;
+    int count = 0;
+    for (std::int32_t tile = 0; tile < tiles.count(); ++tile) {
+        stopIfAsked();
+        const TileReport report = lookAtTile(tiles, tile);
+        if (report.state == TileState::Complete) {
+            continue;
+        }
+        const std::string what =
+            report.state == TileState::Missing ? "missing"
+            : report.state == TileState::Cut   ? "cut short"
+            : report.state == TileState::Other
+                ? fmt::format("of other work (digest {}, not {})", printable(report.digest, 64), tiles.digest)
+                : "no tile";
+        if (++count <= kMostTold) {
+            wrong += fmt::format("{}tile {} {}", wrong.empty() ? "" : ", ", tile, what);
+        }
+    }
+    if (count == 0) {
+        return {};
+    }
+    wrong += count > kMostTold ? fmt::format(" and {} more", count - kMostTold) : "";
+    return refused({tiles.index, wrong, fmt::format("all {} tiles complete", tiles.count()),
+                    "run the shards again that have these tiles: what is complete isn't computed again; tile "
+                    "T is in shard "
+                    "T modulo N plus 1 of N",
+                    FaultKind::FailedWork});
+}
+
+Result<void> writeIndex(const VolumeTiles& tiles)
+{
+    std::error_code error;
+    if (fs::exists(tiles.index, error) &&
+        beginningOf(tiles.index, 1024).find(kIndexMark) == std::string::npos) {
+        return refused({tiles.index, "a file that is no index of tiles", "an index, or no file",
+                        "move it away", FaultKind::FailedWork});
+    }
+    const Volume& v = tiles.volume;
+    const auto extent = [&](std::int32_t from, std::int32_t to) {
+        return fmt::format("0 {} 0 {} {} {}", v.dims[0] - 1, v.dims[1] - 1, from, to);
+    };
+    const VtiNames names = vtiNames(v);
+    std::string text = "<?xml version=\"1.0\"?>\n" + std::string(kIndexMark) +
+                       "<VTKFile type=\"PImageData\" version=\"1.0\" byte_order=\"LittleEndian\" "
+                       "header_type=\"UInt64\">\n";
+    text += fmt::format(
+        "  <PImageData WholeExtent=\"{}\" GhostLevel=\"0\" Origin=\"{} {} {}\" Spacing=\"{} {} {}\">\n",
+        extent(0, v.dims[2] - 1), v.lower[0], v.lower[1], v.lower[2], v.spacing(0), v.spacing(1),
+        v.spacing(2));
+    text += fmt::format("    <PPointData {}=\"{}\">\n      <PDataArray type=\"{}\" Name=\"{}\" "
+                        "NumberOfComponents=\"{}\"/>\n    </PPointData>\n",
+                        names.role, names.name, names.type, names.name, v.components);
+    for (std::int32_t tile = 0; tile < tiles.count(); ++tile) {
+        text += fmt::format("    <Piece Extent=\"{}\" Source=\"{}\"/>\n",
+                            extent(tiles.firstLayer(tile), tiles.lastLayer(tile)),
+                            xmlText(fs::path(tiles.fileOf(tile)).filename().string()));
+    }
+    text += "  </PImageData>\n</VTKFile>\n";
+    return AtomicFile::create(tiles.index).and_then([&](AtomicFile file) {
+        file.write(text.data(), text.size());
+        return file.commit();
+    });
+}
+
+Result<void> joinTiles(const VolumeTiles& tiles, const std::string& path, const KeepGoing& keepGoing)
+{
+    return VolumeWriter::create(path, tiles.volume).and_then([&](VolumeWriter writer) -> Result<void> {
+        Volume layer = tiles.volume;
+        layer.dims[2] = 1;
+        std::vector<char> piece(1 << 20);
+        for (std::int32_t tile = 0; tile < tiles.count(); ++tile) {
+            // The first layer is the last one of the tile before.
+            const std::uint64_t skipped = tile > 0 ? layer.bytesInFile() : 0;
+            std::ifstream file(tiles.fileOf(tile), std::ios::binary);
+            file.seekg(static_cast<std::streamoff>(tiles.frameOf(tile).head.size() + skipped));
+            for (std::uint64_t left = tiles.bytesOf(tile) - skipped; left > 0;) {
+                if (keepGoing && !keepGoing(static_cast<double>(tile) / tiles.count())) {
+                    return refused(interruptedAt(path));
+                }
+                const std::uint64_t size = std::min<std::uint64_t>(left, piece.size());
+                if (!file.read(piece.data(), static_cast<std::streamsize>(size))) {
+                    return refused({tiles.fileOf(tile), "an end before its time", "the whole tile",
+                                    "run its shard again", FaultKind::FailedWork});
+                }
+                if (!writer.writeEncoded(piece.data(), size)) {
+                    return writer.commit(); // tells why
+                }
+                left -= size;
+            }
+        }
+        return writer.commit();
+    });
+}
+
+} // namespace zrk

@@ -1,0 +1,216 @@
+#include "host/surface_inputs.h"
+
+#include "core/engine/progress.h"
+#include "core/mesh/beams/beam_lattice.h"
+#include "core/values/vector3.h"
+#include "host/free_memory.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+
+namespace zrkmodel {
+
+namespace {
+
+constexpr double kGigabyte = 1024.0 * 1024.0 * 1024.0;
+constexpr double kMostVertices = std::numeric_limits<std::uint32_t>::max();
+/// Bytes for each vertex: 24 of its own and 24 of two triangles, and twice as much again while a list that is
+/// full moves to a larger place. The layers in work are within that: 77 to 126 were measured in all.
+constexpr double kBytesAVertex = 150;
+/// Bytes for each vertex that a level set takes beside the mesh: its triangles once more with their
+/// hierarchy, and voxels.
+constexpr double kLevelSetBytesAVertex = 800;
+/// Cells along the longest side of the surface that stands in for a large one.
+constexpr std::int32_t kTrialCells = 64;
+/// Vertices for a square of cells across the bounds, of a surface that fills them: a gyroid has some 20.
+constexpr double kManyVertices = 40;
+
+[[noreturn]] void refuseSize(const std::string& found, const std::string& limit)
+{
+    throw zrk::FaultError({"surface", found, limit,
+                           "ask for a lower --resolution, a larger --cell or smaller --bounds",
+                           zrk::FaultKind::FailedWork});
+}
+
+double longestSide(const zrk::SurfaceSettings& settings)
+{
+    return *std::max_element(settings.cells.begin(), settings.cells.end());
+}
+
+/// Vertices of the surface, by those of the same surface with few cells.
+double estimatedVertices(const zrk::PreparedField& field, zrk::SurfaceSettings settings,
+                         zrk::ProgressMonitor& monitor)
+{
+    const double finer = longestSide(settings) / kTrialCells;
+    for (std::int32_t& cells : settings.cells) {
+        cells = std::max(1, static_cast<std::int32_t>(cells / finer));
+    }
+    settings.flatness = 0;
+    const auto trial = zrk::extractSurface(field, settings, &monitor);
+    if (!trial) {
+        throw zrk::FaultError(zrk::interruptedAt("surface"));
+    }
+    return static_cast<double>(trial->vertices.size()) * finer * finer;
+}
+
+/// Bytes of the list of leaves that the field's bounds can't rule out because it has none.
+double bytesOfUnboundedLeaves(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings)
+{
+    constexpr int kBoxes = 8;
+    std::vector<zrk::PositionBox> boxes;
+    for (int i = 0; i < kBoxes * kBoxes * kBoxes; ++i) {
+        const int at[3] = {i % kBoxes, i / kBoxes % kBoxes, i / (kBoxes * kBoxes)};
+        zrk::PositionBox box;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const double size = (settings.upper[axis] - settings.lower[axis]) / kBoxes;
+            box[axis] = {settings.lower[axis] + size * at[axis],
+                         settings.lower[axis] + size * (at[axis] + 1)};
+        }
+        boxes.push_back(box);
+    }
+    std::vector<zrk::Interval<double>> bounds(boxes.size());
+    field.bounds(boxes, bounds.data());
+    const auto unbounded = std::count_if(bounds.begin(), bounds.end(), [](const zrk::Interval<double>& b) {
+        return !std::isfinite(b.lower) && !std::isfinite(b.upper);
+    });
+    constexpr double kBytesALeaf = 2 * sizeof(std::array<std::int32_t, 3>); // a list that grows
+    constexpr double kCellsOfLeaf = 512;
+    const double cells = double(settings.cells[0]) * settings.cells[1] * settings.cells[2];
+    return static_cast<double>(unbounded) / static_cast<double>(boxes.size()) * cells / kCellsOfLeaf *
+           kBytesALeaf;
+}
+
+std::uint8_t colorByte(double value)
+{
+    constexpr double kGrey = 0.5;
+    const double shown = std::isnan(value) ? kGrey : std::clamp(value, 0.0, 1.0);
+    return static_cast<std::uint8_t>(std::lround(shown * 255));
+}
+
+} // namespace
+
+std::array<std::int32_t, 3> surfaceCells(const zrk::BBox<double>& bounds, int resolution, double cell)
+{
+    const double longest = std::max({bounds.size[0], bounds.size[1], bounds.size[2]});
+    std::array<std::int32_t, 3> cells{};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const double side = bounds.size[axis];
+        if (!(side > 0)) {
+            throw zrk::FaultError({"bounds", fmt::format("no extent along {}", "xyz"[axis]),
+                                   "a box with a volume", "give two opposite corners with --bounds"});
+        }
+        // A side that is a whole number of cells but for rounding isn't given one more.
+        const double wanted =
+            cell > 0 ? std::ceil(side / cell * (1 - 1e-12)) : std::round(resolution * (side / longest));
+        if (!(wanted < std::numeric_limits<std::int32_t>::max() - 16)) {
+            refuseSize(fmt::format("{:.3g} cells along {}", wanted, "xyz"[axis]), "at most 2147483631");
+        }
+        cells[axis] = std::max(1, static_cast<std::int32_t>(wanted));
+    }
+    return cells;
+}
+
+zrk::PartVoxels surfaceVoxels(const zrk::SurfaceSettings& settings)
+{
+    zrk::PartVoxels voxels{.side = std::numeric_limits<double>::infinity(), .threads = settings.threads};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        voxels.side =
+            std::min(voxels.side, (settings.upper[axis] - settings.lower[axis]) / settings.cells[axis]);
+    }
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        voxels.origin[axis] = settings.lower[axis] - 0.5 * voxels.side;
+    }
+    return voxels;
+}
+
+void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
+                      zrk::PartFormat format, zrk::ProgressMonitor& monitor)
+{
+    const double bytesAVertex =
+        kBytesAVertex + (format == zrk::PartFormat::Vdb ? kLevelSetBytesAVertex : 0.0);
+    const double longest = longestSide(settings);
+    const std::optional<double> free = memoryToUse();
+    const double leaves = bytesOfUnboundedLeaves(field, settings);
+    const double most = kManyVertices * longest * longest;
+    const bool mayBeTooMuch = most > kMostVertices || (free && most * bytesAVertex + leaves > *free);
+    if (longest <= kTrialCells || !mayBeTooMuch) {
+        return;
+    }
+    const double vertices = estimatedVertices(field, settings, monitor);
+    const double bytes = vertices * bytesAVertex + leaves;
+    const std::string found =
+        fmt::format("{} x {} x {} cells, with some {:.2g} vertices, which need {:.1f} GiB", settings.cells[0],
+                    settings.cells[1], settings.cells[2], vertices, bytes / kGigabyte);
+    if (vertices > kMostVertices) {
+        refuseSize(found, "at most 4294967295 vertices");
+    }
+    if (free && bytes > *free) {
+        refuseSize(found, fmt::format("at most the {:.1f} GiB of memory that are free", *free / kGigabyte));
+    }
+}
+
+std::vector<zrk::VertexColor> vertexColors(const zrk::PreparedField& field, const zrk::SurfaceMesh& mesh,
+                                           zrk::ProgressMonitor& monitor)
+{
+    constexpr std::size_t kAtOnce = 4096;
+    std::vector<zrk::VertexColor> colors(mesh.vertices.size());
+    std::vector<double> x(kAtOnce), y(kAtOnce), z(kAtOnce);
+    std::vector<double> channels[4] = {x, x, x, x};
+    for (std::size_t first = 0; first < colors.size(); first += kAtOnce) {
+        const std::size_t count = std::min(kAtOnce, colors.size() - first);
+        for (std::size_t i = 0; i < count; ++i) {
+            const zrk::Tensor<3, double>& p = mesh.vertices[first + i];
+            x[i] = p[0];
+            y[i] = p[1];
+            z[i] = p[2];
+        }
+        field.evaluate(
+            {x.data(), y.data(), z.data(), count},
+            {.components = {channels[0].data(), channels[1].data(), channels[2].data(), channels[3].data()}});
+        for (std::size_t i = 0; i < count; ++i) {
+            for (std::size_t c = 0; c < 4; ++c) {
+                colors[first + i][c] = colorByte(channels[c][i]);
+            }
+        }
+        monitor.progress(static_cast<double>(first + count) / static_cast<double>(colors.size()));
+        if (monitor.interruptRequested()) {
+            throw zrk::FaultError(zrk::interruptedAt("colours"));
+        }
+    }
+    return colors;
+}
+
+std::optional<zrk::PartBeams> partBeams(const GraphDocument& document, PinAddress output,
+                                        const zrk::SurfaceSettings& settings)
+{
+    const auto data = document.beamsOf(output);
+    if (!data || settings.solid != zrk::SolidSide::Below) {
+        return std::nullopt;
+    }
+    zrk::PartBeams beams;
+    beams.radius = data->radius + settings.iso;
+    bool isWhole = beams.radius > 0 && data->beamCount() > 0;
+    for (std::size_t i = 0; i + 2 < data->vertices.size(); i += 3) {
+        beams.nodes.push_back({data->vertices[i], data->vertices[i + 1], data->vertices[i + 2]});
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const double x = beams.nodes.back()[axis];
+            isWhole = isWhole && x - beams.radius >= settings.lower[axis] &&
+                      x + beams.radius <= settings.upper[axis];
+        }
+    }
+    for (std::size_t i = 0; i + 1 < data->edges.size(); i += 2) {
+        const std::array<std::uint32_t, 2> ends = {static_cast<std::uint32_t>(data->edges[i]),
+                                                   static_cast<std::uint32_t>(data->edges[i + 1])};
+        // A beam without length is none to the format.
+        if (squaredDistance(beams.nodes[ends[0]], beams.nodes[ends[1]]) > 0) {
+            beams.beams.push_back(ends);
+        }
+    }
+    return isWhole && !beams.beams.empty() ? std::optional(std::move(beams)) : std::nullopt;
+}
+
+} // namespace zrkmodel

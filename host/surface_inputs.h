@@ -1,0 +1,44 @@
+#pragma once
+
+#include "core/engine/prepared_field.h"
+#include "core/surface/surface.h"
+#include "core/values/bbox.h"
+#include "formats/part.h"
+#include "host/graph_document.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace zrk {
+class ProgressMonitor;
+}
+
+/// What a surface is made of: where its cells lie, what they need, and what a file says beside the triangles.
+namespace zrkmodel {
+
+/// The cells over bounds, cubes as far as whole numbers allow: `resolution` of them along the longest side,
+/// or as many as keep them within `cell`, in model units, where that isn't 0. Throws FaultError for bounds
+/// without a volume and for more cells than can be counted.
+std::array<std::int32_t, 3> surfaceCells(const zrk::BBox<double>& bounds, int resolution, double cell);
+
+/// Voxels for a level set of the surface: cubes on the lattice of the cells' corners, as small as the cells
+/// along the axis where these are shortest.
+zrk::PartVoxels surfaceVoxels(const zrk::SurfaceSettings& settings);
+
+/// Throws FaultError where the surface wouldn't fit into the memory that is free or has more vertices than a
+/// mesh can have, with what it needs. Large resolutions are judged by the same field with few cells.
+void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
+                      zrk::PartFormat format, zrk::ProgressMonitor& monitor);
+
+/// The colour of a colour field at each vertex; grey where it is NaN.
+std::vector<zrk::VertexColor> vertexColors(const zrk::PreparedField& field, const zrk::SurfaceMesh& mesh,
+                                           zrk::ProgressMonitor& monitor);
+
+/// The beams that an output consists of: where it is that of a beam lattice at the positions themselves, the
+/// solid is below the iso value, and the bounds cut nothing off.
+std::optional<zrk::PartBeams> partBeams(const GraphDocument& document, PinAddress output,
+                                        const zrk::SurfaceSettings& settings);
+
+} // namespace zrkmodel
