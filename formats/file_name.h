@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 
 #include <string>
@@ -10,7 +11,7 @@
 namespace zrk {
 
 /// The ending of a file name from its last point on, in lower case; empty where there is none.
-std::string extensionOf(const std::string& path);
+ZRK_API std::string extensionOf(const std::string& path);
 
 /// The fault of a name whose extension stands for no format that can be written.
 /// @param known  the extensions that would be right.

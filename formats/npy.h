@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "core/values/image_channel.h"
 #include "formats/volume.h"
@@ -24,7 +25,7 @@ namespace zrk {
 Result<ImageChannel<3>> readNpy(std::span<const std::uint8_t> bytes, const std::string& place);
 
 /// The same from a file.
-Result<ImageChannel<3>> readNpyFile(const std::filesystem::path& path);
+ZRK_API Result<ImageChannel<3>> readNpyFile(const std::filesystem::path& path);
 
 /// What stands before the values in an array file of format 1.0: shape (nz, ny, nx), or (nz, ny, nx,
 /// components). Holds no positions.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -10,7 +12,7 @@ namespace zrk {
 /// The digest SHA-256 of bytes that come in pieces.
 ///
 /// Source: NIST, "Secure Hash Standard", FIPS PUB 180-4, 2015.
-class Sha256 {
+class ZRK_API Sha256 {
 public:
     void add(const void* bytes, std::size_t size);
     void add(const std::string& text) { add(text.data(), text.size()); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "core/values/image_channel.h"
 #include "core/values/raster.h"
@@ -40,13 +41,13 @@ Result<GreyStack> readGreyStack(Paths paths, ProgressMonitor* monitor, std::uint
 /// those with .tif or .tiff, in lower or upper case. Files of two of these kinds make the whole refused, and
 /// so do one that can't be read or differs from the first in extents, depth or number of channels, a folder
 /// without one, and more pixels together than `mostVoxels`. Decodes on all cores.
-Result<std::vector<ImageChannel<3>>> readStackFolder(const std::filesystem::path& folder,
-                                                     ProgressMonitor* monitor,
-                                                     std::uint64_t mostVoxels = kMaxVoxels);
+ZRK_API Result<std::vector<ImageChannel<3>>> readStackFolder(const std::filesystem::path& folder,
+                                                             ProgressMonitor* monitor,
+                                                             std::uint64_t mostVoxels = kMaxVoxels);
 
 /// Reads the pages of a TIFF file in the same way, the first one being the first slice.
-Result<std::vector<ImageChannel<3>>> readStackFile(const std::filesystem::path& path,
-                                                   ProgressMonitor* monitor,
-                                                   std::uint64_t mostVoxels = kMaxVoxels);
+ZRK_API Result<std::vector<ImageChannel<3>>> readStackFile(const std::filesystem::path& path,
+                                                           ProgressMonitor* monitor,
+                                                           std::uint64_t mostVoxels = kMaxVoxels);
 
 } // namespace zrk

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "formats/vdb.h"
 
 namespace zrk {
@@ -14,4 +15,4 @@ struct VdbModule {
 } // namespace zrk
 
 /// The module's only symbol.
-extern "C" const zrk::VdbModule zrkVdbModule;
+extern "C" ZRK_API const zrk::VdbModule zrkVdbModule;

@@ -21,7 +21,7 @@ namespace zrk {
 enum class NumberType { Float64, Float32, Float16, UInt8 };
 
 /// The number type of a name: float64, float32, float16 or uint8. Refuses any other.
-Result<NumberType> numberType(const std::string& name);
+ZRK_API Result<NumberType> numberType(const std::string& name);
 std::size_t bytesOf(NumberType type);
 
 /// Values in their type of number, as they stand in a file.
@@ -61,11 +61,11 @@ ZRK_API Result<VolumeFormat> volumeFormat(const std::string& path);
 
 /// Refuses a type of numbers that the format of a file name doesn't have: Float16 is for .npy alone, and
 /// UInt8 not for .vdb.
-Result<void> checkNumberType(const std::string& path, NumberType type);
+ZRK_API Result<void> checkNumberType(const std::string& path, NumberType type);
 
 /// Writes a volume to a file while its values come, in the format of the file name: all but .vdb, which
 /// isn't written piece by piece. The file appears whole, by commit(), or not at all (see AtomicFile).
-class VolumeWriter {
+class ZRK_API VolumeWriter {
 public:
     /// Opens the file and writes what stands before the values; those of the volume itself aren't used.
     /// Refused where the format or the type of numbers is, where the file can't be written, and, with sizes,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "formats/volume.h"
 
@@ -12,7 +13,7 @@ namespace zrk {
 /// A volume in several files, its tiles, which can be written in any order and by several programs: slabs
 /// across z, each a VTI file, and an index (.pvti) that readers open. Tiles of one volume are the same for
 /// every division of the work. Neighbours share a layer of nodes, as readers expect of pieces.
-struct VolumeTiles {
+struct ZRK_API VolumeTiles {
     std::string index;  ///< name of the index; tiles lie beside it: part.pvti has part_0000.vti and so on
     Volume volume;      ///< the whole; its values aren't used
     std::string digest; ///< of what the values were made from
@@ -46,19 +47,19 @@ struct TileReport {
 };
 
 /// What stands in the place of a tile. Reads its head and tail.
-TileReport lookAtTile(const VolumeTiles& tiles, std::int32_t tile);
+ZRK_API TileReport lookAtTile(const VolumeTiles& tiles, std::int32_t tile);
 
 /// Where a tile is written; refused as VolumeWriter::create is.
-Result<VolumeWriter> createTile(const VolumeTiles& tiles, std::int32_t tile);
+ZRK_API Result<VolumeWriter> createTile(const VolumeTiles& tiles, std::int32_t tile);
 
 /// Refuses tiles that aren't all complete, with a list of what is wrong (FailedWork).
-Result<void> checkTiles(const VolumeTiles& tiles);
+ZRK_API Result<void> checkTiles(const VolumeTiles& tiles);
 
 /// Writes the index of tiles that are complete. An index that is there is replaced, another file isn't.
-Result<void> writeIndex(const VolumeTiles& tiles);
+ZRK_API Result<void> writeIndex(const VolumeTiles& tiles);
 
 /// Writes the values of all tiles as one volume, in the format of the file name; the same bytes as those of a
 /// volume that was sampled at once.
-Result<void> joinTiles(const VolumeTiles& tiles, const std::string& path, const KeepGoing& keepGoing);
+ZRK_API Result<void> joinTiles(const VolumeTiles& tiles, const std::string& path, const KeepGoing& keepGoing);
 
 } // namespace zrk

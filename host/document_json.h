@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "model/json.h"
 
@@ -13,7 +14,7 @@ namespace zrkmodel {
 /// numbers beyond the range of a double and an object that has a key twice.
 ///
 /// @param name  of the file, for messages.
-zrk::Result<ZRKJson> parseDocumentJson(const std::string& text, const std::string& name);
+ZRK_API zrk::Result<ZRKJson> parseDocumentJson(const std::string& text, const std::string& name);
 
 /// What the JSON library tells of a fault, without its own codes in front.
 std::string plainReason(const ZRKJson::exception& error);

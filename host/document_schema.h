@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/json.h"
 
 #include <string>
@@ -15,9 +16,9 @@ struct ManualMember;
 /// Beyond it are files and what stands in them, what nodes, links and resources have in common (ids and uuids
 /// that are there once, pins that exist, tags that agree, cycles), the geometry of shapes, keys that an
 /// object has twice, and whole numbers that are written as 1.0.
-ZRKJson documentSchema();
+ZRK_API ZRKJson documentSchema();
 
 /// What a manual says of a value, its unit and range included, in sentences.
-std::string wordsOf(const ManualMember& value);
+ZRK_API std::string wordsOf(const ManualMember& value);
 
 } // namespace zrkmodel

@@ -22,12 +22,12 @@ std::string shownMember(const ZRKJson& object, const char* key);
 ZRK_API ZRKJson storedForm(const ZRKGraphObject& object);
 
 /// A component of the same class with the values of a new one.
-std::shared_ptr<ZRKGraphObject> freshTwin(const ZRKGraphObject& object);
+ZRK_API std::shared_ptr<ZRKGraphObject> freshTwin(const ZRKGraphObject& object);
 
 /// The keys of an object, in its order.
 ZRK_API std::vector<std::string> keysOf(const ZRKJson& object);
 
 /// True for an array of exactly so many numbers.
-bool isNumbers(const ZRKJson& value, std::size_t count);
+ZRK_API bool isNumbers(const ZRKJson& value, std::size_t count);
 
 } // namespace zrkmodel

@@ -18,7 +18,7 @@ namespace zrkmodel {
 using FieldRemarks = std::vector<zrk::Fault>;
 
 /// Whether an output is named as a signed distance, whose gradient has the length 1.
-bool isNamedDistance(const OutputField& output);
+ZRK_API bool isNamedDistance(const OutputField& output);
 
 /// How the gradient of a distance is judged: by central differences of `kStep` of each side of the bounds,
 /// as far from 1 below `kFlat` and above `kSteep`, and as worth a remark in more than `kMany` of the places.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/values/bbox.h"
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "host/field_grid.h"
 
@@ -34,13 +35,13 @@ struct GridLayers {
 /// The chain is built for each piece, so that a field with a part that is computed in advance over its bounds
 /// costs less in large ones. Returns what the samples have in common, those that were sampled when the sink
 /// ended the work. Faults as sampleField() of a grid has them.
-zrk::Result<FieldSummary> samplePieces(const zrk::IField& field, const zrk::BBox<double>& bounds,
-                                       const std::array<std::int32_t, 3>& dims, GridLayers layers,
-                                       double bytes, const PieceSink& sink, zrk::ProgressMonitor* monitor,
-                                       std::size_t threads = 0);
+ZRK_API zrk::Result<FieldSummary> samplePieces(const zrk::IField& field, const zrk::BBox<double>& bounds,
+                                               const std::array<std::int32_t, 3>& dims, GridLayers layers,
+                                               double bytes, const PieceSink& sink,
+                                               zrk::ProgressMonitor* monitor, std::size_t threads = 0);
 
 /// Bytes that the pieces of such a run may have: a quarter of the memory that is free, or with a budget
 /// (limitMemory) most of what it leaves, with room for workers and what else the run needs.
-double pieceBytes(bool hasBudget, std::size_t threads);
+ZRK_API double pieceBytes(bool hasBudget, std::size_t threads);
 
 } // namespace zrkmodel

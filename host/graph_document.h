@@ -82,7 +82,7 @@ struct LoadSettings {
 
 /// JSON in the form that documents are written in: short values on one line, so that a node or a link is a
 /// line.
-std::string documentText(const ZRKJson& root);
+ZRK_API std::string documentText(const ZRKJson& root);
 
 /// A graph document: a JSON file with nodes, their values and the links between them.
 ///

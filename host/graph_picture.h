@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "host/graph_document.h"
 
 #include <string>
@@ -16,6 +17,6 @@ namespace zrkmodel {
 /// structures", IEEE Transactions on Systems, Man, and Cybernetics 11(2), 1981: layers by the longest way,
 /// lanes for wires that pass a layer, and some sweeps that sort each layer by the mean place of its
 /// neighbours.
-std::string graphPicture(const GraphDocument& document);
+ZRK_API std::string graphPicture(const GraphDocument& document);
 
 } // namespace zrkmodel

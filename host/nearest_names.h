@@ -13,7 +13,7 @@ namespace zrkmodel {
 /// a name is often written without its ending.
 ///
 /// Source: Wagner, Fischer, "The string-to-string correction problem", Journal of the ACM 21(1), 1974.
-std::size_t editDistance(std::string_view text, std::string_view name);
+ZRK_API std::size_t editDistance(std::string_view text, std::string_view name);
 
 /// The known names that are nearest to a text, in quotation marks and separated by commas, at most `count`.
 ZRK_API std::string nearestNames(std::string_view text, const std::vector<std::string>& known,

@@ -14,9 +14,9 @@ struct SliceScale {
 };
 
 /// The largest of 1, 2, 5 times a power of ten that isn't above a length, which is above 0.
-double roundLengthWithin(double longest);
+ZRK_API double roundLengthWithin(double longest);
 /// A length as a scale bar tells it, such as "0.5 mm".
-std::string scaleText(double length, const std::string& unit);
+ZRK_API std::string scaleText(double length, const std::string& unit);
 
 /// Draws a bar of a round length, 1, 2 or 5 times a power of ten, with that length and the unit into the
 /// lower left corner of a picture. Nothing where the picture is too small for it.
@@ -29,7 +29,7 @@ ZRK_API zrk::Picture withLegend(const SlicePicture& slice, const SliceStyle& sty
                                 const SliceScale& scale);
 
 /// A slice as it is written to a file: with the strip below it, or a scale bar where the unit is known.
-zrk::Picture finishedSlice(const SlicePicture& slice, const SliceStyle& style, int components,
-                           const SliceScale& scale, bool hasLegend);
+ZRK_API zrk::Picture finishedSlice(const SlicePicture& slice, const SliceStyle& style, int components,
+                                   const SliceScale& scale, bool hasLegend);
 
 } // namespace zrkmodel

@@ -49,7 +49,7 @@ struct SlicePicture {
 };
 
 /// The range that a slice of these samples has where its style gives none, see SlicePicture.
-ValueRange automaticRange(const SliceGrid& grid, const SliceStyle& style = {});
+ZRK_API ValueRange automaticRange(const SliceGrid& grid, const SliceStyle& style = {});
 
 /// Draws a slice for the eye; the top row shows the last row of the grid.
 ///
@@ -65,6 +65,6 @@ ValueRange automaticRange(const SliceGrid& grid, const SliceStyle& style = {});
 ZRK_API SlicePicture drawSlice(const SliceGrid& grid, const SliceStyle& style = {}, std::size_t threads = 1);
 
 /// The colour that drawSlice gives a scalar value, without lines.
-zrk::Rgb scalarColor(double value, const ValueRange& range, const SliceStyle& style);
+ZRK_API zrk::Rgb scalarColor(double value, const ValueRange& range, const SliceStyle& style);
 
 } // namespace zrkmodel

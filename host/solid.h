@@ -5,6 +5,7 @@
 #include "core/picture/picture.h"
 #include "core/surface/surface.h"
 #include "core/values/bbox.h"
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "core/values/vector3.h"
 #include "host/graph_document.h"
@@ -25,23 +26,24 @@ struct Solid {
 /// above it, 0.5 unless it is given. BadInput for an output that isn't scalar.
 /// @param place   of the output, for the message.
 /// @param remedy  what to do about such an output.
-zrk::Result<Solid> solidOf(const OutputField& output, const zrk::BBox<double>& bounds,
-                           std::optional<double> iso, bool isDensity, const std::string& place,
-                           const std::string& remedy);
+ZRK_API zrk::Result<Solid> solidOf(const OutputField& output, const zrk::BBox<double>& bounds,
+                                   std::optional<double> iso, bool isDensity, const std::string& place,
+                                   const std::string& remedy);
 
 /// The bounds as a region of positions. BadInput where they have no room.
-zrk::Result<zrk::PositionBox> regionOf(const zrk::BBox<double>& bounds, const std::string& remedy);
+ZRK_API zrk::Result<zrk::PositionBox> regionOf(const zrk::BBox<double>& bounds, const std::string& remedy);
 
 /// Cuts the half of a region away that is on the viewer's side of the plane where an axis has a value.
 /// @param from  direction from the solid to the viewer.
-void cutTowardsViewer(zrk::PositionBox& region, std::size_t axis, double value, const zrk::Vector3& from);
+ZRK_API void cutTowardsViewer(zrk::PositionBox& region, std::size_t axis, double value,
+                              const zrk::Vector3& from);
 
 /// The fault of a solid of which nothing is seen in a region.
-zrk::Fault nothingSolid(const std::string& place, const Solid& solid, const zrk::PositionBox& region,
-                        const std::string& remedy);
+ZRK_API zrk::Fault nothingSolid(const std::string& place, const Solid& solid, const zrk::PositionBox& region,
+                                const std::string& remedy);
 
 /// Writes a shaded picture as PNG, without its opacity unless it is transparent.
-zrk::Result<void> writeShaded(const std::string& file, const zrk::ShadedPicture& picture, bool isTransparent,
-                              const zrk::KeepGoing& keepGoing = {});
+ZRK_API zrk::Result<void> writeShaded(const std::string& file, const zrk::ShadedPicture& picture,
+                                      bool isTransparent, const zrk::KeepGoing& keepGoing = {});
 
 } // namespace zrkmodel

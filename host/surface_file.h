@@ -2,6 +2,7 @@
 
 #include "core/engine/prepared_field.h"
 #include "core/surface/surface.h"
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "formats/part.h"
 
@@ -32,19 +33,19 @@ struct SurfaceTask {
 };
 
 /// Refuses what a format has no place for: colours, or an open surface.
-zrk::Result<void> checkSurfaceFormat(const std::string& file, zrk::PartFormat format, bool hasColors,
-                                     bool isOpen);
+ZRK_API zrk::Result<void> checkSurfaceFormat(const std::string& file, zrk::PartFormat format, bool hasColors,
+                                             bool isOpen);
 
 /// Extracts a surface, writes it in the format of the file's name, and returns it. Its stages are
 /// "estimating", "surface", "colours" where there are any, and "writing". After a fault a file that was there
 /// stays as it was: BadInput for a name or a format that can't be used, FailedWork where there is no surface,
 /// no memory or no way to write, Interrupted when a monitor stopped the work.
 /// @param warn  told of values that are NaN; may be empty.
-zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const SurfaceTask& task,
-                                           const StageRunner& runStage,
-                                           const std::function<void(const zrk::Fault&)>& warn = {});
+ZRK_API zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const SurfaceTask& task,
+                                                   const StageRunner& runStage,
+                                                   const std::function<void(const zrk::Fault&)>& warn = {});
 
 /// The name of a document's file without its endings.
-std::string titleOf(const std::string& document);
+ZRK_API std::string titleOf(const std::string& document);
 
 } // namespace zrkmodel

@@ -3,6 +3,7 @@
 #include "core/engine/prepared_field.h"
 #include "core/surface/surface.h"
 #include "core/values/bbox.h"
+#include "core/values/export.h"
 #include "formats/part.h"
 #include "host/graph_document.h"
 
@@ -21,7 +22,8 @@ namespace zrkmodel {
 /// The cells over bounds, cubes as far as whole numbers allow: `resolution` of them along the longest side,
 /// or as many as keep them within `cell`, in model units, where that isn't 0. Throws FaultError for bounds
 /// without a volume and for more cells than can be counted.
-std::array<std::int32_t, 3> surfaceCells(const zrk::BBox<double>& bounds, int resolution, double cell);
+ZRK_API std::array<std::int32_t, 3> surfaceCells(const zrk::BBox<double>& bounds, int resolution,
+                                                 double cell);
 
 /// Voxels for a level set of the surface: cubes on the lattice of the cells' corners, as small as the cells
 /// along the axis where these are shortest.
@@ -38,7 +40,7 @@ std::vector<zrk::VertexColor> vertexColors(const zrk::PreparedField& field, cons
 
 /// The beams that an output consists of: where it is that of a beam lattice at the positions themselves, the
 /// solid is below the iso value, and the bounds cut nothing off.
-std::optional<zrk::PartBeams> partBeams(const GraphDocument& document, PinAddress output,
-                                        const zrk::SurfaceSettings& settings);
+ZRK_API std::optional<zrk::PartBeams> partBeams(const GraphDocument& document, PinAddress output,
+                                                const zrk::SurfaceSettings& settings);
 
 } // namespace zrkmodel

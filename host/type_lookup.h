@@ -27,6 +27,6 @@ findType(const std::string& place, const std::string& name, const std::string& u
 
 /// What `findType` and `zrk types` know a type by alone: the type name, or the class where several types
 /// share that name or it has blanks.
-std::string uniqueName(const ZRKTypeInfo& type);
+ZRK_API std::string uniqueName(const ZRKTypeInfo& type);
 
 } // namespace zrkmodel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "core/values/fault.h"
 #include "formats/volume.h"
 #include "host/field_grid.h"
@@ -10,8 +11,8 @@
 namespace zrkmodel {
 
 /// The volume that a file holds of samples of an output, which it views.
-zrk::Volume volumeOf(const FieldValues& values, const OutputField& output,
-                     const zrk::Region<3, 3, double, 1>& region, zrk::NumberType type,
-                     const std::string& unit);
+ZRK_API zrk::Volume volumeOf(const FieldValues& values, const OutputField& output,
+                             const zrk::Region<3, 3, double, 1>& region, zrk::NumberType type,
+                             const std::string& unit);
 
 } // namespace zrkmodel

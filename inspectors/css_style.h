@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <QColor>
 #include <QPalette>
 #include <QString>
@@ -11,7 +13,7 @@ namespace zrkui {
 
 /// The one table of colours, in a light and a dark column, and the sheet that is made of it.
 /// Each colour has one meaning: blue is selected, focused or on, amber warns, vermilion is an error.
-class ZRKCSSStyle {
+class ZRK_API ZRKCSSStyle {
 public:
     enum class Role {
         canvas,
@@ -103,8 +105,8 @@ private:
 double contrast(const QColor& a, const QColor& b);
 
 /// How much larger the widget's font is than the one that sizes are given for, 13 pixels.
-double uiScale(const QWidget& widget);
+ZRK_API double uiScale(const QWidget& widget);
 /// So many pixels of scale 1, in whole pixels of the widget.
-int scaled(const QWidget& widget, double pixels);
+ZRK_API int scaled(const QWidget& widget, double pixels);
 
 } // namespace zrkui

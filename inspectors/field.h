@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "inspectors/ui_rect.h"
 
 #include <QWidget>
@@ -11,7 +12,7 @@ class QLabel;
 namespace zrkui {
 
 /// A control with its caption and, beneath it, room for a short message.
-class UIField : public QWidget {
+class ZRK_API UIField : public QWidget {
 public:
     /// How caption and control stand: in one row of a form, or one above the other.
     enum class Arrangement { row, column };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <QString>
 
 #include <optional>
@@ -15,8 +17,8 @@ QString numberFault(const QString& text);
 
 /// A number as fields show it: without zeros at the end, with a true minus, by powers of ten where so many
 /// decimals don't suit it. "nan", "inf" and "−inf" are themselves.
-QString textOfNumber(double value, int decimals);
+ZRK_API QString textOfNumber(double value, int decimals);
 /// A finite number by a power of ten, with so many digits before it, at least one.
-QString shortTextOfNumber(double value, int digits);
+ZRK_API QString shortTextOfNumber(double value, int digits);
 
 } // namespace zrkui

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/bounds_runner.h"
+#include "core/values/export.h"
 #include "core/values/vector3.h"
 
 #include <array>
@@ -59,13 +60,13 @@ struct Camera {
 /// A camera at the origin that looks against `from`, the direction in which the viewer is seen from the
 /// solid. z is up in the picture; where it would be seen end on, y is. Precondition: `from` is finite and not
 /// zero.
-Camera cameraFrom(const Vector3& from, std::int32_t width, std::int32_t height);
+ZRK_API Camera cameraFrom(const Vector3& from, std::int32_t width, std::int32_t height);
 
 /// Moves a camera so that the points fill its picture as far as they can without being cut, but for a margin.
 /// @param points       at least one.
 /// @param margin       share of the picture left free on each side.
 /// @param viewDegrees  in perspective, the angle of view along the shorter side.
-void fitTo(Camera& camera, std::span<const Vector3> points, double margin, double viewDegrees = 30);
+ZRK_API void fitTo(Camera& camera, std::span<const Vector3> points, double margin, double viewDegrees = 30);
 
 /// The eight corners of a box.
 std::array<Vector3, 8> cornersOf(const PositionBox& box);

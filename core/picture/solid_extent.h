@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/picture/tracer.h"
+#include "core/values/export.h"
 
 #include <vector>
 
@@ -24,6 +25,6 @@ struct SolidExtent {
 /// seen. What is thinner than a 400th of the region may be missed. Empty too if it was interrupted.
 ///
 /// @param from  direction from the solid to the viewer.
-SolidExtent findExtent(Tracer& tracer, const Vector3& from);
+ZRK_API SolidExtent findExtent(Tracer& tracer, const Vector3& from);
 
 } // namespace zrk::picture

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/picture/tile_tracer.h"
+#include "core/values/export.h"
 
 #include <memory>
 #include <vector>
@@ -9,7 +10,7 @@ namespace zrk::picture {
 
 /// Finds what cameras see of the solid in a region, tile by tile on all threads of a work. The picture is the
 /// same for any number of threads. For one thread at a time.
-class Tracer {
+class ZRK_API Tracer {
 public:
     /// All three must outlive the tracer, the field excepted.
     Tracer(InsideField field, const PositionBox& region, PictureWork& work);

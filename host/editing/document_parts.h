@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "host/editing/edit_change.h"
 #include "host/graph_document.h"
 
@@ -13,7 +14,7 @@ namespace zrkmodel {
 
 /// The parts of a document, changed one at a time: the text that is written and the graph that computes stay
 /// in step. Whoever uses it checks beforehand that a change can be made.
-class DocumentParts {
+class ZRK_API DocumentParts {
 public:
     /// @param document  not owned.
     explicit DocumentParts(GraphDocument& document);

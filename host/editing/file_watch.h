@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/values/export.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -14,7 +16,7 @@ enum class FileState {
 };
 
 /// Tells whether a file is what it was: by size and time, and where these differ by its content.
-class FileWatch {
+class ZRK_API FileWatch {
 public:
     /// Takes the file as it is now for the known one. A file that isn't there is unknown.
     void look(const std::string& path);
