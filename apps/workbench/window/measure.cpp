@@ -215,7 +215,8 @@ void measureHistory(Window& window, ZRKJson& out)
     zrkmodel::EditSession session(std::move(*copy), settings);
     const std::size_t before = heapInUse();
     for (int i = 0; i < 10000; ++i) {
-        if (!session.setValue(edited->node, edited->key, edited->value + 0.001 * (i + 1))) {
+        // Not from the value that is there, which a drag may have left too large for a step to show.
+        if (!session.setValue(edited->node, edited->key, 0.5 + 0.001 * (i + 1))) {
             return;
         }
     }
