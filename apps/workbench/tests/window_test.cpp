@@ -208,6 +208,7 @@ TEST_F(WindowTest, TellsWhatWasEnteredWronglyInTheListToo)
 
 QToolButton* linkTo(Window& window, const QString& text)
 {
+    QCoreApplication::processEvents(); // what was added is shown by an event
     for (auto* button : window.inspector().findChildren<QToolButton*>()) {
         if (button->text().trimmed() == text && button->isVisible()) {
             return button;
