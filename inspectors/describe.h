@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/json.h"
 
 #include <string>
@@ -17,10 +18,10 @@ zrkmodel::ZRKJson describeControl(const QWidget& control);
 
 /// The controls of a view in their layouts: {"layout": "horizontal", "vertical" or "tabs",
 /// "children": [...]}. The children of tabs carry a "title". Null for a view without controls.
-zrkmodel::ZRKJson describeView(const ZRKPropertyView& view);
+ZRK_API zrkmodel::ZRKJson describeView(const ZRKPropertyView& view);
 
 /// An object from class name to the panel of a fresh component, in the order given; null for a class that has
 /// no panel. Names are class names; one that is unknown is left out.
-zrkmodel::ZRKJson describePanels(const std::vector<std::string>& classNames);
+ZRK_API zrkmodel::ZRKJson describePanels(const std::vector<std::string>& classNames);
 
 } // namespace zrkui
