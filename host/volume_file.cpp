@@ -2,19 +2,17 @@
 
 namespace zrkmodel {
 
-zrk::Volume volumeOf(const FieldValues& values, const OutputField& output,
-                     const zrk::Region<3, 3, double, 1>& region, zrk::NumberType type,
-                     const std::string& unit)
+zrk::Volume volumeOf(const OutputField& output, const zrk::BBox<double>& bounds,
+                     const std::array<std::int32_t, 3>& dims, zrk::NumberType type, const std::string& unit)
 {
-    const auto& n = region.dimensions();
-    const auto& a = region.lower;
-    const auto& b = region.upper;
-    return {.dims = {n[0], n[1], n[2]},
+    const auto& a = bounds.min;
+    const auto& b = bounds.max;
+    return {.dims = {dims[0], dims[1], dims[2]},
             .components = static_cast<int>(output.tag.components),
             .lower = {a[0], a[1], a[2]},
             .upper = {b[0], b[1], b[2]},
             .name = output.name,
-            .values = values,
+            .values = {},
             .isDensity = output.isDensity,
             .type = type,
             .unit = unit};

@@ -12,7 +12,6 @@
 #include <cassert>
 #include <cmath>
 #include <iterator>
-#include <utility>
 
 namespace zrkui {
 
@@ -20,6 +19,7 @@ namespace {
 
 constexpr int kRoles = static_cast<int>(ZRKCSSStyle::Role::count);
 constexpr double kBaseFont = 13;
+constexpr const char* kIsStyled = "zrkIsStyled"; ///< property of an application with a TickStyle
 
 struct TableColor {
     ZRKCSSStyle::Role role;
@@ -138,6 +138,13 @@ QProgressBar::chunk { background: {accent}; border-radius: 3u; }
 
 double scaleOf(const QFont& font) { return QFontInfo(font).pixelSize() / kBaseFont; }
 
+/// Whether the palette was dark when this was asked first.
+bool isSystemDark()
+{
+    static const bool isDark = QApplication::palette().color(QPalette::Window).lightness() < 128;
+    return isDark;
+}
+
 /// Check boxes with a tick, which a sheet has no way to draw.
 class TickStyle final : public QProxyStyle {
 public:
@@ -199,10 +206,7 @@ const ZRKCSSStyle& ZRKCSSStyle::dark()
 
 const ZRKCSSStyle& ZRKCSSStyle::current() { return applied ? *applied : light(); }
 
-const ZRKCSSStyle& ZRKCSSStyle::ofSystem()
-{
-    return QApplication::palette().color(QPalette::Window).lightness() < 128 ? dark() : light();
-}
+const ZRKCSSStyle& ZRKCSSStyle::ofSystem() { return isSystemDark() ? dark() : light(); }
 
 QColor ZRKCSSStyle::color(Role role) const
 {
@@ -294,9 +298,10 @@ QString ZRKCSSStyle::filled(QString sheet, double scale) const
 
 void ZRKCSSStyle::apply(QApplication& application) const
 {
-    static bool isStyled = false;
-    if (!std::exchange(isStyled, true)) {
+    isSystemDark(); // as long as the palette is the system's
+    if (!application.property(kIsStyled).toBool()) {
         QApplication::setStyle(new TickStyle); // owned by the application
+        application.setProperty(kIsStyled, true);
     }
     applied = this;
     QApplication::setPalette(palette());

@@ -12,6 +12,7 @@
 #include "host/field_grid.h"
 #include "host/field_remarks.h"
 #include "host/field_volume.h"
+#include "host/volume_file.h"
 
 #include <fmt/core.h>
 
@@ -219,15 +220,8 @@ void sampleOutput(const SampleOptions& options, const Job& job, const zrkmodel::
                   const zrk::BBox<double>& bounds, const GridDims& n, const Files& files)
 {
     const std::string file = job.fileOf(output, options.file);
-    const zrk::Volume volume{.dims = {n[0], n[1], n[2]},
-                             .components = static_cast<int>(output.tag.components),
-                             .lower = {bounds.min[0], bounds.min[1], bounds.min[2]},
-                             .upper = {bounds.max[0], bounds.max[1], bounds.max[2]},
-                             .name = output.name,
-                             .values = {},
-                             .isDensity = output.isDensity,
-                             .type = zrk::valueOrThrow(zrk::numberType(options.type)),
-                             .unit = job.document.unit()};
+    const zrk::Volume volume = zrkmodel::volumeOf(
+        output, bounds, n, zrk::valueOrThrow(zrk::numberType(options.type)), job.document.unit());
     if (options.shard) {
         sampleShard(options, output, bounds, n,
                     {file, volume, digestOf(options, job, output, volume, files)});

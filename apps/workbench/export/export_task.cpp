@@ -76,10 +76,10 @@ Run runOf(const Snapshot& snapshot, const VolumeExport& options, const zrkmodel:
             values = zrk::valueOrThrow(zrkmodel::sampleField(snapshot.field, region, &monitor));
         });
         runStage("writing", [&](zrk::ProgressMonitor& monitor) {
-            zrk::valueOrThrow(zrk::writeVolume(
-                snapshot.file,
-                zrkmodel::volumeOf(*values, snapshot.output, region, options.type, snapshot.unit),
-                zrk::followedBy(&monitor)));
+            zrk::Volume volume =
+                zrkmodel::volumeOf(snapshot.output, snapshot.bounds, dims, options.type, snapshot.unit);
+            volume.values = *values;
+            zrk::valueOrThrow(zrk::writeVolume(snapshot.file, volume, zrk::followedBy(&monitor)));
         });
         return fmt::format("{} x {} x {} nodes, values from {:.4g} to {:.4g}", dims[0], dims[1], dims[2],
                            values->summary.least, values->summary.greatest);

@@ -1,20 +1,16 @@
 #pragma once
 
 #include "apps/workbench/canvas/canvas.h"
+#include "apps/workbench/tests/offscreen_test.h"
 #include "apps/workbench/views/view_pane.h"
 #include "apps/workbench/window/notice_bar.h"
 #include "apps/workbench/window/window.h"
-#include "components/registration.h"
-#include "inspectors/css_style.h"
 #include "inspectors/number_field.h"
-#include "inspectors/panels.h"
 #include "inspectors/property_view.h"
 #include "model/graph_object.h"
 #include "model/property.h"
-#include "testing/temporary_folder.h"
 
 #include <QAbstractButton>
-#include <QApplication>
 #include <QLineEdit>
 #include <QtTest/QtTest>
 
@@ -30,33 +26,12 @@ inline const char* const kWindowDocument =
               {"id": 2, "type": "Multiply"}, {"id": 7, "type": "NormVec3"}],
     "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})";
 
-/// An application without a screen, and a folder with a document.
-class WindowTest : public zrktest::TemporaryFolder {
+class WindowTest : public OffscreenTest {
 protected:
-    std::unique_ptr<QApplication> application;
-
     void SetUp() override
     {
-        TemporaryFolder::SetUp();
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "workbench_tests";
-        static char* argv[] = {name, nullptr};
-        application = std::make_unique<QApplication>(argc, argv);
-        QApplication::setQuitOnLastWindowClosed(false);
-        zrkmodel::ZRKGraphComponentsInit::initializeModule();
-        zrkui::ZRKGraphInspectorsInit::initializeModule();
-        QApplication::setStyle("fusion");
-        QFont font = QApplication::font();
-        font.setPixelSize(13);
-        QApplication::setFont(font);
-        zrkui::ZRKCSSStyle::light().apply(*application);
+        OffscreenTest::SetUp();
         put("a.zrk.json", kWindowDocument);
-    }
-    void TearDown() override
-    {
-        application.reset();
-        TemporaryFolder::TearDown();
     }
 
     static void settle(const Window& window)

@@ -238,6 +238,32 @@ TEST_F(WindowTest, InspectorTellsWhereInputsComeFrom)
     EXPECT_NE(window.inspector().findChild<QLabel*>("DefaultValue"), nullptr);
 }
 
+TEST_F(WindowTest, ChangesItsColours)
+{
+    using zrkui::ZRKCSSStyle;
+    Window window;
+    window.show();
+    const auto choose = [&](const QString& name) {
+        for (QAction* action : window.findChildren<QAction*>()) {
+            if (action->text() == name) {
+                action->trigger();
+                return;
+            }
+        }
+        ADD_FAILURE() << name.toStdString();
+    };
+    choose("Dark");
+    EXPECT_EQ(&ZRKCSSStyle::current(), &ZRKCSSStyle::dark());
+    choose("System");
+    EXPECT_EQ(&ZRKCSSStyle::current(), &ZRKCSSStyle::light()) << "what is applied isn't the system's";
+    const QColor edge = ZRKCSSStyle::current().color(ZRKCSSStyle::Role::edge);
+    const QColor strong = ZRKCSSStyle::current().color(ZRKCSSStyle::Role::edgeHovered);
+    choose("&High contrast");
+    EXPECT_EQ(ZRKCSSStyle::current().color(ZRKCSSStyle::Role::edge), strong);
+    choose("&High contrast");
+    EXPECT_EQ(ZRKCSSStyle::current().color(ZRKCSSStyle::Role::edge), edge);
+}
+
 TEST_F(WindowTest, InspectorNamesAndResetsANode)
 {
     Window window;
@@ -436,20 +462,6 @@ TEST_F(WindowTest, AsksAboutUnsavedChanges)
     EXPECT_EQ(answering(QMessageBox::Cancel, [&] { EXPECT_FALSE(window.close()); }), 1);
     EXPECT_EQ(answering(QMessageBox::Save, [&] { EXPECT_TRUE(window.close()); }), 1);
     EXPECT_EQ(ZRKJson::parse(content("a.zrk.json"))["nodes"][0]["values"]["radius"], 0.75);
-}
-
-/// A field of so many waves that a slice takes many seconds.
-std::string slowText()
-{
-    std::string waves;
-    for (int i = 0; i < 4000; ++i) {
-        waves += std::string(i == 0 ? "" : ",") + R"({"fx": 1})";
-    }
-    return R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]}, "nodes": [
-               {"id": 1, "type": "PatternDesigner", "values": {"waves": [)" +
-           waves + R"(]}},
-               {"id": 2, "type": "RasterFX", "values": {"auto-update": true, "resolution": 96}}],
-               "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})";
 }
 
 TEST_F(WindowTest, ClosesDuringALongEvaluation)

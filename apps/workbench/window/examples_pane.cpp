@@ -147,24 +147,16 @@ ExamplesPane::ExamplesPane(QWidget* parent) : QWidget(parent), _model(new Model(
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, scaled(*this, 4));
     column->setSpacing(0);
-    auto* head = new QHBoxLayout;
-    head->setContentsMargins(scaled(*this, 12), 0, scaled(*this, 8), 0);
-    auto* title = new QLabel("Examples");
-    title->setProperty("zrkRole", "title");
-    head->addWidget(title);
     auto* hint = new QLabel("Enter or a double click opens one; saving asks for a new name");
     hint->setProperty("zrkRole", "hint");
-    head->addSpacing(scaled(*this, 8));
-    head->addWidget(hint);
-    head->addStretch(1);
-    QToolButton* close = toolButton("close", "close the examples", this);
-    connect(close, &QToolButton::clicked, this, [this] {
-        if (_closed) {
-            _closed();
-        }
-    });
-    head->addWidget(close);
-    column->addLayout(head);
+    column->addLayout(paneHeader(
+        "Examples", hint, "close the examples",
+        [this] {
+            if (_closed) {
+                _closed();
+            }
+        },
+        this));
     _list->setModel(_model);
     _list->setItemDelegate(new Cards(*this));
     _list->setFlow(QListView::LeftToRight);

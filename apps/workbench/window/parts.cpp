@@ -3,8 +3,12 @@
 #include "apps/workbench/look/icons.h"
 #include "inspectors/css_style.h"
 
+#include <QHBoxLayout>
+#include <QLabel>
 #include <QPainter>
 #include <QToolButton>
+
+#include <utility>
 
 namespace zrkworkbench {
 
@@ -49,6 +53,23 @@ QToolButton* toolButton(const QString& iconName, const QString& name, QWidget* p
     button->setAccessibleName(name);
     button->setToolTip(name);
     return button;
+}
+
+QHBoxLayout* paneHeader(const QString& title, QLabel* beside, const QString& closing,
+                        std::function<void()> close, QWidget* pane)
+{
+    auto* row = new QHBoxLayout;
+    row->setContentsMargins(scaled(*pane, 12), 0, scaled(*pane, 8), 0);
+    row->setSpacing(scaled(*pane, 8));
+    auto* name = new QLabel(title);
+    name->setProperty("zrkRole", "title");
+    row->addWidget(name);
+    row->addWidget(beside);
+    row->addStretch(1);
+    QToolButton* button = toolButton("close", closing, pane);
+    QObject::connect(button, &QToolButton::clicked, pane, std::move(close));
+    row->addWidget(button);
+    return row;
 }
 
 SearchLine::SearchLine(const QString& purpose, QWidget* parent) : QLineEdit(parent), _purpose(purpose)

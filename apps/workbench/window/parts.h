@@ -5,6 +5,10 @@
 #include <QLineEdit>
 #include <QRectF>
 
+#include <functional>
+
+class QHBoxLayout;
+class QLabel;
 class QPainter;
 class QToolButton;
 class QWidget;
@@ -20,6 +24,10 @@ void paintPinSign(QPainter& painter, zrkmodel::Tag tag, const QPointF& centre, d
 
 /// A button of 28 pixels with an icon and no text.
 QToolButton* toolButton(const QString& icon, const QString& name, QWidget* parent);
+
+/// The first row of a pane: its title, a text beside it, which may change, and a button that closes the pane.
+QHBoxLayout* paneHeader(const QString& title, QLabel* beside, const QString& closing,
+                        std::function<void()> close, QWidget* pane);
 
 /// A line with a search icon; while it is empty it shows what it is for, in the colour of hints.
 class SearchLine : public QLineEdit {

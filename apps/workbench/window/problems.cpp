@@ -225,22 +225,15 @@ ProblemsPane::ProblemsPane(QWidget* parent)
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, scaled(*this, 6));
     column->setSpacing(0);
-    auto* head = new QHBoxLayout;
-    head->setContentsMargins(scaled(*this, 12), 0, scaled(*this, 8), 0);
-    auto* title = new QLabel("Problems");
-    title->setProperty("zrkRole", "title");
     _count->setProperty("zrkRole", "second");
-    head->addWidget(title);
-    head->addWidget(_count);
-    head->addStretch(1);
-    QToolButton* close = toolButton("close", "close the list of problems", this);
-    connect(close, &QToolButton::clicked, this, [this] {
-        if (_closed) {
-            _closed();
-        }
-    });
-    head->addWidget(close);
-    column->addLayout(head);
+    column->addLayout(paneHeader(
+        "Problems", _count, "close the list of problems",
+        [this] {
+            if (_closed) {
+                _closed();
+            }
+        },
+        this));
     _list->setModel(_model);
     _list->setItemDelegate(new Rows(*this));
     _list->setMouseTracking(true);

@@ -22,6 +22,7 @@ class QFileSystemWatcher;
 class QTimer;
 
 namespace zrkui {
+class ZRKCSSStyle;
 class ZRKPropertyView;
 }
 
@@ -186,6 +187,7 @@ private:
     void fillSources();
     void lockDocks(bool areLocked);
     void usePalette(const QString& name);
+    void useStyle(const zrkui::ZRKCSSStyle& style);
 
     // window_files.cpp
     void askAndOpen();

@@ -274,6 +274,18 @@ void Window::addViewMenu()
         action->setActionGroup(group);
         connect(action, &QAction::triggered, this, [this, name] { usePalette(QString(name).toLower()); });
     }
+    palette->addSeparator();
+    QAction* contrast = palette->addAction("&High contrast");
+    contrast->setCheckable(true);
+    contrast->setToolTip("draws the edges of nodes and fields darker, or lighter in the dark");
+    connect(contrast, &QAction::toggled, this, [this](bool isOn) {
+        ZRKCSSStyle::setHighContrast(isOn);
+        useStyle(ZRKCSSStyle::current());
+        if (_settings.keepsSettings) {
+            QSettings().setValue("window/highContrast", isOn);
+        }
+    });
+    contrast->setChecked(_settings.keepsSettings && QSettings().value("window/highContrast", false).toBool());
     connect(_view->sourceMenu(), &QMenu::aboutToShow, this, [this] { fillSources(); });
 }
 
@@ -294,16 +306,20 @@ void Window::lockDocks(bool areLocked)
 
 void Window::usePalette(const QString& name)
 {
-    const ZRKCSSStyle& style = name == "dark"    ? ZRKCSSStyle::dark()
-                               : name == "light" ? ZRKCSSStyle::light()
-                                                 : ZRKCSSStyle::ofSystem();
+    useStyle(name == "dark"    ? ZRKCSSStyle::dark()
+             : name == "light" ? ZRKCSSStyle::light()
+                               : ZRKCSSStyle::ofSystem());
+    if (_settings.keepsSettings) {
+        QSettings().setValue("window/palette", name);
+    }
+}
+
+void Window::useStyle(const ZRKCSSStyle& style)
+{
     style.apply(*qApp);
     applySheet();
     showTitle();
     _canvas->viewport()->update();
-    if (_settings.keepsSettings) {
-        QSettings().setValue("window/palette", name);
-    }
 }
 
 void Window::fillSources()

@@ -107,8 +107,8 @@ TEST_F(ExportTest, VolumesAreThoseOfTheCommand)
         const auto dims = gridDims(bounds, 41);
         const zrk::Region<3, 3, double, 1> region(bounds.min, bounds.max, dims[0], dims[1], dims[2]);
         const FieldValues values = sampleField(output.field, region, nullptr).value();
-        const zrk::Volume volume =
-            volumeOf(values, output, region, zrk::NumberType::Float32, document.unit());
+        zrk::Volume volume = volumeOf(output, bounds, dims, zrk::NumberType::Float32, document.unit());
+        volume.values = values;
         zrk::valueOrThrow(zrk::writeVolume(path("command.nrrd"), volume));
         const ExportResult done = run(
             task(document, "export.nrrd", VolumeExport{41, zrk::NumberType::Float32}, *document.output()));

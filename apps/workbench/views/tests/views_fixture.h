@@ -1,11 +1,8 @@
 #pragma once
 
-#include "components/registration.h"
+#include "apps/workbench/tests/offscreen_test.h"
 #include "host/graph_document.h"
-#include "inspectors/css_style.h"
-#include "inspectors/panels.h"
 #include "testing/source_folder.h"
-#include "testing/temporary_folder.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -20,31 +17,8 @@
 
 namespace zrkworkbench {
 
-/// A test with an application without a screen.
-class ViewsTest : public zrktest::TemporaryFolder {
+class ViewsTest : public OffscreenTest {
 protected:
-    std::unique_ptr<QApplication> application;
-
-    void SetUp() override
-    {
-        TemporaryFolder::SetUp();
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "workbench_views_tests";
-        static char* argv[] = {name, nullptr};
-        application = std::make_unique<QApplication>(argc, argv);
-        QFont font = QApplication::font();
-        font.setPixelSize(13);
-        QApplication::setFont(font);
-        zrkmodel::ZRKGraphComponentsInit::initializeModule();
-        zrkui::ZRKCSSStyle::light().apply(*application);
-    }
-    void TearDown() override
-    {
-        application.reset();
-        TemporaryFolder::TearDown();
-    }
-
     template <class Condition>
     static bool waitFor(const Condition& condition)
     {
@@ -68,20 +42,6 @@ protected:
     {
         return R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
             "nodes": [{"id": 1, "type": "SphereSDF", "values": {"radius": 0.5}}], "output": [1, 0]})";
-    }
-    /// A field of 4000 waves, and behind it a raster of 96 nodes along each edge: ten seconds and more to
-    /// freeze.
-    static std::string slowText()
-    {
-        std::string waves;
-        for (int i = 0; i < 4000; ++i) {
-            waves += std::string(i == 0 ? "" : ",") + R"({"fx": 1})";
-        }
-        return R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]}, "nodes": [
-               {"id": 1, "type": "PatternDesigner", "values": {"waves": [)" +
-               waves + R"(]}},
-               {"id": 2, "type": "RasterFX", "values": {"auto-update": true, "resolution": 96}}],
-               "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})";
     }
 };
 
