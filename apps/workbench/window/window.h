@@ -24,7 +24,7 @@ class QTimer;
 namespace zrkui {
 class ZRKCSSStyle;
 class ZRKPropertyView;
-}
+} // namespace zrkui
 
 namespace zrkworkbench {
 
