@@ -1,5 +1,7 @@
 #include "host/surface_file.h"
 
+#include "host/field_remarks.h"
+
 #include "core/engine/progress.h"
 #include "formats/atomic_file.h"
 #include "host/surface_inputs.h"
@@ -69,9 +71,7 @@ zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const Surfac
         });
         zrk::SurfaceMesh mesh = extracted(task, runStage);
         if (mesh.undefinedSamples > 0 && warn) {
-            warn({task.place, fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
-                  "a number everywhere",
-                  "`zrk slice` shows where; the surface is closed around these regions"});
+            warn(undefinedAt(task.place, mesh.undefinedSamples));
         }
         std::vector<zrk::VertexColor> colors;
         if (task.colors) {

@@ -142,6 +142,7 @@ public:
           _field(_job.output().field),
           _settings(settings())
     {
+        _job.checkTarget(_options.file);
         zrk::valueOrThrow(
             zrkmodel::checkSurfaceFormat(_options.file, _format, _colors.has_value(), _options.isOpen));
     }
@@ -159,7 +160,9 @@ public:
         const auto runStage = [&](const char* title, const auto& stage) {
             withProgress(title, _options.quiet, [&](ProgressBar& bar) { stage(bar); });
         };
-        const auto warn = [](const zrk::Fault& fault) { tellFault(MessageKind::Warning, fault); };
+        const auto warn = [this](const zrk::Fault& fault) {
+            tellWarning(fault, _options.isStrict, _options.quiet);
+        };
         const zrk::SurfaceMesh mesh =
             zrk::valueOrThrow(zrkmodel::writeSurface(_options.file, task, runStage, warn));
         if (!_options.quiet) {

@@ -11,6 +11,7 @@
 #include "formats/png.h"
 #include "formats/volume.h"
 #include "host/field_grid.h"
+#include "host/field_remarks.h"
 #include "host/slice_picture.h"
 
 #include <fmt/core.h>
@@ -359,11 +360,18 @@ py::array volumeOf(Node& node, std::size_t output, const Corner& lower, const Co
     return arrayOver(data, shape, std::move(values));
 }
 
+void warnOfUndefined(const Node& node, std::uint64_t samples)
+{
+    if (samples > 0) {
+        warnOf({zrkmodel::undefinedAt(node.place(), samples)});
+    }
+}
+
 py::tuple surfaceOf(Node& node, std::size_t output, const SurfaceOptions& options, const py::object& progress)
 {
     const SharedReady ready = node.ready(output, progress);
     checkScalar(node, *ready, "which a surface is taken of");
-    return arraysOf(running(progress, ready->where(), [&](zrk::ProgressMonitor& monitor) {
+    auto surface = running(progress, ready->where(), [&](zrk::ProgressMonitor& monitor) {
         const Followed followed(*ready, monitor, options.threads);
         auto mesh = zrk::extractSurface(ready->field, settingsOf(*ready, options, followed.threads),
                                         followed.monitor);
@@ -371,7 +379,9 @@ py::tuple surfaceOf(Node& node, std::size_t output, const SurfaceOptions& option
             interrupted(node);
         }
         return std::move(*mesh);
-    }));
+    });
+    warnOfUndefined(node, surface.undefinedSamples);
+    return arraysOf(std::move(surface));
 }
 
 py::dict measuresOf(Node& node, std::size_t output, const SurfaceOptions& options, double accuracy,
@@ -398,6 +408,7 @@ py::dict measuresOf(Node& node, std::size_t output, const SurfaceOptions& option
         }
         return std::pair(*measures, *narrowest);
     });
+    warnOfUndefined(node, m.undefinedSamples);
     const auto passage = [](const std::optional<zrk::Passage>& p) {
         return p ? py::object(py::float_(p->length)) : py::none();
     };

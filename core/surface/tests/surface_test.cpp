@@ -311,6 +311,34 @@ TEST(Surface, IsThatOfTheFieldHoweverSteepThatIs)
     }
 }
 
+/// Jumps at the sphere from one value to another.
+struct JumpingSphere {
+    Sphere sphere;
+    double inside;
+    double outside;
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return select(sphere(p) < 0.0, V(inside), V(outside));
+    }
+};
+
+TEST(Surface, OfAFieldThatJumpsIsAtTheJump)
+{
+    for (const double size : {0.1, 1.0, 10.0, 1e3, HUGE_VAL}) {
+        for (const std::int32_t cells : {8, 12, 16, 24, 32}) {
+            SCOPED_TRACE(::testing::Message() << size << ", " << cells << " cells");
+            const auto mesh = extractSurface(prepared(JumpingSphere{{{}, 0.8}, -size, size}), cube(1, cells));
+            double mean = 0;
+            for (const Tensor<3, double>& v : mesh->vertices) {
+                mean += (length(v) - 0.8) / static_cast<double>(mesh->vertices.size());
+            }
+            EXPECT_LT(std::abs(mean), 0.15 * 2 / cells);
+        }
+    }
+}
+
 TEST(Surface, IsCutOffAtTheBounds)
 {
     SurfaceSettings settings = cube(0.5, 20);
