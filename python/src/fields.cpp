@@ -102,7 +102,7 @@ private:
                  "an array of real numbers", "convert it, for example with numpy.asarray(points, float)"});
         }
         if (!py::isinstance<py::array_t<double>>(array)) {
-            array = py::array_t<double, py::array::forcecast>::ensure(array);
+            array = numbersOf<double>(array);
         }
         _shapeBefore.assign(array.shape(), array.shape() + array.ndim());
         return array;
@@ -275,12 +275,16 @@ zrk::SurfaceMesh meshOf(const py::array& vertices, const py::array& faces)
         refuse("faces of shape " + shapeOf(faces) + " and type " + py::str(faces.dtype()).cast<std::string>(),
                "whole numbers of shape (k, 3)");
     }
-    const auto positions = py::array_t<double, py::array::c_style | py::array::forcecast>::ensure(vertices);
-    const auto indices = py::array_t<std::int64_t, py::array::c_style | py::array::forcecast>::ensure(faces);
+    constexpr std::size_t kPiece = std::size_t{1} << 16;
+    const auto positions = numbersOf<double>(vertices);
+    const auto indices = numbersOf<std::int64_t>(faces);
     zrk::SurfaceMesh mesh;
     mesh.vertices.resize(static_cast<std::size_t>(positions.shape(0)));
     mesh.triangles.resize(static_cast<std::size_t>(indices.shape(0)));
     for (std::size_t i = 0; i < mesh.vertices.size(); ++i) {
+        if (i % kPiece == 0) {
+            hearSignals();
+        }
         for (std::size_t c = 0; c < 3; ++c) {
             const double x = positions.data()[3 * i + c];
             if (!std::isfinite(x)) {
@@ -290,6 +294,9 @@ zrk::SurfaceMesh meshOf(const py::array& vertices, const py::array& faces)
         }
     }
     for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
+        if (i % kPiece == 0) {
+            hearSignals();
+        }
         for (std::size_t c = 0; c < 3; ++c) {
             const std::int64_t index = indices.data()[3 * i + c];
             if (index < 0 || index >= static_cast<std::int64_t>(mesh.vertices.size())) {
@@ -585,7 +592,7 @@ void writeVolumeFile(const std::string& path, const py::array& values, const Cor
                      const Corner& upper, const std::string& name, bool isDensity, const py::object& progress)
 {
     zrk::valueOrThrow(zrk::volumeFormat(path));
-    const auto doubles = py::array_t<double, py::array::c_style | py::array::forcecast>::ensure(values);
+    const auto doubles = numbersOf<double>(values);
     const py::ssize_t axes = doubles ? doubles.ndim() : 0;
     if ((axes != 3 && axes != 4) || doubles.size() == 0 || (axes == 4 && doubles.shape(3) > 4)) {
         PyErr_Clear();
