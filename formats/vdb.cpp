@@ -242,7 +242,7 @@ private:
     std::vector<std::unique_ptr<Leaf>> _leaves;
     std::atomic<bool> _isStopped{false};
 
-    static std::vector<double> coordinatesOf(const SurfaceMesh& mesh)
+    static std::vector<double> coordinatesOf(const MeshView& mesh)
     {
         std::vector<double> all;
         all.reserve(3 * mesh.vertices.size());
@@ -251,7 +251,7 @@ private:
         }
         return all;
     }
-    static std::vector<std::int32_t> cornersOf(const SurfaceMesh& mesh)
+    static std::vector<std::int32_t> cornersOf(const MeshView& mesh)
     {
         std::vector<std::int32_t> all;
         all.reserve(3 * mesh.triangles.size());
