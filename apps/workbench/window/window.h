@@ -46,6 +46,8 @@ struct ViewTiming;
 struct WindowSettings {
     /// Whether the layout, the recent files and the like are kept from one start to the next.
     bool keepsSettings = false;
+    /// The palette that was applied: "system", "light" or "dark".
+    QString palette = "system";
     zrkmodel::EditSettings edit{};
 };
 
@@ -150,6 +152,7 @@ private:
     QTimer* _thumbnailRefresh;
     std::vector<std::uint16_t> _thumbnailsWanted;
     QSize _thumbnailSize;
+    std::vector<std::uint16_t> _thumbnailsStale; ///< nodes that were edited since the last request
     std::set<std::uint16_t> _thumbnailsFresh;
     std::set<std::uint16_t> _thumbnailsPending;
     QTimer* _rangeRefresh;
@@ -209,6 +212,7 @@ private:
     void wantView();
     void requestView();
     void staleThumbnails(std::uint16_t node);
+    void dropThumbnails();
     void requestThumbnails();
     void wantRanges();
     void askFlow();

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace zrkworkbench {
 
@@ -110,17 +111,24 @@ void Window::requestView()
 
 bool Window::isSettled() const
 {
-    return !_opener->isBusy() && !_viewRefresh->isActive() && !_thumbnailRefresh->isActive() &&
-           _view->isSettled() && _thumbnailsPending.empty() && !_rangeRefresh->isActive() &&
-           _ranges.empty() && !_asked;
+    return !_opener->isBusy() && _canvas->isWhole() && !_viewRefresh->isActive() &&
+           !_thumbnailRefresh->isActive() && _view->isSettled() && _thumbnailsPending.empty() &&
+           !_rangeRefresh->isActive() && _ranges.empty() && !_asked;
 }
 
 /// A node and all that reads from it have old pictures.
 void Window::staleThumbnails(std::uint16_t node)
 {
+    _thumbnailsStale.push_back(node);
+    _thumbnailRefresh->start(kThumbnailPatience);
+}
+
+/// Follows the links from all nodes with old pictures at once, since a paste has hundreds.
+void Window::dropThumbnails()
+{
     const auto& graph = *_session->document().graph();
-    std::vector<std::uint16_t> open = {node};
-    std::set<std::uint16_t> seen = {node};
+    std::vector<std::uint16_t> open = std::exchange(_thumbnailsStale, {});
+    std::set<std::uint16_t> seen(open.begin(), open.end());
     while (!open.empty()) {
         const std::uint16_t at = open.back();
         open.pop_back();
@@ -135,15 +143,18 @@ void Window::staleThumbnails(std::uint16_t node)
             }
         }
     }
-    _thumbnailRefresh->start(kThumbnailPatience);
 }
 
 void Window::requestThumbnails()
 {
-    if (!_session || _thumbnailSize.isEmpty()) {
+    if (!_session) {
         return;
     }
     const Doing doing("building the thumbnails' evaluators");
+    dropThumbnails();
+    if (_thumbnailSize.isEmpty()) {
+        return;
+    }
     for (const std::uint16_t node : _thumbnailsWanted) {
         if (_thumbnailsFresh.contains(node)) {
             continue;
