@@ -11,6 +11,7 @@ namespace zrk {
 
 namespace {
 
+#ifdef ZRK_VDB_MODULE
 /// The file of this code: the shared library, or the program where it is linked statically.
 std::filesystem::path ownFile()
 {
@@ -20,6 +21,7 @@ std::filesystem::path ownFile()
     const bool isFound = ::dladdr(&here, &info) != 0 && info.dli_fname && info.dli_fname[0] == '/';
     return isFound ? info.dli_fname : std::filesystem::read_symlink("/proc/self/exe", isUnknown);
 }
+#endif
 
 /// Where the module lies: beside the program or the library, where it is installed as seen from either, or
 /// where it was built; empty if nowhere.

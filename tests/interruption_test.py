@@ -4,8 +4,9 @@ OPERATIONS is the table of all that can take long. The tests at the end hold it 
 lists: a command, a component, a shape or a format that has no row and isn't among those that are always quick
 fails them.
 
-A run of the tests interrupts the rows marked quick, once each. ZRK_THOROUGH=N interrupts all rows at N moments
-spread over their length (some ten minutes for N = 5):
+A run of the tests interrupts the rows marked quick, and sees that the work itself hears of it, without the thread
+that ends what doesn't. ZRK_THOROUGH=N interrupts all rows at N moments spread over their length, as users do (some
+ten minutes for N = 5):
     ZRK_THOROUGH=5 ZRK_PROGRAM=build/develop/bin/zrk python3 tests/interruption_test.py
 """
 
@@ -413,13 +414,18 @@ def resident_gib(process):
     return int(found[1]) / 2 ** 20 if found else 0  # none in a program that is ending
 
 
+def is_soon(clock, processors, held):
+    return min(clock, processors) < BOUND + FREEING * held and clock < BOUND_OF_THE_CLOCK
+
+
 def contents(folder):
     return sorted(str(path.relative_to(folder)) for path in folder.rglob("*"))
 
 
 class Interruption(unittest.TestCase):
-    def start(self, arguments):
-        return subprocess.Popen([PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL,
+    def start(self, arguments, isWatched=bool(MOMENTS)):
+        more = {} if isWatched else {"ZRK_NO_WATCH_OF_REQUESTS": "1"}
+        return subprocess.Popen([PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL, env={**os.environ, **more},
                                 stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
 
     def length(self, arguments, target):
@@ -436,10 +442,9 @@ class Interruption(unittest.TestCase):
                 left.unlink()
         return time.monotonic() - begun
 
-    def interrupt(self, arguments, after):
-        """Seconds of the clock and of the processors from the signal to the end, and the status; None where the program
-        has ended before."""
-        process = self.start(arguments)
+    def interrupt(self, process, after, number=signal.SIGINT):
+        """Seconds of the clock and of the processors from the signal to the end, memory held, the status, messages; None
+        where the program has ended before."""
         time.sleep(after)
         if os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT):
             process.communicate()
@@ -447,7 +452,7 @@ class Interruption(unittest.TestCase):
         held = resident_gib(process.pid)
         used = processor_seconds(process.pid)
         begun = time.monotonic()
-        os.kill(process.pid, signal.SIGINT)
+        os.kill(process.pid, number)
         err = process.stderr.read()
         _, status, usage = os.wait4(process.pid, 0)
         seconds = time.monotonic() - begun
@@ -469,7 +474,12 @@ class Interruption(unittest.TestCase):
             if target:
                 target.write_text("old")
             before = contents(folder)
-            interrupted = self.interrupt(arguments, after)
+            for _ in range(3):  # what others do to the machine isn't seen three times
+                interrupted = self.interrupt(self.start(arguments), after)
+                if not interrupted and not moments:
+                    after /= 2
+                elif not interrupted or is_soon(*interrupted[:3]):
+                    break
             if not interrupted and moments:
                 continue  # it was faster than the first time
             self.assertIsNotNone(interrupted, operation.name)
@@ -482,8 +492,7 @@ class Interruption(unittest.TestCase):
                 continue  # it was at its end
             with self.subTest(operation=operation.name, after=round(after, 2)):
                 self.assertEqual(status, 130, told)
-                self.assertLess(min(clock, processors), BOUND + FREEING * held, told)
-                self.assertLess(clock, BOUND_OF_THE_CLOCK, told)
+                self.assertTrue(is_soon(clock, processors, held), told)
                 self.assertEqual(contents(folder), before)
                 if target:
                     self.assertEqual(target.read_text(), "old")
@@ -494,6 +503,21 @@ class Interruption(unittest.TestCase):
             if only in operation.name and (operation.quick or MOMENTS):
                 with tempfile.TemporaryDirectory(prefix="zrk-") as folder:
                     self.check(operation, pathlib.Path(folder), MOMENTS)
+
+
+    def test_ends_what_does_not_hear(self):
+        """Towards its end, the check of a long text takes down what it has read, which nothing can interrupt."""
+        with tempfile.TemporaryDirectory(prefix="zrk-") as folder:
+            arguments = ["check", long_text(pathlib.Path(folder), 30)]
+            whole = self.length(arguments, None)
+            for number, status in ((signal.SIGINT, 130), (signal.SIGTERM, -signal.SIGTERM)):
+                times = []
+                for share in (0.8, 0.86, 0.92) * 2:
+                    interrupted = self.interrupt(self.start(arguments, isWatched=True), share * whole, number)
+                    if interrupted and interrupted[3] != 0:
+                        self.assertEqual(interrupted[3], status)
+                        times.append(interrupted[:3])
+                self.assertGreater(sum(is_soon(*time) for time in times), len(times) / 2, times)
 
 
 class Table(unittest.TestCase):

@@ -152,7 +152,12 @@ void DocumentOptions::addTo(CLI::App& command)
     command
         .add_option("--memory", memory,
                     "most memory to take, e.g. 500M or 2G; without it three quarters of what is free")
-        ->transform(CLI::AsSizeValue(false));
+        ->transform(CLI::AsSizeValue(false))
+        // Comes before the one above, which takes -1 for a very large number.
+        ->transform([](const std::string& text) {
+            return text.starts_with("-") ? throw CLI::ValidationError("--memory", text + " isn't above 0")
+                                         : text;
+        });
 }
 
 void SamplingOptions::addTo(CLI::App& command)

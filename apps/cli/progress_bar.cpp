@@ -6,10 +6,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <pthread.h>
+#include <semaphore.h>
 #include <string_view>
 #include <sys/ioctl.h>
+#include <thread>
 #include <unistd.h>
 
 namespace zrkcli {
@@ -26,11 +31,49 @@ static_assert(std::atomic<int>::is_always_lock_free, "a signal handler may only 
 
 zrk::StopSign interrupted;
 
+sem_t requested;
+
 extern "C" void noteRequest(int number)
 {
     request.store(number, std::memory_order_relaxed);
     interrupted.raise();
+    sem_post(&requested);
 }
+
+/// Ends the program where the work hasn't heard a request soon, as it frees large structures or waits for a
+/// disk.
+extern "C" void* endIfUnheard(void*)
+{
+    constexpr auto kHearing = std::chrono::milliseconds(50);
+    while (sem_wait(&requested) != 0) {
+    }
+    std::this_thread::sleep_for(kHearing);
+    endInterrupted();
+}
+
+/// Without room for a thread, requests are left to what the work hears.
+void watchRequests()
+{
+    sem_init(&requested, 0, 0);
+    // For tests of what the work itself hears.
+    if (const char* isOff = std::getenv("ZRK_NO_WATCH_OF_REQUESTS"); isOff && *isOff) {
+        return;
+    }
+    constexpr std::size_t kStack = 256 * 1024;
+    sigset_t all;
+    sigset_t former;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &former); // the thread inherits it: signals are the others'
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, kStack);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_t thread;
+    (void)pthread_create(&thread, &attributes, endIfUnheard, nullptr);
+    pthread_attr_destroy(&attributes);
+    pthread_sigmask(SIG_SETMASK, &former, nullptr);
+}
+
 constexpr std::string_view kClearLine = "\r\x1b[K";
 
 /// Whether a bar stands in the terminal's last line.
@@ -82,6 +125,7 @@ int terminalColumns()
 
 void catchInterrupts()
 {
+    watchRequests();
     callAtRequest(noteRequest);
     // Then a write fails, with a message that tells of what.
     std::signal(SIGPIPE, SIG_IGN);
@@ -100,6 +144,10 @@ int endedBy(int status)
     const int number = request.load(std::memory_order_relaxed);
     if (status == kInterruptedStatus && number != 0 && number != SIGINT) {
         std::signal(number, SIG_DFL);
+        sigset_t only;
+        sigemptyset(&only);
+        sigaddset(&only, number);
+        pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
         raise(number);
     }
     return status;

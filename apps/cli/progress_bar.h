@@ -12,7 +12,8 @@ namespace zrkcli {
 
 /// Makes requests to stop (Ctrl-C, SIGTERM, SIGHUP) set a flag instead of ending the program, so that no
 /// half-written file stays. What writes to a pipe that nobody reads, or beyond the allowed size of a file,
-/// gets an error instead of a signal.
+/// gets an error instead of a signal. Work that hasn't heard a request after 50 ms is ended by
+/// `endInterrupted` on a thread of its own, unless the environment has ZRK_NO_WATCH_OF_REQUESTS.
 void catchInterrupts();
 /// Returns true once there was a request to stop.
 bool isInterrupted();

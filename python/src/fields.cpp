@@ -517,6 +517,7 @@ py::dict meshReport(const py::array& vertices, const py::array& faces, const py:
     result["degenerate_triangles"] = report.degenerateTriangles;
     result["self_intersections"] = report.selfIntersections;
     result["components"] = report.componentCount;
+    result["inward_components"] = report.inwardComponents;
     result["genus"] = report.genus;
     result["volume"] = report.volume;
     result["area"] = report.area;
