@@ -37,8 +37,8 @@ ZRK_API std::optional<zrk::Fault> unlistedChoice(const ZRKGraphObject& object, c
 ZRK_API bool isResource(const ZRKPropertyBase& property);
 
 /// True for a value that a component takes only where it reads all of its values: one that isn't a property,
-/// a resource, and what a raster or a sweep between images is computed from. Others are assigned, so that what was
-/// imported or computed stays.
+/// a resource, and what a raster or a sweep between images is computed from. Others are assigned, so that
+/// what was imported or computed stays.
 ZRK_API bool isTakenByReading(const ZRKGraphObject& object, const std::string& key);
 
 /// The stored form with another value, and without what belongs to the former one: the parameters of another
