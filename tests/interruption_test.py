@@ -487,6 +487,10 @@ class Interruption(unittest.TestCase):
                 interrupted = self.interrupt(self.start(arguments), after)
                 if not interrupted and not moments:
                     after /= 2
+                    for name in set(contents(folder)) - set(before):
+                        (folder / name).unlink()
+                    if target:
+                        target.write_text("old")
                 elif not interrupted or is_soon(*interrupted[:3]):
                     break
             if not interrupted and moments:
