@@ -115,7 +115,7 @@ enum class SurfaceEnd {
 ///
 /// After WrongBounds, what went to the sink isn't the surface; without pruning it is found.
 ///
-/// Memory: two layers of leaves, some 20 KB for each that holds a piece of the surface, and 24 bytes for a
+/// Memory: two layers of leaves, some 15 KB for each that holds a piece of the surface, and 24 bytes for a
 /// million leaves at most. Layers that don't begin with the first cost two more, which are built anew.
 /// Throws, and asks the monitor, as extractSurface() does, but for the number of vertices, which isn't
 /// limited.
