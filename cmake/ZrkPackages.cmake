@@ -19,8 +19,6 @@ set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 # zrk_package(NAME SECTION DEPENDS TEXT): the package of the part with that name. The first line of TEXT is a summary.
@@ -45,6 +43,15 @@ function(zrk_package name section depends text)
     install(FILES "${licence}" RENAME copyright DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${name}" COMPONENT ${name})
 endfunction()
 
+# zrk_shared_package(NAME LIBRARY): what a package with a shared library tells of it. CPack itself would list libzrk twice, as it
+# is there for two processors.
+function(zrk_shared_package name library)
+    string(TOUPPER "${name}" part)
+    set(shlibs "${CMAKE_BINARY_DIR}/packaging/${name}/shlibs")
+    file(WRITE "${shlibs}" "${library} ${PROJECT_VERSION_MAJOR} ${name} (= ${PROJECT_VERSION})\n")
+    set(CPACK_DEBIAN_${part}_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/packages/triggers;${shlibs}" PARENT_SCOPE)
+endfunction()
+
 set(same "(= ${PROJECT_VERSION})")
 # CPack puts the blank before each line of a description, and a point on empty ones.
 set(about "ZRKGraphComponents makes solids and other fields over space from a graph of
@@ -56,7 +63,7 @@ set(CPACK_COMPONENTS_ALL)
 zrk_package(libzrk0 libs "" "fields over space from a node graph (shared library)
 ${about}This library reads graph documents and computes their fields, surfaces and
 pictures. It holds code for x86-64-v3 and for x86-64-v4.")
-set(CPACK_DEBIAN_LIBZRK0_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/packages/triggers")
+zrk_shared_package(libzrk0 libzrk)
 zrk_package(zrk science "libzrk0 ${same}" "fields over space from a node graph (command line)
 ${about}The program samples, slices, draws and measures what a graph document
 describes, and writes volumes, pictures, and meshes for printers. Documentation
@@ -72,7 +79,7 @@ if(ZRK_QT)
     zrk_package(libzrk-inspectors0 libs "libzrk0 ${same}" "fields over space from a node graph (panels)
 ${about}This library holds the panels in which properties of components are edited,
 for programs with Qt Widgets.")
-    set(CPACK_DEBIAN_LIBZRK-INSPECTORS0_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/packages/triggers")
+    zrk_shared_package(libzrk-inspectors0 libzrk-inspectors)
     string(APPEND CPACK_DEBIAN_LIBZRK-DEV_PACKAGE_DEPENDS ", libzrk-inspectors0 ${same}")
     zrk_package(zrk-workbench science "libzrk0 ${same}, libzrk-inspectors0 ${same}"
         "fields over space from a node graph (workbench)

@@ -59,7 +59,7 @@ inline constexpr std::size_t kCount = Lanes::size;
 #elif defined(__SSE4_1__)
 #define ZRK_SLEEF(function, accuracy) Sleef_cinz_##function##d2_##accuracy##sse4
 #else
-// aarch64; code_path.cpp refuses processors with less.
+// For aarch64, of which xsimd loses the sign of a zero in trunc: code_path.cpp refuses all but x86-64-v2.
 #define ZRK_SLEEF(function, accuracy) Sleef_finz_##function##d2_##accuracy##advsimd
 #endif
 

@@ -215,7 +215,7 @@ void hearSignals()
 
 void copyNumbers(py::array& to, const py::array& from)
 {
-    constexpr py::ssize_t kPiece = py::ssize_t{1} << 20;
+    constexpr py::ssize_t kPiece = py::ssize_t{1} << 18;
     if (from.ndim() == 0 || from.size() <= kPiece) {
         to[py::ellipsis()] = from;
         return;
