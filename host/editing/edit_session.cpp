@@ -315,7 +315,11 @@ void EditSession::joinValues(std::vector<EditChange>& changes) const
 {
     for (std::size_t i = 0; i < changes.size(); ++i) {
         auto* first = std::get_if<ValueChange>(&changes[i]);
-        if (!first) {
+        const auto isOfNode = [&](const EditChange& change) {
+            const auto* value = std::get_if<ValueChange>(&change);
+            return value && value->node == first->node;
+        };
+        if (!first || std::count_if(changes.begin(), changes.end(), isOfNode) == 1) {
             continue;
         }
         const ZRKJson& after = _watched.at(first->node).values;

@@ -495,8 +495,9 @@ class Node(Field):
     def _find(self, name, value=None):
         """The stored key, or the index of the input, and the value's kind."""
         names = names_of(self._core)
-        entry = names.get(name)
+        entry = names.get(name) if isinstance(name, str) else None
         if entry is None:
+            name = str(name)
             shown = sorted({python_name(n) for n in names} & set(names))
             remedy = f"did you mean {_zrk.nearest_names(name, shown, 3)}?" if shown else "leave it out"
             raise Error(f"{self._core.place}, {name!r}", "a name that the component doesn't have",
@@ -535,6 +536,9 @@ class Node(Field):
         named = paths[0] if len(paths) == 1 else paths
         entry = {"path": named, **options} if options else named
         self._core.import_files(entry, entry, None, progress)
+
+    __iter__ = None  # values are asked for by name
+    __contains__ = None
 
     def __getitem__(self, name):
         key, pin, kind = self._find(name)

@@ -151,7 +151,7 @@ protected:
             const char* key;
             const char* text;
         };
-        std::vector<Entry> entries = {{"↑↓", "choose"}, {"Enter", isFiltered ? "add and connect" : "add"}};
+        std::vector<Entry> entries = {{"↑↓", "choose"}, {"Enter", isFiltered ? "connect" : "add"}};
         if (isFiltered) {
             entries.push_back({"Tab", "all types"});
         }

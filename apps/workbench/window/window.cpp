@@ -18,6 +18,7 @@
 #include "inspectors/css_style.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QDockWidget>
 #include <QFileInfo>
@@ -141,10 +142,7 @@ void Window::arrange()
     resizeDocks({_problemsDock}, {scaled(*this, 88)}, Qt::Vertical);
 }
 
-void Window::applySheet()
-{
-    setStyleSheet(zrkui::ZRKCSSStyle::current().filled(windowSheet(), zrkui::uiScale(*this)));
-}
+void Window::applySheet() { zrkui::ZRKCSSStyle::current().apply(*qApp, windowSheet()); }
 
 void Window::joinParts()
 {
@@ -475,6 +473,9 @@ void Window::showEvent(QShowEvent* event)
 void Window::changeEvent(QEvent* event)
 {
     QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::ApplicationFontChange) {
+        applySheet(); // sizes go with the font
+    }
     if (event->type() == QEvent::ActivationChange && isActiveWindow() && _session) {
         _looksAtFile->start(150); // where folders can't be watched, this is when one notices
     }

@@ -57,6 +57,8 @@ struct WindowSettings {
     bool keepsSettings = false;
     /// Where recovery files of documents go that have no file yet; nowhere where it is empty.
     QString unsavedFolder{};
+    /// The palette that was applied: "system", "light" or "dark".
+    QString palette = "system";
     zrkmodel::EditSettings edit{};
 };
 
@@ -181,6 +183,7 @@ private:
     QTimer* _thumbnailRefresh;
     std::vector<std::uint16_t> _thumbnailsWanted;
     QSize _thumbnailSize;
+    std::vector<std::uint16_t> _thumbnailsStale; ///< nodes that were edited since the last request
     std::set<std::uint16_t> _thumbnailsFresh;
     std::set<std::uint16_t> _thumbnailsPending;
     QTimer* _rangeRefresh;
@@ -258,6 +261,7 @@ private:
     void wantView();
     void requestView();
     void staleThumbnails(std::uint16_t node);
+    void dropThumbnails();
     void requestThumbnails();
     void showBadges();
     void wantRanges();

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace zrkworkbench {
 
@@ -112,7 +113,7 @@ void Window::requestView()
 
 bool Window::isSettled() const
 {
-    return !_opener->isBusy() && !_reader->isBusy() && !_viewRefresh->isActive() &&
+    return !_opener->isBusy() && !_reader->isBusy() && _canvas->isWhole() && !_viewRefresh->isActive() &&
            !_thumbnailRefresh->isActive() && _view->isSettled() && _thumbnailsPending.empty() &&
            !_rangeRefresh->isActive() && _ranges.empty() && !_asked;
 }
@@ -120,9 +121,16 @@ bool Window::isSettled() const
 /// A node and all that reads from it have old pictures.
 void Window::staleThumbnails(std::uint16_t node)
 {
+    _thumbnailsStale.push_back(node);
+    _thumbnailRefresh->start(kThumbnailPatience);
+}
+
+/// Follows the links from all nodes with old pictures at once, since a paste has hundreds.
+void Window::dropThumbnails()
+{
     const auto& graph = *_session->document().graph();
-    std::vector<std::uint16_t> open = {node};
-    std::set<std::uint16_t> seen = {node};
+    std::vector<std::uint16_t> open = std::exchange(_thumbnailsStale, {});
+    std::set<std::uint16_t> seen(open.begin(), open.end());
     while (!open.empty()) {
         const std::uint16_t at = open.back();
         open.pop_back();
@@ -137,15 +145,18 @@ void Window::staleThumbnails(std::uint16_t node)
             }
         }
     }
-    _thumbnailRefresh->start(kThumbnailPatience);
 }
 
 void Window::requestThumbnails()
 {
-    if (!_session || _thumbnailSize.isEmpty()) {
+    if (!_session) {
         return;
     }
     const Doing doing("building the thumbnails' evaluators");
+    dropThumbnails();
+    if (_thumbnailSize.isEmpty()) {
+        return;
+    }
     for (const std::uint16_t node : _thumbnailsWanted) {
         if (_thumbnailsFresh.contains(node)) {
             continue;

@@ -147,6 +147,16 @@ TEST_F(HeldDataOfNodes, PicturesComeBackUnread)
     expectBackAndForth(*session, {8}, first);
 }
 
+TEST_F(HeldDataOfNodes, OtherValuesLeaveThemAlone)
+{
+    const auto session = openParts();
+    (void)samplesOf(session->document());
+    const ZRKHeldData raster = heldOf(*session, 5);
+    ASSERT_NE(raster.parts[0].data, nullptr);
+    ASSERT_TRUE(session->setValue(5, "auto-update", false));
+    EXPECT_EQ(heldOf(*session, 5).parts, raster.parts);
+}
+
 TEST_F(HeldDataOfNodes, SweepsComeBackUncomputed)
 {
     const auto session = sessionOf(R"({"zrkGraph": 1, "resources": [

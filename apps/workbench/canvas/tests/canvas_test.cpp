@@ -621,6 +621,43 @@ TEST_F(CanvasTest, PinsHaveTheShapeAndColourOfTheirTag)
     EXPECT_EQ(canvas->node(6)->opacity(), 1);
 }
 
+// What is edited while the nodes of a large document are made must be shown too.
+TEST_F(CanvasTest, ALargeDocumentComesInTurns)
+{
+    ZRKJson document{{"zrkGraph", 1}, {"nodes", ZRKJson::array()}, {"links", ZRKJson::array()}};
+    for (int i = 0; i < 450; ++i) {
+        const double y = 100 * i;
+        document["nodes"].push_back({{"id", 2 * i}, {"type", "SphereSDF"}, {"position", {0, y}}});
+        document["nodes"].push_back({{"id", 2 * i + 1}, {"type", "Shell"}, {"position", {256, y}}});
+        document["links"].push_back({{"from", {2 * i, 0}}, {"to", {2 * i + 1, 0}}});
+    }
+    for (const int turns : {0, 1, 3, 5}) { // while nodes, places and wires are made
+        SCOPED_TRACE(turns);
+        open(document.dump());
+        canvas->setSession(nullptr);
+        canvas->setSession(session.get());
+        for (int i = 0; i < turns; ++i) {
+            QCoreApplication::processEvents();
+        }
+        EXPECT_FALSE(canvas->isWhole());
+        ASSERT_TRUE(session->removeNodes({1, 898}));
+        const auto added = session->addNode({"Shell"});
+        ASSERT_TRUE(added);
+        ASSERT_TRUE(session->link(out(0, 0), in(*added, 0)));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return canvas->isWhole(); }, 5000));
+        QCoreApplication::processEvents();
+        EXPECT_EQ(canvas->node(1), nullptr);
+        EXPECT_EQ(canvas->node(898), nullptr);
+        ASSERT_NE(canvas->node(899), nullptr);
+        EXPECT_FALSE(canvas->wirePoint(in(899, 0)));
+        EXPECT_TRUE(canvas->wirePoint(in(897, 0)));
+        EXPECT_TRUE(canvas->wirePoint(in(*added, 0)));
+        EXPECT_TRUE(canvas->node(899)->info().inputs[0].isLinked == false);
+        EXPECT_TRUE(canvas->viewport()->rect().contains(canvas->nodeRect(897))) << "all of it is seen";
+        EXPECT_EQ(canvas->node(897)->pos(), QPointF(256, 44800)) << "where the document has it";
+    }
+}
+
 TEST_F(CanvasTest, NodesShowLessTheSmallerTheyAre)
 {
     const Style& style = Style::current();
