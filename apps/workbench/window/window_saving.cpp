@@ -271,8 +271,9 @@ void Window::offerLeft()
         _left.erase(_left.begin());
         offerLeft();
     };
-    const QString others =
-        _left.size() == 1 ? QString() : QString(" There are %1 more.").arg(_left.size() - 1);
+    const QString others = _left.size() == 1   ? QString()
+                           : _left.size() == 2 ? QString(" Another one is kept, too.")
+                                               : QString(" %1 others are kept, too.").arg(_left.size() - 1);
     _notices->show("left",
                    QString("%1 of %2 was never saved.%3")
                        .arg(place->name(), place->changed().toString("d MMM hh:mm"), others),
