@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <filesystem>
 #include <optional>
 #include <string_view>
@@ -170,6 +171,18 @@ bool writeBack([[maybe_unused]] int descriptor)
 
 } // namespace
 
+std::optional<double> freeOnDiskOf(const std::string& path)
+{
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        return std::nullopt;
+    }
+    const fs::space_info space = fs::space(fs::exists(status) ? path : folderOf(path), error);
+    return error ? std::nullopt : std::optional(static_cast<double>(space.available));
+}
+
 Result<AtomicFile> AtomicFile::create(const std::string& path)
 {
     AtomicFile file;
@@ -217,6 +230,10 @@ Result<void> AtomicFile::open(const std::string& name)
         return failure("replacing it");
     }
     isInFolder = true;
+    if (target.size() - (target.rfind('/') + 1) > NAME_MAX) { // else told only when the file is finished
+        errno = ENAMETOOLONG;
+        return failure("creating it");
+    }
     return createTemporary().map([&] {
         if (exists) {
             // Some file systems have no permissions to set; the file is good without them.
@@ -247,6 +264,22 @@ bool AtomicFile::write(const void* bytes, std::size_t size)
         buffer.insert(buffer.end(), first, first + size);
     }
     return outcome.has_value();
+}
+
+Result<FileMapping> AtomicFile::map()
+{
+    outcome = outcome.and_then([this] { return flush(); });
+    struct stat status = {};
+    if (outcome && ::fstat(descriptor, &status) != 0) {
+        outcome = failure("reading it");
+    }
+    if (!outcome) {
+        return refused(outcome.error());
+    }
+    FileMapping mapping(descriptor, static_cast<std::size_t>(status.st_size));
+    return mapping.size() == static_cast<std::size_t>(status.st_size)
+               ? Result<FileMapping>(std::move(mapping))
+               : failure("reading it");
 }
 
 Result<void> AtomicFile::commit()
@@ -295,7 +328,7 @@ std::string AtomicFile::newName() const
 Result<void> AtomicFile::createTemporary()
 {
     removeAbandoned(target);
-    descriptor = ::open(folderOf(target).c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666);
+    descriptor = ::open(folderOf(target).c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, 0666);
     // Without /proc it could never be given a name.
     if (descriptor >= 0 && ::access(descriptorPath(descriptor).c_str(), F_OK) != 0) {
         ::close(std::exchange(descriptor, -1));

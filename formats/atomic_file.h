@@ -2,12 +2,18 @@
 
 #include "core/values/export.h"
 #include "core/values/fault.h"
+#include "formats/file_mapping.h"
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace zrk {
+
+/// Bytes that are free on the disk where a file is to be written; nothing where it is a device or a pipe, or
+/// where the system doesn't tell.
+ZRK_API std::optional<double> freeOnDiskOf(const std::string& path);
 
 /// A file that appears whole or not at all.
 ///
@@ -36,6 +42,10 @@ public:
     /// Appends `size` bytes, through a buffer. False when a write has failed: commit() tells why, and what
     /// is written then is lost.
     bool write(const void* bytes, std::size_t size);
+
+    /// What was written until now, as memory: for a file that is read by the one who writes it. Refused after
+    /// a failure. Nothing may be written while it is read.
+    Result<FileMapping> map();
 
     /// Brings everything to the disk, puts the file in the target's place and brings the folder to the disk.
     /// Once, as the last call.

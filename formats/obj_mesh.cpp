@@ -59,7 +59,7 @@ bool readFace(std::string_view rest, MeshBuilder& builder)
 
 Result<void> writeObj(const Part& part, const ByteSink& sink, ProgressMonitor* monitor)
 {
-    const SurfaceMesh& mesh = part.mesh;
+    const MeshView& mesh = part.mesh;
     PieceWriter out(sink, monitor, mesh.vertices.size() + mesh.triangles.size());
     const auto to = std::back_inserter(out.buffer());
     fmt::format_to(to, "# written by zrk\n");

@@ -43,9 +43,21 @@ struct PartVoxels {
     std::size_t threads = 0;    ///< that find the distances; 0: as many as there are processors
 };
 
+/// The triangles and vertices of a mesh that lies elsewhere.
+struct MeshView {
+    std::span<const Tensor<3, double>> vertices;
+    std::span<const std::array<std::uint32_t, 3>> triangles;
+
+    MeshView(const SurfaceMesh& mesh) : vertices(mesh.vertices), triangles(mesh.triangles) {}
+    MeshView(std::span<const Tensor<3, double>> vertices,
+             std::span<const std::array<std::uint32_t, 3>> triangles)
+        : vertices(vertices), triangles(triangles)
+    {}
+};
+
 /// A mesh to be written and what a file may say beside it. Views what it is made of.
 struct Part {
-    const SurfaceMesh& mesh;
+    MeshView mesh;
     std::span<const VertexColor> colors = {}; ///< one a vertex, or none
     std::optional<LengthUnit> unit = {};
     std::string title = {};           ///< UTF-8

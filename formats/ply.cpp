@@ -383,7 +383,7 @@ std::string plyHeader(const Part& part)
 
 Result<void> writePly(const Part& part, const ByteSink& sink, ProgressMonitor* monitor)
 {
-    const SurfaceMesh& mesh = part.mesh;
+    const MeshView& mesh = part.mesh;
     if (mesh.vertices.size() > std::numeric_limits<std::int32_t>::max()) {
         return refused({"PLY", fmt::format("{} vertices", mesh.vertices.size()), "at most 2147483647",
                         "ask for a lower resolution, or write .obj", FaultKind::FailedWork});

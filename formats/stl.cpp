@@ -38,23 +38,11 @@ void appendAsFloats(PieceWriter& out, const Point& p)
     }
 }
 
-std::optional<Fault> beyondFormat(const SurfaceMesh& mesh)
+/// Whether a position is beyond the range of float.
+bool isTooFar(const Point& p)
 {
-    if (mesh.triangles.size() > std::numeric_limits<std::uint32_t>::max()) {
-        return Fault{"STL", fmt::format("{} triangles", mesh.triangles.size()), "at most 4294967295",
-                     "ask for a lower resolution, or write .ply", FaultKind::FailedWork};
-    }
-    const auto isTooFar = [](const Point& p) {
-        const auto isBeyond = [](double x) { return !(std::abs(x) <= std::numeric_limits<float>::max()); };
-        return isBeyond(p[0]) || isBeyond(p[1]) || isBeyond(p[2]);
-    };
-    const auto far = std::find_if(mesh.vertices.begin(), mesh.vertices.end(), isTooFar);
-    if (far != mesh.vertices.end()) {
-        return Fault{"STL", fmt::format("a vertex at {:g}, {:g}, {:g}", (*far)[0], (*far)[1], (*far)[2]),
-                     "coordinates up to 3.4e38, as its numbers are 32-bit floats", "write .ply or .obj",
-                     FaultKind::FailedWork};
-    }
-    return std::nullopt;
+    const auto isBeyond = [](double x) { return !(std::abs(x) <= std::numeric_limits<float>::max()); };
+    return isBeyond(p[0]) || isBeyond(p[1]) || isBeyond(p[2]);
 }
 
 std::uint32_t claimedTriangles(Bytes bytes)
@@ -201,9 +189,10 @@ private:
 
 Result<void> writeStl(const Part& part, const ByteSink& sink, ProgressMonitor* monitor)
 {
-    const SurfaceMesh& mesh = part.mesh;
-    if (std::optional<Fault> fault = beyondFormat(mesh)) {
-        return refused(std::move(*fault));
+    const MeshView& mesh = part.mesh;
+    if (mesh.triangles.size() > std::numeric_limits<std::uint32_t>::max()) {
+        return refused({"STL", fmt::format("{} triangles", mesh.triangles.size()), "at most 4294967295",
+                        "ask for a lower resolution, or write .ply", FaultKind::FailedWork});
     }
     PieceWriter out(sink, monitor, mesh.triangles.size());
     // Some readers take a file that begins with "solid" for text.
@@ -215,6 +204,13 @@ Result<void> writeStl(const Part& part, const ByteSink& sink, ProgressMonitor* m
         const Point& a = mesh.vertices[triangle[0]];
         const Point& b = mesh.vertices[triangle[1]];
         const Point& c = mesh.vertices[triangle[2]];
+        for (const Point& p : {a, b, c}) {
+            if (isTooFar(p)) {
+                return refused({"STL", fmt::format("a vertex at {:g}, {:g}, {:g}", p[0], p[1], p[2]),
+                                "coordinates up to 3.4e38, as its numbers are 32-bit floats",
+                                "write .ply or .obj", FaultKind::FailedWork});
+            }
+        }
         const Point normal = cross(b - a, c - a);
         const double size = length(normal);
         appendAsFloats(out, size > 0 && std::isfinite(size) ? normal * (1 / size) : Point{});

@@ -28,7 +28,7 @@ int create(const std::string& path)
 {
     const std::lock_guard lock(names().mutex);
     const auto [name, isNew] = names().paths.insert(path);
-    const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (descriptor < 0 && isNew) {
         names().paths.erase(name);
     }

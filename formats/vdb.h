@@ -5,12 +5,16 @@
 #include "core/values/fault.h"
 #include "formats/piece_writer.h"
 
+#include <string>
+
 namespace zrk {
 
 struct Part;
 struct Volume;
+struct VolumeSource;
 
-/// Whether this build writes VDB files, that is, was made with OpenVDB. The writers below refuse all else.
+/// Whether this build reads and writes VDB files, that is, was made with OpenVDB. Without it the functions
+/// below refuse everything.
 ZRK_API bool canWriteVdb();
 
 /// Writes a volume as VDB: a grid of numbers for scalars, of vectors of three numbers for vectors. A colour
@@ -34,5 +38,8 @@ Result<void> writeVdb(const Volume& volume, const ByteSink& sink, const KeepGoin
 /// @param keepGoing  may be empty; asked all the time but while the triangles' hierarchy is built, which
 ///                   takes a second for some three million.
 Result<void> writeVdb(const Part& part, const ByteSink& sink, const KeepGoing& keepGoing);
+
+/// Opens a volume as openVolume() tells.
+Result<VolumeSource> readVdb(const std::string& path);
 
 } // namespace zrk

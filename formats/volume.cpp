@@ -15,8 +15,7 @@
 #include <cassert>
 #include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <system_error>
+#include <optional>
 
 namespace zrk {
 
@@ -82,24 +81,13 @@ std::vector<std::uint8_t> converted(std::span<const double> values, Convert conv
 /// Refuses a file that is larger than what is free on its disk.
 Result<void> checkRoom(const std::string& path, double bytes)
 {
-    namespace fs = std::filesystem;
-    std::error_code error;
-    const fs::file_status status = fs::status(path, error);
-    if (fs::exists(status) && !fs::is_regular_file(status)) {
-        return {}; // a device or a pipe
-    }
-    const fs::path folder = fs::path(path).parent_path();
-    const fs::space_info space = fs::space(fs::exists(status) ? fs::path(path)
-                                           : folder.empty()   ? "."
-                                                              : folder,
-                                           error);
-    if (error || bytes <= static_cast<double>(space.available)) {
+    const std::optional<double> room = freeOnDiskOf(path);
+    if (!room || bytes <= *room) {
         return {};
     }
     return refused(
         {path, fmt::format("a volume of {}", shownBytes(bytes)),
-         fmt::format("at most the {} that are free on its disk",
-                     shownBytes(static_cast<double>(space.available))),
+         fmt::format("at most the {} that are free on its disk", shownBytes(*room)),
          "ask for a lower resolution or a smaller type of numbers, free some space, or write to another "
          "disk",
          FaultKind::FailedWork});

@@ -1,6 +1,5 @@
 #include "formats/volume_tiles.h"
 
-#include "core/values/stop.h"
 #include "formats/atomic_file.h"
 #include "formats/points.h"
 #include "formats/vti.h"
@@ -9,11 +8,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <sstream>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -27,9 +23,9 @@ namespace fs = std::filesystem;
 constexpr double kTileBytes = 8 << 20;
 /// What neighbours share is computed twice: at most one layer in so many.
 constexpr double kLeastLayers = 16;
-constexpr std::string_view kTileMark = "<!-- zrk tile\n";
+constexpr const char* kTileMark = "<!-- zrk tile\n";
+constexpr const char* kTileMarkEnd = "\n-->\n";
 constexpr std::string_view kIndexMark = "<!-- zrk index of tiles -->\n";
-constexpr std::size_t kMostHead = 1 << 16;
 
 /// Layers of cells in a tile.
 std::int32_t cellLayers(const Volume& volume)
@@ -45,27 +41,6 @@ const char* nameOf(NumberType type)
     return kNames[static_cast<std::size_t>(type)];
 }
 
-/// Any text as digits and letters.
-std::string hexOf(const std::string& text)
-{
-    std::string hex;
-    for (const char c : text) {
-        hex += fmt::format("{:02x}", static_cast<unsigned char>(c));
-    }
-    return hex;
-}
-
-std::string fromHex(const std::string& hex)
-{
-    std::string text;
-    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-        unsigned value = 0;
-        std::from_chars(hex.data() + i, hex.data() + i + 2, value, 16);
-        text += static_cast<char>(value);
-    }
-    return text;
-}
-
 /// What the head of a tile tells, by which the whole is found again.
 std::string commentOn(const VolumeTiles& tiles, std::int32_t tile)
 {
@@ -79,38 +54,10 @@ std::string commentOn(const VolumeTiles& tiles, std::int32_t tile)
                        hexOf(v.unit), hexOf(v.name));
 }
 
-std::string beginningOf(const std::string& path, std::size_t most)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::string text(most, '\0');
-    file.read(text.data(), static_cast<std::streamsize>(most));
-    text.resize(static_cast<std::size_t>(file.gcount()));
-    return text;
-}
-
-/// The lines of a tile's comment; empty where there is none.
-std::map<std::string, std::string> commentIn(const std::string& head)
-{
-    std::map<std::string, std::string> members;
-    const std::size_t begin = head.find(kTileMark);
-    const std::size_t end = begin == std::string::npos ? begin : head.find("\n-->\n", begin);
-    if (end == std::string::npos) {
-        return members;
-    }
-    std::istringstream lines(head.substr(begin + kTileMark.size(), end + 1 - begin - kTileMark.size()));
-    for (std::string line; std::getline(lines, line);) {
-        const std::size_t colon = line.find(": ");
-        if (colon != std::string::npos) {
-            members[line.substr(0, colon)] = line.substr(colon + 2);
-        }
-    }
-    return members;
-}
-
 /// The whole that a tile belongs to; its index isn't known.
 Result<VolumeTiles> wholeOf(const std::string& path)
 {
-    auto members = commentIn(beginningOf(path, kMostHead));
+    auto members = tileHead(path, kTileMark, kTileMarkEnd);
     const auto numbers = [&](const char* key, std::size_t count) {
         return parseNumbers(members[key], count).value_or(std::vector<double>{});
     };
@@ -127,8 +74,7 @@ Result<VolumeTiles> wholeOf(const std::string& path)
         return refused({path, "no tile of a volume", "a file that `zrk sample --shard` has written",
                         "move it away, or give the index another name"});
     }
-    VolumeTiles tiles;
-    tiles.digest = members["digest"];
+    VolumeTiles tiles("", {}, members["digest"]);
     for (std::size_t i = 0; i < 3; ++i) {
         tiles.volume.dims[i] = static_cast<std::int32_t>(nodes[i]);
         tiles.volume.lower[i] = lower[i];
@@ -159,12 +105,6 @@ std::int32_t VolumeTiles::lastLayer(std::int32_t tile) const
         std::min<std::int64_t>((std::int64_t{tile} + 1) * cellLayers(volume), volume.dims[2] - 1));
 }
 
-std::string VolumeTiles::fileOf(std::int32_t tile) const
-{
-    const fs::path path(index);
-    return (path.parent_path() / fmt::format("{}_{:04}.vti", path.stem().string(), tile)).string();
-}
-
 VolumeFrame VolumeTiles::frameOf(std::int32_t tile) const
 {
     return vtiFrame(volume, firstLayer(tile), lastLayer(tile), commentOn(*this, tile));
@@ -179,33 +119,15 @@ std::uint64_t VolumeTiles::bytesOf(std::int32_t tile) const
 
 Result<VolumeTiles> VolumeTiles::find(const std::string& index)
 {
-    const fs::path path(index);
-    const std::string stem = path.stem().string() + "_";
-    const fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
-    std::error_code error;
-    std::string first;
-    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
-        const bool isTile = name.size() >= stem.size() + 8 && name.starts_with(stem) &&
-                            name.ends_with(".vti") &&
-                            name.find_first_not_of("0123456789", stem.size()) == name.size() - 4;
-        if (isTile && (first.empty() || name < first)) {
-            first = name;
-        }
-    }
-    if (first.empty()) {
-        return refused({index, "no tiles beside it", fmt::format("files such as {}0000.vti", stem),
-                        "write them with `zrk sample --shard`", FaultKind::FailedWork});
-    }
-    return wholeOf((path.parent_path() / first).string()).map([&](VolumeTiles tiles) {
+    return firstTileOf(index, ".vti", "zrk sample").and_then(wholeOf).map([&](VolumeTiles tiles) {
         tiles.index = index;
         return tiles;
     });
 }
 
-TileReport lookAtTile(const VolumeTiles& tiles, std::int32_t tile)
+TileReport VolumeTiles::lookAt(std::int32_t tile) const
 {
-    const std::string path = tiles.fileOf(tile);
+    const std::string path = fileOf(tile);
     std::error_code error;
     if (!fs::exists(fs::symlink_status(path, error))) {
         return {TileState::Missing};
@@ -213,19 +135,19 @@ TileReport lookAtTile(const VolumeTiles& tiles, std::int32_t tile)
     if (!fs::is_regular_file(path, error)) {
         return {TileState::Foreign};
     }
-    const VolumeFrame frame = tiles.frameOf(tile);
+    const VolumeFrame frame = frameOf(tile);
     // The length of the values stands at the end of the head, and isn't text.
     const std::string head = beginningOf(path, frame.head.size());
     if (head != frame.head) {
         if (head.size() < frame.head.size() && frame.head.starts_with(head)) {
             return {TileState::Cut};
         }
-        auto members = commentIn(beginningOf(path, kMostHead));
-        const auto digest = members.find("digest");
-        return digest == members.end() ? TileReport{TileState::Foreign}
-                                       : TileReport{TileState::Other, digest->second};
+        const TileHead members = tileHead(path, kTileMark, kTileMarkEnd);
+        const auto other = members.find("digest");
+        return other == members.end() ? TileReport{TileState::Foreign}
+                                      : TileReport{TileState::Other, other->second};
     }
-    const std::uint64_t end = frame.head.size() + tiles.bytesOf(tile);
+    const std::uint64_t end = frame.head.size() + bytesOf(tile);
     std::ifstream file(path, std::ios::binary);
     file.seekg(static_cast<std::streamoff>(end));
     std::string tail(frame.tail.size() + 1, '\0');
@@ -238,38 +160,6 @@ Result<VolumeWriter> createTile(const VolumeTiles& tiles, std::int32_t tile)
 {
     return VolumeWriter::create(tiles.fileOf(tile), static_cast<double>(tiles.bytesOf(tile)),
                                 tiles.volume.type, tiles.frameOf(tile));
-}
-
-Result<void> checkTiles(const VolumeTiles& tiles)
-{
-    constexpr int kMostTold = 20;
-    std::string wrong;
-    int count = 0;
-    for (std::int32_t tile = 0; tile < tiles.count(); ++tile) {
-        stopIfAsked();
-        const TileReport report = lookAtTile(tiles, tile);
-        if (report.state == TileState::Complete) {
-            continue;
-        }
-        const std::string what =
-            report.state == TileState::Missing ? "missing"
-            : report.state == TileState::Cut   ? "cut short"
-            : report.state == TileState::Other
-                ? fmt::format("of other work (digest {}, not {})", printable(report.digest, 64), tiles.digest)
-                : "no tile";
-        if (++count <= kMostTold) {
-            wrong += fmt::format("{}tile {} {}", wrong.empty() ? "" : ", ", tile, what);
-        }
-    }
-    if (count == 0) {
-        return {};
-    }
-    wrong += count > kMostTold ? fmt::format(" and {} more", count - kMostTold) : "";
-    return refused({tiles.index, wrong, fmt::format("all {} tiles complete", tiles.count()),
-                    "run the shards again that have these tiles: what is complete isn't computed again; tile "
-                    "T is in shard "
-                    "T modulo N plus 1 of N",
-                    FaultKind::FailedWork});
 }
 
 Result<void> writeIndex(const VolumeTiles& tiles)

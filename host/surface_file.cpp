@@ -1,18 +1,42 @@
 #include "host/surface_file.h"
 
+#include "core/engine/keep_going.h"
 #include "core/engine/progress.h"
 #include "formats/atomic_file.h"
+#include "formats/spilled_mesh.h"
+#include "host/field_remarks.h"
 #include "host/surface_inputs.h"
 
 #include <fmt/core.h>
 
+#include <array>
+#include <cassert>
 #include <filesystem>
+#include <limits>
+#include <span>
 #include <utility>
 #include <vector>
 
 namespace zrkmodel {
 
 namespace {
+
+constexpr const char* kOtherBounds =
+    "give other --bounds, another --iso or a higher --resolution; `zrk slice` "
+    "shows the field";
+
+[[noreturn]] void refuseEmpty(const SurfaceTask& task, std::uint64_t undefinedSamples)
+{
+    const zrk::SurfaceSettings& s = task.settings;
+    throw zrk::FaultError(
+        {task.place,
+         fmt::format("no surface at {} within {:g}, {:g}, {:g} and {:g}, {:g}, {:g}{}", s.iso, s.lower[0],
+                     s.lower[1], s.lower[2], s.upper[0], s.upper[1], s.upper[2],
+                     undefinedSamples > 0 ? ", where the field has no value" : ""),
+         fmt::format("values {} {} somewhere in the bounds",
+                     s.solid == zrk::SolidSide::Above ? "above" : "below", s.iso),
+         kOtherBounds, zrk::FaultKind::FailedWork});
+}
 
 zrk::SurfaceMesh extracted(const SurfaceTask& task, const StageRunner& runStage)
 {
@@ -23,19 +47,126 @@ zrk::SurfaceMesh extracted(const SurfaceTask& task, const StageRunner& runStage)
     if (!mesh) {
         throw zrk::FaultError(zrk::interruptedAt("surface"));
     }
-    const zrk::SurfaceSettings& s = task.settings;
     if (mesh->triangles.empty()) {
-        throw zrk::FaultError(
-            {task.place,
-             fmt::format("no surface at {} within {:g}, {:g}, {:g} and {:g}, {:g}, {:g}{}", s.iso, s.lower[0],
-                         s.lower[1], s.lower[2], s.upper[0], s.upper[1], s.upper[2],
-                         mesh->undefinedSamples > 0 ? ", where the field has no value" : ""),
-             fmt::format("values {} {} somewhere in the bounds",
-                         s.solid == zrk::SolidSide::Above ? "above" : "below", s.iso),
-             "give other --bounds, another --iso or a higher --resolution; `zrk slice` shows the field",
-             zrk::FaultKind::FailedWork});
+        refuseEmpty(task, mesh->undefinedSamples);
     }
     return std::move(*mesh);
+}
+
+void warnOfUndefined(const SurfaceTask& task, std::uint64_t samples,
+                     const std::function<void(const zrk::Fault&)>& warn)
+{
+    if (samples > 0 && warn) {
+        warn(undefinedAt(task.place, samples));
+    }
+}
+
+/// The pieces of some layers in files beside a target, their corners as numbers of 32 bits.
+class Spilling {
+public:
+    Spilling(const SurfaceTask& task, zrk::SurfaceLayers layers, const std::string& target)
+        : _task(task), _layers(layers), _target(target)
+    {}
+
+    zrk::SpilledMesh run(const StageRunner& runStage, WrittenSurface& written)
+    {
+        runStage("surface", [&](zrk::ProgressMonitor& monitor) {
+            extract(zrk::SurfacePruning::ByBounds, monitor);
+            if (_end == zrk::SurfaceEnd::WrongBounds) {
+                if (!isWhole()) {
+                    throw zrk::FaultError(
+                        {_task.place, "a surface where the field's bounds leave none, in a tile",
+                         "bounds that hold", "write the whole without --shard, which takes longer",
+                         zrk::FaultKind::FailedWork});
+                }
+                extract(zrk::SurfacePruning::None, monitor);
+            }
+        });
+        // A file that couldn't be written stops the work, too.
+        zrk::valueOrThrow(_mesh->finish());
+        if (_end != zrk::SurfaceEnd::Complete) {
+            throw zrk::FaultError(zrk::interruptedAt("surface"));
+        }
+        written = {_mesh->mesh().triangles.size(), _mesh->mesh().vertices.size(), _work};
+        return std::move(*_mesh);
+    }
+
+private:
+    const SurfaceTask& _task;
+    zrk::SurfaceLayers _layers;
+    const std::string& _target;
+    std::optional<zrk::SpilledMesh> _mesh;
+    zrk::SurfaceWork _work;
+    zrk::SurfaceEnd _end = zrk::SurfaceEnd::Stopped;
+    std::vector<std::array<std::uint32_t, 3>> _triangles;
+
+    bool isWhole() const
+    {
+        const zrk::SurfaceLayers all = zrk::allLayers(_task.settings);
+        return _layers.first == all.first && _layers.end == all.end;
+    }
+
+    void extract(zrk::SurfacePruning pruning, zrk::ProgressMonitor& monitor)
+    {
+        _mesh.emplace(zrk::valueOrThrow(zrk::SpilledMesh::create(_target)));
+        _work = {};
+        const auto sink = [this](const zrk::SurfacePiece& piece) { return take(piece); };
+        _end =
+            zrk::extractSurfacePieces(_task.field, _task.settings, _layers, pruning, sink, _work, &monitor);
+    }
+
+    bool take(const zrk::SurfacePiece& piece)
+    {
+        // Numbers of a tile may be below 0.
+        constexpr std::uint64_t kMostOfTile = std::numeric_limits<std::int32_t>::max();
+        constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
+        const std::uint64_t most = isWhole() ? kMost : kMostOfTile;
+        const std::uint64_t vertices = _mesh->vertexCount() + piece.vertices.size();
+        if (vertices > most) {
+            throw zrk::FaultError({"surface", fmt::format("{} vertices", vertices),
+                                   fmt::format("at most {}", most), "ask for fewer cells or smaller bounds",
+                                   zrk::FaultKind::FailedWork});
+        }
+        _triangles.clear();
+        for (const auto& [a, b, c] : piece.triangles) {
+            _triangles.push_back({static_cast<std::uint32_t>(a), static_cast<std::uint32_t>(b),
+                                  static_cast<std::uint32_t>(c)});
+        }
+        return _mesh->add(piece.vertices) &&
+               _mesh->add(std::span<const std::array<std::uint32_t, 3>>(_triangles));
+    }
+};
+
+/// Adds the colours of a mesh's vertices to it.
+void spillColors(const SurfaceTask& task, zrk::SpilledMesh& mesh, const StageRunner& runStage)
+{
+    if (task.colors) {
+        runStage("colours", [&](zrk::ProgressMonitor& monitor) {
+            forVertexColors(*task.colors, mesh.mesh().vertices, monitor,
+                            [&](std::span<const zrk::VertexColor> colors) {
+                                mesh.dropPages();
+                                return mesh.add(colors);
+                            });
+        });
+    }
+    zrk::valueOrThrow(mesh.finishColors());
+}
+
+void writeSpilled(zrk::AtomicFile target, zrk::PartFormat format, const zrk::SpilledMesh& mesh,
+                  zrk::Part part, const StageRunner& runStage)
+{
+    part.mesh = mesh.mesh();
+    part.colors = mesh.colors();
+    runStage("writing", [&](zrk::ProgressMonitor& monitor) {
+        zrk::SparingMonitor sparing(mesh, monitor);
+        zrk::valueOrThrow(zrk::writePart(std::move(target), format, part, &sparing));
+    });
+}
+
+const zrk::SurfaceMesh& nothing()
+{
+    static const zrk::SurfaceMesh mesh;
+    return mesh;
 }
 
 } // namespace
@@ -68,15 +199,16 @@ zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const Surfac
             checkSurfaceSize(task.field, task.settings, format, monitor);
         });
         zrk::SurfaceMesh mesh = extracted(task, runStage);
-        if (mesh.undefinedSamples > 0 && warn) {
-            warn({task.place, fmt::format("no value (NaN) at {} samples", mesh.undefinedSamples),
-                  "a number everywhere",
-                  "`zrk slice` shows where; the surface is closed around these regions"});
-        }
+        warnOfUndefined(task, mesh.undefinedSamples, warn);
         std::vector<zrk::VertexColor> colors;
         if (task.colors) {
+            colors.reserve(mesh.vertices.size());
             runStage("colours", [&](zrk::ProgressMonitor& monitor) {
-                colors = vertexColors(*task.colors, mesh, monitor);
+                forVertexColors(*task.colors, mesh.vertices, monitor,
+                                [&](std::span<const zrk::VertexColor> more) {
+                                    colors.insert(colors.end(), more.begin(), more.end());
+                                    return true;
+                                });
             });
         }
         const zrk::Part part{.mesh = mesh,
@@ -89,6 +221,107 @@ zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const Surfac
             zrk::valueOrThrow(zrk::writePart(std::move(target), format, part, &monitor));
         });
         return mesh;
+    });
+}
+
+bool isWrittenInPieces(const zrk::SurfaceSettings& settings, zrk::PartFormat format)
+{
+    return !settings.isOpen && settings.flatness == 0 && format != zrk::PartFormat::Vdb;
+}
+
+zrk::Result<WrittenSurface> writeSurfaceInPieces(const std::string& file, const SurfaceTask& task,
+                                                 const StageRunner& runStage,
+                                                 const std::function<void(const zrk::Fault&)>& warn)
+{
+    return zrk::attempt(file, [&] {
+        const zrk::PartFormat format = zrk::valueOrThrow(zrk::partFormat(file));
+        assert(isWrittenInPieces(task.settings, format));
+        zrk::valueOrThrow(checkSurfaceFormat(file, format, task.colors.has_value(), task.settings.isOpen));
+        // Before the work, which may be long.
+        zrk::AtomicFile target = zrk::valueOrThrow(zrk::AtomicFile::create(file));
+        const zrk::SurfaceLayers layers = zrk::allLayers(task.settings);
+        runStage("estimating", [&](zrk::ProgressMonitor& monitor) {
+            checkPiecesSize(task.field, task.settings, file, 1, monitor);
+        });
+        WrittenSurface written;
+        zrk::SpilledMesh mesh = Spilling(task, layers, file).run(runStage, written);
+        if (written.triangles == 0) {
+            refuseEmpty(task, written.work.undefinedSamples);
+        }
+        warnOfUndefined(task, written.work.undefinedSamples, warn);
+        spillColors(task, mesh, runStage);
+        writeSpilled(std::move(target), format, mesh,
+                     {.mesh = nothing(),
+                      .unit = task.unit,
+                      .title = task.title,
+                      .beams = task.beams ? &*task.beams : nullptr},
+                     runStage);
+        return written;
+    });
+}
+
+zrk::SurfaceTiles surfaceTiles(const std::string& index, const std::string& digest, const SurfaceTask& task)
+{
+    zrk::SurfaceTiles tiles(index, digest);
+    tiles.layers = zrk::allLayers(task.settings).end;
+    tiles.hasColors = task.colors.has_value();
+    tiles.unit = task.unit;
+    tiles.title = task.title;
+    tiles.place = task.place;
+    return tiles;
+}
+
+zrk::Result<WrittenSurface> writeSurfaceTile(const zrk::SurfaceTiles& tiles, std::int32_t tile,
+                                             const SurfaceTask& task, const StageRunner& runStage,
+                                             const std::function<void(const zrk::Fault&)>& warn)
+{
+    const std::string file = tiles.fileOf(tile);
+    return zrk::attempt(file, [&] {
+        zrk::AtomicFile target = zrk::valueOrThrow(zrk::AtomicFile::create(file));
+        runStage("estimating", [&](zrk::ProgressMonitor& monitor) {
+            checkPiecesSize(task.field, task.settings, file, tiles.count(), monitor);
+        });
+        WrittenSurface written;
+        zrk::SpilledMesh mesh = Spilling(task, tiles.layersOf(tile), file).run(runStage, written);
+        warnOfUndefined(task, written.work.undefinedSamples, warn);
+        spillColors(task, mesh, runStage);
+        const zrk::PartBeams* beams = tile == 0 && task.beams ? &*task.beams : nullptr;
+        runStage("writing", [&](zrk::ProgressMonitor& monitor) {
+            zrk::SparingMonitor sparing(mesh, monitor);
+            zrk::valueOrThrow(zrk::writeTile(std::move(target), tiles, tile, mesh, beams, &sparing));
+        });
+        return written;
+    });
+}
+
+zrk::Result<WrittenSurface> joinSurface(const zrk::SurfaceTiles& tiles, const std::string& file,
+                                        const StageRunner& runStage)
+{
+    return zrk::attempt(file, [&] {
+        const zrk::PartFormat format = zrk::valueOrThrow(zrk::partFormat(file));
+        if (format == zrk::PartFormat::Vdb) {
+            throw zrk::FaultError({file, "a level set, which is made of the whole mesh in memory",
+                                   "a .3mf, .stl, .ply or .obj file", "write it by `zrk surface`"});
+        }
+        zrk::valueOrThrow(checkSurfaceFormat(file, format, tiles.hasColors, false));
+        zrk::valueOrThrow(zrk::checkTiles(tiles));
+        zrk::AtomicFile target = zrk::valueOrThrow(zrk::AtomicFile::create(file));
+        std::optional<zrk::JoinedSurface> joined;
+        runStage("joining", [&](zrk::ProgressMonitor& monitor) {
+            joined.emplace(zrk::valueOrThrow(zrk::joinTiles(tiles, file, zrk::followedBy(&monitor))));
+        });
+        const zrk::MeshView view = joined->mesh.mesh();
+        if (view.triangles.empty()) {
+            throw zrk::FaultError({tiles.place, "no surface in any tile", "a surface in the bounds",
+                                   kOtherBounds, zrk::FaultKind::FailedWork});
+        }
+        writeSpilled(std::move(target), format, joined->mesh,
+                     {.mesh = nothing(),
+                      .unit = tiles.unit,
+                      .title = tiles.title,
+                      .beams = joined->beams ? &*joined->beams : nullptr},
+                     runStage);
+        return WrittenSurface{view.triangles.size(), view.vertices.size()};
     });
 }
 

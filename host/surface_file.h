@@ -5,7 +5,9 @@
 #include "core/values/export.h"
 #include "core/values/fault.h"
 #include "formats/part.h"
+#include "formats/surface_tiles.h"
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -44,6 +46,47 @@ ZRK_API zrk::Result<void> checkSurfaceFormat(const std::string& file, zrk::PartF
 ZRK_API zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const SurfaceTask& task,
                                                    const StageRunner& runStage,
                                                    const std::function<void(const zrk::Fault&)>& warn = {});
+
+/// Whether a surface can be written without being held in memory: not where it is open, thinned or a level
+/// set, all of which are made of the whole mesh.
+ZRK_API bool isWrittenInPieces(const zrk::SurfaceSettings& settings, zrk::PartFormat format);
+
+/// What became of a surface.
+struct WrittenSurface {
+    std::uint64_t triangles = 0;
+    std::uint64_t vertices = 0;
+    zrk::SurfaceWork work{};
+};
+
+/// Writes what writeSurface() does, the same bytes, without holding it: the mesh goes to files without names
+/// beside the target first, which take 24 bytes a vertex and 12 a triangle. Refused, too, where the disk has
+/// no room for both. Memory: what zrk::extractSurfacePieces() needs, and in 3MF 4 bytes for each vertex that
+/// has a colour.
+///
+/// Precondition: isWrittenInPieces().
+ZRK_API zrk::Result<WrittenSurface>
+writeSurfaceInPieces(const std::string& file, const SurfaceTask& task, const StageRunner& runStage,
+                     const std::function<void(const zrk::Fault&)>& warn = {});
+
+/// Writes a tile of a surface, which joinSurface() joins. Its stages are those of writeSurface(). Refused
+/// where the field's bounds are wrong in it, as only the whole can be found then.
+///
+/// Precondition: isWrittenInPieces().
+ZRK_API zrk::Result<WrittenSurface> writeSurfaceTile(const zrk::SurfaceTiles& tiles, std::int32_t tile,
+                                                     const SurfaceTask& task, const StageRunner& runStage,
+                                                     const std::function<void(const zrk::Fault&)>& warn = {});
+
+/// The tiles that a surface is divided into.
+/// @param index   names them, see zrk::TileSet.
+/// @param digest  of all that the surface comes from.
+ZRK_API zrk::SurfaceTiles surfaceTiles(const std::string& index, const std::string& digest,
+                                       const SurfaceTask& task);
+
+/// Writes the surface of tiles, in the format of the file's name: the bytes that writeSurface() gives.
+/// Refused where tiles aren't complete, as writeSurface() is where there is no surface, and for a level set.
+/// Its stages are "joining" and "writing".
+ZRK_API zrk::Result<WrittenSurface> joinSurface(const zrk::SurfaceTiles& tiles, const std::string& file,
+                                                const StageRunner& runStage);
 
 /// The name of a document's file without its endings.
 ZRK_API std::string titleOf(const std::string& document);

@@ -3,6 +3,7 @@
 #include "core/engine/progress.h"
 #include "core/mesh/beams/beam_lattice.h"
 #include "core/values/vector3.h"
+#include "formats/atomic_file.h"
 #include "host/free_memory.h"
 
 #include <fmt/core.h>
@@ -24,6 +25,13 @@ constexpr double kBytesAVertex = 150;
 /// Bytes for each vertex that a level set takes beside the mesh: its triangles once more with their
 /// hierarchy, and voxels.
 constexpr double kLevelSetBytesAVertex = 800;
+/// Bytes for each vertex of the layers in work: their leaves with what is known of cells and crossings.
+constexpr double kBytesInWork = 300;
+/// Two layers are in work at once, which may hold twice what layers hold on average.
+constexpr double kLayersAtOnce = 4;
+/// Bytes for each vertex on the disk: 24 of its own and 24 of two triangles on the way, and in the file at
+/// most 110, in text.
+constexpr double kBytesOnDisk = 158;
 /// Cells along the longest side of the surface that stands in for a large one.
 constexpr std::int32_t kTrialCells = 64;
 /// Vertices for a square of cells across the bounds, of a surface that fills them: a gyroid has some 20.
@@ -57,8 +65,19 @@ double estimatedVertices(const zrk::PreparedField& field, zrk::SurfaceSettings s
     return static_cast<double>(trial->vertices.size()) * finer * finer;
 }
 
-/// Bytes of the list of leaves that the field's bounds can't rule out because it has none.
-double bytesOfUnboundedLeaves(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings)
+double leavesOf(const zrk::SurfaceSettings& settings, int axes)
+{
+    constexpr double kCellsOfLeaf = 8;
+    double leaves = 1;
+    for (int axis = 0; axis < axes; ++axis) {
+        leaves *= std::ceil((settings.cells[static_cast<std::size_t>(axis)] + 1) / kCellsOfLeaf);
+    }
+    return leaves;
+}
+
+/// Bytes of the list of leaves that the field's bounds can't rule out because it has none there: of a million
+/// leaves, or of some layers of them.
+double bytesOfLists(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings)
 {
     constexpr int kBoxes = 8;
     std::vector<zrk::PositionBox> boxes;
@@ -77,11 +96,25 @@ double bytesOfUnboundedLeaves(const zrk::PreparedField& field, const zrk::Surfac
     const auto unbounded = std::count_if(bounds.begin(), bounds.end(), [](const zrk::Interval<double>& b) {
         return !std::isfinite(b.lower) && !std::isfinite(b.upper);
     });
+    const double share = static_cast<double>(unbounded) / static_cast<double>(boxes.size());
+    constexpr double kLeavesOfList = 1 << 20;
+    constexpr double kLayersOfList = 3;
     constexpr double kBytesALeaf = 2 * sizeof(std::array<std::int32_t, 3>); // a list that grows
-    constexpr double kCellsOfLeaf = 512;
-    const double cells = double(settings.cells[0]) * settings.cells[1] * settings.cells[2];
-    return static_cast<double>(unbounded) / static_cast<double>(boxes.size()) * cells / kCellsOfLeaf *
-           kBytesALeaf;
+    return share * kBytesALeaf *
+           std::min(leavesOf(settings, 3), std::max(kLeavesOfList, kLayersOfList * leavesOf(settings, 2)));
+}
+
+std::string foundSize(const zrk::SurfaceSettings& settings, double vertices, double bytes)
+{
+    return fmt::format("{} x {} x {} cells, with some {:.2g} vertices, which need {:.1f} GiB",
+                       settings.cells[0], settings.cells[1], settings.cells[2], vertices, bytes / kGigabyte);
+}
+
+void checkVertices(const std::string& found, double vertices)
+{
+    if (vertices > kMostVertices) {
+        refuseSize(found, "at most 4294967295 vertices");
+    }
 }
 
 std::uint8_t colorByte(double value)
@@ -134,36 +167,65 @@ void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSetting
         kBytesAVertex + (format == zrk::PartFormat::Vdb ? kLevelSetBytesAVertex : 0.0);
     const double longest = longestSide(settings);
     const std::optional<double> free = memoryToUse();
-    const double leaves = bytesOfUnboundedLeaves(field, settings);
+    const double lists = bytesOfLists(field, settings);
     const double most = kManyVertices * longest * longest;
-    const bool mayBeTooMuch = most > kMostVertices || (free && most * bytesAVertex + leaves > *free);
+    const bool mayBeTooMuch = most > kMostVertices || (free && most * bytesAVertex + lists > *free);
     if (longest <= kTrialCells || !mayBeTooMuch) {
         return;
     }
     const double vertices = estimatedVertices(field, settings, monitor);
-    const double bytes = vertices * bytesAVertex + leaves;
-    const std::string found =
-        fmt::format("{} x {} x {} cells, with some {:.2g} vertices, which need {:.1f} GiB", settings.cells[0],
-                    settings.cells[1], settings.cells[2], vertices, bytes / kGigabyte);
-    if (vertices > kMostVertices) {
-        refuseSize(found, "at most 4294967295 vertices");
-    }
+    const double bytes = vertices * bytesAVertex + lists;
+    const std::string found = foundSize(settings, vertices, bytes);
+    checkVertices(found, vertices);
     if (free && bytes > *free) {
         refuseSize(found, fmt::format("at most the {:.1f} GiB of memory that are free", *free / kGigabyte));
     }
 }
 
-std::vector<zrk::VertexColor> vertexColors(const zrk::PreparedField& field, const zrk::SurfaceMesh& mesh,
-                                           zrk::ProgressMonitor& monitor)
+void checkPiecesSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
+                     const std::string& file, std::int32_t parts, zrk::ProgressMonitor& monitor)
+{
+    const double longest = longestSide(settings);
+    const std::optional<double> free = memoryToUse();
+    const std::optional<double> room = zrk::freeOnDiskOf(file);
+    const double most = kManyVertices * longest * longest;
+    const double layers = leavesOf(settings, 3) / leavesOf(settings, 2);
+    // A layer may hold several times what it would if all held the same.
+    const double lists = bytesOfLists(field, settings);
+    const auto memoryFor = [&](double vertices) {
+        return lists + std::min(1.0, kLayersAtOnce / layers) * vertices * kBytesInWork;
+    };
+    const auto diskFor = [&](double vertices) { return vertices * kBytesOnDisk / parts; };
+    const bool mayBeTooMuch =
+        most > kMostVertices || (free && memoryFor(most) > *free) || (room && diskFor(most) > *room);
+    if (longest <= kTrialCells || !mayBeTooMuch) {
+        return;
+    }
+    const double vertices = estimatedVertices(field, settings, monitor);
+    checkVertices(foundSize(settings, vertices, diskFor(vertices)), vertices);
+    if (free && memoryFor(vertices) > *free) {
+        refuseSize(foundSize(settings, vertices, memoryFor(vertices)),
+                   fmt::format("at most the {:.1f} GiB of memory that are free", *free / kGigabyte));
+    }
+    if (room && diskFor(vertices) > *room) {
+        refuseSize(
+            foundSize(settings, vertices, diskFor(vertices)),
+            fmt::format("at most the {:.1f} GiB that are free on the disk of {}", *room / kGigabyte, file));
+    }
+}
+
+void forVertexColors(const zrk::PreparedField& field, std::span<const zrk::Tensor<3, double>> vertices,
+                     zrk::ProgressMonitor& monitor,
+                     const std::function<bool(std::span<const zrk::VertexColor>)>& take)
 {
     constexpr std::size_t kAtOnce = 4096;
-    std::vector<zrk::VertexColor> colors(mesh.vertices.size());
     std::vector<double> x(kAtOnce), y(kAtOnce), z(kAtOnce);
     std::vector<double> channels[4] = {x, x, x, x};
-    for (std::size_t first = 0; first < colors.size(); first += kAtOnce) {
-        const std::size_t count = std::min(kAtOnce, colors.size() - first);
+    std::vector<zrk::VertexColor> colors(kAtOnce);
+    for (std::size_t first = 0; first < vertices.size(); first += kAtOnce) {
+        const std::size_t count = std::min(kAtOnce, vertices.size() - first);
         for (std::size_t i = 0; i < count; ++i) {
-            const zrk::Tensor<3, double>& p = mesh.vertices[first + i];
+            const zrk::Tensor<3, double>& p = vertices[first + i];
             x[i] = p[0];
             y[i] = p[1];
             z[i] = p[2];
@@ -173,15 +235,17 @@ std::vector<zrk::VertexColor> vertexColors(const zrk::PreparedField& field, cons
             {.components = {channels[0].data(), channels[1].data(), channels[2].data(), channels[3].data()}});
         for (std::size_t i = 0; i < count; ++i) {
             for (std::size_t c = 0; c < 4; ++c) {
-                colors[first + i][c] = colorByte(channels[c][i]);
+                colors[i][c] = colorByte(channels[c][i]);
             }
         }
-        monitor.progress(static_cast<double>(first + count) / static_cast<double>(colors.size()));
+        if (!take({colors.data(), count})) {
+            return;
+        }
+        monitor.progress(static_cast<double>(first + count) / static_cast<double>(vertices.size()));
         if (monitor.interruptRequested()) {
             throw zrk::FaultError(zrk::interruptedAt("colours"));
         }
     }
-    return colors;
 }
 
 std::optional<zrk::PartBeams> partBeams(const GraphDocument& document, PinAddress output,

@@ -9,8 +9,10 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
-#include <vector>
+#include <span>
+#include <string>
 
 namespace zrk {
 class ProgressMonitor;
@@ -34,9 +36,17 @@ zrk::PartVoxels surfaceVoxels(const zrk::SurfaceSettings& settings);
 void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
                       zrk::PartFormat format, zrk::ProgressMonitor& monitor);
 
-/// The colour of a colour field at each vertex; grey where it is NaN.
-std::vector<zrk::VertexColor> vertexColors(const zrk::PreparedField& field, const zrk::SurfaceMesh& mesh,
-                                           zrk::ProgressMonitor& monitor);
+/// The same of a surface that isn't held in memory but goes to the disk of a file, once on its way and once
+/// in the file.
+/// @param parts  into which it is divided; one of them is to be written.
+void checkPiecesSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
+                     const std::string& file, std::int32_t parts, zrk::ProgressMonitor& monitor);
+
+/// Hands over the colours of a colour field at vertices, some thousand at a time; grey where it is NaN.
+/// @param take  false when no more can be taken.
+void forVertexColors(const zrk::PreparedField& field, std::span<const zrk::Tensor<3, double>> vertices,
+                     zrk::ProgressMonitor& monitor,
+                     const std::function<bool(std::span<const zrk::VertexColor>)>& take);
 
 /// The beams that an output consists of: where it is that of a beam lattice at the positions themselves, the
 /// solid is below the iso value, and the bounds cut nothing off.

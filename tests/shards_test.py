@@ -1,4 +1,4 @@
-"""`sample` beyond memory and in shards: the same bytes for every memory, number of threads and division of the work."""
+"""`sample` and `surface` beyond memory and in shards: the same bytes for every memory, number of threads and division of the work."""
 
 import hashlib
 import random
@@ -10,6 +10,7 @@ import time
 import unittest
 import xml.etree.ElementTree as xml
 
+import mesh_files
 from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, ZrkTest, graph, run
 
 BLEND = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
@@ -122,11 +123,11 @@ class Shards(ZrkTest):
     def test_other_work_is_refused_with_both_digests(self):
         document = self.put(graph([SPHERE], output=(1, 0)))
         self.succeed(*self.shard(1, 2, "part.pvti", document))
-        first = re.search(r"digest: (\w{64})", (self.folder / "part_0000.vti").read_bytes()[:1000].decode(errors="replace"))[1]
+        first = re.search(r"digest: (\w{32})", (self.folder / "part_0000.vti").read_bytes()[:1000].decode(errors="replace"))[1]
         before = self.tiles()
         for options in (["--set", "1.radius=2"], ["--type", "float32"], ["--bounds", "0,0,0,1,1,2"]):
             message = self.refused(1, *self.shard(1, 2, "part.pvti", document, *options), contains=["part_0000.vti", first])
-            self.assertEqual(len(set(re.findall(r"\b[0-9a-f]{64}\b", message))), 2, message)
+            self.assertEqual(len(set(re.findall(r"\b[0-9a-f]{32}\b", message))), 2, message)
         self.assertEqual(self.tiles(), before)
         # The other half of another document: told by join.
         self.succeed(*self.shard(2, 2, "part.pvti", document, "--set", "1.radius=2"))
@@ -152,6 +153,132 @@ class Shards(ZrkTest):
                                  (["sample", BLEND, "-o", self.folder / "a.pvti"], ["--shard 1/1"]), (self.shard(1, 1, "a.vti"), [".pvti"]),
                                  (self.shard(1, 1, "a.pvti", BLEND, "--type", "float16"), ["float16"]), (["join", self.folder / "a.vti"], [".pvti"]),
                                  (["join", self.folder / "a.pvti", "-o", self.folder / "a.xyz"], [".xyz"])):
+            self.refused(2, *arguments, contains=parts)
+        self.assertEqual(self.files(), [])
+
+
+GYROID = ROOT / "examples/gyroid.zrk.json"
+LONG = ["--bounds", "-1,-1,-7,1,1.1,8", "--cell", "0.04"]  # 376 cells along z, three tiles of 16 layers of 8
+
+
+class Surfaces(ZrkTest):
+    """Every way to a surface has the bytes of `zrk surface` with the whole mesh in memory, which --report needs."""
+
+    def shard(self, k, n, *options, name="part.zrk-tiles", document=GYROID):
+        return ["surface", document, *LONG, "--shard", f"{k}/{n}", "-o", self.folder / name, "--quiet", *options]
+
+    def tiles(self, stem="part"):
+        return {path.name: digest(path) for path in sorted(self.folder.glob(f"{stem}_*.zrk-tile"))}
+
+    def in_memory(self, name, document, *options):
+        path = self.folder / name
+        self.succeed("surface", document, *options, "-o", path, "--report", self.folder / "report.txt", seconds=120)
+        return digest(path)
+
+    def test_memory_and_threads_change_nothing(self):
+        # A mesh of some 50 MB, which doesn't fit into the memory beside what a run needs.
+        options = ["--bounds", "-4,-4,-4,4,4,4", "--resolution", "200"]
+        for name, extra in (("a.stl", []), ("a.ply", ["--sharp"])):
+            expected = self.in_memory(name, GYROID, *options, *extra)
+            for memory, threads in (("120M", 1), ("150M", 3)):
+                path = self.folder / ("b" + name)
+                self.succeed("surface", GYROID, *options, *extra, "-o", path, "--memory", memory, "--threads", threads)
+                self.assertEqual(digest(path), expected, name)
+        for whole in (["--adaptive", "0.001"], ["--open"]):
+            self.refused(1, "surface", GYROID, *options, "-o", self.folder / "c.stl", "--memory", "120M", *whole, contains=["memory"])
+        self.assertFalse([name for name in self.files() if name.endswith(".tmp")])
+
+    def test_every_division_gives_the_same_bytes(self):
+        draw = random.Random(5)
+        for options in ([], ["--sharp"], ["--iso", "0.4", "--unit", "mm"]):
+            whole = None
+            for n in (1, 3, 7):
+                for path in self.folder.glob("part_*"):
+                    path.unlink()
+                order = list(range(1, n + 1))
+                draw.shuffle(order)
+                for k in order:
+                    before = self.tiles()
+                    self.succeed(*self.shard(k, n, *options), "--threads", 1 + k % 3)
+                    self.assertEqual({name: self.tiles()[name] for name in before}, before)
+                whole = whole or self.tiles()
+                self.assertEqual(list(whole), [f"part_{i:04}.zrk-tile" for i in range(3)])
+                self.assertEqual(self.tiles(), whole)
+            for extension in ("stl", "ply", "obj", "3mf"):
+                joined, once = self.folder / f"joined.{extension}", self.folder / f"once.{extension}"
+                self.succeed("join", self.folder / "part.zrk-tiles", "-o", joined)
+                self.succeed("surface", GYROID, *LONG, *options, "-o", once)
+                self.assertEqual(digest(joined), digest(once), (extension, options))
+            self.assertEqual(digest(once), self.in_memory("whole.3mf", GYROID, *LONG, *options), options)
+
+    def test_colours_and_beams_come_along(self):
+        beams = self.put(graph([{"id": 1, "type": "BeamSDF", "values": {"min": [-1, -1, -1], "max": [0.66, 0.66, 0.66], "resolution": 3}}],
+                               output=(1, 0)))
+        for name, document, options in (("beams.3mf", beams, ["--resolution", "150", "--bounds", "-3,-3,-3,3,3,3"]),
+                                        ("colours.ply", ROOT / "examples/color_of_fields.zrk.json",
+                                         ["--resolution", "130", "--pin", "1:0", "--color", "9:0"])):
+            for k in (2, 1):
+                self.succeed("surface", document, *options, "--shard", f"{k}/2", "-o", self.folder / "part.zrk-tiles")
+            joined = self.folder / name
+            self.succeed("join", self.folder / "part.zrk-tiles", "-o", joined)
+            self.assertEqual(digest(joined), self.in_memory("whole_" + name, document, *options), name)
+            mesh = mesh_files.read(joined)
+            self.assertTrue(mesh.beams if name == "beams.3mf" else mesh.colors)
+            for path in self.folder.glob("part_*"):
+                path.unlink()
+
+    def test_killed_shards_resume(self):
+        self.succeed(*self.shard(1, 1, name="whole.zrk-tiles"))
+        draw = random.Random(12)
+        for signal_number in (signal.SIGKILL, signal.SIGINT) * 4:
+            process = subprocess.Popen([PROGRAM, *map(str, self.shard(1, 1))], stderr=subprocess.DEVNULL)
+            time.sleep(draw.uniform(0.02, 0.3) * PATIENCE)
+            process.send_signal(signal_number)
+            process.wait()
+        self.succeed(*self.shard(1, 1))
+        self.assertEqual(list(self.tiles().values()), list(self.tiles("whole").values()))
+        self.assertFalse([name for name in self.files() if name.endswith(".tmp")])
+        self.assertIn("0 of 3 tiles written, 3 were there", run(*[a for a in self.shard(1, 1) if a != "--quiet"]).err)
+
+    def test_join_lists_what_is_wrong(self):
+        index, mesh = self.folder / "part.zrk-tiles", self.folder / "a.stl"
+        self.refused(1, "join", index, "-o", mesh, contains=["part_0000.zrk-tile", "no tiles", "zrk surface --shard"])
+        self.succeed(*self.shard(1, 1))
+        self.assertIn("3 tiles, all complete", self.succeed("join", index).err)
+        (self.folder / "part_0001.zrk-tile").unlink()
+        whole = (self.folder / "part_0002.zrk-tile").read_bytes()
+        for size in (len(whole) - 1, 300, 40, 0):
+            (self.folder / "part_0002.zrk-tile").write_bytes(whole[:size])
+            for arguments in (["join", index], ["join", index, "-o", mesh]):
+                self.refused(1, *arguments, contains=["tile 1 missing", "tile 2 cut short", "all 3 tiles"])
+        self.assertFalse(mesh.exists())
+        self.succeed(*self.shard(3, 3))
+        self.refused(1, "join", index, contains=["tile 1 missing, expected"])
+        self.succeed(*self.shard(2, 3))
+        self.succeed("join", index, "-o", mesh)
+        self.refused(2, "join", index, "-o", self.folder / "a.vdb", contains=["vdb"])
+        self.refused(2, "join", index, "-o", self.folder / "a.npy", contains=[".npy", ".3mf"])
+        # Nothing in the bounds: tiles are written, and join tells.
+        self.succeed(*self.shard(1, 1, "--iso", "100", name="none.zrk-tiles"))
+        self.refused(1, "join", self.folder / "none.zrk-tiles", "-o", mesh, contains=["no surface"])
+
+    def test_other_work_is_refused_with_both_digests(self):
+        self.succeed(*self.shard(1, 3))
+        first = re.search(r"digest: (\w{32})", (self.folder / "part_0000.zrk-tile").read_bytes()[:1000].decode(errors="replace"))[1]
+        before = self.tiles()
+        for options in (["--iso", "0.1"], ["--sharp"], ["--unit", "cm"], ["--set", "1.contour=0.1"]):
+            message = self.refused(1, *self.shard(1, 3, *options), contains=["part_0000.zrk-tile", first])
+            self.assertEqual(len(set(re.findall(r"\b[0-9a-f]{32}\b", message))), 2, message)
+        self.assertEqual(self.tiles(), before)
+        self.put("mine", "other_0000.zrk-tile")
+        self.refused(1, *self.shard(1, 1, name="other.zrk-tiles"), contains=["no tile"])
+        self.assertEqual((self.folder / "other_0000.zrk-tile").read_text(), "mine")
+
+    def test_wrong_usage(self):
+        for arguments, parts in ((self.shard(0, 3), ["--shard", '"0/3"']), (self.shard(1, 1, name="a.stl"), [".zrk-tiles"]),
+                                 (["surface", GYROID, "-o", self.folder / "a.zrk-tiles"], ["--shard 1/1"]),
+                                 (self.shard(1, 1, "--adaptive", "0.1"), ["--adaptive", "across tiles"]),
+                                 (self.shard(1, 1, "--open"), ["--open", "whole mesh"]), (self.shard(1, 1, "--report"), ["--report"])):
             self.refused(2, *arguments, contains=parts)
         self.assertEqual(self.files(), [])
 

@@ -1,9 +1,15 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/messages.h"
 #include "apps/cli/progress_bar.h"
+#include "apps/cli/shard_options.h"
 #include "core/engine/progress.h"
 #include "core/values/fault.h"
+#include "formats/part.h"
+#include "formats/surface_tiles.h"
 #include "formats/volume_tiles.h"
+#include "host/surface_file.h"
+
+#include <fmt/core.h>
 
 #include <memory>
 #include <string>
@@ -18,12 +24,13 @@ struct JoinOptions {
     bool quiet = false;
 };
 
-void join(const JoinOptions& options)
+std::string shownIndex(const JoinOptions& options)
 {
-    if (!options.index.ends_with(".pvti")) {
-        throw zrk::FaultError({"INDEX", zrk::quotation(options.index), "a file name ending in .pvti",
-                               "name the index as `zrk sample --shard` was told it"});
-    }
+    return zrk::printable(options.file.empty() ? options.index : options.file);
+}
+
+void joinVolume(const JoinOptions& options)
+{
     if (!options.file.empty() &&
         zrk::valueOrThrow(zrk::volumeFormat(options.file)) == zrk::VolumeFormat::Vdb) {
         throw zrk::FaultError({"-o", zrk::quotation(options.file), "a .npy, .nrrd or .vti file",
@@ -40,10 +47,43 @@ void join(const JoinOptions& options)
     }
     if (!options.quiet) {
         const auto& n = tiles.volume.dims;
-        tell("{}: {} x {} x {} nodes in {} tiles\n",
-             zrk::printable(options.file.empty() ? options.index : options.file), n[0], n[1], n[2],
-             tiles.count());
+        tell("{}: {} x {} x {} nodes in {} tiles\n", shownIndex(options), n[0], n[1], n[2], tiles.count());
     }
+}
+
+void joinSurface(const JoinOptions& options)
+{
+    if (options.file.empty()) {
+        const zrk::SurfaceTiles tiles = zrk::valueOrThrow(zrk::SurfaceTiles::find(options.index));
+        zrk::valueOrThrow(zrk::checkTiles(tiles));
+        if (!options.quiet) {
+            tell("{}: {} tiles, all complete\n", shownIndex(options), tiles.count());
+        }
+        return;
+    }
+    zrk::valueOrThrow(zrk::partFormat(options.file));
+    const zrk::SurfaceTiles tiles = zrk::valueOrThrow(zrk::SurfaceTiles::find(options.index));
+    const auto runStage = [&](const char* title, const auto& stage) {
+        withProgress(title, options.quiet, [&](ProgressBar& bar) { stage(bar); });
+    };
+    const zrkmodel::WrittenSurface written =
+        zrk::valueOrThrow(zrkmodel::joinSurface(tiles, options.file, runStage));
+    if (!options.quiet) {
+        tell("{}: {} triangles, {} vertices from {} tiles\n", shownIndex(options), written.triangles,
+             written.vertices, tiles.count());
+    }
+}
+
+void join(const JoinOptions& options)
+{
+    const bool isSurface = options.index.ends_with(kSurfaceIndex);
+    if (!isSurface && !options.index.ends_with(".pvti")) {
+        throw zrk::FaultError(
+            {"INDEX", zrk::quotation(options.index),
+             fmt::format("a file name ending in .pvti or {}", kSurfaceIndex),
+             "name the index as `zrk sample --shard` or `zrk surface --shard` was told it"});
+    }
+    (isSurface ? joinSurface : joinVolume)(options);
 }
 
 } // namespace
@@ -51,12 +91,17 @@ void join(const JoinOptions& options)
 void addJoinCommand(const Program& program)
 {
     CLI::App* command =
-        program.app.add_subcommand("join", "check the tiles of a volume, write their index or one file");
+        program.app.add_subcommand("join", "check tiles of a volume or a surface, put them together");
     auto options = std::make_shared<JoinOptions>();
-    command->add_option("INDEX", options->index, "what `zrk sample --shard K/N -o` was told: .pvti")
+    command
+        ->add_option("INDEX", options->index,
+                     fmt::format("what --shard K/N -o was told: .pvti of `zrk sample`, {} of `zrk surface`",
+                                 kSurfaceIndex))
         ->required();
-    command->add_option("-o,--output", options->file,
-                        "one volume to write instead of the index: .npy, .nrrd or .vti");
+    command->add_option(
+        "-o,--output", options->file,
+        "one file to write: of a volume, instead of the index, .npy, .nrrd or .vti; of a surface "
+        ".3mf, .stl, .ply or .obj. A surface is only checked without it");
     command->add_flag("--quiet", options->quiet, "no progress, no summary");
     command->callback([&work = program.work, options] { work = [options] { join(*options); }; });
 }

@@ -2,13 +2,12 @@
 #include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
-#include "core/values/stop.h"
+#include "apps/cli/shard_options.h"
+#include "formats/digest.h"
 #include "formats/points.h"
-#include "formats/sha256.h"
 #include "formats/vdb.h"
 #include "formats/volume.h"
 #include "formats/volume_tiles.h"
-#include "host/build_information.h"
 #include "host/field_grid.h"
 #include "host/field_remarks.h"
 #include "host/field_volume.h"
@@ -16,16 +15,13 @@
 
 #include <fmt/core.h>
 
-#include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
-#include <system_error>
 #include <vector>
 
 namespace zrkcli {
@@ -96,71 +92,12 @@ zrkmodel::FieldSummary sampleAtOnce(const SampleOptions& options, const zrkmodel
     return values.summary;
 }
 
-/// One of several equal parts of the work.
-struct Shard {
-    std::int32_t number; ///< from 1 on
-    std::int32_t count;
-};
-
-Shard parseShard(const std::string& text)
-{
-    constexpr double kMost = 1000000;
-    const std::size_t slash = text.find('/');
-    const auto number = zrk::parseNumbers(text.substr(0, slash), 1);
-    const auto count = zrk::parseNumbers(slash == std::string::npos ? "" : text.substr(slash + 1), 1);
-    const auto isWhole = [](const auto& n, double most) {
-        return n && (*n)[0] == std::floor((*n)[0]) && (*n)[0] >= 1 && (*n)[0] <= most;
-    };
-    if (!isWhole(count, kMost) || !isWhole(number, (*count)[0])) {
-        throw zrk::FaultError({"--shard", zrk::quotation(text), "K/N, the K-th of N parts, K from 1 to N",
-                               "write it as --shard 3/8"});
-    }
-    return {static_cast<std::int32_t>((*number)[0]), static_cast<std::int32_t>((*count)[0])};
-}
-
-void addContent(zrk::Sha256& digest, const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::vector<char> piece(1 << 20);
-    do {
-        zrk::stopIfAsked();
-        file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
-        digest.add(piece.data(), static_cast<std::size_t>(file.gcount()));
-    } while (file);
-}
-
-/// A file itself, or those of a folder in the order of their names.
-Files filesAt(const std::filesystem::path& path)
-{
-    namespace fs = std::filesystem;
-    std::error_code error;
-    if (!fs::is_directory(path, error)) {
-        return {path};
-    }
-    Files all;
-    for (fs::directory_iterator entry(path, error), end; !error && entry != end; entry.increment(error)) {
-        all.push_back(entry->path());
-    }
-    std::sort(all.begin(), all.end());
-    return all;
-}
-
-/// What all values of a volume come from: the program, the document as it is after --set, what stands in the
-/// files that it names, the output and the grid. Where the document lies makes no difference.
+/// What all values of a volume come from: its work, the output and the grid.
 std::string digestOf(const SampleOptions& options, const Job& job, const zrkmodel::OutputField& output,
                      const zrk::Volume& v, const Files& named)
 {
-    zrk::Sha256 digest;
-    digest.add(fmt::format("zrk {}\n{}", zrkmodel::version(), job.document.toText()));
-    for (const std::filesystem::path& path : named) {
-        for (const std::filesystem::path& file : filesAt(path)) {
-            std::error_code error;
-            if (file != options.document && std::filesystem::is_regular_file(file, error)) {
-                digest.add(fmt::format("\nfile of {}\n", std::filesystem::file_size(file, error)));
-                addContent(digest, file);
-            }
-        }
-    }
+    zrk::Digest digest;
+    addWork(digest, job, options.document, named);
     digest.add(fmt::format("\noutput {}:{}, {} x {} x {} nodes, {}, unit {}", output.address.node,
                            output.address.output, v.dims[0], v.dims[1], v.dims[2], options.type, v.unit));
     digest.add(fmt::format("\nfrom {},{},{} to {},{},{}", v.lower[0], v.lower[1], v.lower[2], v.upper[0],
@@ -168,52 +105,17 @@ std::string digestOf(const SampleOptions& options, const Job& job, const zrkmode
     return digest.hex();
 }
 
-/// Whether a tile is written already. Throws where something else stands in its place.
-bool isWritten(const zrk::VolumeTiles& tiles, std::int32_t tile)
+void sampleTile(const SampleOptions& options, const zrkmodel::OutputField& output,
+                const zrk::BBox<double>& bounds, const zrk::VolumeTiles& tiles, std::int32_t tile,
+                ProgressBar& bar)
 {
-    const zrk::TileReport report = zrk::lookAtTile(tiles, tile);
-    const bool isOther = report.state == zrk::TileState::Other;
-    if (isOther || report.state == zrk::TileState::Foreign) {
-        throw zrk::FaultError(
-            {tiles.fileOf(tile),
-             isOther ? fmt::format("a tile of another document, grid or type, with the digest {}",
-                                   zrk::printable(report.digest, zrk::kMaxQuotation + 4))
-                     : "a file that is no tile",
-             fmt::format("a tile with the digest {}, or no file", tiles.digest),
-             "give another name after -o, or remove what isn't needed any more", zrk::FaultKind::FailedWork});
-    }
-    return report.state == zrk::TileState::Complete;
-}
-
-/// Writes the tiles of a shard that aren't there yet.
-void sampleShard(const SampleOptions& options, const zrkmodel::OutputField& output,
-                 const zrk::BBox<double>& bounds, const GridDims& dims, const zrk::VolumeTiles& tiles)
-{
-    const Shard shard = parseShard(*options.shard);
-    int written = 0;
-    int there = 0;
-    for (std::int64_t next = shard.number - 1; next < tiles.count(); next += shard.count) {
-        const auto tile = static_cast<std::int32_t>(next);
-        if (isWritten(tiles, tile)) {
-            ++there;
-            continue;
-        }
-        zrk::VolumeWriter writer = zrk::valueOrThrow(zrk::createTile(tiles, tile));
-        const double bytes = zrkmodel::pieceBytes(options.memory.has_value(), options.threads);
-        withProgress(fmt::format("tile {} of {}", tile + 1, tiles.count()), options.quiet,
-                     [&](ProgressBar& bar) {
-                         zrk::valueOrThrow(zrkmodel::samplePieces(
-                             output.field, bounds, dims, {tiles.firstLayer(tile), tiles.lastLayer(tile)},
-                             bytes, [&](std::span<const double> values) { return writer.write(values); },
-                             &bar, options.threads));
-                         zrk::valueOrThrow(writer.commit());
-                     });
-        ++written;
-    }
-    if (!options.quiet) {
-        tell("{}: shard {} of {}: {} of {} tiles written, {} were there\n", zrk::printable(tiles.index),
-             shard.number, shard.count, written, tiles.count(), there);
-    }
+    const auto& n = tiles.volume.dims;
+    zrk::VolumeWriter writer = zrk::valueOrThrow(zrk::createTile(tiles, tile));
+    const double bytes = zrkmodel::pieceBytes(options.memory.has_value(), options.threads);
+    zrk::valueOrThrow(zrkmodel::samplePieces(
+        output.field, bounds, {n[0], n[1], n[2]}, {tiles.firstLayer(tile), tiles.lastLayer(tile)}, bytes,
+        [&](std::span<const double> values) { return writer.write(values); }, &bar, options.threads));
+    zrk::valueOrThrow(writer.commit());
 }
 
 void sampleOutput(const SampleOptions& options, const Job& job, const zrkmodel::OutputField& output,
@@ -223,8 +125,13 @@ void sampleOutput(const SampleOptions& options, const Job& job, const zrkmodel::
     const zrk::Volume volume = zrkmodel::volumeOf(
         output, bounds, n, zrk::valueOrThrow(zrk::numberType(options.type)), job.document.unit());
     if (options.shard) {
-        sampleShard(options, output, bounds, n,
-                    {file, volume, digestOf(options, job, output, volume, files)});
+        const zrk::VolumeTiles tiles(file, volume, digestOf(options, job, output, volume, files));
+        writeTiles(tiles, Shard::parse(*options.shard), options.quiet,
+                   [&](std::int32_t tile, const std::string& title) {
+                       withProgress(title, options.quiet, [&](ProgressBar& bar) {
+                           sampleTile(options, output, bounds, tiles, tile, bar);
+                       });
+                   });
         return;
     }
     const bool isVdb = zrk::valueOrThrow(zrk::volumeFormat(file)) == zrk::VolumeFormat::Vdb;
@@ -232,8 +139,10 @@ void sampleOutput(const SampleOptions& options, const Job& job, const zrkmodel::
         (isVdb ? sampleAtOnce : samplePieces)(options, output, bounds, n, file, volume);
     tellRemarks(zrkmodel::remarksOn(summary, output, job.document.name()), options.quiet);
     if (!options.quiet) {
-        tell("{}: {} x {} x {} nodes, values from {:.4g} to {:.4g}, mean {:.4g}\n", zrk::printable(file),
-             n[0], n[1], n[2], summary.least, summary.greatest, summary.mean);
+        tell("{}: {} x {} x {} nodes, {}\n", zrk::printable(file), n[0], n[1], n[2],
+             summary.counted > 0 ? fmt::format("values from {:.4g} to {:.4g}, mean {:.4g}", summary.least,
+                                               summary.greatest, summary.mean)
+                                 : "no values (all are NaN)");
     }
 }
 
@@ -251,7 +160,7 @@ void checkOutput(const SampleOptions& options)
     // Tiles are .vti files.
     zrk::valueOrThrow(zrk::checkNumberType(isIndex ? options.file + ".vti" : options.file, type));
     if (options.shard) {
-        parseShard(*options.shard);
+        Shard::parse(*options.shard);
     }
 }
 
@@ -296,10 +205,7 @@ void addSampleCommand(const Program& program)
             "numbers in the file: float64 (default), float32 or float16, rounded to the nearest, or uint8, "
             "which has 0 to 1 as 0 to 255")
         ->check(CLI::IsMember({"float64", "float32", "float16", "uint8"}));
-    command->add_option("--shard", options->shard,
-                        "K/N: write the K-th of N parts of the tiles of -o NAME.pvti, those that aren't "
-                        "there yet; `zrk join` "
-                        "then writes the index or one file");
+    addShardOption(*command, options->shard, "NAME.pvti");
     command->get_option("--memory")
         ->description("most memory to take, e.g. 500M or 2G; without it three quarters of what is free, and "
                       "a quarter of it for the "

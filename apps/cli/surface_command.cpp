@@ -2,8 +2,11 @@
 #include "apps/cli/mesh_report.h"
 #include "apps/cli/messages.h"
 #include "apps/cli/progress_bar.h"
+#include "apps/cli/shard_options.h"
 #include "apps/cli/solid_options.h"
 #include "formats/atomic_file.h"
+#include "formats/digest.h"
+#include "formats/surface_tiles.h"
 #include "formats/vdb.h"
 #include "host/surface_file.h"
 #include "host/surface_inputs.h"
@@ -14,6 +17,8 @@
 #include <cmath>
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace zrkcli {
 
@@ -34,6 +39,7 @@ struct SurfaceOptions : SolidOptions {
     bool wantsReport = false;
     std::string reportFile;
     bool json = false;
+    std::optional<std::string> shard;
 
     /// Throws FaultError for what no parser of numbers finds, and takes the word after --report for the
     /// document where there is no other.
@@ -49,6 +55,10 @@ struct SurfaceOptions : SolidOptions {
         return zrk::isMeshName(name) || zrk::partFormat(name).has_value();
     }
     void checkNumber(const char* option, double value, double least) const;
+
+private:
+    /// Throws FaultError for what can't be divided into tiles, and for names that don't go with that.
+    void checkShard() const;
 };
 
 void SurfaceOptions::checkNumber(const char* option, double value, double least) const
@@ -57,6 +67,30 @@ void SurfaceOptions::checkNumber(const char* option, double value, double least)
         throw zrk::FaultError({option, fmt::format("{}", value),
                                least == 0 ? "a finite number above 0" : "a finite number",
                                "give a number in model units"});
+    }
+}
+
+void SurfaceOptions::checkShard() const
+{
+    const bool isIndex = file.ends_with(kSurfaceIndex);
+    if (isIndex != shard.has_value()) {
+        throw zrk::FaultError(
+            {"-o", zrk::quotation(file),
+             isIndex ? "--shard with the name of tiles"
+                     : fmt::format("the name of tiles, {}, with --shard", kSurfaceIndex),
+             fmt::format("write --shard 1/1 -o part{0} for all tiles, then `zrk join part{0} -o part.3mf`",
+                         kSurfaceIndex)});
+    }
+    const char* whole = isOpen          ? "--open: its rim is found on the whole mesh"
+                        : flatness != 0 ? "--adaptive: triangles are joined across tiles"
+                        : wantsReport   ? "--report: it is on the whole mesh"
+                                        : nullptr;
+    if (shard && whole) {
+        throw zrk::FaultError({"--shard", whole, "a surface that tiles can be made of one by one",
+                               "leave the option out; `zrk surface --report` reports on the joined mesh"});
+    }
+    if (shard) {
+        Shard::parse(*shard);
     }
 }
 
@@ -88,10 +122,20 @@ void SurfaceOptions::settle()
         throw zrk::FaultError(
             {"surface", "no file to write", "-o FILE", "name the mesh to write, e.g. -o part.3mf"});
     }
+    if (!isAboutMesh()) {
+        checkShard();
+    }
     if (isAboutMesh() && (!wantsReport || !file.empty())) {
         throw zrk::FaultError({document, "a mesh file", "a graph document, or --report without -o",
                                "`zrk surface --report " + document + "` reports on a mesh"});
     }
+}
+
+/// A share in per cent, to two digits.
+std::string shareOf(std::uint64_t part, std::uint64_t whole)
+{
+    return fmt::format("{:.2g}",
+                       whole > 0 ? 100.0 * static_cast<double>(part) / static_cast<double>(whole) : 0.0);
 }
 
 void printReport(const SurfaceOptions& options, const PrintedReport& report)
@@ -129,57 +173,110 @@ void reportOnFile(const SurfaceOptions& options)
                 }));
 }
 
-/// A document's surface on its way into a file.
-class SurfaceWork {
+/// A document's surface on its way into a file or tiles.
+class SurfaceRun {
 public:
-    explicit SurfaceWork(const SurfaceOptions& options)
+    explicit SurfaceRun(const SurfaceOptions& options)
         : _options(options),
-          _format(zrk::valueOrThrow(zrk::partFormat(options.file))),
-          _job(options),
-          _unit(unit()),
-          _colors(colorField()),
-          _solid(solidOf(options, _job)),
-          _field(_job.output().field),
-          _settings(settings())
+          // Tiles hold what the formats with most do.
+          _format(options.shard ? zrk::PartFormat::Ply : zrk::valueOrThrow(zrk::partFormat(options.file))),
+          _job(options, &_files),
+          _task(task())
     {
+        _job.checkTarget(_options.file);
         zrk::valueOrThrow(
-            zrkmodel::checkSurfaceFormat(_options.file, _format, _colors.has_value(), _options.isOpen));
+            zrkmodel::checkSurfaceFormat(_options.file, _format, _task.colors.has_value(), _options.isOpen));
     }
 
     void run()
     {
-        zrkmodel::SurfaceTask task;
-        task.field = _field;
-        task.settings = _settings;
-        task.place = placeOf(_job);
-        task.colors = _colors;
-        task.beams = zrkmodel::partBeams(_job.document, _job.output().address, _settings);
-        task.unit = _unit;
-        task.title = zrkmodel::titleOf(_options.document);
-        const auto runStage = [&](const char* title, const auto& stage) {
-            withProgress(title, _options.quiet, [&](ProgressBar& bar) { stage(bar); });
-        };
-        const auto warn = [](const zrk::Fault& fault) { tellFault(MessageKind::Warning, fault); };
-        const zrk::SurfaceMesh mesh =
-            zrk::valueOrThrow(zrkmodel::writeSurface(_options.file, task, runStage, warn));
-        if (!_options.quiet) {
-            tell("{}: {} triangles, {} vertices\n", zrk::printable(_options.file), mesh.triangles.size(),
-                 mesh.vertices.size());
-        }
-        if (_options.wantsReport) {
-            report(mesh);
+        if (_options.shard) {
+            runShard();
+        } else if (!_options.wantsReport && zrkmodel::isWrittenInPieces(_task.settings, _format)) {
+            tellOf(zrk::valueOrThrow(zrkmodel::writeSurfaceInPieces(_options.file, _task, stages(), warn())));
+        } else {
+            const zrk::SurfaceMesh mesh =
+                zrk::valueOrThrow(zrkmodel::writeSurface(_options.file, _task, stages(), warn()));
+            tellOf({mesh.triangles.size(),
+                    mesh.vertices.size(),
+                    {mesh.undefinedSamples, mesh.leaves, mesh.sampledLeaves}});
+            if (_options.wantsReport) {
+                report(mesh);
+            }
         }
     }
 
 private:
     const SurfaceOptions& _options;
     zrk::PartFormat _format;
+    std::vector<std::filesystem::path> _files; ///< that the document names
     Job _job;
-    std::optional<zrk::LengthUnit> _unit;
-    std::optional<zrk::PreparedField> _colors;
-    zrkmodel::Solid _solid;
-    zrk::PreparedField _field;
-    zrk::SurfaceSettings _settings;
+    zrkmodel::SurfaceTask _task;
+
+    std::function<void(const zrk::Fault&)> warn() const
+    {
+        return [this](const zrk::Fault& fault) { tellWarning(fault, _options.isStrict, _options.quiet); };
+    }
+
+    zrkmodel::StageRunner stages() const
+    {
+        return [quiet = _options.quiet](const char* title, const auto& stage) {
+            withProgress(title, quiet, [&](ProgressBar& bar) { stage(bar); });
+        };
+    }
+
+    zrkmodel::SurfaceTask task() const
+    {
+        const zrkmodel::Solid solid = solidOf(_options, _job);
+        zrkmodel::SurfaceTask task{.field = zrk::PreparedField(_job.output().field),
+                                   .settings = settings(solid),
+                                   .place = placeOf(_job),
+                                   .colors = colorField(),
+                                   .beams = {},
+                                   .unit = unit(),
+                                   .title = zrkmodel::titleOf(_options.document)};
+        task.beams = zrkmodel::partBeams(_job.document, _job.output().address, task.settings);
+        return task;
+    }
+
+    void tellOf(const zrkmodel::WrittenSurface& written) const
+    {
+        if (!_options.quiet) {
+            tell("{}: {} triangles, {} vertices; sampled {} % of {} boxes of 8^3 cells\n",
+                 zrk::printable(_options.file), written.triangles, written.vertices,
+                 shareOf(written.work.sampledLeaves, written.work.leaves), written.work.leaves);
+        }
+    }
+
+    /// What the surface comes from beside the document: all that decides a byte of it.
+    std::string digest() const
+    {
+        const zrk::SurfaceSettings& s = _task.settings;
+        const auto& output = _job.output().address;
+        zrk::Digest digest;
+        addWork(digest, _job, _options.document, _files);
+        digest.add(
+            fmt::format("\nsurface of {}:{}, {} x {} x {} cells, {} {}, sharp {}, colours {}, unit {}, "
+                        "title {}",
+                        output.node, output.output, s.cells[0], s.cells[1], s.cells[2],
+                        s.solid == zrk::SolidSide::Above ? "above" : "below", s.iso, s.keepsCreases,
+                        _options.color, _task.unit ? zrk::nameOf(*_task.unit) : "", _task.title));
+        digest.add(fmt::format("\nfrom {},{},{} to {},{},{}", s.lower[0], s.lower[1], s.lower[2], s.upper[0],
+                               s.upper[1], s.upper[2]));
+        return digest.hex();
+    }
+
+    void runShard() const
+    {
+        const zrk::SurfaceTiles tiles = zrkmodel::surfaceTiles(_options.file, digest(), _task);
+        writeTiles(tiles, Shard::parse(*_options.shard), _options.quiet,
+                   [&](std::int32_t tile, const std::string& title) {
+                       const auto runStage = [&](const char*, const auto& stage) {
+                           withProgress(title, _options.quiet, [&](ProgressBar& bar) { stage(bar); });
+                       };
+                       zrk::valueOrThrow(zrkmodel::writeSurfaceTile(tiles, tile, _task, runStage, warn()));
+                   });
+    }
 
     std::optional<zrk::LengthUnit> unit() const
     {
@@ -204,14 +301,14 @@ private:
         return zrk::PreparedField(output.field);
     }
 
-    zrk::SurfaceSettings settings() const
+    zrk::SurfaceSettings settings(const zrkmodel::Solid& solid) const
     {
         zrk::SurfaceSettings settings;
-        settings.lower = _solid.bounds.min;
-        settings.upper = _solid.bounds.max;
-        settings.cells = zrkmodel::surfaceCells(_solid.bounds, _options.resolution, _options.cell);
-        settings.iso = _solid.iso;
-        settings.solid = _solid.side;
+        settings.lower = solid.bounds.min;
+        settings.upper = solid.bounds.max;
+        settings.cells = zrkmodel::surfaceCells(solid.bounds, _options.resolution, _options.cell);
+        settings.iso = solid.iso;
+        settings.solid = solid.side;
         settings.keepsCreases = _options.isSharp;
         settings.isOpen = _options.isOpen;
         settings.flatness = _options.flatness;
@@ -221,18 +318,19 @@ private:
 
     void report(const zrk::SurfaceMesh& mesh) const
     {
-        const std::string unit(_unit ? zrk::nameOf(*_unit) : "");
+        const std::string unit(_task.unit ? zrk::nameOf(*_task.unit) : "");
         const bool quiet = _options.quiet;
-        printReport(_options, endingAtInterrupt([&] {
-                        PrintedReport report{_options.file, unit, reportOn(mesh, quiet)};
-                        report.distance = withProgress("distances", quiet, [&](ProgressBar& bar) {
-                            return zrk::distanceError(mesh, _field, _settings, zrk::followedBy(&bar));
-                        });
-                        report.doubtfulCells = withProgress("doubtful cells", quiet, [&](ProgressBar& bar) {
-                            return zrk::countDoubtfulCells(_field, _settings, zrk::followedBy(&bar));
-                        });
-                        return report;
-                    }));
+        printReport(
+            _options, endingAtInterrupt([&] {
+                PrintedReport report{_options.file, unit, reportOn(mesh, quiet)};
+                report.distance = withProgress("distances", quiet, [&](ProgressBar& bar) {
+                    return zrk::distanceError(mesh, _task.field, _task.settings, zrk::followedBy(&bar));
+                });
+                report.doubtfulCells = withProgress("doubtful cells", quiet, [&](ProgressBar& bar) {
+                    return zrk::countDoubtfulCells(_task.field, _task.settings, zrk::followedBy(&bar));
+                });
+                return report;
+            }));
     }
 };
 
@@ -242,7 +340,7 @@ void surface(SurfaceOptions options)
     if (options.isAboutMesh()) {
         reportOnFile(options);
     } else {
-        SurfaceWork(options).run();
+        SurfaceRun(options).run();
     }
 }
 
@@ -280,6 +378,7 @@ void addOptions(CLI::App& command, SurfaceOptions& options)
     report->expected(0, 1);
     command.add_flag("--json", options.json, "report as JSON, as it is for a file named .json")
         ->needs(report);
+    addShardOption(command, options.shard, "NAME.zrk-tiles");
     command.parse_complete_callback([&options, report] { options.wantsReport = report->count() > 0; });
 }
 

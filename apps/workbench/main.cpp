@@ -15,6 +15,7 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QSettings>
+#include <QStandardPaths>
 #include <QTimer>
 
 #include <cstdint>
@@ -165,8 +166,11 @@ int runWindow(const Options& options, bool sized)
     if (options.measure) {
         return measure(options);
     }
-    zrkworkbench::Window window(
-        {.keepsSettings = !isPicture, .palette = QString::fromStdString(options.palette), .edit = {}});
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    zrkworkbench::Window window({.keepsSettings = !isPicture,
+                                 .unsavedFolder = isPicture ? QString() : data + "/unsaved",
+                                 .palette = QString::fromStdString(options.palette),
+                                 .edit = {}});
     if (isPicture) {
         window.setAttribute(Qt::WA_DontShowOnScreen);
         window.resize(*size);

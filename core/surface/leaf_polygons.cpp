@@ -98,6 +98,9 @@ public:
         const int face = 2 * static_cast<int>(axis);
         const CellView above{0, &polygons, &cell, local};
         const CellView below = cellAt(lower);
+        if (!below.polygons) {
+            return;
+        }
         const bool isSimple =
             cell.patchCount == 1 && below.cell->patchCount == 1 && !isAmbiguous(face, cell.inside);
         if (isSimple && !misses(below.polygons->leaf.vertices()[below.cell->firstVertex].position,

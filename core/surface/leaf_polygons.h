@@ -36,14 +36,16 @@ struct LeafPolygons {
     std::vector<Point> faceVertices;
     std::vector<Point> edgeVertices;
     std::vector<std::array<VertexName, 3>> triangles;
-    std::array<std::uint64_t, 3> firstNumber{}; ///< of the vertices of each kind, in the whole mesh
-    std::uint64_t firstTriangle = 0;            ///< in the whole mesh
+    /// Of the vertices of each kind, counted from the first vertex of all layers that are built.
+    std::array<std::int64_t, 3> firstNumber{};
+    std::uint64_t firstTriangle = 0; ///< in its piece
 
     explicit LeafPolygons(const Index3& at) : leaf(at) {}
 
     const Point& position(VertexName name) const;
 
-    /// Step one, once the cells of this leaf and of those below are known.
+    /// Step one, once the cells of this leaf and of those below are known. A face to a leaf below that isn't
+    /// there gets no vertices.
     void findFaceVertices(const SurfaceGrid& grid, const LeafNeighbours& neighbours);
     /// Step two, once the face vertices of this leaf and of those below are known.
     /// @param isOpen  leaves out the triangles of the cut at the bounds.

@@ -22,11 +22,6 @@ struct UnitBox {
     bool isUnit() const { return end[0] - first[0] == 1 && end[1] - first[1] == 1 && end[2] - first[2] == 1; }
 };
 
-bool comesBefore(const Index3& a, const Index3& b)
-{
-    return std::tie(a[2], a[1], a[0]) < std::tie(b[2], b[1], b[0]);
-}
-
 enum class Content { Nothing, Something };
 
 /// Halves boxes of units, which are leaves or cells.
@@ -36,14 +31,19 @@ public:
         : _field(field), _grid(grid), _cellsOfUnit(cellsOfUnit)
     {}
 
+    UnitBox all() const
+    {
+        UnitBox box{};
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            box.end[axis] = (_grid.cellCount(axis) + _cellsOfUnit - 1) / _cellsOfUnit;
+        }
+        return box;
+    }
+
     /// Calls found(units, areBounded) with the units of each call for bounds that may hold something.
     template <class Found>
-    void run(const KeepGoing& keepGoing, const Found& found) const
+    void run(const UnitBox& all, const KeepGoing& keepGoing, const Found& found) const
     {
-        UnitBox all{};
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            all.end[axis] = (_grid.cellCount(axis) + _cellsOfUnit - 1) / _cellsOfUnit;
-        }
         std::vector<UnitBox> open{all};
         std::vector<Index3> units;
         const double wholeVolume = all.volume();
@@ -138,21 +138,30 @@ private:
 
 } // namespace
 
+bool comesBefore(const Index3& a, const Index3& b)
+{
+    return std::tie(a[2], a[1], a[0]) < std::tie(b[2], b[1], b[0]);
+}
+
 std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
-                                      const KeepGoing& keepGoing)
+                                      const SurfaceLayers& layers, const KeepGoing& keepGoing)
 {
     std::vector<Index3> leaves;
-    Pruning(field, grid, kLeafCells).run(keepGoing, [&](std::span<const Index3> units, bool) {
+    const Pruning pruning(field, grid, kLeafCells);
+    UnitBox box = pruning.all();
+    box.first[2] = layers.first;
+    box.end[2] = layers.end;
+    pruning.run(box, keepGoing, [&](std::span<const Index3> units, bool) {
         leaves.insert(leaves.end(), units.begin(), units.end());
     });
     std::sort(leaves.begin(), leaves.end(), comesBefore);
     return leaves;
 }
 
-std::vector<Index3> allLeaves(const SurfaceGrid& grid)
+std::vector<Index3> allLeaves(const SurfaceGrid& grid, const SurfaceLayers& layers)
 {
     std::vector<Index3> leaves;
-    for (std::int32_t z = 0; z < grid.leafCount(2); ++z) {
+    for (std::int32_t z = layers.first; z < layers.end; ++z) {
         for (std::int32_t y = 0; y < grid.leafCount(1); ++y) {
             for (std::int32_t x = 0; x < grid.leafCount(0); ++x) {
                 leaves.push_back({x, y, z});
@@ -170,7 +179,8 @@ bool holdsLeaf(const std::vector<Index3>& leaves, const Index3& leaf)
 void forEachCellWithSurface(const SurfaceField& field, const SurfaceGrid& grid, const KeepGoing& keepGoing,
                             const std::function<void(std::span<const Index3>, bool)>& found)
 {
-    Pruning(field, grid, 1).run(keepGoing, found);
+    const Pruning pruning(field, grid, 1);
+    pruning.run(pruning.all(), keepGoing, found);
 }
 
 } // namespace zrk::surface

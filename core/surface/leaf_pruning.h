@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/keep_going.h"
+#include "core/surface/surface.h"
 #include "core/surface/surface_field.h"
 #include "core/surface/surface_grid.h"
 
@@ -10,15 +11,18 @@
 
 namespace zrk::surface {
 
-/// The leaves of a grid that may hold a piece of the surface, by the field's bounds over boxes: in ascending
-/// order along z, then y, then x. A leaf that is left out surely has all nodes on one side.
+/// The order of leaves: along z, then y, then x.
+bool comesBefore(const Index3& a, const Index3& b);
+
+/// The leaves in layers of a grid that may hold a piece of the surface, by the field's bounds over boxes: in
+/// their order. A leaf that is left out surely has all nodes on one side.
 ///
 /// @param keepGoing  may be empty; false ends the search with what is found so far.
 std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
-                                      const KeepGoing& keepGoing);
+                                      const SurfaceLayers& layers, const KeepGoing& keepGoing);
 
-/// All leaves of a grid, in that order.
-std::vector<Index3> allLeaves(const SurfaceGrid& grid);
+/// All leaves in layers of a grid, in that order.
+std::vector<Index3> allLeaves(const SurfaceGrid& grid, const SurfaceLayers& layers);
 /// Whether a list in that order holds a leaf.
 bool holdsLeaf(const std::vector<Index3>& leaves, const Index3& leaf);
 

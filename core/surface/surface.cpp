@@ -1,5 +1,6 @@
 #include "core/surface/surface.h"
 
+#include "core/engine/keep_going.h"
 #include "core/engine/progress.h"
 #include "core/engine/worker_team.h"
 #include "core/surface/leaf_polygons.h"
@@ -27,23 +28,16 @@ constexpr std::size_t kLeavesARun = 512;
 
 using Leaves = std::vector<std::unique_ptr<LeafPolygons>>;
 
-/// The leaves of a few layers along z, found by their place.
+/// The leaves that are at hand, found by their place.
 class LeafLookup {
 public:
-    explicit LeafLookup(const SurfaceGrid& grid)
-        : _columns(static_cast<std::size_t>(grid.leafCount(0))),
-          _rows(static_cast<std::size_t>(grid.leafCount(1)))
-    {}
-
-    void rebuild(const Leaves& below, const Leaves& leaves, std::int32_t firstLayer, std::int32_t lastLayer)
+    /// @param below  come before all of the others; both in their order.
+    void rebuild(const Leaves& below, const Leaves& leaves)
     {
-        _firstLayer = firstLayer;
-        _at.assign(static_cast<std::size_t>(lastLayer - firstLayer + 1) * _columns * _rows, nullptr);
+        _all.clear();
         for (const Leaves* list : {&below, &leaves}) {
             for (const auto& leaf : *list) {
-                if (leaf->leaf.at()[2] >= firstLayer) {
-                    _at[place(leaf->leaf.at())] = leaf.get();
-                }
+                _all.push_back(leaf.get());
             }
         }
     }
@@ -53,70 +47,65 @@ public:
         LeafNeighbours all{};
         for (std::uint32_t below = 0; below < 8; ++below) {
             Index3 at = leaf.leaf.at();
-            bool exists = true;
             for (std::size_t axis = 0; axis < 3; ++axis) {
                 at[axis] -= static_cast<std::int32_t>(below >> axis & 1);
-                exists = exists && at[axis] >= (axis == 2 ? _firstLayer : 0);
             }
-            all[below] = exists ? _at[place(at)] : nullptr;
+            all[below] = find(at);
         }
         return all;
     }
 
 private:
-    std::size_t _columns;
-    std::size_t _rows;
-    std::int32_t _firstLayer = 0;
-    std::vector<const LeafPolygons*> _at;
+    std::vector<const LeafPolygons*> _all;
 
-    std::size_t place(const Index3& at) const
+    const LeafPolygons* find(const Index3& at) const
     {
-        return (static_cast<std::size_t>(at[2] - _firstLayer) * _rows + static_cast<std::size_t>(at[1])) *
-                   _columns +
-               static_cast<std::size_t>(at[0]);
+        const auto isBefore = [](const LeafPolygons* leaf, const Index3& place) {
+            return comesBefore(leaf->leaf.at(), place);
+        };
+        const auto found = std::lower_bound(_all.begin(), _all.end(), at, isBefore);
+        return found != _all.end() && (*found)->leaf.at() == at ? *found : nullptr;
     }
 };
 
+/// Layers of leaves whose boxes are bounded together: their list is short, and a grid of usual size is one.
+constexpr std::int64_t kLeavesASlab = 1 << 20;
+/// Layers that are built beneath those that are asked for: the vertices of the first beneath are referred to,
+/// and their numbers depend on the cells of the second.
+constexpr std::int32_t kLayersBeneath = 2;
+
+/// A surface on its way into a sink.
 class Extraction {
 public:
-    Extraction(const PreparedField& field, const SurfaceSettings& settings, ProgressMonitor* monitor)
+    Extraction(const PreparedField& field, const SurfaceSettings& settings, SurfaceLayers layers,
+               SurfacePruning pruning, const SurfaceSink& sink, ProgressMonitor* monitor)
         : _grid(settings.lower, settings.upper, settings.cells),
           _field(field, settings.iso, settings.solid == SolidSide::Above, settings.lower, settings.upper),
           _isSharp(settings.keepsCreases),
           _isOpen(settings.isOpen),
-          _flatness(settings.flatness),
           _threads(workerCount(settings.threads)),
-          _monitor(monitor),
-          _lookup(_grid)
+          _layers(layers),
+          _pruning(pruning),
+          _sink(sink),
+          _monitor(monitor)
     {}
 
-    std::optional<SurfaceMesh> run()
+    SurfaceEnd run(SurfaceWork& work)
     {
-        _places = leavesWithSurface(_field, _grid, [this](double) { return keepsGoing(0); });
-        if (!buildLeaves() && !_stopped) {
-            // The field's bounds were wrong: the surface goes on in a leaf that they had excluded.
-            _mesh = {};
-            _places = allLeaves(_grid);
-            buildLeaves();
+        const std::int64_t area = std::int64_t{_grid.leafCount(0)} * _grid.leafCount(1);
+        const auto thickness = static_cast<std::int32_t>(
+            std::clamp<std::int64_t>(kLeavesASlab / area, 1, std::max(1, _layers.end - _layers.first)));
+        bool isGood = true;
+        std::int32_t begin = std::max(0, _layers.first - kLayersBeneath);
+        for (std::int32_t z = _layers.first; z < _layers.end && isGood && !_stopped;) {
+            const std::int32_t end = std::min(z + thickness, _layers.end);
+            isGood = buildSlab({begin, end});
+            begin = z = end;
         }
-        if (_stopped) {
-            return std::nullopt;
-        }
-        if (_isOpen) {
-            separateFansAtBounds(_mesh, _grid);
-            dropUnusedVertices(_mesh);
-        }
-        if (_flatness > 0) {
-            thinMesh(_mesh, _grid, _flatness, _threads, [this](double) { return keepsGoing(1.0); });
-            if (_stopped) {
-                return std::nullopt;
-            }
-        }
-        if (_monitor) {
-            _monitor->progress(1.0);
-        }
-        _mesh.undefinedSamples = _field.undefinedCount();
-        return std::move(_mesh);
+        work.undefinedSamples += _field.undefinedCount();
+        work.leaves += static_cast<std::uint64_t>(area * (_layers.end - _layers.first));
+        work.sampledLeaves += _sampledLeaves;
+        return _stopped ? SurfaceEnd::Stopped : isGood ? SurfaceEnd::Complete : SurfaceEnd::WrongBounds;
     }
 
 private:
@@ -124,12 +113,19 @@ private:
     SurfaceField _field;
     bool _isSharp;
     bool _isOpen;
-    double _flatness;
     std::size_t _threads;
+    SurfaceLayers _layers;
+    SurfacePruning _pruning;
+    const SurfaceSink& _sink;
     ProgressMonitor* _monitor;
     LeafLookup _lookup;
-    std::vector<Index3> _places; ///< of all leaves that are built
-    SurfaceMesh _mesh;
+    SurfaceLayers _listed{};     ///< the layers of the list
+    std::vector<Index3> _places; ///< of leaves that are built, and of those in the layers around them
+    Leaves _below;               ///< the last layer that was built
+    std::vector<Point> _vertices;
+    std::vector<std::array<std::int64_t, 3>> _triangles;
+    std::int64_t _vertexCount = 0; ///< of what the sink has
+    std::uint64_t _sampledLeaves = 0;
     std::atomic<bool> _stopped{false};
     double _done = 0;  ///< share of all leaves before this run of layers
     double _share = 0; ///< share of this run
@@ -166,27 +162,51 @@ private:
         });
     }
 
-    /// Builds all leaves of the list and the mesh of them. False if it was stopped, or if a leaf is missing
-    /// that the surface passes into.
-    bool buildLeaves()
+    /// Share of the work that is done where the layers below `layer` are.
+    double shareBelow(double layer) const
     {
-        Leaves below;
-        for (std::size_t first = 0; first < _places.size() && !_stopped;) {
+        const double first = std::max(0, _layers.first - kLayersBeneath);
+        return (layer - first) / (_layers.end - first);
+    }
+
+    /// Builds the leaves of some layers, which follow those that were built before. False if a leaf is
+    /// missing that the surface passes into, and when it was stopped.
+    bool buildSlab(const SurfaceLayers& slab)
+    {
+        _listed = {std::max(0, slab.first - 1), std::min(slab.end + 1, _grid.leafCount(2))};
+        _places =
+            _pruning == SurfacePruning::None
+                ? allLeaves(_grid, _listed)
+                : leavesWithSurface(_field, _grid, _listed, [this](double) { return keepsGoing(_reported); });
+        const auto isBelow = [](const Index3& place, std::int32_t layer) { return place[2] < layer; };
+        const auto placeOfLayer = [&](std::int32_t layer) {
+            return static_cast<std::size_t>(std::lower_bound(_places.begin(), _places.end(), layer, isBelow) -
+                                            _places.begin());
+        };
+        const std::size_t begin = placeOfLayer(slab.first);
+        const std::size_t last = placeOfLayer(slab.end);
+        const std::size_t own = placeOfLayer(_layers.first);
+        _sampledLeaves += last - std::max(own, begin);
+        for (std::size_t first = begin; first < last && !_stopped;) {
             // Whole layers only, so that a later run needs the last layer of this one and nothing before.
-            std::size_t end = std::min(first + kLeavesARun, _places.size());
-            while (end < _places.size() && _places[end][2] == _places[end - 1][2]) {
+            // What lies beneath the layers that are asked for is a run of its own.
+            const std::size_t most = first < own ? own : last;
+            std::size_t end = first < own ? own : std::min(first + kLeavesARun, most);
+            while (end < most && _places[end][2] == _places[end - 1][2]) {
                 ++end;
             }
             Leaves leaves;
             for (std::size_t i = first; i < end; ++i) {
                 leaves.push_back(std::make_unique<LeafPolygons>(_places[i]));
             }
-            _done = static_cast<double>(first) / static_cast<double>(_places.size());
-            _share = static_cast<double>(end - first) / static_cast<double>(_places.size());
-            if (!process(below, leaves)) {
+            const double bottom = shareBelow(slab.first);
+            const double share = (shareBelow(slab.end) - bottom) / static_cast<double>(last - begin);
+            _done = bottom + share * static_cast<double>(first - begin);
+            _share = share * static_cast<double>(end - first);
+            if (!process(leaves, first < own)) {
                 return false;
             }
-            below = lastLayer(std::move(leaves));
+            _below = lastLayer(std::move(leaves));
             first = end;
         }
         return !_stopped;
@@ -199,7 +219,8 @@ private:
             for (std::size_t side = 0; side < 2; ++side) {
                 Index3 at = leaf.at();
                 at[axis] += side == 0 ? -1 : 1;
-                if (leaf.leavesThrough(axis, side) && !holdsLeaf(_places, at)) {
+                const bool isListed = at[2] >= _listed.first && at[2] < _listed.end;
+                if (leaf.leavesThrough(axis, side) && isListed && !holdsLeaf(_places, at)) {
                     return false;
                 }
             }
@@ -207,7 +228,9 @@ private:
         return true;
     }
 
-    bool process(const Leaves& below, Leaves& leaves)
+    /// @param isBeneath  the leaves lie beneath the layers that are asked for: of them only the vertices of
+    ///                   the last layer are needed.
+    bool process(Leaves& leaves, bool isBeneath)
     {
         forEach((leaves.size() + kLeavesATask - 1) / kLeavesATask, [&] {
             return [&, builder = LeafBuilder(_field, _grid, _isSharp, _isOpen)](std::size_t task) mutable {
@@ -219,76 +242,84 @@ private:
                 builder.build(group);
             };
         });
-        if (_stopped || !std::all_of(leaves.begin(), leaves.end(),
-                                     [this](const auto& leaf) { return hasNeighbours(leaf->leaf); })) {
+        const auto isSurrounded = [this](const auto& leaf) { return hasNeighbours(leaf->leaf); };
+        if (_stopped || !std::all_of(leaves.begin(), leaves.end(), isSurrounded) ||
+            !std::all_of(_below.begin(), _below.end(), isSurrounded)) {
             return false;
         }
-        const std::int32_t firstLayer = leaves.front()->leaf.at()[2] - 1;
-        _lookup.rebuild(below, leaves, firstLayer, leaves.back()->leaf.at()[2]);
-        forEach(leaves.size(), [&] {
-            return [&](std::size_t i) { leaves[i]->findFaceVertices(_grid, _lookup.neighbours(*leaves[i])); };
-        });
+        _lookup.rebuild(_below, leaves);
+        std::vector<LeafNeighbours> neighbours(leaves.size());
         forEach(leaves.size(), [&] {
             return [&](std::size_t i) {
-                leaves[i]->findTriangles(_grid, _lookup.neighbours(*leaves[i]), _isOpen);
+                neighbours[i] = _lookup.neighbours(*leaves[i]);
+                leaves[i]->findFaceVertices(_grid, neighbours[i]);
             };
         });
-        if (!_stopped) {
-            number(leaves);
-            forEach(leaves.size(), [&] { return [&](std::size_t i) { write(*leaves[i]); }; });
+        const auto hasTriangles = [&](const LeafPolygons& leaf) {
+            return !isBeneath || leaf.leaf.at()[2] == _layers.first - 1;
+        };
+        forEach(leaves.size(), [&] {
+            return [&](std::size_t i) {
+                if (hasTriangles(*leaves[i])) {
+                    leaves[i]->findTriangles(_grid, neighbours[i], _isOpen);
+                }
+            };
+        });
+        if (_stopped) {
+            return false;
         }
+        if (isBeneath) {
+            std::erase_if(leaves, [&](const auto& leaf) { return !hasTriangles(*leaf); });
+            number(leaves, -number(leaves, 0));
+            return true;
+        }
+        handOver(leaves, neighbours);
         return !_stopped;
     }
 
-    /// Numbers of vertices and triangles in the whole mesh: by leaf, within it by kind.
-    void number(Leaves& leaves)
+    /// Gives all vertices numbers, by leaf and within it by kind, and triangles their places. Returns the
+    /// number after the last vertex.
+    std::int64_t number(Leaves& leaves, std::int64_t vertices)
     {
-        std::uint64_t vertices = _mesh.vertices.size();
-        std::uint64_t triangles = _mesh.triangles.size();
+        std::uint64_t triangles = 0;
         for (auto& leaf : leaves) {
             const std::size_t counts[3] = {leaf->leaf.vertices().size(), leaf->faceVertices.size(),
                                            leaf->edgeVertices.size()};
             for (std::size_t kind = 0; kind < 3; ++kind) {
                 leaf->firstNumber[kind] = vertices;
-                vertices += counts[kind];
+                vertices += static_cast<std::int64_t>(counts[kind]);
             }
             leaf->firstTriangle = triangles;
             triangles += leaf->triangles.size();
         }
-        if (vertices > std::numeric_limits<std::uint32_t>::max()) {
-            throw FaultError({"surface", std::to_string(vertices) + " vertices", "at most 4294967295",
-                              "ask for fewer cells or smaller bounds", FaultKind::FailedWork});
-        }
-        makeRoom(_mesh.vertices, vertices);
-        makeRoom(_mesh.triangles, triangles);
+        _triangles.resize(triangles);
+        return vertices;
     }
 
-    /// Resizes a list, with room for what the layers to come will bring if they are like those until now:
-    /// copies would double the memory.
-    template <class List>
-    void makeRoom(List& list, std::size_t size) const
+    void handOver(Leaves& leaves, const std::vector<LeafNeighbours>& neighbours)
     {
-        if (list.capacity() < size) {
-            const double expected = static_cast<double>(size) * std::min(1.1 / (_done + _share), 3.0);
-            list.reserve(static_cast<std::size_t>(expected));
+        const std::int64_t vertices = number(leaves, _vertexCount);
+        _vertices.resize(static_cast<std::size_t>(vertices - _vertexCount));
+        forEach(leaves.size(), [&] { return [&](std::size_t i) { write(*leaves[i], neighbours[i]); }; });
+        if (!_stopped && !_sink({_vertices, _triangles, _done + _share})) {
+            _stopped = true;
         }
-        list.resize(size);
+        _vertexCount = vertices;
     }
 
-    void write(const LeafPolygons& leaf)
+    void write(const LeafPolygons& leaf, const LeafNeighbours& neighbours)
     {
-        Point* vertex = _mesh.vertices.data() + leaf.firstNumber[0];
+        Point* vertex = _vertices.data() + (leaf.firstNumber[0] - _vertexCount);
         for (const CellVertex& v : leaf.leaf.vertices()) {
             *vertex++ = v.position;
         }
         vertex = std::copy(leaf.faceVertices.begin(), leaf.faceVertices.end(), vertex);
         std::copy(leaf.edgeVertices.begin(), leaf.edgeVertices.end(), vertex);
-        const LeafNeighbours neighbours = _lookup.neighbours(leaf);
-        auto* triangle = _mesh.triangles.data() + leaf.firstTriangle;
+        auto* triangle = _triangles.data() + leaf.firstTriangle;
         for (const auto& corners : leaf.triangles) {
             for (std::size_t i = 0; i < 3; ++i) {
-                (*triangle)[i] = static_cast<std::uint32_t>(
-                    neighbours[corners[i].below]->firstNumber[corners[i].kind] + corners[i].number);
+                (*triangle)[i] =
+                    neighbours[corners[i].below]->firstNumber[corners[i].kind] + corners[i].number;
             }
             ++triangle;
         }
@@ -296,10 +327,10 @@ private:
 
     static Leaves lastLayer(Leaves leaves)
     {
-        const std::int32_t layer = leaves.back()->leaf.at()[2];
         Leaves last;
         for (auto& leaf : leaves) {
-            if (leaf->leaf.at()[2] == layer) {
+            if (leaf->leaf.at()[2] == leaves.back()->leaf.at()[2]) {
+                leaf->triangles = {};
                 last.push_back(std::move(leaf));
             }
         }
@@ -307,13 +338,97 @@ private:
     }
 };
 
+/// Appends pieces to a mesh.
+class MeshSink {
+public:
+    explicit MeshSink(SurfaceMesh& mesh) : _mesh(mesh) {}
+
+    bool operator()(const SurfacePiece& piece) const
+    {
+        const std::uint64_t vertices = _mesh.vertices.size() + piece.vertices.size();
+        if (vertices > std::numeric_limits<std::uint32_t>::max()) {
+            throw FaultError({"surface", std::to_string(vertices) + " vertices", "at most 4294967295",
+                              "ask for fewer cells or smaller bounds", FaultKind::FailedWork});
+        }
+        makeRoom(_mesh.vertices, vertices, piece.done);
+        makeRoom(_mesh.triangles, _mesh.triangles.size() + piece.triangles.size(), piece.done);
+        _mesh.vertices.insert(_mesh.vertices.end(), piece.vertices.begin(), piece.vertices.end());
+        for (const auto& [a, b, c] : piece.triangles) {
+            _mesh.triangles.push_back({static_cast<std::uint32_t>(a), static_cast<std::uint32_t>(b),
+                                       static_cast<std::uint32_t>(c)});
+        }
+        return true;
+    }
+
+private:
+    SurfaceMesh& _mesh;
+
+    /// Room in a list for `size`, with what the layers to come will bring if they are like those until now:
+    /// copies would double the memory.
+    template <class List>
+    static void makeRoom(List& list, std::size_t size, double done)
+    {
+        if (list.capacity() < size) {
+            list.reserve(static_cast<std::size_t>(static_cast<double>(size) * std::min(1.1 / done, 3.0)));
+        }
+    }
+};
+
 } // namespace
 } // namespace surface
+
+SurfaceLayers allLayers(const SurfaceSettings& settings)
+{
+    return {0, surface::SurfaceGrid(settings.lower, settings.upper, settings.cells).leafCount(2)};
+}
+
+SurfaceEnd extractSurfacePieces(const PreparedField& field, const SurfaceSettings& settings,
+                                SurfaceLayers layers, SurfacePruning pruning, const SurfaceSink& sink,
+                                SurfaceWork& work, ProgressMonitor* monitor)
+{
+    return surface::Extraction(field, settings, layers, pruning, sink, monitor).run(work);
+}
 
 std::optional<SurfaceMesh> extractSurface(const PreparedField& field, const SurfaceSettings& settings,
                                           ProgressMonitor* monitor)
 {
-    return surface::Extraction(field, settings, monitor).run();
+    SurfaceMesh mesh;
+    SurfaceWork work;
+    SurfaceEnd end = SurfaceEnd::WrongBounds;
+    for (const SurfacePruning pruning : {SurfacePruning::ByBounds, SurfacePruning::None}) {
+        if (end == SurfaceEnd::WrongBounds) {
+            mesh = {};
+            work = {};
+            end = extractSurfacePieces(field, settings, allLayers(settings), pruning, surface::MeshSink(mesh),
+                                       work, monitor);
+        }
+    }
+    if (end == SurfaceEnd::Stopped) {
+        return std::nullopt;
+    }
+    const surface::SurfaceGrid grid(settings.lower, settings.upper, settings.cells);
+    if (settings.isOpen) {
+        surface::separateFansAtBounds(mesh, grid);
+        surface::dropUnusedVertices(mesh);
+    }
+    if (settings.flatness > 0) {
+        bool isStopped = false;
+        const auto asks = [&isStopped, keepGoing = followedBy(monitor)](double) {
+            isStopped = isStopped || !goesOn(keepGoing, 1.0);
+            return !isStopped;
+        };
+        surface::thinMesh(mesh, grid, settings.flatness, workerCount(settings.threads), asks);
+        if (isStopped) {
+            return std::nullopt;
+        }
+    }
+    if (monitor) {
+        monitor->progress(1.0);
+    }
+    mesh.undefinedSamples = work.undefinedSamples;
+    mesh.leaves = work.leaves;
+    mesh.sampledLeaves = work.sampledLeaves;
+    return mesh;
 }
 
 } // namespace zrk

@@ -7,7 +7,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace zrk {
@@ -22,6 +24,8 @@ struct SurfaceMesh {
     /// Samples of the field that were NaN, which counts as outside: 0 where it has values wherever it was
     /// asked for them.
     std::uint64_t undefinedSamples = 0;
+    std::uint64_t leaves = 0;        ///< boxes of 8^3 cells that the bounds consist of
+    std::uint64_t sampledLeaves = 0; ///< those that the field's bounds couldn't rule out
 };
 
 /// Which side of the iso value is solid: the values below it, as for a distance, or those above it, as for a
@@ -57,9 +61,8 @@ struct SurfaceSettings {
 /// field without a surface in the bounds gives no triangle, and one that is solid all over gives the bounds
 /// themselves.
 ///
-/// Memory beside the mesh: some layers of leaves of 8^3 cells, a few times the share of the mesh in them. A
-/// flatness needs the whole mesh before it is thinned, half as much again, and the triangles of a block of
-/// 64^3 cells for each thread.
+/// Memory beside the mesh: that of extractSurfacePieces(). A flatness needs the whole mesh before it is
+/// thinned, half as much again, and the triangles of a block of 64^3 cells for each thread.
 ///
 /// @param monitor  may be null. Nothing is returned when it interrupts, which is asked at least every few
 ///                 tens of milliseconds, or after some ten thousand samples where a sample takes longer.
@@ -70,5 +73,54 @@ struct SurfaceSettings {
 /// "Intersection-free contouring on an octree grid", Pacific Graphics 2006.
 ZRK_API std::optional<SurfaceMesh> extractSurface(const PreparedField& field, const SurfaceSettings& settings,
                                                   ProgressMonitor* monitor = nullptr);
+
+/// Layers of leaves, the boxes of 8^3 cells that a surface is found in, across z.
+struct SurfaceLayers {
+    std::int32_t first;
+    std::int32_t end;
+};
+/// All layers of a surface; their number depends on the cells along z alone.
+ZRK_API SurfaceLayers allLayers(const SurfaceSettings& settings);
+
+/// Vertices and triangles that follow those of the piece before. Corners are numbers of vertices, counted
+/// from the first vertex of the layers that are extracted: those below 0 stand in the layer beneath.
+struct SurfacePiece {
+    std::span<const Tensor<3, double>> vertices;
+    std::span<const std::array<std::int64_t, 3>> triangles;
+    double done; ///< share of the work, this piece included
+};
+/// Where pieces go; called on the thread that asked for them. False when no more can be taken.
+using SurfaceSink = std::function<bool(const SurfacePiece& piece)>;
+
+/// Whether boxes that the field's bounds prove to be free of the surface are left out.
+enum class SurfacePruning { ByBounds, None };
+
+/// What was done for the pieces of a surface.
+struct SurfaceWork {
+    std::uint64_t undefinedSamples = 0; ///< see SurfaceMesh
+    std::uint64_t leaves = 0;           ///< in the layers
+    std::uint64_t sampledLeaves = 0;    ///< those that the bounds couldn't rule out
+};
+
+enum class SurfaceEnd {
+    Complete,
+    Stopped,     ///< by the monitor or the sink
+    WrongBounds, ///< the field's bounds had excluded a leaf that the surface passes into
+};
+
+/// The surface as extractSurface() finds it, piece by piece, without being held: the pieces of all layers are
+/// the bytes of the whole, and so are those of some layers after those of the layers before. A surface that
+/// is open or thinned needs the whole mesh and isn't made here: `isOpen` and `flatness` are the
+/// precondition's false and 0.
+///
+/// After WrongBounds, what went to the sink isn't the surface; without pruning it is found.
+///
+/// Memory: two layers of leaves, some 20 KB for each that holds a piece of the surface, and 24 bytes for a
+/// million leaves at most. Layers that don't begin with the first cost two more, which are built anew.
+/// Throws, and asks the monitor, as extractSurface() does, but for the number of vertices, which isn't
+/// limited.
+ZRK_API SurfaceEnd extractSurfacePieces(const PreparedField& field, const SurfaceSettings& settings,
+                                        SurfaceLayers layers, SurfacePruning pruning, const SurfaceSink& sink,
+                                        SurfaceWork& work, ProgressMonitor* monitor = nullptr);
 
 } // namespace zrk

@@ -17,7 +17,7 @@ constexpr int kRootRounds = 6;
 constexpr double kRootTolerance = 1e-3; ///< of the difference along the edge
 constexpr double kGradientStep = 1e-4;  ///< of a cell
 constexpr int kMoveRounds = 3;
-constexpr double kSteep = 16; ///< of a field, against the distance to the bounds
+constexpr double kSteep = 2; ///< of a field, against the distance to the bounds
 
 /// A power of 2, so that it rounds nothing.
 double factorFor(double steepness)
@@ -397,7 +397,8 @@ void LeafBuilder::findPlanes()
         plane.normal = gradient(plane.at, root.value, 3 * r);
         const double slope = normalize(plane.normal);
         const double residue = root.value / slope;
-        if (slope > 0 && std::isfinite(slope) && std::isfinite(residue)) {
+        // Where an end isn't finite, the value tells nothing of the way to the surface.
+        if (root.tolerance > 0 && slope > 0 && std::isfinite(slope) && std::isfinite(residue)) {
             plane.offset = dot(plane.normal, plane.at) - residue;
         } else {
             plane.normal = {};

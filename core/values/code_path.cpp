@@ -1,6 +1,11 @@
 // Compiled as the rest of the library, for the processors that it is for.
 #include "core/values/processor.h"
 
+#if defined(ZRK_SIMD) && ZRK_SIMD && !defined(__SSE4_1__) && !defined(__aarch64__)
+#error                                                                                                       \
+    "SIMD batches need x86-64-v2 or later, or aarch64: set ZRK_ARCH to native, x86-64-v2 or -v3, or build with ZRK_SIMD=OFF."
+#endif
+
 namespace zrk {
 
 ProcessorFeatures requiredProcessorFeatures()
@@ -58,6 +63,8 @@ const char* codePath()
     return "x86-64-v3, 4 lanes";
 #elif defined(__AVX__)
     return "x86-64-v2 with AVX, 4 lanes";
+#elif defined(__aarch64__)
+    return "aarch64, 2 lanes";
 #else
     return "x86-64-v2, 2 lanes";
 #endif

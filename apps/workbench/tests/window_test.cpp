@@ -1,6 +1,5 @@
 #include "apps/workbench/export/export_bar.h"
 #include "apps/workbench/tests/window_fixture.h"
-#include "apps/workbench/window/dropped_files.h"
 #include "apps/workbench/window/library.h"
 #include "apps/workbench/window/quick_search.h"
 #include "apps/workbench/window/top_bar.h"
@@ -380,48 +379,6 @@ TEST_F(WindowTest, FollowsAnImport)
     settle(window);
     EXPECT_EQ(window.session()->history().doneCount(), 1u);
     zrkui::ZRKApp::ui().setFileDialog(nullptr);
-}
-
-TEST_F(WindowTest, TakesDroppedFiles)
-{
-    const auto pictures = zrktest::sourceFolder() / "examples/pictures";
-    put("triangle.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
-    put("notes.txt", "no field");
-    put("broken.png", "no picture");
-    struct Case {
-        std::filesystem::path file;
-        const char* type; ///< null where it is refused
-        std::size_t resources;
-    };
-    const Case cases[] = {
-        {pictures / "gear.png", "RGBAImageSampler", 1},
-        {pictures / "shell", "2DImageExtrude", 1},
-        {path("triangle.obj"), "MeshSDF", 0},
-        {path("notes.txt"), nullptr, 0},
-        {path("broken.png"), nullptr, 0},
-        {path("gone.obj"), nullptr, 0},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.file.string());
-        Window window;
-        window.show();
-        window.newDocument();
-        window.takeFile(QString::fromStdString(c.file.string()));
-        const auto& nodes = window.document()->graph()->nodes();
-        ASSERT_EQ(nodes.size(), c.type ? 1u : 0u) << window.message();
-        if (!c.type) {
-            EXPECT_EQ(window.problems().count(Problem::Kind::Error), 1);
-            EXPECT_FALSE(window.session()->canUndo());
-            continue;
-        }
-        EXPECT_EQ(nodes[0]->object->typeInfo().name, c.type);
-        const ZRKJson saved = ZRKJson::parse(window.document()->toText());
-        EXPECT_EQ(saved.value("resources", ZRKJson::array()).size(), c.resources);
-        EXPECT_EQ(window.session()->history().doneCount(), 1u) << "one step";
-        settle(window);
-        ASSERT_TRUE(window.session()->undo());
-        EXPECT_TRUE(nodes.empty());
-    }
 }
 
 TEST_F(WindowTest, APasteThatIsNoFragmentSaysSo)

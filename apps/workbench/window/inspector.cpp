@@ -329,7 +329,7 @@ void Inspector::show(std::optional<std::uint16_t> id)
     _pinColumn->setSpacing(scaled(*this, 2));
     column->addWidget(_pins);
     column->addStretch(1);
-    _object->onInspection(_panel, node);
+    inspect(node);
     _holder = holder;
     _area->setWidget(holder);
     showHeader();
@@ -337,6 +337,23 @@ void Inspector::show(std::optional<std::uint16_t> id)
     fitWidth();
     _areValuesNew = true;
     _refresh->start(0);
+}
+
+/// Fills the panel. Looking at a node mustn't take away what it was given: a component that lets go of an
+/// import then gets it back.
+void Inspector::inspect(const zrkmodel::ZRKNodeBase<0, zrkmodel::ZRKGraphObject>& node)
+{
+    auto* holder = dynamic_cast<zrkmodel::ZRKDataHolder*>(_object.get());
+    const zrkmodel::ZRKJson* entry = _session->entry(node.id());
+    if (!holder || !entry || !entry->contains("import")) {
+        _object->onInspection(_panel, node);
+        return;
+    }
+    const zrkmodel::ZRKHeldData held = holder->held();
+    _object->onInspection(_panel, node);
+    if (!(holder->held() == held)) {
+        holder->hold(held);
+    }
 }
 
 /// No panel is cut at its right.

@@ -123,6 +123,7 @@ private:
     void showMore();
     void tellEntries();
     void tell(const zrk::Result<void>& result);
+    void inspect(const zrkmodel::ZRKNodeBase<0, zrkmodel::ZRKGraphObject>& node);
     void fitWidth();
     void endGesture();
 };

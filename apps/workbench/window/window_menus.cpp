@@ -167,11 +167,11 @@ void Window::addFileMenu()
     connect(_recent, &QMenu::aboutToShow, this, [this] { fillRecent(); });
     addCommand(file, "&Examples", {}, "", [this] { _examplesDock->show(); });
     file->addSeparator();
-    _save = addCommand(file, "&Save", QKeySequence::Save, "save", [this] { save(); });
+    _save = addCommand(file, "&Save", QKeySequence::Save, "save", [this] { startSaving(); });
     _docCommands.push_back(
-        addCommand(file, "Save &as...", QKeySequence::SaveAs, "", [this] { askAndSave(); }));
+        addCommand(file, "Save &as...", QKeySequence::SaveAs, "", [this] { startSavingAs(); }));
     file->addSeparator();
-    _docCommands.push_back(addCommand(file, "Add a &file...", {}, "import", [this] { takeFile(QString()); }));
+    _docCommands.push_back(addCommand(file, "Add &files...", {}, "import", [this] { askAndAddFiles(); }));
     QMenu* exports = file->addMenu("&Export");
     exports->setIcon(icon("export"));
     const auto exporting = [&](const QString& text, ExportKind kind, const QKeySequence& keys = {}) {

@@ -244,6 +244,65 @@ TEST(Surface, HasTheSameBytesForAnyThreadsAndWithoutPruning)
         << "wrong bounds cost time only";
 }
 
+/// The mesh of pieces of layers, each from one layer to before the next, joined by the count of vertices.
+std::optional<SurfaceMesh> joined(const PreparedField& field, const SurfaceSettings& settings,
+                                  const std::vector<std::int32_t>& layers)
+{
+    SurfaceMesh mesh;
+    for (std::size_t i = 0; i + 1 < layers.size(); ++i) {
+        const auto first = static_cast<std::int64_t>(mesh.vertices.size());
+        const auto append = [&](const SurfacePiece& piece) {
+            mesh.vertices.insert(mesh.vertices.end(), piece.vertices.begin(), piece.vertices.end());
+            for (const auto& t : piece.triangles) {
+                mesh.triangles.push_back({static_cast<std::uint32_t>(first + t[0]),
+                                          static_cast<std::uint32_t>(first + t[1]),
+                                          static_cast<std::uint32_t>(first + t[2])});
+            }
+            return true;
+        };
+        SurfaceWork work;
+        if (extractSurfacePieces(field, settings, {layers[i], layers[i + 1]}, SurfacePruning::ByBounds,
+                                 append, work) != SurfaceEnd::Complete) {
+            return std::nullopt;
+        }
+    }
+    return mesh;
+}
+
+// Fails where a layer begins with other vertices than the one before ended with: faces, edges or cells of the
+// layers beneath left out or counted twice.
+TEST(Surface, HasTheSameBytesInLayers)
+{
+    struct Case {
+        const char* name;
+        PreparedField field;
+        double halfSide;
+    };
+    const Case cases[] = {{"features below a cell", prepared(Waves{7, 0.2}), 1.5},
+                          {"a ball, cut off", prepared(Sphere{{0.1, 0, 0}, 0.9}), 0.7},
+                          {"solid all over", prepared(Sphere{{}, 10}), 0.5},
+                          {"layers without a surface", prepared(Sphere{{0, 0, -0.3}, 0.15}), 1},
+                          {"without bounds", unbounded(Sphere{{}, 0.8}), 1}};
+    for (const Case& c : cases) {
+        for (const bool keepsCreases : {false, true}) {
+            SCOPED_TRACE(c.name);
+            SurfaceSettings settings = cube(c.halfSide, 37);
+            settings.keepsCreases = keepsCreases;
+            settings.cells[2] = 61; // 8 layers
+            const auto whole = extractSurface(c.field, settings);
+            EXPECT_FALSE(whole->triangles.empty());
+            for (const auto& layers :
+                 {std::vector{0, 8}, {0, 1, 8}, {0, 2, 3, 7, 8}, {0, 1, 2, 3, 4, 5, 6, 7, 8}}) {
+                const auto mesh = joined(c.field, settings, layers);
+                ASSERT_TRUE(mesh);
+                EXPECT_TRUE(isSame(*whole, *mesh)) << layers.size() - 1 << " parts";
+            }
+        }
+    }
+    // In layers nothing can be done again without bounds, so it is told.
+    EXPECT_FALSE(joined(prepared(WronglyBounded{}), cube(1.5, 60), {0, 2, 4, 6, 8}));
+}
+
 // Leaves are evaluated by what is left of the field there. Fails where that is used outside of its box, or
 // where values are given to leaves in another order.
 TEST(Surface, HasTheSameBytesWhateverIsLeftOut)
@@ -307,6 +366,34 @@ TEST(Surface, IsThatOfTheFieldHoweverSteepThatIs)
                 EXPECT_LT(error.vertexRms, 0.03 * 2 / 32);
                 EXPECT_GT(error.vertexRms, 0) << "all left out";
             }
+        }
+    }
+}
+
+/// Jumps at the sphere from one value to another.
+struct JumpingSphere {
+    Sphere sphere;
+    double inside;
+    double outside;
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return select(sphere(p) < 0.0, V(inside), V(outside));
+    }
+};
+
+TEST(Surface, OfAFieldThatJumpsIsAtTheJump)
+{
+    for (const double size : {0.1, 1.0, 10.0, 1e3, HUGE_VAL}) {
+        for (const std::int32_t cells : {8, 12, 16, 24, 32}) {
+            SCOPED_TRACE(::testing::Message() << size << ", " << cells << " cells");
+            const auto mesh = extractSurface(prepared(JumpingSphere{{{}, 0.8}, -size, size}), cube(1, cells));
+            double mean = 0;
+            for (const Tensor<3, double>& v : mesh->vertices) {
+                mean += (length(v) - 0.8) / static_cast<double>(mesh->vertices.size());
+            }
+            EXPECT_LT(std::abs(mean), 0.15 * 2 / cells);
         }
     }
 }

@@ -49,6 +49,32 @@ TEST_F(CanvasTest, SearchAddsATypeWhereItWasOpened)
     EXPECT_EQ(canvas->node(7), nullptr);
 }
 
+// However small the canvas is: beside the end, or else above or below it.
+TEST_F(CanvasTest, TheSearchDoesntCoverTheEndOfADroppedWire)
+{
+    for (const QSize size : {QSize(1100, 700), QSize(700, 500), QSize(480, 500), QSize(440, 420)}) {
+        canvas->resize(size);
+        canvas->fitAll(false);
+        const QRect all = pane()->rect();
+        for (const QPoint end : {all.center(), QPoint(all.right() - 12, all.center().y()),
+                                 QPoint(all.center().x(), all.bottom() - 12)}) {
+            SCOPED_TRACE(::testing::Message() << size.width() << ": " << end.x() << ", " << end.y());
+            if (std::any_of(graph().nodes().begin(), graph().nodes().end(), [&](const auto& node) {
+                    return canvas->nodeRect(node->id).adjusted(-16, -16, 16, 16).contains(end);
+                })) {
+                continue; // it would be dropped on a node
+            }
+            drag(canvas->pinPoint(out(5, 0)), end);
+            ASSERT_TRUE(canvas->searchPopup()->isVisible());
+            const QRect popup = canvas->searchPopup()->geometry();
+            EXPECT_FALSE(popup.contains(pane()->mapTo(canvas.get(), end)));
+            EXPECT_TRUE(canvas->rect().contains(popup));
+            EXPECT_GT(popup.height(), 100);
+            QTest::keyClick(canvas->searchPopup()->box(), Qt::Key_Escape);
+        }
+    }
+}
+
 TEST_F(CanvasTest, AWireDroppedOnNothingSearchesForWhatFitsAndLinksIt)
 {
     const std::size_t before = steps();

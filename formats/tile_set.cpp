@@ -1,0 +1,151 @@
+#include "formats/tile_set.h"
+
+#include "core/values/stop.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+
+namespace zrk {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string foundIn(const TileReport& report)
+{
+    return report.state == TileState::Other ? fmt::format("a tile of other work, with the digest {}",
+                                                          printable(report.digest, kMaxQuotation + 4))
+                                            : "a file that is no tile";
+}
+
+} // namespace
+
+std::string TileSet::fileOf(std::int32_t tile) const
+{
+    const fs::path path(index);
+    return (path.parent_path() / fmt::format("{}_{:04}{}", path.stem().string(), tile, extension())).string();
+}
+
+Result<void> checkTiles(const TileSet& tiles)
+{
+    constexpr int kMostTold = 20;
+    std::string wrong;
+    int count = 0;
+    for (std::int32_t tile = 0; tile < tiles.count(); ++tile) {
+        stopIfAsked();
+        const TileReport report = tiles.lookAt(tile);
+        if (report.state == TileState::Complete) {
+            continue;
+        }
+        const std::string what =
+            report.state == TileState::Missing ? "missing"
+            : report.state == TileState::Cut   ? "cut short"
+            : report.state == TileState::Other
+                ? fmt::format("of other work (digest {}, not {})", printable(report.digest, 64), tiles.digest)
+                : "no tile";
+        if (++count <= kMostTold) {
+            wrong += fmt::format("{}tile {} {}", wrong.empty() ? "" : ", ", tile, what);
+        }
+    }
+    if (count == 0) {
+        return {};
+    }
+    wrong += count > kMostTold ? fmt::format(" and {} more", count - kMostTold) : "";
+    return refused({tiles.index, wrong, fmt::format("all {} tiles complete", tiles.count()),
+                    "run the shards again that have these tiles: what is complete isn't computed again; tile "
+                    "T is in shard "
+                    "T modulo N plus 1 of N",
+                    FaultKind::FailedWork});
+}
+
+Result<bool> isTileWritten(const TileSet& tiles, std::int32_t tile)
+{
+    const TileReport report = tiles.lookAt(tile);
+    if (report.state == TileState::Other || report.state == TileState::Foreign) {
+        return refused({tiles.fileOf(tile), foundIn(report),
+                        fmt::format("a tile with the digest {}, or no file", tiles.digest),
+                        "give another name after -o, or remove what isn't needed any more",
+                        FaultKind::FailedWork});
+    }
+    return report.state == TileState::Complete;
+}
+
+Result<std::string> firstTileOf(const std::string& index, const char* extension, const char* command)
+{
+    const fs::path path(index);
+    const std::string stem = path.stem().string() + "_";
+    const std::string ending = extension;
+    const fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
+    std::error_code error;
+    std::string first;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        const bool isTile = name.size() >= stem.size() + 4 + ending.size() && name.starts_with(stem) &&
+                            name.ends_with(ending) &&
+                            name.find_first_not_of("0123456789", stem.size()) == name.size() - ending.size();
+        if (isTile && (first.empty() || name < first)) {
+            first = name;
+        }
+    }
+    if (first.empty()) {
+        return refused({index, "no tiles beside it", fmt::format("files such as {}0000{}", stem, ending),
+                        fmt::format("write them with `{} --shard`", command), FaultKind::FailedWork});
+    }
+    return (path.parent_path() / first).string();
+}
+
+std::string beginningOf(const std::string& path, std::size_t most)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::string text(most, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(most));
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    return text;
+}
+
+TileHead tileHead(const std::string& path, const std::string& mark, const std::string& endMark)
+{
+    const std::string head = beginningOf(path, kMostTileHead);
+    TileHead members;
+    const std::size_t begin = head.find(mark);
+    const std::size_t end = begin == std::string::npos ? begin : head.find(endMark, begin);
+    if (end == std::string::npos) {
+        return members;
+    }
+    std::istringstream lines(head.substr(begin + mark.size(), end + 1 - begin - mark.size()));
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t colon = line.find(": ");
+        if (colon != std::string::npos) {
+            members[line.substr(0, colon)] = line.substr(colon + 2);
+        }
+    }
+    return members;
+}
+
+std::string hexOf(const std::string& text)
+{
+    std::string hex;
+    for (const char c : text) {
+        hex += fmt::format("{:02x}", static_cast<unsigned char>(c));
+    }
+    return hex;
+}
+
+std::string fromHex(const std::string& hex)
+{
+    std::string text;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+        unsigned value = 0;
+        std::from_chars(hex.data() + i, hex.data() + i + 2, value, 16);
+        text += static_cast<char>(value);
+    }
+    return text;
+}
+
+} // namespace zrk

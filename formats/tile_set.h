@@ -1,0 +1,76 @@
+#pragma once
+
+#include "core/values/export.h"
+#include "core/values/fault.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace zrk {
+
+enum class TileState {
+    Missing,
+    Cut,      ///< its beginning alone
+    Complete, ///< its head, as many bytes as it must have, and its tail
+    Other,    ///< made from something else: another digest
+    Foreign,  ///< no tile
+};
+
+struct TileReport {
+    TileState state;
+    std::string digest{}; ///< that of another one
+};
+
+/// A large result in several files, its tiles, which can be written in any order and by several programs. The
+/// same tiles come of every division of the work.
+struct ZRK_API TileSet {
+    std::string
+        index; ///< what the set is named by; tiles lie beside it: part.pvti has part_0000.vti and so on
+    std::string digest; ///< of what the tiles are made from
+
+    virtual ~TileSet() = default;
+    virtual std::int32_t count() const = 0;
+    /// With its point, such as ".vti".
+    virtual const char* extension() const = 0;
+    /// What stands in the place of a tile. Reads its head and tail.
+    virtual TileReport lookAt(std::int32_t tile) const = 0;
+
+    std::string fileOf(std::int32_t tile) const;
+
+protected:
+    TileSet() = default;
+    TileSet(std::string index, std::string digest) : index(std::move(index)), digest(std::move(digest)) {}
+    TileSet(const TileSet&) = default;
+    TileSet(TileSet&&) = default;
+    TileSet& operator=(const TileSet&) = default;
+    TileSet& operator=(TileSet&&) = default;
+};
+
+/// Refuses tiles that aren't all complete, with a list of what is wrong (FailedWork).
+ZRK_API Result<void> checkTiles(const TileSet& tiles);
+
+/// True for a tile that is written already. Refuses what stands in its place and isn't it, with both digests
+/// where it is one of other work (FailedWork).
+ZRK_API Result<bool> isTileWritten(const TileSet& tiles, std::int32_t tile);
+
+/// The file of the first tile of a set that is there. Refused where there is none (FailedWork).
+/// @param command  that writes such tiles, for the message.
+Result<std::string> firstTileOf(const std::string& index, const char* extension, const char* command);
+
+/// What the head of a tile says of the whole: lines "key: value" between two marks.
+using TileHead = std::map<std::string, std::string>;
+inline constexpr std::size_t kMostTileHead = 1 << 16;
+
+/// The lines of a file's head after `mark`; empty where they aren't there.
+TileHead tileHead(const std::string& path, const std::string& mark, const std::string& end);
+/// The first bytes of a file.
+std::string beginningOf(const std::string& path, std::size_t most);
+
+/// @{ Any text as digits and letters, and back.
+std::string hexOf(const std::string& text);
+std::string fromHex(const std::string& hex);
+/// @}
+
+} // namespace zrk
