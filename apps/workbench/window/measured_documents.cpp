@@ -38,13 +38,13 @@ ZRKJson chainOfNodes(int count)
     const int spheres = count / 2;
     for (int i = 0; i < spheres; ++i) {
         const ZRKJson center = {i % 5 - 2, i / 5 % 5 - 2, i / 25 % 5 - 2};
-        addNode(document, i, "SphereSDF", {{"center", center}, {"radius", 0.4}}, 220 * (i % 40) - 220,
-                160 * (i / 40) + 80 * (i % 2));
+        addNode(document, i, "SphereSDF", {{"center", center}, {"radius", 0.4}}, 220 * (i % 40),
+                240 * (i / 40));
     }
     int last = 0;
     for (int i = 1; i < spheres; ++i) {
         const int id = spheres + i - 1;
-        addNode(document, id, "BinaryOperator", {{"op_name", "min"}}, 220 * (i % 40), 160 * (i / 40) + 8000);
+        addNode(document, id, "BinaryOperator", {{"op_name", "min"}}, 220 * (i % 40), 240 * (i / 40) + 8000);
         addLink(document, last, id, 0);
         addLink(document, i, id, 1);
         last = id;
