@@ -131,7 +131,7 @@ class Field:
         return self._core.bounds
 
     def _box(self, bounds):
-        return self._core.bounds if bounds is None else check.box(bounds)
+        return check.box(self._core.bounds, "bounds of the document") if bounds is None else check.box(bounds)
 
     def volume(self, bounds=None, resolution=64, *, threads=0, progress=None):
         """Values at the nodes of a grid, which lie on the faces of the bounds.
@@ -707,7 +707,12 @@ def constant(value):
     >>> zrk.constant(2.5)((1, 2, 3)), zrk.constant((1, 0, 2))((1, 2, 3)).tolist()
     (2.5, [1.0, 0.0, 2.0])
     """
-    numbers = np.asarray(value, float)
+    try:
+        numbers = np.asarray(value, float)
+    except (TypeError, ValueError, OverflowError):
+        numbers = np.full(0, np.nan)
+    if numbers.size == 0 or not np.isfinite(numbers).all():
+        raise Error("value", repr(value), "a finite number, or three or four of them", "give numbers")
     if numbers.shape == ():
         zero = _component("ZRKMultiply", a=_component("ZRKPlaneSDF"), multiplier=0.0)
         return _component("ZRKLevelsetIsoValue", density=zero, levelset_isovalue=float(numbers))
