@@ -17,7 +17,7 @@ class CMakeBuild(build_ext):
 
     def build_extension(self, extension):
         configure = ["cmake", "-S", ROOT, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release", "-DZRK_TESTS=OFF",
-                     "-DZRK_QT=OFF", f"-DZRK_PYTHON_INTERPRETER={sys.executable}"]
+                     "-DZRK_QT=OFF", "-DZRK_UNITY=ON", f"-DZRK_PYTHON_INTERPRETER={sys.executable}"]
         if shutil.which("ccache"):
             configure.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
         subprocess.run(configure, check=True)

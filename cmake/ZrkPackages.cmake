@@ -2,8 +2,11 @@
 set(CPACK_PACKAGE_NAME zrk)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_VENDOR "ZRKGraphComponents")
-set(CPACK_PACKAGE_CONTACT "ZRKGraphComponents developers <zrk@localhost.localdomain>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "fields over space, made from a node graph")
+# An address that can't be anybody's, until there is one.
+set(ZRK_MAINTAINER "ZRKGraphComponents developers <zrk@zrk.invalid>" CACHE STRING "Whom the packages name: Name <address>")
+set(CPACK_PACKAGE_CONTACT "${ZRK_MAINTAINER}")
+# CPack would put a summary of the whole above those of the packages.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGE_DIRECTORY "${CMAKE_BINARY_DIR}/packages")
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -11,17 +14,14 @@ set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
-# zrk_package(NAME SECTION DEPENDS TEXT): the package of the part with that name.
+# zrk_package(NAME SECTION DEPENDS TEXT): the package of the part with that name. The first line of TEXT is a summary.
 function(zrk_package name section depends text)
     string(TOUPPER "${name}" part)
     set(CPACK_DEBIAN_${part}_PACKAGE_NAME ${name} PARENT_SCOPE)
@@ -43,41 +43,66 @@ function(zrk_package name section depends text)
     install(FILES "${licence}" RENAME copyright DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${name}" COMPONENT ${name})
 endfunction()
 
+# zrk_shared_package(NAME LIBRARY): what a package with a shared library tells of it. CPack itself would list libzrk twice, as it
+# is there for two processors.
+function(zrk_shared_package name library)
+    string(TOUPPER "${name}" part)
+    set(shlibs "${CMAKE_BINARY_DIR}/packaging/${name}/shlibs")
+    file(WRITE "${shlibs}" "${library} ${PROJECT_VERSION_MAJOR} ${name} (= ${PROJECT_VERSION})\n")
+    set(CPACK_DEBIAN_${part}_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/packages/triggers;${shlibs}" PARENT_SCOPE)
+endfunction()
+
 set(same "(= ${PROJECT_VERSION})")
+# CPack puts the blank before each line of a description, and a point on empty ones.
+set(about "ZRKGraphComponents makes solids and other fields over space from a graph of
+components: signed distances, images and meshes, warps, periodic patterns, and
+what combines them.
+
+")
 set(CPACK_COMPONENTS_ALL)
-zrk_package(libzrk0 libs "" "fields over space, made from a node graph: shared library
- Signed distances, warps, patterns and the operators that combine them, with an
- engine that evaluates chains of them over millions of positions. The processor's
- newest instructions are chosen when a program starts.")
-set(CPACK_DEBIAN_LIBZRK0_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/packages/triggers")
-zrk_package(zrk science "libzrk0 ${same}" "fields over space, made from a node graph: command line
- Samples, slices, draws and measures the solids that a graph document describes,
- and writes them as volumes, pictures and meshes for printers. With documentation
- and examples.")
+zrk_package(libzrk0 libs "" "fields over space from a node graph (shared library)
+${about}This library reads graph documents and computes their fields, surfaces and
+pictures. It holds code for x86-64-v3 and for x86-64-v4.")
+zrk_shared_package(libzrk0 libzrk)
+zrk_package(zrk science "libzrk0 ${same}" "fields over space from a node graph (command line)
+${about}The program samples, slices, draws and measures what a graph document
+describes, and writes volumes, pictures, and meshes for printers. Documentation
+and examples come with it.")
 zrk_package(libzrk-dev libdevel "libzrk0 ${same}, nlohmann-json3-dev, libexpected-dev"
-    "fields over space, made from a node graph: development files
- Headers, static libraries, and what CMake and pkg-config need to find them.")
+    "fields over space from a node graph (development files)
+${about}This package holds headers, static libraries, and what CMake and pkg-config
+need to find them. The packages that it suggests are for static linking and
+for panels.")
 set(CPACK_DEBIAN_LIBZRK-DEV_PACKAGE_SUGGESTS
     "libfmt-dev, libspng-dev, zlib1g-dev, libjpeg-dev, libtiff-dev, libsleef-dev, qtbase5-dev")
 if(ZRK_QT)
-    zrk_package(libzrk-inspectors0 libs "libzrk0 ${same}" "fields over space, made from a node graph: panels
- The panels of the components, for programs with Qt Widgets.")
-    set(CPACK_DEBIAN_LIBZRK-INSPECTORS0_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/packages/triggers")
+    zrk_package(libzrk-inspectors0 libs "libzrk0 ${same}" "fields over space from a node graph (panels)
+${about}This library holds the panels in which properties of components are edited,
+for programs with Qt Widgets.")
+    zrk_shared_package(libzrk-inspectors0 libzrk-inspectors)
     string(APPEND CPACK_DEBIAN_LIBZRK-DEV_PACKAGE_DEPENDS ", libzrk-inspectors0 ${same}")
     zrk_package(zrk-workbench science "libzrk0 ${same}, libzrk-inspectors0 ${same}"
-        "fields over space, made from a node graph: workbench
- Shows a graph document in a window, with the panels of its components and a
- slice that follows every change.")
+        "fields over space from a node graph (workbench)
+${about}The workbench edits a graph document in a window, with its nodes and wires,
+the panels of its components, and slices and solids that follow every change.")
 endif()
 if(ZRK_PYTHON)
     zrk_package(python3-zrk python "libzrk0 ${same}, python3 (>= 3.11), python3 (<< 3.12), python3-numpy"
-        "fields over space, made from a node graph: Python module
- Components as Python classes, evaluated over NumPy arrays.")
+        "fields over space from a node graph (Python module)
+${about}With this module components are Python classes that compute NumPy arrays;
+volumes, surfaces, pictures and graph documents are made of them.")
 endif()
 
-# The source, as it lies there; it builds without git.
+# The source, as it lies there; it builds without git. Patterns are for whole paths.
+string(REGEX REPLACE "([.+*?()|$])" "[\\1]" top "${PROJECT_SOURCE_DIR}")
 set(CPACK_SOURCE_GENERATOR TGZ)
 set(CPACK_SOURCE_PACKAGE_FILE_NAME "zrk-${PROJECT_VERSION}-source")
-set(CPACK_SOURCE_IGNORE_FILES "/build/" "/out/" "/fuzz-finds/" "/\\\\.git" "/\\\\.cache/" "__pycache__" "\\\\.swp$" "\\\\.egg-info/"
-    "compile_commands.json")
+set(CPACK_SOURCE_IGNORE_FILES "^${top}/(build|out|fuzz-finds|[.]git|[.]cache)/" "^${top}/([.]git|compile_commands[.]json)$"
+    "__pycache__" "[.]swp$" "[.]egg-info/")
 include(CPack)
+
+# `ctest --preset packages` tries what `--target package package_source` has made.
+enable_testing()
+add_test(NAME packages
+    COMMAND Python3::Interpreter -B "${PROJECT_SOURCE_DIR}/tests/packages_test.py" "${CPACK_PACKAGE_DIRECTORY}")
+set_tests_properties(packages PROPERTIES LABELS packages TIMEOUT 1200 SKIP_RETURN_CODE 77)

@@ -2,8 +2,10 @@
 
 #include "core/engine/field_generator.h"
 #include "core/engine/kernel.h"
+#include "core/engine/progress.h"
 #include "model/deferred_work.h"
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -44,6 +46,50 @@ private:
     mutable Work _work;
     mutable std::optional<T> _value;
     mutable std::atomic<bool> _isDone{false};
+};
+
+/// How far a computation has come, for whoever asks, on any thread. A copy is of none.
+class ComputationMeter {
+public:
+    ComputationMeter() = default;
+    ComputationMeter(const ComputationMeter&) {}
+    ComputationMeter& operator=(const ComputationMeter&) { return *this; }
+
+    /// 0 to 1; none while nothing runs.
+    std::optional<double> fraction() const
+    {
+        const double now = _fraction.load(std::memory_order_relaxed);
+        return now < 0 ? std::nullopt : std::optional(now);
+    }
+
+    /// A computation that runs while this lives.
+    class Run final : public zrk::ProgressMonitor {
+    public:
+        /// @param outer  is told too, and may stop it; may be null.
+        Run(ComputationMeter& meter, zrk::ProgressMonitor* outer) : _meter(meter), _outer(outer)
+        {
+            _meter._fraction.store(0, std::memory_order_relaxed);
+        }
+        ~Run() override { _meter._fraction.store(-1, std::memory_order_relaxed); }
+        Run(const Run&) = delete;
+        Run& operator=(const Run&) = delete;
+
+        void progress(double fraction) override
+        {
+            _meter._fraction.store(std::clamp(fraction, 0.0, 1.0), std::memory_order_relaxed);
+            if (_outer) {
+                _outer->progress(fraction);
+            }
+        }
+        bool interruptRequested() override { return _outer && _outer->interruptRequested(); }
+
+    private:
+        ComputationMeter& _meter;
+        zrk::ProgressMonitor* _outer;
+    };
+
+private:
+    std::atomic<double> _fraction{-1};
 };
 
 /// The closure of a kernel that its first sample makes.

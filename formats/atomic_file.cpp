@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <filesystem>
 #include <optional>
 #include <string_view>
@@ -229,6 +230,10 @@ Result<void> AtomicFile::open(const std::string& name)
         return failure("replacing it");
     }
     isInFolder = true;
+    if (target.size() - (target.rfind('/') + 1) > NAME_MAX) { // else told only when the file is finished
+        errno = ENAMETOOLONG;
+        return failure("creating it");
+    }
     return createTemporary().map([&] {
         if (exists) {
             // Some file systems have no permissions to set; the file is good without them.

@@ -20,22 +20,15 @@ namespace zrk {
 
 namespace {
 
-/// What the header of an array says.
-struct ArrayHeader {
-    std::string type; ///< such as "<f8"
-    bool isFortranOrder = false;
-    std::vector<std::uint64_t> shape;
-};
-
 /// Reads the dictionary of a header, a literal of the Python language:
 /// {'descr': '<f8', 'fortran_order': False, 'shape': (2, 3, 4), }
 class HeaderReader {
 public:
     explicit HeaderReader(std::string_view text) : _text(text) {}
 
-    std::optional<ArrayHeader> read()
+    std::optional<NpyHead> read()
     {
-        ArrayHeader header;
+        NpyHead header;
         bool hasType = false, hasOrder = false, hasShape = false;
         if (!take('{')) {
             return std::nullopt;
@@ -159,7 +152,7 @@ tl::unexpected<Fault> refuse(const std::string& place, std::string found, std::s
 }
 
 template <class T>
-Result<ImageChannel<3>> volume(const ArrayHeader& header, std::span<const std::uint8_t> data,
+Result<ImageChannel<3>> volume(const NpyHead& header, std::span<const std::uint8_t> data,
                                const std::string& place)
 {
     const std::uint64_t nz = header.shape[0], ny = header.shape[1], nx = header.shape[2];
@@ -221,14 +214,11 @@ std::optional<Sections> sections(std::span<const std::uint8_t> bytes)
 
 Result<ImageChannel<3>> decoded(std::span<const std::uint8_t> bytes, const std::string& place)
 {
-    const auto parts = sections(bytes);
-    if (!parts) {
-        return refuse(place, "something else or a damaged file", "a NumPy array of format 1, 2 or 3");
-    }
-    const auto header = HeaderReader(parts->header).read();
+    const auto header = readNpyHead(bytes, place);
     if (!header) {
-        return refuse(place, "a header that can't be read", "'descr', 'fortran_order' and 'shape'");
+        return refused(header.error());
     }
+    const std::span<const std::uint8_t> data = bytes.subspan(header->bytes);
     if (header->shape.size() != 3) {
         return refuse(place, "an array of " + std::to_string(header->shape.size()) + " dimensions",
                       "3: (nz, ny, nx)");
@@ -237,22 +227,36 @@ Result<ImageChannel<3>> decoded(std::span<const std::uint8_t> bytes, const std::
     if (type.size() == 3 && std::string_view("<>|=").find(type[0]) != std::string_view::npos) {
         const std::string kind = type.substr(1);
         if (kind == "u1") {
-            return volume<std::uint8_t>(*header, parts->data, place);
+            return volume<std::uint8_t>(*header, data, place);
         }
         if (kind == "u2") {
-            return volume<std::uint16_t>(*header, parts->data, place);
+            return volume<std::uint16_t>(*header, data, place);
         }
         if (kind == "f4") {
-            return volume<float>(*header, parts->data, place);
+            return volume<float>(*header, data, place);
         }
         if (kind == "f8") {
-            return volume<double>(*header, parts->data, place);
+            return volume<double>(*header, data, place);
         }
     }
     return refuse(place, "values of the type " + quotation(type), "uint8, uint16, float32 or float64");
 }
 
 } // namespace
+
+Result<NpyHead> readNpyHead(std::span<const std::uint8_t> bytes, const std::string& place)
+{
+    const auto parts = sections(bytes);
+    if (!parts) {
+        return refuse(place, "something else or a damaged file", "a NumPy array of format 1, 2 or 3");
+    }
+    auto head = HeaderReader(parts->header).read();
+    if (!head) {
+        return refuse(place, "a header that can't be read", "'descr', 'fortran_order' and 'shape'");
+    }
+    head->bytes = bytes.size() - parts->data.size();
+    return *head;
+}
 
 Result<ImageChannel<3>> readNpy(std::span<const std::uint8_t> bytes, const std::string& place)
 {

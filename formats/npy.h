@@ -5,10 +5,12 @@
 #include "core/values/image_channel.h"
 #include "formats/volume.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace zrk {
 
@@ -26,6 +28,17 @@ Result<ImageChannel<3>> readNpy(std::span<const std::uint8_t> bytes, const std::
 
 /// The same from a file.
 ZRK_API Result<ImageChannel<3>> readNpyFile(const std::filesystem::path& path);
+
+/// What stands before the values in an array file.
+struct NpyHead {
+    std::string type; ///< such as "<f8"
+    bool isFortranOrder = false;
+    std::vector<std::uint64_t> shape; ///< extents beyond any limit aren't told exactly
+    std::size_t bytes = 0;            ///< of the head
+};
+
+/// Reads what an array file begins with.
+Result<NpyHead> readNpyHead(std::span<const std::uint8_t> bytes, const std::string& place);
 
 /// What stands before the values in an array file of format 1.0: shape (nz, ny, nx), or (nz, ny, nx,
 /// components). Holds no positions.

@@ -16,6 +16,8 @@ namespace zrk {
 
 namespace {
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF"; ///< as some editors put it before UTF-8
+
 /// The vertex that a corner such as "7", "7/1/2" or "-1//3" names, from 0. Nothing for any other word.
 std::optional<std::int64_t> vertexOf(std::string_view corner, std::size_t vertexCount)
 {
@@ -91,6 +93,9 @@ Result<FileMesh> readObjMesh(const std::filesystem::path& path)
         MeshBuilder builder;
         while (lines.next()) {
             std::string_view rest = lines.line();
+            if (lines.number() == 1 && rest.starts_with(kByteOrderMark)) {
+                rest.remove_prefix(kByteOrderMark.size());
+            }
             const std::string_view word = takeWord(rest);
             const bool isGood = word == "v"   ? lines.isWhole() && readVertex(rest, builder)
                                 : word == "f" ? lines.isWhole() && readFace(rest, builder)

@@ -46,6 +46,8 @@ Result<void> checkTiles(const TileSet& tiles)
         const std::string what =
             report.state == TileState::Missing ? "missing"
             : report.state == TileState::Cut   ? "cut short"
+            : report.state == TileState::Other && report.digest == tiles.digest
+                ? "under the name of another one"
             : report.state == TileState::Other
                 ? fmt::format("of other work (digest {}, not {})", printable(report.digest, 64), tiles.digest)
                 : "no tile";

@@ -4,8 +4,10 @@
 
 #include "core/engine/worker_team.h"
 #include "core/mesh/mesh_field.h"
+#include "core/values/stop.h"
+#include "formats/input_file.h"
 #include "formats/part.h"
-#include "formats/volume.h"
+#include "formats/volume_source.h"
 
 #include <openvdb/io/Stream.h>
 #include <openvdb/openvdb.h>
@@ -16,12 +18,17 @@
 #include <array>
 #include <atomic>
 #include <cmath>
+#include <functional>
+#include <istream>
+#include <limits>
 #include <memory>
 #include <numbers>
 #include <optional>
 #include <ostream>
 #include <span>
 #include <streambuf>
+#include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -256,7 +263,7 @@ template <class Grid>
 class LevelSetOfBoxes final : public VdbLevelSet {
 public:
     explicit LevelSetOfBoxes(const VdbLevelSetHead& head)
-        : _band(static_cast<Value>(head.band)), _grid(Grid::create(_band))
+        : _band(static_cast<Value>(head.band)), _exactBand(head.band), _grid(Grid::create(_band))
     {
         describe(*_grid, openvdb::Vec3d(head.voxel), {head.origin[0], head.origin[1], head.origin[2]},
                  head.name, head.unit);
@@ -271,10 +278,10 @@ public:
         for (std::int32_t k = 0; k < kLeafEdge; ++k) {
             for (std::int32_t j = 0; j < kLeafEdge; ++j) {
                 for (std::int32_t i = 0; i < kLeafEdge; ++i) {
-                    const auto number = static_cast<Value>(*value++);
+                    const double number = *value++;
                     const auto place = Leaf::coordToOffset(Coord(i, j, k));
-                    if (std::abs(number) < _band) {
-                        leaf->setValueOn(place, number);
+                    if (std::abs(number) < _exactBand) {
+                        leaf->setValueOn(place, static_cast<Value>(number));
                     } else {
                         leaf->setValueOnly(place, number < 0 ? -_band : _band);
                     }
@@ -310,6 +317,7 @@ private:
 
     Session _session{1};
     Value _band;
+    double _exactBand; ///< which nodes are in the band doesn't depend on the type
     typename Grid::Ptr _grid;
 };
 
@@ -514,8 +522,165 @@ Result<void> writeLevelSet(const Part& part, const ByteSink& sink, const KeepGoi
     return grid ? writeGrids({grid}, sink, keepGoing) : Result<void>(refused(interruptedAt("writing")));
 }
 
+/// A file's bytes on their way into OpenVDB, which asks for few at a time.
+class FileBuffer final : public std::streambuf {
+public:
+    explicit FileBuffer(InputFile file) : _file(std::move(file)), _bytes(std::size_t{1} << 16) {}
+
+protected:
+    int_type underflow() override
+    {
+        stopIfAsked();
+        const std::size_t size = valueOrThrow(_file.read(_bytes.data(), _bytes.size()));
+        setg(_bytes.data(), _bytes.data(), _bytes.data() + size);
+        return size == 0 ? traits_type::eof() : traits_type::to_int_type(*gptr());
+    }
+
+private:
+    InputFile _file;
+    std::vector<char> _bytes;
+};
+
+[[noreturn]] void refuseGrids(const std::string& place, std::string found)
+{
+    throw FaultError({place, std::move(found),
+                      "one grid of numbers, or one of vectors and perhaps one of numbers for opacities",
+                      "write the file again with one volume"});
+}
+
+/// Reads the values of `count` voxels from one on along x, and puts them side by side, `step` numbers apart.
+using RowReader = std::function<void(Coord at, std::int32_t count, double* to, std::size_t step)>;
+
+/// None for a grid of another type.
+template <class Grid>
+RowReader rowsOf(const openvdb::GridBase::Ptr& any)
+{
+    const auto grid = openvdb::gridPtrCast<Grid>(any);
+    if (!grid) {
+        return {};
+    }
+    return [grid, accessor = grid->getConstAccessor()](Coord at, std::int32_t count, double* to,
+                                                       std::size_t step) {
+        for (std::int32_t i = 0; i < count; ++i, to += step) {
+            const auto& value = accessor.getValue(at.offsetBy(i, 0, 0));
+            if constexpr (std::is_arithmetic_v<typename Grid::ValueType>) {
+                *to = static_cast<double>(value);
+            } else {
+                std::copy_n(value.asPointer(), 3, to);
+            }
+        }
+    };
+}
+
+RowReader firstOf(RowReader one, RowReader other) { return one ? std::move(one) : std::move(other); }
+RowReader numbersOf(const openvdb::GridBase::Ptr& grid)
+{
+    return firstOf(rowsOf<openvdb::FloatGrid>(grid), rowsOf<openvdb::DoubleGrid>(grid));
+}
+RowReader vectorsOf(const openvdb::GridBase::Ptr& grid)
+{
+    return firstOf(rowsOf<openvdb::Vec3SGrid>(grid), rowsOf<openvdb::Vec3DGrid>(grid));
+}
+
+/// What the grid's transform and metadata tell of the volume in a box of voxels.
+Volume volumeIn(const openvdb::CoordBBox& box, const openvdb::GridBase& grid, int components,
+                const std::string& path)
+{
+    Volume volume{};
+    volume.components = components;
+    const openvdb::math::Transform& transform = grid.constTransform();
+    const openvdb::Vec3d first = transform.indexToWorld(box.min());
+    double lower[3];
+    double spacing[3];
+    for (int axis = 0; axis < 3; ++axis) {
+        const auto extent = static_cast<std::int64_t>(box.max()[axis]) - box.min()[axis] + 1;
+        if (extent > std::numeric_limits<std::int32_t>::max()) {
+            refuseGrids(path, "active voxels too far apart");
+        }
+        volume.dims[axis] = static_cast<std::int32_t>(extent);
+        openvdb::Vec3d step(0, 0, 0);
+        step[axis] = 1;
+        step = transform.indexToWorld(step) - transform.indexToWorld(openvdb::Vec3d(0, 0, 0));
+        for (int other = 0; other < 3; ++other) {
+            if (!transform.isLinear() || (other != axis && step[other] != 0)) {
+                refuseGrids(path, "a grid that is turned or distorted");
+            }
+        }
+        lower[axis] = first[axis];
+        spacing[axis] = transform.voxelSize()[axis];
+    }
+    placeNodes(volume, lower, spacing, path);
+    volume.name = grid.getName();
+    volume.isDensity = grid.getGridClass() == openvdb::GRID_FOG_VOLUME;
+    const auto unit = grid.getMetadata<openvdb::StringMetadata>("unit");
+    volume.unit = unit && lengthUnit("unit", unit->value()) ? unit->value() : "";
+    return volume;
+}
+
+VolumeSource sourceOf(const openvdb::GridPtrVec& grids, const std::string& path)
+{
+    const RowReader numbers = grids.empty() ? RowReader() : numbersOf(grids[0]);
+    const RowReader vectors = grids.empty() ? RowReader() : vectorsOf(grids[0]);
+    const RowReader opacities = grids.size() == 2 ? numbersOf(grids[1]) : RowReader();
+    if ((grids.size() != 1 && !(vectors && opacities)) || !(numbers || vectors)) {
+        refuseGrids(path, grids.size() == 1
+                              ? "a grid of the type " + printable(grids[0]->type(), kMaxQuotation)
+                              : std::to_string(grids.size()) + " grids");
+    }
+    const openvdb::CoordBBox box = grids[0]->evalActiveVoxelBoundingBox();
+    if (box.empty()) {
+        refuseGrids(path, "a grid without active voxels");
+    }
+    const std::size_t components = numbers ? 1 : opacities ? 4 : 3;
+    VolumeSource source{volumeIn(box, *grids[0], static_cast<int>(components), path), {}};
+    source.read = [=, at = box.min()](std::span<double> values) mutable {
+        return attempt(path, [&] {
+            for (std::size_t done = 0; done + components <= values.size();) {
+                stopIfAsked();
+                const auto left = static_cast<std::int32_t>(
+                    std::min<std::size_t>((values.size() - done) / components, 1 << 16));
+                const std::int32_t count = std::min(left, box.max()[0] - at[0] + 1);
+                double* const to = values.data() + done;
+                (numbers ? numbers : vectors)(at, count, to, components);
+                if (opacities) {
+                    opacities(at, count, to + 3, components);
+                }
+                done += components * static_cast<std::size_t>(count);
+                at[0] += count;
+                for (int axis = 0; axis < 2 && at[axis] > box.max()[axis]; ++axis) {
+                    at[axis] = box.min()[axis];
+                    ++at[axis + 1];
+                }
+            }
+        });
+    };
+    return source;
+}
+
+Result<VolumeSource> readGrids(const std::string& path)
+{
+    return InputFile::open(path).and_then([&](InputFile file) {
+        return attempt(path, [&] {
+            const Session session(1);
+            FileBuffer buffer(std::move(file));
+            std::istream stream(&buffer);
+            // What the buffer throws comes through, and an end before its time is told.
+            stream.exceptions(std::ios::badbit | std::ios::failbit);
+            try {
+                return sourceOf(*openvdb::io::Stream(stream, false).getGrids(), path);
+            } catch (const openvdb::Exception& error) {
+                throw FaultError(
+                    {path, printable(error.what(), kMaxQuotation), "a VDB file", "write it again"});
+            } catch (const std::ios::failure&) {
+                throw FaultError({path, "an end before its time", "a whole VDB file", "write it again"});
+            }
+        });
+    });
+}
+
 } // namespace
 
 } // namespace zrk
 
-const zrk::VdbModule zrkVdbModule = {&zrk::beginVolume, &zrk::beginBoxes, &zrk::writeLevelSet};
+const zrk::VdbModule zrkVdbModule = {&zrk::beginVolume, &zrk::beginBoxes, &zrk::writeLevelSet,
+                                     &zrk::readGrids};

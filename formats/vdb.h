@@ -15,8 +15,10 @@
 namespace zrk {
 
 struct Part;
+struct VolumeSource;
 
-/// Whether this build writes VDB files, that is, was made with OpenVDB. The writers below refuse all else.
+/// Whether this build reads and writes VDB files, that is, was made with OpenVDB. Without it the functions
+/// below refuse everything.
 ZRK_API bool canWriteVdb();
 
 /// A volume on its way into a VDB file, whose values come in their order.
@@ -80,5 +82,8 @@ ZRK_API Result<std::unique_ptr<VdbLevelSet>> beginLevelSet(const VdbLevelSetHead
 /// @param keepGoing  may be empty; asked all the time but while the triangles' hierarchy is built, which
 ///                   takes a second for some three million.
 Result<void> writeVdb(const Part& part, const ByteSink& sink, const KeepGoing& keepGoing);
+
+/// Opens a volume as openVolume() tells.
+Result<VolumeSource> readVdb(const std::string& path);
 
 } // namespace zrk

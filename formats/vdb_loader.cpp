@@ -1,5 +1,7 @@
 #include "formats/vdb_module.h"
 
+#include "formats/volume_source.h"
+
 #include <dlfcn.h>
 #include <unistd.h>
 
@@ -58,7 +60,7 @@ Result<const VdbModule*> module()
         }
         const char* const reason = path.empty() ? nullptr : ::dlerror();
         return refused({path.empty() ? "zrk_vdb.so" : path, reason ? reason : "no such file",
-                        "the module that writes VDB files",
+                        "the module that reads and writes VDB files",
                         "run `tools/install-dependencies vdb`, then configure and build again",
                         FaultKind::FailedWork});
     }();
@@ -82,6 +84,11 @@ Result<std::unique_ptr<VdbLevelSet>> beginLevelSet(const VdbLevelSetHead& head)
 Result<void> writeVdb(const Part& part, const ByteSink& sink, const KeepGoing& keepGoing)
 {
     return module().and_then([&](const VdbModule* m) { return m->writePart(part, sink, keepGoing); });
+}
+
+Result<VolumeSource> readVdb(const std::string& path)
+{
+    return module().and_then([&](const VdbModule* m) { return m->readVolume(path); });
 }
 
 } // namespace zrk

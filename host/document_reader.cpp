@@ -411,35 +411,13 @@ void DocumentReader::warnOfOtherGeometries(const ZRKGraphObject& object, const s
     }
 }
 
-/// Warns of properties that have a value beyond those that the type's manual lists. Readers take any number
-/// of an enum, and any text.
 void DocumentReader::warnOfUnlistedChoices(const ZRKJson& values, const ZRKGraphObject& object,
                                            const std::string& place)
 {
-    const auto* registration = registrationOf(object);
-    if (!registration) {
-        return;
-    }
-    for (const ManualValue& property : manualOf(*registration).properties) {
-        const std::string key(property.key);
-        const auto stored = values.find(key);
-        const ZRKPropertyBase* held = object.findProperty(key);
-        if (property.choices.empty() || stored == values.end() || !held) {
-            continue;
-        }
-        const ZRKJson taken = held->valueJson();
-        const auto isTaken = [&](const ManualChoice& choice) { return taken.dump() == choice.value; };
-        if (std::none_of(property.choices.begin(), property.choices.end(), isTaken)) {
-            std::string listed;
-            for (const ManualChoice& choice : property.choices) {
-                listed += fmt::format("{}{}", listed.empty() ? "one of " : ", ", choice.value);
-                listed += choice.name.empty() ? "" : fmt::format(" ({})", choice.name);
-            }
-            warn(keyPlace(place, key), shown(*stored), listed,
-                 fmt::format(
-                     "write one of these; as it stands, the value is kept, and `zrk types {}` tells what it "
-                     "does",
-                     uniqueName(object.typeInfo())));
+    for (const auto& [key, value] : values.items()) {
+        if (std::optional<zrk::Fault> fault = unlistedChoice(object, key, keyPlace(place, key))) {
+            fault->found = shown(value);
+            warn(fault->place, fault->found, fault->expected, fault->remedy);
         }
     }
 }

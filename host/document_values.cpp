@@ -1,12 +1,20 @@
 #include "host/document_values.h"
 
+#include "components/raster/raster_fx.h"
+#include "components/transport/image_sweep.h"
 #include "core/values/fault.h"
+#include "host/type_lookup.h"
 #include "model/graph_object.h"
+#include "model/manual.h"
+#include "model/property.h"
 #include "model/registry.h"
 #include "model/serialization.h"
 #include "model/type_info.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <string_view>
 
 namespace zrkmodel {
 
@@ -35,6 +43,65 @@ std::shared_ptr<ZRKGraphObject> freshTwin(const ZRKGraphObject& object)
     // A class that isn't registered can only be copied, with what it holds.
     return registration ? registration->factory()
                         : std::dynamic_pointer_cast<ZRKGraphObject>(object.onClone());
+}
+
+std::optional<zrk::Fault> unlistedChoice(const ZRKGraphObject& object, const std::string& key,
+                                         const std::string& place)
+{
+    const ZRKTypeInfo& type = object.typeInfo();
+    const auto* registration = ZRKGraphObject::registry().find(type.uuid, type.name);
+    const ZRKPropertyBase* const property = object.findProperty(key);
+    if (!registration || !property) {
+        return std::nullopt;
+    }
+    const auto properties = manualOf(*registration).properties;
+    const auto row = std::find_if(properties.begin(), properties.end(),
+                                  [&](const ManualValue& value) { return value.key == key; });
+    const std::string taken = property->valueJson().dump(-1, ' ', false, ZRKJson::error_handler_t::replace);
+    const auto isTaken = [&](const ManualChoice& choice) { return taken == choice.value; };
+    if (row == properties.end() || row->choices.empty() ||
+        std::any_of(row->choices.begin(), row->choices.end(), isTaken)) {
+        return std::nullopt;
+    }
+    std::string listed;
+    for (const ManualChoice& choice : row->choices) {
+        listed += fmt::format("{}{}", listed.empty() ? "one of " : ", ", choice.value);
+        listed += choice.name.empty() ? "" : fmt::format(" ({})", choice.name);
+    }
+    return zrk::Fault{
+        place, taken, listed,
+        fmt::format(
+            "write one of these; as it stands, the value is kept, and `zrk types {}` tells what it does",
+            uniqueName(type))};
+}
+
+bool isResource(const ZRKPropertyBase& property)
+{
+    const std::string_view type = property.valueType();
+    return type == "image2d" || type == "image3d" || type == "geometry";
+}
+
+bool isTakenByReading(const ZRKGraphObject& object, const std::string& key)
+{
+    const ZRKPropertyBase* const property = object.findProperty(key);
+    return !property || isResource(*property) ||
+           (key == "steps" && dynamic_cast<const ZRKImageSweep*>(&object)) ||
+           (key == "resolution" &&
+            (dynamic_cast<const ZRKImageSweep*>(&object) || dynamic_cast<const ZRKRasterFX*>(&object)));
+}
+
+ZRKJson withValue(ZRKJson values, const std::string& key, const ZRKJson& value)
+{
+    if (key == "op_name" && values.contains(key) && values[key] != value) {
+        values.erase("op_params");
+    }
+    values[key] = value;
+    return values;
+}
+
+void emitValueChange(const ZRKGraphObject& object, const std::string& key)
+{
+    object.emitPropertyChange(key == "op_name" || key == "op_params" ? "op" : key);
 }
 
 std::vector<std::string> keysOf(const ZRKJson& object)

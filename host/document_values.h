@@ -1,16 +1,19 @@
 #pragma once
 
 #include "core/values/export.h"
+#include "core/values/fault.h"
 #include "model/json.h"
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace zrkmodel {
 
 class ZRKGraphObject;
+class ZRKPropertyBase;
 
 /// A value of a document as a message shows it, cut short.
 ZRK_API std::string shown(const ZRKJson& value);
@@ -23,6 +26,27 @@ ZRK_API ZRKJson storedForm(const ZRKGraphObject& object);
 
 /// A component of the same class with the values of a new one.
 ZRK_API std::shared_ptr<ZRKGraphObject> freshTwin(const ZRKGraphObject& object);
+
+/// The warning of a property whose value isn't among those that the type's manual lists; none for others.
+/// Readers take any number of an enum, and any text.
+/// @param place  of the value.
+ZRK_API std::optional<zrk::Fault> unlistedChoice(const ZRKGraphObject& object, const std::string& key,
+                                                 const std::string& place);
+
+/// True for a property that stands for a resource of the document.
+ZRK_API bool isResource(const ZRKPropertyBase& property);
+
+/// True for a value that a component takes only where it reads all of its values: one that isn't a property,
+/// a resource, and what a raster or a sweep between images is computed from. Others are assigned, so that
+/// what was imported or computed stays.
+ZRK_API bool isTakenByReading(const ZRKGraphObject& object, const std::string& key);
+
+/// The stored form with another value, and without what belongs to the former one: the parameters of another
+/// operation.
+ZRK_API ZRKJson withValue(ZRKJson values, const std::string& key, const ZRKJson& value);
+
+/// Tells the listeners of a component of a value that isn't a property as the component itself does.
+ZRK_API void emitValueChange(const ZRKGraphObject& object, const std::string& key);
 
 /// The keys of an object, in its order.
 ZRK_API std::vector<std::string> keysOf(const ZRKJson& object);

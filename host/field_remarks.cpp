@@ -193,4 +193,10 @@ zrk::Result<FieldRemarks> remarksOnFields(const GraphDocument& document, zrk::Pr
     });
 }
 
+zrk::Fault undefinedAt(const std::string& place, std::uint64_t samples)
+{
+    return {place, fmt::format("no value (NaN) at {} samples", samples), "a number everywhere",
+            "`zrk slice` shows where; the surface is closed around these regions"};
+}
+
 } // namespace zrkmodel

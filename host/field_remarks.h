@@ -5,6 +5,7 @@
 #include "host/field_grid.h"
 #include "host/graph_document.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -47,5 +48,9 @@ ZRK_API FieldRemarks remarksOn(const FieldSummary& summary, const OutputField& o
 /// sequences", 2018). Outputs without a tag are left out. The monitor may be null; an interrupt is a fault.
 ZRK_API zrk::Result<FieldRemarks> remarksOnFields(const GraphDocument& document,
                                                   zrk::ProgressMonitor* monitor);
+
+/// The warning of a solid that is closed around samples without a value.
+/// @param place  the field.
+ZRK_API zrk::Fault undefinedAt(const std::string& place, std::uint64_t samples);
 
 } // namespace zrkmodel

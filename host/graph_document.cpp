@@ -1,6 +1,7 @@
 #include "host/graph_document.h"
 
 #include "components/mesh/beam_sdf.h"
+#include "components/transport/image_sweep.h"
 #include "core/engine/progress.h"
 #include "core/values/stop.h"
 #include "formats/atomic_file.h"
@@ -308,8 +309,7 @@ zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string&
              known.empty() ? "none, as the type stores nothing" : "one of its keys",
              known.empty() ? "change another node" : "did you mean " + nearestNames(key, known) + "?"});
     }
-    ZRKJson values = former;
-    values[key] = value;
+    ZRKJson values = withValue(former, key, value);
     std::string expected;
     const ZRKReadDiagnostics refused = [&](const ZRKReadIssue& issue) { expected = issue.expected; };
     // A twin reads the value first, so that one that is refused reaches neither the component nor what it
@@ -330,6 +330,14 @@ zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string&
     });
     if (!read || !expected.empty()) {
         return read ? zrk::refused({place, shown(value), expected, "give a value of that kind"}) : read;
+    }
+    if (!isTakenByReading(object, key)) {
+        auto* const sweep = dynamic_cast<ZRKImageSweep*>(&object);
+        if (sweep && (key == "smoothing" || key == "transport")) {
+            sweep->invalidateOutputRaster();
+        }
+        property->assignFrom(twin->findProperty(key), true);
+        return {};
     }
     const std::shared_ptr<ZRKGraphObject> before = freshTwin(object);
     if (property) {
@@ -352,8 +360,9 @@ zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string&
         object.deserialize(ZRKDeserialization(former, _resources));
     } else if (property) {
         property->assignFrom(twin->findProperty(key), true);
+        object.emitPropertyChange("raster"); // what was made of it
     } else {
-        object.emitPropertyChange(key);
+        emitValueChange(object, key);
     }
     return taken;
 }

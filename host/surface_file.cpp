@@ -4,6 +4,7 @@
 #include "core/engine/progress.h"
 #include "formats/atomic_file.h"
 #include "formats/spilled_mesh.h"
+#include "host/field_remarks.h"
 #include "host/surface_inputs.h"
 
 #include <fmt/core.h>
@@ -56,8 +57,7 @@ void warnOfUndefined(const SurfaceTask& task, std::uint64_t samples,
                      const std::function<void(const zrk::Fault&)>& warn)
 {
     if (samples > 0 && warn) {
-        warn({task.place, fmt::format("no value (NaN) at {} samples", samples), "a number everywhere",
-              "`zrk slice` shows where; the surface is closed around these regions"});
+        warn(undefinedAt(task.place, samples));
     }
 }
 

@@ -296,7 +296,7 @@ QString ZRKCSSStyle::filled(QString sheet, double scale) const
     return result + sheet.mid(done);
 }
 
-void ZRKCSSStyle::apply(QApplication& application) const
+void ZRKCSSStyle::apply(QApplication& application, const QString& more) const
 {
     isSystemDark(); // as long as the palette is the system's
     if (!application.property(kIsStyled).toBool()) {
@@ -305,7 +305,7 @@ void ZRKCSSStyle::apply(QApplication& application) const
     }
     applied = this;
     QApplication::setPalette(palette());
-    application.setStyleSheet(sheet(scaleOf(QApplication::font())));
+    application.setStyleSheet(filled(QString::fromLatin1(kSheet) + more, scaleOf(QApplication::font())));
 }
 
 double contrast(const QColor& a, const QColor& b)

@@ -13,21 +13,80 @@
 #include <QFrame>
 #include <QPointer>
 #include <QScrollArea>
-#include <QScrollBar>
 #include <QStyle>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <cstddef>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+class QSpacerItem;
+
 namespace zrkui {
 
+/// Rows of which few are seen at a time, such as the items of a list: those in sight, and some beside them,
+/// are built and shown; in place of the others there is room. At most kBuiltAtOnce are built in one turn of
+/// the event loop, the first ones at once. Interface thread only.
+class ZRK_API LazyRows : public QScrollArea {
+public:
+    static constexpr std::size_t kBuiltAtOnce = 2;
+
+    /// What a list does with its rows, by index.
+    struct Source {
+        std::function<QWidget*(std::size_t)> build; ///< the row, ready to be shown
+        std::function<void(std::size_t)> drop;      ///< what was built goes; the row's widget may stay
+    };
+
+    explicit LazyRows(QWidget* parent = nullptr);
+
+    void setSource(Source source) { _source = std::move(source); }
+    /// So many rows from now on, of which none is built; the place that is scrolled to stays.
+    void reset(std::size_t count);
+    /// A row more, at the end. It is built at once.
+    void append();
+    /// A row less. Its widget is gone.
+    void erase(std::size_t index);
+    /// Builds all rows again whose values may be others now.
+    void rebuild();
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    Source _source;
+    QVBoxLayout* _rows;
+    QSpacerItem* _above; ///< room for the rows before those that are built
+    QSpacerItem* _below;
+    QTimer* _timer;
+    std::size_t _first = 0; ///< of the rows that are built
+    std::vector<QWidget*> _built;
+    std::vector<int> _heights; ///< with the line between two; 0 for a row that wasn't built yet
+    int _usual = 0;            ///< height of such a row: that of the one that was built last
+
+    std::size_t end() const { return _first + _built.size(); }
+    void buildBefore();
+    void buildAfter();
+    void dropFirst();
+    void dropLast();
+    void release(std::size_t index, QWidget* row);
+    int heightOf(std::size_t index) const { return _heights[index] > 0 ? _heights[index] : _usual; }
+    void want();
+    void fill();
+    void makeRoom();
+};
+
+/// Has what takes long to destroy destroyed in turns of the event loop, a part at a time.
+ZRK_API void destroyLater(std::vector<QWidget*> widgets);
+
 /// A list of values, each with an editor of its own, above a row of buttons. The items hold copies of the
-/// values; the list signal tells when they changed. Interface thread only.
+/// values; the list signal tells when they changed. Of long lists only the items in sight have their editors.
+/// Interface thread only.
 template <class T, class Editor>
 class ZRKQListView : public QWidget, public UIDescribed {
 public:
@@ -39,21 +98,28 @@ public:
 
         explicit Item(T value) : value(std::move(value))
         {
-            auto* layout = new QVBoxLayout(this);
-            const int margin = scaled(*this, 6);
-            layout->setContentsMargins(margin, margin, margin, margin);
-            setObjectName("Item");
+            static const QString name("Item");
+            setObjectName(name);
             setFocusPolicy(Qt::ClickFocus);
         }
 
         T value;
 
+        /// Null while the item is out of sight.
         Editor* editor() const { return _editor; }
         /// Takes an editor over in place of the former one.
         void setEditor(Editor* editor)
         {
             delete _editor;
             _editor = editor;
+            if (!editor) {
+                return;
+            }
+            if (!layout()) {
+                auto* column = new QVBoxLayout(this);
+                const int margin = scaled(*this, 6);
+                column->setContentsMargins(margin, margin, margin, margin);
+            }
             layout()->addWidget(editor);
             for (QWidget* inner : editor->template findChildren<QWidget*>()) {
                 inner->installEventFilter(this);
@@ -84,6 +150,8 @@ public:
         QPointer<Editor> _editor;
     };
 
+    static constexpr std::size_t kMadeAtOnce = 250; ///< items without editors, in a turn of the event loop
+
     using Items = std::vector<Item*>;
     using ItemBuilder = std::function<void(Item&)>;
 
@@ -96,18 +164,14 @@ public:
         auto* column = new QVBoxLayout(this);
         column->setSpacing(1);
         column->setContentsMargins(0, 0, 0, 0);
-        _area = new QScrollArea(this);
-        _area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-        _area->setWidgetResizable(true);
-        _area->setFocusPolicy(Qt::NoFocus);
-        _area->setObjectName("Items");
-        auto* container = new QWidget;
-        _rows = new QVBoxLayout(container);
-        _rows->setSpacing(1);
-        _rows->setContentsMargins(0, 0, 0, 0);
-        _rows->setAlignment(Qt::AlignTop);
-        _area->setWidget(container);
-        column->addWidget(_area, 100);
+        _rows = new LazyRows(this);
+        _rows->setObjectName("Items");
+        _rows->setSource({[this](std::size_t index) { return built(index); },
+                          [this](std::size_t index) { _items[index]->setEditor(nullptr); }});
+        column->addWidget(_rows, 100);
+        _making = new QTimer(this);
+        connect(_making, &QTimer::timeout, this,
+                [this] { makeItems(_items.size() + std::min(_waiting.size(), kMadeAtOnce)); });
         _buttons = new QHBoxLayout;
         _buttons->setSpacing(scaled(*this, 4));
         _buttons->setContentsMargins(0, scaled(*this, 4), 0, 0);
@@ -116,13 +180,19 @@ public:
         setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
         setMinimumHeight(scaled(*this, 180));
     }
-    ~ZRKQListView() override { qDeleteAll(_items); } // while the signals that they are connected to are there
+    ~ZRKQListView() override { clear(false); } // while the signals that they are connected to are there
 
-    const Items& items() const { return _items; }
-    int selected() const { return _selected; } ///< -1 for none
-    std::vector<T> values() const
+    const Items& items()
     {
+        makeItems(_items.size() + _waiting.size());
+        return _items;
+    }
+    int selected() const { return _selected; } ///< -1 for none
+    std::vector<T> values()
+    {
+        makeItems(_items.size() + _waiting.size());
         std::vector<T> values;
+        values.reserve(_items.size());
         for (const Item* item : _items) {
             values.push_back(item->value);
         }
@@ -133,14 +203,11 @@ public:
 
     Item* addItem(const T& value, bool notify)
     {
-        auto* item = new Item(value);
-        _items.push_back(item);
-        if (_builder) {
-            _builder(*item);
-        }
-        _rows->addWidget(item);
-        item->clicked.connect([this, item] { select(indexOf(item)); });
-        item->changed.connect([this, item] { listChanged(_items, indexOf(item)); });
+        makeItems(_items.size() + _waiting.size());
+        _waiting.push_back(value);
+        makeItems(_items.size() + 1);
+        Item* item = _items.back();
+        _rows->append();
         if (notify) {
             listChanged(_items, static_cast<int>(_items.size()) - 1);
         }
@@ -168,7 +235,9 @@ public:
     void clear(bool notify)
     {
         _selected = -1;
-        qDeleteAll(std::exchange(_items, {}));
+        _waiting.clear();
+        _rows->reset(0);
+        deleteItems();
         if (notify) {
             listChanged(_items, -1);
         }
@@ -180,14 +249,17 @@ public:
         if (_selected < 0) {
             return;
         }
-        Item* item = _items[static_cast<std::size_t>(_selected)];
-        _items.erase(_items.begin() + std::exchange(_selected, -1));
-        delete item;
+        makeItems(_items.size() + _waiting.size());
+        const auto index = static_cast<std::size_t>(std::exchange(_selected, -1));
+        _rows->erase(index);
+        delete _items[index];
+        _items.erase(_items.begin() + static_cast<std::ptrdiff_t>(index));
         listChanged(_items, -1);
     }
 
     void select(int index)
     {
+        makeItems(_items.size() + _waiting.size());
         if (index < 0 || index >= static_cast<int>(_items.size()) || index == _selected) {
             return;
         }
@@ -203,12 +275,17 @@ public:
     /// Shows other values without emitting; where the number stays, so does the selection.
     void display(const std::vector<T>& values)
     {
-        const int selected = values.size() == _items.size() ? _selected : -1;
-        clear(false);
-        for (const T& value : values) {
-            addItem(value, false);
+        if (values.size() == _items.size() && _waiting.empty()) {
+            for (std::size_t i = 0; i < values.size(); ++i) {
+                _items[i]->value = values[i];
+            }
+            _rows->rebuild();
+            return;
         }
-        select(selected);
+        clear(false);
+        _waiting.assign(values.begin(), values.end());
+        _making->start(0);
+        _rows->reset(values.size());
     }
 
     void describe(zrkmodel::ZRKJson& out) const override
@@ -230,11 +307,47 @@ public:
 private:
     ItemBuilder _builder;
     Items _items;
+    std::deque<T> _waiting; ///< values that have no item yet
+    QTimer* _making;        ///< makes items of them
     int _selected = -1;
-    QScrollArea* _area;
-    QVBoxLayout* _rows;
+    LazyRows* _rows;
     QHBoxLayout* _buttons;
     ZRKOptionsButton* _menu = nullptr;
+
+    /// Makes the first so many.
+    void makeItems(std::size_t count)
+    {
+        while (_items.size() < count) {
+            _items.push_back(new Item(std::move(_waiting.front())));
+            _waiting.pop_front();
+        }
+        if (_waiting.empty()) {
+            _making->stop();
+        }
+    }
+
+    QWidget* built(std::size_t index)
+    {
+        makeItems(std::max(_items.size(), index + 1));
+        Item* item = _items[index];
+        if (!item->layout()) { // for the first time
+            item->clicked.connect([this, item] { select(indexOf(item)); });
+            item->changed.connect([this, item] { listChanged(_items, indexOf(item)); });
+        }
+        if (_builder) {
+            _builder(*item);
+        }
+        return item;
+    }
+
+    void deleteItems()
+    {
+        for (Item* item : _items) {
+            item->setEditor(nullptr); // before what its listeners refer to
+        }
+        const Items gone = std::exchange(_items, {});
+        destroyLater({gone.begin(), gone.end()});
+    }
 
     int indexOf(const Item* item) const
     {

@@ -48,8 +48,8 @@ int stretchOf(const ZRKPropertyView::Rect& rect, bool isHorizontal, const QWidge
 {
     const std::optional<UICoord> coord = !rect ? std::nullopt : isHorizontal ? rect->x : rect->y;
     // Buttons, checks and texts are as wide as what they say.
-    const bool hasOwnWidth = qobject_cast<const QAbstractButton*>(widget) != nullptr &&
-                             widget->sizePolicy().horizontalPolicy() != QSizePolicy::Expanding;
+    const auto* const button = qobject_cast<const QAbstractButton*>(widget);
+    const bool hasOwnWidth = button && button->sizePolicy().horizontalPolicy() != QSizePolicy::Expanding;
     if (coord) {
         return static_cast<int>(std::lround(coord->stretch));
     }

@@ -45,7 +45,7 @@ struct ComponentIdentity {
 ///
 /// `Base` is a template level between components and ZRKExtensionBase, where several share one.
 template <class Derived, class Base = ZRKExtensionBase>
-class ZRKComponent : public Base {
+class ZRK_API ZRKComponent : public Base {
 public:
     /// A copy starts from the defaults; values arrive through `_copyTo`.
     std::shared_ptr<ZRKObject> onClone() const override

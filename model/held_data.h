@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -41,6 +42,16 @@ struct ZRKHeldData {
     }
 };
 
+/// What a component has computed once and keeps: a frozen raster, a sweep.
+struct ZRKComputation {
+    bool isKept = false;  ///< a result is there
+    bool isStale = false; ///< what it was computed from has changed since
+    /// How far a computation that runs has come, 0 to 1; none while nothing runs.
+    std::optional<double> fraction{};
+
+    friend bool operator==(const ZRKComputation&, const ZRKComputation&) = default;
+};
+
 /// A component that holds data which its stored values don't have: an imported mesh, a frozen raster. A host
 /// that undoes an edit puts back what was held, which then is neither read nor computed again.
 ///
@@ -56,6 +67,8 @@ public:
     virtual ZRKHeldData held() const = 0;
     /// Puts back what `held` of this object gave. Tells no one.
     virtual void hold(const ZRKHeldData& data) = 0;
+    /// What of it was computed. Computations run on any thread; whoever shows them asks from time to time.
+    virtual ZRKComputation computation() const { return {}; }
 
     /// The listener is called before an edit, or a change upstream, changes what is held, on the thread that
     /// makes it. What is computed when evaluators ask for it comes without a call.

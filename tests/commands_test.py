@@ -2,7 +2,9 @@
 
 import json
 import os
+import pathlib
 import re
+import shutil
 import signal
 import subprocess
 import time
@@ -212,6 +214,24 @@ class Probe(ZrkTest):
                               ("2.center=[1, 2]", ["array of 3 numbers"])):
             self.refused(2, "probe", path, "--at", "0,0,0", "--set", change, contains=["--set", *parts])
 
+    def test_values_beyond_an_enum_are_warned_of(self):
+        path = self.put(graph([{"id": 1, "type": "CylinderSDF"}], output=(1, 0)))
+        answer = self.succeed("probe", path, "--at", "0,0,0", "--set", "1.cap style=98")
+        self.assertIn("found 98, expected one of 0", answer.err)
+        self.assertEqual(run("probe", path, "--at", "0,0,0", "--strict", "--set", "1.cap style=98").status, 2)
+        before = path.read_bytes()
+        self.refused(2, "edit", path, "--strict", "1.cap style=98", contains=["1.cap style", "98"])
+        self.assertEqual(path.read_bytes(), before)
+
+    def test_what_was_imported_stays_when_other_values_are_set(self):
+        for number in range(3):
+            shutil.copy(ROOT / "fuzz/corpus/png_reader/grey16.png", self.folder / f"{number}.png")
+        path = self.put(graph([{"id": 1, "type": "ZRK3DImage", "import": [f"{n}.png" for n in range(3)]}], output=(1, 0)))
+        whole = self.succeed("probe", path, "--at", "0.2,0.3,0.4").out
+        self.assertNotEqual(whole, "0,0\n")
+        for change in ("1.wrap=false", "1.wrap=true", "1.size x=1"):
+            self.assertEqual(self.succeed("probe", path, "--at", "0.2,0.3,0.4", "--set", change).out, whole)
+
     def test_json_tells_positions_and_outputs(self):
         far = {"id": 1, "type": "SphereSDF", "values": {"center": [1e300, 0, 0]}}
         path = self.put(graph([far, TWIST | {"id": 2, "values": {"angle": 0.0}}], output=(1, 0)))
@@ -305,6 +325,47 @@ class Watch(ZrkTest):
         self.refused(2, "watch", self.folder / "none.zrk.json", "-o", self.picture, contains=["none.zrk.json"])
         self.refused(2, "watch", "-", "-o", self.picture, contains=["standard input"])
         self.refused(2, "watch", document, "-o", self.picture, "--solid", "--axis", "x")
+
+
+class Targets(ZrkTest):
+    def test_are_none_of_the_files_that_the_document_is_read_from(self):
+        picture = self.folder / "own.png"
+        shutil.copy(ROOT / "fuzz/corpus/png_reader/grey16.png", picture)
+        (self.folder / "link.png").symlink_to(picture)
+        mesh = self.put("v 0 0 0\nv 1 0 0\nv 0 1 1\nf 1 2 3\n", "own.obj")
+        document = self.put(graph([{"id": 1, "type": "ScalarImageSampler", "values": {"image": "a1"}},
+                                   {"id": 2, "type": "MeshSDF", "import": "own.obj"}], output=(1, 0),
+                                  resources=[{"uuid": "a1", "kind": "image2d", "path": "own.png"}]))
+        before = {path: path.read_bytes() for path in (picture, mesh, document)}
+        for words in (["slice", document, "-o", picture], ["slice", document, "-o", self.folder / "link.png"],
+                      ["render", document, "-o", picture], ["surface", document, "--pin", "2:0", "-o", mesh]):
+            self.refused(2, *words, contains=["a file that the document is read from", "another name"])
+        self.assertEqual({path: path.read_bytes() for path in before}, before)
+
+    def test_that_cannot_be_made_are_told_before_the_work(self):
+        document = self.put(graph([SPHERE], output=(1, 0)))
+        for name in ("no/folder/x", "n" * 300):
+            for command, ending, options in (("render", ".png", ["--size", "5000x5000"]), ("slice", ".png", ["--size", "16384"]),
+                                             ("surface", ".stl", ["--resolution", 900]),
+                                             ("sample", ".npy", ["--resolution", 700])):
+                begun = time.monotonic()
+                self.refused(1, command, document, "-o", self.folder / (name + ending), *options)
+                self.assertLess(time.monotonic() - begun, PATIENCE)
+
+    def test_standard_input_has_no_file_to_write_back(self):
+        answer = run("edit", "-", "1.radius=2", stdin=json.dumps(graph([SPHERE], output=(1, 0))).encode())
+        self.assertEqual(answer.status, 2)
+        self.assertIn("give -o FILE", answer.err)
+        self.assertFalse(pathlib.Path("-").exists())
+
+
+class Numbers(ZrkTest):
+    def test_whole_ones_are_decimal(self):
+        document = self.put(graph([SPHERE], output=(1, 0)))
+        for text in ("10", "010", "0010"):
+            self.succeed("surface", document, "--resolution", text, "-o", self.folder / f"{text}.stl", "--quiet")
+        self.assertEqual(len({path.read_bytes() for path in self.folder.glob("*.stl")}), 1)
+        self.refused(2, "check", document, "--memory", "-5", contains=["--memory"])
 
 
 if __name__ == "__main__":

@@ -347,6 +347,14 @@ class Memory(FaultsTest):
         self.assertIn("memory", message)
         self.assertLess(used, 60 << 20)
 
+    def test_volumes_are_converted_piece_by_piece(self):
+        large = self.folder / "large.npy"
+        self.succeed("sample", self.sphere(), "-o", large, "--resolution", "256")  # 128 MiB
+        for source, target in (("large.npy", "a.nrrd"), ("a.nrrd", "b.vti"), ("b.vti", "c.npy")):
+            used, _ = self.peak("convert", self.folder / source, self.folder / target, "--quiet")
+            self.assertLess(used, 64 << 20, target)
+        self.assertEqual((self.folder / "c.npy").read_bytes(), large.read_bytes())
+
     def test_a_document_beyond_its_budget_is_refused(self):
         path = self.put(graph([{**SPHERE, "note": list(range(4_000_000))}]))
         # 2 as for any document that can't be read; 1 where memory fails while what was read is given up.

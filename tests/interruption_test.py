@@ -159,6 +159,12 @@ def array(folder, edge, kind, width, fortran=False):
     return volume(folder, "volume.npy")
 
 
+def sampled(folder, name, resolution):
+    """A volume in a file."""
+    subprocess.run([PROGRAM, "sample", gyroid(folder), "--resolution", str(resolution), "-o", folder / name, "--quiet"], check=True)
+    return folder / name
+
+
 def tiles(folder):
     """A gigabyte of them."""
     subprocess.run([PROGRAM, "sample", gyroid(folder), "--resolution", "512", "--shard", "1/1", "-o", folder / "part.pvti", "--quiet"],
@@ -363,6 +369,9 @@ OPERATIONS = [
     Operation("tiles that are joined", ("join",), lambda f: tiles(f) and ["join", f / "part.pvti", "-o", f / "out.npy"]),
     Operation("a volume in another format", ("convert",), lambda f: array(f, 400, "<f8", 8) and
               ["convert", f / "volume.npy", f / "out.nrrd"], quick=True),
+    *(Operation(f"a volume that is read from {format}", ("convert", format), lambda f, format=format:
+                ["convert", sampled(f, "in" + format, 200 if format in VDB else 420), f / "out.npy"], quick=format in VDB)
+      for format in (".nrrd", ".vti", *VDB)),
     # A smaller one: the system takes back the small pieces that OpenVDB is made of more slowly.
     *(Operation("a grid as .vdb", ("sample", format),
                 lambda f: ["sample", gyroid(f), "--resolution", 200], "out.vdb") for format in VDB),
@@ -478,6 +487,10 @@ class Interruption(unittest.TestCase):
                 interrupted = self.interrupt(self.start(arguments), after)
                 if not interrupted and not moments:
                     after /= 2
+                    for name in set(contents(folder)) - set(before):
+                        (folder / name).unlink()
+                    if target:
+                        target.write_text("old")
                 elif not interrupted or is_soon(*interrupted[:3]):
                     break
             if not interrupted and moments:

@@ -4,7 +4,7 @@ import json
 import math
 import unittest
 
-from zrk_program import ROOT, ZrkTest, graph
+from zrk_program import ROOT, ZrkTest, graph, run
 
 BLEND = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
 AROUND = {"modelBounds": [[-1.5, -1.5, -1.5], [1.5, 1.5, 1.5]], "unit": "mm"}
@@ -49,8 +49,18 @@ class Measures(MeasureTest):
         self.assertIsNone(found["smallestWall"])
 
     def test_a_coarse_answer_is_warned_of(self):
-        answer = self.succeed("measure", BLEND, "--accuracy", 1e-6, "--quiet", seconds=120)
+        answer = self.succeed("measure", BLEND, "--accuracy", 1e-6, seconds=120)
         self.assertIn("estimated error", answer.err)
+        self.assertEqual(run("measure", BLEND, "--accuracy", 1e-6, "--strict", seconds=120).status, 2)
+
+    def test_samples_without_a_value_are_warned_of(self):
+        far = {"id": 1, "type": "SphereSDF", "values": {"center": [1e308, 0, 0]}}  # infinitely far
+        path = self.put(graph([far, {"id": 2, "type": "BinaryOperator", "values": {"op_name": "subtract"}}],
+                              [(1, 0, 2, 0), (1, 0, 2, 1)], (2, 0)))
+        self.assertIn("no value (NaN) at", run("measure", path, "--bounds", "9,9,9,10,10,10").err)
+        self.assertEqual(run("measure", path, "--bounds", "9,9,9,10,10,10", "--strict").status, 2)
+        self.assertIn("no values (all are NaN)", run("sample", path, "--bounds", "9,9,9,10,10,10", "--resolution", 4, "-o",
+                                                     self.folder / "x.npy").err)
 
     def test_an_empty_solid_is_told_as_one(self):
         found = self.measure(self.ball(), "--iso", -5)

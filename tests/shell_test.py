@@ -132,10 +132,25 @@ class Convert(ZrkTest):
         self.succeed("convert", self.folder / "u.npy", self.folder / "v.npy")
         self.assertEqual(read_npy(self.folder / "v.npy"), ((2, 1, 3), (0, 1, 2, 255, 254, 9)))
 
+    def test_reads_what_is_written(self):
+        gradient = self.put(graph([SPHERE, {"id": 2, "type": "GradDerivative"}], [(1, 0, 2, 0)], output=(2, 0), context={"unit": "cm"}))
+        vdb = ["vdb"] if "VDB" in run("--version").out else []
+        for document in (self.document, gradient):
+            first = self.folder / "first.nrrd"
+            self.succeed("sample", document, "-o", first, "--dims", "5,4,3", "--bounds", "-1,0,0,0.1,2,7", "--type", "float32")
+            before = first
+            # Through all formats that tell positions and back: the same bytes, unit and name among them.
+            for extension in ["vti", *vdb, "nrrd", "vti", "nrrd"]:
+                after = self.folder / f"next_{before.stem[-8:]}.{extension}"
+                self.succeed("convert", before, after, "--type", "float32")
+                before = after
+            self.assertEqual(before.read_bytes(), first.read_bytes())
+
     def test_refuses_what_it_cannot_read_or_write(self):
-        self.succeed("convert", self.npy, self.folder / "b.nrrd")
         out = self.folder / "out.nrrd"
-        for arguments, parts in (([self.folder / "b.nrrd", self.folder / "out.npy"], [".npy array", "folder of slices"]),
+        self.put(b"NRRD0005\ntype: double\ndimension: 3\nsizes: 9 9 9\nendian: little\nencoding: raw\n\n12345678", "cut.nrrd")
+        for arguments, parts in (([self.folder / "b.obj", self.folder / "out.npy"], [".nrrd, .vti", "folder of slices"]),
+                                 ([self.folder / "cut.nrrd", out], ["cut.nrrd", "8 bytes of values", "5832"]),
                                  ([self.npy, self.folder / "out.xyz"], [".nrrd"]), ([self.folder / "none.npy", out], ["none.npy"]),
                                  ([self.npy, out, "--unit", "furlong"], ["--unit"]), ([self.npy, out, "--bounds", "0,0,0,1,1"], ["six"]),
                                  ([self.npy, out, "--bounds", "0,0,0,1,-1,1"], ["lower corner"])):

@@ -2,7 +2,9 @@
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "host/document_json.h"
+#include "host/document_values.h"
 #include "host/editing/edit_session.h"
+#include "model/graph.h"
 
 #include <fmt/core.h>
 
@@ -57,10 +59,19 @@ void edit(const EditOptions& options)
     for (const std::string& text : options.assignments) {
         assignments.push_back(parseAssignment(text));
     }
+    if (options.document == "-" && !options.file) {
+        throw zrk::FaultError(
+            {"edit", "a document from standard input", "a file to write it to", "give -o FILE"});
+    }
     zrkmodel::EditSession session(loadDocument(options, options.quiet));
     withProgress("editing", options.quiet, [&](ProgressBar& bar) {
         for (const Assignment& assignment : assignments) {
             zrk::valueOrThrow(session.setValue(assignment.node, assignment.key, assignment.value, &bar));
+            const auto node = session.document().graph()->getNodePtr(assignment.node);
+            if (const auto warning = zrkmodel::unlistedChoice(
+                    *node->object, assignment.key, fmt::format("{}.{}", assignment.node, assignment.key))) {
+                tellWarning(*warning, options.isStrict, options.quiet);
+            }
         }
     });
     zrk::valueOrThrow(session.save(options.file.value_or(options.document), true));

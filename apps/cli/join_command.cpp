@@ -11,6 +11,7 @@
 
 #include <fmt/core.h>
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -29,6 +30,18 @@ std::string shownIndex(const JoinOptions& options)
     return zrk::printable(options.file.empty() ? options.index : options.file);
 }
 
+/// Refuses to write over what is to be joined.
+void checkTarget(const zrk::TileSet& tiles, const std::string& file)
+{
+    for (std::int32_t tile = 0; tile < tiles.count(); ++tile) {
+        std::error_code isMissing;
+        if (std::filesystem::equivalent(file, tiles.fileOf(tile), isMissing)) {
+            throw zrk::FaultError({"-o", zrk::quotation(file) + ", one of the tiles", "another file to write",
+                                   "give -o another name"});
+        }
+    }
+}
+
 void joinVolume(const JoinOptions& options)
 {
     if (!options.file.empty() &&
@@ -41,6 +54,7 @@ void joinVolume(const JoinOptions& options)
     if (options.file.empty()) {
         zrk::valueOrThrow(zrk::writeIndex(tiles));
     } else {
+        checkTarget(tiles, options.file);
         withProgress("joining", options.quiet, [&](ProgressBar& bar) {
             zrk::valueOrThrow(zrk::joinTiles(tiles, options.file, zrk::followedBy(&bar)));
         });
@@ -63,6 +77,7 @@ void joinSurface(const JoinOptions& options)
     }
     zrk::valueOrThrow(zrk::partFormat(options.file));
     const zrk::SurfaceTiles tiles = zrk::valueOrThrow(zrk::SurfaceTiles::find(options.index));
+    checkTarget(tiles, options.file);
     const auto runStage = [&](const char* title, const auto& stage) {
         withProgress(title, options.quiet, [&](ProgressBar& bar) { stage(bar); });
     };

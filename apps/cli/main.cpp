@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <exception>
@@ -116,6 +117,9 @@ zrk::Fault usageFault(const CLI::App& app, const CLI::ParseError& error, int arg
     const auto called = app.get_subcommands();
     if (called.empty()) {
         const char* word = commandWord(argc, argv);
+        if (word && word == std::string_view("help") && argc > 2) {
+            word = argv[2];
+        }
         const std::vector<std::string> names = commandNames(app);
         return {"command line",
                 word ? "the unknown command " + zrk::quotation(word) : zrk::quotation(argv[1]),
@@ -195,6 +199,26 @@ zrkcli::Work amongRanks(const CLI::App& app, zrkcli::Work work)
     };
 }
 
+/// Has whole numbers be decimal: with a leading 0 they would be octal ones.
+void takeDecimals(CLI::App& app)
+{
+    for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
+        for (CLI::Option* option : command->get_options()) {
+            const std::string type = option->get_type_name();
+            if (type.starts_with("INT") || type.starts_with("UINT") || type.starts_with("SIZE")) {
+                option->transform([](const std::string& text) {
+                    const std::size_t sign = text.starts_with('-') || text.starts_with('+') ? 1 : 0;
+                    std::size_t digit = sign;
+                    while (digit + 1 < text.size() && text[digit] == '0' && std::isdigit(text[digit + 1])) {
+                        ++digit;
+                    }
+                    return text.substr(0, sign) + text.substr(digit);
+                });
+            }
+        }
+    }
+}
+
 int runProgram(int argc, char** argv)
 {
     zrkmodel::ZRKGraphComponentsInit::initializeModule();
@@ -230,6 +254,7 @@ int runProgram(int argc, char** argv)
     zrkcli::addCompletionCommand(program);
     zrkcli::addManCommand(program);
 
+    takeDecimals(app);
     if (const auto help = helpText(app, argc, argv)) {
         fmt::print("{}", *help);
         return statusOfResults();

@@ -6,6 +6,7 @@
 #include "core/surface/solid_measures.h"
 #include "core/values/level_search.h"
 #include "host/document_values.h"
+#include "host/field_remarks.h"
 #include "host/nearest_names.h"
 #include "host/surface_inputs.h"
 
@@ -102,11 +103,15 @@ public:
         const zrk::SolidMeasures measures = withProgress(
             "measuring", _options.quiet, [&](ProgressBar& bar) { return measure(field, _goal, &bar); });
         if (!measures.isAccurate && !measures.isEmpty()) {
-            tellFault(MessageKind::Warning,
-                      {placeOf(_job),
-                       fmt::format("an estimated error above {:g} of the value", _goal.accuracy),
-                       fmt::format("at most that with {} cells along the longest side", _goal.mostCells),
-                       "give smaller --bounds, or be content with the errors that are told"});
+            tellWarning({placeOf(_job),
+                         fmt::format("an estimated error above {:g} of the value", _goal.accuracy),
+                         fmt::format("at most that with {} cells along the longest side", _goal.mostCells),
+                         "give smaller --bounds, or be content with the errors that are told"},
+                        _options.isStrict, _options.quiet);
+        }
+        if (measures.undefinedSamples > 0) {
+            tellWarning(zrkmodel::undefinedAt(placeOf(_job), measures.undefinedSamples), _options.isStrict,
+                        _options.quiet);
         }
         const zrk::Passages passages = measures.isEmpty() ? zrk::Passages{} : passagesOf(field);
         fmt::print("{}", _options.json ? json(measures, passages) : text(measures, passages));

@@ -5,6 +5,7 @@
 
 #include <iterator>
 #include <string_view>
+#include <vector>
 
 namespace zrkcli {
 
@@ -36,13 +37,34 @@ std::string inUnit(double value, const std::string& unit, const char* power = ""
 /// JSON has no NaN: null stands for it.
 Json number(double value) { return value == value ? Json(value) : Json(); }
 
+/// Why a mesh is clean, or why not.
+std::string reasons(const zrk::MeshReport& mesh)
+{
+    if (mesh.isClean()) {
+        return "closed, manifold, turned outwards, nothing passes through";
+    }
+    std::vector<const char*> found;
+    const auto add = [&](bool is, const char* what) {
+        if (is) {
+            found.push_back(what);
+        }
+    };
+    add(mesh.triangleCount == 0, "no triangles");
+    add(!mesh.isClosed(), "not closed");
+    add(!mesh.isManifold(), "not manifold");
+    add(mesh.turnedEdges > 0, "edges are turned");
+    add(mesh.inwardComponents > 0, "turned inwards");
+    add(mesh.degenerateTriangles > 0, "degenerate triangles");
+    add(mesh.selfIntersections > 0, "passes through itself");
+    return fmt::format("{}", fmt::join(found, ", "));
+}
+
 } // namespace
 
 std::string PrintedReport::text() const
 {
     Table table;
-    table.line("clean", yesOrNo(mesh.isClean()),
-               "(closed, manifold, turned outwards, nothing passes through)");
+    table.line("clean", yesOrNo(mesh.isClean()), "(" + reasons(mesh) + ")");
     table.line("vertices", mesh.vertexCount);
     table.line("triangles", mesh.triangleCount);
     table.line("closed", yesOrNo(mesh.isClosed()));
@@ -54,6 +76,7 @@ std::string PrintedReport::text() const
     table.line("degenerate triangles", mesh.degenerateTriangles);
     table.line("self-intersections", mesh.selfIntersections);
     table.line("components", mesh.componentCount);
+    table.line("  turned inwards", mesh.inwardComponents, "(and in no other one, as a cavity is)");
     if (mesh.isClosed() && mesh.isManifold()) {
         table.line("genus", mesh.genus, "(handles of all components)");
     }
@@ -93,6 +116,7 @@ std::string PrintedReport::json() const
                 {"degenerateTriangles", mesh.degenerateTriangles},
                 {"selfIntersections", mesh.selfIntersections},
                 {"components", mesh.componentCount},
+                {"inwardComponents", mesh.inwardComponents},
                 {"genus", mesh.isClosed() && mesh.isManifold() ? Json(mesh.genus) : Json()},
                 {"volume", number(mesh.volume)},
                 {"area", number(mesh.area)},

@@ -3,8 +3,11 @@
 
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/ranks.h"
+#include "formats/atomic_file.h"
 #include "formats/points.h"
+#include "host/document_values.h"
 #include "host/free_memory.h"
+#include "model/graph.h"
 
 #include <fmt/core.h>
 
@@ -47,7 +50,8 @@ std::optional<double> memoryOf(const DocumentOptions& options)
 }
 
 /// NODE.KEY=VALUE: a JSON value, or a text as it stands.
-void makeChange(zrkmodel::GraphDocument& document, const std::string& change)
+void makeChange(zrkmodel::GraphDocument& document, const std::string& change,
+                zrkmodel::DocumentWarnings& warnings)
 {
     const std::size_t equals = change.find('=');
     if (equals == std::string::npos) {
@@ -63,6 +67,10 @@ void makeChange(zrkmodel::GraphDocument& document, const std::string& change)
     zrk::valueOrThrow(document.setValue(target.node, target.key, value).map_error([](zrk::Fault fault) {
         return zrk::within("--set", std::move(fault));
     }));
+    const auto node = document.graph()->getNodePtr(target.node);
+    if (auto warning = zrkmodel::unlistedChoice(*node->object, target.key, "--set " + change)) {
+        warnings.push_back(std::move(*warning));
+    }
 }
 
 } // namespace
@@ -166,7 +174,12 @@ void DocumentOptions::addTo(CLI::App& command)
     command
         .add_option("--memory", memory,
                     "most memory to take, e.g. 500M or 2G; without it three quarters of what is free")
-        ->transform(CLI::AsSizeValue(false));
+        ->transform(CLI::AsSizeValue(false))
+        // Comes before the one above, which takes -1 for a very large number.
+        ->transform([](const std::string& text) {
+            return text.starts_with("-") ? throw CLI::ValidationError("--memory", text + " isn't above 0")
+                                         : text;
+        });
 }
 
 void SamplingOptions::addTo(CLI::App& command)
@@ -198,7 +211,7 @@ zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet,
         return zrk::valueOrThrow(zrkmodel::GraphDocument::load(options.document, warnings, settings));
     });
     for (const std::string& change : options.changes) {
-        makeChange(document, change);
+        makeChange(document, change, warnings);
     }
     for (const zrk::Fault& warning : warnings) {
         if (told) {
@@ -215,6 +228,18 @@ zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet,
     return document;
 }
 
+void tellWarning(const zrk::Fault& warning, bool isStrict, bool quiet)
+{
+    if (isStrict) {
+        zrk::Fault refused = warning;
+        refused.kind = zrk::FaultKind::BadInput;
+        throw zrk::FaultError(std::move(refused));
+    }
+    if (!quiet) {
+        tellFault(MessageKind::Warning, warning);
+    }
+}
+
 void tellRemarks(const std::vector<zrk::Fault>& remarks, bool quiet)
 {
     for (const zrk::Fault& remark : remarks) {
@@ -225,8 +250,12 @@ void tellRemarks(const std::vector<zrk::Fault>& remarks, bool quiet)
 }
 
 Job::Job(const SamplingOptions& options, std::vector<std::filesystem::path>* files)
-    : document(loadDocument(options, options.quiet, files))
+    : document(loadDocument(options, options.quiet, files ? files : &inputs))
 {
+    if (files) {
+        inputs = *files;
+    }
+    inputs.emplace_back(options.document);
     for (const std::string& pin : options.pins) {
         outputs.push_back(zrk::valueOrThrow(document.outputField(parsePin("--pin", pin))));
     }
@@ -237,13 +266,30 @@ Job::Job(const SamplingOptions& options, std::vector<std::filesystem::path>* fil
 
 std::string Job::fileOf(const zrkmodel::OutputField& output, const std::string& file) const
 {
-    if (outputs.size() == 1) {
-        return file;
+    std::string target = file;
+    if (outputs.size() > 1) {
+        const std::filesystem::path path(file);
+        const std::string name = fmt::format("{}_{}_{}{}", path.stem().string(), output.address.node,
+                                             output.address.output, path.extension().string());
+        target = (path.parent_path() / name).string();
     }
-    const std::filesystem::path path(file);
-    const std::string name = fmt::format("{}_{}_{}{}", path.stem().string(), output.address.node,
-                                         output.address.output, path.extension().string());
-    return (path.parent_path() / name).string();
+    checkTarget(target);
+    return target;
+}
+
+void Job::checkTarget(const std::string& file) const
+{
+    for (const std::filesystem::path& input : inputs) {
+        std::error_code isMissing;
+        if (std::filesystem::equivalent(file, input, isMissing)) {
+            throw zrk::FaultError({file, "a file that the document is read from", "another file to write",
+                                   "give -o another name"});
+        }
+    }
+    std::error_code isMissing;
+    if (!std::filesystem::exists(file, isMissing) || std::filesystem::is_regular_file(file, isMissing)) {
+        zrk::valueOrThrow(zrk::AtomicFile::create(file)); // goes again
+    }
 }
 
 std::vector<std::string> argumentsInParsingOrder(int argc, char** argv)

@@ -67,11 +67,15 @@ zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet,
                                      std::vector<std::filesystem::path>* files = nullptr,
                                      zrkmodel::DocumentWarnings* told = nullptr);
 
+/// Tells a warning on standard error, unless a command is quiet. With --strict it throws it.
+void tellWarning(const zrk::Fault& warning, bool isStrict, bool quiet);
+
 /// Tells remarks on standard error, unless a command is quiet.
 void tellRemarks(const std::vector<zrk::Fault>& remarks, bool quiet);
 
 /// A document and those outputs of it which a command samples.
 struct Job {
+    std::vector<std::filesystem::path> inputs; ///< what the document names, and itself
     zrkmodel::GraphDocument document;
     std::vector<zrkmodel::OutputField> outputs; ///< at least one
 
@@ -82,7 +86,11 @@ struct Job {
     const zrkmodel::OutputField& output() const { return outputs.front(); }
     /// The file for an output: the one named or, where there are several outputs, one of its own beside it,
     /// such as part_2_0.npy for output 0 of node 2.
+    /// Checked by `checkTarget`.
     std::string fileOf(const zrkmodel::OutputField& output, const std::string& file) const;
+    /// Throws FaultError for a file to write that is the document or one of those that it reads, under
+    /// whichever name, as it would be lost, and for one that can't be made: work may take long.
+    void checkTarget(const std::string& file) const;
 };
 
 /// Returns the program's arguments as CLI11 takes them, last one first. A number such as `-.5,0,0`

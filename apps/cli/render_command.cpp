@@ -169,6 +169,7 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
     setBackground(settings, options.background);
 
     const Job job(options, files);
+    job.checkTarget(options.file);
     const zrkmodel::Solid solid = solidOf(options, job);
     settings.region =
         zrk::valueOrThrow(zrkmodel::regionOf(solid.bounds, "give --bounds, or modelBounds in the document"));

@@ -166,8 +166,10 @@ void sampleOutput(const SampleOptions& options, const Job& job, const zrkmodel::
     const zrkmodel::FieldSummary summary = samplePieces(options, output, bounds, n, file, volume);
     tellRemarks(zrkmodel::remarksOn(summary, output, job.document.name()), options.quiet);
     if (!options.quiet) {
-        tell("{}: {} x {} x {} nodes, values from {:.4g} to {:.4g}, mean {:.4g}\n", zrk::printable(file),
-             n[0], n[1], n[2], summary.least, summary.greatest, summary.mean);
+        tell("{}: {} x {} x {} nodes, {}\n", zrk::printable(file), n[0], n[1], n[2],
+             summary.counted > 0 ? fmt::format("values from {:.4g} to {:.4g}, mean {:.4g}", summary.least,
+                                               summary.greatest, summary.mean)
+                                 : "no values (all are NaN)");
     }
 }
 

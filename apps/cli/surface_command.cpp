@@ -174,6 +174,7 @@ public:
           _job(options, &_files),
           _task(task())
     {
+        _job.checkTarget(_options.file);
         zrk::valueOrThrow(
             zrkmodel::checkSurfaceFormat(_options.file, _format, _task.colors.has_value(), _options.isOpen));
     }
@@ -183,10 +184,10 @@ public:
         if (writesTiles(_options.shard)) {
             runTiles();
         } else if (!_options.wantsReport && zrkmodel::isWrittenInPieces(_task.settings, _format)) {
-            tellOf(zrk::valueOrThrow(zrkmodel::writeSurfaceInPieces(_options.file, _task, stages(), warn)));
+            tellOf(zrk::valueOrThrow(zrkmodel::writeSurfaceInPieces(_options.file, _task, stages(), warn())));
         } else {
             const zrk::SurfaceMesh mesh =
-                zrk::valueOrThrow(zrkmodel::writeSurface(_options.file, _task, stages(), warn));
+                zrk::valueOrThrow(zrkmodel::writeSurface(_options.file, _task, stages(), warn()));
             tellOf({mesh.triangles.size(),
                     mesh.vertices.size(),
                     {mesh.undefinedSamples, mesh.leaves, mesh.sampledLeaves}});
@@ -203,7 +204,10 @@ private:
     Job _job;
     zrkmodel::SurfaceTask _task;
 
-    static void warn(const zrk::Fault& fault) { tellFault(MessageKind::Warning, fault); }
+    std::function<void(const zrk::Fault&)> warn() const
+    {
+        return [this](const zrk::Fault& fault) { tellWarning(fault, _options.isStrict, _options.quiet); };
+    }
 
     zrkmodel::StageRunner stages() const
     {
@@ -261,7 +265,7 @@ private:
                        const auto runStage = [&](const char*, const auto& stage) {
                            withProgress(title, quiet, [&](ProgressBar& bar) { stage(bar); });
                        };
-                       zrk::valueOrThrow(zrkmodel::writeSurfaceTile(tiles, tile, _task, runStage, warn));
+                       zrk::valueOrThrow(zrkmodel::writeSurfaceTile(tiles, tile, _task, runStage, warn()));
                    });
     }
 

@@ -15,6 +15,7 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QSettings>
+#include <QStandardPaths>
 #include <QTimer>
 
 #include <cstdint>
@@ -36,7 +37,7 @@ struct Options {
     std::string size = "1440x900";
     std::string view = "slice";
     bool measure = false;
-    std::string palette = "system";
+    std::string palette; ///< empty for the one that was chosen last
     std::string picturesFolder;
     std::vector<std::string> types;
     bool describe = false;
@@ -165,7 +166,11 @@ int runWindow(const Options& options, bool sized)
     if (options.measure) {
         return measure(options);
     }
-    zrkworkbench::Window window({.keepsSettings = !isPicture});
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    zrkworkbench::Window window({.keepsSettings = !isPicture,
+                                 .unsavedFolder = isPicture ? QString() : data + "/unsaved",
+                                 .palette = QString::fromStdString(options.palette),
+                                 .edit = {}});
     if (isPicture) {
         window.setAttribute(Qt::WA_DontShowOnScreen);
         window.resize(*size);
@@ -237,7 +242,7 @@ int main(int argc, char** argv)
         ->check(CLI::IsMember({"slice", "solid"}));
     commands.add_flag("--measure", options.measure,
                       "measure the window with this document, print the numbers as JSON and exit");
-    commands.add_option("--palette", options.palette, "light, dark or system (default)")
+    commands.add_option("--palette", options.palette, "light, dark or system (default: the one chosen last)")
         ->check(CLI::IsMember({"light", "dark", "system"}));
     auto* describe = commands.add_option("--describe-panels", options.types,
                                          "print the panels of these types, or of all, as JSON and exit");
@@ -271,6 +276,10 @@ int main(int argc, char** argv)
     QCoreApplication::setApplicationVersion(zrkmodel::version());
     zrkmodel::ZRKGraphComponentsInit::initializeModule();
     zrkui::ZRKGraphInspectorsInit::initializeModule();
+    if (options.palette.empty()) {
+        const QVariant chosen = needsNoScreen ? QVariant() : QSettings().value("window/palette");
+        options.palette = chosen.toString().isEmpty() ? "system" : chosen.toString().toStdString();
+    }
     applyStyle(app, options.palette);
     if (options.describe) {
         return describePanels(options);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 
 namespace zrkmodel {
@@ -25,7 +26,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "Cross"}, {"id": 2, "type": "ZRKInvert"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}],
 ///      "output": [2, 0]}
-class ZRKInvert final : public ZRKComponent<ZRKInvert> {
+class ZRK_API ZRKInvert final : public ZRKComponent<ZRKInvert> {
 public:
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;

@@ -80,7 +80,8 @@ extern template class ZRKImageSamplerBase<4>;
 ///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/gear.png"}],
 ///      "nodes": [{"id": 1, "type": "ScalarImageSampler", "values": {"image": "0b0e"}}],
 ///      "output": [1, 0]}
-class ZRKScalarImageSampler final : public ZRKComponent<ZRKScalarImageSampler, ZRKImageSamplerBase<1>> {
+class ZRK_API ZRKScalarImageSampler final
+    : public ZRKComponent<ZRKScalarImageSampler, ZRKImageSamplerBase<1>> {
 public:
     ZRKScalarImageSampler() = default;
     ZRKScalarImageSampler(const ZRKScalarImageSampler& other) : ZRKComponent(other) {}
@@ -101,7 +102,8 @@ public:
 ///      "resources": [{"uuid": "0b0e", "kind": "image2d", "path": "pictures/flower_normals.png"}],
 ///      "nodes": [{"id": 1, "type": "Vector3ImageSampler", "values": {"image": "0b0e", "wrap": false}}],
 ///      "output": [1, 0]}
-class ZRKVector3ImageSampler final : public ZRKComponent<ZRKVector3ImageSampler, ZRKImageSamplerBase<3>> {
+class ZRK_API ZRKVector3ImageSampler final
+    : public ZRKComponent<ZRKVector3ImageSampler, ZRKImageSamplerBase<3>> {
 public:
     ZRKVector3ImageSampler() = default;
     ZRKVector3ImageSampler(const ZRKVector3ImageSampler& other) : ZRKComponent(other) {}
@@ -123,7 +125,7 @@ public:
 ///      "nodes": [{"id": 1, "type": "CylinderUVW"},
 ///                {"id": 2, "type": "RGBAImageSampler", "values": {"image": "0b0e"}}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKRGBAImageSampler final : public ZRKComponent<ZRKRGBAImageSampler, ZRKImageSamplerBase<4>> {
+class ZRK_API ZRKRGBAImageSampler final : public ZRKComponent<ZRKRGBAImageSampler, ZRKImageSamplerBase<4>> {
 public:
     ZRKRGBAImageSampler() = default;
     ZRKRGBAImageSampler(const ZRKRGBAImageSampler& other) : ZRKComponent(other) {}

@@ -170,6 +170,14 @@ void ZRKRasterFX::hold(const ZRKHeldData& data)
                 (data.state & kUpdateRequested) != 0});
 }
 
+ZRKComputation ZRKRasterFX::computation() const
+{
+    Cache cache = _cache.copy();
+    cache.takeNext();
+    const bool isKept = cache.frozen && cache.frozen->raster.isDone() && cache.frozen->raster.get();
+    return {isKept, isKept && cache.isDirty, _meter->fraction()};
+}
+
 void ZRKRasterFX::update()
 {
     announceEdit();
@@ -200,9 +208,15 @@ ZRKRasterFX::next(Cache& cache, const ZRKNodeBase<1, ZRKGraphObject>& node, cons
     }
     const zrk::GridBox<double> grid = zrk::gridOverBox(*bounds, resolution.value());
     refuseLargeRaster(grid, node.id());
+    // Only who puts it off follows it: a monitor makes short work take as long as its interval.
+    const auto meter = ZRKDeferredBuilding::isOn() ? _meter : nullptr;
     cache.next = std::make_shared<const Frozen>(
-        [field, grid, radius = blurRadius.value()](zrk::ProgressMonitor* monitor) {
-            return frozen(field, grid, radius, monitor);
+        [field, grid, radius = blurRadius.value(), meter](zrk::ProgressMonitor* monitor) {
+            if (!meter) {
+                return frozen(field, grid, radius, monitor);
+            }
+            ComputationMeter::Run run(*meter, monitor);
+            return frozen(field, grid, radius, &run);
         },
         grid);
     return cache.next;

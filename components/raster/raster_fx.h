@@ -71,6 +71,7 @@ public:
     /// The raster with what is known of its age.
     ZRKHeldData held() const override;
     void hold(const ZRKHeldData& data) override;
+    ZRKComputation computation() const override;
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
@@ -101,6 +102,7 @@ private:
         void takeNext();
     };
     mutable Guarded<Cache> _cache;
+    std::shared_ptr<ComputationMeter> _meter = std::make_shared<ComputationMeter>();
 
     std::shared_ptr<const Frozen> next(Cache& cache, const ZRKNodeBase<1, ZRKGraphObject>& node,
                                        const ZRKContext& context) const;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 
 namespace zrkmodel {
@@ -26,7 +27,7 @@ namespace zrkmodel {
 ///                {"id": 4, "type": "TwistTransform"}, {"id": 5, "type": "ApplyTransform"}],
 ///      "links": [{"from": [1, 0], "to": [3, 0]}, {"from": [2, 0], "to": [3, 1]},
 ///                {"from": [4, 0], "to": [5, 0]}, {"from": [3, 0], "to": [5, 1]}], "output": [5, 0]}
-class ZRKApplyTransform final : public ZRKComponent<ZRKApplyTransform> {
+class ZRK_API ZRKApplyTransform final : public ZRKComponent<ZRKApplyTransform> {
 public:
     ZRKApplyTransform() = default;
     ZRKApplyTransform(const ZRKApplyTransform& other) : ZRKComponent(other) {}

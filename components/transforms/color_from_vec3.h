@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 
 namespace zrkmodel {
@@ -23,7 +24,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "PositionVec3", "values": {"normalized": true}},
 ///                {"id": 2, "type": "ColorFromVec3"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKColorFromVec3 final : public ZRKComponent<ZRKColorFromVec3> {
+class ZRK_API ZRKColorFromVec3 final : public ZRKComponent<ZRKColorFromVec3> {
 public:
     ZRKColorFromVec3() = default;
     ZRKColorFromVec3(const ZRKColorFromVec3& other) : ZRKComponent(other) {}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 
 namespace zrkmodel {
@@ -11,7 +12,7 @@ namespace zrkmodel {
 ///
 /// Notes: An unconnected input reads 0 with weight 0.
 template <int N>
-class ZRKCombineComponents : public ZRKExtensionBase {
+class ZRK_API ZRKCombineComponents : public ZRKExtensionBase {
 public:
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
     zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
@@ -45,7 +46,7 @@ extern template class ZRKCombineComponents<4>;
 ///      "links": [{"from": [1, 0], "to": [2, 0]}, {"from": [2, 0], "to": [3, 0]},
 ///                {"from": [2, 2], "to": [3, 1]}, {"from": [2, 1], "to": [3, 2]},
 ///                {"from": [3, 0], "to": [4, 0]}], "output": [4, 0]}
-class ZRKVector3CombineComponents final
+class ZRK_API ZRKVector3CombineComponents final
     : public ZRKComponent<ZRKVector3CombineComponents, ZRKCombineComponents<3>> {
 public:
     ZRKVector3CombineComponents() = default;
@@ -73,7 +74,7 @@ public:
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "Gyroid"}, {"id": 2, "type": "RGBACombineComponents"}],
 ///      "links": [{"from": [1, 0], "to": [2, 1]}, {"from": [1, 0], "to": [2, 3]}], "output": [2, 0]}
-class ZRKRGBACombineComponents final
+class ZRK_API ZRKRGBACombineComponents final
     : public ZRKComponent<ZRKRGBACombineComponents, ZRKCombineComponents<4>> {
 public:
     ZRKRGBACombineComponents() = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 
 namespace zrkmodel {
@@ -21,7 +22,7 @@ namespace zrkmodel {
 ///     {"zrkGraph": 1,
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "NormVec3"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]}
-class ZRKNormVec3 final : public ZRKComponent<ZRKNormVec3> {
+class ZRK_API ZRKNormVec3 final : public ZRKComponent<ZRKNormVec3> {
 public:
     ZRKNormVec3() = default;
     ZRKNormVec3(const ZRKNormVec3& other) : ZRKComponent(other) {}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 
 namespace zrkmodel {
@@ -22,7 +23,7 @@ namespace zrkmodel {
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "NormalizeVec3"},
 ///                {"id": 3, "type": "ColorFromVec3"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}, {"from": [2, 0], "to": [3, 0]}], "output": [3, 0]}
-class ZRKNormalizeVec3 final : public ZRKComponent<ZRKNormalizeVec3> {
+class ZRK_API ZRKNormalizeVec3 final : public ZRKComponent<ZRKNormalizeVec3> {
 public:
     ZRKNormalizeVec3() = default;
     ZRKNormalizeVec3(const ZRKNormalizeVec3& other) : ZRKComponent(other) {}

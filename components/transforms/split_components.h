@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "model/component.h"
 
 namespace zrkmodel {
@@ -8,7 +9,7 @@ namespace zrkmodel {
 ///
 /// Formula: Each output is one component, with the weight of the input.
 template <int N>
-class ZRKSplitComponents : public ZRKExtensionBase {
+class ZRK_API ZRKSplitComponents : public ZRKExtensionBase {
 public:
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
     zrk::Evaluation getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const override;
@@ -39,7 +40,7 @@ extern template class ZRKSplitComponents<4>;
 ///     {"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "Vector3SplitComponents"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 2]}
-class ZRKVector3SplitComponents final
+class ZRK_API ZRKVector3SplitComponents final
     : public ZRKComponent<ZRKVector3SplitComponents, ZRKSplitComponents<3>> {
 public:
     ZRKVector3SplitComponents() = default;
@@ -68,7 +69,8 @@ public:
 ///      "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "ColorFromVec3"},
 ///                {"id": 3, "type": "RGBASplitComponents"}],
 ///      "links": [{"from": [1, 0], "to": [2, 0]}, {"from": [2, 0], "to": [3, 0]}], "output": [3, 0]}
-class ZRKRGBASplitComponents final : public ZRKComponent<ZRKRGBASplitComponents, ZRKSplitComponents<4>> {
+class ZRK_API ZRKRGBASplitComponents final
+    : public ZRKComponent<ZRKRGBASplitComponents, ZRKSplitComponents<4>> {
 public:
     ZRKRGBASplitComponents() = default;
     ZRKRGBASplitComponents(const ZRKRGBASplitComponents& other) : ZRKComponent(other) {}

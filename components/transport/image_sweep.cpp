@@ -193,6 +193,11 @@ void ZRKImageSweep::hold(const ZRKHeldData& data)
                 data.state != 0});
 }
 
+ZRKComputation ZRKImageSweep::computation() const
+{
+    return {_sweep.copy().stack != nullptr, false, _meter.fraction()};
+}
+
 void ZRKImageSweep::invalidateOutputRaster() const
 {
     announceEdit();
@@ -285,10 +290,10 @@ bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
         closed = resampled(_rasterObstacle, resolution.value());
     }
     bool isStopped = false;
-    const auto tell = [monitor](double percent) {
-        if (monitor) {
-            monitor->progress(percent / 100.0);
-        } else {
+    ComputationMeter::Run run(_meter, monitor);
+    const auto tell = [monitor, &run](double percent) {
+        run.progress(percent / 100.0);
+        if (!monitor) {
             std::cout << percent << std::endl;
         }
     };

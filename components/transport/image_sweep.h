@@ -128,6 +128,7 @@ public:
     /// The images as they are read, the stack and the volume.
     ZRKHeldData held() const override;
     void hold(const ZRKHeldData& data) override;
+    ZRKComputation computation() const override;
 
     static ComponentIdentity identity();
     void onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node) override;
@@ -153,6 +154,7 @@ private:
     mutable std::shared_ptr<const Pixels> _rasterB;
     mutable std::shared_ptr<const Pixels> _rasterObstacle;
     mutable Guarded<Sweep> _sweep;
+    ComputationMeter _meter;
 
     void _ensureRasterCache() const;
     std::shared_ptr<const Output> _ensureOutputRaster() const;

@@ -27,7 +27,11 @@ bool isNearBounds(const Point& p, const SurfaceGrid& grid)
 
 } // namespace
 
-JoinedSets::JoinedSets(std::size_t count) : _parent(count) { std::iota(_parent.begin(), _parent.end(), 0u); }
+JoinedSets::JoinedSets(std::size_t count)
+{
+    _parent.resize(count);
+    std::iota(_parent.begin(), _parent.end(), 0u);
+}
 
 void dropUnusedVertices(SurfaceMesh& mesh)
 {

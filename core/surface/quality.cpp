@@ -5,11 +5,13 @@
 #include "core/surface/surface_field.h"
 #include "core/surface/surface_grid.h"
 #include "core/surface/triangle_pairs.h"
+#include "core/values/stop.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <numbers>
+#include <vector>
 
 namespace zrk {
 
@@ -29,14 +31,17 @@ std::vector<Side> sortedSides(const SurfaceMesh& mesh)
 {
     std::vector<Side> sides;
     sides.reserve(3 * mesh.triangles.size());
+    StopLookout lookout;
     for (std::uint32_t t = 0; t < mesh.triangles.size(); ++t) {
+        lookout.step();
         for (std::size_t k = 0; k < 3; ++k) {
             const std::uint32_t from = mesh.triangles[t][k];
             const std::uint32_t to = mesh.triangles[t][(k + 1) % 3];
             sides.push_back({std::min(from, to), std::max(from, to), t, from < to});
         }
     }
-    std::sort(sides.begin(), sides.end(), [](const Side& a, const Side& b) {
+    std::sort(sides.begin(), sides.end(), [&lookout](const Side& a, const Side& b) {
+        lookout.step();
         return a.low != b.low ? a.low < b.low : a.high != b.high ? a.high < b.high : a.triangle < b.triangle;
     });
     return sides;
@@ -61,8 +66,10 @@ std::uint32_t cornerOf(const SurfaceMesh& mesh, std::uint32_t t, std::uint32_t v
     return 3 * t + (triangle[0] == vertex ? 0u : triangle[1] == vertex ? 1u : 2u);
 }
 
-void countEdges(const SurfaceMesh& mesh, MeshReport& report)
+/// Counts edges and components, and returns the vertices of each component.
+surface::JoinedSets countEdges(const SurfaceMesh& mesh, MeshReport& report)
 {
+    StopLookout lookout;
     const std::vector<Side> sides = sortedSides(mesh);
     surface::JoinedSets fans(3 * mesh.triangles.size());
     surface::JoinedSets components(mesh.vertices.size());
@@ -72,6 +79,7 @@ void countEdges(const SurfaceMesh& mesh, MeshReport& report)
                sides[end].high == sides[first].high) {
             ++end;
         }
+        lookout.step();
         ++edgeCount;
         components.join(sides[first].low, sides[first].high);
         report.openEdges += end - first == 1 ? 1 : 0;
@@ -93,6 +101,7 @@ void countEdges(const SurfaceMesh& mesh, MeshReport& report)
     // A vertex is pinched where its corners fall into more than one fan.
     std::vector<std::uint32_t> fanCount(mesh.vertices.size(), 0);
     for (std::uint32_t corner = 0; corner < 3 * mesh.triangles.size(); ++corner) {
+        lookout.step();
         if (fans.find(corner) == corner) {
             ++fanCount[mesh.triangles[corner / 3][corner % 3]];
         }
@@ -106,13 +115,67 @@ void countEdges(const SurfaceMesh& mesh, MeshReport& report)
     const std::int64_t euler = static_cast<std::int64_t>(used) - static_cast<std::int64_t>(edgeCount) +
                                static_cast<std::int64_t>(mesh.triangles.size());
     report.genus = (2 * static_cast<std::int64_t>(report.componentCount) - euler) / 2;
+    return components;
+}
+
+struct Part {
+    double volume = 0;
+    Point lower{HUGE_VAL, HUGE_VAL, HUGE_VAL};
+    Point upper{-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+
+    void add(const Point (&corners)[3])
+    {
+        volume += dot(corners[0], cross(corners[1], corners[2])) / 6;
+        for (const Point& p : corners) {
+            for (std::size_t k = 0; k < 3; ++k) {
+                lower[k] = std::min(lower[k], p[k]);
+                upper[k] = std::max(upper[k], p[k]);
+            }
+        }
+    }
+    bool holds(const Part& other) const
+    {
+        bool does = true;
+        for (std::size_t k = 0; k < 3; ++k) {
+            does = does && lower[k] <= other.lower[k] && other.upper[k] <= upper[k];
+        }
+        return does;
+    }
+};
+
+std::size_t countInward(const SurfaceMesh& mesh, surface::JoinedSets& components)
+{
+    StopLookout lookout;
+    std::vector<Part> parts(mesh.vertices.size());
+    for (const Triangle& t : mesh.triangles) {
+        lookout.step();
+        parts[components.find(t[0])].add({mesh.vertices[t[0]], mesh.vertices[t[1]], mesh.vertices[t[2]]});
+    }
+    std::erase_if(parts, [](const Part& part) { return part.volume == 0; });
+    const auto firstInward =
+        std::partition(parts.begin(), parts.end(), [](const Part& part) { return part.volume > 0; });
+    return static_cast<std::size_t>(std::count_if(firstInward, parts.end(), [&](const Part& inward) {
+        return std::none_of(parts.begin(), firstInward, [&](const Part& part) {
+            lookout.step();
+            return part.holds(inward);
+        });
+    }));
+}
+
+/// Also where squares have no room in a double.
+double lengthOfAny(const Point& v)
+{
+    const double largest = std::max({std::abs(v[0]), std::abs(v[1]), std::abs(v[2])});
+    return largest > 0 && std::isfinite(largest) ? largest * length(v * (1 / largest)) : length(v);
 }
 
 void measure(const SurfaceMesh& mesh, MeshReport& report)
 {
     double shortest = HUGE_VAL;
     double smallestAngle = HUGE_VAL;
+    StopLookout lookout;
     for (const Triangle& triangle : mesh.triangles) {
+        lookout.step();
         const Point p[3] = {mesh.vertices[triangle[0]], mesh.vertices[triangle[1]],
                             mesh.vertices[triangle[2]]};
         const Point normal = cross(p[1] - p[0], p[2] - p[0]);
@@ -145,12 +208,17 @@ std::optional<MeshReport> reportOn(const SurfaceMesh& mesh, const KeepGoing& kee
     if (!goesOn(keepGoing, 0)) {
         return std::nullopt;
     }
-    countEdges(mesh, report);
+    surface::JoinedSets components = countEdges(mesh, report);
     if (!goesOn(keepGoing, kEdges)) {
         return std::nullopt;
     }
+    if (report.isClosed() && report.turnedEdges == 0) {
+        report.inwardComponents = countInward(mesh, components);
+    }
     measure(mesh, report);
+    StopLookout lookout;
     for (const Triangle& triangle : mesh.triangles) {
+        lookout.step();
         report.degenerateTriangles += surface::isDegenerate(mesh, triangle) ? 1 : 0;
     }
     const bool isDone = surface::forEachIntersection(
@@ -191,8 +259,9 @@ std::optional<DistanceError> distanceError(const SurfaceMesh& mesh, const Prepar
         for (std::size_t i = 0; i < values.size(); i += 4) {
             const Point slope{values[i + 1] - values[i], values[i + 2] - values[i],
                               values[i + 3] - values[i]};
-            const bool isOnCut = sign * (values[i] - settings.iso) < outside(x[i], y[i], z[i]) - step;
-            errors.push_back(isOnCut ? -1 : std::abs(values[i] - settings.iso) / (length(slope) / step));
+            const double distance = sign * (values[i] - settings.iso) / (lengthOfAny(slope) / step);
+            const bool isOnCut = distance < outside(x[i], y[i], z[i]) - step;
+            errors.push_back(isOnCut ? -1 : std::abs(distance));
         }
     };
     const double all = static_cast<double>(mesh.vertices.size() + mesh.triangles.size());

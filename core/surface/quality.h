@@ -24,6 +24,9 @@ struct MeshReport {
         0; ///< pairs of triangles that meet elsewhere than in common corners and edges
 
     std::size_t componentCount = 0;
+    /// Components of a closed mesh that are turned inwards and lie in the box of no other one, as a cavity
+    /// would. Counted where no edge is turned.
+    std::size_t inwardComponents = 0;
     std::int64_t genus = 0; ///< handles of all components together; meaningful for a closed manifold
 
     double volume = 0; ///< enclosed; positive where triangles are oriented outwards
@@ -35,10 +38,11 @@ struct MeshReport {
 
     bool isClosed() const { return openEdges == 0; }
     bool isManifold() const { return overusedEdges == 0 && pinchedVertices == 0; }
+    bool isOutwards() const { return turnedEdges == 0 && inwardComponents == 0; }
     /// Fit to be printed.
     bool isClean() const
     {
-        return isClosed() && isManifold() && turnedEdges == 0 && degenerateTriangles == 0 &&
+        return triangleCount > 0 && isClosed() && isManifold() && isOutwards() && degenerateTriangles == 0 &&
                selfIntersections == 0;
     }
 };
@@ -47,7 +51,7 @@ struct MeshReport {
 /// Precondition: the triangles' indices lie within the vertices, whose coordinates are finite.
 ZRK_API MeshReport reportOn(const SurfaceMesh& mesh);
 /// The same, followed; nothing if it was stopped. It isn't asked while edges are sorted, which takes a second
-/// for some ten million.
+/// for some ten million; a StopScope is.
 ZRK_API std::optional<MeshReport> reportOn(const SurfaceMesh& mesh, const KeepGoing& keepGoing);
 
 /// How far a mesh is from the surface of its field, in model units by the field's value over its gradient.

@@ -69,6 +69,7 @@ SolidMeasures measuresOf(const SurfaceMesh& mesh, const SurfaceSettings& setting
 {
     SolidMeasures measures;
     measures.cells = settings.cells;
+    measures.undefinedSamples = mesh.undefinedSamples;
     if (mesh.triangles.empty()) {
         return measures;
     }

@@ -3,7 +3,9 @@
 #include "core/surface/surface.h"
 #include "core/values/export.h"
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 
 namespace zrk {
@@ -25,6 +27,7 @@ struct SolidMeasures {
     Tensor<3, double> lower{}; ///< corners of the box around the solid
     Tensor<3, double> upper{};
     double boxError = 0;
+    std::uint64_t undefinedSamples = 0;  ///< that were NaN with these cells, and count as outside
     std::array<std::int32_t, 3> cells{}; ///< that these numbers were found with
     bool isAccurate = false;             ///< false where the cells ended before the accuracy was reached
 

@@ -22,18 +22,23 @@ public:
 
     void values(const double* x, const double* y, const double* z, std::size_t count, double* out) const
     {
-        values(_field, x, y, z, count, out);
+        values(_field, x, y, z, nullptr, count, out);
     }
 
     /// The same with what is left of the field over a box, for positions in that box.
+    /// @param factors  one above 0 a position, by which the field is multiplied before it is cut off; null
+    /// for 1
+    ///                 everywhere. The surface is the same. Where a field is much steeper than the distance
+    ///                 to the bounds, the cut value is bent so sharply at the surface that no search finds it
+    ///                 well.
     void values(const PreparedField& left, const double* x, const double* y, const double* z,
-                std::size_t count, double* out) const
+                const double* factors, std::size_t count, double* out) const
     {
         left.evaluate(x, y, z, count, out);
         std::uint64_t undefined = 0;
         for (std::size_t i = 0; i < count; ++i) {
             undefined += out[i] != out[i] ? 1 : 0;
-            out[i] = cutOff(_sign * (out[i] - _iso), x[i], y[i], z[i]);
+            out[i] = cutOff(_sign * (factors ? factors[i] : 1.0) * (out[i] - _iso), x[i], y[i], z[i]);
         }
         if (undefined > 0) {
             _undefined.fetch_add(undefined, std::memory_order_relaxed);

@@ -17,6 +17,13 @@ constexpr int kRootRounds = 6;
 constexpr double kRootTolerance = 1e-3; ///< of the difference along the edge
 constexpr double kGradientStep = 1e-4;  ///< of a cell
 constexpr int kMoveRounds = 3;
+constexpr double kSteep = 2; ///< of a field, against the distance to the bounds
+
+/// A power of 2, so that it rounds nothing.
+double factorFor(double steepness)
+{
+    return steepness > kSteep && std::isfinite(steepness) ? std::exp2(-std::ceil(std::log2(steepness))) : 1;
+}
 
 Point meanOf(std::span<const TangentPlane> planes)
 {
@@ -46,7 +53,9 @@ void LeafBuilder::evaluate(Positions& positions)
     std::size_t first = 0;
     for (const Positions::Run& run : positions.runs) {
         _field.values(_fields[run.field], positions.x.data() + first, positions.y.data() + first,
-                      positions.z.data() + first, run.end - first, positions.values.data() + first);
+                      positions.z.data() + first,
+                      &positions == &_samples ? nullptr : positions.factors.data() + first, run.end - first,
+                      positions.values.data() + first);
         first = run.end;
     }
 }
@@ -74,12 +83,12 @@ void LeafBuilder::simplifyField(std::span<SurfaceLeaf* const> leaves)
 }
 
 /// The positions a step away along each axis, for the gradient.
-void LeafBuilder::addSteps(const Point& p)
+void LeafBuilder::addSteps(const Point& p, double factor)
 {
     for (std::size_t axis = 0; axis < 3; ++axis) {
         Point q = p;
         q[axis] += kGradientStep * _grid.spacing[axis];
-        _points.add(q);
+        _points.add(q, factor);
     }
 }
 
@@ -110,11 +119,12 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
             findEdges(*leaves[l], _samples.values.data() + l * kNodesOfLeaf, _rows[l]);
         }
     }
+    findSteepEnds();
     refineRoots();
     findPlanes();
     _moved.clear();
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        placeVertices(*leaves[l], _planes.data() + _firstPlane[l]);
+        placeVertices(*leaves[l], _planes.data() + _firstPlane[l], _roots.data() + _firstPlane[l]);
     }
     moveOntoSurface();
 }
@@ -278,6 +288,7 @@ void LeafBuilder::addRoot(SurfaceLeaf& leaf, const double* values, std::size_t a
     _roots.push_back({&leaf, static_cast<std::uint8_t>(axis),
                       _grid.crossesBounds(axis, leaf.global(axis, node[axis])),
                       static_cast<std::uint16_t>(from), 0, 0, 1, values[from], values[to],
+                      factorFor(difference / _grid.spacing[axis]),
                       std::isfinite(difference) ? kRootTolerance * difference : 0.0, 0.5, 0});
 }
 
@@ -290,6 +301,39 @@ Point LeafBuilder::edgePoint(const Root& root) const
     }
     p[root.axis] += root.at * _grid.spacing[root.axis];
     return p;
+}
+
+/// The values at the ends of edges where the field is steep, multiplied by their factors.
+void LeafBuilder::findSteepEnds()
+{
+    _open.clear();
+    for (std::uint32_t r = 0; r < _roots.size(); ++r) {
+        if (_roots[r].factor < 1) {
+            _open.push_back(r);
+        }
+    }
+    _points.reset(2 * _open.size());
+    for (const std::uint32_t r : _open) {
+        Root& root = _roots[r];
+        _points.use(root.leaf->_field);
+        for (const double end : {root.from, root.to}) {
+            root.at = end;
+            _points.add(edgePoint(root), root.factor);
+        }
+    }
+    evaluate(_points);
+    for (std::size_t i = 0; i < _open.size(); ++i) {
+        Root& root = _roots[_open[i]];
+        const double from = _points.values[2 * i];
+        const double to = _points.values[2 * i + 1];
+        if ((from < 0) == (root.fromValue < 0) && (to < 0) == (root.toValue < 0)) {
+            root.fromValue = from;
+            root.toValue = to;
+            root.tolerance = kRootTolerance * std::abs(to - from);
+        } else { // too steep for the numbers
+            root.factor = 1;
+        }
+    }
 }
 
 /// Bracketed secants (the Illinois rule), or the middle where an end isn't finite.
@@ -306,7 +350,7 @@ void LeafBuilder::refineRoots()
             const bool isUsable = share > root.from && share < root.to && !(round == 0 && root.crossesBounds);
             root.at = isUsable ? share : 0.5 * (root.from + root.to);
             _points.use(root.leaf->_field);
-            _points.add(edgePoint(root));
+            _points.add(edgePoint(root), root.factor);
         }
         evaluate(_points);
         std::size_t kept = 0;
@@ -344,7 +388,7 @@ void LeafBuilder::findPlanes()
     for (std::size_t r = 0; r < _roots.size(); ++r) {
         _planes[r].at = edgePoint(_roots[r]);
         _points.use(_roots[r].leaf->_field);
-        addSteps(_planes[r].at);
+        addSteps(_planes[r].at, _roots[r].factor);
     }
     evaluate(_points);
     for (std::size_t r = 0; r < _roots.size(); ++r) {
@@ -353,7 +397,8 @@ void LeafBuilder::findPlanes()
         plane.normal = gradient(plane.at, root.value, 3 * r);
         const double slope = normalize(plane.normal);
         const double residue = root.value / slope;
-        if (slope > 0 && std::isfinite(slope) && std::isfinite(residue)) {
+        // Where an end isn't finite, the value tells nothing of the way to the surface.
+        if (root.tolerance > 0 && slope > 0 && std::isfinite(slope) && std::isfinite(residue)) {
             plane.offset = dot(plane.normal, plane.at) - residue;
         } else {
             plane.normal = {};
@@ -408,7 +453,7 @@ Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
                : vertex;
 }
 
-void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes)
+void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes, const Root* roots)
 {
     leaf._vertices.reserve(leaf._cells.size() + leaf._cells.size() / 8);
     for (ActiveCell& cell : leaf._cells) {
@@ -430,11 +475,14 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes)
         for (std::uint8_t patch = 0; patch < patches.count; ++patch) {
             TangentPlane ofPatch[12];
             std::size_t count = 0;
+            double factor = 1;
             for (unsigned edges = crossedEdges(cell.inside); edges != 0; edges &= edges - 1) {
                 const auto edge = static_cast<std::size_t>(std::countr_zero(edges));
                 if (patches.count == 1 || patches.patchOf[edge] == patch) {
                     const std::uint32_t node = lowest + kNodeOfEdge[edge];
-                    ofPatch[count++] = planes[leaf._tables->edgeAt[edge / 4][node] - 1u];
+                    const std::size_t crossing = leaf._tables->edgeAt[edge / 4][node] - 1u;
+                    ofPatch[count++] = planes[crossing];
+                    factor = std::min(factor, roots[crossing].factor);
                 }
             }
             const std::span<const TangentPlane> all(ofPatch, count);
@@ -450,7 +498,8 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes)
                 continue;
             }
             if (placed.isOnCrease && placed.wasOutside) {
-                _moved.push_back({&leaf, static_cast<std::uint32_t>(leaf._vertices.size()), lower, upper});
+                _moved.push_back(
+                    {&leaf, static_cast<std::uint32_t>(leaf._vertices.size()), lower, upper, factor});
             }
             leaf._vertices.push_back({placed.position, placed.isOnCrease});
         }
@@ -465,8 +514,8 @@ void LeafBuilder::moveOntoSurface()
         for (const Moved& moved : _moved) {
             const Point& position = moved.leaf->_vertices[moved.vertex].position;
             _points.use(moved.leaf->_field);
-            _points.add(position);
-            addSteps(position);
+            _points.add(position, moved.factor);
+            addSteps(position, moved.factor);
         }
         evaluate(_points);
         for (std::size_t m = 0; m < _moved.size(); ++m) {

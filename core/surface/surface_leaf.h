@@ -118,6 +118,7 @@ private:
         int moved;                 ///< the end that the last step moved: -1 the lower, 1 the upper one
         double from, to;           ///< bracket, shares of the way
         double fromValue, toValue; ///< of opposite sides
+        double factor;             ///< of the field, which makes a steep one about as steep as a distance
         double tolerance;
         double at;
         double value; ///< where the search ended
@@ -133,6 +134,7 @@ private:
         SurfaceLeaf* leaf;
         std::uint32_t vertex;
         Point lower, upper;
+        double factor; ///< of the field, the least one of the cell's edges
     };
     /// Positions of leaf after leaf and the field's values there.
     struct Positions {
@@ -141,7 +143,7 @@ private:
             std::size_t field;
             std::size_t end;
         };
-        std::vector<double> x, y, z, values;
+        std::vector<double> x, y, z, factors, values;
         std::size_t count = 0;
         std::vector<Run> runs;
 
@@ -151,7 +153,7 @@ private:
             count = 0;
             runs.clear();
             if (x.size() < most) {
-                for (std::vector<double>* list : {&x, &y, &z, &values}) {
+                for (std::vector<double>* list : {&x, &y, &z, &factors, &values}) {
                     list->resize(most);
                 }
             }
@@ -170,11 +172,12 @@ private:
                 runs.back().end = count;
             }
         }
-        void add(const Point& p)
+        void add(const Point& p, double factor = 1)
         {
             x[count] = p[0];
             y[count] = p[1];
-            z[count++] = p[2];
+            z[count] = p[2];
+            factors[count++] = factor;
         }
         Point at(std::size_t place) const { return {x[place], y[place], z[place]}; }
     };
@@ -200,7 +203,7 @@ private:
 
     void simplifyField(std::span<SurfaceLeaf* const> leaves);
     void evaluate(Positions& positions);
-    void addSteps(const Point& p);
+    void addSteps(const Point& p, double factor);
     Point gradient(const Point& p, double value, std::size_t place) const;
     void sampleNodes(std::span<SurfaceLeaf* const> leaves);
     void findCells(SurfaceLeaf& leaf, const double* values, Rows& rows);
@@ -208,9 +211,10 @@ private:
     void askFaceCenters();
     void findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows);
     void addRoot(SurfaceLeaf& leaf, const double* values, std::size_t axis, const Index3& node);
+    void findSteepEnds();
     void refineRoots();
     void findPlanes();
-    void placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes);
+    void placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes, const Root* roots);
     void moveOntoSurface();
     Point edgePoint(const Root& root) const;
     Point movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell, std::span<const TangentPlane> planes,

@@ -169,6 +169,8 @@ TEST_F(ObjMeshReader, SplitsFacesAndCountsBack)
     const auto mesh = readObjMesh(path("a.obj"));
     ASSERT_TRUE(mesh) << messageOf(mesh.error());
     EXPECT_EQ(trianglesOf(*mesh), pyramid());
+    put("marked.obj", "\xEF\xBB\xBFv 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    EXPECT_EQ(readObjMesh(path("marked.obj"))->vertices.size(), 3u);
 }
 
 TEST_F(ObjMeshReader, RefusesWhatItCannotRead)

@@ -26,8 +26,10 @@ EditStep* EditHistory::openStep(const std::string& mergeKey, std::uint64_t gestu
 
 void EditHistory::push(EditStep step)
 {
-    if (_clean && *_clean > _done) {
-        _clean.reset();
+    for (auto* state : {&_clean, &_saving}) {
+        if (*state && **state > _done) {
+            state->reset(); // no undo or redo leads there any more
+        }
     }
     _steps.resize(_done);
     _steps.push_back(std::move(step));
@@ -43,10 +45,16 @@ void EditHistory::dropLast()
     _isSealed = true;
 }
 
-void EditHistory::markClean()
+void EditHistory::beginSaving()
 {
-    _clean = _done;
+    _saving = _done;
     _isSealed = true;
+}
+
+void EditHistory::endSaving(bool isSaved)
+{
+    _clean = isSaved ? _saving : _clean;
+    _saving.reset();
 }
 
 void EditHistory::clear()
@@ -54,6 +62,7 @@ void EditHistory::clear()
     _steps.clear();
     _done = 0;
     _clean = 0;
+    _saving.reset();
     _isSealed = true;
 }
 
@@ -79,7 +88,9 @@ void EditHistory::keepLimits()
     while (_steps.size() > kept && _steps.size() > 1) {
         _steps.pop_front();
         --_done;
-        _clean = _clean && *_clean > 0 ? std::optional(*_clean - 1) : std::nullopt;
+        for (auto* state : {&_clean, &_saving}) {
+            *state = *state && **state > 0 ? std::optional(**state - 1) : std::nullopt;
+        }
     }
 }
 

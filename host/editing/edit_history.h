@@ -59,7 +59,11 @@ public:
     /// Nothing becomes a part of the last step any more.
     void seal() { _isSealed = true; }
 
-    void markClean();
+    /// @{ The state of now is being saved; once it is saved, it is the saved state wherever editing has got
+    /// to.
+    void beginSaving();
+    void endSaving(bool isSaved);
+    /// @}
     /// No state that can be reached is the saved one.
     void forgetClean() { _clean.reset(); }
     void clear();
@@ -79,6 +83,7 @@ private:
     std::deque<EditStep> _steps;
     std::size_t _done = 0;
     std::optional<std::size_t> _clean = 0; ///< count of steps done in the saved state
+    std::optional<std::size_t> _saving;    ///< the same of the state that is being saved
     bool _isSealed = true;
 
     void keepLimits();

@@ -98,6 +98,19 @@ zrk::Result<void> EditSession::setMember(Place place, std::uint16_t node, const 
     return _parts.setMember(change, true).map([&] { record(change); });
 }
 
+void EditSession::insertNode(ZRKJson entry, std::shared_ptr<ZRKGraphObject> object)
+{
+    const auto id = entry["id"].get<std::uint16_t>();
+    if (!entry.contains("values")) {
+        object->deserialize(ZRKDeserialization(storedForm(*object), _document.resources()));
+    }
+    NodeChange change{true, id, _parts.root()["nodes"].size(), std::move(entry), std::move(object), {}};
+    _parts.insertNode(change);
+    watch(id);
+    _watched[id].values = valuesOf(*change.object);
+    record(std::move(change));
+}
+
 /// Makes nodes of entries with ids that are free, by the same reading as that of a document.
 zrk::Result<std::vector<std::uint16_t>> EditSession::insertNodes(ZRKJson entries, DocumentWarnings& warnings,
                                                                  zrk::ProgressMonitor* monitor)
@@ -115,16 +128,9 @@ zrk::Result<std::vector<std::uint16_t>> EditSession::insertNodes(ZRKJson entries
     std::vector<std::uint16_t> ids;
     for (ZRKJson& entry : entries) {
         const auto id = entry["id"].get<std::uint16_t>();
-        const std::shared_ptr<ZRKGraphObject> object = read->graph()->getNodePtr(id)->object;
+        std::shared_ptr<ZRKGraphObject> object = read->graph()->getNodePtr(id)->object;
         read->graph()->removeNode(id);
-        if (!entry.contains("values")) {
-            object->deserialize(ZRKDeserialization(storedForm(*object), _document.resources()));
-        }
-        NodeChange change{true, id, _parts.root()["nodes"].size(), std::move(entry), object, {}};
-        _parts.insertNode(change);
-        watch(id);
-        _watched[id].values = valuesOf(*object);
-        record(std::move(change));
+        insertNode(std::move(entry), std::move(object));
         ids.push_back(id);
     }
     return ids;
@@ -155,6 +161,48 @@ zrk::Result<std::uint16_t> EditSession::addNode(const NewNode& node, DocumentWar
         DocumentWarnings unheard;
         return insertNodes(ZRKJson::array({std::move(entry)}), warnings ? *warnings : unheard, nullptr)
             .map([](const std::vector<std::uint16_t>& ids) { return ids.front(); });
+    });
+}
+
+zrk::Result<std::vector<std::uint16_t>> EditSession::addLoaded(GraphDocument loaded)
+{
+    return perform("Add", "", [&]() -> zrk::Result<std::vector<std::uint16_t>> {
+        loaded.moveTo(_document.name());
+        const DocumentParts parts(loaded);
+        for (std::size_t i = 0; i < parts.resourceCount(); ++i) {
+            const ZRKJson& resource = parts.root()["resources"][i];
+            const auto uuid = resource["uuid"].get<std::string>();
+            if (_parts.resources().indexOf(ZRKuuid(uuid))) {
+                return zrk::refused(fault("resource " + zrk::quotation(uuid),
+                                          "a uuid that another resource of the document has", "a new one",
+                                          "leave the uuid out"));
+            }
+            insertResource(resource, _parts.resourceCount(), parts.resources().objects()[i]);
+        }
+        const ZRKJson links = parts.root().value("links", ZRKJson::array());
+        loaded.graph()->setSilent(true);
+        std::map<std::uint16_t, std::uint16_t> newIds;
+        std::vector<std::uint16_t> ids;
+        for (ZRKJson entry : parts.root().value("nodes", ZRKJson::array())) {
+            const auto former = entry["id"].get<std::uint16_t>();
+            const zrk::Result<int> id = nextId();
+            if (!id) {
+                return zrk::refused(id.error());
+            }
+            entry["id"] = *id;
+            ids.push_back(newIds[former] = static_cast<std::uint16_t>(*id));
+            std::shared_ptr<ZRKGraphObject> object = loaded.graph()->getNodePtr(former)->object;
+            loaded.graph()->removeNode(former);
+            insertNode(std::move(entry), std::move(object));
+        }
+        for (const ZRKJson& link : links) {
+            const Pin_handle from = DocumentParts::from(link);
+            const Pin_handle to = DocumentParts::to(link);
+            connect(Pin_handle::output(newIds.at(from.node()), from.index()),
+                    Pin_handle::input(newIds.at(to.node()), to.index()));
+        }
+        select(ids);
+        return ids;
     });
 }
 

@@ -130,6 +130,18 @@ zrk::Fault EditSession::busy() const
             "one after it", "wait until the session has told its listeners", zrk::FaultKind::FailedWork};
 }
 
+zrk::Result<void> EditSession::checkFree() const
+{
+    if (isBusy()) {
+        return zrk::refused(busy());
+    }
+    if (_isSaving) {
+        return zrk::refused({_document.name(), "a file that is still being written", "one that is done",
+                             "wait until it is written", zrk::FaultKind::FailedWork});
+    }
+    return {};
+}
+
 // What nodes tell
 
 void EditSession::watchAll()
@@ -283,6 +295,7 @@ void EditSession::flush()
 {
     takeAddedResources();
     const std::set<std::uint16_t> touched = std::exchange(_touched, {});
+    _told.insert(touched.begin(), touched.end());
     for (const std::uint16_t node : touched) {
         const auto watched = _watched.find(node);
         if (watched == _watched.end()) {
@@ -302,7 +315,11 @@ void EditSession::joinValues(std::vector<EditChange>& changes) const
 {
     for (std::size_t i = 0; i < changes.size(); ++i) {
         auto* first = std::get_if<ValueChange>(&changes[i]);
-        if (!first) {
+        const auto isOfNode = [&](const EditChange& change) {
+            const auto* value = std::get_if<ValueChange>(&change);
+            return value && value->node == first->node;
+        };
+        if (!first || std::count_if(changes.begin(), changes.end(), isOfNode) == 1) {
             continue;
         }
         const ZRKJson& after = _watched.at(first->node).values;
@@ -330,14 +347,15 @@ void EditSession::commit()
 {
     EditStep step = std::exchange(_open, {});
     const auto log = std::exchange(_heldLog, {});
-    bool isHeldChanged = false;
+    const std::set<std::uint16_t> told = std::exchange(_told, {});
+    bool isHeldChanged = false; // by nodes that told of something, and not for what was told upstream of them
     for (const auto& [node, data] : log) {
         const bool isKnown = std::any_of(step.held.begin(), step.held.end(),
                                          [&](const HeldChange& held) { return held.node == node; });
         if (!isKnown) {
             step.held.push_back({node, data, std::nullopt});
             const auto now = heldBy(node);
-            isHeldChanged = isHeldChanged || (now && !(*now == data));
+            isHeldChanged = isHeldChanged || (told.contains(node) && now && !(*now == data));
         }
     }
     const bool isPlain = std::none_of(step.changes.begin(), step.changes.end(), isStructural);
@@ -346,6 +364,9 @@ void EditSession::commit()
     }
     const bool isSelected = *step.selectionBefore != *_selection;
     if (step.changes.empty() && !isHeldChanged) {
+        for (const HeldChange& held : step.held) {
+            hold(held.node, held.before); // nothing has changed, so that nothing is stale
+        }
         if (isSelected) {
             tell({EditEvent::Kind::Selection});
         }

@@ -7,6 +7,7 @@
 #include "host/editing/edit_event.h"
 #include "host/editing/edit_history.h"
 #include "host/editing/file_watch.h"
+#include "host/editing/pending_save.h"
 #include "host/graph_document.h"
 #include "model/signal.h"
 
@@ -32,6 +33,8 @@ struct EditSettings {
     EditClock clock{}; ///< that of the system's running time where there is none
     /// Where recovery files go; empty for the folder of the document.
     std::filesystem::path recoveryFolder{};
+    /// The recovery file of a document that has no file yet; empty for none. Its folder must be there.
+    std::filesystem::path unnamedRecovery{};
     /// Seconds from a change to the recovery file that has it.
     double recoverySeconds = 15;
     /// Seconds within which changes of the same value, or moves of the same nodes, become one step.
@@ -96,6 +99,13 @@ public:
     /// Opens a document from a file. A recovery file that is newer is offered, see `recovery`.
     static zrk::Result<std::unique_ptr<EditSession>> open(const std::string& path, DocumentWarnings& warnings,
                                                           EditSettings settings = {});
+    /// Goes on with the recovery file of a document that had no file, which is that of the new session; it
+    /// stays there until this one writes it anew. The document has unsaved changes, and its paths start from
+    /// the folder of `name`.
+    static zrk::Result<std::unique_ptr<EditSession>> openUnnamed(const std::filesystem::path& recovery,
+                                                                 const std::string& name,
+                                                                 DocumentWarnings& warnings,
+                                                                 EditSettings settings = {});
     /// A session of a document that has no file yet.
     explicit EditSession(GraphDocument document, EditSettings settings = {});
     /// Closes the session.
@@ -113,6 +123,10 @@ public:
 
     /// Adds a node under the next id and returns that. Its warnings are those of a document's node.
     zrk::Result<std::uint16_t> addNode(const NewNode& node, DocumentWarnings* warnings = nullptr);
+    /// Adds the resources, nodes and links of a document that was loaded apart, such as on another thread:
+    /// what they hold is taken over, and nothing is read again. Nodes get new ids and are selected.
+    /// @return the ids, in the order of the other document; a fault for a resource whose uuid is taken.
+    zrk::Result<std::vector<std::uint16_t>> addLoaded(GraphDocument loaded);
     /// Removes nodes with their links; the document's output, if it was on one of them, is none then.
     /// @param reconnects  links, and the output, go on to what arrived at a node's first linked input, where
     /// the tags allow it.
@@ -211,6 +225,15 @@ public:
     /// another folder, the paths in the document, and in its history, start from there.
     /// A file that another program has changed since it was read is refused unless `overwrites`.
     zrk::Result<void> save(const std::string& path = "", bool overwrites = false);
+    /// @{ The same in three parts: what is to be written is taken here, `PendingSave::write` may run on
+    /// another thread while editing goes on, and what became of it is told here. What was changed in between
+    /// stays unsaved. Until then nothing else can be saved, reloaded or recovered, and no recovery file
+    /// is written. Refused within an operation; see `isBusy`.
+    zrk::Result<PendingSave> startSaving(const std::string& path = "", bool overwrites = false);
+    zrk::Result<void> finishSaving(const PendingSave& saved);
+    /// @}
+    /// An operation or an undo is under way.
+    bool isBusy() const { return _isApplying || !_marks.empty(); }
     /// Whether another program has changed the file, or removed it.
     FileState fileState() { return _file.state(_path); }
     /// Reads the file again and forgets the history. Refused where there are unsaved changes, unless
@@ -220,7 +243,9 @@ public:
     /// To be called now and then, with the clock's time: writes the recovery file when it is due. While a
     /// recovery is offered, nothing is written. A file that can't be written is tried again as long after.
     zrk::Result<void> tick();
-    /// Where this document's recovery file is.
+    /// The same in parts: the recovery file, if it is due, to be written and given to `finishSaving`.
+    std::optional<PendingSave> startRecovery();
+    /// Where this document's recovery file is; empty for a document without a file that has none.
     std::filesystem::path recoveryPath() const;
     /// The recovery file that was found on opening and is newer than the document; empty without one.
     const std::filesystem::path& recovery() const { return _offer; }
@@ -262,6 +287,7 @@ private:
     FileWatch _file;
     std::filesystem::path _offer;
     bool _hasRecovery = false;
+    bool _isSaving = false;           ///< between startSaving or startRecovery and finishSaving
     std::optional<double> _changedAt; ///< the first change that the recovery file doesn't have
     std::map<std::uint16_t, Watched> _watched;
     Selection _selection = std::make_shared<const std::vector<std::uint16_t>>();
@@ -271,6 +297,7 @@ private:
     bool _isApplying = false; ///< an undo, a redo or a rollback
     bool _isImporting = false;
     std::set<std::uint16_t> _touched; ///< nodes that told of a change
+    std::set<std::uint16_t> _told;    ///< those of the whole step under way
     std::vector<std::pair<std::uint16_t, ZRKHeldData>> _heldLog;
     std::vector<std::pair<std::uint16_t, ZRKHeldData>> _applyLog;
     std::uint64_t _gesture = 0; ///< 0 for none
@@ -302,6 +329,7 @@ private:
     void flush();
     void takeAddedResources();
     zrk::Fault busy() const;
+    zrk::Result<void> checkFree() const;
     zrk::Fault fault(const std::string& place, const std::string& found, const std::string& expected,
                      const std::string& remedy) const;
 
@@ -323,6 +351,7 @@ private:
 
     zrk::Result<std::vector<std::uint16_t>> insertNodes(ZRKJson entries, DocumentWarnings& warnings,
                                                         zrk::ProgressMonitor* monitor);
+    void insertNode(ZRKJson entry, std::shared_ptr<ZRKGraphObject> object);
     void eraseLink(Pin_handle input);
     ZRKLinkResult connect(Pin_handle output, Pin_handle input);
     zrk::Result<void> setMember(MemberChange::Place place, std::uint16_t node, const std::string& key,

@@ -46,6 +46,11 @@ zrk::Result<void> EditSession::step(bool forward)
     };
     holdAgain();
     announce(restored);
+    for (const HeldChange& held : step.held) {
+        if (const auto watched = _watched.find(held.node); watched != _watched.end()) {
+            watched->second.object->emitPropertyChange("raster");
+        }
+    }
     holdAgain();
     _applyLog.clear();
     const Selection selected = forward ? step.selectionAfter : step.selectionBefore;
@@ -160,7 +165,7 @@ void EditSession::announce(const std::vector<Restored>& restored)
                 twin->assignFrom(property, false); // there may have been a later value
                 property->assignFrom(twin, true);
             } else {
-                each.object->emitPropertyChange(key);
+                emitValueChange(*each.object, key);
             }
         }
     }

@@ -129,6 +129,7 @@ zrk::Result<void> EditSession::importFiles(std::uint16_t node,
         } else {
             warnings.insert(warnings.end(), imported->begin(), imported->end());
         }
+        _touched.insert(node);
         _parts.graph().notifyDownstream(node, {"import", object.get()});
         return setMember(MemberChange::Place::Node, node, "import", stored.size() == 1 ? stored[0] : stored);
     });

@@ -1,5 +1,3 @@
-#include "formats/atomic_file.h"
-#include "formats/input_file.h"
 #include "host/editing/edit_session.h"
 #include "host/stored_paths.h"
 #include "model/graph_object.h"
@@ -21,16 +19,6 @@ std::string textOf(const std::filesystem::path& path)
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-zrk::Result<void> writeText(const std::string& path, const std::string& text)
-{
-    return zrk::attempt(path, [&] {
-        return zrk::AtomicFile::create(path).and_then([&](zrk::AtomicFile file) {
-            file.write(text.data(), text.size());
-            return file.commit();
-        });
-    });
-}
-
 } // namespace
 
 zrk::Result<std::unique_ptr<EditSession>> EditSession::open(const std::string& path,
@@ -47,6 +35,20 @@ zrk::Result<std::unique_ptr<EditSession>> EditSession::open(const std::string& p
         if (!missing && kept >= saved && textOf(recovery) != textOf(path)) {
             session->_offer = recovery;
         }
+        return session;
+    });
+}
+
+zrk::Result<std::unique_ptr<EditSession>> EditSession::openUnnamed(const std::filesystem::path& recovery,
+                                                                   const std::string& name,
+                                                                   DocumentWarnings& warnings,
+                                                                   EditSettings settings)
+{
+    return GraphDocument::load(recovery.string(), warnings, settings.load).map([&](GraphDocument document) {
+        document.moveTo(name);
+        settings.unnamedRecovery = recovery;
+        auto session = std::make_unique<EditSession>(std::move(document), std::move(settings));
+        session->_history.forgetClean();
         return session;
     });
 }
@@ -93,41 +95,64 @@ std::string EditSession::storedPath(const std::filesystem::path& path) const
     return pathFrom(wholeFolder(folder()), std::filesystem::absolute(path));
 }
 
-zrk::Result<void> EditSession::save(const std::string& path, bool overwrites)
+zrk::Result<PendingSave> EditSession::startSaving(const std::string& path, bool overwrites)
 {
-    if (_isApplying || !_marks.empty()) {
-        return zrk::refused(busy());
+    if (const auto free = checkFree(); !free) {
+        return zrk::refused(free.error());
     }
-    const std::string target = path.empty() ? _path : path;
-    if (target.empty()) {
+    PendingSave save;
+    save._path = path.empty() ? _path : path;
+    if (save._path.empty()) {
         return zrk::refused({_document.name(), "no file", "a path to save to", "save under a name"});
     }
-    if (target == _path && !overwrites && fileState() == FileState::Changed) {
-        return zrk::refused({target, "a file that another program has changed since it was read",
-                             "the file as it was", "save under another name, reload it, or overwrite it",
-                             zrk::FaultKind::FailedWork});
+    save._keepsOthers = save._path == _path && !overwrites;
+    save._file = _file;
+    return zrk::attempt(save._path, [&]() -> zrk::Result<PendingSave> {
+        GraphDocument moved = _document; // of the same nodes; the session's own stays until all is written
+        moved.moveTo(save._path);
+        save._text = moved.toText();
+        save._changedAt = std::exchange(_changedAt, std::nullopt);
+        _history.beginSaving();
+        _isSaving = true;
+        return std::move(save);
+    });
+}
+
+zrk::Result<void> EditSession::finishSaving(const PendingSave& saved)
+{
+    if (isBusy()) {
+        return zrk::refused(busy());
     }
-    const std::filesystem::path former = wholeFolder(folder());
-    const std::filesystem::path next = wholeFolder(std::filesystem::path(target).parent_path());
-    GraphDocument moved =
-        _document; // of the same nodes; the session's own stays as it is until all is written
-    moved.moveTo(target);
-    if (const auto written = moved.save(target); !written) {
-        return written;
+    _isSaving = false;
+    if (saved._isRecovery) {
+        _hasRecovery = _hasRecovery || saved.outcome();
+        _changedAt = saved.outcome() ? _changedAt : std::optional(now());
+        return saved.outcome();
     }
-    rebase(former, next);
-    removeRecovery();
     const bool wasModified = isModified();
-    _path = target;
-    _parts.rename(target);
-    _file.look(target);
-    _history.markClean();
-    _changedAt.reset();
-    if (wasModified) {
+    _history.endSaving(saved.outcome().has_value());
+    if (!saved.outcome()) {
+        _changedAt = saved._changedAt ? saved._changedAt : _changedAt;
+        return saved.outcome();
+    }
+    rebase(wholeFolder(folder()), wholeFolder(std::filesystem::path(saved._path).parent_path()));
+    removeRecovery(); // what was changed since will be in another one
+    _path = saved._path;
+    _parts.rename(_path);
+    _file = saved._file;
+    if (isModified() != wasModified) {
         tell({EditEvent::Kind::Modified});
     }
     deliver();
     return {};
+}
+
+zrk::Result<void> EditSession::save(const std::string& path, bool overwrites)
+{
+    return startSaving(path, overwrites).and_then([&](PendingSave save) {
+        save.write();
+        return finishSaving(save);
+    });
 }
 
 void EditSession::replace(GraphDocument document)
@@ -146,8 +171,8 @@ void EditSession::replace(GraphDocument document)
 
 zrk::Result<void> EditSession::reload(DocumentWarnings& warnings, bool discards)
 {
-    if (_isApplying || !_marks.empty()) {
-        return zrk::refused(busy());
+    if (const auto free = checkFree(); !free) {
+        return free;
     }
     if (isModified() && !discards) {
         return zrk::refused({_document.name(), "unsaved changes", "none",
@@ -167,6 +192,9 @@ zrk::Result<void> EditSession::reload(DocumentWarnings& warnings, bool discards)
 
 std::filesystem::path EditSession::recoveryPath() const
 {
+    if (_path.empty()) {
+        return _settings.unnamedRecovery;
+    }
     const std::filesystem::path path(_document.name());
     if (_settings.recoveryFolder.empty()) {
         return path.parent_path() / ("." + path.filename().string() + ".recovery");
@@ -179,25 +207,44 @@ std::filesystem::path EditSession::recoveryPath() const
 
 zrk::Result<void> EditSession::tick()
 {
-    if (!_changedAt || !_offer.empty() || now() - *_changedAt < _settings.recoverySeconds ||
-        !_marks.empty() || _isApplying) {
+    std::optional<PendingSave> due = startRecovery();
+    if (!due) {
         return {};
+    }
+    due->write();
+    return finishSaving(*due);
+}
+
+std::optional<PendingSave> EditSession::startRecovery()
+{
+    if (!_changedAt || !_offer.empty() || now() - *_changedAt < _settings.recoverySeconds || !checkFree() ||
+        recoveryPath().empty()) {
+        return std::nullopt;
     }
     if (!isModified()) {
         removeRecovery();
         _changedAt.reset();
-        return {};
+        return std::nullopt;
     }
-    const auto written = writeText(recoveryPath().string(), _document.toText());
-    _hasRecovery = _hasRecovery || written;
-    _changedAt = written ? std::nullopt : std::optional(now());
-    return written;
+    PendingSave due;
+    due._isRecovery = true;
+    due._path = recoveryPath().string();
+    if (_path.empty()) {
+        GraphDocument moved = _document; // it is read from there, whatever folder it was made in
+        moved.moveTo(due._path);
+        due._text = moved.toText();
+    } else {
+        due._text = _document.toText();
+    }
+    _changedAt.reset();
+    _isSaving = true;
+    return due;
 }
 
 zrk::Result<void> EditSession::recover(DocumentWarnings& warnings)
 {
-    if (_isApplying || !_marks.empty()) {
-        return zrk::refused(busy());
+    if (const auto free = checkFree(); !free) {
+        return free;
     }
     if (_offer.empty()) {
         return zrk::refused({_document.name(), "no recovery file", "one that is newer than the document",

@@ -300,6 +300,13 @@ TEST(GraphDocumentValues, AreSetByTheirKeyOrRefusedWithoutAChange)
     EXPECT_EQ(valuesOf(2)["op_params"][0], 0.5);
     EXPECT_EQ(valuesOf(2)["op_name"], "blend");
     EXPECT_EQ(told, std::vector<std::string>{"radius"});
+    std::vector<std::string> toldOfOperator;
+    const auto connection = document.graph()->getNodePtr(0)->object->addListener(
+        [&](const ZRKEvent& event) { toldOfOperator.push_back(event.name); });
+    ASSERT_TRUE(document.setValue(0, "op_name", "minimum"));
+    ASSERT_TRUE(document.setValue(0, "op_name", "blend"));
+    EXPECT_EQ(valuesOf(2)["op_params"][0], 0.5) << "each operation begins with its own parameters";
+    EXPECT_EQ(toldOfOperator, (std::vector<std::string>{"op", "op"}));
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #include "formats/png.h"
 #include "formats/volume.h"
 #include "host/field_grid.h"
+#include "host/field_remarks.h"
 #include "host/slice_picture.h"
 
 #include <fmt/core.h>
@@ -101,7 +102,7 @@ private:
                  "an array of real numbers", "convert it, for example with numpy.asarray(points, float)"});
         }
         if (!py::isinstance<py::array_t<double>>(array)) {
-            array = py::array_t<double, py::array::forcecast>::ensure(array);
+            array = numbersOf<double>(array);
         }
         _shapeBefore.assign(array.shape(), array.shape() + array.ndim());
         return array;
@@ -274,12 +275,16 @@ zrk::SurfaceMesh meshOf(const py::array& vertices, const py::array& faces)
         refuse("faces of shape " + shapeOf(faces) + " and type " + py::str(faces.dtype()).cast<std::string>(),
                "whole numbers of shape (k, 3)");
     }
-    const auto positions = py::array_t<double, py::array::c_style | py::array::forcecast>::ensure(vertices);
-    const auto indices = py::array_t<std::int64_t, py::array::c_style | py::array::forcecast>::ensure(faces);
+    constexpr std::size_t kPiece = std::size_t{1} << 16;
+    const auto positions = numbersOf<double>(vertices);
+    const auto indices = numbersOf<std::int64_t>(faces);
     zrk::SurfaceMesh mesh;
     mesh.vertices.resize(static_cast<std::size_t>(positions.shape(0)));
     mesh.triangles.resize(static_cast<std::size_t>(indices.shape(0)));
     for (std::size_t i = 0; i < mesh.vertices.size(); ++i) {
+        if (i % kPiece == 0) {
+            hearSignals();
+        }
         for (std::size_t c = 0; c < 3; ++c) {
             const double x = positions.data()[3 * i + c];
             if (!std::isfinite(x)) {
@@ -289,6 +294,9 @@ zrk::SurfaceMesh meshOf(const py::array& vertices, const py::array& faces)
         }
     }
     for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
+        if (i % kPiece == 0) {
+            hearSignals();
+        }
         for (std::size_t c = 0; c < 3; ++c) {
             const std::int64_t index = indices.data()[3 * i + c];
             if (index < 0 || index >= static_cast<std::int64_t>(mesh.vertices.size())) {
@@ -359,11 +367,18 @@ py::array volumeOf(Node& node, std::size_t output, const Corner& lower, const Co
     return arrayOver(data, shape, std::move(values));
 }
 
+void warnOfUndefined(const Node& node, std::uint64_t samples)
+{
+    if (samples > 0) {
+        warnOf({zrkmodel::undefinedAt(node.place(), samples)});
+    }
+}
+
 py::tuple surfaceOf(Node& node, std::size_t output, const SurfaceOptions& options, const py::object& progress)
 {
     const SharedReady ready = node.ready(output, progress);
     checkScalar(node, *ready, "which a surface is taken of");
-    return arraysOf(running(progress, ready->where(), [&](zrk::ProgressMonitor& monitor) {
+    auto surface = running(progress, ready->where(), [&](zrk::ProgressMonitor& monitor) {
         const Followed followed(*ready, monitor, options.threads);
         auto mesh = zrk::extractSurface(ready->field, settingsOf(*ready, options, followed.threads),
                                         followed.monitor);
@@ -371,7 +386,9 @@ py::tuple surfaceOf(Node& node, std::size_t output, const SurfaceOptions& option
             interrupted(node);
         }
         return std::move(*mesh);
-    }));
+    });
+    warnOfUndefined(node, surface.undefinedSamples);
+    return arraysOf(std::move(surface));
 }
 
 py::dict measuresOf(Node& node, std::size_t output, const SurfaceOptions& options, double accuracy,
@@ -398,6 +415,7 @@ py::dict measuresOf(Node& node, std::size_t output, const SurfaceOptions& option
         }
         return std::pair(*measures, *narrowest);
     });
+    warnOfUndefined(node, m.undefinedSamples);
     const auto passage = [](const std::optional<zrk::Passage>& p) {
         return p ? py::object(py::float_(p->length)) : py::none();
     };
@@ -517,6 +535,7 @@ py::dict meshReport(const py::array& vertices, const py::array& faces, const py:
     result["degenerate_triangles"] = report.degenerateTriangles;
     result["self_intersections"] = report.selfIntersections;
     result["components"] = report.componentCount;
+    result["inward_components"] = report.inwardComponents;
     result["genus"] = report.genus;
     result["volume"] = report.volume;
     result["area"] = report.area;
@@ -573,7 +592,7 @@ void writeVolumeFile(const std::string& path, const py::array& values, const Cor
                      const Corner& upper, const std::string& name, bool isDensity, const py::object& progress)
 {
     zrk::valueOrThrow(zrk::volumeFormat(path));
-    const auto doubles = py::array_t<double, py::array::c_style | py::array::forcecast>::ensure(values);
+    const auto doubles = numbersOf<double>(values);
     const py::ssize_t axes = doubles ? doubles.ndim() : 0;
     if ((axes != 3 && axes != 4) || doubles.size() == 0 || (axes == 4 && doubles.shape(3) > 4)) {
         PyErr_Clear();

@@ -2,6 +2,9 @@
 
 #include "core/values/fault.h"
 
+#include <cmath>
+#include <string>
+
 namespace zrkpython {
 
 using zrkmodel::ZRKJson;
@@ -51,6 +54,32 @@ struct Level {
     ~Level() { Py_LeaveRecursiveCall(); }
 };
 
+/// Documents hold nothing else.
+double finiteNumber(py::handle value, const std::string& place)
+{
+    const double number = PyFloat_AsDouble(value.ptr());
+    if (PyErr_Occurred() || !std::isfinite(number)) {
+        PyErr_Clear();
+        throw zrk::FaultError({place,
+                               py::isinstance<py::int_>(value) ? "a whole number beyond all floats"
+                                                               : py::repr(value).cast<std::string>(),
+                               "a finite number", "give one"});
+    }
+    return number;
+}
+
+std::string text(py::handle value, const std::string& place)
+{
+    Py_ssize_t size = 0;
+    const char* const bytes = PyUnicode_AsUTF8AndSize(value.ptr(), &size);
+    if (!bytes) {
+        PyErr_Clear();
+        throw zrk::FaultError({place, py::repr(value).cast<std::string>(),
+                               "a text that can be written as UTF-8", "leave out its half surrogates"});
+    }
+    return {bytes, static_cast<std::size_t>(size)};
+}
+
 } // namespace
 
 ZRKJson fromPython(py::handle value, const std::string& place)
@@ -65,18 +94,18 @@ ZRKJson fromPython(py::handle value, const std::string& place)
     if (py::isinstance<py::int_>(value)) {
         int overflow = 0;
         const long long number = PyLong_AsLongLongAndOverflow(value.ptr(), &overflow);
-        return overflow == 0 ? ZRKJson(number) : ZRKJson(PyLong_AsDouble(value.ptr()));
+        return overflow == 0 ? ZRKJson(number) : ZRKJson(finiteNumber(value, place));
     }
     if (py::isinstance<py::float_>(value)) {
-        return value.cast<double>();
+        return finiteNumber(value, place);
     }
     if (py::isinstance<py::str>(value)) {
-        return value.cast<std::string>();
+        return text(value, place);
     }
     if (py::isinstance<py::dict>(value)) {
         ZRKJson members = ZRKJson::object();
         for (const auto& [key, member] : value.cast<py::dict>()) {
-            members[py::str(key).cast<std::string>()] = fromPython(member, place);
+            members[text(py::str(key), place)] = fromPython(member, place);
         }
         return members;
     }

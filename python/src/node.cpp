@@ -35,18 +35,6 @@ const ZRKJson* findMember(const ZRKJson& object, const std::string& key)
     return found == object.end() ? nullptr : &*found;
 }
 
-/// True for a property that a component converts when its values are read, and not when it is assigned.
-bool isResource(const zrkmodel::ZRKPropertyBase& property)
-{
-    const std::string_view type = property.valueType();
-    return type == "image2d" || type == "image3d" || type == "geometry";
-}
-
-bool isOneOf(const std::string& key, std::initializer_list<const char*> names)
-{
-    return std::find(names.begin(), names.end(), key) != names.end();
-}
-
 } // namespace
 
 Node::Node(Object object, std::string place, Context context)
@@ -183,7 +171,7 @@ void Node::assign(const std::string& key, const ZRKJson& value, const std::share
     ZRKJson single = ZRKJson::object();
     single[key] = value;
     try {
-        if (isResource(*property) && (value.is_null() || value == "")) {
+        if (zrkmodel::isResource(*property) && (value.is_null() || value == "")) {
             // No resource, which a fresh property has.
         } else if (!twin->deserialize(zrkmodel::ZRKDeserialization(
                        single, library, [&](const auto& issue) { expected = issue.expected; }))) {
@@ -246,11 +234,15 @@ void Node::setValues(const ZRKJson& values, const std::vector<SharedResource>& u
                      : "did you mean " + zrkmodel::nearestNames(key, zrkmodel::keysOf(former)) + "?"});
         }
         if (former.contains(key)) {
+            merged = zrkmodel::withValue(std::move(merged), key, value);
+        }
+        readsAll = readsAll || zrkmodel::isTakenByReading(*_object, key);
+        isSweepStale = isSweepStale || key == "smoothing" || key == "transport";
+    }
+    for (const auto& [key, value] : values.items()) { // also those that another one has dropped
+        if (former.contains(key)) {
             merged[key] = value;
         }
-        const bool isOfSweep = isOneOf(key, {"steps", "resolution"});
-        readsAll = readsAll || !property || isResource(*property) || (sweep && isOfSweep);
-        isSweepStale = isSweepStale || isOneOf(key, {"smoothing", "transport"});
     }
     const bool isGrid =
         dynamic_cast<zrkmodel::ZRKBeamSDF*>(_object.get()) && _imported.is_null() && _importSource.is_none();
@@ -300,6 +292,13 @@ void Node::setValues(const ZRKJson& values, const std::vector<SharedResource>& u
     });
     _resources = std::move(resources);
     noteChange();
+    std::vector<zrk::Fault> warnings;
+    for (const auto& [key, value] : values.items()) {
+        if (auto warning = zrkmodel::unlistedChoice(*_object, key, fmt::format("{}, \"{}\"", _place, key))) {
+            warnings.push_back(std::move(*warning));
+        }
+    }
+    warnOf(warnings);
 }
 
 std::vector<zrk::Fault> Node::importFiles(const ZRKJson& entry, const py::object& progress)

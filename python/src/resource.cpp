@@ -3,6 +3,7 @@
 #include "host/document_geometry.h"
 #include "host/geometry_reader.h"
 #include "python/src/json_values.h"
+#include "python/src/running.h"
 
 #include <fmt/core.h>
 
@@ -34,7 +35,8 @@ std::string newUuid() { return py::str(py::module_::import("uuid").attr("uuid4")
 template <int D, class T>
 std::vector<zrk::ImageChannel<D>> channels(const py::array& array, py::ssize_t channelCount)
 {
-    const auto values = py::array_t<T, py::array::c_style | py::array::forcecast>::ensure(array);
+    constexpr std::size_t kPiece = std::size_t{1} << 20;
+    const auto values = numbersOf<T>(array);
     std::vector<zrk::ImageChannel<D>> all;
     for (py::ssize_t c = 0; c < channelCount; ++c) {
         zrk::Raster<1, D, T> raster;
@@ -44,8 +46,11 @@ std::vector<zrk::ImageChannel<D>> channels(const py::array& array, py::ssize_t c
         }
         raster.resize(extents);
         const T* from = values.data() + c;
-        for (T& value : raster.data) {
-            value = *from;
+        for (std::size_t i = 0; i < raster.data.size(); ++i) {
+            if (i % kPiece == 0) {
+                hearSignals();
+            }
+            raster.data[i] = *from;
             from += channelCount;
         }
         all.emplace_back(std::move(raster));

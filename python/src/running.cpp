@@ -1,5 +1,6 @@
 #include "python/src/running.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -57,9 +58,7 @@ public:
         _lastLook = Clock::now();
         try {
             const InsideWork inside;
-            if (PyErr_CheckSignals() != 0) {
-                throw py::error_already_set();
-            }
+            hearSignals();
             const double fraction = _fraction.load(std::memory_order_relaxed);
             if (!_progress.is_none() && fraction != _told) {
                 _told = fraction;
@@ -205,6 +204,33 @@ void run(const py::object& progress, Where where, const Work& work)
         watched();
     }
     follower.finish(failure);
+}
+
+void hearSignals()
+{
+    if (PyErr_CheckSignals() != 0) {
+        throw py::error_already_set();
+    }
+}
+
+void copyNumbers(py::array& to, const py::array& from)
+{
+    constexpr py::ssize_t kPiece = py::ssize_t{1} << 18;
+    if (from.ndim() == 0 || from.size() <= kPiece) {
+        to[py::ellipsis()] = from;
+        return;
+    }
+    const py::ssize_t* const shape = from.shape();
+    const py::ssize_t axis = std::max_element(shape, shape + from.ndim()) - shape;
+    const py::object moved = py::module_::import("numpy").attr("moveaxis");
+    const py::object target = moved(to, axis, 0);
+    const py::object source = moved(from, axis, 0);
+    const py::ssize_t step = std::max<py::ssize_t>(1, kPiece / (from.size() / shape[axis]));
+    for (py::ssize_t first = 0; first < shape[axis]; first += step) {
+        const py::slice piece(first, std::min(first + step, shape[axis]), 1);
+        target[piece] = source[piece];
+        hearSignals();
+    }
 }
 
 void warnOf(const std::vector<zrk::Fault>& warnings)

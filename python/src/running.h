@@ -4,6 +4,7 @@
 #include "core/values/fault.h"
 #include "core/values/stop.h"
 
+#include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
 #include <atomic>
@@ -99,6 +100,28 @@ auto running(const py::object& progress, Where where, const Function& work)
     std::optional<std::invoke_result_t<Function, zrk::ProgressMonitor&>> result;
     run(progress, where, [&](zrk::ProgressMonitor& monitor) { result.emplace(work(monitor)); });
     return std::move(*result);
+}
+
+/// Calls Python's signal handlers where the main thread calls, and raises what they raise: for loops with the
+/// GIL, once in a few milliseconds.
+void hearSignals();
+
+/// Copies all numbers of an array into one of the same shape, converted to its type, and hears signals
+/// meanwhile.
+void copyNumbers(py::array& to, const py::array& from);
+
+/// The numbers of an array as those of a type, in C order; the array itself where it is like that. Null where
+/// they can't be converted, with Python's error set.
+template <class T>
+auto numbersOf(const py::array& array)
+{
+    using Numbers = py::array_t<T, py::array::c_style | py::array::forcecast>;
+    if (Numbers::check_(array) || array.dtype().kind() == 'O') {
+        return Numbers::ensure(array);
+    }
+    Numbers numbers(std::vector<py::ssize_t>(array.shape(), array.shape() + array.ndim()));
+    copyNumbers(numbers, array);
+    return numbers;
 }
 
 /// To be called on the main thread when the module is loaded and in a child after a fork, which has only the

@@ -79,6 +79,10 @@ class Classes(unittest.TestCase):
         with self.assertRaises(zrk.Error):
             ball.radus = 1
         self.assertFalse(hasattr(ball, "radus"))
+        with self.assertRaises(zrk.Error):
+            ball[0]
+        for act in (lambda: list(ball), lambda: "radius" in ball):
+            self.assertRaises(TypeError, act)
 
     def test_refuse_values_of_another_kind_and_keep_what_they_had(self):
         part = zrk.SphereSDF() | zrk.PlaneSDF()
@@ -92,6 +96,8 @@ class Classes(unittest.TestCase):
             (zrk.ScalarImageSampler(), {"image": np.zeros((2, 2, 9))}), (zrk.PipeSDF(), {"path_curve": [[1, 2]]}),
             (zrk.PipeSDF(), {"path_curve": zrk.Geometry("circle", center=(0, 0, 0))}),
             (zrk.PipeSDF(), {"path_curve": zrk.Geometry("knot")}), (zrk.CylinderSDF(), {"cap_style": "rund"}),
+            (zrk.SphereSDF(), {"radius": 10 ** 400}), (zrk.SphereSDF(), {"radius": float("nan")}),
+            (zrk.SphereSDF(), {"center": (0, float("inf"), 0)}), (part, {"op_name": "\ud800"}),
         ]
         for node, values in cases:
             with self.subTest(node=type(node).__name__, values=str(values)):

@@ -131,12 +131,13 @@ class Files(WithFolder):
             ("a newer version", lambda: zrk.Document.parse('{"zrkGraph": 2}'), "zrkGraph"),
             ("unknown type", lambda: zrk.Document.parse('{"zrkGraph": 1, "nodes": [{"id": 1, "type": "Bal"}]}'), "type"),
             ("no text", lambda: zrk.Document.parse(None), "document"), ("no path", lambda: zrk.Document.load(3), "path"),
+            ("an empty path", lambda: zrk.Document.new(zrk.SphereSDF()).save(""), "path"),
             ("no node", lambda: zrk.Document.new(zrk.SphereSDF())[9], "node 9"),
             ("own function", lambda: zrk.Document.new(zrk.SphereSDF() | zrk.field(height)), "height"),
             ("into no folder", lambda: zrk.Document.new(zrk.SphereSDF()).save(self.folder / "no" / "a.zrk.json"), "a.zrk"),
             ("over a folder", lambda: zrk.Document.new(zrk.SphereSDF()).save(self.folder), str(self.folder)),
             ("unit", lambda: zrk.Document.new(zrk.SphereSDF(), unit="mile"), "unit"),
-            ("bounds", lambda: zrk.Document.new(zrk.SphereSDF(), bounds=((1, 1, 1), (0, 0, 0))), "bounds"),
+            ("bounds", lambda: zrk.Document.new(zrk.SphereSDF(), bounds=((1, 1, 1), (1, 0, 0))), "bounds"),
         ]:
             with self.subTest(name):
                 with self.assertRaises(zrk.Error) as caught:

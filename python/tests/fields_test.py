@@ -133,6 +133,8 @@ class Combinations(unittest.TestCase):
             np.testing.assert_array_equal(zrk.constant(value)(p), np.broadcast_to(value, (50, *np.shape(value))))
         with self.assertRaises(zrk.Error):
             zrk.constant(np.zeros((2, 2)))
+        for value in ("a", 10 ** 400, float("nan"), [], None):
+            self.assertRaises(zrk.Error, zrk.constant, value)
 
     def test_outputs_by_name_and_index(self):
         split = zrk.Vector3SplitComponents(zrk.PositionVec3())

@@ -40,6 +40,11 @@ def letters():
 
 LONG = {
     "points": lambda: part()(np.broadcast_to(np.zeros(3), (100_000_000, 3))),
+    "points of other numbers": lambda: part()(np.broadcast_to(np.zeros(3, np.float16), (100_000_000, 3))),
+    "few rows of other numbers": lambda: part()(np.broadcast_to(np.zeros(3, np.int32), (2, 50_000_000, 3))),
+    "picture of other numbers": lambda: zrk.ScalarImageSampler(image=np.broadcast_to(np.longdouble(1), (32_000, 32_000))),
+    "mesh of other numbers": lambda: zrk.Mesh(
+        np.broadcast_to(np.zeros(3, np.float32), (50_000_000, 3)), np.zeros((1, 3), np.int32)).report(),
     "volume": lambda: part().volume(resolution=900),
     "volume of vectors": lambda: zrk.GradDerivative(part()).volume(resolution=400),
     "surface": lambda: part().surface(resolution=2000),

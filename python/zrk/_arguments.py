@@ -24,7 +24,7 @@ def vector(value, place):
 
 
 def box(bounds, place="bounds"):
-    """Two corners, the lower one first, from ((x0, y0, z0), (x1, y1, z1)) or six numbers."""
+    """The lower and the upper corner, from two opposite ones, ((x0, y0, z0), (x1, y1, z1)) or six numbers."""
     try:
         values = list(bounds)
     except TypeError:
@@ -33,11 +33,10 @@ def box(bounds, place="bounds"):
         values = [values[:3], values[3:]]
     if len(values) != 2:
         raise Error(place, repr(bounds), "two corners", "write them as ((x0, y0, z0), (x1, y1, z1))")
-    lower, upper = (vector(corner, place) for corner in values)
-    if not all(a < b for a, b in zip(lower, upper)):
-        raise Error(place, f"{lower} and {upper}", "a box with a volume, the lower corner first",
-                    "give two opposite corners")
-    return lower, upper
+    first, second = (vector(corner, place) for corner in values)
+    if any(a == b for a, b in zip(first, second)):
+        raise Error(place, f"{first} and {second}", "a box with a volume", "give two opposite corners")
+    return tuple(map(min, first, second)), tuple(map(max, first, second))
 
 
 def whole(value, place, least=1, most=2**31 - 1):
@@ -123,5 +122,7 @@ def file_name(path):
     try:
         text = os.fspath(path)
     except TypeError:
-        raise Error("path", repr(path), "a path", "give the name of a file") from None
+        text = ""
+    if not text:
+        raise Error("path", repr(path), "a path", "give the name of a file")
     return os.fsdecode(text)

@@ -126,25 +126,36 @@ class Document:
         int
             Its id.
         """
-        ids = {core.identity: number for number, core in self._nodes.items()}
-        for core in field._core.upstream():
-            if core.identity in ids:
-                continue
-            if core.callable is not None:
-                raise Error(core.place, "an own function", "components, which documents can hold",
-                            "sample the field into a volume and give that to an Image3D")
-            number = max(self._nodes, default=0) + 1
-            if number > 65534:
-                raise Error("document", "more nodes", "ids up to 65534", "make another document")
-            self._nodes[number] = core
-            ids[core.identity] = number
-            self._core.adopt(core, f"{self.name}, node {number} ({core.type_name})")
+        ids = self._ids()
+        self._take(field._core, ids)
         return ids[field._core.identity]
+
+    def _ids(self):
+        return {core.identity: number for number, core in self._nodes.items()}
+
+    def _take(self, core, ids):
+        """Adds what is upstream of a component and has no id yet."""
+        new = [each for each in core.upstream() if each.identity not in ids]
+        number = max(self._nodes, default=0)
+        if number + len(new) > 65534:
+            raise Error("document", f"{number + len(new)} nodes", "ids up to 65534", "make another document")
+        for each in new:
+            if each.callable is not None:
+                raise Error(each.place, "an own function", "components, which documents can hold",
+                            "sample the field into a volume and give that to an Image3D")
+        for number, each in enumerate(new, number + 1):
+            self._nodes[number] = each
+            ids[each.identity] = number
+            self._core.adopt(each, f"{self.name}, node {number} ({each.type_name})")
 
     def _adopt_links(self):
         """Adds what the nodes have been linked to since."""
+        ids = self._ids()
         for core in list(self._nodes.values()):
-            self.add(_fields.Field(core))
+            for i in range(len(core.input_pins)):
+                source = core.source(i)
+                if source is not None and source[0].identity not in ids:
+                    self._take(source[0], ids)
 
     def __getitem__(self, number):
         try:

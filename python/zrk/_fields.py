@@ -131,7 +131,7 @@ class Field:
         return self._core.bounds
 
     def _box(self, bounds):
-        return self._core.bounds if bounds is None else check.box(bounds)
+        return check.box(self._core.bounds, "bounds of the document") if bounds is None else check.box(bounds)
 
     def volume(self, bounds=None, resolution=64, *, threads=0, progress=None):
         """Values at the nodes of a grid, which lie on the faces of the bounds.
@@ -495,8 +495,9 @@ class Node(Field):
     def _find(self, name, value=None):
         """The stored key, or the index of the input, and the value's kind."""
         names = names_of(self._core)
-        entry = names.get(name)
+        entry = names.get(name) if isinstance(name, str) else None
         if entry is None:
+            name = str(name)
             shown = sorted({python_name(n) for n in names} & set(names))
             remedy = f"did you mean {_zrk.nearest_names(name, shown, 3)}?" if shown else "leave it out"
             raise Error(f"{self._core.place}, {name!r}", "a name that the component doesn't have",
@@ -535,6 +536,9 @@ class Node(Field):
         named = paths[0] if len(paths) == 1 else paths
         entry = {"path": named, **options} if options else named
         self._core.import_files(entry, entry, None, progress)
+
+    __iter__ = None  # values are asked for by name
+    __contains__ = None
 
     def __getitem__(self, name):
         key, pin, kind = self._find(name)
@@ -703,7 +707,12 @@ def constant(value):
     >>> zrk.constant(2.5)((1, 2, 3)), zrk.constant((1, 0, 2))((1, 2, 3)).tolist()
     (2.5, [1.0, 0.0, 2.0])
     """
-    numbers = np.asarray(value, float)
+    try:
+        numbers = np.asarray(value, float)
+    except (TypeError, ValueError, OverflowError):
+        numbers = np.full(0, np.nan)
+    if numbers.size == 0 or not np.isfinite(numbers).all():
+        raise Error("value", repr(value), "a finite number, or three or four of them", "give numbers")
     if numbers.shape == ():
         zero = _component("ZRKMultiply", a=_component("ZRKPlaneSDF"), multiplier=0.0)
         return _component("ZRKLevelsetIsoValue", density=zero, levelset_isovalue=float(numbers))

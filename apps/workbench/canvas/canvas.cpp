@@ -28,6 +28,7 @@ namespace {
 
 constexpr double kReach = 200000; ///< of the scene, in every direction
 constexpr int kQuietMs = 150;
+constexpr std::size_t kBuiltAtOnce = 200; ///< nodes, in one turn of the event loop
 constexpr int kBadgeDelayMs = 150;
 constexpr int kBadgeLeastMs = 300;
 constexpr int kInfoMs = 250;
@@ -37,6 +38,7 @@ constexpr int kPixmapCacheKb = 256 * 1024;
 
 Canvas::Canvas(QWidget* parent)
     : QGraphicsView(parent),
+      _buildTimer(new QTimer(this)),
       _scene(new QGraphicsScene(this)),
       _syncTimer(new QTimer(this)),
       _quietTimer(new QTimer(this)),
@@ -72,7 +74,17 @@ Canvas::Canvas(QWidget* parent)
     QPixmapCache::setCacheLimit(std::max(QPixmapCache::cacheLimit(), kPixmapCacheKb));
 
     _syncTimer->setSingleShot(true);
-    connect(_syncTimer, &QTimer::timeout, this, [this] { sync(); });
+    connect(_syncTimer, &QTimer::timeout, this, [this] {
+        if (isWhole()) { // else once it is
+            sync();
+        }
+    });
+    connect(_buildTimer, &QTimer::timeout, this, [this] {
+        buildMore();
+        if (isWhole()) {
+            sync();
+        }
+    });
     _quietTimer->setSingleShot(true);
     _quietTimer->setInterval(kQuietMs);
     connect(_quietTimer, &QTimer::timeout, this, [this] { setCaching(_zoom >= size::kBlockZoom); });
@@ -151,7 +163,7 @@ void Canvas::setSession(EditSession* session)
         _listener = _session->addListener([this](const EditEvent& event) { take(event); });
         rebuild();
         _isFitDue = true;
-        if (isVisible()) {
+        if (isVisible() && isWhole()) {
             fitAll(false);
         }
     }
@@ -203,6 +215,9 @@ void Canvas::take(const EditEvent& event)
 
 void Canvas::sync()
 {
+    while (!isWhole()) {
+        buildMore();
+    }
     if (!_session || !_stale.any()) {
         return;
     }
@@ -212,8 +227,10 @@ void Canvas::sync()
         clearScene();
         _placed.clear();
         rebuild();
+        sync();
         return;
     }
+    const zrkmodel::EffectiveTagScope tags;
     const auto& graph = _session->document().graph();
     for (const std::uint16_t id : stale.nodes) {
         if (graph->getNodePtr(id)) {
@@ -231,7 +248,6 @@ void Canvas::sync()
         }
     }
     if (stale.links) {
-        const zrkmodel::EffectiveTagScope tags;
         for (auto& [id, item] : _nodes) {
             NodeInfo info = item->info();
             updatePins(info, *_session);
@@ -257,6 +273,9 @@ void Canvas::sync()
 
 void Canvas::clearScene()
 {
+    _build = Build::done;
+    _unbuilt.clear();
+    _buildTimer->stop();
     cancelPress();
     _springAnimation->stop();
     _hoverAnimation->stop();
@@ -277,45 +296,104 @@ void Canvas::clearScene()
 
 void Canvas::rebuild()
 {
-    const zrkmodel::EffectiveTagScope tags;
     _notes = CanvasNotes::read(*_session);
     for (const auto& node : _session->document().graph()->nodes()) {
-        auto* item = new NodeItem(nodeInfo(*_session, node->id));
-        item->setThumbnailShown(showsThumbnail(node->id));
-        item->setCacheMode(_isCached ? QGraphicsItem::DeviceCoordinateCache : QGraphicsItem::NoCache);
-        _scene->addItem(item);
-        _nodes[node->id] = item;
-        if (const auto badge = _badges.find(node->id); badge != _badges.end()) {
-            item->setBadge(badge->second.shown);
+        _unbuilt.push_back(node->id);
+    }
+    _build = Build::nodes;
+    if (_unbuilt.size() > kBuiltAtOnce) {
+        // Moving thousands of items from one place takes seconds with an index.
+        _scene->setItemIndexMethod(QGraphicsScene::NoIndex);
+        _buildTimer->start(0);
+        return;
+    }
+    while (!isWhole()) {
+        buildMore();
+    }
+}
+
+/// Makes some of a document that is new here.
+void Canvas::buildMore()
+{
+    const zrkmodel::EffectiveTagScope tags;
+    switch (_build) {
+    case Build::nodes:
+        for (std::size_t i = 0; i < kBuiltAtOnce && !_unbuilt.empty(); ++i) {
+            const std::uint16_t id = _unbuilt.front();
+            _unbuilt.pop_front();
+            if (_session->document().graph()->getNodePtr(id)) { // it may have been removed meanwhile
+                NodeInfo info = nodeInfo(*_session, id);
+                info.position = storedPosition(*_session, id).value_or(QPointF());
+                addItem(id, std::move(info));
+            }
+        }
+        _build = _unbuilt.empty() ? Build::places : Build::nodes;
+        break;
+    case Build::places:
+        followNodes();
+        placeNodes();
+        _build = Build::wires;
+        break;
+    case Build::wires:
+        followNodes();
+        showWires();
+        _build = Build::rest;
+        break;
+    case Build::rest:
+        _build = Build::done;
+        _buildTimer->stop();
+        _scene->setItemIndexMethod(QGraphicsScene::BspTreeIndex);
+        showNotes();
+        showSelection();
+        updateActions();
+        wantThumbnails();
+        if (_isFitDue && isVisible()) {
+            fitAll(false);
+        }
+        break;
+    case Build::done:
+        break;
+    }
+}
+
+/// Has an item for each node, also those that came and went while others were made.
+void Canvas::followNodes()
+{
+    for (const std::uint16_t id : _stale.nodes) {
+        const bool isThere = _session->document().graph()->getNodePtr(id) != nullptr;
+        if (isThere && !_nodes.contains(id)) {
+            addItem(id, nodeInfo(*_session, id));
+        } else if (!isThere) {
+            dropNode(id);
         }
     }
-    placeNodes();
-    showWires();
-    showNotes();
-    showSelection();
-    updateActions();
-    wantThumbnails();
+}
+
+NodeItem* Canvas::addItem(std::uint16_t id, NodeInfo info)
+{
+    auto* item = new NodeItem(std::move(info));
+    _nodes[id] = item;
+    item->setThumbnailShown(showsThumbnail(id));
+    item->setViewed(_viewed && _viewed->node == id);
+    item->setCacheMode(_isCached ? QGraphicsItem::DeviceCoordinateCache : QGraphicsItem::NoCache);
+    if (const auto badge = _badges.find(id); badge != _badges.end()) {
+        item->setBadge(badge->second.shown);
+    }
+    _scene->addItem(item);
+    return item;
 }
 
 void Canvas::showNode(std::uint16_t id)
 {
     NodeInfo info = nodeInfo(*_session, id);
-    NodeItem*& item = _nodes[id];
-    if (!item) {
-        info.position = positionOf(id);
-        item = new NodeItem(std::move(info));
-        item->setThumbnailShown(showsThumbnail(id));
-        item->setViewed(_viewed && _viewed->node == id);
-        item->setCacheMode(_isCached ? QGraphicsItem::DeviceCoordinateCache : QGraphicsItem::NoCache);
-        if (const auto badge = _badges.find(id); badge != _badges.end()) {
-            item->setBadge(badge->second.shown);
-        }
-        _scene->addItem(item);
-    } else {
-        info.position = positionOf(id);
-        item->setInfo(std::move(info));
-        item->setPos(item->info().position);
+    const auto known = _nodes.find(id);
+    info.position = positionOf(id);
+    if (known == _nodes.end()) {
+        addItem(id, std::move(info));
+        return;
     }
+    known->second->setInfo(std::move(info));
+    known->second->setPos(known->second->info().position);
 }
 
 void Canvas::dropNode(std::uint16_t id)

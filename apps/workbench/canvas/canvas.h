@@ -12,6 +12,7 @@
 #include <QList>
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -99,6 +100,8 @@ public:
     void setZoom(double zoom);
     /// Takes over at once what the session has told.
     void sync();
+    /// Whether all of the document is shown: nodes of a large one come in several turns of the event loop.
+    bool isWhole() const { return _build == Build::done; }
     /// The node's frame in the viewport; empty for none of this id.
     QRect nodeRect(std::uint16_t node);
     /// Where a pin is in the viewport.
@@ -201,8 +204,14 @@ private:
         std::int64_t due = 0;
     };
 
+    /// What is to be made next of a document that is new here.
+    enum class Build { nodes, places, wires, rest, done };
+
     zrkmodel::EditSession* _session = nullptr;
     nod::scoped_connection _listener;
+    Build _build = Build::done;
+    std::deque<std::uint16_t> _unbuilt; ///< nodes
+    QTimer* _buildTimer;
     QGraphicsScene* _scene;
     std::map<std::uint16_t, NodeItem*> _nodes;
     std::map<std::uint32_t, WireItem*> _wires; ///< by the input that they end at
@@ -268,6 +277,9 @@ private:
     void take(const zrkmodel::EditEvent& event);
     void clearScene();
     void rebuild();
+    void buildMore();
+    void followNodes();
+    NodeItem* addItem(std::uint16_t id, NodeInfo info);
     void showNode(std::uint16_t id);
     void dropNode(std::uint16_t id);
     void showWires();

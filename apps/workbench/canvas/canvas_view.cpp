@@ -236,7 +236,7 @@ void Canvas::resizeEvent(QResizeEvent* event)
 {
     QGraphicsView::resizeEvent(event);
     layOutOverlays();
-    if (_isFitDue && isVisible()) {
+    if (_isFitDue && isVisible() && isWhole()) {
         fitAll(false);
     }
     wantThumbnails();
@@ -247,7 +247,7 @@ void Canvas::showEvent(QShowEvent* event)
     QGraphicsView::showEvent(event);
     setZoom(_zoom);
     layOutOverlays();
-    if (_isFitDue) {
+    if (_isFitDue && isWhole()) {
         fitAll(false);
     }
 }

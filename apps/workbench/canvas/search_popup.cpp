@@ -151,7 +151,7 @@ protected:
             const char* key;
             const char* text;
         };
-        std::vector<Entry> entries = {{"↑↓", "choose"}, {"Enter", isFiltered ? "add and connect" : "add"}};
+        std::vector<Entry> entries = {{"↑↓", "choose"}, {"Enter", isFiltered ? "connect" : "add"}};
         if (isFiltered) {
             entries.push_back({"Tab", "all types"});
         }
@@ -321,9 +321,18 @@ void SearchPopup::place()
     QRect rect(at, size);
     const int gap = scaled(*this, 14);
     if (_spared && rect.adjusted(-gap, -gap, gap, gap).contains(*_spared)) {
-        const bool hasRoomRight = _spared->x() + gap + size.width() <= room.right();
-        rect.moveLeft(hasRoomRight ? _spared->x() + gap
-                                   : std::max(room.left(), _spared->x() - gap - size.width()));
+        const int toRight = _spared->x() + gap;
+        const int toLeft = _spared->x() - gap - size.width();
+        if (toRight + size.width() <= room.right()) {
+            rect.moveLeft(toRight);
+        } else if (toLeft >= room.left()) {
+            rect.moveLeft(toLeft);
+        } else { // no room beside it: above or below, with as many rows as fit
+            const int above = _spared->y() - gap - room.top();
+            const int below = room.bottom() - _spared->y() - gap;
+            rect.setHeight(std::min(rect.height(), std::max(above, below)));
+            rect.moveTop(below >= above ? _spared->y() + gap : _spared->y() - gap - rect.height());
+        }
     }
     setGeometry(rect);
 }

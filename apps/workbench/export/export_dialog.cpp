@@ -1,5 +1,6 @@
 #include "apps/workbench/export/export_dialog.h"
 
+#include "apps/workbench/views/slice_canvas.h"
 #include "apps/workbench/views/slice_view.h"
 #include "apps/workbench/views/solid_view.h"
 #include "apps/workbench/views/view_pane.h"
@@ -62,13 +63,22 @@ const char* const kWhite = "white";
 ExportStart exportStartOf(ViewPane& views, const std::string& folder, const std::string& name)
 {
     ExportStart start{folder, name};
-    const SliceView& slice = views.slice();
+    SliceView& slice = views.slice();
     start.iso = slice.level();
     start.slice.axis = slice.axis();
     start.slice.at = slice.at();
     start.slice.iso = start.iso;
+    start.slice.hasLine = start.iso.has_value();
+    start.slice.range = slice.canvas().range();
+    if (!slice.canvas().isWhole()) {
+        start.slice.window = slice.canvas().window();
+    }
+    const QSize pixels = views.solid().devicePixels();
     start.solid.eye = views.solid().eye();
+    start.solid.frame = views.solid().frame();
     start.solid.iso = start.iso;
+    start.solid.width = pixels.width();
+    start.solid.height = pixels.height();
     if (views.solid().isCut()) {
         start.solid.cut = SolidRequest::Cut{static_cast<std::size_t>(slice.axis()), slice.coordinate()};
     }
@@ -196,11 +206,21 @@ void ExportDialog::addOptions()
     case ExportKind::Solid:
         _width = addNumber("Width", "Pixels across", "width", 1600, 16, zrk::kMaxPictureSide);
         _height = addNumber("Height", "Pixels down", "height", 1200, 16, zrk::kMaxPictureSide);
+        takeShape();
         _backdrop = addCombo("Background", "What stands behind the solid", "background",
                              {kStudio, kTransparent, kWhite});
         _perspective = addCheck("Perspective", "A view in perspective, else without", "perspective");
         break;
     }
+}
+
+/// The longer side stays what it was the last time, and the picture gets the shape of the view.
+void ExportDialog::takeShape()
+{
+    const double longer = std::max(_width->exact(), _height->exact());
+    const double across = _start.solid.width, down = _start.solid.height;
+    _width->display(std::max(16.0, std::round(longer * std::min(1.0, across / down))));
+    _height->display(std::max(16.0, std::round(longer * std::min(1.0, down / across))));
 }
 
 ExportOptions ExportDialog::options() const

@@ -80,6 +80,7 @@ private:
     QCheckBox* addCheck(const QString& text, const QString& tip, const char* key);
     QComboBox* addCombo(const QString& label, const QString& tip, const char* key, const QStringList& items);
     void addOptions();
+    void takeShape();
     void browse();
     void remember() const;
     QString key(const char* name) const;

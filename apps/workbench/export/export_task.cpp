@@ -1,7 +1,6 @@
 #include "apps/workbench/export/export_task.h"
 
 #include "apps/workbench/views/preview_service.h"
-#include "apps/workbench/views/slice_work.h"
 #include "core/engine/progress.h"
 #include "formats/part.h"
 #include "formats/png.h"
@@ -117,10 +116,22 @@ Run runOf(const Snapshot& snapshot, const SliceExport& options, const zrkmodel::
 {
     checkPicture(snapshot.file);
     return [snapshot, options](const zrkmodel::StageRunner& runStage) {
-        const zrkmodel::SlicePlane plane(snapshot.bounds, options.axis, options.at, options.size);
+        SliceRequest wanted;
+        wanted.bounds = snapshot.bounds;
+        wanted.axis = options.axis;
+        wanted.at = options.at;
+        const QRectF whole = windowOf(snapshot.bounds, options.axis);
+        const zrkmodel::SlicePlane plane =
+            planeOf(wanted, options.window.isEmpty() ? whole : options.window, options.size);
         zrkmodel::SliceStyle style = styleOf(snapshot.output, snapshot.view);
         if (style.contour && options.iso) {
             style.contour = options.iso;
+        }
+        if (!options.hasLine) {
+            style.contour.reset();
+        }
+        if (options.range) {
+            style.range = options.range;
         }
         std::optional<zrkmodel::FieldValues> values;
         runStage("sampling", [&](zrk::ProgressMonitor& monitor) {
@@ -159,6 +170,10 @@ Run runOf(const Snapshot& snapshot, const SolidExport& options, const zrkmodel::
     settings.projection =
         options.isPerspective ? zrk::Projection::Perspective : zrk::Projection::Orthographic;
     settings.region = zrk::valueOrThrow(zrkmodel::regionOf(solid.bounds, "give the document modelBounds"));
+    if (options.frame && !options.isPerspective) {
+        settings.camera =
+            cameraOf(options.eye, *options.frame, settings.region, {options.width, options.height});
+    }
     if (options.cut && options.cut->value > settings.region[options.cut->axis].lower &&
         options.cut->value < settings.region[options.cut->axis].upper) {
         zrkmodel::cutTowardsViewer(settings.region, options.cut->axis, options.cut->value, options.eye.from);

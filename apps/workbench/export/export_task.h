@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/workbench/views/slice_work.h"
 #include "apps/workbench/views/solid_work.h"
 #include "apps/workbench/views/view_source.h"
 #include "core/picture/picture.h"
@@ -31,11 +32,16 @@ struct SliceExport {
     int size = 1024; ///< pixels along the longer side
     bool hasLegend = false;
     std::optional<double> iso{}; ///< without it the one that is usual for the output
+    bool hasLine = true;         ///< at that value
+    QRectF window{};             ///< the part of the plane, model units, y upwards; empty for the bounds
+    std::optional<zrkmodel::ValueRange> range{}; ///< at the ends of the colours; else the usual one
 };
 struct SolidExport {
     int width = 1600;
     int height = 1200;
-    SolidEye eye{}; ///< only its direction counts: the solid fills the picture
+    SolidEye eye{};
+    /// What the eye's zoom and shift are about; without it, and in perspective, the solid fills the picture.
+    std::optional<SolidFrame> frame{};
     std::optional<SolidRequest::Cut> cut{};
     std::optional<double> iso{};
     bool isPerspective = false;

@@ -12,6 +12,16 @@
 
 namespace zrkworkbench {
 
+/// Code with sanitizers takes ten times as long.
+constexpr bool isSanitized()
+{
+#if defined(__SANITIZE_ADDRESS__)
+    return true;
+#else
+    return false;
+#endif
+}
+
 /// A test with an application without a screen, and a folder.
 class OffscreenTest : public zrktest::TemporaryFolder {
 protected:

@@ -87,7 +87,8 @@ TEST_F(WindowTest, TellsThatItsFileIsGoneAndWritesItAnew)
     std::filesystem::remove(path("a.zrk.json"));
     ASSERT_TRUE(QTest::qWaitFor([&] { return window.notices().has("missing"); }, 5000));
     ASSERT_TRUE(press(window, "Save"));
-    EXPECT_TRUE(std::filesystem::exists(path("a.zrk.json")));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return std::filesystem::exists(path("a.zrk.json")); }, 5000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window.isSaving(); }, 5000));
     EXPECT_FALSE(window.notices().has("missing"));
 }
 
@@ -117,6 +118,7 @@ TEST_F(WindowTest, AFullDiskLosesNothing)
     }
     EXPECT_EQ(files, 1u) << "no half a file stays beside it";
     ASSERT_TRUE(press(window, "Try again"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window.isSaving(); }, 5000));
     EXPECT_FALSE(window.isWindowModified());
     EXPECT_FALSE(window.notices().has("saving"));
     EXPECT_TRUE(window.problems().all().empty());

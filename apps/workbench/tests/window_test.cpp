@@ -1,6 +1,5 @@
 #include "apps/workbench/export/export_bar.h"
 #include "apps/workbench/tests/window_fixture.h"
-#include "apps/workbench/window/dropped_files.h"
 #include "apps/workbench/window/library.h"
 #include "apps/workbench/window/quick_search.h"
 #include "apps/workbench/window/top_bar.h"
@@ -9,6 +8,7 @@
 #include "inspectors/app.h"
 #include "inspectors/field.h"
 #include "model/registry.h"
+#include "testing/from_environment.h"
 #include "testing/source_folder.h"
 
 #include <QAction>
@@ -233,7 +233,7 @@ TEST_F(WindowTest, InspectorTellsWhereInputsComeFrom)
     EXPECT_EQ(window.session()->selection(), std::vector<std::uint16_t>{1});
     ASSERT_TRUE(window.session()->unlink(Pin_handle::input(3, 1)));
     ASSERT_TRUE(window.select(3));
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QTest::qWait(1);
     EXPECT_EQ(window.inspector().findChild<QLabel*>("OverriddenValue"), nullptr);
     EXPECT_NE(window.inspector().findChild<QLabel*>("DefaultValue"), nullptr);
 }
@@ -252,7 +252,10 @@ TEST_F(WindowTest, ChangesItsColours)
         }
         ADD_FAILURE() << name.toStdString();
     };
+    EXPECT_TRUE(window.command("System")->isChecked()) << "what it was made with";
+    EXPECT_TRUE(Window({.palette = "dark", .edit = {}}).command("Dark")->isChecked());
     choose("Dark");
+    EXPECT_FALSE(window.command("System")->isChecked());
     EXPECT_EQ(&ZRKCSSStyle::current(), &ZRKCSSStyle::dark());
     choose("System");
     EXPECT_EQ(&ZRKCSSStyle::current(), &ZRKCSSStyle::light()) << "what is applied isn't the system's";
@@ -260,6 +263,12 @@ TEST_F(WindowTest, ChangesItsColours)
     const QColor strong = ZRKCSSStyle::current().color(ZRKCSSStyle::Role::edgeHovered);
     choose("&High contrast");
     EXPECT_EQ(ZRKCSSStyle::current().color(ZRKCSSStyle::Role::edge), strong);
+    for (const ZRKCSSStyle* style : {&ZRKCSSStyle::light(), &ZRKCSSStyle::dark()}) {
+        using Role = ZRKCSSStyle::Role;
+        for (const Role ground : {Role::field, Role::panel, Role::popup, Role::canvas, Role::bar}) {
+            EXPECT_GE(zrkui::contrast(style->color(Role::edge), style->color(ground)), 3) << style->isDark();
+        }
+    }
     choose("&High contrast");
     EXPECT_EQ(ZRKCSSStyle::current().color(ZRKCSSStyle::Role::edge), edge);
 }
@@ -370,48 +379,6 @@ TEST_F(WindowTest, FollowsAnImport)
     settle(window);
     EXPECT_EQ(window.session()->history().doneCount(), 1u);
     zrkui::ZRKApp::ui().setFileDialog(nullptr);
-}
-
-TEST_F(WindowTest, TakesDroppedFiles)
-{
-    const auto pictures = zrktest::sourceFolder() / "examples/pictures";
-    put("triangle.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
-    put("notes.txt", "no field");
-    put("broken.png", "no picture");
-    struct Case {
-        std::filesystem::path file;
-        const char* type; ///< null where it is refused
-        std::size_t resources;
-    };
-    const Case cases[] = {
-        {pictures / "gear.png", "RGBAImageSampler", 1},
-        {pictures / "shell", "2DImageExtrude", 1},
-        {path("triangle.obj"), "MeshSDF", 0},
-        {path("notes.txt"), nullptr, 0},
-        {path("broken.png"), nullptr, 0},
-        {path("gone.obj"), nullptr, 0},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.file.string());
-        Window window;
-        window.show();
-        window.newDocument();
-        window.takeFile(QString::fromStdString(c.file.string()));
-        const auto& nodes = window.document()->graph()->nodes();
-        ASSERT_EQ(nodes.size(), c.type ? 1u : 0u) << window.message();
-        if (!c.type) {
-            EXPECT_EQ(window.problems().count(Problem::Kind::Error), 1);
-            EXPECT_FALSE(window.session()->canUndo());
-            continue;
-        }
-        EXPECT_EQ(nodes[0]->object->typeInfo().name, c.type);
-        const ZRKJson saved = ZRKJson::parse(window.document()->toText());
-        EXPECT_EQ(saved.value("resources", ZRKJson::array()).size(), c.resources);
-        EXPECT_EQ(window.session()->history().doneCount(), 1u) << "one step";
-        settle(window);
-        ASSERT_TRUE(window.session()->undo());
-        EXPECT_TRUE(nodes.empty());
-    }
 }
 
 TEST_F(WindowTest, APasteThatIsNoFragmentSaysSo)
@@ -526,10 +493,12 @@ TEST_F(WindowTest, ExportsTheStateThatItWasAskedFor)
     EXPECT_EQ(least, -0.5) << "the radius when it was asked for";
 }
 
-/// All that a user does at random; what it is must not matter.
+/// All that a user does at random; what it is must not matter. As many events as ZRK_SESSION_EVENTS says,
+/// from the seed in ZRK_SESSION_SEED.
 TEST_F(WindowTest, SurvivesARandomSession)
 {
-    const unsigned seed = 20240917;
+    const unsigned seed = zrktest::fromEnvironment("ZRK_SESSION_SEED", 20240917);
+    const unsigned events = zrktest::fromEnvironment("ZRK_SESSION_EVENTS", 300);
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
     const auto upTo = [&](int end) { return static_cast<int>(random() % static_cast<unsigned>(end)); };
@@ -538,8 +507,9 @@ TEST_F(WindowTest, SurvivesARandomSession)
     ASSERT_TRUE(
         window.open((zrktest::sourceFolder() / "examples/sphere_and_twisted_gyroid.zrk.json").string()));
     const auto& types = ZRKGraphObject::registry().entries();
-    Watchdog watchdog(100);
-    for (int i = 0; i < 300; ++i) {
+    constexpr double kMostWork = isSanitized() ? 2000 : 100;
+    Watchdog watchdog(kMostWork);
+    for (unsigned i = 0; i < events; ++i) {
         const auto& nodes = window.document()->graph()->nodes();
         const auto any = [&] {
             return nodes[static_cast<std::size_t>(upTo(static_cast<int>(nodes.size())))]->id;
@@ -588,12 +558,9 @@ TEST_F(WindowTest, SurvivesARandomSession)
         }
         QCoreApplication::processEvents();
     }
-    // One may be the machine's: time that it takes for pages of memory isn't told apart.
-    std::string holds;
     for (const Watchdog::Hold& hold : watchdog.holds()) {
-        holds += std::to_string(hold.milliseconds) + " ms: " + hold.what + "\n";
+        EXPECT_LT(hold.processor, kMostWork) << hold.what;
     }
-    EXPECT_LE(watchdog.holds().size(), 1u) << holds;
     while (window.session()->canUndo()) {
         ASSERT_TRUE(window.session()->undo());
     }

@@ -151,6 +151,11 @@ QRectF SliceCanvas::pictureBox() const
 
 QRectF SliceCanvas::window() const { return _part ? *_part : windowOf(_bounds, _axis, pictureBox().size()); }
 
+std::optional<zrkmodel::ValueRange> SliceCanvas::range() const
+{
+    return _preview.picture.isNull() ? std::nullopt : std::optional(_preview.range);
+}
+
 QSize SliceCanvas::devicePixels() const
 {
     const QSizeF size = pictureBox().size() * devicePixelRatioF();

@@ -29,6 +29,8 @@ public:
     /// What of the plane is to be seen, model units, y upwards, and in how many pixels of the screen.
     QRectF window() const;
     QSize devicePixels() const;
+    /// The values at the ends of the colours; none without a picture.
+    std::optional<zrkmodel::ValueRange> range() const;
     bool isWhole() const { return !_part; }
     void showWhole();
     /// Zooms about the middle.

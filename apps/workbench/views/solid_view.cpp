@@ -227,6 +227,8 @@ zrk::Result<SolidRequest> SolidView::request(const SolidRequest::Cut& slice, std
         });
 }
 
+QSize SolidView::devicePixels() const { return _picture->devicePixels(); }
+
 void SolidView::display(const SolidPreview& preview)
 {
     if (!preview.problem.empty()) {

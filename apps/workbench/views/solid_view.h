@@ -26,6 +26,9 @@ public:
     zrk::Result<SolidRequest> request(const SolidRequest::Cut& slice, std::optional<double> iso) const;
     /// Who looks at the solid.
     SolidEye eye() const { return {from(), _zoom, _shift}; }
+    /// What is turned about, once a picture was shown.
+    const std::optional<SolidFrame>& frame() const { return _frame; }
+    QSize devicePixels() const;
     void display(const SolidPreview& preview);
     void say(const QString& message);
 

@@ -53,19 +53,6 @@ std::optional<SolidFrame> frameOf(const SolidRequest& request, const zrk::Positi
     return frame;
 }
 
-zrk::Camera cameraOf(const SolidRequest& request, const SolidFrame& frame, const zrk::PositionBox& region)
-{
-    zrk::Camera camera = zrk::cameraFrom(request.eye.from, request.pixels.width(), request.pixels.height());
-    double size = 0;
-    for (const auto& extent : region) {
-        size += extent.upper - extent.lower;
-    }
-    camera.origin = frame.centre + camera.right * request.eye.shift.x() + camera.up * request.eye.shift.y() -
-                    camera.forward * (2 * size + frame.span);
-    camera.pixel = frame.span / std::min(request.pixels.width(), request.pixels.height()) / request.eye.zoom;
-    return camera;
-}
-
 QImage imageOf(const zrk::ShadedPicture& picture)
 {
     const int width = picture.dims[0];
@@ -74,6 +61,20 @@ QImage imageOf(const zrk::ShadedPicture& picture)
 }
 
 } // namespace
+
+zrk::Camera cameraOf(const SolidEye& eye, const SolidFrame& frame, const zrk::PositionBox& region,
+                     QSize pixels)
+{
+    zrk::Camera camera = zrk::cameraFrom(eye.from, pixels.width(), pixels.height());
+    double size = 0;
+    for (const auto& extent : region) {
+        size += extent.upper - extent.lower;
+    }
+    camera.origin = frame.centre + camera.right * eye.shift.x() + camera.up * eye.shift.y() -
+                    camera.forward * (2 * size + frame.span);
+    camera.pixel = frame.span / std::min(pixels.width(), pixels.height()) / eye.zoom;
+    return camera;
+}
 
 void workOnSolid(const SolidRequest& request, std::size_t workers,
                  const std::function<void(SolidPreview)>& show)
@@ -96,7 +97,7 @@ void workOnSolid(const SolidRequest& request, std::size_t workers,
         zrkmodel::cutTowardsViewer(settings.region, request.cut->axis, request.cut->value, request.eye.from);
     }
     if (frame) {
-        settings.camera = cameraOf(request, *frame, whole);
+        settings.camera = cameraOf(request.eye, *frame, whole, request.pixels);
     }
     auto last = begin;
     const auto hand = [&](const zrk::ShadedPicture& picture, const zrk::PictureStep& step) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/engine/prepared_field.h"
+#include "core/picture/camera.h"
 #include "core/values/vector3.h"
 #include "host/solid.h"
 
@@ -27,6 +28,11 @@ struct SolidEye {
     double zoom = 1;
     QPointF shift{}; ///< of the place that the middle of the picture shows, to the right and upwards
 };
+
+/// The camera of a viewer who looks at what a frame is around, for a picture of any size.
+/// @param region  the solid's, which isn't to reach behind the camera.
+zrk::Camera cameraOf(const SolidEye& eye, const SolidFrame& frame, const zrk::PositionBox& region,
+                     QSize pixels);
 
 /// Which solid to draw, and as whom sees it.
 struct SolidRequest {

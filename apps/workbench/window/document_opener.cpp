@@ -1,5 +1,6 @@
 #include "apps/workbench/window/document_opener.h"
 
+#include <QDir>
 #include <QTimer>
 
 #include <utility>
@@ -30,7 +31,12 @@ struct DocumentOpener::Job final : zrk::ProgressMonitor {
         const zrk::StopScope scope(stop);
         zrkmodel::DocumentWarnings warnings;
         settings.load.monitor = this;
+        settings.unnamedRecovery = request.place ? request.place->file().toStdString() : std::string();
         auto session = zrk::attempt(request.path, [&]() -> zrk::Result<std::unique_ptr<EditSession>> {
+            if (request.isLeft) {
+                const QString name = QDir::homePath() + "/" + request.place->name();
+                return EditSession::openUnnamed(request.path, name.toStdString(), warnings, settings);
+            }
             if (!request.isTemplate) {
                 return EditSession::open(request.path, warnings, settings);
             }
@@ -87,6 +93,7 @@ void DocumentOpener::look()
     const std::shared_ptr<Job> job = std::exchange(_job, nullptr);
     if (_opened) {
         OpenedDocument opened = std::move(*job->result);
+        job->request = {}; // the job goes on as the monitor, the place is the window's
         opened.monitor = job;
         _opened(std::move(opened));
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/workbench/window/unsaved_documents.h"
 #include "core/engine/progress.h"
 #include "core/values/stop.h"
 #include "host/editing/edit_session.h"
@@ -22,6 +23,10 @@ struct OpenRequest {
     std::string path;
     /// The document gets no file of its own: an example, which nobody wants to write over.
     bool isTemplate = false;
+    /// Where such a document is kept until it is saved; may be null.
+    std::shared_ptr<UnsavedPlace> place{};
+    /// It is read from that place, where an earlier program left it.
+    bool isLeft = false;
 };
 
 struct OpenedDocument {

@@ -1,5 +1,7 @@
 #include "apps/workbench/window/dropped_files.h"
 
+#include <QUuid>
+
 #include <algorithm>
 #include <cctype>
 #include <set>
@@ -8,10 +10,12 @@
 namespace zrkworkbench {
 
 using zrkmodel::EditSession;
-using zrkmodel::NewNode;
+using zrkmodel::GraphDocument;
 using zrkmodel::ZRKJson;
 
 namespace {
+
+constexpr double kFilePitch = 192; ///< from one node to that of the next file, downwards
 
 std::string extensionOf(const std::filesystem::path& path)
 {
@@ -21,35 +25,37 @@ std::string extensionOf(const std::filesystem::path& path)
     return extension;
 }
 
-/// A path as a document in `folder` names it.
-std::string pathFrom(const EditSession& session, const std::filesystem::path& path)
+/// A path as a document in its folder names it.
+std::string pathFrom(const std::string& document, const std::filesystem::path& path)
 {
     const auto folder =
-        std::filesystem::absolute(std::filesystem::path(session.document().name()).parent_path())
-            .lexically_normal();
+        std::filesystem::absolute(std::filesystem::path(document).parent_path()).lexically_normal();
     const auto whole = std::filesystem::absolute(path).lexically_normal();
     const auto relative = whole.lexically_relative(folder);
     return (relative.empty() ? whole : relative).string();
 }
 
-zrk::Result<NewNode> imageNode(EditSession& session, const std::filesystem::path& path, bool isVolume,
-                               zrkmodel::DocumentWarnings& warnings, zrk::ProgressMonitor* monitor)
+/// A document of the node that shows a file.
+ZRKJson documentOf(const std::string& file, DroppedKind kind, const std::string& unit)
 {
-    const ZRKJson entry{{"kind", isVolume ? "image3d" : "image2d"}, {"path", pathFrom(session, path)}};
-    return session.addResource(entry, &warnings, monitor).map([&](const std::string& uuid) {
-        NewNode node;
-        node.type = isVolume ? "ZRK3DImage" : "ZRKRGBAImageSampler";
-        node.values = ZRKJson{{"image", uuid}, {"wrap", false}};
-        return node;
-    });
-}
-
-NewNode meshNode(const EditSession& session, const std::filesystem::path& path)
-{
-    NewNode node;
-    node.type = "ZRKMeshSDF";
-    node.import = ZRKJson{{"path", pathFrom(session, path)}, {"polygons", "split"}, {"fit", "uniform"}};
-    return node;
+    ZRKJson document{{"zrkGraph", 1}};
+    if (!unit.empty()) {
+        document["context"] = {{"unit", unit}};
+    }
+    ZRKJson node{{"id", 1}};
+    if (kind == DroppedKind::Mesh) {
+        node["type"] = "ZRKMeshSDF";
+        node["import"] = {{"path", file}, {"polygons", "split"}, {"fit", "uniform"}};
+    } else {
+        const bool isVolume = kind == DroppedKind::Volume;
+        const std::string uuid = QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString();
+        document["resources"] =
+            ZRKJson::array({{{"uuid", uuid}, {"kind", isVolume ? "image3d" : "image2d"}, {"path", file}}});
+        node["type"] = isVolume ? "ZRK3DImage" : "ZRKRGBAImageSampler";
+        node["values"] = {{"image", uuid}, {"wrap", false}};
+    }
+    document["nodes"] = ZRKJson::array({node});
+    return document;
 }
 
 /// Where a new node shows all that it has.
@@ -77,48 +83,59 @@ DroppedKind kindOf(const std::filesystem::path& path)
                                           : DroppedKind::Unknown;
 }
 
-zrk::Result<std::uint16_t> addFile(EditSession& session, const std::filesystem::path& path,
-                                   std::array<double, 2> position, zrkmodel::DocumentWarnings& warnings,
-                                   zrk::ProgressMonitor* monitor)
+ReadFile readFile(const std::filesystem::path& path, const std::string& document, const std::string& unit,
+                  const zrkmodel::LoadSettings& load)
 {
-    const DroppedKind kind = kindOf(path);
-    if (kind == DroppedKind::Unknown || kind == DroppedKind::Document) {
-        return zrk::refused({path.string(), "a file of an unknown kind",
-                             "a picture (PNG, JPEG, TIFF), a volume (NumPy, a folder of slices) or a mesh "
-                             "(OBJ, STL, PLY, 3MF)",
-                             "convert it to one of these"});
-    }
-    if (std::error_code missing; !std::filesystem::exists(path, missing)) {
-        return zrk::refused(
+    ReadFile read{path, kindOf(path), zrk::refused({})};
+    if (read.kind == DroppedKind::Unknown || read.kind == DroppedKind::Document) {
+        read.part =
+            zrk::refused({path.string(), "a file of an unknown kind",
+                          "a picture (PNG, JPEG, TIFF), a volume (NumPy, a folder of slices) or a mesh "
+                          "(OBJ, STL, PLY, 3MF)",
+                          "convert it to one of these"});
+    } else if (std::error_code missing; !std::filesystem::exists(path, missing)) {
+        read.part = zrk::refused(
             {path.string(), "no such file", "one that can be read", "look whether it was moved"});
+    } else {
+        read.part = zrk::attempt(path.string(), [&] {
+            const ZRKJson text = documentOf(pathFrom(document, path), read.kind, unit);
+            return GraphDocument::parse(text.dump(-1, ' ', false, ZRKJson::error_handler_t::replace),
+                                        document, read.warnings, load);
+        });
     }
-    std::uint16_t added = 0;
+    return read;
+}
+
+zrk::Result<std::vector<std::uint16_t>> addFiles(EditSession& session, std::vector<ReadFile> files,
+                                                 std::array<double, 2> position)
+{
+    std::vector<std::uint16_t> added;
     const bool isFirst = session.document().graph()->nodes().empty();
-    const auto done = session.macro("Add " + path.filename().string(), [&]() -> zrk::Result<void> {
-        auto node = kind == DroppedKind::Mesh
-                        ? zrk::Result<NewNode>(meshNode(session, path))
-                        : imageNode(session, path, kind == DroppedKind::Volume, warnings, monitor);
-        if (!node) {
-            return zrk::refused(std::move(node.error()));
-        }
-        node->position = position;
-        const auto id = session.addNode(*node, &warnings);
-        if (!id) {
-            return zrk::refused(id.error());
-        }
-        added = *id;
-        if (isFirst) {
-            if (auto set = session.setContext("modelBounds", boundsOf(kind)); !set) {
-                return set;
+    const std::string name =
+        files.size() == 1 ? files.front().path.filename().string() : std::to_string(files.size()) + " files";
+    const auto done = session.macro("Add " + name, [&]() -> zrk::Result<void> {
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            const auto ids = session.addLoaded(std::move(*files[i].part));
+            if (!ids) {
+                return zrk::refused(ids.error());
             }
-            return session.setOutput(zrkmodel::PinAddress{added, 0});
+            added.push_back(ids->front());
+            const double y = position[1] + kFilePitch * static_cast<double>(i);
+            if (auto moved = session.move({{added.back(), position[0], y}}); !moved) {
+                return moved;
+            }
         }
-        return {};
+        session.select(added);
+        if (!isFirst) {
+            return {};
+        }
+        return session.setContext("modelBounds", boundsOf(files.front().kind)).and_then([&] {
+            return session.setOutput(zrkmodel::PinAddress{added.front(), 0});
+        });
     });
     if (!done) {
         return zrk::refused(done.error());
     }
-    session.select({added});
     return added;
 }
 

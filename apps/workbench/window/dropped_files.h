@@ -6,10 +6,8 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
-
-namespace zrk {
-class ProgressMonitor;
-}
+#include <string>
+#include <vector>
 
 namespace zrkworkbench {
 
@@ -18,12 +16,29 @@ enum class DroppedKind { Document, Picture, Volume, Mesh, Unknown };
 /// What a file, or a folder, is by its name: a folder is a volume of slices.
 DroppedKind kindOf(const std::filesystem::path& path);
 
-/// Adds the node that shows a picture, a volume or a mesh, with the resource that it needs, in one step, and
-/// selects it. In a document without nodes the bounds become those of what is shown, and the node its output.
+/// A file that was read for a document, apart from it.
+struct ReadFile {
+    std::filesystem::path path;
+    DroppedKind kind = DroppedKind::Unknown;
+    /// A document of the node that shows it, with the resource that it needs; a fault for what can't be read.
+    zrk::Result<zrkmodel::GraphDocument> part;
+    zrkmodel::DocumentWarnings warnings{};
+};
+
+/// Reads a picture, a volume or a mesh. Takes long for large ones; on any thread.
 ///
-/// @return the node; a fault, which changes nothing, for what can't be read.
-zrk::Result<std::uint16_t> addFile(zrkmodel::EditSession& session, const std::filesystem::path& path,
-                                   std::array<double, 2> position, zrkmodel::DocumentWarnings& warnings,
-                                   zrk::ProgressMonitor* monitor = nullptr);
+/// @param document  name of the document that it is for; the file is named from its folder.
+/// @param unit      of that document, such as "mm"; may be empty.
+ReadFile readFile(const std::filesystem::path& path, const std::string& document, const std::string& unit,
+                  const zrkmodel::LoadSettings& load);
+
+/// Adds the nodes that show files, one beneath the other, in one step, and selects them. In a document
+/// without nodes the bounds become those of what the first one shows, and that is the output.
+///
+/// @param files     each with a part.
+/// @param position  of the first one.
+/// @return the nodes, in the order of the files; a fault changes nothing.
+zrk::Result<std::vector<std::uint16_t>> addFiles(zrkmodel::EditSession& session, std::vector<ReadFile> files,
+                                                 std::array<double, 2> position);
 
 } // namespace zrkworkbench

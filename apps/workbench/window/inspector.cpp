@@ -12,6 +12,7 @@
 #include "inspectors/number_text.h"
 #include "inspectors/property_view.h"
 #include "model/graph_object.h"
+#include "model/pins.h"
 
 #include <QApplication>
 #include <QHBoxLayout>
@@ -121,7 +122,8 @@ Inspector::Inspector(QWidget* parent)
       _header(new QWidget),
       _empty(new QLabel),
       _area(new QScrollArea),
-      _refresh(new QTimer(this))
+      _refresh(new QTimer(this)),
+      _pinRefresh(new QTimer(this))
 {
     setObjectName("Inspector");
     setAttribute(Qt::WA_StyledBackground);
@@ -183,6 +185,8 @@ Inspector::Inspector(QWidget* parent)
     connect(_name, &QLineEdit::editingFinished, this, [this] { takeName(); });
     _refresh->setSingleShot(true);
     connect(_refresh, &QTimer::timeout, this, [this] { placeResets(); });
+    _pinRefresh->setSingleShot(true);
+    connect(_pinRefresh, &QTimer::timeout, this, [this] { showPins(); });
     _messages = zrkui::ZRKApp::ui().onFieldMessage([this](const zrkui::UIField& field) {
         if (_panel && _panel->isAncestorOf(&field)) {
             tellEntries();
@@ -226,23 +230,24 @@ void Inspector::follow(const EditEvent& event)
             show(std::nullopt);
             followSelection();
         } else {
-            showPins();
+            _pinRefresh->start(0);
         }
         break;
     case Kind::LinkAdded:
     case Kind::LinkRemoved:
-        showPins();
+        _pinRefresh->start(0); // a paste makes hundreds
         break;
     case Kind::MemberChanged:
         if (isMine) {
             showHeader();
         }
         if (event.key == "label") {
-            showPins();
+            _pinRefresh->start(0);
         }
         break;
     case Kind::ValueChanged:
         if (isMine) {
+            _areValuesNew = true;
             _refresh->start(0);
         }
         break;
@@ -279,6 +284,9 @@ void Inspector::closePanel()
     _object.reset();
     _fresh.reset();
     if (QWidget* holder = _area->takeWidget()) {
+        if (holder->isAncestorOf(QApplication::focusWidget())) {
+            setFocus(Qt::OtherFocusReason); // else the next widget has it: a search box, which opens its list
+        }
         // A control of it may be what called us.
         holder->hide();
         holder->setParent(nullptr);
@@ -321,13 +329,31 @@ void Inspector::show(std::optional<std::uint16_t> id)
     _pinColumn->setSpacing(scaled(*this, 2));
     column->addWidget(_pins);
     column->addStretch(1);
-    _object->onInspection(_panel, node);
+    inspect(node);
     _holder = holder;
     _area->setWidget(holder);
     showHeader();
     showPins();
     fitWidth();
+    _areValuesNew = true;
     _refresh->start(0);
+}
+
+/// Fills the panel. Looking at a node mustn't take away what it was given: a component that lets go of an
+/// import then gets it back.
+void Inspector::inspect(const zrkmodel::ZRKNodeBase<0, zrkmodel::ZRKGraphObject>& node)
+{
+    auto* holder = dynamic_cast<zrkmodel::ZRKDataHolder*>(_object.get());
+    const zrkmodel::ZRKJson* entry = _session->entry(node.id());
+    if (!holder || !entry || !entry->contains("import")) {
+        _object->onInspection(_panel, node);
+        return;
+    }
+    const zrkmodel::ZRKHeldData held = holder->held();
+    _object->onInspection(_panel, node);
+    if (!(holder->held() == held)) {
+        holder->hold(held);
+    }
 }
 
 /// No panel is cut at its right.
@@ -432,7 +458,8 @@ void Inspector::addInput(const zrkmodel::ZRKGraphPin& pin)
     auto* row = new QHBoxLayout(line);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(scaled(*this, 6));
-    row->addWidget(new PinSign(pin.tag, line));
+    const auto& graph = _session->document().graph();
+    row->addWidget(new PinSign(zrkmodel::effectiveTag(graph->pin_ref(pin.handle)), line));
     auto* name = new QLabel(QString::fromStdString(pin.name), line);
     name->setFixedWidth(scaled(*this, 96));
     row->addWidget(name);
@@ -550,9 +577,21 @@ void Inspector::placeResets()
         gone.second->deleteLater();
     }
     _resets = std::move(resets);
-    const bool isChanged =
-        zrkmodel::storedForm(*_object) != (_fresh ? zrkmodel::storedForm(*_fresh) : ZRKJson());
-    _reset->setEnabled(isChanged);
+    if (std::exchange(_areValuesNew, false)) {
+        _reset->setEnabled(!hasFreshValues());
+    }
+}
+
+/// Whether all values are those of a new node.
+bool Inspector::hasFreshValues() const
+{
+    const auto isFresh = [&](const zrkmodel::ZRKPropertyBase* property) {
+        const zrkmodel::ZRKPropertyBase* fresh = _fresh->findProperty(property->name());
+        return fresh && property->valueJson() == fresh->valueJson();
+    };
+    // What is stored besides, such as a list, may be long.
+    return _fresh && std::all_of(_object->properties().begin(), _object->properties().end(), isFresh) &&
+           zrkmodel::storedForm(*_object) == zrkmodel::storedForm(*_fresh);
 }
 
 void Inspector::resetValue(const std::string& key)

@@ -82,6 +82,7 @@ private:
     QPointer<QWidget> _holder;
     zrkui::ZRKPropertyView* _panel = nullptr;
     bool _isGesture = false;
+    bool _areValuesNew = false; ///< since they were compared with those of a new node
 
     Tile* _tile;
     QLineEdit* _name;
@@ -97,6 +98,7 @@ private:
     std::vector<QLabel*> _outputs;
     std::map<QWidget*, QToolButton*> _resets; ///< by the field that they stand beside
     QTimer* _refresh;
+    QTimer* _pinRefresh; ///< gathers the links of one turn of the event loop
     QList<QAction*> _actions;
 
     std::function<void(const std::string&)> _manual;
@@ -115,11 +117,13 @@ private:
     void addInput(const zrkmodel::ZRKGraphPin& pin);
     void addOutput(const zrkmodel::ZRKGraphPin& pin);
     void placeResets();
+    bool hasFreshValues() const;
     void resetValue(const std::string& key);
     void takeName();
     void showMore();
     void tellEntries();
     void tell(const zrk::Result<void>& result);
+    void inspect(const zrkmodel::ZRKNodeBase<0, zrkmodel::ZRKGraphObject>& node);
     void fitWidth();
     void endGesture();
 };

@@ -1,9 +1,13 @@
 #include "apps/workbench/window/measure.h"
 
 #include "apps/workbench/canvas/canvas.h"
+#include "apps/workbench/canvas/graph_info.h"
+#include "apps/workbench/views/slice_canvas.h"
+#include "apps/workbench/views/slice_view.h"
 #include "apps/workbench/views/view_pane.h"
 #include "apps/workbench/window/data_folder.h"
-#include "apps/workbench/window/watchdog.h"
+#include "apps/workbench/window/held_actions.h"
+#include "apps/workbench/window/measured_documents.h"
 #include "apps/workbench/window/window.h"
 #include "inspectors/number_field.h"
 #include "inspectors/property_view.h"
@@ -14,14 +18,20 @@
 #include <QElapsedTimer>
 #include <QLineEdit>
 #include <QMouseEvent>
+#include <QScrollBar>
 #include <QTemporaryDir>
+
+#include <fmt/core.h>
 
 #include <algorithm>
 #include <cmath>
+#include <ctime>
 #include <fstream>
-#include <functional>
 #include <malloc.h>
-#include <thread>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <unistd.h>
 #include <vector>
 
 namespace zrkworkbench {
@@ -30,59 +40,16 @@ using zrkmodel::ZRKJson;
 
 namespace {
 
-constexpr double kPatience = 60000;
-constexpr double kHoldLimit = 16;
-
-/// Lets the window work until something holds; returns the milliseconds that it took.
-double waitFor(const std::function<bool()>& holds)
-{
-    QElapsedTimer clock;
-    clock.start();
-    while (!holds() && static_cast<double>(clock.elapsed()) < kPatience) {
-        QApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 1);
-        std::this_thread::sleep_for(std::chrono::microseconds(100));
-    }
-    return 1e-6 * static_cast<double>(clock.nsecsElapsed());
-}
+constexpr int kSlice = 512;
+constexpr int kEdits = 15;
+constexpr int kDragMilliseconds = 10000;
+constexpr double kHoldGoal = 16;
 
 double medianOf(std::vector<double> values)
 {
-    if (values.empty()) {
-        return 0;
-    }
-    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2),
-                     values.end());
-    return values[values.size() / 2];
-}
-
-/// 49 spheres that are joined by twos into one solid, and a shell around it.
-std::string fiftyNodes()
-{
-    ZRKJson document{{"zrkGraph", 1},
-                     {"context", {{"modelBounds", {{-4, -4, -4}, {4, 4, 4}}}}},
-                     {"nodes", ZRKJson::array()},
-                     {"links", ZRKJson::array()}};
-    for (int i = 0; i < 25; ++i) {
-        document["nodes"].push_back({{"id", i},
-                                     {"type", "SphereSDF"},
-                                     {"values", {{"center", {i % 5 - 2, i / 5 - 2, 0}}, {"radius", 0.4}}},
-                                     {"position", {0, 100 * i}}});
-    }
-    int last = 0;
-    for (int i = 1; i < 25; ++i) {
-        const int id = 24 + i;
-        document["nodes"].push_back({{"id", id},
-                                     {"type", "BinaryOperator"},
-                                     {"values", {{"op_name", "min"}}},
-                                     {"position", {220 * i, 100 * i}}});
-        document["links"].push_back({{"from", {last, 0}}, {"to", {id, 0}}});
-        document["links"].push_back({{"from", {i, 0}}, {"to", {id, 1}}});
-        last = id;
-    }
-    document["nodes"].push_back({{"id", 49}, {"type", "Shell"}, {"position", {5600, 2400}}});
-    document["links"].push_back({{"from", {last, 0}}, {"to", {49, 0}}});
-    document["output"] = {49, 0};
-    return document.dump();
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
 }
 
 /// A property of type double of the document, and its node.
@@ -92,57 +59,189 @@ struct Edited {
     double value;
 };
 
+/// The first that the output depends on, so that its edits are seen.
 std::optional<Edited> numberOf(const zrkmodel::EditSession& session)
 {
-    for (const auto& node : session.document().graph()->nodes()) {
+    const auto& output = session.document().output();
+    const auto upstream = output ? withUpstream(session, {output->node}) : std::vector<std::uint16_t>();
+    for (const std::uint16_t id : upstream) {
+        const auto node = session.document().graph()->getNodePtr(id);
         for (const zrkmodel::ZRKPropertyBase* property : node->object->properties()) {
             if (const auto* number = dynamic_cast<const zrkmodel::ZRKProperty<double>*>(property)) {
-                return Edited{node->id, number->name(), number->value()};
+                return Edited{id, number->name(), number->value()};
             }
         }
     }
     return std::nullopt;
 }
 
-/// Edits one number again and again; each time the first picture and the whole one are awaited.
-void measureEdits(Window& window, ZRKJson& out)
+/// Milliseconds since the program was started; none where the system doesn't tell.
+std::optional<double> sinceStart()
 {
-    const auto edited = numberOf(*window.session());
-    if (!edited) {
-        return;
+    std::ifstream file("/proc/self/stat");
+    std::string text;
+    std::getline(file, text);
+    const std::size_t afterName = text.rfind(')'); // the name may have spaces
+    if (!file || afterName == std::string::npos) {
+        return std::nullopt;
     }
-    std::vector<double> coarse;
-    std::vector<double> whole;
-    for (int i = 0; i < 15; ++i) {
-        std::optional<double> first;
-        QElapsedTimer clock;
-        window.view().onTimed([&](const ViewTiming&) {
-            if (!first) {
-                first = 1e-6 * static_cast<double>(clock.nsecsElapsed());
-            }
-        });
-        clock.start();
-        if (!window.session()->setValue(edited->node, edited->key, edited->value + 0.001 * (i + 1))) {
-            return;
-        }
-        QApplication::processEvents(); // the edit is gathered and asked for
-        waitFor([&] { return window.view().isSettled(); });
-        whole.push_back(1e-6 * static_cast<double>(clock.nsecsElapsed()));
-        coarse.push_back(first.value_or(whole.back()));
-        waitFor([&] { return window.isSettled(); });
+    std::istringstream fields(text.substr(afterName + 1));
+    std::string field;
+    constexpr int kStartTime = 20; // counted from after the name
+    for (int i = 0; i < kStartTime; ++i) {
+        fields >> field;
     }
-    out["edit to coarse slice"] = medianOf(coarse);
-    out["edit to whole slice"] = medianOf(whole);
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    const double start =
+        1e3 * std::strtod(field.c_str(), nullptr) / static_cast<double>(sysconf(_SC_CLK_TCK));
+    return 1e3 * static_cast<double>(now.tv_sec) + 1e-6 * static_cast<double>(now.tv_nsec) - start;
 }
 
-/// Drags the first slider or number of the panel for some seconds.
-void measureDrag(Window& window, ZRKJson& out)
+double workOfProcess() { return 1e3 * static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
+
+/// The numbers, with the goals that they are held against.
+class Measurement {
+public:
+    Measurement() : _out{{"measured", ZRKJson::array()}, {"not measured", ZRKJson::array()}} {}
+
+    void put(const std::string& what, double value, const char* unit, std::optional<double> goal = {},
+             const ZRKJson& detail = nullptr)
+    {
+        ZRKJson entry{{"what", what}, {"value", std::round(100 * value) / 100}, {"unit", unit}};
+        if (goal) {
+            entry["goal"] = *goal;
+            entry["reached"] = value <= *goal;
+        }
+        if (!detail.is_null()) {
+            entry["detail"] = detail;
+        }
+        _out["measured"].push_back(std::move(entry));
+    }
+    void leaveOut(const std::string& what, const std::string& why)
+    {
+        _out["not measured"].push_back({{"what", what}, {"why", why}});
+    }
+    std::string file(const char* name, const ZRKJson& document)
+    {
+        const std::string path = _folder.filePath(name).toStdString();
+        std::ofstream(path, std::ios::binary) << document.dump();
+        return path;
+    }
+    std::string folder() const { return _folder.path().toStdString(); }
+    ZRKJson take() { return std::move(_out); }
+
+private:
+    QTemporaryDir _folder;
+    ZRKJson _out;
+};
+
+void settle(const Window& window)
 {
-    const auto edited = numberOf(*window.session());
-    if (!edited || !window.select(edited->node)) {
+    waitFor([&] { return window.isSettled(); });
+}
+
+void measureOpening(Window& window, Measurement& out)
+{
+    const std::string fifty = out.file("fifty.zrk.json", chainOfNodes(50));
+    QElapsedTimer clock;
+    clock.start();
+    if (!window.open(fifty)) {
+        out.leaveOut("open a document of 50 nodes", window.message());
         return;
     }
-    QApplication::processEvents();
+    window.canvas().sync();
+    const double shown = 1e-6 * static_cast<double>(clock.nsecsElapsed());
+    out.put("open a document of 50 nodes", shown, "ms", 200);
+    settle(window);
+    out.put("open a document of 50 nodes, until all pictures stand",
+            1e-6 * static_cast<double>(clock.nsecsElapsed()), "ms");
+}
+
+/// Edits one number again and again; each time the first picture and the whole one are awaited.
+void measureEdits(Window& window, Measurement& out, const std::string& of, bool hasGoals)
+{
+    const std::string first = "edit to coarse slice" + of;
+    const std::string last = "edit to whole slice" + of;
+    const auto edited = numberOf(*window.session());
+    if (!edited) {
+        out.leaveOut(first, "the document's output depends on no number");
+        return;
+    }
+    struct Seen {
+        std::optional<double> firstAt{};
+        double lastAt = 0;
+        QSize firstPixels{};
+        QSize pixels{};
+        QElapsedTimer clock{};
+    };
+    const auto seen = std::make_shared<Seen>(); // the view tells of later pictures too
+    window.view().onTimed([seen](const ViewTiming& timing) {
+        seen->lastAt = 1e-6 * static_cast<double>(seen->clock.nsecsElapsed());
+        if (!seen->firstAt) {
+            seen->firstAt = seen->lastAt;
+            seen->firstPixels = timing.pixels;
+        }
+        seen->pixels = timing.pixels;
+    });
+    std::vector<double> coarse;
+    std::vector<double> whole;
+    for (int i = 0; i < kEdits; ++i) {
+        seen->firstAt.reset();
+        seen->clock.start();
+        if (!window.session()->setValue(edited->node, edited->key, edited->value + 0.001 * (i + 1))) {
+            out.leaveOut(first, edited->key + " takes no other value");
+            return;
+        }
+        waitFor([&] { return seen->firstAt && window.isSettled(); });
+        coarse.push_back(seen->firstAt.value_or(0));
+        whole.push_back(seen->lastAt);
+    }
+    const auto goal = [&](double milliseconds) {
+        return hasGoals ? std::optional(milliseconds) : std::nullopt;
+    };
+    const auto detail = [&](QSize size) {
+        return fmt::format("{} x {} pixels, median of {} edits of \"{}\" of node {}", size.width(),
+                           size.height(), kEdits, edited->key, edited->node);
+    };
+    out.put(first, medianOf(coarse), "ms", goal(16), detail(seen->firstPixels));
+    out.put(last, medianOf(whole), "ms", goal(33), detail(seen->pixels));
+}
+
+/// The slice at the size that the goals are for.
+void measureSlice(Window& window, Measurement& out)
+{
+    const std::string file = out.file("sphere_and_gyroid.zrk.json", sphereAndGyroid());
+    SliceCanvas& canvas = window.view().slice().canvas();
+    bool isSized = false;
+    if (window.open(file)) {
+        settle(window);
+        for (int width = kSlice; width < 2 * kSlice && !isSized; width += 4) {
+            canvas.setFixedSize(width, kSlice);
+            isSized = canvas.devicePixels() == QSize(kSlice, kSlice);
+        }
+    }
+    if (isSized) {
+        settle(window);
+        measureEdits(window, out, ", minimum of a sphere and a twisted gyroid", true);
+    } else {
+        out.leaveOut("edit to whole slice of 512 x 512", "the view can't be made as large");
+    }
+    canvas.setMinimumSize(0, 0);
+    canvas.setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+    settle(window);
+}
+
+/// Drags a number of the panel of a node for some seconds.
+void measureDrag(Window& window, Measurement& out)
+{
+    const std::string what = "drag a number for 10 s, events lost";
+    const auto edited = numberOf(*window.session());
+    if (!edited || !window.select(edited->node)) {
+        out.leaveOut(what, "the document's output depends on no number");
+        return;
+    }
+    settle(window);
     zrkui::NumberField* field = nullptr;
     for (auto* candidate : window.panel()->findChildren<zrkui::NumberField*>()) {
         if (!field && zrkui::shownProperty(*candidate).toStdString() == edited->key) {
@@ -150,6 +249,7 @@ void measureDrag(Window& window, ZRKJson& out)
         }
     }
     if (!field) {
+        out.leaveOut(what, "the panel has no field for \"" + edited->key + "\"");
         return;
     }
     auto* line = field->findChild<QLineEdit*>();
@@ -161,148 +261,162 @@ void measureDrag(Window& window, ZRKJson& out)
                           isRelease ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(line, &event);
     };
-    const std::size_t steps = window.session()->history().doneCount();
     int events = 0;
     int taken = 0;
     double value = field->exact();
-    const auto listener = window.session()->addListener([&](const zrkmodel::EditEvent& event) {
+    nod::scoped_connection listener = window.session()->addListener([&](const zrkmodel::EditEvent& event) {
         taken += event.kind == zrkmodel::EditEvent::Kind::ValueChanged ? 1 : 0;
     });
+    const std::size_t steps = window.session()->history().doneCount();
     window.activateWindow();
     window.setFocus();
     field->setFocus(Qt::MouseFocusReason);
+    Watchdog watchdog(kHoldGoal);
     send(QEvent::MouseButtonPress, 4);
     QElapsedTimer clock;
     clock.start();
-    double x = 4;
-    while (clock.elapsed() < 10000) {
-        x += 4;
+    for (double x = 8; clock.elapsed() < kDragMilliseconds; x += 4) {
         const double before = field->exact();
         send(QEvent::MouseMove, x);
         events += field->exact() != before ? 1 : 0;
         value = field->exact();
         waitFor([end = clock.elapsed() + 8, &clock] { return clock.elapsed() >= end; });
     }
-    send(QEvent::MouseButtonRelease, x);
-    waitFor([&] { return window.isSettled(); });
-    auto disconnected = listener;
-    disconnected.disconnect();
+    send(QEvent::MouseButtonRelease, 4);
+    settle(window);
     const auto entry = window.session()->document().graph()->getNodePtr(edited->node);
-    const auto* property = entry->object->findProperty(edited->key);
-    out["drag for 10 s"] = {{"events", events},
-                            {"events lost", events - taken},
-                            {"ends on the last value", property->valueJson() == ZRKJson(value)},
-                            {"steps of the history", window.session()->history().doneCount() - steps}};
+    const bool endsOnLast = entry->object->findProperty(edited->key)->valueJson() == ZRKJson(value);
+    out.put(what, events - taken, "events", 0, fmt::format("of {}", events));
+    out.put("drag a number for 10 s, ends on another value than the last", endsOnLast ? 0 : 1, "times", 0);
+    out.put("drag a number for 10 s, steps of the history",
+            static_cast<double>(window.session()->history().doneCount() - steps), "steps", 1);
+    const Watchdog::Hold hold = watchdog.longest();
+    out.put("thread held: drag a number for 10 s", hold.milliseconds, "ms", kHoldGoal, hold.what);
 }
 
-std::size_t heapInUse() { return mallinfo2().uordblks; }
-
 /// What ten thousand steps of the history take.
-void measureHistory(Window& window, ZRKJson& out)
+void measureHistory(const Window& window, Measurement& out)
 {
+    const std::string what = "10,000 undo steps";
     const auto edited = numberOf(*window.session());
-    if (!edited) {
+    zrkmodel::DocumentWarnings warnings;
+    auto copy =
+        zrkmodel::GraphDocument::parse(window.document()->toText(), window.document()->name(), warnings);
+    if (!edited || !copy) {
+        out.leaveOut(what, edited ? "the document can't be copied" : "the output depends on no number");
         return;
     }
     zrkmodel::EditSettings settings;
     settings.mergeSeconds = 0;
-    zrkmodel::DocumentWarnings warnings;
-    auto copy =
-        zrkmodel::GraphDocument::parse(window.document()->toText(), window.document()->name(), warnings);
-    if (!copy) {
-        return;
-    }
     zrkmodel::EditSession session(std::move(*copy), settings);
-    const std::size_t before = heapInUse();
+    const std::size_t before = mallinfo2().uordblks;
     for (int i = 0; i < 10000; ++i) {
         // Not from the value that is there, which a drag may have left too large for a step to show.
         if (!session.setValue(edited->node, edited->key, 0.5 + 0.001 * (i + 1))) {
+            out.leaveOut(what, edited->key + " takes no other value");
             return;
         }
     }
-    out["10000 undo steps, MB"] = 1e-6 * static_cast<double>(heapInUse() - before);
-    out["steps kept"] = session.history().doneCount();
+    out.put(what, 1e-6 * static_cast<double>(mallinfo2().uordblks - before), "MB", 50,
+            fmt::format("{} steps are kept", session.history().doneCount()));
 }
 
-/// A raster of a field of so many waves that it takes seconds to freeze.
-std::string slowText()
+void measureFrames(Window& window, Measurement& out, int nodes, std::optional<double> goal)
 {
-    ZRKJson waves = ZRKJson::array();
-    for (int i = 0; i < 4000; ++i) {
-        waves.push_back({{"fx", 1}});
+    const std::string what = fmt::format("a frame while {} nodes are panned", nodes);
+    if (!window.open(out.file("frames.zrk.json", chainOfNodes(nodes)))) {
+        out.leaveOut(what, window.message());
+        return;
     }
-    ZRKJson document{{"zrkGraph", 1}, {"nodes", ZRKJson::array()}, {"links", ZRKJson::array()}};
-    document["nodes"].push_back({{"id", 1}, {"type", "PatternDesigner"}, {"values", {{"waves", waves}}}});
-    document["nodes"].push_back(
-        {{"id", 2}, {"type", "RasterFX"}, {"values", {{"auto-update", true}, {"resolution", 96}}}});
-    document["links"].push_back({{"from", {1, 0}}, {"to", {2, 0}}});
-    document["output"] = {2, 0};
-    return document.dump();
+    settle(window);
+    window.canvas().fitAll(false);
+    settle(window);
+    std::vector<double> frames;
+    QScrollBar* bar = window.canvas().horizontalScrollBar();
+    for (int i = 0; i < 60; ++i) {
+        QElapsedTimer clock;
+        clock.start();
+        bar->setValue(bar->value() + 4);
+        QApplication::processEvents();
+        frames.push_back(1e-6 * static_cast<double>(clock.nsecsElapsed()));
+    }
+    out.put(what, medianOf(frames), "ms", goal, "median of 60, all nodes in sight");
+}
+
+/// Closes a window in which a document's evaluation has run for a while and goes on.
+void measureClosing(Measurement& out, const char* name, const ZRKJson& document)
+{
+    const std::string what = std::string("close during a long evaluation, ") + name;
+    const std::string file = out.file("slow.zrk.json", document);
+    auto window = std::make_unique<Window>();
+    window->resize(1440, 900);
+    window->show();
+    if (!window->open(file)) {
+        out.leaveOut(what, window->message());
+        return;
+    }
+    QElapsedTimer clock;
+    clock.start();
+    waitFor([&] { return clock.elapsed() > 400; });
+    const double worked = workOfProcess();
+    clock.restart();
+    waitFor([&] { return clock.elapsed() > 200; });
+    const double work = workOfProcess() - worked;
+    if (window->isSettled() || work < 50) {
+        out.leaveOut(what, fmt::format("the evaluation didn't run any more: {:.0f} ms of work in 200", work));
+        return;
+    }
+    clock.restart();
+    window->close();
+    window.reset();
+    out.put(what, 1e-6 * static_cast<double>(clock.nsecsElapsed()), "ms", 200,
+            fmt::format("{:.0f} ms of work in the 200 ms before", work));
 }
 
 } // namespace
 
 zrk::Result<ZRKJson> measureWindow(const std::string& path)
 {
-    ZRKJson out;
-    QTemporaryDir folder;
-    const auto put = [&](const char* name, const std::string& text) {
-        const std::string file = folder.filePath(name).toStdString();
-        std::ofstream(file, std::ios::binary) << text;
-        return file;
-    };
-    const std::string fifty = put("fifty.zrk.json", fiftyNodes());
-    const std::string slow = put("slow.zrk.json", slowText());
+    Measurement out;
     QElapsedTimer clock;
     clock.start();
     auto window = std::make_unique<Window>();
     window->resize(1440, 900);
     window->show();
     window->grab();
-    out["window up"] = 1e-6 * static_cast<double>(clock.nsecsElapsed());
-
-    clock.restart();
-    if (!window->open(fifty)) {
-        return zrk::refused({fifty, window->message(), "a document of 50 nodes", "report this fault",
-                             zrk::FaultKind::FailedWork});
+    const double made = 1e-6 * static_cast<double>(clock.nsecsElapsed());
+    if (const auto up = sinceStart()) {
+        out.put("window up", *up, "ms", 1000,
+                fmt::format("since the start of the program; {:.0f} ms of them are the window's own", made));
+    } else {
+        out.put("window up", made, "ms", 1000, "since the window began to be made");
     }
-    window->canvas().sync();
-    out["open a document of 50 nodes"] = 1e-6 * static_cast<double>(clock.nsecsElapsed());
-    out["open a document of 50 nodes, until all pictures stand"] =
-        out["open a document of 50 nodes"].get<double>() + waitFor([&] { return window->isSettled(); });
-
+    measureOpening(*window, out);
+    measureSlice(*window, out);
     const std::string document = path.empty() ? firstExample().toStdString() : path;
     if (!document.empty()) {
+        clock.restart();
         if (!window->open(document)) {
             return zrk::refused(
                 {document, window->message(), "a document that can be opened", "name another one"});
         }
-        waitFor([&] { return window->isSettled(); });
-        Watchdog watchdog(kHoldLimit);
-        measureEdits(*window, out);
+        window->canvas().sync();
+        out.put("open the document", 1e-6 * static_cast<double>(clock.nsecsElapsed()), "ms");
+        settle(*window);
+        measureEdits(*window, out, " of the document", false);
         measureDrag(*window, out);
-        waitFor([&] { return window->isSettled(); });
-        out["thread held, longest"] = watchdog.longest();
-        ZRKJson holds = ZRKJson::array();
-        for (const Watchdog::Hold& hold : watchdog.holds()) {
-            holds.push_back({{"milliseconds", hold.milliseconds}, {"doing", hold.what}});
-        }
-        out["thread held for more than 16 ms"] = holds;
         measureHistory(*window, out);
     }
+    measureFrames(*window, out, 100, 1000.0 / 60);
+    measureFrames(*window, out, 2000, std::nullopt);
+    for (const HeldAction& held : holdWindow(*window, out.folder())) {
+        out.put("thread held: " + held.action, held.hold.milliseconds, "ms", kHoldGoal,
+                held.hold.what.empty() ? ZRKJson() : ZRKJson(held.hold.what));
+    }
     window.reset();
-    window = std::make_unique<Window>();
-    window->show();
-    window->open(slow);
-    clock.restart();
-    waitFor([&] { return clock.elapsed() > 300; });
-    const bool isRunning = !window->isSettled();
-    clock.restart();
-    window->close();
-    window.reset();
-    const double closing = 1e-6 * static_cast<double>(clock.nsecsElapsed());
-    out["closing during a long evaluation"] = isRunning ? ZRKJson(closing) : ZRKJson("nothing ran any more");
-    return out;
+    measureClosing(out, "a raster being frozen", slowRaster());
+    measureClosing(out, "a slice of nested gradients", nestedGradients());
+    return out.take();
 }
 
 } // namespace zrkworkbench

@@ -7,13 +7,16 @@
 
 namespace zrkworkbench {
 
-/// Measures the window with a document, or with an example where the path is empty, and returns the numbers
-/// with their names, in milliseconds unless the name says otherwise. Takes half a minute; nothing is written
-/// over.
+/// Measures the window with a document, or with an example where the path is empty. Takes a minute; nothing
+/// is written over.
 ///
-/// "window up" is the time from making the window until it has drawn itself; "open a document of 50 nodes"
-/// that until its nodes stand on the canvas; "thread held" the longest time in which the window's thread
-/// didn't come back to its events, see Watchdog.
+/// Returns "measured", an array of what was measured, in order: "what", "value", "unit", and where there is
+/// one the "goal" and whether it is "reached"; "detail" tells of what the number is, or where the time went.
+/// What couldn't be measured stands in "not measured" with the reason.
+///
+/// The document is opened, edited and dragged in; all else uses documents that are made here, so that the
+/// numbers are those of the goals whatever document is given. Milliseconds in which the window's thread was
+/// held are those of Watchdog.
 zrk::Result<zrkmodel::ZRKJson> measureWindow(const std::string& path);
 
 } // namespace zrkworkbench

@@ -8,9 +8,12 @@
 #include <condition_variable>
 #include <cstdint>
 #include <fstream>
+#include <map>
 #include <mutex>
 
+#include <pthread.h>
 #include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace zrkworkbench {
@@ -18,7 +21,7 @@ namespace zrkworkbench {
 namespace {
 
 using WatchClock = std::chrono::steady_clock;
-constexpr std::chrono::milliseconds kWatchInterval{4};
+constexpr std::chrono::milliseconds kWatchInterval{2};
 
 std::atomic<const char*> doing{""};
 
@@ -32,6 +35,14 @@ std::uint64_t queueTimeOf(long thread)
     return file ? inQueue : 0;
 }
 
+/// Milliseconds that the thread of a clock has worked.
+double workTime(clockid_t clock)
+{
+    timespec time{};
+    clock_gettime(clock, &time);
+    return 1e3 * static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_nsec);
+}
+
 } // namespace
 
 Doing::Doing(const char* what) : _former(doing.exchange(what)) {}
@@ -40,15 +51,17 @@ const char* Doing::now() { return doing; }
 
 struct Watchdog::State {
     double limit;
-    long thread; ///< the window's
+    long thread;         ///< the window's
+    clockid_t workClock; ///< of that thread
     mutable std::mutex mutex;
     std::condition_variable wake;
     bool isEnding = false;
     bool isAnswered = true;
     WatchClock::time_point asked{};
     std::uint64_t queueTime = 0;
-    std::string caught;
-    double longest = 0;
+    double worked = 0;
+    std::map<std::string, int> seen; ///< what was done, and how often it was seen
+    Hold longest;
     std::vector<Hold> holds;
 
     /// In the window's thread.
@@ -57,10 +70,17 @@ struct Watchdog::State {
         const std::lock_guard lock(mutex);
         const double passed = std::chrono::duration<double, std::milli>(WatchClock::now() - asked).count();
         const double queued = 1e-6 * static_cast<double>(queueTimeOf(thread) - queueTime);
-        const double held = std::max(0.0, passed - queued);
-        longest = std::max(longest, held);
-        if (held > limit) {
-            holds.push_back({held, caught});
+        Hold hold{std::max(0.0, passed - queued), workTime(workClock) - worked, {}};
+        int most = 0;
+        for (const auto& [what, times] : seen) {
+            if (times > most) {
+                most = times;
+                hold.what = what;
+            }
+        }
+        longest = hold.milliseconds > longest.milliseconds ? hold : longest;
+        if (hold.milliseconds > limit) {
+            holds.push_back(std::move(hold));
         }
         isAnswered = true;
     }
@@ -70,6 +90,7 @@ Watchdog::Watchdog(double limit) : _state(std::make_shared<State>()), _receiver(
 {
     _state->limit = limit;
     _state->thread = syscall(SYS_gettid);
+    pthread_getcpuclockid(pthread_self(), &_state->workClock);
     _thread = std::thread([state = _state, receiver = _receiver.get()] { watch(state, receiver); });
 }
 
@@ -89,18 +110,19 @@ void Watchdog::watch(const std::shared_ptr<State>& state, QObject* receiver)
     while (!state->wake.wait_for(lock, kWatchInterval, [&] { return state->isEnding; })) {
         if (state->isAnswered) {
             state->isAnswered = false;
-            state->caught.clear();
+            state->seen.clear();
+            state->worked = workTime(state->workClock);
             state->asked = WatchClock::now();
             state->queueTime = queueTimeOf(state->thread);
             QMetaObject::invokeMethod(
                 receiver, [state] { state->answer(); }, Qt::QueuedConnection);
-        } else if (state->caught.empty()) {
-            state->caught = Doing::now();
+        } else {
+            ++state->seen[Doing::now()];
         }
     }
 }
 
-double Watchdog::longest() const
+Watchdog::Hold Watchdog::longest() const
 {
     const std::lock_guard lock(_state->mutex);
     return _state->longest;
@@ -115,7 +137,7 @@ std::vector<Watchdog::Hold> Watchdog::holds() const
 void Watchdog::reset()
 {
     const std::lock_guard lock(_state->mutex);
-    _state->longest = 0;
+    _state->longest = {};
     _state->holds.clear();
 }
 

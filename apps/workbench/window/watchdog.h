@@ -32,17 +32,20 @@ private:
 class Watchdog {
 public:
     struct Hold {
-        double milliseconds;
-        std::string what; ///< what the window's thread did when it was caught; empty where nobody said
+        double milliseconds = 0;
+        double processor = 0; ///< milliseconds of them that the thread worked: the same on a loaded machine
+        std::string what;     ///< what the window's thread did for most of it; empty where nobody said
     };
 
-    /// @param limit  milliseconds; longer holds are kept.
+    /// @param limit  milliseconds of work or waiting; longer holds are kept.
     explicit Watchdog(double limit);
     ~Watchdog();
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;
 
-    double longest() const;
+    /// Also where it was shorter than the limit.
+    Hold longest() const;
+    /// All that were longer than the limit.
     std::vector<Hold> holds() const;
     void reset();
 

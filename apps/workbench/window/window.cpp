@@ -3,7 +3,9 @@
 #include "apps/workbench/canvas/canvas.h"
 #include "apps/workbench/export/export_bar.h"
 #include "apps/workbench/views/view_pane.h"
+#include "apps/workbench/window/document_writer.h"
 #include "apps/workbench/window/examples_pane.h"
+#include "apps/workbench/window/file_reader.h"
 #include "apps/workbench/window/library.h"
 #include "apps/workbench/window/manual_window.h"
 #include "apps/workbench/window/names.h"
@@ -16,6 +18,7 @@
 #include "inspectors/css_style.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QDockWidget>
 #include <QFileInfo>
@@ -33,6 +36,7 @@ using zrkui::scaled;
 namespace {
 
 constexpr int kSecond = 1000;
+constexpr int kBadgeInterval = 150; ///< milliseconds between two looks at what is computed
 /// Of the layout that QSettings keeps; another arrangement of docks takes another number.
 constexpr int kLayoutVersion = 1;
 
@@ -50,7 +54,11 @@ Window::Window(WindowSettings settings)
       _examples(new ExamplesPane),
       _status(new StatusLine(this)),
       _export(new ExportBar),
+      _badgeRefresh(new QTimer(this)),
       _opener(new DocumentOpener(this)),
+      _writer(new DocumentWriter(this)),
+      _reader(new FileReader(this)),
+      _writingSince(new QTimer(this)),
       _watcher(new QFileSystemWatcher(this)),
       _looksAtFile(new QTimer(this)),
       _tick(new QTimer(this)),
@@ -75,11 +83,18 @@ Window::Window(WindowSettings settings)
         restoreState(kept.value("window/layout").toByteArray(), kLayoutVersion);
         _canvas->setRecentTypes(kept.value("canvas/recentTypes").toStringList());
     }
+    _left = leftDocuments(_settings.unsavedFolder);
+    offerLeft();
 }
 
 Window::~Window()
 {
     _opener->cancel();
+    _reader->cancel();
+    _afterWriting.clear();
+    while (_writer->isBusy()) {
+        _writer->finish(); // nothing that was asked for is left out
+    }
     _edits.disconnect();
     _inspector->setSession(nullptr);
     _canvas->setSession(nullptr);
@@ -127,29 +142,21 @@ void Window::arrange()
     resizeDocks({_problemsDock}, {scaled(*this, 88)}, Qt::Vertical);
 }
 
-void Window::applySheet()
-{
-    setStyleSheet(zrkui::ZRKCSSStyle::current().filled(windowSheet(), zrkui::uiScale(*this)));
-}
+void Window::applySheet() { zrkui::ZRKCSSStyle::current().apply(*qApp, windowSheet()); }
 
 void Window::joinParts()
 {
-    for (QTimer* timer : {_viewRefresh, _thumbnailRefresh, _rangeRefresh, _looksAtFile}) {
+    for (QTimer* timer : {_viewRefresh, _thumbnailRefresh, _rangeRefresh, _looksAtFile, _writingSince}) {
         timer->setSingleShot(true);
     }
     connect(_viewRefresh, &QTimer::timeout, this, [this] { requestView(); });
     connect(_thumbnailRefresh, &QTimer::timeout, this, [this] { requestThumbnails(); });
     connect(_rangeRefresh, &QTimer::timeout, this, [this] { wantRanges(); });
     connect(_looksAtFile, &QTimer::timeout, this, [this] { lookAtFile(); });
-    connect(_tick, &QTimer::timeout, this, [this] {
-        if (_session) {
-            const Doing doing("writing the recovery file");
-            if (const auto written = _session->tick(); !written) {
-                tell(written.error(), ProblemList::Source::Saving);
-            }
-        }
-    });
+    connect(_tick, &QTimer::timeout, this, [this] { writeRecovery(); });
     _tick->start(kSecond);
+    connect(_badgeRefresh, &QTimer::timeout, this, [this] { showBadges(); });
+    _badgeRefresh->start(kBadgeInterval);
     for (const auto signal : {&QFileSystemWatcher::fileChanged, &QFileSystemWatcher::directoryChanged}) {
         connect(_watcher, signal, this, [this] { _looksAtFile->start(150); });
     }
@@ -214,6 +221,19 @@ void Window::joinParts()
                                    _notices->remove("opening");
                                });
     });
+    _writer->onAsked([this] { return _session && _session->isBusy(); });
+    connect(_writingSince, &QTimer::timeout, this, [this] {
+        const QString name = QFileInfo(QString::fromStdString(_writer->path())).fileName();
+        _notices->show("writing", "Writing " + name + "; you can go on meanwhile.", {});
+    });
+    _reader->onRead(
+        [this](const FileDrop& drop, std::vector<ReadFile> files) { takeRead(drop, std::move(files)); });
+    _reader->onProgress([this](const QString& file, double fraction) {
+        _notices->showProgress("reading", "Reading " + file + "; you can go on meanwhile.", fraction, [this] {
+            _reader->cancel();
+            _notices->remove("reading");
+        });
+    });
     _workDone = zrkui::ZRKApp::ui().onWorkDone([this] {
         _view->refresh();
         wantView();
@@ -238,9 +258,14 @@ void Window::joinParts()
     });
 }
 
-void Window::takeOver(std::unique_ptr<EditSession> session, std::shared_ptr<zrk::ProgressMonitor> monitor)
+void Window::takeOver(std::unique_ptr<EditSession> session, std::shared_ptr<zrk::ProgressMonitor> monitor,
+                      std::shared_ptr<UnsavedPlace> place)
 {
     const Doing doing("showing another document");
+    _afterWriting.clear();
+    while (_writer->isBusy()) {
+        _writer->finish();
+    }
     _edits.disconnect();
     _inspector->setSession(nullptr);
     _canvas->setSession(nullptr);
@@ -252,13 +277,16 @@ void Window::takeOver(std::unique_ptr<EditSession> session, std::shared_ptr<zrk:
     _ranges.clear();
     _asked.reset();
     _hovered.reset();
-    _badged.clear();
+    _badges.clear();
     _pinned.reset();
     if (_session) {
         _session->close();
     }
+    leavePlace();
     _session = std::move(session);
     _monitor = std::move(monitor);
+    _place = std::move(place);
+    ++_sessions;
     _problems.clear();
     for (const char* key : {"recovery", "changed", "missing", "saving", "lock"}) {
         _notices->remove(key);
@@ -304,7 +332,7 @@ void Window::followEdit(const EditEvent& event)
     case Kind::NodeRemoved:
         _thumbnailsFresh.erase(event.node);
         _thumbnailsPending.erase(event.node);
-        _badged.erase(event.node);
+        _badges.erase(event.node);
         wantView();
         break;
     case Kind::MemberChanged:
@@ -398,20 +426,7 @@ void Window::showProblems()
     const std::vector<Problem> all = _problems.all();
     _problemsPane->show(all);
     _status->showProblems(_problems.count(Problem::Kind::Error), _problems.count(Problem::Kind::Warning));
-    std::set<std::uint16_t> badged;
-    for (const Problem& problem : all) { // errors come first and stay
-        if (problem.node && badged.insert(*problem.node).second) {
-            const bool isError = problem.kind == Problem::Kind::Error;
-            _canvas->setBadge(*problem.node, {isError ? NodeBadge::Kind::error : NodeBadge::Kind::warning, -1,
-                                              problem.finding, problem.remedy});
-        }
-    }
-    for (const std::uint16_t node : _badged) {
-        if (!badged.contains(node)) {
-            _canvas->setBadge(node, {});
-        }
-    }
-    _badged = std::move(badged);
+    showBadges();
 }
 
 void Window::goTo(const Problem& problem)
@@ -458,6 +473,9 @@ void Window::showEvent(QShowEvent* event)
 void Window::changeEvent(QEvent* event)
 {
     QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::ApplicationFontChange) {
+        applySheet(); // sizes go with the font
+    }
     if (event->type() == QEvent::ActivationChange && isActiveWindow() && _session) {
         _looksAtFile->start(150); // where folders can't be watched, this is when one notices
     }
@@ -480,9 +498,11 @@ void Window::closeEvent(QCloseEvent* event)
         kept.setValue("window/layout", saveState(kLayoutVersion));
     }
     _opener->cancel();
+    _reader->cancel();
     if (_session) {
         _session->close();
     }
+    leavePlace();
     _view->previews().cancelView();
     _view->previews().cancelThumbnails();
     event->accept();

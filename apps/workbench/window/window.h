@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/workbench/canvas/node_badge.h"
 #include "apps/workbench/window/document_opener.h"
 #include "apps/workbench/window/inspector.h"
 #include "apps/workbench/window/problems.h"
@@ -11,6 +12,7 @@
 #include <QPointer>
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -32,6 +34,8 @@ class Canvas;
 class ExamplesPane;
 class ExportBar;
 class Library;
+class DocumentWriter;
+class FileReader;
 class ManualWindow;
 class NoticeBar;
 class StatusLine;
@@ -39,13 +43,22 @@ class TopBar;
 class ViewPane;
 enum class ExportKind;
 struct FieldNote;
+struct FileDrop;
 struct Flow;
+struct ReadFile;
 struct Readout;
 struct ViewTiming;
+
+/// What file dialogs offer for documents.
+inline const char* const kDocumentFilter = "Graph documents (*.zrk.json);;All files (*)";
 
 struct WindowSettings {
     /// Whether the layout, the recent files and the like are kept from one start to the next.
     bool keepsSettings = false;
+    /// Where recovery files of documents go that have no file yet; nowhere where it is empty.
+    QString unsavedFolder{};
+    /// The palette that was applied: "system", "light" or "dark".
+    QString palette = "system";
     zrkmodel::EditSettings edit{};
 };
 
@@ -65,10 +78,16 @@ public:
     void newDocument();
     /// The example of the first start, with all others beneath.
     void showFirstStart();
-    /// Saves under the document's own path, or another one. What fails is told, and the former file stays.
+    /// Saves under the document's own path, or another one, and waits until it is written. What fails is
+    /// told, and the former file stays.
     bool save(const std::string& path = "");
-    /// Adds a node for a picture, a volume or a mesh, or opens a document.
-    void takeFile(const QString& path, std::optional<QPointF> position = std::nullopt);
+    /// The same without waiting: editing goes on while the file is written. What is asked for meanwhile is
+    /// saved next, the newest alone.
+    void startSaving(const std::string& path = "", bool overwrites = false);
+    /// Whether a file is being written.
+    bool isSaving() const;
+    /// Adds nodes for pictures, volumes or meshes once they are read, or opens a document.
+    void takeFiles(QStringList files, std::optional<QPointF> position = std::nullopt);
     /// False when the document has no such node.
     bool select(std::uint16_t node);
     /// True once the view and the thumbnails show the newest state in full.
@@ -132,10 +151,24 @@ private:
     nod::scoped_connection _edits;
     nod::scoped_connection _workDone;
     ProblemList _problems;
-    std::set<std::uint16_t> _badged;
+    std::map<std::uint16_t, NodeBadge> _badges; ///< as the canvas was told
+    QTimer* _badgeRefresh;                      ///< computations tell nobody how far they have come
     std::string _lastMessage;
     DocumentOpener* _opener;
-    std::optional<bool> _openedWell; ///< of the last opening; none while it runs
+    DocumentWriter* _writer;
+    FileReader* _reader;
+    QTimer* _writingSince; ///< a file is being written for so long that it is worth telling
+    struct SaveRequest {
+        std::string target;
+        bool overwrites;
+    };
+    std::optional<SaveRequest> _nextSave;             ///< once the file is written that is being written
+    std::vector<std::function<void()>> _afterWriting; ///< once nothing is written any more
+    std::optional<bool> _savedWell;                   ///< of the last save; none while it runs
+    std::shared_ptr<UnsavedPlace> _place;             ///< of a document without a file
+    std::vector<std::shared_ptr<UnsavedPlace>> _left; ///< what is offered, the newest first
+    std::uint64_t _sessions = 0;                      ///< how many documents were shown
+    std::optional<bool> _openedWell;                  ///< of the last opening; none while it runs
     std::size_t _stepsWhenAsked = 0; ///< of the history, when the user agreed to leave this document
     std::unique_ptr<QLockFile> _lock;
     QString _lockPath;
@@ -150,6 +183,7 @@ private:
     QTimer* _thumbnailRefresh;
     std::vector<std::uint16_t> _thumbnailsWanted;
     QSize _thumbnailSize;
+    std::vector<std::uint16_t> _thumbnailsStale; ///< nodes that were edited since the last request
     std::set<std::uint16_t> _thumbnailsFresh;
     std::set<std::uint16_t> _thumbnailsPending;
     QTimer* _rangeRefresh;
@@ -164,7 +198,8 @@ private:
     void applySheet();
     void followEdit(const zrkmodel::EditEvent& event);
     void takeOver(std::unique_ptr<zrkmodel::EditSession> session,
-                  std::shared_ptr<zrk::ProgressMonitor> monitor = nullptr);
+                  std::shared_ptr<zrk::ProgressMonitor> monitor = nullptr,
+                  std::shared_ptr<UnsavedPlace> place = nullptr);
     void showTitle();
     void showHistory();
     void say(const QString& text, bool isProblem);
@@ -191,17 +226,34 @@ private:
 
     // window_files.cpp
     void askAndOpen();
-    bool askAndSave();
-    bool mayDiscard();
     void takeOpened(OpenedDocument opened);
     void showOpened(OpenedDocument opened);
-    void offerRecovery();
-    void recover();
-    void watchFile();
-    void lookAtFile();
     void noteRecent();
     QStringList recentFiles() const;
     void exportField(ExportKind kind);
+
+    // window_saving.cpp
+    std::string askForTarget();
+    void startSavingAs();
+    void startWriting(zrkmodel::PendingSave save, std::function<void(const zrkmodel::PendingSave&)> done);
+    void writeRecovery();
+    void takeSaved(const zrkmodel::PendingSave& saved);
+    void refuseSaving(const std::string& target, const zrk::Fault& fault);
+    void goOnAfterWriting();
+    bool waitForWriting();
+    bool mayDiscard();
+    void offerRecovery();
+    void recover();
+    void leavePlace();
+    void putBack(const OpenRequest& request);
+    void offerLeft();
+    void watchFile();
+    void lookAtFile();
+
+    // window_drops.cpp
+    void askAndAddFiles();
+    void takeRead(const FileDrop& drop, std::vector<ReadFile> files);
+    void land(const FileDrop& drop, std::vector<ReadFile> files);
 
     // window_views.cpp
     std::optional<zrkmodel::PinAddress> wantedPin() const;
@@ -209,7 +261,9 @@ private:
     void wantView();
     void requestView();
     void staleThumbnails(std::uint16_t node);
+    void dropThumbnails();
     void requestThumbnails();
+    void showBadges();
     void wantRanges();
     void askFlow();
     void takeFlow(const Flow& flow);

@@ -9,6 +9,7 @@
 #include "apps/workbench/window/library.h"
 #include "apps/workbench/window/names.h"
 #include "apps/workbench/window/quick_search.h"
+#include "apps/workbench/window/sheet.h"
 #include "apps/workbench/window/top_bar.h"
 #include "inspectors/css_style.h"
 #include "model/graph_object.h"
@@ -166,11 +167,11 @@ void Window::addFileMenu()
     connect(_recent, &QMenu::aboutToShow, this, [this] { fillRecent(); });
     addCommand(file, "&Examples", {}, "", [this] { _examplesDock->show(); });
     file->addSeparator();
-    _save = addCommand(file, "&Save", QKeySequence::Save, "save", [this] { save(); });
+    _save = addCommand(file, "&Save", QKeySequence::Save, "save", [this] { startSaving(); });
     _docCommands.push_back(
-        addCommand(file, "Save &as...", QKeySequence::SaveAs, "", [this] { askAndSave(); }));
+        addCommand(file, "Save &as...", QKeySequence::SaveAs, "", [this] { startSavingAs(); }));
     file->addSeparator();
-    _docCommands.push_back(addCommand(file, "Add a &file...", {}, "import", [this] { takeFile(QString()); }));
+    _docCommands.push_back(addCommand(file, "Add &files...", {}, "import", [this] { askAndAddFiles(); }));
     QMenu* exports = file->addMenu("&Export");
     exports->setIcon(icon("export"));
     const auto exporting = [&](const QString& text, ExportKind kind, const QKeySequence& keys = {}) {
@@ -272,6 +273,7 @@ void Window::addViewMenu()
         QAction* action = palette->addAction(name);
         action->setCheckable(true);
         action->setActionGroup(group);
+        action->setChecked(_settings.palette == QString(name).toLower());
         connect(action, &QAction::triggered, this, [this, name] { usePalette(QString(name).toLower()); });
     }
     palette->addSeparator();
@@ -316,8 +318,7 @@ void Window::usePalette(const QString& name)
 
 void Window::useStyle(const ZRKCSSStyle& style)
 {
-    style.apply(*qApp);
-    applySheet();
+    style.apply(*qApp, windowSheet());
     showTitle();
     _canvas->viewport()->update();
 }

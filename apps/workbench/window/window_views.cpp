@@ -3,15 +3,18 @@
 #include "apps/workbench/canvas/canvas.h"
 #include "apps/workbench/views/figures.h"
 #include "apps/workbench/views/view_pane.h"
+#include "apps/workbench/window/file_reader.h"
 #include "apps/workbench/window/names.h"
 #include "apps/workbench/window/status_line.h"
 #include "apps/workbench/window/watchdog.h"
 #include "model/graph_object.h"
+#include "model/held_data.h"
 
 #include <QTimer>
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace zrkworkbench {
 
@@ -110,17 +113,24 @@ void Window::requestView()
 
 bool Window::isSettled() const
 {
-    return !_opener->isBusy() && !_viewRefresh->isActive() && !_thumbnailRefresh->isActive() &&
-           _view->isSettled() && _thumbnailsPending.empty() && !_rangeRefresh->isActive() &&
-           _ranges.empty() && !_asked;
+    return !_opener->isBusy() && !_reader->isBusy() && _canvas->isWhole() && !_viewRefresh->isActive() &&
+           !_thumbnailRefresh->isActive() && _view->isSettled() && _thumbnailsPending.empty() &&
+           !_rangeRefresh->isActive() && _ranges.empty() && !_asked;
 }
 
 /// A node and all that reads from it have old pictures.
 void Window::staleThumbnails(std::uint16_t node)
 {
+    _thumbnailsStale.push_back(node);
+    _thumbnailRefresh->start(kThumbnailPatience);
+}
+
+/// Follows the links from all nodes with old pictures at once, since a paste has hundreds.
+void Window::dropThumbnails()
+{
     const auto& graph = *_session->document().graph();
-    std::vector<std::uint16_t> open = {node};
-    std::set<std::uint16_t> seen = {node};
+    std::vector<std::uint16_t> open = std::exchange(_thumbnailsStale, {});
+    std::set<std::uint16_t> seen(open.begin(), open.end());
     while (!open.empty()) {
         const std::uint16_t at = open.back();
         open.pop_back();
@@ -135,15 +145,18 @@ void Window::staleThumbnails(std::uint16_t node)
             }
         }
     }
-    _thumbnailRefresh->start(kThumbnailPatience);
 }
 
 void Window::requestThumbnails()
 {
-    if (!_session || _thumbnailSize.isEmpty()) {
+    if (!_session) {
         return;
     }
     const Doing doing("building the thumbnails' evaluators");
+    dropThumbnails();
+    if (_thumbnailSize.isEmpty()) {
+        return;
+    }
     for (const std::uint16_t node : _thumbnailsWanted) {
         if (_thumbnailsFresh.contains(node)) {
             continue;
@@ -164,6 +177,47 @@ void Window::requestThumbnails()
         _view->previews().requestThumbnail(node, *output, _session->document().samplingBounds(),
                                            _thumbnailSize, _session->document().view());
     }
+}
+
+/// One badge a node: what is wrong with it, or else what it computes, or what it has computed and holds.
+void Window::showBadges()
+{
+    std::map<std::uint16_t, NodeBadge> badges;
+    for (const Problem& problem : _problems.all()) { // errors come first
+        if (problem.node) {
+            const bool isError = problem.kind == Problem::Kind::Error;
+            badges.try_emplace(*problem.node,
+                               NodeBadge{isError ? NodeBadge::Kind::error : NodeBadge::Kind::warning, -1,
+                                         problem.finding, problem.remedy});
+        }
+    }
+    const auto graph = _session ? _session->document().graph() : zrkmodel::ZRKGraph::create();
+    for (const auto& node : graph->nodes()) {
+        const auto* holder = dynamic_cast<const zrkmodel::ZRKDataHolder*>(node->object.get());
+        const zrkmodel::ZRKComputation computation =
+            holder ? holder->computation() : zrkmodel::ZRKComputation();
+        if (computation.fraction) {
+            badges.try_emplace(node->id, NodeBadge{NodeBadge::Kind::computing, *computation.fraction});
+        } else if (computation.isKept) {
+            badges.try_emplace(node->id,
+                               NodeBadge{NodeBadge::Kind::frozen, -1,
+                                         computation.isStale ? "frozen, before what arrives here was changed"
+                                                             : "frozen: it shows what was computed once",
+                                         "the button in its panel computes it anew"});
+        }
+    }
+    for (const auto& [node, badge] : _badges) {
+        if (!badges.contains(node)) {
+            _canvas->setBadge(node, {});
+        }
+    }
+    for (const auto& [node, badge] : badges) {
+        const auto former = _badges.find(node);
+        if (former == _badges.end() || former->second != badge) {
+            _canvas->setBadge(node, badge);
+        }
+    }
+    _badges = std::move(badges);
 }
 
 /// The ranges of the inspector's outputs, one after the other.

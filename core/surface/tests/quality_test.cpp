@@ -34,6 +34,14 @@ void append(SurfaceMesh& mesh, const SurfaceMesh& other)
     }
 }
 
+/// Has all triangles face the other way.
+void turn(SurfaceMesh& mesh)
+{
+    for (auto& t : mesh.triangles) {
+        std::swap(t[0], t[1]);
+    }
+}
+
 TEST(MeshReport, MeasuresATetrahedron)
 {
     const MeshReport report = reportOn(tetrahedron());
@@ -55,6 +63,7 @@ TEST(MeshReport, CountsWhatIsWrong)
         std::function<void(SurfaceMesh&)> spoil;
         std::size_t open, overused, turned, pinched, degenerate;
         bool intersects;
+        std::size_t inward = 0;
     };
     const Case cases[] = {
         {"a triangle missing", [](SurfaceMesh& m) { m.triangles.pop_back(); }, 3, 0, 0, 0, 0, false},
@@ -87,9 +96,7 @@ TEST(MeshReport, CountsWhatIsWrong)
              for (Point& p : mirrored.vertices) {
                  p[2] = -p[2];
              }
-             for (auto& t : mirrored.triangles) {
-                 std::swap(t[0], t[1]);
-             }
+             turn(mirrored);
              append(m, mirrored);
          },
          0, 0, 0, 0, 0, true},
@@ -98,6 +105,15 @@ TEST(MeshReport, CountsWhatIsWrong)
              m.vertices[3] = {0.5, 0, 0};
          },
          0, 0, 0, 0, 1, true},
+        {"no triangles", [](SurfaceMesh& m) { m = {}; }, 0, 0, 0, 0, 0, false},
+        {"turned inwards", turn, 0, 0, 0, 0, 0, false, 1},
+        {"one of two turned inwards",
+         [](SurfaceMesh& m) {
+             turn(m);
+             append(m, tetrahedron({3, 0, 0}));
+             append(m, tetrahedron({6, 0, 0}));
+         },
+         0, 0, 0, 0, 0, false, 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -111,7 +127,20 @@ TEST(MeshReport, CountsWhatIsWrong)
         EXPECT_EQ(report.pinchedVertices, c.pinched);
         EXPECT_EQ(report.degenerateTriangles, c.degenerate);
         EXPECT_EQ(report.selfIntersections > 0, c.intersects);
+        EXPECT_EQ(report.inwardComponents, c.inward);
     }
+}
+
+TEST(MeshReport, ACavityIsTurnedInwards)
+{
+    SurfaceMesh mesh = tetrahedron();
+    SurfaceMesh cavity = tetrahedron();
+    for (Point& p : cavity.vertices) {
+        p = p * 0.1 + Point{0.1, 0.1, 0.1};
+    }
+    turn(cavity);
+    append(mesh, cavity);
+    EXPECT_TRUE(reportOn(mesh).isClean());
 }
 
 // Each is told how far it is, from the beginning to nearly the end, and ends where it is told to.

@@ -334,6 +334,70 @@ TEST(Surface, ComesNearerWithMoreCells)
     }
 }
 
+/// The same surface as the sphere's.
+struct SteepSphere {
+    Sphere sphere;
+    double slope;
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return sphere(p) * slope;
+    }
+};
+
+// The cut at the bounds is a distance, beside which a steep field is bent at its surface.
+TEST(Surface, IsThatOfTheFieldHoweverSteepThatIs)
+{
+    for (const bool isCut : {false, true}) {
+        const Sphere sphere{{isCut ? 0.7 : 0.0, 0, 0}, 0.8};
+        const double volume = reportOn(*extractSurface(prepared(sphere), cube(1, 32))).volume;
+        for (const double slope : {1e-9, 1e-3, 30.0, 1e3, 1e9, 1e150, 1e300}) {
+            for (const bool isSharp : {false, true}) {
+                SCOPED_TRACE(::testing::Message()
+                             << slope << (isCut ? ", cut" : "") << (isSharp ? ", sharp" : ""));
+                SurfaceSettings settings = cube(1, 32);
+                settings.keepsCreases = isSharp;
+                const PreparedField field = prepared(SteepSphere{sphere, slope});
+                const auto mesh = extractSurface(field, settings);
+                expectClean(*mesh);
+                EXPECT_NEAR(reportOn(*mesh).volume, volume, (isCut ? isSharp ? 1e-2 : 1e-3 : 1e-4) * volume);
+                const DistanceError error = *distanceError(*mesh, field, settings);
+                EXPECT_LT(error.vertexRms, 0.03 * 2 / 32);
+                EXPECT_GT(error.vertexRms, 0) << "all left out";
+            }
+        }
+    }
+}
+
+/// Jumps at the sphere from one value to another.
+struct JumpingSphere {
+    Sphere sphere;
+    double inside;
+    double outside;
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return select(sphere(p) < 0.0, V(inside), V(outside));
+    }
+};
+
+TEST(Surface, OfAFieldThatJumpsIsAtTheJump)
+{
+    for (const double size : {0.1, 1.0, 10.0, 1e3, HUGE_VAL}) {
+        for (const std::int32_t cells : {8, 12, 16, 24, 32}) {
+            SCOPED_TRACE(::testing::Message() << size << ", " << cells << " cells");
+            const auto mesh = extractSurface(prepared(JumpingSphere{{{}, 0.8}, -size, size}), cube(1, cells));
+            double mean = 0;
+            for (const Tensor<3, double>& v : mesh->vertices) {
+                mean += (length(v) - 0.8) / static_cast<double>(mesh->vertices.size());
+            }
+            EXPECT_LT(std::abs(mean), 0.15 * 2 / cells);
+        }
+    }
+}
+
 TEST(Surface, IsCutOffAtTheBounds)
 {
     SurfaceSettings settings = cube(0.5, 20);

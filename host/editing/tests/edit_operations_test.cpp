@@ -57,7 +57,37 @@ bool isLinked(const ZRKJson& document, std::initializer_list<int> from, std::ini
     });
 }
 
+/// A picture with what samples it, and a mesh that a shell is made of, read for a document in `folder`.
+GraphDocument loadedParts(const std::filesystem::path& folder, const char* uuid = "fresh")
+{
+    DocumentWarnings warnings;
+    const std::string text = R"({"zrkGraph": 1,
+        "resources": [{"uuid": ")" +
+                             std::string(uuid) + R"(", "kind": "image2d", "path": "ring.png"}],
+        "nodes": [{"id": 1, "type": "ScalarImageSampler", "values": {"image": ")" +
+                             uuid + R"("}},
+                  {"id": 4, "type": "MeshSDF", "import": "other.obj"}, {"id": 2, "type": "Shell"}],
+        "links": [{"from": [4, 0], "to": [2, 0]}]})";
+    return zrk::valueOrThrow(GraphDocument::parse(text, (folder / "elsewhere.zrk.json").string(), warnings));
+}
+
 const Operation kOperations[] = {
+    {"add what was loaded apart",
+     [](EditSession& s, auto& folder) {
+         GraphDocument loaded = loadedParts(folder);
+         for (const char* file : {"ring.png", "other.obj"}) { // nothing is read again
+             std::filesystem::rename(folder / file, folder / (std::string(file) + ".away"));
+         }
+         const auto added = s.addLoaded(std::move(loaded));
+         for (const char* file : {"ring.png", "other.obj"}) {
+             std::filesystem::rename(folder / (std::string(file) + ".away"), folder / file);
+         }
+         return done(added);
+     },
+     [](const ZRKJson& d) {
+         return d["resources"].size() == 5 && node(d, 9)["values"]["image"] == "fresh" &&
+                node(d, 10)["import"] == "other.obj" && isLinked(d, {10, 0}, {11, 0});
+     }},
     {"add",
      [](EditSession& s, auto&) {
          return done(s.addNode({"BoxSDF", "", ZRKJson{{"min", {-1, -1, -1}}}, {}, {{4.5, 6}}}));
@@ -232,6 +262,8 @@ TEST_F(EditOperations, ThatCannotBeDoneChangeNothing)
          [](EditSession& s, auto&) {
              return s.move({{1, 3, 3}, {99, 1, 1}});
          }},
+        {"a uuid that another resource",
+         [](EditSession& s, auto& f) { return done(s.addLoaded(loadedParts(f, "gear"))); }},
         {"did you mean \"SphereSDF\"", [](EditSession& s, auto&) { return done(s.addNode({"SphereSFD"})); }},
         {"the tags of the two pins differ",
          [](EditSession& s, auto&) { return s.link(out(1, 0), in(2, 0)); }},

@@ -147,6 +147,16 @@ TEST_F(HeldDataOfNodes, PicturesComeBackUnread)
     expectBackAndForth(*session, {8}, first);
 }
 
+TEST_F(HeldDataOfNodes, OtherValuesLeaveThemAlone)
+{
+    const auto session = openParts();
+    (void)samplesOf(session->document());
+    const ZRKHeldData raster = heldOf(*session, 5);
+    ASSERT_NE(raster.parts[0].data, nullptr);
+    ASSERT_TRUE(session->setValue(5, "auto-update", false));
+    EXPECT_EQ(heldOf(*session, 5).parts, raster.parts);
+}
+
 TEST_F(HeldDataOfNodes, SweepsComeBackUncomputed)
 {
     const auto session = sessionOf(R"({"zrkGraph": 1, "resources": [
@@ -228,6 +238,76 @@ TEST_F(HeldDataOfNodes, IsKeptApartFromStoredProperties)
             EXPECT_NE(objectOf(*session, node)->findProperty(key), nullptr) << type << ", " << key;
         }
     }
+}
+
+// Told upstream of a raster, but nothing is another one: it isn't stale, and there is nothing to undo.
+TEST_F(HeldDataOfNodes, StaysFreshWhereNothingHasChanged)
+{
+    const auto session = openParts();
+    ASSERT_TRUE(session->setValue(5, "auto-update", false));
+    std::dynamic_pointer_cast<ZRKRasterFX>(objectOf(*session, 5))->update();
+    (void)samplesOf(session->document());
+    const ZRKHeldData fresh = heldOf(*session, 5);
+    const std::size_t steps = session->history().doneCount();
+    struct Case {
+        const char* name;
+        std::function<zrk::Result<void>(EditSession&)> edit;
+    };
+    const Case cases[] = {
+        {"a value", [](EditSession& s) { return s.setValue(1, "radius", 0.75); }},
+        {"a list", [](EditSession& s) { return s.setValue(6, "poles", valueOf(s, 6, "poles")); }},
+        {"the context", [](EditSession& s) { return s.setContext("epoch", ZRKJson::parse("3")); }},
+        {"a macro that comes back",
+         [](EditSession& s) {
+             return s.macro("There and back", [&] {
+                 return s.setValue(1, "radius", 2).and_then([&] { return s.setValue(1, "radius", 0.75); });
+             });
+         }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ASSERT_TRUE(c.edit(*session));
+        EXPECT_EQ(session->history().doneCount(), steps);
+        EXPECT_EQ(heldOf(*session, 5), fresh);
+    }
+    // What a component is asked for itself is a step, though no value changes; so is another file in the
+    // place of an imported one.
+    std::dynamic_pointer_cast<ZRKRasterFX>(objectOf(*session, 5))->update();
+    EXPECT_EQ(session->history().doneCount(), steps + 1);
+    put("part.obj", content("other.obj"));
+    DocumentWarnings warnings;
+    const ZRKHeldData former = heldOf(*session, 7);
+    ASSERT_TRUE(session->importFiles(7, {folder / "part.obj"}, warnings));
+    EXPECT_EQ(session->history().doneCount(), steps + 2);
+    EXPECT_FALSE(heldOf(*session, 7) == former);
+    ASSERT_TRUE(session->undo());
+    EXPECT_EQ(heldOf(*session, 7), former);
+}
+
+TEST_F(HeldDataOfNodes, TellsHowFarItIsComputed)
+{
+    const auto session = sessionOf(R"({"zrkGraph": 1, "resources": [
+        {"uuid": "a", "kind": "image2d", "path": "letter.png"},
+        {"uuid": "b", "kind": "image2d", "path": "ring.png"}],
+        "nodes": [{"id": 1, "type": "ImageSweep", "values": {"steps": 3, "resolution": 6}}]})");
+    const auto sweep = std::dynamic_pointer_cast<ZRKImageSweep>(objectOf(*session, 1));
+    EXPECT_EQ(sweep->computation(), ZRKComputation());
+    ASSERT_TRUE(session->setValue(1, "imageA", "a"));
+    ASSERT_TRUE(session->setValue(1, "imageB", "b"));
+    struct Asking final : zrk::ProgressMonitor {
+        const ZRKImageSweep& sweep;
+        std::vector<double> told;
+        explicit Asking(const ZRKImageSweep& asked) : sweep(asked) {}
+        void progress(double fraction) override
+        {
+            EXPECT_EQ(sweep.computation().fraction, fraction);
+            told.push_back(fraction);
+        }
+        bool interruptRequested() override { return false; }
+    } asking(*sweep);
+    ASSERT_TRUE(sweep->compute(&asking));
+    EXPECT_GT(asking.told.size(), 2u);
+    EXPECT_EQ(sweep->computation(), (ZRKComputation{true, false, std::nullopt}));
 }
 
 } // namespace

@@ -63,11 +63,11 @@ TEST_F(SessionFiles, KeepRecoveryFilesOfOneNameApart)
     std::filesystem::create_directories(folder / "a");
     std::set<std::string> files;
     for (const char* name : {"x.zrk.json", "a/x.zrk.json"}) {
+        put(name, R"({"zrkGraph": 1})");
         DocumentWarnings warnings;
-        EditSession session(
-            zrk::valueOrThrow(GraphDocument::parse(R"({"zrkGraph": 1})", path(name), warnings)), apart);
-        EXPECT_EQ(session.recoveryPath().parent_path(), folder / "state");
-        files.insert(session.recoveryPath());
+        const auto session = zrk::valueOrThrow(EditSession::open(path(name), warnings, apart));
+        EXPECT_EQ(session->recoveryPath().parent_path(), folder / "state");
+        files.insert(session->recoveryPath());
     }
     EXPECT_EQ(files.size(), 2u);
 }
@@ -218,6 +218,134 @@ TEST_F(SessionFiles, ThatCannotBeWrittenLeaveTheSessionAsItWas)
     EXPECT_EQ(samplesAfterReload(session->document()), samples);
     const auto unnamed = sessionOf(R"({"zrkGraph": 1})");
     EXPECT_THAT(messageOf(unnamed->save()), HasSubstr("save under a name"));
+}
+
+// The file is what the document was when saving began, and so is what counts as saved.
+TEST_F(SessionFiles, AreWrittenWhileEditingGoesOn)
+{
+    using Edit = void (*)(EditSession&);
+    struct Case {
+        const char* name;
+        Edit meanwhile;
+        bool isModifiedYet; ///< before the session is told
+        bool isModified;
+        Edit back; ///< to the state that was saved
+        bool isReachable;
+    };
+    const Edit nothing = [](EditSession&) {};
+    const Edit edit = [](EditSession& s) { ASSERT_TRUE(s.setValue(1, "radius", 7)); };
+    const Edit undo = [](EditSession& s) { ASSERT_TRUE(s.undo()); };
+    const Edit redo = [](EditSession& s) { ASSERT_TRUE(s.redo()); };
+    const Edit other = [](EditSession& s) {
+        ASSERT_TRUE(s.undo());
+        ASSERT_TRUE(s.setValue(2, "angle", 3));
+    };
+    const Case cases[] = {
+        {"nothing", nothing, true, false, nothing, true},
+        {"the same value again, at once", edit, true, true, undo, true},
+        {"an undo", undo, false, true, redo, true},
+        {"an undo and another edit", other, true, true, undo, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto session = openParts();
+        ASSERT_TRUE(session->setValue(1, "radius", 5));
+        const std::string text = session->document().toText();
+        auto save = session->startSaving();
+        ASSERT_TRUE(save) << zrk::messageOf(save.error());
+        c.meanwhile(*session);
+        EXPECT_THAT(messageOf(session->save()), HasSubstr("still being written"));
+        DocumentWarnings warnings;
+        EXPECT_THAT(messageOf(session->reload(warnings, true)), HasSubstr("still being written"));
+        std::thread([&] { save->write(); }).join();
+        EXPECT_EQ(session->isModified(), c.isModifiedYet);
+        ASSERT_TRUE(session->finishSaving(*save));
+        EXPECT_EQ(content("test.zrk.json"), text);
+        EXPECT_EQ(session->isModified(), c.isModified);
+        EXPECT_EQ(session->fileState(), FileState::Same);
+        c.back(*session);
+        EXPECT_EQ(session->isModified(), !c.isReachable);
+    }
+}
+
+TEST_F(SessionFiles, HaveTheirRecoveryFollowWhatWasReallySaved)
+{
+    for (const bool isWritten : {true, false}) {
+        SCOPED_TRACE(isWritten);
+        const auto session = openParts();
+        const std::string saved = content("test.zrk.json");
+        const std::filesystem::path file = session->recoveryPath();
+        ASSERT_TRUE(session->setValue(1, "radius", 5));
+        auto save = session->startSaving(isWritten ? "" : path("gone/a.zrk.json"));
+        ASSERT_TRUE(save);
+        time += 10;
+        ASSERT_TRUE(session->setValue(2, "angle", 3));
+        time += 10;
+        ASSERT_TRUE(session->tick());
+        EXPECT_FALSE(exists(file)) << "not while the file is written";
+        save->write();
+        EXPECT_EQ(session->finishSaving(*save).has_value(), isWritten);
+        ASSERT_TRUE(session->tick());
+        EXPECT_EQ(exists(file), !isWritten) << "the edit before saving is 20 s old, that after it 10";
+        EXPECT_EQ(content("test.zrk.json") == saved, !isWritten);
+        time += 5;
+        ASSERT_TRUE(session->tick());
+        EXPECT_EQ(content(file.filename()), session->document().toText());
+    }
+}
+
+TEST_F(SessionFiles, ArentWrittenOverWhenTheyChangeBeforeTheDiskGetsThere)
+{
+    const auto session = openParts();
+    ASSERT_TRUE(session->setValue(1, "radius", 5));
+    auto save = session->startSaving();
+    ASSERT_TRUE(save);
+    put("test.zrk.json", "another program's");
+    save->write();
+    EXPECT_TRUE(save->wasChangedOutside());
+    EXPECT_FALSE(session->finishSaving(*save));
+    EXPECT_EQ(content("test.zrk.json"), "another program's");
+    EXPECT_TRUE(session->isModified());
+}
+
+TEST_F(SessionFiles, OfDocumentsWithoutAFileAreKeptElsewhere)
+{
+    std::filesystem::create_directory(folder / "kept");
+    std::filesystem::create_directory(folder / "home");
+    EditSettings unnamed = settings();
+    unnamed.unnamedRecovery = folder / "kept/untitled-1.zrk.json";
+    DocumentWarnings warnings;
+    auto session = std::make_unique<EditSession>(
+        zrk::valueOrThrow(GraphDocument::parse(kParts, path("untitled.zrk.json"), warnings)), unnamed);
+    const auto samples = samplesOf(session->document());
+    EXPECT_EQ(session->recoveryPath(), unnamed.unnamedRecovery);
+    ASSERT_TRUE(session->setLabel(1, "Ball"));
+    time += 15;
+    ASSERT_TRUE(session->tick());
+    ASSERT_TRUE(exists(unnamed.unnamedRecovery));
+    EXPECT_EQ(session->document().name(), path("untitled.zrk.json"));
+    std::filesystem::copy(unnamed.unnamedRecovery, folder / "kept/copy");
+    session.reset();
+    EXPECT_FALSE(exists(unnamed.unnamedRecovery)) << "closed, and not lost by a crash";
+    std::filesystem::rename(folder / "kept/copy", unnamed.unnamedRecovery);
+
+    auto recovered = EditSession::openUnnamed(unnamed.unnamedRecovery, path("home/untitled.zrk.json"),
+                                              warnings, settings());
+    ASSERT_TRUE(recovered) << zrk::messageOf(recovered.error());
+    session = std::move(*recovered);
+    EXPECT_TRUE(session->isModified());
+    EXPECT_EQ(session->path(), "");
+    EXPECT_EQ(samplesOf(session->document()), samples) << "what it names by paths is found";
+    EXPECT_EQ(*session->entry(1)->find("label"), "Ball");
+    ASSERT_TRUE(session->save(path("home/mine.zrk.json")));
+    EXPECT_FALSE(session->isModified());
+    EXPECT_EQ(samplesAfterReload(session->document()), samples);
+
+    const auto nowhere = sessionOf(kParts);
+    ASSERT_TRUE(nowhere->setLabel(1, "Ball"));
+    time += 15;
+    ASSERT_TRUE(nowhere->tick());
+    EXPECT_TRUE(nowhere->recoveryPath().empty());
 }
 
 } // namespace

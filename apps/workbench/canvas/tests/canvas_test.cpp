@@ -49,6 +49,28 @@ TEST_F(CanvasTest, SearchAddsATypeWhereItWasOpened)
     EXPECT_EQ(canvas->node(7), nullptr);
 }
 
+// However small the canvas is: beside the end, or else above or below it.
+TEST_F(CanvasTest, TheSearchDoesntCoverTheEndOfADroppedWire)
+{
+    open(R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF", "position": [0, 0]}]})");
+    for (const QSize size : {QSize(1100, 700), QSize(700, 500), QSize(480, 500), QSize(440, 420)}) {
+        canvas->resize(size);
+        canvas->fitAll(false); // the node is in the middle
+        const QRect all = pane()->rect();
+        for (const QPoint end : {QPoint(all.center().x(), 70), QPoint(all.right() - 12, all.center().y()),
+                                 QPoint(all.center().x(), all.bottom() - 12)}) {
+            SCOPED_TRACE(::testing::Message() << size.width() << ": " << end.x() << ", " << end.y());
+            drag(canvas->pinPoint(out(1, 0)), end);
+            ASSERT_TRUE(canvas->searchPopup()->isVisible());
+            const QRect popup = canvas->searchPopup()->geometry();
+            EXPECT_FALSE(popup.contains(pane()->mapTo(canvas.get(), end)));
+            EXPECT_TRUE(canvas->rect().contains(popup));
+            EXPECT_GT(popup.height(), 100);
+            QTest::keyClick(canvas->searchPopup()->box(), Qt::Key_Escape);
+        }
+    }
+}
+
 TEST_F(CanvasTest, AWireDroppedOnNothingSearchesForWhatFitsAndLinksIt)
 {
     const std::size_t before = steps();
@@ -593,6 +615,43 @@ TEST_F(CanvasTest, PinsHaveTheShapeAndColourOfTheirTag)
     key(Qt::Key_Escape);
     QTest::mouseRelease(pane(), Qt::LeftButton, {}, QPoint(5, 5));
     EXPECT_EQ(canvas->node(6)->opacity(), 1);
+}
+
+// What is edited while the nodes of a large document are made must be shown too.
+TEST_F(CanvasTest, ALargeDocumentComesInTurns)
+{
+    ZRKJson document{{"zrkGraph", 1}, {"nodes", ZRKJson::array()}, {"links", ZRKJson::array()}};
+    for (int i = 0; i < 450; ++i) {
+        const double y = 100 * i;
+        document["nodes"].push_back({{"id", 2 * i}, {"type", "SphereSDF"}, {"position", {0, y}}});
+        document["nodes"].push_back({{"id", 2 * i + 1}, {"type", "Shell"}, {"position", {256, y}}});
+        document["links"].push_back({{"from", {2 * i, 0}}, {"to", {2 * i + 1, 0}}});
+    }
+    for (const int turns : {0, 1, 3, 5}) { // while nodes, places and wires are made
+        SCOPED_TRACE(turns);
+        open(document.dump());
+        canvas->setSession(nullptr);
+        canvas->setSession(session.get());
+        for (int i = 0; i < turns; ++i) {
+            QCoreApplication::processEvents();
+        }
+        EXPECT_FALSE(canvas->isWhole());
+        ASSERT_TRUE(session->removeNodes({1, 898}));
+        const auto added = session->addNode({"Shell"});
+        ASSERT_TRUE(added);
+        ASSERT_TRUE(session->link(out(0, 0), in(*added, 0)));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return canvas->isWhole(); }, 5000));
+        QCoreApplication::processEvents();
+        EXPECT_EQ(canvas->node(1), nullptr);
+        EXPECT_EQ(canvas->node(898), nullptr);
+        ASSERT_NE(canvas->node(899), nullptr);
+        EXPECT_FALSE(canvas->wirePoint(in(899, 0)));
+        EXPECT_TRUE(canvas->wirePoint(in(897, 0)));
+        EXPECT_TRUE(canvas->wirePoint(in(*added, 0)));
+        EXPECT_TRUE(canvas->node(899)->info().inputs[0].isLinked == false);
+        EXPECT_TRUE(canvas->viewport()->rect().contains(canvas->nodeRect(897))) << "all of it is seen";
+        EXPECT_EQ(canvas->node(897)->pos(), QPointF(256, 44800)) << "where the document has it";
+    }
 }
 
 TEST_F(CanvasTest, NodesShowLessTheSmallerTheyAre)

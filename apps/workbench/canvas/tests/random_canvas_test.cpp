@@ -1,5 +1,6 @@
 #include "apps/workbench/canvas/tests/canvas_fixture.h"
 #include "model/graph_object.h"
+#include "testing/from_environment.h"
 
 #include <QClipboard>
 #include <QMenu>
@@ -17,17 +18,11 @@ namespace {
 
 using namespace zrkmodel;
 
-/// As many steps as ZRK_CANVAS_EVENTS says, from the seed in ZRK_CANVAS_SEED.
-unsigned fromEnvironment(const char* name, unsigned otherwise)
-{
-    const char* text = std::getenv(name);
-    return text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : otherwise;
-}
-
+/// As many steps as ZRK_SESSION_EVENTS says, from the seed in ZRK_SESSION_SEED.
 TEST_F(CanvasTest, RandomSessionsEndWhereTheyBegan)
 {
-    const unsigned seed = fromEnvironment("ZRK_CANVAS_SEED", 20261122);
-    const unsigned count = fromEnvironment("ZRK_CANVAS_EVENTS", 250);
+    const unsigned seed = zrktest::fromEnvironment("ZRK_SESSION_SEED", 20261122);
+    const unsigned count = zrktest::fromEnvironment("ZRK_SESSION_EVENTS", 250);
     SCOPED_TRACE(seed);
     const std::string first = text();
     std::mt19937 random(seed);

@@ -1,7 +1,11 @@
 #include "apps/workbench/export/export_bar.h"
 #include "apps/workbench/export/export_dialog.h"
 #include "apps/workbench/export/export_job.h"
+#include "apps/workbench/views/slice_canvas.h"
+#include "apps/workbench/views/slice_view.h"
+#include "apps/workbench/views/solid_view.h"
 #include "apps/workbench/views/tests/views_fixture.h"
+#include "apps/workbench/views/view_pane.h"
 #include "components/primitives/sphere_sdf.h"
 #include "formats/part.h"
 #include "host/field_grid.h"
@@ -97,6 +101,62 @@ TEST_F(ExportTest, WritesEachKind)
 }
 
 // The parts that workers take are put together as the command does, for values of one and of more numbers.
+TEST_F(ExportTest, PicturesAreWhatTheViewsShow)
+{
+    const GraphDocument document = parsed(sphereText());
+    ViewPane pane;
+    pane.resize(416, 450);
+    pane.QWidget::show();
+    const auto settle = [&] {
+        QCoreApplication::processEvents();
+        ASSERT_TRUE(waitFor([&] { return pane.isSettled(); }));
+    };
+    pane.show(viewSourceOf(document, {1, 0}, "Sphere").value());
+    pane.setTab(ViewPane::Tab::Solid);
+    settle();
+    pane.solid().turn(70, -20);
+    pane.solid().zoomBy(1.7);
+    pane.solid().setCut(true);
+    pane.setTab(ViewPane::Tab::Slice);
+    pane.slice().setAxis(0);
+    pane.slice().setAt(0.4);
+    pane.slice().canvas().zoomBy(3);
+    widgetNamed<QCheckBox>(pane, "line at the iso value")->click();
+    settle();
+    const ExportStart start = exportStartOf(pane, path(""), "ball");
+
+    // The solid: as the view draws it, from there, so near and so cut.
+    SolidRequest request = pane.solid().request({0, pane.slice().coordinate()}, pane.slice().level()).value();
+    request.field = PreviewService::prepare(document.outputField({1, 0}).value());
+    QImage expected;
+    workOnSolid(request, 1, [&](const SolidPreview& preview) { expected = preview.picture; });
+    const auto written = [&](const char* name, const ExportOptions& options) {
+        EXPECT_EQ(run(task(document, name, options)).kind, ExportResult::Kind::Done);
+        return QImage(QString::fromStdString(path(name))).convertToFormat(QImage::Format_RGB32);
+    };
+    EXPECT_TRUE(written("solid.png", start.solid) == expected);
+
+    // The slice: that part of the plane, in the colours of the whole, and without a line as there is none.
+    EXPECT_FALSE(start.slice.hasLine);
+    SliceExport slice = start.slice;
+    slice.size = 200;
+    const QImage part = written("part.png", slice);
+    SliceRequest drawn = pane.slice().request();
+    drawn.field = request.field;
+    drawn.pixels = part.size();
+    workOnSlice(drawn, 1, [&](const SlicePreview& preview) {
+        expected = preview.picture.isNull() ? expected : preview.picture;
+    });
+    EXPECT_EQ(part.size(), expected.size());
+    EXPECT_TRUE(part == expected);
+
+    ExportDialog dialog(ExportKind::Solid, start,
+                        [](const std::string&, const ExportOptions&) { return zrk::refused({}); });
+    const auto asked = std::get<SolidExport>(dialog.options());
+    EXPECT_EQ(std::max(asked.width, asked.height), 1600);
+    EXPECT_NEAR(double(asked.width) / asked.height, double(start.solid.width) / start.solid.height, 0.01);
+}
+
 TEST_F(ExportTest, VolumesAreThoseOfTheCommand)
 {
     for (const char* name : {"sphere_and_twisted_gyroid", "directions", "raster_fx"}) {

@@ -1,0 +1,32 @@
+#include "host/editing/pending_save.h"
+
+#include "formats/atomic_file.h"
+
+namespace zrkmodel {
+
+zrk::Result<void> PendingSave::writeText()
+{
+    _wasChangedOutside = _keepsOthers && _file.state(_path) == FileState::Changed;
+    if (_wasChangedOutside) {
+        return zrk::refused({_path, "a file that another program has changed since it was read",
+                             "the file as it was", "save under another name, reload it, or overwrite it",
+                             zrk::FaultKind::FailedWork});
+    }
+    return zrk::AtomicFile::create(_path).and_then([&](zrk::AtomicFile file) {
+        file.write(_text.data(), _text.size());
+        return file.commit();
+    });
+}
+
+void PendingSave::write()
+{
+    _outcome = zrk::attempt(_path, [&] {
+        return writeText().map([&] {
+            if (!_isRecovery) {
+                _file.look(_path);
+            }
+        });
+    });
+}
+
+} // namespace zrkmodel
