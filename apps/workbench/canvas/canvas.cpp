@@ -361,8 +361,8 @@ void Canvas::followNodes()
 {
     for (const std::uint16_t id : _stale.nodes) {
         const bool isThere = _session->document().graph()->getNodePtr(id) != nullptr;
-        if (isThere && !_nodes.contains(id)) {
-            addItem(id, nodeInfo(*_session, id));
+        if (isThere && !_nodes.contains(id) && _build == Build::wires) {
+            showNode(id); // beside the others, which have their places
         } else if (!isThere) {
             dropNode(id);
         }

@@ -104,9 +104,8 @@ void drawAll(Pictures& pictures, const std::string& folder)
     });
     pictures.draw("refused_wire", gyroid, [](Window& window) {
         Canvas& canvas = window.canvas();
-        (void)window.session()->unlink(Pin_handle::input(4, 1));
-        const QPoint to = canvas.pinPoint(Pin_handle::input(4, 1));
-        dragWire(canvas, canvas.pinPoint(Pin_handle::output(1, 0)), to);
+        const QPoint to = canvas.pinPoint(Pin_handle::input(2, 0));
+        dragWire(canvas, canvas.pinPoint(Pin_handle::output(3, 0)), to);
         QTest::mouseRelease(canvas.viewport(), Qt::LeftButton, {}, to);
         QTest::qWait(300); // the wire has sprung back
     });

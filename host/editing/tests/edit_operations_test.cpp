@@ -57,18 +57,20 @@ bool isLinked(const ZRKJson& document, std::initializer_list<int> from, std::ini
     });
 }
 
-/// A picture with what samples it, and a mesh that a shell is made of, read for a document in `folder`.
+/// A picture with what samples it, and a mesh that a shell is made of, of a document in another folder.
 GraphDocument loadedParts(const std::filesystem::path& folder, const char* uuid = "fresh")
 {
+    std::filesystem::create_directory(folder / "elsewhere");
     DocumentWarnings warnings;
     const std::string text = R"({"zrkGraph": 1,
         "resources": [{"uuid": ")" +
-                             std::string(uuid) + R"(", "kind": "image2d", "path": "ring.png"}],
+                             std::string(uuid) + R"(", "kind": "image2d", "path": "../ring.png"}],
         "nodes": [{"id": 1, "type": "ScalarImageSampler", "values": {"image": ")" +
                              uuid + R"("}},
-                  {"id": 4, "type": "MeshSDF", "import": "other.obj"}, {"id": 2, "type": "Shell"}],
+                  {"id": 4, "type": "MeshSDF", "import": "../other.obj"}, {"id": 2, "type": "Shell"}],
         "links": [{"from": [4, 0], "to": [2, 0]}]})";
-    return zrk::valueOrThrow(GraphDocument::parse(text, (folder / "elsewhere.zrk.json").string(), warnings));
+    return zrk::valueOrThrow(
+        GraphDocument::parse(text, (folder / "elsewhere/a.zrk.json").string(), warnings));
 }
 
 const Operation kOperations[] = {

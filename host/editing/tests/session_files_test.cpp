@@ -281,8 +281,6 @@ TEST_F(SessionFiles, HaveTheirRecoveryFollowWhatWasReallySaved)
         time += 10;
         ASSERT_TRUE(session->setValue(2, "angle", 3));
         time += 10;
-        ASSERT_TRUE(session->tick());
-        EXPECT_FALSE(exists(file)) << "not while the file is written";
         save->write();
         EXPECT_EQ(session->finishSaving(*save).has_value(), isWritten);
         ASSERT_TRUE(session->tick());
@@ -291,6 +289,16 @@ TEST_F(SessionFiles, HaveTheirRecoveryFollowWhatWasReallySaved)
         time += 5;
         ASSERT_TRUE(session->tick());
         EXPECT_EQ(content(file.filename()), session->document().toText());
+        std::filesystem::remove(file);
+        ASSERT_TRUE(session->setValue(2, "angle", 4));
+        save = session->startSaving();
+        ASSERT_TRUE(save);
+        ASSERT_TRUE(session->setValue(2, "angle", 5));
+        time += 20;
+        EXPECT_FALSE(session->startRecovery()) << "not while the file is written";
+        save->write();
+        ASSERT_TRUE(session->finishSaving(*save));
+        EXPECT_TRUE(session->startRecovery());
     }
 }
 
@@ -335,6 +343,7 @@ TEST_F(SessionFiles, OfDocumentsWithoutAFileAreKeptElsewhere)
     session = std::move(*recovered);
     EXPECT_TRUE(session->isModified());
     EXPECT_EQ(session->path(), "");
+    EXPECT_EQ(session->document().name(), path("home/untitled.zrk.json"));
     EXPECT_EQ(samplesOf(session->document()), samples) << "what it names by paths is found";
     EXPECT_EQ(*session->entry(1)->find("label"), "Ball");
     ASSERT_TRUE(session->save(path("home/mine.zrk.json")));
