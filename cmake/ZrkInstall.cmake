@@ -69,6 +69,10 @@ if(TARGET zrk_vdb)
     set_target_properties(zrk_vdb PROPERTIES INSTALL_RPATH "")
     install(TARGETS zrk_vdb LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/zrk" COMPONENT libzrk0)
 endif()
+if(TARGET zrk_mpi)
+    set_target_properties(zrk_mpi PROPERTIES INSTALL_RPATH "")
+    install(TARGETS zrk_mpi LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/zrk" COMPONENT zrk)
+endif()
 
 # Headers, and what finds the libraries.
 find_package(Python3 REQUIRED COMPONENTS Interpreter)

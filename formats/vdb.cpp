@@ -23,6 +23,7 @@
 #include <limits>
 #include <memory>
 #include <numbers>
+#include <optional>
 #include <ostream>
 #include <span>
 #include <streambuf>
@@ -37,7 +38,7 @@ namespace {
 
 using openvdb::Coord;
 
-constexpr std::int32_t kLeafEdge = 8;
+constexpr std::int32_t kLeafEdge = kVdbLeafEdge;
 constexpr double kBandVoxels = 3; ///< to each side, what tools for level sets expect
 /// How much of the work is done when the file is begun.
 constexpr double kShareOfGrid = 0.7;
@@ -104,85 +105,221 @@ Result<void> writeGrids(const openvdb::GridCPtrVec& grids, const ByteSink& sink,
     return goesOn(keepGoing, 1) ? Result<void>() : Result<void>(refused(interruptedAt("writing")));
 }
 
-/// The nodes of a volume as a grid; valueAt(place) is that of the node number `place`, x fastest. Null if it
-/// was stopped.
-template <class Grid, class ValueAt>
-typename Grid::Ptr gridOf(const Volume& volume, const std::string& name, const KeepGoing& keepGoing,
-                          const ValueAt& valueAt)
+/// Position, name and unit of a grid.
+void describe(openvdb::GridBase& grid, const openvdb::Vec3d& step, const openvdb::Vec3d& origin,
+              const std::string& name, const std::string& unit)
 {
-    using Leaf = typename Grid::TreeType::LeafNodeType;
-    using Value = typename Grid::ValueType;
-    const Value outside = openvdb::zeroVal<Value>();
-    auto grid = Grid::create(outside);
-    const auto rows = static_cast<std::size_t>(volume.dims[1]);
-    const auto columns = static_cast<std::size_t>(volume.dims[0]);
-    for (std::int32_t z = 0; z < volume.dims[2]; z += kLeafEdge) {
-        for (std::int32_t y = 0; y < volume.dims[1]; y += kLeafEdge) {
-            if (!goesOn(keepGoing, static_cast<double>(z) / volume.dims[2])) {
-                return nullptr;
-            }
-            for (std::int32_t x = 0; x < volume.dims[0]; x += kLeafEdge) {
-                auto leaf = std::make_unique<Leaf>(Coord(x, y, z), outside, false);
-                for (std::int32_t k = z; k < std::min(z + kLeafEdge, volume.dims[2]); ++k) {
-                    for (std::int32_t j = y; j < std::min(y + kLeafEdge, volume.dims[1]); ++j) {
-                        const std::size_t row =
-                            (static_cast<std::size_t>(k) * rows + static_cast<std::size_t>(j)) * columns;
-                        for (std::int32_t i = x; i < std::min(x + kLeafEdge, volume.dims[0]); ++i) {
-                            leaf->setValueOn(Coord(i, j, k), valueAt(row + static_cast<std::size_t>(i)));
-                        }
-                    }
-                }
-                grid->tree().addLeaf(leaf.release());
-            }
-        }
-    }
-    const openvdb::Vec3d step(volume.spacing(0), volume.spacing(1), volume.spacing(2));
     auto transform = openvdb::math::Transform::createLinearTransform();
     transform->preScale(step);
-    transform->postTranslate({volume.lower[0], volume.lower[1], volume.lower[2]});
-    grid->setTransform(transform);
-    grid->setName(name);
-    grid->setCreator("zrk");
-    if (!volume.unit.empty()) {
-        grid->insertMeta("unit", openvdb::StringMetadata(volume.unit));
+    transform->postTranslate(origin);
+    grid.setTransform(transform);
+    grid.setName(name);
+    grid.setCreator("zrk");
+    if (!unit.empty()) {
+        grid.insertMeta("unit", openvdb::StringMetadata(unit));
     }
-    return grid;
 }
 
-/// Grids of numbers and of vectors of a type of numbers. None where it was stopped.
+/// The nodes of a volume as a grid, row by row.
+template <class Grid>
+class GridOfRows {
+public:
+    GridOfRows(const Volume& volume, const std::string& name)
+        : _columns(volume.dims[0]),
+          _leavesAlongX((volume.dims[0] + kLeafEdge - 1) / kLeafEdge),
+          _leavesAlongY((volume.dims[1] + kLeafEdge - 1) / kLeafEdge),
+          _grid(Grid::create(openvdb::zeroVal<Value>()))
+    {
+        describe(*_grid, {volume.spacing(0), volume.spacing(1), volume.spacing(2)},
+                 {volume.lower[0], volume.lower[1], volume.lower[2]}, name, volume.unit);
+    }
+
+    /// The next row; valueAt(i) is its i-th value.
+    template <class ValueAt>
+    void add(std::int32_t y, std::int32_t z, const ValueAt& valueAt)
+    {
+        if (y == 0 && z % kLeafEdge == 0) {
+            finishLayer();
+            _leaves.resize(static_cast<std::size_t>(_leavesAlongX) * static_cast<std::size_t>(_leavesAlongY));
+        }
+        auto* leaf =
+            &_leaves[static_cast<std::size_t>(y / kLeafEdge) * static_cast<std::size_t>(_leavesAlongX)];
+        for (std::int32_t x = 0; x < _columns; x += kLeafEdge, ++leaf) {
+            if (!*leaf) {
+                *leaf = std::make_unique<Leaf>(Coord(x, y, z), openvdb::zeroVal<Value>(), false);
+            }
+            for (std::int32_t i = x; i < std::min(x + kLeafEdge, _columns); ++i) {
+                (*leaf)->setValueOn(Coord(i, y, z), valueAt(static_cast<std::size_t>(i)));
+            }
+        }
+    }
+
+    typename Grid::Ptr finish()
+    {
+        finishLayer();
+        return _grid;
+    }
+
+private:
+    using Leaf = typename Grid::TreeType::LeafNodeType;
+    using Value = typename Grid::ValueType;
+
+    std::int32_t _columns;
+    std::int32_t _leavesAlongX;
+    std::int32_t _leavesAlongY;
+    typename Grid::Ptr _grid;
+    std::vector<std::unique_ptr<Leaf>> _leaves; ///< of the layer that is being filled
+
+    void finishLayer()
+    {
+        for (auto& leaf : _leaves) {
+            _grid->tree().addLeaf(leaf.release());
+        }
+        _leaves.clear();
+    }
+};
+
+/// OpenVDB's own threads, as many as a part allows, and its types of grids.
+class Session {
+public:
+    explicit Session(std::size_t threads)
+        : _threads(tbb::global_control::max_allowed_parallelism, workerCount(threads))
+    {
+        openvdb::initialize();
+    }
+
+private:
+    tbb::global_control _threads;
+};
+
+/// Grids of numbers and of vectors of a type of numbers.
 template <class ScalarGrid, class VectorGrid>
-openvdb::GridCPtrVec gridsOf(const Volume& volume, const KeepGoing& keepGoing)
-{
-    const double* values = volume.values.data();
-    const auto components = static_cast<std::size_t>(volume.components);
-    const auto component = [&](std::size_t which) {
-        return [=](std::size_t place) {
-            return static_cast<typename ScalarGrid::ValueType>(values[components * place + which]);
-        };
-    };
-    if (volume.components == 1) {
-        const auto grid = gridOf<ScalarGrid>(volume, volume.name, keepGoing, component(0));
-        if (!grid) {
-            return {};
+class VolumeOfRows final : public VdbVolume {
+public:
+    explicit VolumeOfRows(const Volume& volume)
+        : _components(static_cast<std::size_t>(volume.components)),
+          _columns(static_cast<std::size_t>(volume.dims[0])),
+          _rows(volume.dims[1]),
+          _isDensity(volume.isDensity)
+    {
+        if (_components != 1) {
+            _vectors.emplace(volume, volume.name);
         }
-        if (volume.isDensity) {
-            grid->setGridClass(openvdb::GRID_FOG_VOLUME);
+        if (_components == 1 || _components == 4) {
+            _scalars.emplace(volume, volume.name + (_components == 4 ? "_alpha" : ""));
         }
-        return {grid};
     }
-    const bool hasOpacity = volume.components == 4;
-    const auto vectors = gridOf<VectorGrid>(
-        volume, volume.name, partOf(keepGoing, 0, hasOpacity ? 0.5 : 1.0), [&](std::size_t place) {
-            const double* const record = values + components * place;
-            return typename VectorGrid::ValueType(openvdb::Vec3d(record[0], record[1], record[2]));
-        });
-    if (!vectors || !hasOpacity) {
-        return vectors ? openvdb::GridCPtrVec{vectors} : openvdb::GridCPtrVec{};
+
+    void add(std::span<const double> rows) override
+    {
+        const std::size_t length = _columns * _components;
+        for (std::size_t begin = 0; begin + length <= rows.size(); begin += length, ++_row) {
+            const double* const row = rows.data() + begin;
+            const auto y = static_cast<std::int32_t>(_row % _rows);
+            const auto z = static_cast<std::int32_t>(_row / _rows);
+            if (_scalars) {
+                _scalars->add(y, z, [&](std::size_t i) {
+                    return static_cast<typename ScalarGrid::ValueType>(row[_components * (i + 1) - 1]);
+                });
+            }
+            if (_vectors) {
+                _vectors->add(y, z, [&](std::size_t i) {
+                    const double* const record = row + _components * i;
+                    return typename VectorGrid::ValueType(openvdb::Vec3d(record[0], record[1], record[2]));
+                });
+            }
+        }
     }
-    const auto opacity =
-        gridOf<ScalarGrid>(volume, volume.name + "_alpha", partOf(keepGoing, 0.5, 1), component(3));
-    return opacity ? openvdb::GridCPtrVec{vectors, opacity} : openvdb::GridCPtrVec{};
-}
+
+    Result<void> write(const ByteSink& sink, const KeepGoing& keepGoing) override
+    {
+        openvdb::GridCPtrVec grids;
+        if (_vectors) {
+            grids.push_back(_vectors->finish());
+        }
+        if (_scalars) {
+            const auto grid = _scalars->finish();
+            if (_isDensity && _components == 1) {
+                grid->setGridClass(openvdb::GRID_FOG_VOLUME);
+            }
+            grids.push_back(grid);
+        }
+        return writeGrids(grids, sink, keepGoing);
+    }
+
+private:
+    Session _session{1};
+    std::size_t _components;
+    std::size_t _columns;
+    std::int64_t _rows;
+    bool _isDensity;
+    std::optional<GridOfRows<ScalarGrid>> _scalars;
+    std::optional<GridOfRows<VectorGrid>> _vectors;
+    std::int64_t _row = 0;
+};
+
+/// A level set of values that are there. Every voxel's side is told, so that nothing is filled by guess.
+template <class Grid>
+class LevelSetOfBoxes final : public VdbLevelSet {
+public:
+    explicit LevelSetOfBoxes(const VdbLevelSetHead& head)
+        : _band(static_cast<Value>(head.band)), _exactBand(head.band), _grid(Grid::create(_band))
+    {
+        describe(*_grid, openvdb::Vec3d(head.voxel), {head.origin[0], head.origin[1], head.origin[2]},
+                 head.name, head.unit);
+        _grid->setGridClass(openvdb::GRID_LEVEL_SET);
+    }
+
+    void add(const std::array<std::int32_t, 3>& first, std::span<const double> values) override
+    {
+        const Coord corner(first[0], first[1], first[2]);
+        auto leaf = std::make_unique<Leaf>(corner, _band, false);
+        const double* value = values.data();
+        for (std::int32_t k = 0; k < kLeafEdge; ++k) {
+            for (std::int32_t j = 0; j < kLeafEdge; ++j) {
+                for (std::int32_t i = 0; i < kLeafEdge; ++i) {
+                    const double number = *value++;
+                    const auto place = Leaf::coordToOffset(Coord(i, j, k));
+                    if (std::abs(number) < _exactBand) {
+                        leaf->setValueOn(place, static_cast<Value>(number));
+                    } else {
+                        leaf->setValueOnly(place, number < 0 ? -_band : _band);
+                    }
+                }
+            }
+        }
+        const auto isInside = [](double v) { return v < 0; };
+        const bool isUniform = std::all_of(values.begin(), values.end(), isInside) ||
+                               std::none_of(values.begin(), values.end(), isInside);
+        if (!leaf->isEmpty() || !isUniform) {
+            _grid->tree().addLeaf(leaf.release());
+        } else if (leaf->getFirstValue() < 0) {
+            fillInside(first, kLeafEdge);
+        }
+    }
+
+    void fillInside(const std::array<std::int32_t, 3>& first, std::int32_t edge) override
+    {
+        const Coord corner(first[0], first[1], first[2]);
+        _grid->tree().fill(openvdb::CoordBBox(corner, corner.offsetBy(edge - 1)), -_band, false);
+    }
+
+    std::uint64_t activeVoxels() const override { return _grid->activeVoxelCount(); }
+
+    Result<void> write(const ByteSink& sink, const KeepGoing& keepGoing) override
+    {
+        return writeGrids({_grid}, sink, keepGoing);
+    }
+
+private:
+    using Leaf = typename Grid::TreeType::LeafNodeType;
+    using Value = typename Grid::ValueType;
+
+    Session _session{1};
+    Value _band;
+    double _exactBand; ///< which nodes are in the band doesn't depend on the type
+    typename Grid::Ptr _grid;
+};
 
 /// Distances to a mesh at voxels near it.
 class LevelSet {
@@ -362,28 +499,20 @@ private:
     }
 };
 
-/// OpenVDB's own threads, as many as a part allows, and its types of grids.
-class Session {
-public:
-    explicit Session(std::size_t threads)
-        : _threads(tbb::global_control::max_allowed_parallelism, workerCount(threads))
-    {
-        openvdb::initialize();
-    }
-
-private:
-    tbb::global_control _threads;
-};
-
-Result<void> writeVdbVolume(const Volume& volume, const ByteSink& sink, const KeepGoing& keepGoing)
+std::unique_ptr<VdbVolume> beginVolume(const Volume& volume)
 {
-    const Session session(1);
-    const KeepGoing share = partOf(keepGoing, 0, kShareOfGrid);
-    const openvdb::GridCPtrVec grids = volume.type == NumberType::Float32
-                                           ? gridsOf<openvdb::FloatGrid, openvdb::Vec3SGrid>(volume, share)
-                                           : gridsOf<openvdb::DoubleGrid, openvdb::Vec3DGrid>(volume, share);
-    return grids.empty() ? Result<void>(refused(interruptedAt("writing")))
-                         : writeGrids(grids, sink, keepGoing);
+    if (volume.type == NumberType::Float32) {
+        return std::make_unique<VolumeOfRows<openvdb::FloatGrid, openvdb::Vec3SGrid>>(volume);
+    }
+    return std::make_unique<VolumeOfRows<openvdb::DoubleGrid, openvdb::Vec3DGrid>>(volume);
+}
+
+std::unique_ptr<VdbLevelSet> beginBoxes(const VdbLevelSetHead& head)
+{
+    if (head.type == NumberType::Float32) {
+        return std::make_unique<LevelSetOfBoxes<openvdb::FloatGrid>>(head);
+    }
+    return std::make_unique<LevelSetOfBoxes<openvdb::DoubleGrid>>(head);
 }
 
 Result<void> writeLevelSet(const Part& part, const ByteSink& sink, const KeepGoing& keepGoing)
@@ -553,4 +682,5 @@ Result<VolumeSource> readGrids(const std::string& path)
 
 } // namespace zrk
 
-const zrk::VdbModule zrkVdbModule = {&zrk::writeVdbVolume, &zrk::writeLevelSet, &zrk::readGrids};
+const zrk::VdbModule zrkVdbModule = {&zrk::beginVolume, &zrk::beginBoxes, &zrk::writeLevelSet,
+                                     &zrk::readGrids};

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <system_error>
 
@@ -70,9 +71,14 @@ Result<const VdbModule*> module()
 
 bool canWriteVdb() { return !modulePath().empty(); }
 
-Result<void> writeVdb(const Volume& volume, const ByteSink& sink, const KeepGoing& keepGoing)
+Result<std::unique_ptr<VdbVolume>> beginVdb(const Volume& volume)
 {
-    return module().and_then([&](const VdbModule* m) { return m->writeVolume(volume, sink, keepGoing); });
+    return module().map([&](const VdbModule* m) { return m->beginVolume(volume); });
+}
+
+Result<std::unique_ptr<VdbLevelSet>> beginLevelSet(const VdbLevelSetHead& head)
+{
+    return module().map([&](const VdbModule* m) { return m->beginLevelSet(head); });
 }
 
 Result<void> writeVdb(const Part& part, const ByteSink& sink, const KeepGoing& keepGoing)

@@ -10,7 +10,8 @@ namespace zrk {
 /// What is in the module `zrk_vdb.so`, which holds all that needs OpenVDB. It is loaded when a VDB file is
 /// read or written: OpenVDB takes a program that is linked with it 70 ms to start.
 struct VdbModule {
-    Result<void> (*writeVolume)(const Volume&, const ByteSink&, const KeepGoing&);
+    std::unique_ptr<VdbVolume> (*beginVolume)(const Volume&);
+    std::unique_ptr<VdbLevelSet> (*beginLevelSet)(const VdbLevelSetHead&);
     Result<void> (*writePart)(const Part&, const ByteSink&, const KeepGoing&);
     Result<VolumeSource> (*readVolume)(const std::string&);
 };

@@ -185,10 +185,26 @@ Result<void> checkNumberType(const std::string& path, NumberType type)
 Result<VolumeWriter> VolumeWriter::create(const std::string& path, const Volume& volume)
 {
     return checkNumberType(path, volume.type).and_then([&] {
-        assert(*volumeFormat(path) != VolumeFormat::Vdb);
-        const double bytes = static_cast<double>(volume.dims[0]) * volume.dims[1] * volume.dims[2] *
-                             volume.components * static_cast<double>(bytesOf(volume.type));
-        return create(path, bytes, volume.type, frameFor(*volumeFormat(path), volume));
+        const double values =
+            static_cast<double>(volume.dims[0]) * volume.dims[1] * volume.dims[2] * volume.components;
+        const VolumeFormat format = *volumeFormat(path);
+        if (format != VolumeFormat::Vdb) {
+            return create(path, values * static_cast<double>(bytesOf(volume.type)), volume.type,
+                          frameFor(format, volume));
+        }
+        return attempt(path, [&] {
+            const auto& n = volume.dims;
+            checkMemory(
+                values * static_cast<double>(bytesOf(volume.type)), path,
+                fmt::format("a grid of {} x {} x {} nodes, which .vdb holds in memory", n[0], n[1], n[2]),
+                "ask for a lower resolution or --type float32, or write .vti");
+            return create(path, 0, volume.type, {}).and_then([&](VolumeWriter writer) {
+                return beginVdb(volume).map([&](std::unique_ptr<VdbVolume> vdb) {
+                    writer._vdb = std::move(vdb);
+                    return std::move(writer);
+                });
+            });
+        });
     });
 }
 
@@ -208,6 +224,10 @@ Result<VolumeWriter> VolumeWriter::create(const std::string& path, double bytes,
 
 bool VolumeWriter::write(std::span<const double> values)
 {
+    if (_vdb) {
+        _vdb->add(values);
+        return true;
+    }
     bool isWritten = true;
     for (std::size_t done = 0; isWritten && done < values.size(); done += kChunkValues) {
         stopIfAsked();
@@ -222,8 +242,20 @@ bool VolumeWriter::write(std::span<const double> values)
     return isWritten;
 }
 
-Result<void> VolumeWriter::commit()
+VolumeWriter::VolumeWriter(AtomicFile file, NumberType type, std::string tail)
+    : _file(std::move(file)), _type(type), _tail(std::move(tail))
+{}
+VolumeWriter::~VolumeWriter() = default;
+VolumeWriter::VolumeWriter(VolumeWriter&&) noexcept = default;
+
+Result<void> VolumeWriter::commit(const KeepGoing& keepGoing)
 {
+    if (_vdb) {
+        const auto sink = [this](const void* bytes, std::size_t size) { return _file.write(bytes, size); };
+        if (const Result<void> written = _vdb->write(sink, keepGoing); !written) {
+            return written;
+        }
+    }
     _file.write(_tail.data(), _tail.size());
     return _file.commit();
 }
@@ -234,17 +266,20 @@ Result<void> writePieces(const std::string& path, const Volume& volume, const Ke
 {
     return VolumeWriter::create(path, volume).and_then([&](VolumeWriter writer) -> Result<void> {
         const std::span<const double> values = volume.values;
+        const std::size_t row =
+            static_cast<std::size_t>(volume.dims[0]) * static_cast<std::size_t>(volume.components);
+        const std::size_t piece = std::max<std::size_t>(1, kChunkValues / row) * row;
         bool isWritten = true;
-        for (std::size_t done = 0; isWritten && done < values.size(); done += kChunkValues) {
+        for (std::size_t done = 0; isWritten && done < values.size(); done += piece) {
             if (keepGoing && !keepGoing(static_cast<double>(done) / static_cast<double>(values.size()))) {
                 return refused(interruptedAt(path));
             }
-            isWritten = writer.write(values.subspan(done, std::min(kChunkValues, values.size() - done)));
+            isWritten = writer.write(values.subspan(done, std::min(piece, values.size() - done)));
         }
         if (isWritten && keepGoing && !keepGoing(1.0)) {
             return refused(interruptedAt(path));
         }
-        return writer.commit();
+        return writer.commit(keepGoing);
     });
 }
 
@@ -255,19 +290,7 @@ Result<void> writeVolume(const std::string& path, const Volume& volume, const Ke
     assert(volume.values.size() ==
            static_cast<std::size_t>(volume.dims[0]) * static_cast<std::size_t>(volume.dims[1]) *
                static_cast<std::size_t>(volume.dims[2]) * static_cast<std::size_t>(volume.components));
-    return volumeFormat(path).and_then([&](VolumeFormat format) {
-        if (format != VolumeFormat::Vdb) {
-            return writePieces(path, volume, keepGoing);
-        }
-        return checkNumberType(path, volume.type)
-            .and_then([&] { return AtomicFile::create(path); })
-            .and_then([&](AtomicFile file) {
-                const auto sink = [&file](const void* bytes, std::size_t size) {
-                    return file.write(bytes, size);
-                };
-                return writeVdb(volume, sink, keepGoing).and_then([&] { return file.commit(); });
-            });
-    });
+    return writePieces(path, volume, keepGoing);
 }
 
 } // namespace zrk

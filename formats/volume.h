@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <utility>
@@ -53,6 +54,8 @@ struct VolumeFrame {
     std::string tail;
 };
 
+class VdbVolume;
+
 enum class VolumeFormat { Npy, Nrrd, Vti, Vdb };
 
 /// The format that a file name's extension stands for, without regard to case. Refuses any other; the
@@ -63,33 +66,37 @@ ZRK_API Result<VolumeFormat> volumeFormat(const std::string& path);
 /// UInt8 not for .vdb.
 ZRK_API Result<void> checkNumberType(const std::string& path, NumberType type);
 
-/// Writes a volume to a file while its values come, in the format of the file name: all but .vdb, which
-/// isn't written piece by piece. The file appears whole, by commit(), or not at all (see AtomicFile).
+/// Writes a volume to a file while its values come, in the format of the file name; a .vdb file is held in
+/// memory until they are there. The file appears whole, by commit(), or not at all (see AtomicFile).
 class ZRK_API VolumeWriter {
 public:
     /// Opens the file and writes what stands before the values; those of the volume itself aren't used.
     /// Refused where the format or the type of numbers is, where the file can't be written, and, with sizes,
-    /// where it would be larger than what is free on its disk.
+    /// where it would be larger than what is free on its disk or, of .vdb, in memory.
     static Result<VolumeWriter> create(const std::string& path, const Volume& volume);
     /// The same of values that stand in a frame of their own; `bytes` are those of all values.
     static Result<VolumeWriter> create(const std::string& path, double bytes, NumberType type,
                                        VolumeFrame frame);
 
-    /// Appends values, in the order of Volume::values. False when a write has failed: commit() tells why.
+    ~VolumeWriter();
+    VolumeWriter(VolumeWriter&&) noexcept;
+    VolumeWriter& operator=(VolumeWriter&&) = delete;
+
+    /// Appends rows of values, in the order of Volume::values. False when a write has failed: commit() tells
+    /// why.
     bool write(std::span<const double> values);
-    /// The same of bytes that are encoded already.
+    /// The same of bytes that are encoded already; not for .vdb.
     bool writeEncoded(const void* bytes, std::size_t size) { return _file.write(bytes, size); }
     /// As the last call. Precondition: all values are there.
-    Result<void> commit();
+    Result<void> commit(const KeepGoing& keepGoing = {});
 
 private:
-    VolumeWriter(AtomicFile file, NumberType type, std::string tail)
-        : _file(std::move(file)), _type(type), _tail(std::move(tail))
-    {}
+    VolumeWriter(AtomicFile file, NumberType type, std::string tail);
 
     AtomicFile _file;
     NumberType _type;
     std::string _tail;
+    std::unique_ptr<VdbVolume> _vdb; ///< where all of it is gathered, or null
 };
 
 /// Writes all values in the volume's type of numbers, NaN and infinity included, in the format of the file

@@ -68,7 +68,8 @@ class Schedulers(ZrkTest):
         message = self.script("shard.slurm", GYROID, self.folder / "part.pvti", status=2, SLURM_ARRAY_TASK_ID="3",
                               SLURM_ARRAY_TASK_COUNT="4", SLURM_ARRAY_TASK_MIN="0", SLURM_ARRAY_TASK_MAX="3")
         self.assertIn("--array=1-N", message)
-        self.assertIn(".pvti or .zrk-tiles", self.script("shard.slurm", GYROID, self.folder / "part.npy", status=2))
+        for script in ("shard.slurm", "ranks.slurm"):
+            self.assertIn(".pvti or .zrk-tiles", self.script(script, GYROID, self.folder / "part.npy", status=2))
 
     def test_in_parallel(self):
         (self.folder / "bin").mkdir()

@@ -1,6 +1,7 @@
 """`sample` and `slice`: the files they write, and that `probe` gives the same bits."""
 
 import itertools
+import math
 import re
 import struct
 import unittest
@@ -308,6 +309,43 @@ class Slices(ZrkTest):
         self.assertEqual(longest(rows[260:]), 100)
         self.assertEqual(rows[:240], plain[:240])
         self.assertLess(longest(plain[260:]), 100)
+
+
+@unittest.skipIf(".vdb" not in run("sample", "--help").out, "needs OpenVDB")
+class Grids(ZrkTest):
+    """What a .vdb file takes; formats_tests looks into it."""
+
+    def test_a_band_has_the_nodes_near_the_surface_and_nothing_else_is_sampled(self):
+        document = self.put(graph([SPHERE], output=(1, 0)))  # radius 1
+        for low, high, most in ((-1.3, 1.3, 60), (0.1, 1.4, 90)):
+            found = set()
+            for options in ([], ["--threads", 1, "--type", "float32"], ["--memory", "100M"]):
+                answer = self.succeed("sample", document, "-o", self.folder / "band.vdb", "--resolution", 53, "--band", 2.1,
+                                      f"--bounds={low},{low},{low},{high},{high},{high}", *options)
+                match = re.search(r"(\d+) nodes in the band; sampled ([\d.]+) % of (\d+) boxes", answer.err)
+                found.add(match.groups())
+            self.assertEqual(len(found), 1)
+            voxel, axis = (high - low) / 52, range(-4, 58)
+            at = {i: low + voxel * i for i in axis}
+            near = sum(abs(max(math.hypot(at[i], at[j], at[k]) - 1, *(max(low - at[n], at[n] - high) for n in (i, j, k)))) < 2.1 * voxel
+                       for i in axis for j in axis for k in axis)
+            self.assertEqual(int(match[1]), near)
+            self.assertLess(float(match[2]), most)
+
+    def test_bands_that_cannot_be(self):
+        out = ["-o", self.folder / "a.vdb"]
+        sphere = self.put(graph([SPHERE], output=(1, 0)))
+        for arguments, status, part in ((["-o", self.folder / "a.vti", "--band", 3], 2, "a .vdb file"), ([*out, "--band", 0.5], 2, "1 to 1000"),
+                                        ([*out, "--band", 3, "--dims", "9,9,9"], 2, "--dims"),
+                                        ([*out, "--band", 3, "--bounds", "3,3,3,4,4,4"], 1, "no node within the band")):
+            self.refused(status, "sample", sphere, *arguments, contains=[part])
+        self.refused(2, "sample", ROOT / "examples/gyroid.zrk.json", *out, "--band", 3, contains=["density"])
+        self.assertEqual(self.files(), ["case.zrk.json"])
+
+    def test_a_grid_takes_its_values_in_memory_and_little_more(self):
+        grid = ["--resolution", 200, "-o", self.folder / "a.vdb"]  # 64 MB of values
+        self.succeed("sample", BLEND, *grid, "--memory", "160M")
+        self.refused(1, "sample", BLEND, *grid, "--memory", "60M", contains=["memory", "--type float32"])
 
 
 if __name__ == "__main__":

@@ -3,6 +3,7 @@
 #include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
+#include "apps/cli/ranks.h"
 #include "components/registration.h"
 #include "core/values/fault.h"
 #include "core/values/stop.h"
@@ -23,6 +24,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -176,7 +178,25 @@ int runWork(const zrkcli::Work& work)
     const zrk::Result<void> done = zrk::attempt("command", work);
     // A lost result may also be what the work failed of.
     const int status = statusOfResults();
-    return status != 0 || done ? status : report(done.error());
+    if (status != 0 || done) {
+        return status;
+    }
+    zrkcli::leaveMessageToFirstRank();
+    return report(done.error());
+}
+
+/// The work as that of one of the ranks of a run.
+zrkcli::Work amongRanks(const CLI::App& app, zrkcli::Work work)
+{
+    const std::string name = app.get_subcommands().front()->get_name();
+    return [name, work = std::move(work)] {
+        if (name != "sample" && name != "surface") {
+            throw zrk::FaultError(
+                {"--mpi", zrk::quotation(name), "sample or surface, which write tiles", "leave --mpi out"});
+        }
+        zrk::valueOrThrow(zrkcli::beginRanks());
+        work();
+    };
 }
 
 /// Has whole numbers be decimal: with a leading 0 they would be octal ones.
@@ -208,6 +228,10 @@ int runProgram(int argc, char** argv)
                  "zrk"};
     app.set_version_flag("--version", [] { return zrkmodel::buildInformation("zrk"); });
     app.require_subcommand(1);
+    bool isMpi = false;
+    app.add_flag(
+        "--mpi", isMpi,
+        "be one of the ranks of a run under mpirun: before sample and surface, which then write tiles");
     app.get_formatter()->column_width(34);
     zrkcli::Work work;
     const zrkcli::Program program{app, work};
@@ -245,7 +269,7 @@ int runProgram(int argc, char** argv)
         app.exit(error);
         return statusOfResults();
     }
-    return runWork(work);
+    return runWork(isMpi ? amongRanks(app, work) : work);
 }
 
 } // namespace
@@ -261,5 +285,6 @@ int main(int argc, char** argv)
         // Lack of memory in what tells of another failure, or before any work.
         status = report(error);
     }
+    zrkcli::endRanks(status);
     return zrkcli::endedBy(status);
 }

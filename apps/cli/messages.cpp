@@ -63,6 +63,8 @@ private:
     }
 };
 
+bool isSilent = false;
+
 /// Whether messages have colours.
 bool isColourful() noexcept
 {
@@ -105,6 +107,9 @@ struct AtStartUp {
 
 } // namespace
 
+void keepSilent() noexcept { isSilent = true; }
+bool speaks() noexcept { return !isSilent; }
+
 void openStandardStreams() noexcept
 {
     // The lowest number that is free is the next to be opened.
@@ -138,23 +143,26 @@ void tellLackOfMemory() noexcept
 
 void tellFault(MessageKind kind, const zrk::Fault& fault) noexcept
 {
+    if (isSilent && kind != MessageKind::Failure) {
+        return;
+    }
     const bool isWarning = kind == MessageKind::Warning;
     const char* word = kind == MessageKind::Failure ? "zrk:" : isWarning ? "warning:" : "note:";
     try {
         std::string text = zrk::messageOf(fault);
         if (!isColourful()) {
-            tell("{} {}\n", word, text);
+            tellText(fmt::format("{} {}\n", word, text));
             return;
         }
         constexpr std::string_view kRemedy = "\n  remedy:";
         if (const std::size_t place = text.find(kRemedy); place != std::string::npos) {
             text.replace(place + 3, kRemedy.size() - 3, coloured("remedy:", "32"));
         }
-        tell("{} {}\n",
-             coloured(word, kind == MessageKind::Failure ? "1;31"
-                            : isWarning                  ? "33"
-                                                         : "36"),
-             text);
+        tellText(fmt::format("{} {}\n",
+                             coloured(word, kind == MessageKind::Failure ? "1;31"
+                                            : isWarning                  ? "33"
+                                                                         : "36"),
+                             text));
     } catch (const std::exception&) {
         tellLackOfMemory();
     }

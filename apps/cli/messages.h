@@ -18,19 +18,26 @@ namespace zrkcli {
 /// file that is opened would take the place of standard error, and messages would stand in it.
 void openStandardStreams() noexcept;
 
+/// From now on only failures are told, for a process that is one of several and not the one that speaks.
+void keepSilent() noexcept;
+
 /// Writes a text to standard error. Where that can't be written nothing happens: what was to be told is lost,
 /// and what the work deserves isn't changed by it.
 void tellText(std::string_view text) noexcept;
+/// True until keepSilent().
+bool speaks() noexcept;
 
 /// Tells that there is no memory, without any.
 void tellLackOfMemory() noexcept;
 
-/// Writes a text that is put together first, as `tellText` does.
+/// Writes a text that is put together first, as `tellText` does, unless it is kept silent.
 template <class... Parts>
 void tell(fmt::format_string<Parts...> text, Parts&&... parts) noexcept
 {
     try {
-        tellText(fmt::format(text, std::forward<Parts>(parts)...));
+        if (speaks()) {
+            tellText(fmt::format(text, std::forward<Parts>(parts)...));
+        }
     } catch (const std::exception&) {
         tellLackOfMemory();
     }
@@ -41,7 +48,8 @@ void tell(fmt::format_string<Parts...> text, Parts&&... parts) noexcept
 enum class MessageKind { Failure, Warning, Note };
 
 /// Writes a fault to standard error behind the word for its kind. On a terminal these words have colours,
-/// unless the environment has NO_COLOR (https://no-color.org) or a TERM without them: "dumb", or none.
+/// unless the environment has NO_COLOR (https://no-color.org) or a TERM without them: "dumb", or none. Where
+/// it is kept silent, only failures.
 void tellFault(MessageKind kind, const zrk::Fault& fault) noexcept;
 
 /// While it lives, what components print on std::cout and std::cerr, complaints and progress, goes to

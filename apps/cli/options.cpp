@@ -2,6 +2,7 @@
 #include "apps/cli/messages.h"
 
 #include "apps/cli/progress_bar.h"
+#include "apps/cli/ranks.h"
 #include "formats/atomic_file.h"
 #include "formats/points.h"
 #include "host/document_values.h"
@@ -33,6 +34,19 @@ void checkExtents(const std::string& place, const zrk::Tensor<3, double>& a, con
                  "two opposite corners, so far apart that a grid has room", remedy});
         }
     }
+}
+
+/// The most memory to take: what was asked for or, of a run of several ranks, a share of three quarters of
+/// what is free.
+std::optional<double> memoryOf(const DocumentOptions& options)
+{
+    constexpr double kShare = 0.75;
+    const Ranks* ranks = ranksOfRun();
+    if (options.memory || !ranks) {
+        return options.memory ? std::optional(static_cast<double>(*options.memory)) : std::nullopt;
+    }
+    const std::optional<double> free = zrkmodel::memoryToUse();
+    return free ? std::optional(kShare * *free / ranks->countHere()) : std::nullopt;
 }
 
 /// NODE.KEY=VALUE: a JSON value, or a text as it stands.
@@ -188,8 +202,7 @@ zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet,
                                      std::vector<std::filesystem::path>* files,
                                      zrkmodel::DocumentWarnings* told)
 {
-    zrkmodel::limitMemory(options.memory ? std::optional(static_cast<double>(*options.memory))
-                                         : std::nullopt);
+    zrkmodel::limitMemory(memoryOf(options));
     zrkmodel::DocumentWarnings warnings;
     auto document = withProgress("loading", quiet, [&](ProgressBar& bar) {
         zrkmodel::LoadSettings settings(&bar);

@@ -3,6 +3,7 @@
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/shard_options.h"
+#include "core/engine/keep_going.h"
 #include "formats/digest.h"
 #include "formats/points.h"
 #include "formats/vdb.h"
@@ -11,10 +12,12 @@
 #include "host/field_grid.h"
 #include "host/field_remarks.h"
 #include "host/field_volume.h"
+#include "host/narrow_band.h"
 #include "host/volume_file.h"
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <limits>
@@ -37,6 +40,7 @@ struct SampleOptions : SamplingOptions {
     std::optional<std::string> bounds;
     std::string type = "float64";
     std::optional<std::string> shard;
+    std::optional<double> band; ///< in nodes
 };
 
 using Files = std::vector<std::filesystem::path>;
@@ -65,31 +69,51 @@ zrkmodel::FieldSummary samplePieces(const SampleOptions& options, const zrkmodel
                                     const std::string& file, const zrk::Volume& volume)
 {
     zrk::VolumeWriter writer = zrk::valueOrThrow(zrk::VolumeWriter::create(file, volume));
-    const double bytes = zrkmodel::pieceBytes(options.memory.has_value(), options.threads);
+    // A .vdb file needs the rest of the memory itself.
+    constexpr double kBesideVdb = 32 << 20;
+    const bool isVdb = *zrk::volumeFormat(file) == zrk::VolumeFormat::Vdb;
+    const double most = zrkmodel::pieceBytes(options.memory.has_value(), options.threads);
+    const double bytes = isVdb ? std::min(most, kBesideVdb) : most;
     return withProgress("sampling", options.quiet, [&](ProgressBar& bar) {
         const auto summary = zrk::valueOrThrow(zrkmodel::samplePieces(
             output.field, bounds, dims, {0, dims[2] - 1}, bytes,
             [&](std::span<const double> values) { return writer.write(values); }, &bar, options.threads));
-        zrk::valueOrThrow(writer.commit());
+        zrk::valueOrThrow(writer.commit(zrk::followedBy(&bar)));
         return summary;
     });
 }
 
-/// Samples all before it writes.
-zrkmodel::FieldSummary sampleAtOnce(const SampleOptions& options, const zrkmodel::OutputField& output,
-                                    const zrk::BBox<double>& bounds, const GridDims& dims,
-                                    const std::string& file, const zrk::Volume& header)
+/// Writes the values near where the output is 0 as a level set.
+void sampleBand(const SampleOptions& options, const Job& job, const zrkmodel::OutputField& output,
+                const zrk::BBox<double>& bounds, const std::string& file)
 {
-    const zrk::Region<3, 3, double, 1> region(bounds.min, bounds.max, dims[0], dims[1], dims[2]);
-    const auto values = withProgress("sampling", options.quiet, [&](ProgressBar& bar) {
-        return zrk::valueOrThrow(zrkmodel::sampleField(output.field, region, &bar, options.threads));
+    if (output.tag != zrkmodel::Tag::Scalar || output.isDensity) {
+        throw zrk::FaultError(
+            {"--band",
+             output.isDensity ? "a density, which has no distances"
+                              : fmt::format("a pin with the tag {}", output.tag.name()),
+             "an output with distances, negative inside",
+             "choose one with --pin; `zrk surface -o NAME.vdb` makes a level set of a density"});
+    }
+    const int nodes = options.resolution > 0 ? options.resolution : kDefaultResolution;
+    const double longest = std::max({bounds.size[0], bounds.size[1], bounds.size[2]});
+    const zrkmodel::NarrowBand band{.field = zrk::PreparedField(output.field),
+                                    .bounds = bounds,
+                                    .voxel = longest / std::max(1, nodes - 1),
+                                    .width = *options.band,
+                                    .type = zrk::valueOrThrow(zrk::numberType(options.type)),
+                                    .name = output.name,
+                                    .unit = job.document.unit(),
+                                    .threads = options.threads};
+    const zrkmodel::BandSummary summary = withProgress("sampling", options.quiet, [&](ProgressBar& bar) {
+        return zrk::valueOrThrow(zrkmodel::writeNarrowBand(file, band, &bar));
     });
-    zrk::Volume volume = header;
-    volume.values = values;
-    withProgress("writing", options.quiet, [&](ProgressBar& bar) {
-        zrk::valueOrThrow(zrk::writeVolume(file, volume, zrk::followedBy(&bar)));
-    });
-    return values.summary;
+    if (!options.quiet) {
+        tell("{}: {} nodes in the band; sampled {:.2g} % of {} boxes of 8^3 nodes\n", zrk::printable(file),
+             summary.activeNodes,
+             100.0 * static_cast<double>(summary.sampledBoxes) / static_cast<double>(summary.boxes),
+             summary.boxes);
+    }
 }
 
 /// What all values of a volume come from: its work, the output and the grid.
@@ -122,21 +146,24 @@ void sampleOutput(const SampleOptions& options, const Job& job, const zrkmodel::
                   const zrk::BBox<double>& bounds, const GridDims& n, const Files& files)
 {
     const std::string file = job.fileOf(output, options.file);
-    const zrk::Volume volume = zrkmodel::volumeOf(
-        output, bounds, n, zrk::valueOrThrow(zrk::numberType(options.type)), job.document.unit());
-    if (options.shard) {
-        const zrk::VolumeTiles tiles(file, volume, digestOf(options, job, output, volume, files));
-        writeTiles(tiles, Shard::parse(*options.shard), options.quiet,
-                   [&](std::int32_t tile, const std::string& title) {
-                       withProgress(title, options.quiet, [&](ProgressBar& bar) {
-                           sampleTile(options, output, bounds, tiles, tile, bar);
-                       });
-                   });
+    if (options.band) {
+        sampleBand(options, job, output, bounds, file);
         return;
     }
-    const bool isVdb = zrk::valueOrThrow(zrk::volumeFormat(file)) == zrk::VolumeFormat::Vdb;
-    const zrkmodel::FieldSummary summary =
-        (isVdb ? sampleAtOnce : samplePieces)(options, output, bounds, n, file, volume);
+    const zrk::Volume volume = zrkmodel::volumeOf(
+        output, bounds, n, zrk::valueOrThrow(zrk::numberType(options.type)), job.document.unit());
+    if (writesTiles(options.shard)) {
+        const zrk::VolumeTiles tiles(file, volume, digestOf(options, job, output, volume, files));
+        const auto write = [&](std::int32_t tile, const std::string& title, bool quiet) {
+            withProgress(title, quiet,
+                         [&](ProgressBar& bar) { sampleTile(options, output, bounds, tiles, tile, bar); });
+        };
+        if (writeTiles(tiles, options.shard, options.quiet, write)) {
+            zrk::valueOrThrow(zrk::writeIndex(tiles));
+        }
+        return;
+    }
+    const zrkmodel::FieldSummary summary = samplePieces(options, output, bounds, n, file, volume);
     tellRemarks(zrkmodel::remarksOn(summary, output, job.document.name()), options.quiet);
     if (!options.quiet) {
         tell("{}: {} x {} x {} nodes, {}\n", zrk::printable(file), n[0], n[1], n[2],
@@ -149,19 +176,22 @@ void sampleOutput(const SampleOptions& options, const Job& job, const zrkmodel::
 /// Refuses names and types of files that don't go together.
 void checkOutput(const SampleOptions& options)
 {
-    const bool isIndex = options.file.ends_with(".pvti");
-    if (isIndex != options.shard.has_value()) {
-        throw zrk::FaultError(
-            {"-o", zrk::quotation(options.file),
-             isIndex ? "--shard with the index of tiles" : "the index of tiles, .pvti, with --shard",
-             "write --shard 1/1 -o part.pvti for all tiles, then `zrk join part.pvti`"});
-    }
+    checkTileNames(options.shard, options.file, ".pvti");
     const zrk::NumberType type = zrk::valueOrThrow(zrk::numberType(options.type));
-    // Tiles are .vti files.
-    zrk::valueOrThrow(zrk::checkNumberType(isIndex ? options.file + ".vti" : options.file, type));
-    if (options.shard) {
-        Shard::parse(*options.shard);
+    if (options.band) {
+        if (!options.file.ends_with(".vdb") || options.dims) {
+            throw zrk::FaultError({"--band", options.dims ? "it with --dims" : zrk::quotation(options.file),
+                                   "a .vdb file and --resolution, as nodes are equally far apart",
+                                   "write for example --resolution 512 --band 3 -o part.vdb"});
+        }
+        if (!(*options.band >= 1 && *options.band <= 1000)) {
+            throw zrk::FaultError({"--band", fmt::format("{}", *options.band), "a number from 1 to 1000",
+                                   "give the nodes on each side of the surface, usually 3"});
+        }
     }
+    // Tiles are .vti files.
+    zrk::valueOrThrow(
+        zrk::checkNumberType(writesTiles(options.shard) ? options.file + ".vti" : options.file, type));
 }
 
 void sample(const SampleOptions& options)
@@ -205,6 +235,12 @@ void addSampleCommand(const Program& program)
             "numbers in the file: float64 (default), float32 or float16, rounded to the nearest, or uint8, "
             "which has 0 to 1 as 0 to 255")
         ->check(CLI::IsMember({"float64", "float32", "float16", "uint8"}));
+    if (zrk::canWriteVdb()) {
+        command->add_option(
+            "--band", options->band,
+            "write a level set (.vdb): only the nodes within so many of where the output is 0, "
+            "without sampling what surely lies further away");
+    }
     addShardOption(*command, options->shard, "NAME.pvti");
     command->get_option("--memory")
         ->description("most memory to take, e.g. 500M or 2G; without it three quarters of what is free, and "

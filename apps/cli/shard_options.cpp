@@ -1,6 +1,8 @@
 #include "apps/cli/shard_options.h"
 
 #include "apps/cli/messages.h"
+#include "apps/cli/progress_bar.h"
+#include "apps/cli/ranks.h"
 #include "core/values/fault.h"
 #include "core/values/stop.h"
 #include "formats/points.h"
@@ -9,6 +11,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <fstream>
 #include <system_error>
@@ -18,6 +21,15 @@ namespace zrkcli {
 namespace {
 
 using Files = std::vector<std::filesystem::path>;
+
+/// One of several equal parts of the work on tiles.
+struct Shard {
+    std::int32_t number = 1; ///< from 1 on
+    std::int32_t count = 1;
+
+    /// Of the text after --shard, K/N. Throws FaultError for any other.
+    static Shard parse(const std::string& text);
+};
 
 void addContent(zrk::Digest& digest, const std::filesystem::path& path)
 {
@@ -46,8 +58,6 @@ Files filesAt(const std::filesystem::path& path)
     return all;
 }
 
-} // namespace
-
 Shard Shard::parse(const std::string& text)
 {
     constexpr double kMost = 1000000;
@@ -63,6 +73,32 @@ Shard Shard::parse(const std::string& text)
     }
     return {static_cast<std::int32_t>((*number)[0]), static_cast<std::int32_t>((*count)[0])};
 }
+
+/// Says how far the ranks of a run have come: on a terminal by a bar, else by a line now and then.
+class RankProgress {
+public:
+    RankProgress(const zrk::TileSet& tiles, bool quiet) : _tiles(tiles), _quiet(quiet), _bar("tiles", quiet)
+    {}
+
+    void tell(std::int64_t done)
+    {
+        constexpr std::chrono::seconds kInterval{10};
+        _bar.progress(static_cast<double>(done) / _tiles.count());
+        const auto now = std::chrono::steady_clock::now();
+        if (!_quiet && now - _told >= kInterval) {
+            _told = now;
+            zrkcli::tell("{}: {} of {} tiles\n", zrk::printable(_tiles.index), done, _tiles.count());
+        }
+    }
+
+private:
+    const zrk::TileSet& _tiles;
+    bool _quiet;
+    ProgressBar _bar;
+    std::chrono::steady_clock::time_point _told = std::chrono::steady_clock::now();
+};
+
+} // namespace
 
 void addShardOption(CLI::App& command, std::optional<std::string>& shard, const char* index)
 {
@@ -86,23 +122,62 @@ void addWork(zrk::Digest& digest, const Job& job, const std::string& document, c
     }
 }
 
-void writeTiles(const zrk::TileSet& tiles, const Shard& shard, bool quiet, const TileWriter& write)
+bool writesTiles(const std::optional<std::string>& shard) { return shard || ranksOfRun(); }
+
+void checkTileNames(const std::optional<std::string>& shard, const std::string& file, const char* ending)
 {
+    const bool isIndex = file.ends_with(ending);
+    if (shard && ranksOfRun()) {
+        throw zrk::FaultError({"--shard", "it and --mpi", "one of them: ranks are handed tiles by themselves",
+                               "leave --shard out"});
+    }
+    if (isIndex != writesTiles(shard)) {
+        const char* option = ranksOfRun() ? "--mpi" : "--shard";
+        throw zrk::FaultError(
+            {"-o", zrk::quotation(file),
+             isIndex ? "--shard with the name of tiles"
+                     : fmt::format("the name of tiles, {}, with {}", ending, option),
+             fmt::format("write --shard 1/1 -o part{0} for all tiles, then `zrk join part{0}`", ending)});
+    }
+    if (shard) {
+        Shard::parse(*shard);
+    }
+}
+
+bool writeTiles(const zrk::TileSet& tiles, const std::optional<std::string>& shardText, bool quiet,
+                const TileWriter& write)
+{
+    const auto writeOne = [&](std::int64_t number, bool isQuiet) {
+        const auto tile = static_cast<std::int32_t>(number);
+        if (zrk::valueOrThrow(zrk::isTileWritten(tiles, tile))) {
+            return false;
+        }
+        write(tile, fmt::format("tile {} of {}", tile + 1, tiles.count()), isQuiet);
+        return true;
+    };
+    if (Ranks* ranks = ranksOfRun()) {
+        noteSharedWork();
+        RankProgress progress(tiles, quiet || isOtherRank());
+        const std::int64_t written = ranks->handOut(
+            tiles.count(), [&](std::int64_t tile) { return writeOne(tile, true); },
+            [&](std::int64_t done) { progress.tell(done); });
+        if (!quiet) {
+            tell("{}: {} ranks: {} of {} tiles written, {} were there\n", zrk::printable(tiles.index),
+                 ranks->count(), written, tiles.count(), tiles.count() - written);
+        }
+        return !isOtherRank();
+    }
+    const Shard shard = Shard::parse(*shardText);
     int written = 0;
     int there = 0;
-    for (std::int64_t next = shard.number - 1; next < tiles.count(); next += shard.count) {
-        const auto tile = static_cast<std::int32_t>(next);
-        if (zrk::valueOrThrow(zrk::isTileWritten(tiles, tile))) {
-            ++there;
-            continue;
-        }
-        write(tile, fmt::format("tile {} of {}", tile + 1, tiles.count()));
-        ++written;
+    for (std::int64_t tile = shard.number - 1; tile < tiles.count(); tile += shard.count) {
+        ++(writeOne(tile, quiet) ? written : there);
     }
     if (!quiet) {
         tell("{}: shard {} of {}: {} of {} tiles written, {} were there\n", zrk::printable(tiles.index),
              shard.number, shard.count, written, tiles.count(), there);
     }
+    return false;
 }
 
 } // namespace zrkcli

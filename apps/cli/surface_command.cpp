@@ -72,25 +72,15 @@ void SurfaceOptions::checkNumber(const char* option, double value, double least)
 
 void SurfaceOptions::checkShard() const
 {
-    const bool isIndex = file.ends_with(kSurfaceIndex);
-    if (isIndex != shard.has_value()) {
-        throw zrk::FaultError(
-            {"-o", zrk::quotation(file),
-             isIndex ? "--shard with the name of tiles"
-                     : fmt::format("the name of tiles, {}, with --shard", kSurfaceIndex),
-             fmt::format("write --shard 1/1 -o part{0} for all tiles, then `zrk join part{0} -o part.3mf`",
-                         kSurfaceIndex)});
-    }
+    checkTileNames(shard, file, kSurfaceIndex);
     const char* whole = isOpen          ? "--open: its rim is found on the whole mesh"
                         : flatness != 0 ? "--adaptive: triangles are joined across tiles"
                         : wantsReport   ? "--report: it is on the whole mesh"
                                         : nullptr;
-    if (shard && whole) {
-        throw zrk::FaultError({"--shard", whole, "a surface that tiles can be made of one by one",
+    if (writesTiles(shard) && whole) {
+        throw zrk::FaultError({shard ? "--shard" : "--mpi", whole,
+                               "a surface that tiles can be made of one by one",
                                "leave the option out; `zrk surface --report` reports on the joined mesh"});
-    }
-    if (shard) {
-        Shard::parse(*shard);
     }
 }
 
@@ -179,7 +169,8 @@ public:
     explicit SurfaceRun(const SurfaceOptions& options)
         : _options(options),
           // Tiles hold what the formats with most do.
-          _format(options.shard ? zrk::PartFormat::Ply : zrk::valueOrThrow(zrk::partFormat(options.file))),
+          _format(writesTiles(options.shard) ? zrk::PartFormat::Ply
+                                             : zrk::valueOrThrow(zrk::partFormat(options.file))),
           _job(options, &_files),
           _task(task())
     {
@@ -190,8 +181,8 @@ public:
 
     void run()
     {
-        if (_options.shard) {
-            runShard();
+        if (writesTiles(_options.shard)) {
+            runTiles();
         } else if (!_options.wantsReport && zrkmodel::isWrittenInPieces(_task.settings, _format)) {
             tellOf(zrk::valueOrThrow(zrkmodel::writeSurfaceInPieces(_options.file, _task, stages(), warn())));
         } else {
@@ -266,13 +257,13 @@ private:
         return digest.hex();
     }
 
-    void runShard() const
+    void runTiles() const
     {
         const zrk::SurfaceTiles tiles = zrkmodel::surfaceTiles(_options.file, digest(), _task);
-        writeTiles(tiles, Shard::parse(*_options.shard), _options.quiet,
-                   [&](std::int32_t tile, const std::string& title) {
+        writeTiles(tiles, _options.shard, _options.quiet,
+                   [&](std::int32_t tile, const std::string& title, bool quiet) {
                        const auto runStage = [&](const char*, const auto& stage) {
-                           withProgress(title, _options.quiet, [&](ProgressBar& bar) { stage(bar); });
+                           withProgress(title, quiet, [&](ProgressBar& bar) { stage(bar); });
                        };
                        zrk::valueOrThrow(zrkmodel::writeSurfaceTile(tiles, tile, _task, runStage, warn()));
                    });

@@ -123,6 +123,55 @@ TEST_F(VdbFile, HoldsEveryNodeOfAVolumeAtItsPosition)
     EXPECT_EQ(readGrids(path("d.vdb"))[0]->getGridClass(), openvdb::GRID_FOG_VOLUME);
 }
 
+// A slab of two boxes with an inside below them: fails for axes that are exchanged, a side that is lost
+// between boxes, values at the band's limit that count to it, a band that depends on the type, and cubes that
+// are filled beyond their edge.
+TEST_F(VdbFile, HoldsALevelSetOfBoxes)
+{
+    for (const NumberType type : {NumberType::Float64, NumberType::Float32}) {
+        const auto levelSet = valueOrThrow(beginLevelSet({{1, 2, 3}, 0.5, 1.5, type, "slab", "mm"}));
+        std::vector<double> values;
+        for (int i = 0; i < 512; ++i) {
+            values.push_back(0.5 * (i / 64) - 0.125 * (i % 8)); // along z and, against that, x
+        }
+        values[0] = 1.5 - 1e-12; // within the band, though not as a float
+        levelSet->add({-8, 16, 8}, values);
+        levelSet->add({0, 16, 8}, std::vector<double>(512, 7));
+        levelSet->add({8, 16, 8}, std::vector<double>(512, -7));
+        levelSet->fillInside({-32, 0, -32}, 32);
+        const auto active = static_cast<std::uint64_t>(
+            std::count_if(values.begin(), values.end(), [](double v) { return std::abs(v) < 1.5; }));
+        EXPECT_EQ(levelSet->activeVoxels(), active);
+        ASSERT_TRUE(AtomicFile::create(path("l.vdb")).and_then([&](AtomicFile file) {
+            const auto sink = [&](const void* bytes, std::size_t size) { return file.write(bytes, size); };
+            return levelSet->write(sink, {}).and_then([&] { return file.commit(); });
+        }));
+        const auto grid = readGrids(path("l.vdb"))[0];
+        EXPECT_EQ(grid->getGridClass(), openvdb::GRID_LEVEL_SET);
+        EXPECT_EQ(grid->getName(), "slab");
+        EXPECT_EQ(grid->indexToWorld(Coord(2, 0, -2)), openvdb::Vec3d(2, 2, 2));
+        EXPECT_EQ(grid->activeVoxelCount(), active);
+        const auto valueAt = [&](const Coord& at) {
+            return type == NumberType::Float64 ? as<openvdb::DoubleGrid>(grid).tree().getValue(at)
+                                               : double{as<openvdb::FloatGrid>(grid).tree().getValue(at)};
+        };
+        for (int i = 0; i < 512; ++i) {
+            const Coord at(-8 + i % 8, 16 + i / 8 % 8, 8 + i / 64);
+            const double value = std::clamp(values[static_cast<std::size_t>(i)], -1.5, 1.5);
+            ASSERT_EQ(valueAt(at), type == NumberType::Float64 ? value : double{static_cast<float>(value)})
+                << at;
+        }
+        const struct {
+            Coord at;
+            double value;
+        } others[] = {{{3, 20, 12}, 1.5},    {{12, 20, 12}, -1.5}, {{16, 20, 12}, 1.5}, {{-1, 31, -1}, -1.5},
+                      {{-32, 0, -32}, -1.5}, {{0, 31, -1}, 1.5},   {{-1, 32, -1}, 1.5}, {{-1, -1, -1}, 1.5}};
+        for (const auto& other : others) {
+            EXPECT_EQ(valueAt(other.at), other.value) << other.at;
+        }
+    }
+}
+
 /// A ball with a ball cut out of its middle.
 struct Hollow {
     static double at(double radius) { return std::max(radius - 0.8, 0.4 - radius); }
