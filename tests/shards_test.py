@@ -21,6 +21,17 @@ def digest(path):
     return hashlib.sha256(path.read_bytes()).hexdigest()
 
 
+
+def end_early(arguments, seed):
+    """Kills and interrupts runs at moments drawn."""
+    draw = random.Random(seed)
+    for signal_number in (signal.SIGKILL, signal.SIGINT) * 4:
+        process = subprocess.Popen([PROGRAM, *map(str, arguments)], stderr=subprocess.DEVNULL)
+        time.sleep(draw.uniform(0.02, 0.3) * PATIENCE)
+        process.send_signal(signal_number)
+        process.wait()
+
+
 class LargerThanMemory(ZrkTest):
     def test_memory_and_threads_change_nothing(self):
         # 64 MB of samples, in pieces of some megabytes and at once; a raster that is frozen over the whole bounds.
@@ -68,12 +79,7 @@ class Shards(ZrkTest):
 
     def test_killed_shards_resume(self):
         self.succeed(*self.shard(1, 1, "whole.pvti"))
-        draw = random.Random(11)
-        for signal_number in (signal.SIGKILL, signal.SIGINT) * 4:
-            process = subprocess.Popen([PROGRAM, *map(str, self.shard(1, 1))], stderr=subprocess.DEVNULL)
-            time.sleep(draw.uniform(0.02, 0.3) * PATIENCE)
-            process.send_signal(signal_number)
-            process.wait()
+        end_early(self.shard(1, 1), seed=11)
         self.succeed(*self.shard(1, 1))
         self.assertEqual(list(self.tiles().values()), list(self.tiles("whole").values()))
         self.assertFalse([name for name in self.files() if name.endswith(".tmp")])
@@ -229,12 +235,7 @@ class Surfaces(ZrkTest):
 
     def test_killed_shards_resume(self):
         self.succeed(*self.shard(1, 1, name="whole.zrk-tiles"))
-        draw = random.Random(12)
-        for signal_number in (signal.SIGKILL, signal.SIGINT) * 4:
-            process = subprocess.Popen([PROGRAM, *map(str, self.shard(1, 1))], stderr=subprocess.DEVNULL)
-            time.sleep(draw.uniform(0.02, 0.3) * PATIENCE)
-            process.send_signal(signal_number)
-            process.wait()
+        end_early(self.shard(1, 1), seed=12)
         self.succeed(*self.shard(1, 1))
         self.assertEqual(list(self.tiles().values()), list(self.tiles("whole").values()))
         self.assertFalse([name for name in self.files() if name.endswith(".tmp")])

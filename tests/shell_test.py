@@ -131,6 +131,8 @@ class Convert(ZrkTest):
         self.put(b"\x93NUMPY\1\0" + struct.pack("<H", len(header)) + header.encode() + bytes([0, 1, 2, 255, 254, 9]), "u.npy")
         self.succeed("convert", self.folder / "u.npy", self.folder / "v.npy")
         self.assertEqual(read_npy(self.folder / "v.npy"), ((2, 1, 3), (0, 1, 2, 255, 254, 9)))
+        answer = self.succeed("convert", self.folder / "u.npy", self.folder / "w.npy", "--type", "uint8")
+        self.assertIn("4 numbers beyond 0 to 1", answer.err)
 
     def test_reads_what_is_written(self):
         gradient = self.put(graph([SPHERE, {"id": 2, "type": "GradDerivative"}], [(1, 0, 2, 0)], output=(2, 0), context={"unit": "cm"}))

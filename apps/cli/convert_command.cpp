@@ -111,15 +111,22 @@ void convertPieces(const ConvertOptions& options, const zrk::VolumeSource& sourc
         const std::size_t all = numbersOf(volume);
         std::vector<double> piece(std::min(all, kPieceNodes * static_cast<std::size_t>(volume.components)));
         bool isWritten = true;
+        std::ptrdiff_t beyond = 0;
         for (std::size_t done = 0; isWritten && done < all; done += piece.size()) {
             piece.resize(std::min(piece.size(), all - done));
             zrk::valueOrThrow(source.read(piece));
+            beyond += std::count_if(piece.begin(), piece.end(), [](double v) { return !(v >= 0 && v <= 1); });
             isWritten = writer.write(piece);
             if (!goesOn(static_cast<double>(done + piece.size()) / static_cast<double>(all))) {
                 throw zrk::FaultError(zrk::interruptedAt(options.to));
             }
         }
         zrk::valueOrThrow(writer.commit());
+        if (volume.type == zrk::NumberType::UInt8 && beyond > 0 && !options.quiet) {
+            tellFault(MessageKind::Warning,
+                      {options.to, fmt::format("{} numbers beyond 0 to 1, which were cut off", beyond),
+                       "0 to 1, which uint8 has as 0 to 255", "write float32, or divide the numbers first"});
+        }
     });
 }
 
