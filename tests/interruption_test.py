@@ -370,7 +370,7 @@ OPERATIONS = [
     Operation("a volume in another format", ("convert",), lambda f: array(f, 400, "<f8", 8) and
               ["convert", f / "volume.npy", f / "out.nrrd"], quick=True),
     *(Operation(f"a volume that is read from {format}", ("convert", format), lambda f, format=format:
-                ["convert", sampled(f, "in" + format, 200 if format in VDB else 420), f / "out.npy"], quick=format in VDB)
+                ["convert", sampled(f, "in" + format, 200 if format in VDB else 420), f / "out.npy"])
       for format in (".nrrd", ".vti", *VDB)),
     # A smaller one: the system takes back the small pieces that OpenVDB is made of more slowly.
     *(Operation("a grid as .vdb", ("sample", format),
@@ -485,7 +485,7 @@ class Interruption(unittest.TestCase):
             before = contents(folder)
             for _ in range(3):  # what others do to the machine isn't seen three times
                 interrupted = self.interrupt(self.start(arguments), after)
-                if not interrupted and not moments:
+                if not moments and (not interrupted or interrupted[3] == 0):  # it is faster than that
                     after /= 2
                     for name in set(contents(folder)) - set(before):
                         (folder / name).unlink()
