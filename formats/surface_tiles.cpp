@@ -184,35 +184,14 @@ SurfaceLayers SurfaceTiles::layersOf(std::int32_t tile) const
 TileReport SurfaceTiles::lookAt(std::int32_t tile) const
 {
     const std::string path = fileOf(tile);
-    std::error_code error;
-    if (!fs::exists(fs::symlink_status(path, error))) {
-        return {TileState::Missing};
-    }
-    if (!fs::is_regular_file(path, error)) {
-        return {TileState::Foreign};
-    }
-    const std::string expected = headOf(*this, tile);
-    const std::string beginning = beginningOf(path, expected.size());
-    if (beginning != expected) {
-        if (beginning.size() < expected.size() && expected.starts_with(beginning)) {
-            return {TileState::Cut};
-        }
-        const TileHead head = tileHead(path, kSurfaceMark, kSurfaceMarkEnd);
-        const auto other = head.find("digest");
-        return other == head.end() ? TileReport{TileState::Foreign}
-                                   : TileReport{TileState::Other, other->second};
+    const std::string head = headOf(*this, tile);
+    if (const auto other = lookAtHead(path, head, kSurfaceMark, kSurfaceMarkEnd)) {
+        return *other;
     }
     const auto counts = countsOf(tileHead(path, kSurfaceMark, kSurfaceMarkEnd));
-    if (!counts) {
-        return {TileState::Cut};
-    }
-    std::ifstream file(path, std::ios::binary);
-    file.seekg(
-        static_cast<std::streamoff>(expected.size() + countsIn(*counts).size() + counts->bytes(hasColors)));
-    std::string tail(kSurfaceTail.size() + 1, '\0');
-    file.read(tail.data(), static_cast<std::streamsize>(tail.size()));
-    tail.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
-    return {tail == kSurfaceTail ? TileState::Complete : TileState::Cut};
+    return counts ? lookAtTail(path, head.size() + countsIn(*counts).size() + counts->bytes(hasColors),
+                               kSurfaceTail)
+                  : TileReport{TileState::Cut};
 }
 
 Result<SurfaceTiles> SurfaceTiles::find(const std::string& index)

@@ -17,11 +17,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string foundIn(const TileReport& report)
+std::string foundIn(const TileReport& report, const TileSet& tiles)
 {
-    return report.state == TileState::Other ? fmt::format("a tile of other work, with the digest {}",
-                                                          printable(report.digest, kMaxQuotation + 4))
-                                            : "a file that is no tile";
+    return report.state != TileState::Other ? "a file that is no tile"
+           : report.digest == tiles.digest  ? "another tile of this work"
+                                            : fmt::format("a tile of other work, with the digest {}",
+                                                          printable(report.digest, kMaxQuotation + 4));
 }
 
 } // namespace
@@ -70,7 +71,7 @@ Result<bool> isTileWritten(const TileSet& tiles, std::int32_t tile)
 {
     const TileReport report = tiles.lookAt(tile);
     if (report.state == TileState::Other || report.state == TileState::Foreign) {
-        return refused({tiles.fileOf(tile), foundIn(report),
+        return refused({tiles.fileOf(tile), foundIn(report, tiles),
                         fmt::format("a tile with the digest {}, or no file", tiles.digest),
                         "give another name after -o, or remove what isn't needed any more",
                         FaultKind::FailedWork});
@@ -128,6 +129,39 @@ TileHead tileHead(const std::string& path, const std::string& mark, const std::s
         }
     }
     return members;
+}
+
+std::optional<TileReport> lookAtHead(const std::string& path, const std::string& expected,
+                                     const std::string& mark, const std::string& end)
+{
+    std::error_code error;
+    if (!fs::exists(fs::symlink_status(path, error))) {
+        return TileReport{TileState::Missing};
+    }
+    if (!fs::is_regular_file(path, error)) {
+        return TileReport{TileState::Foreign};
+    }
+    const std::string beginning = beginningOf(path, expected.size());
+    if (beginning == expected) {
+        return std::nullopt;
+    }
+    if (beginning.size() < expected.size() && expected.starts_with(beginning)) {
+        return TileReport{TileState::Cut};
+    }
+    const TileHead head = tileHead(path, mark, end);
+    const auto digest = head.find("digest");
+    return digest == head.end() ? TileReport{TileState::Foreign}
+                                : TileReport{TileState::Other, digest->second};
+}
+
+TileReport lookAtTail(const std::string& path, std::uint64_t place, std::string_view tail)
+{
+    std::ifstream file(path, std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(place));
+    std::string found(tail.size() + 1, '\0');
+    file.read(found.data(), static_cast<std::streamsize>(found.size()));
+    found.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
+    return {found == tail ? TileState::Complete : TileState::Cut};
 }
 
 std::string hexOf(const std::string& text)

@@ -6,7 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace zrk {
 
@@ -65,6 +67,12 @@ inline constexpr std::size_t kMostTileHead = 1 << 16;
 
 /// The lines of a file's head after `mark`; empty where they aren't there.
 TileHead tileHead(const std::string& path, const std::string& mark, const std::string& end);
+/// What stands in a tile's file as far as its beginning tells; none where that is the expected one.
+/// @param mark, end  around the lines of its head, which have the digest.
+std::optional<TileReport> lookAtHead(const std::string& path, const std::string& expected,
+                                     const std::string& mark, const std::string& end);
+/// Complete where a file ends with this tail, which begins at a place; else cut short.
+TileReport lookAtTail(const std::string& path, std::uint64_t place, std::string_view tail);
 /// The first bytes of a file.
 std::string beginningOf(const std::string& path, std::size_t most);
 

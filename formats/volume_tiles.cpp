@@ -128,32 +128,10 @@ Result<VolumeTiles> VolumeTiles::find(const std::string& index)
 TileReport VolumeTiles::lookAt(std::int32_t tile) const
 {
     const std::string path = fileOf(tile);
-    std::error_code error;
-    if (!fs::exists(fs::symlink_status(path, error))) {
-        return {TileState::Missing};
-    }
-    if (!fs::is_regular_file(path, error)) {
-        return {TileState::Foreign};
-    }
     const VolumeFrame frame = frameOf(tile);
     // The length of the values stands at the end of the head, and isn't text.
-    const std::string head = beginningOf(path, frame.head.size());
-    if (head != frame.head) {
-        if (head.size() < frame.head.size() && frame.head.starts_with(head)) {
-            return {TileState::Cut};
-        }
-        const TileHead members = tileHead(path, kTileMark, kTileMarkEnd);
-        const auto other = members.find("digest");
-        return other == members.end() ? TileReport{TileState::Foreign}
-                                      : TileReport{TileState::Other, other->second};
-    }
-    const std::uint64_t end = frame.head.size() + bytesOf(tile);
-    std::ifstream file(path, std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(end));
-    std::string tail(frame.tail.size() + 1, '\0');
-    file.read(tail.data(), static_cast<std::streamsize>(tail.size()));
-    tail.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
-    return {tail == frame.tail ? TileState::Complete : TileState::Cut};
+    const auto other = lookAtHead(path, frame.head, kTileMark, kTileMarkEnd);
+    return other ? *other : lookAtTail(path, frame.head.size() + bytesOf(tile), frame.tail);
 }
 
 Result<VolumeWriter> createTile(const VolumeTiles& tiles, std::int32_t tile)

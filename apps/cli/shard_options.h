@@ -13,7 +13,7 @@
 
 namespace zrkcli {
 
-/// What the names of the tiles of a surface end in, as told after -o.
+/// How the name after -o ends that stands for the tiles of a surface.
 inline constexpr const char* kSurfaceIndex = ".zrk-tiles";
 
 /// Adds --shard to a command.

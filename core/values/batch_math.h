@@ -59,8 +59,8 @@ inline constexpr std::size_t kCount = Lanes::size;
 #elif defined(__SSE4_1__)
 #define ZRK_SLEEF(function, accuracy) Sleef_cinz_##function##d2_##accuracy##sse4
 #else
-// For aarch64, of which xsimd loses the sign of a zero in trunc: code_path.cpp refuses all but x86-64-v2.
-#define ZRK_SLEEF(function, accuracy) Sleef_finz_##function##d2_##accuracy##advsimd
+#error                                                                                                       \
+    "SIMD batches need x86-64-v2 or later: set ZRK_ARCH to native, x86-64-v2 or -v3, or build with ZRK_SIMD=OFF."
 #endif
 
 inline Lanes load(const double* from) { return Lanes::load_unaligned(from); }
@@ -88,7 +88,7 @@ inline unsigned bitsOf(Mask mask)
 #elif defined(__AVX__)
     return static_cast<unsigned>(_mm256_movemask_pd(mask));
 #else
-    return static_cast<unsigned>(mask.get(0)) | static_cast<unsigned>(mask.get(1)) << 1;
+    return static_cast<unsigned>(_mm_movemask_pd(mask));
 #endif
 }
 

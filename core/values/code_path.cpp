@@ -1,11 +1,6 @@
 // Compiled as the rest of the library, for the processors that it is for.
 #include "core/values/processor.h"
 
-#if defined(ZRK_SIMD) && ZRK_SIMD && !defined(__SSE4_1__)
-#error                                                                                                       \
-    "SIMD batches need x86-64-v2 or later: set ZRK_ARCH to native, x86-64-v2 or -v3, or build with ZRK_SIMD=OFF."
-#endif
-
 namespace zrk {
 
 ProcessorFeatures requiredProcessorFeatures()
