@@ -32,6 +32,36 @@ def end_early(arguments, seed):
         process.wait()
 
 
+def spoil(path, place):
+    """Flips a bit of a byte; None appends one instead."""
+    data = bytearray(path.read_bytes())
+    if place is None:
+        data.append(10)
+    else:
+        data[place] ^= 4
+    path.write_bytes(data)
+
+
+def spoil_and_mend(test, shard, index, ending, joined):
+    """A tile with other bytes is told by `join` and by a run, which writes it again."""
+    test.succeed(*shard)
+    tile = test.folder / f"part_0001{ending}"
+    whole = tile.read_bytes()
+    values = len(whole) // 2
+    # In the head, the first and the last of the numbers, the checksum, behind the end.
+    for place in (whole.index(b"digest") + 60, values, len(whole) - 64, len(whole) - 40, None):
+        spoil(tile, place)
+        found = "with bytes behind its end" if place is None else "damaged"
+        for target in ([], ["-o", test.folder / joined]):
+            test.refused(1, "join", test.folder / index, *target, contains=[f"tile 1 {found}", "run the shards again"])
+        told = run(*[a for a in shard if a != "--quiet"])
+        test.assertEqual(told.status, 0, told.err)
+        test.assertIn(f"{tile.name}: found a tile that is {found}", told.err)
+        test.assertIn("1 of ", told.err)
+        test.assertEqual(tile.read_bytes(), whole)
+    test.succeed("join", test.folder / index)
+
+
 class LargerThanMemory(ZrkTest):
     def test_memory_and_threads_change_nothing(self):
         # 64 MB of samples, in pieces of some megabytes and at once; a raster that is frozen over the whole bounds.
@@ -125,6 +155,9 @@ class Shards(ZrkTest):
         self.refused(1, "join", self.folder / "part.pvti", contains=["tile 1 missing, expected"])
         self.succeed(*self.shard(2, 4))
         self.succeed("join", self.folder / "part.pvti")
+
+    def test_damage_is_seen_and_mended(self):
+        spoil_and_mend(self, self.shard(1, 1), "part.pvti", ".vti", "v.npy")
 
     def test_other_work_is_refused_with_both_digests(self):
         document = self.put(graph([SPHERE], output=(1, 0)))
@@ -262,6 +295,9 @@ class Surfaces(ZrkTest):
         # Nothing in the bounds: tiles are written, and join tells.
         self.succeed(*self.shard(1, 1, "--iso", "100", name="none.zrk-tiles"))
         self.refused(1, "join", self.folder / "none.zrk-tiles", "-o", mesh, contains=["no surface"])
+
+    def test_damage_is_seen_and_mended(self):
+        spoil_and_mend(self, self.shard(1, 1), "part.zrk-tiles", ".zrk-tile", "a.stl")
 
     def test_other_work_is_refused_with_both_digests(self):
         self.succeed(*self.shard(1, 3))

@@ -143,9 +143,13 @@ void tellLackOfMemory() noexcept
 
 void tellFault(MessageKind kind, const zrk::Fault& fault) noexcept
 {
-    if (isSilent && kind != MessageKind::Failure) {
-        return;
+    if (!isSilent || kind == MessageKind::Failure) {
+        tellOwnFault(kind, fault);
     }
+}
+
+void tellOwnFault(MessageKind kind, const zrk::Fault& fault) noexcept
+{
     const bool isWarning = kind == MessageKind::Warning;
     const char* word = kind == MessageKind::Failure ? "zrk:" : isWarning ? "warning:" : "note:";
     try {
