@@ -227,6 +227,19 @@ class Surfaces(ZrkTest):
             self.refused(1, "surface", GYROID, *options, "-o", self.folder / "c.stl", "--memory", "120M", *whole, contains=["memory"])
         self.assertFalse([name for name in self.files() if name.endswith(".tmp")])
 
+    def test_layers_are_divided(self):
+        box = self.put(graph([{"id": 1, "type": "BoxSDF"}], output=(1, 0), context={"modelBounds": [[-0.1, -0.1, -0.1], [1.1, 1.1, 1.1]]}))
+        whole, joined = self.folder / "a.ply", self.folder / "b.ply"
+        # Faces that fill a layer of 76^2 leaves: with all that is known of them it would take 85 MB.
+        self.succeed("surface", box, "--resolution", 600, "--threads", 1, "-o", whole, "--memory", "64M", seconds=60)
+        # Layers of 26^2 leaves are divided, too, and so are those beneath a tile.
+        options = ["--resolution", 200, "--threads", 1]
+        expected = self.in_memory("whole.ply", box, *options)
+        self.succeed("surface", box, *options, "-o", whole)
+        self.succeed("surface", box, *options, "--shard", "1/1", "-o", self.folder / "part.zrk-tiles")
+        self.succeed("join", self.folder / "part.zrk-tiles", "-o", joined)
+        self.assertEqual([digest(whole), digest(joined)], [expected] * 2)
+
     def test_every_division_gives_the_same_bytes(self):
         draw = random.Random(5)
         for options in ([], ["--sharp"], ["--iso", "0.4", "--unit", "mm"]):
