@@ -138,7 +138,8 @@ void tellLackOfMemory() noexcept
 {
     tellText(
         "zrk: command: found work that needs more memory than there is, expected work that fits into it\n"
-        "  remedy: ask for less: fewer samples, a lower resolution, smaller files\n");
+        "  remedy: ask for less: fewer samples, a lower resolution, smaller files, or allow more with "
+        "--memory\n");
 }
 
 void tellFault(MessageKind kind, const zrk::Fault& fault) noexcept
