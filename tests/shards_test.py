@@ -230,8 +230,8 @@ class Surfaces(ZrkTest):
     def test_layers_are_divided(self):
         box = self.put(graph([{"id": 1, "type": "BoxSDF"}], output=(1, 0), context={"modelBounds": [[-0.1, -0.1, -0.1], [1.1, 1.1, 1.1]]}))
         whole, joined = self.folder / "a.ply", self.folder / "b.ply"
-        # Faces that fill a layer of 76^2 leaves: with all that is known of them it would take 85 MB.
-        self.succeed("surface", box, "--resolution", 600, "--threads", 1, "-o", whole, "--memory", "64M", seconds=60)
+        # Faces that fill a layer of 101^2 leaves: with all that is known of them it would take 150 MB.
+        self.succeed("surface", box, "--resolution", 800, "--threads", 1, "-o", whole, "--memory", "64M", seconds=120)
         # Layers of 26^2 leaves are divided, too, and so are those beneath a tile.
         options = ["--resolution", 200, "--threads", 1]
         expected = self.in_memory("whole.ply", box, *options)
