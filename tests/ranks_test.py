@@ -106,7 +106,7 @@ class Ranks(ZrkTest):
                 path.unlink()
 
     def test_what_is_frozen_is_computed_once(self):
-        sweep = {"id": 1, "type": "ImageSweep", "values": {"imageA": "a", "imageB": "b", "resolution": 64, "steps": 12}}
+        sweep = {"id": 1, "type": "ImageSweep", "values": {"imageA": "a", "imageB": "b", "resolution": 48, "steps": 12}}
         pictures = [{"uuid": name, "kind": "image2d", "path": str(ROOT / f"examples/pictures/{file}.png")}
                     for name, file in (("a", "ring"), ("b", "gear"))]
         raster = {"id": 3, "type": "RasterFX", "values": {"resolution": 100}}
@@ -120,7 +120,7 @@ class Ranks(ZrkTest):
             document = self.put(text, f"{name}.zrk.json")
             command, index = ("surface", "zrk-tiles") if name == "rasters" else ("sample", "pvti")
             options = [document, "--resolution", 20, "--threads", 1]
-            self.succeed(command, *options, "--shard", "1/1", "-o", self.folder / f"whole.{index}", seconds=60)
+            self.succeed(command, *options, "--shard", "1/1", "-o", self.folder / f"whole.{index}", seconds=200)
             self.finish(self.start(3, command, *options, "-o", self.folder / f"{name}.{index}",
                                    program=(sys.executable, timed, self.folder / "seconds", PROGRAM)))
             self.assertEqual(list(self.tiles(name).values()), list(self.tiles("whole").values()), name)
