@@ -14,6 +14,8 @@ namespace zrk {
 /// Source: XXH3 with 128 bits, https://github.com/Cyan4973/xxHash.
 class ZRK_API Digest {
 public:
+    static constexpr std::size_t kDigits = 32; ///< of hex()
+
     Digest();
     ~Digest();
     Digest(const Digest&) = delete;
@@ -21,7 +23,7 @@ public:
 
     void add(const void* bytes, std::size_t size);
     void add(const std::string& text) { add(text.data(), text.size()); }
-    /// The digest of all that was added, 32 hexadecimal digits.
+    /// The digest of all that was added, hexadecimal.
     std::string hex() const;
 
 private:

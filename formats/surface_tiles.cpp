@@ -24,7 +24,7 @@ using VertexNumbers = std::array<std::uint32_t, 3>;
 constexpr std::int32_t kLayersOfTile = 16;
 constexpr const char* kSurfaceMark = "zrk tile of a surface\n";
 constexpr const char* kSurfaceMarkEnd = "\n---\n";
-constexpr std::string_view kSurfaceTail = "end of tile\n";
+constexpr TileEnd kSurfaceEnd{"checksum: ", "\nend of tile\n"};
 constexpr std::size_t kValuesAtOnce = 1 << 15;
 
 /// How much a tile holds.
@@ -189,8 +189,8 @@ TileReport SurfaceTiles::lookAt(std::int32_t tile) const
         return *other;
     }
     const auto counts = countsOf(tileHead(path, kSurfaceMark, kSurfaceMarkEnd));
-    return counts ? lookAtTail(path, head.size() + countsIn(*counts).size() + counts->bytes(hasColors),
-                               kSurfaceTail)
+    return counts ? lookAtEnd(path, head.size() + countsIn(*counts).size() + counts->bytes(hasColors),
+                              kSurfaceEnd)
                   : TileReport{TileState::Cut};
 }
 
@@ -211,7 +211,11 @@ Result<void> writeTile(AtomicFile file, const SurfaceTiles& tiles, std::int32_t 
         counts.beamNodes = beams->nodes.size();
         counts.beams = beams->beams.size();
     }
-    const auto sink = [&file](const void* bytes, std::size_t size) { return file.write(bytes, size); };
+    Digest checksum;
+    const auto sink = [&](const void* bytes, std::size_t size) {
+        checksum.add(bytes, size);
+        return file.write(bytes, size);
+    };
     PieceWriter out(sink, monitor, counts.vertices + counts.triangles);
     const std::string head = headOf(tiles, tile) + countsIn(counts);
     out.append(head.data(), head.size());
@@ -232,8 +236,11 @@ Result<void> writeTile(AtomicFile file, const SurfaceTiles& tiles, std::int32_t 
         out.append(beams->nodes.data(), beams->nodes.size() * sizeof beams->nodes[0]);
         out.append(beams->beams.data(), beams->beams.size() * sizeof beams->beams[0]);
     }
-    out.append(kSurfaceTail.data(), kSurfaceTail.size());
-    return out.finish().and_then([&] { return file.commit(); });
+    return out.finish().and_then([&] {
+        const std::string end = kSurfaceEnd.with(checksum);
+        file.write(end.data(), end.size());
+        return file.commit();
+    });
 }
 
 Result<JoinedSurface> joinTiles(const SurfaceTiles& tiles, const std::string& target,

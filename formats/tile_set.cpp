@@ -33,25 +33,45 @@ std::string TileSet::fileOf(std::int32_t tile) const
     return (path.parent_path() / fmt::format("{}_{:04}{}", path.stem().string(), tile, extension())).string();
 }
 
-Result<void> checkTiles(const TileSet& tiles)
+const char* wordsFor(TileState state)
+{
+    switch (state) {
+    case TileState::Missing:
+        return "missing";
+    case TileState::Cut:
+        return "cut short";
+    case TileState::Longer:
+        return "with bytes behind its end";
+    case TileState::Damaged:
+        return "damaged (its checksum is another one)";
+    case TileState::Complete:
+        return "complete";
+    case TileState::Other:
+        return "of other work";
+    case TileState::Foreign:
+        break;
+    }
+    return "no tile";
+}
+
+Result<void> checkTiles(const TileSet& tiles, const KeepGoing& keepGoing)
 {
     constexpr int kMostTold = 20;
     std::string wrong;
     int count = 0;
     for (std::int32_t tile = 0; tile < tiles.count(); ++tile) {
-        stopIfAsked();
+        if (!goesOn(keepGoing, static_cast<double>(tile) / tiles.count())) {
+            return refused(interruptedAt(tiles.index));
+        }
         const TileReport report = tiles.lookAt(tile);
         if (report.state == TileState::Complete) {
             continue;
         }
-        const std::string what =
-            report.state == TileState::Missing ? "missing"
-            : report.state == TileState::Cut   ? "cut short"
-            : report.state == TileState::Other && report.digest == tiles.digest
-                ? "under the name of another one"
-            : report.state == TileState::Other
-                ? fmt::format("of other work (digest {}, not {})", printable(report.digest, 64), tiles.digest)
-                : "no tile";
+        const std::string what = report.state != TileState::Other ? wordsFor(report.state)
+                                 : report.digest == tiles.digest
+                                     ? "under the name of another one"
+                                     : fmt::format("of other work (digest {}, not {})",
+                                                   printable(report.digest, 64), tiles.digest);
         if (++count <= kMostTold) {
             wrong += fmt::format("{}tile {} {}", wrong.empty() ? "" : ", ", tile, what);
         }
@@ -67,7 +87,7 @@ Result<void> checkTiles(const TileSet& tiles)
                     FaultKind::FailedWork});
 }
 
-Result<bool> isTileWritten(const TileSet& tiles, std::int32_t tile)
+Result<TileState> stateOfTile(const TileSet& tiles, std::int32_t tile)
 {
     const TileReport report = tiles.lookAt(tile);
     if (report.state == TileState::Other || report.state == TileState::Foreign) {
@@ -76,7 +96,7 @@ Result<bool> isTileWritten(const TileSet& tiles, std::int32_t tile)
                         "give another name after -o, or remove what isn't needed any more",
                         FaultKind::FailedWork});
     }
-    return report.state == TileState::Complete;
+    return report.state;
 }
 
 Result<std::string> firstTileOf(const std::string& index, const char* extension, const char* command)
@@ -148,20 +168,46 @@ std::optional<TileReport> lookAtHead(const std::string& path, const std::string&
     if (beginning.size() < expected.size() && expected.starts_with(beginning)) {
         return TileReport{TileState::Cut};
     }
-    const TileHead head = tileHead(path, mark, end);
-    const auto digest = head.find("digest");
-    return digest == head.end() ? TileReport{TileState::Foreign}
-                                : TileReport{TileState::Other, digest->second};
+    TileHead head = tileHead(path, mark, end);
+    const auto hasMember = [&](const char* key) {
+        return expected.find(fmt::format("{}: {}\n", key, head[key])) != std::string::npos;
+    };
+    // Other bytes in the head of this very tile.
+    if (hasMember("digest") && hasMember("tile")) {
+        return TileReport{TileState::Damaged};
+    }
+    return head["digest"].empty() ? TileReport{TileState::Foreign}
+                                  : TileReport{TileState::Other, head["digest"]};
 }
 
-TileReport lookAtTail(const std::string& path, std::uint64_t place, std::string_view tail)
+std::string TileEnd::with(const Digest& checksum) const
 {
+    return std::string(before) + checksum.hex() + std::string(after);
+}
+
+TileReport lookAtEnd(const std::string& path, std::uint64_t place, const TileEnd& end)
+{
+    constexpr std::size_t kPieceBytes = 1 << 20;
+    std::error_code isMissing;
+    const std::uint64_t size = fs::file_size(path, isMissing);
+    if (isMissing || size < place + end.size()) {
+        return {TileState::Cut};
+    }
+    if (size > place + end.size()) {
+        return {TileState::Longer};
+    }
     std::ifstream file(path, std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(place));
-    std::string found(tail.size() + 1, '\0');
+    Digest checksum;
+    std::string piece;
+    for (std::uint64_t left = place; left > 0; left -= piece.size()) {
+        stopIfAsked();
+        piece.resize(static_cast<std::size_t>(std::min<std::uint64_t>(left, kPieceBytes)));
+        file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
+        checksum.add(piece);
+    }
+    std::string found(end.size(), '\0');
     file.read(found.data(), static_cast<std::streamsize>(found.size()));
-    found.resize(static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0)));
-    return {found == tail ? TileState::Complete : TileState::Cut};
+    return {file && found == end.with(checksum) ? TileState::Complete : TileState::Damaged};
 }
 
 std::string hexOf(const std::string& text)

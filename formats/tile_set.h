@@ -1,7 +1,9 @@
 #pragma once
 
+#include "core/engine/keep_going.h"
 #include "core/values/export.h"
 #include "core/values/fault.h"
+#include "formats/digest.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,10 +16,12 @@ namespace zrk {
 
 enum class TileState {
     Missing,
-    Cut,      ///< its beginning alone
-    Complete, ///< its head, as many bytes as it must have, and its tail
-    Other,    ///< made from something else: another digest
-    Foreign,  ///< no tile
+    Cut,     ///< its beginning alone
+    Longer,  ///< with bytes behind its end
+    Damaged, ///< with other bytes than were written, as its checksum tells
+    Complete,
+    Other,   ///< made from something else: another digest
+    Foreign, ///< no tile
 };
 
 struct TileReport {
@@ -36,7 +40,7 @@ struct ZRK_API TileSet {
     virtual std::int32_t count() const = 0;
     /// With its point, such as ".vti".
     virtual const char* extension() const = 0;
-    /// What stands in the place of a tile. Reads its head and tail.
+    /// What stands in the place of a tile. Reads all of it.
     virtual TileReport lookAt(std::int32_t tile) const = 0;
 
     std::string fileOf(std::int32_t tile) const;
@@ -50,12 +54,16 @@ protected:
     TileSet& operator=(TileSet&&) = default;
 };
 
-/// Refuses tiles that aren't all complete, with a list of what is wrong (FailedWork).
-ZRK_API Result<void> checkTiles(const TileSet& tiles);
+/// Refuses tiles that aren't all complete, with a list of what is wrong (FailedWork). Reads all of them.
+ZRK_API Result<void> checkTiles(const TileSet& tiles, const KeepGoing& keepGoing);
 
-/// True for a tile that is written already. Refuses what stands in its place and isn't it, with both digests
-/// where it is one of other work (FailedWork).
-ZRK_API Result<bool> isTileWritten(const TileSet& tiles, std::int32_t tile);
+/// What stands in the place of a tile that is to be written: Complete, then there is nothing to do, Missing,
+/// or one of this work that isn't good and may be written over. Refuses anything else, with both digests
+/// where it is a tile of other work (FailedWork).
+ZRK_API Result<TileState> stateOfTile(const TileSet& tiles, std::int32_t tile);
+
+/// A state in words, such as "cut short".
+ZRK_API const char* wordsFor(TileState state);
 
 /// The file of the first tile of a set that is there. Refused where there is none (FailedWork).
 /// @param command  that writes such tiles, for the message.
@@ -71,8 +79,18 @@ TileHead tileHead(const std::string& path, const std::string& mark, const std::s
 /// @param mark, end  around the lines of its head, which have the digest.
 std::optional<TileReport> lookAtHead(const std::string& path, const std::string& expected,
                                      const std::string& mark, const std::string& end);
-/// Complete where a file ends with this tail, which begins at a place; else cut short.
-TileReport lookAtTail(const std::string& path, std::uint64_t place, std::string_view tail);
+/// The end of a tile: a checksum (see digest.h) of all bytes before it stands between two texts.
+struct TileEnd {
+    std::string_view before;
+    std::string_view after;
+
+    std::size_t size() const { return before.size() + Digest::kDigits + after.size(); }
+    std::string with(const Digest& checksum) const;
+};
+
+/// What a file whose head is good is by its end and its checksum.
+/// @param place  where the end begins in a complete tile.
+TileReport lookAtEnd(const std::string& path, std::uint64_t place, const TileEnd& end);
 /// The first bytes of a file.
 std::string beginningOf(const std::string& path, std::size_t most);
 

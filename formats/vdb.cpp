@@ -632,7 +632,7 @@ VolumeSource sourceOf(const openvdb::GridPtrVec& grids, const std::string& path)
         refuseGrids(path, "a grid without active voxels");
     }
     const std::size_t components = numbers ? 1 : opacities ? 4 : 3;
-    VolumeSource source{volumeIn(box, *grids[0], static_cast<int>(components), path), {}};
+    VolumeSource source{volumeIn(box, *grids[0], static_cast<int>(components), path), false, {}};
     source.read = [=, at = box.min()](std::span<double> values) mutable {
         return attempt(path, [&] {
             for (std::size_t done = 0; done + components <= values.size();) {

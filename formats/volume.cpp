@@ -218,8 +218,17 @@ Result<VolumeWriter> VolumeWriter::create(const std::string& path, double bytes,
     if (const Result<void> room = checkRoom(path, bytes); !room) {
         return refused(room.error());
     }
-    file->write(frame.head.data(), frame.head.size());
-    return VolumeWriter(std::move(*file), type, std::move(frame.tail));
+    VolumeWriter writer(std::move(*file), type, std::move(frame));
+    writer.put(writer._frame.head.data(), writer._frame.head.size());
+    return writer;
+}
+
+bool VolumeWriter::put(const void* bytes, std::size_t size)
+{
+    if (_checksum) {
+        _checksum->add(bytes, size);
+    }
+    return _file.write(bytes, size);
 }
 
 bool VolumeWriter::write(std::span<const double> values)
@@ -233,17 +242,20 @@ bool VolumeWriter::write(std::span<const double> values)
         stopIfAsked();
         const auto chunk = values.subspan(done, std::min(kChunkValues, values.size() - done));
         if (_type == NumberType::Float64) {
-            isWritten = _file.write(chunk.data(), chunk.size_bytes());
+            isWritten = put(chunk.data(), chunk.size_bytes());
         } else {
             const std::vector<std::uint8_t> bytes = encoded(chunk, _type);
-            isWritten = _file.write(bytes.data(), bytes.size());
+            isWritten = put(bytes.data(), bytes.size());
         }
     }
     return isWritten;
 }
 
-VolumeWriter::VolumeWriter(AtomicFile file, NumberType type, std::string tail)
-    : _file(std::move(file)), _type(type), _tail(std::move(tail))
+VolumeWriter::VolumeWriter(AtomicFile file, NumberType type, VolumeFrame frame)
+    : _file(std::move(file)),
+      _type(type),
+      _frame(std::move(frame)),
+      _checksum(_frame.end.empty() ? nullptr : std::make_unique<Digest>())
 {}
 VolumeWriter::~VolumeWriter() = default;
 VolumeWriter::VolumeWriter(VolumeWriter&&) noexcept = default;
@@ -256,7 +268,8 @@ Result<void> VolumeWriter::commit(const KeepGoing& keepGoing)
             return written;
         }
     }
-    _file.write(_tail.data(), _tail.size());
+    const std::string end = _frame.tail + (_checksum ? _checksum->hex() + _frame.end : "");
+    _file.write(end.data(), end.size());
     return _file.commit();
 }
 

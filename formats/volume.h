@@ -4,6 +4,7 @@
 #include "core/values/export.h"
 #include "core/values/fault.h"
 #include "formats/atomic_file.h"
+#include "formats/digest.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -52,6 +53,7 @@ struct Volume {
 struct VolumeFrame {
     std::string head;
     std::string tail;
+    std::string end{}; ///< where there is one, the checksum of head and values stands between tail and end
 };
 
 class VdbVolume;
@@ -86,17 +88,19 @@ public:
     /// why.
     bool write(std::span<const double> values);
     /// The same of bytes that are encoded already; not for .vdb.
-    bool writeEncoded(const void* bytes, std::size_t size) { return _file.write(bytes, size); }
+    bool writeEncoded(const void* bytes, std::size_t size) { return put(bytes, size); }
     /// As the last call. Precondition: all values are there.
     Result<void> commit(const KeepGoing& keepGoing = {});
 
 private:
-    VolumeWriter(AtomicFile file, NumberType type, std::string tail);
+    VolumeWriter(AtomicFile file, NumberType type, VolumeFrame frame);
+    bool put(const void* bytes, std::size_t size);
 
     AtomicFile _file;
     NumberType _type;
-    std::string _tail;
-    std::unique_ptr<VdbVolume> _vdb; ///< where all of it is gathered, or null
+    VolumeFrame _frame;
+    std::unique_ptr<Digest> _checksum; ///< of what was put, or null
+    std::unique_ptr<VdbVolume> _vdb;   ///< where all of it is gathered, or null
 };
 
 /// Writes all values in the volume's type of numbers, NaN and infinity included, in the format of the file

@@ -493,7 +493,7 @@ Result<VolumeSource> sourceOf(ByteStream stream, VolumeFormat format,
             return volumeOf(std::move(channels), file->place());
         });
     }
-    VolumeSource source{head.volume, {}};
+    VolumeSource source{head.volume, !head.numbers.isFloat, {}};
     Volume& volume = source.volume;
     if (!head.hasPositions) {
         placeNodes(volume, {0, 0, 0}, {1, 1, 1}, file->place());
@@ -564,6 +564,11 @@ Result<VolumeSource> volumeOf(std::vector<ImageChannel<3>> read, const std::stri
     std::copy_n(dims, 3, source.volume.dims);
     placeNodes(source.volume, {0, 0, 0}, {1, 1, 1}, path);
     source.volume.name = std::filesystem::path(path).stem().string();
+    source.holdsWholeNumbers =
+        std::all_of(channels->begin(), channels->end(), [](const ImageChannel<3>& channel) {
+            return std::holds_alternative<Raster<1, 3, std::uint8_t>>(channel) ||
+                   std::holds_alternative<Raster<1, 3, std::uint16_t>>(channel);
+        });
     source.read = [channels, components,
                    node = std::size_t{0}](std::span<double> values) mutable -> Result<void> {
         const std::size_t nodes = values.size() / components;

@@ -17,6 +17,7 @@ namespace zrk {
 /// A volume that is read from a file from front to back, with room for few of its values at a time.
 struct VolumeSource {
     Volume volume; ///< all that the file tells, without values; 1 apart where it tells no positions
+    bool holdsWholeNumbers = false; ///< of 8 or 16 bits without a sign
     /// Reads the next values, in the order of Volume::values and as numbers of the file: 8 bit are 0 to 255.
     /// Those of whole nodes, and no more than are left. Refused where the file ends before.
     std::function<Result<void>(std::span<double> values)> read;

@@ -25,6 +25,7 @@ constexpr double kTileBytes = 8 << 20;
 constexpr double kLeastLayers = 16;
 constexpr const char* kTileMark = "<!-- zrk tile\n";
 constexpr const char* kTileMarkEnd = "\n-->\n";
+constexpr TileEnd kTileEnd{"\n  </AppendedData>\n<!-- zrk checksum: ", " -->\n</VTKFile>\n"};
 constexpr std::string_view kIndexMark = "<!-- zrk index of tiles -->\n";
 
 /// Layers of cells in a tile.
@@ -107,7 +108,10 @@ std::int32_t VolumeTiles::lastLayer(std::int32_t tile) const
 
 VolumeFrame VolumeTiles::frameOf(std::int32_t tile) const
 {
-    return vtiFrame(volume, firstLayer(tile), lastLayer(tile), commentOn(*this, tile));
+    VolumeFrame frame = vtiFrame(volume, firstLayer(tile), lastLayer(tile), commentOn(*this, tile));
+    frame.tail = kTileEnd.before;
+    frame.end = kTileEnd.after;
+    return frame;
 }
 
 std::uint64_t VolumeTiles::bytesOf(std::int32_t tile) const
@@ -131,7 +135,7 @@ TileReport VolumeTiles::lookAt(std::int32_t tile) const
     const VolumeFrame frame = frameOf(tile);
     // The length of the values stands at the end of the head, and isn't text.
     const auto other = lookAtHead(path, frame.head, kTileMark, kTileMarkEnd);
-    return other ? *other : lookAtTail(path, frame.head.size() + bytesOf(tile), frame.tail);
+    return other ? *other : lookAtEnd(path, frame.head.size() + bytesOf(tile), kTileEnd);
 }
 
 Result<VolumeWriter> createTile(const VolumeTiles& tiles, std::int32_t tile)

@@ -4,6 +4,7 @@
 #include "core/engine/worker_team.h"
 #include "core/values/batch.h"
 #include "core/values/large_pages.h"
+#include "core/values/memory_budget.h"
 #include "host/free_memory.h"
 
 #include <fmt/core.h>
@@ -25,23 +26,27 @@ namespace {
 
 const std::string kPlace = "sampling";
 
+/// What to lower where there are too many samples.
+constexpr const char* kLessOfGrid = "ask for a lower resolution or smaller bounds";
+constexpr const char* kLessOfSlice = "ask for a smaller --size";
+constexpr const char* kLessOfList = "ask for fewer positions";
+
 /// Refuses grids that can't be sampled, before anything is allocated.
-void checkSize(double samples, std::size_t components)
+void checkSize(double samples, std::size_t components, const std::string& remedy)
 {
-    constexpr double kGigabyte = 1024.0 * 1024.0 * 1024.0;
     const double bytes = samples * static_cast<double>(components) * sizeof(double);
-    const auto refuse = [&](const std::string& limit) {
+    const auto refuse = [&](const std::string& limit, const std::string& more) {
         throw zrk::FaultError(
-            {kPlace,
-             fmt::format("a grid of {:.0f} samples, which needs {:.1f} GiB", samples, bytes / kGigabyte),
-             limit, "ask for a lower resolution or smaller bounds", zrk::FaultKind::FailedWork});
+            {kPlace, fmt::format("a grid of {:.0f} samples, which needs {}", samples, zrk::shownBytes(bytes)),
+             limit, remedy + more, zrk::FaultKind::FailedWork});
     };
     if (samples > std::numeric_limits<std::int32_t>::max()) {
-        refuse("at most 2147483647 samples");
+        refuse("at most 2147483647 samples", "");
     }
     const auto available = memoryToUse();
     if (available && bytes > *available) {
-        refuse(fmt::format("at most the {:.1f} GiB of memory that are free", *available / kGigabyte));
+        refuse(fmt::format("at most the {} of memory that are free", zrk::shownBytes(*available)),
+               ", or allow more with --memory");
     }
 }
 
@@ -165,12 +170,13 @@ private:
 };
 
 FieldValues sampleDomain(const zrk::IField& field, std::shared_ptr<zrk::EvaluationDomain<3, double>> domain,
-                         bool keepsWeightless, zrk::ProgressMonitor* monitor, std::size_t threads)
+                         bool keepsWeightless, zrk::ProgressMonitor* monitor, std::size_t threads,
+                         const char* remedy)
 {
     const auto samples = static_cast<std::size_t>(domain->sampleCount());
     zrk::FieldSampler sampler(field.generator(), std::move(domain));
     const std::size_t components = zrk::componentCount(sampler.generator->descriptor().outputShape);
-    checkSize(static_cast<double>(samples), components);
+    checkSize(static_cast<double>(samples), components, remedy);
     FieldValues values(samples * components);
     if (threads > 0) {
         sampler.threadCount = threads;
@@ -226,13 +232,14 @@ private:
 };
 
 FieldValues samplePrepared(const zrk::PreparedField& field, const zrk::EvaluationDomain<3, double>& domain,
-                           bool keepsWeightless, zrk::ProgressMonitor* monitor, std::size_t threads)
+                           bool keepsWeightless, zrk::ProgressMonitor* monitor, std::size_t threads,
+                           const char* remedy)
 {
     constexpr std::int32_t kPart = 1 << 14; ///< samples that a worker takes at a time
     constexpr unsigned kInterval = 20;      ///< milliseconds between two reports
     const std::int32_t samples = domain.sampleCount();
     const std::size_t components = field.componentCount();
-    checkSize(samples, components);
+    checkSize(samples, components, remedy);
     FieldValues values(static_cast<std::size_t>(samples) * components);
     ComponentSink sink(values, components, keepsWeightless);
     std::atomic<std::int32_t> next{0};
@@ -318,8 +325,9 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field, const zrk::Region
     return zrk::attempt(kPlace, [&] {
         const auto& n = region.dimensions();
         // Before the domain is made, which refuses such a grid without the size in bytes.
-        checkSize(static_cast<double>(n[0]) * n[1] * n[2], 1);
-        return sampleDomain(field, std::make_shared<zrk::GridDomain>(region), false, monitor, threads);
+        checkSize(static_cast<double>(n[0]) * n[1] * n[2], 1, kLessOfGrid);
+        return sampleDomain(field, std::make_shared<zrk::GridDomain>(region), false, monitor, threads,
+                            kLessOfGrid);
     });
 }
 
@@ -327,15 +335,16 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field,
                                      std::shared_ptr<zrk::EvaluationDomain<3, double>> positions,
                                      zrk::ProgressMonitor* monitor, std::size_t threads)
 {
-    return zrk::attempt(kPlace,
-                        [&] { return sampleDomain(field, std::move(positions), false, monitor, threads); });
+    return zrk::attempt(kPlace, [&] {
+        return sampleDomain(field, std::move(positions), false, monitor, threads, kLessOfGrid);
+    });
 }
 
 zrk::Result<FieldValues> sampleField(const zrk::IField& field, const SlicePlane& plane,
                                      zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     return zrk::attempt(kPlace, [&] {
-        return sampleDomain(field, std::make_shared<SlicePlane>(plane), true, monitor, threads);
+        return sampleDomain(field, std::make_shared<SlicePlane>(plane), true, monitor, threads, kLessOfSlice);
     });
 }
 
@@ -344,8 +353,8 @@ zrk::Result<FieldValues> sampleField(const zrk::IField& field,
                                      zrk::ProgressMonitor* monitor, std::size_t threads)
 {
     return zrk::attempt(kPlace, [&] {
-        return sampleDomain(field, std::make_shared<zrk::PointListDomain>(positions), false, monitor,
-                            threads);
+        return sampleDomain(field, std::make_shared<zrk::PointListDomain>(positions), false, monitor, threads,
+                            kLessOfList);
     });
 }
 
@@ -355,15 +364,16 @@ zrk::Result<FieldValues> sampleField(const zrk::PreparedField& field,
 {
     return zrk::attempt(kPlace, [&] {
         const auto& n = region.dimensions();
-        checkSize(static_cast<double>(n[0]) * n[1] * n[2], field.componentCount());
-        return samplePrepared(field, zrk::GridDomain(region), false, monitor, threads);
+        checkSize(static_cast<double>(n[0]) * n[1] * n[2], field.componentCount(), kLessOfGrid);
+        return samplePrepared(field, zrk::GridDomain(region), false, monitor, threads, kLessOfGrid);
     });
 }
 
 zrk::Result<FieldValues> sampleField(const zrk::PreparedField& field, const SlicePlane& plane,
                                      zrk::ProgressMonitor* monitor, std::size_t threads)
 {
-    return zrk::attempt(kPlace, [&] { return samplePrepared(field, plane, true, monitor, threads); });
+    return zrk::attempt(kPlace,
+                        [&] { return samplePrepared(field, plane, true, monitor, threads, kLessOfSlice); });
 }
 
 std::size_t componentCountOf(const zrk::IField& field)

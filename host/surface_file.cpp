@@ -304,7 +304,9 @@ zrk::Result<WrittenSurface> joinSurface(const zrk::SurfaceTiles& tiles, const st
                                    "a .3mf, .stl, .ply or .obj file", "write it by `zrk surface`"});
         }
         zrk::valueOrThrow(checkSurfaceFormat(file, format, tiles.hasColors, false));
-        zrk::valueOrThrow(zrk::checkTiles(tiles));
+        runStage("checking", [&](zrk::ProgressMonitor& monitor) {
+            zrk::valueOrThrow(zrk::checkTiles(tiles, zrk::followedBy(&monitor)));
+        });
         zrk::AtomicFile target = zrk::valueOrThrow(zrk::AtomicFile::create(file));
         std::optional<zrk::JoinedSurface> joined;
         runStage("joining", [&](zrk::ProgressMonitor& monitor) {

@@ -84,7 +84,7 @@ ZRK_API zrk::SurfaceTiles surfaceTiles(const std::string& index, const std::stri
 
 /// Writes the surface of tiles, in the format of the file's name: the bytes that writeSurface() gives.
 /// Refused where tiles aren't complete, as writeSurface() is where there is no surface, and for a level set.
-/// Its stages are "joining" and "writing".
+/// Its stages are "checking", "joining" and "writing".
 ZRK_API zrk::Result<WrittenSurface> joinSurface(const zrk::SurfaceTiles& tiles, const std::string& file,
                                                 const StageRunner& runStage);
 

@@ -2,6 +2,7 @@
 
 #include "core/engine/progress.h"
 #include "core/mesh/beams/beam_lattice.h"
+#include "core/values/memory_budget.h"
 #include "core/values/vector3.h"
 #include "formats/atomic_file.h"
 #include "host/free_memory.h"
@@ -17,7 +18,6 @@ namespace zrkmodel {
 
 namespace {
 
-constexpr double kGigabyte = 1024.0 * 1024.0 * 1024.0;
 constexpr double kMostVertices = std::numeric_limits<std::uint32_t>::max();
 /// Bytes for each vertex: 24 of its own and 24 of two triangles, and twice as much again while a list that is
 /// full moves to a larger place. The layers in work are within that: 77 to 126 were measured in all.
@@ -25,9 +25,10 @@ constexpr double kBytesAVertex = 150;
 /// Bytes for each vertex that a level set takes beside the mesh: its triangles once more with their
 /// hierarchy, and voxels.
 constexpr double kLevelSetBytesAVertex = 800;
-/// Bytes for each vertex of the layers in work: their leaves with what is known of cells and crossings.
-constexpr double kBytesInWork = 300;
-/// Two layers are in work at once, which may hold twice what layers hold on average.
+/// Bytes for each vertex of the layer in work: some rows of its leaves with all that is known, of the others
+/// the vertices that face the next layer.
+constexpr double kBytesInWork = 30;
+/// A layer may hold several times what layers hold on average.
 constexpr double kLayersAtOnce = 4;
 /// Bytes for each vertex on the disk: 24 of its own and 24 of two triangles on the way, and in the file at
 /// most 110, in text.
@@ -37,11 +38,18 @@ constexpr std::int32_t kTrialCells = 64;
 /// Vertices for a square of cells across the bounds, of a surface that fills them: a gyroid has some 20.
 constexpr double kManyVertices = 40;
 
-[[noreturn]] void refuseSize(const std::string& found, const std::string& limit)
+[[noreturn]] void refuseSize(const std::string& found, const std::string& limit, const char* more = "")
 {
-    throw zrk::FaultError({"surface", found, limit,
-                           "ask for a lower --resolution, a larger --cell or smaller --bounds",
-                           zrk::FaultKind::FailedWork});
+    throw zrk::FaultError(
+        {"surface", found, limit,
+         std::string("ask for a lower --resolution, a larger --cell or smaller --bounds") + more,
+         zrk::FaultKind::FailedWork});
+}
+
+[[noreturn]] void refuseMemory(const std::string& found, double free)
+{
+    refuseSize(found, fmt::format("at most the {} of memory that are free", zrk::shownBytes(free)),
+               ", or allow more with --memory");
 }
 
 double longestSide(const zrk::SurfaceSettings& settings)
@@ -106,8 +114,8 @@ double bytesOfLists(const zrk::PreparedField& field, const zrk::SurfaceSettings&
 
 std::string foundSize(const zrk::SurfaceSettings& settings, double vertices, double bytes)
 {
-    return fmt::format("{} x {} x {} cells, with some {:.2g} vertices, which need {:.1f} GiB",
-                       settings.cells[0], settings.cells[1], settings.cells[2], vertices, bytes / kGigabyte);
+    return fmt::format("{} x {} x {} cells, with some {:.2g} vertices, which need {}", settings.cells[0],
+                       settings.cells[1], settings.cells[2], vertices, zrk::shownBytes(bytes));
 }
 
 void checkVertices(const std::string& found, double vertices)
@@ -178,7 +186,7 @@ void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSetting
     const std::string found = foundSize(settings, vertices, bytes);
     checkVertices(found, vertices);
     if (free && bytes > *free) {
-        refuseSize(found, fmt::format("at most the {:.1f} GiB of memory that are free", *free / kGigabyte));
+        refuseMemory(found, *free);
     }
 }
 
@@ -204,13 +212,12 @@ void checkPiecesSize(const zrk::PreparedField& field, const zrk::SurfaceSettings
     const double vertices = estimatedVertices(field, settings, monitor);
     checkVertices(foundSize(settings, vertices, diskFor(vertices)), vertices);
     if (free && memoryFor(vertices) > *free) {
-        refuseSize(foundSize(settings, vertices, memoryFor(vertices)),
-                   fmt::format("at most the {:.1f} GiB of memory that are free", *free / kGigabyte));
+        refuseMemory(foundSize(settings, vertices, memoryFor(vertices)), *free);
     }
     if (room && diskFor(vertices) > *room) {
         refuseSize(
             foundSize(settings, vertices, diskFor(vertices)),
-            fmt::format("at most the {:.1f} GiB that are free on the disk of {}", *room / kGigabyte, file));
+            fmt::format("at most the {} that are free on the disk of {}", zrk::shownBytes(*room), file));
     }
 }
 

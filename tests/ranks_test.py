@@ -6,10 +6,11 @@ import pathlib
 import shutil
 import signal
 import subprocess
+import sys
 import time
 import unittest
 
-from zrk_program import PATIENCE, PROGRAM, ROOT, ZrkTest, run
+from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, ZrkTest, graph, run
 
 GYROID = ROOT / "examples/gyroid.zrk.json"
 VOLUME = ["--dims", "100,100,330"]  # four tiles
@@ -20,6 +21,15 @@ HAS_MODULE = (pathlib.Path(PROGRAM).parent / "zrk_mpi.so").exists()
 
 def digest(path):
     return hashlib.sha256(path.read_bytes()).hexdigest()
+
+
+# Runs a rank and writes the processor time that it took.
+TIMED = """import os, resource, subprocess, sys
+status = subprocess.call(sys.argv[2:])
+seconds = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime
+open(f"{sys.argv[1]}.{os.environ['OMPI_COMM_WORLD_RANK']}", "w").write(str(seconds))
+sys.exit(status)
+"""
 
 
 def is_alive(pid):
@@ -38,9 +48,9 @@ class Refused(ZrkTest):
 
 @unittest.skipUnless(HAS_MODULE and shutil.which("mpirun"), "needs Open MPI (tools/install-dependencies mpi)")
 class Ranks(ZrkTest):
-    def start(self, ranks, *arguments):
+    def start(self, ranks, *arguments, program=(PROGRAM,)):
         environment = {**os.environ, "OMPI_ALLOW_RUN_AS_ROOT": "1", "OMPI_ALLOW_RUN_AS_ROOT_CONFIRM": "1"}
-        command = ["mpirun", "--oversubscribe", "--bind-to", "none", "-n", ranks, PROGRAM, "--mpi", *arguments]
+        command = ["mpirun", "--oversubscribe", "--bind-to", "none", "-n", ranks, *program, "--mpi", *arguments]
         return subprocess.Popen(list(map(str, command)), env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
 
     def finish(self, process, status=0):
@@ -95,6 +105,31 @@ class Ranks(ZrkTest):
             for path in self.folder.glob("part*"):
                 path.unlink()
 
+    def test_what_is_frozen_is_computed_once(self):
+        sweep = {"id": 1, "type": "ImageSweep", "values": {"imageA": "a", "imageB": "b", "resolution": 48, "steps": 12}}
+        pictures = [{"uuid": name, "kind": "image2d", "path": str(ROOT / f"examples/pictures/{file}.png")}
+                    for name, file in (("a", "ring"), ("b", "gear"))]
+        raster = {"id": 3, "type": "RasterFX", "values": {"resolution": 100}}
+        box = {"modelBounds": [[-1, -1, -1], [1, 1, 1]]}
+        documents = {"sweep": graph([sweep], output=(1, 0), resources=pictures),
+                     "rasters": graph([SPHERE, {**raster, "id": 2}, raster], [(1, 0, 2, 0), (2, 0, 3, 0)], (3, 0), context=box),
+                     "mesh": graph([{"id": 1, "type": "MeshSDF", "import": {"path": str(ROOT / "examples/torus_knot.obj")}}],
+                                   output=(1, 0), context={"modelBounds": [[0, 0, 0], [5, 5, 5]]})}
+        timed = self.put(TIMED, "timed.py")
+        for name, text in documents.items():
+            document = self.put(text, f"{name}.zrk.json")
+            command, index = ("surface", "zrk-tiles") if name == "rasters" else ("sample", "pvti")
+            options = [document, "--resolution", 20, "--threads", 1]
+            self.succeed(command, *options, "--shard", "1/1", "-o", self.folder / f"whole.{index}", seconds=200)
+            self.finish(self.start(3, command, *options, "-o", self.folder / f"{name}.{index}",
+                                   program=(sys.executable, timed, self.folder / "seconds", PROGRAM)))
+            self.assertEqual(list(self.tiles(name).values()), list(self.tiles("whole").values()), name)
+            first, *others = (float((self.folder / f"seconds.{rank}").read_text()) for rank in range(3))
+            if name != "mesh":
+                self.assertLess(max(others), first / 2, name)
+            for path in self.folder.glob("whole_*"):
+                path.unlink()
+
     def test_a_rank_that_dies_ends_all(self):
         for victim in (0, -1):
             process = self.start(3, "sample", GYROID, *LONG, "--threads", 1, "-o", self.folder / "part.pvti")
@@ -113,16 +148,24 @@ class Ranks(ZrkTest):
                 path.unlink()
 
     def test_an_interrupt_ends_all(self):
-        process = self.start(3, "sample", GYROID, *LONG, "--threads", 1, "-o", self.folder / "part.pvti")
-        self.wait_for_tiles(3)
-        ranks = self.ranks_of(process)
-        begun = time.monotonic()
-        process.send_signal(signal.SIGINT)
-        self.finish(process, None)
-        self.assertLess(time.monotonic() - begun, 10 * PATIENCE)
-        self.assertEqual(len(ranks), 3)
-        self.assertFalse([pid for pid in ranks if is_alive(pid)])
-        self.assertFalse([name for name in self.files() if name.endswith(".tmp")])
+        # Of mpirun, which asks the ranks to end, may lose what they tell then, and ends with 1; and of all ranks, as srun does it.
+        for of_ranks in (False, True):
+            process = self.start(3, "sample", GYROID, "--dims", "300,300,6000", "--threads", 1, "-o", self.folder / "part.pvti")
+            self.wait_for_tiles(3)
+            ranks = self.ranks_of(process)
+            begun = time.monotonic()
+            for pid in ranks if of_ranks else [process.pid]:
+                os.kill(pid, signal.SIGINT)
+            told = self.finish(process, 130 if of_ranks else None)
+            self.assertLessEqual(told.count("zrk: "), 1, told)
+            if of_ranks:
+                self.assertIn("zrk: interrupted; tiles that are written stay, and the same command goes on with the others\n", told)
+            self.assertLess(time.monotonic() - begun, 10 * PATIENCE)
+            self.assertEqual(len(ranks), 3)
+            self.assertFalse([pid for pid in ranks if is_alive(pid)])
+            self.assertFalse([name for name in self.files() if name.endswith(".tmp")])
+            for path in self.folder.glob("part*"):
+                path.unlink()
 
     def test_a_fault_is_told_and_ends_all(self):
         part = self.folder / "part.pvti"

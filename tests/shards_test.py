@@ -32,6 +32,36 @@ def end_early(arguments, seed):
         process.wait()
 
 
+def spoil(path, place):
+    """Flips a bit of a byte; None appends one instead."""
+    data = bytearray(path.read_bytes())
+    if place is None:
+        data.append(10)
+    else:
+        data[place] ^= 4
+    path.write_bytes(data)
+
+
+def spoil_and_mend(test, shard, index, ending, joined):
+    """A tile with other bytes is told by `join` and by a run, which writes it again."""
+    test.succeed(*shard)
+    tile = test.folder / f"part_0001{ending}"
+    whole = tile.read_bytes()
+    values = len(whole) // 2
+    # In the head, the first and the last of the numbers, the checksum, behind the end.
+    for place in (whole.index(b"digest") + 60, values, len(whole) - 64, len(whole) - 40, None):
+        spoil(tile, place)
+        found = "with bytes behind its end" if place is None else "damaged"
+        for target in ([], ["-o", test.folder / joined]):
+            test.refused(1, "join", test.folder / index, *target, contains=[f"tile 1 {found}", "run the shards again"])
+        told = run(*[a for a in shard if a != "--quiet"])
+        test.assertEqual(told.status, 0, told.err)
+        test.assertIn(f"{tile.name}: found a tile that is {found}", told.err)
+        test.assertIn("1 of ", told.err)
+        test.assertEqual(tile.read_bytes(), whole)
+    test.succeed("join", test.folder / index)
+
+
 class LargerThanMemory(ZrkTest):
     @unittest.skipIf(SANITIZED, "sanitizers take memory of their own")
     def test_memory_and_threads_change_nothing(self):
@@ -127,6 +157,9 @@ class Shards(ZrkTest):
         self.succeed(*self.shard(2, 4))
         self.succeed("join", self.folder / "part.pvti")
 
+    def test_damage_is_seen_and_mended(self):
+        spoil_and_mend(self, self.shard(1, 1), "part.pvti", ".vti", "v.npy")
+
     def test_other_work_is_refused_with_both_digests(self):
         document = self.put(graph([SPHERE], output=(1, 0)))
         self.succeed(*self.shard(1, 2, "part.pvti", document))
@@ -196,6 +229,19 @@ class Surfaces(ZrkTest):
             self.refused(1, "surface", GYROID, *options, "-o", self.folder / "c.stl", "--memory", "120M", *whole, contains=["memory"])
         self.assertFalse([name for name in self.files() if name.endswith(".tmp")])
 
+    def test_layers_are_divided(self):
+        box = self.put(graph([{"id": 1, "type": "BoxSDF"}], output=(1, 0), context={"modelBounds": [[-0.1, -0.1, -0.1], [1.1, 1.1, 1.1]]}))
+        whole, joined = self.folder / "a.ply", self.folder / "b.ply"
+        # Faces that fill a layer of 101^2 leaves: with all that is known of them it would take 150 MB.
+        self.succeed("surface", box, "--resolution", 800, "--threads", 1, "-o", whole, "--memory", "64M", seconds=120)
+        # Layers of 26^2 leaves are divided, too, and so are those beneath a tile.
+        options = ["--resolution", 200, "--threads", 1]
+        expected = self.in_memory("whole.ply", box, *options)
+        self.succeed("surface", box, *options, "-o", whole)
+        self.succeed("surface", box, *options, "--shard", "1/1", "-o", self.folder / "part.zrk-tiles")
+        self.succeed("join", self.folder / "part.zrk-tiles", "-o", joined)
+        self.assertEqual([digest(whole), digest(joined)], [expected] * 2)
+
     def test_every_division_gives_the_same_bytes(self):
         draw = random.Random(5)
         for options in ([], ["--sharp"], ["--iso", "0.4", "--unit", "mm"]):
@@ -264,6 +310,9 @@ class Surfaces(ZrkTest):
         # Nothing in the bounds: tiles are written, and join tells.
         self.succeed(*self.shard(1, 1, "--iso", "100", name="none.zrk-tiles"))
         self.refused(1, "join", self.folder / "none.zrk-tiles", "-o", mesh, contains=["no surface"])
+
+    def test_damage_is_seen_and_mended(self):
+        spoil_and_mend(self, self.shard(1, 1), "part.zrk-tiles", ".zrk-tile", "a.stl")
 
     def test_other_work_is_refused_with_both_digests(self):
         self.succeed(*self.shard(1, 3))

@@ -134,14 +134,28 @@ class Convert(ZrkTest):
         self.assertIn("(1,0,0) (0,2,0) (0,0,5)", head)
         self.assertIn('"mm"', head)
 
-    def test_whole_numbers_stay_as_they_are(self):
-        header = "{'descr': '|u1', 'fortran_order': False, 'shape': (2, 1, 3), }"
+    def put_npy(self, name, descr, code, numbers):
+        header = f"{{'descr': '{descr}', 'fortran_order': False, 'shape': (1, 1, {len(numbers)}), }}"
         header += " " * (117 - len(header)) + "\n"
-        self.put(b"\x93NUMPY\1\0" + struct.pack("<H", len(header)) + header.encode() + bytes([0, 1, 2, 255, 254, 9]), "u.npy")
-        self.succeed("convert", self.folder / "u.npy", self.folder / "v.npy")
-        self.assertEqual(read_npy(self.folder / "v.npy"), ((2, 1, 3), (0, 1, 2, 255, 254, 9)))
-        answer = self.succeed("convert", self.folder / "u.npy", self.folder / "w.npy", "--type", "uint8")
-        self.assertIn("4 numbers beyond 0 to 1", answer.err)
+        return self.put(b"\x93NUMPY\1\0" + struct.pack("<H", len(header)) + header.encode() +
+                        struct.pack(f"<{len(numbers)}{code}", *numbers), name)
+
+    def test_whole_numbers_stay_as_they_are(self):
+        every = tuple(range(256))
+        before = self.put_npy("u.npy", "|u1", "B", every)
+        self.succeed("convert", before, self.folder / "v.npy")
+        self.assertEqual(read_npy(self.folder / "v.npy"), ((1, 1, 256), every))
+        for extension in ("npy", "nrrd", "vti"):
+            first = self.folder / f"a.{extension}"
+            self.assertNotIn("warning", self.succeed("convert", before, first, "--type", "uint8").err)
+            self.assertIn(bytes(every), first.read_bytes())
+        wide = self.put_npy("w.npy", "<u2", "H", (0, 255, 256, 65535))
+        told = self.succeed("convert", wide, self.folder / "b.npy", "--type", "uint8").err
+        self.assertIn("2 numbers beyond 0 to 255", told)
+        self.assertTrue((self.folder / "b.npy").read_bytes().endswith(bytes([0, 255, 255, 255])))
+        floats = self.put_npy("f.npy", "<f4", "f", (0, 0.2, 1, 2))
+        self.assertIn("1 numbers beyond 0 to 1,", self.succeed("convert", floats, self.folder / "c.npy", "--type", "uint8").err)
+        self.assertTrue((self.folder / "c.npy").read_bytes().endswith(bytes([0, 51, 255, 255])))
 
     def test_reads_what_is_written(self):
         gradient = self.put(graph([SPHERE, {"id": 2, "type": "GradDerivative"}], [(1, 0, 2, 0)], output=(2, 0), context={"unit": "cm"}))

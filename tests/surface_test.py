@@ -368,7 +368,7 @@ class BadInput(SurfaceTest):
         self.assertEqual(self.files(), ["a.stl", "ball.zrk.json"])
 
     def test_too_many_cells_are_refused_before_the_work(self):
-        for options, part in ((["--resolution", 1_000_000], "GiB"), (["--cell", 1e-12], "2147483631"),
+        for options, part in ((["--resolution", 1_000_000], "TiB"), (["--cell", 1e-12], "2147483631"),
                               (["--cell", 2e-9], "4294967295 vertices")):
             begun = time.monotonic()
             self.refused(1, "surface", BLEND, "-o", self.folder / "a.stl", *options, contains=[part, "--resolution"])

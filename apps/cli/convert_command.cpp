@@ -10,7 +10,6 @@
 #include "formats/vdb.h"
 #include "formats/volume.h"
 #include "formats/volume_source.h"
-#include "host/free_memory.h"
 
 #include <fmt/core.h>
 
@@ -80,52 +79,42 @@ std::size_t numbersOf(const zrk::Volume& volume)
            static_cast<std::size_t>(volume.dims[2]) * static_cast<std::size_t>(volume.components);
 }
 
-/// Reads all, then writes it.
-void convertAtOnce(const ConvertOptions& options, const zrk::VolumeSource& source, const zrk::Volume& header)
-{
-    const double bytes = static_cast<double>(numbersOf(header)) * sizeof(double);
-    if (const auto free = zrkmodel::memoryToUse(); free && bytes > *free) {
-        constexpr double kGiB = 1024.0 * 1024.0 * 1024.0;
-        throw zrk::FaultError(
-            {"OUT", fmt::format("a VDB volume that needs {:.1f} GiB", bytes / kGiB),
-             fmt::format("at most the {:.1f} GiB of memory that are free", *free / kGiB),
-             "write .npy, .nrrd or .vti, which are written piece by piece, or take a smaller volume",
-             zrk::FaultKind::FailedWork});
-    }
-    std::vector<double> values(numbersOf(header));
-    zrk::valueOrThrow(source.read(values));
-    zrk::Volume volume = header;
-    volume.values = values;
-    withProgress("writing", options.quiet, [&](ProgressBar& bar) {
-        zrk::valueOrThrow(zrk::writeVolume(options.to, volume, zrk::followedBy(&bar)));
-    });
-}
-
-/// Reads and writes piece by piece.
+/// Reads and writes piece by piece, whole rows. Whole numbers stay whole ones.
 void convertPieces(const ConvertOptions& options, const zrk::VolumeSource& source, const zrk::Volume& volume)
 {
-    constexpr std::size_t kPieceNodes = 1 << 16;
+    constexpr std::size_t kPieceNumbers = 1 << 16;
+    const bool isUInt8 = volume.type == zrk::NumberType::UInt8;
+    const double greatest = isUInt8 && source.holdsWholeNumbers ? 255 : 1;
     zrk::VolumeWriter writer = zrk::valueOrThrow(zrk::VolumeWriter::create(options.to, volume));
     withProgress("writing", options.quiet, [&](ProgressBar& bar) {
         const zrk::KeepGoing goesOn = zrk::followedBy(&bar);
         const std::size_t all = numbersOf(volume);
-        std::vector<double> piece(std::min(all, kPieceNodes * static_cast<std::size_t>(volume.components)));
+        const std::size_t row =
+            static_cast<std::size_t>(volume.dims[0]) * static_cast<std::size_t>(volume.components);
+        std::vector<double> piece(std::min(all, std::max<std::size_t>(1, kPieceNumbers / row) * row));
         bool isWritten = true;
         std::ptrdiff_t beyond = 0;
         for (std::size_t done = 0; isWritten && done < all; done += piece.size()) {
             piece.resize(std::min(piece.size(), all - done));
             zrk::valueOrThrow(source.read(piece));
-            beyond += std::count_if(piece.begin(), piece.end(), [](double v) { return !(v >= 0 && v <= 1); });
+            if (isUInt8) {
+                for (double& number : piece) {
+                    number /= greatest;
+                    beyond += !(number >= 0 && number <= 1) ? 1 : 0;
+                }
+            }
             isWritten = writer.write(piece);
             if (!goesOn(static_cast<double>(done + piece.size()) / static_cast<double>(all))) {
                 throw zrk::FaultError(zrk::interruptedAt(options.to));
             }
         }
-        zrk::valueOrThrow(writer.commit());
-        if (volume.type == zrk::NumberType::UInt8 && beyond > 0 && !options.quiet) {
+        zrk::valueOrThrow(writer.commit(goesOn));
+        if (beyond > 0 && !options.quiet) {
             tellFault(MessageKind::Warning,
-                      {options.to, fmt::format("{} numbers beyond 0 to 1, which were cut off", beyond),
-                       "0 to 1, which uint8 has as 0 to 255", "write float32, or divide the numbers first"});
+                      {options.to,
+                       fmt::format("{} numbers beyond 0 to {}, which were cut off", beyond, greatest),
+                       greatest == 1 ? "0 to 1, which uint8 has as 0 to 255" : "whole numbers of 8 bits",
+                       "write float32, or divide the numbers first"});
         }
     });
 }
@@ -148,8 +137,7 @@ void convert(const ConvertOptions& options)
     if (options.bounds) {
         place(volume, *options.bounds);
     }
-    const bool isVdb = zrk::valueOrThrow(zrk::volumeFormat(options.to)) == zrk::VolumeFormat::Vdb;
-    (isVdb ? convertAtOnce : convertPieces)(options, source, volume);
+    convertPieces(options, source, volume);
     if (!options.quiet) {
         tell("{}: {} x {} x {} nodes\n", zrk::printable(options.to), volume.dims[0], volume.dims[1],
              volume.dims[2]);
@@ -182,7 +170,7 @@ void addConvertCommand(const Program& program)
     command
         ->add_option("--type", options->type,
                      "numbers in the file: float64 (default), float32, float16 or uint8, "
-                     "which has 0 to 1 as 0 to 255")
+                     "which has whole numbers as they are and others from 0 to 1 as 0 to 255")
         ->check(CLI::IsMember({"float64", "float32", "float16", "uint8"}));
     command->add_option("--unit", options->unit,
                         "unit that the file names: m, cm, mm, um, inch or ft; without it that of IN");

@@ -42,6 +42,12 @@ void checkTarget(const zrk::TileSet& tiles, const std::string& file)
     }
 }
 
+void checkAll(const zrk::TileSet& tiles, bool quiet)
+{
+    withProgress("checking", quiet,
+                 [&](ProgressBar& bar) { zrk::valueOrThrow(zrk::checkTiles(tiles, zrk::followedBy(&bar))); });
+}
+
 void joinVolume(const JoinOptions& options)
 {
     if (!options.file.empty() &&
@@ -50,7 +56,7 @@ void joinVolume(const JoinOptions& options)
                                "a .vdb file is made by `zrk sample`, in memory"});
     }
     const zrk::VolumeTiles tiles = zrk::valueOrThrow(zrk::VolumeTiles::find(options.index));
-    zrk::valueOrThrow(zrk::checkTiles(tiles));
+    checkAll(tiles, options.quiet);
     if (options.file.empty()) {
         zrk::valueOrThrow(zrk::writeIndex(tiles));
     } else {
@@ -69,7 +75,7 @@ void joinSurface(const JoinOptions& options)
 {
     if (options.file.empty()) {
         const zrk::SurfaceTiles tiles = zrk::valueOrThrow(zrk::SurfaceTiles::find(options.index));
-        zrk::valueOrThrow(zrk::checkTiles(tiles));
+        checkAll(tiles, options.quiet);
         if (!options.quiet) {
             tell("{}: {} tiles, all complete\n", shownIndex(options), tiles.count());
         }

@@ -138,14 +138,19 @@ void tellLackOfMemory() noexcept
 {
     tellText(
         "zrk: command: found work that needs more memory than there is, expected work that fits into it\n"
-        "  remedy: ask for less: fewer samples, a lower resolution, smaller files\n");
+        "  remedy: ask for less: fewer samples, a lower resolution, smaller files, or allow more with "
+        "--memory\n");
 }
 
 void tellFault(MessageKind kind, const zrk::Fault& fault) noexcept
 {
-    if (isSilent && kind != MessageKind::Failure) {
-        return;
+    if (!isSilent || kind == MessageKind::Failure) {
+        tellOwnFault(kind, fault);
     }
+}
+
+void tellOwnFault(MessageKind kind, const zrk::Fault& fault) noexcept
+{
     const bool isWarning = kind == MessageKind::Warning;
     const char* word = kind == MessageKind::Failure ? "zrk:" : isWarning ? "warning:" : "note:";
     try {

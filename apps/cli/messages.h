@@ -51,6 +51,8 @@ enum class MessageKind { Failure, Warning, Note };
 /// unless the environment has NO_COLOR (https://no-color.org) or a TERM without them: "dumb", or none. Where
 /// it is kept silent, only failures.
 void tellFault(MessageKind kind, const zrk::Fault& fault) noexcept;
+/// The same wherever it is kept silent: for what no other process can have met.
+void tellOwnFault(MessageKind kind, const zrk::Fault& fault) noexcept;
 
 /// While it lives, what components print on std::cout and std::cerr, complaints and progress, goes to
 /// standard error, line by line, in a form that can't reach the terminal: control characters are shown, long

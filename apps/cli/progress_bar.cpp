@@ -1,5 +1,6 @@
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/messages.h"
+#include "apps/cli/ranks.h"
 #include "formats/temporary_files.h"
 
 #include <fmt/core.h>
@@ -155,10 +156,11 @@ int endedBy(int status)
 
 void endInterrupted()
 {
-    zrk::temporaryFiles::removeAllAtEnd();
     if (barIsDrawn) {
         tellText(kClearLine);
     }
+    tellEndOfRanks();
+    zrk::temporaryFiles::removeAllAtEnd();
     _exit(endedBy(kInterruptedStatus));
 }
 

@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <string>
@@ -61,6 +62,13 @@ zrk::Result<void> beginRanks()
 
 Ranks* ranksOfRun() { return ranks; }
 
+std::unique_ptr<zrkmodel::ZRKSharedBuilding> shareBuilding()
+{
+    return ranks ? std::make_unique<zrkmodel::ZRKSharedBuilding>(
+                       !isOtherRank(), [](void* bytes, std::size_t size) { ranks->handOn(bytes, size); })
+                 : nullptr;
+}
+
 void noteSharedWork() { hasBegun = true; }
 
 bool isOtherRank() { return ranks && ranks->number() > 0; }
@@ -71,6 +79,22 @@ void leaveMessageToFirstRank()
     if (isOtherRank() && !hasBegun) {
         std::this_thread::sleep_for(kEnough);
     }
+}
+
+void tellEndOfRanks() noexcept
+{
+    // What a rank writes just before it ends, mpirun may lose.
+    constexpr std::chrono::milliseconds kEnough{200};
+    static std::atomic_flag isTold;
+    if (!ranks || isOtherRank()) {
+        return;
+    }
+    if (!isTold.test_and_set()) {
+        tellText(
+            "zrk: interrupted; tiles that are written stay, and the same command goes on with the others\n");
+    }
+    // Also of a thread that comes second, so that it doesn't end the first one's wait.
+    std::this_thread::sleep_for(kEnough);
 }
 
 void endRanks(int status)

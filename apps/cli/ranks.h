@@ -2,9 +2,12 @@
 
 #include "core/values/export.h"
 #include "core/values/fault.h"
+#include "model/shared_building.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 
 namespace zrkcli {
 
@@ -26,6 +29,8 @@ public:
     /// thread.
     virtual std::int64_t handOut(std::int64_t count, const Piece& piece,
                                  const std::function<void(std::int64_t done)>& told) = 0;
+    /// Sends bytes of rank 0 to the same place on all others. Every rank calls it, with as many of them.
+    virtual void handOn(void* bytes, std::size_t size) = 0;
     /// Waits until every rank is here, without taking a processor's time.
     virtual void meet() = 0;
     /// Ends all ranks with a status.
@@ -44,6 +49,9 @@ bool canUseRanks();
 zrk::Result<void> beginRanks();
 /// Those of this run; null in an ordinary one.
 Ranks* ranksOfRun();
+/// While it lives, what takes long to build on this thread is computed by rank 0 for all ranks of a run.
+/// Every rank builds the same then. Null in an ordinary run.
+std::unique_ptr<zrkmodel::ZRKSharedBuilding> shareBuilding();
 /// The work that ranks share begins: what fails from now on, each rank tells itself.
 void noteSharedWork();
 /// True on every rank but the first, which tells what there is to tell of the whole.
@@ -51,6 +59,8 @@ bool isOtherRank();
 /// What a rank other than the first has to tell before its work began, rank 0 has met too, and ends all: this
 /// gives it the time to.
 void leaveMessageToFirstRank();
+/// Tells, once and on rank 0 alone, that a run of several ranks is interrupted.
+void tellEndOfRanks() noexcept;
 /// Ends a run of several ranks: all at once where the status isn't 0.
 void endRanks(int status);
 

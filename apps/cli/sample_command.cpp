@@ -2,8 +2,10 @@
 #include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
+#include "apps/cli/ranks.h"
 #include "apps/cli/shard_options.h"
 #include "core/engine/keep_going.h"
+#include "core/engine/prepared_field.h"
 #include "formats/digest.h"
 #include "formats/points.h"
 #include "formats/vdb.h"
@@ -198,7 +200,15 @@ void sample(const SampleOptions& options)
 {
     checkOutput(options); // throws before any work is done
     Files files;
+    auto sharing = shareBuilding();
     const Job job(options, &files);
+    if (sharing) {
+        // What the outputs need is built here, and not tile by tile.
+        for (const zrkmodel::OutputField& output : job.outputs) {
+            const zrk::PreparedField built(output.field);
+        }
+        sharing.reset();
+    }
     const zrk::BBox<double> bounds = boundsToSample(options.bounds, job.document);
     const auto dims = options.dims ? parseDims(*options.dims)
                                    : zrkmodel::gridDims(bounds, options.resolution > 0 ? options.resolution

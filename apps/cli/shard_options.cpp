@@ -149,8 +149,14 @@ bool writeTiles(const zrk::TileSet& tiles, const std::optional<std::string>& sha
 {
     const auto writeOne = [&](std::int64_t number, bool isQuiet) {
         const auto tile = static_cast<std::int32_t>(number);
-        if (zrk::valueOrThrow(zrk::isTileWritten(tiles, tile))) {
+        const zrk::TileState state = zrk::valueOrThrow(zrk::stateOfTile(tiles, tile));
+        if (state == zrk::TileState::Complete) {
             return false;
+        }
+        if (state != zrk::TileState::Missing && !quiet) {
+            tellOwnFault(MessageKind::Warning,
+                         {tiles.fileOf(tile), fmt::format("a tile that is {}", zrk::wordsFor(state)),
+                          "a complete one", "nothing is needed: it is written again"});
         }
         write(tile, fmt::format("tile {} of {}", tile + 1, tiles.count()), isQuiet);
         return true;

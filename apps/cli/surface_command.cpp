@@ -2,6 +2,7 @@
 #include "apps/cli/mesh_report.h"
 #include "apps/cli/messages.h"
 #include "apps/cli/progress_bar.h"
+#include "apps/cli/ranks.h"
 #include "apps/cli/shard_options.h"
 #include "apps/cli/solid_options.h"
 #include "formats/atomic_file.h"
@@ -177,6 +178,7 @@ public:
         _job.checkTarget(_options.file);
         zrk::valueOrThrow(
             zrkmodel::checkSurfaceFormat(_options.file, _format, _task.colors.has_value(), _options.isOpen));
+        _sharing.reset();
     }
 
     void run()
@@ -200,7 +202,8 @@ public:
 private:
     const SurfaceOptions& _options;
     zrk::PartFormat _format;
-    std::vector<std::filesystem::path> _files; ///< that the document names
+    std::unique_ptr<zrkmodel::ZRKSharedBuilding> _sharing = shareBuilding(); ///< of job and task
+    std::vector<std::filesystem::path> _files;                               ///< that the document names
     Job _job;
     zrkmodel::SurfaceTask _task;
 

@@ -5,6 +5,7 @@
 #include "formats/mesh_format.h"
 #include "formats/obj.h"
 #include "formats/part.h"
+#include "model/shared_building.h"
 
 #include <cmath>
 #include <string>
@@ -101,9 +102,7 @@ void fit(const std::string& file, ZRKMeshFit fit, MeshToImport& mesh)
     }
 }
 
-} // namespace
-
-MeshToImport readMeshToImport(const std::filesystem::path& path, const ZRKImportOptions& options)
+MeshToImport meshAt(const std::filesystem::path& path, const ZRKImportOptions& options)
 {
     MeshToImport mesh;
     const zrk::Result<std::optional<zrk::MeshFormat>> format = zrk::meshFormatOf(path);
@@ -120,6 +119,28 @@ MeshToImport readMeshToImport(const std::filesystem::path& path, const ZRKImport
     // A mesh that is refused stays as it is.
     if (!mesh.indexFault) {
         fit(path.string(), options.fit, mesh);
+    }
+    return mesh;
+}
+
+} // namespace
+
+MeshToImport readMeshToImport(const std::filesystem::path& path, const ZRKImportOptions& options)
+{
+    const ZRKSharedBuilding* shared = ZRKSharedBuilding::current();
+    MeshToImport mesh;
+    if (!shared || shared->isFirst()) {
+        mesh = meshAt(path, options);
+    }
+    if (shared) {
+        // What is wrong with the file the first process tells.
+        bool isGood = !mesh.fault && !mesh.indexFault;
+        shared->handOn(isGood);
+        if (!isGood) {
+            return shared->isFirst() ? mesh : meshAt(path, options);
+        }
+        shared->handOn(mesh.vertices);
+        shared->handOn(mesh.indices);
     }
     return mesh;
 }

@@ -31,7 +31,8 @@ inline constexpr const char* kMeshImportOptions[] = {"polygons", "fit"};
 ///
 /// A Wavefront OBJ file whose polygons are to be kept is read as `zrk::readWavefrontObj` does it, with the
 /// complaint on the standard output; so is a file that shows no format by content or name. All others are
-/// read as `zrk::readMesh` does it.
+/// read as `zrk::readMesh` does it. Under a ZRKSharedBuilding the first process reads for all, and the others
+/// have no warnings.
 MeshToImport readMeshToImport(const std::filesystem::path& path, const ZRKImportOptions& options);
 
 } // namespace zrkmodel

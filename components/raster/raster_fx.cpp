@@ -9,6 +9,7 @@
 #include "core/values/fault.h"
 #include "core/values/memory_budget.h"
 #include "model/pins.h"
+#include "model/shared_building.h"
 
 #include <cstdint>
 #include <limits>
@@ -42,13 +43,15 @@ constexpr unsigned kUpdateRequested = 2;
 SharedVolume frozen(const zrk::IField& field, const zrk::GridBox<double>& grid, double blurRadius,
                     zrk::ProgressMonitor* monitor)
 {
-    auto raster = std::make_shared<zrk::Raster<1, 3, double>>();
-    zrk::rasterizeField(field, grid.region, *raster, monitor);
-    stopIfInterrupted(monitor, "RasterFX");
-    if (blurRadius > 0.0) {
-        zrk::gaussianBlur(*raster, grid, blurRadius);
-    }
-    return raster;
+    return std::make_shared<const zrk::Raster<1, 3, double>>(computedOnce<1, 3>([&] {
+        zrk::Raster<1, 3, double> raster;
+        zrk::rasterizeField(field, grid.region, raster, monitor);
+        stopIfInterrupted(monitor, "RasterFX");
+        if (blurRadius > 0.0) {
+            zrk::gaussianBlur(raster, grid, blurRadius);
+        }
+        return raster;
+    }));
 }
 
 zrk::Evaluation volumeEvaluator(const SharedVolume& volume, const zrk::GridBox<double>& grid)
@@ -203,7 +206,8 @@ ZRKRasterFX::next(Cache& cache, const ZRKNodeBase<1, ZRKGraphObject>& node, cons
         cache.isDirty = false;
         return nullptr;
     }
-    if (ZRKDeferredBuilding::isOn()) {
+    // Rasters behind this one are there before it is computed, also where another process does that.
+    if (ZRKDeferredBuilding::isOn() || ZRKSharedBuilding::current()) {
         field = fixedField(field);
     }
     const zrk::GridBox<double> grid = zrk::gridOverBox(*bounds, resolution.value());

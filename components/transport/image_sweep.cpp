@@ -15,6 +15,7 @@
 #include "core/values/stop.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
+#include "model/shared_building.h"
 
 #include <algorithm>
 #include <cmath>
@@ -301,13 +302,18 @@ bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
         isStopped = monitor && monitor->interruptRequested();
         return isStopped;
     };
-    auto stack = std::make_shared<Volume>(zrk::optimalTransport::transportInterpolate(
-        a, b, steps.value(), std::move(closed), zrk::workerCount(0), tell, shouldStop));
+    auto stack = std::make_shared<const Volume>(computedOnce<1, 3>([&] {
+        Volume computed = zrk::optimalTransport::transportInterpolate(a, b, steps.value(), std::move(closed),
+                                                                      zrk::workerCount(0), tell, shouldStop);
+        if (!isStopped) {
+            normalize(computed);
+        }
+        return computed;
+    }));
     if (isStopped) {
         monitor->interruptAcknowledged();
         return false;
     }
-    normalize(*stack);
     _sweep.use([&](Sweep& sweep) {
         sweep.stack = std::move(stack);
         sweep.resampledA = std::make_shared<const Pixels>(std::move(a));

@@ -103,8 +103,8 @@ public:
         }
         const bool isSimple =
             cell.patchCount == 1 && below.cell->patchCount == 1 && !isAmbiguous(face, cell.inside);
-        if (isSimple && !misses(below.polygons->leaf.vertices()[below.cell->firstVertex].position,
-                                above.polygons->leaf.vertices()[cell.firstVertex].position, axis, above)) {
+        if (isSimple && !misses(below.polygons->leaf.vertex(below.cell->firstVertex).position,
+                                above.polygons->leaf.vertex(cell.firstVertex).position, axis, above)) {
             return;
         }
         const FaceCorners& corners = faceCorners(face);
@@ -231,7 +231,7 @@ void PolygonBuilder::addPolygon(LeafPolygons& polygons, const ActiveCell& cell, 
             from[i] = _grid.coordinate(i, polygons.leaf.global(i, node[i]));
         }
         const auto relative = [&](std::size_t k) {
-            return cells[k].polygons->leaf.vertices()[corners[k].number].position - from;
+            return cells[k].polygons->leaf.vertex(corners[k].number).position - from;
         };
         const Point p[4] = {relative(0), relative(1), relative(2), relative(3)};
         const bool canCut[2] = {
@@ -242,7 +242,7 @@ void PolygonBuilder::addPolygon(LeafPolygons& polygons, const ActiveCell& cell, 
             bool second = !canCut[0];
             if (canCut[0] && canCut[1]) {
                 const auto isOnCrease = [&](std::size_t k) {
-                    return cells[k].polygons->leaf.vertices()[corners[k].number].isOnCrease;
+                    return cells[k].polygons->leaf.vertex(corners[k].number).isOnCrease;
                 };
                 const bool creases[2] = {isOnCrease(0) && isOnCrease(2), isOnCrease(1) && isOnCrease(3)};
                 const Point diagonal[2] = {p[2] - p[0], p[3] - p[1]};
@@ -272,7 +272,7 @@ const Point& LeafPolygons::position(VertexName name) const
     case VertexKind::Edge:
         return edgeVertices[name.number];
     default:
-        return leaf.vertices()[name.number].position;
+        return leaf.vertex(name.number).position;
     }
 }
 

@@ -23,8 +23,9 @@ namespace {
 
 /// Leaves that are built together, for long runs of samples.
 constexpr std::size_t kLeavesATask = 16;
-/// Leaves after which a run of layers ends.
+/// Leaves after which a run of rows ends, and those that a thread has of it.
 constexpr std::size_t kLeavesARun = 512;
+constexpr std::size_t kLeavesOfThread = 128;
 
 using Leaves = std::vector<std::unique_ptr<LeafPolygons>>;
 
@@ -121,7 +122,9 @@ private:
     LeafLookup _lookup;
     SurfaceLayers _listed{};     ///< the layers of the list
     std::vector<Index3> _places; ///< of leaves that are built, and of those in the layers around them
-    Leaves _below;               ///< the last layer that was built
+    Leaves _below;               ///< that were built and that later ones refer to
+    std::size_t _reduced = 0;    ///< the first of them that have kept their upper face alone
+    std::int64_t _beneath = 0;   ///< vertices of the layer beneath those that are asked for
     std::vector<Point> _vertices;
     std::vector<std::array<std::int64_t, 3>> _triangles;
     std::int64_t _vertexCount = 0; ///< of what the sink has
@@ -187,12 +190,18 @@ private:
         const std::size_t last = placeOfLayer(slab.end);
         const std::size_t own = placeOfLayer(_layers.first);
         _sampledLeaves += last - std::max(own, begin);
+        // The list may be another one than that which they were built by.
+        if (!std::all_of(_below.begin(), _below.end(),
+                         [this](const auto& leaf) { return hasNeighbours(leaf->leaf); })) {
+            return false;
+        }
+        const std::size_t usual = std::max(kLeavesARun, kLeavesOfThread * _threads);
         for (std::size_t first = begin; first < last && !_stopped;) {
-            // Whole layers only, so that a later run needs the last layer of this one and nothing before.
-            // What lies beneath the layers that are asked for is a run of its own.
+            // Whole rows only, so that a later run needs the last row of this one, and what faces upwards of
+            // the layer before. What lies beneath the layers that are asked for is in runs of its own.
             const std::size_t most = first < own ? own : last;
-            std::size_t end = first < own ? own : std::min(first + kLeavesARun, most);
-            while (end < most && _places[end][2] == _places[end - 1][2]) {
+            std::size_t end = std::min(first + usual, most);
+            while (end < most && isSameRow(_places[end], _places[end - 1])) {
                 ++end;
             }
             Leaves leaves;
@@ -206,10 +215,50 @@ private:
             if (!process(leaves, first < own)) {
                 return false;
             }
-            _below = lastLayer(std::move(leaves));
+            keep(std::move(leaves), end < last ? _places[end] : Index3{0, 0, slab.end});
             first = end;
+            if (first == own) {
+                numberBeneath();
+            }
         }
         return !_stopped;
+    }
+
+    static bool isSameRow(const Index3& a, const Index3& b) { return a[1] == b[1] && a[2] == b[2]; }
+
+    /// Keeps what was built as far as leaves from `next` on refer to it.
+    void keep(Leaves leaves, const Index3& next)
+    {
+        for (auto& leaf : leaves) {
+            leaf->leaf.dropCrossings();
+            leaf->faceVertices = {};
+            leaf->edgeVertices = {};
+            leaf->triangles = {};
+            _below.push_back(std::move(leaf));
+        }
+        const auto fromRow = [this](std::int32_t y, std::int32_t z) {
+            return std::lower_bound(
+                _below.begin(), _below.end(), Index3{0, y, z},
+                [](const auto& leaf, const Index3& place) { return comesBefore(leaf->leaf.at(), place); });
+        };
+        // Of the last row all is asked for, of rows before it what faces the layer above.
+        const auto lastRow = fromRow(next[1] - 1, next[2]);
+        const auto reduced = std::remove_if(_below.begin() + static_cast<std::ptrdiff_t>(_reduced), lastRow,
+                                            [](const auto& leaf) { return !leaf->leaf.keepUpperFace(); });
+        _reduced = static_cast<std::size_t>(_below.erase(reduced, lastRow) - _below.begin());
+        const auto first = fromRow(next[1] - 1, next[2] - 1);
+        _reduced -= std::min(_reduced, static_cast<std::size_t>(first - _below.begin()));
+        _below.erase(_below.begin(), first);
+    }
+
+    /// Has the numbers of the layer beneath those that are asked for end at -1.
+    void numberBeneath()
+    {
+        for (const auto& leaf : _below) {
+            for (std::int64_t& number : leaf->firstNumber) {
+                number -= _beneath;
+            }
+        }
     }
 
     /// Whether the leaves that the surface passes into from one are on the list.
@@ -243,8 +292,7 @@ private:
             };
         });
         const auto isSurrounded = [this](const auto& leaf) { return hasNeighbours(leaf->leaf); };
-        if (_stopped || !std::all_of(leaves.begin(), leaves.end(), isSurrounded) ||
-            !std::all_of(_below.begin(), _below.end(), isSurrounded)) {
+        if (_stopped || !std::all_of(leaves.begin(), leaves.end(), isSurrounded)) {
             return false;
         }
         _lookup.rebuild(_below, leaves);
@@ -269,8 +317,10 @@ private:
             return false;
         }
         if (isBeneath) {
-            std::erase_if(leaves, [&](const auto& leaf) { return !hasTriangles(*leaf); });
-            number(leaves, -number(leaves, 0));
+            // In runs of both layers, those of the lower one come first.
+            const auto above = std::find_if(leaves.begin(), leaves.end(),
+                                            [&](const auto& leaf) { return hasTriangles(*leaf); });
+            _beneath = number({above, leaves.end()}, _beneath);
             return true;
         }
         handOver(leaves, neighbours);
@@ -279,10 +329,10 @@ private:
 
     /// Gives all vertices numbers, by leaf and within it by kind, and triangles their places. Returns the
     /// number after the last vertex.
-    std::int64_t number(Leaves& leaves, std::int64_t vertices)
+    std::int64_t number(std::span<const std::unique_ptr<LeafPolygons>> leaves, std::int64_t vertices)
     {
         std::uint64_t triangles = 0;
-        for (auto& leaf : leaves) {
+        for (const auto& leaf : leaves) {
             const std::size_t counts[3] = {leaf->leaf.vertices().size(), leaf->faceVertices.size(),
                                            leaf->edgeVertices.size()};
             for (std::size_t kind = 0; kind < 3; ++kind) {
@@ -323,18 +373,6 @@ private:
             }
             ++triangle;
         }
-    }
-
-    static Leaves lastLayer(Leaves leaves)
-    {
-        Leaves last;
-        for (auto& leaf : leaves) {
-            if (leaf->leaf.at()[2] == leaves.back()->leaf.at()[2]) {
-                leaf->triangles = {};
-                last.push_back(std::move(leaf));
-            }
-        }
-        return last;
     }
 };
 

@@ -47,6 +47,33 @@ constexpr std::array<std::uint32_t, 12> kNodeOfEdge = [] {
 
 } // namespace
 
+void SurfaceLeaf::dropCrossings()
+{
+    _crossings = {};
+    _edgeAt.reset();
+}
+
+bool SurfaceLeaf::keepUpperFace()
+{
+    constexpr std::uint32_t kFirst = (kLeafCells - 1) * kLeafCells * kLeafCells;
+    const auto first =
+        std::lower_bound(_cells.begin(), _cells.end(), kFirst,
+                         [](const ActiveCell& c, std::uint32_t place) { return c.place < place; });
+    if (first == _cells.end()) {
+        return false;
+    }
+    // Cells lie in the order of their places, and vertices in that of their cells.
+    _firstPlace = kFirst;
+    _firstCell = static_cast<std::uint32_t>(first - _cells.begin());
+    _firstVertex = first->firstVertex;
+    _cells = std::vector<ActiveCell>(first, _cells.end());
+    _vertices = std::vector<CellVertex>(_vertices.begin() + _firstVertex, _vertices.end());
+    auto kept = std::make_unique<std::uint16_t[]>(kCellsOfLeaf - kFirst);
+    std::copy_n(_cellAt.get() + kFirst, kCellsOfLeaf - kFirst, kept.get());
+    _cellAt = std::move(kept);
+    return true;
+}
+
 void LeafBuilder::evaluate(Positions& positions)
 {
     positions.end();
@@ -200,7 +227,8 @@ void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
         return;
     }
     leaf._mixedFaces = mixedFaces(rows);
-    leaf._tables = std::make_unique<SurfaceLeaf::Tables>();
+    leaf._cellAt = std::make_unique<std::uint16_t[]>(kCellsOfLeaf);
+    leaf._edgeAt = std::make_unique<SurfaceLeaf::EdgeTable>();
     leaf._cells.reserve(96);
     for (std::int32_t k = 0; k < kLeafCells; ++k) {
         for (std::int32_t j = 0; j < kLeafCells; ++j) {
@@ -216,7 +244,7 @@ void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
                                                               (r[2] >> i & 3u) << 4 | (r[3] >> i & 3u) << 6);
                 const std::uint32_t place = cellPlace(i, j, k);
                 leaf._cells.push_back({static_cast<std::uint16_t>(place), inside, 0, 0, 1});
-                leaf._tables->cellAt[place] = static_cast<std::uint16_t>(leaf._cells.size());
+                leaf._cellAt[place] = static_cast<std::uint16_t>(leaf._cells.size());
                 for (unsigned faces = ambiguousFaces(inside); faces != 0; faces &= faces - 1) {
                     _centers.push_back({&leaf, static_cast<std::uint16_t>(leaf._cells.size() - 1),
                                         static_cast<std::uint8_t>(std::countr_zero(faces))});
@@ -270,7 +298,7 @@ void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values, const Rows&
             for (std::size_t axis = 0; axis < 3; ++axis) {
                 for (unsigned open = crossed[axis]; open != 0; open &= open - 1) {
                     addRoot(leaf, values, axis, {std::countr_zero(open), j, k});
-                    leaf._tables->edgeAt[axis][_roots.back().node] =
+                    (*leaf._edgeAt)[axis][_roots.back().node] =
                         static_cast<std::uint16_t>(_roots.size() - first);
                 }
             }
@@ -404,7 +432,7 @@ void LeafBuilder::findPlanes()
             plane.normal = {};
             plane.offset = 0;
         }
-        root.leaf->_crossings[root.leaf->_tables->edgeAt[root.axis][root.node] - 1u] =
+        root.leaf->_crossings[(*root.leaf->_edgeAt)[root.axis][root.node] - 1u] =
             std::min(std::max(root.at, kMargin), 1 - kMargin);
     }
 }
@@ -480,7 +508,7 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes, c
                 const auto edge = static_cast<std::size_t>(std::countr_zero(edges));
                 if (patches.count == 1 || patches.patchOf[edge] == patch) {
                     const std::uint32_t node = lowest + kNodeOfEdge[edge];
-                    const std::size_t crossing = leaf._tables->edgeAt[edge / 4][node] - 1u;
+                    const std::size_t crossing = (*leaf._edgeAt)[edge / 4][node] - 1u;
                     ofPatch[count++] = planes[crossing];
                     factor = std::min(factor, roots[crossing].factor);
                 }

@@ -69,23 +69,28 @@ public:
     }
     std::span<const ActiveCell> cells() const { return _cells; }
     std::span<const CellVertex> vertices() const { return _vertices; }
+    /// By the number that its cell gives it.
+    const CellVertex& vertex(std::uint32_t number) const { return _vertices[number - _firstVertex]; }
     /// Null where the surface doesn't pass.
     const ActiveCell* cell(std::uint32_t place) const
     {
-        const std::uint16_t index = _tables ? _tables->cellAt[place] : 0;
-        return index == 0 ? nullptr : &_cells[index - 1u];
+        const std::uint16_t index = _cellAt ? _cellAt[place - _firstPlace] : 0;
+        return index == 0 ? nullptr : &_cells[index - 1u - _firstCell];
     }
     /// Share of the way along a crossed edge, from its lower node; off both ends by 1/1024 at least.
     double crossing(std::size_t axis, std::uint32_t node) const
     {
-        return _crossings[_tables->edgeAt[axis][node] - 1u];
+        return _crossings[(*_edgeAt)[axis][node] - 1u];
     }
 
+    /// @{ Frees what other leaves don't ask for: the crossings; and all but the cells at the upper face
+    /// across z with their vertices, which is what the layer above asks for. False where there are none.
+    void dropCrossings();
+    bool keepUpperFace();
+    /// @}
+
 private:
-    struct Tables {
-        std::array<std::uint16_t, kCellsOfLeaf> cellAt{};                ///< number + 1
-        std::array<std::array<std::uint16_t, kNodesOfLeaf>, 3> edgeAt{}; ///< number + 1, by the lower node
-    };
+    using EdgeTable = std::array<std::array<std::uint16_t, kNodesOfLeaf>, 3>;
 
     Index3 _at;
     std::uint8_t _field = 0;      ///< number of its field in the group that it is built with
@@ -93,7 +98,13 @@ private:
     std::vector<ActiveCell> _cells;
     std::vector<CellVertex> _vertices;
     std::vector<double> _crossings;
-    std::unique_ptr<Tables> _tables; ///< none in a leaf without surface
+    // Numbers + 1; no tables in a leaf without surface.
+    std::unique_ptr<std::uint16_t[]> _cellAt; ///< by the place of the cell
+    std::unique_ptr<EdgeTable> _edgeAt;       ///< by the lower node
+    // The first ones that are kept.
+    std::uint32_t _firstPlace = 0;
+    std::uint32_t _firstCell = 0;
+    std::uint32_t _firstVertex = 0;
 
     friend class LeafBuilder;
 };

@@ -89,7 +89,8 @@ Fault faultOf(const std::exception& error, const std::string& place)
     }
     if (dynamic_cast<const std::bad_alloc*>(&error) || dynamic_cast<const std::length_error*>(&error)) {
         return {place, "work that needs more memory than there is", "work that fits into it",
-                "ask for less: fewer samples, a lower resolution, smaller files", FaultKind::FailedWork};
+                "ask for less: fewer samples, a lower resolution, smaller files, or allow more with --memory",
+                FaultKind::FailedWork};
     }
     if (const auto* files = dynamic_cast<const std::filesystem::filesystem_error*>(&error)) {
         return {files->path1().empty() ? place : files->path1().string(),

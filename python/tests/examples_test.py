@@ -49,6 +49,7 @@ class Examples(unittest.TestCase):
                 else:
                     self.assertEqual(done.returncode, 0, done.stderr)
                     self.assertTrue(done.stdout.strip())
+                    self.assertNotIn("False", done.stdout)
 
     def test_in_the_documentation(self):
         text = (ROOT / "docs" / "python.md").read_text()
