@@ -1,4 +1,5 @@
 #include "apps/cli/commands.h"
+#include "apps/cli/example_files.h"
 #include "apps/cli/messages.h"
 #include "core/values/fault.h"
 #include "formats/atomic_file.h"
@@ -15,8 +16,12 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zrkcli {
@@ -112,18 +117,81 @@ std::string exampleText(const std::string& name)
     return text;
 }
 
-void writeNew(const NewOptions& options)
+void writeFile(const std::filesystem::path& path, std::string_view bytes)
+{
+    auto file = zrk::valueOrThrow(zrk::AtomicFile::create(path));
+    file.write(bytes.data(), bytes.size());
+    zrk::valueOrThrow(file.commit());
+}
+
+/// The files that a document names: one, or all in a folder.
+std::vector<ExampleFile> filesOf(const std::string& document)
+{
+    std::vector<std::string> named;
+    for (const auto& [list, key] : {std::pair("nodes", "import"), std::pair("resources", "path")}) {
+        for (const ZRKJson& entry : ZRKJson::parse(document).value(list, ZRKJson::array())) {
+            if (entry.contains(key)) {
+                named.push_back(entry[key].get<std::string>());
+            }
+        }
+    }
+    std::vector<ExampleFile> files;
+    for (const ExampleFile& file : exampleFiles()) {
+        if (std::any_of(named.begin(), named.end(), [&](const std::string& name) {
+                return file.path == name || (name.ends_with("/") && file.path.starts_with(name));
+            })) {
+            files.push_back(file);
+        }
+    }
+    return files;
+}
+
+bool isThere(const std::filesystem::path& path)
 {
     std::error_code error;
-    if (std::filesystem::exists(options.file, error)) {
+    return std::filesystem::exists(std::filesystem::symlink_status(path, error));
+}
+
+/// Whether a file has these bytes.
+bool holds(const std::filesystem::path& path, std::string_view bytes)
+{
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {}) == bytes;
+}
+
+/// Writes the example of a manual, and beside it what it names. Nothing that is there is written over.
+void writeExample(const std::string& type, const std::string& file)
+{
+    const std::string text = exampleText(type);
+    const std::filesystem::path folder = std::filesystem::path(file).parent_path();
+    const std::vector<ExampleFile> files = filesOf(text);
+    for (const ExampleFile& each : files) {
+        if (isThere(folder / each.path) && !holds(folder / each.path, each.bytes)) {
+            throw zrk::FaultError({"-o",
+                                   fmt::format("another file {}, which the example names",
+                                               zrk::quotation((folder / each.path).string())),
+                                   "a folder without one", "write the example to another folder"});
+        }
+    }
+    for (const ExampleFile& each : files) {
+        std::error_code error; // tells itself when the file is written
+        std::filesystem::create_directories((folder / each.path).parent_path(), error);
+        if (!isThere(folder / each.path)) {
+            writeFile(folder / each.path, each.bytes);
+            tell("{}: written\n", zrk::printable((folder / each.path).string()));
+        }
+    }
+    writeFile(file, text);
+}
+
+void writeNew(const NewOptions& options)
+{
+    if (isThere(options.file)) {
         throw zrk::FaultError({"-o", fmt::format("the file {}, which exists", zrk::quotation(options.file)),
                                "a name that is free", "give another name, or remove the file"});
     }
     if (!options.example.empty()) {
-        const std::string text = exampleText(options.example);
-        auto file = zrk::valueOrThrow(zrk::AtomicFile::create(options.file));
-        file.write(text.data(), text.size());
-        zrk::valueOrThrow(file.commit());
+        writeExample(options.example, options.file);
     } else {
         std::vector<const Registration*> types;
         for (const std::string& name : options.types) {
@@ -145,7 +213,9 @@ void addNewCommand(const Program& program)
         "TYPE", options->types,
         "types of the nodes in their order; without them a gyroid, a sphere and an operator that joins them. "
         "Outputs are linked to the inputs that follow and fit");
-    command->add_option("--example", options->example, "instead the example in the manual of this type")
+    command
+        ->add_option("--example", options->example,
+                     "instead the example in the manual of this type, with the files that it names")
         ->excludes(types)
         ->type_name("TYPE");
     command->add_option("-o,--output", options->file, "document to write, e.g. part.zrk.json")->required();
