@@ -72,6 +72,15 @@ class New(ZrkTest):
         self.refused(2, "new", "--example", "MeshSDF", "-o", knot.parent / "f.zrk.json", contains=["torus_knot.obj"])
         self.assertEqual((knot.read_text(), (knot.parent / "f.zrk.json").exists()), ("v 1 2 3\n", False))
 
+    def test_documents_go_from_one_command_to_the_next(self):
+        for arguments in (["SphereSDF"], ["--example", "SphereSDF"]):
+            with self.subTest(arguments):
+                text = self.succeed("new", *arguments, "-o", "-").out
+                node = json.loads(text)["nodes"][0]["id"]
+                edited = self.succeed("edit", "-", f"{node}.radius=0.25", "-o", "-", stdin=text.encode()).out
+                self.assertEqual(json.loads(edited)["nodes"][0]["values"]["radius"], 0.25)
+        self.assertEqual(self.files(), [])
+
 
 class Graph(ZrkTest):
     NS = "{http://www.w3.org/2000/svg}"

@@ -76,8 +76,12 @@ void linkInputs(zrkmodel::ZRKGraph& graph, const zrkmodel::ZRKGraphNode& node,
     }
 }
 
-zrkmodel::GraphDocument documentOf(const std::vector<const Registration*>& types, const std::string& file)
+zrkmodel::GraphDocument documentOf(const std::vector<std::string>& names, const std::string& file)
 {
+    std::vector<const Registration*> types;
+    for (const std::string& name : names) {
+        types.push_back(zrk::valueOrThrow(zrkmodel::findType("TYPE", name, "")));
+    }
     zrkmodel::GraphDocument document = zrkmodel::GraphDocument::create(file);
     document.setMember(
         "comment",
@@ -159,12 +163,11 @@ bool holds(const std::filesystem::path& path, std::string_view bytes)
     return std::string(std::istreambuf_iterator<char>(file), {}) == bytes;
 }
 
-/// Writes the example of a manual, and beside it what it names. Nothing that is there is written over.
-void writeExample(const std::string& type, const std::string& file)
+/// Writes the files that an example names beside it. Nothing that is there is written over.
+void writeFilesOf(const std::string& example, const std::string& file)
 {
-    const std::string text = exampleText(type);
     const std::filesystem::path folder = std::filesystem::path(file).parent_path();
-    const std::vector<ExampleFile> files = filesOf(text);
+    const std::vector<ExampleFile> files = filesOf(example);
     for (const ExampleFile& each : files) {
         if (isThere(folder / each.path) && !holds(folder / each.path, each.bytes)) {
             throw zrk::FaultError({"-o",
@@ -181,24 +184,26 @@ void writeExample(const std::string& type, const std::string& file)
             tell("{}: written\n", zrk::printable((folder / each.path).string()));
         }
     }
-    writeFile(file, text);
 }
 
 void writeNew(const NewOptions& options)
 {
-    if (isThere(options.file)) {
+    const bool prints = options.file == "-";
+    if (!prints && isThere(options.file)) {
         throw zrk::FaultError({"-o", fmt::format("the file {}, which exists", zrk::quotation(options.file)),
                                "a name that is free", "give another name, or remove the file"});
     }
-    if (!options.example.empty()) {
-        writeExample(options.example, options.file);
-    } else {
-        std::vector<const Registration*> types;
-        for (const std::string& name : options.types) {
-            types.push_back(zrk::valueOrThrow(zrkmodel::findType("TYPE", name, "")));
-        }
-        zrk::valueOrThrow(documentOf(types, options.file).save(options.file));
+    const bool isExample = !options.example.empty();
+    const std::string text =
+        isExample ? exampleText(options.example) : documentOf(options.types, options.file).toText();
+    if (prints) {
+        fmt::print("{}", text);
+        return;
     }
+    if (isExample) {
+        writeFilesOf(text, options.file);
+    }
+    writeFile(options.file, text);
     tell("{}: written; `zrk check` lists its outputs\n", zrk::printable(options.file));
 }
 
@@ -218,7 +223,10 @@ void addNewCommand(const Program& program)
                      "instead the example in the manual of this type, with the files that it names")
         ->excludes(types)
         ->type_name("TYPE");
-    command->add_option("-o,--output", options->file, "document to write, e.g. part.zrk.json")->required();
+    command
+        ->add_option("-o,--output", options->file,
+                     "document to write, e.g. part.zrk.json; - is standard output")
+        ->required();
     command->callback([&work = program.work, options] { work = [options] { writeNew(*options); }; });
 }
 
