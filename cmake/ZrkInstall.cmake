@@ -136,6 +136,6 @@ if(ZRK_QT)
     install(FILES "${page}.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT zrk-workbench)
 endif()
 
-if(BUILD_SHARED_LIBS)
+if(TARGET zrk_shared)
     include(ZrkPackages)
 endif()

@@ -101,8 +101,15 @@ set(CPACK_SOURCE_IGNORE_FILES "^${top}/(build|out|fuzz-finds|[.]git|[.]cache)/" 
     "__pycache__" "[.]swp$" "[.]egg-info/")
 include(CPack)
 
-# `ctest --preset packages` tries what `--target package package_source` has made.
+# `ctest --preset packages` tries what `--target package package_source` has made. Builds with tests make packages for the
+# test.
 enable_testing()
-add_test(NAME packages
-    COMMAND Python3::Interpreter -B "${PROJECT_SOURCE_DIR}/tests/packages_test.py" "${CPACK_PACKAGE_DIRECTORY}")
-set_tests_properties(packages PROPERTIES LABELS packages TIMEOUT 1200 SKIP_RETURN_CODE 77)
+if(ZRK_TESTS)
+    set(tried "${CMAKE_BINARY_DIR}/packages_tried" --make "${CMAKE_BINARY_DIR}")
+    set(labels "packages;slow")
+else()
+    set(tried "${CPACK_PACKAGE_DIRECTORY}")
+    set(labels packages)
+endif()
+add_test(NAME packages COMMAND Python3::Interpreter -B "${PROJECT_SOURCE_DIR}/tests/packages_test.py" ${tried})
+set_tests_properties(packages PROPERTIES LABELS "${labels}" TIMEOUT 1200 SKIP_RETURN_CODE 77)

@@ -1,5 +1,6 @@
 #include "formats/obj_mesh.h"
 
+#include "core/values/stop.h"
 #include "formats/line_reader.h"
 #include "formats/mesh_builder.h"
 #include "formats/text_words.h"
@@ -91,7 +92,9 @@ Result<FileMesh> readObjMesh(const std::filesystem::path& path)
     return attempt(path.string(), [&]() -> Result<FileMesh> {
         LineReader lines(path);
         MeshBuilder builder;
+        StopLookout lookout;
         while (lines.next()) {
+            lookout.step();
             std::string_view rest = lines.line();
             if (lines.number() == 1 && rest.starts_with(kByteOrderMark)) {
                 rest.remove_prefix(kByteOrderMark.size());

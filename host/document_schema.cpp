@@ -434,7 +434,8 @@ ZRKJson viewSchema()
                 {"minimum", 0},
                 {"maximum", 1},
                 {"description", "where along it: 0 at the lower, 1 at the upper bound"}}},
-              {"range", described(numbers(2), "the values at the two ends of the colours")}}}};
+              {"range",
+               described(numbers(2), "the values at the two ends of the colours, the smaller one first")}}}};
 }
 
 ZRKJson linkSchema()

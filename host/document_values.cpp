@@ -90,6 +90,21 @@ bool isTakenByReading(const ZRKGraphObject& object, const std::string& key)
             (dynamic_cast<const ZRKImageSweep*>(&object) || dynamic_cast<const ZRKRasterFX*>(&object)));
 }
 
+bool isIssueOf(const ZRKGraphObject& object, const ZRKJson& values,
+               const std::shared_ptr<ZRKResourceLibrary>& library, const ZRKReadIssue& issue)
+{
+    bool isThere = false;
+    const auto look = [&](const ZRKReadIssue& other) {
+        isThere = isThere || (other.place == issue.place && other.found == issue.found);
+    };
+    try {
+        freshTwin(object)->deserialize(ZRKDeserialization(values, library, look));
+    } catch (const ZRKJson::exception&) {
+        // What stands behind a value of another kind isn't read.
+    }
+    return isThere;
+}
+
 ZRKJson withValue(ZRKJson values, const std::string& key, const ZRKJson& value)
 {
     if (key == "op_name" && values.contains(key) && values[key] != value) {

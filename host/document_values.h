@@ -14,6 +14,8 @@ namespace zrkmodel {
 
 class ZRKGraphObject;
 class ZRKPropertyBase;
+class ZRKResourceLibrary;
+struct ZRKReadIssue;
 
 /// A value of a document as a message shows it, cut short.
 ZRK_API std::string shown(const ZRKJson& value);
@@ -40,6 +42,11 @@ ZRK_API bool isResource(const ZRKPropertyBase& property);
 /// a resource, and what a raster or a sweep between images is computed from. Others are assigned, so that
 /// what was imported or computed stays.
 ZRK_API bool isTakenByReading(const ZRKGraphObject& object, const std::string& key);
+
+/// Whether a fresh component of the type, reading these values, would tell this issue too: what was wrong in
+/// a document before doesn't keep anybody from changing something else.
+ZRK_API bool isIssueOf(const ZRKGraphObject& object, const ZRKJson& values,
+                       const std::shared_ptr<ZRKResourceLibrary>& library, const ZRKReadIssue& issue);
 
 /// The stored form with another value, and without what belongs to the former one: the parameters of another
 /// operation.

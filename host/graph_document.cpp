@@ -322,7 +322,11 @@ zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string&
     }
     ZRKJson values = withValue(former, key, value);
     std::string expected;
-    const ZRKReadDiagnostics refused = [&](const ZRKReadIssue& issue) { expected = issue.expected; };
+    const ZRKReadDiagnostics refused = [&](const ZRKReadIssue& issue) {
+        if (!isIssueOf(object, former, _resources, issue)) {
+            expected = issue.expected;
+        }
+    };
     // A twin reads the value first, so that one that is refused reaches neither the component nor what it
     // has computed.
     const std::shared_ptr<ZRKGraphObject> twin = freshTwin(object);

@@ -50,6 +50,8 @@ class Usage(ZrkTest):
             (["probe", document, "--at", "0,0,0", "--pin", "-1:0"], ["--pin", "NODE:OUT"]),
             (["probe", document, "--at", "0,0,0", "--pin", "1:1"], ["output 1 of node 1", "zrk check"]),
             (["probe", document, "--at", "0,0,0", "--pin", "9:0"], ["output 0 of node 9", "zrk check"]),
+            (["probe", document, "--at", "0,0,0", "--json", "--pin", "1:0", "1:0"], ["--pin", '"1:0" a second time']),
+            (["sample", document, "-o", volume, "--pin", "1:0", "--pin", "1:0"], ["--pin", '"1:0" a second time']),
             (["probe", document, "--at", "0,0,0", "--threads", "0"], ["--threads"]),
             (["probe", document, "--points", self.folder / "none"], ["none", "--points"]),
             (["sample", document], ["--output"]),

@@ -266,6 +266,26 @@ class Warnings(ZrkTest):
                    ('"view", "at"', "found 1.5"), ('"view", "range"', "found [1,1]"))
         self.check(graph([SPHERE], view=3), ('"view"', "found 3", "an object"))
 
+    def test_bounds_that_no_grid_fits_into(self):
+        for bounds, found in (([[0, 0, 0], [0, 1, 1]], "no extent along x"),
+                              ([[0, 0, -1e308], [1, 1, 1e308]], "beyond all numbers along z")):
+            path = self.put(graph([SPHERE], output=(1, 0)) | {"context": {"modelBounds": bounds}})
+            answer = self.succeed("check", path)
+            self.assertRegex(answer.err, r'^warning: .*"modelBounds": found ' + f".*{found}")
+            self.assertIn(found, json.loads(run("check", "--json", path).out)["warnings"][0]["found"])
+            self.refused(2, "check", "--strict", path, contains=[found])
+
+    def test_a_dangling_reference_leaves_other_values_open(self):
+        poles = [{"strength": 0.5, "is_ref": True, "point_handle": "0b0e"}, {"strength": 1, "is_ref": False, "point": [1, 0, 0]}]
+        path = self.put(graph([{"id": 1, "type": "Multipole UVW", "values": {"poles": poles}}], output=(1, 0)))
+        poles[1]["strength"] = 2
+        self.succeed("edit", path, f"1.poles={json.dumps(poles)}")
+        self.assertEqual(json.loads(path.read_text())["nodes"][0]["values"]["poles"][1]["strength"], 2)
+        before = path.read_bytes()
+        poles[1] = {"strength": 2, "is_ref": True, "point_handle": "77"}
+        self.refused(2, "edit", path, "--quiet", f"1.poles={json.dumps(poles)}", contains=["uuid of a resource"])
+        self.assertEqual(path.read_bytes(), before)
+
     def test_forms_that_are_as_good(self):
         self.check(graph([{**SPHERE, "position": [3, 4], "values": {}}], resources=[], context={}, view={"at": 1}))
         self.check(graph([{**SPHERE, "uuid": "6e8c3d87-c1b8-4f58-a88a-e8e774076aff"}]))

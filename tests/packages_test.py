@@ -1,10 +1,13 @@
 """Installs the packages that `./run packages` has made, and tries what they hold.
 
-  packages_test.py FOLDER [--debian ROOT]
+  packages_test.py FOLDER [--debian ROOT] [--build-source]
+  packages_test.py FOLDER --make BUILD
 
-FOLDER has the packages. They are unpacked and laid over this system's /usr, for this test's commands alone. With --debian
+FOLDER has the packages; with --make they are made there of any build that has the shared library, without its code for newer
+processors, and what takes long is left out. They are unpacked and laid over this system's /usr, for this test's commands alone. With --debian
 they are installed by apt-get into a small Debian 12 in the folder ROOT, made with debootstrap where it isn't there yet:
-that needs the network and root, and shows whether dependencies are complete.
+that needs the network and root, and shows whether dependencies are complete. With --build-source the source archive isn't
+only configured, but zrk is built of it, which takes minutes.
 """
 
 import argparse
@@ -33,9 +36,16 @@ EXAMPLE = EXAMPLES / "sphere_and_twisted_gyroid.zrk.json"
 OLDER = {"GLIBC_TUNABLES": "glibc.cpu.hwcaps=-AVX512F"}
 
 
-def run(*command, **options):
+def make_packages(build, folder):
+    """Makes packages and the source archive of a build, which must be complete."""
+    shutil.rmtree(folder, ignore_errors=True)
+    run("cpack", "--config", build / "CPackConfig.cmake", "-B", folder, "-D", "CPACK_PACKAGING_INSTALL_PREFIX=/usr", cwd=build)
+    run("cpack", "--config", build / "CPackSourceConfig.cmake", "-B", folder, cwd=build)
+
+
+def run(*command, timeout=600, **options):
     """Returns what a command prints."""
-    done = subprocess.run([str(word) for word in command], capture_output=True, text=True, timeout=600, **options)
+    done = subprocess.run([str(word) for word in command], capture_output=True, text=True, timeout=timeout, **options)
     if done.returncode != 0:
         raise AssertionError(f"{command}\n{done.stdout}{done.stderr}")
     return done.stdout
@@ -127,6 +137,8 @@ class Packages(unittest.TestCase):
 
     @unittest.skipUnless(shutil.which("lintian"), "lintian isn't installed")
     def test_lintian_finds_no_error(self):
+        if ARGUMENTS.make:
+            self.skipTest("it takes longer than all other tests")
         print(run("lintian", "--fail-on", "error", "--tag-display-limit", "0", *PACKAGES.values()))
 
     @unittest.skipUnless((ROOT / ".git").exists() and shutil.which("git"), "the source isn't in a repository")
@@ -138,6 +150,8 @@ class Packages(unittest.TestCase):
         # What is new and not committed yet may be there, what is ignored not.
         ignored = run("git", "-C", ROOT, "ls-files", "--others", "--ignored", "--exclude-standard").splitlines()
         self.assertEqual(sorted(paths & set(ignored)), [])
+        if ARGUMENTS.make:
+            return  # other tests configure this source
         tree = pathlib.Path(self.place.folder, "source")
         tree.mkdir()
         run("tar", "-xzf", archive, "-C", tree, "--strip-components", "1")
@@ -145,6 +159,11 @@ class Packages(unittest.TestCase):
         self.assertIn("Build files have been written", configured)
         version = run("dpkg-deb", "-f", PACKAGES["zrk"], "Version").strip()
         self.assertIn(f"CMAKE_PROJECT_VERSION:STATIC={version}", (tree / "build/develop/CMakeCache.txt").read_text())
+        if ARGUMENTS.build_source:
+            run("cmake", "--build", "--preset", "develop", "--target", "zrk", cwd=tree, timeout=None)
+            example = tree / "examples" / EXAMPLE.name
+            values = run(tree / "build/develop/bin/zrk", "probe", example, "--at", "0.5,0.25,0.125")
+            self.assertEqual(values, self.call("zrk", "probe", EXAMPLE, "--at", "0.5,0.25,0.125"))
 
     def test_what_lies_beside_programs(self):
         files = {name: [line.split()[-1] for line in run("dpkg-deb", "-c", path).splitlines()]
@@ -166,6 +185,8 @@ class Packages(unittest.TestCase):
             self.assertGreater((self.place.folder / f"part.{extension}").stat().st_size, 16**3 * 8)
 
     def test_the_code_of_newer_processors_gives_the_same_bits(self):
+        if "glibc-hwcaps" not in run("dpkg-deb", "-c", PACKAGES["libzrk0"]):
+            self.skipTest("these packages are for one processor")
         if "x86-64-v4, 8 lanes" not in self.call("zrk", "--version"):
             self.skipTest("this processor has no x86-64-v4")
         self.assertIn("x86-64-v3, 4 lanes", self.call("zrk", "--version", **OLDER))
@@ -187,8 +208,8 @@ class Packages(unittest.TestCase):
 
     @unittest.skipUnless(shutil.which("qemu-x86_64"), "qemu-user isn't installed")
     def test_older_processors_get_a_message(self):
-        if ARGUMENTS.debian:
-            self.skipTest("the emulator isn't installed there")
+        if ARGUMENTS.debian or ARGUMENTS.make:
+            self.skipTest("the emulator isn't installed there, or the packages are for one processor")
         done = subprocess.run([*self.place.prefix, "qemu-x86_64", "-cpu", "Nehalem", "/usr/bin/zrk", "--version"],
                               capture_output=True, text=True)
         self.assertEqual((done.returncode, done.stdout), (1, ""))
@@ -214,7 +235,7 @@ class Packages(unittest.TestCase):
         self.call("sh", "-c", f"g++ -std=c++20 -o '{inner}/plain' '{inner}/registry.cpp' $(pkg-config --cflags --libs zrk)")
         self.assertEqual(self.call(inner / "plain"), "48\n")
         # The static libraries are for those who also install what they link.
-        for kind in ("shared",) if ARGUMENTS.debian else ("shared", "static"):
+        for kind in ("shared",) if ARGUMENTS.debian or ARGUMENTS.make else ("shared", "static"):
             build = inner / kind
             self.call("cmake", "-G", "Ninja", "-S", inner, "-B", build, f"-DKIND={kind}")
             self.call("cmake", "--build", build)
@@ -225,7 +246,14 @@ if __name__ == "__main__":
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder", type=pathlib.Path)
     parser.add_argument("--debian", metavar="ROOT")
+    parser.add_argument("--build-source", action="store_true")
+    parser.add_argument("--make", metavar="BUILD", type=pathlib.Path)
     ARGUMENTS, rest = parser.parse_known_args()
+    if ARGUMENTS.make and not shutil.which("dpkg-shlibdeps"):
+        print("skipped: dpkg-shlibdeps isn't installed; tools/install-dependencies packages does it")
+        sys.exit(SKIPPED)
+    if ARGUMENTS.make:
+        make_packages(ARGUMENTS.make.resolve(), ARGUMENTS.folder.resolve())
     PACKAGES = {path.name.partition("_")[0]: path for path in sorted(ARGUMENTS.folder.resolve().glob("*.deb"))}
     if not PACKAGES:
         print(f"skipped: no packages in {ARGUMENTS.folder}; ./run packages makes them")

@@ -37,7 +37,7 @@ BEYOND = {
 BEYOND_MESSAGES = [
     "no file", "No such file", "no such file", "a second time", "second link", "cycle", "the same tag at both ends",
     "the id of a node of this document", "expected (input|output) 0", "none, as it has no", "uuid of a resource of this document",
-    "the uuid of a geometry of this document", "two directions that span a plane", "a direction", "at least the", "smaller one first",
+    "the uuid of a geometry of this document", "two directions that span a plane", "a direction", "at least the", "smaller one first", "no extent along",
     "of memory", "found (Scalar|Vector3d|Color) from output", "a geometry that is a", "a resource of another kind", "found no (slices|name)",
     "at most 16383", "expected a file", "expected a PNG", "a picture", "a volume",
     '"poles/\\d+/point',  # one of "point" and "point_handle" is read, by "is_ref"

@@ -56,6 +56,22 @@ class New(ZrkTest):
         self.assertEqual(json.loads(path.read_text()), json.loads(run("types", "--json", "Gyroid").out)["examples"][0]["document"])
         self.refused(2, "new", "--example", "Gyroid", "SphereSDF", "-o", self.folder / "f.zrk.json")
 
+    def test_examples_of_manuals_bring_the_files_that_they_name(self):
+        told = {entry["class"]: json.loads(run("types", "--json", entry["class"]).out)["examples"]
+                for entry in json.loads(run("types", "--json").out)}
+        for name, examples in told.items():
+            if examples:
+                path = self.folder / name / "e.zrk.json"
+                path.parent.mkdir()
+                self.succeed("new", "--example", name, "-o", path)
+                self.assertEqual(self.succeed("check", "--strict", path).err, "", name)
+        knot = self.folder / "ZRKMeshSDF" / "torus_knot.obj"
+        self.assertEqual(knot.read_bytes(), (ROOT / "examples" / "torus_knot.obj").read_bytes())
+        self.succeed("new", "--example", "MeshSDF", "-o", knot.parent / "again.zrk.json")  # beside the same file
+        knot.write_text("v 1 2 3\n")
+        self.refused(2, "new", "--example", "MeshSDF", "-o", knot.parent / "f.zrk.json", contains=["torus_knot.obj"])
+        self.assertEqual((knot.read_text(), (knot.parent / "f.zrk.json").exists()), ("v 1 2 3\n", False))
+
     def test_documents_go_from_one_command_to_the_next(self):
         for arguments in (["SphereSDF"], ["--example", "SphereSDF"]):
             with self.subTest(arguments):

@@ -34,8 +34,17 @@ void lookAt(const CheckOptions& options, Findings& findings)
     const auto document = loadDocument(options, false, nullptr, options.json ? &findings.warnings : nullptr);
     zrk::stopIfAsked();
     findings.outputs = document.outputPins();
+    const auto bounds = zrk::attempt("check", [&] { boundsToSample(std::nullopt, document); });
+    if (!bounds && options.looksAtFields) {
+        throw zrk::FaultError(bounds.error());
+    }
+    if (!bounds && options.json) {
+        findings.warnings.push_back(bounds.error());
+    }
+    if (!bounds && (!options.json || options.isStrict)) {
+        tellWarning(bounds.error(), options.isStrict, false);
+    }
     if (options.looksAtFields) {
-        boundsToSample(std::nullopt, document); // throws for those without a volume
         findings.remarks = withProgress("sampling", false, [&](ProgressBar& bar) {
             return zrk::valueOrThrow(zrkmodel::remarksOnFields(document, &bar));
         });

@@ -1,4 +1,5 @@
 #include "apps/cli/commands.h"
+#include "apps/cli/example_files.h"
 #include "apps/cli/messages.h"
 #include "core/values/fault.h"
 #include "formats/atomic_file.h"
@@ -15,8 +16,12 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace zrkcli {
@@ -116,23 +121,89 @@ std::string exampleText(const std::string& name)
     return text;
 }
 
+void writeFile(const std::filesystem::path& path, std::string_view bytes)
+{
+    auto file = zrk::valueOrThrow(zrk::AtomicFile::create(path));
+    file.write(bytes.data(), bytes.size());
+    zrk::valueOrThrow(file.commit());
+}
+
+/// The files that a document names: one, or all in a folder.
+std::vector<ExampleFile> filesOf(const std::string& document)
+{
+    std::vector<std::string> named;
+    for (const auto& [list, key] : {std::pair("nodes", "import"), std::pair("resources", "path")}) {
+        for (const ZRKJson& entry : ZRKJson::parse(document).value(list, ZRKJson::array())) {
+            if (entry.contains(key)) {
+                named.push_back(entry[key].get<std::string>());
+            }
+        }
+    }
+    std::vector<ExampleFile> files;
+    for (const ExampleFile& file : exampleFiles()) {
+        if (std::any_of(named.begin(), named.end(), [&](const std::string& name) {
+                return file.path == name || (name.ends_with("/") && file.path.starts_with(name));
+            })) {
+            files.push_back(file);
+        }
+    }
+    return files;
+}
+
+bool isThere(const std::filesystem::path& path)
+{
+    std::error_code error;
+    return std::filesystem::exists(std::filesystem::symlink_status(path, error));
+}
+
+/// Whether a file has these bytes.
+bool holds(const std::filesystem::path& path, std::string_view bytes)
+{
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {}) == bytes;
+}
+
+/// Writes the files that an example names beside it. Nothing that is there is written over.
+void writeFilesOf(const std::string& example, const std::string& file)
+{
+    const std::filesystem::path folder = std::filesystem::path(file).parent_path();
+    const std::vector<ExampleFile> files = filesOf(example);
+    for (const ExampleFile& each : files) {
+        if (isThere(folder / each.path) && !holds(folder / each.path, each.bytes)) {
+            throw zrk::FaultError({"-o",
+                                   fmt::format("another file {}, which the example names",
+                                               zrk::quotation((folder / each.path).string())),
+                                   "a folder without one", "write the example to another folder"});
+        }
+    }
+    for (const ExampleFile& each : files) {
+        std::error_code error; // tells itself when the file is written
+        std::filesystem::create_directories((folder / each.path).parent_path(), error);
+        if (!isThere(folder / each.path)) {
+            writeFile(folder / each.path, each.bytes);
+            tell("{}: written\n", zrk::printable((folder / each.path).string()));
+        }
+    }
+}
+
 void writeNew(const NewOptions& options)
 {
     const bool prints = options.file == "-";
-    std::error_code error;
-    if (!prints && std::filesystem::exists(options.file, error)) {
+    if (!prints && isThere(options.file)) {
         throw zrk::FaultError({"-o", fmt::format("the file {}, which exists", zrk::quotation(options.file)),
                                "a name that is free", "give another name, or remove the file"});
     }
-    const std::string text = options.example.empty() ? documentOf(options.types, options.file).toText()
-                                                     : exampleText(options.example);
+    const bool isExample = !options.example.empty();
+    const std::string text =
+        isExample ? exampleText(options.example) : documentOf(options.types, options.file).toText();
     if (prints) {
         fmt::print("{}", text);
         return;
     }
-    auto file = zrk::valueOrThrow(zrk::AtomicFile::create(options.file));
-    file.write(text.data(), text.size());
-    zrk::valueOrThrow(file.commit());
+    if (isExample) {
+        writeFilesOf(text, options.file);
+    }
+    writeFile(options.file, text);
     tell("{}: written; `zrk check` lists its outputs\n", zrk::printable(options.file));
 }
 
@@ -147,7 +218,9 @@ void addNewCommand(const Program& program)
         "TYPE", options->types,
         "types of the nodes in their order; without them a gyroid, a sphere and an operator that joins them. "
         "Outputs are linked to the inputs that follow and fit");
-    command->add_option("--example", options->example, "instead the example in the manual of this type")
+    command
+        ->add_option("--example", options->example,
+                     "instead the example in the manual of this type, with the files that it names")
         ->excludes(types)
         ->type_name("TYPE");
     command

@@ -257,7 +257,15 @@ Job::Job(const SamplingOptions& options, std::vector<std::filesystem::path>* fil
     }
     inputs.emplace_back(options.document);
     for (const std::string& pin : options.pins) {
-        outputs.push_back(zrk::valueOrThrow(document.outputField(parsePin("--pin", pin))));
+        zrkmodel::OutputField output = zrk::valueOrThrow(document.outputField(parsePin("--pin", pin)));
+        const bool isTwice = std::any_of(outputs.begin(), outputs.end(), [&](const auto& other) {
+            return other.address.node == output.address.node && other.address.output == output.address.output;
+        });
+        if (isTwice) {
+            throw zrk::FaultError({"--pin", zrk::quotation(pin) + " a second time", "each output once",
+                                   "leave out all but one"});
+        }
+        outputs.push_back(std::move(output));
     }
     if (outputs.empty()) {
         outputs.push_back(zrk::valueOrThrow(document.outputField()));

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <set>
@@ -67,31 +68,49 @@ ZRKJson withRelativePaths(const ZRKJson& value, const std::filesystem::path& fol
     });
 }
 
+/// The path that a node of the document in a file imports; null where there is none.
+ZRKJson importAt(const std::string& documentFile, std::uint16_t id)
+{
+    std::ifstream file(documentFile, std::ios::binary);
+    const ZRKJson document = ZRKJson::parse(file, nullptr, false);
+    if (document.is_object() && document.contains("nodes")) {
+        for (const ZRKJson& node : document["nodes"]) {
+            if (node.is_object() && node.contains("id") && node["id"] == id && node.contains("import")) {
+                const ZRKJson& import = node["import"];
+                return import.is_object() && import.contains("path") ? import["path"] : import;
+            }
+        }
+    }
+    return {};
+}
+
 } // namespace
+
+std::unique_ptr<Document> Document::taken(std::pair<zrkmodel::GraphDocument, zrkmodel::DocumentWarnings> read)
+{
+    std::unique_ptr<Document> document(new Document(std::move(read.first)));
+    document->_warnings = std::move(read.second);
+    document->takeNodes();
+    return document;
+}
 
 std::unique_ptr<Document> Document::load(const std::string& path, const py::object& progress)
 {
-    zrkmodel::DocumentWarnings warnings;
-    auto document = running(progress, Where::Aside, [&](zrk::ProgressMonitor& monitor) {
-        return zrk::valueOrThrow(zrkmodel::GraphDocument::load(path, warnings, &monitor));
-    });
-    std::unique_ptr<Document> loaded(new Document(std::move(document)));
-    loaded->_warnings = std::move(warnings);
-    loaded->takeNodes();
-    return loaded;
+    return taken(runningApart(progress, [path](zrk::ProgressMonitor& monitor) {
+        zrkmodel::DocumentWarnings warnings;
+        auto document = zrk::valueOrThrow(zrkmodel::GraphDocument::load(path, warnings, &monitor));
+        return std::pair(std::move(document), std::move(warnings));
+    }));
 }
 
 std::unique_ptr<Document> Document::parse(const std::string& text, const std::string& name,
                                           const py::object& progress)
 {
-    zrkmodel::DocumentWarnings warnings;
-    auto document = running(progress, Where::Aside, [&](zrk::ProgressMonitor& monitor) {
-        return zrk::valueOrThrow(zrkmodel::GraphDocument::parse(text, name, warnings, &monitor));
-    });
-    std::unique_ptr<Document> parsed(new Document(std::move(document)));
-    parsed->_warnings = std::move(warnings);
-    parsed->takeNodes();
-    return parsed;
+    return taken(runningApart(progress, [text, name](zrk::ProgressMonitor& monitor) {
+        zrkmodel::DocumentWarnings warnings;
+        auto document = zrk::valueOrThrow(zrkmodel::GraphDocument::parse(text, name, warnings, &monitor));
+        return std::pair(std::move(document), std::move(warnings));
+    }));
 }
 
 std::unique_ptr<Document> Document::create(const std::string& name)
@@ -202,6 +221,29 @@ std::string Document::stem() const
 {
     const std::string file = std::filesystem::path(_document.name()).filename().string();
     return file.substr(0, file.find(".zrk.json"));
+}
+
+/// What the mesh that a node was given as arrays is called beside the document: a name that is free, or that
+/// of the file which the same node of the document in that place has, so that nobody else's file is written
+/// over.
+std::string Document::importName(std::uint16_t id) const
+{
+    const std::filesystem::path folder = folderOf(_document.name());
+    std::optional<ZRKJson> former; // its own name in that document, null where it has none
+    for (int count = 1;; ++count) {
+        const std::string name =
+            fmt::format("{}_node{}{}.obj", stem(), id, count > 1 ? fmt::format("_{}", count) : "");
+        std::error_code error;
+        if (!std::filesystem::exists(std::filesystem::symlink_status(folder / name, error))) {
+            return name;
+        }
+        if (!former) {
+            former = importAt(_document.name(), id);
+        }
+        if (*former == name) {
+            return name;
+        }
+    }
 }
 
 /// Has the document name what a node imports. What it has already stays as it is written.

@@ -52,8 +52,10 @@ private:
     Node::Context _context;
 
     explicit Document(zrkmodel::GraphDocument document) : _document(std::move(document)) {}
+    static std::unique_ptr<Document>
+    taken(std::pair<zrkmodel::GraphDocument, zrkmodel::DocumentWarnings> read);
     std::string stem() const;
-    std::string importName(std::uint16_t id) const { return stem() + "_node" + std::to_string(id) + ".obj"; }
+    std::string importName(std::uint16_t id) const;
     void takeNodes();
     void takeImport(std::uint16_t id, const Node& node);
     void takeGraph(const NodeList& nodes);

@@ -6,6 +6,7 @@
 #include "core/surface/quality.h"
 #include "core/surface/solid_measures.h"
 #include "core/surface/surface.h"
+#include "core/values/stop.h"
 #include "formats/atomic_file.h"
 #include "formats/part.h"
 #include "formats/png.h"
@@ -17,9 +18,11 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <span>
 #include <utility>
 
 namespace zrkpython {
@@ -257,55 +260,76 @@ zrk::SurfaceSettings settingsOf(const Ready& ready, const SurfaceOptions& option
     return settings;
 }
 
-/// Takes a mesh over from arrays, whose indices and coordinates are checked.
-zrk::SurfaceMesh meshOf(const py::array& vertices, const py::array& faces)
+[[noreturn]] void refuseMesh(const std::string& found, const std::string& expected)
 {
-    const auto refuse = [](const std::string& found, const std::string& expected) {
-        throw zrk::FaultError({"mesh", found, expected, "check the arrays of vertices and faces"});
-    };
+    throw zrk::FaultError({"mesh", found, expected, "check the arrays of vertices and faces"});
+}
+
+/// The arrays of a mesh, for work without the GIL.
+class MeshArrays {
+public:
+    MeshArrays(const py::array& vertices, const py::array& faces);
+
+    /// The mesh of them; FaultError for a coordinate that isn't finite and for an index of no vertex.
+    zrk::SurfaceMesh mesh() const;
+
+private:
+    std::vector<SharedObject> _owners;
+    std::span<const double> _positions;
+    std::span<const std::int64_t> _indices;
+};
+
+MeshArrays::MeshArrays(const py::array& vertices, const py::array& faces)
+{
     const auto shapeOf = [](const py::array& array) {
         return py::str(py::object(array.attr("shape"))).cast<std::string>();
     };
     const char kind = faces.dtype().kind();
     if (vertices.ndim() != 2 || vertices.shape(1) != 3 || vertices.dtype().kind() == 'O' ||
         vertices.dtype().kind() == 'c') {
-        refuse("vertices of shape " + shapeOf(vertices), "numbers of shape (n, 3)");
+        refuseMesh("vertices of shape " + shapeOf(vertices), "numbers of shape (n, 3)");
     }
     if (faces.ndim() != 2 || faces.shape(1) != 3 || (kind != 'i' && kind != 'u')) {
-        refuse("faces of shape " + shapeOf(faces) + " and type " + py::str(faces.dtype()).cast<std::string>(),
-               "whole numbers of shape (k, 3)");
+        refuseMesh("faces of shape " + shapeOf(faces) + " and type " +
+                       py::str(faces.dtype()).cast<std::string>(),
+                   "whole numbers of shape (k, 3)");
     }
-    constexpr std::size_t kPiece = std::size_t{1} << 16;
     const auto positions = numbersOf<double>(vertices);
     const auto indices = numbersOf<std::int64_t>(faces);
+    _positions = {positions.data(), static_cast<std::size_t>(positions.size())};
+    _indices = {indices.data(), static_cast<std::size_t>(indices.size())};
+    _owners = {SharedObject(positions), SharedObject(indices)};
+}
+
+zrk::SurfaceMesh MeshArrays::mesh() const
+{
+    zrk::StopLookout lookout;
     zrk::SurfaceMesh mesh;
-    mesh.vertices.resize(static_cast<std::size_t>(positions.shape(0)));
-    mesh.triangles.resize(static_cast<std::size_t>(indices.shape(0)));
-    for (std::size_t i = 0; i < mesh.vertices.size(); ++i) {
-        if (i % kPiece == 0) {
-            hearSignals();
-        }
-        for (std::size_t c = 0; c < 3; ++c) {
-            const double x = positions.data()[3 * i + c];
+    mesh.vertices.reserve(_positions.size() / 3);
+    mesh.triangles.reserve(_indices.size() / 3);
+    for (std::size_t i = 0; i < _positions.size(); i += 3) {
+        lookout.step();
+        const zrk::Tensor<3, double> p{_positions[i], _positions[i + 1], _positions[i + 2]};
+        for (const double x : p) {
             if (!std::isfinite(x)) {
-                refuse(fmt::format("the coordinate {} in vertex {}", x, i), "finite numbers");
+                refuseMesh(fmt::format("the coordinate {} in vertex {}", x, i / 3), "finite numbers");
             }
-            mesh.vertices[i][c] = x;
         }
+        mesh.vertices.push_back(p);
     }
-    for (std::size_t i = 0; i < mesh.triangles.size(); ++i) {
-        if (i % kPiece == 0) {
-            hearSignals();
-        }
+    const auto count = static_cast<std::int64_t>(mesh.vertices.size());
+    for (std::size_t i = 0; i < _indices.size(); i += 3) {
+        lookout.step();
+        std::array<std::uint32_t, 3> triangle{};
         for (std::size_t c = 0; c < 3; ++c) {
-            const std::int64_t index = indices.data()[3 * i + c];
-            if (index < 0 || index >= static_cast<std::int64_t>(mesh.vertices.size())) {
-                refuse(
-                    fmt::format("the index {} in face {}", index, i),
-                    fmt::format("indices from 0 to {}", static_cast<std::int64_t>(mesh.vertices.size()) - 1));
+            const std::int64_t index = _indices[i + c];
+            if (index < 0 || index >= count) {
+                refuseMesh(fmt::format("the index {} in face {}", index, i / 3),
+                           fmt::format("indices from 0 to {}", count - 1));
             }
-            mesh.triangles[i][c] = static_cast<std::uint32_t>(index);
+            triangle[c] = static_cast<std::uint32_t>(index);
         }
+        mesh.triangles.push_back(triangle);
     }
     return mesh;
 }
@@ -374,6 +398,18 @@ void warnOfUndefined(const Node& node, std::uint64_t samples)
     }
 }
 
+/// Warns of a picture with regions that have no value.
+/// @param what  the samples that were counted.
+void warnOfUndefined(const Node& node, const zrkmodel::FieldSummary& summary, const char* what)
+{
+    if (summary.undefined > 0) {
+        warnOf(
+            {{node.place(),
+              fmt::format("no value (NaN) at {} of {} {}", summary.undefined, summary.samples, what),
+              "a number everywhere", "look for roots, quotients or coordinates that aren't defined there"}});
+    }
+}
+
 py::tuple surfaceOf(Node& node, std::size_t output, const SurfaceOptions& options, const py::object& progress)
 {
     const SharedReady ready = node.ready(output, progress);
@@ -435,6 +471,9 @@ py::dict measuresOf(Node& node, std::size_t output, const SurfaceOptions& option
     return result;
 }
 
+/// Nodes along each axis of the grid by which it is seen whether a field has values everywhere.
+constexpr std::int32_t kSpreadNodes = 16;
+
 py::array pictureOf(Node& node, std::size_t output, const RenderOptions& options, const py::object& progress)
 {
     const SharedReady ready = node.ready(output, progress);
@@ -461,27 +500,38 @@ py::array pictureOf(Node& node, std::size_t output, const RenderOptions& options
     if (paint) {
         settings.paint = paint->field;
     }
-    return pixelsOf(
-        running(progress, callsPython ? Where::Here : Where::Aside,
-                [&](zrk::ProgressMonitor& monitor) {
-                    zrk::ShadedPicture picture;
-                    const auto outcome = zrk::drawPictures(
-                        ready->field, settings,
-                        [&](const zrk::ShadedPicture& drawn, const zrk::PictureStep&) { picture = drawn; },
-                        callsPython ? nullptr : &monitor);
-                    if (outcome == zrk::PictureOutcome::Interrupted) {
-                        interrupted(node);
-                    }
-                    if (outcome == zrk::PictureOutcome::NoSolid) {
-                        throw zrk::FaultError(
-                            {node.place(), fmt::format("nothing solid at {:g} in the bounds", solid.iso),
-                             "a field with a surface there",
-                             "give other bounds or another iso value; slice() shows the values",
-                             zrk::FaultKind::FailedWork});
-                    }
-                    return picture;
-                }),
-        4);
+    zrkmodel::FieldSummary summary;
+    const std::vector<SharedNode> nodes = node.upstream();
+    Node::checkReadable(nodes);
+    auto drawn =
+        running(progress, callsPython ? Where::Here : Where::Aside, [&](zrk::ProgressMonitor& monitor) {
+            const zrk::Region<3, 3, double, 1> spread(tensor(options.lower), tensor(options.upper),
+                                                      kSpreadNodes, kSpreadNodes, kSpreadNodes);
+            {
+                const Node::ReadLocks locks = Node::lockForReading(nodes);
+                summary = zrk::valueOrThrow(
+                              zrkmodel::sampleField(ready->output.field, spread, nullptr, settings.threads))
+                              .summary;
+            }
+            zrk::ShadedPicture picture;
+            const auto outcome = zrk::drawPictures(
+                ready->field, settings,
+                [&](const zrk::ShadedPicture& drawn, const zrk::PictureStep&) { picture = drawn; },
+                callsPython ? nullptr : &monitor);
+            if (outcome == zrk::PictureOutcome::Interrupted) {
+                interrupted(node);
+            }
+            if (outcome == zrk::PictureOutcome::NoSolid) {
+                throw zrk::FaultError({node.place(),
+                                       fmt::format("nothing solid at {:g} in the bounds", solid.iso),
+                                       "a field with a surface there",
+                                       "give other bounds or another iso value; slice() shows the values",
+                                       zrk::FaultKind::FailedWork});
+            }
+            return picture;
+        });
+    warnOfUndefined(node, summary, "positions in the bounds, which the picture shows as outside");
+    return pixelsOf(std::move(drawn), 4);
 }
 
 py::array sliceOf(Node& node, std::size_t output, const Corner& lower, const Corner& upper, int axis,
@@ -490,36 +540,36 @@ py::array sliceOf(Node& node, std::size_t output, const Corner& lower, const Cor
     const SharedReady ready = node.ready(output, progress);
     const std::vector<SharedNode> nodes = node.upstream();
     Node::checkReadable(nodes);
-    return pixelsOf(running(progress, ready->where(),
-                            [&](zrk::ProgressMonitor& monitor) {
-                                const Followed followed(*ready, monitor, 0);
-                                const zrkmodel::SlicePlane plane(
-                                    zrk::BBox<double>(tensor(lower), tensor(upper)), axis, at, size);
-                                const Node::ReadLocks locks = Node::lockForReading(nodes);
-                                const auto values = zrk::valueOrThrow(zrkmodel::sampleField(
-                                    ready->output.field, plane, followed.monitor, followed.threads));
-                                zrkmodel::SliceStyle style;
-                                if (range) {
-                                    style.range = zrkmodel::ValueRange{(*range)[0], (*range)[1]};
-                                }
-                                const auto components = static_cast<int>(ready->output.tag.components);
-                                if (components == 1) {
-                                    style.contour = ready->output.surfaceLevel;
-                                    style.insideAbove = ready->output.isDensity;
-                                }
-                                return zrkmodel::drawSlice({plane.width(), plane.height(), components, values,
-                                                            values.isWeightless},
-                                                           style)
-                                    .picture;
-                            }),
-                    3);
+    zrkmodel::FieldSummary summary;
+    auto picture = running(progress, ready->where(), [&](zrk::ProgressMonitor& monitor) {
+        const Followed followed(*ready, monitor, 0);
+        const zrkmodel::SlicePlane plane(zrk::BBox<double>(tensor(lower), tensor(upper)), axis, at, size);
+        const Node::ReadLocks locks = Node::lockForReading(nodes);
+        const auto values = zrk::valueOrThrow(
+            zrkmodel::sampleField(ready->output.field, plane, followed.monitor, followed.threads));
+        summary = values.summary;
+        zrkmodel::SliceStyle style;
+        if (range) {
+            style.range = zrkmodel::ValueRange{(*range)[0], (*range)[1]};
+        }
+        const auto components = static_cast<int>(ready->output.tag.components);
+        if (components == 1) {
+            style.contour = ready->output.surfaceLevel;
+            style.insideAbove = ready->output.isDensity;
+        }
+        return zrkmodel::drawSlice({plane.width(), plane.height(), components, values, values.isWeightless},
+                                   style)
+            .picture;
+    });
+    warnOfUndefined(node, summary, "pixels, which are hatched");
+    return pixelsOf(std::move(picture), 3);
 }
 
 py::dict meshReport(const py::array& vertices, const py::array& faces, const py::object& progress)
 {
-    const zrk::SurfaceMesh mesh = meshOf(vertices, faces);
-    const zrk::MeshReport report = running(progress, Where::Aside, [&](zrk::ProgressMonitor& monitor) {
-        const auto found = zrk::reportOn(mesh, zrk::followedBy(&monitor));
+    const MeshArrays arrays(vertices, faces);
+    const zrk::MeshReport report = runningApart(progress, [arrays](zrk::ProgressMonitor& monitor) {
+        const auto found = zrk::reportOn(arrays.mesh(), zrk::followedBy(&monitor));
         if (!found) {
             throw zrk::FaultError(zrk::interruptedAt("report"));
         }
@@ -553,26 +603,27 @@ void writeMesh(const std::string& path, const py::array& vertices, const py::arr
     const zrk::PartFormat format = zrk::valueOrThrow(zrk::partFormat(path));
     const auto length =
         unit.empty() ? std::nullopt : std::optional(zrk::valueOrThrow(zrk::lengthUnit("unit", unit)));
-    const zrk::SurfaceMesh mesh = meshOf(vertices, faces);
+    const MeshArrays arrays(vertices, faces);
     std::vector<zrk::VertexColor> paint;
     if (colors) {
         const auto bytes = py::array_t<std::uint8_t, py::array::c_style>::ensure(*colors);
-        if (!bytes || bytes.ndim() != 2 || bytes.shape(1) != 4 ||
-            bytes.shape(0) != static_cast<py::ssize_t>(mesh.vertices.size())) {
+        if (!bytes || bytes.ndim() != 2 || bytes.shape(1) != 4 || bytes.shape(0) != vertices.shape(0)) {
             PyErr_Clear();
             throw zrk::FaultError({"colors", "an array that isn't one colour a vertex",
-                                   fmt::format("uint8 of shape ({}, 4)", mesh.vertices.size()),
+                                   fmt::format("uint8 of shape ({}, 4)", vertices.shape(0)),
                                    "give red, green, blue and opacity from 0 to 255"});
         }
-        paint.resize(mesh.vertices.size());
+        paint.resize(static_cast<std::size_t>(vertices.shape(0)));
         std::memcpy(paint.data(), bytes.data(), 4 * paint.size());
     }
-    zrk::PartVoxels voxels;
     if (format == zrk::PartFormat::Vdb) {
         throw zrk::FaultError(
             {path, "a level set", ".stl, .obj, .ply or .3mf", "save a volume of the field as .vdb instead"});
     }
-    run(progress, Where::Aside, [&](zrk::ProgressMonitor& monitor) {
+    runApart(progress, [arrays, paint = std::move(paint), path, format, length,
+                        title](zrk::ProgressMonitor& monitor) {
+        const zrk::SurfaceMesh mesh = arrays.mesh();
+        const zrk::PartVoxels voxels;
         const zrk::Part part{.mesh = mesh, .colors = paint, .unit = length, .title = title, .voxels = voxels};
         zrk::valueOrThrow(zrk::AtomicFile::create(path).and_then(
             [&](zrk::AtomicFile file) { return zrk::writePart(std::move(file), format, part, &monitor); }));
@@ -581,9 +632,8 @@ void writeMesh(const std::string& path, const py::array& vertices, const py::arr
 
 py::tuple readMeshFile(const std::string& path, const py::object& progress)
 {
-    zrk::FileMesh mesh = running(progress, Where::Aside, [&](zrk::ProgressMonitor&) {
-        return zrk::valueOrThrow(zrk::readMesh(path));
-    });
+    zrk::FileMesh mesh = runningApart(
+        progress, [path](zrk::ProgressMonitor&) { return zrk::valueOrThrow(zrk::readMesh(path)); });
     warnOf(mesh.warnings);
     return arraysOf(std::move(mesh));
 }

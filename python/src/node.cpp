@@ -188,11 +188,16 @@ void Node::assign(const std::string& key, const ZRKJson& value, const std::share
 }
 
 /// Reads values as a document's are read.
-void Node::readAll(const ZRKJson& values, const std::shared_ptr<ResourceList>& library,
+/// @param former  the values before; what was wrong in them is let pass.
+void Node::readAll(const ZRKJson& values, const ZRKJson& former, const std::shared_ptr<ResourceList>& library,
                    zrk::ProgressMonitor* monitor)
 {
     std::optional<zrkmodel::ZRKReadIssue> refused;
-    zrkmodel::ZRKDeserialization stored(values, library, [&](const auto& issue) { refused = issue; });
+    zrkmodel::ZRKDeserialization stored(values, library, [&](const zrkmodel::ZRKReadIssue& issue) {
+        if (!zrkmodel::isIssueOf(*_object, former, library, issue)) {
+            refused = issue;
+        }
+    });
     stored.setMonitor(monitor);
     std::string kind;
     try {
@@ -254,7 +259,7 @@ void Node::setValues(const ZRKJson& values, const std::vector<SharedResource>& u
             }
         }
         if (readsAll && !sweep) { // a sweep that was stopped or refused keeps what it had
-            readAll(former, library, nullptr);
+            readAll(former, former, library, nullptr);
         }
     };
     try {
@@ -266,7 +271,7 @@ void Node::setValues(const ZRKJson& values, const std::vector<SharedResource>& u
         }
         if (readsAll) {
             run(progress, Where::Aside, [&](zrk::ProgressMonitor& monitor) {
-                readAll(merged, library, &monitor);
+                readAll(merged, former, library, &monitor);
                 if (monitor.isInterruptAcknowledged()) {
                     throw zrk::FaultError(zrk::interruptedAt(_place));
                 }
@@ -374,7 +379,8 @@ void Node::refreshRaster(std::uint64_t lastChangeUpstream)
 {
     const std::unique_lock lock(_editing);
     if (std::exchange(_frozen, lastChangeUpstream) != lastChangeUpstream) {
-        readAll(zrkmodel::storedForm(*_object), std::make_shared<ResourceList>(), nullptr);
+        const ZRKJson stored = zrkmodel::storedForm(*_object);
+        readAll(stored, stored, std::make_shared<ResourceList>(), nullptr);
     }
 }
 

@@ -142,8 +142,8 @@ private:
     void take(Lock& lock);
     void assign(const std::string& key, const zrkmodel::ZRKJson& value,
                 const std::shared_ptr<ResourceList>& library);
-    void readAll(const zrkmodel::ZRKJson& values, const std::shared_ptr<ResourceList>& library,
-                 zrk::ProgressMonitor* monitor);
+    void readAll(const zrkmodel::ZRKJson& values, const zrkmodel::ZRKJson& former,
+                 const std::shared_ptr<ResourceList>& library, zrk::ProgressMonitor* monitor);
 };
 
 } // namespace zrkpython

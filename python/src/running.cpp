@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace zrkpython {
@@ -13,6 +14,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 /// Between two looks at Python's signals, and between two reports.
 constexpr std::chrono::milliseconds kLook(10);
+/// For work that is to stop, before its caller goes on without it.
+constexpr std::chrono::milliseconds kPatience(30);
 
 unsigned long mainThread = 0;
 
@@ -121,36 +124,56 @@ public:
         std::thread([this] { serve(); }).detach();
     }
 
-    void begin(const std::function<void()>& work)
+    void begin(std::function<void()> work)
     {
         const std::lock_guard lock(_mutex);
-        _work = &work;
+        _work = std::move(work);
+        _isBusy = true;
         _begun.notify_one();
     }
     /// True when the work is done, false when the time is over.
     bool waitFor(std::chrono::milliseconds time)
     {
         std::unique_lock lock(_mutex);
-        return _done.wait_for(lock, time, [this] { return !_work; });
+        return _done.wait_for(lock, time, [this] { return !_isBusy; });
+    }
+    /// Has the thread end, and the helper with it, once the work is done. False, and nothing, when it is.
+    bool leave()
+    {
+        const std::lock_guard lock(_mutex);
+        _isLeft = _isBusy;
+        leftAlone() += _isLeft ? 1 : 0;
+        return _isLeft;
+    }
+    /// Helpers that were left and still work.
+    static std::atomic<int>& leftAlone()
+    {
+        static std::atomic<int> count{0};
+        return count;
     }
 
 private:
     std::mutex _mutex;
     std::condition_variable _begun;
     std::condition_variable _done;
-    const std::function<void()>* _work = nullptr;
+    std::function<void()> _work;
+    bool _isBusy = false;
+    bool _isLeft = false;
 
-    [[noreturn]] void serve()
+    void serve()
     {
         std::unique_lock lock(_mutex);
-        while (true) {
-            _begun.wait(lock, [this] { return _work != nullptr; });
+        while (!_isLeft) {
+            _begun.wait(lock, [this] { return _isBusy; });
             lock.unlock();
-            (*_work)();
+            std::exchange(_work, nullptr)();
             lock.lock();
-            _work = nullptr;
+            _isBusy = false;
             _done.notify_one();
         }
+        lock.unlock();
+        --leftAlone();
+        delete this;
     }
 };
 
@@ -161,7 +184,8 @@ std::vector<Helper*>& idleHelpers()
     return *helpers;
 }
 
-void runAside(Follower& follower, const std::function<void()>& work)
+/// @param wait  called every now and then; false to go on without the work.
+void runAside(Follower& follower, std::function<void()> work, const std::function<bool()>& wait)
 {
     std::vector<Helper*>& idle = idleHelpers();
     Helper* helper = idle.empty() ? new Helper : idle.back();
@@ -170,8 +194,11 @@ void runAside(Follower& follower, const std::function<void()>& work)
     }
     {
         const py::gil_scoped_release noGil;
-        helper->begin(work);
+        helper->begin(std::move(work));
         while (!helper->waitFor(kLook)) {
+            if (!wait() && helper->leave()) {
+                return;
+            }
             if (!follower.isStopped()) {
                 const py::gil_scoped_acquire gil;
                 follower.look();
@@ -181,12 +208,43 @@ void runAside(Follower& follower, const std::function<void()>& work)
     idle.push_back(helper);
 }
 
+bool isMainThread() { return PyThread_get_thread_ident() == mainThread; }
+
+/// Work that its caller may leave, with what it tells the caller.
+class ApartWork final : public zrk::ProgressMonitor {
+public:
+    explicit ApartWork(Work work) : _work(std::move(work)) {}
+
+    void run()
+    {
+        const zrk::StopScope scope(_sign);
+        try {
+            _work(*this);
+        } catch (...) {
+            _failure = std::current_exception();
+        }
+        _work = nullptr;
+    }
+    void progress(double fraction) override { _fraction.store(fraction, std::memory_order_relaxed); }
+    bool interruptRequested() override { return _sign.isRaised(); }
+
+    double fraction() const { return _fraction.load(std::memory_order_relaxed); }
+    void stop() { _sign.raise(); }
+    const std::exception_ptr& failure() const { return _failure; }
+
+private:
+    Work _work;
+    zrk::StopSign _sign;
+    std::atomic<double> _fraction{0};
+    std::exception_ptr _failure;
+};
+
 } // namespace
 
 void run(const py::object& progress, Where where, const Work& work)
 {
     Follower::refuseAtEnd();
-    const bool isAside = where == Where::Aside && PyThread_get_thread_ident() == mainThread;
+    const bool isAside = where == Where::Aside && isMainThread();
     Follower follower(progress, !isAside);
     std::exception_ptr failure;
     const auto watched = [&] {
@@ -198,12 +256,35 @@ void run(const py::object& progress, Where where, const Work& work)
         }
     };
     if (isAside) {
-        runAside(follower, watched);
+        runAside(follower, watched, [] { return true; });
     } else {
         const py::gil_scoped_release noGil;
         watched();
     }
     follower.finish(failure);
+}
+
+void runApart(const py::object& progress, Work work)
+{
+    if (!isMainThread()) {
+        run(progress, Where::Here, work);
+        return;
+    }
+    Follower::refuseAtEnd();
+    Follower follower(progress, false);
+    const auto apart = std::make_shared<ApartWork>(std::move(work));
+    Clock::time_point latest = Clock::time_point::max();
+    runAside(
+        follower, [apart] { apart->run(); },
+        [&] {
+            follower.progress(apart->fraction());
+            if (follower.isStopped() && latest == Clock::time_point::max()) {
+                apart->stop();
+                latest = Clock::now() + kPatience;
+            }
+            return Clock::now() < latest;
+        });
+    follower.finish(follower.isStopped() ? nullptr : apart->failure());
 }
 
 void hearSignals()
@@ -248,6 +329,7 @@ void beginOnMainThread(unsigned long thread)
     mainThread = thread;
     idleHelpers().clear();
     allRunning().followers.clear();
+    Helper::leftAlone() = 0;
 }
 
 void endAll()
@@ -255,7 +337,7 @@ void endAll()
     Running& all = allRunning();
     all.isEnding = true;
     const Clock::time_point latest = Clock::now() + std::chrono::seconds(2);
-    while (!all.followers.empty() && Clock::now() < latest) {
+    while ((!all.followers.empty() || Helper::leftAlone() > 0) && Clock::now() < latest) {
         for (Follower* follower : all.followers) {
             follower->stop();
         }

@@ -102,6 +102,29 @@ auto running(const py::object& progress, Where where, const Function& work)
     return std::move(*result);
 }
 
+/// As `run` does with work aside, but where the work is to stop and doesn't within some hundredths of a
+/// second, such as while it frees what it has made, its caller goes on without it.
+///
+/// @param work  owns all that it uses. Objects of Python among that are SharedObjects.
+void runApart(const py::object& progress, Work work);
+
+/// The same for work that gives something.
+template <class Function>
+auto runningApart(const py::object& progress, Function work)
+    -> std::invoke_result_t<Function&, zrk::ProgressMonitor&>
+{
+    struct Task {
+        std::optional<Function> work;
+        std::optional<std::invoke_result_t<Function&, zrk::ProgressMonitor&>> result = {};
+    };
+    const auto task = std::make_shared<Task>(Task{std::move(work)});
+    runApart(progress, [task](zrk::ProgressMonitor& monitor) {
+        task->result.emplace((*task->work)(monitor));
+        task->work.reset(); // freed there
+    });
+    return std::move(*task->result);
+}
+
 /// Calls Python's signal handlers where the main thread calls, and raises what they raise: for loops with the
 /// GIL, once in a few milliseconds.
 void hearSignals();

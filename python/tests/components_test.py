@@ -53,6 +53,15 @@ class Classes(unittest.TestCase):
                         fresh[spelling] = value
                         self.assertEqual(fresh.values, after)
 
+    def test_values_in_the_place_of_inputs_are_told_apart(self):
+        for call, remedy in ((lambda: zrk.SphereSDF(1), r"SphereSDF\(radius=1\)"), (lambda: zrk.SphereSDF(1, 2), r"radius=2\)"),
+                             (lambda: zrk.BinaryOperator(1, 2, (3, 4)), "by name$"),
+                             (lambda: zrk.SphereSDF("a"), "by name$"), (lambda: zrk.SphereSDF([1, [2]]), "by name$")):
+            with self.assertRaises(zrk.Error) as caught:
+                call()
+            self.assertRegex(caught.exception.remedy, remedy)
+        self.assertEqual(zrk.SphereSDF((0, 0, 3), radius=1)((9, 9, 9)), 2)
+
     def test_are_documented(self):
         for name, cls in zrk.components.items():
             with self.subTest(name):

@@ -7,6 +7,7 @@ import pathlib
 import pickle
 import subprocess
 import tempfile
+import time
 import unittest
 import warnings
 
@@ -99,6 +100,40 @@ class Files(WithFolder):
         other = zrk.Document.new(loaded.output + 1.0)
         other.save(self.folder / "other.zrk.json")
         np.testing.assert_array_equal(zrk.Document.load(self.folder / "other.zrk.json").output(POINTS), values + 1.0)
+
+    def test_files_of_others_stay(self):
+        triangle = (np.eye(3), [[0, 1, 2]])
+        foreign = self.folder / "part_node1.obj"
+        foreign.write_text("v 7 7 7\n")
+        document = zrk.Document.new(zrk.MeshSDF(mesh=triangle))
+        values = document.output(POINTS)
+        for _ in range(2):  # the second time over its own file
+            document.save(self.folder / "part.zrk.json")
+            self.assertEqual(sorted(p.name for p in self.folder.iterdir()),
+                             ["part.zrk.json", "part_node1.obj", "part_node1_2.obj"])
+            np.testing.assert_array_equal(zrk.Document.load(self.folder / "part.zrk.json").output(POINTS), values)
+        self.assertEqual(foreign.read_text(), "v 7 7 7\n")
+
+    def test_too_many_nodes_are_refused_soon(self):
+        chain = zrk.SphereSDF()
+        for _ in range(66_000):
+            chain = zrk.Invert(chain)
+        begun = time.monotonic()
+        with self.assertRaisesRegex(zrk.Error, "66001 nodes"):
+            zrk.Document.new(chain)
+        self.assertLess(time.monotonic() - begun, 10 * float(os.environ.get("ZRK_PATIENCE", "1")))
+
+    def test_a_dangling_reference_leaves_other_values_open(self):
+        poles = [{"strength": 0.5, "is_ref": True, "point_handle": "77"}]
+        with self.assertWarnsRegex(UserWarning, "uuid of a resource"):
+            document = zrk.Document.parse(json.dumps({"zrkGraph": 1, "nodes": [
+                {"id": 1, "type": "Multipole UVW", "values": {"poles": poles}}]}))
+        poles[0]["strength"] = 3.0
+        document[1].poles = poles
+        self.assertEqual(document[1].poles[0]["strength"], 3.0)
+        with self.assertRaisesRegex(zrk.Error, "uuid of a resource"):
+            document[1].poles = [*poles, {"strength": 1.0, "is_ref": True, "point_handle": "78"}]
+        self.assertEqual([pole["strength"] for pole in document[1].poles], [3.0])
 
     def test_nodes_come_and_go(self):
         document = zrk.Document.new(zrk.SphereSDF() | zrk.PlaneSDF())
@@ -198,6 +233,8 @@ class Pickles(WithFolder):
         again = pickle.loads(pickle.dumps(volume))
         self.assertEqual((again.origin, again.spacing), (volume.origin, volume.spacing))
         np.testing.assert_array_equal(again.values, volume.values)
+        twice = pickle.loads(pickle.dumps(sampled | zrk.Image3D(image=volume)))
+        self.assertEqual(len({node.image._resource.uuid for node in (twice.inputs["a"].node, twice.inputs["b"].node)}), 1)
         error = pickle.loads(pickle.dumps(zrk.Error("a", "b", "c", "d")))
         self.assertEqual(str(error), "a: found b, expected c\n  remedy: d")
 

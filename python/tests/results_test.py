@@ -5,6 +5,7 @@ import pathlib
 import subprocess
 import tempfile
 import unittest
+import warnings
 
 import numpy as np
 
@@ -13,6 +14,10 @@ import zrk
 ZRK = os.environ.get("ZRK_PROGRAM")
 EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples"
 CUBE = ((-1, -1, -1), (1, 1, 1))
+
+
+def half_defined(points):
+    return np.where(points[:, 0] > 0, np.nan, points[:, 1])
 
 
 class WithFolder(unittest.TestCase):
@@ -112,6 +117,34 @@ class Results(WithFolder):
             self.assertEqual(shown._repr_png_()[:8], b"\x89PNG\r\n\x1a\n")
         self.assertIsNone(zrk.BinaryOperator()._repr_png_())
 
+    def test_take_other_arrays_of_the_same_kind(self):
+        """Components keep what they were given; what is made afterwards has the new arrays."""
+        mesh = zrk.Mesh(np.eye(3), [[0, 1, 2]])
+        before = zrk.GeometryBlend(geometries=mesh)
+        value = before((0.3, 0.3, 0.3))
+        mesh.vertices = mesh.vertices * 2
+        self.assertEqual(before((0.3, 0.3, 0.3)), value)
+        self.assertNotEqual(zrk.GeometryBlend(geometries=mesh)((0.3, 0.3, 0.3)), value)
+        for holder, name, wrong in ((mesh, "vertices", 5), (mesh, "faces", np.zeros((2, 3))), (mesh, "faces", "abc"),
+                                    (zrk.Volume(np.zeros((2, 2, 2))), "values", np.zeros((2, 2))),
+                                    (zrk.Picture(np.zeros((2, 2))), "pixels", None)):
+            former = getattr(holder, name)
+            with self.subTest(name, wrong=wrong), self.assertRaises(zrk.Error):
+                setattr(holder, name, wrong)
+            self.assertIs(getattr(holder, name), former)
+
+    def test_pictures_tell_where_there_is_no_value(self):
+        half = zrk.field(half_defined)
+        with self.assertWarnsRegex(UserWarning, r"no value \(NaN\) at 128 of 256 pixels") as caught:
+            half.slice(size=16)
+        self.assertEqual(caught.filename, __file__)
+        with self.assertWarnsRegex(UserWarning, r"no value \(NaN\) at 2048 of 4096 positions"):
+            half.render(size=(16, 16))
+        with warnings.catch_warnings():
+            warnings.simplefilter("error")
+            zrk.SphereSDF(radius=0.5).slice(size=16)
+            zrk.SphereSDF(radius=0.5).render(size=(16, 16))
+
     def test_refuse_arguments_that_cant_be(self):
         ball, mesh = zrk.SphereSDF(), zrk.SphereSDF(radius=0.5).surface(resolution=4)
         cases = {
@@ -126,13 +159,20 @@ class Results(WithFolder):
             "direction": [lambda d=d: ball.render(direction=d) for d in ("isso", (0, 0, 0), (1, 2), 3)],
             "others": [lambda: ball.render(background="red"), lambda: ball.slice("w"), lambda: ball.slice(range=(1, 0)),
                        lambda: ball.measure(accuracy=7), lambda: ball.volume(threads=-1), lambda: ball.volume(progress=3),
-                       lambda: ball.render(color="red")],
+                       lambda: ball.render(color="red"), lambda: ball.slice(at=2), lambda: ball.slice(at=-0.1),
+                       lambda: ball.slice(range=5), lambda: ball.surface(adaptive=-1), lambda: ball.surface(density="yes"),
+                       lambda: ball((0, 0, 0), progress=3)],
+            "arrays": [lambda a=a: zrk.Mesh(*a) for a in ((None, None), ([[0, 0]], [[0, 1]]), ("abc", "abc"), (1, 2),
+                                                          (np.eye(3), np.eye(3)), ([[1], [1, 2]], [[0, 1, 2]]))]
+            + [lambda: zrk.Volume("abc"), lambda: zrk.Picture([[None]]), lambda: zrk.Curve("abc"), lambda: zrk.Curve([(1, 2)])],
+            "imports": [lambda a=a: zrk.MeshSDF().import_mesh(a) for a in (5, None, [5], b"", (1, 2))]
+            + [lambda: zrk.MeshSDF(mesh=5), lambda: zrk.SphereSDF().import_mesh(5)],
             "files": [lambda: mesh.save(self.folder / "a.xyz"), lambda: ball.volume(resolution=2).save(3),
                       lambda: zrk.Picture(np.zeros((2, 2))).save(self.folder / "a.png"),
                       lambda: zrk.Picture(np.zeros((2, 2), np.uint8)).save(self.folder / "a.jpg"),
                       lambda: zrk.Volume(np.zeros((2, 2))).save(self.folder / "a.npy"),
                       lambda: zrk.Mesh.load(self.folder / "none.stl"), lambda: zrk.Mesh([[0, 0, 0]], [[0, 1, 2]]).report(),
-                      lambda: zrk.Mesh([[0, 0, 0]], [[0, 0]]).report()],
+                      lambda: mesh.save(self.folder / "a.stl", unit=5)],
         }
         for name, calls in cases.items():
             for i, call in enumerate(calls):

@@ -1,9 +1,11 @@
 """Threads, Ctrl-C, progress, forks."""
 
+import atexit
 import os
 import signal
 import subprocess
 import sys
+import tempfile
 import threading
 import time
 import unittest
@@ -38,6 +40,19 @@ def letters():
     return {"image_a": rng.integers(20, 255, (64, 64), np.uint8), "image_b": rng.integers(20, 255, (64, 64), np.uint8)}
 
 
+large_file = None
+
+
+def write_large_file():
+    global large_file
+    with tempfile.NamedTemporaryFile(suffix=".obj", delete=False) as file:
+        atexit.register(os.unlink, file.name)
+        for _ in range(20):
+            file.write(b"v 1 2 3\n" * 1_000_000)
+    large_file = file.name
+
+
+PREPARE = {"mesh file": write_large_file}
 LONG = {
     "points": lambda: part()(np.broadcast_to(np.zeros(3), (100_000_000, 3))),
     "points of other numbers": lambda: part()(np.broadcast_to(np.zeros(3, np.float16), (100_000_000, 3))),
@@ -45,6 +60,7 @@ LONG = {
     "picture of other numbers": lambda: zrk.ScalarImageSampler(image=np.broadcast_to(np.longdouble(1), (32_000, 32_000))),
     "mesh of other numbers": lambda: zrk.Mesh(
         np.broadcast_to(np.zeros(3, np.float32), (50_000_000, 3)), np.zeros((1, 3), np.int32)).report(),
+    "mesh file": lambda: zrk.Mesh.load(large_file),
     "volume": lambda: part().volume(resolution=900),
     "volume of vectors": lambda: zrk.GradDerivative(part()).volume(resolution=400),
     "surface": lambda: part().surface(resolution=2000),
@@ -70,6 +86,7 @@ import sys, time
 sys.path[:0] = {sys.path!r}
 import running_test as t
 work = t.LONG[{name!r}]
+t.PREPARE.get({name!r}, int)()
 print("begun", flush=True)
 try:
     work()

@@ -3,6 +3,8 @@
 import math
 import numbers
 
+import numpy as np
+
 from . import _zrk
 from ._errors import Error
 
@@ -59,6 +61,60 @@ def number(value, place):
 
 def optional_number(value, place):
     return None if value is None else number(value, place)
+
+
+def number_within(value, place, least, most=math.inf):
+    """A finite float in a range."""
+    result = number(value, place)
+    if not least <= result <= most:
+        expected = f"a number from {least:g}" + (f" to {most:g}" if math.isfinite(most) else " up")
+        raise Error(place, repr(value), expected, "give such a number")
+    return result
+
+
+def optional_flag(value, place):
+    """True, False or None."""
+    if value is None:
+        return None
+    if not isinstance(value, (bool, np.bool_)):
+        raise Error(place, repr(value), "True, False or None", "give one of these")
+    return bool(value)
+
+
+def real_numbers(value, place, axes, expected):
+    """An array of real numbers with one of so many axes."""
+    try:
+        array = np.asarray(value)
+    except ValueError:
+        raise Error(place, "rows of several lengths", "an array of " + expected, "give rows of one length") from None
+    if array.dtype.kind not in "biuf":
+        found = f"an object of the type {type(value).__name__}" if array.dtype.kind == "O" else \
+            f"an array of type {array.dtype}"
+        raise Error(place, found, "an array of real numbers, of " + expected, "give such an array")
+    if array.ndim not in axes:
+        raise Error(place, f"an array of shape {array.shape}", expected, "reshape the array")
+    return array
+
+
+def rows_of_three(value, place, rows, kinds="iuf"):
+    """An array of shape (rows, 3) of numbers of these kinds of NumPy's."""
+    array = real_numbers(value, place, (2,), f"shape ({rows}, 3)")
+    if array.shape[1] != 3 or array.dtype.kind not in kinds:
+        raise Error(place, f"an array of shape {array.shape} and type {array.dtype}",
+                    ("numbers" if "f" in kinds else "whole numbers") + f" of shape ({rows}, 3)",
+                    "check the array, which may need reshape or astype")
+    return array
+
+
+def pair(value, place):
+    """Two finite floats, the lower one first."""
+    try:
+        numbers = tuple(number(x, place) for x in value)
+    except TypeError:
+        numbers = ()
+    if len(numbers) != 2 or not numbers[0] < numbers[1]:
+        raise Error(place, repr(value), "two numbers, the lower one first", "write (low, high)")
+    return numbers
 
 
 def grid(resolution, lower, upper):

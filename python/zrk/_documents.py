@@ -89,7 +89,7 @@ class Document:
     @unit.setter
     def unit(self, unit):
         known = ("m", "cm", "mm", "um", "inch", "ft")
-        if unit not in known:
+        if not isinstance(unit, str) or unit not in known:
             raise Error("unit", repr(unit), "one of " + ", ".join(known), "name one of these")
         self._core.unit = unit
 
@@ -126,6 +126,7 @@ class Document:
         int
             Its id.
         """
+        field = _fields.as_field(field, "document")
         ids = self._ids()
         self._take(field._core, ids)
         return ids[field._core.identity]

@@ -10,6 +10,8 @@ from . import _results, _zrk
 from ._errors import Error
 
 _COMPONENTS = {"Scalar": 1, "Vector3d": 3, "Color": 4}
+_SIZES = {"Scalar": (), "Vector3d": (3,), "Color": (4,)}
+_CONSTANTS = {"Scalar": "a number", "Vector3d": "three numbers", "Color": "four numbers"}
 
 
 class Measures:
@@ -107,7 +109,7 @@ class Field:
         KeyboardInterrupt
             After Ctrl-C, within 100 ms.
         """
-        return self._core.values_at(self._output, points, progress)
+        return self._core.values_at(self._output, points, check.progress(progress))
 
     def sample(self, points, *, progress=None):
         """Values and weights at positions.
@@ -159,8 +161,9 @@ class Field:
     def _surface_options(self, bounds, resolution, cell, iso, density, sharp, is_open, flatness, threads):
         lower, upper = self._box(bounds)
         return _zrk.SurfaceOptions(lower, upper, check.cells(resolution, cell, lower, upper),
-                                   check.optional_number(iso, "iso"), density, bool(sharp), bool(is_open),
-                                   check.number(flatness, "adaptive"), check.whole(threads, "threads", 0))
+                                   check.optional_number(iso, "iso"), check.optional_flag(density, "density"),
+                                   bool(sharp), bool(is_open), check.number_within(flatness, "adaptive", 0),
+                                   check.whole(threads, "threads", 0))
 
     def surface(self, bounds=None, resolution=128, *, cell=None, iso=None, density=None, sharp=False, open=False,
                 adaptive=0.0, threads=0, progress=None):
@@ -211,9 +214,7 @@ class Field:
         Measures
         """
         options = self._surface_options(bounds, 96, None, iso, density, False, False, 0.0, threads)
-        share = check.number(accuracy, "accuracy")
-        if not 1e-6 <= share <= 0.5:
-            raise Error("accuracy", repr(accuracy), "a number from 1e-6 to 0.5", "give for example 1e-3")
+        share = check.number_within(accuracy, "accuracy", 1e-6, 0.5)
         return Measures(self._core.measure(self._output, options, share, check.progress(progress)))
 
     def render(self, size=(640, 480), bounds=None, *, direction=None, perspective=False, iso=None, density=None,
@@ -250,8 +251,8 @@ class Field:
         if background not in ("studio", "transparent"):
             raise Error("background", repr(background), '"studio" or "transparent"', "name one of these")
         paint = None if color is None else as_field(color, "color")
-        options = _zrk.RenderOptions(lower, upper, check.optional_number(iso, "iso"), density, width, height,
-                                     check.direction(direction), bool(perspective), background,
+        options = _zrk.RenderOptions(lower, upper, check.optional_number(iso, "iso"),
+                                     check.optional_flag(density, "density"), width, height, check.direction(direction), bool(perspective), background,
                                      paint and paint._core, paint._output if paint else 0,
                                      check.whole(threads, "threads", 0))
         return _results.Picture(self._core.picture(self._output, options, check.progress(progress)))
@@ -279,10 +280,8 @@ class Field:
         if axis not in ("x", "y", "z"):
             raise Error("axis", repr(axis), '"x", "y" or "z"', "name one of these")
         if range is not None:
-            range = tuple(check.number(x, "range") for x in range)
-            if len(range) != 2 or not range[0] < range[1]:
-                raise Error("range", repr(range), "two numbers, the lower one first", "write (low, high)")
-        pixels = self._core.slice(self._output, lower, upper, "xyz".index(axis), check.number(at, "at"),
+            range = check.pair(range, "range")
+        pixels = self._core.slice(self._output, lower, upper, "xyz".index(axis), check.number_within(at, "at", 0, 1),
                                   check.whole(size, "size", 2, 16384), range, check.progress(progress))
         return _results.Picture(pixels)
 
@@ -414,6 +413,14 @@ class Inputs(_Pins):
         core.connect(index, field._core, field._output)
 
 
+def _shape(value):
+    """As an array; None for what makes none."""
+    try:
+        return np.shape(value)
+    except ValueError:
+        return None
+
+
 def python_name(name):
     """A name of a property or pin as Python writes it: "ring radius" is ring_radius, "pathCurve" path_curve."""
     import keyword
@@ -448,9 +455,25 @@ class Node(Field):
                         "make a zrk.SphereSDF, for example")
         core = _zrk.Node(description["class"], type(self).__name__)
         Field.__init__(self, core, 0)
+        if len(inputs) > len(core.input_pins):
+            raise Error(type(self).__name__, f"{len(inputs)} inputs", f"at most {len(core.input_pins)}",
+                        self._as_property(inputs[len(core.input_pins)]))
         for i, value in enumerate(inputs):
+            tag = core.input_pins[i]["tag"]
+            if not isinstance(value, Field) and tag in _SIZES and _shape(value) != _SIZES[tag]:
+                raise Error(f"{core.place}, input {i} ({core.input_pins[i]['name']!r})", repr(value),
+                            f"a field of the type {tag}, or {_CONSTANTS[tag]}", self._as_property(value))
             self.inputs[i] = value
         self.set(**values)
+
+    @classmethod
+    def _as_property(cls, value):
+        """What may have been meant by a value that stands where inputs do."""
+        size = _shape(value) if isinstance(value, (int, float, list, tuple)) else None
+        kinds = {(): ("double", "int"), (3,): ("vector3",)}.get(size, ())
+        named = [python_name(row["name"]) for row in cls._description["properties"] if row["type"] in kinds]
+        example = f", such as {cls.__name__}({named[0]}={value!r})" if named else ""
+        return "inputs come first, in their order; give properties by name" + example
 
     @property
     def inputs(self):
@@ -525,6 +548,9 @@ class Node(Field):
         progress = check.progress(progress)
         options = {key: value for key, value in (("fit", fit), ("polygons", polygons)) if value is not None}
         arrays = None if isinstance(source, (str, os.PathLike)) else _results.mesh_arrays(source)
+        if arrays is None and not isinstance(source, (str, os.PathLike, list, tuple)):
+            raise Error(f"{self._core.place}, import", f"an object of the type {type(source).__name__}",
+                        "a path, a list of paths, or a mesh", "see help(zrk.Node.import_mesh)")
         if arrays is not None:
             with tempfile.TemporaryDirectory() as folder:
                 path = os.path.join(folder, "mesh.obj")
@@ -759,6 +785,8 @@ class Function(Node):
     def __init__(self, function, *inputs, coords=None, type="Scalar"):
         if not callable(function):
             raise Error("zrk.field", repr(function), "a function", "give one that takes an array of points")
+        if not isinstance(type, str):
+            raise Error("zrk.field, type", repr(type), '"Scalar", "Vector3d" or "Color"', "name one of these")
         core = _zrk.Node.function(function, type, len(inputs), getattr(function, "__name__", "function"))
         Field.__init__(self, core, 0)
         if coords is not None:

@@ -34,15 +34,37 @@ def _png_bytes(pixels):
             return file.read()
 
 
-def _array(values, place, axes, expected):
-    """An array with one of so many axes."""
-    try:
-        array = np.asarray(values)
-    except ValueError as error:
-        raise Error(place, str(error), "an array of " + expected, "give rows of one length") from None
-    if array.ndim not in axes:
-        raise Error(place, f"an array of shape {array.shape}", expected, "reshape the array")
-    return array
+class _Array:
+    """An attribute that is checked when it is assigned, which drops what nodes read of the former one."""
+
+    def __init__(self, check_it):
+        self._check = check_it
+
+    def __set_name__(self, owner, name):
+        self._name = name
+
+    def __get__(self, holder, owner=None):
+        return self if holder is None else holder.__dict__[self._name]
+
+    def __set__(self, holder, value):
+        holder.__dict__[self._name] = self._check(value)
+        holder._resource = None
+
+
+def _pixels(value):
+    return check.real_numbers(value, "picture", (2, 3), "shape (height, width) or (height, width, channels)")
+
+
+def _grid_values(value):
+    return check.real_numbers(value, "volume", (3, 4), "shape (nz, ny, nx) or (nz, ny, nx, components)")
+
+
+def _vertices(value):
+    return check.rows_of_three(value, "vertices of a mesh", "n")
+
+
+def _faces(value):
+    return check.rows_of_three(value, "faces of a mesh", "k", "iu")
 
 
 class Picture(_WithResource):
@@ -59,10 +81,10 @@ class Picture(_WithResource):
     A notebook shows a picture of bytes. ``numpy.asarray(picture)`` are its pixels.
     """
 
-    pixels: np.ndarray
+    pixels: np.ndarray = _Array(_pixels)
 
     def __init__(self, pixels):
-        self.pixels = _array(pixels, "picture", (2, 3), "shape (height, width) or (height, width, channels)")
+        self.pixels = pixels
 
     def _make_resource(self):
         return _zrk.picture_resource(self.pixels, self.pixels)
@@ -124,14 +146,14 @@ class Volume(_WithResource):
     ((5, 5, 5), (0.5, 0.5, 0.5), -0.5)
     """
 
-    values: np.ndarray
+    values: np.ndarray = _Array(_grid_values)
     origin: "tuple[float, float, float]"
     spacing: "tuple[float, float, float]"
     name: str
     is_density: bool
 
     def __init__(self, values, origin=(0, 0, 0), spacing=(1, 1, 1), name="", is_density=False):
-        self.values = _array(values, "volume", (3, 4), "shape (nz, ny, nx) or (nz, ny, nx, components)")
+        self.values = values
         self.origin = check.vector(origin, "origin")
         self.spacing = check.vector(spacing, "spacing")
         self.name = str(name)
@@ -183,17 +205,18 @@ class Mesh(_WithResource):
 
     Attributes
     ----------
-    vertices : ndarray of float64, shape (n, 3)
-    faces : ndarray of uint32, shape (k, 3)
+    vertices : ndarray of shape (n, 3)
+    faces : ndarray of whole numbers, shape (k, 3)
+        Arrays of the same shapes may be assigned to both. Components that were given the mesh keep what they read.
     """
 
-    vertices: np.ndarray
-    faces: np.ndarray
+    vertices: np.ndarray = _Array(_vertices)
+    faces: np.ndarray = _Array(_faces)
     name: str
 
     def __init__(self, vertices, faces, name=""):
-        self.vertices = np.asarray(vertices)
-        self.faces = np.asarray(faces)
+        self.vertices = vertices
+        self.faces = faces
         self.name = str(name)
 
     def _make_resource(self):
@@ -222,6 +245,8 @@ class Mesh(_WithResource):
         progress : callable, optional
             Called with the fraction done.
         """
+        if unit is not None and not isinstance(unit, str):
+            raise Error("unit", repr(unit), "a unit of length", 'give for example "mm"')
         names = {"meter": "m", "centimeter": "cm", "millimeter": "mm", "micron": "um", "micrometer": "um", "foot": "ft"}
         _zrk.write_mesh(check.file_name(path), self.vertices, self.faces, names.get(unit, unit or ""), self.name,
                         None if colors is None else np.asarray(colors), check.progress(progress))
@@ -290,9 +315,7 @@ def Curve(points, closed=False, smooth=False):
     -------
     Geometry
     """
-    array = np.asarray(points, float)
-    if array.ndim != 2 or array.shape[1] != 3:
-        raise Error("points", f"an array of shape {array.shape}", "shape (n, 3)", "give x, y and z of each point")
+    array = check.rows_of_three(points, "points", "n").astype(float)
     return Geometry("spline" if smooth else "polyline", points=array, closed=bool(closed))
 
 
@@ -346,13 +369,13 @@ def mesh_arrays(value):
     """Vertices and triangles of whatever has them, None where it is no mesh: of this module, trimesh, pyvista,
     meshio, or a pair of arrays."""
     if hasattr(value, "vertices") and hasattr(value, "faces"):  # this module's, trimesh
-        return np.asarray(value.vertices), np.asarray(value.faces)
+        return _vertices(value.vertices), _faces(value.faces)
     if hasattr(value, "cells_dict") and hasattr(value, "points"):  # meshio
         triangles = [cells for kind, cells in value.cells_dict.items() if kind == "triangle"]
         if not triangles:
             raise Error("mesh", "cells of " + ", ".join(value.cells_dict), "triangles",
                         "split the faces into triangles first")
-        return np.asarray(value.points), np.concatenate(triangles)
+        return _vertices(value.points), _faces(np.concatenate(triangles))
     if hasattr(value, "points") and hasattr(value, "faces"):  # pyvista: the count of corners before each face
         faces = np.asarray(value.faces)
         if faces.ndim == 1:
@@ -360,9 +383,9 @@ def mesh_arrays(value):
                 raise Error("mesh", "faces of more than three corners", "triangles",
                             "call triangulate() on the mesh first")
             faces = faces.reshape(-1, 4)[:, 1:]
-        return np.asarray(value.points), faces
+        return _vertices(value.points), _faces(faces)
     if isinstance(value, tuple) and len(value) == 2:
-        return np.asarray(value[0]), np.asarray(value[1])
+        return _vertices(value[0]), _faces(value[1])
     return None
 
 

@@ -6,6 +6,7 @@ from . import _fields, _results, _zrk
 def _node_states(cores):
     """One state a component; links lead to earlier ones."""
     places = {core.identity: i for i, core in enumerate(cores)}
+    shared = {}  # so that what several components read is pickled and made again once
     states = []
     for core in cores:
         links = []
@@ -16,7 +17,7 @@ def _node_states(cores):
         function = core.callable
         kind = core.output_pins[0]["tag"] if function is not None else None
         states.append((core.class_name, function, kind, len(core.input_pins), _values(core),
-                       [(r.uuid, _results.Stored(r)) for r in core.resources], core.imported, core.import_source, links))
+                       [(r.uuid, shared.setdefault(r.uuid, _results.Stored(r))) for r in core.resources], core.imported, core.import_source, links))
     return states
 
 
