@@ -367,6 +367,8 @@ private:
     void eraseResource(std::size_t index);
     zrk::Result<void> replaceOne(const ZRKJson& entry, DocumentWarnings* warnings,
                                  zrk::ProgressMonitor* monitor);
+    zrk::Result<ZRKJson> fragment(const std::vector<std::uint16_t>& nodes) const;
+    zrk::Result<Pasted> pasteFragment(ZRKJson fragment, const PasteSettings& settings);
     zrk::Result<void> pasteResources(ZRKJson& fragment, DocumentWarnings& warnings,
                                      zrk::ProgressMonitor* monitor);
     std::size_t linkFromOutside(const ZRKJson& links, const std::map<int, int>& newIds);
