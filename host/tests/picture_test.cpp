@@ -109,6 +109,28 @@ TEST(SlicePicture, ShowsTheInsideOfADensityLikeThatOfADistance)
     EXPECT_NE(drawSlice({32, 8, 1, densities}, density).picture.data, a.picture.data);
 }
 
+// Lines are as wide to the eye on a screen with twice as many pixels.
+TEST(SlicePicture, LinesAreAsWideAsTheScaleSays)
+{
+    std::vector<double> distances;
+    for (int i = 0; i < 64 * 8; ++i) {
+        distances.push_back(i % 64 - 31.5);
+    }
+    const auto darkPixels = [&](double scale) {
+        SliceStyle style;
+        style.contour = 0;
+        style.scale = scale;
+        const SlicePicture slice = drawSlice({64, 8, 1, distances}, style);
+        int dark = 0;
+        for (std::size_t x = 0; x < 64; ++x) {
+            dark += slice.picture.data[3 * x + 2] < 110 ? 1 : 0; // of a row; both sides of the line are lighter
+        }
+        return dark;
+    };
+    EXPECT_EQ(darkPixels(1), 2);
+    EXPECT_EQ(darkPixels(2), 4);
+}
+
 // At a jump the slope says little; the change of sign tells where the contour is.
 TEST(SlicePicture, DrawsTheContourAlongAJump)
 {

@@ -180,7 +180,7 @@ void Window::requestThumbnails()
         }
         _thumbnailsPending.insert(node);
         _view->previews().requestThumbnail(node, *output, _session->document().samplingBounds(),
-                                           _thumbnailSize, _session->document().view());
+                                           _thumbnailSize, _session->document().view(), devicePixelRatioF());
     }
 }
 
