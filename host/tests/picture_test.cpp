@@ -123,7 +123,8 @@ TEST(SlicePicture, LinesAreAsWideAsTheScaleSays)
         const SlicePicture slice = drawSlice({64, 8, 1, distances}, style);
         int dark = 0;
         for (std::size_t x = 0; x < 64; ++x) {
-            dark += slice.picture.data[3 * x + 2] < 110 ? 1 : 0; // of a row; both sides of the line are lighter
+            dark +=
+                slice.picture.data[3 * x + 2] < 110 ? 1 : 0; // of a row; both sides of the line are lighter
         }
         return dark;
     };

@@ -289,6 +289,9 @@ TEST_F(WindowTest, InspectorNamesAndResetsANode)
     ASSERT_TRUE(window.session()->undo());
     EXPECT_EQ(name->text(), "Sphere") << "follows";
 
+    const std::string tip = fieldOf(window, "radius")->toolTip().toStdString();
+    EXPECT_THAT(tip, ::testing::HasSubstr("1.0 in a new node")) << "what the manual page says of the value";
+
     QCoreApplication::processEvents();
     QToolButton* reset = nullptr;
     for (auto* button : window.inspector().findChildren<QToolButton*>()) {
