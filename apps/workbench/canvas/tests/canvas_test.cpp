@@ -659,6 +659,20 @@ TEST_F(CanvasTest, ALargeDocumentComesInTurns)
     }
 }
 
+/// What of a widget was drawn.
+class PaintedRegion : public QObject {
+public:
+    QRegion region;
+
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint) {
+            region += static_cast<QPaintEvent*>(event)->region();
+        }
+        return false;
+    }
+};
+
 // Wires that are drawn in a hurry while the zoom moves must be smooth again once it rests.
 TEST_F(CanvasTest, WiresOfALargeDocumentArePlainWhileTheZoomMoves)
 {
@@ -686,7 +700,12 @@ TEST_F(CanvasTest, WiresOfALargeDocumentArePlainWhileTheZoomMoves)
     canvas->revealNode(301);
     EXPECT_FALSE(canvas->isSettled());
     const std::size_t plain = coloursBesideAWire();
+    QCoreApplication::processEvents(); // what the zoom itself draws
+    PaintedRegion painted;
+    pane()->installEventFilter(&painted);
     ASSERT_TRUE(QTest::qWaitFor([&] { return canvas->isSettled(); }, 5000));
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(QRegion(pane()->rect()).subtracted(painted.region).isEmpty()) << "all is drawn again";
     EXPECT_GT(coloursBesideAWire(), plain + 5);
 }
 
