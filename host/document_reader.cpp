@@ -74,6 +74,24 @@ std::string unreadableKey(const ZRKGraphObject& object, const ZRKJson& values)
     return "";
 }
 
+/// Whether the way to a place, "poles/0/strength", leads through an item of a list.
+bool isWithinList(const ZRKJson& values, const std::string& place)
+{
+    const ZRKJson* value = &values;
+    if (values.contains(place)) {
+        return false; // a key with a slash of its own
+    }
+    std::size_t start = 0;
+    for (std::size_t end; (end = place.find('/', start)) != std::string::npos; start = end + 1) {
+        const auto member = value->find(place.substr(start, end - start));
+        if (!value->is_object() || member == value->end() || member->is_array()) {
+            return true;
+        }
+        value = &*member;
+    }
+    return false;
+}
+
 /// Empty where nothing is known.
 std::string didYouMean(const std::string& key, const std::vector<std::string>& known)
 {
@@ -377,9 +395,12 @@ void DocumentReader::readValues(const ZRKJson& values, ZRKGraphObject& object, c
     const std::vector<std::string> unread = stored.unreadPlaces();
     const std::vector<std::string> known = unread.empty() ? unread : keysOf(storedForm(object));
     for (const std::string& key : unread) {
+        // Items of a list may move or go, so that nothing tells which of them a key belongs to later.
+        const char* const outcome =
+            isWithinList(values, key) ? "is neither used nor kept" : "is kept and not used";
         warn(keyPlace(place, key), "a key that the type doesn't know", "the name of a property",
-             fmt::format("{}`zrk types {}` lists them; as it stands, the key is kept and not used",
-                         didYouMean(key, known), uniqueName(object.typeInfo())));
+             fmt::format("{}`zrk types {}` lists them; as it stands, the key {}", didYouMean(key, known),
+                         uniqueName(object.typeInfo()), outcome));
     }
 }
 

@@ -93,16 +93,27 @@ void print(const ZRKJson& value, std::size_t indent, std::string& out)
     out += "\n" + std::string(indent, ' ') + (value.is_object() ? "}" : "]");
 }
 
-/// The component's stored form, and after it the keys of the document that it doesn't know.
+/// Adds to the members of an object, and of the objects in it, those of its former form that it lacks.
+void keepUnknown(const ZRKJson& former, ZRKJson& current)
+{
+    if (!former.is_object() || !current.is_object()) {
+        return;
+    }
+    for (const auto& [key, member] : former.items()) {
+        if (const auto known = current.find(key); known != current.end()) {
+            keepUnknown(member, *known);
+        } else {
+            current[key] = member;
+        }
+    }
+}
+
+/// The component's stored form, and after its keys those of the document that it doesn't know.
 ZRKJson currentValues(const ZRKGraphObject& object, const ZRKJson& entry)
 {
     ZRKJson values = storedForm(object);
-    if (const auto former = entry.find("values"); former != entry.end() && former->is_object()) {
-        for (const auto& [key, member] : former->items()) {
-            if (!values.contains(key)) {
-                values[key] = member;
-            }
-        }
+    if (const auto former = entry.find("values"); former != entry.end()) {
+        keepUnknown(*former, values);
     }
     return values;
 }

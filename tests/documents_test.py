@@ -222,6 +222,17 @@ class Warnings(ZrkTest):
         self.check(document, ("links[0]", '"form"', 'did you mean "from"'))
         self.check(graph([{**SPHERE, "values": {"raduis": 2}}]), ('"raduis"', 'did you mean "radius"'))
 
+        values = {"falloff params": {"start": 0.25, "more": 1}, "a/b": 2}
+        poles = {"poles": [{"strength": 1, "note": 3}]}
+        document = graph([SPHERE, {"id": 2, "type": "FallOff", "values": values},
+                          {"id": 3, "type": "Multipole UVW", "values": poles}])
+        self.check(document, ("falloff params/more", "is kept and not used"), ('"a/b"', "is kept and not used"),
+                   ("poles/0/note", "neither used nor kept"))
+        self.succeed("edit", self.put(document), "1.radius=2", "-o", self.folder / "saved.json")
+        saved = json.loads((self.folder / "saved.json").read_text())["nodes"]
+        self.assertEqual((saved[1]["values"]["falloff params"]["more"], saved[1]["values"]["a/b"]), (1, 2))
+        self.assertNotIn("note", saved[2]["values"]["poles"][0])
+
     def test_keys_that_a_resource_does_not_know(self):
         def resource(**members):
             return graph([SPHERE], resources=[{"uuid": "a1", **members}])

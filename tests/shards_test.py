@@ -11,7 +11,7 @@ import unittest
 import xml.etree.ElementTree as xml
 
 import mesh_files
-from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, ZrkTest, graph, run
+from zrk_program import PATIENCE, PROGRAM, ROOT, SANITIZED, SPHERE, ZrkTest, graph, run
 
 BLEND = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
 GRID = ["--dims", "100,100,330"]  # four tiles of at most 105 layers
@@ -33,6 +33,7 @@ def end_early(arguments, seed):
 
 
 class LargerThanMemory(ZrkTest):
+    @unittest.skipIf(SANITIZED, "sanitizers take memory of their own")
     def test_memory_and_threads_change_nothing(self):
         # 64 MB of samples, in pieces of some megabytes and at once; a raster that is frozen over the whole bounds.
         frozen = self.put(graph([SPHERE, {"id": 2, "type": "RasterFX", "values": {"resolution": 9}}], [(1, 0, 2, 0)], (2, 0),
@@ -181,6 +182,7 @@ class Surfaces(ZrkTest):
         self.succeed("surface", document, *options, "-o", path, "--report", self.folder / "report.txt", seconds=120)
         return digest(path)
 
+    @unittest.skipIf(SANITIZED, "sanitizers take memory of their own")
     def test_memory_and_threads_change_nothing(self):
         # A mesh of some 50 MB, which doesn't fit into the memory beside what a run needs.
         options = ["--bounds", "-4,-4,-4,4,4,4", "--resolution", "200"]

@@ -56,6 +56,15 @@ class New(ZrkTest):
         self.assertEqual(json.loads(path.read_text()), json.loads(run("types", "--json", "Gyroid").out)["examples"][0]["document"])
         self.refused(2, "new", "--example", "Gyroid", "SphereSDF", "-o", self.folder / "f.zrk.json")
 
+    def test_documents_go_from_one_command_to_the_next(self):
+        for arguments in (["SphereSDF"], ["--example", "SphereSDF"]):
+            with self.subTest(arguments):
+                text = self.succeed("new", *arguments, "-o", "-").out
+                node = json.loads(text)["nodes"][0]["id"]
+                edited = self.succeed("edit", "-", f"{node}.radius=0.25", "-o", "-", stdin=text.encode()).out
+                self.assertEqual(json.loads(edited)["nodes"][0]["values"]["radius"], 0.25)
+        self.assertEqual(self.files(), [])
+
 
 class Graph(ZrkTest):
     NS = "{http://www.w3.org/2000/svg}"

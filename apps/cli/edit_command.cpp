@@ -60,8 +60,8 @@ void edit(const EditOptions& options)
         assignments.push_back(parseAssignment(text));
     }
     if (options.document == "-" && !options.file) {
-        throw zrk::FaultError(
-            {"edit", "a document from standard input", "a file to write it to", "give -o FILE"});
+        throw zrk::FaultError({"edit", "a document from standard input", "a file to write it to",
+                               "give -o FILE, or -o - for standard output"});
     }
     zrkmodel::EditSession session(loadDocument(options, options.quiet));
     withProgress("editing", options.quiet, [&](ProgressBar& bar) {
@@ -74,6 +74,12 @@ void edit(const EditOptions& options)
             }
         }
     });
+    if (options.file == "-") {
+        zrkmodel::GraphDocument printed = session.document();
+        printed.moveTo("-");
+        fmt::print("{}", printed.toText());
+        return;
+    }
     zrk::valueOrThrow(session.save(options.file.value_or(options.document), true));
 }
 
@@ -85,7 +91,8 @@ void addEditCommand(const Program& program)
     auto options = std::make_shared<EditOptions>();
     options->addTo(*command);
     command->add_option("ASSIGNMENT", options->assignments, "NODE.KEY=VALUE, e.g. 2.radius=0.4")->required();
-    command->add_option("-o,--output", options->file, "document to write; without it DOC itself");
+    command->add_option("-o,--output", options->file,
+                        "document to write; without it DOC itself; - is standard output");
     command->add_flag("--quiet", options->quiet, "no progress, no warnings");
     command->callback([&work = program.work, options] { work = [options] { edit(*options); }; });
 }

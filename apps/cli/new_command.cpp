@@ -71,8 +71,12 @@ void linkInputs(zrkmodel::ZRKGraph& graph, const zrkmodel::ZRKGraphNode& node,
     }
 }
 
-zrkmodel::GraphDocument documentOf(const std::vector<const Registration*>& types, const std::string& file)
+zrkmodel::GraphDocument documentOf(const std::vector<std::string>& names, const std::string& file)
 {
+    std::vector<const Registration*> types;
+    for (const std::string& name : names) {
+        types.push_back(zrk::valueOrThrow(zrkmodel::findType("TYPE", name, "")));
+    }
     zrkmodel::GraphDocument document = zrkmodel::GraphDocument::create(file);
     document.setMember(
         "comment",
@@ -114,23 +118,21 @@ std::string exampleText(const std::string& name)
 
 void writeNew(const NewOptions& options)
 {
+    const bool prints = options.file == "-";
     std::error_code error;
-    if (std::filesystem::exists(options.file, error)) {
+    if (!prints && std::filesystem::exists(options.file, error)) {
         throw zrk::FaultError({"-o", fmt::format("the file {}, which exists", zrk::quotation(options.file)),
                                "a name that is free", "give another name, or remove the file"});
     }
-    if (!options.example.empty()) {
-        const std::string text = exampleText(options.example);
-        auto file = zrk::valueOrThrow(zrk::AtomicFile::create(options.file));
-        file.write(text.data(), text.size());
-        zrk::valueOrThrow(file.commit());
-    } else {
-        std::vector<const Registration*> types;
-        for (const std::string& name : options.types) {
-            types.push_back(zrk::valueOrThrow(zrkmodel::findType("TYPE", name, "")));
-        }
-        zrk::valueOrThrow(documentOf(types, options.file).save(options.file));
+    const std::string text = options.example.empty() ? documentOf(options.types, options.file).toText()
+                                                     : exampleText(options.example);
+    if (prints) {
+        fmt::print("{}", text);
+        return;
     }
+    auto file = zrk::valueOrThrow(zrk::AtomicFile::create(options.file));
+    file.write(text.data(), text.size());
+    zrk::valueOrThrow(file.commit());
     tell("{}: written; `zrk check` lists its outputs\n", zrk::printable(options.file));
 }
 
@@ -148,7 +150,10 @@ void addNewCommand(const Program& program)
     command->add_option("--example", options->example, "instead the example in the manual of this type")
         ->excludes(types)
         ->type_name("TYPE");
-    command->add_option("-o,--output", options->file, "document to write, e.g. part.zrk.json")->required();
+    command
+        ->add_option("-o,--output", options->file,
+                     "document to write, e.g. part.zrk.json; - is standard output")
+        ->required();
     command->callback([&work = program.work, options] { work = [options] { writeNew(*options); }; });
 }
 

@@ -1,14 +1,18 @@
 #include "components/transforms/apply_transform.h"
 
 #include "components/operators/binary_operator.h"
+#include "components/operators/mask.h"
 #include "components/primitives/sphere_sdf.h"
 #include "components/transforms/affine_transform.h"
 #include "components/transforms/color_from_vec3.h"
 #include "components/transforms/position_vec3.h"
 #include "components/transforms/twist_transform.h"
 #include "core/engine/field_bounds.h"
+#include "core/engine/prepared_field.h"
 #include "testing/component_checks.h"
 #include "testing/literal_engine.h"
+
+#include <cmath>
 
 namespace zrkmodel {
 namespace {
@@ -211,6 +215,25 @@ TEST(ApplyTransform, HandsBoundsOn)
     EXPECT_EQ(record.components[1].upper, 3);
     EXPECT_EQ(record.components[3].lower, 1);
     EXPECT_EQ(record.weight.upper, 1);
+}
+
+TEST(ApplyTransform, AsksWhereAnIdleMaskOfCoordinatesLeavesThem)
+{
+    Built built;
+    const Node mask = built.add<ZRKMask>({built.doubling()});
+    EXPECT_EQ(built.graph->connect(out(built.add<ZRKSphereSDF>({}, R"({"radius": -3})")), in(mask, 1)),
+              ZRKLinkResult::Done);
+    const Node ball = built.add<ZRKSphereSDF>({}, R"({"radius": 0.5})");
+    const zrk::PreparedField field(outputField(built.add<ZRKApplyTransform>({mask, ball})));
+    const zrk::Interval<double> side{-1, 1};
+    const zrk::PreparedField simple = field.simplifiedFor({side, side, side});
+    EXPECT_LT(simple.nodeCount(), field.nodeCount()) << "the mask is idle in the whole box";
+    const double x = 0.25, y = -0.5, z = 0.75;
+    double values[2];
+    field.evaluate(&x, &y, &z, 1, &values[0]);
+    simple.evaluate(&x, &y, &z, 1, &values[1]);
+    EXPECT_EQ(values[0], std::sqrt(1.5 * 1.5 + 0.5 * 0.5 + 0.75 * 0.75) - 0.5);
+    EXPECT_EQ(values[1], values[0]);
 }
 
 } // namespace

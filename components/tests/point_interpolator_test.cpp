@@ -87,7 +87,7 @@ TEST(PointInterpolator, AtKeysWithExactAnswers)
     }
 }
 
-ScalarCurve randomCurve(std::mt19937_64& random)
+ScalarCurve randomScalarCurve(std::mt19937_64& random)
 {
     std::vector<Key> keys(random() % 7);
     for (Key& k : keys) {
@@ -102,7 +102,7 @@ TEST(PointInterpolator, IsContinuousButForNearestAndEqualKeys)
 {
     std::mt19937_64 random(3);
     for (int round = 0; round < 200; ++round) {
-        ScalarCurve curve = randomCurve(random);
+        ScalarCurve curve = randomScalarCurve(random);
         for (std::size_t i = 0; i + 1 < curve.points.size(); ++i) {
             const auto& from = curve.points[i];
             const auto& to = curve.points[i + 1];
@@ -124,7 +124,7 @@ TEST(KeyPointCurve, GivesTheBitsOfTheInterpolator)
     std::mt19937_64 random(4);
     for (int round = 0; round < 300; ++round) {
         SCOPED_TRACE(round);
-        const ScalarCurve curve = randomCurve(random);
+        const ScalarCurve curve = randomScalarCurve(random);
         const zrk::KeyPointCurve blocks(curve);
         for (int i = 0; i < 20; ++i) {
             double x[zrk::Batch::size];
@@ -147,7 +147,7 @@ TEST(KeyPointCurve, AgreesInAllValueTypes)
     std::mt19937_64 random(5);
     for (int round = 0; round < 12 && !::testing::Test::HasFailure(); ++round) {
         SCOPED_TRACE(round);
-        zrk::agreement::expectAgreement(zrk::KeyPointCurve(randomCurve(random)), 0);
+        zrk::agreement::expectAgreement(zrk::KeyPointCurve(randomScalarCurve(random)), 0);
     }
 }
 

@@ -51,6 +51,9 @@ BlockPlan::BlockPlan(const BlockPlan& whole, const SlotDecisions& decisions)
             step.reads.clear();
             step.positions.reset();
         }
+        if (step.positions) {
+            step.positions = decisions.resolved(*step.positions);
+        }
         for (std::size_t& input : step.inputs) {
             input = decisions.resolved(input);
         }

@@ -114,6 +114,9 @@ public:
         while (!isLeaf(child)) {
             const Node& node = _nodes[static_cast<std::size_t>(child)];
             child = node.child[leastLane(node.squaredDistances(p))];
+            if (child == kNoChild) {
+                child = node.child[0]; // the distances from an infinite position are NaN
+            }
         }
         return leafIndex(child);
     }

@@ -26,7 +26,7 @@ std::int64_t storedSample(std::int64_t x, std::int64_t y, std::int64_t c, int bi
     return (7919 * x + 104729 * y + 1299709 * c + 17) % (std::int64_t{1} << bits);
 }
 
-struct PictureFile {
+struct SeedFile {
     const char* name;
     int bits;
     int colours; ///< channels without opacity; 0 for a palette
@@ -34,7 +34,7 @@ struct PictureFile {
 };
 
 /// Numbers of channel c in the order of the pixels.
-Numbers expectedChannel(const PictureFile& file, int c)
+Numbers expectedChannel(const SeedFile& file, int c)
 {
     const bool namesTransparent = std::string(file.name).ends_with("_transparent");
     const int most = (1 << (file.bits == 16 ? 16 : 8)) - 1;
@@ -72,7 +72,7 @@ Numbers numbers(const ImageChannel<2>& channel)
 
 TEST(PngReader, ReadsEveryColourTypeAndDepth)
 {
-    const PictureFile files[] = {
+    const SeedFile files[] = {
         {"grey1", 1, 1},
         {"grey1_transparent", 1, 1},
         {"grey2", 2, 1},
@@ -102,7 +102,7 @@ TEST(PngReader, ReadsEveryColourTypeAndDepth)
         {"grey1_interlaced", 1, 1},
         {"colour16_interlaced", 16, 3},
     };
-    for (const PictureFile& file : files) {
+    for (const SeedFile& file : files) {
         SCOPED_TRACE(file.name);
         const auto channels = readPng(seedPicture(file.name), "bytes");
         ASSERT_TRUE(channels) << messageOf(channels.error());

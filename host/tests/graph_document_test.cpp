@@ -5,6 +5,7 @@
 #include "model/graph_object.h"
 #include "model/property.h"
 #include "model/registry.h"
+#include "testing/sanitized.h"
 #include "testing/source_folder.h"
 #include "testing/temporary_folder.h"
 
@@ -57,6 +58,9 @@ TEST(GraphDocumentText, IsTheSameWhenReadAndWrittenAgain)
     texts.push_back(R"({"zrkGraph": 1})");
     for (const std::string& text : texts) {
         SCOPED_TRACE(text);
+        if (zrktest::isSanitized() && text.find("\"ImageSweep\"") != std::string::npos) {
+            continue; // which takes a minute
+        }
         const std::string saved = parsed(text).toText();
         EXPECT_EQ(parsed(saved).toText(), saved);
         const GraphDocument again = parsed(saved);

@@ -3,6 +3,7 @@
 #include "components/registration.h"
 #include "inspectors/css_style.h"
 #include "inspectors/panels.h"
+#include "testing/sanitized.h"
 #include "testing/temporary_folder.h"
 
 #include <QApplication>
@@ -12,15 +13,7 @@
 
 namespace zrkworkbench {
 
-/// Code with sanitizers takes ten times as long.
-constexpr bool isSanitized()
-{
-#if defined(__SANITIZE_ADDRESS__)
-    return true;
-#else
-    return false;
-#endif
-}
+using zrktest::isSanitized;
 
 /// A test with an application without a screen, and a folder.
 class OffscreenTest : public zrktest::TemporaryFolder {

@@ -28,6 +28,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <random>
 #include <thread>
 
@@ -507,8 +508,10 @@ TEST_F(WindowTest, SurvivesARandomSession)
     const auto upTo = [&](int end) { return static_cast<int>(random() % static_cast<unsigned>(end)); };
     Window window;
     window.show();
-    ASSERT_TRUE(
-        window.open((zrktest::sourceFolder() / "examples/sphere_and_twisted_gyroid.zrk.json").string()));
+    const std::string document = path("session.zrk.json"); // a copy, as what is recovered is kept beside it
+    std::filesystem::copy_file(zrktest::sourceFolder() / "examples/sphere_and_twisted_gyroid.zrk.json",
+                               document);
+    ASSERT_TRUE(window.open(document));
     const auto& types = ZRKGraphObject::registry().entries();
     constexpr double kMostWork = isSanitized() ? 2000 : 100;
     Watchdog watchdog(kMostWork);

@@ -385,6 +385,19 @@ TEST(Curves, GiveNaNForNaN)
     line.frame(kNaN, tangent, normal, binormal);
 }
 
+TEST(Curves, AnswerAtInfinity)
+{
+    const Polyline line({{0, 0, 0}, {1, 0, 0}}, false);
+    const Spline spline({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}}, false);
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    const double ends[] = {0, kInfinity, -kInfinity};
+    for (int i = 1; i < 27; ++i) {
+        const Vector3 p{ends[i % 3], ends[i / 3 % 3], ends[i / 9]};
+        EXPECT_FALSE(std::isfinite(line.distance(p))) << i;
+        EXPECT_FALSE(std::isfinite(spline.distance(p))) << i;
+    }
+}
+
 template <class Curve>
 double microsecondsPerQuery(const Curve& curve)
 {

@@ -442,6 +442,29 @@ TEST(MeshSign, OfACubeAndOfOneInsideOut)
     EXPECT_NEAR(reversed.windingNumber(Point{1, 1, 1}), -1, 1e-12);
 }
 
+// Seen from a triangle without area the angle that it fills is nothing but rounding.
+TEST(MeshSign, IsntThatOfTrianglesWithoutArea)
+{
+    for (int copies = 1; copies <= 4; ++copies) {
+        GeneratedMesh mesh = cube(0, 2);
+        const auto far = static_cast<std::int32_t>(mesh.vertices.size() / 3);
+        mesh.vertices.insert(mesh.vertices.end(), {5, 5, 5});
+        std::int32_t corner = 0;
+        while (mesh.vertices[3 * corner] + mesh.vertices[3 * corner + 1] + mesh.vertices[3 * corner + 2] <
+               6) {
+            ++corner;
+        }
+        for (int i = 0; i < copies; ++i) {
+            mesh.indices.insert(mesh.indices.end(), {corner, far, far});
+        }
+        const MeshWindingField field(mesh.vertices, mesh.indices);
+        for (double x = 2.125; x < 5; x += 0.125) {
+            EXPECT_GE(field.signedDistance(Point{x, x, x}), 0) << copies << " copies, " << x;
+        }
+        EXPECT_EQ(field.signedDistance(Point{1, 1, 1}), -1);
+    }
+}
+
 TEST(MeshSign, KnowsClosedMeshes)
 {
     const GeneratedMesh closed = torusKnot(30, 6);

@@ -99,7 +99,8 @@ Float8 arcTangent(Float8 y, Float8 x)
     return selectLessOrEqual(0.0f, y, angle, Float8(0.0f) - angle);
 }
 
-/// Halves of the triangles' solid angles as seen from p.
+/// Halves of the triangles' solid angles as seen from p, which isn't close to a triangle that has an area;
+/// without one it is 0, though p lie on it, where both sides of the quotient are nothing but rounding.
 Float8 halfAngles(const TriangleBlock& block, const Float8Vector& p)
 {
     const Float8Vector ab = Float8Vector::load(block.edges[0]);
@@ -112,7 +113,8 @@ Float8 halfAngles(const TriangleBlock& block, const Float8Vector& p)
     const Float8 lc = sqrt(dot(c, c));
     const Float8 y = dot(a, cross(ab, ac));
     const Float8 x = fma(la * lb, lc, fma(dot(a, b), lc, fma(dot(b, c), la, dot(c, a) * lb)));
-    return arcTangent(y, x);
+    constexpr float kRounding = 1e-5f;
+    return selectLessOrEqual(abs(x) + abs(y), la * lb * lc * kRounding, Float8(0.0f), arcTangent(y, x));
 }
 
 /// Adds up what it is given, and the sizes of it.

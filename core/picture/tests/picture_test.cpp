@@ -2,6 +2,7 @@
 
 #include "testing/ball_union.h"
 #include "testing/picture_fields.h"
+#include "testing/sanitized.h"
 
 #include <gtest/gtest.h>
 
@@ -108,6 +109,9 @@ TEST(Picture, IsTheSameWhateverIsLeftOut)
     const PreparedField formula = prepared(chains::BallUnion{chains::manyBalls(64, 0.3)});
     for (const Projection projection : {Projection::Orthographic, Projection::Perspective}) {
         for (const std::int32_t size : {150, 400}) { // small and large tiles
+            if (size == 400 && zrktest::isSanitized()) {
+                continue;
+            }
             PictureSettings settings = settingsOf(size, 0.9);
             settings.projection = projection;
             EXPECT_EQ(drawn(chain, settings).last().data, drawn(formula, settings).last().data) << size;
