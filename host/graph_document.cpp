@@ -245,7 +245,7 @@ void GraphDocument::moveTo(const std::string& name)
     }
 }
 
-std::string GraphDocument::toText() const
+ZRKJson GraphDocument::toJson() const
 {
     ZRKJson root = _root;
     ZRKJson nodes = ZRKJson::array();
@@ -287,7 +287,7 @@ std::string GraphDocument::toText() const
     }
     root["nodes"] = std::move(nodes);
     root["links"] = std::move(links);
-    return documentText(root);
+    return root;
 }
 
 zrk::Result<void> GraphDocument::save(const std::string& path) const

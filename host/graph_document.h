@@ -102,9 +102,10 @@ public:
     /// An empty document. Relative paths that it is given start from the folder of `name`.
     static GraphDocument create(const std::string& name);
 
-    /// The document as text, with the values that its components have now. Saving what was
-    /// read from a saved document gives the same bytes.
-    std::string toText() const;
+    /// The document with the values that its components have now.
+    ZRKJson toJson() const;
+    /// The same as text. Saving what was read from a saved document gives the same bytes.
+    std::string toText() const { return documentText(toJson()); }
     /// Writes it beside the target and renames; leaves the target when that fails.
     zrk::Result<void> save(const std::string& path) const;
 

@@ -263,14 +263,15 @@ public:
         Rgb color = scalarColor(here.value, range, style);
         if (lineStep > 0) {
             // Lines that crowd would turn into a pattern of their own.
-            const double gap = lineStep / here.slope;
+            const double gap = lineStep / here.slope / style.scale;
             const double calm = std::clamp((gap - 4) / 6, 0.0, 1.0);
-            const double share = coverage(here.distanceToSteps(contour.value_or(0), lineStep), kLineWidth);
+            const double share =
+                coverage(here.distanceToSteps(contour.value_or(0), lineStep), kLineWidth * style.scale);
             const bool onDark = dot(color, Rgb{0.3, 0.6, 0.1}) < 0.38;
             color = mix(color, onDark ? kChalk : kInk, kLineOpacity * calm * share);
         }
         if (contour) {
-            color = mix(color, kInk, coverage(here.distanceTo(*contour), kContourWidth));
+            color = mix(color, kInk, coverage(here.distanceTo(*contour), kContourWidth * style.scale));
         }
         return color;
     }

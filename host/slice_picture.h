@@ -35,6 +35,8 @@ struct SliceStyle {
     std::optional<double> contour;
     /// The inside lies above the contour, as in a density; else below it, as in a distance.
     bool insideAbove = false;
+    /// Pixels of the picture that are as wide as one of its lines' pixels: 2 on a screen of two to one.
+    double scale = 1;
 };
 
 struct SlicePicture {

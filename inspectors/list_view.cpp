@@ -4,7 +4,9 @@
 #include <QScrollBar>
 #include <QSpacerItem>
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace zrkui {
 
@@ -137,8 +139,20 @@ void LazyRows::erase(std::size_t index)
     want();
 }
 
-void LazyRows::rebuild()
+void LazyRows::rebuild(const std::vector<std::size_t>& changed)
 {
+    std::vector<std::size_t> rows;
+    std::copy_if(changed.begin(), changed.end(), std::back_inserter(rows),
+                 [&](std::size_t index) { return index >= _first && index < end(); });
+    if (rows.size() <= kBuiltAtOnce) {
+        for (const std::size_t index : rows) {
+            QWidget* row = _built[index - _first];
+            leave(*row);
+            _source.build(index); // in its place
+            reachAfter(index == _first ? widget() : lastIn(*_built[index - _first - 1]), *row);
+        }
+        return;
+    }
     const std::size_t last = end();
     while (!_built.empty()) {
         dropLast();
@@ -171,12 +185,18 @@ void LazyRows::buildBefore()
     reachAfter(before, *row);
 }
 
-void LazyRows::release(std::size_t index, QWidget* row)
+/// What is typed in a row is taken.
+void LazyRows::leave(const QWidget& row)
 {
     QWidget* focused = QApplication::focusWidget();
-    if (focused && row->isAncestorOf(focused)) {
-        focused->clearFocus(); // what is typed is taken
+    if (focused && row.isAncestorOf(focused)) {
+        focused->clearFocus();
     }
+}
+
+void LazyRows::release(std::size_t index, QWidget* row)
+{
+    leave(*row);
     _heights[index] = row->isVisible() ? row->height() + kSpacing : 0;
     _rows->removeWidget(row);
     row->hide();

@@ -52,8 +52,8 @@ public:
     void append();
     /// A row less. Its widget is gone.
     void erase(std::size_t index);
-    /// Builds all rows again whose values may be others now.
-    void rebuild();
+    /// Builds rows again whose values are others now, those that are built.
+    void rebuild(const std::vector<std::size_t>& changed);
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
@@ -75,6 +75,7 @@ private:
     void dropFirst();
     void dropLast();
     void release(std::size_t index, QWidget* row);
+    static void leave(const QWidget& row);
     int heightOf(std::size_t index) const { return _heights[index] > 0 ? _heights[index] : _usual; }
     void want();
     void fill();
@@ -200,6 +201,8 @@ public:
     }
 
     void setItemBuilder(ItemBuilder builder) { _builder = std::move(builder); }
+    /// Tells of which values the editors look the same and needn't be built again; of none without it.
+    void setIsAlike(std::function<bool(const T&, const T&)> isAlike) { _isAlike = std::move(isAlike); }
 
     Item* addItem(const T& value, bool notify)
     {
@@ -276,10 +279,14 @@ public:
     void display(const std::vector<T>& values)
     {
         if (values.size() == _items.size() && _waiting.empty()) {
+            std::vector<std::size_t> changed;
             for (std::size_t i = 0; i < values.size(); ++i) {
-                _items[i]->value = values[i];
+                if (!_isAlike || !_isAlike(_items[i]->value, values[i])) {
+                    _items[i]->value = values[i];
+                    changed.push_back(i);
+                }
             }
-            _rows->rebuild();
+            _rows->rebuild(changed);
             return;
         }
         clear(false);
@@ -306,6 +313,7 @@ public:
 
 private:
     ItemBuilder _builder;
+    std::function<bool(const T&, const T&)> _isAlike;
     Items _items;
     std::deque<T> _waiting; ///< values that have no item yet
     QTimer* _making;        ///< makes items of them

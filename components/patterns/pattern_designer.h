@@ -62,6 +62,8 @@ public:
         double fz = 0.0;
         double amplitude = 1.0;
         double phase = 0.0;
+
+        friend bool operator==(const Wave&, const Wave&) = default;
     };
 
     ZRKProperty<bool> multiply{"mutliply", false, this}; // spelled as documents have it

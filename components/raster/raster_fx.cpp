@@ -137,6 +137,14 @@ void ZRKRasterFX::onUpstreamChange(const ZRKNodeBase<0, ZRKGraphObject>&, const 
     });
 }
 
+void ZRKRasterFX::_onPropertyChanged(const ZRKEvent& event)
+{
+    if (event.name == autoUpdate.name()) {
+        announceEdit();
+    }
+    ZRKComponent::_onPropertyChanged(event);
+}
+
 void ZRKRasterFX::onSerialize(ZRKSerialization& s) const
 {
     autoUpdate.serialize(s);

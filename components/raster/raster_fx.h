@@ -108,6 +108,9 @@ private:
                                        const ZRKContext& context) const;
 
 protected:
+    /// Announces an edit where "auto-update" changes: the raster that comes by it is the edit's, and with
+    /// undo the former one is back.
+    void _onPropertyChanged(const ZRKEvent& event) override;
     /// The raster to read, rebuilt if it was stale; null without a field or bounds. What the field throws
     /// passes through, and all stays as it was.
     std::shared_ptr<const Frozen> _ensureRasterCache(const ZRKNodeBase<1, ZRKGraphObject>& node,

@@ -14,14 +14,17 @@ namespace zrkmodel {
 
 zrk::Result<std::string> EditSession::copy(const std::vector<std::uint16_t>& nodes) const
 {
+    return fragment(nodes).map(documentText);
+}
+
+zrk::Result<ZRKJson> EditSession::fragment(const std::vector<std::uint16_t>& nodes) const
+{
     for (const std::uint16_t node : nodes) {
         if (const auto known = checkNode(node); !known) {
             return zrk::refused(known.error());
         }
     }
-    return parseDocumentJson(_document.toText(), _document.name()).map([&](const ZRKJson& whole) {
-        return fragmentText(whole, {nodes.begin(), nodes.end()}, wholeFolder(folder()).string());
-    });
+    return fragmentOf(_document.toJson(), {nodes.begin(), nodes.end()}, wholeFolder(folder()).string());
 }
 
 /// Adds the resources of a fragment, or finds that they are there, and names them in it as they are then.
@@ -94,62 +97,64 @@ std::size_t EditSession::linkFromOutside(const ZRKJson& links, const std::map<in
 
 zrk::Result<Pasted> EditSession::paste(const std::string& text, const PasteSettings& settings)
 {
-    return perform("Paste", "", [&]() -> zrk::Result<Pasted> {
-        auto read = readFragment(text);
-        if (!read) {
-            return zrk::refused(std::move(read.error()));
-        }
-        ZRKJson fragment = std::move(*read);
-        rebasePaths(fragment, wholeFolder(folder()));
-        Pasted pasted;
-        if (const auto added = pasteResources(fragment, pasted.warnings, settings.monitor); !added) {
-            return zrk::refused(added.error());
-        }
-        const zrk::Result<int> first = nextId();
-        if (!first) {
-            return zrk::refused(first.error());
-        }
-        std::map<int, int> newIds;
-        std::set<std::uint16_t> taken;
-        int id = *first;
-        for (ZRKJson& entry : fragment["nodes"]) {
-            const int former = entry["id"].get<int>();
-            while (id <= static_cast<int>(kMaxNodeId) && _watched.contains(static_cast<std::uint16_t>(id))) {
-                ++id;
-            }
-            newIds[former] = id;
-            entry["id"] = id++;
-            entry.erase("bypass"); // it names nodes by their former ids
-            shiftPosition(entry, settings.dx, settings.dy);
-        }
-        auto nodes = insertNodes(fragment["nodes"], pasted.warnings, settings.monitor);
-        if (!nodes) {
-            return zrk::refused(std::move(nodes.error()));
-        }
-        pasted.nodes = std::move(*nodes);
-        for (const ZRKJson& link : fragment.value("links", ZRKJson::array())) {
-            const auto end = [&](const char* key) {
-                return static_cast<std::uint16_t>(newIds.at(link[key][0].get<int>()));
-            };
-            const auto linked =
-                this->link(Pin_handle::output(end("from"), link["from"][1].get<std::uint8_t>()),
-                           Pin_handle::input(end("to"), link["to"][1].get<std::uint8_t>()));
-            if (!linked) {
-                return zrk::refused(linked.error());
-            }
-        }
-        if (settings.keepsOuterLinks) {
-            pasted.droppedLinks = linkFromOutside(fragment.value("outerLinks", ZRKJson::array()), newIds);
-        }
-        select(pasted.nodes);
-        return pasted;
+    return perform("Paste", "", [&] {
+        return readFragment(text).and_then(
+            [&](ZRKJson fragment) { return pasteFragment(std::move(fragment), settings); });
     });
+}
+
+zrk::Result<Pasted> EditSession::pasteFragment(ZRKJson fragment, const PasteSettings& settings)
+{
+    rebasePaths(fragment, wholeFolder(folder()));
+    Pasted pasted;
+    if (const auto added = pasteResources(fragment, pasted.warnings, settings.monitor); !added) {
+        return zrk::refused(added.error());
+    }
+    const zrk::Result<int> first = nextId();
+    if (!first) {
+        return zrk::refused(first.error());
+    }
+    std::map<int, int> newIds;
+    std::set<std::uint16_t> taken;
+    int id = *first;
+    for (ZRKJson& entry : fragment["nodes"]) {
+        const int former = entry["id"].get<int>();
+        while (id <= static_cast<int>(kMaxNodeId) && _watched.contains(static_cast<std::uint16_t>(id))) {
+            ++id;
+        }
+        newIds[former] = id;
+        entry["id"] = id++;
+        entry.erase("bypass"); // it names nodes by their former ids
+        shiftPosition(entry, settings.dx, settings.dy);
+    }
+    auto nodes = insertNodes(fragment["nodes"], pasted.warnings, settings.monitor);
+    if (!nodes) {
+        return zrk::refused(std::move(nodes.error()));
+    }
+    pasted.nodes = std::move(*nodes);
+    for (const ZRKJson& link : fragment.value("links", ZRKJson::array())) {
+        const auto end = [&](const char* key) {
+            return static_cast<std::uint16_t>(newIds.at(link[key][0].get<int>()));
+        };
+        const auto linked = this->link(Pin_handle::output(end("from"), link["from"][1].get<std::uint8_t>()),
+                                       Pin_handle::input(end("to"), link["to"][1].get<std::uint8_t>()));
+        if (!linked) {
+            return zrk::refused(linked.error());
+        }
+    }
+    if (settings.keepsOuterLinks) {
+        pasted.droppedLinks = linkFromOutside(fragment.value("outerLinks", ZRKJson::array()), newIds);
+    }
+    select(pasted.nodes);
+    return pasted;
 }
 
 zrk::Result<Pasted> EditSession::duplicate(const std::vector<std::uint16_t>& nodes, double dx, double dy)
 {
     return perform("Duplicate", "", [&] {
-        return copy(nodes).and_then([&](const std::string& text) { return paste(text, {true, dx, dy}); });
+        return fragment(nodes).and_then([&](ZRKJson copied) {
+            return pasteFragment(std::move(copied), {true, dx, dy});
+        });
     });
 }
 

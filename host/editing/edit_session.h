@@ -234,8 +234,12 @@ public:
     /// @}
     /// An operation or an undo is under way.
     bool isBusy() const { return _isApplying || !_marks.empty(); }
-    /// Whether another program has changed the file, or removed it.
+    /// Whether another program has changed the file, or removed it. It may have to be read for that.
     FileState fileState() { return _file.state(_path); }
+    /// @{ The same on another thread: with a copy of what is known of the file, which is given back then.
+    const FileWatch& file() const { return _file; }
+    void setFile(const FileWatch& file) { _file = file; }
+    /// @}
     /// Reads the file again and forgets the history. Refused where there are unsaved changes, unless
     /// `discards`.
     zrk::Result<void> reload(DocumentWarnings& warnings, bool discards = false);
@@ -363,6 +367,8 @@ private:
     void eraseResource(std::size_t index);
     zrk::Result<void> replaceOne(const ZRKJson& entry, DocumentWarnings* warnings,
                                  zrk::ProgressMonitor* monitor);
+    zrk::Result<ZRKJson> fragment(const std::vector<std::uint16_t>& nodes) const;
+    zrk::Result<Pasted> pasteFragment(ZRKJson fragment, const PasteSettings& settings);
     zrk::Result<void> pasteResources(ZRKJson& fragment, DocumentWarnings& warnings,
                                      zrk::ProgressMonitor* monitor);
     std::size_t linkFromOutside(const ZRKJson& links, const std::map<int, int>& newIds);

@@ -81,8 +81,7 @@ bool isSameResource(const ZRKJson& a, const ZRKJson& b)
     return isSameValue(own, other);
 }
 
-std::string fragmentText(const ZRKJson& document, const std::set<std::uint16_t>& nodes,
-                         const std::string& base)
+ZRKJson fragmentOf(const ZRKJson& document, const std::set<std::uint16_t>& nodes, const std::string& base)
 {
     ZRKJson copied{{"zrkGraph", document["zrkGraph"]}, {"base", base}};
     copied["resources"] = ZRKJson::array();
@@ -126,7 +125,7 @@ std::string fragmentText(const ZRKJson& document, const std::set<std::uint16_t>&
             copied.erase(key);
         }
     }
-    return documentText(copied);
+    return copied;
 }
 
 zrk::Result<ZRKJson> readFragment(const std::string& text)

@@ -17,8 +17,7 @@ namespace zrkmodel {
 /// The fragment of a document that has some of its nodes.
 ///
 /// @param base  the folder of the document, a whole path.
-std::string fragmentText(const ZRKJson& document, const std::set<std::uint16_t>& nodes,
-                         const std::string& base);
+ZRKJson fragmentOf(const ZRKJson& document, const std::set<std::uint16_t>& nodes, const std::string& base);
 
 /// Reads a fragment, or a document. What its nodes, links and resources look like is checked as far as that
 /// ids and pins are numbers and links stay within the fragment; a fault names what was found and a remedy,

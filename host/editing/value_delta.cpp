@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <utility>
@@ -111,12 +112,10 @@ void apply(const ValueDelta& delta, bool forward, ZRKJson& values)
     const ZRKJson& from = forward ? delta.before : delta.after;
     const ZRKJson& to = forward ? delta.after : delta.before;
     if (delta.at != ValueDelta::kWhole) {
-        const ZRKJson& former = values[delta.key];
-        ZRKJson array = elements(former, 0, delta.at);
-        array.insert(array.end(), to.begin(), to.end());
-        const ZRKJson rest = elements(former, delta.at + from.size(), former.size());
-        array.insert(array.end(), rest.begin(), rest.end());
-        values[delta.key] = std::move(array);
+        ZRKJson& array = values[delta.key];
+        const auto at = [&](std::size_t index) { return array.begin() + static_cast<std::ptrdiff_t>(index); };
+        array.erase(at(delta.at), at(delta.at + from.size()));
+        array.insert(at(delta.at), to.begin(), to.end());
     } else if (to.is_discarded()) {
         values.erase(delta.key);
     } else {

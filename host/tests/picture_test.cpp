@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -107,6 +108,29 @@ TEST(SlicePicture, ShowsTheInsideOfADensityLikeThatOfADistance)
     EXPECT_EQ(a.picture.data, b.picture.data);
     density.insideAbove = false;
     EXPECT_NE(drawSlice({32, 8, 1, densities}, density).picture.data, a.picture.data);
+}
+
+// Lines are as wide to the eye on a screen with twice as many pixels.
+TEST(SlicePicture, LinesAreAsWideAsTheScaleSays)
+{
+    std::vector<double> distances;
+    for (int i = 0; i < 64 * 8; ++i) {
+        distances.push_back(i % 64 - 31.5);
+    }
+    const auto darkPixels = [&](double scale) {
+        SliceStyle style;
+        style.contour = 0;
+        style.scale = scale;
+        const SlicePicture slice = drawSlice({64, 8, 1, distances}, style);
+        int dark = 0;
+        for (std::size_t x = 0; x < 64; ++x) {
+            const auto* pixel = slice.picture.data.data() + 3 * x;
+            dark += *std::max_element(pixel, pixel + 3) < 110 ? 1 : 0; // blue and orange are lighter
+        }
+        return dark;
+    };
+    EXPECT_EQ(darkPixels(1), 2);
+    EXPECT_EQ(darkPixels(2), 4);
 }
 
 // At a jump the slope says little; the change of sign tells where the contour is.

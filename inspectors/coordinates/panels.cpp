@@ -137,6 +137,9 @@ void multipolePanel(ZRKMultipoleUVW& c, ZRKPropertyView& view)
 {
     auto* list = new PoleList;
     list->setItemBuilder(buildPole);
+    list->setIsAlike([](const Pole& a, const Pole& b) { // what a reference shows depends on its geometry
+        return !a.is_ref() && !b.is_ref() && a.strength == b.strength && a.get_point() == b.get_point();
+    });
     list->addButton("add ref", [list] { list->addItem(Pole(std::shared_ptr<ZRKGeometry>(), 1.0), true); })
         ->setToolTip("add a point by reference");
     list->addButton("add",

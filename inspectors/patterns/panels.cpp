@@ -6,6 +6,8 @@
 #include "inspectors/list_view.h"
 #include "inspectors/panel_parts.h"
 
+#include <functional>
+
 namespace zrkui {
 
 using namespace zrkmodel;
@@ -64,6 +66,7 @@ void patternPanel(ZRKPatternDesigner& c, ZRKPropertyView& view)
 {
     auto* list = new WaveList;
     list->setItemBuilder(buildWave);
+    list->setIsAlike(std::equal_to<Wave>());
     list->addButton("+", [list] { list->addItem(Wave(), true); });
     list->addButton("del", [list] { list->removeSelected(); })->setObjectName("Warning");
     list->addButton("random", [&c] { c.randomize(); });

@@ -126,6 +126,34 @@ TEST(LongList, EditsWhereItWasScrolledTo)
     EXPECT_EQ(panel.field(9999, 0)->exact(), 1) << "a new wave";
 }
 
+// An undo mustn't build all that is in sight again.
+TEST(LongList, BuildsOnlyWhatHasChangedAgain)
+{
+    LongPanel panel;
+    const auto& items = panel.list->items();
+    auto* unchanged = items[1]->editor();
+    auto waves = panel.component->waves.values();
+    waves[0].fy = 4;
+    waves[9999].fy = 5; // out of sight
+    panel.component->waves.edit(waves, -1);
+    panel.settle();
+    EXPECT_EQ(panel.field(0, 1)->exact(), 4);
+    EXPECT_EQ(items[1]->editor(), unchanged);
+    panel.scrollTo(1);
+    EXPECT_EQ(panel.field(9999, 1)->exact(), 5);
+    panel.scrollTo(0);
+    for (std::size_t i = 0; i < 6; ++i) { // more than are built at once
+        waves[i].fz = 7;
+    }
+    panel.component->waves.edit(waves, -1);
+    panel.settle();
+    for (std::size_t i = 0; i < 6; ++i) {
+        panel.rows->ensureWidgetVisible(items[i]);
+        panel.settle();
+        EXPECT_EQ(panel.field(i, 2)->exact(), 7);
+    }
+}
+
 // The order in which editors were built mustn't show.
 TEST(LongList, TabLeadsFromItemToItem)
 {

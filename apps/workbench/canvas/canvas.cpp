@@ -10,6 +10,7 @@
 #include "model/pins.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QPixmapCache>
 #include <QScrollBar>
@@ -17,6 +18,7 @@
 #include <QVariantAnimation>
 
 #include <algorithm>
+#include <iterator>
 
 namespace zrkworkbench {
 
@@ -28,7 +30,8 @@ namespace {
 
 constexpr double kReach = 200000; ///< of the scene, in every direction
 constexpr int kQuietMs = 150;
-constexpr std::size_t kBuiltAtOnce = 200; ///< nodes, in one turn of the event loop
+constexpr std::size_t kBuiltAtOnce = 100; ///< nodes of a document; more are built bit by bit
+constexpr int kBuildMs = 4;               ///< in one turn of the event loop
 constexpr int kBadgeDelayMs = 150;
 constexpr int kBadgeLeastMs = 300;
 constexpr int kInfoMs = 250;
@@ -42,6 +45,7 @@ Canvas::Canvas(QWidget* parent)
       _scene(new QGraphicsScene(this)),
       _syncTimer(new QTimer(this)),
       _quietTimer(new QTimer(this)),
+      _refineTimer(new QTimer(this)),
       _thumbnailTimer(new QTimer(this)),
       _infoTimer(new QTimer(this)),
       _badgeTimer(new QTimer(this)),
@@ -87,7 +91,11 @@ Canvas::Canvas(QWidget* parent)
     });
     _quietTimer->setSingleShot(true);
     _quietTimer->setInterval(kQuietMs);
-    connect(_quietTimer, &QTimer::timeout, this, [this] { setCaching(_zoom >= size::kBlockZoom); });
+    connect(_quietTimer, &QTimer::timeout, this, [this] {
+        setCaching(_zoom >= size::kBlockZoom);
+        setPlain(false);
+    });
+    connect(_refineTimer, &QTimer::timeout, this, [this] { refineMore(); });
     _thumbnailTimer->setSingleShot(true);
     _thumbnailTimer->setInterval(kQuietMs);
     connect(_thumbnailTimer, &QTimer::timeout, this, [this] { askForThumbnails(); });
@@ -275,7 +283,9 @@ void Canvas::clearScene()
 {
     _build = Build::done;
     _unbuilt.clear();
+    _unbuiltWires.clear();
     _buildTimer->stop();
+    viewport()->setUpdatesEnabled(true);
     cancelPress();
     _springAnimation->stop();
     _hoverAnimation->stop();
@@ -304,6 +314,7 @@ void Canvas::rebuild()
     if (_unbuilt.size() > kBuiltAtOnce) {
         // Moving thousands of items from one place takes seconds with an index.
         _scene->setItemIndexMethod(QGraphicsScene::NoIndex);
+        viewport()->setUpdatesEnabled(false); // what is there stays until all of the new one can be shown
         _buildTimer->start(0);
         return;
     }
@@ -312,36 +323,54 @@ void Canvas::rebuild()
     }
 }
 
-/// Makes some of a document that is new here.
+/// Makes some of a document that is new here, for a few milliseconds.
 void Canvas::buildMore()
 {
     const zrkmodel::EffectiveTagScope tags;
+    QElapsedTimer clock;
+    clock.start();
+    while (!isWhole() && clock.elapsed() < kBuildMs) {
+        buildNext();
+    }
+}
+
+/// A node, a wire, or a step between.
+void Canvas::buildNext()
+{
     switch (_build) {
     case Build::nodes:
-        for (std::size_t i = 0; i < kBuiltAtOnce && !_unbuilt.empty(); ++i) {
-            const std::uint16_t id = _unbuilt.front();
-            _unbuilt.pop_front();
-            if (_session->document().graph()->getNodePtr(id)) { // it may have been removed meanwhile
-                NodeInfo info = nodeInfo(*_session, id);
-                info.position = storedPosition(*_session, id).value_or(QPointF());
-                addItem(id, std::move(info));
-            }
+        if (_unbuilt.empty()) {
+            _build = Build::places;
+            break;
         }
-        _build = _unbuilt.empty() ? Build::places : Build::nodes;
+        if (_session->document().graph()->getNodePtr(
+                _unbuilt.front())) { // it may have been removed meanwhile
+            NodeInfo info = nodeInfo(*_session, _unbuilt.front());
+            info.position = storedPosition(*_session, info.id).value_or(QPointF());
+            addItem(_unbuilt.front(), std::move(info));
+        }
+        _unbuilt.pop_front();
         break;
-    case Build::places:
-        followNodes();
+    case Build::places: {
+        dropGone();
         placeNodes();
+        auto wires = wiresOf(*_session);
+        _unbuiltWires.assign(std::make_move_iterator(wires.begin()), std::make_move_iterator(wires.end()));
         _build = Build::wires;
         break;
+    }
     case Build::wires:
-        followNodes();
-        showWires();
-        _build = Build::rest;
+        if (_unbuiltWires.empty()) {
+            _build = Build::rest;
+            break;
+        }
+        showWire(std::move(_unbuiltWires.front()));
+        _unbuiltWires.pop_front();
         break;
     case Build::rest:
         _build = Build::done;
         _buildTimer->stop();
+        viewport()->setUpdatesEnabled(true);
         _scene->setItemIndexMethod(QGraphicsScene::BspTreeIndex);
         showNotes();
         showSelection();
@@ -356,14 +385,11 @@ void Canvas::buildMore()
     }
 }
 
-/// Has an item for each node, also those that came and went while others were made.
-void Canvas::followNodes()
+/// Has no item for nodes that went while others were made.
+void Canvas::dropGone()
 {
     for (const std::uint16_t id : _stale.nodes) {
-        const bool isThere = _session->document().graph()->getNodePtr(id) != nullptr;
-        if (isThere && !_nodes.contains(id) && _build == Build::wires) {
-            showNode(id); // beside the others, which have their places
-        } else if (!isThere) {
+        if (!_session->document().graph()->getNodePtr(id)) {
             dropNode(id);
         }
     }
@@ -398,6 +424,7 @@ void Canvas::showNode(std::uint16_t id)
 
 void Canvas::dropNode(std::uint16_t id)
 {
+    _badges.erase(id);
     const auto found = _nodes.find(id);
     if (found == _nodes.end()) {
         return;
@@ -417,7 +444,30 @@ void Canvas::dropNode(std::uint16_t id)
     }
     delete found->second;
     _nodes.erase(found);
-    _badges.erase(id);
+}
+
+/// False where one of its nodes isn't shown.
+bool Canvas::showWire(WireInfo wire)
+{
+    for (const RerouteNote& reroute : _notes.reroutes) {
+        if (reroute.to == wire.to && reroute.from == wire.source) {
+            wire.via.push_back(reroute.at);
+        }
+    }
+    const auto from = _nodes.find(wire.shownFrom.node());
+    const auto to = _nodes.find(wire.to.node());
+    if (from == _nodes.end() || to == _nodes.end()) {
+        return false;
+    }
+    WireItem*& item = _wires[wire.to.bits];
+    if (!item) {
+        item = new WireItem;
+        _scene->addItem(item);
+    }
+    item->setEnds(from->second->pinPosition(wire.shownFrom), to->second->pinPosition(wire.to));
+    item->setInfo(std::move(wire));
+    item->setFaded(_wire != nullptr);
+    return true;
 }
 
 void Canvas::showWires()
@@ -426,25 +476,10 @@ void Canvas::showWires()
     const zrkmodel::EffectiveTagScope tags;
     std::set<std::uint32_t> kept;
     for (WireInfo& wire : wiresOf(*_session)) {
-        for (const RerouteNote& reroute : _notes.reroutes) {
-            if (reroute.to == wire.to && reroute.from == wire.source) {
-                wire.via.push_back(reroute.at);
-            }
+        const std::uint32_t input = wire.to.bits;
+        if (showWire(std::move(wire))) {
+            kept.insert(input);
         }
-        const auto from = _nodes.find(wire.shownFrom.node());
-        const auto to = _nodes.find(wire.to.node());
-        if (from == _nodes.end() || to == _nodes.end()) {
-            continue;
-        }
-        kept.insert(wire.to.bits);
-        WireItem*& item = _wires[wire.to.bits];
-        if (!item) {
-            item = new WireItem;
-            _scene->addItem(item);
-        }
-        item->setEnds(from->second->pinPosition(wire.shownFrom), to->second->pinPosition(wire.to));
-        item->setInfo(std::move(wire));
-        item->setFaded(_wire != nullptr);
     }
     for (auto wire = _wires.begin(); wire != _wires.end();) {
         if (kept.contains(wire->first)) {
@@ -644,8 +679,7 @@ QRectF Canvas::boundsOf(const Ids& nodes) const
 
 void Canvas::setBadge(std::uint16_t node, const NodeBadge& badge)
 {
-    sync();
-    if (!_nodes.contains(node)) {
+    if (!_session || !_session->document().graph()->getNodePtr(node)) {
         return;
     }
     using Kind = NodeBadge::Kind;

@@ -100,8 +100,10 @@ public:
     void setZoom(double zoom);
     /// Takes over at once what the session has told.
     void sync();
-    /// Whether all of the document is shown: nodes of a large one come in several turns of the event loop.
+    /// Whether all of the document is there: that of a large one comes in several turns of the event loop.
     bool isWhole() const { return _build == Build::done; }
+    /// Whether it is also drawn as it is to stay: while the zoom of a large document moves, it is plainer.
+    bool isSettled() const;
     /// The node's frame in the viewport; empty for none of this id.
     QRect nodeRect(std::uint16_t node);
     /// Where a pin is in the viewport.
@@ -211,6 +213,7 @@ private:
     nod::scoped_connection _listener;
     Build _build = Build::done;
     std::deque<std::uint16_t> _unbuilt; ///< nodes
+    std::deque<WireInfo> _unbuiltWires;
     QTimer* _buildTimer;
     QGraphicsScene* _scene;
     std::map<std::uint16_t, NodeItem*> _nodes;
@@ -228,8 +231,11 @@ private:
     double _zoom = 1;
     bool _isFitDue = false;
     bool _isCached = false;
+    bool _isPlain = false; ///< wires are drawn in a hurry
+    int _refinedTo = 0;    ///< rows of the viewport
     QTimer* _syncTimer;
     QTimer* _quietTimer;     ///< the zoom rests
+    QTimer* _refineTimer;    ///< draws a part after the other
     QTimer* _thumbnailTimer; ///< gathers changes of what is seen
     QTimer* _infoTimer;      ///< the pointer rests on a wire
     QTimer* _badgeTimer;     ///< badges that are yet to be shown
@@ -278,10 +284,12 @@ private:
     void clearScene();
     void rebuild();
     void buildMore();
-    void followNodes();
+    void buildNext();
+    void dropGone();
     NodeItem* addItem(std::uint16_t id, NodeInfo info);
     void showNode(std::uint16_t id);
     void dropNode(std::uint16_t id);
+    bool showWire(WireInfo wire);
     void showWires();
     void showNotes();
     void showSelection();
@@ -300,6 +308,8 @@ private:
     void showRect(const QRectF& rect, bool isAnimated, double mostZoom);
     void centreOn(const QPointF& scene);
     void setCaching(bool isOn);
+    void setPlain(bool isOn);
+    void refineMore();
     void wantThumbnails();
     void askForThumbnails();
     void layOutOverlays();

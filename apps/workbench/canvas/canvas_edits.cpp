@@ -99,7 +99,9 @@ void Canvas::say(const zrk::Fault& fault)
         const QString words = QString::fromStdString(text);
         return words.isEmpty() ? words : words[0].toUpper() + words.mid(1);
     };
-    refuse(sentence(fault.found), sentence(fault.remedy));
+    const QString expected = QString::fromStdString(zrk::printable(fault.expected));
+    refuse(sentence(zrk::printable(fault.found)) + (expected.isEmpty() ? "" : ", expected " + expected),
+           sentence(zrk::printable(fault.remedy)));
 }
 
 // Nodes and links

@@ -25,6 +25,8 @@ namespace {
 
 constexpr double kFitMargin = 48; ///< on the screen
 constexpr int kFitMs = 160;
+constexpr std::size_t kManyWires = 200; ///< which take longer than a frame
+constexpr int kParts = 12;              ///< in which the viewport is drawn again
 
 } // namespace
 
@@ -54,6 +56,7 @@ void Canvas::zoomTo(double zoom, const QPointF& anchor)
     if (_isCached) {
         setCaching(false);
     }
+    setPlain(_wires.size() > kManyWires);
     setTransform(QTransform::fromScale(_zoom * scale, _zoom * scale));
     const QPointF off = viewportTransform().map(scene) - anchor;
     horizontalScrollBar()->setValue(horizontalScrollBar()->value() + static_cast<int>(std::lround(off.x())));
@@ -157,6 +160,35 @@ void Canvas::setCaching(bool isOn)
     _isCached = isOn;
     for (auto& [id, item] : _nodes) {
         item->setCacheMode(isOn ? QGraphicsItem::DeviceCoordinateCache : QGraphicsItem::NoCache);
+    }
+}
+
+/// Wires take most of a frame of a large document. While its zoom moves they are drawn plainly; then what is
+/// seen is drawn anew from top to bottom, a part in each turn of the event loop.
+void Canvas::setPlain(bool isOn)
+{
+    if (isOn == _isPlain) {
+        return;
+    }
+    _isPlain = isOn;
+    setPlainWires(isOn);
+    if (isOn) {
+        _refineTimer->stop();
+    } else {
+        _refinedTo = 0;
+        _refineTimer->start(0);
+    }
+}
+
+bool Canvas::isSettled() const { return isWhole() && !_isPlain && !_refineTimer->isActive(); }
+
+void Canvas::refineMore()
+{
+    const int rows = viewport()->height() / kParts + 1;
+    viewport()->update(0, _refinedTo, viewport()->width(), rows);
+    _refinedTo += rows;
+    if (_refinedTo >= viewport()->height()) {
+        _refineTimer->stop();
     }
 }
 

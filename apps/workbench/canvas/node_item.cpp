@@ -8,6 +8,7 @@
 
 #include <QFontMetricsF>
 #include <QGuiApplication>
+#include <QHash>
 #include <QPainter>
 #include <QPixmap>
 #include <QStyleOptionGraphicsItem>
@@ -28,12 +29,46 @@ namespace {
 constexpr double kShadow = 8; ///< how far it reaches
 constexpr double kFadedNode = 0.45;
 constexpr double kNameGap = 12; ///< between the names of an input and an output, at least
+constexpr int kKnownWidths = 5000;
 
 const Style& style() { return Style::current(); }
 
+/// A font of the canvas, and how wide texts are in it: shaping them is most of what a node costs.
+struct CanvasFont {
+    QFont font;
+    QHash<QString, double> widths{};
+};
+
+CanvasFont& fontOf(double pixels, bool isBold)
+{
+    static std::map<std::pair<int, bool>, CanvasFont> fonts;
+    static QString family;
+    if (const QString now = QGuiApplication::font().family(); now != family) {
+        family = now;
+        fonts.clear();
+    }
+    const std::pair key(static_cast<int>(std::lround(pixels)), isBold);
+    const auto found = fonts.find(key);
+    if (found != fonts.end()) {
+        return found->second;
+    }
+    QFont font = QGuiApplication::font();
+    font.setPixelSize(std::max(key.first, 1));
+    font.setWeight(isBold ? QFont::DemiBold : QFont::Normal);
+    font.setHintingPreference(QFont::PreferNoHinting);
+    return fonts.emplace(key, CanvasFont{font}).first->second;
+}
+
 double textWidth(const QString& text, double pixels, bool isBold = false)
 {
-    return QFontMetricsF(canvasFont(pixels, isBold)).horizontalAdvance(text);
+    CanvasFont& font = fontOf(pixels, isBold);
+    if (const auto known = font.widths.constFind(text); known != font.widths.constEnd()) {
+        return *known;
+    }
+    if (font.widths.size() >= kKnownWidths) {
+        font.widths.clear();
+    }
+    return *font.widths.insert(text, QFontMetricsF(font.font).horizontalAdvance(text));
 }
 
 QString numberText(double value)
@@ -106,25 +141,7 @@ void paintText(QPainter& painter, const QRectF& rect, int alignment, const QStri
 
 } // namespace
 
-QFont canvasFont(double pixels, bool isBold)
-{
-    static std::map<std::pair<int, bool>, QFont> fonts;
-    static QString family;
-    if (const QString now = QGuiApplication::font().family(); now != family) {
-        family = now;
-        fonts.clear();
-    }
-    const std::pair key(static_cast<int>(std::lround(pixels)), isBold);
-    const auto found = fonts.find(key);
-    if (found != fonts.end()) {
-        return found->second;
-    }
-    QFont font = QGuiApplication::font();
-    font.setPixelSize(std::max(key.first, 1));
-    font.setWeight(isBold ? QFont::DemiBold : QFont::Normal);
-    font.setHintingPreference(QFont::PreferNoHinting);
-    return fonts.emplace(key, font).first->second;
-}
+QFont canvasFont(double pixels, bool isBold) { return fontOf(pixels, isBold).font; }
 
 void paintPin(QPainter& painter, const QPointF& at, Tag tag, const QColor& color, const QColor& ground,
               double radius)

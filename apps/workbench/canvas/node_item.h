@@ -39,9 +39,11 @@ public:
     /// How far it looks hovered, 0 to 1.
     void setHover(double hover);
     void setViewed(bool isOn);
+    bool isViewed() const { return _isViewed; }
     void setBadge(const NodeBadge& badge);
     const NodeBadge& badge() const { return _badge; }
     void setThumbnail(const QImage& picture);
+    const QImage& thumbnail() const { return _thumbnail; }
     bool hasThumbnail() const { return !_thumbnail.isNull(); }
     /// Whether there is room for a thumbnail.
     void setThumbnailShown(bool isOn);

@@ -20,6 +20,7 @@ namespace {
 
 constexpr double kMargin = 12; ///< of the glow, and of the pin at the free end
 double sceneScale = 1;
+bool hasPlainWires = false;
 
 void addCurve(QPainterPath& path, const QPointF& from, const QPointF& to)
 {
@@ -39,6 +40,8 @@ double zoomOf(const QPainter& painter)
 }
 
 void setSceneScale(double scale) { sceneScale = scale; }
+
+void setPlainWires(bool arePlain) { hasPlainWires = arePlain; }
 
 QPainterPath wirePath(const QPointF& from, const QPointF& to, const std::vector<QPointF>& via)
 {
@@ -77,6 +80,7 @@ void WireItem::layOut()
     _path = wirePath(_from, _to, _info.via);
     const QList<QPolygonF> polygons = _path.toSubpathPolygons();
     _line = polygons.isEmpty() ? QPolygonF() : polygons.front();
+    _bounds = _path.controlPointRect().adjusted(-kMargin, -kMargin, kMargin, kMargin);
     update();
 }
 
@@ -140,11 +144,6 @@ double WireItem::distanceTo(const QPointF& point) const
     return least;
 }
 
-QRectF WireItem::boundingRect() const
-{
-    return _path.controlPointRect().adjusted(-kMargin, -kMargin, kMargin, kMargin);
-}
-
 void WireItem::paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidget*)
 {
     const Style& style = Style::current();
@@ -163,6 +162,12 @@ void WireItem::paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidget
             at = point;
         }
         painter->drawLine(at, _to);
+        return;
+    }
+    if (hasPlainWires && !_isDragged) {
+        painter->setRenderHint(QPainter::Antialiasing, false);
+        painter->setPen(QPen(color, 0));
+        painter->drawPolyline(_line);
         return;
     }
     painter->setRenderHint(QPainter::Antialiasing);

@@ -36,7 +36,7 @@ public:
     /// How far a point of the scene is from the wire.
     double distanceTo(const QPointF& point) const;
 
-    QRectF boundingRect() const override;
+    QRectF boundingRect() const override { return _bounds; }
     void paint(QPainter* painter, const QStyleOptionGraphicsItem* option, QWidget* widget) override;
 
 private:
@@ -45,6 +45,7 @@ private:
     QPointF _to;
     QPainterPath _path;
     QPolygonF _line; ///< the path as a line, for distances
+    QRectF _bounds;
     bool _isHovered = false;
     bool _isSelected = false;
     bool _isFaded = false;
@@ -59,5 +60,7 @@ private:
 double zoomOf(const QPainter& painter);
 /// The scale of the interface, which `zoomOf` leaves out.
 void setSceneScale(double scale);
+/// Whether wires are thin lines that aren't smoothed, as long as the zoom of a large document moves.
+void setPlainWires(bool arePlain);
 
 } // namespace zrkworkbench

@@ -66,17 +66,22 @@ protected:
         return nullptr;
     }
 
-    /// Presses the button of a notice.
+    /// Presses the button of a notice, which may have to be shown yet.
     static bool press(Window& window, const QString& text)
     {
-        QCoreApplication::processEvents(); // a new button shows with the next events
-        for (auto* button : window.notices().findChildren<QAbstractButton*>()) {
-            if (button->text() == text && button->isVisible()) {
-                button->click();
-                return true;
-            }
+        QAbstractButton* found = nullptr;
+        (void)QTest::qWaitFor(
+            [&] {
+                for (auto* button : window.notices().findChildren<QAbstractButton*>()) {
+                    found = button->text() == text && button->isVisible() ? button : found;
+                }
+                return found != nullptr;
+            },
+            2000);
+        if (found) {
+            found->click();
         }
-        return false;
+        return found != nullptr;
     }
 };
 

@@ -290,6 +290,9 @@ TEST_F(WindowTest, InspectorNamesAndResetsANode)
     ASSERT_TRUE(window.session()->undo());
     EXPECT_EQ(name->text(), "Sphere") << "follows";
 
+    const std::string tip = fieldOf(window, "radius")->toolTip().toStdString();
+    EXPECT_THAT(tip, ::testing::HasSubstr("1.0 in a new node")) << "what the manual page says of the value";
+
     QCoreApplication::processEvents();
     QToolButton* reset = nullptr;
     for (auto* button : window.inspector().findChildren<QToolButton*>()) {
@@ -387,7 +390,8 @@ TEST_F(WindowTest, APasteThatIsNoFragmentSaysSo)
     Window window;
     window.show();
     ASSERT_TRUE(window.open(path("a.zrk.json")));
-    for (const char* text : {"milk, bread", "{\"nodes\": 3}", R"({"zrkGraph": 9, "nodes": []})"}) {
+    for (const char* text :
+         {"milk, bread", "{\"nodes\": 3}", R"({"zrkGraph": 9, "nodes": [{"id": 1, "type": "SphereSDF"}]})"}) {
         SCOPED_TRACE(text);
         QGuiApplication::clipboard()->setText(text);
         window.canvas().action("paste")->trigger();
@@ -395,6 +399,9 @@ TEST_F(WindowTest, APasteThatIsNoFragmentSaysSo)
         EXPECT_EQ(window.problems().of(ProblemList::Source::Edit).size(), 1u);
         EXPECT_FALSE(window.session()->canUndo());
     }
+    const std::string newer = window.problems().of(ProblemList::Source::Edit).front().finding.toStdString();
+    EXPECT_THAT(newer, ::testing::AllOf(::testing::HasSubstr("version 9"), ::testing::HasSubstr("at most 1")))
+        << "both versions";
     ASSERT_TRUE(window.session()->setLabel(1, "Ball"));
     EXPECT_TRUE(window.problems().of(ProblemList::Source::Edit).empty()) << "the next edit makes it stale";
 }

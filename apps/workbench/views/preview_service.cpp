@@ -184,7 +184,7 @@ void PreviewService::cancelReadout() { _readouts.cancelAll(); }
 
 void PreviewService::requestThumbnail(std::uint16_t node, const zrkmodel::OutputField& output,
                                       const zrk::BBox<double>& bounds, QSize devicePixels,
-                                      const zrkmodel::DocumentView& view)
+                                      const zrkmodel::DocumentView& view, double scale)
 {
     SliceRequest request;
     try {
@@ -201,6 +201,7 @@ void PreviewService::requestThumbnail(std::uint16_t node, const zrkmodel::Output
     request.pixels = devicePixels.expandedTo({1, 1});
     request.window = windowOf(bounds, request.axis, QSizeF(request.pixels));
     request.style = styleOf(output, view);
+    request.style.scale = scale;
     _thumbnails.post(node, [this, node, request](const WorkLane::Sender& sender) {
         QImage picture;
         try {

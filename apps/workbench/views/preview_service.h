@@ -82,9 +82,10 @@ public:
 
     /// A small slice of an output, as the document asks to be seen, its bounds widened to the shape of the
     /// picture. Later requests for the same node take the place of earlier ones. Null where there is none.
+    /// @param scale  of its lines, as in SliceStyle.
     void requestThumbnail(std::uint16_t node, const zrkmodel::OutputField& output,
                           const zrk::BBox<double>& bounds, QSize devicePixels,
-                          const zrkmodel::DocumentView& view = {});
+                          const zrkmodel::DocumentView& view = {}, double scale = 1);
     void onThumbnail(std::function<void(std::uint16_t node, const QImage&)> listener);
     void cancelThumbnail(std::uint16_t node) { _thumbnails.cancel(node); }
     void cancelThumbnails() { _thumbnails.cancelAll(); }

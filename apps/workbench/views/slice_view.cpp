@@ -212,6 +212,7 @@ SliceRequest SliceView::request() const
     request.pixels = _canvas->devicePixels();
     request.style = styleOf(_source->output, _source->view);
     request.style.contour = level();
+    request.style.scale = _canvas->devicePixelRatioF();
     request.judgesSlopes = zrkmodel::isNamedDistance(_source->output);
     if (_canvas->isShading()) {
         request.slopeShade = ZRKCSSStyle::dark().color(ZRKCSSStyle::Role::warning);

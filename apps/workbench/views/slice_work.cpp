@@ -124,6 +124,7 @@ private:
         const PlaneSamples samples = sample(plane);
         zrkmodel::SliceStyle style = _request.style;
         style.range = _range;
+        style.scale = std::max(1.0, style.scale * size / _longer);
         const zrkmodel::SlicePicture slice = zrkmodel::drawSlice(gridOf(plane, samples), style, _workers);
         SlicePreview result = preview();
         const QImage bytes(slice.picture.data.data(), plane.width(), plane.height(), 3 * plane.width(),

@@ -12,6 +12,7 @@
 #include "inspectors/number_text.h"
 #include "inspectors/property_view.h"
 #include "model/graph_object.h"
+#include "model/manual.h"
 #include "model/pins.h"
 
 #include <QApplication>
@@ -54,6 +55,26 @@ Widget* ancestorOf(QObject* object)
         }
     }
     return nullptr;
+}
+
+/// What the manual page says of a value.
+QString tipOf(const zrkmodel::ManualValue& value)
+{
+    const auto text = [](std::string_view part) {
+        return QString::fromUtf8(part.data(), static_cast<int>(part.size())).toHtmlEscaped();
+    };
+    QStringList more;
+    if (!value.unit.empty()) {
+        more << (value.unit == "mu" ? "model units" : text(value.unit));
+    }
+    if (!value.defaultValue.empty()) {
+        more << text(value.defaultValue) + " in a new node";
+    }
+    QString tip = text(value.meaning.empty() ? std::string_view(value.key) : value.meaning);
+    if (!more.isEmpty()) {
+        tip += "<br>" + more.join("; ");
+    }
+    return "<p>" + tip + "</p>"; // rich text is broken into lines
 }
 
 QFont weighted(QFont font, QFont::Weight weight, int morePixels)
@@ -330,6 +351,7 @@ void Inspector::show(std::optional<std::uint16_t> id)
     column->addWidget(_pins);
     column->addStretch(1);
     inspect(node);
+    explain();
     _holder = holder;
     _area->setWidget(holder);
     showHeader();
@@ -353,6 +375,24 @@ void Inspector::inspect(const zrkmodel::ZRKNodeBase<0, zrkmodel::ZRKGraphObject>
     _object->onInspection(_panel, node);
     if (!(holder->held() == held)) {
         holder->hold(held);
+    }
+}
+
+/// Gives the panel's controls tool tips where they have none of their own.
+void Inspector::explain()
+{
+    const auto* type = typeOf(*_session, *_shown);
+    if (!type) {
+        return;
+    }
+    const zrkmodel::Manual& manual = zrkmodel::manualOf(*type);
+    for (auto* control : _panel->findChildren<QWidget*>()) {
+        const std::string key = zrkui::shownProperty(*control).toStdString();
+        const auto value = std::find_if(manual.properties.begin(), manual.properties.end(),
+                                        [&](const zrkmodel::ManualValue& each) { return each.key == key; });
+        if (value != manual.properties.end() && control->toolTip().isEmpty()) {
+            control->setToolTip(tipOf(*value));
+        }
     }
 }
 

@@ -124,6 +124,7 @@ private:
     void tellEntries();
     void tell(const zrk::Result<void>& result);
     void inspect(const zrkmodel::ZRKNodeBase<0, zrkmodel::ZRKGraphObject>& node);
+    void explain();
     void fitWidth();
     void endGesture();
 };

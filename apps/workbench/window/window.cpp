@@ -5,6 +5,7 @@
 #include "apps/workbench/views/view_pane.h"
 #include "apps/workbench/window/document_writer.h"
 #include "apps/workbench/window/examples_pane.h"
+#include "apps/workbench/window/file_looker.h"
 #include "apps/workbench/window/file_reader.h"
 #include "apps/workbench/window/library.h"
 #include "apps/workbench/window/manual_window.h"
@@ -58,6 +59,7 @@ Window::Window(WindowSettings settings)
       _opener(new DocumentOpener(this)),
       _writer(new DocumentWriter(this)),
       _reader(new FileReader(this)),
+      _looker(new FileLooker(this)),
       _writingSince(new QTimer(this)),
       _watcher(new QFileSystemWatcher(this)),
       _looksAtFile(new QTimer(this)),
@@ -262,6 +264,7 @@ void Window::takeOver(std::unique_ptr<EditSession> session, std::shared_ptr<zrk:
                       std::shared_ptr<UnsavedPlace> place)
 {
     const Doing doing("showing another document");
+    _looker->cancel();
     _afterWriting.clear();
     while (_writer->isBusy()) {
         _writer->finish();

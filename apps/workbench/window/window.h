@@ -35,6 +35,7 @@ class ExamplesPane;
 class ExportBar;
 class Library;
 class DocumentWriter;
+class FileLooker;
 class FileReader;
 class ManualWindow;
 class NoticeBar;
@@ -157,6 +158,7 @@ private:
     DocumentOpener* _opener;
     DocumentWriter* _writer;
     FileReader* _reader;
+    FileLooker* _looker;
     QTimer* _writingSince; ///< a file is being written for so long that it is worth telling
     struct SaveRequest {
         std::string target;
@@ -249,6 +251,7 @@ private:
     void offerLeft();
     void watchFile();
     void lookAtFile();
+    void takeFileState(zrkmodel::FileState state);
 
     // window_drops.cpp
     void askAndAddFiles();

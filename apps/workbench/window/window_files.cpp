@@ -63,12 +63,13 @@ void Window::takeOpened(OpenedDocument opened)
     if (!opened.session) {
         tell(opened.session.error(), ProblemList::Source::Loading);
         const QString name = QFileInfo(QString::fromStdString(opened.request.path)).fileName();
+        QString remedy = QString::fromStdString(zrk::printable(opened.session.error().remedy));
+        remedy = remedy.left(1).toUpper() + remedy.mid(1);
         _notices->show(
             "refused",
-            name +
-                " can't be opened: " + QString::fromStdString(zrk::printable(opened.session.error().found)) +
-                ", expected " + QString::fromStdString(zrk::printable(opened.session.error().expected)) +
-                ". " + QString::fromStdString(zrk::printable(opened.session.error().remedy)) + ".",
+            name + " can't be opened: " +
+                QString::fromStdString(zrk::printable(opened.session.error().found)) + ", expected " +
+                QString::fromStdString(zrk::printable(opened.session.error().expected)) + ". " + remedy + ".",
             {{"Close"}});
         putBack(opened.request);
         return;

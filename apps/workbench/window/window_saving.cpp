@@ -1,4 +1,5 @@
 #include "apps/workbench/window/document_writer.h"
+#include "apps/workbench/window/file_looker.h"
 #include "apps/workbench/window/names.h"
 #include "apps/workbench/window/notice_bar.h"
 #include "apps/workbench/window/watchdog.h"
@@ -19,11 +20,13 @@
 namespace zrkworkbench {
 
 using zrkmodel::FileState;
+using zrkmodel::FileWatch;
 using zrkmodel::PendingSave;
 
 namespace {
 
 constexpr int kWritingPatience = 300; ///< milliseconds until it is told that a file is being written
+constexpr int kLookAgainMs = 150;     ///< while the file is being read or written
 
 QString fileNameOf(const std::string& path) { return QFileInfo(QString::fromStdString(path)).fileName(); }
 
@@ -141,6 +144,7 @@ void Window::takeSaved(const PendingSave& saved)
     }
     _problems.clear(ProblemList::Source::Saving);
     leavePlace();
+    _looker->cancel();
     watchFile();
     _looksAtFile->start(0); // changes weren't looked at while it was written
     noteRecent();
@@ -334,16 +338,32 @@ void Window::watchFile()
 
 void Window::lookAtFile()
 {
-    if (!_session || _session->path().empty() || _opener->isBusy() || _writer->isBusy()) {
-        return; // looked at again when that is done
+    if (!_session || _session->path().empty()) {
+        return;
     }
-    const Doing doing("looking at the file");
+    const auto isBusy = [this] { return _opener->isBusy() || _writer->isBusy(); };
+    if (isBusy()) {
+        _looksAtFile->start(kLookAgainMs);
+        return;
+    }
+    _looker->look(_session->path(), _session->file(), [this, isBusy](FileState state, const FileWatch& file) {
+        if (isBusy()) {
+            _looksAtFile->start(kLookAgainMs);
+            return;
+        }
+        _session->setFile(file);
+        takeFileState(state);
+    });
+}
+
+void Window::takeFileState(FileState state)
+{
     const QString path = QString::fromStdString(_session->path());
     const QString name = QFileInfo(path).fileName();
-    if (QFileInfo::exists(path) && !_watcher->files().contains(path)) {
+    if (state != FileState::Missing && !_watcher->files().contains(path)) {
         _watcher->addPath(path); // a rename has put another file there
     }
-    switch (_session->fileState()) {
+    switch (state) {
     case FileState::Same:
         _notices->remove("changed");
         _notices->remove("missing");

@@ -23,6 +23,7 @@ using zrkmodel::Tag;
 
 namespace {
 
+constexpr int kViewPatience = 10;       ///< milliseconds
 constexpr int kThumbnailPatience = 120; ///< milliseconds after an edit
 constexpr int kRangePatience = 200;
 
@@ -89,6 +90,10 @@ void Window::requestView()
     if (!_session) {
         return;
     }
+    if (!_canvas->isWhole()) {
+        _viewRefresh->start(kViewPatience); // one after the other
+        return;
+    }
     const Doing doing("building the view's evaluators");
     const std::optional<PinAddress> pin = wantedPin();
     if (!isSame(pin, _viewed)) {
@@ -113,7 +118,7 @@ void Window::requestView()
 
 bool Window::isSettled() const
 {
-    return !_opener->isBusy() && !_reader->isBusy() && _canvas->isWhole() && !_viewRefresh->isActive() &&
+    return !_opener->isBusy() && !_reader->isBusy() && _canvas->isSettled() && !_viewRefresh->isActive() &&
            !_thumbnailRefresh->isActive() && _view->isSettled() && _thumbnailsPending.empty() &&
            !_rangeRefresh->isActive() && _ranges.empty() && !_asked;
 }
@@ -175,7 +180,7 @@ void Window::requestThumbnails()
         }
         _thumbnailsPending.insert(node);
         _view->previews().requestThumbnail(node, *output, _session->document().samplingBounds(),
-                                           _thumbnailSize, _session->document().view());
+                                           _thumbnailSize, _session->document().view(), devicePixelRatioF());
     }
 }
 

@@ -240,6 +240,30 @@ TEST_F(EditHistoryOfASession, LosesNothingOfWhatFollowsAnUndo)
     EXPECT_EQ(session->document().toText(), first);
 }
 
+TEST_F(EditHistoryOfASession, KeepsOfAListWhatHasChanged)
+{
+    const auto session = openParts();
+    ZRKJson poles = ZRKJson::array();
+    for (int i = 0; i < 100; ++i) {
+        poles.push_back({{"strength", i}, {"is_ref", false}, {"point", {0, 0, 0}}});
+    }
+    ASSERT_TRUE(session->setValue(6, "poles", poles));
+    const auto sizesOfLastStep = [&] {
+        time += 10;
+        const EditStep& step = session->history().steps().back();
+        EXPECT_EQ(step.changes.size(), 1u);
+        const ValueDelta& delta = std::get<ValueChange>(step.changes.front()).deltas.front();
+        return std::pair(delta.before.size(), delta.after.size());
+    };
+    time += 10;
+    ASSERT_TRUE(session->setItem(6, "poles", 40, {{"strength", -1}}));
+    EXPECT_EQ(sizesOfLastStep(), std::pair(std::size_t{1}, std::size_t{1}));
+    ASSERT_TRUE(session->insertItem(6, "poles", 50, {{"strength", -2}}));
+    EXPECT_EQ(sizesOfLastStep(), std::pair(std::size_t{0}, std::size_t{1}));
+    ASSERT_TRUE(session->removeItem(6, "poles", 60));
+    EXPECT_EQ(sizesOfLastStep(), std::pair(std::size_t{1}, std::size_t{0}));
+}
+
 TEST_F(EditHistoryOfASession, TakesLittleMemory)
 {
     const auto session = openParts();

@@ -132,6 +132,17 @@ TEST_F(HeldDataOfNodes, AStaleRasterIsStaleAgain)
     ASSERT_TRUE(session->undo());
     (void)samplesOf(session->document());
     EXPECT_EQ(heldOf(*session, 5), stale);
+    ASSERT_TRUE(session->setValue(5, "auto-update", true));
+    (void)samplesOf(session->document());
+    const ZRKHeldData updated = heldOf(*session, 5);
+    EXPECT_NE(updated.parts, stale.parts);
+    ASSERT_TRUE(session->undo());
+    (void)samplesOf(session->document());
+    EXPECT_EQ(heldOf(*session, 5), stale) << "without \"auto-update\" it was the former raster";
+    ASSERT_TRUE(session->redo());
+    (void)samplesOf(session->document());
+    EXPECT_EQ(heldOf(*session, 5), updated);
+    ASSERT_TRUE(session->undo());
     ASSERT_TRUE(session->undo());
     EXPECT_EQ(heldOf(*session, 5), fresh);
 }

@@ -169,6 +169,10 @@ TEST_F(PaneTest, ZoomsAboutThePointerAndComesHome)
     EXPECT_LT(canvas().window().left(), zoomed.left()) << "the picture follows the mouse";
     EXPECT_LT(canvas().window().top(), zoomed.top());
     settle();
+    QTest::keyClick(pane.get(), Qt::Key_X);
+    EXPECT_EQ(canvas().window(), whole) << "of another axis all is shown first";
+    QTest::keyClick(pane.get(), Qt::Key_Z);
+    wheel(canvas(), place, 4);
     QTest::keyClick(pane.get(), Qt::Key_Home);
     EXPECT_EQ(canvas().window(), whole);
     wheel(canvas(), place, 3, Qt::AltModifier);
@@ -270,9 +274,16 @@ TEST_F(PaneTest, TurnsTheSolid)
     ASSERT_TRUE(solid);
     const auto picture = [&] { return solid->grab().toImage(); };
     const QImage home = picture();
+    const SolidEye first = pane->solid().eye();
     drag(*solid, {100, 100}, {160, 90});
     EXPECT_FALSE(pane->isSettled());
     settle();
+    const SolidEye eye = pane->solid().eye();
+    EXPECT_GT(first.from[1] * eye.from[0] - first.from[0] * eye.from[1], 0.1)
+        << "what was in front follows the mouse to the right";
+    EXPECT_LT(eye.from[2], first.from[2]);
+    wheel(*solid, {100, 100}, 2);
+    EXPECT_GT(pane->solid().eye().zoom, 1.1);
     const QImage turned = picture();
     EXPECT_NE(turned, home);
     QTest::keyClick(pane.get(), Qt::Key_Home);

@@ -60,15 +60,16 @@ QImage asImage(const zrk::Picture& picture)
         .convertToFormat(QImage::Format_RGB32);
 }
 
-/// What `zrk slice` draws, with the colours of a range.
+/// What `zrk slice` draws, with the colours of a range and lines of a width.
 QImage commandsSlice(const GraphDocument& document, PinAddress pin, int axis, double at, int size,
-                     const ValueRange& range)
+                     const ValueRange& range, double scale = 1)
 {
     const OutputField output = document.outputField(pin).value();
     const SlicePlane plane(document.samplingBounds(), axis, at, size);
     const FieldValues values = sampleField(output.field, plane, nullptr).value();
     SliceStyle style = styleOf(output, document.view());
     style.range = range;
+    style.scale = scale;
     const int components = static_cast<int>(output.tag.components);
     return asImage(
         drawSlice({plane.width(), plane.height(), components, values, values.isWeightless}, style).picture);
@@ -82,9 +83,11 @@ TEST_F(ViewsTest, SlicesAreThoseOfTheCommand)
         std::uint16_t node;
         int axis;
         double at;
+        double scale = 1;
     };
-    for (const Case& c : {Case{"sphere_and_twisted_gyroid", 4, 0, 0.3}, Case{"directions", 3, 1, 0.5},
-                          Case{"sphere_coordinates", 1, 2, 0.7}, Case{"mask", 4, 2, 0.5}}) {
+    for (const Case& c :
+         {Case{"sphere_and_twisted_gyroid", 4, 0, 0.3}, Case{"sphere_and_twisted_gyroid", 4, 0, 0.3, 2},
+          Case{"directions", 3, 1, 0.5}, Case{"sphere_coordinates", 1, 2, 0.7}, Case{"mask", 4, 2, 0.5}}) {
         SCOPED_TRACE(c.example);
         const GraphDocument document = example(c.example);
         const PinAddress pin{c.node, 0};
@@ -92,12 +95,13 @@ TEST_F(ViewsTest, SlicesAreThoseOfTheCommand)
         SliceRequest request = requestOf(document, pin, 200);
         request.axis = c.axis;
         request.at = c.at;
+        request.style.scale = c.scale;
         s.service.requestSlice(request);
         ASSERT_TRUE(waitFor([&] { return s.isDone(); }));
         const SlicePreview& last = s.slices.back();
         EXPECT_TRUE(last.isWhole);
         EXPECT_EQ(last.hasWeightless, std::string(c.example) == "mask");
-        EXPECT_EQ(last.picture, commandsSlice(document, pin, c.axis, c.at, 200, last.range));
+        EXPECT_EQ(last.picture, commandsSlice(document, pin, c.axis, c.at, 200, last.range, c.scale));
     }
 }
 

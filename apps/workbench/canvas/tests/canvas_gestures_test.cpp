@@ -1,0 +1,157 @@
+#include "apps/workbench/canvas/frame_item.h"
+#include "apps/workbench/canvas/tests/canvas_fixture.h"
+
+#include <QGraphicsScene>
+
+#include <algorithm>
+
+namespace zrkworkbench {
+namespace {
+
+using namespace zrkmodel;
+using ::testing::ElementsAre;
+using ::testing::SizeIs;
+
+/// What hands do on the canvas, where a slip is felt rather than seen in the document.
+class CanvasGestures : public CanvasTest {
+protected:
+    void turnWheel(int by) const
+    {
+        const QPoint at(400, 300);
+        QWheelEvent wheel(at, pane()->mapToGlobal(at), {}, QPoint(0, by), Qt::NoButton, {}, Qt::NoScrollPhase,
+                          false);
+        QApplication::sendEvent(pane(), &wheel);
+    }
+    const FrameItem* frameItem() const
+    {
+        for (const QGraphicsItem* item : canvas->scene()->items()) {
+            if (item->type() == FrameItem::Type) {
+                return static_cast<const FrameItem*>(item);
+            }
+        }
+        return nullptr;
+    }
+    void frame(const Ids& nodes)
+    {
+        session->select(nodes);
+        trigger("frame");
+        QTest::keyClick(nameBox(), Qt::Key_Return);
+    }
+};
+
+TEST_F(CanvasGestures, TheWheelTurnedAwayComesNearer)
+{
+    canvas->setZoom(0.5);
+    turnWheel(120);
+    EXPECT_GT(canvas->zoom(), 0.55);
+    turnWheel(-240);
+    EXPECT_LT(canvas->zoom(), 0.45);
+}
+
+TEST_F(CanvasGestures, PinsAreAsLargeToThePointerAtEveryZoom)
+{
+    for (const double zoom : {0.4, 1.0, 2.0}) {
+        SCOPED_TRACE(zoom);
+        canvas->setZoom(zoom);
+        canvas->revealNode(5);
+        const QPoint beside = canvas->pinPoint(out(5, 0)) + QPoint(9, 0);
+        drag(beside, beside + QPoint(30, 30), {}, false);
+        EXPECT_TRUE(canvas->isWireHeld());
+        key(Qt::Key_Escape);
+        QTest::mouseRelease(pane(), Qt::LeftButton, {}, beside);
+    }
+}
+
+TEST_F(CanvasGestures, FramesGrowWhileTheirNodesAreDragged)
+{
+    frame({2, 3});
+    session->select({3});
+    drag(header(3), header(3) + QPoint(px(160), -px(48)), {}, false);
+    EXPECT_TRUE(frameItem()->frame().contains(canvas->node(3)->frame()));
+    QTest::mouseRelease(pane(), Qt::LeftButton, {}, header(3));
+}
+
+TEST_F(CanvasGestures, ADoubleClickNamesNodesAndFrames)
+{
+    frame({2, 3});
+    QTest::mouseDClick(pane(), Qt::LeftButton, {}, canvas->nodeRect(3).topLeft() + QPoint(20, -px(28)));
+    ASSERT_TRUE(nameBox()->isVisible());
+    QTest::keyClicks(nameBox(), "Pair");
+    QTest::keyClick(nameBox(), Qt::Key_Return);
+    EXPECT_EQ(canvas->frames()[0].title, "Pair");
+    QTest::mouseDClick(pane(), Qt::LeftButton, {}, header(1));
+    ASSERT_TRUE(nameBox()->isVisible());
+    QTest::keyClicks(nameBox(), "Screw");
+    QTest::keyClick(nameBox(), Qt::Key_Return);
+    EXPECT_EQ(canvas->node(1)->info().title, "Screw");
+}
+
+TEST_F(CanvasGestures, AClickOnOneOfSeveralSelectsItAlone)
+{
+    session->select({2, 3});
+    click(header(2));
+    EXPECT_THAT(session->selection(), ElementsAre(2));
+}
+
+TEST_F(CanvasGestures, TheMenuIsOfWhatIsUnderThePointer)
+{
+    session->select({1});
+    canvas->sync();
+    const QPoint at = header(3);
+    QContextMenuEvent event(QContextMenuEvent::Mouse, at, pane()->mapToGlobal(at));
+    QApplication::sendEvent(pane(), &event);
+    EXPECT_THAT(session->selection(), ElementsAre(3));
+    if (QWidget* menu = QApplication::activePopupWidget()) {
+        menu->close();
+    }
+}
+
+// A node that comes later might get the id.
+TEST_F(CanvasGestures, NothingIsKeptOfANodeThatIsRemoved)
+{
+    frame({2, 3});
+    canvas->setBadge(3, {NodeBadge::Kind::warning, -1, "", ""});
+    session->select({3});
+    key(Qt::Key_Delete);
+    EXPECT_THAT((*session->view("frames"))[0]["nodes"], SizeIs(1));
+    ASSERT_TRUE(session->undo());
+    EXPECT_EQ(canvas->node(3)->badge().kind, NodeBadge::Kind::none);
+}
+
+TEST_F(CanvasGestures, LayingOutTakesPointsAwayThatLedWires)
+{
+    QTest::mouseDClick(pane(), Qt::LeftButton, {}, *canvas->wirePoint(in(4, 0)));
+    ASSERT_NE(session->view("reroutes"), nullptr);
+    session->select({});
+    trigger("layout");
+    EXPECT_EQ(session->view("reroutes"), nullptr);
+}
+
+TEST_F(CanvasGestures, KeysLeadThroughTheOutputsOfANode)
+{
+    const auto added = session->addNode({"Vector3SplitComponents"});
+    ASSERT_TRUE(added);
+    session->select({*added});
+    std::vector<int> viewed;
+    canvas->onViewWanted([&](PinAddress pin) { viewed.push_back(pin.output); });
+    std::vector<int> flagged;
+    for (int i = 0; i < 4; ++i) {
+        key(Qt::Key_P);
+        key(Qt::Key_O);
+        flagged.push_back(session->document().output()->output);
+    }
+    EXPECT_THAT(viewed, ElementsAre(0, 1, 2, 0));
+    EXPECT_THAT(flagged, ElementsAre(0, 1, 2, 0));
+}
+
+TEST_F(CanvasGestures, TheTypeThatWasUsedLastIsOfferedFirst)
+{
+    canvas->addNodeAtCentre("ZRKShell");
+    canvas->addNodeAtCentre("ZRKSphereSDF");
+    EXPECT_EQ(canvas->recentTypes(), QStringList({"ZRKSphereSDF", "ZRKShell"}));
+    canvas->addNodeAtCentre("ZRKShell");
+    EXPECT_EQ(canvas->recentTypes(), QStringList({"ZRKShell", "ZRKSphereSDF"}));
+}
+
+} // namespace
+} // namespace zrkworkbench

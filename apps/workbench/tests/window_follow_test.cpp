@@ -1,0 +1,125 @@
+#include "apps/workbench/canvas/node_item.h"
+#include "apps/workbench/tests/window_fixture.h"
+
+#include <QAction>
+#include <QLabel>
+#include <QToolButton>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace zrkworkbench {
+namespace {
+
+using namespace zrkmodel;
+
+/// Whether the canvas marks a node as the one that the view shows.
+bool isViewed(Window& window, std::uint16_t node) { return window.canvas().node(node)->isViewed(); }
+
+TEST_F(WindowTest, TheViewFollowsTheSelectionUntilAnOutputIsPinned)
+{
+    put("b.zrk.json", R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF", "position": [0, 0]},
+        {"id": 2, "type": "Gyroid", "position": [300, 0]}]})");
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("b.zrk.json")));
+    for (const std::uint16_t node : {1, 2}) {
+        ASSERT_TRUE(window.select(node));
+        settle(window);
+        EXPECT_TRUE(isViewed(window, node));
+    }
+    window.canvas().action("view")->trigger(); // pins node 2
+    ASSERT_TRUE(window.select(1));
+    settle(window);
+    EXPECT_TRUE(isViewed(window, 2));
+    EXPECT_FALSE(isViewed(window, 1));
+}
+
+TEST_F(WindowTest, ThumbnailsFollowTheBounds)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    settle(window);
+    const QImage before = window.canvas().node(1)->thumbnail();
+    ASSERT_FALSE(before.isNull());
+    ASSERT_TRUE(window.session()->setContext("modelBounds", ZRKJson::parse("[[-4, -4, -4], [4, 4, 4]]")));
+    settle(window);
+    EXPECT_NE(window.canvas().node(1)->thumbnail(), before);
+}
+
+TEST_F(WindowTest, ProblemsOfADocumentGoWithIt)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    window.canvas().action("paste")->trigger();
+    ASSERT_FALSE(window.problems().all().empty());
+    window.newDocument();
+    EXPECT_TRUE(window.problems().all().empty());
+}
+
+TEST_F(WindowTest, RangesStandAtTheirOutputs)
+{
+    put("split.zrk.json", R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -2, -3], [1, 2, 3]]},
+        "nodes": [{"id": 1, "type": "PositionVec3"}, {"id": 2, "type": "Vector3SplitComponents"}],
+        "links": [{"from": [1, 0], "to": [2, 0]}], "output": [2, 0]})");
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("split.zrk.json")));
+    ASSERT_TRUE(window.select(2));
+    settle(window);
+    std::vector<std::string> ranges;
+    for (const auto* label : window.inspector().findChildren<QLabel*>()) {
+        if (label->accessibleName().startsWith("range of")) {
+            ranges.push_back(label->text().toStdString());
+        }
+    }
+    ASSERT_EQ(ranges.size(), 3u);
+    EXPECT_NE(ranges[0], "");
+    EXPECT_NE(ranges[1], ranges[0]);
+    EXPECT_NE(ranges[1], "");
+}
+
+TEST_F(WindowTest, TheCanvasComesBackFromTheFullView)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    QAbstractButton* full = nullptr;
+    for (auto* button : window.view().findChildren<QAbstractButton*>()) {
+        full = button->toolTip().contains("fill the window") ? button : full;
+    }
+    ASSERT_NE(full, nullptr);
+    full->click();
+    EXPECT_FALSE(window.canvas().isVisible());
+    full->click();
+    EXPECT_TRUE(window.canvas().isVisible());
+    EXPECT_TRUE(window.inspector().isVisible());
+}
+
+TEST_F(WindowTest, ResetAppearsWithAChangedValue)
+{
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    ASSERT_TRUE(window.select(1));
+    settle(window);
+    const auto hasReset = [&] {
+        QCoreApplication::processEvents();
+        for (const auto* button : window.inspector().findChildren<QToolButton*>()) {
+            if (button->accessibleName().startsWith("reset center") && button->isVisible()) {
+                return true;
+            }
+        }
+        return false;
+    };
+    EXPECT_FALSE(hasReset());
+    ASSERT_TRUE(window.session()->setValue(1, "center", {1, 2, 3}));
+    EXPECT_TRUE(hasReset());
+    ASSERT_TRUE(window.session()->undo());
+    EXPECT_FALSE(hasReset());
+}
+
+} // namespace
+} // namespace zrkworkbench
