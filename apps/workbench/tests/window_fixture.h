@@ -36,7 +36,8 @@ protected:
 
     static void settle(const Window& window)
     {
-        ASSERT_TRUE(QTest::qWaitFor([&] { return window.isSettled(); }, 20000));
+        constexpr int kPatience = isSanitized() ? 200'000 : 20'000; // ms
+        ASSERT_TRUE(QTest::qWaitFor([&] { return window.isSettled(); }, kPatience));
     }
 
     static double radiusOf(const Window& window, std::uint16_t node = 1)
