@@ -77,10 +77,10 @@ std::string unreadableKey(const ZRKGraphObject& object, const ZRKJson& values)
 /// Whether the way to a place, "poles/0/strength", leads through an item of a list.
 bool isWithinList(const ZRKJson& values, const std::string& place)
 {
-    const ZRKJson* value = &values;
-    if (values.contains(place)) {
-        return false; // a key with a slash of its own
+    if (place.find('/') == std::string::npos || values.contains(place)) {
+        return false; // contains() looks at all keys, so it is asked for those with a slash alone
     }
+    const ZRKJson* value = &values;
     std::size_t start = 0;
     for (std::size_t end; (end = place.find('/', start)) != std::string::npos; start = end + 1) {
         const auto member = value->find(place.substr(start, end - start));

@@ -145,6 +145,9 @@ ZRKJson valueSchema(const ManualMember& value, std::span<const ManualMember> mem
 {
     ZRKJson schema = value.choices.empty() ? kindSchema(value.kind, members)
                                            : oneOf(value.choices, value.kind == "string");
+    if (value.key == "op_name") { // what an operator stores that read a name of none
+        schema["oneOf"].push_back(described({{"const", "noop"}}, "writes nothing"));
+    }
     return described(std::move(schema), wordsOf(value));
 }
 

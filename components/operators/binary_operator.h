@@ -36,7 +36,6 @@ namespace zrkmodel {
 /// | "blend"    | blend          | (1 - t) a + t b                                                        |
 /// | "minimum"  | minimum        | the smaller one: of distances the union, of densities the intersection |
 /// | "maximum"  | maximum        | the larger one: of distances the intersection, of densities the union  |
-/// | "noop"     | no operation   | writes nothing                                                         |
 ///
 /// | input | unit | meaning                  |
 /// |-------|------|--------------------------|
