@@ -96,6 +96,7 @@ TEST(LongList, EditsWhereItWasScrolledTo)
     EXPECT_EQ(waves.values()[9999].fy, 3);
     EXPECT_EQ(waves.values()[0].fy, 0);
     EXPECT_EQ(panel.list->selected(), 9999);
+    panel.settle();
     const int place = panel.rows->verticalScrollBar()->value();
 
     auto undone = waves.values();
