@@ -412,4 +412,12 @@ tl::unexpected<Fault> AtomicFile::failure(const char* deed) const
                     "a file that can be written", remedyFor(reason, target), FaultKind::FailedWork});
 }
 
+Result<void> writeFile(const std::string& path, std::string_view bytes)
+{
+    return AtomicFile::create(path).and_then([bytes](AtomicFile file) {
+        file.write(bytes.data(), bytes.size());
+        return file.commit();
+    });
+}
+
 } // namespace zrk

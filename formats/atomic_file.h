@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zrk {
@@ -71,5 +72,8 @@ private:
     Result<void> outcome; // of all writes so far
     int descriptor = -1;
 };
+
+/// Writes a whole file, as AtomicFile does it.
+ZRK_API Result<void> writeFile(const std::string& path, std::string_view bytes);
 
 } // namespace zrk

@@ -173,10 +173,7 @@ Result<void> writeIndex(const VolumeTiles& tiles)
                             xmlText(fs::path(tiles.fileOf(tile)).filename().string()));
     }
     text += "  </PImageData>\n</VTKFile>\n";
-    return AtomicFile::create(tiles.index).and_then([&](AtomicFile file) {
-        file.write(text.data(), text.size());
-        return file.commit();
-    });
+    return writeFile(tiles.index, text);
 }
 
 Result<void> joinTiles(const VolumeTiles& tiles, const std::string& path, const KeepGoing& keepGoing)

@@ -292,13 +292,7 @@ ZRKJson GraphDocument::toJson() const
 
 zrk::Result<void> GraphDocument::save(const std::string& path) const
 {
-    return zrk::attempt(path, [&] {
-        const std::string text = toText();
-        return zrk::AtomicFile::create(path).and_then([&text](zrk::AtomicFile file) {
-            file.write(text.data(), text.size());
-            return file.commit();
-        });
-    });
+    return zrk::attempt(path, [&] { return zrk::writeFile(path, toText()); });
 }
 
 zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string& key, const ZRKJson& value,

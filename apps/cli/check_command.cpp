@@ -35,14 +35,16 @@ void lookAt(const CheckOptions& options, Findings& findings)
     zrk::stopIfAsked();
     findings.outputs = document.outputPins();
     const auto bounds = zrk::attempt("check", [&] { boundsToSample(std::nullopt, document); });
-    if (!bounds && options.looksAtFields) {
-        throw zrk::FaultError(bounds.error());
-    }
-    if (!bounds && options.json) {
-        findings.warnings.push_back(bounds.error());
-    }
-    if (!bounds && (!options.json || options.isStrict)) {
-        tellWarning(bounds.error(), options.isStrict, false);
+    if (!bounds) {
+        if (options.looksAtFields) {
+            throw zrk::FaultError(bounds.error());
+        }
+        if (options.json) {
+            findings.warnings.push_back(bounds.error());
+        }
+        if (!options.json || options.isStrict) {
+            tellWarning(bounds.error(), options.isStrict, false);
+        }
     }
     if (options.looksAtFields) {
         findings.remarks = withProgress("sampling", false, [&](ProgressBar& bar) {

@@ -22,9 +22,7 @@ void drawGraph(const GraphOptions& options)
                                "graphs are drawn as SVG; `zrk slice` draws fields"});
     }
     const std::string picture = zrkmodel::graphPicture(loadDocument(options, options.quiet));
-    auto file = zrk::valueOrThrow(zrk::AtomicFile::create(options.file));
-    file.write(picture.data(), picture.size());
-    zrk::valueOrThrow(file.commit());
+    zrk::valueOrThrow(zrk::writeFile(options.file, picture));
 }
 
 } // namespace

@@ -121,13 +121,6 @@ std::string exampleText(const std::string& name)
     return text;
 }
 
-void writeFile(const std::filesystem::path& path, std::string_view bytes)
-{
-    auto file = zrk::valueOrThrow(zrk::AtomicFile::create(path));
-    file.write(bytes.data(), bytes.size());
-    zrk::valueOrThrow(file.commit());
-}
-
 /// The files that a document names: one, or all in a folder.
 std::vector<ExampleFile> filesOf(const std::string& document)
 {
@@ -180,7 +173,7 @@ void writeFilesOf(const std::string& example, const std::string& file)
         std::error_code error; // tells itself when the file is written
         std::filesystem::create_directories((folder / each.path).parent_path(), error);
         if (!isThere(folder / each.path)) {
-            writeFile(folder / each.path, each.bytes);
+            zrk::valueOrThrow(zrk::writeFile(folder / each.path, each.bytes));
             tell("{}: written\n", zrk::printable((folder / each.path).string()));
         }
     }
@@ -203,7 +196,7 @@ void writeNew(const NewOptions& options)
     if (isExample) {
         writeFilesOf(text, options.file);
     }
-    writeFile(options.file, text);
+    zrk::valueOrThrow(zrk::writeFile(options.file, text));
     tell("{}: written; `zrk check` lists its outputs\n", zrk::printable(options.file));
 }
 

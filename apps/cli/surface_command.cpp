@@ -136,10 +136,7 @@ void printReport(const SurfaceOptions& options, const PrintedReport& report)
         fmt::print("{}", text);
         return;
     }
-    zrk::valueOrThrow(zrk::AtomicFile::create(options.reportFile).and_then([&](zrk::AtomicFile file) {
-        file.write(text.data(), text.size());
-        return file.commit();
-    }));
+    zrk::valueOrThrow(zrk::writeFile(options.reportFile, text));
 }
 
 /// Ctrl-C has ended the program before a report is stopped.

@@ -12,10 +12,7 @@ zrk::Result<void> PendingSave::writeText()
                              "the file as it was", "save under another name, reload it, or overwrite it",
                              zrk::FaultKind::FailedWork});
     }
-    return zrk::AtomicFile::create(_path).and_then([&](zrk::AtomicFile file) {
-        file.write(_text.data(), _text.size());
-        return file.commit();
-    });
+    return zrk::writeFile(_path, _text);
 }
 
 void PendingSave::write()
