@@ -517,20 +517,25 @@ class Interruption(unittest.TestCase):
                 with tempfile.TemporaryDirectory(prefix="zrk-") as folder:
                     self.check(operation, pathlib.Path(folder), MOMENTS)
 
-
     def test_ends_what_does_not_hear(self):
         """Towards its end, the check of a long text takes down what it has read, which nothing can interrupt."""
         with tempfile.TemporaryDirectory(prefix="zrk-") as folder:
             arguments = ["check", long_text(pathlib.Path(folder), 30)]
-            whole = self.length(arguments, None)
             for number, status in ((signal.SIGINT, 130), (signal.SIGTERM, -signal.SIGTERM)):
-                times = []
-                for share in (0.8, 0.86, 0.92) * 2:
-                    interrupted = self.interrupt(self.start(arguments, isWatched=True), share * whole, number)
-                    if interrupted and interrupted[3] != 0:
-                        self.assertEqual(interrupted[3], status)
-                        times.append(interrupted[:3])
-                self.assertGreater(sum(is_soon(*time) for time in times), len(times) / 2, times)
+                told = []
+                for _ in range(4):  # what others do to the machine, and to the length of a run, isn't seen each time
+                    whole = self.length(arguments, None)
+                    times = []
+                    for share in (0.8, 0.86, 0.92) * 2:
+                        interrupted = self.interrupt(self.start(arguments, isWatched=True), share * whole, number)
+                        if interrupted and interrupted[3] != 0:
+                            self.assertEqual(interrupted[3], status)
+                            times.append(interrupted[:3])
+                    if sum(is_soon(*time) for time in times) > len(times) / 2:
+                        break
+                    told.append((round(whole, 2), times))
+                else:
+                    self.fail(told)
 
 
 class Table(unittest.TestCase):
