@@ -83,6 +83,10 @@ TEST(Controls, WriteTheirProperty)
     QTest::keyClick(caps, Qt::Key_Up);
     EXPECT_EQ(static_cast<int>(cylinder.component->capStyle.value()), 1);
     EXPECT_THAT(cylinder.events, ElementsAre("cap style"));
+    caps->setCurrentIndex(0);
+    EXPECT_EQ(static_cast<int>(cylinder.component->capStyle.value()), 0) << "by the widget's own operation";
+    caps->setCurrentIndex(-1);
+    EXPECT_THAT(cylinder.events, ElementsAre("cap style", "cap style")) << "no choice is none";
 
     OpenedPanel<ZRKMask> mask;
     auto* slider = mask.find<SliderFWrapper>();
