@@ -322,6 +322,25 @@ TEST(Controls, FollowWholeNumbersAndMatrices)
     EXPECT_EQ(box.component->center.value()[0], 9e99) << "no limits";
 }
 
+TEST(Controls, OfASilentComponentShowItsReset)
+{
+    OpenedPanel<ZRKMatrixTransform> matrix;
+    type(matrix.find<VectorWidget<4>>(1)->field(3), "5");
+    OpenedPanel<ZRKAffineTransform> affine;
+    type(affine.find<VectorWidget<3>>(2)->field(0), "5");
+    for (ZRKObject* silent :
+         {static_cast<ZRKObject*>(matrix.component.get()), static_cast<ZRKObject*>(affine.component.get())}) {
+        silent->setSilent(true);
+    }
+    matrix.button("reset")->click();
+    affine.button("reset")->click();
+    EXPECT_EQ(matrix.component->matrix.value(), zrk::kIdentity4);
+    EXPECT_EQ(matrix.find<VectorWidget<4>>(1)->value(), (zrk::Tensor<4, double>{0, 1, 0, 0}));
+    EXPECT_EQ(affine.find<VectorWidget<3>>(2)->value(), (zrk::Tensor<3, double>{1, 1, 1}));
+    EXPECT_THAT(matrix.events, ElementsAre("matrix")) << "of what was typed";
+    EXPECT_THAT(affine.events, ElementsAre("scaling"));
+}
+
 TEST(Controls, TellWhatIsNoNumberAndKeepTheFormerOne)
 {
     OpenedPanel<ZRKCross> cross;
