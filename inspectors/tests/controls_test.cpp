@@ -409,6 +409,23 @@ TEST(Controls, StepNumbersByKeys)
         press(c.key, c.modifiers);
         EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), c.value);
     }
+    OpenedPanel<ZRKGyroid> gyroid;
+    auto* field = gyroid.find<QDoubleSpinBoxWrapper>();
+    const struct {
+        double from;
+        Qt::Key key;
+        double to;
+    } free[] = {
+        {0, Qt::Key_Up, 0.1},      {1, Qt::Key_Up, 1.1},     {1, Qt::Key_Down, 0.99},
+        {-1, Qt::Key_Up, -0.99},   {-1, Qt::Key_Down, -1.1}, {100, Qt::Key_Down, 99},
+        {99.5, Qt::Key_Up, 100.5}, {110, Qt::Key_Down, 100}, {0.001, Qt::Key_Down, 0.0009},
+    };
+    for (const auto& c : free) {
+        gyroid.component->contour.set(c.from);
+        QTest::keyClick(field, c.key);
+        EXPECT_DOUBLE_EQ(gyroid.component->contour.value(), c.to) << "a step from " << c.from;
+    }
+
     mask.component->multiplier.set(1);
     mask.events.clear();
     press(Qt::Key_Up);
