@@ -8,8 +8,7 @@
 
 #include <QAbstractButton>
 #include <QBoxLayout>
-#include <QFrame>
-#include <QLabel>
+#include <QGroupBox>
 #include <QLineEdit>
 
 #include <algorithm>
@@ -24,6 +23,7 @@ namespace {
 
 constexpr double kRowSpacing = 4;
 constexpr double kColumnSpacing = 8;
+constexpr double kTitleHeight = 20;
 
 void applyExtent(QWidget& widget, const UIRect& rect)
 {
@@ -214,15 +214,10 @@ void ZRKPropertyView::pushHBoxLayout(const Rect& rect)
 
 void ZRKPropertyView::pushVBoxLayoutInGroup(const std::string& title, const Rect& rect)
 {
-    auto* group = new QFrame;
+    auto* group = new QGroupBox(QString::fromStdString(title));
     auto* layout = new QVBoxLayout(group);
-    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setContentsMargins(0, title.empty() ? 0 : scaled(*this, kTitleHeight), 0, 0);
     layout->setSpacing(scaled(*this, kRowSpacing));
-    if (!title.empty()) {
-        auto* heading = new QLabel(QString::fromStdString(title));
-        heading->setProperty("zrkRole", "title");
-        layout->addWidget(heading);
-    }
     const bool isForm = _open.back().isForm;
     if (rect) {
         applyExtent(*group, *rect);

@@ -1,11 +1,15 @@
 #include "inspectors/property_view.h"
 
 #include "components/raster/image_extrude.h"
+#include "components/transport/image_sweep.h"
 #include "inspectors/css_style.h"
 #include "inspectors/describe.h"
 #include "inspectors/field.h"
+#include "inspectors/geometry_picker.h"
+#include "inspectors/gradient_editor.h"
 #include "inspectors/tests/opened_panel.h"
 
+#include <QGroupBox>
 #include <QLabel>
 #include <QTabWidget>
 
@@ -50,6 +54,9 @@ TEST(PropertyView, AddsWhatItIsAskedFor)
 
     const ZRKJson all = describeView(view);
     EXPECT_EQ(all["children"][0]["layout"], "vertical");
+    EXPECT_EQ(all["children"][0]["title"], "group");
+    ASSERT_NE(view.findChild<QGroupBox*>(), nullptr);
+    EXPECT_EQ(view.findChild<QGroupBox*>()->title(), "group");
     const ZRKJson& group = all["children"][0]["children"];
     EXPECT_EQ(group[0],
               ZRKJson::parse(R"({"label": "count", "widget": "integer", "value": 2, "min": -3, "max": 5})"));
