@@ -4,6 +4,7 @@
 #include "inspectors/field.h"
 #include "inspectors/follow.h"
 #include "inspectors/images.h"
+#include "inspectors/panel_parts.h"
 #include "inspectors/vector_widget.h"
 
 #include <QAbstractButton>
@@ -147,7 +148,19 @@ struct EntryWidget {
         });
         return placed(field, property.name());
     }
-    // Pickers and curves need more than the property; their panels add them.
+    QWidget* operator()(const zrkmodel::ZRKPGeometry& entry) const
+    {
+        auto& property = *entry.property;
+        return addGeometryPicker(
+            view, property, zrkmodel::kAnyGeometry, 1, property.name(),
+            [&property](const auto& picked) { property.set(picked.empty() ? nullptr : picked.front()); });
+    }
+    QWidget* operator()(const zrkmodel::ZRKPScalarGrad& entry) const
+    {
+        auto* curve = dynamic_cast<zrkmodel::ZRKProperty<zrkmodel::ScalarCurve>*>(entry.property);
+        return curve ? addCurveEditor(view, *curve) : nullptr;
+    }
+    // No component has a property of another kind.
     template <class Other>
     QWidget* operator()(const Other&) const
     {

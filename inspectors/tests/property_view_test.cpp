@@ -95,7 +95,31 @@ TEST(PropertyView, HasAWidgetForTexts)
     panel.component->compositing.set("subtract");
     EXPECT_EQ(line->text(), "subtract");
     EXPECT_THAT(panel.events, ElementsAre("compositing", "compositing"));
-    EXPECT_EQ(addPropertyWidget(view, panel.component->imageXY), nullptr) << "needs a picker";
+    EXPECT_EQ(addPropertyWidget(view, panel.component->imageXY), nullptr) << "has no entry";
+}
+
+struct Shapeless final : ZRKGeometry {
+    std::vector<SignedDistance> getSDFUngroup() const override { return {}; }
+};
+
+TEST(PropertyView, HasWidgetsForGeometriesAndCurves)
+{
+    OpenedPanel<ZRKImageSweep> panel;
+    ZRKImageSweep& sweep = *panel.component;
+    ZRKPropertyView view;
+    auto* picker = dynamic_cast<ZRKGeometryPicker*>(addPropertyWidget(view, sweep.pathCurve));
+    ASSERT_NE(picker, nullptr);
+    const auto geometry = std::make_shared<Shapeless>();
+    picker->choose(geometry);
+    EXPECT_EQ(sweep.pathCurve.value(), geometry);
+    sweep.pathCurve.set(nullptr);
+    EXPECT_EQ(picker->selectedObjects().size(), 0u);
+    auto* editor = dynamic_cast<ZRKScalarGradientEditor*>(view.addProperty(ZRKPScalarGrad{&sweep.scaling}));
+    ASSERT_NE(editor, nullptr);
+    editor->movePoint(1, 1, 3);
+    EXPECT_EQ(sweep.scaling.value()(1), 3);
+    EXPECT_THAT(panel.events, ElementsAre("pathCurve", "pathCurve", "scaling"));
+    EXPECT_EQ(view.addProperty(ZRKPScalarGrad{&sweep.steps}), nullptr) << "no curve";
 }
 
 } // namespace
