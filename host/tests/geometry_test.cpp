@@ -231,7 +231,7 @@ TEST_F(MeshFiles, AreRefusedWithARemedyForWhatIsWrong)
     };
     const Case cases[] = {
         {"none.obj", nullptr, "write the path of a mesh"},
-        {"face.obj", "v 0 0 0\nv 1 0 0\nf 1 2 9\n", "count the vertices"},
+        {"face.obj", "v 0 0 0\nv 1 0 0\nf 1 2 9\n", "export the mesh anew"},
         {"cut.stl", "solid a facet", "export the mesh anew"},
         {"points.obj", "v 0 0 0\n", "export a mesh of triangles"},
         {"large.obj", "v 1e200 0 0\nv 0 1 0\nv 0 0 1\nf 1 2 3\n", "larger unit"},
