@@ -272,21 +272,24 @@ class Completion(ZrkTest):
 
     @unittest.skipUnless(shutil.which("zsh"), "needs zsh")
     def test_in_zsh(self):
+        path = self.put(graph([TWIST]))
         script = self.folder / "_zrk"
         script.write_text(self.succeed("completion", "zsh").out)
         told = subprocess.run(["zsh", "-f", "-c", f"""
             compdef() {{ :; }}
             _files() {{ print FILES }}
-            _describe() {{ print -l -- "${{(@P)4}}" }}
+            _describe() {{ print -l -- "${{(@P)4}}"; (( $# == 4 )) || print -r -- "$5 '$6'" }}
             source {script}
             words=({PROGRAM} probe "") CURRENT=3; _zrk
             words=({PROGRAM} sam) CURRENT=2; _zrk
-            words=({PROGRAM} slice --axis "") CURRENT=4; _zrk"""], capture_output=True, text=True, timeout=60)
+            words=({PROGRAM} slice --axis "") CURRENT=4; _zrk
+            words=({PROGRAM} probe {path} --set 1.an) CURRENT=5; _zrk"""], capture_output=True, text=True, timeout=60)
         self.assertEqual(told.stderr, "")
         lines = told.stdout.splitlines()
         self.assertEqual(lines[0], "FILES")
         self.assertTrue(lines[1].startswith("sample:"), lines)
-        self.assertEqual([line.rstrip(":") for line in lines[2:]], ["x", "y", "z"])
+        self.assertEqual([line.rstrip(":") for line in lines[2:5]], ["x", "y", "z"])
+        self.assertEqual(lines[5:], ["1.angle=:TwistTransform", "-S ''"])  # no blank before the value
 
     @unittest.skipUnless(shutil.which("fish"), "needs fish")
     def test_in_fish(self):
