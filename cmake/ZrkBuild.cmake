@@ -86,7 +86,7 @@ function(zrk_tests name dir)
     endif()
     target_compile_options(${name} PRIVATE ${optimisation})
     target_link_libraries(${name} PRIVATE ${ARGN} zrk_testing zrk_warnings GTest::gtest GTest::gmock GTest::gtest_main)
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES PROPERTIES TIMEOUT 300)
 endfunction()
 
 # zrk_manuals(OUTPUT FOLDER...): has OUTPUT made, a source with the manuals of all component classes whose headers lie in the

@@ -1,6 +1,7 @@
 #include "host/field_remarks.h"
 
 #include "core/values/vector3.h"
+#include "host/percent.h"
 #include "model/channel_names.h"
 
 #include <fmt/core.h>
@@ -32,11 +33,6 @@ bool mayHaveSurface(const OutputField& output, const FieldSummary& summary)
     const bool isOperator =
         output.name.empty() || output.name == "a<>b" || output.name == "a*b" || output.name == "masked(f)";
     return isOperator && !(summary.least >= 0 && summary.greatest <= 1);
-}
-
-std::string percent(std::size_t part, std::size_t whole)
-{
-    return fmt::format("{:.3g} %", 100 * static_cast<double>(part) / static_cast<double>(whole));
 }
 
 /// Lengths of gradients that are finite.

@@ -208,6 +208,16 @@ class NewComponent(unittest.TestCase):
                     self.assertEqual(text, laid_out)
 
 
+class Folders(unittest.TestCase):
+    def test_tables_of_files_name_each_source(self):
+        for page in PAGES:
+            text = page.read_text()
+            if page.name == "README.md" and re.search(r"^\| file \|", text, re.M):
+                sources = {path.stem for path in page.parent.iterdir() if path.suffix in (".h", ".cpp")}
+                with self.subTest(page=str(page.relative_to(ROOT))):
+                    self.assertEqual({name for name in sources if name + "." not in text}, set())
+
+
 class Links(unittest.TestCase):
     def test_lead_to_files_that_are_there(self):
         for page in PAGES:

@@ -15,7 +15,7 @@ import unittest
 import zlib
 
 import mesh_files
-from zrk_program import PATIENCE, PROGRAM, ROOT, SANITIZED, SPHERE, ZrkTest, graph, run
+from zrk_program import PATIENCE, PROGRAM, ROOT, SANITIZED, SPHERE, ZrkTest, graph, run, wait_until_it_hears
 
 SPHERE_AT = ["--at", "0,0,0"]
 
@@ -46,7 +46,8 @@ class FaultsTest(ZrkTest):
 
     def end(self, process, number, status):
         """Sends a signal to a program that waits; it ends at once."""
-        time.sleep(0.3 * PATIENCE)
+        wait_until_it_hears(process)
+        time.sleep(0.3)
         self.assertIsNone(process.poll(), "ended before it was asked to")
         begun = time.monotonic()
         process.send_signal(number)
@@ -145,7 +146,8 @@ class Signals(FaultsTest):
         for number, status in ((signal.SIGTERM, -signal.SIGTERM), (signal.SIGHUP, -signal.SIGHUP)):
             with self.subTest(signal=number):
                 process = self.start(*work)
-                time.sleep(0.3 * PATIENCE)
+                wait_until_it_hears(process)
+                time.sleep(0.3)
                 process.send_signal(number)
                 self.assertEqual(process.wait(timeout=10 * PATIENCE), status)
                 self.assertEqual(self.files(), before)
@@ -158,7 +160,8 @@ class Signals(FaultsTest):
         before = self.files()
         for number in (signal.SIGKILL, signal.SIGTERM):
             process = self.start("surface", path, "--resolution", 200, "-o", self.folder / "s.stl")
-            time.sleep(0.5 * PATIENCE)
+            wait_until_it_hears(process)
+            time.sleep(0.5)
             process.send_signal(number)
             self.assertEqual(process.wait(timeout=10 * PATIENCE), -number)
             self.assertEqual(self.files(), before)

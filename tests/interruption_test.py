@@ -25,7 +25,7 @@ import zlib
 from typing import Callable, NamedTuple
 
 import mesh_files
-from zrk_program import PATIENCE, PROGRAM, SPHERE, graph, run
+from zrk_program import PATIENCE, PROGRAM, SPHERE, graph, run, wait_until_it_hears
 
 MOMENTS = int(os.environ.get("ZRK_THOROUGH", "0"))
 BOUND = 0.1 * PATIENCE
@@ -454,7 +454,9 @@ class Interruption(unittest.TestCase):
     def interrupt(self, process, after, number=signal.SIGINT):
         """Seconds of the clock and of the processors from the signal to the end, memory held, the status, messages; None
         where the program has ended before."""
-        time.sleep(after)
+        begun = time.monotonic()
+        wait_until_it_hears(process)
+        time.sleep(max(0, begun + after - time.monotonic()))
         if os.waitid(os.P_PID, process.pid, os.WEXITED | os.WNOHANG | os.WNOWAIT):
             process.communicate()
             return None

@@ -9,7 +9,7 @@ import subprocess
 import time
 import unittest
 
-from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, TWIST, ZrkTest, graph, records, run
+from zrk_program import PATIENCE, PROGRAM, ROOT, SPHERE, TWIST, ZrkTest, graph, records, run, wait_until_it_hears
 
 BLEND = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
 
@@ -114,6 +114,7 @@ class LongWork(ZrkTest):
 class Interrupts(LongWork):
     def interrupt(self, arguments, after):
         process = subprocess.Popen([PROGRAM, *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        wait_until_it_hears(process)
         time.sleep(after)
         self.assertIsNone(process.poll(), "ended before it was interrupted")
         begun = time.monotonic()

@@ -8,14 +8,17 @@ import ast
 import json
 import os
 import pathlib
+import re
+import signal
 import struct
 import subprocess
 import tempfile
+import time
 import unittest
 import zlib
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-PROGRAM = os.environ.get("ZRK_PROGRAM", str(ROOT / "build/develop/bin/zrk"))
+PROGRAM = os.path.abspath(os.environ.get("ZRK_PROGRAM", ROOT / "build/develop/bin/zrk"))
 PATIENCE = float(os.environ.get("ZRK_PATIENCE", "1"))
 SANITIZED = os.environ.get("ZRK_SANITIZED", "") != ""  # the program reserves address space by the terabyte
 
@@ -45,6 +48,16 @@ class Answer:
 def run(*arguments, stdin=b"", seconds=30):
     return Answer(subprocess.run([PROGRAM, *map(str, arguments)], input=stdin, capture_output=True,
                                  timeout=seconds * PATIENCE))
+
+
+def wait_until_it_hears(process):
+    """Before the program has set what signals do, they end it as they end any other."""
+    while True:
+        status = pathlib.Path(f"/proc/{process.pid}/status").read_text()
+        caught = re.search(r"^SigCgt:\s*(\w+)", status, re.M)
+        if int(caught[1], 16) >> (signal.SIGTERM - 1) & 1 or re.search(r"^State:\s*Z", status, re.M):
+            return
+        time.sleep(0.001)
 
 
 class ZrkTest(unittest.TestCase):

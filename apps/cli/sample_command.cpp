@@ -15,6 +15,7 @@
 #include "host/field_remarks.h"
 #include "host/field_volume.h"
 #include "host/narrow_band.h"
+#include "host/percent.h"
 #include "host/volume_file.h"
 
 #include <fmt/core.h>
@@ -111,10 +112,8 @@ void sampleBand(const SampleOptions& options, const Job& job, const zrkmodel::Ou
         return zrk::valueOrThrow(zrkmodel::writeNarrowBand(file, band, &bar));
     });
     if (!options.quiet) {
-        tell("{}: {} nodes in the band; sampled {:.2g} % of {} boxes of 8^3 nodes\n", zrk::printable(file),
-             summary.activeNodes,
-             100.0 * static_cast<double>(summary.sampledBoxes) / static_cast<double>(summary.boxes),
-             summary.boxes);
+        tell("{}: {} nodes in the band; sampled {} of {} boxes of 8^3 nodes\n", zrk::printable(file),
+             summary.activeNodes, zrkmodel::percent(summary.sampledBoxes, summary.boxes), summary.boxes);
     }
 }
 

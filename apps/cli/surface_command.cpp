@@ -9,6 +9,7 @@
 #include "formats/digest.h"
 #include "formats/surface_tiles.h"
 #include "formats/vdb.h"
+#include "host/percent.h"
 #include "host/surface_file.h"
 #include "host/surface_inputs.h"
 
@@ -123,12 +124,6 @@ void SurfaceOptions::settle()
 }
 
 /// A share in per cent, to two digits.
-std::string shareOf(std::uint64_t part, std::uint64_t whole)
-{
-    return fmt::format("{:.2g}",
-                       whole > 0 ? 100.0 * static_cast<double>(part) / static_cast<double>(whole) : 0.0);
-}
-
 void printReport(const SurfaceOptions& options, const PrintedReport& report)
 {
     const std::string text = options.json ? report.json() : report.text();
@@ -233,9 +228,9 @@ private:
     void tellOf(const zrkmodel::WrittenSurface& written) const
     {
         if (!_options.quiet) {
-            tell("{}: {} triangles, {} vertices; sampled {} % of {} boxes of 8^3 cells\n",
+            tell("{}: {} triangles, {} vertices; sampled {} of {} boxes of 8^3 cells\n",
                  zrk::printable(_options.file), written.triangles, written.vertices,
-                 shareOf(written.work.sampledLeaves, written.work.leaves), written.work.leaves);
+                 zrkmodel::percent(written.work.sampledLeaves, written.work.leaves), written.work.leaves);
         }
     }
 

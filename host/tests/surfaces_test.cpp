@@ -2,6 +2,7 @@
 #include "core/surface/surface.h"
 #include "host/graph_document.h"
 #include "testing/random_graph.h"
+#include "testing/sanitized.h"
 #include "testing/source_folder.h"
 
 #include <gtest/gtest.h>
@@ -82,13 +83,14 @@ TEST(GraphSurfaces, OfExamplesAreCleanThinnedOrNot)
         }
         ++count;
         const zrk::BBox<double> box = document->samplingBounds();
-        zrk::SurfaceSettings settings = settingsOver(box.min, box.max, 40);
+        const int cells = zrktest::isSanitized() ? 20 : 40;
+        zrk::SurfaceSettings settings = settingsOver(box.min, box.max, cells);
         settings.iso = output->surfaceLevel;
         settings.solid = output->isDensity ? zrk::SolidSide::Above : zrk::SolidSide::Below;
         settings.keepsCreases = true;
         const zrk::PreparedField field(output->field);
         expectClean(field, settings);
-        settings.flatness = 0.02 * (box.max[0] - box.min[0]) / 40;
+        settings.flatness = 0.02 * (box.max[0] - box.min[0]) / cells;
         expectClean(field, settings);
     }
     EXPECT_GT(count, 30);

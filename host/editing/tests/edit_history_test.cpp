@@ -1,6 +1,7 @@
 #include "host/editing/tests/editing_fixture.h"
 
 #include "components/primitives/sphere_sdf.h"
+#include "testing/sanitized.h"
 
 #include <fmt/core.h>
 
@@ -266,6 +267,9 @@ TEST_F(EditHistoryOfASession, KeepsOfAListWhatHasChanged)
 
 TEST_F(EditHistoryOfASession, TakesLittleMemory)
 {
+    if (zrktest::isSanitized()) {
+        GTEST_SKIP() << "sanitizers have an allocator of their own, which tells nothing";
+    }
     const auto session = openParts();
     const auto inUse = [] {
         const struct mallinfo2 info = ::mallinfo2();
