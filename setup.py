@@ -1,4 +1,4 @@
-"""Builds the compiled part of the Python module with CMake, in build/python; the rest stands in pyproject.toml."""
+"""Builds the compiled parts of the Python module with CMake, in build/python; the rest stands in pyproject.toml."""
 
 import pathlib
 import shutil
@@ -13,7 +13,7 @@ BUILD = ROOT / "build" / "python"
 
 
 class CMakeBuild(build_ext):
-    """Has CMake build _zrk and puts it where setuptools expects it."""
+    """Has CMake build _zrk and puts it where setuptools expects it, with the module for VDB files where there is one."""
 
     def build_extension(self, extension):
         configure = ["cmake", "-S", ROOT, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release", "-DZRK_TESTS=OFF",
@@ -26,6 +26,8 @@ class CMakeBuild(build_ext):
         target.parent.mkdir(parents=True, exist_ok=True)
         for built in (BUILD / "python" / "zrk").glob("_zrk.*.so"):
             shutil.copy2(built, target)
+        for built in (BUILD / "bin").glob("zrk_vdb.so"):
+            shutil.copy2(built, target.parent)
 
 
 setup(ext_modules=[Extension("zrk._zrk", sources=[])], cmdclass={"build_ext": CMakeBuild})

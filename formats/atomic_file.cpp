@@ -34,10 +34,15 @@ std::string folderOf(const std::string& path)
 
 std::string remedyFor(int reason, const std::string& target)
 {
+    const std::string folder = folderOf(target);
+    std::error_code error;
     switch (reason) {
     case ENOENT:
     case ENOTDIR:
-        return fmt::format("create the folder {}, or write to another one", folderOf(target));
+        // Nobody can make files in the folders of /proc, for example.
+        return std::filesystem::is_directory(folder, error)
+                   ? fmt::format("write to another folder, as {} takes no files of yours", folder)
+                   : fmt::format("create the folder {}, or write to another one", folder);
     case EACCES:
     case EPERM:
     case EROFS:

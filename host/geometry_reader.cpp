@@ -12,8 +12,10 @@
 #include <fmt/core.h>
 
 #include <cmath>
+#include <filesystem>
 #include <iterator>
 #include <optional>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -218,18 +220,19 @@ Geometry readBox(const Entry& entry)
 Geometry readMesh(const Entry& entry)
 {
     const std::string file = entry.file("path").string();
-    constexpr const char* kRemedy =
-        "write the path of a mesh, .3mf, .stl, .ply or .obj, relative to the document";
     zrk::Result<zrk::FileMesh> mesh = zrk::readMesh(file);
     if (!mesh) {
         zrk::Fault& fault = mesh.error();
-        if (fault.kind == zrk::FaultKind::BadInput) {
-            fault.remedy = kRemedy;
+        std::error_code error;
+        // A file that is there has the remedy of its reader.
+        if (fault.kind == zrk::FaultKind::BadInput && !std::filesystem::is_regular_file(file, error)) {
+            fault.remedy = "write the path of a mesh, .3mf, .stl, .ply or .obj, relative to the document";
         }
         throw zrk::FaultError(zrk::within(entry.placeOf("path"), std::move(fault)));
     }
     if (mesh->triangles.empty()) {
-        entry.refuse("path", "no triangles in the file", "vertices and faces of three corners", kRemedy);
+        entry.refuse("path", "no triangles in the file", "vertices and faces of three corners",
+                     "export a mesh of triangles");
     }
     for (zrk::Fault& warning : mesh->warnings) {
         entry.warn("path", std::move(warning));
@@ -243,7 +246,8 @@ Geometry readMesh(const Entry& entry)
         lookout.step();
         if (std::abs(coordinate) > kLargest) {
             entry.refuse("path", fmt::format("the coordinate {:g} in the file", coordinate),
-                         fmt::format("numbers of at most {:g}", kLargest), kRemedy);
+                         fmt::format("numbers of at most {:g}", kLargest),
+                         "export the mesh in a larger unit");
         }
     }
     const auto field =

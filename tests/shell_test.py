@@ -146,6 +146,8 @@ class Convert(ZrkTest):
                 strip = re.compile(rb"sdf|\ba\b")  # the name of the values: that of the pin, and that of the file
                 self.assertEqual(strip.sub(b"", converted.read_bytes()), strip.sub(b"", sampled.read_bytes()), extension)
         self.succeed("convert", self.npy, self.folder / "b.nrrd", "--bounds", "1,1,1,4,5,6", "--unit", "mm")
+        self.succeed("convert", "-o", self.folder / "o.nrrd", self.npy, "--bounds", "1,1,1,4,5,6", "--unit", "mm")
+        self.assertEqual((self.folder / "o.nrrd").read_bytes(), (self.folder / "b.nrrd").read_bytes())
         head = (self.folder / "b.nrrd").read_bytes().split(b"\n\n")[0].decode()
         self.assertIn("(1,0,0) (0,2,0) (0,0,5)", head)
         self.assertIn('"mm"', head)
@@ -193,6 +195,7 @@ class Convert(ZrkTest):
         for arguments, parts in (([self.folder / "b.obj", self.folder / "out.npy"], [".nrrd, .vti", "folder of slices"]),
                                  ([self.folder / "cut.nrrd", out], ["cut.nrrd", "8 bytes of values", "5832"]),
                                  ([self.npy, self.folder / "out.xyz"], [".nrrd"]), ([self.folder / "none.npy", out], ["none.npy"]),
+                                 ([self.npy], ["--output"]), ([self.npy, out, "-o", out], ["received 2"]),
                                  ([self.npy, out, "--unit", "furlong"], ["--unit"]), ([self.npy, out, "--bounds", "0,0,0,1,1"], ["six"]),
                                  ([self.npy, out, "--bounds", "0,0,0,1,-1,1"], ["lower corner"])):
             self.refused(2, "convert", *arguments, contains=parts)
@@ -218,6 +221,7 @@ class Completion(ZrkTest):
         self.assertEqual(self.words("completion", "z"), ["zsh"])
         self.assertEqual(self.words("probe", ""), [":files"])
         self.assertEqual(self.words("sample", "-o", ""), [":files"])
+        self.assertEqual(self.words("convert", "a.npy", "-o", ""), [":files"])
         self.assertEqual(self.words("types", "SphereS"), ["SphereSDF"])
         self.assertEqual(self.words("types", "primi"), ["primitives"])
         self.assertEqual(self.words("new", "--example", "BoxS"), ["BoxSDF"])
@@ -268,21 +272,24 @@ class Completion(ZrkTest):
 
     @unittest.skipUnless(shutil.which("zsh"), "needs zsh")
     def test_in_zsh(self):
+        path = self.put(graph([TWIST]))
         script = self.folder / "_zrk"
         script.write_text(self.succeed("completion", "zsh").out)
         told = subprocess.run(["zsh", "-f", "-c", f"""
             compdef() {{ :; }}
             _files() {{ print FILES }}
-            _describe() {{ print -l -- "${{(@P)4}}" }}
+            _describe() {{ print -l -- "${{(@P)4}}"; (( $# == 4 )) || print -r -- "$5 '$6'" }}
             source {script}
             words=({PROGRAM} probe "") CURRENT=3; _zrk
             words=({PROGRAM} sam) CURRENT=2; _zrk
-            words=({PROGRAM} slice --axis "") CURRENT=4; _zrk"""], capture_output=True, text=True, timeout=60)
+            words=({PROGRAM} slice --axis "") CURRENT=4; _zrk
+            words=({PROGRAM} probe {path} --set 1.an) CURRENT=5; _zrk"""], capture_output=True, text=True, timeout=60)
         self.assertEqual(told.stderr, "")
         lines = told.stdout.splitlines()
         self.assertEqual(lines[0], "FILES")
         self.assertTrue(lines[1].startswith("sample:"), lines)
-        self.assertEqual([line.rstrip(":") for line in lines[2:]], ["x", "y", "z"])
+        self.assertEqual([line.rstrip(":") for line in lines[2:5]], ["x", "y", "z"])
+        self.assertEqual(lines[5:], ["1.angle=:TwistTransform", "-S ''"])  # no blank before the value
 
     @unittest.skipUnless(shutil.which("fish"), "needs fish")
     def test_in_fish(self):
@@ -318,6 +325,9 @@ class ManualPages(ZrkTest):
                 self.assertEqual((shown.returncode, shown.stderr), (0, ""), name)
                 self.assertIn("EXIT STATUS", shown.stdout)
         self.refused(2, "man", "sampel", contains=['"sample"'])
+        # What has a place and a name is asked for once.
+        synopsis = (self.folder / "zrk-convert.1").read_text().partition(".SH OPTIONS")[0]
+        self.assertEqual((synopsis.count("OUT"), synopsis.count("-o")), (1, 0))
 
     def options(self, command):
         return re.findall(r"^ +(?:-\w,)?(--[\w-]+)", run(command, "--help").out, re.MULTILINE)

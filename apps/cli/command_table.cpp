@@ -19,8 +19,9 @@ const CLI::App* commandNamed(const CLI::App& app, const std::string& name)
 
 std::vector<const CLI::Option*> optionsOf(const CLI::App& command, bool isPositional)
 {
-    return command.get_options(
-        [&](const CLI::Option* option) { return option->get_positional() == isPositional; });
+    return command.get_options([&](const CLI::Option* option) {
+        return isPositional ? option->get_positional() : option->nonpositional();
+    });
 }
 
 std::vector<std::string> namesOf(const CLI::Option& option)

@@ -14,7 +14,8 @@ std::vector<const CLI::App*> commandsOf(const CLI::App& app);
 /// The command of a name or an alias; null where there is none.
 const CLI::App* commandNamed(const CLI::App& app, const std::string& name);
 
-/// The options of a command that begin with a dash, or those that don't.
+/// The options of a command that have a name with a dash, or those that are told by their position. Some have
+/// both.
 std::vector<const CLI::Option*> optionsOf(const CLI::App& command, bool isPositional);
 
 /// The names of an option with their dashes, the short ones first.

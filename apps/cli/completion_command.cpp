@@ -54,17 +54,21 @@ complete -F _zrk zrk
 constexpr const char* kZsh = R"sh(#compdef zrk
 # Completion of zrk for zsh, made by `zrk completion zsh`.
 _zrk() {
-    local answer
-    local -a answers described
+    local answer entry ret=1
+    local -a answers described unfinished
     answers=("${(@f)$("${words[1]}" completion words -- "${(@)words[1,CURRENT]}" 2>/dev/null)}")
     for answer in "${answers[@]}"; do
         if [[ $answer == :files ]]; then
-            _files
+            _files && ret=0
         elif [[ -n $answer ]]; then
-            described+=("${${answer%%$'\t'*}//:/\\:}:${answer#*$'\t'}")
+            entry="${${answer%%$'\t'*}//:/\\:}:${answer#*$'\t'}"
+            if [[ $answer == *=$'\t'* ]]; then unfinished+=("$entry"); else described+=("$entry"); fi
         fi
     done
-    (( $#described )) && _describe -t values 'zrk' described
+    (( $#described )) && _describe -t values 'zrk' described && ret=0
+    # A value follows at once.
+    (( $#unfinished )) && _describe -t values 'zrk' unfinished -S '' && ret=0
+    return ret
 }
 if [[ $funcstack[1] == _zrk ]]; then
     _zrk "$@"

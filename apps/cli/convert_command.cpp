@@ -160,7 +160,7 @@ void addConvertCommand(const Program& program)
                   "pages, or a folder of slices; numbers stay as they are")
         ->required();
     command
-        ->add_option("OUT", options->to,
+        ->add_option("-o,--output,OUT", options->to,
                      zrk::canWriteVdb() ? "volume to write: .npy, .nrrd, .vti or .vdb"
                                         : "volume to write: .npy, .nrrd or .vti")
         ->required();

@@ -69,7 +69,7 @@ std::string synopsis(const CLI::App& command)
         text += positional->get_required() ? name + "\n" : "[" + name + "]\n";
     }
     for (const CLI::Option* option : optionsOf(command, false)) {
-        if (option->get_required()) {
+        if (option->get_required() && !option->get_positional()) {
             text += fmt::format("\\fB{}\\fR{}\n", roff(namesOf(*option).front()), valueOf(*option));
         }
     }

@@ -154,6 +154,12 @@ int endedBy(int status)
     return status;
 }
 
+int statusWithoutReader()
+{
+    request.store(SIGPIPE, std::memory_order_relaxed);
+    return kInterruptedStatus;
+}
+
 void endInterrupted()
 {
     if (barIsDrawn) {

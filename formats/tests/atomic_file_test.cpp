@@ -107,6 +107,7 @@ TEST_F(AtomicFileTest, RefusesPlacesThatCantHoldAFile)
     const Case cases[] = {
         {"folder missing", path("missing/out"), "No such file or directory", "create the folder"},
         {"file as folder", path("plain/out"), "Not a directory", "create the folder"},
+        {"a folder that takes none", "/proc/out", "No such file or directory", "write to another folder"},
         {"a folder", path("folder"), "found a folder", "name a file inside it"},
         {"a folder to be", path("new/"), "found a folder", "name a file inside it"},
         {"links in a circle", path("ring1"), "links in a circle", "remove the link"},

@@ -4,6 +4,7 @@
 #include "host/graph_document.h"
 #include "testing/component_checks.h"
 #include "testing/special_values.h"
+#include "testing/temporary_folder.h"
 
 #include <gmock/gmock.h>
 
@@ -216,6 +217,35 @@ TEST(GeometryDocuments, AreRefusedWithThePlace)
         for (const std::string& said : c.says) {
             EXPECT_THAT(message, HasSubstr(said));
         }
+    }
+}
+
+class MeshFiles : public zrktest::TemporaryFolder {};
+
+TEST_F(MeshFiles, AreRefusedWithARemedyForWhatIsWrong)
+{
+    struct Case {
+        const char* name;
+        const char* content;
+        const char* remedy;
+    };
+    const Case cases[] = {
+        {"none.obj", nullptr, "write the path of a mesh"},
+        {"face.obj", "v 0 0 0\nv 1 0 0\nf 1 2 9\n", "export the mesh anew"},
+        {"cut.stl", "solid a facet", "export the mesh anew"},
+        {"points.obj", "v 0 0 0\n", "export a mesh of triangles"},
+        {"large.obj", "v 1e200 0 0\nv 0 1 0\nv 0 0 1\nf 1 2 3\n", "larger unit"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        if (c.content) {
+            put(c.name, c.content);
+        }
+        DocumentWarnings warnings;
+        const auto document = tryToParse(
+            "[" + entry("a", R"("shape": "mesh", "path": ")" + path(c.name) + "\"") + "]", warnings);
+        ASSERT_FALSE(document);
+        EXPECT_THAT(document.error().remedy, HasSubstr(c.remedy));
     }
 }
 

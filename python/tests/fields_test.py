@@ -124,8 +124,26 @@ class Combinations(unittest.TestCase):
         np.testing.assert_allclose((abs_field(a) * abs_field(b))(p), np.abs(x) * np.abs(y), rtol=1e-14)
         moved = np.array([1.0, 2.0, 3.0]) + zrk.PositionVec3()  # a field, not an array of fields
         np.testing.assert_array_equal(moved(p), np.array([1.0, 2.0, 3.0]) + p)
-        with self.assertRaises(TypeError):
-            a | "text"
+
+    def test_with_what_is_no_field_are_refused(self):
+        class Foreign:
+            def __radd__(self, other):
+                return "its own"
+
+        a = zrk.SphereSDF()
+        self.assertEqual(a + Foreign(), "its own")
+        for name, act, place, found in [
+            ("text", lambda: a | "text", "operator |", "str"), ("None", lambda: None - a, "operator -", "NoneType"),
+            ("None on the right", lambda: a + None, "operator +", "NoneType"), ("flag", lambda: a & True, "operator &", "bool"),
+            ("other object", lambda: a * object(), "operator *", "object"), ("foreign one", lambda: a - Foreign(), "operator -", "Foreign"),
+            ("two numbers", lambda: a + (1, 2), "operator +", "(2,)"), ("array of them", lambda: np.zeros(2) * a, "operator *", "(2,)"),
+        ]:
+            with self.subTest(name):
+                with self.assertRaises(zrk.Error) as caught:
+                    act()
+                self.assertEqual(caught.exception.place, place)
+                self.assertIn(found, caught.exception.finding)
+                self.assertTrue(caught.exception.remedy)
 
     def test_constants_are_exact(self):
         p = np.random.default_rng(6).uniform(-9, 9, (50, 3))

@@ -762,18 +762,25 @@ def as_field(value, place):
     if value is not None and not isinstance(value, (str, bytes, bool)):
         try:
             return constant(value)
-        except (TypeError, ValueError) as error:
-            if isinstance(error, Error):
-                raise
+        except Error as error:
+            raise Error(place, error.finding, f"a field, {error.expectation}", error.remedy) from None
     raise Error(place, f"an object of the type {type(value).__name__}", "a field or a number",
                 "give a component, an output or a number")
 
 
+_OPERATORS = {"minimum": ("|", "__ror__"), "maximum": ("&", "__rand__"), "add": ("+", "__radd__"),
+              "subtract": ("-", "__rsub__"), "multiply": ("*", "__rmul__")}
+
+
 def _combined(operation, a, b):
+    sign, reflected = _OPERATORS[operation]
     try:
-        a, b = as_field(a, operation), as_field(b, operation)
+        a, b = as_field(a, f"operator {sign}"), as_field(b, f"operator {sign}")
     except Error:
-        return NotImplemented
+        # Classes of others may know what to do with a field. One on the left has been asked before.
+        if not isinstance(b, Field) and type(b).__module__ not in ("builtins", "numpy") and hasattr(type(b), reflected):
+            return NotImplemented
+        raise
     return _component("ZRKBinaryOperator", a=a, b=b, op_name=operation)
 
 
