@@ -60,7 +60,7 @@ void matrixPanel(ZRKMatrixTransform& c, ZRKPropertyView& view)
     for (int r = 0; r < 4; ++r) {
         addMatrixRow(c, view, r);
     }
-    view.addButton("reset", {}, [&c] { c.reset(); });
+    setHint(*view.addButton("reset", {}, [&c] { c.reset(); }), "makes it the transform that changes nothing");
     view.popLayout();
     addPropertyWidget(view, c.inverse);
     view.popLayout();
@@ -83,7 +83,7 @@ void affinePanel(ZRKAffineTransform& c, ZRKPropertyView& view)
     for (auto* property : {&c.translation, &c.rotation, &c.scaling}) {
         addVector(view, *property);
     }
-    view.addButton("reset", {}, [&c] { c.reset(); });
+    setHint(*view.addButton("reset", {}, [&c] { c.reset(); }), "makes it the transform that changes nothing");
     view.popLayout();
     addPropertyWidget(view, c.inverse);
     view.popLayout();
