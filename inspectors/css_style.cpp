@@ -108,6 +108,8 @@ QTabWidget::pane { border: none; border-top: 1px solid {paneLine}; }
 QTabBar::tab { background: transparent; color: {secondText}; padding: 5u 10u; border-bottom: 2px solid transparent; }
 QTabBar::tab:selected { color: {text}; border-bottom-color: {accent}; }
 QTabBar::tab:focus { color: {link}; }
+QGroupBox { border: none; margin: 0; padding: 0; }
+QGroupBox::title { subcontrol-origin: margin; padding: 0; }
 QFrame#Item, QFrame#SelectedItem { background: {popup}; border-radius: 6u; }
 QFrame#Item { border: 1px solid {paneLine}; }
 QFrame#SelectedItem { border: 1px solid {accent}; background: {accentFill}; }

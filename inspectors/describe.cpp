@@ -8,7 +8,7 @@
 #include "model/registry.h"
 
 #include <QBoxLayout>
-#include <QFrame>
+#include <QGroupBox>
 
 namespace zrkui {
 
@@ -48,8 +48,11 @@ void describeWidget(const QWidget& widget, ZRKJson& children)
         children.push_back(describeTabs(*tabs));
     } else if (dynamic_cast<const UIDescribed*>(&widget)) {
         children.push_back(describeControl(widget));
-    } else if (widget.layout() && dynamic_cast<const QFrame*>(&widget)) {
-        children.push_back(describeLayout(*widget.layout()));
+    } else if (const auto* group = dynamic_cast<const QGroupBox*>(&widget)) {
+        children.push_back(describeLayout(*group->layout()));
+        if (!group->title().isEmpty()) {
+            children.back()["title"] = group->title().toStdString();
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "inspectors/described.h"
 #include "inspectors/number_field.h"
 #include "inspectors/wrappers.h"
@@ -13,7 +14,7 @@
 namespace zrkui {
 
 /// Edits a copy of a fall-off: where it starts and ends, its curve, and how it looks.
-class FallOffEditor : public QWidget, public UIDescribed {
+class ZRK_API FallOffEditor : public QWidget, public UIDescribed {
 public:
     using Function = zrkmodel::ZRKFallOffFunction;
 

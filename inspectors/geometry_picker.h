@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "inspectors/described.h"
 #include "model/document.h"
 #include "model/signal.h"
@@ -17,7 +18,7 @@ class QPushButton;
 namespace zrkui {
 
 /// Picks geometries of the open document: a thumbnail and a button whose menu lists what there is.
-class ZRKGeometryPicker : public QWidget, public UIDescribed {
+class ZRK_API ZRKGeometryPicker : public QWidget, public UIDescribed {
 public:
     using Selection = std::vector<std::shared_ptr<zrkmodel::ZRKGeometry>>;
     static constexpr int kNoLimit = 0;

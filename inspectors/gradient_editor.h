@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/curves/point_interpolator.h"
+#include "core/values/export.h"
 #include "core/values/interval.h"
 #include "inspectors/described.h"
 #include "inspectors/plot.h"
@@ -19,7 +20,7 @@ class NumberField;
 /// Edits a copy of a curve through key points. The plot draws it; points are dragged, added by a double
 /// click and removed by Delete; the row below has the same for the keyboard: the selected point's key, value
 /// and kind, and buttons to add and remove.
-class ZRKScalarGradientEditor : public QWidget, public UIDescribed {
+class ZRK_API ZRKScalarGradientEditor : public QWidget, public UIDescribed {
 public:
     using Curve = zrkmodel::ScalarCurve;
 

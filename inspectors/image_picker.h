@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/values/export.h"
 #include "inspectors/described.h"
 #include "inspectors/file_request.h"
 #include "model/resource.h"
@@ -14,7 +15,7 @@
 namespace zrkui {
 
 /// Shows a picture and picks another one: of the document, or of a file that it then takes in.
-class ZRKImagePicker : public QPushButton, public UIDescribed {
+class ZRK_API ZRKImagePicker : public QPushButton, public UIDescribed {
 public:
     using Image = std::shared_ptr<zrkmodel::ZRKImage2d>;
 

@@ -219,7 +219,9 @@ QValidator::State NumberField::validate(QString&, int&) const
     return QValidator::Acceptable; // told by takeTyped, which keeps the former number
 }
 
-double NumberField::step() const
+/// The tenth part of the number's order, and towards zero that of the numbers just below it, so that a step
+/// back undoes a step.
+double NumberField::step(bool isTowardsZero) const
 {
     if (_kind == Kind::whole) {
         return 1;
@@ -228,7 +230,11 @@ double NumberField::step() const
         return (*_max - *_min) / 100;
     }
     const double size = std::isfinite(_exact) ? std::abs(_exact) : 0;
-    return size < 1e-3 ? 0.1 : std::pow(10.0, std::floor(std::log10(size)) - 1);
+    if (size < 1e-3) {
+        return 0.1;
+    }
+    const double within = isTowardsZero ? size / 1.01 : size * (1 + 1e-9); // sums of steps are rounded
+    return std::max(1e-4, std::pow(10.0, std::floor(std::log10(within)) - 1));
 }
 
 /// Shift makes coarse steps and Ctrl fine ones.
@@ -241,7 +247,7 @@ void NumberField::stepBy(int steps)
 {
     takeTyped();
     const double from = std::isnan(_exact) ? _inner : withinLimits(_exact);
-    enter(from + steps * step() * _stepFactor.value_or(1.0));
+    enter(from + steps * step((steps < 0) == (_exact > 0)) * _stepFactor.value_or(1.0));
     selectAll();
 }
 

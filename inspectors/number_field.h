@@ -83,7 +83,7 @@ private:
     QString fittingText(double value) const;
     bool isUnchanged(const QString& text) const;
     void showText();
-    double step() const;
+    double step(bool isTowardsZero = false) const;
     static double stepFactorOf(Qt::KeyboardModifiers modifiers);
     void dragTo(int x);
 };

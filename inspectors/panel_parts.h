@@ -1,8 +1,10 @@
 #pragma once
 
+#include "components/point_interpolator_serializer.h"
 #include "inspectors/field.h"
 #include "inspectors/follow.h"
 #include "inspectors/geometry_picker.h"
+#include "inspectors/gradient_editor.h"
 #include "inspectors/image_picker.h"
 #include "inspectors/property_view.h"
 
@@ -73,6 +75,20 @@ addGeometryPicker(ZRKPropertyView& view, GeometryProperty& property, unsigned fi
         }
     });
     return picker;
+}
+
+/// An editor of a curve whose keys run from 0 to 1.
+inline ZRKScalarGradientEditor* addCurveEditor(ZRKPropertyView& view,
+                                               zrkmodel::ZRKProperty<zrkmodel::ScalarCurve>& property,
+                                               const ZRKPropertyView::Rect& rect = {})
+{
+    using Curve = zrkmodel::ScalarCurve;
+    auto* editor = new ZRKScalarGradientEditor(property.value(), {0.0, 1.0});
+    setShownProperty(*editor, property.name());
+    view.add(editor, rect, captionOf(property.name()));
+    editor->onGradientChanged([&property](const Curve& curve) { property.set(curve); });
+    follow<Curve>(*editor, property, [editor](const Curve& curve) { editor->display(curve); });
+    return editor;
 }
 
 using ImageProperty = zrkmodel::ZRKProperty<std::shared_ptr<zrkmodel::ZRKImage2d>>;

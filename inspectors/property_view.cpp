@@ -4,12 +4,12 @@
 #include "inspectors/field.h"
 #include "inspectors/follow.h"
 #include "inspectors/images.h"
+#include "inspectors/panel_parts.h"
 #include "inspectors/vector_widget.h"
 
 #include <QAbstractButton>
 #include <QBoxLayout>
-#include <QFrame>
-#include <QLabel>
+#include <QGroupBox>
 #include <QLineEdit>
 
 #include <algorithm>
@@ -24,6 +24,7 @@ namespace {
 
 constexpr double kRowSpacing = 4;
 constexpr double kColumnSpacing = 8;
+constexpr double kTitleHeight = 20;
 
 void applyExtent(QWidget& widget, const UIRect& rect)
 {
@@ -147,7 +148,19 @@ struct EntryWidget {
         });
         return placed(field, property.name());
     }
-    // Pickers and curves need more than the property; their panels add them.
+    QWidget* operator()(const zrkmodel::ZRKPGeometry& entry) const
+    {
+        auto& property = *entry.property;
+        return addGeometryPicker(
+            view, property, zrkmodel::kAnyGeometry, 1, property.name(),
+            [&property](const auto& picked) { property.set(picked.empty() ? nullptr : picked.front()); });
+    }
+    QWidget* operator()(const zrkmodel::ZRKPScalarGrad& entry) const
+    {
+        auto* curve = dynamic_cast<zrkmodel::ZRKProperty<zrkmodel::ScalarCurve>*>(entry.property);
+        return curve ? addCurveEditor(view, *curve) : nullptr;
+    }
+    // No component has a property of another kind.
     template <class Other>
     QWidget* operator()(const Other&) const
     {
@@ -214,15 +227,10 @@ void ZRKPropertyView::pushHBoxLayout(const Rect& rect)
 
 void ZRKPropertyView::pushVBoxLayoutInGroup(const std::string& title, const Rect& rect)
 {
-    auto* group = new QFrame;
+    auto* group = new QGroupBox(QString::fromStdString(title));
     auto* layout = new QVBoxLayout(group);
-    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setContentsMargins(0, title.empty() ? 0 : scaled(*this, kTitleHeight), 0, 0);
     layout->setSpacing(scaled(*this, kRowSpacing));
-    if (!title.empty()) {
-        auto* heading = new QLabel(QString::fromStdString(title));
-        heading->setProperty("zrkRole", "title");
-        layout->addWidget(heading);
-    }
     const bool isForm = _open.back().isForm;
     if (rect) {
         applyExtent(*group, *rect);

@@ -131,7 +131,11 @@ QComboBoxWrapper::QComboBoxWrapper(const std::vector<std::string>& labels, int i
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setSizeAdjustPolicy(QComboBox::AdjustToContents);
     display(index);
-    connect(this, QOverload<int>::of(&QComboBox::activated), this, [this](int chosen) { _chosen(chosen); });
+    connect(this, QOverload<int>::of(&QComboBox::currentIndexChanged), this, [this](int chosen) {
+        if (chosen >= 0) {
+            _chosen(chosen);
+        }
+    });
 }
 
 void QComboBoxWrapper::display(int index)

@@ -55,7 +55,7 @@ protected:
 class ZRK_API QComboBoxWrapper : public QComboBox, public UIDescribed {
 public:
     QComboBoxWrapper(const std::vector<std::string>& labels, int index, QWidget* parent = nullptr);
-    /// The listener is called with each index the user chooses.
+    /// The listener is called with each new choice, of the user or by QComboBox's own operations.
     void connectToListener(std::function<void(const int&)> listener) { _chosen.connect(std::move(listener)); }
     /// Shows another choice without calling the listeners.
     void display(int index);

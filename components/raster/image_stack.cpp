@@ -5,6 +5,7 @@
 #include "core/engine/formula.h"
 #include "core/raster/raster_lookup.h"
 #include "model/channel_names.h"
+#include "model/panel_table.h"
 #include "model/pins.h"
 
 #include <algorithm>
@@ -35,6 +36,15 @@ std::uint8_t greyOf(double value)
 }
 
 } // namespace
+
+bool ZRKImageStack::onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node)
+{
+    const zrkui::ZRKPanel* panel = zrkui::ZRKPanelTable::instance().find(typeid(ZRKImageStack));
+    if (panel && view) {
+        (*panel)(*this, *view, node);
+    }
+    return true;
+}
 
 ComponentIdentity ZRK3DImage::identity()
 {

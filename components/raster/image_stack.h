@@ -17,6 +17,35 @@
 
 namespace zrkmodel {
 
+/// A stack of picture slices as its panel sees it. The class behind it, ZRK3DImage, is the one component that
+/// the shared library exports nothing of: others reach it through the registry.
+class ZRK_API ZRKImageStack : public ZRKExtensionBase, public ZRKFileImport {
+public:
+    ZRKProperty<bool> wrap{"wrap", true, this};
+    ZRKProperty<double> sizeX{"size x", 1.0, this};
+    ZRKProperty<double> sizeY{"size y", 1.0, this};
+    ZRKProperty<double> sizeZ{"size z", 1.0, this};
+    ZRKImage3dProperty image{"image", nullptr, this};
+
+    /// Fills the view with the panel of ZRKImageStack.
+    bool onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node) override;
+
+    /// What the button "remove image" does: it drops the volume and announces "raster". "image" keeps its
+    /// value, so that the volume returns with the next inspection or load.
+    virtual void removeImage() = 0;
+    /// What the button "load folder" does: it assigns "image" without a notification, replaces the volume by
+    /// the image's first channel and announces "raster". Where the document has no image for the folder, as
+    /// for the empty path of a dialog without a choice, both become empty.
+    virtual void loadFolder(ZRKImage3dLibraryView& library, const std::string& path) = 0;
+    /// The slice at a share of the stack, 0 to 1, as grey from 0 to 255; nothing without a volume.
+    virtual std::optional<zrk::Raster<1, 2, std::uint8_t>> preview(double share) const = 0;
+
+protected:
+    ZRKImageStack() = default;
+    ZRKImageStack(const ZRKImageStack& other) : ZRKExtensionBase(other), ZRKFileImport(other) {}
+    ZRKImageStack& operator=(const ZRKImageStack&) = default;
+};
+
 /// Samples a volume made of picture slices. A scan is one.
 ///
 /// | property | kind    | unit | default | range | meaning                                                  |
@@ -55,19 +84,11 @@ namespace zrkmodel {
 ///      "output": [1, 0]}
 ///
 /// Threads: Any number of threads may build evaluators at once, but none while a property is edited.
-class ZRK_API ZRK3DImage final : public ZRKComponent<ZRK3DImage>, public ZRKFileImport, public ZRKDataHolder {
+class ZRK3DImage final : public ZRKComponent<ZRK3DImage, ZRKImageStack>, public ZRKDataHolder {
 public:
-    ZRKProperty<bool> wrap{"wrap", true, this};
-    ZRKProperty<double> sizeX{"size x", 1.0, this};
-    ZRKProperty<double> sizeY{"size y", 1.0, this};
-    ZRKProperty<double> sizeZ{"size z", 1.0, this};
-    ZRKImage3dProperty image{"image", nullptr, this};
-
     ZRK3DImage() = default;
     /// A copy, and so a clone, has the volume, slices that were loaded included.
-    ZRK3DImage(const ZRK3DImage& other)
-        : ZRKComponent(other), ZRKFileImport(other), ZRKDataHolder(other), _raster(other._raster)
-    {}
+    ZRK3DImage(const ZRK3DImage& other) : ZRKComponent(other), ZRKDataHolder(other), _raster(other._raster) {}
     ZRK3DImage& operator=(const ZRK3DImage&) = default;
 
     static ComponentIdentity identity();
@@ -76,13 +97,8 @@ public:
     void onDeserialize(const ZRKDeserialization& d) override;
     bool onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node) override;
 
-    /// What the button "remove image" does: it drops the volume and announces "raster". "image" keeps its
-    /// value, so that the volume returns with the next inspection or load.
-    void removeImage();
-    /// What the button "load folder" does: it assigns "image" without a notification, replaces the volume by
-    /// the image's first channel and announces "raster". Where the document has no image for the folder, as
-    /// for the empty path of a dialog without a choice, both become empty.
-    void loadFolder(ZRKImage3dLibraryView& library, const std::string& path);
+    void removeImage() override;
+    void loadFolder(ZRKImage3dLibraryView& library, const std::string& path) override;
     /// What the button "load slices" does: it replaces the volume by the slices of PNG files (see
     /// zrk::readGreyStack) and announces "raster"; "image" is left alone. Nothing changes without paths, and
     /// when the slices are refused: too many pixels together, too little memory, an interruption. Without a
@@ -95,8 +111,7 @@ public:
     ZRKHeldData held() const override;
     void hold(const ZRKHeldData& data) override;
 
-    /// The slice at a share of the stack, 0 to 1, as grey from 0 to 255; nothing without a volume.
-    std::optional<zrk::Raster<1, 2, std::uint8_t>> preview(double share) const;
+    std::optional<zrk::Raster<1, 2, std::uint8_t>> preview(double share) const override;
 
 protected:
     /// What `loadSlices` does, for documents that name slices. There are no options.

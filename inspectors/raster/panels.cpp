@@ -66,7 +66,7 @@ void imageExtrudePanel(ZRK2DImageExtrude& c, ZRKPropertyView& view)
 }
 
 /// Without a choice there is no volume either: the stack is emptied.
-void loadFolder(ZRK3DImage& c, QPushButtonWrapper& button, const FileRequest& request)
+void loadFolder(ZRKImageStack& c, QPushButtonWrapper& button, const FileRequest& request)
 {
     const std::vector<std::string> paths = ZRKApp::ui().askForFiles(request, button.window());
     const std::string folder = paths.empty() ? std::string() : paths.front();
@@ -81,7 +81,7 @@ void loadFolder(ZRK3DImage& c, QPushButtonWrapper& button, const FileRequest& re
                                            : folder + ": found no slices that make a volume");
 }
 
-void loadSlices(ZRK3DImage& c, QPushButtonWrapper& button, const FileRequest& request)
+void loadSlices(ZRKImageStack& c, QPushButtonWrapper& button, const FileRequest& request)
 {
     const std::vector<std::string> paths = ZRKApp::ui().askForFiles(request, button.window());
     if (paths.empty()) {
@@ -94,7 +94,7 @@ void loadSlices(ZRK3DImage& c, QPushButtonWrapper& button, const FileRequest& re
     UIField::say(&button, problem);
 }
 
-void imageStackPanel(ZRK3DImage& c, ZRKPropertyView& view)
+void imageStackPanel(ZRKImageStack& c, ZRKPropertyView& view)
 {
     FileRequest folder{FileRequest::Mode::folder, "get slice"};
     FileRequest slices{FileRequest::Mode::files, "get slices", "Image Files (*.png)", true};

@@ -83,6 +83,10 @@ TEST(Controls, WriteTheirProperty)
     QTest::keyClick(caps, Qt::Key_Up);
     EXPECT_EQ(static_cast<int>(cylinder.component->capStyle.value()), 1);
     EXPECT_THAT(cylinder.events, ElementsAre("cap style"));
+    caps->setCurrentIndex(0);
+    EXPECT_EQ(static_cast<int>(cylinder.component->capStyle.value()), 0) << "by the widget's own operation";
+    caps->setCurrentIndex(-1);
+    EXPECT_THAT(cylinder.events, ElementsAre("cap style", "cap style")) << "no choice is none";
 
     OpenedPanel<ZRKMask> mask;
     auto* slider = mask.find<SliderFWrapper>();
@@ -318,6 +322,25 @@ TEST(Controls, FollowWholeNumbersAndMatrices)
     EXPECT_EQ(box.component->center.value()[0], 9e99) << "no limits";
 }
 
+TEST(Controls, OfASilentComponentShowItsReset)
+{
+    OpenedPanel<ZRKMatrixTransform> matrix;
+    type(matrix.find<VectorWidget<4>>(1)->field(3), "5");
+    OpenedPanel<ZRKAffineTransform> affine;
+    type(affine.find<VectorWidget<3>>(2)->field(0), "5");
+    for (ZRKObject* silent :
+         {static_cast<ZRKObject*>(matrix.component.get()), static_cast<ZRKObject*>(affine.component.get())}) {
+        silent->setSilent(true);
+    }
+    matrix.button("reset")->click();
+    affine.button("reset")->click();
+    EXPECT_EQ(matrix.component->matrix.value(), zrk::kIdentity4);
+    EXPECT_EQ(matrix.find<VectorWidget<4>>(1)->value(), (zrk::Tensor<4, double>{0, 1, 0, 0}));
+    EXPECT_EQ(affine.find<VectorWidget<3>>(2)->value(), (zrk::Tensor<3, double>{1, 1, 1}));
+    EXPECT_THAT(matrix.events, ElementsAre("matrix")) << "of what was typed";
+    EXPECT_THAT(affine.events, ElementsAre("scaling"));
+}
+
 TEST(Controls, TellWhatIsNoNumberAndKeepTheFormerOne)
 {
     OpenedPanel<ZRKCross> cross;
@@ -386,6 +409,23 @@ TEST(Controls, StepNumbersByKeys)
         press(c.key, c.modifiers);
         EXPECT_DOUBLE_EQ(mask.component->multiplier.value(), c.value);
     }
+    OpenedPanel<ZRKGyroid> gyroid;
+    auto* field = gyroid.find<QDoubleSpinBoxWrapper>();
+    const struct {
+        double from;
+        Qt::Key key;
+        double to;
+    } free[] = {
+        {0, Qt::Key_Up, 0.1},      {1, Qt::Key_Up, 1.1},     {1, Qt::Key_Down, 0.99},
+        {-1, Qt::Key_Up, -0.99},   {-1, Qt::Key_Down, -1.1}, {100, Qt::Key_Down, 99},
+        {99.5, Qt::Key_Up, 100.5}, {110, Qt::Key_Down, 100}, {0.001, Qt::Key_Down, 0.0009},
+    };
+    for (const auto& c : free) {
+        gyroid.component->contour.set(c.from);
+        QTest::keyClick(field, c.key);
+        EXPECT_DOUBLE_EQ(gyroid.component->contour.value(), c.to) << "a step from " << c.from;
+    }
+
     mask.component->multiplier.set(1);
     mask.events.clear();
     press(Qt::Key_Up);

@@ -1,11 +1,15 @@
 #include "inspectors/property_view.h"
 
 #include "components/raster/image_extrude.h"
+#include "components/transport/image_sweep.h"
 #include "inspectors/css_style.h"
 #include "inspectors/describe.h"
 #include "inspectors/field.h"
+#include "inspectors/geometry_picker.h"
+#include "inspectors/gradient_editor.h"
 #include "inspectors/tests/opened_panel.h"
 
+#include <QGroupBox>
 #include <QLabel>
 #include <QTabWidget>
 
@@ -50,6 +54,9 @@ TEST(PropertyView, AddsWhatItIsAskedFor)
 
     const ZRKJson all = describeView(view);
     EXPECT_EQ(all["children"][0]["layout"], "vertical");
+    EXPECT_EQ(all["children"][0]["title"], "group");
+    ASSERT_NE(view.findChild<QGroupBox*>(), nullptr);
+    EXPECT_EQ(view.findChild<QGroupBox*>()->title(), "group");
     const ZRKJson& group = all["children"][0]["children"];
     EXPECT_EQ(group[0],
               ZRKJson::parse(R"({"label": "count", "widget": "integer", "value": 2, "min": -3, "max": 5})"));
@@ -88,7 +95,31 @@ TEST(PropertyView, HasAWidgetForTexts)
     panel.component->compositing.set("subtract");
     EXPECT_EQ(line->text(), "subtract");
     EXPECT_THAT(panel.events, ElementsAre("compositing", "compositing"));
-    EXPECT_EQ(addPropertyWidget(view, panel.component->imageXY), nullptr) << "needs a picker";
+    EXPECT_EQ(addPropertyWidget(view, panel.component->imageXY), nullptr) << "has no entry";
+}
+
+struct Shapeless final : ZRKGeometry {
+    std::vector<SignedDistance> getSDFUngroup() const override { return {}; }
+};
+
+TEST(PropertyView, HasWidgetsForGeometriesAndCurves)
+{
+    OpenedPanel<ZRKImageSweep> panel;
+    ZRKImageSweep& sweep = *panel.component;
+    ZRKPropertyView view;
+    auto* picker = dynamic_cast<ZRKGeometryPicker*>(addPropertyWidget(view, sweep.pathCurve));
+    ASSERT_NE(picker, nullptr);
+    const auto geometry = std::make_shared<Shapeless>();
+    picker->choose(geometry);
+    EXPECT_EQ(sweep.pathCurve.value(), geometry);
+    sweep.pathCurve.set(nullptr);
+    EXPECT_EQ(picker->selectedObjects().size(), 0u);
+    auto* editor = dynamic_cast<ZRKScalarGradientEditor*>(view.addProperty(ZRKPScalarGrad{&sweep.scaling}));
+    ASSERT_NE(editor, nullptr);
+    editor->movePoint(1, 1, 3);
+    EXPECT_EQ(sweep.scaling.value()(1), 3);
+    EXPECT_THAT(panel.events, ElementsAre("pathCurve", "pathCurve", "scaling"));
+    EXPECT_EQ(view.addProperty(ZRKPScalarGrad{&sweep.steps}), nullptr) << "no curve";
 }
 
 } // namespace

@@ -9,11 +9,16 @@
 #include "inspectors/panel_parts.h"
 #include "inspectors/vector_widget.h"
 
+#include <array>
+#include <cstddef>
+
 namespace zrkui {
 
 using namespace zrkmodel;
 
 namespace {
+
+const char* const kResetHint = "makes it the transform that changes nothing";
 
 void quantizePanel(ZRKQuantizeTransform& c, ZRKPropertyView& view)
 {
@@ -41,7 +46,7 @@ zrk::Tensor<4, double> rowOf(const zrk::Matrix4& matrix, std::size_t r)
     return {matrix[r], matrix[4 + r], matrix[8 + r], matrix[12 + r]};
 }
 
-void addMatrixRow(ZRKMatrixTransform& c, ZRKPropertyView& view, int r)
+VectorWidget<4>* addMatrixRow(ZRKMatrixTransform& c, ZRKPropertyView& view, int r)
 {
     const auto row = static_cast<std::size_t>(r);
     auto* widget = new VectorWidget<4>(rowOf(c.matrix.value(), row));
@@ -51,39 +56,55 @@ void addMatrixRow(ZRKMatrixTransform& c, ZRKPropertyView& view, int r)
     widget->connectToListener([&c, r](const zrk::Tensor<4, double>& value) { c.setRow(r, value); });
     follow<zrk::Matrix4>(*widget, c.matrix,
                          [widget, row](const zrk::Matrix4& matrix) { widget->display(rowOf(matrix, row)); });
+    return widget;
 }
 
 void matrixPanel(ZRKMatrixTransform& c, ZRKPropertyView& view)
 {
     view.pushHBoxLayout();
     view.pushVBoxLayout();
+    std::array<VectorWidget<4>*, 4> rows{};
     for (int r = 0; r < 4; ++r) {
-        addMatrixRow(c, view, r);
+        rows[static_cast<std::size_t>(r)] = addMatrixRow(c, view, r);
     }
-    setHint(*view.addButton("reset", {}, [&c] { c.reset(); }), "makes it the transform that changes nothing");
+    QPushButtonWrapper* reset = view.addButton("reset", {}, [&c, rows] {
+        c.reset();
+        for (std::size_t r = 0; r < rows.size(); ++r) { // of a silent component they aren't told
+            rows[r]->display(rowOf(c.matrix.value(), r));
+        }
+    });
+    setHint(*reset, kResetHint);
     view.popLayout();
     addPropertyWidget(view, c.inverse);
     view.popLayout();
 }
 
 /// Its numbers have the range of a VectorWidget.
-void addVector(ZRKPropertyView& view, ZRKProperty<zrk::Tensor<3, double>>& property)
+VectorWidget<3>* addVector(ZRKPropertyView& view, ZRKProperty<zrk::Tensor<3, double>>& property)
 {
     constexpr double kLimit = VectorWidget<3>::kLimit;
     ZRKDynamicPropertyPack pack(property.owner());
     pack.add(property, zrk::Tensor<3, double>{-kLimit, -kLimit, -kLimit},
              zrk::Tensor<3, double>{kLimit, kLimit, kLimit});
-    addFirstEntry(view, pack);
+    return static_cast<VectorWidget<3>*>(addFirstEntry(view, pack));
 }
 
 void affinePanel(ZRKAffineTransform& c, ZRKPropertyView& view)
 {
     view.pushHBoxLayout();
     view.pushVBoxLayout();
-    for (auto* property : {&c.translation, &c.rotation, &c.scaling}) {
-        addVector(view, *property);
+    const std::array properties{&c.translation, &c.rotation, &c.scaling};
+    std::array<VectorWidget<3>*, 3> rows{};
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        rows[i] = addVector(view, *properties[i]);
     }
-    setHint(*view.addButton("reset", {}, [&c] { c.reset(); }), "makes it the transform that changes nothing");
+    QPushButtonWrapper* reset = view.addButton("reset", {}, [&c, properties, rows] {
+        c.reset();
+        for (std::size_t i = 0; i < rows.size(); ++i) { // of a silent component they aren't told
+            rows[i]->display(properties[i]->value());
+        }
+    });
+    setHint(*reset, kResetHint);
     view.popLayout();
     addPropertyWidget(view, c.inverse);
     view.popLayout();

@@ -3,7 +3,6 @@
 #include "components/transport/image_sweep.h"
 #include "inspectors/app.h"
 #include "inspectors/field.h"
-#include "inspectors/gradient_editor.h"
 #include "inspectors/panel_parts.h"
 
 namespace zrkui {
@@ -43,15 +42,6 @@ void addBlendPage(ZRKImageSweep& c, ZRKPropertyView& page)
     page.popLayout();
 }
 
-void addCurve(ZRKPropertyView& page, ZRKProperty<ScalarCurve>& property, const UIRect& rect)
-{
-    auto* editor = new ZRKScalarGradientEditor(property.value(), {0.0, 1.0});
-    setShownProperty(*editor, property.name());
-    page.add(editor, rect, captionOf(property.name()));
-    editor->onGradientChanged([&property](const ScalarCurve& curve) { property.set(curve); });
-    follow<ScalarCurve>(*editor, property, [editor](const ScalarCurve& curve) { editor->display(curve); });
-}
-
 void addScalingPage(ZRKImageSweep& c, ZRKPropertyView& page)
 {
     page.pushHBoxLayout();
@@ -61,7 +51,7 @@ void addScalingPage(ZRKImageSweep& c, ZRKPropertyView& page)
     UIRect rect;
     rect.x = UICoord(0.0, 10.0);
     rect.width = UIInterval::withMinimum(50.0);
-    addCurve(page, c.scaling, rect);
+    addCurveEditor(page, c.scaling, rect);
     page.popLayout();
 }
 
@@ -82,7 +72,7 @@ void addSweepPage(ZRKImageSweep& c, ZRKPropertyView& page)
     UIRect rect;
     rect.x = UICoord(0.0, 10.0);
     rect.width = UIInterval::withMinimum(200.0);
-    addCurve(page, c.interpolation, rect);
+    addCurveEditor(page, c.interpolation, rect);
     page.popLayout();
 }
 
