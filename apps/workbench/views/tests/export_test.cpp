@@ -27,6 +27,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -232,6 +233,37 @@ TEST_F(ExportTest, SurfacesAreAsOneChose)
     EXPECT_GT(openEdges(written("open.3mf", {20, false, true}, 2)), 0u);
 }
 
+// 3MF files carry the document's name.
+TEST_F(ExportTest, SurfacesAreNamedAfterTheirDocument)
+{
+    DocumentWarnings warnings;
+    std::vector<std::string> files;
+    for (const char* name : {"ball.zrk.json", "sphere.zrk.json"}) {
+        const GraphDocument document = zrk::valueOrThrow(GraphDocument::parse(sphereText(), name, warnings));
+        EXPECT_EQ(run(task(document, "a.3mf", SurfaceExport{8})).kind, ExportResult::Kind::Done);
+        files.push_back(content("a.3mf"));
+    }
+    EXPECT_NE(files[0], files[1]);
+}
+
+TEST_F(ExportTest, SlicesAreWhereTheViewHasThem)
+{
+    const GraphDocument document =
+        parsed(R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
+        "nodes": [{"id": 1, "type": "SphereSDF", "values": {"radius": 0.5, "center": [0.5, 0.25, 0]}}]})");
+    std::vector<QImage> pictures;
+    for (const auto& [axis, at, iso] : {std::tuple(2, 0.5, 0.0), std::tuple(0, 0.5, 0.0),
+                                        std::tuple(2, 0.7, 0.0), std::tuple(2, 0.5, 0.25)}) {
+        SliceExport slice{axis, at, 64};
+        slice.iso = iso;
+        EXPECT_EQ(run(task(document, "slice.png", slice)).kind, ExportResult::Kind::Done);
+        pictures.emplace_back(QString::fromStdString(path("slice.png")));
+        for (std::size_t i = 0; i + 1 < pictures.size(); ++i) {
+            EXPECT_NE(pictures.back(), pictures[i]) << axis << " " << at << " " << iso;
+        }
+    }
+}
+
 TEST_F(ExportTest, PicturesOfTheSolidAreAsOneChose)
 {
     const GraphDocument document = parsed(sphereText());
@@ -264,6 +296,8 @@ TEST_F(ExportTest, RefusesBeforeAnyWork)
 {
     const GraphDocument document = parsed(sphereText());
     const GraphDocument colors = example("directions");
+    const GraphDocument flat = parsed(R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, 0], [1, 1, 0]]},
+        "nodes": [{"id": 1, "type": "SphereSDF"}]})");
     struct Case {
         const char* file;
         ExportOptions options;
@@ -278,6 +312,8 @@ TEST_F(ExportTest, RefusesBeforeAnyWork)
                           Case{"a.stl", SurfaceExport{}, colors, color, "Scalar"},
                           Case{"a.png", SolidExport{}, colors, color, "Scalar"},
                           Case{"a.png", SolidExport{16000, 16000}, document, {1, 0}, "together"},
+                          Case{"a.stl", SurfaceExport{}, flat, {1, 0}, "no extent along z"},
+                          Case{"a.npy", VolumeExport{}, flat, {1, 0}, "no extent along z"},
                           Case{"a.stl", SurfaceExport{}, document, {5, 0}, "node 5"}}) {
         SCOPED_TRACE(c.message);
         const auto refused = exportTask(path(c.file), c.document, c.pin, c.options);
@@ -357,7 +393,11 @@ TEST_F(ExportTest, TheBarShowsWhatRuns)
     QWidget window;
     ExportBar bar(&window);
     window.show();
-    bar.onDone([this](const ExportResult& outcome) { result = outcome; });
+    QString said;
+    bar.onDone([&](const ExportResult& outcome) {
+        result = outcome;
+        said = bar.findChildren<QLabel*>().back()->text();
+    });
     EXPECT_TRUE(bar.isHidden());
     ASSERT_TRUE(bar.start(task(document, "a.npy", VolumeExport{200})));
     EXPECT_FALSE(bar.isHidden());
@@ -370,6 +410,7 @@ TEST_F(ExportTest, TheBarShowsWhatRuns)
     EXPECT_EQ(labels.back()->text(), "stopping");
     ASSERT_TRUE(waitFor([&] { return result.has_value(); }));
     EXPECT_EQ(result->kind, ExportResult::Kind::Cancelled);
+    EXPECT_EQ(said, "stopping") << "whatever progress came after";
     EXPECT_TRUE(bar.isHidden());
     ASSERT_TRUE(bar.start(task(document, "b.npy", VolumeExport{200})));
     EXPECT_EQ(bar.findChild<QLabel*>()->text(), "Exporting b.npy");
@@ -385,7 +426,10 @@ TEST_F(ExportTest, TheDialogKeepsItsChoicesAndTellsProblems)
     };
     std::optional<ExportTask> chosen;
     {
-        ExportDialog dialog(ExportKind::Surface, {path(""), "ball"}, prepare);
+        ExportStart start{path(""), "ball"};
+        start.iso = 0.25;
+        ExportDialog dialog(ExportKind::Surface, start, prepare);
+        EXPECT_EQ(std::get<SurfaceExport>(dialog.options()).iso, 0.25) << "that of the view";
         dialog.onChosen([&](ExportTask task) { chosen = std::move(task); });
         auto* file = widgetNamed<QLineEdit>(dialog, "file to write");
         ASSERT_TRUE(file);
