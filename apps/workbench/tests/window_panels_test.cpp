@@ -6,6 +6,7 @@
 #include "inspectors/described.h"
 #include "model/registry.h"
 
+#include <QComboBox>
 #include <QLabel>
 #include <QPushButton>
 
@@ -72,6 +73,10 @@ TEST_F(WindowTest, EveryControlOfEveryPanelHasATip)
                 EXPECT_FALSE(tip.empty())
                     << control->metaObject()->className() << " " << control->accessibleName().toStdString();
                 tips[entries[i].className + " " + control->accessibleName().toStdString()] = tip;
+                if (const auto* combo = qobject_cast<const QComboBox*>(control)) {
+                    const int row = combo->findText("minimum");
+                    tips["minimum"] += combo->itemData(row, Qt::ToolTipRole).toString().toStdString();
+                }
             }
         }
     }
@@ -79,6 +84,7 @@ TEST_F(WindowTest, EveryControlOfEveryPanelHasATip)
     EXPECT_THAT(tips["ZRKPatternDesigner y"], HasSubstr("along y"));
     EXPECT_THAT(tips["ZRKMultipoleUVW strength"], HasSubstr("factor of what the pole adds"));
     EXPECT_THAT(tips["ZRKBinaryOperator operation"], HasSubstr("the operation"));
+    EXPECT_THAT(tips["minimum"], HasSubstr("of distances the union")) << "choices tell what they mean";
 }
 
 // A panel that reads files says so at its node.

@@ -18,6 +18,7 @@
 #include "model/pins.h"
 
 #include <QApplication>
+#include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -94,6 +95,21 @@ const zrkmodel::ManualMember* manualOf(const QWidget& control, const zrkmodel::M
     const QStringList keys = zrkui::manualKey(control).split('.');
     const zrkmodel::ManualValue* value = find(manual.storedKeys, keys.front().toStdString());
     return value && keys.size() > 1 ? find(value->members, keys.back().toStdString()) : value;
+}
+
+/// The items of a list of choices say what they mean.
+void explainChoices(QComboBox& combo, const zrkmodel::ManualMember& value)
+{
+    for (const zrkmodel::ManualChoice& choice : value.choices) {
+        const auto text = [](std::string_view part) {
+            return QString::fromUtf8(part.data(), static_cast<int>(part.size()));
+        };
+        for (const QString& name : {text(choice.name), text(choice.value).remove('"')}) {
+            if (const int row = combo.findText(name, Qt::MatchFixedString); row >= 0) {
+                combo.setItemData(row, text(choice.meaning), Qt::ToolTipRole);
+            }
+        }
+    }
 }
 
 QFont weighted(QFont font, QFont::Weight weight, int morePixels)
@@ -409,10 +425,14 @@ void Inspector::inspect(const zrkmodel::ZRKNodeBase<0, zrkmodel::ZRKGraphObject>
 void Inspector::explain(QWidget& control)
 {
     const auto* type = typeOf(*_session, *_shown);
-    if (!type || !control.toolTip().isEmpty()) {
+    const auto* value = type ? manualOf(control, zrkmodel::manualOf(*type)) : nullptr;
+    if (auto* combo = qobject_cast<QComboBox*>(&control); combo && value) {
+        explainChoices(*combo, *value);
+    }
+    if (!control.toolTip().isEmpty()) {
         return;
     }
-    if (const auto* value = manualOf(control, zrkmodel::manualOf(*type))) {
+    if (value) {
         control.setToolTip(tipOf(*value));
     } else if (const QString hint = zrkui::hintOf(control); !hint.isEmpty()) {
         control.setToolTip(hint);
