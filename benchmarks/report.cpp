@@ -1,5 +1,7 @@
 #include "benchmarks/report.h"
 
+#include <time.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
@@ -39,6 +41,28 @@ void countSamples(benchmark::State& state, double samples)
     state.counters["ns/sample"] =
         Counter(samples * 1e-9, Counter::Flags(Counter::kIsIterationInvariantRate | Counter::kInvert));
     state.counters["samples/s"] = Counter(samples, Counter::kIsIterationInvariantRate);
+}
+
+namespace {
+
+double secondsOf(clockid_t clock)
+{
+    timespec time{};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+} // namespace
+
+BusyTime::BusyTime()
+    : _processAtStart(secondsOf(CLOCK_PROCESS_CPUTIME_ID)), _threadAtStart(secondsOf(CLOCK_THREAD_CPUTIME_ID))
+{}
+double BusyTime::ofAll() const { return secondsOf(CLOCK_PROCESS_CPUTIME_ID) - _processAtStart; }
+double BusyTime::ofBusier() const
+{
+    const double all = ofAll();
+    const double own = secondsOf(CLOCK_THREAD_CPUTIME_ID) - _threadAtStart;
+    return std::max(own, all - own);
 }
 
 namespace {

@@ -34,6 +34,30 @@ Row counter(const std::string& what, const std::string& entry, const std::string
 /// Sets the counters "ns/sample" and "samples/s" of an entry that computes so many samples in an iteration.
 void countSamples(benchmark::State& state, double samples);
 
+/// The processor time of this process, and of the busier one of two threads that have worked since: the
+/// calling thread and one other. What else runs on the machine takes part in neither, nor does waiting.
+class BusyTime {
+public:
+    BusyTime();
+    double ofAll() const;    ///< seconds
+    double ofBusier() const; ///< seconds
+
+private:
+    double _processAtStart;
+    double _threadAtStart;
+};
+
+/// Times work() by what the busier of its two threads takes.
+template <class Work>
+void timeBusier(benchmark::State& state, const Work& work)
+{
+    for (auto _ : state) {
+        const BusyTime time;
+        work();
+        state.SetIterationTime(time.ofBusier());
+    }
+}
+
 /// Runs the registered benchmarks in rounds, the entries of a round in random order, prints the
 /// medians and then those rows whose entries were all run. Takes Google Benchmark's options.
 /// @return the program's exit status; a missed goal isn't a failure.

@@ -40,7 +40,6 @@ struct PartBeams {
 struct PartVoxels {
     Tensor<3, double> origin{}; ///< the middle of voxel (0, 0, 0), model units
     double side = 0;            ///< model units
-    std::size_t threads = 0;    ///< that find the distances; 0: as many as there are processors
 };
 
 /// The triangles and vertices of a mesh that lies elsewhere.
@@ -63,6 +62,9 @@ struct Part {
     std::string title = {};           ///< UTF-8
     const PartBeams* beams = nullptr; ///< the same solid as beams; null where it isn't made of such
     PartVoxels voxels = {};           ///< for VDB alone, which needs them
+    /// That pack a 3MF file and find the distances of a VDB file; 0: as many as there are processors. The
+    /// bytes don't depend on it.
+    std::size_t threads = 0;
 };
 
 enum class PartFormat { Stl, Obj, Ply, ThreeMf, Vdb };
@@ -77,8 +79,8 @@ ZRK_API Result<PartFormat> partFormat(const std::string& path);
 /// @param monitor  may be null; asked at least every few tens of milliseconds.
 ///
 /// After a fault a file that was there stays as it was: FailedWork when the format can't hold the part or the
-/// file can't be written, Interrupted when the monitor stopped the work. Memory: a fixed buffer, in 3MF also
-/// the colours that differ; for VDB see vdb.h.
+/// file can't be written, Interrupted when the monitor stopped the work. Memory: a fixed buffer, in 3MF 2 MB
+/// for each thread and the colours that differ; for VDB see vdb.h.
 ZRK_API Result<void> writePart(AtomicFile file, PartFormat format, const Part& part,
                                ProgressMonitor* monitor = nullptr);
 

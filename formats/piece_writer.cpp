@@ -6,12 +6,6 @@
 
 namespace zrk {
 
-namespace {
-
-constexpr std::size_t kPieceBytes = 1 << 16;
-
-} // namespace
-
 PieceWriter::PieceWriter(ByteSink sink, ProgressMonitor* monitor, std::size_t steps)
     : _sink(std::move(sink)), _monitor(monitor), _steps(steps)
 {}
@@ -20,12 +14,6 @@ void PieceWriter::append(const void* bytes, std::size_t size)
 {
     const char* first = static_cast<const char*>(bytes);
     _buffer.append(first, first + size);
-}
-
-bool PieceWriter::step()
-{
-    ++_done;
-    return _buffer.size() < kPieceBytes ? _goesOn : flush();
 }
 
 Result<void> PieceWriter::finish()

@@ -34,12 +34,18 @@ public:
 
     /// One step is done and appended. False when nothing more is wanted: the sink has failed, or the monitor
     /// interrupts.
-    bool step();
+    bool step()
+    {
+        ++_done;
+        return _buffer.size() < kPieceBytes ? _goesOn : flush();
+    }
     /// Hands on what is left, as the last call. Refused as Interrupted where the monitor interrupts; whether
     /// the bytes were taken is what the sink knows.
     Result<void> finish();
 
 private:
+    static constexpr std::size_t kPieceBytes = 1 << 16;
+
     ByteSink _sink;
     ProgressMonitor* _monitor;
     std::size_t _steps;

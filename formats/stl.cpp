@@ -31,11 +31,22 @@ constexpr std::size_t kHeadBytes = kHeaderBytes + sizeof(std::uint32_t);
 constexpr std::size_t kTriangleBytes = 50;
 constexpr const char* kExport = "export the mesh anew";
 
-void appendAsFloats(PieceWriter& out, const Point& p)
+/// What the file holds of a triangle: the normal, the corners, and two bytes without a meaning.
+std::array<std::uint8_t, kTriangleBytes> recordOf(const Point& a, const Point& b, const Point& c)
 {
+    const Point normal = cross(b - a, c - a);
+    const double size = length(normal);
+    const Point unit = size > 0 && std::isfinite(size) ? normal * (1 / size) : Point{};
+    std::array<float, 12> numbers;
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        out.appendValue(static_cast<float>(p[axis]));
+        numbers[axis] = static_cast<float>(unit[axis]);
+        numbers[3 + axis] = static_cast<float>(a[axis]);
+        numbers[6 + axis] = static_cast<float>(b[axis]);
+        numbers[9 + axis] = static_cast<float>(c[axis]);
     }
+    std::array<std::uint8_t, kTriangleBytes> record{};
+    std::memcpy(record.data(), numbers.data(), sizeof numbers);
+    return record;
 }
 
 /// Whether a position is beyond the range of float.
@@ -204,20 +215,14 @@ Result<void> writeStl(const Part& part, const ByteSink& sink, ProgressMonitor* m
         const Point& a = mesh.vertices[triangle[0]];
         const Point& b = mesh.vertices[triangle[1]];
         const Point& c = mesh.vertices[triangle[2]];
-        for (const Point& p : {a, b, c}) {
-            if (isTooFar(p)) {
-                return refused({"STL", fmt::format("a vertex at {:g}, {:g}, {:g}", p[0], p[1], p[2]),
+        for (const Point* p : {&a, &b, &c}) {
+            if (isTooFar(*p)) {
+                return refused({"STL", fmt::format("a vertex at {:g}, {:g}, {:g}", (*p)[0], (*p)[1], (*p)[2]),
                                 "coordinates up to 3.4e38, as its numbers are 32-bit floats",
                                 "write .ply or .obj", FaultKind::FailedWork});
             }
         }
-        const Point normal = cross(b - a, c - a);
-        const double size = length(normal);
-        appendAsFloats(out, size > 0 && std::isfinite(size) ? normal * (1 / size) : Point{});
-        appendAsFloats(out, a);
-        appendAsFloats(out, b);
-        appendAsFloats(out, c);
-        out.appendValue(std::uint16_t{0});
+        out.appendValue(recordOf(a, b, c));
         if (!out.step()) {
             break;
         }

@@ -212,7 +212,7 @@ Result<void> writeThreeMf(const Part& part, const ByteSink& sink, ProgressMonito
         return refused({"3MF", fmt::format("{} vertices", vertices), "at most 2147483647",
                         "ask for a lower resolution", FaultKind::FailedWork});
     }
-    ZipWriter zip(sink);
+    ZipWriter zip(sink, part.threads);
     writeWhole(zip, "[Content_Types].xml", kContentTypes);
     writeWhole(zip, "_rels/.rels", kRelationships);
     zip.begin("3D/3dmodel.model");

@@ -474,7 +474,7 @@ private:
     void fillLeaves()
     {
         std::atomic<std::size_t> next{0};
-        const std::size_t threads = workerCount(_part.voxels.threads);
+        const std::size_t threads = workerCount(_part.threads);
         runTeam(std::clamp<std::size_t>(_leaves.size(), 1, threads), [&](std::size_t worker, std::size_t) {
             MeshWindingField::Trail trail;
             for (std::size_t l = next++; l < _leaves.size() && !_isStopped; l = next++) {
@@ -517,7 +517,7 @@ std::unique_ptr<VdbLevelSet> beginBoxes(const VdbLevelSetHead& head)
 
 Result<void> writeLevelSet(const Part& part, const ByteSink& sink, const KeepGoing& keepGoing)
 {
-    const Session session(part.voxels.threads);
+    const Session session(part.threads);
     const auto grid = LevelSet(part, keepGoing).grid();
     return grid ? writeGrids({grid}, sink, keepGoing) : Result<void>(refused(interruptedAt("writing")));
 }

@@ -216,7 +216,8 @@ zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const Surfac
                              .unit = task.unit,
                              .title = task.title,
                              .beams = task.beams ? &*task.beams : nullptr,
-                             .voxels = surfaceVoxels(task.settings)};
+                             .voxels = surfaceVoxels(task.settings),
+                             .threads = task.settings.threads};
         runStage("writing", [&](zrk::ProgressMonitor& monitor) {
             zrk::valueOrThrow(zrk::writePart(std::move(target), format, part, &monitor));
         });
@@ -254,7 +255,8 @@ zrk::Result<WrittenSurface> writeSurfaceInPieces(const std::string& file, const 
                      {.mesh = nothing(),
                       .unit = task.unit,
                       .title = task.title,
-                      .beams = task.beams ? &*task.beams : nullptr},
+                      .beams = task.beams ? &*task.beams : nullptr,
+                      .threads = task.settings.threads},
                      runStage);
         return written;
     });

@@ -157,7 +157,7 @@ std::array<std::int32_t, 3> surfaceCells(const zrk::BBox<double>& bounds, int re
 
 zrk::PartVoxels surfaceVoxels(const zrk::SurfaceSettings& settings)
 {
-    zrk::PartVoxels voxels{.side = std::numeric_limits<double>::infinity(), .threads = settings.threads};
+    zrk::PartVoxels voxels{.side = std::numeric_limits<double>::infinity()};
     for (std::size_t axis = 0; axis < 3; ++axis) {
         voxels.side =
             std::min(voxels.side, (settings.upper[axis] - settings.lower[axis]) / settings.cells[axis]);

@@ -24,9 +24,24 @@ inline IField ball(const Tensor<3, double>& center, double radius)
     return literal::node(1, evaluator(Ball{center, radius}), {literal::position()});
 }
 
-inline IField combined(RowOperation operation, const IField& a, const IField& b)
+/// As `Combined`, but doesn't tell which of its inputs a box takes, so that nothing of a chain is left out.
+struct Undecided {
+    static constexpr bool kKeepsUnitWeight = true;
+    RowOperation operation;
+
+    RowOperation rowOperation() const { return operation; }
+
+    template <class V>
+    Record<1, V> operator()(const Record<1, V>& a, const Record<1, V>& b) const
+    {
+        return Combined{operation}(a, b);
+    }
+};
+
+template <class Formula = Combined>
+IField combined(RowOperation operation, const IField& a, const IField& b)
 {
-    return literal::node(1, evaluator(Combined{operation}), {a, b});
+    return literal::node(1, evaluator(Formula{operation}), {a, b});
 }
 
 /// Balls with their centres in the cube from -1 to 1.
@@ -44,12 +59,14 @@ inline std::vector<Ball> manyBalls(int count, double radius)
 }
 
 /// Their union as a chain with a node for each ball.
-inline IField unionOfBalls(int count, double radius)
+/// @tparam Formula  what joins two.
+template <class Formula = Combined>
+IField unionOfBalls(int count, double radius)
 {
     IField all;
     for (const Ball& one : manyBalls(count, radius)) {
         const IField field = ball(one.center, one.radius);
-        all = all.generator() ? combined(RowOperation::Minimum, all, field) : field;
+        all = all.generator() ? combined<Formula>(RowOperation::Minimum, all, field) : field;
     }
     return all;
 }

@@ -183,21 +183,16 @@ class Signals(FaultsTest):
         self.assertEqual(target.read_text(), "old")
         self.assertEqual(self.files(), ["case.zrk.json", "v.npy"])
 
-    def test_a_pipe_that_nobody_reads_ends_the_program_quietly_unless_it_was_named(self):
+    def test_a_pipe_that_nobody_reads_is_failed_work(self):
         reader, writer = os.pipe()
         os.close(reader)
         (self.folder / "out.npy").symlink_to("/dev/stdout")
-        points = self.put("0,0,0\n" * 10_000, "points.txt")
-        cases = [(["types"], -signal.SIGPIPE, b""), (["--help"], -signal.SIGPIPE, b""),
-                 (["probe", self.sphere(), "--points", points], -signal.SIGPIPE, b""),
-                 (["sample", self.sphere(), "-o", self.folder / "out.npy"], 1, b"Broken pipe")]
-        for arguments, status, part in cases:
+        for arguments in (["types"], ["--help"], ["sample", self.sphere(), "-o", self.folder / "out.npy"]):
             with self.subTest(arguments=arguments):
                 finished = subprocess.run([PROGRAM, *map(str, arguments)], stdout=writer, stderr=subprocess.PIPE,
                                           timeout=30 * PATIENCE)
-                self.assertEqual(finished.returncode, status)
-                self.assertIn(part, finished.stderr)
-                self.assertEqual(finished.stderr == b"", part == b"")
+                self.assertEqual(finished.returncode, 1)
+                self.assertIn(b"Broken pipe", finished.stderr)
         os.close(writer)
 
 

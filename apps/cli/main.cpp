@@ -165,9 +165,6 @@ int statusOfResults()
     const int error = errno != 0                                                   ? errno
                       : poll(&output, 1, 0) > 0 && (output.revents & POLLERR) != 0 ? EPIPE
                                                                                    : 0;
-    if (error == EPIPE) {
-        return zrkcli::statusWithoutReader();
-    }
     const std::string reason = error != 0 ? " (" + std::generic_category().message(error) + ")" : "";
     return report({"standard output", "no room for all results" + reason, "a place that takes them",
                    "make room, or send them somewhere else", zrk::FaultKind::FailedWork});

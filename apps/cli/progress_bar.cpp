@@ -154,12 +154,6 @@ int endedBy(int status)
     return status;
 }
 
-int statusWithoutReader()
-{
-    request.store(SIGPIPE, std::memory_order_relaxed);
-    return kInterruptedStatus;
-}
-
 void endInterrupted()
 {
     if (barIsDrawn) {

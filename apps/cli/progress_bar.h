@@ -26,9 +26,6 @@ const zrk::StopSign& interruptSign();
 /// Returns the status of a program that has cleaned up. If the work was stopped by another request than
 /// Ctrl-C, it ends the program by that signal, so that whoever sent it sees that it was heard.
 int endedBy(int status);
-/// The status by which `endedBy` ends the program without a message, as others end whose results nobody reads
-/// any more: by SIGPIPE.
-int statusWithoutReader();
 
 /// While it lives, a request to stop ends the program at once; Ctrl-C with status 130.
 class EndingAtInterrupt {

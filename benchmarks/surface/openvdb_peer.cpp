@@ -18,16 +18,17 @@ namespace zrk::bench {
 
 #if ZRK_BENCH_OPENVDB
 
-SurfacePeer openVdbPeer(const Shape& shape, int n)
+bool hasOpenVdbPeer() { return true; }
+
+SurfacePeer openVdbPeer(const Shape& shape, int n, PeerGrid form)
 {
-    openvdb::initialize();
-    const double h = 3.0 / n;
+    const double h = shape.cell(n);
     const auto band = static_cast<float>(3 * h);
     const auto grid = openvdb::FloatGrid::create(band);
     grid->setTransform(openvdb::math::Transform::createLinearTransform(h));
     grid->setGridClass(openvdb::GRID_LEVEL_SET);
     Image image;
-    rasterizeField(shape.field, cube(n), image, nullptr, 1);
+    rasterizeField(shape.field, shape.grid(n), image, nullptr, 1);
     auto accessor = grid->getAccessor();
     for (int z = 0; z < n; ++z) {
         for (int y = 0; y < n; ++y) {
@@ -37,13 +38,15 @@ SurfacePeer openVdbPeer(const Shape& shape, int n)
                                               static_cast<std::size_t>(n) +
                                           static_cast<std::size_t>(x);
                 const auto value = static_cast<float>(image.data[place]);
-                if (std::abs(value) < band) {
+                if (form == PeerGrid::Dense || std::abs(value) < band) {
                     accessor.setValue(openvdb::Coord(x, y, z), value);
                 }
             }
         }
     }
-    openvdb::tools::signedFloodFillWithValues(grid->tree(), band, -band);
+    if (form == PeerGrid::NarrowBand) {
+        openvdb::tools::signedFloodFillWithValues(grid->tree(), band, -band);
+    }
     return {[grid] {
         const tbb::global_control oneThread(tbb::global_control::max_allowed_parallelism, 1);
         std::vector<openvdb::Vec3s> points;
@@ -56,7 +59,8 @@ SurfacePeer openVdbPeer(const Shape& shape, int n)
 
 #else
 
-SurfacePeer openVdbPeer(const Shape&, int) { return {}; }
+bool hasOpenVdbPeer() { return false; }
+SurfacePeer openVdbPeer(const Shape&, int, PeerGrid) { return {}; }
 
 #endif
 

@@ -6,15 +6,12 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
-#include <ctime>
 #include <functional>
 #include <string>
 
 namespace zrk::bench {
 
 namespace {
-
-double processorSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
 
 benchmark::internal::Benchmark* add(const std::string& name, std::function<void(benchmark::State&)> body)
 {
@@ -26,10 +23,10 @@ void addErrors(const Shape& shape, int n)
     add("errors/" + shape.name + "/" + std::to_string(n),
         [shape, n](benchmark::State& state) {
             for (auto _ : state) {
-                const SurfaceSettings settings = settingsFor(n);
+                const SurfaceSettings settings = shape.settings(n);
                 const auto mesh = extractSurface(shape.prepared, settings);
                 const DistanceError error = *distanceError(*mesh, shape.prepared, settings);
-                const double cell = 3.0 / n;
+                const double cell = shape.cell(n);
                 state.counters["vertex_rms"] = error.vertexRms / cell;
                 state.counters["vertex_largest"] = error.vertexLargest / cell;
                 state.counters["centroid_rms"] = error.centroidRms / cell;
@@ -44,18 +41,18 @@ void addThinning(const Shape& shape, int n)
 {
     add("thinned/" + shape.name + "/" + std::to_string(n),
         [shape, n](benchmark::State& state) {
-            SurfaceSettings settings = settingsFor(n);
+            SurfaceSettings settings = shape.settings(n);
             for (auto _ : state) {
                 settings.flatness = 0;
-                const double start = processorSeconds();
+                const BusyTime time;
                 const auto whole = extractSurface(shape.prepared, settings);
-                const double between = processorSeconds();
-                settings.flatness = 0.02 * 3 / n;
+                const double between = time.ofAll();
+                settings.flatness = 0.02 * shape.cell(n);
                 const auto thin = extractSurface(shape.prepared, settings);
-                const double end = processorSeconds();
+                const double end = time.ofAll();
                 const auto triangles = static_cast<double>(whole->triangles.size());
                 state.counters["times_fewer"] = triangles / static_cast<double>(thin->triangles.size());
-                state.counters["ns/triangle"] = ((end - between) - (between - start)) / triangles * 1e9;
+                state.counters["ns/triangle"] = (end - 2 * between) / triangles * 1e9;
                 state.counters["smallest_angle"] = reportOn(*thin).smallestAngleDegrees;
             }
         })
@@ -65,14 +62,15 @@ void addThinning(const Shape& shape, int n)
 
 void addThreads(const Shape& shape, int n, std::size_t threads)
 {
-    add("threads/" + shape.name + "/" + std::to_string(threads), [shape, n,
-                                                                  threads](benchmark::State& state) {
-        SurfaceSettings settings = settingsFor(n);
-        settings.threads = threads;
-        for (auto _ : state) {
-            benchmark::DoNotOptimize(extractSurface(shape.prepared, settings));
-        }
-    })->UseRealTime();
+    add("threads/" + shape.name + "/" + std::to_string(threads),
+        [shape, n, threads](benchmark::State& state) {
+            SurfaceSettings settings = shape.settings(n);
+            settings.threads = threads;
+            timeBusier(state, [&] { benchmark::DoNotOptimize(extractSurface(shape.prepared, settings)); });
+        })
+        ->UseManualTime()
+        ->Iterations(1)
+        ->Repetitions(5);
 }
 
 double bytesOf(const SurfaceMesh& mesh)
@@ -89,7 +87,7 @@ void addMemory(const Shape& shape, int n)
             for (auto _ : state) {
                 const double peak =
                     peakMemoryOfCall("--peak-memory-of-surface=" + shape.name + "," + std::to_string(n));
-                const double mesh = bytesOf(*extractSurface(shape.prepared, settingsFor(n)));
+                const double mesh = bytesOf(*extractSurface(shape.prepared, shape.settings(n)));
                 state.counters["share"] = (peak - mesh) / (64e6 + mesh);
                 state.counters["mesh_MB"] = mesh * 1e-6;
                 state.counters["peak_MB"] = peak * 1e-6;
@@ -121,7 +119,7 @@ std::vector<Row> registerQuality()
                                    .atMost(shape.name == "box" ? 1e-9 : 0.05));
             }
         }
-        if (shape.name != "mesh") {
+        if (!shape.isDear()) {
             addThinning(shape, 256);
             const std::string entry = "thinned/" + shape.name + "/256";
             const Row fewer = counter(of256 + "times fewer triangles, thinned", entry, "times_fewer");
@@ -149,8 +147,9 @@ std::vector<Row> registerQuality()
 void printPeakMemoryOfSurface(const std::string& shapeAndCells)
 {
     const std::size_t comma = shapeAndCells.find(',');
-    const auto mesh = extractSurface(shapeNamed(shapeAndCells.substr(0, comma)).prepared,
-                                     settingsFor(std::stoi(shapeAndCells.substr(comma + 1))));
+    const Shape shape = shapeNamed(shapeAndCells.substr(0, comma));
+    const auto mesh =
+        extractSurface(shape.prepared, shape.settings(std::stoi(shapeAndCells.substr(comma + 1))));
     printPeakMemory();
 }
 

@@ -1,45 +1,31 @@
 #include "benchmarks/surface/shapes.h"
 
-#include "components/registration.h"
-#include "host/graph_document.h"
+#include "benchmarks/example_field.h"
 
-#include <memory>
 #include <stdexcept>
-#include <utility>
 
 namespace zrk::bench {
 
 namespace {
 
-using zrkmodel::DocumentWarnings;
-using zrkmodel::GraphDocument;
-
-Shape shapeOf(const std::string& name, Result<GraphDocument> document)
+Shape shapeOf(const std::string& name, const ExampleField& example)
 {
-    if (!document) {
-        throw std::runtime_error(name + ": " + messageOf(document.error()));
-    }
-    const auto output = document->outputField();
-    if (!output) {
-        throw std::runtime_error(name + ": " + messageOf(output.error()));
-    }
-    return {name, PreparedField(output->field), output->field,
-            std::make_shared<GraphDocument>(std::move(*document))};
+    return {name, PreparedField(example.field), example.field, example.document};
 }
 
 Shape fromText(const std::string& name, const std::string& nodes, const std::string& links,
                const std::string& output)
 {
-    DocumentWarnings warnings;
-    const std::string text = R"({"zrkGraph": 1, "nodes": [)" + nodes + R"(], "links": [)" + links +
-                             R"(], "output": )" + output + "}";
-    return shapeOf(name, GraphDocument::parse(text, name, warnings));
+    return shapeOf(name, fieldOfText(name, R"({"zrkGraph": 1, "nodes": [)" + nodes + R"(], "links": [)" +
+                                               links + R"(], "output": )" + output + "}"));
 }
 
-Shape fromExample(const std::string& name, const std::string& file)
+Shape knot()
 {
-    DocumentWarnings warnings;
-    return shapeOf(name, GraphDocument::load(std::string(ZRK_EXAMPLES) + "/" + file, warnings));
+    Shape shape = shapeOf("knot", exampleField("mesh.zrk.json"));
+    shape.lower = -0.5;
+    shape.upper = 5.5;
+    return shape;
 }
 
 std::string boxNode(int id, bool isWireframe)
@@ -54,7 +40,6 @@ std::string boxNode(int id, bool isWireframe)
 
 std::vector<Shape> shapes()
 {
-    zrkmodel::ZRKGraphComponentsInit::initializeModule();
     return {
         fromText("sphere", R"({"id": 1, "type": "SphereSDF", "uuid": "6E8C3D87-C1B8-4F58-A88A-E8E774076AFF",
                  "values": {"radius": 0.8, "center": [0, 0, 0]}})",
@@ -67,9 +52,10 @@ std::vector<Shape> shapes()
                  "scaling": [1, 1, 1]}}, )" +
                      boxNode(2, false),
                  R"({"from": [1, 0], "to": [2, 0]})", "[2, 0]"),
-        fromExample("gyr", "sphere_and_twisted_gyroid.zrk.json"),
-        fromExample("beams", "beams.zrk.json"),
-        fromExample("mesh", "mesh.zrk.json"),
+        shapeOf("gyr", exampleField("sphere_and_twisted_gyroid.zrk.json")),
+        shapeOf("beams", exampleField("beams.zrk.json")),
+        shapeOf("mesh", exampleField("mesh.zrk.json")),
+        knot(),
     };
 }
 
@@ -83,11 +69,11 @@ Shape shapeNamed(const std::string& name)
     throw std::runtime_error("no shape " + name);
 }
 
-SurfaceSettings settingsFor(int n)
+SurfaceSettings Shape::settings(int n) const
 {
     SurfaceSettings settings;
-    settings.lower = {-1.5, -1.5, -1.5};
-    settings.upper = {1.5, 1.5, 1.5};
+    settings.lower = {lower, lower, lower};
+    settings.upper = {upper, upper, upper};
     settings.cells = {n, n, n};
     settings.keepsCreases = true;
     settings.threads = 1;

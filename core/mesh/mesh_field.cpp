@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cmath>
 #include <limits>
+#include <span>
 #include <utility>
 
 namespace zrk {
@@ -83,6 +84,17 @@ bool hasTrueDistances(const Tree& tree, double size)
         }
     }
     return true;
+}
+
+/// The side of a ball that meets one of those before.
+std::optional<bool> sideOf(const SideBall& ball, std::span<const SideBall> before, double margin)
+{
+    for (const SideBall& known : before) {
+        if (known.meets(ball, margin)) {
+            return known.isInside;
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -217,13 +229,13 @@ bool MeshWindingField::isInside(const Vector3& point, const TriangleSearch::Near
         return isInsideFar(point, found.distance, trail);
     }
     const double margin = distanceError();
-    for (const SideBall& ball : {trail.balls[1], trail.balls[2]}) {
+    for (const SideBall& ball : trail.near) {
         if (ball.holds(point, margin)) {
             return ball.isInside;
         }
     }
-    if (const auto ball = ballBeside(point, found)) {
-        trail.balls[ball->isInside ? 2 : 1] = *ball;
+    if (const auto ball = ballBeside(point, found, trail)) {
+        trail.near[ball->isInside ? 1 : 0] = *ball;
         return ball->isInside;
     }
     return isInsideByWinding(point, found.distance);
@@ -232,25 +244,32 @@ bool MeshWindingField::isInside(const Vector3& point, const TriangleSearch::Near
 /// For points at so large a distance that the estimate of the winding number will do.
 bool MeshWindingField::isInsideFar(const Vector3& point, double distance, Trail& trail) const
 {
+    for (const SideBall& ball : trail.far) {
+        if (ball.holds(point, 0.0)) {
+            return ball.isInside;
+        }
+    }
     // A little less than the distance, which is rounded.
     constexpr double kSurely = 0.999999;
-    if (trail.balls[0].holds(point, 0.0)) {
-        return trail.balls[0].isInside;
+    SideBall own{point, kSurely * distance, false};
+    std::optional<bool> inside = sideOf(own, trail.far, 0.0);
+    if (!inside) {
+        inside = _sides->isInside(own, _nearSurface, [this](const Vector3& center) {
+            const double toCenter = meshDistance(center);
+            return toCenter >= _nearSurface && isInsideByWinding(center, toCenter) ? -toCenter : toCenter;
+        });
     }
-    const auto known = _sides->isInside(point, _nearSurface, [this](const Vector3& center) {
-        const double toCenter = meshDistance(center);
-        return toCenter >= _nearSurface && isInsideByWinding(center, toCenter) ? -toCenter : toCenter;
-    });
-    const bool inside = known ? *known : isInsideByWinding(point, distance);
-    trail.balls[0] = {point, kSurely * distance, inside};
-    return inside;
+    own.isInside = inside ? *inside : isInsideByWinding(point, distance);
+    trail.far[own.isInside ? 1 : 0] = own;
+    return own.isInside;
 }
 
 /// A ball that holds a point close to the surface and reaches far enough from the surface for its side to be
 /// told by an estimate: its centre lies on the line from the nearest point of the surface through the point.
 /// Nothing where the point is too close, or the centre is near another part of the surface.
 std::optional<SideBall> MeshWindingField::ballBeside(const Vector3& point,
-                                                     const TriangleSearch::Nearest& found) const
+                                                     const TriangleSearch::Nearest& found,
+                                                     const Trail& trail) const
 {
     const double margin = distanceError();
     if (!(found.distance > 4 * margin)) {
@@ -265,7 +284,8 @@ std::optional<SideBall> MeshWindingField::ballBeside(const Vector3& point,
         const TriangleSearch::Nearest fromCenter = _search->nearest(center, found.triangle);
         SideBall ball{center, fromCenter.distance, false};
         if (fromCenter.distance >= _nearSurface && ball.holds(point, margin)) {
-            ball.isInside = isInsideByWinding(center, fromCenter.distance);
+            const std::optional<bool> inside = sideOf(ball, trail.near, margin);
+            ball.isInside = inside ? *inside : isInsideByWinding(center, fromCenter.distance);
             return ball;
         }
     }

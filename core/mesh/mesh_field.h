@@ -40,8 +40,9 @@ public:
     struct Trail {
         Vector3 point{};
         std::int32_t triangle = -1;
-        /// One far from the surface, and the last one found outside and inside for a point near it.
-        std::array<SideBall, 3> balls{};
+        /// The last ones found for points far from the surface, outside and inside, and for points near it.
+        std::array<SideBall, 2> far{};
+        std::array<SideBall, 2> near{};
     };
 
     /// Takes a mesh over, builds all on several threads and returns when they are done.
@@ -117,7 +118,8 @@ private:
     bool hasSides() const;
     bool isInside(const Vector3& point, const TriangleSearch::Nearest& found, Trail& trail) const;
     bool isInsideFar(const Vector3& point, double distance, Trail& trail) const;
-    std::optional<SideBall> ballBeside(const Vector3& point, const TriangleSearch::Nearest& found) const;
+    std::optional<SideBall> ballBeside(const Vector3& point, const TriangleSearch::Nearest& found,
+                                       const Trail& trail) const;
     bool isInsideByWinding(const Vector3& point, double distance) const;
 };
 

@@ -28,7 +28,8 @@ struct ThinningLimits {
     double margin;    ///< around triangles that pass through each other, where vertices are held
 };
 
-/// Thins the triangles of one block. One a thread: it holds the memory for it.
+/// Thins the triangles of one block. One a thread: it holds the memory for it. Collapses stand in
+/// vertex_collapses.cpp, flips in sliver_flips.cpp.
 class BlockThinner {
 public:
     BlockThinner(ThinnedMesh& mesh, const ThinningLimits& limits) : _all(mesh), _limits(limits) {}
@@ -113,6 +114,7 @@ private:
     void move(std::uint32_t v, std::size_t target, double error);
     bool ringOf(std::uint32_t v, std::vector<std::uint32_t>& ring) const;
     std::size_t flipSlivers();
+    bool isNearlySliver(std::uint32_t triangle) const;
     bool tryFlip(std::uint32_t corner);
     bool holdIntersections(double margin);
     void store();

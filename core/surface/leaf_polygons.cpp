@@ -69,26 +69,6 @@ public:
 
     const Point& position(VertexName name) const { return _neighbours[name.below]->position(name); }
 
-    /// Whether the connection of two vertices on both sides of a face misses it.
-    bool misses(const Point& a, const Point& b, std::size_t axis, const CellView& above) const
-    {
-        const auto node = [&](std::size_t i) { return above.polygons->leaf.global(i, above.local[i]); };
-        const double at = _grid.coordinate(axis, node(axis));
-        const double share = (at - a[axis]) / (b[axis] - a[axis]);
-        for (std::size_t i = 0; i < 3; ++i) {
-            if (i == axis) {
-                continue;
-            }
-            const double margin = _grid.spacing[i] / 4096;
-            const double p = a[i] + share * (b[i] - a[i]);
-            if (!(p > _grid.coordinate(i, node(i)) + margin &&
-                  p < _grid.coordinate(i, node(i) + 1) - margin)) {
-                return true;
-            }
-        }
-        return false;
-    }
-
     /// The vertices on the lower face across `axis` of a cell, if there are any.
     void findFaceVertices(LeafPolygons& polygons, const ActiveCell& cell, std::size_t axis) const
     {
@@ -101,10 +81,8 @@ public:
         if (!below.polygons) {
             return;
         }
-        const bool isSimple =
-            cell.patchCount == 1 && below.cell->patchCount == 1 && !isAmbiguous(face, cell.inside);
-        if (isSimple && !misses(below.polygons->leaf.vertex(below.cell->firstVertex).position,
-                                above.polygons->leaf.vertex(cell.firstVertex).position, axis, above)) {
+        // The two cells together are a box, so what joins a vertex of each passes through their face.
+        if (cell.patchCount == 1 && below.cell->patchCount == 1 && !isAmbiguous(face, cell.inside)) {
             return;
         }
         const FaceCorners& corners = faceCorners(face);
@@ -234,10 +212,13 @@ void PolygonBuilder::addPolygon(LeafPolygons& polygons, const ActiveCell& cell, 
             return cells[k].polygons->leaf.vertex(corners[k].number).position - from;
         };
         const Point p[4] = {relative(0), relative(1), relative(2), relative(3)};
-        const bool canCut[2] = {
-            crosses(axis, p[0], p[2], p[1]) || crosses(axis, p[0], p[2], p[3]),
-            crosses(axis, p[1], p[3], p[2]) || crosses(axis, p[1], p[3], p[0]),
+        // Of the two triangles that a diagonal may pass through, the one on its side of the edge comes first.
+        const auto canCutAlong = [&](std::size_t k) {
+            const std::size_t nearer = p[k][u] * p[k + 2][v] > p[k][v] * p[k + 2][u] ? k + 1 : (k + 3) % 4;
+            return crosses(axis, p[k], p[k + 2], p[nearer]) ||
+                   crosses(axis, p[k], p[k + 2], p[(nearer + 2) % 4]);
         };
+        const bool canCut[2] = {canCutAlong(0), canCutAlong(1)};
         if (canCut[0] || canCut[1]) {
             bool second = !canCut[0];
             if (canCut[0] && canCut[1]) {
@@ -315,6 +296,14 @@ void LeafPolygons::findTriangles(const SurfaceGrid& grid, const LeafNeighbours& 
             }
         }
     }
+}
+
+void LeafPolygons::dropTriangles()
+{
+    leaf.dropCrossings();
+    faceVertices = {};
+    edgeVertices = {};
+    triangles = {};
 }
 
 } // namespace zrk::surface

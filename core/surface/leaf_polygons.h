@@ -24,10 +24,10 @@ struct VertexName {
 /// The vertices that stand on faces and edges of a leaf's cells, and its triangles.
 ///
 /// Polygons go around the crossed edges; each corner is a cell's vertex. A face vertex comes between two
-/// cells' vertices whose connection misses the face between the cells, and wherever cells have several
-/// vertices. A quad without one is cut along a diagonal that stays within the tetrahedra between the edge and
-/// the vertices, else the polygon becomes a fan around a vertex on the edge. Triangles so never meet but at
-/// their common vertices and edges.
+/// cells' vertices where the face is ambiguous and wherever a cell has several vertices. A quad without one
+/// is cut along a diagonal that stays within the tetrahedra between the edge and the vertices, else the
+/// polygon becomes a fan around a vertex on the edge. Triangles so never meet but at their common vertices
+/// and edges.
 ///
 /// Source: Ju, Udeshi, "Intersection-free contouring on an octree grid", Pacific Graphics 2006, on a uniform
 /// grid; that cells with several vertices get face vertices and middles of crossings is ours.
@@ -50,6 +50,8 @@ struct LeafPolygons {
     /// Step two, once the face vertices of this leaf and of those below are known.
     /// @param isOpen  leaves out the triangles of the cut at the bounds.
     void findTriangles(const SurfaceGrid& grid, const LeafNeighbours& neighbours, bool isOpen);
+    /// Frees what other leaves don't ask for.
+    void dropTriangles();
 
 private:
     /// Number + 1 of a face's first vertex, by axis and place of the cell above the face; 0: it has none.

@@ -1,6 +1,11 @@
 #include "core/surface/leaf_pruning.h"
 
+#include "core/engine/worker_team.h"
+
 #include <algorithm>
+#include <atomic>
+#include <limits>
+#include <mutex>
 #include <tuple>
 
 namespace zrk::surface {
@@ -41,14 +46,16 @@ public:
     }
 
     /// Calls found(units, areBounded) with the units of each call for bounds that may hold something.
+    /// @return what is left to do once there are `enough` boxes to be shared among threads.
     template <class Found>
-    void run(const UnitBox& all, const KeepGoing& keepGoing, const Found& found) const
+    std::vector<UnitBox> run(const UnitBox& all, const KeepGoing& keepGoing, const Found& found,
+                             std::size_t enough = std::numeric_limits<std::size_t>::max()) const
     {
         std::vector<UnitBox> open{all};
         std::vector<Index3> units;
         const double wholeVolume = all.volume();
         double done = 0; // volume that was decided
-        while (!open.empty() && goesOn(keepGoing, done / wholeVolume)) {
+        while (!open.empty() && open.size() < enough && goesOn(keepGoing, done / wholeVolume)) {
             // The last ones first, so that the list stays short.
             const std::size_t count = std::min(open.size(), kBoxes);
             const std::vector<UnitBox> boxes(open.end() - static_cast<std::ptrdiff_t>(count), open.end());
@@ -75,6 +82,7 @@ public:
             }
             found(std::span<const Index3>(units), areBounded);
         }
+        return open;
     }
 
 private:
@@ -144,15 +152,36 @@ bool comesBefore(const Index3& a, const Index3& b)
 }
 
 std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
-                                      const SurfaceLayers& layers, const KeepGoing& keepGoing)
+                                      const SurfaceLayers& layers, std::size_t threads,
+                                      const KeepGoing& keepGoing)
 {
     std::vector<Index3> leaves;
+    const auto addTo = [](std::vector<Index3>& list) {
+        return [&list](std::span<const Index3> units, bool) {
+            list.insert(list.end(), units.begin(), units.end());
+        };
+    };
     const Pruning pruning(field, grid, kLeafCells);
     UnitBox box = pruning.all();
     box.first[2] = layers.first;
     box.end[2] = layers.end;
-    pruning.run(box, keepGoing, [&](std::span<const Index3> units, bool) {
-        leaves.insert(leaves.end(), units.begin(), units.end());
+    const std::vector<UnitBox> open = pruning.run(box, keepGoing, addTo(leaves), kBoxes);
+    std::atomic<bool> isStopped{false};
+    std::atomic<std::size_t> next{0};
+    std::mutex mutex;
+    runTeam(std::clamp<std::size_t>(open.size(), 1, threads), [&](std::size_t worker, std::size_t) {
+        std::vector<Index3> own;
+        const KeepGoing asks = [&](double) {
+            if (worker == 0 && !goesOn(keepGoing, 0)) {
+                isStopped = true;
+            }
+            return !isStopped;
+        };
+        for (std::size_t k = next++; k < open.size() && !isStopped; k = next++) {
+            pruning.run(open[k], asks, addTo(own));
+        }
+        const std::lock_guard lock(mutex);
+        leaves.insert(leaves.end(), own.begin(), own.end());
     });
     std::sort(leaves.begin(), leaves.end(), comesBefore);
     return leaves;

@@ -19,7 +19,8 @@ bool comesBefore(const Index3& a, const Index3& b);
 ///
 /// @param keepGoing  may be empty; false ends the search with what is found so far.
 std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
-                                      const SurfaceLayers& layers, const KeepGoing& keepGoing);
+                                      const SurfaceLayers& layers, std::size_t threads,
+                                      const KeepGoing& keepGoing);
 
 /// All leaves in layers of a grid, in that order.
 std::vector<Index3> allLeaves(const SurfaceGrid& grid, const SurfaceLayers& layers);

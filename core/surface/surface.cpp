@@ -84,7 +84,7 @@ public:
           _field(field, settings.iso, settings.solid == SolidSide::Above, settings.lower, settings.upper),
           _isSharp(settings.keepsCreases),
           _isOpen(settings.isOpen),
-          _threads(workerCount(settings.threads)),
+          _pool(workerCount(settings.threads)),
           _layers(layers),
           _pruning(pruning),
           _sink(sink),
@@ -114,7 +114,7 @@ private:
     SurfaceField _field;
     bool _isSharp;
     bool _isOpen;
-    std::size_t _threads;
+    ThreadPool _pool; ///< the teams' threads, which would otherwise be started for each
     SurfaceLayers _layers;
     SurfacePruning _pruning;
     const SurfaceSink& _sink;
@@ -127,7 +127,8 @@ private:
     std::int64_t _beneath = 0;   ///< vertices of the layer beneath those that are asked for
     std::vector<Point> _vertices;
     std::vector<std::array<std::int64_t, 3>> _triangles;
-    std::int64_t _vertexCount = 0; ///< of what the sink has
+    std::int64_t _vertexCount = 0;  ///< of what the sink has or will have
+    std::optional<double> _waiting; ///< share of all work that the vertices and triangles above end with
     std::uint64_t _sampledLeaves = 0;
     std::atomic<bool> _stopped{false};
     double _done = 0;  ///< share of all leaves before this run of layers
@@ -150,11 +151,15 @@ private:
     }
 
     /// Calls body(k) for each k below `count` on all threads; the calling one reports.
+    /// @param first  what the calling thread does before, while the others begin; may be null.
     template <class MakeBody>
-    void forEach(std::size_t count, const MakeBody& makeBody)
+    void forEach(std::size_t count, const MakeBody& makeBody, void (Extraction::*first)() = nullptr)
     {
         std::atomic<std::size_t> next{0};
-        runTeam(std::clamp<std::size_t>(count, 1, _threads), [&](std::size_t worker, std::size_t) {
+        runTeam(std::clamp<std::size_t>(count, 1, _pool.size()), [&](std::size_t worker, std::size_t) {
+            if (worker == 0 && first) {
+                (this->*first)();
+            }
             auto body = makeBody();
             for (std::size_t k = next++; k < count && !_stopped; k = next++) {
                 body(k);
@@ -177,10 +182,10 @@ private:
     bool buildSlab(const SurfaceLayers& slab)
     {
         _listed = {std::max(0, slab.first - 1), std::min(slab.end + 1, _grid.leafCount(2))};
-        _places =
-            _pruning == SurfacePruning::None
-                ? allLeaves(_grid, _listed)
-                : leavesWithSurface(_field, _grid, _listed, [this](double) { return keepsGoing(_reported); });
+        _places = _pruning == SurfacePruning::None
+                      ? allLeaves(_grid, _listed)
+                      : leavesWithSurface(_field, _grid, _listed, _pool.size(),
+                                          [this](double) { return keepsGoing(_reported); });
         const auto isBelow = [](const Index3& place, std::int32_t layer) { return place[2] < layer; };
         const auto placeOfLayer = [&](std::int32_t layer) {
             return static_cast<std::size_t>(std::lower_bound(_places.begin(), _places.end(), layer, isBelow) -
@@ -195,7 +200,7 @@ private:
                          [this](const auto& leaf) { return hasNeighbours(leaf->leaf); })) {
             return false;
         }
-        const std::size_t usual = std::max(kLeavesARun, kLeavesOfThread * _threads);
+        const std::size_t usual = std::max(kLeavesARun, kLeavesOfThread * _pool.size());
         for (std::size_t first = begin; first < last && !_stopped;) {
             // Whole rows only, so that a later run needs the last row of this one, and what faces upwards of
             // the layer before. What lies beneath the layers that are asked for is in runs of its own.
@@ -221,6 +226,7 @@ private:
                 numberBeneath();
             }
         }
+        passOn();
         return !_stopped;
     }
 
@@ -230,10 +236,7 @@ private:
     void keep(Leaves leaves, const Index3& next)
     {
         for (auto& leaf : leaves) {
-            leaf->leaf.dropCrossings();
-            leaf->faceVertices = {};
-            leaf->edgeVertices = {};
-            leaf->triangles = {};
+            leaf->dropTriangles();
             _below.push_back(std::move(leaf));
         }
         const auto fromRow = [this](std::int32_t y, std::int32_t z) {
@@ -281,28 +284,34 @@ private:
     ///                   the last layer are needed.
     bool process(Leaves& leaves, bool isBeneath)
     {
-        forEach((leaves.size() + kLeavesATask - 1) / kLeavesATask, [&] {
-            return [&, builder = LeafBuilder(_field, _grid, _isSharp, _isOpen)](std::size_t task) mutable {
-                std::vector<SurfaceLeaf*> group;
-                for (std::size_t i = task * kLeavesATask;
-                     i < std::min((task + 1) * kLeavesATask, leaves.size()); ++i) {
-                    group.push_back(&leaves[i]->leaf);
-                }
-                builder.build(group);
-            };
-        });
-        const auto isSurrounded = [this](const auto& leaf) { return hasNeighbours(leaf->leaf); };
-        if (_stopped || !std::all_of(leaves.begin(), leaves.end(), isSurrounded)) {
-            return false;
-        }
+        forEach((leaves.size() + kLeavesATask - 1) / kLeavesATask,
+                [&] {
+                    return [&, builder =
+                                   LeafBuilder(_field, _grid, _isSharp, _isOpen)](std::size_t task) mutable {
+                        std::vector<SurfaceLeaf*> group;
+                        for (std::size_t i = task * kLeavesATask;
+                             i < std::min((task + 1) * kLeavesATask, leaves.size()); ++i) {
+                            group.push_back(&leaves[i]->leaf);
+                        }
+                        builder.build(group);
+                    };
+                },
+                &Extraction::passOn);
         _lookup.rebuild(_below, leaves);
         std::vector<LeafNeighbours> neighbours(leaves.size());
+        std::atomic<bool> areSurrounded{true};
         forEach(leaves.size(), [&] {
             return [&](std::size_t i) {
+                if (!hasNeighbours(leaves[i]->leaf)) {
+                    areSurrounded = false;
+                }
                 neighbours[i] = _lookup.neighbours(*leaves[i]);
                 leaves[i]->findFaceVertices(_grid, neighbours[i]);
             };
         });
+        if (_stopped || !areSurrounded) {
+            return false;
+        }
         const auto hasTriangles = [&](const LeafPolygons& leaf) {
             return !isBeneath || leaf.leaf.at()[2] == _layers.first - 1;
         };
@@ -350,11 +359,23 @@ private:
     {
         const std::int64_t vertices = number(leaves, _vertexCount);
         _vertices.resize(static_cast<std::size_t>(vertices - _vertexCount));
-        forEach(leaves.size(), [&] { return [&](std::size_t i) { write(*leaves[i], neighbours[i]); }; });
-        if (!_stopped && !_sink({_vertices, _triangles, _done + _share})) {
+        forEach(leaves.size(), [&] {
+            return [&](std::size_t i) {
+                write(*leaves[i], neighbours[i]);
+                leaves[i]->dropTriangles();
+            };
+        });
+        _waiting = _done + _share;
+        _vertexCount = vertices;
+    }
+
+    /// Gives the sink what waits for it.
+    void passOn()
+    {
+        if (_waiting && !_stopped && !_sink({_vertices, _triangles, *_waiting})) {
             _stopped = true;
         }
-        _vertexCount = vertices;
+        _waiting.reset();
     }
 
     void write(const LeafPolygons& leaf, const LeafNeighbours& neighbours)

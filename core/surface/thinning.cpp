@@ -55,36 +55,50 @@ private:
 };
 
 /// The triangles of each block, with those of its neighbours whose boxes reach into it.
-struct BlockLists {
-    std::vector<std::size_t> first; ///< one more than there are blocks
-    std::vector<std::uint32_t> triangles;
-
-    BlockLists(const SurfaceMesh& mesh, const Blocks& blocks) : first(blocks.count() + 1, 0)
+class BlockLists {
+public:
+    BlockLists(const SurfaceMesh& mesh, const Blocks& blocks)
+        : _blockOf(mesh.vertices.size()), _first(blocks.count() + 1, 0)
     {
-        forEachPlace(mesh, blocks, [&](std::size_t block, std::uint32_t) { ++first[block + 1]; });
-        for (std::size_t b = 0; b < blocks.count(); ++b) {
-            first[b + 1] += first[b];
+        for (std::size_t v = 0; v < mesh.vertices.size(); ++v) {
+            _blockOf[v] = static_cast<std::uint32_t>(blocks.number(blocks.of(mesh.vertices[v])));
         }
-        triangles.resize(first.back());
-        std::vector<std::size_t> end(first.begin(), first.end() - 1);
+        forEachPlace(mesh, blocks, [&](std::size_t block, std::uint32_t) { ++_first[block + 1]; });
+        for (std::size_t b = 0; b < blocks.count(); ++b) {
+            _first[b + 1] += _first[b];
+        }
+        _triangles.resize(_first.back());
+        std::vector<std::size_t> end(_first.begin(), _first.end() - 1);
         forEachPlace(mesh, blocks,
-                     [&](std::size_t block, std::uint32_t triangle) { triangles[end[block]++] = triangle; });
+                     [&](std::size_t block, std::uint32_t triangle) { _triangles[end[block]++] = triangle; });
     }
 
     std::span<const std::uint32_t> of(std::size_t block) const
     {
-        return {triangles.data() + first[block], first[block + 1] - first[block]};
+        return {_triangles.data() + _first[block], _first[block + 1] - _first[block]};
     }
+    /// The block that a vertex lies in.
+    std::size_t blockOf(std::uint32_t vertex) const { return _blockOf[vertex]; }
 
 private:
+    std::vector<std::uint32_t> _blockOf; ///< by vertex
+    std::vector<std::size_t> _first;     ///< one more than there are blocks
+    std::vector<std::uint32_t> _triangles;
+
     template <class Found>
-    static void forEachPlace(const SurfaceMesh& mesh, const Blocks& blocks, const Found& found)
+    void forEachPlace(const SurfaceMesh& mesh, const Blocks& blocks, const Found& found) const
     {
         for (std::uint32_t t = 0; t < mesh.triangles.size(); ++t) {
-            Index3 lower = blocks.of(mesh.vertices[mesh.triangles[t][0]]);
+            const Triangle& triangle = mesh.triangles[t];
+            const std::size_t block = _blockOf[triangle[0]];
+            if (_blockOf[triangle[1]] == block && _blockOf[triangle[2]] == block) {
+                found(block, t);
+                continue;
+            }
+            Index3 lower = blocks.of(mesh.vertices[triangle[0]]);
             Index3 upper = lower;
             for (std::size_t k = 1; k < 3; ++k) {
-                const Index3 at = blocks.of(mesh.vertices[mesh.triangles[t][k]]);
+                const Index3 at = blocks.of(mesh.vertices[triangle[k]]);
                 for (std::size_t axis = 0; axis < 3; ++axis) {
                     lower[axis] = std::min(lower[axis], at[axis]);
                     upper[axis] = std::max(upper[axis], at[axis]);
@@ -135,9 +149,7 @@ void thinMesh(SurfaceMesh& mesh, const SurfaceGrid& grid, double flatness, std::
             for (std::size_t b = next++; b < blocks.count() && !stopped; b = next++) {
                 const std::span<const std::uint32_t> triangles = lists.of(b);
                 if (!triangles.empty() && (cells == kBlockCells || triangles.size() <= kMostTriangles)) {
-                    thinner.thin(triangles, [&](std::uint32_t v) {
-                        return blocks.number(blocks.of(mesh.vertices[v])) == b;
-                    });
+                    thinner.thin(triangles, [&](std::uint32_t v) { return lists.blockOf(v) == b; });
                 }
                 if (worker == 0 && !keepGoing(static_cast<double>(b) / static_cast<double>(blocks.count()))) {
                     stopped = true;

@@ -16,10 +16,13 @@ using Triangle = std::array<std::uint32_t, 3>;
 
 constexpr std::uint32_t kNoVertex = 0xffffffff;
 
-/// An axis across which a triangle keeps its area when seen along it.
+/// An axis along which a triangle is seen with an area, most likely the largest; 3 if it has none.
 std::size_t clearAxis(const Point& a, const Point& b, const Point& c)
 {
-    for (std::size_t axis = 0; axis < 3; ++axis) {
+    const Point normal = cross(b - a, c - a);
+    std::size_t axis = std::abs(normal[0]) < std::abs(normal[1]) ? 1 : 0;
+    axis = std::abs(normal[axis]) < std::abs(normal[2]) ? 2 : axis;
+    for (std::size_t k = 0; k < 3; ++k, axis = (axis + 1) % 3) {
         if (orientationAlong(axis, a, b, c) != 0) {
             return axis;
         }
@@ -264,14 +267,14 @@ Box boxOf(std::span<const Point> vertices, const Triangle& t)
     return box;
 }
 
+/// Without branches, as half of them would be mispredicted.
 bool overlap(const Box& a, const Box& b)
 {
+    unsigned apart = 0;
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        if (a.lower[axis] > b.upper[axis] || b.lower[axis] > a.upper[axis]) {
-            return false;
-        }
+        apart |= unsigned{a.lower[axis] > b.upper[axis]} | unsigned{b.lower[axis] > a.upper[axis]};
     }
-    return true;
+    return apart == 0;
 }
 
 bool isDegenerate(std::span<const Point> vertices, const Triangle& t)
@@ -296,8 +299,30 @@ public:
         }
     }
 
-    std::span<const Item> items() const { return _items; }
     bool overlaps(const Box& box) const { return !_nodes.empty() && overlap(box, _nodes[0].box); }
+
+    /// Calls found(item, item) for each pair of boxes that overlap, once, and goesOn(share of the tree) in
+    /// between. False as soon as that is false.
+    template <class Found, class GoesOn>
+    bool forEachPair(const Found& found, const GoesOn& goesOn) const
+    {
+        for (std::uint32_t n = 0; n < _nodes.size(); ++n) {
+            const Node& node = _nodes[n];
+            const double share = static_cast<double>(n) / static_cast<double>(_nodes.size());
+            if (!goesOn(share) ||
+                (!isLeaf(n) && !forEachPairOf(n + 1, _nodes[n + 1].after, share, found, goesOn))) {
+                return false;
+            }
+            for (std::uint32_t i = node.first; i < node.end; ++i) {
+                for (std::uint32_t j = i + 1; j < node.end; ++j) {
+                    if (overlap(_items[i].box, _items[j].box)) {
+                        found(_items[i], _items[j]);
+                    }
+                }
+            }
+        }
+        return true;
+    }
 
     /// Calls found(item) for each box that overlaps one.
     template <class Found>
@@ -330,6 +355,37 @@ private:
 
     std::vector<Item> _items;
     std::vector<Node> _nodes;
+
+    bool isLeaf(std::uint32_t n) const { return _nodes[n].after == n + 1; }
+
+    /// The pairs of two branches.
+    template <class Found, class GoesOn>
+    bool forEachPairOf(std::uint32_t a, std::uint32_t b, double share, const Found& found,
+                       const GoesOn& goesOn) const
+    {
+        const Node& first = _nodes[a];
+        const Node& second = _nodes[b];
+        if (!overlap(first.box, second.box)) {
+            return true;
+        }
+        if (isLeaf(a) && isLeaf(b)) {
+            for (std::uint32_t i = first.first; i < first.end; ++i) {
+                for (std::uint32_t j = second.first; j < second.end; ++j) {
+                    if (overlap(_items[i].box, _items[j].box)) {
+                        found(_items[i], _items[j]);
+                    }
+                }
+            }
+            return goesOn(share);
+        }
+        // The larger branch is parted.
+        if (first.after - a >= second.after - b) {
+            return forEachPairOf(a + 1, b, share, found, goesOn) &&
+                   forEachPairOf(_nodes[a + 1].after, b, share, found, goesOn);
+        }
+        return forEachPairOf(a, b + 1, share, found, goesOn) &&
+               forEachPairOf(a, _nodes[b + 1].after, share, found, goesOn);
+    }
 
     void build(std::uint32_t first, std::uint32_t end)
     {
@@ -397,35 +453,28 @@ bool forEachIntersection(std::span<const Point> vertices, std::span<const Triang
         }
         return intersections.intersect(s, t, {shared, count});
     };
-    const auto ask = [&](std::uint32_t triangle, const Box& box) {
-        tree.forEachOverlapping(box, [&](const BoxTree::Item& item) {
-            // A pair of two wanted ones is met twice.
-            if (triangle != item.number && (triangle < item.number || !wants(triangle)) &&
-                meet(triangle, item.number)) {
-                found(triangle, item.number);
-            }
-        });
+    const auto report = [&](std::uint32_t first, std::uint32_t second) {
+        if (meet(std::min(first, second), std::max(first, second))) {
+            found(std::min(first, second), std::max(first, second));
+        }
     };
     std::size_t asked = 0;
-    const auto isStopped = [&] {
+    const auto isGoingOn = [&](double share) {
         constexpr std::size_t kBetweenQuestions = 1024;
-        return asked++ % kBetweenQuestions == 0 &&
-               !goesOn(keepGoing, static_cast<double>(asked) / static_cast<double>(triangles.size()));
+        return asked++ % kBetweenQuestions != 0 || goesOn(keepGoing, share);
     };
-    // In the order of the tree, so that one walks through the same nodes as the one before.
-    for (const BoxTree::Item& item : tree.items()) {
-        if (isStopped()) {
-            return false;
-        }
-        ask(item.number, item.box);
+    const bool isDone = tree.forEachPair(
+        [&](const BoxTree::Item& a, const BoxTree::Item& b) { report(a.number, b.number); }, isGoingOn);
+    if (!isDone || isWanted.empty()) {
+        return isDone;
     }
     for (std::uint32_t t = 0; t < triangles.size(); ++t) {
         const Box box = boxOf(vertices, triangles[t]);
         if (!wants(t) && tree.overlaps(box) && !isDegenerate(vertices, triangles[t])) {
-            if (isStopped()) {
+            if (!isGoingOn(1.0)) {
                 return false;
             }
-            ask(t, box);
+            tree.forEachOverlapping(box, [&](const BoxTree::Item& item) { report(t, item.number); });
         }
     }
     return true;

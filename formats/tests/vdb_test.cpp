@@ -202,7 +202,8 @@ TEST_F(VdbFile, HoldsTheDistanceToAPartAroundIt)
     const Part part{.mesh = mesh,
                     .unit = LengthUnit::Millimeter,
                     .title = "ball",
-                    .voxels = {.origin = {-1.51, -1.5, -1.5}, .side = voxel, .threads = 2}};
+                    .voxels = {.origin = {-1.51, -1.5, -1.5}, .side = voxel},
+                    .threads = 2};
     ASSERT_TRUE(write(part));
     const auto grids = readGrids(path("a.vdb"));
     ASSERT_EQ(grids.size(), 1u);
@@ -249,7 +250,7 @@ TEST_F(VdbFile, CanBeStoppedAllTheTimeAndLeavesTheOldFile)
     settings.lower = {-1, -1, -1};
     settings.cells = {48, 48, 48};
     const SurfaceMesh mesh = hollowBall(settings);
-    const Part part{.mesh = mesh, .voxels = {.origin = {-1, -1, -1}, .side = 2.0 / 48, .threads = 1}};
+    const Part part{.mesh = mesh, .voxels = {.origin = {-1, -1, -1}, .side = 2.0 / 48}, .threads = 1};
     Stopping whole;
     whole.left = 1 << 30;
     ASSERT_TRUE(write(part, &whole));

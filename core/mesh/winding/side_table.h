@@ -26,6 +26,13 @@ struct SideBall {
         const double reach = radius - margin;
         return reach > 0 && squaredDistance(point, center) < reach * reach;
     }
+    /// Whether it has points in common with another ball, whose side then is its own.
+    bool meets(const SideBall& other, double margin) const
+    {
+        const double reach = radius + other.radius - margin;
+        return radius > margin && other.radius > margin &&
+               squaredDistance(center, other.center) < reach * reach;
+    }
 };
 
 /// The sides of the cells of a grid over the box of a closed mesh, where a cell lies on one side, or the part
@@ -41,14 +48,15 @@ public:
         }
     }
 
-    /// Whether the point is inside, where its cell tells. Outside of the box no point is.
+    /// Whether a ball is inside, where the cell of its centre tells. Outside of the box no point is.
     ///
-    /// @param point           farther from the surface than `margin`.
+    /// @param own             its radius is larger than `margin`; which side it is on takes no part.
     /// @param margin          what distances may be off by.
     /// @param signedDistance  double(center): negative inside; called at most once a cell and thread.
     template <class SignedDistance>
-    std::optional<bool> isInside(const Vector3& point, double margin, SignedDistance signedDistance) const
+    std::optional<bool> isInside(const SideBall& own, double margin, SignedDistance signedDistance) const
     {
+        const Vector3& point = own.center;
         Vector3 center;
         std::size_t index = 0;
         for (std::size_t i = 3; i-- > 0;) {
@@ -67,7 +75,7 @@ public:
             _cells[index].store(known, std::memory_order_relaxed);
         }
         const SideBall ball{center, std::abs(known), known < 0};
-        return ball.holds(point, margin) ? std::optional(ball.isInside) : std::nullopt;
+        return ball.meets(own, margin) ? std::optional(ball.isInside) : std::nullopt;
     }
 
 private:
