@@ -25,6 +25,8 @@ constexpr const char* kOtherBounds =
     "give other --bounds, another --iso or a higher --resolution; `zrk slice` "
     "shows the field";
 
+std::string remedyOf(const SurfaceTask& task) { return task.remedy.empty() ? kOtherBounds : task.remedy; }
+
 [[noreturn]] void refuseEmpty(const SurfaceTask& task, std::uint64_t undefinedSamples)
 {
     const zrk::SurfaceSettings& s = task.settings;
@@ -35,7 +37,7 @@ constexpr const char* kOtherBounds =
                      undefinedSamples > 0 ? ", where the field has no value" : ""),
          fmt::format("values {} {} somewhere in the bounds",
                      s.solid == zrk::SolidSide::Above ? "above" : "below", s.iso),
-         kOtherBounds, zrk::FaultKind::FailedWork});
+         remedyOf(task), zrk::FaultKind::FailedWork});
 }
 
 zrk::SurfaceMesh extracted(const SurfaceTask& task, const StageRunner& runStage)

@@ -32,6 +32,7 @@ struct SurfaceTask {
     std::optional<zrk::PartBeams> beams;      ///< that the solid consists of
     std::optional<zrk::LengthUnit> unit;
     std::string title;
+    std::string remedy{}; ///< where the bounds hold no surface; empty for that of the commands
 };
 
 /// Refuses what a format has no place for: colours, or an open surface.

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace zrkui {
 
@@ -16,18 +17,22 @@ constexpr int kSteps = 1000;
 
 class DialogMonitor final : public zrk::ProgressMonitor {
 public:
-    explicit DialogMonitor(QProgressDialog& dialog) : _dialog(dialog) {}
+    DialogMonitor(QProgressDialog& dialog, std::function<void(double)> tell)
+        : _dialog(dialog), _tell(std::move(tell))
+    {}
 
     void progress(double fraction) override
     {
         // Lets the dialog, and nothing else, have its events. The last step would close it.
         const double share = std::isfinite(fraction) ? std::clamp(fraction, 0.0, 1.0) : 0.0;
+        _tell(share);
         _dialog.setValue(std::min(kSteps - 1, static_cast<int>(share * kSteps)));
     }
     bool interruptRequested() override { return _dialog.wasCanceled(); }
 
 private:
     QProgressDialog& _dialog;
+    std::function<void(double)> _tell;
 };
 
 std::vector<std::string> askUser(const FileRequest& request, QWidget* parent, const std::string& lastFolder)
@@ -82,7 +87,7 @@ void ZRKApp::runLong(const std::string& title, QWidget* parent,
         dialog.setWindowModality(Qt::ApplicationModal);
         dialog.setMinimumDuration(kPatience);
         dialog.setValue(0);
-        DialogMonitor monitor(dialog);
+        DialogMonitor monitor(dialog, [&](double fraction) { _work(title, fraction); });
         work(monitor);
     }
     _workDone();

@@ -36,6 +36,11 @@ public:
     /// this thread, as edits do; the dialog, which comes after half a second, keeps other input out.
     void runLong(const std::string& title, QWidget* parent,
                  const std::function<void(zrk::ProgressMonitor&)>& work);
+    /// The listener is called while long work is under way, often: with its title and how far it is, 0 to 1.
+    nod::connection onWork(std::function<void(const std::string& title, double fraction)> listener)
+    {
+        return _work.connect(std::move(listener));
+    }
     /// The listener is called after long work is done: an import changes what a component computes without a
     /// change event.
     nod::connection onWorkDone(std::function<void()> listener)
@@ -54,6 +59,7 @@ private:
     zrkmodel::ZRKDocument* _document = nullptr;
     FileDialog _fileDialog;
     std::string _lastFolder;
+    nod::signal<void(const std::string&, double)> _work;
     nod::signal<void()> _workDone;
     nod::signal<void(const UIField&)> _fieldMessage;
 };

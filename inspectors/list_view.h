@@ -230,6 +230,7 @@ public:
     {
         if (!_menu) {
             _menu = new ZRKOptionsButton(this);
+            setHint(*_menu, "more that can be done with the list");
             _buttons->addWidget(_menu);
         }
         _menu->addEntry(label, std::move(action));
@@ -364,6 +365,15 @@ private:
     }
 };
 
+/// A button that removes the item that was clicked last.
+template <class List>
+void addRemoval(List& list, const char* hint)
+{
+    QPushButton* button = list.addButton("del", [&list] { list.removeSelected(); });
+    button->setObjectName("Warning");
+    setHint(*button, hint);
+}
+
 /// Fills a list from the values that a component holds, hands edits on to them, and shows what becomes of
 /// them elsewhere.
 template <class List, class T>
@@ -377,6 +387,7 @@ void showList(List& list, zrkmodel::ZRKObject& owner, zrkmodel::ZRKValueList<T>&
         *isEditing = false;
     });
     list.setAccessibleName(QString::fromStdString(name));
+    setManualKey(list, name.c_str());
     list.display(values.values());
     followEvent(list, owner, name, [&list, &values, isEditing] {
         if (!*isEditing) {

@@ -85,6 +85,49 @@ public:
         return open;
     }
 
+    /// Removes the leaves, at most kBoxes / 8 of them, whose eight parts all hold nothing: a unit is half as
+    /// wide as a leaf here. Parts that share nodes can't be nothing on different sides.
+    void dropEmpty(std::vector<Index3>& leaves) const
+    {
+        UnitBox parts[kBoxes];
+        PositionBox positions[kBoxes];
+        std::size_t leafOf[kBoxes];
+        std::size_t count = 0;
+        for (std::size_t l = 0; l < leaves.size(); ++l) {
+            for (std::int32_t part = 0; part < 8; ++part) {
+                UnitBox box;
+                bool hasCells = true;
+                for (std::size_t axis = 0; axis < 3; ++axis) {
+                    box.first[axis] = 2 * leaves[l][axis] + (part >> axis & 1);
+                    box.end[axis] = box.first[axis] + 1;
+                    hasCells = hasCells && box.first[axis] * _cellsOfUnit < _grid.cellCount(axis);
+                }
+                if (hasCells) {
+                    parts[count] = box;
+                    positions[count] = positionsOf(box);
+                    leafOf[count++] = l;
+                }
+            }
+        }
+        if (count == 0) {
+            return;
+        }
+        Interval<double> bounds[kBoxes];
+        _field.bounds({positions, count}, bounds);
+        bool holdsSomething[kBoxes / 8] = {};
+        for (std::size_t i = 0; i < count; ++i) {
+            holdsSomething[leafOf[i]] =
+                holdsSomething[leafOf[i]] || contentOf(parts[i], bounds[i]) == Content::Something;
+        }
+        std::size_t kept = 0;
+        for (std::size_t l = 0; l < leaves.size(); ++l) {
+            if (holdsSomething[l]) {
+                leaves[kept++] = leaves[l];
+            }
+        }
+        leaves.resize(kept);
+    }
+
 private:
     const SurfaceField& _field;
     const SurfaceGrid& _grid;
@@ -156,12 +199,19 @@ std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGr
                                       const KeepGoing& keepGoing)
 {
     std::vector<Index3> leaves;
-    const auto addTo = [](std::vector<Index3>& list) {
-        return [&list](std::span<const Index3> units, bool) {
-            list.insert(list.end(), units.begin(), units.end());
+    const Pruning pruning(field, grid, kLeafCells);
+    const Pruning halves(field, grid, kLeafCells / 2);
+    const auto addTo = [&halves](std::vector<Index3>& list) {
+        return [&halves, &list](std::span<const Index3> units, bool) {
+            for (std::size_t first = 0; first < units.size(); first += kBoxes / 8) {
+                const std::span<const Index3> some =
+                    units.subspan(first, std::min(kBoxes / 8, units.size() - first));
+                std::vector<Index3> left(some.begin(), some.end());
+                halves.dropEmpty(left);
+                list.insert(list.end(), left.begin(), left.end());
+            }
         };
     };
-    const Pruning pruning(field, grid, kLeafCells);
     UnitBox box = pruning.all();
     box.first[2] = layers.first;
     box.end[2] = layers.end;

@@ -139,24 +139,25 @@ zrk::Result<void> EditSession::importFiles(std::uint16_t node,
 
 zrk::Result<void> EditSession::setContext(const std::string& key, std::optional<ZRKJson> value)
 {
-    return perform("Set " + key, "context " + key, [&]() -> zrk::Result<void> {
-        const auto former = _parts.root().find("context");
-        ZRKJson context = former == _parts.root().end() ? ZRKJson::object() : *former;
-        if (value) {
-            context[key] = *value;
-        } else {
-            context.erase(key);
-        }
-        const bool isNone = context.empty() && former == _parts.root().end();
-        return setMember(MemberChange::Place::Document, 0, "context",
-                         isNone ? std::nullopt : std::optional(context))
-            .map([&] {
-                for (const auto& node : std::vector(_parts.graph().nodes())) {
-                    const auto view = _parts.graph().node(node->id);
-                    view.object()->onUpstreamChange(view, {"context", nullptr});
-                }
-            });
-    });
+    return perform(key == "modelBounds" ? "Set the bounds" : "Set " + key, "context " + key,
+                   [&]() -> zrk::Result<void> {
+                       const auto former = _parts.root().find("context");
+                       ZRKJson context = former == _parts.root().end() ? ZRKJson::object() : *former;
+                       if (value) {
+                           context[key] = *value;
+                       } else {
+                           context.erase(key);
+                       }
+                       const bool isNone = context.empty() && former == _parts.root().end();
+                       return setMember(MemberChange::Place::Document, 0, "context",
+                                        isNone ? std::nullopt : std::optional(context))
+                           .map([&] {
+                               for (const auto& node : std::vector(_parts.graph().nodes())) {
+                                   const auto view = _parts.graph().node(node->id);
+                                   view.object()->onUpstreamChange(view, {"context", nullptr});
+                               }
+                           });
+                   });
 }
 
 zrk::Result<void> EditSession::setOutput(std::optional<PinAddress> output)

@@ -82,6 +82,7 @@ using PoleList = ZRKQListView<Pole, ZRKPropertyView>;
 void addPoleReference(PoleList::Item& item, ZRKPropertyView& editor)
 {
     auto* picker = new ZRKGeometryPicker(kPointGeometry, 1, {item.value.geometry()});
+    setManualKey(*picker, "poles.point_handle");
     editor.add(picker, {}, captionOf("select:"));
     if (!item.value.is_valid()) {
         UIField::say(picker, "no point is chosen: no effect");
@@ -104,11 +105,13 @@ void addPolePosition(PoleList::Item& item, ZRKPropertyView& editor)
     const char* const axes[] = {"x", "y", "z"};
     for (int i = 0; i < 3; ++i) {
         const double coordinate = item.value.get_point()[static_cast<std::size_t>(i)];
-        editor.addSpinBox(coordinate, {-999999.0, 999999.0}, {}, captionOf(axes[i]))
-            ->connectToListener([&item, i](double value) {
-                item.value.set(i, value);
-                item.changed();
-            });
+        QDoubleSpinBoxWrapper* field =
+            editor.addSpinBox(coordinate, {-999999.0, 999999.0}, {}, captionOf(axes[i]));
+        setManualKey(*field, "poles.point");
+        field->connectToListener([&item, i](double value) {
+            item.value.set(i, value);
+            item.changed();
+        });
     }
     editor.popLayout();
 }
@@ -124,11 +127,13 @@ void buildPole(PoleList::Item& item)
     }
     UIRect rect;
     rect.width = UIInterval::withMinimum(50);
-    editor->addHSlider(item.value.strength, {-1.0, 1.0}, rect, captionOf("strength"))
-        ->connectToListener([&item](double value) {
-            item.value.strength = value;
-            item.changed();
-        });
+    SliderFWrapper* slider =
+        editor->addHSlider(item.value.strength, {-1.0, 1.0}, rect, captionOf("strength"));
+    setManualKey(*slider, "poles.strength");
+    slider->connectToListener([&item](double value) {
+        item.value.strength = value;
+        item.changed();
+    });
     editor->popLayout();
     item.setEditor(editor);
 }
@@ -147,7 +152,7 @@ void multipolePanel(ZRKMultipoleUVW& c, ZRKPropertyView& view)
                         list->addItem(Pole(zrk::Tensor<3, double>{0, 0, 0}, 1.0), true);
                     })
         ->setToolTip("add fixed point");
-    list->addButton("del", [list] { list->removeSelected(); })->setObjectName("Warning");
+    addRemoval(*list, "removes the chosen pole");
     list->addMenuEntry("clear", [list] { list->clear(true); });
     view.pushHBoxLayout();
     addPropertyWidget(view, c.constDirection);

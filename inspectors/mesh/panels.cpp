@@ -25,6 +25,7 @@ void importPanel(Component& c, ZRKPropertyView& view)
     QPushButtonWrapper* button = view.addButton("Import Mesh", {}, nullptr);
     view.popLayout();
     button->setDialog(request);
+    setHint(*button, "reads a mesh in place of the present one");
     button->connectToListener([&c, button, request] {
         const std::vector<std::string> paths = ZRKApp::ui().askForFiles(request, button->window());
         if (paths.empty()) {

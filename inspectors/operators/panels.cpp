@@ -32,6 +32,7 @@ void updateParamSliders(ZRKBinaryOperator& c, ZRKPropertyView& view, Sliders& sl
     for (std::size_t i = 0; i < operation.paramNames.size(); ++i) {
         SliderFWrapper* slider = view.addHSlider(operation.params[i], {0.0, 1.0});
         slider->setAccessibleName(QString::fromStdString(std::string(operation.paramNames[i])));
+        setManualKey(*slider, "op_params");
         slider->connectToListener([&c, i](double value) { c.setParameter(static_cast<int>(i), value); });
         sliders.push_back(slider);
     }
@@ -44,6 +45,7 @@ void binaryPanel(ZRKBinaryOperator& c, ZRKPropertyView& view)
     QBoxLayout* column = view.innermost();
     QComboBoxWrapper* combo = view.addComboBox(ZRKBinaryOperator::operationNames(), c.operationIndex());
     combo->setAccessibleName("operation");
+    setManualKey(*combo, "op_name");
     auto sliders = std::make_shared<Sliders>();
     updateParamSliders(c, view, *sliders);
     view.popLayout();

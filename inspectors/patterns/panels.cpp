@@ -7,6 +7,7 @@
 #include "inspectors/panel_parts.h"
 
 #include <functional>
+#include <tuple>
 
 namespace zrkui {
 
@@ -37,25 +38,27 @@ void buildWave(WaveList::Item& item)
     auto* editor = new ZRKPropertyView;
     editor->pushVBoxLayout();
     editor->pushHBoxLayout();
-    const std::pair<const char*, double Wave::*> frequencies[] = {
-        {"x", &Wave::fx}, {"y", &Wave::fy}, {"z", &Wave::fz}};
-    for (const auto& [label, member] : frequencies) {
-        editor->addSpinBoxI(item.value.*member, {-6, 6}, {}, captionOf(label))
-            ->connectToListener([&item, member = member](int value) {
-                item.value.*member = value;
-                item.changed();
-            });
+    const std::tuple<const char*, const char*, double Wave::*> frequencies[] = {
+        {"x", "waves.fx", &Wave::fx}, {"y", "waves.fy", &Wave::fy}, {"z", "waves.fz", &Wave::fz}};
+    for (const auto& [label, key, member] : frequencies) {
+        QSpinBoxWrapper* field = editor->addSpinBoxI(item.value.*member, {-6, 6}, {}, captionOf(label));
+        setManualKey(*field, key);
+        field->connectToListener([&item, member = member](int value) {
+            item.value.*member = value;
+            item.changed();
+        });
     }
     editor->popLayout();
     editor->pushHBoxLayout();
-    const std::pair<const char*, double Wave::*> shares[] = {{"amp", &Wave::amplitude},
-                                                             {"phase", &Wave::phase}};
-    for (const auto& [label, member] : shares) {
-        editor->addHSlider(item.value.*member, {0.0, 1.0}, {}, captionOf(label))
-            ->connectToListener([&item, member = member](double value) {
-                item.value.*member = value;
-                item.changed();
-            });
+    const std::tuple<const char*, const char*, double Wave::*> shares[] = {
+        {"amp", "waves.amplitude", &Wave::amplitude}, {"phase", "waves.phase", &Wave::phase}};
+    for (const auto& [label, key, member] : shares) {
+        SliderFWrapper* slider = editor->addHSlider(item.value.*member, {0.0, 1.0}, {}, captionOf(label));
+        setManualKey(*slider, key);
+        slider->connectToListener([&item, member = member](double value) {
+            item.value.*member = value;
+            item.changed();
+        });
     }
     editor->popLayout();
     editor->popLayout();
@@ -67,9 +70,9 @@ void patternPanel(ZRKPatternDesigner& c, ZRKPropertyView& view)
     auto* list = new WaveList;
     list->setItemBuilder(buildWave);
     list->setIsAlike(std::equal_to<Wave>());
-    list->addButton("+", [list] { list->addItem(Wave(), true); });
-    list->addButton("del", [list] { list->removeSelected(); })->setObjectName("Warning");
-    list->addButton("random", [&c] { c.randomize(); });
+    setHint(*list->addButton("+", [list] { list->addItem(Wave(), true); }), "adds a wave");
+    addRemoval(*list, "removes the chosen wave");
+    setHint(*list->addButton("random", [&c] { c.randomize(); }), "gives all waves other values, at random");
     list->addMenuEntry("clear", [list] { list->clear(true); });
     view.pushVBoxLayout();
     addPropertyWidget(view, c.multiply);

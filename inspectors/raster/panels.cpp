@@ -33,7 +33,8 @@ void rasterFxPanel(ZRKRasterFX& c, ZRKPropertyView& view)
     view.popLayout();
     view.pushVBoxLayout();
     addPropertyWidget(view, c.autoUpdate);
-    view.addButton("update", {}, [&c] { c.update(); });
+    setHint(*view.addButton("update", {}, [&c] { c.update(); }),
+            "computes the raster anew where what arrives has changed");
     view.popLayout();
     view.popLayout();
 }
@@ -99,16 +100,21 @@ void imageStackPanel(ZRKImageStack& c, ZRKPropertyView& view)
     FileRequest slices{FileRequest::Mode::files, "get slices", "Image Files (*.png)", true};
     view.pushHBoxLayout();
     auto* preview = new UIPreview;
+    setHint(*preview, "the slice that is chosen beside it");
     view.add(preview);
     view.pushVBoxLayout();
     addPropertyWidgets(view, c.wrap, c.sizeX, c.sizeY, c.sizeZ);
     SliderFWrapper* slider = view.addHSlider(0.5, {0.0, 1.0}, {}, captionOf("slice"));
-    view.addButton("remove image", {}, [&c] { c.removeImage(); });
+    setHint(*slider,
+            "which slice the picture shows, from the first to the last; the field doesn't depend on it");
+    setHint(*view.addButton("remove image", {}, [&c] { c.removeImage(); }), "empties the stack");
     QPushButtonWrapper* folderButton = view.addButton("load folder", {}, nullptr);
     folderButton->setDialog(folder);
+    setHint(*folderButton, "stacks all pictures of a folder, in the order of their names");
     folderButton->connectToListener([&c, folderButton, folder] { loadFolder(c, *folderButton, folder); });
     QPushButtonWrapper* slicesButton = view.addButton("load slices", {}, nullptr);
     slicesButton->setDialog(slices);
+    setHint(*slicesButton, "stacks the pictures that are chosen");
     slicesButton->connectToListener([&c, slicesButton, slices] { loadSlices(c, *slicesButton, slices); });
     view.popLayout();
     view.popLayout();

@@ -18,6 +18,8 @@ using namespace zrkmodel;
 
 namespace {
 
+const char* const kResetHint = "makes it the transform that changes nothing";
+
 void quantizePanel(ZRKQuantizeTransform& c, ZRKPropertyView& view)
 {
     view.pushVBoxLayout();
@@ -65,12 +67,13 @@ void matrixPanel(ZRKMatrixTransform& c, ZRKPropertyView& view)
     for (int r = 0; r < 4; ++r) {
         rows[static_cast<std::size_t>(r)] = addMatrixRow(c, view, r);
     }
-    view.addButton("reset", {}, [&c, rows] {
+    QPushButtonWrapper* reset = view.addButton("reset", {}, [&c, rows] {
         c.reset();
         for (std::size_t r = 0; r < rows.size(); ++r) { // of a silent component they aren't told
             rows[r]->display(rowOf(c.matrix.value(), r));
         }
     });
+    setHint(*reset, kResetHint);
     view.popLayout();
     addPropertyWidget(view, c.inverse);
     view.popLayout();
@@ -95,12 +98,13 @@ void affinePanel(ZRKAffineTransform& c, ZRKPropertyView& view)
     for (std::size_t i = 0; i < rows.size(); ++i) {
         rows[i] = addVector(view, *properties[i]);
     }
-    view.addButton("reset", {}, [&c, properties, rows] {
+    QPushButtonWrapper* reset = view.addButton("reset", {}, [&c, properties, rows] {
         c.reset();
         for (std::size_t i = 0; i < rows.size(); ++i) { // of a silent component they aren't told
             rows[i]->display(properties[i]->value());
         }
     });
+    setHint(*reset, kResetHint);
     view.popLayout();
     addPropertyWidget(view, c.inverse);
     view.popLayout();

@@ -37,6 +37,7 @@ void addBlendPage(ZRKImageSweep& c, ZRKPropertyView& page)
                        [&c, property = property](const auto& picked) { c.pick(*property, picked); });
     }
     QPushButtonWrapper* button = page.addButton("compute >>", {}, nullptr);
+    setHint(*button, "computes the volume from the pictures; that may take minutes and can be stopped");
     button->connectToListener([&c, button] { compute(c, *button); });
     page.popLayout();
 }

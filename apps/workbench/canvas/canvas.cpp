@@ -11,6 +11,7 @@
 
 #include <QDateTime>
 #include <QElapsedTimer>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPixmapCache>
 #include <QScrollBar>
@@ -57,6 +58,7 @@ Canvas::Canvas(QWidget* parent)
       _info(new InfoCard(this)),
       _tools(new ToolStrip(this)),
       _zoomChip(nullptr),
+      _hint(new QLabel(this)),
       _nameBox(new QLineEdit(this))
 {
     setAccessibleName("canvas");
@@ -132,6 +134,10 @@ Canvas::Canvas(QWidget* parent)
         letWireGo(true);
         setFocus();
     });
+    _hint->setText("Tab or a double click adds a node.\nPictures, meshes and volumes can be dropped here.");
+    _hint->setAlignment(Qt::AlignCenter);
+    _hint->setProperty("zrkRole", "hint");
+    _hint->setAttribute(Qt::WA_TransparentForMouseEvents);
     _nameBox->hide();
     _nameBox->setAccessibleName("name");
     _nameBox->setToolTip("Enter takes the name, Escape leaves the former one");
@@ -462,6 +468,7 @@ bool Canvas::showWire(WireInfo wire)
     WireItem*& item = _wires[wire.to.bits];
     if (!item) {
         item = new WireItem;
+        item->setPlain(_isPlain);
         _scene->addItem(item);
     }
     item->setEnds(from->second->pinPosition(wire.shownFrom), to->second->pinPosition(wire.to));

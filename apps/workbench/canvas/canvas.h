@@ -22,7 +22,9 @@
 #include <utility>
 #include <vector>
 
+class QLabel;
 class QLineEdit;
+class QMenu;
 class QTimer;
 class QToolButton;
 class QVariantAnimation;
@@ -72,6 +74,8 @@ public:
     // Commands
 
     QList<QAction*> editActions() const { return _editActions; }
+    /// Adds them to a menu, in groups.
+    void addEditActions(QMenu& menu) const;
     QList<QAction*> viewActions() const { return _viewActions; }
     /// The action of a name, such as "bypass"; null for another one.
     QAction* action(const QString& name) const;
@@ -265,6 +269,7 @@ private:
     InfoCard* _info;
     ToolStrip* _tools;
     QToolButton* _zoomChip;
+    QLabel* _hint; ///< how to begin, while the document is empty
     QLineEdit* _nameBox;
     std::function<void(const QString&)> _nameTaken;
 

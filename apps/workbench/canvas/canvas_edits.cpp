@@ -6,16 +6,20 @@
 #include "apps/workbench/canvas/search_popup.h"
 #include "apps/workbench/canvas/wire_item.h"
 #include "apps/workbench/look/icons.h"
+#include "apps/workbench/look/sentences.h"
 #include "host/document_values.h"
 #include "model/graph_object.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QScrollBar>
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 
 namespace zrkworkbench {
 
@@ -95,13 +99,10 @@ void Canvas::refuse(const QString& reason, const QString& remedy, std::optional<
 
 void Canvas::say(const zrk::Fault& fault)
 {
-    const auto sentence = [](const std::string& text) {
-        const QString words = QString::fromStdString(text);
-        return words.isEmpty() ? words : words[0].toUpper() + words.mid(1);
-    };
-    const QString expected = QString::fromStdString(zrk::printable(fault.expected));
-    refuse(sentence(zrk::printable(fault.found)) + (expected.isEmpty() ? "" : ", expected " + expected),
-           sentence(zrk::printable(fault.remedy)));
+    const auto text = [](const std::string& part) { return QString::fromStdString(zrk::printable(part)); };
+    const QString expected = text(fault.expected);
+    refuse(sentence(text(fault.found)) + (expected.isEmpty() ? "" : ", expected " + expected),
+           sentence(text(fault.remedy)));
 }
 
 // Nodes and links
@@ -373,6 +374,22 @@ void Canvas::makeActions()
     updateActions();
 }
 
+void Canvas::addEditActions(QMenu& menu) const
+{
+    // What each group begins with.
+    const std::initializer_list<const char*> first = {"cut", "select-all", "rename", "frame", "align-left"};
+    QMenu* arranging = nullptr;
+    for (QAction* each : _editActions) {
+        if (std::find(first.begin(), first.end(), each->objectName()) != first.end()) {
+            menu.addSeparator();
+        }
+        if (each->objectName() == "align-left") {
+            arranging = menu.addMenu("Arr&ange");
+        }
+        (arranging ? arranging : &menu)->addAction(each);
+    }
+}
+
 void Canvas::updateActions()
 {
     const std::size_t count = selectedNodes().size();
@@ -391,6 +408,7 @@ void Canvas::updateActions()
     enable({"align-left", "align-top"}, count > 1);
     enable({"distribute"}, count > 2);
     enable({"add", "paste", "select-all", "layout", "fit", "fit-all"}, _session != nullptr);
+    _hint->setVisible(_session && isWhole() && _nodes.empty());
 }
 
 void Canvas::copySelection()

@@ -259,9 +259,11 @@ QString Canvas::tipAt(const QPoint& place)
         const NodeItem& node = *_nodes.at(hit.node);
         if (node.badgeRect().contains(scene)) {
             const NodeBadge& badge = node.badge();
-            if (badge.kind == NodeBadge::Kind::computing && badge.text.isEmpty()) {
-                return badge.progress >= 0 ? QString("computing, %1 %").arg(std::lround(badge.progress * 100))
-                                           : QString("computing");
+            if (badge.kind == NodeBadge::Kind::computing) {
+                const QString what = badge.text.isEmpty() ? QString("computing") : badge.text;
+                return badge.progress >= 0
+                           ? QString("%1, %2 %").arg(what).arg(std::lround(badge.progress * 100))
+                           : what;
             }
             return badge.text + (badge.remedy.isEmpty() ? QString() : "\n" + badge.remedy);
         }
@@ -274,8 +276,9 @@ QString Canvas::tipAt(const QPoint& place)
         if (hit.isHeader) {
             const auto* type = typeOfNode(*_session, hit.node);
             const QString text = type ? QString::fromUtf8(type->strings.description) : QString();
-            return node.info().typeTitle + "\n" + text +
-                   (node.info().isBypassed ? "\nbypassed: M uses it again" : "");
+            const NodeInfo& info = node.info();
+            return (info.title == info.typeTitle ? QString() : info.title + "\n") + info.typeTitle + "\n" +
+                   text + (node.info().isBypassed ? "\nbypassed: M uses it again" : "");
         }
     }
     if (hit.kind == Hit::Kind::reroute) {
@@ -510,12 +513,8 @@ void Canvas::contextMenuEvent(QContextMenuEvent* event)
     sync();
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    for (QAction* each : _editActions) {
-        menu->addAction(each);
-    }
-    if (QAction* view = action("view")) {
-        menu->addAction(view);
-    }
+    menu->addAction(action("view"));
+    addEditActions(*menu);
     menu->popup(event->globalPos());
 }
 

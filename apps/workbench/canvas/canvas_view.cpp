@@ -6,6 +6,7 @@
 #include "inspectors/css_style.h"
 
 #include <QEvent>
+#include <QLabel>
 #include <QPainter>
 #include <QScrollBar>
 #include <QStyle>
@@ -131,7 +132,7 @@ void Canvas::fitAll(bool isAnimated)
     for (const FrameItem* frame : _frames) {
         all |= frame->frame();
     }
-    _isFitDue = _isFitDue && all.isEmpty();
+    _isFitDue = false;
     showRect(all, isAnimated, 1);
 }
 
@@ -171,7 +172,9 @@ void Canvas::setPlain(bool isOn)
         return;
     }
     _isPlain = isOn;
-    setPlainWires(isOn);
+    for (auto& [input, wire] : _wires) {
+        wire->setPlain(isOn);
+    }
     if (isOn) {
         _refineTimer->stop();
     } else {
@@ -262,6 +265,8 @@ void Canvas::layOutOverlays()
         _zoomChip->adjustSize();
         _zoomChip->move(margin, height() - margin - _zoomChip->height());
     }
+    _hint->adjustSize();
+    _hint->move((width() - _hint->width()) / 2, (height() - _hint->height()) / 2);
 }
 
 void Canvas::resizeEvent(QResizeEvent* event)

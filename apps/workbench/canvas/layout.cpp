@@ -2,14 +2,19 @@
 
 #include "apps/workbench/canvas/metrics.h"
 
+#include <QRectF>
+
 #include <algorithm>
 #include <cmath>
+#include <set>
 
 namespace zrkworkbench {
 
 namespace {
 
 constexpr int kSweeps = 4;
+constexpr double kTallestColumn = 1200; ///< of parts that don't hang together, at least
+constexpr double kScreenShape = 1.6;    ///< width by height
 
 using Ids = std::vector<std::uint16_t>;
 using Neighbours = std::map<std::uint16_t, Ids>;
@@ -53,24 +58,10 @@ std::map<std::uint16_t, int> depths(const std::map<std::uint16_t, QSizeF>& sizes
     return depth;
 }
 
-} // namespace
-
-std::map<std::uint16_t, QPointF>
-layoutNodes(const std::map<std::uint16_t, QSizeF>& sizes,
-            const std::vector<std::pair<std::uint16_t, std::uint16_t>>& links)
+/// The places of nodes that hang together, in columns from left to right.
+std::map<std::uint16_t, QPointF> layoutPart(const std::map<std::uint16_t, QSizeF>& sizes,
+                                            const Neighbours& before, const Neighbours& after)
 {
-    Neighbours before;
-    Neighbours after;
-    for (const auto& [id, size] : sizes) {
-        before[id];
-        after[id];
-    }
-    for (const auto& [from, to] : links) {
-        if (sizes.contains(from) && sizes.contains(to)) {
-            before[to].push_back(from);
-            after[from].push_back(to);
-        }
-    }
     std::map<int, Ids> columns;
     for (const auto& [id, depth] : depths(sizes, before, after)) {
         columns[depth].push_back(id);
@@ -136,6 +127,78 @@ layoutNodes(const std::map<std::uint16_t, QSizeF>& sizes,
             width = std::max(width, sizes.at(id).width());
         }
         x += std::ceil((width + size::kPitchAcross) / size::kSnap) * size::kSnap;
+    }
+    return places;
+}
+
+/// The nodes that a node hangs together with, and itself.
+Ids partOf(std::uint16_t node, const Neighbours& before, const Neighbours& after,
+           std::set<std::uint16_t>& seen)
+{
+    Ids part;
+    Ids open{node};
+    seen.insert(node);
+    while (!open.empty()) {
+        part.push_back(open.back());
+        open.pop_back();
+        for (const Neighbours* neighbours : {&before, &after}) {
+            for (const std::uint16_t other : neighbours->at(part.back())) {
+                if (seen.insert(other).second) {
+                    open.push_back(other);
+                }
+            }
+        }
+    }
+    return part;
+}
+
+} // namespace
+
+std::map<std::uint16_t, QPointF>
+layoutNodes(const std::map<std::uint16_t, QSizeF>& sizes,
+            const std::vector<std::pair<std::uint16_t, std::uint16_t>>& links)
+{
+    Neighbours before;
+    Neighbours after;
+    double area = 0;
+    for (const auto& [id, size] : sizes) {
+        before[id];
+        after[id];
+        area += (size.width() + size::kPitchAcross) * (size.height() + size::kPitchDown);
+    }
+    for (const auto& [from, to] : links) {
+        if (sizes.contains(from) && sizes.contains(to)) {
+            before[to].push_back(from);
+            after[from].push_back(to);
+        }
+    }
+    // Parts stand beneath each other, and many of them side by side, so that all have the shape of a screen.
+    const double tallest = std::max(kTallestColumn, std::sqrt(area / kScreenShape));
+    std::map<std::uint16_t, QPointF> places;
+    std::set<std::uint16_t> seen;
+    double x = 0, y = 0, across = 0;
+    for (const auto& [id, size] : sizes) {
+        if (seen.contains(id)) {
+            continue;
+        }
+        std::map<std::uint16_t, QSizeF> part;
+        for (const std::uint16_t member : partOf(id, before, after, seen)) {
+            part[member] = sizes.at(member);
+        }
+        const auto within = layoutPart(part, before, after);
+        QRectF room;
+        for (const auto& [member, place] : within) {
+            room |= QRectF(place, sizes.at(member));
+        }
+        if (y > 0 && y + room.height() > tallest) {
+            x = snapped(across + 2 * size::kPitchAcross);
+            y = 0;
+        }
+        for (const auto& [member, place] : within) {
+            places[member] = place + QPointF(x, y);
+        }
+        across = std::max(across, x + room.width());
+        y = snapped(y + room.height() + 2 * size::kPitchDown);
     }
     return places;
 }

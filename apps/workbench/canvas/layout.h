@@ -11,7 +11,8 @@
 namespace zrkworkbench {
 
 /// Places nodes in columns by how many nodes feed them in a row, so that wires lead from left to right.
-/// Within a column they are ordered so that few wires cross, and each lies level with what it is linked with.
+/// Parts that don't hang together stand beneath each other, and many of them side by side. Within a column
+/// nodes are ordered so that few wires cross, and each lies level with what it is linked with.
 ///
 /// @param sizes  of the nodes, by id.
 /// @param links  from a node to a node; those of unknown nodes are left out of account. No cycles.

@@ -11,7 +11,7 @@ struct NodeBadge {
 
     Kind kind = Kind::none;
     double progress = -1; ///< 0 to 1 while computing; below 0 where it isn't known
-    QString text{};       ///< what is wrong
+    QString text{};       ///< what is wrong, or what is computed where that isn't plain
     QString remedy{};
 
     friend bool operator==(const NodeBadge&, const NodeBadge&) = default;

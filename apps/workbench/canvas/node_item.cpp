@@ -196,21 +196,18 @@ void NodeItem::measure()
     const double name = textWidth(_info.title, size::kNodeFont, true);
     const double summary = _info.summary.isEmpty() ? 0 : textWidth(_info.summary, size::kHintFont) + 8;
     // Room for one badge always, so that the width doesn't change with states.
-    const double header = size::kHeaderName + name + summary + size::kHeaderPad + size::kBadgePitch;
+    const double header = std::min(size::kHeaderName + name + summary + size::kHeaderPad + size::kBadgePitch,
+                                   size::kWidestHeader);
     double inputs = 0;
     double outputs = 0;
-    double editors = 0;
     for (const PinInfo& pin : _info.inputs) {
         inputs = std::max(inputs, textWidth(pin.name, size::kNodeFont));
-        editors = pin.value ? size::kEditorGap + size::kEditorWidth : editors;
     }
     for (const PinInfo& pin : _info.outputs) {
         outputs = std::max(outputs, textWidth(pin.name, size::kNodeFont));
     }
-    _editorLeft = size::kPinName + inputs + size::kEditorGap;
     const double rows = 2 * size::kPinName + inputs + kNameGap + outputs;
-    const double rowsOfEditors = 2 * size::kPinName + inputs + editors;
-    const double width = std::max({size::kNodeWidth, header, rows, rowsOfEditors});
+    const double width = std::max({size::kNodeWidth, header, rows});
     const auto count = std::max(_info.inputs.size(), _info.outputs.size());
     _size.setWidth(std::ceil(width / size::kSnap) * size::kSnap);
     _size.setHeight(size::kHeader + size::kPadTop + size::kPadBottom +
@@ -499,17 +496,11 @@ void NodeItem::paintRows(QPainter& painter) const
         if (pin.isLinked) {
             continue;
         }
-        if (pin.value) {
-            const QRectF editor(_editorLeft, rowMiddle(i) - size::kEditorHeight / 2, size::kEditorWidth,
-                                size::kEditorHeight);
-            painter.setPen(QPen(style().color(Role::edge), 1));
-            painter.setBrush(style().color(Role::fieldOverridden));
-            painter.drawRoundedRect(editor.adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);
-            paintText(painter, editor.adjusted(4, 0, -6, 0), Qt::AlignVCenter | Qt::AlignRight,
-                      numberText(*pin.value), size::kHintFont,
-                      style().color(_lights ? Role::hint : Role::secondText));
-        } else if (pin.passesPosition) {
-            const QString text = "position";
+        // What arrives while nothing is linked.
+        const QString text = pin.value            ? numberText(*pin.value)
+                             : pin.passesPosition ? QString("position")
+                                                  : QString();
+        if (!text.isEmpty()) {
             const double left = size::kPinName + textWidth(pin.name, size::kNodeFont) + 6;
             if (left + textWidth(text, size::kHintFont) <= end) {
                 paintText(painter, row.adjusted(left - size::kPinName, 0, 0, 0),

@@ -63,7 +63,6 @@ public:
 private:
     NodeInfo _info;
     QSizeF _size;
-    double _editorLeft = 0;
     bool _isSelected = false;
     double _hover = 0;
     bool _isViewed = false;

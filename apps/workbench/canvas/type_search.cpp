@@ -33,6 +33,8 @@ enum Score {
     kWholeName = 120,
 };
 
+constexpr int kMostOften = 5; ///< times that a page says a word; more count no more
+
 struct Words {
     QString name; ///< in lower case, as all of these
     QStringList classes;
@@ -40,7 +42,7 @@ struct Words {
     QString family;
     QString category;
     QString description;
-    QStringList page;
+    QStringList page; ///< as often as they stand there
 };
 
 QString lower(std::string_view text)
@@ -64,15 +66,16 @@ const Words& wordsOf(const ZRKGraphObjectRegistration& type)
     words.category = lower(type.strings.category);
     words.description = lower(type.strings.description);
     QString page = lower(manual.summary) + " " + lower(manual.overview) + " " + lower(manual.notes);
-    for (const zrkmodel::ManualValue& value : manual.properties) {
-        page += " " + lower(value.key) + " " + lower(value.meaning);
-        for (const zrkmodel::ManualChoice& choice : value.choices) {
-            page += " " + lower(choice.name) + " " + lower(choice.value);
+    for (const auto values : {manual.properties, manual.storedKeys}) {
+        for (const zrkmodel::ManualValue& value : values) {
+            page += " " + lower(value.key) + " " + lower(value.meaning);
+            for (const zrkmodel::ManualChoice& choice : value.choices) {
+                page += " " + lower(choice.name) + " " + lower(choice.value) + " " + lower(choice.meaning);
+            }
         }
     }
     static const QRegularExpression blanks("[^a-z0-9äöüß-]+");
     words.page = page.split(blanks, Qt::SkipEmptyParts);
-    words.page.removeDuplicates();
     return known.emplace(&type, std::move(words)).first->second;
 }
 
@@ -113,9 +116,11 @@ SearchHit matchWord(const ZRKGraphObjectRegistration& type, const QString& word)
         const auto end = words.description.indexOf(QRegularExpression("[^a-z0-9-]"), at);
         return {&type, kDescription, "page: " + words.description.mid(at, end < 0 ? -1 : end - at)};
     }
+    // A page that says it more often is more about it.
     for (const QString& each : words.page) {
         if (each.startsWith(word)) {
-            return {&type, kPage, "page: " + each};
+            hit.score = std::min(std::max<int>(hit.score + 1, kPage), kPage + kMostOften);
+            hit.why = hit.why.isEmpty() ? "page: " + each : hit.why;
         }
     }
     return hit;

@@ -20,7 +20,6 @@ namespace {
 
 constexpr double kMargin = 12; ///< of the glow, and of the pin at the free end
 double sceneScale = 1;
-bool hasPlainWires = false;
 
 void addCurve(QPainterPath& path, const QPointF& from, const QPointF& to)
 {
@@ -40,8 +39,6 @@ double zoomOf(const QPainter& painter)
 }
 
 void setSceneScale(double scale) { sceneScale = scale; }
-
-void setPlainWires(bool arePlain) { hasPlainWires = arePlain; }
 
 QPainterPath wirePath(const QPointF& from, const QPointF& to, const std::vector<QPointF>& via)
 {
@@ -164,7 +161,7 @@ void WireItem::paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidget
         painter->drawLine(at, _to);
         return;
     }
-    if (hasPlainWires && !_isDragged) {
+    if (_isPlain && !_isDragged) {
         painter->setRenderHint(QPainter::Antialiasing, false);
         painter->setPen(QPen(color, 0));
         painter->drawPolyline(_line);

@@ -32,6 +32,9 @@ public:
     void setDragged(bool isOn);
     /// Held where it can't be dropped.
     void setRefused(bool isOn);
+    /// A thin line that isn't smoothed, as long as the zoom of a large document moves. It shows with the next
+    /// painting, which isn't asked for here.
+    void setPlain(bool isOn) { _isPlain = isOn; }
 
     /// How far a point of the scene is from the wire.
     double distanceTo(const QPointF& point) const;
@@ -51,6 +54,7 @@ private:
     bool _isFaded = false;
     bool _isDragged = false;
     bool _isRefused = false;
+    bool _isPlain = false;
 
     void layOut();
     void restack();
@@ -60,7 +64,5 @@ private:
 double zoomOf(const QPainter& painter);
 /// The scale of the interface, which `zoomOf` leaves out.
 void setSceneScale(double scale);
-/// Whether wires are thin lines that aren't smoothed, as long as the zoom of a large document moves.
-void setPlainWires(bool arePlain);
 
 } // namespace zrkworkbench

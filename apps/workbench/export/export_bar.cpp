@@ -59,10 +59,7 @@ ExportBar::ExportBar(QWidget* parent)
     _cancel->setAutoRaise(true);
     _cancel->setAccessibleName("cancel the export");
     _cancel->setToolTip("Cancel the export; no file is left half written");
-    connect(_cancel, &QToolButton::clicked, this, [this] {
-        _job.cancel();
-        _left->setText("stopping");
-    });
+    connect(_cancel, &QToolButton::clicked, this, [this] { cancel(); });
     _job.onProgress([this](const ExportProgress& progress) { display(progress); });
     _job.onDone([this](const ExportResult& result) {
         hide();
@@ -82,15 +79,25 @@ bool ExportBar::start(ExportTask task)
     _name->setText("Exporting " + name);
     _progress->setValue(0);
     _left->clear();
+    _isStopping = false;
     show();
     return true;
+}
+
+void ExportBar::cancel()
+{
+    _job.cancel();
+    _isStopping = true;
+    _left->setText("stopping");
 }
 
 void ExportBar::display(const ExportProgress& progress)
 {
     _progress->setValue(static_cast<int>(progress.fraction * kProgressSteps));
     _progress->setToolTip(QString::fromStdString(progress.stage));
-    _left->setText(progress.secondsLeft ? timeText(*progress.secondsLeft) + " left" : QString());
+    if (!_isStopping) {
+        _left->setText(progress.secondsLeft ? timeText(*progress.secondsLeft) + " left" : QString());
+    }
 }
 
 } // namespace zrkworkbench

@@ -21,8 +21,10 @@ public:
 
     /// False, and nothing happens, while another export runs.
     bool start(ExportTask task);
-    void cancel() { _job.cancel(); }
+    void cancel();
     bool isRunning() const { return _job.isRunning(); }
+    /// The file that is being written, or was written last.
+    const std::string& file() const { return _job.file(); }
     void onDone(std::function<void(const ExportResult&)> listener) { _done = std::move(listener); }
 
 private:
@@ -32,6 +34,7 @@ private:
     QToolButton* _cancel;
     std::function<void(const ExportResult&)> _done;
     ExportJob _job;
+    bool _isStopping = false;
 
     void display(const ExportProgress& progress);
 };

@@ -193,11 +193,12 @@ void ExportDialog::addOptions()
         break;
     case ExportKind::Surface:
         _resolution = addNumber("Resolution", "Cells along the longest side", "resolution", 128, 1, 100000);
-        _flatness = addNumber("Adaptive",
+        _flatness = addNumber("Flatness",
                               "Join triangles where the surface is flat within this, model units; 0 nowhere",
                               "adaptive", 0, 0, 1e6, false);
-        _sharp = addCheck("Sharp", "Keep edges and corners sharp", "sharp");
-        _open = addCheck("Open", "Leave the surface open where the bounds cut it", "open");
+        _sharp = addCheck("Sharp edges and corners",
+                          "Keep edges and corners sharp, else they are rounded by a cell", "sharp");
+        _open = addCheck("Open at the bounds", "Leave the surface open where the bounds cut it", "open");
         break;
     case ExportKind::Slice:
         _resolution = addNumber("Size", "Pixels along the longer side", "size", 1024, 16, 16384);

@@ -106,6 +106,7 @@ Run runOf(const Snapshot& snapshot, const SurfaceExport& options, const zrkmodel
         task.unit = zrk::valueOrThrow(zrk::lengthUnit("unit", snapshot.unit));
     }
     task.title = zrkmodel::titleOf(snapshot.document);
+    task.remedy = "look for it in the slice, and widen the bounds of the document";
     return [file = snapshot.file, task = std::move(task)](const zrkmodel::StageRunner& runStage) {
         const zrk::SurfaceMesh mesh = zrk::valueOrThrow(zrkmodel::writeSurface(file, task, runStage));
         return fmt::format("{} triangles, {} vertices", mesh.triangles.size(), mesh.vertices.size());

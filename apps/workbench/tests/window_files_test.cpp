@@ -217,7 +217,10 @@ TEST_F(WindowTest, RecoversAfterAKill)
         ASSERT_TRUE(window.notices().has("recovery"));
         EXPECT_FALSE(window.notices().has("lock")) << "the killed program holds no lock";
         ASSERT_TRUE(press(window, takes ? "Recover them" : "Discard them"));
-        EXPECT_EQ(radiusOf(window), takes ? 0.875 : 0.5) << window.message();
+        if (takes) { // once it is read
+            ASSERT_TRUE(QTest::qWaitFor([&] { return radiusOf(window) == 0.875; })) << window.message();
+        }
+        EXPECT_EQ(radiusOf(window), takes ? 0.875 : 0.5);
         EXPECT_EQ(window.isWindowModified(), takes);
         EXPECT_EQ(std::filesystem::exists(recoveryFile), takes) << "it stays until the document is saved";
         if (takes) {
@@ -227,6 +230,20 @@ TEST_F(WindowTest, RecoversAfterAKill)
         EXPECT_FALSE(std::filesystem::exists(recoveryFile));
         EXPECT_FALSE(window.notices().has("recovery"));
     }
+}
+
+TEST_F(WindowTest, ARecoveryThatCantBeReadStaysOffered)
+{
+    put(".a.zrk.json.recovery", "{");
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    ASSERT_TRUE(press(window, "Recover them"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window.notices().has("refused"); }));
+    EXPECT_THAT(window.notices().textOf("refused").toStdString(), HasSubstr("can't be recovered"));
+    EXPECT_TRUE(window.notices().has("recovery")) << "it may still be discarded, or mended";
+    EXPECT_EQ(radiusOf(window), 0.5);
+    EXPECT_FALSE(window.isWindowModified());
 }
 
 } // namespace

@@ -1,8 +1,12 @@
 #include "apps/workbench/canvas/node_item.h"
 #include "apps/workbench/tests/window_fixture.h"
+#include "apps/workbench/views/solid_view.h"
 
 #include <QAction>
+#include <QDockWidget>
 #include <QLabel>
+#include <QMenu>
+#include <QSettings>
 #include <QToolButton>
 
 #include <gmock/gmock.h>
@@ -122,6 +126,53 @@ TEST_F(WindowTest, ResetAppearsWithAChangedValue)
     EXPECT_TRUE(hasReset());
     ASSERT_TRUE(window.session()->undo());
     EXPECT_FALSE(hasReset());
+}
+
+TEST_F(WindowTest, LayoutAndRecentFilesAreKept)
+{
+    QCoreApplication::setOrganizationName("zrk-tests");
+    QCoreApplication::setApplicationName("workbench");
+    QSettings::setDefaultFormat(QSettings::IniFormat);
+    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, QString::fromStdString(path("settings")));
+    const auto dock = [](Window& window, const char* name) { return window.findChild<QDockWidget*>(name); };
+    for (const bool isFirst : {true, false}) {
+        Window window({.keepsSettings = true, .edit = {}});
+        window.show();
+        EXPECT_EQ(dock(window, "Problems")->isVisible(), !isFirst);
+        EXPECT_EQ(dock(window, "Types")->isVisible(), isFirst);
+        QStringList recent;
+        for (auto* menu : window.findChildren<QMenu*>()) {
+            if (menu->title() == "Open &recent") {
+                Q_EMIT menu->aboutToShow();
+                for (const QAction* action : menu->actions()) {
+                    recent << action->text();
+                }
+            }
+        }
+        ASSERT_EQ(recent.size(), 1);
+        EXPECT_EQ(recent[0].startsWith("a.zrk.json"), !isFirst) << recent[0].toStdString();
+        ASSERT_TRUE(window.open(path("a.zrk.json")));
+        dock(window, "Problems")->show();
+        dock(window, "Types")->hide();
+        EXPECT_TRUE(window.close());
+    }
+}
+
+TEST_F(WindowTest, TheFirstStartShowsAnExampleThatCanBeTurned)
+{
+    Window window;
+    window.show();
+    window.showFirstStart();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window.document() != nullptr; }, 20000));
+    settle(window);
+    EXPECT_FALSE(window.document()->graph()->nodes().empty());
+    EXPECT_TRUE(window.session()->path().empty()) << "nobody writes over an example";
+    EXPECT_EQ(window.view().tab(), ViewPane::Tab::Solid);
+    EXPECT_TRUE(window.findChild<QDockWidget*>("Examples")->isVisible());
+    const QImage before = window.view().grab().toImage();
+    window.view().solid().turn(60, 0);
+    settle(window);
+    EXPECT_NE(window.view().grab().toImage(), before);
 }
 
 } // namespace

@@ -1,9 +1,13 @@
 // Draws the window in the states that come with its use, for the documentation:
-//     window_pictures FOLDER [dark]
+//     window_pictures FOLDER [dark] [all]
+// "all" draws further states, to look at: menus, tips, dialogs, a narrow window, many nodes, long names.
 // QT_SCALE_FACTOR gives the pixel ratio.
 
 #include "apps/workbench/canvas/canvas.h"
 #include "apps/workbench/views/view_pane.h"
+#include "apps/workbench/window/notice_bar.h"
+#include "apps/workbench/window/quick_search.h"
+#include "apps/workbench/window/top_bar.h"
 #include "apps/workbench/window/window.h"
 #include "components/registration.h"
 #include "inspectors/css_style.h"
@@ -13,14 +17,21 @@
 #include "testing/source_folder.h"
 
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QDockWidget>
+#include <QHelpEvent>
 #include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
+#include <QPainter>
 #include <QTemporaryDir>
 #include <QtTest/QtTest>
 
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <tuple>
+#include <utility>
 
 using namespace zrkworkbench;
 using zrkmodel::Pin_handle;
@@ -58,8 +69,19 @@ public:
         settle(window);
         step(window);
         settle(window);
-        const QString path = QString("%1/%2_%3.png").arg(_folder, name, _palette);
-        _isWell = window.grab().save(path) && _isWell;
+        save(name, window);
+    }
+    /// The same with a window that the step itself fills.
+    template <class Step>
+    void drawNew(const char* name, QSize size, Step&& step)
+    {
+        Window window;
+        window.resize(size);
+        window.show();
+        window.activateWindow();
+        step(window);
+        settle(window);
+        save(name, window);
     }
     bool isWell() const { return _isWell; }
 
@@ -71,6 +93,31 @@ public:
     }
 
 private:
+    /// The window with the menus, tips and dialogs that stand over it.
+    void save(const char* name, Window& window)
+    {
+        QPixmap picture = window.grab();
+        QPainter painter(&picture);
+        for (QWidget* over : QApplication::topLevelWidgets()) {
+            if (over == &window || !over->isVisible()) {
+                continue;
+            }
+            const bool isDialog = over->windowType() == Qt::Dialog || over->windowType() == Qt::Window;
+            const QPoint place = isDialog ? QPoint(300, 200) : over->pos() - window.pos();
+            if (isDialog) { // a frame, which the window system draws else
+                painter.fillRect(QRect(place, over->size()).adjusted(-1, -1, 1, 1), Qt::darkGray);
+            }
+            painter.drawPixmap(place, over->grab());
+        }
+        painter.end();
+        _isWell = picture.save(QString("%1/%2_%3.png").arg(_folder, name, _palette)) && _isWell;
+        for (QWidget* over : QApplication::topLevelWidgets()) {
+            if (over != &window && over->isVisible()) {
+                over->close();
+            }
+        }
+    }
+
     QString _folder;
     QString _palette;
     bool _isWell = true;
@@ -140,6 +187,124 @@ void drawAll(Pictures& pictures, const std::string& folder)
     pictures.draw("recovery", twisted, [](Window&) {});
 }
 
+std::string manyNodes(int rows)
+{
+    using zrkmodel::ZRKJson;
+    ZRKJson document{{"zrkGraph", 1}, {"nodes", ZRKJson::array()}, {"links", ZRKJson::array()}};
+    document["context"]["modelBounds"] = {{-1, -1, -1}, {1, 1, 1}};
+    const char* const types[] = {"SphereSDF", "BoxSDF", "TorusSDF"};
+    for (int i = 0; i < rows; ++i) {
+        const double x = 520.0 * (i % 20), y = 200.0 * (i / 20);
+        document["nodes"].push_back({{"id", 2 * i}, {"type", types[i % 3]}, {"position", {x, y}}});
+        document["nodes"].push_back({{"id", 2 * i + 1}, {"type", "Shell"}, {"position", {x + 240, y}}});
+        document["links"].push_back({{"from", {2 * i, 0}}, {"to", {2 * i + 1, 0}}});
+    }
+    document["output"] = {1, 0};
+    return document.dump();
+}
+
+/// States that the documentation doesn't show and that are looked at all the same.
+void drawMore(Pictures& pictures, const std::string& folder)
+{
+    const std::string gyroid =
+        (zrktest::sourceFolder() / "examples/sphere_and_twisted_gyroid.zrk.json").string();
+    const auto menuOf = [](Window& window, const QString& title) -> QMenu* {
+        for (QAction* action : window.topBar().menus()->actions()) {
+            if (action->text() == title) {
+                return action->menu();
+            }
+        }
+        return nullptr;
+    };
+    for (const auto& [name, title] : {std::pair{"menu_file", "&File"}, std::pair{"menu_edit", "&Edit"},
+                                      std::pair{"menu_view", "&View"}}) {
+        pictures.draw(name, gyroid, [&, title = title](Window& window) {
+            menuOf(window, title)->popup(window.mapToGlobal(QPoint(40, 40)));
+            QTest::qWait(20);
+        });
+    }
+    pictures.draw("menu_node", gyroid, [](Window& window) {
+        const QPoint at = window.canvas().nodeRect(3).topLeft() + QPoint(60, 12);
+        QContextMenuEvent event(QContextMenuEvent::Mouse, at, window.canvas().viewport()->mapToGlobal(at));
+        QApplication::sendEvent(window.canvas().viewport(), &event);
+        QTest::qWait(20);
+    });
+    pictures.draw("tip", gyroid, [](Window& window) {
+        const QPoint at = window.canvas().nodeRect(2).topLeft() + QPoint(60, 12);
+        QHelpEvent event(QEvent::ToolTip, at, window.canvas().viewport()->mapToGlobal(at));
+        QApplication::sendEvent(window.canvas().viewport(), &event);
+    });
+    pictures.draw("quick_search", gyroid, [](Window& window) {
+        window.topBar().search()->setFocus();
+        QTest::keyClicks(window.topBar().search(), "sp");
+        QTest::qWait(50);
+    });
+    pictures.draw("search_all", gyroid, [](Window& window) {
+        window.canvas().openSearch();
+        QTest::keyClicks(QApplication::focusWidget(), "in");
+        QTest::qWait(20);
+    });
+    for (const char* command : {"Surface", "Picture of the slice", "Picture of the solid", "Volume"}) {
+        const std::string name = "export_" + QString(command).section(' ', -1).toLower().toStdString();
+        pictures.draw(name.c_str(), gyroid, [&](Window& window) {
+            window.command(command)->trigger();
+            QTest::qWait(20);
+        });
+    }
+    pictures.draw("wire", gyroid, [](Window& window) {
+        const QPoint at = *window.canvas().wirePoint(Pin_handle::input(4, 1));
+        QMouseEvent move(QEvent::MouseMove, at, window.canvas().viewport()->mapToGlobal(at), Qt::NoButton,
+                         Qt::NoButton, {});
+        QApplication::sendEvent(window.canvas().viewport(), &move);
+        QTest::qWait(800);
+    });
+    const auto showNotice = [](Window& window) {
+        window.notices().show(
+            "changed", "bracket.zrk.json was changed by another program, and here too.",
+            {{"Read it, drop my changes"}, {"Keep mine, write over it"}, {"Save mine as..."}});
+    };
+    pictures.draw("notices", gyroid, [&](Window& window) {
+        showNotice(window);
+        window.notices().showProgress("reading", "Reading bracket.obj; you can go on meanwhile.", 0.4, [] {});
+    });
+    pictures.drawNew("first_start", {1440, 900}, [](Window& window) {
+        window.showFirstStart();
+        QTest::qWait(1500);
+    });
+    pictures.drawNew("empty", {1440, 900}, [](Window& window) { window.newDocument(); });
+    pictures.drawNew("narrow", {900, 600}, [&](Window& window) {
+        window.open(gyroid);
+        showNotice(window);
+    });
+    const std::string many = folder + "/many.zrk.json";
+    std::ofstream(many) << manyNodes(1000);
+    pictures.draw("many", many, [](Window&) {});
+    const std::string names =
+        folder + "/a_document_with_a_name_that_is_longer_than_anyone_would_like_it_to_be.zrk.json";
+    std::ofstream(names) << R"({"zrkGraph": 1, "nodes": [
+        {"id": 1, "type": "SphereSDF", "label": "The outer wall of the pressure vessel, second revision",
+         "position": [0, 0]},
+        {"id": 2, "type": "Shell", "label": "Wall", "position": [500, 0]},
+        {"id": 3, "type": "Multiply", "label": "Ω with ünïcode 中文 and so on", "position": [800, 0]}],
+        "links": [{"from": [1, 0], "to": [2, 0]}, {"from": [2, 0], "to": [3, 0]}], "output": [3, 0]})";
+    pictures.draw("names", names, [](Window& window) { window.select(2); });
+    for (const auto& [name, type, values] :
+         {std::tuple{"list", "PatternDesigner", R"({"waves": [{"fx": 1}, {"fy": 2, "fx": 0}]})"},
+          std::tuple{"poles", "Multipole UVW", R"({"poles": [{"point": [0, 0, 0]}, {"is_ref": true}]})"},
+          std::tuple{"raster", "RasterFX", "{}"}, std::tuple{"sweep", "ZRKImageSweep", "{}"}}) {
+        const std::string file = folder + "/" + name + ".zrk.json";
+        std::ofstream(file) << R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": ")" << type
+                            << R"(", "values": )" << values << R"(}], "output": [1, 0]})";
+        pictures.draw(name, file, [](Window&) {});
+    }
+    pictures.draw("document", gyroid, [](Window& window) { window.session()->select({}); });
+    pictures.draw("manual", gyroid, [](Window& window) {
+        window.select(2);
+        window.command("Manual page")->trigger();
+        QTest::qWait(100);
+    });
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -152,7 +317,7 @@ int main(int argc, char** argv)
     QApplication application(argc, argv);
     const QStringList arguments = QApplication::arguments();
     if (arguments.size() < 2) {
-        std::fputs("usage: window_pictures FOLDER [dark]\n", stderr);
+        std::fputs("usage: window_pictures FOLDER [dark] [all]\n", stderr);
         return 2;
     }
     zrkmodel::ZRKGraphComponentsInit::initializeModule();
@@ -165,5 +330,8 @@ int main(int argc, char** argv)
     const QTemporaryDir folder;
     Pictures pictures(arguments[1], isDark ? "dark" : "light");
     drawAll(pictures, folder.path().toStdString());
+    if (arguments.contains("all")) {
+        drawMore(pictures, folder.path().toStdString());
+    }
     return pictures.isWell() ? 0 : 1;
 }

@@ -236,7 +236,7 @@ TEST_F(WindowTest, InspectorTellsWhereInputsComeFrom)
     ASSERT_TRUE(window.select(3));
     QTest::qWait(1);
     EXPECT_EQ(window.inspector().findChild<QLabel*>("OverriddenValue"), nullptr);
-    EXPECT_NE(window.inspector().findChild<QLabel*>("DefaultValue"), nullptr);
+    EXPECT_NE(window.inspector().findChild<QLabel*>("UnlinkedInput"), nullptr);
 }
 
 TEST_F(WindowTest, ChangesItsColours)
@@ -524,11 +524,17 @@ TEST_F(WindowTest, SurvivesARandomSession)
         const auto any = [&] {
             return nodes[static_cast<std::size_t>(upTo(static_cast<int>(nodes.size())))]->id;
         };
-        switch (upTo(nodes.size() > 1 ? 9 : 1)) {
-        case 0:
-            window.canvas().addNodeAtCentre(
-                types[static_cast<std::size_t>(upTo(static_cast<int>(types.size())))].className);
+        static const char* const kinds[] = {"add",  "select", "link",   "delete", "undo",
+                                            "undo", "redo",   "bypass", "type"};
+        const int kind = upTo(nodes.size() > 1 ? 9 : 1);
+        const Doing doing(kinds[kind]);
+        switch (kind) {
+        case 0: {
+            const auto& type = types[static_cast<std::size_t>(upTo(static_cast<int>(types.size())))];
+            const Doing adding(type.className.c_str());
+            window.canvas().addNodeAtCentre(type.className);
             break;
+        }
         case 1:
             EXPECT_TRUE(window.select(any()));
             break;
@@ -590,7 +596,7 @@ TEST_F(WindowTest, TheWatchdogTellsWhoHeldTheWindow)
     }
     QTest::qWait(50);
     ASSERT_EQ(watchdog.holds().size(), 1u);
-    EXPECT_EQ(watchdog.holds()[0].what, "sleeping");
+    EXPECT_EQ(watchdog.holds()[0].what, "reading: sleeping");
     EXPECT_NEAR(watchdog.holds()[0].milliseconds, 250, 60);
 }
 

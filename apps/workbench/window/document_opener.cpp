@@ -37,6 +37,13 @@ struct DocumentOpener::Job final : zrk::ProgressMonitor {
                 const QString name = QDir::homePath() + "/" + request.place->name();
                 return EditSession::openUnnamed(request.path, name.toStdString(), warnings, settings);
             }
+            if (request.isRecovery) {
+                zrkmodel::DocumentWarnings ofSaved;
+                return EditSession::open(request.path, ofSaved, settings)
+                    .and_then([&](std::unique_ptr<EditSession> session) {
+                        return session->recover(warnings).map([&] { return std::move(session); });
+                    });
+            }
             if (!request.isTemplate) {
                 return EditSession::open(request.path, warnings, settings);
             }

@@ -27,6 +27,8 @@ struct OpenRequest {
     std::shared_ptr<UnsavedPlace> place{};
     /// It is read from that place, where an earlier program left it.
     bool isLeft = false;
+    /// With the changes of its recovery file.
+    bool isRecovery = false;
 };
 
 struct OpenedDocument {

@@ -1,8 +1,10 @@
 #include "apps/workbench/window/inspector.h"
 
 #include "apps/workbench/look/icons.h"
+#include "apps/workbench/window/document_panel.h"
 #include "apps/workbench/window/names.h"
 #include "apps/workbench/window/parts.h"
+#include "apps/workbench/window/watchdog.h"
 #include "host/document_values.h"
 #include "inspectors/app.h"
 #include "inspectors/css_style.h"
@@ -16,6 +18,7 @@
 #include "model/pins.h"
 
 #include <QApplication>
+#include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -44,6 +47,7 @@ namespace {
 
 constexpr int kResetColumn = 28; ///< right of the panel
 constexpr int kLeastPanelWidth = 404;
+constexpr int kLongestSource = 150; ///< the name of what sets an input
 
 /// The ancestor of a widget, or itself, that is of a class.
 template <class Widget>
@@ -58,7 +62,7 @@ Widget* ancestorOf(QObject* object)
 }
 
 /// What the manual page says of a value.
-QString tipOf(const zrkmodel::ManualValue& value)
+QString tipOf(const zrkmodel::ManualMember& value)
 {
     const auto text = [](std::string_view part) {
         return QString::fromUtf8(part.data(), static_cast<int>(part.size())).toHtmlEscaped();
@@ -75,6 +79,37 @@ QString tipOf(const zrkmodel::ManualValue& value)
         tip += "<br>" + more.join("; ");
     }
     return "<p>" + tip + "</p>"; // rich text is broken into lines
+}
+
+/// What the manual page says of what a control shows; null for nothing.
+const zrkmodel::ManualMember* manualOf(const QWidget& control, const zrkmodel::Manual& manual)
+{
+    const auto find = [](const auto& values, const std::string& key) -> decltype(values.data()) {
+        const auto found =
+            std::find_if(values.begin(), values.end(), [&](const auto& each) { return each.key == key; });
+        return found == values.end() ? nullptr : &*found;
+    };
+    if (const std::string key = zrkui::shownProperty(control).toStdString(); !key.empty()) {
+        return find(manual.properties, key);
+    }
+    const QStringList keys = zrkui::manualKey(control).split('.');
+    const zrkmodel::ManualValue* value = find(manual.storedKeys, keys.front().toStdString());
+    return value && keys.size() > 1 ? find(value->members, keys.back().toStdString()) : value;
+}
+
+/// The items of a list of choices say what they mean.
+void explainChoices(QComboBox& combo, const zrkmodel::ManualMember& value)
+{
+    for (const zrkmodel::ManualChoice& choice : value.choices) {
+        const auto text = [](std::string_view part) {
+            return QString::fromUtf8(part.data(), static_cast<int>(part.size()));
+        };
+        for (const QString& name : {text(choice.name), text(choice.value).remove('"')}) {
+            if (const int row = combo.findText(name, Qt::MatchFixedString); row >= 0) {
+                combo.setItemData(row, text(choice.meaning), Qt::ToolTipRole);
+            }
+        }
+    }
 }
 
 QFont weighted(QFont font, QFont::Weight weight, int morePixels)
@@ -141,6 +176,7 @@ Inspector::Inspector(QWidget* parent)
       _name(new QLineEdit),
       _subtitle(new QLabel),
       _header(new QWidget),
+      _document(new DocumentPanel),
       _empty(new QLabel),
       _area(new QScrollArea),
       _refresh(new QTimer(this)),
@@ -189,6 +225,7 @@ Inspector::Inspector(QWidget* parent)
     _area->setFrameShape(QFrame::NoFrame);
     _area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     column->addWidget(_area, 1);
+    column->addWidget(_document);
     _empty->setProperty("zrkRole", "hint");
     _empty->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
     _empty->setWordWrap(true);
@@ -228,6 +265,7 @@ void Inspector::setSession(EditSession* session)
     _edits.disconnect();
     show(std::nullopt);
     _session = session;
+    _document->setSession(session);
     if (session) {
         _edits = session->addListener([this](const EditEvent& event) { follow(event); });
     }
@@ -239,7 +277,11 @@ void Inspector::follow(const EditEvent& event)
     using Kind = EditEvent::Kind;
     const bool isMine = _shown && event.node == *_shown;
     switch (event.kind) {
+    case Kind::Document:
+        _document->display();
+        break;
     case Kind::Replaced:
+        _document->display();
         show(std::nullopt);
         followSelection();
         break;
@@ -326,11 +368,13 @@ void Inspector::show(std::optional<std::uint16_t> id)
     const bool isShown = node.isAlive();
     _header->setVisible(isShown);
     _area->setVisible(isShown);
+    _document->setVisible(!isShown && _session);
     _empty->setVisible(!isShown);
     if (!isShown) {
         _empty->setText(_session ? QString("Select a node to see its values.") : QString());
         return;
     }
+    const Doing doing("opening a panel");
     _shown = id;
     _object = node.object();
     _fresh = zrkmodel::freshTwin(*_object);
@@ -351,7 +395,6 @@ void Inspector::show(std::optional<std::uint16_t> id)
     column->addWidget(_pins);
     column->addStretch(1);
     inspect(node);
-    explain();
     _holder = holder;
     _area->setWidget(holder);
     showHeader();
@@ -378,21 +421,21 @@ void Inspector::inspect(const zrkmodel::ZRKNodeBase<0, zrkmodel::ZRKGraphObject>
     }
 }
 
-/// Gives the panel's controls tool tips where they have none of their own.
-void Inspector::explain()
+/// Gives a control of the panel a tool tip where it has none of its own.
+void Inspector::explain(QWidget& control)
 {
     const auto* type = typeOf(*_session, *_shown);
-    if (!type) {
+    const auto* value = type ? manualOf(control, zrkmodel::manualOf(*type)) : nullptr;
+    if (auto* combo = qobject_cast<QComboBox*>(&control); combo && value) {
+        explainChoices(*combo, *value);
+    }
+    if (!control.toolTip().isEmpty()) {
         return;
     }
-    const zrkmodel::Manual& manual = zrkmodel::manualOf(*type);
-    for (auto* control : _panel->findChildren<QWidget*>()) {
-        const std::string key = zrkui::shownProperty(*control).toStdString();
-        const auto value = std::find_if(manual.properties.begin(), manual.properties.end(),
-                                        [&](const zrkmodel::ManualValue& each) { return each.key == key; });
-        if (value != manual.properties.end() && control->toolTip().isEmpty()) {
-            control->setToolTip(tipOf(*value));
-        }
+    if (value) {
+        control.setToolTip(tipOf(*value));
+    } else if (const QString hint = zrkui::hintOf(control); !hint.isEmpty()) {
+        control.setToolTip(hint);
     }
 }
 
@@ -503,27 +546,30 @@ void Inspector::addInput(const zrkmodel::ZRKGraphPin& pin)
     auto* name = new QLabel(QString::fromStdString(pin.name), line);
     name->setFixedWidth(scaled(*this, 96));
     row->addWidget(name);
-    const bool isLinked = !pin.connections.empty();
-    if (!pin.defaultValue.isEmpty() && pin.tag == Tag::Scalar) {
-        auto* field = new QLabel(zrkui::textOfNumber(pin.defaultValue.components[0], 4), line);
-        field->setObjectName(isLinked ? "OverriddenValue" : "DefaultValue");
-        field->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        field->setFixedSize(scaled(*this, 64), scaled(*this, 24));
-        field->setAccessibleName(name->text() + ", value while nothing is linked");
-        field->setToolTip(isLinked ? "a link takes the place of this value"
-                                   : "what the input reads while nothing is linked");
-        row->addWidget(field);
-    }
-    if (isLinked) {
+    const QString value = pin.defaultValue.isEmpty() || pin.tag != Tag::Scalar
+                              ? QString()
+                              : zrkui::textOfNumber(pin.defaultValue.components[0], 4);
+    if (!pin.connections.empty()) {
+        if (!value.isEmpty()) {
+            auto* field = new QLabel(value, line);
+            field->setObjectName("OverriddenValue");
+            field->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+            field->setFixedSize(scaled(*this, 64), scaled(*this, 24));
+            field->setAccessibleName(name->text() + ", value while nothing is linked");
+            field->setToolTip("a link takes the place of this value");
+            row->addWidget(field);
+        }
         const zrkmodel::Pin_handle from = pin.connections.front();
         auto* link = new QToolButton(line);
         link->setObjectName("Link");
         link->setAutoRaise(true);
         link->setIcon(icon("lock"));
         link->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-        link->setText(" set by " + nameOf(*_session, {from.node(), from.index()}));
-        link->setAccessibleName(name->text() + " is" + link->text());
-        link->setToolTip("selects that node");
+        const QString source = nameOf(*_session, {from.node(), from.index()});
+        link->setText(" set by " +
+                      link->fontMetrics().elidedText(source, Qt::ElideMiddle, scaled(*this, kLongestSource)));
+        link->setAccessibleName(name->text() + " is set by " + source);
+        link->setToolTip("selects " + source);
         connect(link, &QToolButton::clicked, this, [this, node = from.node()] {
             if (_nodeWanted) {
                 _nodeWanted(node);
@@ -531,10 +577,12 @@ void Inspector::addInput(const zrkmodel::ZRKGraphPin& pin)
         });
         row->addWidget(link);
     } else {
-        auto* text = new QLabel(pin.allowsPassthrough()      ? "reads the position"
-                                : pin.defaultValue.isEmpty() ? "nothing arrives: reads 0 with weight 0"
-                                                             : "when nothing is linked",
+        // The value is the type's own: no document can have another one.
+        auto* text = new QLabel(pin.allowsPassthrough() ? "reads the position"
+                                : value.isEmpty()       ? "nothing arrives: reads 0 with weight 0"
+                                                  : QString("reads %1 while nothing is linked").arg(value),
                                 line);
+        text->setObjectName("UnlinkedInput");
         text->setProperty("zrkRole", "hint");
         row->addWidget(text);
     }
@@ -584,6 +632,7 @@ void Inspector::showSpeed(const QString& text)
 /// Beside each field whose value isn't that of a new node stands a button that makes it so.
 void Inspector::placeResets()
 {
+    const Doing doing("comparing values with those of a new node");
     if (!_panel || !_shown || !_holder) {
         return;
     }
@@ -708,6 +757,12 @@ void Inspector::tellEntries()
     }
 }
 
+void Inspector::onSaid(std::function<void(const zrk::Fault&)> listener)
+{
+    _document->onSaid(listener);
+    _said = std::move(listener);
+}
+
 void Inspector::tell(const zrk::Result<void>& result)
 {
     if (!result && _said) {
@@ -724,16 +779,17 @@ void Inspector::endGesture()
 
 bool Inspector::eventFilter(QObject* watched, QEvent* event)
 {
-    if (!_panel || !_session) {
+    if (!_session) {
         return false;
     }
-    const auto isInPanel = [&] {
+    const auto isWithin = [&](const QWidget* panel) {
         auto* widget = qobject_cast<QWidget*>(watched);
-        return widget && _panel->isAncestorOf(widget);
+        return panel && widget && panel->isAncestorOf(widget);
     };
     switch (event->type()) {
     case QEvent::MouseButtonPress:
-        if (!_isGesture && static_cast<QMouseEvent&>(*event).button() == Qt::LeftButton && isInPanel()) {
+        if (!_isGesture && static_cast<QMouseEvent&>(*event).button() == Qt::LeftButton &&
+            (isWithin(_panel) || isWithin(_document))) {
             // What is typed elsewhere is a step of its own.
             auto* typed = ancestorOf<zrkui::NumberField>(QApplication::focusWidget());
             if (typed && typed != ancestorOf<zrkui::NumberField>(watched)) {
@@ -749,9 +805,14 @@ bool Inspector::eventFilter(QObject* watched, QEvent* event)
             QTimer::singleShot(0, this, [this] { endGesture(); });
         }
         break;
+    case QEvent::Polish: // is new, as are the items of a list that come into sight
+        if (_shown && isWithin(_panel)) {
+            explain(static_cast<QWidget&>(*watched));
+        }
+        break;
     case QEvent::LayoutRequest:
     case QEvent::Resize:
-        if (watched == _panel || isInPanel()) {
+        if (_panel && (watched == _panel || isWithin(_panel))) {
             _refresh->start(0);
         }
         break;

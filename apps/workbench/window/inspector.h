@@ -29,8 +29,11 @@ class ZRKPropertyView;
 
 namespace zrkworkbench {
 
+class DocumentPanel;
+
 /// The panel of the selected node under a header with its name, its manual page and what can be done with it;
-/// beneath, what arrives at its inputs and what its outputs give.
+/// beneath, what arrives at its inputs and what its outputs give. While no node is selected, the values of
+/// the document.
 ///
 /// All that a button of the mouse does in a panel, from press to release, is one step of the history.
 class Inspector : public QWidget {
@@ -60,10 +63,12 @@ public:
     {
         _entries = std::move(listener);
     }
-    void onSaid(std::function<void(const zrk::Fault&)> listener) { _said = std::move(listener); }
+    void onSaid(std::function<void(const zrk::Fault&)> listener);
     /// Actions of the "more" menu besides its own.
     void setNodeActions(const QList<QAction*>& actions) { _actions = actions; }
 
+    /// The values of the document, shown or not.
+    DocumentPanel& document() { return *_document; }
     /// Gives all values of the shown node those of a new one, in one step.
     void resetAll();
 
@@ -90,6 +95,7 @@ private:
     QWidget* _header;
     QToolButton* _reset;
     QToolButton* _more;
+    DocumentPanel* _document;
     QLabel* _empty;
     QScrollArea* _area;
     QWidget* _pins = nullptr;
@@ -124,7 +130,7 @@ private:
     void tellEntries();
     void tell(const zrk::Result<void>& result);
     void inspect(const zrkmodel::ZRKNodeBase<0, zrkmodel::ZRKGraphObject>& node);
-    void explain();
+    void explain(QWidget& control);
     void fitWidth();
     void endGesture();
 };

@@ -201,16 +201,19 @@ private:
         painter.setBrush(colorOf(index.data(kFamilyRole).toString()));
         painter.drawRoundedRect(
             QRectF(row.left() + scaled(_library, 22), middle - square / 2, square, square), 2, 2);
+        const QString count = QString::number(index.model()->rowCount(index));
+        QRect text = row.adjusted(scaled(_library, 36), 0, -scaled(_library, 8), 0);
+        painter.setFont(option.font);
+        painter.setPen(style.color(LibraryRole::hint));
+        painter.drawText(text, Qt::AlignRight | Qt::AlignVCenter, count);
+        text.setRight(text.right() - option.fontMetrics.horizontalAdvance(count) - scaled(_library, 6));
         QFont font = option.font;
         font.setWeight(QFont::DemiBold);
         painter.setFont(font);
         painter.setPen(style.color(LibraryRole::text));
-        painter.drawText(row.adjusted(scaled(_library, 36), 0, 0, 0), Qt::AlignVCenter,
-                         index.data(Qt::DisplayRole).toString());
-        painter.setFont(option.font);
-        painter.setPen(style.color(LibraryRole::hint));
-        painter.drawText(row.adjusted(0, 0, -scaled(_library, 8), 0), Qt::AlignRight | Qt::AlignVCenter,
-                         QString::number(index.model()->rowCount(index)));
+        painter.drawText(text, Qt::AlignVCenter,
+                         QFontMetrics(font).elidedText(index.data(Qt::DisplayRole).toString(), Qt::ElideRight,
+                                                       text.width()));
     }
 
     void paintType(QPainter& painter, const QStyleOptionViewItem& option, const QRect& row,

@@ -11,8 +11,11 @@
 #include <QDesktopServices>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
+#include <QTextBlock>
 #include <QTextBrowser>
 #include <QTextDocument>
+#include <QTextTable>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -20,6 +23,7 @@ namespace zrkworkbench {
 
 using zrkmodel::Manual;
 using zrkui::scaled;
+using zrkui::ZRKCSSStyle;
 
 namespace {
 
@@ -82,8 +86,32 @@ public:
             return false;
         }
         document()->setBaseUrl(QUrl::fromLocalFile(path));
-        setMarkdown(QString::fromUtf8(file.readAll()));
+        showText(QString::fromUtf8(file.readAll()));
         return true;
+    }
+    /// Without the class in the title, which the table beneath names.
+    void showText(QString markdown)
+    {
+        static const QRegularExpression classInTitle("^(# [^\n(]*) \\(`[^`\n]*`\\)");
+        setMarkdown(markdown.replace(classInTitle, "\\1"));
+        for (QTextBlock block = document()->begin(); block.isValid(); block = block.next()) {
+            layOut(block);
+        }
+        for (QTextFrame* frame : document()->rootFrame()->childFrames()) {
+            if (auto* table = qobject_cast<QTextTable*>(frame)) {
+                QTextTableFormat format = table->format();
+                format.setBorder(1);
+                format.setBorderCollapse(true);
+                format.setBorderBrush(ZRKCSSStyle::current().color(ZRKCSSStyle::Role::paneLine));
+                format.setBorderStyle(QTextFrameFormat::BorderStyle_Solid);
+                format.setCellPadding(scaled(*this, 5));
+                format.setCellSpacing(0);
+                format.setTopMargin(scaled(*this, 4));
+                format.setBottomMargin(scaled(*this, 12));
+                table->setFormat(format);
+            }
+        }
+        moveCursor(QTextCursor::Start);
     }
 
     QVariant loadResource(int type, const QUrl& name) override
@@ -95,6 +123,32 @@ public:
         QImage picture(place.toLocalFile());
         const int room = scaled(*this, 560);
         return picture.width() > room ? picture.scaledToWidth(room, Qt::SmoothTransformation) : picture;
+    }
+
+private:
+    /// Headings stand apart, paragraphs and code have room.
+    void layOut(const QTextBlock& block)
+    {
+        QTextCursor cursor(block);
+        if (cursor.currentTable()) {
+            return;
+        }
+        QTextBlockFormat format = block.blockFormat();
+        const int level = format.headingLevel();
+        format.setTopMargin(level > 1 ? scaled(*this, 14) : 0);
+        format.setBottomMargin(scaled(*this, level > 0 ? 6 : 8));
+        if (format.hasProperty(QTextFormat::BlockCodeFence) || format.nonBreakableLines()) {
+            format.setLeftMargin(scaled(*this, 12));
+            format.setBottomMargin(scaled(*this, 2));
+        }
+        cursor.setBlockFormat(format);
+        if (level > 0) {
+            QTextCharFormat text;
+            text.setProperty(QTextFormat::FontPixelSize, scaled(*this, level == 1 ? 20 : 15));
+            text.setFontWeight(QFont::DemiBold);
+            cursor.select(QTextCursor::BlockUnderCursor);
+            cursor.mergeCharFormat(text);
+        }
     }
 };
 
@@ -125,7 +179,7 @@ void ManualWindow::showType(const std::string& className)
     const QString name = QString::fromStdString(className);
     const QString page = dataFolder() + "/docs/components/" + name + ".md";
     if (dataFolder().isEmpty() || !static_cast<Browser*>(_browser)->showFile(page)) {
-        _browser->setMarkdown(QString::fromStdString(manualText(className)));
+        static_cast<Browser*>(_browser)->showText(QString::fromStdString(manualText(className)));
     }
     setWindowTitle("Manual: " + name);
     show();

@@ -2,12 +2,12 @@
 
 #include "inspectors/css_style.h"
 
-#include <QHBoxLayout>
+#include <QBoxLayout>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QStringList>
 #include <QTimer>
-#include <QVBoxLayout>
 
 #include <algorithm>
 #include <cmath>
@@ -16,29 +16,58 @@ namespace zrkworkbench {
 
 using zrkui::scaled;
 
+namespace {
+
+constexpr int kLongestWord = 32;
+constexpr int kLeastWidth = 160;
+constexpr int kLeastText = 200; ///< beside buttons
+
+/// A name that is too long to stand in a line, such as that of a file, without its middle.
+QString withoutLongWords(const QString& text)
+{
+    QStringList words = text.split(' ');
+    for (QString& word : words) {
+        if (word.size() > kLongestWord) {
+            word = word.left(kLongestWord / 2) + QChar(0x2026) + word.right(kLongestWord / 2 - 1);
+        }
+    }
+    return words.join(' ');
+}
+
+} // namespace
+
+/// A text, with its buttons beside it or, where there is little room, beneath.
 class NoticeBar::Notice final : public QFrame {
 public:
     explicit Notice(QWidget* parent)
-        : QFrame(parent), _row(new QHBoxLayout(this)), _text(new QLabel), _progress(new QProgressBar)
+        : QFrame(parent),
+          _row(new QBoxLayout(QBoxLayout::LeftToRight, this)),
+          _buttonRow(new QBoxLayout(QBoxLayout::LeftToRight)),
+          _label(new QLabel),
+          _progress(new QProgressBar)
     {
         setObjectName("Notice");
         _row->setContentsMargins(scaled(*this, 12), scaled(*this, 5), scaled(*this, 8), scaled(*this, 5));
         _row->setSpacing(scaled(*this, 8));
-        _text->setWordWrap(true);
-        _text->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        _row->addWidget(_text, 1);
+        _label->setWordWrap(true);
+        _label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        _row->addWidget(_label, 1);
         _progress->setRange(0, 1000);
         _progress->setTextVisible(false);
         _progress->setFixedWidth(scaled(*this, 160));
         _progress->hide();
         _row->addWidget(_progress);
+        _buttonRow->setSpacing(scaled(*this, 8));
+        _row->addLayout(_buttonRow);
     }
 
-    QString text() const { return _text->text(); }
+    QString text() const { return _text; }
     void setText(const QString& text)
     {
-        if (text != _text->text()) {
-            _text->setText(text);
+        if (text != _text) {
+            _text = text;
+            _label->setText(withoutLongWords(text));
+            _label->setToolTip(_label->text() == text ? QString() : text);
             setAccessibleName(text);
         }
     }
@@ -58,7 +87,8 @@ public:
         button->setToolTip(text);
         connect(button, &QPushButton::clicked, button, std::move(run));
         _buttons.push_back(button);
-        _row->addWidget(button);
+        _buttonRow->addWidget(button);
+        arrange();
     }
     void removeButtons()
     {
@@ -69,11 +99,42 @@ public:
         _buttons.clear();
     }
 
+    /// Text and buttons never widen the window.
+    QSize minimumSizeHint() const override
+    {
+        return {scaled(*this, kLeastWidth), QFrame::minimumSizeHint().height()};
+    }
+
+protected:
+    void resizeEvent(QResizeEvent* event) override
+    {
+        QFrame::resizeEvent(event);
+        arrange();
+    }
+
 private:
-    QHBoxLayout* _row;
-    QLabel* _text;
+    QBoxLayout* _row;
+    QBoxLayout* _buttonRow;
+    QString _text;
+    QLabel* _label;
     QProgressBar* _progress;
     std::vector<QPushButton*> _buttons;
+
+    void arrange()
+    {
+        int buttons = 0;
+        for (const QPushButton* button : _buttons) {
+            buttons += button->sizeHint().width() + _buttonRow->spacing();
+        }
+        const QMargins margins = _row->contentsMargins();
+        const int room = width() - margins.left() - margins.right();
+        const int beside = buttons + (_progress->isHidden() ? 0 : _progress->width() + _row->spacing());
+        const bool isBeneath = room < beside + scaled(*this, kLeastText);
+        _row->setDirection(isBeneath ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+        _row->setAlignment(_buttonRow, isBeneath ? Qt::AlignLeft : Qt::Alignment());
+        _buttonRow->setDirection(buttons - _buttonRow->spacing() > room ? QBoxLayout::TopToBottom
+                                                                        : QBoxLayout::LeftToRight);
+    }
 };
 
 NoticeBar::NoticeBar(QWidget* parent) : QWidget(parent), _column(new QVBoxLayout(this))

@@ -38,7 +38,6 @@ QLineEdit#NodeName:hover { border-color: {edge}; }
 QLineEdit#NodeName:focus { background: {field}; border: 2px solid {accent}; padding: 0 2u;
     min-height: 18u; max-height: 18u; }
 QFrame#Line { background: {paneLine}; border: none; }
-QLabel#DefaultValue { background: {field}; border: 1px solid {edge}; border-radius: 4u; padding: 0 6u; }
 QLabel#OverriddenValue { background: {fieldOverridden}; border: 1px solid {paneLine}; border-radius: 4u;
     padding: 0 6u; color: {hint}; }
 QFrame#Notice { background: {accentFill}; border: none; border-bottom: 1px solid {paneLine}; }

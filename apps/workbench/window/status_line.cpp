@@ -195,7 +195,7 @@ void StatusLine::showProblems(int errors, int warnings) { _problems->setCounts(e
 
 void StatusLine::showView(const QStringList& parts)
 {
-    _viewText = parts.join(QString::fromUtf8("  │  "));
+    _viewText = parts.join(QString::fromUtf8("  ·  "));
     if (_said.isEmpty()) {
         _view->setText(_viewText);
     }

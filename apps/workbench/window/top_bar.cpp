@@ -63,25 +63,30 @@ void TopBar::addButton(QAction* action)
 
 void TopBar::showName(const QString& name, bool isModified)
 {
-    const ZRKCSSStyle& style = ZRKCSSStyle::current();
-    const QString stem = name.section('.', 0, 0).toHtmlEscaped();
-    const QString rest = name.mid(name.section('.', 0, 0).size()).toHtmlEscaped();
-    const QString second = style.color(ZRKCSSStyle::Role::secondText).name();
-    _name->setText(
-        QString::fromUtf8("%1<b style=\"font-weight:600\">%2</b><span style=\"color:%3\">%4</span>")
-            .arg(isModified ? QString::fromUtf8("<span style=\"color:%1\">●</span>&nbsp; ").arg(second)
-                            : QString(),
-                 stem, second, rest));
+    _document = name;
+    _isModified = isModified;
     _name->setAccessibleDescription(name + (isModified ? ", not saved" : ""));
     placeName();
 }
 
-/// In the middle of the window, or where there is room.
+/// In the middle of the window, or where there is room; a long one without its middle.
 void TopBar::placeName()
 {
-    _name->adjustSize();
     const int left = _buttons->geometry().right() + scaled(*this, 16);
     const int right = _search->geometry().left() - scaled(*this, 16);
+    const QString stem = _document.section('.', 0, 0);
+    const QString rest = _document.mid(stem.size());
+    QFont bold = _name->font();
+    bold.setWeight(QFont::DemiBold);
+    const int room = right - left - _name->fontMetrics().horizontalAdvance(rest) - scaled(*this, 24);
+    const QString second = ZRKCSSStyle::current().color(ZRKCSSStyle::Role::secondText).name();
+    _name->setText(
+        QString::fromUtf8("%1<b style=\"font-weight:600\">%2</b><span style=\"color:%3\">%4</span>")
+            .arg(_isModified ? QString::fromUtf8("<span style=\"color:%1\">●</span>&nbsp; ").arg(second)
+                             : QString(),
+                 QFontMetrics(bold).elidedText(stem, Qt::ElideMiddle, room).toHtmlEscaped(), second,
+                 rest.toHtmlEscaped()));
+    _name->adjustSize();
     const int x = std::clamp((width() - _name->width()) / 2, left, std::max(left, right - _name->width()));
     _name->move(x, (height() - _name->height()) / 2);
     _name->setVisible(right - left > scaled(*this, 80));

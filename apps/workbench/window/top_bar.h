@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <QWidget>
 
 class QAction;
@@ -30,6 +31,8 @@ private:
     QMenuBar* _menus;
     QWidget* _buttons;
     QLabel* _name;
+    QString _document; ///< the name that is shown
+    bool _isModified = false;
     QuickSearch* _search;
 
     void placeName();

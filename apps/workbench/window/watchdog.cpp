@@ -3,9 +3,11 @@
 #include <QObject>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <map>
@@ -23,7 +25,9 @@ namespace {
 using WatchClock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kWatchInterval{2};
 
-std::atomic<const char*> doing{""};
+/// What is being done, and within it, and so on; what is deeper isn't told.
+std::array<std::atomic<const char*>, 8> doing{};
+std::atomic<std::size_t> doingDepth{0};
 
 /// Nanoseconds that a thread of this process has waited for a processor; 0 where the system doesn't tell.
 std::uint64_t queueTimeOf(long thread)
@@ -45,9 +49,25 @@ double workTime(clockid_t clock)
 
 } // namespace
 
-Doing::Doing(const char* what) : _former(doing.exchange(what)) {}
-Doing::~Doing() { doing = _former; }
-const char* Doing::now() { return doing; }
+Doing::Doing(const char* what)
+{
+    const std::size_t depth = doingDepth;
+    if (depth < doing.size()) {
+        doing[depth] = what;
+    }
+    doingDepth = depth + 1;
+}
+
+Doing::~Doing() { --doingDepth; }
+
+std::string Doing::now()
+{
+    std::string all;
+    for (std::size_t i = 0; i < std::min(doingDepth.load(), doing.size()); ++i) {
+        all += (i == 0 ? "" : ": ") + std::string(doing[i]);
+    }
+    return all;
+}
 
 struct Watchdog::State {
     double limit;

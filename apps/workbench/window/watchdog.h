@@ -9,8 +9,8 @@ class QObject;
 
 namespace zrkworkbench {
 
-/// What the window's thread is doing now, for the watchdog to tell: a fixed text, set where something begins
-/// that may take long.
+/// What the window's thread is doing now, for the watchdog to tell: a text that stays valid, set where
+/// something begins that may take long. Made and destroyed in the window's thread.
 class Doing {
 public:
     explicit Doing(const char* what);
@@ -18,10 +18,8 @@ public:
     Doing(const Doing&) = delete;
     Doing& operator=(const Doing&) = delete;
 
-    static const char* now();
-
-private:
-    const char* _former;
+    /// All that is being done, such as "undoing: opening a panel". Safe to call from any thread.
+    static std::string now();
 };
 
 /// Sees from a thread of its own how long the window's thread takes to come back to its event loop. For tests

@@ -221,6 +221,9 @@ void Window::joinParts()
                                    _opener->cancel();
                                    _openedWell = false;
                                    _notices->remove("opening");
+                                   if (_session) {
+                                       offerRecovery(); // which may be what was being opened
+                                   }
                                });
     });
     _writer->onAsked([this] { return _session && _session->isBusy(); });
@@ -236,7 +239,13 @@ void Window::joinParts()
             _notices->remove("reading");
         });
     });
+    _working = zrkui::ZRKApp::ui().onWork([this](const std::string& title, double fraction) {
+        if (const auto node = _inspector->shownNode()) { // it is a panel that works
+            _work = {*node, NodeBadge{NodeBadge::Kind::computing, fraction, QString::fromStdString(title)}};
+        }
+    });
     _workDone = zrkui::ZRKApp::ui().onWorkDone([this] {
+        _work.reset();
         _view->refresh();
         wantView();
     });
@@ -487,10 +496,11 @@ void Window::changeEvent(QEvent* event)
 void Window::closeEvent(QCloseEvent* event)
 {
     const Doing doing("closing");
-    if (!mayDiscard()) {
+    if (!mayStopExport() || !mayDiscard()) {
         event->ignore();
         return;
     }
+    _export->cancel();
     if (_settings.keepsSettings) {
         if (!_layoutBeforeFull.isEmpty()) {
             setFullView(false);

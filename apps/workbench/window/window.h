@@ -17,6 +17,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 class QDockWidget;
@@ -150,7 +151,9 @@ private:
     std::shared_ptr<zrk::ProgressMonitor> _monitor; ///< of the session, which goes first
     std::unique_ptr<zrkmodel::EditSession> _session;
     nod::scoped_connection _edits;
+    nod::scoped_connection _working;
     nod::scoped_connection _workDone;
+    std::optional<std::pair<std::uint16_t, NodeBadge>> _work; ///< a panel's, at its node
     ProblemList _problems;
     std::map<std::uint16_t, NodeBadge> _badges; ///< as the canvas was told
     QTimer* _badgeRefresh;                      ///< computations tell nobody how far they have come
@@ -233,6 +236,7 @@ private:
     void noteRecent();
     QStringList recentFiles() const;
     void exportField(ExportKind kind);
+    bool mayStopExport();
 
     // window_saving.cpp
     std::string askForTarget();

@@ -3,6 +3,7 @@
 #include "apps/workbench/canvas/canvas.h"
 #include "apps/workbench/export/export_bar.h"
 #include "apps/workbench/export/export_dialog.h"
+#include "apps/workbench/look/sentences.h"
 #include "apps/workbench/views/slice_view.h"
 #include "apps/workbench/views/view_pane.h"
 #include "apps/workbench/window/data_folder.h"
@@ -15,6 +16,8 @@
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QSettings>
 #include <QTimer>
 
@@ -25,6 +28,9 @@ using zrkmodel::EditSession;
 namespace {
 
 constexpr int kMostRecent = 10;
+/// Bounds around the shapes that nodes begin with.
+const char* const kNewDocument =
+    R"({"zrkGraph": 1, "context": {"modelBounds": [[-1.5, -1.5, -1.5], [1.5, 1.5, 1.5]]}, "nodes": []})";
 
 } // namespace
 
@@ -63,14 +69,15 @@ void Window::takeOpened(OpenedDocument opened)
     if (!opened.session) {
         tell(opened.session.error(), ProblemList::Source::Loading);
         const QString name = QFileInfo(QString::fromStdString(opened.request.path)).fileName();
-        QString remedy = QString::fromStdString(zrk::printable(opened.session.error().remedy));
-        remedy = remedy.left(1).toUpper() + remedy.mid(1);
-        _notices->show(
-            "refused",
-            name + " can't be opened: " +
-                QString::fromStdString(zrk::printable(opened.session.error().found)) + ", expected " +
-                QString::fromStdString(zrk::printable(opened.session.error().expected)) + ". " + remedy + ".",
-            {{"Close"}});
+        const auto text = [](const std::string& part) {
+            return QString::fromStdString(zrk::printable(part));
+        };
+        const zrk::Fault& fault = opened.session.error();
+        _notices->show("refused",
+                       QString("%1 can't be %2: %3, expected %4. %5.")
+                           .arg(name, opened.request.isRecovery ? "recovered" : "opened", text(fault.found),
+                                text(fault.expected), sentence(text(fault.remedy))),
+                       {{"Close"}});
         putBack(opened.request);
         return;
     }
@@ -99,13 +106,14 @@ void Window::takeOpened(OpenedDocument opened)
 
 void Window::showOpened(OpenedDocument opened)
 {
+    const bool isRecovery = opened.request.isRecovery;
     takeOver(std::move(*opened.session), std::move(opened.monitor), std::move(opened.request.place));
     std::vector<Problem> problems;
     for (const zrk::Fault& warning : opened.warnings) {
         problems.push_back(problemOf(*_session, warning, Problem::Kind::Warning));
     }
     _problems.set(ProblemList::Source::Loading, std::move(problems));
-    say(QString(), false);
+    say(isRecovery ? "the unsaved changes are here; saving keeps them" : "", false);
     offerRecovery();
 }
 
@@ -115,8 +123,11 @@ void Window::newDocument()
     auto place = UnsavedPlace::create(_settings.unsavedFolder, QString::fromStdString(name));
     zrkmodel::EditSettings edit = _settings.edit;
     edit.unnamedRecovery = place ? place->file().toStdString() : std::string();
-    takeOver(std::make_unique<EditSession>(zrkmodel::GraphDocument::create(name), std::move(edit)), nullptr,
-             std::move(place));
+    zrkmodel::DocumentWarnings none;
+    takeOver(
+        std::make_unique<EditSession>(
+            zrk::valueOrThrow(zrkmodel::GraphDocument::parse(kNewDocument, name, none)), std::move(edit)),
+        nullptr, std::move(place));
     _view->say("Add a node: Tab, or a double click on the canvas.");
 }
 
@@ -186,6 +197,23 @@ void Window::exportField(ExportKind kind)
         }
     });
     dialog->show();
+}
+
+/// Asks before an export that runs is lost with the window.
+bool Window::mayStopExport()
+{
+    if (!_export->isRunning()) {
+        return true;
+    }
+    QMessageBox box(QMessageBox::Question, "Export",
+                    QFileInfo(QString::fromStdString(_export->file())).fileName() +
+                        " is still being exported.",
+                    QMessageBox::NoButton, this);
+    box.setInformativeText("Without the rest no file is written, and a former one stays as it was.");
+    const QAbstractButton* stop = box.addButton("Stop it and close", QMessageBox::DestructiveRole);
+    box.setDefaultButton(box.addButton("Stay here", QMessageBox::RejectRole));
+    box.exec();
+    return box.clickedButton() == stop || !_export->isRunning();
 }
 
 } // namespace zrkworkbench

@@ -5,12 +5,14 @@
 #include "apps/workbench/look/families.h"
 #include "apps/workbench/look/icons.h"
 #include "apps/workbench/views/view_pane.h"
+#include "apps/workbench/window/document_panel.h"
 #include "apps/workbench/window/examples_pane.h"
 #include "apps/workbench/window/library.h"
 #include "apps/workbench/window/names.h"
 #include "apps/workbench/window/quick_search.h"
 #include "apps/workbench/window/sheet.h"
 #include "apps/workbench/window/top_bar.h"
+#include "apps/workbench/window/watchdog.h"
 #include "inspectors/css_style.h"
 #include "model/graph_object.h"
 
@@ -208,6 +210,7 @@ void Window::addEditMenu()
     QMenu* edit = _top->menus()->addMenu("&Edit");
     const auto step = [this](zrk::Result<void> (zrkmodel::EditSession::*work)()) {
         if (_session) {
+            const Doing doing("undoing or redoing");
             if (const auto done = ((*_session).*work)(); !done) {
                 tell(done.error(), ProblemList::Source::Edit);
             }
@@ -217,13 +220,21 @@ void Window::addEditMenu()
         addCommand(edit, "Undo", QKeySequence::Undo, "undo", [step] { step(&zrkmodel::EditSession::undo); });
     _redo =
         addCommand(edit, "Redo", QKeySequence::Redo, "redo", [step] { step(&zrkmodel::EditSession::redo); });
+    _redo->setShortcuts({QKeySequence("Ctrl+Shift+Z"), QKeySequence("Ctrl+Y")});
     _undo->setIconText("Undo");
     _redo->setIconText("Redo");
     edit->addSeparator();
-    edit->addActions(_canvas->editActions());
+    _canvas->addEditActions(*edit);
     edit->addSeparator();
     _docCommands.push_back(
         addCommand(edit, "&Reset the values", {}, "reset", [this] { _inspector->resetAll(); }));
+    QAction* document = addCommand(edit, "&Bounds and unit", {}, "settings", [this] {
+        _session->select({}); // the document's values stand where those of a node do
+        _inspectorDock->show();
+        _inspector->document().setFocus(Qt::ShortcutFocusReason);
+    });
+    document->setToolTip("shows the values of the document, as a click on empty canvas does");
+    _docCommands.push_back(document);
 }
 
 void Window::addAddMenu()

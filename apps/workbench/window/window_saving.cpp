@@ -236,13 +236,9 @@ void Window::offerRecovery()
 
 void Window::recover()
 {
-    const Doing doing("recovering");
-    zrkmodel::DocumentWarnings warnings;
-    if (const auto recovered = _session->recover(warnings); !recovered) {
-        tell(recovered.error(), ProblemList::Source::Loading);
-        return;
-    }
-    say("the unsaved changes are here; saving keeps them", false);
+    OpenRequest request{_session->path()};
+    request.isRecovery = true;
+    startOpening(request);
 }
 
 /// The document has a file now, or is no longer wanted.
@@ -254,9 +250,12 @@ void Window::leavePlace()
     }
 }
 
-/// A document that was left, and is offered again as it couldn't be shown.
+/// What was to be recovered, and is offered again as it couldn't be shown.
 void Window::putBack(const OpenRequest& request)
 {
+    if (request.isRecovery && _session && _session->path() == request.path) {
+        offerRecovery();
+    }
     if (request.isLeft) {
         _left.push_back(request.place);
         offerLeft();

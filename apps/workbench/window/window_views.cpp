@@ -196,6 +196,9 @@ void Window::showBadges()
                                          problem.finding, problem.remedy});
         }
     }
+    if (_work) {
+        badges.try_emplace(_work->first, _work->second);
+    }
     const auto graph = _session ? _session->document().graph() : zrkmodel::ZRKGraph::create();
     for (const auto& node : graph->nodes()) {
         const auto* holder = dynamic_cast<const zrkmodel::ZRKDataHolder*>(node->object.get());

@@ -1,9 +1,15 @@
 #include "apps/workbench/canvas/frame_item.h"
+#include "apps/workbench/canvas/layout.h"
 #include "apps/workbench/canvas/tests/canvas_fixture.h"
 
 #include <QGraphicsScene>
+#include <QMenu>
+#include <QRegion>
 
 #include <algorithm>
+#include <map>
+#include <utility>
+#include <vector>
 
 namespace zrkworkbench {
 namespace {
@@ -103,6 +109,43 @@ TEST_F(CanvasGestures, TheMenuIsOfWhatIsUnderThePointer)
     EXPECT_THAT(session->selection(), ElementsAre(3));
     if (QWidget* menu = QApplication::activePopupWidget()) {
         menu->close();
+    }
+    QMenu menu;
+    canvas->addEditActions(menu);
+    QList<QAction*> all = menu.actions();
+    for (QAction* each : menu.actions()) {
+        all += each->menu() ? each->menu()->actions() : QList<QAction*>();
+    }
+    for (QAction* each : canvas->editActions()) {
+        EXPECT_TRUE(all.contains(each)) << each->text().toStdString();
+    }
+}
+
+TEST_F(CanvasGestures, PartsThatDontHangTogetherFillAScreen)
+{
+    std::map<std::uint16_t, QSizeF> sizes;
+    std::vector<std::pair<std::uint16_t, std::uint16_t>> links;
+    for (std::uint16_t i = 0; i < 400; ++i) {
+        sizes[i] = QSizeF(160, 180);
+        if (i % 2 == 1) {
+            links.emplace_back(i - 1, i);
+        }
+    }
+    const auto places = layoutNodes(sizes, links);
+    QRectF all;
+    QRegion taken;
+    for (const auto& [id, place] : places) {
+        const QRect room = QRectF(place, sizes.at(id)).toAlignedRect();
+        EXPECT_FALSE(taken.intersects(room)) << id;
+        taken += room;
+        all |= QRectF(place, sizes.at(id));
+    }
+    EXPECT_EQ(places.size(), 400u);
+    EXPECT_GT(all.width() / all.height(), 1);
+    EXPECT_LT(all.width() / all.height(), 2.5);
+    for (const auto& [from, to] : links) {
+        EXPECT_EQ(places.at(from).y(), places.at(to).y());
+        EXPECT_LT(places.at(from).x(), places.at(to).x());
     }
 }
 

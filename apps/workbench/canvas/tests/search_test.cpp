@@ -30,6 +30,7 @@ TEST_F(TypeSearch, FindsByEverythingThatATypeIsKnownBy)
         {"operator", "ZRKBinaryOperator", ""},
         {"transport", "ZRKImageSweep", "family Transport"},
         {"minimum", "ZRKBinaryOperator", "page: minimum"},
+        {"union", "ZRKBinaryOperator", "page: union"},
         {"spehre", "ZRKSphereSDF", "similar"},
         {"  COLOUR   split ", "ZRKRGBASplitComponents", ""},
     };

@@ -10,16 +10,25 @@
 #include "formats/part.h"
 #include "host/field_grid.h"
 #include "host/volume_file.h"
+#include "inspectors/number_field.h"
 
 #include <QAbstractButton>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
+#include <QProgressBar>
 #include <QSettings>
 #include <QToolButton>
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <map>
 #include <optional>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace zrkworkbench {
@@ -177,6 +186,103 @@ TEST_F(ExportTest, VolumesAreThoseOfTheCommand)
     }
 }
 
+/// How many edges of a mesh belong to one triangle only.
+std::size_t openEdges(const zrk::FileMesh& mesh)
+{
+    std::map<std::pair<std::uint32_t, std::uint32_t>, int> sides;
+    for (const auto& triangle : mesh.triangles) {
+        for (std::size_t i = 0; i < 3; ++i) {
+            const auto [low, high] = std::minmax(triangle[i], triangle[(i + 1) % 3]);
+            ++sides[{low, high}];
+        }
+    }
+    return static_cast<std::size_t>(
+        std::count_if(sides.begin(), sides.end(), [](const auto& side) { return side.second == 1; }));
+}
+
+double reachOf(const zrk::FileMesh& mesh)
+{
+    double reach = 0;
+    for (const auto& p : mesh.vertices) {
+        reach = std::max({reach, std::abs(p[0]), std::abs(p[1]), std::abs(p[2])});
+    }
+    return reach;
+}
+
+// Each choice of the dialog does what it says.
+TEST_F(ExportTest, SurfacesAreAsOneChose)
+{
+    const GraphDocument box = parsed(R"({"zrkGraph": 1,
+        "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]], "unit": "inch"},
+        "nodes": [{"id": 1, "type": "BoxSDF", "values": {"center": [0, 0, 0], "dimensions": [0.93, 0.93, 0.93]}},
+                  {"id": 2, "type": "PlaneSDF"}]})");
+    const auto written = [&](const char* name, const SurfaceExport& options, std::uint16_t node = 1) {
+        const ExportResult done = run(task(box, name, options, {node, 0}));
+        EXPECT_EQ(done.kind, ExportResult::Kind::Done) << done.text;
+        return zrk::valueOrThrow(zrk::readMesh(path(name)));
+    };
+    const zrk::FileMesh usual = written("usual.3mf", {20});
+    EXPECT_EQ(usual.unit, zrk::LengthUnit::Inch);
+    EXPECT_EQ(openEdges(usual), 0u);
+    EXPECT_GT(written("fine.3mf", {40}).triangles.size(), 3 * usual.triangles.size());
+    const zrk::FileMesh sharp = written("sharp.3mf", {20, true});
+    EXPECT_NE(sharp.vertices, usual.vertices);
+    EXPECT_LT(written("flat.3mf", {20, false, false, 0.01}).triangles.size(), usual.triangles.size() / 2);
+    EXPECT_NEAR(reachOf(written("wide.3mf", {20, false, false, 0, 0.25})) - reachOf(usual), 0.25, 0.02);
+    EXPECT_EQ(openEdges(written("cut.3mf", {20}, 2)), 0u);
+    EXPECT_GT(openEdges(written("open.3mf", {20, false, true}, 2)), 0u);
+}
+
+// 3MF files carry the document's name.
+TEST_F(ExportTest, SurfacesAreNamedAfterTheirDocument)
+{
+    DocumentWarnings warnings;
+    std::vector<std::string> files;
+    for (const char* name : {"ball.zrk.json", "sphere.zrk.json"}) {
+        const GraphDocument document = zrk::valueOrThrow(GraphDocument::parse(sphereText(), name, warnings));
+        EXPECT_EQ(run(task(document, "a.3mf", SurfaceExport{8})).kind, ExportResult::Kind::Done);
+        files.push_back(content("a.3mf"));
+    }
+    EXPECT_NE(files[0], files[1]);
+}
+
+TEST_F(ExportTest, SlicesAreWhereTheViewHasThem)
+{
+    const GraphDocument document =
+        parsed(R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, -1], [1, 1, 1]]},
+        "nodes": [{"id": 1, "type": "SphereSDF", "values": {"radius": 0.5, "center": [0.5, 0.25, 0]}}]})");
+    std::vector<QImage> pictures;
+    for (const auto& [axis, at, iso] : {std::tuple(2, 0.5, 0.0), std::tuple(0, 0.5, 0.0),
+                                        std::tuple(2, 0.7, 0.0), std::tuple(2, 0.5, 0.25)}) {
+        SliceExport slice{axis, at, 64};
+        slice.iso = iso;
+        EXPECT_EQ(run(task(document, "slice.png", slice)).kind, ExportResult::Kind::Done);
+        pictures.emplace_back(QString::fromStdString(path("slice.png")));
+        for (std::size_t i = 0; i + 1 < pictures.size(); ++i) {
+            EXPECT_NE(pictures.back(), pictures[i]) << axis << " " << at << " " << iso;
+        }
+    }
+}
+
+TEST_F(ExportTest, PicturesOfTheSolidAreAsOneChose)
+{
+    const GraphDocument document = parsed(sphereText());
+    SolidExport solid;
+    solid.width = 90;
+    solid.height = 60;
+    const auto written = [&](const char* name) {
+        EXPECT_EQ(run(task(document, name, solid)).kind, ExportResult::Kind::Done);
+        return QImage(QString::fromStdString(path(name)));
+    };
+    const QImage studio = written("studio.png");
+    solid.backdrop = zrk::Backdrop::Plain;
+    const QImage white = written("white.png");
+    EXPECT_GE(white.pixelColor(1, 1).red(), 253);
+    EXPECT_LT(studio.pixelColor(1, 1).red(), 253);
+    solid.isPerspective = true;
+    EXPECT_NE(written("perspective.png"), white);
+}
+
 // What is written is the state that the export was asked for, whatever is edited meanwhile.
 TEST_F(ExportTest, EditsMeanwhileDontCount)
 {
@@ -190,6 +296,8 @@ TEST_F(ExportTest, RefusesBeforeAnyWork)
 {
     const GraphDocument document = parsed(sphereText());
     const GraphDocument colors = example("directions");
+    const GraphDocument flat = parsed(R"({"zrkGraph": 1, "context": {"modelBounds": [[-1, -1, 0], [1, 1, 0]]},
+        "nodes": [{"id": 1, "type": "SphereSDF"}]})");
     struct Case {
         const char* file;
         ExportOptions options;
@@ -204,6 +312,8 @@ TEST_F(ExportTest, RefusesBeforeAnyWork)
                           Case{"a.stl", SurfaceExport{}, colors, color, "Scalar"},
                           Case{"a.png", SolidExport{}, colors, color, "Scalar"},
                           Case{"a.png", SolidExport{16000, 16000}, document, {1, 0}, "together"},
+                          Case{"a.stl", SurfaceExport{}, flat, {1, 0}, "no extent along z"},
+                          Case{"a.npy", VolumeExport{}, flat, {1, 0}, "no extent along z"},
                           Case{"a.stl", SurfaceExport{}, document, {5, 0}, "node 5"}}) {
         SCOPED_TRACE(c.message);
         const auto refused = exportTask(path(c.file), c.document, c.pin, c.options);
@@ -221,6 +331,7 @@ TEST_F(ExportTest, FailuresLeaveWhatWasThere)
     ExportResult failed = run(task(document, "a.stl", SurfaceExport{16}));
     EXPECT_EQ(failed.kind, ExportResult::Kind::Failed);
     EXPECT_THAT(failed.text, HasSubstr("no surface at 0"));
+    EXPECT_THAT(failed.text, ::testing::Not(HasSubstr("--"))) << "a window has no options";
     EXPECT_EQ(content("a.stl"), "former");
     failed = run(task(document, "gone/a.npy", VolumeExport{8}));
     EXPECT_EQ(failed.kind, ExportResult::Kind::Failed);
@@ -282,15 +393,29 @@ TEST_F(ExportTest, TheBarShowsWhatRuns)
     QWidget window;
     ExportBar bar(&window);
     window.show();
-    bar.onDone([this](const ExportResult& outcome) { result = outcome; });
+    QString said;
+    bar.onDone([&](const ExportResult& outcome) {
+        result = outcome;
+        said = bar.findChildren<QLabel*>().back()->text();
+    });
     EXPECT_TRUE(bar.isHidden());
     ASSERT_TRUE(bar.start(task(document, "a.npy", VolumeExport{200})));
     EXPECT_FALSE(bar.isHidden());
     EXPECT_EQ(bar.findChild<QLabel*>()->text(), "Exporting a.npy");
+    const auto labels = bar.findChildren<QLabel*>();
+    auto* progress = bar.findChild<QProgressBar*>();
+    ASSERT_TRUE(waitFor([&] { return labels.back()->text().endsWith(" left"); })) << "once it can be told";
+    EXPECT_GT(progress->value(), 0);
     bar.findChild<QToolButton*>()->click();
+    EXPECT_EQ(labels.back()->text(), "stopping");
     ASSERT_TRUE(waitFor([&] { return result.has_value(); }));
     EXPECT_EQ(result->kind, ExportResult::Kind::Cancelled);
+    EXPECT_EQ(said, "stopping") << "whatever progress came after";
     EXPECT_TRUE(bar.isHidden());
+    ASSERT_TRUE(bar.start(task(document, "b.npy", VolumeExport{200})));
+    EXPECT_EQ(bar.findChild<QLabel*>()->text(), "Exporting b.npy");
+    EXPECT_EQ(progress->value(), 0) << "another one begins anew";
+    EXPECT_EQ(labels.back()->text(), "");
 }
 
 TEST_F(ExportTest, TheDialogKeepsItsChoicesAndTellsProblems)
@@ -301,7 +426,10 @@ TEST_F(ExportTest, TheDialogKeepsItsChoicesAndTellsProblems)
     };
     std::optional<ExportTask> chosen;
     {
-        ExportDialog dialog(ExportKind::Surface, {path(""), "ball"}, prepare);
+        ExportStart start{path(""), "ball"};
+        start.iso = 0.25;
+        ExportDialog dialog(ExportKind::Surface, start, prepare);
+        EXPECT_EQ(std::get<SurfaceExport>(dialog.options()).iso, 0.25) << "that of the view";
         dialog.onChosen([&](ExportTask task) { chosen = std::move(task); });
         auto* file = widgetNamed<QLineEdit>(dialog, "file to write");
         ASSERT_TRUE(file);
@@ -312,7 +440,7 @@ TEST_F(ExportTest, TheDialogKeepsItsChoicesAndTellsProblems)
         EXPECT_TRUE(dialog.isVisible()) << "it stays, so that the name can be mended";
         EXPECT_THAT(dialog.problem().toStdString(), HasSubstr(".stl"));
         EXPECT_FALSE(chosen);
-        widgetNamed<QCheckBox>(dialog, "sharp")->click();
+        widgetNamed<QCheckBox>(dialog, "sharp edges and corners")->click();
         file->setText(QString::fromStdString(path("ball.stl")));
         EXPECT_THAT(dialog.problem().toStdString(), IsEmpty());
         dialog.accept();
@@ -323,6 +451,15 @@ TEST_F(ExportTest, TheDialogKeepsItsChoicesAndTellsProblems)
     ExportDialog again(ExportKind::Surface, {"/elsewhere", "ball"}, prepare);
     EXPECT_TRUE(std::get<SurfaceExport>(again.options()).isSharp);
     EXPECT_EQ(again.file(), path("ball.stl"));
+    {
+        ExportDialog volume(ExportKind::Volume, {path(""), "ball"}, prepare);
+        volume.findChild<zrkui::NumberField*>("resolution")->display(9);
+        volume.findChild<QComboBox*>("numbers")->setCurrentText("float32");
+        volume.accept();
+        ExportDialog next(ExportKind::Volume, {path(""), "ball"}, prepare);
+        EXPECT_EQ(std::get<VolumeExport>(next.options()).resolution, 9);
+        EXPECT_EQ(std::get<VolumeExport>(next.options()).type, zrk::NumberType::Float32);
+    }
     for (const ExportKind kind : {ExportKind::Volume, ExportKind::Slice, ExportKind::Solid}) {
         ExportDialog dialog(kind, {"", "ball"}, prepare);
         EXPECT_EQ(dialog.options().index(), kind == ExportKind::Volume  ? 0u
