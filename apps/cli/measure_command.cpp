@@ -184,14 +184,15 @@ private:
     void solve()
     {
         const NodeKey unknown = parseNodeKey("--solve", _options.solve);
-        const auto [quantity, wanted] = parseGoal(_options.goal);
+        const std::pair<const Quantity*, double> asked = parseGoal(_options.goal);
+        const Quantity* const quantity = asked.first;
+        const double wanted = asked.second;
         const double start = startValue(unknown);
         const Point size = _settings.upper - _settings.lower;
         const double firstStep =
             std::max(0.1 * std::abs(start), 0.02 * std::max({size[0], size[1], size[2]}));
         const zrk::LevelSearch search = withProgress("solving", _options.quiet, [&](ProgressBar& bar) {
-            const auto find = [&, quantity = quantity, wanted = wanted](double from, double step,
-                                                                        double accuracy, double share) {
+            const auto find = [&](double from, double step, double accuracy, double share) {
                 zrk::MeasuringGoal goal = _goal;
                 goal.accuracy = accuracy;
                 const auto measured = [&](double x) {

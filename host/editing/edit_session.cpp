@@ -351,7 +351,7 @@ void EditSession::commit()
     bool isHeldChanged = false; // by nodes that told of something, and not for what was told upstream of them
     for (const auto& [node, data] : log) {
         const bool isKnown = std::any_of(step.held.begin(), step.held.end(),
-                                         [&](const HeldChange& held) { return held.node == node; });
+                                         [id = node](const HeldChange& held) { return held.node == id; });
         if (!isKnown) {
             step.held.push_back({node, data, std::nullopt});
             const auto now = heldBy(node);

@@ -849,7 +849,7 @@ void Canvas::wireByKeys(int key)
 {
     std::vector<Pin_handle> fitting;
     for (const auto& [id, item] : _nodes) {
-        const auto add = [&](const std::vector<PinInfo>& pins, bool isOutput) {
+        const auto add = [&, id = id](const std::vector<PinInfo>& pins, bool isOutput) {
             for (std::size_t i = 0; i < pins.size(); ++i) {
                 const auto index = static_cast<std::uint8_t>(i);
                 const Pin_handle pin =
