@@ -23,8 +23,8 @@ inline constexpr std::int32_t kMinParallelSamples = 32;
 /// Samples one field over one domain.
 ///
 /// Each run builds the chain anew and divides the samples among workers, each on a thread and with a context
-/// of its own; the result doesn't depend on how many there are. A sampler belongs to one thread. Whatever a
-/// closure throws comes out of the run.
+/// of its own; the result doesn't depend on how many there are. A sampler belongs to one thread, and so does
+/// its domain meanwhile. Whatever a closure throws comes out of the run.
 class ZRK_API FieldSampler {
 public:
     std::optional<BBox<double>> bounds; ///< fixed bounds of the evaluation, if any

@@ -87,14 +87,15 @@ TYPED_TEST(MeshImport, IsSafeWhileRunsAreUnderWay)
 {
     const zrk::IField field = this->builtField();
     this->import("tetrahedron.obj");
-    // Many samples at the same place, so that all must be equal.
-    const auto domain = std::make_shared<zrk::PointListDomain>(std::vector<Vector>(20'000, kPosition));
     std::atomic<bool> isDone = false;
     std::atomic<int> runCount = 0;
     std::atomic<int> wrongCount = 0;
     std::vector<std::thread> threads;
     for (int i = 0; i < 2; ++i) {
         threads.emplace_back([&] {
+            // Many samples at the same place, so that all must be equal.
+            const auto domain =
+                std::make_shared<zrk::PointListDomain>(std::vector<Vector>(20'000, kPosition));
             while (!isDone) {
                 zrk::FieldSampler sampler(field.generator(), domain);
                 sampler.threadCount = 3;
