@@ -33,8 +33,6 @@ enum Score {
     kWholeName = 120,
 };
 
-constexpr int kMostOften = 5; ///< times that a page says a word; more count no more
-
 struct Words {
     QString name; ///< in lower case, as all of these
     QStringList classes;
@@ -42,7 +40,7 @@ struct Words {
     QString family;
     QString category;
     QString description;
-    QStringList page; ///< as often as they stand there
+    QStringList page;
 };
 
 QString lower(std::string_view text)
@@ -76,6 +74,7 @@ const Words& wordsOf(const ZRKGraphObjectRegistration& type)
     }
     static const QRegularExpression blanks("[^a-z0-9äöüß-]+");
     words.page = page.split(blanks, Qt::SkipEmptyParts);
+    words.page.removeDuplicates();
     return known.emplace(&type, std::move(words)).first->second;
 }
 
@@ -116,11 +115,9 @@ SearchHit matchWord(const ZRKGraphObjectRegistration& type, const QString& word)
         const auto end = words.description.indexOf(QRegularExpression("[^a-z0-9-]"), at);
         return {&type, kDescription, "page: " + words.description.mid(at, end < 0 ? -1 : end - at)};
     }
-    // A page that says it more often is more about it.
     for (const QString& each : words.page) {
         if (each.startsWith(word)) {
-            hit.score = std::min(std::max<int>(hit.score + 1, kPage), kPage + kMostOften);
-            hit.why = hit.why.isEmpty() ? "page: " + each : hit.why;
+            return {&type, kPage, "page: " + each};
         }
     }
     return hit;
