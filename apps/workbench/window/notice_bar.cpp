@@ -3,6 +3,7 @@
 #include "inspectors/css_style.h"
 
 #include <QBoxLayout>
+#include <QEvent>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -106,10 +107,13 @@ public:
     }
 
 protected:
-    void resizeEvent(QResizeEvent* event) override
+    bool event(QEvent* event) override
     {
-        QFrame::resizeEvent(event);
-        arrange();
+        const bool isTaken = QFrame::event(event);
+        if (event->type() == QEvent::Resize || event->type() == QEvent::LayoutRequest) {
+            arrange();
+        }
+        return isTaken;
     }
 
 private:
@@ -130,8 +134,11 @@ private:
         const int room = width() - margins.left() - margins.right();
         const int beside = buttons + (_progress->isHidden() ? 0 : _progress->width() + _row->spacing());
         const bool isBeneath = room < beside + scaled(*this, kLeastText);
-        _row->setDirection(isBeneath ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
-        _row->setAlignment(_buttonRow, isBeneath ? Qt::AlignLeft : Qt::Alignment());
+        const auto direction = isBeneath ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight;
+        if (direction != _row->direction()) {
+            _row->setDirection(direction);
+            _row->setAlignment(_buttonRow, isBeneath ? Qt::AlignLeft : Qt::Alignment()); // asks for a layout
+        }
         _buttonRow->setDirection(buttons - _buttonRow->spacing() > room ? QBoxLayout::TopToBottom
                                                                         : QBoxLayout::LeftToRight);
     }
