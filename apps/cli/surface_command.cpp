@@ -123,7 +123,6 @@ void SurfaceOptions::settle()
     }
 }
 
-/// A share in per cent, to two digits.
 void printReport(const SurfaceOptions& options, const PrintedReport& report)
 {
     const std::string text = options.json ? report.json() : report.text();

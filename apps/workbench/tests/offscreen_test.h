@@ -7,6 +7,7 @@
 #include "testing/temporary_folder.h"
 
 #include <QApplication>
+#include <QSettings>
 
 #include <memory>
 #include <string>
@@ -40,6 +41,16 @@ protected:
     {
         application.reset();
         TemporaryFolder::TearDown();
+    }
+
+    /// Settings lie in the test's folder, not in that of the user.
+    void keepSettings()
+    {
+        QCoreApplication::setOrganizationName("zrk-tests");
+        QCoreApplication::setApplicationName("workbench");
+        QSettings::setDefaultFormat(QSettings::IniFormat);
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope,
+                           QString::fromStdString(path("settings")));
     }
 
     /// A field of 4000 waves, and behind it a raster of 96 nodes along each edge: ten seconds and more to

@@ -5,7 +5,6 @@
 #include <QAction>
 #include <QLabel>
 #include <QMessageBox>
-#include <QSettings>
 #include <QTimer>
 #include <QToolButton>
 
@@ -31,11 +30,7 @@ protected:
     void SetUp() override
     {
         WindowTest::SetUp();
-        QCoreApplication::setOrganizationName("zrk-tests");
-        QCoreApplication::setApplicationName("workbench");
-        QSettings::setDefaultFormat(QSettings::IniFormat);
-        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope,
-                           QString::fromStdString(path("settings")));
+        keepSettings();
     }
 
     /// The dialog of a command, with this file.

@@ -6,7 +6,6 @@
 #include <QDockWidget>
 #include <QLabel>
 #include <QMenu>
-#include <QSettings>
 #include <QToolButton>
 
 #include <gmock/gmock.h>
@@ -130,10 +129,7 @@ TEST_F(WindowTest, ResetAppearsWithAChangedValue)
 
 TEST_F(WindowTest, LayoutAndRecentFilesAreKept)
 {
-    QCoreApplication::setOrganizationName("zrk-tests");
-    QCoreApplication::setApplicationName("workbench");
-    QSettings::setDefaultFormat(QSettings::IniFormat);
-    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, QString::fromStdString(path("settings")));
+    keepSettings();
     const auto dock = [](Window& window, const char* name) { return window.findChild<QDockWidget*>(name); };
     for (const bool isFirst : {true, false}) {
         Window window({.keepsSettings = true, .edit = {}});

@@ -8,7 +8,6 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QPushButton>
-#include <QSettings>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -33,11 +32,7 @@ protected:
     void SetUp() override
     {
         WindowTest::SetUp();
-        QCoreApplication::setOrganizationName("zrk-tests");
-        QCoreApplication::setApplicationName("workbench");
-        QSettings::setDefaultFormat(QSettings::IniFormat);
-        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope,
-                           QString::fromStdString(path("settings")));
+        keepSettings();
         window = std::make_unique<Window>();
         window->newDocument();
         window->show();

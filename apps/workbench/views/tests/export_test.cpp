@@ -19,7 +19,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
-#include <QSettings>
 #include <QToolButton>
 
 #include <algorithm>
@@ -46,11 +45,7 @@ protected:
     void SetUp() override
     {
         ViewsTest::SetUp();
-        QCoreApplication::setOrganizationName("zrk-tests");
-        QCoreApplication::setApplicationName("views");
-        QSettings::setDefaultFormat(QSettings::IniFormat);
-        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope,
-                           QString::fromStdString(path("settings")));
+        keepSettings();
     }
 
     void follow(ExportJob& job)
