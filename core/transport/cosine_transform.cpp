@@ -38,18 +38,18 @@ std::vector<double> laplacianEigenvalues(std::int32_t n)
 void DCT<double>::resize(std::int32_t n0, std::int32_t n1, std::int32_t n2)
 {
     DCTPocket<double>::resize(n0, n1, n2);
-    for (int axis = 0; axis < 3; ++axis) {
-        _eigenvalues[axis] = laplacianEigenvalues(dims()[axis]);
-    }
+    _eigenvaluesX = laplacianEigenvalues(n0);
+    _eigenvaluesY = laplacianEigenvalues(n1);
+    _eigenvaluesZ = laplacianEigenvalues(n2);
 }
 
 void applyInverseLaplacian(DCT<double>& dct)
 {
     dct.forward();
     double* value = dct.data();
-    for (const double x : dct.eigenvalues(0)) {
-        for (const double y : dct.eigenvalues(1)) {
-            for (const double z : dct.eigenvalues(2)) {
+    for (const double x : dct.eigenvaluesX()) {
+        for (const double y : dct.eigenvaluesY()) {
+            for (const double z : dct.eigenvaluesZ()) {
                 const double lambda = x + y + z;
                 *value = *value / -(lambda == 0.0 ? 1.0 : lambda);
                 ++value;

@@ -65,11 +65,16 @@ template <>
 class DCT<double> final : public fft::DCTPocket<double> {
 public:
     void resize(std::int32_t n0, std::int32_t n1, std::int32_t n2) override;
-    /// Those of one axis, as many as its extent.
-    const std::vector<double>& eigenvalues(int axis) const { return _eigenvalues[axis]; }
+    /// @{ Those along one axis, as many as its extent.
+    const std::vector<double>& eigenvaluesX() const { return _eigenvaluesX; }
+    const std::vector<double>& eigenvaluesY() const { return _eigenvaluesY; }
+    const std::vector<double>& eigenvaluesZ() const { return _eigenvaluesZ; }
+    /// @}
 
 private:
-    std::vector<double> _eigenvalues[3];
+    std::vector<double> _eigenvaluesX;
+    std::vector<double> _eigenvaluesY;
+    std::vector<double> _eigenvaluesZ;
 };
 
 /// Replaces the values r of the transform by a phi with -Laplacian(phi) = r. The mean of r, for which there

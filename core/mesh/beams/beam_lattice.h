@@ -2,6 +2,7 @@
 
 #include "core/mesh/beams/capsule.h"
 #include "core/mesh/search/bvh.h"
+#include "core/values/export.h"
 #include "core/values/tensor.h"
 
 #include <cstdint>
@@ -34,7 +35,7 @@ struct LatticeGrid {
 ///
 /// Copies share `bvh`, which refers to the vertices and edges of the data that it was built in: these must
 /// outlive it. `field` holds all it needs.
-struct BeamCacheData {
+struct ZRK_API BeamCacheData {
     std::int32_t vertexCount = 0;        ///< of an imported mesh; 0 for a grid
     std::vector<double> vertices;        ///< three a vertex
     std::int32_t triangleCount = 0;      ///< of an imported mesh

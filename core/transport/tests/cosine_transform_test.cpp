@@ -98,7 +98,7 @@ TEST(CosineTransform, LeavesEmptyBlocksAlone)
     dct.resize(3, 0, 4);
     dct.forward();
     dct.inverse();
-    EXPECT_TRUE(dct.eigenvalues(1).empty());
+    EXPECT_TRUE(dct.eigenvaluesY().empty());
 }
 
 TEST(InverseLaplacian, ScalesEachModeByItsEigenvalue)
@@ -106,8 +106,15 @@ TEST(InverseLaplacian, ScalesEachModeByItsEigenvalue)
     const int n[3] = {5, 2, 8};
     DCT<double> dct;
     dct.resize(n[0], n[1], n[2]);
-    EXPECT_EQ(dct.eigenvalues(1)[0], 0.0);
-    EXPECT_NEAR(dct.eigenvalues(1)[1], -8.0, 1e-14);
+    const std::vector<double>* const eigenvalues[3] = {&dct.eigenvaluesX(), &dct.eigenvaluesY(),
+                                                       &dct.eigenvaluesZ()};
+    for (int axis = 0; axis < 3; ++axis) {
+        ASSERT_EQ(eigenvalues[axis]->size(), static_cast<std::size_t>(n[axis]));
+        EXPECT_EQ(eigenvalues[axis]->front(), 0.0);
+        const double half = std::sin(kPi * (n[axis] - 1) / (2 * n[axis]));
+        EXPECT_NEAR(eigenvalues[axis]->back(), -4 * half * half * n[axis] * n[axis], 1e-12);
+    }
+    EXPECT_NEAR(dct.eigenvaluesY()[1], -8.0, 1e-14);
     const int modes[][3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 7}, {4, 1, 3}};
     for (const auto& m : modes) {
         const std::vector<double> wave = mode(n, m);
