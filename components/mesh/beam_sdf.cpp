@@ -71,8 +71,8 @@ void ZRKBeamSDF::setCache(Cache cache) const
     _cache = std::move(cache);
 }
 
-zrk::Result<ZRKImportWarnings> ZRKBeamSDF::importLattice(const std::filesystem::path& path,
-                                                         const ZRKImportOptions& options)
+zrk::Result<ZRKImportWarnings> ZRKBeamSDF::makeLatticeBeam(const std::filesystem::path& path,
+                                                           const ZRKImportOptions& options)
 {
     MeshToImport mesh = readMeshToImport(path, options);
     const bool isBeyondLimits = mesh.fault && mesh.fault->kind != zrk::FaultKind::BadInput;
@@ -103,7 +103,7 @@ zrk::Result<ZRKImportWarnings> ZRKBeamSDF::onImport(const std::vector<std::files
                                                     const ZRKImportOptions& options, zrk::ProgressMonitor*)
 {
     if (!paths.empty()) {
-        return importLattice(paths.front(), options);
+        return makeLatticeBeam(paths.front(), options);
     }
     announceEdit();
     replaceCache(zrk::BeamCacheData::ofGrid(

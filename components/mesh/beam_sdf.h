@@ -109,8 +109,8 @@ private:
     /// Holds the last lattice there was.
     std::shared_ptr<zrk::KernelSlot> _slot = std::make_shared<zrk::KernelSlot>(zrk::beamKernel(nullptr));
 
-    zrk::Result<ZRKImportWarnings> importLattice(const std::filesystem::path& path,
-                                                 const ZRKImportOptions& options);
+    zrk::Result<ZRKImportWarnings> makeLatticeBeam(const std::filesystem::path& path,
+                                                   const ZRKImportOptions& options);
     void replaceCache(Cache cache);
     void setCache(Cache cache) const;
     void makeCacheIfMissing() const;

@@ -91,8 +91,8 @@ void ZRKRasterFX::Cache::takeNext()
 {
     if (next && next->raster.isDone()) {
         frozen = std::exchange(next, nullptr);
-        isDirty = false;
-        isUpdateRequested = false;
+        cacheDirty = false;
+        updateRequested = false;
     }
 }
 
@@ -133,7 +133,7 @@ void ZRKRasterFX::onUpstreamChange(const ZRKNodeBase<0, ZRKGraphObject>&, const 
     _cache.use([](Cache& cache) {
         cache.takeNext();
         cache.next.reset(); // it shows what was upstream before
-        cache.isDirty = true;
+        cache.cacheDirty = true;
     });
 }
 
@@ -158,7 +158,7 @@ void ZRKRasterFX::onDeserialize(const ZRKDeserialization& d)
     announceEdit();
     _cache.use([](Cache& cache) {
         cache = {};
-        cache.isUpdateRequested = true;
+        cache.updateRequested = true;
     });
 }
 
@@ -171,7 +171,7 @@ ZRKHeldData ZRKRasterFX::held() const
         const bool isThere = frozen && frozen->raster.isDone() && frozen->raster.get();
         data.add(frozen, isThere ? frozen->raster.get()->data.size() * sizeof(double) : 0);
     }
-    data.state = (cache.isDirty ? kDirty : 0u) | (cache.isUpdateRequested ? kUpdateRequested : 0u);
+    data.state = (cache.cacheDirty ? kDirty : 0u) | (cache.updateRequested ? kUpdateRequested : 0u);
     return data;
 }
 
@@ -186,13 +186,13 @@ ZRKComputation ZRKRasterFX::computation() const
     Cache cache = _cache.copy();
     cache.takeNext();
     const bool isKept = cache.frozen && cache.frozen->raster.isDone() && cache.frozen->raster.get();
-    return {isKept, isKept && cache.isDirty, _meter->fraction()};
+    return {isKept, isKept && cache.cacheDirty, _meter->fraction()};
 }
 
 void ZRKRasterFX::update()
 {
     announceEdit();
-    _cache.use([](Cache& cache) { cache.isUpdateRequested = true; });
+    _cache.use([](Cache& cache) { cache.updateRequested = true; });
     emitPropertyChange("update");
 }
 
@@ -201,7 +201,7 @@ std::shared_ptr<const ZRKRasterFX::Frozen>
 ZRKRasterFX::next(Cache& cache, const ZRKNodeBase<1, ZRKGraphObject>& node, const ZRKContext& context) const
 {
     cache.takeNext();
-    if (cache.frozen && !cache.isDirty) {
+    if (cache.frozen && !cache.cacheDirty) {
         return nullptr;
     }
     if (cache.next && !ZRKDeferredBuilding::isOn()) {
@@ -211,7 +211,7 @@ ZRKRasterFX::next(Cache& cache, const ZRKNodeBase<1, ZRKGraphObject>& node, cons
     const auto bounds = context.modelBounds();
     if (!field || !bounds || !bounds->valid) {
         cache = {};
-        cache.isDirty = false;
+        cache.cacheDirty = false;
         return nullptr;
     }
     // Rasters behind this one are there before it is computed, also where another process does that.
@@ -255,7 +255,7 @@ ZRKRasterFX::_ensureRasterCache(const ZRKNodeBase<1, ZRKGraphObject>& node, cons
 
 zrk::Evaluation ZRKRasterFX::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const
 {
-    const bool isAsked = autoUpdate.value() || _cache.copy().isUpdateRequested;
+    const bool isAsked = autoUpdate.value() || _cache.copy().updateRequested;
     const auto read = isAsked ? _ensureRasterCache(pin.node, context) : _cache.copy().frozen;
     if (!read) {
         return zrk::doNothing();

@@ -96,8 +96,8 @@ private:
     struct Cache {
         std::shared_ptr<const Frozen> frozen{};
         std::shared_ptr<const Frozen> next{}; ///< takes the other's place when it is computed
-        bool isDirty = true;
-        bool isUpdateRequested = false;
+        bool cacheDirty = true;
+        bool updateRequested = false;
 
         void takeNext();
     };

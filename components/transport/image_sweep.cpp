@@ -131,7 +131,7 @@ ZRKImageSweep::ZRKImageSweep(const ZRKImageSweep& other)
       _rasterA(other._rasterA),
       _rasterB(other._rasterB),
       _rasterObstacle(other._rasterObstacle),
-      _sweep(Sweep{other._sweep.copy().stack})
+      _sweep(Sweep{other._sweep.copy().sweepRaster})
 {}
 
 ComponentIdentity ZRKImageSweep::identity()
@@ -179,9 +179,9 @@ ZRKHeldData ZRKImageSweep::held() const
     for (const auto& pixels : {_rasterA, _rasterB, _rasterObstacle, sweep.resampledA, sweep.resampledB}) {
         data.add(pixels, bytes(pixels));
     }
-    data.add(sweep.stack, bytes(sweep.stack));
-    data.add(sweep.output, bytes(sweep.stack));
-    data.state = sweep.isOutputDirty ? 1 : 0;
+    data.add(sweep.sweepRaster, bytes(sweep.sweepRaster));
+    data.add(sweep.outputRaster, bytes(sweep.sweepRaster));
+    data.state = sweep.outputDirty ? 1 : 0;
     return data;
 }
 
@@ -196,13 +196,13 @@ void ZRKImageSweep::hold(const ZRKHeldData& data)
 
 ZRKComputation ZRKImageSweep::computation() const
 {
-    return {_sweep.copy().stack != nullptr, false, _meter.fraction()};
+    return {_sweep.copy().sweepRaster != nullptr, false, _meter.fraction()};
 }
 
 void ZRKImageSweep::invalidateOutputRaster() const
 {
     announceEdit();
-    _sweep.use([](Sweep& sweep) { sweep.isOutputDirty = true; });
+    _sweep.use([](Sweep& sweep) { sweep.outputDirty = true; });
 }
 
 void ZRKImageSweep::moveSmoothing(double value)
@@ -277,8 +277,8 @@ bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
 {
     if (!_rasterA || !_rasterB) {
         _sweep.use([](Sweep& sweep) {
-            sweep.stack.reset();
-            sweep.output.reset();
+            sweep.sweepRaster.reset();
+            sweep.outputRaster.reset();
         });
         return true;
     }
@@ -315,7 +315,7 @@ bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
         return false;
     }
     _sweep.use([&](Sweep& sweep) {
-        sweep.stack = std::move(stack);
+        sweep.sweepRaster = std::move(stack);
         sweep.resampledA = std::make_shared<const Pixels>(std::move(a));
         sweep.resampledB = std::make_shared<const Pixels>(std::move(b));
         updateOutputRaster(sweep);
@@ -326,11 +326,11 @@ bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
 
 void ZRKImageSweep::updateOutputRaster(Sweep& sweep) const
 {
-    if (!sweep.stack) {
+    if (!sweep.sweepRaster) {
         return;
     }
-    sweep.output = std::make_shared<const Output>(
-        [stack = sweep.stack, a = sweep.resampledA, b = sweep.resampledB, share = transport.value(),
+    sweep.outputRaster = std::make_shared<const Output>(
+        [stack = sweep.sweepRaster, a = sweep.resampledA, b = sweep.resampledB, share = transport.value(),
          radius = smoothing.value()](zrk::ProgressMonitor* monitor) -> std::shared_ptr<const Volume> {
             auto output = std::make_shared<Volume>(*stack);
             if (share < 1.0 && a && b) {
@@ -345,16 +345,16 @@ void ZRKImageSweep::updateOutputRaster(Sweep& sweep) const
             }
             return output;
         });
-    sweep.isOutputDirty = false;
+    sweep.outputDirty = false;
 }
 
 std::shared_ptr<const ZRKImageSweep::Output> ZRKImageSweep::_ensureOutputRaster() const
 {
     const auto output = _sweep.use([this](Sweep& sweep) {
-        if (sweep.isOutputDirty) {
+        if (sweep.outputDirty) {
             updateOutputRaster(sweep);
         }
-        return sweep.output;
+        return sweep.outputRaster;
     });
     if (output && !ZRKDeferredBuilding::isOn()) {
         output->get();

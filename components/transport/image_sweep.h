@@ -143,11 +143,11 @@ private:
 
     /// What was computed, and the volume that is made of it for evaluators.
     struct Sweep {
-        std::shared_ptr<const Volume> stack{};      ///< the solver's result, its greatest value 1
-        std::shared_ptr<const Pixels> resampledA{}; ///< square, as the solver had them; null in a copy
+        std::shared_ptr<const Volume> sweepRaster{}; ///< the solver's result, its greatest value 1
+        std::shared_ptr<const Pixels> resampledA{};  ///< square, as the solver had them; null in a copy
         std::shared_ptr<const Pixels> resampledB{};
-        std::shared_ptr<const Output> output{};
-        bool isOutputDirty = true;
+        std::shared_ptr<const Output> outputRaster{};
+        bool outputDirty = true;
     };
 
     mutable std::shared_ptr<const Pixels> _rasterA;
