@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -22,8 +21,10 @@ constexpr std::size_t kCorners = 4;
 /// Positions whose corners make one block of the field's chain.
 constexpr std::size_t kSamplesAtOnce = kBlockSamples / kCorners;
 
-/// Signs of a corner's offset from the position.
-constexpr double kCornerSigns[kCorners][3] = {{1, -1, -1}, {-1, -1, 1}, {-1, 1, -1}, {1, 1, 1}};
+/// Where the corners lie, seen from the position: a tetrahedron.
+using CornerOffsets = std::array<Tensor<3, double>, kCorners>;
+
+CornerOffsets cornerOffsets(double h) { return {{{h, -h, -h}, {-h, -h, h}, {-h, h, -h}, {h, h, h}}}; }
 
 /// Positions with their weights, as aligned rows of whole vectors.
 struct PositionRows {
@@ -38,7 +39,9 @@ class CornerDomain final : public EvaluationDomain<3, double> {
 public:
     using EvaluationDomain::position;
 
-    CornerDomain(const PositionRows& centres, double step) : _centres(centres), _step(step) {}
+    CornerDomain(const PositionRows& centres, const CornerOffsets& offsets)
+        : _centres(centres), _offsets(offsets)
+    {}
 
     std::optional<Corners<double>> bounds() const override { return std::nullopt; }
     std::int32_t sampleCount() const override { return static_cast<std::int32_t>(kCorners * _centres.count); }
@@ -52,7 +55,7 @@ public:
         const std::size_t i = first + within % n;
         Tensor<4, double> moved{};
         for (std::size_t c = 0; c < 3; ++c) {
-            moved[c] = _centres.coordinates[c][i] + kCornerSigns[corner][c] * _step;
+            moved[c] = _centres.coordinates[c][i] + _offsets[corner][c];
         }
         moved[3] = _centres.weights ? _centres.weights[i] : 1.0;
         return moved;
@@ -79,7 +82,7 @@ public:
 
 private:
     PositionRows _centres;
-    double _step;
+    CornerOffsets _offsets;
 
     /// One coordinate at all corners of n positions; all four at once, which is faster than one by one.
     void move(std::size_t c, std::size_t first, std::size_t n, double* moved) const
@@ -87,7 +90,7 @@ private:
         const double* centres = _centres.coordinates[c] + first;
         Batch offsets[kCorners];
         for (std::size_t corner = 0; corner < kCorners; ++corner) {
-            offsets[corner] = kCornerSigns[corner][c] * _step;
+            offsets[corner] = _offsets[corner][c];
         }
         const std::size_t whole = n / Batch::size * Batch::size;
         for (std::size_t i = 0; i < whole; i += Batch::size) {
@@ -98,7 +101,7 @@ private:
         }
         for (std::size_t i = whole; i < n; ++i) {
             for (std::size_t corner = 0; corner < kCorners; ++corner) {
-                moved[corner * n + i] = centres[i] + kCornerSigns[corner][c] * _step;
+                moved[corner * n + i] = centres[i] + _offsets[corner][c];
             }
         }
     }
@@ -164,17 +167,17 @@ private:
 class GradientKernel final : public Kernel {
 public:
     GradientKernel(const std::shared_ptr<IFieldGenerator>& field, double step, bool unit)
-        : GradientKernel(PreparedField(IField(field)), step, {1 / (4 * step), unit})
+        : GradientKernel(PreparedField(IField(field)), cornerOffsets(step), {1 / (4 * step), unit})
     {}
-    GradientKernel(PreparedField field, double step, const CornerDifferences& differences)
-        : _field(std::move(field)), _step(step), _differences(differences)
+    GradientKernel(PreparedField field, const CornerOffsets& offsets, const CornerDifferences& differences)
+        : _field(std::move(field)), _offsets(offsets), _differences(differences)
     {}
 
     KernelReads reads() const override { return {1, true, ReadOrder::coordinatesFirst}; }
     std::shared_ptr<const Kernel> forRun() const override
     {
         return _field.changesBetweenRuns()
-                   ? std::make_shared<GradientKernel>(_field.forRun(), _step, _differences)
+                   ? std::make_shared<GradientKernel>(_field.forRun(), _offsets, _differences)
                    : nullptr;
     }
 
@@ -211,7 +214,8 @@ public:
     {
         std::array<PositionBox, kMaxBoxes> boxes;
         std::array<Interval<double>, kMaxBoxes> values;
-        const Interval<double> offset{-std::abs(_step), std::abs(_step)};
+        const auto [least, greatest] = std::minmax({_offsets[0][0], _offsets[0][1]});
+        const Interval<double> offset{least, greatest};
         for (std::size_t i = 0; i < run.boxCount(); ++i) {
             for (std::size_t c = 0; c < 3; ++c) {
                 boxes[i][c] = run.coordinates().row(c).at(i) + offset;
@@ -230,13 +234,13 @@ public:
 
 private:
     PreparedField _field;
-    double _step;
+    CornerOffsets _offsets;
     CornerDifferences _differences;
 
     void differentiate(const PositionRows& positions, const Tensor<3, double*>& gradients) const
     {
         GradientSink sink(_differences, gradients);
-        _field.sweep(CornerDomain(positions, _step), sink);
+        _field.sweep(CornerDomain(positions, _offsets), sink);
     }
 };
 

@@ -4,6 +4,8 @@
 #include "core/values/scalar_math.h"
 
 #include <cmath>
+#include <concepts>
+#include <type_traits>
 
 namespace zrk {
 
@@ -21,8 +23,10 @@ struct FallOff {
     double end = 0.5;
     FallOffCurve curve = FallOffCurve::linear;
 
+    /// Whole numbers and floats are taken as doubles.
+    double operator()(double d) const { return operator()<double>(d); }
     template <class V>
-    V operator()(const V& d) const
+    requires(!std::is_arithmetic_v<V> || std::same_as<V, double>) V operator()(const V& d) const
     {
         const V s = (d - start) / (end - start);
         return select(d <= start, V(1.0), select(d >= end, V(0.0), ramp(s)));

@@ -48,6 +48,14 @@ TEST(FallOffFunction, AtNumbersWithExactAnswers)
     }
 }
 
+TEST(FallOffFunction, TakesWholeNumbers)
+{
+    const ZRKFallOffFunction function{-1, 3, FallOffCurve::linear};
+    EXPECT_EQ(function(0), 0.75);
+    EXPECT_EQ(function(2L), 0.25);
+    EXPECT_EQ(function(1.0F), 0.5);
+}
+
 TEST(FallOffFunction, AgreesInAllValueTypes)
 {
     for (const FallOffCurve curve : {FallOffCurve::linear, FallOffCurve::smooth, FallOffCurve::gauss}) {
