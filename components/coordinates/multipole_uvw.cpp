@@ -12,7 +12,7 @@ namespace zrkmodel {
 
 bool ZRKMultipoleUVW::Pole::set(int i, double value)
 {
-    if (_isReference || i < 0 || i > 2) {
+    if (_is_ref || i < 0 || i > 2) {
         return false;
     }
     _point[static_cast<std::size_t>(i)] = value;
@@ -22,12 +22,12 @@ bool ZRKMultipoleUVW::Pole::set(int i, double value)
 void ZRKMultipoleUVW::Pole::set_ref(const std::shared_ptr<ZRKGeometry>& geometry)
 {
     _handle.reset(geometry);
-    _isReference = true;
+    _is_ref = true;
 }
 
 zrk::Tensor<3, double> ZRKMultipoleUVW::Pole::get_point() const
 {
-    if (!_isReference) {
+    if (!_is_ref) {
         return _point;
     }
     const auto resource = geometry();
@@ -40,10 +40,10 @@ void ZRKValueSerializer<ZRKMultipoleUVW::Pole>::write(ZRKSerialization& s, const
 {
     s.beginObject(pos);
     ZRKValueSerializer<double>::write(s, pole.strength, "strength");
-    ZRKValueSerializer<bool>::write(s, pole._isReference, "is_ref");
+    ZRKValueSerializer<bool>::write(s, pole._is_ref, "is_ref");
     ZRKValueSerializer<zrk::Tensor<3, double>>::write(s, pole.is_valid() ? pole.get_point() : pole._point,
                                                       "point");
-    if (pole._isReference) {
+    if (pole._is_ref) {
         ZRKValueSerializer<ZRKResourceHandle>::write(s, pole._handle, "point_handle");
     }
     s.end();
@@ -56,10 +56,10 @@ bool ZRKValueSerializer<ZRKMultipoleUVW::Pole>::read(const ZRKDeserialization& d
         return false;
     }
     ZRKValueSerializer<double>::read(d, pole.strength, "strength");
-    ZRKValueSerializer<bool>::read(d, pole._isReference, "is_ref");
+    ZRKValueSerializer<bool>::read(d, pole._is_ref, "is_ref");
     ZRKValueSerializer<zrk::Tensor<3, double>>::read(d, pole._point, "point");
     ZRKResourceHandle handle;
-    if (pole._isReference && ZRKValueSerializer<ZRKResourceHandle>::read(d, handle, "point_handle")) {
+    if (pole._is_ref && ZRKValueSerializer<ZRKResourceHandle>::read(d, handle, "point_handle")) {
         pole._handle = handle;
     }
     d.end();
@@ -126,9 +126,13 @@ void ZRKMultipoleUVW::register_pole(const Pole& pole)
     }
 }
 
-void ZRKMultipoleUVW::followReferences()
+void ZRKMultipoleUVW::followReferences(const Pole* replaced)
 {
-    unregister_all_refs();
+    if (replaced) {
+        unregister_pole(*replaced);
+    } else {
+        unregister_all_refs();
+    }
     for (const Pole& pole : poles.values()) {
         register_pole(pole);
     }
