@@ -1,6 +1,5 @@
 #include "components/coordinates/multipole_uvw.h"
 
-#include "components/categories.h"
 #include "components/coordinates/multipole_uvw_formula.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
@@ -72,9 +71,8 @@ ComponentIdentity ZRKMultipoleUVW::identity()
         .className = "ZRKMultipoleUVW",
         .typeName = "Multipole UVW",
         .uuid = "DD3B8046-432A-40DC-864C-C70DF0E6E0EC",
-        .icon = icon<IconColor::Vector, 0x60F0F060060F0F06>("uvw_multipole"),
-        .strings = {"multipole_coordinates", "Multipole coordinates",
-                    "Expresses a position in coordinates spanned by weighted poles.", category::kCoordinates},
+        .icon = IconResources::uvw_multipole,
+        .strings = ZRKUIStrings::multipole_coordinates(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Vector3d},
     };
