@@ -53,7 +53,7 @@ public:
         return std::make_shared<Derived>(static_cast<const Derived&>(*this));
     }
 
-    const ZRKTypeInfo& typeInfo() const override { return _typeInfo(); }
+    const ZRKTypeInfo& typeInfo() const override { return ownTypeInfo(); }
 
     void onTypeRegistration(ZRKTypeInfo& info) const override
     {
@@ -70,29 +70,37 @@ public:
     /// that takes. Called once, while the library loads.
     static void registerType()
     {
-        const ComponentIdentity self = Derived::identity();
-        ZRKTypeInfo& info = _typeInfo();
-        info.uuid = self.uuid;
-        info.name = self.typeName;
-        info.factory = [](const ZRKDeserialization&) -> std::shared_ptr<ZRKSerializable> {
-            return std::make_shared<Derived>();
-        };
+        ZRKTypeInfo& info = ownTypeInfo();
         const auto prototype = std::make_shared<Derived>();
         prototype->onTypeRegistration(info);
         ZRKTypeInfo::registerType(info);
     }
 
-    /// The class's one type info. A local static: registration runs before the static members
-    /// of a template would be constructed.
-    static ZRKTypeInfo& _typeInfo()
-    {
-        static ZRKTypeInfo info;
-        return info;
-    }
+    /// The class's one type info, a copy in each shared library that asks for it. Not to be used while
+    /// libraries load: it may not be bound yet.
+    static ZRKTypeInfo& _typeInfo;
 
 protected:
     ZRKComponent() = default;
     ZRKComponent(const ZRKComponent&) = default;
+
+private:
+    /// What `_typeInfo` is bound to. Made on first use, since registration runs before the static members of
+    /// a template are initialised.
+    static ZRKTypeInfo& ownTypeInfo()
+    {
+        static ZRKTypeInfo info = [] {
+            const ComponentIdentity self = Derived::identity();
+            const auto make = [](const ZRKDeserialization&) -> std::shared_ptr<ZRKSerializable> {
+                return std::make_shared<Derived>();
+            };
+            return ZRKTypeInfo{self.uuid, self.typeName, make};
+        }();
+        return info;
+    }
 };
+
+template <class Derived, class Base>
+ZRKTypeInfo& ZRKComponent<Derived, Base>::_typeInfo = ownTypeInfo();
 
 } // namespace zrkmodel

@@ -26,6 +26,8 @@ struct IconResource {
     const char* name = ""; ///< e.g. "sc_sdf_sphere"; empty for no icon
     /// Width, height, then a word 0xRRGGBBAA a pixel, row by row from the top; null for no icon.
     const unsigned int* pixels = nullptr;
+
+    constexpr operator const unsigned int*() const { return pixels; }
 };
 
 /// 16 by 16 pixels drawn from an 8 by 8 bitmap, which has one byte a row from the top, its high bit at the
@@ -51,8 +53,58 @@ constexpr IconResource icon(const char* name)
     return {name, kIconPixels<Color, Bitmap>.data()};
 }
 
-/// The icons of all registered types by name. Types that share a name share the pixels.
+/// Icons by name: "sc" for scalars, "uvw" for vectors, "rgb" for colours, "comp" for any; "x" where it is
+/// made of another.
 struct ZRK_API IconResources {
+    static const IconResource uvw_sphere;
+    static const IconResource uvw_torus;
+    static const IconResource uvw_cylinder;
+    static const IconResource uvw_x_split;
+    static const IconResource rgb_x_split;
+    static const IconResource uvw_x_quantize;
+    static const IconResource uvw_x_twist;
+    static const IconResource uvw_x_bend;
+    static const IconResource uvw_x_vector_normalize;
+    static const IconResource uvw_x_vector_norm;
+    static const IconResource rgb_x_from_uvw;
+    static const IconResource uvw_coord_system;
+    static const IconResource comp_x_mask;
+    static const IconResource comp_x_binary_operator;
+    static const IconResource comp_x_multiply_scalar;
+    static const IconResource uvw_x_affine;
+    static const IconResource sc_sdf_sphere;
+    static const IconResource uvw_multipole;
+    static const IconResource pattern_waves;
+    static const IconResource sc_sdf_box;
+    static const IconResource sc_sdf_plane;
+    static const IconResource sc_sdf_torus;
+    static const IconResource sc_sdf_cylinder;
+    static const IconResource sc_sdf_curve;
+    static const IconResource pattern_gyroid;
+    static const IconResource pattern_cross;
+    static const IconResource uvw_curve2;
+    static const IconResource uvw_x_vector_Dgradient;
+    static const IconResource uvw_surface;
+    static const IconResource sc_x_shell;
+    static const IconResource sc_x_falloff;
+    static const IconResource sc_x_invert;
+    static const IconResource sc_x_levelset_from_density;
+    static const IconResource sc_geometry_blend;
+    static const IconResource sc_image2d;
+    static const IconResource uvw_image2d;
+    static const IconResource rgb_image2d;
+    static const IconResource sc_image_sweep;
+    static const IconResource sc_image_extrude;
+    static const IconResource sc_image3d;
+    static const IconResource uvw_x_affine2;
+    static const IconResource uvw_x_apply_instance;
+    static const IconResource sc_sdf_beam;
+    static const IconResource uvw_x_assemble;
+    static const IconResource rgb_x_assemble;
+    static const IconResource sc_curve_gradient;
+
+    /// The same for the icons of all registered types. Types that share a name share the pixels.
+    ///
     /// Pixels as IconResource has them; null for a name that no type brought along.
     static const unsigned int* find(std::string_view name);
 };

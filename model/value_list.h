@@ -44,9 +44,12 @@ struct ZRKValueSerializer<std::vector<T>> {
 template <class T>
 class ZRKValueList {
 public:
-    /// @param owner    outlives the list, of which it usually is a member.
-    /// @param changed  is called when the values have changed, before that is announced, and after reading.
-    ZRKValueList(std::string name, ZRKObject* owner, std::function<void()> changed = nullptr)
+    /// What is called when the values have changed, before that is announced, and after reading: with the
+    /// value that another one has replaced; with null where more than one may have changed.
+    using Changed = std::function<void(const T* replaced)>;
+
+    /// @param owner  outlives the list, of which it usually is a member.
+    ZRKValueList(std::string name, ZRKObject* owner, Changed changed = nullptr)
         : _name(std::move(name)), _owner(owner), _changed(std::move(changed))
     {}
     ZRKValueList(const ZRKValueList&) = delete;
@@ -60,11 +63,13 @@ public:
     {
         const bool isOne = items.size() == _values.size() && contains(index);
         if (isOne) {
-            _values[static_cast<std::size_t>(index)] = items[static_cast<std::size_t>(index)];
+            const auto i = static_cast<std::size_t>(index);
+            const T replaced = std::exchange(_values[i], items[i]);
+            adapt(&replaced);
         } else {
             _values = items;
+            adapt(nullptr);
         }
-        adapt();
         _owner->emitPropertyChange(_name);
     }
 
@@ -97,21 +102,21 @@ public:
         std::vector<T> stored;
         ZRKValueSerializer<std::vector<T>>::read(d, stored, _name);
         _values = std::move(stored);
-        adapt();
+        adapt(nullptr);
     }
 
 private:
     bool contains(int index) const { return index >= 0 && static_cast<std::size_t>(index) < _values.size(); }
-    void adapt() const
+    void adapt(const T* replaced) const
     {
         if (_changed) {
-            _changed();
+            _changed(replaced);
         }
     }
 
     std::string _name;
     ZRKObject* _owner;
-    std::function<void()> _changed;
+    Changed _changed;
     std::vector<T> _values;
 };
 

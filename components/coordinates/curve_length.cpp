@@ -1,6 +1,5 @@
 #include "components/coordinates/curve_length.h"
 
-#include "components/categories.h"
 #include "components/coordinates/curve_measures.h"
 #include "components/coordinates/position_kernel.h"
 #include "model/channel_names.h"
@@ -14,9 +13,8 @@ ComponentIdentity ZRKCurveLength::identity()
         .className = "ZRKCurveLength",
         .typeName = "Curve Length",
         .uuid = "659C17DF-6560-4ADD-B4D3-0378730CE97F",
-        .icon = icon<IconColor::Scalar, 0xFF1F037F0F013F07>("sc_curve_gradient"),
-        .strings = {"curve_length_gradient", "Curve length",
-                    "How far along a curve its point closest to a position lies.", category::kCoordinates},
+        .icon = IconResources::sc_curve_gradient,
+        .strings = ZRKUIStrings::curve_length_gradient(),
         .inputs = {},
         .outputs = {Tag::Scalar},
     };

@@ -1,6 +1,5 @@
 #include "components/coordinates/curve_uvw.h"
 
-#include "components/categories.h"
 #include "components/coordinates/curve_measures.h"
 #include "components/coordinates/position_kernel.h"
 #include "model/channel_names.h"
@@ -14,9 +13,8 @@ ComponentIdentity ZRKCurveUVW::identity()
         .className = "ZRKCurveUVW",
         .typeName = "Curve UVW",
         .uuid = "BEF9FB2E-3341-45CA-A705-8095C01BAE92",
-        .icon = icon<IconColor::Vector, 0x04068E8A51716020>("uvw_curve2"),
-        .strings = {"curve_coordinates", "Curve coordinates",
-                    "Expresses a position in coordinates along and around a curve.", category::kCoordinates},
+        .icon = IconResources::uvw_curve2,
+        .strings = ZRKUIStrings::curve_coordinates(),
         .inputs = {},
         .outputs = {Tag::Vector3d},
     };

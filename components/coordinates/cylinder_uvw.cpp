@@ -1,6 +1,5 @@
 #include "components/coordinates/cylinder_uvw.h"
 
-#include "components/categories.h"
 #include "components/coordinates/cylinder_uvw_formula.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
@@ -13,9 +12,8 @@ ComponentIdentity ZRKCylinderUVW::identity()
         .className = "ZRKCylinderUVW",
         .typeName = "CylinderUVW",
         .uuid = "98790207-7A9E-47EF-B7CB-A9676CDBEF08",
-        .icon = icon<IconColor::Vector, 0x7E7E7E7E7E7E7E7E>("uvw_cylinder"),
-        .strings = {"cylindrical_coordinates", "Cylindrical coordinates",
-                    "Expresses a position in the coordinates of a cylinder.", category::kCoordinates},
+        .icon = IconResources::uvw_cylinder,
+        .strings = ZRKUIStrings::cylindrical_coordinates(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Vector3d},
     };

@@ -1,6 +1,5 @@
 #include "components/coordinates/face_uvw.h"
 
-#include "components/categories.h"
 #include "components/coordinates/position_kernel.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -36,9 +35,8 @@ ComponentIdentity ZRKFaceUVW::identity()
         .className = "ZRKFaceUVW",
         .typeName = "Face UVW",
         .uuid = "C68B78B3-58D5-4CBB-A5AE-D944CC69D379",
-        .icon = icon<IconColor::Vector, 0x00183C7EFFC38100>("uvw_surface"),
-        .strings = {"surface_coordinates", "Surface coordinates",
-                    "Expresses a position in coordinates on and above a surface.", category::kCoordinates},
+        .icon = IconResources::uvw_surface,
+        .strings = ZRKUIStrings::surface_coordinates(),
         .inputs = {},
         .outputs = {Tag::Vector3d},
     };

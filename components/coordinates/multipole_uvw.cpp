@@ -1,6 +1,5 @@
 #include "components/coordinates/multipole_uvw.h"
 
-#include "components/categories.h"
 #include "components/coordinates/multipole_uvw_formula.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
@@ -12,7 +11,7 @@ namespace zrkmodel {
 
 bool ZRKMultipoleUVW::Pole::set(int i, double value)
 {
-    if (_isReference || i < 0 || i > 2) {
+    if (_is_ref || i < 0 || i > 2) {
         return false;
     }
     _point[static_cast<std::size_t>(i)] = value;
@@ -22,12 +21,12 @@ bool ZRKMultipoleUVW::Pole::set(int i, double value)
 void ZRKMultipoleUVW::Pole::set_ref(const std::shared_ptr<ZRKGeometry>& geometry)
 {
     _handle.reset(geometry);
-    _isReference = true;
+    _is_ref = true;
 }
 
 zrk::Tensor<3, double> ZRKMultipoleUVW::Pole::get_point() const
 {
-    if (!_isReference) {
+    if (!_is_ref) {
         return _point;
     }
     const auto resource = geometry();
@@ -40,10 +39,10 @@ void ZRKValueSerializer<ZRKMultipoleUVW::Pole>::write(ZRKSerialization& s, const
 {
     s.beginObject(pos);
     ZRKValueSerializer<double>::write(s, pole.strength, "strength");
-    ZRKValueSerializer<bool>::write(s, pole._isReference, "is_ref");
+    ZRKValueSerializer<bool>::write(s, pole._is_ref, "is_ref");
     ZRKValueSerializer<zrk::Tensor<3, double>>::write(s, pole.is_valid() ? pole.get_point() : pole._point,
                                                       "point");
-    if (pole._isReference) {
+    if (pole._is_ref) {
         ZRKValueSerializer<ZRKResourceHandle>::write(s, pole._handle, "point_handle");
     }
     s.end();
@@ -56,10 +55,10 @@ bool ZRKValueSerializer<ZRKMultipoleUVW::Pole>::read(const ZRKDeserialization& d
         return false;
     }
     ZRKValueSerializer<double>::read(d, pole.strength, "strength");
-    ZRKValueSerializer<bool>::read(d, pole._isReference, "is_ref");
+    ZRKValueSerializer<bool>::read(d, pole._is_ref, "is_ref");
     ZRKValueSerializer<zrk::Tensor<3, double>>::read(d, pole._point, "point");
     ZRKResourceHandle handle;
-    if (pole._isReference && ZRKValueSerializer<ZRKResourceHandle>::read(d, handle, "point_handle")) {
+    if (pole._is_ref && ZRKValueSerializer<ZRKResourceHandle>::read(d, handle, "point_handle")) {
         pole._handle = handle;
     }
     d.end();
@@ -72,9 +71,8 @@ ComponentIdentity ZRKMultipoleUVW::identity()
         .className = "ZRKMultipoleUVW",
         .typeName = "Multipole UVW",
         .uuid = "DD3B8046-432A-40DC-864C-C70DF0E6E0EC",
-        .icon = icon<IconColor::Vector, 0x60F0F060060F0F06>("uvw_multipole"),
-        .strings = {"multipole_coordinates", "Multipole coordinates",
-                    "Expresses a position in coordinates spanned by weighted poles.", category::kCoordinates},
+        .icon = IconResources::uvw_multipole,
+        .strings = ZRKUIStrings::multipole_coordinates(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Vector3d},
     };
@@ -126,9 +124,13 @@ void ZRKMultipoleUVW::register_pole(const Pole& pole)
     }
 }
 
-void ZRKMultipoleUVW::followReferences()
+void ZRKMultipoleUVW::followReferences(const Pole* replaced)
 {
-    unregister_all_refs();
+    if (replaced) {
+        unregister_pole(*replaced);
+    } else {
+        unregister_all_refs();
+    }
     for (const Pole& pole : poles.values()) {
         register_pole(pole);
     }

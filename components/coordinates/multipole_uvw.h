@@ -76,7 +76,7 @@ public:
         Pole() = default; ///< fixed, at the origin
         Pole(const zrk::Tensor<3, double>& point, double strength) : strength(strength), _point(point) {}
         Pole(const std::shared_ptr<ZRKGeometry>& geometry, double strength)
-            : strength(strength), _isReference(true), _handle(geometry)
+            : strength(strength), _is_ref(true), _handle(geometry)
         {}
 
         /// Sets coordinate i of a fixed pole, 0 to 2. Returns false and changes nothing for a reference and
@@ -85,9 +85,9 @@ public:
         /// Makes the pole a reference to the geometry.
         void set_ref(const std::shared_ptr<ZRKGeometry>& geometry);
 
-        bool is_ref() const { return _isReference; }
+        bool is_ref() const { return _is_ref; }
         /// Returns false for a reference that doesn't resolve now, and true otherwise.
-        bool is_valid() const { return !_isReference || _handle.ready(); }
+        bool is_valid() const { return !_is_ref || _handle.ready(); }
         const ZRKuuid& ref_uuid() const { return _handle.uuid(); }
         /// Returns the geometry that the pole refers to, or null if there is none.
         std::shared_ptr<ZRKGeometry> geometry() const { return _handle.object(); }
@@ -97,14 +97,14 @@ public:
 
     private:
         friend struct ZRKValueSerializer<Pole>;
-        bool _isReference = false;
+        bool _is_ref = false;
         ZRKResourceHandleOf<ZRKGeometry> _handle;
         zrk::Tensor<3, double> _point{};
     };
 
     ZRKProperty<bool> constDirection{"const direction", false, this};
     /// A change of the list is announced as "poles", and so is a change of a geometry that a pole refers to.
-    ZRKValueList<Pole> poles{"poles", this, [this] { followReferences(); }};
+    ZRKValueList<Pole> poles{"poles", this, [this](const Pole* replaced) { followReferences(replaced); }};
 
     ZRKMultipoleUVW() = default;
     /// A copy, and so a clone, starts without poles.
@@ -126,6 +126,8 @@ public:
 protected:
     /// Starts to listen to the geometry of a reference that resolves, unless it is listened to already.
     void register_pole(const Pole& pole);
+    /// Stops listening to the geometry of a reference, also if other poles refer to it.
+    void unregister_pole(const Pole& pole) { refListeners.erase(pole.ref_uuid()); }
     void unregister_all_refs() { refListeners.clear(); }
 
 private:
@@ -134,7 +136,7 @@ private:
     /// What listens holds it weakly: a change that is under way may do away with the component.
     std::shared_ptr<const Alive> _alive = std::make_shared<const Alive>();
 
-    void followReferences();
+    void followReferences(const Pole* replaced);
 };
 
 /// A pole is stored as an object with the members "strength", "is_ref", "point" and, if it is a reference,

@@ -1,6 +1,5 @@
 #include "components/coordinates/sphere_uvw.h"
 
-#include "components/categories.h"
 #include "components/coordinates/sphere_uvw_formula.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
@@ -13,9 +12,8 @@ ComponentIdentity ZRKSphereUVW::identity()
         .className = "ZRKSphereUVW",
         .typeName = "ZRKSphereUVW",
         .uuid = "65FE6E5A-E3F7-4C12-89E7-3B899AEDA5B4",
-        .icon = icon<IconColor::Vector, 0x187E7EFFFF7E7E18>("uvw_sphere"),
-        .strings = {"spherical_coordinates", "Spherical coordinates",
-                    "Expresses a position in the coordinates of a sphere.", category::kCoordinates},
+        .icon = IconResources::uvw_sphere,
+        .strings = ZRKUIStrings::spherical_coordinates(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Vector3d},
     };

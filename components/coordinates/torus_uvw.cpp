@@ -1,6 +1,5 @@
 #include "components/coordinates/torus_uvw.h"
 
-#include "components/categories.h"
 #include "components/coordinates/torus_uvw_formula.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
@@ -13,9 +12,8 @@ ComponentIdentity ZRKTorusUVW::identity()
         .className = "ZRKTorusUVW",
         .typeName = "ZRKTorusUVW",
         .uuid = "B1360CF0-36E7-4B0E-9A94-6814A5137397",
-        .icon = icon<IconColor::Vector, 0x3C7EFFE7E7FF7E3C>("uvw_torus"),
-        .strings = {"toroidal_coordinates", "Toroidal coordinates",
-                    "Expresses a position in the coordinates of a torus.", category::kCoordinates},
+        .icon = IconResources::uvw_torus,
+        .strings = ZRKUIStrings::toroidal_coordinates(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Vector3d},
     };

@@ -1,6 +1,5 @@
 #include "components/mesh/beam_sdf.h"
 
-#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/mesh/mesh_import.h"
 #include "core/values/bbox.h"
@@ -25,9 +24,8 @@ ComponentIdentity ZRKBeamSDF::identity()
         .className = "ZRKBeamSDF",
         .typeName = "BeamSDF",
         .uuid = "ebd8fcf-fbf7-48e6-a881-41dabd05dce8", // one digit short, as documents have it
-        .icon = icon<IconColor::Scalar, 0xFF422418182442FF>("sc_sdf_beam"),
-        .strings = {"beam_sdf", "Beam lattice",
-                    "Signed distance to a lattice of beams along the edges of a mesh.", category::kMesh},
+        .icon = IconResources::sc_sdf_beam,
+        .strings = ZRKUIStrings::beam_sdf(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar},
     };

@@ -1,9 +1,7 @@
 #include "components/mesh/mesh_sdf.h"
 
-#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/mesh/mesh_import.h"
-#include "components/shared_icons.h"
 #include "core/engine/progress.h"
 
 #include <iterator>
@@ -17,8 +15,8 @@ ComponentIdentity ZRKMeshSDF::identity()
         .className = "ZRKMeshSDF",
         .typeName = "MeshSDF",
         .uuid = "BC569064-23FF-426D-8301-9C92F9913E33",
-        .icon = kSphereIcon,
-        .strings = {"mesh_sdf", "Mesh", "Signed distance to an imported triangle mesh.", category::kMesh},
+        .icon = IconResources::sc_sdf_sphere,
+        .strings = ZRKUIStrings::mesh_sdf(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar},
     };

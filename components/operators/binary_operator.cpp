@@ -1,6 +1,5 @@
 #include "components/operators/binary_operator.h"
 
-#include "components/categories.h"
 #include "core/values/fault.h"
 #include "model/graph_item.h"
 #include "model/pins.h"
@@ -28,10 +27,8 @@ ComponentIdentity ZRKBinaryOperator::identity()
         .className = "ZRKBinaryOperator",
         .typeName = "BinaryOperator",
         .uuid = "FD99F113-273B-43E6-8A40-D978F004230E",
-        .icon = icon<IconColor::AnyTag, 0x00007EFFFF7E0000>("comp_x_binary_operator"),
-        .strings = {"binary_operator", "Binary operator",
-                    "Combines two fields: sum, difference, product, minimum, maximum or blend.",
-                    category::kOperators},
+        .icon = IconResources::comp_x_binary_operator,
+        .strings = ZRKUIStrings::binary_operator(),
         .inputs = {Tag::Any}, // one, although there are two pins
         .outputs = {Tag::Any},
     };

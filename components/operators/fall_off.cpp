@@ -1,6 +1,5 @@
 #include "components/operators/fall_off.h"
 
-#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -13,9 +12,8 @@ ComponentIdentity ZRKFallOff::identity()
         .className = "ZRKFallOff",
         .typeName = "FallOff",
         .uuid = "2D1DEAEA-8E22-4856-8261-07E67671B5C7",
-        .icon = icon<IconColor::Scalar, 0x80C0E0F0F8FCFEFF>("sc_x_falloff"),
-        .strings = {"falloff_gradient", "Fall-off", "Maps a distance to a density by an editable curve.",
-                    category::kOperators},
+        .icon = IconResources::sc_x_falloff,
+        .strings = ZRKUIStrings::falloff_gradient(),
         .inputs = {Tag::Scalar},
         .outputs = {Tag::Scalar},
     };

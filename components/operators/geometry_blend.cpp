@@ -1,6 +1,5 @@
 #include "components/operators/geometry_blend.h"
 
-#include "components/categories.h"
 #include "core/engine/centred_box.h"
 #include "core/engine/evaluation_context.h"
 #include "core/values/batch.h"
@@ -110,9 +109,8 @@ ComponentIdentity ZRKGeometryBlend::identity()
         .className = "ZRKGeometryBlend",
         .typeName = "geometry blend",
         .uuid = "B4E613F3-592C-4214-B323-15644932F6AC",
-        .icon = icon<IconColor::Scalar, 0x70F0F0F00F0F0F0F>("sc_geometry_blend"),
-        .strings = {"geometry_blend", "Geometry blend", "A soft sum of picked geometries.",
-                    category::kOperators},
+        .icon = IconResources::sc_geometry_blend,
+        .strings = ZRKUIStrings::geometry_blend(),
         .inputs = {}, // none, though there is an input pin
         .outputs = {Tag::Scalar},
     };

@@ -1,6 +1,5 @@
 #include "components/operators/grad_derivative.h"
 
-#include "components/categories.h"
 #include "components/operators/gradient_kernel.h"
 #include "model/pins.h"
 
@@ -27,9 +26,8 @@ ComponentIdentity ZRKGradDerivative::identity()
         .className = "ZRKGradDerivative",
         .typeName = "GradDerivative",
         .uuid = "DEB32B4F-6A7B-490A-A25C-2F026CDFF30C",
-        .icon = icon<IconColor::Vector, 0x0103070F1F1F1F1F>("uvw_x_vector_Dgradient"),
-        .strings = {"derivative_gradient", "Gradient",
-                    "The gradient of a scalar field by finite differences.", category::kVectors},
+        .icon = IconResources::uvw_x_vector_Dgradient,
+        .strings = ZRKUIStrings::derivative_gradient(),
         .inputs = {Tag::Scalar},
         .outputs = {Tag::Vector3d},
     };

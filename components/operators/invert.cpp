@@ -1,6 +1,5 @@
 #include "components/operators/invert.h"
 
-#include "components/categories.h"
 #include "components/operators/levelset_formula.h"
 #include "core/engine/formula.h"
 #include "model/pins.h"
@@ -13,9 +12,8 @@ ComponentIdentity ZRKInvert::identity()
         .className = "ZRKInvert",
         .typeName = "Invert", // as ZRKLevelsetIsoValue: the UUID tells them apart
         .uuid = "BD624C1E-A801-44C6-954A-14A44BE779BB",
-        .icon = icon<IconColor::Scalar, 0xF0E8CC8E8ECCE8F0>("sc_x_invert"),
-        .strings = {"invert", "Invert", "Gives 1 - v, which turns a density inside out.",
-                    category::kOperators},
+        .icon = IconResources::sc_x_invert,
+        .strings = ZRKUIStrings::invert(),
         .inputs = {Tag::Scalar},
         .outputs = {Tag::Scalar},
     };

@@ -1,6 +1,5 @@
 #include "components/operators/levelset_iso_value.h"
 
-#include "components/categories.h"
 #include "components/operators/levelset_formula.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
@@ -14,9 +13,8 @@ ComponentIdentity ZRKLevelsetIsoValue::identity()
         .className = "ZRKLevelsetIsoValue",
         .typeName = "Invert", // as ZRKInvert: the UUID tells them apart
         .uuid = "A72F2EDE-422B-487F-8CBB-4642CA90A7E7",
-        .icon = icon<IconColor::Scalar, 0x0000006071F9FFFF>("sc_x_levelset_from_density"),
-        .strings = {"density_to_levelset", "Iso value", "Turns a density into a level set at an iso value.",
-                    category::kOperators},
+        .icon = IconResources::sc_x_levelset_from_density,
+        .strings = ZRKUIStrings::density_to_levelset(),
         .inputs = {Tag::Scalar},
         .outputs = {Tag::Scalar},
     };

@@ -1,6 +1,5 @@
 #include "components/operators/mask.h"
 
-#include "components/categories.h"
 #include "components/operators/mask_formula.h"
 #include "model/pins.h"
 
@@ -12,9 +11,8 @@ ComponentIdentity ZRKMask::identity()
         .className = "ZRKMask",
         .typeName = "mask", // lower case: documents carry it
         .uuid = "4B550F53-36E0-44FE-A3AE-6794BD09FFF0",
-        .icon = icon<IconColor::AnyTag, 0xE7818100008181E7>("comp_x_mask"),
-        .strings = {"apply_mask", "Mask", "Sets or lowers the weight of a field by a mask.",
-                    category::kOperators},
+        .icon = IconResources::comp_x_mask,
+        .strings = ZRKUIStrings::apply_mask(),
         .inputs = {Tag::Any}, // one, although there are two pins
         .outputs = {Tag::Any},
     };

@@ -1,6 +1,5 @@
 #include "components/operators/multiply.h"
 
-#include "components/categories.h"
 #include "components/operators/multiply_formula.h"
 #include "core/engine/formula.h"
 #include "model/pins.h"
@@ -13,9 +12,8 @@ ComponentIdentity ZRKMultiply::identity()
         .className = "ZRKMultiply",
         .typeName = "Multiply",
         .uuid = "CD969AF7-D5C0-40A0-B03C-A59C0E3BA1F4",
-        .icon = icon<IconColor::AnyTag, 0x8142241818244281>("comp_x_multiply_scalar"),
-        .strings = {"multiply_with_scalar", "Multiply", "Multiplies a field with a scalar.",
-                    category::kOperators},
+        .icon = IconResources::comp_x_multiply_scalar,
+        .strings = ZRKUIStrings::multiply_with_scalar(),
         .inputs = {Tag::Any}, // one, although there are two pins
         .outputs = {Tag::Any},
     };

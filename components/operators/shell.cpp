@@ -1,6 +1,5 @@
 #include "components/operators/shell.h"
 
-#include "components/categories.h"
 #include "components/operators/levelset_formula.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
@@ -14,9 +13,8 @@ ComponentIdentity ZRKShell::identity()
         .className = "ZRKShell",
         .typeName = "Shell",
         .uuid = "B00F743F-1B53-4430-BB0D-8C729EBC099B",
-        .icon = icon<IconColor::Scalar, 0x3C66C38181C3663C>("sc_x_shell"),
-        .strings = {"shell", "Shell", "Turns a distance into that to a shell around its surface.",
-                    category::kOperators},
+        .icon = IconResources::sc_x_shell,
+        .strings = ZRKUIStrings::shell(),
         .inputs = {Tag::Scalar}, // one, although there are three pins
         .outputs = {Tag::Scalar},
     };

@@ -1,6 +1,5 @@
 #include "components/patterns/cross.h"
 
-#include "components/categories.h"
 #include "components/patterns/cross_formula.h"
 #include "components/patterns/density_pins.h"
 #include "core/engine/formula.h"
@@ -13,9 +12,8 @@ ComponentIdentity ZRKCross::identity()
         .className = "ZRKCross",
         .typeName = "Cross",
         .uuid = "E22BE999-A552-4034-ADA4-2DB5E2AF90C7",
-        .icon = icon<IconColor::Pattern, 0x181818FFFF181818>("pattern_cross"),
-        .strings = {"tricross_pattern", "Cross", "A lattice of crossing bars, repeated in all directions.",
-                    category::kPatterns},
+        .icon = IconResources::pattern_cross,
+        .strings = ZRKUIStrings::tricross_pattern(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar},
     };

@@ -1,6 +1,5 @@
 #include "components/patterns/gyroid.h"
 
-#include "components/categories.h"
 #include "components/patterns/density_pins.h"
 #include "components/patterns/gyroid_formula.h"
 #include "core/engine/formula.h"
@@ -13,8 +12,8 @@ ComponentIdentity ZRKGyroid::identity()
         .className = "ZRKGyroid",
         .typeName = "Gyroid",
         .uuid = "D5364AB6-2EC3-4FDD-93B9-A8EDA9026EC8",
-        .icon = icon<IconColor::Pattern, 0xFF310004CEFF7100>("pattern_gyroid"),
-        .strings = {"gyroid_pattern", "Gyroid", "A gyroid, repeated in all directions.", category::kPatterns},
+        .icon = IconResources::pattern_gyroid,
+        .strings = ZRKUIStrings::gyroid_pattern(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar},
     };

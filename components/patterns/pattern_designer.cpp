@@ -1,6 +1,5 @@
 #include "components/patterns/pattern_designer.h"
 
-#include "components/categories.h"
 #include "components/patterns/pattern_designer_formula.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
@@ -80,9 +79,8 @@ ComponentIdentity ZRKPatternDesigner::identity()
         .className = "ZRKPatternDesigner",
         .typeName = "PatternDesigner",
         .uuid = "AE4FDE65-6F8E-4F44-B786-0C3F41F584FF",
-        .icon = icon<IconColor::Pattern, 0xCC993264C993264C>("pattern_waves"),
-        .strings = {"periodic_wave_pattern", "Pattern designer",
-                    "A periodic pattern summed from waves of your own.", category::kPatterns},
+        .icon = IconResources::pattern_waves,
+        .strings = ZRKUIStrings::periodic_wave_pattern(),
         .inputs = {},
         .outputs = {Tag::Scalar},
     };

@@ -1,6 +1,5 @@
 #include "components/primitives/box_sdf.h"
 
-#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/primitives/box_sdf_formula.h"
 #include "core/engine/formula.h"
@@ -13,8 +12,8 @@ ComponentIdentity ZRKBoxSDF::identity()
         .className = "ZRKBoxSDF",
         .typeName = "BoxSDF",
         .uuid = "643A5F35-7A73-481F-8D10-DACAA3EF38AB",
-        .icon = icon<IconColor::Scalar, 0x007E7E7E7E7E7E00>("sc_sdf_box"),
-        .strings = {"box_sdf", "Box", "Signed distance to a box.", category::kPrimitives},
+        .icon = IconResources::sc_sdf_box,
+        .strings = ZRKUIStrings::box_sdf(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar},
     };

@@ -1,6 +1,5 @@
 #include "components/primitives/cylinder_sdf.h"
 
-#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/primitives/cylinder_sdf_formula.h"
 #include "core/engine/formula.h"
@@ -13,9 +12,8 @@ ComponentIdentity ZRKCylinderSDF::identity()
         .className = "ZRKCylinderSDF",
         .typeName = "CylinderSDF",
         .uuid = "30011FD2-A3B6-4C43-A917-5F5D83C4F37A",
-        .icon = icon<IconColor::Scalar, 0x7E7E7E7E7E7E7E7E>("sc_sdf_cylinder"),
-        .strings = {"cylinder_sdf", "Cylinder", "Signed distance to a cylinder or cone.",
-                    category::kPrimitives},
+        .icon = IconResources::sc_sdf_cylinder,
+        .strings = ZRKUIStrings::cylinder_sdf(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar},
     };

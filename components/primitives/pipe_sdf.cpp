@@ -1,6 +1,5 @@
 #include "components/primitives/pipe_sdf.h"
 
-#include "components/categories.h"
 #include "components/distance_pins.h"
 
 namespace zrkmodel {
@@ -11,8 +10,8 @@ ComponentIdentity ZRKPipeSDF::identity()
         .className = "ZRKPipeSDF",
         .typeName = "PipeSDF",
         .uuid = "5F0E65B0-DAE5-4B6A-A475-2471D28D1D08",
-        .icon = icon<IconColor::Scalar, 0x206071518A8E0604>("sc_sdf_curve"),
-        .strings = {"pipe_sdf", "Pipe", "Signed distance to a pipe along a curve.", category::kPrimitives},
+        .icon = IconResources::sc_sdf_curve,
+        .strings = ZRKUIStrings::pipe_sdf(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar},
     };

@@ -1,6 +1,5 @@
 #include "components/primitives/plane_sdf.h"
 
-#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/primitives/plane_sdf_formula.h"
 #include "core/engine/formula.h"
@@ -13,8 +12,8 @@ ComponentIdentity ZRKPlaneSDF::identity()
         .className = "ZRKPlaneSDF",
         .typeName = "PlaneSDF",
         .uuid = "70E951B9-FC76-416E-9A80-B6A070DC68F3",
-        .icon = icon<IconColor::Scalar, 0x0000000000FFFF00>("sc_sdf_plane"),
-        .strings = {"plane_sdf", "Plane", "Signed distance to a plane.", category::kPrimitives},
+        .icon = IconResources::sc_sdf_plane,
+        .strings = ZRKUIStrings::plane_sdf(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar},
     };

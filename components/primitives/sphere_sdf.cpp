@@ -1,9 +1,7 @@
 #include "components/primitives/sphere_sdf.h"
 
-#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/primitives/sphere_sdf_formula.h"
-#include "components/shared_icons.h"
 #include "core/engine/formula.h"
 
 namespace zrkmodel {
@@ -14,8 +12,8 @@ ComponentIdentity ZRKSphereSDF::identity()
         .className = "ZRKSphereSDF",
         .typeName = "SphereSDF",
         .uuid = "6E8C3D87-C1B8-4F58-A88A-E8E774076AFF",
-        .icon = kSphereIcon,
-        .strings = {"sphere_sdf", "Sphere", "Signed distance to a sphere.", category::kPrimitives},
+        .icon = IconResources::sc_sdf_sphere,
+        .strings = ZRKUIStrings::sphere_sdf(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar},
     };

@@ -1,6 +1,5 @@
 #include "components/primitives/torus_sdf.h"
 
-#include "components/categories.h"
 #include "components/distance_pins.h"
 #include "components/primitives/torus_sdf_formula.h"
 #include "core/engine/formula.h"
@@ -13,8 +12,8 @@ ComponentIdentity ZRKTorusSDF::identity()
         .className = "ZRKTorusSDF",
         .typeName = "TorusSDF",
         .uuid = "890BF42A-366D-47B9-BE62-4007C09F9710",
-        .icon = icon<IconColor::Scalar, 0x3C7EFFE7E7FF7E3C>("sc_sdf_torus"),
-        .strings = {"torus_sdf", "Torus", "Signed distance to a torus.", category::kPrimitives},
+        .icon = IconResources::sc_sdf_torus,
+        .strings = ZRKUIStrings::torus_sdf(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar},
     };

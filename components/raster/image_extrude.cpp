@@ -1,6 +1,5 @@
 #include "components/raster/image_extrude.h"
 
-#include "components/categories.h"
 #include "components/channel_conversion.h"
 #include "components/raster/image_extrude_formula.h"
 #include "core/engine/formula.h"
@@ -77,9 +76,8 @@ ComponentIdentity ZRK2DImageExtrude::identity()
         .className = "ZRK2DImageExtrude",
         .typeName = "2DImageExtrude",
         .uuid = "11CAA672-4ABD-4161-9BBB-AB3D24FD3B81",
-        .icon = icon<IconColor::Scalar, 0x060C193264C890FF>("sc_image_extrude"),
-        .strings = {"image_triaxial_blend", "Image extrude",
-                    "Extrudes up to three pictures along the axes and combines them.", category::kImages},
+        .icon = IconResources::sc_image_extrude,
+        .strings = ZRKUIStrings::image_triaxial_blend(),
         .inputs = {},
         .outputs = {Tag::Scalar},
     };

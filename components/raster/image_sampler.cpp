@@ -1,6 +1,5 @@
 #include "components/raster/image_sampler.h"
 
-#include "components/categories.h"
 #include "components/channel_conversion.h"
 #include "core/engine/formula.h"
 #include "core/raster/raster_lookup.h"
@@ -105,8 +104,8 @@ ComponentIdentity ZRKScalarImageSampler::identity()
         .className = "ZRKScalarImageSampler",
         .typeName = "ScalarImageSampler",
         .uuid = "F47194BC-F7C9-458D-A8EF-9E38169F3A2B",
-        .icon = icon<IconColor::Scalar, 0xFF8181818199BDFF>("sc_image2d"),
-        .strings = {"scalar_image", "Scalar image", "Samples one channel of a picture.", category::kImages},
+        .icon = IconResources::sc_image2d,
+        .strings = ZRKUIStrings::scalar_image(),
         .inputs = {Tag::Any},
         .outputs = {Tag::Scalar},
     };
@@ -118,9 +117,8 @@ ComponentIdentity ZRKVector3ImageSampler::identity()
         .className = "ZRKVector3ImageSampler",
         .typeName = "Vector3ImageSampler",
         .uuid = "78EC2DBE-A2C0-4F50-8902-0122395634FC",
-        .icon = icon<IconColor::Vector, 0xFF8181818199BDFF>("uvw_image2d"),
-        .strings = {"vector_image", "Vector image", "Samples three channels of a picture as a vector.",
-                    category::kImages},
+        .icon = IconResources::uvw_image2d,
+        .strings = ZRKUIStrings::vector_image(),
         .inputs = {Tag::Any},
         .outputs = {Tag::Vector3d},
     };
@@ -132,8 +130,8 @@ ComponentIdentity ZRKRGBAImageSampler::identity()
         .className = "ZRKRGBAImageSampler",
         .typeName = "RGBAImageSampler",
         .uuid = "B9893F8A-2F45-42B1-B94B-870AE0D8ED0C",
-        .icon = icon<IconColor::Color, 0xFF8181818199BDFF>("rgb_image2d"),
-        .strings = {"color_image", "Colour image", "Samples a picture as a colour.", category::kImages},
+        .icon = IconResources::rgb_image2d,
+        .strings = ZRKUIStrings::color_image(),
         .inputs = {Tag::Any},
         .outputs = {Tag::Color},
     };

@@ -1,6 +1,5 @@
 #include "components/raster/image_stack.h"
 
-#include "components/categories.h"
 #include "components/channel_conversion.h"
 #include "core/engine/formula.h"
 #include "core/raster/raster_lookup.h"
@@ -52,9 +51,8 @@ ComponentIdentity ZRK3DImage::identity()
         .className = "ZRK3DImage",
         .typeName = "2DImageExtrude", // the name of another class: saved documents carry it
         .uuid = "494094F4-A6E5-4388-980F-7CEE65934F97",
-        .icon = icon<IconColor::Scalar, 0xFF8181FF8181FF81>("sc_image3d"),
-        .strings = {"image_volume", "Image stack", "Samples a volume made of picture slices.",
-                    category::kImages},
+        .icon = IconResources::sc_image3d,
+        .strings = ZRKUIStrings::image_volume(),
         .inputs = {},
         .outputs = {Tag::Scalar},
     };

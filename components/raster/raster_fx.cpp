@@ -1,6 +1,5 @@
 #include "components/raster/raster_fx.h"
 
-#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "core/engine/rasterize.h"
 #include "core/raster/gaussian_blur.h"
@@ -114,8 +113,7 @@ ComponentIdentity ZRKRasterFX::identity()
         .typeName = "RasterFX",
         .uuid = "245E6576-8E77-4C71-8AC3-5D25D92F40BA",
         .icon = {},
-        .strings = {"image_rasterFX", "Raster effects", "Freezes a field into a raster and filters it.",
-                    category::kImages},
+        .strings = ZRKUIStrings::image_rasterFX(),
         .inputs = {Tag::Scalar},
         .outputs = {Tag::Scalar},
     };

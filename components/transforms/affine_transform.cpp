@@ -1,6 +1,5 @@
 #include "components/transforms/affine_transform.h"
 
-#include "components/categories.h"
 #include "components/position_pins.h"
 #include "components/transforms/axis_rotation.h"
 #include "core/engine/formula.h"
@@ -41,9 +40,8 @@ ComponentIdentity ZRKAffineTransform::identity()
         .className = "ZRKAffineTransform",
         .typeName = "AffineTransform",
         .uuid = "527CC3B7-95C3-44FC-93BC-E1888B31DDD5",
-        .icon = icon<IconColor::Vector, 0x00F87C7C3E3E1F00>("uvw_x_affine2"),
-        .strings = {"basic_transformation", "Transform", "Moves, turns and scales positions.",
-                    category::kTransforms},
+        .icon = IconResources::uvw_x_affine2,
+        .strings = ZRKUIStrings::basic_transformation(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Vector3d},
     };

@@ -1,6 +1,5 @@
 #include "components/transforms/apply_transform.h"
 
-#include "components/categories.h"
 #include "core/engine/evaluation_context.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -39,9 +38,8 @@ ComponentIdentity ZRKApplyTransform::identity()
         .className = "ZRKApplyTransform",
         .typeName = "ApplyTransform",
         .uuid = "AB6F6413-0642-4CEE-9880-BBFDE9019667",
-        .icon = icon<IconColor::Vector, 0x007070700E0E0E00>("uvw_x_apply_instance"),
-        .strings = {"apply_transformation", "Apply transform",
-                    "Evaluates one field at the positions that another one gives.", category::kTransforms},
+        .icon = IconResources::uvw_x_apply_instance,
+        .strings = ZRKUIStrings::apply_transformation(),
         .inputs = {Tag::Vector3d, Tag::Any},
         .outputs = {Tag::Vector3d}, // although the pin is a wildcard
     };

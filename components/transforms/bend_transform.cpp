@@ -1,6 +1,5 @@
 #include "components/transforms/bend_transform.h"
 
-#include "components/categories.h"
 #include "components/position_pins.h"
 #include "components/transforms/bend_transform_formula.h"
 #include "core/engine/formula.h"
@@ -13,8 +12,8 @@ ComponentIdentity ZRKBendTransform::identity()
         .className = "ZRKBendTransform",
         .typeName = "BendTransform",
         .uuid = "56344C70-CEF0-4CF9-89FB-80A636B9C76C",
-        .icon = icon<IconColor::Vector, 0x00C0F0F83C1C0E0E>("uvw_x_bend"),
-        .strings = {"bend", "Bend", "Bends space around an axis.", category::kTransforms},
+        .icon = IconResources::uvw_x_bend,
+        .strings = ZRKUIStrings::bend(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Vector3d},
     };

@@ -1,6 +1,5 @@
 #include "components/transforms/color_from_vec3.h"
 
-#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -33,9 +32,8 @@ ComponentIdentity ZRKColorFromVec3::identity()
         .className = "ZRKColorFromVec3",
         .typeName = "ColorFromVec3",
         .uuid = "031925FC-C101-4C3E-A80D-0D0F3AB4E05E", // as ZRKNormalizeVec3: documents carry it
-        .icon = icon<IconColor::Color, 0x9224499224499224>("rgb_x_from_uvw"),
-        .strings = {"color_from_vector", "Colour from vector",
-                    "Takes the components of a vector as red, green and blue.", category::kVectors},
+        .icon = IconResources::rgb_x_from_uvw,
+        .strings = ZRKUIStrings::color_from_vector(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Color},
     };

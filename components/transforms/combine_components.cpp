@@ -1,6 +1,5 @@
 #include "components/transforms/combine_components.h"
 
-#include "components/categories.h"
 #include "components/transforms/component_pins.h"
 #include "core/engine/evaluation_context.h"
 #include "core/values/batch.h"
@@ -107,9 +106,8 @@ ComponentIdentity ZRKVector3CombineComponents::identity()
         .className = "ZRKVector3CombineComponents",
         .typeName = "Vector3CombineComponents",
         .uuid = "7CF3D8F6-00BD-411A-A6A3-63675F96231C",
-        .icon = icon<IconColor::Vector, 0x08F80808FF08F808>("uvw_x_assemble"),
-        .strings = {"assemble_vector", "Assemble vector", "Makes a vector of three scalars.",
-                    category::kVectors},
+        .icon = IconResources::uvw_x_assemble,
+        .strings = ZRKUIStrings::assemble_vector(),
         .inputs = {Tag::Scalar}, // one, although there are three pins
         .outputs = {Tag::Vector3d},
     };
@@ -121,9 +119,8 @@ ComponentIdentity ZRKRGBACombineComponents::identity()
         .className = "ZRKRGBACombineComponents",
         .typeName = "RGBACombineComponents",
         .uuid = "71DA975C-E73E-4252-8409-691DEF5031A4",
-        .icon = icon<IconColor::Color, 0x08F80808FF08F808>("rgb_x_assemble"),
-        .strings = {"assemble_color", "Assemble colour", "Makes a colour of four scalars.",
-                    category::kVectors},
+        .icon = IconResources::rgb_x_assemble,
+        .strings = ZRKUIStrings::assemble_color(),
         .inputs = {Tag::Scalar}, // one, although there are four pins
         .outputs = {Tag::Color},
     };

@@ -1,6 +1,5 @@
 #include "components/transforms/matrix_transform.h"
 
-#include "components/categories.h"
 #include "components/position_pins.h"
 #include "core/engine/formula.h"
 
@@ -12,9 +11,8 @@ ComponentIdentity ZRKMatrixTransform::identity()
         .className = "ZRKMatrixTransform",
         .typeName = "MatrixTransform",
         .uuid = "A85E7973-181A-4891-9D5E-395A0E24F73B",
-        .icon = icon<IconColor::Vector, 0x001F3E3E7C7CF800>("uvw_x_affine"),
-        .strings = {"matrix_transformation", "Matrix transform", "Applies a 4 by 4 matrix to positions.",
-                    category::kTransforms},
+        .icon = IconResources::uvw_x_affine,
+        .strings = ZRKUIStrings::matrix_transformation(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Vector3d},
     };

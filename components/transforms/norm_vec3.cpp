@@ -1,6 +1,5 @@
 #include "components/transforms/norm_vec3.h"
 
-#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -25,8 +24,8 @@ ComponentIdentity ZRKNormVec3::identity()
         .className = "ZRKNormVec3",
         .typeName = "NormVec3",
         .uuid = "8436CEDC-2A2B-4F7A-A41D-B82B8428CA91",
-        .icon = icon<IconColor::Vector, 0x4242425A5A424242>("uvw_x_vector_norm"),
-        .strings = {"norm_of_vector", "Length", "The length of a vector.", category::kVectors},
+        .icon = IconResources::uvw_x_vector_norm,
+        .strings = ZRKUIStrings::norm_of_vector(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar},
     };

@@ -1,6 +1,5 @@
 #include "components/transforms/normalize_vec3.h"
 
-#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
 #include "model/pins.h"
@@ -25,8 +24,8 @@ ComponentIdentity ZRKNormalizeVec3::identity()
         .className = "ZRKNormalizeVec3",
         .typeName = "NormalizeVec3",
         .uuid = "031925FC-C101-4C3E-A80D-0D0F3AB4E05E", // ZRKColorFromVec3 has the same
-        .icon = icon<IconColor::Vector, 0x0F03050910204080>("uvw_x_vector_normalize"),
-        .strings = {"normalize_vector", "Normalize", "Scales a vector to unit length.", category::kVectors},
+        .icon = IconResources::uvw_x_vector_normalize,
+        .strings = ZRKUIStrings::normalize_vector(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Vector3d},
     };

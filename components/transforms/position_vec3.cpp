@@ -1,6 +1,5 @@
 #include "components/transforms/position_vec3.h"
 
-#include "components/categories.h"
 #include "core/engine/formula.h"
 #include "core/values/matrix4.h"
 #include "model/channel_names.h"
@@ -45,9 +44,8 @@ ComponentIdentity ZRKPositionVec3::identity()
         .className = "ZRKPositionVec3",
         .typeName = "PositionVec3",
         .uuid = "268591C2-C91D-4B9A-B498-9F0A3C917785",
-        .icon = icon<IconColor::Vector, 0x404040404040FF40>("uvw_coord_system"),
-        .strings = {"coordinate_system", "Position", "The position itself, as a vector.",
-                    category::kCoordinates},
+        .icon = IconResources::uvw_coord_system,
+        .strings = ZRKUIStrings::coordinate_system(),
         .inputs = {},
         .outputs = {Tag::Vector3d},
     };

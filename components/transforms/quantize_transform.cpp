@@ -1,6 +1,5 @@
 #include "components/transforms/quantize_transform.h"
 
-#include "components/categories.h"
 #include "components/position_pins.h"
 #include "components/transforms/quantize_transform_formula.h"
 #include "core/engine/formula.h"
@@ -13,8 +12,8 @@ ComponentIdentity ZRKQuantizeTransform::identity()
         .className = "ZRKQuantizeTransform",
         .typeName = "QuantizeTransform",
         .uuid = "115C2121-9BF9-416D-A8D4-51CE55819748",
-        .icon = icon<IconColor::Vector, 0xCCCC3333CCCC3333>("uvw_x_quantize"),
-        .strings = {"voxelate", "Quantize", "Moves positions to the steps of a grid.", category::kTransforms},
+        .icon = IconResources::uvw_x_quantize,
+        .strings = ZRKUIStrings::voxelate(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Vector3d},
     };

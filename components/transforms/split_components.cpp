@@ -1,6 +1,5 @@
 #include "components/transforms/split_components.h"
 
-#include "components/categories.h"
 #include "components/transforms/component_pins.h"
 #include "core/engine/evaluation_context.h"
 #include "model/pins.h"
@@ -62,9 +61,8 @@ ComponentIdentity ZRKVector3SplitComponents::identity()
         .className = "ZRKVector3SplitComponents",
         .typeName = "Vector3SplitComponents",
         .uuid = "FFC2A888-571E-415E-A0B7-1287877D793C",
-        .icon = icon<IconColor::Vector, 0x101F1010FF101F10>("uvw_x_split"),
-        .strings = {"split_vector", "Split vector", "The components of a vector as three scalars.",
-                    category::kVectors},
+        .icon = IconResources::uvw_x_split,
+        .strings = ZRKUIStrings::split_vector(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Scalar}, // one, although there are three pins
     };
@@ -76,9 +74,8 @@ ComponentIdentity ZRKRGBASplitComponents::identity()
         .className = "ZRKRGBASplitComponents",
         .typeName = "RGBASplitComponents",
         .uuid = "5C9C3D16-3A8E-4307-B13A-75D9C11CF3A6",
-        .icon = icon<IconColor::Color, 0x101F1010FF101F10>("rgb_x_split"),
-        .strings = {"split_color", "Split colour", "The channels of a colour as four scalars.",
-                    category::kVectors},
+        .icon = IconResources::rgb_x_split,
+        .strings = ZRKUIStrings::split_color(),
         .inputs = {Tag::Color},
         .outputs = {Tag::Scalar}, // one, although there are four pins
     };

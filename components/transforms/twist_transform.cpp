@@ -1,6 +1,5 @@
 #include "components/transforms/twist_transform.h"
 
-#include "components/categories.h"
 #include "components/position_pins.h"
 #include "components/transforms/twist_transform_formula.h"
 #include "core/engine/formula.h"
@@ -13,9 +12,8 @@ ComponentIdentity ZRKTwistTransform::identity()
         .className = "ZRKTwistTransform",
         .typeName = "TwistTransform",
         .uuid = "C84CB689-1D93-4026-BBAE-3D6B2F5F29F4",
-        .icon = icon<IconColor::Vector, 0x3C24423C3C42243C>("uvw_x_twist"),
-        .strings = {"twist", "Twist", "Turns positions about an axis, the more the farther along it.",
-                    category::kTransforms},
+        .icon = IconResources::uvw_x_twist,
+        .strings = ZRKUIStrings::twist(),
         .inputs = {Tag::Vector3d},
         .outputs = {Tag::Vector3d},
     };

@@ -1,6 +1,5 @@
 #include "components/transport/image_sweep.h"
 
-#include "components/categories.h"
 #include "components/channel_conversion.h"
 #include "components/transport/image_sweep_formula.h"
 #include "core/engine/formula.h"
@@ -140,9 +139,8 @@ ComponentIdentity ZRKImageSweep::identity()
         .className = "ZRKImageSweep",
         .typeName = "ImageSweep",
         .uuid = "FA437C86-7ABF-4B30-9085-270ADB6606B6",
-        .icon = icon<IconColor::Scalar, 0xC3C3C3C3FFC3C3C3>("sc_image_sweep"),
-        .strings = {"image_blend_sweep", "Image sweep",
-                    "Sweeps one picture into another by optimal transport.", category::kImages},
+        .icon = IconResources::sc_image_sweep,
+        .strings = ZRKUIStrings::image_blend_sweep(),
         .inputs = {}, // none, though there is an input pin
         .outputs = {Tag::Scalar},
     };

@@ -33,7 +33,7 @@ struct Counted final : ZRKComponent<Counted> {
     void onTypeRegistration(ZRKTypeInfo& info) const override
     {
         registeredWith = alive;
-        EXPECT_EQ(&info, &_typeInfo());
+        EXPECT_EQ(&info, &_typeInfo);
         EXPECT_EQ(info.uuid, "C0");
         EXPECT_EQ(info.name, "counted things");
         EXPECT_TRUE(info.factory);
@@ -63,7 +63,7 @@ TEST(ComponentRegistration, MakesOnePrototypeAndEntersWhatTheClassStates)
 
     // Two objects of the registry's factory have one type info.
     EXPECT_EQ(&entry->factory()->typeInfo(), &entry->factory()->typeInfo());
-    EXPECT_EQ(&entry->factory()->typeInfo(), &Counted::_typeInfo());
+    EXPECT_EQ(&entry->factory()->typeInfo(), &Counted::_typeInfo);
 }
 
 } // namespace

@@ -14,7 +14,10 @@ class ValueList : public ::testing::Test {
 protected:
     struct Owner final : ZRKObject {
         std::vector<std::string> told;
-        ZRKValueList<double> list{"numbers", this, [this] { told.push_back("changed"); }};
+        ZRKValueList<double> list{"numbers", this, [this](const double* replaced) {
+                                      told.push_back(replaced ? "replaced " + std::to_string(int(*replaced))
+                                                              : "changed");
+                                  }};
     };
 
     Owner owner;
@@ -36,10 +39,11 @@ TEST_F(ValueList, TakesOneItemOrAllFromAView)
         Numbers items;
         int index;
         Numbers expected;
+        const char* told = "changed";
     };
     const Case cases[] = {
-        {"one: the others stay", {7, 8, 9}, 1, {1, 8, 3}},
-        {"the last one", {7, 8, 9}, 2, {1, 2, 9}},
+        {"one: the others stay", {7, 8, 9}, 1, {1, 8, 3}, "replaced 2"},
+        {"the last one", {7, 8, 9}, 2, {1, 2, 9}, "replaced 3"},
         {"no index", {7, 8, 9}, -1, {7, 8, 9}},
         {"an index beyond", {7, 8, 9}, 3, {7, 8, 9}},
         {"one more", {7, 8, 9, 10}, 1, {7, 8, 9, 10}},
@@ -52,7 +56,7 @@ TEST_F(ValueList, TakesOneItemOrAllFromAView)
         owner.told.clear();
         owner.list.edit(c.items, c.index);
         EXPECT_EQ(values(), c.expected);
-        EXPECT_EQ(owner.told, (std::vector<std::string>{"changed", "numbers"}));
+        EXPECT_EQ(owner.told, (std::vector<std::string>{c.told, "numbers"}));
     }
 }
 

@@ -1,6 +1,6 @@
 #include "apps/workbench/look/families.h"
 
-#include "components/categories.h"
+#include "model/categories.h"
 #include "model/manual.h"
 
 #include <string_view>

@@ -164,6 +164,8 @@ TEST_F(MultipoleUVW, FollowsEachReferencedGeometryOnce)
     multipole->poles.edit({Pole(b, 1), Pole(b, 1)}, 1);
     EXPECT_EQ(eventsOf(a), 1) << "the first pole still refers to it";
     EXPECT_EQ(eventsOf(b), 1);
+    multipole->poles.edit({Pole(a, 1), Pole(b, 0.5)}, 1);
+    EXPECT_EQ(eventsOf(b), 1) << "another strength, the same geometry";
     multipole->poles.edit({Pole(Vector{0, 0, 0}, 1), Pole()}, 0);
     EXPECT_EQ(eventsOf(a), 0);
     EXPECT_EQ(eventsOf(b), 1);
