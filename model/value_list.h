@@ -53,7 +53,13 @@ public:
         : _name(std::move(name)), _owner(owner), _changed(std::move(changed))
     {}
     ZRKValueList(const ZRKValueList&) = delete;
-    ZRKValueList& operator=(const ZRKValueList&) = delete;
+    /// Takes over the values, and stays with its owner. Announces nothing.
+    ZRKValueList& operator=(const ZRKValueList& other)
+    {
+        _values = other._values;
+        adapt(nullptr);
+        return *this;
+    }
 
     const std::vector<T>& values() const { return _values; }
 

@@ -109,10 +109,11 @@ public:
     ZRKMultipoleUVW() = default;
     /// A copy, and so a clone, starts without poles.
     ZRKMultipoleUVW(const ZRKMultipoleUVW& other) : ZRKComponent(other) {}
-    /// Assigns what a clone gets, telling no one. The target keeps the poles that it has.
+    /// Assigns values and poles, telling no one, and follows the poles' geometries itself.
     ZRKMultipoleUVW& operator=(const ZRKMultipoleUVW& other)
     {
         other._copyTo(this);
+        poles = other.poles;
         return *this;
     }
     ~ZRKMultipoleUVW() override { unregister_all_refs(); }

@@ -69,10 +69,11 @@ public:
     ZRKBeamSDF() = default;
     /// A copy, and so a clone, starts without a lattice.
     ZRKBeamSDF(const ZRKBeamSDF& other) : ZRKComponent(other), ZRKFileImport(), ZRKDataHolder(other) {}
-    /// Assigns what a clone gets, telling no one. The target keeps the lattice that it has.
+    /// Assigns values and the lattice, which both have then, telling no one.
     ZRKBeamSDF& operator=(const ZRKBeamSDF& other)
     {
         other._copyTo(this);
+        hold(other.held());
         return *this;
     }
 

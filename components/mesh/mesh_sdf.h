@@ -53,10 +53,11 @@ public:
     ZRKMeshSDF() = default;
     /// A copy, and so a clone, starts without a mesh.
     ZRKMeshSDF(const ZRKMeshSDF& other) : ZRKComponent(other), ZRKFileImport(), ZRKDataHolder(other) {}
-    /// Assigns what a clone gets, telling no one. The target keeps the mesh that it has.
+    /// Assigns values and the mesh, which both have then, telling no one.
     ZRKMeshSDF& operator=(const ZRKMeshSDF& other)
     {
         other._copyTo(this);
+        hold(other.held());
         return *this;
     }
 

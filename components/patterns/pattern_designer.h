@@ -72,12 +72,7 @@ public:
     ZRKPatternDesigner() = default;
     /// A copy, and so a clone, starts without waves.
     ZRKPatternDesigner(const ZRKPatternDesigner& other) : ZRKComponent(other) {}
-    /// Assigns what a clone gets, telling no one. The target keeps the waves that it has.
-    ZRKPatternDesigner& operator=(const ZRKPatternDesigner& other)
-    {
-        other._copyTo(this);
-        return *this;
-    }
+    ZRKPatternDesigner& operator=(const ZRKPatternDesigner&) = default;
 
     /// Draws new values for all waves and adds none: whole frequencies from -3 to 3, amplitude and phase from
     /// 0 to below 1. It announces "waves", even if there is no wave.

@@ -136,19 +136,18 @@ TEST(Assignment, OfEachComponentIsThatOfItsValues)
                         ZRKVector3CombineComponents, ZRKRGBACombineComponents, ZRKCurveLength>();
 }
 
-// What a clone starts without stays with its owner: lists, an imported lattice. They hold on to that owner.
-TEST(Assignment, LeavesListsWithTheirOwners)
+// A clone starts without them. What holds them goes on telling its own owner.
+TEST(Assignment, TakesListsOver)
 {
     const auto target = std::make_shared<ZRKMultipoleUVW>();
-    target->poles.add({{1, 2, 3}, 0.5});
     std::vector<std::string> told;
     target->addListener([&](const ZRKEvent& event) { told.push_back(event.name); });
     {
         ZRKMultipoleUVW source;
-        source.poles.add({});
-        source.poles.add({});
+        source.poles.add({{1, 2, 3}, 0.5});
         *target = source;
     }
+    EXPECT_TRUE(told.empty());
     ASSERT_EQ(target->poles.values().size(), 1u);
     EXPECT_EQ(target->poles.values()[0].get_point(), (Vector{1, 2, 3}));
     target->poles.clear();
@@ -160,7 +159,21 @@ TEST(Assignment, LeavesListsWithTheirOwners)
     other.waves.add({});
     other.waves.add({});
     designer = other;
-    EXPECT_EQ(designer.waves.values().size(), 1u);
+    EXPECT_EQ(designer.waves.values().size(), 2u);
+}
+
+TEST(Assignment, SharesLattices)
+{
+    ZRKBeamSDF source;
+    ZRKBeamSDF target;
+    const auto former = target.lattice();
+    target = source; // which has none yet
+    EXPECT_NE(target.lattice(), former);
+    target = source;
+    const auto lattice = source.lattice();
+    EXPECT_NE(target.lattice(), lattice);
+    target = source;
+    EXPECT_EQ(target.lattice(), lattice);
 }
 
 } // namespace

@@ -174,6 +174,17 @@ TEST_F(MultipoleUVW, FollowsEachReferencedGeometryOnce)
     EXPECT_EQ(eventsOf(a), 1);
     EXPECT_EQ(eventsOf(b), 0);
 
+    const auto assigned = std::make_shared<ZRKMultipoleUVW>();
+    assigned->poles.add(Pole(b, 1));
+    *assigned = *multipole;
+    const std::size_t before = told.size();
+    *multipole = ZRKMultipoleUVW();
+    EXPECT_EQ(told.size(), before) << "assignment tells no one";
+    EXPECT_EQ(eventsOf(a), 0) << "the one that is assigned to follows for itself";
+    EXPECT_EQ(assigned->poles.values().size(), 1u);
+    *multipole = *assigned;
+    EXPECT_EQ(eventsOf(a), 1);
+
     multipole.reset();
     EXPECT_EQ(eventsOf(a), 0) << "nothing is left behind";
 }
