@@ -3,7 +3,9 @@
 #include "core/surface/surface_leaf.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace zrk::surface {
@@ -42,14 +44,8 @@ struct LeafPolygons {
 
     explicit LeafPolygons(const Index3& at) : leaf(at) {}
 
-    const Point& position(VertexName name) const;
-
-    /// Step one, once the cells of this leaf and of those below are known. A face to a leaf below that isn't
-    /// there gets no vertices.
-    void findFaceVertices(const SurfaceGrid& grid, const LeafNeighbours& neighbours);
-    /// Step two, once the face vertices of this leaf and of those below are known.
-    /// @param isOpen  leaves out the triangles of the cut at the bounds.
-    void findTriangles(const SurfaceGrid& grid, const LeafNeighbours& neighbours, bool isOpen);
+    /// Whether a face of a cell has vertices.
+    bool hasFaceVertices() const { return !_faceAt[0].empty() || !_faceAt[1].empty() || !_faceAt[2].empty(); }
     /// Frees what other leaves don't ask for.
     void dropTriangles();
 
@@ -57,6 +53,72 @@ private:
     /// Number + 1 of a face's first vertex, by axis and place of the cell above the face; 0: it has none.
     std::array<std::vector<std::uint16_t>, 3> _faceAt;
     friend class PolygonBuilder;
+};
+
+/// Finds the face vertices and the triangles of leaves. One a thread: it holds the memory for it.
+class PolygonBuilder {
+public:
+    explicit PolygonBuilder(const SurfaceGrid& grid) : _grid(grid) {}
+
+    /// Step one, once the cells of a leaf and of those below are known. A face to a leaf below that isn't
+    /// there gets no vertices.
+    void findFaceVertices(LeafPolygons& polygons, const LeafNeighbours& neighbours);
+    /// Step two, once the face vertices of the leaf and of those below are known.
+    /// @param isOpen  leaves out the triangles of the cut at the bounds.
+    void findTriangles(LeafPolygons& polygons, const LeafNeighbours& neighbours, bool isOpen);
+
+private:
+    /// A cell of a leaf or of one below it.
+    struct CellView {
+        std::uint32_t below = 0;
+        const LeafPolygons* polygons = nullptr;
+        const ActiveCell* cell = nullptr;
+        Index3 local{};
+    };
+    /// The vertex of a cell as a corner of polygons.
+    struct Corner {
+        Point position;
+        VertexName name;
+        bool isOnCrease;
+        bool isAlone; ///< its cell has no other
+    };
+    /// A crossed edge and the cells around it, counterclockwise from the edge's upper end.
+    struct Quad {
+        std::uint16_t cell;                   ///< above the edge along both other axes, number in the leaf
+        std::uint8_t axis;                    ///< of the edge
+        bool prefersSecond;                   ///< the diagonal from corner 1, where both can be
+        bool lowerIsInside;                   ///< the lower end of the edge
+        bool hasLoneCorners;                  ///< each cell has one vertex
+        std::array<std::uint16_t, 4> corners; ///< numbers in `_corners`
+    };
+    /// By which diagonal a quad is cut.
+    enum class Cut : std::uint8_t { None, First, Second };
+
+    static constexpr std::uint32_t kPlaces = kLeafCells + 1; ///< of cells along an axis, from -1 on
+
+    const SurfaceGrid& _grid;
+    const LeafNeighbours* _neighbours = nullptr;
+    std::vector<Corner> _corners;
+    /// Number of the corner by the cell's place, counted from -1 along each axis, where the cell is active.
+    std::array<std::uint16_t, std::size_t{kPlaces} * kPlaces * kPlaces> _cornerAt;
+    std::vector<Quad> _quads;
+    std::vector<Cut> _cuts; ///< of each quad
+    /// Of each quad: the corners relative to the lower end of its edge, along the two axes after that of the
+    /// edge and along it; then what of the spacing the tests need.
+    static constexpr std::size_t kRows = 14;
+    std::vector<double> _rows[kRows];
+
+    CellView cellAt(Index3 local) const;
+    Point crossingPoint(const CellView& view, int edge) const;
+    bool isCut(const LeafPolygons& polygons, std::size_t axis, const Index3& node) const;
+    void findFaceVertices(LeafPolygons& polygons, const ActiveCell& cell, std::size_t axis) const;
+    bool faceVertex(const CellView& above, std::size_t axis, int edge, VertexName& name) const;
+    void gatherCorners(const LeafPolygons& polygons);
+    void addCorners(const LeafPolygons& polygons, std::uint32_t below, const ActiveCell& cell);
+    void gatherQuads(const LeafPolygons& polygons, bool isOpen);
+    void chooseCuts();
+    void addFan(LeafPolygons& polygons, const Quad& quad, std::span<const VertexName> polygon) const;
+    std::size_t polygonOf(const LeafPolygons& polygons, const Quad& quad, VertexName (&polygon)[8]) const;
 };
 
 } // namespace zrk::surface

@@ -301,12 +301,12 @@ private:
         std::vector<LeafNeighbours> neighbours(leaves.size());
         std::atomic<bool> areSurrounded{true};
         forEach(leaves.size(), [&] {
-            return [&](std::size_t i) {
+            return [&, builder = PolygonBuilder(_grid)](std::size_t i) mutable {
                 if (!hasNeighbours(leaves[i]->leaf)) {
                     areSurrounded = false;
                 }
                 neighbours[i] = _lookup.neighbours(*leaves[i]);
-                leaves[i]->findFaceVertices(_grid, neighbours[i]);
+                builder.findFaceVertices(*leaves[i], neighbours[i]);
             };
         });
         if (_stopped || !areSurrounded) {
@@ -316,9 +316,9 @@ private:
             return !isBeneath || leaf.leaf.at()[2] == _layers.first - 1;
         };
         forEach(leaves.size(), [&] {
-            return [&](std::size_t i) {
+            return [&, builder = PolygonBuilder(_grid)](std::size_t i) mutable {
                 if (hasTriangles(*leaves[i])) {
-                    leaves[i]->findTriangles(_grid, neighbours[i], _isOpen);
+                    builder.findTriangles(*leaves[i], neighbours[i], _isOpen);
                 }
             };
         });

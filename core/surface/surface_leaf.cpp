@@ -490,6 +490,7 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes, c
         const CellPatches& patches = cell.patches();
         cell.firstVertex = static_cast<std::uint16_t>(leaf._vertices.size());
         cell.patchCount = patches.count;
+        leaf._isSimple = leaf._isSimple && patches.count == 1 && ambiguousFaces(cell.inside) == 0;
         const bool isRim = _isOpen && isAtBounds(leaf, local);
         Point lower;
         Point upper;

@@ -67,6 +67,8 @@ public:
     {
         return (_mixedFaces >> (2 * axis + side) & 1) != 0;
     }
+    /// Whether each cell that the surface passes through has one vertex, and no face is ambiguous.
+    bool isSimple() const { return _isSimple; }
     std::span<const ActiveCell> cells() const { return _cells; }
     std::span<const CellVertex> vertices() const { return _vertices; }
     /// By the number that its cell gives it.
@@ -95,6 +97,7 @@ private:
     Index3 _at;
     std::uint8_t _field = 0;      ///< number of its field in the group that it is built with
     std::uint8_t _mixedFaces = 0; ///< bit 2 axis + side: the face has nodes on both sides
+    bool _isSimple = true;
     std::vector<ActiveCell> _cells;
     std::vector<CellVertex> _vertices;
     std::vector<double> _crossings;
