@@ -4,7 +4,6 @@
 #include <bit>
 #include <cassert>
 #include <cmath>
-#include <numeric>
 
 namespace zrk::surface {
 
@@ -13,18 +12,7 @@ namespace {
 /// Vertices and crossings stay off the walls of cells by this share of a cell: on them, triangles of
 /// neighbouring cells would touch.
 constexpr double kMargin = 1.0 / 1024;
-constexpr int kRootRounds = 6;
-constexpr double kRootTolerance = 1e-3; ///< of the difference along the edge
-constexpr double kGradientStep = 1e-4;  ///< of a cell
 constexpr int kMoveRounds = 3;
-constexpr double kSteep = 2; ///< of a field, against the distance to the bounds
-
-/// A power of 2, so that it rounds nothing.
-double factorFor(double steepness)
-{
-    return steepness > kSteep && std::isfinite(steepness) ? std::exp2(-std::ceil(std::log2(steepness))) : 1;
-}
-
 Point meanOf(std::span<const TangentPlane> planes)
 {
     Point mass{};
@@ -78,7 +66,7 @@ void LeafBuilder::evaluate(Positions& positions)
 {
     positions.end();
     std::size_t first = 0;
-    for (const Positions::Run& run : positions.runs) {
+    for (const FieldRun& run : positions.runs) {
         _field.values(_fields[run.field], positions.x.data() + first, positions.y.data() + first,
                       positions.z.data() + first,
                       &positions == &_samples ? nullptr : positions.factors.data() + first, run.end - first,
@@ -139,19 +127,18 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     }
     askFaceCenters();
     _roots.clear();
-    _firstPlane.clear();
+    _firstRoot.clear();
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        _firstPlane.push_back(_roots.size());
+        _firstRoot.push_back(_roots.count());
         if (!leaves[l]->_cells.empty()) {
             findEdges(*leaves[l], _samples.values.data() + l * kNodesOfLeaf, _rows[l]);
         }
     }
-    findSteepEnds();
-    refineRoots();
-    findPlanes();
+    _roots.search(_fields);
     _moved.clear();
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        placeVertices(*leaves[l], _planes.data() + _firstPlane[l], _roots.data() + _firstPlane[l]);
+        takeCrossings(*leaves[l], _firstRoot[l]);
+        placeVertices(*leaves[l], _firstRoot[l]);
     }
     moveOntoSurface();
 }
@@ -285,7 +272,15 @@ void LeafBuilder::askFaceCenters()
 /// Edges between nodes on two sides, found by rows of bits.
 void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows)
 {
-    const std::size_t first = _roots.size();
+    constexpr std::uint32_t kStride[3] = {1, kLeafNodes, kLeafNodes * kLeafNodes};
+    const std::size_t first = _roots.count();
+    double coordinates[3][kLeafNodes];
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        for (std::int32_t i = 0; i < kLeafNodes; ++i) {
+            coordinates[axis][i] = _grid.coordinate(axis, leaf.global(axis, i));
+        }
+    }
+    _roots.reserve(3 * kNodesOfLeaf);
     for (std::int32_t k = 0; k < kLeafNodes; ++k) {
         for (std::int32_t j = 0; j < kLeafNodes; ++j) {
             const auto row = static_cast<std::size_t>(k * kLeafNodes + j);
@@ -297,143 +292,23 @@ void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values, const Rows&
             };
             for (std::size_t axis = 0; axis < 3; ++axis) {
                 for (unsigned open = crossed[axis]; open != 0; open &= open - 1) {
-                    addRoot(leaf, values, axis, {std::countr_zero(open), j, k});
-                    (*leaf._edgeAt)[axis][_roots.back().node] =
-                        static_cast<std::uint16_t>(_roots.size() - first);
+                    const Index3 at{std::countr_zero(open), j, k};
+                    const std::uint32_t node = nodePlace(at[0], j, k);
+                    const Point p{coordinates[0][at[0]], coordinates[1][j], coordinates[2][k]};
+                    _roots.add(p, axis, values[node], values[node + kStride[axis]],
+                               _grid.crossesBounds(axis, leaf.global(axis, at[axis])), leaf._field);
+                    (*leaf._edgeAt)[axis][node] = static_cast<std::uint16_t>(_roots.count() - first);
                 }
             }
         }
     }
-    leaf._crossings.resize(_roots.size() - first);
+    leaf._crossings.resize(_roots.count() - first);
 }
 
-void LeafBuilder::addRoot(SurfaceLeaf& leaf, const double* values, std::size_t axis, const Index3& node)
+void LeafBuilder::takeCrossings(SurfaceLeaf& leaf, std::size_t firstRoot) const
 {
-    constexpr std::uint32_t kStride[3] = {1, kLeafNodes, kLeafNodes * kLeafNodes};
-    const std::uint32_t from = nodePlace(node[0], node[1], node[2]);
-    const std::uint32_t to = from + kStride[axis];
-    const double difference = std::abs(values[to] - values[from]);
-    _roots.push_back({&leaf, static_cast<std::uint8_t>(axis),
-                      _grid.crossesBounds(axis, leaf.global(axis, node[axis])),
-                      static_cast<std::uint16_t>(from), 0, 0, 1, values[from], values[to],
-                      factorFor(difference / _grid.spacing[axis]),
-                      std::isfinite(difference) ? kRootTolerance * difference : 0.0, 0.5, 0});
-}
-
-Point LeafBuilder::edgePoint(const Root& root) const
-{
-    const Index3 local = indexOfNode(root.node);
-    Point p;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        p[axis] = _grid.coordinate(axis, root.leaf->global(axis, local[axis]));
-    }
-    p[root.axis] += root.at * _grid.spacing[root.axis];
-    return p;
-}
-
-/// The values at the ends of edges where the field is steep, multiplied by their factors.
-void LeafBuilder::findSteepEnds()
-{
-    _open.clear();
-    for (std::uint32_t r = 0; r < _roots.size(); ++r) {
-        if (_roots[r].factor < 1) {
-            _open.push_back(r);
-        }
-    }
-    _points.reset(2 * _open.size());
-    for (const std::uint32_t r : _open) {
-        Root& root = _roots[r];
-        _points.use(root.leaf->_field);
-        for (const double end : {root.from, root.to}) {
-            root.at = end;
-            _points.add(edgePoint(root), root.factor);
-        }
-    }
-    evaluate(_points);
-    for (std::size_t i = 0; i < _open.size(); ++i) {
-        Root& root = _roots[_open[i]];
-        const double from = _points.values[2 * i];
-        const double to = _points.values[2 * i + 1];
-        if ((from < 0) == (root.fromValue < 0) && (to < 0) == (root.toValue < 0)) {
-            root.fromValue = from;
-            root.toValue = to;
-            root.tolerance = kRootTolerance * std::abs(to - from);
-        } else { // too steep for the numbers
-            root.factor = 1;
-        }
-    }
-}
-
-/// Bracketed secants (the Illinois rule), or the middle where an end isn't finite.
-void LeafBuilder::refineRoots()
-{
-    _open.resize(_roots.size());
-    std::iota(_open.begin(), _open.end(), 0u);
-    for (int round = 0; round < kRootRounds && !_open.empty(); ++round) {
-        _points.reset(_open.size());
-        for (const std::uint32_t r : _open) {
-            Root& root = _roots[r];
-            const double share =
-                root.from - root.fromValue * (root.to - root.from) / (root.toValue - root.fromValue);
-            const bool isUsable = share > root.from && share < root.to && !(round == 0 && root.crossesBounds);
-            root.at = isUsable ? share : 0.5 * (root.from + root.to);
-            _points.use(root.leaf->_field);
-            _points.add(edgePoint(root), root.factor);
-        }
-        evaluate(_points);
-        std::size_t kept = 0;
-        for (std::size_t i = 0; i < _open.size(); ++i) {
-            Root& root = _roots[_open[i]];
-            const double value = _points.values[i];
-            root.value = value;
-            if (std::abs(value) <= root.tolerance) {
-                continue;
-            }
-            // An end that stays for a second time counts half, so that it is moved, too.
-            if ((value < 0) == (root.fromValue < 0)) {
-                root.from = root.at;
-                root.fromValue = value;
-                root.toValue *= root.moved == -1 ? 0.5 : 1;
-                root.moved = -1;
-            } else {
-                root.to = root.at;
-                root.toValue = value;
-                root.fromValue *= root.moved == 1 ? 0.5 : 1;
-                root.moved = 1;
-            }
-            _open[kept++] = _open[i];
-        }
-        _open.resize(kept);
-    }
-}
-
-/// Tangent planes at the crossings, in the order of the roots. What is left of the root's value moves the
-/// plane.
-void LeafBuilder::findPlanes()
-{
-    _points.reset(3 * _roots.size());
-    _planes.resize(_roots.size());
-    for (std::size_t r = 0; r < _roots.size(); ++r) {
-        _planes[r].at = edgePoint(_roots[r]);
-        _points.use(_roots[r].leaf->_field);
-        addSteps(_planes[r].at, _roots[r].factor);
-    }
-    evaluate(_points);
-    for (std::size_t r = 0; r < _roots.size(); ++r) {
-        const Root& root = _roots[r];
-        TangentPlane& plane = _planes[r];
-        plane.normal = gradient(plane.at, root.value, 3 * r);
-        const double slope = normalize(plane.normal);
-        const double residue = root.value / slope;
-        // Where an end isn't finite, the value tells nothing of the way to the surface.
-        if (root.tolerance > 0 && slope > 0 && std::isfinite(slope) && std::isfinite(residue)) {
-            plane.offset = dot(plane.normal, plane.at) - residue;
-        } else {
-            plane.normal = {};
-            plane.offset = 0;
-        }
-        root.leaf->_crossings[(*root.leaf->_edgeAt)[root.axis][root.node] - 1u] =
-            std::min(std::max(root.at, kMargin), 1 - kMargin);
+    for (std::size_t i = 0; i < leaf._crossings.size(); ++i) {
+        leaf._crossings[i] = std::min(std::max(_roots.at(firstRoot + i), kMargin), 1 - kMargin);
     }
 }
 
@@ -481,8 +356,9 @@ Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
                : vertex;
 }
 
-void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes, const Root* roots)
+void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot)
 {
+    const TangentPlane* const planes = _roots.planes() + firstRoot;
     leaf._vertices.reserve(leaf._cells.size() + leaf._cells.size() / 8);
     for (ActiveCell& cell : leaf._cells) {
         const Index3 local = indexOfCell(cell.place);
@@ -511,7 +387,7 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes, c
                     const std::uint32_t node = lowest + kNodeOfEdge[edge];
                     const std::size_t crossing = (*leaf._edgeAt)[edge / 4][node] - 1u;
                     ofPatch[count++] = planes[crossing];
-                    factor = std::min(factor, roots[crossing].factor);
+                    factor = std::min(factor, _roots.factor(firstRoot + crossing));
                 }
             }
             const std::span<const TangentPlane> all(ofPatch, count);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/surface/cell_patches.h"
+#include "core/surface/edge_roots.h"
 #include "core/surface/surface_field.h"
 #include "core/surface/surface_grid.h"
 #include "core/surface/vertex_placement.h"
@@ -117,26 +118,12 @@ private:
 class LeafBuilder {
 public:
     LeafBuilder(const SurfaceField& field, const SurfaceGrid& grid, bool isSharp, bool isOpen)
-        : _field(field), _grid(grid), _isSharp(isSharp), _isOpen(isOpen)
+        : _field(field), _grid(grid), _isSharp(isSharp), _isOpen(isOpen), _roots(field, grid)
     {}
 
     void build(std::span<SurfaceLeaf* const> leaves);
 
 private:
-    /// A crossed edge of a leaf while its root is searched.
-    struct Root {
-        SurfaceLeaf* leaf;
-        std::uint8_t axis;
-        bool crossesBounds; ///< begins at the bounds, in the middle
-        std::uint16_t node;
-        int moved;                 ///< the end that the last step moved: -1 the lower, 1 the upper one
-        double from, to;           ///< bracket, shares of the way
-        double fromValue, toValue; ///< of opposite sides
-        double factor;             ///< of the field, which makes a steep one about as steep as a distance
-        double tolerance;
-        double at;
-        double value; ///< where the search ended
-    };
     /// A face whose centre decides.
     struct Center {
         SurfaceLeaf* leaf;
@@ -152,14 +139,9 @@ private:
     };
     /// Positions of leaf after leaf and the field's values there.
     struct Positions {
-        /// Positions that one of `_fields` is evaluated at, up to `end`.
-        struct Run {
-            std::size_t field;
-            std::size_t end;
-        };
         std::vector<double> x, y, z, factors, values;
         std::size_t count = 0;
-        std::vector<Run> runs;
+        std::vector<FieldRun> runs;
 
         /// Room for so many; what was there is gone.
         void reset(std::size_t most)
@@ -209,10 +191,8 @@ private:
     Positions _points;
     std::vector<Rows> _rows; ///< of each leaf
     std::vector<Center> _centers;
-    std::vector<Root> _roots;
-    std::vector<std::uint32_t> _open; ///< roots still to be refined
-    std::vector<TangentPlane> _planes;
-    std::vector<std::size_t> _firstPlane; ///< of each leaf
+    EdgeRoots _roots;
+    std::vector<std::size_t> _firstRoot; ///< of each leaf
     std::vector<Moved> _moved;
 
     void simplifyField(std::span<SurfaceLeaf* const> leaves);
@@ -224,13 +204,9 @@ private:
     static std::uint8_t mixedFaces(const Rows& rows);
     void askFaceCenters();
     void findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows);
-    void addRoot(SurfaceLeaf& leaf, const double* values, std::size_t axis, const Index3& node);
-    void findSteepEnds();
-    void refineRoots();
-    void findPlanes();
-    void placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes, const Root* roots);
+    void takeCrossings(SurfaceLeaf& leaf, std::size_t firstRoot) const;
+    void placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot);
     void moveOntoSurface();
-    Point edgePoint(const Root& root) const;
     Point movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell, std::span<const TangentPlane> planes,
                      Point vertex) const;
     bool isAtBounds(const SurfaceLeaf& leaf, const Index3& cell) const;

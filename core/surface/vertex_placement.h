@@ -6,6 +6,9 @@
 
 namespace zrk::surface {
 
+/// The step of one-sided differences, of a cell.
+inline constexpr double kGradientStep = 1e-4;
+
 /// The point of the box from `lower` to `upper` that is nearest to p.
 Point clamped(const Point& p, const Point& lower, const Point& upper);
 
