@@ -13,15 +13,6 @@ namespace {
 /// neighbouring cells would touch.
 constexpr double kMargin = 1.0 / 1024;
 constexpr int kMoveRounds = 3;
-Point meanOf(std::span<const TangentPlane> planes)
-{
-    Point mass{};
-    for (const TangentPlane& plane : planes) {
-        mass = mass + plane.at;
-    }
-    return mass * (1.0 / static_cast<double>(planes.size()));
-}
-
 /// Where an edge begins, by place, from the node at the cell's lower corner.
 constexpr std::array<std::uint32_t, 12> kNodeOfEdge = [] {
     std::array<std::uint32_t, 12> all{};
@@ -136,9 +127,15 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     }
     _roots.search(_fields);
     _moved.clear();
+    _smooth.clear();
     for (std::size_t l = 0; l < leaves.size(); ++l) {
         takeCrossings(*leaves[l], _firstRoot[l]);
-        placeVertices(*leaves[l], _firstRoot[l]);
+        addVertices(*leaves[l], _firstRoot[l]);
+    }
+    std::span<const SmoothPlacement::Vertex> smooth = _smooth.place();
+    for (std::size_t l = 0; l < leaves.size(); ++l) {
+        placeVertices(*leaves[l], _firstRoot[l], smooth);
+        smooth = smooth.subspan(leaves[l]->_vertices.size());
     }
     moveOntoSurface();
 }
@@ -321,7 +318,7 @@ bool LeafBuilder::isAtBounds(const SurfaceLeaf& leaf, const Index3& cell) const
 /// The vertex of a cell that the bounds run through, moved onto those bounds that cut the solid off in it and
 /// within them to the mean of the field's own tangent planes.
 Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
-                              std::span<const TangentPlane> planes, Point vertex) const
+                              std::span<const TangentPlane* const> planes, Point vertex) const
 {
     const Index3 local = indexOfCell(cell.place);
     bool isFixed[3] = {false, false, false};
@@ -336,7 +333,7 @@ Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
         const int low = lowerCorner(edge);
         const std::uint32_t node =
             nodePlace(local[0] + (low & 1), local[1] + (low >> 1 & 1), local[2] + (low >> 2));
-        const TangentPlane& plane = planes[next++];
+        const TangentPlane& plane = *planes[next++];
         if (_grid.crossesBounds(axis, leaf.global(axis, local[axis])) && leaf.crossing(axis, node) == 0.5) {
             isFixed[axis] = true;
             vertex[axis] = leaf.global(axis, local[axis]) == 0 ? _grid.lower[axis] : _grid.upper[axis];
@@ -356,58 +353,99 @@ Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
                : vertex;
 }
 
-void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot)
-{
-    const TangentPlane* const planes = _roots.planes() + firstRoot;
-    leaf._vertices.reserve(leaf._cells.size() + leaf._cells.size() / 8);
-    for (ActiveCell& cell : leaf._cells) {
+/// The planes where the edges of a patch are crossed.
+class LeafBuilder::PatchPlanes {
+public:
+    PatchPlanes(const LeafBuilder& builder, const SurfaceLeaf& leaf, std::size_t firstRoot,
+                const ActiveCell& cell, std::uint8_t patch)
+    {
         const Index3 local = indexOfCell(cell.place);
         const std::uint32_t lowest = nodePlace(local[0], local[1], local[2]);
-        const CellPatches& patches = cell.patches();
-        cell.firstVertex = static_cast<std::uint16_t>(leaf._vertices.size());
-        cell.patchCount = patches.count;
-        leaf._isSimple = leaf._isSimple && patches.count == 1 && ambiguousFaces(cell.inside) == 0;
-        const bool isRim = _isOpen && isAtBounds(leaf, local);
-        Point lower;
-        Point upper;
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            const std::int32_t node = leaf.global(axis, local[axis]);
-            const double margin = kMargin * _grid.spacing[axis];
-            // The bounds run through the middle of cells: what is left of such a cell has room, too.
-            lower[axis] = std::max(_grid.coordinate(axis, node) + margin, _grid.lower[axis]);
-            upper[axis] = std::min(_grid.coordinate(axis, node + 1) - margin, _grid.upper[axis]);
+        for (unsigned edges = crossedEdges(cell.inside); edges != 0; edges &= edges - 1) {
+            const auto edge = static_cast<std::size_t>(std::countr_zero(edges));
+            if (cell.patchCount == 1 || cell.patches().patchOf[edge] == patch) {
+                const std::uint32_t node = lowest + kNodeOfEdge[edge];
+                const std::size_t root = firstRoot + (*leaf._edgeAt)[edge / 4][node] - 1u;
+                _roots[_count] = root;
+                _planes[_count++] = builder._roots.planes() + root;
+            }
         }
-        for (std::uint8_t patch = 0; patch < patches.count; ++patch) {
-            TangentPlane ofPatch[12];
-            std::size_t count = 0;
-            double factor = 1;
-            for (unsigned edges = crossedEdges(cell.inside); edges != 0; edges &= edges - 1) {
-                const auto edge = static_cast<std::size_t>(std::countr_zero(edges));
-                if (patches.count == 1 || patches.patchOf[edge] == patch) {
-                    const std::uint32_t node = lowest + kNodeOfEdge[edge];
-                    const std::size_t crossing = (*leaf._edgeAt)[edge / 4][node] - 1u;
-                    ofPatch[count++] = planes[crossing];
-                    factor = std::min(factor, _roots.factor(firstRoot + crossing));
-                }
-            }
-            const std::span<const TangentPlane> all(ofPatch, count);
-            if (patches.count > 1) {
-                // Patches of one cell are kept apart by their crossings, so their middles are safe.
-                leaf._vertices.push_back({clamped(meanOf(all), lower, upper), false});
-                continue;
-            }
-            const PlacedVertex placed = placeVertex(all, lower, upper, _isSharp || isRim);
-            if (isRim) {
-                const Point onRim = movedToRim(leaf, cell, all, placed.position);
-                leaf._vertices.push_back({clamped(onRim, lower, upper), placed.isOnCrease});
-                continue;
-            }
-            if (placed.isOnCrease && placed.wasOutside) {
-                _moved.push_back(
-                    {&leaf, static_cast<std::uint32_t>(leaf._vertices.size()), lower, upper, factor});
-            }
-            leaf._vertices.push_back({placed.position, placed.isOnCrease});
+    }
+    std::span<const TangentPlane* const> all() const { return {_planes, _count}; }
+    /// The least factor of the edges.
+    double factor(const EdgeRoots& roots) const
+    {
+        double least = 1;
+        for (std::size_t i = 0; i < _count; ++i) {
+            least = std::min(least, roots.factor(_roots[i]));
         }
+        return least;
+    }
+
+private:
+    std::size_t _count = 0;
+    std::size_t _roots[12];
+    const TangentPlane* _planes[12];
+};
+
+LeafBuilder::CellRoom LeafBuilder::roomOf(const SurfaceLeaf& leaf, const Index3& cell) const
+{
+    CellRoom room;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const std::int32_t node = leaf.global(axis, cell[axis]);
+        const double margin = kMargin * _grid.spacing[axis];
+        // The bounds run through the middle of cells: what is left of such a cell has room, too.
+        room.lower[axis] = std::max(_grid.coordinate(axis, node) + margin, _grid.lower[axis]);
+        room.upper[axis] = std::min(_grid.coordinate(axis, node + 1) - margin, _grid.upper[axis]);
+    }
+    return room;
+}
+
+void LeafBuilder::addVertices(SurfaceLeaf& leaf, std::size_t firstRoot)
+{
+    std::size_t count = 0;
+    for (ActiveCell& cell : leaf._cells) {
+        cell.firstVertex = static_cast<std::uint16_t>(count);
+        cell.patchCount = cell.patches().count;
+        leaf._isSimple = leaf._isSimple && cell.patchCount == 1 && ambiguousFaces(cell.inside) == 0;
+        const CellRoom room = roomOf(leaf, indexOfCell(cell.place));
+        for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch, ++count) {
+            // Patches of one cell are kept apart by their crossings, so their middles are safe.
+            _smooth.add(PatchPlanes(*this, leaf, firstRoot, cell, patch).all(), room.lower, room.upper,
+                        cell.patchCount > 1);
+        }
+    }
+    leaf._vertices.reserve(count);
+}
+
+/// @param smooth  the leaf's vertices as if no crease ran through it.
+void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
+                                std::span<const SmoothPlacement::Vertex> smooth)
+{
+    for (const ActiveCell& cell : leaf._cells) {
+        const Index3 local = indexOfCell(cell.place);
+        const bool isRim = _isOpen && isAtBounds(leaf, local) && cell.patchCount == 1;
+        if (!isRim && (!_isSharp || smooth[cell.firstVertex].isSmooth)) {
+            for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch) {
+                leaf._vertices.push_back({smooth[leaf._vertices.size()].position, false});
+            }
+            continue;
+        }
+        const CellRoom room = roomOf(leaf, local);
+        const PatchPlanes planes(*this, leaf, firstRoot, cell, 0);
+        const bool isOnCrease = !smooth[cell.firstVertex].isSmooth;
+        CreaseVertex vertex{smooth[cell.firstVertex].position, false};
+        if (isOnCrease) {
+            vertex = placeOnCrease(planes.all(), room.lower, room.upper);
+        }
+        if (isRim) {
+            const Point onRim = movedToRim(leaf, cell, planes.all(), vertex.position);
+            vertex.position = clamped(onRim, room.lower, room.upper);
+        } else if (vertex.wasOutside) {
+            _moved.push_back({&leaf, static_cast<std::uint32_t>(leaf._vertices.size()), room.lower,
+                              room.upper, planes.factor(_roots)});
+        }
+        leaf._vertices.push_back({vertex.position, isOnCrease});
     }
 }
 

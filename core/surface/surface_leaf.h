@@ -193,6 +193,7 @@ private:
     std::vector<Center> _centers;
     EdgeRoots _roots;
     std::vector<std::size_t> _firstRoot; ///< of each leaf
+    SmoothPlacement _smooth;
     std::vector<Moved> _moved;
 
     void simplifyField(std::span<SurfaceLeaf* const> leaves);
@@ -205,10 +206,19 @@ private:
     void askFaceCenters();
     void findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows);
     void takeCrossings(SurfaceLeaf& leaf, std::size_t firstRoot) const;
-    void placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot);
+    void addVertices(SurfaceLeaf& leaf, std::size_t firstRoot);
+    void placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
+                       std::span<const SmoothPlacement::Vertex> smooth);
+    /// Corners of a cell made smaller by a little.
+    struct CellRoom {
+        Point lower, upper;
+    };
+    CellRoom roomOf(const SurfaceLeaf& leaf, const Index3& cell) const;
+    /// The planes where edges of one patch are crossed.
+    class PatchPlanes;
     void moveOntoSurface();
-    Point movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell, std::span<const TangentPlane> planes,
-                     Point vertex) const;
+    Point movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
+                     std::span<const TangentPlane* const> planes, Point vertex) const;
     bool isAtBounds(const SurfaceLeaf& leaf, const Index3& cell) const;
 };
 
