@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
+#include <utility>
 
 namespace zrk::surface {
 
@@ -176,17 +178,26 @@ bool PolygonBuilder::faceVertex(const CellView& above, std::size_t axis, int edg
 
 void PolygonBuilder::addCorners(const LeafPolygons& polygons, std::uint32_t below, const ActiveCell& cell)
 {
-    Index3 at = indexOfCell(cell.place);
+    const Index3 local = indexOfCell(cell.place);
+    std::uint32_t place = 0;
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        at[axis] += (below >> axis & 1) != 0 ? 1 - kLeafCells : 1;
+        const std::uint32_t shift = (below >> axis & 1) != 0 ? 1u - kLeafCells : 1u;
+        place += kStride[axis] * (static_cast<std::uint32_t>(local[axis]) + shift);
     }
-    _cornerAt[(static_cast<std::uint32_t>(at[2]) * kPlaces + static_cast<std::uint32_t>(at[1])) * kPlaces +
-              static_cast<std::uint32_t>(at[0])] = static_cast<std::uint16_t>(_corners.size());
+    unsigned faces = 0;
+    if (polygons.hasFaceVertices()) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const auto& entries = polygons._faceAt[axis];
+            faces |= (!entries.empty() && entries[cell.place] != 0 ? 1u : 0u) << axis;
+        }
+    }
+    _cornerAt[place] = static_cast<std::uint16_t>(_corners.size());
     const CellVertex& vertex = polygons.leaf.vertex(cell.firstVertex);
     _corners.push_back({vertex.position,
                         {below, static_cast<std::uint32_t>(VertexKind::Cell), cell.firstVertex},
                         vertex.isOnCrease,
-                        cell.patchCount == 1});
+                        cell.patchCount == 1,
+                        static_cast<std::uint8_t>(faces)});
 }
 
 /// The vertices of the leaf's cells and of those that touch it from below. An edge has no cell that lies
@@ -221,7 +232,6 @@ void PolygonBuilder::gatherCorners(const LeafPolygons& polygons)
 /// The edges that begin at the lower corners of the leaf's cells: each edge with its lower node in this leaf.
 void PolygonBuilder::gatherQuads(const LeafPolygons& polygons, bool isOpen)
 {
-    static constexpr std::uint32_t kStride[3] = {1, kPlaces, kPlaces * kPlaces};
     const std::span<const ActiveCell> cells = polygons.leaf.cells();
     _quads.clear();
     const std::size_t most = wholeBatches(3 * cells.size());
@@ -263,12 +273,16 @@ void PolygonBuilder::gatherQuads(const LeafPolygons& polygons, bool isOpen)
             const auto isOnCrease = [&](std::size_t k) { return _corners[corners[k]].isOnCrease; };
             const bool creases[2] = {isOnCrease(0) && isOnCrease(2), isOnCrease(1) && isOnCrease(3)};
             const Point diagonal[2] = {p[2] - p[0], p[3] - p[1]};
-            const auto isAlone = [&](std::size_t k) { return _corners[corners[k]].isAlone; };
-            _quads.push_back(
-                {static_cast<std::uint16_t>(number), static_cast<std::uint8_t>(axis),
-                 creases[0] != creases[1] ? creases[1]
-                                          : dot(diagonal[1], diagonal[1]) < dot(diagonal[0], diagonal[0]),
-                 (cell.inside & 1) != 0, isAlone(0) && isAlone(1) && isAlone(2) && isAlone(3), corners});
+            const auto corner = [&](std::size_t k) -> const Corner& { return _corners[corners[k]]; };
+            const unsigned faces =
+                (corner(1).faces | corner(2).faces) >> u | (corner(2).faces | corner(3).faces) >> v;
+            const bool areAlone =
+                corner(0).isAlone && corner(1).isAlone && corner(2).isAlone && corner(3).isAlone;
+            _quads.push_back({static_cast<std::uint16_t>(number), static_cast<std::uint8_t>(axis),
+                              creases[0] != creases[1]
+                                  ? creases[1]
+                                  : dot(diagonal[1], diagonal[1]) < dot(diagonal[0], diagonal[0]),
+                              (cell.inside & 1) != 0, (faces & 1) == 0 && areAlone, corners});
         }
     }
 }
@@ -357,15 +371,12 @@ void PolygonBuilder::findTriangles(LeafPolygons& polygons, const LeafNeighbours&
     gatherCorners(polygons);
     gatherQuads(polygons, isOpen);
     chooseCuts();
-    const bool haveFaceVertices =
-        std::any_of(neighbours.begin(), neighbours.end(),
-                    [](const LeafPolygons* leaf) { return leaf && leaf->hasFaceVertices(); });
     polygons.triangles.reserve(2 * _quads.size());
     for (std::size_t q = 0; q < _quads.size(); ++q) {
         const Quad& quad = _quads[q];
         VertexName polygon[8];
         std::size_t count = 4;
-        if (haveFaceVertices || !quad.hasLoneCorners) {
+        if (!quad.isSimple) {
             count = polygonOf(polygons, quad, polygon);
         } else {
             for (std::size_t k = 0; k < 4; ++k) {
@@ -386,12 +397,27 @@ void PolygonBuilder::findTriangles(LeafPolygons& polygons, const LeafNeighbours&
     }
 }
 
-void LeafPolygons::dropTriangles()
+void LeafPolygons::begin(const Index3& at)
 {
-    leaf.dropCrossings();
-    faceVertices = {};
-    edgeVertices = {};
-    triangles = {};
+    leaf.begin(at);
+    faceVertices.clear();
+    edgeVertices.clear();
+    triangles.clear();
+    for (std::vector<std::uint16_t>& entries : _faceAt) {
+        entries.clear();
+    }
+}
+
+std::unique_ptr<LeafPolygons> LeafPolygons::upperFace() const
+{
+    std::optional<SurfaceLeaf> kept = leaf.upperFace();
+    if (!kept) {
+        return nullptr;
+    }
+    auto all = std::make_unique<LeafPolygons>(std::move(*kept));
+    all->firstNumber = firstNumber;
+    all->_faceAt = _faceAt;
+    return all;
 }
 
 } // namespace zrk::surface

@@ -5,7 +5,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace zrk::surface {
@@ -43,11 +45,14 @@ struct LeafPolygons {
     std::uint64_t firstTriangle = 0; ///< in its piece
 
     explicit LeafPolygons(const Index3& at) : leaf(at) {}
+    explicit LeafPolygons(SurfaceLeaf leaf) : leaf(std::move(leaf)) {}
 
     /// Whether a face of a cell has vertices.
     bool hasFaceVertices() const { return !_faceAt[0].empty() || !_faceAt[1].empty() || !_faceAt[2].empty(); }
-    /// Frees what other leaves don't ask for.
-    void dropTriangles();
+    /// Stands for another leaf from now on, of which nothing is known. Keeps the memory.
+    void begin(const Index3& at);
+    /// What the layer above asks for, see `SurfaceLeaf::upperFace`. Null where that is nothing.
+    std::unique_ptr<LeafPolygons> upperFace() const;
 
 private:
     /// Number + 1 of a face's first vertex, by axis and place of the cell above the face; 0: it has none.
@@ -80,7 +85,8 @@ private:
         Point position;
         VertexName name;
         bool isOnCrease;
-        bool isAlone; ///< its cell has no other
+        bool isAlone;       ///< its cell has no other
+        std::uint8_t faces; ///< bit i: the lower face of its cell across axis i has vertices
     };
     /// A crossed edge and the cells around it, counterclockwise from the edge's upper end.
     struct Quad {
@@ -88,13 +94,14 @@ private:
         std::uint8_t axis;                    ///< of the edge
         bool prefersSecond;                   ///< the diagonal from corner 1, where both can be
         bool lowerIsInside;                   ///< the lower end of the edge
-        bool hasLoneCorners;                  ///< each cell has one vertex
+        bool isSimple;                        ///< has no face vertices, and each cell has one vertex
         std::array<std::uint16_t, 4> corners; ///< numbers in `_corners`
     };
     /// By which diagonal a quad is cut.
     enum class Cut : std::uint8_t { None, First, Second };
 
     static constexpr std::uint32_t kPlaces = kLeafCells + 1; ///< of cells along an axis, from -1 on
+    static constexpr std::uint32_t kStride[3] = {1, kPlaces, kPlaces* kPlaces};
 
     const SurfaceGrid& _grid;
     const LeafNeighbours* _neighbours = nullptr;

@@ -26,31 +26,36 @@ constexpr std::array<std::uint32_t, 12> kNodeOfEdge = [] {
 
 } // namespace
 
-void SurfaceLeaf::dropCrossings()
+void SurfaceLeaf::begin(const Index3& at)
 {
-    _crossings = {};
-    _edgeAt.reset();
+    _at = at;
+    _mixedFaces = 0;
+    _isSimple = true;
+    _cells.clear();
+    _vertices.clear();
+    _crossings.clear();
 }
 
-bool SurfaceLeaf::keepUpperFace()
+std::optional<SurfaceLeaf> SurfaceLeaf::upperFace() const
 {
     constexpr std::uint32_t kFirst = (kLeafCells - 1) * kLeafCells * kLeafCells;
     const auto first =
         std::lower_bound(_cells.begin(), _cells.end(), kFirst,
                          [](const ActiveCell& c, std::uint32_t place) { return c.place < place; });
     if (first == _cells.end()) {
-        return false;
+        return std::nullopt;
     }
     // Cells lie in the order of their places, and vertices in that of their cells.
-    _firstPlace = kFirst;
-    _firstCell = static_cast<std::uint32_t>(first - _cells.begin());
-    _firstVertex = first->firstVertex;
-    _cells = std::vector<ActiveCell>(first, _cells.end());
-    _vertices = std::vector<CellVertex>(_vertices.begin() + _firstVertex, _vertices.end());
-    auto kept = std::make_unique<std::uint16_t[]>(kCellsOfLeaf - kFirst);
-    std::copy_n(_cellAt.get() + kFirst, kCellsOfLeaf - kFirst, kept.get());
-    _cellAt = std::move(kept);
-    return true;
+    SurfaceLeaf kept(_at);
+    kept._mixedFaces = _mixedFaces;
+    kept._isSimple = _isSimple;
+    kept._firstPlace = kFirst;
+    kept._firstCell = static_cast<std::uint32_t>(first - _cells.begin());
+    kept._firstVertex = first->firstVertex;
+    kept._cells = std::vector<ActiveCell>(first, _cells.end());
+    kept._vertices = std::vector<CellVertex>(_vertices.begin() + kept._firstVertex, _vertices.end());
+    kept._cellAt = std::vector<std::uint16_t>(_cellAt.begin() + kFirst, _cellAt.end());
+    return kept;
 }
 
 void LeafBuilder::evaluate(Positions& positions)
@@ -211,8 +216,10 @@ void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
         return;
     }
     leaf._mixedFaces = mixedFaces(rows);
-    leaf._cellAt = std::make_unique<std::uint16_t[]>(kCellsOfLeaf);
-    leaf._edgeAt = std::make_unique<SurfaceLeaf::EdgeTable>();
+    leaf._cellAt.assign(kCellsOfLeaf, 0);
+    if (!leaf._edgeAt) {
+        leaf._edgeAt.reset(new SurfaceLeaf::EdgeTable);
+    }
     leaf._cells.reserve(96);
     for (std::int32_t k = 0; k < kLeafCells; ++k) {
         for (std::int32_t j = 0; j < kLeafCells; ++j) {
@@ -388,27 +395,34 @@ private:
     const TangentPlane* _planes[12];
 };
 
-LeafBuilder::CellRoom LeafBuilder::roomOf(const SurfaceLeaf& leaf, const Index3& cell) const
+void LeafBuilder::findRooms(const SurfaceLeaf& leaf)
 {
-    CellRoom room;
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        const std::int32_t node = leaf.global(axis, cell[axis]);
         const double margin = kMargin * _grid.spacing[axis];
-        // The bounds run through the middle of cells: what is left of such a cell has room, too.
-        room.lower[axis] = std::max(_grid.coordinate(axis, node) + margin, _grid.lower[axis]);
-        room.upper[axis] = std::min(_grid.coordinate(axis, node + 1) - margin, _grid.upper[axis]);
+        for (std::int32_t i = 0; i < kLeafCells; ++i) {
+            const std::int32_t node = leaf.global(axis, i);
+            // The bounds run through the middle of cells: what is left of such a cell has room, too.
+            _lowerRoom[axis][i] = std::max(_grid.coordinate(axis, node) + margin, _grid.lower[axis]);
+            _upperRoom[axis][i] = std::min(_grid.coordinate(axis, node + 1) - margin, _grid.upper[axis]);
+        }
     }
-    return room;
+}
+
+LeafBuilder::CellRoom LeafBuilder::roomOf(const Index3& cell) const
+{
+    return {{_lowerRoom[0][cell[0]], _lowerRoom[1][cell[1]], _lowerRoom[2][cell[2]]},
+            {_upperRoom[0][cell[0]], _upperRoom[1][cell[1]], _upperRoom[2][cell[2]]}};
 }
 
 void LeafBuilder::addVertices(SurfaceLeaf& leaf, std::size_t firstRoot)
 {
+    findRooms(leaf);
     std::size_t count = 0;
     for (ActiveCell& cell : leaf._cells) {
         cell.firstVertex = static_cast<std::uint16_t>(count);
         cell.patchCount = cell.patches().count;
         leaf._isSimple = leaf._isSimple && cell.patchCount == 1 && ambiguousFaces(cell.inside) == 0;
-        const CellRoom room = roomOf(leaf, indexOfCell(cell.place));
+        const CellRoom room = roomOf(indexOfCell(cell.place));
         for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch, ++count) {
             // Patches of one cell are kept apart by their crossings, so their middles are safe.
             _smooth.add(PatchPlanes(*this, leaf, firstRoot, cell, patch).all(), room.lower, room.upper,
@@ -422,6 +436,7 @@ void LeafBuilder::addVertices(SurfaceLeaf& leaf, std::size_t firstRoot)
 void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
                                 std::span<const SmoothPlacement::Vertex> smooth)
 {
+    findRooms(leaf);
     for (const ActiveCell& cell : leaf._cells) {
         const Index3 local = indexOfCell(cell.place);
         const bool isRim = _isOpen && isAtBounds(leaf, local) && cell.patchCount == 1;
@@ -431,7 +446,7 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
             }
             continue;
         }
-        const CellRoom room = roomOf(leaf, local);
+        const CellRoom room = roomOf(local);
         const PatchPlanes planes(*this, leaf, firstRoot, cell, 0);
         const bool isOnCrease = !smooth[cell.firstVertex].isSmooth;
         CreaseVertex vertex{smooth[cell.firstVertex].position, false};

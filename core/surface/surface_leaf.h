@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -77,7 +78,7 @@ public:
     /// Null where the surface doesn't pass.
     const ActiveCell* cell(std::uint32_t place) const
     {
-        const std::uint16_t index = _cellAt ? _cellAt[place - _firstPlace] : 0;
+        const std::uint16_t index = _cells.empty() ? 0 : _cellAt[place - _firstPlace];
         return index == 0 ? nullptr : &_cells[index - 1u - _firstCell];
     }
     /// Share of the way along a crossed edge, from its lower node; off both ends by 1/1024 at least.
@@ -86,11 +87,11 @@ public:
         return _crossings[(*_edgeAt)[axis][node] - 1u];
     }
 
-    /// @{ Frees what other leaves don't ask for: the crossings; and all but the cells at the upper face
-    /// across z with their vertices, which is what the layer above asks for. False where there are none.
-    void dropCrossings();
-    bool keepUpperFace();
-    /// @}
+    /// Stands for another leaf from now on, of which nothing is known. Keeps the memory.
+    void begin(const Index3& at);
+    /// The cells at the upper face across z with their vertices alone, which is what the layer above asks
+    /// for. None where there are none.
+    std::optional<SurfaceLeaf> upperFace() const;
 
 private:
     using EdgeTable = std::array<std::array<std::uint16_t, kNodesOfLeaf>, 3>;
@@ -102,9 +103,9 @@ private:
     std::vector<ActiveCell> _cells;
     std::vector<CellVertex> _vertices;
     std::vector<double> _crossings;
-    // Numbers + 1; no tables in a leaf without surface.
-    std::unique_ptr<std::uint16_t[]> _cellAt; ///< by the place of the cell
-    std::unique_ptr<EdgeTable> _edgeAt;       ///< by the lower node
+    // Tables, which say nothing in a leaf without surface.
+    std::vector<std::uint16_t> _cellAt; ///< number + 1 by the place of the cell
+    std::unique_ptr<EdgeTable> _edgeAt; ///< number + 1 by the lower node, where an edge is crossed
     // The first ones that are kept.
     std::uint32_t _firstPlace = 0;
     std::uint32_t _firstCell = 0;
@@ -194,6 +195,8 @@ private:
     EdgeRoots _roots;
     std::vector<std::size_t> _firstRoot; ///< of each leaf
     SmoothPlacement _smooth;
+    /// Where the vertices of a leaf's cells may be, by axis and number of the cell along it.
+    double _lowerRoom[3][kLeafCells], _upperRoom[3][kLeafCells];
     std::vector<Moved> _moved;
 
     void simplifyField(std::span<SurfaceLeaf* const> leaves);
@@ -213,7 +216,8 @@ private:
     struct CellRoom {
         Point lower, upper;
     };
-    CellRoom roomOf(const SurfaceLeaf& leaf, const Index3& cell) const;
+    CellRoom roomOf(const Index3& cell) const;
+    void findRooms(const SurfaceLeaf& leaf);
     /// The planes where edges of one patch are crossed.
     class PatchPlanes;
     void moveOntoSurface();
