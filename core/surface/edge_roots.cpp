@@ -45,21 +45,6 @@ void EdgeRoots::reserve(std::size_t more)
     }
 }
 
-void EdgeRoots::add(const Point& node, std::size_t axis, double fromValue, double toValue, bool crossesBounds,
-                    std::uint8_t field)
-{
-    const std::size_t r = _count++;
-    for (std::size_t i = 0; i < 3; ++i) {
-        _all[X + i][r] = node[i];
-        _all[AlongX + i][r] = 0;
-    }
-    _all[AlongX + axis][r] = _grid.spacing[axis];
-    _all[FromValue][r] = fromValue;
-    _all[ToValue][r] = toValue;
-    _all[Start][r] = crossesBounds ? 0.5 : std::numeric_limits<double>::quiet_NaN();
-    _fieldOf[r] = field;
-}
-
 /// Finds which positions of some edges are evaluated by which field.
 void EdgeRoots::findRuns(const std::vector<std::uint8_t>& fieldOf, std::size_t count)
 {

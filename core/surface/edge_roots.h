@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -31,7 +32,20 @@ public:
     /// Adds an edge along `axis` from a node, whose ends have values on opposite sides.
     /// @param field  of those that `search` is given; never less than that of the edge before.
     void add(const Point& node, std::size_t axis, double fromValue, double toValue, bool crossesBounds,
-             std::uint8_t field);
+             std::uint8_t field)
+    {
+        const std::size_t r = _count++;
+        _all[X][r] = node[0];
+        _all[Y][r] = node[1];
+        _all[Z][r] = node[2];
+        _all[AlongX][r] = axis == 0 ? _grid.spacing[0] : 0;
+        _all[AlongY][r] = axis == 1 ? _grid.spacing[1] : 0;
+        _all[AlongZ][r] = axis == 2 ? _grid.spacing[2] : 0;
+        _all[FromValue][r] = fromValue;
+        _all[ToValue][r] = toValue;
+        _all[Start][r] = crossesBounds ? 0.5 : std::numeric_limits<double>::quiet_NaN();
+        _fieldOf[r] = field;
+    }
 
     /// Finds crossings and planes. An edge that the bounds cross begins at them, in the middle.
     void search(std::span<const PreparedField> fields);

@@ -205,6 +205,7 @@ void PolygonBuilder::addCorners(const LeafPolygons& polygons, std::uint32_t belo
 void PolygonBuilder::gatherCorners(const LeafPolygons& polygons)
 {
     _corners.clear();
+    _corners.reserve(_cornerAt.size());
     for (const ActiveCell& cell : polygons.leaf.cells()) {
         addCorners(polygons, 0, cell);
     }
@@ -234,12 +235,7 @@ void PolygonBuilder::gatherQuads(const LeafPolygons& polygons, bool isOpen)
 {
     const std::span<const ActiveCell> cells = polygons.leaf.cells();
     _quads.clear();
-    const std::size_t most = wholeBatches(3 * cells.size());
-    if (_rows[0].size() < most) {
-        for (std::vector<double>& row : _rows) {
-            row.resize(most);
-        }
-    }
+    _rows.resize(wholeBatches(3 * cells.size()) / Batch::size);
     for (std::size_t number = 0; number < cells.size(); ++number) {
         const ActiveCell& cell = cells[number];
         const unsigned crossed = crossedEdges(cell.inside);
@@ -261,15 +257,17 @@ void PolygonBuilder::gatherQuads(const LeafPolygons& polygons, bool isOpen)
             const std::array<std::uint16_t, 4> corners{_cornerAt[place - kStride[u] - kStride[v]],
                                                        _cornerAt[place - kStride[v]], _cornerAt[place],
                                                        _cornerAt[place - kStride[u]]};
+            QuadRows& rows = _rows[q / Batch::size];
+            const std::size_t lane = q % Batch::size;
             Point p[4];
             for (std::size_t k = 0; k < 4; ++k) {
                 p[k] = _corners[corners[k]].position - from;
-                _rows[3 * k][q] = p[k][u];
-                _rows[3 * k + 1][q] = p[k][v];
-                _rows[3 * k + 2][q] = p[k][axis];
+                rows.corners[k][0][lane] = p[k][u];
+                rows.corners[k][1][lane] = p[k][v];
+                rows.corners[k][2][lane] = p[k][axis];
             }
-            _rows[12][q] = _grid.spacing[u] * _grid.spacing[v];
-            _rows[13][q] = _grid.spacing[axis];
+            rows.area[lane] = _grid.spacing[u] * _grid.spacing[v];
+            rows.length[lane] = _grid.spacing[axis];
             const auto isOnCrease = [&](std::size_t k) { return _corners[corners[k]].isOnCrease; };
             const bool creases[2] = {isOnCrease(0) && isOnCrease(2), isOnCrease(1) && isOnCrease(3)};
             const Point diagonal[2] = {p[2] - p[0], p[3] - p[1]};
@@ -291,18 +289,18 @@ void PolygonBuilder::gatherQuads(const LeafPolygons& polygons, bool isOpen)
 /// through a triangle of the edge and one of the other vertices.
 void PolygonBuilder::chooseCuts()
 {
+    static_assert(std::tuple_size_v<QuadRows::Row> >= Batch::size);
     _cuts.resize(_quads.size());
-    for (std::vector<double>& row : _rows) {
-        fillLastBatch(row.data(), _quads.size());
-    }
     for (std::size_t first = 0; first < _quads.size(); first += Batch::size) {
+        // Lanes of the last batch that no quad has hold numbers of quads before, which nobody looks at.
+        const QuadRows& rows = _rows[first / Batch::size];
+        const auto load = [](const QuadRows::Row& row) { return Batch::load(row.data()); };
         RelativeCorners p[4];
         for (std::size_t k = 0; k < 4; ++k) {
-            p[k] = {Batch::load(_rows[3 * k].data() + first), Batch::load(_rows[3 * k + 1].data() + first),
-                    Batch::load(_rows[3 * k + 2].data() + first)};
+            p[k] = {load(rows.corners[k][0]), load(rows.corners[k][1]), load(rows.corners[k][2])};
         }
-        const Batch least = 1e-9 * Batch::load(_rows[12].data() + first);
-        const Batch length = Batch::load(_rows[13].data() + first);
+        const Batch least = 1e-9 * load(rows.area);
+        const Batch length = load(rows.length);
         const unsigned can[2] = {
             bitsOf(crosses(p[0], p[2], p[1], least, length) || crosses(p[0], p[2], p[3], least, length)),
             bitsOf(crosses(p[1], p[3], p[2], least, length) || crosses(p[1], p[3], p[0], least, length))};

@@ -110,10 +110,13 @@ private:
     std::array<std::uint16_t, std::size_t{kPlaces} * kPlaces * kPlaces> _cornerAt;
     std::vector<Quad> _quads;
     std::vector<Cut> _cuts; ///< of each quad
-    /// Of each quad: the corners relative to the lower end of its edge, along the two axes after that of the
-    /// edge and along it; then what of the spacing the tests need.
-    static constexpr std::size_t kRows = 14;
-    std::vector<double> _rows[kRows];
+    /// What the tests of some quads need: the corners relative to the lower end of the edge, along the two
+    /// axes after that of the edge and along it, and of the spacing.
+    struct QuadRows {
+        using Row = std::array<double, 8>;
+        Row corners[4][3], area, length;
+    };
+    std::vector<QuadRows> _rows;
 
     CellView cellAt(Index3 local) const;
     Point crossingPoint(const CellView& view, int edge) const;

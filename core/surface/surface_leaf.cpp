@@ -1,5 +1,7 @@
 #include "core/surface/surface_leaf.h"
 
+#include "core/values/batch.h"
+
 #include <algorithm>
 #include <bit>
 #include <cassert>
@@ -23,6 +25,8 @@ constexpr std::array<std::uint32_t, 12> kNodeOfEdge = [] {
     }
     return all;
 }();
+
+static_assert(kLeafCells % Batch::size == 0);
 
 } // namespace
 
@@ -158,9 +162,17 @@ void LeafBuilder::sampleNodes(std::span<SurfaceLeaf* const> leaves)
             const double z = _grid.coordinate(2, leaf->global(2, k));
             for (std::int32_t j = 0; j < kLeafNodes; ++j) {
                 const double y = _grid.coordinate(1, leaf->global(1, j));
-                std::copy_n(xs, kLeafNodes, _samples.x.data() + _samples.count);
-                std::fill_n(_samples.y.data() + _samples.count, kLeafNodes, y);
-                std::fill_n(_samples.z.data() + _samples.count, kLeafNodes, z);
+                double* const place[3] = {_samples.x.data() + _samples.count,
+                                          _samples.y.data() + _samples.count,
+                                          _samples.z.data() + _samples.count};
+                for (std::size_t i = 0; i < kLeafCells; i += Batch::size) {
+                    Batch::load(xs + i).store(place[0] + i);
+                    Batch(y).store(place[1] + i);
+                    Batch(z).store(place[2] + i);
+                }
+                place[0][kLeafCells] = xs[kLeafCells];
+                place[1][kLeafCells] = y;
+                place[2][kLeafCells] = z;
                 _samples.count += kLeafNodes;
             }
         }
@@ -204,9 +216,10 @@ void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
     unsigned some = 0;
     unsigned every = kAll;
     for (std::size_t row = 0; row < rows.size(); ++row) {
-        unsigned bits = 0;
-        for (unsigned i = 0; i < kLeafNodes; ++i) {
-            bits |= static_cast<unsigned>(values[row * kLeafNodes + i] < 0) << i;
+        const double* const ofRow = values + row * kLeafNodes;
+        unsigned bits = static_cast<unsigned>(ofRow[kLeafCells] < 0) << kLeafCells;
+        for (std::size_t i = 0; i < kLeafCells; i += Batch::size) {
+            bits |= bitsOf(Batch::load(ofRow + i) < 0.0) << i;
         }
         rows[row] = static_cast<std::uint16_t>(bits);
         some |= bits;
@@ -289,20 +302,19 @@ void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values, const Rows&
         for (std::int32_t j = 0; j < kLeafNodes; ++j) {
             const auto row = static_cast<std::size_t>(k * kLeafNodes + j);
             const unsigned bits = rows[row];
-            const unsigned crossed[3] = {
-                (bits ^ bits >> 1) & ((1u << kLeafCells) - 1),
-                j < kLeafCells ? bits ^ rows[row + 1] : 0u,
-                k < kLeafCells ? bits ^ rows[row + kLeafNodes] : 0u,
-            };
-            for (std::size_t axis = 0; axis < 3; ++axis) {
-                for (unsigned open = crossed[axis]; open != 0; open &= open - 1) {
-                    const Index3 at{std::countr_zero(open), j, k};
-                    const std::uint32_t node = nodePlace(at[0], j, k);
-                    const Point p{coordinates[0][at[0]], coordinates[1][j], coordinates[2][k]};
-                    _roots.add(p, axis, values[node], values[node + kStride[axis]],
-                               _grid.crossesBounds(axis, leaf.global(axis, at[axis])), leaf._field);
-                    (*leaf._edgeAt)[axis][node] = static_cast<std::uint16_t>(_roots.count() - first);
-                }
+            // Nodes of the row by axis: a bit each, the axes one after the other.
+            unsigned crossed = (bits ^ bits >> 1) & ((1u << kLeafCells) - 1);
+            crossed |= (j < kLeafCells ? bits ^ rows[row + 1] : 0u) << kLeafNodes;
+            crossed |= (k < kLeafCells ? bits ^ rows[row + kLeafNodes] : 0u) << 2 * kLeafNodes;
+            for (; crossed != 0; crossed &= crossed - 1) {
+                const int bit = std::countr_zero(crossed);
+                const auto axis = static_cast<std::size_t>(bit / kLeafNodes);
+                const Index3 at{bit % kLeafNodes, j, k};
+                const std::uint32_t node = nodePlace(at[0], j, k);
+                const Point p{coordinates[0][at[0]], coordinates[1][j], coordinates[2][k]};
+                _roots.add(p, axis, values[node], values[node + kStride[axis]],
+                           _grid.crossesBounds(axis, leaf.global(axis, at[axis])), leaf._field);
+                (*leaf._edgeAt)[axis][node] = static_cast<std::uint16_t>(_roots.count() - first);
             }
         }
     }
