@@ -8,6 +8,7 @@
 #include "core/surface/mesh_edits.h"
 #include "core/surface/thinning.h"
 #include "core/values/fault.h"
+#include "core/values/large_pages.h"
 
 #include <algorithm>
 #include <atomic>
@@ -115,8 +116,8 @@ private:
     Leaves _spare;               ///< whose memory is free
     std::size_t _reduced = 0;    ///< the first of them that have kept their upper face alone
     std::int64_t _beneath = 0;   ///< vertices of the layer beneath those that are asked for
-    std::vector<Point> _vertices;
-    std::vector<std::array<std::int64_t, 3>> _triangles;
+    LargeArray<Point> _vertices;
+    LargeArray<std::array<std::int64_t, 3>> _triangles;
     std::int64_t _vertexCount = 0;  ///< of what the sink has or will have
     std::optional<double> _waiting; ///< share of all work that the vertices and triangles above end with
     std::uint64_t _sampledLeaves = 0;
@@ -430,7 +431,8 @@ private:
     static void makeRoom(List& list, std::size_t size, double done)
     {
         if (list.capacity() < size) {
-            list.reserve(static_cast<std::size_t>(static_cast<double>(size) * std::min(1.1 / done, 3.0)));
+            reserveOnLargePages(
+                list, static_cast<std::size_t>(static_cast<double>(size) * std::min(1.1 / done, 6.0)));
         }
     }
 };
