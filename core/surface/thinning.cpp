@@ -3,6 +3,7 @@
 #include "core/engine/worker_team.h"
 #include "core/surface/block_thinning.h"
 #include "core/surface/mesh_edits.h"
+#include "core/surface/thinned_shape.h"
 
 #include <algorithm>
 #include <atomic>
@@ -16,17 +17,20 @@ namespace {
 constexpr std::int32_t kBlockCells = 64;
 /// A block of a later round with more triangles is left out, to bound the memory.
 constexpr std::size_t kMostTriangles = 1u << 18;
+/// Cells along an edge of the blocks that slivers at seams are looked for in.
+constexpr std::int32_t kSliverCells = 16;
 constexpr double kShortEdge = 0.1; ///< of a cell
 constexpr double kBlockMargin = 1; ///< cells
 
 /// The blocks of one round.
 class Blocks {
 public:
-    Blocks(const SurfaceGrid& grid, std::int32_t cells)
+    /// @param shift  cells that the first blocks begin before the grid.
+    Blocks(const SurfaceGrid& grid, std::int32_t cells, std::int32_t shift)
     {
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            _counts[axis] = static_cast<std::size_t>((grid.cellCount(axis) + cells - 1) / cells);
-            _first[axis] = grid.coordinate(axis, 0);
+            _counts[axis] = static_cast<std::size_t>((grid.cellCount(axis) + shift + cells - 1) / cells);
+            _first[axis] = grid.coordinate(axis, -shift);
             _blocksOfLength[axis] = 1 / (grid.spacing[axis] * cells);
         }
     }
@@ -120,13 +124,72 @@ void dropTriangles(ThinnedMesh& thinned)
     auto& triangles = thinned.mesh.triangles;
     std::size_t kept = 0;
     for (std::size_t t = 0; t < triangles.size(); ++t) {
-        if (triangles[t] != kNoTriangle) {
+        if (triangles[t][0] != triangles[t][1]) {
             triangles[kept] = triangles[t];
             thinned.error[kept++] = thinned.error[t];
         }
     }
     triangles.resize(kept);
     thinned.error.resize(kept);
+}
+
+/// Thins the blocks of rounds one after the other, each round on all threads.
+class Rounds {
+public:
+    Rounds(ThinnedMesh& thinned, const ThinningLimits& limits, std::size_t threads,
+           const std::function<bool(double)>& keepGoing)
+        : _thinned(thinned), _limits(limits), _threads(threads), _keepGoing(keepGoing)
+    {}
+
+    /// Thins the blocks that wants(block, triangles) holds for. False if it was stopped.
+    template <class Wants>
+    bool thin(const Blocks& blocks, const Wants& wants)
+    {
+        const BlockLists lists(_thinned.mesh, blocks);
+        std::atomic<std::size_t> next{0};
+        runTeam(std::clamp<std::size_t>(blocks.count(), 1, _threads), [&](std::size_t worker, std::size_t) {
+            BlockThinner thinner(_thinned, _limits);
+            for (std::size_t b = next++; b < blocks.count() && !_isStopped; b = next++) {
+                const std::span<const std::uint32_t> triangles = lists.of(b);
+                if (!triangles.empty() && wants(b, triangles)) {
+                    thinner.thin(triangles, [&](std::uint32_t v) { return lists.blockOf(v) == b; });
+                }
+                const double share = static_cast<double>(b) / static_cast<double>(blocks.count());
+                if (worker == 0 && !_keepGoing(share)) {
+                    _isStopped = true;
+                }
+            }
+        });
+        dropTriangles(_thinned);
+        return !_isStopped;
+    }
+
+private:
+    ThinnedMesh& _thinned;
+    ThinningLimits _limits;
+    std::size_t _threads;
+    const std::function<bool(double)>& _keepGoing;
+    std::atomic<bool> _isStopped{false};
+};
+
+/// By block, whether a sliver has a corner in it. Empty where there is none.
+std::vector<std::uint8_t> blocksWithSlivers(const SurfaceMesh& mesh, const Blocks& blocks)
+{
+    std::vector<std::uint8_t> has;
+    for (const Triangle& t : mesh.triangles) {
+        const Point& a = mesh.vertices[t[0]];
+        const Point& b = mesh.vertices[t[1]];
+        const Point& c = mesh.vertices[t[2]];
+        const Point normal = cross(b - a, c - a);
+        if (leastSineSquared(dot(normal, normal), dot(b - a, b - a), dot(c - b, c - b), dot(a - c, a - c)) <
+            kSineOfSliver * kSineOfSliver) {
+            has.resize(blocks.count());
+            for (const std::uint32_t v : t) {
+                has[blocks.number(blocks.of(mesh.vertices[v]))] = 1;
+            }
+        }
+    }
+    return has;
 }
 
 } // namespace
@@ -137,29 +200,31 @@ void thinMesh(SurfaceMesh& mesh, const SurfaceGrid& grid, double flatness, std::
     ThinnedMesh thinned{mesh, std::vector<float>(mesh.triangles.size(), 0.0f),
                         std::vector<std::uint8_t>(mesh.vertices.size(), 1)};
     const double cell = std::min({grid.spacing[0], grid.spacing[1], grid.spacing[2]});
-    const ThinningLimits limits{flatness, kShortEdge * cell, kBlockMargin * cell};
+    Rounds rounds(thinned, {flatness, kShortEdge * cell, kBlockMargin * cell}, threads, keepGoing);
     const std::int32_t most = std::max({grid.cellCount(0), grid.cellCount(1), grid.cellCount(2)});
-    std::atomic<bool> stopped{false};
-    for (std::int64_t cells = kBlockCells; !stopped; cells *= 2) {
-        const Blocks blocks(grid, static_cast<std::int32_t>(std::min<std::int64_t>(cells, most)));
-        const BlockLists lists(mesh, blocks);
-        std::atomic<std::size_t> next{0};
-        runTeam(std::clamp<std::size_t>(blocks.count(), 1, threads), [&](std::size_t worker, std::size_t) {
-            BlockThinner thinner(thinned, limits);
-            for (std::size_t b = next++; b < blocks.count() && !stopped; b = next++) {
-                const std::span<const std::uint32_t> triangles = lists.of(b);
-                if (!triangles.empty() && (cells == kBlockCells || triangles.size() <= kMostTriangles)) {
-                    thinner.thin(triangles, [&](std::uint32_t v) { return lists.blockOf(v) == b; });
-                }
-                if (worker == 0 && !keepGoing(static_cast<double>(b) / static_cast<double>(blocks.count()))) {
-                    stopped = true;
-                }
-            }
+    bool isGoingOn = true;
+    bool isLast = false;
+    bool haveSeams = false;
+    for (std::int64_t cells = kBlockCells; isGoingOn && !isLast; cells *= 2) {
+        isLast = cells >= most;
+        const Blocks blocks(grid, static_cast<std::int32_t>(std::min<std::int64_t>(cells, most)), 0);
+        std::atomic<bool> haveAll{true};
+        isGoingOn = rounds.thin(blocks, [&](std::size_t, std::span<const std::uint32_t> triangles) {
+            const bool isWanted = cells == kBlockCells || triangles.size() <= kMostTriangles;
+            haveAll = haveAll && isWanted;
+            return isWanted;
         });
-        dropTriangles(thinned);
-        if (cells >= most) {
+        haveSeams = blocks.count() > 1 || !haveAll;
+    }
+    // What lies at a seam of the blocks lies well within one of these.
+    for (std::int32_t part = 1; isGoingOn && haveSeams && part < 4; ++part) {
+        const Blocks blocks(grid, kSliverCells, part * kSliverCells / 4);
+        const std::vector<std::uint8_t> isWanted = blocksWithSlivers(mesh, blocks);
+        if (isWanted.empty()) {
             break;
         }
+        isGoingOn = rounds.thin(
+            blocks, [&](std::size_t b, std::span<const std::uint32_t>) { return isWanted[b] != 0; });
     }
     dropUnusedVertices(mesh);
 }
