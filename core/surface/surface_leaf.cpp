@@ -13,8 +13,9 @@ namespace {
 
 /// Vertices and crossings stay off the walls of cells by this share of a cell: on them, triangles of
 /// neighbouring cells would touch.
-constexpr double kMargin = 1.0 / 1024;
-constexpr int kMoveRounds = 3;
+constexpr double kMargin = 1.0 / 768;
+constexpr int kMoveRounds = 4;
+constexpr double kLeastMove = 1e-3; ///< of a cell's diagonal
 /// Where an edge begins, by place, from the node at the cell's lower corner.
 constexpr std::array<std::uint32_t, 12> kNodeOfEdge = [] {
     std::array<std::uint32_t, 12> all{};
@@ -476,7 +477,7 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
     }
 }
 
-/// Newton's steps along the gradient, within the cell.
+/// Newton's steps along the gradient, within the cell, until they are short.
 void LeafBuilder::moveOntoSurface()
 {
     for (int round = 0; round < kMoveRounds && !_moved.empty(); ++round) {
@@ -488,6 +489,7 @@ void LeafBuilder::moveOntoSurface()
             addSteps(position, moved.factor);
         }
         evaluate(_points);
+        std::size_t kept = 0;
         for (std::size_t m = 0; m < _moved.size(); ++m) {
             const Moved& moved = _moved[m];
             const double value = _points.values[4 * m];
@@ -498,8 +500,14 @@ void LeafBuilder::moveOntoSurface()
                 continue;
             }
             Point& position = moved.leaf->_vertices[moved.vertex].position;
+            const Point before = position;
             position = clamped(position + g * factor, moved.lower, moved.upper);
+            const Point step = position - before;
+            if (dot(step, step) > kLeastMove * kLeastMove * dot(_grid.spacing, _grid.spacing)) {
+                _moved[kept++] = moved;
+            }
         }
+        _moved.resize(kept);
     }
 }
 

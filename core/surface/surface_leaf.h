@@ -81,7 +81,7 @@ public:
         const std::uint16_t index = _cells.empty() ? 0 : _cellAt[place - _firstPlace];
         return index == 0 ? nullptr : &_cells[index - 1u - _firstCell];
     }
-    /// Share of the way along a crossed edge, from its lower node; off both ends by 1/1024 at least.
+    /// Share of the way along a crossed edge, from its lower node; off both ends by 1/768 at least.
     double crossing(std::size_t axis, std::uint32_t node) const
     {
         return _crossings[(*_edgeAt)[axis][node] - 1u];
