@@ -432,17 +432,14 @@ private:
         }
         // Ten bits of a code are those of one axis; twice the middle counts.
         constexpr double kCells = 1023;
-        Point scale;
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            const double size = all.upper[axis] - all.lower[axis];
-            scale[axis] = size > 0 && std::isfinite(size) ? 0.5 * kCells / size : 0;
-        }
+        const Point size = all.upper - all.lower;
         std::vector<std::uint64_t> order(items.size());
         for (std::size_t i = 0; i < items.size(); ++i) {
             const Box& box = items[i].box;
+            const Point twiceMiddle = box.lower - all.lower + (box.upper - all.lower);
             const auto cell = [&](std::size_t axis) {
-                return static_cast<std::uint32_t>(
-                    (box.lower[axis] - all.lower[axis] + (box.upper[axis] - all.lower[axis])) * scale[axis]);
+                const double at = twiceMiddle[axis] / size[axis] * (0.5 * kCells);
+                return static_cast<std::uint32_t>(at > 0 ? std::min(at, kCells) : 0.0);
             };
             order[i] = interleave(cell(0), cell(1), cell(2)) << 32 | i;
         }
@@ -492,7 +489,7 @@ bool forEachIntersection(std::span<const Point> vertices, std::span<const Triang
     };
     std::size_t asked = 0;
     const auto isGoingOn = [&](double share) {
-        constexpr std::size_t kBetweenQuestions = 1024;
+        constexpr std::size_t kBetweenQuestions = 64;
         return asked++ % kBetweenQuestions != 0 || goesOn(keepGoing, share);
     };
     const bool isDone = tree.forEachPair([&](std::uint32_t a, std::uint32_t b) { report(a, b); }, isGoingOn);
