@@ -8,6 +8,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
 
 namespace zrk::surface {
 
@@ -61,20 +65,33 @@ private:
 /// The triangles of each block, with those of its neighbours whose boxes reach into it.
 class BlockLists {
 public:
-    BlockLists(const SurfaceMesh& mesh, const Blocks& blocks)
-        : _blockOf(mesh.vertices.size()), _first(blocks.count() + 1, 0)
+    /// @param isWanted  by block; empty: all are. The other lists stay empty.
+    BlockLists(const SurfaceMesh& mesh, const Blocks& blocks, std::span<const std::uint8_t> isWanted)
+        : _blockOf(mesh.vertices.size()), _first(blocks.count() + 2, 0)
     {
         for (std::size_t v = 0; v < mesh.vertices.size(); ++v) {
             _blockOf[v] = static_cast<std::uint32_t>(blocks.number(blocks.of(mesh.vertices[v])));
         }
-        forEachPlace(mesh, blocks, [&](std::size_t block, std::uint32_t) { ++_first[block + 1]; });
+        struct Place {
+            std::uint32_t block;
+            std::uint32_t triangle;
+        };
+        std::vector<Place> places;
+        places.reserve(isWanted.empty() ? mesh.triangles.size() : 0);
+        forEachPlace(mesh, blocks, [&](std::size_t block, std::uint32_t triangle) {
+            if (isWanted.empty() || isWanted[block] != 0) {
+                places.push_back({static_cast<std::uint32_t>(block), triangle});
+                ++_first[block + 2];
+            }
+        });
+        // A place ahead, so that they end where the next one's begin.
         for (std::size_t b = 0; b < blocks.count(); ++b) {
             _first[b + 1] += _first[b];
         }
-        _triangles.resize(_first.back());
-        std::vector<std::size_t> end(_first.begin(), _first.end() - 1);
-        forEachPlace(mesh, blocks,
-                     [&](std::size_t block, std::uint32_t triangle) { _triangles[end[block]++] = triangle; });
+        _triangles.resize(places.size());
+        for (const Place& place : places) {
+            _triangles[_first[place.block + 1]++] = place.triangle;
+        }
     }
 
     std::span<const std::uint32_t> of(std::size_t block) const
@@ -86,7 +103,7 @@ public:
 
 private:
     std::vector<std::uint32_t> _blockOf; ///< by vertex
-    std::vector<std::size_t> _first;     ///< one more than there are blocks
+    std::vector<std::size_t> _first;     ///< by block, in `_triangles`; two more
     std::vector<std::uint32_t> _triangles;
 
     template <class Found>
@@ -138,21 +155,28 @@ class Rounds {
 public:
     Rounds(ThinnedMesh& thinned, const ThinningLimits& limits, std::size_t threads,
            const std::function<bool(double)>& keepGoing)
-        : _thinned(thinned), _limits(limits), _threads(threads), _keepGoing(keepGoing)
-    {}
-
-    /// Thins the blocks that wants(block, triangles) holds for. False if it was stopped.
-    template <class Wants>
-    bool thin(const Blocks& blocks, const Wants& wants)
+        : _thinned(thinned), _keepGoing(keepGoing)
     {
-        const BlockLists lists(_thinned.mesh, blocks);
+        for (std::size_t worker = 0; worker < threads; ++worker) {
+            _thinners.push_back(std::make_unique<BlockThinner>(thinned, limits));
+        }
+    }
+
+    /// Thins the blocks that are wanted, all if none is told, and have no more than so many triangles. False
+    /// if it was stopped.
+    bool thin(const Blocks& blocks, std::span<const std::uint8_t> isWanted, std::size_t mostTriangles)
+    {
+        const BlockLists lists(_thinned.mesh, blocks, isWanted);
         std::atomic<std::size_t> next{0};
-        runTeam(std::clamp<std::size_t>(blocks.count(), 1, _threads), [&](std::size_t worker, std::size_t) {
-            BlockThinner thinner(_thinned, _limits);
+        const std::size_t workers = std::clamp<std::size_t>(blocks.count(), 1, _thinners.size());
+        runTeam(workers, [&](std::size_t worker, std::size_t) {
             for (std::size_t b = next++; b < blocks.count() && !_isStopped; b = next++) {
                 const std::span<const std::uint32_t> triangles = lists.of(b);
-                if (!triangles.empty() && wants(b, triangles)) {
-                    thinner.thin(triangles, [&](std::uint32_t v) { return lists.blockOf(v) == b; });
+                if (triangles.size() > mostTriangles) {
+                    _hasLeftOut = true;
+                } else if (!triangles.empty()) {
+                    _thinners[worker]->thin(triangles,
+                                            [&](std::uint32_t v) { return lists.blockOf(v) == b; });
                 }
                 const double share = static_cast<double>(b) / static_cast<double>(blocks.count());
                 if (worker == 0 && !_keepGoing(share)) {
@@ -164,18 +188,21 @@ public:
         return !_isStopped;
     }
 
+    /// Whether a block had too many triangles.
+    bool hasLeftOut() const { return _hasLeftOut; }
+
 private:
     ThinnedMesh& _thinned;
-    ThinningLimits _limits;
-    std::size_t _threads;
     const std::function<bool(double)>& _keepGoing;
+    std::vector<std::unique_ptr<BlockThinner>> _thinners; ///< of the threads
     std::atomic<bool> _isStopped{false};
+    std::atomic<bool> _hasLeftOut{false};
 };
 
-/// By block, whether a sliver has a corner in it. Empty where there is none.
-std::vector<std::uint8_t> blocksWithSlivers(const SurfaceMesh& mesh, const Blocks& blocks)
+/// The vertices of slivers.
+std::vector<Point> cornersOfSlivers(const SurfaceMesh& mesh)
 {
-    std::vector<std::uint8_t> has;
+    std::vector<Point> corners;
     for (const Triangle& t : mesh.triangles) {
         const Point& a = mesh.vertices[t[0]];
         const Point& b = mesh.vertices[t[1]];
@@ -183,13 +210,10 @@ std::vector<std::uint8_t> blocksWithSlivers(const SurfaceMesh& mesh, const Block
         const Point normal = cross(b - a, c - a);
         if (leastSineSquared(dot(normal, normal), dot(b - a, b - a), dot(c - b, c - b), dot(a - c, a - c)) <
             kSineOfSliver * kSineOfSliver) {
-            has.resize(blocks.count());
-            for (const std::uint32_t v : t) {
-                has[blocks.number(blocks.of(mesh.vertices[v]))] = 1;
-            }
+            corners.insert(corners.end(), {a, b, c});
         }
     }
-    return has;
+    return corners;
 }
 
 } // namespace
@@ -204,27 +228,22 @@ void thinMesh(SurfaceMesh& mesh, const SurfaceGrid& grid, double flatness, std::
     const std::int32_t most = std::max({grid.cellCount(0), grid.cellCount(1), grid.cellCount(2)});
     bool isGoingOn = true;
     bool isLast = false;
-    bool haveSeams = false;
     for (std::int64_t cells = kBlockCells; isGoingOn && !isLast; cells *= 2) {
-        isLast = cells >= most;
         const Blocks blocks(grid, static_cast<std::int32_t>(std::min<std::int64_t>(cells, most)), 0);
-        std::atomic<bool> haveAll{true};
-        isGoingOn = rounds.thin(blocks, [&](std::size_t, std::span<const std::uint32_t> triangles) {
-            const bool isWanted = cells == kBlockCells || triangles.size() <= kMostTriangles;
-            haveAll = haveAll && isWanted;
-            return isWanted;
-        });
-        haveSeams = blocks.count() > 1 || !haveAll;
+        isGoingOn = rounds.thin(blocks, {}, cells == kBlockCells ? mesh.triangles.size() : kMostTriangles);
+        isLast = cells >= most;
     }
-    // What lies at a seam of the blocks lies well within one of these.
-    for (std::int32_t part = 1; isGoingOn && haveSeams && part < 4; ++part) {
-        const Blocks blocks(grid, kSliverCells, part * kSliverCells / 4);
-        const std::vector<std::uint8_t> isWanted = blocksWithSlivers(mesh, blocks);
-        if (isWanted.empty()) {
-            break;
+    if (isGoingOn && rounds.hasLeftOut()) {
+        // What lies at a seam of those blocks lies well within one of these.
+        const std::vector<Point> slivers = cornersOfSlivers(mesh);
+        for (std::int32_t part = 1; isGoingOn && part < 4 && !slivers.empty(); ++part) {
+            const Blocks blocks(grid, kSliverCells, part * kSliverCells / 4);
+            std::vector<std::uint8_t> isWanted(blocks.count(), 0);
+            for (const Point& corner : slivers) {
+                isWanted[blocks.number(blocks.of(corner))] = 1;
+            }
+            isGoingOn = rounds.thin(blocks, isWanted, kMostTriangles);
         }
-        isGoingOn = rounds.thin(
-            blocks, [&](std::size_t b, std::span<const std::uint32_t>) { return isWanted[b] != 0; });
     }
     dropUnusedVertices(mesh);
 }
