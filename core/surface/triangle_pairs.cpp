@@ -6,6 +6,7 @@
 #include "core/values/eight_lanes.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -222,10 +223,10 @@ private:
             after[i] = t[(corner + 1) % 3];
             before[i] = t[(corner + 2) % 3];
             normals[i] = cross(_vertices[after[i]] - p, _vertices[before[i]] - p);
-            normalize(normals[i]);
             mean = mean + normals[i];
         }
-        if (!(normalize(mean) > 0)) {
+        const double ofMean = kLeastCosine * kLeastCosine * dot(mean, mean);
+        if (!(ofMean > 0)) {
             return false;
         }
         // Seen along the mean, each triangle turns to the left. Around the vertex there is one turn if just
@@ -238,7 +239,9 @@ private:
         up = cross(mean, up);
         int turns = 0;
         for (std::size_t i = 0; i < n; ++i) {
-            if (!(dot(normals[i], mean) > kLeastCosine) || std::count(before, before + n, after[i]) != 1 ||
+            const double along = dot(normals[i], mean);
+            if (!(along > 0 && along * along > ofMean * dot(normals[i], normals[i])) ||
+                std::count(before, before + n, after[i]) != 1 ||
                 std::count(after, after + n, after[i]) != 1) {
                 return false;
             }
@@ -470,15 +473,19 @@ bool forEachIntersection(std::span<const Point> vertices, std::span<const Triang
     const auto meet = [&](std::uint32_t first, std::uint32_t second) {
         const Triangle& s = triangles[first];
         const Triangle& t = triangles[second];
+        // Without branches that are mispredicted as often as not.
+        unsigned both = 0;
+        for (unsigned k = 0; k < 3; ++k) {
+            both |= (unsigned{s[k] == t[0]} | unsigned{s[k] == t[1]} | unsigned{s[k] == t[2]}) << k;
+        }
         std::uint32_t shared[3];
         std::size_t count = 0;
-        for (const std::uint32_t v : s) {
-            if (v == t[0] || v == t[1] || v == t[2]) {
-                if (fans.isFlat(v)) {
-                    return false;
-                }
-                shared[count++] = v;
+        for (; both != 0; both &= both - 1) {
+            const std::uint32_t v = s[static_cast<std::size_t>(std::countr_zero(both))];
+            if (fans.isFlat(v)) {
+                return false;
             }
+            shared[count++] = v;
         }
         return intersections.intersect(s, t, {shared, count});
     };
@@ -496,6 +503,7 @@ bool forEachIntersection(std::span<const Point> vertices, std::span<const Triang
     if (!isDone || isWanted.empty()) {
         return isDone;
     }
+    std::vector<std::uint32_t> overlapping;
     for (std::uint32_t t = 0; t < triangles.size(); ++t) {
         if (wants(t)) {
             continue;
@@ -503,11 +511,15 @@ bool forEachIntersection(std::span<const Point> vertices, std::span<const Triang
         if (!isGoingOn(1.0)) {
             return false;
         }
-        tree.forEachOverlapping(boxOf(vertices, triangles[t]), [&](std::uint32_t other) {
-            if (!isDegenerate(vertices, triangles[t])) {
-                report(t, other);
-            }
-        });
+        overlapping.clear();
+        tree.forEachOverlapping(boxOf(vertices, triangles[t]),
+                                [&](std::uint32_t other) { overlapping.push_back(other); });
+        if (overlapping.empty() || isDegenerate(vertices, triangles[t])) {
+            continue;
+        }
+        for (const std::uint32_t other : overlapping) {
+            report(t, other);
+        }
     }
     return true;
 }
