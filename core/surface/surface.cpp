@@ -270,14 +270,16 @@ private:
     }
 
     /// Whether the leaves that the surface passes into from one are on the list.
-    bool hasNeighbours(const SurfaceLeaf& leaf) const
+    /// @param atHand  neighbours that needn't be looked for.
+    bool hasNeighbours(const SurfaceLeaf& leaf, const LeafNeighbours& atHand = {}) const
     {
         for (std::size_t axis = 0; axis < 3; ++axis) {
             for (std::size_t side = 0; side < 2; ++side) {
                 Index3 at = leaf.at();
                 at[axis] += side == 0 ? -1 : 1;
                 const bool isListed = at[2] >= _listed.first && at[2] < _listed.end;
-                if (leaf.leavesThrough(axis, side) && isListed && !holdsLeaf(_places, at)) {
+                const bool isAtHand = side == 0 && atHand[std::size_t{1} << axis];
+                if (leaf.leavesThrough(axis, side) && isListed && !isAtHand && !holdsLeaf(_places, at)) {
                     return false;
                 }
             }
@@ -306,7 +308,7 @@ private:
         std::atomic<bool> areSurrounded{true};
         forEach(leaves.size(), [&] {
             return [&, builder = PolygonBuilder(_grid)](std::size_t i) mutable {
-                if (!hasNeighbours(leaves[i]->leaf)) {
+                if (!hasNeighbours(leaves[i]->leaf, neighbours[i])) {
                     areSurrounded = false;
                 }
                 builder.findFaceVertices(*leaves[i], neighbours[i]);

@@ -45,14 +45,13 @@ inline std::uint32_t nodePlace(std::int32_t i, std::int32_t j, std::int32_t k)
 {
     return static_cast<std::uint32_t>((k * kLeafNodes + j) * kLeafNodes + i);
 }
-/// Numbers along the axes, from a place among `size` cells or nodes along each.
-inline Index3 takenApart(std::int32_t place, std::int32_t size)
-{
-    return {place % size, place / size % size, place / (size * size)};
-}
 /// Number of the cell's lower corner along each axis, within the leaf.
-inline Index3 indexOfCell(std::uint16_t place) { return takenApart(place, kLeafCells); }
-inline Index3 indexOfNode(std::uint16_t place) { return takenApart(place, kLeafNodes); }
+inline Index3 indexOfCell(std::uint32_t place)
+{
+    constexpr std::uint32_t kCells = kLeafCells;
+    return {static_cast<std::int32_t>(place % kCells), static_cast<std::int32_t>(place / kCells % kCells),
+            static_cast<std::int32_t>(place / (kCells * kCells))};
+}
 
 /// What is known of one leaf: its cells that the surface passes through, their vertices, where their edges
 /// are crossed. Leaves that share an edge have the same bits for it.
