@@ -193,11 +193,13 @@ void PolygonBuilder::addCorners(const LeafPolygons& polygons, std::uint32_t belo
     }
     _cornerAt[place] = static_cast<std::uint16_t>(_corners.size());
     const CellVertex& vertex = polygons.leaf.vertex(cell.firstVertex);
-    _corners.push_back({vertex.position,
-                        {below, static_cast<std::uint32_t>(VertexKind::Cell), cell.firstVertex},
-                        vertex.isOnCrease,
-                        cell.patchCount == 1,
-                        static_cast<std::uint8_t>(faces)});
+    // Field by field in its place: read from a copy at once, they would wait for the stores before.
+    Corner& corner = _corners.emplace_back();
+    corner.position = vertex.position;
+    corner.name = {below, static_cast<std::uint32_t>(VertexKind::Cell), cell.firstVertex};
+    corner.isOnCrease = vertex.isOnCrease;
+    corner.isAlone = cell.patchCount == 1;
+    corner.faces = static_cast<std::uint8_t>(faces);
 }
 
 /// The vertices of the leaf's cells and of those that touch it from below. An edge has no cell that lies
@@ -259,28 +261,33 @@ void PolygonBuilder::gatherQuads(const LeafPolygons& polygons, bool isOpen)
                                                        _cornerAt[place - kStride[u]]};
             QuadRows& rows = _rows[q / Batch::size];
             const std::size_t lane = q % Batch::size;
-            Point p[4];
-            for (std::size_t k = 0; k < 4; ++k) {
-                p[k] = _corners[corners[k]].position - from;
-                rows.corners[k][0][lane] = p[k][u];
-                rows.corners[k][1][lane] = p[k][v];
-                rows.corners[k][2][lane] = p[k][axis];
+            const auto corner = [&](std::size_t k) -> const Corner& { return _corners[corners[k]]; };
+            double squares[2] = {0, 0}; // of the diagonals
+            for (std::size_t i = 0; i < 3; ++i) {
+                const std::size_t row = i == u ? 0 : i == v ? 1 : 2;
+                const double p[4] = {corner(0).position[i] - from[i], corner(1).position[i] - from[i],
+                                     corner(2).position[i] - from[i], corner(3).position[i] - from[i]};
+                for (std::size_t k = 0; k < 4; ++k) {
+                    rows.corners[k][row][lane] = p[k];
+                }
+                squares[0] += (p[2] - p[0]) * (p[2] - p[0]);
+                squares[1] += (p[3] - p[1]) * (p[3] - p[1]);
             }
             rows.area[lane] = _grid.spacing[u] * _grid.spacing[v];
             rows.length[lane] = _grid.spacing[axis];
-            const auto isOnCrease = [&](std::size_t k) { return _corners[corners[k]].isOnCrease; };
-            const bool creases[2] = {isOnCrease(0) && isOnCrease(2), isOnCrease(1) && isOnCrease(3)};
-            const Point diagonal[2] = {p[2] - p[0], p[3] - p[1]};
-            const auto corner = [&](std::size_t k) -> const Corner& { return _corners[corners[k]]; };
+            const bool creases[2] = {corner(0).isOnCrease && corner(2).isOnCrease,
+                                     corner(1).isOnCrease && corner(3).isOnCrease};
             const unsigned faces =
                 (corner(1).faces | corner(2).faces) >> u | (corner(2).faces | corner(3).faces) >> v;
             const bool areAlone =
                 corner(0).isAlone && corner(1).isAlone && corner(2).isAlone && corner(3).isAlone;
-            _quads.push_back({static_cast<std::uint16_t>(number), static_cast<std::uint8_t>(axis),
-                              creases[0] != creases[1]
-                                  ? creases[1]
-                                  : dot(diagonal[1], diagonal[1]) < dot(diagonal[0], diagonal[0]),
-                              (cell.inside & 1) != 0, (faces & 1) == 0 && areAlone, corners});
+            Quad& quad = _quads.emplace_back();
+            quad.cell = static_cast<std::uint16_t>(number);
+            quad.axis = static_cast<std::uint8_t>(axis);
+            quad.prefersSecond = creases[0] != creases[1] ? creases[1] : squares[1] < squares[0];
+            quad.lowerIsInside = (cell.inside & 1) != 0;
+            quad.isSimple = (faces & 1) == 0 && areAlone;
+            quad.corners = corners;
         }
     }
 }
@@ -344,6 +351,15 @@ std::size_t PolygonBuilder::polygonOf(const LeafPolygons& polygons, const Quad& 
     return count;
 }
 
+void PolygonBuilder::addTriangle(LeafPolygons& polygons, const Quad& quad, VertexName a, VertexName b,
+                                 VertexName c)
+{
+    std::array<VertexName, 3>& triangle = polygons.triangles.emplace_back();
+    triangle[0] = a;
+    triangle[1] = quad.lowerIsInside ? b : c;
+    triangle[2] = quad.lowerIsInside ? c : b;
+}
+
 void PolygonBuilder::addFan(LeafPolygons& polygons, const Quad& quad,
                             std::span<const VertexName> polygon) const
 {
@@ -355,8 +371,7 @@ void PolygonBuilder::addFan(LeafPolygons& polygons, const Quad& quad,
     for (std::size_t k = 0; k < polygon.size(); ++k) {
         const VertexName a = polygon[k];
         const VertexName b = polygon[(k + 1) % polygon.size()];
-        polygons.triangles.push_back(quad.lowerIsInside ? std::array{center, a, b}
-                                                        : std::array{center, b, a});
+        addTriangle(polygons, quad, center, a, b);
     }
 }
 
@@ -390,8 +405,8 @@ void PolygonBuilder::findTriangles(LeafPolygons& polygons, const LeafNeighbours&
         const VertexName b = polygon[s + 1];
         const VertexName c = polygon[s + 2];
         const VertexName d = polygon[(s + 3) % 4];
-        polygons.triangles.push_back(quad.lowerIsInside ? std::array{a, b, c} : std::array{a, c, b});
-        polygons.triangles.push_back(quad.lowerIsInside ? std::array{a, c, d} : std::array{a, d, c});
+        addTriangle(polygons, quad, a, b, c);
+        addTriangle(polygons, quad, a, c, d);
     }
 }
 

@@ -127,6 +127,8 @@ private:
     void addCorners(const LeafPolygons& polygons, std::uint32_t below, const ActiveCell& cell);
     void gatherQuads(const LeafPolygons& polygons, bool isOpen);
     void chooseCuts();
+    static void addTriangle(LeafPolygons& polygons, const Quad& quad, VertexName a, VertexName b,
+                            VertexName c);
     void addFan(LeafPolygons& polygons, const Quad& quad, std::span<const VertexName> polygon) const;
     std::size_t polygonOf(const LeafPolygons& polygons, const Quad& quad, VertexName (&polygon)[8]) const;
 };

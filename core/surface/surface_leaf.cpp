@@ -248,7 +248,10 @@ void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
                 const auto inside = static_cast<std::uint8_t>((r[0] >> i & 3u) | (r[1] >> i & 3u) << 2 |
                                                               (r[2] >> i & 3u) << 4 | (r[3] >> i & 3u) << 6);
                 const std::uint32_t place = cellPlace(i, j, k);
-                leaf._cells.push_back({static_cast<std::uint16_t>(place), inside, 0, 0, 1});
+                ActiveCell& cell = leaf._cells.emplace_back();
+                cell.place = static_cast<std::uint16_t>(place);
+                cell.inside = inside;
+                cell.faceCenters = 0;
                 leaf._cellAt[place] = static_cast<std::uint16_t>(leaf._cells.size());
                 for (unsigned faces = ambiguousFaces(inside); faces != 0; faces &= faces - 1) {
                     _centers.push_back({&leaf, static_cast<std::uint16_t>(leaf._cells.size() - 1),
