@@ -155,7 +155,7 @@ void EdgeRoots::refine(std::span<const PreparedField> fields)
     const auto isOpen = [](const Rows& rows, std::size_t i) {
         return !(std::abs(rows[Value][i]) <= rows[Tolerance][i]);
     };
-    refineOnce(_all, _count, fields);
+    refineOnce(_all, _count, true, fields);
     for (std::size_t i = 0; i < _count; ++i) {
         if (isOpen(_all, i)) {
             keep(_all, i, static_cast<std::uint32_t>(i));
@@ -167,7 +167,7 @@ void EdgeRoots::refine(std::span<const PreparedField> fields)
             fillLastBatch(_open[row].data(), count);
         }
         findRuns(_fieldOfOpen, count);
-        refineOnce(_open, count, fields);
+        refineOnce(_open, count, false, fields);
         open = 0;
         for (std::size_t i = 0; i < count; ++i) {
             const std::uint32_t number = _number[i];
@@ -180,7 +180,8 @@ void EdgeRoots::refine(std::span<const PreparedField> fields)
     }
 }
 
-void EdgeRoots::refineOnce(Rows& rows, std::size_t count, std::span<const PreparedField> fields)
+/// @param isFirst  the step that begins at `Start`.
+void EdgeRoots::refineOnce(Rows& rows, std::size_t count, bool isFirst, std::span<const PreparedField> fields)
 {
     const auto load = [&](Row name, std::size_t r) { return Batch::load(rows[name].data() + r); };
     const auto store = [&](Row name, std::size_t r, Batch value) { value.store(rows[name].data() + r); };
@@ -188,12 +189,13 @@ void EdgeRoots::refineOnce(Rows& rows, std::size_t count, std::span<const Prepar
         const Batch from = load(From, r);
         const Batch to = load(To, r);
         const Batch fromValue = load(FromValue, r);
-        const Batch start = load(Start, r);
-        const Batch secant = from - fromValue * (to - from) / (load(ToValue, r) - fromValue);
-        const Batch share = select(start == start, start, secant);
+        Batch share = from - fromValue * (to - from) / (load(ToValue, r) - fromValue);
+        if (isFirst) {
+            const Batch start = load(Start, r);
+            share = select(start == start, start, share);
+        }
         const Batch at = select(share > from && share < to, share, 0.5 * (from + to));
         store(At, r, at);
-        store(Start, r, Batch(std::numeric_limits<double>::quiet_NaN()));
         store(PX, r, load(X, r) + at * load(AlongX, r));
         store(PY, r, load(Y, r) + at * load(AlongY, r));
         store(PZ, r, load(Z, r) + at * load(AlongZ, r));

@@ -72,11 +72,11 @@ private:
         Moved, // the end that the last step moved: -1 the lower, 1 the upper one
         Factor,
         Tolerance,
-        Start, // where the search begins; not a share where the secant tells that
+        kKeptRows,
+        Start = kKeptRows, // where the search begins; not a number where the secant tells that
         At,
         Value, // where the search ended
-        kKeptRows,
-        PX = kKeptRows, // at `At`
+        PX,    // at `At`
         PY,
         PZ,
         kRows
@@ -103,7 +103,7 @@ private:
     void prepare(std::span<const PreparedField> fields);
     void findSteepEnds(std::span<const PreparedField> fields, std::span<const std::uint32_t> steep);
     void refine(std::span<const PreparedField> fields);
-    void refineOnce(Rows& rows, std::size_t count, std::span<const PreparedField> fields);
+    void refineOnce(Rows& rows, std::size_t count, bool isFirst, std::span<const PreparedField> fields);
     void findPlanes(std::span<const PreparedField> fields);
 };
 

@@ -172,7 +172,7 @@ bool PolygonBuilder::faceVertex(const CellView& above, std::size_t axis, int edg
             partnerEdge(face, edge, above.cell->inside, (above.cell->faceCenters >> face & 1) != 0);
         number += edge == firstEdge || partner == firstEdge ? 0u : 1u;
     }
-    name = {above.below, static_cast<std::uint32_t>(VertexKind::Face), number};
+    name = {above.below, VertexKind::Face, number};
     return true;
 }
 
@@ -196,7 +196,7 @@ void PolygonBuilder::addCorners(const LeafPolygons& polygons, std::uint32_t belo
     // Field by field in its place: read from a copy at once, they would wait for the stores before.
     Corner& corner = _corners.emplace_back();
     corner.position = vertex.position;
-    corner.name = {below, static_cast<std::uint32_t>(VertexKind::Cell), cell.firstVertex};
+    corner.name = {below, VertexKind::Cell, cell.firstVertex};
     corner.isOnCrease = vertex.isOnCrease;
     corner.isAlone = cell.patchCount == 1;
     corner.faces = static_cast<std::uint8_t>(faces);
@@ -342,8 +342,7 @@ std::size_t PolygonBuilder::polygonOf(const LeafPolygons& polygons, const Quad& 
     static constexpr std::size_t kUpper[4] = {1, 2, 2, 3};
     std::size_t count = 0;
     for (std::size_t k = 0; k < 4; ++k) {
-        polygon[count++] = {cells[k].below, static_cast<std::uint32_t>(VertexKind::Cell),
-                            cells[k].cell->vertexAt(edges[k])};
+        polygon[count++] = {cells[k].below, VertexKind::Cell, cells[k].cell->vertexAt(edges[k])};
         const std::size_t across = k % 2 == 0 ? u : v;
         const std::size_t above = kUpper[k];
         count += faceVertex(cells[above], across, edges[above], polygon[count]) ? 1 : 0;
@@ -366,7 +365,7 @@ void PolygonBuilder::addFan(LeafPolygons& polygons, const Quad& quad,
     const ActiveCell& cell = polygons.leaf.cells()[quad.cell];
     polygons.edgeVertices.push_back(
         crossingPoint({0, &polygons, &cell, indexOfCell(cell.place)}, edgeNumber(quad.axis, 0, 0)));
-    const VertexName center{0, static_cast<std::uint32_t>(VertexKind::Edge),
+    const VertexName center{0, VertexKind::Edge,
                             static_cast<std::uint32_t>(polygons.edgeVertices.size() - 1)};
     for (std::size_t k = 0; k < polygon.size(); ++k) {
         const VertexName a = polygon[k];

@@ -18,11 +18,21 @@ using LeafNeighbours = std::array<const struct LeafPolygons*, 8>;
 
 enum class VertexKind : std::uint32_t { Cell, Face, Edge };
 
-/// A vertex of a leaf or of one of those below it.
-struct VertexName {
-    std::uint32_t below : 3; ///< index into `LeafNeighbours`
-    std::uint32_t kind : 2;  ///< a `VertexKind`
-    std::uint32_t number : 27;
+/// A vertex of a leaf or of one of those below it, in one number: parts of it would be written one by one.
+class VertexName {
+public:
+    VertexName() = default;
+    /// @param below  index into `LeafNeighbours`.
+    VertexName(std::uint32_t below, VertexKind kind, std::uint32_t number)
+        : _bits(below | static_cast<std::uint32_t>(kind) << 3 | number << 5)
+    {}
+
+    std::uint32_t below() const { return _bits & 7; }
+    VertexKind kind() const { return static_cast<VertexKind>(_bits >> 3 & 3); }
+    std::uint32_t number() const { return _bits >> 5; }
+
+private:
+    std::uint32_t _bits;
 };
 
 /// The vertices that stand on faces and edges of a leaf's cells, and its triangles.

@@ -395,7 +395,8 @@ private:
         auto* triangle = _triangles.data() + leaf.firstTriangle;
         for (const auto& corners : leaf.triangles) {
             for (std::size_t i = 0; i < 3; ++i) {
-                (*triangle)[i] = first[corners[i].below][corners[i].kind] + corners[i].number;
+                (*triangle)[i] = first[corners[i].below()][static_cast<std::size_t>(corners[i].kind())] +
+                                 corners[i].number();
             }
             ++triangle;
         }
