@@ -1,9 +1,9 @@
 #include "core/surface/triangle_pairs.h"
 
-#include "core/mesh/search/morton_code.h"
 #include "core/surface/exact_orientation.h"
 #include "core/values/batch.h"
 #include "core/values/eight_lanes.h"
+#include "core/values/interleaved_bits.h"
 
 #include <algorithm>
 #include <bit>
