@@ -130,7 +130,13 @@ void BlockThinner::findMovable()
 void BlockThinner::collapseAll()
 {
     const std::vector<std::uint8_t> triedAtFirst = _tries;
-    while (sweep(_limits.flatness, _limits.shortEdge) > 0) {
+    const auto collapseShortEdges = [&] {
+        while (sweep(_limits.flatness, _limits.shortEdge) > 0) {
+        }
+    };
+    collapseShortEdges();
+    for (int round = 0; round < kFlipRounds && flipSlivers() > 0; ++round) {
+        collapseShortEdges();
     }
     for (const double step : kSteps) {
         for (std::size_t v = 0; v < _tries.size(); ++v) {

@@ -1,7 +1,11 @@
 #include "core/surface/leaf_polygons.h"
 
+#include "core/values/batch.h"
+
 #include <algorithm>
 #include <cmath>
+#include <optional>
+#include <utility>
 
 namespace zrk::surface {
 
@@ -9,301 +13,423 @@ namespace {
 
 constexpr int edgeNumber(std::size_t axis, int u, int v) { return static_cast<int>(axis) * 4 + u + 2 * v; }
 
-/// A cell of a leaf or of one below it.
-struct CellView {
-    std::uint32_t below = 0;
-    const LeafPolygons* polygons = nullptr;
-    const ActiveCell* cell = nullptr;
-    Index3 local{};
+/// Around an edge's axis, counterclockwise from its upper end: cells at -1 or 0 along the axes after it.
+constexpr int kOffset[4][2] = {{-1, -1}, {0, -1}, {0, 0}, {-1, 0}};
+
+/// The edges around the lower face across each axis.
+constexpr std::array<unsigned, 3> kEdgesOfFace = [] {
+    std::array<unsigned, 3> all{};
+    for (unsigned edge = 0; edge < 12; ++edge) {
+        for (unsigned axis = 0; axis < 3; ++axis) {
+            const bool isOnIt =
+                ((lowerCorner(static_cast<int>(edge)) >> axis | upperCorner(static_cast<int>(edge)) >> axis) &
+                 1) == 0;
+            all[axis] |= (isOnIt ? 1u : 0u) << edge;
+        }
+    }
+    return all;
+}();
+
+/// A corner relative to the lower end of an edge: along the two axes after the edge's and along it.
+struct RelativeCorners {
+    Batch u, v, along;
 };
+
+/// Whether the segment from p to q surely passes through the triangle of the edge and c. The edge itself
+/// belongs to it: the vertex across lies on its other side.
+BatchMask crosses(const RelativeCorners& p, const RelativeCorners& q, const RelativeCorners& c, Batch least,
+                  Batch length)
+{
+    constexpr double kLeast = 1e-9;
+    const Batch side = c.u * p.v - c.v * p.u;
+    const Batch other = c.u * q.v - c.v * q.u;
+    const BatchMask isBetween = (side > least && other < -least) || (side < -least && other > least);
+    const Batch share = side / (side - other);
+    const Batch xu = p.u + (q.u - p.u) * share;
+    const Batch xv = p.v + (q.v - p.v) * share;
+    const Batch x = p.along + (q.along - p.along) * share;
+    const Batch away = (xu * c.u + xv * c.v) / (c.u * c.u + c.v * c.v);
+    const Batch along = x - away * c.along;
+    return isBetween && away > -kLeast && away < 1 - kLeast && along > kLeast * length &&
+           along < (1 - away - kLeast) * length;
+}
 
 } // namespace
 
-/// Looks at the cells around a leaf.
-class PolygonBuilder {
-public:
-    PolygonBuilder(const SurfaceGrid& grid, const LeafNeighbours& neighbours)
-        : _grid(grid), _neighbours(neighbours)
-    {}
+/// The cell at a place relative to the leaf; -1 is the last cell of the leaf below. Null cell if inactive.
+PolygonBuilder::CellView PolygonBuilder::cellAt(Index3 local) const
+{
+    CellView view;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        if (local[axis] < 0) {
+            view.below |= 1u << axis;
+            local[axis] += kLeafCells;
+        }
+    }
+    view.polygons = (*_neighbours)[view.below];
+    view.local = local;
+    if (view.polygons) {
+        view.cell = view.polygons->leaf.cell(cellPlace(local[0], local[1], local[2]));
+    }
+    return view;
+}
 
-    /// The cell at a place relative to the leaf; -1 is the last cell of the leaf below. Null cell if
-    /// inactive.
-    CellView cellAt(Index3 local) const
-    {
-        CellView view;
+Point PolygonBuilder::crossingPoint(const CellView& view, int edge) const
+{
+    const int low = lowerCorner(edge);
+    const auto axis = static_cast<std::size_t>(edge / 4);
+    const Index3 node{view.local[0] + (low & 1), view.local[1] + (low >> 1 & 1), view.local[2] + (low >> 2)};
+    Point p;
+    for (std::size_t i = 0; i < 3; ++i) {
+        p[i] = _grid.coordinate(i, view.polygons->leaf.global(i, node[i]));
+    }
+    p[axis] += view.polygons->leaf.crossing(axis, nodePlace(node[0], node[1], node[2])) * _grid.spacing[axis];
+    // A crossing of the bounds may lie beyond them by rounding.
+    p[axis] = std::clamp(p[axis], _grid.lower[axis], _grid.upper[axis]);
+    return p;
+}
+
+/// Whether a crossed edge is crossed by the bounds and not by the field: at its very middle, where the search
+/// for the crossing begins.
+bool PolygonBuilder::isCut(const LeafPolygons& polygons, std::size_t axis, const Index3& node) const
+{
+    return _grid.crossesBounds(axis, polygons.leaf.global(axis, node[axis])) &&
+           polygons.leaf.crossing(axis, nodePlace(node[0], node[1], node[2])) == 0.5;
+}
+
+/// The vertices on the lower face across `axis` of a cell, if there are any.
+void PolygonBuilder::findFaceVertices(LeafPolygons& polygons, const ActiveCell& cell, std::size_t axis) const
+{
+    const Index3 local = indexOfCell(cell.place);
+    Index3 lower = local;
+    --lower[axis];
+    const int face = 2 * static_cast<int>(axis);
+    const CellView above{0, &polygons, &cell, local};
+    const CellView below = cellAt(lower);
+    if (!below.polygons) {
+        return;
+    }
+    // The two cells together are a box, so what joins a vertex of each passes through their face.
+    if (cell.patchCount == 1 && below.cell->patchCount == 1 && !isAmbiguous(face, cell.inside)) {
+        return;
+    }
+    const FaceCorners& corners = faceCorners(face);
+    const unsigned crossed = crossedEdges(cell.inside);
+    std::uint16_t first = 0;
+    std::array<bool, 4> done{};
+    for (std::size_t k = 0; k < 4; ++k) {
+        const int edge = corners.edge[k];
+        if (done[k] || (crossed >> edge & 1) == 0) {
+            continue;
+        }
+        const int partner = partnerEdge(face, edge, cell.inside, (cell.faceCenters >> face & 1) != 0);
+        for (std::size_t other = 0; other < 4; ++other) {
+            done[other] = done[other] || corners.edge[other] == partner;
+        }
+        // A face of cells with several vertices gets its own for each of its segments.
+        const Point middle = (crossingPoint(above, edge) + crossingPoint(above, partner)) * 0.5;
+        polygons.faceVertices.push_back(middle);
+        first = first == 0 ? static_cast<std::uint16_t>(polygons.faceVertices.size()) : first;
+    }
+    if (first != 0) {
+        auto& entries = polygons._faceAt[axis];
+        entries.resize(kCellsOfLeaf);
+        entries[cell.place] = first;
+    }
+}
+
+void PolygonBuilder::findFaceVertices(LeafPolygons& polygons, const LeafNeighbours& neighbours)
+{
+    const auto hasNone = [](const LeafPolygons* leaf) { return !leaf || leaf->leaf.isSimple(); };
+    if (hasNone(neighbours[0]) && hasNone(neighbours[1]) && hasNone(neighbours[2]) &&
+        hasNone(neighbours[4])) {
+        return;
+    }
+    _neighbours = &neighbours;
+    for (const ActiveCell& cell : polygons.leaf.cells()) {
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            if (local[axis] < 0) {
-                view.below |= 1u << axis;
-                local[axis] += kLeafCells;
+            if ((crossedEdges(cell.inside) & kEdgesOfFace[axis]) != 0) {
+                findFaceVertices(polygons, cell, axis);
             }
         }
-        view.polygons = _neighbours[view.below];
-        view.local = local;
-        if (view.polygons) {
-            view.cell = view.polygons->leaf.cell(cellPlace(local[0], local[1], local[2]));
-        }
-        return view;
     }
+}
 
-    Point crossingPoint(const CellView& view, int edge) const
-    {
-        const int low = lowerCorner(edge);
-        const auto axis = static_cast<std::size_t>(edge / 4);
-        const Index3 node{view.local[0] + (low & 1), view.local[1] + (low >> 1 & 1),
-                          view.local[2] + (low >> 2)};
-        Point p;
-        for (std::size_t i = 0; i < 3; ++i) {
-            p[i] = _grid.coordinate(i, view.polygons->leaf.global(i, node[i]));
-        }
-        p[axis] +=
-            view.polygons->leaf.crossing(axis, nodePlace(node[0], node[1], node[2])) * _grid.spacing[axis];
-        // A crossing of the bounds may lie beyond them by rounding.
-        p[axis] = std::clamp(p[axis], _grid.lower[axis], _grid.upper[axis]);
-        return p;
+/// The vertex on the lower face across `axis` of the cell `above`, on the segment that ends at `edge`. False
+/// if there is none.
+bool PolygonBuilder::faceVertex(const CellView& above, std::size_t axis, int edge, VertexName& name) const
+{
+    const auto& entries = above.polygons->_faceAt[axis];
+    if (entries.empty() || entries[above.cell->place] == 0) {
+        return false;
     }
-
-    VertexName vertexOf(const CellView& view, int edge) const
-    {
-        return {view.below, static_cast<std::uint32_t>(VertexKind::Cell), view.cell->vertexAt(edge)};
+    std::uint32_t number = entries[above.cell->place] - 1u;
+    const int face = 2 * static_cast<int>(axis);
+    if (isAmbiguous(face, above.cell->inside)) {
+        // Of two segments the first holds the face's first edge.
+        const int firstEdge = faceCorners(face).edge[0];
+        const int partner =
+            partnerEdge(face, edge, above.cell->inside, (above.cell->faceCenters >> face & 1) != 0);
+        number += edge == firstEdge || partner == firstEdge ? 0u : 1u;
     }
+    name = {above.below, VertexKind::Face, number};
+    return true;
+}
 
-    const Point& position(VertexName name) const { return _neighbours[name.below]->position(name); }
+void PolygonBuilder::addCorners(const LeafPolygons& polygons, std::uint32_t below, const ActiveCell& cell)
+{
+    const Index3 local = indexOfCell(cell.place);
+    std::uint32_t place = 0;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const std::uint32_t shift = (below >> axis & 1) != 0 ? 1u - kLeafCells : 1u;
+        place += kStride[axis] * (static_cast<std::uint32_t>(local[axis]) + shift);
+    }
+    unsigned faces = 0;
+    if (polygons.hasFaceVertices()) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const auto& entries = polygons._faceAt[axis];
+            faces |= (!entries.empty() && entries[cell.place] != 0 ? 1u : 0u) << axis;
+        }
+    }
+    _cornerAt[place] = static_cast<std::uint16_t>(_corners.size());
+    const CellVertex& vertex = polygons.leaf.vertex(cell.firstVertex);
+    // Field by field in its place: read from a copy at once, they would wait for the stores before.
+    Corner& corner = _corners.emplace_back();
+    corner.position = vertex.position;
+    corner.name = {below, VertexKind::Cell, cell.firstVertex};
+    corner.isOnCrease = vertex.isOnCrease;
+    corner.isAlone = cell.patchCount == 1;
+    corner.faces = static_cast<std::uint8_t>(faces);
+}
 
-    /// The vertices on the lower face across `axis` of a cell, if there are any.
-    void findFaceVertices(LeafPolygons& polygons, const ActiveCell& cell, std::size_t axis) const
-    {
-        const Index3 local = indexOfCell(cell.place);
-        Index3 lower = local;
-        --lower[axis];
-        const int face = 2 * static_cast<int>(axis);
-        const CellView above{0, &polygons, &cell, local};
-        const CellView below = cellAt(lower);
-        if (!below.polygons) {
-            return;
+/// The vertices of the leaf's cells and of those that touch it from below. An edge has no cell that lies
+/// lower along all three axes.
+void PolygonBuilder::gatherCorners(const LeafPolygons& polygons)
+{
+    _corners.clear();
+    _corners.reserve(_cornerAt.size());
+    for (const ActiveCell& cell : polygons.leaf.cells()) {
+        addCorners(polygons, 0, cell);
+    }
+    for (std::uint32_t below = 1; below < 7; ++below) {
+        const LeafPolygons* const other = (*_neighbours)[below];
+        if (!other || other->leaf.cells().empty()) {
+            continue;
         }
-        // The two cells together are a box, so what joins a vertex of each passes through their face.
-        if (cell.patchCount == 1 && below.cell->patchCount == 1 && !isAmbiguous(face, cell.inside)) {
-            return;
+        Index3 first;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            first[axis] = (below >> axis & 1) != 0 ? kLeafCells - 1 : 0;
         }
-        const FaceCorners& corners = faceCorners(face);
+        for (std::int32_t k = first[2]; k < kLeafCells; ++k) {
+            for (std::int32_t j = first[1]; j < kLeafCells; ++j) {
+                for (std::int32_t i = first[0]; i < kLeafCells; ++i) {
+                    if (const ActiveCell* const cell = other->leaf.cell(cellPlace(i, j, k))) {
+                        addCorners(*other, below, *cell);
+                    }
+                }
+            }
+        }
+    }
+}
+
+/// The edges that begin at the lower corners of the leaf's cells: each edge with its lower node in this leaf.
+void PolygonBuilder::gatherQuads(const LeafPolygons& polygons, bool isOpen)
+{
+    const std::span<const ActiveCell> cells = polygons.leaf.cells();
+    _quads.clear();
+    _rows.resize(wholeBatches(3 * cells.size()) / Batch::size);
+    for (std::size_t number = 0; number < cells.size(); ++number) {
+        const ActiveCell& cell = cells[number];
         const unsigned crossed = crossedEdges(cell.inside);
-        std::uint16_t first = 0;
-        std::array<bool, 4> done{};
-        for (std::size_t k = 0; k < 4; ++k) {
-            const int edge = corners.edge[k];
-            if (done[k] || (crossed >> edge & 1) == 0) {
+        const Index3 node = indexOfCell(cell.place);
+        const std::uint32_t place =
+            (static_cast<std::uint32_t>(node[2] + 1) * kPlaces + static_cast<std::uint32_t>(node[1] + 1)) *
+                kPlaces +
+            static_cast<std::uint32_t>(node[0] + 1);
+        const Point from{_grid.coordinate(0, polygons.leaf.global(0, node[0])),
+                         _grid.coordinate(1, polygons.leaf.global(1, node[1])),
+                         _grid.coordinate(2, polygons.leaf.global(2, node[2]))};
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            if ((crossed >> edgeNumber(axis, 0, 0) & 1) == 0 || (isOpen && isCut(polygons, axis, node))) {
                 continue;
             }
-            const int partner = partnerEdge(face, edge, cell.inside, (cell.faceCenters >> face & 1) != 0);
-            for (std::size_t other = 0; other < 4; ++other) {
-                done[other] = done[other] || corners.edge[other] == partner;
+            const std::size_t u = axis == 2 ? 0 : axis + 1;
+            const std::size_t v = axis == 0 ? 2 : axis - 1;
+            const std::size_t q = _quads.size();
+            const std::array<std::uint16_t, 4> corners{_cornerAt[place - kStride[u] - kStride[v]],
+                                                       _cornerAt[place - kStride[v]], _cornerAt[place],
+                                                       _cornerAt[place - kStride[u]]};
+            QuadRows& rows = _rows[q / Batch::size];
+            const std::size_t lane = q % Batch::size;
+            const auto corner = [&](std::size_t k) -> const Corner& { return _corners[corners[k]]; };
+            double squares[2] = {0, 0}; // of the diagonals
+            for (std::size_t i = 0; i < 3; ++i) {
+                const std::size_t row = i == u ? 0 : i == v ? 1 : 2;
+                const double p[4] = {corner(0).position[i] - from[i], corner(1).position[i] - from[i],
+                                     corner(2).position[i] - from[i], corner(3).position[i] - from[i]};
+                for (std::size_t k = 0; k < 4; ++k) {
+                    rows.corners[k][row][lane] = p[k];
+                }
+                squares[0] += (p[2] - p[0]) * (p[2] - p[0]);
+                squares[1] += (p[3] - p[1]) * (p[3] - p[1]);
             }
-            // A face of cells with several vertices gets its own for each of its segments.
-            const Point middle = (crossingPoint(above, edge) + crossingPoint(above, partner)) * 0.5;
-            polygons.faceVertices.push_back(middle);
-            first = first == 0 ? static_cast<std::uint16_t>(polygons.faceVertices.size()) : first;
-        }
-        if (first != 0) {
-            auto& entries = polygons._faceAt[axis];
-            entries.resize(kCellsOfLeaf);
-            entries[cell.place] = first;
+            rows.area[lane] = _grid.spacing[u] * _grid.spacing[v];
+            rows.length[lane] = _grid.spacing[axis];
+            const bool creases[2] = {corner(0).isOnCrease && corner(2).isOnCrease,
+                                     corner(1).isOnCrease && corner(3).isOnCrease};
+            const unsigned faces =
+                (corner(1).faces | corner(2).faces) >> u | (corner(2).faces | corner(3).faces) >> v;
+            const bool areAlone =
+                corner(0).isAlone && corner(1).isAlone && corner(2).isAlone && corner(3).isAlone;
+            Quad& quad = _quads.emplace_back();
+            quad.cell = static_cast<std::uint16_t>(number);
+            quad.axis = static_cast<std::uint8_t>(axis);
+            quad.prefersSecond = creases[0] != creases[1] ? creases[1] : squares[1] < squares[0];
+            quad.lowerIsInside = (cell.inside & 1) != 0;
+            quad.isSimple = (faces & 1) == 0 && areAlone;
+            quad.corners = corners;
         }
     }
+}
 
-    /// The vertex on the lower face across `axis` of the cell `above`, on the segment that ends at `edge`.
-    /// False if there is none.
-    bool faceVertex(const CellView& above, std::size_t axis, int edge, VertexName& name) const
-    {
-        const auto& entries = above.polygons->_faceAt[axis];
-        if (entries.empty() || entries[above.cell->place] == 0) {
-            return false;
-        }
-        std::uint32_t number = entries[above.cell->place] - 1u;
-        const int face = 2 * static_cast<int>(axis);
-        if (isAmbiguous(face, above.cell->inside)) {
-            // Of two segments the first holds the face's first edge.
-            const int firstEdge = faceCorners(face).edge[0];
-            const int partner =
-                partnerEdge(face, edge, above.cell->inside, (above.cell->faceCenters >> face & 1) != 0);
-            number += edge == firstEdge || partner == firstEdge ? 0u : 1u;
-        }
-        name = {above.below, static_cast<std::uint32_t>(VertexKind::Face), number};
-        return true;
-    }
-
-    void addPolygon(LeafPolygons& polygons, const ActiveCell& cell, std::size_t axis,
-                    const Index3& node) const;
-
-    /// Whether a crossed edge is crossed by the bounds and not by the field: at its very middle, where the
-    /// search for the crossing begins.
-    bool isCut(const LeafPolygons& polygons, std::size_t axis, const Index3& node) const
-    {
-        return _grid.crossesBounds(axis, polygons.leaf.global(axis, node[axis])) &&
-               polygons.leaf.crossing(axis, nodePlace(node[0], node[1], node[2])) == 0.5;
-    }
-
-private:
-    const SurfaceGrid& _grid;
-    const LeafNeighbours& _neighbours;
-
-    /// Whether the segment from p to q surely passes through the triangle of the edge, which runs along
-    /// `axis` from the origin, and c. The edge itself belongs to it: the vertex across lies on its other
-    /// side.
-    bool crosses(std::size_t axis, const Point& p, const Point& q, const Point& c) const
-    {
-        constexpr double kLeast = 1e-9;
-        const std::size_t u = (axis + 1) % 3;
-        const std::size_t v = (axis + 2) % 3;
-        const double least = kLeast * _grid.spacing[u] * _grid.spacing[v];
-        const double side = c[u] * p[v] - c[v] * p[u];
-        const double other = c[u] * q[v] - c[v] * q[u];
-        if (!((side > least && other < -least) || (side < -least && other > least))) {
-            return false;
-        }
-        const double share = side / (side - other);
-        const Point x = p + (q - p) * share;
-        const double away = (x[u] * c[u] + x[v] * c[v]) / (c[u] * c[u] + c[v] * c[v]);
-        const double length = _grid.spacing[axis];
-        const double along = x[axis] - away * c[axis];
-        return away > -kLeast && away < 1 - kLeast && along > kLeast * length &&
-               along < (1 - away - kLeast) * length;
-    }
-};
-
-/// The polygon around a crossed edge, which begins at `node`, the lower corner of `cell`.
-void PolygonBuilder::addPolygon(LeafPolygons& polygons, const ActiveCell& cell, std::size_t axis,
-                                const Index3& node) const
+/// Cuts along diagonals that stay within the tetrahedra between the edge and the vertices: those that pass
+/// through a triangle of the edge and one of the other vertices.
+void PolygonBuilder::chooseCuts()
 {
-    const std::size_t u = (axis + 1) % 3;
-    const std::size_t v = (axis + 2) % 3;
-    // Around the axis, counterclockwise from its upper end: cells at -1 or 0 along u and v.
-    static constexpr int kOffset[4][2] = {{-1, -1}, {0, -1}, {0, 0}, {-1, 0}};
+    static_assert(std::tuple_size_v<QuadRows::Row> >= Batch::size);
+    _cuts.resize(_quads.size());
+    for (std::size_t first = 0; first < _quads.size(); first += Batch::size) {
+        // Lanes of the last batch that no quad has hold numbers of quads before, which nobody looks at.
+        const QuadRows& rows = _rows[first / Batch::size];
+        const auto load = [](const QuadRows::Row& row) { return Batch::load(row.data()); };
+        RelativeCorners p[4];
+        for (std::size_t k = 0; k < 4; ++k) {
+            p[k] = {load(rows.corners[k][0]), load(rows.corners[k][1]), load(rows.corners[k][2])};
+        }
+        const Batch least = 1e-9 * load(rows.area);
+        const Batch length = load(rows.length);
+        const unsigned can[2] = {
+            bitsOf(crosses(p[0], p[2], p[1], least, length) || crosses(p[0], p[2], p[3], least, length)),
+            bitsOf(crosses(p[1], p[3], p[2], least, length) || crosses(p[1], p[3], p[0], least, length))};
+        const std::size_t end = std::min(first + Batch::size, _quads.size());
+        for (std::size_t q = first; q < end; ++q) {
+            const bool isFirst = (can[0] >> (q - first) & 1) != 0;
+            const bool isSecond = (can[1] >> (q - first) & 1) != 0;
+            _cuts[q] = isSecond && (!isFirst || _quads[q].prefersSecond) ? Cut::Second
+                       : isFirst                                         ? Cut::First
+                                                                         : Cut::None;
+        }
+    }
+}
+
+/// The corners of the polygon around a quad's edge, with face vertices between those of the cells.
+std::size_t PolygonBuilder::polygonOf(const LeafPolygons& polygons, const Quad& quad,
+                                      VertexName (&polygon)[8]) const
+{
+    const std::size_t u = (quad.axis + 1u) % 3;
+    const std::size_t v = (quad.axis + 2u) % 3;
+    const Index3 node = indexOfCell(polygons.leaf.cells()[quad.cell].place);
     CellView cells[4];
     int edges[4];
-    VertexName corners[4];
     for (std::size_t k = 0; k < 4; ++k) {
         Index3 place = node;
         place[u] += kOffset[k][0];
         place[v] += kOffset[k][1];
-        cells[k] = k == 2 ? CellView{0, &polygons, &cell, node} : cellAt(place);
-        edges[k] = edgeNumber(axis, -kOffset[k][0], -kOffset[k][1]);
-        corners[k] = vertexOf(cells[k], edges[k]);
+        cells[k] = cellAt(place);
+        edges[k] = edgeNumber(quad.axis, -kOffset[k][0], -kOffset[k][1]);
     }
     // The face between cells k and k + 1 is the lower one of the cell that lies higher.
     static constexpr std::size_t kUpper[4] = {1, 2, 2, 3};
-    VertexName polygon[8];
     std::size_t count = 0;
     for (std::size_t k = 0; k < 4; ++k) {
-        polygon[count++] = corners[k];
+        polygon[count++] = {cells[k].below, VertexKind::Cell, cells[k].cell->vertexAt(edges[k])};
         const std::size_t across = k % 2 == 0 ? u : v;
         const std::size_t above = kUpper[k];
         count += faceVertex(cells[above], across, edges[above], polygon[count]) ? 1 : 0;
     }
-    const bool lowerIsInside = (cells[2].cell->inside >> lowerCorner(edges[2]) & 1) != 0;
-    const auto add = [&](VertexName a, VertexName b, VertexName c) {
-        polygons.triangles.push_back(lowerIsInside ? std::array{a, b, c} : std::array{a, c, b});
-    };
-    if (count == 4) {
-        Point from;
-        for (std::size_t i = 0; i < 3; ++i) {
-            from[i] = _grid.coordinate(i, polygons.leaf.global(i, node[i]));
-        }
-        const auto relative = [&](std::size_t k) {
-            return cells[k].polygons->leaf.vertex(corners[k].number).position - from;
-        };
-        const Point p[4] = {relative(0), relative(1), relative(2), relative(3)};
-        // Of the two triangles that a diagonal may pass through, the one on its side of the edge comes first.
-        const auto canCutAlong = [&](std::size_t k) {
-            const std::size_t nearer = p[k][u] * p[k + 2][v] > p[k][v] * p[k + 2][u] ? k + 1 : (k + 3) % 4;
-            return crosses(axis, p[k], p[k + 2], p[nearer]) ||
-                   crosses(axis, p[k], p[k + 2], p[(nearer + 2) % 4]);
-        };
-        const bool canCut[2] = {canCutAlong(0), canCutAlong(1)};
-        if (canCut[0] || canCut[1]) {
-            bool second = !canCut[0];
-            if (canCut[0] && canCut[1]) {
-                const auto isOnCrease = [&](std::size_t k) {
-                    return cells[k].polygons->leaf.vertex(corners[k].number).isOnCrease;
-                };
-                const bool creases[2] = {isOnCrease(0) && isOnCrease(2), isOnCrease(1) && isOnCrease(3)};
-                const Point diagonal[2] = {p[2] - p[0], p[3] - p[1]};
-                second = creases[0] != creases[1]
-                             ? creases[1]
-                             : dot(diagonal[1], diagonal[1]) < dot(diagonal[0], diagonal[0]);
-            }
-            const std::size_t s = second ? 1 : 0;
-            add(corners[s], corners[s + 1], corners[s + 2]);
-            add(corners[s], corners[s + 2], corners[(s + 3) % 4]);
-            return;
-        }
-    }
-    polygons.edgeVertices.push_back(crossingPoint(cells[2], edges[2]));
-    const VertexName center{0, static_cast<std::uint32_t>(VertexKind::Edge),
+    return count;
+}
+
+void PolygonBuilder::addTriangle(LeafPolygons& polygons, const Quad& quad, VertexName a, VertexName b,
+                                 VertexName c)
+{
+    std::array<VertexName, 3>& triangle = polygons.triangles.emplace_back();
+    triangle[0] = a;
+    triangle[1] = quad.lowerIsInside ? b : c;
+    triangle[2] = quad.lowerIsInside ? c : b;
+}
+
+void PolygonBuilder::addFan(LeafPolygons& polygons, const Quad& quad,
+                            std::span<const VertexName> polygon) const
+{
+    const ActiveCell& cell = polygons.leaf.cells()[quad.cell];
+    polygons.edgeVertices.push_back(
+        crossingPoint({0, &polygons, &cell, indexOfCell(cell.place)}, edgeNumber(quad.axis, 0, 0)));
+    const VertexName center{0, VertexKind::Edge,
                             static_cast<std::uint32_t>(polygons.edgeVertices.size() - 1)};
-    for (std::size_t k = 0; k < count; ++k) {
-        add(center, polygon[k], polygon[(k + 1) % count]);
+    for (std::size_t k = 0; k < polygon.size(); ++k) {
+        const VertexName a = polygon[k];
+        const VertexName b = polygon[(k + 1) % polygon.size()];
+        addTriangle(polygons, quad, center, a, b);
     }
 }
 
-const Point& LeafPolygons::position(VertexName name) const
+void PolygonBuilder::findTriangles(LeafPolygons& polygons, const LeafNeighbours& neighbours, bool isOpen)
 {
-    switch (static_cast<VertexKind>(name.kind)) {
-    case VertexKind::Face:
-        return faceVertices[name.number];
-    case VertexKind::Edge:
-        return edgeVertices[name.number];
-    default:
-        return leaf.vertex(name.number).position;
+    _neighbours = &neighbours;
+    if (polygons.leaf.cells().empty()) {
+        return;
     }
-}
-
-void LeafPolygons::findFaceVertices(const SurfaceGrid& grid, const LeafNeighbours& neighbours)
-{
-    const PolygonBuilder builder(grid, neighbours);
-    // The edges around the lower face across each axis.
-    static constexpr std::array<unsigned, 3> kEdgesOfFace = [] {
-        std::array<unsigned, 3> all{};
-        for (unsigned edge = 0; edge < 12; ++edge) {
-            for (unsigned axis = 0; axis < 3; ++axis) {
-                const bool isOnIt = ((lowerCorner(static_cast<int>(edge)) >> axis |
-                                      upperCorner(static_cast<int>(edge)) >> axis) &
-                                     1) == 0;
-                all[axis] |= (isOnIt ? 1u : 0u) << edge;
+    gatherCorners(polygons);
+    gatherQuads(polygons, isOpen);
+    chooseCuts();
+    polygons.triangles.reserve(2 * _quads.size());
+    for (std::size_t q = 0; q < _quads.size(); ++q) {
+        const Quad& quad = _quads[q];
+        VertexName polygon[8];
+        std::size_t count = 4;
+        if (!quad.isSimple) {
+            count = polygonOf(polygons, quad, polygon);
+        } else {
+            for (std::size_t k = 0; k < 4; ++k) {
+                polygon[k] = _corners[quad.corners[k]].name;
             }
         }
-        return all;
-    }();
-    for (const ActiveCell& cell : leaf.cells()) {
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            if ((crossedEdges(cell.inside) & kEdgesOfFace[axis]) != 0) {
-                builder.findFaceVertices(*this, cell, axis);
-            }
+        if (count > 4 || _cuts[q] == Cut::None) {
+            addFan(polygons, quad, {polygon, count});
+            continue;
         }
+        const std::size_t s = _cuts[q] == Cut::Second ? 1 : 0;
+        const VertexName a = polygon[s];
+        const VertexName b = polygon[s + 1];
+        const VertexName c = polygon[s + 2];
+        const VertexName d = polygon[(s + 3) % 4];
+        addTriangle(polygons, quad, a, b, c);
+        addTriangle(polygons, quad, a, c, d);
     }
 }
 
-void LeafPolygons::findTriangles(const SurfaceGrid& grid, const LeafNeighbours& neighbours, bool isOpen)
+void LeafPolygons::begin(const Index3& at)
 {
-    const PolygonBuilder builder(grid, neighbours);
-    triangles.reserve(2 * leaf.cells().size() + 16);
-    for (const ActiveCell& cell : leaf.cells()) {
-        const Index3 node = indexOfCell(cell.place);
-        // The edges that begin at the cell's lower corner: each edge with its lower node in this leaf.
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            if ((crossedEdges(cell.inside) >> edgeNumber(axis, 0, 0) & 1) != 0 &&
-                !(isOpen && builder.isCut(*this, axis, node))) {
-                builder.addPolygon(*this, cell, axis, node);
-            }
-        }
+    leaf.begin(at);
+    faceVertices.clear();
+    edgeVertices.clear();
+    triangles.clear();
+    for (std::vector<std::uint16_t>& entries : _faceAt) {
+        entries.clear();
     }
 }
 
-void LeafPolygons::dropTriangles()
+std::unique_ptr<LeafPolygons> LeafPolygons::upperFace() const
 {
-    leaf.dropCrossings();
-    faceVertices = {};
-    edgeVertices = {};
-    triangles = {};
+    std::optional<SurfaceLeaf> kept = leaf.upperFace();
+    if (!kept) {
+        return nullptr;
+    }
+    auto all = std::make_unique<LeafPolygons>(std::move(*kept));
+    all->firstNumber = firstNumber;
+    all->_faceAt = _faceAt;
+    return all;
 }
 
 } // namespace zrk::surface

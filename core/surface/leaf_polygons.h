@@ -3,7 +3,11 @@
 #include "core/surface/surface_leaf.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <span>
+#include <utility>
 #include <vector>
 
 namespace zrk::surface {
@@ -14,11 +18,21 @@ using LeafNeighbours = std::array<const struct LeafPolygons*, 8>;
 
 enum class VertexKind : std::uint32_t { Cell, Face, Edge };
 
-/// A vertex of a leaf or of one of those below it.
-struct VertexName {
-    std::uint32_t below : 3; ///< index into `LeafNeighbours`
-    std::uint32_t kind : 2;  ///< a `VertexKind`
-    std::uint32_t number : 27;
+/// A vertex of a leaf or of one of those below it, in one number: parts of it would be written one by one.
+class VertexName {
+public:
+    VertexName() = default;
+    /// @param below  index into `LeafNeighbours`.
+    VertexName(std::uint32_t below, VertexKind kind, std::uint32_t number)
+        : _bits(below | static_cast<std::uint32_t>(kind) << 3 | number << 5)
+    {}
+
+    std::uint32_t below() const { return _bits & 7; }
+    VertexKind kind() const { return static_cast<VertexKind>(_bits >> 3 & 3); }
+    std::uint32_t number() const { return _bits >> 5; }
+
+private:
+    std::uint32_t _bits;
 };
 
 /// The vertices that stand on faces and edges of a leaf's cells, and its triangles.
@@ -41,22 +55,92 @@ struct LeafPolygons {
     std::uint64_t firstTriangle = 0; ///< in its piece
 
     explicit LeafPolygons(const Index3& at) : leaf(at) {}
+    explicit LeafPolygons(SurfaceLeaf leaf) : leaf(std::move(leaf)) {}
 
-    const Point& position(VertexName name) const;
-
-    /// Step one, once the cells of this leaf and of those below are known. A face to a leaf below that isn't
-    /// there gets no vertices.
-    void findFaceVertices(const SurfaceGrid& grid, const LeafNeighbours& neighbours);
-    /// Step two, once the face vertices of this leaf and of those below are known.
-    /// @param isOpen  leaves out the triangles of the cut at the bounds.
-    void findTriangles(const SurfaceGrid& grid, const LeafNeighbours& neighbours, bool isOpen);
-    /// Frees what other leaves don't ask for.
-    void dropTriangles();
+    /// Whether a face of a cell has vertices.
+    bool hasFaceVertices() const { return !_faceAt[0].empty() || !_faceAt[1].empty() || !_faceAt[2].empty(); }
+    /// Stands for another leaf from now on, of which nothing is known. Keeps the memory.
+    void begin(const Index3& at);
+    /// What the layer above asks for, see `SurfaceLeaf::upperFace`. Null where that is nothing.
+    std::unique_ptr<LeafPolygons> upperFace() const;
 
 private:
     /// Number + 1 of a face's first vertex, by axis and place of the cell above the face; 0: it has none.
     std::array<std::vector<std::uint16_t>, 3> _faceAt;
     friend class PolygonBuilder;
+};
+
+/// Finds the face vertices and the triangles of leaves. One a thread: it holds the memory for it.
+class PolygonBuilder {
+public:
+    explicit PolygonBuilder(const SurfaceGrid& grid) : _grid(grid) {}
+
+    /// Step one, once the cells of a leaf and of those below are known. A face to a leaf below that isn't
+    /// there gets no vertices.
+    void findFaceVertices(LeafPolygons& polygons, const LeafNeighbours& neighbours);
+    /// Step two, once the face vertices of the leaf and of those below are known.
+    /// @param isOpen  leaves out the triangles of the cut at the bounds.
+    void findTriangles(LeafPolygons& polygons, const LeafNeighbours& neighbours, bool isOpen);
+
+private:
+    /// A cell of a leaf or of one below it.
+    struct CellView {
+        std::uint32_t below = 0;
+        const LeafPolygons* polygons = nullptr;
+        const ActiveCell* cell = nullptr;
+        Index3 local{};
+    };
+    /// The vertex of a cell as a corner of polygons.
+    struct Corner {
+        Point position;
+        VertexName name;
+        bool isOnCrease;
+        bool isAlone;       ///< its cell has no other
+        std::uint8_t faces; ///< bit i: the lower face of its cell across axis i has vertices
+    };
+    /// A crossed edge and the cells around it, counterclockwise from the edge's upper end.
+    struct Quad {
+        std::uint16_t cell;                   ///< above the edge along both other axes, number in the leaf
+        std::uint8_t axis;                    ///< of the edge
+        bool prefersSecond;                   ///< the diagonal from corner 1, where both can be
+        bool lowerIsInside;                   ///< the lower end of the edge
+        bool isSimple;                        ///< has no face vertices, and each cell has one vertex
+        std::array<std::uint16_t, 4> corners; ///< numbers in `_corners`
+    };
+    /// By which diagonal a quad is cut.
+    enum class Cut : std::uint8_t { None, First, Second };
+
+    static constexpr std::uint32_t kPlaces = kLeafCells + 1; ///< of cells along an axis, from -1 on
+    static constexpr std::uint32_t kStride[3] = {1, kPlaces, kPlaces* kPlaces};
+
+    const SurfaceGrid& _grid;
+    const LeafNeighbours* _neighbours = nullptr;
+    std::vector<Corner> _corners;
+    /// Number of the corner by the cell's place, counted from -1 along each axis, where the cell is active.
+    std::array<std::uint16_t, std::size_t{kPlaces} * kPlaces * kPlaces> _cornerAt;
+    std::vector<Quad> _quads;
+    std::vector<Cut> _cuts; ///< of each quad
+    /// What the tests of some quads need: the corners relative to the lower end of the edge, along the two
+    /// axes after that of the edge and along it, and of the spacing.
+    struct QuadRows {
+        using Row = std::array<double, 8>;
+        Row corners[4][3], area, length;
+    };
+    std::vector<QuadRows> _rows;
+
+    CellView cellAt(Index3 local) const;
+    Point crossingPoint(const CellView& view, int edge) const;
+    bool isCut(const LeafPolygons& polygons, std::size_t axis, const Index3& node) const;
+    void findFaceVertices(LeafPolygons& polygons, const ActiveCell& cell, std::size_t axis) const;
+    bool faceVertex(const CellView& above, std::size_t axis, int edge, VertexName& name) const;
+    void gatherCorners(const LeafPolygons& polygons);
+    void addCorners(const LeafPolygons& polygons, std::uint32_t below, const ActiveCell& cell);
+    void gatherQuads(const LeafPolygons& polygons, bool isOpen);
+    void chooseCuts();
+    static void addTriangle(LeafPolygons& polygons, const Quad& quad, VertexName a, VertexName b,
+                            VertexName c);
+    void addFan(LeafPolygons& polygons, const Quad& quad, std::span<const VertexName> polygon) const;
+    std::size_t polygonOf(const LeafPolygons& polygons, const Quad& quad, VertexName (&polygon)[8]) const;
 };
 
 } // namespace zrk::surface

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <limits>
 #include <mutex>
-#include <tuple>
 
 namespace zrk::surface {
 
@@ -188,11 +187,6 @@ private:
 };
 
 } // namespace
-
-bool comesBefore(const Index3& a, const Index3& b)
-{
-    return std::tie(a[2], a[1], a[0]) < std::tie(b[2], b[1], b[0]);
-}
 
 std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
                                       const SurfaceLayers& layers, std::size_t threads,

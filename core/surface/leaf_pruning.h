@@ -12,7 +12,10 @@
 namespace zrk::surface {
 
 /// The order of leaves: along z, then y, then x.
-bool comesBefore(const Index3& a, const Index3& b);
+inline bool comesBefore(const Index3& a, const Index3& b)
+{
+    return a[2] != b[2] ? a[2] < b[2] : a[1] != b[1] ? a[1] < b[1] : a[0] < b[0];
+}
 
 /// The leaves in layers of a grid that may hold a piece of the surface, by the field's bounds over boxes: in
 /// their order. A leaf that is left out surely has all nodes on one side.

@@ -8,9 +8,11 @@
 #include "core/surface/mesh_edits.h"
 #include "core/surface/thinning.h"
 #include "core/values/fault.h"
+#include "core/values/large_pages.h"
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <span>
@@ -29,45 +31,34 @@ constexpr std::size_t kLeavesOfThread = 128;
 
 using Leaves = std::vector<std::unique_ptr<LeafPolygons>>;
 
-/// The leaves that are at hand, found by their place.
-class LeafLookup {
-public:
-    /// @param below  come before all of the others; both in their order.
-    void rebuild(const Leaves& below, const Leaves& leaves)
-    {
-        _all.clear();
-        for (const Leaves* list : {&below, &leaves}) {
-            for (const auto& leaf : *list) {
-                _all.push_back(leaf.get());
-            }
+/// The neighbours of each of some leaves among them and others, which come before all of them. Both stand in
+/// their order.
+std::vector<LeafNeighbours> findNeighbours(const Leaves& before, const Leaves& leaves)
+{
+    std::vector<const LeafPolygons*> all;
+    all.reserve(before.size() + leaves.size());
+    for (const Leaves* list : {&before, &leaves}) {
+        for (const auto& leaf : *list) {
+            all.push_back(leaf.get());
         }
     }
-
-    LeafNeighbours neighbours(const LeafPolygons& leaf) const
-    {
-        LeafNeighbours all{};
-        for (std::uint32_t below = 0; below < 8; ++below) {
-            Index3 at = leaf.leaf.at();
+    std::vector<LeafNeighbours> neighbours(leaves.size());
+    // The leaves at one step from another go on in order as that does.
+    for (std::uint32_t below = 0; below < 8; ++below) {
+        std::size_t next = 0;
+        for (std::size_t i = 0; i < leaves.size(); ++i) {
+            Index3 at = leaves[i]->leaf.at();
             for (std::size_t axis = 0; axis < 3; ++axis) {
                 at[axis] -= static_cast<std::int32_t>(below >> axis & 1);
             }
-            all[below] = find(at);
+            while (comesBefore(all[next]->leaf.at(), at)) {
+                ++next;
+            }
+            neighbours[i][below] = all[next]->leaf.at() == at ? all[next] : nullptr;
         }
-        return all;
     }
-
-private:
-    std::vector<const LeafPolygons*> _all;
-
-    const LeafPolygons* find(const Index3& at) const
-    {
-        const auto isBefore = [](const LeafPolygons* leaf, const Index3& place) {
-            return comesBefore(leaf->leaf.at(), place);
-        };
-        const auto found = std::lower_bound(_all.begin(), _all.end(), at, isBefore);
-        return found != _all.end() && (*found)->leaf.at() == at ? *found : nullptr;
-    }
-};
+    return neighbours;
+}
 
 /// Layers of leaves whose boxes are bounded together: their list is short, and a grid of usual size is one.
 constexpr std::int64_t kLeavesASlab = 1 << 20;
@@ -119,14 +110,14 @@ private:
     SurfacePruning _pruning;
     const SurfaceSink& _sink;
     ProgressMonitor* _monitor;
-    LeafLookup _lookup;
     SurfaceLayers _listed{};     ///< the layers of the list
     std::vector<Index3> _places; ///< of leaves that are built, and of those in the layers around them
     Leaves _below;               ///< that were built and that later ones refer to
+    Leaves _spare;               ///< whose memory is free
     std::size_t _reduced = 0;    ///< the first of them that have kept their upper face alone
     std::int64_t _beneath = 0;   ///< vertices of the layer beneath those that are asked for
-    std::vector<Point> _vertices;
-    std::vector<std::array<std::int64_t, 3>> _triangles;
+    LargeArray<Point> _vertices;
+    LargeArray<std::array<std::int64_t, 3>> _triangles;
     std::int64_t _vertexCount = 0;  ///< of what the sink has or will have
     std::optional<double> _waiting; ///< share of all work that the vertices and triangles above end with
     std::uint64_t _sampledLeaves = 0;
@@ -211,7 +202,7 @@ private:
             }
             Leaves leaves;
             for (std::size_t i = first; i < end; ++i) {
-                leaves.push_back(std::make_unique<LeafPolygons>(_places[i]));
+                leaves.push_back(emptyLeaf(_places[i]));
             }
             const double bottom = shareBelow(slab.first);
             const double share = (shareBelow(slab.end) - bottom) / static_cast<double>(last - begin);
@@ -232,13 +223,21 @@ private:
 
     static bool isSameRow(const Index3& a, const Index3& b) { return a[1] == b[1] && a[2] == b[2]; }
 
+    std::unique_ptr<LeafPolygons> emptyLeaf(const Index3& at)
+    {
+        if (_spare.empty()) {
+            return std::make_unique<LeafPolygons>(at);
+        }
+        std::unique_ptr<LeafPolygons> leaf = std::move(_spare.back());
+        _spare.pop_back();
+        leaf->begin(at);
+        return leaf;
+    }
+
     /// Keeps what was built as far as leaves from `next` on refer to it.
     void keep(Leaves leaves, const Index3& next)
     {
-        for (auto& leaf : leaves) {
-            leaf->dropTriangles();
-            _below.push_back(std::move(leaf));
-        }
+        std::move(leaves.begin(), leaves.end(), std::back_inserter(_below));
         const auto fromRow = [this](std::int32_t y, std::int32_t z) {
             return std::lower_bound(
                 _below.begin(), _below.end(), Index3{0, y, z},
@@ -246,8 +245,14 @@ private:
         };
         // Of the last row all is asked for, of rows before it what faces the layer above.
         const auto lastRow = fromRow(next[1] - 1, next[2]);
-        const auto reduced = std::remove_if(_below.begin() + static_cast<std::ptrdiff_t>(_reduced), lastRow,
-                                            [](const auto& leaf) { return !leaf->leaf.keepUpperFace(); });
+        auto reduced = _below.begin() + static_cast<std::ptrdiff_t>(_reduced);
+        for (auto leaf = reduced; leaf != lastRow; ++leaf) {
+            std::unique_ptr<LeafPolygons> kept = (*leaf)->upperFace();
+            _spare.push_back(std::move(*leaf));
+            if (kept) {
+                *reduced++ = std::move(kept);
+            }
+        }
         _reduced = static_cast<std::size_t>(_below.erase(reduced, lastRow) - _below.begin());
         const auto first = fromRow(next[1] - 1, next[2] - 1);
         _reduced -= std::min(_reduced, static_cast<std::size_t>(first - _below.begin()));
@@ -265,14 +270,16 @@ private:
     }
 
     /// Whether the leaves that the surface passes into from one are on the list.
-    bool hasNeighbours(const SurfaceLeaf& leaf) const
+    /// @param atHand  neighbours that needn't be looked for.
+    bool hasNeighbours(const SurfaceLeaf& leaf, const LeafNeighbours& atHand = {}) const
     {
         for (std::size_t axis = 0; axis < 3; ++axis) {
             for (std::size_t side = 0; side < 2; ++side) {
                 Index3 at = leaf.at();
                 at[axis] += side == 0 ? -1 : 1;
                 const bool isListed = at[2] >= _listed.first && at[2] < _listed.end;
-                if (leaf.leavesThrough(axis, side) && isListed && !holdsLeaf(_places, at)) {
+                const bool isAtHand = side == 0 && atHand[std::size_t{1} << axis];
+                if (leaf.leavesThrough(axis, side) && isListed && !isAtHand && !holdsLeaf(_places, at)) {
                     return false;
                 }
             }
@@ -297,16 +304,14 @@ private:
                     };
                 },
                 &Extraction::passOn);
-        _lookup.rebuild(_below, leaves);
-        std::vector<LeafNeighbours> neighbours(leaves.size());
+        const std::vector<LeafNeighbours> neighbours = findNeighbours(_below, leaves);
         std::atomic<bool> areSurrounded{true};
         forEach(leaves.size(), [&] {
-            return [&](std::size_t i) {
-                if (!hasNeighbours(leaves[i]->leaf)) {
+            return [&, builder = PolygonBuilder(_grid)](std::size_t i) mutable {
+                if (!hasNeighbours(leaves[i]->leaf, neighbours[i])) {
                     areSurrounded = false;
                 }
-                neighbours[i] = _lookup.neighbours(*leaves[i]);
-                leaves[i]->findFaceVertices(_grid, neighbours[i]);
+                builder.findFaceVertices(*leaves[i], neighbours[i]);
             };
         });
         if (_stopped || !areSurrounded) {
@@ -316,9 +321,9 @@ private:
             return !isBeneath || leaf.leaf.at()[2] == _layers.first - 1;
         };
         forEach(leaves.size(), [&] {
-            return [&](std::size_t i) {
+            return [&, builder = PolygonBuilder(_grid)](std::size_t i) mutable {
                 if (hasTriangles(*leaves[i])) {
-                    leaves[i]->findTriangles(_grid, neighbours[i], _isOpen);
+                    builder.findTriangles(*leaves[i], neighbours[i], _isOpen);
                 }
             };
         });
@@ -359,12 +364,7 @@ private:
     {
         const std::int64_t vertices = number(leaves, _vertexCount);
         _vertices.resize(static_cast<std::size_t>(vertices - _vertexCount));
-        forEach(leaves.size(), [&] {
-            return [&](std::size_t i) {
-                write(*leaves[i], neighbours[i]);
-                leaves[i]->dropTriangles();
-            };
-        });
+        forEach(leaves.size(), [&] { return [&](std::size_t i) { write(*leaves[i], neighbours[i]); }; });
         _waiting = _done + _share;
         _vertexCount = vertices;
     }
@@ -386,11 +386,17 @@ private:
         }
         vertex = std::copy(leaf.faceVertices.begin(), leaf.faceVertices.end(), vertex);
         std::copy(leaf.edgeVertices.begin(), leaf.edgeVertices.end(), vertex);
+        std::int64_t first[8][3]{};
+        for (std::size_t below = 0; below < 8; ++below) {
+            if (neighbours[below]) {
+                std::copy_n(neighbours[below]->firstNumber.begin(), 3, first[below]);
+            }
+        }
         auto* triangle = _triangles.data() + leaf.firstTriangle;
         for (const auto& corners : leaf.triangles) {
             for (std::size_t i = 0; i < 3; ++i) {
-                (*triangle)[i] =
-                    neighbours[corners[i].below]->firstNumber[corners[i].kind] + corners[i].number;
+                (*triangle)[i] = first[corners[i].below()][static_cast<std::size_t>(corners[i].kind())] +
+                                 corners[i].number();
             }
             ++triangle;
         }
@@ -428,7 +434,8 @@ private:
     static void makeRoom(List& list, std::size_t size, double done)
     {
         if (list.capacity() < size) {
-            list.reserve(static_cast<std::size_t>(static_cast<double>(size) * std::min(1.1 / done, 3.0)));
+            reserveOnLargePages(
+                list, static_cast<std::size_t>(static_cast<double>(size) * std::min(1.1 / done, 6.0)));
         }
     }
 };

@@ -2,6 +2,7 @@
 
 #include "core/engine/prepared_field.h"
 #include "core/surface/surface_grid.h"
+#include "core/values/scalar_math.h"
 
 #include <algorithm>
 #include <atomic>
@@ -32,18 +33,10 @@ public:
     ///                 to the bounds, the cut value is bent so sharply at the surface that no search finds it
     ///                 well.
     void values(const PreparedField& left, const double* x, const double* y, const double* z,
-                const double* factors, std::size_t count, double* out) const
-    {
-        left.evaluate(x, y, z, count, out);
-        std::uint64_t undefined = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            undefined += out[i] != out[i] ? 1 : 0;
-            out[i] = cutOff(_sign * (factors ? factors[i] : 1.0) * (out[i] - _iso), x[i], y[i], z[i]);
-        }
-        if (undefined > 0) {
-            _undefined.fetch_add(undefined, std::memory_order_relaxed);
-        }
-    }
+                const double* factors, std::size_t count, double* out) const;
+
+    /// Distance to the bounds along the axis that is furthest out, negative inside: what a value is at least.
+    double outside(const Point& p) const { return outside(p[0], p[1], p[2]); }
 
     /// What the field's bounds leave of it over each box, where that is half of it or less; elsewhere the
     /// field itself, as a smaller gain isn't worth that boxes are evaluated one by one.
@@ -78,16 +71,21 @@ private:
     Point _upper;
     mutable std::atomic<std::uint64_t> _undefined{0};
 
-    double cutOff(double value, double x, double y, double z) const
+    template <class V>
+    V outside(V x, V y, V z) const
     {
-        const double outside =
-            larger(larger(larger(_lower[0] - x, x - _upper[0]), larger(_lower[1] - y, y - _upper[1])),
-                   larger(_lower[2] - z, z - _upper[2]));
-        // A NaN compares with nothing and is outside by as much as can be.
-        const double cut = value > outside ? value : outside;
-        return value == value ? cut : std::numeric_limits<double>::infinity();
+        const auto larger = [](V a, V b) { return select(a > b, a, b); };
+        return larger(larger(larger(_lower[0] - x, x - _upper[0]), larger(_lower[1] - y, y - _upper[1])),
+                      larger(_lower[2] - z, z - _upper[2]));
     }
-    static double larger(double a, double b) { return a > b ? a : b; }
+    template <class V>
+    V cutOff(V value, V x, V y, V z) const
+    {
+        // A NaN compares with nothing and is outside by as much as can be.
+        const V limit = outside(x, y, z);
+        const V cut = select(value > limit, value, limit);
+        return select(value == value, cut, V(std::numeric_limits<double>::infinity()));
+    }
 };
 
 } // namespace zrk::surface

@@ -1,10 +1,11 @@
 #include "core/surface/surface_leaf.h"
 
+#include "core/values/batch.h"
+
 #include <algorithm>
 #include <bit>
 #include <cassert>
 #include <cmath>
-#include <numeric>
 
 namespace zrk::surface {
 
@@ -12,28 +13,9 @@ namespace {
 
 /// Vertices and crossings stay off the walls of cells by this share of a cell: on them, triangles of
 /// neighbouring cells would touch.
-constexpr double kMargin = 1.0 / 1024;
-constexpr int kRootRounds = 6;
-constexpr double kRootTolerance = 1e-3; ///< of the difference along the edge
-constexpr double kGradientStep = 1e-4;  ///< of a cell
-constexpr int kMoveRounds = 3;
-constexpr double kSteep = 2; ///< of a field, against the distance to the bounds
-
-/// A power of 2, so that it rounds nothing.
-double factorFor(double steepness)
-{
-    return steepness > kSteep && std::isfinite(steepness) ? std::exp2(-std::ceil(std::log2(steepness))) : 1;
-}
-
-Point meanOf(std::span<const TangentPlane> planes)
-{
-    Point mass{};
-    for (const TangentPlane& plane : planes) {
-        mass = mass + plane.at;
-    }
-    return mass * (1.0 / static_cast<double>(planes.size()));
-}
-
+constexpr double kMargin = 1.0 / 768;
+constexpr int kMoveRounds = 4;
+constexpr double kLeastMove = 1e-3; ///< of a cell's diagonal
 /// Where an edge begins, by place, from the node at the cell's lower corner.
 constexpr std::array<std::uint32_t, 12> kNodeOfEdge = [] {
     std::array<std::uint32_t, 12> all{};
@@ -45,40 +27,47 @@ constexpr std::array<std::uint32_t, 12> kNodeOfEdge = [] {
     return all;
 }();
 
+static_assert(kLeafCells % Batch::size == 0);
+
 } // namespace
 
-void SurfaceLeaf::dropCrossings()
+void SurfaceLeaf::begin(const Index3& at)
 {
-    _crossings = {};
-    _edgeAt.reset();
+    _at = at;
+    _mixedFaces = 0;
+    _isSimple = true;
+    _cells.clear();
+    _vertices.clear();
+    _crossings.clear();
 }
 
-bool SurfaceLeaf::keepUpperFace()
+std::optional<SurfaceLeaf> SurfaceLeaf::upperFace() const
 {
     constexpr std::uint32_t kFirst = (kLeafCells - 1) * kLeafCells * kLeafCells;
     const auto first =
         std::lower_bound(_cells.begin(), _cells.end(), kFirst,
                          [](const ActiveCell& c, std::uint32_t place) { return c.place < place; });
     if (first == _cells.end()) {
-        return false;
+        return std::nullopt;
     }
     // Cells lie in the order of their places, and vertices in that of their cells.
-    _firstPlace = kFirst;
-    _firstCell = static_cast<std::uint32_t>(first - _cells.begin());
-    _firstVertex = first->firstVertex;
-    _cells = std::vector<ActiveCell>(first, _cells.end());
-    _vertices = std::vector<CellVertex>(_vertices.begin() + _firstVertex, _vertices.end());
-    auto kept = std::make_unique<std::uint16_t[]>(kCellsOfLeaf - kFirst);
-    std::copy_n(_cellAt.get() + kFirst, kCellsOfLeaf - kFirst, kept.get());
-    _cellAt = std::move(kept);
-    return true;
+    SurfaceLeaf kept(_at);
+    kept._mixedFaces = _mixedFaces;
+    kept._isSimple = _isSimple;
+    kept._firstPlace = kFirst;
+    kept._firstCell = static_cast<std::uint32_t>(first - _cells.begin());
+    kept._firstVertex = first->firstVertex;
+    kept._cells = std::vector<ActiveCell>(first, _cells.end());
+    kept._vertices = std::vector<CellVertex>(_vertices.begin() + kept._firstVertex, _vertices.end());
+    kept._cellAt = std::vector<std::uint16_t>(_cellAt.begin() + kFirst, _cellAt.end());
+    return kept;
 }
 
 void LeafBuilder::evaluate(Positions& positions)
 {
     positions.end();
     std::size_t first = 0;
-    for (const Positions::Run& run : positions.runs) {
+    for (const FieldRun& run : positions.runs) {
         _field.values(_fields[run.field], positions.x.data() + first, positions.y.data() + first,
                       positions.z.data() + first,
                       &positions == &_samples ? nullptr : positions.factors.data() + first, run.end - first,
@@ -139,19 +128,24 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     }
     askFaceCenters();
     _roots.clear();
-    _firstPlane.clear();
+    _firstRoot.clear();
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        _firstPlane.push_back(_roots.size());
+        _firstRoot.push_back(_roots.count());
         if (!leaves[l]->_cells.empty()) {
             findEdges(*leaves[l], _samples.values.data() + l * kNodesOfLeaf, _rows[l]);
         }
     }
-    findSteepEnds();
-    refineRoots();
-    findPlanes();
+    _roots.search(_fields);
     _moved.clear();
+    _smooth.clear();
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        placeVertices(*leaves[l], _planes.data() + _firstPlane[l], _roots.data() + _firstPlane[l]);
+        takeCrossings(*leaves[l], _firstRoot[l]);
+        addVertices(*leaves[l], _firstRoot[l]);
+    }
+    std::span<const SmoothPlacement::Vertex> smooth = _smooth.place();
+    for (std::size_t l = 0; l < leaves.size(); ++l) {
+        placeVertices(*leaves[l], _firstRoot[l], smooth);
+        smooth = smooth.subspan(leaves[l]->_vertices.size());
     }
     moveOntoSurface();
 }
@@ -169,9 +163,17 @@ void LeafBuilder::sampleNodes(std::span<SurfaceLeaf* const> leaves)
             const double z = _grid.coordinate(2, leaf->global(2, k));
             for (std::int32_t j = 0; j < kLeafNodes; ++j) {
                 const double y = _grid.coordinate(1, leaf->global(1, j));
-                std::copy_n(xs, kLeafNodes, _samples.x.data() + _samples.count);
-                std::fill_n(_samples.y.data() + _samples.count, kLeafNodes, y);
-                std::fill_n(_samples.z.data() + _samples.count, kLeafNodes, z);
+                double* const place[3] = {_samples.x.data() + _samples.count,
+                                          _samples.y.data() + _samples.count,
+                                          _samples.z.data() + _samples.count};
+                for (std::size_t i = 0; i < kLeafCells; i += Batch::size) {
+                    Batch::load(xs + i).store(place[0] + i);
+                    Batch(y).store(place[1] + i);
+                    Batch(z).store(place[2] + i);
+                }
+                place[0][kLeafCells] = xs[kLeafCells];
+                place[1][kLeafCells] = y;
+                place[2][kLeafCells] = z;
                 _samples.count += kLeafNodes;
             }
         }
@@ -215,9 +217,10 @@ void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
     unsigned some = 0;
     unsigned every = kAll;
     for (std::size_t row = 0; row < rows.size(); ++row) {
-        unsigned bits = 0;
-        for (unsigned i = 0; i < kLeafNodes; ++i) {
-            bits |= static_cast<unsigned>(values[row * kLeafNodes + i] < 0) << i;
+        const double* const ofRow = values + row * kLeafNodes;
+        unsigned bits = static_cast<unsigned>(ofRow[kLeafCells] < 0) << kLeafCells;
+        for (std::size_t i = 0; i < kLeafCells; i += Batch::size) {
+            bits |= bitsOf(Batch::load(ofRow + i) < 0.0) << i;
         }
         rows[row] = static_cast<std::uint16_t>(bits);
         some |= bits;
@@ -227,8 +230,10 @@ void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
         return;
     }
     leaf._mixedFaces = mixedFaces(rows);
-    leaf._cellAt = std::make_unique<std::uint16_t[]>(kCellsOfLeaf);
-    leaf._edgeAt = std::make_unique<SurfaceLeaf::EdgeTable>();
+    leaf._cellAt.assign(kCellsOfLeaf, 0);
+    if (!leaf._edgeAt) {
+        leaf._edgeAt.reset(new SurfaceLeaf::EdgeTable);
+    }
     leaf._cells.reserve(96);
     for (std::int32_t k = 0; k < kLeafCells; ++k) {
         for (std::int32_t j = 0; j < kLeafCells; ++j) {
@@ -243,7 +248,10 @@ void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
                 const auto inside = static_cast<std::uint8_t>((r[0] >> i & 3u) | (r[1] >> i & 3u) << 2 |
                                                               (r[2] >> i & 3u) << 4 | (r[3] >> i & 3u) << 6);
                 const std::uint32_t place = cellPlace(i, j, k);
-                leaf._cells.push_back({static_cast<std::uint16_t>(place), inside, 0, 0, 1});
+                ActiveCell& cell = leaf._cells.emplace_back();
+                cell.place = static_cast<std::uint16_t>(place);
+                cell.inside = inside;
+                cell.faceCenters = 0;
                 leaf._cellAt[place] = static_cast<std::uint16_t>(leaf._cells.size());
                 for (unsigned faces = ambiguousFaces(inside); faces != 0; faces &= faces - 1) {
                     _centers.push_back({&leaf, static_cast<std::uint16_t>(leaf._cells.size() - 1),
@@ -285,155 +293,42 @@ void LeafBuilder::askFaceCenters()
 /// Edges between nodes on two sides, found by rows of bits.
 void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows)
 {
-    const std::size_t first = _roots.size();
+    constexpr std::uint32_t kStride[3] = {1, kLeafNodes, kLeafNodes * kLeafNodes};
+    const std::size_t first = _roots.count();
+    double coordinates[3][kLeafNodes];
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        for (std::int32_t i = 0; i < kLeafNodes; ++i) {
+            coordinates[axis][i] = _grid.coordinate(axis, leaf.global(axis, i));
+        }
+    }
+    _roots.reserve(3 * kNodesOfLeaf);
     for (std::int32_t k = 0; k < kLeafNodes; ++k) {
         for (std::int32_t j = 0; j < kLeafNodes; ++j) {
             const auto row = static_cast<std::size_t>(k * kLeafNodes + j);
             const unsigned bits = rows[row];
-            const unsigned crossed[3] = {
-                (bits ^ bits >> 1) & ((1u << kLeafCells) - 1),
-                j < kLeafCells ? bits ^ rows[row + 1] : 0u,
-                k < kLeafCells ? bits ^ rows[row + kLeafNodes] : 0u,
-            };
-            for (std::size_t axis = 0; axis < 3; ++axis) {
-                for (unsigned open = crossed[axis]; open != 0; open &= open - 1) {
-                    addRoot(leaf, values, axis, {std::countr_zero(open), j, k});
-                    (*leaf._edgeAt)[axis][_roots.back().node] =
-                        static_cast<std::uint16_t>(_roots.size() - first);
-                }
+            // Nodes of the row by axis: a bit each, the axes one after the other.
+            unsigned crossed = (bits ^ bits >> 1) & ((1u << kLeafCells) - 1);
+            crossed |= (j < kLeafCells ? bits ^ rows[row + 1] : 0u) << kLeafNodes;
+            crossed |= (k < kLeafCells ? bits ^ rows[row + kLeafNodes] : 0u) << 2 * kLeafNodes;
+            for (; crossed != 0; crossed &= crossed - 1) {
+                const int bit = std::countr_zero(crossed);
+                const auto axis = static_cast<std::size_t>(bit / kLeafNodes);
+                const Index3 at{bit % kLeafNodes, j, k};
+                const std::uint32_t node = nodePlace(at[0], j, k);
+                const Point p{coordinates[0][at[0]], coordinates[1][j], coordinates[2][k]};
+                _roots.add(p, axis, values[node], values[node + kStride[axis]],
+                           _grid.crossesBounds(axis, leaf.global(axis, at[axis])), leaf._field);
+                (*leaf._edgeAt)[axis][node] = static_cast<std::uint16_t>(_roots.count() - first);
             }
         }
     }
-    leaf._crossings.resize(_roots.size() - first);
+    leaf._crossings.resize(_roots.count() - first);
 }
 
-void LeafBuilder::addRoot(SurfaceLeaf& leaf, const double* values, std::size_t axis, const Index3& node)
+void LeafBuilder::takeCrossings(SurfaceLeaf& leaf, std::size_t firstRoot) const
 {
-    constexpr std::uint32_t kStride[3] = {1, kLeafNodes, kLeafNodes * kLeafNodes};
-    const std::uint32_t from = nodePlace(node[0], node[1], node[2]);
-    const std::uint32_t to = from + kStride[axis];
-    const double difference = std::abs(values[to] - values[from]);
-    _roots.push_back({&leaf, static_cast<std::uint8_t>(axis),
-                      _grid.crossesBounds(axis, leaf.global(axis, node[axis])),
-                      static_cast<std::uint16_t>(from), 0, 0, 1, values[from], values[to],
-                      factorFor(difference / _grid.spacing[axis]),
-                      std::isfinite(difference) ? kRootTolerance * difference : 0.0, 0.5, 0});
-}
-
-Point LeafBuilder::edgePoint(const Root& root) const
-{
-    const Index3 local = indexOfNode(root.node);
-    Point p;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        p[axis] = _grid.coordinate(axis, root.leaf->global(axis, local[axis]));
-    }
-    p[root.axis] += root.at * _grid.spacing[root.axis];
-    return p;
-}
-
-/// The values at the ends of edges where the field is steep, multiplied by their factors.
-void LeafBuilder::findSteepEnds()
-{
-    _open.clear();
-    for (std::uint32_t r = 0; r < _roots.size(); ++r) {
-        if (_roots[r].factor < 1) {
-            _open.push_back(r);
-        }
-    }
-    _points.reset(2 * _open.size());
-    for (const std::uint32_t r : _open) {
-        Root& root = _roots[r];
-        _points.use(root.leaf->_field);
-        for (const double end : {root.from, root.to}) {
-            root.at = end;
-            _points.add(edgePoint(root), root.factor);
-        }
-    }
-    evaluate(_points);
-    for (std::size_t i = 0; i < _open.size(); ++i) {
-        Root& root = _roots[_open[i]];
-        const double from = _points.values[2 * i];
-        const double to = _points.values[2 * i + 1];
-        if ((from < 0) == (root.fromValue < 0) && (to < 0) == (root.toValue < 0)) {
-            root.fromValue = from;
-            root.toValue = to;
-            root.tolerance = kRootTolerance * std::abs(to - from);
-        } else { // too steep for the numbers
-            root.factor = 1;
-        }
-    }
-}
-
-/// Bracketed secants (the Illinois rule), or the middle where an end isn't finite.
-void LeafBuilder::refineRoots()
-{
-    _open.resize(_roots.size());
-    std::iota(_open.begin(), _open.end(), 0u);
-    for (int round = 0; round < kRootRounds && !_open.empty(); ++round) {
-        _points.reset(_open.size());
-        for (const std::uint32_t r : _open) {
-            Root& root = _roots[r];
-            const double share =
-                root.from - root.fromValue * (root.to - root.from) / (root.toValue - root.fromValue);
-            const bool isUsable = share > root.from && share < root.to && !(round == 0 && root.crossesBounds);
-            root.at = isUsable ? share : 0.5 * (root.from + root.to);
-            _points.use(root.leaf->_field);
-            _points.add(edgePoint(root), root.factor);
-        }
-        evaluate(_points);
-        std::size_t kept = 0;
-        for (std::size_t i = 0; i < _open.size(); ++i) {
-            Root& root = _roots[_open[i]];
-            const double value = _points.values[i];
-            root.value = value;
-            if (std::abs(value) <= root.tolerance) {
-                continue;
-            }
-            // An end that stays for a second time counts half, so that it is moved, too.
-            if ((value < 0) == (root.fromValue < 0)) {
-                root.from = root.at;
-                root.fromValue = value;
-                root.toValue *= root.moved == -1 ? 0.5 : 1;
-                root.moved = -1;
-            } else {
-                root.to = root.at;
-                root.toValue = value;
-                root.fromValue *= root.moved == 1 ? 0.5 : 1;
-                root.moved = 1;
-            }
-            _open[kept++] = _open[i];
-        }
-        _open.resize(kept);
-    }
-}
-
-/// Tangent planes at the crossings, in the order of the roots. What is left of the root's value moves the
-/// plane.
-void LeafBuilder::findPlanes()
-{
-    _points.reset(3 * _roots.size());
-    _planes.resize(_roots.size());
-    for (std::size_t r = 0; r < _roots.size(); ++r) {
-        _planes[r].at = edgePoint(_roots[r]);
-        _points.use(_roots[r].leaf->_field);
-        addSteps(_planes[r].at, _roots[r].factor);
-    }
-    evaluate(_points);
-    for (std::size_t r = 0; r < _roots.size(); ++r) {
-        const Root& root = _roots[r];
-        TangentPlane& plane = _planes[r];
-        plane.normal = gradient(plane.at, root.value, 3 * r);
-        const double slope = normalize(plane.normal);
-        const double residue = root.value / slope;
-        // Where an end isn't finite, the value tells nothing of the way to the surface.
-        if (root.tolerance > 0 && slope > 0 && std::isfinite(slope) && std::isfinite(residue)) {
-            plane.offset = dot(plane.normal, plane.at) - residue;
-        } else {
-            plane.normal = {};
-            plane.offset = 0;
-        }
-        root.leaf->_crossings[(*root.leaf->_edgeAt)[root.axis][root.node] - 1u] =
-            std::min(std::max(root.at, kMargin), 1 - kMargin);
+    for (std::size_t i = 0; i < leaf._crossings.size(); ++i) {
+        leaf._crossings[i] = std::min(std::max(_roots.at(firstRoot + i), kMargin), 1 - kMargin);
     }
 }
 
@@ -446,7 +341,7 @@ bool LeafBuilder::isAtBounds(const SurfaceLeaf& leaf, const Index3& cell) const
 /// The vertex of a cell that the bounds run through, moved onto those bounds that cut the solid off in it and
 /// within them to the mean of the field's own tangent planes.
 Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
-                              std::span<const TangentPlane> planes, Point vertex) const
+                              std::span<const TangentPlane* const> planes, Point vertex) const
 {
     const Index3 local = indexOfCell(cell.place);
     bool isFixed[3] = {false, false, false};
@@ -461,7 +356,7 @@ Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
         const int low = lowerCorner(edge);
         const std::uint32_t node =
             nodePlace(local[0] + (low & 1), local[1] + (low >> 1 & 1), local[2] + (low >> 2));
-        const TangentPlane& plane = planes[next++];
+        const TangentPlane& plane = *planes[next++];
         if (_grid.crossesBounds(axis, leaf.global(axis, local[axis])) && leaf.crossing(axis, node) == 0.5) {
             isFixed[axis] = true;
             vertex[axis] = leaf.global(axis, local[axis]) == 0 ? _grid.lower[axis] : _grid.upper[axis];
@@ -481,60 +376,111 @@ Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
                : vertex;
 }
 
-void LeafBuilder::placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes, const Root* roots)
-{
-    leaf._vertices.reserve(leaf._cells.size() + leaf._cells.size() / 8);
-    for (ActiveCell& cell : leaf._cells) {
+/// The planes where the edges of a patch are crossed.
+class LeafBuilder::PatchPlanes {
+public:
+    PatchPlanes(const LeafBuilder& builder, const SurfaceLeaf& leaf, std::size_t firstRoot,
+                const ActiveCell& cell, std::uint8_t patch)
+    {
         const Index3 local = indexOfCell(cell.place);
         const std::uint32_t lowest = nodePlace(local[0], local[1], local[2]);
-        const CellPatches& patches = cell.patches();
-        cell.firstVertex = static_cast<std::uint16_t>(leaf._vertices.size());
-        cell.patchCount = patches.count;
-        const bool isRim = _isOpen && isAtBounds(leaf, local);
-        Point lower;
-        Point upper;
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            const std::int32_t node = leaf.global(axis, local[axis]);
-            const double margin = kMargin * _grid.spacing[axis];
-            // The bounds run through the middle of cells: what is left of such a cell has room, too.
-            lower[axis] = std::max(_grid.coordinate(axis, node) + margin, _grid.lower[axis]);
-            upper[axis] = std::min(_grid.coordinate(axis, node + 1) - margin, _grid.upper[axis]);
+        for (unsigned edges = crossedEdges(cell.inside); edges != 0; edges &= edges - 1) {
+            const auto edge = static_cast<std::size_t>(std::countr_zero(edges));
+            if (cell.patchCount == 1 || cell.patches().patchOf[edge] == patch) {
+                const std::uint32_t node = lowest + kNodeOfEdge[edge];
+                const std::size_t root = firstRoot + (*leaf._edgeAt)[edge / 4][node] - 1u;
+                _roots[_count] = root;
+                _planes[_count++] = builder._roots.planes() + root;
+            }
         }
-        for (std::uint8_t patch = 0; patch < patches.count; ++patch) {
-            TangentPlane ofPatch[12];
-            std::size_t count = 0;
-            double factor = 1;
-            for (unsigned edges = crossedEdges(cell.inside); edges != 0; edges &= edges - 1) {
-                const auto edge = static_cast<std::size_t>(std::countr_zero(edges));
-                if (patches.count == 1 || patches.patchOf[edge] == patch) {
-                    const std::uint32_t node = lowest + kNodeOfEdge[edge];
-                    const std::size_t crossing = (*leaf._edgeAt)[edge / 4][node] - 1u;
-                    ofPatch[count++] = planes[crossing];
-                    factor = std::min(factor, roots[crossing].factor);
-                }
-            }
-            const std::span<const TangentPlane> all(ofPatch, count);
-            if (patches.count > 1) {
-                // Patches of one cell are kept apart by their crossings, so their middles are safe.
-                leaf._vertices.push_back({clamped(meanOf(all), lower, upper), false});
-                continue;
-            }
-            const PlacedVertex placed = placeVertex(all, lower, upper, _isSharp || isRim);
-            if (isRim) {
-                const Point onRim = movedToRim(leaf, cell, all, placed.position);
-                leaf._vertices.push_back({clamped(onRim, lower, upper), placed.isOnCrease});
-                continue;
-            }
-            if (placed.isOnCrease && placed.wasOutside) {
-                _moved.push_back(
-                    {&leaf, static_cast<std::uint32_t>(leaf._vertices.size()), lower, upper, factor});
-            }
-            leaf._vertices.push_back({placed.position, placed.isOnCrease});
+    }
+    std::span<const TangentPlane* const> all() const { return {_planes, _count}; }
+    /// The least factor of the edges.
+    double factor(const EdgeRoots& roots) const
+    {
+        double least = 1;
+        for (std::size_t i = 0; i < _count; ++i) {
+            least = std::min(least, roots.factor(_roots[i]));
+        }
+        return least;
+    }
+
+private:
+    std::size_t _count = 0;
+    std::size_t _roots[12];
+    const TangentPlane* _planes[12];
+};
+
+void LeafBuilder::findRooms(const SurfaceLeaf& leaf)
+{
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const double margin = kMargin * _grid.spacing[axis];
+        for (std::int32_t i = 0; i < kLeafCells; ++i) {
+            const std::int32_t node = leaf.global(axis, i);
+            // The bounds run through the middle of cells: what is left of such a cell has room, too.
+            _lowerRoom[axis][i] = std::max(_grid.coordinate(axis, node) + margin, _grid.lower[axis]);
+            _upperRoom[axis][i] = std::min(_grid.coordinate(axis, node + 1) - margin, _grid.upper[axis]);
         }
     }
 }
 
-/// Newton's steps along the gradient, within the cell.
+LeafBuilder::CellRoom LeafBuilder::roomOf(const Index3& cell) const
+{
+    return {{_lowerRoom[0][cell[0]], _lowerRoom[1][cell[1]], _lowerRoom[2][cell[2]]},
+            {_upperRoom[0][cell[0]], _upperRoom[1][cell[1]], _upperRoom[2][cell[2]]}};
+}
+
+void LeafBuilder::addVertices(SurfaceLeaf& leaf, std::size_t firstRoot)
+{
+    findRooms(leaf);
+    std::size_t count = 0;
+    for (ActiveCell& cell : leaf._cells) {
+        cell.firstVertex = static_cast<std::uint16_t>(count);
+        cell.patchCount = cell.patches().count;
+        leaf._isSimple = leaf._isSimple && cell.patchCount == 1 && ambiguousFaces(cell.inside) == 0;
+        const CellRoom room = roomOf(indexOfCell(cell.place));
+        for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch, ++count) {
+            // Patches of one cell are kept apart by their crossings, so their middles are safe.
+            _smooth.add(PatchPlanes(*this, leaf, firstRoot, cell, patch).all(), room.lower, room.upper,
+                        cell.patchCount > 1);
+        }
+    }
+    leaf._vertices.reserve(count);
+}
+
+/// @param smooth  the leaf's vertices as if no crease ran through it.
+void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
+                                std::span<const SmoothPlacement::Vertex> smooth)
+{
+    findRooms(leaf);
+    for (const ActiveCell& cell : leaf._cells) {
+        const Index3 local = indexOfCell(cell.place);
+        const bool isRim = _isOpen && isAtBounds(leaf, local) && cell.patchCount == 1;
+        if (!isRim && (!_isSharp || smooth[cell.firstVertex].isSmooth)) {
+            for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch) {
+                leaf._vertices.push_back({smooth[leaf._vertices.size()].position, false});
+            }
+            continue;
+        }
+        const CellRoom room = roomOf(local);
+        const PatchPlanes planes(*this, leaf, firstRoot, cell, 0);
+        const bool isOnCrease = !smooth[cell.firstVertex].isSmooth;
+        CreaseVertex vertex{smooth[cell.firstVertex].position, false};
+        if (isOnCrease) {
+            vertex = placeOnCrease(planes.all(), room.lower, room.upper);
+        }
+        if (isRim) {
+            const Point onRim = movedToRim(leaf, cell, planes.all(), vertex.position);
+            vertex.position = clamped(onRim, room.lower, room.upper);
+        } else if (vertex.wasOutside) {
+            _moved.push_back({&leaf, static_cast<std::uint32_t>(leaf._vertices.size()), room.lower,
+                              room.upper, planes.factor(_roots)});
+        }
+        leaf._vertices.push_back({vertex.position, isOnCrease});
+    }
+}
+
+/// Newton's steps along the gradient, within the cell, until they are short.
 void LeafBuilder::moveOntoSurface()
 {
     for (int round = 0; round < kMoveRounds && !_moved.empty(); ++round) {
@@ -546,6 +492,7 @@ void LeafBuilder::moveOntoSurface()
             addSteps(position, moved.factor);
         }
         evaluate(_points);
+        std::size_t kept = 0;
         for (std::size_t m = 0; m < _moved.size(); ++m) {
             const Moved& moved = _moved[m];
             const double value = _points.values[4 * m];
@@ -556,8 +503,14 @@ void LeafBuilder::moveOntoSurface()
                 continue;
             }
             Point& position = moved.leaf->_vertices[moved.vertex].position;
+            const Point before = position;
             position = clamped(position + g * factor, moved.lower, moved.upper);
+            const Point step = position - before;
+            if (dot(step, step) > kLeastMove * kLeastMove * dot(_grid.spacing, _grid.spacing)) {
+                _moved[kept++] = moved;
+            }
         }
+        _moved.resize(kept);
     }
 }
 

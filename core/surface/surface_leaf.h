@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/surface/cell_patches.h"
+#include "core/surface/edge_roots.h"
 #include "core/surface/surface_field.h"
 #include "core/surface/surface_grid.h"
 #include "core/surface/vertex_placement.h"
@@ -8,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -43,14 +45,13 @@ inline std::uint32_t nodePlace(std::int32_t i, std::int32_t j, std::int32_t k)
 {
     return static_cast<std::uint32_t>((k * kLeafNodes + j) * kLeafNodes + i);
 }
-/// Numbers along the axes, from a place among `size` cells or nodes along each.
-inline Index3 takenApart(std::int32_t place, std::int32_t size)
-{
-    return {place % size, place / size % size, place / (size * size)};
-}
 /// Number of the cell's lower corner along each axis, within the leaf.
-inline Index3 indexOfCell(std::uint16_t place) { return takenApart(place, kLeafCells); }
-inline Index3 indexOfNode(std::uint16_t place) { return takenApart(place, kLeafNodes); }
+inline Index3 indexOfCell(std::uint32_t place)
+{
+    constexpr std::uint32_t kCells = kLeafCells;
+    return {static_cast<std::int32_t>(place % kCells), static_cast<std::int32_t>(place / kCells % kCells),
+            static_cast<std::int32_t>(place / (kCells * kCells))};
+}
 
 /// What is known of one leaf: its cells that the surface passes through, their vertices, where their edges
 /// are crossed. Leaves that share an edge have the same bits for it.
@@ -67,6 +68,8 @@ public:
     {
         return (_mixedFaces >> (2 * axis + side) & 1) != 0;
     }
+    /// Whether each cell that the surface passes through has one vertex, and no face is ambiguous.
+    bool isSimple() const { return _isSimple; }
     std::span<const ActiveCell> cells() const { return _cells; }
     std::span<const CellVertex> vertices() const { return _vertices; }
     /// By the number that its cell gives it.
@@ -74,20 +77,20 @@ public:
     /// Null where the surface doesn't pass.
     const ActiveCell* cell(std::uint32_t place) const
     {
-        const std::uint16_t index = _cellAt ? _cellAt[place - _firstPlace] : 0;
+        const std::uint16_t index = _cells.empty() ? 0 : _cellAt[place - _firstPlace];
         return index == 0 ? nullptr : &_cells[index - 1u - _firstCell];
     }
-    /// Share of the way along a crossed edge, from its lower node; off both ends by 1/1024 at least.
+    /// Share of the way along a crossed edge, from its lower node; off both ends by 1/768 at least.
     double crossing(std::size_t axis, std::uint32_t node) const
     {
         return _crossings[(*_edgeAt)[axis][node] - 1u];
     }
 
-    /// @{ Frees what other leaves don't ask for: the crossings; and all but the cells at the upper face
-    /// across z with their vertices, which is what the layer above asks for. False where there are none.
-    void dropCrossings();
-    bool keepUpperFace();
-    /// @}
+    /// Stands for another leaf from now on, of which nothing is known. Keeps the memory.
+    void begin(const Index3& at);
+    /// The cells at the upper face across z with their vertices alone, which is what the layer above asks
+    /// for. None where there are none.
+    std::optional<SurfaceLeaf> upperFace() const;
 
 private:
     using EdgeTable = std::array<std::array<std::uint16_t, kNodesOfLeaf>, 3>;
@@ -95,12 +98,13 @@ private:
     Index3 _at;
     std::uint8_t _field = 0;      ///< number of its field in the group that it is built with
     std::uint8_t _mixedFaces = 0; ///< bit 2 axis + side: the face has nodes on both sides
+    bool _isSimple = true;
     std::vector<ActiveCell> _cells;
     std::vector<CellVertex> _vertices;
     std::vector<double> _crossings;
-    // Numbers + 1; no tables in a leaf without surface.
-    std::unique_ptr<std::uint16_t[]> _cellAt; ///< by the place of the cell
-    std::unique_ptr<EdgeTable> _edgeAt;       ///< by the lower node
+    // Tables, which say nothing in a leaf without surface.
+    std::vector<std::uint16_t> _cellAt; ///< number + 1 by the place of the cell
+    std::unique_ptr<EdgeTable> _edgeAt; ///< number + 1 by the lower node, where an edge is crossed
     // The first ones that are kept.
     std::uint32_t _firstPlace = 0;
     std::uint32_t _firstCell = 0;
@@ -114,26 +118,12 @@ private:
 class LeafBuilder {
 public:
     LeafBuilder(const SurfaceField& field, const SurfaceGrid& grid, bool isSharp, bool isOpen)
-        : _field(field), _grid(grid), _isSharp(isSharp), _isOpen(isOpen)
+        : _field(field), _grid(grid), _isSharp(isSharp), _isOpen(isOpen), _roots(field, grid)
     {}
 
     void build(std::span<SurfaceLeaf* const> leaves);
 
 private:
-    /// A crossed edge of a leaf while its root is searched.
-    struct Root {
-        SurfaceLeaf* leaf;
-        std::uint8_t axis;
-        bool crossesBounds; ///< begins at the bounds, in the middle
-        std::uint16_t node;
-        int moved;                 ///< the end that the last step moved: -1 the lower, 1 the upper one
-        double from, to;           ///< bracket, shares of the way
-        double fromValue, toValue; ///< of opposite sides
-        double factor;             ///< of the field, which makes a steep one about as steep as a distance
-        double tolerance;
-        double at;
-        double value; ///< where the search ended
-    };
     /// A face whose centre decides.
     struct Center {
         SurfaceLeaf* leaf;
@@ -149,14 +139,9 @@ private:
     };
     /// Positions of leaf after leaf and the field's values there.
     struct Positions {
-        /// Positions that one of `_fields` is evaluated at, up to `end`.
-        struct Run {
-            std::size_t field;
-            std::size_t end;
-        };
         std::vector<double> x, y, z, factors, values;
         std::size_t count = 0;
-        std::vector<Run> runs;
+        std::vector<FieldRun> runs;
 
         /// Room for so many; what was there is gone.
         void reset(std::size_t most)
@@ -206,10 +191,11 @@ private:
     Positions _points;
     std::vector<Rows> _rows; ///< of each leaf
     std::vector<Center> _centers;
-    std::vector<Root> _roots;
-    std::vector<std::uint32_t> _open; ///< roots still to be refined
-    std::vector<TangentPlane> _planes;
-    std::vector<std::size_t> _firstPlane; ///< of each leaf
+    EdgeRoots _roots;
+    std::vector<std::size_t> _firstRoot; ///< of each leaf
+    SmoothPlacement _smooth;
+    /// Where the vertices of a leaf's cells may be, by axis and number of the cell along it.
+    double _lowerRoom[3][kLeafCells], _upperRoom[3][kLeafCells];
     std::vector<Moved> _moved;
 
     void simplifyField(std::span<SurfaceLeaf* const> leaves);
@@ -221,15 +207,21 @@ private:
     static std::uint8_t mixedFaces(const Rows& rows);
     void askFaceCenters();
     void findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows);
-    void addRoot(SurfaceLeaf& leaf, const double* values, std::size_t axis, const Index3& node);
-    void findSteepEnds();
-    void refineRoots();
-    void findPlanes();
-    void placeVertices(SurfaceLeaf& leaf, const TangentPlane* planes, const Root* roots);
+    void takeCrossings(SurfaceLeaf& leaf, std::size_t firstRoot) const;
+    void addVertices(SurfaceLeaf& leaf, std::size_t firstRoot);
+    void placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
+                       std::span<const SmoothPlacement::Vertex> smooth);
+    /// Corners of a cell made smaller by a little.
+    struct CellRoom {
+        Point lower, upper;
+    };
+    CellRoom roomOf(const Index3& cell) const;
+    void findRooms(const SurfaceLeaf& leaf);
+    /// The planes where edges of one patch are crossed.
+    class PatchPlanes;
     void moveOntoSurface();
-    Point edgePoint(const Root& root) const;
-    Point movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell, std::span<const TangentPlane> planes,
-                     Point vertex) const;
+    Point movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
+                     std::span<const TangentPlane* const> planes, Point vertex) const;
     bool isAtBounds(const SurfaceLeaf& leaf, const Index3& cell) const;
 };
 

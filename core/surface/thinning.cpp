@@ -3,10 +3,15 @@
 #include "core/engine/worker_team.h"
 #include "core/surface/block_thinning.h"
 #include "core/surface/mesh_edits.h"
+#include "core/surface/thinned_shape.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
 
 namespace zrk::surface {
 
@@ -16,17 +21,20 @@ namespace {
 constexpr std::int32_t kBlockCells = 64;
 /// A block of a later round with more triangles is left out, to bound the memory.
 constexpr std::size_t kMostTriangles = 1u << 18;
+/// Cells along an edge of the blocks that slivers at seams are looked for in.
+constexpr std::int32_t kSliverCells = 16;
 constexpr double kShortEdge = 0.1; ///< of a cell
 constexpr double kBlockMargin = 1; ///< cells
 
 /// The blocks of one round.
 class Blocks {
 public:
-    Blocks(const SurfaceGrid& grid, std::int32_t cells)
+    /// @param shift  cells that the first blocks begin before the grid.
+    Blocks(const SurfaceGrid& grid, std::int32_t cells, std::int32_t shift)
     {
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            _counts[axis] = static_cast<std::size_t>((grid.cellCount(axis) + cells - 1) / cells);
-            _first[axis] = grid.coordinate(axis, 0);
+            _counts[axis] = static_cast<std::size_t>((grid.cellCount(axis) + shift + cells - 1) / cells);
+            _first[axis] = grid.coordinate(axis, -shift);
             _blocksOfLength[axis] = 1 / (grid.spacing[axis] * cells);
         }
     }
@@ -57,20 +65,33 @@ private:
 /// The triangles of each block, with those of its neighbours whose boxes reach into it.
 class BlockLists {
 public:
-    BlockLists(const SurfaceMesh& mesh, const Blocks& blocks)
-        : _blockOf(mesh.vertices.size()), _first(blocks.count() + 1, 0)
+    /// @param isWanted  by block; empty: all are. The other lists stay empty.
+    BlockLists(const SurfaceMesh& mesh, const Blocks& blocks, std::span<const std::uint8_t> isWanted)
+        : _blockOf(mesh.vertices.size()), _first(blocks.count() + 2, 0)
     {
         for (std::size_t v = 0; v < mesh.vertices.size(); ++v) {
             _blockOf[v] = static_cast<std::uint32_t>(blocks.number(blocks.of(mesh.vertices[v])));
         }
-        forEachPlace(mesh, blocks, [&](std::size_t block, std::uint32_t) { ++_first[block + 1]; });
+        struct Place {
+            std::uint32_t block;
+            std::uint32_t triangle;
+        };
+        std::vector<Place> places;
+        places.reserve(isWanted.empty() ? mesh.triangles.size() : 0);
+        forEachPlace(mesh, blocks, [&](std::size_t block, std::uint32_t triangle) {
+            if (isWanted.empty() || isWanted[block] != 0) {
+                places.push_back({static_cast<std::uint32_t>(block), triangle});
+                ++_first[block + 2];
+            }
+        });
+        // A place ahead, so that they end where the next one's begin.
         for (std::size_t b = 0; b < blocks.count(); ++b) {
             _first[b + 1] += _first[b];
         }
-        _triangles.resize(_first.back());
-        std::vector<std::size_t> end(_first.begin(), _first.end() - 1);
-        forEachPlace(mesh, blocks,
-                     [&](std::size_t block, std::uint32_t triangle) { _triangles[end[block]++] = triangle; });
+        _triangles.resize(places.size());
+        for (const Place& place : places) {
+            _triangles[_first[place.block + 1]++] = place.triangle;
+        }
     }
 
     std::span<const std::uint32_t> of(std::size_t block) const
@@ -82,7 +103,7 @@ public:
 
 private:
     std::vector<std::uint32_t> _blockOf; ///< by vertex
-    std::vector<std::size_t> _first;     ///< one more than there are blocks
+    std::vector<std::size_t> _first;     ///< by block, in `_triangles`; two more
     std::vector<std::uint32_t> _triangles;
 
     template <class Found>
@@ -120,13 +141,79 @@ void dropTriangles(ThinnedMesh& thinned)
     auto& triangles = thinned.mesh.triangles;
     std::size_t kept = 0;
     for (std::size_t t = 0; t < triangles.size(); ++t) {
-        if (triangles[t] != kNoTriangle) {
+        if (triangles[t][0] != triangles[t][1]) {
             triangles[kept] = triangles[t];
             thinned.error[kept++] = thinned.error[t];
         }
     }
     triangles.resize(kept);
     thinned.error.resize(kept);
+}
+
+/// Thins the blocks of rounds one after the other, each round on all threads.
+class Rounds {
+public:
+    Rounds(ThinnedMesh& thinned, const ThinningLimits& limits, std::size_t threads,
+           const std::function<bool(double)>& keepGoing)
+        : _thinned(thinned), _keepGoing(keepGoing)
+    {
+        for (std::size_t worker = 0; worker < threads; ++worker) {
+            _thinners.push_back(std::make_unique<BlockThinner>(thinned, limits));
+        }
+    }
+
+    /// Thins the blocks that are wanted, all if none is told, and have no more than so many triangles. False
+    /// if it was stopped.
+    bool thin(const Blocks& blocks, std::span<const std::uint8_t> isWanted, std::size_t mostTriangles)
+    {
+        const BlockLists lists(_thinned.mesh, blocks, isWanted);
+        std::atomic<std::size_t> next{0};
+        const std::size_t workers = std::clamp<std::size_t>(blocks.count(), 1, _thinners.size());
+        runTeam(workers, [&](std::size_t worker, std::size_t) {
+            for (std::size_t b = next++; b < blocks.count() && !_isStopped; b = next++) {
+                const std::span<const std::uint32_t> triangles = lists.of(b);
+                if (triangles.size() > mostTriangles) {
+                    _hasLeftOut = true;
+                } else if (!triangles.empty()) {
+                    _thinners[worker]->thin(triangles,
+                                            [&](std::uint32_t v) { return lists.blockOf(v) == b; });
+                }
+                const double share = static_cast<double>(b) / static_cast<double>(blocks.count());
+                if (worker == 0 && !_keepGoing(share)) {
+                    _isStopped = true;
+                }
+            }
+        });
+        dropTriangles(_thinned);
+        return !_isStopped;
+    }
+
+    /// Whether a block had too many triangles.
+    bool hasLeftOut() const { return _hasLeftOut; }
+
+private:
+    ThinnedMesh& _thinned;
+    const std::function<bool(double)>& _keepGoing;
+    std::vector<std::unique_ptr<BlockThinner>> _thinners; ///< of the threads
+    std::atomic<bool> _isStopped{false};
+    std::atomic<bool> _hasLeftOut{false};
+};
+
+/// The vertices of slivers.
+std::vector<Point> cornersOfSlivers(const SurfaceMesh& mesh)
+{
+    std::vector<Point> corners;
+    for (const Triangle& t : mesh.triangles) {
+        const Point& a = mesh.vertices[t[0]];
+        const Point& b = mesh.vertices[t[1]];
+        const Point& c = mesh.vertices[t[2]];
+        const Point normal = cross(b - a, c - a);
+        if (leastSineSquared(dot(normal, normal), dot(b - a, b - a), dot(c - b, c - b), dot(a - c, a - c)) <
+            kSineOfSliver * kSineOfSliver) {
+            corners.insert(corners.end(), {a, b, c});
+        }
+    }
+    return corners;
 }
 
 } // namespace
@@ -137,28 +224,25 @@ void thinMesh(SurfaceMesh& mesh, const SurfaceGrid& grid, double flatness, std::
     ThinnedMesh thinned{mesh, std::vector<float>(mesh.triangles.size(), 0.0f),
                         std::vector<std::uint8_t>(mesh.vertices.size(), 1)};
     const double cell = std::min({grid.spacing[0], grid.spacing[1], grid.spacing[2]});
-    const ThinningLimits limits{flatness, kShortEdge * cell, kBlockMargin * cell};
+    Rounds rounds(thinned, {flatness, kShortEdge * cell, kBlockMargin * cell}, threads, keepGoing);
     const std::int32_t most = std::max({grid.cellCount(0), grid.cellCount(1), grid.cellCount(2)});
-    std::atomic<bool> stopped{false};
-    for (std::int64_t cells = kBlockCells; !stopped; cells *= 2) {
-        const Blocks blocks(grid, static_cast<std::int32_t>(std::min<std::int64_t>(cells, most)));
-        const BlockLists lists(mesh, blocks);
-        std::atomic<std::size_t> next{0};
-        runTeam(std::clamp<std::size_t>(blocks.count(), 1, threads), [&](std::size_t worker, std::size_t) {
-            BlockThinner thinner(thinned, limits);
-            for (std::size_t b = next++; b < blocks.count() && !stopped; b = next++) {
-                const std::span<const std::uint32_t> triangles = lists.of(b);
-                if (!triangles.empty() && (cells == kBlockCells || triangles.size() <= kMostTriangles)) {
-                    thinner.thin(triangles, [&](std::uint32_t v) { return lists.blockOf(v) == b; });
-                }
-                if (worker == 0 && !keepGoing(static_cast<double>(b) / static_cast<double>(blocks.count()))) {
-                    stopped = true;
-                }
+    bool isGoingOn = true;
+    bool isLast = false;
+    for (std::int64_t cells = kBlockCells; isGoingOn && !isLast; cells *= 2) {
+        const Blocks blocks(grid, static_cast<std::int32_t>(std::min<std::int64_t>(cells, most)), 0);
+        isGoingOn = rounds.thin(blocks, {}, cells == kBlockCells ? mesh.triangles.size() : kMostTriangles);
+        isLast = cells >= most;
+    }
+    if (isGoingOn && rounds.hasLeftOut()) {
+        // What lies at a seam of those blocks lies well within one of these.
+        const std::vector<Point> slivers = cornersOfSlivers(mesh);
+        for (std::int32_t part = 1; isGoingOn && part < 4 && !slivers.empty(); ++part) {
+            const Blocks blocks(grid, kSliverCells, part * kSliverCells / 4);
+            std::vector<std::uint8_t> isWanted(blocks.count(), 0);
+            for (const Point& corner : slivers) {
+                isWanted[blocks.number(blocks.of(corner))] = 1;
             }
-        });
-        dropTriangles(thinned);
-        if (cells >= most) {
-            break;
+            isGoingOn = rounds.thin(blocks, isWanted, kMostTriangles);
         }
     }
     dropUnusedVertices(mesh);

@@ -1,8 +1,12 @@
 #include "core/surface/triangle_pairs.h"
 
 #include "core/surface/exact_orientation.h"
+#include "core/values/batch.h"
+#include "core/values/eight_lanes.h"
+#include "core/values/interleaved_bits.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -219,10 +223,10 @@ private:
             after[i] = t[(corner + 1) % 3];
             before[i] = t[(corner + 2) % 3];
             normals[i] = cross(_vertices[after[i]] - p, _vertices[before[i]] - p);
-            normalize(normals[i]);
             mean = mean + normals[i];
         }
-        if (!(normalize(mean) > 0)) {
+        const double ofMean = kLeastCosine * kLeastCosine * dot(mean, mean);
+        if (!(ofMean > 0)) {
             return false;
         }
         // Seen along the mean, each triangle turns to the left. Around the vertex there is one turn if just
@@ -235,7 +239,9 @@ private:
         up = cross(mean, up);
         int turns = 0;
         for (std::size_t i = 0; i < n; ++i) {
-            if (!(dot(normals[i], mean) > kLeastCosine) || std::count(before, before + n, after[i]) != 1 ||
+            const double along = dot(normals[i], mean);
+            if (!(along > 0 && along * along > ofMean * dot(normals[i], normals[i])) ||
+                std::count(before, before + n, after[i]) != 1 ||
                 std::count(after, after + n, after[i]) != 1) {
                 return false;
             }
@@ -267,23 +273,14 @@ Box boxOf(std::span<const Point> vertices, const Triangle& t)
     return box;
 }
 
-/// Without branches, as half of them would be mispredicted.
-bool overlap(const Box& a, const Box& b)
-{
-    unsigned apart = 0;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        apart |= unsigned{a.lower[axis] > b.upper[axis]} | unsigned{b.lower[axis] > a.upper[axis]};
-    }
-    return apart == 0;
-}
-
 bool isDegenerate(std::span<const Point> vertices, const Triangle& t)
 {
     return t[0] == t[1] || t[1] == t[2] || t[2] == t[0] ||
            clearAxis(vertices[t[0]], vertices[t[1]], vertices[t[2]]) == 3;
 }
 
-/// Boxes in a binary tree, halved at the median along the longest axis.
+/// Boxes by eights, eight of these together and so on. What is near each other stands together: the boxes are
+/// in the order of the Morton codes of their middles.
 class BoxTree {
 public:
     struct Item {
@@ -291,131 +288,166 @@ public:
         std::uint32_t number;
     };
 
-    explicit BoxTree(std::vector<Item> items) : _items(std::move(items))
+    explicit BoxTree(const std::vector<Item>& items)
     {
-        if (!_items.empty()) {
-            _nodes.reserve(_items.size());
-            build(0, static_cast<std::uint32_t>(_items.size()));
+        if (items.empty()) {
+            return;
+        }
+        std::vector<std::uint64_t> order = inOrder(items);
+        _numbers.resize(items.size());
+        std::vector<Eight> eights((items.size() + kLanes - 1) / kLanes);
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            const Item& item = items[order[i] & kNumberBits];
+            _numbers[i] = item.number;
+            eights[i / kLanes].set(i % kLanes, item.box);
+        }
+        _levels.push_back(std::move(eights));
+        while (_levels.back().size() > 1) {
+            const std::vector<Eight>& below = _levels.back();
+            std::vector<Eight> above((below.size() + kLanes - 1) / kLanes);
+            for (std::size_t i = 0; i < below.size(); ++i) {
+                above[i / kLanes].set(i % kLanes, below[i].all());
+            }
+            _levels.push_back(std::move(above));
         }
     }
 
-    bool overlaps(const Box& box) const { return !_nodes.empty() && overlap(box, _nodes[0].box); }
-
-    /// Calls found(item, item) for each pair of boxes that overlap, once, and goesOn(share of the tree) in
-    /// between. False as soon as that is false.
+    /// Calls found(number, number) for each pair of boxes that overlap, once, and goesOn(share of the boxes)
+    /// in between. False as soon as that is false.
     template <class Found, class GoesOn>
     bool forEachPair(const Found& found, const GoesOn& goesOn) const
     {
-        for (std::uint32_t n = 0; n < _nodes.size(); ++n) {
-            const Node& node = _nodes[n];
-            const double share = static_cast<double>(n) / static_cast<double>(_nodes.size());
-            if (!goesOn(share) ||
-                (!isLeaf(n) && !forEachPairOf(n + 1, _nodes[n + 1].after, share, found, goesOn))) {
+        const std::size_t count = _levels.empty() ? 0 : _levels[0].size();
+        for (std::size_t e = 0; e < count; ++e) {
+            if (!goesOn(static_cast<double>(e) / static_cast<double>(count))) {
                 return false;
             }
-            for (std::uint32_t i = node.first; i < node.end; ++i) {
-                for (std::uint32_t j = i + 1; j < node.end; ++j) {
-                    if (overlap(_items[i].box, _items[j].box)) {
-                        found(_items[i], _items[j]);
-                    }
+            const Eight& eight = _levels[0][e];
+            const std::size_t size = std::min<std::size_t>(kLanes, _numbers.size() - kLanes * e);
+            forEachEight(eight.all(), e, [&](std::size_t other) {
+                for (std::size_t i = 0; i < size; ++i) {
+                    // Of its own eight each box meets those that follow.
+                    const Lanes8 following = other > e ? ~Lanes8{0} : ~Lanes8{0} << (i + 1);
+                    forEachLane(_levels[0][other].overlapping(eight.box(i)) & following, [&](int j) {
+                        found(_numbers[kLanes * e + i],
+                              _numbers[kLanes * other + static_cast<std::size_t>(j)]);
+                    });
                 }
-            }
+            });
         }
         return true;
     }
 
-    /// Calls found(item) for each box that overlaps one.
+    /// Calls found(number) for each box that overlaps one.
     template <class Found>
     void forEachOverlapping(const Box& box, const Found& found) const
     {
-        // A node's second child and what follows it stand behind the first one's: one goes through the list
-        // and jumps where nothing overlaps.
-        for (std::uint32_t n = 0; n < _nodes.size();) {
-            const Node& node = _nodes[n];
-            if (!overlap(box, node.box)) {
-                n = node.after;
-                continue;
-            }
-            for (std::uint32_t i = node.first; i < node.end; ++i) {
-                if (overlap(box, _items[i].box)) {
-                    found(_items[i]);
-                }
-            }
-            ++n;
+        if (_levels.empty()) {
+            return;
         }
+        forEachEight(box, 0, [&](std::size_t e) {
+            forEachLane(_levels[0][e].overlapping(box),
+                        [&](int i) { found(_numbers[kLanes * e + static_cast<std::size_t>(i)]); });
+        });
     }
 
 private:
-    struct Node {
-        Box box;
-        std::uint32_t first, end; ///< items of a leaf
-        std::uint32_t after;      ///< the node that follows the whole branch
-    };
-    static constexpr std::uint32_t kItemsOfLeaf = 4;
+    /// Lanes without a box are empty.
+    struct alignas(64) Eight {
+        std::array<double, kLanes> lower[3], upper[3];
 
-    std::vector<Item> _items;
-    std::vector<Node> _nodes;
-
-    bool isLeaf(std::uint32_t n) const { return _nodes[n].after == n + 1; }
-
-    /// The pairs of two branches.
-    template <class Found, class GoesOn>
-    bool forEachPairOf(std::uint32_t a, std::uint32_t b, double share, const Found& found,
-                       const GoesOn& goesOn) const
-    {
-        const Node& first = _nodes[a];
-        const Node& second = _nodes[b];
-        if (!overlap(first.box, second.box)) {
-            return true;
-        }
-        if (isLeaf(a) && isLeaf(b)) {
-            for (std::uint32_t i = first.first; i < first.end; ++i) {
-                for (std::uint32_t j = second.first; j < second.end; ++j) {
-                    if (overlap(_items[i].box, _items[j].box)) {
-                        found(_items[i], _items[j]);
-                    }
-                }
+        Eight()
+        {
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                lower[axis].fill(HUGE_VAL);
+                upper[axis].fill(-HUGE_VAL);
             }
-            return goesOn(share);
         }
-        // The larger branch is parted.
-        if (first.after - a >= second.after - b) {
-            return forEachPairOf(a + 1, b, share, found, goesOn) &&
-                   forEachPairOf(_nodes[a + 1].after, b, share, found, goesOn);
+        void set(std::size_t lane, const Box& box)
+        {
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                lower[axis][lane] = box.lower[axis];
+                upper[axis][lane] = box.upper[axis];
+            }
         }
-        return forEachPairOf(a, b + 1, share, found, goesOn) &&
-               forEachPairOf(a, _nodes[b + 1].after, share, found, goesOn);
+        Box box(std::size_t lane) const
+        {
+            return {{lower[0][lane], lower[1][lane], lower[2][lane]},
+                    {upper[0][lane], upper[1][lane], upper[2][lane]}};
+        }
+        Box all() const
+        {
+            Box all;
+            for (std::size_t lane = 0; lane < kLanes; ++lane) {
+                const Box one = box(lane);
+                all.add(one.lower, one.upper);
+            }
+            return all;
+        }
+        Lanes8 overlapping(const Box& other) const
+        {
+            Lanes8 lanes = 0;
+            for (std::size_t first = 0; first < kLanes; first += Batch::size) {
+                BatchMask meets(true);
+                for (std::size_t axis = 0; axis < 3; ++axis) {
+                    meets = meets && Batch::load(&lower[axis][first]) <= other.upper[axis] &&
+                            Batch::load(&upper[axis][first]) >= other.lower[axis];
+                }
+                lanes |= bitsOf(meets) << first;
+            }
+            return lanes;
+        }
+    };
+    static constexpr std::uint64_t kNumberBits = 0xffffffff;
+
+    std::vector<std::uint32_t> _numbers; ///< of the boxes in their order
+    std::vector<std::vector<Eight>>
+        _levels; ///< lane i of eight e is around eight 8 e + i of the level before
+
+    /// Calls found(e) for each eight of boxes, from `first` on, in whose box one lies.
+    template <class Found>
+    void forEachEight(const Box& box, std::size_t first, const Found& found) const
+    {
+        forEachEightOf(_levels.size() - 1, 0, box, first, found);
+    }
+    template <class Found>
+    void forEachEightOf(std::size_t level, std::size_t e, const Box& box, std::size_t first,
+                        const Found& found) const
+    {
+        if (level == 0) {
+            found(e);
+            return;
+        }
+        forEachLane(_levels[level][e].overlapping(box), [&](int lane) {
+            const std::size_t child = kLanes * e + static_cast<std::size_t>(lane);
+            if ((child + 1) << 3 * (level - 1) > first) {
+                forEachEightOf(level - 1, child, box, first, found);
+            }
+        });
     }
 
-    void build(std::uint32_t first, std::uint32_t end)
+    /// The numbers of items in the order of their codes, which stand above them.
+    static std::vector<std::uint64_t> inOrder(const std::vector<Item>& items)
     {
-        const auto number = _nodes.size();
-        _nodes.push_back({{}, first, end, 0});
         Box all;
-        Box middles;
-        for (std::uint32_t i = first; i < end; ++i) {
-            const Box& box = _items[i].box;
-            all.add(box.lower, box.upper);
-            const Point middle = box.lower + box.upper;
-            middles.add(middle, middle);
+        for (const Item& item : items) {
+            all.add(item.box.lower, item.box.upper);
         }
-        if (end - first > kItemsOfLeaf) {
-            _nodes[number].end = first;
-            const Point size = middles.upper - middles.lower;
-            const std::size_t axis = size[0] >= size[1] && size[0] >= size[2] ? 0
-                                     : size[1] >= size[2]                     ? 1
-                                                                              : 2;
-            const std::uint32_t half = first + (end - first) / 2;
-            std::nth_element(_items.begin() + first, _items.begin() + half, _items.begin() + end,
-                             [axis](const Item& a, const Item& b) {
-                                 return a.box.lower[axis] + a.box.upper[axis] <
-                                        b.box.lower[axis] + b.box.upper[axis];
-                             });
-            build(first, half);
-            build(half, end);
+        // Ten bits of a code are those of one axis; twice the middle counts.
+        constexpr double kCells = 1023;
+        const Point size = all.upper - all.lower;
+        std::vector<std::uint64_t> order(items.size());
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            const Box& box = items[i].box;
+            const Point twiceMiddle = box.lower - all.lower + (box.upper - all.lower);
+            const auto cell = [&](std::size_t axis) {
+                const double at = twiceMiddle[axis] / size[axis] * (0.5 * kCells);
+                return static_cast<std::uint32_t>(at > 0 ? std::min(at, kCells) : 0.0);
+            };
+            order[i] = interleave(cell(0), cell(1), cell(2)) << 32 | i;
         }
-        _nodes[number].box = all;
-        _nodes[number].after = static_cast<std::uint32_t>(_nodes.size());
+        std::sort(order.begin(), order.end());
+        return order;
     }
 };
 
@@ -435,21 +467,25 @@ bool forEachIntersection(std::span<const Point> vertices, std::span<const Triang
             items.push_back({boxOf(vertices, triangles[t]), t});
         }
     }
-    const BoxTree tree(std::move(items));
+    const BoxTree tree(items);
     const Intersections intersections(vertices);
     FlatFans fans(vertices, triangles);
     const auto meet = [&](std::uint32_t first, std::uint32_t second) {
         const Triangle& s = triangles[first];
         const Triangle& t = triangles[second];
+        // Without branches that are mispredicted as often as not.
+        unsigned both = 0;
+        for (unsigned k = 0; k < 3; ++k) {
+            both |= (unsigned{s[k] == t[0]} | unsigned{s[k] == t[1]} | unsigned{s[k] == t[2]}) << k;
+        }
         std::uint32_t shared[3];
         std::size_t count = 0;
-        for (const std::uint32_t v : s) {
-            if (v == t[0] || v == t[1] || v == t[2]) {
-                if (fans.isFlat(v)) {
-                    return false;
-                }
-                shared[count++] = v;
+        for (; both != 0; both &= both - 1) {
+            const std::uint32_t v = s[static_cast<std::size_t>(std::countr_zero(both))];
+            if (fans.isFlat(v)) {
+                return false;
             }
+            shared[count++] = v;
         }
         return intersections.intersect(s, t, {shared, count});
     };
@@ -460,21 +496,29 @@ bool forEachIntersection(std::span<const Point> vertices, std::span<const Triang
     };
     std::size_t asked = 0;
     const auto isGoingOn = [&](double share) {
-        constexpr std::size_t kBetweenQuestions = 1024;
+        constexpr std::size_t kBetweenQuestions = 64;
         return asked++ % kBetweenQuestions != 0 || goesOn(keepGoing, share);
     };
-    const bool isDone = tree.forEachPair(
-        [&](const BoxTree::Item& a, const BoxTree::Item& b) { report(a.number, b.number); }, isGoingOn);
+    const bool isDone = tree.forEachPair([&](std::uint32_t a, std::uint32_t b) { report(a, b); }, isGoingOn);
     if (!isDone || isWanted.empty()) {
         return isDone;
     }
+    std::vector<std::uint32_t> overlapping;
     for (std::uint32_t t = 0; t < triangles.size(); ++t) {
-        const Box box = boxOf(vertices, triangles[t]);
-        if (!wants(t) && tree.overlaps(box) && !isDegenerate(vertices, triangles[t])) {
-            if (!isGoingOn(1.0)) {
-                return false;
-            }
-            tree.forEachOverlapping(box, [&](const BoxTree::Item& item) { report(t, item.number); });
+        if (wants(t)) {
+            continue;
+        }
+        if (!isGoingOn(1.0)) {
+            return false;
+        }
+        overlapping.clear();
+        tree.forEachOverlapping(boxOf(vertices, triangles[t]),
+                                [&](std::uint32_t other) { overlapping.push_back(other); });
+        if (overlapping.empty() || isDegenerate(vertices, triangles[t])) {
+            continue;
+        }
+        for (const std::uint32_t other : overlapping) {
+            report(t, other);
         }
     }
     return true;

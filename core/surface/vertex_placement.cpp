@@ -1,5 +1,7 @@
 #include "core/surface/vertex_placement.h"
 
+#include "core/values/batch.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -29,11 +31,11 @@ struct Energy {
     double c = 0;
     Point origin;
 
-    Energy(std::span<const TangentPlane> planes, const Point& origin) : origin(origin)
+    Energy(std::span<const TangentPlane* const> planes, const Point& origin) : origin(origin)
     {
-        for (const TangentPlane& plane : planes) {
-            const Point& n = plane.normal;
-            const double d = plane.offset - dot(n, origin);
+        for (const TangentPlane* const plane : planes) {
+            const Point& n = plane->normal;
+            const double d = plane->offset - dot(n, origin);
             a.xx += n[0] * n[0];
             a.xy += n[0] * n[1];
             a.xz += n[0] * n[2];
@@ -178,34 +180,101 @@ Point leastOnBox(const Energy& energy, const Point& lower, const Point& upper)
 
 } // namespace
 
-PlacedVertex placeVertex(std::span<const TangentPlane> planes, const Point& lower, const Point& upper,
-                         bool isSharp)
+void SmoothPlacement::clear()
 {
-    Point mass{};
-    Point mean{};
-    for (const TangentPlane& plane : planes) {
-        mass = mass + plane.at;
-        mean = mean + plane.normal;
+    _count = 0;
+    _vertices.clear();
+}
+
+void SmoothPlacement::add(std::span<const TangentPlane* const> planes, const Point& lower, const Point& upper,
+                          bool isMiddle)
+{
+    const std::size_t lane = _count++;
+    for (std::size_t i = 0; i < planes.size(); ++i) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            _planes[i].at[axis][lane] = planes[i]->at[axis];
+            _planes[i].normal[axis][lane] = planes[i]->normal[axis];
+        }
+        _planes[i].offset[lane] = planes[i]->offset;
     }
-    mass = mass * (1.0 / static_cast<double>(planes.size()));
-    if (!(normalize(mean) > 0)) {
-        return {clamped(mass, lower, upper), false, false};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        _lower[axis][lane] = lower[axis];
+        _upper[axis][lane] = upper[axis];
     }
-    double along = 0;
-    double squares = 0;
-    double leastCosine = 1;
-    for (const TangentPlane& plane : planes) {
-        const double cosine = dot(plane.normal, mean);
-        const double residue = plane.offset - dot(plane.normal, plane.at);
-        const double bulge = plane.offset - dot(plane.normal, mass) - residue;
+    _share[lane] = 1.0 / static_cast<double>(planes.size());
+    _isMiddle[lane] = isMiddle ? 1 : 0;
+    _mostPlanes = std::max(_mostPlanes, planes.size());
+    if (_count == Batch::size) {
+        placeBatch();
+    }
+}
+
+std::span<const SmoothPlacement::Vertex> SmoothPlacement::place()
+{
+    placeBatch();
+    return _vertices;
+}
+
+void SmoothPlacement::placeBatch()
+{
+    static_assert(kLanes >= Batch::size);
+    const auto load = [](const Row& row) { return Batch::loadAligned(row.data()); };
+    const auto dot3 = [](const Batch(&a)[3], const Batch(&b)[3]) {
+        return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+    };
+    Batch mass[3] = {0.0, 0.0, 0.0};
+    Batch mean[3] = {0.0, 0.0, 0.0};
+    for (std::size_t i = 0; i < _mostPlanes; ++i) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            mass[axis] += load(_planes[i].at[axis]);
+            mean[axis] += load(_planes[i].normal[axis]);
+        }
+    }
+    const Batch length = sqrt(dot3(mean, mean));
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        mass[axis] *= load(_share);
+        mean[axis] /= length;
+    }
+    Batch along = 0.0;
+    Batch squares = 0.0;
+    Batch leastCosine = 1.0;
+    for (std::size_t i = 0; i < _mostPlanes; ++i) {
+        const Batch at[3] = {load(_planes[i].at[0]), load(_planes[i].at[1]), load(_planes[i].at[2])};
+        const Batch normal[3] = {load(_planes[i].normal[0]), load(_planes[i].normal[1]),
+                                 load(_planes[i].normal[2])};
+        const Batch offset = load(_planes[i].offset);
+        const Batch cosine = dot3(normal, mean);
+        const Batch residue = offset - dot3(normal, at);
+        const Batch bulge = offset - dot3(normal, mass) - residue;
         along += cosine * (residue + kShareOfBulge * bulge);
         squares += cosine * cosine;
-        leastCosine = std::min(leastCosine, dot(plane.normal, plane.normal) > 0 ? cosine : 1.0);
+        leastCosine = select(dot3(normal, normal) > 0.0 && cosine < leastCosine, cosine, leastCosine);
     }
-    if (leastCosine >= kCosineOfSmooth || !isSharp) {
-        const Point moved = mass + mean * (along / squares);
-        return {clamped(moved, lower, upper), false, !isWithin(moved, lower, upper)};
+    const BatchMask isMoved = length > 0.0 && load(_isMiddle) == 0.0;
+    double position[3][kLanes];
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const Batch lower = load(_lower[axis]);
+        const Batch upper = load(_upper[axis]);
+        const Batch p = select(isMoved, mass[axis] + mean[axis] * (along / squares), mass[axis]);
+        select(p < lower, lower, select(upper < p, upper, p)).store(position[axis]);
     }
+    const unsigned smooth = bitsOf(!isMoved || leastCosine >= kCosineOfSmooth);
+    for (std::size_t i = 0; i < _count; ++i) {
+        _vertices.push_back({{position[0][i], position[1][i], position[2][i]}, (smooth >> i & 1) != 0});
+    }
+    std::fill_n(_planes, _mostPlanes, PlaneRows{});
+    _mostPlanes = 0;
+    _count = 0;
+}
+
+CreaseVertex placeOnCrease(std::span<const TangentPlane* const> planes, const Point& lower,
+                           const Point& upper)
+{
+    Point mass{};
+    for (const TangentPlane* const plane : planes) {
+        mass = mass + plane->at;
+    }
+    mass = mass * (1.0 / static_cast<double>(planes.size()));
     const Energy energy(planes, mass);
     double values[3];
     double vectors[3][3];
@@ -219,9 +288,9 @@ PlacedVertex placeVertex(std::span<const TangentPlane> planes, const Point& lowe
         }
     }
     if (isWithin(mass + best, lower, upper)) {
-        return {mass + best, true, false};
+        return {mass + best, false};
     }
-    return {clamped(mass + leastOnBox(energy, lower - mass, upper - mass), lower, upper), true, true};
+    return {clamped(mass + leastOnBox(energy, lower - mass, upper - mass), lower, upper), true};
 }
 
 } // namespace zrk::surface

@@ -557,6 +557,21 @@ TEST(Surface, IsCleanWhenThinnedHoweverFewTheCells)
     }
 }
 
+// Fails where seams of blocks that have too many triangles to become one are left as they are.
+TEST(Surface, HasNoSliversAtSeamsWhenThinned)
+{
+    if (zrktest::isSanitized()) {
+        GTEST_SKIP() << "half a million triangles";
+    }
+    SurfaceSettings settings = cube(1.5, 90);
+    settings.keepsCreases = true;
+    settings.flatness = 0.02 * 3 / 90;
+    settings.threads = 2;
+    const auto mesh = extractSurface(prepared(Waves{4, 0.3}), settings);
+    EXPECT_GT(mesh->triangles.size(), 262144u) << "more than a block may have";
+    EXPECT_GT(reportOn(*mesh).smallestAngleDegrees, 0.1);
+}
+
 TEST(Surface, SolidMayLieAboveTheIsoValue)
 {
     SurfaceSettings settings = cube(1, 24);
@@ -600,6 +615,32 @@ TEST(Surface, ErrorsLeaveTheCutOut)
     const DistanceError error = *distanceError(*extractSurface(field, settings), field, settings);
     EXPECT_LT(error.centroidLargest, 0.3 / 40) << "the rim is rounded within a cell";
     EXPECT_GT(error.vertexRms, 0);
+}
+
+/// A box whose edges run across the cells.
+struct TurnedBox {
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        const V x = p[0] * (6.0 / 7) + p[1] * (2.0 / 7) + p[2] * (3.0 / 7);
+        const V y = p[0] * (-3.0 / 7) + p[1] * (6.0 / 7) + p[2] * (2.0 / 7);
+        const V z = p[0] * (-2.0 / 7) + p[1] * (-3.0 / 7) + p[2] * (6.0 / 7);
+        return BoxDistance{{1, 0.8, 0.6}}(Tensor<3, V>{x, y, z});
+    }
+};
+
+// Fails where vertices of creases that run through a neighbour stay where they were brought back to.
+TEST(Surface, ErrorsOfCreasesAreAFewHundredthsOfACell)
+{
+    const PreparedField field = prepared(TurnedBox{});
+    for (const std::int32_t cells : {60, 100, 140}) {
+        SCOPED_TRACE(cells);
+        SurfaceSettings settings = cube(1.5, cells);
+        settings.keepsCreases = true;
+        const DistanceError error = *distanceError(*extractSurface(field, settings), field, settings);
+        EXPECT_LT(error.vertexRms, 0.001 * 3 / cells);
+        EXPECT_LT(error.vertexLargest, 0.05 * 3 / cells);
+    }
 }
 
 // At the lower corner of a box differences towards larger coordinates stay on its faces.

@@ -1,0 +1,274 @@
+#include "core/surface/edge_roots.h"
+
+#include "core/values/batch.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+
+namespace zrk::surface {
+
+namespace {
+
+constexpr int kRootRounds = 6;
+constexpr double kRootTolerance = 1e-3; ///< of the difference along the edge
+constexpr double kSteep = 2;            ///< of a field, against the distance to the bounds
+
+/// A power of 2, so that it rounds nothing.
+double factorFor(double steepness)
+{
+    if (!(steepness > kSteep && std::isfinite(steepness))) {
+        return 1;
+    }
+    int exponent = 0;
+    const double share = std::frexp(steepness, &exponent);
+    return std::ldexp(1.0, share == 0.5 ? 1 - exponent : -exponent);
+}
+
+} // namespace
+
+void EdgeRoots::makeRoom(Rows& rows, std::size_t count)
+{
+    if (rows[0].size() < wholeBatches(count)) {
+        for (std::vector<double>& row : rows) {
+            row.resize(wholeBatches(count + count / 2));
+        }
+    }
+}
+
+void EdgeRoots::reserve(std::size_t more)
+{
+    makeRoom(_all, _count + more);
+    if (_fieldOf.size() < _count + more) {
+        _fieldOf.resize(_all[0].size());
+    }
+}
+
+/// Finds which positions of some edges are evaluated by which field.
+void EdgeRoots::findRuns(const std::vector<std::uint8_t>& fieldOf, std::size_t count)
+{
+    _runs.clear();
+    for (std::size_t first = 0; first < count;) {
+        const auto begin = fieldOf.begin() + static_cast<std::ptrdiff_t>(first);
+        const auto last = fieldOf.begin() + static_cast<std::ptrdiff_t>(count);
+        const auto end = std::upper_bound(begin, last, *begin);
+        first = static_cast<std::size_t>(end - fieldOf.begin());
+        _runs.push_back({*begin, first});
+    }
+}
+
+void EdgeRoots::evaluate(std::span<const PreparedField> fields, const double* x, const double* y,
+                         const double* z, const double* factors, double* values) const
+{
+    std::size_t first = 0;
+    for (const FieldRun& run : _runs) {
+        _field.values(fields[run.field], x + first, y + first, z + first, factors + first, run.end - first,
+                      values + first);
+        first = run.end;
+    }
+}
+
+void EdgeRoots::search(std::span<const PreparedField> fields)
+{
+    prepare(fields);
+    refine(fields);
+    findPlanes(fields);
+}
+
+/// Begins the brackets with whole edges.
+void EdgeRoots::prepare(std::span<const PreparedField> fields)
+{
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    for (std::vector<double>& row : _all) {
+        fillLastBatch(row.data(), _count);
+    }
+    _number.clear();
+    for (std::size_t r = 0; r < _count; r += Batch::size) {
+        const auto row = [&](Row name) { return _all[name].data() + r; };
+        const Batch difference = abs(Batch::load(row(ToValue)) - Batch::load(row(FromValue)));
+        // One of the three isn't 0.
+        const Batch length = Batch::load(row(AlongX)) + Batch::load(row(AlongY)) + Batch::load(row(AlongZ));
+        Batch(0.0).store(row(From));
+        Batch(1.0).store(row(To));
+        Batch(0.0).store(row(Moved));
+        Batch(1.0).store(row(Factor));
+        select(isFinite(difference), kRootTolerance * difference, Batch(0.0)).store(row(Tolerance));
+        unsigned steep = bitsOf(difference / length > kSteep && difference < kInfinity);
+        for (; steep != 0; steep &= steep - 1) {
+            const std::size_t number = r + static_cast<std::size_t>(std::countr_zero(steep));
+            if (number < _count) {
+                _number.push_back(static_cast<std::uint32_t>(number));
+                const double spacing = _all[AlongX][number] + _all[AlongY][number] + _all[AlongZ][number];
+                _all[Factor][number] =
+                    factorFor(std::abs(_all[ToValue][number] - _all[FromValue][number]) / spacing);
+            }
+        }
+    }
+    findSteepEnds(fields, _number);
+}
+
+/// The values at the ends of edges where the field is steep, multiplied by their factors. The field is asked
+/// again where the bounds had cut its value off.
+void EdgeRoots::findSteepEnds(std::span<const PreparedField> fields, std::span<const std::uint32_t> steep)
+{
+    for (const std::uint32_t r : steep) {
+        const double factor = _all[Factor][r];
+        double values[2] = {_all[FromValue][r], _all[ToValue][r]};
+        for (std::size_t end = 0; end < 2; ++end) {
+            const auto share = static_cast<double>(end);
+            const Point p{_all[X][r] + share * _all[AlongX][r], _all[Y][r] + share * _all[AlongY][r],
+                          _all[Z][r] + share * _all[AlongZ][r]};
+            const double limit = _field.outside(p);
+            if (values[end] > limit) {
+                values[end] = std::max(values[end] * factor, limit);
+            } else {
+                _field.values(fields[_fieldOf[r]], &p[0], &p[1], &p[2], &factor, 1, &values[end]);
+            }
+        }
+        if ((values[0] < 0) == (_all[FromValue][r] < 0) && (values[1] < 0) == (_all[ToValue][r] < 0)) {
+            _all[FromValue][r] = values[0];
+            _all[ToValue][r] = values[1];
+            _all[Tolerance][r] = kRootTolerance * std::abs(values[1] - values[0]);
+        } else { // too steep for the numbers
+            _all[Factor][r] = 1;
+        }
+    }
+}
+
+/// Bracketed secants (the Illinois rule), or the middle where an end isn't finite.
+void EdgeRoots::refine(std::span<const PreparedField> fields)
+{
+    findRuns(_fieldOf, _count);
+    makeRoom(_open, _count);
+    _number.resize(_count);
+    _fieldOfOpen.resize(_count);
+    // The first round takes all edges, later ones those that are left.
+    std::size_t open = 0;
+    const auto keep = [&](const Rows& from, std::size_t i, std::uint32_t number) {
+        for (std::size_t row = 0; row < kKeptRows; ++row) {
+            _open[row][open] = from[row][i];
+        }
+        _number[open] = number;
+        _fieldOfOpen[open++] = _fieldOf[number];
+    };
+    const auto isOpen = [](const Rows& rows, std::size_t i) {
+        return !(std::abs(rows[Value][i]) <= rows[Tolerance][i]);
+    };
+    refineOnce(_all, _count, true, fields);
+    for (std::size_t i = 0; i < _count; ++i) {
+        if (isOpen(_all, i)) {
+            keep(_all, i, static_cast<std::uint32_t>(i));
+        }
+    }
+    for (int round = 1; round < kRootRounds && open > 0; ++round) {
+        const std::size_t count = open;
+        for (std::size_t row = 0; row < kKeptRows; ++row) {
+            fillLastBatch(_open[row].data(), count);
+        }
+        findRuns(_fieldOfOpen, count);
+        refineOnce(_open, count, false, fields);
+        open = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::uint32_t number = _number[i];
+            _all[At][number] = _open[At][i];
+            _all[Value][number] = _open[Value][i];
+            if (isOpen(_open, i)) {
+                keep(_open, i, number);
+            }
+        }
+    }
+}
+
+/// @param isFirst  the step that begins at `Start`.
+void EdgeRoots::refineOnce(Rows& rows, std::size_t count, bool isFirst, std::span<const PreparedField> fields)
+{
+    const auto load = [&](Row name, std::size_t r) { return Batch::load(rows[name].data() + r); };
+    const auto store = [&](Row name, std::size_t r, Batch value) { value.store(rows[name].data() + r); };
+    for (std::size_t r = 0; r < count; r += Batch::size) {
+        const Batch from = load(From, r);
+        const Batch to = load(To, r);
+        const Batch fromValue = load(FromValue, r);
+        Batch share = from - fromValue * (to - from) / (load(ToValue, r) - fromValue);
+        if (isFirst) {
+            const Batch start = load(Start, r);
+            share = select(start == start, start, share);
+        }
+        const Batch at = select(share > from && share < to, share, 0.5 * (from + to));
+        store(At, r, at);
+        store(PX, r, load(X, r) + at * load(AlongX, r));
+        store(PY, r, load(Y, r) + at * load(AlongY, r));
+        store(PZ, r, load(Z, r) + at * load(AlongZ, r));
+    }
+    evaluate(fields, rows[PX].data(), rows[PY].data(), rows[PZ].data(), rows[Factor].data(),
+             rows[Value].data());
+    for (std::size_t r = 0; r < count; r += Batch::size) {
+        const Batch at = load(At, r);
+        const Batch value = load(Value, r);
+        const Batch fromValue = load(FromValue, r);
+        const Batch toValue = load(ToValue, r);
+        const Batch moved = load(Moved, r);
+        const BatchMask isLower = (value < 0.0 && fromValue < 0.0) || (!(value < 0.0) && !(fromValue < 0.0));
+        // An end that stays for a second time counts half, so that it is moved, too.
+        store(From, r, select(isLower, at, load(From, r)));
+        store(To, r, select(isLower, load(To, r), at));
+        store(FromValue, r, select(isLower, value, fromValue * select(moved == 1.0, Batch(0.5), Batch(1.0))));
+        store(ToValue, r, select(isLower, toValue * select(moved == -1.0, Batch(0.5), Batch(1.0)), value));
+        store(Moved, r, select(isLower, Batch(-1.0), Batch(1.0)));
+    }
+}
+
+/// Tangent planes at the crossings, by one-sided differences. What is left of a root's value moves the plane.
+void EdgeRoots::findPlanes(std::span<const PreparedField> fields)
+{
+    _planes.resize(wholeBatches(_count));
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        if (_stepped[axis].size() < _all[0].size()) {
+            _stepped[axis].resize(_all[0].size());
+            _steppedValues[axis].resize(_all[0].size());
+        }
+    }
+    const auto load = [&](Row name, std::size_t r) { return Batch::load(_all[name].data() + r); };
+    for (std::size_t r = 0; r < _count; r += Batch::size) {
+        const Batch at = load(At, r);
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const Batch p =
+                load(static_cast<Row>(X + axis), r) + at * load(static_cast<Row>(AlongX + axis), r);
+            p.store(_all[PX + axis].data() + r);
+            (p + kGradientStep * _grid.spacing[axis]).store(_stepped[axis].data() + r);
+        }
+    }
+    findRuns(_fieldOf, _count);
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const auto row = [&](std::size_t i) { return i == axis ? _stepped[i].data() : _all[PX + i].data(); };
+        evaluate(fields, row(0), row(1), row(2), _all[Factor].data(), _steppedValues[axis].data());
+    }
+    for (std::size_t r = 0; r < _count; r += Batch::size) {
+        Batch p[3];
+        Batch n[3];
+        const Batch value = load(Value, r);
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            p[axis] = load(static_cast<Row>(PX + axis), r);
+            n[axis] = (Batch::load(_steppedValues[axis].data() + r) - value) /
+                      (Batch::load(_stepped[axis].data() + r) - p[axis]);
+        }
+        const Batch slope = sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+        const Batch residue = value / slope;
+        // Where an end isn't finite, the value tells nothing of the way to the surface.
+        const BatchMask isPlane =
+            load(Tolerance, r) > 0.0 && slope > 0.0 && isFinite(slope) && isFinite(residue);
+        double rows[7][Batch::size];
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            n[axis] = select(isPlane, n[axis] / slope, Batch(0.0));
+            p[axis].store(rows[axis]);
+            n[axis].store(rows[3 + axis]);
+        }
+        select(isPlane, n[0] * p[0] + n[1] * p[1] + n[2] * p[2] - residue, Batch(0.0)).store(rows[6]);
+        for (std::size_t i = 0; i < Batch::size; ++i) {
+            _planes[r + i] = {
+                {rows[0][i], rows[1][i], rows[2][i]}, {rows[3][i], rows[4][i], rows[5][i]}, rows[6][i]};
+        }
+    }
+}
+
+} // namespace zrk::surface
