@@ -216,7 +216,8 @@ std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGr
     runTeam(std::clamp<std::size_t>(open.size(), 1, threads), [&](std::size_t worker, std::size_t) {
         std::vector<Index3> own;
         const KeepGoing asks = [&](double) {
-            if (worker == 0 && !goesOn(keepGoing, 0)) {
+            const double done = static_cast<double>(std::min(next.load(), open.size()));
+            if (worker == 0 && !goesOn(keepGoing, done / static_cast<double>(open.size()))) {
                 isStopped = true;
             }
             return !isStopped;
