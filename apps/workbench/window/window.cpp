@@ -33,6 +33,7 @@ namespace zrkworkbench {
 using zrkmodel::EditEvent;
 using zrkmodel::EditSession;
 using zrkui::scaled;
+using zrkui::ZRKCSSStyle;
 
 namespace {
 
@@ -60,6 +61,7 @@ Window::Window(WindowSettings settings)
       _writer(new DocumentWriter(this)),
       _reader(new FileReader(this)),
       _looker(new FileLooker(this)),
+      _followsSystem(_settings.palette == "system"),
       _writingSince(new QTimer(this)),
       _watcher(new QFileSystemWatcher(this)),
       _looksAtFile(new QTimer(this)),
@@ -75,7 +77,7 @@ Window::Window(WindowSettings settings)
     arrange();
     addMenus();
     joinParts();
-    applySheet();
+    ZRKCSSStyle::current().apply(*qApp, windowSheet());
     showTitle();
     showHistory();
     _canvas->setFocus();
@@ -143,8 +145,6 @@ void Window::arrange()
     resizeDocks({_viewDock, _inspectorDock}, {scaled(*this, 428), scaled(*this, 400)}, Qt::Vertical);
     resizeDocks({_problemsDock}, {scaled(*this, 88)}, Qt::Vertical);
 }
-
-void Window::applySheet() { zrkui::ZRKCSSStyle::current().apply(*qApp, windowSheet()); }
 
 void Window::joinParts()
 {
@@ -482,14 +482,30 @@ void Window::showEvent(QShowEvent* event)
     showTitle();
 }
 
+bool Window::event(QEvent* event)
+{
+    switch (event->type()) {
+    case QEvent::ApplicationFontChange:
+        useStyle(ZRKCSSStyle::current()); // sizes go with the font
+        break;
+    case QEvent::ApplicationPaletteChange:
+    case QEvent::ThemeChange:
+        followSystem();
+        break;
+    default:
+        break;
+    }
+    return QMainWindow::event(event);
+}
+
 void Window::changeEvent(QEvent* event)
 {
     QMainWindow::changeEvent(event);
-    if (event->type() == QEvent::ApplicationFontChange) {
-        applySheet(); // sizes go with the font
-    }
-    if (event->type() == QEvent::ActivationChange && isActiveWindow() && _session) {
-        _looksAtFile->start(150); // where folders can't be watched, this is when one notices
+    if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
+        followSystem(); // not every system tells
+        if (_session) {
+            _looksAtFile->start(150); // where folders can't be watched, this is when one notices
+        }
     }
 }
 

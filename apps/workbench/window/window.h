@@ -27,6 +27,7 @@ class QTimer;
 namespace zrkui {
 class ZRKCSSStyle;
 class ZRKPropertyView;
+struct FileReading;
 } // namespace zrkui
 
 namespace zrkworkbench {
@@ -118,6 +119,7 @@ protected:
     void changeEvent(QEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
+    bool event(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
@@ -162,7 +164,9 @@ private:
     DocumentWriter* _writer;
     FileReader* _reader;
     FileLooker* _looker;
-    QTimer* _writingSince; ///< a file is being written for so long that it is worth telling
+    bool _followsSystem;        ///< light or dark as the system is
+    bool _changesStyle = false; ///< by itself
+    QTimer* _writingSince;      ///< a file is being written for so long that it is worth telling
     struct SaveRequest {
         std::string target;
         bool overwrites;
@@ -200,7 +204,6 @@ private:
     QDockWidget* addDock(const QString& name, QWidget* content, Qt::DockWidgetArea area);
     void arrange();
     void joinParts();
-    void applySheet();
     void followEdit(const zrkmodel::EditEvent& event);
     void takeOver(std::unique_ptr<zrkmodel::EditSession> session,
                   std::shared_ptr<zrk::ProgressMonitor> monitor = nullptr,
@@ -228,6 +231,7 @@ private:
     void lockDocks(bool areLocked);
     void usePalette(const QString& name);
     void useStyle(const zrkui::ZRKCSSStyle& style);
+    void followSystem();
 
     // window_files.cpp
     void askAndOpen();
