@@ -93,6 +93,7 @@ Window::Window(WindowSettings settings)
 
 Window::~Window()
 {
+    zrkui::ZRKApp::ui().setReader({});
     _opener->cancel();
     _reader->cancel();
     _afterWriting.clear();
@@ -231,14 +232,19 @@ void Window::joinParts()
         const QString name = QFileInfo(QString::fromStdString(_writer->path())).fileName();
         _notices->show("writing", "Writing " + name + "; you can go on meanwhile.", {});
     });
-    _reader->onRead(
-        [this](const FileDrop& drop, std::vector<ReadFile> files) { takeRead(drop, std::move(files)); });
+    _reader->onDone([this](const std::function<void()>& done) { finishReading(done); });
     _reader->onProgress([this](const QString& file, double fraction) {
         _notices->showProgress("reading", "Reading " + file + "; you can go on meanwhile.", fraction, [this] {
             _reader->cancel();
+            _work.reset();
             _notices->remove("reading");
         });
     });
+    zrkui::ZRKApp::ui().setReader([this](zrkui::FileReading reading) { readForPanel(std::move(reading)); });
+    _canvas->onPasteReads(
+        [this](const std::string& files, std::function<void(zrkmodel::GraphDocument)> paste) {
+            readPasted(files, std::move(paste));
+        });
     _working = zrkui::ZRKApp::ui().onWork([this](const std::string& title, double fraction) {
         if (const auto node = _inspector->shownNode()) { // it is a panel that works
             _work = {*node, NodeBadge{NodeBadge::Kind::computing, fraction, QString::fromStdString(title)}};

@@ -11,7 +11,9 @@
 #include <QMainWindow>
 #include <QPointer>
 
+#include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -263,6 +265,10 @@ private:
 
     // window_drops.cpp
     void askAndAddFiles();
+    void finishReading(const std::function<void()>& done);
+    void readPasted(const std::string& files, std::function<void(zrkmodel::GraphDocument)> paste);
+    void readForPanel(zrkui::FileReading asked);
+    bool hasNode(std::uint16_t node, const std::weak_ptr<zrkmodel::ZRKGraphObject>& object) const;
     void takeRead(const FileDrop& drop, std::vector<ReadFile> files);
     void land(const FileDrop& drop, std::vector<ReadFile> files);
 
