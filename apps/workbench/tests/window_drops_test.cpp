@@ -176,6 +176,7 @@ TEST_F(WindowTest, WhatIsPastedIsReadWhileEditingGoesOn)
     settle(window);
     EXPECT_EQ(nodes.size(), 3u);
     EXPECT_THAT(window.message(), HasSubstr("gone.png"));
+    QGuiApplication::clipboard()->clear(); // other tests share it
 }
 
 TEST_F(WindowTest, PanelsImportWhileEditingGoesOn)

@@ -62,6 +62,7 @@ Window::Window(WindowSettings settings)
       _reader(new FileReader(this)),
       _looker(new FileLooker(this)),
       _followsSystem(_settings.palette == "system"),
+      _paintsAgain(new QTimer(this)),
       _writingSince(new QTimer(this)),
       _watcher(new QFileSystemWatcher(this)),
       _looksAtFile(new QTimer(this)),
@@ -149,12 +150,14 @@ void Window::arrange()
 
 void Window::joinParts()
 {
-    for (QTimer* timer : {_viewRefresh, _thumbnailRefresh, _rangeRefresh, _looksAtFile, _writingSince}) {
+    for (QTimer* timer :
+         {_viewRefresh, _thumbnailRefresh, _rangeRefresh, _looksAtFile, _paintsAgain, _writingSince}) {
         timer->setSingleShot(true);
     }
     connect(_viewRefresh, &QTimer::timeout, this, [this] { requestView(); });
     connect(_thumbnailRefresh, &QTimer::timeout, this, [this] { requestThumbnails(); });
     connect(_rangeRefresh, &QTimer::timeout, this, [this] { wantRanges(); });
+    connect(_paintsAgain, &QTimer::timeout, this, [this] { setUpdatesEnabled(true); });
     connect(_looksAtFile, &QTimer::timeout, this, [this] { lookAtFile(); });
     connect(_tick, &QTimer::timeout, this, [this] { writeRecovery(); });
     _tick->start(kSecond);

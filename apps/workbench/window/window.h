@@ -168,6 +168,7 @@ private:
     FileLooker* _looker;
     bool _followsSystem;        ///< light or dark as the system is
     bool _changesStyle = false; ///< by itself
+    QTimer* _paintsAgain;       ///< after another style
     QTimer* _writingSince;      ///< a file is being written for so long that it is worth telling
     struct SaveRequest {
         std::string target;

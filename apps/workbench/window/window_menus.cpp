@@ -332,7 +332,9 @@ void Window::usePalette(const QString& name)
 void Window::useStyle(const ZRKCSSStyle& style)
 {
     const QScopedValueRollback own(_changesStyle, true);
+    setUpdatesEnabled(false); // the widgets take it in now and are painted in a turn of their own
     style.apply(*qApp, windowSheet());
+    _paintsAgain->start(0);
     showTitle();
     _canvas->viewport()->update();
 }
