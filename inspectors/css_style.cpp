@@ -124,13 +124,12 @@ QGroupBox::title { subcontrol-origin: margin; padding: 0; }
 QFrame#Item, QFrame#SelectedItem { background: {popup}; border-radius: 6u; }
 QFrame#Item { border: 1px solid {paneLine}; }
 QFrame#SelectedItem { border: 1px solid {accent}; background: {accentFill}; }
-QLabel[zrkRole="caption"] { color: {text}; }
 QLabel[zrkRole="mark"] { color: {hint}; background: transparent; }
 QLabel[zrkRole="hint"] { color: {hint}; }
 QLabel[zrkRole="second"] { color: {secondText}; }
 QLabel[zrkRole="problem"] { color: {error}; }
 QLabel[zrkRole="warning"] { color: {warning}; }
-QLabel[zrkRole="title"] { color: {text}; font-weight: 600; }
+QLabel[zrkRole="title"] { font-weight: 600; }
 QScrollBar:vertical { background: transparent; width: 10u; margin: 0; }
 QScrollBar::handle:vertical { background: {edge}; border-radius: 3u; min-height: 24u; margin: 2u; }
 QScrollBar::handle:vertical:hover { background: {edgeHovered}; }
