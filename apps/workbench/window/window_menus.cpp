@@ -331,6 +331,7 @@ void Window::usePalette(const QString& name)
 
 void Window::useStyle(const ZRKCSSStyle& style)
 {
+    const Doing doing("changing the style");
     const QScopedValueRollback own(_changesStyle, true);
     setUpdatesEnabled(false); // the widgets take it in now and are painted in a turn of their own
     style.apply(*qApp, windowSheet());
