@@ -21,14 +21,12 @@ namespace zrk {
 
 namespace {
 
-struct NamedUnit {
-    std::string_view name;
-    LengthUnit unit;
-};
-
-constexpr NamedUnit kUnits[] = {{"m", LengthUnit::Meter},       {"cm", LengthUnit::Centimeter},
-                                {"mm", LengthUnit::Millimeter}, {"um", LengthUnit::Micron},
-                                {"inch", LengthUnit::Inch},     {"ft", LengthUnit::Foot}};
+constexpr NamedUnit kUnits[] = {{"m", "metre", LengthUnit::Meter},
+                                {"cm", "centimetre", LengthUnit::Centimeter},
+                                {"mm", "millimetre", LengthUnit::Millimeter},
+                                {"um", "micrometre", LengthUnit::Micron},
+                                {"inch", "inch", LengthUnit::Inch},
+                                {"ft", "foot", LengthUnit::Foot}};
 
 Result<void> writeIn(PartFormat format, const Part& part, const ByteSink& sink, ProgressMonitor* monitor)
 {
@@ -48,6 +46,8 @@ Result<void> writeIn(PartFormat format, const Part& part, const ByteSink& sink, 
 }
 
 } // namespace
+
+std::span<const NamedUnit> lengthUnits() { return kUnits; }
 
 Result<LengthUnit> lengthUnit(const std::string& place, const std::string& name)
 {

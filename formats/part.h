@@ -21,6 +21,15 @@ class ProgressMonitor;
 /// What a length of 1 in a model means. Nothing is converted by it.
 enum class LengthUnit { Meter, Centimeter, Millimeter, Micron, Inch, Foot };
 
+/// A unit as documents name it, and in a word.
+struct NamedUnit {
+    std::string_view name;
+    std::string_view word;
+    LengthUnit unit;
+};
+
+/// All units, the greatest of metres first, then those of inches.
+ZRK_API std::span<const NamedUnit> lengthUnits();
 /// The unit of a name as documents have it: m, cm, mm, um, inch or ft. Refuses any other.
 /// @param place  where the name stands, for the message.
 ZRK_API Result<LengthUnit> lengthUnit(const std::string& place, const std::string& name);

@@ -1,5 +1,6 @@
 #include "host/document_schema.h"
 
+#include "formats/part.h"
 #include "host/graph_document.h"
 #include "host/type_lookup.h"
 #include "model/file_import.h"
@@ -411,11 +412,14 @@ ZRKJson resourceSchema()
 ZRKJson contextSchema()
 {
     const ZRKJson box = tuple({numbers(3), numbers(3)});
+    ZRKJson units = ZRKJson::array();
+    for (const zrk::NamedUnit& unit : zrk::lengthUnits()) {
+        units.push_back(unit.name);
+    }
     return described(
         commentedObject(
             {{"unit",
-              {{"enum", {"m", "cm", "mm", "um", "inch", "ft"}},
-               {"description", "what a length of 1 stands for; nothing is rescaled"}}},
+              {{"enum", units}, {"description", "what a length of 1 stands for; nothing is rescaled"}}},
              {"modelBounds",
               described(box, "two opposite corners in model units: the box that is sampled; without it that "
                              "from (0, 0, 0) to (1, 1, 1)")},

@@ -79,6 +79,16 @@ std::vector<std::string> ZRKApp::askForFiles(const FileRequest& request, QWidget
     return paths;
 }
 
+void ZRKApp::readFiles(FileReading reading, QWidget* parent)
+{
+    if (_reader) {
+        _reader(std::move(reading));
+        return;
+    }
+    runLong(reading.title, parent, reading.read);
+    reading.done();
+}
+
 void ZRKApp::runLong(const std::string& title, QWidget* parent,
                      const std::function<void(zrk::ProgressMonitor&)>& work)
 {

@@ -16,6 +16,16 @@ namespace zrkui {
 
 class UIField;
 
+/// Files that a panel wants to be read.
+struct FileReading {
+    std::string title; ///< what is done, such as "importing part.obj"
+    std::string file;  ///< the first
+    /// On any thread; throws nothing.
+    std::function<void(zrk::ProgressMonitor&)> read;
+    /// On the interface's thread, once all is read; not called where it was stopped or the node is gone.
+    std::function<void()> done;
+};
+
 /// The application as panels see it: the open document, file dialogs, long work. Interface thread only.
 class ZRK_API ZRKApp {
 public:
@@ -31,6 +41,13 @@ public:
     std::vector<std::string> askForFiles(const FileRequest& request, QWidget* parent);
     /// Answers the dialogs instead of the user; an empty function gives them back to the user.
     void setFileDialog(FileDialog dialog) { _fileDialog = std::move(dialog); }
+
+    /// Reads files into a component that nobody else knows yet, on a thread apart where the application
+    /// offers one, and otherwise as long work. The owner of what is to have them takes them over when it is
+    /// done.
+    void readFiles(FileReading reading, QWidget* parent);
+    /// The one who reads files on a thread apart; an empty function for none.
+    void setReader(std::function<void(FileReading)> reader) { _reader = std::move(reader); }
 
     /// Runs work that takes long behind a dialog with its progress and a button to stop it. The work runs on
     /// this thread, as edits do; the dialog, which comes after half a second, keeps other input out.
@@ -58,6 +75,7 @@ public:
 private:
     zrkmodel::ZRKDocument* _document = nullptr;
     FileDialog _fileDialog;
+    std::function<void(FileReading)> _reader;
     std::string _lastFolder;
     nod::signal<void(const std::string&, double)> _work;
     nod::signal<void()> _workDone;

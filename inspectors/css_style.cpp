@@ -12,6 +12,7 @@
 #include <cassert>
 #include <cmath>
 #include <iterator>
+#include <utility>
 
 namespace zrkui {
 
@@ -71,9 +72,19 @@ static_assert(std::size(kTable) == kRoles);
 bool isHighContrast = false;
 const ZRKCSSStyle* applied = nullptr;
 
+QPalette askSystem()
+{
+    const QPalette own = QApplication::palette();
+    QApplication::setPalette(QPalette()); // without one of its own the application has that of the system
+    QPalette palette = QApplication::palette();
+    QApplication::setPalette(own);
+    return palette;
+}
+
+std::function<QPalette()> systemPalette = askSystem;
+
 // Names in braces stand for colours, numbers followed by "u" for scaled pixels.
 const char* const kSheet = R"(
-QWidget { color: {text}; }
 QToolTip { background: {popup}; color: {text}; border: 1px solid {edge}; padding: 4u; }
 QMainWindow, QDialog, QScrollArea, QScrollArea > QWidget > QWidget { background: {panel}; }
 QScrollArea { border: none; }
@@ -113,13 +124,12 @@ QGroupBox::title { subcontrol-origin: margin; padding: 0; }
 QFrame#Item, QFrame#SelectedItem { background: {popup}; border-radius: 6u; }
 QFrame#Item { border: 1px solid {paneLine}; }
 QFrame#SelectedItem { border: 1px solid {accent}; background: {accentFill}; }
-QLabel[zrkRole="caption"] { color: {text}; }
 QLabel[zrkRole="mark"] { color: {hint}; background: transparent; }
 QLabel[zrkRole="hint"] { color: {hint}; }
 QLabel[zrkRole="second"] { color: {secondText}; }
 QLabel[zrkRole="problem"] { color: {error}; }
 QLabel[zrkRole="warning"] { color: {warning}; }
-QLabel[zrkRole="title"] { color: {text}; font-weight: 600; }
+QLabel[zrkRole="title"] { font-weight: 600; }
 QScrollBar:vertical { background: transparent; width: 10u; margin: 0; }
 QScrollBar::handle:vertical { background: {edge}; border-radius: 3u; min-height: 24u; margin: 2u; }
 QScrollBar::handle:vertical:hover { background: {edgeHovered}; }
@@ -139,13 +149,6 @@ QProgressBar::chunk { background: {accent}; border-radius: 3u; }
 )";
 
 double scaleOf(const QFont& font) { return QFontInfo(font).pixelSize() / kBaseFont; }
-
-/// Whether the palette was dark when this was asked first.
-bool isSystemDark()
-{
-    static const bool isDark = QApplication::palette().color(QPalette::Window).lightness() < 128;
-    return isDark;
-}
 
 /// Check boxes with a tick, which a sheet has no way to draw.
 class TickStyle final : public QProxyStyle {
@@ -208,7 +211,15 @@ const ZRKCSSStyle& ZRKCSSStyle::dark()
 
 const ZRKCSSStyle& ZRKCSSStyle::current() { return applied ? *applied : light(); }
 
-const ZRKCSSStyle& ZRKCSSStyle::ofSystem() { return isSystemDark() ? dark() : light(); }
+const ZRKCSSStyle& ZRKCSSStyle::ofSystem()
+{
+    return systemPalette().color(QPalette::Window).lightness() < 128 ? dark() : light();
+}
+
+void ZRKCSSStyle::setSystemPalette(std::function<QPalette()> palette)
+{
+    systemPalette = palette ? std::move(palette) : askSystem;
+}
 
 QColor ZRKCSSStyle::color(Role role) const
 {
@@ -300,7 +311,6 @@ QString ZRKCSSStyle::filled(QString sheet, double scale) const
 
 void ZRKCSSStyle::apply(QApplication& application, const QString& more) const
 {
-    isSystemDark(); // as long as the palette is the system's
     if (!application.property(kIsStyled).toBool()) {
         QApplication::setStyle(new TickStyle); // owned by the application
         application.setProperty(kIsStyled, true);

@@ -6,6 +6,8 @@
 #include <QPalette>
 #include <QString>
 
+#include <functional>
+
 class QApplication;
 class QWidget;
 
@@ -60,8 +62,10 @@ public:
     static const ZRKCSSStyle& dark();
     /// The one that was applied last; before that the light one.
     static const ZRKCSSStyle& current();
-    /// Light or dark as the system's palette is.
+    /// Light or dark as the system's palette is now.
     static const ZRKCSSStyle& ofSystem();
+    /// Answers for the system what its palette is; an empty function lets the system answer again.
+    static void setSystemPalette(std::function<QPalette()> palette);
 
     QColor color(Role role) const;
     bool isDark() const { return _column == 1; }

@@ -67,6 +67,14 @@ public:
     virtual ZRKHeldData held() const = 0;
     /// Puts back what `held` of this object gave. Tells no one.
     virtual void hold(const ZRKHeldData& data) = 0;
+    /// Takes over what another component of the class has imported, as if it were imported here: reading may
+    /// so be done on another thread. Tells the listeners of both kinds.
+    virtual void takeImport(const ZRKDataHolder& from, const std::vector<std::filesystem::path>& files)
+    {
+        announceEdit();
+        hold(from.held());
+        announceImport(files);
+    }
     /// What of it was computed. Computations run on any thread; whoever shows them asks from time to time.
     virtual ZRKComputation computation() const { return {}; }
 

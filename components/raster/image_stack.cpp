@@ -174,6 +174,13 @@ ZRKHeldData ZRK3DImage::held() const
 
 void ZRK3DImage::hold(const ZRKHeldData& data) { _raster.set(data.part<zrk::Raster<1, 3, double>>(0)); }
 
+/// Announced as "raster".
+void ZRK3DImage::takeImport(const ZRKDataHolder& from, const std::vector<std::filesystem::path>& files)
+{
+    ZRKDataHolder::takeImport(from, files);
+    emitChange({"raster", this});
+}
+
 std::optional<zrk::Raster<1, 2, std::uint8_t>> ZRK3DImage::preview(double share) const
 {
     const SharedVolume raster = _raster.copy();

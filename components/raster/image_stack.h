@@ -110,6 +110,7 @@ public:
     /// The volume.
     ZRKHeldData held() const override;
     void hold(const ZRKHeldData& data) override;
+    void takeImport(const ZRKDataHolder& from, const std::vector<std::filesystem::path>& files) override;
 
     std::optional<zrk::Raster<1, 2, std::uint8_t>> preview(double share) const override;
 

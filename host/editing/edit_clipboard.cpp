@@ -3,6 +3,7 @@
 #include "host/editing/edit_session.h"
 #include "host/editing/fragment.h"
 #include "model/graph_object.h"
+#include "model/held_data.h"
 
 #include <fmt/core.h>
 
@@ -27,10 +28,49 @@ zrk::Result<ZRKJson> EditSession::fragment(const std::vector<std::uint16_t>& nod
     return fragmentOf(_document.toJson(), {nodes.begin(), nodes.end()}, wholeFolder(folder()).string());
 }
 
+/// Whether the same resource is there under the same uuid.
+bool EditSession::hasResource(const ZRKJson& entry) const
+{
+    const auto index = _parts.resources().indexOf(ZRKuuid(entry["uuid"].get<std::string>()));
+    return index && isSameResource(_parts.root()["resources"][*index], entry);
+}
+
+std::optional<std::string> EditSession::filesOfPaste(const std::string& text) const
+{
+    auto fragment = readFragment(text);
+    if (!fragment) {
+        return std::nullopt; // pasting tells
+    }
+    rebasePaths(*fragment, wholeFolder(folder()));
+    ZRKJson files{{"zrkGraph", 1}, {"resources", ZRKJson::array()}, {"nodes", ZRKJson::array()}};
+    if (const std::string unit = _document.unit(); !unit.empty()) {
+        files["context"] = {{"unit", unit}};
+    }
+    for (const ZRKJson& entry : fragment->value("resources", ZRKJson::array())) {
+        const bool isFile = entry.is_object() && entry.contains("path") && entry.contains("uuid") &&
+                            entry["uuid"].is_string();
+        if (isFile && !hasResource(entry)) {
+            files["resources"].push_back(entry);
+        }
+    }
+    for (ZRKJson entry : (*fragment)["nodes"]) {
+        if (entry.contains("import")) {
+            entry.erase("values");
+            files["nodes"].push_back(std::move(entry));
+        }
+    }
+    const bool isAny = !files["resources"].empty() || !files["nodes"].empty();
+    return isAny ? std::optional(documentText(files)) : std::nullopt;
+}
+
 /// Adds the resources of a fragment, or finds that they are there, and names them in it as they are then.
 zrk::Result<void> EditSession::pasteResources(ZRKJson& fragment, DocumentWarnings& warnings,
-                                              zrk::ProgressMonitor* monitor)
+                                              const PasteSettings& settings)
 {
+    const auto readOf = [&](const std::string& uuid) -> std::shared_ptr<ZRKSerializableObject> {
+        const auto index = settings.read ? settings.read->resources()->indexOf(ZRKuuid(uuid)) : std::nullopt;
+        return index ? settings.read->resources()->objects()[*index] : nullptr;
+    };
     ZRKJson pending = fragment.value("resources", ZRKJson::array());
     while (!pending.empty()) {
         ZRKJson later = ZRKJson::array();
@@ -53,17 +93,20 @@ zrk::Result<void> EditSession::pasteResources(ZRKJson& fragment, DocumentWarning
                 continue;
             }
             ZRKJson added = entry;
-            if (const auto index = _parts.resources().indexOf(ZRKuuid(name))) {
-                if (isSameResource(_parts.root()["resources"][*index], entry)) {
-                    continue;
-                }
+            if (hasResource(entry)) {
+                continue;
+            }
+            if (_parts.resources().indexOf(ZRKuuid(name))) {
                 const std::string newName = newResourceUuid();
                 for (ZRKJson* part : {&fragment["nodes"], &pending, &later}) {
                     replaceText(*part, name, newName);
                 }
                 added["uuid"] = newName;
             }
-            if (const auto known = addResource(added, &warnings, monitor); !known) {
+            if (const auto object = readOf(name)) {
+                object->setUuid(ZRKuuid(added["uuid"].get<std::string>()));
+                addResource(added, object);
+            } else if (const auto known = addResource(added, &warnings, settings.monitor); !known) {
                 return zrk::refused(known.error());
             }
             pending[i] = nullptr; // nobody waits for it any more
@@ -98,16 +141,27 @@ std::size_t EditSession::linkFromOutside(const ZRKJson& links, const std::map<in
 zrk::Result<Pasted> EditSession::paste(const std::string& text, const PasteSettings& settings)
 {
     return perform("Paste", "", [&] {
-        return readFragment(text).and_then(
-            [&](ZRKJson fragment) { return pasteFragment(std::move(fragment), settings); });
+        return readFragment(text).and_then([&](ZRKJson fragment) {
+            HeldByNode imported;
+            if (settings.read) {
+                for (const auto& node : settings.read->graph()->nodes()) {
+                    if (const auto* holder = dynamic_cast<const ZRKDataHolder*>(node->object.get())) {
+                        imported.emplace(node->id, holder->held());
+                    }
+                }
+            }
+            return pasteFragment(std::move(fragment), settings, imported);
+        });
     });
 }
 
-zrk::Result<Pasted> EditSession::pasteFragment(ZRKJson fragment, const PasteSettings& settings)
+/// @param imported  of nodes of the fragment, which isn't read again then.
+zrk::Result<Pasted> EditSession::pasteFragment(ZRKJson fragment, const PasteSettings& settings,
+                                               const HeldByNode& imported)
 {
     rebasePaths(fragment, wholeFolder(folder()));
     Pasted pasted;
-    if (const auto added = pasteResources(fragment, pasted.warnings, settings.monitor); !added) {
+    if (const auto added = pasteResources(fragment, pasted.warnings, settings); !added) {
         return zrk::refused(added.error());
     }
     const zrk::Result<int> first = nextId();
@@ -115,7 +169,7 @@ zrk::Result<Pasted> EditSession::pasteFragment(ZRKJson fragment, const PasteSett
         return zrk::refused(first.error());
     }
     std::map<int, int> newIds;
-    std::set<std::uint16_t> taken;
+    HeldByNode held;
     int id = *first;
     for (ZRKJson& entry : fragment["nodes"]) {
         const int former = entry["id"].get<int>();
@@ -123,11 +177,14 @@ zrk::Result<Pasted> EditSession::pasteFragment(ZRKJson fragment, const PasteSett
             ++id;
         }
         newIds[former] = id;
+        if (const auto known = imported.find(static_cast<std::uint16_t>(former)); known != imported.end()) {
+            held.emplace(static_cast<std::uint16_t>(id), known->second);
+        }
         entry["id"] = id++;
         entry.erase("bypass"); // it names nodes by their former ids
         shiftPosition(entry, settings.dx, settings.dy);
     }
-    auto nodes = insertNodes(fragment["nodes"], pasted.warnings, settings.monitor);
+    auto nodes = insertNodes(fragment["nodes"], pasted.warnings, settings.monitor, held);
     if (!nodes) {
         return zrk::refused(std::move(nodes.error()));
     }
@@ -153,7 +210,13 @@ zrk::Result<Pasted> EditSession::duplicate(const std::vector<std::uint16_t>& nod
 {
     return perform("Duplicate", "", [&] {
         return fragment(nodes).and_then([&](ZRKJson copied) {
-            return pasteFragment(std::move(copied), {true, dx, dy});
+            HeldByNode imported;
+            for (const std::uint16_t node : nodes) {
+                if (auto held = entry(node)->contains("import") ? heldBy(node) : std::nullopt) {
+                    imported.emplace(node, std::move(*held));
+                }
+            }
+            return pasteFragment(std::move(copied), {true, dx, dy}, imported);
         });
     });
 }

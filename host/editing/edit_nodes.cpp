@@ -112,10 +112,17 @@ void EditSession::insertNode(ZRKJson entry, std::shared_ptr<ZRKGraphObject> obje
 }
 
 /// Makes nodes of entries with ids that are free, by the same reading as that of a document.
+/// @param imported  of nodes by their ids; it isn't read again.
 zrk::Result<std::vector<std::uint16_t>> EditSession::insertNodes(ZRKJson entries, DocumentWarnings& warnings,
-                                                                 zrk::ProgressMonitor* monitor)
+                                                                 zrk::ProgressMonitor* monitor,
+                                                                 const HeldByNode& imported)
 {
-    const ZRKJson document{{"zrkGraph", 1}, {"nodes", entries}};
+    ZRKJson document{{"zrkGraph", 1}, {"nodes", entries}};
+    for (ZRKJson& entry : document["nodes"]) {
+        if (imported.contains(entry["id"].get<std::uint16_t>())) {
+            entry.erase("import");
+        }
+    }
     LoadSettings load = _settings.load;
     load.monitor = monitor ? monitor : load.monitor;
     load.resources = _document.resources();
@@ -130,6 +137,11 @@ zrk::Result<std::vector<std::uint16_t>> EditSession::insertNodes(ZRKJson entries
         const auto id = entry["id"].get<std::uint16_t>();
         std::shared_ptr<ZRKGraphObject> object = read->graph()->getNodePtr(id)->object;
         read->graph()->removeNode(id);
+        if (const auto held = imported.find(id); held != imported.end()) {
+            if (auto* holder = dynamic_cast<ZRKDataHolder*>(object.get())) {
+                holder->hold(held->second);
+            }
+        }
         insertNode(std::move(entry), std::move(object));
         ids.push_back(id);
     }

@@ -65,12 +65,17 @@ zrk::Result<std::string> EditSession::addResource(ZRKJson entry, DocumentWarning
                                       "a uuid that no other resource has",
                                       "leave the uuid out, or replace the resource that has it"));
         }
-        insertResource(entry, _parts.resourceCount(), std::move(*object));
-        std::vector<Restored> restored;
-        rebind(uuid, true, restored); // of those that waited for it
-        announce(restored);
+        addResource(entry, std::move(*object));
         return uuid;
     });
+}
+
+void EditSession::addResource(const ZRKJson& entry, std::shared_ptr<ZRKSerializableObject> object)
+{
+    insertResource(entry, _parts.resourceCount(), std::move(object));
+    std::vector<Restored> restored;
+    rebind(entry["uuid"].get<std::string>(), true, restored); // of those that waited for it
+    announce(restored);
 }
 
 /// Who uses a resource, for messages; empty where nobody does.

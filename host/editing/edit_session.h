@@ -64,6 +64,8 @@ struct PasteSettings {
     double dx = 0; ///< what is added to the positions
     double dy = 0;
     zrk::ProgressMonitor* monitor = nullptr;
+    /// What `filesOfPaste` gave, loaded apart: what comes from files is taken from there. May be null.
+    const GraphDocument* read = nullptr;
 };
 
 struct Pasted {
@@ -192,6 +194,9 @@ public:
     /// Adds what a text that `copy` made, or any document, has, under new ids, and selects it. A resource
     /// whose uuid is taken is the one that is there where both are the same, and gets a new uuid otherwise.
     zrk::Result<Pasted> paste(const std::string& text, const PasteSettings& settings = {});
+    /// What pasting a text would read from files: a document to be loaded apart, such as on another thread,
+    /// and given in the settings then. None where nothing would be read.
+    std::optional<std::string> filesOfPaste(const std::string& text) const;
     /// Copies nodes within the document. Links from others to them are made again.
     zrk::Result<Pasted> duplicate(const std::vector<std::uint16_t>& nodes, double dx = 20, double dy = 20);
 
@@ -353,8 +358,10 @@ private:
     void tellOf(const std::vector<EditChange>& changes, const std::vector<HeldChange>& held, bool forward);
     void deliver();
 
+    using HeldByNode = std::map<std::uint16_t, ZRKHeldData>;
     zrk::Result<std::vector<std::uint16_t>> insertNodes(ZRKJson entries, DocumentWarnings& warnings,
-                                                        zrk::ProgressMonitor* monitor);
+                                                        zrk::ProgressMonitor* monitor,
+                                                        const HeldByNode& imported = {});
     void insertNode(ZRKJson entry, std::shared_ptr<ZRKGraphObject> object);
     void eraseLink(Pin_handle input);
     ZRKLinkResult connect(Pin_handle output, Pin_handle input);
@@ -365,12 +372,15 @@ private:
     void insertResource(const ZRKJson& entry, std::size_t index,
                         std::shared_ptr<ZRKSerializableObject> object);
     void eraseResource(std::size_t index);
+    void addResource(const ZRKJson& entry, std::shared_ptr<ZRKSerializableObject> object);
     zrk::Result<void> replaceOne(const ZRKJson& entry, DocumentWarnings* warnings,
                                  zrk::ProgressMonitor* monitor);
     zrk::Result<ZRKJson> fragment(const std::vector<std::uint16_t>& nodes) const;
-    zrk::Result<Pasted> pasteFragment(ZRKJson fragment, const PasteSettings& settings);
+    zrk::Result<Pasted> pasteFragment(ZRKJson fragment, const PasteSettings& settings,
+                                      const HeldByNode& imported);
     zrk::Result<void> pasteResources(ZRKJson& fragment, DocumentWarnings& warnings,
-                                     zrk::ProgressMonitor* monitor);
+                                     const PasteSettings& settings);
+    bool hasResource(const ZRKJson& entry) const;
     std::size_t linkFromOutside(const ZRKJson& links, const std::map<int, int>& newIds);
     std::string userOf(const std::string& uuid) const;
     zrk::Result<void> editList(std::uint16_t node, const std::string& key, std::size_t index,

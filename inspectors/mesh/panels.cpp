@@ -4,6 +4,7 @@
 #include "components/mesh/mesh_sdf.h"
 #include "inspectors/app.h"
 #include "inspectors/field.h"
+#include "inspectors/file_import.h"
 #include "inspectors/panel_parts.h"
 
 #include <filesystem>
@@ -37,12 +38,7 @@ void importPanel(Component& c, ZRKPropertyView& view)
             UIField::say(button, paths.front() + ": found a folder or a device, expected an ordinary file");
             return;
         }
-        std::string problem;
-        ZRKApp::ui().runLong("importing " + paths.front(), button->window(),
-                             [&](zrk::ProgressMonitor& monitor) {
-                                 problem = messagesOf(c.importFiles({paths.begin(), paths.end()}, &monitor));
-                             });
-        UIField::say(button, problem);
+        importFiles(c, {paths.begin(), paths.end()}, "importing " + paths.front(), *button);
     });
 }
 

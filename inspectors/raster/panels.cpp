@@ -6,6 +6,7 @@
 #include "components/raster/raster_fx.h"
 #include "inspectors/app.h"
 #include "inspectors/field.h"
+#include "inspectors/file_import.h"
 #include "inspectors/images.h"
 #include "inspectors/panel_parts.h"
 #include "inspectors/preview.h"
@@ -87,11 +88,7 @@ void loadSlices(ZRKImageStack& c, QPushButtonWrapper& button, const FileRequest&
     if (paths.empty()) {
         return;
     }
-    std::string problem;
-    ZRKApp::ui().runLong("loading slices", button.window(), [&](zrk::ProgressMonitor& monitor) {
-        problem = messagesOf(c.importFiles({paths.begin(), paths.end()}, &monitor));
-    });
-    UIField::say(&button, problem);
+    importFiles(c, {paths.begin(), paths.end()}, "loading slices", button);
 }
 
 void imageStackPanel(ZRKImageStack& c, ZRKPropertyView& view)

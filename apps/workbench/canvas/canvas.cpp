@@ -335,7 +335,8 @@ void Canvas::buildMore()
     const zrkmodel::EffectiveTagScope tags;
     QElapsedTimer clock;
     clock.start();
-    while (!isWhole() && clock.elapsed() < kBuildMs) {
+    const Build stage = _build; // the steps between nodes and wires have turns of their own
+    while (_build == stage && !isWhole() && clock.elapsed() < kBuildMs) {
         buildNext();
     }
 }

@@ -68,6 +68,14 @@ public:
     void onWireHovered(std::function<void(std::optional<zrkmodel::PinAddress>)> listener);
     /// Shows names and values beside the wire that the pointer rests on.
     void showWireInfo(const std::vector<std::pair<QString, QString>>& rows);
+    /// Reads what a paste takes from files, apart, and calls `paste` with it; without one, pasting waits for
+    /// it.
+    void onPasteReads(
+        std::function<void(const std::string& files, std::function<void(zrkmodel::GraphDocument)> paste)>
+            reader)
+    {
+        _pasteReader = std::move(reader);
+    }
     /// The listener is told of what can't be done, and of what was done unasked.
     void onSaid(std::function<void(const QString& text, bool isProblem)> listener);
 
@@ -281,6 +289,7 @@ private:
     std::function<void(zrkmodel::PinAddress)> _viewWanted;
     std::function<void(std::optional<zrkmodel::PinAddress>)> _wireHovered;
     std::function<void(const QString&, bool)> _said;
+    std::function<void(const std::string&, std::function<void(zrkmodel::GraphDocument)>)> _pasteReader;
 
     // The scene (canvas.cpp)
     bool showsThumbnail(std::uint16_t id) const;
@@ -358,6 +367,8 @@ private:
     void updateActions();
     void copySelection();
     void paste();
+    void addPasted(const std::string& text, const zrkmodel::ZRKJson& fragment, QPointF shift,
+                   const zrkmodel::GraphDocument* read);
     void duplicate();
     void removeSelection(bool reconnects);
     void bypassSelection();

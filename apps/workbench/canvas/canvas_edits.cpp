@@ -461,6 +461,20 @@ void Canvas::paste()
         target = sceneAt(viewport()->rect().center());
     }
     const QPointF shift = hasCorner ? snapped(target - corner) : QPointF();
+    const auto files = _pasteReader ? _session->filesOfPaste(text) : std::nullopt;
+    if (!files) {
+        addPasted(text, fragment, shift, nullptr);
+        return;
+    }
+    _pasteReader(*files, [this, text, fragment, shift](const zrkmodel::GraphDocument& read) {
+        addPasted(text, fragment, shift, &read);
+    });
+}
+
+/// @param read  what the fragment takes from files; null where it is still to be read.
+void Canvas::addPasted(const std::string& text, const ZRKJson& fragment, QPointF shift,
+                       const zrkmodel::GraphDocument* read)
+{
     std::size_t warnings = 0;
     attempt("Paste", [&]() -> zrk::Result<void> {
         if (const auto kept = keepPlaces(); !kept) {
@@ -469,6 +483,7 @@ void Canvas::paste()
         zrkmodel::PasteSettings settings;
         settings.dx = shift.x();
         settings.dy = shift.y();
+        settings.read = read;
         const auto pasted = _session->paste(text, settings);
         if (!pasted) {
             return zrk::refused(pasted.error());

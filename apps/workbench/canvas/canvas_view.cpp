@@ -27,7 +27,7 @@ namespace {
 constexpr double kFitMargin = 48; ///< on the screen
 constexpr int kFitMs = 160;
 constexpr std::size_t kManyWires = 200; ///< which take longer than a frame
-constexpr int kParts = 12;              ///< in which the viewport is drawn again
+constexpr int kParts = 24;              ///< in which the viewport is drawn again
 
 } // namespace
 

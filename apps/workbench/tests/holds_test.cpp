@@ -1,5 +1,6 @@
 #include "apps/workbench/tests/window_fixture.h"
 #include "apps/workbench/window/held_actions.h"
+#include "apps/workbench/window/measured_documents.h"
 
 #include <gtest/gtest.h>
 
@@ -29,6 +30,20 @@ TEST_F(WindowTest, IsntHeldByWhatOneDoes)
                              action.action == "open a document of 50 nodes";
         EXPECT_LE(action.hold.processor, isSmall ? kMostWork : kMostLargeWork)
             << action.action << ": " << action.hold.what;
+    }
+}
+
+// Else it would be the list of problems that is measured, and a field that is 0.
+TEST(MeasuredDocuments, AreWellFormed)
+{
+    zrkmodel::ZRKGraphComponentsInit::initializeModule();
+    for (const zrkmodel::ZRKJson& document :
+         {chainOfNodes(50), sphereAndGyroid(), slowRaster(), nestedGradients()}) {
+        zrkmodel::DocumentWarnings warnings;
+        EXPECT_TRUE(zrkmodel::GraphDocument::parse(document.dump(), "measured.zrk.json", warnings));
+        for (const zrk::Fault& warning : warnings) {
+            ADD_FAILURE() << zrk::messageOf(warning);
+        }
     }
 }
 

@@ -49,5 +49,21 @@ TEST_F(NoticeBarTest, PutsAllInARowWhereThereIsRoom)
     EXPECT_LE(counter.count, 2) << "it comes to rest";
 }
 
+// It stands above a canvas that may be 256 pixels wide, and needs room for some words.
+TEST_F(NoticeBarTest, NeedsLittleRoomWhateverItSays)
+{
+    for (const int font : {13, 26}) {
+        QFont sized = QApplication::font();
+        sized.setPixelSize(font);
+        QApplication::setFont(sized);
+        NoticeBar bar;
+        bar.show("changed", QString("bracket_").repeated(30) + ".zrk.json was changed by another program.",
+                 {{"Read it, drop my changes"}, {"Keep mine, write over it"}, {"Save mine as..."}});
+        const int least = bar.minimumSizeHint().width();
+        EXPECT_GE(least, 140 * font / 13);
+        EXPECT_LE(least, 256 * font / 13);
+    }
+}
+
 } // namespace
 } // namespace zrkworkbench

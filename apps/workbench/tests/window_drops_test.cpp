@@ -2,8 +2,13 @@
 #include "apps/workbench/canvas/node_item.h"
 #include "apps/workbench/tests/window_fixture.h"
 #include "apps/workbench/window/inspector.h"
+#include "apps/workbench/window/watchdog.h"
+#include "inspectors/app.h"
+#include "model/held_data.h"
 #include "testing/source_folder.h"
 
+#include <QAction>
+#include <QClipboard>
 #include <QHelpEvent>
 #include <QToolTip>
 
@@ -129,10 +134,112 @@ TEST_F(WindowTest, ReadingCanBeStoppedAndIsntLostWithItsDocument)
     EXPECT_EQ(window.document()->graph()->nodes().size(), 4u);
 }
 
+const char* const kTetrahedron = "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf 1 3 2\nf 1 2 4\nf 2 3 4\nf 1 4 3\n";
+
+TEST_F(WindowTest, WhatIsPastedIsReadWhileEditingGoesOn)
+{
+    putMesh(path("large.obj"), 700);
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    settle(window);
+    QGuiApplication::clipboard()->setText(QString::fromStdString(
+        R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "MeshSDF", "import": "large.obj", "position": [0, 0]}]})"));
+    const auto& nodes = window.document()->graph()->nodes();
+    Watchdog watchdog(100);
+    window.canvas().action("paste")->trigger();
+    EXPECT_EQ(nodes.size(), 3u) << "nothing waits for it";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window.notices().has("reading"); }, 5000));
+    ASSERT_TRUE(press(window, "Stop"));
+    settle(window);
+    EXPECT_EQ(nodes.size(), 3u);
+    EXPECT_FALSE(window.session()->canUndo());
+
+    put("large.obj", kTetrahedron); // which is drawn at once
+    window.canvas().action("paste")->trigger();
+    ASSERT_TRUE(window.session()->setValue(1, "radius", 0.75));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return nodes.size() == 4; }, 30000));
+    EXPECT_EQ(window.session()->history().doneCount(), 2u) << "one step";
+    const auto held = [&] { return dynamic_cast<ZRKDataHolder&>(*nodes.back()->object).held(); };
+    EXPECT_NE(held().parts[0].data, nullptr);
+    settle(window);
+    for (const Watchdog::Hold& hold : watchdog.holds()) {
+        EXPECT_LT(hold.processor, isSanitized() ? 2000 : 200) << hold.what;
+    }
+    ASSERT_TRUE(window.session()->undo());
+    EXPECT_EQ(nodes.size(), 3u);
+
+    QGuiApplication::clipboard()->setText(R"({"zrkGraph": 1,
+        "resources": [{"uuid": "2b", "kind": "image2d", "path": "gone.png"}],
+        "nodes": [{"id": 1, "type": "RGBAImageSampler", "values": {"image": "2b"}}]})");
+    window.canvas().action("paste")->trigger();
+    settle(window);
+    EXPECT_EQ(nodes.size(), 3u);
+    EXPECT_THAT(window.message(), HasSubstr("gone.png"));
+    QGuiApplication::clipboard()->clear(); // other tests share it
+}
+
+TEST_F(WindowTest, PanelsImportWhileEditingGoesOn)
+{
+    putMesh(path("large.obj"), 700);
+    put("mesh.zrk.json",
+        R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "MeshSDF"}, {"id": 2, "type": "SphereSDF"}],
+        "output": [2, 0]})");
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("mesh.zrk.json")));
+    zrkui::ZRKApp::ui().setFileDialog(
+        [this](const zrkui::FileRequest&, QWidget*) { return std::vector<std::string>{path("large.obj")}; });
+    const auto import = [&] {
+        ASSERT_TRUE(window.select(1));
+        settle(window);
+        for (auto* button : window.panel()->findChildren<QAbstractButton*>()) {
+            if (button->text() == "Import Mesh") {
+                button->click();
+                return;
+            }
+        }
+        FAIL();
+    };
+    const auto held = [&] {
+        const auto record = window.document()->graph()->getNodePtr(1);
+        return dynamic_cast<ZRKDataHolder&>(*record->object).held().parts[0].data;
+    };
+    const auto badge = [&] { return window.canvas().node(1)->badge().kind; };
+    import();
+    EXPECT_EQ(held(), nullptr) << "nothing waits for it";
+    EXPECT_TRUE(QTest::qWaitFor([&] { return badge() == NodeBadge::Kind::computing; }, 10000));
+    ASSERT_TRUE(press(window, "Stop"));
+    EXPECT_EQ(held(), nullptr);
+    EXPECT_FALSE(window.session()->canUndo());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return badge() == NodeBadge::Kind::none; }, 10000));
+
+    put("large.obj", kTetrahedron); // which is drawn at once
+    import();
+    ASSERT_TRUE(window.select(2)); // the panel is closed meanwhile
+    ASSERT_TRUE(window.session()->setValue(2, "radius", 0.75));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return held() != nullptr; }, 30000));
+    EXPECT_EQ((*window.session()->entry(1))["import"], "large.obj");
+    EXPECT_EQ(window.session()->history().doneCount(), 2u) << "one step";
+    const auto mesh = held();
+    ASSERT_TRUE(window.session()->undo());
+    EXPECT_EQ(held(), nullptr);
+    ASSERT_TRUE(window.session()->redo());
+    EXPECT_EQ(held(), mesh) << "nothing is read again";
+
+    import();
+    ASSERT_TRUE(window.session()->removeNodes({1}));
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return window.message().find("is gone") != std::string::npos; }, 30000));
+    ASSERT_TRUE(window.session()->undo());
+    EXPECT_EQ(held(), mesh) << "what was read for a node that went is dropped";
+    zrkui::ZRKApp::ui().setFileDialog(nullptr);
+}
+
 // The component itself makes its lattice anew when its panel is opened.
 TEST_F(WindowTest, LookingAtANodeTakesNothingAway)
 {
-    put("edges.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf 1 3 2\nf 1 2 4\nf 2 3 4\nf 1 4 3\n");
+    put("edges.obj", kTetrahedron);
     put("beams.zrk.json", R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "BeamSDF", "import": "edges.obj"},
         {"id": 2, "type": "SphereSDF"}], "output": [2, 0]})");
     Window window;

@@ -1,6 +1,8 @@
 #include "apps/workbench/export/export_bar.h"
 #include "apps/workbench/export/export_dialog.h"
 #include "apps/workbench/tests/window_fixture.h"
+#include "core/mesh/beams/beam_lattice.h"
+#include "formats/zip_reader.h"
 
 #include <QAction>
 #include <QLabel>
@@ -14,6 +16,7 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -101,6 +104,48 @@ TEST_F(WindowExport, WritesWhatTheViewShows)
     EXPECT_THAT(window.message(), HasSubstr("values from -0.5 to 1.232"))
         << "those of the sphere, not tenfold";
     EXPECT_TRUE(window.problems().all().empty());
+}
+
+// Programs for printing take a lattice as beams, which need no fine mesh.
+TEST_F(WindowExport, ALatticeIsWrittenAsBeams)
+{
+    put("beams.zrk.json",
+        R"({"zrkGraph": 1, "context": {"modelBounds": [[-1.6, -1.6, -1.6], [1.6, 1.6, 1.6]]},
+        "nodes": [{"id": 1, "type": "BeamSDF", "values": {"min": [-1, -1, -1], "max": [1, 1, 1], "resolution": 2}},
+                  {"id": 2, "type": "SphereSDF"}],
+        "output": [1, 0]})");
+    Window window;
+    window.show();
+    ASSERT_TRUE(window.open(path("beams.zrk.json")));
+    const auto beamsIn = [&](const char* file) {
+        ExportDialog* dialog = ask(window, "Surface", path(file));
+        EXPECT_NE(dialog, nullptr);
+        setResolution(*dialog, 24);
+        dialog->accept();
+        waitForExport(window);
+        EXPECT_TRUE(std::filesystem::exists(path(file))) << window.message();
+        const std::string bytes = content(file);
+        const auto zip = zrk::valueOrThrow(
+            zrk::ZipReader::open({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, file));
+        const zrk::ZipEntry* model = zip.find("3D/3dmodel.model");
+        std::string text(model ? model->size : 0, ' ');
+        if (model) {
+            zip.stream(*model).read(text.data(), text.size());
+        }
+        std::size_t count = 0;
+        for (std::size_t at = text.find("beam v1="); at != std::string::npos;
+             at = text.find("beam v1=", at + 1)) {
+            ++count;
+        }
+        return count;
+    };
+    const auto beams = window.document()->beamsOf({1, 0});
+    ASSERT_TRUE(beams);
+    EXPECT_EQ(beamsIn("lattice.3mf"), beams->beamCount());
+    EXPECT_GT(beams->beamCount(), 6u);
+    ASSERT_TRUE(window.session()->setOutput(PinAddress{2, 0}));
+    settle(window);
+    EXPECT_EQ(beamsIn("ball.3mf"), 0u);
 }
 
 TEST_F(WindowExport, FailuresAreToldAndListedUntilAnExportSucceeds)

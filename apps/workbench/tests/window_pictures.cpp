@@ -57,7 +57,7 @@ public:
     template <class Step>
     void draw(const char* name, const std::string& document, Step&& step)
     {
-        Window window;
+        Window window({.palette = _palette, .edit = {}});
         window.resize(1440, 900);
         window.show();
         window.activateWindow();
@@ -75,7 +75,7 @@ public:
     template <class Step>
     void drawNew(const char* name, QSize size, Step&& step)
     {
-        Window window;
+        Window window({.palette = _palette, .edit = {}});
         window.resize(size);
         window.show();
         window.activateWindow();

@@ -239,6 +239,54 @@ TEST_F(WindowTest, InspectorTellsWhereInputsComeFrom)
     EXPECT_NE(window.inspector().findChild<QLabel*>("UnlinkedInput"), nullptr);
 }
 
+TEST_F(WindowTest, FollowsTheSystemsColoursAndFontWhileItRuns)
+{
+    using zrkui::ZRKCSSStyle;
+    bool isSystemDark = false;
+    ZRKCSSStyle::setSystemPalette(
+        [&] { return QPalette(isSystemDark ? QColor("#202020") : QColor("#EEEEEE")); });
+    Window window;
+    window.show();
+    const auto become = [&](bool isDark) {
+        isSystemDark = isDark;
+        QEvent change(QEvent::ThemeChange);
+        QApplication::sendEvent(&window, &change);
+    };
+    const auto ground = [&] {
+        return window.grab().toImage().pixelColor(2, window.height() - 2).lightness();
+    };
+    for (const bool isDark : {true, false, true}) {
+        become(isDark);
+        EXPECT_EQ(ZRKCSSStyle::current().isDark(), isDark);
+        EXPECT_EQ(ground() < 128, isDark) << ground();
+    }
+    window.command("Light")->trigger();
+    become(true);
+    EXPECT_FALSE(ZRKCSSStyle::current().isDark()) << "what was chosen stays";
+    window.command("System")->trigger();
+    EXPECT_TRUE(ZRKCSSStyle::current().isDark());
+    become(false);
+    EXPECT_FALSE(ZRKCSSStyle::current().isDark());
+
+    const auto heights = [&] {
+        return std::array{window.topBar().findChild<QLineEdit*>()->height(),
+                          window.canvas().nodeRect(1).height()};
+    };
+    ASSERT_TRUE(window.open(path("a.zrk.json")));
+    window.canvas().setZoom(1);
+    settle(window);
+    const auto before = heights();
+    QFont font = QApplication::font();
+    font.setPixelSize(26);
+    QApplication::setFont(font);
+    settle(window);
+    window.canvas().setZoom(1);
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        EXPECT_GT(heights()[i], 1.6 * before[i]) << i;
+    }
+    ZRKCSSStyle::setSystemPalette({});
+}
+
 TEST_F(WindowTest, ChangesItsColours)
 {
     using zrkui::ZRKCSSStyle;

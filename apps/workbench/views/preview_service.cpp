@@ -19,7 +19,8 @@ namespace zrkworkbench {
 namespace {
 
 constexpr std::uint32_t kKey = 0; ///< of lanes in which every request takes the place of the one before
-constexpr int kFlowSamples = 64;  ///< along the longer side of the slice whose range is told
+constexpr std::uint32_t kLetGoKey = 0x10000; ///< beside those of thumbnails, which are node ids
+constexpr int kFlowSamples = 64;             ///< along the longer side of the slice whose range is told
 
 /// What an exception tells, in a sentence and what can be done about it; nothing if it is about work that was
 /// stopped.
@@ -94,6 +95,11 @@ zrk::PreparedField PreviewService::prepare(const zrkmodel::OutputField& output)
 {
     const zrkmodel::ZRKDeferredBuilding deferred;
     return zrk::PreparedField(output.field);
+}
+
+void PreviewService::letGo(zrk::PreparedField field)
+{
+    _thumbnails.post(kLetGoKey, [field = std::move(field)](const WorkLane::Sender&) {});
 }
 
 void PreviewService::onSlice(std::function<void(const SlicePreview&, bool)> listener)

@@ -65,6 +65,8 @@ public:
 
     /// The field as it is now. Throws what building a chain throws.
     static zrk::PreparedField prepare(const zrkmodel::OutputField& output);
+    /// Lets go of one on another thread, as thousands of nodes take their time.
+    void letGo(zrk::PreparedField field);
 
     /// @{ One picture after the other, coarse first. The listener's second argument tells whether no newer
     /// request was made meanwhile.

@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
+#include <utility>
 
 namespace zrkworkbench {
 
@@ -208,7 +209,7 @@ void ViewPane::show(const ViewSource& source)
         }
     }
     try {
-        _field = PreviewService::prepare(source.output);
+        _previews->letGo(std::exchange(_field, PreviewService::prepare(source.output)));
     } catch (const std::exception& error) {
         say(error.what());
         return;

@@ -1,5 +1,6 @@
 #include "apps/workbench/window/document_panel.h"
 
+#include "formats/part.h"
 #include "inspectors/css_style.h"
 #include "inspectors/field.h"
 #include "inspectors/number_text.h"
@@ -10,7 +11,8 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <iterator>
+#include <cstddef>
+#include <string>
 #include <utility>
 
 namespace zrkworkbench {
@@ -21,9 +23,15 @@ using zrkui::UIField;
 
 namespace {
 
-const char* const kUnits[] = {"", "m", "cm", "mm", "um", "inch", "ft"};
-const std::vector<std::string> kUnitLabels{"none",       "metre", "centimetre", "millimetre",
-                                           "micrometre", "inch",  "foot"};
+/// No unit, and then all that there are.
+std::vector<std::string> unitLabels()
+{
+    std::vector<std::string> labels{"none"};
+    for (const zrk::NamedUnit& unit : zrk::lengthUnits()) {
+        labels.emplace_back(unit.word);
+    }
+    return labels;
+}
 
 } // namespace
 
@@ -31,7 +39,7 @@ DocumentPanel::DocumentPanel(QWidget* parent)
     : QWidget(parent),
       _lower(new zrkui::VectorWidget<3>({0, 0, 0})),
       _upper(new zrkui::VectorWidget<3>({1, 1, 1})),
-      _unit(new zrkui::QComboBoxWrapper(kUnitLabels, 0))
+      _unit(new zrkui::QComboBoxWrapper(unitLabels(), 0))
 {
     setObjectName("DocumentPanel");
     auto* column = new QVBoxLayout(this);
@@ -76,8 +84,10 @@ void DocumentPanel::display()
     const auto bounds = _session->document().samplingBounds();
     _lower->display(bounds.min);
     _upper->display(bounds.max);
-    const auto unit = std::find(std::begin(kUnits), std::end(kUnits), _session->document().unit());
-    _unit->display(static_cast<int>(unit - std::begin(kUnits)));
+    const std::string name = _session->document().unit();
+    const auto units = zrk::lengthUnits();
+    const auto unit = std::find_if(units.begin(), units.end(), [&](const auto& u) { return u.name == name; });
+    _unit->display(unit == units.end() ? 0 : static_cast<int>(unit - units.begin()) + 1);
 }
 
 /// Bounds without room are told at the corner that was edited, and the former ones stay.
@@ -106,7 +116,9 @@ void DocumentPanel::takeBounds(zrkui::VectorWidget<3>& edited)
 
 void DocumentPanel::takeUnit(int index)
 {
-    set("unit", index > 0 ? std::optional<ZRKJson>(kUnits[index]) : std::nullopt);
+    set("unit", index > 0
+                    ? std::optional<ZRKJson>(zrk::lengthUnits()[static_cast<std::size_t>(index) - 1].name)
+                    : std::nullopt);
 }
 
 void DocumentPanel::set(const char* key, std::optional<ZRKJson> value)

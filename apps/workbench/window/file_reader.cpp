@@ -1,6 +1,5 @@
 #include "apps/workbench/window/file_reader.h"
 
-#include "core/engine/progress.h"
 #include "core/values/stop.h"
 
 #include <QFileInfo>
@@ -18,12 +17,11 @@ constexpr int kReaderInterval = 15; ///< milliseconds between two looks at the w
 } // namespace
 
 struct FileReader::Job final : zrk::ProgressMonitor {
-    FileDrop drop;
+    FileReading reading;
     zrk::StopSign stop;
     std::atomic<int> current{0};
     std::atomic<double> fraction{0}; ///< of the current file
     std::atomic<bool> isDone{false};
-    std::vector<ReadFile> files; ///< for the window's thread once it is done
 
     void progress(double share) override { fraction = share; }
     bool interruptRequested() override { return stop.isRaised(); }
@@ -31,12 +29,10 @@ struct FileReader::Job final : zrk::ProgressMonitor {
     void run()
     {
         const zrk::StopScope scope(stop);
-        zrkmodel::LoadSettings load = drop.load;
-        load.monitor = this;
-        for (int i = 0; i < drop.files.size() && !stop.isRaised(); ++i) {
+        for (int i = 0; i < reading.files.size() && !stop.isRaised(); ++i) {
             current = i;
             fraction = 0;
-            files.push_back(readFile(drop.files[i].toStdString(), drop.document, drop.unit, load));
+            reading.read(i, *this);
         }
         isDone.store(true, std::memory_order_release);
     }
@@ -49,19 +45,19 @@ FileReader::FileReader(QObject* parent) : QObject(parent), _timer(new QTimer(thi
 
 FileReader::~FileReader() { cancel(); }
 
-void FileReader::read(FileDrop drop)
+void FileReader::read(FileReading reading)
 {
     if (_job) {
-        _waiting.push_back(std::move(drop));
+        _waiting.push_back(std::move(reading));
     } else {
-        start(std::move(drop));
+        start(std::move(reading));
     }
 }
 
-void FileReader::start(FileDrop drop)
+void FileReader::start(FileReading reading)
 {
     _job = std::make_shared<Job>();
-    _job->drop = std::move(drop);
+    _job->reading = std::move(reading);
     _thread = std::thread([job = _job] { job->run(); });
     _timer->start(kReaderInterval);
 }
@@ -83,10 +79,14 @@ void FileReader::look()
         return;
     }
     if (!_job->isDone.load(std::memory_order_acquire)) {
+        const FileReading& reading = _job->reading;
+        const int current = _job->current;
+        const double fraction = (current + _job->fraction) / static_cast<double>(reading.files.size());
         if (_progress) {
-            const int current = _job->current;
-            _progress(QFileInfo(_job->drop.files[current]).fileName(),
-                      (current + _job->fraction) / _job->drop.files.size());
+            _progress(QFileInfo(reading.files[current]).fileName(), fraction);
+        }
+        if (reading.progress) {
+            reading.progress(fraction);
         }
         return;
     }
@@ -94,12 +94,12 @@ void FileReader::look()
     _timer->stop();
     const std::shared_ptr<Job> job = std::exchange(_job, nullptr);
     if (!_waiting.empty()) {
-        FileDrop next = std::move(_waiting.front());
+        FileReading next = std::move(_waiting.front());
         _waiting.pop_front();
         start(std::move(next));
     }
-    if (_read) {
-        _read(job->drop, std::move(job->files));
+    if (_done) {
+        _done(job->reading.done);
     }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/workbench/window/dropped_files.h"
+#include "core/engine/progress.h"
 
 #include <QObject>
 #include <QString>
@@ -10,23 +10,23 @@
 #include <functional>
 #include <memory>
 #include <thread>
-#include <vector>
 
 class QTimer;
 
 namespace zrkworkbench {
 
-/// Files on their way into a document.
-struct FileDrop {
-    QStringList files;
-    std::array<double, 2> position{}; ///< of the first node
-    zrkmodel::LoadSettings load{};
-    std::string document;      ///< name of the document that they are for
-    std::string unit;          ///< its unit; may be empty
-    std::uint64_t session = 0; ///< the window's count of documents
+/// Files that are read together: those of a drop, of a paste, of an import.
+struct FileReading {
+    QStringList files; ///< what the user is told of them
+    /// Reads one of them, by its index; called in the reader's thread, and throws nothing.
+    std::function<void(int file, zrk::ProgressMonitor& monitor)> read;
+    /// Called in the window's thread once all are read.
+    std::function<void()> done;
+    /// The same some times a second, with 0 to 1 of all; may be empty.
+    std::function<void(double fraction)> progress{};
 };
 
-/// Reads files on a thread of its own, one drop after the other. All members are for the thread of the
+/// Reads files on a thread of its own, one reading after the other. All members are for the thread of the
 /// window, in which the listeners are called too.
 class FileReader : public QObject {
 public:
@@ -34,18 +34,15 @@ public:
     /// Stops what runs and waits for it.
     ~FileReader() override;
 
-    /// Is told of a drop once all of its files were read or refused.
-    void onRead(std::function<void(const FileDrop&, std::vector<ReadFile>)> listener)
-    {
-        _read = std::move(listener);
-    }
-    /// Is told some times a second of the file that is being read, with 0 to 1 of the whole drop.
+    /// Is given the last part of a reading, to be called there or, where it has to wait, later.
+    void onDone(std::function<void(std::function<void()> done)> listener) { _done = std::move(listener); }
+    /// Is told some times a second of the file that is being read, with 0 to 1 of the whole reading.
     void onProgress(std::function<void(const QString& file, double fraction)> listener)
     {
         _progress = std::move(listener);
     }
 
-    void read(FileDrop drop);
+    void read(FileReading reading);
     /// Stops what runs, and drops what waits; nothing of it is told.
     void cancel();
     bool isBusy() const { return _job != nullptr; }
@@ -54,12 +51,12 @@ private:
     struct Job;
     std::shared_ptr<Job> _job;
     std::thread _thread;
-    std::deque<FileDrop> _waiting;
+    std::deque<FileReading> _waiting;
     QTimer* _timer;
-    std::function<void(const FileDrop&, std::vector<ReadFile>)> _read;
+    std::function<void(std::function<void()>)> _done;
     std::function<void(const QString&, double)> _progress;
 
-    void start(FileDrop drop);
+    void start(FileReading reading);
     void look();
 };
 

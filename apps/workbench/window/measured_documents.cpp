@@ -44,7 +44,8 @@ ZRKJson chainOfNodes(int count)
     int last = 0;
     for (int i = 1; i < spheres; ++i) {
         const int id = spheres + i - 1;
-        addNode(document, id, "BinaryOperator", {{"op_name", "min"}}, 220 * (i % 40), 240 * (i / 40) + 8000);
+        addNode(document, id, "BinaryOperator", {{"op_name", "minimum"}}, 220 * (i % 40),
+                240 * (i / 40) + 8000);
         addLink(document, last, id, 0);
         addLink(document, i, id, 1);
         last = id;

@@ -33,6 +33,7 @@ namespace zrkworkbench {
 using zrkmodel::EditEvent;
 using zrkmodel::EditSession;
 using zrkui::scaled;
+using zrkui::ZRKCSSStyle;
 
 namespace {
 
@@ -60,6 +61,8 @@ Window::Window(WindowSettings settings)
       _writer(new DocumentWriter(this)),
       _reader(new FileReader(this)),
       _looker(new FileLooker(this)),
+      _followsSystem(_settings.palette == "system"),
+      _paintsAgain(new QTimer(this)),
       _writingSince(new QTimer(this)),
       _watcher(new QFileSystemWatcher(this)),
       _looksAtFile(new QTimer(this)),
@@ -75,7 +78,7 @@ Window::Window(WindowSettings settings)
     arrange();
     addMenus();
     joinParts();
-    applySheet();
+    ZRKCSSStyle::current().apply(*qApp, windowSheet());
     showTitle();
     showHistory();
     _canvas->setFocus();
@@ -91,6 +94,7 @@ Window::Window(WindowSettings settings)
 
 Window::~Window()
 {
+    zrkui::ZRKApp::ui().setReader({});
     _opener->cancel();
     _reader->cancel();
     _afterWriting.clear();
@@ -144,16 +148,16 @@ void Window::arrange()
     resizeDocks({_problemsDock}, {scaled(*this, 88)}, Qt::Vertical);
 }
 
-void Window::applySheet() { zrkui::ZRKCSSStyle::current().apply(*qApp, windowSheet()); }
-
 void Window::joinParts()
 {
-    for (QTimer* timer : {_viewRefresh, _thumbnailRefresh, _rangeRefresh, _looksAtFile, _writingSince}) {
+    for (QTimer* timer :
+         {_viewRefresh, _thumbnailRefresh, _rangeRefresh, _looksAtFile, _paintsAgain, _writingSince}) {
         timer->setSingleShot(true);
     }
     connect(_viewRefresh, &QTimer::timeout, this, [this] { requestView(); });
     connect(_thumbnailRefresh, &QTimer::timeout, this, [this] { requestThumbnails(); });
     connect(_rangeRefresh, &QTimer::timeout, this, [this] { wantRanges(); });
+    connect(_paintsAgain, &QTimer::timeout, this, [this] { setUpdatesEnabled(true); });
     connect(_looksAtFile, &QTimer::timeout, this, [this] { lookAtFile(); });
     connect(_tick, &QTimer::timeout, this, [this] { writeRecovery(); });
     _tick->start(kSecond);
@@ -231,14 +235,19 @@ void Window::joinParts()
         const QString name = QFileInfo(QString::fromStdString(_writer->path())).fileName();
         _notices->show("writing", "Writing " + name + "; you can go on meanwhile.", {});
     });
-    _reader->onRead(
-        [this](const FileDrop& drop, std::vector<ReadFile> files) { takeRead(drop, std::move(files)); });
+    _reader->onDone([this](const std::function<void()>& done) { finishReading(done); });
     _reader->onProgress([this](const QString& file, double fraction) {
         _notices->showProgress("reading", "Reading " + file + "; you can go on meanwhile.", fraction, [this] {
             _reader->cancel();
+            _work.reset();
             _notices->remove("reading");
         });
     });
+    zrkui::ZRKApp::ui().setReader([this](zrkui::FileReading reading) { readForPanel(std::move(reading)); });
+    _canvas->onPasteReads(
+        [this](const std::string& files, std::function<void(zrkmodel::GraphDocument)> paste) {
+            readPasted(files, std::move(paste));
+        });
     _working = zrkui::ZRKApp::ui().onWork([this](const std::string& title, double fraction) {
         if (const auto node = _inspector->shownNode()) { // it is a panel that works
             _work = {*node, NodeBadge{NodeBadge::Kind::computing, fraction, QString::fromStdString(title)}};
@@ -482,14 +491,30 @@ void Window::showEvent(QShowEvent* event)
     showTitle();
 }
 
+bool Window::event(QEvent* event)
+{
+    switch (event->type()) {
+    case QEvent::ApplicationFontChange:
+        useStyle(ZRKCSSStyle::current()); // sizes go with the font
+        break;
+    case QEvent::ApplicationPaletteChange:
+    case QEvent::ThemeChange:
+        followSystem();
+        break;
+    default:
+        break;
+    }
+    return QMainWindow::event(event);
+}
+
 void Window::changeEvent(QEvent* event)
 {
     QMainWindow::changeEvent(event);
-    if (event->type() == QEvent::ApplicationFontChange) {
-        applySheet(); // sizes go with the font
-    }
-    if (event->type() == QEvent::ActivationChange && isActiveWindow() && _session) {
-        _looksAtFile->start(150); // where folders can't be watched, this is when one notices
+    if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
+        followSystem(); // not every system tells
+        if (_session) {
+            _looksAtFile->start(150); // where folders can't be watched, this is when one notices
+        }
     }
 }
 

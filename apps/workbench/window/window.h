@@ -11,7 +11,9 @@
 #include <QMainWindow>
 #include <QPointer>
 
+#include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -27,6 +29,7 @@ class QTimer;
 namespace zrkui {
 class ZRKCSSStyle;
 class ZRKPropertyView;
+struct FileReading;
 } // namespace zrkui
 
 namespace zrkworkbench {
@@ -118,6 +121,7 @@ protected:
     void changeEvent(QEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
+    bool event(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
@@ -162,7 +166,10 @@ private:
     DocumentWriter* _writer;
     FileReader* _reader;
     FileLooker* _looker;
-    QTimer* _writingSince; ///< a file is being written for so long that it is worth telling
+    bool _followsSystem;        ///< light or dark as the system is
+    bool _changesStyle = false; ///< by itself
+    QTimer* _paintsAgain;       ///< after another style
+    QTimer* _writingSince;      ///< a file is being written for so long that it is worth telling
     struct SaveRequest {
         std::string target;
         bool overwrites;
@@ -200,7 +207,6 @@ private:
     QDockWidget* addDock(const QString& name, QWidget* content, Qt::DockWidgetArea area);
     void arrange();
     void joinParts();
-    void applySheet();
     void followEdit(const zrkmodel::EditEvent& event);
     void takeOver(std::unique_ptr<zrkmodel::EditSession> session,
                   std::shared_ptr<zrk::ProgressMonitor> monitor = nullptr,
@@ -228,6 +234,7 @@ private:
     void lockDocks(bool areLocked);
     void usePalette(const QString& name);
     void useStyle(const zrkui::ZRKCSSStyle& style);
+    void followSystem();
 
     // window_files.cpp
     void askAndOpen();
@@ -259,6 +266,10 @@ private:
 
     // window_drops.cpp
     void askAndAddFiles();
+    void finishReading(const std::function<void()>& done);
+    void readPasted(const std::string& files, std::function<void(zrkmodel::GraphDocument)> paste);
+    void readForPanel(zrkui::FileReading asked);
+    bool hasNode(std::uint16_t node, const std::weak_ptr<zrkmodel::ZRKGraphObject>& object) const;
     void takeRead(const FileDrop& drop, std::vector<ReadFile> files);
     void land(const FileDrop& drop, std::vector<ReadFile> files);
 

@@ -1,9 +1,12 @@
 #include "apps/workbench/canvas/canvas.h"
+#include "apps/workbench/window/dropped_files.h"
 #include "apps/workbench/window/file_reader.h"
 #include "apps/workbench/window/names.h"
 #include "apps/workbench/window/notice_bar.h"
 #include "apps/workbench/window/watchdog.h"
 #include "apps/workbench/window/window.h"
+#include "inspectors/app.h"
+#include "model/graph_object.h"
 
 #include <QDir>
 #include <QDragEnterEvent>
@@ -12,6 +15,10 @@
 #include <QMimeData>
 #include <QTimer>
 #include <QUrl>
+
+#include <array>
+#include <memory>
+#include <utility>
 
 namespace zrkworkbench {
 
@@ -35,6 +42,14 @@ QStringList localFiles(const QMimeData& data)
 }
 
 } // namespace
+
+/// Files on their way into a document.
+struct FileDrop {
+    QStringList files;
+    std::array<double, 2> position{}; ///< of the first node
+    std::string document;             ///< name of the document that they are for
+    std::uint64_t session = 0;        ///< the window's count of documents
+};
 
 void Window::askAndAddFiles()
 {
@@ -62,24 +77,109 @@ void Window::takeFiles(QStringList files, std::optional<QPointF> position)
     FileDrop drop;
     drop.files = files;
     drop.position = {place.x(), place.y()};
-    drop.load = _settings.edit.load;
     drop.document = _session->document().name();
-    drop.unit = _session->document().unit();
     drop.session = _sessions;
-    _reader->read(std::move(drop));
+    const auto read = std::make_shared<std::vector<ReadFile>>();
+    FileReading reading;
+    reading.files = files;
+    reading.read = [drop, read, load = _settings.edit.load,
+                    unit = _session->document().unit()](int file, zrk::ProgressMonitor& monitor) {
+        zrkmodel::LoadSettings settings = load;
+        settings.monitor = &monitor;
+        read->push_back(readFile(drop.files[file].toStdString(), drop.document, unit, settings));
+    };
+    reading.done = [this, drop, read] { takeRead(drop, std::move(*read)); };
+    _reader->read(std::move(reading));
 }
 
-/// Adds what was read, or asks where the document that it was for isn't shown any more.
-void Window::takeRead(const FileDrop& drop, std::vector<ReadFile> files)
+/// Lets something change the document that was read apart.
+void Window::finishReading(const std::function<void()>& done)
 {
     if (_session->isBusy()) { // an edit that lets events through
-        auto waiting = std::make_shared<std::vector<ReadFile>>(std::move(files));
-        QTimer::singleShot(kBusyMs, this, [this, drop, waiting] { takeRead(drop, std::move(*waiting)); });
+        QTimer::singleShot(kBusyMs, this, [this, done] { finishReading(done); });
         return;
     }
     if (!_reader->isBusy()) {
         _notices->remove("reading");
     }
+    done();
+}
+
+/// Reads what a paste brings from files, and goes on with it.
+void Window::readPasted(const std::string& files, std::function<void(zrkmodel::GraphDocument)> paste)
+{
+    struct Read {
+        zrkmodel::DocumentWarnings warnings;
+        zrk::Result<zrkmodel::GraphDocument> document = zrk::refused({});
+    };
+    const auto read = std::make_shared<Read>();
+    FileReading reading;
+    reading.files = QStringList{"what is pasted"};
+    reading.read = [read, files, name = _session->document().name(),
+                    load = _settings.edit.load](int, zrk::ProgressMonitor& monitor) {
+        zrkmodel::LoadSettings settings = load;
+        settings.monitor = &monitor;
+        read->document = zrk::attempt(
+            name, [&] { return zrkmodel::GraphDocument::parse(files, name, read->warnings, settings); });
+    };
+    reading.done = [this, read, paste = std::move(paste), session = _sessions] {
+        if (session != _sessions) {
+            say("What was pasted is read; the document that it was for is closed", false);
+        } else if (!read->document) {
+            tell(read->document.error(), ProblemList::Source::Edit);
+        } else {
+            std::vector<Problem> problems;
+            for (const zrk::Fault& warning : read->warnings) {
+                problems.push_back(problemOf(warning, Problem::Kind::Warning));
+            }
+            _problems.set(ProblemList::Source::Resource, std::move(problems));
+            paste(std::move(*read->document));
+        }
+    };
+    _reader->read(std::move(reading));
+}
+
+/// Reads what the panel of the selected node asks for, with a badge at the node.
+void Window::readForPanel(zrkui::FileReading asked)
+{
+    const auto node = _session ? _inspector->shownNode() : std::nullopt;
+    if (!node) {
+        return;
+    }
+    const std::weak_ptr<zrkmodel::ZRKGraphObject> object =
+        _session->document().graph()->getNodePtr(*node)->object;
+    FileReading reading;
+    reading.files = QStringList{QString::fromStdString(asked.file)};
+    reading.read = [read = asked.read](int, zrk::ProgressMonitor& monitor) { read(monitor); };
+    reading.progress = [this, node = *node, object,
+                        title = QString::fromStdString(asked.title)](double share) {
+        if (hasNode(node, object)) {
+            _work = {node, NodeBadge{NodeBadge::Kind::computing, share, title}};
+        }
+    };
+    reading.done = [this, node = *node, object, done = asked.done] {
+        _work.reset();
+        if (!hasNode(node, object)) {
+            say("The file is read; the node that it was for is gone", false);
+            return;
+        }
+        done();
+        _view->refresh();
+        wantView();
+    };
+    _reader->read(std::move(reading));
+}
+
+/// Whether a node is still there, and is the same.
+bool Window::hasNode(std::uint16_t node, const std::weak_ptr<zrkmodel::ZRKGraphObject>& object) const
+{
+    const auto record = _session->document().graph()->getNodePtr(node);
+    return record && record->object == object.lock();
+}
+
+/// Adds what was read, or asks where the document that it was for isn't shown any more.
+void Window::takeRead(const FileDrop& drop, std::vector<ReadFile> files)
+{
     std::vector<Problem> problems;
     for (const ReadFile& file : files) {
         if (!file.part) {

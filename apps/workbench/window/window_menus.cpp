@@ -24,6 +24,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QScopedValueRollback>
 #include <QSettings>
 
 namespace zrkworkbench {
@@ -319,6 +320,7 @@ void Window::lockDocks(bool areLocked)
 
 void Window::usePalette(const QString& name)
 {
+    _followsSystem = name == "system";
     useStyle(name == "dark"    ? ZRKCSSStyle::dark()
              : name == "light" ? ZRKCSSStyle::light()
                                : ZRKCSSStyle::ofSystem());
@@ -329,9 +331,25 @@ void Window::usePalette(const QString& name)
 
 void Window::useStyle(const ZRKCSSStyle& style)
 {
+    const Doing doing("changing the style");
+    const QScopedValueRollback own(_changesStyle, true);
+    setUpdatesEnabled(false); // the widgets take it in now and are painted in a turn of their own
     style.apply(*qApp, windowSheet());
+    _paintsAgain->start(0);
     showTitle();
     _canvas->viewport()->update();
+}
+
+/// Becomes light or dark where the system has.
+void Window::followSystem()
+{
+    if (_changesStyle || !_followsSystem) {
+        return;
+    }
+    const QScopedValueRollback own(_changesStyle, true); // asking changes the palette for a moment
+    if (const ZRKCSSStyle& style = ZRKCSSStyle::ofSystem(); &style != &ZRKCSSStyle::current()) {
+        useStyle(style);
+    }
 }
 
 void Window::fillSources()

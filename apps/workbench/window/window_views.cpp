@@ -118,9 +118,9 @@ void Window::requestView()
 
 bool Window::isSettled() const
 {
-    return !_opener->isBusy() && !_reader->isBusy() && _canvas->isSettled() && !_viewRefresh->isActive() &&
-           !_thumbnailRefresh->isActive() && _view->isSettled() && _thumbnailsPending.empty() &&
-           !_rangeRefresh->isActive() && _ranges.empty() && !_asked;
+    return !_paintsAgain->isActive() && !_opener->isBusy() && !_reader->isBusy() && _canvas->isSettled() &&
+           !_viewRefresh->isActive() && !_thumbnailRefresh->isActive() && _view->isSettled() &&
+           _thumbnailsPending.empty() && !_rangeRefresh->isActive() && _ranges.empty() && !_asked;
 }
 
 /// A node and all that reads from it have old pictures.

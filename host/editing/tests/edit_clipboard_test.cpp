@@ -55,6 +55,54 @@ TEST_F(EditClipboard, PastesUnderNewIdsWithInnerLinks)
     EXPECT_EQ(dropped.droppedLinks, 2u);
 }
 
+// Reading takes seconds for large files: it is done apart, and nothing is read when it is pasted.
+TEST_F(EditClipboard, TakesOverWhatWasReadApart)
+{
+    const auto session = openParts();
+    const std::string text = zrk::valueOrThrow(session->copy({7}));
+    EXPECT_FALSE(session->filesOfPaste(zrk::valueOrThrow(session->copy({1, 2}))));
+    EXPECT_FALSE(session->filesOfPaste("no fragment"));
+    const ZRKJson picture{
+        {"zrkGraph", 1},
+        {"resources", {{{"uuid", "gear"}, {"kind", "image2d"}, {"path", "ring.png"}}}},
+        {"nodes", {{{"id", 1}, {"type", "RGBAImageSampler"}, {"values", {{"image", "gear"}}}}}}};
+    const auto load = [&](const std::string& pasted) {
+        DocumentWarnings warnings;
+        const auto files = session->filesOfPaste(pasted);
+        return zrk::valueOrThrow(
+            GraphDocument::parse(files.value_or(""), session->document().name(), warnings));
+    };
+    const GraphDocument mesh = load(text);
+    const GraphDocument other = load(picture.dump());
+    for (const char* file : {"part.obj", "ring.png"}) {
+        std::filesystem::remove(path(file));
+    }
+    const auto held = [&](std::uint16_t node) {
+        return dynamic_cast<ZRKDataHolder&>(*objectOf(*session, node)).held();
+    };
+    PasteSettings settings;
+    settings.read = &mesh;
+    const Pasted pasted = zrk::valueOrThrow(session->paste(text, settings));
+    EXPECT_TRUE(pasted.warnings.empty());
+    ASSERT_NE(held(pasted.nodes[0]).parts[0].data, nullptr);
+    EXPECT_EQ((*session->entry(pasted.nodes[0]))["import"], "part.obj");
+    const ZRKHeldData before = held(pasted.nodes[0]);
+    ASSERT_TRUE(session->undo());
+    ASSERT_TRUE(session->redo());
+    EXPECT_EQ(held(pasted.nodes[0]), before);
+
+    const Pasted copied = zrk::valueOrThrow(session->duplicate({7}));
+    EXPECT_EQ(held(copied.nodes[0]), held(7)) << "a duplicate has the very same";
+
+    settings.read = &other; // under a uuid that is taken here
+    const Pasted sampler = zrk::valueOrThrow(session->paste(picture.dump(), settings));
+    const std::string uuid = valuesOf(*objectOf(*session, sampler.nodes[0]))["image"];
+    const auto index = session->document().resources()->indexOf(ZRKuuid(uuid));
+    ASSERT_TRUE(index) << uuid;
+    EXPECT_NE(uuid, "gear");
+    EXPECT_EQ(session->document().resources()->objects()[*index]->uuid(), ZRKuuid(uuid));
+}
+
 TEST_F(EditClipboard, BringsResourcesToAnotherDocument)
 {
     // Another folder, where "gear" and "here" mean something else and "ball" the same.
