@@ -1,3 +1,4 @@
+#include "testing/ball_union.h"
 #include "testing/picture_fields.h"
 
 #include <gtest/gtest.h>
@@ -242,6 +243,21 @@ TEST(Tracer, MaskedPixelsAreThoseOfTheWholePicture)
             } else {
                 ASSERT_EQ(some.kinds[at], PixelKind::CutByViewer) << "isn't its to write";
             }
+        }
+    }
+}
+
+// Boxes are looked at by what is left of the field there. Along the axes boxes of positions are no wider than
+// those of pixels: fails where a field is used outside of its box, for normals and for samples between two.
+TEST(Tracer, HitsTheSameWhateverIsLeftOut)
+{
+    const InsideField chain{PreparedField(chains::unionOfBalls(64, 0.3)), 0, SolidSide::Below};
+    const InsideField formula{prepared(chains::BallUnion{chains::manyBalls(64, 0.3)}), 0, SolidSide::Below};
+    const PositionBox region = cube(0.9);
+    for (const Vector3& from : {Vector3{0, 0, 1}, Vector3{-1, 0, 0}, Vector3{0.5, -0.75, 0.5}}) {
+        for (const std::int32_t size : {130, 500}) {
+            const Camera camera = viewOf(region, size, from);
+            EXPECT_TRUE(isSame(traced(chain, region, camera), traced(formula, region, camera))) << size;
         }
     }
 }
