@@ -288,5 +288,40 @@ TEST(Tracer, BoundsSpareSamples)
     EXPECT_LT(samples->load(), 15 * hits);
 }
 
+/// Counts the samples between two questions whether to stop.
+class Looks final : public ProgressMonitor {
+public:
+    explicit Looks(const std::atomic<std::size_t>& samples) : _samples(samples) {}
+
+    void progress(double) override {}
+    bool interruptRequested() override
+    {
+        const std::size_t now = _samples;
+        _most = std::max(_most, now - _last);
+        _last = now;
+        return false;
+    }
+    std::size_t most() const { return _most; }
+
+private:
+    const std::atomic<std::size_t>& _samples;
+    std::size_t _last = 0;
+    std::size_t _most = 0;
+};
+
+// A sample of a mesh may take microseconds.
+TEST(Tracer, AsksAfterSomeHundredSamplesWhetherToStop)
+{
+    const auto samples = std::make_shared<std::atomic<std::size_t>>(0);
+    Looks looks(*samples);
+    const PositionBox region = cube(1.3);
+    PictureWork work(1, &looks);
+    Tracer tracer({prepared(Counted{samples}), 0, SolidSide::Below}, region, work);
+    DepthPicture picture(512, 512);
+    ASSERT_TRUE(tracer.trace(viewOf(region, 512), Detail::Normals, picture));
+    EXPECT_GT(samples->load(), 100000U);
+    EXPECT_LT(looks.most(), 400U);
+}
+
 } // namespace
 } // namespace zrk::picture
