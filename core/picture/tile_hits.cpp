@@ -10,6 +10,9 @@ namespace {
 /// Corners of the tetrahedron that normals are taken from.
 constexpr Vector3 kTetrahedron[4] = {{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}};
 constexpr double kNormalReach = 0.35; ///< pixels
+/// Of a bracket, how far before its expected crossing a sample is taken. On the surface itself the side of a
+/// mesh is dear to tell.
+constexpr double kBeside = 0.025;
 
 /// Where the chord of two values crosses 0; the middle where they tell nothing.
 double chord(double from, double fromValue, double to, double toValue)
@@ -34,15 +37,17 @@ double parabola(const double (&depths)[3], const double (&values)[3], double fro
 
 } // namespace
 
-/// Takes a sample where the chord crosses 0, then halves what is left as long as the values tell little.
-/// Leaves the depth of each crossing in its bracket's `to`.
+/// Takes a sample a little before where the chord crosses 0, then halves what is left as long as the values
+/// tell little. Leaves the depth of each crossing in its bracket's `to`.
 void TileHits::narrow(std::vector<Bracket>& brackets)
 {
     constexpr int kRounds = 5;
     constexpr double kSettled = 0.1; // of the difference of the values at the ends
     _unsettled.clear();
     for (Bracket& b : brackets) {
-        _unsettled.push_back({&b, chord(b.from, b.fromValue, b.to, b.toValue)});
+        const double crossing = chord(b.from, b.fromValue, b.to, b.toValue);
+        const double beside = crossing - kBeside * (b.to - b.from);
+        _unsettled.push_back({&b, beside > b.from ? beside : crossing});
     }
     for (int round = 0; round < kRounds && !_unsettled.empty(); ++round) {
         std::size_t left = 0;

@@ -36,8 +36,8 @@ public:
     /// Writes what was gathered into a picture and forgets it. What is written after an interrupt is of no
     /// use.
     ///
-    /// A crossing is narrowed by one step of the regula falsi and placed by the parabola through its three
-    /// values. Normals are differences over a tetrahedron of 0.35 pixels.
+    /// A crossing is narrowed by one sample beside that of its chord and placed by the parabola through its
+    /// three values. Normals are differences over a tetrahedron of 0.35 pixels.
     void write(DepthPicture& out);
 
 private:
