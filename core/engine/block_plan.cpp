@@ -47,6 +47,7 @@ BlockPlan::BlockPlan(const BlockPlan& whole, const SlotDecisions& decisions)
         if (decisions.isConstant(slot, step.record)) {
             step.source = Source::Constant;
             step.kernel = nullptr;
+            step.operation = RowOperation::None;
             step.inputs.clear();
             step.reads.clear();
             step.positions.reset();
@@ -90,6 +91,7 @@ void BlockPlan::classify(const EvaluationSlot& slot, Step& step) const
     if (std::shared_ptr<const Kernel> ofRun = step.kernel->forRun()) {
         step.kernel = std::move(ofRun);
     }
+    step.operation = step.kernel->operation();
     const KernelReads reads = step.kernel->reads();
     const std::size_t inputCount = std::min(reads.inputs, node.inputs.size());
     for (std::size_t k = 0; k < inputCount; ++k) {

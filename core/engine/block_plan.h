@@ -53,9 +53,15 @@ public:
         std::optional<std::size_t> positions{}; ///< the slot of the positions, if the kernel reads them
         std::vector<std::size_t> lastReads;     ///< slots that no later kernel reads, so their rows can go
         std::vector<double> record; ///< of a constant, where it isn't the record that the slot holds
-        bool isPlanned = false;     ///< needed at every sample of a block
-        bool isHeld = false;        ///< keeps its rows until the block ends, since a closure may ask for them
+        RowOperation operation = RowOperation::None; ///< of the kernel
+        bool isPlanned = false;                      ///< needed at every sample of a block
+        bool isHeld = false; ///< keeps its rows until the block ends, since a closure may ask for them
 
+        /// Whether it is the lesser or the greater of its two inputs.
+        bool isExtreme() const
+        {
+            return operation == RowOperation::Minimum || operation == RowOperation::Maximum;
+        }
         bool runsAsLoops() const { return source == Source::Kernel && kernel->runsAsLoops(); }
     };
 

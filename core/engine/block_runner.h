@@ -33,6 +33,7 @@ public:
     BlockRunner(const BlockRunner&) = delete;
     BlockRunner& operator=(const BlockRunner&) = delete;
 
+    const std::shared_ptr<const BlockPlan>& plan() const { return _plan; }
     /// Between sweeps: another plan of the same chain.
     /// Precondition: neither plan has lanes.
     void use(std::shared_ptr<const BlockPlan> plan);

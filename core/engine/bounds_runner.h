@@ -41,9 +41,11 @@ private:
     IntervalRows _rows;
     std::vector<BoxBounds> _bounds; ///< by slot
     std::vector<const BoxBounds*> _inputs;
+    std::vector<IntervalRow> _matters; ///< by slot: which of its values can matter to the target
 
     void compute(const BlockPlan& plan, std::size_t slot, std::span<const EvaluationSlot> slots,
                  std::span<const PositionBox> boxes, BoxChoices* choices);
+    void chooseFromAbove(const BlockPlan& plan, std::size_t boxCount, std::vector<BoxChoices>& choices);
     void setPositions(std::span<const PositionBox> boxes, BoxBounds& out);
     void setRecord(const double* record, std::size_t componentCount, BoxBounds& out);
     void setUnbounded(std::size_t componentCount, BoxBounds& out);

@@ -209,6 +209,14 @@ public:
 
     KernelReads reads() const override { return Arguments::reads(kArity); }
     bool runsAsLoops() const override { return true; }
+    RowOperation operation() const override
+    {
+        if constexpr (formula_detail::Chooses<F> && requires { _formula.rowOperation(); }) {
+            return _formula.rowOperation();
+        } else {
+            return RowOperation::None;
+        }
+    }
 
     void sample(EvaluationContext& context) const override
     {

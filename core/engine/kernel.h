@@ -137,6 +137,9 @@ public:
     /// True if `block` neither reads nor writes samples, but only forwards rows and adds loops. The engine
     /// runs these loops later, and runs them again for other blocks that lie in the same rows.
     virtual bool runsAsLoops() const { return false; }
+    /// Minimum or maximum for a kernel that gives the lesser or the greater of its two inputs where these are
+    /// scalars of weight 1; else any other operation.
+    virtual RowOperation operation() const { return RowOperation::None; }
     /// The kernel that a whole run uses in this one's place, where this one may change between runs; null:
     /// this one itself. The engine asks once when a run begins.
     virtual std::shared_ptr<const Kernel> forRun() const { return nullptr; }

@@ -201,16 +201,13 @@ PreparedField::Worker::Worker(const Chain& chain)
     : _chain(chain), _plan(chain.plan()), _context(chain.slots()), _runner(_plan, _context)
 {}
 
-void PreparedField::Worker::use(const std::shared_ptr<const BlockPlan>& plan)
-{
-    if (plan != _plan) {
-        _runner.use(plan);
-        _plan = plan;
-    }
-}
+void PreparedField::Worker::use(const std::shared_ptr<const BlockPlan>& plan) { _plan = plan; }
 
 void PreparedField::Worker::sweep(const EvaluationDomain<3, double>& positions, BlockSink& sink)
 {
+    if (_runner.plan() != _plan) {
+        _runner.use(_plan);
+    }
     _context.slots[_chain.coordinatesSlot()].positions = &positions;
     if (!_plan->lanes().empty()) {
         // The same sample indices stood for other positions before.

@@ -3,8 +3,10 @@
 #include "core/engine/prepared_field.h"
 #include "core/surface/surface.h"
 
+#include <cstddef>
 #include <span>
 #include <utility>
+#include <vector>
 
 namespace zrk::picture {
 
@@ -39,12 +41,21 @@ public:
         }
     }
 
-    /// What the field's bounds over a box leave of it, where that is half of it or less; else itself. For
-    /// positions within the box the values are the same.
-    InsideField simplifiedFor(const PositionBox& box) const
+    /// Appends, for each box, what the field's bounds over it leave of the field, where that is three
+    /// quarters of it or less; else itself. For positions within the box the values are the same.
+    void simplifiedFor(std::span<const PositionBox> boxes, std::vector<InsideField>& out) const
     {
-        InsideField left(_field.simplifiedFor(box), _iso, _isAbove ? SolidSide::Above : SolidSide::Below);
-        return 2 * left._field.nodeCount() <= _field.nodeCount() ? left : *this;
+        const std::size_t most = _field.nodeCount() * 3 / 4;
+        std::vector<PreparedField> left(boxes.size(), _field);
+        if (most > 1) { // less than positions and a node is no field
+            _field.simplifiedFor(boxes, left);
+        }
+        for (PreparedField& one : left) {
+            out.push_back(*this);
+            if (one.nodeCount() <= most) {
+                out.back()._field = std::move(one);
+            }
+        }
     }
     /// True where both give the same values.
     friend bool operator==(const InsideField& a, const InsideField& b)

@@ -10,6 +10,9 @@ namespace {
 /// Corners of the tetrahedron that normals are taken from.
 constexpr Vector3 kTetrahedron[4] = {{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}};
 constexpr double kNormalReach = 0.35; ///< pixels
+/// Of a bracket, how far before its expected crossing a sample is taken. On the surface itself the side of a
+/// mesh is dear to tell.
+constexpr double kBeside = 0.025;
 
 /// Where the chord of two values crosses 0; the middle where they tell nothing.
 double chord(double from, double fromValue, double to, double toValue)
@@ -34,15 +37,17 @@ double parabola(const double (&depths)[3], const double (&values)[3], double fro
 
 } // namespace
 
-/// Takes a sample where the chord crosses 0, then halves what is left as long as the values tell little.
-/// Leaves the depth of each crossing in its bracket's `to`.
-void TileHits::narrow()
+/// Takes a sample a little before where the chord crosses 0, then halves what is left as long as the values
+/// tell little. Leaves the depth of each crossing in its bracket's `to`.
+void TileHits::narrow(std::vector<Bracket>& brackets)
 {
     constexpr int kRounds = 5;
     constexpr double kSettled = 0.1; // of the difference of the values at the ends
     _unsettled.clear();
-    for (Bracket& b : _brackets) {
-        _unsettled.push_back({&b, chord(b.from, b.fromValue, b.to, b.toValue)});
+    for (Bracket& b : brackets) {
+        const double crossing = chord(b.from, b.fromValue, b.to, b.toValue);
+        const double beside = crossing - kBeside * (b.to - b.from);
+        _unsettled.push_back({&b, beside > b.from ? beside : crossing});
     }
     for (int round = 0; round < kRounds && !_unsettled.empty(); ++round) {
         std::size_t left = 0;
@@ -52,7 +57,7 @@ void TileHits::narrow()
             for (std::size_t i = first; i < end; ++i) {
                 _samples.add(_unsettled[i].bracket->pixel, _unsettled[i].depth);
             }
-            if (!_samples.evaluate()) {
+            if (!_samples.evaluate(brackets[0].field)) {
                 return;
             }
             for (std::size_t i = first; i < end; ++i) {
@@ -79,47 +84,49 @@ void TileHits::narrow()
 void TileHits::write(DepthPicture& out)
 {
     const Detail detail = _samples.plan().detail;
-    if (detail == Detail::RoughDepths) {
-        writeRoughly(out);
-        return;
+    for (std::size_t field = 0; field < _hits.size(); ++field) {
+        OfField& hits = _hits[field];
+        if (detail == Detail::RoughDepths) {
+            writeRoughly(hits, out);
+            continue;
+        }
+        narrow(hits.brackets);
+        for (const Bracket& bracket : hits.brackets) {
+            const std::size_t place = _samples.placeOf(out, bracket.pixel);
+            out.depths[place] = bracket.to;
+            out.kinds[place] = PixelKind::Surface;
+        }
+        if (detail == Detail::Normals) {
+            writeNormals(hits.brackets, out);
+        }
+        writeCuts(hits.cuts, static_cast<FieldIndex>(field), out);
     }
-    narrow();
-    for (const Bracket& bracket : _brackets) {
-        const std::size_t place = _samples.placeOf(out, bracket.pixel);
-        out.depths[place] = bracket.to;
-        out.kinds[place] = PixelKind::Surface;
-    }
-    if (detail == Detail::Normals) {
-        writeNormals(out);
-    }
-    writeCuts(out);
     clear();
 }
 
 /// Takes no samples: the chords of those that there are will do.
-void TileHits::writeRoughly(DepthPicture& out)
+void TileHits::writeRoughly(const OfField& hits, DepthPicture& out)
 {
-    for (const Bracket& b : _brackets) {
+    for (const Bracket& b : hits.brackets) {
         const std::size_t place = _samples.placeOf(out, b.pixel);
         out.depths[place] = chord(b.from, b.fromValue, b.to, b.toValue);
         out.kinds[place] = PixelKind::Surface;
     }
-    for (const Cut& cut : _cuts) {
+    for (const Cut& cut : hits.cuts) {
         const std::size_t place = _samples.placeOf(out, cut.pixel);
         out.depths[place] = cut.depth;
         out.kinds[place] = PixelKind::CutByViewer;
     }
-    clear();
 }
 
-void TileHits::writeNormals(DepthPicture& out)
+void TileHits::writeNormals(const std::vector<Bracket>& brackets, DepthPicture& out)
 {
     const Camera& camera = _samples.plan().camera;
-    for (std::size_t first = 0; first < _brackets.size(); first += kTilePixels) {
-        const std::size_t count = std::min(_brackets.size() - first, kTilePixels);
+    for (std::size_t first = 0; first < brackets.size(); first += kTilePixels) {
+        const std::size_t count = std::min(brackets.size() - first, kTilePixels);
         _samples.count = 0;
         for (std::size_t i = 0; i < count; ++i) {
-            const Bracket& bracket = _brackets[first + i];
+            const Bracket& bracket = brackets[first + i];
             const double reach = kNormalReach * camera.pixelAt(bracket.to);
             const Vector3 at = _samples.positionOf(bracket.pixel, bracket.to);
             for (const Vector3& corner : kTetrahedron) {
@@ -127,7 +134,7 @@ void TileHits::writeNormals(DepthPicture& out)
                     Vector3{at[0] + reach * corner[0], at[1] + reach * corner[1], at[2] + reach * corner[2]});
             }
         }
-        if (!_samples.evaluatePositions()) {
+        if (!_samples.evaluatePositions(brackets[0].field)) {
             return;
         }
         for (std::size_t i = 0; i < count; ++i) {
@@ -137,7 +144,7 @@ void TileHits::writeNormals(DepthPicture& out)
                     gradient[axis] += kTetrahedron[corner][axis] * _samples.values[4 * i + corner];
                 }
             }
-            const std::size_t place = _samples.placeOf(out, _brackets[first + i].pixel);
+            const std::size_t place = _samples.placeOf(out, brackets[first + i].pixel);
             const double size = length(gradient);
             const bool isKnown = size > 0 && size < HUGE_VAL;
             const Vector3 normal = isKnown ? gradient * (1 / size) : camera.forward * -1.0;
@@ -147,19 +154,19 @@ void TileHits::writeNormals(DepthPicture& out)
     }
 }
 
-void TileHits::writeCuts(DepthPicture& out)
+void TileHits::writeCuts(const std::vector<Cut>& cuts, FieldIndex field, DepthPicture& out)
 {
     const TracePlan& plan = _samples.plan();
     const Camera& camera = plan.camera;
     _samples.count = 0;
-    for (const Cut& cut : _cuts) {
+    for (const Cut& cut : cuts) {
         _samples.add(cut.pixel, cut.depth);
     }
-    if (!_samples.evaluate()) {
+    if (!_samples.evaluate(field)) {
         return;
     }
-    for (std::size_t i = 0; i < _cuts.size(); ++i) {
-        const Cut& cut = _cuts[i];
+    for (std::size_t i = 0; i < cuts.size(); ++i) {
+        const Cut& cut = cuts[i];
         const std::size_t place = _samples.placeOf(out, cut.pixel);
         const Vector3 at = {_samples.x[i], _samples.y[i], _samples.z[i]};
         PixelKind kind = PixelKind::CutByViewer;

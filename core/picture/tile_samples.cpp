@@ -1,13 +1,14 @@
 #include "core/picture/tile_samples.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace zrk::picture {
 
 namespace {
 
-/// Samples between two looks at whether to go on.
-constexpr std::size_t kSamplesAtOnce = 1024;
+/// Samples between two looks at whether to go on: a millisecond for a mesh. A thousand were hardly faster.
+constexpr std::size_t kSamplesAtOnce = 256;
 
 } // namespace
 
@@ -22,7 +23,7 @@ void TileSamples::begin(const TracePlan& plan, PictureWork& work, std::int32_t x
 {
     _plan = &plan;
     _work = &work;
-    _field = plan.field;
+    _fields.assign(1, plan.field);
     _x0 = x0;
     _y0 = y0;
     for (std::int32_t i = 0; i < kTileEdge; ++i) {
@@ -31,7 +32,25 @@ void TileSamples::begin(const TracePlan& plan, PictureWork& work, std::int32_t x
     }
 }
 
-bool TileSamples::evaluate()
+/// Neighbours in depth and beside usually have the same field left.
+FieldIndex TileSamples::indexOf(const InsideField& left)
+{
+    constexpr std::size_t kLookBack = 64;
+    constexpr std::size_t kMost = std::numeric_limits<FieldIndex>::max();
+    const std::size_t first = _fields.size() > kLookBack ? _fields.size() - kLookBack : 0;
+    for (std::size_t i = first; i < _fields.size(); ++i) {
+        if (_fields[i] == left) {
+            return static_cast<FieldIndex>(i);
+        }
+    }
+    if (left == _fields[0] || _fields.size() > kMost) {
+        return 0; // the whole field has the same values
+    }
+    _fields.push_back(left);
+    return static_cast<FieldIndex>(_fields.size() - 1);
+}
+
+bool TileSamples::evaluate(FieldIndex field)
 {
     const Camera& camera = _plan->camera;
     const Vector3& o = camera.origin;
@@ -55,17 +74,17 @@ bool TileSamples::evaluate()
             z[i] = o[2] + depths[i] * f[2] + (a * r[2] + b * u[2]);
         }
     }
-    return evaluatePositions();
+    return evaluatePositions(field);
 }
 
-bool TileSamples::evaluatePositions()
+bool TileSamples::evaluatePositions(FieldIndex field)
 {
     for (std::size_t first = 0; first < count; first += kSamplesAtOnce) {
         if (!_work->keepsGoing()) {
             return false;
         }
         const std::size_t size = std::min(kSamplesAtOnce, count - first);
-        _field->values({&x[first], &y[first], &z[first], size}, &values[first]);
+        _fields[field].values({&x[first], &y[first], &z[first], size}, &values[first]);
     }
     return true;
 }

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 namespace zrk::picture {
@@ -13,9 +12,11 @@ namespace zrk::picture {
 inline constexpr std::int32_t kTileEdge = 64;
 inline constexpr std::size_t kTilePixels = std::size_t{kTileEdge} * kTileEdge;
 
-using TilePixel = std::uint16_t; ///< row * kTileEdge + column
+using TilePixel = std::uint16_t;  ///< row * kTileEdge + column
+using FieldIndex = std::uint16_t; ///< one of the fields of a `TileSamples`
 
-/// Samples along the rays of a tile, gathered so that the field is asked for many at a time.
+/// Samples along the rays of a tile, gathered so that fields are asked for many at a time: the plan's field,
+/// and what is left of it in parts of the tile.
 class TileSamples {
 public:
     TileSamples();
@@ -23,9 +24,10 @@ public:
     /// For a tile with its upper left pixel at (x0, y0). What is handed over must live as long as the tile is
     /// looked at.
     void begin(const TracePlan& plan, PictureWork& work, std::int32_t x0, std::int32_t y0);
-    /// What is left of the plan's field where samples are taken from now on.
-    void use(const InsideField& field) { _field = field; }
-    const InsideField& field() const { return *_field; }
+    /// The number of what is left of the plan's field somewhere, for the samples there.
+    FieldIndex indexOf(const InsideField& left);
+    const InsideField& field(FieldIndex index) const { return _fields[index]; }
+    std::size_t fieldCount() const { return _fields.size(); }
 
     double across(std::int32_t column) const { return _across[static_cast<std::size_t>(column)]; }
     double upwards(std::int32_t row) const { return _upwards[static_cast<std::size_t>(row)]; }
@@ -56,15 +58,16 @@ public:
         y[count] = position[1];
         z[count++] = position[2];
     }
-    /// Finds the values at the pixels and depths listed, and their positions. False when it was interrupted.
-    bool evaluate();
+    /// Finds a field's values at the pixels and depths listed, and their positions. False when it was
+    /// interrupted.
+    bool evaluate(FieldIndex field);
     /// The same at the positions listed.
-    bool evaluatePositions();
+    bool evaluatePositions(FieldIndex field);
 
 private:
     const TracePlan* _plan = nullptr;
     PictureWork* _work = nullptr;
-    std::optional<InsideField> _field;
+    std::vector<InsideField> _fields; ///< the plan's first
     std::int32_t _x0 = 0;
     std::int32_t _y0 = 0;
     std::array<double, kTileEdge> _across{};

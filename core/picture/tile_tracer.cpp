@@ -31,7 +31,7 @@ TileTracer::TileTracer()
         byPixel->resize(kPixels);
     }
     for (std::vector<double>* byRay : {&_rayEntry, &_rayExit, &_rayEarlier, &_rayStart}) {
-        byRay->resize(kPixels);
+        byRay->resize(kPixels + Batch::size); // a group may end anywhere in a batch
     }
     _rayPixels.resize(kPixels);
     _fresh.resize(kPixels);
@@ -45,29 +45,36 @@ void TileTracer::trace(const TracePlan& plan, PictureWork& work, std::int32_t ti
         return;
     }
     clear(out);
-    traceSlabs(out);
+    traceSlabs();
     _hits.write(out);
 }
 
-/// Rays are followed in this field from now on. What they have hit belongs to the field before.
-void TileTracer::use(const InsideField& field, DepthPicture& out)
+/// Finds what boxes hold, and what is left of a field in those that are mixed: there and around, as far as
+/// samples of their rays and for normals go.
+void TileTracer::findParts(FieldIndex field, const PixelBox* boxes, std::size_t count, Part* parts)
 {
-    if (!(field == _samples.field())) {
-        _hits.write(out);
-        _samples.use(field);
+    Content contents[64];
+    contentsOf(field, boxes, count, contents);
+    _boxes.clear();
+    for (std::size_t i = 0; i < count; ++i) {
+        parts[i] = {contents[i], field};
+        if (contents[i] == Content::Mixed) {
+            const double from = boxes[i].depths.lower - _plan->step;
+            _boxes.push_back(_plan->boxes.hullOf({_x0 + boxes[i].x - 1,
+                                                  _y0 + boxes[i].y - 1,
+                                                  boxes[i].edge + 2,
+                                                  {_plan->camera.isPerspective() ? std::max(from, 0.0) : from,
+                                                   boxes[i].depths.upper + _plan->step}}));
+        }
     }
-}
-
-/// The field in a slab and around it, as far as samples of its rays and for normals go.
-InsideField TileTracer::fieldIn(const PixelBox& slab) const
-{
-    const double from = slab.depths.lower - _plan->step;
-    const PixelBox wider{
-        _x0 + slab.x - 1,
-        _y0 + slab.y - 1,
-        slab.edge + 2,
-        {_plan->camera.isPerspective() ? std::max(from, 0.0) : from, slab.depths.upper + _plan->step}};
-    return _plan->field.simplifiedFor(_plan->boxes.hullOf(wider));
+    _left.clear();
+    _samples.field(field).simplifiedFor(_boxes, _left);
+    auto left = _left.begin();
+    for (std::size_t i = 0; i < count; ++i) {
+        if (contents[i] == Content::Mixed) {
+            parts[i].field = _samples.indexOf(*left++);
+        }
+    }
 }
 
 void TileTracer::begin(const TracePlan& plan, std::int32_t tile)
@@ -122,7 +129,8 @@ TileTracer::Content TileTracer::contentOf(const Interval<double>& bounds) const
 }
 
 /// Boxes past the region are outside.
-void TileTracer::contentsOf(const PixelBox* boxes, std::size_t count, Content* contents) const
+void TileTracer::contentsOf(FieldIndex field, const PixelBox* boxes, std::size_t count,
+                            Content* contents) const
 {
     PositionBox positions[64];
     Interval<double> bounds[64];
@@ -136,46 +144,44 @@ void TileTracer::contentsOf(const PixelBox* boxes, std::size_t count, Content* c
         }
     }
     if (found > 0) {
-        _samples.field().bounds({positions, found}, bounds);
+        _samples.field(field).bounds({positions, found}, bounds);
     }
     for (std::size_t i = 0; i < found; ++i) {
         contents[asked[i]] = contentOf(bounds[i]);
     }
 }
 
-void TileTracer::traceSlabs(DepthPicture& out)
+void TileTracer::traceSlabs()
 {
     const std::int32_t edge = _plan->tileEdge;
     const std::int32_t steps = edge / 2;
     PixelBox slabs[64];
-    Content contents[64];
+    Part parts[64];
     for (std::int32_t first = 0; first < _plan->slabs; first += 64) {
         const std::int32_t count = std::min(64, _plan->slabs - first);
         for (std::int32_t i = 0; i < count; ++i) {
             slabs[i] = {
                 0, 0, edge, {_plan->depthAt((first + i) * steps), _plan->depthAt((first + i + 1) * steps)}};
         }
-        use(_plan->field, out);
-        contentsOf(slabs, static_cast<std::size_t>(count), contents);
+        findParts(0, slabs, static_cast<std::size_t>(count), parts);
         for (std::int32_t i = 0; i < count; ++i) {
             if (!hasOpen() || !_work->keepsGoing()) {
                 return;
             }
-            if (contents[i] == Content::Outside) {
+            if (parts[i].content == Content::Outside) {
                 forget();
                 continue;
             }
             if (!_hasRays) {
                 findRays();
             }
-            use(contents[i] == Content::Inside ? _plan->field : fieldIn(slabs[i]), out);
-            if (contents[i] == Content::Inside) {
-                closeInside(0, 0, edge, slabs[i].depths);
+            if (parts[i].content == Content::Inside) {
+                closeInside(0, 0, 0, edge, slabs[i].depths);
                 forget();
             } else if (edge == kEdge) {
-                traceSlab((first + i) * steps);
+                traceSlab(parts[i].field, (first + i) * steps);
             } else {
-                const Content one[16] = {Content::Mixed};
+                const Part one[16] = {parts[i]};
                 traceBlocks((first + i) * steps, one);
             }
         }
@@ -220,7 +226,7 @@ void TileTracer::findRays()
     }
 }
 
-void TileTracer::closeInside(Pixel pixel, double from, double to)
+void TileTracer::closeInside(FieldIndex field, Pixel pixel, double from, double to)
 {
     const double entry = _entry[pixel];
     if (entry >= to || _exit[pixel] <= from || entry > _exit[pixel]) {
@@ -228,30 +234,31 @@ void TileTracer::closeInside(Pixel pixel, double from, double to)
     }
     close(pixel);
     if (entry >= from) {
-        _hits.addCut(pixel, entry);
+        _hits.addCut(pixel, field, entry);
     } else {
-        _hits.addSurface({pixel, from, kNaN, from, kNaN});
+        _hits.addSurface({pixel, field, from, kNaN, from, kNaN});
     }
 }
 
-void TileTracer::closeInside(std::int32_t x, std::int32_t y, std::int32_t edge,
+void TileTracer::closeInside(FieldIndex field, std::int32_t x, std::int32_t y, std::int32_t edge,
                              const Interval<double>& depths)
 {
     for (std::int32_t row = y; row < y + edge; ++row) {
         std::uint64_t open = _open[static_cast<std::size_t>(row)] & run(x, edge);
         for (; open != 0; open &= open - 1) {
-            closeInside(static_cast<Pixel>(row * kEdge + std::countr_zero(open)), depths.lower, depths.upper);
+            closeInside(field, static_cast<Pixel>(row * kEdge + std::countr_zero(open)), depths.lower,
+                        depths.upper);
         }
     }
 }
 
 /// 64 boxes of 16 pixels.
-void TileTracer::traceSlab(std::int32_t firstStep)
+void TileTracer::traceSlab(FieldIndex field, std::int32_t firstStep)
 {
     PixelBox boxes[64];
     std::size_t places[64];
-    Content found[64];
-    Content contents[64] = {}; // by layer, row and column
+    Part found[64];
+    Part parts[64]; // by layer, row and column
     std::size_t count = 0;
     for (std::int32_t column = 0; column < 16; ++column) {
         const std::int32_t x = column % 4 * 16;
@@ -264,28 +271,30 @@ void TileTracer::traceSlab(std::int32_t firstStep)
             }
         }
     }
-    contentsOf(boxes, count, found);
+    findParts(field, boxes, count, found);
     for (std::size_t i = 0; i < count; ++i) {
-        contents[places[i]] = found[i];
+        parts[places[i]] = found[i];
     }
     for (std::int32_t layer = 0; layer < 4 && _work->keepsGoing(); ++layer) {
-        traceBlocks(firstStep + layer * kStepsInBlock, contents + layer * 16);
+        traceBlocks(firstStep + layer * kStepsInBlock, parts + layer * 16);
     }
 }
 
 /// A layer of up to 16 boxes of 16 pixels, each cut into 64 of 4 pixels.
-void TileTracer::traceBlocks(std::int32_t firstStep, const Content* contents)
+void TileTracer::traceBlocks(std::int32_t firstStep, const Part* parts)
 {
     Content small[4][256] = {}; // by layer, then row and column
     bool isNeeded = false;
     for (std::int32_t block = 0; block < 16; ++block) {
         const std::int32_t x = block % 4 * 16;
         const std::int32_t y = block / 4 * 16;
-        if (contents[block] == Content::Outside || !isOpen(x, y, 16)) {
+        const Part& part = parts[block];
+        if (part.content == Content::Outside || !isOpen(x, y, 16)) {
             continue;
         }
-        if (contents[block] == Content::Inside) {
-            closeInside(x, y, 16, {_plan->depthAt(firstStep), _plan->depthAt(firstStep + kStepsInBlock)});
+        if (part.content == Content::Inside) {
+            closeInside(part.field, x, y, 16,
+                        {_plan->depthAt(firstStep), _plan->depthAt(firstStep + kStepsInBlock)});
             continue;
         }
         PixelBox boxes[64];
@@ -304,7 +313,7 @@ void TileTracer::traceBlocks(std::int32_t firstStep, const Content* contents)
                 boxes[count++] = {bx, by, 4, {_plan->depthAt(step), _plan->depthAt(step + kStepsInLayer)}};
             }
         }
-        contentsOf(boxes, count, found);
+        contentsOf(part.field, boxes, count, found);
         for (std::size_t i = 0; i < count; ++i) {
             small[places[i] / 256][places[i] % 256] = found[i];
             isNeeded = isNeeded || found[i] != Content::Outside;
@@ -314,29 +323,60 @@ void TileTracer::traceBlocks(std::int32_t firstStep, const Content* contents)
         forget();
         return;
     }
-    for (std::int32_t layer = 0; layer < 4 && _work->keepsGoing(); ++layer) {
-        traceLayer(firstStep + layer * kStepsInLayer, small[layer]);
+    findRegions(parts);
+    for (const Region& region : _regions) {
+        for (std::int32_t layer = 0; layer < 4 && _work->keepsGoing(); ++layer) {
+            traceLayer(region, firstStep + layer * kStepsInLayer, small[layer]);
+        }
     }
 }
 
-/// A layer of boxes of 4 pixels: two steps of the rays in boxes that are neither outside nor inside.
-void TileTracer::traceLayer(std::int32_t firstStep, const Content* contents)
+/// Sets the regions of a layer; together they are the whole of it.
+void TileTracer::findRegions(const Part* parts)
 {
-    gatherRays(firstStep, contents);
-    if (_rays > 0 && sampleLayer(firstStep)) {
-        findCrossings(firstStep);
-        lookIntoGaps();
+    _regions.clear();
+    for (std::size_t block = 0; block < 16; ++block) {
+        const Part& part = parts[block];
+        if (part.content == Content::Mixed &&
+            std::none_of(_regions.begin(), _regions.end(),
+                         [&](const Region& region) { return region.field == part.field; })) {
+            _regions.push_back({part.field, {}});
+        }
+    }
+    for (std::size_t block = 0; block < 16; ++block) {
+        const Part& part = parts[block];
+        auto region = std::find_if(_regions.begin(), _regions.end(),
+                                   [&](const Region& r) { return r.field == part.field; });
+        if (part.content != Content::Mixed) {
+            region = _regions.begin(); // without rays there
+        }
+        region->columns[block / 4] |= run(static_cast<std::int32_t>(block % 4 * 16), 16);
     }
 }
 
-/// Lists the open rays that pass mixed boxes, and closes those in boxes that are inside.
-void TileTracer::gatherRays(std::int32_t firstStep, const Content* contents)
+/// A layer of boxes of 4 pixels: two steps of the rays of a region in boxes that are neither outside nor
+/// inside.
+void TileTracer::traceLayer(const Region& region, std::int32_t firstStep, const Content* contents)
+{
+    gatherRays(region, firstStep, contents);
+    if (_rays > 0 && sampleLayer(region.field, firstStep)) {
+        findCrossings(region.field, firstStep);
+        lookIntoGaps(region.field);
+    }
+}
+
+/// Lists a region's open rays that pass mixed boxes, and closes those in boxes that are inside.
+void TileTracer::gatherRays(const Region& region, std::int32_t firstStep, const Content* contents)
 {
     const double from = _plan->depthAt(firstStep);
     const double to = _plan->depthAt(firstStep + kStepsInLayer);
     _rays = 0;
     _freshRays = 0;
     for (std::int32_t row = 0; row < _plan->tileEdge / 4; ++row) {
+        const std::uint64_t columns = region.columns[static_cast<std::size_t>(row / 4)];
+        if (columns == 0) {
+            continue;
+        }
         std::uint64_t mixed = 0;
         std::uint64_t inside = 0;
         for (std::int32_t column = 0; column < _plan->tileEdge / 4; ++column) {
@@ -344,10 +384,12 @@ void TileTracer::gatherRays(std::int32_t firstStep, const Content* contents)
             mixed |= (content == Content::Mixed ? std::uint64_t{15} : 0) << (4 * column);
             inside |= (content == Content::Inside ? std::uint64_t{15} : 0) << (4 * column);
         }
+        mixed &= columns;
+        inside &= columns;
         for (std::int32_t y = 4 * row; y < 4 * row + 4; ++y) {
             const auto word = static_cast<std::size_t>(y);
             for (std::uint64_t open = _open[word] & inside; open != 0; open &= open - 1) {
-                closeInside(static_cast<Pixel>(y * kEdge + std::countr_zero(open)), from, to);
+                closeInside(region.field, static_cast<Pixel>(y * kEdge + std::countr_zero(open)), from, to);
             }
             std::uint64_t listed = 0;
             for (std::uint64_t open = _open[word] & mixed; open != 0; open &= open - 1) {
@@ -369,14 +411,14 @@ void TileTracer::gatherRays(std::int32_t firstStep, const Content* contents)
                 _freshRays += isKnown ? 0 : 1;
                 ++_rays;
             }
-            _known[word] = listed;
+            _known[word] = (_known[word] & ~columns) | listed;
         }
     }
 }
 
 /// Samples the middle and the end of the layer along every ray, and its beginning along fresh ones. Depths
 /// are cut to where the ray is in the region.
-bool TileTracer::sampleLayer(std::int32_t firstStep)
+bool TileTracer::sampleLayer(FieldIndex field, std::int32_t firstStep)
 {
     const double start = _plan->depthAt(firstStep);
     const double middle = _plan->depthAt(firstStep + 1);
@@ -391,7 +433,7 @@ bool TileTracer::sampleLayer(std::int32_t firstStep)
     for (std::size_t i = 0; i < _freshRays; ++i) {
         _samples.add(_rayPixels[_fresh[i]], std::max(start, _rayEntry[_fresh[i]]));
     }
-    if (!_samples.evaluate()) {
+    if (!_samples.evaluate(field)) {
         return false;
     }
     for (std::size_t i = 0; i < _freshRays; ++i) {
@@ -430,7 +472,7 @@ struct RaySteps {
 } // namespace
 
 /// Goes through the rays a batch at a time; only those with something to see are looked at one by one.
-void TileTracer::findCrossings(std::int32_t firstStep)
+void TileTracer::findCrossings(FieldIndex field, std::int32_t firstStep)
 {
     _crossings.clear();
     _gaps.clear();
@@ -455,13 +497,13 @@ void TileTracer::findCrossings(std::int32_t firstStep)
         for (; lanes != 0; lanes &= lanes - 1) {
             const std::size_t one = ray + static_cast<std::size_t>(std::countr_zero(lanes));
             if (one < _rays) {
-                examine(one, firstStep);
+                examine(field, one, firstStep);
             }
         }
     }
 }
 
-void TileTracer::examine(std::size_t ray, std::int32_t firstStep)
+void TileTracer::examine(FieldIndex field, std::size_t ray, std::int32_t firstStep)
 {
     const Pixel pixel = _rayPixels[ray];
     RaySteps<double> steps;
@@ -475,12 +517,12 @@ void TileTracer::examine(std::size_t ray, std::int32_t firstStep)
     steps.values[3] = _samples.values[_rays + ray];
     if (steps.values[1] < 0) {
         // Samples before are outside, so this is the first of the ray or of a mixed box.
-        closeInside(pixel, steps.depths[1], kInfinity);
+        closeInside(field, pixel, steps.depths[1], kInfinity);
         return;
     }
     for (int k = 0; k < 3; ++k) {
-        const Bracket bracket{pixel, steps.depths[k], steps.values[k], steps.depths[k + 1],
-                              steps.values[k + 1]};
+        const Bracket bracket{
+            pixel, field, steps.depths[k], steps.values[k], steps.depths[k + 1], steps.values[k + 1]};
         if (steps.values[k + 1] < 0) {
             _crossings.push_back(bracket);
             return;
@@ -492,7 +534,7 @@ void TileTracer::examine(std::size_t ray, std::int32_t firstStep)
 }
 
 /// Takes three more samples in each gap. What is found there comes before a crossing further on.
-void TileTracer::lookIntoGaps()
+void TileTracer::lookIntoGaps(FieldIndex field)
 {
     constexpr std::size_t kInGap = 3;
     for (std::size_t first = 0; first < _gaps.size(); first += kPixels) {
@@ -504,7 +546,7 @@ void TileTracer::lookIntoGaps()
                 _samples.add(_gaps[i].pixel, _gaps[i].from + static_cast<double>(k) * part);
             }
         }
-        if (!_samples.evaluate()) {
+        if (!_samples.evaluate(field)) {
             return;
         }
         for (std::size_t i = first; i < end; ++i) {

@@ -34,6 +34,16 @@ private:
     using Pixel = TilePixel;
 
     enum class Content : std::uint8_t { Outside, Inside, Mixed };
+    /// A box of pixels, and what is left of the field in it and around.
+    struct Part {
+        Content content = Content::Outside;
+        FieldIndex field = 0;
+    };
+    /// The parts of a layer of boxes of 16 pixels in which the same is left of the field.
+    struct Region {
+        FieldIndex field;
+        std::array<std::uint64_t, kEdge / 16> columns; ///< by row of boxes
+    };
 
     const TracePlan* _plan = nullptr;
     PictureWork* _work = nullptr;
@@ -48,7 +58,9 @@ private:
     std::vector<double> _entry, _exit;   ///< depths at which rays enter and leave the region
     std::vector<double> _earlier, _last; ///< values of the two last samples
 
-    // By ray of a layer.
+    std::vector<Region> _regions;
+
+    // By ray of a layer, in one region.
     std::size_t _rays = 0;
     std::vector<Pixel> _rayPixels;
     std::vector<double> _rayEntry, _rayExit;
@@ -57,34 +69,37 @@ private:
     std::vector<Pixel> _fresh; ///< rays without a sample where the layer begins
 
     TileSamples _samples;
-    TileHits _hits{_samples};        ///< of the tile, since the field was changed
+    TileHits _hits{_samples};
+    std::vector<PositionBox> _boxes; ///< around those for which fields are asked
+    std::vector<InsideField> _left;  ///< what is left in these
     std::vector<Bracket> _crossings; ///< of the layer, before gaps are looked at
     std::vector<Bracket> _gaps;      ///< of the layer: both ends are outside
 
     void begin(const TracePlan& plan, std::int32_t tile);
     void clear(DepthPicture& out) const;
-    void traceSlabs(DepthPicture& out);
-    void use(const InsideField& field, DepthPicture& out);
-    InsideField fieldIn(const PixelBox& slab) const;
+    void traceSlabs();
+    void findParts(FieldIndex field, const PixelBox* boxes, std::size_t count, Part* parts);
     Content contentOf(const Interval<double>& bounds) const;
     bool isOpen(std::int32_t x, std::int32_t y, std::int32_t edge) const;
     bool hasOpen() const;
     void findRays();
     void forget() { _known.fill(0); }
-    void contentsOf(const PixelBox* boxes, std::size_t count, Content* contents) const;
-    void closeInside(std::int32_t x, std::int32_t y, std::int32_t edge, const Interval<double>& depths);
-    void closeInside(Pixel pixel, double from, double to);
+    void contentsOf(FieldIndex field, const PixelBox* boxes, std::size_t count, Content* contents) const;
+    void closeInside(FieldIndex field, std::int32_t x, std::int32_t y, std::int32_t edge,
+                     const Interval<double>& depths);
+    void closeInside(FieldIndex field, Pixel pixel, double from, double to);
     void close(Pixel pixel) { _open[pixel / kEdge] &= ~(std::uint64_t{1} << (pixel % kEdge)); }
     bool isOpen(Pixel pixel) const { return (_open[pixel / kEdge] >> (pixel % kEdge) & 1) != 0; }
 
-    void traceSlab(std::int32_t firstStep);
-    void traceBlocks(std::int32_t firstStep, const Content* contents);
-    void traceLayer(std::int32_t firstStep, const Content* contents);
-    void gatherRays(std::int32_t firstStep, const Content* contents);
-    bool sampleLayer(std::int32_t firstStep);
-    void findCrossings(std::int32_t firstStep);
-    void examine(std::size_t ray, std::int32_t firstStep);
-    void lookIntoGaps();
+    void traceSlab(FieldIndex field, std::int32_t firstStep);
+    void traceBlocks(std::int32_t firstStep, const Part* parts);
+    void findRegions(const Part* parts);
+    void traceLayer(const Region& region, std::int32_t firstStep, const Content* contents);
+    void gatherRays(const Region& region, std::int32_t firstStep, const Content* contents);
+    bool sampleLayer(FieldIndex field, std::int32_t firstStep);
+    void findCrossings(FieldIndex field, std::int32_t firstStep);
+    void examine(FieldIndex field, std::size_t ray, std::int32_t firstStep);
+    void lookIntoGaps(FieldIndex field);
 };
 
 } // namespace zrk::picture

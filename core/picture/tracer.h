@@ -20,7 +20,7 @@ public:
     PictureWork& work() { return _work; }
 
     /// Writes all pixels of a picture of the camera's size, or those of them that are in the mask. False if
-    /// it was interrupted, which is asked at least every thousand samples.
+    /// it was interrupted, which is asked every few hundred samples.
     bool trace(const Camera& camera, Detail detail, DepthPicture& out, const PixelMask* pixels = nullptr);
 
 private:

@@ -9,15 +9,6 @@ namespace {
 using Limits = std::numeric_limits<double>;
 constexpr double kInfinity = Limits::infinity();
 
-/// The hull of four corner values; entire in the lanes where one is NaN.
-IntervalBatch hullOfCorners(Batch a, Batch b, Batch c, Batch d)
-{
-    const BatchMask undefined = isNaN(a) || isNaN(b) || isNaN(c) || isNaN(d);
-    return IntervalBatch::entireWhere(
-        undefined,
-        IntervalBatch::ordered(minimum(minimum(a, b), minimum(c, d)), maximum(maximum(a, b), maximum(c, d))));
-}
-
 Batch widening(Batch x) { return kLaneWidening * (Limits::epsilon() * abs(x) + Limits::denorm_min()); }
 
 // As for single intervals: bounds never cross or leave zero, and overflow may begin a little below the
@@ -77,26 +68,6 @@ IntervalBatch wave(const IntervalBatch& x, double crest, Batch atLower, Batch at
 }
 
 } // namespace
-
-IntervalBatch abs(const IntervalBatch& x)
-{
-    const BatchMask asItIs = x.isEntire() || x.lower >= 0.0;
-    const BatchMask negative = x.upper <= 0.0;
-    const Batch lower = select(negative, -x.upper, 0.0);
-    const Batch upper = select(negative, -x.lower, maximum(-x.lower, x.upper));
-    return IntervalBatch::ordered(select(asItIs, x.lower, lower), select(asItIs, x.upper, upper));
-}
-
-IntervalBatch operator*(const IntervalBatch& a, const IntervalBatch& b)
-{
-    if (&a == &b) {
-        const IntervalBatch magnitude = abs(a);
-        return IntervalBatch::entireWhere(
-            a.isEntire(),
-            IntervalBatch::ordered(magnitude.lower * magnitude.lower, magnitude.upper * magnitude.upper));
-    }
-    return hullOfCorners(a.lower * b.lower, a.lower * b.upper, a.upper * b.lower, a.upper * b.upper);
-}
 
 IntervalBatch operator/(const IntervalBatch& a, const IntervalBatch& b)
 {

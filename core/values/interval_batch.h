@@ -64,11 +64,11 @@ public:
         return result;
     }
     /// Ends of which some may be NaN: such a lane becomes entire.
-    static IntervalBatch checked(Batch from, Batch to)
+    [[gnu::always_inline]] static IntervalBatch checked(Batch from, Batch to)
     {
-        return entireWhere(isNaN(from) || isNaN(to), ordered(from, to));
+        return entireWhere(!(from <= to), ordered(from, to));
     }
-    static IntervalBatch entireWhere(BatchMask mask, const IntervalBatch& other)
+    [[gnu::always_inline]] static IntervalBatch entireWhere(BatchMask mask, const IntervalBatch& other)
     {
         constexpr double kInfinity = std::numeric_limits<double>::infinity();
         return ordered(select(mask, -kInfinity, other.lower), select(mask, kInfinity, other.upper));
@@ -105,6 +105,15 @@ IntervalBatch eachLane(const IntervalBatch& x, Function function)
     return IntervalBatch::ordered(Batch::load(lower), Batch::load(upper));
 }
 
+/// The hull of four corner values; entire in the lanes where one is NaN.
+inline IntervalBatch hullOfCorners(Batch a, Batch b, Batch c, Batch d)
+{
+    const BatchMask undefined = isNaN(a) || isNaN(b) || isNaN(c) || isNaN(d);
+    return IntervalBatch::entireWhere(
+        undefined,
+        IntervalBatch::ordered(minimum(minimum(a, b), minimum(c, d)), maximum(maximum(a, b), maximum(c, d))));
+}
+
 /// Units in the last place by which bounds of transcendental functions are moved outwards: 3.5 for the end's
 /// own error and 3.5 for the sample's, doubled where the two straddle a power of two, and rounded up.
 inline constexpr double kLaneWidening = 16;
@@ -124,8 +133,25 @@ inline IntervalBatch operator-(const IntervalBatch& a, const IntervalBatch& b)
 {
     return IntervalBatch::checked(a.lower - b.upper, a.upper - b.lower);
 }
-ZRK_LANES_API IntervalBatch abs(const IntervalBatch& x);
-ZRK_LANES_API IntervalBatch operator*(const IntervalBatch& a, const IntervalBatch& b);
+inline IntervalBatch abs(const IntervalBatch& x)
+{
+    const BatchMask asItIs = x.isEntire() || x.lower >= 0.0;
+    const BatchMask negative = x.upper <= 0.0;
+    const Batch lower = select(negative, -x.upper, 0.0);
+    const Batch upper = select(negative, -x.lower, maximum(-x.lower, x.upper));
+    return IntervalBatch::ordered(select(asItIs, x.lower, lower), select(asItIs, x.upper, upper));
+}
+
+inline IntervalBatch operator*(const IntervalBatch& a, const IntervalBatch& b)
+{
+    if (&a == &b) {
+        const IntervalBatch magnitude = abs(a);
+        return IntervalBatch::entireWhere(
+            a.isEntire(),
+            IntervalBatch::ordered(magnitude.lower * magnitude.lower, magnitude.upper * magnitude.upper));
+    }
+    return hullOfCorners(a.lower * b.lower, a.lower * b.upper, a.upper * b.lower, a.upper * b.upper);
+}
 ZRK_LANES_API IntervalBatch operator/(const IntervalBatch& a, const IntervalBatch& b);
 
 inline IntervalBatch operator*(const IntervalBatch& a, double k)

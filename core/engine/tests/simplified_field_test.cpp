@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <limits>
@@ -143,6 +144,120 @@ TEST(SimplifiedField, LeavesOfAUnionWhatIsNear)
     }
     EXPECT_GT(field.nodeCount(), 64u + 63u);
     EXPECT_LT(static_cast<double>(nodes) / kBoxes, 8.0);
+}
+
+/// As `chains::Combined`, but of NaN and a number the first.
+struct Lesser {
+    static constexpr bool kKeepsUnitWeight = true;
+    static constexpr bool kChooses = true;
+
+    RowOperation rowOperation() const { return RowOperation::Minimum; }
+
+    template <class V>
+    Record<1, V> operator()(const Record<1, V>& a, const Record<1, V>& b) const
+    {
+        return {{minimum(a.value[0], b.value[0])}, maximum(a.weight, b.weight)};
+    }
+    std::array<BatchMask, 2> choices(const Record<1, IntervalBatch>& a,
+                                     const Record<1, IntervalBatch>& b) const
+    {
+        return chains::Combined{RowOperation::Minimum}.choices(a, b);
+    }
+};
+
+// What comes before the nearest ball in a chain of minima is left out because of what comes after it.
+TEST(SimplifiedField, LeavesOutWhatAnyBranchExcludes)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const IField near = ball({0, 0, 0}, 1);
+    const IField far = ball({4, 0, 0}, 1);
+    const IField asFar = ball({0, 4.1, 0}, 1);
+    const IField unknown = ball({0, 0, 0}, nan);
+    constexpr auto kLesser = RowOperation::Minimum;
+    constexpr auto kGreater = RowOperation::Maximum;
+    const Interval<double> side{-0.2, 0.2};
+    const PositionBox box{side, side, side};
+    std::mt19937 random(15);
+    const Probe probe(box, random);
+    const auto negative = [](const IField& a) {
+        return literal::node(1, Evaluator(std::make_shared<chains::NegatingKernel>()), {a});
+    };
+    const IField distant = combined(kLesser, far, asFar);
+    const IField distantBelow = combined(kGreater, negative(far), negative(asFar));
+    const IField blurred = combined(kLesser, far, unknown);
+    const auto lesser = [](const IField& a, const IField& b) {
+        return literal::node(1, evaluator(Lesser{}), {a, b});
+    };
+    const struct {
+        IField field;
+        std::size_t left; ///< nodes
+    } cases[] = {
+        {combined(kLesser, distant, near), 3},
+        {combined(kLesser, near, distant), 3},
+        {combined(kLesser, combined(kLesser, far, near), asFar), 3},
+        {combined(kGreater, distantBelow, near), 3},
+        // Another reader wants to know which of both is nearer.
+        {combined(RowOperation::Add, combined(kLesser, distant, near), distant), 7},
+        // Of what may be NaN nothing is known.
+        {combined(kLesser, blurred, near), 7},
+        {combined(kLesser, combined(kLesser, distant, unknown), near), 9},
+        {lesser(lesser(far, unknown), near), 7},
+    };
+    for (const auto& c : cases) {
+        const PreparedField field(c.field);
+        const PreparedField simple = field.simplifiedFor(box);
+        EXPECT_EQ(simple.nodeCount(), c.left) << &c - cases;
+        EXPECT_TRUE(chains::sameBits(probe.of(field), probe.of(simple))) << &c - cases;
+    }
+}
+
+/// NaN where x is larger.
+struct Torn {
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return select(p[0] > 0.0, V(std::numeric_limits<double>::quiet_NaN()), p[1]);
+    }
+};
+
+TEST(SimplifiedField, HasTheSameBitsWhereBranchesShareAndMayBeNaN)
+{
+    std::mt19937 random(16);
+    std::size_t nodes = 0;
+    std::size_t nodesLeft = 0;
+    for (int round = 0; round < 400; ++round) {
+        std::vector<IField> fields;
+        for (int i = 0; i < 6; ++i) {
+            const double x = uniform(random, -2, 2);
+            fields.push_back(ball({x, uniform(random, -2, 2), 0}, uniform(random, 0, 1)));
+        }
+        if (round % 2 == 0) {
+            fields.push_back(literal::node(1, evaluator(Torn{}), {literal::position()}));
+        }
+        for (int i = 0; i < 14; ++i) {
+            const auto any = [&] { return fields[random() % fields.size()]; };
+            const IField first = any();
+            const unsigned which = random() % 8;
+            const RowOperation operation = which < 4   ? RowOperation::Minimum
+                                           : which < 7 ? RowOperation::Maximum
+                                                       : RowOperation::Subtract;
+            fields.push_back(combined(operation, first, any()));
+        }
+        IField all = fields.back();
+        for (std::size_t i = fields.size() - 6; i + 1 < fields.size(); ++i) {
+            all = combined(random() % 2 ? RowOperation::Minimum : RowOperation::Maximum, all, fields[i]);
+        }
+        const PreparedField field(all);
+        for (const double size : {0.05, 0.5}) {
+            const PositionBox box = boxAround(random, 2, size);
+            const PreparedField simple = field.simplifiedFor(box);
+            const Probe probe(box, random);
+            ASSERT_TRUE(chains::sameBits(probe.of(field), probe.of(simple))) << "round " << round;
+            nodes += field.nodeCount();
+            nodesLeft += simple.nodeCount();
+        }
+    }
+    EXPECT_LT(2 * nodesLeft, nodes);
 }
 
 // Each would be wrong, if only in the sign of a zero or where a value is NaN, were it decided a little too

@@ -1,3 +1,4 @@
+#include "testing/ball_union.h"
 #include "testing/picture_fields.h"
 
 #include <gtest/gtest.h>
@@ -246,6 +247,21 @@ TEST(Tracer, MaskedPixelsAreThoseOfTheWholePicture)
     }
 }
 
+// Boxes are looked at by what is left of the field there. Along the axes boxes of positions are no wider than
+// those of pixels: fails where a field is used outside of its box, for normals and for samples between two.
+TEST(Tracer, HitsTheSameWhateverIsLeftOut)
+{
+    const InsideField chain{PreparedField(chains::unionOfBalls(64, 0.3)), 0, SolidSide::Below};
+    const InsideField formula{prepared(chains::BallUnion{chains::manyBalls(64, 0.3)}), 0, SolidSide::Below};
+    const PositionBox region = cube(0.9);
+    for (const Vector3& from : {Vector3{0, 0, 1}, Vector3{-1, 0, 0}, Vector3{0.5, -0.75, 0.5}}) {
+        for (const std::int32_t size : {130, 500}) {
+            const Camera camera = viewOf(region, size, from);
+            EXPECT_TRUE(isSame(traced(chain, region, camera), traced(formula, region, camera))) << size;
+        }
+    }
+}
+
 /// Counts its samples.
 struct Counted {
     std::shared_ptr<std::atomic<std::size_t>> samples;
@@ -270,6 +286,41 @@ TEST(Tracer, BoundsSpareSamples)
     const auto hits =
         static_cast<std::size_t>(std::count(picture.kinds.begin(), picture.kinds.end(), PixelKind::Surface));
     EXPECT_LT(samples->load(), 15 * hits);
+}
+
+/// Counts the samples between two questions whether to stop.
+class Looks final : public ProgressMonitor {
+public:
+    explicit Looks(const std::atomic<std::size_t>& samples) : _samples(samples) {}
+
+    void progress(double) override {}
+    bool interruptRequested() override
+    {
+        const std::size_t now = _samples;
+        _most = std::max(_most, now - _last);
+        _last = now;
+        return false;
+    }
+    std::size_t most() const { return _most; }
+
+private:
+    const std::atomic<std::size_t>& _samples;
+    std::size_t _last = 0;
+    std::size_t _most = 0;
+};
+
+// A sample of a mesh may take microseconds.
+TEST(Tracer, AsksAfterSomeHundredSamplesWhetherToStop)
+{
+    const auto samples = std::make_shared<std::atomic<std::size_t>>(0);
+    Looks looks(*samples);
+    const PositionBox region = cube(1.3);
+    PictureWork work(1, &looks);
+    Tracer tracer({prepared(Counted{samples}), 0, SolidSide::Below}, region, work);
+    DepthPicture picture(512, 512);
+    ASSERT_TRUE(tracer.trace(viewOf(region, 512), Detail::Normals, picture));
+    EXPECT_GT(samples->load(), 100000U);
+    EXPECT_LT(looks.most(), 400U);
 }
 
 } // namespace
