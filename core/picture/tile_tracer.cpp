@@ -467,6 +467,8 @@ struct RaySteps {
         const V step = depths[k + 1] - depths[k];
         return values[k + 1] * after - (values[k + 2] - values[k + 1]) * step < V(0.0);
     }
+    /// Between samples `k` and `k + 1`.
+    V slope(int k) const { return (values[k + 1] - values[k]) / (depths[k + 1] - depths[k]); }
 };
 
 } // namespace
@@ -528,29 +530,36 @@ void TileTracer::examine(FieldIndex field, std::size_t ray, std::int32_t firstSt
             return;
         }
         if ((k > 0 && steps.pointsInBefore(k)) || (k < 2 && steps.pointsInAfter(k))) {
-            _gaps.push_back(bracket);
+            _gaps.push_back({bracket, k > 0 ? steps.slope(k - 1) : kNaN, k < 2 ? steps.slope(k + 1) : kNaN});
         }
     }
 }
 
-/// Takes three more samples in each gap. What is found there comes before a crossing further on.
+namespace {
+
+constexpr std::size_t kInGap = 3; ///< samples
+
+} // namespace
+
+/// Takes more samples in each gap. What is found there comes before a crossing further on.
 void TileTracer::lookIntoGaps(FieldIndex field)
 {
-    constexpr std::size_t kInGap = 3;
+    _dips.clear();
     for (std::size_t first = 0; first < _gaps.size(); first += kPixels) {
         const std::size_t end = std::min(_gaps.size(), first + kPixels);
         _samples.count = 0;
         for (std::size_t i = first; i < end; ++i) {
-            const double part = (_gaps[i].to - _gaps[i].from) / (kInGap + 1);
+            const Bracket& ends = _gaps[i].ends;
+            const double part = (ends.to - ends.from) / (kInGap + 1);
             for (std::size_t k = 1; k <= kInGap; ++k) {
-                _samples.add(_gaps[i].pixel, _gaps[i].from + static_cast<double>(k) * part);
+                _samples.add(ends.pixel, ends.from + static_cast<double>(k) * part);
             }
         }
         if (!_samples.evaluate(field)) {
             return;
         }
         for (std::size_t i = first; i < end; ++i) {
-            Bracket bracket = _gaps[i];
+            Bracket bracket = _gaps[i].ends;
             for (std::size_t k = 0; k < kInGap && isOpen(bracket.pixel); ++k) {
                 const std::size_t sample = (i - first) * kInGap + k;
                 if (_samples.values[sample] < 0) {
@@ -562,7 +571,13 @@ void TileTracer::lookIntoGaps(FieldIndex field)
                 bracket.from = _samples.depths[sample];
                 bracket.fromValue = _samples.values[sample];
             }
+            if (isOpen(bracket.pixel)) {
+                findDips(_gaps[i], (i - first) * kInGap);
+            }
         }
+    }
+    if (!lookIntoDips(field)) {
+        return;
     }
     for (const Bracket& crossing : _crossings) {
         if (isOpen(crossing.pixel)) {
@@ -570,6 +585,55 @@ void TileTracer::lookIntoGaps(FieldIndex field)
             close(crossing.pixel);
         }
     }
+}
+
+/// Lists where, between two samples of a gap, the lines through the samples before and after these meet
+/// inside the solid. A slope that isn't known is taken to mirror the other one.
+void TileTracer::findDips(const Gap& gap, std::size_t firstSample)
+{
+    double depths[kInGap + 2] = {gap.ends.from};
+    double values[kInGap + 2] = {gap.ends.fromValue};
+    std::copy_n(&_samples.depths[firstSample], kInGap, depths + 1);
+    std::copy_n(&_samples.values[firstSample], kInGap, values + 1);
+    depths[kInGap + 1] = gap.ends.to;
+    values[kInGap + 1] = gap.ends.toValue;
+    const double step = depths[1] - depths[0];
+    for (std::size_t k = 0; k <= kInGap; ++k) {
+        double before = k > 0 ? (values[k] - values[k - 1]) / step : gap.slopeBefore;
+        double after = k < kInGap ? (values[k + 2] - values[k + 1]) / step : gap.slopeAfter;
+        before = std::isnan(before) ? -after : before;
+        after = std::isnan(after) ? -before : after;
+        if (!(before < 0 && after > 0)) {
+            continue;
+        }
+        const double meet = (values[k + 1] - values[k] - after * step) / (before - after);
+        if (meet > 0 && meet < step && values[k] + before * meet < 0) {
+            _dips.push_back({gap.ends.pixel, gap.ends.field, depths[k], values[k], depths[k] + meet, kNaN});
+        }
+    }
+}
+
+/// Takes the sample of each dip. False when it was interrupted.
+bool TileTracer::lookIntoDips(FieldIndex field)
+{
+    for (std::size_t first = 0; first < _dips.size(); first += kPixels) {
+        const std::size_t end = std::min(_dips.size(), first + kPixels);
+        _samples.count = 0;
+        for (std::size_t i = first; i < end; ++i) {
+            _samples.add(_dips[i].pixel, _dips[i].to);
+        }
+        if (!_samples.evaluate(field)) {
+            return false;
+        }
+        for (std::size_t i = first; i < end; ++i) {
+            _dips[i].toValue = _samples.values[i - first];
+            if (_dips[i].toValue < 0 && isOpen(_dips[i].pixel)) {
+                _hits.addSurface(_dips[i]);
+                close(_dips[i].pixel);
+            }
+        }
+    }
+    return true;
 }
 
 } // namespace zrk::picture

@@ -14,7 +14,8 @@ namespace zrk::picture {
 /// over the whole tile. For one thread; some 700 KB.
 ///
 /// - A ray begins where it enters the region; if it does so inside the solid, it hits a cut.
-/// - Between two samples outside whose slopes point to a crossing, three more are looked at.
+/// - Between two samples outside whose slopes point to a crossing, three more are looked at, and one more
+///   where the slopes of these meet inside.
 /// - What rays hit is found by `TileHits`.
 ///
 /// Source: Keeter, "Massively parallel rendering of complex closed-form implicit surfaces", ACM Transactions
@@ -45,6 +46,12 @@ private:
         std::array<std::uint64_t, kEdge / 16> columns; ///< by row of boxes
     };
 
+    /// Two samples of a ray outside, between which it may touch the solid.
+    struct Gap {
+        Bracket ends;
+        double slopeBefore, slopeAfter; ///< of the steps beside it; NaN where not known
+    };
+
     const TracePlan* _plan = nullptr;
     PictureWork* _work = nullptr;
     std::int32_t _x0 = 0;
@@ -73,7 +80,8 @@ private:
     std::vector<PositionBox> _boxes; ///< around those for which fields are asked
     std::vector<InsideField> _left;  ///< what is left in these
     std::vector<Bracket> _crossings; ///< of the layer, before gaps are looked at
-    std::vector<Bracket> _gaps;      ///< of the layer: both ends are outside
+    std::vector<Gap> _gaps;          ///< of the layer
+    std::vector<Bracket> _dips;      ///< of the layer: from a sample in a gap to where the ray is deepest
 
     void begin(const TracePlan& plan, std::int32_t tile);
     void clear(DepthPicture& out) const;
@@ -100,6 +108,8 @@ private:
     void findCrossings(FieldIndex field, std::int32_t firstStep);
     void examine(FieldIndex field, std::size_t ray, std::int32_t firstStep);
     void lookIntoGaps(FieldIndex field);
+    void findDips(const Gap& gap, std::size_t firstSample);
+    bool lookIntoDips(FieldIndex field);
 };
 
 } // namespace zrk::picture

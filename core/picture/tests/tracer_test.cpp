@@ -288,6 +288,31 @@ TEST(Tracer, BoundsSpareSamples)
     EXPECT_LT(samples->load(), 15 * hits);
 }
 
+/// A plate that faces z.
+struct Plate {
+    double height;
+    double half;
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        return abs(p[2] - height) - half;
+    }
+};
+
+// Samples are two pixels apart, half a pixel where slopes point to a crossing.
+TEST(Tracer, SeesATenthOfAPixel)
+{
+    const PositionBox region = cube(1.3);
+    const Camera camera = viewOf(region, 130, {0, 0, 1});
+    for (int part = 0; part < 10; ++part) {
+        const Plate plate{0.1 + 0.23 * part * camera.pixel, 0.05 * camera.pixel};
+        const DepthPicture picture = traced({prepared(plate), 0, SolidSide::Below}, region, camera);
+        const DepthPicture thick = traced({prepared(Plate{0.1, 0.1}), 0, SolidSide::Below}, region, camera);
+        EXPECT_TRUE(std::equal(picture.kinds.begin(), picture.kinds.end(), thick.kinds.begin())) << part;
+    }
+}
+
 /// Counts the samples between two questions whether to stop.
 class Looks final : public ProgressMonitor {
 public:
