@@ -23,26 +23,29 @@ void importFiles(ZRKObject& component, const std::vector<std::filesystem::path>&
         std::shared_ptr<ZRKObject> reader;
         zrk::Result<ZRKImportWarnings> result = ZRKImportWarnings();
     };
-    const auto import = std::make_shared<Import>();
-    import->into = component.weak_from_this();
-    import->reader = component.onClone();
+    const auto pending = std::make_shared<Import>();
+    pending->into = component.weak_from_this();
+    pending->reader = component.onClone();
     const std::string first = files.front().string();
-    FileReading reading{title, first, {}, {}};
-    reading.read = [import, files, first](zrk::ProgressMonitor& monitor) {
-        import->result = zrk::attempt(first, [&] {
-            return dynamic_cast<ZRKFileImport&>(*import->reader).importFiles(files, &monitor);
+    FileReading reading;
+    reading.title = title;
+    reading.file = first;
+    reading.read = [pending, files, first](zrk::ProgressMonitor& monitor) {
+        pending->result = zrk::attempt(first, [&] {
+            return dynamic_cast<ZRKFileImport&>(*pending->reader).importFiles(files, &monitor);
         });
-};
-reading.done = [import, files, shown = QPointer<QWidget>(&button)] {
-    const auto into = import->into.lock();
-    if (into && import->result) {
-        dynamic_cast<ZRKDataHolder&>(*into).takeImport(dynamic_cast<ZRKDataHolder&>(*import->reader), files);
-    }
-    if (shown) {
-        UIField::say(shown, messagesOf(import->result));
-    }
-};
-ZRKApp::ui().readFiles(std::move(reading), button.window());
+    };
+    reading.done = [pending, files, shown = QPointer<QWidget>(&button)] {
+        const auto into = pending->into.lock();
+        if (into && pending->result) {
+            dynamic_cast<ZRKDataHolder&>(*into).takeImport(dynamic_cast<ZRKDataHolder&>(*pending->reader),
+                                                           files);
+        }
+        if (shown) {
+            UIField::say(shown, messagesOf(pending->result));
+        }
+    };
+    ZRKApp::ui().readFiles(std::move(reading), button.window());
 }
 
 } // namespace zrkui
