@@ -179,8 +179,10 @@ class Packages(unittest.TestCase):
 
     def test_command_line(self):
         version = run("dpkg-deb", "-f", PACKAGES["zrk"], "Version").strip()
-        self.assertTrue(self.call("zrk", "--version").startswith(f"zrk {version}"))
-        for extension in ("npy", "vti", "vdb"):
+        told = self.call("zrk", "--version")
+        self.assertTrue(told.startswith(f"zrk {version}"))
+        vdb = ["vdb"] if "VDB" in told else []
+        for extension in ("npy", "vti", *vdb):
             self.call("zrk", "sample", EXAMPLE, "-o", f"part.{extension}", "--resolution", "16")
             self.assertGreater((self.place.folder / f"part.{extension}").stat().st_size, 16**3 * 8)
 
