@@ -154,11 +154,7 @@ void Window::readForPanel(zrkui::FileReading asked)
     reading.progress = [this, node = *node, object,
                         title = QString::fromStdString(asked.title)](double share) {
         if (hasNode(node, object)) {
-            const bool begins = !_work;
             _work = {node, NodeBadge{NodeBadge::Kind::computing, share, title}};
-            if (begins) {
-                showBadges();
-            }
         }
     };
     reading.done = [this, node = *node, object, done = asked.done] {
