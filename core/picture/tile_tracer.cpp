@@ -11,6 +11,7 @@ namespace zrk::picture {
 
 namespace {
 
+constexpr std::size_t kInGap = 3; ///< samples in a gap between two others
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr std::int32_t kStepsInLayer = 2; ///< two pixels each
@@ -534,12 +535,6 @@ void TileTracer::examine(FieldIndex field, std::size_t ray, std::int32_t firstSt
         }
     }
 }
-
-namespace {
-
-constexpr std::size_t kInGap = 3; ///< samples
-
-} // namespace
 
 /// Takes more samples in each gap. What is found there comes before a crossing further on.
 void TileTracer::lookIntoGaps(FieldIndex field)
