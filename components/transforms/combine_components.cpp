@@ -85,7 +85,7 @@ private:
 template <int N>
 void ZRKCombineComponents<N>::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
 {
-    for (const char* component : ComponentPins<N>::components) {
+    for (const std::string& component : ComponentPins<N>::components()) {
         addInputPin(node, Tag::Scalar, component);
     }
     addOutputPin(node, ComponentPins<N>::tag, "");

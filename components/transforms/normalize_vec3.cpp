@@ -33,9 +33,8 @@ ComponentIdentity ZRKNormalizeVec3::identity()
 
 void ZRKNormalizeVec3::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
 {
-    const std::string coords = ChannelNames::pin_coords();
-    addInputPin(node, Tag::Vector3d, coords);
-    addOutputPin(node, Tag::Vector3d, "|" + coords + "|");
+    addInputPin(node, Tag::Vector3d, ChannelNames::pin_coords());
+    addOutputPin(node, Tag::Vector3d, "|" + ChannelNames::pin_coords() + "|");
 }
 
 zrk::Evaluation ZRKNormalizeVec3::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const

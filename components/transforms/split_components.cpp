@@ -40,8 +40,8 @@ private:
 template <int N>
 void ZRKSplitComponents<N>::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& node)
 {
-    addInputPin(node, ComponentPins<N>::tag, ComponentPins<N>::name);
-    for (const char* component : ComponentPins<N>::components) {
+    addInputPin(node, ComponentPins<N>::tag, ComponentPins<N>::name());
+    for (const std::string& component : ComponentPins<N>::components()) {
         addOutputPin(node, Tag::Scalar, component);
     }
 }
