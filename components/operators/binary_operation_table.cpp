@@ -30,29 +30,29 @@ zrk::Evaluation blend(Tag tag, const Params& params, double strengthA, double st
     return combination(tag, zrk::Blend{params[0]}, strengthA, strengthB);
 }
 
-constexpr std::string_view kBlendParams[] = {"blend factor"};
-
-// The symbol of blend is four bytes, an alpha encoded twice: stored graphs carry it so.
-constinit const BinaryOperation kOperations[] = {
-    {"add", "+", "addition", plain<zrk::Addition>},
-    {"maximum", "max", "maximum", plain<zrk::Maximum>},
-    {"subtract", "-", "subtraction", plain<zrk::Subtraction>},
-    {"multiply", "x", "multiplication", plain<zrk::Multiplication>},
-    {"blend", "\xC3\x8E\xC2\xB1", "blend", blend, kBlendParams, {0.5}},
-    {"minimum", "min", "minimum", plain<zrk::Minimum>},
-};
-
-constinit const BinaryOperation kNoOperation{"noop", ":(", "invalid operation"};
-
 } // namespace
 
-std::span<const BinaryOperation> binaryOperations() { return kOperations; }
+const std::vector<BinaryOperation>& binaryOperations()
+{
+    // The symbol of blend is four bytes, an alpha encoded twice: stored graphs carry it so.
+    static const std::vector<BinaryOperation> operations{
+        {"add", "+", "addition", plain<zrk::Addition>},
+        {"maximum", "max", "maximum", plain<zrk::Maximum>},
+        {"subtract", "-", "subtraction", plain<zrk::Subtraction>},
+        {"multiply", "x", "multiplication", plain<zrk::Multiplication>},
+        {"blend", "\xC3\x8E\xC2\xB1", "blend", blend, {"blend factor"}, {0.5}},
+        {"minimum", "min", "minimum", plain<zrk::Minimum>},
+    };
+    return operations;
+}
 
 const BinaryOperation& findBinaryOperation(std::string_view name)
 {
-    const auto found = std::find_if(std::begin(kOperations), std::end(kOperations),
+    static const BinaryOperation noOperation{"noop", ":(", "invalid operation"};
+    const std::vector<BinaryOperation>& rows = binaryOperations();
+    const auto found = std::find_if(rows.begin(), rows.end(),
                                     [name](const BinaryOperation& row) { return row.name == name; });
-    return found == std::end(kOperations) ? kNoOperation : *found;
+    return found == rows.end() ? noOperation : *found;
 }
 
 } // namespace zrkmodel

@@ -52,14 +52,14 @@ void ZRKBinaryOperator::onUpdateGraphItem(zrkui::ZRKExtensionBaseGraphItem* item
                                           const ZRKNodeBase<0, ZRKGraphObject>&) const
 {
     if (item) {
-        item->setText(std::string(_operation.symbol));
+        item->setText(_operation.symbol);
     }
 }
 
 void ZRKBinaryOperator::onSerialize(ZRKSerialization& s) const
 {
     ZRKComponent::onSerialize(s);
-    s.write(std::string(_operation.name), kNameKey);
+    s.write(_operation.name, kNameKey);
     writeNumbers(s, _operation.params.data(), _operation.params.size(), kParametersKey);
 }
 
@@ -114,14 +114,14 @@ std::vector<std::string> ZRKBinaryOperator::operationNames()
 {
     std::vector<std::string> names;
     for (const BinaryOperation& row : binaryOperations()) {
-        names.emplace_back(row.name);
+        names.push_back(row.name);
     }
     return names;
 }
 
 int ZRKBinaryOperator::operationIndex() const
 {
-    const auto rows = binaryOperations();
+    const auto& rows = binaryOperations();
     const auto found = std::find_if(
         rows.begin(), rows.end(), [this](const BinaryOperation& row) { return row.name == _operation.name; });
     return found == rows.end() ? -1 : static_cast<int>(found - rows.begin());
@@ -129,7 +129,7 @@ int ZRKBinaryOperator::operationIndex() const
 
 void ZRKBinaryOperator::selectOperation(int index)
 {
-    const auto rows = binaryOperations();
+    const auto& rows = binaryOperations();
     if (index < 0 || index >= static_cast<int>(rows.size())) {
         return;
     }

@@ -31,7 +31,7 @@ void updateParamSliders(ZRKBinaryOperator& c, ZRKPropertyView& view, Sliders& sl
     const BinaryOperation& operation = c.operation();
     for (std::size_t i = 0; i < operation.paramNames.size(); ++i) {
         SliderFWrapper* slider = view.addHSlider(operation.params[i], {0.0, 1.0});
-        slider->setAccessibleName(QString::fromStdString(std::string(operation.paramNames[i])));
+        slider->setAccessibleName(QString::fromStdString(operation.paramNames[i]));
         setManualKey(*slider, "op_params");
         slider->connectToListener([&c, i](double value) { c.setParameter(static_cast<int>(i), value); });
         sliders.push_back(slider);
