@@ -76,8 +76,8 @@ public:
         ZRKTypeInfo::registerType(info);
     }
 
-    /// The class's one type info, a copy in each shared library that asks for it. Not to be used while
-    /// libraries load: it may not be bound yet.
+    /// The class's one type info, the same object in every library. Not to be used while libraries load: it
+    /// may not be bound yet.
     static ZRKTypeInfo& _typeInfo;
 
 protected:
@@ -89,13 +89,13 @@ private:
     /// a template are initialised.
     static ZRKTypeInfo& ownTypeInfo()
     {
-        static ZRKTypeInfo info = [] {
+        static ZRKTypeInfo& info = ZRKTypeInfo::ofClass(typeid(Derived), [] {
             const ComponentIdentity self = Derived::identity();
             const auto make = [](const ZRKDeserialization&) -> std::shared_ptr<ZRKSerializable> {
                 return std::make_shared<Derived>();
             };
             return ZRKTypeInfo{self.uuid, self.typeName, make};
-        }();
+        });
         return info;
     }
 };

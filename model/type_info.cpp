@@ -3,6 +3,8 @@
 #include "model/uuid.h"
 
 #include <deque>
+#include <mutex>
+#include <unordered_map>
 
 namespace zrkmodel {
 
@@ -30,6 +32,15 @@ std::vector<const ZRKTypeInfo*> select(Predicate matches)
 } // namespace
 
 void ZRKTypeInfo::registerType(const ZRKTypeInfo& info) { table().push_back(info); }
+
+ZRKTypeInfo& ZRKTypeInfo::ofClass(std::type_index objectClass, ZRKTypeInfo (*make)())
+{
+    static std::mutex mutex;
+    static std::unordered_map<std::type_index, ZRKTypeInfo> infos;
+    const std::lock_guard lock(mutex);
+    const auto found = infos.find(objectClass);
+    return found != infos.end() ? found->second : infos.emplace(objectClass, make()).first->second;
+}
 
 std::vector<const ZRKTypeInfo*> ZRKTypeInfo::findByName(std::string_view name)
 {

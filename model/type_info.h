@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <typeindex>
 #include <vector>
 
 namespace zrkmodel {
@@ -23,6 +24,9 @@ struct ZRK_API ZRKTypeInfo {
 
     /// Enters a copy in the type table. Duplicates are entered like any other.
     static void registerType(const ZRKTypeInfo& info);
+
+    /// The one info of a class, whichever libraries and threads ask: what `make` returned for the first one.
+    static ZRKTypeInfo& ofClass(std::type_index objectClass, ZRKTypeInfo (*make)());
 
     /// @{ All registered types that match, in order of registration. Names are compared
     /// exactly, uuids without regard to case. The pointers stay valid.

@@ -66,5 +66,19 @@ TEST(ComponentRegistration, MakesOnePrototypeAndEntersWhatTheClassStates)
     EXPECT_EQ(&entry->factory()->typeInfo(), &Counted::_typeInfo);
 }
 
+// What `_typeInfo` in another shared library comes to, where functions of templates are copies.
+TEST(TypeInfoOfClass, IsTheFirstOneForAllThatAskLater)
+{
+    struct Class {};
+    const ZRKTypeInfo& first = ZRKTypeInfo::ofClass(typeid(Class), [] {
+        return ZRKTypeInfo{"A", "first", nullptr};
+    });
+    const ZRKTypeInfo& second = ZRKTypeInfo::ofClass(typeid(Class), [] {
+        return ZRKTypeInfo{"A", "second", nullptr};
+    });
+    EXPECT_EQ(&first, &second);
+    EXPECT_EQ(second.name, "first");
+}
+
 } // namespace
 } // namespace zrkmodel
