@@ -6,16 +6,16 @@ namespace zrk {
 
 void ProgressManager::notifyProgressUpdate(std::thread::id, std::size_t steps)
 {
-    _completed += steps;
-    if (_monitor) {
-        _monitor->progress(static_cast<double>(_completed) / static_cast<double>(_total));
+    completed += steps;
+    if (monitor) {
+        monitor->progress(static_cast<double>(completed) / static_cast<double>(total));
     }
 }
 
 bool ProgressManager::shouldInterrupt()
 {
-    if (_monitor && _monitor->interruptRequested()) {
-        _monitor->interruptAcknowledged();
+    if (monitor && monitor->interruptRequested()) {
+        monitor->interruptAcknowledged();
         return true;
     }
     return false;
@@ -26,7 +26,7 @@ void AsyncProgressManager::notifyProgressUpdate(std::thread::id thread, std::siz
     std::atomic<std::uint64_t>* count = nullptr;
     {
         const std::lock_guard lock(_insertion);
-        count = &_perThread[thread];
+        count = &perThread[thread];
     }
     count->fetch_add(steps, std::memory_order_relaxed);
 }
@@ -35,7 +35,7 @@ std::uint64_t AsyncProgressManager::completedSteps()
 {
     const std::lock_guard lock(_insertion);
     std::uint64_t sum = 0;
-    for (const auto& [thread, count] : _perThread) {
+    for (const auto& [thread, count] : perThread) {
         sum += count.load(std::memory_order_relaxed);
     }
     return sum;
@@ -43,25 +43,25 @@ std::uint64_t AsyncProgressManager::completedSteps()
 
 void AsyncProgressManager::monitorProgress()
 {
-    if (!_monitor || _total == 0) {
+    if (!monitor || total == 0) {
         return;
     }
     for (;;) {
         const std::uint64_t done = completedSteps();
-        _monitor->progress(static_cast<double>(done) / static_cast<double>(_total));
-        if (_monitor->interruptRequested()) {
-            _interrupted.store(true, std::memory_order_relaxed);
-            _monitor->interruptAcknowledged();
+        monitor->progress(static_cast<double>(done) / static_cast<double>(total));
+        if (monitor->interruptRequested()) {
+            interrupted.store(true, std::memory_order_relaxed);
+            monitor->interruptAcknowledged();
             return;
         }
         if (shouldInterrupt()) {
             return;
         }
-        if (_intervalMs > 0) {
+        if (intervalMs > 0) {
             std::this_thread::sleep_until(std::chrono::steady_clock::now() +
-                                          std::chrono::milliseconds(_intervalMs));
+                                          std::chrono::milliseconds(intervalMs));
         }
-        if (done >= _total) {
+        if (done >= total) {
             return;
         }
     }

@@ -23,11 +23,11 @@ public:
     virtual ~ProgressMonitor() = default;
 
     /// Notes that a request to stop was heard.
-    void interruptAcknowledged() { _acknowledged = true; }
-    bool isInterruptAcknowledged() const { return _acknowledged; }
+    void interruptAcknowledged() { acknowledged = true; }
+    bool isInterruptAcknowledged() const { return acknowledged; }
 
 private:
-    bool _acknowledged = false;
+    bool acknowledged = false;
 };
 
 /// What work on one thread reports to.
@@ -35,7 +35,7 @@ class ZRK_API ProgressManager {
 public:
     /// @param monitor  not owned; null when nobody follows the work, and then nothing interrupts it.
     /// @param total    steps of the whole work.
-    ProgressManager(ProgressMonitor* monitor, std::size_t total) : _total(total), _monitor(monitor) {}
+    ProgressManager(ProgressMonitor* monitor, std::size_t total) : total(total), monitor(monitor) {}
 
     /// Adds finished steps.
     virtual void notifyProgressUpdate(std::thread::id thread, std::size_t steps);
@@ -46,12 +46,12 @@ public:
     ProgressManager& operator=(const ProgressManager&) = default;
     virtual ~ProgressManager() = default;
 
-    ProgressMonitor* getProgressMonitor() const { return _monitor; }
+    ProgressMonitor* getProgressMonitor() const { return monitor; }
 
 protected:
-    std::uint64_t _completed = 0;
-    std::uint64_t _total;
-    ProgressMonitor* _monitor;
+    std::uint64_t completed = 0;
+    std::uint64_t total;
+    ProgressMonitor* monitor;
 };
 
 /// What work on several threads reports to. Workers only add to their counts and read a flag; one thread,
@@ -60,22 +60,22 @@ class ZRK_API AsyncProgressManager : public ProgressManager {
 public:
     AsyncProgressManager(std::size_t threadCount, ProgressMonitor* monitor, std::size_t total,
                          unsigned intervalMs)
-        : ProgressManager(monitor, total), _threadCount(threadCount), _intervalMs(intervalMs)
+        : ProgressManager(monitor, total), threadCount(threadCount), intervalMs(intervalMs)
     {}
 
     void notifyProgressUpdate(std::thread::id thread, std::size_t steps) override;
     /// True once the monitor has asked `monitorProgress` to stop.
-    bool shouldInterrupt() override { return _interrupted.load(std::memory_order_relaxed); }
+    bool shouldInterrupt() override { return interrupted.load(std::memory_order_relaxed); }
 
     /// Reports every interval until a count, taken before the last wait, has reached the total, or
     /// `shouldInterrupt` is true. Without a monitor, or with a total of 0, it returns at once.
     void monitorProgress();
 
 protected:
-    std::map<std::thread::id, std::atomic<std::uint64_t>> _perThread;
-    std::atomic<bool> _interrupted{false};
-    std::uint64_t _threadCount;
-    std::uint32_t _intervalMs;
+    std::map<std::thread::id, std::atomic<std::uint64_t>> perThread;
+    std::atomic<bool> interrupted{false};
+    std::uint64_t threadCount;
+    std::uint32_t intervalMs;
 
 private:
     std::mutex _insertion; ///< guards the map's shape, not the counts
