@@ -45,7 +45,7 @@ void GridRows::choose(std::int64_t first, std::int64_t count)
            count * _dims[0] <= std::numeric_limits<std::int32_t>::max());
     _first = first;
     _rows = count;
-    markStale();
+    stale = true;
 }
 
 zrk::Tensor<4, double> GridRows::position(std::int32_t i) const

@@ -42,14 +42,14 @@ void EvaluationDomain<N, T>::positions(std::int32_t first, std::int32_t count, T
 template <int N, class T>
 std::shared_ptr<SampleBufferData<T>> EvaluationDomain<N, T>::samples()
 {
-    if (_samples && !_stale) {
+    if (_samples && !stale) {
         return _samples;
     }
     if (!_samples) {
         _samples = std::make_shared<SampleBufferData<T>>(3);
     }
     fill(*_samples);
-    _stale = false;
+    stale = false;
     return _samples;
 }
 

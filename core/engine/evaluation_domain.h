@@ -24,6 +24,9 @@ using Corners = std::pair<Tensor<3, T>, Tensor<3, T>>;
 template <int N, class T>
 class ZRK_API EvaluationDomain {
 public:
+    /// Set it to have the next `samples()` fill the buffer anew.
+    bool stale = true;
+
     virtual ~EvaluationDomain() = default;
 
     /// Box around the positions, if there is one.
@@ -62,12 +65,9 @@ public:
 
     /// All positions as records. Made at the first call and kept until the domain is stale.
     std::shared_ptr<SampleBufferData<T>> samples();
-    /// Lets the next `samples()` fill the buffer anew.
-    void markStale() { _stale = true; }
 
 private:
     std::shared_ptr<SampleBufferData<T>> _samples;
-    bool _stale = true;
 };
 
 extern template class EvaluationDomain<3, double>;

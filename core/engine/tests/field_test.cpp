@@ -258,7 +258,7 @@ TEST(EvaluationDomain, SamplesAreFilledOnceUntilTheyAreStale)
     EXPECT_EQ(samples->stride, 4u);
     EXPECT_EQ(samples->record(4)[0], 4.0);
     domain.n = 7;
-    domain.markStale();
+    domain.stale = true;
     EXPECT_EQ(domain.samples(), samples);
     EXPECT_EQ(domain.fills, 2);
     EXPECT_EQ(samples->count, 7u);
