@@ -130,9 +130,6 @@ void ZRKExtensionBase::onBuildEvaluator(zrk::EvaluatorBuilder<double>& builder, 
 
 std::optional<std::size_t> ZRKExtensionBase::coordinatesInput(std::size_t) const { return std::nullopt; }
 
-std::shared_ptr<zrk::FieldGenerator<1, 3>> scalarInputField(const Pin_ref<1>& pin)
-{
-    return std::dynamic_pointer_cast<zrk::FieldGenerator<1, 3>>(inputField(pin.node, 0).generator());
-}
+zrk::Field<1, 3> inputField(const Pin_ref<1>& pin) { return zrk::Field<1, 3>(inputField(pin.node, 0)); }
 
 } // namespace zrkmodel

@@ -67,7 +67,7 @@ protected:
 /// unconnected pin with a default value is empty too, though a chain reads its default.
 /// Empty for a pin that isn't there.
 ZRK_API zrk::IField inputField(const ZRKNodeBase<1, ZRKGraphObject>& node, int k);
-/// The field that arrives at input 0 of the pin's node; null unless it is a scalar one.
-ZRK_API std::shared_ptr<zrk::FieldGenerator<1, 3>> scalarInputField(const Pin_ref<1>& pin);
+/// The field that arrives at input 0 of the pin's node; empty unless it is a scalar one.
+ZRK_API zrk::Field<1, 3> inputField(const Pin_ref<1>& pin);
 
 } // namespace zrkmodel

@@ -41,11 +41,11 @@ void ZRKGradDerivative::onAddedToGraph(const ZRKNodeBase<0, ZRKGraphObject>& nod
 
 zrk::Evaluation ZRKGradDerivative::getEvaluatorForPin(const Pin_ref<1>& pin, const ZRKContext& context) const
 {
-    const auto field = scalarInputField(pin);
+    const zrk::Field<1, 3> field = inputField(pin);
     if (!field) {
         return zrk::doNothing();
     }
-    return zrk::gradientEvaluator(field, stepIn(context), normalize.value());
+    return zrk::gradientEvaluator(field.generator(), stepIn(context), normalize.value());
 }
 
 } // namespace zrkmodel
