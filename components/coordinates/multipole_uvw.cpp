@@ -14,24 +14,24 @@ bool ZRKMultipoleUVW::Pole::set(int i, double value)
     if (_is_ref || i < 0 || i > 2) {
         return false;
     }
-    _point[static_cast<std::size_t>(i)] = value;
+    point[static_cast<std::size_t>(i)] = value;
     return true;
 }
 
 void ZRKMultipoleUVW::Pole::set_ref(const std::shared_ptr<ZRKGeometry>& geometry)
 {
-    _handle.reset(geometry);
+    handle.reset(geometry);
     _is_ref = true;
 }
 
 zrk::Tensor<3, double> ZRKMultipoleUVW::Pole::get_point() const
 {
     if (!_is_ref) {
-        return _point;
+        return point;
     }
     const auto resource = geometry();
-    const auto point = resource ? std::dynamic_pointer_cast<IPoint>(resource->geometry()) : nullptr;
-    return point ? point->position() : zrk::Tensor<3, double>{};
+    const auto shape = resource ? std::dynamic_pointer_cast<IPoint>(resource->geometry()) : nullptr;
+    return shape ? shape->position() : zrk::Tensor<3, double>{};
 }
 
 void ZRKValueSerializer<ZRKMultipoleUVW::Pole>::write(ZRKSerialization& s, const Pole& pole,
@@ -40,10 +40,10 @@ void ZRKValueSerializer<ZRKMultipoleUVW::Pole>::write(ZRKSerialization& s, const
     s.beginObject(pos);
     ZRKValueSerializer<double>::write(s, pole.strength, "strength");
     ZRKValueSerializer<bool>::write(s, pole._is_ref, "is_ref");
-    ZRKValueSerializer<zrk::Tensor<3, double>>::write(s, pole.is_valid() ? pole.get_point() : pole._point,
+    ZRKValueSerializer<zrk::Tensor<3, double>>::write(s, pole.is_valid() ? pole.get_point() : pole.point,
                                                       "point");
     if (pole._is_ref) {
-        ZRKValueSerializer<ZRKResourceHandle>::write(s, pole._handle, "point_handle");
+        ZRKValueSerializer<ZRKResourceHandle>::write(s, pole.handle, "point_handle");
     }
     s.end();
 }
@@ -56,10 +56,10 @@ bool ZRKValueSerializer<ZRKMultipoleUVW::Pole>::read(const ZRKDeserialization& d
     }
     ZRKValueSerializer<double>::read(d, pole.strength, "strength");
     ZRKValueSerializer<bool>::read(d, pole._is_ref, "is_ref");
-    ZRKValueSerializer<zrk::Tensor<3, double>>::read(d, pole._point, "point");
+    ZRKValueSerializer<zrk::Tensor<3, double>>::read(d, pole.point, "point");
     ZRKResourceHandle handle;
     if (pole._is_ref && ZRKValueSerializer<ZRKResourceHandle>::read(d, handle, "point_handle")) {
-        pole._handle = handle;
+        pole.handle = handle;
     }
     d.end();
     return true;

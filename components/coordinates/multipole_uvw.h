@@ -72,11 +72,13 @@ public:
     class Pole {
     public:
         double strength = 1.0;
+        ZRKResourceHandleOf<ZRKGeometry> handle;
+        zrk::Tensor<3, double> point{}; ///< of a fixed pole; of a reference, where it was when it was stored
 
         Pole() = default; ///< fixed, at the origin
-        Pole(const zrk::Tensor<3, double>& point, double strength) : strength(strength), _point(point) {}
+        Pole(const zrk::Tensor<3, double>& point, double strength) : strength(strength), point(point) {}
         Pole(const std::shared_ptr<ZRKGeometry>& geometry, double strength)
-            : strength(strength), _is_ref(true), _handle(geometry)
+            : strength(strength), handle(geometry), _is_ref(true)
         {}
 
         /// Sets coordinate i of a fixed pole, 0 to 2. Returns false and changes nothing for a reference and
@@ -87,10 +89,10 @@ public:
 
         bool is_ref() const { return _is_ref; }
         /// Returns false for a reference that doesn't resolve now, and true otherwise.
-        bool is_valid() const { return !_is_ref || _handle.ready(); }
-        const ZRKuuid& ref_uuid() const { return _handle.uuid(); }
+        bool is_valid() const { return !_is_ref || handle.ready(); }
+        const ZRKuuid& ref_uuid() const { return handle.uuid(); }
         /// Returns the geometry that the pole refers to, or null if there is none.
-        std::shared_ptr<ZRKGeometry> geometry() const { return _handle.object(); }
+        std::shared_ptr<ZRKGeometry> geometry() const { return handle.object(); }
         /// Returns where the pole is now. A reference to something that isn't a point, or isn't there, is at
         /// the origin.
         zrk::Tensor<3, double> get_point() const;
@@ -98,8 +100,6 @@ public:
     private:
         friend struct ZRKValueSerializer<Pole>;
         bool _is_ref = false;
-        ZRKResourceHandleOf<ZRKGeometry> _handle;
-        zrk::Tensor<3, double> _point{};
     };
 
     ZRKProperty<bool> constDirection{"const direction", false, this};
