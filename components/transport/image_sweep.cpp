@@ -127,9 +127,9 @@ private:
 ZRKImageSweep::ZRKImageSweep(const ZRKImageSweep& other)
     : ZRKComponent(other),
       ZRKDataHolder(other),
-      _rasterA(other._rasterA),
-      _rasterB(other._rasterB),
-      _rasterObstacle(other._rasterObstacle),
+      rasterA(other.rasterA),
+      rasterB(other.rasterB),
+      rasterObstacle(other.rasterObstacle),
       _sweep(Sweep{other._sweep.copy().sweepRaster})
 {}
 
@@ -162,9 +162,9 @@ void ZRKImageSweep::onDeserialize(const ZRKDeserialization& d)
 {
     ZRKComponent::onDeserialize(d);
     announceEdit();
-    _rasterA.reset();
-    _rasterB.reset();
-    _rasterObstacle.reset();
+    rasterA.reset();
+    rasterB.reset();
+    rasterObstacle.reset();
     _ensureRasterCache();
     rebuildSweep(d.monitor());
 }
@@ -174,7 +174,7 @@ ZRKHeldData ZRKImageSweep::held() const
     const Sweep sweep = _sweep.copy();
     const auto bytes = [](const auto& raster) { return raster ? raster->data.size() * sizeof(double) : 0; };
     ZRKHeldData data;
-    for (const auto& pixels : {_rasterA, _rasterB, _rasterObstacle, sweep.resampledA, sweep.resampledB}) {
+    for (const auto& pixels : {rasterA, rasterB, rasterObstacle, sweep.resampledA, sweep.resampledB}) {
         data.add(pixels, bytes(pixels));
     }
     data.add(sweep.sweepRaster, bytes(sweep.sweepRaster));
@@ -185,9 +185,9 @@ ZRKHeldData ZRKImageSweep::held() const
 
 void ZRKImageSweep::hold(const ZRKHeldData& data)
 {
-    _rasterA = data.part<Pixels>(0);
-    _rasterB = data.part<Pixels>(1);
-    _rasterObstacle = data.part<Pixels>(2);
+    rasterA = data.part<Pixels>(0);
+    rasterB = data.part<Pixels>(1);
+    rasterObstacle = data.part<Pixels>(2);
     _sweep.set({data.part<Volume>(5), data.part<Pixels>(3), data.part<Pixels>(4), data.part<Output>(6),
                 data.state != 0});
 }
@@ -218,7 +218,7 @@ void ZRKImageSweep::moveTransport(double value)
 void ZRKImageSweep::pick(ZRKProperty<Image>& property, const Image& image)
 {
     announceEdit();
-    auto& raster = &property == &imageA ? _rasterA : &property == &imageB ? _rasterB : _rasterObstacle;
+    auto& raster = &property == &imageA ? rasterA : &property == &imageB ? rasterB : rasterObstacle;
     raster = firstChannel(image);
     property.set(image);
 }
@@ -241,9 +241,9 @@ void ZRKImageSweep::_ensureRasterCache() const
             raster = firstChannel(image.value());
         }
     };
-    fill(_rasterA, imageA);
-    fill(_rasterB, imageB);
-    fill(_rasterObstacle, obstacle);
+    fill(rasterA, imageA);
+    fill(rasterB, imageB);
+    fill(rasterObstacle, obstacle);
 }
 
 /// Names the greater one of the two numbers that make the size, and how large it may be beside the other.
@@ -273,7 +273,7 @@ void ZRKImageSweep::refuseLargeStack() const
 
 bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
 {
-    if (!_rasterA || !_rasterB) {
+    if (!rasterA || !rasterB) {
         _sweep.use([](Sweep& sweep) {
             sweep.sweepRaster.reset();
             sweep.outputRaster.reset();
@@ -282,11 +282,11 @@ bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
     }
     refuseLargeStack();
     tellLongWork(resolution.value(), steps.value());
-    Pixels a = resampled(_rasterA, resolution.value());
-    Pixels b = resampled(_rasterB, resolution.value());
+    Pixels a = resampled(rasterA, resolution.value());
+    Pixels b = resampled(rasterB, resolution.value());
     std::optional<Pixels> closed;
-    if (_rasterObstacle) {
-        closed = resampled(_rasterObstacle, resolution.value());
+    if (rasterObstacle) {
+        closed = resampled(rasterObstacle, resolution.value());
     }
     bool isStopped = false;
     ComputationMeter::Run run(_meter, monitor);

@@ -150,9 +150,9 @@ private:
         bool outputDirty = true;
     };
 
-    mutable std::shared_ptr<const Pixels> _rasterA;
-    mutable std::shared_ptr<const Pixels> _rasterB;
-    mutable std::shared_ptr<const Pixels> _rasterObstacle;
+    mutable std::shared_ptr<const Pixels> rasterA;
+    mutable std::shared_ptr<const Pixels> rasterB;
+    mutable std::shared_ptr<const Pixels> rasterObstacle;
     mutable Guarded<Sweep> _sweep;
     ComputationMeter _meter;
 
