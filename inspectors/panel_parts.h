@@ -19,7 +19,7 @@ namespace zrkui {
 template <class... Properties>
 void addPropertyWidgets(ZRKPropertyView& view, Properties&... properties)
 {
-    (addPropertyWidget(view, properties), ...);
+    (addPropertyWidget(&view, properties), ...);
 }
 
 /// A choice whose index is the property's number. A number without a label is shown as no choice and stays.

@@ -380,19 +380,19 @@ QWidget* addFirstEntry(ZRKPropertyView& view, const zrkmodel::ZRKDynamicProperty
     return view.addProperty(pack.entries().front());
 }
 
-QWidget* addPropertyWidget(ZRKPropertyView& view, zrkmodel::ZRKPropertyBase& property)
+QWidget* addPropertyWidget(ZRKPropertyView* view, zrkmodel::ZRKPropertyBase& property)
 {
     zrkmodel::ZRKDynamicPropertyPack pack(property.owner());
     pack.add(property);
-    return addFirstEntry(view, pack);
+    return addFirstEntry(*view, pack);
 }
 
-QWidget* addPropertyWidget(ZRKPropertyView& view, zrkmodel::ZRKProperty<double>& property, double min,
+QWidget* addPropertyWidget(ZRKPropertyView* view, zrkmodel::ZRKProperty<double>& property, double min,
                            double max)
 {
     zrkmodel::ZRKDynamicPropertyPack pack(property.owner());
     pack.add(property, min, max, true);
-    return addFirstEntry(view, pack);
+    return addFirstEntry(*view, pack);
 }
 
 } // namespace zrkui

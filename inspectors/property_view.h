@@ -81,9 +81,9 @@ private:
 /// The widget for the pack's first entry; null for an empty pack.
 ZRK_API QWidget* addFirstEntry(ZRKPropertyView& view, const zrkmodel::ZRKDynamicPropertyPack& pack);
 /// The widget for a property, without limits; null for a type that has none.
-ZRK_API QWidget* addPropertyWidget(ZRKPropertyView& view, zrkmodel::ZRKPropertyBase& property);
+ZRK_API QWidget* addPropertyWidget(ZRKPropertyView* view, zrkmodel::ZRKPropertyBase& property);
 /// A number field between two limits.
-ZRK_API QWidget* addPropertyWidget(ZRKPropertyView& view, zrkmodel::ZRKProperty<double>& property, double min,
+ZRK_API QWidget* addPropertyWidget(ZRKPropertyView* view, zrkmodel::ZRKProperty<double>& property, double min,
                                    double max);
 
 } // namespace zrkui

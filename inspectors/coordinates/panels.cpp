@@ -19,8 +19,8 @@ namespace {
 void spherePanel(ZRKSphereUVW& c, ZRKPropertyView& view)
 {
     view.pushVBoxLayout();
-    addPropertyWidget(view, c.radius);
-    addPropertyWidget(view, c.poles, 0.0, 1.0);
+    addPropertyWidget(&view, c.radius);
+    addPropertyWidget(&view, c.poles, 0.0, 1.0);
     addPropertyWidgets(view, c.center, c.inverse);
     view.popLayout();
 }
@@ -40,7 +40,7 @@ void cylinderPanel(ZRKCylinderUVW& c, ZRKPropertyView& view)
     view.popLayout();
     view.pushVBoxLayout();
     addChoice(view, c.capStyle, {"none", "round"});
-    addPropertyWidget(view, c.twist);
+    addPropertyWidget(&view, c.twist);
     view.popLayout();
     view.popLayout();
 }
@@ -50,7 +50,7 @@ void curvePanel(ZRKCurveUVW& c, ZRKPropertyView& view)
     view.pushVBoxLayout();
     view.pushHBoxLayout();
     addChoice(view, c.mode, {"extrude", "wrap"});
-    addPropertyWidget(view, c.normalizeLength);
+    addPropertyWidget(&view, c.normalizeLength);
     view.popLayout();
     addGeometryPicker(view, c.curve, kCurveGeometry, 1, c.curve.name(),
                       [&c](const PickedGeometries& selection) { c.pick(selection); });
@@ -155,7 +155,7 @@ void multipolePanel(ZRKMultipoleUVW& c, ZRKPropertyView& view)
     addRemoval(*list, "removes the chosen pole");
     list->addMenuEntry("clear", [list] { list->clear(true); });
     view.pushHBoxLayout();
-    addPropertyWidget(view, c.constDirection);
+    addPropertyWidget(&view, c.constDirection);
     view.add(list);
     view.popLayout();
     showList(*list, c, c.poles, "poles");

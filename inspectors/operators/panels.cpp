@@ -73,14 +73,14 @@ void maskPanel(ZRKMask& c, ZRKPropertyView& view)
 {
     view.pushVBoxLayout();
     addShareSlider(view, c.multiplier);
-    addPropertyWidget(view, c.replace);
+    addPropertyWidget(&view, c.replace);
     view.popLayout();
 }
 
 void multiplyPanel(ZRKMultiply& c, ZRKPropertyView& view)
 {
     view.pushVBoxLayout();
-    addPropertyWidget(view, c.multiplier);
+    addPropertyWidget(&view, c.multiplier);
     view.popLayout();
 }
 
@@ -118,7 +118,7 @@ void isoValuePanel(ZRKLevelsetIsoValue& c, ZRKPropertyView& view)
 void gradientPanel(ZRKGradDerivative& c, ZRKPropertyView& view)
 {
     view.pushVBoxLayout();
-    addPropertyWidget(view, c.normalize);
+    addPropertyWidget(&view, c.normalize);
     view.popLayout();
 }
 

@@ -18,15 +18,15 @@ namespace {
 void gyroidPanel(ZRKGyroid& c, ZRKPropertyView& view)
 {
     view.pushVBoxLayout();
-    addPropertyWidget(view, c.contour);
+    addPropertyWidget(&view, c.contour);
     view.popLayout();
 }
 
 void crossPanel(ZRKCross& c, ZRKPropertyView& view)
 {
     view.pushVBoxLayout();
-    addPropertyWidget(view, c.thicknessRatios);
-    addPropertyWidget(view, c.smoothness, 0.0, 1.0);
+    addPropertyWidget(&view, c.thicknessRatios);
+    addPropertyWidget(&view, c.smoothness, 0.0, 1.0);
     view.popLayout();
 }
 
@@ -75,7 +75,7 @@ void patternPanel(ZRKPatternDesigner& c, ZRKPropertyView& view)
     setHint(*list->addButton("random", [&c] { c.randomize(); }), "gives all waves other values, at random");
     list->addMenuEntry("clear", [list] { list->clear(true); });
     view.pushVBoxLayout();
-    addPropertyWidget(view, c.multiply);
+    addPropertyWidget(&view, c.multiply);
     view.add(list);
     view.popLayout();
     showList(*list, c, c.waves, "waves");

@@ -54,7 +54,7 @@ void pipePanel(ZRKPipeSDF& c, ZRKPropertyView& view)
 {
     view.pushHBoxLayout();
     view.addLabel("Under Construction!!!");
-    addPropertyWidget(view, c.radius);
+    addPropertyWidget(&view, c.radius);
     view.popLayout();
 }
 

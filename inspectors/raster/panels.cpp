@@ -21,7 +21,7 @@ template <class Sampler>
 void samplerPanel(Sampler& c, ZRKPropertyView& view)
 {
     view.pushHBoxLayout();
-    addPropertyWidget(view, c.wrap);
+    addPropertyWidget(&view, c.wrap);
     addImagePicker(view, c.image, "image", [&c](const auto& picked) { c.pick(picked); });
     view.popLayout();
 }
@@ -33,7 +33,7 @@ void rasterFxPanel(ZRKRasterFX& c, ZRKPropertyView& view)
     addPropertyWidgets(view, c.resolution, c.blurRadius);
     view.popLayout();
     view.pushVBoxLayout();
-    addPropertyWidget(view, c.autoUpdate);
+    addPropertyWidget(&view, c.autoUpdate);
     setHint(*view.addButton("update", {}, [&c] { c.update(); }),
             "computes the raster anew where what arrives has changed");
     view.popLayout();

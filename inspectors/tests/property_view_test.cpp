@@ -85,7 +85,7 @@ TEST(PropertyView, HasAWidgetForTexts)
 {
     OpenedPanel<ZRK2DImageExtrude> panel;
     ZRKPropertyView view;
-    auto* line = dynamic_cast<QLineEdit*>(addPropertyWidget(view, panel.component->compositing));
+    auto* line = dynamic_cast<QLineEdit*>(addPropertyWidget(&view, panel.component->compositing));
     ASSERT_NE(line, nullptr);
     EXPECT_EQ(line->text(), "add");
     line->selectAll();
@@ -95,7 +95,7 @@ TEST(PropertyView, HasAWidgetForTexts)
     panel.component->compositing.set("subtract");
     EXPECT_EQ(line->text(), "subtract");
     EXPECT_THAT(panel.events, ElementsAre("compositing", "compositing"));
-    EXPECT_EQ(addPropertyWidget(view, panel.component->imageXY), nullptr) << "has no entry";
+    EXPECT_EQ(addPropertyWidget(&view, panel.component->imageXY), nullptr) << "has no entry";
 }
 
 struct Shapeless final : ZRKGeometry {
@@ -107,7 +107,7 @@ TEST(PropertyView, HasWidgetsForGeometriesAndCurves)
     OpenedPanel<ZRKImageSweep> panel;
     ZRKImageSweep& sweep = *panel.component;
     ZRKPropertyView view;
-    auto* picker = dynamic_cast<ZRKGeometryPicker*>(addPropertyWidget(view, sweep.pathCurve));
+    auto* picker = dynamic_cast<ZRKGeometryPicker*>(addPropertyWidget(&view, sweep.pathCurve));
     ASSERT_NE(picker, nullptr);
     const auto geometry = std::make_shared<Shapeless>();
     picker->choose(geometry);

@@ -75,7 +75,7 @@ void matrixPanel(ZRKMatrixTransform& c, ZRKPropertyView& view)
     });
     setHint(*reset, kResetHint);
     view.popLayout();
-    addPropertyWidget(view, c.inverse);
+    addPropertyWidget(&view, c.inverse);
     view.popLayout();
 }
 
@@ -106,7 +106,7 @@ void affinePanel(ZRKAffineTransform& c, ZRKPropertyView& view)
     });
     setHint(*reset, kResetHint);
     view.popLayout();
-    addPropertyWidget(view, c.inverse);
+    addPropertyWidget(&view, c.inverse);
     view.popLayout();
 }
 
