@@ -1,6 +1,7 @@
 #pragma once
 
 #include "components/registration.h"
+#include "model/graph_object.h"
 #include "model/registry.h"
 
 #include <vector>
