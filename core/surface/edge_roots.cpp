@@ -308,16 +308,19 @@ void EdgeRoots::findPlanes(std::span<const PreparedField> fields)
         // Where an end isn't finite, the value tells nothing of the way to the surface.
         const BatchMask isPlane =
             load(Tolerance, r) > 0.0 && slope > 0.0 && isFinite(slope) && isFinite(residue);
-        double rows[7][Batch::size];
+        double rows[8][Batch::size];
         for (std::size_t axis = 0; axis < 3; ++axis) {
             n[axis] = select(isPlane, n[axis] / slope, Batch(0.0));
             p[axis].store(rows[axis]);
             n[axis].store(rows[3 + axis]);
         }
-        select(isPlane, n[0] * p[0] + n[1] * p[1] + n[2] * p[2] - residue, Batch(0.0)).store(rows[6]);
+        const Batch way = select(isPlane, -residue, Batch(0.0));
+        (n[0] * p[0] + n[1] * p[1] + n[2] * p[2] + way).store(rows[6]);
+        way.store(rows[7]);
         for (std::size_t i = 0; i < Batch::size; ++i) {
-            _planes[r + i] = {
-                {rows[0][i], rows[1][i], rows[2][i]}, {rows[3][i], rows[4][i], rows[5][i]}, rows[6][i]};
+            for (std::size_t k = 0; k < 8; ++k) {
+                _planes[r + i].numbers[k] = rows[k][i];
+            }
         }
     }
 }

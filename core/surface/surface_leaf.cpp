@@ -136,16 +136,22 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
         }
     }
     _roots.search(_fields);
+    std::size_t cellCount = 0;
+    for (const SurfaceLeaf* leaf : leaves) {
+        cellCount += leaf->_cells.size();
+    }
     _moved.clear();
     _smooth.clear();
+    _smooth.reserve(4 * cellCount);
     for (std::size_t l = 0; l < leaves.size(); ++l) {
         takeCrossings(*leaves[l], _firstRoot[l]);
         addVertices(*leaves[l], _firstRoot[l]);
     }
-    std::span<const SmoothPlacement::Vertex> smooth = _smooth.place();
+    _smooth.place();
+    std::size_t first = 0;
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        placeVertices(*leaves[l], _firstRoot[l], smooth);
-        smooth = smooth.subspan(leaves[l]->_vertices.size());
+        placeVertices(*leaves[l], _firstRoot[l], first);
+        first += leaves[l]->_vertices.size();
     }
     moveOntoSurface();
 }
@@ -361,8 +367,8 @@ Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
             isFixed[axis] = true;
             vertex[axis] = leaf.global(axis, local[axis]) == 0 ? _grid.lower[axis] : _grid.upper[axis];
         } else {
-            normal = normal + plane.normal;
-            offset += plane.offset;
+            normal = normal + plane.normal();
+            offset += plane.offset();
         }
     }
     Point along = normal;
@@ -430,42 +436,79 @@ LeafBuilder::CellRoom LeafBuilder::roomOf(const Index3& cell) const
             {_upperRoom[0][cell[0]], _upperRoom[1][cell[1]], _upperRoom[2][cell[2]]}};
 }
 
+/// The sum of the planes where the edges of a cell of one patch are crossed.
+std::size_t LeafBuilder::sumOfPlanes(const SurfaceLeaf& leaf, std::size_t firstRoot, const ActiveCell& cell,
+                                     TangentPlane& sum) const
+{
+    const Index3 local = indexOfCell(cell.place);
+    const std::uint32_t lowest = nodePlace(local[0], local[1], local[2]);
+    const TangentPlane* const planes = _roots.planes() + firstRoot;
+    Batch sums[8 / Batch::size];
+    std::fill(std::begin(sums), std::end(sums), Batch(0.0));
+    std::size_t count = 0;
+    for (unsigned edges = crossedEdges(cell.inside); edges != 0; edges &= edges - 1, ++count) {
+        const auto edge = static_cast<std::size_t>(std::countr_zero(edges));
+        const TangentPlane& plane = planes[(*leaf._edgeAt)[edge / 4][lowest + kNodeOfEdge[edge]] - 1u];
+        for (std::size_t i = 0; i < std::size(sums); ++i) {
+            sums[i] += Batch::loadAligned(plane.numbers.data() + i * Batch::size);
+        }
+    }
+    for (std::size_t i = 0; i < std::size(sums); ++i) {
+        sums[i].storeAligned(sum.numbers.data() + i * Batch::size);
+    }
+    return count;
+}
+
 void LeafBuilder::addVertices(SurfaceLeaf& leaf, std::size_t firstRoot)
 {
-    findRooms(leaf);
     std::size_t count = 0;
     for (ActiveCell& cell : leaf._cells) {
         cell.firstVertex = static_cast<std::uint16_t>(count);
         cell.patchCount = cell.patches().count;
-        leaf._isSimple = leaf._isSimple && cell.patchCount == 1 && ambiguousFaces(cell.inside) == 0;
-        const CellRoom room = roomOf(indexOfCell(cell.place));
-        for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch, ++count) {
-            // Patches of one cell are kept apart by their crossings, so their middles are safe.
-            _smooth.add(PatchPlanes(*this, leaf, firstRoot, cell, patch).all(), room.lower, room.upper,
-                        cell.patchCount > 1);
+        count += cell.patchCount;
+        if (cell.patchCount == 1) {
+            TangentPlane sum;
+            const std::size_t planes = sumOfPlanes(leaf, firstRoot, cell, sum);
+            _smooth.add(sum, planes, false);
+            leaf._isSimple = leaf._isSimple && ambiguousFaces(cell.inside) == 0;
+            continue;
+        }
+        leaf._isSimple = false;
+        // Patches of one cell are kept apart by their crossings, so their middles are safe.
+        for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch) {
+            const PatchPlanes planes(*this, leaf, firstRoot, cell, patch);
+            TangentPlane sum{};
+            for (const TangentPlane* const plane : planes.all()) {
+                for (std::size_t i = 0; i < 3; ++i) {
+                    sum.numbers[i] += plane->numbers[i];
+                }
+            }
+            _smooth.add(sum, planes.all().size(), true);
         }
     }
-    leaf._vertices.reserve(count);
+    leaf._vertices.resize(count);
 }
 
-/// @param smooth  the leaf's vertices as if no crease ran through it.
-void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
-                                std::span<const SmoothPlacement::Vertex> smooth)
+/// @param first  number of the leaf's first vertex among those that are placed as if no crease ran through
+/// their cells.
+void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::size_t first)
 {
     findRooms(leaf);
     for (const ActiveCell& cell : leaf._cells) {
         const Index3 local = indexOfCell(cell.place);
-        const bool isRim = _isOpen && isAtBounds(leaf, local) && cell.patchCount == 1;
-        if (!isRim && (!_isSharp || smooth[cell.firstVertex].isSmooth)) {
-            for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch) {
-                leaf._vertices.push_back({smooth[leaf._vertices.size()].position, false});
-            }
+        const CellRoom room = roomOf(local);
+        const bool isRim = _isOpen && cell.patchCount == 1 && isAtBounds(leaf, local);
+        bool maybeOnCrease = false;
+        for (std::size_t v = cell.firstVertex; v < cell.firstVertex + std::size_t{cell.patchCount}; ++v) {
+            leaf._vertices[v] = {clamped(_smooth.position(first + v), room.lower, room.upper), false};
+            maybeOnCrease = maybeOnCrease || !_smooth.isSurelySmooth(first + v);
+        }
+        if (!isRim && !(_isSharp && maybeOnCrease)) {
             continue;
         }
-        const CellRoom room = roomOf(local);
         const PatchPlanes planes(*this, leaf, firstRoot, cell, 0);
-        const bool isOnCrease = !smooth[cell.firstVertex].isSmooth;
-        CreaseVertex vertex{smooth[cell.firstVertex].position, false};
+        CreaseVertex vertex{leaf._vertices[cell.firstVertex].position, false};
+        const bool isOnCrease = maybeOnCrease && !isSmooth(planes.all());
         if (isOnCrease) {
             vertex = placeOnCrease(planes.all(), room.lower, room.upper);
         }
@@ -473,10 +516,10 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
             const Point onRim = movedToRim(leaf, cell, planes.all(), vertex.position);
             vertex.position = clamped(onRim, room.lower, room.upper);
         } else if (vertex.wasOutside) {
-            _moved.push_back({&leaf, static_cast<std::uint32_t>(leaf._vertices.size()), room.lower,
-                              room.upper, planes.factor(_roots)});
+            _moved.push_back(
+                {&leaf, cell.firstVertex, room.lower, room.upper, planes.factor(_roots)});
         }
-        leaf._vertices.push_back({vertex.position, isOnCrease});
+        leaf._vertices[cell.firstVertex] = {vertex.position, isOnCrease};
     }
 }
 

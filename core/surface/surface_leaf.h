@@ -209,8 +209,9 @@ private:
     void findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows);
     void takeCrossings(SurfaceLeaf& leaf, std::size_t firstRoot) const;
     void addVertices(SurfaceLeaf& leaf, std::size_t firstRoot);
-    void placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
-                       std::span<const SmoothPlacement::Vertex> smooth);
+    std::size_t sumOfPlanes(const SurfaceLeaf& leaf, std::size_t firstRoot, const ActiveCell& cell,
+                            TangentPlane& sum) const;
+    void placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::size_t first);
     /// Corners of a cell made smaller by a little.
     struct CellRoom {
         Point lower, upper;

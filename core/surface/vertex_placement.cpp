@@ -34,8 +34,8 @@ struct Energy {
     Energy(std::span<const TangentPlane* const> planes, const Point& origin) : origin(origin)
     {
         for (const TangentPlane* const plane : planes) {
-            const Point& n = plane->normal;
-            const double d = plane->offset - dot(n, origin);
+            const Point n = plane->normal();
+            const double d = plane->offset() - dot(n, origin);
             a.xx += n[0] * n[0];
             a.xy += n[0] * n[1];
             a.xz += n[0] * n[2];
@@ -180,91 +180,54 @@ Point leastOnBox(const Energy& energy, const Point& lower, const Point& upper)
 
 } // namespace
 
-void SmoothPlacement::clear()
+bool isSmooth(std::span<const TangentPlane* const> planes)
 {
-    _count = 0;
-    _vertices.clear();
+    Point sum{};
+    for (const TangentPlane* const plane : planes) {
+        sum = sum + plane->normal();
+    }
+    const double least = kCosineOfSmooth * std::sqrt(dot(sum, sum));
+    return std::all_of(planes.begin(), planes.end(), [&](const TangentPlane* plane) {
+        const Point normal = plane->normal();
+        return dot(normal, normal) == 0 || dot(normal, sum) >= least;
+    });
 }
 
-void SmoothPlacement::add(std::span<const TangentPlane* const> planes, const Point& lower, const Point& upper,
-                          bool isMiddle)
+void SmoothPlacement::reserve(std::size_t count)
 {
-    const std::size_t lane = _count++;
-    for (std::size_t i = 0; i < planes.size(); ++i) {
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            _planes[i].at[axis][lane] = planes[i]->at[axis];
-            _planes[i].normal[axis][lane] = planes[i]->normal[axis];
+    if (_share.size() < wholeBatches(count)) {
+        for (std::vector<double>& row : _rows) {
+            row.resize(wholeBatches(count));
         }
-        _planes[i].offset[lane] = planes[i]->offset;
-    }
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        _lower[axis][lane] = lower[axis];
-        _upper[axis][lane] = upper[axis];
-    }
-    _share[lane] = 1.0 / static_cast<double>(planes.size());
-    _isMiddle[lane] = isMiddle ? 1 : 0;
-    _mostPlanes = std::max(_mostPlanes, planes.size());
-    if (_count == Batch::size) {
-        placeBatch();
+        _share.resize(wholeBatches(count));
+        _isMoved.resize(wholeBatches(count));
+        _isSmooth.resize(wholeBatches(count));
     }
 }
 
-std::span<const SmoothPlacement::Vertex> SmoothPlacement::place()
+/// Along the mean normal to where the vertex lies as far in front of some planes as behind others.
+void SmoothPlacement::place()
 {
-    placeBatch();
-    return _vertices;
-}
-
-void SmoothPlacement::placeBatch()
-{
-    static_assert(kLanes >= Batch::size);
-    const auto load = [](const Row& row) { return Batch::loadAligned(row.data()); };
-    const auto dot3 = [](const Batch(&a)[3], const Batch(&b)[3]) {
-        return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-    };
-    Batch mass[3] = {0.0, 0.0, 0.0};
-    Batch mean[3] = {0.0, 0.0, 0.0};
-    for (std::size_t i = 0; i < _mostPlanes; ++i) {
+    for (std::size_t v = 0; v < _count; v += Batch::size) {
+        const auto load = [&](std::size_t row) { return Batch::load(_rows[row].data() + v); };
+        const Batch share = Batch::load(_share.data() + v);
+        const Batch mass[3] = {load(0) * share, load(1) * share, load(2) * share};
+        const Batch normal[3] = {load(3), load(4), load(5)};
+        const Batch squared = normal[0] * normal[0] + normal[1] * normal[1] + normal[2] * normal[2];
+        const BatchMask isMoved = squared > 0.0 && Batch::load(_isMoved.data() + v) > 0.0;
+        const Batch off = load(6) - (normal[0] * mass[0] + normal[1] * mass[1] + normal[2] * mass[2]);
+        const Batch residue = load(7);
+        const Batch along = (residue + kShareOfBulge * (off - residue)) / squared;
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            mass[axis] += load(_planes[i].at[axis]);
-            mean[axis] += load(_planes[i].normal[axis]);
+            select(isMoved, mass[axis] + normal[axis] * along, mass[axis]).store(_rows[axis].data() + v);
+        }
+        // The sum of unit vectors is shorter than their count by 1 less the cosine of each.
+        const BatchMask isSmooth = sqrt(squared) * share >= 1.0 - (1.0 - kCosineOfSmooth) * share;
+        const unsigned bits = bitsOf(isSmooth || !isMoved);
+        for (std::size_t i = 0; i < Batch::size; ++i) {
+            _isSmooth[v + i] = static_cast<std::uint8_t>(bits >> i & 1);
         }
     }
-    const Batch length = sqrt(dot3(mean, mean));
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        mass[axis] *= load(_share);
-        mean[axis] /= length;
-    }
-    Batch along = 0.0;
-    Batch squares = 0.0;
-    Batch leastCosine = 1.0;
-    for (std::size_t i = 0; i < _mostPlanes; ++i) {
-        const Batch at[3] = {load(_planes[i].at[0]), load(_planes[i].at[1]), load(_planes[i].at[2])};
-        const Batch normal[3] = {load(_planes[i].normal[0]), load(_planes[i].normal[1]),
-                                 load(_planes[i].normal[2])};
-        const Batch offset = load(_planes[i].offset);
-        const Batch cosine = dot3(normal, mean);
-        const Batch residue = offset - dot3(normal, at);
-        const Batch bulge = offset - dot3(normal, mass) - residue;
-        along += cosine * (residue + kShareOfBulge * bulge);
-        squares += cosine * cosine;
-        leastCosine = select(dot3(normal, normal) > 0.0 && cosine < leastCosine, cosine, leastCosine);
-    }
-    const BatchMask isMoved = length > 0.0 && load(_isMiddle) == 0.0;
-    double position[3][kLanes];
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        const Batch lower = load(_lower[axis]);
-        const Batch upper = load(_upper[axis]);
-        const Batch p = select(isMoved, mass[axis] + mean[axis] * (along / squares), mass[axis]);
-        select(p < lower, lower, select(upper < p, upper, p)).store(position[axis]);
-    }
-    const unsigned smooth = bitsOf(!isMoved || leastCosine >= kCosineOfSmooth);
-    for (std::size_t i = 0; i < _count; ++i) {
-        _vertices.push_back({{position[0][i], position[1][i], position[2][i]}, (smooth >> i & 1) != 0});
-    }
-    std::fill_n(_planes, _mostPlanes, PlaneRows{});
-    _mostPlanes = 0;
-    _count = 0;
 }
 
 CreaseVertex placeOnCrease(std::span<const TangentPlane* const> planes, const Point& lower,
@@ -272,7 +235,7 @@ CreaseVertex placeOnCrease(std::span<const TangentPlane* const> planes, const Po
 {
     Point mass{};
     for (const TangentPlane* const plane : planes) {
-        mass = mass + plane->at;
+        mass = mass + plane->at();
     }
     mass = mass * (1.0 / static_cast<double>(planes.size()));
     const Energy energy(planes, mass);
