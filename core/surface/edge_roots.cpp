@@ -16,7 +16,7 @@ constexpr int kRootRounds = 6;
 // depends on it; at the bounds it tells the cut from the surface.
 constexpr double kRootTolerance = 1e-2;
 constexpr double kToleranceAtBounds = 1e-3;
-constexpr double kSteep = 2;            ///< of a field, against the distance to the bounds
+constexpr double kSteep = 2; ///< of a field, against the distance to the bounds
 
 /// The largest power of 2, which rounds nothing, that makes a field no steeper than 1.
 double factorFor(double steepness)
@@ -131,9 +131,8 @@ void EdgeRoots::scaleSteepEnds(std::span<const PreparedField> fields)
         for (std::size_t end = 0; end < 2; ++end) {
             const Batch share = static_cast<double>(end);
             const Batch value = load(end == 0 ? FromValue : ToValue);
-            const Batch limit =
-                _field.outside(load(X) + share * load(AlongX), load(Y) + share * load(AlongY),
-                               load(Z) + share * load(AlongZ));
+            const Batch limit = _field.outside(load(X) + share * load(AlongX), load(Y) + share * load(AlongY),
+                                               load(Z) + share * load(AlongZ));
             maximum(value * factor, limit).store(_scaledEnds[end].data() + r);
             unsigned isCut = bitsOf(factor < 1.0 && !(value > limit));
             for (; isCut != 0; isCut &= isCut - 1) {
@@ -154,8 +153,7 @@ void EdgeRoots::scaleSteepEnds(std::span<const PreparedField> fields)
         };
         const Batch factor = Batch::load(row(Factor));
         // Others are too steep for the numbers.
-        const BatchMask isScaled =
-            factor < 1.0 && haveOneSide(from, scaledFrom) && haveOneSide(to, scaledTo);
+        const BatchMask isScaled = factor < 1.0 && haveOneSide(from, scaledFrom) && haveOneSide(to, scaledTo);
         select(isScaled, factor, Batch(1.0)).store(row(Factor));
         select(isScaled, scaledFrom, from).store(row(FromValue));
         select(isScaled, scaledTo, to).store(row(ToValue));

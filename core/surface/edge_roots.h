@@ -92,7 +92,7 @@ private:
     std::vector<std::uint32_t> _number; ///< of each of these
     std::vector<std::uint8_t> _fieldOfOpen;
     std::array<std::vector<double>, 2> _scaledEnds; ///< values at both ends of edges, by their factors
-    std::array<std::vector<double>, 3> _stepped; ///< positions a step away along each axis
+    std::array<std::vector<double>, 3> _stepped;    ///< positions a step away along each axis
     std::array<std::vector<double>, 3> _steppedValues;
     std::vector<FieldRun> _runs;
     std::vector<TangentPlane> _planes;

@@ -122,9 +122,8 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     simplifyField(leaves);
     sampleNodes(leaves);
     _centers.clear();
-    _rows.resize(leaves.size());
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        findCells(*leaves[l], _samples.values.data() + l * kNodesOfLeaf, _rows[l]);
+        findCells(*leaves[l], _samples.values.data() + l * kNodesOfLeaf);
     }
     askFaceCenters();
     _roots.clear();
@@ -132,7 +131,7 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     for (std::size_t l = 0; l < leaves.size(); ++l) {
         _firstRoot.push_back(_roots.count());
         if (!leaves[l]->_cells.empty()) {
-            findEdges(*leaves[l], _samples.values.data() + l * kNodesOfLeaf, _rows[l]);
+            findEdges(*leaves[l], _samples.values.data() + l * kNodesOfLeaf);
         }
     }
     _roots.search(_fields);
@@ -187,85 +186,78 @@ void LeafBuilder::sampleNodes(std::span<SurfaceLeaf* const> leaves)
     evaluate(_samples);
 }
 
-std::uint8_t LeafBuilder::mixedFaces(const Rows& rows)
+/// The faces of the leaf with nodes on both sides.
+std::uint8_t LeafBuilder::mixedFaces(const NodeBits& inside)
 {
-    constexpr unsigned kAll = (1u << kLeafNodes) - 1;
-    unsigned some[6] = {};
-    unsigned every[6] = {kAll, kAll, kAll, kAll, kAll, kAll};
-    const auto add = [&](std::size_t face, unsigned any, unsigned all) {
-        some[face] |= any;
-        every[face] &= all;
-    };
-    for (std::size_t k = 0; k < kLeafNodes; ++k) {
-        for (std::size_t j = 0; j < kLeafNodes; ++j) {
-            const unsigned row = rows[k * kLeafNodes + j];
-            add(0, row & 1, (row & 1) != 0 ? kAll : 0);
-            add(1, row >> kLeafCells, row >> kLeafCells != 0 ? kAll : 0);
-            if (j % kLeafCells == 0) {
-                add(2 + j / kLeafCells, row, row);
-            }
-            if (k % kLeafCells == 0) {
-                add(4 + k / kLeafCells, row, row);
-            }
+    static constexpr std::array<NodeBits, 6> kFaces = [] {
+        std::array<NodeBits, 6> all;
+        for (std::size_t face = 0; face < 6; ++face) {
+            all[face] = NodeBits::where([face](std::int32_t i, std::int32_t j, std::int32_t k) {
+                const std::int32_t along = face < 2 ? i : face < 4 ? j : k;
+                return along == (face % 2 == 0 ? 0 : kLeafCells);
+            });
         }
-    }
+        return all;
+    }();
     unsigned mixed = 0;
     for (unsigned face = 0; face < 6; ++face) {
-        mixed |= (some[face] != 0 && every[face] != kAll ? 1u : 0u) << face;
+        const NodeBits ofFace = inside & kFaces[face];
+        mixed |= (!ofFace.areNone() && !(ofFace == kFaces[face]) ? 1u : 0u) << face;
     }
     return static_cast<std::uint8_t>(mixed);
 }
 
-/// Cells with corners on both sides, found by rows of bits.
-void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
+/// Cells with corners on both sides.
+void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values)
 {
-    constexpr unsigned kAll = (1u << kLeafNodes) - 1;
-    unsigned some = 0;
-    unsigned every = kAll;
-    for (std::size_t row = 0; row < rows.size(); ++row) {
-        const double* const ofRow = values + row * kLeafNodes;
-        unsigned bits = static_cast<unsigned>(ofRow[kLeafCells] < 0) << kLeafCells;
-        for (std::size_t i = 0; i < kLeafCells; i += Batch::size) {
-            bits |= bitsOf(Batch::load(ofRow + i) < 0.0) << i;
+    NodeBits inside;
+    constexpr std::size_t kWhole = kNodesOfLeaf / 8 * 8;
+    for (std::size_t node = 0; node < kWhole; node += 8) {
+        unsigned bits = 0;
+        for (std::size_t i = 0; i < 8; i += Batch::size) {
+            bits |= bitsOf(Batch::load(values + node + i) < 0.0) << i;
         }
-        rows[row] = static_cast<std::uint16_t>(bits);
-        some |= bits;
-        every &= bits;
+        inside.setEight(node, bits);
     }
-    if (some == 0 || every == kAll) {
+    for (std::size_t node = kWhole; node < kNodesOfLeaf; ++node) {
+        if (values[node] < 0) {
+            inside.set(node);
+        }
+    }
+    NodeBits some = inside;
+    NodeBits every = inside;
+    for (const std::uint32_t stride : NodeBits::kStride) {
+        some = some | some.after(stride);
+        every = every & every.after(stride);
+    }
+    const NodeBits active = (some ^ every) & kLowerCorners;
+    if (active.areNone()) {
         return;
     }
-    leaf._mixedFaces = mixedFaces(rows);
+    leaf._inside = inside;
+    leaf._mixedFaces = mixedFaces(inside);
     leaf._cellAt.assign(kCellsOfLeaf, 0);
     if (!leaf._edgeAt) {
         leaf._edgeAt.reset(new SurfaceLeaf::EdgeTable);
     }
     leaf._cells.reserve(96);
-    for (std::int32_t k = 0; k < kLeafCells; ++k) {
-        for (std::int32_t j = 0; j < kLeafCells; ++j) {
-            const auto row = static_cast<std::size_t>(k * kLeafNodes + j);
-            const unsigned r[4] = {rows[row], rows[row + 1], rows[row + kLeafNodes],
-                                   rows[row + kLeafNodes + 1]};
-            const unsigned any = r[0] | r[1] | r[2] | r[3];
-            const unsigned all = r[0] & r[1] & r[2] & r[3];
-            unsigned active = (any | any >> 1) & ~(all & all >> 1) & ((1u << kLeafCells) - 1);
-            for (; active != 0; active &= active - 1) {
-                const int i = std::countr_zero(active);
-                const auto inside = static_cast<std::uint8_t>((r[0] >> i & 3u) | (r[1] >> i & 3u) << 2 |
-                                                              (r[2] >> i & 3u) << 4 | (r[3] >> i & 3u) << 6);
-                const std::uint32_t place = cellPlace(i, j, k);
-                ActiveCell& cell = leaf._cells.emplace_back();
-                cell.place = static_cast<std::uint16_t>(place);
-                cell.inside = inside;
-                cell.faceCenters = 0;
-                leaf._cellAt[place] = static_cast<std::uint16_t>(leaf._cells.size());
-                for (unsigned faces = ambiguousFaces(inside); faces != 0; faces &= faces - 1) {
-                    _centers.push_back({&leaf, static_cast<std::uint16_t>(leaf._cells.size() - 1),
-                                        static_cast<std::uint8_t>(std::countr_zero(faces))});
-                }
-            }
+    active.forEach([&](std::uint32_t node) {
+        const std::uint64_t lower = inside.from(node);
+        const std::uint64_t upper = inside.from(node + NodeBits::kStride[2]);
+        const auto corners = static_cast<std::uint8_t>((lower & 3) | (lower >> kLeafNodes & 3) << 2 |
+                                                       (upper & 3) << 4 | (upper >> kLeafNodes & 3) << 6);
+        const std::array<std::uint8_t, 3>& index = indexOfNode(node);
+        const std::uint32_t place = cellPlace(index[0], index[1], index[2]);
+        ActiveCell& cell = leaf._cells.emplace_back();
+        cell.place = static_cast<std::uint16_t>(place);
+        cell.inside = corners;
+        cell.faceCenters = 0;
+        leaf._cellAt[place] = static_cast<std::uint16_t>(leaf._cells.size());
+        for (unsigned faces = ambiguousFaces(corners); faces != 0; faces &= faces - 1) {
+            _centers.push_back({&leaf, static_cast<std::uint16_t>(leaf._cells.size() - 1),
+                                static_cast<std::uint8_t>(std::countr_zero(faces))});
         }
-    }
+    });
 }
 
 void LeafBuilder::askFaceCenters()
@@ -296,10 +288,9 @@ void LeafBuilder::askFaceCenters()
     }
 }
 
-/// Edges between nodes on two sides, found by rows of bits.
-void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows)
+/// Edges between nodes on two sides.
+void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values)
 {
-    constexpr std::uint32_t kStride[3] = {1, kLeafNodes, kLeafNodes * kLeafNodes};
     const std::size_t first = _roots.count();
     double coordinates[3][kLeafNodes];
     for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -308,25 +299,19 @@ void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values, const Rows&
         }
     }
     _roots.reserve(3 * kNodesOfLeaf);
-    for (std::int32_t k = 0; k < kLeafNodes; ++k) {
-        for (std::int32_t j = 0; j < kLeafNodes; ++j) {
-            const auto row = static_cast<std::size_t>(k * kLeafNodes + j);
-            const unsigned bits = rows[row];
-            // Nodes of the row by axis: a bit each, the axes one after the other.
-            unsigned crossed = (bits ^ bits >> 1) & ((1u << kLeafCells) - 1);
-            crossed |= (j < kLeafCells ? bits ^ rows[row + 1] : 0u) << kLeafNodes;
-            crossed |= (k < kLeafCells ? bits ^ rows[row + kLeafNodes] : 0u) << 2 * kLeafNodes;
-            for (; crossed != 0; crossed &= crossed - 1) {
-                const int bit = std::countr_zero(crossed);
-                const auto axis = static_cast<std::size_t>(bit / kLeafNodes);
-                const Index3 at{bit % kLeafNodes, j, k};
-                const std::uint32_t node = nodePlace(at[0], j, k);
-                const Point p{coordinates[0][at[0]], coordinates[1][j], coordinates[2][k]};
-                _roots.add(p, axis, values[node], values[node + kStride[axis]],
-                           _grid.crossesBounds(axis, leaf.global(axis, at[axis])), leaf._field);
-                (*leaf._edgeAt)[axis][node] = static_cast<std::uint16_t>(_roots.count() - first);
-            }
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        std::array<std::uint16_t, kNodesOfLeaf>& edgeAt = (*leaf._edgeAt)[axis];
+        bool crossesBounds[kLeafCells];
+        for (std::int32_t i = 0; i < kLeafCells; ++i) {
+            crossesBounds[i] = _grid.crossesBounds(axis, leaf.global(axis, i));
         }
+        crossedAlong(leaf._inside, axis).forEach([&](std::uint32_t node) {
+            const std::array<std::uint8_t, 3>& index = indexOfNode(node);
+            const Point p{coordinates[0][index[0]], coordinates[1][index[1]], coordinates[2][index[2]]};
+            _roots.add(p, axis, values[node], values[node + NodeBits::kStride[axis]],
+                       crossesBounds[index[axis]], leaf._field);
+            edgeAt[node] = static_cast<std::uint16_t>(_roots.count() - first);
+        });
     }
     leaf._crossings.resize(_roots.count() - first);
 }
@@ -516,8 +501,7 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::s
             const Point onRim = movedToRim(leaf, cell, planes.all(), vertex.position);
             vertex.position = clamped(onRim, room.lower, room.upper);
         } else if (vertex.wasOutside) {
-            _moved.push_back(
-                {&leaf, cell.firstVertex, room.lower, room.upper, planes.factor(_roots)});
+            _moved.push_back({&leaf, cell.firstVertex, room.lower, room.upper, planes.factor(_roots)});
         }
         leaf._vertices[cell.firstVertex] = {vertex.position, isOnCrease};
     }

@@ -2,6 +2,7 @@
 
 #include "core/surface/cell_patches.h"
 #include "core/surface/edge_roots.h"
+#include "core/surface/node_bits.h"
 #include "core/surface/surface_field.h"
 #include "core/surface/surface_grid.h"
 #include "core/surface/vertex_placement.h"
@@ -70,6 +71,8 @@ public:
     }
     /// Whether each cell that the surface passes through has one vertex, and no face is ambiguous.
     bool isSimple() const { return _isSimple; }
+    /// The nodes on the inside, where the surface passes through the leaf.
+    const NodeBits& inside() const { return _inside; }
     std::span<const ActiveCell> cells() const { return _cells; }
     std::span<const CellVertex> vertices() const { return _vertices; }
     /// By the number that its cell gives it.
@@ -99,6 +102,7 @@ private:
     std::uint8_t _field = 0;      ///< number of its field in the group that it is built with
     std::uint8_t _mixedFaces = 0; ///< bit 2 axis + side: the face has nodes on both sides
     bool _isSimple = true;
+    NodeBits _inside; ///< means nothing in a leaf without surface
     std::vector<ActiveCell> _cells;
     std::vector<CellVertex> _vertices;
     std::vector<double> _crossings;
@@ -177,9 +181,6 @@ private:
         }
         Point at(std::size_t place) const { return {x[place], y[place], z[place]}; }
     };
-    /// Which nodes of a row are inside, by their bits.
-    using Rows = std::array<std::uint16_t, kLeafNodes * kLeafNodes>;
-
     const SurfaceField& _field;
     const SurfaceGrid& _grid;
     bool _isSharp;
@@ -189,7 +190,6 @@ private:
     std::vector<PositionBox> _boxes; ///< of the leaves
     Positions _samples;
     Positions _points;
-    std::vector<Rows> _rows; ///< of each leaf
     std::vector<Center> _centers;
     EdgeRoots _roots;
     std::vector<std::size_t> _firstRoot; ///< of each leaf
@@ -203,10 +203,10 @@ private:
     void addSteps(const Point& p, double factor);
     Point gradient(const Point& p, double value, std::size_t place) const;
     void sampleNodes(std::span<SurfaceLeaf* const> leaves);
-    void findCells(SurfaceLeaf& leaf, const double* values, Rows& rows);
-    static std::uint8_t mixedFaces(const Rows& rows);
+    void findCells(SurfaceLeaf& leaf, const double* values);
+    static std::uint8_t mixedFaces(const NodeBits& inside);
     void askFaceCenters();
-    void findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows);
+    void findEdges(SurfaceLeaf& leaf, const double* values);
     void takeCrossings(SurfaceLeaf& leaf, std::size_t firstRoot) const;
     void addVertices(SurfaceLeaf& leaf, std::size_t firstRoot);
     std::size_t sumOfPlanes(const SurfaceLeaf& leaf, std::size_t firstRoot, const ActiveCell& cell,
