@@ -54,6 +54,7 @@ std::optional<SurfaceLeaf> SurfaceLeaf::upperFace() const
     SurfaceLeaf kept(_at);
     kept._mixedFaces = _mixedFaces;
     kept._isSimple = _isSimple;
+    kept._active = _active;
     kept._firstPlace = kFirst;
     kept._firstCell = static_cast<std::uint32_t>(first - _cells.begin());
     kept._firstVertex = first->firstVertex;
@@ -235,6 +236,7 @@ void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values)
         return;
     }
     leaf._inside = inside;
+    leaf._active = active;
     leaf._mixedFaces = mixedFaces(inside);
     leaf._cellAt.assign(kCellsOfLeaf, 0);
     if (!leaf._edgeAt) {

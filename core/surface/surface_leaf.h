@@ -73,6 +73,8 @@ public:
     bool isSimple() const { return _isSimple; }
     /// The nodes on the inside, where the surface passes through the leaf.
     const NodeBits& inside() const { return _inside; }
+    /// The cells that the surface passes through, by the nodes at their lower corners.
+    const NodeBits& activeCells() const { return _active; }
     std::span<const ActiveCell> cells() const { return _cells; }
     std::span<const CellVertex> vertices() const { return _vertices; }
     /// By the number that its cell gives it.
@@ -102,7 +104,9 @@ private:
     std::uint8_t _field = 0;      ///< number of its field in the group that it is built with
     std::uint8_t _mixedFaces = 0; ///< bit 2 axis + side: the face has nodes on both sides
     bool _isSimple = true;
-    NodeBits _inside; ///< means nothing in a leaf without surface
+    // Both mean nothing in a leaf without surface.
+    NodeBits _inside;
+    NodeBits _active;
     std::vector<ActiveCell> _cells;
     std::vector<CellVertex> _vertices;
     std::vector<double> _crossings;
