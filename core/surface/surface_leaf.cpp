@@ -141,6 +141,8 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
         cellCount += leaf->_cells.size();
     }
     _moved.clear();
+    _creases.clear();
+    _special.clear();
     _smooth.clear();
     _smooth.reserve(4 * cellCount);
     for (std::size_t l = 0; l < leaves.size(); ++l) {
@@ -153,6 +155,7 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
         placeVertices(*leaves[l], _firstRoot[l], first);
         first += leaves[l]->_vertices.size();
     }
+    placeSpecial();
     moveOntoSurface();
 }
 
@@ -476,6 +479,7 @@ void LeafBuilder::addVertices(SurfaceLeaf& leaf, std::size_t firstRoot)
     leaf._vertices.resize(count);
 }
 
+/// Places what is smooth, and lists what isn't.
 /// @param first  number of the leaf's first vertex among those that are placed as if no crease ran through
 /// their cells.
 void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::size_t first)
@@ -494,18 +498,39 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::s
             continue;
         }
         const PatchPlanes planes(*this, leaf, firstRoot, cell, 0);
-        CreaseVertex vertex{leaf._vertices[cell.firstVertex].position, false};
         const bool isOnCrease = maybeOnCrease && !isSmooth(planes.all());
         if (isOnCrease) {
-            vertex = placeOnCrease(planes.all(), room.lower, room.upper);
+            _creases.add(planes.all(), room.lower, room.upper);
         }
-        if (isRim) {
-            const Point onRim = movedToRim(leaf, cell, planes.all(), vertex.position);
+        if (isOnCrease || isRim) {
+            leaf._vertices[cell.firstVertex].isOnCrease = isOnCrease;
+            _special.push_back({&leaf, &cell, firstRoot, room, isRim});
+        }
+    }
+}
+
+/// The vertices on creases and on the rim.
+void LeafBuilder::placeSpecial()
+{
+    auto next = _creases.place().begin();
+    for (const Special& special : _special) {
+        const ActiveCell& cell = *special.cell;
+        CellVertex& vertex = special.leaf->_vertices[cell.firstVertex];
+        const bool wasOutside = vertex.isOnCrease && next->wasOutside;
+        if (vertex.isOnCrease) {
+            vertex.position = next++->position;
+        }
+        if (!special.isRim && !wasOutside) {
+            continue;
+        }
+        const CellRoom& room = special.room;
+        const PatchPlanes planes(*this, *special.leaf, special.firstRoot, cell, 0);
+        if (special.isRim) {
+            const Point onRim = movedToRim(*special.leaf, cell, planes.all(), vertex.position);
             vertex.position = clamped(onRim, room.lower, room.upper);
-        } else if (vertex.wasOutside) {
-            _moved.push_back({&leaf, cell.firstVertex, room.lower, room.upper, planes.factor(_roots)});
+        } else {
+            _moved.push_back({special.leaf, cell.firstVertex, room.lower, room.upper, planes.factor(_roots)});
         }
-        leaf._vertices[cell.firstVertex] = {vertex.position, isOnCrease};
     }
 }
 

@@ -145,6 +145,18 @@ private:
         Point lower, upper;
         double factor; ///< of the field, the least one of the cell's edges
     };
+    /// Corners of a cell made smaller by a little.
+    struct CellRoom {
+        Point lower, upper;
+    };
+    /// A cell whose vertex lies on a crease, on the rim or on both.
+    struct Special {
+        SurfaceLeaf* leaf;
+        const ActiveCell* cell;
+        std::size_t firstRoot; ///< of the leaf
+        CellRoom room;
+        bool isRim;
+    };
     /// Positions of leaf after leaf and the field's values there.
     struct Positions {
         std::vector<double> x, y, z, factors, values;
@@ -198,6 +210,8 @@ private:
     EdgeRoots _roots;
     std::vector<std::size_t> _firstRoot; ///< of each leaf
     SmoothPlacement _smooth;
+    CreasePlacement _creases;
+    std::vector<Special> _special;
     /// Where the vertices of a leaf's cells may be, by axis and number of the cell along it.
     double _lowerRoom[3][kLeafCells], _upperRoom[3][kLeafCells];
     std::vector<Moved> _moved;
@@ -216,10 +230,7 @@ private:
     std::size_t sumOfPlanes(const SurfaceLeaf& leaf, std::size_t firstRoot, const ActiveCell& cell,
                             TangentPlane& sum) const;
     void placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::size_t first);
-    /// Corners of a cell made smaller by a little.
-    struct CellRoom {
-        Point lower, upper;
-    };
+    void placeSpecial();
     CellRoom roomOf(const Index3& cell) const;
     void findRooms(const SurfaceLeaf& leaf);
     /// The planes where edges of one patch are crossed.

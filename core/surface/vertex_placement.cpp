@@ -29,9 +29,9 @@ struct Energy {
     Symmetric3 a;
     Point b{};
     double c = 0;
-    Point origin;
 
-    Energy(std::span<const TangentPlane* const> planes, const Point& origin) : origin(origin)
+    Energy() = default;
+    Energy(std::span<const TangentPlane* const> planes, const Point& origin)
     {
         for (const TangentPlane* const plane : planes) {
             const Point n = plane->normal();
@@ -60,57 +60,46 @@ struct Energy {
     }
 };
 
-/// Eigenvalues and eigenvectors by Jacobi's rotations, until nothing is left to turn.
-void eigen(const Symmetric3& s, double (&values)[3], double (&vectors)[3][3])
+/// Eigenvalues, which stand in the diagonal in the end, and eigenvectors by Jacobi's rotations, until nothing
+/// is left to turn. Each lane has a matrix of its own.
+void eigen(Batch (&m)[3][3], Batch (&vectors)[3][3])
 {
-    double m[3][3] = {{s.xx, s.xy, s.xz}, {s.xy, s.yy, s.yz}, {s.xz, s.yz, s.zz}};
     for (std::size_t i = 0; i < 3; ++i) {
         for (std::size_t j = 0; j < 3; ++j) {
-            vectors[i][j] = i == j ? 1 : 0;
+            vectors[i][j] = i == j ? 1.0 : 0.0;
         }
     }
-    const double least = 1e-18 * (s.xx + s.yy + s.zz);
+    const Batch least = 1e-18 * (m[0][0] + m[1][1] + m[2][2]);
     for (int sweep = 0; sweep < 8; ++sweep) {
-        if (std::abs(m[0][1]) <= least && std::abs(m[0][2]) <= least && std::abs(m[1][2]) <= least) {
+        if (all(abs(m[0][1]) <= least && abs(m[0][2]) <= least && abs(m[1][2]) <= least)) {
             break;
         }
         for (std::size_t p = 0; p < 2; ++p) {
             for (std::size_t q = p + 1; q < 3; ++q) {
-                if (std::abs(m[p][q]) <= least) {
-                    continue;
-                }
-                const double theta = (m[q][q] - m[p][p]) / (2 * m[p][q]);
-                const double t = (theta >= 0 ? 1 : -1) / (std::abs(theta) + std::sqrt(theta * theta + 1));
-                const double c = 1 / std::sqrt(t * t + 1);
-                const double sine = t * c;
+                const std::size_t r = 3 - p - q;
+                const Batch theta = (m[q][q] - m[p][p]) / (2.0 * m[p][q]);
+                const Batch tangent =
+                    select(theta >= 0.0, Batch(1.0), Batch(-1.0)) / (abs(theta) + sqrt(theta * theta + 1.0));
+                const Batch t = select(abs(m[p][q]) <= least, Batch(0.0), tangent);
+                const Batch c = 1.0 / sqrt(t * t + 1.0);
+                const Batch sine = t * c;
+                m[p][p] -= t * m[p][q];
+                m[q][q] += t * m[p][q];
+                m[p][q] = select(t == 0.0, m[p][q], Batch(0.0));
+                m[q][p] = m[p][q];
+                const Batch rp = m[r][p];
+                const Batch rq = m[r][q];
+                m[r][p] = m[p][r] = c * rp - sine * rq;
+                m[r][q] = m[q][r] = sine * rp + c * rq;
                 for (std::size_t k = 0; k < 3; ++k) {
-                    const double kp = m[k][p];
-                    const double kq = m[k][q];
-                    m[k][p] = c * kp - sine * kq;
-                    m[k][q] = sine * kp + c * kq;
-                }
-                for (std::size_t k = 0; k < 3; ++k) {
-                    const double pk = m[p][k];
-                    const double qk = m[q][k];
-                    m[p][k] = c * pk - sine * qk;
-                    m[q][k] = sine * pk + c * qk;
-                    const double vp = vectors[p][k];
-                    const double vq = vectors[q][k];
+                    const Batch vp = vectors[p][k];
+                    const Batch vq = vectors[q][k];
                     vectors[p][k] = c * vp - sine * vq;
                     vectors[q][k] = sine * vp + c * vq;
                 }
             }
         }
     }
-    for (std::size_t i = 0; i < 3; ++i) {
-        values[i] = m[i][i];
-    }
-}
-
-bool isWithin(const Point& p, const Point& lower, const Point& upper)
-{
-    return p[0] >= lower[0] && p[0] <= upper[0] && p[1] >= lower[1] && p[1] <= upper[1] && p[2] >= lower[2] &&
-           p[2] <= upper[2];
 }
 
 /// The least energy on one face of the box; false where it lies outside of the face or isn't unique.
@@ -230,8 +219,16 @@ void SmoothPlacement::place()
     }
 }
 
-CreaseVertex placeOnCrease(std::span<const TangentPlane* const> planes, const Point& lower,
-                           const Point& upper)
+void CreasePlacement::clear()
+{
+    for (std::vector<double>& row : _rows) {
+        row.clear();
+    }
+    _boxes.clear();
+    _vertices.clear();
+}
+
+void CreasePlacement::add(std::span<const TangentPlane* const> planes, const Point& lower, const Point& upper)
 {
     Point mass{};
     for (const TangentPlane* const plane : planes) {
@@ -239,21 +236,63 @@ CreaseVertex placeOnCrease(std::span<const TangentPlane* const> planes, const Po
     }
     mass = mass * (1.0 / static_cast<double>(planes.size()));
     const Energy energy(planes, mass);
-    double values[3];
-    double vectors[3][3];
-    eigen(energy.a, values, vectors);
-    const double largest = std::max({values[0], values[1], values[2]});
-    Point best{};
-    for (std::size_t i = 0; i < 3; ++i) {
-        if (values[i] > kLeastEigenvalue * largest) {
-            const Point q{vectors[i][0], vectors[i][1], vectors[i][2]};
-            best = best + q * (dot(q, energy.b) / values[i]);
+    const double numbers[kRows] = {energy.a.xx, energy.a.xy, energy.a.xz, energy.a.yy, energy.a.yz,
+                                   energy.a.zz, energy.b[0], energy.b[1], energy.b[2], energy.c,
+                                   mass[0],     mass[1],     mass[2]};
+    for (std::size_t row = 0; row < kRows; ++row) {
+        _rows[row].push_back(numbers[row]);
+    }
+    _boxes.push_back({lower, upper});
+}
+
+std::span<const CreaseVertex> CreasePlacement::place()
+{
+    const std::size_t count = _boxes.size();
+    for (std::vector<double>& row : _rows) {
+        row.resize(wholeBatches(count), 0.0);
+    }
+    _vertices.resize(count);
+    for (std::size_t first = 0; first < count; first += Batch::size) {
+        const auto load = [&](Row row) { return Batch::load(_rows[row].data() + first); };
+        Batch m[3][3] = {
+            {load(XX), load(XY), load(XZ)}, {load(XY), load(YY), load(YZ)}, {load(XZ), load(YZ), load(ZZ)}};
+        const Batch b[3] = {load(BX), load(BY), load(BZ)};
+        Batch vectors[3][3];
+        eigen(m, vectors);
+        const Batch largest = maximum(maximum(m[0][0], m[1][1]), m[2][2]);
+        Batch best[3] = {load(MassX), load(MassY), load(MassZ)};
+        for (std::size_t i = 0; i < 3; ++i) {
+            const Batch(&q)[3] = vectors[i];
+            const Batch along = (q[0] * b[0] + q[1] * b[1] + q[2] * b[2]) / m[i][i];
+            const Batch step = select(m[i][i] > kLeastEigenvalue * largest, along, Batch(0.0));
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                best[axis] += q[axis] * step;
+            }
+        }
+        double position[3][Batch::size];
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            best[axis].store(position[axis]);
+        }
+        for (std::size_t i = 0; i < std::min(Batch::size, count - first); ++i) {
+            const Point p{position[0][i], position[1][i], position[2][i]};
+            const Box& box = _boxes[first + i];
+            const bool isWithin = p == clamped(p, box.lower, box.upper);
+            _vertices[first + i] = {isWithin ? p : leastInBox(first + i), !isWithin};
         }
     }
-    if (isWithin(mass + best, lower, upper)) {
-        return {mass + best, false};
-    }
-    return {clamped(mass + leastOnBox(energy, lower - mass, upper - mass), lower, upper), true};
+    return _vertices;
+}
+
+Point CreasePlacement::leastInBox(std::size_t vertex) const
+{
+    const auto number = [&](Row row) { return _rows[row][vertex]; };
+    Energy energy;
+    energy.a = {number(XX), number(XY), number(XZ), number(YY), number(YZ), number(ZZ)};
+    energy.b = {number(BX), number(BY), number(BZ)};
+    energy.c = number(C);
+    const Point mass{number(MassX), number(MassY), number(MassZ)};
+    const Box& box = _boxes[vertex];
+    return clamped(mass + leastOnBox(energy, box.lower - mass, box.upper - mass), box.lower, box.upper);
 }
 
 } // namespace zrk::surface

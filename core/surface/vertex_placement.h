@@ -77,12 +77,31 @@ struct CreaseVertex {
     bool wasOutside; ///< of its cell, and was brought back
 };
 
-/// The point that is nearest to all planes in the least squares' sense, with eigenvalues below 1 % of the
-/// largest left out; where it leaves the cell, the least energy on the cell's faces and edges.
+/// Places the vertices of patches that aren't smooth, a batch at a time: the point that is nearest to all
+/// planes in the least squares' sense, with eigenvalues below 1 % of the largest left out; where it leaves
+/// the cell, the least energy on the cell's faces and edges.
 ///
 /// Source: Ju, Losasso, Schaefer, Warren, "Dual contouring of Hermite data", ACM Transactions on Graphics
 /// 21(3), 2002, with the energy's constrained minimum in place of a vertex outside its cell.
-CreaseVertex placeOnCrease(std::span<const TangentPlane* const> planes, const Point& lower,
-                           const Point& upper);
+class CreasePlacement {
+public:
+    void clear();
+    /// Adds the vertex of a patch that has these planes.
+    /// @param lower, upper  the cell made smaller by a little.
+    void add(std::span<const TangentPlane* const> planes, const Point& lower, const Point& upper);
+    /// The vertices that were added, in order.
+    std::span<const CreaseVertex> place();
+
+private:
+    enum Row : std::size_t { XX, XY, XZ, YY, YZ, ZZ, BX, BY, BZ, C, MassX, MassY, MassZ, kRows };
+    struct Box {
+        Point lower, upper;
+    };
+    std::array<std::vector<double>, kRows> _rows; ///< energies about the means of crossings, and these
+    std::vector<Box> _boxes;
+    std::vector<CreaseVertex> _vertices;
+
+    Point leastInBox(std::size_t vertex) const;
+};
 
 } // namespace zrk::surface
