@@ -403,9 +403,9 @@ void PolygonBuilder::findTriangles(LeafPolygons& polygons, const LeafNeighbours&
     }
 }
 
-void LeafPolygons::begin(const Index3& at)
+void LeafPolygons::begin(const LeafPlace& place)
 {
-    leaf.begin(at);
+    leaf.begin(place);
     faceVertices.clear();
     edgeVertices.clear();
     triangles.clear();

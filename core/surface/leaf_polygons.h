@@ -54,13 +54,13 @@ struct LeafPolygons {
     std::array<std::int64_t, 3> firstNumber{};
     std::uint64_t firstTriangle = 0; ///< in its piece
 
-    explicit LeafPolygons(const Index3& at) : leaf(at) {}
+    explicit LeafPolygons(const LeafPlace& place) : leaf(place) {}
     explicit LeafPolygons(SurfaceLeaf leaf) : leaf(std::move(leaf)) {}
 
     /// Whether a face of a cell has vertices.
     bool hasFaceVertices() const { return !_faceAt[0].empty() || !_faceAt[1].empty() || !_faceAt[2].empty(); }
     /// Stands for another leaf from now on, of which nothing is known. Keeps the memory.
-    void begin(const Index3& at);
+    void begin(const LeafPlace& place);
     /// What the layer above asks for, see `SurfaceLeaf::upperFace`. Null where that is nothing.
     std::unique_ptr<LeafPolygons> upperFace() const;
 

@@ -3,7 +3,9 @@
 #include "core/engine/worker_team.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstdint>
 #include <limits>
 #include <mutex>
 
@@ -26,7 +28,17 @@ struct UnitBox {
     bool isUnit() const { return end[0] - first[0] == 1 && end[1] - first[1] == 1 && end[2] - first[2] == 1; }
 };
 
-enum class Content { Nothing, Something };
+enum class Content : std::uint8_t { Outside, Inside, Something };
+
+/// Of the eight boxes of half the width of another.
+using PartContents = std::array<Content, 8>;
+
+/// Whether a box that its parts make up holds something.
+Content contentOfAll(const PartContents& parts)
+{
+    const auto isLikeFirst = [&](Content part) { return part == parts[0]; };
+    return std::all_of(parts.begin(), parts.end(), isLikeFirst) ? parts[0] : Content::Something;
+}
 
 /// Halves boxes of units, which are leaves or cells.
 class Pruning {
@@ -68,7 +80,7 @@ public:
             units.clear();
             bool areBounded = true;
             for (std::size_t i = 0; i < count; ++i) {
-                const bool isEmpty = contentOf(boxes[i], bounds[i]) == Content::Nothing;
+                const bool isEmpty = contentOf(boxes[i], bounds[i]) != Content::Something;
                 if (!isEmpty && !boxes[i].isUnit()) {
                     split(boxes[i], open);
                     continue;
@@ -84,47 +96,40 @@ public:
         return open;
     }
 
-    /// Removes the leaves, at most kBoxes / 8 of them, whose eight parts all hold nothing: a unit is half as
-    /// wide as a leaf here. Parts that share nodes can't be nothing on different sides.
-    void dropEmpty(std::vector<Index3>& leaves) const
+    /// What the parts of boxes hold that are twice as wide as a unit, at most kBoxes / 8 of them by their
+    /// numbers in that width. Beyond the grid lies the outside.
+    void contentsOfParts(std::span<const Index3> wholes, PartContents* out) const
     {
         UnitBox parts[kBoxes];
         PositionBox positions[kBoxes];
-        std::size_t leafOf[kBoxes];
+        Content* contents[kBoxes];
         std::size_t count = 0;
-        for (std::size_t l = 0; l < leaves.size(); ++l) {
-            for (std::int32_t part = 0; part < 8; ++part) {
+        for (const Index3& whole : wholes) {
+            for (std::size_t part = 0; part < 8; ++part) {
                 UnitBox box;
                 bool hasCells = true;
                 for (std::size_t axis = 0; axis < 3; ++axis) {
-                    box.first[axis] = 2 * leaves[l][axis] + (part >> axis & 1);
+                    box.first[axis] = 2 * whole[axis] + static_cast<std::int32_t>(part >> axis & 1);
                     box.end[axis] = box.first[axis] + 1;
                     hasCells = hasCells && box.first[axis] * _cellsOfUnit < _grid.cellCount(axis);
                 }
+                (*out)[part] = Content::Outside;
                 if (hasCells) {
                     parts[count] = box;
                     positions[count] = positionsOf(box);
-                    leafOf[count++] = l;
+                    contents[count++] = &(*out)[part];
                 }
             }
+            ++out;
         }
         if (count == 0) {
             return;
         }
         Interval<double> bounds[kBoxes];
         _field.bounds({positions, count}, bounds);
-        bool holdsSomething[kBoxes / 8] = {};
         for (std::size_t i = 0; i < count; ++i) {
-            holdsSomething[leafOf[i]] =
-                holdsSomething[leafOf[i]] || contentOf(parts[i], bounds[i]) == Content::Something;
+            *contents[i] = contentOf(parts[i], bounds[i]);
         }
-        std::size_t kept = 0;
-        for (std::size_t l = 0; l < leaves.size(); ++l) {
-            if (holdsSomething[l]) {
-                leaves[kept++] = leaves[l];
-            }
-        }
-        leaves.resize(kept);
     }
 
 private:
@@ -151,9 +156,9 @@ private:
             return Content::Something;
         }
         if (bounds.lower >= 0) {
-            return Content::Nothing;
+            return Content::Outside;
         }
-        return bounds.upper < 0 && isWithinBounds(box) ? Content::Nothing : Content::Something;
+        return bounds.upper < 0 && isWithinBounds(box) ? Content::Inside : Content::Something;
     }
 
     bool isWithinBounds(const UnitBox& box) const
@@ -186,25 +191,73 @@ private:
     }
 };
 
-} // namespace
+/// Looks at leaves that their bounds can't clear as a whole: at their parts, and at the parts of these.
+class LeafParts {
+public:
+    LeafParts(const SurfaceField& field, const SurfaceGrid& grid)
+        : _halves(field, grid, kLeafCells / 2), _quarters(field, grid, kLeafCells / 4)
+    {}
 
-std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
-                                      const SurfaceLayers& layers, std::size_t threads,
-                                      const KeepGoing& keepGoing)
-{
-    std::vector<Index3> leaves;
-    const Pruning pruning(field, grid, kLeafCells);
-    const Pruning halves(field, grid, kLeafCells / 2);
-    const auto addTo = [&halves](std::vector<Index3>& list) {
-        return [&halves, &list](std::span<const Index3> units, bool) {
-            for (std::size_t first = 0; first < units.size(); first += kBoxes / 8) {
-                const std::span<const Index3> some =
-                    units.subspan(first, std::min(kBoxes / 8, units.size() - first));
-                std::vector<Index3> left(some.begin(), some.end());
-                halves.dropEmpty(left);
-                list.insert(list.end(), left.begin(), left.end());
+    /// Adds those of the leaves, at most kBoxes of them, that may hold something.
+    void addTo(std::vector<LeafPlace>& list, std::span<const Index3> leaves) const
+    {
+        std::array<PartContents, kBoxes> contents;
+        const auto forSome = [](std::span<const Index3> boxes, const Pruning& pruning, PartContents* out) {
+            for (std::size_t first = 0; first < boxes.size(); first += kBoxes / 8) {
+                pruning.contentsOfParts(boxes.subspan(first, std::min(kBoxes / 8, boxes.size() - first)),
+                                        out + first);
             }
         };
+        forSome(leaves, _halves, contents.data());
+        std::array<Index3, 8 * kBoxes> open;
+        std::array<Content*, 8 * kBoxes> contentOfOpen;
+        std::size_t count = 0;
+        for (std::size_t l = 0; l < leaves.size(); ++l) {
+            for (std::size_t part = 0; part < 8; ++part) {
+                if (contents[l][part] == Content::Something) {
+                    for (std::size_t axis = 0; axis < 3; ++axis) {
+                        open[count][axis] = 2 * leaves[l][axis] + static_cast<std::int32_t>(part >> axis & 1);
+                    }
+                    contentOfOpen[count++] = &contents[l][part];
+                }
+            }
+        }
+        std::array<PartContents, 8 * kBoxes> ofOpen;
+        forSome({open.data(), count}, _quarters, ofOpen.data());
+        for (std::size_t i = 0; i < count; ++i) {
+            *contentOfOpen[i] = contentOfAll(ofOpen[i]);
+        }
+        for (std::size_t l = 0; l < leaves.size(); ++l) {
+            // Parts that share nodes can't be nothing on different sides.
+            if (contentOfAll(contents[l]) != Content::Something) {
+                continue;
+            }
+            LeafPlace place{leaves[l], 0, 0};
+            for (unsigned part = 0; part < 8; ++part) {
+                const Content content = contents[l][part];
+                place.sampled |= static_cast<std::uint8_t>((content == Content::Something ? 1u : 0u) << part);
+                place.inside |= static_cast<std::uint8_t>((content == Content::Inside ? 1u : 0u) << part);
+            }
+            list.push_back(place);
+        }
+    }
+
+private:
+    Pruning _halves;
+    Pruning _quarters;
+};
+
+} // namespace
+
+std::vector<LeafPlace> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
+                                         const SurfaceLayers& layers, std::size_t threads,
+                                         const KeepGoing& keepGoing)
+{
+    std::vector<LeafPlace> leaves;
+    const Pruning pruning(field, grid, kLeafCells);
+    const LeafParts parts(field, grid);
+    const auto addTo = [&parts](std::vector<LeafPlace>& list) {
+        return [&parts, &list](std::span<const Index3> units, bool) { parts.addTo(list, units); };
     };
     UnitBox box = pruning.all();
     box.first[2] = layers.first;
@@ -214,7 +267,7 @@ std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGr
     std::atomic<std::size_t> next{0};
     std::mutex mutex;
     runTeam(std::clamp<std::size_t>(open.size(), 1, threads), [&](std::size_t worker, std::size_t) {
-        std::vector<Index3> own;
+        std::vector<LeafPlace> own;
         const KeepGoing asks = [&](double) {
             const double done = static_cast<double>(std::min(next.load(), open.size()));
             if (worker == 0 && !goesOn(keepGoing, done / static_cast<double>(open.size()))) {
@@ -228,26 +281,30 @@ std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGr
         const std::lock_guard lock(mutex);
         leaves.insert(leaves.end(), own.begin(), own.end());
     });
-    std::sort(leaves.begin(), leaves.end(), comesBefore);
+    std::sort(leaves.begin(), leaves.end(),
+              [](const LeafPlace& a, const LeafPlace& b) { return comesBefore(a.at, b.at); });
     return leaves;
 }
 
-std::vector<Index3> allLeaves(const SurfaceGrid& grid, const SurfaceLayers& layers)
+std::vector<LeafPlace> allLeaves(const SurfaceGrid& grid, const SurfaceLayers& layers)
 {
-    std::vector<Index3> leaves;
+    std::vector<LeafPlace> leaves;
     for (std::int32_t z = layers.first; z < layers.end; ++z) {
         for (std::int32_t y = 0; y < grid.leafCount(1); ++y) {
             for (std::int32_t x = 0; x < grid.leafCount(0); ++x) {
-                leaves.push_back({x, y, z});
+                leaves.push_back({{x, y, z}});
             }
         }
     }
     return leaves;
 }
 
-bool holdsLeaf(const std::vector<Index3>& leaves, const Index3& leaf)
+bool holdsLeaf(const std::vector<LeafPlace>& leaves, const Index3& leaf)
 {
-    return std::binary_search(leaves.begin(), leaves.end(), leaf, comesBefore);
+    const auto found =
+        std::lower_bound(leaves.begin(), leaves.end(), leaf,
+                         [](const LeafPlace& a, const Index3& b) { return comesBefore(a.at, b); });
+    return found != leaves.end() && found->at == leaf;
 }
 
 void forEachCellWithSurface(const SurfaceField& field, const SurfaceGrid& grid, const KeepGoing& keepGoing,

@@ -31,10 +31,11 @@ static_assert(kLeafCells % Batch::size == 0);
 
 } // namespace
 
-void SurfaceLeaf::begin(const Index3& at)
+void SurfaceLeaf::begin(const LeafPlace& place)
 {
-    _at = at;
+    _place = place;
     _mixedFaces = 0;
+    _areBoundsRight = true;
     _isSimple = true;
     _cells.clear();
     _vertices.clear();
@@ -51,7 +52,7 @@ std::optional<SurfaceLeaf> SurfaceLeaf::upperFace() const
         return std::nullopt;
     }
     // Cells lie in the order of their places, and vertices in that of their cells.
-    SurfaceLeaf kept(_at);
+    SurfaceLeaf kept(_place);
     kept._mixedFaces = _mixedFaces;
     kept._isSimple = _isSimple;
     kept._active = _active;
@@ -124,7 +125,7 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     sampleNodes(leaves);
     _centers.clear();
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        findCells(*leaves[l], _samples.values.data() + l * kNodesOfLeaf);
+        findCells(*leaves[l], _nodeValues.data() + l * kNodesOfLeaf);
     }
     askFaceCenters();
     _roots.clear();
@@ -132,7 +133,7 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     for (std::size_t l = 0; l < leaves.size(); ++l) {
         _firstRoot.push_back(_roots.count());
         if (!leaves[l]->_cells.empty()) {
-            findEdges(*leaves[l], _samples.values.data() + l * kNodesOfLeaf);
+            findEdges(*leaves[l], _nodeValues.data() + l * kNodesOfLeaf);
         }
     }
     _roots.search(_fields);
@@ -159,35 +160,109 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     moveOntoSurface();
 }
 
+namespace {
+
+/// Whether a node lies in a part of a leaf, on its faces included.
+constexpr bool isInPart(std::size_t part, std::int32_t i, std::int32_t j, std::int32_t k)
+{
+    constexpr std::int32_t kMiddle = kLeafCells / 2;
+    const auto isIn = [part](std::size_t axis, std::int32_t along) {
+        return (part >> axis & 1) != 0 ? along >= kMiddle : along <= kMiddle;
+    };
+    return isIn(0, i) && isIn(1, j) && isIn(2, k);
+}
+
+/// The cells of a part, by the nodes at their lower corners.
+const NodeBits& cellsOfPart(std::size_t part)
+{
+    static constexpr std::array<NodeBits, 8> kTable = [] {
+        std::array<NodeBits, 8> all;
+        for (std::size_t p = 0; p < 8; ++p) {
+            all[p] = NodeBits::where([p](std::int32_t i, std::int32_t j, std::int32_t k) {
+                return isInPart(p, i, j, k) && isInPart(p, i + 1, j + 1, k + 1);
+            });
+        }
+        return all;
+    }();
+    return kTable[part];
+}
+
+} // namespace
+
+/// Samples the parts of leaves that may hold a piece of the surface. In others any number stands for a side.
 void LeafBuilder::sampleNodes(std::span<SurfaceLeaf* const> leaves)
 {
     _samples.reset(leaves.size() * kNodesOfLeaf);
-    for (const SurfaceLeaf* leaf : leaves) {
-        _samples.use(leaf->_field);
-        double xs[kLeafNodes];
-        for (std::int32_t i = 0; i < kLeafNodes; ++i) {
-            xs[i] = _grid.coordinate(0, leaf->global(0, i));
-        }
-        for (std::int32_t k = 0; k < kLeafNodes; ++k) {
-            const double z = _grid.coordinate(2, leaf->global(2, k));
-            for (std::int32_t j = 0; j < kLeafNodes; ++j) {
-                const double y = _grid.coordinate(1, leaf->global(1, j));
-                double* const place[3] = {_samples.x.data() + _samples.count,
-                                          _samples.y.data() + _samples.count,
-                                          _samples.z.data() + _samples.count};
-                for (std::size_t i = 0; i < kLeafCells; i += Batch::size) {
-                    Batch::load(xs + i).store(place[0] + i);
-                    Batch(y).store(place[1] + i);
-                    Batch(z).store(place[2] + i);
+    _nodeValues.resize(leaves.size() * kNodesOfLeaf);
+    _sampled.clear();
+    for (std::size_t l = 0; l < leaves.size(); ++l) {
+        _samples.use(leaves[l]->_field);
+        addSamples(*leaves[l], l * kNodesOfLeaf);
+    }
+    evaluate(_samples);
+    const double* value = _samples.values.data();
+    for (const NodeRun& run : _sampled) {
+        std::copy_n(value, run.count, _nodeValues.data() + run.first);
+        value += run.count;
+    }
+}
+
+/// @param firstNode  number of the leaf's first node among all.
+void LeafBuilder::addSamples(const SurfaceLeaf& leaf, std::size_t firstNode)
+{
+    constexpr std::int32_t kMiddle = kLeafCells / 2;
+    const LeafPlace& place = leaf._place;
+    if (place.sampled != 0xff) {
+        double* const values = _nodeValues.data() + firstNode;
+        std::fill_n(values, kNodesOfLeaf, 1.0);
+        for (std::size_t part = 0; part < 8; ++part) {
+            if ((place.inside >> part & 1) == 0) {
+                continue;
+            }
+            for (std::int32_t k = 0; k <= kMiddle; ++k) {
+                for (std::int32_t j = 0; j <= kMiddle; ++j) {
+                    const auto at = [part](std::size_t axis, std::int32_t along) {
+                        return (part >> axis & 1) != 0 ? along + kMiddle : along;
+                    };
+                    std::fill_n(values + nodePlace(at(0, 0), at(1, j), at(2, k)), kMiddle + 1, -1.0);
                 }
-                place[0][kLeafCells] = xs[kLeafCells];
-                place[1][kLeafCells] = y;
-                place[2][kLeafCells] = z;
-                _samples.count += kLeafNodes;
             }
         }
     }
-    evaluate(_samples);
+    double xs[kLeafNodes];
+    for (std::int32_t i = 0; i < kLeafNodes; ++i) {
+        xs[i] = _grid.coordinate(0, leaf.global(0, i));
+    }
+    for (std::int32_t k = 0; k < kLeafNodes; ++k) {
+        const double z = _grid.coordinate(2, leaf.global(2, k));
+        for (std::int32_t j = 0; j < kLeafNodes; ++j) {
+            // The halves of the row that lie in a part that is sampled.
+            unsigned lower = 0;
+            unsigned upper = 0;
+            for (unsigned part = 0; part < 8; part += 2) {
+                if (isInPart(part, 0, j, k)) {
+                    lower |= place.sampled >> part & 1u;
+                    upper |= place.sampled >> (part + 1) & 1u;
+                }
+            }
+            if ((lower | upper) == 0) {
+                continue;
+            }
+            const auto first = static_cast<std::size_t>(lower != 0 ? 0 : kMiddle);
+            const std::size_t count = (upper != 0 ? kLeafNodes : kMiddle + 1) - first;
+            const double y = _grid.coordinate(1, leaf.global(1, j));
+            std::copy_n(xs + first, count, _samples.x.data() + _samples.count);
+            std::fill_n(_samples.y.data() + _samples.count, count, y);
+            std::fill_n(_samples.z.data() + _samples.count, count, z);
+            _samples.count += count;
+            const std::size_t node = firstNode + nodePlace(0, j, k) + first;
+            if (!_sampled.empty() && _sampled.back().first + _sampled.back().count == node) {
+                _sampled.back().count += count;
+            } else {
+                _sampled.push_back({node, count});
+            }
+        }
+    }
 }
 
 /// The faces of the leaf with nodes on both sides.
@@ -240,6 +315,10 @@ void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values)
     }
     leaf._inside = inside;
     leaf._active = active;
+    for (std::size_t part = 0; part < 8; ++part) {
+        const bool isSampled = (leaf._place.sampled >> part & 1) != 0;
+        leaf._areBoundsRight = leaf._areBoundsRight && (isSampled || (active & cellsOfPart(part)).areNone());
+    }
     leaf._mixedFaces = mixedFaces(inside);
     leaf._cellAt.assign(kCellsOfLeaf, 0);
     if (!leaf._edgeAt) {

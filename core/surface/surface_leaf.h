@@ -58,17 +58,22 @@ inline Index3 indexOfCell(std::uint32_t place)
 /// are crossed. Leaves that share an edge have the same bits for it.
 class SurfaceLeaf {
 public:
-    explicit SurfaceLeaf(const Index3& at) : _at(at) {}
+    explicit SurfaceLeaf(const LeafPlace& place) : _place(place) {}
 
-    const Index3& at() const { return _at; }
+    const Index3& at() const { return _place.at; }
     /// Number of a node or a cell of the grid along an axis, from its number within the leaf.
-    std::int32_t global(std::size_t axis, std::int32_t local) const { return _at[axis] * kLeafCells + local; }
+    std::int32_t global(std::size_t axis, std::int32_t local) const
+    {
+        return _place.at[axis] * kLeafCells + local;
+    }
 
     /// Whether the surface passes through the leaf's lower (side 0) or upper face across an axis.
     bool leavesThrough(std::size_t axis, std::size_t side) const
     {
         return (_mixedFaces >> (2 * axis + side) & 1) != 0;
     }
+    /// Whether the surface keeps off the parts that the field's bounds had excluded.
+    bool areBoundsRight() const { return _areBoundsRight; }
     /// Whether each cell that the surface passes through has one vertex, and no face is ambiguous.
     bool isSimple() const { return _isSimple; }
     /// The nodes on the inside, where the surface passes through the leaf.
@@ -92,7 +97,7 @@ public:
     }
 
     /// Stands for another leaf from now on, of which nothing is known. Keeps the memory.
-    void begin(const Index3& at);
+    void begin(const LeafPlace& place);
     /// The cells at the upper face across z with their vertices alone, which is what the layer above asks
     /// for. None where there are none.
     std::optional<SurfaceLeaf> upperFace() const;
@@ -100,10 +105,11 @@ public:
 private:
     using EdgeTable = std::array<std::array<std::uint16_t, kNodesOfLeaf>, 3>;
 
-    Index3 _at;
+    LeafPlace _place;
     std::uint8_t _field = 0;      ///< number of its field in the group that it is built with
     std::uint8_t _mixedFaces = 0; ///< bit 2 axis + side: the face has nodes on both sides
     bool _isSimple = true;
+    bool _areBoundsRight = true;
     // Both mean nothing in a leaf without surface.
     NodeBits _inside;
     NodeBits _active;
@@ -205,6 +211,13 @@ private:
     std::vector<PreparedField> _fields;
     std::vector<PositionBox> _boxes; ///< of the leaves
     Positions _samples;
+    /// Nodes in sequence, of all leaves, that stand in `_samples` one after the other.
+    struct NodeRun {
+        std::size_t first;
+        std::size_t count;
+    };
+    std::vector<NodeRun> _sampled;
+    std::vector<double> _nodeValues; ///< leaf by leaf
     Positions _points;
     std::vector<Center> _centers;
     EdgeRoots _roots;
@@ -221,6 +234,7 @@ private:
     void addSteps(const Point& p, double factor);
     Point gradient(const Point& p, double value, std::size_t place) const;
     void sampleNodes(std::span<SurfaceLeaf* const> leaves);
+    void addSamples(const SurfaceLeaf& leaf, std::size_t firstNode);
     void findCells(SurfaceLeaf& leaf, const double* values);
     static std::uint8_t mixedFaces(const NodeBits& inside);
     void askFaceCenters();
