@@ -33,6 +33,14 @@ enum class Content : std::uint8_t { Outside, Inside, Something };
 /// Of the eight boxes of half the width of another.
 using PartContents = std::array<Content, 8>;
 
+/// The number of a part of a box, in the part's width.
+Index3 partOf(const Index3& box, std::size_t part)
+{
+    return {2 * box[0] + static_cast<std::int32_t>(part & 1),
+            2 * box[1] + static_cast<std::int32_t>(part >> 1 & 1),
+            2 * box[2] + static_cast<std::int32_t>(part >> 2)};
+}
+
 /// Whether a box that its parts make up holds something.
 Content contentOfAll(const PartContents& parts)
 {
@@ -107,9 +115,9 @@ public:
         for (const Index3& whole : wholes) {
             for (std::size_t part = 0; part < 8; ++part) {
                 UnitBox box;
+                box.first = partOf(whole, part);
                 bool hasCells = true;
                 for (std::size_t axis = 0; axis < 3; ++axis) {
-                    box.first[axis] = 2 * whole[axis] + static_cast<std::int32_t>(part >> axis & 1);
                     box.end[axis] = box.first[axis] + 1;
                     hasCells = hasCells && box.first[axis] * _cellsOfUnit < _grid.cellCount(axis);
                 }
@@ -191,42 +199,23 @@ private:
     }
 };
 
-/// Looks at leaves that their bounds can't clear as a whole: at their parts, and at the parts of these.
+/// Looks at leaves that their bounds can't clear as a whole: at their parts, and where few of these are left
+/// at the parts of parts, down to cells.
 class LeafParts {
 public:
     LeafParts(const SurfaceField& field, const SurfaceGrid& grid)
-        : _halves(field, grid, kLeafCells / 2), _quarters(field, grid, kLeafCells / 4)
+        : _levels{Pruning(field, grid, kLeafCells / 2), Pruning(field, grid, kLeafCells / 4),
+                  Pruning(field, grid, kLeafCells / 8)}
     {}
 
-    /// Adds those of the leaves, at most kBoxes of them, that may hold something.
+    /// Adds those of the leaves that may hold something.
     void addTo(std::vector<LeafPlace>& list, std::span<const Index3> leaves) const
     {
-        std::array<PartContents, kBoxes> contents;
-        const auto forSome = [](std::span<const Index3> boxes, const Pruning& pruning, PartContents* out) {
-            for (std::size_t first = 0; first < boxes.size(); first += kBoxes / 8) {
-                pruning.contentsOfParts(boxes.subspan(first, std::min(kBoxes / 8, boxes.size() - first)),
-                                        out + first);
-            }
-        };
-        forSome(leaves, _halves, contents.data());
-        std::array<Index3, 8 * kBoxes> open;
-        std::array<Content*, 8 * kBoxes> contentOfOpen;
-        std::size_t count = 0;
-        for (std::size_t l = 0; l < leaves.size(); ++l) {
-            for (std::size_t part = 0; part < 8; ++part) {
-                if (contents[l][part] == Content::Something) {
-                    for (std::size_t axis = 0; axis < 3; ++axis) {
-                        open[count][axis] = 2 * leaves[l][axis] + static_cast<std::int32_t>(part >> axis & 1);
-                    }
-                    contentOfOpen[count++] = &contents[l][part];
-                }
-            }
+        std::vector<Box> boxes;
+        for (const Index3& leaf : leaves) {
+            boxes.push_back({leaf, boxes.size()});
         }
-        std::array<PartContents, 8 * kBoxes> ofOpen;
-        forSome({open.data(), count}, _quarters, ofOpen.data());
-        for (std::size_t i = 0; i < count; ++i) {
-            *contentOfOpen[i] = contentOfAll(ofOpen[i]);
-        }
+        const std::vector<PartContents> contents = contentsOf(boxes, 0);
         for (std::size_t l = 0; l < leaves.size(); ++l) {
             // Parts that share nodes can't be nothing on different sides.
             if (contentOfAll(contents[l]) != Content::Something) {
@@ -243,8 +232,53 @@ public:
     }
 
 private:
-    Pruning _halves;
-    Pruning _quarters;
+    /// Boxes of a leaf whose parts are looked at: of more, some would hold something all the same.
+    static constexpr std::ptrdiff_t kMostOpen = 3;
+
+    struct Box {
+        Index3 at; ///< in its own width
+        std::size_t leaf;
+    };
+    std::array<Pruning, 3> _levels; ///< by the width of parts
+
+    /// What the parts of boxes hold, those of a leaf standing together.
+    std::vector<PartContents> contentsOf(const std::vector<Box>& boxes, std::size_t level) const
+    {
+        std::vector<PartContents> contents(boxes.size());
+        for (std::size_t first = 0; first < boxes.size(); first += kBoxes / 8) {
+            Index3 some[kBoxes / 8];
+            const std::size_t count = std::min(kBoxes / 8, boxes.size() - first);
+            for (std::size_t i = 0; i < count; ++i) {
+                some[i] = boxes[first + i].at;
+            }
+            _levels[level].contentsOfParts({some, count}, contents.data() + first);
+        }
+        std::vector<Box> open;
+        std::vector<Content*> contentOfOpen;
+        for (std::size_t first = 0; level + 1 < _levels.size() && first < boxes.size();) {
+            std::size_t end = first;
+            std::ptrdiff_t count = 0;
+            for (; end < boxes.size() && boxes[end].leaf == boxes[first].leaf; ++end) {
+                count += std::count(contents[end].begin(), contents[end].end(), Content::Something);
+            }
+            for (std::size_t b = first; b < end && count <= kMostOpen; ++b) {
+                for (std::size_t part = 0; part < 8; ++part) {
+                    if (contents[b][part] == Content::Something) {
+                        open.push_back({partOf(boxes[b].at, part), boxes[b].leaf});
+                        contentOfOpen.push_back(&contents[b][part]);
+                    }
+                }
+            }
+            first = end;
+        }
+        if (!open.empty()) {
+            const std::vector<PartContents> ofOpen = contentsOf(open, level + 1);
+            for (std::size_t i = 0; i < open.size(); ++i) {
+                *contentOfOpen[i] = contentOfAll(ofOpen[i]);
+            }
+        }
+        return contents;
+    }
 };
 
 } // namespace
