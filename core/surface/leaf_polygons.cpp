@@ -247,10 +247,18 @@ void PolygonBuilder::gatherQuads(const LeafPolygons& polygons, bool isOpen)
     for (std::size_t axis = 0; axis < 3; ++axis) {
         const std::size_t u = axis == 2 ? 0 : axis + 1;
         const std::size_t v = axis == 0 ? 2 : axis - 1;
-        (crossedAlong(polygons.leaf.inside(), axis) & kLowerCorners).forEach([&](std::uint32_t node) {
-            if (isOpen && isCut(polygons, axis, node)) {
-                return;
-            }
+        _firstQuad[axis] = _quads.size();
+        _crossed[axis] = crossedAlong(polygons.leaf.inside(), axis) & kLowerCorners;
+        if (isOpen) {
+            NodeBits cut;
+            _crossed[axis].forEach([&](std::uint32_t node) {
+                if (isCut(polygons, axis, node)) {
+                    cut.set(node);
+                }
+            });
+            _crossed[axis] = _crossed[axis] ^ cut;
+        }
+        _crossed[axis].forEach([&](std::uint32_t node) {
             const std::array<std::uint32_t, 4> cells = cellsAround(node, axis);
             QuadRows& rows = _rows[_quads.size() / Batch::size];
             const std::size_t lane = _quads.size() % Batch::size;
@@ -369,38 +377,50 @@ void PolygonBuilder::findTriangles(LeafPolygons& polygons, const LeafNeighbours&
     gatherCorners(polygons);
     gatherQuads(polygons, isOpen);
     chooseCuts();
-    const NodeBits& inside = polygons.leaf.inside();
-    std::vector<std::array<VertexName, 3>>& triangles = polygons.triangles;
-    triangles.resize(2 * _quads.size());
+    polygons.triangles.resize(2 * _quads.size());
     std::size_t count = 0;
-    for (std::size_t q = 0; q < _quads.size(); ++q) {
-        const Quad& quad = _quads[q];
-        VertexName polygon[8];
-        std::size_t corners = 4;
-        if (!quad.isSimple) {
-            corners = polygonOf(quad, polygon);
-        } else {
-            const std::array<std::uint32_t, 4> cells = cellsAround(quad.node, quad.axis);
-            for (std::size_t k = 0; k < 4; ++k) {
-                polygon[k] = _nameAt[cells[k]];
+    // Triangles that touch stand near each other so: node by node, though quads are listed axis by axis.
+    std::array<std::size_t, 3> next = _firstQuad;
+    (_crossed[0] | _crossed[1] | _crossed[2]).forEach([&](std::uint32_t node) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            if (_crossed[axis][node]) {
+                count += addTriangles(polygons, next[axis]++, count);
             }
         }
-        const std::size_t first = count;
-        if (corners > 4 || _cuts[q] == Cut::None) {
-            triangles.resize(triangles.size() + corners - 2);
-            addFan(polygons, quad, {polygon, corners}, triangles.data() + count);
-            count += corners;
-        } else {
-            const std::size_t s = _cuts[q] == Cut::Second ? 1 : 0;
-            triangles[count++] = {polygon[s], polygon[s + 1], polygon[s + 2]};
-            triangles[count++] = {polygon[s], polygon[s + 2], polygon[(s + 3) % 4]};
-        }
-        if (!inside[quad.node]) {
-            for (std::size_t t = first; t < count; ++t) {
-                std::swap(triangles[t][1], triangles[t][2]);
-            }
+    });
+}
+
+/// Writes the triangles of a quad from a number on, and returns how many.
+std::size_t PolygonBuilder::addTriangles(LeafPolygons& polygons, std::size_t number, std::size_t first) const
+{
+    const Quad& quad = _quads[number];
+    VertexName polygon[8];
+    std::size_t corners = 4;
+    if (!quad.isSimple) {
+        corners = polygonOf(quad, polygon);
+    } else {
+        const std::array<std::uint32_t, 4> cells = cellsAround(quad.node, quad.axis);
+        for (std::size_t k = 0; k < 4; ++k) {
+            polygon[k] = _nameAt[cells[k]];
         }
     }
+    std::vector<std::array<VertexName, 3>>& triangles = polygons.triangles;
+    std::size_t count = 2;
+    if (corners > 4 || _cuts[number] == Cut::None) {
+        count = corners;
+        triangles.resize(triangles.size() + count - 2);
+        addFan(polygons, quad, {polygon, corners}, triangles.data() + first);
+    } else {
+        const std::size_t s = _cuts[number] == Cut::Second ? 1 : 0;
+        triangles[first] = {polygon[s], polygon[s + 1], polygon[s + 2]};
+        triangles[first + 1] = {polygon[s], polygon[s + 2], polygon[(s + 3) % 4]};
+    }
+    if (!polygons.leaf.inside()[quad.node]) {
+        for (std::size_t t = first; t < first + count; ++t) {
+            std::swap(triangles[t][1], triangles[t][2]);
+        }
+    }
+    return count;
 }
 
 void LeafPolygons::begin(const LeafPlace& place)

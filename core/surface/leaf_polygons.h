@@ -118,8 +118,10 @@ private:
     /// nothing where the leaf and those below are simple.
     ByCell<std::uint8_t> _flagsAt;
     bool _areSimple = false;
-    std::vector<Quad> _quads;
-    std::vector<Cut> _cuts; ///< of each quad
+    std::array<NodeBits, 3> _crossed; ///< by axis: edges that quads go around, by their lower nodes
+    std::array<std::size_t, 3> _firstQuad;
+    std::vector<Quad> _quads; ///< axis by axis
+    std::vector<Cut> _cuts;   ///< of each quad
     /// What the tests of some quads need: along the two axes after that of the edge and along it.
     struct QuadRows {
         using Row = std::array<double, 8>;
@@ -145,6 +147,7 @@ private:
                    std::uint32_t place);
     void gatherQuads(const LeafPolygons& polygons, bool isOpen);
     void chooseCuts();
+    std::size_t addTriangles(LeafPolygons& polygons, std::size_t number, std::size_t first) const;
     void addFan(LeafPolygons& polygons, const Quad& quad, std::span<const VertexName> polygon,
                 std::array<VertexName, 3>* triangles) const;
     std::size_t polygonOf(const Quad& quad, VertexName (&polygon)[8]) const;
