@@ -12,11 +12,8 @@ namespace zrk::surface {
 namespace {
 
 constexpr int kRootRounds = 6;
-// Of the difference along the edge. What is left moves the plane along its normal, so that a vertex hardly
-// depends on it; at the bounds it tells the cut from the surface.
-constexpr double kRootTolerance = 1e-2;
-constexpr double kToleranceAtBounds = 1e-3;
-constexpr double kSteep = 2; ///< of a field, against the distance to the bounds
+constexpr double kRootTolerance = 1e-3; ///< of the difference along the edge
+constexpr double kSteep = 2;            ///< of a field, against the distance to the bounds
 
 /// The largest power of 2, which rounds nothing, that makes a field no steeper than 1.
 double factorFor(double steepness)
@@ -98,6 +95,7 @@ void EdgeRoots::prepare(std::span<const PreparedField> fields)
         Batch(1.0).store(row(To));
         Batch(0.0).store(row(Moved));
         Batch(1.0).store(row(Factor));
+        select(isFinite(difference), kRootTolerance * difference, Batch(0.0)).store(row(Tolerance));
         unsigned steep = bitsOf(steepness > kSteep && isFinite(difference));
         areSteep = areSteep || steep != 0;
         for (; steep != 0; steep &= steep - 1) {
@@ -107,13 +105,6 @@ void EdgeRoots::prepare(std::span<const PreparedField> fields)
     }
     if (areSteep) {
         scaleSteepEnds(fields);
-    }
-    for (std::size_t r = 0; r < _count; r += Batch::size) {
-        const auto row = [&](Row name) { return _all[name].data() + r; };
-        const Batch difference = abs(Batch::load(row(ToValue)) - Batch::load(row(FromValue)));
-        const Batch start = Batch::load(row(Start));
-        const Batch share = select(start == start, Batch(kToleranceAtBounds), Batch(kRootTolerance));
-        select(isFinite(difference), share * difference, Batch(0.0)).store(row(Tolerance));
     }
 }
 
@@ -157,6 +148,8 @@ void EdgeRoots::scaleSteepEnds(std::span<const PreparedField> fields)
         select(isScaled, factor, Batch(1.0)).store(row(Factor));
         select(isScaled, scaledFrom, from).store(row(FromValue));
         select(isScaled, scaledTo, to).store(row(ToValue));
+        select(isScaled, kRootTolerance * abs(scaledTo - scaledFrom), Batch::load(row(Tolerance)))
+            .store(row(Tolerance));
     }
 }
 
