@@ -15,15 +15,17 @@ constexpr int kRootRounds = 6;
 constexpr double kRootTolerance = 1e-3; ///< of the difference along the edge
 constexpr double kSteep = 2;            ///< of a field, against the distance to the bounds
 
-/// A power of 2, so that it rounds nothing.
+/// The largest power of 2, which rounds nothing, that makes a field no steeper than 1.
 double factorFor(double steepness)
 {
-    if (!(steepness > kSteep && std::isfinite(steepness))) {
+    constexpr int kBitsOfFraction = std::numeric_limits<double>::digits - 1;
+    constexpr std::uint64_t kExponentOfOne = 1023;
+    if (!(steepness < 0x1p1000)) { // its inverse would have another form
         return 1;
     }
-    int exponent = 0;
-    const double share = std::frexp(steepness, &exponent);
-    return std::ldexp(1.0, share == 0.5 ? 1 - exponent : -exponent);
+    const auto bits = std::bit_cast<std::uint64_t>(steepness) - 1;
+    const std::uint64_t exponent = (bits >> kBitsOfFraction) + 1; // rounded up
+    return std::bit_cast<double>((2 * kExponentOfOne - exponent) << kBitsOfFraction);
 }
 
 } // namespace
@@ -79,60 +81,100 @@ void EdgeRoots::search(std::span<const PreparedField> fields)
 /// Begins the brackets with whole edges.
 void EdgeRoots::prepare(std::span<const PreparedField> fields)
 {
-    constexpr double kInfinity = std::numeric_limits<double>::infinity();
     for (std::vector<double>& row : _all) {
         fillLastBatch(row.data(), _count);
     }
-    _number.clear();
+    bool areSteep = false;
     for (std::size_t r = 0; r < _count; r += Batch::size) {
         const auto row = [&](Row name) { return _all[name].data() + r; };
         const Batch difference = abs(Batch::load(row(ToValue)) - Batch::load(row(FromValue)));
         // One of the three isn't 0.
         const Batch length = Batch::load(row(AlongX)) + Batch::load(row(AlongY)) + Batch::load(row(AlongZ));
+        const Batch steepness = difference / length;
         Batch(0.0).store(row(From));
         Batch(1.0).store(row(To));
         Batch(0.0).store(row(Moved));
         Batch(1.0).store(row(Factor));
         select(isFinite(difference), kRootTolerance * difference, Batch(0.0)).store(row(Tolerance));
-        unsigned steep = bitsOf(difference / length > kSteep && difference < kInfinity);
+        unsigned steep = bitsOf(steepness > kSteep && isFinite(difference));
+        areSteep = areSteep || steep != 0;
         for (; steep != 0; steep &= steep - 1) {
-            const std::size_t number = r + static_cast<std::size_t>(std::countr_zero(steep));
-            if (number < _count) {
-                _number.push_back(static_cast<std::uint32_t>(number));
-                const double spacing = _all[AlongX][number] + _all[AlongY][number] + _all[AlongZ][number];
-                _all[Factor][number] =
-                    factorFor(std::abs(_all[ToValue][number] - _all[FromValue][number]) / spacing);
+            const auto lane = static_cast<std::size_t>(std::countr_zero(steep));
+            row(Factor)[lane] = factorFor(steepness.lane(lane));
+        }
+    }
+    if (areSteep) {
+        scaleSteepEnds(fields);
+    }
+}
+
+/// Multiplies the values at the ends of edges where the field is steep by their factors. The field is asked
+/// again where the bounds had cut its value off.
+void EdgeRoots::scaleSteepEnds(std::span<const PreparedField> fields)
+{
+    _number.clear();
+    for (std::vector<double>& ends : _scaledEnds) {
+        ends.resize(_all[0].size());
+    }
+    for (std::size_t r = 0; r < _count; r += Batch::size) {
+        const auto load = [&](Row name) { return Batch::load(_all[name].data() + r); };
+        const Batch factor = load(Factor);
+        for (std::size_t end = 0; end < 2; ++end) {
+            const Batch share = static_cast<double>(end);
+            const Batch value = load(end == 0 ? FromValue : ToValue);
+            const Batch limit = _field.outside(load(X) + share * load(AlongX), load(Y) + share * load(AlongY),
+                                               load(Z) + share * load(AlongZ));
+            maximum(value * factor, limit).store(_scaledEnds[end].data() + r);
+            unsigned isCut = bitsOf(factor < 1.0 && !(value > limit));
+            for (; isCut != 0; isCut &= isCut - 1) {
+                const std::size_t number = r + static_cast<std::size_t>(std::countr_zero(isCut));
+                _number.push_back(static_cast<std::uint32_t>(2 * number + end));
             }
         }
     }
-    findSteepEnds(fields, _number);
+    askEnds(fields);
+    for (std::size_t r = 0; r < _count; r += Batch::size) {
+        const auto row = [&](Row name) { return _all[name].data() + r; };
+        const Batch from = Batch::load(row(FromValue));
+        const Batch to = Batch::load(row(ToValue));
+        const Batch scaledFrom = Batch::load(_scaledEnds[0].data() + r);
+        const Batch scaledTo = Batch::load(_scaledEnds[1].data() + r);
+        const auto haveOneSide = [](Batch a, Batch b) {
+            return (a < 0.0 && b < 0.0) || (!(a < 0.0) && !(b < 0.0));
+        };
+        const Batch factor = Batch::load(row(Factor));
+        // Others are too steep for the numbers.
+        const BatchMask isScaled = factor < 1.0 && haveOneSide(from, scaledFrom) && haveOneSide(to, scaledTo);
+        select(isScaled, factor, Batch(1.0)).store(row(Factor));
+        select(isScaled, scaledFrom, from).store(row(FromValue));
+        select(isScaled, scaledTo, to).store(row(ToValue));
+        select(isScaled, kRootTolerance * abs(scaledTo - scaledFrom), Batch::load(row(Tolerance)))
+            .store(row(Tolerance));
+    }
 }
 
-/// The values at the ends of edges where the field is steep, multiplied by their factors. The field is asked
-/// again where the bounds had cut its value off.
-void EdgeRoots::findSteepEnds(std::span<const PreparedField> fields, std::span<const std::uint32_t> steep)
+/// Asks the field, with their factors, at the ends whose numbers are listed: twice that of the edge, and one
+/// more for the upper end.
+void EdgeRoots::askEnds(std::span<const PreparedField> fields)
 {
-    for (const std::uint32_t r : steep) {
-        const double factor = _all[Factor][r];
-        double values[2] = {_all[FromValue][r], _all[ToValue][r]};
-        for (std::size_t end = 0; end < 2; ++end) {
-            const auto share = static_cast<double>(end);
-            const Point p{_all[X][r] + share * _all[AlongX][r], _all[Y][r] + share * _all[AlongY][r],
-                          _all[Z][r] + share * _all[AlongZ][r]};
-            const double limit = _field.outside(p);
-            if (values[end] > limit) {
-                values[end] = std::max(values[end] * factor, limit);
-            } else {
-                _field.values(fields[_fieldOf[r]], &p[0], &p[1], &p[2], &factor, 1, &values[end]);
-            }
+    // Edges of one field stand together.
+    std::sort(_number.begin(), _number.end());
+    makeRoom(_open, _number.size());
+    _fieldOfOpen.resize(_number.size());
+    for (std::size_t i = 0; i < _number.size(); ++i) {
+        const std::size_t r = _number[i] / 2;
+        const double share = _number[i] % 2;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            _open[PX + axis][i] = _all[X + axis][r] + share * _all[AlongX + axis][r];
         }
-        if ((values[0] < 0) == (_all[FromValue][r] < 0) && (values[1] < 0) == (_all[ToValue][r] < 0)) {
-            _all[FromValue][r] = values[0];
-            _all[ToValue][r] = values[1];
-            _all[Tolerance][r] = kRootTolerance * std::abs(values[1] - values[0]);
-        } else { // too steep for the numbers
-            _all[Factor][r] = 1;
-        }
+        _open[Factor][i] = _all[Factor][r];
+        _fieldOfOpen[i] = _fieldOf[r];
+    }
+    findRuns(_fieldOfOpen, _number.size());
+    evaluate(fields, _open[PX].data(), _open[PY].data(), _open[PZ].data(), _open[Factor].data(),
+             _open[Value].data());
+    for (std::size_t i = 0; i < _number.size(); ++i) {
+        _scaledEnds[_number[i] % 2][_number[i] / 2] = _open[Value][i];
     }
 }
 
@@ -257,16 +299,19 @@ void EdgeRoots::findPlanes(std::span<const PreparedField> fields)
         // Where an end isn't finite, the value tells nothing of the way to the surface.
         const BatchMask isPlane =
             load(Tolerance, r) > 0.0 && slope > 0.0 && isFinite(slope) && isFinite(residue);
-        double rows[7][Batch::size];
+        double rows[8][Batch::size];
         for (std::size_t axis = 0; axis < 3; ++axis) {
             n[axis] = select(isPlane, n[axis] / slope, Batch(0.0));
             p[axis].store(rows[axis]);
             n[axis].store(rows[3 + axis]);
         }
-        select(isPlane, n[0] * p[0] + n[1] * p[1] + n[2] * p[2] - residue, Batch(0.0)).store(rows[6]);
+        const Batch way = select(isPlane, -residue, Batch(0.0));
+        (n[0] * p[0] + n[1] * p[1] + n[2] * p[2] + way).store(rows[6]);
+        way.store(rows[7]);
         for (std::size_t i = 0; i < Batch::size; ++i) {
-            _planes[r + i] = {
-                {rows[0][i], rows[1][i], rows[2][i]}, {rows[3][i], rows[4][i], rows[5][i]}, rows[6][i]};
+            for (std::size_t k = 0; k < 8; ++k) {
+                _planes[r + i].numbers[k] = rows[k][i];
+            }
         }
     }
 }

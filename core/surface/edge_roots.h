@@ -91,7 +91,8 @@ private:
     Rows _open;                         ///< those still to be refined
     std::vector<std::uint32_t> _number; ///< of each of these
     std::vector<std::uint8_t> _fieldOfOpen;
-    std::array<std::vector<double>, 3> _stepped; ///< positions a step away along each axis
+    std::array<std::vector<double>, 2> _scaledEnds; ///< values at both ends of edges, by their factors
+    std::array<std::vector<double>, 3> _stepped;    ///< positions a step away along each axis
     std::array<std::vector<double>, 3> _steppedValues;
     std::vector<FieldRun> _runs;
     std::vector<TangentPlane> _planes;
@@ -101,7 +102,8 @@ private:
     void evaluate(std::span<const PreparedField> fields, const double* x, const double* y, const double* z,
                   const double* factors, double* values) const;
     void prepare(std::span<const PreparedField> fields);
-    void findSteepEnds(std::span<const PreparedField> fields, std::span<const std::uint32_t> steep);
+    void scaleSteepEnds(std::span<const PreparedField> fields);
+    void askEnds(std::span<const PreparedField> fields);
     void refine(std::span<const PreparedField> fields);
     void refineOnce(Rows& rows, std::size_t count, bool isFirst, std::span<const PreparedField> fields);
     void findPlanes(std::span<const PreparedField> fields);

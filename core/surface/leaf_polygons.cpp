@@ -91,10 +91,10 @@ Point PolygonBuilder::crossingPoint(const CellView& view, int edge) const
 
 /// Whether a crossed edge is crossed by the bounds and not by the field: at its very middle, where the search
 /// for the crossing begins.
-bool PolygonBuilder::isCut(const LeafPolygons& polygons, std::size_t axis, const Index3& node) const
+bool PolygonBuilder::isCut(const LeafPolygons& polygons, std::size_t axis, std::uint32_t node) const
 {
-    return _grid.crossesBounds(axis, polygons.leaf.global(axis, node[axis])) &&
-           polygons.leaf.crossing(axis, nodePlace(node[0], node[1], node[2])) == 0.5;
+    return _grid.crossesBounds(axis, polygons.leaf.global(axis, indexOfNode(node)[axis])) &&
+           polygons.leaf.crossing(axis, node) == 0.5;
 }
 
 /// The vertices on the lower face across `axis` of a cell, if there are any.
@@ -176,124 +176,120 @@ bool PolygonBuilder::faceVertex(const CellView& above, std::size_t axis, int edg
     return true;
 }
 
-void PolygonBuilder::addCorners(const LeafPolygons& polygons, std::uint32_t below, const ActiveCell& cell)
+/// @param place  of the cell, counted from -1 along each axis.
+void PolygonBuilder::addCorner(const LeafPolygons& polygons, std::uint32_t below, const ActiveCell& cell,
+                               std::uint32_t place)
 {
-    const Index3 local = indexOfCell(cell.place);
-    std::uint32_t place = 0;
+    _vertexAt[place] = &polygons.leaf.vertex(cell.firstVertex);
+    _nameAt[place] = {below, VertexKind::Cell, cell.firstVertex};
+    if (_areSimple) {
+        return;
+    }
+    unsigned flags = cell.patchCount > 1 ? 8 : 0;
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        const std::uint32_t shift = (below >> axis & 1) != 0 ? 1u - kLeafCells : 1u;
-        place += kStride[axis] * (static_cast<std::uint32_t>(local[axis]) + shift);
+        const auto& entries = polygons._faceAt[axis];
+        flags |= (!entries.empty() && entries[cell.place] != 0 ? 1u : 0u) << axis;
     }
-    unsigned faces = 0;
-    if (polygons.hasFaceVertices()) {
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            const auto& entries = polygons._faceAt[axis];
-            faces |= (!entries.empty() && entries[cell.place] != 0 ? 1u : 0u) << axis;
-        }
-    }
-    _cornerAt[place] = static_cast<std::uint16_t>(_corners.size());
-    const CellVertex& vertex = polygons.leaf.vertex(cell.firstVertex);
-    // Field by field in its place: read from a copy at once, they would wait for the stores before.
-    Corner& corner = _corners.emplace_back();
-    corner.position = vertex.position;
-    corner.name = {below, VertexKind::Cell, cell.firstVertex};
-    corner.isOnCrease = vertex.isOnCrease;
-    corner.isAlone = cell.patchCount == 1;
-    corner.faces = static_cast<std::uint8_t>(faces);
+    _flagsAt[place] = static_cast<std::uint8_t>(flags);
 }
 
 /// The vertices of the leaf's cells and of those that touch it from below. An edge has no cell that lies
 /// lower along all three axes.
 void PolygonBuilder::gatherCorners(const LeafPolygons& polygons)
 {
-    _corners.clear();
-    _corners.reserve(_cornerAt.size());
+    // Of the leaves below, by their index: the cells at the upper faces, by the nodes at their lower corners.
+    static constexpr std::array<NodeBits, 7> kTouching = [] {
+        std::array<NodeBits, 7> all;
+        for (std::size_t below = 0; below < all.size(); ++below) {
+            all[below] = NodeBits::where([below](std::int32_t i, std::int32_t j, std::int32_t k) {
+                constexpr std::int32_t kLast = kLeafCells - 1;
+                return ((below & 1) == 0 || i == kLast) && ((below & 2) == 0 || j == kLast) &&
+                       ((below & 4) == 0 || k == kLast);
+            });
+        }
+        return all;
+    }();
+    _areSimple = std::all_of(_neighbours->begin() + 1, _neighbours->end() - 1,
+                             [](const LeafPolygons* leaf) { return !leaf || leaf->leaf.isSimple(); }) &&
+                 polygons.leaf.isSimple();
     for (const ActiveCell& cell : polygons.leaf.cells()) {
-        addCorners(polygons, 0, cell);
+        const Index3 local = indexOfCell(cell.place);
+        addCorner(polygons, 0, cell, nodePlace(local[0], local[1], local[2]) + kCellOfNode);
     }
     for (std::uint32_t below = 1; below < 7; ++below) {
         const LeafPolygons* const other = (*_neighbours)[below];
         if (!other || other->leaf.cells().empty()) {
             continue;
         }
-        Index3 first;
+        std::uint32_t shift = 0; // from a place in the leaf below to that in this one
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            first[axis] = (below >> axis & 1) != 0 ? kLeafCells - 1 : 0;
+            shift += (below >> axis & 1) != 0 ? kLeafCells * kStride[axis] : 0;
         }
-        for (std::int32_t k = first[2]; k < kLeafCells; ++k) {
-            for (std::int32_t j = first[1]; j < kLeafCells; ++j) {
-                for (std::int32_t i = first[0]; i < kLeafCells; ++i) {
-                    if (const ActiveCell* const cell = other->leaf.cell(cellPlace(i, j, k))) {
-                        addCorners(*other, below, *cell);
-                    }
-                }
-            }
-        }
+        (other->leaf.activeCells() & kTouching[below]).forEach([&](std::uint32_t node) {
+            const std::array<std::uint8_t, 3>& index = indexOfNode(node);
+            addCorner(*other, below, *other->leaf.cell(cellPlace(index[0], index[1], index[2])),
+                      node + kCellOfNode - shift);
+        });
     }
 }
 
 /// The edges that begin at the lower corners of the leaf's cells: each edge with its lower node in this leaf.
 void PolygonBuilder::gatherQuads(const LeafPolygons& polygons, bool isOpen)
 {
-    const std::span<const ActiveCell> cells = polygons.leaf.cells();
     _quads.clear();
-    _rows.resize(wholeBatches(3 * cells.size()) / Batch::size);
-    for (std::size_t number = 0; number < cells.size(); ++number) {
-        const ActiveCell& cell = cells[number];
-        const unsigned crossed = crossedEdges(cell.inside);
-        const Index3 node = indexOfCell(cell.place);
-        const std::uint32_t place =
-            (static_cast<std::uint32_t>(node[2] + 1) * kPlaces + static_cast<std::uint32_t>(node[1] + 1)) *
-                kPlaces +
-            static_cast<std::uint32_t>(node[0] + 1);
-        const Point from{_grid.coordinate(0, polygons.leaf.global(0, node[0])),
-                         _grid.coordinate(1, polygons.leaf.global(1, node[1])),
-                         _grid.coordinate(2, polygons.leaf.global(2, node[2]))};
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            if ((crossed >> edgeNumber(axis, 0, 0) & 1) == 0 || (isOpen && isCut(polygons, axis, node))) {
-                continue;
-            }
-            const std::size_t u = axis == 2 ? 0 : axis + 1;
-            const std::size_t v = axis == 0 ? 2 : axis - 1;
-            const std::size_t q = _quads.size();
-            const std::array<std::uint16_t, 4> corners{_cornerAt[place - kStride[u] - kStride[v]],
-                                                       _cornerAt[place - kStride[v]], _cornerAt[place],
-                                                       _cornerAt[place - kStride[u]]};
-            QuadRows& rows = _rows[q / Batch::size];
-            const std::size_t lane = q % Batch::size;
-            const auto corner = [&](std::size_t k) -> const Corner& { return _corners[corners[k]]; };
-            double squares[2] = {0, 0}; // of the diagonals
-            for (std::size_t i = 0; i < 3; ++i) {
-                const std::size_t row = i == u ? 0 : i == v ? 1 : 2;
-                const double p[4] = {corner(0).position[i] - from[i], corner(1).position[i] - from[i],
-                                     corner(2).position[i] - from[i], corner(3).position[i] - from[i]};
-                for (std::size_t k = 0; k < 4; ++k) {
-                    rows.corners[k][row][lane] = p[k];
-                }
-                squares[0] += (p[2] - p[0]) * (p[2] - p[0]);
-                squares[1] += (p[3] - p[1]) * (p[3] - p[1]);
-            }
-            rows.area[lane] = _grid.spacing[u] * _grid.spacing[v];
-            rows.length[lane] = _grid.spacing[axis];
-            const bool creases[2] = {corner(0).isOnCrease && corner(2).isOnCrease,
-                                     corner(1).isOnCrease && corner(3).isOnCrease};
-            const unsigned faces =
-                (corner(1).faces | corner(2).faces) >> u | (corner(2).faces | corner(3).faces) >> v;
-            const bool areAlone =
-                corner(0).isAlone && corner(1).isAlone && corner(2).isAlone && corner(3).isAlone;
-            Quad& quad = _quads.emplace_back();
-            quad.cell = static_cast<std::uint16_t>(number);
-            quad.axis = static_cast<std::uint8_t>(axis);
-            quad.prefersSecond = creases[0] != creases[1] ? creases[1] : squares[1] < squares[0];
-            quad.lowerIsInside = (cell.inside & 1) != 0;
-            quad.isSimple = (faces & 1) == 0 && areAlone;
-            quad.corners = corners;
+    _rows.resize(wholeBatches(3 * polygons.leaf.cells().size()) / Batch::size);
+    double coordinates[3][kLeafCells];
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        for (std::int32_t i = 0; i < kLeafCells; ++i) {
+            coordinates[axis][i] = _grid.coordinate(axis, polygons.leaf.global(axis, i));
         }
+    }
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const std::size_t u = axis == 2 ? 0 : axis + 1;
+        const std::size_t v = axis == 0 ? 2 : axis - 1;
+        _firstQuad[axis] = _quads.size();
+        _crossed[axis] = crossedAlong(polygons.leaf.inside(), axis) & kLowerCorners;
+        if (isOpen) {
+            NodeBits cut;
+            _crossed[axis].forEach([&](std::uint32_t node) {
+                if (isCut(polygons, axis, node)) {
+                    cut.set(node);
+                }
+            });
+            _crossed[axis] = _crossed[axis] ^ cut;
+        }
+        _crossed[axis].forEach([&](std::uint32_t node) {
+            const std::array<std::uint32_t, 4> cells = cellsAround(node, axis);
+            QuadRows& rows = _rows[_quads.size() / Batch::size];
+            const std::size_t lane = _quads.size() % Batch::size;
+            const std::array<std::uint8_t, 3>& index = indexOfNode(node);
+            const std::size_t axes[3] = {u, v, axis};
+            for (std::size_t i = 0; i < 3; ++i) {
+                for (std::size_t k = 0; k < 4; ++k) {
+                    rows.corners[k][i][lane] = _vertexAt[cells[k]]->position[axes[i]];
+                }
+                rows.from[i][lane] = coordinates[axes[i]][index[axes[i]]];
+                rows.spacing[i][lane] = _grid.spacing[axes[i]];
+            }
+            const auto isOnCrease = [&](std::size_t k) -> unsigned {
+                return _vertexAt[cells[k]]->isOnCrease;
+            };
+            const auto flags = [&](std::size_t k) -> unsigned { return _flagsAt[cells[k]]; };
+            Quad& quad = _quads.emplace_back();
+            quad.node = static_cast<std::uint16_t>(node);
+            quad.axis = static_cast<std::uint8_t>(axis);
+            quad.creases = static_cast<std::uint8_t>((isOnCrease(0) & isOnCrease(2)) |
+                                                     (isOnCrease(1) & isOnCrease(3)) << 1);
+            quad.isSimple =
+                _areSimple || ((((flags(1) | flags(2)) >> u | (flags(2) | flags(3)) >> v) & 1) == 0 &&
+                               ((flags(0) | flags(1) | flags(2) | flags(3)) & 8) == 0);
+        });
     }
 }
 
 /// Cuts along diagonals that stay within the tetrahedra between the edge and the vertices: those that pass
-/// through a triangle of the edge and one of the other vertices.
+/// through a triangle of the edge and one of the other vertices. Of two, one between creases, then the
+/// shorter one.
 void PolygonBuilder::chooseCuts()
 {
     static_assert(std::tuple_size_v<QuadRows::Row> >= Batch::size);
@@ -302,37 +298,46 @@ void PolygonBuilder::chooseCuts()
         // Lanes of the last batch that no quad has hold numbers of quads before, which nobody looks at.
         const QuadRows& rows = _rows[first / Batch::size];
         const auto load = [](const QuadRows::Row& row) { return Batch::load(row.data()); };
+        const Batch from[3] = {load(rows.from[0]), load(rows.from[1]), load(rows.from[2])};
         RelativeCorners p[4];
         for (std::size_t k = 0; k < 4; ++k) {
-            p[k] = {load(rows.corners[k][0]), load(rows.corners[k][1]), load(rows.corners[k][2])};
+            p[k] = {load(rows.corners[k][0]) - from[0], load(rows.corners[k][1]) - from[1],
+                    load(rows.corners[k][2]) - from[2]};
         }
-        const Batch least = 1e-9 * load(rows.area);
-        const Batch length = load(rows.length);
+        const auto square = [](const RelativeCorners& a, const RelativeCorners& b) {
+            return (b.u - a.u) * (b.u - a.u) + (b.v - a.v) * (b.v - a.v) +
+                   (b.along - a.along) * (b.along - a.along);
+        };
+        const Batch least = 1e-9 * (load(rows.spacing[0]) * load(rows.spacing[1]));
+        const Batch length = load(rows.spacing[2]);
         const unsigned can[2] = {
             bitsOf(crosses(p[0], p[2], p[1], least, length) || crosses(p[0], p[2], p[3], least, length)),
             bitsOf(crosses(p[1], p[3], p[2], least, length) || crosses(p[1], p[3], p[0], least, length))};
+        const unsigned isSecondShorter = bitsOf(square(p[1], p[3]) < square(p[0], p[2]));
         const std::size_t end = std::min(first + Batch::size, _quads.size());
         for (std::size_t q = first; q < end; ++q) {
             const bool isFirst = (can[0] >> (q - first) & 1) != 0;
             const bool isSecond = (can[1] >> (q - first) & 1) != 0;
-            _cuts[q] = isSecond && (!isFirst || _quads[q].prefersSecond) ? Cut::Second
-                       : isFirst                                         ? Cut::First
-                                                                         : Cut::None;
+            const unsigned creases = _quads[q].creases;
+            const bool prefersSecond =
+                creases == 1 || creases == 2 ? creases == 2 : (isSecondShorter >> (q - first) & 1) != 0;
+            _cuts[q] = isSecond && (!isFirst || prefersSecond) ? Cut::Second
+                       : isFirst                               ? Cut::First
+                                                               : Cut::None;
         }
     }
 }
 
 /// The corners of the polygon around a quad's edge, with face vertices between those of the cells.
-std::size_t PolygonBuilder::polygonOf(const LeafPolygons& polygons, const Quad& quad,
-                                      VertexName (&polygon)[8]) const
+std::size_t PolygonBuilder::polygonOf(const Quad& quad, VertexName (&polygon)[8]) const
 {
     const std::size_t u = (quad.axis + 1u) % 3;
     const std::size_t v = (quad.axis + 2u) % 3;
-    const Index3 node = indexOfCell(polygons.leaf.cells()[quad.cell].place);
+    const std::array<std::uint8_t, 3>& node = indexOfNode(quad.node);
     CellView cells[4];
     int edges[4];
     for (std::size_t k = 0; k < 4; ++k) {
-        Index3 place = node;
+        Index3 place{node[0], node[1], node[2]};
         place[u] += kOffset[k][0];
         place[v] += kOffset[k][1];
         cells[k] = cellAt(place);
@@ -350,27 +355,16 @@ std::size_t PolygonBuilder::polygonOf(const LeafPolygons& polygons, const Quad& 
     return count;
 }
 
-void PolygonBuilder::addTriangle(LeafPolygons& polygons, const Quad& quad, VertexName a, VertexName b,
-                                 VertexName c)
+/// The triangles around a vertex on the edge, for an edge whose lower end is inside.
+void PolygonBuilder::addFan(LeafPolygons& polygons, const Quad& quad, std::span<const VertexName> polygon,
+                            std::array<VertexName, 3>* triangles) const
 {
-    std::array<VertexName, 3>& triangle = polygons.triangles.emplace_back();
-    triangle[0] = a;
-    triangle[1] = quad.lowerIsInside ? b : c;
-    triangle[2] = quad.lowerIsInside ? c : b;
-}
-
-void PolygonBuilder::addFan(LeafPolygons& polygons, const Quad& quad,
-                            std::span<const VertexName> polygon) const
-{
-    const ActiveCell& cell = polygons.leaf.cells()[quad.cell];
+    const std::array<std::uint8_t, 3>& node = indexOfNode(quad.node);
+    const VertexName center{0, VertexKind::Edge, static_cast<std::uint32_t>(polygons.edgeVertices.size())};
     polygons.edgeVertices.push_back(
-        crossingPoint({0, &polygons, &cell, indexOfCell(cell.place)}, edgeNumber(quad.axis, 0, 0)));
-    const VertexName center{0, VertexKind::Edge,
-                            static_cast<std::uint32_t>(polygons.edgeVertices.size() - 1)};
+        crossingPoint({0, &polygons, nullptr, {node[0], node[1], node[2]}}, edgeNumber(quad.axis, 0, 0)));
     for (std::size_t k = 0; k < polygon.size(); ++k) {
-        const VertexName a = polygon[k];
-        const VertexName b = polygon[(k + 1) % polygon.size()];
-        addTriangle(polygons, quad, center, a, b);
+        *triangles++ = {center, polygon[k], polygon[(k + 1) % polygon.size()]};
     }
 }
 
@@ -383,35 +377,55 @@ void PolygonBuilder::findTriangles(LeafPolygons& polygons, const LeafNeighbours&
     gatherCorners(polygons);
     gatherQuads(polygons, isOpen);
     chooseCuts();
-    polygons.triangles.reserve(2 * _quads.size());
-    for (std::size_t q = 0; q < _quads.size(); ++q) {
-        const Quad& quad = _quads[q];
-        VertexName polygon[8];
-        std::size_t count = 4;
-        if (!quad.isSimple) {
-            count = polygonOf(polygons, quad, polygon);
-        } else {
-            for (std::size_t k = 0; k < 4; ++k) {
-                polygon[k] = _corners[quad.corners[k]].name;
+    polygons.triangles.resize(2 * _quads.size());
+    std::size_t count = 0;
+    // Triangles that touch stand near each other so: node by node, though quads are listed axis by axis.
+    std::array<std::size_t, 3> next = _firstQuad;
+    (_crossed[0] | _crossed[1] | _crossed[2]).forEach([&](std::uint32_t node) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            if (_crossed[axis][node]) {
+                count += addTriangles(polygons, next[axis]++, count);
             }
         }
-        if (count > 4 || _cuts[q] == Cut::None) {
-            addFan(polygons, quad, {polygon, count});
-            continue;
-        }
-        const std::size_t s = _cuts[q] == Cut::Second ? 1 : 0;
-        const VertexName a = polygon[s];
-        const VertexName b = polygon[s + 1];
-        const VertexName c = polygon[s + 2];
-        const VertexName d = polygon[(s + 3) % 4];
-        addTriangle(polygons, quad, a, b, c);
-        addTriangle(polygons, quad, a, c, d);
-    }
+    });
 }
 
-void LeafPolygons::begin(const Index3& at)
+/// Writes the triangles of a quad from a number on, and returns how many.
+std::size_t PolygonBuilder::addTriangles(LeafPolygons& polygons, std::size_t number, std::size_t first) const
 {
-    leaf.begin(at);
+    const Quad& quad = _quads[number];
+    VertexName polygon[8];
+    std::size_t corners = 4;
+    if (!quad.isSimple) {
+        corners = polygonOf(quad, polygon);
+    } else {
+        const std::array<std::uint32_t, 4> cells = cellsAround(quad.node, quad.axis);
+        for (std::size_t k = 0; k < 4; ++k) {
+            polygon[k] = _nameAt[cells[k]];
+        }
+    }
+    std::vector<std::array<VertexName, 3>>& triangles = polygons.triangles;
+    std::size_t count = 2;
+    if (corners > 4 || _cuts[number] == Cut::None) {
+        count = corners;
+        triangles.resize(triangles.size() + count - 2);
+        addFan(polygons, quad, {polygon, corners}, triangles.data() + first);
+    } else {
+        const std::size_t s = _cuts[number] == Cut::Second ? 1 : 0;
+        triangles[first] = {polygon[s], polygon[s + 1], polygon[s + 2]};
+        triangles[first + 1] = {polygon[s], polygon[s + 2], polygon[(s + 3) % 4]};
+    }
+    if (!polygons.leaf.inside()[quad.node]) {
+        for (std::size_t t = first; t < first + count; ++t) {
+            std::swap(triangles[t][1], triangles[t][2]);
+        }
+    }
+    return count;
+}
+
+void LeafPolygons::begin(const LeafPlace& place)
+{
+    leaf.begin(place);
     faceVertices.clear();
     edgeVertices.clear();
     triangles.clear();

@@ -54,13 +54,13 @@ struct LeafPolygons {
     std::array<std::int64_t, 3> firstNumber{};
     std::uint64_t firstTriangle = 0; ///< in its piece
 
-    explicit LeafPolygons(const Index3& at) : leaf(at) {}
+    explicit LeafPolygons(const LeafPlace& place) : leaf(place) {}
     explicit LeafPolygons(SurfaceLeaf leaf) : leaf(std::move(leaf)) {}
 
     /// Whether a face of a cell has vertices.
     bool hasFaceVertices() const { return !_faceAt[0].empty() || !_faceAt[1].empty() || !_faceAt[2].empty(); }
     /// Stands for another leaf from now on, of which nothing is known. Keeps the memory.
-    void begin(const Index3& at);
+    void begin(const LeafPlace& place);
     /// What the layer above asks for, see `SurfaceLeaf::upperFace`. Null where that is nothing.
     std::unique_ptr<LeafPolygons> upperFace() const;
 
@@ -90,57 +90,67 @@ private:
         const ActiveCell* cell = nullptr;
         Index3 local{};
     };
-    /// The vertex of a cell as a corner of polygons.
-    struct Corner {
-        Point position;
-        VertexName name;
-        bool isOnCrease;
-        bool isAlone;       ///< its cell has no other
-        std::uint8_t faces; ///< bit i: the lower face of its cell across axis i has vertices
-    };
-    /// A crossed edge and the cells around it, counterclockwise from the edge's upper end.
+    /// A crossed edge between four cells.
     struct Quad {
-        std::uint16_t cell;                   ///< above the edge along both other axes, number in the leaf
-        std::uint8_t axis;                    ///< of the edge
-        bool prefersSecond;                   ///< the diagonal from corner 1, where both can be
-        bool lowerIsInside;                   ///< the lower end of the edge
-        bool isSimple;                        ///< has no face vertices, and each cell has one vertex
-        std::array<std::uint16_t, 4> corners; ///< numbers in `_corners`
+        std::uint16_t node; ///< the lower end of the edge
+        std::uint8_t axis;  ///< of the edge
+        bool isSimple;      ///< has no face vertices, and each cell has one vertex
+        /// Bit k: the vertices on diagonal k, of corners k and k + 2, lie on a crease.
+        std::uint8_t creases;
     };
     /// By which diagonal a quad is cut.
     enum class Cut : std::uint8_t { None, First, Second };
 
     static constexpr std::uint32_t kPlaces = kLeafCells + 1; ///< of cells along an axis, from -1 on
-    static constexpr std::uint32_t kStride[3] = {1, kPlaces, kPlaces* kPlaces};
+    static_assert(kPlaces == kLeafNodes);
+    /// From a cell to the next along each axis, and from the node at a cell's lower corner to the cell.
+    static constexpr std::array<std::uint32_t, 3> kStride = NodeBits::kStride;
+    static constexpr std::uint32_t kCellOfNode = kStride[0] + kStride[1] + kStride[2];
+    template <class T>
+    using ByCell = std::array<T, std::size_t{kPlaces} * kPlaces * kPlaces>;
 
     const SurfaceGrid& _grid;
     const LeafNeighbours* _neighbours = nullptr;
-    std::vector<Corner> _corners;
-    /// Number of the corner by the cell's place, counted from -1 along each axis, where the cell is active.
-    std::array<std::uint16_t, std::size_t{kPlaces} * kPlaces * kPlaces> _cornerAt;
-    std::vector<Quad> _quads;
-    std::vector<Cut> _cuts; ///< of each quad
-    /// What the tests of some quads need: the corners relative to the lower end of the edge, along the two
-    /// axes after that of the edge and along it, and of the spacing.
+    // By the cell's place, counted from -1 along each axis, where the cell is active.
+    ByCell<const CellVertex*> _vertexAt; ///< the cell's first one
+    ByCell<VertexName> _nameAt;
+    /// Bit i: the lower face of the cell across axis i has vertices; bit 3: the cell has several. Means
+    /// nothing where the leaf and those below are simple.
+    ByCell<std::uint8_t> _flagsAt;
+    bool _areSimple = false;
+    std::array<NodeBits, 3> _crossed; ///< by axis: edges that quads go around, by their lower nodes
+    std::array<std::size_t, 3> _firstQuad;
+    std::vector<Quad> _quads; ///< axis by axis
+    std::vector<Cut> _cuts;   ///< of each quad
+    /// What the tests of some quads need: along the two axes after that of the edge and along it.
     struct QuadRows {
         using Row = std::array<double, 8>;
-        Row corners[4][3], area, length;
+        Row corners[4][3], from[3], spacing[3];
     };
     std::vector<QuadRows> _rows;
 
+    /// The cells around an edge from a node, counterclockwise from the edge's upper end.
+    static std::array<std::uint32_t, 4> cellsAround(std::uint32_t node, std::size_t axis)
+    {
+        const std::uint32_t u = kStride[axis == 2 ? 0 : axis + 1];
+        const std::uint32_t v = kStride[axis == 0 ? 2 : axis - 1];
+        const std::uint32_t cell = node + kCellOfNode;
+        return {cell - u - v, cell - v, cell, cell - u};
+    }
     CellView cellAt(Index3 local) const;
     Point crossingPoint(const CellView& view, int edge) const;
-    bool isCut(const LeafPolygons& polygons, std::size_t axis, const Index3& node) const;
+    bool isCut(const LeafPolygons& polygons, std::size_t axis, std::uint32_t node) const;
     void findFaceVertices(LeafPolygons& polygons, const ActiveCell& cell, std::size_t axis) const;
     bool faceVertex(const CellView& above, std::size_t axis, int edge, VertexName& name) const;
     void gatherCorners(const LeafPolygons& polygons);
-    void addCorners(const LeafPolygons& polygons, std::uint32_t below, const ActiveCell& cell);
+    void addCorner(const LeafPolygons& polygons, std::uint32_t below, const ActiveCell& cell,
+                   std::uint32_t place);
     void gatherQuads(const LeafPolygons& polygons, bool isOpen);
     void chooseCuts();
-    static void addTriangle(LeafPolygons& polygons, const Quad& quad, VertexName a, VertexName b,
-                            VertexName c);
-    void addFan(LeafPolygons& polygons, const Quad& quad, std::span<const VertexName> polygon) const;
-    std::size_t polygonOf(const LeafPolygons& polygons, const Quad& quad, VertexName (&polygon)[8]) const;
+    std::size_t addTriangles(LeafPolygons& polygons, std::size_t number, std::size_t first) const;
+    void addFan(LeafPolygons& polygons, const Quad& quad, std::span<const VertexName> polygon,
+                std::array<VertexName, 3>* triangles) const;
+    std::size_t polygonOf(const Quad& quad, VertexName (&polygon)[8]) const;
 };
 
 } // namespace zrk::surface

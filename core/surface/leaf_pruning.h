@@ -18,17 +18,17 @@ inline bool comesBefore(const Index3& a, const Index3& b)
 }
 
 /// The leaves in layers of a grid that may hold a piece of the surface, by the field's bounds over boxes: in
-/// their order. A leaf that is left out surely has all nodes on one side.
+/// their order. A leaf or a part of one that is left out surely has all nodes on one side.
 ///
 /// @param keepGoing  may be empty; false ends the search with what is found so far.
-std::vector<Index3> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
-                                      const SurfaceLayers& layers, std::size_t threads,
-                                      const KeepGoing& keepGoing);
+std::vector<LeafPlace> leavesWithSurface(const SurfaceField& field, const SurfaceGrid& grid,
+                                         const SurfaceLayers& layers, std::size_t threads,
+                                         const KeepGoing& keepGoing);
 
 /// All leaves in layers of a grid, in that order.
-std::vector<Index3> allLeaves(const SurfaceGrid& grid, const SurfaceLayers& layers);
+std::vector<LeafPlace> allLeaves(const SurfaceGrid& grid, const SurfaceLayers& layers);
 /// Whether a list in that order holds a leaf.
-bool holdsLeaf(const std::vector<Index3>& leaves, const Index3& leaf);
+bool holdsLeaf(const std::vector<LeafPlace>& leaves, const Index3& leaf);
 
 /// Hands over the cells that the bounds can't prove to be free of the surface, some at a time: boxes are
 /// halved further, down to cells.

@@ -26,7 +26,7 @@ namespace {
 /// Leaves that are built together, for long runs of samples.
 constexpr std::size_t kLeavesATask = 16;
 /// Leaves after which a run of rows ends, and those that a thread has of it.
-constexpr std::size_t kLeavesARun = 512;
+constexpr std::size_t kLeavesARun = 128;
 constexpr std::size_t kLeavesOfThread = 128;
 
 using Leaves = std::vector<std::unique_ptr<LeafPolygons>>;
@@ -110,12 +110,12 @@ private:
     SurfacePruning _pruning;
     const SurfaceSink& _sink;
     ProgressMonitor* _monitor;
-    SurfaceLayers _listed{};     ///< the layers of the list
-    std::vector<Index3> _places; ///< of leaves that are built, and of those in the layers around them
-    Leaves _below;               ///< that were built and that later ones refer to
-    Leaves _spare;               ///< whose memory is free
-    std::size_t _reduced = 0;    ///< the first of them that have kept their upper face alone
-    std::int64_t _beneath = 0;   ///< vertices of the layer beneath those that are asked for
+    SurfaceLayers _listed{};        ///< the layers of the list
+    std::vector<LeafPlace> _places; ///< of leaves that are built, and of those in the layers around them
+    Leaves _below;                  ///< that were built and that later ones refer to
+    Leaves _spare;                  ///< whose memory is free
+    std::size_t _reduced = 0;       ///< the first of them that have kept their upper face alone
+    std::int64_t _beneath = 0;      ///< vertices of the layer beneath those that are asked for
     LargeArray<Point> _vertices;
     LargeArray<std::array<std::int64_t, 3>> _triangles;
     std::int64_t _vertexCount = 0;  ///< of what the sink has or will have
@@ -177,7 +177,7 @@ private:
                       ? allLeaves(_grid, _listed)
                       : leavesWithSurface(_field, _grid, _listed, _pool.size(),
                                           [this](double) { return keepsGoing(_reported); });
-        const auto isBelow = [](const Index3& place, std::int32_t layer) { return place[2] < layer; };
+        const auto isBelow = [](const LeafPlace& place, std::int32_t layer) { return place.at[2] < layer; };
         const auto placeOfLayer = [&](std::int32_t layer) {
             return static_cast<std::size_t>(std::lower_bound(_places.begin(), _places.end(), layer, isBelow) -
                                             _places.begin());
@@ -197,7 +197,7 @@ private:
             // the layer before. What lies beneath the layers that are asked for is in runs of its own.
             const std::size_t most = first < own ? own : last;
             std::size_t end = std::min(first + usual, most);
-            while (end < most && isSameRow(_places[end], _places[end - 1])) {
+            while (end < most && isSameRow(_places[end].at, _places[end - 1].at)) {
                 ++end;
             }
             Leaves leaves;
@@ -211,7 +211,7 @@ private:
             if (!process(leaves, first < own)) {
                 return false;
             }
-            keep(std::move(leaves), end < last ? _places[end] : Index3{0, 0, slab.end});
+            keep(std::move(leaves), end < last ? _places[end].at : Index3{0, 0, slab.end});
             first = end;
             if (first == own) {
                 numberBeneath();
@@ -223,14 +223,14 @@ private:
 
     static bool isSameRow(const Index3& a, const Index3& b) { return a[1] == b[1] && a[2] == b[2]; }
 
-    std::unique_ptr<LeafPolygons> emptyLeaf(const Index3& at)
+    std::unique_ptr<LeafPolygons> emptyLeaf(const LeafPlace& place)
     {
         if (_spare.empty()) {
-            return std::make_unique<LeafPolygons>(at);
+            return std::make_unique<LeafPolygons>(place);
         }
         std::unique_ptr<LeafPolygons> leaf = std::move(_spare.back());
         _spare.pop_back();
-        leaf->begin(at);
+        leaf->begin(place);
         return leaf;
     }
 
@@ -308,7 +308,7 @@ private:
         std::atomic<bool> areSurrounded{true};
         forEach(leaves.size(), [&] {
             return [&, builder = PolygonBuilder(_grid)](std::size_t i) mutable {
-                if (!hasNeighbours(leaves[i]->leaf, neighbours[i])) {
+                if (!leaves[i]->leaf.areBoundsRight() || !hasNeighbours(leaves[i]->leaf, neighbours[i])) {
                     areSurrounded = false;
                 }
                 builder.findFaceVertices(*leaves[i], neighbours[i]);

@@ -116,7 +116,7 @@ enum class SurfaceEnd {
 /// After WrongBounds, what went to the sink isn't the surface; without pruning it is found.
 ///
 /// Memory: some rows of leaves, 15 KB for each that holds a piece of the surface, of the layer beneath 40
-/// bytes for each cell that the surface passes into this layer through, and 24 bytes for a million leaves at
+/// bytes for each cell that the surface passes into this layer through, and 32 bytes for a million leaves at
 /// most. Layers that don't begin with the first cost the work of two more, which are built anew. Throws, and
 /// asks the monitor, as extractSurface() does, but for the number of vertices, which isn't limited.
 ZRK_API SurfaceEnd extractSurfacePieces(const PreparedField& field, const SurfaceSettings& settings,

@@ -37,6 +37,13 @@ public:
 
     /// Distance to the bounds along the axis that is furthest out, negative inside: what a value is at least.
     double outside(const Point& p) const { return outside(p[0], p[1], p[2]); }
+    template <class V>
+    V outside(V x, V y, V z) const
+    {
+        const auto larger = [](V a, V b) { return select(a > b, a, b); };
+        return larger(larger(larger(_lower[0] - x, x - _upper[0]), larger(_lower[1] - y, y - _upper[1])),
+                      larger(_lower[2] - z, z - _upper[2]));
+    }
 
     /// What the field's bounds leave of it over each box, where that is half of it or less; elsewhere the
     /// field itself, as a smaller gain isn't worth that boxes are evaluated one by one.
@@ -71,13 +78,6 @@ private:
     Point _upper;
     mutable std::atomic<std::uint64_t> _undefined{0};
 
-    template <class V>
-    V outside(V x, V y, V z) const
-    {
-        const auto larger = [](V a, V b) { return select(a > b, a, b); };
-        return larger(larger(larger(_lower[0] - x, x - _upper[0]), larger(_lower[1] - y, y - _upper[1])),
-                      larger(_lower[2] - z, z - _upper[2]));
-    }
     template <class V>
     V cutOff(V value, V x, V y, V z) const
     {

@@ -16,6 +16,14 @@ inline constexpr std::int32_t kLeafNodes = kLeafCells + 1;
 inline constexpr std::int32_t kNodesOfLeaf = kLeafNodes * kLeafNodes * kLeafNodes;
 inline constexpr std::int32_t kCellsOfLeaf = kLeafCells * kLeafCells * kLeafCells;
 
+/// A leaf, and what the field's bounds tell of the eight boxes of half its width: bit i of a part's number is
+/// set where it is the upper one along axis i.
+struct LeafPlace {
+    Index3 at;
+    std::uint8_t sampled = 0xff; ///< bit p: part p may hold a piece of the surface
+    std::uint8_t inside = 0;     ///< bit p: part p holds none and lies inside
+};
+
 /// The grid that a surface is found on: over bounds that lie in the middle of cells, so that the first and
 /// the last node along each axis stand half a cell outside.
 ///

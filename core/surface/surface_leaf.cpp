@@ -31,10 +31,11 @@ static_assert(kLeafCells % Batch::size == 0);
 
 } // namespace
 
-void SurfaceLeaf::begin(const Index3& at)
+void SurfaceLeaf::begin(const LeafPlace& place)
 {
-    _at = at;
+    _place = place;
     _mixedFaces = 0;
+    _areBoundsRight = true;
     _isSimple = true;
     _cells.clear();
     _vertices.clear();
@@ -51,9 +52,10 @@ std::optional<SurfaceLeaf> SurfaceLeaf::upperFace() const
         return std::nullopt;
     }
     // Cells lie in the order of their places, and vertices in that of their cells.
-    SurfaceLeaf kept(_at);
+    SurfaceLeaf kept(_place);
     kept._mixedFaces = _mixedFaces;
     kept._isSimple = _isSimple;
+    kept._active = _active;
     kept._firstPlace = kFirst;
     kept._firstCell = static_cast<std::uint32_t>(first - _cells.begin());
     kept._firstVertex = first->firstVertex;
@@ -122,9 +124,8 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     simplifyField(leaves);
     sampleNodes(leaves);
     _centers.clear();
-    _rows.resize(leaves.size());
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        findCells(*leaves[l], _samples.values.data() + l * kNodesOfLeaf, _rows[l]);
+        findCells(*leaves[l], _nodeValues.data() + l * kNodesOfLeaf);
     }
     askFaceCenters();
     _roots.clear();
@@ -132,134 +133,215 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     for (std::size_t l = 0; l < leaves.size(); ++l) {
         _firstRoot.push_back(_roots.count());
         if (!leaves[l]->_cells.empty()) {
-            findEdges(*leaves[l], _samples.values.data() + l * kNodesOfLeaf, _rows[l]);
+            findEdges(*leaves[l], _nodeValues.data() + l * kNodesOfLeaf);
         }
     }
     _roots.search(_fields);
+    std::size_t cellCount = 0;
+    for (const SurfaceLeaf* leaf : leaves) {
+        cellCount += leaf->_cells.size();
+    }
     _moved.clear();
+    _creases.clear();
+    _special.clear();
     _smooth.clear();
+    _smooth.reserve(4 * cellCount);
     for (std::size_t l = 0; l < leaves.size(); ++l) {
         takeCrossings(*leaves[l], _firstRoot[l]);
         addVertices(*leaves[l], _firstRoot[l]);
     }
-    std::span<const SmoothPlacement::Vertex> smooth = _smooth.place();
+    _smooth.place();
+    std::size_t first = 0;
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        placeVertices(*leaves[l], _firstRoot[l], smooth);
-        smooth = smooth.subspan(leaves[l]->_vertices.size());
+        placeVertices(*leaves[l], _firstRoot[l], first);
+        first += leaves[l]->_vertices.size();
     }
+    placeSpecial();
     moveOntoSurface();
 }
 
+namespace {
+
+/// Whether a node lies in a part of a leaf, on its faces included.
+constexpr bool isInPart(std::size_t part, std::int32_t i, std::int32_t j, std::int32_t k)
+{
+    constexpr std::int32_t kMiddle = kLeafCells / 2;
+    const auto isIn = [part](std::size_t axis, std::int32_t along) {
+        return (part >> axis & 1) != 0 ? along >= kMiddle : along <= kMiddle;
+    };
+    return isIn(0, i) && isIn(1, j) && isIn(2, k);
+}
+
+/// The cells of a part, by the nodes at their lower corners.
+const NodeBits& cellsOfPart(std::size_t part)
+{
+    static constexpr std::array<NodeBits, 8> kTable = [] {
+        std::array<NodeBits, 8> all;
+        for (std::size_t p = 0; p < 8; ++p) {
+            all[p] = NodeBits::where([p](std::int32_t i, std::int32_t j, std::int32_t k) {
+                return isInPart(p, i, j, k) && isInPart(p, i + 1, j + 1, k + 1);
+            });
+        }
+        return all;
+    }();
+    return kTable[part];
+}
+
+} // namespace
+
+/// Samples the parts of leaves that may hold a piece of the surface. In others any number stands for a side.
 void LeafBuilder::sampleNodes(std::span<SurfaceLeaf* const> leaves)
 {
     _samples.reset(leaves.size() * kNodesOfLeaf);
-    for (const SurfaceLeaf* leaf : leaves) {
-        _samples.use(leaf->_field);
-        double xs[kLeafNodes];
-        for (std::int32_t i = 0; i < kLeafNodes; ++i) {
-            xs[i] = _grid.coordinate(0, leaf->global(0, i));
-        }
-        for (std::int32_t k = 0; k < kLeafNodes; ++k) {
-            const double z = _grid.coordinate(2, leaf->global(2, k));
-            for (std::int32_t j = 0; j < kLeafNodes; ++j) {
-                const double y = _grid.coordinate(1, leaf->global(1, j));
-                double* const place[3] = {_samples.x.data() + _samples.count,
-                                          _samples.y.data() + _samples.count,
-                                          _samples.z.data() + _samples.count};
-                for (std::size_t i = 0; i < kLeafCells; i += Batch::size) {
-                    Batch::load(xs + i).store(place[0] + i);
-                    Batch(y).store(place[1] + i);
-                    Batch(z).store(place[2] + i);
-                }
-                place[0][kLeafCells] = xs[kLeafCells];
-                place[1][kLeafCells] = y;
-                place[2][kLeafCells] = z;
-                _samples.count += kLeafNodes;
-            }
-        }
+    _nodeValues.resize(leaves.size() * kNodesOfLeaf);
+    _sampled.clear();
+    for (std::size_t l = 0; l < leaves.size(); ++l) {
+        _samples.use(leaves[l]->_field);
+        addSamples(*leaves[l], l * kNodesOfLeaf);
     }
     evaluate(_samples);
+    const double* value = _samples.values.data();
+    for (const NodeRun& run : _sampled) {
+        std::copy_n(value, run.count, _nodeValues.data() + run.first);
+        value += run.count;
+    }
 }
 
-std::uint8_t LeafBuilder::mixedFaces(const Rows& rows)
+/// @param firstNode  number of the leaf's first node among all.
+void LeafBuilder::addSamples(const SurfaceLeaf& leaf, std::size_t firstNode)
 {
-    constexpr unsigned kAll = (1u << kLeafNodes) - 1;
-    unsigned some[6] = {};
-    unsigned every[6] = {kAll, kAll, kAll, kAll, kAll, kAll};
-    const auto add = [&](std::size_t face, unsigned any, unsigned all) {
-        some[face] |= any;
-        every[face] &= all;
-    };
-    for (std::size_t k = 0; k < kLeafNodes; ++k) {
-        for (std::size_t j = 0; j < kLeafNodes; ++j) {
-            const unsigned row = rows[k * kLeafNodes + j];
-            add(0, row & 1, (row & 1) != 0 ? kAll : 0);
-            add(1, row >> kLeafCells, row >> kLeafCells != 0 ? kAll : 0);
-            if (j % kLeafCells == 0) {
-                add(2 + j / kLeafCells, row, row);
+    constexpr std::int32_t kMiddle = kLeafCells / 2;
+    const LeafPlace& place = leaf._place;
+    if (place.sampled != 0xff) {
+        double* const values = _nodeValues.data() + firstNode;
+        std::fill_n(values, kNodesOfLeaf, 1.0);
+        for (std::size_t part = 0; part < 8; ++part) {
+            if ((place.inside >> part & 1) == 0) {
+                continue;
             }
-            if (k % kLeafCells == 0) {
-                add(4 + k / kLeafCells, row, row);
+            for (std::int32_t k = 0; k <= kMiddle; ++k) {
+                for (std::int32_t j = 0; j <= kMiddle; ++j) {
+                    const auto at = [part](std::size_t axis, std::int32_t along) {
+                        return (part >> axis & 1) != 0 ? along + kMiddle : along;
+                    };
+                    std::fill_n(values + nodePlace(at(0, 0), at(1, j), at(2, k)), kMiddle + 1, -1.0);
+                }
             }
         }
     }
+    double xs[kLeafNodes];
+    for (std::int32_t i = 0; i < kLeafNodes; ++i) {
+        xs[i] = _grid.coordinate(0, leaf.global(0, i));
+    }
+    for (std::int32_t k = 0; k < kLeafNodes; ++k) {
+        const double z = _grid.coordinate(2, leaf.global(2, k));
+        for (std::int32_t j = 0; j < kLeafNodes; ++j) {
+            // The halves of the row that lie in a part that is sampled.
+            unsigned lower = 0;
+            unsigned upper = 0;
+            for (unsigned part = 0; part < 8; part += 2) {
+                if (isInPart(part, 0, j, k)) {
+                    lower |= place.sampled >> part & 1u;
+                    upper |= place.sampled >> (part + 1) & 1u;
+                }
+            }
+            if ((lower | upper) == 0) {
+                continue;
+            }
+            const auto first = static_cast<std::size_t>(lower != 0 ? 0 : kMiddle);
+            const std::size_t count = (upper != 0 ? kLeafNodes : kMiddle + 1) - first;
+            const double y = _grid.coordinate(1, leaf.global(1, j));
+            std::copy_n(xs + first, count, _samples.x.data() + _samples.count);
+            std::fill_n(_samples.y.data() + _samples.count, count, y);
+            std::fill_n(_samples.z.data() + _samples.count, count, z);
+            _samples.count += count;
+            const std::size_t node = firstNode + nodePlace(0, j, k) + first;
+            if (!_sampled.empty() && _sampled.back().first + _sampled.back().count == node) {
+                _sampled.back().count += count;
+            } else {
+                _sampled.push_back({node, count});
+            }
+        }
+    }
+}
+
+/// The faces of the leaf with nodes on both sides.
+std::uint8_t LeafBuilder::mixedFaces(const NodeBits& inside)
+{
+    static constexpr std::array<NodeBits, 6> kFaces = [] {
+        std::array<NodeBits, 6> all;
+        for (std::size_t face = 0; face < 6; ++face) {
+            all[face] = NodeBits::where([face](std::int32_t i, std::int32_t j, std::int32_t k) {
+                const std::int32_t along = face < 2 ? i : face < 4 ? j : k;
+                return along == (face % 2 == 0 ? 0 : kLeafCells);
+            });
+        }
+        return all;
+    }();
     unsigned mixed = 0;
     for (unsigned face = 0; face < 6; ++face) {
-        mixed |= (some[face] != 0 && every[face] != kAll ? 1u : 0u) << face;
+        const NodeBits ofFace = inside & kFaces[face];
+        mixed |= (!ofFace.areNone() && !(ofFace == kFaces[face]) ? 1u : 0u) << face;
     }
     return static_cast<std::uint8_t>(mixed);
 }
 
-/// Cells with corners on both sides, found by rows of bits.
-void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values, Rows& rows)
+/// Cells with corners on both sides.
+void LeafBuilder::findCells(SurfaceLeaf& leaf, const double* values)
 {
-    constexpr unsigned kAll = (1u << kLeafNodes) - 1;
-    unsigned some = 0;
-    unsigned every = kAll;
-    for (std::size_t row = 0; row < rows.size(); ++row) {
-        const double* const ofRow = values + row * kLeafNodes;
-        unsigned bits = static_cast<unsigned>(ofRow[kLeafCells] < 0) << kLeafCells;
-        for (std::size_t i = 0; i < kLeafCells; i += Batch::size) {
-            bits |= bitsOf(Batch::load(ofRow + i) < 0.0) << i;
+    NodeBits inside;
+    constexpr std::size_t kWhole = kNodesOfLeaf / 8 * 8;
+    for (std::size_t node = 0; node < kWhole; node += 8) {
+        unsigned bits = 0;
+        for (std::size_t i = 0; i < 8; i += Batch::size) {
+            bits |= bitsOf(Batch::load(values + node + i) < 0.0) << i;
         }
-        rows[row] = static_cast<std::uint16_t>(bits);
-        some |= bits;
-        every &= bits;
+        inside.setEight(node, bits);
     }
-    if (some == 0 || every == kAll) {
+    for (std::size_t node = kWhole; node < kNodesOfLeaf; ++node) {
+        if (values[node] < 0) {
+            inside.set(node);
+        }
+    }
+    NodeBits some = inside;
+    NodeBits every = inside;
+    for (const std::uint32_t stride : NodeBits::kStride) {
+        some = some | some.after(stride);
+        every = every & every.after(stride);
+    }
+    const NodeBits active = (some ^ every) & kLowerCorners;
+    if (active.areNone()) {
         return;
     }
-    leaf._mixedFaces = mixedFaces(rows);
+    leaf._inside = inside;
+    leaf._active = active;
+    for (std::size_t part = 0; part < 8; ++part) {
+        const bool isSampled = (leaf._place.sampled >> part & 1) != 0;
+        leaf._areBoundsRight = leaf._areBoundsRight && (isSampled || (active & cellsOfPart(part)).areNone());
+    }
+    leaf._mixedFaces = mixedFaces(inside);
     leaf._cellAt.assign(kCellsOfLeaf, 0);
     if (!leaf._edgeAt) {
         leaf._edgeAt.reset(new SurfaceLeaf::EdgeTable);
     }
     leaf._cells.reserve(96);
-    for (std::int32_t k = 0; k < kLeafCells; ++k) {
-        for (std::int32_t j = 0; j < kLeafCells; ++j) {
-            const auto row = static_cast<std::size_t>(k * kLeafNodes + j);
-            const unsigned r[4] = {rows[row], rows[row + 1], rows[row + kLeafNodes],
-                                   rows[row + kLeafNodes + 1]};
-            const unsigned any = r[0] | r[1] | r[2] | r[3];
-            const unsigned all = r[0] & r[1] & r[2] & r[3];
-            unsigned active = (any | any >> 1) & ~(all & all >> 1) & ((1u << kLeafCells) - 1);
-            for (; active != 0; active &= active - 1) {
-                const int i = std::countr_zero(active);
-                const auto inside = static_cast<std::uint8_t>((r[0] >> i & 3u) | (r[1] >> i & 3u) << 2 |
-                                                              (r[2] >> i & 3u) << 4 | (r[3] >> i & 3u) << 6);
-                const std::uint32_t place = cellPlace(i, j, k);
-                ActiveCell& cell = leaf._cells.emplace_back();
-                cell.place = static_cast<std::uint16_t>(place);
-                cell.inside = inside;
-                cell.faceCenters = 0;
-                leaf._cellAt[place] = static_cast<std::uint16_t>(leaf._cells.size());
-                for (unsigned faces = ambiguousFaces(inside); faces != 0; faces &= faces - 1) {
-                    _centers.push_back({&leaf, static_cast<std::uint16_t>(leaf._cells.size() - 1),
-                                        static_cast<std::uint8_t>(std::countr_zero(faces))});
-                }
-            }
+    active.forEach([&](std::uint32_t node) {
+        const std::uint64_t lower = inside.from(node);
+        const std::uint64_t upper = inside.from(node + NodeBits::kStride[2]);
+        const auto corners = static_cast<std::uint8_t>((lower & 3) | (lower >> kLeafNodes & 3) << 2 |
+                                                       (upper & 3) << 4 | (upper >> kLeafNodes & 3) << 6);
+        const std::array<std::uint8_t, 3>& index = indexOfNode(node);
+        const std::uint32_t place = cellPlace(index[0], index[1], index[2]);
+        ActiveCell& cell = leaf._cells.emplace_back();
+        cell.place = static_cast<std::uint16_t>(place);
+        cell.inside = corners;
+        cell.faceCenters = 0;
+        leaf._cellAt[place] = static_cast<std::uint16_t>(leaf._cells.size());
+        for (unsigned faces = ambiguousFaces(corners); faces != 0; faces &= faces - 1) {
+            _centers.push_back({&leaf, static_cast<std::uint16_t>(leaf._cells.size() - 1),
+                                static_cast<std::uint8_t>(std::countr_zero(faces))});
         }
-    }
+    });
 }
 
 void LeafBuilder::askFaceCenters()
@@ -290,10 +372,9 @@ void LeafBuilder::askFaceCenters()
     }
 }
 
-/// Edges between nodes on two sides, found by rows of bits.
-void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows)
+/// Edges between nodes on two sides.
+void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values)
 {
-    constexpr std::uint32_t kStride[3] = {1, kLeafNodes, kLeafNodes * kLeafNodes};
     const std::size_t first = _roots.count();
     double coordinates[3][kLeafNodes];
     for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -302,25 +383,19 @@ void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values, const Rows&
         }
     }
     _roots.reserve(3 * kNodesOfLeaf);
-    for (std::int32_t k = 0; k < kLeafNodes; ++k) {
-        for (std::int32_t j = 0; j < kLeafNodes; ++j) {
-            const auto row = static_cast<std::size_t>(k * kLeafNodes + j);
-            const unsigned bits = rows[row];
-            // Nodes of the row by axis: a bit each, the axes one after the other.
-            unsigned crossed = (bits ^ bits >> 1) & ((1u << kLeafCells) - 1);
-            crossed |= (j < kLeafCells ? bits ^ rows[row + 1] : 0u) << kLeafNodes;
-            crossed |= (k < kLeafCells ? bits ^ rows[row + kLeafNodes] : 0u) << 2 * kLeafNodes;
-            for (; crossed != 0; crossed &= crossed - 1) {
-                const int bit = std::countr_zero(crossed);
-                const auto axis = static_cast<std::size_t>(bit / kLeafNodes);
-                const Index3 at{bit % kLeafNodes, j, k};
-                const std::uint32_t node = nodePlace(at[0], j, k);
-                const Point p{coordinates[0][at[0]], coordinates[1][j], coordinates[2][k]};
-                _roots.add(p, axis, values[node], values[node + kStride[axis]],
-                           _grid.crossesBounds(axis, leaf.global(axis, at[axis])), leaf._field);
-                (*leaf._edgeAt)[axis][node] = static_cast<std::uint16_t>(_roots.count() - first);
-            }
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        std::array<std::uint16_t, kNodesOfLeaf>& edgeAt = (*leaf._edgeAt)[axis];
+        bool crossesBounds[kLeafCells];
+        for (std::int32_t i = 0; i < kLeafCells; ++i) {
+            crossesBounds[i] = _grid.crossesBounds(axis, leaf.global(axis, i));
         }
+        crossedAlong(leaf._inside, axis).forEach([&](std::uint32_t node) {
+            const std::array<std::uint8_t, 3>& index = indexOfNode(node);
+            const Point p{coordinates[0][index[0]], coordinates[1][index[1]], coordinates[2][index[2]]};
+            _roots.add(p, axis, values[node], values[node + NodeBits::kStride[axis]],
+                       crossesBounds[index[axis]], leaf._field);
+            edgeAt[node] = static_cast<std::uint16_t>(_roots.count() - first);
+        });
     }
     leaf._crossings.resize(_roots.count() - first);
 }
@@ -361,8 +436,8 @@ Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
             isFixed[axis] = true;
             vertex[axis] = leaf.global(axis, local[axis]) == 0 ? _grid.lower[axis] : _grid.upper[axis];
         } else {
-            normal = normal + plane.normal;
-            offset += plane.offset;
+            normal = normal + plane.normal();
+            offset += plane.offset();
         }
     }
     Point along = normal;
@@ -430,53 +505,111 @@ LeafBuilder::CellRoom LeafBuilder::roomOf(const Index3& cell) const
             {_upperRoom[0][cell[0]], _upperRoom[1][cell[1]], _upperRoom[2][cell[2]]}};
 }
 
+/// The sum of the planes where the edges of a cell of one patch are crossed.
+std::size_t LeafBuilder::sumOfPlanes(const SurfaceLeaf& leaf, std::size_t firstRoot, const ActiveCell& cell,
+                                     TangentPlane& sum) const
+{
+    const Index3 local = indexOfCell(cell.place);
+    const std::uint32_t lowest = nodePlace(local[0], local[1], local[2]);
+    const TangentPlane* const planes = _roots.planes() + firstRoot;
+    Batch sums[8 / Batch::size];
+    std::fill(std::begin(sums), std::end(sums), Batch(0.0));
+    std::size_t count = 0;
+    for (unsigned edges = crossedEdges(cell.inside); edges != 0; edges &= edges - 1, ++count) {
+        const auto edge = static_cast<std::size_t>(std::countr_zero(edges));
+        const TangentPlane& plane = planes[(*leaf._edgeAt)[edge / 4][lowest + kNodeOfEdge[edge]] - 1u];
+        for (std::size_t i = 0; i < std::size(sums); ++i) {
+            sums[i] += Batch::loadAligned(plane.numbers.data() + i * Batch::size);
+        }
+    }
+    for (std::size_t i = 0; i < std::size(sums); ++i) {
+        sums[i].storeAligned(sum.numbers.data() + i * Batch::size);
+    }
+    return count;
+}
+
 void LeafBuilder::addVertices(SurfaceLeaf& leaf, std::size_t firstRoot)
 {
-    findRooms(leaf);
     std::size_t count = 0;
     for (ActiveCell& cell : leaf._cells) {
         cell.firstVertex = static_cast<std::uint16_t>(count);
         cell.patchCount = cell.patches().count;
-        leaf._isSimple = leaf._isSimple && cell.patchCount == 1 && ambiguousFaces(cell.inside) == 0;
-        const CellRoom room = roomOf(indexOfCell(cell.place));
-        for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch, ++count) {
-            // Patches of one cell are kept apart by their crossings, so their middles are safe.
-            _smooth.add(PatchPlanes(*this, leaf, firstRoot, cell, patch).all(), room.lower, room.upper,
-                        cell.patchCount > 1);
+        count += cell.patchCount;
+        if (cell.patchCount == 1) {
+            TangentPlane sum;
+            const std::size_t planes = sumOfPlanes(leaf, firstRoot, cell, sum);
+            _smooth.add(sum, planes, false);
+            leaf._isSimple = leaf._isSimple && ambiguousFaces(cell.inside) == 0;
+            continue;
+        }
+        leaf._isSimple = false;
+        // Patches of one cell are kept apart by their crossings, so their middles are safe.
+        for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch) {
+            const PatchPlanes planes(*this, leaf, firstRoot, cell, patch);
+            TangentPlane sum{};
+            for (const TangentPlane* const plane : planes.all()) {
+                for (std::size_t i = 0; i < 3; ++i) {
+                    sum.numbers[i] += plane->numbers[i];
+                }
+            }
+            _smooth.add(sum, planes.all().size(), true);
         }
     }
-    leaf._vertices.reserve(count);
+    leaf._vertices.resize(count);
 }
 
-/// @param smooth  the leaf's vertices as if no crease ran through it.
-void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
-                                std::span<const SmoothPlacement::Vertex> smooth)
+/// Places what is smooth, and lists what isn't.
+/// @param first  number of the leaf's first vertex among those that are placed as if no crease ran through
+/// their cells.
+void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::size_t first)
 {
     findRooms(leaf);
     for (const ActiveCell& cell : leaf._cells) {
         const Index3 local = indexOfCell(cell.place);
-        const bool isRim = _isOpen && isAtBounds(leaf, local) && cell.patchCount == 1;
-        if (!isRim && (!_isSharp || smooth[cell.firstVertex].isSmooth)) {
-            for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch) {
-                leaf._vertices.push_back({smooth[leaf._vertices.size()].position, false});
-            }
+        const CellRoom room = roomOf(local);
+        const bool isRim = _isOpen && cell.patchCount == 1 && isAtBounds(leaf, local);
+        bool maybeOnCrease = false;
+        for (std::size_t v = cell.firstVertex; v < cell.firstVertex + std::size_t{cell.patchCount}; ++v) {
+            leaf._vertices[v] = {clamped(_smooth.position(first + v), room.lower, room.upper), false};
+            maybeOnCrease = maybeOnCrease || !_smooth.isSurelySmooth(first + v);
+        }
+        if (!isRim && !(_isSharp && maybeOnCrease)) {
             continue;
         }
-        const CellRoom room = roomOf(local);
         const PatchPlanes planes(*this, leaf, firstRoot, cell, 0);
-        const bool isOnCrease = !smooth[cell.firstVertex].isSmooth;
-        CreaseVertex vertex{smooth[cell.firstVertex].position, false};
+        const bool isOnCrease = maybeOnCrease && !isSmooth(planes.all());
         if (isOnCrease) {
-            vertex = placeOnCrease(planes.all(), room.lower, room.upper);
+            _creases.add(planes.all(), room.lower, room.upper);
         }
-        if (isRim) {
-            const Point onRim = movedToRim(leaf, cell, planes.all(), vertex.position);
+        if (isOnCrease || isRim) {
+            leaf._vertices[cell.firstVertex].isOnCrease = isOnCrease;
+            _special.push_back({&leaf, &cell, firstRoot, room, isRim});
+        }
+    }
+}
+
+/// The vertices on creases and on the rim.
+void LeafBuilder::placeSpecial()
+{
+    auto next = _creases.place().begin();
+    for (const Special& special : _special) {
+        const ActiveCell& cell = *special.cell;
+        CellVertex& vertex = special.leaf->_vertices[cell.firstVertex];
+        const bool wasOutside = vertex.isOnCrease && next->wasOutside;
+        if (vertex.isOnCrease) {
+            vertex.position = next++->position;
+        }
+        if (!special.isRim && !wasOutside) {
+            continue;
+        }
+        const CellRoom& room = special.room;
+        const PatchPlanes planes(*this, *special.leaf, special.firstRoot, cell, 0);
+        if (special.isRim) {
+            const Point onRim = movedToRim(*special.leaf, cell, planes.all(), vertex.position);
             vertex.position = clamped(onRim, room.lower, room.upper);
-        } else if (vertex.wasOutside) {
-            _moved.push_back({&leaf, static_cast<std::uint32_t>(leaf._vertices.size()), room.lower,
-                              room.upper, planes.factor(_roots)});
+        } else {
+            _moved.push_back({special.leaf, cell.firstVertex, room.lower, room.upper, planes.factor(_roots)});
         }
-        leaf._vertices.push_back({vertex.position, isOnCrease});
     }
 }
 

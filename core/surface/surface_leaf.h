@@ -2,6 +2,7 @@
 
 #include "core/surface/cell_patches.h"
 #include "core/surface/edge_roots.h"
+#include "core/surface/node_bits.h"
 #include "core/surface/surface_field.h"
 #include "core/surface/surface_grid.h"
 #include "core/surface/vertex_placement.h"
@@ -57,19 +58,28 @@ inline Index3 indexOfCell(std::uint32_t place)
 /// are crossed. Leaves that share an edge have the same bits for it.
 class SurfaceLeaf {
 public:
-    explicit SurfaceLeaf(const Index3& at) : _at(at) {}
+    explicit SurfaceLeaf(const LeafPlace& place) : _place(place) {}
 
-    const Index3& at() const { return _at; }
+    const Index3& at() const { return _place.at; }
     /// Number of a node or a cell of the grid along an axis, from its number within the leaf.
-    std::int32_t global(std::size_t axis, std::int32_t local) const { return _at[axis] * kLeafCells + local; }
+    std::int32_t global(std::size_t axis, std::int32_t local) const
+    {
+        return _place.at[axis] * kLeafCells + local;
+    }
 
     /// Whether the surface passes through the leaf's lower (side 0) or upper face across an axis.
     bool leavesThrough(std::size_t axis, std::size_t side) const
     {
         return (_mixedFaces >> (2 * axis + side) & 1) != 0;
     }
+    /// Whether the surface keeps off the parts that the field's bounds had excluded.
+    bool areBoundsRight() const { return _areBoundsRight; }
     /// Whether each cell that the surface passes through has one vertex, and no face is ambiguous.
     bool isSimple() const { return _isSimple; }
+    /// The nodes on the inside, where the surface passes through the leaf.
+    const NodeBits& inside() const { return _inside; }
+    /// The cells that the surface passes through, by the nodes at their lower corners.
+    const NodeBits& activeCells() const { return _active; }
     std::span<const ActiveCell> cells() const { return _cells; }
     std::span<const CellVertex> vertices() const { return _vertices; }
     /// By the number that its cell gives it.
@@ -87,7 +97,7 @@ public:
     }
 
     /// Stands for another leaf from now on, of which nothing is known. Keeps the memory.
-    void begin(const Index3& at);
+    void begin(const LeafPlace& place);
     /// The cells at the upper face across z with their vertices alone, which is what the layer above asks
     /// for. None where there are none.
     std::optional<SurfaceLeaf> upperFace() const;
@@ -95,10 +105,14 @@ public:
 private:
     using EdgeTable = std::array<std::array<std::uint16_t, kNodesOfLeaf>, 3>;
 
-    Index3 _at;
+    LeafPlace _place;
     std::uint8_t _field = 0;      ///< number of its field in the group that it is built with
     std::uint8_t _mixedFaces = 0; ///< bit 2 axis + side: the face has nodes on both sides
     bool _isSimple = true;
+    bool _areBoundsRight = true;
+    // Both mean nothing in a leaf without surface.
+    NodeBits _inside;
+    NodeBits _active;
     std::vector<ActiveCell> _cells;
     std::vector<CellVertex> _vertices;
     std::vector<double> _crossings;
@@ -136,6 +150,18 @@ private:
         std::uint32_t vertex;
         Point lower, upper;
         double factor; ///< of the field, the least one of the cell's edges
+    };
+    /// Corners of a cell made smaller by a little.
+    struct CellRoom {
+        Point lower, upper;
+    };
+    /// A cell whose vertex lies on a crease, on the rim or on both.
+    struct Special {
+        SurfaceLeaf* leaf;
+        const ActiveCell* cell;
+        std::size_t firstRoot; ///< of the leaf
+        CellRoom room;
+        bool isRim;
     };
     /// Positions of leaf after leaf and the field's values there.
     struct Positions {
@@ -177,9 +203,6 @@ private:
         }
         Point at(std::size_t place) const { return {x[place], y[place], z[place]}; }
     };
-    /// Which nodes of a row are inside, by their bits.
-    using Rows = std::array<std::uint16_t, kLeafNodes * kLeafNodes>;
-
     const SurfaceField& _field;
     const SurfaceGrid& _grid;
     bool _isSharp;
@@ -188,12 +211,20 @@ private:
     std::vector<PreparedField> _fields;
     std::vector<PositionBox> _boxes; ///< of the leaves
     Positions _samples;
+    /// Nodes in sequence, of all leaves, that stand in `_samples` one after the other.
+    struct NodeRun {
+        std::size_t first;
+        std::size_t count;
+    };
+    std::vector<NodeRun> _sampled;
+    std::vector<double> _nodeValues; ///< leaf by leaf
     Positions _points;
-    std::vector<Rows> _rows; ///< of each leaf
     std::vector<Center> _centers;
     EdgeRoots _roots;
     std::vector<std::size_t> _firstRoot; ///< of each leaf
     SmoothPlacement _smooth;
+    CreasePlacement _creases;
+    std::vector<Special> _special;
     /// Where the vertices of a leaf's cells may be, by axis and number of the cell along it.
     double _lowerRoom[3][kLeafCells], _upperRoom[3][kLeafCells];
     std::vector<Moved> _moved;
@@ -203,18 +234,17 @@ private:
     void addSteps(const Point& p, double factor);
     Point gradient(const Point& p, double value, std::size_t place) const;
     void sampleNodes(std::span<SurfaceLeaf* const> leaves);
-    void findCells(SurfaceLeaf& leaf, const double* values, Rows& rows);
-    static std::uint8_t mixedFaces(const Rows& rows);
+    void addSamples(const SurfaceLeaf& leaf, std::size_t firstNode);
+    void findCells(SurfaceLeaf& leaf, const double* values);
+    static std::uint8_t mixedFaces(const NodeBits& inside);
     void askFaceCenters();
-    void findEdges(SurfaceLeaf& leaf, const double* values, const Rows& rows);
+    void findEdges(SurfaceLeaf& leaf, const double* values);
     void takeCrossings(SurfaceLeaf& leaf, std::size_t firstRoot) const;
     void addVertices(SurfaceLeaf& leaf, std::size_t firstRoot);
-    void placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot,
-                       std::span<const SmoothPlacement::Vertex> smooth);
-    /// Corners of a cell made smaller by a little.
-    struct CellRoom {
-        Point lower, upper;
-    };
+    std::size_t sumOfPlanes(const SurfaceLeaf& leaf, std::size_t firstRoot, const ActiveCell& cell,
+                            TangentPlane& sum) const;
+    void placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::size_t first);
+    void placeSpecial();
     CellRoom roomOf(const Index3& cell) const;
     void findRooms(const SurfaceLeaf& leaf);
     /// The planes where edges of one patch are crossed.

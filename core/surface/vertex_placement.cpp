@@ -29,13 +29,13 @@ struct Energy {
     Symmetric3 a;
     Point b{};
     double c = 0;
-    Point origin;
 
-    Energy(std::span<const TangentPlane* const> planes, const Point& origin) : origin(origin)
+    Energy() = default;
+    Energy(std::span<const TangentPlane* const> planes, const Point& origin)
     {
         for (const TangentPlane* const plane : planes) {
-            const Point& n = plane->normal;
-            const double d = plane->offset - dot(n, origin);
+            const Point n = plane->normal();
+            const double d = plane->offset() - dot(n, origin);
             a.xx += n[0] * n[0];
             a.xy += n[0] * n[1];
             a.xz += n[0] * n[2];
@@ -60,57 +60,46 @@ struct Energy {
     }
 };
 
-/// Eigenvalues and eigenvectors by Jacobi's rotations, until nothing is left to turn.
-void eigen(const Symmetric3& s, double (&values)[3], double (&vectors)[3][3])
+/// Eigenvalues, which stand in the diagonal in the end, and eigenvectors by Jacobi's rotations, until nothing
+/// is left to turn. Each lane has a matrix of its own.
+void eigen(Batch (&m)[3][3], Batch (&vectors)[3][3])
 {
-    double m[3][3] = {{s.xx, s.xy, s.xz}, {s.xy, s.yy, s.yz}, {s.xz, s.yz, s.zz}};
     for (std::size_t i = 0; i < 3; ++i) {
         for (std::size_t j = 0; j < 3; ++j) {
-            vectors[i][j] = i == j ? 1 : 0;
+            vectors[i][j] = i == j ? 1.0 : 0.0;
         }
     }
-    const double least = 1e-18 * (s.xx + s.yy + s.zz);
+    const Batch least = 1e-18 * (m[0][0] + m[1][1] + m[2][2]);
     for (int sweep = 0; sweep < 8; ++sweep) {
-        if (std::abs(m[0][1]) <= least && std::abs(m[0][2]) <= least && std::abs(m[1][2]) <= least) {
+        if (all(abs(m[0][1]) <= least && abs(m[0][2]) <= least && abs(m[1][2]) <= least)) {
             break;
         }
         for (std::size_t p = 0; p < 2; ++p) {
             for (std::size_t q = p + 1; q < 3; ++q) {
-                if (std::abs(m[p][q]) <= least) {
-                    continue;
-                }
-                const double theta = (m[q][q] - m[p][p]) / (2 * m[p][q]);
-                const double t = (theta >= 0 ? 1 : -1) / (std::abs(theta) + std::sqrt(theta * theta + 1));
-                const double c = 1 / std::sqrt(t * t + 1);
-                const double sine = t * c;
+                const std::size_t r = 3 - p - q;
+                const Batch theta = (m[q][q] - m[p][p]) / (2.0 * m[p][q]);
+                const Batch tangent =
+                    select(theta >= 0.0, Batch(1.0), Batch(-1.0)) / (abs(theta) + sqrt(theta * theta + 1.0));
+                const Batch t = select(abs(m[p][q]) <= least, Batch(0.0), tangent);
+                const Batch c = 1.0 / sqrt(t * t + 1.0);
+                const Batch sine = t * c;
+                m[p][p] -= t * m[p][q];
+                m[q][q] += t * m[p][q];
+                m[p][q] = select(t == 0.0, m[p][q], Batch(0.0));
+                m[q][p] = m[p][q];
+                const Batch rp = m[r][p];
+                const Batch rq = m[r][q];
+                m[r][p] = m[p][r] = c * rp - sine * rq;
+                m[r][q] = m[q][r] = sine * rp + c * rq;
                 for (std::size_t k = 0; k < 3; ++k) {
-                    const double kp = m[k][p];
-                    const double kq = m[k][q];
-                    m[k][p] = c * kp - sine * kq;
-                    m[k][q] = sine * kp + c * kq;
-                }
-                for (std::size_t k = 0; k < 3; ++k) {
-                    const double pk = m[p][k];
-                    const double qk = m[q][k];
-                    m[p][k] = c * pk - sine * qk;
-                    m[q][k] = sine * pk + c * qk;
-                    const double vp = vectors[p][k];
-                    const double vq = vectors[q][k];
+                    const Batch vp = vectors[p][k];
+                    const Batch vq = vectors[q][k];
                     vectors[p][k] = c * vp - sine * vq;
                     vectors[q][k] = sine * vp + c * vq;
                 }
             }
         }
     }
-    for (std::size_t i = 0; i < 3; ++i) {
-        values[i] = m[i][i];
-    }
-}
-
-bool isWithin(const Point& p, const Point& lower, const Point& upper)
-{
-    return p[0] >= lower[0] && p[0] <= upper[0] && p[1] >= lower[1] && p[1] <= upper[1] && p[2] >= lower[2] &&
-           p[2] <= upper[2];
 }
 
 /// The least energy on one face of the box; false where it lies outside of the face or isn't unique.
@@ -180,117 +169,130 @@ Point leastOnBox(const Energy& energy, const Point& lower, const Point& upper)
 
 } // namespace
 
-void SmoothPlacement::clear()
+bool isSmooth(std::span<const TangentPlane* const> planes)
 {
-    _count = 0;
+    Point sum{};
+    for (const TangentPlane* const plane : planes) {
+        sum = sum + plane->normal();
+    }
+    const double least = kCosineOfSmooth * std::sqrt(dot(sum, sum));
+    return std::all_of(planes.begin(), planes.end(), [&](const TangentPlane* plane) {
+        const Point normal = plane->normal();
+        return dot(normal, normal) == 0 || dot(normal, sum) >= least;
+    });
+}
+
+void SmoothPlacement::reserve(std::size_t count)
+{
+    if (_share.size() < wholeBatches(count)) {
+        for (std::vector<double>& row : _rows) {
+            row.resize(wholeBatches(count));
+        }
+        _share.resize(wholeBatches(count));
+        _isMoved.resize(wholeBatches(count));
+        _isSmooth.resize(wholeBatches(count));
+    }
+}
+
+/// Along the mean normal to where the vertex lies as far in front of some planes as behind others.
+void SmoothPlacement::place()
+{
+    for (std::size_t v = 0; v < _count; v += Batch::size) {
+        const auto load = [&](std::size_t row) { return Batch::load(_rows[row].data() + v); };
+        const Batch share = Batch::load(_share.data() + v);
+        const Batch mass[3] = {load(0) * share, load(1) * share, load(2) * share};
+        const Batch normal[3] = {load(3), load(4), load(5)};
+        const Batch squared = normal[0] * normal[0] + normal[1] * normal[1] + normal[2] * normal[2];
+        const BatchMask isMoved = squared > 0.0 && Batch::load(_isMoved.data() + v) > 0.0;
+        const Batch off = load(6) - (normal[0] * mass[0] + normal[1] * mass[1] + normal[2] * mass[2]);
+        const Batch residue = load(7);
+        const Batch along = (residue + kShareOfBulge * (off - residue)) / squared;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            select(isMoved, mass[axis] + normal[axis] * along, mass[axis]).store(_rows[axis].data() + v);
+        }
+        // The sum of unit vectors is shorter than their count by 1 less the cosine of each.
+        const BatchMask isSmooth = sqrt(squared) * share >= 1.0 - (1.0 - kCosineOfSmooth) * share;
+        const unsigned bits = bitsOf(isSmooth || !isMoved);
+        for (std::size_t i = 0; i < Batch::size; ++i) {
+            _isSmooth[v + i] = static_cast<std::uint8_t>(bits >> i & 1);
+        }
+    }
+}
+
+void CreasePlacement::clear()
+{
+    for (std::vector<double>& row : _rows) {
+        row.clear();
+    }
+    _boxes.clear();
     _vertices.clear();
 }
 
-void SmoothPlacement::add(std::span<const TangentPlane* const> planes, const Point& lower, const Point& upper,
-                          bool isMiddle)
-{
-    const std::size_t lane = _count++;
-    for (std::size_t i = 0; i < planes.size(); ++i) {
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            _planes[i].at[axis][lane] = planes[i]->at[axis];
-            _planes[i].normal[axis][lane] = planes[i]->normal[axis];
-        }
-        _planes[i].offset[lane] = planes[i]->offset;
-    }
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        _lower[axis][lane] = lower[axis];
-        _upper[axis][lane] = upper[axis];
-    }
-    _share[lane] = 1.0 / static_cast<double>(planes.size());
-    _isMiddle[lane] = isMiddle ? 1 : 0;
-    _mostPlanes = std::max(_mostPlanes, planes.size());
-    if (_count == Batch::size) {
-        placeBatch();
-    }
-}
-
-std::span<const SmoothPlacement::Vertex> SmoothPlacement::place()
-{
-    placeBatch();
-    return _vertices;
-}
-
-void SmoothPlacement::placeBatch()
-{
-    static_assert(kLanes >= Batch::size);
-    const auto load = [](const Row& row) { return Batch::loadAligned(row.data()); };
-    const auto dot3 = [](const Batch(&a)[3], const Batch(&b)[3]) {
-        return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-    };
-    Batch mass[3] = {0.0, 0.0, 0.0};
-    Batch mean[3] = {0.0, 0.0, 0.0};
-    for (std::size_t i = 0; i < _mostPlanes; ++i) {
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            mass[axis] += load(_planes[i].at[axis]);
-            mean[axis] += load(_planes[i].normal[axis]);
-        }
-    }
-    const Batch length = sqrt(dot3(mean, mean));
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        mass[axis] *= load(_share);
-        mean[axis] /= length;
-    }
-    Batch along = 0.0;
-    Batch squares = 0.0;
-    Batch leastCosine = 1.0;
-    for (std::size_t i = 0; i < _mostPlanes; ++i) {
-        const Batch at[3] = {load(_planes[i].at[0]), load(_planes[i].at[1]), load(_planes[i].at[2])};
-        const Batch normal[3] = {load(_planes[i].normal[0]), load(_planes[i].normal[1]),
-                                 load(_planes[i].normal[2])};
-        const Batch offset = load(_planes[i].offset);
-        const Batch cosine = dot3(normal, mean);
-        const Batch residue = offset - dot3(normal, at);
-        const Batch bulge = offset - dot3(normal, mass) - residue;
-        along += cosine * (residue + kShareOfBulge * bulge);
-        squares += cosine * cosine;
-        leastCosine = select(dot3(normal, normal) > 0.0 && cosine < leastCosine, cosine, leastCosine);
-    }
-    const BatchMask isMoved = length > 0.0 && load(_isMiddle) == 0.0;
-    double position[3][kLanes];
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        const Batch lower = load(_lower[axis]);
-        const Batch upper = load(_upper[axis]);
-        const Batch p = select(isMoved, mass[axis] + mean[axis] * (along / squares), mass[axis]);
-        select(p < lower, lower, select(upper < p, upper, p)).store(position[axis]);
-    }
-    const unsigned smooth = bitsOf(!isMoved || leastCosine >= kCosineOfSmooth);
-    for (std::size_t i = 0; i < _count; ++i) {
-        _vertices.push_back({{position[0][i], position[1][i], position[2][i]}, (smooth >> i & 1) != 0});
-    }
-    std::fill_n(_planes, _mostPlanes, PlaneRows{});
-    _mostPlanes = 0;
-    _count = 0;
-}
-
-CreaseVertex placeOnCrease(std::span<const TangentPlane* const> planes, const Point& lower,
-                           const Point& upper)
+void CreasePlacement::add(std::span<const TangentPlane* const> planes, const Point& lower, const Point& upper)
 {
     Point mass{};
     for (const TangentPlane* const plane : planes) {
-        mass = mass + plane->at;
+        mass = mass + plane->at();
     }
     mass = mass * (1.0 / static_cast<double>(planes.size()));
     const Energy energy(planes, mass);
-    double values[3];
-    double vectors[3][3];
-    eigen(energy.a, values, vectors);
-    const double largest = std::max({values[0], values[1], values[2]});
-    Point best{};
-    for (std::size_t i = 0; i < 3; ++i) {
-        if (values[i] > kLeastEigenvalue * largest) {
-            const Point q{vectors[i][0], vectors[i][1], vectors[i][2]};
-            best = best + q * (dot(q, energy.b) / values[i]);
+    const double numbers[kRows] = {energy.a.xx, energy.a.xy, energy.a.xz, energy.a.yy, energy.a.yz,
+                                   energy.a.zz, energy.b[0], energy.b[1], energy.b[2], energy.c,
+                                   mass[0],     mass[1],     mass[2]};
+    for (std::size_t row = 0; row < kRows; ++row) {
+        _rows[row].push_back(numbers[row]);
+    }
+    _boxes.push_back({lower, upper});
+}
+
+std::span<const CreaseVertex> CreasePlacement::place()
+{
+    const std::size_t count = _boxes.size();
+    for (std::vector<double>& row : _rows) {
+        row.resize(wholeBatches(count), 0.0);
+    }
+    _vertices.resize(count);
+    for (std::size_t first = 0; first < count; first += Batch::size) {
+        const auto load = [&](Row row) { return Batch::load(_rows[row].data() + first); };
+        Batch m[3][3] = {
+            {load(XX), load(XY), load(XZ)}, {load(XY), load(YY), load(YZ)}, {load(XZ), load(YZ), load(ZZ)}};
+        const Batch b[3] = {load(BX), load(BY), load(BZ)};
+        Batch vectors[3][3];
+        eigen(m, vectors);
+        const Batch largest = maximum(maximum(m[0][0], m[1][1]), m[2][2]);
+        Batch best[3] = {load(MassX), load(MassY), load(MassZ)};
+        for (std::size_t i = 0; i < 3; ++i) {
+            const Batch(&q)[3] = vectors[i];
+            const Batch along = (q[0] * b[0] + q[1] * b[1] + q[2] * b[2]) / m[i][i];
+            const Batch step = select(m[i][i] > kLeastEigenvalue * largest, along, Batch(0.0));
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                best[axis] += q[axis] * step;
+            }
+        }
+        double position[3][Batch::size];
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            best[axis].store(position[axis]);
+        }
+        for (std::size_t i = 0; i < std::min(Batch::size, count - first); ++i) {
+            const Point p{position[0][i], position[1][i], position[2][i]};
+            const Box& box = _boxes[first + i];
+            const bool isWithin = p == clamped(p, box.lower, box.upper);
+            _vertices[first + i] = {isWithin ? p : leastInBox(first + i), !isWithin};
         }
     }
-    if (isWithin(mass + best, lower, upper)) {
-        return {mass + best, false};
-    }
-    return {clamped(mass + leastOnBox(energy, lower - mass, upper - mass), lower, upper), true};
+    return _vertices;
+}
+
+Point CreasePlacement::leastInBox(std::size_t vertex) const
+{
+    const auto number = [&](Row row) { return _rows[row][vertex]; };
+    Energy energy;
+    energy.a = {number(XX), number(XY), number(XZ), number(YY), number(YZ), number(ZZ)};
+    energy.b = {number(BX), number(BY), number(BZ)};
+    energy.c = number(C);
+    const Point mass{number(MassX), number(MassY), number(MassZ)};
+    const Box& box = _boxes[vertex];
+    return clamped(mass + leastOnBox(energy, box.lower - mass, box.upper - mass), box.lower, box.upper);
 }
 
 } // namespace zrk::surface

@@ -93,6 +93,22 @@ struct WronglyBounded {
     }
 };
 
+/// A sphere whose bounds are those of what is left of it beyond a plane.
+struct WronglyCut {
+    Sphere sphere;
+    double most; ///< x
+
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        if constexpr (std::is_same_v<V, double> || std::is_same_v<V, Batch>) {
+            return sphere(p);
+        } else {
+            return maximum(sphere(p), p[0] - most);
+        }
+    }
+};
+
 struct Octahedron {
     double size;
 
@@ -243,6 +259,12 @@ TEST(Surface, HasTheSameBytesForAnyThreadsAndWithoutPruning)
     EXPECT_TRUE(isSame(*extractSurface(prepared(WronglyBounded{}), settings),
                        *extractSurface(unbounded(sphere), settings)))
         << "wrong bounds cost time only";
+
+    // Within a leaf, too, of which they clear the upper half.
+    const double middle = -1.5 + 3.0 / 60 * 27.5;
+    const Sphere inLeaf{{middle, middle, middle}, 0.14};
+    EXPECT_TRUE(isSame(*extractSurface(prepared(WronglyCut{inLeaf, middle - 0.05}), settings),
+                       *extractSurface(unbounded(inLeaf), settings)));
 }
 
 /// The mesh of pieces of layers, each from one layer to before the next, joined by the count of vertices.
