@@ -126,6 +126,12 @@ class Beams(SurfaceTest):
         self.assertAlmostEqual(self.surface(path, "b.3mf", "--bounds", "-2,-2,-2,2,2,2", "--iso", "0.01").radius,
                                0.35 * 2 / 5 + 0.01)
 
+    def test_a_report_tells_that_it_passes_over_beams(self):
+        self.surface(self.put(graph([BEAMS], output=(1, 0))), "a.3mf", "--bounds", "-2,-2,-2,2,2,2")
+        answer = self.succeed("surface", self.folder / "a.3mf", "--report", "--json")
+        self.assertTrue(json.loads(answer.out)["clean"])
+        self.assertRegex(answer.err, r"warning: .*a\.3mf: found 1 lattices of beams, which aren't read")
+
     def test_only_where_the_beams_are_the_solid(self):
         turned = graph([{"id": 2, "type": "AffineTransform"}, BEAMS], [(2, 0, 1, 0)], (1, 0))
         bounds = ["--bounds", "-2,-2,-2,2,2,2"]
