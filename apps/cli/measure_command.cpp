@@ -297,6 +297,7 @@ private:
 
 void checkOptions(const MeasureOptions& options)
 {
+    checkFinite("--accuracy", options.accuracy);
     if (options.solve.empty() != options.goal.empty()) {
         throw zrk::FaultError({options.solve.empty() ? "--for" : "--solve", "one of the two alone",
                                "--solve NODE.KEY with --for QUANTITY=VALUE",
