@@ -334,7 +334,9 @@ class BadInput(SurfaceTest):
         cases = [
             ([], ["no document", "zrk surface --help"]),
             ([ball], ["-o FILE"]),
-            ([ball, "--json", *out], ["--json"]),
+            ([ball, "--json", *out], ["--json: found it without --report"]),
+            *[([mesh, "--report", *option], [f"{option[0].split('=')[0]}: found ", "m.obj\", a mesh", "a graph document"])
+              for option in (["--sharp"], ["--iso=1"], ["--pin=1:0"], ["--bounds=0,0,0,1,1,1"], ["--strict"])],
             ([mesh], ["a mesh file", "--report"]),
             ([mesh, "--report", *out], ["a mesh file", "without -o"]),
             ([ball, *out, "--report", self.folder / "r.stl"], ["--report", "report.txt"]),
@@ -349,7 +351,7 @@ class BadInput(SurfaceTest):
             ([BLEND, "-o", self.folder / "a.ply", "--color", "3:0"], ["--color 3:0", "tag Scalar", "tag Color"]),
             *[([ball, *out, f"--cell={cell}"], ["--cell"]) for cell in ("0", "-1", "nan", "inf", "x")],
             *[([ball, *out, f"--iso={iso}"], ["--iso"]) for iso in ("nan", "inf", "x")],
-            *[([ball, *out, f"--adaptive={e}"], ["--adaptive"]) for e in ("nan", "-1", "inf")],
+            *[([ball, *out, f"--adaptive={e}"], ["--adaptive"]) for e in ("nan", "-1", "inf", "0")],
             ([ball, *out, "--cell", "0.1", "--resolution", "8"], ["--cell"]),
             ([ball, *out, "--resolution", "0"], ["--resolution"]),
             ([ball, *out, "--bounds", "0,0,0,1,1,0"], ["no extent along z", "--bounds"]),
@@ -370,6 +372,8 @@ class BadInput(SurfaceTest):
             if bounds[0] == "-":
                 arguments += ["--density", "--iso", "0"]
             self.refused(1, *arguments, contains=["no surface at 0", "--bounds"])
+        self.refused(1, "surface", self.sphere(), "-o", target, "--bounds=-.1,-.1,-.1,.1,.1,.1", "--open",
+                     contains=["no surface at 0", "values on both sides of 0"])
         self.assertEqual(target.read_text(), "old")
         self.assertEqual(self.files(), ["a.stl", "ball.zrk.json"])
 

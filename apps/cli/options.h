@@ -16,6 +16,10 @@
 
 namespace zrkcli {
 
+void addMemoryOption(CLI::App& command, std::optional<std::uint64_t>& bytes);
+/// Has the program keep to what came after --memory, or to a share of what is free.
+void limitMemory(const std::optional<std::uint64_t>& bytes);
+
 /// The options that every command that loads a document takes.
 struct DocumentOptions {
     std::string document;
