@@ -370,6 +370,37 @@ class Targets(ZrkTest):
         self.assertFalse(pathlib.Path("-").exists())
 
 
+class Inputs(ZrkTest):
+    def test_nothing_that_a_document_is_read_from_is_written_over(self):
+        picture = (ROOT / "examples/pictures/gear.png").read_bytes()
+        (self.folder / "slices").mkdir()
+        for name in ("t_001.png", "slices/0.png", "slices/1.png"):
+            (self.folder / name).write_bytes(picture)
+        resources = [{"uuid": "a", "kind": "image2d", "path": "t_001.png"},
+                     {"uuid": "b", "kind": "image3d", "path": "slices"}]
+        path = self.put(graph([SPHERE], output=(1, 0), resources=resources), "ball.json")
+        (self.folder / "link.json").symlink_to(path)
+        before = {file: file.read_bytes() for file in self.folder.glob("**/*") if file.is_file()}
+        out = self.folder / "t.png"
+        cases = [["surface", path, "-o", self.folder / "a.stl", "--report", path],
+                 ["surface", path, "-o", self.folder / "a.stl", "--report", self.folder / "link.json"],
+                 ["surface", path, "-o", self.folder / "a.stl", "--report", self.folder / "t_001.png"],
+                 ["render", path, "-o", out, "--size", "16x16", "--turntable", "2"],
+                 ["render", path, "-o", self.folder / "slices/1.png"],
+                 ["slice", path, "-o", self.folder / "slices/2.png"],
+                 ["edit", path, "1.radius=1", "-o", self.folder / "t_001.png"],
+                 ["measure", path, "--solve", "1.radius", "--for", "volume=0.1", "-o", self.folder / "t_001.png"]]
+        for arguments in cases:
+            with self.subTest([str(a)[-20:] for a in arguments]):
+                self.refused(2, *arguments, contains=["read", "give it another name"])
+        after = {file: file.read_bytes() for file in self.folder.glob("**/*") if file.is_file()}
+        self.assertEqual(after, before)
+        self.succeed("edit", path, "1.radius=0.4")  # the document itself takes on its new values
+        mesh = self.folder / "mesh"
+        mesh.write_text("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")
+        self.refused(2, "surface", mesh, "--report", mesh, contains=["mesh", "read from"])
+
+
 class Numbers(ZrkTest):
     def test_whole_ones_are_decimal(self):
         document = self.put(graph([SPHERE], output=(1, 0)))

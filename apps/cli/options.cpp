@@ -4,6 +4,7 @@
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/ranks.h"
 #include "formats/atomic_file.h"
+#include "formats/file_name.h"
 #include "formats/points.h"
 #include "host/document_values.h"
 #include "host/free_memory.h"
@@ -270,6 +271,24 @@ void tellRemarks(const std::vector<zrk::Fault>& remarks, bool quiet)
     }
 }
 
+void checkIsNotRead(const std::string& file, const std::vector<std::filesystem::path>& inputs)
+{
+    const std::filesystem::path path(file);
+    const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+    const bool isPicture = zrk::extensionOf(file) == ".png";
+    for (const std::filesystem::path& input : inputs) {
+        std::error_code isMissing;
+        const bool isSlice = isPicture && std::filesystem::is_directory(input, isMissing) &&
+                             std::filesystem::equivalent(folder, input, isMissing);
+        if (isSlice || std::filesystem::equivalent(path, input, isMissing)) {
+            throw zrk::FaultError({file,
+                                   isSlice ? "a picture among the slices that are read"
+                                           : "a file that the document is read from",
+                                   "another file to write", "give it another name"});
+        }
+    }
+}
+
 Job::Job(const SamplingOptions& options, std::vector<std::filesystem::path>* files)
     : document(loadDocument(options, options.quiet, files ? files : &inputs))
 {
@@ -308,13 +327,7 @@ std::string Job::fileOf(const zrkmodel::OutputField& output, const std::string& 
 
 void Job::checkTarget(const std::string& file) const
 {
-    for (const std::filesystem::path& input : inputs) {
-        std::error_code isMissing;
-        if (std::filesystem::equivalent(file, input, isMissing)) {
-            throw zrk::FaultError({file, "a file that the document is read from", "another file to write",
-                                   "give -o another name"});
-        }
-    }
+    checkIsNotRead(file, inputs);
     std::error_code isMissing;
     if (!std::filesystem::exists(file, isMissing) || std::filesystem::is_regular_file(file, isMissing)) {
         zrk::valueOrThrow(zrk::AtomicFile::create(file)); // goes again

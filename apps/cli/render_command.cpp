@@ -173,7 +173,10 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
     setBackground(settings, options.background);
 
     const Job job(options, files);
-    job.checkTarget(options.file);
+    job.checkTarget(options.turntable > 0 ? numbered(options.file, 0, options.turntable) : options.file);
+    for (int i = 1; i < options.turntable; ++i) {
+        checkIsNotRead(numbered(options.file, static_cast<std::size_t>(i), options.turntable), job.inputs);
+    }
     const zrkmodel::Solid solid = solidOf(options, job);
     settings.region =
         zrk::valueOrThrow(zrkmodel::regionOf(solid.bounds, "give --bounds, or modelBounds in the document"));

@@ -150,6 +150,7 @@ zrk::MeshReport reportOn(const zrk::SurfaceMesh& mesh, bool quiet)
 
 void reportOnFile(const SurfaceOptions& options)
 {
+    checkIsNotRead(options.reportFile, {options.document});
     limitMemory(options.memory);
     printReport(options, endingAtInterrupt([&] {
                     const zrk::FileMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
@@ -176,6 +177,9 @@ public:
           _task(task())
     {
         _job.checkTarget(_options.file);
+        if (!_options.reportFile.empty()) {
+            _job.checkTarget(_options.reportFile);
+        }
         zrk::valueOrThrow(
             zrkmodel::checkSurfaceFormat(_options.file, _format, _task.colors.has_value(), _options.isOpen));
         _sharing.reset();
