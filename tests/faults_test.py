@@ -377,6 +377,17 @@ class Memory(FaultsTest):
                 self.assertRegex(message, "what is left of the budget of 20.0 MiB|needs more memory than there is")
                 self.assertLess(used, 60 << 20)
 
+    def test_lack_of_address_space_is_told_as_lack_of_memory(self):
+        blend = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
+        cases = [(250_000, ["render", self.sphere(), "-o", self.folder / "p.png", "--size", "4000x4000"], "zrk: render: "),
+                 (100_000, ["surface", blend, "-o", self.folder / "a.stl", "--resolution", "300"], "a.stl: ")]  # mapped files
+        for most, arguments, place in cases:
+            with self.subTest(arguments[0]):
+                limits = lambda: resource.setrlimit(resource.RLIMIT_AS, (most << 10, most << 10))
+                failed = subprocess.run([PROGRAM, *map(str, arguments)], capture_output=True, text=True, preexec_fn=limits)
+                self.assertEqual(failed.returncode, 1, failed.stderr)
+                self.assertIn(place + "found work that needs more memory than there is", failed.stderr)
+
     def test_a_document_beyond_its_budget_is_refused(self):
         path = self.put(graph([{**SPHERE, "note": list(range(4_000_000))}]))
         # 2 as for any document that can't be read; 1 where memory fails while what was read is given up.

@@ -83,11 +83,11 @@ int statusOfResults()
 }
 
 /// Runs a command and returns its exit status. Every failure becomes one message and a status.
-int runWork(const zrkcli::Work& work)
+int runWork(const std::string& command, const zrkcli::Work& work)
 {
     const zrkcli::ComplaintsToStandardError complaints;
     const zrk::StopScope stoppable(zrkcli::interruptSign(), zrkcli::endInterrupted);
-    const zrk::Result<void> done = zrk::attempt("command", work);
+    const zrk::Result<void> done = zrk::attempt(command, work);
     // A lost result may also be what the work failed of.
     const int status = statusOfResults();
     if (status != 0 || done) {
@@ -98,9 +98,8 @@ int runWork(const zrkcli::Work& work)
 }
 
 /// The work as that of one of the ranks of a run.
-zrkcli::Work amongRanks(const CLI::App& app, zrkcli::Work work)
+zrkcli::Work amongRanks(const std::string& name, zrkcli::Work work)
 {
-    const std::string name = app.get_subcommands().front()->get_name();
     return [name, work = std::move(work)] {
         if (name != "sample" && name != "surface") {
             throw zrk::FaultError(
@@ -181,7 +180,8 @@ int runProgram(int argc, char** argv)
         app.exit(error);
         return statusOfResults();
     }
-    return runWork(isMpi ? amongRanks(app, work) : work);
+    const std::string command = app.get_subcommands().front()->get_name();
+    return runWork(command, isMpi ? amongRanks(command, work) : work);
 }
 
 } // namespace
