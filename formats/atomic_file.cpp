@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <climits>
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -412,6 +413,9 @@ tl::unexpected<Fault> AtomicFile::failure(const char* deed) const
     const int reason = errno;
     if (reason == EINTR) {
         return refused(interruptedAt(path));
+    }
+    if (reason == ENOMEM) {
+        return refused(faultOf(std::bad_alloc(), path));
     }
     return refused({path, fmt::format("\"{}\" on {}", std::generic_category().message(reason), deed),
                     "a file that can be written", remedyFor(reason, target), FaultKind::FailedWork});

@@ -13,6 +13,9 @@ namespace {
 
 using Points = std::vector<Tensor<3, double>>;
 
+/// What some editors put before a text in UTF-8.
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 std::string_view trimmed(std::string_view text)
 {
     const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
@@ -31,7 +34,11 @@ Result<Points> pointsOf(LineReader& lines, const std::string& place, std::size_t
     StopLookout lookout;
     while (lines.next()) {
         lookout.step();
-        const std::string_view text = trimmed(lines.line());
+        std::string_view line = lines.line();
+        if (lines.number() == 1 && line.starts_with(kByteOrderMark)) {
+            line.remove_prefix(kByteOrderMark.size());
+        }
+        const std::string_view text = trimmed(line);
         if (text.empty() || text.front() == '#') {
             continue;
         }

@@ -109,7 +109,8 @@ private:
         }
         if (_part.beams) {
             fmt::format_to(_to,
-                           " xmlns:b=\"http://schemas.microsoft.com/3dmanufacturing/beamlattice/2017/02\"");
+                           " xmlns:b=\"http://schemas.microsoft.com/3dmanufacturing/beamlattice/2017/02\" "
+                           "requiredextensions=\"b\"");
         }
         fmt::format_to(_to, ">\n");
         if (!_part.title.empty()) {

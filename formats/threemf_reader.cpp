@@ -29,9 +29,11 @@ namespace {
 constexpr std::string_view kCoreSpace = "http://schemas.microsoft.com/3dmanufacturing/core/2015/02";
 constexpr std::string_view kProductionSpace =
     "http://schemas.microsoft.com/3dmanufacturing/production/2015/06";
-/// Extensions that a package may require and that leave its meshes as they are.
+constexpr std::string_view kBeamSpace = "http://schemas.microsoft.com/3dmanufacturing/beamlattice/2017/02";
+/// Extensions that a package may require and that leave its triangles as they are.
 constexpr std::string_view kHarmlessSpaces[] = {
-    kCoreSpace, kProductionSpace, "http://schemas.microsoft.com/3dmanufacturing/material/2015/02"};
+    kCoreSpace, kProductionSpace, kBeamSpace,
+    "http://schemas.microsoft.com/3dmanufacturing/material/2015/02"};
 constexpr std::string_view kModelRelationship =
     "http://schemas.microsoft.com/3dmanufacturing/2013/01/3dmodel";
 constexpr const char* kSaveAnew = "export the mesh anew";
@@ -131,6 +133,11 @@ public:
                                       "objects of the type \"model\"",
                                       "change their types where they are parts; these objects are left out"});
         }
+        if (_lattices > 0) {
+            _mesh.warnings.push_back(
+                {_place, fmt::format("{} lattices of beams, which aren't read", _lattices), "triangles alone",
+                 "nothing, if the beams are there as triangles, too; else export them so"});
+        }
         return std::move(_mesh);
     }
 
@@ -143,6 +150,7 @@ private:
     std::vector<std::string> _pending;
     std::vector<Placed> _items;
     std::uint64_t _leftOut = 0;
+    std::uint64_t _lattices = 0;
     FileMesh _mesh;
     StopLookout _lookout;
 
@@ -262,6 +270,10 @@ private:
         bool hasModel = false;
         for (auto event = xml.next(); event != XmlReader::Event::Finished; event = xml.next()) {
             _lookout.step();
+            if (xml.space() == kBeamSpace && event == XmlReader::Event::Begin &&
+                xml.name() == "beamlattice") {
+                ++_lattices;
+            }
             if (xml.space() != kCoreSpace) {
                 continue;
             }

@@ -35,8 +35,9 @@ std::string remedyOf(const SurfaceTask& task) { return task.remedy.empty() ? kOt
          fmt::format("no surface at {} within {:g}, {:g}, {:g} and {:g}, {:g}, {:g}{}", s.iso, s.lower[0],
                      s.lower[1], s.lower[2], s.upper[0], s.upper[1], s.upper[2],
                      undefinedSamples > 0 ? ", where the field has no value" : ""),
-         fmt::format("values {} {} somewhere in the bounds",
-                     s.solid == zrk::SolidSide::Above ? "above" : "below", s.iso),
+         s.isOpen ? fmt::format("values on both sides of {} in the bounds", s.iso)
+                  : fmt::format("values {} {} somewhere in the bounds",
+                                s.solid == zrk::SolidSide::Above ? "above" : "below", s.iso),
          remedyOf(task), zrk::FaultKind::FailedWork});
 }
 

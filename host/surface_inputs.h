@@ -33,8 +33,8 @@ zrk::PartVoxels surfaceVoxels(const zrk::SurfaceSettings& settings);
 
 /// Throws FaultError where the surface wouldn't fit into the memory that is free or has more vertices than a
 /// mesh can have, with what it needs. Large resolutions are judged by the same field with few cells.
-void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
-                      zrk::PartFormat format, zrk::ProgressMonitor& monitor);
+ZRK_API void checkSurfaceSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
+                              zrk::PartFormat format, zrk::ProgressMonitor& monitor);
 
 /// The same of a surface that isn't held in memory but goes to the disk of a file, once on its way and once
 /// in the file.

@@ -52,20 +52,29 @@ class Usage(ZrkTest):
             (["probe", document, "--at", "0,0,0", "--pin", "9:0"], ["output 0 of node 9", "zrk check"]),
             (["probe", document, "--at", "0,0,0", "--json", "--pin", "1:0", "1:0"], ["--pin", '"1:0" a second time']),
             (["sample", document, "-o", volume, "--pin", "1:0", "--pin", "1:0"], ["--pin", '"1:0" a second time']),
-            (["probe", document, "--at", "0,0,0", "--threads", "0"], ["--threads"]),
+            (["probe", document, "--at", "0,0,0", "--threads", "0"],
+             ['zrk: --threads: found "0", expected a whole number from 1 to 1024']),
+            (["check", document, "--memory", "much"], ['zrk: --memory: found "much", expected a size above 0']),
+            (["check", document, "--memory", "5 miles"], ['zrk: --memory: found "5 miles", expected a size above 0']),
             (["probe", document, "--points", self.folder / "none"], ["none", "--points"]),
-            (["sample", document], ["--output"]),
+            (["sample", document], ["zrk: sample: found no --output, expected volume to write"]),
+            (["sample", document, "-o", volume, "-o", volume], ["zrk: --output: found 2 values, expected one"]),
+            (["sample", document, "-o", volume, "--resolution"],
+             ["zrk: --resolution: found no value, expected a whole number from 1 to"]),
+            (["sample", document, "-o", volume, "--type", "int"], ['zrk: --type: found "int", expected one of float64, ']),
             (["sample", document, "-o", self.folder / "v.xyz"], [".xyz", ".npy, .nrrd"]),
             (["sample", document, "-o", volume, "--dims", "2,2"], ["--dims", '"2,2"']),
             (["sample", document, "-o", volume, "--dims", "2,2,1"], ["--dims", "from 2 to"]),
             (["sample", document, "-o", volume, "--dims", "2,2,2.5"], ["--dims", "whole numbers"]),
             (["sample", document, "-o", volume, "--dims", "1e10,2,2"], ["--dims", "2147483647"]),
-            (["sample", document, "-o", volume, "--dims", "2,2,2", "--resolution", "4"], ["--dims"]),
-            (["sample", document, "-o", volume, "--resolution", "0"], ["--resolution"]),
+            (["sample", document, "-o", volume, "--dims", "2,2,2", "--resolution", "4"],
+             ["--dims", "beside it, expected one of the two"]),
+            (["sample", document, "-o", volume, "--resolution", "2.5"],
+             ['zrk: --resolution: found "2.5", expected a whole number']),
             (["sample", document, "-o", volume, "--bounds", "0,0,0,1,1"], ["--bounds", "six"]),
             (["slice", document, "-o", self.folder / "p.jpg"], ["p.jpg", ".png"]),
-            (["slice", document, "-o", picture, "--axis", "w"], ["--axis"]),
-            (["slice", document, "-o", picture, "--at", "2"], ["--at"]),
+            (["slice", document, "-o", picture, "--axis", "w"], ['zrk: --axis: found "w", expected one of x, y, z']),
+            (["slice", document, "-o", picture, "--at", "2"], ['zrk: --at: found "2", expected a number from 0 to 1']),
             (["slice", document, "-o", picture, "--range", "1,1"], ["--range"]),
         ]
         for arguments, parts in cases:
@@ -361,6 +370,37 @@ class Targets(ZrkTest):
         self.assertFalse(pathlib.Path("-").exists())
 
 
+class Inputs(ZrkTest):
+    def test_nothing_that_a_document_is_read_from_is_written_over(self):
+        picture = (ROOT / "examples/pictures/gear.png").read_bytes()
+        (self.folder / "slices").mkdir()
+        for name in ("t_001.png", "slices/0.png", "slices/1.png"):
+            (self.folder / name).write_bytes(picture)
+        resources = [{"uuid": "a", "kind": "image2d", "path": "t_001.png"},
+                     {"uuid": "b", "kind": "image3d", "path": "slices"}]
+        path = self.put(graph([SPHERE], output=(1, 0), resources=resources), "ball.json")
+        (self.folder / "link.json").symlink_to(path)
+        before = {file: file.read_bytes() for file in self.folder.glob("**/*") if file.is_file()}
+        out = self.folder / "t.png"
+        cases = [["surface", path, "-o", self.folder / "a.stl", "--report", path],
+                 ["surface", path, "-o", self.folder / "a.stl", "--report", self.folder / "link.json"],
+                 ["surface", path, "-o", self.folder / "a.stl", "--report", self.folder / "t_001.png"],
+                 ["render", path, "-o", out, "--size", "16x16", "--turntable", "2"],
+                 ["render", path, "-o", self.folder / "slices/1.png"],
+                 ["slice", path, "-o", self.folder / "slices/2.png"],
+                 ["edit", path, "1.radius=1", "-o", self.folder / "t_001.png"],
+                 ["measure", path, "--solve", "1.radius", "--for", "volume=0.1", "-o", self.folder / "t_001.png"]]
+        for arguments in cases:
+            with self.subTest([str(a)[-20:] for a in arguments]):
+                self.refused(2, *arguments, contains=["read", "give it another name"])
+        after = {file: file.read_bytes() for file in self.folder.glob("**/*") if file.is_file()}
+        self.assertEqual(after, before)
+        self.succeed("edit", path, "1.radius=0.4")  # the document itself takes on its new values
+        mesh = self.folder / "mesh"
+        mesh.write_text("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")
+        self.refused(2, "surface", mesh, "--report", mesh, contains=["mesh", "read from"])
+
+
 class Numbers(ZrkTest):
     def test_whole_ones_are_decimal(self):
         document = self.put(graph([SPHERE], output=(1, 0)))
@@ -368,6 +408,12 @@ class Numbers(ZrkTest):
             self.succeed("surface", document, "--resolution", text, "-o", self.folder / f"{text}.stl", "--quiet")
         self.assertEqual(len({path.read_bytes() for path in self.folder.glob("*.stl")}), 1)
         self.refused(2, "check", document, "--memory", "-5", contains=["--memory"])
+
+    def test_those_nearer_to_0_than_any_double_are_0(self):
+        document = self.put(graph([SPHERE], output=(1, 0)))
+        center = self.succeed("probe", document, "--at", "0,0,0").out
+        self.assertEqual(self.succeed("probe", document, "--at", "1e-400,-1e-400,0.000e-999").out, center)
+        self.refused(2, "probe", document, "--at", "1e400,0,0", contains=["finite"])
 
 
 if __name__ == "__main__":

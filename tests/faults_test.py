@@ -85,6 +85,7 @@ class FilesOfOtherKinds(FaultsTest):
         pipe = self.fifo("pipe")
         self.feed(pipe, lines)
         self.assertEqual(self.succeed("probe", sphere, "--points", pipe).out, expected)
+        self.assertEqual(self.succeed("probe", sphere, "--points", "-", stdin=b"\xEF\xBB\xBF" + lines).out, expected)
         # More than a pipe holds at a time.
         many = self.succeed("probe", sphere, "--points", "-", stdin=b"0,0,0\n" * 100_000)
         self.assertEqual(many.out.count("\n"), 100_000)
@@ -202,7 +203,7 @@ class Bounds(FaultsTest):
         outputs = {"sample": "v.npy", "surface": "s.stl", "render": "p.png"}
         cases = [("", "six finite numbers"), ("1,1", "six finite numbers"), ("0,0,0,1,1,nan", "six finite numbers"),
                  ("0,0,0,1,1,0", "no extent along z"),
-                 ("-1e308,0,0,1e308,1,1", "beyond all numbers"), ("0,0,0,1,1e-310,1", "beyond all numbers")]
+                 ("-1e308,0,0,1e308,1,1", "beyond all numbers"), ("0,0,0,1,1e-310,1", "too small for numbers")]
         for command, name in outputs.items():
             for bounds, part in cases:
                 with self.subTest(command=command, bounds=bounds):
@@ -361,6 +362,31 @@ class Memory(FaultsTest):
         if "VDB" in run("--version").out:
             used, _ = self.peak("convert", large, self.folder / "d.vdb", "--type", "float32", "--quiet")
             self.assertLess(used, 128 << 20)  # 64 MiB of floats
+
+    def test_meshes_and_slices_beyond_the_budget_are_refused(self):
+        mesh = self.folder / "a.stl"
+        mesh.write_bytes(bytes(80) + struct.pack("<I", 1_000_000) + bytes(50_000_000))
+        slices = self.folder / "slices"
+        slices.mkdir()
+        self.succeed("slice", self.sphere(), "-o", slices / "00.png", "--size", "600")
+        for i in range(1, 40):
+            os.link(slices / "00.png", slices / f"{i:02}.png")
+        for arguments in (["surface", "--report", mesh], ["convert", slices, "-o", self.folder / "v.npy"]):
+            with self.subTest(arguments[0]):
+                used, message = self.peak(*arguments, "--memory", "20M", status=1)
+                self.assertRegex(message, "what is left of the budget of 20.0 MiB|needs more memory than there is")
+                self.assertLess(used, 60 << 20)
+
+    def test_lack_of_address_space_is_told_as_lack_of_memory(self):
+        blend = ROOT / "examples/sphere_and_twisted_gyroid.zrk.json"
+        cases = [(250_000, ["render", self.sphere(), "-o", self.folder / "p.png", "--size", "4000x4000"], "zrk: render: "),
+                 (100_000, ["surface", blend, "-o", self.folder / "a.stl", "--resolution", "300"], "a.stl: ")]  # mapped files
+        for most, arguments, place in cases:
+            with self.subTest(arguments[0]):
+                limits = lambda: resource.setrlimit(resource.RLIMIT_AS, (most << 10, most << 10))
+                failed = subprocess.run([PROGRAM, *map(str, arguments)], capture_output=True, text=True, preexec_fn=limits)
+                self.assertEqual(failed.returncode, 1, failed.stderr)
+                self.assertIn(place + "found work that needs more memory than there is", failed.stderr)
 
     def test_a_document_beyond_its_budget_is_refused(self):
         path = self.put(graph([{**SPHERE, "note": list(range(4_000_000))}]))

@@ -94,7 +94,8 @@ class Solving(MeasureTest):
                 (("--solve", "1.radius", "--for", "fraction=-1"), ["not negative"]),
                 (("--solve", "1.radius", "--for", "fraction=nan"), ["not negative"]),
                 (("-o", "x.zrk.json"), ["--solve with it"]),
-                (("--iso", "nan"), ["finite"])):
+                (("--iso", "nan"), ["finite"]),
+                (("--accuracy", "nan"), ["--accuracy", "finite"])):
             with self.subTest(words=words):
                 self.refused(2, "measure", ball, *words, contains=parts)
 

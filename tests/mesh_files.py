@@ -86,6 +86,7 @@ def read_3mf(path):
         assert package.testzip() is None
         assert sorted(package.namelist()) == ["3D/3dmodel.model", "[Content_Types].xml", "_rels/.rels"]
         parts = {name: xml.fromstring(package.read(name)) for name in package.namelist()}
+        spaces = dict(space for _, space in xml.iterparse(package.open("3D/3dmodel.model"), events=["start-ns"]))
     types = {e.get("Extension"): e.get("ContentType") for e in parts["[Content_Types].xml"]}
     assert types == {"rels": "application/vnd.openxmlformats-package.relationships+xml",
                      "model": "application/vnd.ms-package.3dmanufacturing-3dmodel+xml"}, types
@@ -93,7 +94,11 @@ def read_3mf(path):
     assert relation.tag == "{http://schemas.openxmlformats.org/package/2006/relationships}Relationship"
     assert relation.get("Target") == "/3D/3dmodel.model" and relation.get("Id")
     assert relation.get("Type") == "http://schemas.microsoft.com/3dmanufacturing/2013/01/3dmodel"
-    return model_mesh(parts["3D/3dmodel.model"])
+    model = parts["3D/3dmodel.model"]
+    # Who doesn't know the extension would print triangles of the lattice alone, or none.
+    required = [spaces[prefix] for prefix in model.get("requiredextensions", "").split()]
+    assert (BEAMS[1:-1] in required) == any(e.tag.startswith(BEAMS) for e in model.iter()), required
+    return model_mesh(model)
 
 
 def model_mesh(model):

@@ -110,6 +110,15 @@ class Pictures(ZrkTest):
         self.assertTrue(any(colour != (0, 255, 0) for row in rows for colour in row))
 
 
+    def test_directions_may_have_any_length(self):
+        document = self.put(graph([SPHERE], output=(1, 0), **BOUNDS))
+        pictures = set()
+        for direction in ("1,1,0.5", "1e300,1e300,5e299", "1e-300,1e-300,5e-301"):
+            self.succeed("render", document, "-o", self.folder / "p.png", "--size", "32x32", "--from", direction)
+            pictures.add((self.folder / "p.png").read_bytes())
+        self.assertEqual(len(pictures), 1)
+
+
 class Refusals(ZrkTest):
     def test_wrong_options_are_named_with_what_would_be_right(self):
         document = self.put(graph([SPHERE, {"id": 2, "type": "PositionVec3"}], output=(1, 0), **BOUNDS))

@@ -195,7 +195,7 @@ class Convert(ZrkTest):
         for arguments, parts in (([self.folder / "b.obj", self.folder / "out.npy"], [".nrrd, .vti", "folder of slices"]),
                                  ([self.folder / "cut.nrrd", out], ["cut.nrrd", "8 bytes of values", "5832"]),
                                  ([self.npy, self.folder / "out.xyz"], [".nrrd"]), ([self.folder / "none.npy", out], ["none.npy"]),
-                                 ([self.npy], ["--output"]), ([self.npy, out, "-o", out], ["received 2"]),
+                                 ([self.npy], ["--output"]), ([self.npy, out, "-o", out], ["found 2 values"]),
                                  ([self.npy, out, "--unit", "furlong"], ["--unit"]), ([self.npy, out, "--bounds", "0,0,0,1,1"], ["six"]),
                                  ([self.npy, out, "--bounds", "0,0,0,1,-1,1"], ["lower corner"])):
             self.refused(2, "convert", *arguments, contains=parts)

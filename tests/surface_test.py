@@ -126,6 +126,12 @@ class Beams(SurfaceTest):
         self.assertAlmostEqual(self.surface(path, "b.3mf", "--bounds", "-2,-2,-2,2,2,2", "--iso", "0.01").radius,
                                0.35 * 2 / 5 + 0.01)
 
+    def test_a_report_tells_that_it_passes_over_beams(self):
+        self.surface(self.put(graph([BEAMS], output=(1, 0))), "a.3mf", "--bounds", "-2,-2,-2,2,2,2")
+        answer = self.succeed("surface", self.folder / "a.3mf", "--report", "--json")
+        self.assertTrue(json.loads(answer.out)["clean"])
+        self.assertRegex(answer.err, r"warning: .*a\.3mf: found 1 lattices of beams, which aren't read")
+
     def test_only_where_the_beams_are_the_solid(self):
         turned = graph([{"id": 2, "type": "AffineTransform"}, BEAMS], [(2, 0, 1, 0)], (1, 0))
         bounds = ["--bounds", "-2,-2,-2,2,2,2"]
@@ -328,7 +334,9 @@ class BadInput(SurfaceTest):
         cases = [
             ([], ["no document", "zrk surface --help"]),
             ([ball], ["-o FILE"]),
-            ([ball, "--json", *out], ["--json"]),
+            ([ball, "--json", *out], ["--json: found it without --report"]),
+            *[([mesh, "--report", *option], [f"{option[0].split('=')[0]}: found ", "m.obj\", a mesh", "a graph document"])
+              for option in (["--sharp"], ["--iso=1"], ["--pin=1:0"], ["--bounds=0,0,0,1,1,1"], ["--strict"])],
             ([mesh], ["a mesh file", "--report"]),
             ([mesh, "--report", *out], ["a mesh file", "without -o"]),
             ([ball, *out, "--report", self.folder / "r.stl"], ["--report", "report.txt"]),
@@ -343,7 +351,7 @@ class BadInput(SurfaceTest):
             ([BLEND, "-o", self.folder / "a.ply", "--color", "3:0"], ["--color 3:0", "tag Scalar", "tag Color"]),
             *[([ball, *out, f"--cell={cell}"], ["--cell"]) for cell in ("0", "-1", "nan", "inf", "x")],
             *[([ball, *out, f"--iso={iso}"], ["--iso"]) for iso in ("nan", "inf", "x")],
-            *[([ball, *out, f"--adaptive={e}"], ["--adaptive"]) for e in ("nan", "-1", "inf")],
+            *[([ball, *out, f"--adaptive={e}"], ["--adaptive"]) for e in ("nan", "-1", "inf", "0")],
             ([ball, *out, "--cell", "0.1", "--resolution", "8"], ["--cell"]),
             ([ball, *out, "--resolution", "0"], ["--resolution"]),
             ([ball, *out, "--bounds", "0,0,0,1,1,0"], ["no extent along z", "--bounds"]),
@@ -364,6 +372,8 @@ class BadInput(SurfaceTest):
             if bounds[0] == "-":
                 arguments += ["--density", "--iso", "0"]
             self.refused(1, *arguments, contains=["no surface at 0", "--bounds"])
+        self.refused(1, "surface", self.sphere(), "-o", target, "--bounds=-.1,-.1,-.1,.1,.1,.1", "--open",
+                     contains=["no surface at 0", "values on both sides of 0"])
         self.assertEqual(target.read_text(), "old")
         self.assertEqual(self.files(), ["a.stl", "ball.zrk.json"])
 

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -35,6 +36,7 @@ struct ConvertOptions {
     std::optional<std::string> bounds;
     std::string type = "float64";
     std::optional<std::string> unit;
+    std::optional<std::uint64_t> memory;
     bool quiet = false;
 };
 
@@ -121,6 +123,7 @@ void convertPieces(const ConvertOptions& options, const zrk::VolumeSource& sourc
 
 void convert(const ConvertOptions& options)
 {
+    limitMemory(options.memory);
     const zrk::NumberType type = zrk::valueOrThrow(zrk::numberType(options.type));
     zrk::valueOrThrow(zrk::checkNumberType(options.to, type)); // throws before any work is done
     if (options.unit) {
@@ -161,8 +164,8 @@ void addConvertCommand(const Program& program)
         ->required();
     command
         ->add_option("-o,--output,OUT", options->to,
-                     zrk::canWriteVdb() ? "volume to write: .npy, .nrrd, .vti or .vdb"
-                                        : "volume to write: .npy, .nrrd or .vti")
+                     zrk::canWriteVdb() ? "volume to write, there or after -o: .npy, .nrrd, .vti or .vdb"
+                                        : "volume to write, there or after -o: .npy, .nrrd or .vti")
         ->required();
     command->add_option("--bounds", options->bounds,
                         "corners x0,y0,z0,x1,y1,z1 of the first and the last node; without them those that "
@@ -174,6 +177,7 @@ void addConvertCommand(const Program& program)
         ->check(CLI::IsMember({"float64", "float32", "float16", "uint8"}));
     command->add_option("--unit", options->unit,
                         "unit that the file names: m, cm, mm, um, inch or ft; without it that of IN");
+    addMemoryOption(*command, options->memory);
     command->add_flag("--quiet", options->quiet, "no progress, no summary");
     command->callback([&work = program.work, options] { work = [options] { convert(*options); }; });
 }

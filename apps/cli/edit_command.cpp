@@ -9,6 +9,7 @@
 #include <fmt/core.h>
 
 #include <charconv>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -63,7 +64,9 @@ void edit(const EditOptions& options)
         throw zrk::FaultError({"edit", "a document from standard input", "a file to write it to",
                                "give -o FILE, or -o - for standard output"});
     }
-    zrkmodel::EditSession session(loadDocument(options, options.quiet));
+    std::vector<std::filesystem::path> inputs;
+    zrkmodel::EditSession session(loadDocument(options, options.quiet, &inputs));
+    checkIsNotRead(options.file.value_or(""), inputs);
     withProgress("editing", options.quiet, [&](ProgressBar& bar) {
         for (const Assignment& assignment : assignments) {
             zrk::valueOrThrow(session.setValue(assignment.node, assignment.key, assignment.value, &bar));

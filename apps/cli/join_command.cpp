@@ -1,5 +1,6 @@
 #include "apps/cli/commands.h"
 #include "apps/cli/messages.h"
+#include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/shard_options.h"
 #include "core/engine/progress.h"
@@ -13,6 +14,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace zrkcli {
@@ -97,6 +99,7 @@ void joinSurface(const JoinOptions& options)
 
 void join(const JoinOptions& options)
 {
+    limitMemory(std::nullopt);
     const bool isSurface = options.index.ends_with(kSurfaceIndex);
     if (!isSurface && !options.index.ends_with(".pvti")) {
         throw zrk::FaultError(

@@ -4,11 +4,11 @@
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/ranks.h"
+#include "apps/cli/usage.h"
 #include "components/registration.h"
 #include "core/values/fault.h"
 #include "core/values/stop.h"
 #include "host/build_information.h"
-#include "host/nearest_names.h"
 
 #include <fmt/format.h>
 
@@ -62,94 +62,6 @@ int report(const std::exception& error) noexcept
     }
 }
 
-std::vector<std::string> commandNames(const CLI::App& app)
-{
-    std::vector<std::string> names;
-    for (const CLI::App* command : zrkcli::commandsOf(app)) {
-        names.push_back(command->get_name());
-    }
-    return names;
-}
-
-/// The long options of a command, each with its dashes.
-std::vector<std::string> optionNames(const CLI::App& command)
-{
-    std::vector<std::string> names;
-    for (const CLI::Option* option : zrkcli::optionsOf(command, false)) {
-        for (const std::string& name : zrkcli::namesOf(*option)) {
-            if (name.starts_with("--")) {
-                names.push_back(name);
-            }
-        }
-    }
-    return names;
-}
-
-/// The word on the command line that stands for a command; null where there is none.
-const char* commandWord(int argc, char** argv)
-{
-    const auto* word = std::find_if(argv + 1, argv + argc, [](const char* text) { return text[0] != '-'; });
-    return word == argv + argc ? nullptr : *word;
-}
-
-/// The first word that a command can't use, an option before others; empty where it misses one.
-std::string strayWord(const CLI::App& command, const CLI::ParseError& error)
-{
-    const auto extras = command.remaining();
-    // A misspelt option may also be the one that is missed.
-    const bool isStray =
-        dynamic_cast<const CLI::ExtrasError*>(&error) || dynamic_cast<const CLI::RequiredError*>(&error);
-    if (!isStray || extras.empty()) {
-        return "";
-    }
-    const auto option = std::find_if(extras.begin(), extras.end(),
-                                     [](const std::string& word) { return word.starts_with("-"); });
-    return option != extras.end() ? *option : extras.front();
-}
-
-std::string didYouMean(const std::string& word, const std::vector<std::string>& known)
-{
-    return fmt::format("did you mean {}? ", zrkmodel::nearestNames(word, known, 2));
-}
-
-zrk::Fault usageFault(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv)
-{
-    const auto called = app.get_subcommands();
-    if (called.empty()) {
-        const char* word = commandWord(argc, argv);
-        if (word && word == std::string_view("help") && argc > 2) {
-            word = argv[2];
-        }
-        const std::vector<std::string> names = commandNames(app);
-        return {"command line",
-                word ? "the unknown command " + zrk::quotation(word) : zrk::quotation(argv[1]),
-                fmt::format("one of {}", fmt::join(names, ", ")),
-                (word ? didYouMean(word, names) : "") + "`zrk --help` shows how to call it"};
-    }
-    const std::string name = called.front()->get_name();
-    const std::string stray = strayWord(*called.front(), error);
-    const bool isOption = stray.starts_with("--");
-    return {name,
-            stray.empty() ? fmt::format("a wrong command line ({})", error.what()) : zrk::quotation(stray),
-            "the arguments and options that it takes",
-            (isOption ? didYouMean(stray.substr(0, stray.find('=')), optionNames(*called.front())) : "") +
-                fmt::format("`zrk {} --help` shows how to call it", name)};
-}
-
-/// `zrk` alone, `zrk help` and `zrk help COMMAND`, as --help says it; nothing for any other command line.
-std::optional<std::string> helpText(const CLI::App& app, int argc, char** argv)
-{
-    const std::string_view first = argc > 1 ? argv[1] : "help";
-    if (first != "help" || argc > 3) {
-        return std::nullopt;
-    }
-    if (argc < 3) {
-        return app.help();
-    }
-    const CLI::App* found = zrkcli::commandNamed(app, argv[2]);
-    return found ? std::optional(found->help("zrk")) : std::nullopt;
-}
-
 /// Returns the exit status of what went well, unless its results are lost.
 int statusOfResults()
 {
@@ -171,11 +83,11 @@ int statusOfResults()
 }
 
 /// Runs a command and returns its exit status. Every failure becomes one message and a status.
-int runWork(const zrkcli::Work& work)
+int runWork(const std::string& command, const zrkcli::Work& work)
 {
     const zrkcli::ComplaintsToStandardError complaints;
     const zrk::StopScope stoppable(zrkcli::interruptSign(), zrkcli::endInterrupted);
-    const zrk::Result<void> done = zrk::attempt("command", work);
+    const zrk::Result<void> done = zrk::attempt(command, work);
     // A lost result may also be what the work failed of.
     const int status = statusOfResults();
     if (status != 0 || done) {
@@ -186,9 +98,8 @@ int runWork(const zrkcli::Work& work)
 }
 
 /// The work as that of one of the ranks of a run.
-zrkcli::Work amongRanks(const CLI::App& app, zrkcli::Work work)
+zrkcli::Work amongRanks(const std::string& name, zrkcli::Work work)
 {
-    const std::string name = app.get_subcommands().front()->get_name();
     return [name, work = std::move(work)] {
         if (name != "sample" && name != "surface") {
             throw zrk::FaultError(
@@ -255,7 +166,7 @@ int runProgram(int argc, char** argv)
     zrkcli::addManCommand(program);
 
     takeDecimals(app);
-    if (const auto help = helpText(app, argc, argv)) {
+    if (const auto help = zrkcli::helpText(app, argc, argv)) {
         fmt::print("{}", *help);
         return statusOfResults();
     }
@@ -264,12 +175,13 @@ int runProgram(int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         const bool isHelp = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
         if (!isHelp) {
-            return report(usageFault(app, error, argc, argv));
+            return report(zrkcli::usageFault(app, error, argc, argv));
         }
         app.exit(error);
         return statusOfResults();
     }
-    return runWork(isMpi ? amongRanks(app, work) : work);
+    const std::string command = app.get_subcommands().front()->get_name();
+    return runWork(command, isMpi ? amongRanks(command, work) : work);
 }
 
 } // namespace

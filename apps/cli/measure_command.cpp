@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <memory>
 
 namespace zrkcli {
@@ -96,6 +97,11 @@ public:
 
     void run()
     {
+        if (!_options.file.empty()) {
+            std::vector<std::filesystem::path> inputs = _job.inputs;
+            inputs.pop_back(); // the document, which may take on what was found
+            checkIsNotRead(_options.file, inputs);
+        }
         if (!_options.solve.empty()) {
             solve();
         }
@@ -297,6 +303,7 @@ private:
 
 void checkOptions(const MeasureOptions& options)
 {
+    checkFinite("--accuracy", options.accuracy);
     if (options.solve.empty() != options.goal.empty()) {
         throw zrk::FaultError({options.solve.empty() ? "--for" : "--solve", "one of the two alone",
                                "--solve NODE.KEY with --for QUANTITY=VALUE",

@@ -4,6 +4,7 @@
 #include "apps/cli/progress_bar.h"
 #include "apps/cli/ranks.h"
 #include "formats/atomic_file.h"
+#include "formats/file_name.h"
 #include "formats/points.h"
 #include "host/document_values.h"
 #include "host/free_memory.h"
@@ -16,6 +17,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <string_view>
 
 namespace zrkcli {
 
@@ -28,7 +30,9 @@ void checkExtents(const std::string& place, const zrk::Tensor<3, double>& a, con
     for (std::size_t axis = 0; axis < 3; ++axis) {
         const double extent = std::abs(b[axis] - a[axis]);
         if (!std::isnormal(extent) || !std::isfinite(1 / extent)) {
-            const char* what = extent > 0 ? "an extent beyond all numbers" : "no extent";
+            const char* what = extent > 1   ? "an extent beyond all numbers"
+                               : extent > 0 ? "an extent too small for numbers"
+                                            : "no extent";
             throw zrk::FaultError(
                 {place, fmt::format("{} along {} (from {:g} to {:g})", what, "xyz"[axis], a[axis], b[axis]),
                  "two opposite corners, so far apart that a grid has room", remedy});
@@ -38,15 +42,26 @@ void checkExtents(const std::string& place, const zrk::Tensor<3, double>& a, con
 
 /// The most memory to take: what was asked for or, of a run of several ranks, a share of three quarters of
 /// what is free.
-std::optional<double> memoryOf(const DocumentOptions& options)
+std::optional<double> memoryOf(const std::optional<std::uint64_t>& bytes)
 {
     constexpr double kShare = 0.75;
     const Ranks* ranks = ranksOfRun();
-    if (options.memory || !ranks) {
-        return options.memory ? std::optional(static_cast<double>(*options.memory)) : std::nullopt;
+    if (bytes || !ranks) {
+        return bytes ? std::optional(static_cast<double>(*bytes)) : std::nullopt;
     }
     const std::optional<double> free = zrkmodel::memoryToUse();
     return free ? std::optional(kShare * *free / ranks->countHere()) : std::nullopt;
+}
+
+/// Whether a text is a whole number with a unit of bytes or none.
+bool isSize(const std::string& text)
+{
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    const auto unit = std::find_if_not(text.begin(), text.end(), isDigit);
+    const auto last = std::find_if_not(unit, text.end(), [](char c) {
+        return std::string_view("bkmgtpeiBKMGTPEI ").find(c) != std::string_view::npos;
+    });
+    return unit != text.begin() && last == text.end();
 }
 
 /// NODE.KEY=VALUE: a JSON value, or a text as it stands.
@@ -158,6 +173,21 @@ NodeKey parseNodeKey(const std::string& option, const std::string& text)
     return {static_cast<std::uint16_t>(node), text.substr(dot + 1)};
 }
 
+void addMemoryOption(CLI::App& command, std::optional<std::uint64_t>& bytes)
+{
+    command
+        .add_option("--memory", bytes,
+                    "most memory to take, e.g. 500M or 2G; without it three quarters of what is free")
+        ->transform(CLI::AsSizeValue(false))
+        // Comes before the one above, which takes -1 for a very large number, and leaves nothing to quote of
+        // what it refuses.
+        ->transform([](const std::string& text) {
+            return isSize(text) ? text : throw CLI::ValidationError("--memory", "no size");
+        });
+}
+
+void limitMemory(const std::optional<std::uint64_t>& bytes) { zrkmodel::limitMemory(memoryOf(bytes)); }
+
 void DocumentOptions::addTo(CLI::App& command)
 {
     command
@@ -171,15 +201,7 @@ void DocumentOptions::addTo(CLI::App& command)
             "--set", changes,
             "another value of a node for this run, NODE.KEY=VALUE, as the document would have it; may repeat")
         ->expected(1, 1000000);
-    command
-        .add_option("--memory", memory,
-                    "most memory to take, e.g. 500M or 2G; without it three quarters of what is free")
-        ->transform(CLI::AsSizeValue(false))
-        // Comes before the one above, which takes -1 for a very large number.
-        ->transform([](const std::string& text) {
-            return text.starts_with("-") ? throw CLI::ValidationError("--memory", text + " isn't above 0")
-                                         : text;
-        });
+    addMemoryOption(command, memory);
 }
 
 void SamplingOptions::addTo(CLI::App& command)
@@ -202,7 +224,7 @@ zrkmodel::GraphDocument loadDocument(const DocumentOptions& options, bool quiet,
                                      std::vector<std::filesystem::path>* files,
                                      zrkmodel::DocumentWarnings* told)
 {
-    zrkmodel::limitMemory(memoryOf(options));
+    limitMemory(options.memory);
     zrkmodel::DocumentWarnings warnings;
     auto document = withProgress("loading", quiet, [&](ProgressBar& bar) {
         zrkmodel::LoadSettings settings(&bar);
@@ -249,6 +271,24 @@ void tellRemarks(const std::vector<zrk::Fault>& remarks, bool quiet)
     }
 }
 
+void checkIsNotRead(const std::string& file, const std::vector<std::filesystem::path>& inputs)
+{
+    const std::filesystem::path path(file);
+    const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+    const bool isPicture = zrk::extensionOf(file) == ".png";
+    for (const std::filesystem::path& input : inputs) {
+        std::error_code isMissing;
+        const bool isSlice = isPicture && std::filesystem::is_directory(input, isMissing) &&
+                             std::filesystem::equivalent(folder, input, isMissing);
+        if (isSlice || std::filesystem::equivalent(path, input, isMissing)) {
+            throw zrk::FaultError({file,
+                                   isSlice ? "a picture among the slices that are read"
+                                           : "a file that the document is read from",
+                                   "another file to write", "give it another name"});
+        }
+    }
+}
+
 Job::Job(const SamplingOptions& options, std::vector<std::filesystem::path>* files)
     : document(loadDocument(options, options.quiet, files ? files : &inputs))
 {
@@ -287,13 +327,7 @@ std::string Job::fileOf(const zrkmodel::OutputField& output, const std::string& 
 
 void Job::checkTarget(const std::string& file) const
 {
-    for (const std::filesystem::path& input : inputs) {
-        std::error_code isMissing;
-        if (std::filesystem::equivalent(file, input, isMissing)) {
-            throw zrk::FaultError({file, "a file that the document is read from", "another file to write",
-                                   "give -o another name"});
-        }
-    }
+    checkIsNotRead(file, inputs);
     std::error_code isMissing;
     if (!std::filesystem::exists(file, isMissing) || std::filesystem::is_regular_file(file, isMissing)) {
         zrk::valueOrThrow(zrk::AtomicFile::create(file)); // goes again

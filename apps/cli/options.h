@@ -16,6 +16,10 @@
 
 namespace zrkcli {
 
+void addMemoryOption(CLI::App& command, std::optional<std::uint64_t>& bytes);
+/// Has the program keep to what came after --memory, or to a share of what is free.
+void limitMemory(const std::optional<std::uint64_t>& bytes);
+
 /// The options that every command that loads a document takes.
 struct DocumentOptions {
     std::string document;
@@ -73,6 +77,10 @@ void tellWarning(const zrk::Fault& warning, bool isStrict, bool quiet);
 /// Tells remarks on standard error, unless a command is quiet.
 void tellRemarks(const std::vector<zrk::Fault>& remarks, bool quiet);
 
+/// Throws FaultError for a file to write that is one of those that are read, under whichever name, or a
+/// picture in a folder whose slices are.
+void checkIsNotRead(const std::string& file, const std::vector<std::filesystem::path>& inputs);
+
 /// A document and those outputs of it which a command samples.
 struct Job {
     std::vector<std::filesystem::path> inputs; ///< what the document names, and itself
@@ -88,8 +96,8 @@ struct Job {
     /// such as part_2_0.npy for output 0 of node 2.
     /// Checked by `checkTarget`.
     std::string fileOf(const zrkmodel::OutputField& output, const std::string& file) const;
-    /// Throws FaultError for a file to write that is the document or one of those that it reads, under
-    /// whichever name, as it would be lost, and for one that can't be made: work may take long.
+    /// Throws FaultError for a file to write that is the document or one of those that it reads, as it would
+    /// be lost, and for one that can't be made: work may take long.
     void checkTarget(const std::string& file) const;
 };
 

@@ -67,13 +67,17 @@ zrk::Vector3 parseDirection(const std::string& text)
         names += std::string(name) + ", ";
     }
     const auto n = zrk::parseNumbers(text, 3);
-    const zrk::Vector3 direction = n ? zrk::Vector3{(*n)[0], (*n)[1], (*n)[2]} : zrk::Vector3{};
-    const double size = zrk::length(direction);
-    if (!(size > 0) || !std::isfinite(size)) {
+    zrk::Vector3 direction = n ? zrk::Vector3{(*n)[0], (*n)[1], (*n)[2]} : zrk::Vector3{};
+    const double largest = std::max({std::abs(direction[0]), std::abs(direction[1]), std::abs(direction[2])});
+    if (largest == 0) {
         refuse("--from", text, "one of " + names + "or three finite numbers x,y,z, not all 0",
                "name the side that the viewer stands on, e.g. --from front or --from 1,-2,1");
     }
-    return direction * (1 / size);
+    // Squares and reciprocals of very large and very small numbers are out of range.
+    for (double& coordinate : direction) {
+        coordinate /= largest;
+    }
+    return direction * (1 / zrk::length(direction));
 }
 
 /// Cuts the half of the box away that is on the viewer's side of the plane.
@@ -169,7 +173,10 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
     setBackground(settings, options.background);
 
     const Job job(options, files);
-    job.checkTarget(options.file);
+    job.checkTarget(options.turntable > 0 ? numbered(options.file, 0, options.turntable) : options.file);
+    for (int i = 1; i < options.turntable; ++i) {
+        checkIsNotRead(numbered(options.file, static_cast<std::size_t>(i), options.turntable), job.inputs);
+    }
     const zrkmodel::Solid solid = solidOf(options, job);
     settings.region =
         zrk::valueOrThrow(zrkmodel::regionOf(solid.bounds, "give --bounds, or modelBounds in the document"));

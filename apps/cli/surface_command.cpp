@@ -19,6 +19,7 @@
 #include <cmath>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,13 +36,15 @@ struct SurfaceOptions : SolidOptions {
     bool hasCell = false;
     bool isSharp = false;
     bool isOpen = false;
-    double flatness = 0;
+    std::optional<double> flatness;
     std::string color;
     std::string unit;
     bool wantsReport = false;
     std::string reportFile;
     bool json = false;
     std::optional<std::string> shard;
+    /// Options of the command line that are about a document, not a mesh.
+    std::vector<std::string> ofDocuments;
 
     /// Throws FaultError for what no parser of numbers finds, and takes the word after --report for the
     /// document where there is no other.
@@ -75,10 +78,10 @@ void SurfaceOptions::checkNumber(const char* option, double value, double least)
 void SurfaceOptions::checkShard() const
 {
     checkTileNames(shard, file, kSurfaceIndex);
-    const char* whole = isOpen          ? "--open: its rim is found on the whole mesh"
-                        : flatness != 0 ? "--adaptive: triangles are joined across tiles"
-                        : wantsReport   ? "--report: it is on the whole mesh"
-                                        : nullptr;
+    const char* whole = isOpen        ? "--open: its rim is found on the whole mesh"
+                        : flatness    ? "--adaptive: triangles are joined across tiles"
+                        : wantsReport ? "--report: it is on the whole mesh"
+                                      : nullptr;
     if (writesTiles(shard) && whole) {
         throw zrk::FaultError({shard ? "--shard" : "--mpi", whole,
                                "a surface that tiles can be made of one by one",
@@ -101,8 +104,8 @@ void SurfaceOptions::settle()
     if (iso) {
         checkNumber("--iso", *iso, -std::numeric_limits<double>::infinity());
     }
-    if (flatness != 0) {
-        checkNumber("--adaptive", flatness, 0);
+    if (flatness) {
+        checkNumber("--adaptive", *flatness, 0);
     }
     if (isMesh(reportFile) || reportFile.ends_with(".zrk.json")) {
         throw zrk::FaultError({"--report", zrk::quotation(reportFile),
@@ -120,6 +123,11 @@ void SurfaceOptions::settle()
     if (isAboutMesh() && (!wantsReport || !file.empty())) {
         throw zrk::FaultError({document, "a mesh file", "a graph document, or --report without -o",
                                "`zrk surface --report " + document + "` reports on a mesh"});
+    }
+    if (isAboutMesh() && !ofDocuments.empty()) {
+        throw zrk::FaultError({ofDocuments.front(), zrk::quotation(document) + ", a mesh",
+                               "a graph document, from which a surface is made",
+                               "leave " + ofDocuments.front() + " out, or name the document"});
     }
 }
 
@@ -142,6 +150,8 @@ zrk::MeshReport reportOn(const zrk::SurfaceMesh& mesh, bool quiet)
 
 void reportOnFile(const SurfaceOptions& options)
 {
+    checkIsNotRead(options.reportFile, {options.document});
+    limitMemory(options.memory);
     printReport(options, endingAtInterrupt([&] {
                     const zrk::FileMesh mesh = zrk::valueOrThrow(zrk::readMesh(options.document));
                     for (const zrk::Fault& warning : mesh.warnings) {
@@ -167,6 +177,9 @@ public:
           _task(task())
     {
         _job.checkTarget(_options.file);
+        if (!_options.reportFile.empty()) {
+            _job.checkTarget(_options.reportFile);
+        }
         zrk::valueOrThrow(
             zrkmodel::checkSurfaceFormat(_options.file, _format, _task.colors.has_value(), _options.isOpen));
         _sharing.reset();
@@ -296,7 +309,7 @@ private:
         settings.solid = solid.side;
         settings.keepsCreases = _options.isSharp;
         settings.isOpen = _options.isOpen;
-        settings.flatness = _options.flatness;
+        settings.flatness = _options.flatness.value_or(0);
         settings.threads = _options.threads;
         return settings;
     }
@@ -327,6 +340,19 @@ void surface(SurfaceOptions options)
     } else {
         SurfaceRun(options).run();
     }
+}
+
+/// The options of the command line but for some.
+std::vector<std::string> givenBeside(const CLI::App& command, const std::vector<std::string>& others)
+{
+    std::vector<std::string> given;
+    for (const CLI::Option* option : command.get_options()) {
+        const std::string name = option->get_name();
+        if (option->count() > 0 && std::find(others.begin(), others.end(), name) == others.end()) {
+            given.push_back(name);
+        }
+    }
+    return given;
 }
 
 void addOptions(CLI::App& command, SurfaceOptions& options)
@@ -364,7 +390,11 @@ void addOptions(CLI::App& command, SurfaceOptions& options)
     command.add_flag("--json", options.json, "report as JSON, as it is for a file named .json")
         ->needs(report);
     addShardOption(command, options.shard, "NAME.zrk-tiles");
-    command.parse_complete_callback([&options, report] { options.wantsReport = report->count() > 0; });
+    command.parse_complete_callback([&options, &command, report] {
+        options.wantsReport = report->count() > 0;
+        options.ofDocuments =
+            givenBeside(command, {"DOC", "--output", "--report", "--json", "--unit", "--memory", "--quiet"});
+    });
 }
 
 } // namespace

@@ -14,6 +14,7 @@
 #include "host/field_grid.h"
 #include "host/field_remarks.h"
 #include "host/slice_picture.h"
+#include "host/surface_inputs.h"
 
 #include <fmt/core.h>
 
@@ -231,6 +232,33 @@ struct Followed {
     {}
 };
 
+/// What comes before the work proper: stops with it and tells no progress.
+class Preparation final : public zrk::ProgressMonitor {
+public:
+    explicit Preparation(zrk::ProgressMonitor* work) : _work(work) {}
+
+    void progress(double) override {}
+    bool interruptRequested() override { return _work && _work->interruptRequested(); }
+
+private:
+    zrk::ProgressMonitor* _work;
+};
+
+/// Throws FaultError for a surface that won't fit into memory.
+void checkSize(const Ready& ready, const zrk::SurfaceSettings& settings, zrk::ProgressMonitor* work)
+{
+    Preparation preparation(work);
+    try {
+        zrkmodel::checkSurfaceSize(ready.field, settings, zrk::PartFormat::Ply, preparation);
+    } catch (const zrk::FaultError& error) {
+        zrk::Fault fault = error.fault();
+        if (fault.kind == zrk::FaultKind::FailedWork) {
+            fault.remedy = "ask for a lower resolution or smaller bounds";
+        }
+        throw zrk::FaultError(std::move(fault));
+    }
+}
+
 [[noreturn]] void interrupted(const Node& node) { throw zrk::FaultError(zrk::interruptedAt(node.place())); }
 
 struct Solid {
@@ -416,8 +444,9 @@ py::tuple surfaceOf(Node& node, std::size_t output, const SurfaceOptions& option
     checkScalar(node, *ready, "which a surface is taken of");
     auto surface = running(progress, ready->where(), [&](zrk::ProgressMonitor& monitor) {
         const Followed followed(*ready, monitor, options.threads);
-        auto mesh = zrk::extractSurface(ready->field, settingsOf(*ready, options, followed.threads),
-                                        followed.monitor);
+        const zrk::SurfaceSettings settings = settingsOf(*ready, options, followed.threads);
+        checkSize(*ready, settings, followed.monitor);
+        auto mesh = zrk::extractSurface(ready->field, settings, followed.monitor);
         if (!mesh) {
             interrupted(node);
         }
@@ -489,6 +518,12 @@ py::array pictureOf(Node& node, std::size_t output, const RenderOptions& options
     settings.solid = solid.side;
     settings.width = options.width;
     settings.height = options.height;
+    if (static_cast<std::uint64_t>(settings.width) * static_cast<std::uint64_t>(settings.height) >
+        zrk::kMaxPicturePixels) {
+        throw zrk::FaultError({"size", fmt::format("{} x {} pixels", settings.width, settings.height),
+                               fmt::format("at most {} pixels together", zrk::kMaxPicturePixels),
+                               "ask for a smaller picture"});
+    }
     settings.threads = callsPython ? 1 : options.threads;
     settings.projection =
         options.isPerspective ? zrk::Projection::Perspective : zrk::Projection::Orthographic;

@@ -4,6 +4,7 @@ import os
 import pathlib
 import subprocess
 import tempfile
+import time
 import unittest
 import warnings
 
@@ -18,6 +19,24 @@ CUBE = ((-1, -1, -1), (1, 1, 1))
 
 def half_defined(points):
     return np.where(points[:, 0] > 0, np.nan, points[:, 1])
+
+
+class Sizes(unittest.TestCase):
+    def test_beyond_all_bounds_are_refused_before_the_work(self):
+        ball = zrk.SphereSDF(radius=0.8)
+        for name, act, finding, expectation in [
+            ("surface", lambda: ball.surface(resolution=300_000), "300000 x 300000 x 300000 cells", "4294967295 vertices"),
+            ("picture", lambda: ball.render(size=(16384, 16384)), "16384 x 16384 pixels", "33554432 pixels"),
+            ("threads", lambda: ball.surface(threads=1025), "1025", "from 0 to 1024"),
+        ]:
+            with self.subTest(name):
+                begun = time.monotonic()
+                with self.assertRaises(zrk.Error) as caught:
+                    act()
+                self.assertIn(finding, caught.exception.finding)
+                self.assertIn(expectation, caught.exception.expectation)
+                self.assertNotIn("--", caught.exception.remedy)
+                self.assertLess(time.monotonic() - begun, 5)
 
 
 class WithFolder(unittest.TestCase):

@@ -153,7 +153,7 @@ class Field:
         """
         lower, upper = self._box(bounds)
         dims = check.grid(resolution, lower, upper)
-        values = self._core.volume(self._output, lower, upper, dims, check.whole(threads, "threads", 0),
+        values = self._core.volume(self._output, lower, upper, dims, check.whole(threads, "threads", 0, 1024),
                                    check.progress(progress))
         spacing = [(b - a) / (n - 1) for a, b, n in zip(lower, upper, dims)]
         return _results.Volume(values, lower, spacing, self.name, self._core.is_density(self._output))
@@ -163,7 +163,7 @@ class Field:
         return _zrk.SurfaceOptions(lower, upper, check.cells(resolution, cell, lower, upper),
                                    check.optional_number(iso, "iso"), check.optional_flag(density, "density"),
                                    bool(sharp), bool(is_open), check.number_within(flatness, "adaptive", 0),
-                                   check.whole(threads, "threads", 0))
+                                   check.whole(threads, "threads", 0, 1024))
 
     def surface(self, bounds=None, resolution=128, *, cell=None, iso=None, density=None, sharp=False, open=False,
                 adaptive=0.0, threads=0, progress=None):
@@ -254,7 +254,7 @@ class Field:
         options = _zrk.RenderOptions(lower, upper, check.optional_number(iso, "iso"),
                                      check.optional_flag(density, "density"), width, height, check.direction(direction), bool(perspective), background,
                                      paint and paint._core, paint._output if paint else 0,
-                                     check.whole(threads, "threads", 0))
+                                     check.whole(threads, "threads", 0, 1024))
         return _results.Picture(self._core.picture(self._output, options, check.progress(progress)))
 
     def slice(self, axis="z", at=0.5, size=512, bounds=None, *, range=None, progress=None):
