@@ -5,6 +5,7 @@
 #include "apps/cli/ranks.h"
 #include "formats/atomic_file.h"
 #include "formats/points.h"
+#include "formats/text_words.h"
 #include "host/document_values.h"
 #include "host/free_memory.h"
 #include "model/graph.h"
@@ -12,7 +13,6 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -73,6 +73,12 @@ void makeChange(zrkmodel::GraphDocument& document, const std::string& change,
     }
 }
 
+std::optional<std::uint16_t> nodeId(const std::string& text)
+{
+    const auto id = zrk::wholeNumber<std::uint16_t>(text);
+    return id && *id <= zrkmodel::kMaxNodeId ? id : std::nullopt;
+}
+
 } // namespace
 
 zrk::BBox<double> boundsToSample(const std::optional<std::string>& text,
@@ -123,39 +129,27 @@ zrk::Interval<double> parseRange(const std::string& text)
 
 zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text)
 {
-    unsigned node = 0;
-    unsigned output = 0;
     const std::size_t colon = text.find(':');
-    const char* begin = text.data();
-    const char* end = begin + text.size();
-    bool isPin = colon != std::string::npos;
-    if (isPin) {
-        const char* middle = begin + colon;
-        const auto first = std::from_chars(begin, middle, node);
-        const auto second = std::from_chars(middle + 1, end, output);
-        isPin =
-            first.ec == std::errc() && first.ptr == middle && second.ec == std::errc() && second.ptr == end;
-    }
-    if (!isPin || node > zrkmodel::kMaxNodeId || output > 255) {
+    const auto node = nodeId(text.substr(0, colon));
+    const auto output =
+        colon == std::string::npos ? std::nullopt : zrk::wholeNumber<std::uint8_t>(text.substr(colon + 1));
+    if (!node || !output) {
         throw zrk::FaultError(
             {option, zrk::quotation(text), "NODE:OUT",
              "give a node's id and the index of one of its outputs, e.g. " + option + " 2:0"});
     }
-    return {static_cast<std::uint16_t>(node), static_cast<std::uint8_t>(output)};
+    return {*node, *output};
 }
 
 NodeKey parseNodeKey(const std::string& option, const std::string& text)
 {
     const std::size_t dot = text.find('.');
-    unsigned node = 0;
-    const char* end = text.data() + std::min(dot, text.size());
-    const auto read = std::from_chars(text.data(), end, node);
-    if (dot == std::string::npos || dot + 1 == text.size() || read.ec != std::errc() || read.ptr != end ||
-        node > zrkmodel::kMaxNodeId) {
+    const auto node = nodeId(text.substr(0, dot));
+    if (!node || dot == std::string::npos || dot + 1 == text.size()) {
         throw zrk::FaultError({option, zrk::quotation(text), "NODE.KEY",
                                "give a node's id and one of its values, e.g. " + option + " 2.contour"});
     }
-    return {static_cast<std::uint16_t>(node), text.substr(dot + 1)};
+    return {*node, text.substr(dot + 1)};
 }
 
 void DocumentOptions::addTo(CLI::App& command)
