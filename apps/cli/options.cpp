@@ -6,6 +6,7 @@
 #include "formats/atomic_file.h"
 #include "formats/points.h"
 #include "formats/text_words.h"
+#include "host/document_json.h"
 #include "host/document_values.h"
 #include "host/free_memory.h"
 #include "model/graph.h"
@@ -16,6 +17,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <utility>
 
 namespace zrkcli {
 
@@ -49,21 +51,11 @@ std::optional<double> memoryOf(const DocumentOptions& options)
     return free ? std::optional(kShare * *free / ranks->countHere()) : std::nullopt;
 }
 
-/// NODE.KEY=VALUE: a JSON value, or a text as it stands.
+/// Makes what stands after --set.
 void makeChange(zrkmodel::GraphDocument& document, const std::string& change,
                 zrkmodel::DocumentWarnings& warnings)
 {
-    const std::size_t equals = change.find('=');
-    if (equals == std::string::npos) {
-        throw zrk::FaultError(
-            {"--set", zrk::quotation(change), "NODE.KEY=VALUE", "write it as --set 2.radius=0.4"});
-    }
-    const NodeKey target = parseNodeKey("--set", change.substr(0, equals));
-    const std::string text = change.substr(equals + 1);
-    zrkmodel::ZRKJson value = zrkmodel::ZRKJson::parse(text, nullptr, false);
-    if (value.is_discarded()) {
-        value = text;
-    }
+    const auto [target, value] = parseAssignment("--set", change);
     zrk::valueOrThrow(document.setValue(target.node, target.key, value).map_error([](zrk::Fault fault) {
         return zrk::within("--set", std::move(fault));
     }));
@@ -150,6 +142,23 @@ NodeKey parseNodeKey(const std::string& option, const std::string& text)
                                "give a node's id and one of its values, e.g. " + option + " 2.contour"});
     }
     return {*node, text.substr(dot + 1)};
+}
+
+Assignment parseAssignment(const std::string& place, const std::string& text)
+{
+    const std::size_t dot = text.find('.');
+    const std::size_t equals = text.find('=', dot == std::string::npos ? 0 : dot);
+    const auto node = nodeId(text.substr(0, dot));
+    if (!node || dot == std::string::npos || equals == std::string::npos || equals == dot + 1) {
+        throw zrk::FaultError({place, zrk::quotation(text), "NODE.KEY=VALUE",
+                               "give a node's id, a key of its values and the new value, e.g. 2.radius=0.4"});
+    }
+    const std::string value = text.substr(equals + 1);
+    // As a member of a document, so that it is refused for the same reasons.
+    auto read = zrkmodel::parseDocumentJson("{\"value\": " + value + "}", text);
+    const bool isWhole = read && read->size() == 1;
+    return {{*node, text.substr(dot + 1, equals - dot - 1)},
+            isWhole ? std::move((*read)["value"]) : zrkmodel::ZRKJson(value)};
 }
 
 void DocumentOptions::addTo(CLI::App& command)
