@@ -24,23 +24,7 @@ LineReader::LineReader(Result<InputFile> file, ProgressMonitor* monitor) : _moni
     }
 }
 
-LineReader::LineReader(std::istream& stream) : _stream(&stream), _buffer(kBlock) {}
-
-/// Reads some bytes; 0 at the end and where there is a fault.
-std::size_t LineReader::readInto(char* bytes, std::size_t size)
-{
-    if (_stream) {
-        _stream->read(bytes, static_cast<std::streamsize>(size));
-        return static_cast<std::size_t>(_stream->gcount());
-    }
-    const Result<std::size_t> read = _file->read(bytes, size, _monitor);
-    if (!read) {
-        _fault = read.error();
-    }
-    return read.value_or(0);
-}
-
-/// Reads on behind what isn't given yet; false at the end of the file.
+/// Reads on behind what isn't given yet; false at the end of the file and where there is a fault.
 bool LineReader::readBlock()
 {
     if (_begin > 0) {
@@ -51,9 +35,13 @@ bool LineReader::readBlock()
     if (_end == _buffer.size()) {
         _buffer.resize(std::min(2 * _buffer.size(), kMaxLineBytes + kBlock));
     }
-    const std::size_t read = readInto(_buffer.data() + _end, _buffer.size() - _end);
-    _end += read;
-    return read > 0;
+    const Result<std::size_t> read = _file->read(_buffer.data() + _end, _buffer.size() - _end, _monitor);
+    if (!read) {
+        _fault = read.error();
+        return false;
+    }
+    _end += *read;
+    return *read > 0;
 }
 
 void LineReader::skipRestOfLine()

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <istream>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -25,8 +24,6 @@ public:
     explicit LineReader(const std::filesystem::path& path, ProgressMonitor* monitor = nullptr)
         : LineReader(InputFile::open(path), monitor)
     {}
-    /// The stream must outlive the reader.
-    explicit LineReader(std::istream& stream);
     LineReader(const LineReader&) = delete;
     LineReader& operator=(const LineReader&) = delete;
 
@@ -44,7 +41,6 @@ public:
 
 private:
     std::optional<InputFile> _file;
-    std::istream* _stream = nullptr;
     ProgressMonitor* _monitor = nullptr;
     std::optional<Fault> _fault;
     std::vector<char> _buffer;
@@ -54,7 +50,6 @@ private:
     bool _isWhole = true;
     std::int64_t _number = 0;
 
-    std::size_t readInto(char* bytes, std::size_t size);
     bool readBlock();
     void skipRestOfLine();
 };

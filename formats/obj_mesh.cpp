@@ -8,7 +8,6 @@
 #include <fmt/compile.h>
 #include <fmt/format.h>
 
-#include <charconv>
 #include <iterator>
 #include <optional>
 #include <string_view>
@@ -22,13 +21,11 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF"; ///< as some editors
 /// The vertex that a corner such as "7", "7/1/2" or "-1//3" names, from 0. Nothing for any other word.
 std::optional<std::int64_t> vertexOf(std::string_view corner, std::size_t vertexCount)
 {
-    const std::string_view digits = corner.substr(0, corner.find('/'));
-    std::int64_t index = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), index);
-    if (error != std::errc() || end != digits.data() + digits.size()) {
+    const auto index = wholeNumber<std::int64_t>(corner.substr(0, corner.find('/')));
+    if (!index) {
         return std::nullopt;
     }
-    return index < 0 ? static_cast<std::int64_t>(vertexCount) + index : index - 1;
+    return *index < 0 ? static_cast<std::int64_t>(vertexCount) + *index : *index - 1;
 }
 
 bool readVertex(std::string_view rest, MeshBuilder& builder)

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -170,11 +169,10 @@ private:
     {
         Element element;
         element.name = takeWord(rest);
-        const std::string_view count = takeWord(rest);
-        const auto [end, error] = std::from_chars(count.data(), count.data() + count.size(), element.count);
-        const bool isGood = error == std::errc() && end == count.data() + count.size();
+        const auto count = wholeNumber<decltype(element.count)>(takeWord(rest));
+        element.count = count.value_or(0);
         _header.elements.push_back(std::move(element));
-        return isGood;
+        return count.has_value();
     }
 
     bool readPropertyLine(std::string_view rest)

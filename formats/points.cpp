@@ -78,16 +78,8 @@ std::optional<std::vector<double>> parseNumbers(std::string_view text, std::size
     return numbers.size() == count ? std::optional(std::move(numbers)) : std::nullopt;
 }
 
-Result<Points> readPoints(std::istream& stream, const std::string& place)
-{
-    return attempt(place, [&] {
-        LineReader lines(stream);
-        return pointsOf(lines, place, kMaxPoints);
-    });
-}
-
-Result<Points> readPointsFile(Result<InputFile> file, const std::string& place, std::size_t most,
-                              ProgressMonitor* monitor)
+Result<Points> readPoints(Result<InputFile> file, const std::string& place, std::size_t most,
+                          ProgressMonitor* monitor)
 {
     return attempt(place, [&] {
         LineReader lines(std::move(file), monitor);

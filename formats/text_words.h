@@ -1,8 +1,10 @@
 #pragma once
 
+#include <charconv>
 #include <cstddef>
 #include <optional>
 #include <string_view>
+#include <system_error>
 
 namespace zrk {
 
@@ -34,5 +36,16 @@ inline std::string_view takeWord(std::string_view& text)
 
 /// The finite number that a word is; nothing for any other. A plus sign may stand before it.
 std::optional<double> finiteNumber(std::string_view word);
+
+/// The whole number that a word is, without a plus sign; nothing for any other word, and for a number beyond
+/// those of the type.
+template <class Integer>
+std::optional<Integer> wholeNumber(std::string_view word, int base = 10)
+{
+    Integer value{};
+    const char* const behind = word.data() + word.size();
+    const auto [end, error] = std::from_chars(word.data(), behind, value, base);
+    return error == std::errc() && end == behind ? std::optional(value) : std::nullopt;
+}
 
 } // namespace zrk

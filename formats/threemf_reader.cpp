@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <iterator>
 #include <map>
@@ -218,13 +217,12 @@ private:
     std::uint32_t wholeNumber(const XmlReader& xml, std::string_view name) const
     {
         const std::string& text = required(xml, name);
-        std::uint32_t number = 0;
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-        if (error != std::errc() || end != text.data() + text.size() || number > kMaxMeshNumbers) {
+        const auto number = zrk::wholeNumber<std::uint32_t>(text);
+        if (!number || *number > kMaxMeshNumbers) {
             refuse(xml.place(), quotation(name) + ": " + quotation(text),
                    fmt::format("a whole number from 0 to {}", kMaxMeshNumbers));
         }
-        return number;
+        return *number;
     }
 
     Matrix matrixOf(const XmlReader& xml) const

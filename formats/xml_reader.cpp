@@ -4,7 +4,6 @@
 #include "formats/text_words.h"
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
 namespace zrk {
@@ -231,12 +230,9 @@ void XmlReader::readReference(std::string& value)
     const bool isHex = name.starts_with("#x");
     const std::string_view digits =
         std::string_view(name).substr(std::min<std::size_t>(name.size(), isHex ? 2 : 1));
-    std::uint32_t code = 0;
-    const auto [end, error] =
-        std::from_chars(digits.data(), digits.data() + digits.size(), code, isHex ? 16 : 10);
-    const bool isNumber =
-        name.starts_with('#') && error == std::errc() && end == digits.data() + digits.size();
-    if (!isNumber || code == 0 || code > 0x10ffff) {
+    const std::uint32_t code =
+        name.starts_with('#') ? wholeNumber<std::uint32_t>(digits, isHex ? 16 : 10).value_or(0) : 0;
+    if (code == 0 || code > 0x10ffff) {
         refuse("an entity that isn't known");
     }
     appendUtf8(value, code);

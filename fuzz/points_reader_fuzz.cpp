@@ -1,15 +1,15 @@
 #include "formats/points.h"
+#include "testing/bytes_as_file.h"
 
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <sstream>
 
 /// Any bytes give either finite positions, fewer than there are bytes, or a fault.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
-    std::istringstream stream(std::string(reinterpret_cast<const char*>(bytes), size));
-    const auto points = zrk::readPoints(stream, "bytes");
+    const BytesAsFile file(bytes, size);
+    const auto points = zrk::readPoints(zrk::InputFile::open(file.path()), "bytes");
     if (!points) {
         return points.error().kind == zrk::FaultKind::BadInput ? 0 : (std::abort(), 0);
     }

@@ -11,6 +11,7 @@
 #include "host/document_reader.h"
 #include "host/document_values.h"
 #include "host/nearest_names.h"
+#include "host/solid.h"
 #include "host/stored_paths.h"
 #include "model/channel_names.h"
 #include "model/extension_base.h"
@@ -446,7 +447,7 @@ zrk::Result<OutputField> outputFieldOf(const std::shared_ptr<ZRKGraph>& graph, P
         }
         OutputField output{withGraph(field, graph), tag, pin.pin()->name, address};
         output.isDensity = output.name == ChannelNames::pin_density();
-        output.surfaceLevel = output.isDensity ? 0.5 : 0.0;
+        output.surfaceLevel = surfaceLevelOf(output.isDensity);
         return output;
     });
 }

@@ -2,6 +2,7 @@
 
 #include "core/engine/worker_team.h"
 #include "core/picture/color_map.h"
+#include "core/picture/cut_faces.h"
 #include "core/values/large_pages.h"
 #include "core/values/stop.h"
 
@@ -143,23 +144,15 @@ double placeIn(const ValueRange& range, double v)
     return (v - range.low) / (range.high - range.low);
 }
 
-// The smallest of 1, 2, 5 times a power of ten that cuts the range into at most kLinesAcross steps;
-// 0 where the range is too narrow for numbers to be told apart, or too wide.
+// The step between lines; 0 where the range is too narrow for numbers to be told apart, or too wide.
 double lineStepFor(const ValueRange& range)
 {
     const double width = range.high - range.low;
     const double size = std::max(std::abs(range.low), std::abs(range.high));
-    if (!(width > 1e-9 * size) || !std::isfinite(width)) {
+    if (!(width > 1e-9 * size)) {
         return 0;
     }
-    const double least = width / kLinesAcross;
-    const double decade = std::pow(10, std::floor(std::log10(least)));
-    for (const double factor : {1.0, 2.0, 5.0}) {
-        if (factor * decade >= least) {
-            return factor * decade;
-        }
-    }
-    return 10 * decade;
+    return zrk::picture::evenStep(width, kLinesAcross);
 }
 
 // --- lines of equal value ---

@@ -17,7 +17,7 @@ zrk::Result<Solid> solidOf(const OutputField& output, const zrk::BBox<double>& b
                              "one with the tag Scalar, which a solid is taken of", remedy});
     }
     const bool isAbove = isDensity || output.isDensity;
-    return Solid{bounds, iso.value_or(isAbove ? 0.5 : 0.0),
+    return Solid{bounds, iso.value_or(surfaceLevelOf(isAbove)),
                  isAbove ? zrk::SolidSide::Above : zrk::SolidSide::Below};
 }
 

@@ -22,10 +22,15 @@ struct Solid {
     zrk::SolidSide side;
 };
 
-/// The solid of a scalar output: what lies below the iso value, 0 unless it is given; of a density what lies
-/// above it, 0.5 unless it is given. BadInput for an output that isn't scalar.
-/// @param place   of the output, for the message.
-/// @param remedy  what to do about such an output.
+/// The value at the surface of a solid, unless another is given.
+constexpr double surfaceLevelOf(bool isDensity) { return isDensity ? 0.5 : 0.0; }
+
+/// The solid of a scalar output: what lies below the iso value, of a density what lies above it. BadInput for
+/// an output that isn't scalar.
+/// @param iso        without one it is `surfaceLevelOf` the output.
+/// @param isDensity  takes an output for a density that isn't named so, too.
+/// @param place      of the output, for the message.
+/// @param remedy     what to do about such an output.
 ZRK_API zrk::Result<Solid> solidOf(const OutputField& output, const zrk::BBox<double>& bounds,
                                    std::optional<double> iso, bool isDensity, const std::string& place,
                                    const std::string& remedy);

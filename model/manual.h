@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/values/export.h"
+#include "model/graph.h"
 #include "model/registry.h"
 
 #include <span>
@@ -70,6 +71,20 @@ struct Manual {
     std::string_view threads; ///< for those who program: which threads may do what; may be empty
     std::span<const ManualExample> examples;
 };
+
+/// What manuals call the way of an unconnected input.
+constexpr const char* nameOf(ZRKPinOpt option)
+{
+    switch (option) {
+    case ZRKPinOpt::DefaultValue:
+        return "DefaultValue";
+    case ZRKPinOpt::Coordinates:
+        return "Coordinates";
+    case ZRKPinOpt::None:
+        break;
+    }
+    return "None";
+}
 
 /// Enters manuals. They are found by class name, the first entered of a name counts, and what they refer to
 /// must stay valid. Called while libraries load.

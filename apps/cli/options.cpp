@@ -6,6 +6,8 @@
 #include "formats/atomic_file.h"
 #include "formats/file_name.h"
 #include "formats/points.h"
+#include "formats/text_words.h"
+#include "host/document_json.h"
 #include "host/document_values.h"
 #include "host/free_memory.h"
 #include "model/graph.h"
@@ -13,11 +15,11 @@
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <string_view>
+#include <utility>
 
 namespace zrkcli {
 
@@ -64,21 +66,11 @@ bool isSize(const std::string& text)
     return unit != text.begin() && last == text.end();
 }
 
-/// NODE.KEY=VALUE: a JSON value, or a text as it stands.
+/// Makes what stands after --set.
 void makeChange(zrkmodel::GraphDocument& document, const std::string& change,
                 zrkmodel::DocumentWarnings& warnings)
 {
-    const std::size_t equals = change.find('=');
-    if (equals == std::string::npos) {
-        throw zrk::FaultError(
-            {"--set", zrk::quotation(change), "NODE.KEY=VALUE", "write it as --set 2.radius=0.4"});
-    }
-    const NodeKey target = parseNodeKey("--set", change.substr(0, equals));
-    const std::string text = change.substr(equals + 1);
-    zrkmodel::ZRKJson value = zrkmodel::ZRKJson::parse(text, nullptr, false);
-    if (value.is_discarded()) {
-        value = text;
-    }
+    const auto [target, value] = parseAssignment("--set", change);
     zrk::valueOrThrow(document.setValue(target.node, target.key, value).map_error([](zrk::Fault fault) {
         return zrk::within("--set", std::move(fault));
     }));
@@ -86,6 +78,12 @@ void makeChange(zrkmodel::GraphDocument& document, const std::string& change,
     if (auto warning = zrkmodel::unlistedChoice(*node->object, target.key, "--set " + change)) {
         warnings.push_back(std::move(*warning));
     }
+}
+
+std::optional<std::uint16_t> nodeId(const std::string& text)
+{
+    const auto id = zrk::wholeNumber<std::uint16_t>(text);
+    return id && *id <= zrkmodel::kMaxNodeId ? id : std::nullopt;
 }
 
 } // namespace
@@ -138,39 +136,44 @@ zrk::Interval<double> parseRange(const std::string& text)
 
 zrkmodel::PinAddress parsePin(const std::string& option, const std::string& text)
 {
-    unsigned node = 0;
-    unsigned output = 0;
     const std::size_t colon = text.find(':');
-    const char* begin = text.data();
-    const char* end = begin + text.size();
-    bool isPin = colon != std::string::npos;
-    if (isPin) {
-        const char* middle = begin + colon;
-        const auto first = std::from_chars(begin, middle, node);
-        const auto second = std::from_chars(middle + 1, end, output);
-        isPin =
-            first.ec == std::errc() && first.ptr == middle && second.ec == std::errc() && second.ptr == end;
-    }
-    if (!isPin || node > zrkmodel::kMaxNodeId || output > 255) {
+    const auto node = nodeId(text.substr(0, colon));
+    const auto output =
+        colon == std::string::npos ? std::nullopt : zrk::wholeNumber<std::uint8_t>(text.substr(colon + 1));
+    if (!node || !output) {
         throw zrk::FaultError(
             {option, zrk::quotation(text), "NODE:OUT",
              "give a node's id and the index of one of its outputs, e.g. " + option + " 2:0"});
     }
-    return {static_cast<std::uint16_t>(node), static_cast<std::uint8_t>(output)};
+    return {*node, *output};
 }
 
 NodeKey parseNodeKey(const std::string& option, const std::string& text)
 {
     const std::size_t dot = text.find('.');
-    unsigned node = 0;
-    const char* end = text.data() + std::min(dot, text.size());
-    const auto read = std::from_chars(text.data(), end, node);
-    if (dot == std::string::npos || dot + 1 == text.size() || read.ec != std::errc() || read.ptr != end ||
-        node > zrkmodel::kMaxNodeId) {
+    const auto node = nodeId(text.substr(0, dot));
+    if (!node || dot == std::string::npos || dot + 1 == text.size()) {
         throw zrk::FaultError({option, zrk::quotation(text), "NODE.KEY",
                                "give a node's id and one of its values, e.g. " + option + " 2.contour"});
     }
-    return {static_cast<std::uint16_t>(node), text.substr(dot + 1)};
+    return {*node, text.substr(dot + 1)};
+}
+
+Assignment parseAssignment(const std::string& place, const std::string& text)
+{
+    const std::size_t dot = text.find('.');
+    const std::size_t equals = text.find('=', dot == std::string::npos ? 0 : dot);
+    const auto node = nodeId(text.substr(0, dot));
+    if (!node || dot == std::string::npos || equals == std::string::npos || equals == dot + 1) {
+        throw zrk::FaultError({place, zrk::quotation(text), "NODE.KEY=VALUE",
+                               "give a node's id, a key of its values and the new value, e.g. 2.radius=0.4"});
+    }
+    const std::string value = text.substr(equals + 1);
+    // As a member of a document, so that it is refused for the same reasons.
+    auto read = zrkmodel::parseDocumentJson("{\"value\": " + value + "}", text);
+    const bool isWhole = read && read->size() == 1;
+    return {{*node, text.substr(dot + 1, equals - dot - 1)},
+            isWhole ? std::move((*read)["value"]) : zrkmodel::ZRKJson(value)};
 }
 
 void addMemoryOption(CLI::App& command, std::optional<std::uint64_t>& bytes)

@@ -4,6 +4,7 @@
 #include "core/values/interval.h"
 #include "core/values/tensor.h"
 #include "host/graph_document.h"
+#include "model/json.h"
 
 #include <CLI/CLI.hpp>
 
@@ -63,6 +64,16 @@ struct NodeKey {
 
 /// NODE.KEY after an option. Throws FaultError for any other text.
 NodeKey parseNodeKey(const std::string& option, const std::string& text);
+
+/// NODE.KEY=VALUE, where the value is JSON as in a document; what isn't is taken for a string.
+struct Assignment {
+    NodeKey target;
+    zrkmodel::ZRKJson value;
+};
+
+/// Throws FaultError for a text without node, key or equals sign.
+/// @param place  where the text stands, for the message.
+Assignment parseAssignment(const std::string& place, const std::string& text);
 
 /// Loads a document with a progress bar and prints its warnings to standard error.
 /// @param files  told of the files that the document names; may be null.

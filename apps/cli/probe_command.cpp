@@ -38,7 +38,7 @@ std::vector<zrk::Tensor<3, double>> positionsOf(const ProbeOptions& options)
     if (!options.pointsFile.empty()) {
         const bool isStandardInput = options.pointsFile == "-";
         auto listed = withProgress("reading positions", options.quiet, [&](ProgressBar& bar) {
-            return zrk::readPointsFile(
+            return zrk::readPoints(
                 isStandardInput
                     ? zrk::InputFile::standardInput()
                     : zrk::InputFile::open(options.pointsFile, zrk::InputFile::Accepted::FilesAndStreams),

@@ -38,8 +38,6 @@ std::string mpiModulePath()
 
 } // namespace
 
-bool canUseRanks() { return !mpiModulePath().empty(); }
-
 zrk::Result<void> beginRanks()
 {
     const std::string path = mpiModulePath();

@@ -43,8 +43,6 @@ struct MpiModule {
     Ranks* (*begin)();
 };
 
-/// Whether this build has the module.
-bool canUseRanks();
 /// Makes this process one of the ranks of a run. Refused where this build has no MPI.
 zrk::Result<void> beginRanks();
 /// Those of this run; null in an ordinary one.

@@ -4,11 +4,11 @@
 #include "apps/cli/render_options.h"
 #include "core/picture/picture.h"
 #include "formats/points.h"
+#include "formats/text_words.h"
 
 #include <fmt/core.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <memory>
 #include <numbers>
@@ -32,26 +32,19 @@ struct PictureSize {
 
 PictureSize parseSize(const std::string& text)
 {
+    constexpr std::uint32_t kLeast = 16;
     const std::size_t cross = text.find('x');
-    const char* const end = text.data() + text.size();
-    const char* const middle = text.data() + std::min(cross, text.size());
-    std::uint32_t sides[2] = {};
-    bool isSize = false;
-    if (cross != std::string::npos) {
-        const auto width = std::from_chars(text.data(), middle, sides[0]);
-        const auto height = std::from_chars(middle + 1, end, sides[1]);
-        isSize =
-            width.ec == std::errc() && width.ptr == middle && height.ec == std::errc() && height.ptr == end;
-    }
-    const std::uint64_t pixels = std::uint64_t{sides[0]} * sides[1];
-    if (!isSize || std::min(sides[0], sides[1]) < 16 || std::max(sides[0], sides[1]) > zrk::kMaxPictureSide ||
-        pixels > zrk::kMaxPicturePixels) {
+    const std::uint32_t width = zrk::wholeNumber<std::uint32_t>(text.substr(0, cross)).value_or(0);
+    const std::uint32_t height =
+        cross == std::string::npos ? 0 : zrk::wholeNumber<std::uint32_t>(text.substr(cross + 1)).value_or(0);
+    if (std::min(width, height) < kLeast || std::max(width, height) > zrk::kMaxPictureSide ||
+        std::uint64_t{width} * height > zrk::kMaxPicturePixels) {
         refuse("--size", text,
-               fmt::format("WIDTHxHEIGHT, each from 16 to {}, at most {} pixels together",
+               fmt::format("WIDTHxHEIGHT, each from {} to {}, at most {} pixels together", kLeast,
                            zrk::kMaxPictureSide, zrk::kMaxPicturePixels),
                "write it as 1920x1080");
     }
-    return {static_cast<std::int32_t>(sides[0]), static_cast<std::int32_t>(sides[1])};
+    return {static_cast<std::int32_t>(width), static_cast<std::int32_t>(height)};
 }
 
 zrk::Vector3 parseDirection(const std::string& text)
@@ -110,18 +103,17 @@ void setBackground(zrk::PictureSettings& settings, const std::string& text)
         settings.backdrop = zrk::Backdrop::Transparent;
         return;
     }
-    std::uint32_t hex = 0;
-    const char* const end = text.data() + text.size();
-    const bool isHex = text.size() == 7 && text[0] == '#' &&
-                       std::from_chars(text.data() + 1, end, hex, 16).ptr == end && text[1] != '-';
-    const bool isWhite = text == "white";
-    if (!isHex && !isWhite && text != "black") {
+    const auto hex = text == "white"   ? std::optional<std::uint32_t>(0xffffff)
+                     : text == "black" ? std::optional<std::uint32_t>(0)
+                     : text.size() == 7 && text[0] == '#'
+                         ? zrk::wholeNumber<std::uint32_t>(text.substr(1), 16)
+                         : std::nullopt;
+    if (!hex) {
         refuse("--background", text, "studio, transparent, white, black or a colour #rrggbb",
                "write a colour as six hexadecimal digits, e.g. '#f0f4ff'");
     }
-    hex = isWhite ? 0xffffff : hex;
     settings.backdrop = zrk::Backdrop::Plain;
-    settings.backdropColor = {(hex >> 16) / 255.0, (hex >> 8 & 0xff) / 255.0, (hex & 0xff) / 255.0};
+    settings.backdropColor = {(*hex >> 16) / 255.0, (*hex >> 8 & 0xff) / 255.0, (*hex & 0xff) / 255.0};
 }
 
 zrk::PreparedField paintOf(const zrkmodel::GraphDocument& document, const std::string& pin)

@@ -6,6 +6,7 @@
 #include "host/field_remarks.h"
 #include "host/slice_legend.h"
 #include "host/slice_picture.h"
+#include "host/solid.h"
 
 #include <fmt/core.h>
 
@@ -36,7 +37,7 @@ zrkmodel::SliceStyle styleOf(const SliceOptions& options, const Job& job, const 
     }
     if (output.tag == zrkmodel::Tag::Scalar) {
         style.insideAbove = options.isDensity || output.isDensity;
-        style.contour = options.iso.value_or(style.insideAbove ? 0.5 : 0.0);
+        style.contour = options.iso.value_or(zrkmodel::surfaceLevelOf(style.insideAbove));
     }
     return style;
 }

@@ -59,19 +59,17 @@ struct SurfaceOptions : SolidOptions {
     {
         return zrk::isMeshName(name) || zrk::partFormat(name).has_value();
     }
-    void checkNumber(const char* option, double value, double least) const;
 
 private:
     /// Throws FaultError for what can't be divided into tiles, and for names that don't go with that.
     void checkShard() const;
 };
 
-void SurfaceOptions::checkNumber(const char* option, double value, double least) const
+void checkLength(const char* option, double length)
 {
-    if (!(std::isfinite(value) && value > least)) {
-        throw zrk::FaultError({option, fmt::format("{}", value),
-                               least == 0 ? "a finite number above 0" : "a finite number",
-                               "give a number in model units"});
+    if (!(std::isfinite(length) && length > 0)) {
+        throw zrk::FaultError(
+            {option, fmt::format("{}", length), "a finite number above 0", "give a number in model units"});
     }
 }
 
@@ -99,13 +97,10 @@ void SurfaceOptions::settle()
                                "`zrk surface --help` shows how to call it"});
     }
     if (hasCell) {
-        checkNumber("--cell", cell, 0);
-    }
-    if (iso) {
-        checkNumber("--iso", *iso, -std::numeric_limits<double>::infinity());
+        checkLength("--cell", cell);
     }
     if (flatness) {
-        checkNumber("--adaptive", *flatness, 0);
+        checkLength("--adaptive", *flatness);
     }
     if (isMesh(reportFile) || reportFile.ends_with(".zrk.json")) {
         throw zrk::FaultError({"--report", zrk::quotation(reportFile),

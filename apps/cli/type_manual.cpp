@@ -34,19 +34,6 @@ Json tagNames(const std::vector<Tag>& tags)
     return names;
 }
 
-const char* optionName(zrkmodel::ZRKPinOpt option)
-{
-    switch (option) {
-    case zrkmodel::ZRKPinOpt::DefaultValue:
-        return "DefaultValue";
-    case zrkmodel::ZRKPinOpt::Coordinates:
-        return "Coordinates";
-    case zrkmodel::ZRKPinOpt::None:
-        break;
-    }
-    return "None";
-}
-
 /// What the manual says of a value, without its name, kind and default.
 Json told(const ManualMember& value)
 {
@@ -107,7 +94,7 @@ void addPins(Json& details, const Manual& manual, const zrkmodel::ZRKGraphNode& 
     };
     details["inputs"] = Json::array();
     for (const auto& pin : node.inputs) {
-        Json input{{"name", pin.name}, {"tag", pin.tag.name()}, {"option", optionName(pin.opt)}};
+        Json input{{"name", pin.name}, {"tag", pin.tag.name()}, {"option", nameOf(pin.opt)}};
         input["default"] = pin.defaultValue.isEmpty() ? Json() : Json(pin.defaultValue.components[0]);
         tell(input, find(manual.inputs, pin.name));
         details["inputs"].push_back(input);

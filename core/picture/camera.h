@@ -41,11 +41,6 @@ struct Camera {
         const double scale = isPerspective() ? depth : 1.0;
         return origin + forward * depth + right * (across(x) * scale) + up * (upwards(y) * scale);
     }
-    /// Unit vector from a position to the viewer.
-    Vector3 towardsViewer(const Vector3& position) const
-    {
-        return isPerspective() ? normalized(origin - position) : forward * -1.0;
-    }
     double depthOf(const Vector3& position) const { return dot(position - origin, forward); }
     /// Place in the picture, in pixels; the middle of pixel (0, 0) has the place (0, 0).
     Tensor<2, double> placeOf(const Vector3& position) const

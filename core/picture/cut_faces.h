@@ -26,7 +26,8 @@ private:
     double slopeAt(std::int32_t x, std::int32_t y, PixelKind kind) const;
 };
 
-/// The smallest of 1, 2, 5 times a power of ten that cuts a width into at most so many steps.
+/// The smallest of 1, 2, 5 times a power of ten that cuts a width into at most so many steps; 0 for a width
+/// that isn't positive and finite.
 double evenStep(double width, int steps);
 
 } // namespace zrk::picture

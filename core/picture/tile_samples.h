@@ -27,7 +27,6 @@ public:
     /// The number of what is left of the plan's field somewhere, for the samples there.
     FieldIndex indexOf(const InsideField& left);
     const InsideField& field(FieldIndex index) const { return _fields[index]; }
-    std::size_t fieldCount() const { return _fields.size(); }
 
     double across(std::int32_t column) const { return _across[static_cast<std::size_t>(column)]; }
     double upwards(std::int32_t row) const { return _upwards[static_cast<std::size_t>(row)]; }

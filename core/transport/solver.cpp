@@ -315,18 +315,6 @@ void DynamicTransportSolver::projectDivergenceFree()
     forEachStrip(0, 1, [&](const Strip& s) { primalStep(s); });
 }
 
-double DynamicTransportSolver::largestDivergence()
-{
-    forEachStrip(0, 1, [&](const Strip& s) { negativeDivergence(s); });
-    double largest = 0.0;
-    for (std::size_t k = 0; k < _grid.steps; ++k) {
-        for (std::size_t n = 0; n < _grid.planeCells(); ++n) {
-            largest = std::max(largest, std::abs(_potential.plane(k)[n]));
-        }
-    }
-    return largest;
-}
-
 Raster<1, 3, double> DynamicTransportSolver::density() const
 {
     Raster<1, 3, double> stack(_grid.width, _grid.height, _grid.steps);

@@ -70,8 +70,6 @@ public:
     StaggeredField& dual() { return _dual; }
     /// Moves the solution against the dual variable, then makes it keep mass. Runs on this thread.
     void projectDivergenceFree();
-    /// Returns the largest of what leaves a cell, if the dual variable is zero.
-    double largestDivergence();
 
 private:
     struct Faces;

@@ -10,6 +10,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstring>
 #include <set>
 
@@ -196,7 +197,7 @@ TEST_F(ObjMeshReader, RefusesWhatItCannotRead)
     EXPECT_FALSE(readObjMesh(folder));
 }
 
-Bytes packageOf(const std::string& model)
+Bytes packageOf(const std::string& model, const char* name = "a.model")
 {
     Bytes bytes;
     ZipWriter zip([&bytes](const void* data, std::size_t size) {
@@ -204,14 +205,14 @@ Bytes packageOf(const std::string& model)
         bytes.insert(bytes.end(), begin, begin + size);
         return true;
     });
-    const auto write = [&zip](const char* name, const std::string& text) {
-        zip.begin(name);
+    const auto write = [&zip](const char* file, const std::string& text) {
+        zip.begin(file);
         zip.write(text.data(), text.size());
     };
     write("_rels/.rels",
           "<Relationships><Relationship Target='/a.model' Id='r' "
           "Type='http://schemas.microsoft.com/3dmanufacturing/2013/01/3dmodel'/></Relationships>");
-    write("a.model", model);
+    write(name, model);
     zip.finish();
     return bytes;
 }
@@ -250,6 +251,9 @@ TEST(ThreeMfReader, RefusesWhatItCannotRead)
     }
     Bytes flipped = seed("stored");
     flipped[flipped.size() / 2] ^= 1;
+    Bytes encrypted = with("1e0", "1");
+    const std::string entry = "PK\1\2";
+    *(std::find_end(encrypted.begin(), encrypted.end(), entry.begin(), entry.end()) + 8) |= 1;
     const struct {
         const char* name;
         Bytes bytes;
@@ -257,6 +261,7 @@ TEST(ThreeMfReader, RefusesWhatItCannotRead)
     } cases[] = {
         {"no archive", bytesOf("PK\3\4 and no more of it than this"), "no ZIP directory"},
         {"a bit of a file", flipped, "another checksum"},
+        {"a password", encrypted, "which is encrypted"},
         {"more than the packed bytes", seed("bomb"), "at most 8589934592, and at most 256 times"},
         {"2^40 pyramids", seed("towers"), "objects, counted through components"},
         {"a circle", seed("circle"), "lead in a circle"},
@@ -300,6 +305,13 @@ TEST(ThreeMfReader, RefusesWhatItCannotRead)
         EXPECT_EQ(mesh.error().kind, FaultKind::BadInput) << messageOf(mesh.error());
         EXPECT_THAT(messageOf(mesh.error()), HasSubstr(c.part));
     }
+}
+
+TEST(ThreeMfReader, FindsFilesByNamesInAnyCase)
+{
+    const auto mesh = readThreeMf(packageOf(modelWith("1e0", "1"), "A.Model"), "bytes");
+    ASSERT_TRUE(mesh) << messageOf(mesh.error());
+    EXPECT_EQ(mesh->triangles.size(), 1u);
 }
 
 TEST(ThreeMfReader, WarnsOfWhatItLeavesOut)

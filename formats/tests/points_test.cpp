@@ -4,17 +4,26 @@
 
 #include <gmock/gmock.h>
 
-#include <sstream>
+#include <string>
+#include <vector>
 
 namespace zrk {
 namespace {
 
 using Numbers = std::vector<double>;
 
-TEST(PointLists, TakeOnePositionALine)
+class PointLists : public zrktest::TemporaryFolder {
+protected:
+    auto pointsOf(const std::string& text) const
+    {
+        put("list", text);
+        return readPoints(InputFile::open(path("list")), "list");
+    }
+};
+
+TEST_F(PointLists, TakeOnePositionALine)
 {
-    std::istringstream stream("# x,y,z\n\n0,1,2\r\n  # more\n\t-3 ,\t4, +0.5  \n1e-320,0,2");
-    const auto points = readPoints(stream, "list");
+    const auto points = pointsOf("# x,y,z\n\n0,1,2\r\n  # more\n\t-3 ,\t4, +0.5  \n1e-320,0,2");
     ASSERT_TRUE(points) << messageOf(points.error());
     Numbers numbers;
     for (const Tensor<3, double>& p : *points) {
@@ -23,26 +32,22 @@ TEST(PointLists, TakeOnePositionALine)
     EXPECT_EQ(numbers, (Numbers{0, 1, 2, -3, 4, 0.5, 1e-320, 0, 2}));
 }
 
-TEST(PointLists, RefuseAnyOtherLineWithItsNumber)
+TEST_F(PointLists, RefuseAnyOtherLineWithItsNumber)
 {
     for (const char* line : {"1,2", "1,2,3,4", "1 2 3", "1,,3", "1,2,3,", ",1,2,3", "nan,0,0", "0,inf,0",
                              "1e999,0,0", "+-1,0,0", "++1,0,0", "0x1,0,0", "1,2,3 # centre", "\x1b[31m"}) {
-        std::istringstream stream("0,0,0\n#\n" + std::string(line) + "\n1,1,1");
-        const auto points = readPoints(stream, "list");
+        const auto points = pointsOf("0,0,0\n#\n" + std::string(line) + "\n1,1,1");
         ASSERT_FALSE(points) << line;
         EXPECT_EQ(points.error().place, "list, line 3");
         EXPECT_EQ(points.error().found, quotation(line));
     }
-    std::istringstream stream(std::string(1 << 20, '7'));
-    EXPECT_LT(messageOf(readPoints(stream, "list").error()).size(), 400u);
+    EXPECT_LT(messageOf(pointsOf(std::string(1 << 20, '7')).error()).size(), 400u);
 }
 
-class PointFiles : public zrktest::TemporaryFolder {};
-
-TEST_F(PointFiles, SayWhatIsWrongWithAPath)
+TEST_F(PointLists, SayWhatIsWrongWithAPath)
 {
     const auto fault = [](const std::filesystem::path& file) {
-        const auto points = readPointsFile(InputFile::open(file), "the list");
+        const auto points = readPoints(InputFile::open(file), "the list");
         return points ? Fault() : points.error();
     };
     EXPECT_THAT(fault(folder / "none").found, ::testing::HasSubstr("No such file"));
@@ -50,11 +55,11 @@ TEST_F(PointFiles, SayWhatIsWrongWithAPath)
     EXPECT_EQ(fault(folder).place, folder.string());
 }
 
-TEST_F(PointFiles, TakeNoMoreThanIsAllowed)
+TEST_F(PointLists, TakeNoMoreThanIsAllowed)
 {
     put("three", "1,2,3\n4,5,6\n# a remark\n7,8,9\n");
-    EXPECT_EQ(readPointsFile(InputFile::open(path("three")), "three", 3)->size(), 3u);
-    const auto points = readPointsFile(InputFile::open(path("three")), "three", 2);
+    EXPECT_EQ(readPoints(InputFile::open(path("three")), "three", 3)->size(), 3u);
+    const auto points = readPoints(InputFile::open(path("three")), "three", 2);
     ASSERT_FALSE(points);
     EXPECT_EQ(points.error().kind, FaultKind::FailedWork);
     EXPECT_EQ(points.error().expected, "at most 2");

@@ -1,5 +1,6 @@
 #include "python/src/document.h"
 
+#include "formats/part.h"
 #include "host/document_values.h"
 #include "model/type_info.h"
 
@@ -190,6 +191,7 @@ Document::Output Document::output() const
 
 void Document::setUnit(const std::string& unit)
 {
+    zrk::valueOrThrow(zrk::lengthUnit("unit", unit));
     const ZRKJson* former = _document.member("context");
     ZRKJson context = former && former->is_object() ? *former : ZRKJson::object();
     context["unit"] = unit;

@@ -14,6 +14,7 @@
 #include "host/field_grid.h"
 #include "host/field_remarks.h"
 #include "host/slice_picture.h"
+#include "host/solid.h"
 #include "host/surface_inputs.h"
 
 #include <fmt/core.h>
@@ -269,7 +270,8 @@ struct Solid {
 Solid solidOf(const Ready& ready, std::optional<double> iso, std::optional<bool> isDensity)
 {
     const bool isAbove = isDensity.value_or(ready.output.isDensity);
-    return {iso.value_or(isAbove ? 0.5 : 0.0), isAbove ? zrk::SolidSide::Above : zrk::SolidSide::Below};
+    return {iso.value_or(zrkmodel::surfaceLevelOf(isAbove)),
+            isAbove ? zrk::SolidSide::Above : zrk::SolidSide::Below};
 }
 
 zrk::SurfaceSettings settingsOf(const Ready& ready, const SurfaceOptions& options, std::size_t threads)

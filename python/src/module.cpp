@@ -32,19 +32,6 @@ const Node::Context& freeContext()
     return context;
 }
 
-const char* optionName(const zrkmodel::ZRKGraphPinData& pin)
-{
-    switch (pin.opt) {
-    case zrkmodel::ZRKPinOpt::DefaultValue:
-        return "DefaultValue";
-    case zrkmodel::ZRKPinOpt::Coordinates:
-        return "Coordinates";
-    case zrkmodel::ZRKPinOpt::None:
-        break;
-    }
-    return "None";
-}
-
 py::list pinList(const std::vector<zrkmodel::ZRKGraphPinData>& pins)
 {
     py::list list;
@@ -52,7 +39,7 @@ py::list pinList(const std::vector<zrkmodel::ZRKGraphPinData>& pins)
         py::dict entry;
         entry["name"] = pin.name;
         entry["tag"] = pin.tag.name();
-        entry["option"] = optionName(pin);
+        entry["option"] = nameOf(pin.opt);
         entry["default"] =
             pin.defaultValue.isEmpty() ? py::object(py::none()) : py::float_(pin.defaultValue.components[0]);
         list.append(entry);

@@ -35,6 +35,43 @@ const ZRKJson* findMember(const ZRKJson& object, const std::string& key)
     return found == object.end() ? nullptr : &*found;
 }
 
+/// The stored form that a component has with other values. Refuses a name that it doesn't know.
+ZRKJson mergedValues(const zrkmodel::ZRKGraphObject& object, const ZRKJson& former, const ZRKJson& values,
+                     const std::string& place)
+{
+    ZRKJson merged = former;
+    for (const auto& [key, value] : values.items()) {
+        if (!former.contains(key) && !object.findProperty(key)) {
+            throw zrk::FaultError(
+                {fmt::format("{}, \"{}\"", place, key), "a name that the component doesn't have",
+                 "one of its properties",
+                 former.empty()
+                     ? "leave it out, as there is none"
+                     : "did you mean " + zrkmodel::nearestNames(key, zrkmodel::keysOf(former)) + "?"});
+        }
+        if (former.contains(key)) {
+            merged = zrkmodel::withValue(std::move(merged), key, value);
+        }
+    }
+    for (const auto& [key, value] : values.items()) { // also those that another one has dropped
+        if (former.contains(key)) {
+            merged[key] = value;
+        }
+    }
+    return merged;
+}
+
+/// Drops the resources that no stored value names.
+void keepNamed(std::vector<SharedResource>& resources, const ZRKJson& stored)
+{
+    std::erase_if(resources, [&](const SharedResource& resource) {
+        bool isNamed = false;
+        forEachString(stored,
+                      [&](const std::string& text) { isNamed = isNamed || text == resource->uuid(); });
+        return !isNamed;
+    });
+}
+
 } // namespace
 
 Node::Node(Object object, std::string place, Context context)
@@ -224,31 +261,12 @@ void Node::setValues(const ZRKJson& values, const std::vector<SharedResource>& u
     take(lock);
 
     const ZRKJson former = zrkmodel::storedForm(*_object);
-    ZRKJson merged = former;
-    bool readsAll = false;
-    bool isSweepStale = false;
+    const ZRKJson merged = mergedValues(*_object, former, values, _place);
+    const std::vector<std::string> keys = zrkmodel::keysOf(values);
+    const bool readsAll = std::any_of(keys.begin(), keys.end(), [&](const std::string& key) {
+        return zrkmodel::isTakenByReading(*_object, key);
+    });
     auto* const sweep = dynamic_cast<zrkmodel::ZRKImageSweep*>(_object.get());
-    for (const auto& [key, value] : values.items()) {
-        const auto* property = _object->findProperty(key);
-        if (!property && !former.contains(key)) {
-            throw zrk::FaultError(
-                {fmt::format("{}, \"{}\"", _place, key), "a name that the component doesn't have",
-                 "one of its properties",
-                 former.empty()
-                     ? "leave it out, as there is none"
-                     : "did you mean " + zrkmodel::nearestNames(key, zrkmodel::keysOf(former)) + "?"});
-        }
-        if (former.contains(key)) {
-            merged = zrkmodel::withValue(std::move(merged), key, value);
-        }
-        readsAll = readsAll || zrkmodel::isTakenByReading(*_object, key);
-        isSweepStale = isSweepStale || key == "smoothing" || key == "transport";
-    }
-    for (const auto& [key, value] : values.items()) { // also those that another one has dropped
-        if (former.contains(key)) {
-            merged[key] = value;
-        }
-    }
     const bool isGrid =
         dynamic_cast<zrkmodel::ZRKBeamSDF*>(_object.get()) && _imported.is_null() && _importSource.is_none();
     std::vector<std::string> assigned;
@@ -282,23 +300,17 @@ void Node::setValues(const ZRKJson& values, const std::vector<SharedResource>& u
         undo();
         throw;
     }
-    if (sweep && isSweepStale) {
+    if (sweep && (values.contains("smoothing") || values.contains("transport"))) {
         sweep->invalidateOutputRaster();
     }
     if (isGrid) {
         _object->onInspection(nullptr, {}); // drops the lattice of the former bounds
     }
-    // Only those stay that a value names.
-    const ZRKJson now = zrkmodel::storedForm(*_object);
-    std::erase_if(resources, [&](const SharedResource& resource) {
-        bool isNamed = false;
-        forEachString(now, [&](const std::string& text) { isNamed = isNamed || text == resource->uuid(); });
-        return !isNamed;
-    });
+    keepNamed(resources, zrkmodel::storedForm(*_object));
     _resources = std::move(resources);
     noteChange();
     std::vector<zrk::Fault> warnings;
-    for (const auto& [key, value] : values.items()) {
+    for (const std::string& key : keys) {
         if (auto warning = zrkmodel::unlistedChoice(*_object, key, fmt::format("{}, \"{}\"", _place, key))) {
             warnings.push_back(std::move(*warning));
         }

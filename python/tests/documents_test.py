@@ -172,6 +172,7 @@ class Files(WithFolder):
             ("into no folder", lambda: zrk.Document.new(zrk.SphereSDF()).save(self.folder / "no" / "a.zrk.json"), "a.zrk"),
             ("over a folder", lambda: zrk.Document.new(zrk.SphereSDF()).save(self.folder), str(self.folder)),
             ("unit", lambda: zrk.Document.new(zrk.SphereSDF(), unit="mile"), "unit"),
+            ("no unit", lambda: zrk.Document.new(zrk.SphereSDF(), unit=3), "unit"),
             ("bounds", lambda: zrk.Document.new(zrk.SphereSDF(), bounds=((1, 1, 1), (1, 0, 0))), "bounds"),
         ]:
             with self.subTest(name):

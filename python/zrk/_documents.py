@@ -88,9 +88,8 @@ class Document:
 
     @unit.setter
     def unit(self, unit):
-        known = ("m", "cm", "mm", "um", "inch", "ft")
-        if not isinstance(unit, str) or unit not in known:
-            raise Error("unit", repr(unit), "one of " + ", ".join(known), "name one of these")
+        if not isinstance(unit, str):
+            raise Error("unit", repr(unit), "the name of a unit", "give a text such as 'mm'")
         self._core.unit = unit
 
     @property

@@ -129,7 +129,12 @@ class Embedding(unittest.TestCase):
         shown = {header for block in self.blocks for header in re.findall(r"^#include <zrk/(.*)>", block, re.M)}
         self.assertEqual(shown, {header for _, header in PUBLIC})
         source = FOLDER / "examples.cpp"
-        source.write_text(example_program([block for block in self.blocks if "inspectors/" not in block]))
+        without_panels = [block for block in self.blocks if "inspectors/" not in block]
+        for block in without_panels:
+            with self.subTest(block.partition("\n")[0]):  # an example includes all that it names
+                source.write_text(example_program([block]))
+                run(*COMPILER, *WARNINGS, "-fsyntax-only", source, *flags("zrk-static", "--cflags"))
+        source.write_text(example_program(without_panels))
         program = FOLDER / "examples"
         run(*COMPILER, *WARNINGS, "-o", program, source, *flags("zrk-static", "--cflags", "--libs"))
         out = run(program)

@@ -16,14 +16,15 @@ TEST(LevelSearch, FindsWhereAFunctionHasAValue)
         double level;
         double start;
         double x;
+        int mostCalls; ///< each may take seconds
     };
     const Case cases[] = {
-        {"line", [](double x) { return 3 * x - 1; }, 5, 0, 2},
-        {"falling, far below the start", [](double x) { return -x; }, 40, 1, -40},
-        {"steep at one end", [](double x) { return std::exp(x); }, 1000, 0, std::log(1000)},
-        {"flat at the crossing", [](double x) { return x * x * x; }, 0, 1.7, 0},
-        {"the start itself", [](double x) { return x; }, 2, 2, 2},
-        {"nothing on one side", [](double x) { return std::sqrt(x); }, 3, 1, 9},
+        {"line", [](double x) { return 3 * x - 1; }, 5, 0, 2, 11},
+        {"falling, far below the start", [](double x) { return -x; }, 40, 1, -40, 20},
+        {"steep at one end", [](double x) { return std::exp(x); }, 1000, 0, std::log(1000), 33},
+        {"flat at the crossing", [](double x) { return x * x * x; }, 0, 1.7, 0, 42},
+        {"the start itself", [](double x) { return x; }, 2, 2, 2, 1},
+        {"nothing on one side", [](double x) { return std::sqrt(x); }, 3, 1, 9, 19},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -38,7 +39,7 @@ TEST(LevelSearch, FindsWhereAFunctionHasAValue)
         EXPECT_NEAR(found.value, c.level, 1e-9);
         EXPECT_NEAR(c.function(found.x), c.level, 1e-9);
         EXPECT_NEAR(found.x, c.x, 2e-3);
-        EXPECT_LE(calls, 45);
+        EXPECT_LE(calls, c.mostCalls);
     }
 }
 
