@@ -39,7 +39,7 @@ QLineEdit#NodeName:focus { background: {field}; border: 2px solid {accent}; padd
     min-height: 18u; max-height: 18u; }
 QFrame#Line { background: {paneLine}; border: none; }
 QLabel#OverriddenValue { background: {fieldOverridden}; border: 1px solid {paneLine}; border-radius: 4u;
-    padding: 0 6u; color: {hint}; }
+    padding: 0 6u; }
 QFrame#Notice { background: {accentFill}; border: none; border-bottom: 1px solid {paneLine}; }
 QTextBrowser { background: {panel}; }
 )";
