@@ -101,8 +101,8 @@ public:
     /// Gives the application this palette and the sheet, scaled by its font, over the style "fusion".
     /// @param more  added to the sheet, see `filled`: one sheet is taken in in half the time of two.
     void apply(QApplication& application, const QString& more = {}) const;
-    /// Gives the text of a label or button the colour of a role, "hint", "second" or "problem", in each style.
-    /// Until it is shown, setting the property "zrkRole" does the same.
+    /// Gives the text of a label or button the colour of a role, "hint", "second" or "problem", in each
+    /// style. Until it is shown, setting the property "zrkRole" does the same.
     static void setTextRole(QWidget& widget, const char* role);
 
 private:

@@ -134,6 +134,25 @@ TEST(Look, PicturesStandOnPixels)
     EXPECT_EQ(grey, 0) << "blurred pixels of a row";
 }
 
+// A scan has more pixels than a thread that draws has time for.
+TEST(Look, LargePicturesAreShownBySomeOfTheirPixels)
+{
+    zrk::Raster<1, 2, std::uint8_t> wide(1000, 3);
+    for (std::size_t i = 0; i < wide.data.size(); ++i) {
+        wide.data[i] = static_cast<std::uint8_t>(i % 1000 / 4);
+    }
+    const ZRKImage2d image(std::vector<ZRKImage2d::Channel>{wide});
+    EXPECT_EQ(toImage(&image, 1000).size(), QSize(1000, 3));
+    const QImage shown = toImage(&image, 300);
+    EXPECT_EQ(shown.size(), QSize(250, 1));
+    for (const int x : {0, 100, 249}) {
+        EXPECT_EQ(qRed(shown.pixel(x, 0)), x);
+    }
+    const QImage row = toImage(&image, 999);
+    EXPECT_EQ(row.size(), QSize(500, 2));
+    EXPECT_EQ(qRed(row.pixel(499, 1)), 998 / 4);
+}
+
 // What the panels ask for in their rectangles.
 TEST(Look, ControlsHaveTheirLeastSizes)
 {

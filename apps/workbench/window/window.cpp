@@ -299,6 +299,7 @@ void Window::takeOver(std::unique_ptr<EditSession> session, std::shared_ptr<zrk:
     _asked.reset();
     _hovered.reset();
     _badges.clear();
+    _work.reset();
     _pinned.reset();
     if (_session) {
         _session->close();
