@@ -211,5 +211,23 @@ TEST_F(WindowReading, ANodeHasABadgeWhileItsPanelReads)
     EXPECT_EQ(badge(7).kind, NodeBadge::Kind::none) << "it is a node of another document";
 }
 
+TEST_F(WindowReading, StoppingWaitsForNoDisk)
+{
+    Window window;
+    open(window, path("images.zrk.json"));
+    ASSERT_TRUE(window.select(1));
+    settle(window);
+    HeldReading disk;
+    zrkui::ZRKApp::ui().readFiles(disk.reading("slow.png"), &window);
+    ASSERT_TRUE(press(window, "Stop"));
+    EXPECT_FALSE(*disk.isRead) << "it would have to end first";
+    ask(window, 1, "ring.png");
+    ASSERT_TRUE(waitFor([&] { return hasImage(window, 1); })) << "nor does what follows wait";
+    *disk.goesOn = true;
+    ASSERT_TRUE(waitFor([&] { return disk.isRead->load(); }));
+    QTest::qWait(50);
+    EXPECT_FALSE(*disk.isDone);
+}
+
 } // namespace
 } // namespace zrkworkbench
