@@ -59,7 +59,7 @@ void Window::askAndAddFiles()
 void Window::takeFiles(QStringList files, std::optional<QPointF> position)
 {
     for (const QString& file : files) {
-        if (kindOf(file.toStdString()) == DroppedKind::Document) {
+        if (isDocumentName(file.toStdString())) {
             if (mayDiscard()) {
                 startOpening({file.toStdString()});
             }
