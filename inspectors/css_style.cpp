@@ -125,7 +125,7 @@ const char* const kSheet = R"(
 QToolTip { background: {popup}; color: {text}; border: 1px solid {edge}; padding: 4u; }
 QMainWindow, QDialog, QScrollArea, QScrollArea > QWidget > QWidget { background: {panel}; }
 QScrollArea { border: none; }
-QScrollArea#Items { border: 1px solid {paneLine}; border-radius: 6u; }
+QScrollArea#Items { border: 1px solid {paneLine}; border-radius: 8u; padding: 3u; }
 QLabel#Thumbnail { background: {field}; border: 1px solid {paneLine}; border-radius: 4u; }
 QPushButton#Picker::menu-indicator { image: none; }
 QAbstractSpinBox, QLineEdit, QComboBox {

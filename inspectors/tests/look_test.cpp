@@ -14,6 +14,7 @@
 #include "inspectors/vector_widget.h"
 
 #include <QLabel>
+#include <QScrollArea>
 #include <QStyleOptionComboBox>
 
 #include <gtest/gtest.h>
@@ -151,6 +152,19 @@ TEST(Look, LargePicturesAreShownBySomeOfTheirPixels)
     const QImage row = toImage(&image, 999);
     EXPECT_EQ(row.size(), QSize(500, 2));
     EXPECT_EQ(qRed(row.pixel(499, 1)), 998 / 4);
+}
+
+// Else the items' square corners lie over the list's round ones.
+TEST(Look, ItemsLieWithinTheFrameOfTheirList)
+{
+    OpenedPanel<ZRKMultipoleUVW> poles;
+    poles.button("add")->click();
+    QCoreApplication::processEvents();
+    const auto* items = poles.view->findChild<QScrollArea*>("Items");
+    ASSERT_NE(items, nullptr);
+    const QRect inner = items->rect().adjusted(4, 4, -4, -4);
+    EXPECT_TRUE(
+        inner.contains(QRect(items->viewport()->mapTo(items, QPoint(0, 0)), items->viewport()->size())));
 }
 
 // What the panels ask for in their rectangles.
