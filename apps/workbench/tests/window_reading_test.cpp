@@ -7,6 +7,8 @@
 #include "model/held_data.h"
 #include "testing/source_folder.h"
 
+#include <QAction>
+#include <QClipboard>
 #include <QPushButton>
 
 #include <gmock/gmock.h>
@@ -99,6 +101,13 @@ protected:
         }
         FAIL() << "no such button";
     }
+    /// Opens that of node 3 instead.
+    static void closePanel(Window& window)
+    {
+        ASSERT_TRUE(window.select(3));
+        ASSERT_TRUE(waitFor([&] { return window.inspector().shownNode() == 3; }));
+        QTest::qWait(20); // the former one goes by an event
+    }
     /// Whether the node has the image that it was given.
     static bool hasImage(const Window& window, std::uint16_t node)
     {
@@ -119,11 +128,14 @@ TEST_F(WindowReading, PanelsTakeImagesWhileEditingGoesOn)
         Window window;
         open(window, path("images.zrk.json"));
         const char* const file = node == 1 ? "ring.png" : "shell";
+        HeldReading before;
+        zrkui::ZRKApp::ui().readFiles(before.reading("before"), &window);
         ask(window, node, file);
         EXPECT_FALSE(hasImage(window, node)) << "nothing waits for it";
         EXPECT_EQ(resources(window), 0u);
-        ASSERT_TRUE(window.select(3)); // the panel is closed meanwhile
+        closePanel(window); // meanwhile
         ASSERT_TRUE(window.session()->setValue(3, "radius", 0.75));
+        *before.goesOn = true;
         ASSERT_TRUE(waitFor([&] { return hasImage(window, node); }));
         EXPECT_EQ(window.session()->history().doneCount(), 2u) << "one step";
         EXPECT_EQ(resources(window), 1u);
@@ -140,6 +152,24 @@ TEST_F(WindowReading, PanelsTakeImagesWhileEditingGoesOn)
         ASSERT_TRUE(window.session()->redo());
         EXPECT_TRUE(hasImage(window, node));
 
+        // What was read isn't read again, for which the file would have to be there.
+        const char* const late = node == 1 ? "late.png" : "late";
+        bool isTaken = false;
+        for (const int ms : {50, 500, 5000}) { // for the other thread to read it
+            std::filesystem::copy(path(file), path(late), std::filesystem::copy_options::recursive);
+            ask(window, node, late);
+            std::this_thread::sleep_for(std::chrono::milliseconds(ms)); // here nothing goes on meanwhile
+            std::filesystem::remove_all(path(late));
+            settle(window);
+            isTaken = window.document()->toText().find(late) != std::string::npos;
+            if (isTaken) {
+                break;
+            }
+        }
+        EXPECT_TRUE(isTaken);
+        if (isTaken) {
+            ASSERT_TRUE(window.session()->undo());
+        }
         ask(window, node, file); // which the document has
         ASSERT_TRUE(waitFor([&] { return !window.notices().has("reading"); }));
         settle(window);
@@ -164,6 +194,12 @@ TEST_F(WindowReading, ImagesThatAreStoppedChangeNothing)
         EXPECT_EQ(hasImage(window, node), node == 2) << "it has what it had";
         EXPECT_EQ(window.session()->history().doneCount(), steps);
     }
+    const HeldReading next;
+    *next.goesOn = true;
+    zrkui::ZRKApp::ui().readFiles(next.reading("next"), &window);
+    ASSERT_TRUE(waitFor([&] { return *next.isDone; }));
+    QTest::qWait(50);
+    EXPECT_EQ(window.session()->history().doneCount(), steps) << "what waited is stopped, too";
 }
 
 TEST_F(WindowReading, WhatCantBeReadIsToldAlsoWhenItsPanelIsClosed)
@@ -173,12 +209,33 @@ TEST_F(WindowReading, WhatCantBeReadIsToldAlsoWhenItsPanelIsClosed)
         SCOPED_TRACE(node);
         Window window;
         open(window, path("images.zrk.json"));
+        HeldReading before;
+        zrkui::ZRKApp::ui().readFiles(before.reading("before"), &window);
         ask(window, node, "text.png");
-        ASSERT_TRUE(window.select(3));
+        closePanel(window);
+        *before.goesOn = true;
         EXPECT_TRUE(waitFor([&] { return window.message().find("text.png") != std::string::npos; }));
         EXPECT_FALSE(hasImage(window, node));
         EXPECT_EQ(resources(window), 0u);
     }
+}
+
+TEST_F(WindowReading, WhatIsPastedGoesToNoOtherDocument)
+{
+    put("tetrahedron.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf 1 3 2\nf 1 2 4\nf 2 3 4\nf 1 4 3\n");
+    QGuiApplication::clipboard()->setText(QString::fromStdString(
+        R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "MeshSDF", "import": "tetrahedron.obj"}]})"));
+    Window window;
+    open(window, path("a.zrk.json"));
+    HeldReading before;
+    zrkui::ZRKApp::ui().readFiles(before.reading("before"), &window);
+    window.canvas().action("paste")->trigger();
+    ASSERT_TRUE(window.open(path("images.zrk.json")));
+    *before.goesOn = true;
+    settle(window);
+    EXPECT_EQ(window.document()->graph()->nodes().size(), 3u);
+    EXPECT_FALSE(window.session()->canUndo());
+    QGuiApplication::clipboard()->clear(); // other tests share it
 }
 
 TEST_F(WindowReading, ANodeHasABadgeWhileItsPanelReads)
@@ -207,8 +264,8 @@ TEST_F(WindowReading, ANodeHasABadgeWhileItsPanelReads)
     ASSERT_TRUE(waitFor([&] { return badge(7).kind == NodeBadge::Kind::computing; }));
     put("b.zrk.json", kWindowDocument);
     ASSERT_TRUE(window.open(path("b.zrk.json")));
-    QTest::qWait(500);
-    EXPECT_EQ(badge(7).kind, NodeBadge::Kind::none) << "it is a node of another document";
+    EXPECT_FALSE(QTest::qWaitFor([&] { return badge(7).kind != NodeBadge::Kind::none; }, 1000))
+        << "it is a node of another document";
 }
 
 TEST_F(WindowReading, StoppingWaitsForNoDisk)
