@@ -625,6 +625,39 @@ TEST_F(CanvasTest, PinsHaveTheShapeAndColourOfTheirTag)
     EXPECT_EQ(canvas->node(6)->opacity(), 1);
 }
 
+// A panel that opens with the document takes a part of the canvas.
+TEST_F(CanvasTest, ShowsAllOfADocumentUntilOneLooksElsewhere)
+{
+    const auto showsAll = [&] {
+        QCoreApplication::processEvents();
+        for (const std::uint16_t node : {1, 2, 3, 4, 5, 6}) {
+            if (!pane()->rect().contains(canvas->nodeRect(node))) {
+                return false;
+            }
+        }
+        return true;
+    };
+    for (const int width : {1100, 700, 500, 900}) {
+        canvas->resize(width, 700);
+        EXPECT_TRUE(showsAll()) << width;
+    }
+    const double fitted = canvas->zoom();
+    canvas->resize(500, 700);
+    EXPECT_LT(canvas->zoom(), fitted);
+
+    const double zoom = canvas->zoom();
+    click({2, 2}); // what lies under the pointer stays there
+    canvas->resize(900, 700);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(canvas->zoom(), zoom);
+
+    open();
+    canvas->setZoom(0.5);
+    canvas->resize(500, 700);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(canvas->zoom(), 0.5);
+}
+
 // What is edited while the nodes of a large document are made must be shown too.
 TEST_F(CanvasTest, ALargeDocumentComesInTurns)
 {
