@@ -60,9 +60,12 @@ protected:
         std::map<std::string, QImage> parts;
         const auto take = [&](const char* name, QWidget* widget) {
             ASSERT_NE(widget, nullptr) << name;
-            parts[name] = widget->grab().toImage();
+            QImage former;
+            for (int i = 0; i < 100 && (former.isNull() || former != parts[name]); ++i) { // until it rests
+                former = std::exchange(parts[name], widget->grab().toImage());
+                QTest::qWait(20);
+            }
         };
-        QTest::qWait(20);
         take("values", &window.inspector());
         take("bar", &window.topBar());
         take("types", window.findChild<QDockWidget*>("Types"));
@@ -70,13 +73,12 @@ protected:
         take("notices", &window.notices());
         for (const std::uint16_t node : {4, 2}) {
             EXPECT_TRUE(window.select(node));
-            QTest::qWait(20);
+            settle(window);
             take(node == 4 ? "list" : "choice", window.panel());
         }
         for (QWidget* control : window.panel()->findChildren<QWidget*>()) {
             control->setEnabled(false);
         }
-        QTest::qWait(20);
         take("off", window.panel());
         return parts;
     }
