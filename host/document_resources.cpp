@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <memory>
 #include <random>
+#include <set>
 #include <utility>
 
 namespace zrkmodel {
@@ -372,37 +373,81 @@ void DocumentResources::countPlaces()
     }
 }
 
-zrk::Result<std::shared_ptr<ZRKResourceEntry>> DocumentResources::ensureImage(const char* kind,
+/// An image on its way into the document.
+struct DocumentResources::ReadImage {
+    ZRKImageKind kind;
+    std::string path; ///< as it was asked for
+    std::filesystem::path whole{};
+    ZRKJson entry{};
+    zrk::Result<std::shared_ptr<ZRKSerializableObject>> object{nullptr};
+
+    ReadImage(ZRKImageKind imageKind, std::string asked) : kind(imageKind), path(std::move(asked)) {}
+
+    void findPath() { whole = wholePath(path); }
+    void read(const std::filesystem::path& folder, zrk::ProgressMonitor* monitor)
+    {
+        const std::filesystem::path relative = whole.lexically_relative(wholePath(folder));
+        const bool isPicture = kind == ZRKImageKind::picture;
+        entry = {{"uuid", newResourceUuid()},
+                 {"kind", isPicture ? "image2d" : "image3d"},
+                 {"path", (relative.empty() ? whole : relative).string()}};
+        const auto any = [](const auto& image) -> std::shared_ptr<ZRKSerializableObject> { return image; };
+        object = isPicture ? readImage2d(entry, folder, path).map(any)
+                           : readImage3d(entry, folder, path, monitor).map(any);
+    }
+};
+
+ZRKImageReading DocumentResources::startReading(ZRKImageKind kind, const std::string& path)
+{
+    const auto image = std::make_shared<ReadImage>(kind, path);
+    std::set<std::filesystem::path> known;
+    for (const auto& [whole, entry] : _byPath) {
+        known.insert(whole);
+    }
+    return {[image, known = std::move(known), folder = _folder](zrk::ProgressMonitor& monitor) {
+                const auto done = zrk::attempt(image->path, [&]() -> zrk::Result<void> {
+                    image->findPath();
+                    if (!known.contains(image->whole)) {
+                        image->read(folder, &monitor);
+                    }
+                    return {};
+                });
+                if (!done) {
+                    image->object = zrk::refused(done.error());
+                }
+            },
+            [this, image] { _read = image; }};
+}
+
+zrk::Result<std::shared_ptr<ZRKResourceEntry>> DocumentResources::ensureImage(ZRKImageKind kind,
                                                                               const std::string& path)
 {
-    const std::filesystem::path whole = wholePath(path);
-    if (const auto known = _byPath.find(whole); known != _byPath.end()) {
+    ReadImage image(kind, path);
+    const std::shared_ptr<const ReadImage> read = std::exchange(_read, nullptr);
+    const bool isRead = read && read->kind == kind && read->path == path && !read->whole.empty();
+    if (isRead) {
+        image = *read;
+    } else {
+        image.findPath();
+    }
+    if (const auto known = _byPath.find(image.whole); known != _byPath.end()) {
         return known->second;
     }
-    const std::filesystem::path relative = whole.lexically_relative(wholePath(_folder));
-    ZRKJson stored{{"uuid", newResourceUuid()},
-                   {"kind", kind},
-                   {"path", (relative.empty() ? whole : relative).string()}};
-    const ZRKuuid uuid(stored["uuid"].get<std::string>());
-    const auto entry = std::make_shared<ZRKResourceEntry>(uuid);
-    const auto take = [&](const auto& image) {
-        if (image) {
-            (*image)->setUuid(uuid);
-            entry->resolve(*image);
-        }
-        return image ? zrk::Result<void>() : zrk::refused(image.error());
-    };
-    const zrk::Result<void> taken = stored["kind"] == "image2d"
-                                        ? take(readImage2d(stored, _folder, path))
-                                        : take(readImage3d(stored, _folder, path, nullptr));
-    if (!taken) {
-        return zrk::refused(taken.error());
+    if (!isRead || (image.object && !*image.object)) { // it was known when it was to be read
+        image.read(_folder, nullptr);
     }
+    if (!image.object) {
+        return zrk::refused(image.object.error());
+    }
+    const ZRKuuid uuid(image.entry["uuid"].get<std::string>());
+    const auto entry = std::make_shared<ZRKResourceEntry>(uuid);
+    (*image.object)->setUuid(uuid);
+    entry->resolve(*image.object);
     _index.emplace(uuid, _entries.size());
     _entries.push_back(entry);
-    _names.push_back(listedName(stored));
-    _byPath.emplace(whole, entry);
-    _added.push_back(std::move(stored));
+    _names.push_back(listedName(image.entry));
+    _byPath.emplace(image.whole, entry);
+    _added.push_back(std::move(image.entry));
     return entry;
 }
 
@@ -411,12 +456,12 @@ std::shared_ptr<ZRKResourceEntry> DocumentResources::ensureImageFromfolder(const
     if (path.empty()) {
         return nullptr; // none was chosen
     }
-    return ensureImage("image3d", path).value_or(nullptr);
+    return ensureImage(ZRKImageKind::volume, path).value_or(nullptr);
 }
 
 ZRKAddedImage DocumentResources::ensureImage2d(const std::string& path)
 {
-    const auto entry = ensureImage("image2d", path);
+    const auto entry = ensureImage(ZRKImageKind::picture, path);
     if (!entry) {
         return {nullptr, zrk::messageOf(entry.error())};
     }

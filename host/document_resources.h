@@ -56,6 +56,7 @@ public:
     std::vector<ZRKNamedResource<ZRKGeometry>> geometries(unsigned filter) const override;
     ZRKImage3dLibraryView& images3d() override { return *this; }
     ZRKAddedImage ensureImage2d(const std::string& path) override;
+    ZRKImageReading startReading(ZRKImageKind kind, const std::string& path) override;
 
     /// The entries that were added since the document was read, as it is to store them.
     const ZRKJson& addedEntries() const { return _added; }
@@ -92,8 +93,10 @@ private:
     std::filesystem::path _folder;                                              ///< the document's
     std::map<std::filesystem::path, std::shared_ptr<ZRKResourceEntry>> _byPath; ///< images, by whole path
     ZRKJson _added = ZRKJson::array();
+    struct ReadImage;
+    std::shared_ptr<const ReadImage> _read; ///< apart; may be null
 
-    zrk::Result<std::shared_ptr<ZRKResourceEntry>> ensureImage(const char* kind, const std::string& path);
+    zrk::Result<std::shared_ptr<ZRKResourceEntry>> ensureImage(ZRKImageKind kind, const std::string& path);
     void countPlaces();
     template <class R>
     std::vector<ZRKNamedResource<R>> named() const;

@@ -85,13 +85,15 @@ void ZRKApp::readFiles(FileReading reading, QWidget* parent)
         _reader(std::move(reading));
         return;
     }
-    runLong(reading.title, parent, reading.read);
-    reading.done();
+    if (runLong(reading.title, parent, reading.read)) {
+        (void)reading.done(); // the panel is there
+    }
 }
 
-void ZRKApp::runLong(const std::string& title, QWidget* parent,
+bool ZRKApp::runLong(const std::string& title, QWidget* parent,
                      const std::function<void(zrk::ProgressMonitor&)>& work)
 {
+    bool isStopped = false;
     {
         QProgressDialog dialog(QString::fromStdString(title), "stop", 0, kSteps, parent);
         dialog.setWindowModality(Qt::ApplicationModal);
@@ -99,8 +101,10 @@ void ZRKApp::runLong(const std::string& title, QWidget* parent,
         dialog.setValue(0);
         DialogMonitor monitor(dialog, [&](double fraction) { _work(title, fraction); });
         work(monitor);
+        isStopped = dialog.wasCanceled();
     }
     _workDone();
+    return !isStopped;
 }
 
 } // namespace zrkui

@@ -23,7 +23,8 @@ struct FileReading {
     /// On any thread; throws nothing.
     std::function<void(zrk::ProgressMonitor&)> read;
     /// On the interface's thread, once all is read; not called where it was stopped or the node is gone.
-    std::function<void()> done;
+    /// Returns what is wrong and no control tells any more, as its panel is closed; else nothing.
+    std::function<std::string()> done;
 };
 
 /// The application as panels see it: the open document, file dialogs, long work. Interface thread only.
@@ -51,7 +52,8 @@ public:
 
     /// Runs work that takes long behind a dialog with its progress and a button to stop it. The work runs on
     /// this thread, as edits do; the dialog, which comes after half a second, keeps other input out.
-    void runLong(const std::string& title, QWidget* parent,
+    /// @return whether nobody stopped it.
+    bool runLong(const std::string& title, QWidget* parent,
                  const std::function<void(zrk::ProgressMonitor&)>& work);
     /// The listener is called while long work is under way, often: with its title and how far it is, 0 to 1.
     nod::connection onWork(std::function<void(const std::string& title, double fraction)> listener)

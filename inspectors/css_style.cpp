@@ -24,7 +24,6 @@ constexpr const char* kIsStyled = "zrkIsStyled"; ///< property of an application
 
 struct TableColor {
     ZRKCSSStyle::Role role;
-    const char* name; ///< in the sheet; null where it isn't used there
     const char* colors[2];
 };
 
@@ -32,42 +31,80 @@ using Role = ZRKCSSStyle::Role;
 
 // In the order of the roles.
 constexpr TableColor kTable[] = {
-    {Role::canvas, "canvas", {"#E9ECF0", "#131519"}},
-    {Role::canvasDots, nullptr, {"#CBD1D9", "#2A2F37"}},
-    {Role::panel, "panel", {"#F6F7F9", "#1B1E23"}},
-    {Role::bar, "bar", {"#EFF1F4", "#17191E"}},
-    {Role::popup, "popup", {"#FFFFFF", "#23272E"}},
-    {Role::field, "field", {"#FFFFFF", "#121418"}},
-    {Role::fieldOverridden, "fieldOverridden", {"#EDEFF2", "#1F2228"}},
-    {Role::paneLine, "paneLine", {"#DDE1E7", "#2C3138"}},
-    {Role::edge, "edge", {"#BFC6D0", "#434A55"}},
-    {Role::edgeHovered, "edgeHovered", {"#7C8796", "#7D8794"}},
-    {Role::text, "text", {"#1A1E25", "#E6E9EE"}},
-    {Role::secondText, "secondText", {"#4D5664", "#B6BDC9"}},
-    {Role::hint, "hint", {"#5C6573", "#99A2AF"}},
-    {Role::link, "link", {"#1C50C8", "#7DA9FF"}},
-    {Role::accent, "accent", {"#2563EB", "#5B93FF"}},
-    {Role::accentFill, "accentFill", {"#DCE7FD", "#243452"}},
-    {Role::warning, "warning", {"#855000", "#F2B63C"}},
-    {Role::error, "error", {"#B03408", "#FF8A66"}},
-    {Role::frozen, nullptr, {"#0B6A86", "#74C7E6"}},
-    {Role::computing, nullptr, {"#515A68", "#AEB6C2"}},
-    {Role::tagScalar, nullptr, {"#0B7F74", "#46C2AF"}},
-    {Role::tagVector, nullptr, {"#6D4BD8", "#AB92FB"}},
-    {Role::tagColor, nullptr, {"#B92B78", "#F184BC"}},
-    {Role::tagNone, nullptr, {"#6B7584", "#8F98A5"}},
-    {Role::familyPrimitives, nullptr, {"#0E7480", "#58BDCB"}},
-    {Role::familyPatterns, nullptr, {"#2A7A4B", "#66C38D"}},
-    {Role::familyCoordinates, nullptr, {"#5B50CC", "#9D97F5"}},
-    {Role::familyTransforms, nullptr, {"#8443B0", "#C48DEA"}},
-    {Role::familyOperators, nullptr, {"#4B5D74", "#A3B5CB"}},
-    {Role::familyMesh, nullptr, {"#5C741B", "#A9C05F"}},
-    {Role::familyRaster, nullptr, {"#91542A", "#D9A06F"}},
-    {Role::familyTransport, nullptr, {"#8A4552", "#D78F9C"}},
-    {Role::note, "note", {"#101216", "#101216"}},
-    {Role::noteText, "noteText", {"#FFFFFF", "#FFFFFF"}},
+    {Role::canvas, {"#E9ECF0", "#131519"}},
+    {Role::canvasDots, {"#CBD1D9", "#2A2F37"}},
+    {Role::panel, {"#F6F7F9", "#1B1E23"}},
+    {Role::bar, {"#EFF1F4", "#17191E"}},
+    {Role::popup, {"#FFFFFF", "#23272E"}},
+    {Role::field, {"#FFFFFF", "#121418"}},
+    {Role::fieldOverridden, {"#EDEFF2", "#1F2228"}},
+    {Role::paneLine, {"#DDE1E7", "#2C3138"}},
+    {Role::edge, {"#BFC6D0", "#434A55"}},
+    {Role::edgeHovered, {"#7C8796", "#7D8794"}},
+    {Role::text, {"#1A1E25", "#E6E9EE"}},
+    {Role::secondText, {"#4D5664", "#B6BDC9"}},
+    {Role::hint, {"#5C6573", "#99A2AF"}},
+    {Role::link, {"#1C50C8", "#7DA9FF"}},
+    {Role::accent, {"#2563EB", "#5B93FF"}},
+    {Role::accentFill, {"#DCE7FD", "#243452"}},
+    {Role::warning, {"#855000", "#F2B63C"}},
+    {Role::error, {"#B03408", "#FF8A66"}},
+    {Role::frozen, {"#0B6A86", "#74C7E6"}},
+    {Role::computing, {"#515A68", "#AEB6C2"}},
+    {Role::tagScalar, {"#0B7F74", "#46C2AF"}},
+    {Role::tagVector, {"#6D4BD8", "#AB92FB"}},
+    {Role::tagColor, {"#B92B78", "#F184BC"}},
+    {Role::tagNone, {"#6B7584", "#8F98A5"}},
+    {Role::familyPrimitives, {"#0E7480", "#58BDCB"}},
+    {Role::familyPatterns, {"#2A7A4B", "#66C38D"}},
+    {Role::familyCoordinates, {"#5B50CC", "#9D97F5"}},
+    {Role::familyTransforms, {"#8443B0", "#C48DEA"}},
+    {Role::familyOperators, {"#4B5D74", "#A3B5CB"}},
+    {Role::familyMesh, {"#5C741B", "#A9C05F"}},
+    {Role::familyRaster, {"#91542A", "#D9A06F"}},
+    {Role::familyTransport, {"#8A4552", "#D78F9C"}},
+    {Role::note, {"#101216", "#101216"}},
+    {Role::noteText, {"#FFFFFF", "#FFFFFF"}},
 };
 static_assert(std::size(kTable) == kRoles);
+
+/// A colour that the sheet names. It stands in the palette, so that another palette needs no other sheet.
+struct SheetColor {
+    const char* name; ///< in braces
+    ZRKCSSStyle::Role role;
+    QPalette::ColorRole inPalette;
+    const char* reference; ///< what sheets call that
+};
+
+// The lower eight are roles that Qt shades frames with, which here are drawn by the sheet.
+constexpr SheetColor kSheetColors[] = {
+    {"panel", Role::panel, QPalette::Window, "window"},
+    {"text", Role::text, QPalette::WindowText, "window-text"},
+    {"field", Role::field, QPalette::Base, "base"},
+    {"accentFill", Role::accentFill, QPalette::Highlight, "highlight"},
+    {"link", Role::link, QPalette::Link, "link"},
+    {"bar", Role::bar, QPalette::AlternateBase, "alternate-base"},
+    {"popup", Role::popup, QPalette::Light, "light"},
+    {"fieldOverridden", Role::fieldOverridden, QPalette::BrightText, "bright-text"},
+    {"paneLine", Role::paneLine, QPalette::Midlight, "midlight"},
+    {"edge", Role::edge, QPalette::Mid, "mid"},
+    {"edgeHovered", Role::edgeHovered, QPalette::Dark, "dark"},
+    {"secondText", Role::secondText, QPalette::Shadow, "shadow"},
+    {"accent", Role::accent, QPalette::LinkVisited, "link-visited"},
+};
+
+/// The colour of a text, by the property kTextRole of its label or button.
+struct TextColor {
+    const char* name;
+    ZRKCSSStyle::Role role;
+};
+
+constexpr const char* kTextRole = "zrkRole";
+constexpr TextColor kTextColors[] = {
+    {"hint", Role::hint},
+    {"second", Role::secondText},
+    {"problem", Role::error},
+};
 
 bool isHighContrast = false;
 const ZRKCSSStyle* applied = nullptr;
@@ -88,7 +125,7 @@ const char* const kSheet = R"(
 QToolTip { background: {popup}; color: {text}; border: 1px solid {edge}; padding: 4u; }
 QMainWindow, QDialog, QScrollArea, QScrollArea > QWidget > QWidget { background: {panel}; }
 QScrollArea { border: none; }
-QScrollArea#Items { border: 1px solid {paneLine}; border-radius: 6u; }
+QScrollArea#Items { border: 1px solid {paneLine}; border-radius: 8u; padding: 3u; }
 QLabel#Thumbnail { background: {field}; border: 1px solid {paneLine}; border-radius: 4u; }
 QPushButton#Picker::menu-indicator { image: none; }
 QAbstractSpinBox, QLineEdit, QComboBox {
@@ -97,7 +134,7 @@ QAbstractSpinBox, QLineEdit, QComboBox {
 QAbstractSpinBox:hover, QLineEdit:hover, QComboBox:hover { border-color: {edgeHovered}; }
 QAbstractSpinBox:focus, QLineEdit:focus, QComboBox:focus { border: 2px solid {accent}; padding: 0 5u;
     min-height: 20u; max-height: 20u; }
-QAbstractSpinBox:disabled, QLineEdit:disabled, QComboBox:disabled { background: {fieldOverridden}; color: {hint}; }
+QAbstractSpinBox:disabled, QLineEdit:disabled, QComboBox:disabled { background: {fieldOverridden}; }
 QAbstractSpinBox QLineEdit, QAbstractSpinBox QLineEdit:focus { border: none; background: transparent; padding: 0; }
 QComboBox::drop-down { border: none; width: 20u; }
 QComboBox QAbstractItemView, QMenu { background: {popup}; border: 1px solid {edge};
@@ -111,8 +148,7 @@ QPushButton { background: {field}; border: 1px solid {edge}; border-radius: 4u; 
 QPushButton:hover { border-color: {edgeHovered}; }
 QPushButton:pressed, QPushButton:checked { background: {accentFill}; }
 QPushButton:focus { border: 2px solid {accent}; padding: 0 9u; min-height: 20u; max-height: 20u; }
-QPushButton:disabled { color: {hint}; background: {fieldOverridden}; }
-QPushButton#Warning { color: {error}; }
+QPushButton:disabled { background: {fieldOverridden}; }
 QCheckBox { spacing: 8u; min-height: 24u; }
 QCheckBox:focus { color: {link}; }
 QTabWidget::pane { border: none; border-top: 1px solid {paneLine}; }
@@ -124,11 +160,6 @@ QGroupBox::title { subcontrol-origin: margin; padding: 0; }
 QFrame#Item, QFrame#SelectedItem { background: {popup}; border-radius: 6u; }
 QFrame#Item { border: 1px solid {paneLine}; }
 QFrame#SelectedItem { border: 1px solid {accent}; background: {accentFill}; }
-QLabel[zrkRole="mark"] { color: {hint}; background: transparent; }
-QLabel[zrkRole="hint"] { color: {hint}; }
-QLabel[zrkRole="second"] { color: {secondText}; }
-QLabel[zrkRole="problem"] { color: {error}; }
-QLabel[zrkRole="warning"] { color: {warning}; }
 QLabel[zrkRole="title"] { font-weight: 600; }
 QScrollBar:vertical { background: transparent; width: 10u; margin: 0; }
 QScrollBar::handle:vertical { background: {edge}; border-radius: 3u; min-height: 24u; margin: 2u; }
@@ -150,10 +181,41 @@ QProgressBar::chunk { background: {accent}; border-radius: 3u; }
 
 double scaleOf(const QFont& font) { return QFontInfo(font).pixelSize() / kBaseFont; }
 
+/// Gives a label or a button the colour that its property names.
+void colourText(QWidget& widget)
+{
+    const QString name = widget.property(kTextRole).toString();
+    for (const TextColor& entry : kTextColors) {
+        if (name == entry.name) {
+            QPalette palette; // of which this colour alone holds
+            palette.setColor(widget.foregroundRole(), ZRKCSSStyle::current().color(entry.role));
+            widget.setPalette(palette);
+        }
+    }
+}
+
+/// Has the widgets read the sheet's colours out of the palette again. They keep what they read; a sheet that
+/// is set anew would also parse it and lay out everything, for ten times as long.
+void takeNewPalette()
+{
+    for (QWidget* widget : QApplication::allWidgets()) {
+        if (widget->testAttribute(Qt::WA_WState_Polished)) {
+            widget->style()->polish(widget);
+        }
+    }
+}
+
 /// Check boxes with a tick, which a sheet has no way to draw.
 class TickStyle final : public QProxyStyle {
 public:
     TickStyle() : QProxyStyle("fusion") {}
+
+    using QProxyStyle::polish;
+    void polish(QWidget* widget) override
+    {
+        QProxyStyle::polish(widget);
+        colourText(*widget);
+    }
 
     int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override
     {
@@ -268,18 +330,15 @@ void ZRKCSSStyle::setHighContrast(bool isOn) { isHighContrast = isOn; }
 QPalette ZRKCSSStyle::palette() const
 {
     QPalette palette(color(Role::panel));
-    palette.setColor(QPalette::Window, color(Role::panel));
-    palette.setColor(QPalette::WindowText, color(Role::text));
-    palette.setColor(QPalette::Base, color(Role::field));
-    palette.setColor(QPalette::AlternateBase, color(Role::panel));
+    for (const SheetColor& entry : kSheetColors) {
+        palette.setColor(entry.inPalette, color(entry.role));
+    }
     palette.setColor(QPalette::Text, color(Role::text));
     palette.setColor(QPalette::Button, color(Role::field));
     palette.setColor(QPalette::ButtonText, color(Role::text));
     palette.setColor(QPalette::ToolTipBase, color(Role::popup));
     palette.setColor(QPalette::ToolTipText, color(Role::text));
-    palette.setColor(QPalette::Highlight, color(Role::accentFill));
     palette.setColor(QPalette::HighlightedText, color(Role::text));
-    palette.setColor(QPalette::Link, color(Role::link));
     palette.setColor(QPalette::PlaceholderText, color(Role::hint));
     for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
         palette.setColor(QPalette::Disabled, role, color(Role::hint));
@@ -287,14 +346,12 @@ QPalette ZRKCSSStyle::palette() const
     return palette;
 }
 
-QString ZRKCSSStyle::sheet(double scale) const { return filled(QString::fromLatin1(kSheet), scale); }
+QString ZRKCSSStyle::sheet(double scale) { return filled(QString::fromLatin1(kSheet), scale); }
 
-QString ZRKCSSStyle::filled(QString sheet, double scale) const
+QString ZRKCSSStyle::filled(QString sheet, double scale)
 {
-    for (const TableColor& row : kTable) {
-        if (row.name) {
-            sheet.replace("{" + QString::fromLatin1(row.name) + "}", color(row.role).name());
-        }
+    for (const SheetColor& entry : kSheetColors) {
+        sheet.replace(QString("{%1}").arg(entry.name), QString("palette(%1)").arg(entry.reference));
     }
     static const QRegularExpression length("(\\d+)u\\b");
     QString result;
@@ -317,7 +374,21 @@ void ZRKCSSStyle::apply(QApplication& application, const QString& more) const
     }
     applied = this;
     QApplication::setPalette(palette());
-    application.setStyleSheet(filled(QString::fromLatin1(kSheet) + more, scaleOf(QApplication::font())));
+    const QString wanted = filled(QString::fromLatin1(kSheet) + more, scaleOf(QApplication::font()));
+    if (application.styleSheet() != wanted) {
+        application.setStyleSheet(wanted);
+    } else {
+        takeNewPalette();
+    }
+    for (QWidget* widget : QApplication::allWidgets()) {
+        colourText(*widget);
+    }
+}
+
+void ZRKCSSStyle::setTextRole(QWidget& widget, const char* role)
+{
+    widget.setProperty(kTextRole, QString(role));
+    colourText(widget);
 }
 
 double contrast(const QColor& a, const QColor& b)

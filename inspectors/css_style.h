@@ -91,15 +91,19 @@ public:
     /// Edges as strong as hovered ones, for those who see little contrast. Of both styles.
     static void setHighContrast(bool isOn);
 
+    /// The colours that the sheet refers to are among these.
     QPalette palette() const;
-    /// Sizes in pixels at scale 1 are multiplied by `scale`.
-    QString sheet(double scale) const;
-    /// A sheet in which names in braces stand for colours of the table, and numbers followed by "u" for
+    /// The sheet of both styles. Sizes in pixels at scale 1 are multiplied by `scale`.
+    static QString sheet(double scale);
+    /// A sheet in which names in braces stand for colours of the palette, and numbers followed by "u" for
     /// pixels at scale 1.
-    QString filled(QString sheet, double scale) const;
-    /// Gives the application this palette and sheet, scaled by its font, over the style "fusion".
+    static QString filled(QString sheet, double scale);
+    /// Gives the application this palette and the sheet, scaled by its font, over the style "fusion".
     /// @param more  added to the sheet, see `filled`: one sheet is taken in in half the time of two.
     void apply(QApplication& application, const QString& more = {}) const;
+    /// Gives the text of a label or button the colour of a role, "hint", "second" or "problem", in each
+    /// style. Until it is shown, setting the property "zrkRole" does the same.
+    static void setTextRole(QWidget& widget, const char* role);
 
 private:
     explicit ZRKCSSStyle(int column) : _column(column) {}

@@ -160,4 +160,13 @@ void UIField::say(QWidget* control, const std::string& message)
     }
 }
 
+std::string UIField::sayIfShown(QWidget* control, const std::string& message)
+{
+    if (!control) {
+        return message;
+    }
+    say(control, message);
+    return {};
+}
+
 } // namespace zrkui

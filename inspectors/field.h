@@ -33,6 +33,8 @@ public:
 
     /// Says it at the field that holds the control; does nothing for a control outside of one.
     static void say(QWidget* control, const std::string& message);
+    /// The same where the control may be gone, and null: the message is returned then, to be told elsewhere.
+    static std::string sayIfShown(QWidget* control, const std::string& message);
     /// The field that holds a control; null for none.
     static UIField* of(const QWidget* control);
 

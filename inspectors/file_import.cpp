@@ -41,9 +41,7 @@ void importFiles(ZRKObject& component, const std::vector<std::filesystem::path>&
             dynamic_cast<ZRKDataHolder&>(*into).takeImport(dynamic_cast<ZRKDataHolder&>(*pending->reader),
                                                            files);
         }
-        if (shown) {
-            UIField::say(shown, messagesOf(pending->result));
-        }
+        return UIField::sayIfShown(shown, messagesOf(pending->result));
     };
     ZRKApp::ui().readFiles(std::move(reading), button.window());
 }

@@ -8,14 +8,18 @@
 
 #include <QMenu>
 #include <QPainter>
+#include <QPointer>
+
+#include <utility>
 
 namespace zrkui {
 
 namespace {
 
 constexpr int kIcon = 32;
-constexpr int kSide = 96;  ///< pixels at scale 1
-constexpr int kLeast = 80; ///< height, likewise
+constexpr int kSide = 96;       ///< pixels at scale 1
+constexpr int kLeast = 80;      ///< height, likewise
+constexpr int kMostShown = 512; ///< pixels of a picture along a side, of which the shown ones are made
 
 const FileRequest& pictureRequest()
 {
@@ -27,7 +31,9 @@ const FileRequest& pictureRequest()
 } // namespace
 
 ZRKImagePicker::ZRKImagePicker(const Image& image, int flags, QWidget* parent)
-    : QPushButton(parent), _canBeEmptied((flags & 1) != 0)
+    : QPushButton(parent),
+      _canBeEmptied((flags & 1) != 0),
+      _picked(std::make_shared<nod::signal<void(const Image&)>>())
 {
     setAutoDefault(false);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
@@ -43,7 +49,7 @@ ZRKImagePicker::ZRKImagePicker(const Image& image, int flags, QWidget* parent)
 void ZRKImagePicker::display(const Image& image)
 {
     _image = image;
-    _thumbnail = toImage(image.get());
+    _thumbnail = toImage(image.get(), kMostShown);
     update();
 }
 
@@ -51,7 +57,7 @@ void ZRKImagePicker::choose(const Image& image)
 {
     display(image);
     UIField::say(this, "");
-    _picked(image);
+    (*_picked)(image);
 }
 
 void ZRKImagePicker::openFile()
@@ -65,12 +71,27 @@ void ZRKImagePicker::openFile()
     if (paths.empty()) {
         return;
     }
-    const zrkmodel::ZRKAddedImage added = document->ensureImage2d(paths.front());
-    if (added.image) {
-        choose(added.image);
-    } else {
-        UIField::say(this, added.problem);
-    }
+    const std::string& path = paths.front();
+    auto image = document->startReading(zrkmodel::ZRKImageKind::picture, path);
+    FileReading reading;
+    reading.title = "reading " + path;
+    reading.file = path;
+    reading.read = std::move(image.read);
+    reading.done = [path, keep = std::move(image.keep), picked = _picked,
+                    shown = QPointer<ZRKImagePicker>(this)]() -> std::string {
+        keep();
+        const zrkmodel::ZRKAddedImage added = ZRKApp::ui().document()->ensureImage2d(path);
+        if (!added.image) {
+            return UIField::sayIfShown(shown, added.problem);
+        }
+        if (shown) {
+            shown->choose(added.image);
+        } else {
+            (*picked)(added.image);
+        }
+        return {};
+    };
+    ZRKApp::ui().readFiles(std::move(reading), window());
 }
 
 void ZRKImagePicker::fillMenu()
@@ -82,7 +103,7 @@ void ZRKImagePicker::fillMenu()
     if (const zrkmodel::ZRKDocument* document = ZRKApp::ui().document()) {
         for (const auto& entry : document->images2d()) {
             const QPixmap icon =
-                QPixmap::fromImage(toImage(entry.object.get())
+                QPixmap::fromImage(toImage(entry.object.get(), 2 * kIcon)
                                        .scaled(kIcon, kIcon, Qt::KeepAspectRatio, Qt::SmoothTransformation));
             QAction* action = menu()->addAction(icon, QString::fromStdString(entry.name));
             connect(action, &QAction::triggered, this, [this, object = entry.object] { choose(object); });

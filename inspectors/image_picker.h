@@ -26,12 +26,13 @@ public:
     /// The listener is called when the user has picked.
     void connectToListener(std::function<void(const Image&)> listener)
     {
-        _picked.connect(std::move(listener));
+        _picked->connect(std::move(listener));
     }
     /// Shows another picture without calling the listeners.
     void display(const Image& image);
     void choose(const Image& image);
-    /// Asks for a file and takes its picture; one that can't be read is told beside the picker.
+    /// Asks for a file and takes its picture, without holding up the window; one that can't be read is told
+    /// beside the picker.
     void openFile();
 
     void describe(zrkmodel::ZRKJson& out) const override;
@@ -44,7 +45,8 @@ private:
     Image _image;
     bool _canBeEmptied;
     QImage _thumbnail;
-    nod::signal<void(const Image&)> _picked;
+    /// Shared with what reads a file, which may outlive the picker.
+    std::shared_ptr<nod::signal<void(const Image&)>> _picked;
 
     void fillMenu();
 };

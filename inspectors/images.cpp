@@ -62,7 +62,7 @@ int levelOf(const ZRKImage2d::Channel& channel, std::size_t pixel)
 
 } // namespace
 
-QImage toImage(const ZRKImage2d* image)
+QImage toImage(const ZRKImage2d* image, int most)
 {
     if (!image || image->channelCount() == 0) {
         return {};
@@ -82,12 +82,13 @@ QImage toImage(const ZRKImage2d* image)
     }
     const std::size_t channels = image->channelCount();
     const bool isGrey = channels < 3;
-    QImage picture(dims[0], dims[1], QImage::Format_ARGB32);
-    for (int y = 0; y < dims[1]; ++y) {
+    const int step = (std::max({dims[0], dims[1], 1}) + most - 1) / most;
+    QImage picture((dims[0] + step - 1) / step, (dims[1] + step - 1) / step, QImage::Format_ARGB32);
+    for (int y = 0; y < picture.height(); ++y) {
         auto* row = reinterpret_cast<QRgb*>(picture.scanLine(y));
-        for (int x = 0; x < dims[0]; ++x) {
-            const auto pixel =
-                static_cast<std::size_t>(y) * static_cast<std::size_t>(dims[0]) + static_cast<std::size_t>(x);
+        for (int x = 0; x < picture.width(); ++x) {
+            const auto pixel = static_cast<std::size_t>(y * step) * static_cast<std::size_t>(dims[0]) +
+                               static_cast<std::size_t>(x * step);
             const int first = levelOf(image->channel(0), pixel);
             const int opacity = channels == 2  ? levelOf(image->channel(1), pixel)
                                 : channels > 3 ? levelOf(image->channel(3), pixel)

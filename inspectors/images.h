@@ -17,7 +17,9 @@ QImage toImage(const UIImage& image);
 QImage toImage(const zrk::Raster<1, 2, std::uint8_t>& grey);
 /// A picture as it looks: grey, grey with opacity, colours, colours with opacity, by its number of
 /// channels. Null for none and for one without pixels.
-QImage toImage(const zrkmodel::ZRKImage2d* image);
+///
+/// @param most  pixels along either side; of larger pictures every second one, or third, and so on is taken.
+QImage toImage(const zrkmodel::ZRKImage2d* image, int most);
 
 /// Where a picture stands in the middle of a room: on whole pixels of the screen, as it would be blurred
 /// between them. Sizes are in pixels of the interface, `ratio` of the screen's pixels to one.

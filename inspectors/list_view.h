@@ -371,6 +371,7 @@ void addRemoval(List& list, const char* hint)
 {
     QPushButton* button = list.addButton("del", [&list] { list.removeSelected(); });
     button->setObjectName("Warning");
+    button->setProperty("zrkRole", "problem");
     setHint(*button, hint);
 }
 

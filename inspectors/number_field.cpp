@@ -128,7 +128,7 @@ void NumberField::setMark(const QString& text)
 {
     if (!_mark) {
         _mark = new QLabel(this);
-        _mark->setProperty("zrkRole", "mark");
+        _mark->setProperty("zrkRole", "hint");
         _mark->setAttribute(Qt::WA_TransparentForMouseEvents);
     }
     _mark->setText(text);

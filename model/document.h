@@ -5,9 +5,14 @@
 #include "model/image_library.h"
 #include "model/resource.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+namespace zrk {
+class ProgressMonitor;
+}
 
 namespace zrkmodel {
 
@@ -44,6 +49,17 @@ struct ZRKAddedImage {
     std::string problem;
 };
 
+enum class ZRKImageKind { picture, volume };
+
+/// A picture or a volume that is read for a document apart from it.
+struct ZRKImageReading {
+    /// Reads the file or folder. On any thread, also where the document is gone meanwhile; throws nothing.
+    std::function<void(zrk::ProgressMonitor&)> read;
+    /// Hands what was read to the document, which must still be there: when it is next asked to ensure that
+    /// image, it takes this one, or the reason why there is none, and reads nothing.
+    std::function<void()> keep;
+};
+
 /// The open document, as panels see it: what there is to pick from. Used on the interface thread.
 class ZRK_API ZRKDocument {
 public:
@@ -56,6 +72,8 @@ public:
     virtual ZRKImage3dLibraryView& images3d() = 0;
     /// The picture of a PNG file, which becomes a resource of the document unless it is one already.
     virtual ZRKAddedImage ensureImage2d(const std::string& path) = 0;
+    /// What reads the image of a path before `ensureImage2d`, or `ensureImageFromfolder`, is called.
+    virtual ZRKImageReading startReading(ZRKImageKind kind, const std::string& path) = 0;
 };
 
 } // namespace zrkmodel

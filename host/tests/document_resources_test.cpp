@@ -1,3 +1,4 @@
+#include "core/engine/progress.h"
 #include "host/document_resources.h"
 #include "model/document.h"
 #include "testing/source_folder.h"
@@ -80,6 +81,44 @@ TEST_F(DocumentLists, TakePicturesInOnce)
         EXPECT_THAT(failed.problem, HasSubstr(name));
     }
     EXPECT_THAT(namesOf(resources->images2d()), ElementsAre("gear.png", "ring.png"));
+}
+
+TEST_F(DocumentLists, TakeImagesThatWereReadApart)
+{
+    copyPicture("gear.png");
+    copyPicture("ring.png");
+    copyPicture("letter.png");
+    const auto resources = load(R"([{"uuid": "i1", "kind": "image2d", "path": "gear.png"}])");
+    struct Nobody final : zrk::ProgressMonitor {
+        void progress(double) override {}
+        bool interruptRequested() override { return false; }
+    } monitor;
+    const auto readAndRemove = [&](const char* name) {
+        const ZRKImageReading reading = resources->startReading(ZRKImageKind::picture, path(name));
+        reading.read(monitor);
+        std::filesystem::remove(path(name)); // so that it can't be read again
+        EXPECT_TRUE(resources->addedEntries().empty() || resources->addedEntries().back()["path"] != name);
+        reading.keep();
+    };
+    readAndRemove("ring.png");
+    const ZRKAddedImage ring = resources->ensureImage2d(path("ring.png"));
+    ASSERT_NE(ring.image, nullptr) << ring.problem;
+    EXPECT_TRUE(resources->find(ring.image->uuid()).ready());
+    EXPECT_EQ(resources->addedEntries().back()["path"], "ring.png");
+
+    readAndRemove("letter.png");
+    EXPECT_EQ(resources->images3d().ensureImageFromfolder(path("letter.png")), nullptr) << "it is a picture";
+    EXPECT_EQ(resources->ensureImage2d(path("letter.png")).image, nullptr) << "it is kept for one question";
+
+    readAndRemove("gone.png");
+    put("gone.png", "found too late");
+    EXPECT_THAT(resources->ensureImage2d(path("gone.png")).problem, HasSubstr("gone.png"));
+
+    const ZRKImageReading known = resources->startReading(ZRKImageKind::picture, path("./gear.png"));
+    known.read(monitor);
+    known.keep();
+    EXPECT_EQ(resources->ensureImage2d(path("./gear.png")).image, resources->images2d()[0].object);
+    EXPECT_EQ(resources->addedEntries().size(), 1u);
 }
 
 } // namespace

@@ -11,6 +11,10 @@
 #include "inspectors/panel_parts.h"
 #include "inspectors/preview.h"
 
+#include <QPointer>
+
+#include <utility>
+
 namespace zrkui {
 
 using namespace zrkmodel;
@@ -76,10 +80,26 @@ void loadFolder(ZRKImageStack& c, QPushButtonWrapper& button, const FileRequest&
         UIField::say(&button, "no document is open that could take a volume in");
         return;
     }
-    c.loadFolder(document->images3d(), folder);
-    UIField::say(&button, c.image.value()  ? ""
-                          : folder.empty() ? "no folder was chosen: the stack is empty now"
-                                           : folder + ": found no slices that make a volume");
+    const auto load = [&c, folder, shown = QPointer<QWidget>(&button)] {
+        c.loadFolder(ZRKApp::ui().document()->images3d(), folder);
+        return UIField::sayIfShown(shown, c.image.value()  ? ""
+                                          : folder.empty() ? "no folder was chosen: the stack is empty now"
+                                                           : folder + ": found no slices that make a volume");
+    };
+    if (folder.empty()) {
+        (void)load();
+        return;
+    }
+    auto volume = document->startReading(ZRKImageKind::volume, folder);
+    FileReading reading;
+    reading.title = "reading " + folder;
+    reading.file = folder;
+    reading.read = std::move(volume.read);
+    reading.done = [load, keep = std::move(volume.keep)] {
+        keep();
+        return load();
+    };
+    ZRKApp::ui().readFiles(std::move(reading), button.window());
 }
 
 void loadSlices(ZRKImageStack& c, QPushButtonWrapper& button, const FileRequest& request)

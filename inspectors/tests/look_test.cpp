@@ -14,6 +14,7 @@
 #include "inspectors/vector_widget.h"
 
 #include <QLabel>
+#include <QScrollArea>
 #include <QStyleOptionComboBox>
 
 #include <gtest/gtest.h>
@@ -132,6 +133,38 @@ TEST(Look, PicturesStandOnPixels)
         grey += level > 10 && level < 245 ? 1 : 0;
     }
     EXPECT_EQ(grey, 0) << "blurred pixels of a row";
+}
+
+// A scan has more pixels than a thread that draws has time for.
+TEST(Look, LargePicturesAreShownBySomeOfTheirPixels)
+{
+    zrk::Raster<1, 2, std::uint8_t> wide(1000, 3);
+    for (std::size_t i = 0; i < wide.data.size(); ++i) {
+        wide.data[i] = static_cast<std::uint8_t>(i % 1000 / 4 + i / 1000);
+    }
+    const ZRKImage2d image(std::vector<ZRKImage2d::Channel>{wide});
+    EXPECT_EQ(toImage(&image, 1000).size(), QSize(1000, 3));
+    const QImage shown = toImage(&image, 300);
+    EXPECT_EQ(shown.size(), QSize(250, 1));
+    for (const int x : {0, 100, 249}) {
+        EXPECT_EQ(qRed(shown.pixel(x, 0)), x);
+    }
+    const QImage row = toImage(&image, 999);
+    EXPECT_EQ(row.size(), QSize(500, 2));
+    EXPECT_EQ(qRed(row.pixel(499, 1)), 998 / 4 + 2);
+}
+
+// Else the items' square corners lie over the list's round ones.
+TEST(Look, ItemsLieWithinTheFrameOfTheirList)
+{
+    OpenedPanel<ZRKMultipoleUVW> poles;
+    poles.button("add")->click();
+    QCoreApplication::processEvents();
+    const auto* items = poles.view->findChild<QScrollArea*>("Items");
+    ASSERT_NE(items, nullptr);
+    const QRect inner = items->rect().adjusted(4, 4, -4, -4);
+    EXPECT_TRUE(
+        inner.contains(QRect(items->viewport()->mapTo(items, QPoint(0, 0)), items->viewport()->size())));
 }
 
 // What the panels ask for in their rectangles.

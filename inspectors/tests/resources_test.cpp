@@ -449,6 +449,29 @@ TEST_F(Resources, AreFollowedByTheirPickers)
     EXPECT_EQ(panel.component->compositing.value(), "add") << "an unknown name becomes the first";
 }
 
+TEST_F(Resources, AreNotTakenWhereReadingIsStopped)
+{
+    bool isTaken = false;
+    FileReading reading{"reading", path("gear.png"), {}, [&isTaken] {
+                            isTaken = true;
+                            return std::string();
+                        }};
+    reading.read = [](zrk::ProgressMonitor& monitor) { monitor.progress(0.5); };
+    ZRKApp::ui().readFiles(reading, nullptr);
+    EXPECT_TRUE(isTaken);
+    isTaken = false;
+    reading.read = [](zrk::ProgressMonitor& monitor) {
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (auto* dialog = qobject_cast<QProgressDialog*>(window)) {
+                dialog->cancel();
+            }
+        }
+        EXPECT_TRUE(monitor.interruptRequested());
+    };
+    ZRKApp::ui().readFiles(reading, nullptr);
+    EXPECT_FALSE(isTaken);
+}
+
 TEST_F(Resources, AreSweptWithProgressAndStop)
 {
     OpenedPanel<ZRKImageSweep> panel;

@@ -177,8 +177,9 @@ void Canvas::setSession(EditSession* session)
         _listener = _session->addListener([this](const EditEvent& event) { take(event); });
         rebuild();
         _isFitDue = true;
+        _opened.reset();
         if (isVisible() && isWhole()) {
-            fitAll(false);
+            fitOpened();
         }
     }
     updateActions();
@@ -384,7 +385,7 @@ void Canvas::buildNext()
         updateActions();
         wantThumbnails();
         if (_isFitDue && isVisible()) {
-            fitAll(false);
+            fitOpened();
         }
         break;
     case Build::done:

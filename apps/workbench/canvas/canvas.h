@@ -242,6 +242,15 @@ private:
 
     double _zoom = 1;
     bool _isFitDue = false;
+    /// What of the scene is seen.
+    struct Look {
+        double zoom;
+        int x;
+        int y;
+
+        friend bool operator==(const Look&, const Look&) = default;
+    };
+    std::optional<Look> _opened; ///< as the document was opened; none once the user has been here
     bool _isCached = false;
     bool _isPlain = false; ///< wires are drawn in a hurry
     int _refinedTo = 0;    ///< rows of the viewport
@@ -320,6 +329,8 @@ private:
     double sceneScale() const;
     void zoomTo(double zoom, const QPointF& anchor);
     void showRect(const QRectF& rect, bool isAnimated, double mostZoom);
+    void fitOpened();
+    Look look() const;
     void centreOn(const QPointF& scene);
     void setCaching(bool isOn);
     void setPlain(bool isOn);

@@ -311,6 +311,7 @@ bool Canvas::viewportEvent(QEvent* event)
 void Canvas::mousePressEvent(QMouseEvent* event)
 {
     sync();
+    _opened.reset();
     _search->drop();
     _reason->hide();
     const QPoint place = placeOf(*event);
@@ -945,6 +946,7 @@ bool Canvas::event(QEvent* event)
 void Canvas::keyPressEvent(QKeyEvent* event)
 {
     sync();
+    _opened.reset();
     const int key = event->key();
     const bool isArrow =
         key == Qt::Key_Left || key == Qt::Key_Right || key == Qt::Key_Up || key == Qt::Key_Down;

@@ -136,6 +136,19 @@ void Canvas::fitAll(bool isAnimated)
     showRect(all, isAnimated, 1);
 }
 
+/// Shows all of a document that was opened, and does so again where the canvas becomes another size before
+/// the user has been there: a panel that opens may take a part of it.
+void Canvas::fitOpened()
+{
+    fitAll(false);
+    _opened = look();
+}
+
+Canvas::Look Canvas::look() const
+{
+    return {_zoom, horizontalScrollBar()->value(), verticalScrollBar()->value()};
+}
+
 void Canvas::revealNode(std::uint16_t node)
 {
     sync();
@@ -271,10 +284,11 @@ void Canvas::layOutOverlays()
 
 void Canvas::resizeEvent(QResizeEvent* event)
 {
+    const bool isAsOpened = _opened && *_opened == look();
     QGraphicsView::resizeEvent(event);
     layOutOverlays();
-    if (_isFitDue && isVisible() && isWhole()) {
-        fitAll(false);
+    if ((_isFitDue || isAsOpened) && isVisible() && isWhole()) {
+        fitOpened();
     }
     wantThumbnails();
 }
@@ -285,7 +299,7 @@ void Canvas::showEvent(QShowEvent* event)
     setZoom(_zoom);
     layOutOverlays();
     if (_isFitDue && isWhole()) {
-        fitAll(false);
+        fitOpened();
     }
 }
 

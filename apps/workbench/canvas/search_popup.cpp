@@ -256,16 +256,14 @@ SearchPopup::SearchPopup(QWidget* parent)
 void SearchPopup::open(const QPoint& at, const std::optional<SearchFilter>& filter, const QStringList& recent,
                        const std::optional<QPoint>& spared)
 {
-    const Style& style = Style::current();
     const QString bare =
         "QLineEdit, QLineEdit:focus, QLineEdit:hover { border: none; background: transparent;"
         " padding: 0; min-height: %1px; max-height: %1px; font-size: %2px; }";
     _box->setStyleSheet(bare.arg(scaled(*this, kBox - 2)).arg(scaled(*this, 14)));
-    _list->setStyleSheet(
-        QString("QListWidget { background: %1; border: none; border-top: 1px solid %2; padding: %3px 0; }"
-                "QListWidget::item { border: none; padding: 0; }")
-            .arg(style.color(Role::popup).name(), style.color(Role::paneLine).name())
-            .arg(scaled(*this, 4)));
+    _list->setStyleSheet(Style::filled(
+        "QListWidget { background: {popup}; border: none; border-top: 1px solid {paneLine}; padding: 4u 0; }"
+        "QListWidget::item { border: none; padding: 0; }",
+        zrkui::uiScale(*this)));
     _filter = filter;
     _recent = recent;
     _at = at;

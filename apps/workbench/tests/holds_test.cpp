@@ -12,7 +12,7 @@ namespace {
 // The goal is 16 ms of a quiet machine. A loaded one, which shares its caches and its clock, works several
 // times as long at the same.
 constexpr double kMostWork = 100;
-/// Of large documents and another palette, which don't reach the goal yet.
+/// Of large documents.
 constexpr double kMostLargeWork = 250;
 
 TEST_F(WindowTest, IsntHeldByWhatOneDoes)

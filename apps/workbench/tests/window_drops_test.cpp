@@ -15,7 +15,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
 #include <fstream>
+#include <thread>
 
 namespace zrkworkbench {
 namespace {
@@ -168,6 +171,24 @@ TEST_F(WindowTest, WhatIsPastedIsReadWhileEditingGoesOn)
     }
     ASSERT_TRUE(window.session()->undo());
     EXPECT_EQ(nodes.size(), 3u);
+
+    // What was read isn't read again, for which the file would have to be there.
+    bool isTaken = false;
+    for (const int ms : {50, 500, 5000}) { // for the other thread to read it
+        put("large.obj", kTetrahedron);
+        window.canvas().action("paste")->trigger();
+        std::this_thread::sleep_for(std::chrono::milliseconds(ms)); // here nothing goes on meanwhile
+        std::filesystem::remove(path("large.obj"));
+        settle(window);
+        isTaken = nodes.size() == 4 && held().parts[0].data;
+        if (nodes.size() == 4) {
+            ASSERT_TRUE(window.session()->undo());
+        }
+        if (isTaken) {
+            break;
+        }
+    }
+    EXPECT_TRUE(isTaken);
 
     QGuiApplication::clipboard()->setText(R"({"zrkGraph": 1,
         "resources": [{"uuid": "2b", "kind": "image2d", "path": "gone.png"}],

@@ -279,6 +279,7 @@ TEST_F(WindowTest, FollowsTheSystemsColoursAndFontWhileItRuns)
     QFont font = QApplication::font();
     font.setPixelSize(26);
     QApplication::setFont(font);
+    QCoreApplication::processEvents(); // Qt 6 tells of it later
     settle(window);
     window.canvas().setZoom(1);
     for (std::size_t i = 0; i < before.size(); ++i) {

@@ -78,15 +78,17 @@ void DocumentOpener::cancel()
 {
     if (_job) {
         _job->stop.raise();
-        _thread.join();
-        _job.reset();
-        _timer->stop();
+        _stopped.add(std::move(_thread), std::move(_job));
     }
 }
 
 void DocumentOpener::look()
 {
+    _stopped.clear();
     if (!_job) {
+        if (_stopped.isEmpty()) {
+            _timer->stop();
+        }
         return;
     }
     if (!_job->isDone.load(std::memory_order_acquire)) {
@@ -96,7 +98,6 @@ void DocumentOpener::look()
         return;
     }
     _thread.join();
-    _timer->stop();
     const std::shared_ptr<Job> job = std::exchange(_job, nullptr);
     if (_opened) {
         OpenedDocument opened = std::move(*job->result);

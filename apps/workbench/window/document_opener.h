@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/workbench/window/stopped_threads.h"
 #include "apps/workbench/window/unsaved_documents.h"
 #include "core/engine/progress.h"
 #include "core/values/stop.h"
@@ -54,7 +55,7 @@ public:
     }
 
     void open(const OpenRequest& request, const zrkmodel::EditSettings& settings);
-    /// Stops what runs; what it found is dropped.
+    /// Stops what runs, without waiting for it; what it found is dropped.
     void cancel();
     bool isBusy() const { return _job != nullptr; }
 
@@ -62,6 +63,7 @@ private:
     struct Job;
     std::shared_ptr<Job> _job;
     std::thread _thread;
+    StoppedThreads _stopped;
     QTimer* _timer;
     std::function<void(OpenedDocument)> _opened;
     std::function<void(const std::string&, double)> _progress;

@@ -67,6 +67,8 @@ ZRKJson boundsOf(DroppedKind kind)
 
 } // namespace
 
+bool isDocumentName(const std::filesystem::path& path) { return extensionOf(path) == ".json"; }
+
 DroppedKind kindOf(const std::filesystem::path& path)
 {
     std::error_code ignored;
@@ -76,7 +78,7 @@ DroppedKind kindOf(const std::filesystem::path& path)
     static const std::set<std::string> pictures = {".png", ".jpg", ".jpeg", ".tif", ".tiff"};
     static const std::set<std::string> meshes = {".obj", ".stl", ".ply", ".3mf"};
     const std::string extension = extensionOf(path);
-    return extension == ".json"           ? DroppedKind::Document
+    return isDocumentName(path)           ? DroppedKind::Document
            : extension == ".npy"          ? DroppedKind::Volume
            : pictures.contains(extension) ? DroppedKind::Picture
            : meshes.contains(extension)   ? DroppedKind::Mesh

@@ -13,7 +13,9 @@ namespace zrkworkbench {
 
 enum class DroppedKind { Document, Picture, Volume, Mesh, Unknown };
 
-/// What a file, or a folder, is by its name: a folder is a volume of slices.
+/// Whether a name is that of a document; doesn't look at the file.
+bool isDocumentName(const std::filesystem::path& path);
+/// What a file, or a folder, is by its name: a folder is a volume of slices. Looks whether it is a folder.
 DroppedKind kindOf(const std::filesystem::path& path);
 
 /// A file that was read for a document, apart from it.

@@ -67,15 +67,17 @@ void FileReader::cancel()
     _waiting.clear();
     if (_job) {
         _job->stop.raise();
-        _thread.join();
-        _job.reset();
-        _timer->stop();
+        _stopped.add(std::move(_thread), std::move(_job));
     }
 }
 
 void FileReader::look()
 {
+    _stopped.clear();
     if (!_job) {
+        if (_stopped.isEmpty()) {
+            _timer->stop();
+        }
         return;
     }
     if (!_job->isDone.load(std::memory_order_acquire)) {
@@ -91,7 +93,6 @@ void FileReader::look()
         return;
     }
     _thread.join();
-    _timer->stop();
     const std::shared_ptr<Job> job = std::exchange(_job, nullptr);
     if (!_waiting.empty()) {
         FileReading next = std::move(_waiting.front());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "apps/workbench/window/stopped_threads.h"
 #include "core/engine/progress.h"
 
 #include <QObject>
@@ -43,7 +44,7 @@ public:
     }
 
     void read(FileReading reading);
-    /// Stops what runs, and drops what waits; nothing of it is told.
+    /// Stops what runs, without waiting for it, and drops what waits; nothing of it is told.
     void cancel();
     bool isBusy() const { return _job != nullptr; }
 
@@ -51,6 +52,7 @@ private:
     struct Job;
     std::shared_ptr<Job> _job;
     std::thread _thread;
+    StoppedThreads _stopped;
     std::deque<FileReading> _waiting;
     QTimer* _timer;
     std::function<void(std::function<void()>)> _done;

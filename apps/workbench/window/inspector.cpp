@@ -553,6 +553,7 @@ void Inspector::addInput(const zrkmodel::ZRKGraphPin& pin)
         if (!value.isEmpty()) {
             auto* field = new QLabel(value, line);
             field->setObjectName("OverriddenValue");
+            field->setProperty("zrkRole", "hint");
             field->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
             field->setFixedSize(scaled(*this, 64), scaled(*this, 24));
             field->setAccessibleName(name->text() + ", value while nothing is linked");

@@ -32,14 +32,14 @@ QStatusBar::item { border: none; }
 QLineEdit#SearchBox { min-height: 26u; max-height: 26u; border-radius: 6u; }
 QLineEdit#SearchBox:focus { min-height: 24u; max-height: 24u; }
 QListView#SearchList { background: {popup}; border: 1px solid {edge}; border-radius: 8u; padding: 4u 0; }
-QLineEdit#NodeName { background: transparent; border: 1px solid transparent; padding: 0 3u; margin-left: -4px;
+QLineEdit#NodeName { background: transparent; border: 1px solid transparent; padding: 0 3u; margin-left: -6px;
     min-height: 20u; max-height: 20u; }
 QLineEdit#NodeName:hover { border-color: {edge}; }
 QLineEdit#NodeName:focus { background: {field}; border: 2px solid {accent}; padding: 0 2u;
     min-height: 18u; max-height: 18u; }
 QFrame#Line { background: {paneLine}; border: none; }
 QLabel#OverriddenValue { background: {fieldOverridden}; border: 1px solid {paneLine}; border-radius: 4u;
-    padding: 0 6u; color: {hint}; }
+    padding: 0 6u; }
 QFrame#Notice { background: {accentFill}; border: none; border-bottom: 1px solid {paneLine}; }
 QTextBrowser { background: {panel}; }
 )";

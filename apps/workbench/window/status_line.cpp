@@ -204,8 +204,7 @@ void StatusLine::showView(const QStringList& parts)
 void StatusLine::say(const QString& text, bool isProblem)
 {
     _said = text;
-    _view->setProperty("zrkRole", QString(!text.isEmpty() && isProblem ? "problem" : "second"));
-    _view->setStyleSheet(QString()); // has the sheet look at the role again
+    zrkui::ZRKCSSStyle::setTextRole(*_view, !text.isEmpty() && isProblem ? "problem" : "second");
     _view->setText(text.isEmpty() ? _viewText : QString(text).replace("\n  ", "; "));
     _view->setToolTip(text.isEmpty() ? QString("what the view shows and how long it took") : text);
     if (text.isEmpty()) {

@@ -299,6 +299,7 @@ void Window::takeOver(std::unique_ptr<EditSession> session, std::shared_ptr<zrk:
     _asked.reset();
     _hovered.reset();
     _badges.clear();
+    _work.reset();
     _pinned.reset();
     if (_session) {
         _session->close();
@@ -497,7 +498,11 @@ bool Window::event(QEvent* event)
     case QEvent::ApplicationFontChange:
         useStyle(ZRKCSSStyle::current()); // sizes go with the font
         break;
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    // Not each change of a system comes with the other event. With Qt 6 it does, and this one is posted: what
+    // asks the system would cause the next.
     case QEvent::ApplicationPaletteChange:
+#endif
     case QEvent::ThemeChange:
         followSystem();
         break;

@@ -59,7 +59,7 @@ void Window::askAndAddFiles()
 void Window::takeFiles(QStringList files, std::optional<QPointF> position)
 {
     for (const QString& file : files) {
-        if (kindOf(file.toStdString()) == DroppedKind::Document) {
+        if (isDocumentName(file.toStdString())) {
             if (mayDiscard()) {
                 startOpening({file.toStdString()});
             }
@@ -163,7 +163,9 @@ void Window::readForPanel(zrkui::FileReading asked)
             say("The file is read; the node that it was for is gone", false);
             return;
         }
-        done();
+        if (const std::string problem = done(); !problem.empty()) {
+            say(QString::fromStdString(problem), true);
+        }
         _view->refresh();
         wantView();
     };

@@ -194,7 +194,6 @@ void Window::fillRecent()
     for (const QString& path : recentFiles()) {
         const QFileInfo file(path);
         QAction* action = _recent->addAction(QString("%1   %2").arg(file.fileName(), file.path()));
-        action->setEnabled(file.exists());
         connect(action, &QAction::triggered, this, [this, path] {
             if (mayDiscard()) {
                 startOpening({path.toStdString()});

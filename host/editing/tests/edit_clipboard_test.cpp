@@ -121,6 +121,11 @@ TEST_F(EditClipboard, BringsResourcesToAnotherDocument)
         path("other/b.zrk.json"), warnings));
     EditSession to(std::move(document), settings());
     const std::string first = to.document().toText();
+    // What is read apart is found from there, too.
+    const GraphDocument apart = zrk::valueOrThrow(
+        GraphDocument::parse(to.filesOfPaste(text).value_or(""), to.document().name(), warnings));
+    const auto& mesh = dynamic_cast<const ZRKDataHolder&>(*apart.graph()->getNodePtr(7)->object);
+    EXPECT_NE(mesh.held().parts[0].data, nullptr);
     const Pasted pasted = zrk::valueOrThrow(to.paste(text));
     EXPECT_TRUE(pasted.warnings.empty()) << zrk::messageOf(pasted.warnings.front());
     const ZRKJson root = ZRKJson::parse(to.document().toText());

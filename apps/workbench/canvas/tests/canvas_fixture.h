@@ -42,14 +42,11 @@ protected:
         static int argc = 1;
         static char name[] = "workbench_canvas_tests";
         static char* argv[] = {name, nullptr};
-        static QApplication application(argc, argv);
-        static const bool isReady = [] {
-            zrkmodel::ZRKGraphComponentsInit::initializeModule();
-            zrkui::ZRKCSSStyle::light().apply(*qApp);
-            return true;
-        }();
-        ASSERT_TRUE(isReady);
+        application = std::make_unique<QApplication>(argc, argv);
+        zrkmodel::ZRKGraphComponentsInit::initializeModule();
+        zrkui::ZRKCSSStyle::light().apply(*qApp);
     }
+    static void TearDownTestSuite() { application.reset(); } // it needs what Qt takes away at the end
 
     void open(const std::string& text = kGraph, bool hasThumbnails = false)
     {
@@ -72,6 +69,7 @@ protected:
     void SetUp() override { open(); }
     void TearDown() override { canvas.reset(); }
 
+    static inline std::unique_ptr<QApplication> application;
     std::unique_ptr<zrkmodel::EditSession> session;
     std::unique_ptr<Canvas> canvas;
     std::vector<std::string> said;
