@@ -991,6 +991,9 @@ void Canvas::keyPressEvent(QKeyEvent* event)
         }
         _reason->hide();
         sync();
+            if (_press.mode == Mode::box && _press.isMoved) {
+                _session->select(_press.before);
+            }
         return;
     }
     if (key == Qt::Key_Space && !event->isAutoRepeat()) {

@@ -187,6 +187,17 @@ TEST_F(CanvasGestures, TheMenuKeyIsForWhatIsSelected)
     EXPECT_TRUE(canvas->searchPopup()->isVisible());
 }
 
+TEST_F(CanvasGestures, EscapeGivesUpABox)
+{
+    session->select({6});
+    canvas->sync();
+    drag({3, 3}, {1090, 690}, {}, false);
+    EXPECT_GT(session->selection().size(), 1u);
+    key(Qt::Key_Escape);
+    QTest::mouseRelease(pane(), Qt::LeftButton, {}, {1090, 690});
+    EXPECT_THAT(session->selection(), ElementsAre(6));
+}
+
 TEST_F(CanvasGestures, PartsThatDontHangTogetherFillAScreen)
 {
     std::map<std::uint16_t, QSizeF> sizes;
