@@ -34,6 +34,7 @@ namespace {
 constexpr double kZoomStep = 1.2; ///< of a step of the wheel
 constexpr int kHoverMs = 120;
 constexpr int kSpringMs = 140;
+constexpr int kEdge = 24; ///< of the canvas, where what is dropped beyond it goes
 constexpr const char* kTypeMime = "application/x-zrk-type"; ///< a class name, dragged from a list of types
 
 QPoint placeOf(const QMouseEvent& event)
@@ -830,8 +831,13 @@ void Canvas::dropWire(const QPointF& scene, Qt::KeyboardModifiers modifiers)
             letWireGo(false);
             return;
         }
-        dragWire(scene);
-        openSearchAt(viewportAt(scene), start);
+        // Where the pointer has left the canvas, the node comes to its edge.
+        const QRect room = viewport()->rect().adjusted(kEdge, kEdge, -kEdge, -kEdge);
+        const QPoint at = viewportAt(scene);
+        const QPoint place(std::clamp(at.x(), room.left(), std::max(room.left(), room.right())),
+                           std::clamp(at.y(), room.top(), std::max(room.top(), room.bottom())));
+        dragWire(sceneAt(place));
+        openSearchAt(place, start);
         return;
     }
     if (target.isValid()) {
@@ -985,15 +991,15 @@ void Canvas::keyPressEvent(QKeyEvent* event)
             letWireGo(true);
             _press = {};
         } else if (_press.mode != Mode::none) {
+            if (_press.mode == Mode::box && _press.isMoved) {
+                _session->select(_press.before);
+            }
             cancelPress();
         } else if (_session && !_session->selection().empty()) {
             _session->select({});
         }
         _reason->hide();
         sync();
-            if (_press.mode == Mode::box && _press.isMoved) {
-                _session->select(_press.before);
-            }
         return;
     }
     if (key == Qt::Key_Space && !event->isAutoRepeat()) {

@@ -198,6 +198,16 @@ TEST_F(CanvasGestures, EscapeGivesUpABox)
     EXPECT_THAT(session->selection(), ElementsAre(6));
 }
 
+TEST_F(CanvasGestures, AWireDroppedBesideTheCanvasBringsANodeThatIsSeen)
+{
+    for (const QPoint& beyond : {QPoint(5000, 300), QPoint(400, -900)}) {
+        drag(canvas->pinPoint(out(4, 0)), beyond);
+        choose("shell");
+        const std::uint16_t node = graph().nodes().back()->id;
+        EXPECT_TRUE(pane()->rect().intersects(canvas->nodeRect(node)));
+    }
+}
+
 TEST_F(CanvasGestures, PartsThatDontHangTogetherFillAScreen)
 {
     std::map<std::uint16_t, QSizeF> sizes;
