@@ -51,11 +51,11 @@ std::string Window::askForTarget()
     if (start.isEmpty()) {
         start = QDir::homePath() + "/" + fileNameOf(_session->document().name());
     }
-    QString path = QFileDialog::getSaveFileName(this, "Save as", start, kDocumentFilter);
-    if (!path.isEmpty() && QFileInfo(path).suffix().isEmpty()) {
-        path += ".zrk.json";
-    }
-    return path.toStdString();
+    QFileDialog dialog(this, "Save as", QFileInfo(start).path(), kDocumentFilter);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix("zrk.json"); // here, so that it asks before the whole name is written over
+    dialog.selectFile(QFileInfo(start).fileName());
+    return dialog.exec() == QDialog::Accepted ? dialog.selectedFiles().value(0).toStdString() : std::string();
 }
 
 void Window::startSavingAs()
