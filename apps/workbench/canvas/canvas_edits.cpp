@@ -357,7 +357,7 @@ void Canvas::makeActions()
                                [this] { setThumbnailsShown(action("thumbnails")->isChecked()); });
     thumbnails->setCheckable(true);
     thumbnails->setChecked(true);
-    view("thumbnail", "Thumbnail of this &node", "thumbnails", {QKeySequence("Ctrl+T")},
+    view("thumbnail", "Thumbnail of this &node", "thumbnails", {QKeySequence("Ctrl+Shift+T")},
          "Show or hide the pictures of the selected nodes", [this] { toggleThumbnails(); });
     view("view", "&View this node", "eye", {QKeySequence("P")},
          "Show the node's field in the view; again for the next pin", [this] { viewSelected(); });

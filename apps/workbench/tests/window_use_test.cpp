@@ -1,5 +1,7 @@
 #include "apps/workbench/tests/window_fixture.h"
+#include "apps/workbench/window/library.h"
 
+#include <QAction>
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QTimer>
@@ -7,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <string>
 
@@ -76,6 +79,24 @@ TEST_F(WindowInUse, SaveAsAsksBeforeTheWholeNameIsWrittenOver)
     EXPECT_THAT(asked.toStdString(), HasSubstr("x.zrk.json"));
     EXPECT_EQ(content("x.zrk.json"), "precious");
     EXPECT_EQ(window->session()->path(), path("a.zrk.json"));
+}
+
+// Qt runs neither of two commands that a key would both mean.
+TEST_F(WindowInUse, NoTwoCommandsShareAKey)
+{
+    std::map<QString, QString> owners;
+    for (const QAction* action : window->findChildren<QAction*>()) {
+        for (const QKeySequence& keys : action->shortcuts()) {
+            const auto [owner, isNew] = owners.emplace(keys.toString(), action->text());
+            EXPECT_TRUE(isNew || owner->second == action->text())
+                << keys.toString().toStdString() << ": " << owner->second.toStdString() << ", "
+                << action->text().toStdString();
+        }
+    }
+    ASSERT_TRUE(window->open(path("a.zrk.json")));
+    window->canvas().setFocus();
+    key(Qt::Key_T, Qt::ControlModifier);
+    EXPECT_TRUE(window->library().isAncestorOf(QApplication::focusWidget()));
 }
 
 } // namespace
