@@ -2,6 +2,7 @@
 #include "apps/workbench/window/library.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QFileDialog>
 #include <QMessageBox>
 #include <QTimer>
@@ -79,6 +80,45 @@ TEST_F(WindowInUse, SaveAsAsksBeforeTheWholeNameIsWrittenOver)
     EXPECT_THAT(asked.toStdString(), HasSubstr("x.zrk.json"));
     EXPECT_EQ(content("x.zrk.json"), "precious");
     EXPECT_EQ(window->session()->path(), path("a.zrk.json"));
+}
+
+TEST_F(WindowInUse, WhatIsBeingTypedIsSavedToo)
+{
+    ASSERT_TRUE(window->open(path("a.zrk.json")));
+    const auto typeRadius = [&](const char* number) {
+        ASSERT_TRUE(window->select(1));
+        auto* line = fieldOf(*window, "radius")->findChild<QLineEdit*>();
+        line->setFocus();
+        line->selectAll();
+        write(number); // and no Enter
+    };
+    const auto saved = [&] { return ZRKJson::parse(content("a.zrk.json"))["nodes"][0]; };
+    typeRadius("0.75");
+    key(Qt::Key_S, Qt::ControlModifier);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window->isSaving(); }, 5000));
+    EXPECT_EQ(saved()["values"]["radius"], 0.75);
+    EXPECT_TRUE(window->panel()->isAncestorOf(QApplication::focusWidget())) << "one can go on typing";
+
+    window->canvas().setFocus();
+    key(Qt::Key_F2);
+    write("Ball");
+    key(Qt::Key_S, Qt::ControlModifier);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window->isSaving(); }, 5000));
+    EXPECT_EQ(saved()["label"], "Ball");
+
+    typeRadius("0.875");
+    bool isAsked = false;
+    QTimer user;
+    QObject::connect(&user, &QTimer::timeout, [&] {
+        if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+            isAsked = true;
+            box->button(QMessageBox::Save)->click();
+        }
+    });
+    user.start(20);
+    EXPECT_TRUE(window->close());
+    EXPECT_TRUE(isAsked);
+    EXPECT_EQ(saved()["values"]["radius"], 0.875);
 }
 
 // Qt runs neither of two commands that a key would both mean.

@@ -408,7 +408,7 @@ void Window::showTitle()
     setWindowFilePath(QString());
     _top->showName(name, isModified);
     if (_save) {
-        _save->setEnabled(_session && (isModified || path.isEmpty()));
+        _save->setEnabled(_session != nullptr); // what is being typed isn't known yet
     }
 }
 

@@ -254,6 +254,7 @@ private:
     void refuseSaving(const std::string& target, const zrk::Fault& fault);
     void goOnAfterWriting();
     bool waitForWriting();
+    void takeEntry();
     bool mayDiscard();
     void offerRecovery();
     void recover();

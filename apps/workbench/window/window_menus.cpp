@@ -170,7 +170,10 @@ void Window::addFileMenu()
     connect(_recent, &QMenu::aboutToShow, this, [this] { fillRecent(); });
     addCommand(file, "&Examples", {}, "", [this] { _examplesDock->show(); });
     file->addSeparator();
-    _save = addCommand(file, "&Save", QKeySequence::Save, "save", [this] { startSaving(); });
+    _save = addCommand(file, "&Save", QKeySequence::Save, "save", [this] {
+        takeEntry();
+        startSaving();
+    });
     _docCommands.push_back(
         addCommand(file, "Save &as...", QKeySequence::SaveAs, "", [this] { startSavingAs(); }));
     file->addSeparator();

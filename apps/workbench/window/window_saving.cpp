@@ -5,6 +5,8 @@
 #include "apps/workbench/window/watchdog.h"
 #include "apps/workbench/window/window.h"
 
+#include <QAbstractSpinBox>
+#include <QApplication>
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
@@ -12,6 +14,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QFileSystemWatcher>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QProgressDialog>
 #include <QStandardPaths>
@@ -60,6 +63,7 @@ std::string Window::askForTarget()
 
 void Window::startSavingAs()
 {
+    takeEntry();
     if (const std::string target = _session ? askForTarget() : std::string(); !target.empty()) {
         startSaving(target);
     }
@@ -198,8 +202,21 @@ bool Window::waitForWriting()
     return !_writer->isBusy();
 }
 
+/// What is being typed counts as entered.
+void Window::takeEntry()
+{
+    QWidget* entry = QApplication::focusWidget();
+    if (qobject_cast<QLineEdit*>(entry) || qobject_cast<QAbstractSpinBox*>(entry)) {
+        entry->clearFocus();
+        if (entry->isVisible()) {
+            entry->setFocus();
+        }
+    }
+}
+
 bool Window::mayDiscard()
 {
+    takeEntry();
     if (!waitForWriting()) {
         return false;
     }
