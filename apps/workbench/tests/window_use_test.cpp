@@ -1,9 +1,12 @@
 #include "apps/workbench/tests/window_fixture.h"
 #include "apps/workbench/window/library.h"
+#include "apps/workbench/window/quick_search.h"
+#include "apps/workbench/window/top_bar.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QFileDialog>
+#include <QListView>
 #include <QMessageBox>
 #include <QTimer>
 
@@ -119,6 +122,38 @@ TEST_F(WindowInUse, WhatIsBeingTypedIsSavedToo)
     EXPECT_TRUE(window->close());
     EXPECT_TRUE(isAsked);
     EXPECT_EQ(saved()["values"]["radius"], 0.875);
+}
+
+TEST_F(WindowInUse, TheSearchGivesTheKeyboardBack)
+{
+    ASSERT_TRUE(window->open(path("a.zrk.json")));
+    ASSERT_TRUE(window->select(1));
+    QWidget* field = fieldOf(*window, "radius");
+    field->setFocus();
+    QWidget* before = QApplication::focusWidget();
+    key(Qt::Key_K, Qt::ControlModifier);
+    ASSERT_EQ(QApplication::focusWidget(), window->topBar().search());
+    write("qqqq");
+    const QListView* list = window->topBar().search()->list();
+    ASSERT_TRUE(list->isVisible()) << "it says that nothing is called that";
+    EXPECT_THAT(list->model()->index(0, 0).data().toString().toStdString(), HasSubstr("Nothing"));
+    key(Qt::Key_Return);
+    EXPECT_EQ(QApplication::focusWidget(), window->topBar().search()) << "one can mend the words";
+    key(Qt::Key_Escape);
+    EXPECT_EQ(QApplication::focusWidget(), before);
+    EXPECT_FALSE(list->isVisible());
+
+    key(Qt::Key_K, Qt::ControlModifier);
+    write("Gyroid");
+    key(Qt::Key_Return);
+    key(Qt::Key_O); // what was added is at hand
+    ASSERT_TRUE(window->document()->output());
+    EXPECT_EQ(window->document()->output()->node, window->document()->graph()->nodes().back()->id);
+    key(Qt::Key_K, Qt::ControlModifier);
+    write("Multiply");
+    key(Qt::Key_Return);
+    key(Qt::Key_O);
+    EXPECT_EQ(window->document()->output()->node, 2);
 }
 
 // Qt runs neither of two commands that a key would both mean.

@@ -113,7 +113,10 @@ void Window::addMenus()
                                 QString::fromStdString(type ? type->className : "");
                 finding.icon = iconNameOf(type);
                 finding.color = ZRKCSSStyle::current().color(familyOf(type).role);
-                finding.run = [this, id = node->id] { select(id); };
+                finding.run = [this, id = node->id] {
+                    select(id);
+                    _canvas->setFocus();
+                };
                 all.push_back(std::move(finding));
             }
         }
@@ -126,9 +129,8 @@ void Window::addMenus()
             finding.icon = iconNameOf(&type);
             finding.color = ZRKCSSStyle::current().color(familyOf(type).role);
             finding.run = [this, name = type.className] {
-                if (_session) {
-                    _canvas->addNodeAtCentre(name);
-                }
+                _canvas->addNodeAtCentre(name);
+                _canvas->setFocus();
             };
             all.push_back(finding);
             finding.title = QString("Manual: ") + type.strings.title;
