@@ -1,3 +1,4 @@
+#include "apps/workbench/canvas/search_popup.h"
 #include "apps/workbench/tests/window_fixture.h"
 #include "apps/workbench/window/library.h"
 #include "apps/workbench/window/quick_search.h"
@@ -16,8 +17,8 @@
 #include <map>
 #include <memory>
 #include <string>
-
 #include <utility>
+
 namespace zrkworkbench {
 namespace {
 
@@ -154,6 +155,39 @@ TEST_F(WindowInUse, TheSearchGivesTheKeyboardBack)
     key(Qt::Key_Return);
     key(Qt::Key_O);
     EXPECT_EQ(window->document()->output()->node, 2);
+}
+
+TEST_F(WindowInUse, AStartWithADocumentThatCantBeReadBeginsANewOne)
+{
+    window->startOpening({path("none.zrk.json")}); // as the program does with the name it is given
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !window->message().empty(); }, 5000));
+    EXPECT_THAT(window->message(), HasSubstr("none.zrk.json"));
+    window->canvas().setFocus();
+    key(Qt::Key_Tab);
+    ASSERT_TRUE(window->canvas().searchPopup()->isVisible());
+    write("sphere");
+    key(Qt::Key_Return);
+    ASSERT_NE(window->document(), nullptr);
+    EXPECT_EQ(window->document()->graph()->nodes().size(), 1u);
+    EXPECT_EQ(window->session()->path(), "") << "saving asks for a name";
+    EXPECT_EQ(window->problems().of(ProblemList::Source::Loading).size(), 1u);
+}
+
+TEST_F(WindowInUse, StoppingTheFirstDocumentBeginsANewOne)
+{
+    std::string nodes;
+    for (int i = 1; i <= 30000; ++i) {
+        nodes +=
+            (i > 1 ? "," : "") + std::string(R"({"id": )") + std::to_string(i) + R"(, "type": "SphereSDF"})";
+    }
+    put("large.zrk.json", R"({"zrkGraph": 1, "nodes": [)" + nodes + "]}");
+    window->startOpening({path("large.zrk.json")});
+    ASSERT_TRUE(press(*window, "Stop"));
+    ASSERT_NE(window->document(), nullptr);
+    EXPECT_TRUE(window->document()->graph()->nodes().empty());
+    window->canvas().setFocus();
+    key(Qt::Key_Tab);
+    EXPECT_TRUE(window->canvas().searchPopup()->isVisible());
 }
 
 // Qt runs neither of two commands that a key would both mean.

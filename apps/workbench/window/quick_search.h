@@ -14,11 +14,11 @@ namespace zrkworkbench {
 /// Something that the search box finds.
 struct Finding {
     QString title;
-    QString kind;   ///< "node", "add", "command", "manual"
-    QString words;  ///< what it is found by besides its title
-    QString icon;   ///< a name of the table; may be empty
-    QColor color{}; ///< of the icon; that of other icons where it isn't valid
-    QString keys{}; ///< its shortcut
+    QString kind;                ///< "node", "add", "command", "manual"
+    QString words;               ///< what it is found by besides its title
+    QString icon;                ///< a name of the table; may be empty
+    QColor color{};              ///< of the icon; that of other icons where it isn't valid
+    QString keys{};              ///< its shortcut
     std::function<void()> run{}; ///< none for a line that only tells something
 };
 

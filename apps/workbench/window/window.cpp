@@ -225,9 +225,8 @@ void Window::joinParts()
                                    _opener->cancel();
                                    _openedWell = false;
                                    _notices->remove("opening");
-                                   if (_session) {
-                                       offerRecovery(); // which may be what was being opened
-                                   }
+                                   haveDocument();
+                                   offerRecovery(); // which may be what was being opened
                                });
     });
     _writer->onAsked([this] { return _session && _session->isBusy(); });

@@ -240,6 +240,7 @@ private:
     void askAndOpen();
     void takeOpened(OpenedDocument opened);
     void showOpened(OpenedDocument opened);
+    void haveDocument();
     void noteRecent();
     QStringList recentFiles() const;
     void exportField(ExportKind kind);

@@ -67,6 +67,7 @@ void Window::takeOpened(OpenedDocument opened)
     _notices->remove("opening");
     _openedWell = opened.session.has_value();
     if (!opened.session) {
+        haveDocument();
         tell(opened.session.error(), ProblemList::Source::Loading);
         const QString name = QFileInfo(QString::fromStdString(opened.request.path)).fileName();
         const auto text = [](const std::string& part) {
@@ -129,6 +130,14 @@ void Window::newDocument()
             zrk::valueOrThrow(zrkmodel::GraphDocument::parse(kNewDocument, name, none)), std::move(edit)),
         nullptr, std::move(place));
     _view->say("Add a node: Tab, or a double click on the canvas.");
+}
+
+/// A window without a document could do nothing.
+void Window::haveDocument()
+{
+    if (!_session) {
+        newDocument();
+    }
 }
 
 void Window::showFirstStart()
