@@ -7,6 +7,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QFileDialog>
+#include <QLabel>
 #include <QListView>
 #include <QMessageBox>
 #include <QTimer>
@@ -50,6 +51,15 @@ protected:
         QWidget* focused = QApplication::focusWidget();
         QTest::keyClick(focused ? focused : window.get(), static_cast<Qt::Key>(code), modifiers);
         QCoreApplication::processEvents();
+    }
+    /// What the notices say that are seen.
+    std::string noticed() const
+    {
+        std::string all;
+        for (const auto* label : window->notices().findChildren<QLabel*>()) {
+            all += label->isVisible() ? label->text().toStdString() + "\n" : std::string();
+        }
+        return all;
     }
     void write(const char* text) { QTest::keyClicks(QApplication::focusWidget(), text); }
 };
@@ -206,6 +216,17 @@ TEST_F(WindowInUse, NoTwoCommandsShareAKey)
     window->canvas().setFocus();
     key(Qt::Key_T, Qt::ControlModifier);
     EXPECT_TRUE(window->library().isAncestorOf(QApplication::focusWidget()));
+}
+
+TEST_F(WindowInUse, ARefusedDocumentTellsWhereItIsWrong)
+{
+    ASSERT_TRUE(window->open(path("a.zrk.json")));
+    put("bad.zrk.json", "{\"zrkGraph\": 1,\n\"nodes\": [}");
+    EXPECT_FALSE(window->open(path("bad.zrk.json")));
+    EXPECT_THAT(noticed(), HasSubstr("bad.zrk.json can't be opened: line 2, column 11: "));
+    put("bad.zrk.json", R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "Ball"}]})");
+    EXPECT_FALSE(window->open(path("bad.zrk.json")));
+    EXPECT_THAT(noticed(), HasSubstr("nodes[0]"));
 }
 
 } // namespace

@@ -74,10 +74,14 @@ void Window::takeOpened(OpenedDocument opened)
             return QString::fromStdString(zrk::printable(part));
         };
         const zrk::Fault& fault = opened.session.error();
+        const std::string whole = opened.request.path + ", ";
+        const bool hasPlace = fault.place.starts_with(whole);
+        const std::string place = hasPlace ? fault.place.substr(whole.size()) + ": " : std::string();
         _notices->show("refused",
                        QString("%1 can't be %2: %3, expected %4. %5.")
-                           .arg(name, opened.request.isRecovery ? "recovered" : "opened", text(fault.found),
-                                text(fault.expected), sentence(text(fault.remedy))),
+                           .arg(name, opened.request.isRecovery ? "recovered" : "opened",
+                                text(place + fault.found), text(fault.expected),
+                                sentence(text(fault.remedy))),
                        {{"Close"}});
         putBack(opened.request);
         return;
