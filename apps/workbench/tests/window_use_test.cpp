@@ -15,6 +15,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -25,6 +26,7 @@ namespace {
 
 using namespace zrkmodel;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 /// A window and hands that know nothing of what is behind it.
 class WindowInUse : public WindowTest {
@@ -227,6 +229,36 @@ TEST_F(WindowInUse, ARefusedDocumentTellsWhereItIsWrong)
     put("bad.zrk.json", R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "Ball"}]})");
     EXPECT_FALSE(window->open(path("bad.zrk.json")));
     EXPECT_THAT(noticed(), HasSubstr("nodes[0]"));
+}
+
+TEST_F(WindowInUse, OfAFileOnlyTheNewestIsTold)
+{
+    ASSERT_TRUE(window->open(path("a.zrk.json")));
+    ASSERT_TRUE(window->session()->setLabel(1, "Ball"));
+    const auto isTold = [&](const char* words) {
+        return QTest::qWaitFor([&] { return noticed().find(words) != std::string::npos; }, 5000);
+    };
+    std::filesystem::remove(path("a.zrk.json"));
+    ASSERT_TRUE(isTold("no longer in its folder"));
+    put("a.zrk.json", R"({"zrkGraph": 1})");
+    ASSERT_TRUE(isTold("and here too"));
+    EXPECT_THAT(noticed(), Not(HasSubstr("no longer in its folder")));
+    std::filesystem::remove(path("a.zrk.json"));
+    ASSERT_TRUE(isTold("no longer in its folder"));
+    EXPECT_THAT(noticed(), Not(HasSubstr("and here too")));
+}
+
+TEST_F(WindowInUse, WhatIsBeingTypedIsntLostToAFileThatChanges)
+{
+    ASSERT_TRUE(window->open(path("a.zrk.json")));
+    ASSERT_TRUE(window->select(1));
+    auto* line = fieldOf(*window, "radius")->findChild<QLineEdit*>();
+    line->setFocus();
+    line->selectAll();
+    write("0.75");
+    put("a.zrk.json", R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF"}]})");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return noticed().find("and here too") != std::string::npos; }, 5000));
+    EXPECT_EQ(radiusOf(*window), 0.75);
 }
 
 } // namespace

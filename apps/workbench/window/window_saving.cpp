@@ -385,10 +385,13 @@ void Window::takeFileState(FileState state)
         _notices->remove("missing");
         break;
     case FileState::Missing:
+        _notices->remove("changed");
         _notices->show("missing", name + " is no longer in its folder; saving writes it anew.",
                        {{"Save", [this] { startSaving(); }}, {"Close"}});
         break;
     case FileState::Changed:
+        _notices->remove("missing");
+        takeEntry();
         if (!_session->isModified()) {
             startOpening({_session->path()});
             say(name + " was changed by another program and is read again", false);
