@@ -208,6 +208,24 @@ TEST_F(CanvasGestures, AWireDroppedBesideTheCanvasBringsANodeThatIsSeen)
     }
 }
 
+TEST_F(CanvasGestures, ANameThatIsTypedIsForNoOtherDocument)
+{
+    session->select({5});
+    trigger("rename");
+    QTest::keyClicks(nameBox(), "Wall");
+    zrkmodel::DocumentWarnings warnings;
+    auto document = zrkmodel::GraphDocument::parse(kGraph, "other.zrk.json", warnings);
+    zrkmodel::EditSession other(std::move(*document));
+    canvas->setSession(&other);
+    EXPECT_FALSE(nameBox()->isVisible());
+    canvas->setFocus();
+    EXPECT_EQ(other.history().doneCount(), 0u);
+    key(Qt::Key_Tab);
+    ASSERT_TRUE(canvas->searchPopup()->isVisible());
+    canvas->setSession(session.get());
+    EXPECT_FALSE(canvas->searchPopup()->isVisible());
+}
+
 TEST_F(CanvasGestures, PartsThatDontHangTogetherFillAScreen)
 {
     std::map<std::uint16_t, QSizeF> sizes;
