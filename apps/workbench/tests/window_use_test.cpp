@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QListView>
 #include <QMessageBox>
+#include <QPointer>
 #include <QTimer>
 
 #include <gmock/gmock.h>
@@ -259,6 +260,23 @@ TEST_F(WindowInUse, WhatIsBeingTypedIsntLostToAFileThatChanges)
     put("a.zrk.json", R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF"}]})");
     EXPECT_TRUE(QTest::qWaitFor([&] { return noticed().find("and here too") != std::string::npos; }, 5000));
     EXPECT_EQ(radiusOf(*window), 0.75);
+}
+
+TEST_F(WindowInUse, TheManualIsOpenedAndClosedByKeys)
+{
+    ASSERT_TRUE(window->open(path("a.zrk.json")));
+    ASSERT_TRUE(window->select(1));
+    key(Qt::Key_F1);
+    QPointer<QWidget> manual;
+    for (QWidget* shown : QApplication::topLevelWidgets()) {
+        manual = shown->isVisible() && shown->windowTitle().startsWith("Manual") ? shown : manual.data();
+    }
+    ASSERT_TRUE(manual);
+    EXPECT_EQ(manual->windowTitle(), "Manual: Sphere");
+    manual->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(manual));
+    key(Qt::Key_Escape);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !manual || !manual->isVisible(); }, 1000));
 }
 
 } // namespace
