@@ -1,4 +1,6 @@
 #include "apps/workbench/canvas/search_popup.h"
+#include "apps/workbench/export/export_bar.h"
+#include "apps/workbench/export/export_dialog.h"
 #include "apps/workbench/tests/window_fixture.h"
 #include "apps/workbench/window/library.h"
 #include "apps/workbench/window/quick_search.h"
@@ -277,6 +279,39 @@ TEST_F(WindowInUse, TheManualIsOpenedAndClosedByKeys)
     ASSERT_TRUE(QTest::qWaitForWindowActive(manual));
     key(Qt::Key_Escape);
     EXPECT_TRUE(QTest::qWaitFor([&] { return !manual || !manual->isVisible(); }, 1000));
+}
+
+TEST_F(WindowInUse, AnExportTellsWhatItWritesOverAndIsOfItsDocument)
+{
+    ASSERT_TRUE(window->open(path("a.zrk.json")));
+    put("part.stl", "former");
+    put("b.zrk.json", kWindowDocument); // with the same nodes
+    window->command("Surface")->trigger();
+    ExportDialog* dialog = nullptr;
+    for (QWidget* shown : QApplication::topLevelWidgets()) {
+        auto* each = dynamic_cast<ExportDialog*>(shown);
+        dialog = each && each->isVisible() ? each : dialog;
+    }
+    ASSERT_NE(dialog, nullptr);
+    const auto isTold = [&] {
+        bool isThere = false;
+        for (const auto* label : dialog->findChildren<QLabel*>()) {
+            isThere = isThere || (label->isVisible() && label->text().contains("written over"));
+        }
+        return isThere;
+    };
+    auto* file = dialog->findChild<QLineEdit*>();
+    EXPECT_FALSE(isTold());
+    file->setText(QString::fromStdString(path("part.stl")));
+    EXPECT_TRUE(isTold());
+    file->setText(QString::fromStdString(path("part2.stl")));
+    EXPECT_FALSE(isTold());
+
+    ASSERT_TRUE(window->open(path("b.zrk.json")));
+    QTest::keyClick(file, Qt::Key_Return);
+    EXPECT_THAT(dialog->problem().toStdString(), HasSubstr("another document"));
+    EXPECT_FALSE(window->exports().isRunning());
+    dialog->close();
 }
 
 } // namespace

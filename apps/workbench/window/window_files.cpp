@@ -199,7 +199,13 @@ void Window::exportField(ExportKind kind)
                                             file.fileName().section('.', 0, 0).toStdString());
     auto* dialog = new ExportDialog(
         kind, start,
-        [this, pin](const std::string& target, const ExportOptions& options) {
+        [this, pin, name = _session->document().name()](
+            const std::string& target, const ExportOptions& options) -> zrk::Result<ExportTask> {
+            if (_session->document().name() != name) {
+                return zrk::refused({target, "another document in the window",
+                                     "the one that this is for, " + name,
+                                     "cancel this and export from the menu again"});
+            }
             return exportTask(target, _session->document(), *pin, options);
         },
         this);
