@@ -11,6 +11,8 @@
 #include <QFileDialog>
 #include <QLabel>
 #include <QListView>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QPointer>
 #include <QTimer>
@@ -19,6 +21,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -312,6 +315,27 @@ TEST_F(WindowInUse, AnExportTellsWhatItWritesOverAndIsOfItsDocument)
     EXPECT_THAT(dialog->problem().toStdString(), HasSubstr("another document"));
     EXPECT_FALSE(window->exports().isRunning());
     dialog->close();
+}
+
+TEST_F(WindowInUse, EntriesOfAMenuHaveLettersOfTheirOwn)
+{
+    const std::function<void(const QMenu&)> look = [&](const QMenu& menu) {
+        std::map<QChar, std::string> owners;
+        for (const QAction* entry : menu.actions()) {
+            const QString text = entry->text();
+            const auto at = text.indexOf('&');
+            if (at >= 0) {
+                const auto [owner, isNew] = owners.emplace(text[at + 1].toLower(), text.toStdString());
+                EXPECT_TRUE(isNew) << owner->second << ", " << text.toStdString();
+            }
+            if (entry->menu()) {
+                look(*entry->menu());
+            }
+        }
+    };
+    for (const QAction* menu : window->topBar().menus()->actions()) {
+        look(*menu->menu());
+    }
 }
 
 } // namespace

@@ -170,7 +170,7 @@ void Window::addFileMenu()
     addCommand(file, "&Open...", QKeySequence::Open, "open", [this] { askAndOpen(); });
     _recent = file->addMenu("Open &recent");
     connect(_recent, &QMenu::aboutToShow, this, [this] { fillRecent(); });
-    addCommand(file, "&Examples", {}, "", [this] { _examplesDock->show(); });
+    addCommand(file, "Exa&mples", {}, "", [this] { _examplesDock->show(); });
     file->addSeparator();
     _save = addCommand(file, "&Save", QKeySequence::Save, "save", [this] {
         takeEntry();
@@ -233,8 +233,8 @@ void Window::addEditMenu()
     _canvas->addEditActions(*edit);
     edit->addSeparator();
     _docCommands.push_back(
-        addCommand(edit, "&Reset the values", {}, "reset", [this] { _inspector->resetAll(); }));
-    QAction* document = addCommand(edit, "&Bounds and unit", {}, "settings", [this] {
+        addCommand(edit, "Reset the &values", {}, "reset", [this] { _inspector->resetAll(); }));
+    QAction* document = addCommand(edit, "Bound&s and unit", {}, "settings", [this] {
         _session->select({}); // the document's values stand where those of a node do
         _inspectorDock->show();
         _inspector->document().setFocus(Qt::ShortcutFocusReason);
