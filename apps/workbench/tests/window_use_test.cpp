@@ -25,7 +25,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <utility>
 
 namespace zrkworkbench {
 namespace {
@@ -59,6 +58,15 @@ protected:
         QWidget* focused = QApplication::focusWidget();
         QTest::keyClick(focused ? focused : window.get(), static_cast<Qt::Key>(code), modifiers);
         QCoreApplication::processEvents();
+    }
+    static ExportDialog* shownExport()
+    {
+        for (QWidget* shown : QApplication::topLevelWidgets()) {
+            if (auto* dialog = dynamic_cast<ExportDialog*>(shown); dialog && dialog->isVisible()) {
+                return dialog;
+            }
+        }
+        return nullptr;
     }
     /// What the notices say that are seen.
     std::string noticed() const
@@ -290,11 +298,7 @@ TEST_F(WindowInUse, AnExportTellsWhatItWritesOverAndIsOfItsDocument)
     put("part.stl", "former");
     put("b.zrk.json", kWindowDocument); // with the same nodes
     window->command("Surface")->trigger();
-    ExportDialog* dialog = nullptr;
-    for (QWidget* shown : QApplication::topLevelWidgets()) {
-        auto* each = dynamic_cast<ExportDialog*>(shown);
-        dialog = each && each->isVisible() ? each : dialog;
-    }
+    ExportDialog* dialog = shownExport();
     ASSERT_NE(dialog, nullptr);
     const auto isTold = [&] {
         bool isThere = false;
@@ -336,6 +340,28 @@ TEST_F(WindowInUse, EntriesOfAMenuHaveLettersOfTheirOwn)
     for (const QAction* menu : window->topBar().menus()->actions()) {
         look(*menu->menu());
     }
+}
+
+TEST_F(WindowInUse, ASecondExportKeepsItsChoicesUntilTheFirstIsDone)
+{
+    ASSERT_TRUE(window->open(path("a.zrk.json")));
+    VolumeExport volume;
+    volume.resolution = 800;
+    ASSERT_TRUE(window->exports().start(
+        zrk::valueOrThrow(exportTask(path("large.npy"), *window->document(), {1, 0}, volume))));
+    window->command("Surface")->trigger();
+    ExportDialog* dialog = shownExport();
+    ASSERT_NE(dialog, nullptr);
+    auto* file = dialog->findChild<QLineEdit*>();
+    file->setText(QString::fromStdString(path("part.stl")));
+    QTest::keyClick(file, Qt::Key_Return);
+    ASSERT_TRUE(dialog->isVisible());
+    EXPECT_THAT(dialog->problem().toStdString(), HasSubstr("large.npy"));
+    window->exports().cancel();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !window->exports().isRunning(); }, 20000));
+    QTest::keyClick(file, Qt::Key_Return);
+    EXPECT_FALSE(dialog->isVisible());
+    window->exports().cancel();
 }
 
 } // namespace

@@ -206,6 +206,10 @@ void Window::exportField(ExportKind kind)
                                      "the one that this is for, " + name,
                                      "cancel this and export from the menu again"});
             }
+            if (_export->isRunning()) {
+                return zrk::refused({target, "that " + _export->file() + " is still being exported",
+                                     "one export at a time", "wait for it, or cancel it in the status line"});
+            }
             return exportTask(target, _session->document(), *pin, options);
         },
         this);
