@@ -364,5 +364,28 @@ TEST_F(WindowInUse, ASecondExportKeepsItsChoicesUntilTheFirstIsDone)
     window->exports().cancel();
 }
 
+TEST_F(WindowInUse, WhereNothingIsShownNothingIsNamed)
+{
+    ASSERT_TRUE(window->open(path("a.zrk.json")));
+    settle(*window);
+    const auto isSaid = [&](const char* words) {
+        for (const auto* each : window->findChildren<QWidget*>()) {
+            const auto* label = qobject_cast<const QLabel*>(each);
+            if (each->isVisible() &&
+                (each->accessibleName() + (label ? label->text() : QString())).contains(words)) {
+                return true;
+            }
+        }
+        return false;
+    };
+    EXPECT_TRUE(isSaid("output that is shown: Multiply"));
+    EXPECT_TRUE(isSaid("ms"));
+    window->canvas().action("select-all")->trigger();
+    window->canvas().action("delete")->trigger();
+    settle(*window);
+    EXPECT_TRUE(isSaid("output that is shown: nothing"));
+    EXPECT_FALSE(isSaid(" ms")) << "of a picture that is gone";
+}
+
 } // namespace
 } // namespace zrkworkbench
