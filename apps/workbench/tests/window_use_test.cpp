@@ -8,6 +8,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QDockWidget>
 #include <QFileDialog>
 #include <QLabel>
 #include <QListView>
@@ -385,6 +386,31 @@ TEST_F(WindowInUse, WhereNothingIsShownNothingIsNamed)
     settle(*window);
     EXPECT_TRUE(isSaid("output that is shown: nothing"));
     EXPECT_FALSE(isSaid(" ms")) << "of a picture that is gone";
+}
+
+TEST_F(WindowInUse, APaneThatFloatsCanBeMoved)
+{
+    window.reset();
+    const auto opened = [] {
+        auto made = std::make_unique<Window>(WindowSettings{.keepsSettings = true});
+        made->newDocument();
+        made->show();
+        QCoreApplication::processEvents();
+        return made;
+    };
+    const auto hasBar = [&] { return !window->findChild<QDockWidget*>("View")->titleBarWidget(); };
+    window = opened();
+    EXPECT_FALSE(hasBar()) << "docked panes have none, so that they look as one window";
+    window->findChild<QDockWidget*>("View")->setFloating(true);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(hasBar());
+    EXPECT_TRUE(window->close());
+    window = opened();
+    EXPECT_TRUE(window->findChild<QDockWidget*>("View")->isFloating());
+    EXPECT_TRUE(hasBar()) << "after the next start, too";
+    window->findChild<QDockWidget*>("View")->setFloating(false);
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(hasBar());
 }
 
 } // namespace

@@ -283,6 +283,11 @@ void Window::addViewMenu()
     move->setCheckable(true);
     move->setToolTip("shows the panes' title bars, by which they are moved and made windows of their own");
     connect(move, &QAction::toggled, this, [this](bool areFree) { lockDocks(!areFree); });
+    for (QDockWidget* dock : {_libraryDock, _viewDock, _inspectorDock, _problemsDock, _examplesDock}) {
+        const auto follow = [this, move] { lockDocks(!move->isChecked()); };
+        // Later, as a dock isn't to lose its title bar within its own drag.
+        connect(dock, &QDockWidget::topLevelChanged, this, follow, Qt::QueuedConnection);
+    }
     view->addSeparator();
     QMenu* palette = view->addMenu("&Palette");
     auto* group = new QActionGroup(this);
