@@ -54,6 +54,11 @@ class Workbench(unittest.TestCase):
             # An example in the view, and the pictures of all of them.
             self.assertGreater(drawn(), 2 * drawn(empty))
 
+    def test_measures_no_document_that_isnt_there(self):
+        done = run("--measure", "none.zrk.json")
+        self.assertEqual(done.returncode, 2)
+        self.assertRegex(done.stderr, r"\Azrk-workbench: none.zrk.json: found no file [^\n]*\n  remedy: [^\n]*\n\Z")
+
     def test_refuses_wrong_calls(self):
         for arguments, words in (
             (("--describe-panels", "Sphere"), ["unknown type", "\"Sphere\"", "zrk types"]),
