@@ -343,28 +343,6 @@ TEST_F(WindowInUse, EntriesOfAMenuHaveLettersOfTheirOwn)
     }
 }
 
-TEST_F(WindowInUse, ASecondExportKeepsItsChoicesUntilTheFirstIsDone)
-{
-    ASSERT_TRUE(window->open(path("a.zrk.json")));
-    VolumeExport volume;
-    volume.resolution = 800;
-    ASSERT_TRUE(window->exports().start(
-        zrk::valueOrThrow(exportTask(path("large.npy"), *window->document(), {1, 0}, volume))));
-    window->command("Surface")->trigger();
-    ExportDialog* dialog = shownExport();
-    ASSERT_NE(dialog, nullptr);
-    auto* file = dialog->findChild<QLineEdit*>();
-    file->setText(QString::fromStdString(path("part.stl")));
-    QTest::keyClick(file, Qt::Key_Return);
-    ASSERT_TRUE(dialog->isVisible());
-    EXPECT_THAT(dialog->problem().toStdString(), HasSubstr("large.npy"));
-    window->exports().cancel();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !window->exports().isRunning(); }, 20000));
-    QTest::keyClick(file, Qt::Key_Return);
-    EXPECT_FALSE(dialog->isVisible());
-    window->exports().cancel();
-}
-
 TEST_F(WindowInUse, WhereNothingIsShownNothingIsNamed)
 {
     ASSERT_TRUE(window->open(path("a.zrk.json")));
