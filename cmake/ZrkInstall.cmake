@@ -134,6 +134,9 @@ if(ZRK_QT)
     configure_file("${PROJECT_SOURCE_DIR}/apps/workbench/zrk-workbench.1.in" "${page}" @ONLY)
     execute_process(COMMAND gzip -9nkf "${page}" COMMAND_ERROR_IS_FATAL ANY)
     install(FILES "${page}.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT zrk-workbench)
+    # The first start shows one of the examples, and all with their pictures.
+    install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DATADIR}/zrk" COMPONENT zrk-workbench PATTERN ".gitignore" EXCLUDE)
+    install(DIRECTORY docs/pictures/gallery DESTINATION "${CMAKE_INSTALL_DATADIR}/zrk/docs/pictures" COMPONENT zrk-workbench)
 endif()
 
 if(TARGET zrk_shared)

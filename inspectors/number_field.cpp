@@ -318,6 +318,11 @@ void NumberField::wheelEvent(QWheelEvent* event)
 
 void NumberField::keyPressEvent(QKeyEvent* event)
 {
+    if (event->key() == Qt::Key_Escape && _drag && _drag->moved) {
+        enter(std::exchange(_drag, std::nullopt)->start);
+        event->accept();
+        return;
+    }
     if (event->key() == Qt::Key_Escape && _typed) {
         display(_exact);
         event->accept();

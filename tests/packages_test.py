@@ -175,6 +175,7 @@ class Packages(unittest.TestCase):
         pages = [path for path in files["zrk"] if path.startswith("./usr/share/man/man1/zrk") and path.endswith(".1.gz")]
         self.assertGreater(len(pages), 15)
         self.assertIn("./usr/share/man/man1/zrk-workbench.1.gz", files["zrk-workbench"])
+        self.assertIn(f"./usr/share/zrk/examples/{EXAMPLE.name}", files["zrk-workbench"])
         self.assertIn("complete -F", self.call("cat", "/usr/share/bash-completion/completions/zrk"))
 
     def test_command_line(self):

@@ -35,6 +35,30 @@ class Workbench(unittest.TestCase):
             self.assertEqual(done.returncode, 0, done.stderr)
             self.assertEqual(struct.unpack(">II", picture.read_bytes()[16:24]), (900, 600))
 
+    def test_first_start_where_it_is_installed(self):
+        build = pathlib.Path(PROGRAM).resolve().parent.parent
+        with tempfile.TemporaryDirectory() as folder:
+            prefix = pathlib.Path(folder, "prefix")
+            subprocess.run(["cmake", "--install", build, "--prefix", prefix, "--component", "zrk-workbench"], check=True,
+                           stdout=subprocess.DEVNULL)
+            empty = pathlib.Path(folder, "empty.zrk.json")
+            empty.write_text('{"zrkGraph": 1, "nodes": []}')
+
+            def drawn(*document):
+                picture = pathlib.Path(folder, "window.png")
+                done = subprocess.run([prefix / "bin" / "zrk-workbench", "--screenshot", picture, *document],
+                                      capture_output=True, text=True, timeout=120)
+                self.assertEqual(done.returncode, 0, done.stderr)
+                return picture.stat().st_size
+
+            # An example in the view, and the pictures of all of them.
+            self.assertGreater(drawn(), 2 * drawn(empty))
+
+    def test_measures_no_document_that_isnt_there(self):
+        done = run("--measure", "none.zrk.json")
+        self.assertEqual(done.returncode, 2)
+        self.assertRegex(done.stderr, r"\Azrk-workbench: none.zrk.json: found no file [^\n]*\n  remedy: [^\n]*\n\Z")
+
     def test_refuses_wrong_calls(self):
         for arguments, words in (
             (("--describe-panels", "Sphere"), ["unknown type", "\"Sphere\"", "zrk types"]),

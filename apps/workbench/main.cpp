@@ -174,7 +174,9 @@ int runWindow(const Options& options, bool sized)
     if (isPicture) {
         window.setAttribute(Qt::WA_DontShowOnScreen);
         window.resize(*size);
-        if (!options.document.empty() && !window.open(options.document)) {
+        if (options.document.empty()) {
+            window.showFirstStart();
+        } else if (!window.open(options.document)) {
             return report(window.message(), kWrongUsage);
         }
     } else if (!options.document.empty()) {

@@ -13,6 +13,8 @@ namespace zrkmodel {
 
 namespace {
 
+constexpr std::size_t kLongestName = 200; ///< bytes, so that what is added leaves a name that disks take
+
 std::string textOf(const std::filesystem::path& path)
 {
     std::ifstream file(path, std::ios::binary);
@@ -196,13 +198,16 @@ std::filesystem::path EditSession::recoveryPath() const
         return _settings.unnamedRecovery;
     }
     const std::filesystem::path path(_document.name());
-    if (_settings.recoveryFolder.empty()) {
-        return path.parent_path() / ("." + path.filename().string() + ".recovery");
+    const std::string name = path.filename().string();
+    const bool isShort = name.size() <= kLongestName;
+    if (_settings.recoveryFolder.empty() && isShort) {
+        return path.parent_path() / ("." + name + ".recovery");
     }
-    // Documents of one name in several folders have files of their own.
+    // Documents of one name in several folders, and those whose names leave no room, have files of their own.
     const auto whole = std::filesystem::absolute(path).lexically_normal().string();
-    return _settings.recoveryFolder /
-           fmt::format("{}-{:016x}.recovery", path.filename().string(), std::hash<std::string>()(whole));
+    const std::string own = fmt::format("{:016x}.recovery", std::hash<std::string>()(whole));
+    return _settings.recoveryFolder.empty() ? path.parent_path() / ("." + own)
+                                            : _settings.recoveryFolder / (isShort ? name + "-" + own : own);
 }
 
 zrk::Result<void> EditSession::tick()

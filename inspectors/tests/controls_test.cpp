@@ -453,6 +453,17 @@ TEST(Controls, DragAndTurnNumbers)
     QTest::mouseRelease(line, Qt::LeftButton, {}, QPoint(line->width() / 4, 8));
     EXPECT_NEAR(mask.component->multiplier.value(), 0.25, 0.02);
 
+    QTest::mousePress(line, Qt::LeftButton, {}, QPoint(line->width() / 4, 8));
+    QMouseEvent on(QEvent::MouseMove, 3 * quarter, 3 * quarter, Qt::LeftButton, Qt::LeftButton,
+                   Qt::NoModifier);
+    QCoreApplication::sendEvent(line, &on);
+    EXPECT_NEAR(mask.component->multiplier.value(), 0.75, 0.02);
+    QTest::keyClick(slider, Qt::Key_Escape);
+    EXPECT_NEAR(mask.component->multiplier.value(), 0.25, 0.02) << "Escape gives the drag up";
+    QCoreApplication::sendEvent(line, &on);
+    QTest::mouseRelease(line, Qt::LeftButton, {}, QPoint(line->width() / 2, 8));
+    EXPECT_NEAR(mask.component->multiplier.value(), 0.25, 0.02) << "what follows of it too";
+
     const auto turn = [&](Qt::KeyboardModifiers modifiers) {
         QWheelEvent wheel(QPointF(5, 5), QPointF(5, 5), {}, QPoint(0, 120), Qt::NoButton, modifiers,
                           Qt::NoScrollPhase, false);

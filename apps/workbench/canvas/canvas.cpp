@@ -300,6 +300,9 @@ void Canvas::clearScene()
     _wire.reset();
     _hoveredNode = _fadingNode = nullptr;
     setHoveredWire(nullptr);
+    _nameTaken = {}; // it was for a node of the document that goes
+    _nameBox->hide();
+    _search->drop();
     _nodes.clear();
     _wires.clear();
     _frames.clear();

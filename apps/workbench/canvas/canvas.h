@@ -344,6 +344,7 @@ private:
 
     // The pointer (canvas_events.cpp)
     Hit hitAt(const QPointF& scene) const;
+    void choose(const Hit& hit);
     void hover(const Hit& hit);
     void setHoveredWire(WireItem* wire);
     void tellHoveredWire();

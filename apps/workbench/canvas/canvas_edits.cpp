@@ -296,14 +296,14 @@ void Canvas::makeActions()
     edit("dissolve", "Delete and &reconnect", "remove",
          {QKeySequence("Ctrl+Delete"), QKeySequence("Ctrl+Backspace")},
          "Remove the nodes and link what they stood between", [this] { removeSelection(true); });
-    edit("select-all", "Select &all", "select-all", {QKeySequence::SelectAll}, "Select all nodes", [this] {
+    edit("select-all", "Se&lect all", "select-all", {QKeySequence::SelectAll}, "Select all nodes", [this] {
         Ids all;
         for (const auto& [id, item] : _nodes) {
             all.push_back(id);
         }
         _session->select(all);
     });
-    edit("select-upstream", "Select u&pstream", "upstream", {QKeySequence("U")},
+    edit("select-upstream", "Select upstr&eam", "upstream", {QKeySequence("U")},
          "Select all that feeds the selection, as a click with Ctrl on a header does",
          [this] { selectUpstream(true); });
     edit("rename", "Re&name…", "settings", {QKeySequence(Qt::Key_F2)}, "Give the node or the frame a name",
@@ -322,7 +322,7 @@ void Canvas::makeActions()
          "Make it the document's output; again for the next pin", [this] { flagOutput(); });
     edit("frame", "&Frame", "frame", {QKeySequence("Ctrl+G")}, "Put a titled frame around the nodes",
          [this] { frameSelection(); });
-    edit("reroute", "Add reroute p&oint", "reroute", {QKeySequence("R")},
+    edit("reroute", "Add reroute po&int", "reroute", {QKeySequence("R")},
          "Lead a wire by a point; so does a double click on it", [this] {
              const auto wire = _selectedWires.empty() ? _wires.end() : _wires.find(*_selectedWires.begin());
              if (wire != _wires.end()) {
@@ -357,7 +357,7 @@ void Canvas::makeActions()
                                [this] { setThumbnailsShown(action("thumbnails")->isChecked()); });
     thumbnails->setCheckable(true);
     thumbnails->setChecked(true);
-    view("thumbnail", "Thumbnail of this &node", "thumbnails", {QKeySequence("Ctrl+T")},
+    view("thumbnail", "Thumbnail of this &node", "thumbnails", {QKeySequence("Ctrl+Shift+T")},
          "Show or hide the pictures of the selected nodes", [this] { toggleThumbnails(); });
     view("view", "&View this node", "eye", {QKeySequence("P")},
          "Show the node's field in the view; again for the next pin", [this] { viewSelected(); });
@@ -384,7 +384,7 @@ void Canvas::addEditActions(QMenu& menu) const
             menu.addSeparator();
         }
         if (each->objectName() == "align-left") {
-            arranging = menu.addMenu("Arr&ange");
+            arranging = menu.addMenu("Arran&ge");
         }
         (arranging ? arranging : &menu)->addAction(each);
     }

@@ -34,6 +34,7 @@ namespace {
 constexpr double kZoomStep = 1.2; ///< of a step of the wheel
 constexpr int kHoverMs = 120;
 constexpr int kSpringMs = 140;
+constexpr int kEdge = 24; ///< of the canvas, where what is dropped beyond it goes
 constexpr const char* kTypeMime = "application/x-zrk-type"; ///< a class name, dragged from a list of types
 
 QPoint placeOf(const QMouseEvent& event)
@@ -496,27 +497,54 @@ void Canvas::contextMenuEvent(QContextMenuEvent* event)
     if (!_session || _wire) {
         return;
     }
-    const QPoint place =
-        event->reason() == QContextMenuEvent::Keyboard ? viewport()->rect().center() : event->pos();
-    const Hit hit = hitAt(sceneAt(place));
-    const bool isKey = event->reason() == QContextMenuEvent::Keyboard;
-    if (hit.kind == Hit::Kind::nothing && (!isKey || _session->selection().empty())) {
-        openSearchAt(place, std::nullopt);
+    const bool isKey = event->reason() == QContextMenuEvent::Keyboard; // for what is selected
+    const Ids selected = selectedNodes();
+    const QPoint place = !isKey             ? event->pos()
+                         : selected.empty() ? viewport()->rect().center()
+                                            : viewportAt(_nodes.at(selected.back())->frame().center());
+    if (!isKey) {
+        const Hit hit = hitAt(sceneAt(place));
+        if (hit.kind == Hit::Kind::nothing) {
+            openSearchAt(place, std::nullopt);
+            return;
+        }
+        choose(hit);
+    } else if (!action("delete")->isEnabled()) {
+        openSearch();
         return;
     }
-    if ((hit.kind == Hit::Kind::node || hit.kind == Hit::Kind::pin) && !_nodes.at(hit.node)->isSelected()) {
-        _session->select({hit.node});
-    } else if (hit.kind == Hit::Kind::wire) {
-        _session->select({});
-        _selectedWires = {hit.wire->info().to.bits};
-        _stale.selection = true;
-    }
-    sync();
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     menu->addAction(action("view"));
     addEditActions(*menu);
-    menu->popup(event->globalPos());
+    menu->popup(viewport()->mapToGlobal(place));
+}
+
+/// Selects what is under the pointer, so that commands are for it alone, or for all nodes that are selected
+/// with it.
+void Canvas::choose(const Hit& hit)
+{
+    _selectedReroute.reset();
+    _selectedFrame.reset();
+    const bool isNode = hit.kind == Hit::Kind::node || hit.kind == Hit::Kind::pin;
+    if (isNode && _nodes.at(hit.node)->isSelected()) {
+        return;
+    }
+    _selectedWires.clear();
+    Ids nodes;
+    if (isNode) {
+        nodes = {hit.node};
+    } else if (hit.kind == Hit::Kind::wire) {
+        _selectedWires = {hit.wire->info().to.bits};
+    } else if (hit.kind == Hit::Kind::reroute) {
+        _selectedReroute = {hit.wire->info().to.bits, hit.index};
+    } else if (hit.kind == Hit::Kind::frame) {
+        _selectedFrame = hit.index;
+        nodes = _notes.frames[hit.index].nodes;
+    }
+    _session->select(nodes);
+    _stale.selection = true;
+    sync();
 }
 
 void Canvas::wheelEvent(QWheelEvent* event)
@@ -804,8 +832,13 @@ void Canvas::dropWire(const QPointF& scene, Qt::KeyboardModifiers modifiers)
             letWireGo(false);
             return;
         }
-        dragWire(scene);
-        openSearchAt(viewportAt(scene), start);
+        // Where the pointer has left the canvas, the node comes to its edge.
+        const QRect room = viewport()->rect().adjusted(kEdge, kEdge, -kEdge, -kEdge);
+        const QPoint at = viewportAt(scene);
+        const QPoint place(std::clamp(at.x(), room.left(), std::max(room.left(), room.right())),
+                           std::clamp(at.y(), room.top(), std::max(room.top(), room.bottom())));
+        dragWire(sceneAt(place));
+        openSearchAt(place, start);
         return;
     }
     if (target.isValid()) {
@@ -960,6 +993,9 @@ void Canvas::keyPressEvent(QKeyEvent* event)
             letWireGo(true);
             _press = {};
         } else if (_press.mode != Mode::none) {
+            if (_press.mode == Mode::box && _press.isMoved) {
+                _session->select(_press.before);
+            }
             cancelPress();
         } else if (_session && !_session->selection().empty()) {
             _session->select({});

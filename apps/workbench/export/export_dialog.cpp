@@ -91,6 +91,7 @@ ExportDialog::ExportDialog(ExportKind kind, const ExportStart& start, Prepare pr
       _start(start),
       _prepare(std::move(prepare)),
       _file(new QLineEdit(this)),
+      _former(new QLabel("is there already and will be written over", this)),
       _problem(new QLabel(this)),
       _form(new QFormLayout)
 {
@@ -115,6 +116,8 @@ ExportDialog::ExportDialog(ExportKind kind, const ExportStart& start, Prepare pr
     _file->setAccessibleName("file to write");
     _file->setToolTip(text.filter);
     _file->setMinimumWidth(scaled(*this, 280));
+    _former->setProperty("zrkRole", "hint");
+    _form->addRow(QString(), _former);
     _problem->setProperty("zrkRole", "problem");
     _problem->setWordWrap(true);
     _problem->setAccessibleName("problem");
@@ -134,11 +137,15 @@ ExportDialog::ExportDialog(ExportKind kind, const ExportStart& start, Prepare pr
     const QString folder = settings.value(key("folder"), QString::fromStdString(start.folder)).toString();
     const QString ending = settings.value(key("ending"), text.ending).toString();
     const QString name = QString::fromStdString(start.name.empty() ? "part" : start.name) + ending;
+    connect(_file, &QLineEdit::textChanged, this, [this] {
+        _problem->hide();
+        _former->setVisible(QFileInfo(_file->text().trimmed()).isFile());
+    });
+    _former->hide();
     _file->setText(folder.isEmpty() ? name : folder + "/" + name);
     connect(browseButton, &QPushButton::clicked, this, [this] { browse(); });
     connect(buttons, &QDialogButtonBox::accepted, this, [this] { accept(); });
     connect(buttons, &QDialogButtonBox::rejected, this, [this] { reject(); });
-    connect(_file, &QLineEdit::textChanged, this, [this] { _problem->hide(); });
 }
 
 QString ExportDialog::key(const char* name) const

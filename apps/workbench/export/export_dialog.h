@@ -61,6 +61,7 @@ private:
     Prepare _prepare;
     std::function<void(ExportTask)> _chosen;
     QLineEdit* _file;
+    QLabel* _former; ///< tells that a file is there already
     QLabel* _problem;
     QPushButton* _export;
     QFormLayout* _form;

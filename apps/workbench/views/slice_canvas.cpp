@@ -34,6 +34,7 @@ constexpr double kRadius = 3;
 constexpr double kNearly = 0.86; ///< of the room is filled by bounds that aren't widened
 constexpr double kZoomStep = 1.2;
 constexpr double kMostZoom = 1e6;
+constexpr double kLeastZoom = 8; ///< times the bounds
 
 QFont sized(const QWidget& widget, double difference, int weight = QFont::Normal)
 {
@@ -267,12 +268,16 @@ void SliceCanvas::showWhole()
     want();
 }
 
-void SliceCanvas::zoomBy(double factor)
+void SliceCanvas::zoomBy(double factor) { zoomAbout(window().center(), factor); }
+
+void SliceCanvas::zoomAbout(const QPointF& at, double factor)
 {
     const QRectF now = window();
-    QRectF part(QPointF(), now.size() / factor);
-    part.moveCenter(now.center());
-    setPart(part);
+    const double whole = windowOf(_bounds, _axis, pictureBox().size()).height();
+    const double share =
+        std::clamp(now.height() / factor, whole / kMostZoom, whole * kLeastZoom) / now.height();
+    setPart({at.x() + (now.left() - at.x()) * share, at.y() + (now.top() - at.y()) * share,
+             now.width() * share, now.height() * share});
 }
 
 void SliceCanvas::tellPointer()
@@ -346,14 +351,8 @@ void SliceCanvas::wheelEvent(QWheelEvent* event)
         }
         return;
     }
-    const QRectF now = window();
-    const QRectF whole = windowOf(_bounds, _axis, pictureBox().size());
-    double factor = std::pow(kZoomStep, turns);
-    factor = std::clamp(now.height() / factor, whole.height() / kMostZoom, whole.height() * 8) / now.height();
-    const QPointF at = toPlane(event->position());
     _pointer = event->position();
-    setPart({at.x() + (now.left() - at.x()) * factor, at.y() + (now.top() - at.y()) * factor,
-             now.width() * factor, now.height() * factor});
+    zoomAbout(toPlane(*_pointer), std::pow(kZoomStep, turns));
 }
 
 void SliceCanvas::leaveEvent(QEvent*)

@@ -82,6 +82,7 @@ private:
     QPointF toPlane(const QPointF& place) const;
     QRectF toScreen(const QRectF& part) const;
     void setPart(const QRectF& part);
+    void zoomAbout(const QPointF& at, double factor);
     void tellPointer();
     void want() const;
     void placeNote();

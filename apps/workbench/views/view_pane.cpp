@@ -204,14 +204,15 @@ void ViewPane::show(const ViewSource& source)
             say(QString("The bounds have no extent along %1.\nWrite \"modelBounds\": [[x0, y0, z0], [x1, y1, "
                         "z1]] "
                         "with room between the corners.")
-                    .arg(QString("xyz").mid(static_cast<int>(axis), 1)));
+                    .arg(QString("xyz").mid(static_cast<int>(axis), 1)),
+                source.name);
             return;
         }
     }
     try {
         _previews->letGo(std::exchange(_field, PreviewService::prepare(source.output)));
     } catch (const std::exception& error) {
-        say(error.what());
+        say(error.what(), source.name);
         return;
     }
     if (isOther) {
@@ -232,8 +233,9 @@ void ViewPane::refresh()
     }
 }
 
-void ViewPane::say(const QString& text)
+void ViewPane::say(const QString& text, const QString& name)
 {
+    _chooser->display(name);
     _previews->cancelView();
     _previews->cancelReadout();
     _refresh->stop();

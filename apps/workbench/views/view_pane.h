@@ -60,7 +60,7 @@ public:
     void show(const ViewSource& source);
     using QWidget::show;
     /// A message in place of a picture: why there is nothing to show.
-    void say(const QString& text);
+    void say(const QString& text, const QString& name = "nothing");
     /// Draws the same again: an import may have changed what it reads.
     void refresh();
 

@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QShortcut>
 #include <QTextBlock>
 #include <QTextBrowser>
 #include <QTextDocument>
@@ -164,6 +165,9 @@ ManualWindow::ManualWindow(QWidget* parent) : QWidget(parent, Qt::Window), _brow
     _browser->setAccessibleName("manual page");
     _browser->setToolTip("the manual page of a type");
     column->addWidget(_browser);
+    for (const QKeySequence& keys : {QKeySequence(Qt::Key_Escape), QKeySequence(QKeySequence::Close)}) {
+        connect(new QShortcut(keys, this), &QShortcut::activated, this, [this] { close(); });
+    }
     connect(_browser, &QTextBrowser::anchorClicked, this, [this](const QUrl& link) {
         const QUrl target = _browser->document()->baseUrl().resolved(link);
         if (!target.isLocalFile()) {
@@ -181,7 +185,8 @@ void ManualWindow::showType(const std::string& className)
     if (dataFolder().isEmpty() || !static_cast<Browser*>(_browser)->showFile(page)) {
         static_cast<Browser*>(_browser)->showText(QString::fromStdString(manualText(className)));
     }
-    setWindowTitle("Manual: " + name);
+    const auto* type = zrkmodel::ZRKGraphObject::registry().findByClass(className);
+    setWindowTitle("Manual: " + (type ? QString(type->strings.title) : name));
     show();
     raise();
     activateWindow();

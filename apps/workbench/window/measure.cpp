@@ -397,8 +397,12 @@ zrk::Result<ZRKJson> measureWindow(const std::string& path)
     if (!document.empty()) {
         clock.restart();
         if (!window->open(document)) {
-            return zrk::refused(
-                {document, window->message(), "a document that can be opened", "name another one"});
+            zrkmodel::DocumentWarnings none;
+            const auto read = zrkmodel::GraphDocument::load(document, none);
+            return zrk::refused(!read
+                                    ? read.error()
+                                    : zrk::Fault{document, "no way to show it",
+                                                 "a document that the window can open", "name another one"});
         }
         window->canvas().sync();
         out.put("open the document", 1e-6 * static_cast<double>(clock.nsecsElapsed()), "ms");

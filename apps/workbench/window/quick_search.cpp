@@ -4,6 +4,7 @@
 #include "inspectors/css_style.h"
 
 #include <QAbstractListModel>
+#include <QApplication>
 #include <QKeyEvent>
 #include <QListView>
 #include <QPainter>
@@ -88,9 +89,10 @@ public:
     QVariant data(const QModelIndex& index, int role) const override
     {
         const Finding& finding = at(index);
-        return role == Qt::DisplayRole          ? QVariant(finding.title)
-               : role == Qt::AccessibleTextRole ? QVariant(finding.kind + ": " + finding.title)
-                                                : QVariant();
+        return role == Qt::DisplayRole                         ? QVariant(finding.title)
+               : role == Qt::AccessibleTextRole && finding.run ? QVariant(finding.kind + ": " + finding.title)
+               : role == Qt::AccessibleTextRole                ? QVariant(finding.title)
+                                                               : QVariant();
     }
 
 private:
@@ -146,6 +148,11 @@ QuickSearch::QuickSearch(QWidget* parent)
     setAccessibleName("find a node, a command, a page");
     setToolTip("finds nodes of the document, types, commands and manual pages (Ctrl+K)");
     connect(this, &QLineEdit::textEdited, this, [this] { refresh(); });
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget* former, QWidget* now) {
+        if (now == this && former != this) {
+            _former = former;
+        }
+    });
 }
 
 void QuickSearch::focusInEvent(QFocusEvent* event)
@@ -181,7 +188,13 @@ void QuickSearch::refresh()
         _list->setToolTip("Enter takes the chosen one");
         connect(_list, &QListView::clicked, this, [this](const QModelIndex& index) { run(index); });
     }
-    _model->show(bestFindings(_all, text(), kMostFindings));
+    std::vector<Finding> best = bestFindings(_all, text(), kMostFindings);
+    if (best.empty()) {
+        Finding none;
+        none.title = "Nothing is called that";
+        best.push_back(none);
+    }
+    _model->show(std::move(best));
     const int rows = _model->rowCount();
     if (rows == 0 || !hasFocus()) {
         _list->hide();
@@ -204,15 +217,21 @@ void QuickSearch::close()
     clear();
 }
 
+/// Gives the focus back, so that one can go on with the keyboard.
+void QuickSearch::leave()
+{
+    if (_former && _former->isVisible()) {
+        _former->setFocus();
+    }
+    clearFocus();
+}
+
 void QuickSearch::run(const QModelIndex& index)
 {
-    if (!index.isValid()) {
-        return;
-    }
-    const auto work = _model->at(index).run;
-    clearFocus();
-    close();
+    const auto work = index.isValid() ? _model->at(index).run : std::function<void()>();
     if (work) {
+        leave();
+        close();
         work();
     }
 }
@@ -237,7 +256,7 @@ void QuickSearch::keyPressEvent(QKeyEvent* event)
         event->accept();
         return;
     case Qt::Key_Escape:
-        clearFocus();
+        leave();
         event->accept();
         return;
     default:

@@ -2,6 +2,8 @@
 
 #include "apps/workbench/window/parts.h"
 
+#include <QPointer>
+
 #include <functional>
 #include <vector>
 
@@ -12,12 +14,12 @@ namespace zrkworkbench {
 /// Something that the search box finds.
 struct Finding {
     QString title;
-    QString kind;   ///< "node", "add", "command", "manual"
-    QString words;  ///< what it is found by besides its title
-    QString icon;   ///< a name of the table; may be empty
-    QColor color{}; ///< of the icon; that of other icons where it isn't valid
-    QString keys{}; ///< its shortcut
-    std::function<void()> run;
+    QString kind;                ///< "node", "add", "command", "manual"
+    QString words;               ///< what it is found by besides its title
+    QString icon;                ///< a name of the table; may be empty
+    QColor color{};              ///< of the icon; that of other icons where it isn't valid
+    QString keys{};              ///< its shortcut
+    std::function<void()> run{}; ///< none for a line that only tells something
 };
 
 /// The findings that have all words of a text, in the order of how well they fit.
@@ -45,9 +47,11 @@ private:
     QListView* _list = nullptr; ///< a child of the window, above all else
     std::vector<Finding> _all;
     std::function<std::vector<Finding>()> _gather;
+    QPointer<QWidget> _former; ///< had the focus before
 
     void refresh();
     void close();
+    void leave();
     void run(const QModelIndex& index);
 };
 

@@ -225,9 +225,8 @@ void Window::joinParts()
                                    _opener->cancel();
                                    _openedWell = false;
                                    _notices->remove("opening");
-                                   if (_session) {
-                                       offerRecovery(); // which may be what was being opened
-                                   }
+                                   haveDocument();
+                                   offerRecovery(); // which may be what was being opened
                                });
     });
     _writer->onAsked([this] { return _session && _session->isBusy(); });
@@ -409,7 +408,7 @@ void Window::showTitle()
     setWindowFilePath(QString());
     _top->showName(name, isModified);
     if (_save) {
-        _save->setEnabled(_session && (isModified || path.isEmpty()));
+        _save->setEnabled(_session != nullptr); // what is being typed isn't known yet
     }
 }
 

@@ -240,6 +240,7 @@ private:
     void askAndOpen();
     void takeOpened(OpenedDocument opened);
     void showOpened(OpenedDocument opened);
+    void haveDocument();
     void noteRecent();
     QStringList recentFiles() const;
     void exportField(ExportKind kind);
@@ -254,6 +255,7 @@ private:
     void refuseSaving(const std::string& target, const zrk::Fault& fault);
     void goOnAfterWriting();
     bool waitForWriting();
+    void takeEntry();
     bool mayDiscard();
     void offerRecovery();
     void recover();

@@ -70,9 +70,7 @@ void Window::takeFiles(QStringList files, std::optional<QPointF> position)
     if (files.isEmpty()) {
         return;
     }
-    if (!_session) {
-        newDocument();
-    }
+    haveDocument();
     const QPointF place = position.value_or(_canvas->mapToScene(_canvas->viewport()->rect().center()));
     FileDrop drop;
     drop.files = files;

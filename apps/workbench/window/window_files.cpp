@@ -67,16 +67,21 @@ void Window::takeOpened(OpenedDocument opened)
     _notices->remove("opening");
     _openedWell = opened.session.has_value();
     if (!opened.session) {
+        haveDocument();
         tell(opened.session.error(), ProblemList::Source::Loading);
         const QString name = QFileInfo(QString::fromStdString(opened.request.path)).fileName();
         const auto text = [](const std::string& part) {
             return QString::fromStdString(zrk::printable(part));
         };
         const zrk::Fault& fault = opened.session.error();
+        const std::string whole = opened.request.path + ", ";
+        const bool hasPlace = fault.place.starts_with(whole);
+        const std::string place = hasPlace ? fault.place.substr(whole.size()) + ": " : std::string();
         _notices->show("refused",
                        QString("%1 can't be %2: %3, expected %4. %5.")
-                           .arg(name, opened.request.isRecovery ? "recovered" : "opened", text(fault.found),
-                                text(fault.expected), sentence(text(fault.remedy))),
+                           .arg(name, opened.request.isRecovery ? "recovered" : "opened",
+                                text(place + fault.found), text(fault.expected),
+                                sentence(text(fault.remedy))),
                        {{"Close"}});
         putBack(opened.request);
         return;
@@ -129,6 +134,14 @@ void Window::newDocument()
             zrk::valueOrThrow(zrkmodel::GraphDocument::parse(kNewDocument, name, none)), std::move(edit)),
         nullptr, std::move(place));
     _view->say("Add a node: Tab, or a double click on the canvas.");
+}
+
+/// A window without a document could do nothing.
+void Window::haveDocument()
+{
+    if (!_session) {
+        newDocument();
+    }
 }
 
 void Window::showFirstStart()
@@ -186,7 +199,17 @@ void Window::exportField(ExportKind kind)
                                             file.fileName().section('.', 0, 0).toStdString());
     auto* dialog = new ExportDialog(
         kind, start,
-        [this, pin](const std::string& target, const ExportOptions& options) {
+        [this, pin, name = _session->document().name()](
+            const std::string& target, const ExportOptions& options) -> zrk::Result<ExportTask> {
+            if (_session->document().name() != name) {
+                return zrk::refused({target, "another document in the window",
+                                     "the one that this is for, " + name,
+                                     "cancel this and export from the menu again"});
+            }
+            if (_export->isRunning()) {
+                return zrk::refused({target, "that " + _export->file() + " is still being exported",
+                                     "one export at a time", "wait for it, or cancel it in the status line"});
+            }
             return exportTask(target, _session->document(), *pin, options);
         },
         this);

@@ -113,7 +113,10 @@ void Window::addMenus()
                                 QString::fromStdString(type ? type->className : "");
                 finding.icon = iconNameOf(type);
                 finding.color = ZRKCSSStyle::current().color(familyOf(type).role);
-                finding.run = [this, id = node->id] { select(id); };
+                finding.run = [this, id = node->id] {
+                    select(id);
+                    _canvas->setFocus();
+                };
                 all.push_back(std::move(finding));
             }
         }
@@ -126,9 +129,8 @@ void Window::addMenus()
             finding.icon = iconNameOf(&type);
             finding.color = ZRKCSSStyle::current().color(familyOf(type).role);
             finding.run = [this, name = type.className] {
-                if (_session) {
-                    _canvas->addNodeAtCentre(name);
-                }
+                _canvas->addNodeAtCentre(name);
+                _canvas->setFocus();
             };
             all.push_back(finding);
             finding.title = QString("Manual: ") + type.strings.title;
@@ -168,9 +170,12 @@ void Window::addFileMenu()
     addCommand(file, "&Open...", QKeySequence::Open, "open", [this] { askAndOpen(); });
     _recent = file->addMenu("Open &recent");
     connect(_recent, &QMenu::aboutToShow, this, [this] { fillRecent(); });
-    addCommand(file, "&Examples", {}, "", [this] { _examplesDock->show(); });
+    addCommand(file, "Exa&mples", {}, "", [this] { _examplesDock->show(); });
     file->addSeparator();
-    _save = addCommand(file, "&Save", QKeySequence::Save, "save", [this] { startSaving(); });
+    _save = addCommand(file, "&Save", QKeySequence::Save, "save", [this] {
+        takeEntry();
+        startSaving();
+    });
     _docCommands.push_back(
         addCommand(file, "Save &as...", QKeySequence::SaveAs, "", [this] { startSavingAs(); }));
     file->addSeparator();
@@ -227,8 +232,8 @@ void Window::addEditMenu()
     _canvas->addEditActions(*edit);
     edit->addSeparator();
     _docCommands.push_back(
-        addCommand(edit, "&Reset the values", {}, "reset", [this] { _inspector->resetAll(); }));
-    QAction* document = addCommand(edit, "&Bounds and unit", {}, "settings", [this] {
+        addCommand(edit, "Reset the &values", {}, "reset", [this] { _inspector->resetAll(); }));
+    QAction* document = addCommand(edit, "Bound&s and unit", {}, "settings", [this] {
         _session->select({}); // the document's values stand where those of a node do
         _inspectorDock->show();
         _inspector->document().setFocus(Qt::ShortcutFocusReason);
@@ -277,6 +282,11 @@ void Window::addViewMenu()
     move->setCheckable(true);
     move->setToolTip("shows the panes' title bars, by which they are moved and made windows of their own");
     connect(move, &QAction::toggled, this, [this](bool areFree) { lockDocks(!areFree); });
+    for (QDockWidget* dock : {_libraryDock, _viewDock, _inspectorDock, _problemsDock, _examplesDock}) {
+        const auto follow = [this, move] { lockDocks(!move->isChecked()); };
+        // Later, as a dock isn't to lose its title bar within its own drag.
+        connect(dock, &QDockWidget::topLevelChanged, this, follow, Qt::QueuedConnection);
+    }
     view->addSeparator();
     QMenu* palette = view->addMenu("&Palette");
     auto* group = new QActionGroup(this);

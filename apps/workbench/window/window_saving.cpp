@@ -5,6 +5,8 @@
 #include "apps/workbench/window/watchdog.h"
 #include "apps/workbench/window/window.h"
 
+#include <QAbstractSpinBox>
+#include <QApplication>
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
@@ -12,6 +14,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QFileSystemWatcher>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QProgressDialog>
 #include <QStandardPaths>
@@ -51,15 +54,16 @@ std::string Window::askForTarget()
     if (start.isEmpty()) {
         start = QDir::homePath() + "/" + fileNameOf(_session->document().name());
     }
-    QString path = QFileDialog::getSaveFileName(this, "Save as", start, kDocumentFilter);
-    if (!path.isEmpty() && QFileInfo(path).suffix().isEmpty()) {
-        path += ".zrk.json";
-    }
-    return path.toStdString();
+    QFileDialog dialog(this, "Save as", QFileInfo(start).path(), kDocumentFilter);
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setDefaultSuffix("zrk.json"); // here, so that it asks before the whole name is written over
+    dialog.selectFile(QFileInfo(start).fileName());
+    return dialog.exec() == QDialog::Accepted ? dialog.selectedFiles().value(0).toStdString() : std::string();
 }
 
 void Window::startSavingAs()
 {
+    takeEntry();
     if (const std::string target = _session ? askForTarget() : std::string(); !target.empty()) {
         startSaving(target);
     }
@@ -198,8 +202,21 @@ bool Window::waitForWriting()
     return !_writer->isBusy();
 }
 
+/// What is being typed counts as entered.
+void Window::takeEntry()
+{
+    QWidget* entry = QApplication::focusWidget();
+    if (qobject_cast<QLineEdit*>(entry) || qobject_cast<QAbstractSpinBox*>(entry)) {
+        entry->clearFocus();
+        if (entry->isVisible()) {
+            entry->setFocus();
+        }
+    }
+}
+
 bool Window::mayDiscard()
 {
+    takeEntry();
     if (!waitForWriting()) {
         return false;
     }
@@ -368,10 +385,13 @@ void Window::takeFileState(FileState state)
         _notices->remove("missing");
         break;
     case FileState::Missing:
+        _notices->remove("changed");
         _notices->show("missing", name + " is no longer in its folder; saving writes it anew.",
                        {{"Save", [this] { startSaving(); }}, {"Close"}});
         break;
     case FileState::Changed:
+        _notices->remove("missing");
+        takeEntry();
         if (!_session->isModified()) {
             startOpening({_session->path()});
             say(name + " was changed by another program and is read again", false);

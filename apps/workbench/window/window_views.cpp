@@ -105,12 +105,15 @@ void Window::requestView()
         _view->say(_session->document().graph()->nodes().empty()
                        ? "Add a node: Tab, or a double click on the canvas."
                        : "Select a node to see its output.");
+        _status->showView({});
         return;
     }
     const auto source = viewSourceOf(_session->document(), *pin, nameOf(*_session, *pin));
     if (!source) {
         _view->say(
-            QString::fromStdString(zrk::printable(source.error().found + "; " + source.error().remedy)));
+            QString::fromStdString(zrk::printable(source.error().found + "; " + source.error().remedy)),
+            nameOf(*_session, *pin));
+        _status->showView({});
         return;
     }
     _view->show(*source);

@@ -72,6 +72,27 @@ TEST_F(SessionFiles, KeepRecoveryFilesOfOneNameApart)
     EXPECT_EQ(files.size(), 2u);
 }
 
+TEST_F(SessionFiles, KeepChangesOfDocumentsWithLongNames)
+{
+    const std::string name = std::string(240, 'n') + ".zrk.json"; // 255 are the most
+    put(name, R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "SphereSDF"}]})");
+    const auto changed = [&](EditSettings with) {
+        DocumentWarnings warnings;
+        auto session = zrk::valueOrThrow(EditSession::open(path(name), warnings, with));
+        EXPECT_TRUE(session->setValue(1, "radius", 2));
+        time += 15;
+        const auto kept = session->tick();
+        EXPECT_TRUE(kept) << zrk::messageOf(kept.error());
+        const auto again = zrk::valueOrThrow(EditSession::open(path(name), warnings, with));
+        EXPECT_FALSE(again->recovery().empty()) << "it is offered";
+    };
+    changed(settings());
+    EditSettings apart = settings();
+    apart.recoveryFolder = folder / "state";
+    std::filesystem::create_directories(folder / "state");
+    changed(apart);
+}
+
 // A program that edits and is killed.
 TEST_F(SessionFiles, OfferWhatAKilledProgramLeft)
 {

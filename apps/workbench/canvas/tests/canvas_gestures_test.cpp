@@ -37,6 +37,16 @@ protected:
         }
         return nullptr;
     }
+    /// Asks for the menu with the right button and chooses an entry.
+    void chooseFromMenu(const QPoint& at, const char* name)
+    {
+        QContextMenuEvent event(QContextMenuEvent::Mouse, at, pane()->mapToGlobal(at));
+        QApplication::sendEvent(pane(), &event);
+        QWidget* menu = QApplication::activePopupWidget();
+        ASSERT_NE(menu, nullptr);
+        menu->close();
+        trigger(name);
+    }
     void frame(const Ids& nodes)
     {
         session->select(nodes);
@@ -119,6 +129,101 @@ TEST_F(CanvasGestures, TheMenuIsOfWhatIsUnderThePointer)
     for (QAction* each : canvas->editActions()) {
         EXPECT_TRUE(all.contains(each)) << each->text().toStdString();
     }
+}
+
+TEST_F(CanvasGestures, AMenuRemovesWhatItWasAskedForOf)
+{
+    const QPoint wire = canvas->wirePoint(in(4, 0)).value();
+    QTest::mouseDClick(pane(), Qt::LeftButton, {}, wire);
+    QTest::mouseRelease(pane(), Qt::LeftButton, {}, wire);
+    frame({5});
+    const std::size_t nodes = graph().nodes().size();
+    const auto points = [&] { return ZRKJson::parse(text())["view"].value("reroutes", ZRKJson::array()); };
+    ASSERT_EQ(points().size(), 1u);
+    const QPoint point = seen({points()[0]["at"][0].get<double>(), points()[0]["at"][1].get<double>()});
+    session->select({6});
+    canvas->sync();
+    chooseFromMenu(point, "delete");
+    EXPECT_EQ(points().size(), 0u);
+    session->select({6});
+    canvas->sync();
+    chooseFromMenu(canvas->nodeRect(5).topLeft() + QPoint(px(20), -px(28)), "delete");
+    EXPECT_TRUE(canvas->frames().empty());
+    EXPECT_EQ(graph().nodes().size(), nodes) << "the node that was selected, and that in the frame, stay";
+
+    // After a click on a frame's title, a node of it is meant by a menu at the node.
+    frame({5});
+    click(canvas->nodeRect(5).topLeft() + QPoint(px(20), -px(28)));
+    chooseFromMenu(header(5), "delete");
+    EXPECT_FALSE(graph().getNodePtr(5));
+}
+
+TEST_F(CanvasGestures, TheMenuKeyIsForWhatIsSelected)
+{
+    session->select({6});
+    canvas->sync();
+    const auto askByKey = [&] {
+        const QPoint middle = pane()->rect().center();
+        QContextMenuEvent event(QContextMenuEvent::Keyboard, middle, pane()->mapToGlobal(middle));
+        QApplication::sendEvent(pane(), &event);
+    };
+    for (const std::uint16_t node : {1, 2, 3, 4, 5}) {
+        // Each of the others in the middle in turn.
+        const QPoint by = pane()->rect().center() - canvas->nodeRect(node).center();
+        QTest::mousePress(pane(), Qt::MiddleButton, {}, {5, 5});
+        QMouseEvent move(QEvent::MouseMove, QPoint(5, 5) + by, pane()->mapToGlobal(QPoint(5, 5) + by),
+                         Qt::NoButton, Qt::MiddleButton, {});
+        QApplication::sendEvent(pane(), &move);
+        QTest::mouseRelease(pane(), Qt::MiddleButton, {}, QPoint(5, 5) + by);
+        askByKey();
+        EXPECT_THAT(session->selection(), ElementsAre(6));
+        ASSERT_NE(QApplication::activePopupWidget(), nullptr);
+        QApplication::activePopupWidget()->close();
+    }
+    session->select({});
+    canvas->sync();
+    askByKey();
+    EXPECT_TRUE(session->selection().empty());
+    EXPECT_TRUE(canvas->searchPopup()->isVisible());
+}
+
+TEST_F(CanvasGestures, EscapeGivesUpABox)
+{
+    session->select({6});
+    canvas->sync();
+    drag({3, 3}, {1090, 690}, {}, false);
+    EXPECT_GT(session->selection().size(), 1u);
+    key(Qt::Key_Escape);
+    QTest::mouseRelease(pane(), Qt::LeftButton, {}, {1090, 690});
+    EXPECT_THAT(session->selection(), ElementsAre(6));
+}
+
+TEST_F(CanvasGestures, AWireDroppedBesideTheCanvasBringsANodeThatIsSeen)
+{
+    for (const QPoint& beyond : {QPoint(5000, 300), QPoint(400, -900)}) {
+        drag(canvas->pinPoint(out(4, 0)), beyond);
+        choose("shell");
+        const std::uint16_t node = graph().nodes().back()->id;
+        EXPECT_TRUE(pane()->rect().intersects(canvas->nodeRect(node)));
+    }
+}
+
+TEST_F(CanvasGestures, ANameThatIsTypedIsForNoOtherDocument)
+{
+    session->select({5});
+    trigger("rename");
+    QTest::keyClicks(nameBox(), "Wall");
+    zrkmodel::DocumentWarnings warnings;
+    auto document = zrkmodel::GraphDocument::parse(kGraph, "other.zrk.json", warnings);
+    zrkmodel::EditSession other(std::move(*document));
+    canvas->setSession(&other);
+    EXPECT_FALSE(nameBox()->isVisible());
+    canvas->setFocus();
+    EXPECT_EQ(other.history().doneCount(), 0u);
+    key(Qt::Key_Tab);
+    ASSERT_TRUE(canvas->searchPopup()->isVisible());
+    canvas->setSession(session.get());
+    EXPECT_FALSE(canvas->searchPopup()->isVisible());
 }
 
 TEST_F(CanvasGestures, PartsThatDontHangTogetherFillAScreen)

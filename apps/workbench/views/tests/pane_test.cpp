@@ -175,6 +175,11 @@ TEST_F(PaneTest, ZoomsAboutThePointerAndComesHome)
     wheel(canvas(), place, 4);
     QTest::keyClick(pane.get(), Qt::Key_Home);
     EXPECT_EQ(canvas().window(), whole);
+    for (int i = 0; i < 60; ++i) {
+        QTest::keyClick(pane.get(), Qt::Key_Minus);
+    }
+    EXPECT_NEAR(canvas().window().width(), 8 * whole.width(), 1e-9) << "no farther than the wheel goes";
+    QTest::keyClick(pane.get(), Qt::Key_Home);
     wheel(canvas(), place, 3, Qt::AltModifier);
     EXPECT_NEAR(pane->slice().at(), 0.53, 1e-9);
     EXPECT_EQ(canvas().window(), whole);
