@@ -573,13 +573,16 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::s
             leaf._vertices[v] = {clamped(_smooth.position(first + v), room.lower, room.upper), false};
             maybeOnCrease = maybeOnCrease || !_smooth.isSurelySmooth(first + v);
         }
-        if (!isRim && !(_isSharp && maybeOnCrease)) {
+        if (!isRim && !maybeOnCrease) {
             continue;
         }
         const PatchPlanes planes(*this, leaf, firstRoot, cell, 0);
-        const bool isOnCrease = maybeOnCrease && !isSmooth(planes.all());
+        const bool isOnCrease = maybeOnCrease && (_isSharp || isRim) && !isSmooth(planes.all());
         if (isOnCrease) {
             _creases.add(planes.all(), room.lower, room.upper);
+        } else if (maybeOnCrease) {
+            leaf._vertices[cell.firstVertex].position =
+                clamped(placedAlongMean(planes.all()), room.lower, room.upper);
         }
         if (isOnCrease || isRim) {
             leaf._vertices[cell.firstVertex].isOnCrease = isOnCrease;

@@ -182,6 +182,31 @@ bool isSmooth(std::span<const TangentPlane* const> planes)
     });
 }
 
+Point placedAlongMean(std::span<const TangentPlane* const> planes)
+{
+    Point mass{};
+    Point mean{};
+    for (const TangentPlane* const plane : planes) {
+        mass = mass + plane->at();
+        mean = mean + plane->normal();
+    }
+    mass = mass * (1.0 / static_cast<double>(planes.size()));
+    const double length = std::sqrt(dot(mean, mean));
+    if (!(length > 0)) {
+        return mass;
+    }
+    mean = mean * (1 / length);
+    double along = 0;
+    double squares = 0;
+    for (const TangentPlane* const plane : planes) {
+        const double cosine = dot(plane->normal(), mean);
+        const double bulge = plane->offset() - dot(plane->normal(), mass) - plane->residue();
+        along += cosine * (plane->residue() + kShareOfBulge * bulge);
+        squares += cosine * cosine;
+    }
+    return mass + mean * (along / squares);
+}
+
 void SmoothPlacement::reserve(std::size_t count)
 {
     if (_share.size() < wholeBatches(count)) {

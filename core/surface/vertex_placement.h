@@ -31,8 +31,11 @@ struct alignas(64) TangentPlane {
 /// Whether all normals lie within 8 degrees of their mean.
 bool isSmooth(std::span<const TangentPlane* const> planes);
 
-/// Places vertices a batch at a time as if no crease ran through their cells: the mean of the crossings is
-/// moved along the mean normal.
+/// Places a vertex as if no crease ran through its cell: the mean of the crossings is moved along the mean
+/// normal, to the least squares of distances from the planes.
+Point placedAlongMean(std::span<const TangentPlane* const> planes);
+
+/// Does the same a batch at a time for normals near their mean, whose planes count alike.
 class SmoothPlacement {
 public:
     void clear() { _count = 0; }

@@ -83,6 +83,17 @@ struct Torus {
     }
 };
 
+/// A blade of 30 degrees.
+struct Blade {
+    template <class V>
+    V operator()(const Tensor<3, V>& p) const
+    {
+        const V along = p[0] * 0.28 + p[1] * 0.36;
+        const V across = p[2] * 0.93 - p[0] * 0.15;
+        return maximum(along + across * 3.7, along - across * 3.7) * 0.26;
+    }
+};
+
 /// A sphere whose bounds are those of one beside it.
 struct WronglyBounded {
     template <class V>
@@ -341,6 +352,18 @@ TEST(Surface, HasTheSameBytesWhateverIsLeftOut)
         EXPECT_GT(mesh->triangles.size(), zrktest::isSanitized() ? 3000u : 10000u);
         expectClean(*mesh);
     }
+}
+
+// Where creases are rounded off, the planes on both sides of one count by how much they face the mean
+// normal.
+TEST(Surface, StaysNearBladesThatAreRoundedOff)
+{
+    const SurfaceSettings settings = cube(1, 33);
+    const PreparedField field = prepared(Blade{});
+    const DistanceError error = *distanceError(*extractSurface(field, settings), field, settings);
+    const double cell = 2.0 / 33;
+    EXPECT_LT(error.vertexLargest / cell, 0.5);
+    EXPECT_LT(error.vertexRms / cell, 0.055);
 }
 
 TEST(Surface, ComesNearerWithMoreCells)
