@@ -11,6 +11,7 @@
 #include "model/property.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QLineEdit>
 #include <QtTest/QtTest>
 
@@ -83,6 +84,47 @@ protected:
             found->click();
         }
         return found != nullptr;
+    }
+};
+
+/// A window that is used as one does: with the mouse and the keyboard, and by nothing else.
+class WindowByHand : public WindowTest {
+protected:
+    std::unique_ptr<Window> window;
+
+    void SetUp() override
+    {
+        WindowTest::SetUp();
+        keepSettings();
+        window = std::make_unique<Window>();
+        window->show();
+        window->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    }
+    void TearDown() override
+    {
+        window.reset();
+        WindowTest::TearDown();
+    }
+
+    void key(int code, Qt::KeyboardModifiers modifiers = {})
+    {
+        QWidget* focused = QApplication::focusWidget();
+        QTest::keyClick(focused ? focused : window.get(), static_cast<Qt::Key>(code), modifiers);
+        QCoreApplication::processEvents();
+    }
+    void write(const char* text) { QTest::keyClicks(QApplication::focusWidget(), text); }
+
+    /// The window of this kind that is open; null if there is none.
+    template <class Widget>
+    Widget* shown()
+    {
+        for (QWidget* widget : QApplication::topLevelWidgets()) {
+            if (auto* found = dynamic_cast<Widget*>(widget); found && found->isVisible()) {
+                return found;
+            }
+        }
+        return nullptr;
     }
 };
 

@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <memory>
 #include <string>
 
 namespace zrkworkbench {
@@ -24,35 +23,16 @@ namespace {
 using namespace zrkmodel;
 using ::testing::HasSubstr;
 
-/// A window that is used as one does: with the mouse and the keyboard, and by nothing else.
-class ByHand : public WindowTest {
+class ByHand : public WindowByHand {
 protected:
-    std::unique_ptr<Window> window;
-
     void SetUp() override
     {
-        WindowTest::SetUp();
-        keepSettings();
-        window = std::make_unique<Window>();
+        WindowByHand::SetUp();
         window->newDocument();
-        window->show();
-        window->activateWindow();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    }
-    void TearDown() override
-    {
-        window.reset();
-        WindowTest::TearDown();
     }
 
     Canvas& canvas() { return window->canvas(); }
     QWidget& pane() { return *window->canvas().viewport(); }
-    void key(int code, Qt::KeyboardModifiers modifiers = {})
-    {
-        QTest::keyClick(QApplication::focusWidget(), static_cast<Qt::Key>(code), modifiers);
-        QCoreApplication::processEvents();
-    }
-    void write(const char* text) { QTest::keyClicks(QApplication::focusWidget(), text); }
     void click(const QPoint& at) { QTest::mouseClick(&pane(), Qt::LeftButton, {}, at); }
     void drag(const QPoint& from, const QPoint& to)
     {
@@ -92,17 +72,6 @@ protected:
         QTest::keyClicks(line, number);
         QTest::keyClick(line, Qt::Key_Return);
         QCoreApplication::processEvents();
-    }
-
-    template <class Widget>
-    Widget* shown()
-    {
-        for (QWidget* widget : QApplication::topLevelWidgets()) {
-            if (auto* found = dynamic_cast<Widget*>(widget); found && found->isVisible()) {
-                return found;
-            }
-        }
-        return nullptr;
     }
 };
 

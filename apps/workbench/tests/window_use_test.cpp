@@ -34,41 +34,8 @@ using namespace zrkmodel;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-/// A window and hands that know nothing of what is behind it.
-class WindowInUse : public WindowTest {
+class WindowInUse : public WindowByHand {
 protected:
-    std::unique_ptr<Window> window;
-
-    void SetUp() override
-    {
-        WindowTest::SetUp();
-        keepSettings();
-        window = std::make_unique<Window>();
-        window->show();
-        window->activateWindow();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    }
-    void TearDown() override
-    {
-        window.reset();
-        WindowTest::TearDown();
-    }
-
-    void key(int code, Qt::KeyboardModifiers modifiers = {})
-    {
-        QWidget* focused = QApplication::focusWidget();
-        QTest::keyClick(focused ? focused : window.get(), static_cast<Qt::Key>(code), modifiers);
-        QCoreApplication::processEvents();
-    }
-    static ExportDialog* shownExport()
-    {
-        for (QWidget* shown : QApplication::topLevelWidgets()) {
-            if (auto* dialog = dynamic_cast<ExportDialog*>(shown); dialog && dialog->isVisible()) {
-                return dialog;
-            }
-        }
-        return nullptr;
-    }
     /// What the notices say that are seen.
     std::string noticed() const
     {
@@ -78,7 +45,6 @@ protected:
         }
         return all;
     }
-    void write(const char* text) { QTest::keyClicks(QApplication::focusWidget(), text); }
 };
 
 // "x" becomes x.zrk.json: that is what must not be lost.
@@ -299,7 +265,7 @@ TEST_F(WindowInUse, AnExportTellsWhatItWritesOverAndIsOfItsDocument)
     put("part.stl", "former");
     put("b.zrk.json", kWindowDocument); // with the same nodes
     window->command("Surface")->trigger();
-    ExportDialog* dialog = shownExport();
+    auto* dialog = shown<ExportDialog>();
     ASSERT_NE(dialog, nullptr);
     const auto isTold = [&] {
         bool isThere = false;
