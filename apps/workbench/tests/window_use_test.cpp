@@ -286,6 +286,19 @@ TEST_F(WindowInUse, AnExportTellsWhatItWritesOverAndIsOfItsDocument)
     EXPECT_THAT(dialog->problem().toStdString(), HasSubstr("another document"));
     EXPECT_FALSE(window->exports().isRunning());
     dialog->close();
+
+    for (int i = 0; i < 2; ++i) { // those without a file have the same name
+        window->newDocument();
+        window->canvas().addNodeAtCentre("ZRKSphereSDF");
+        if (i == 0) {
+            window->command("Surface")->trigger();
+        }
+    }
+    dialog = shown<ExportDialog>();
+    ASSERT_NE(dialog, nullptr);
+    QTest::keyClick(dialog->findChild<QLineEdit*>(), Qt::Key_Return);
+    EXPECT_THAT(dialog->problem().toStdString(), HasSubstr("another document"));
+    dialog->close();
 }
 
 TEST_F(WindowInUse, EntriesOfAMenuHaveLettersOfTheirOwn)

@@ -199,10 +199,10 @@ void Window::exportField(ExportKind kind)
                                             file.fileName().section('.', 0, 0).toStdString());
     auto* dialog = new ExportDialog(
         kind, start,
-        [this, pin, name = _session->document().name()](
+        [this, pin, session = _sessions, name = _session->document().name()](
             const std::string& target, const ExportOptions& options) -> zrk::Result<ExportTask> {
-            if (_session->document().name() != name) {
-                return zrk::refused({target, "another document in the window",
+            if (session != _sessions) { // names are alike where documents have no file
+                return zrk::refused({target, "another document, or a newer version, in the window",
                                      "the one that this is for, " + name,
                                      "cancel this and export from the menu again"});
             }
