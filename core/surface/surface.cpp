@@ -73,13 +73,14 @@ public:
                SurfacePruning pruning, const SurfaceSink& sink, ProgressMonitor* monitor)
         : _grid(settings.lower, settings.upper, settings.cells),
           _field(field, settings.iso, settings.solid == SolidSide::Above, settings.lower, settings.upper),
-          _isSharp(settings.keepsCreases),
           _isOpen(settings.isOpen),
           _pool(workerCount(settings.threads)),
           _layers(layers),
           _pruning(pruning),
           _sink(sink),
-          _monitor(monitor)
+          _monitor(monitor),
+          _leafBuilders(_pool.size(), LeafBuilder(_field, _grid, settings.keepsCreases, _isOpen)),
+          _polygonBuilders(_pool.size(), PolygonBuilder(_grid))
     {}
 
     SurfaceEnd run(SurfaceWork& work)
@@ -103,13 +104,15 @@ public:
 private:
     SurfaceGrid _grid;
     SurfaceField _field;
-    bool _isSharp;
     bool _isOpen;
     ThreadPool _pool; ///< the teams' threads, which would otherwise be started for each
     SurfaceLayers _layers;
     SurfacePruning _pruning;
     const SurfaceSink& _sink;
     ProgressMonitor* _monitor;
+    // One a thread: they keep their memory.
+    std::vector<LeafBuilder> _leafBuilders;
+    std::vector<PolygonBuilder> _polygonBuilders;
     SurfaceLayers _listed{};        ///< the layers of the list
     std::vector<LeafPlace> _places; ///< of leaves that are built, and of those in the layers around them
     Leaves _below;                  ///< that were built and that later ones refer to
@@ -141,19 +144,18 @@ private:
         return !_stopped;
     }
 
-    /// Calls body(k) for each k below `count` on all threads; the calling one reports.
+    /// Calls body(worker, k) for each k below `count` on all threads; the calling one reports.
     /// @param first  what the calling thread does before, while the others begin; may be null.
-    template <class MakeBody>
-    void forEach(std::size_t count, const MakeBody& makeBody, void (Extraction::*first)() = nullptr)
+    template <class Body>
+    void forEach(std::size_t count, const Body& body, void (Extraction::*first)() = nullptr)
     {
         std::atomic<std::size_t> next{0};
         runTeam(std::clamp<std::size_t>(count, 1, _pool.size()), [&](std::size_t worker, std::size_t) {
             if (worker == 0 && first) {
                 (this->*first)();
             }
-            auto body = makeBody();
             for (std::size_t k = next++; k < count && !_stopped; k = next++) {
-                body(k);
+                body(worker, k);
                 if (worker == 0) {
                     keepsGoing(_done + _share * static_cast<double>(k) / static_cast<double>(count));
                 }
@@ -292,27 +294,23 @@ private:
     bool process(Leaves& leaves, bool isBeneath)
     {
         forEach((leaves.size() + kLeavesATask - 1) / kLeavesATask,
-                [&] {
-                    return [&, builder =
-                                   LeafBuilder(_field, _grid, _isSharp, _isOpen)](std::size_t task) mutable {
-                        std::vector<SurfaceLeaf*> group;
-                        for (std::size_t i = task * kLeavesATask;
-                             i < std::min((task + 1) * kLeavesATask, leaves.size()); ++i) {
-                            group.push_back(&leaves[i]->leaf);
-                        }
-                        builder.build(group);
-                    };
+                [&](std::size_t worker, std::size_t task) {
+                    SurfaceLeaf* group[kLeavesATask];
+                    const std::size_t first = task * kLeavesATask;
+                    const std::size_t count = std::min(kLeavesATask, leaves.size() - first);
+                    for (std::size_t i = 0; i < count; ++i) {
+                        group[i] = &leaves[first + i]->leaf;
+                    }
+                    _leafBuilders[worker].build({group, count});
                 },
                 &Extraction::passOn);
         const std::vector<LeafNeighbours> neighbours = findNeighbours(_below, leaves);
         std::atomic<bool> areSurrounded{true};
-        forEach(leaves.size(), [&] {
-            return [&, builder = PolygonBuilder(_grid)](std::size_t i) mutable {
-                if (!leaves[i]->leaf.areBoundsRight() || !hasNeighbours(leaves[i]->leaf, neighbours[i])) {
-                    areSurrounded = false;
-                }
-                builder.findFaceVertices(*leaves[i], neighbours[i]);
-            };
+        forEach(leaves.size(), [&](std::size_t worker, std::size_t i) {
+            if (!leaves[i]->leaf.areBoundsRight() || !hasNeighbours(leaves[i]->leaf, neighbours[i])) {
+                areSurrounded = false;
+            }
+            _polygonBuilders[worker].findFaceVertices(*leaves[i], neighbours[i]);
         });
         if (_stopped || !areSurrounded) {
             return false;
@@ -320,12 +318,10 @@ private:
         const auto hasTriangles = [&](const LeafPolygons& leaf) {
             return !isBeneath || leaf.leaf.at()[2] == _layers.first - 1;
         };
-        forEach(leaves.size(), [&] {
-            return [&, builder = PolygonBuilder(_grid)](std::size_t i) mutable {
-                if (hasTriangles(*leaves[i])) {
-                    builder.findTriangles(*leaves[i], neighbours[i], _isOpen);
-                }
-            };
+        forEach(leaves.size(), [&](std::size_t worker, std::size_t i) {
+            if (hasTriangles(*leaves[i])) {
+                _polygonBuilders[worker].findTriangles(*leaves[i], neighbours[i], _isOpen);
+            }
         });
         if (_stopped) {
             return false;
@@ -364,7 +360,7 @@ private:
     {
         const std::int64_t vertices = number(leaves, _vertexCount);
         _vertices.resize(static_cast<std::size_t>(vertices - _vertexCount));
-        forEach(leaves.size(), [&] { return [&](std::size_t i) { write(*leaves[i], neighbours[i]); }; });
+        forEach(leaves.size(), [&](std::size_t, std::size_t i) { write(*leaves[i], neighbours[i]); });
         _waiting = _done + _share;
         _vertexCount = vertices;
     }

@@ -135,7 +135,7 @@ inline Batch log(Batch x) { return Batch(lanes::log(x.native())); }
 inline Batch pow(Batch x, Batch y) { return Batch(lanes::pow(x.native(), y.native())); }
 inline Batch sin(Batch x) { return Batch(lanes::sin(x.native())); }
 inline Batch tan(Batch x) { return Batch(lanes::tan(x.native())); }
-inline void sincos(Batch x, Batch& sine, Batch& cosine)
+[[gnu::always_inline]] inline void sincos(Batch x, Batch& sine, Batch& cosine)
 {
     lanes::Lanes s;
     lanes::Lanes c;

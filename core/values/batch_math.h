@@ -118,7 +118,7 @@ inline Lanes log(Lanes x) { return ZRK_SLEEF(log, u35)(x); }
 inline Lanes pow(Lanes x, Lanes y) { return ZRK_SLEEF(pow, u10)(x, y); }
 inline Lanes sin(Lanes x) { return ZRK_SLEEF(sin, u35)(x); }
 inline Lanes tan(Lanes x) { return ZRK_SLEEF(tan, u35)(x); }
-inline void sincos(Lanes x, Lanes& sine, Lanes& cosine)
+[[gnu::always_inline]] inline void sincos(Lanes x, Lanes& sine, Lanes& cosine)
 {
     const auto both = ZRK_SLEEF(sincos, u35)(x);
     sine = both.x;
