@@ -425,13 +425,16 @@ private:
     SurfaceMesh& _mesh;
 
     /// Room in a list for `size`, with what the layers to come will bring if they are like those until now:
-    /// copies would double the memory.
+    /// copies would double the memory. What isn't written takes no memory, only addresses, of which a first
+    /// guess may take some.
     template <class List>
     static void makeRoom(List& list, std::size_t size, double done)
     {
         if (list.capacity() < size) {
+            constexpr double kFirstGuess = (1 << 27) / sizeof(typename List::value_type);
+            const auto now = static_cast<double>(size);
             reserveOnLargePages(
-                list, static_cast<std::size_t>(static_cast<double>(size) * std::min(1.1 / done, 6.0)));
+                list, static_cast<std::size_t>(std::min(1.1 / done * now, std::max(6 * now, kFirstGuess))));
         }
     }
 };
