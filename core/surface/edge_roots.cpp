@@ -28,6 +28,16 @@ double factorFor(double steepness)
     return std::bit_cast<double>((2 * kExponentOfOne - exponent) << kBitsOfFraction);
 }
 
+/// Where a parabola is 0 that goes through values of opposite signs at 0 and 1.
+/// @param bend  its second difference.
+Batch rootOfParabola(Batch from, Batch to, Batch bend)
+{
+    const Batch difference = to - from;
+    const Batch slope = difference - 0.5 * bend;
+    const Batch root = sqrt(slope * slope - 2.0 * from * bend); // slope at the root
+    return -2.0 * from / (slope + select(difference < 0.0, -root, root));
+}
+
 } // namespace
 
 void EdgeRoots::makeRoom(Rows& rows, std::size_t count)
@@ -145,7 +155,9 @@ void EdgeRoots::scaleSteepEnds(std::span<const PreparedField> fields)
         const Batch factor = Batch::load(row(Factor));
         // Others are too steep for the numbers.
         const BatchMask isScaled = factor < 1.0 && haveOneSide(from, scaledFrom) && haveOneSide(to, scaledTo);
-        select(isScaled, factor, Batch(1.0)).store(row(Factor));
+        const Batch scale = select(isScaled, factor, Batch(1.0));
+        scale.store(row(Factor));
+        (scale * Batch::load(row(Bend))).store(row(Bend));
         select(isScaled, scaledFrom, from).store(row(FromValue));
         select(isScaled, scaledTo, to).store(row(ToValue));
         select(isScaled, kRootTolerance * abs(scaledTo - scaledFrom), Batch::load(row(Tolerance)))
@@ -234,7 +246,7 @@ void EdgeRoots::refineOnce(Rows& rows, std::size_t count, bool isFirst, std::spa
         Batch share = from - fromValue * (to - from) / (load(ToValue, r) - fromValue);
         if (isFirst) {
             const Batch start = load(Start, r);
-            share = select(start == start, start, share);
+            share = select(start == start, start, rootOfParabola(fromValue, load(ToValue, r), load(Bend, r)));
         }
         const Batch at = select(share > from && share < to, share, 0.5 * (from + to));
         store(At, r, at);

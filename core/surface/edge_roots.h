@@ -30,9 +30,11 @@ public:
     /// Room for so many more.
     void reserve(std::size_t more);
     /// Adds an edge along `axis` from a node, whose ends have values on opposite sides.
+    /// @param bend   second difference of the values along the edge, for the first guess; 0 where it isn't
+    ///               known.
     /// @param field  of those that `search` is given; never less than that of the edge before.
-    void add(const Point& node, std::size_t axis, double fromValue, double toValue, bool crossesBounds,
-             std::uint8_t field)
+    void add(const Point& node, std::size_t axis, double fromValue, double toValue, double bend,
+             bool crossesBounds, std::uint8_t field)
     {
         const std::size_t r = _count++;
         _all[X][r] = node[0];
@@ -43,6 +45,7 @@ public:
         _all[AlongZ][r] = axis == 2 ? _grid.spacing[2] : 0;
         _all[FromValue][r] = fromValue;
         _all[ToValue][r] = toValue;
+        _all[Bend][r] = bend;
         _all[Start][r] = crossesBounds ? 0.5 : std::numeric_limits<double>::quiet_NaN();
         _fieldOf[r] = field;
     }
@@ -73,7 +76,8 @@ private:
         Factor,
         Tolerance,
         kKeptRows,
-        Start = kKeptRows, // where the search begins; not a number where the secant tells that
+        Start = kKeptRows, // where the search begins; not a number where the values tell that
+        Bend,
         At,
         Value, // where the search ended
         PX,    // at `At`

@@ -372,6 +372,29 @@ void LeafBuilder::askFaceCenters()
     }
 }
 
+namespace {
+
+/// The second difference of values along an edge: the mean of those at its ends, by the nodes before and after
+/// them, or where they differ much the smaller one, so that a crease beside the edge doesn't count. Both nodes
+/// lie in the part of the leaf that the edge lies in, as in others nothing may have been sampled; leaves that
+/// share the edge have the same ones.
+/// @param value  at the edge's lower end.
+/// @param along  number of that node along the edge's axis.
+double bendAlong(const double* value, std::uint32_t stride, std::uint32_t along)
+{
+    constexpr std::uint32_t kLast = kLeafCells / 2 - 1;
+    const std::uint32_t place = along & kLast;
+    const double lower = *(value - (place > 0 ? stride : 0)) - 2 * value[0] + value[stride];
+    const double upper = value[0] - 2 * value[stride] + value[place < kLast ? 2 * stride : stride];
+    const double ofOne = place == 0 ? upper : lower;
+    const double least = std::abs(lower) < std::abs(upper) ? lower : upper;
+    const double mean = 0.5 * (lower + upper);
+    const double ofBoth = std::abs(mean) < 2 * std::abs(least) ? mean : least;
+    return place == 0 || place == kLast ? ofOne : ofBoth;
+}
+
+} // namespace
+
 /// Edges between nodes on two sides.
 void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values)
 {
@@ -393,6 +416,7 @@ void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values)
             const std::array<std::uint8_t, 3>& index = indexOfNode(node);
             const Point p{coordinates[0][index[0]], coordinates[1][index[1]], coordinates[2][index[2]]};
             _roots.add(p, axis, values[node], values[node + NodeBits::kStride[axis]],
+                       bendAlong(values + node, NodeBits::kStride[axis], index[axis]),
                        crossesBounds[index[axis]], leaf._field);
             edgeAt[node] = static_cast<std::uint16_t>(_roots.count() - first);
         });
