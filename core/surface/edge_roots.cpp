@@ -57,6 +57,20 @@ void EdgeRoots::reserve(std::size_t more)
     }
 }
 
+/// What the edges that were added last, up to before `end`, have in common.
+void EdgeRoots::fillConstants(std::size_t axis, std::uint8_t field, std::size_t end)
+{
+    const auto fill = [&](Row name, double value) {
+        std::fill_n(_all[name].data() + _count, end - _count, value);
+    };
+    fill(AlongX, axis == 0 ? _grid.spacing[0] : 0);
+    fill(AlongY, axis == 1 ? _grid.spacing[1] : 0);
+    fill(AlongZ, axis == 2 ? _grid.spacing[2] : 0);
+    fill(Start, std::numeric_limits<double>::quiet_NaN());
+    std::fill_n(_fieldOf.data() + _count, end - _count, field);
+    _count = end;
+}
+
 /// Finds which positions of some edges are evaluated by which field.
 void EdgeRoots::findRuns(const std::vector<std::uint8_t>& fieldOf, std::size_t count)
 {

@@ -29,29 +29,14 @@ public:
     std::size_t count() const { return _count; }
     /// Room for so many more.
     void reserve(std::size_t more);
-    /// Adds an edge along `axis` from a node, whose ends have values on opposite sides.
-    /// @param bend   second difference of the values along the edge, for the first guess; 0 where it isn't
-    ///               known.
-    /// @param field  of those that `search` is given; never less than that of the edge before.
-    void add(const Point& node, std::size_t axis, double fromValue, double toValue, double bend,
-             bool crossesBounds, std::uint8_t field)
-    {
-        const std::size_t r = _count++;
-        _all[X][r] = node[0];
-        _all[Y][r] = node[1];
-        _all[Z][r] = node[2];
-        _all[AlongX][r] = axis == 0 ? _grid.spacing[0] : 0;
-        _all[AlongY][r] = axis == 1 ? _grid.spacing[1] : 0;
-        _all[AlongZ][r] = axis == 2 ? _grid.spacing[2] : 0;
-        _all[FromValue][r] = fromValue;
-        _all[ToValue][r] = toValue;
-        _all[Bend][r] = bend;
-        _all[Start][r] = crossesBounds ? 0.5 : std::numeric_limits<double>::quiet_NaN();
-        _fieldOf[r] = field;
-    }
+    /// Adds edges along an axis, whose ends have values on opposite sides.
+    class Adding;
 
     /// Finds crossings and planes. An edge that the bounds cross begins at them, in the middle.
     void search(std::span<const PreparedField> fields);
+
+    /// Has the search begin in the middle of an edge, which the bounds cross there.
+    void beginInMiddle(std::size_t root) { _all[Start][root] = 0.5; }
 
     /// Share of the way from the lower node where an edge is crossed.
     double at(std::size_t root) const { return _all[At][root]; }
@@ -102,6 +87,7 @@ private:
     std::vector<TangentPlane> _planes;
 
     static void makeRoom(Rows& rows, std::size_t count);
+    void fillConstants(std::size_t axis, std::uint8_t field, std::size_t end);
     void findRuns(const std::vector<std::uint8_t>& fieldOf, std::size_t count);
     void evaluate(std::span<const PreparedField> fields, const double* x, const double* y, const double* z,
                   const double* factors, double* values) const;
@@ -111,6 +97,52 @@ private:
     void refine(std::span<const PreparedField> fields);
     void refineOnce(Rows& rows, std::size_t count, bool isFirst, std::span<const PreparedField> fields);
     void findPlanes(std::span<const PreparedField> fields);
+};
+
+/// Adds edges along one axis that one field is evaluated for; there is room for them.
+class EdgeRoots::Adding {
+public:
+    /// @param field  of those that `search` is given; never less than that of the edges before.
+    Adding(EdgeRoots& roots, std::size_t axis, std::uint8_t field)
+        : _roots(roots),
+          _axis(axis),
+          _field(field),
+          _next(roots._count),
+          _x(roots._all[X].data()),
+          _y(roots._all[Y].data()),
+          _z(roots._all[Z].data()),
+          _from(roots._all[FromValue].data()),
+          _to(roots._all[ToValue].data()),
+          _bend(roots._all[Bend].data())
+    {}
+    Adding(const Adding&) = delete;
+    Adding& operator=(const Adding&) = delete;
+    ~Adding() { _roots.fillConstants(_axis, _field, _next); }
+
+    /// @param bend  second difference of the values along the edge, for the first guess.
+    void add(const Point& node, double fromValue, double toValue, double bend)
+    {
+        _x[_next] = node[0];
+        _y[_next] = node[1];
+        _z[_next] = node[2];
+        _from[_next] = fromValue;
+        _to[_next] = toValue;
+        _bend[_next++] = bend;
+    }
+    /// The number that the next edge will have.
+    std::size_t next() const { return _next; }
+
+private:
+    EdgeRoots& _roots;
+    std::size_t _axis;
+    std::uint8_t _field;
+    std::size_t _next;
+    double* _x;
+    double* _y;
+    double* _z;
+    double* _from;
+    double* _to;
+    double* _bend;
 };
 
 } // namespace zrk::surface

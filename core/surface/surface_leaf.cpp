@@ -408,18 +408,25 @@ void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values)
     _roots.reserve(3 * kNodesOfLeaf);
     for (std::size_t axis = 0; axis < 3; ++axis) {
         std::array<std::uint16_t, kNodesOfLeaf>& edgeAt = (*leaf._edgeAt)[axis];
-        bool crossesBounds[kLeafCells];
-        for (std::int32_t i = 0; i < kLeafCells; ++i) {
-            crossesBounds[i] = _grid.crossesBounds(axis, leaf.global(axis, i));
+        const std::uint32_t stride = NodeBits::kStride[axis];
+        const NodeBits crossed = crossedAlong(leaf._inside, axis);
+        {
+            EdgeRoots::Adding edges(_roots, axis, leaf._field);
+            crossed.forEach([&](std::uint32_t node) {
+                const std::array<std::uint8_t, 3>& index = indexOfNode(node);
+                const Point p{coordinates[0][index[0]], coordinates[1][index[1]], coordinates[2][index[2]]};
+                edges.add(p, values[node], values[node + stride],
+                          bendAlong(values + node, stride, index[axis]));
+                edgeAt[node] = static_cast<std::uint16_t>(edges.next() - first);
+            });
         }
-        crossedAlong(leaf._inside, axis).forEach([&](std::uint32_t node) {
-            const std::array<std::uint8_t, 3>& index = indexOfNode(node);
-            const Point p{coordinates[0][index[0]], coordinates[1][index[1]], coordinates[2][index[2]]};
-            _roots.add(p, axis, values[node], values[node + NodeBits::kStride[axis]],
-                       bendAlong(values + node, NodeBits::kStride[axis], index[axis]),
-                       crossesBounds[index[axis]], leaf._field);
-            edgeAt[node] = static_cast<std::uint16_t>(_roots.count() - first);
-        });
+        if (_grid.crossesBounds(axis, leaf.global(axis, 0)) || leaf.global(axis, kLeafCells) > _grid.cells[axis]) {
+            crossed.forEach([&](std::uint32_t node) {
+                if (_grid.crossesBounds(axis, leaf.global(axis, indexOfNode(node)[axis]))) {
+                    _roots.beginInMiddle(first + edgeAt[node] - 1u);
+                }
+            });
+        }
     }
     leaf._crossings.resize(_roots.count() - first);
 }
