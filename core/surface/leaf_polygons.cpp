@@ -13,6 +13,9 @@ namespace {
 
 constexpr int edgeNumber(std::size_t axis, int u, int v) { return static_cast<int>(axis) * 4 + u + 2 * v; }
 
+/// The axis after each.
+constexpr std::size_t kNext[3] = {1, 2, 0};
+
 /// Around an edge's axis, counterclockwise from its upper end: cells at -1 or 0 along the axes after it.
 constexpr int kOffset[4][2] = {{-1, -1}, {0, -1}, {0, 0}, {-1, 0}};
 
@@ -180,17 +183,19 @@ bool PolygonBuilder::faceVertex(const CellView& above, std::size_t axis, int edg
 void PolygonBuilder::addCorner(const LeafPolygons& polygons, std::uint32_t below, const ActiveCell& cell,
                                std::uint32_t place)
 {
-    _vertexAt[place] = &polygons.leaf.vertex(cell.firstVertex);
-    _nameAt[place] = {below, VertexKind::Cell, cell.firstVertex};
-    if (_areSimple) {
-        return;
+    const CellVertex& vertex = polygons.leaf.vertex(cell.firstVertex);
+    unsigned flags = 0;
+    if (!_areSimple) {
+        flags = cell.patchCount > 1 ? 8 : 0;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const auto& entries = polygons._faceAt[axis];
+            flags |= (!entries.empty() && entries[cell.place] != 0 ? 1u : 0u) << axis;
+        }
     }
-    unsigned flags = cell.patchCount > 1 ? 8 : 0;
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        const auto& entries = polygons._faceAt[axis];
-        flags |= (!entries.empty() && entries[cell.place] != 0 ? 1u : 0u) << axis;
-    }
-    _flagsAt[place] = static_cast<std::uint8_t>(flags);
+    _cornerAt[place] = {vertex.position,
+                        {below, VertexKind::Cell, cell.firstVertex},
+                        vertex.isOnCrease,
+                        static_cast<std::uint8_t>(flags)};
 }
 
 /// The vertices of the leaf's cells and of those that touch it from below. An edge has no cell that lies
@@ -234,56 +239,80 @@ void PolygonBuilder::gatherCorners(const LeafPolygons& polygons)
 }
 
 /// The edges that begin at the lower corners of the leaf's cells: each edge with its lower node in this leaf.
-void PolygonBuilder::gatherQuads(const LeafPolygons& polygons, bool isOpen)
+/// Node by node, so that triangles that touch stand near each other.
+void PolygonBuilder::listQuads(const LeafPolygons& polygons, bool isOpen)
 {
-    _quads.clear();
-    _rows.resize(wholeBatches(3 * polygons.leaf.cells().size()) / Batch::size);
+    NodeBits crossed[3];
+    std::size_t count = 0;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        crossed[axis] = crossedAlong(polygons.leaf.inside(), axis) & kLowerCorners;
+        if (isOpen) {
+            NodeBits cut;
+            crossed[axis].forEach([&](std::uint32_t node) {
+                if (isCut(polygons, axis, node)) {
+                    cut.set(node);
+                }
+            });
+            crossed[axis] = crossed[axis] ^ cut;
+        }
+        count += crossed[axis].count();
+    }
+    _quads.resize(count + 2);
+    Quad* next = _quads.data();
+    (crossed[0] | crossed[1] | crossed[2]).forEach([&](std::uint32_t node) {
+        for (std::uint16_t axis = 0; axis < 3; ++axis) {
+            *next = {static_cast<std::uint16_t>(node), axis}; // the next one takes its place if it isn't crossed
+            next += crossed[axis][node] ? 1 : 0;
+        }
+    });
+    _quads.resize(count);
+}
+
+void PolygonBuilder::gatherQuads(const LeafPolygons& polygons)
+{
+    const std::size_t batches = wholeBatches(_quads.size()) / Batch::size;
+    if (_rows.size() < batches) {
+        _rows.resize(2 * batches);
+    }
+    _bits.assign(batches, {});
     double coordinates[3][kLeafCells];
     for (std::size_t axis = 0; axis < 3; ++axis) {
         for (std::int32_t i = 0; i < kLeafCells; ++i) {
             coordinates[axis][i] = _grid.coordinate(axis, polygons.leaf.global(axis, i));
         }
     }
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        const std::size_t u = axis == 2 ? 0 : axis + 1;
-        const std::size_t v = axis == 0 ? 2 : axis - 1;
-        _firstQuad[axis] = _quads.size();
-        _crossed[axis] = crossedAlong(polygons.leaf.inside(), axis) & kLowerCorners;
-        if (isOpen) {
-            NodeBits cut;
-            _crossed[axis].forEach([&](std::uint32_t node) {
-                if (isCut(polygons, axis, node)) {
-                    cut.set(node);
-                }
-            });
-            _crossed[axis] = _crossed[axis] ^ cut;
-        }
-        _crossed[axis].forEach([&](std::uint32_t node) {
-            const std::array<std::uint32_t, 4> cells = cellsAround(node, axis);
-            QuadRows& rows = _rows[_quads.size() / Batch::size];
-            const std::size_t lane = _quads.size() % Batch::size;
-            const std::array<std::uint8_t, 3>& index = indexOfNode(node);
-            const std::size_t axes[3] = {u, v, axis};
-            for (std::size_t i = 0; i < 3; ++i) {
-                for (std::size_t k = 0; k < 4; ++k) {
-                    rows.corners[k][i][lane] = _vertexAt[cells[k]]->position[axes[i]];
-                }
-                rows.from[i][lane] = coordinates[axes[i]][index[axes[i]]];
-                rows.spacing[i][lane] = _grid.spacing[axes[i]];
+    const Point& spacing = _grid.spacing;
+    const double areas[3] = {spacing[1] * spacing[2], spacing[2] * spacing[0], spacing[0] * spacing[1]};
+    for (std::size_t q = 0; q < _quads.size(); ++q) {
+        const Quad& quad = _quads[q];
+        const std::size_t u = kNext[quad.axis];
+        const std::size_t v = kNext[u];
+        const std::size_t axes[3] = {u, v, quad.axis};
+        const std::array<std::uint32_t, 4> cells = cellsAround(quad.node, quad.axis);
+        const Corner* const corners[4] = {&_cornerAt[cells[0]], &_cornerAt[cells[1]], &_cornerAt[cells[2]],
+                                          &_cornerAt[cells[3]]};
+        const std::array<std::uint8_t, 3>& index = indexOfNode(quad.node);
+        const std::size_t lane = q % Batch::size;
+        QuadRows& rows = _rows[q / Batch::size];
+        for (std::size_t i = 0; i < 3; ++i) {
+            const double from = coordinates[axes[i]][index[axes[i]]];
+            for (std::size_t k = 0; k < 4; ++k) {
+                rows.corners[k][i][lane] = corners[k]->position[axes[i]] - from;
             }
-            const auto isOnCrease = [&](std::size_t k) -> unsigned {
-                return _vertexAt[cells[k]]->isOnCrease;
-            };
-            const auto flags = [&](std::size_t k) -> unsigned { return _flagsAt[cells[k]]; };
-            Quad& quad = _quads.emplace_back();
-            quad.node = static_cast<std::uint16_t>(node);
-            quad.axis = static_cast<std::uint8_t>(axis);
-            quad.creases = static_cast<std::uint8_t>((isOnCrease(0) & isOnCrease(2)) |
-                                                     (isOnCrease(1) & isOnCrease(3)) << 1);
-            quad.isSimple =
-                _areSimple || ((((flags(1) | flags(2)) >> u | (flags(2) | flags(3)) >> v) & 1) == 0 &&
-                               ((flags(0) | flags(1) | flags(2) | flags(3)) & 8) == 0);
-        });
+        }
+        rows.area[lane] = areas[quad.axis];
+        rows.length[lane] = spacing[quad.axis];
+        QuadBits& bits = _bits[q / Batch::size];
+        for (std::size_t k = 0; k < 2; ++k) {
+            bits.onCrease[k] |= unsigned{corners[k]->isOnCrease && corners[k + 2]->isOnCrease} << lane;
+        }
+        unsigned isSimple = 1;
+        if (!_areSimple) {
+            const auto flags = [&](std::size_t k) -> unsigned { return corners[k]->flags; };
+            isSimple = (((flags(1) | flags(2)) >> u | (flags(2) | flags(3)) >> v) & 1) == 0 &&
+                       ((flags(0) | flags(1) | flags(2) | flags(3)) & 8) == 0;
+        }
+        bits.isSimple |= isSimple << lane;
     }
 }
 
@@ -293,38 +322,30 @@ void PolygonBuilder::gatherQuads(const LeafPolygons& polygons, bool isOpen)
 void PolygonBuilder::chooseCuts()
 {
     static_assert(std::tuple_size_v<QuadRows::Row> >= Batch::size);
-    _cuts.resize(_quads.size());
-    for (std::size_t first = 0; first < _quads.size(); first += Batch::size) {
+    for (std::size_t b = 0; b < _bits.size(); ++b) {
         // Lanes of the last batch that no quad has hold numbers of quads before, which nobody looks at.
-        const QuadRows& rows = _rows[first / Batch::size];
+        const QuadRows& rows = _rows[b];
         const auto load = [](const QuadRows::Row& row) { return Batch::load(row.data()); };
-        const Batch from[3] = {load(rows.from[0]), load(rows.from[1]), load(rows.from[2])};
         RelativeCorners p[4];
         for (std::size_t k = 0; k < 4; ++k) {
-            p[k] = {load(rows.corners[k][0]) - from[0], load(rows.corners[k][1]) - from[1],
-                    load(rows.corners[k][2]) - from[2]};
+            p[k] = {load(rows.corners[k][0]), load(rows.corners[k][1]), load(rows.corners[k][2])};
         }
         const auto square = [](const RelativeCorners& a, const RelativeCorners& b) {
             return (b.u - a.u) * (b.u - a.u) + (b.v - a.v) * (b.v - a.v) +
                    (b.along - a.along) * (b.along - a.along);
         };
-        const Batch least = 1e-9 * (load(rows.spacing[0]) * load(rows.spacing[1]));
-        const Batch length = load(rows.spacing[2]);
-        const unsigned can[2] = {
-            bitsOf(crosses(p[0], p[2], p[1], least, length) || crosses(p[0], p[2], p[3], least, length)),
-            bitsOf(crosses(p[1], p[3], p[2], least, length) || crosses(p[1], p[3], p[0], least, length))};
+        const Batch least = 1e-9 * load(rows.area);
+        const Batch length = load(rows.length);
+        const unsigned first =
+            bitsOf(crosses(p[0], p[2], p[1], least, length) || crosses(p[0], p[2], p[3], least, length));
+        const unsigned second =
+            bitsOf(crosses(p[1], p[3], p[2], least, length) || crosses(p[1], p[3], p[0], least, length));
         const unsigned isSecondShorter = bitsOf(square(p[1], p[3]) < square(p[0], p[2]));
-        const std::size_t end = std::min(first + Batch::size, _quads.size());
-        for (std::size_t q = first; q < end; ++q) {
-            const bool isFirst = (can[0] >> (q - first) & 1) != 0;
-            const bool isSecond = (can[1] >> (q - first) & 1) != 0;
-            const unsigned creases = _quads[q].creases;
-            const bool prefersSecond =
-                creases == 1 || creases == 2 ? creases == 2 : (isSecondShorter >> (q - first) & 1) != 0;
-            _cuts[q] = isSecond && (!isFirst || prefersSecond) ? Cut::Second
-                       : isFirst                               ? Cut::First
-                                                               : Cut::None;
-        }
+        QuadBits& bits = _bits[b];
+        const unsigned onOne = bits.onCrease[0] ^ bits.onCrease[1];
+        const unsigned prefersSecond = (onOne & bits.onCrease[1]) | (~onOne & isSecondShorter);
+        bits.cutsSecond = second & (~first | prefersSecond);
+        bits.cutsFirst = first & ~bits.cutsSecond;
     }
 }
 
@@ -355,19 +376,6 @@ std::size_t PolygonBuilder::polygonOf(const Quad& quad, VertexName (&polygon)[8]
     return count;
 }
 
-/// The triangles around a vertex on the edge, for an edge whose lower end is inside.
-void PolygonBuilder::addFan(LeafPolygons& polygons, const Quad& quad, std::span<const VertexName> polygon,
-                            std::array<VertexName, 3>* triangles) const
-{
-    const std::array<std::uint8_t, 3>& node = indexOfNode(quad.node);
-    const VertexName center{0, VertexKind::Edge, static_cast<std::uint32_t>(polygons.edgeVertices.size())};
-    polygons.edgeVertices.push_back(
-        crossingPoint({0, &polygons, nullptr, {node[0], node[1], node[2]}}, edgeNumber(quad.axis, 0, 0)));
-    for (std::size_t k = 0; k < polygon.size(); ++k) {
-        *triangles++ = {center, polygon[k], polygon[(k + 1) % polygon.size()]};
-    }
-}
-
 void PolygonBuilder::findTriangles(LeafPolygons& polygons, const LeafNeighbours& neighbours, bool isOpen)
 {
     _neighbours = &neighbours;
@@ -375,52 +383,56 @@ void PolygonBuilder::findTriangles(LeafPolygons& polygons, const LeafNeighbours&
         return;
     }
     gatherCorners(polygons);
-    gatherQuads(polygons, isOpen);
+    listQuads(polygons, isOpen);
+    gatherQuads(polygons);
     chooseCuts();
-    polygons.triangles.resize(2 * _quads.size());
-    std::size_t count = 0;
-    // Triangles that touch stand near each other so: node by node, though quads are listed axis by axis.
-    std::array<std::size_t, 3> next = _firstQuad;
-    (_crossed[0] | _crossed[1] | _crossed[2]).forEach([&](std::uint32_t node) {
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            if (_crossed[axis][node]) {
-                count += addTriangles(polygons, next[axis]++, count);
-            }
-        }
-    });
+    addTriangles(polygons);
 }
 
-/// Writes the triangles of a quad from a number on, and returns how many.
-std::size_t PolygonBuilder::addTriangles(LeafPolygons& polygons, std::size_t number, std::size_t first) const
+void PolygonBuilder::addTriangles(LeafPolygons& polygons) const
 {
-    const Quad& quad = _quads[number];
-    VertexName polygon[8];
-    std::size_t corners = 4;
-    if (!quad.isSimple) {
-        corners = polygonOf(quad, polygon);
-    } else {
+    // The corners of both triangles, by the diagonal and by whether the edge's lower end is inside.
+    static constexpr std::uint8_t kOrder[2][2][6] = {{{0, 2, 1, 0, 3, 2}, {0, 1, 2, 0, 2, 3}},
+                                                     {{1, 3, 2, 1, 0, 3}, {1, 2, 3, 1, 3, 0}}};
+    polygons.triangles.resize(2 * _quads.size());
+    std::size_t count = 0;
+    for (std::size_t q = 0; q < _quads.size(); ++q) {
+        const Quad& quad = _quads[q];
+        const QuadBits& bits = _bits[q / Batch::size];
+        const unsigned bit = 1u << q % Batch::size;
+        if ((bits.isSimple & (bits.cutsFirst | bits.cutsSecond) & bit) == 0) {
+            count += addFan(polygons, quad, count);
+            continue;
+        }
         const std::array<std::uint32_t, 4> cells = cellsAround(quad.node, quad.axis);
-        for (std::size_t k = 0; k < 4; ++k) {
-            polygon[k] = _nameAt[cells[k]];
-        }
+        const VertexName names[4] = {_cornerAt[cells[0]].name, _cornerAt[cells[1]].name,
+                                     _cornerAt[cells[2]].name, _cornerAt[cells[3]].name};
+        const auto& order = kOrder[(bits.cutsSecond & bit) != 0][polygons.leaf.inside()[quad.node]];
+        std::array<VertexName, 3>* const triangles = polygons.triangles.data() + count;
+        triangles[0] = {names[order[0]], names[order[1]], names[order[2]]};
+        triangles[1] = {names[order[3]], names[order[4]], names[order[5]]};
+        count += 2;
     }
-    std::vector<std::array<VertexName, 3>>& triangles = polygons.triangles;
-    std::size_t count = 2;
-    if (corners > 4 || _cuts[number] == Cut::None) {
-        count = corners;
-        triangles.resize(triangles.size() + count - 2);
-        addFan(polygons, quad, {polygon, corners}, triangles.data() + first);
-    } else {
-        const std::size_t s = _cuts[number] == Cut::Second ? 1 : 0;
-        triangles[first] = {polygon[s], polygon[s + 1], polygon[s + 2]};
-        triangles[first + 1] = {polygon[s], polygon[s + 2], polygon[(s + 3) % 4]};
+}
+
+/// Writes the triangles around a vertex on a quad's edge, for one with face vertices or without a diagonal,
+/// from a number on. Returns how many.
+std::size_t PolygonBuilder::addFan(LeafPolygons& polygons, const Quad& quad, std::size_t first) const
+{
+    VertexName polygon[8];
+    const std::size_t corners = polygonOf(quad, polygon);
+    const std::array<std::uint8_t, 3>& node = indexOfNode(quad.node);
+    const VertexName center{0, VertexKind::Edge, static_cast<std::uint32_t>(polygons.edgeVertices.size())};
+    polygons.edgeVertices.push_back(
+        crossingPoint({0, &polygons, nullptr, {node[0], node[1], node[2]}}, edgeNumber(quad.axis, 0, 0)));
+    polygons.triangles.resize(polygons.triangles.size() + corners - 2);
+    const bool isLowerInside = polygons.leaf.inside()[quad.node];
+    for (std::size_t k = 0; k < corners; ++k) {
+        const VertexName next = polygon[(k + 1) % corners];
+        polygons.triangles[first + k] = isLowerInside ? std::array{center, polygon[k], next}
+                                                      : std::array{center, next, polygon[k]};
     }
-    if (!polygons.leaf.inside()[quad.node]) {
-        for (std::size_t t = first; t < first + count; ++t) {
-            std::swap(triangles[t][1], triangles[t][2]);
-        }
-    }
-    return count;
+    return corners;
 }
 
 void LeafPolygons::begin(const LeafPlace& place)

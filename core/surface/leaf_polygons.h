@@ -93,13 +93,17 @@ private:
     /// A crossed edge between four cells.
     struct Quad {
         std::uint16_t node; ///< the lower end of the edge
-        std::uint8_t axis;  ///< of the edge
-        bool isSimple;      ///< has no face vertices, and each cell has one vertex
-        /// Bit k: the vertices on diagonal k, of corners k and k + 2, lie on a crease.
-        std::uint8_t creases;
+        std::uint16_t axis; ///< of the edge
     };
-    /// By which diagonal a quad is cut.
-    enum class Cut : std::uint8_t { None, First, Second };
+    /// A cell's first vertex and what is known of the cell.
+    struct alignas(32) Corner {
+        Point position;
+        VertexName name;
+        bool isOnCrease;
+        /// Bit i: the lower face across axis i has vertices; bit 3: the cell has several. Means nothing where
+        /// the leaf and those below are simple.
+        std::uint8_t flags;
+    };
 
     static constexpr std::uint32_t kPlaces = kLeafCells + 1; ///< of cells along an axis, from -1 on
     static_assert(kPlaces == kLeafNodes);
@@ -111,23 +115,25 @@ private:
 
     const SurfaceGrid& _grid;
     const LeafNeighbours* _neighbours = nullptr;
-    // By the cell's place, counted from -1 along each axis, where the cell is active.
-    ByCell<const CellVertex*> _vertexAt; ///< the cell's first one
-    ByCell<VertexName> _nameAt;
-    /// Bit i: the lower face of the cell across axis i has vertices; bit 3: the cell has several. Means
-    /// nothing where the leaf and those below are simple.
-    ByCell<std::uint8_t> _flagsAt;
+    ByCell<Corner> _cornerAt; ///< by the cell's place, counted from -1 along each axis; active cells only
     bool _areSimple = false;
-    std::array<NodeBits, 3> _crossed; ///< by axis: edges that quads go around, by their lower nodes
-    std::array<std::size_t, 3> _firstQuad;
-    std::vector<Quad> _quads; ///< axis by axis
-    std::vector<Cut> _cuts;   ///< of each quad
+    std::vector<Quad> _quads; ///< node by node
     /// What the tests of some quads need: along the two axes after that of the edge and along it.
     struct QuadRows {
         using Row = std::array<double, 8>;
-        Row corners[4][3], from[3], spacing[3];
+        Row corners[4][3]; ///< relative to the edge's lower end
+        Row area, length;  ///< of a cell's face across the edge, and of the edge
+    };
+    /// Bits of some quads, the first one's the lowest.
+    struct QuadBits {
+        unsigned onCrease[2]; ///< the vertices on a diagonal, of corners k and k + 2, lie on a crease
+        unsigned isSimple;    ///< has no face vertices, and each cell has one vertex
+        // What is chosen.
+        unsigned cutsFirst;
+        unsigned cutsSecond;
     };
     std::vector<QuadRows> _rows;
+    std::vector<QuadBits> _bits;
 
     /// The cells around an edge from a node, counterclockwise from the edge's upper end.
     static std::array<std::uint32_t, 4> cellsAround(std::uint32_t node, std::size_t axis)
@@ -145,11 +151,11 @@ private:
     void gatherCorners(const LeafPolygons& polygons);
     void addCorner(const LeafPolygons& polygons, std::uint32_t below, const ActiveCell& cell,
                    std::uint32_t place);
-    void gatherQuads(const LeafPolygons& polygons, bool isOpen);
+    void listQuads(const LeafPolygons& polygons, bool isOpen);
+    void gatherQuads(const LeafPolygons& polygons);
     void chooseCuts();
-    std::size_t addTriangles(LeafPolygons& polygons, std::size_t number, std::size_t first) const;
-    void addFan(LeafPolygons& polygons, const Quad& quad, std::span<const VertexName> polygon,
-                std::array<VertexName, 3>* triangles) const;
+    void addTriangles(LeafPolygons& polygons) const;
+    std::size_t addFan(LeafPolygons& polygons, const Quad& quad, std::size_t first) const;
     std::size_t polygonOf(const Quad& quad, VertexName (&polygon)[8]) const;
 };
 

@@ -45,6 +45,14 @@ public:
         }
         return some == 0;
     }
+    std::size_t count() const
+    {
+        std::size_t all = 0;
+        for (std::size_t w = 0; w < kWords; ++w) {
+            all += static_cast<std::size_t>(std::popcount(_words[w]));
+        }
+        return all;
+    }
     /// Calls found(node) for each bit that is set, in ascending order.
     template <class Found>
     void forEach(const Found& found) const
