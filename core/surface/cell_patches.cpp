@@ -30,14 +30,47 @@ constexpr FaceCorners makeFaceCorners(int face)
 constexpr std::array<FaceCorners, 6> kCorners{makeFaceCorners(0), makeFaceCorners(1), makeFaceCorners(2),
                                               makeFaceCorners(3), makeFaceCorners(4), makeFaceCorners(5)};
 
-bool isInside(std::uint8_t inside, int corner) { return (inside >> corner & 1) != 0; }
+constexpr bool isInside(std::uint8_t inside, int corner) { return (inside >> corner & 1) != 0; }
 
-bool isCrossed(std::uint8_t inside, int edge)
+constexpr bool isCrossed(std::uint8_t inside, int edge)
 {
     return isInside(inside, lowerCorner(edge)) != isInside(inside, upperCorner(edge));
 }
 
-CellPatches makePatches(std::uint8_t inside, std::uint8_t faceCenters)
+constexpr std::array<std::uint8_t, 256> kAmbiguousFaces = [] {
+    std::array<std::uint8_t, 256> all{};
+    for (unsigned corners = 0; corners < 256; ++corners) {
+        for (unsigned face = 0; face < 6; ++face) {
+            const auto isIn = [&](std::size_t k) { return (corners >> kCorners[face].corner[k] & 1) != 0; };
+            const bool isOne = isIn(1) != isIn(0) && isIn(2) == isIn(0) && isIn(3) != isIn(0);
+            all[corners] = static_cast<std::uint8_t>(all[corners] | (isOne ? 1u : 0u) << face);
+        }
+    }
+    return all;
+}();
+
+constexpr int partner(int face, int edge, std::uint8_t inside, bool centerIsInside)
+{
+    const FaceCorners& corners = kCorners[static_cast<std::size_t>(face)];
+    std::size_t place = 0;
+    while (corners.edge[place] != edge) {
+        ++place;
+    }
+    if ((kAmbiguousFaces[inside] >> face & 1) == 0) {
+        for (std::size_t k = 0; k < 4; ++k) {
+            if (k != place && isCrossed(inside, corners.edge[k])) {
+                return corners.edge[k];
+            }
+        }
+        return edge;
+    }
+    // The corners that agree with the centre are joined across it, and each of the others is cut off by
+    // itself: the two edges at such a corner belong together. Edge k lies between corners k and k + 1.
+    const bool firstIsCutOff = isInside(inside, corners.corner[place]) != centerIsInside;
+    return corners.edge[(place + (firstIsCutOff ? 3 : 1)) % 4];
+}
+
+constexpr CellPatches makePatches(std::uint8_t inside, std::uint8_t faceCenters)
 {
     CellPatches patches{};
     patches.patchOf.fill(kNoPatch);
@@ -51,11 +84,11 @@ CellPatches makePatches(std::uint8_t inside, std::uint8_t faceCenters)
         do {
             patches.patchOf[static_cast<std::size_t>(edge)] = patches.count;
             for (int face = 0; face < 6; ++face) {
-                const auto& edges = faceCorners(face).edge;
+                const auto& edges = kCorners[static_cast<std::size_t>(face)].edge;
                 const bool holds =
                     edges[0] == edge || edges[1] == edge || edges[2] == edge || edges[3] == edge;
                 if (holds && face != enteredBy) {
-                    edge = partnerEdge(face, edge, inside, (faceCenters >> face & 1) != 0);
+                    edge = partner(face, edge, inside, (faceCenters >> face & 1) != 0);
                     enteredBy = face;
                     break;
                 }
@@ -70,44 +103,21 @@ CellPatches makePatches(std::uint8_t inside, std::uint8_t faceCenters)
 
 const FaceCorners& faceCorners(int face) { return kCorners[static_cast<std::size_t>(face)]; }
 
-unsigned ambiguousFaces(std::uint8_t inside)
-{
-    static constexpr std::array<std::uint8_t, 256> kTable = [] {
-        std::array<std::uint8_t, 256> all{};
-        for (unsigned corners = 0; corners < 256; ++corners) {
-            for (unsigned face = 0; face < 6; ++face) {
-                const auto isIn = [&](std::size_t k) {
-                    return (corners >> kCorners[face].corner[k] & 1) != 0;
-                };
-                const bool isOne = isIn(1) != isIn(0) && isIn(2) == isIn(0) && isIn(3) != isIn(0);
-                all[corners] = static_cast<std::uint8_t>(all[corners] | (isOne ? 1u : 0u) << face);
-            }
-        }
-        return all;
-    }();
-    return kTable[inside];
-}
+unsigned ambiguousFaces(std::uint8_t inside) { return kAmbiguousFaces[inside]; }
 
 int partnerEdge(int face, int edge, std::uint8_t inside, bool centerIsInside)
 {
-    const FaceCorners& corners = faceCorners(face);
-    std::size_t place = 0;
-    while (corners.edge[place] != edge) {
-        ++place;
-    }
-    if (!isAmbiguous(face, inside)) {
-        for (std::size_t k = 0; k < 4; ++k) {
-            if (k != place && isCrossed(inside, corners.edge[k])) {
-                return corners.edge[k];
-            }
-        }
-        return edge;
-    }
-    // The corners that agree with the centre are joined across it, and each of the others is cut off by
-    // itself: the two edges at such a corner belong together. Edge k lies between corners k and k + 1.
-    const bool firstIsCutOff = isInside(inside, corners.corner[place]) != centerIsInside;
-    return corners.edge[(place + (firstIsCutOff ? 3 : 1)) % 4];
+    return partner(face, edge, inside, centerIsInside);
 }
+
+constinit const std::array<bool, 256> kIsSimpleCell = [] {
+    std::array<bool, 256> all{};
+    for (unsigned corners = 0; corners < 256; ++corners) {
+        all[corners] = kAmbiguousFaces[corners] == 0 &&
+                       makePatches(static_cast<std::uint8_t>(corners), 0).count == 1;
+    }
+    return all;
+}();
 
 const CellPatches& cellPatches(std::uint8_t inside, std::uint8_t faceCenters)
 {

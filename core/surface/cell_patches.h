@@ -60,6 +60,9 @@ struct CellPatches {
     std::uint8_t count;                   ///< 0 to 4
 };
 
+/// By the corners that are inside: whether the cell has one patch, and no face is ambiguous.
+extern const std::array<bool, 256> kIsSimpleCell;
+
 /// Patches by the signs at the corners and, in bit f of `faceCenters`, whether the centre of the ambiguous
 /// face f is inside; the other faces' bits take no part.
 ///

@@ -289,7 +289,10 @@ void EdgeRoots::refineOnce(Rows& rows, std::size_t count, bool isFirst, std::spa
 /// Tangent planes at the crossings, by one-sided differences. What is left of a root's value moves the plane.
 void EdgeRoots::findPlanes(std::span<const PreparedField> fields)
 {
-    _planes.resize(wholeBatches(_count));
+    if (_planes.size() < wholeBatches(_count) + 1) {
+        _planes.resize(_all[0].size() + 1);
+    }
+    _planes[0] = {};
     for (std::size_t axis = 0; axis < 3; ++axis) {
         if (_stepped[axis].size() < _all[0].size()) {
             _stepped[axis].resize(_all[0].size());
@@ -336,7 +339,7 @@ void EdgeRoots::findPlanes(std::span<const PreparedField> fields)
         way.store(rows[7]);
         for (std::size_t i = 0; i < Batch::size; ++i) {
             for (std::size_t k = 0; k < 8; ++k) {
-                _planes[r + i].numbers[k] = rows[k][i];
+                _planes[1 + r + i].numbers[k] = rows[k][i];
             }
         }
     }

@@ -42,7 +42,10 @@ public:
     double at(std::size_t root) const { return _all[At][root]; }
     /// What the field is multiplied by there, which makes a steep one about as steep as a distance.
     double factor(std::size_t root) const { return _all[Factor][root]; }
-    const TangentPlane* planes() const { return _planes.data(); }
+    /// By number of root.
+    const TangentPlane* planes() const { return _planes.data() + 1; }
+    /// The number of a plane that is 0 in all.
+    static constexpr std::ptrdiff_t kNoPlane = -1;
 
 private:
     // What is known of an edge; some are positions and values of one step only.

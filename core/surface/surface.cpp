@@ -23,8 +23,6 @@ namespace zrk {
 namespace surface {
 namespace {
 
-/// Leaves that are built together, for long runs of samples.
-constexpr std::size_t kLeavesATask = 16;
 /// Leaves after which a run of rows ends, and those that a thread has of it.
 constexpr std::size_t kLeavesARun = 128;
 constexpr std::size_t kLeavesOfThread = 128;
@@ -59,6 +57,44 @@ std::vector<LeafNeighbours> findNeighbours(const Leaves& before, const Leaves& l
     }
     return neighbours;
 }
+
+/// Leaves that are built together: those that share faces, and others for long runs of samples.
+struct LeafGroups {
+    std::vector<SurfaceLeaf*> leaves;
+    std::vector<std::size_t> first{0}; ///< of each group, and their count
+
+    explicit LeafGroups(const Leaves& all)
+    {
+        leaves.reserve(all.size());
+        for (const auto& leaf : all) {
+            leaves.push_back(&leaf->leaf);
+        }
+        std::stable_sort(leaves.begin(), leaves.end(), [](const SurfaceLeaf* a, const SurfaceLeaf* b) {
+            const auto place = [](const SurfaceLeaf* leaf) {
+                const Index3& at = leaf->at();
+                return Index3{at[0] / SurfaceLeaf::kTogether, at[1] / SurfaceLeaf::kTogether, at[2]};
+            };
+            return comesBefore(place(a), place(b));
+        });
+        std::size_t begin = 0; // of those that are together
+        for (std::size_t i = 1; i <= leaves.size(); ++i) {
+            if (i < leaves.size() && SurfaceLeaf::areTogether(leaves[i]->at(), leaves[begin]->at())) {
+                continue;
+            }
+            if (i - first.back() > LeafBuilder::kMostLeaves) {
+                first.push_back(begin);
+            }
+            begin = i;
+        }
+        first.push_back(leaves.size());
+    }
+
+    std::size_t count() const { return first.size() - 1; }
+    std::span<SurfaceLeaf* const> group(std::size_t g) const
+    {
+        return {leaves.data() + first[g], first[g + 1] - first[g]};
+    }
+};
 
 /// Layers of leaves whose boxes are bounded together: their list is short, and a grid of usual size is one.
 constexpr std::int64_t kLeavesASlab = 1 << 20;
@@ -195,11 +231,11 @@ private:
         }
         const std::size_t usual = std::max(kLeavesARun, kLeavesOfThread * _pool.size());
         for (std::size_t first = begin; first < last && !_stopped;) {
-            // Whole rows only, so that a later run needs the last row of this one, and what faces upwards of
-            // the layer before. What lies beneath the layers that are asked for is in runs of its own.
+            // Whole rows only, and those that are built together, so that a later run needs the last row of this
+            // one, and what faces upwards of the layer before. What lies beneath the layers that are asked for is in runs of its own.
             const std::size_t most = first < own ? own : last;
             std::size_t end = std::min(first + usual, most);
-            while (end < most && isSameRow(_places[end].at, _places[end - 1].at)) {
+            while (end < most && areRowsTogether(_places[end].at, _places[end - 1].at)) {
                 ++end;
             }
             Leaves leaves;
@@ -223,7 +259,10 @@ private:
         return !_stopped;
     }
 
-    static bool isSameRow(const Index3& a, const Index3& b) { return a[1] == b[1] && a[2] == b[2]; }
+    static bool areRowsTogether(const Index3& a, const Index3& b)
+    {
+        return SurfaceLeaf::areTogether({0, a[1], a[2]}, {0, b[1], b[2]});
+    }
 
     std::unique_ptr<LeafPolygons> emptyLeaf(const LeafPlace& place)
     {
@@ -293,17 +332,11 @@ private:
     ///                   the last layer are needed.
     bool process(Leaves& leaves, bool isBeneath)
     {
-        forEach((leaves.size() + kLeavesATask - 1) / kLeavesATask,
-                [&](std::size_t worker, std::size_t task) {
-                    SurfaceLeaf* group[kLeavesATask];
-                    const std::size_t first = task * kLeavesATask;
-                    const std::size_t count = std::min(kLeavesATask, leaves.size() - first);
-                    for (std::size_t i = 0; i < count; ++i) {
-                        group[i] = &leaves[first + i]->leaf;
-                    }
-                    _leafBuilders[worker].build({group, count});
-                },
-                &Extraction::passOn);
+        const LeafGroups groups(leaves);
+        forEach(
+            groups.count(),
+            [&](std::size_t worker, std::size_t g) { _leafBuilders[worker].build(groups.group(g)); },
+            &Extraction::passOn);
         const std::vector<LeafNeighbours> neighbours = findNeighbours(_below, leaves);
         std::atomic<bool> areSurrounded{true};
         forEach(leaves.size(), [&](std::size_t worker, std::size_t i) {

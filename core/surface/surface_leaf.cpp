@@ -27,6 +27,30 @@ constexpr std::array<std::uint32_t, 12> kNodeOfEdge = [] {
     return all;
 }();
 
+/// The crossed edges of a cell by the corners that are inside: where their numbers stand in a leaf's table,
+/// from the entry of the cell's lower corner.
+struct EdgesOfCase {
+    std::uint16_t entries[12];
+    std::uint16_t count;
+};
+constexpr std::array<EdgesOfCase, 256> kEdgesOfCase = [] {
+    std::array<EdgesOfCase, 256> all{};
+    for (std::size_t inside = 0; inside < 256; ++inside) {
+        EdgesOfCase& edges = all[inside];
+        for (int edge = 0; edge < 12; ++edge) {
+            const auto corner = [inside](int number) { return inside >> number & 1; };
+            if (corner(lowerCorner(edge)) != corner(upperCorner(edge))) {
+                const auto e = static_cast<std::size_t>(edge);
+                edges.entries[edges.count++] =
+                    static_cast<std::uint16_t>(e / 4 * kNodesOfLeaf + kNodeOfEdge[e]);
+            }
+        }
+    }
+    return all;
+}();
+/// Most cells have so many crossed edges or fewer. A loop of fixed length is guessed right by the processor.
+constexpr std::size_t kUsualEdges = 6;
+
 static_assert(kLeafCells % Batch::size == 0);
 
 } // namespace
@@ -39,7 +63,7 @@ void SurfaceLeaf::begin(const LeafPlace& place)
     _isSimple = true;
     _cells.clear();
     _vertices.clear();
-    _crossings.clear();
+    _crossings.reset();
 }
 
 std::optional<SurfaceLeaf> SurfaceLeaf::upperFace() const
@@ -120,8 +144,9 @@ Point LeafBuilder::gradient(const Point& p, double value, std::size_t place) con
 
 void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
 {
-    assert(leaves.size() <= 256);
+    assert(leaves.size() <= kMostLeaves);
     simplifyField(leaves);
+    findShared(leaves);
     sampleNodes(leaves);
     _centers.clear();
     for (std::size_t l = 0; l < leaves.size(); ++l) {
@@ -129,14 +154,13 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     }
     askFaceCenters();
     _roots.clear();
-    _firstRoot.clear();
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        _firstRoot.push_back(_roots.count());
         if (!leaves[l]->_cells.empty()) {
-            findEdges(*leaves[l], _nodeValues.data() + l * kNodesOfLeaf);
+            findEdges(*leaves[l], _below[l], _nodeValues.data() + l * kNodesOfLeaf);
         }
     }
     _roots.search(_fields);
+    takeCrossings(leaves);
     std::size_t cellCount = 0;
     for (const SurfaceLeaf* leaf : leaves) {
         cellCount += leaf->_cells.size();
@@ -147,13 +171,12 @@ void LeafBuilder::build(std::span<SurfaceLeaf* const> leaves)
     _smooth.clear();
     _smooth.reserve(4 * cellCount);
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        takeCrossings(*leaves[l], _firstRoot[l]);
-        addVertices(*leaves[l], _firstRoot[l]);
+        addVertices(*leaves[l]);
     }
     _smooth.place();
     std::size_t first = 0;
     for (std::size_t l = 0; l < leaves.size(); ++l) {
-        placeVertices(*leaves[l], _firstRoot[l], first);
+        placeVertices(*leaves[l], first);
         first += leaves[l]->_vertices.size();
     }
     placeSpecial();
@@ -189,80 +212,176 @@ const NodeBits& cellsOfPart(std::size_t part)
 
 } // namespace
 
+namespace {
+
+constexpr std::int32_t kMiddle = kLeafCells / 2;
+
+// Rows mostly have one of these lengths, which the compiler unrolls.
+
+void copyRow(const double* from, std::int32_t count, double* to)
+{
+    if (count == kLeafCells) {
+        std::copy_n(from, kLeafCells, to);
+    } else {
+        std::copy_n(from, count, to);
+    }
+}
+
+void fillRow(double value, std::int32_t count, double* to)
+{
+    if (count == kLeafCells) {
+        std::fill_n(to, kLeafCells, value);
+    } else {
+        std::fill_n(to, count, value);
+    }
+}
+
+/// Nodes of a row along x, from the first up to before the end, that lie in parts of a leaf that are sampled. The
+/// first ones, up to before `own`, are samples of the leaf below along x; all of them of that along y.
+struct SampledRow {
+    std::int32_t first, own, end;
+};
+
+/// Calls found(j, k, row) for each row of a leaf of which something is sampled.
+/// @param below  along x and y: leaves that it shares samples with; may be null.
+template <class Found>
+void forEachSampledRow(const LeafPlace& place, const std::array<const SurfaceLeaf*, 2>& below,
+                       const Found& found)
+{
+    // The parts of a leaf at lower x that hold a row.
+    static constexpr auto kLowerParts = [] {
+        std::array<std::uint8_t, std::size_t{kLeafNodes} * kLeafNodes> all{};
+        for (unsigned part = 0; part < 8; part += 2) {
+            for (std::int32_t k = 0; k < kLeafNodes; ++k) {
+                for (std::int32_t j = 0; j < kLeafNodes; ++j) {
+                    std::uint8_t& parts = all[static_cast<std::size_t>(k * kLeafNodes + j)];
+                    parts = static_cast<std::uint8_t>(parts | (isInPart(part, 0, j, k) ? 1u : 0u) << part);
+                }
+            }
+        }
+        return all;
+    }();
+    // The halves of a row that a leaf has sampled: bit 0 the lower, bit 1 the upper one.
+    const auto halves = [](unsigned sampled, std::uint8_t parts) {
+        return ((sampled & parts) != 0 ? 1u : 0u) | ((sampled >> 1 & parts) != 0 ? 2u : 0u);
+    };
+    const unsigned sampled = place.sampled;
+    const unsigned alongX = below[0] ? below[0]->place().sampled : 0;
+    const unsigned alongY = below[1] ? below[1]->place().sampled : 0;
+    const std::uint8_t* parts = kLowerParts.data();
+    for (std::int32_t k = 0; k < kLeafNodes; ++k) {
+        for (std::int32_t j = 0; j < kLeafNodes; ++j, ++parts) {
+            const unsigned has = halves(sampled, *parts);
+            if (has == 0) {
+                continue;
+            }
+            SampledRow row;
+            row.first = (has & 1) != 0 ? 0 : kMiddle;
+            row.end = (has & 2) != 0 ? kLeafNodes : kMiddle + 1;
+            row.own = (has & 1) != 0 && (halves(alongX, *parts) & 2) != 0 ? 1 : row.first;
+            if (j == 0 && (has & ~halves(alongY, parts[kLeafCells])) == 0) {
+                row.own = row.end;
+            }
+            found(j, k, row);
+        }
+    }
+}
+
+} // namespace
+
+/// Finds the leaves of a group that share faces with each other.
+void LeafBuilder::findShared(std::span<SurfaceLeaf* const> leaves)
+{
+    for (std::size_t l = 0; l < leaves.size(); ++l) {
+        for (std::size_t axis = 0; axis < 2; ++axis) {
+            Index3 at = leaves[l]->at();
+            --at[axis];
+            const auto found =
+                std::find_if(leaves.begin(), leaves.begin() + static_cast<std::ptrdiff_t>(l),
+                             [&](const SurfaceLeaf* leaf) { return leaf->at() == at; });
+            const bool isShared = *found != leaves[l] && SurfaceLeaf::areTogether(at, leaves[l]->at());
+            _below[l][axis] = isShared ? *found : nullptr;
+            _valuesBelow[l][axis] = static_cast<std::size_t>(found - leaves.begin()) * kNodesOfLeaf;
+        }
+    }
+}
+
 /// Samples the parts of leaves that may hold a piece of the surface. In others any number stands for a side.
 void LeafBuilder::sampleNodes(std::span<SurfaceLeaf* const> leaves)
 {
     _samples.reset(leaves.size() * kNodesOfLeaf);
     _nodeValues.resize(leaves.size() * kNodesOfLeaf);
-    _sampled.clear();
     for (std::size_t l = 0; l < leaves.size(); ++l) {
         _samples.use(leaves[l]->_field);
-        addSamples(*leaves[l], l * kNodesOfLeaf);
+        addSamples(*leaves[l], _below[l]);
     }
     evaluate(_samples);
     const double* value = _samples.values.data();
-    for (const NodeRun& run : _sampled) {
-        std::copy_n(value, run.count, _nodeValues.data() + run.first);
-        value += run.count;
+    for (std::size_t l = 0; l < leaves.size(); ++l) {
+        double* const values = _nodeValues.data() + l * kNodesOfLeaf;
+        const double* const alongX = _nodeValues.data() + _valuesBelow[l][0];
+        const double* const alongY = _nodeValues.data() + _valuesBelow[l][1];
+        fillSides(leaves[l]->_place, values);
+        forEachSampledRow(leaves[l]->_place, _below[l],
+                          [&](std::int32_t j, std::int32_t k, const SampledRow& row) {
+                              double* const to = values + nodePlace(0, j, k);
+                              if (row.own == row.end) {
+                                  std::copy(alongY + nodePlace(row.first, kLeafCells, k),
+                                            alongY + nodePlace(row.end, kLeafCells, k), to + row.first);
+                                  return;
+                              }
+                              if (row.own > row.first) {
+                                  to[0] = alongX[nodePlace(kLeafCells, j, k)];
+                              }
+                              copyRow(value, row.end - row.own, to + row.own);
+                              value += row.end - row.own;
+                          });
     }
 }
 
-/// @param firstNode  number of the leaf's first node among all.
-void LeafBuilder::addSamples(const SurfaceLeaf& leaf, std::size_t firstNode)
+/// What stands for the sides of parts that aren't sampled.
+void LeafBuilder::fillSides(const LeafPlace& place, double* values)
 {
-    constexpr std::int32_t kMiddle = kLeafCells / 2;
-    const LeafPlace& place = leaf._place;
-    if (place.sampled != 0xff) {
-        double* const values = _nodeValues.data() + firstNode;
-        std::fill_n(values, kNodesOfLeaf, 1.0);
-        for (std::size_t part = 0; part < 8; ++part) {
-            if ((place.inside >> part & 1) == 0) {
-                continue;
-            }
-            for (std::int32_t k = 0; k <= kMiddle; ++k) {
-                for (std::int32_t j = 0; j <= kMiddle; ++j) {
-                    const auto at = [part](std::size_t axis, std::int32_t along) {
-                        return (part >> axis & 1) != 0 ? along + kMiddle : along;
-                    };
-                    std::fill_n(values + nodePlace(at(0, 0), at(1, j), at(2, k)), kMiddle + 1, -1.0);
-                }
+    if (place.sampled == 0xff) {
+        return;
+    }
+    std::fill_n(values, kNodesOfLeaf, 1.0);
+    for (std::size_t part = 0; part < 8; ++part) {
+        if ((place.inside >> part & 1) == 0) {
+            continue;
+        }
+        for (std::int32_t k = 0; k <= kMiddle; ++k) {
+            for (std::int32_t j = 0; j <= kMiddle; ++j) {
+                const auto at = [part](std::size_t axis, std::int32_t along) {
+                    return (part >> axis & 1) != 0 ? along + kMiddle : along;
+                };
+                std::fill_n(values + nodePlace(at(0, 0), at(1, j), at(2, k)), kMiddle + 1, -1.0);
             }
         }
     }
-    double xs[kLeafNodes];
-    for (std::int32_t i = 0; i < kLeafNodes; ++i) {
-        xs[i] = _grid.coordinate(0, leaf.global(0, i));
-    }
-    for (std::int32_t k = 0; k < kLeafNodes; ++k) {
-        const double z = _grid.coordinate(2, leaf.global(2, k));
-        for (std::int32_t j = 0; j < kLeafNodes; ++j) {
-            // The halves of the row that lie in a part that is sampled.
-            unsigned lower = 0;
-            unsigned upper = 0;
-            for (unsigned part = 0; part < 8; part += 2) {
-                if (isInPart(part, 0, j, k)) {
-                    lower |= place.sampled >> part & 1u;
-                    upper |= place.sampled >> (part + 1) & 1u;
-                }
-            }
-            if ((lower | upper) == 0) {
-                continue;
-            }
-            const auto first = static_cast<std::size_t>(lower != 0 ? 0 : kMiddle);
-            const std::size_t count = (upper != 0 ? kLeafNodes : kMiddle + 1) - first;
-            const double y = _grid.coordinate(1, leaf.global(1, j));
-            std::copy_n(xs + first, count, _samples.x.data() + _samples.count);
-            std::fill_n(_samples.y.data() + _samples.count, count, y);
-            std::fill_n(_samples.z.data() + _samples.count, count, z);
-            _samples.count += count;
-            const std::size_t node = firstNode + nodePlace(0, j, k) + first;
-            if (!_sampled.empty() && _sampled.back().first + _sampled.back().count == node) {
-                _sampled.back().count += count;
-            } else {
-                _sampled.push_back({node, count});
-            }
+}
+
+/// @param below  along x and y: leaves whose samples are taken where they lie in a face with it; may be null.
+void LeafBuilder::addSamples(const SurfaceLeaf& leaf, const std::array<const SurfaceLeaf*, 2>& below)
+{
+    double coordinates[3][kLeafNodes];
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        for (std::int32_t i = 0; i < kLeafNodes; ++i) {
+            coordinates[axis][i] = _grid.coordinate(axis, leaf.global(axis, i));
         }
     }
+    std::size_t count = _samples.count;
+    double* const x = _samples.x.data();
+    double* const y = _samples.y.data();
+    double* const z = _samples.z.data();
+    forEachSampledRow(leaf._place, below, [&](std::int32_t j, std::int32_t k, const SampledRow& row) {
+        const std::int32_t own = row.end - row.own;
+        copyRow(coordinates[0] + row.own, own, x + count);
+        fillRow(coordinates[1][j], own, y + count);
+        fillRow(coordinates[2][k], own, z + count);
+        count += static_cast<std::size_t>(own);
+    });
+    _samples.count = count;
 }
 
 /// The faces of the leaf with nodes on both sides.
@@ -395,10 +514,32 @@ double bendAlong(const double* value, std::uint32_t stride, std::uint32_t along)
 
 } // namespace
 
-/// Edges between nodes on two sides.
-void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values)
+/// Takes the numbers of edges in the face between a leaf and one below it from that.
+/// @param axis   of the edges.
+/// @param below  along `across`.
+/// @return the edges that are left.
+NodeBits LeafBuilder::takeEdges(SurfaceLeaf& leaf, const SurfaceLeaf& below, std::size_t across,
+                                std::size_t axis, const NodeBits& crossed)
 {
-    const std::size_t first = _roots.count();
+    static constexpr std::array<NodeBits, 2> kLowerFaces{
+        NodeBits::where([](std::int32_t i, std::int32_t, std::int32_t) { return i == 0; }),
+        NodeBits::where([](std::int32_t, std::int32_t j, std::int32_t) { return j == 0; })};
+    if (below._cells.empty()) {
+        return crossed;
+    }
+    const std::uint32_t shift = kLeafCells * NodeBits::kStride[across];
+    const NodeBits taken = crossed & kLowerFaces[across] & crossedAlong(below._inside, axis).after(shift);
+    taken.forEach([&](std::uint32_t node) {
+        (*leaf._edgeAt)[axis * kNodesOfLeaf + node] = below.edgeNumber(axis, node + shift);
+    });
+    return crossed ^ taken;
+}
+
+/// Edges between nodes on two sides.
+/// @param below  along x and y: leaves that have those in the face with it; may be null.
+void LeafBuilder::findEdges(SurfaceLeaf& leaf, const std::array<const SurfaceLeaf*, 2>& below,
+                            const double* values)
+{
     double coordinates[3][kLeafNodes];
     for (std::size_t axis = 0; axis < 3; ++axis) {
         for (std::int32_t i = 0; i < kLeafNodes; ++i) {
@@ -407,34 +548,42 @@ void LeafBuilder::findEdges(SurfaceLeaf& leaf, const double* values)
     }
     _roots.reserve(3 * kNodesOfLeaf);
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        std::array<std::uint16_t, kNodesOfLeaf>& edgeAt = (*leaf._edgeAt)[axis];
+        std::uint16_t* const edgeAt = leaf._edgeAt->data() + axis * kNodesOfLeaf;
         const std::uint32_t stride = NodeBits::kStride[axis];
-        const NodeBits crossed = crossedAlong(leaf._inside, axis);
+        NodeBits crossed = crossedAlong(leaf._inside, axis);
+        for (std::size_t across = 0; across < 2; ++across) {
+            if (below[across] && axis != across) {
+                crossed = takeEdges(leaf, *below[across], across, axis, crossed);
+            }
+        }
         {
             EdgeRoots::Adding edges(_roots, axis, leaf._field);
             crossed.forEach([&](std::uint32_t node) {
                 const std::array<std::uint8_t, 3>& index = indexOfNode(node);
                 const Point p{coordinates[0][index[0]], coordinates[1][index[1]], coordinates[2][index[2]]};
+                edgeAt[node] = static_cast<std::uint16_t>(edges.next());
                 edges.add(p, values[node], values[node + stride],
                           bendAlong(values + node, stride, index[axis]));
-                edgeAt[node] = static_cast<std::uint16_t>(edges.next() - first);
             });
         }
-        if (_grid.crossesBounds(axis, leaf.global(axis, 0)) || leaf.global(axis, kLeafCells) > _grid.cells[axis]) {
+        if (leaf.global(axis, 0) == 0 || leaf.global(axis, kLeafCells) > _grid.cells[axis]) {
             crossed.forEach([&](std::uint32_t node) {
                 if (_grid.crossesBounds(axis, leaf.global(axis, indexOfNode(node)[axis]))) {
-                    _roots.beginInMiddle(first + edgeAt[node] - 1u);
+                    _roots.beginInMiddle(edgeAt[node]);
                 }
             });
         }
     }
-    leaf._crossings.resize(_roots.count() - first);
 }
 
-void LeafBuilder::takeCrossings(SurfaceLeaf& leaf, std::size_t firstRoot) const
+void LeafBuilder::takeCrossings(std::span<SurfaceLeaf* const> leaves) const
 {
-    for (std::size_t i = 0; i < leaf._crossings.size(); ++i) {
-        leaf._crossings[i] = std::min(std::max(_roots.at(firstRoot + i), kMargin), 1 - kMargin);
+    const auto crossings = std::make_shared<std::vector<double>>(_roots.count());
+    for (std::size_t i = 0; i < crossings->size(); ++i) {
+        (*crossings)[i] = std::min(std::max(_roots.at(i), kMargin), 1 - kMargin);
+    }
+    for (SurfaceLeaf* const leaf : leaves) {
+        leaf->_crossings = crossings;
     }
 }
 
@@ -485,16 +634,15 @@ Point LeafBuilder::movedToRim(const SurfaceLeaf& leaf, const ActiveCell& cell,
 /// The planes where the edges of a patch are crossed.
 class LeafBuilder::PatchPlanes {
 public:
-    PatchPlanes(const LeafBuilder& builder, const SurfaceLeaf& leaf, std::size_t firstRoot,
-                const ActiveCell& cell, std::uint8_t patch)
+    PatchPlanes(const LeafBuilder& builder, const SurfaceLeaf& leaf, const ActiveCell& cell,
+                std::uint8_t patch)
     {
         const Index3 local = indexOfCell(cell.place);
         const std::uint32_t lowest = nodePlace(local[0], local[1], local[2]);
         for (unsigned edges = crossedEdges(cell.inside); edges != 0; edges &= edges - 1) {
             const auto edge = static_cast<std::size_t>(std::countr_zero(edges));
             if (cell.patchCount == 1 || cell.patches().patchOf[edge] == patch) {
-                const std::uint32_t node = lowest + kNodeOfEdge[edge];
-                const std::size_t root = firstRoot + (*leaf._edgeAt)[edge / 4][node] - 1u;
+                const std::size_t root = leaf.edgeNumber(edge / 4, lowest + kNodeOfEdge[edge]);
                 _roots[_count] = root;
                 _planes[_count++] = builder._roots.planes() + root;
             }
@@ -537,46 +685,52 @@ LeafBuilder::CellRoom LeafBuilder::roomOf(const Index3& cell) const
 }
 
 /// The sum of the planes where the edges of a cell of one patch are crossed.
-std::size_t LeafBuilder::sumOfPlanes(const SurfaceLeaf& leaf, std::size_t firstRoot, const ActiveCell& cell,
+std::size_t LeafBuilder::sumOfPlanes(const SurfaceLeaf& leaf, const ActiveCell& cell,
                                      TangentPlane& sum) const
 {
     const Index3 local = indexOfCell(cell.place);
     const std::uint32_t lowest = nodePlace(local[0], local[1], local[2]);
-    const TangentPlane* const planes = _roots.planes() + firstRoot;
+    const EdgesOfCase& edges = kEdgesOfCase[cell.inside];
+    const std::uint16_t* const numbers = leaf._edgeAt->data() + lowest;
+    const TangentPlane* const planes = _roots.planes();
     Batch sums[8 / Batch::size];
     std::fill(std::begin(sums), std::end(sums), Batch(0.0));
-    std::size_t count = 0;
-    for (unsigned edges = crossedEdges(cell.inside); edges != 0; edges &= edges - 1, ++count) {
-        const auto edge = static_cast<std::size_t>(std::countr_zero(edges));
-        const TangentPlane& plane = planes[(*leaf._edgeAt)[edge / 4][lowest + kNodeOfEdge[edge]] - 1u];
+    const auto add = [&](const TangentPlane& plane) {
         for (std::size_t i = 0; i < std::size(sums); ++i) {
             sums[i] += Batch::loadAligned(plane.numbers.data() + i * Batch::size);
         }
+    };
+    for (std::size_t e = 0; e < kUsualEdges; ++e) {
+        add(planes[e < edges.count ? numbers[edges.entries[e]] : EdgeRoots::kNoPlane]);
+    }
+    for (std::size_t e = kUsualEdges; e < edges.count; ++e) {
+        add(planes[numbers[edges.entries[e]]]);
     }
     for (std::size_t i = 0; i < std::size(sums); ++i) {
         sums[i].storeAligned(sum.numbers.data() + i * Batch::size);
     }
-    return count;
+    return edges.count;
 }
 
-void LeafBuilder::addVertices(SurfaceLeaf& leaf, std::size_t firstRoot)
+void LeafBuilder::addVertices(SurfaceLeaf& leaf)
 {
     std::size_t count = 0;
     for (ActiveCell& cell : leaf._cells) {
         cell.firstVertex = static_cast<std::uint16_t>(count);
-        cell.patchCount = cell.patches().count;
+        const bool isSimple = kIsSimpleCell[cell.inside];
+        cell.patchCount = isSimple ? 1 : cell.patches().count;
         count += cell.patchCount;
         if (cell.patchCount == 1) {
             TangentPlane sum;
-            const std::size_t planes = sumOfPlanes(leaf, firstRoot, cell, sum);
+            const std::size_t planes = sumOfPlanes(leaf, cell, sum);
             _smooth.add(sum, planes, false);
-            leaf._isSimple = leaf._isSimple && ambiguousFaces(cell.inside) == 0;
+            leaf._isSimple = leaf._isSimple && isSimple;
             continue;
         }
         leaf._isSimple = false;
         // Patches of one cell are kept apart by their crossings, so their middles are safe.
         for (std::uint8_t patch = 0; patch < cell.patchCount; ++patch) {
-            const PatchPlanes planes(*this, leaf, firstRoot, cell, patch);
+            const PatchPlanes planes(*this, leaf, cell, patch);
             TangentPlane sum{};
             for (const TangentPlane* const plane : planes.all()) {
                 for (std::size_t i = 0; i < 3; ++i) {
@@ -592,7 +746,7 @@ void LeafBuilder::addVertices(SurfaceLeaf& leaf, std::size_t firstRoot)
 /// Places what is smooth, and lists what isn't.
 /// @param first  number of the leaf's first vertex among those that are placed as if no crease ran through
 /// their cells.
-void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::size_t first)
+void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t first)
 {
     findRooms(leaf);
     for (const ActiveCell& cell : leaf._cells) {
@@ -607,7 +761,7 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::s
         if (!isRim && !maybeOnCrease) {
             continue;
         }
-        const PatchPlanes planes(*this, leaf, firstRoot, cell, 0);
+        const PatchPlanes planes(*this, leaf, cell, 0);
         const bool isOnCrease = maybeOnCrease && (_isSharp || isRim) && !isSmooth(planes.all());
         if (isOnCrease) {
             _creases.add(planes.all(), room.lower, room.upper);
@@ -617,7 +771,7 @@ void LeafBuilder::placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::s
         }
         if (isOnCrease || isRim) {
             leaf._vertices[cell.firstVertex].isOnCrease = isOnCrease;
-            _special.push_back({&leaf, &cell, firstRoot, room, isRim});
+            _special.push_back({&leaf, &cell, room, isRim});
         }
     }
 }
@@ -637,7 +791,7 @@ void LeafBuilder::placeSpecial()
             continue;
         }
         const CellRoom& room = special.room;
-        const PatchPlanes planes(*this, *special.leaf, special.firstRoot, cell, 0);
+        const PatchPlanes planes(*this, *special.leaf, cell, 0);
         if (special.isRim) {
             const Point onRim = movedToRim(*special.leaf, cell, planes.all(), vertex.position);
             vertex.position = clamped(onRim, room.lower, room.upper);

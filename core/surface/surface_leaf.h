@@ -60,6 +60,7 @@ class SurfaceLeaf {
 public:
     explicit SurfaceLeaf(const LeafPlace& place) : _place(place) {}
 
+    const LeafPlace& place() const { return _place; }
     const Index3& at() const { return _place.at; }
     /// Number of a node or a cell of the grid along an axis, from its number within the leaf.
     std::int32_t global(std::size_t axis, std::int32_t local) const
@@ -93,8 +94,15 @@ public:
     /// Share of the way along a crossed edge, from its lower node; off both ends by 1/768 at least.
     double crossing(std::size_t axis, std::uint32_t node) const
     {
-        return _crossings[(*_edgeAt)[axis][node] - 1u];
+        return (*_crossings)[edgeNumber(axis, node)];
     }
+    /// Whether two leaves are built together if there are both, as one takes from the other what lies in the
+    /// face between them. By their places alone, so that the field is asked the same for any groups.
+    static bool areTogether(const Index3& a, const Index3& b)
+    {
+        return a[2] == b[2] && a[1] / kTogether == b[1] / kTogether && a[0] / kTogether == b[0] / kTogether;
+    }
+    static constexpr std::int32_t kTogether = 4; ///< leaves along x and y
 
     /// Stands for another leaf from now on, of which nothing is known. Keeps the memory.
     void begin(const LeafPlace& place);
@@ -103,7 +111,7 @@ public:
     std::optional<SurfaceLeaf> upperFace() const;
 
 private:
-    using EdgeTable = std::array<std::array<std::uint16_t, kNodesOfLeaf>, 3>;
+    using EdgeTable = std::array<std::uint16_t, std::size_t{3} * kNodesOfLeaf>;
 
     LeafPlace _place;
     std::uint8_t _field = 0;      ///< number of its field in the group that it is built with
@@ -115,15 +123,20 @@ private:
     NodeBits _active;
     std::vector<ActiveCell> _cells;
     std::vector<CellVertex> _vertices;
-    std::vector<double> _crossings;
+    std::shared_ptr<const std::vector<double>> _crossings; ///< by number, of all leaves of its group
     // Tables, which say nothing in a leaf without surface.
     std::vector<std::uint16_t> _cellAt; ///< number + 1 by the place of the cell
-    std::unique_ptr<EdgeTable> _edgeAt; ///< number + 1 by the lower node, where an edge is crossed
+    /// By axis and lower node: number of a crossed edge among those of the group.
+    std::unique_ptr<EdgeTable> _edgeAt;
     // The first ones that are kept.
     std::uint32_t _firstPlace = 0;
     std::uint32_t _firstCell = 0;
     std::uint32_t _firstVertex = 0;
 
+    std::uint16_t edgeNumber(std::size_t axis, std::uint32_t node) const
+    {
+        return (*_edgeAt)[axis * kNodesOfLeaf + node];
+    }
     friend class LeafBuilder;
 };
 
@@ -135,7 +148,10 @@ public:
         : _field(field), _grid(grid), _isSharp(isSharp), _isOpen(isOpen), _roots(field, grid)
     {}
 
+    /// @param leaves  at most kMostLeaves; all of those that are together, in their order.
     void build(std::span<SurfaceLeaf* const> leaves);
+    static constexpr std::size_t kMostLeaves = 16;
+    static_assert(SurfaceLeaf::kTogether * SurfaceLeaf::kTogether <= kMostLeaves);
 
 private:
     /// A face whose centre decides.
@@ -159,7 +175,6 @@ private:
     struct Special {
         SurfaceLeaf* leaf;
         const ActiveCell* cell;
-        std::size_t firstRoot; ///< of the leaf
         CellRoom room;
         bool isRim;
     };
@@ -210,18 +225,14 @@ private:
     /// What the bounds leave of the field in leaves of the group: each once for leaves in sequence.
     std::vector<PreparedField> _fields;
     std::vector<PositionBox> _boxes; ///< of the leaves
+    /// Along x and y: the leaf of the group that a leaf shares a face with, or null, and where its nodes begin.
+    std::array<const SurfaceLeaf*, 2> _below[kMostLeaves];
+    std::array<std::size_t, 2> _valuesBelow[kMostLeaves];
     Positions _samples;
-    /// Nodes in sequence, of all leaves, that stand in `_samples` one after the other.
-    struct NodeRun {
-        std::size_t first;
-        std::size_t count;
-    };
-    std::vector<NodeRun> _sampled;
     std::vector<double> _nodeValues; ///< leaf by leaf
     Positions _points;
     std::vector<Center> _centers;
     EdgeRoots _roots;
-    std::vector<std::size_t> _firstRoot; ///< of each leaf
     SmoothPlacement _smooth;
     CreasePlacement _creases;
     std::vector<Special> _special;
@@ -233,17 +244,20 @@ private:
     void evaluate(Positions& positions);
     void addSteps(const Point& p, double factor);
     Point gradient(const Point& p, double value, std::size_t place) const;
+    void findShared(std::span<SurfaceLeaf* const> leaves);
     void sampleNodes(std::span<SurfaceLeaf* const> leaves);
-    void addSamples(const SurfaceLeaf& leaf, std::size_t firstNode);
+    static void fillSides(const LeafPlace& place, double* values);
+    void addSamples(const SurfaceLeaf& leaf, const std::array<const SurfaceLeaf*, 2>& below);
     void findCells(SurfaceLeaf& leaf, const double* values);
     static std::uint8_t mixedFaces(const NodeBits& inside);
     void askFaceCenters();
-    void findEdges(SurfaceLeaf& leaf, const double* values);
-    void takeCrossings(SurfaceLeaf& leaf, std::size_t firstRoot) const;
-    void addVertices(SurfaceLeaf& leaf, std::size_t firstRoot);
-    std::size_t sumOfPlanes(const SurfaceLeaf& leaf, std::size_t firstRoot, const ActiveCell& cell,
-                            TangentPlane& sum) const;
-    void placeVertices(SurfaceLeaf& leaf, std::size_t firstRoot, std::size_t first);
+    void findEdges(SurfaceLeaf& leaf, const std::array<const SurfaceLeaf*, 2>& below, const double* values);
+    static NodeBits takeEdges(SurfaceLeaf& leaf, const SurfaceLeaf& below, std::size_t across,
+                              std::size_t axis, const NodeBits& crossed);
+    void takeCrossings(std::span<SurfaceLeaf* const> leaves) const;
+    void addVertices(SurfaceLeaf& leaf);
+    std::size_t sumOfPlanes(const SurfaceLeaf& leaf, const ActiveCell& cell, TangentPlane& sum) const;
+    void placeVertices(SurfaceLeaf& leaf, std::size_t first);
     void placeSpecial();
     CellRoom roomOf(const Index3& cell) const;
     void findRooms(const SurfaceLeaf& leaf);
