@@ -113,8 +113,8 @@ int partnerEdge(int face, int edge, std::uint8_t inside, bool centerIsInside)
 constinit const std::array<bool, 256> kIsSimpleCell = [] {
     std::array<bool, 256> all{};
     for (unsigned corners = 0; corners < 256; ++corners) {
-        all[corners] = kAmbiguousFaces[corners] == 0 &&
-                       makePatches(static_cast<std::uint8_t>(corners), 0).count == 1;
+        all[corners] =
+            kAmbiguousFaces[corners] == 0 && makePatches(static_cast<std::uint8_t>(corners), 0).count == 1;
     }
     return all;
 }();

@@ -261,7 +261,8 @@ void PolygonBuilder::listQuads(const LeafPolygons& polygons, bool isOpen)
     Quad* next = _quads.data();
     (crossed[0] | crossed[1] | crossed[2]).forEach([&](std::uint32_t node) {
         for (std::uint16_t axis = 0; axis < 3; ++axis) {
-            *next = {static_cast<std::uint16_t>(node), axis}; // the next one takes its place if it isn't crossed
+            *next = {static_cast<std::uint16_t>(node),
+                     axis}; // the next one takes its place if it isn't crossed
             next += crossed[axis][node] ? 1 : 0;
         }
     });
@@ -429,8 +430,8 @@ std::size_t PolygonBuilder::addFan(LeafPolygons& polygons, const Quad& quad, std
     const bool isLowerInside = polygons.leaf.inside()[quad.node];
     for (std::size_t k = 0; k < corners; ++k) {
         const VertexName next = polygon[(k + 1) % corners];
-        polygons.triangles[first + k] = isLowerInside ? std::array{center, polygon[k], next}
-                                                      : std::array{center, next, polygon[k]};
+        polygons.triangles[first + k] =
+            isLowerInside ? std::array{center, polygon[k], next} : std::array{center, next, polygon[k]};
     }
     return corners;
 }

@@ -231,8 +231,9 @@ private:
         }
         const std::size_t usual = std::max(kLeavesARun, kLeavesOfThread * _pool.size());
         for (std::size_t first = begin; first < last && !_stopped;) {
-            // Whole rows only, and those that are built together, so that a later run needs the last row of this
-            // one, and what faces upwards of the layer before. What lies beneath the layers that are asked for is in runs of its own.
+            // Whole rows only, and those that are built together, so that a later run needs the last row of
+            // this one, and what faces upwards of the layer before. What lies beneath the layers that are
+            // asked for is in runs of its own.
             const std::size_t most = first < own ? own : last;
             std::size_t end = std::min(first + usual, most);
             while (end < most && areRowsTogether(_places[end].at, _places[end - 1].at)) {
@@ -310,17 +311,29 @@ private:
         }
     }
 
+    /// Whether the leaves below one, of which some may hold nothing, have the surface where it has it.
+    bool agreesWithThoseBelow(const SurfaceLeaf& leaf, const LeafNeighbours& neighbours) const
+    {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const LeafPolygons* const below = neighbours[std::size_t{1} << axis];
+            const std::int32_t firstBuilt = axis == 2 ? std::max(0, _layers.first - kLayersBeneath) : 0;
+            if (below ? !leaf.agreesWith(below->leaf, axis)
+                      : leaf.leavesThrough(axis, 0) && leaf.at()[axis] > firstBuilt) {
+                return false;
+            }
+        }
+        return true;
+    }
+
     /// Whether the leaves that the surface passes into from one are on the list.
-    /// @param atHand  neighbours that needn't be looked for.
-    bool hasNeighbours(const SurfaceLeaf& leaf, const LeafNeighbours& atHand = {}) const
+    bool hasNeighbours(const SurfaceLeaf& leaf) const
     {
         for (std::size_t axis = 0; axis < 3; ++axis) {
             for (std::size_t side = 0; side < 2; ++side) {
                 Index3 at = leaf.at();
                 at[axis] += side == 0 ? -1 : 1;
                 const bool isListed = at[2] >= _listed.first && at[2] < _listed.end;
-                const bool isAtHand = side == 0 && atHand[std::size_t{1} << axis];
-                if (leaf.leavesThrough(axis, side) && isListed && !isAtHand && !holdsLeaf(_places, at)) {
+                if (leaf.leavesThrough(axis, side) && isListed && !holdsLeaf(_places, at)) {
                     return false;
                 }
             }
@@ -340,7 +353,9 @@ private:
         const std::vector<LeafNeighbours> neighbours = findNeighbours(_below, leaves);
         std::atomic<bool> areSurrounded{true};
         forEach(leaves.size(), [&](std::size_t worker, std::size_t i) {
-            if (!leaves[i]->leaf.areBoundsRight() || !hasNeighbours(leaves[i]->leaf, neighbours[i])) {
+            const SurfaceLeaf& leaf = leaves[i]->leaf;
+            if (!leaf.areBoundsRight() || !hasNeighbours(leaf) ||
+                !agreesWithThoseBelow(leaf, neighbours[i])) {
                 areSurrounded = false;
             }
             _polygonBuilders[worker].findFaceVertices(*leaves[i], neighbours[i]);

@@ -79,6 +79,7 @@ std::optional<SurfaceLeaf> SurfaceLeaf::upperFace() const
     SurfaceLeaf kept(_place);
     kept._mixedFaces = _mixedFaces;
     kept._isSimple = _isSimple;
+    kept._inside = _inside;
     kept._active = _active;
     kept._firstPlace = kFirst;
     kept._firstCell = static_cast<std::uint32_t>(first - _cells.begin());
@@ -87,6 +88,25 @@ std::optional<SurfaceLeaf> SurfaceLeaf::upperFace() const
     kept._vertices = std::vector<CellVertex>(_vertices.begin() + kept._firstVertex, _vertices.end());
     kept._cellAt = std::vector<std::uint16_t>(_cellAt.begin() + kFirst, _cellAt.end());
     return kept;
+}
+
+namespace {
+
+/// Of a leaf, by axis.
+constexpr std::array<NodeBits, 3> kLowerFaces{
+    NodeBits::where([](std::int32_t i, std::int32_t, std::int32_t) { return i == 0; }),
+    NodeBits::where([](std::int32_t, std::int32_t j, std::int32_t) { return j == 0; }),
+    NodeBits::where([](std::int32_t, std::int32_t, std::int32_t k) { return k == 0; })};
+
+} // namespace
+
+bool SurfaceLeaf::agreesWith(const SurfaceLeaf& below, std::size_t axis) const
+{
+    if (!leavesThrough(axis, 0) && !below.leavesThrough(axis, 1)) {
+        return true;
+    }
+    const NodeBits across = _inside ^ below._inside.after(kLeafCells * NodeBits::kStride[axis]);
+    return !_cells.empty() && !below._cells.empty() && (across & kLowerFaces[axis]).areNone();
 }
 
 void LeafBuilder::evaluate(Positions& positions)
@@ -236,8 +256,8 @@ void fillRow(double value, std::int32_t count, double* to)
     }
 }
 
-/// Nodes of a row along x, from the first up to before the end, that lie in parts of a leaf that are sampled. The
-/// first ones, up to before `own`, are samples of the leaf below along x; all of them of that along y.
+/// Nodes of a row along x, from the first up to before the end, that lie in parts of a leaf that are sampled.
+/// The first ones, up to before `own`, are samples of the leaf below along x; all of them of that along y.
 struct SampledRow {
     std::int32_t first, own, end;
 };
@@ -296,9 +316,8 @@ void LeafBuilder::findShared(std::span<SurfaceLeaf* const> leaves)
         for (std::size_t axis = 0; axis < 2; ++axis) {
             Index3 at = leaves[l]->at();
             --at[axis];
-            const auto found =
-                std::find_if(leaves.begin(), leaves.begin() + static_cast<std::ptrdiff_t>(l),
-                             [&](const SurfaceLeaf* leaf) { return leaf->at() == at; });
+            const auto found = std::find_if(leaves.begin(), leaves.begin() + static_cast<std::ptrdiff_t>(l),
+                                            [&](const SurfaceLeaf* leaf) { return leaf->at() == at; });
             const bool isShared = *found != leaves[l] && SurfaceLeaf::areTogether(at, leaves[l]->at());
             _below[l][axis] = isShared ? *found : nullptr;
             _valuesBelow[l][axis] = static_cast<std::size_t>(found - leaves.begin()) * kNodesOfLeaf;
@@ -493,10 +512,10 @@ void LeafBuilder::askFaceCenters()
 
 namespace {
 
-/// The second difference of values along an edge: the mean of those at its ends, by the nodes before and after
-/// them, or where they differ much the smaller one, so that a crease beside the edge doesn't count. Both nodes
-/// lie in the part of the leaf that the edge lies in, as in others nothing may have been sampled; leaves that
-/// share the edge have the same ones.
+/// The second difference of values along an edge: the mean of those at its ends, by the nodes before and
+/// after them, or where they differ much the smaller one, so that a crease beside the edge doesn't count.
+/// Both nodes lie in the part of the leaf that the edge lies in, as in others nothing may have been sampled;
+/// leaves that share the edge have the same ones.
 /// @param value  at the edge's lower end.
 /// @param along  number of that node along the edge's axis.
 double bendAlong(const double* value, std::uint32_t stride, std::uint32_t along)
@@ -521,9 +540,6 @@ double bendAlong(const double* value, std::uint32_t stride, std::uint32_t along)
 NodeBits LeafBuilder::takeEdges(SurfaceLeaf& leaf, const SurfaceLeaf& below, std::size_t across,
                                 std::size_t axis, const NodeBits& crossed)
 {
-    static constexpr std::array<NodeBits, 2> kLowerFaces{
-        NodeBits::where([](std::int32_t i, std::int32_t, std::int32_t) { return i == 0; }),
-        NodeBits::where([](std::int32_t, std::int32_t j, std::int32_t) { return j == 0; })};
     if (below._cells.empty()) {
         return crossed;
     }
@@ -685,8 +701,7 @@ LeafBuilder::CellRoom LeafBuilder::roomOf(const Index3& cell) const
 }
 
 /// The sum of the planes where the edges of a cell of one patch are crossed.
-std::size_t LeafBuilder::sumOfPlanes(const SurfaceLeaf& leaf, const ActiveCell& cell,
-                                     TangentPlane& sum) const
+std::size_t LeafBuilder::sumOfPlanes(const SurfaceLeaf& leaf, const ActiveCell& cell, TangentPlane& sum) const
 {
     const Index3 local = indexOfCell(cell.place);
     const std::uint32_t lowest = nodePlace(local[0], local[1], local[2]);

@@ -73,6 +73,9 @@ public:
     {
         return (_mixedFaces >> (2 * axis + side) & 1) != 0;
     }
+    /// Whether the nodes of the leaf's lower face across an axis lie on the same sides for the leaf below it,
+    /// where the surface passes through that face for one of both.
+    bool agreesWith(const SurfaceLeaf& below, std::size_t axis) const;
     /// Whether the surface keeps off the parts that the field's bounds had excluded.
     bool areBoundsRight() const { return _areBoundsRight; }
     /// Whether each cell that the surface passes through has one vertex, and no face is ambiguous.
@@ -225,7 +228,8 @@ private:
     /// What the bounds leave of the field in leaves of the group: each once for leaves in sequence.
     std::vector<PreparedField> _fields;
     std::vector<PositionBox> _boxes; ///< of the leaves
-    /// Along x and y: the leaf of the group that a leaf shares a face with, or null, and where its nodes begin.
+    /// Along x and y: the leaf of the group that a leaf shares a face with, or null, and where its nodes
+    /// begin.
     std::array<const SurfaceLeaf*, 2> _below[kMostLeaves];
     std::array<std::size_t, 2> _valuesBelow[kMostLeaves];
     Positions _samples;
