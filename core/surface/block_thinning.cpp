@@ -53,7 +53,7 @@ void BlockThinner::loadTriangles()
     for (std::size_t v = 0; v < _vertices.size(); ++v) {
         _position[v] = _all.mesh.vertices[_vertices[v]];
     }
-    const std::size_t count = _ids.size();
+    const std::size_t count = _nearCount;
     _corner.resize(3 * count);
     _opposite.assign(3 * count, kNone);
     _anyCorner.assign(_vertices.size(), kNone);
@@ -120,7 +120,7 @@ void BlockThinner::findMovable()
         }
     }
     for (std::size_t v = 0; v < _vertices.size(); ++v) {
-        _isMovable[v] = _isMovable[v] && !_isHeld[v];
+        _isMovable[v] = _isMovable[v] && !_isHeld[v] && _anyCorner[v] != kNone;
         _tries[v] = _isMovable[v] && _all.isFresh[_vertices[v]];
     }
     _sweepOf.assign(_vertices.size(), 0);
@@ -174,11 +174,16 @@ bool BlockThinner::holdIntersections(double margin)
 {
     std::vector<Triangle> triangles;
     std::vector<std::uint8_t> isChanged;
-    for (std::size_t t = 0; t < _ids.size(); ++t) {
+    for (std::size_t t = 0; t < _nearCount; ++t) {
         if (_corner[3 * t] != kNone) {
             triangles.push_back({_corner[3 * t], _corner[3 * t + 1], _corner[3 * t + 2]});
             isChanged.push_back(_isChanged[t]);
         }
+    }
+    for (std::size_t t = _nearCount; t < _ids.size(); ++t) {
+        const Triangle& triangle = _all.mesh.triangles[_ids[t]];
+        triangles.push_back({_localOf[triangle[0]], _localOf[triangle[1]], _localOf[triangle[2]]});
+        isChanged.push_back(0);
     }
     std::vector<HeldBox> held;
     forEachIntersection(_position, triangles, isChanged, [&](std::uint32_t s, std::uint32_t t) {
@@ -212,7 +217,7 @@ void BlockThinner::store()
             _all.isFresh[_vertices[v]] = 0;
         }
     }
-    for (std::size_t t = 0; t < _ids.size(); ++t) {
+    for (std::size_t t = 0; t < _nearCount; ++t) {
         if (_isChanged[t]) {
             Triangle& triangle = _all.mesh.triangles[_ids[t]];
             if (_corner[3 * t] == kNone) {

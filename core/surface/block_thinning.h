@@ -35,12 +35,14 @@ public:
     BlockThinner(ThinnedMesh& mesh, const ThinningLimits& limits) : _all(mesh), _limits(limits) {}
 
     /// @param triangles  those with a corner in the block and those whose boxes reach into it.
+    /// @param nearCount  so many of them, the first ones, may change.
     /// @param isWithin   by vertex of the mesh, whether it lies in the block. Triangles with all corners
     ///                   within change; they belong to this block alone.
     template <class IsWithin>
-    void thin(std::span<const std::uint32_t> triangles, const IsWithin& isWithin)
+    void thin(std::span<const std::uint32_t> triangles, std::size_t nearCount, const IsWithin& isWithin)
     {
         _ids.assign(triangles.begin(), triangles.end());
+        _nearCount = nearCount;
         _vertices.clear();
         _within.clear();
         _localOf.resize(_all.mesh.vertices.size());
@@ -76,6 +78,7 @@ private:
     std::vector<std::uint32_t> _localOf; ///< by vertex of the mesh, valid where `_vertices` agrees
 
     std::vector<std::uint32_t> _ids;      ///< of the triangles
+    std::size_t _nearCount = 0;           ///< the first of them, which all that follows is of
     std::vector<std::uint32_t> _vertices; ///< of the mesh
     std::vector<std::uint8_t> _within;    ///< by vertex
     std::vector<std::uint8_t> _isHeld;    ///< by vertex: stays where it is for the sake of others

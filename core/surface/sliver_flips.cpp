@@ -10,7 +10,7 @@ namespace zrk::surface {
 std::size_t BlockThinner::flipSlivers()
 {
     std::size_t flipped = 0;
-    for (std::uint32_t t = 0; t < _ids.size(); ++t) {
+    for (std::uint32_t t = 0; t < _nearCount; ++t) {
         if (!isOwn(t) || !isNearlySliver(t)) {
             continue;
         }
