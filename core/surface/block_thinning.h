@@ -34,23 +34,22 @@ class BlockThinner {
 public:
     BlockThinner(ThinnedMesh& mesh, const ThinningLimits& limits) : _all(mesh), _limits(limits) {}
 
-    /// @param triangles  those with a corner in the block and those whose boxes reach into it.
-    /// @param nearCount  so many of them, the first ones, may change.
-    /// @param isWithin   by vertex of the mesh, whether it lies in the block. Triangles with all corners
-    ///                   within change; they belong to this block alone.
+    /// @param nearOnes  triangles with a corner in the block that may change.
+    /// @param farOnes   others with a corner in the block, and those whose boxes reach into it.
+    /// @param isWithin  by vertex of the mesh, whether it lies in the block. Triangles with all corners
+    ///                  within change; they belong to this block alone.
     template <class IsWithin>
-    void thin(std::span<const std::uint32_t> triangles, std::size_t nearCount, const IsWithin& isWithin)
+    void thin(std::span<const std::uint32_t> nearOnes, std::span<const std::uint32_t> farOnes,
+              const IsWithin& isWithin)
     {
-        _ids.assign(triangles.begin(), triangles.end());
-        _nearCount = nearCount;
+        _ids = nearOnes;
+        _farOnes = farOnes;
         _vertices.clear();
         _within.clear();
         _localOf.resize(_all.mesh.vertices.size());
         for (const std::uint32_t id : _ids) {
             for (const std::uint32_t v : _all.mesh.triangles[id]) {
-                if (_localOf[v] >= _vertices.size() || _vertices[_localOf[v]] != v) {
-                    _localOf[v] = static_cast<std::uint32_t>(_vertices.size());
-                    _vertices.push_back(v);
+                if (localOf(v) == _within.size()) {
                     _within.push_back(isWithin(v) ? 1 : 0);
                 }
             }
@@ -73,23 +72,30 @@ private:
         Point sum; ///< of the normals, as long as twice the areas
     };
 
+    /// A corner whose side has no other yet, in the list of the side's lower vertex.
+    struct Waiting {
+        std::uint32_t high; ///< the other vertex
+        std::uint32_t following;
+    };
+
     ThinnedMesh& _all;
     ThinningLimits _limits;
     std::vector<std::uint32_t> _localOf; ///< by vertex of the mesh, valid where `_vertices` agrees
 
-    std::vector<std::uint32_t> _ids;      ///< of the triangles
-    std::size_t _nearCount = 0;           ///< the first of them, which all that follows is of
-    std::vector<std::uint32_t> _vertices; ///< of the mesh
+    std::span<const std::uint32_t> _ids;     ///< of the triangles
+    std::span<const std::uint32_t> _farOnes; ///< what they may pass through
+    std::vector<std::uint32_t> _vertices;    ///< of the mesh
     std::vector<std::uint8_t> _within;    ///< by vertex
     std::vector<std::uint8_t> _isHeld;    ///< by vertex: stays where it is for the sake of others
     std::vector<std::uint8_t> _isMovable; ///< by vertex: with all its triangles within, in a closed fan
     std::vector<std::uint8_t> _tries;     ///< by vertex
     std::vector<Point> _position;
 
-    // Corner 3 t + k is the k-th one of triangle t; the corner opposite lies across the side between the
-    // others.
+    // Corner 4 t + k is the k-th one of triangle t, of three; the corner opposite lies across the side
+    // between the others.
     std::vector<std::uint32_t> _corner;    ///< vertex of each corner, kNone in triangles that are gone
     std::vector<std::uint32_t> _opposite;  ///< corner, or kNone
+    std::vector<Waiting> _waiting;         ///< by corner
     std::vector<std::uint32_t> _anyCorner; ///< by vertex
     std::vector<Point> _normal;            ///< by triangle, of unit length or 0
     std::vector<Point> _firstNormal;
@@ -134,12 +140,22 @@ private:
     const Point& at(std::uint32_t corner) const { return _position[_corner[corner]]; }
     bool isOwn(std::uint32_t triangle) const
     {
-        return _corner[3 * triangle] != kNone && _within[_corner[3 * triangle]] &&
-               _within[_corner[3 * triangle + 1]] && _within[_corner[3 * triangle + 2]];
+        return _corner[4 * triangle] != kNone && _within[_corner[4 * triangle]] &&
+               _within[_corner[4 * triangle + 1]] && _within[_corner[4 * triangle + 2]];
+    }
+    /// The number of a vertex of the mesh among those of the block, a new one if it has none.
+    std::uint32_t localOf(std::uint32_t v)
+    {
+        if (_localOf[v] >= _vertices.size() || _vertices[_localOf[v]] != v) {
+            _localOf[v] = static_cast<std::uint32_t>(_vertices.size());
+            _vertices.push_back(v);
+        }
+        return _localOf[v];
     }
 
-    static std::uint32_t next(std::uint32_t corner) { return corner % 3 == 2 ? corner - 2 : corner + 1; }
-    static std::uint32_t previous(std::uint32_t corner) { return corner % 3 == 0 ? corner + 2 : corner - 1; }
+    static std::uint32_t next(std::uint32_t corner) { return corner % 4 == 2 ? corner - 2 : corner + 1; }
+    static std::uint32_t previous(std::uint32_t corner) { return corner % 4 == 0 ? corner + 2 : corner - 1; }
+    static std::uint32_t triangleOf(std::uint32_t corner) { return corner / 4; }
 };
 
 } // namespace zrk::surface

@@ -68,7 +68,7 @@ private:
 class BlockLists {
 public:
     /// @param isWanted  by block; empty: all are. The other lists stay empty.
-    /// @param isNear    by vertex; triangles with all corners near are near.
+    /// @param isNear    by vertex; triangles with all corners near are near. Empty: all are.
     BlockLists(const SurfaceMesh& mesh, const Blocks& blocks, std::span<const std::uint8_t> isWanted,
                std::span<const std::uint8_t> isNear)
         : _blockOf(mesh.vertices.size()), _first(2 * blocks.count() + 2, 0)
@@ -85,7 +85,8 @@ public:
         forEachPlace(mesh, blocks, [&](std::size_t block, std::uint32_t triangle) {
             if (isWanted.empty() || isWanted[block] != 0) {
                 const Triangle& t = mesh.triangles[triangle];
-                const std::size_t isFar = isNear[t[0]] && isNear[t[1]] && isNear[t[2]] ? 0 : 1;
+                const bool areNear = isNear.empty() || (isNear[t[0]] && isNear[t[1]] && isNear[t[2]]);
+                const std::size_t isFar = areNear ? 0 : 1;
                 places.push_back({static_cast<std::uint32_t>(2 * block + isFar), triangle});
                 ++_first[2 * block + isFar + 2];
             }
@@ -100,12 +101,8 @@ public:
         }
     }
 
-    /// The near ones come first.
-    std::span<const std::uint32_t> of(std::size_t block) const
-    {
-        return {_triangles.data() + _first[2 * block], _first[2 * block + 2] - _first[2 * block]};
-    }
-    std::size_t nearCount(std::size_t block) const { return _first[2 * block + 1] - _first[2 * block]; }
+    std::span<const std::uint32_t> nearOf(std::size_t block) const { return list(2 * block); }
+    std::span<const std::uint32_t> farOf(std::size_t block) const { return list(2 * block + 1); }
     /// The block that a vertex lies in.
     std::size_t blockOf(std::uint32_t vertex) const { return _blockOf[vertex]; }
 
@@ -114,6 +111,10 @@ private:
     std::vector<std::size_t> _first;     ///< of near ones and others by block, in `_triangles`; two more
     std::vector<std::uint32_t> _triangles;
 
+    std::span<const std::uint32_t> list(std::size_t number) const
+    {
+        return {_triangles.data() + _first[number], _first[number + 1] - _first[number]};
+    }
     template <class Found>
     void forEachPlace(const SurfaceMesh& mesh, const Blocks& blocks, const Found& found) const
     {
@@ -144,10 +145,14 @@ private:
     }
 };
 
-/// Whether a vertex is fresh or so few sides away from one that is. Beyond, nothing is left to be tried.
+/// Whether a vertex is fresh or so few sides away from one that is; empty if all are. Beyond, nothing is left
+/// to be tried.
 std::vector<std::uint8_t> verticesNearFreshOnes(const ThinnedMesh& thinned)
 {
     std::vector<std::uint8_t> isNear = thinned.isFresh;
+    if (std::find(isNear.begin(), isNear.end(), 0) == isNear.end()) {
+        return {};
+    }
     std::vector<std::uint8_t> before;
     for (int ring = 0; ring < kRingsOfFresh; ++ring) {
         before = isNear;
@@ -196,11 +201,10 @@ public:
         const std::size_t workers = std::clamp<std::size_t>(blocks.count(), 1, _thinners.size());
         runTeam(workers, [&](std::size_t worker, std::size_t) {
             for (std::size_t b = next++; b < blocks.count() && !_isStopped; b = next++) {
-                const std::span<const std::uint32_t> triangles = lists.of(b);
-                if (triangles.size() > mostTriangles) {
+                if (lists.nearOf(b).size() + lists.farOf(b).size() > mostTriangles) {
                     _hasLeftOut = true;
-                } else if (lists.nearCount(b) > 0) {
-                    _thinners[worker]->thin(triangles, lists.nearCount(b),
+                } else if (!lists.nearOf(b).empty()) {
+                    _thinners[worker]->thin(lists.nearOf(b), lists.farOf(b),
                                             [&](std::uint32_t v) { return lists.blockOf(v) == b; });
                 }
                 const double share = static_cast<double>(b) / static_cast<double>(blocks.count());

@@ -47,8 +47,8 @@ bool BlockThinner::tryVertex(std::uint32_t v, double flatness, double longest)
     Point normals[kMostMoved];
     for (std::size_t i = 0; i < n; ++i) {
         star.around[i] = at(next(_ring[i]));
-        star.error = std::max(star.error, static_cast<double>(_error[_ring[i] / 3]));
-        normals[i] = _normal[_ring[i] / 3];
+        star.error = std::max(star.error, static_cast<double>(_error[triangleOf(_ring[i])]));
+        normals[i] = _normal[triangleOf(_ring[i])];
     }
     Candidate candidates[kMostMoved];
     std::size_t count = 0;
@@ -153,7 +153,7 @@ bool BlockThinner::canMove(std::size_t target, double flatness, double& error)
     // All but the two triangles at the side from v to u, which vanish.
     for (std::size_t k = 1; k + 1 < n; ++k) {
         const std::size_t i = target + k < n ? target + k : target + k - n;
-        const std::uint32_t t = _ring[i] / 3;
+        const std::uint32_t t = triangleOf(_ring[i]);
         const Point a = star.around[i] - q;
         const Point b = star.around[i + 1 < n ? i + 1 : 0] - q;
         Point& normal = normals[k];
@@ -205,9 +205,9 @@ bool BlockThinner::canMove(std::size_t target, double flatness, double& error)
     }
     for (std::size_t k = 1; k + 1 < n; ++k) {
         const std::size_t i = (target + k) % n;
-        _normal[_ring[i] / 3] = normals[k];
+        _normal[triangleOf(_ring[i])] = normals[k];
         if (star.isSmall[i]) {
-            _firstNormal[_ring[i] / 3] = normals[k];
+            _firstNormal[triangleOf(_ring[i])] = normals[k];
         }
     }
     return true;
@@ -233,12 +233,12 @@ void BlockThinner::move(std::uint32_t v, std::size_t target, double error)
     join(_opposite[below], _opposite[previous(below)]);
     for (const std::uint32_t c : _ring) {
         _corner[c] = u;
-        _error[c / 3] = static_cast<float>(error);
-        _isChanged[c / 3] = 1;
+        _error[triangleOf(c)] = static_cast<float>(error);
+        _isChanged[triangleOf(c)] = 1;
     }
-    for (const std::uint32_t dead : {above / 3, below / 3}) {
+    for (const std::uint32_t dead : {triangleOf(above), triangleOf(below)}) {
         for (std::size_t k = 0; k < 3; ++k) {
-            _corner[3 * dead + k] = kNone;
+            _corner[4 * dead + k] = kNone;
         }
     }
     _anyCorner[v] = kNone;
