@@ -2,6 +2,7 @@
 
 #include "core/surface/surface.h"
 #include "core/surface/surface_grid.h"
+#include "core/values/batch.h"
 
 #include <array>
 #include <cstdint>
@@ -61,13 +62,41 @@ private:
     static constexpr std::uint32_t kNone = 0xffffffff;
     static constexpr std::size_t kMostMoved = 24; ///< a vertex with more neighbours stays
 
-    /// The triangles around a vertex.
+    /// Rows by axis of up to `kMostMoved` vectors, then the first one once more, and what fills a last batch.
+    struct Rows {
+        static constexpr std::size_t kLength = kMostMoved + 8;
+        static_assert(Batch::size <= 8 && kMostMoved % Batch::size == 0);
+        alignas(64) double axis[3][kLength];
+
+        void set(std::size_t i, const Point& p)
+        {
+            axis[0][i] = p[0];
+            axis[1][i] = p[1];
+            axis[2][i] = p[2];
+        }
+        Point at(std::size_t i) const { return {axis[0][i], axis[1][i], axis[2][i]}; }
+        /// From a place on.
+        Tensor<3, Batch> load(std::size_t i) const
+        {
+            return {Batch::load(&axis[0][i]), Batch::load(&axis[1][i]), Batch::load(&axis[2][i])};
+        }
+        void store(std::size_t i, const Tensor<3, Batch>& vectors)
+        {
+            vectors[0].store(&axis[0][i]);
+            vectors[1].store(&axis[1][i]);
+            vectors[2].store(&axis[2][i]);
+        }
+    };
+
+    /// The triangles around a vertex. Triangle i has the vertices i and i + 1 of the ring.
     struct Star {
+        std::size_t count;
         Point center;
-        double error;                                 ///< the largest of the triangles
-        std::array<Point, kMostMoved> around;         ///< triangle i has the corners i and i + 1
-        std::array<double, kMostMoved> across;        ///< square of the side between them
-        std::array<std::uint8_t, kMostMoved> isSmall; ///< its normal says little
+        double error; ///< the largest of the triangles
+        Rows around;  ///< the vertices, from the middle
+        Rows normals, firstNormals;
+        alignas(64) double across[Rows::kLength];  ///< square of the side between two vertices
+        alignas(64) double isSmall[Rows::kLength]; ///< 1 where the normal says little, else 0
         double leastSineSquared;
         Point sum; ///< of the normals, as long as twice the areas
     };
@@ -107,7 +136,7 @@ private:
     std::uint32_t _sweep = 0;
     std::uint32_t _search = 0;
     std::vector<std::uint32_t> _ring;  ///< corners of a vertex, in order
-    Star _star;                        ///< of the same vertex
+    Star _star{};                      ///< of the same vertex
     std::vector<std::uint32_t> _other; ///< ring of the target
 
     void thinLoaded();
@@ -118,6 +147,7 @@ private:
     std::size_t sweep(double flatness, double longest);
     bool tryVertex(std::uint32_t v, double flatness, double longest);
     void measureStar();
+    Batch placesFrom(std::size_t target, std::size_t first) const;
     double gapOfSpokes(std::size_t target, std::size_t seenIn) const;
     bool canMove(std::size_t target, double flatness, double& error);
     void move(std::uint32_t v, std::size_t target, double error);
