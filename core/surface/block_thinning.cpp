@@ -83,7 +83,8 @@ private:
     template <class Use>
     bool forEachRow(const PointBox& box, const Use& use)
     {
-        const std::uint32_t cells = ~0u >> (kCells - 1 - cell(0, box.upper[0])) & ~0u << cell(0, box.lower[0]);
+        const std::uint32_t cells =
+            ~0u >> (kCells - 1 - cell(0, box.upper[0])) & ~0u << cell(0, box.lower[0]);
         for (std::size_t z = cell(2, box.lower[2]); z <= cell(2, box.upper[2]); ++z) {
             for (std::size_t y = cell(1, box.lower[1]); y <= cell(1, box.upper[1]); ++y) {
                 if (use(_rows[kCells * z + y], cells)) {
@@ -143,6 +144,24 @@ void BlockThinner::loadTriangles()
         _error[t] = _all.error[_ids[t]];
     }
     _firstNormal = _normal;
+}
+
+/// Leaves only vertices with a short side to be tried.
+void BlockThinner::tryShortEdges()
+{
+    const double longest = _limits.shortEdge * _limits.shortEdge;
+    _isAtShortEdge.assign(_vertices.size(), 0);
+    for (std::uint32_t t = 0; t < _ids.size(); ++t) {
+        for (std::uint32_t c = 4 * t; c < 4 * t + 3; ++c) {
+            const Point side = at(next(c)) - at(c);
+            const std::uint8_t isShort = dot(side, side) <= longest ? 1 : 0;
+            _isAtShortEdge[_corner[c]] |= isShort;
+            _isAtShortEdge[_corner[next(c)]] |= isShort;
+        }
+    }
+    for (std::size_t v = 0; v < _tries.size(); ++v) {
+        _tries[v] &= _isAtShortEdge[v];
+    }
 }
 
 /// Corners across sides, by lists of the corners whose side has no other yet, at its lower vertex.
@@ -209,6 +228,7 @@ void BlockThinner::collapseAll()
         while (sweep(_limits.flatness, _limits.shortEdge) > 0) {
         }
     };
+    tryShortEdges();
     collapseShortEdges();
     for (int round = 0; round < kFlipRounds && flipSlivers() > 0; ++round) {
         collapseShortEdges();

@@ -111,13 +111,14 @@ private:
     ThinningLimits _limits;
     std::vector<std::uint32_t> _localOf; ///< by vertex of the mesh, valid where `_vertices` agrees
 
-    std::span<const std::uint32_t> _ids;     ///< of the triangles
-    std::span<const std::uint32_t> _farOnes; ///< what they may pass through
-    std::vector<std::uint32_t> _vertices;    ///< of the mesh
-    std::vector<std::uint8_t> _within;    ///< by vertex
-    std::vector<std::uint8_t> _isHeld;    ///< by vertex: stays where it is for the sake of others
-    std::vector<std::uint8_t> _isMovable; ///< by vertex: with all its triangles within, in a closed fan
-    std::vector<std::uint8_t> _tries;     ///< by vertex
+    std::span<const std::uint32_t> _ids;      ///< of the triangles
+    std::span<const std::uint32_t> _farOnes;  ///< what they may pass through
+    std::vector<std::uint32_t> _vertices;     ///< of the mesh
+    std::vector<std::uint8_t> _within;        ///< by vertex
+    std::vector<std::uint8_t> _isHeld;        ///< by vertex: stays where it is for the sake of others
+    std::vector<std::uint8_t> _isMovable;     ///< by vertex: with all its triangles within, in a closed fan
+    std::vector<std::uint8_t> _tries;         ///< by vertex
+    std::vector<std::uint8_t> _isAtShortEdge; ///< by vertex
     std::vector<Point> _position;
 
     // Corner 4 t + k is the k-th one of triangle t, of three; the corner opposite lies across the side
@@ -143,6 +144,7 @@ private:
     void loadTriangles();
     void findOpposites();
     void findMovable();
+    void tryShortEdges();
     void collapseAll();
     std::size_t sweep(double flatness, double longest);
     bool tryVertex(std::uint32_t v, double flatness, double longest);

@@ -406,7 +406,8 @@ public:
     /// The numbers of the boxes of an eight, by lane.
     std::span<const std::uint32_t> numbersOf(std::size_t e) const
     {
-        return std::span(_numbers).subspan(kLanes * e, std::min<std::size_t>(kLanes, _numbers.size() - kLanes * e));
+        return std::span(_numbers).subspan(kLanes * e,
+                                           std::min<std::size_t>(kLanes, _numbers.size() - kLanes * e));
     }
 
     /// Calls found(e) for each eight of boxes, from `first` on, in whose box one lies.

@@ -123,8 +123,7 @@ void BlockThinner::measureStar()
         const Batch sineSquared = leastSineSquared(squared, dot(a, a), dot(b, b), across);
         sineSquared.store(&sines[first]);
         const double small = _limits.shortEdge * _limits.shortEdge;
-        const BatchMask isSmall =
-            sineSquared < kSineOfSliver * kSineOfSliver || squared < small * small;
+        const BatchMask isSmall = sineSquared < kSineOfSliver * kSineOfSliver || squared < small * small;
         select(isSmall, 1.0, 0.0).store(&star.isSmall[first]);
     }
     star.leastSineSquared = 1;
@@ -165,7 +164,8 @@ double BlockThinner::gapOfSpokes(std::size_t target, std::size_t seenIn) const
             const auto side = static_cast<double>(k);
             const BatchMask crosses = k <= seenIn ? places >= 1.0 && places < side : places > side;
             const Batch squared = dot(between, between);
-            squaredGap = maximum(squaredGap, select(crosses && squared > 0.0, volume * volume / squared, 0.0));
+            squaredGap =
+                maximum(squaredGap, select(crosses && squared > 0.0, volume * volume / squared, 0.0));
         }
     }
     double largest = 0;
@@ -203,14 +203,14 @@ bool BlockThinner::canMove(std::size_t target, double flatness, double& error)
             dot(normal, star.normals.load(first)) >= twiceArea * kCosineAtOnce &&
             dot(normal, star.firstNormals.load(first)) >= twiceArea * kCosineInABlock;
         const BatchMask facesOut = dot(normal, everywhere(star.sum)) > 0.0;
-        const BatchMask isFit =
-            twiceArea > 0.0 && ((isSmall && facesOut) || (!isSmall && turnsLittle));
+        const BatchMask isFit = twiceArea > 0.0 && ((isSmall && facesOut) || (!isSmall && turnsLittle));
         if (any(stays && !isFit)) {
             return false;
         }
-        select(stays,
-               leastSineSquared(twiceArea * twiceArea, dot(a, a), dot(b, b), Batch::load(&star.across[first])),
-               1.0)
+        select(
+            stays,
+            leastSineSquared(twiceArea * twiceArea, dot(a, a), dot(b, b), Batch::load(&star.across[first])),
+            1.0)
             .store(&sines[first]);
         normal = normal * (1.0 / twiceArea);
         normals.store(first, normal);
@@ -234,8 +234,7 @@ bool BlockThinner::canMove(std::size_t target, double flatness, double& error)
     for (std::size_t i = 0; i < n; ++i) {
         least = std::min(least, sines[i]);
     }
-    if (star.error + off > flatness ||
-        (least < kLeastSine * kLeastSine && least <= star.leastSineSquared)) {
+    if (star.error + off > flatness || (least < kLeastSine * kLeastSine && least <= star.leastSineSquared)) {
         return false;
     }
     error = star.error + std::max(off, gapOfSpokes(target, seenIn));
