@@ -14,9 +14,9 @@ template <class V>
 V cornerDistance(const V& u, const V& v, const V& s)
 {
     // maximum(NaN, 0) is 0.
-    const V outsideU = maximum(u, V(0.0));
-    const V outsideV = maximum(v, V(0.0));
-    const V outsideS = maximum(s, V(0.0));
+    const V outsideU = maximum(u, 0.0);
+    const V outsideV = maximum(v, 0.0);
+    const V outsideS = maximum(s, 0.0);
     const V outside = sqrt(outsideU * outsideU + outsideV * outsideV + outsideS * outsideS);
     const V inside = minimum(maximum(maximum(u, v), s), V(0.0));
     return outside + inside;

@@ -16,12 +16,83 @@ constexpr int kFlipRounds = 4;
 constexpr int kRounds = 6;
 
 constexpr std::size_t kLongestRing = 1024; ///< a vertex with more neighbours is no target
-struct HeldBox {
-    Point lower, upper;
+
+struct PointBox {
+    Point lower{HUGE_VAL, HUGE_VAL, HUGE_VAL};
+    Point upper{-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+
+    void add(const Point& p)
+    {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            lower[axis] = std::min(lower[axis], p[axis]);
+            upper[axis] = std::max(upper[axis], p[axis]);
+        }
+    }
     bool holds(const Point& p) const
     {
         return p[0] >= lower[0] && p[0] <= upper[0] && p[1] >= lower[1] && p[1] <= upper[1] &&
                p[2] >= lower[2] && p[2] <= upper[2];
+    }
+};
+
+PointBox boxAround(const std::vector<Point>& positions, const Triangle& triangle)
+{
+    PointBox box;
+    for (const std::uint32_t v : triangle) {
+        box.add(positions[v]);
+    }
+    return box;
+}
+
+/// Which cells of a coarse raster the boxes reach into that were added. Boxes without a cell in common don't
+/// overlap.
+class BoxRaster {
+public:
+    explicit BoxRaster(const PointBox& bounds) : _lower(bounds.lower)
+    {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const double width = bounds.upper[axis] - bounds.lower[axis];
+            _cellsOfLength[axis] = width > 0 ? kCells / width : 0;
+        }
+    }
+    void add(const PointBox& box)
+    {
+        forEachRow(box, [](std::uint32_t& row, std::uint32_t cells) {
+            row |= cells;
+            return false;
+        });
+    }
+    bool meets(const PointBox& box)
+    {
+        return forEachRow(box, [](std::uint32_t row, std::uint32_t cells) { return (row & cells) != 0; });
+    }
+
+private:
+    static constexpr int kCells = 32;
+    Point _lower;
+    Point _cellsOfLength;
+    std::array<std::uint32_t, kCells * kCells> _rows{};
+
+    /// A place outside counts as the nearest cell.
+    std::size_t cell(std::size_t axis, double place) const
+    {
+        return static_cast<std::size_t>(
+            std::clamp((place - _lower[axis]) * _cellsOfLength[axis], 0.0, kCells - 1.0));
+    }
+    /// Calls use(row, cells in it) until that is true, and returns whether it was.
+    template <class Use>
+    bool forEachRow(const PointBox& box, const Use& use)
+    {
+        const std::uint32_t cells =
+            ~0u >> (kCells - 1 - cell(0, box.upper[0])) & ~0u << cell(0, box.lower[0]);
+        for (std::size_t z = cell(2, box.lower[2]); z <= cell(2, box.upper[2]); ++z) {
+            for (std::size_t y = cell(1, box.lower[1]); y <= cell(1, box.upper[1]); ++y) {
+                if (use(_rows[kCells * z + y], cells)) {
+                    return true;
+                }
+            }
+        }
+        return false;
     }
 };
 
@@ -54,8 +125,8 @@ void BlockThinner::loadTriangles()
         _position[v] = _all.mesh.vertices[_vertices[v]];
     }
     const std::size_t count = _ids.size();
-    _corner.resize(3 * count);
-    _opposite.assign(3 * count, kNone);
+    _corner.assign(4 * count, kNone);
+    _opposite.assign(4 * count, kNone);
     _anyCorner.assign(_vertices.size(), kNone);
     _normal.resize(count);
     _error.resize(count);
@@ -64,40 +135,61 @@ void BlockThinner::loadTriangles()
         const Triangle& triangle = _all.mesh.triangles[_ids[t]];
         for (std::size_t k = 0; k < 3; ++k) {
             const std::uint32_t v = _localOf[triangle[k]];
-            _corner[3 * t + k] = v;
-            _anyCorner[v] = static_cast<std::uint32_t>(3 * t + k);
+            _corner[4 * t + k] = v;
+            _anyCorner[v] = static_cast<std::uint32_t>(4 * t + k);
         }
-        const Point& a = _position[_corner[3 * t]];
-        _normal[t] = cross(_position[_corner[3 * t + 1]] - a, _position[_corner[3 * t + 2]] - a);
+        const Point& a = _position[_corner[4 * t]];
+        _normal[t] = cross(_position[_corner[4 * t + 1]] - a, _position[_corner[4 * t + 2]] - a);
         normalize(_normal[t]);
         _error[t] = _all.error[_ids[t]];
     }
     _firstNormal = _normal;
 }
 
-/// Corners across sides, by lists of the corners that begin a side at its lower vertex.
+/// Leaves only vertices with a short side to be tried.
+void BlockThinner::tryShortEdges()
+{
+    const double longest = _limits.shortEdge * _limits.shortEdge;
+    _isAtShortEdge.assign(_vertices.size(), 0);
+    for (std::uint32_t t = 0; t < _ids.size(); ++t) {
+        for (std::uint32_t c = 4 * t; c < 4 * t + 3; ++c) {
+            const Point side = at(next(c)) - at(c);
+            const std::uint8_t isShort = dot(side, side) <= longest ? 1 : 0;
+            _isAtShortEdge[_corner[c]] |= isShort;
+            _isAtShortEdge[_corner[next(c)]] |= isShort;
+        }
+    }
+    for (std::size_t v = 0; v < _tries.size(); ++v) {
+        _tries[v] &= _isAtShortEdge[v];
+    }
+}
+
+/// Corners across sides, by lists of the corners whose side has no other yet, at its lower vertex.
 void BlockThinner::findOpposites()
 {
     // A side belongs to the corner that it lies across from.
     std::vector<std::uint32_t>& first = _mark;
-    std::vector<std::uint32_t>& following = _other;
+    std::vector<Waiting>& waiting = _waiting;
     first.assign(_vertices.size(), kNone);
-    following.assign(_corner.size(), kNone);
-    for (std::uint32_t c = 0; c < _corner.size(); ++c) {
-        const std::uint32_t from = _corner[next(c)];
-        const std::uint32_t to = _corner[previous(c)];
-        const std::uint32_t low = std::min(from, to);
-        const std::uint32_t high = std::max(from, to);
-        std::uint32_t other = first[low];
-        while (other != kNone && std::max(_corner[next(other)], _corner[previous(other)]) != high) {
-            other = following[other];
-        }
-        if (other == kNone) {
-            following[c] = first[low];
-            first[low] = c;
-        } else {
-            _opposite[c] = other;
-            _opposite[other] = c;
+    waiting.resize(_corner.size());
+    for (std::uint32_t t = 0; t < _ids.size(); ++t) {
+        for (std::uint32_t c = 4 * t; c < 4 * t + 3; ++c) {
+            const std::uint32_t from = _corner[next(c)];
+            const std::uint32_t to = _corner[previous(c)];
+            const std::uint32_t high = std::max(from, to);
+            std::uint32_t* place = &first[std::min(from, to)];
+            while (*place != kNone && waiting[*place].high != high) {
+                place = &waiting[*place].following;
+            }
+            const std::uint32_t other = *place;
+            if (other == kNone) {
+                waiting[c] = {high, kNone};
+                *place = c;
+            } else {
+                *place = waiting[other].following;
+                _opposite[c] = other;
+                _opposite[other] = c;
+            }
         }
     }
     _mark.assign(_vertices.size(), 0);
@@ -108,15 +200,17 @@ void BlockThinner::findMovable()
 {
     _isMovable = _within;
     _tries.assign(_vertices.size(), 0);
-    for (std::size_t c = 0; c < _corner.size(); ++c) {
-        // A side without a neighbour makes both its ends stay.
-        if (!isOwn(static_cast<std::uint32_t>(c / 3))) {
-            _isMovable[_corner[c]] = 0;
-        }
-        if (_opposite[c] == kNone) {
-            const auto corner = static_cast<std::uint32_t>(c);
-            _isMovable[_corner[next(corner)]] = 0;
-            _isMovable[_corner[previous(corner)]] = 0;
+    for (std::uint32_t t = 0; t < _ids.size(); ++t) {
+        const bool stays = !isOwn(t);
+        for (std::uint32_t c = 4 * t; c < 4 * t + 3; ++c) {
+            // A side without a neighbour makes both its ends stay.
+            if (stays) {
+                _isMovable[_corner[c]] = 0;
+            }
+            if (_opposite[c] == kNone) {
+                _isMovable[_corner[next(c)]] = 0;
+                _isMovable[_corner[previous(c)]] = 0;
+            }
         }
     }
     for (std::size_t v = 0; v < _vertices.size(); ++v) {
@@ -134,6 +228,7 @@ void BlockThinner::collapseAll()
         while (sweep(_limits.flatness, _limits.shortEdge) > 0) {
         }
     };
+    tryShortEdges();
     collapseShortEdges();
     for (int round = 0; round < kFlipRounds && flipSlivers() > 0; ++round) {
         collapseShortEdges();
@@ -174,29 +269,51 @@ bool BlockThinner::holdIntersections(double margin)
 {
     std::vector<Triangle> triangles;
     std::vector<std::uint8_t> isChanged;
+    PointBox changed;
     for (std::size_t t = 0; t < _ids.size(); ++t) {
-        if (_corner[3 * t] != kNone) {
-            triangles.push_back({_corner[3 * t], _corner[3 * t + 1], _corner[3 * t + 2]});
+        if (_corner[4 * t] != kNone) {
+            triangles.push_back({_corner[4 * t], _corner[4 * t + 1], _corner[4 * t + 2]});
             isChanged.push_back(_isChanged[t]);
+            for (std::size_t k = 0; k < 3 && _isChanged[t]; ++k) {
+                changed.add(_position[triangles.back()[k]]);
+            }
         }
     }
-    std::vector<HeldBox> held;
+    if (std::find(isChanged.begin(), isChanged.end(), 1) == isChanged.end()) {
+        return false;
+    }
+    BoxRaster raster(changed);
+    for (std::size_t t = 0; t < triangles.size(); ++t) {
+        if (isChanged[t]) {
+            raster.add(boxAround(_position, triangles[t]));
+        }
+    }
+    // Vertices that only far ones have stand behind the others for as long as this takes.
+    const std::size_t vertexCount = _vertices.size();
+    for (const std::uint32_t id : _farOnes) {
+        const Triangle& triangle = _all.mesh.triangles[id];
+        if (raster.meets(boxAround(_all.mesh.vertices, triangle))) {
+            triangles.push_back({localOf(triangle[0]), localOf(triangle[1]), localOf(triangle[2])});
+            isChanged.push_back(0);
+        }
+    }
+    for (std::size_t v = vertexCount; v < _vertices.size(); ++v) {
+        _position.push_back(_all.mesh.vertices[_vertices[v]]);
+    }
+    std::vector<PointBox> held;
     forEachIntersection(_position, triangles, isChanged, [&](std::uint32_t s, std::uint32_t t) {
-        HeldBox box;
+        const PointBox first = boxAround(_position, triangles[s]);
+        const PointBox second = boxAround(_position, triangles[t]);
+        PointBox box;
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            const auto ends = [&](const Triangle& triangle) {
-                return std::minmax({_position[triangle[0]][axis], _position[triangle[1]][axis],
-                                    _position[triangle[2]][axis]});
-            };
-            const auto [sLower, sUpper] = ends(triangles[s]);
-            const auto [tLower, tUpper] = ends(triangles[t]);
-            box.lower[axis] = std::max(sLower, tLower) - margin;
-            box.upper[axis] = std::min(sUpper, tUpper) + margin;
+            box.lower[axis] = std::max(first.lower[axis], second.lower[axis]) - margin;
+            box.upper[axis] = std::min(first.upper[axis], second.upper[axis]) + margin;
         }
         held.push_back(box);
     });
-    for (const HeldBox& box : held) {
-        for (std::size_t v = 0; v < _vertices.size(); ++v) {
+    _vertices.resize(vertexCount);
+    for (const PointBox& box : held) {
+        for (std::size_t v = 0; v < vertexCount; ++v) {
             _isHeld[v] = _isHeld[v] || box.holds(_position[v]);
         }
     }
@@ -215,12 +332,12 @@ void BlockThinner::store()
     for (std::size_t t = 0; t < _ids.size(); ++t) {
         if (_isChanged[t]) {
             Triangle& triangle = _all.mesh.triangles[_ids[t]];
-            if (_corner[3 * t] == kNone) {
+            if (_corner[4 * t] == kNone) {
                 triangle = kNoTriangle;
                 continue;
             }
             for (std::size_t k = 0; k < 3; ++k) {
-                triangle[k] = _vertices[_corner[3 * t + k]];
+                triangle[k] = _vertices[_corner[4 * t + k]];
             }
             _all.error[_ids[t]] = _error[t];
         }

@@ -27,23 +27,35 @@ struct Side {
     bool ascends; ///< the triangle runs from `low` to `high`
 };
 
+/// In order of their lower corners, then of the higher ones, then of triangles.
 std::vector<Side> sortedSides(const SurfaceMesh& mesh)
 {
-    std::vector<Side> sides;
-    sides.reserve(3 * mesh.triangles.size());
     StopLookout lookout;
-    for (std::uint32_t t = 0; t < mesh.triangles.size(); ++t) {
-        lookout.step();
-        for (std::size_t k = 0; k < 3; ++k) {
-            const std::uint32_t from = mesh.triangles[t][k];
-            const std::uint32_t to = mesh.triangles[t][(k + 1) % 3];
-            sides.push_back({std::min(from, to), std::max(from, to), t, from < to});
+    const auto forEachSide = [&](const auto& use) {
+        for (std::uint32_t t = 0; t < mesh.triangles.size(); ++t) {
+            lookout.step();
+            for (std::size_t k = 0; k < 3; ++k) {
+                const std::uint32_t from = mesh.triangles[t][k];
+                const std::uint32_t to = mesh.triangles[t][(k + 1) % 3];
+                use(Side{std::min(from, to), std::max(from, to), t, from < to});
+            }
         }
+    };
+    // Counted by their lower corners first; few have the same one.
+    std::vector<std::size_t> end(mesh.vertices.size() + 1, 0);
+    forEachSide([&](const Side& side) { ++end[side.low + 1]; });
+    for (std::size_t v = 0; v < mesh.vertices.size(); ++v) {
+        end[v + 1] += end[v];
     }
-    std::sort(sides.begin(), sides.end(), [&lookout](const Side& a, const Side& b) {
-        lookout.step();
-        return a.low != b.low ? a.low < b.low : a.high != b.high ? a.high < b.high : a.triangle < b.triangle;
-    });
+    std::vector<Side> sides(3 * mesh.triangles.size());
+    forEachSide([&](const Side& side) { sides[end[side.low]++] = side; });
+    for (std::size_t v = 0; v < mesh.vertices.size(); ++v) {
+        const auto at = [&](std::size_t place) { return sides.begin() + static_cast<std::ptrdiff_t>(place); };
+        std::sort(at(v > 0 ? end[v - 1] : 0), at(end[v]), [&lookout](const Side& a, const Side& b) {
+            lookout.step();
+            return a.high != b.high ? a.high < b.high : a.triangle < b.triangle;
+        });
+    }
     return sides;
 }
 
@@ -173,6 +185,8 @@ void measure(const SurfaceMesh& mesh, MeshReport& report)
 {
     double shortest = HUGE_VAL;
     double smallestAngle = HUGE_VAL;
+    double leastSine = 0; // of that angle, once there is one
+    double leastCosine = 0;
     StopLookout lookout;
     for (const Triangle& triangle : mesh.triangles) {
         lookout.step();
@@ -185,7 +199,14 @@ void measure(const SurfaceMesh& mesh, MeshReport& report)
             const Point a = p[(k + 1) % 3] - p[k];
             const Point b = p[(k + 2) % 3] - p[k];
             shortest = std::min(shortest, length(a));
-            smallestAngle = std::min(smallestAngle, std::atan2(length(cross(a, b)), dot(a, b)));
+            const double sine = length(cross(a, b));
+            const double cosine = dot(a, b);
+            // An arc tangent only where the angle isn't clearly larger than the smallest one.
+            if (!(sine * leastCosine - cosine * leastSine > 1e-12 * (sine + std::abs(cosine)))) {
+                smallestAngle = std::min(smallestAngle, std::atan2(sine, cosine));
+                leastSine = std::sin(smallestAngle);
+                leastCosine = std::cos(smallestAngle);
+            }
         }
     }
     if (!mesh.triangles.empty()) {

@@ -14,7 +14,7 @@ std::size_t BlockThinner::flipSlivers()
         if (!isOwn(t) || !isNearlySliver(t)) {
             continue;
         }
-        for (std::uint32_t c = 3 * t; c < 3 * t + 3; ++c) {
+        for (std::uint32_t c = 4 * t; c < 4 * t + 3; ++c) {
             flipped += isOwn(t) && tryFlip(c) ? 1 : 0;
         }
     }
@@ -24,9 +24,9 @@ std::size_t BlockThinner::flipSlivers()
 /// False where a triangle surely has no angle small enough to be flipped for.
 bool BlockThinner::isNearlySliver(std::uint32_t triangle) const
 {
-    const Point& a = at(3 * triangle);
-    const Point ab = at(3 * triangle + 1) - a;
-    const Point ac = at(3 * triangle + 2) - a;
+    const Point& a = at(4 * triangle);
+    const Point ab = at(4 * triangle + 1) - a;
+    const Point ac = at(4 * triangle + 2) - a;
     const Point bc = ac - ab;
     const Point normal = cross(ab, ac);
     constexpr double kLimit = 1.01 * kSineOfSliver * kSineOfSliver; // rounding decides nothing
@@ -37,7 +37,7 @@ bool BlockThinner::isNearlySliver(std::uint32_t triangle) const
 bool BlockThinner::tryFlip(std::uint32_t corner)
 {
     const std::uint32_t other = _opposite[corner];
-    if (other == kNone || !isOwn(other / 3)) {
+    if (other == kNone || !isOwn(triangleOf(other))) {
         return false;
     }
     const Point& c = at(corner);
@@ -52,12 +52,12 @@ bool BlockThinner::tryFlip(std::uint32_t corner)
         return false;
     }
     const double height = twiceArea / std::sqrt(squared);
-    const double error = std::max(_error[corner / 3], _error[other / 3]) + height;
+    const double error = std::max(_error[triangleOf(corner)], _error[triangleOf(other)]) + height;
     const Point& d = at(other);
     Point first = cross(a - c, d - c);
     Point second = cross(d - c, b - c);
     const double areas[2] = {normalize(first), normalize(second)};
-    const Point& normal = _normal[other / 3];
+    const Point& normal = _normal[triangleOf(other)];
     if (error > _limits.flatness || !(leastSine(areas[0], c, a, d) > 2 * sine) ||
         !(leastSine(areas[1], c, d, b) > 2 * sine) || dot(first, normal) < kCosineAtOnce ||
         dot(second, normal) < kCosineAtOnce) {
@@ -88,9 +88,9 @@ bool BlockThinner::tryFlip(std::uint32_t corner)
         _tries[v] = _isMovable[v];
         _all.isFresh[_vertices[v]] = 1;
     }
-    _normal[corner / 3] = _firstNormal[corner / 3] = first;
-    _normal[other / 3] = second;
-    for (const std::uint32_t t : {corner / 3, other / 3}) {
+    _normal[triangleOf(corner)] = _firstNormal[triangleOf(corner)] = first;
+    _normal[triangleOf(other)] = second;
+    for (const std::uint32_t t : {triangleOf(corner), triangleOf(other)}) {
         _error[t] = static_cast<float>(error);
         _isChanged[t] = 1;
     }

@@ -23,6 +23,8 @@ constexpr std::int32_t kBlockCells = 64;
 constexpr std::size_t kMostTriangles = 1u << 18;
 /// Cells along an edge of the blocks that slivers at seams are looked for in.
 constexpr std::int32_t kSliverCells = 16;
+/// Sides between a vertex that changed since it was tried and the furthest one that is looked at for it.
+constexpr int kRingsOfFresh = 2;
 constexpr double kShortEdge = 0.1; ///< of a cell
 constexpr double kBlockMargin = 1; ///< cells
 
@@ -66,46 +68,53 @@ private:
 class BlockLists {
 public:
     /// @param isWanted  by block; empty: all are. The other lists stay empty.
-    BlockLists(const SurfaceMesh& mesh, const Blocks& blocks, std::span<const std::uint8_t> isWanted)
-        : _blockOf(mesh.vertices.size()), _first(blocks.count() + 2, 0)
+    /// @param isNear    by vertex; triangles with all corners near are near. Empty: all are.
+    BlockLists(const SurfaceMesh& mesh, const Blocks& blocks, std::span<const std::uint8_t> isWanted,
+               std::span<const std::uint8_t> isNear)
+        : _blockOf(mesh.vertices.size()), _first(2 * blocks.count() + 2, 0)
     {
         for (std::size_t v = 0; v < mesh.vertices.size(); ++v) {
             _blockOf[v] = static_cast<std::uint32_t>(blocks.number(blocks.of(mesh.vertices[v])));
         }
         struct Place {
-            std::uint32_t block;
+            std::uint32_t list;
             std::uint32_t triangle;
         };
         std::vector<Place> places;
         places.reserve(isWanted.empty() ? mesh.triangles.size() : 0);
         forEachPlace(mesh, blocks, [&](std::size_t block, std::uint32_t triangle) {
             if (isWanted.empty() || isWanted[block] != 0) {
-                places.push_back({static_cast<std::uint32_t>(block), triangle});
-                ++_first[block + 2];
+                const Triangle& t = mesh.triangles[triangle];
+                const bool areNear = isNear.empty() || (isNear[t[0]] && isNear[t[1]] && isNear[t[2]]);
+                const std::size_t isFar = areNear ? 0 : 1;
+                places.push_back({static_cast<std::uint32_t>(2 * block + isFar), triangle});
+                ++_first[2 * block + isFar + 2];
             }
         });
         // A place ahead, so that they end where the next one's begin.
-        for (std::size_t b = 0; b < blocks.count(); ++b) {
-            _first[b + 1] += _first[b];
+        for (std::size_t list = 0; list < 2 * blocks.count(); ++list) {
+            _first[list + 1] += _first[list];
         }
         _triangles.resize(places.size());
         for (const Place& place : places) {
-            _triangles[_first[place.block + 1]++] = place.triangle;
+            _triangles[_first[place.list + 1]++] = place.triangle;
         }
     }
 
-    std::span<const std::uint32_t> of(std::size_t block) const
-    {
-        return {_triangles.data() + _first[block], _first[block + 1] - _first[block]};
-    }
+    std::span<const std::uint32_t> nearOf(std::size_t block) const { return list(2 * block); }
+    std::span<const std::uint32_t> farOf(std::size_t block) const { return list(2 * block + 1); }
     /// The block that a vertex lies in.
     std::size_t blockOf(std::uint32_t vertex) const { return _blockOf[vertex]; }
 
 private:
     std::vector<std::uint32_t> _blockOf; ///< by vertex
-    std::vector<std::size_t> _first;     ///< by block, in `_triangles`; two more
+    std::vector<std::size_t> _first;     ///< of near ones and others by block, in `_triangles`; two more
     std::vector<std::uint32_t> _triangles;
 
+    std::span<const std::uint32_t> list(std::size_t number) const
+    {
+        return {_triangles.data() + _first[number], _first[number + 1] - _first[number]};
+    }
     template <class Found>
     void forEachPlace(const SurfaceMesh& mesh, const Blocks& blocks, const Found& found) const
     {
@@ -135,6 +144,27 @@ private:
         }
     }
 };
+
+/// Whether a vertex is fresh or so few sides away from one that is; empty if all are. Beyond, nothing is left
+/// to be tried.
+std::vector<std::uint8_t> verticesNearFreshOnes(const ThinnedMesh& thinned)
+{
+    std::vector<std::uint8_t> isNear = thinned.isFresh;
+    if (std::find(isNear.begin(), isNear.end(), 0) == isNear.end()) {
+        return {};
+    }
+    std::vector<std::uint8_t> before;
+    for (int ring = 0; ring < kRingsOfFresh; ++ring) {
+        before = isNear;
+        for (const Triangle& t : thinned.mesh.triangles) {
+            const std::uint8_t any = before[t[0]] | before[t[1]] | before[t[2]];
+            for (const std::uint32_t v : t) {
+                isNear[v] |= any;
+            }
+        }
+    }
+    return isNear;
+}
 
 void dropTriangles(ThinnedMesh& thinned)
 {
@@ -166,16 +196,15 @@ public:
     /// if it was stopped.
     bool thin(const Blocks& blocks, std::span<const std::uint8_t> isWanted, std::size_t mostTriangles)
     {
-        const BlockLists lists(_thinned.mesh, blocks, isWanted);
+        const BlockLists lists(_thinned.mesh, blocks, isWanted, verticesNearFreshOnes(_thinned));
         std::atomic<std::size_t> next{0};
         const std::size_t workers = std::clamp<std::size_t>(blocks.count(), 1, _thinners.size());
         runTeam(workers, [&](std::size_t worker, std::size_t) {
             for (std::size_t b = next++; b < blocks.count() && !_isStopped; b = next++) {
-                const std::span<const std::uint32_t> triangles = lists.of(b);
-                if (triangles.size() > mostTriangles) {
+                if (lists.nearOf(b).size() + lists.farOf(b).size() > mostTriangles) {
                     _hasLeftOut = true;
-                } else if (!triangles.empty()) {
-                    _thinners[worker]->thin(triangles,
+                } else if (!lists.nearOf(b).empty()) {
+                    _thinners[worker]->thin(lists.nearOf(b), lists.farOf(b),
                                             [&](std::uint32_t v) { return lists.blockOf(v) == b; });
                 }
                 const double share = static_cast<double>(b) / static_cast<double>(blocks.count());

@@ -85,9 +85,16 @@ public:
 
     const Point& at(std::uint32_t vertex) const { return _vertices[vertex]; }
 
-    bool intersect(const Triangle& s, const Triangle& t, std::span<const std::uint32_t> shared) const
+    bool intersect(const Triangle& s, const Triangle& t) const
     {
-        switch (shared.size()) {
+        std::uint32_t shared[3];
+        std::size_t count = 0;
+        for (const std::uint32_t v : s) {
+            if (v == t[0] || v == t[1] || v == t[2]) {
+                shared[count++] = v;
+            }
+        }
+        switch (count) {
         case 0:
             return apart(s, t);
         case 1:
@@ -197,6 +204,7 @@ public:
 private:
     enum class Known : std::uint8_t { Nothing, Flat, Other };
     static constexpr std::size_t kMost = 16;
+    static_assert(kMost % Batch::size == 0);
     /// Normals lie within 60 degrees of their mean, far from where rounding matters.
     static constexpr double kLeastCosine = 0.5;
 
@@ -212,18 +220,37 @@ private:
         if (n < 3 || n > kMost) {
             return false;
         }
-        std::uint32_t after[kMost];
-        std::uint32_t before[kMost];
-        Point normals[kMost];
-        Point mean{};
+        // The corners after and before the vertex and their numbers; what fills the last batch says nothing.
+        alignas(64) double after[4][kMost];
+        alignas(64) double before[4][kMost];
         const Point& p = _vertices[vertex];
-        for (std::size_t i = 0; i < n; ++i) {
-            const std::uint32_t corner = _corners[_first[vertex] + i];
+        for (std::size_t i = 0; i < wholeBatches(n); ++i) {
+            const std::uint32_t corner = _corners[_first[vertex] + std::min(i, n - 1)];
             const Triangle& t = _triangles[corner / 3];
-            after[i] = t[(corner + 1) % 3];
-            before[i] = t[(corner + 2) % 3];
-            normals[i] = cross(_vertices[after[i]] - p, _vertices[before[i]] - p);
-            mean = mean + normals[i];
+            const std::uint32_t k = corner % 3;
+            const std::uint32_t a = t[k == 2 ? 0 : k + 1];
+            const std::uint32_t b = t[k == 0 ? 2 : k - 1];
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                after[axis][i] = _vertices[a][axis] - p[axis];
+                before[axis][i] = _vertices[b][axis] - p[axis];
+            }
+            after[3][i] = i < n ? a : -1.0;
+            before[3][i] = i < n ? b : -2.0;
+        }
+        const auto vectorAt = [](const double(&rows)[4][kMost], std::size_t first) {
+            return Tensor<3, Batch>{Batch::load(&rows[0][first]), Batch::load(&rows[1][first]),
+                                    Batch::load(&rows[2][first])};
+        };
+        alignas(64) double normals[3][kMost];
+        for (std::size_t first = 0; first < n; first += Batch::size) {
+            const Tensor<3, Batch> normal = cross(vectorAt(after, first), vectorAt(before, first));
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                normal[axis].store(&normals[axis][first]);
+            }
+        }
+        Point mean{};
+        for (std::size_t i = 0; i < n; ++i) {
+            mean = mean + Point{normals[0][i], normals[1][i], normals[2][i]};
         }
         const double ofMean = kLeastCosine * kLeastCosine * dot(mean, mean);
         if (!(ofMean > 0)) {
@@ -237,17 +264,32 @@ private:
         Point up{};
         up[least] = 1;
         up = cross(mean, up);
-        int turns = 0;
-        for (std::size_t i = 0; i < n; ++i) {
-            const double along = dot(normals[i], mean);
-            if (!(along > 0 && along * along > ofMean * dot(normals[i], normals[i])) ||
-                std::count(before, before + n, after[i]) != 1 ||
-                std::count(after, after + n, after[i]) != 1) {
+        const Tensor<3, Batch> along{mean[0], mean[1], mean[2]};
+        const Tensor<3, Batch> upwards{up[0], up[1], up[2]};
+        unsigned turning = 0;
+        for (std::size_t first = 0; first < n; first += Batch::size) {
+            const Tensor<3, Batch> normal{Batch::load(&normals[0][first]), Batch::load(&normals[1][first]),
+                                          Batch::load(&normals[2][first])};
+            const Batch share = dot(normal, along);
+            if (!all(share > 0.0 && share * share > dot(normal, normal) * ofMean)) {
                 return false;
             }
-            turns += dot(up, _vertices[after[i]] - p) < 0 && dot(up, _vertices[before[i]] - p) >= 0 ? 1 : 0;
+            turning |= bitsOf(dot(upwards, vectorAt(after, first)) < 0.0 &&
+                              dot(upwards, vectorAt(before, first)) >= 0.0)
+                       << first;
         }
-        return turns == 1;
+        unsigned begun = 0;
+        for (std::size_t i = 0; i < n; ++i) {
+            unsigned same = 0;
+            for (std::size_t first = 0; first < n; first += Batch::size) {
+                same |= bitsOf(Batch::load(&before[3][first]) == after[3][i]) << first;
+            }
+            if (!std::has_single_bit(same)) {
+                return false;
+            }
+            begun |= same;
+        }
+        return begun == (1u << n) - 1 && std::has_single_bit(turning & begun);
     }
 };
 
@@ -279,6 +321,53 @@ bool isDegenerate(std::span<const Point> vertices, const Triangle& t)
            clearAxis(vertices[t[0]], vertices[t[1]], vertices[t[2]]) == 3;
 }
 
+/// Lanes without a box are empty.
+struct alignas(64) EightBoxes {
+    std::array<double, kLanes> lower[3], upper[3];
+
+    EightBoxes()
+    {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            lower[axis].fill(HUGE_VAL);
+            upper[axis].fill(-HUGE_VAL);
+        }
+    }
+    void set(std::size_t lane, const Box& box)
+    {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            lower[axis][lane] = box.lower[axis];
+            upper[axis][lane] = box.upper[axis];
+        }
+    }
+    Box box(std::size_t lane) const
+    {
+        return {{lower[0][lane], lower[1][lane], lower[2][lane]},
+                {upper[0][lane], upper[1][lane], upper[2][lane]}};
+    }
+    Box all() const
+    {
+        Box all;
+        for (std::size_t lane = 0; lane < kLanes; ++lane) {
+            const Box one = box(lane);
+            all.add(one.lower, one.upper);
+        }
+        return all;
+    }
+    Lanes8 overlapping(const Box& other) const
+    {
+        Lanes8 lanes = 0;
+        for (std::size_t first = 0; first < kLanes; first += Batch::size) {
+            BatchMask meets(true);
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                meets = meets && Batch::load(&lower[axis][first]) <= other.upper[axis] &&
+                        Batch::load(&upper[axis][first]) >= other.lower[axis];
+            }
+            lanes |= bitsOf(meets) << first;
+        }
+        return lanes;
+    }
+};
+
 /// Boxes by eights, eight of these together and so on. What is near each other stands together: the boxes are
 /// in the order of the Morton codes of their middles.
 class BoxTree {
@@ -295,7 +384,7 @@ public:
         }
         std::vector<std::uint64_t> order = inOrder(items);
         _numbers.resize(items.size());
-        std::vector<Eight> eights((items.size() + kLanes - 1) / kLanes);
+        std::vector<EightBoxes> eights((items.size() + kLanes - 1) / kLanes);
         for (std::size_t i = 0; i < items.size(); ++i) {
             const Item& item = items[order[i] & kNumberBits];
             _numbers[i] = item.number;
@@ -303,8 +392,8 @@ public:
         }
         _levels.push_back(std::move(eights));
         while (_levels.back().size() > 1) {
-            const std::vector<Eight>& below = _levels.back();
-            std::vector<Eight> above((below.size() + kLanes - 1) / kLanes);
+            const std::vector<EightBoxes>& below = _levels.back();
+            std::vector<EightBoxes> above((below.size() + kLanes - 1) / kLanes);
             for (std::size_t i = 0; i < below.size(); ++i) {
                 above[i / kLanes].set(i % kLanes, below[i].all());
             }
@@ -312,104 +401,31 @@ public:
         }
     }
 
-    /// Calls found(number, number) for each pair of boxes that overlap, once, and goesOn(share of the boxes)
-    /// in between. False as soon as that is false.
-    template <class Found, class GoesOn>
-    bool forEachPair(const Found& found, const GoesOn& goesOn) const
+    std::size_t eightCount() const { return _levels.empty() ? 0 : _levels[0].size(); }
+    const EightBoxes& eight(std::size_t e) const { return _levels[0][e]; }
+    /// The numbers of the boxes of an eight, by lane.
+    std::span<const std::uint32_t> numbersOf(std::size_t e) const
     {
-        const std::size_t count = _levels.empty() ? 0 : _levels[0].size();
-        for (std::size_t e = 0; e < count; ++e) {
-            if (!goesOn(static_cast<double>(e) / static_cast<double>(count))) {
-                return false;
-            }
-            const Eight& eight = _levels[0][e];
-            const std::size_t size = std::min<std::size_t>(kLanes, _numbers.size() - kLanes * e);
-            forEachEight(eight.all(), e, [&](std::size_t other) {
-                for (std::size_t i = 0; i < size; ++i) {
-                    // Of its own eight each box meets those that follow.
-                    const Lanes8 following = other > e ? ~Lanes8{0} : ~Lanes8{0} << (i + 1);
-                    forEachLane(_levels[0][other].overlapping(eight.box(i)) & following, [&](int j) {
-                        found(_numbers[kLanes * e + i],
-                              _numbers[kLanes * other + static_cast<std::size_t>(j)]);
-                    });
-                }
-            });
-        }
-        return true;
+        return std::span(_numbers).subspan(kLanes * e,
+                                           std::min<std::size_t>(kLanes, _numbers.size() - kLanes * e));
     }
-
-    /// Calls found(number) for each box that overlaps one.
-    template <class Found>
-    void forEachOverlapping(const Box& box, const Found& found) const
-    {
-        if (_levels.empty()) {
-            return;
-        }
-        forEachEight(box, 0, [&](std::size_t e) {
-            forEachLane(_levels[0][e].overlapping(box),
-                        [&](int i) { found(_numbers[kLanes * e + static_cast<std::size_t>(i)]); });
-        });
-    }
-
-private:
-    /// Lanes without a box are empty.
-    struct alignas(64) Eight {
-        std::array<double, kLanes> lower[3], upper[3];
-
-        Eight()
-        {
-            for (std::size_t axis = 0; axis < 3; ++axis) {
-                lower[axis].fill(HUGE_VAL);
-                upper[axis].fill(-HUGE_VAL);
-            }
-        }
-        void set(std::size_t lane, const Box& box)
-        {
-            for (std::size_t axis = 0; axis < 3; ++axis) {
-                lower[axis][lane] = box.lower[axis];
-                upper[axis][lane] = box.upper[axis];
-            }
-        }
-        Box box(std::size_t lane) const
-        {
-            return {{lower[0][lane], lower[1][lane], lower[2][lane]},
-                    {upper[0][lane], upper[1][lane], upper[2][lane]}};
-        }
-        Box all() const
-        {
-            Box all;
-            for (std::size_t lane = 0; lane < kLanes; ++lane) {
-                const Box one = box(lane);
-                all.add(one.lower, one.upper);
-            }
-            return all;
-        }
-        Lanes8 overlapping(const Box& other) const
-        {
-            Lanes8 lanes = 0;
-            for (std::size_t first = 0; first < kLanes; first += Batch::size) {
-                BatchMask meets(true);
-                for (std::size_t axis = 0; axis < 3; ++axis) {
-                    meets = meets && Batch::load(&lower[axis][first]) <= other.upper[axis] &&
-                            Batch::load(&upper[axis][first]) >= other.lower[axis];
-                }
-                lanes |= bitsOf(meets) << first;
-            }
-            return lanes;
-        }
-    };
-    static constexpr std::uint64_t kNumberBits = 0xffffffff;
-
-    std::vector<std::uint32_t> _numbers; ///< of the boxes in their order
-    std::vector<std::vector<Eight>>
-        _levels; ///< lane i of eight e is around eight 8 e + i of the level before
 
     /// Calls found(e) for each eight of boxes, from `first` on, in whose box one lies.
     template <class Found>
     void forEachEight(const Box& box, std::size_t first, const Found& found) const
     {
-        forEachEightOf(_levels.size() - 1, 0, box, first, found);
+        if (!_levels.empty()) {
+            forEachEightOf(_levels.size() - 1, 0, box, first, found);
+        }
     }
+
+private:
+    static constexpr std::uint64_t kNumberBits = 0xffffffff;
+
+    std::vector<std::uint32_t> _numbers; ///< of the boxes in their order
+    std::vector<std::vector<EightBoxes>>
+        _levels; ///< lane i of eight e is around eight 8 e + i of the level before
+
     template <class Found>
     void forEachEightOf(std::size_t level, std::size_t e, const Box& box, std::size_t first,
                         const Found& found) const
@@ -451,6 +467,48 @@ private:
     }
 };
 
+/// The corners of the triangles of a tree at vertices with flat fans.
+class FlatCorners {
+public:
+    FlatCorners(const BoxTree& tree, std::span<const Triangle> triangles, FlatFans& fans)
+        : _eights(tree.eightCount())
+    {
+        for (std::size_t e = 0; e < _eights.size(); ++e) {
+            const std::span<const std::uint32_t> numbers = tree.numbersOf(e);
+            for (std::size_t k = 0; k < 3; ++k) {
+                for (std::size_t i = 0; i < kLanes; ++i) {
+                    const bool isFlat = i < numbers.size() && fans.isFlat(triangles[numbers[i]][k]);
+                    _eights[e].corners[k][i] = isFlat ? triangles[numbers[i]][k] : kNone;
+                }
+            }
+        }
+    }
+
+    /// The triangles of an eight that have such a vertex in common with another triangle.
+    Lanes8 sharedWith(const Triangle& triangle, std::size_t e) const
+    {
+        Lanes8 lanes = 0;
+        for (std::size_t first = 0; first < kLanes; first += Batch::size) {
+            BatchMask shares(false);
+            for (const std::array<double, kLanes>& corners : _eights[e].corners) {
+                const Batch numbers = Batch::load(&corners[first]);
+                for (const std::uint32_t v : triangle) {
+                    shares = shares || numbers == static_cast<double>(v);
+                }
+            }
+            lanes |= bitsOf(shares) << first;
+        }
+        return lanes;
+    }
+
+private:
+    static constexpr double kNone = -1;
+    struct alignas(64) Eight {
+        std::array<double, kLanes> corners[3];
+    };
+    std::vector<Eight> _eights;
+};
+
 } // namespace
 
 bool isDegenerate(const SurfaceMesh& mesh, const Triangle& t) { return isDegenerate(mesh.vertices, t); }
@@ -470,55 +528,62 @@ bool forEachIntersection(std::span<const Point> vertices, std::span<const Triang
     const BoxTree tree(items);
     const Intersections intersections(vertices);
     FlatFans fans(vertices, triangles);
-    const auto meet = [&](std::uint32_t first, std::uint32_t second) {
-        const Triangle& s = triangles[first];
-        const Triangle& t = triangles[second];
-        // Without branches that are mispredicted as often as not.
-        unsigned both = 0;
-        for (unsigned k = 0; k < 3; ++k) {
-            both |= (unsigned{s[k] == t[0]} | unsigned{s[k] == t[1]} | unsigned{s[k] == t[2]}) << k;
-        }
-        std::uint32_t shared[3];
-        std::size_t count = 0;
-        for (; both != 0; both &= both - 1) {
-            const std::uint32_t v = s[static_cast<std::size_t>(std::countr_zero(both))];
-            if (fans.isFlat(v)) {
-                return false;
-            }
-            shared[count++] = v;
-        }
-        return intersections.intersect(s, t, {shared, count});
-    };
+    const FlatCorners corners(tree, triangles, fans);
     const auto report = [&](std::uint32_t first, std::uint32_t second) {
-        if (meet(std::min(first, second), std::max(first, second))) {
-            found(std::min(first, second), std::max(first, second));
+        const std::uint32_t low = std::min(first, second);
+        const std::uint32_t high = std::max(first, second);
+        if (intersections.intersect(triangles[low], triangles[high]) &&
+            (wants(first) || !isDegenerate(vertices, triangles[first]))) {
+            found(low, high);
         }
+    };
+    // The boxes of an eight with those of the tree from an eight on; of its own each meets those that follow.
+    const auto compare = [&](const EightBoxes& eight, std::span<const std::uint32_t> numbers,
+                             std::size_t first, std::size_t own) {
+        tree.forEachEight(eight.all(), first, [&](std::size_t other) {
+            const EightBoxes& boxes = tree.eight(other);
+            for (std::size_t i = 0; i < numbers.size(); ++i) {
+                Lanes8 lanes = boxes.overlapping(eight.box(i));
+                lanes &= other == own ? ~Lanes8{0} << (i + 1) : ~Lanes8{0};
+                if (lanes != 0) {
+                    lanes &= ~corners.sharedWith(triangles[numbers[i]], other);
+                    forEachLane(lanes, [&](int j) {
+                        report(numbers[i], tree.numbersOf(other)[static_cast<std::size_t>(j)]);
+                    });
+                }
+            }
+        });
     };
     std::size_t asked = 0;
     const auto isGoingOn = [&](double share) {
         constexpr std::size_t kBetweenQuestions = 64;
         return asked++ % kBetweenQuestions != 0 || goesOn(keepGoing, share);
     };
-    const bool isDone = tree.forEachPair([&](std::uint32_t a, std::uint32_t b) { report(a, b); }, isGoingOn);
-    if (!isDone || isWanted.empty()) {
-        return isDone;
-    }
-    std::vector<std::uint32_t> overlapping;
-    for (std::uint32_t t = 0; t < triangles.size(); ++t) {
-        if (wants(t)) {
-            continue;
-        }
-        if (!isGoingOn(1.0)) {
+    for (std::size_t e = 0; e < tree.eightCount(); ++e) {
+        if (!isGoingOn(static_cast<double>(e) / static_cast<double>(tree.eightCount()))) {
             return false;
         }
-        overlapping.clear();
-        tree.forEachOverlapping(boxOf(vertices, triangles[t]),
-                                [&](std::uint32_t other) { overlapping.push_back(other); });
-        if (overlapping.empty() || isDegenerate(vertices, triangles[t])) {
-            continue;
+        compare(tree.eight(e), tree.numbersOf(e), e, e);
+    }
+    if (isWanted.empty()) {
+        return true;
+    }
+    // The others, as many at a time: neighbours in the mesh are near each other mostly.
+    std::vector<std::uint32_t> numbers;
+    for (std::uint32_t t = 0; t < triangles.size(); ++t) {
+        if (!wants(t)) {
+            numbers.push_back(t);
         }
-        for (const std::uint32_t other : overlapping) {
-            report(t, other);
+        if (numbers.size() == kLanes || (t + 1 == triangles.size() && !numbers.empty())) {
+            if (!isGoingOn(1.0)) {
+                return false;
+            }
+            EightBoxes eight;
+            for (std::size_t i = 0; i < numbers.size(); ++i) {
+                eight.set(i, boxOf(vertices, triangles[numbers[i]]));
+            }
+            compare(eight, numbers, 0, tree.eightCount());
+            numbers.clear();
         }
     }
     return true;

@@ -2,6 +2,7 @@
 #include "core/surface/thinned_shape.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace zrk::surface {
@@ -13,6 +14,18 @@ constexpr double kLeastSine = 0.05;
 /// A vertex moves by no less than this share of what its old triangles' planes say; what says more isn't
 /// looked at.
 constexpr double kLeastShare = 0.25;
+
+constexpr double kPlaces[] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11,
+                              12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23};
+
+Tensor<3, Batch> everywhere(const Point& p) { return {p[0], p[1], p[2]}; }
+
+/// As for single numbers.
+Batch leastSineSquared(Batch area, Batch a, Batch b, Batch c)
+{
+    const Batch product = maximum(maximum(a * b, b * c), c * a);
+    return select(product > 0.0, area / product, 0.0);
+}
 
 } // namespace
 
@@ -33,50 +46,55 @@ std::size_t BlockThinner::sweep(double flatness, double longest)
 
 bool BlockThinner::tryVertex(std::uint32_t v, double flatness, double longest)
 {
-    struct Candidate {
-        std::size_t target; ///< place in the ring
-        double key;
-    };
     if (!ringOf(v, _ring) || _ring.size() > kMostMoved) {
         return false;
     }
     const std::size_t n = _ring.size();
     Star& star = _star;
+    star.count = n;
     star.center = _position[v];
     star.error = 0;
-    Point normals[kMostMoved];
     for (std::size_t i = 0; i < n; ++i) {
-        star.around[i] = at(next(_ring[i]));
-        star.error = std::max(star.error, static_cast<double>(_error[_ring[i] / 3]));
-        normals[i] = _normal[_ring[i] / 3];
+        star.around.set(i, at(next(_ring[i])) - star.center);
+        star.normals.set(i, _normal[triangleOf(_ring[i])]);
+        star.error = std::max(star.error, static_cast<double>(_error[triangleOf(_ring[i])]));
     }
-    Candidate candidates[kMostMoved];
-    std::size_t count = 0;
-    for (std::size_t j = 0; j < n; ++j) {
-        const Point step = star.around[j] - star.center;
-        const double squared = dot(step, step);
-        if (squared > longest * longest || !_within[_corner[next(_ring[j])]]) {
+    for (std::size_t i = n; i <= wholeBatches(n); ++i) {
+        star.around.set(i, star.around.at(0));
+    }
+    alignas(64) double keys[Rows::kLength];
+    std::uint32_t candidates = 0;
+    for (std::size_t first = 0; first < n; first += Batch::size) {
+        const Tensor<3, Batch> step = star.around.load(first);
+        const Batch squared = dot(step, step);
+        Batch off = 0.0;
+        for (std::size_t i = 0; i < n; ++i) {
+            off = maximum(off, abs(dot(everywhere(star.normals.at(i)), step)));
+        }
+        (off * off + squared * 1e-6).store(&keys[first]);
+        const Batch error = minimum(off, sqrt(squared)) * kLeastShare + star.error;
+        candidates |= bitsOf(squared <= longest * longest && error <= flatness &&
+                             Batch::load(&kPlaces[first]) < static_cast<double>(n))
+                      << first;
+    }
+    bool isMeasured = false;
+    while (candidates != 0) {
+        std::size_t best = kMostMoved;
+        for (std::uint32_t left = candidates; left != 0; left &= left - 1) {
+            const auto place = static_cast<std::size_t>(std::countr_zero(left));
+            best = best == kMostMoved || keys[place] < keys[best] ? place : best;
+        }
+        candidates &= ~(1u << best);
+        if (!_within[_corner[next(_ring[best])]]) {
             continue;
         }
-        double off = 0;
-        for (std::size_t i = 0; i < n; ++i) {
-            off = std::max(off, std::abs(dot(normals[i], step)));
+        if (!isMeasured) {
+            measureStar();
+            isMeasured = true;
         }
-        if (star.error + kLeastShare * std::min(off, std::sqrt(squared)) <= flatness) {
-            candidates[count++] = {j, off * off + 1e-6 * squared};
-        }
-    }
-    if (count == 0) {
-        return false;
-    }
-    std::sort(candidates, candidates + count, [](const Candidate& a, const Candidate& b) {
-        return a.key != b.key ? a.key < b.key : a.target < b.target;
-    });
-    measureStar();
-    for (std::size_t i = 0; i < count; ++i) {
         double error = 0;
-        if (canMove(candidates[i].target, flatness, error)) {
-            move(v, candidates[i].target, error);
+        if (canMove(best, flatness, error)) {
+            move(v, best, error);
             return true;
         }
     }
@@ -86,23 +104,43 @@ bool BlockThinner::tryVertex(std::uint32_t v, double flatness, double longest)
 /// What all targets of a vertex are compared with.
 void BlockThinner::measureStar()
 {
-    const std::size_t n = _ring.size();
     Star& star = _star;
+    const std::size_t n = star.count;
+    for (std::size_t i = 0; i < n; ++i) {
+        star.firstNormals.set(i, _firstNormal[triangleOf(_ring[i])]);
+    }
+    Rows normals;
+    alignas(64) double sines[Rows::kLength];
+    for (std::size_t first = 0; first < n; first += Batch::size) {
+        const Tensor<3, Batch> a = star.around.load(first);
+        const Tensor<3, Batch> b = star.around.load(first + 1);
+        const Tensor<3, Batch> side = b - a;
+        const Tensor<3, Batch> normal = cross(a, b);
+        normals.store(first, normal);
+        const Batch across = dot(side, side);
+        across.store(&star.across[first]);
+        const Batch squared = dot(normal, normal);
+        const Batch sineSquared = leastSineSquared(squared, dot(a, a), dot(b, b), across);
+        sineSquared.store(&sines[first]);
+        const double small = _limits.shortEdge * _limits.shortEdge;
+        const BatchMask isSmall = sineSquared < kSineOfSliver * kSineOfSliver || squared < small * small;
+        select(isSmall, 1.0, 0.0).store(&star.isSmall[first]);
+    }
     star.leastSineSquared = 1;
     star.sum = {};
     for (std::size_t i = 0; i < n; ++i) {
-        const Point a = star.around[i] - star.center;
-        const Point b = star.around[(i + 1) % n] - star.center;
-        const Point side = b - a;
-        const Point normal = cross(a, b);
-        star.across[i] = dot(side, side);
-        const double squared = dot(normal, normal);
-        const double sineSquared = leastSineSquared(squared, dot(a, a), dot(b, b), star.across[i]);
-        const double small = _limits.shortEdge * _limits.shortEdge;
-        star.isSmall[i] = sineSquared < kSineOfSliver * kSineOfSliver || squared < small * small;
-        star.leastSineSquared = std::min(star.leastSineSquared, sineSquared);
-        star.sum = star.sum + normal;
+        star.leastSineSquared = std::min(star.leastSineSquared, sines[i]);
+        star.sum = star.sum + normals.at(i);
     }
+}
+
+/// How many places after the target each of the ring's is, from one on; negative behind the last.
+Batch BlockThinner::placesFrom(std::size_t target, std::size_t first) const
+{
+    const auto count = static_cast<double>(_star.count);
+    const Batch places = Batch::load(&kPlaces[first]);
+    const Batch after = places - static_cast<double>(target);
+    return select(places < count, select(after < 0.0, after + count, after), -1.0);
 }
 
 /// How far the new sides from a target lie off the old ones from the star's middle where they cross: beside
@@ -110,75 +148,97 @@ void BlockThinner::measureStar()
 /// @param seenIn  the triangle, counted from the target, that the middle is seen in; 0: none.
 double BlockThinner::gapOfSpokes(std::size_t target, std::size_t seenIn) const
 {
-    const std::size_t n = _ring.size();
-    const auto around = [&](std::size_t k) -> const Point& { return _star.around[(target + k) % n]; };
-    const Point& q = around(0);
-    const Point back = _star.center - q;
-    double gap = 0;
-    const auto compare = [&](std::size_t newSide, std::size_t oldSide) {
-        const Point between = cross(around(newSide) - q, around(oldSide) - _star.center);
-        const double squared = dot(between, between);
-        const double volume = dot(between, back);
-        if (volume * volume > gap * gap * squared) {
-            gap = std::abs(volume) / std::sqrt(squared);
-        }
-    };
-    // Sides on the one hand of the middle cross the old sides before them, those on the other the ones after.
-    for (std::size_t k = 2; k <= seenIn; ++k) {
-        for (std::size_t i = 1; i < k; ++i) {
-            compare(k, i);
-        }
-    }
-    for (std::size_t k = seenIn + 1; k + 1 < n; ++k) {
-        for (std::size_t i = k + 1; i < n; ++i) {
-            compare(k, i);
+    const std::size_t n = _star.count;
+    const Point q = _star.around.at(target);
+    const Tensor<3, Batch> back = everywhere(Point{} - q);
+    Batch squaredGap = 0.0;
+    for (std::size_t first = 0; first < n; first += Batch::size) {
+        const Batch places = placesFrom(target, first);
+        const Tensor<3, Batch> oldSides = _star.around.load(first);
+        // Sides on the one hand of the middle cross the old sides before them, those on the other the ones
+        // after.
+        for (std::size_t k = seenIn < 2 ? seenIn + 1 : 2; k + 1 < n; ++k) {
+            const Point newSide = _star.around.at(target + k < n ? target + k : target + k - n) - q;
+            const Tensor<3, Batch> between = cross(everywhere(newSide), oldSides);
+            const Batch volume = dot(between, back);
+            const auto side = static_cast<double>(k);
+            const BatchMask crosses = k <= seenIn ? places >= 1.0 && places < side : places > side;
+            const Batch squared = dot(between, between);
+            squaredGap =
+                maximum(squaredGap, select(crosses && squared > 0.0, volume * volume / squared, 0.0));
         }
     }
-    return gap;
+    double largest = 0;
+    for (std::size_t i = 0; i < Batch::size; ++i) {
+        largest = std::max(largest, squaredGap.lane(i));
+    }
+    return std::sqrt(largest);
 }
 
 /// Whether the vertex of the star, v, may move onto the vertex u at a place of its ring. `error` becomes the
 /// bound of the new triangles.
 bool BlockThinner::canMove(std::size_t target, double flatness, double& error)
 {
-    const std::size_t n = _ring.size();
+    Star& star = _star;
+    const std::size_t n = star.count;
     const std::uint32_t u = _corner[next(_ring[target])];
-    const Star& star = _star;
-    const Point& q = star.around[target];
-    const Point back = star.center - q;
+    const Point back = Point{} - star.around.at(target);
+    const Tensor<3, Batch> q = everywhere(star.around.at(target));
     double off = length(back);
     std::size_t seenIn = 0;
-    Point normals[kMostMoved];
-    double least = 1;
-    // All but the two triangles at the side from v to u, which vanish.
-    for (std::size_t k = 1; k + 1 < n; ++k) {
-        const std::size_t i = target + k < n ? target + k : target + k - n;
-        const std::uint32_t t = _ring[i] / 3;
-        const Point a = star.around[i] - q;
-        const Point b = star.around[i + 1 < n ? i + 1 : 0] - q;
-        Point& normal = normals[k];
-        normal = cross(a, b);
-        const double twiceArea = length(normal);
-        if (!(twiceArea > 0)) {
+    Rows normals;
+    alignas(64) double heights[Rows::kLength];
+    alignas(64) double sines[Rows::kLength];
+    std::uint32_t seen = 0;
+    for (std::size_t first = 0; first < n; first += Batch::size) {
+        // All but the two triangles at the side from v to u, which vanish.
+        const Batch places = placesFrom(target, first);
+        const BatchMask stays = places >= 1.0 && places < static_cast<double>(n - 1);
+        const Tensor<3, Batch> a = star.around.load(first) - q;
+        const Tensor<3, Batch> b = star.around.load(first + 1) - q;
+        Tensor<3, Batch> normal = cross(a, b);
+        const Batch twiceArea = sqrt(dot(normal, normal));
+        const BatchMask isSmall = Batch::load(&star.isSmall[first]) > 0.0;
+        const BatchMask turnsLittle =
+            dot(normal, star.normals.load(first)) >= twiceArea * kCosineAtOnce &&
+            dot(normal, star.firstNormals.load(first)) >= twiceArea * kCosineInABlock;
+        const BatchMask facesOut = dot(normal, everywhere(star.sum)) > 0.0;
+        const BatchMask isFit = twiceArea > 0.0 && ((isSmall && facesOut) || (!isSmall && turnsLittle));
+        if (any(stays && !isFit)) {
             return false;
         }
-        if (star.isSmall[i] ? !(dot(normal, star.sum) > 0)
-                            : dot(normal, _normal[t]) < kCosineAtOnce * twiceArea ||
-                                  dot(normal, _firstNormal[t]) < kCosineInABlock * twiceArea) {
-            return false;
-        }
-        least =
-            std::min(least, leastSineSquared(twiceArea * twiceArea, dot(a, a), dot(b, b), star.across[i]));
-        normal = normal * (1 / twiceArea);
+        select(
+            stays,
+            leastSineSquared(twiceArea * twiceArea, dot(a, a), dot(b, b), Batch::load(&star.across[first])),
+            1.0)
+            .store(&sines[first]);
+        normal = normal * (1.0 / twiceArea);
+        normals.store(first, normal);
         // The new surface lies across from v in the triangle that v is seen in from the target.
-        const double height = std::abs(dot(normal, back));
-        if (height < off && dot(cross(a, back), normal) >= 0 && dot(cross(back, b), normal) >= 0) {
-            off = height;
+        const Tensor<3, Batch> toMiddle = everywhere(back);
+        const Batch height = abs(dot(normal, toMiddle));
+        height.store(&heights[first]);
+        seen |= bitsOf(stays && height < off && dot(cross(a, toMiddle), normal) >= 0.0 &&
+                       dot(cross(toMiddle, b), normal) >= 0.0)
+                << first;
+    }
+    for (; seen != 0; seen &= seen - 1) {
+        const auto i = static_cast<std::size_t>(std::countr_zero(seen));
+        const std::size_t k = i < target ? i + n - target : i - target;
+        if (heights[i] < off || (heights[i] == off && k < seenIn)) {
+            off = heights[i];
             seenIn = k;
         }
     }
+    double least = 1;
+    for (std::size_t i = 0; i < n; ++i) {
+        least = std::min(least, sines[i]);
+    }
+    if (star.error + off > flatness || (least < kLeastSine * kLeastSine && least <= star.leastSineSquared)) {
+        return false;
+    }
     error = star.error + std::max(off, gapOfSpokes(target, seenIn));
-    if (error > flatness || (least < kLeastSine * kLeastSine && least <= star.leastSineSquared)) {
+    if (error > flatness) {
         return false;
     }
     // The link condition: the two have no common neighbours but the ends of the triangles that vanish.
@@ -205,9 +265,9 @@ bool BlockThinner::canMove(std::size_t target, double flatness, double& error)
     }
     for (std::size_t k = 1; k + 1 < n; ++k) {
         const std::size_t i = (target + k) % n;
-        _normal[_ring[i] / 3] = normals[k];
-        if (star.isSmall[i]) {
-            _firstNormal[_ring[i] / 3] = normals[k];
+        _normal[triangleOf(_ring[i])] = normals.at(i);
+        if (star.isSmall[i] != 0) {
+            _firstNormal[triangleOf(_ring[i])] = normals.at(i);
         }
     }
     return true;
@@ -233,12 +293,12 @@ void BlockThinner::move(std::uint32_t v, std::size_t target, double error)
     join(_opposite[below], _opposite[previous(below)]);
     for (const std::uint32_t c : _ring) {
         _corner[c] = u;
-        _error[c / 3] = static_cast<float>(error);
-        _isChanged[c / 3] = 1;
+        _error[triangleOf(c)] = static_cast<float>(error);
+        _isChanged[triangleOf(c)] = 1;
     }
-    for (const std::uint32_t dead : {above / 3, below / 3}) {
+    for (const std::uint32_t dead : {triangleOf(above), triangleOf(below)}) {
         for (std::size_t k = 0; k < 3; ++k) {
-            _corner[3 * dead + k] = kNone;
+            _corner[4 * dead + k] = kNone;
         }
     }
     _anyCorner[v] = kNone;

@@ -142,13 +142,16 @@ inline IntervalBatch abs(const IntervalBatch& x)
     return IntervalBatch::ordered(select(asItIs, x.lower, lower), select(asItIs, x.upper, upper));
 }
 
-inline IntervalBatch operator*(const IntervalBatch& a, const IntervalBatch& b)
+/// Inlined, so that squares are told from products when compiled and intervals stay in registers.
+[[gnu::always_inline]] inline IntervalBatch operator*(const IntervalBatch& a, const IntervalBatch& b)
 {
     if (&a == &b) {
-        const IntervalBatch magnitude = abs(a);
+        const Batch first = a.lower * a.lower;
+        const Batch second = a.upper * a.upper;
+        const BatchMask holdsZero = a.lower < 0.0 && a.upper > 0.0;
         return IntervalBatch::entireWhere(
             a.isEntire(),
-            IntervalBatch::ordered(magnitude.lower * magnitude.lower, magnitude.upper * magnitude.upper));
+            IntervalBatch::ordered(select(holdsZero, 0.0, minimum(first, second)), maximum(first, second)));
     }
     return hullOfCorners(a.lower * b.lower, a.lower * b.upper, a.upper * b.lower, a.upper * b.upper);
 }
@@ -228,6 +231,14 @@ inline IntervalBatch maximum(const IntervalBatch& a, const IntervalBatch& b)
 {
     return IntervalBatch::entireWhere(
         b.isEntire(), IntervalBatch::ordered(maximum(a.lower, b.lower), maximum(a.upper, b.upper)));
+}
+
+inline IntervalBatch maximum(const IntervalBatch& a, double k)
+{
+    if (k != k) {
+        return IntervalBatch(k);
+    }
+    return IntervalBatch::ordered(maximum(a.lower, k), maximum(a.upper, k));
 }
 
 inline IntervalBatch floor(const IntervalBatch& x)

@@ -20,6 +20,7 @@ namespace zrk {
 namespace {
 
 using Point = Tensor<3, double>;
+using Triangle = std::array<std::uint32_t, 3>;
 
 SurfaceMesh tetrahedron(const Point& at = {})
 {
@@ -188,13 +189,46 @@ TEST(MeshReport, CanBeFollowedAndStopped)
     }
 }
 
+using Pairs = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
+
+Pairs intersections(const std::vector<Point>& vertices, const std::vector<Triangle>& triangles,
+                    std::span<const std::uint8_t> isWanted)
+{
+    Pairs found;
+    surface::forEachIntersection(vertices, triangles, isWanted,
+                                 [&](std::uint32_t s, std::uint32_t t) { found.emplace_back(s, t); });
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+/// Compares what is found with all pairs, of which each stands alone.
+void expectAllPairs(const std::vector<Point>& vertices, const std::vector<Triangle>& triangles,
+                    std::span<const std::uint8_t> isWanted)
+{
+    Pairs all;
+    Pairs wanted;
+    for (std::uint32_t s = 0; s < triangles.size(); ++s) {
+        for (std::uint32_t t = s + 1; t < triangles.size(); ++t) {
+            if (!intersections(vertices, {triangles[s], triangles[t]}, {}).empty()) {
+                all.emplace_back(s, t);
+                if (isWanted[s] != 0 || isWanted[t] != 0) {
+                    wanted.emplace_back(s, t);
+                }
+            }
+        }
+    }
+    EXPECT_GT(all.size(), 40u);
+    EXPECT_EQ(intersections(vertices, triangles, {}), all);
+    EXPECT_EQ(intersections(vertices, triangles, isWanted), wanted);
+}
+
 // Fails where the search among boxes misses a pair or meets one twice, also where only some are asked for.
 TEST(SelfIntersections, AreThoseOfAllPairsOneByOne)
 {
     std::mt19937 random(5);
     std::uniform_real_distribution<double> place(0, 1);
     std::vector<Point> vertices;
-    std::vector<std::array<std::uint32_t, 3>> triangles;
+    std::vector<Triangle> triangles;
     std::vector<std::uint8_t> isWanted;
     for (std::uint32_t t = 0; t < 300; ++t) {
         const Point at{place(random), place(random), place(random)};
@@ -206,30 +240,52 @@ TEST(SelfIntersections, AreThoseOfAllPairsOneByOne)
         triangles.push_back({3 * t, 3 * t + 1, 3 * t + 2});
         isWanted.push_back(random() % 3 == 0);
     }
-    using Pairs = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
-    const auto pairs = [&](std::span<const std::uint8_t> wanted) {
-        Pairs found;
-        surface::forEachIntersection(vertices, triangles, wanted,
-                                     [&](std::uint32_t s, std::uint32_t t) { found.emplace_back(s, t); });
-        std::sort(found.begin(), found.end());
-        return found;
-    };
-    Pairs all;
-    Pairs wanted;
-    for (std::uint32_t s = 0; s < triangles.size(); ++s) {
-        for (std::uint32_t t = s + 1; t < triangles.size(); ++t) {
-            const std::array<std::array<std::uint32_t, 3>, 2> two{triangles[s], triangles[t]};
-            surface::forEachIntersection(vertices, two, {}, [&](std::uint32_t, std::uint32_t) {
-                all.emplace_back(s, t);
-                if (isWanted[s] != 0 || isWanted[t] != 0) {
-                    wanted.emplace_back(s, t);
-                }
-            });
+    expectAllPairs(vertices, triangles, isWanted);
+}
+
+// Fails where neighbours are taken for apart though the triangles around their vertex don't lie side by side.
+TEST(SelfIntersections, OfCrumpledSheetsAreThoseOfAllPairs)
+{
+    constexpr std::uint32_t kEdge = 13;
+    for (const double crumpled : {0.8, 1.0, 2.0}) {
+        SCOPED_TRACE(crumpled);
+        std::mt19937 random(7);
+        std::uniform_real_distribution<double> off(-crumpled, crumpled);
+        std::vector<Point> vertices;
+        for (std::uint32_t i = 0; i < kEdge * kEdge; ++i) {
+            vertices.push_back(Point{static_cast<double>(i % kEdge), static_cast<double>(i / kEdge), 0} +
+                               Point{off(random), off(random), off(random)});
         }
+        std::vector<Triangle> triangles;
+        std::vector<std::uint8_t> isWanted;
+        for (std::uint32_t i = 0; i + kEdge + 1 < kEdge * kEdge; ++i) {
+            if ((i + 1) % kEdge != 0) {
+                triangles.push_back({i, i + 1, i + kEdge + 1});
+                triangles.push_back({i, i + kEdge + 1, i + kEdge});
+                isWanted.insert(isWanted.end(), {random() % 3 == 0, random() % 3 == 0});
+            }
+        }
+        expectAllPairs(vertices, triangles, isWanted);
     }
-    EXPECT_GT(all.size(), 100u);
-    EXPECT_EQ(pairs({}), all);
-    EXPECT_EQ(pairs(isWanted), wanted);
+}
+
+// Seen along most half axes there is one triangle, as in a fan that is closed.
+TEST(SelfIntersections, OfAnOpenFanThatOverlapsItself)
+{
+    for (int start = 0; start < 12; ++start) {
+        SCOPED_TRACE(start);
+        std::vector<Point> vertices{{0, 0, 0}};
+        std::vector<Triangle> triangles;
+        for (std::uint32_t i = 0; i < 10; ++i) {
+            const double angle = 0.5 * start + 0.75 * i;
+            vertices.push_back({std::cos(angle), std::sin(angle), 0});
+            if (i > 0) {
+                triangles.push_back({0, i, i + 1});
+            }
+        }
+        const Pairs firstAndLast{{0, 8}};
+        EXPECT_EQ(intersections(vertices, triangles, {}), firstAndLast);
+    }
 }
 
 // Points that a rounded determinant can't tell from a plane.
