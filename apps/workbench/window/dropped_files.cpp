@@ -1,5 +1,7 @@
 #include "apps/workbench/window/dropped_files.h"
 
+#include "core/engine/prepared_field.h"
+
 #include <QUuid>
 
 #include <algorithm>
@@ -101,8 +103,12 @@ ReadFile readFile(const std::filesystem::path& path, const std::string& document
     } else {
         read.part = zrk::attempt(path.string(), [&] {
             const ZRKJson text = documentOf(pathFrom(document, path), read.kind, unit);
-            return GraphDocument::parse(text.dump(-1, ' ', false, ZRKJson::error_handler_t::replace),
-                                        document, read.warnings, load);
+            auto part = GraphDocument::parse(text.dump(-1, ' ', false, ZRKJson::error_handler_t::replace),
+                                             document, read.warnings, load);
+            if (part) {
+                (void)zrk::PreparedField(part->outputField({1, 0}).value().field); // has pictures converted
+            }
+            return part;
         });
     }
     return read;
