@@ -64,8 +64,17 @@ struct PasteSettings {
     double dx = 0; ///< what is added to the positions
     double dy = 0;
     zrk::ProgressMonitor* monitor = nullptr;
-    /// What `filesOfPaste` gave, loaded apart: what comes from files is taken from there. May be null.
-    const GraphDocument* read = nullptr;
+};
+
+/// A text that is to be pasted, as it was read apart from the document.
+struct PasteText {
+    ZRKJson fragment;
+    std::filesystem::path folder; ///< from which its paths start
+    /// What is taken over and not read again: nodes, and resources from files. May be null.
+    std::shared_ptr<GraphDocument> read{};
+    std::set<std::string> uuids{};   ///< of resources that there were
+    std::set<std::uint16_t> whole{}; ///< nodes of `read` that use none of these; others are what they import
+    DocumentWarnings warnings{};     ///< of what was read
 };
 
 struct Pasted {
@@ -194,9 +203,14 @@ public:
     /// Adds what a text that `copy` made, or any document, has, under new ids, and selects it. A resource
     /// whose uuid is taken is the one that is there where both are the same, and gets a new uuid otherwise.
     zrk::Result<Pasted> paste(const std::string& text, const PasteSettings& settings = {});
-    /// What pasting a text would read from files: a document to be loaded apart, such as on another thread,
-    /// and given in the settings then. None where nothing would be read.
-    std::optional<std::string> filesOfPaste(const std::string& text) const;
+    /// @{ The same in two parts: what `startPaste` gives reads the text, and files that it names, once and on
+    /// any thread, whatever becomes of the session; what it gives is added here.
+    using PasteReading = std::function<zrk::Result<PasteText>(zrk::ProgressMonitor* monitor)>;
+    PasteReading startPaste(std::string text) const;
+    zrk::Result<Pasted> paste(PasteText text, const PasteSettings& settings = {});
+    /// @}
+    /// Whether pasting a text reads files.
+    bool readsFiles(const std::string& text) const;
     /// Copies nodes within the document. Links from others to them are made again.
     zrk::Result<Pasted> duplicate(const std::vector<std::uint16_t>& nodes, double dx = 20, double dy = 20);
 
@@ -358,10 +372,14 @@ private:
     void tellOf(const std::vector<EditChange>& changes, const std::vector<HeldChange>& held, bool forward);
     void deliver();
 
-    using HeldByNode = std::map<std::uint16_t, ZRKHeldData>;
+    /// What is known of nodes that are to be inserted, by their ids.
+    struct ReadNodes {
+        std::map<std::uint16_t, ZRKHeldData> imported{};                    ///< isn't read again
+        std::map<std::uint16_t, std::shared_ptr<ZRKGraphObject>> objects{}; ///< are whole
+    };
     zrk::Result<std::vector<std::uint16_t>> insertNodes(ZRKJson entries, DocumentWarnings& warnings,
                                                         zrk::ProgressMonitor* monitor,
-                                                        const HeldByNode& imported = {});
+                                                        const ReadNodes& known);
     void insertNode(ZRKJson entry, std::shared_ptr<ZRKGraphObject> object);
     void eraseLink(Pin_handle input);
     ZRKLinkResult connect(Pin_handle output, Pin_handle input);
@@ -376,10 +394,10 @@ private:
     zrk::Result<void> replaceOne(const ZRKJson& entry, DocumentWarnings* warnings,
                                  zrk::ProgressMonitor* monitor);
     zrk::Result<ZRKJson> fragment(const std::vector<std::uint16_t>& nodes) const;
-    zrk::Result<Pasted> pasteFragment(ZRKJson fragment, const PasteSettings& settings,
-                                      const HeldByNode& imported);
-    zrk::Result<void> pasteResources(ZRKJson& fragment, DocumentWarnings& warnings,
-                                     const PasteSettings& settings);
+    zrk::Result<Pasted> pasteFragment(PasteText text, const PasteSettings& settings, const ReadNodes& read);
+    zrk::Result<void> pasteResources(PasteText& text, DocumentWarnings& warnings,
+                                     zrk::ProgressMonitor* monitor);
+    ReadNodes takeRead(const PasteText& text) const;
     bool hasResource(const ZRKJson& entry) const;
     std::size_t linkFromOutside(const ZRKJson& links, const std::map<int, int>& newIds);
     std::string userOf(const std::string& uuid) const;

@@ -68,14 +68,12 @@ public:
     void onWireHovered(std::function<void(std::optional<zrkmodel::PinAddress>)> listener);
     /// Shows names and values beside the wire that the pointer rests on.
     void showWireInfo(const std::vector<std::pair<QString, QString>>& rows);
-    /// Reads what a paste takes from files, apart, and calls `paste` with it; without one, pasting waits for
-    /// it.
-    void onPasteReads(
-        std::function<void(const std::string& files, std::function<void(zrkmodel::GraphDocument)> paste)>
-            reader)
-    {
-        _pasteReader = std::move(reader);
-    }
+    /// What is pasted, once it is read: warnings of it, or why it can't be read.
+    using Paste = std::function<zrk::Result<zrkmodel::DocumentWarnings>()>;
+    /// Does `read` on another thread and then `paste` on this one. Is asked for what is large or reads files;
+    /// without one, pasting waits for that.
+    using PasteReader = std::function<void(std::function<void(zrk::ProgressMonitor&)> read, Paste paste)>;
+    void onPasteReads(PasteReader reader) { _pasteReader = std::move(reader); }
     /// The listener is told of what can't be done, and of what was done unasked.
     void onSaid(std::function<void(const QString& text, bool isProblem)> listener);
 
@@ -298,7 +296,7 @@ private:
     std::function<void(zrkmodel::PinAddress)> _viewWanted;
     std::function<void(std::optional<zrkmodel::PinAddress>)> _wireHovered;
     std::function<void(const QString&, bool)> _said;
-    std::function<void(const std::string&, std::function<void(zrkmodel::GraphDocument)>)> _pasteReader;
+    PasteReader _pasteReader;
 
     // The scene (canvas.cpp)
     bool showsThumbnail(std::uint16_t id) const;
@@ -379,8 +377,8 @@ private:
     void updateActions();
     void copySelection();
     void paste();
-    void addPasted(const std::string& text, const zrkmodel::ZRKJson& fragment, QPointF shift,
-                   const zrkmodel::GraphDocument* read);
+    zrkmodel::DocumentWarnings addPasted(zrkmodel::PasteText text, std::optional<QPointF> pointer);
+    QPointF pasteShift(const zrkmodel::ZRKJson& fragment, std::optional<QPointF> pointer);
     void duplicate();
     void removeSelection(bool reconnects);
     void bypassSelection();

@@ -238,6 +238,47 @@ TEST_F(WindowReading, WhatIsPastedGoesToNoOtherDocument)
     QGuiApplication::clipboard()->clear(); // other tests share it
 }
 
+TEST_F(WindowReading, LargePastesAreReadApart)
+{
+    const auto put = [](const std::string& text) {
+        QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+    };
+    ZRKJson fragment = ZRKJson::parse(R"({"zrkGraph": 1, "nodes": [
+        {"id": 1, "type": "Gyroid"}, {"id": 2, "type": "Multipole UVW", "values": {"poles": []}}],
+        "links": [{"from": [2, 0], "to": [1, 0]}]})");
+    for (int i = 0; i < 2000; ++i) {
+        fragment["nodes"][1]["values"]["poles"].push_back({{"strength", i}, {"point", {i, 0, 0}}});
+    }
+    Window window;
+    open(window, path("images.zrk.json"));
+    const auto& nodes = window.document()->graph()->nodes();
+    put(fragment.dump());
+    window.canvas().action("paste")->trigger();
+    EXPECT_EQ(nodes.size(), 3u) << "nothing waits for it";
+    ASSERT_TRUE(window.session()->setValue(3, "radius", 0.75));
+    ASSERT_TRUE(waitFor([&] { return nodes.size() == 5; }));
+    EXPECT_EQ(window.session()->history().doneCount(), 2u) << "one step";
+    EXPECT_EQ(window.session()->selection().size(), 2u);
+    EXPECT_NE(window.document()->toText().find(R"({"strength":1999.0,)"), std::string::npos);
+
+    const HeldReading disk;
+    zrkui::ZRKApp::ui().readFiles(disk.reading("before"), &window); // the paste waits behind it
+    window.canvas().action("paste")->trigger();
+    ASSERT_TRUE(press(window, "Stop"));
+    settle(window);
+    EXPECT_EQ(nodes.size(), 5u);
+
+    put(ZRKJson{{"text", std::string(100000, 'x')}}.dump());
+    window.canvas().action("paste")->trigger();
+    EXPECT_TRUE(waitFor([&] { return window.message().find("has no nodes") != std::string::npos; }));
+    fragment["nodes"][0]["type"] = "Gyroids";
+    put(fragment.dump());
+    window.canvas().action("paste")->trigger();
+    EXPECT_TRUE(waitFor([&] { return window.message().find("did you mean") != std::string::npos; }));
+    EXPECT_EQ(window.session()->history().doneCount(), 2u);
+    QGuiApplication::clipboard()->clear(); // other tests share it
+}
+
 TEST_F(WindowReading, ANodeHasABadgeWhileItsPanelReads)
 {
     Window window;
