@@ -7,6 +7,7 @@
 #include "host/editing/edit_session.h"
 
 #include <QAction>
+#include <QElapsedTimer>
 #include <QGraphicsView>
 #include <QImage>
 #include <QList>
@@ -173,6 +174,7 @@ private:
         QPoint at{};
         QPoint last{};
         QPointF scene{};
+        Qt::KeyboardModifiers keys{}; ///< as the pointer moved last
         bool isMoved = false;
         Hit hit{};
         std::map<std::uint16_t, QPointF> origins{}; ///< of nodes that are dragged
@@ -257,7 +259,10 @@ private:
     QTimer* _refineTimer;    ///< draws a part after the other
     QTimer* _thumbnailTimer; ///< gathers changes of what is seen
     QTimer* _infoTimer;      ///< the pointer rests on a wire
-    QTimer* _badgeTimer;     ///< badges that are yet to be shown
+    QTimer* _edgeTimer;      ///< something is dragged near an edge
+    QElapsedTimer _edgeClock;
+    QPointF _edgeRest;   ///< parts of pixels that are yet to be panned
+    QTimer* _badgeTimer; ///< badges that are yet to be shown
     QVariantAnimation* _fitAnimation;
     QVariantAnimation* _hoverAnimation;
     QVariantAnimation* _springAnimation;
@@ -347,6 +352,10 @@ private:
     void setHoveredWire(WireItem* wire);
     void tellHoveredWire();
     QString tipAt(const QPoint& place);
+    void dragTo(const QPoint& place);
+    bool isDragging() const;
+    QPointF edgeSpeed() const;
+    void panAtEdge();
     void beginMove();
     void dragNodes(const QPointF& scene, Qt::KeyboardModifiers modifiers);
     void endMove(Qt::KeyboardModifiers modifiers);
