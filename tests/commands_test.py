@@ -337,6 +337,22 @@ class Watch(ZrkTest):
         self.refused(2, "watch", "-", "-o", self.picture, contains=["standard input"])
         self.refused(2, "watch", document, "-o", self.picture, "--solid", "--axis", "x")
 
+    def test_ends_where_the_target_is_a_file_of_the_document(self):
+        shutil.copy(ROOT / "examples/pictures/gear.png", self.picture)
+        before = self.picture.read_bytes()
+        reads = graph([SPHERE], output=(1, 0), resources=[{"uuid": "a", "kind": "image2d", "path": "out/p.png"}])
+        for options in ([], ["--solid"]):
+            self.refused(2, "watch", self.put(reads), "-o", self.picture, *options,
+                         contains=["p.png", "read from", "give it another name"])
+        self.assertEqual(self.picture.read_bytes(), before)
+        # So it does where another save makes it one.
+        document = self.put(graph([SPHERE], output=(1, 0)))
+        process = self.start(document)
+        drawn = self.picture_after(before)
+        self.put(reads)
+        self.assertEqual(process.wait(20 * PATIENCE), 2)
+        self.assertEqual(self.picture.read_bytes(), drawn)
+
 
 class Targets(ZrkTest):
     def test_are_none_of_the_files_that_the_document_is_read_from(self):
