@@ -411,7 +411,13 @@ class Inputs(ZrkTest):
                 self.refused(2, *arguments, contains=["read", "give it another name"])
         after = {file: file.read_bytes() for file in self.folder.glob("**/*") if file.is_file()}
         self.assertEqual(after, before)
-        self.succeed("edit", path, "1.radius=0.4")  # the document itself takes on its new values
+        # The document itself takes on its new values, which is told.
+        self.assertEqual(self.succeed("edit", path, "1.radius=0.4").err, f"{path}: written; 1 value set\n")
+        answer = self.succeed("edit", path, "1.radius=0.4", "1.center=[0,0,1]", "-o", self.folder / "b.json")
+        self.assertEqual(answer.err, f"{self.folder / 'b.json'}: written; 2 values set\n")
+        self.assertEqual(answer.out, b"" if isinstance(answer.out, bytes) else "")
+        for options in (["--quiet"], ["-o", "-"]):
+            self.assertEqual(self.succeed("edit", path, "1.radius=0.4", *options).err, "")
         mesh = self.folder / "mesh"
         mesh.write_text("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")
         self.refused(2, "surface", mesh, "--report", mesh, contains=["mesh", "read from"])
