@@ -64,6 +64,18 @@ void warnOfUndefined(const SurfaceTask& task, std::uint64_t samples,
     }
 }
 
+/// The surface, unless it is too large for a format.
+zrk::SurfaceMesh estimated(const SurfaceTask& task, zrk::PartFormat format, const StageRunner& runStage,
+                           const std::function<void(const zrk::Fault&)>& warn)
+{
+    runStage("estimating", [&](zrk::ProgressMonitor& monitor) {
+        checkSurfaceSize(task.field, task.settings, format, monitor);
+    });
+    zrk::SurfaceMesh mesh = extracted(task, runStage);
+    warnOfUndefined(task, mesh.undefinedSamples, warn);
+    return mesh;
+}
+
 /// The pieces of some layers in files beside a target, their corners as numbers of 32 bits.
 class Spilling {
 public:
@@ -189,6 +201,12 @@ zrk::Result<void> checkSurfaceFormat(const std::string& file, zrk::PartFormat fo
     return {};
 }
 
+zrk::Result<zrk::SurfaceMesh> makeSurface(const SurfaceTask& task, const StageRunner& runStage,
+                                          const std::function<void(const zrk::Fault&)>& warn)
+{
+    return zrk::attempt(task.place, [&] { return estimated(task, zrk::PartFormat::Ply, runStage, warn); });
+}
+
 zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const SurfaceTask& task,
                                            const StageRunner& runStage,
                                            const std::function<void(const zrk::Fault&)>& warn)
@@ -198,11 +216,7 @@ zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const Surfac
         zrk::valueOrThrow(checkSurfaceFormat(file, format, task.colors.has_value(), task.settings.isOpen));
         // Before the work, which may be long.
         zrk::AtomicFile target = zrk::valueOrThrow(zrk::AtomicFile::create(file));
-        runStage("estimating", [&](zrk::ProgressMonitor& monitor) {
-            checkSurfaceSize(task.field, task.settings, format, monitor);
-        });
-        zrk::SurfaceMesh mesh = extracted(task, runStage);
-        warnOfUndefined(task, mesh.undefinedSamples, warn);
+        zrk::SurfaceMesh mesh = estimated(task, format, runStage, warn);
         std::vector<zrk::VertexColor> colors;
         if (task.colors) {
             colors.reserve(mesh.vertices.size());

@@ -39,6 +39,11 @@ struct SurfaceTask {
 ZRK_API zrk::Result<void> checkSurfaceFormat(const std::string& file, zrk::PartFormat format, bool hasColors,
                                              bool isOpen);
 
+/// Extracts a surface as writeSurface() does and writes nothing: to report on it. Its stages are "estimating"
+/// and "surface", its faults those of writeSurface().
+ZRK_API zrk::Result<zrk::SurfaceMesh> makeSurface(const SurfaceTask& task, const StageRunner& runStage,
+                                                  const std::function<void(const zrk::Fault&)>& warn = {});
+
 /// Extracts a surface, writes it in the format of the file's name, and returns it. Its stages are
 /// "estimating", "surface", "colours" where there are any, and "writing". After a fault a file that was there
 /// stays as it was: BadInput for a name or a format that can't be used, FailedWork where there is no surface,

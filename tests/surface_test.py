@@ -218,6 +218,25 @@ class Reports(SurfaceTest):
         self.assertRegex(text, r"clean +yes")
         self.assertRegex(text, r"volume +4\.1\d+ mm\^3")
 
+    def test_alone_as_with_a_mesh(self):
+        path = self.sphere(unit="mm")
+        for options in ([], ["--sharp", "--adaptive", "0.01"]):
+            alone = self.succeed("surface", path, "--resolution", 16, "--report", *options)
+            self.assertEqual(self.files(), ["ball.zrk.json"])
+            mesh = self.succeed("surface", path, "-o", self.folder / "a.ply", "--resolution", 16, "--report", *options)
+            self.assertEqual(alone.out, mesh.out.replace(str(self.folder / "a.ply"), str(path)))
+            (self.folder / "a.ply").unlink()
+        report = self.report("--resolution", 16, path)  # the word after --report comes last
+        self.assertEqual(report["unit"], "mm")
+        self.assertEqual(self.report(path, "--unit", "cm", "--resolution", 16)["unit"], "cm")
+        self.succeed("surface", path, "--resolution", 16, "--report", self.folder / "r.json")
+        self.assertEqual(json.loads((self.folder / "r.json").read_text()), report)
+        self.assertIn("clean", self.succeed("surface", "-", "--resolution", 16, "--report", stdin=path.read_bytes()).out)
+        empty = self.put(graph([{**SPHERE, "values": {"radius": -9}}], output=(1, 0)))
+        self.refused(1, "surface", empty, "--report")
+        self.refused(2, "surface", path, "--report", "--color", "1:0", contains=["--color", "-o FILE"])
+        self.refused(2, "surface", path, "--report", "--shard", "1/2", contains=["-o"])
+
     def test_written_beside_the_mesh(self):
         out = ["-o", self.folder / "a.stl", "--resolution", 8]
         for name, options, begins in (("r.json", [], "{"), ("r.txt", [], str(self.folder / "a.stl")),

@@ -52,7 +52,8 @@ struct SurfaceOptions : SolidOptions {
     /// Whether the word in the document's place names a mesh: then the command only reports on it.
     bool isAboutMesh() const
     {
-        return isMesh(document) || (wantsReport && file.empty() && !document.ends_with(".json"));
+        return isMesh(document) ||
+               (wantsReport && file.empty() && !document.ends_with(".json") && document != "-");
     }
     /// Whether a name is that of a mesh, be it one that can be read or one that is only written.
     static bool isMesh(const std::string& name)
@@ -108,9 +109,10 @@ void SurfaceOptions::settle()
                                "name it for example report.txt or report.json"});
     }
     json = json || std::filesystem::path(reportFile).extension() == ".json";
-    if (!isAboutMesh() && file.empty()) {
-        throw zrk::FaultError(
-            {"surface", "no file to write", "-o FILE", "name the mesh to write, e.g. -o part.3mf"});
+    if (!isAboutMesh() && file.empty() && (!wantsReport || !color.empty())) {
+        throw zrk::FaultError({color.empty() ? "surface" : "--color", "no file to write",
+                               color.empty() ? "-o FILE, or --report alone" : "-o FILE",
+                               "name the mesh to write, e.g. -o part.3mf"});
     }
     if (!isAboutMesh()) {
         checkShard();
@@ -166,14 +168,16 @@ public:
     explicit SurfaceRun(const SurfaceOptions& options)
         : _options(options),
           // Tiles hold what the formats with most do.
-          _format(writesTiles(options.shard) ? zrk::PartFormat::Ply
-                                             : zrk::valueOrThrow(zrk::partFormat(options.file))),
+          _format(writesTiles(options.shard) || options.file.empty()
+                      ? zrk::PartFormat::Ply
+                      : zrk::valueOrThrow(zrk::partFormat(options.file))),
           _job(options, &_files),
           _task(task())
     {
-        _job.checkTarget(_options.file);
-        if (!_options.reportFile.empty()) {
-            _job.checkTarget(_options.reportFile);
+        for (const std::string& file : {_options.file, _options.reportFile}) {
+            if (!file.empty()) {
+                _job.checkTarget(file);
+            }
         }
         zrk::valueOrThrow(
             zrkmodel::checkSurfaceFormat(_options.file, _format, _task.colors.has_value(), _options.isOpen));
@@ -182,7 +186,9 @@ public:
 
     void run()
     {
-        if (writesTiles(_options.shard)) {
+        if (_options.file.empty()) {
+            report(zrk::valueOrThrow(zrkmodel::makeSurface(_task, stages(), warn())));
+        } else if (writesTiles(_options.shard)) {
             runTiles();
         } else if (!_options.wantsReport && zrkmodel::isWrittenInPieces(_task.settings, _format)) {
             tellOf(zrk::valueOrThrow(zrkmodel::writeSurfaceInPieces(_options.file, _task, stages(), warn())));
@@ -315,7 +321,8 @@ private:
         const bool quiet = _options.quiet;
         printReport(
             _options, endingAtInterrupt([&] {
-                PrintedReport report{_options.file, unit, reportOn(mesh, quiet)};
+                PrintedReport report{_options.file.empty() ? _options.document : _options.file, unit,
+                                     reportOn(mesh, quiet)};
                 report.distance = withProgress("distances", quiet, [&](ProgressBar& bar) {
                     return zrk::distanceError(mesh, _task.field, _task.settings, zrk::followedBy(&bar));
                 });
@@ -380,7 +387,8 @@ void addOptions(CLI::App& command, SurfaceOptions& options)
                        "unit that the file names: m, cm, mm, um, inch or ft; without it the document's. "
                        "Nothing is rescaled");
     auto* report = command.add_option("--report", options.reportFile,
-                                      "report on the mesh: printed, or written to the file named");
+                                      "report on the mesh: printed, or written to the file named; without -o "
+                                      "no mesh is written");
     report->expected(0, 1);
     command.add_flag("--json", options.json, "report as JSON, as it is for a file named .json")
         ->needs(report);
