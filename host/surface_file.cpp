@@ -2,6 +2,7 @@
 
 #include "core/engine/keep_going.h"
 #include "core/engine/progress.h"
+#include "core/picture/paint_scale.h"
 #include "formats/atomic_file.h"
 #include "formats/spilled_mesh.h"
 #include "host/field_remarks.h"
@@ -152,12 +153,34 @@ private:
     }
 };
 
+/// The values at the ends of the colours, where these are values.
+/// @param keepsGoing  asked now and then.
+std::optional<zrk::Interval<double>> rangeOfColors(const SurfaceTask& task,
+                                                   std::span<const zrk::Tensor<3, double>> vertices,
+                                                   const std::function<bool()>& keepsGoing)
+{
+    if (task.colors->componentCount() != 1) {
+        return std::nullopt;
+    }
+    const zrk::Interval<double> range =
+        task.colorRange ? *task.colorRange : zrk::finiteRange(*task.colors, vertices, keepsGoing);
+    if (task.tellRange) {
+        task.tellRange(range);
+    }
+    return range;
+}
+
 /// Adds the colours of a mesh's vertices to it.
 void spillColors(const SurfaceTask& task, zrk::SpilledMesh& mesh, const StageRunner& runStage)
 {
     if (task.colors) {
         runStage("colours", [&](zrk::ProgressMonitor& monitor) {
-            forVertexColors(*task.colors, mesh.mesh().vertices, monitor,
+            const auto& vertices = mesh.mesh().vertices;
+            const auto range = rangeOfColors(task, vertices, [&] {
+                mesh.dropPages();
+                return !monitor.interruptRequested();
+            });
+            forVertexColors(*task.colors, range, vertices, monitor,
                             [&](std::span<const zrk::VertexColor> colors) {
                                 mesh.dropPages();
                                 return mesh.add(colors);
@@ -221,7 +244,9 @@ zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const Surfac
         if (task.colors) {
             colors.reserve(mesh.vertices.size());
             runStage("colours", [&](zrk::ProgressMonitor& monitor) {
-                forVertexColors(*task.colors, mesh.vertices, monitor,
+                const auto range =
+                    rangeOfColors(task, mesh.vertices, [&] { return !monitor.interruptRequested(); });
+                forVertexColors(*task.colors, range, mesh.vertices, monitor,
                                 [&](std::span<const zrk::VertexColor> more) {
                                     colors.insert(colors.end(), more.begin(), more.end());
                                     return true;
