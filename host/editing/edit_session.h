@@ -100,8 +100,8 @@ struct Pasted {
 ///
 /// *Listeners* are told in order once an operation is whole. One may call the session again: the operation is
 /// done at once, as a step of its own, and what it tells follows to everyone when what is being told is told.
-/// While an operation or an undo is under way, as in a listener of a component, undo, redo, save, reload and
-/// recover are refused; within an undo every operation is. What such a listener changes on components then
+/// While an operation or an undo is under way, as in a listener of a component, undo, redo, save and recover
+/// are refused; within an undo every operation is. What such a listener changes on components then
 /// belongs to the operation, or after an undo is a step of its own.
 ///
 /// Used on one thread, that of the interface.
@@ -183,10 +183,8 @@ public:
                                          zrk::ProgressMonitor* monitor = nullptr);
     /// Refused while a node or a group uses the resource.
     zrk::Result<void> removeResource(const std::string& uuid);
-    /// Puts another resource under the same uuid; all who use it have the new one then.
-    zrk::Result<void> replaceResource(const std::string& uuid, ZRKJson entry,
-                                      DocumentWarnings* warnings = nullptr,
-                                      zrk::ProgressMonitor* monitor = nullptr);
+    /// Removes all resources that nobody uses; returns how many.
+    zrk::Result<std::size_t> removeUnusedResources();
     /// Sets a member of the context, such as "unit" or "modelBounds", or removes it. The nodes are told as of
     /// a change upstream.
     zrk::Result<void> setContext(const std::string& key, std::optional<ZRKJson> value);
@@ -246,22 +244,18 @@ public:
     zrk::Result<void> save(const std::string& path = "", bool overwrites = false);
     /// @{ The same in three parts: what is to be written is taken here, `PendingSave::write` may run on
     /// another thread while editing goes on, and what became of it is told here. What was changed in between
-    /// stays unsaved. Until then nothing else can be saved, reloaded or recovered, and no recovery file
+    /// stays unsaved. Until then nothing else can be saved or recovered, and no recovery file
     /// is written. Refused within an operation; see `isBusy`.
     zrk::Result<PendingSave> startSaving(const std::string& path = "", bool overwrites = false);
     zrk::Result<void> finishSaving(const PendingSave& saved);
     /// @}
     /// An operation or an undo is under way.
     bool isBusy() const { return _isApplying || !_marks.empty(); }
-    /// Whether another program has changed the file, or removed it. It may have to be read for that.
-    FileState fileState() { return _file.state(_path); }
-    /// @{ The same on another thread: with a copy of what is known of the file, which is given back then.
+    /// @{ What is known of the file. On another thread a copy tells whether another program has changed it,
+    /// or removed it, for which it may have to be read; the copy is given back then.
     const FileWatch& file() const { return _file; }
     void setFile(const FileWatch& file) { _file = file; }
     /// @}
-    /// Reads the file again and forgets the history. Refused where there are unsaved changes, unless
-    /// `discards`.
-    zrk::Result<void> reload(DocumentWarnings& warnings, bool discards = false);
 
     /// To be called now and then, with the clock's time: writes the recovery file when it is due. While a
     /// recovery is offered, nothing is written. A file that can't be written is tried again as long after.
@@ -391,8 +385,6 @@ private:
                         std::shared_ptr<ZRKSerializableObject> object);
     void eraseResource(std::size_t index);
     void addResource(const ZRKJson& entry, std::shared_ptr<ZRKSerializableObject> object);
-    zrk::Result<void> replaceOne(const ZRKJson& entry, DocumentWarnings* warnings,
-                                 zrk::ProgressMonitor* monitor);
     zrk::Result<ZRKJson> fragment(const std::vector<std::uint16_t>& nodes) const;
     zrk::Result<Pasted> pasteFragment(PasteText text, const PasteSettings& settings, const ReadNodes& read);
     zrk::Result<void> pasteResources(PasteText& text, DocumentWarnings& warnings,

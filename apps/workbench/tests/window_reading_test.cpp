@@ -177,6 +177,28 @@ TEST_F(WindowReading, PanelsTakeImagesWhileEditingGoesOn)
     }
 }
 
+TEST_F(WindowReading, ImagesThatNobodyUsesAnyMoreCanBeRemoved)
+{
+    Window window;
+    open(window, path("images.zrk.json"));
+    QAction* const remove = window.command("Remove unused resources");
+    ASSERT_NE(remove, nullptr);
+    ask(window, 1, "ring.png");
+    ask(window, 2, "shell");
+    ASSERT_TRUE(waitFor([&] { return hasImage(window, 1) && hasImage(window, 2); }));
+    remove->trigger();
+    EXPECT_EQ(window.message(), "All resources are used");
+    ASSERT_TRUE(window.session()->removeNodes({1}));
+    const std::size_t steps = window.session()->history().doneCount();
+    remove->trigger();
+    EXPECT_EQ(resources(window), 1u);
+    EXPECT_THAT(window.message(), HasSubstr("1 resource"));
+    EXPECT_EQ(window.session()->history().doneCount(), steps + 1);
+    EXPECT_TRUE(hasImage(window, 2));
+    ASSERT_TRUE(window.session()->undo());
+    EXPECT_EQ(resources(window), 2u);
+}
+
 TEST_F(WindowReading, ImagesThatAreStoppedChangeNothing)
 {
     Window window;
