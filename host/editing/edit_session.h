@@ -340,6 +340,8 @@ private:
     void begin(const std::string& name, const std::string& mergeKey);
     void end(bool isDone);
     void rollBack(const Mark& mark);
+    bool takeHeld(EditStep& step);
+    void joinLast(EditStep& last, EditStep step, bool isPlain);
     void commit();
     void joinValues(std::vector<EditChange>& changes) const;
     void record(EditChange change);
