@@ -135,11 +135,9 @@ std::string numbered(const std::string& file, std::size_t number, int count)
     return fmt::format("{}_{:0{}}.png", file.substr(0, file.size() - 4), number, digits);
 }
 
-} // namespace
-
-void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>* files)
+/// What the options tell without the document.
+zrk::PictureSettings lookOf(const RenderOptions& options)
 {
-    checkPictureName(options.file);
     zrk::PictureSettings settings;
     const PictureSize size = parseSize(options.size);
     settings.width = size.width;
@@ -148,10 +146,18 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
     settings.projection =
         options.isPerspective ? zrk::Projection::Perspective : zrk::Projection::Orthographic;
     settings.fadesByWeight = options.fadesByWeight;
-    const zrk::Vector3 from = options.from.empty() ? settings.views[0] : parseDirection(options.from);
-    settings.views = turned(from, options.turntable);
+    settings.views =
+        turned(options.from.empty() ? settings.views[0] : parseDirection(options.from), options.turntable);
     setBackground(settings, options.background);
+    return settings;
+}
 
+} // namespace
+
+void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>* files)
+{
+    checkPictureName(options.file);
+    zrk::PictureSettings settings = lookOf(options);
     const Job job(options, files);
     job.checkTarget(options.turntable > 0 ? numbered(options.file, 0, options.turntable) : options.file);
     for (int i = 1; i < options.turntable; ++i) {
@@ -161,7 +167,7 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
     settings.region =
         zrk::valueOrThrow(zrkmodel::regionOf(solid.bounds, "give --bounds, or modelBounds in the document"));
     for (const std::string& section : options.sections) {
-        cut(settings.region, section, from);
+        cut(settings.region, section, settings.views[0]);
     }
     settings.iso = solid.iso;
     settings.solid = solid.side;
