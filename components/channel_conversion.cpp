@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <type_traits>
 #include <utility>
 #include <variant>
@@ -14,18 +13,6 @@
 namespace zrkmodel {
 
 namespace {
-
-template <class T>
-double asDouble(T value)
-{
-    if constexpr (std::is_same_v<T, std::uint8_t>) {
-        return value / 255.0;
-    } else if constexpr (std::is_same_v<T, std::uint16_t>) {
-        return value / 65535.0;
-    } else {
-        return value;
-    }
-}
 
 template <class Image, int D>
 std::shared_ptr<const zrk::Raster<1, D, double>> convertFirst(const std::shared_ptr<const Image>& image)

@@ -3,12 +3,28 @@
 #include "core/values/raster.h"
 #include "model/resource.h"
 
+#include <cstdint>
 #include <memory>
+#include <type_traits>
 
 namespace zrkmodel {
 
-/// Returns the first channel of an image as doubles: 8 bit values over 255, 16 bit ones over 65535, float and
-/// double as they are. A channel of doubles is shared with the image, not copied.
+/// A value of an image as components read it: 8 bit values over 255, 16 bit ones over 65535, float and double
+/// as they are.
+template <class T>
+double asDouble(T value)
+{
+    if constexpr (std::is_same_v<T, std::uint8_t>) {
+        return value / 255.0;
+    } else if constexpr (std::is_same_v<T, std::uint16_t>) {
+        return value / 65535.0;
+    } else {
+        return value;
+    }
+}
+
+/// Returns the first channel of an image by asDouble. A channel of doubles is shared with the image, not
+/// copied.
 ///
 /// Returns null without an image, without a channel, or without pixels. Throws std::bad_variant_access for a
 /// channel that holds nothing.

@@ -400,6 +400,39 @@ std::string vtkUnit(std::string_view xml)
     return unitNamed(unit);
 }
 
+/// The attributes of a VTK head, such as "Piece.Extent", as they must be.
+struct VtiAttributes {
+    std::string place; ///< for messages
+    std::map<std::string, std::string, std::less<>> all;
+
+    /// The value of one that must be one of some.
+    std::string oneOf(const std::string& key, std::initializer_list<std::string_view> choices)
+    {
+        const std::string& value = all[key];
+        if (std::find(choices.begin(), choices.end(), value) == choices.end()) {
+            refuseHead(place, fmt::format("{} {}", key, quotation(value)),
+                       fmt::format("\"{}\"", fmt::join(choices, "\", \"")));
+        }
+        return value;
+    }
+    /// So many finite numbers.
+    std::vector<double> numbers(const std::string& key, std::size_t count, const char* otherwise) const
+    {
+        const auto attribute = all.find(key);
+        const std::string text = attribute == all.end() ? otherwise : attribute->second;
+        std::vector<double> found;
+        for (const std::string_view word : wordsOf(text)) {
+            found.push_back(finiteNumber(word).value_or(std::numeric_limits<double>::quiet_NaN()));
+        }
+        if (found.size() != count ||
+            std::any_of(found.begin(), found.end(), [](double n) { return std::isnan(n); })) {
+            refuseHead(place, fmt::format("{} {}", key, quotation(text)),
+                       fmt::format("{} finite numbers", count));
+        }
+        return found;
+    }
+};
+
 VolumeHead vtiHead(ByteStream& file)
 {
     const std::string_view head = file.head();
@@ -411,51 +444,30 @@ VolumeHead vtiHead(ByteStream& file)
                    "VTK image data with its values appended");
     }
     const std::string_view xml = head.substr(0, mark);
-    auto attributes = vtkAttributes(xml, file.place());
-    const auto expect = [&](const std::string& key, std::initializer_list<std::string_view> choices) {
-        const std::string& value = attributes[key];
-        if (std::find(choices.begin(), choices.end(), value) == choices.end()) {
-            refuseHead(file.place(), fmt::format("{} {}", key, quotation(value)),
-                       fmt::format("\"{}\"", fmt::join(choices, "\", \"")));
-        }
-        return value;
-    };
-    const auto numbers = [&](const std::string& key, std::size_t count, const char* otherwise) {
-        const auto attribute = attributes.find(key);
-        const std::string text = attribute == attributes.end() ? otherwise : attribute->second;
-        std::vector<double> all;
-        for (const std::string_view word : wordsOf(text)) {
-            all.push_back(finiteNumber(word).value_or(std::numeric_limits<double>::quiet_NaN()));
-        }
-        if (all.size() != count ||
-            std::any_of(all.begin(), all.end(), [](double n) { return std::isnan(n); })) {
-            refuseHead(file.place(), fmt::format("{} {}", key, quotation(text)),
-                       fmt::format("{} finite numbers", count));
-        }
-        return all;
-    };
-    expect("VTKFile.type", {"ImageData"});
-    expect("VTKFile.compressor", {""});
-    expect("AppendedData.encoding", {"raw"});
-    expect("DataArray.format", {"appended"});
-    const std::string type = expect("DataArray.type", {"UInt8", "UInt16", "Float32", "Float64"});
-    const bool isSwapped = expect("VTKFile.byte_order", {"LittleEndian", "BigEndian"}) == "BigEndian";
+    VtiAttributes attributes{file.place(), vtkAttributes(xml, file.place())};
+    attributes.oneOf("VTKFile.type", {"ImageData"});
+    attributes.oneOf("VTKFile.compressor", {""});
+    attributes.oneOf("AppendedData.encoding", {"raw"});
+    attributes.oneOf("DataArray.format", {"appended"});
+    const std::string type = attributes.oneOf("DataArray.type", {"UInt8", "UInt16", "Float32", "Float64"});
+    const bool isSwapped =
+        attributes.oneOf("VTKFile.byte_order", {"LittleEndian", "BigEndian"}) == "BigEndian";
     const std::size_t lengthBytes =
-        expect("VTKFile.header_type", {"UInt64", "UInt32", ""}) == "UInt64" ? 8 : 4;
-    if (numbers("ImageData.Direction", 9, "1 0 0 0 1 0 0 0 1") !=
+        attributes.oneOf("VTKFile.header_type", {"UInt64", "UInt32", ""}) == "UInt64" ? 8 : 4;
+    if (attributes.numbers("ImageData.Direction", 9, "1 0 0 0 1 0 0 0 1") !=
         std::vector<double>{1, 0, 0, 0, 1, 0, 0, 0, 1}) {
         refuseHead(file.place(), "axes that are turned", "axes along x, y and z");
     }
-    if (attributes["Piece.Extent"] != attributes["ImageData.WholeExtent"]) {
+    if (attributes.all["Piece.Extent"] != attributes.all["ImageData.WholeExtent"]) {
         refuseHead(file.place(), "a piece of a volume",
                    "a whole one: `zrk join` puts together what `zrk sample --shard` writes");
     }
     VolumeHead read = emptyHead();
-    const std::vector<double> extent = numbers("Piece.Extent", 6, "");
-    const std::vector<double> origin = numbers("ImageData.Origin", 3, "0 0 0");
-    const std::vector<double> spacing = numbers("ImageData.Spacing", 3, "1 1 1");
+    const std::vector<double> extent = attributes.numbers("Piece.Extent", 6, "");
+    const std::vector<double> origin = attributes.numbers("ImageData.Origin", 3, "0 0 0");
+    const std::vector<double> spacing = attributes.numbers("ImageData.Spacing", 3, "1 1 1");
     std::vector<std::uint64_t> extents = {static_cast<std::uint64_t>(
-        std::clamp(numbers("DataArray.NumberOfComponents", 1, "1")[0], 0.0, 100.0))};
+        std::clamp(attributes.numbers("DataArray.NumberOfComponents", 1, "1")[0], 0.0, 100.0))};
     double lower[3];
     for (std::size_t axis = 0; axis < 3; ++axis) {
         extents.push_back(
@@ -465,7 +477,7 @@ VolumeHead vtiHead(ByteStream& file)
     setExtents(read.volume, extents, file.place());
     placeNodes(read.volume, lower, {spacing[0], spacing[1], spacing[2]}, file.place());
     read.hasPositions = true;
-    read.volume.name = attributes["DataArray.Name"];
+    read.volume.name = attributes.all["DataArray.Name"];
     read.volume.unit = vtkUnit(xml);
     read.numbers = {type[0] == 'F',
                     type == "Float64"   ? 8u
@@ -473,7 +485,7 @@ VolumeHead vtiHead(ByteStream& file)
                     : type == "UInt16"  ? 2u
                                         : 1u,
                     isSwapped};
-    const double offset = std::clamp(numbers("DataArray.offset", 1, "0")[0], 0.0, 1e18);
+    const double offset = std::clamp(attributes.numbers("DataArray.offset", 1, "0")[0], 0.0, 1e18);
     read.begin = mark + 1 + static_cast<std::uint64_t>(offset) + lengthBytes;
     return read;
 }

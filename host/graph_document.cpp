@@ -315,22 +315,39 @@ zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string&
              known.empty() ? "none, as the type stores nothing" : "one of its keys",
              known.empty() ? "change another node" : "did you mean " + nearestNames(key, known) + "?"});
     }
-    ZRKJson values = withValue(former, key, value);
+    // A twin reads the value first, so that one that is refused reaches neither the component nor what it
+    // has computed.
+    return twinWith(object, key, value, former, place).and_then([&](const auto& twin) {
+        if (isTakenByReading(object, key)) {
+            return takeByReading(object, *twin, key, withValue(former, key, value), place, monitor);
+        }
+        auto* const sweep = dynamic_cast<ZRKImageSweep*>(&object);
+        if (sweep && (key == "smoothing" || key == "transport")) {
+            sweep->invalidateOutputRaster();
+        }
+        object.findProperty(key)->assignFrom(twin->findProperty(key), true);
+        return zrk::Result<void>();
+    });
+}
+
+/// An object of the same class that has read a value.
+zrk::Result<std::shared_ptr<ZRKGraphObject>>
+GraphDocument::twinWith(const ZRKGraphObject& object, const std::string& key, const ZRKJson& value,
+                        const ZRKJson& former, const std::string& place) const
+{
     std::string expected;
     const ZRKReadDiagnostics refused = [&](const ZRKReadIssue& issue) {
         if (!isIssueOf(object, former, _resources, issue)) {
             expected = issue.expected;
         }
     };
-    // A twin reads the value first, so that one that is refused reaches neither the component nor what it
-    // has computed.
     const std::shared_ptr<ZRKGraphObject> twin = freshTwin(object);
-    ZRKPropertyBase* property = object.findProperty(key);
     const zrk::Result<void> read = zrk::attempt(place, [&] {
         try {
+            const ZRKJson values = withValue(former, key, value);
             const ZRKDeserialization stored(values, _resources, refused);
-            if (property) {
-                twin->findProperty(key)->read(stored, key);
+            if (ZRKPropertyBase* property = twin->findProperty(key)) {
+                property->read(stored, key);
             } else {
                 twin->deserialize(stored);
             }
@@ -338,21 +355,29 @@ zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string&
             expected = "another kind of value";
         }
     });
-    if (!read || !expected.empty()) {
-        return read ? zrk::refused({place, shown(value), expected, "give a value of that kind"}) : read;
+    if (!read) {
+        return zrk::refused(read.error());
     }
-    if (!isTakenByReading(object, key)) {
-        auto* const sweep = dynamic_cast<ZRKImageSweep*>(&object);
-        if (sweep && (key == "smoothing" || key == "transport")) {
-            sweep->invalidateOutputRaster();
-        }
-        property->assignFrom(twin->findProperty(key), true);
-        return {};
+    if (!expected.empty()) {
+        return zrk::refused({place, shown(value), expected, "give a value of that kind"});
     }
+    return twin;
+}
+
+/// Has a component read a value that it makes more of than a property, and puts the former one back where
+/// that fails or is stopped.
+/// @param twin    has read the value.
+/// @param values  the stored form with it.
+zrk::Result<void> GraphDocument::takeByReading(ZRKGraphObject& object, ZRKGraphObject& twin,
+                                               const std::string& key, ZRKJson values,
+                                               const std::string& place, zrk::ProgressMonitor* monitor)
+{
+    const ZRKJson former = storedForm(object);
+    ZRKPropertyBase* property = object.findProperty(key);
     const std::shared_ptr<ZRKGraphObject> before = freshTwin(object);
     if (property) {
         before->findProperty(key)->assignFrom(property, false);
-        property->assignFrom(twin->findProperty(key), false);
+        property->assignFrom(twin.findProperty(key), false);
         values = storedForm(object);
     }
     const zrk::Result<void> taken = zrk::attempt(place, [&]() -> zrk::Result<void> {
@@ -369,7 +394,7 @@ zrk::Result<void> GraphDocument::setValue(std::uint16_t node, const std::string&
     } else if (!taken) {
         object.deserialize(ZRKDeserialization(former, _resources));
     } else if (property) {
-        property->assignFrom(twin->findProperty(key), true);
+        property->assignFrom(twin.findProperty(key), true);
         object.emitPropertyChange("raster"); // what was made of it
     } else {
         emitValueChange(object, key);

@@ -154,6 +154,13 @@ public:
     zrk::Result<OutputField> outputField() const;
 
 private:
+    zrk::Result<std::shared_ptr<ZRKGraphObject>> twinWith(const ZRKGraphObject& object,
+                                                          const std::string& key, const ZRKJson& value,
+                                                          const ZRKJson& former,
+                                                          const std::string& place) const;
+    zrk::Result<void> takeByReading(ZRKGraphObject& object, ZRKGraphObject& twin, const std::string& key,
+                                    ZRKJson values, const std::string& place, zrk::ProgressMonitor* monitor);
+
     std::string _name;
     std::shared_ptr<ZRKGraph> _graph;
     std::shared_ptr<DocumentResources> _resources;

@@ -2,6 +2,7 @@
 
 #include "core/engine/keep_going.h"
 #include "core/engine/progress.h"
+#include "core/picture/paint_scale.h"
 #include "formats/atomic_file.h"
 #include "formats/spilled_mesh.h"
 #include "host/field_remarks.h"
@@ -62,6 +63,18 @@ void warnOfUndefined(const SurfaceTask& task, std::uint64_t samples,
     if (samples > 0 && warn) {
         warn(undefinedAt(task.place, samples));
     }
+}
+
+/// The surface, unless it is too large for a format.
+zrk::SurfaceMesh estimated(const SurfaceTask& task, zrk::PartFormat format, const StageRunner& runStage,
+                           const std::function<void(const zrk::Fault&)>& warn)
+{
+    runStage("estimating", [&](zrk::ProgressMonitor& monitor) {
+        checkSurfaceSize(task.field, task.settings, format, monitor);
+    });
+    zrk::SurfaceMesh mesh = extracted(task, runStage);
+    warnOfUndefined(task, mesh.undefinedSamples, warn);
+    return mesh;
 }
 
 /// The pieces of some layers in files beside a target, their corners as numbers of 32 bits.
@@ -140,12 +153,34 @@ private:
     }
 };
 
+/// The values at the ends of the colours, where these are values.
+/// @param keepsGoing  asked now and then.
+std::optional<zrk::Interval<double>> rangeOfColors(const SurfaceTask& task,
+                                                   std::span<const zrk::Tensor<3, double>> vertices,
+                                                   const std::function<bool()>& keepsGoing)
+{
+    if (task.colors->componentCount() != 1) {
+        return std::nullopt;
+    }
+    const zrk::Interval<double> range =
+        task.colorRange ? *task.colorRange : zrk::finiteRange(*task.colors, vertices, keepsGoing);
+    if (task.tellRange) {
+        task.tellRange(range);
+    }
+    return range;
+}
+
 /// Adds the colours of a mesh's vertices to it.
 void spillColors(const SurfaceTask& task, zrk::SpilledMesh& mesh, const StageRunner& runStage)
 {
     if (task.colors) {
         runStage("colours", [&](zrk::ProgressMonitor& monitor) {
-            forVertexColors(*task.colors, mesh.mesh().vertices, monitor,
+            const auto& vertices = mesh.mesh().vertices;
+            const auto range = rangeOfColors(task, vertices, [&] {
+                mesh.dropPages();
+                return !monitor.interruptRequested();
+            });
+            forVertexColors(*task.colors, range, vertices, monitor,
                             [&](std::span<const zrk::VertexColor> colors) {
                                 mesh.dropPages();
                                 return mesh.add(colors);
@@ -189,6 +224,12 @@ zrk::Result<void> checkSurfaceFormat(const std::string& file, zrk::PartFormat fo
     return {};
 }
 
+zrk::Result<zrk::SurfaceMesh> makeSurface(const SurfaceTask& task, const StageRunner& runStage,
+                                          const std::function<void(const zrk::Fault&)>& warn)
+{
+    return zrk::attempt(task.place, [&] { return estimated(task, zrk::PartFormat::Ply, runStage, warn); });
+}
+
 zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const SurfaceTask& task,
                                            const StageRunner& runStage,
                                            const std::function<void(const zrk::Fault&)>& warn)
@@ -198,16 +239,14 @@ zrk::Result<zrk::SurfaceMesh> writeSurface(const std::string& file, const Surfac
         zrk::valueOrThrow(checkSurfaceFormat(file, format, task.colors.has_value(), task.settings.isOpen));
         // Before the work, which may be long.
         zrk::AtomicFile target = zrk::valueOrThrow(zrk::AtomicFile::create(file));
-        runStage("estimating", [&](zrk::ProgressMonitor& monitor) {
-            checkSurfaceSize(task.field, task.settings, format, monitor);
-        });
-        zrk::SurfaceMesh mesh = extracted(task, runStage);
-        warnOfUndefined(task, mesh.undefinedSamples, warn);
+        zrk::SurfaceMesh mesh = estimated(task, format, runStage, warn);
         std::vector<zrk::VertexColor> colors;
         if (task.colors) {
             colors.reserve(mesh.vertices.size());
             runStage("colours", [&](zrk::ProgressMonitor& monitor) {
-                forVertexColors(*task.colors, mesh.vertices, monitor,
+                const auto range =
+                    rangeOfColors(task, mesh.vertices, [&] { return !monitor.interruptRequested(); });
+                forVertexColors(*task.colors, range, mesh.vertices, monitor,
                                 [&](std::span<const zrk::VertexColor> more) {
                                     colors.insert(colors.end(), more.begin(), more.end());
                                     return true;

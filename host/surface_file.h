@@ -4,6 +4,7 @@
 #include "core/surface/surface.h"
 #include "core/values/export.h"
 #include "core/values/fault.h"
+#include "core/values/interval.h"
 #include "formats/part.h"
 #include "formats/surface_tiles.h"
 
@@ -28,16 +29,25 @@ struct SurfaceTask {
     zrk::PreparedField field;
     zrk::SurfaceSettings settings;
     std::string place;                        ///< of the output, for messages
-    std::optional<zrk::PreparedField> colors; ///< of the vertices
+    std::optional<zrk::PreparedField> colors; ///< of the vertices: colours, or values that are shown by such
     std::optional<zrk::PartBeams> beams;      ///< that the solid consists of
     std::optional<zrk::LengthUnit> unit;
     std::string title;
+    /// Values at the ends of the colours; without it those of the vertices, for colours that are values.
+    std::optional<zrk::Interval<double>> colorRange{};
+    /// Told of that range; may be empty.
+    std::function<void(const zrk::Interval<double>&)> tellRange{};
     std::string remedy{}; ///< where the bounds hold no surface; empty for that of the commands
 };
 
 /// Refuses what a format has no place for: colours, or an open surface.
 ZRK_API zrk::Result<void> checkSurfaceFormat(const std::string& file, zrk::PartFormat format, bool hasColors,
                                              bool isOpen);
+
+/// Extracts a surface as writeSurface() does and writes nothing: to report on it. Its stages are "estimating"
+/// and "surface", its faults those of writeSurface().
+ZRK_API zrk::Result<zrk::SurfaceMesh> makeSurface(const SurfaceTask& task, const StageRunner& runStage,
+                                                  const std::function<void(const zrk::Fault&)>& warn = {});
 
 /// Extracts a surface, writes it in the format of the file's name, and returns it. Its stages are
 /// "estimating", "surface", "colours" where there are any, and "writing". After a fault a file that was there

@@ -2,6 +2,7 @@
 
 #include "core/engine/progress.h"
 #include "core/mesh/beams/beam_lattice.h"
+#include "core/picture/paint_scale.h"
 #include "core/values/memory_budget.h"
 #include "core/values/vector3.h"
 #include "formats/atomic_file.h"
@@ -221,14 +222,15 @@ void checkPiecesSize(const zrk::PreparedField& field, const zrk::SurfaceSettings
     }
 }
 
-void forVertexColors(const zrk::PreparedField& field, std::span<const zrk::Tensor<3, double>> vertices,
-                     zrk::ProgressMonitor& monitor,
+void forVertexColors(const zrk::PreparedField& field, const std::optional<zrk::Interval<double>>& range,
+                     std::span<const zrk::Tensor<3, double>> vertices, zrk::ProgressMonitor& monitor,
                      const std::function<bool(std::span<const zrk::VertexColor>)>& take)
 {
     constexpr std::size_t kAtOnce = 4096;
     std::vector<double> x(kAtOnce), y(kAtOnce), z(kAtOnce);
     std::vector<double> channels[4] = {x, x, x, x};
     std::vector<zrk::VertexColor> colors(kAtOnce);
+    const bool hasOpacity = field.componentCount() == 4;
     for (std::size_t first = 0; first < vertices.size(); first += kAtOnce) {
         const std::size_t count = std::min(kAtOnce, vertices.size() - first);
         for (std::size_t i = 0; i < count; ++i) {
@@ -241,9 +243,15 @@ void forVertexColors(const zrk::PreparedField& field, std::span<const zrk::Tenso
             {x.data(), y.data(), z.data(), count},
             {.components = {channels[0].data(), channels[1].data(), channels[2].data(), channels[3].data()}});
         for (std::size_t i = 0; i < count; ++i) {
-            for (std::size_t c = 0; c < 4; ++c) {
-                colors[i][c] = colorByte(channels[c][i]);
+            zrk::Rgb color{channels[0][i], channels[1][i], channels[2][i]};
+            if (range) {
+                const double value = channels[0][i];
+                color = std::isnan(value) ? zrk::Rgb{value, value, value} : zrk::scaleColor(*range, value);
             }
+            for (std::size_t c = 0; c < 3; ++c) {
+                colors[i][c] = colorByte(color[c]);
+            }
+            colors[i][3] = hasOpacity ? colorByte(channels[3][i]) : colorByte(1);
         }
         if (!take({colors.data(), count})) {
             return;

@@ -42,10 +42,12 @@ ZRK_API void checkSurfaceSize(const zrk::PreparedField& field, const zrk::Surfac
 void checkPiecesSize(const zrk::PreparedField& field, const zrk::SurfaceSettings& settings,
                      const std::string& file, std::int32_t parts, zrk::ProgressMonitor& monitor);
 
-/// Hands over the colours of a colour field at vertices, some thousand at a time; grey where it is NaN.
+/// Hands over the colours of a field at vertices, some thousand at a time; grey where it is NaN.
+/// @param field  of colours with opacity, of three components that are colours, or of values.
+/// @param range  of values: those at the ends of the colours.
 /// @param take  false when no more can be taken.
-void forVertexColors(const zrk::PreparedField& field, std::span<const zrk::Tensor<3, double>> vertices,
-                     zrk::ProgressMonitor& monitor,
+void forVertexColors(const zrk::PreparedField& field, const std::optional<zrk::Interval<double>>& range,
+                     std::span<const zrk::Tensor<3, double>> vertices, zrk::ProgressMonitor& monitor,
                      const std::function<bool(std::span<const zrk::VertexColor>)>& take);
 
 /// The beams that an output consists of: where it is that of a beam lattice at the positions themselves, the

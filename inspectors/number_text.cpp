@@ -10,6 +10,8 @@ namespace zrkui {
 namespace {
 
 const QChar kMinus(0x2212);
+const QChar kPi(0x3C0);
+const QChar kRoot(0x221A);
 
 /// Reads one expression by descent; `_ok` tells at the end whether it was one.
 class Expression {
@@ -60,6 +62,14 @@ private:
         return found;
     }
 
+    bool take(const char* word)
+    {
+        const QLatin1String text(word);
+        const bool found = _text.mid(_at, text.size()) == text;
+        _at += found ? static_cast<int>(text.size()) : 0;
+        return found;
+    }
+
     double sum()
     {
         double result = product();
@@ -103,9 +113,11 @@ private:
             result = -factor();
         } else if (take('+')) {
             result = factor();
+        } else if (take(kRoot)) {
+            result = std::sqrt(factor());
         } else {
             result = atom();
-            if (_ok && take('^')) {
+            if (_ok && (take('^') || take("**"))) {
                 result = std::pow(result, factor());
             }
         }
@@ -115,21 +127,28 @@ private:
 
     double atom()
     {
-        if (take('(')) {
-            const double result = sum();
-            if (_ok && !take(')')) {
-                fail("lacks a \")\"");
-            }
-            return result;
+        if (take("sqrt(")) {
+            return std::sqrt(restOfBrackets());
         }
-        if (_text.mid(_at, 2) == "pi") {
-            _at += 2;
+        if (take('(')) {
+            return restOfBrackets();
+        }
+        if (take("pi") || take(kPi)) {
             return std::numbers::pi;
         }
         if (take('e')) {
             return std::numbers::e;
         }
         return digits();
+    }
+
+    double restOfBrackets()
+    {
+        const double result = sum();
+        if (_ok && !take(')')) {
+            fail("lacks a \")\"");
+        }
+        return result;
     }
 
     double digits()
@@ -170,6 +189,10 @@ private:
 QString plainText(QString text)
 {
     text.replace(kMinus, '-');
+    for (const int times : {0xD7, 0xB7, 0x22C5}) {
+        text.replace(QChar(times), '*');
+    }
+    text.replace(QChar(0xF7), '/');
     return text.remove(' ');
 }
 

@@ -8,8 +8,9 @@
 
 namespace zrkui {
 
-/// The number that a text stands for: digits, or an expression of + - * / ^ ( ), pi and e, such as "2*pi".
-/// Nothing for any other text, and for one whose value isn't finite.
+/// The number that a text stands for: digits, or an expression of + - * / ^ ( ), sqrt(x), pi and e, such as
+/// "2*pi"; also with the signs × · ÷ √ π, and ** for ^. Nothing for any other text, and for one whose value
+/// isn't finite. There are no sines, whose angles would be degrees to some and radians to others.
 std::optional<double> numberFromText(const QString& text);
 /// Why a text stands for no number, as the rest of a sentence that begins with it: "doesn't end", "has \"x\"
 /// where a number belongs". Empty for one that does.

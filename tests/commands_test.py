@@ -337,6 +337,22 @@ class Watch(ZrkTest):
         self.refused(2, "watch", "-", "-o", self.picture, contains=["standard input"])
         self.refused(2, "watch", document, "-o", self.picture, "--solid", "--axis", "x")
 
+    def test_ends_where_the_target_is_a_file_of_the_document(self):
+        shutil.copy(ROOT / "examples/pictures/gear.png", self.picture)
+        before = self.picture.read_bytes()
+        reads = graph([SPHERE], output=(1, 0), resources=[{"uuid": "a", "kind": "image2d", "path": "out/p.png"}])
+        for options in ([], ["--solid"]):
+            self.refused(2, "watch", self.put(reads), "-o", self.picture, *options,
+                         contains=["p.png", "read from", "give it another name"])
+        self.assertEqual(self.picture.read_bytes(), before)
+        # So it does where another save makes it one.
+        document = self.put(graph([SPHERE], output=(1, 0)))
+        process = self.start(document)
+        drawn = self.picture_after(before)
+        self.put(reads)
+        self.assertEqual(process.wait(20 * PATIENCE), 2)
+        self.assertEqual(self.picture.read_bytes(), drawn)
+
 
 class Targets(ZrkTest):
     def test_are_none_of_the_files_that_the_document_is_read_from(self):
@@ -395,7 +411,13 @@ class Inputs(ZrkTest):
                 self.refused(2, *arguments, contains=["read", "give it another name"])
         after = {file: file.read_bytes() for file in self.folder.glob("**/*") if file.is_file()}
         self.assertEqual(after, before)
-        self.succeed("edit", path, "1.radius=0.4")  # the document itself takes on its new values
+        # The document itself takes on its new values, which is told.
+        self.assertEqual(self.succeed("edit", path, "1.radius=0.4").err, f"{path}: written; 1 value set\n")
+        answer = self.succeed("edit", path, "1.radius=0.4", "1.center=[0,0,1]", "-o", self.folder / "b.json")
+        self.assertEqual(answer.err, f"{self.folder / 'b.json'}: written; 2 values set\n")
+        self.assertEqual(answer.out, b"" if isinstance(answer.out, bytes) else "")
+        for options in (["--quiet"], ["-o", "-"]):
+            self.assertEqual(self.succeed("edit", path, "1.radius=0.4", *options).err, "")
         mesh = self.folder / "mesh"
         mesh.write_text("v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n")
         self.refused(2, "surface", mesh, "--report", mesh, contains=["mesh", "read from"])

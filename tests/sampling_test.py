@@ -294,6 +294,8 @@ class Slices(ZrkTest):
             self.assertEqual(wide, width)
             self.assertGreater(high, height)
             self.assertEqual(more[:height], rows)
+            told = self.succeed("slice", document, "-o", self.folder / "p.png", "--size", size, "--legend", *options).err
+            self.assertIn(f": {wide} x {high} pixels,", told)
             strip = {colour for row in more[height:] for colour in row}
             self.assertTrue({(255, 255, 255), (18, 20, 28)} <= strip)
 

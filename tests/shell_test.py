@@ -127,6 +127,8 @@ class Graph(ZrkTest):
 
     def test_an_empty_graph_and_a_wrong_name(self):
         self.draw({"zrkGraph": 1})
+        told = self.succeed("graph", self.put(graph([SPHERE])), "-o", self.folder / "g.svg").err
+        self.assertEqual(told, f"{self.folder / 'g.svg'}: written; 1 node\n")
         self.refused(2, "graph", self.put({"zrkGraph": 1}), "-o", self.folder / "g.png", contains=[".svg"])
 
 

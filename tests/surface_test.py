@@ -101,10 +101,36 @@ class Colors(SurfaceTest):
         self.assertEqual(self.surface(COLORS, "a.obj", "--pin", "1:0", "--color", "9:0").colors,
                          [c[:3] for c in exact.colors])
 
+    def test_values_and_vectors_are_shown_as_in_pictures(self):
+        shifted = {**SPHERE, "id": 2, "values": {"center": [0, 0, 2], "radius": 0}}  # 2 - z on the axis
+        path = self.put(graph([SPHERE, shifted, {"id": 3, "type": "PositionVec3"}], output=(1, 0), context=AROUND_SPHERE))
+        violet, yellow = (68, 1, 84, 255), (253, 231, 37, 255)
+
+        def ends(mesh):
+            by_height = sorted(zip(mesh.vertices, mesh.colors), key=lambda pair: pair[0][2])
+            return by_height[-1][1], by_height[0][1]
+        for options in ([], ["--open"]):  # in pieces, and in memory
+            told = self.succeed("surface", path, "-o", self.folder / "a.ply", "--resolution", 24, "--color", "2:0", *options).err
+            low, high = map(float, told.split("colours from ")[1].split(" to "))
+            self.assertTrue(abs(low - 1) < 0.02 and abs(high - 3) < 0.02, told)
+            for found, wanted in zip(ends(mesh_files.read(self.folder / "a.ply")), (violet, yellow)):
+                self.assertLess(max(abs(a - b) for a, b in zip(found, wanted)), 5, (found, wanted))
+        self.assertEqual(ends(self.surface(path, "a.ply", "--color", "2:0", "--range", "5,6"))[1], violet)
+        mesh = self.surface(path, "a.ply", "--color", "3:0")
+        for vertex, color in zip(mesh.vertices, mesh.colors):
+            wanted = [255 * min(max(x, 0), 1) for x in vertex] + [255]
+            self.assertLessEqual(max(abs(a - b) for a, b in zip(color, wanted)), 0.5 + 1e-6)
+        for k in (1, 2):
+            self.succeed("surface", path, "--resolution", 24, "--color", "2:0", "--range", "1,3", "--shard", f"{k}/2",
+                         "-o", self.folder / "t.zrk-tiles")
+        self.succeed("join", self.folder / "t.zrk-tiles", "-o", self.folder / "joined.ply")
+        whole = self.surface(path, "a.ply", "--color", "2:0", "--range", "1,3")
+        self.assertEqual(sorted(mesh_files.read(self.folder / "joined.ply").colors), sorted(whole.colors))
+
     def test_other_tags_and_stl_are_refused(self):
         out = ["-o", self.folder / "a.ply"]
-        self.refused(2, "surface", COLORS, *out, "--pin", "8:0", "--color", "8:0",
-                     contains=["--color 8:0", "Scalar", "tag Color"])
+        self.refused(2, "surface", COLORS, *out, "--pin", "8:0", "--color", "9:0", "--range", "0,1",
+                     contains=["--range", "a scalar output"])
         self.refused(2, "surface", COLORS, *out, "--pin", "8:0", "--color", "8", contains=["--color", "NODE:OUT"])
         self.refused(2, "surface", COLORS, "-o", self.folder / "a.stl", "--pin", "8:0", "--density", "--color", "9:0",
                      contains=["STL", "no colours"])
@@ -217,6 +243,25 @@ class Reports(SurfaceTest):
         text = self.succeed("surface", path, "-o", self.folder / "a.3mf", "--resolution", 32, "--report").out
         self.assertRegex(text, r"clean +yes")
         self.assertRegex(text, r"volume +4\.1\d+ mm\^3")
+
+    def test_alone_as_with_a_mesh(self):
+        path = self.sphere(unit="mm")
+        for options in ([], ["--sharp", "--adaptive", "0.01"]):
+            alone = self.succeed("surface", path, "--resolution", 16, "--report", *options)
+            self.assertEqual(self.files(), ["ball.zrk.json"])
+            mesh = self.succeed("surface", path, "-o", self.folder / "a.ply", "--resolution", 16, "--report", *options)
+            self.assertEqual(alone.out, mesh.out.replace(str(self.folder / "a.ply"), str(path)))
+            (self.folder / "a.ply").unlink()
+        report = self.report("--resolution", 16, path)  # the word after --report comes last
+        self.assertEqual(report["unit"], "mm")
+        self.assertEqual(self.report(path, "--unit", "cm", "--resolution", 16)["unit"], "cm")
+        self.succeed("surface", path, "--resolution", 16, "--report", self.folder / "r.json")
+        self.assertEqual(json.loads((self.folder / "r.json").read_text()), report)
+        self.assertIn("clean", self.succeed("surface", "-", "--resolution", 16, "--report", stdin=path.read_bytes()).out)
+        empty = self.put(graph([{**SPHERE, "values": {"radius": -9}}], output=(1, 0)))
+        self.refused(1, "surface", empty, "--report")
+        self.refused(2, "surface", path, "--report", "--color", "1:0", contains=["--color", "-o FILE"])
+        self.refused(2, "surface", path, "--report", "--shard", "1/2", contains=["-o"])
 
     def test_written_beside_the_mesh(self):
         out = ["-o", self.folder / "a.stl", "--resolution", 8]
@@ -348,7 +393,9 @@ class BadInput(SurfaceTest):
             ([self.folder / "a.3mf", *out], ["a.3mf", "a mesh file", "a graph document"]),
             ([ball, *out, "--report", self.folder / "r.3mf"], ["--report", "not a mesh or a document"]),
             ([COLORS, *out, "--pin", "1:0", "--color", "9:0"], ["STL", "no colours", ".3mf, .ply or .obj"]),
-            ([BLEND, "-o", self.folder / "a.ply", "--color", "3:0"], ["--color 3:0", "tag Scalar", "tag Color"]),
+            ([BLEND, "-o", self.folder / "a.ply", "--range", "0,1"], ["--range", "a scalar output after --color"]),
+            ([BLEND, "-o", self.folder / "a.zrk-tiles", "--shard", "1/2", "--color", "3:0"],
+             ["--color 3:0", "values in tiles", "--range LO,HI"]),
             *[([ball, *out, f"--cell={cell}"], ["--cell"]) for cell in ("0", "-1", "nan", "inf", "x")],
             *[([ball, *out, f"--iso={iso}"], ["--iso"]) for iso in ("nan", "inf", "x")],
             *[([ball, *out, f"--adaptive={e}"], ["--adaptive"]) for e in ("nan", "-1", "inf", "0")],

@@ -1,4 +1,5 @@
 #include "apps/cli/commands.h"
+#include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "apps/cli/progress_bar.h"
 #include "host/document_values.h"
@@ -51,7 +52,12 @@ void edit(const EditOptions& options)
         fmt::print("{}", printed.toText());
         return;
     }
-    zrk::valueOrThrow(session.save(options.file.value_or(options.document), true));
+    const std::string file = options.file.value_or(options.document);
+    zrk::valueOrThrow(session.save(file, true));
+    if (!options.quiet) {
+        tell("{}: written; {} {} set\n", zrk::printable(file), assignments.size(),
+             assignments.size() == 1 ? "value" : "values");
+    }
 }
 
 } // namespace

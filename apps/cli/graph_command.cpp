@@ -1,8 +1,11 @@
 #include "apps/cli/commands.h"
+#include "apps/cli/messages.h"
 #include "apps/cli/options.h"
 #include "formats/atomic_file.h"
 #include "host/graph_picture.h"
+#include "model/graph.h"
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -21,8 +24,12 @@ void drawGraph(const GraphOptions& options)
         throw zrk::FaultError({"-o", zrk::quotation(options.file), "a file name ending in .svg",
                                "graphs are drawn as SVG; `zrk slice` draws fields"});
     }
-    const std::string picture = zrkmodel::graphPicture(loadDocument(options, options.quiet));
-    zrk::valueOrThrow(zrk::writeFile(options.file, picture));
+    const zrkmodel::GraphDocument document = loadDocument(options, options.quiet);
+    zrk::valueOrThrow(zrk::writeFile(options.file, zrkmodel::graphPicture(document)));
+    if (!options.quiet) {
+        const std::size_t nodes = document.graph()->nodes().size();
+        tell("{}: written; {} {}\n", zrk::printable(options.file), nodes, nodes == 1 ? "node" : "nodes");
+    }
 }
 
 } // namespace

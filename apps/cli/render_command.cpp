@@ -116,18 +116,6 @@ void setBackground(zrk::PictureSettings& settings, const std::string& text)
     settings.backdropColor = {(*hex >> 16) / 255.0, (*hex >> 8 & 0xff) / 255.0, (*hex & 0xff) / 255.0};
 }
 
-zrk::PreparedField paintOf(const zrkmodel::GraphDocument& document, const std::string& pin)
-{
-    const zrkmodel::OutputField output = zrk::valueOrThrow(document.outputField(parsePin("--color", pin)));
-    if (output.tag != zrkmodel::Tag::Color && output.tag != zrkmodel::Tag::Vector3d &&
-        output.tag != zrkmodel::Tag::Scalar) {
-        throw zrk::FaultError({"--color " + pin, fmt::format("a pin with the tag {}", output.tag.name()),
-                               "one with the tag Color, Vector3d or Scalar",
-                               "`zrk check` lists the outputs of a document and their tags"});
-    }
-    return zrk::attempt("--color", [&] { return zrk::PreparedField(output.field); }).value();
-}
-
 /// The view, and so many more around the z axis.
 std::vector<zrk::Vector3> turned(const zrk::Vector3& from, int count)
 {
@@ -147,11 +135,9 @@ std::string numbered(const std::string& file, std::size_t number, int count)
     return fmt::format("{}_{:0{}}.png", file.substr(0, file.size() - 4), number, digits);
 }
 
-} // namespace
-
-void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>* files)
+/// What the options tell without the document.
+zrk::PictureSettings lookOf(const RenderOptions& options)
 {
-    checkPictureName(options.file);
     zrk::PictureSettings settings;
     const PictureSize size = parseSize(options.size);
     settings.width = size.width;
@@ -160,10 +146,18 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
     settings.projection =
         options.isPerspective ? zrk::Projection::Perspective : zrk::Projection::Orthographic;
     settings.fadesByWeight = options.fadesByWeight;
-    const zrk::Vector3 from = options.from.empty() ? settings.views[0] : parseDirection(options.from);
-    settings.views = turned(from, options.turntable);
+    settings.views =
+        turned(options.from.empty() ? settings.views[0] : parseDirection(options.from), options.turntable);
     setBackground(settings, options.background);
+    return settings;
+}
 
+} // namespace
+
+void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>* files)
+{
+    checkPictureName(options.file);
+    zrk::PictureSettings settings = lookOf(options);
     const Job job(options, files);
     job.checkTarget(options.turntable > 0 ? numbered(options.file, 0, options.turntable) : options.file);
     for (int i = 1; i < options.turntable; ++i) {
@@ -173,21 +167,13 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
     settings.region =
         zrk::valueOrThrow(zrkmodel::regionOf(solid.bounds, "give --bounds, or modelBounds in the document"));
     for (const std::string& section : options.sections) {
-        cut(settings.region, section, from);
+        cut(settings.region, section, settings.views[0]);
     }
     settings.iso = solid.iso;
     settings.solid = solid.side;
-    if (!options.color.empty()) {
-        settings.paint = paintOf(job.document, options.color);
-    }
-    const bool hasScale = settings.paint && settings.paint->componentCount() == 1;
-    if (options.range) {
-        settings.paintRange = parseRange(*options.range);
-        if (!hasScale) {
-            refuse("--range", *options.range, "a scalar output after --color, whose values it is about",
-                   "leave --range out, or colour by a scalar");
-        }
-    }
+    Paint paint = paintOf(options.paint, job.document);
+    settings.paint = std::move(paint.field);
+    settings.paintRange = paint.range;
 
     const bool isTransparent = settings.backdrop == zrk::Backdrop::Transparent;
     std::vector<std::string> written;
@@ -217,8 +203,7 @@ void drawSolid(const RenderOptions& options, std::vector<std::filesystem::path>*
     if (!options.quiet) {
         tell("{}{}: {} x {} pixels, surface at {:g}{}\n", zrk::printable(written.front()),
              written.size() > 1 ? " to " + zrk::printable(written.back()) : "", settings.width,
-             settings.height, settings.iso,
-             scale ? fmt::format(", colours from {:.4g} to {:.4g}", scale->lower, scale->upper) : "");
+             settings.height, settings.iso, shownScale(scale));
     }
 }
 
@@ -235,10 +220,7 @@ void addRenderCommand(const Program& program)
     command->add_flag("--perspective", options->isPerspective, "a view in perspective, else without");
     command->add_option("--section", options->sections,
                         "cuts the viewer's side away at AXIS=VALUE, e.g. x=0.2; may be repeated");
-    command->add_option(
-        "--color", options->color,
-        "output with the solid's colours, NODE:OUT; a scalar is shown by dark violet to yellow");
-    command->add_option("--range", options->range, "values LO,HI at the ends of a scalar's colours");
+    options->paint.addTo(*command);
     command->add_option("--background", options->background,
                         "studio (default), transparent, white, black or a colour #rrggbb");
     command->add_option("--turntable", options->turntable, "draws N numbered pictures around the z axis")

@@ -16,8 +16,7 @@ struct RenderOptions : SolidOptions {
     std::string from;
     bool isPerspective = false;
     std::vector<std::string> sections;
-    std::string color;
-    std::optional<std::string> range;
+    PaintOptions paint;
     std::string background = "studio";
     int turntable = 0;
     bool fadesByWeight = false;

@@ -54,13 +54,13 @@ void drawSliceOf(const SliceOptions& options, const Job& job, const zrkmodel::Ou
     const zrkmodel::SlicePicture slice =
         zrkmodel::drawSlice({plane.width(), plane.height(), components, values, values.isWeightless}, style);
     const zrkmodel::SliceScale scale{plane.pixelSize(), job.document.unit()};
-    zrk::valueOrThrow(
-        zrk::writePng(file, zrkmodel::finishedSlice(slice, style, components, scale, options.hasLegend)));
+    const zrk::Picture picture = zrkmodel::finishedSlice(slice, style, components, scale, options.hasLegend);
+    zrk::valueOrThrow(zrk::writePng(file, picture));
     tellRemarks(zrkmodel::remarksOn(values.summary, output, job.document.name()), options.quiet);
     if (!options.quiet) {
         const auto& summary = values.summary;
         tell("{}: {} x {} pixels, {} = {:g}, colours from {:.4g} to {:.4g}{}{}\n", zrk::printable(file),
-             plane.width(), plane.height(), "xyz"[plane.axis()], plane.coordinate(), slice.range.low,
+             picture.dims[0], picture.dims[1], "xyz"[plane.axis()], plane.coordinate(), slice.range.low,
              slice.range.high, style.contour ? fmt::format(", dark line at {:g}", *style.contour) : "",
              summary.weightless > 0 ? ", dots where the weight is 0" : "");
     }

@@ -37,7 +37,7 @@ struct SurfaceOptions : SolidOptions {
     bool isSharp = false;
     bool isOpen = false;
     std::optional<double> flatness;
-    std::string color;
+    PaintOptions paint;
     std::string unit;
     bool wantsReport = false;
     std::string reportFile;
@@ -52,7 +52,8 @@ struct SurfaceOptions : SolidOptions {
     /// Whether the word in the document's place names a mesh: then the command only reports on it.
     bool isAboutMesh() const
     {
-        return isMesh(document) || (wantsReport && file.empty() && !document.ends_with(".json"));
+        return isMesh(document) ||
+               (wantsReport && file.empty() && !document.ends_with(".json") && document != "-");
     }
     /// Whether a name is that of a mesh, be it one that can be read or one that is only written.
     static bool isMesh(const std::string& name)
@@ -108,9 +109,10 @@ void SurfaceOptions::settle()
                                "name it for example report.txt or report.json"});
     }
     json = json || std::filesystem::path(reportFile).extension() == ".json";
-    if (!isAboutMesh() && file.empty()) {
-        throw zrk::FaultError(
-            {"surface", "no file to write", "-o FILE", "name the mesh to write, e.g. -o part.3mf"});
+    if (!isAboutMesh() && file.empty() && (!wantsReport || !paint.color.empty())) {
+        throw zrk::FaultError({paint.color.empty() ? "surface" : "--color", "no file to write",
+                               paint.color.empty() ? "-o FILE, or --report alone" : "-o FILE",
+                               "name the mesh to write, e.g. -o part.3mf"});
     }
     if (!isAboutMesh()) {
         checkShard();
@@ -166,23 +168,30 @@ public:
     explicit SurfaceRun(const SurfaceOptions& options)
         : _options(options),
           // Tiles hold what the formats with most do.
-          _format(writesTiles(options.shard) ? zrk::PartFormat::Ply
-                                             : zrk::valueOrThrow(zrk::partFormat(options.file))),
+          _format(writesTiles(options.shard) || options.file.empty()
+                      ? zrk::PartFormat::Ply
+                      : zrk::valueOrThrow(zrk::partFormat(options.file))),
           _job(options, &_files),
           _task(task())
     {
-        _job.checkTarget(_options.file);
-        if (!_options.reportFile.empty()) {
-            _job.checkTarget(_options.reportFile);
+        for (const std::string& file : {_options.file, _options.reportFile}) {
+            if (!file.empty()) {
+                _job.checkTarget(file);
+            }
         }
         zrk::valueOrThrow(
             zrkmodel::checkSurfaceFormat(_options.file, _format, _task.colors.has_value(), _options.isOpen));
+        _task.tellRange = [this](const zrk::Interval<double>& range) { _colorRange = range; };
         _sharing.reset();
     }
+    SurfaceRun(const SurfaceRun&) = delete;
+    SurfaceRun& operator=(const SurfaceRun&) = delete;
 
     void run()
     {
-        if (writesTiles(_options.shard)) {
+        if (_options.file.empty()) {
+            report(zrk::valueOrThrow(zrkmodel::makeSurface(_task, stages(), warn())));
+        } else if (writesTiles(_options.shard)) {
             runTiles();
         } else if (!_options.wantsReport && zrkmodel::isWrittenInPieces(_task.settings, _format)) {
             tellOf(zrk::valueOrThrow(zrkmodel::writeSurfaceInPieces(_options.file, _task, stages(), warn())));
@@ -205,6 +214,7 @@ private:
     std::vector<std::filesystem::path> _files;                               ///< that the document names
     Job _job;
     zrkmodel::SurfaceTask _task;
+    std::optional<zrk::Interval<double>> _colorRange; ///< of colours that are values, once they are there
 
     std::function<void(const zrk::Fault&)> warn() const
     {
@@ -221,13 +231,21 @@ private:
     zrkmodel::SurfaceTask task() const
     {
         const zrkmodel::Solid solid = solidOf(_options, _job);
+        Paint paint = paintOf(_options.paint, _job.document);
+        if (writesTiles(_options.shard) && paint.field && paint.field->componentCount() == 1 &&
+            !paint.range) {
+            throw zrk::FaultError({"--color " + _options.paint.color,
+                                   "values in tiles, none of which knows those of the others",
+                                   "the values at the ends of the colours", "give --range LO,HI"});
+        }
         zrkmodel::SurfaceTask task{.field = zrk::PreparedField(_job.output().field),
                                    .settings = settings(solid),
                                    .place = placeOf(_job),
-                                   .colors = colorField(),
+                                   .colors = std::move(paint.field),
                                    .beams = {},
                                    .unit = unit(),
                                    .title = zrkmodel::titleOf(_options.document)};
+        task.colorRange = paint.range;
         task.beams = zrkmodel::partBeams(_job.document, _job.output().address, task.settings);
         return task;
     }
@@ -235,9 +253,10 @@ private:
     void tellOf(const zrkmodel::WrittenSurface& written) const
     {
         if (!_options.quiet) {
-            tell("{}: {} triangles, {} vertices; sampled {} of {} boxes of 8^3 cells\n",
+            tell("{}: {} triangles, {} vertices; sampled {} of {} boxes of 8^3 cells{}\n",
                  zrk::printable(_options.file), written.triangles, written.vertices,
-                 zrkmodel::percent(written.work.sampledLeaves, written.work.leaves), written.work.leaves);
+                 zrkmodel::percent(written.work.sampledLeaves, written.work.leaves), written.work.leaves,
+                 shownScale(_colorRange));
         }
     }
 
@@ -253,7 +272,8 @@ private:
                         "title {}",
                         output.node, output.output, s.cells[0], s.cells[1], s.cells[2],
                         s.solid == zrk::SolidSide::Above ? "above" : "below", s.iso, s.keepsCreases,
-                        _options.color, _task.unit ? zrk::nameOf(*_task.unit) : "", _task.title));
+                        _options.paint.color + (_task.colorRange ? " " + *_options.paint.range : ""),
+                        _task.unit ? zrk::nameOf(*_task.unit) : "", _task.title));
         digest.add(fmt::format("\nfrom {},{},{} to {},{},{}", s.lower[0], s.lower[1], s.lower[2], s.upper[0],
                                s.upper[1], s.upper[2]));
         return digest.hex();
@@ -278,22 +298,6 @@ private:
                             : std::optional(zrk::valueOrThrow(zrk::lengthUnit("--unit", name)));
     }
 
-    std::optional<zrk::PreparedField> colorField() const
-    {
-        if (_options.color.empty()) {
-            return std::nullopt;
-        }
-        const zrkmodel::OutputField output =
-            zrk::valueOrThrow(_job.document.outputField(parsePin("--color", _options.color)));
-        if (output.tag != zrkmodel::Tag::Color) {
-            throw zrk::FaultError(
-                {"--color " + _options.color, fmt::format("a pin with the tag {}", output.tag.name()),
-                 "one with the tag Color",
-                 fmt::format("`zrk check {}` lists the outputs and their tags", _options.document)});
-        }
-        return zrk::PreparedField(output.field);
-    }
-
     zrk::SurfaceSettings settings(const zrkmodel::Solid& solid) const
     {
         zrk::SurfaceSettings settings;
@@ -315,7 +319,8 @@ private:
         const bool quiet = _options.quiet;
         printReport(
             _options, endingAtInterrupt([&] {
-                PrintedReport report{_options.file, unit, reportOn(mesh, quiet)};
+                PrintedReport report{_options.file.empty() ? _options.document : _options.file, unit,
+                                     reportOn(mesh, quiet)};
                 report.distance = withProgress("distances", quiet, [&](ProgressBar& bar) {
                     return zrk::distanceError(mesh, _task.field, _task.settings, zrk::followedBy(&bar));
                 });
@@ -375,12 +380,13 @@ void addOptions(CLI::App& command, SurfaceOptions& options)
     command.add_flag("--open", options.isOpen, "leave the surface open where the bounds cut it");
     command.add_option("--adaptive", options.flatness,
                        "join triangles where the surface is flat within this, model units");
-    command.add_option("--color", options.color, "output with colours for the vertices, NODE:OUT");
+    options.paint.addTo(command);
     command.add_option("--unit", options.unit,
                        "unit that the file names: m, cm, mm, um, inch or ft; without it the document's. "
                        "Nothing is rescaled");
     auto* report = command.add_option("--report", options.reportFile,
-                                      "report on the mesh: printed, or written to the file named");
+                                      "report on the mesh: printed, or written to the file named; without -o "
+                                      "no mesh is written");
     report->expected(0, 1);
     command.add_flag("--json", options.json, "report as JSON, as it is for a file named .json")
         ->needs(report);

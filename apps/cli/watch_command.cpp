@@ -115,6 +115,8 @@ void watch(const WatchOptions& options)
         const FileStates before = statesOf(watched);
         const auto begun = fs::file_time_type::clock::now() - kClockStep;
         const zrk::Result<void> drawn = zrk::attempt("watch", [&] { draw(options, files); });
+        // Files that the document names are known now, and no change of them makes the target a better one.
+        checkIsNotRead(options.file, files);
         if (!drawn) {
             if (drawn.error().kind == zrk::FaultKind::Interrupted ||
                 (isFirst && files.size() == 1 && !fs::exists(options.document))) {

@@ -1,6 +1,5 @@
 #include "components/raster/image_extrude.h"
 
-#include "components/channel_conversion.h"
 #include "components/raster/image_extrude_formula.h"
 #include "core/engine/formula.h"
 #include "model/channel_names.h"
@@ -27,11 +26,9 @@ constexpr Slot kSlotTable[ZRK2DImageExtrude::kSlots] = {
     {0, 2, "z\xC3\xA2\xE2\x80\xA0\xE2\x80\x98x\xC3\xA2\xE2\x80\xA0\xE2\x80\x99"},
 };
 
-using SharedRaster = std::shared_ptr<const zrk::Raster<1, 2, double>>;
-
 /// An image that takes part, with the slot it is in.
 struct ActiveImage {
-    SharedRaster raster;
+    SharedRaster<1, 2> raster;
     Slot slot;
 };
 
@@ -111,24 +108,24 @@ ZRKImage2dProperty& ZRK2DImageExtrude::image(std::size_t slot)
 void ZRK2DImageExtrude::pick(std::size_t slot, const std::shared_ptr<ZRKImage2d>& picked)
 {
     announceEdit();
-    _rasters.use([&](SharedRasters& rasters) { rasters[slot] = firstChannel(picked); });
+    _rasters.use([&](PendingRasters& rasters) { rasters[slot] = pendingFirstChannel(picked); });
     image(slot).set(picked);
 }
 
 ZRKHeldData ZRK2DImageExtrude::held() const
 {
     ZRKHeldData data;
-    for (const SharedRaster& raster : _rasters.copy()) {
-        data.add(raster, raster ? raster->data.size() * sizeof(double) : 0);
+    for (const auto& raster : _rasters.copy()) {
+        addRaster(raster, data);
     }
     return data;
 }
 
 void ZRK2DImageExtrude::hold(const ZRKHeldData& data)
 {
-    SharedRasters rasters;
+    PendingRasters rasters;
     for (std::size_t slot = 0; slot < kSlots; ++slot) {
-        rasters[slot] = data.part<zrk::Raster<1, 2, double>>(slot);
+        rasters[slot] = data.part<Pending<SharedRaster<1, 2>>>(slot);
     }
     _rasters.set(rasters);
 }
@@ -159,34 +156,49 @@ void ZRK2DImageExtrude::chooseCompositing(int row)
     }
 }
 
-auto ZRK2DImageExtrude::_ensureRasterCache() const -> SharedRasters
+auto ZRK2DImageExtrude::_ensureRasterCache() const -> PendingRasters
 {
-    return _rasters.use([this](SharedRasters& rasters) {
+    const PendingRasters all = _rasters.use([this](PendingRasters& rasters) {
         for (std::size_t slot = 0; slot < kSlots; ++slot) {
             if (!rasters[slot]) {
-                rasters[slot] = firstChannel(image(slot).value());
+                rasters[slot] = pendingFirstChannel(image(slot).value());
             }
         }
         return rasters;
     });
+    for (const auto& pending : all) {
+        if (isForNow(pending)) {
+            rasterOf(pending); // without the lock: nobody's change waits for it
+        }
+    }
+    return all;
 }
 
 zrk::Evaluation ZRK2DImageExtrude::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
-    const SharedRasters rasters = _ensureRasterCache();
-    std::vector<ActiveImage> images;
-    for (std::size_t slot = 0; slot < kSlots; ++slot) {
-        if (rasters[slot]) {
-            images.push_back({rasters[slot], kSlotTable[slot]});
-        }
-    }
+    const PendingRasters rasters = _ensureRasterCache();
     const auto row = findCompositing(compositing.value());
     if (row == zrk::kCompositings.end()) {
         return zrk::doNothing();
     }
     const zrk::Tensor<3, double> inverseSize{1 / sizeX.value(), 1 / sizeY.value(), 1 / sizeZ.value()};
-    return wrap.value() ? extrusionOf<zrk::Border::Wrap>(images, inverseSize, *row)
-                        : extrusionOf<zrk::Border::Clamp>(images, inverseSize, *row);
+    const auto over = [inverseSize, row, wraps = wrap.value()](const std::vector<ActiveImage>& images) {
+        return wraps ? extrusionOf<zrk::Border::Wrap>(images, inverseSize, *row)
+                     : extrusionOf<zrk::Border::Clamp>(images, inverseSize, *row);
+    };
+    const auto make = [rasters, over] {
+        std::vector<ActiveImage> images;
+        for (std::size_t slot = 0; slot < kSlots; ++slot) {
+            if (const auto raster = rasterOf(rasters[slot])) {
+                images.push_back({raster, kSlotTable[slot]});
+            }
+        }
+        return over(images);
+    };
+    static const auto pixel = std::make_shared<const zrk::Raster<1, 2, double>>(1, 1);
+    return std::all_of(rasters.begin(), rasters.end(), isForNow<1, 2>)
+               ? make()
+               : pendingEvaluator(make, over({{pixel, kSlotTable[0]}}));
 }
 
 } // namespace zrkmodel

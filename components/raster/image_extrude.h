@@ -1,6 +1,7 @@
 #pragma once
 
 #include "components/guarded.h"
+#include "components/pending_raster.h"
 #include "components/raster/image_property.h"
 #include "core/values/export.h"
 #include "model/component.h"
@@ -94,7 +95,7 @@ public:
     static const char* pickerLabel(std::size_t slot);
     /// What a slot's picker does: takes another image, or none.
     void pick(std::size_t slot, const std::shared_ptr<ZRKImage2d>& picked);
-    /// The converted images.
+    /// The converted images, or those that are to be converted.
     ZRKHeldData held() const override;
     void hold(const ZRKHeldData& data) override;
     ZRKImage2dProperty& image(std::size_t slot);
@@ -108,12 +109,12 @@ public:
     void chooseCompositing(int row);
 
 private:
-    using SharedRasters = std::array<std::shared_ptr<const zrk::Raster<1, 2, double>>, kSlots>;
+    using PendingRasters = std::array<PendingRaster<1, 2>, kSlots>;
 
-    mutable Guarded<SharedRasters> _rasters; ///< the evaluators share what they point to
+    mutable Guarded<PendingRasters> _rasters; ///< the evaluators share what they point to
 
-    /// The images as doubles, each converted unless that is done already; null where there is none.
-    SharedRasters _ensureRasterCache() const;
+    /// The images as doubles; null where there is none. They are converted by now, unless that is put off.
+    PendingRasters _ensureRasterCache() const;
 };
 
 } // namespace zrkmodel

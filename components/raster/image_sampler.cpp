@@ -1,6 +1,5 @@
 #include "components/raster/image_sampler.h"
 
-#include "components/channel_conversion.h"
 #include "core/engine/formula.h"
 #include "core/raster/raster_lookup.h"
 #include "model/channel_names.h"
@@ -21,6 +20,20 @@ struct ImageValue {
         return lookup(zrk::Tensor<2, V>{coordinates[0], coordinates[1]});
     }
 };
+
+template <int N, zrk::Border kBorder>
+zrk::Evaluation imageEvaluator(const SharedRaster<N, 2>& raster)
+{
+    return raster ? zrk::evaluator(ImageValue<N, kBorder>{zrk::RasterLookup<N, 2, kBorder>(raster)})
+                  : zrk::doNothing();
+}
+
+template <int N>
+zrk::Evaluation imageEvaluator(const SharedRaster<N, 2>& raster, bool wraps)
+{
+    return wraps ? imageEvaluator<N, zrk::Border::Wrap>(raster)
+                 : imageEvaluator<N, zrk::Border::Clamp>(raster);
+}
 
 template <int N>
 constexpr Tag kValueTag = N == 1   ? Tag::Scalar
@@ -55,41 +68,39 @@ void ZRKImageSamplerBase<N>::pick(const std::shared_ptr<ZRKImage2d>& picked)
 template <int N>
 ZRKHeldData ZRKImageSamplerBase<N>::held() const
 {
-    const SharedPixels raster = _raster.copy();
     ZRKHeldData data;
-    data.add(raster, raster ? raster->data.size() * sizeof(double) : 0);
+    addRaster(_raster.copy(), data);
     return data;
 }
 
 template <int N>
 void ZRKImageSamplerBase<N>::hold(const ZRKHeldData& data)
 {
-    _raster.set(data.part<zrk::Raster<N, 2, double>>(0));
+    _raster.set(data.part<Pending<SharedRaster<N, 2>>>(0));
 }
 
 template <int N>
-auto ZRKImageSamplerBase<N>::_ensureRasterCache() const -> SharedPixels
+PendingRaster<N, 2> ZRKImageSamplerBase<N>::_ensureRasterCache() const
 {
-    return _raster.use([this](SharedPixels& raster) {
+    const auto pending = _raster.use([this](PendingRaster<N, 2>& raster) {
         if (!raster) {
-            raster = interleavedChannels<N>(image.value());
+            raster = pendingChannels<N>(image.value());
         }
         return raster;
     });
+    if (isForNow(pending)) {
+        rasterOf(pending); // without the lock: nobody's change waits for it
+    }
+    return pending;
 }
 
 template <int N>
 zrk::Evaluation ZRKImageSamplerBase<N>::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
-    using zrk::Border;
-    const SharedPixels raster = _ensureRasterCache();
-    if (!raster) {
-        return zrk::doNothing();
-    }
-    if (wrap.value()) {
-        return zrk::evaluator(ImageValue<N, Border::Wrap>{zrk::RasterLookup<N, 2, Border::Wrap>(raster)});
-    }
-    return zrk::evaluator(ImageValue<N, Border::Clamp>{zrk::RasterLookup<N, 2, Border::Clamp>(raster)});
+    const auto pending = _ensureRasterCache();
+    const auto make = [pending, wraps = wrap.value()] { return imageEvaluator<N>(rasterOf(pending), wraps); };
+    static const auto pixel = std::make_shared<const zrk::Raster<N, 2, double>>(1, 1);
+    return isForNow(pending) ? make() : pendingEvaluator(make, imageEvaluator<N>(pixel, wrap.value()));
 }
 
 template class ZRKImageSamplerBase<1>;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "components/guarded.h"
+#include "components/pending_raster.h"
 #include "components/raster/image_property.h"
 #include "core/values/export.h"
 #include "model/component.h"
@@ -31,7 +32,8 @@ namespace zrkmodel {
 /// Notes: Whole numbers of the file arrive as 0 to 1. A picture of fewer channels repeats its last one; the
 /// opacity that a colour needs is then 1.
 ///
-/// Threads: Any number of threads may build evaluators at once, but none while a property is edited.
+/// Threads: Any number of threads may build evaluators at once, but none while a property is edited. Under a
+/// ZRKDeferredBuilding their first sample converts the picture.
 template <int N>
 class ZRK_API ZRKImageSamplerBase : public ZRKExtensionBase, public ZRKDataHolder {
 public:
@@ -45,7 +47,7 @@ public:
     /// What the picker of the panel does: takes another image, or none.
     void pick(const std::shared_ptr<ZRKImage2d>& picked);
 
-    /// The converted image.
+    /// The converted image, or the one that is to be converted.
     ZRKHeldData held() const override;
     void hold(const ZRKHeldData& data) override;
 
@@ -55,13 +57,11 @@ protected:
     ZRKImageSamplerBase(const ZRKImageSamplerBase& other) : ZRKExtensionBase(other), ZRKDataHolder(other) {}
     ZRKImageSamplerBase& operator=(const ZRKImageSamplerBase&) = default;
 
-    using SharedPixels = std::shared_ptr<const zrk::Raster<N, 2, double>>;
-
-    /// The image as doubles, converted unless that is done already; null without a usable image.
-    SharedPixels _ensureRasterCache() const;
+    /// The image as doubles; null without an image. They are converted by now, unless that is put off.
+    PendingRaster<N, 2> _ensureRasterCache() const;
 
 private:
-    mutable Guarded<SharedPixels> _raster; ///< the evaluators share what it points to
+    mutable Guarded<PendingRaster<N, 2>> _raster; ///< the evaluators share what it points to
 };
 
 extern template class ZRKImageSamplerBase<1>;

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <utility>
+#include <variant>
 
 namespace zrkmodel {
 
@@ -27,6 +28,21 @@ struct VolumeValue {
         return lookup(zrk::Tensor<3, V>{p[0] * inverseSize[0], p[1] * inverseSize[1], p[2] * inverseSize[2]});
     }
 };
+
+zrk::Evaluation volumeEvaluator(const SharedRaster<1, 3>& raster, const zrk::Tensor<3, double>& inverseSize,
+                                bool wraps)
+{
+    using zrk::Border;
+    if (!raster) {
+        return zrk::doNothing();
+    }
+    if (wraps) {
+        return zrk::evaluator(
+            VolumeValue<Border::Wrap>{zrk::RasterLookup<1, 3, Border::Wrap>(raster), inverseSize});
+    }
+    return zrk::evaluator(
+        VolumeValue<Border::Clamp>{zrk::RasterLookup<1, 3, Border::Clamp>(raster), inverseSize});
+}
 
 std::uint8_t greyOf(double value)
 {
@@ -70,6 +86,9 @@ void ZRK3DImage::onDeserialize(const ZRKDeserialization& d)
     announceEdit();
     _raster.set(nullptr);
     _ensureRasterCache();
+    if (const SharedVolume volume = _raster.copy(); volume && isForNow(volume->doubles)) {
+        rasterOf(volume->doubles);
+    }
 }
 
 bool ZRK3DImage::onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0, ZRKGraphObject>& node)
@@ -80,26 +99,32 @@ bool ZRK3DImage::onInspection(zrkui::ZRKPropertyView* view, const ZRKNodeBase<0,
 
 zrk::Evaluation ZRK3DImage::getEvaluatorForPin(const Pin_ref<1>&, const ZRKContext&) const
 {
-    using zrk::Border;
     // Not filled here: a volume that was removed stays away until the next inspection or load.
-    const SharedVolume raster = _raster.copy();
-    if (!raster) {
-        return zrk::doNothing();
-    }
+    const SharedVolume volume = _raster.copy();
     const zrk::Tensor<3, double> inverseSize{1 / sizeX.value(), 1 / sizeY.value(), 1 / sizeZ.value()};
-    if (wrap.value()) {
-        return zrk::evaluator(
-            VolumeValue<Border::Wrap>{zrk::RasterLookup<1, 3, Border::Wrap>(raster), inverseSize});
-    }
-    return zrk::evaluator(
-        VolumeValue<Border::Clamp>{zrk::RasterLookup<1, 3, Border::Clamp>(raster), inverseSize});
+    const auto make = [volume, inverseSize, wraps = wrap.value()] {
+        return volumeEvaluator(volume ? rasterOf(volume->doubles) : nullptr, inverseSize, wraps);
+    };
+    static const auto voxel = std::make_shared<const zrk::Raster<1, 3, double>>(1, 1, 1);
+    return !volume || isForNow(volume->doubles)
+               ? make()
+               : pendingEvaluator(make, volumeEvaluator(voxel, inverseSize, wrap.value()));
+}
+
+ZRK3DImage::SharedVolume ZRK3DImage::volumeOf(const std::shared_ptr<const ZRKImage3d>& image)
+{
+    const auto doubles = pendingFirstChannel(image);
+    const auto isEmpty = [](const auto& channel) { return channel.data.empty(); };
+    return doubles && !std::visit(isEmpty, image->channel(0))
+               ? std::make_shared<const Volume>(Volume{image, doubles})
+               : nullptr;
 }
 
 void ZRK3DImage::_ensureRasterCache() const
 {
     _raster.use([this](SharedVolume& raster) {
         if (!raster) {
-            raster = firstChannel(image.value());
+            raster = volumeOf(image.value());
         }
     });
 }
@@ -122,7 +147,7 @@ void ZRK3DImage::loadFolder(ZRKImage3dLibraryView& library, const std::string& p
     const auto entry = library.ensureImageFromfolder(path);
     const auto volume = entry ? std::dynamic_pointer_cast<ZRKImage3d>(entry->object()) : nullptr;
     image.set(volume, false);
-    replaceRaster(firstChannel(volume));
+    replaceRaster(volumeOf(volume));
 }
 
 zrk::Result<std::vector<zrk::Fault>> ZRK3DImage::loadSlices(const zrk::Paths& paths,
@@ -134,8 +159,11 @@ zrk::Result<std::vector<zrk::Fault>> ZRK3DImage::loadSlices(const zrk::Paths& pa
     return zrk::readGreyStack(paths, monitor).map([this, &paths](zrk::GreyStack stack) {
         std::vector<ZRKImage3d::Channel> channels;
         channels.emplace_back(std::move(stack.voxels));
-        replaceRaster(firstChannel(std::make_shared<const ZRKImage3d>(std::move(channels))),
-                      {paths.begin(), paths.end()});
+        const auto volume = volumeOf(std::make_shared<const ZRKImage3d>(std::move(channels)));
+        if (volume && isForNow(volume->doubles)) {
+            rasterOf(volume->doubles);
+        }
+        replaceRaster(volume, {paths.begin(), paths.end()});
         return std::move(stack.leftOut);
     });
 }
@@ -166,13 +194,14 @@ zrk::Result<ZRKImportWarnings> ZRK3DImage::onImport(const std::vector<std::files
 
 ZRKHeldData ZRK3DImage::held() const
 {
-    const SharedVolume raster = _raster.copy();
+    const SharedVolume volume = _raster.copy();
+    const auto raster = volume && volume->doubles->isDone() ? rasterOf(volume->doubles) : nullptr;
     ZRKHeldData data;
-    data.add(raster, raster ? raster->data.size() * sizeof(double) : 0);
+    data.add(volume, raster ? raster->data.size() * sizeof(double) : 0);
     return data;
 }
 
-void ZRK3DImage::hold(const ZRKHeldData& data) { _raster.set(data.part<zrk::Raster<1, 3, double>>(0)); }
+void ZRK3DImage::hold(const ZRKHeldData& data) { _raster.set(data.part<Volume>(0)); }
 
 /// Announced as "raster".
 void ZRK3DImage::takeImport(const ZRKDataHolder& from, const std::vector<std::filesystem::path>& files)
@@ -183,19 +212,23 @@ void ZRK3DImage::takeImport(const ZRKDataHolder& from, const std::vector<std::fi
 
 std::optional<zrk::Raster<1, 2, std::uint8_t>> ZRK3DImage::preview(double share) const
 {
-    const SharedVolume raster = _raster.copy();
-    if (!raster) {
+    const SharedVolume volume = _raster.copy();
+    if (!volume) {
         return std::nullopt;
     }
-    const std::int32_t* dims = raster->dims;
-    const double last = dims[2] - 1;
-    const double k = std::trunc(dims[2] * share);
-    const auto slice = static_cast<std::size_t>(k > 0 ? std::min(k, last) : 0.0);
-    zrk::Raster<1, 2, std::uint8_t> picture(dims[0], dims[1]);
-    const auto from = raster->data.begin() + static_cast<std::ptrdiff_t>(slice * picture.data.size());
-    std::transform(from, from + static_cast<std::ptrdiff_t>(picture.data.size()), picture.data.begin(),
-                   greyOf);
-    return picture;
+    return std::visit(
+        [share]<class T>(const zrk::Raster<1, 3, T>& channel) {
+            const std::int32_t* dims = channel.dims;
+            const double last = dims[2] - 1;
+            const double k = std::trunc(dims[2] * share);
+            const auto slice = static_cast<std::size_t>(k > 0 ? std::min(k, last) : 0.0);
+            zrk::Raster<1, 2, std::uint8_t> picture(dims[0], dims[1]);
+            const T* const from = channel.data.data() + slice * picture.data.size();
+            std::transform(from, from + picture.data.size(), picture.data.begin(),
+                           [](T value) { return greyOf(asDouble(value)); });
+            return picture;
+        },
+        volume->image->channel(0));
 }
 
 } // namespace zrkmodel

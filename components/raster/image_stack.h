@@ -1,6 +1,7 @@
 #pragma once
 
 #include "components/guarded.h"
+#include "components/pending_raster.h"
 #include "components/raster/image_property.h"
 #include "core/values/export.h"
 #include "formats/slices.h"
@@ -121,11 +122,17 @@ protected:
                                             zrk::ProgressMonitor* monitor) override;
 
 private:
-    using SharedVolume = std::shared_ptr<const zrk::Raster<1, 3, double>>;
+    /// The image that a volume is made of, or was, and its doubles.
+    struct Volume {
+        std::shared_ptr<const ZRKImage3d> image;
+        PendingRaster<1, 3> doubles;
+    };
+    using SharedVolume = std::shared_ptr<const Volume>;
 
-    mutable Guarded<SharedVolume> _raster; ///< the evaluators share what it points to
+    mutable Guarded<SharedVolume> _raster; ///< null without a usable image
 
-    /// Converts the image, unless there is a volume already.
+    static SharedVolume volumeOf(const std::shared_ptr<const ZRKImage3d>& image);
+    /// Takes the image, unless there is a volume already.
     void _ensureRasterCache() const;
     void replaceRaster(SharedVolume volume, const std::vector<std::filesystem::path>& imported = {});
 };

@@ -1,6 +1,5 @@
 #include "components/transport/image_sweep.h"
 
-#include "components/channel_conversion.h"
 #include "components/transport/image_sweep_formula.h"
 #include "core/engine/formula.h"
 #include "core/engine/progress.h"
@@ -174,7 +173,10 @@ ZRKHeldData ZRKImageSweep::held() const
     const Sweep sweep = _sweep.copy();
     const auto bytes = [](const auto& raster) { return raster ? raster->data.size() * sizeof(double) : 0; };
     ZRKHeldData data;
-    for (const auto& pixels : {rasterA, rasterB, rasterObstacle, sweep.resampledA, sweep.resampledB}) {
+    for (const auto& raster : {rasterA, rasterB, rasterObstacle}) {
+        addRaster(raster, data);
+    }
+    for (const auto& pixels : {sweep.resampledA, sweep.resampledB}) {
         data.add(pixels, bytes(pixels));
     }
     data.add(sweep.sweepRaster, bytes(sweep.sweepRaster));
@@ -185,9 +187,10 @@ ZRKHeldData ZRKImageSweep::held() const
 
 void ZRKImageSweep::hold(const ZRKHeldData& data)
 {
-    rasterA = data.part<Pixels>(0);
-    rasterB = data.part<Pixels>(1);
-    rasterObstacle = data.part<Pixels>(2);
+    using Part = Pending<SharedRaster<1, 2>>;
+    rasterA = data.part<Part>(0);
+    rasterB = data.part<Part>(1);
+    rasterObstacle = data.part<Part>(2);
     _sweep.set({data.part<Volume>(5), data.part<Pixels>(3), data.part<Pixels>(4), data.part<Output>(6),
                 data.state != 0});
 }
@@ -219,7 +222,7 @@ void ZRKImageSweep::pick(ZRKProperty<Image>& property, const Image& image)
 {
     announceEdit();
     auto& raster = &property == &imageA ? rasterA : &property == &imageB ? rasterB : rasterObstacle;
-    raster = firstChannel(image);
+    raster = pendingFirstChannel(image);
     property.set(image);
 }
 
@@ -236,9 +239,9 @@ bool ZRKImageSweep::compute(zrk::ProgressMonitor* monitor)
 
 void ZRKImageSweep::_ensureRasterCache() const
 {
-    const auto fill = [](std::shared_ptr<const Pixels>& raster, const ZRKProperty<Image>& image) {
+    const auto fill = [](PendingRaster<1, 2>& raster, const ZRKProperty<Image>& image) {
         if (!raster) {
-            raster = firstChannel(image.value());
+            raster = pendingFirstChannel(image.value());
         }
     };
     fill(rasterA, imageA);
@@ -273,7 +276,10 @@ void ZRKImageSweep::refuseLargeStack() const
 
 bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
 {
-    if (!rasterA || !rasterB) {
+    const auto imageOfA = rasterOf(rasterA);
+    const auto imageOfB = rasterOf(rasterB);
+    const auto imageOfObstacle = rasterOf(rasterObstacle);
+    if (!imageOfA || !imageOfB) {
         _sweep.use([](Sweep& sweep) {
             sweep.sweepRaster.reset();
             sweep.outputRaster.reset();
@@ -282,11 +288,11 @@ bool ZRKImageSweep::rebuildSweep(zrk::ProgressMonitor* monitor)
     }
     refuseLargeStack();
     tellLongWork(resolution.value(), steps.value());
-    Pixels a = resampled(rasterA, resolution.value());
-    Pixels b = resampled(rasterB, resolution.value());
+    Pixels a = resampled(imageOfA, resolution.value());
+    Pixels b = resampled(imageOfB, resolution.value());
     std::optional<Pixels> closed;
-    if (rasterObstacle) {
-        closed = resampled(rasterObstacle, resolution.value());
+    if (imageOfObstacle) {
+        closed = resampled(imageOfObstacle, resolution.value());
     }
     bool isStopped = false;
     ComputationMeter::Run run(_meter, monitor);

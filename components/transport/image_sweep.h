@@ -1,7 +1,7 @@
 #pragma once
 
 #include "components/guarded.h"
-#include "components/pending.h"
+#include "components/pending_raster.h"
 #include "components/point_interpolator_serializer.h"
 #include "core/values/export.h"
 #include "core/values/raster.h"
@@ -150,9 +150,9 @@ private:
         bool outputDirty = true;
     };
 
-    mutable std::shared_ptr<const Pixels> rasterA;
-    mutable std::shared_ptr<const Pixels> rasterB;
-    mutable std::shared_ptr<const Pixels> rasterObstacle;
+    mutable PendingRaster<1, 2> rasterA;
+    mutable PendingRaster<1, 2> rasterB;
+    mutable PendingRaster<1, 2> rasterObstacle;
     mutable Guarded<Sweep> _sweep;
     ComputationMeter _meter;
 

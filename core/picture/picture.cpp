@@ -3,6 +3,7 @@
 #include "core/picture/cut_faces.h"
 #include "core/picture/edges.h"
 #include "core/picture/light_map.h"
+#include "core/picture/paint_scale.h"
 #include "core/picture/screen_light.h"
 #include "core/picture/shading.h"
 #include "core/picture/solid_extent.h"
@@ -375,34 +376,6 @@ private:
     std::vector<Vector3> _framed;
     std::optional<Interval<double>> _paintRange; ///< for a paint with one component
 
-    /// The finite values of a field on what was seen of the solid; 0 to 1 where there are none.
-    Interval<double> rangeOf(const PreparedField& paint)
-    {
-        constexpr std::size_t kAtOnce = 1024;
-        std::optional<Interval<double>> range;
-        std::vector<double> numbers(4 * kAtOnce);
-        double* const x = numbers.data();
-        double* const y = x + kAtOnce;
-        double* const z = y + kAtOnce;
-        double* const values = z + kAtOnce;
-        const std::vector<Vector3>& points = _extent.points;
-        for (std::size_t first = 0; first < points.size() && _work.keepsGoing(); first += kAtOnce) {
-            const std::size_t count = std::min(kAtOnce, points.size() - first);
-            for (std::size_t i = 0; i < count; ++i) {
-                x[i] = points[first + i][0];
-                y[i] = points[first + i][1];
-                z[i] = points[first + i][2];
-            }
-            paint.evaluate(x, y, z, count, values);
-            for (std::size_t i = 0; i < count; ++i) {
-                if (std::isfinite(values[i])) {
-                    range = range ? hull(*range, Interval<double>(values[i])) : Interval<double>(values[i]);
-                }
-            }
-        }
-        return range.value_or(Interval<double>(0, 1));
-    }
-
     /// Finds where the solid is.
     PictureOutcome look()
     {
@@ -416,7 +389,9 @@ private:
             return PictureOutcome::NoSolid;
         }
         if (_settings.paint && _settings.paint->componentCount() == 1) {
-            _paintRange = _settings.paintRange ? *_settings.paintRange : rangeOf(*_settings.paint);
+            _paintRange = _settings.paintRange ? *_settings.paintRange
+                                               : finiteRange(*_settings.paint, _extent.points,
+                                                             [&] { return _work.keepsGoing(); });
         }
         _framed = _settings.views.size() > 1 ? turnedAround(_extent.points, _extent) : _extent.points;
         return PictureOutcome::Drawn;

@@ -1,6 +1,6 @@
 #include "core/picture/surface_paint.h"
 
-#include "core/picture/color_map.h"
+#include "core/picture/paint_scale.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,8 +20,7 @@ Float3 SurfacePaint::colorOf(const Vector3& components) const
     if (!_range) {
         return linear(components);
     }
-    const double width = _range->upper - _range->lower;
-    return linear(sequentialMap().at(width > 0 ? (components[0] - _range->lower) / width : 0.5));
+    return linear(scaleColor(*_range, components[0]));
 }
 
 Float3 SurfacePaint::plainColor()

@@ -35,41 +35,116 @@ bool EditSession::hasResource(const ZRKJson& entry) const
     return index && isSameResource(_parts.root()["resources"][*index], entry);
 }
 
-std::optional<std::string> EditSession::filesOfPaste(const std::string& text) const
+namespace {
+
+bool isFile(const ZRKJson& resource)
+{
+    return resource.is_object() && resource.contains("path") && resource.contains("uuid") &&
+           resource["uuid"].is_string();
+}
+
+/// The uuids of resources, an array as in a document.
+std::set<std::string> uuidsOf(const ZRKJson& resources)
+{
+    std::set<std::string> uuids;
+    for (const ZRKJson& resource : resources) {
+        if (resource.is_object() && resource.contains("uuid") && resource["uuid"].is_string()) {
+            uuids.insert(resource["uuid"].get<std::string>());
+        }
+    }
+    return uuids;
+}
+
+bool mentionsAny(const ZRKJson& value, const std::set<std::string>& uuids)
+{
+    return std::any_of(uuids.begin(), uuids.end(),
+                       [&](const std::string& uuid) { return mentions(value, uuid); });
+}
+
+/// The part of a fragment that can be read apart from the document: its resources from files that the
+/// document doesn't have, and nodes. Of nodes that use resources that is what they import.
+ZRKJson readablePart(PasteText& text, const std::string& unit, const ZRKJson& resources)
+{
+    ZRKJson part{{"zrkGraph", 1}, {"resources", ZRKJson::array()}, {"nodes", ZRKJson::array()}};
+    if (!unit.empty()) {
+        part["context"] = {{"unit", unit}};
+    }
+    for (const ZRKJson& entry : text.fragment.value("resources", ZRKJson::array())) {
+        const bool isKnown = std::any_of(resources.begin(), resources.end(), [&](const ZRKJson& known) {
+            return isFile(known) && isFile(entry) && isSameResource(known, entry) &&
+                   equalIgnoringCase(known["uuid"].get<std::string>(), entry["uuid"].get<std::string>());
+        });
+        if (isFile(entry) && !isKnown) {
+            part["resources"].push_back(entry);
+        }
+    }
+    for (const ZRKJson& entry : text.fragment["nodes"]) {
+        const bool isFree = !entry.contains("values") || !mentionsAny(entry["values"], text.uuids);
+        if (isFree || entry.contains("import")) {
+            part["nodes"].push_back(entry);
+            if (isFree) {
+                text.whole.insert(entry["id"].get<std::uint16_t>());
+            } else {
+                part["nodes"].back().erase("values");
+            }
+        }
+    }
+    return part;
+}
+
+} // namespace
+
+bool EditSession::readsFiles(const std::string& text) const
 {
     auto fragment = readFragment(text);
     if (!fragment) {
-        return std::nullopt; // pasting tells
+        return false; // pasting tells
     }
     rebasePaths(*fragment, wholeFolder(folder()));
-    ZRKJson files{{"zrkGraph", 1}, {"resources", ZRKJson::array()}, {"nodes", ZRKJson::array()}};
-    if (const std::string unit = _document.unit(); !unit.empty()) {
-        files["context"] = {{"unit", unit}};
-    }
-    for (const ZRKJson& entry : fragment->value("resources", ZRKJson::array())) {
-        const bool isFile = entry.is_object() && entry.contains("path") && entry.contains("uuid") &&
-                            entry["uuid"].is_string();
-        if (isFile && !hasResource(entry)) {
-            files["resources"].push_back(entry);
+    const ZRKJson resources = fragment->value("resources", ZRKJson::array());
+    const ZRKJson& nodes = (*fragment)["nodes"];
+    return std::any_of(resources.begin(), resources.end(),
+                       [&](const ZRKJson& entry) { return isFile(entry) && !hasResource(entry); }) ||
+           std::any_of(nodes.begin(), nodes.end(),
+                       [](const ZRKJson& entry) { return entry.contains("import"); });
+}
+
+EditSession::PasteReading EditSession::startPaste(std::string text) const
+{
+    LoadSettings load = _settings.load;
+    load.resources = nullptr;
+    return [text = std::move(text), load, name = _document.name(), unit = _document.unit(),
+            folder = wholeFolder(folder()), resources = _parts.root().value("resources", ZRKJson::array())](
+               zrk::ProgressMonitor* monitor) -> zrk::Result<PasteText> {
+        auto fragment = readFragment(text);
+        if (!fragment) {
+            return zrk::refused(std::move(fragment.error()));
         }
-    }
-    for (ZRKJson entry : (*fragment)["nodes"]) {
-        if (entry.contains("import")) {
-            entry.erase("values");
-            files["nodes"].push_back(std::move(entry));
+        PasteText pasted{std::move(*fragment), folder};
+        rebasePaths(pasted.fragment, folder);
+        pasted.uuids = uuidsOf(resources);
+        pasted.uuids.merge(uuidsOf(pasted.fragment.value("resources", ZRKJson::array())));
+        LoadSettings settings = load;
+        settings.monitor = monitor ? monitor : load.monitor;
+        const ZRKJson part = readablePart(pasted, unit, resources);
+        auto read = GraphDocument::parse(part.dump(-1, ' ', false, ZRKJson::error_handler_t::replace), name,
+                                         pasted.warnings, settings);
+        if (!read) {
+            return zrk::refused(std::move(read.error()));
         }
-    }
-    const bool isAny = !files["resources"].empty() || !files["nodes"].empty();
-    return isAny ? std::optional(documentText(files)) : std::nullopt;
+        pasted.read = std::make_shared<GraphDocument>(std::move(*read));
+        return pasted;
+    };
 }
 
 /// Adds the resources of a fragment, or finds that they are there, and names them in it as they are then.
-zrk::Result<void> EditSession::pasteResources(ZRKJson& fragment, DocumentWarnings& warnings,
-                                              const PasteSettings& settings)
+zrk::Result<void> EditSession::pasteResources(PasteText& text, DocumentWarnings& warnings,
+                                              zrk::ProgressMonitor* monitor)
 {
+    ZRKJson& fragment = text.fragment;
     const auto readOf = [&](const std::string& uuid) -> std::shared_ptr<ZRKSerializableObject> {
-        const auto index = settings.read ? settings.read->resources()->indexOf(ZRKuuid(uuid)) : std::nullopt;
-        return index ? settings.read->resources()->objects()[*index] : nullptr;
+        const auto index = text.read ? text.read->resources()->indexOf(ZRKuuid(uuid)) : std::nullopt;
+        return index ? text.read->resources()->objects()[*index] : nullptr;
     };
     ZRKJson pending = fragment.value("resources", ZRKJson::array());
     while (!pending.empty()) {
@@ -106,7 +181,7 @@ zrk::Result<void> EditSession::pasteResources(ZRKJson& fragment, DocumentWarning
             if (const auto object = readOf(name)) {
                 object->setUuid(ZRKuuid(added["uuid"].get<std::string>()));
                 addResource(added, object);
-            } else if (const auto known = addResource(added, &warnings, settings.monitor); !known) {
+            } else if (const auto known = addResource(added, &warnings, monitor); !known) {
                 return zrk::refused(known.error());
             }
             pending[i] = nullptr; // nobody waits for it any more
@@ -140,28 +215,60 @@ std::size_t EditSession::linkFromOutside(const ZRKJson& links, const std::map<in
 
 zrk::Result<Pasted> EditSession::paste(const std::string& text, const PasteSettings& settings)
 {
-    return perform("Paste", "", [&] {
-        return readFragment(text).and_then([&](ZRKJson fragment) {
-            HeldByNode imported;
-            if (settings.read) {
-                for (const auto& node : settings.read->graph()->nodes()) {
-                    if (const auto* holder = dynamic_cast<const ZRKDataHolder*>(node->object.get())) {
-                        imported.emplace(node->id, holder->held());
-                    }
-                }
-            }
-            return pasteFragment(std::move(fragment), settings, imported);
-        });
+    return readFragment(text).and_then([&](ZRKJson fragment) {
+        rebasePaths(fragment, wholeFolder(folder()));
+        return paste(PasteText{std::move(fragment), wholeFolder(folder())}, settings);
     });
 }
 
-/// @param imported  of nodes of the fragment, which isn't read again then.
-zrk::Result<Pasted> EditSession::pasteFragment(ZRKJson fragment, const PasteSettings& settings,
-                                               const HeldByNode& imported)
+zrk::Result<Pasted> EditSession::paste(PasteText text, const PasteSettings& settings)
 {
-    rebasePaths(fragment, wholeFolder(folder()));
+    return perform("Paste", "", [&] {
+        const ReadNodes read = takeRead(text);
+        return pasteFragment(std::move(text), settings, read);
+    });
+}
+
+/// The nodes that were read, by their ids in the fragment. Those that may use a resource which the document
+/// got meanwhile are to be read again, but for what they import.
+EditSession::ReadNodes EditSession::takeRead(const PasteText& text) const
+{
+    ReadNodes taken;
+    if (!text.read) {
+        return taken;
+    }
+    std::set<std::string> newUuids = uuidsOf(_parts.root().value("resources", ZRKJson::array()));
+    std::erase_if(newUuids, [&](const std::string& uuid) { return text.uuids.contains(uuid); });
+    text.read->graph()->setSilent(true);
+    for (const ZRKJson& entry : text.fragment["nodes"]) {
+        const auto id = entry["id"].get<std::uint16_t>();
+        const auto node = text.read->graph()->getNodePtr(id);
+        if (!node) {
+            continue;
+        }
+        const std::shared_ptr<ZRKGraphObject> object = node->object;
+        text.read->graph()->removeNode(id);
+        if (const auto* holder = dynamic_cast<const ZRKDataHolder*>(object.get())) {
+            taken.imported.emplace(id, holder->held());
+        }
+        if (text.whole.contains(id) && !mentionsAny(entry, newUuids)) {
+            taken.objects.emplace(id, object);
+        }
+    }
+    return taken;
+}
+
+/// @param read  of nodes by their ids in the fragment.
+zrk::Result<Pasted> EditSession::pasteFragment(PasteText text, const PasteSettings& settings,
+                                               const ReadNodes& read)
+{
+    ZRKJson& fragment = text.fragment;
+    if (const std::filesystem::path now = wholeFolder(folder()); now != text.folder) {
+        rebaseDocument(fragment, text.folder, now);
+    }
     Pasted pasted;
-    if (const auto added = pasteResources(fragment, pasted.warnings, settings); !added) {
+    pasted.warnings = std::move(text.warnings);
+    if (const auto added = pasteResources(text, pasted.warnings, settings.monitor); !added) {
         return zrk::refused(added.error());
     }
     const zrk::Result<int> first = nextId();
@@ -169,7 +276,7 @@ zrk::Result<Pasted> EditSession::pasteFragment(ZRKJson fragment, const PasteSett
         return zrk::refused(first.error());
     }
     std::map<int, int> newIds;
-    HeldByNode held;
+    ReadNodes known;
     int id = *first;
     for (ZRKJson& entry : fragment["nodes"]) {
         const int former = entry["id"].get<int>();
@@ -177,14 +284,19 @@ zrk::Result<Pasted> EditSession::pasteFragment(ZRKJson fragment, const PasteSett
             ++id;
         }
         newIds[former] = id;
-        if (const auto known = imported.find(static_cast<std::uint16_t>(former)); known != imported.end()) {
-            held.emplace(static_cast<std::uint16_t>(id), known->second);
+        const auto formerId = static_cast<std::uint16_t>(former);
+        const auto newId = static_cast<std::uint16_t>(id);
+        if (const auto imported = read.imported.find(formerId); imported != read.imported.end()) {
+            known.imported.emplace(newId, imported->second);
+        }
+        if (const auto object = read.objects.find(formerId); object != read.objects.end()) {
+            known.objects.emplace(newId, object->second);
         }
         entry["id"] = id++;
         entry.erase("bypass"); // it names nodes by their former ids
         shiftPosition(entry, settings.dx, settings.dy);
     }
-    auto nodes = insertNodes(fragment["nodes"], pasted.warnings, settings.monitor, held);
+    auto nodes = insertNodes(std::move(fragment["nodes"]), pasted.warnings, settings.monitor, known);
     if (!nodes) {
         return zrk::refused(std::move(nodes.error()));
     }
@@ -210,13 +322,13 @@ zrk::Result<Pasted> EditSession::duplicate(const std::vector<std::uint16_t>& nod
 {
     return perform("Duplicate", "", [&] {
         return fragment(nodes).and_then([&](ZRKJson copied) {
-            HeldByNode imported;
+            ReadNodes known;
             for (const std::uint16_t node : nodes) {
                 if (auto held = entry(node)->contains("import") ? heldBy(node) : std::nullopt) {
-                    imported.emplace(node, std::move(*held));
+                    known.imported.emplace(node, std::move(*held));
                 }
             }
-            return pasteFragment(std::move(copied), {true, dx, dy}, imported);
+            return pasteFragment({std::move(copied), wholeFolder(folder())}, {true, dx, dy}, known);
         });
     });
 }

@@ -112,15 +112,19 @@ void EditSession::insertNode(ZRKJson entry, std::shared_ptr<ZRKGraphObject> obje
 }
 
 /// Makes nodes of entries with ids that are free, by the same reading as that of a document.
-/// @param imported  of nodes by their ids; it isn't read again.
+/// @param known  of nodes among them.
 zrk::Result<std::vector<std::uint16_t>> EditSession::insertNodes(ZRKJson entries, DocumentWarnings& warnings,
                                                                  zrk::ProgressMonitor* monitor,
-                                                                 const HeldByNode& imported)
+                                                                 const ReadNodes& known)
 {
-    ZRKJson document{{"zrkGraph", 1}, {"nodes", entries}};
-    for (ZRKJson& entry : document["nodes"]) {
-        if (imported.contains(entry["id"].get<std::uint16_t>())) {
-            entry.erase("import");
+    ZRKJson document{{"zrkGraph", 1}, {"nodes", ZRKJson::array()}};
+    for (const ZRKJson& entry : entries) {
+        const auto id = entry["id"].get<std::uint16_t>();
+        if (!known.objects.contains(id)) {
+            document["nodes"].push_back(entry);
+            if (known.imported.contains(id)) {
+                document["nodes"].back().erase("import");
+            }
         }
     }
     LoadSettings load = _settings.load;
@@ -135,9 +139,14 @@ zrk::Result<std::vector<std::uint16_t>> EditSession::insertNodes(ZRKJson entries
     std::vector<std::uint16_t> ids;
     for (ZRKJson& entry : entries) {
         const auto id = entry["id"].get<std::uint16_t>();
+        if (const auto whole = known.objects.find(id); whole != known.objects.end()) {
+            insertNode(std::move(entry), whole->second);
+            ids.push_back(id);
+            continue;
+        }
         std::shared_ptr<ZRKGraphObject> object = read->graph()->getNodePtr(id)->object;
         read->graph()->removeNode(id);
-        if (const auto held = imported.find(id); held != imported.end()) {
+        if (const auto held = known.imported.find(id); held != known.imported.end()) {
             if (auto* holder = dynamic_cast<ZRKDataHolder*>(object.get())) {
                 holder->hold(held->second);
             }
@@ -171,7 +180,7 @@ zrk::Result<std::uint16_t> EditSession::addNode(const NewNode& node, DocumentWar
             entry["position"] = *node.position;
         }
         DocumentWarnings unheard;
-        return insertNodes(ZRKJson::array({std::move(entry)}), warnings ? *warnings : unheard, nullptr)
+        return insertNodes(ZRKJson::array({std::move(entry)}), warnings ? *warnings : unheard, nullptr, {})
             .map([](const std::vector<std::uint16_t>& ids) { return ids.front(); });
     });
 }

@@ -7,7 +7,6 @@
 #include <fmt/core.h>
 
 #include <iterator>
-#include <set>
 #include <utility>
 
 namespace zrkmodel {
@@ -113,68 +112,19 @@ zrk::Result<void> EditSession::removeResource(const std::string& uuid)
     });
 }
 
-zrk::Result<void> EditSession::replaceOne(const ZRKJson& entry, DocumentWarnings* warnings,
-                                          zrk::ProgressMonitor* monitor)
+zrk::Result<std::size_t> EditSession::removeUnusedResources()
 {
-    const auto uuid = entry["uuid"].get<std::string>();
-    auto object = readResource(entry, warnings, monitor);
-    if (!object) {
-        return zrk::refused(std::move(object.error()));
-    }
-    const std::size_t index = *_parts.resources().indexOf(ZRKuuid(uuid));
-    eraseResource(index);
-    insertResource(entry, index, std::move(*object));
-    std::vector<Restored> restored;
-    rebind(uuid, true, restored);
-    announce(restored);
-    // A group holds its members' distances.
-    for (std::size_t i = 0; i < _parts.resourceCount(); ++i) {
-        const ZRKJson group = _parts.root()["resources"][i];
-        if (isGroup(group) && mentions(group["members"], uuid)) {
-            if (const auto replaced = replaceOne(group, warnings, monitor); !replaced) {
-                return replaced;
+    return perform("Remove unused resources", "", [&]() -> zrk::Result<std::size_t> {
+        std::size_t removed = 0;
+        // From the end, again and again: groups go before their members.
+        for (std::size_t i = _parts.resourceCount(); i-- > 0;) {
+            if (userOf(_parts.root()["resources"][i]["uuid"].get<std::string>()).empty()) {
+                eraseResource(i);
+                ++removed;
+                i = _parts.resourceCount();
             }
         }
-    }
-    return {};
-}
-
-zrk::Result<void> EditSession::replaceResource(const std::string& uuid, ZRKJson entry,
-                                               DocumentWarnings* warnings, zrk::ProgressMonitor* monitor)
-{
-    return perform("Replace resource", "", [&]() -> zrk::Result<void> {
-        const std::string place = "resource " + zrk::quotation(uuid);
-        const auto index = _parts.resources().indexOf(ZRKuuid(uuid));
-        if (!index || !entry.is_object()) {
-            return zrk::refused(fault(place, index ? shown(entry) : "no such resource",
-                                      index ? "an object" : "the uuid of a resource of the document",
-                                      "take one of the resources that are there"));
-        }
-        ZRKJson named{{"uuid", _parts.root()["resources"][*index]["uuid"]}};
-        entry.erase("uuid");
-        named.update(entry);
-        // A group must not come to contain itself.
-        std::set<std::string> reached;
-        std::vector<ZRKJson> open{named};
-        while (!open.empty()) {
-            const ZRKJson group = std::move(open.back());
-            open.pop_back();
-            if (!isGroup(group)) {
-                continue;
-            }
-            for (const ZRKJson& member : group.value("members", ZRKJson::array())) {
-                const std::string text = member.is_string() ? member.get<std::string>() : std::string();
-                if (equalIgnoringCase(text, uuid)) {
-                    return zrk::refused(fault(place, "a group that contains itself",
-                                              "groups that lead one way", "leave that member out"));
-                }
-                const auto next = _parts.resources().indexOf(ZRKuuid(text));
-                if (next && reached.insert(text).second) {
-                    open.push_back(_parts.root()["resources"][*next]);
-                }
-            }
-        }
-        return replaceOne(named, warnings, monitor);
+        return removed;
     });
 }
 

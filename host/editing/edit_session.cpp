@@ -92,6 +92,12 @@ void addChange(std::vector<EditChange>& changes, std::size_t first, EditChange c
     changes.push_back(std::move(change));
 }
 
+bool holdsOf(const EditStep& step, std::uint16_t node)
+{
+    return std::any_of(step.held.begin(), step.held.end(),
+                       [node](const HeldChange& held) { return held.node == node; });
+}
+
 } // namespace
 
 EditSession::EditSession(GraphDocument document, EditSettings settings)
@@ -343,21 +349,55 @@ void EditSession::joinValues(std::vector<EditChange>& changes) const
     });
 }
 
+/// Moves what nodes held before the step into it. Returns whether some hold other data now: of nodes that
+/// told of something, and not for what was told upstream of them.
+bool EditSession::takeHeld(EditStep& step)
+{
+    const auto log = std::exchange(_heldLog, {});
+    const std::set<std::uint16_t> told = std::exchange(_told, {});
+    bool isChanged = false;
+    for (const auto& [node, data] : log) {
+        if (!holdsOf(step, node)) {
+            step.held.push_back({node, data, std::nullopt});
+            const auto now = heldBy(node);
+            isChanged = isChanged || (told.contains(node) && now && !(*now == data));
+        }
+    }
+    return isChanged;
+}
+
+/// Adds a step to the last one, which it goes on with.
+/// @param isPlain  the step changes values alone.
+void EditSession::joinLast(EditStep& last, EditStep step, bool isPlain)
+{
+    const bool hadChanges = !last.changes.empty();
+    for (EditChange& change : step.changes) {
+        const auto* value = std::get_if<ValueChange>(&change);
+        const auto watched = value ? _watched.find(value->node) : _watched.end();
+        // Behind something structural the values that are known now may not be those after the change.
+        const std::size_t first = isPlain ? 0 : last.changes.size();
+        addChange(last.changes, first, std::move(change),
+                  watched == _watched.end() ? ZRKJson() : watched->second.values);
+    }
+    for (HeldChange& held : step.held) {
+        if (!holdsOf(last, held.node)) {
+            last.held.push_back(std::move(held));
+        }
+    }
+    last.selectionAfter = _selection;
+    last.time = step.time;
+    if (hadChanges && last.changes.empty()) { // all values are what they were, and so is what they made
+        for (const HeldChange& held : last.held) {
+            hold(held.node, held.before);
+        }
+        _history.dropLast();
+    }
+}
+
 void EditSession::commit()
 {
     EditStep step = std::exchange(_open, {});
-    const auto log = std::exchange(_heldLog, {});
-    const std::set<std::uint16_t> told = std::exchange(_told, {});
-    bool isHeldChanged = false; // by nodes that told of something, and not for what was told upstream of them
-    for (const auto& [node, data] : log) {
-        const bool isKnown = std::any_of(step.held.begin(), step.held.end(),
-                                         [id = node](const HeldChange& held) { return held.node == id; });
-        if (!isKnown) {
-            step.held.push_back({node, data, std::nullopt});
-            const auto now = heldBy(node);
-            isHeldChanged = isHeldChanged || (told.contains(node) && now && !(*now == data));
-        }
-    }
+    const bool isHeldChanged = takeHeld(step);
     const bool isPlain = std::none_of(step.changes.begin(), step.changes.end(), isStructural);
     if (isPlain) {
         joinValues(step.changes);
@@ -383,29 +423,7 @@ void EditSession::commit()
     }
     EditStep* last = _history.openStep(step.mergeKey, step.gesture, step.time, _settings.mergeSeconds);
     if (last) {
-        const bool hadChanges = !last->changes.empty();
-        for (EditChange& change : step.changes) {
-            const auto* value = std::get_if<ValueChange>(&change);
-            const auto watched = value ? _watched.find(value->node) : _watched.end();
-            // Behind something structural the values that are known now may not be those after the change.
-            const std::size_t first = isPlain ? 0 : last->changes.size();
-            addChange(last->changes, first, std::move(change),
-                      watched == _watched.end() ? ZRKJson() : watched->second.values);
-        }
-        for (HeldChange& held : step.held) {
-            if (std::none_of(last->held.begin(), last->held.end(),
-                             [&](const HeldChange& other) { return other.node == held.node; })) {
-                last->held.push_back(std::move(held));
-            }
-        }
-        last->selectionAfter = _selection;
-        last->time = step.time;
-        if (hadChanges && last->changes.empty()) { // all values are what they were, and so is what they made
-            for (const HeldChange& held : last->held) {
-                hold(held.node, held.before);
-            }
-            _history.dropLast();
-        }
+        joinLast(*last, std::move(step), isPlain);
     } else {
         _history.push(std::move(step));
     }

@@ -64,8 +64,17 @@ struct PasteSettings {
     double dx = 0; ///< what is added to the positions
     double dy = 0;
     zrk::ProgressMonitor* monitor = nullptr;
-    /// What `filesOfPaste` gave, loaded apart: what comes from files is taken from there. May be null.
-    const GraphDocument* read = nullptr;
+};
+
+/// A text that is to be pasted, as it was read apart from the document.
+struct PasteText {
+    ZRKJson fragment;
+    std::filesystem::path folder; ///< from which its paths start
+    /// What is taken over and not read again: nodes, and resources from files. May be null.
+    std::shared_ptr<GraphDocument> read{};
+    std::set<std::string> uuids{};   ///< of resources that there were
+    std::set<std::uint16_t> whole{}; ///< nodes of `read` that use none of these; others are what they import
+    DocumentWarnings warnings{};     ///< of what was read
 };
 
 struct Pasted {
@@ -91,8 +100,8 @@ struct Pasted {
 ///
 /// *Listeners* are told in order once an operation is whole. One may call the session again: the operation is
 /// done at once, as a step of its own, and what it tells follows to everyone when what is being told is told.
-/// While an operation or an undo is under way, as in a listener of a component, undo, redo, save, reload and
-/// recover are refused; within an undo every operation is. What such a listener changes on components then
+/// While an operation or an undo is under way, as in a listener of a component, undo, redo, save and recover
+/// are refused; within an undo every operation is. What such a listener changes on components then
 /// belongs to the operation, or after an undo is a step of its own.
 ///
 /// Used on one thread, that of the interface.
@@ -174,10 +183,8 @@ public:
                                          zrk::ProgressMonitor* monitor = nullptr);
     /// Refused while a node or a group uses the resource.
     zrk::Result<void> removeResource(const std::string& uuid);
-    /// Puts another resource under the same uuid; all who use it have the new one then.
-    zrk::Result<void> replaceResource(const std::string& uuid, ZRKJson entry,
-                                      DocumentWarnings* warnings = nullptr,
-                                      zrk::ProgressMonitor* monitor = nullptr);
+    /// Removes all resources that nobody uses; returns how many.
+    zrk::Result<std::size_t> removeUnusedResources();
     /// Sets a member of the context, such as "unit" or "modelBounds", or removes it. The nodes are told as of
     /// a change upstream.
     zrk::Result<void> setContext(const std::string& key, std::optional<ZRKJson> value);
@@ -194,9 +201,14 @@ public:
     /// Adds what a text that `copy` made, or any document, has, under new ids, and selects it. A resource
     /// whose uuid is taken is the one that is there where both are the same, and gets a new uuid otherwise.
     zrk::Result<Pasted> paste(const std::string& text, const PasteSettings& settings = {});
-    /// What pasting a text would read from files: a document to be loaded apart, such as on another thread,
-    /// and given in the settings then. None where nothing would be read.
-    std::optional<std::string> filesOfPaste(const std::string& text) const;
+    /// @{ The same in two parts: what `startPaste` gives reads the text, and files that it names, once and on
+    /// any thread, whatever becomes of the session; what it gives is added here.
+    using PasteReading = std::function<zrk::Result<PasteText>(zrk::ProgressMonitor* monitor)>;
+    PasteReading startPaste(std::string text) const;
+    zrk::Result<Pasted> paste(PasteText text, const PasteSettings& settings = {});
+    /// @}
+    /// Whether pasting a text reads files.
+    bool readsFiles(const std::string& text) const;
     /// Copies nodes within the document. Links from others to them are made again.
     zrk::Result<Pasted> duplicate(const std::vector<std::uint16_t>& nodes, double dx = 20, double dy = 20);
 
@@ -232,22 +244,18 @@ public:
     zrk::Result<void> save(const std::string& path = "", bool overwrites = false);
     /// @{ The same in three parts: what is to be written is taken here, `PendingSave::write` may run on
     /// another thread while editing goes on, and what became of it is told here. What was changed in between
-    /// stays unsaved. Until then nothing else can be saved, reloaded or recovered, and no recovery file
+    /// stays unsaved. Until then nothing else can be saved or recovered, and no recovery file
     /// is written. Refused within an operation; see `isBusy`.
     zrk::Result<PendingSave> startSaving(const std::string& path = "", bool overwrites = false);
     zrk::Result<void> finishSaving(const PendingSave& saved);
     /// @}
     /// An operation or an undo is under way.
     bool isBusy() const { return _isApplying || !_marks.empty(); }
-    /// Whether another program has changed the file, or removed it. It may have to be read for that.
-    FileState fileState() { return _file.state(_path); }
-    /// @{ The same on another thread: with a copy of what is known of the file, which is given back then.
+    /// @{ What is known of the file. On another thread a copy tells whether another program has changed it,
+    /// or removed it, for which it may have to be read; the copy is given back then.
     const FileWatch& file() const { return _file; }
     void setFile(const FileWatch& file) { _file = file; }
     /// @}
-    /// Reads the file again and forgets the history. Refused where there are unsaved changes, unless
-    /// `discards`.
-    zrk::Result<void> reload(DocumentWarnings& warnings, bool discards = false);
 
     /// To be called now and then, with the clock's time: writes the recovery file when it is due. While a
     /// recovery is offered, nothing is written. A file that can't be written is tried again as long after.
@@ -332,6 +340,8 @@ private:
     void begin(const std::string& name, const std::string& mergeKey);
     void end(bool isDone);
     void rollBack(const Mark& mark);
+    bool takeHeld(EditStep& step);
+    void joinLast(EditStep& last, EditStep step, bool isPlain);
     void commit();
     void joinValues(std::vector<EditChange>& changes) const;
     void record(EditChange change);
@@ -358,10 +368,14 @@ private:
     void tellOf(const std::vector<EditChange>& changes, const std::vector<HeldChange>& held, bool forward);
     void deliver();
 
-    using HeldByNode = std::map<std::uint16_t, ZRKHeldData>;
+    /// What is known of nodes that are to be inserted, by their ids.
+    struct ReadNodes {
+        std::map<std::uint16_t, ZRKHeldData> imported{};                    ///< isn't read again
+        std::map<std::uint16_t, std::shared_ptr<ZRKGraphObject>> objects{}; ///< are whole
+    };
     zrk::Result<std::vector<std::uint16_t>> insertNodes(ZRKJson entries, DocumentWarnings& warnings,
                                                         zrk::ProgressMonitor* monitor,
-                                                        const HeldByNode& imported = {});
+                                                        const ReadNodes& known);
     void insertNode(ZRKJson entry, std::shared_ptr<ZRKGraphObject> object);
     void eraseLink(Pin_handle input);
     ZRKLinkResult connect(Pin_handle output, Pin_handle input);
@@ -373,13 +387,11 @@ private:
                         std::shared_ptr<ZRKSerializableObject> object);
     void eraseResource(std::size_t index);
     void addResource(const ZRKJson& entry, std::shared_ptr<ZRKSerializableObject> object);
-    zrk::Result<void> replaceOne(const ZRKJson& entry, DocumentWarnings* warnings,
-                                 zrk::ProgressMonitor* monitor);
     zrk::Result<ZRKJson> fragment(const std::vector<std::uint16_t>& nodes) const;
-    zrk::Result<Pasted> pasteFragment(ZRKJson fragment, const PasteSettings& settings,
-                                      const HeldByNode& imported);
-    zrk::Result<void> pasteResources(ZRKJson& fragment, DocumentWarnings& warnings,
-                                     const PasteSettings& settings);
+    zrk::Result<Pasted> pasteFragment(PasteText text, const PasteSettings& settings, const ReadNodes& read);
+    zrk::Result<void> pasteResources(PasteText& text, DocumentWarnings& warnings,
+                                     zrk::ProgressMonitor* monitor);
+    ReadNodes takeRead(const PasteText& text) const;
     bool hasResource(const ZRKJson& entry) const;
     std::size_t linkFromOutside(const ZRKJson& links, const std::map<int, int>& newIds);
     std::string userOf(const std::string& uuid) const;

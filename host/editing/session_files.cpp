@@ -171,27 +171,6 @@ void EditSession::replace(GraphDocument document)
     tell({EditEvent::Kind::Replaced});
 }
 
-zrk::Result<void> EditSession::reload(DocumentWarnings& warnings, bool discards)
-{
-    if (const auto free = checkFree(); !free) {
-        return free;
-    }
-    if (isModified() && !discards) {
-        return zrk::refused({_document.name(), "unsaved changes", "none",
-                             "save under another name first, or discard them", zrk::FaultKind::FailedWork});
-    }
-    auto document = GraphDocument::load(_path, warnings, _settings.load);
-    if (!document) {
-        return zrk::refused(std::move(document.error()));
-    }
-    replace(std::move(*document));
-    _file.look(_path);
-    _changedAt.reset();
-    removeRecovery();
-    deliver();
-    return {};
-}
-
 std::filesystem::path EditSession::recoveryPath() const
 {
     if (_path.empty()) {

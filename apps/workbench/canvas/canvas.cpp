@@ -49,6 +49,7 @@ Canvas::Canvas(QWidget* parent)
       _refineTimer(new QTimer(this)),
       _thumbnailTimer(new QTimer(this)),
       _infoTimer(new QTimer(this)),
+      _edgeTimer(new QTimer(this)),
       _badgeTimer(new QTimer(this)),
       _fitAnimation(new QVariantAnimation(this)),
       _hoverAnimation(new QVariantAnimation(this)),
@@ -106,6 +107,8 @@ Canvas::Canvas(QWidget* parent)
     _infoTimer->setSingleShot(true);
     _infoTimer->setInterval(kInfoMs);
     connect(_infoTimer, &QTimer::timeout, this, [this] { tellHoveredWire(); });
+    _edgeTimer->setTimerType(Qt::PreciseTimer);
+    connect(_edgeTimer, &QTimer::timeout, this, [this] { panAtEdge(); });
     connect(_hoverAnimation, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
         if (_fadingNode) {
             _fadingNode->setHover(value.toDouble());

@@ -7,6 +7,7 @@
 #include "host/editing/edit_session.h"
 
 #include <QAction>
+#include <QElapsedTimer>
 #include <QGraphicsView>
 #include <QImage>
 #include <QList>
@@ -68,14 +69,12 @@ public:
     void onWireHovered(std::function<void(std::optional<zrkmodel::PinAddress>)> listener);
     /// Shows names and values beside the wire that the pointer rests on.
     void showWireInfo(const std::vector<std::pair<QString, QString>>& rows);
-    /// Reads what a paste takes from files, apart, and calls `paste` with it; without one, pasting waits for
-    /// it.
-    void onPasteReads(
-        std::function<void(const std::string& files, std::function<void(zrkmodel::GraphDocument)> paste)>
-            reader)
-    {
-        _pasteReader = std::move(reader);
-    }
+    /// What is pasted, once it is read: warnings of it, or why it can't be read.
+    using Paste = std::function<zrk::Result<zrkmodel::DocumentWarnings>()>;
+    /// Does `read` on another thread and then `paste` on this one. Is asked for what is large or reads files;
+    /// without one, pasting waits for that.
+    using PasteReader = std::function<void(std::function<void(zrk::ProgressMonitor&)> read, Paste paste)>;
+    void onPasteReads(PasteReader reader) { _pasteReader = std::move(reader); }
     /// The listener is told of what can't be done, and of what was done unasked.
     void onSaid(std::function<void(const QString& text, bool isProblem)> listener);
 
@@ -175,6 +174,7 @@ private:
         QPoint at{};
         QPoint last{};
         QPointF scene{};
+        Qt::KeyboardModifiers keys{}; ///< as the pointer moved last
         bool isMoved = false;
         Hit hit{};
         std::map<std::uint16_t, QPointF> origins{}; ///< of nodes that are dragged
@@ -259,7 +259,10 @@ private:
     QTimer* _refineTimer;    ///< draws a part after the other
     QTimer* _thumbnailTimer; ///< gathers changes of what is seen
     QTimer* _infoTimer;      ///< the pointer rests on a wire
-    QTimer* _badgeTimer;     ///< badges that are yet to be shown
+    QTimer* _edgeTimer;      ///< something is dragged near an edge
+    QElapsedTimer _edgeClock;
+    QPointF _edgeRest;   ///< parts of pixels that are yet to be panned
+    QTimer* _badgeTimer; ///< badges that are yet to be shown
     QVariantAnimation* _fitAnimation;
     QVariantAnimation* _hoverAnimation;
     QVariantAnimation* _springAnimation;
@@ -298,7 +301,7 @@ private:
     std::function<void(zrkmodel::PinAddress)> _viewWanted;
     std::function<void(std::optional<zrkmodel::PinAddress>)> _wireHovered;
     std::function<void(const QString&, bool)> _said;
-    std::function<void(const std::string&, std::function<void(zrkmodel::GraphDocument)>)> _pasteReader;
+    PasteReader _pasteReader;
 
     // The scene (canvas.cpp)
     bool showsThumbnail(std::uint16_t id) const;
@@ -349,6 +352,10 @@ private:
     void setHoveredWire(WireItem* wire);
     void tellHoveredWire();
     QString tipAt(const QPoint& place);
+    void dragTo(const QPoint& place);
+    bool isDragging() const;
+    QPointF edgeSpeed() const;
+    void panAtEdge();
     void beginMove();
     void dragNodes(const QPointF& scene, Qt::KeyboardModifiers modifiers);
     void endMove(Qt::KeyboardModifiers modifiers);
@@ -379,8 +386,8 @@ private:
     void updateActions();
     void copySelection();
     void paste();
-    void addPasted(const std::string& text, const zrkmodel::ZRKJson& fragment, QPointF shift,
-                   const zrkmodel::GraphDocument* read);
+    zrkmodel::DocumentWarnings addPasted(zrkmodel::PasteText text, std::optional<QPointF> pointer);
+    QPointF pasteShift(const zrkmodel::ZRKJson& fragment, std::optional<QPointF> pointer);
     void duplicate();
     void removeSelection(bool reconnects);
     void bypassSelection();

@@ -7,6 +7,7 @@
 #include "apps/workbench/canvas/wire_item.h"
 #include "apps/workbench/look/icons.h"
 #include "apps/workbench/look/sentences.h"
+#include "core/engine/progress.h"
 #include "host/document_values.h"
 #include "model/graph_object.h"
 
@@ -20,6 +21,9 @@
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
+#include <memory>
+#include <string>
+#include <utility>
 
 namespace zrkworkbench {
 
@@ -34,6 +38,14 @@ namespace {
 
 constexpr int kRecentCount = 12;
 constexpr double kCopyOffset = 32;
+constexpr std::size_t kPastedAtOnce = 65536; ///< bytes of text that are read in some milliseconds
+
+bool hasNodes(const std::string& text)
+{
+    const ZRKJson fragment = ZRKJson::parse(text, nullptr, false);
+    return fragment.is_object() && fragment.contains("nodes") && fragment["nodes"].is_array() &&
+           !fragment["nodes"].empty();
+}
 
 } // namespace
 
@@ -434,15 +446,43 @@ void Canvas::copySelection()
 
 void Canvas::paste()
 {
-    const std::string text = QGuiApplication::clipboard()->text().toStdString();
-    const ZRKJson fragment = ZRKJson::parse(text, nullptr, false);
-    const bool hasNodes = fragment.is_object() && fragment.contains("nodes") &&
-                          fragment["nodes"].is_array() && !fragment["nodes"].empty();
-    if (!hasNodes) {
-        refuse("The clipboard has no nodes", "Copy nodes here, or the text of a document");
-        return;
+    struct Reading {
+        zrkmodel::EditSession::PasteReading read;
+        zrk::Result<zrkmodel::PasteText> text = zrk::refused({});
+        bool hasNodes = true;
+    };
+    const auto text = std::make_shared<const std::string>(QGuiApplication::clipboard()->text().toStdString());
+    const auto reading = std::make_shared<Reading>();
+    reading->read = _session->startPaste(*text);
+    const auto read = [reading, text](zrk::ProgressMonitor* monitor) {
+        reading->text = zrk::attempt("clipboard", [&] { return reading->read(monitor); });
+        reading->hasNodes = reading->text || hasNodes(*text);
+    };
+    const bool isAtPointer = underMouse() && viewport()->rect().contains(_pointer);
+    const auto pointer = isAtPointer ? std::optional(sceneAt(_pointer)) : std::nullopt;
+    const auto add = [this, reading, pointer]() -> zrk::Result<zrkmodel::DocumentWarnings> {
+        if (!reading->hasNodes) {
+            refuse("The clipboard has no nodes", "Copy nodes here, or the text of a document");
+            return {};
+        }
+        if (!reading->text) {
+            return zrk::refused(reading->text.error());
+        }
+        return addPasted(std::move(*reading->text), pointer);
+    };
+    if (_pasteReader && (text->size() > kPastedAtOnce || _session->readsFiles(*text))) {
+        _pasteReader([read](zrk::ProgressMonitor& monitor) { read(&monitor); }, add);
+    } else {
+        read(nullptr);
+        if (const auto added = add(); !added) {
+            say(added.error());
+        }
     }
-    // Their upper left corner goes to the pointer, or beside where they were.
+}
+
+/// What moves the upper left corner of pasted nodes to the pointer, or beside where they were.
+QPointF Canvas::pasteShift(const ZRKJson& fragment, std::optional<QPointF> pointer)
+{
     QPointF corner;
     bool hasCorner = false;
     for (const ZRKJson& entry : fragment["nodes"]) {
@@ -455,27 +495,24 @@ void Canvas::paste()
     }
     ++_pasteCount;
     QPointF target = corner + QPointF(kCopyOffset, kCopyOffset) * _pasteCount;
-    if (underMouse() && viewport()->rect().contains(_pointer)) {
-        target = sceneAt(_pointer);
+    if (pointer) {
+        target = *pointer;
     } else if (!viewportTransform().inverted().mapRect(QRectF(viewport()->rect())).contains(target)) {
         target = sceneAt(viewport()->rect().center());
     }
-    const QPointF shift = hasCorner ? snapped(target - corner) : QPointF();
-    const auto files = _pasteReader ? _session->filesOfPaste(text) : std::nullopt;
-    if (!files) {
-        addPasted(text, fragment, shift, nullptr);
-        return;
-    }
-    _pasteReader(*files, [this, text, fragment, shift](const zrkmodel::GraphDocument& read) {
-        addPasted(text, fragment, shift, &read);
-    });
+    return hasCorner ? snapped(target - corner) : QPointF();
 }
 
-/// @param read  what the fragment takes from files; null where it is still to be read.
-void Canvas::addPasted(const std::string& text, const ZRKJson& fragment, QPointF shift,
-                       const zrkmodel::GraphDocument* read)
+/// Returns what of it wasn't taken.
+zrkmodel::DocumentWarnings Canvas::addPasted(zrkmodel::PasteText text, std::optional<QPointF> pointer)
 {
-    std::size_t warnings = 0;
+    const QPointF shift = pasteShift(text.fragment, pointer);
+    const ZRKJson view = text.fragment.value("view", ZRKJson::object());
+    Ids formerIds;
+    for (const ZRKJson& entry : text.fragment["nodes"]) {
+        formerIds.push_back(entry["id"].get<std::uint16_t>());
+    }
+    zrkmodel::DocumentWarnings warnings;
     attempt("Paste", [&]() -> zrk::Result<void> {
         if (const auto kept = keepPlaces(); !kept) {
             return kept;
@@ -483,23 +520,23 @@ void Canvas::addPasted(const std::string& text, const ZRKJson& fragment, QPointF
         zrkmodel::PasteSettings settings;
         settings.dx = shift.x();
         settings.dy = shift.y();
-        settings.read = read;
-        const auto pasted = _session->paste(text, settings);
+        const auto pasted = _session->paste(std::move(text), settings);
         if (!pasted) {
             return zrk::refused(pasted.error());
         }
-        warnings = pasted->warnings.size();
+        warnings = pasted->warnings;
         std::map<std::uint16_t, std::uint16_t> ids;
         for (std::size_t i = 0; i < pasted->nodes.size(); ++i) {
-            ids[fragment["nodes"][i]["id"].get<std::uint16_t>()] = pasted->nodes[i];
+            ids[formerIds[i]] = pasted->nodes[i];
         }
         CanvasNotes notes = CanvasNotes::read(*_session);
-        notes.add(CanvasNotes::fromView(fragment.value("view", ZRKJson::object())).renamed(ids, shift));
+        notes.add(CanvasNotes::fromView(view).renamed(ids, shift));
         return notes.write(*_session);
     });
-    if (warnings > 0 && _said) {
-        _said(QString("%1 values of what was pasted weren't taken").arg(warnings), true);
+    if (!warnings.empty() && _said) {
+        _said(QString("%1 values of what was pasted weren't taken").arg(warnings.size()), true);
     }
+    return warnings;
 }
 
 void Canvas::duplicate()

@@ -35,6 +35,9 @@ constexpr double kZoomStep = 1.2; ///< of a step of the wheel
 constexpr int kHoverMs = 120;
 constexpr int kSpringMs = 140;
 constexpr int kEdge = 24; ///< of the canvas, where what is dropped beyond it goes
+constexpr int kEdgeMs = 15;
+constexpr double kEdgeMargin = 32;                          ///< in which what is dragged pans
+constexpr double kEdgeSpeed = 600;                          ///< pixels a second at the very edge
 constexpr const char* kTypeMime = "application/x-zrk-type"; ///< a class name, dragged from a list of types
 
 QPoint placeOf(const QMouseEvent& event)
@@ -398,7 +401,6 @@ void Canvas::mousePressEvent(QMouseEvent* event)
 void Canvas::mouseMoveEvent(QMouseEvent* event)
 {
     const QPoint place = placeOf(*event);
-    const QPointF scene = sceneAt(place);
     _pointer = place;
     if (_press.mode == Mode::pan) {
         const QPoint by = place - _press.last;
@@ -409,32 +411,89 @@ void Canvas::mouseMoveEvent(QMouseEvent* event)
         return;
     }
     sync();
-    if (_wire && (_press.mode == Mode::wire || _wire->isByKeys)) {
-        if (!_search->isVisible() && !_wire->isByKeys) {
-            dragWire(scene);
-        }
+    if (_press.mode == Mode::none && !(_wire && _wire->isByKeys)) {
+        hover(_session ? hitAt(sceneAt(place)) : Hit{});
         return;
     }
-    if (_press.mode == Mode::none) {
-        hover(_session ? hitAt(scene) : Hit{});
-        return;
-    }
-    if (!_press.isMoved && !isFar(place, _press.at)) {
-        return;
-    }
-    if (!_press.isMoved) {
+    if (_press.mode != Mode::wire && !_press.isMoved && isFar(place, _press.at)) {
         _press.isMoved = true;
         if (_press.mode == Mode::move) {
             beginMove();
         }
     }
-    if (_press.mode == Mode::move) {
-        dragNodes(scene, event->modifiers());
+    _press.keys = event->modifiers();
+    if (!isDragging()) {
+        return;
+    }
+    dragTo(place);
+    if (!_edgeTimer->isActive() && !edgeSpeed().isNull()) {
+        _edgeRest = {};
+        _edgeClock.start();
+        _edgeTimer->start(kEdgeMs);
+    }
+}
+
+/// Whether something follows the pointer.
+bool Canvas::isDragging() const
+{
+    switch (_press.mode) {
+    case Mode::wire:
+        return _wire && !_wire->isByKeys && !_search->isVisible();
+    case Mode::move:
+    case Mode::box:
+    case Mode::reroute:
+        return _press.isMoved;
+    default:
+        return false;
+    }
+}
+
+void Canvas::dragTo(const QPoint& place)
+{
+    const QPointF scene = sceneAt(place);
+    if (_press.mode == Mode::wire) {
+        dragWire(scene);
+    } else if (_press.mode == Mode::move) {
+        dragNodes(scene, _press.keys);
     } else if (_press.mode == Mode::box) {
-        dragBox(scene, event->modifiers());
-    } else if (_press.mode == Mode::reroute) {
+        dragBox(scene, _press.keys);
+    } else {
         dragReroute(scene);
     }
+}
+
+/// Pixels a second at which what is dragged to an edge pans the canvas, more the nearer it comes, and twice
+/// as many outside. An edge near which the drag began waits until the pointer comes nearer to it.
+QPointF Canvas::edgeSpeed() const
+{
+    const double margin = zrkui::scaled(*this, kEdgeMargin);
+    const auto along = [&](double pointer, double press, double length) {
+        const double before = pointer < press ? std::max(margin - pointer, 0.0) : 0;
+        const double behind = pointer > press ? std::max(pointer - (length - margin), 0.0) : 0;
+        return kEdgeSpeed * std::clamp((behind - before) / margin, -2.0, 2.0);
+    };
+    return {along(_pointer.x(), _press.at.x(), viewport()->width()),
+            along(_pointer.y(), _press.at.y(), viewport()->height())};
+}
+
+void Canvas::panAtEdge()
+{
+    const QPointF speed = isDragging() ? edgeSpeed() : QPointF();
+    if (speed.isNull()) {
+        _edgeTimer->stop();
+        return;
+    }
+    // A turn that comes late doesn't jump.
+    const double seconds = 1e-3 * static_cast<double>(std::min<qint64>(_edgeClock.restart(), 4 * kEdgeMs));
+    _edgeRest += speed * seconds;
+    const QPoint by(static_cast<int>(_edgeRest.x()), static_cast<int>(_edgeRest.y()));
+    _edgeRest -= by;
+    if (by.isNull()) {
+        return;
+    }
+    horizontalScrollBar()->setValue(horizontalScrollBar()->value() + by.x());
+    verticalScrollBar()->setValue(verticalScrollBar()->value() + by.y());
+    dragTo(_pointer);
 }
 
 void Canvas::mouseReleaseEvent(QMouseEvent* event)

@@ -25,13 +25,19 @@ namespace {
 
 using namespace zrkmodel;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 TEST_F(WindowTest, TakesDroppedFiles)
 {
     const auto pictures = zrktest::sourceFolder() / "examples/pictures";
     put("triangle.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
     put("notes.txt", "no field");
-    put("broken.png", "no picture");
+    for (const char* broken : {"broken.png", "broken.stl", "broken.ply", "broken.3mf", "broken.npy"}) {
+        put(broken, "nothing of the kind");
+    }
+    put("broken.obj", "v 0 0 x\nf 1 2 3\n");
+    put("empty.obj", "");
+    std::filesystem::create_directory(path("empty"));
     struct Case {
         std::filesystem::path file;
         const char* type; ///< null where it is refused
@@ -43,6 +49,13 @@ TEST_F(WindowTest, TakesDroppedFiles)
         {path("triangle.obj"), "MeshSDF", 0},
         {path("notes.txt"), nullptr, 0},
         {path("broken.png"), nullptr, 0},
+        {path("broken.stl"), nullptr, 0},
+        {path("broken.ply"), nullptr, 0},
+        {path("broken.3mf"), nullptr, 0},
+        {path("broken.npy"), nullptr, 0},
+        {path("broken.obj"), nullptr, 0},
+        {path("empty.obj"), nullptr, 0},
+        {path("empty"), nullptr, 0},
         {path("gone.obj"), nullptr, 0},
     };
     for (const Case& c : cases) {
@@ -57,6 +70,8 @@ TEST_F(WindowTest, TakesDroppedFiles)
         if (!c.type) {
             EXPECT_EQ(window.problems().count(Problem::Kind::Error), 1);
             EXPECT_FALSE(window.session()->canUndo());
+            EXPECT_THAT(window.message(), HasSubstr(c.file.filename().string()));
+            EXPECT_THAT(window.message(), Not(HasSubstr("node")));
             continue;
         }
         EXPECT_EQ(nodes[0]->object->typeInfo().name, c.type);

@@ -177,6 +177,28 @@ TEST_F(WindowReading, PanelsTakeImagesWhileEditingGoesOn)
     }
 }
 
+TEST_F(WindowReading, ImagesThatNobodyUsesAnyMoreCanBeRemoved)
+{
+    Window window;
+    open(window, path("images.zrk.json"));
+    QAction* const remove = window.command("Remove unused resources");
+    ASSERT_NE(remove, nullptr);
+    ask(window, 1, "ring.png");
+    ask(window, 2, "shell");
+    ASSERT_TRUE(waitFor([&] { return hasImage(window, 1) && hasImage(window, 2); }));
+    remove->trigger();
+    EXPECT_EQ(window.message(), "All resources are used");
+    ASSERT_TRUE(window.session()->removeNodes({1}));
+    const std::size_t steps = window.session()->history().doneCount();
+    remove->trigger();
+    EXPECT_EQ(resources(window), 1u);
+    EXPECT_THAT(window.message(), HasSubstr("1 resource"));
+    EXPECT_EQ(window.session()->history().doneCount(), steps + 1);
+    EXPECT_TRUE(hasImage(window, 2));
+    ASSERT_TRUE(window.session()->undo());
+    EXPECT_EQ(resources(window), 2u);
+}
+
 TEST_F(WindowReading, ImagesThatAreStoppedChangeNothing)
 {
     Window window;
@@ -235,6 +257,47 @@ TEST_F(WindowReading, WhatIsPastedGoesToNoOtherDocument)
     settle(window);
     EXPECT_EQ(window.document()->graph()->nodes().size(), 3u);
     EXPECT_FALSE(window.session()->canUndo());
+    QGuiApplication::clipboard()->clear(); // other tests share it
+}
+
+TEST_F(WindowReading, LargePastesAreReadApart)
+{
+    const auto put = [](const std::string& text) {
+        QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+    };
+    ZRKJson fragment = ZRKJson::parse(R"({"zrkGraph": 1, "nodes": [
+        {"id": 1, "type": "Gyroid"}, {"id": 2, "type": "Multipole UVW", "values": {"poles": []}}],
+        "links": [{"from": [2, 0], "to": [1, 0]}]})");
+    for (int i = 0; i < 2000; ++i) {
+        fragment["nodes"][1]["values"]["poles"].push_back({{"strength", i}, {"point", {i, 0, 0}}});
+    }
+    Window window;
+    open(window, path("images.zrk.json"));
+    const auto& nodes = window.document()->graph()->nodes();
+    put(fragment.dump());
+    window.canvas().action("paste")->trigger();
+    EXPECT_EQ(nodes.size(), 3u) << "nothing waits for it";
+    ASSERT_TRUE(window.session()->setValue(3, "radius", 0.75));
+    ASSERT_TRUE(waitFor([&] { return nodes.size() == 5; }));
+    EXPECT_EQ(window.session()->history().doneCount(), 2u) << "one step";
+    EXPECT_EQ(window.session()->selection().size(), 2u);
+    EXPECT_NE(window.document()->toText().find(R"({"strength":1999.0,)"), std::string::npos);
+
+    const HeldReading disk;
+    zrkui::ZRKApp::ui().readFiles(disk.reading("before"), &window); // the paste waits behind it
+    window.canvas().action("paste")->trigger();
+    ASSERT_TRUE(press(window, "Stop"));
+    settle(window);
+    EXPECT_EQ(nodes.size(), 5u);
+
+    put(ZRKJson{{"text", std::string(100000, 'x')}}.dump());
+    window.canvas().action("paste")->trigger();
+    EXPECT_TRUE(waitFor([&] { return window.message().find("has no nodes") != std::string::npos; }));
+    fragment["nodes"][0]["type"] = "Gyroids";
+    put(fragment.dump());
+    window.canvas().action("paste")->trigger();
+    EXPECT_TRUE(waitFor([&] { return window.message().find("did you mean") != std::string::npos; }));
+    EXPECT_EQ(window.session()->history().doneCount(), 2u);
     QGuiApplication::clipboard()->clear(); // other tests share it
 }
 

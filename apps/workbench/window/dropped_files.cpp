@@ -1,11 +1,17 @@
 #include "apps/workbench/window/dropped_files.h"
 
+#include "core/engine/prepared_field.h"
+#include "model/graph_object.h"
+#include "model/held_data.h"
+
 #include <QUuid>
 
 #include <algorithm>
 #include <cctype>
 #include <set>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace zrkworkbench {
 
@@ -58,6 +64,29 @@ ZRKJson documentOf(const std::string& file, DroppedKind kind, const std::string&
     return document;
 }
 
+/// Whether the node has what the file was to give it.
+bool hasData(const GraphDocument& part)
+{
+    const auto& node = *part.graph()->getNodePtr(1)->object;
+    return dynamic_cast<const zrkmodel::ZRKDataHolder&>(node).held().parts[0].data != nullptr;
+}
+
+/// Why an import gave nothing. Its warning names a node that isn't there then, and tells after a semicolon
+/// what becomes of the node's data.
+zrk::Fault unreadable(const std::filesystem::path& path, const zrkmodel::DocumentWarnings& warnings)
+{
+    if (warnings.empty()) {
+        return {path.string(), "nothing to show", "a file with something in it", "look what it holds"};
+    }
+    zrk::Fault fault = warnings.front();
+    const std::string_view node = "\"import\", ";
+    if (const std::size_t at = fault.place.find(node); at != std::string::npos) {
+        fault.place.erase(0, at + node.size());
+    }
+    fault.remedy = fault.remedy.substr(0, fault.remedy.find(';')) + "; nothing is added";
+    return fault;
+}
+
 /// Where a new node shows all that it has.
 ZRKJson boundsOf(DroppedKind kind)
 {
@@ -101,8 +130,12 @@ ReadFile readFile(const std::filesystem::path& path, const std::string& document
     } else {
         read.part = zrk::attempt(path.string(), [&] {
             const ZRKJson text = documentOf(pathFrom(document, path), read.kind, unit);
-            return GraphDocument::parse(text.dump(-1, ' ', false, ZRKJson::error_handler_t::replace),
-                                        document, read.warnings, load);
+            auto part = GraphDocument::parse(text.dump(-1, ' ', false, ZRKJson::error_handler_t::replace),
+                                             document, read.warnings, load);
+            if (part) {
+                (void)zrk::PreparedField(part->outputField({1, 0}).value().field); // has pictures converted
+            }
+            return part && !hasData(*part) ? zrk::refused(unreadable(path, read.warnings)) : std::move(part);
         });
     }
     return read;

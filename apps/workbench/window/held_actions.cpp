@@ -11,11 +11,14 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QClipboard>
 #include <QElapsedTimer>
+#include <QImage>
 #include <QLineEdit>
 #include <QScrollArea>
 #include <QScrollBar>
 
+#include <algorithm>
 #include <fstream>
 #include <functional>
 
@@ -30,6 +33,9 @@ constexpr int kAtLeast = 40; ///< milliseconds until what an action puts off has
 constexpr int kListItems = 5000;
 constexpr int kManyNodes = 2000;
 constexpr int kPastedNodes = 400;
+constexpr int kPictureEdge = 8192; ///< pixels
+constexpr int kPastedLists = 100;  ///< of kPastedPoles items each, 10 MB together
+constexpr int kPastedPoles = 1400;
 
 class HeldActions {
 public:
@@ -171,7 +177,58 @@ void editLargeDocument(HeldActions& actions, Window& window)
     }
 }
 
+/// Writes a picture of stripes.
+QString stripes(const std::string& folder)
+{
+    QImage picture(kPictureEdge, kPictureEdge, QImage::Format_Grayscale8);
+    for (int y = 0; y < kPictureEdge; ++y) {
+        std::fill_n(picture.scanLine(y), kPictureEdge, static_cast<uchar>(y / 64 % 2 * 255));
+    }
+    const QString file = QString::fromStdString(folder + "/stripes.png");
+    picture.save(file);
+    return file;
+}
+
+QString largeFragment()
+{
+    ZRKJson poles = ZRKJson::array();
+    for (int i = 0; i < kPastedPoles; ++i) {
+        poles.push_back({{"strength", 1.0 / (i + 1)}, {"is_ref", false}, {"point", {0.1 * i, 0.2 * i, 0.0}}});
+    }
+    ZRKJson fragment{{"zrkGraph", 1}, {"nodes", ZRKJson::array()}};
+    for (int i = 0; i < kPastedLists; ++i) {
+        fragment["nodes"].push_back({{"id", i},
+                                     {"type", "Multipole UVW"},
+                                     {"values", {{"poles", poles}}},
+                                     {"position", {0, 200 * i}}});
+    }
+    return QString::fromStdString(fragment.dump());
+}
+
 } // namespace
+
+std::vector<HeldAction> holdByFiles(Window& window, const std::string& folder)
+{
+    HeldActions actions(window, folder);
+    window.newDocument();
+    const QString picture = stripes(folder);
+    actions.run("add a picture of 8192 x 8192", [&] { window.takeFiles({picture}); });
+    if (!window.session()->selection().empty()) {
+        const std::uint16_t node = window.session()->selection().front();
+        actions.run("change a value of a picture of 8192 x 8192",
+                    [&] { (void)window.session()->setValue(node, "wrap", true); });
+    }
+    window.newDocument();
+    QGuiApplication::clipboard()->setText(largeFragment());
+    actions.run("paste 10 MB", [&] { window.canvas().action("paste")->trigger(); });
+    actions.run("undo a paste of 10 MB", [&] { (void)window.session()->undo(); });
+    actions.run("redo a paste of 10 MB", [&] { (void)window.session()->redo(); });
+    QGuiApplication::clipboard()->setText(
+        QString::fromStdString(ZRKJson{{"text", std::string(10000000, 'x')}}.dump()));
+    actions.run("paste 10 MB that are no nodes", [&] { window.canvas().action("paste")->trigger(); });
+    QGuiApplication::clipboard()->clear();
+    return actions.take();
+}
 
 std::vector<HeldAction> holdWindow(Window& window, const std::string& folder)
 {

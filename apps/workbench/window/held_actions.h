@@ -22,4 +22,7 @@ struct HeldAction {
 /// @param folder  for the documents that are opened.
 std::vector<HeldAction> holdWindow(Window& window, const std::string& folder);
 
+/// The same with what is large: a picture whose doubles take 2 GB, a clipboard of 10 MB.
+std::vector<HeldAction> holdByFiles(Window& window, const std::string& folder);
+
 } // namespace zrkworkbench

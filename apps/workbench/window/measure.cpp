@@ -413,9 +413,11 @@ zrk::Result<ZRKJson> measureWindow(const std::string& path)
     }
     measureFrames(*window, out, 100, 1000.0 / 60);
     measureFrames(*window, out, 2000, std::nullopt);
-    for (const HeldAction& held : holdWindow(*window, out.folder())) {
-        out.put("thread held: " + held.action, held.hold.milliseconds, "ms", kHoldGoal,
-                held.hold.what.empty() ? ZRKJson() : ZRKJson(held.hold.what));
+    for (const auto& hold : {holdWindow, holdByFiles}) {
+        for (const HeldAction& held : hold(*window, out.folder())) {
+            out.put("thread held: " + held.action, held.hold.milliseconds, "ms", kHoldGoal,
+                    held.hold.what.empty() ? ZRKJson() : ZRKJson(held.hold.what));
+        }
     }
     window.reset();
     measureClosing(out, "a raster being frozen", slowRaster());

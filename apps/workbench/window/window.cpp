@@ -243,10 +243,9 @@ void Window::joinParts()
         });
     });
     zrkui::ZRKApp::ui().setReader([this](zrkui::FileReading reading) { readForPanel(std::move(reading)); });
-    _canvas->onPasteReads(
-        [this](const std::string& files, std::function<void(zrkmodel::GraphDocument)> paste) {
-            readPasted(files, std::move(paste));
-        });
+    _canvas->onPasteReads([this](std::function<void(zrk::ProgressMonitor&)> read, Canvas::Paste paste) {
+        readPasted(std::move(read), std::move(paste));
+    });
     _working = zrkui::ZRKApp::ui().onWork([this](const std::string& title, double fraction) {
         if (const auto node = _inspector->shownNode()) { // it is a panel that works
             _work = {*node, NodeBadge{NodeBadge::Kind::computing, fraction, QString::fromStdString(title)}};

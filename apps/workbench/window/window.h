@@ -269,7 +269,8 @@ private:
     // window_drops.cpp
     void askAndAddFiles();
     void finishReading(const std::function<void()>& done);
-    void readPasted(const std::string& files, std::function<void(zrkmodel::GraphDocument)> paste);
+    void readPasted(std::function<void(zrk::ProgressMonitor&)> read,
+                    std::function<zrk::Result<zrkmodel::DocumentWarnings>()> paste);
     void readForPanel(zrkui::FileReading asked);
     bool hasNode(std::uint16_t node, const std::weak_ptr<zrkmodel::ZRKGraphObject>& object) const;
     void takeRead(const FileDrop& drop, std::vector<ReadFile> files);

@@ -103,36 +103,28 @@ void Window::finishReading(const std::function<void()>& done)
     done();
 }
 
-/// Reads what a paste brings from files, and goes on with it.
-void Window::readPasted(const std::string& files, std::function<void(zrkmodel::GraphDocument)> paste)
+/// Reads what is pasted, and goes on with it.
+void Window::readPasted(std::function<void(zrk::ProgressMonitor&)> read, Canvas::Paste paste)
 {
-    struct Read {
-        zrkmodel::DocumentWarnings warnings;
-        zrk::Result<zrkmodel::GraphDocument> document = zrk::refused({});
-    };
-    const auto read = std::make_shared<Read>();
     FileReading reading;
     reading.files = QStringList{"what is pasted"};
-    reading.read = [read, files, name = _session->document().name(),
-                    load = _settings.edit.load](int, zrk::ProgressMonitor& monitor) {
-        zrkmodel::LoadSettings settings = load;
-        settings.monitor = &monitor;
-        read->document = zrk::attempt(
-            name, [&] { return zrkmodel::GraphDocument::parse(files, name, read->warnings, settings); });
-    };
-    reading.done = [this, read, paste = std::move(paste), session = _sessions] {
+    reading.read = [read = std::move(read)](int, zrk::ProgressMonitor& monitor) { read(monitor); };
+    reading.done = [this, paste = std::move(paste), session = _sessions] {
         if (session != _sessions) {
             say("What was pasted is read; the document that it was for is closed", false);
-        } else if (!read->document) {
-            tell(read->document.error(), ProblemList::Source::Edit);
-        } else {
-            std::vector<Problem> problems;
-            for (const zrk::Fault& warning : read->warnings) {
-                problems.push_back(problemOf(warning, Problem::Kind::Warning));
-            }
-            _problems.set(ProblemList::Source::Resource, std::move(problems));
-            paste(std::move(*read->document));
+            return;
         }
+        const Doing doing("pasting");
+        const auto warnings = paste();
+        if (!warnings) {
+            tell(warnings.error(), ProblemList::Source::Edit);
+            return;
+        }
+        std::vector<Problem> problems;
+        for (const zrk::Fault& warning : *warnings) {
+            problems.push_back(problemOf(warning, Problem::Kind::Warning));
+        }
+        _problems.set(ProblemList::Source::Resource, std::move(problems));
     };
     _reader->read(std::move(reading));
 }

@@ -240,6 +240,19 @@ void Window::addEditMenu()
     });
     document->setToolTip("shows the values of the document, as a click on empty canvas does");
     _docCommands.push_back(document);
+    QAction* unused = addCommand(edit, "Re&move unused resources", {}, "delete", [this] {
+        const auto removed = _session->removeUnusedResources();
+        if (!removed) {
+            tell(removed.error(), ProblemList::Source::Edit);
+        } else {
+            say(*removed == 0   ? QString("All resources are used")
+                : *removed == 1 ? QString("1 resource that no node used is removed")
+                                : QString("%1 resources that no node used are removed").arg(*removed),
+                false);
+        }
+    });
+    unused->setToolTip("takes pictures, volumes and geometries out of the document that no node uses");
+    _docCommands.push_back(unused);
 }
 
 void Window::addAddMenu()

@@ -1,6 +1,8 @@
 #include "components/raster/image_extrude.h"
 #include "components/raster/image_sampler.h"
 #include "components/raster/image_stack.h"
+#include "core/engine/prepared_field.h"
+#include "model/deferred_work.h"
 #include "testing/component_checks.h"
 #include "testing/special_values.h"
 
@@ -161,6 +163,56 @@ TEST(ImageComponents, KeepBuiltEvaluatorsThroughEdits)
     const auto stack = std::make_shared<ZRK3DImage>();
     loadWith(*stack, R"({"image":"a-1"})", volume(1, 1, 1, {0.5}));
     expectBuiltFieldStays<ZRK3DImage>(stack, {0, 0, 0}, [](auto& c) { c.removeImage(); });
+}
+
+// A window that builds evaluators isn't held by large pictures.
+TEST(ImageComponents, PutTheConversionOff)
+{
+    zrk::Raster<1, 2, std::uint8_t> grey(2, 2);
+    grey.data = {0, 51, 102, 255};
+    const auto picture = std::make_shared<ZRKImage2d>(std::vector<ZRKImage2d::Channel>{grey});
+    zrk::Raster<1, 3, std::uint16_t> voxels(2, 2, 1);
+    voxels.data = {0, 13107, 26214, 65535};
+    const auto scan = std::make_shared<ZRKImage3d>(std::vector<ZRKImage3d::Channel>{voxels});
+    struct Library final : ZRKImage3dLibraryView {
+        std::shared_ptr<ZRKResourceEntry> entry = std::make_shared<ZRKResourceEntry>(ZRKuuid("a-1"));
+        std::shared_ptr<ZRKResourceEntry> ensureImageFromfolder(const std::string&) override { return entry; }
+    } library;
+    library.entry->resolve(scan);
+    const auto sampler = std::make_shared<ZRKScalarImageSampler>();
+    sampler->pick(picture);
+    const auto colours = std::make_shared<ZRKRGBAImageSampler>();
+    colours->pick(picture);
+    const auto extrude = std::make_shared<ZRK2DImageExtrude>();
+    extrude->pick(0, picture);
+    extrude->pick(2, picture);
+    const auto stack = std::make_shared<ZRK3DImage>();
+    stack->loadFolder(library, "scan");
+    stack->onInspection(nullptr, {});
+    for (const std::shared_ptr<ZRKGraphObject>& component :
+         std::initializer_list<std::shared_ptr<ZRKGraphObject>>{sampler, colours, extrude, stack}) {
+        SCOPED_TRACE(component->typeInfo().name);
+        const auto bytes = [&] {
+            std::size_t sum = 0;
+            for (const auto& part : dynamic_cast<const ZRKDataHolder&>(*component).held().parts) {
+                sum += part.bytes;
+            }
+            return sum;
+        };
+        const auto graph = ZRKGraph::create();
+        const ZRKGraph::Node node = graph->addNode(component);
+        const auto field = [&] {
+            const ZRKDeferredBuilding building;
+            return zrk::PreparedField(outputField(node));
+        }();
+        EXPECT_EQ(bytes(), 0u);
+        const double p[] = {0.75, 1.0, 0.25};
+        double value = 0;
+        field.evaluate(p, p + 1, p + 2, 1, &value);
+        EXPECT_GT(bytes(), 0u) << "the component has it then";
+        EXPECT_EQ(value, sample(outputField(node), {0.75, 1.0, 0.25})[0]);
+        EXPECT_NE(value, 0);
+    }
 }
 
 TEST(ImageSamplers, KeepTheirImageUntilAnotherIsPickedOrRead)

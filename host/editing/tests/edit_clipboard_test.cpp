@@ -60,29 +60,24 @@ TEST_F(EditClipboard, TakesOverWhatWasReadApart)
 {
     const auto session = openParts();
     const std::string text = zrk::valueOrThrow(session->copy({7}));
-    EXPECT_FALSE(session->filesOfPaste(zrk::valueOrThrow(session->copy({1, 2}))));
-    EXPECT_FALSE(session->filesOfPaste("no fragment"));
+    EXPECT_TRUE(session->readsFiles(text));
+    EXPECT_FALSE(session->readsFiles(zrk::valueOrThrow(session->copy({1, 2}))));
+    EXPECT_FALSE(session->readsFiles("no fragment"));
+    EXPECT_FALSE(session->startPaste("no fragment")(nullptr));
     const ZRKJson picture{
         {"zrkGraph", 1},
         {"resources", {{{"uuid", "gear"}, {"kind", "image2d"}, {"path", "ring.png"}}}},
         {"nodes", {{{"id", 1}, {"type", "RGBAImageSampler"}, {"values", {{"image", "gear"}}}}}}};
-    const auto load = [&](const std::string& pasted) {
-        DocumentWarnings warnings;
-        const auto files = session->filesOfPaste(pasted);
-        return zrk::valueOrThrow(
-            GraphDocument::parse(files.value_or(""), session->document().name(), warnings));
-    };
-    const GraphDocument mesh = load(text);
-    const GraphDocument other = load(picture.dump());
+    EXPECT_TRUE(session->readsFiles(picture.dump()));
+    PasteText mesh = zrk::valueOrThrow(session->startPaste(text)(nullptr));
+    PasteText other = zrk::valueOrThrow(session->startPaste(picture.dump())(nullptr));
     for (const char* file : {"part.obj", "ring.png"}) {
         std::filesystem::remove(path(file));
     }
     const auto held = [&](std::uint16_t node) {
         return dynamic_cast<ZRKDataHolder&>(*objectOf(*session, node)).held();
     };
-    PasteSettings settings;
-    settings.read = &mesh;
-    const Pasted pasted = zrk::valueOrThrow(session->paste(text, settings));
+    const Pasted pasted = zrk::valueOrThrow(session->paste(std::move(mesh)));
     EXPECT_TRUE(pasted.warnings.empty());
     ASSERT_NE(held(pasted.nodes[0]).parts[0].data, nullptr);
     EXPECT_EQ((*session->entry(pasted.nodes[0]))["import"], "part.obj");
@@ -94,13 +89,44 @@ TEST_F(EditClipboard, TakesOverWhatWasReadApart)
     const Pasted copied = zrk::valueOrThrow(session->duplicate({7}));
     EXPECT_EQ(held(copied.nodes[0]), held(7)) << "a duplicate has the very same";
 
-    settings.read = &other; // under a uuid that is taken here
-    const Pasted sampler = zrk::valueOrThrow(session->paste(picture.dump(), settings));
+    // Under a uuid that is taken here.
+    const Pasted sampler = zrk::valueOrThrow(session->paste(std::move(other)));
     const std::string uuid = valuesOf(*objectOf(*session, sampler.nodes[0]))["image"];
     const auto index = session->document().resources()->indexOf(ZRKuuid(uuid));
     ASSERT_TRUE(index) << uuid;
     EXPECT_NE(uuid, "gear");
     EXPECT_EQ(session->document().resources()->objects()[*index]->uuid(), ZRKuuid(uuid));
+}
+
+TEST_F(EditClipboard, ReadApartIsAsReadAtOnce)
+{
+    const std::string text = zrk::valueOrThrow(openParts()->copy({1, 2, 3, 4, 5, 6, 7, 8}));
+    const auto atOnce = openParts();
+    const auto apart = openParts();
+    ASSERT_TRUE(atOnce->paste(text));
+    PasteText read = zrk::valueOrThrow(apart->startPaste(text)(nullptr));
+    EXPECT_FALSE(read.whole.contains(8)) << "its picture is the document's";
+    EXPECT_TRUE(read.whole.contains(1));
+    const ZRKGraphObject* const object = read.read->graph()->getNodePtr(1)->object.get();
+    const Pasted pasted = zrk::valueOrThrow(apart->paste(std::move(read)));
+    EXPECT_EQ(apart->document().toText(), atOnce->document().toText());
+    EXPECT_EQ(objectOf(*apart, pasted.nodes[0]).get(), object) << "it isn't read again";
+
+    // What the document got meanwhile counts: a node waits for the resource that it names.
+    const std::string late = R"({"zrkGraph": 1, "nodes": [{"id": 1, "type": "RGBAImageSampler",
+        "values": {"image": "late"}}]})";
+    PasteText waits = zrk::valueOrThrow(apart->startPaste(late)(nullptr));
+    EXPECT_TRUE(waits.whole.contains(1));
+    ASSERT_TRUE(apart->addResource({{"uuid", "late"}, {"kind", "image2d"}, {"path", "ring.png"}}));
+    ASSERT_TRUE(apart->paste(std::move(waits)));
+    EXPECT_EQ(samplesOf(apart->document()), samplesAfterReload(apart->document()));
+
+    // So does the folder that it has moved to.
+    PasteText moves = zrk::valueOrThrow(apart->startPaste(zrk::valueOrThrow(apart->copy({7})))(nullptr));
+    std::filesystem::create_directory(folder / "moved");
+    ASSERT_TRUE(apart->save(path("moved/a.zrk.json")));
+    const Pasted mesh = zrk::valueOrThrow(apart->paste(std::move(moves)));
+    EXPECT_EQ((*apart->entry(mesh.nodes[0]))["import"], "../part.obj");
 }
 
 TEST_F(EditClipboard, BringsResourcesToAnotherDocument)
@@ -122,9 +148,8 @@ TEST_F(EditClipboard, BringsResourcesToAnotherDocument)
     EditSession to(std::move(document), settings());
     const std::string first = to.document().toText();
     // What is read apart is found from there, too.
-    const GraphDocument apart = zrk::valueOrThrow(
-        GraphDocument::parse(to.filesOfPaste(text).value_or(""), to.document().name(), warnings));
-    const auto& mesh = dynamic_cast<const ZRKDataHolder&>(*apart.graph()->getNodePtr(7)->object);
+    const PasteText apart = zrk::valueOrThrow(to.startPaste(text)(nullptr));
+    const auto& mesh = dynamic_cast<const ZRKDataHolder&>(*apart.read->graph()->getNodePtr(7)->object);
     EXPECT_NE(mesh.held().parts[0].data, nullptr);
     const Pasted pasted = zrk::valueOrThrow(to.paste(text));
     EXPECT_TRUE(pasted.warnings.empty()) << zrk::messageOf(pasted.warnings.front());

@@ -153,7 +153,8 @@ TEST_F(HeldDataOfNodes, PicturesComeBackUnread)
     (void)samplesOf(session->document());
     const ZRKHeldData first = heldOf(*session, 8);
     ASSERT_NE(first.parts[0].data, nullptr);
-    ASSERT_TRUE(session->replaceResource("gear", {{"kind", "image2d"}, {"path", "ring.png"}}));
+    ASSERT_TRUE(session->addResource({{"uuid", "ring"}, {"kind", "image2d"}, {"path", "ring.png"}}));
+    ASSERT_TRUE(session->setValue(8, "image", "ring"));
     removeFiles();
     expectBackAndForth(*session, {8}, first);
 }

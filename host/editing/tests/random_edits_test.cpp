@@ -181,10 +181,10 @@ private:
             (void)_session.addResource(picture);
             break;
         case 1:
-            (void)_session.replaceResource("gear", picture);
+            (void)_session.addResource(point);
             break;
         case 2:
-            (void)_session.replaceResource("here", point);
+            (void)_session.removeUnusedResources();
             break;
         case 3:
             (void)_session.setItem(6, "poles", below(2),

@@ -176,43 +176,27 @@ TEST_F(SessionFiles, AreKnownToHaveChanged)
                                          std::filesystem::file_time_type::clock::now() +
                                              std::chrono::seconds(9));
     };
-    EXPECT_EQ(session->fileState(), FileState::Same);
+    const auto state = [&] { return FileWatch(session->file()).state(session->path()); };
+    EXPECT_EQ(state(), FileState::Same);
     put("test.zrk.json", saved); // written again
     later();
-    EXPECT_EQ(session->fileState(), FileState::Same);
+    EXPECT_EQ(state(), FileState::Same);
     std::string other = saved;
     other.replace(other.find("0.75"), 4, "0.25"); // as long as before
     put("new", other);
     std::filesystem::rename(folder / "new", folder / "test.zrk.json"); // as editors save
     later();
-    EXPECT_EQ(session->fileState(), FileState::Changed);
+    EXPECT_EQ(state(), FileState::Changed);
 
     ASSERT_TRUE(session->setValue(1, "radius", 5));
-    DocumentWarnings warnings;
-    EXPECT_THAT(messageOf(session->reload(warnings)), HasSubstr("unsaved changes"));
     EXPECT_THAT(messageOf(session->save()), HasSubstr("another program has changed"));
     EXPECT_EQ(content("test.zrk.json"), other);
-    std::vector<EditEvent::Kind> told;
-    const nod::scoped_connection connection =
-        session->addListener([&](const EditEvent& event) { told.push_back(event.kind); });
-    ASSERT_TRUE(session->reload(warnings, true));
-    EXPECT_EQ(told, std::vector{EditEvent::Kind::Replaced});
-    EXPECT_EQ(valueOf(*session, 1, "radius"), 0.25);
-    EXPECT_FALSE(session->isModified());
-    EXPECT_FALSE(session->canUndo());
-    EXPECT_EQ(session->fileState(), FileState::Same);
-    ASSERT_TRUE(session->setValue(1, "radius", 6)); // the new nodes are listened to
-    EXPECT_TRUE(session->isModified());
-
-    put("test.zrk.json", "broken");
-    later();
-    EXPECT_FALSE(session->reload(warnings, true));
-    EXPECT_EQ(valueOf(*session, 1, "radius"), 6.0);
     ASSERT_TRUE(session->save("", true));
     EXPECT_EQ(content("test.zrk.json"), session->document().toText());
     std::filesystem::remove(folder / "test.zrk.json");
-    EXPECT_EQ(session->fileState(), FileState::Missing);
+    EXPECT_EQ(state(), FileState::Missing);
     ASSERT_TRUE(session->save());
+    EXPECT_EQ(state(), FileState::Same);
 }
 
 TEST_F(SessionFiles, ThatCannotBeWrittenLeaveTheSessionAsItWas)
@@ -277,13 +261,13 @@ TEST_F(SessionFiles, AreWrittenWhileEditingGoesOn)
         c.meanwhile(*session);
         EXPECT_THAT(messageOf(session->save()), HasSubstr("still being written"));
         DocumentWarnings warnings;
-        EXPECT_THAT(messageOf(session->reload(warnings, true)), HasSubstr("still being written"));
+        EXPECT_THAT(messageOf(session->recover(warnings)), HasSubstr("still being written"));
         std::thread([&] { save->write(); }).join();
         EXPECT_EQ(session->isModified(), c.isModifiedYet);
         ASSERT_TRUE(session->finishSaving(*save));
         EXPECT_EQ(content("test.zrk.json"), text);
         EXPECT_EQ(session->isModified(), c.isModified);
-        EXPECT_EQ(session->fileState(), FileState::Same);
+        EXPECT_EQ(FileWatch(session->file()).state(session->path()), FileState::Same);
         c.back(*session);
         EXPECT_EQ(session->isModified(), !c.isReachable);
     }

@@ -5,6 +5,7 @@
 #include <QGraphicsScene>
 #include <QMenu>
 #include <QRegion>
+#include <QScrollBar>
 
 #include <algorithm>
 #include <map>
@@ -84,6 +85,59 @@ TEST_F(CanvasGestures, FramesGrowWhileTheirNodesAreDragged)
     session->select({3});
     drag(header(3), header(3) + QPoint(px(160), -px(48)), {}, false);
     EXPECT_TRUE(frameItem()->frame().contains(canvas->node(3)->frame()));
+    QTest::mouseRelease(pane(), Qt::LeftButton, {}, header(3));
+}
+
+TEST_F(CanvasGestures, WhatIsDraggedToAnEdgePansWhileThePointerRests)
+{
+    const auto scrolled = [&] {
+        return QPoint(canvas->horizontalScrollBar()->value(), canvas->verticalScrollBar()->value());
+    };
+    const auto waits = [&](int ms) { // and how far it goes meanwhile
+        const QPoint before = scrolled();
+        QTest::qWait(ms);
+        return scrolled() - before;
+    };
+    const QPoint right(pane()->width() - 4, 300);
+    const QPoint farRight(pane()->width() + 60, 300);
+    const double middle = canvas->node(3)->pos().x();
+
+    drag(header(3), QPoint(pane()->width() - 28, 300), {}, false);
+    const int slow = waits(300).x();
+    move(farRight);
+    const int fast = waits(300).x();
+    EXPECT_GT(slow, 0);
+    EXPECT_GT(fast, 2 * slow) << "the nearer the faster";
+    EXPECT_GT(canvas->node(3)->pos().x(), middle + 100) << "it stays at the pointer";
+    EXPECT_NEAR(canvas->nodeRect(3).left() + 60, farRight.x(), px(16));
+    move(QPoint(500, 300));
+    EXPECT_EQ(waits(100), QPoint());
+    move(QPoint(500, 2));
+    EXPECT_LT(waits(100).y(), 0) << "upwards, too";
+    QTest::mouseRelease(pane(), Qt::LeftButton, {}, QPoint(500, 2));
+    EXPECT_EQ(waits(100), QPoint());
+    EXPECT_EQ(steps(), 1u);
+    ASSERT_TRUE(session->undo());
+
+    canvas->fitAll(false);
+    drag(canvas->pinPoint(out(3, 0)), right, {}, false);
+    EXPECT_GT(waits(150).x(), 0) << "a wire";
+    key(Qt::Key_Escape);
+    EXPECT_EQ(waits(100), QPoint()) << "which was given up";
+    QTest::mouseRelease(pane(), Qt::LeftButton, {}, right);
+
+    frame({2, 3});
+    canvas->fitAll(false);
+    const QPoint title = canvas->nodeRect(3).topLeft() - QPoint(0, px(24));
+    drag(title, QPoint(4, 300), {}, false);
+    EXPECT_LT(waits(150).x(), 0) << "a frame";
+    QTest::mouseRelease(pane(), Qt::LeftButton, {}, QPoint(4, 300));
+    EXPECT_NE(canvas->node(2)->pos(), QPointF(256, 256));
+
+    canvas->fitAll(false); // a drag that begins at an edge
+    canvas->horizontalScrollBar()->setValue(canvas->horizontalScrollBar()->value() + header(3).x() - 8);
+    drag(header(3), header(3) + QPoint(12, 40), {}, false);
+    EXPECT_EQ(waits(100), QPoint());
     QTest::mouseRelease(pane(), Qt::LeftButton, {}, header(3));
 }
 
