@@ -6,7 +6,11 @@
 include(CMakePackageConfigHelpers)
 
 # Programs find the libraries as they lie to one another, wherever the tree is. Packages of a system switch that off with
-# CMAKE_SKIP_INSTALL_RPATH.
+# CMAKE_SKIP_INSTALL_RPATH. In the build tree the same place is named: CMake would keep room for it by empty names, which the
+# loader takes for the current folder, whoever has put libraries there.
+function(zrk_find_libraries place)
+    set_target_properties(${ARGN} PROPERTIES INSTALL_RPATH "${place}" BUILD_WITH_INSTALL_RPATH ON)
+endfunction()
 file(RELATIVE_PATH library_from_program "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
 set(development libzrk-dev)
 set(config_folder "${CMAKE_INSTALL_LIBDIR}/cmake/zrk")
@@ -17,7 +21,7 @@ if(ZRK_QT)
     install(TARGETS zrk-workbench RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT zrk-workbench)
     list(APPEND programs zrk-workbench)
 endif()
-set_target_properties(${programs} PROPERTIES INSTALL_RPATH "$ORIGIN/${library_from_program}")
+zrk_find_libraries("$ORIGIN/${library_from_program}" ${programs})
 
 # zrk_install_libraries(KIND PART TARGET=NAME...): they are zrk::NAME once find_package(zrk) has read zrk-KIND-targets.cmake;
 # the PART that is installed has those that are shared.
@@ -26,7 +30,8 @@ function(zrk_install_libraries kind part)
         string(REPLACE "=" ";" pair "${pair}")
         list(GET pair 0 target)
         list(GET pair 1 name)
-        set_target_properties(${target} PROPERTIES EXPORT_NAME ${name} INSTALL_RPATH "$ORIGIN")
+        set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
+        zrk_find_libraries("$ORIGIN" ${target})
         target_include_directories(${target} INTERFACE "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
         target_compile_features(${target} PUBLIC cxx_std_20)
         # The same bits in formulas of others as in ours.
@@ -66,11 +71,11 @@ if(TARGET zrk_shared_v4)
         COMPONENT libzrk0 NAMELINK_SKIP)
 endif()
 if(TARGET zrk_vdb)
-    set_target_properties(zrk_vdb PROPERTIES INSTALL_RPATH "")
+    zrk_find_libraries("" zrk_vdb)
     install(TARGETS zrk_vdb LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/zrk" COMPONENT libzrk0)
 endif()
 if(TARGET zrk_mpi)
-    set_target_properties(zrk_mpi PROPERTIES INSTALL_RPATH "")
+    zrk_find_libraries("" zrk_mpi)
     install(TARGETS zrk_mpi LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/zrk" COMPONENT zrk)
 endif()
 
@@ -115,7 +120,7 @@ install(FILES "${CMAKE_BINARY_DIR}/zrk-static.pc" DESTINATION "${CMAKE_INSTALL_L
 if(ZRK_PYTHON)
     set(ZRK_PYTHON_INSTALL_DIR lib/python3/dist-packages CACHE STRING "Where the Python module goes, below the prefix")
     file(RELATIVE_PATH library_from_module "${CMAKE_INSTALL_PREFIX}/${ZRK_PYTHON_INSTALL_DIR}/zrk" "${CMAKE_INSTALL_FULL_LIBDIR}")
-    set_target_properties(_zrk PROPERTIES INSTALL_RPATH "$ORIGIN/${library_from_module}")
+    zrk_find_libraries("$ORIGIN/${library_from_module}" _zrk)
     install(TARGETS _zrk LIBRARY DESTINATION "${ZRK_PYTHON_INSTALL_DIR}/zrk" COMPONENT python3-zrk)
     install(DIRECTORY "${PROJECT_SOURCE_DIR}/python/zrk/" DESTINATION "${ZRK_PYTHON_INSTALL_DIR}/zrk" COMPONENT python3-zrk
         FILES_MATCHING PATTERN "*.py" PATTERN "*.pyi" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)

@@ -88,7 +88,8 @@ InputFile::InputFile(InputFile&& other) noexcept
     : _descriptor(std::exchange(other._descriptor, -1)),
       _name(std::move(other._name)),
       _isStream(other._isStream),
-      _size(other._size)
+      _size(other._size),
+      _done(other._done)
 {}
 
 InputFile::~InputFile()
@@ -123,10 +124,16 @@ Result<std::size_t> InputFile::read(void* bytes, std::size_t size, ProgressMonit
             }
         }
         const ssize_t read = ::read(_descriptor, static_cast<char*>(bytes) + count, size - count);
-        if (read < 0 && errno != EINTR && errno != EAGAIN) {
+        // Some files of /proc look like ordinary ones and have nothing to give yet, for as long as they like.
+        if (read < 0 && errno != EINTR && !(errno == EAGAIN && _isStream)) {
             return refused(unreadable(_name, errno));
         }
         count += read > 0 ? static_cast<std::size_t>(read) : 0;
+        _done += read > 0 ? static_cast<std::uint64_t>(read) : 0;
+        if (read == 0 && count < size && _done < _size) {
+            return refused({_name, "a file that changed or broke off while it was read", "a whole one",
+                            "check the path and the file"});
+        }
         if (read == 0 || count == size || (_isStream && count > 0)) {
             return count;
         }

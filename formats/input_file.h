@@ -38,7 +38,8 @@ public:
     /// Reads up to `size` bytes, fewer only from a stream and at the end, where it gives 0.
     ///
     /// @param monitor  asked while a stream has nothing to give, at least every 50 ms; may be null.
-    /// Faults are of the kinds BadInput, where the system can't read on, and Interrupted.
+    /// Faults are of the kinds BadInput, where the system can't read on or an ordinary file has become
+    /// shorter since it was opened, and Interrupted.
     Result<std::size_t> read(void* bytes, std::size_t size, ProgressMonitor* monitor = nullptr);
 
 private:
@@ -50,6 +51,7 @@ private:
     std::string _name;
     bool _isStream = true;
     std::uint64_t _size = 0;
+    std::uint64_t _done = 0; ///< bytes that were read
 };
 
 } // namespace zrk

@@ -21,7 +21,7 @@ inline constexpr std::uint64_t kMaxVoxels = std::uint64_t{1} << 31;
 /// Bytes of an array's file.
 inline constexpr std::size_t kMaxNpyFileBytes = std::size_t{1} << 35;
 
-/// Bytes of a mesh's file that is read whole.
+/// Bytes of a mesh's file.
 inline constexpr std::size_t kMaxMeshFileBytes = std::size_t{1} << 36;
 
 /// Bytes of a line of text that is given whole.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 #include <utility>
 
 namespace zrk {
@@ -23,6 +24,16 @@ LineReader::LineReader(Result<InputFile> file, ProgressMonitor* monitor) : _moni
         _fault = std::move(file.error());
     }
 }
+
+LineReader::LineReader(const std::filesystem::path& path, std::uint64_t most)
+    : LineReader(InputFile::open(path).and_then([&](InputFile file) -> Result<InputFile> {
+          if (file.size() > most) {
+              return refused({path.string(), std::to_string(file.size()) + " bytes",
+                              "at most " + std::to_string(most), "check the path and the file"});
+          }
+          return file;
+      }))
+{}
 
 /// Reads on behind what isn't given yet; false at the end of the file and where there is a fault.
 bool LineReader::readBlock()

@@ -18,12 +18,11 @@ class ProgressMonitor;
 /// takes the memory of its longest line, up to a limit. The bytes of a line may be any.
 class LineReader {
 public:
-    /// An ordinary file, or one that is open. One that can't be opened or be read on has no further lines.
+    /// One that can't be opened or be read on has no further lines.
     /// @param monitor  ends the lines when it interrupts a wait for a stream; may be null.
     explicit LineReader(Result<InputFile> file, ProgressMonitor* monitor = nullptr);
-    explicit LineReader(const std::filesystem::path& path, ProgressMonitor* monitor = nullptr)
-        : LineReader(InputFile::open(path), monitor)
-    {}
+    /// @param most  bytes that an ordinary file may have.
+    LineReader(const std::filesystem::path& path, std::uint64_t most);
     LineReader(const LineReader&) = delete;
     LineReader& operator=(const LineReader&) = delete;
 

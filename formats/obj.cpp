@@ -133,7 +133,7 @@ struct PlacedIndex {
 
 class ObjParser {
 public:
-    explicit ObjParser(const std::filesystem::path& path) : _name(path.string()), _lines(path) {}
+    explicit ObjParser(const std::filesystem::path& path) : _name(path.string()), _lines(path, kMaxMeshFileBytes) {}
 
     WavefrontObj read()
     {

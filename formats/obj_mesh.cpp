@@ -1,6 +1,7 @@
 #include "formats/obj_mesh.h"
 
 #include "core/values/stop.h"
+#include "formats/limits.h"
 #include "formats/line_reader.h"
 #include "formats/mesh_builder.h"
 #include "formats/text_words.h"
@@ -87,7 +88,7 @@ Result<void> writeObj(const Part& part, const ByteSink& sink, ProgressMonitor* m
 Result<FileMesh> readObjMesh(const std::filesystem::path& path)
 {
     return attempt(path.string(), [&]() -> Result<FileMesh> {
-        LineReader lines(path);
+        LineReader lines(path, kMaxMeshFileBytes);
         MeshBuilder builder;
         StopLookout lookout;
         while (lines.next()) {

@@ -1,13 +1,14 @@
 #include "formats/surface_tiles.h"
 
+#include "formats/input_file.h"
 #include "formats/piece_writer.h"
 #include "formats/points.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <system_error>
 #include <vector>
@@ -113,13 +114,20 @@ Result<SurfaceTiles> surfaceOf(const std::string& path)
 /// Reads what tiles hold, front to back.
 class TileFile {
 public:
-    TileFile(const SurfaceTiles& tiles, std::int32_t tile)
-        : _path(tiles.fileOf(tile)),
-          _counts(countsOf(tileHead(_path, kSurfaceMark, kSurfaceMarkEnd)).value_or(TileCounts{})),
-          _file(_path, std::ios::binary)
+    static Result<TileFile> open(const SurfaceTiles& tiles, std::int32_t tile)
     {
-        _begin = headOf(tiles, tile).size() + countsIn(_counts).size();
-        _file.seekg(static_cast<std::streamoff>(_begin));
+        const std::string path = tiles.fileOf(tile);
+        const TileCounts counts =
+            countsOf(tileHead(path, kSurfaceMark, kSurfaceMarkEnd)).value_or(TileCounts{});
+        const std::string expected = headOf(tiles, tile) + countsIn(counts);
+        return InputFile::open(path).and_then([&](InputFile file) -> Result<TileFile> {
+            std::string head(expected.size(), '\0');
+            const Result<void> read = readWhole(file, path, head.data(), head.size());
+            if (!read || head != expected) {
+                return read ? refused(brokenOff(path)) : refused(read.error());
+            }
+            return TileFile(path, counts, std::move(file));
+        });
     }
 
     const TileCounts& counts() const { return _counts; }
@@ -127,11 +135,13 @@ public:
     template <class T>
     Result<void> read(T* values, std::size_t count)
     {
-        if (_file.read(reinterpret_cast<char*>(values), static_cast<std::streamsize>(count * sizeof(T)))) {
-            return {};
-        }
-        return refused({_path, "an end before its time", "the whole tile", "run its shard again",
-                        FaultKind::FailedWork});
+        return readWhole(_file, _path, values, count * sizeof(T));
+    }
+
+    Fault wrongNumbers() const
+    {
+        return {_path, "numbers that no surface has", "a tile that `zrk surface --shard` has written",
+                "run its shard again", FaultKind::FailedWork};
     }
 
     /// Hands over so many values, some at a time; hand(values) is false when they can't be taken.
@@ -152,11 +162,28 @@ public:
     }
 
 private:
+    TileFile(std::string path, const TileCounts& counts, InputFile file)
+        : _path(std::move(path)), _counts(counts), _file(std::move(file))
+    {}
+
     std::string _path;
     TileCounts _counts;
-    std::ifstream _file;
-    std::uint64_t _begin;
+    InputFile _file;
 };
+
+bool isPosition(const Tensor<3, double>& p)
+{
+    return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
+}
+
+/// A checksum tells accidents, not what somebody else has made.
+bool areGood(const PartBeams& beams)
+{
+    return std::isfinite(beams.radius) && std::all_of(beams.nodes.begin(), beams.nodes.end(), isPosition) &&
+           std::all_of(beams.beams.begin(), beams.beams.end(), [&](const auto& ends) {
+               return ends[0] < beams.nodes.size() && ends[1] < beams.nodes.size();
+           });
+}
 
 Result<void> readBeams(TileFile& file, std::optional<PartBeams>& beams)
 {
@@ -169,7 +196,8 @@ Result<void> readBeams(TileFile& file, std::optional<PartBeams>& beams)
     beams->beams.resize(counts.beams);
     return file.read(&beams->radius, 1)
         .and_then([&] { return file.read(beams->nodes.data(), beams->nodes.size()); })
-        .and_then([&] { return file.read(beams->beams.data(), beams->beams.size()); });
+        .and_then([&] { return file.read(beams->beams.data(), beams->beams.size()); })
+        .and_then([&] { return areGood(*beams) ? Result<void>() : refused(file.wrongNumbers()); });
 }
 
 } // namespace
@@ -249,8 +277,13 @@ Result<JoinedSurface> joinTiles(const SurfaceTiles& tiles, const std::string& ta
     return SpilledMesh::create(target).and_then([&](SpilledMesh mesh) -> Result<JoinedSurface> {
         std::optional<PartBeams> beams;
         bool isStopped = false;
+        bool hasWrongNumbers = false;
         for (std::int32_t tile = 0; tile < tiles.count(); ++tile) {
-            TileFile file(tiles, tile);
+            Result<TileFile> opened = TileFile::open(tiles, tile);
+            if (!opened) {
+                return refused(opened.error());
+            }
+            TileFile& file = *opened;
             const std::uint64_t first = mesh.vertexCount();
             const std::uint64_t vertices = first + file.counts().vertices;
             if (vertices > std::numeric_limits<std::uint32_t>::max()) {
@@ -265,23 +298,30 @@ Result<JoinedSurface> joinTiles(const SurfaceTiles& tiles, const std::string& ta
             const auto take = [&]<class T>(std::span<T> values) {
                 return asked(mesh.add(std::span<const T>(values)));
             };
+            const auto takeVertices = [&](std::span<Tensor<3, double>> positions) {
+                hasWrongNumbers = !std::all_of(positions.begin(), positions.end(), isPosition);
+                return !hasWrongNumbers && take(positions);
+            };
             const auto takeShifted = [&](std::span<VertexNumbers> triangles) {
                 for (VertexNumbers& corners : triangles) {
                     for (std::uint32_t& corner : corners) {
                         corner += static_cast<std::uint32_t>(first); // also of numbers below 0
+                        hasWrongNumbers |= corner >= vertices;
                     }
                 }
-                return take(triangles);
+                return !hasWrongNumbers && take(triangles);
             };
             const TileCounts& counts = file.counts();
             const Result<void> taken =
-                file.pass<Tensor<3, double>>(counts.vertices, take)
+                file.pass<Tensor<3, double>>(counts.vertices, takeVertices)
                     .and_then([&] { return file.pass<VertexNumbers>(counts.triangles, takeShifted); })
                     .and_then(
                         [&] { return file.pass<VertexColor>(tiles.hasColors ? counts.vertices : 0, take); })
                     .and_then([&] { return readBeams(file, beams); });
-            if (!taken || isStopped) {
-                return refused(isStopped ? interruptedAt(target) : taken.error());
+            if (!taken || isStopped || hasWrongNumbers) {
+                return refused(isStopped         ? interruptedAt(target)
+                               : hasWrongNumbers ? file.wrongNumbers()
+                                                 : taken.error());
             }
         }
         const Result<void> finished = mesh.finish().and_then([&] { return mesh.finishColors(); });

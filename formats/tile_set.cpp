@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <system_error>
 
@@ -125,11 +124,23 @@ Result<std::string> firstTileOf(const std::string& index, const char* extension,
 
 std::string beginningOf(const std::string& path, std::size_t most)
 {
-    std::ifstream file(path, std::ios::binary);
     std::string text(most, '\0');
-    file.read(text.data(), static_cast<std::streamsize>(most));
-    text.resize(static_cast<std::size_t>(file.gcount()));
+    const Result<std::size_t> read =
+        InputFile::open(path).and_then([&](InputFile file) { return file.read(text.data(), most); });
+    text.resize(read.value_or(0));
     return text;
+}
+
+Fault brokenOff(const std::string& path)
+{
+    return {path, "an end before its time", "the whole tile", "run its shard again", FaultKind::FailedWork};
+}
+
+Result<void> readWhole(InputFile& file, const std::string& path, void* bytes, std::size_t size)
+{
+    return file.read(bytes, size).and_then([&](std::size_t count) -> Result<void> {
+        return count == size ? Result<void>() : refused(brokenOff(path));
+    });
 }
 
 TileHead tileHead(const std::string& path, const std::string& mark, const std::string& endMark)
@@ -196,18 +207,19 @@ TileReport lookAtEnd(const std::string& path, std::uint64_t place, const TileEnd
     if (size > place + end.size()) {
         return {TileState::Longer};
     }
-    std::ifstream file(path, std::ios::binary);
+    Result<InputFile> file = InputFile::open(path);
     Digest checksum;
     std::string piece;
-    for (std::uint64_t left = place; left > 0; left -= piece.size()) {
+    bool isRead = file.has_value();
+    for (std::uint64_t left = place; isRead && left > 0; left -= piece.size()) {
         stopIfAsked();
         piece.resize(static_cast<std::size_t>(std::min<std::uint64_t>(left, kPieceBytes)));
-        file.read(piece.data(), static_cast<std::streamsize>(piece.size()));
+        isRead = readWhole(*file, path, piece.data(), piece.size()).has_value();
         checksum.add(piece);
     }
     std::string found(end.size(), '\0');
-    file.read(found.data(), static_cast<std::streamsize>(found.size()));
-    return {file && found == end.with(checksum) ? TileState::Complete : TileState::Damaged};
+    isRead = isRead && readWhole(*file, path, found.data(), found.size()).has_value();
+    return {isRead && found == end.with(checksum) ? TileState::Complete : TileState::Damaged};
 }
 
 std::string hexOf(const std::string& text)

@@ -4,6 +4,7 @@
 #include "core/values/export.h"
 #include "core/values/fault.h"
 #include "formats/digest.h"
+#include "formats/input_file.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -91,8 +92,12 @@ struct TileEnd {
 /// What a file whose head is good is by its end and its checksum.
 /// @param place  where the end begins in a complete tile.
 TileReport lookAtEnd(const std::string& path, std::uint64_t place, const TileEnd& end);
-/// The first bytes of a file.
+/// The first bytes of a file; none of what can't be read.
 std::string beginningOf(const std::string& path, std::size_t most);
+/// What is told of a tile that is shorter, when it is read, than when it was looked at.
+Fault brokenOff(const std::string& path);
+/// Reads exactly so many bytes of a tile.
+Result<void> readWhole(InputFile& file, const std::string& path, void* bytes, std::size_t size);
 
 /// @{ Any text as digits and letters, and back.
 std::string hexOf(const std::string& text);

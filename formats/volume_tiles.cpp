@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -23,6 +22,7 @@ namespace fs = std::filesystem;
 constexpr double kTileBytes = 8 << 20;
 /// What neighbours share is computed twice: at most one layer in so many.
 constexpr double kLeastLayers = 16;
+constexpr double kMostSamples = 1e18; ///< of a whole; their bytes can be counted
 constexpr const char* kTileMark = "<!-- zrk tile\n";
 constexpr const char* kTileMarkEnd = "\n-->\n";
 constexpr TileEnd kTileEnd{"\n  </AppendedData>\n<!-- zrk checksum: ", " -->\n</VTKFile>\n"};
@@ -70,7 +70,8 @@ Result<VolumeTiles> wholeOf(const std::string& path)
     const bool isGood =
         nodes.size() == 3 && lower.size() == 3 && upper.size() == 3 && components.size() == 1 && type &&
         std::all_of(nodes.begin(), nodes.end(), [](double n) { return n >= 2 && n < 2147483648.0; }) &&
-        components[0] >= 1 && components[0] <= 4;
+        components[0] >= 1 && components[0] <= 4 &&
+        nodes[0] * nodes[1] * nodes[2] * components[0] <= kMostSamples;
     if (!isGood) {
         return refused({path, "no tile of a volume", "a file that `zrk sample --shard` has written",
                         "move it away, or give the index another name"});
@@ -183,23 +184,29 @@ Result<void> joinTiles(const VolumeTiles& tiles, const std::string& path, const 
         layer.dims[2] = 1;
         std::vector<char> piece(1 << 20);
         for (std::int32_t tile = 0; tile < tiles.count(); ++tile) {
+            Result<InputFile> file = InputFile::open(tiles.fileOf(tile));
+            if (!file) {
+                return refused(file.error());
+            }
             // The first layer is the last one of the tile before.
-            const std::uint64_t skipped = tile > 0 ? layer.bytesInFile() : 0;
-            std::ifstream file(tiles.fileOf(tile), std::ios::binary);
-            file.seekg(static_cast<std::streamoff>(tiles.frameOf(tile).head.size() + skipped));
-            for (std::uint64_t left = tiles.bytesOf(tile) - skipped; left > 0;) {
+            std::uint64_t skipped = tiles.frameOf(tile).head.size() + (tile > 0 ? layer.bytesInFile() : 0);
+            std::uint64_t left = tiles.frameOf(tile).head.size() + tiles.bytesOf(tile);
+            while (left > 0) {
                 if (keepGoing && !keepGoing(static_cast<double>(tile) / tiles.count())) {
                     return refused(interruptedAt(path));
                 }
-                const std::uint64_t size = std::min<std::uint64_t>(left, piece.size());
-                if (!file.read(piece.data(), static_cast<std::streamsize>(size))) {
-                    return refused({tiles.fileOf(tile), "an end before its time", "the whole tile",
-                                    "run its shard again", FaultKind::FailedWork});
+                const std::uint64_t size = std::min<std::uint64_t>(skipped > 0 ? skipped : left, piece.size());
+                if (Result<void> read = readWhole(*file, tiles.fileOf(tile), piece.data(), size); !read) {
+                    return read;
+                }
+                left -= size;
+                if (skipped > 0) {
+                    skipped -= size;
+                    continue;
                 }
                 if (!writer.writeEncoded(piece.data(), size)) {
                     return writer.commit(); // tells why
                 }
-                left -= size;
             }
         }
         return writer.commit();

@@ -218,6 +218,12 @@ zrk::Result<ZRKJson> parseDocumentJson(const std::string& text, const std::strin
                              fmt::format("at most {}", zrk::kMaxDocumentNesting),
                              "flatten the document; a graph needs no such depth"});
     }
+    // The library takes one for the text's end, and doesn't look at what stands behind it.
+    if (const std::size_t zero = text.find('\0'); zero != std::string::npos) {
+        return zrk::refused({name + ", " + linePlace(text, zero + 1), "broken JSON (a byte of 0)",
+                             "one whole JSON object in UTF-8",
+                             "save the text as UTF-8, and remove what stands at that place"});
+    }
     return zrk::attempt(name, [&]() -> zrk::Result<ZRKJson> {
         Builder builder(text, name);
         const char* const begin = text.data();

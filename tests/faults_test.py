@@ -128,6 +128,11 @@ class FilesOfOtherKinds(FaultsTest):
         for name in ("pipe.stl", "pipe.ply"):
             self.refused(2, "surface", "--report", self.fifo(name), contains=["found a pipe"], seconds=5)
 
+    @unittest.skipUnless(os.access("/proc/kmsg", os.R_OK), "the kernel's messages can't be read")
+    def test_an_ordinary_file_by_its_looks_that_gives_nothing_is_refused(self):
+        document = self.put(graph([{"id": 1, "type": "MeshSDF", "import": "/proc/kmsg"}], output=(1, 0)))
+        self.assertIn("/proc/kmsg: found", self.succeed("check", document, seconds=5).err)
+
     def test_a_target_that_nobody_reads(self):
         # To open it waits for a reader.
         self.end(self.start("sample", self.sphere(), "--quiet", "-o", self.folder / self.fifo("pipe.npy")),
@@ -445,7 +450,7 @@ class Limits(FaultsTest):
     def test_each_is_listed_and_has_a_message(self):
         sphere, target = self.put(graph([SPHERE], output=(1, 0)), "sphere.zrk.json"), self.folder / "r.png"
         self.put(b"x" * ((64 << 20) + 2), "long.txt")
-        sparse = {"large.png": 1 << 32, "large.npy": 1 << 36, "large.stl": 1 << 37}
+        sparse = {"large.png": 1 << 32, "large.npy": 1 << 36, "large.stl": 1 << 37, "large.obj": 1 << 37}
         for name, size in sparse.items():
             with open(self.folder / name, "wb") as file:
                 file.truncate(size)
@@ -488,6 +493,7 @@ class Limits(FaultsTest):
         self.assertEqual({limit["name"] for limit in listed}, set(cases) | untried)
         self.assertEqual([line.split()[:2] for line in self.succeed("limits").out.splitlines()],
                          [[limit["name"], str(limit["most"])] for limit in listed])
+        cases["mesh-bytes of OBJ"] = (2, report("large.obj"), "at most 68719476736")
         for name, (status, given, part) in cases.items():
             with self.subTest(limit=name):
                 arguments = given if isinstance(given, list) else ["check", self.put(given)]

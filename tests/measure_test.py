@@ -78,6 +78,11 @@ class Solving(MeasureTest):
         self.assertEqual(written["radius"], found["solution"]["value"])
         self.assertEqual(self.measure(solved)["fraction"], found["fraction"])
 
+    def test_a_target_that_cannot_be_written_is_refused_before_the_work(self):
+        # Work that would end otherwise.
+        self.refused(1, "measure", self.ball(), "--solve", "1.radius", "--for", "fraction=1.5", "-o", self.folder / "no/a.json",
+                     contains=["no/a.json", "create the folder"])
+
     def test_what_cannot_be_reached_is_refused_with_what_can(self):
         self.refused(1, "measure", self.ball(), "--solve", "1.radius", "--for", "fraction=1.5",
                      contains=["fraction from 0 to 1"])

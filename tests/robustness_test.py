@@ -99,6 +99,14 @@ def free_memory():
     return next(int(line.split()[1]) * 1024 for line in lines if line.startswith("MemAvailable:"))
 
 
+class Surroundings(ZrkTest):
+    def test_libraries_in_the_current_folder_are_none_of_its_own(self):
+        for name in ("libz.so.1", "libstdc++.so.6", "libc.so.6", "libfmt.so.9"):
+            self.put("no library", name)
+        answer = subprocess.run([PROGRAM, "--version"], cwd=self.folder, capture_output=True)
+        self.assertEqual(answer.returncode, 0, answer.stderr)
+
+
 class LongWork(ZrkTest):
     def slow_field(self):
         """Half a minute of work in little memory: 10 million samples of 1000 twists."""

@@ -1,6 +1,7 @@
 """`sample` and `surface` beyond memory and in shards: the same bytes for every memory, number of threads and division of the work."""
 
 import hashlib
+import os
 import random
 import re
 import shutil
@@ -147,10 +148,14 @@ class Shards(ZrkTest):
         self.refused(1, "join", self.folder / "part.pvti", contains=["part_0000.vti", "no tiles"])
         self.succeed(*self.shard(1, 1))
         (self.folder / "part_0001.vti").unlink()
+        (self.folder / "part_0003.vti").unlink()
         cut = self.folder / "part_0002.vti"
         cut.write_bytes(cut.read_bytes()[:-1])
+        os.mkfifo(self.folder / "part_0003.vti")
         for arguments in (["join", self.folder / "part.pvti"], ["join", self.folder / "part.pvti", "-o", self.folder / "v.npy"]):
-            self.refused(1, *arguments, contains=["tile 1 missing", "tile 2 cut short", "all 4 tiles"])
+            self.refused(1, *arguments, contains=["tile 1 missing", "tile 2 cut short", "tile 3 no tile", "all 4 tiles"])
+        (self.folder / "part_0003.vti").unlink()
+        self.succeed(*self.shard(4, 4))
         self.assertFalse((self.folder / "v.npy").exists() or (self.folder / "part.pvti").exists())
         self.succeed(*self.shard(3, 4))  # the cut one
         self.refused(1, "join", self.folder / "part.pvti", contains=["tile 1 missing, expected"])
@@ -292,6 +297,9 @@ class Surfaces(ZrkTest):
     def test_join_lists_what_is_wrong(self):
         index, mesh = self.folder / "part.zrk-tiles", self.folder / "a.stl"
         self.refused(1, "join", index, "-o", mesh, contains=["part_0000.zrk-tile", "no tiles", "zrk surface --shard"])
+        os.mkfifo(self.folder / "part_0000.zrk-tile")  # nobody writes to it
+        self.refused(2, "join", index, contains=["part_0000.zrk-tile: found no tile of a surface"])
+        (self.folder / "part_0000.zrk-tile").unlink()
         self.succeed(*self.shard(1, 1))
         self.assertIn("3 tiles, all complete", self.succeed("join", index).err)
         (self.folder / "part_0001.zrk-tile").unlink()

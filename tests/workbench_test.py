@@ -13,8 +13,9 @@ PROGRAM = os.environ["ZRK_WORKBENCH"]
 EXAMPLE = ROOT / "examples" / "sphere_and_twisted_gyroid.zrk.json"
 
 
-def run(*arguments):
-    return subprocess.run([PROGRAM, *map(str, arguments)], capture_output=True, text=True, timeout=120)
+def run(*arguments, env=None):
+    return subprocess.run([PROGRAM, *map(str, arguments)], capture_output=True, text=True, timeout=120,
+                          env=env)
 
 
 class Workbench(unittest.TestCase):
@@ -34,6 +35,24 @@ class Workbench(unittest.TestCase):
             done = run("--screenshot", picture, "--select", "1", "--size", "900x600", EXAMPLE)
             self.assertEqual(done.returncode, 0, done.stderr)
             self.assertEqual(struct.unpack(">II", picture.read_bytes()[16:24]), (900, 600))
+
+    def test_numbers_stay_where_the_locale_writes_a_comma(self):
+        with tempfile.TemporaryDirectory() as folder:
+            locale = pathlib.Path(folder, "de_DE.UTF-8")
+            try:
+                subprocess.run(["localedef", "-i", "de_DE", "-f", "UTF-8", locale], check=True, capture_output=True)
+            except (OSError, subprocess.CalledProcessError) as missing:
+                self.skipTest(f"no such locale can be made: {missing}")
+            german = {**os.environ, "LOCPATH": folder, "LC_ALL": "de_DE.UTF-8"}
+            done = run("--screenshot", pathlib.Path(folder, "window.png"), EXAMPLE, env=german)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            panels = []
+            for environment in None, german:
+                done = run("--picture-panels", folder, env=environment)
+                self.assertEqual(done.returncode, 0, done.stderr)
+                panels.append({path.name: path.read_bytes() for path in pathlib.Path(folder).glob("ZRK*.png")})
+            self.assertEqual(*panels)
+            self.assertGreater(len(panels[0]), 30)
 
     def test_first_start_where_it_is_installed(self):
         build = pathlib.Path(PROGRAM).resolve().parent.parent

@@ -37,7 +37,7 @@ constexpr Limit kLimits[] = {
     {"png-chunk-bytes", zrk::kMaxPngChunkBytes, "bytes", "a colour profile or text in a picture"},
     {"voxels", zrk::kMaxVoxels, "voxels", "a volume that is read"},
     {"npy-bytes", zrk::kMaxNpyFileBytes, "bytes", "the file of an array"},
-    {"mesh-bytes", zrk::kMaxMeshFileBytes, "bytes", "the file of a mesh, but for OBJ"},
+    {"mesh-bytes", zrk::kMaxMeshFileBytes, "bytes", "the file of a mesh"},
     {"mesh-numbers", zrk::kMaxMeshNumbers, "numbers", "a mesh's coordinates, and the corners of its faces"},
     {"polygon-corners", zrk::kMaxPolygonCorners, "corners", "a face that isn't convex and is split"},
     {"3mf-bytes", zrk::kMaxThreeMfBytes, "bytes", "a file in a 3MF package when it is unfolded"},

@@ -101,6 +101,7 @@ public:
             std::vector<std::filesystem::path> inputs = _job.inputs;
             inputs.pop_back(); // the document, which may take on what was found
             checkIsNotRead(_options.file, inputs);
+            checkCanBeWritten(_options.file);
         }
         if (!_options.solve.empty()) {
             solve();

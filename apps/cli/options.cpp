@@ -292,6 +292,14 @@ void checkIsNotRead(const std::string& file, const std::vector<std::filesystem::
     }
 }
 
+void checkCanBeWritten(const std::string& file)
+{
+    std::error_code isMissing;
+    if (!std::filesystem::exists(file, isMissing) || std::filesystem::is_regular_file(file, isMissing)) {
+        zrk::valueOrThrow(zrk::AtomicFile::create(file)); // goes again
+    }
+}
+
 Job::Job(const SamplingOptions& options, std::vector<std::filesystem::path>* files)
     : document(loadDocument(options, options.quiet, files ? files : &inputs))
 {
@@ -331,10 +339,7 @@ std::string Job::fileOf(const zrkmodel::OutputField& output, const std::string& 
 void Job::checkTarget(const std::string& file) const
 {
     checkIsNotRead(file, inputs);
-    std::error_code isMissing;
-    if (!std::filesystem::exists(file, isMissing) || std::filesystem::is_regular_file(file, isMissing)) {
-        zrk::valueOrThrow(zrk::AtomicFile::create(file)); // goes again
-    }
+    checkCanBeWritten(file);
 }
 
 std::vector<std::string> argumentsInParsingOrder(int argc, char** argv)

@@ -92,6 +92,9 @@ void tellRemarks(const std::vector<zrk::Fault>& remarks, bool quiet);
 /// picture in a folder whose slices are.
 void checkIsNotRead(const std::string& file, const std::vector<std::filesystem::path>& inputs);
 
+/// Throws FaultError where a file can't be written, before the work for it begins. Writes nothing.
+void checkCanBeWritten(const std::string& file);
+
 /// A document and those outputs of it which a command samples.
 struct Job {
     std::vector<std::filesystem::path> inputs; ///< what the document names, and itself

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <charconv>
 #include <cstdio>
 #include <limits>
 #include <unistd.h>
@@ -60,9 +61,11 @@ std::string shownBytes(double bytes)
         size /= 1024;
         ++unit;
     }
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "%.1f %s", size, kUnits[unit]);
-    return text.data();
+    std::array<char, 512> text{};
+    // Not printf, which writes 1,5 where the locale of the program does.
+    const auto [end, error] =
+        std::to_chars(text.data(), text.data() + text.size(), size, std::chars_format::fixed, 1);
+    return std::string(text.data(), end) + " " + kUnits[unit];
 }
 
 } // namespace zrk

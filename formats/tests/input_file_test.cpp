@@ -91,5 +91,24 @@ TEST_F(InputFiles, ReadPipesToTheEnd)
     EXPECT_FALSE(lines.fault());
 }
 
+TEST_F(InputFiles, ThatBecomeShorterAreNoWholeOnes)
+{
+    // Cut between two lines, where nothing else tells.
+    const std::string line(63, 'v');
+    std::string text;
+    for (int i = 0; i < 4096; ++i) {
+        text += line + '\n';
+    }
+    put("cut.obj", text);
+    LineReader lines(path("cut.obj"), text.size());
+    ASSERT_TRUE(lines.next());
+    std::filesystem::resize_file(path("cut.obj"), text.size() / 2);
+    while (lines.next()) {
+        EXPECT_EQ(lines.line(), line);
+    }
+    ASSERT_TRUE(lines.fault());
+    EXPECT_THAT(lines.fault()->found, HasSubstr("changed or broke off"));
+}
+
 } // namespace
 } // namespace zrk

@@ -10,7 +10,9 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cstdlib>
+#include <charconv>
+#include <cstring>
+#include <system_error>
 
 namespace zrkworkbench {
 
@@ -66,8 +68,11 @@ private:
             if (!hasNumber()) {
                 return false;
             }
-            char* end = nullptr;
-            number = std::strtod(_at, &end);
+            // Not strtod: with a locale that writes 1,5 it would stop at the point.
+            const auto [end, error] = std::from_chars(_at, _at + std::strlen(_at), number);
+            if (error != std::errc()) {
+                return false;
+            }
             _at = end;
         }
         return true;

@@ -74,7 +74,7 @@ TEST_F(Look, EachIconCanBeReadStaysInItsSquareAndHasInk)
         EXPECT_GE(shape.lineWidth, 1.4);
         EXPECT_LE(shape.lineWidth, 1.5);
     }
-    for (const char* broken : {"M 1", "X 2 2", "M 1 1 L", "E 8 8 2"}) {
+    for (const char* broken : {"M 1", "X 2 2", "M 1 1 L", "E 8 8 2", "M 1 - 1"}) {
         QString problem;
         parseIconShape(broken, &problem);
         EXPECT_FALSE(problem.isEmpty()) << broken;
