@@ -4,6 +4,8 @@
 #include "core/engine/progress.h"
 #include "core/surface/cell_patches.h"
 #include "core/surface/quality.h"
+#include "core/surface/surface_grid.h"
+#include "core/surface/thinning.h"
 #include "core/values/batch.h"
 #include "testing/ball_union.h"
 #include "testing/literal_engine.h"
@@ -640,6 +642,49 @@ TEST(Surface, HasNoSliversAtSeamsWhenThinned)
     const auto mesh = extractSurface(prepared(Waves{4, 0.3}), settings);
     EXPECT_GT(mesh->triangles.size(), 262144u) << "more than a block may have";
     EXPECT_GT(reportOn(*mesh).smallestAngleDegrees, 0.1);
+}
+
+// The dent lies at a seam of the first blocks, so that it is looked at when nothing is left to do about what
+// hangs into it.
+TEST(Surface, IsNotThinnedThroughWhatLiesFarFromChanges)
+{
+    constexpr std::uint32_t kLength = 30;
+    constexpr std::uint32_t kWidth = 9;
+    for (const bool isHeld : {false, true}) {
+        SCOPED_TRACE(isHeld);
+        SurfaceMesh mesh;
+        for (std::uint32_t i = 0; i < kLength * kWidth; ++i) {
+            const double x = 49.0 + i % kLength;
+            const double y = i / kLength;
+            mesh.vertices.push_back({x, y, x == 64 && y == 4 ? -0.01 : 0});
+        }
+        for (std::uint32_t i = 0; i + kLength < kLength * kWidth; ++i) {
+            if (i % kLength + 1 < kLength) {
+                mesh.triangles.push_back({i, i + 1, i + kLength + 1});
+                mesh.triangles.push_back({i, i + kLength + 1, i + kLength});
+            }
+        }
+        const auto tip = static_cast<std::uint32_t>(mesh.vertices.size());
+        if (isHeld) {
+            for (const Tensor<3, double>& p : {Tensor<3, double>{64, 4, -0.005},
+                                               {64.02, 4, 0.04},
+                                               {63.99, 4.02, 0.04},
+                                               {63.99, 3.98, 0.04}}) {
+                mesh.vertices.push_back(p);
+            }
+            for (const auto& t : {std::array<std::uint32_t, 3>{1, 2, 3}, {0, 2, 1}, {0, 3, 2}, {0, 1, 3}}) {
+                mesh.triangles.push_back({tip + t[0], tip + t[1], tip + t[2]});
+            }
+        }
+        ASSERT_EQ(reportOn(mesh).selfIntersections, 0u);
+        const surface::SurfaceGrid grid({0, -4, -4}, {128, 12, 12}, {128, 16, 16});
+        surface::thinMesh(mesh, grid, 0.1, 1, [](double) { return true; });
+        EXPECT_EQ(reportOn(mesh).selfIntersections, 0u);
+        const auto hasDent = std::any_of(mesh.vertices.begin(), mesh.vertices.end(),
+                                         [](const Tensor<3, double>& p) { return p[2] == -0.01; });
+        EXPECT_EQ(hasDent, isHeld);
+        EXPECT_LT(mesh.triangles.size(), 120u);
+    }
 }
 
 TEST(Surface, SolidMayLieAboveTheIsoValue)
