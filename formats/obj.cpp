@@ -133,7 +133,9 @@ struct PlacedIndex {
 
 class ObjParser {
 public:
-    explicit ObjParser(const std::filesystem::path& path) : _name(path.string()), _lines(path, kMaxMeshFileBytes) {}
+    explicit ObjParser(const std::filesystem::path& path)
+        : _name(path.string()), _lines(path, kMaxMeshFileBytes)
+    {}
 
     WavefrontObj read()
     {

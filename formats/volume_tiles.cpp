@@ -195,7 +195,8 @@ Result<void> joinTiles(const VolumeTiles& tiles, const std::string& path, const 
                 if (keepGoing && !keepGoing(static_cast<double>(tile) / tiles.count())) {
                     return refused(interruptedAt(path));
                 }
-                const std::uint64_t size = std::min<std::uint64_t>(skipped > 0 ? skipped : left, piece.size());
+                const std::uint64_t size =
+                    std::min<std::uint64_t>(skipped > 0 ? skipped : left, piece.size());
                 if (Result<void> read = readWhole(*file, tiles.fileOf(tile), piece.data(), size); !read) {
                     return read;
                 }

@@ -41,8 +41,8 @@ void DocumentPaths::refuseOutside(const fs::path& file, const std::string& path,
 fs::path DocumentPaths::find(const std::string& path, const std::string& place) const
 {
     if (path.find('\0') != std::string::npos) { // where the system would end it
-        throw zrk::FaultError({place, zrk::quotation(path), "a path without a byte of 0",
-                               "remove \\u0000 from it"});
+        throw zrk::FaultError(
+            {place, zrk::quotation(path), "a path without a byte of 0", "remove \\u0000 from it"});
     }
     // Joined as texts: where memory fails, the library's own operator for paths crashes.
     const fs::path file =

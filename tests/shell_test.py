@@ -71,6 +71,9 @@ class New(ZrkTest):
         knot.write_text("v 1 2 3\n")
         self.refused(2, "new", "--example", "MeshSDF", "-o", knot.parent / "f.zrk.json", contains=["torus_knot.obj"])
         self.assertEqual((knot.read_text(), (knot.parent / "f.zrk.json").exists()), ("v 1 2 3\n", False))
+        knot.unlink()
+        os.mkfifo(knot)  # nobody writes to it
+        self.refused(2, "new", "--example", "MeshSDF", "-o", knot.parent / "f.zrk.json", contains=["torus_knot.obj"])
 
     def test_documents_go_from_one_command_to_the_next(self):
         for arguments in (["SphereSDF"], ["--example", "SphereSDF"]):

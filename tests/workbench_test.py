@@ -86,11 +86,14 @@ class Workbench(unittest.TestCase):
             (("--screenshot", "/tmp/never.png", "--select", "99", EXAMPLE), ["--select", "99"]),
             (("--screenshot", "/tmp/never.png", "--size", "9x9", EXAMPLE), ["--size", "1280x800"]),
             (("--screenshot", "/tmp/never.png", "--view", "inside", EXAMPLE), ["--view", "solid"]),
+            (("--none",), ["--none", "--help"]),
+            (("--select", "99999999999", EXAMPLE), ["--select", "--help"]),
         ):
             done = run(*arguments)
             self.assertEqual(done.returncode, 2, arguments)
             for word in words:
                 self.assertIn(word, done.stderr)
+            self.assertRegex(done.stderr, r"\Azrk-workbench: [^\n]*found [^\n]*, expected [^\n]*\n  remedy: [^\n]*\n\Z")
             self.assertFalse(os.path.exists("/tmp/never.png"))
 
 

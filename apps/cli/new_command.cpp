@@ -3,6 +3,7 @@
 #include "apps/cli/messages.h"
 #include "core/values/fault.h"
 #include "formats/atomic_file.h"
+#include "formats/file_bytes.h"
 #include "host/document_schema.h"
 #include "host/graph_document.h"
 #include "host/type_lookup.h"
@@ -15,9 +16,8 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -152,8 +152,9 @@ bool isThere(const std::filesystem::path& path)
 /// Whether a file has these bytes.
 bool holds(const std::filesystem::path& path, std::string_view bytes)
 {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {}) == bytes;
+    const auto read = zrk::readFileBytes(path, bytes.size());
+    return read && std::equal(read->begin(), read->end(), bytes.begin(), bytes.end(),
+                              [](std::uint8_t a, char b) { return a == static_cast<std::uint8_t>(b); });
 }
 
 /// Writes the files that an example names beside it. Nothing that is there is written over.

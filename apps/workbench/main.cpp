@@ -2,6 +2,7 @@
 #include "apps/workbench/window/measure.h"
 #include "apps/workbench/window/window.h"
 #include "components/registration.h"
+#include "core/values/fault.h"
 #include "host/build_information.h"
 #include "inspectors/css_style.h"
 #include "inspectors/describe.h"
@@ -116,7 +117,9 @@ int picturePanels(const Options& options)
         view.resize(view.width(), view.sizeHint().height());
         const std::string path = options.picturesFolder + "/" + name + ".png";
         if (!view.grab().save(QString::fromStdString(path))) {
-            return report(path + ": found no way to write it, expected a folder that takes files", kFailed);
+            return report(path + ": found no way to write it, expected a folder that takes files\n"
+                                 "  remedy: create the folder, or name another one",
+                          kFailed);
         }
     }
     return 0;
@@ -137,7 +140,8 @@ int screenshot(zrkworkbench::Window& window, const Options& options, QSize size)
     QApplication::processEvents();
     if (!window.grab().save(QString::fromStdString(options.screenshot))) {
         return report(options.screenshot +
-                          ": found no way to write it, expected a place for a picture (.png)",
+                          ": found no way to write it, expected a place for a picture\n"
+                          "  remedy: give a name that ends in .png, in a folder that takes files",
                       kFailed);
     }
     return 0;
@@ -188,8 +192,9 @@ int runWindow(const Options& options, bool sized)
         window.newDocument();
     }
     if (options.select && isPicture && !window.select(*options.select)) {
-        return report(fmt::format("--select: found {}, expected the id of a node of {}", *options.select,
-                                  options.document),
+        return report(fmt::format("--select: found {}, expected the id of a node of {}\n"
+                                  "  remedy: the document's text has them, as \"id\" of its nodes",
+                                  *options.select, options.document),
                       kWrongUsage);
     }
     window.view().setTab(options.view == "solid" ? zrkworkbench::ViewPane::Tab::Solid
@@ -254,9 +259,14 @@ int main(int argc, char** argv)
     try {
         commands.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        const bool isHelp = error.get_exit_code() == 0;
-        const int status = commands.exit(error);
-        return isHelp ? status : kWrongUsage;
+        if (error.get_exit_code() == 0) {
+            return commands.exit(error); // --help and --version
+        }
+        return report(
+            fmt::format("found a wrong command line ({}), expected the arguments and options that it takes\n"
+                        "  remedy: `zrk-workbench --help` shows how to call it",
+                        zrk::printable(error.what())),
+            kWrongUsage);
     }
     options.describe = describe->count() > 0;
     std::erase(options.types, std::string()); // CLI11 gives one for an option without words

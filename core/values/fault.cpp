@@ -7,8 +7,8 @@ namespace zrk {
 
 namespace {
 
-/// Marks in UTF-8 that show nothing themselves, and break lines or turn the text around them: U+200B, U+200E and
-/// U+200F, U+2028 to U+202E, U+2060 to U+206F, U+FEFF.
+/// Marks in UTF-8 that show nothing themselves, and break lines or turn the text around them: U+200B, U+200E
+/// and U+200F, U+2028 to U+202E, U+2060 to U+206F, U+FEFF.
 bool isUnseen(std::string_view character)
 {
     if (character.size() != 3) {
@@ -16,7 +16,8 @@ bool isUnseen(std::string_view character)
     }
     const auto last = static_cast<unsigned char>(character[2]);
     const std::string_view first = character.substr(0, 2);
-    return first == "\xe2\x80" ? last == 0x8b || last == 0x8e || last == 0x8f || (last >= 0xa8 && last <= 0xae)
+    return first == "\xe2\x80"
+               ? last == 0x8b || last == 0x8e || last == 0x8f || (last >= 0xa8 && last <= 0xae)
            : first == "\xe2\x81" ? last >= 0xa0 && last <= 0xaf
                                  : character == "\xef\xbb\xbf";
 }

@@ -74,7 +74,8 @@ TEST_F(SurfaceTilesFiles, NumbersThatNoSurfaceHasAreRefused)
     for (const ForeignTile& tile : {corner, below, vertex, radius, node, beam}) {
         const auto joined = join(tile);
         ASSERT_FALSE(joined);
-        EXPECT_THAT(messageOf(joined.error()), HasSubstr("part_0000.zrk-tile: found numbers that no surface has"));
+        EXPECT_THAT(messageOf(joined.error()),
+                    HasSubstr("part_0000.zrk-tile: found numbers that no surface has"));
     }
 }
 

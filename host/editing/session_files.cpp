@@ -1,13 +1,15 @@
+#include "formats/file_bytes.h"
+#include "formats/limits.h"
 #include "host/editing/edit_session.h"
 #include "host/stored_paths.h"
 #include "model/graph_object.h"
 
 #include <fmt/core.h>
 
-#include <fstream>
-#include <iterator>
+#include <cstdint>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace zrkmodel {
 
@@ -15,10 +17,20 @@ namespace {
 
 constexpr std::size_t kLongestName = 200; ///< bytes, so that what is added leaves a name that disks take
 
-std::string textOf(const std::filesystem::path& path)
+/// Of an ordinary file that a document might be.
+zrk::Result<std::string> textOf(const std::filesystem::path& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return zrk::readFileBytes(path, zrk::kMaxDocumentBytes).map([](const std::vector<std::uint8_t>& bytes) {
+        return std::string(bytes.begin(), bytes.end());
+    });
+}
+
+/// Whether a recovery file holds something that its document doesn't.
+bool isWorthOffering(const std::filesystem::path& recovery, const std::string& path)
+{
+    const zrk::Result<std::string> kept = textOf(recovery);
+    const zrk::Result<std::string> saved = textOf(path);
+    return kept && !(saved && *kept == *saved);
 }
 
 } // namespace
@@ -34,7 +46,7 @@ zrk::Result<std::unique_ptr<EditSession>> EditSession::open(const std::string& p
         std::error_code missing;
         const auto saved = std::filesystem::last_write_time(path, missing);
         const auto kept = std::filesystem::last_write_time(recovery, missing);
-        if (!missing && kept >= saved && textOf(recovery) != textOf(path)) {
+        if (!missing && kept >= saved && isWorthOffering(recovery, path)) {
             session->_offer = recovery;
         }
         return session;
@@ -234,7 +246,9 @@ zrk::Result<void> EditSession::recover(DocumentWarnings& warnings)
         return zrk::refused({_document.name(), "no recovery file", "one that is newer than the document",
                              "go on with the document as it is", zrk::FaultKind::FailedWork});
     }
-    auto document = GraphDocument::parse(textOf(_offer), _document.name(), warnings, _settings.load);
+    auto document = textOf(_offer).and_then([&](const std::string& text) {
+        return GraphDocument::parse(text, _document.name(), warnings, _settings.load);
+    });
     if (!document) {
         return zrk::refused(std::move(document.error()));
     }

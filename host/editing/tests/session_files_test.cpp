@@ -1,5 +1,6 @@
 #include "host/editing/tests/editing_fixture.h"
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -165,6 +166,22 @@ TEST_F(SessionFiles, OfferOnlyWhatIsNewerAndOther)
     std::filesystem::last_write_time(file, std::filesystem::last_write_time(folder / "test.zrk.json") -
                                                std::chrono::seconds(5));
     EXPECT_TRUE(open()->recovery().empty()); // older
+}
+
+TEST_F(SessionFiles, OfferNothingThatIsNoFile)
+{
+    (void)openParts();
+    const std::filesystem::path file = open()->recoveryPath();
+    const auto isOffered = [&] { return !open()->recovery().empty(); };
+    std::filesystem::create_directory(file);
+    EXPECT_FALSE(isOffered());
+    std::filesystem::remove(file);
+    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0); // nobody writes to it
+    EXPECT_FALSE(isOffered());
+    std::filesystem::remove(file);
+    put(file.filename(), "");
+    std::filesystem::resize_file(file, std::uintmax_t{1} << 38); // of holes
+    EXPECT_FALSE(isOffered());
 }
 
 TEST_F(SessionFiles, AreKnownToHaveChanged)
