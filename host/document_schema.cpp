@@ -206,9 +206,12 @@ ZRKJson valuesSchema(const Registration& type)
 
 // Nodes.
 
+/// The system takes a byte of 0 for the end of a path.
+ZRKJson pathSchema() { return {{"type", "string"}, {"pattern", "^[^\\u0000]*$"}}; }
+
 ZRKJson pathsSchema()
 {
-    const ZRKJson path{{"type", "string"}};
+    const ZRKJson path = pathSchema();
     return {{"anyOf", {path, {{"type", "array"}, {"items", path}, {"minItems", 1}}}}};
 }
 
@@ -340,7 +343,7 @@ std::vector<ShapeSchema> shapeSchemas()
         {"box", "a solid between two corners", {{"min", point}, {"max", point}}, {}},
         {"mesh",
          "a solid from a mesh file, as it stands there",
-         {{"path", {{"type", "string"}, {"description", "OBJ, STL, PLY or 3MF"}}}},
+         {{"path", described(pathSchema(), "OBJ, STL, PLY or 3MF")}},
          {}},
         {"group",
          "several geometries; it gives the distances to its members one after the other",
@@ -381,8 +384,9 @@ ZRKJson resourceSchema()
     for (const auto& [kind, what] :
          {std::pair("image2d", "a PNG, JPEG or TIFF picture"),
           std::pair("image3d", "a folder of slices, a TIFF file of many pages or a NumPy array")}) {
-        addResource(rules, "kind", kind,
-                    {{"path", {{"type", "string"}, {"minLength", 1}, {"description", what}}}}, {});
+        ZRKJson path = described(pathSchema(), what);
+        path["minLength"] = 1;
+        addResource(rules, "kind", kind, {{"path", std::move(path)}}, {});
     }
     ZRKJson shapeRules = ZRKJson::array();
     for (const ShapeSchema& shape : shapeSchemas()) {
