@@ -78,6 +78,13 @@ class Workbench(unittest.TestCase):
         self.assertEqual(done.returncode, 2)
         self.assertRegex(done.stderr, r"\Azrk-workbench: none.zrk.json: found no file [^\n]*\n  remedy: [^\n]*\n\Z")
 
+    def test_tells_that_there_is_no_screen(self):
+        env = {key: value for key, value in os.environ.items() if key not in ("WAYLAND_DISPLAY", "QT_QPA_PLATFORM")}
+        for screen in ({"DISPLAY": ":7777"}, {"QT_QPA_PLATFORM": "nothing"}):
+            done = run(EXAMPLE, env={**env, **screen})
+            self.assertEqual(done.returncode, 1, screen)
+            self.assertRegex(done.stderr, r"\Azrk-workbench: screen: found [^\n]*, expected [^\n]*\n  remedy: [^\n]*\n\Z")
+
     def test_refuses_wrong_calls(self):
         for arguments, words in (
             (("--describe-panels", "Sphere"), ["unknown type", "\"Sphere\"", "zrk types"]),

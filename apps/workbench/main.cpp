@@ -21,6 +21,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
@@ -217,6 +218,17 @@ void tellFailuresOnly(QtMsgType type, const QMessageLogContext&, const QString& 
     }
 }
 
+/// While Qt looks for a screen: without one it would end by SIGABRT.
+void endWithoutScreen(QtMsgType type, const QMessageLogContext&, const QString&)
+{
+    if (type == QtFatalMsg) {
+        report("screen: found none to draw on, expected the desktop that DISPLAY or WAYLAND_DISPLAY names\n"
+               "  remedy: start it on a desktop; `zrk-workbench --screenshot FILE` and `zrk` need none",
+               kFailed);
+        std::_Exit(kFailed);
+    }
+}
+
 void applyStyle(QApplication& app, const std::string& palette)
 {
     if (QApplication::platformName() == "offscreen") {
@@ -275,14 +287,13 @@ int main(int argc, char** argv)
     if (needsNoScreen && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
-    if (needsNoScreen) {
-        qInstallMessageHandler(tellFailuresOnly);
-    }
+    qInstallMessageHandler(endWithoutScreen);
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
     QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
 #endif
     QApplication app(argc, argv);
+    qInstallMessageHandler(needsNoScreen ? tellFailuresOnly : nullptr);
     QCoreApplication::setOrganizationName("zrk");
     QCoreApplication::setApplicationName("workbench");
     QCoreApplication::setApplicationVersion(zrkmodel::version());
