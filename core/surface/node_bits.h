@@ -111,6 +111,18 @@ private:
     }
 };
 
+/// The node along each axis at which a leaf is cut into its eight parts.
+inline constexpr std::int32_t kMiddleNode = kLeafCells / 2;
+
+/// Whether a node lies in a part of a leaf, on its faces included.
+constexpr bool isInPart(std::size_t part, std::int32_t i, std::int32_t j, std::int32_t k)
+{
+    const auto isIn = [part](std::size_t axis, std::int32_t along) {
+        return (part >> axis & 1) != 0 ? along >= kMiddleNode : along <= kMiddleNode;
+    };
+    return isIn(0, i) && isIn(1, j) && isIn(2, k);
+}
+
 /// The nodes at the lower corners of a leaf's cells.
 inline constexpr NodeBits kLowerCorners = NodeBits::where([](std::int32_t i, std::int32_t j, std::int32_t k) {
     return i < kLeafCells && j < kLeafCells && k < kLeafCells;
