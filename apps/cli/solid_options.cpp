@@ -55,7 +55,8 @@ Paint paintOf(const PaintOptions& options, const zrkmodel::GraphDocument& docume
                                    "one with the tag Color, Vector3d or Scalar",
                                    "`zrk check` lists the outputs of a document and their tags"});
         }
-        paint.field = zrk::attempt("--color", [&] { return zrk::PreparedField(output.field); }).value();
+        paint.field =
+            zrk::valueOrThrow(zrk::attempt("--color", [&] { return zrk::PreparedField(output.field); }));
     }
     if (paint.range && !(paint.field && paint.field->componentCount() == 1)) {
         throw zrk::FaultError({"--range", zrk::quotation(*options.range),

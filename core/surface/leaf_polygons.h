@@ -57,8 +57,6 @@ struct LeafPolygons {
     explicit LeafPolygons(const LeafPlace& place) : leaf(place) {}
     explicit LeafPolygons(SurfaceLeaf leaf) : leaf(std::move(leaf)) {}
 
-    /// Whether a face of a cell has vertices.
-    bool hasFaceVertices() const { return !_faceAt[0].empty() || !_faceAt[1].empty() || !_faceAt[2].empty(); }
     /// Stands for another leaf from now on, of which nothing is known. Keeps the memory.
     void begin(const LeafPlace& place);
     /// What the layer above asks for, see `SurfaceLeaf::upperFace`. Null where that is nothing.
